@@ -1,0 +1,113 @@
+# What every folder's CMakeLists.txt builds with: compiler settings, output places,
+# dependency look-up, and three functions:
+#
+#   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file])   a shared library
+#   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
+#   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS labels...] [WHOLE])   a GoogleTest program
+#
+# WHOLE registers the program as one ctest test (for tests with a costly start); otherwise
+# each of its test cases is one.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+# The build tree has the shape of an installed one, so that programs find their data,
+# libraries and helpers in both by the same relative paths.
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/archive)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(HDDTEST_LIBEXEC_DIR ${CMAKE_BINARY_DIR}/libexec)
+set(HDDTEST_DATA_DIR ${CMAKE_BINARY_DIR}/share)
+set(HDDTEST_TEST_DIR ${CMAKE_BINARY_DIR}/test)
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+
+set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
+
+add_compile_options(-Wall -Wextra -Werror)
+include_directories(${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
+if(HDDTEST_SANITIZE)
+  add_compile_options(-fsanitize=${HDDTEST_SANITIZE} -fno-omit-frame-pointer -O1)
+  add_link_options(-fsanitize=${HDDTEST_SANITIZE})
+  if(HDDTEST_SANITIZE MATCHES undefined)
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
+
+# hddtest_require(VARIABLE "what" "Debian package"): stops with the package to install.
+function(hddtest_require variable what package)
+  if(NOT ${variable})
+    message(FATAL_ERROR "${what} not found: install it with 'apt-get install ${package}'")
+  endif()
+endfunction()
+
+find_package(Threads REQUIRED)
+find_package(Python3 COMPONENTS Interpreter QUIET)
+hddtest_require(Python3_FOUND "Python 3" python3)
+find_package(EXPAT QUIET)
+hddtest_require(EXPAT_FOUND "The XML parser Expat" libexpat1-dev)
+find_path(HDDTEST_CLI11_INCLUDE CLI/CLI.hpp)
+hddtest_require(HDDTEST_CLI11_INCLUDE "The command line library CLI11" libcli11-dev)
+find_path(HDDTEST_JSON_INCLUDE nlohmann/json.hpp)
+hddtest_require(HDDTEST_JSON_INCLUDE "The JSON library" nlohmann-json3-dev)
+find_package(fmt QUIET)
+hddtest_require(fmt_FOUND "The formatting library fmt" libfmt-dev)
+
+function(hddtest_library target)
+  cmake_parse_arguments(ARG "" "VERSION_SCRIPT" "SOURCES;LINK" ${ARGN})
+  add_library(${target} SHARED ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${target} PRIVATE ${ARG_LINK})
+  # Object managers load us lazily into a name space with hundreds of names of theirs. Data is
+  # left out: a program may hold a copy of a meta-class, and then everybody must mean the copy.
+  target_link_options(${target} PRIVATE -Wl,-z,defs -Wl,-z,now -Wl,-Bsymbolic-functions)
+  if(ARG_VERSION_SCRIPT)
+    target_link_options(${target} PRIVATE -Wl,--version-script=${ARG_VERSION_SCRIPT})
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${ARG_VERSION_SCRIPT})
+  endif()
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+endfunction()
+
+function(hddtest_objects target)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  add_library(${target} OBJECT ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${target} PUBLIC ${ARG_LINK})
+endfunction()
+
+if(BUILD_TESTING OR NOT DEFINED BUILD_TESTING)
+  find_package(GTest QUIET)
+  hddtest_require(GTest_FOUND "GoogleTest" "libgtest-dev libgmock-dev")
+  include(GoogleTest)
+endif()
+
+function(hddtest_test name)
+  if(NOT BUILD_TESTING)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "WHOLE" "" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock GTest::gtest_main Threads::Threads)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${HDDTEST_TEST_DIR}
+                        INSTALL_RPATH "$ORIGIN/../lib")
+  set(properties TIMEOUT 600)
+  if(ARG_LABELS)
+    list(APPEND properties LABELS "${ARG_LABELS}")
+  endif()
+  # Tests write no line into the machine's own log.
+  set(environment "HVX_LOG_FILE=/dev/null" ${ARG_ENVIRONMENT})
+  if(ARG_WHOLE)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES ${properties} ENVIRONMENT "${environment}")
+  else()
+    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+                         PROPERTIES ${properties} ENVIRONMENT "${environment}")
+  endif()
+endfunction()

@@ -1,0 +1,22 @@
+#include "platform/framework/cimom.h"
+
+namespace ovk_cimple {
+
+namespace {
+// The innermost scope of this thread. A plain pointer: nothing is left to end with the thread.
+thread_local Cimom* current = nullptr;
+}  // namespace
+
+Cimom_Scope::Cimom_Scope(Cimom& cimom) : previous_(std::exchange(current, &cimom)) {}
+
+Cimom_Scope::~Cimom_Scope() { current = previous_; }
+
+namespace cimom {
+
+sint32 enum_instances(const char* name_space, const Instance& model,
+                      Instance_Enumerator& enumerator) {
+  return current ? current->enum_instances(name_space, model, enumerator) : -1;
+}
+
+}  // namespace cimom
+}  // namespace ovk_cimple

@@ -1,0 +1,55 @@
+// Up-calls: what a provider may ask of the object manager that runs it.
+#pragma once
+
+#include <vector>
+
+#include "platform/framework/instance.h"
+
+namespace ovk_cimple {
+
+// The instances that an up-call returned, in the order delivered.
+class Instance_Enumerator {
+ public:
+  void add(Ref<Instance> instance) { instances_.push_back(std::move(instance)); }
+  bool more() const { return next_ < instances_.size(); }
+  // A reference of the caller's own; null when there is none left.
+  Ref<Instance> next() { return more() ? instances_[next_++] : Ref<Instance>(); }
+
+ private:
+  std::vector<Ref<Instance>> instances_;
+  std::size_t next_ = 0;
+};
+
+// The object manager as the adapter offers it for the duration of one operation. Called only
+// on the thread that runs the operation.
+class OVK_CIMPLE_EXPORT Cimom {
+ public:
+  virtual ~Cimom() = default;
+  // Adds every instance of the model's class and its subclasses. Returns 0 or the object
+  // manager's status code. May block for as long as other providers take.
+  virtual sint32 enum_instances(const char* name_space, const Instance& model,
+                                Instance_Enumerator& enumerator) = 0;
+};
+
+// Makes an object manager the one that up-calls of this thread reach, until the scope ends.
+// Scopes nest, since an up-call may come back into the same module.
+class OVK_CIMPLE_EXPORT Cimom_Scope {
+ public:
+  explicit Cimom_Scope(Cimom& cimom);
+  ~Cimom_Scope();
+  Cimom_Scope(const Cimom_Scope&) = delete;
+  Cimom_Scope& operator=(const Cimom_Scope&) = delete;
+
+ private:
+  Cimom* previous_;
+};
+
+namespace cimom {
+
+// Asks the object manager for the instances of the model's class. Outside an operation there
+// is nobody to ask: -1.
+OVK_CIMPLE_EXPORT sint32 enum_instances(const char* name_space, const Instance& model,
+                                        Instance_Enumerator& enumerator);
+
+}  // namespace cimom
+}  // namespace ovk_cimple

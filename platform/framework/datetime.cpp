@@ -1,0 +1,110 @@
+#include "platform/framework/datetime.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+
+#include "platform/framework/calendar.h"
+
+namespace ovk_cimple {
+
+namespace {
+
+constexpr sint64 second = 1'000'000;
+constexpr sint64 minute = 60 * second;
+constexpr sint64 hour = 60 * minute;
+constexpr sint64 day = 24 * hour;
+constexpr sint64 longest_interval = 100'000'000 * day - 1;
+constexpr sint64 first_time_stamp = days_from_civil({0, 1, 1}) * day;
+constexpr sint64 last_time_stamp = days_from_civil({10000, 1, 1}) * day - 1;
+constexpr std::size_t length = 25;
+
+// The digits from begin on, or -1 when one of them is none.
+sint64 number(std::string_view text, std::size_t begin, std::size_t count) {
+  sint64 result = 0;
+  for (const char c : text.substr(begin, count)) {
+    if (c < '0' || c > '9') return -1;
+    result = result * 10 + (c - '0');
+  }
+  return result;
+}
+
+sint64 floor_divide(sint64 dividend, sint64 divisor) {
+  return dividend / divisor - (dividend % divisor < 0);
+}
+
+}  // namespace
+
+Datetime::Datetime(uint64 microseconds)
+    : microseconds_(static_cast<sint64>(std::min<uint64>(microseconds, longest_interval))) {}
+
+Datetime Datetime::time_stamp(sint64 microseconds_since_epoch, sint32 utc_offset_minutes) {
+  Datetime result;
+  result.interval_ = false;
+  result.utc_offset_minutes_ = std::clamp(utc_offset_minutes, -999, 999);
+  // It is the local time that has to fit the four digits of the year.
+  const sint64 offset = result.utc_offset_minutes_ * minute;
+  result.microseconds_ =
+      std::clamp(microseconds_since_epoch, first_time_stamp - offset, last_time_stamp - offset);
+  return result;
+}
+
+Datetime Datetime::now() {
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  tm local{};
+  localtime_r(&time.tv_sec, &local);
+  return time_stamp(time.tv_sec * second + time.tv_nsec / 1000,
+                    static_cast<sint32>(local.tm_gmtoff / 60));
+}
+
+std::optional<Datetime> Datetime::parse(std::string_view text) {
+  if (text.size() != length || text[14] != '.') return std::nullopt;
+  const sint64 hours = number(text, 8, 2);
+  const sint64 minutes = number(text, 10, 2);
+  const sint64 seconds = number(text, 12, 2);
+  const sint64 fraction = number(text, 15, 6);
+  const sint64 offset = number(text, 22, 3);
+  if (hours < 0 || hours > 23 || minutes < 0 || minutes > 59 || seconds < 0 || seconds > 59 ||
+      fraction < 0 || offset < 0)
+    return std::nullopt;
+  const sint64 time = hours * hour + minutes * minute + seconds * second + fraction;
+
+  if (text[21] == ':') {
+    const sint64 days = number(text, 0, 8);
+    if (days < 0 || offset != 0) return std::nullopt;
+    return Datetime(static_cast<uint64>(days * day + time));
+  }
+  if (text[21] != '+' && text[21] != '-') return std::nullopt;
+  const sint64 year = number(text, 0, 4);
+  const sint64 month = number(text, 4, 2);
+  const sint64 day_of_month = number(text, 6, 2);
+  const Civil_Date date{year, static_cast<unsigned>(month), static_cast<unsigned>(day_of_month)};
+  if (year < 0 || month < 0 || day_of_month < 0 || !is_civil_date(date)) return std::nullopt;
+  const auto ahead = static_cast<sint32>(text[21] == '-' ? -offset : offset);
+  return time_stamp(days_from_civil(date) * day + time - ahead * minute, ahead);
+}
+
+String Datetime::to_string() const {
+  const sint64 local = microseconds_ + utc_offset_minutes_ * minute;
+  const sint64 days = floor_divide(local, day);
+  const sint64 time = local - days * day;
+  const auto hours = static_cast<int>(time / hour);
+  const auto minutes = static_cast<int>(time / minute % 60);
+  const auto seconds = static_cast<int>(time / second % 60);
+  const auto fraction = static_cast<int>(time % second);
+  char text[64];
+  if (interval_) {
+    std::snprintf(text, sizeof text, "%08lld%02d%02d%02d.%06d:000", static_cast<long long>(days),
+                  hours, minutes, seconds, fraction);
+  } else {
+    const Civil_Date date = civil_from_days(days);
+    std::snprintf(text, sizeof text, "%04lld%02u%02u%02d%02d%02d.%06d%c%03d",
+                  static_cast<long long>(date.year), date.month, date.day, hours, minutes, seconds,
+                  fraction, utc_offset_minutes_ < 0 ? '-' : '+',
+                  utc_offset_minutes_ < 0 ? -utc_offset_minutes_ : utc_offset_minutes_);
+  }
+  return text;
+}
+
+}  // namespace ovk_cimple

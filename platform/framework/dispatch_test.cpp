@@ -1,0 +1,194 @@
+#include "platform/framework/dispatch.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "platform/framework/inert.h"
+#include "platform/framework/test_class.h"
+
+namespace ovk_cimple {
+namespace {
+
+// Delivers one drive and answers every operation with a status that a test can choose.
+struct Drive_Provider {
+  static inline sint32 status = 0;
+  static inline int created = 0;
+  Drive_Provider() { ++created; }
+  ~Drive_Provider() { --created; }
+
+  sint32 load() { return 3; }
+  sint32 unload() { return 4; }
+  sint32 get_instance(const Drive*, Drive*& instance) {
+    instance = make<Drive>().release();
+    return status;
+  }
+  sint32 enum_instances(const Drive*, Enum_Handler<Drive>* handler) {
+    if (status < 0) throw std::runtime_error("drive gone");
+    handler->handle(make<Drive>());
+    return status;
+  }
+  sint32 create_instance(const Drive*) { return 7; }
+  sint32 delete_instance(const Drive*) { return 8; }
+  sint32 modify_instance(const Drive*, const Drive*) { return 9; }
+  sint32 Reset(const Drive*, const Property<boolean>& hard, Property<uint32>& return_value) {
+    return_value = hard.value() ? 1 : 2;
+    return 10;
+  }
+  sint32 enum_associator_names(const Instance*, const char*, const char* role, const char*,
+                               Enum_Handler<>*) {
+    return role ? 0 : status;
+  }
+  sint32 enum_references(const Instance*, const Drive*, const char*, Enum_Handler<Drive>* handler) {
+    handler->handle(make<Drive>());
+    return status;
+  }
+  sint32 enum_associators(const Instance*, const char*, const char*, const char*, Enum_Handler<>*) {
+    return status;
+  }
+};
+
+struct Inert_Provider : Inert_Association<Drive> {
+  static constexpr Inert_Method Reset{};
+};
+
+struct Calls {
+  std::vector<sint32> delivered;  // the status of each delivery
+  std::vector<sint32> closed;     // the status of each closing call
+  static void record(Instance* instance, sint32 status, void* data) {
+    auto& calls = *static_cast<Calls*>(data);
+    (instance ? calls.delivered : calls.closed).push_back(status);
+    unref(instance);
+  }
+  void* callback() { return reinterpret_cast<void*>(&record); }
+};
+
+// Called from afar, as through a registration record.
+template <class Provider, bool Is_Association = true>
+[[gnu::noipa]] sint32 call(sint32 operation, void* a0 = nullptr, void* a1 = nullptr,
+                           void* a2 = nullptr, void* a3 = nullptr, void* a4 = nullptr,
+                           void* a5 = nullptr, void* a6 = nullptr) {
+  return dispatch<Provider, Drive, Is_Association>(operation, a0, a1, a2, a3, a4, a5, a6);
+}
+
+class Dispatch : public testing::Test {
+ protected:
+  void SetUp() override { Drive_Provider::status = 0; }
+  Drive_Provider provider;
+  Calls calls;
+};
+
+TEST_F(Dispatch, GetMetaClassAndRepository) {
+  const Meta_Class* meta = nullptr;
+  const Meta_Repository* repository = nullptr;
+  EXPECT_EQ(call<Drive_Provider>(0, &meta), 0);
+  EXPECT_EQ(meta, &Drive::static_meta_class);
+  EXPECT_EQ(call<Drive_Provider>(13, &repository), 0);
+  EXPECT_EQ(repository, &device_repository);
+}
+
+TEST_F(Dispatch, CreateLoadUnloadDestroy) {
+  const int before = Drive_Provider::created;
+  Drive_Provider* made = nullptr;
+  EXPECT_EQ(call<Drive_Provider>(1, &made), 0);
+  EXPECT_EQ(Drive_Provider::created, before + 1);
+  EXPECT_EQ(call<Drive_Provider>(3, made), 3);
+  EXPECT_EQ(call<Drive_Provider>(4, made), 4);
+  EXPECT_EQ(call<Drive_Provider>(2, made), 0);
+  EXPECT_EQ(Drive_Provider::created, before);
+  EXPECT_EQ(call<Drive_Provider>(2, nullptr), 0);
+}
+
+TEST_F(Dispatch, InstanceOperationsReturnTheProvidersStatus) {
+  Instance* found = nullptr;
+  EXPECT_EQ(call<Drive_Provider>(5, &provider, nullptr, &found), 0);
+  EXPECT_NE(found, nullptr);
+  unref(found);
+  EXPECT_EQ(call<Drive_Provider>(7, &provider), 7);
+  EXPECT_EQ(call<Drive_Provider>(8, &provider), 8);
+  EXPECT_EQ(call<Drive_Provider>(9, &provider), 9);
+}
+
+TEST_F(Dispatch, EnumerationIsClosedWhateverTheStatus) {
+  for (const sint32 status : {0, 1, 61, 111}) {
+    Drive_Provider::status = status;
+    calls = {};
+    EXPECT_EQ(call<Drive_Provider>(6, &provider, nullptr, calls.callback(), &calls), status);
+    EXPECT_EQ(calls.delivered, std::vector<sint32>{0});
+    EXPECT_EQ(calls.closed, std::vector<sint32>{status});
+  }
+}
+
+TEST_F(Dispatch, AnExceptionPassesWithoutAClosingCall) {
+  Drive_Provider::status = -1;
+  EXPECT_THROW(call<Drive_Provider>(6, &provider, nullptr, calls.callback(), &calls),
+               std::runtime_error);
+  EXPECT_TRUE(calls.closed.empty());
+}
+
+TEST_F(Dispatch, MethodIsFoundWithoutRegardToCaseAndGetsItsParametersInOrder) {
+  const Ref<Device_Reset_method> record = make<Device_Reset_method>();
+  record->Hard = true;
+  EXPECT_EQ(call<Drive_Provider>(10, &provider, nullptr, record.get()), 10);
+  EXPECT_EQ(record->return_value.value(), 1u);
+  Meta_Class renamed = Device_Reset_method::static_meta_class;
+  for (const auto& [name, status] : {std::pair{"rESET", 10}, {"Resets", -1}, {"", -1}}) {
+    renamed.name = name;
+    const auto other = Ref<Instance>::adopt(create(renamed));
+    EXPECT_EQ(call<Drive_Provider>(10, &provider, nullptr, other.get()), status) << name;
+  }
+}
+
+TEST_F(Dispatch, AssociationEnumerationsAreClosedUnlessUnsupported) {
+  const auto run = [&](sint32 operation) {
+    calls = {};
+    return operation == ENUM_REFERENCES
+               ? call<Drive_Provider>(operation, &provider, nullptr, nullptr, nullptr,
+                                      calls.callback(), &calls)
+               : call<Drive_Provider>(operation, &provider, nullptr, nullptr, nullptr, nullptr,
+                                      calls.callback(), &calls);
+  };
+  for (const auto& [operation, unsupported] : {std::pair{14, 111}, {15, 121}, {16, 171}})
+    for (const sint32 status : {0, 1, 111, 121, 171}) {
+      Drive_Provider::status = status;
+      EXPECT_EQ(run(operation), status);
+      EXPECT_EQ(calls.closed.size(), status == unsupported ? 0u : 1u) << operation << ' ' << status;
+    }
+}
+
+TEST_F(Dispatch, UnknownNumbersAnswerMinusOne) {
+  for (const sint32 operation : {-1, 11, 12, 17, 1000})
+    EXPECT_EQ(call<Drive_Provider>(operation, &provider), -1) << operation;
+  for (const sint32 operation : {14, 15, 16})
+    EXPECT_EQ((call<Drive_Provider, false>(operation, &provider)), -1) << operation;
+}
+
+TEST(Inert, EveryOperationAnswersItsFixedStatusAndDeliversNothing) {
+  Inert_Provider provider;
+  Calls calls;
+  Instance* found = nullptr;
+  for (const auto& [operation, status] : {std::pair{3, 0},
+                                          {4, 0},
+                                          {5, 61},
+                                          {6, 0},
+                                          {7, 81},
+                                          {8, 91},
+                                          {9, 101},
+                                          {14, 111},
+                                          {15, 121},
+                                          {16, 171}}) {
+    void* const third = operation == 5 ? &found : calls.callback();
+    EXPECT_EQ(call<Inert_Provider>(operation, &provider, nullptr, third, &calls), status)
+        << operation;
+  }
+  EXPECT_EQ(found, nullptr);
+  EXPECT_TRUE(calls.delivered.empty());
+  EXPECT_EQ(calls.closed, std::vector<sint32>{0});  // of operation 6 alone
+  const Ref<Device_Reset_method> record = make<Device_Reset_method>();
+  EXPECT_EQ(call<Inert_Provider>(10, &provider, nullptr, record.get()), 131);
+  EXPECT_TRUE(record->return_value.null());
+  static_assert(std::is_empty_v<Inert_Provider>);
+}
+
+}  // namespace
+}  // namespace ovk_cimple

@@ -1,0 +1,102 @@
+// Hand-made classes for the framework's own tests: what the generator writes for a MOF class,
+// in small.
+#pragma once
+
+#include <cstddef>
+
+#include "platform/framework/meta.h"
+#include "platform/framework/status.h"
+
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+
+namespace ovk_cimple {
+
+struct Device : Instance {
+  static const Meta_Class static_meta_class;
+  explicit Device(const Meta_Class& meta = static_meta_class) : Instance(meta) {}
+  Property<String> Name;
+  Property<Array<uint16>> States;
+};
+
+struct Device_Reset_method : Instance {
+  static const Meta_Class static_meta_class;
+  explicit Device_Reset_method(const Meta_Class& meta = static_meta_class) : Instance(meta) {}
+  Property<boolean> Hard;
+  Property<uint32> return_value;
+};
+
+struct Drive : Device {
+  static const Meta_Class static_meta_class;
+  explicit Drive(const Meta_Class& meta = static_meta_class) : Device(meta) { ++alive; }
+  Drive(const Drive& other) : Device(other), Size(other.Size), Owner(other.Owner) { ++alive; }
+  ~Drive() { --alive; }
+  Property<uint64> Size;
+  Property<Ref<Instance>> Owner;
+
+  template <class Provider>
+  static sint32 invoke(Provider& provider, const Drive* self, Instance* record) {
+    if (same_name(record->meta_class->name, "Reset")) {
+      auto& call = *static_cast<Device_Reset_method*>(record);
+      return provider.Reset(self, call.Hard, call.return_value);
+    }
+    return UNKNOWN_OPERATION;
+  }
+
+  static inline std::atomic<int> alive = 0;
+};
+
+inline constexpr Meta_Property device_properties[] = {
+    {"Name", Type::string, false, true, false, false, offsetof(Device, Name), nullptr},
+    {"States", Type::uint16, true, false, false, false, offsetof(Device, States), nullptr},
+};
+inline constexpr Meta_Property reset_parameters[] = {
+    {"Hard", Type::boolean, false, false, true, false, offsetof(Device_Reset_method, Hard),
+     nullptr},
+    {"return_value", Type::uint32, false, false, false, true,
+     offsetof(Device_Reset_method, return_value), nullptr},
+};
+extern const Meta_Repository device_repository;
+inline const Meta_Class Device_Reset_method::static_meta_class = {
+    "Reset",
+    nullptr,
+    reset_parameters,
+    {},
+    &device_repository,
+    false,
+    false,
+    construct_instance<Device_Reset_method>,
+    copy_instance<Device_Reset_method>,
+    destruct_instance<Device_Reset_method>};
+inline constexpr const Meta_Class* device_methods[] = {&Device_Reset_method::static_meta_class};
+inline const Meta_Class Device::static_meta_class = {"Device",
+                                                     nullptr,
+                                                     device_properties,
+                                                     device_methods,
+                                                     &device_repository,
+                                                     false,
+                                                     true,
+                                                     construct_instance<Device>,
+                                                     copy_instance<Device>,
+                                                     destruct_instance<Device>};
+inline constexpr Meta_Property drive_properties[] = {
+    device_properties[0],
+    device_properties[1],
+    {"Size", Type::uint64, false, false, false, false, offsetof(Drive, Size), nullptr},
+    {"Owner", Type::reference, false, false, false, false, offsetof(Drive, Owner),
+     &Device::static_meta_class},
+};
+inline const Meta_Class Drive::static_meta_class = {"Drive",
+                                                    &Device::static_meta_class,
+                                                    drive_properties,
+                                                    device_methods,
+                                                    &device_repository,
+                                                    false,
+                                                    false,
+                                                    construct_instance<Drive>,
+                                                    copy_instance<Drive>,
+                                                    destruct_instance<Drive>};
+inline constexpr const Meta_Class* device_classes[] = {&Device::static_meta_class,
+                                                       &Drive::static_meta_class};
+inline const Meta_Repository device_repository = {device_classes};
+
+}  // namespace ovk_cimple
