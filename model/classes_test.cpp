@@ -1,0 +1,386 @@
+#include "model/classes.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace ovk_cimple {
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::string> words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+std::vector<std::string> names(const Meta_Class& meta, bool keys_only = false) {
+  std::vector<std::string> result;
+  for (const Meta_Property& property : meta.properties)
+    if (property.key || !keys_only) result.push_back(property.name);
+  return result;
+}
+
+std::vector<std::string> method_names(const Meta_Class& meta) {
+  std::vector<std::string> result;
+  for (const Meta_Class* method : meta.methods) result.push_back(method->name);
+  return result;
+}
+
+struct Served_Class {
+  const char* name;
+  const char* superclass;
+  bool association;
+  std::size_t properties;
+  const char* keys;
+  const char* methods;
+};
+
+constexpr auto ends = "Antecedent Dependent";
+constexpr auto device_keys = "SystemCreationClassName SystemName CreationClassName DeviceID";
+constexpr auto service_keys = "Name SystemCreationClassName SystemName CreationClassName";
+
+const Served_Class served_classes[] = {
+    {"KAVRO_DiskDrive", "CIM_DiskDrive", false, 54, device_keys,
+     "RequestStateChange SetPowerState Reset EnableDevice OnlineDevice QuiesceDevice "
+     "SaveProperties RestoreProperties LockMedia"},
+    {"KAVRO_SysBusDevice", "CIM_LogicalDevice", false, 31, device_keys,
+     "RequestStateChange SetPowerState Reset EnableDevice OnlineDevice QuiesceDevice "
+     "SaveProperties RestoreProperties"},
+    {"KAVRO_ComputerSystem", "CIM_ComputerSystem", false, 25, "Name CreationClassName",
+     "RequestStateChange SetPowerState"},
+    {"KAVRO_HDDTest_UseOfLog", "CIM_UseOfLog", true, 3, ends, ""},
+    {"KAVRO_HDDTest_SoftwareIdentity", "CIM_SoftwareIdentity", false, 22, "InstanceID", ""},
+    {"KAVRO_HDDTest_ServiceAvailableToElement", "CIM_ServiceAvailableToElement", true, 2,
+     "ServiceProvided UserOfService", ""},
+    {"KAVRO_HDDTest_RecordAppliesToElement", "CIM_RecordAppliesToElement", true, 2, ends, ""},
+    {"KAVRO_HDDTest_OwningJobElement", "CIM_OwningJobElement", true, 2,
+     "OwningElement OwnedElement", ""},
+    {"KAVRO_HDDTest_ManagedSystemElement", "CIM_ManagedSystemElement", false, 9, "", ""},
+    {"KAVRO_HDDTest_LogManagesRecord", "CIM_LogManagesRecord", true, 2, "Log Record", ""},
+    {"KAVRO_HDDTest_JobSettingData", "CIM_JobSettingData", false, 7, "InstanceID", ""},
+    {"KAVRO_HDDTest_HelpService", "CIM_HelpService", false, 27, service_keys,
+     "RequestStateChange StartService StopService GetHelp"},
+    {"KAVRO_HDDTest_ElementSoftwareIdentity", "CIM_ElementSoftwareIdentity", true, 4, ends, ""},
+    {"KAVRO_HDDTest_ElementSetting", "CIM_ElementSetting", true, 2, "Element Setting", ""},
+    {"KAVRO_HDDTest_ElementCapabilities", "CIM_ElementCapabilities", true, 2,
+     "ManagedElement Capabilities", ""},
+    {"KAVRO_HDDTest_DiagnosticService", "CIM_DiagnosticService", false, 21, service_keys,
+     "RequestStateChange StartService StopService RunDiagnostic"},
+    {"KAVRO_HDDTest_DiagnosticsLog", "CIM_DiagnosticsLog", false, 17, "InstanceID",
+     "RequestStateChange ClearLog"},
+    {"KAVRO_HDDTest_DiagnosticSettingRecord", "CIM_DiagnosticSettingRecord", false, 25,
+     "InstanceID", ""},
+    {"KAVRO_HDDTest_DiagnosticSetting", "CIM_DiagnosticSetting", false, 21, "SettingID",
+     "VerifyOKToApplyToMSE ApplyToMSE VerifyOKToApplyToCollection ApplyToCollection "
+     "VerifyOKToApplyIncrementalChangeToMSE ApplyIncrementalChangeToMSE "
+     "VerifyOKToApplyIncrementalChangeToCollection ApplyIncrementalChangeToCollection"},
+    {"KAVRO_HDDTest_DiagnosticServiceRecord", "CIM_DiagnosticServiceRecord", false, 17,
+     "InstanceID", ""},
+    {"KAVRO_HDDTest_DiagnosticServiceCapabilities", "CIM_DiagnosticServiceCapabilities", false, 15,
+     "InstanceID", ""},
+    {"KAVRO_HDDTest_DiagnosticCompletionRecord", "CIM_DiagnosticCompletionRecord", false, 19,
+     "InstanceID", ""},
+    {"KAVRO_HDDTest_CorrespondingSettingsRecord", "CIM_CorrespondingSettingsRecord", true, 2,
+     "DataRecord SettingsRecord", ""},
+    {"KAVRO_HDDTest_ConcreteJob", "CIM_ConcreteJob", false, 34, "InstanceID",
+     "KillJob RequestStateChange"},
+    {"KAVRO_HDDTest_AvailableDiagnosticService", "CIM_AvailableDiagnosticService", true, 4,
+     "ServiceProvided UserOfService", ""},
+    {"KAVRO_HDDTest_AffectedJobElement", "CIM_AffectedJobElement", true, 4,
+     "AffectedElement AffectingElement", ""},
+};
+
+TEST(Classes, served_ones_have_their_keys_methods_and_number_of_properties) {
+  std::size_t found = 0;
+  for (const Meta_Class* meta : kavro_repository.classes)
+    found += std::string_view(meta->name).starts_with("KAVRO_");
+  EXPECT_EQ(found, std::size(served_classes));
+
+  for (const Served_Class& served : served_classes) {
+    SCOPED_TRACE(served.name);
+    const Meta_Class* meta = kavro_repository.find(served.name);
+    ASSERT_NE(meta, nullptr);
+    EXPECT_STREQ(meta->name, served.name);
+    EXPECT_EQ(meta->superclass, kavro_repository.find(served.superclass));
+    EXPECT_EQ(meta->association, served.association);
+    EXPECT_FALSE(meta->abstract);
+    EXPECT_EQ(meta->properties.size(), served.properties);
+    EXPECT_EQ(names(*meta, true), words(served.keys));
+    EXPECT_EQ(method_names(*meta), words(served.methods));
+  }
+}
+
+TEST(Classes, superclasses_come_first_and_share_the_repository) {
+  EXPECT_EQ(kavro_repository.classes.size(), 69u);
+  std::vector<const Meta_Class*> seen = {nullptr};
+  for (const Meta_Class* meta : kavro_repository.classes) {
+    EXPECT_THAT(seen, testing::Contains(meta->superclass)) << meta->name;
+    EXPECT_EQ(meta->repository, &kavro_repository) << meta->name;
+    seen.push_back(meta);
+  }
+}
+
+// A program that refers to a meta-class may hold a copy of it; the library has to mean the same.
+TEST(Classes, there_is_one_record_of_a_class) {
+  EXPECT_EQ(kavro_repository.find("kavro_diskdrive"), &KAVRO_DiskDrive::static_meta_class);
+  EXPECT_EQ(KAVRO_DiskDrive::static_meta_class.superclass, &CIM_DiskDrive::static_meta_class);
+}
+
+constexpr auto element = "Caption Description ElementName ";
+constexpr auto system_element =
+    "InstallDate Name OperationalStatus StatusDescriptions Status HealthState ";
+constexpr auto enabled_element =
+    "EnabledState OtherEnabledState RequestedState EnabledDefault TimeOfLastStateChange ";
+
+TEST(Property_Order, disk_drive) {
+  EXPECT_EQ(
+      names(KAVRO_DiskDrive::static_meta_class),
+      words(std::string(element) + system_element + enabled_element +
+            "SystemCreationClassName SystemName CreationClassName DeviceID "
+            "PowerManagementSupported PowerManagementCapabilities Availability StatusInfo "
+            "LastErrorCode ErrorDescription ErrorCleared OtherIdentifyingInfo PowerOnHours "
+            "TotalPowerOnHours IdentifyingDescriptions AdditionalAvailability MaxQuiesceTime "
+            "Capabilities CapabilityDescriptions ErrorMethodology CompressionMethod "
+            "NumberOfMediaSupported MaxMediaSize DefaultBlockSize MaxBlockSize MinBlockSize "
+            "NeedsCleaning MediaIsLocked Security LastCleaned MaxAccessTime UncompressedDataRate "
+            "LoadTime UnloadTime MountCount TimeOfLastMount TotalMountTime UnitsDescription "
+            "MaxUnitsBeforeCleaning UnitsUsed"));
+}
+
+TEST(Property_Order, diagnostic_service_has_its_name_where_the_base_introduced_it) {
+  EXPECT_EQ(names(KAVRO_HDDTest_DiagnosticService::static_meta_class),
+            words(std::string(element) + system_element + enabled_element +
+                  "SystemCreationClassName SystemName CreationClassName PrimaryOwnerName "
+                  "PrimaryOwnerContact StartMode Started"));
+}
+
+TEST(Property_Order, concrete_job) {
+  EXPECT_EQ(names(KAVRO_HDDTest_ConcreteJob::static_meta_class),
+            words(std::string(element) + system_element +
+                  "JobStatus TimeSubmitted ScheduledStartTime StartTime ElapsedTime JobRunTimes "
+                  "RunMonth RunDay RunDayOfWeek RunStartInterval LocalOrUtcTime UntilTime Notify "
+                  "Owner Priority PercentComplete DeleteOnCompletion ErrorCode ErrorDescription "
+                  "RecoveryAction OtherRecoveryAction InstanceID JobState TimeOfLastStateChange "
+                  "TimeBeforeRemoval"));
+}
+
+TEST(Property_Order, completion_record) {
+  EXPECT_EQ(names(KAVRO_HDDTest_DiagnosticCompletionRecord::static_meta_class),
+            words(std::string(element) +
+                  "RecordFormat RecordData Locale InstanceID ServiceName ManagedElementName "
+                  "ExpirationDate RecordType OtherRecordTypeDescription CreationTimeStamp "
+                  "ErrorCode ErrorCount LoopsFailed LoopsPassed CompletionState "
+                  "OtherCompletionStateDescription"));
+}
+
+TEST(Property_Order, available_diagnostic_service) {
+  EXPECT_THAT(names(KAVRO_HDDTest_AvailableDiagnosticService::static_meta_class),
+              ElementsAre("ServiceProvided", "UserOfService", "EstimatedDurationOfService",
+                          "EstimatedDurationQualifier"));
+}
+
+TEST(Properties, overriding_references_name_the_narrower_class) {
+  const auto target = [](const Meta_Class& meta, const char* name) {
+    return find_property(meta, name)->reference_class;
+  };
+  using Available = KAVRO_HDDTest_AvailableDiagnosticService;
+  EXPECT_EQ(target(Available::static_meta_class, "ServiceProvided"),
+            &CIM_DiagnosticService::static_meta_class);
+  EXPECT_EQ(target(Available::static_meta_class, "UserOfService"),
+            &CIM_ManagedElement::static_meta_class);
+  EXPECT_EQ(target(CIM_ServiceAvailableToElement::static_meta_class, "ServiceProvided"),
+            &CIM_Service::static_meta_class);
+  EXPECT_EQ(target(KAVRO_HDDTest_UseOfLog::static_meta_class, "Antecedent"),
+            &CIM_Log::static_meta_class);
+  EXPECT_EQ(target(KAVRO_HDDTest_UseOfLog::static_meta_class, "RecordedData"), nullptr);
+}
+
+// Sets each property of each class and method record alone: a wrong type, offset or default would
+// show in another one, or to the sanitizers.
+TEST(Properties, each_is_a_member_of_its_own) {
+  std::vector<const Meta_Class*> all(kavro_repository.classes.begin(),
+                                     kavro_repository.classes.end());
+  for (const Meta_Class* meta : kavro_repository.classes)
+    all.insert(all.end(), meta->methods.begin(), meta->methods.end());
+
+  for (const Meta_Class* meta : all) {
+    for (const Meta_Property& one : meta->properties) {
+      const auto instance = Ref<>::adopt(create(*meta));
+      EXPECT_EQ(instance->meta_class, meta);
+      visit(instance.get(), one, [](auto& property) {
+        property = typename std::remove_reference_t<decltype(property)>::Value();
+      });
+      for (const Meta_Property& other : meta->properties)
+        EXPECT_EQ(visit(instance.get(), other, [](auto& property) { return property.null(); }),
+                  &other != &one)
+            << meta->name << ": " << one.name << " and " << other.name;
+    }
+  }
+}
+
+TEST(Properties, tables_lead_to_the_members_of_the_struct) {
+  const auto drive = make<KAVRO_DiskDrive>();
+  const auto place = [&](const char* name) {
+    return reinterpret_cast<char*>(static_cast<Instance*>(drive.get())) +
+           find_property(KAVRO_DiskDrive::static_meta_class, name)->offset;
+  };
+  EXPECT_EQ(static_cast<void*>(place("Caption")), &drive->Caption);
+  EXPECT_EQ(static_cast<void*>(place("Name")), &drive->Name);
+  EXPECT_EQ(static_cast<void*>(place("OtherIdentifyingInfo")), &drive->OtherIdentifyingInfo);
+  EXPECT_EQ(static_cast<void*>(place("UnitsUsed")), &drive->UnitsUsed);
+}
+
+TEST(Defaults, are_set_when_asked_for) {
+  const auto job = make<KAVRO_HDDTest_ConcreteJob>(true);
+  EXPECT_EQ(job->JobRunTimes.value(), 1u);
+  EXPECT_EQ(job->TimeBeforeRemoval.value().to_string(), "00000000000500.000000:000");
+  EXPECT_TRUE(job->InstanceID.null());
+
+  const auto drive = make<KAVRO_DiskDrive>(true);
+  EXPECT_EQ(drive->EnabledState.value(), 5);
+  EXPECT_EQ(drive->RequestedState.value(), 12);
+  EXPECT_EQ(drive->EnabledDefault.value(), 2);
+
+  EXPECT_EQ(make<KAVRO_HDDTest_DiagnosticServiceCapabilities>(true)->SupportedTestWarnings.value(),
+            3);
+  EXPECT_TRUE(make<KAVRO_DiskDrive>()->EnabledState.null());
+}
+
+TEST(Instances, a_clone_is_of_the_same_class_and_shares_what_it_refers_to) {
+  const auto available = make<KAVRO_HDDTest_AvailableDiagnosticService>();
+  available->ServiceProvided = make<KAVRO_HDDTest_DiagnosticService>();
+  available->EstimatedDurationOfService = 3;
+  const auto copy = Ref<>::adopt(clone(available.get()));
+  available->EstimatedDurationOfService = 4;
+  auto* typed = cast<KAVRO_HDDTest_AvailableDiagnosticService>(copy.get());
+  ASSERT_NE(typed, nullptr);
+  EXPECT_EQ(typed->EstimatedDurationOfService.value(), 3);
+  EXPECT_EQ(typed->ServiceProvided.value().get(), available->ServiceProvided.value().get());
+  EXPECT_TRUE(typed->UserOfService.null());
+}
+
+TEST(Instances, cast_follows_the_superclasses) {
+  const auto drive = Ref<>::adopt(create(KAVRO_DiskDrive::static_meta_class));
+  EXPECT_EQ(cast<KAVRO_DiskDrive>(drive.get()), drive.get());
+  EXPECT_EQ(cast<CIM_MediaAccessDevice>(drive.get()), drive.get());
+  EXPECT_EQ(cast<CIM_ManagedElement>(drive.get()), drive.get());
+  EXPECT_EQ(cast<KAVRO_SysBusDevice>(drive.get()), nullptr);
+  const auto element_only = Ref<>::adopt(create(CIM_ManagedElement::static_meta_class));
+  EXPECT_EQ(cast<KAVRO_DiskDrive>(element_only.get()), nullptr);
+}
+
+std::string signature(const Meta_Class& method) {
+  std::string result;
+  for (const Meta_Property& parameter : method.properties) {
+    if (parameter.in) result += "in ";
+    if (parameter.out) result += "out ";
+    if (parameter.reference_class) result += std::string(parameter.reference_class->name) + " ";
+    result += parameter.name + std::string(parameter.array ? "[]; " : "; ");
+  }
+  return result;
+}
+
+TEST(Methods, records_hold_the_parameters_in_order_and_the_return_value_last) {
+  const auto of = [](const Meta_Class& meta, const char* name) {
+    return signature(*find_method(meta, name));
+  };
+  EXPECT_EQ(of(KAVRO_HDDTest_DiagnosticService::static_meta_class, "RunDiagnostic"),
+            "in CIM_ManagedElement ManagedElement; in CIM_DiagnosticSetting DiagSetting; "
+            "in CIM_JobSettingData JobSettings; out CIM_ConcreteJob Job; out return_value; ");
+  EXPECT_EQ(of(KAVRO_HDDTest_HelpService::static_meta_class, "GetHelp"),
+            "in RequestedDocument; in out Format; in RequestedDelivery; out DocumentInfo; "
+            "out return_value; ");
+  EXPECT_EQ(of(KAVRO_HDDTest_ConcreteJob::static_meta_class, "RequestStateChange"),
+            "in RequestedState; in TimeoutPeriod; out return_value; ");
+  EXPECT_EQ(
+      of(KAVRO_HDDTest_DiagnosticSetting::static_meta_class, "ApplyIncrementalChangeToCollection"),
+      "in CIM_CollectionOfMSEs Collection; in TimeToApply; in ContinueOnError; "
+      "in MustBeCompletedBy; in PropertiesToApply[]; out CanNotApply[]; out return_value; ");
+  for (const Meta_Class* meta : kavro_repository.classes)
+    for (const Meta_Class* method : meta->methods) {
+      EXPECT_STREQ(method->properties.back().name, "return_value");
+      EXPECT_EQ(method->properties.back().type, Type::uint32);
+      EXPECT_EQ(method->superclass, nullptr);
+    }
+}
+
+TEST(Methods, a_class_keeps_the_record_of_the_class_that_declared_the_method_last) {
+  EXPECT_EQ(find_method(KAVRO_DiskDrive::static_meta_class, "Reset"),
+            &CIM_LogicalDevice_Reset_method::static_meta_class);
+  EXPECT_EQ(find_method(CIM_DiagnosticService::static_meta_class, "RunDiagnostic"),
+            &CIM_DiagnosticService_RunDiagnostic_method::static_meta_class);
+  EXPECT_EQ(find_method(KAVRO_HDDTest_DiagnosticService::static_meta_class, "RunDiagnostic"),
+            &KAVRO_HDDTest_DiagnosticService_RunDiagnostic_method::static_meta_class);
+}
+
+using Service = KAVRO_HDDTest_DiagnosticService;
+using Run_Record = KAVRO_HDDTest_DiagnosticService_RunDiagnostic_method;
+
+struct Recording_Provider {
+  std::string called;
+  const Service* self = nullptr;
+  std::vector<const void*> arguments;
+
+  template <class... Arguments>
+  sint32 take(const char* name, const Service* target, const Arguments&... rest) {
+    called = name;
+    self = target;
+    arguments = {&rest...};
+    return 7;
+  }
+  sint32 RequestStateChange(const Service* target, const Property<uint16>& state,
+                            Property<Ref<Instance>>& job, const Property<Datetime>& period,
+                            Property<uint32>& result) {
+    return take("RequestStateChange", target, state, job, period, result);
+  }
+  sint32 StartService(const Service* target, Property<uint32>& result) {
+    return take("StartService", target, result);
+  }
+  sint32 StopService(const Service* target, Property<uint32>& result) {
+    return take("StopService", target, result);
+  }
+  sint32 RunDiagnostic(const Service* target, const Property<Ref<Instance>>& managed_element,
+                       const Property<Ref<Instance>>& setting,
+                       const Property<Ref<Instance>>& job_settings, Property<Ref<Instance>>& job,
+                       Property<uint32>& result) {
+    return take("RunDiagnostic", target, managed_element, setting, job_settings, job, result);
+  }
+};
+
+TEST(Invoke, passes_the_target_the_parameters_and_the_return_value) {
+  Recording_Provider provider;
+  const auto service = make<Service>();
+  const auto record = make<Run_Record>();
+  EXPECT_EQ(Service::invoke(provider, service.get(), record.get()), 7);
+  EXPECT_EQ(provider.called, "RunDiagnostic");
+  EXPECT_EQ(provider.self, service.get());
+  EXPECT_THAT(provider.arguments,
+              ElementsAre(&record->ManagedElement, &record->DiagSetting, &record->JobSettings,
+                          &record->Job, &record->return_value));
+}
+
+TEST(Invoke, reaches_every_method_by_its_name_in_any_case) {
+  Recording_Provider provider;
+  for (const Meta_Class* method : Service::static_meta_class.methods) {
+    std::string name = method->name;
+    for (char& character : name) character = static_cast<char>(std::tolower(character));
+    Meta_Class lower = *method;
+    lower.name = name.c_str();
+    const auto record = Ref<>::adopt(create(lower));
+    EXPECT_EQ(Service::invoke(provider, nullptr, record.get()), 7);
+    EXPECT_EQ(provider.called, method->name);
+    EXPECT_EQ(provider.arguments.size(), method->properties.size());
+  }
+}
+
+TEST(Invoke, knows_no_other_method) {
+  Recording_Provider provider;
+  const auto record = make<CIM_LogicalDevice_Reset_method>();
+  EXPECT_EQ(Service::invoke(provider, nullptr, record.get()), UNKNOWN_OPERATION);
+  EXPECT_EQ(KAVRO_HDDTest_UseOfLog::invoke(provider, nullptr, record.get()), UNKNOWN_OPERATION);
+  EXPECT_EQ(provider.called, "");
+}
+
+}  // namespace
+}  // namespace ovk_cimple

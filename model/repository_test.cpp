@@ -1,0 +1,149 @@
+// The class library and the object manager's repository come from one MOF; here they are held
+// against each other.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "broker/repository.h"
+#include "model/classes.h"
+
+namespace {
+
+using ovk_cimple::kavro_repository;
+using ovk_cimple::Meta_Class;
+using ovk_cimple::Meta_Property;
+using ovk_cimple::same_name;
+
+CMPIType cmpi_type(const Meta_Property& property) {
+  constexpr CMPIType types[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,
+                                CMPI_uint32,  CMPI_sint32, CMPI_uint64, CMPI_sint64,   CMPI_real32,
+                                CMPI_real64,  CMPI_char16, CMPI_string, CMPI_dateTime, CMPI_ref};
+  const CMPIType type = types[static_cast<std::size_t>(property.type)];
+  return property.array ? type | CMPI_ARRAY : type;
+}
+
+// Puts declared features after the inherited ones; an overriding one takes the other's place.
+template <class T>
+void add(std::vector<const T*>& features, std::span<const T> declared) {
+  for (const T& one : declared) {
+    const auto place = std::find_if(features.begin(), features.end(),
+                                    [&](const T* other) { return other->name == one.name; });
+    if (place == features.end())
+      features.push_back(&one);
+    else
+      *place = &one;
+  }
+}
+
+struct Whole_Class {
+  std::vector<const broker::Feature*> properties;
+  std::vector<const broker::Method*> methods;
+};
+
+Whole_Class whole(const broker::Class& declared) {
+  Whole_Class result = declared.superclass ? whole(*declared.superclass) : Whole_Class();
+  add(result.properties, declared.properties);
+  add(result.methods, declared.methods);
+  return result;
+}
+
+void compare(const broker::Feature& feature, const Meta_Property& property) {
+  SCOPED_TRACE(property.name);
+  EXPECT_EQ(feature.name, property.name);
+  EXPECT_EQ(feature.type, cmpi_type(property));
+  EXPECT_EQ(feature.reference_class,
+            property.reference_class ? property.reference_class->name : "");
+  EXPECT_EQ(feature.key, property.key);
+  EXPECT_EQ(feature.in, property.in);
+  EXPECT_EQ(feature.out, property.out);
+}
+
+TEST(Repository, agrees_with_the_class_library) {
+  const std::span<const broker::Class> classes = broker::all_classes();
+  ASSERT_EQ(classes.size(), kavro_repository.classes.size());
+  for (std::size_t i = 0; i < classes.size(); ++i) {
+    const broker::Class& declared = classes[i];
+    const Meta_Class& meta = *kavro_repository.classes[i];
+    SCOPED_TRACE(meta.name);
+    EXPECT_EQ(declared.name, meta.name);
+    EXPECT_EQ(declared.superclass ? declared.superclass->name : "",
+              meta.superclass ? meta.superclass->name : "");
+    EXPECT_EQ(declared.association, meta.association);
+    EXPECT_EQ(declared.abstract, meta.abstract);
+
+    const Whole_Class all = whole(declared);
+    ASSERT_EQ(all.properties.size(), meta.properties.size());
+    for (std::size_t p = 0; p < meta.properties.size(); ++p)
+      compare(*all.properties[p], meta.properties[p]);
+
+    ASSERT_EQ(all.methods.size(), meta.methods.size());
+    for (std::size_t m = 0; m < meta.methods.size(); ++m) {
+      const broker::Method& method = *all.methods[m];
+      const Meta_Class& record = *meta.methods[m];
+      SCOPED_TRACE(record.name);
+      EXPECT_EQ(method.name, record.name);
+      EXPECT_EQ(method.type, cmpi_type(record.properties.back()));
+      ASSERT_EQ(method.parameters.size() + 1, record.properties.size());
+      for (std::size_t p = 0; p < method.parameters.size(); ++p)
+        compare(method.parameters[p], record.properties[p]);
+    }
+  }
+}
+
+const broker::Class& find(std::string_view name) {
+  for (const broker::Class& one : broker::all_classes())
+    if (one.name == name) return one;
+  throw std::out_of_range(std::string(name));
+}
+
+template <class T>
+const broker::Qualifier& qualifier(const T& owner, std::string_view name) {
+  for (const broker::Qualifier& one : owner.qualifiers)
+    if (one.name == name) return one;
+  throw std::out_of_range(std::string(name));
+}
+
+TEST(Repository, holds_declarations_as_they_stand) {
+  EXPECT_TRUE(find("KAVRO_DiskDrive").properties.empty());
+  EXPECT_EQ(find("CIM_Service").properties.size(), 8u);
+  EXPECT_EQ(find("KAVRO_HDDTest_DiagnosticService").methods.size(), 1u);
+}
+
+TEST(Repository, holds_qualifiers_with_values_and_flavors) {
+  const broker::Class& element = find("CIM_ManagedElement");
+  const broker::Qualifier& version = qualifier(element, "Version");
+  EXPECT_EQ(version.type, CMPI_string);
+  EXPECT_THAT(version.values, testing::ElementsAre("2.10.0"));
+  EXPECT_FALSE(version.to_subclass);
+
+  const broker::Qualifier& length = qualifier(element.properties[0], "MaxLen");
+  EXPECT_EQ(length.type, CMPI_uint32);
+  EXPECT_THAT(length.values, testing::ElementsAre("64"));
+  EXPECT_TRUE(length.overridable);
+  EXPECT_TRUE(length.to_subclass);
+
+  const broker::Qualifier& association = qualifier(find("CIM_Dependency"), "Association");
+  EXPECT_THAT(association.values, testing::ElementsAre("true"));
+  EXPECT_FALSE(association.overridable);
+
+  const broker::Feature& magnitude = find("CIM_AvailableDiagnosticService").properties[1];
+  const broker::Qualifier& labels = qualifier(magnitude, "Values");
+  EXPECT_EQ(magnitude.name, "EstimatedDurationOfService");
+  EXPECT_EQ(labels.type, CMPI_string | CMPI_ARRAY);
+  EXPECT_THAT(labels.values, testing::ElementsAre("Unknown", "Milliseconds", "Seconds", "Minutes",
+                                                  "Hours", "Days"));
+
+  const broker::Feature& job = find("KAVRO_HDDTest_DiagnosticService").methods[0].parameters[3];
+  EXPECT_THAT(qualifier(job, "In").values, testing::ElementsAre("false"));
+}
+
+TEST(Repository, holds_defaults_in_the_spelling_of_the_mof) {
+  const broker::Class& job = find("CIM_ConcreteJob");
+  const auto removal = std::find_if(job.properties.begin(), job.properties.end(),
+                                    [](auto& one) { return one.name == "TimeBeforeRemoval"; });
+  EXPECT_STREQ(removal->default_value, "00000000000500.000000:000");
+  EXPECT_STREQ(find("CIM_EnabledLogicalElement").properties[0].default_value, "5");
+  EXPECT_EQ(find("CIM_ManagedElement").properties[0].default_value, nullptr);
+}
+
+}  // namespace
