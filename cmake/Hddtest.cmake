@@ -3,10 +3,11 @@
 #
 #   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file])   a shared library
 #   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
-#   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS labels...] [WHOLE])   a GoogleTest program
+#   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS labels...] [ENVIRONMENT VARIABLE=value...]
+#                [WHOLE])                                                         a GoogleTest program
 #
-# WHOLE registers the program as one ctest test (for tests with a costly start); otherwise
-# each of its test cases is one.
+# WHOLE registers the program as one ctest test (for tests with a costly start), and so does
+# ENVIRONMENT; otherwise each of its test cases is one.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -62,6 +63,13 @@ hddtest_require(HDDTEST_JSON_INCLUDE "The JSON library" nlohmann-json3-dev)
 find_package(fmt QUIET)
 hddtest_require(fmt_FOUND "The formatting library fmt" libfmt-dev)
 
+# Recorded data from outside the tree; tests that need it are registered where it is given.
+foreach(recorded HDDTEST_CORPUS HDDTEST_RECORDS)
+  if(DEFINED ENV{${recorded}})
+    set(${recorded} "$ENV{${recorded}}" CACHE PATH "Directory of recorded data for tests" FORCE)
+  endif()
+endforeach()
+
 function(hddtest_library target)
   cmake_parse_arguments(ARG "" "VERSION_SCRIPT" "SOURCES;LINK" ${ARGN})
   add_library(${target} SHARED ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
@@ -103,11 +111,12 @@ function(hddtest_test name)
   endif()
   # Tests write no line into the machine's own log.
   set(environment "HVX_LOG_FILE=/dev/null" ${ARG_ENVIRONMENT})
-  if(ARG_WHOLE)
+  # The look-up of test cases hands on one variable only.
+  if(ARG_WHOLE OR ARG_ENVIRONMENT)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES ${properties} ENVIRONMENT "${environment}")
   else()
-    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+    gtest_discover_tests(${name} TEST_PREFIX "${name}." NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST
                          PROPERTIES ${properties} ENVIRONMENT "${environment}")
   endif()
 endfunction()

@@ -1,0 +1,47 @@
+#include "platform/support/cimdatetime.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+
+namespace NKVRHVX20 {
+
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::sys_days;
+
+constexpr sys_days kFirstDay = std::chrono::year(0) / 1 / 1;
+constexpr sys_days kDayAfterLast = std::chrono::year(10000) / 1 / 1;
+
+}  // namespace
+
+TCIMDateTime::TCIMDateTime(std::int64_t microsecondsSinceEpoch, int utcOffsetMinutes)
+    : fUtcOffsetMinutes(std::clamp(utcOffsetMinutes, -999, 999)) {
+  // It is the local time that has to fit the four digits of the year.
+  const microseconds offset = std::chrono::minutes(fUtcOffsetMinutes);
+  const microseconds first = microseconds(kFirstDay.time_since_epoch()) - offset;
+  const microseconds last =
+      microseconds(kDayAfterLast.time_since_epoch()) - offset - microseconds(1);
+  fMicroseconds = std::clamp(microsecondsSinceEpoch, first.count(), last.count());
+}
+
+std::string TCIMDateTime::ToString() const {
+  using namespace std::chrono;
+  const sys_time<microseconds> local{microseconds(fMicroseconds) + minutes(fUtcOffsetMinutes)};
+  const auto day = floor<days>(local);
+  const year_month_day date(day);
+  const hh_mm_ss clock(local - day);
+
+  char text[64];
+  std::snprintf(
+      text, sizeof text, "%04d%02u%02u%02d%02d%02d.%06d%c%03d", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+      static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()),
+      fUtcOffsetMinutes < 0 ? '-' : '+', std::abs(fUtcOffsetMinutes));
+  return text;
+}
+
+}  // namespace NKVRHVX20

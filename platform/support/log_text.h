@@ -1,0 +1,20 @@
+// The text form of a log line. Pure functions over text; internal to the logger.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace NKVRHVX20 {
+
+// Appends text so that it stays on its line and is valid UTF-8: backslash becomes \\, line feed
+// \n, carriage return \r, tab \t; each byte of any other control character (C1 and the two
+// Unicode line separators included, which many viewers break lines at) and of what is no UTF-8
+// becomes \xNN, two lower-case hexadecimal digits.
+void AppendEscaped(std::string& line, std::string_view text);
+
+// A whole line with its line feed. The time is in microseconds since 1970-01-01T00:00 UTC.
+std::string FormatLogLine(std::int64_t microseconds, int severity, int processId,
+                          std::string_view text);
+
+}  // namespace NKVRHVX20

@@ -1,0 +1,66 @@
+#include "platform/support/log_text.h"
+
+#include <gtest/gtest.h>
+
+namespace NKVRHVX20 {
+namespace {
+
+using namespace std::string_view_literals;
+
+std::string escaped(std::string_view text) {
+  std::string line;
+  AppendEscaped(line, text);
+  return line;
+}
+
+TEST(LogText, OrdinaryTextStaysAsItIs) {
+  for (const char* text : {"", "a line, with = signs: \"quoted\" 100% ~", "äöü €", "𝄞 \u00a0"})
+    EXPECT_EQ(escaped(text), text);
+}
+
+TEST(LogText, WhatWouldLeaveTheLineIsEscaped) {
+  EXPECT_EQ(escaped("a\\b\nc\rd\te"), "a\\\\b\\nc\\rd\\te");
+  EXPECT_EQ(escaped("\0\x01\x1b[31m\x7f"sv), "\\x00\\x01\\x1b[31m\\x7f");
+  EXPECT_EQ(escaped("next\u0085line\u2028separator\u2029"),
+            "next\\xc2\\x85line\\xe2\\x80\\xa8separator\\xe2\\x80\\xa9");
+}
+
+TEST(LogText, WhatIsNoUtf8IsEscapedByteByByte) {
+  const struct {
+    const char* bytes;
+    const char* text;
+  } cases[] = {
+      {"\x80", "\\x80"},                             // continuation without a start
+      {"\xc3", "\\xc3"},                             // cut short
+      {"\xc3(", "\\xc3("},                           //
+      {"\xe2\x82", "\\xe2\\x82"},                    //
+      {"\xf0\x9d\x84z", "\\xf0\\x9d\\x84z"},         //
+      {"\xc0\x8a", "\\xc0\\x8a"},                    // a line feed in two bytes
+      {"\xe0\x80\x8a", "\\xe0\\x80\\x8a"},           // and in three
+      {"\xf0\x80\x80\x8a", "\\xf0\\x80\\x80\\x8a"},  // and in four
+      {"\xed\xa0\x80", "\\xed\\xa0\\x80"},           // a surrogate
+      {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},  // past U+10FFFF
+      {"\xfe\xff\xc3\xa4", "\\xfe\\xff\xc3\xa4"},    //
+  };
+  for (const auto& [bytes, text] : cases) EXPECT_EQ(escaped(bytes), text);
+}
+
+TEST(LogText, NoByteCanBreakALine) {
+  for (int first = 0; first < 256; ++first)
+    for (int second = 0; second < 256; ++second) {
+      const char bytes[] = {static_cast<char>(first), static_cast<char>(second)};
+      for (const char c : escaped({bytes, 2}))
+        ASSERT_TRUE(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) << first << ' ' << second;
+    }
+}
+
+TEST(LogText, ALineHoldsTimeSeverityProcessAndText) {
+  EXPECT_EQ(FormatLogLine(1706702400000000, 3, 4711, "Entering ..."),
+            "2024-01-31T12:00:00.000000Z 3 4711 Entering ...\n");
+  EXPECT_EQ(FormatLogLine(1709251199000042, 0, 1, "a\nb"),
+            "2024-02-29T23:59:59.000042Z 0 1 a\\nb\n");
+  EXPECT_EQ(FormatLogLine(-1, -5, 2, ""), "1969-12-31T23:59:59.999999Z -5 2 \n");
+}
+
+}  // namespace
+}  // namespace NKVRHVX20

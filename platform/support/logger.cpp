@@ -1,0 +1,93 @@
+#include "platform/support/logger.h"
+
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+
+#include "platform/support/log_file.h"
+
+namespace NKVRHVX20 {
+
+namespace {
+
+constexpr const char* kDefaultFile = "/var/log/hvx/diagnostics.log";
+
+struct TSettings {
+  TLogDestination fDestination;
+  int fLevel = ILogger::eTrace;
+};
+
+struct TSink {
+  LogSink fFunction;
+  void* fData;
+  const TSink* fReplaced;  // never freed: another thread may be about to call it
+};
+
+// Where a relative HVX_LOG_FILE begins: taken when the library is loaded, since object managers
+// change the working directory later. A reference, so that nothing is destroyed at exit.
+const std::string& start_directory = *new std::string([] {
+  std::error_code error;
+  return std::filesystem::current_path(error).string();
+}());
+
+constinit std::atomic<const TSettings*> settings{nullptr};
+constinit std::atomic<const TSink*> sink{nullptr};
+
+const TSettings* ReadSettings() {
+  auto* result = new TSettings{{.fFile = kDefaultFile}};
+  if (const char* file = std::getenv("HVX_LOG_FILE"); file != nullptr && *file != '\0') {
+    result->fDestination.fFile = file;
+    if (*file != '/' && result->fDestination.fFile != "-")
+      result->fDestination.fFile = start_directory + "/" + file;
+  }
+  if (const char* level = std::getenv("HVX_LOG_LEVEL"); level != nullptr) {
+    const std::string_view text = level;
+    int value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc() && end == text.data() + text.size()) result->fLevel = value;
+  }
+  return result;
+}
+
+// Without a lock, which a child forked at the wrong moment would never get.
+const TSettings& Settings() {
+  const TSettings* present = settings.load(std::memory_order_acquire);
+  if (present != nullptr) return *present;
+  const TSettings* ours = ReadSettings();
+  if (settings.compare_exchange_strong(present, ours, std::memory_order_acq_rel)) return *ours;
+  delete ours;
+  return *present;
+}
+
+class TCoreLogger final : public ILogger {
+ public:
+  void Log(EHVXLogSeverity severity, const std::string& text) override {
+    const int error = errno;  // callers log between a failure and looking at its reason
+    try {
+      if (const TSink* present = sink.load(std::memory_order_acquire))
+        if (present->fFunction != nullptr) present->fFunction(severity, text, present->fData);
+      const TSettings& present = Settings();
+      if (severity <= present.fLevel) WriteLogLine(present.fDestination, severity, text);
+    } catch (...) {
+      // Out of memory: the line is dropped, the caller goes on.
+    }
+    errno = error;
+  }
+};
+
+constinit TCoreLogger core_logger;
+
+}  // namespace
+
+ILogger* TRootObject::GetCoreLogger() { return &core_logger; }
+
+void SetLogSink(LogSink function, void* data) {
+  auto* added = new TSink{function, data, sink.load(std::memory_order_acquire)};
+  while (!sink.compare_exchange_weak(added->fReplaced, added, std::memory_order_acq_rel)) {
+  }
+}
+
+}  // namespace NKVRHVX20

@@ -1,0 +1,109 @@
+#include "platform/support/osspecific.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <stdexcept>
+
+#include "platform/support/machinetype.h"
+#include "platform/support/process_runner.h"
+
+namespace NKVRHVX20 {
+
+namespace {
+
+constexpr const char* kBlanks = " \t";
+
+// A DMI text as the kernel publishes it, without the line feed that it adds; empty when the
+// machine has none. The kernel's files are one page at most.
+std::string ReadDmiText(const char* name) {
+  const char* root = std::getenv("HVX_SYSFS_ROOT");
+  const std::string path = std::string(root != nullptr ? root : "") + "/sys/class/dmi/id/" + name;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (file < 0) return {};
+  char text[4096];
+  const ssize_t size = read(file, text, sizeof text);
+  close(file);
+  std::string result(text, size > 0 ? static_cast<std::size_t>(size) : 0);
+  if (result.ends_with('\n')) result.pop_back();
+  return result;
+}
+
+std::string Trim(const std::string& text) {
+  constexpr const char* spaces = " \t\r\n\v\f";
+  const std::size_t begin = text.find_first_not_of(spaces);
+  if (begin == std::string::npos) return {};
+  return text.substr(begin, text.find_last_not_of(spaces) + 1 - begin);
+}
+
+std::vector<std::string> SplitAtBlanks(const std::string& text) {
+  std::vector<std::string> words;
+  for (std::size_t begin = 0; (begin = text.find_first_not_of(kBlanks, begin)) != text.npos;) {
+    const std::size_t end = text.find_first_of(kBlanks, begin);
+    words.push_back(text.substr(begin, end - begin));
+    begin = end;
+    if (end == text.npos) break;
+  }
+  return words;
+}
+
+}  // namespace
+
+std::string MachineTypeFromProductName(const std::string& productName) {
+  const std::size_t hyphen = productName.find('-');
+  if (hyphen != std::string::npos) return productName.substr(hyphen + 2, 4);
+  return productName.size() == 7 ? productName.substr(0, 4) : std::string();
+}
+
+int TOSSpecific::SpawnProcess(std::string program, std::vector<std::string> arguments,
+                              std::string& output, int timeoutSeconds) {
+  return RunProgram(program, arguments, output, timeoutSeconds);
+}
+
+std::string TOSSpecific::SpawnProcess(const std::string& commandLine, int limitSeconds) {
+  std::vector<std::string> words = SplitAtBlanks(commandLine);
+  if (words.empty()) return {};
+  const std::string program = std::move(words.front());
+  words.erase(words.begin());
+  std::string output;
+  if (RunProgram(program, words, output, limitSeconds) < 0) return {};
+  return output;
+}
+
+std::string TOSSpecific::GetMachineTypeFromID() {
+  try {
+    return MachineTypeFromProductName(ReadDmiText("product_name"));
+  } catch (const std::out_of_range&) {
+    return {};
+  }
+}
+
+std::string TOSSpecific::GetBiosID() { return Trim(ReadDmiText("bios_version")); }
+
+TCIMDateTime TOSSpecific::GetLocalTime() {
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  tm local{};
+  localtime_r(&time.tv_sec, &local);
+  return {std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000,
+          static_cast<int>(local.tm_gmtoff / 60)};
+}
+
+std::string TOSSpecific::GetCurrentDir() {
+  std::error_code error;
+  return std::filesystem::current_path(error).string();
+}
+
+std::uint64_t TOSSpecific::GetFileSize(const std::string& path) {
+  // Not opened: with a device or a pipe that alone could have an effect.
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+  if (faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) return 0;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+}  // namespace NKVRHVX20

@@ -1,0 +1,77 @@
+// The fixture of the process runner's tests: every case runs under each way in which a host may
+// treat SIGCHLD, and leaves neither child nor descriptor behind.
+#pragma once
+
+#include <utility>
+
+#include "platform/support/osspecific.h"
+#include "platform/support/support_test.h"
+
+namespace NKVRHVX20 {
+
+enum class SigchldArrangement { standard, ignored, no_child_wait, reaping_handler };
+
+class ProcessRunner : public testing::TestWithParam<SigchldArrangement> {
+ protected:
+  void SetUp() override {
+    struct sigaction action {};
+    switch (GetParam()) {
+      case SigchldArrangement::standard:
+        action.sa_handler = SIG_DFL;
+        break;
+      case SigchldArrangement::ignored:
+        action.sa_handler = SIG_IGN;
+        break;
+      case SigchldArrangement::no_child_wait:
+        action.sa_handler = SIG_DFL;
+        action.sa_flags = SA_NOCLDWAIT;
+        break;
+      case SigchldArrangement::reaping_handler:
+        action.sa_handler = &reap_any;
+        break;
+    }
+    sigaction(SIGCHLD, &action, &before_);
+    descriptors_ = open_descriptors();
+  }
+
+  void TearDown() override {
+    EXPECT_TRUE(eventually([] { return children_of_this_process().empty(); }));
+    EXPECT_EQ(open_descriptors(), descriptors_);
+    sigaction(SIGCHLD, &before_, nullptr);
+  }
+
+  // What a run gave: status and output.
+  using Result = std::pair<int, std::string>;
+
+  static Result run(const std::string& program, const std::vector<std::string>& arguments,
+                    int seconds = 60) {
+    std::string output = "what was there before";
+    const int status = TOSSpecific::SpawnProcess(program, arguments, output, seconds);
+    return {status, output};
+  }
+  static Result run_script(const std::string& script, int seconds = 60) {
+    return run("sh", {"-c", script}, seconds);
+  }
+
+ private:
+  static void reap_any(int) {
+    const int error = errno;
+    while (waitpid(-1, nullptr, WNOHANG) > 0) {
+    }
+    errno = error;
+  }
+
+  struct sigaction before_ {};
+  std::size_t descriptors_ = 0;
+};
+
+inline const auto every_arrangement =
+    testing::Values(SigchldArrangement::standard, SigchldArrangement::ignored,
+                    SigchldArrangement::no_child_wait, SigchldArrangement::reaping_handler);
+
+inline std::string arrangement_name(const testing::TestParamInfo<SigchldArrangement>& info) {
+  constexpr const char* names[] = {"Default", "Ignored", "NoChildWait", "ReapingHandler"};
+  return names[static_cast<int>(info.param)];
+}
+
+}  // namespace NKVRHVX20

@@ -1,0 +1,17 @@
+// Where programs are.
+#pragma once
+
+#include <string>
+
+#include "platform/support/logger.h"
+
+namespace NKVRHVX20 {
+
+// The path of an executable file for a program's name: a name with a slash is taken as it
+// stands; any other is looked up on PATH (as the C library does: an empty element is the working
+// directory, /bin:/usr/bin when PATH is unset), then in /usr/sbin, /sbin and /usr/local/sbin,
+// where drive tools are although the PATH of services and users often leaves these out. Empty
+// when there is none. May be called from any thread.
+HVX_EXPORT std::string FindProgram(const std::string& name);
+
+}  // namespace NKVRHVX20

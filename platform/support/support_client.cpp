@@ -1,0 +1,94 @@
+// A host of the support library for its tests: a process whose environment, directory and library
+// places a test chooses.
+//
+//   support_client run SECONDS PROGRAM ARGUMENT...   prints status, line feed, output
+//   support_client log SEVERITY TEXT COUNT           logs the text so many times
+//   support_client threads-log COUNT TEXT            logs as often in each of four threads
+//   support_client fork-log COUNT                    forks so many children that log "child", while
+//                                                    a thread logs "parent"
+//   support_client moved-log DIRECTORY TEXT          changes there, then logs
+//   support_client sink-log SEVERITY TEXT            prints what a sink gets
+//   support_client time                              prints the local time
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/support/logger.h"
+#include "platform/support/osspecific.h"
+
+using namespace NKVRHVX20;
+
+namespace {
+
+ILogger::EHVXLogSeverity Severity(const std::string& text) {
+  return static_cast<ILogger::EHVXLogSeverity>(std::stoi(text));
+}
+
+void Print(ILogger::EHVXLogSeverity severity, const std::string& text, void* data) {
+  std::fprintf(static_cast<FILE*>(data), "%d|%s|\n", severity, text.c_str());
+}
+
+void LogInThreads(int count, const std::string& text) {
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread)
+    threads.emplace_back([&] {
+      for (int i = 0; i < count; ++i) TRootObject::GetCoreLogger()->Log(ILogger::eTrace, text);
+    });
+  for (std::thread& thread : threads) thread.join();
+}
+
+void LogInChildren(int count) {
+  std::atomic<bool> ended = false;
+  std::thread other([&] {
+    while (!ended) TRootObject::GetCoreLogger()->Log(ILogger::eTrace, "parent");
+  });
+  for (; count > 0; --count) {
+    const pid_t child = fork();
+    if (child == 0) {
+      TRootObject::GetCoreLogger()->Log(ILogger::eTrace, "child");
+      _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+  }
+  ended = true;
+  other.join();
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  const std::vector<std::string> words(values + 1, values + count);
+  const std::string command = words.empty() ? "" : words[0];
+  ILogger& logger = *TRootObject::GetCoreLogger();
+  if (command == "run" && words.size() >= 3) {
+    std::string output;
+    const int status = TOSSpecific::SpawnProcess(words[2], {words.begin() + 3, words.end()}, output,
+                                                 std::stoi(words[1]));
+    std::printf("%d\n%s", status, output.c_str());
+  } else if (command == "log" && words.size() == 4) {
+    for (int i = std::stoi(words[3]); i > 0; --i) logger.Log(Severity(words[1]), words[2]);
+  } else if (command == "threads-log" && words.size() == 3) {
+    LogInThreads(std::stoi(words[1]), words[2]);
+  } else if (command == "fork-log" && words.size() == 2) {
+    LogInChildren(std::stoi(words[1]));
+  } else if (command == "moved-log" && words.size() == 3) {
+    if (chdir(words[1].c_str()) != 0) return 1;
+    logger.Log(ILogger::eError, words[2]);
+  } else if (command == "sink-log" && words.size() == 3) {
+    SetLogSink(&Print, stdout);
+    logger.Log(Severity(words[1]), words[2]);
+    SetLogSink(nullptr, nullptr);
+    logger.Log(Severity(words[1]), words[2]);
+  } else if (command == "time") {
+    std::printf("%s", TOSSpecific::GetLocalTime().ToString().c_str());
+  } else {
+    return 2;
+  }
+  return 0;
+}
