@@ -1,0 +1,20 @@
+// Decisions of a self-test run, over plain data.
+#pragma once
+
+#include <string>
+
+namespace engine {
+
+// Whether a status of smartctl fails the step. Its lowest bits say: 0 the command line was
+// refused, 1 the device could not be opened, 2 a command to it failed or its answer had a wrong
+// checksum, 3 the drive says that it is failing now. The higher ones, which fail no step, tell of
+// its wear and its past: attributes at their thresholds, logged errors, failed self-tests.
+bool StepFailed(int status);
+
+// Whether what "smartctl -i" printed says that SMART is there and switched on.
+bool IsSmartEnabled(const std::string& information);
+
+// Whether a log says that the drive keeps none: nothing to read there, however long one waits.
+bool KeepsNoLog(const std::string& log);
+
+}  // namespace engine

@@ -1,0 +1,96 @@
+// Self-test logs of many drives and versions of smartctl, with the outcome that the rules give
+// for each, worked out independently. HDDTEST_CORPUS names the directory: per kind of log a
+// folder with a table rules.tsv, whose first columns are the file, the outcome (a status,
+// "exception", or "unchanged" when there is no log) and the beginning of the newest entry with
+// its line ends as \n.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+
+#include "engine/self_test_log.h"
+
+namespace {
+
+std::string Corpus() {
+  const char* directory = std::getenv("HDDTEST_CORPUS");
+  return directory == nullptr ? "" : std::string(directory) + "/";
+}
+
+std::string Read(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file) << path;
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string Escaped(const std::string& text) {
+  std::string escaped;
+  for (const char c : text) escaped += c == '\n' ? "\\n" : std::string(1, c);
+  return escaped;
+}
+
+std::string Outcome(const std::string& text) {
+  auto status = static_cast<HDDIAG_TEST_STATUS>(2);
+  try {
+    THDDTest().GetLatestSelfTestStatus(text, status);
+  } catch (const std::out_of_range&) {
+    return "exception";
+  }
+  return status == 2 ? "unchanged" : std::to_string(status);
+}
+
+class SelfTestLogCorpus : public testing::TestWithParam<const char*> {};
+
+TEST_P(SelfTestLogCorpus, EveryLogGivesItsOutcome) {
+  std::istringstream table(Read(Corpus() + GetParam() + "/rules.tsv"));
+  std::string line;
+  std::getline(table, line);
+  ASSERT_TRUE(line.starts_with("file\trule\trule_entry\t"));
+  int logs = 0;
+  while (std::getline(table, line)) {
+    std::istringstream columns(line);
+    std::string file, outcome, entry;
+    std::getline(columns, file, '\t');
+    std::getline(columns, outcome, '\t');
+    std::getline(columns, entry, '\t');
+    SCOPED_TRACE(file);
+    const std::string text = Read(Corpus() + file);
+    EXPECT_EQ(Outcome(text), outcome);
+    if (!entry.empty()) {
+      const auto newest = engine::NewestEntry(text, engine::FindSelfTestLog(text));
+      EXPECT_TRUE(Escaped(newest).starts_with(entry)) << entry;
+    }
+    ++logs;
+  }
+  EXPECT_GT(logs, 100);
+}
+
+// No real log has two marks side by side, so each is split into as many entries as are counted.
+TEST_P(SelfTestLogCorpus, EveryLogSplitsIntoTheEntriesThatAreCounted) {
+  std::istringstream table(Read(Corpus() + GetParam() + "/rules.tsv"));
+  std::string line;
+  std::getline(table, line);
+  int entries_of_all = 0;
+  while (std::getline(table, line)) {
+    const std::string file = line.substr(0, line.find('\t'));
+    SCOPED_TRACE(file);
+    const std::string text = Read(Corpus() + file);
+    ASSERT_EQ(text.find("##"), std::string::npos);
+    THDDTest engine;
+    std::vector<std::string> entries;
+    engine.SplitLogEntry(text, entries);
+    EXPECT_EQ(entries.size(), static_cast<std::size_t>(engine.CountLogNumer(text)));
+    entries_of_all += static_cast<int>(entries.size());
+  }
+  EXPECT_GT(entries_of_all, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, SelfTestLogCorpus, testing::Values("selftest", "selftest-full"),
+                         [](const auto& folder) {
+                           return folder.index == 0 ? "LogSections" : "WholeReports";
+                         });
+
+}  // namespace
