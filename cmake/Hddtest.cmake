@@ -3,7 +3,7 @@
 #
 #   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file])   a shared library
 #   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
-#   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS labels...] [ENVIRONMENT VARIABLE=value...]
+#   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS label] [ENVIRONMENT VARIABLE=value...]
 #                [WHOLE])                                                         a GoogleTest program
 #
 # WHOLE registers the program as one ctest test (for tests with a costly start), and so does
@@ -37,7 +37,7 @@ set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefine
 add_compile_options(-Wall -Wextra -Werror)
 include_directories(${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
 if(HDDTEST_SANITIZE)
-  add_compile_options(-fsanitize=${HDDTEST_SANITIZE} -fno-omit-frame-pointer -O1)
+  add_compile_options(-fsanitize=${HDDTEST_SANITIZE} -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${HDDTEST_SANITIZE})
   if(HDDTEST_SANITIZE MATCHES undefined)
     add_compile_options(-fno-sanitize-recover=undefined)
@@ -50,6 +50,12 @@ function(hddtest_require variable what package)
     message(FATAL_ERROR "${what} not found: install it with 'apt-get install ${package}'")
   endif()
 endfunction()
+
+# What every test of this tree is run with: no line into the machine's own log, and what is left
+# unreleased on purpose is no leak.
+file(WRITE ${CMAKE_BINARY_DIR}/CTestCustom.cmake
+  "set(ENV{HVX_LOG_FILE} /dev/null)\n"
+  "set(ENV{LSAN_OPTIONS} \"suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0\")\n")
 
 find_package(Threads REQUIRED)
 find_package(Python3 COMPONENTS Interpreter QUIET)
@@ -100,7 +106,7 @@ function(hddtest_test name)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(ARG "WHOLE" "" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "WHOLE" "RESOURCE_LOCK" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock GTest::gtest_main Threads::Threads)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${HDDTEST_TEST_DIR}
@@ -108,15 +114,24 @@ function(hddtest_test name)
   set(properties TIMEOUT 600)
   if(ARG_LABELS)
     list(APPEND properties LABELS "${ARG_LABELS}")
+    # So that the tests of one label can be built without the rest: target thread_tests.
+    if(NOT TARGET ${ARG_LABELS}_tests)
+      add_custom_target(${ARG_LABELS}_tests)
+    endif()
+    add_dependencies(${ARG_LABELS}_tests ${name})
   endif()
-  # Tests write no line into the machine's own log.
-  set(environment "HVX_LOG_FILE=/dev/null" ${ARG_ENVIRONMENT})
+  if(ARG_RESOURCE_LOCK)
+    list(APPEND properties RESOURCE_LOCK ${ARG_RESOURCE_LOCK})
+  endif()
+  if(ARG_ENVIRONMENT)
+    list(APPEND properties ENVIRONMENT "${ARG_ENVIRONMENT}")
+  endif()
   # The look-up of test cases hands on one variable only.
   if(ARG_WHOLE OR ARG_ENVIRONMENT)
     add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES ${properties} ENVIRONMENT "${environment}")
+    set_tests_properties(${name} PROPERTIES ${properties})
   else()
     gtest_discover_tests(${name} TEST_PREFIX "${name}." NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST
-                         PROPERTIES ${properties} ENVIRONMENT "${environment}")
+                         PROPERTIES ${properties})
   endif()
 endfunction()

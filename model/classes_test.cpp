@@ -270,41 +270,6 @@ TEST(Instances, cast_follows_the_superclasses) {
   EXPECT_EQ(cast<KAVRO_DiskDrive>(element_only.get()), nullptr);
 }
 
-std::string signature(const Meta_Class& method) {
-  std::string result;
-  for (const Meta_Property& parameter : method.properties) {
-    if (parameter.in) result += "in ";
-    if (parameter.out) result += "out ";
-    if (parameter.reference_class) result += std::string(parameter.reference_class->name) + " ";
-    result += parameter.name + std::string(parameter.array ? "[]; " : "; ");
-  }
-  return result;
-}
-
-TEST(Methods, records_hold_the_parameters_in_order_and_the_return_value_last) {
-  const auto of = [](const Meta_Class& meta, const char* name) {
-    return signature(*find_method(meta, name));
-  };
-  EXPECT_EQ(of(KAVRO_HDDTest_DiagnosticService::static_meta_class, "RunDiagnostic"),
-            "in CIM_ManagedElement ManagedElement; in CIM_DiagnosticSetting DiagSetting; "
-            "in CIM_JobSettingData JobSettings; out CIM_ConcreteJob Job; out return_value; ");
-  EXPECT_EQ(of(KAVRO_HDDTest_HelpService::static_meta_class, "GetHelp"),
-            "in RequestedDocument; in out Format; in RequestedDelivery; out DocumentInfo; "
-            "out return_value; ");
-  EXPECT_EQ(of(KAVRO_HDDTest_ConcreteJob::static_meta_class, "RequestStateChange"),
-            "in RequestedState; in TimeoutPeriod; out return_value; ");
-  EXPECT_EQ(
-      of(KAVRO_HDDTest_DiagnosticSetting::static_meta_class, "ApplyIncrementalChangeToCollection"),
-      "in CIM_CollectionOfMSEs Collection; in TimeToApply; in ContinueOnError; "
-      "in MustBeCompletedBy; in PropertiesToApply[]; out CanNotApply[]; out return_value; ");
-  for (const Meta_Class* meta : kavro_repository.classes)
-    for (const Meta_Class* method : meta->methods) {
-      EXPECT_STREQ(method->properties.back().name, "return_value");
-      EXPECT_EQ(method->properties.back().type, Type::uint32);
-      EXPECT_EQ(method->superclass, nullptr);
-    }
-}
-
 TEST(Methods, a_class_keeps_the_record_of_the_class_that_declared_the_method_last) {
   EXPECT_EQ(find_method(KAVRO_DiskDrive::static_meta_class, "Reset"),
             &CIM_LogicalDevice_Reset_method::static_meta_class);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <stdexcept>
 
 #include "platform/framework/inert.h"
@@ -10,41 +11,66 @@
 namespace ovk_cimple {
 namespace {
 
-// Delivers one drive and answers every operation with a status that a test can choose.
+// The layout of a registration record is what modules were built with.
+static_assert(offsetof(Registration, module_name) == 0);
+static_assert(offsetof(Registration, provider_name) == 8);
+static_assert(offsetof(Registration, dispatch) == 16);
+static_assert(offsetof(Registration, meta_class) == 24);
+static_assert(offsetof(Registration, next) == 32);
+static_assert(sizeof(Registration) == 40);
+
+using Arguments = std::vector<const void*>;
+
+// Delivers one drive, answers every operation with a status that a test can choose and keeps
+// the arguments.
 struct Drive_Provider {
   static inline sint32 status = 0;
+  Arguments arguments;  // of the latest call, but for slots and handlers
   static inline int created = 0;
   Drive_Provider() { ++created; }
   ~Drive_Provider() { --created; }
 
+  template <class... Taken>
+  sint32 take(sint32 answer, const Taken*... taken) {
+    arguments = {taken...};
+    return answer;
+  }
+
   sint32 load() { return 3; }
   sint32 unload() { return 4; }
-  sint32 get_instance(const Drive*, Drive*& instance) {
+  sint32 get_instance(const Drive* model, Drive*& instance) {
     instance = make<Drive>().release();
-    return status;
+    return take(status, model);
   }
-  sint32 enum_instances(const Drive*, Enum_Handler<Drive>* handler) {
+  sint32 enum_instances(const Drive* model, Enum_Handler<Drive>* handler) {
     if (status < 0) throw std::runtime_error("drive gone");
     handler->handle(make<Drive>());
-    return status;
+    return take(status, model);
   }
-  sint32 create_instance(const Drive*) { return 7; }
-  sint32 delete_instance(const Drive*) { return 8; }
-  sint32 modify_instance(const Drive*, const Drive*) { return 9; }
-  sint32 Reset(const Drive*, const Property<boolean>& hard, Property<uint32>& return_value) {
+  sint32 create_instance(const Drive* instance) { return take(7, instance); }
+  sint32 delete_instance(const Drive* instance) { return take(8, instance); }
+  sint32 modify_instance(const Drive* model, const Drive* instance) {
+    return take(9, model, instance);
+  }
+  sint32 Reset(const Drive* self, const Property<boolean>& hard, const Property<boolean>& quiet,
+               Property<uint32>& return_value) {
     return_value = hard.value() ? 1 : 2;
-    return 10;
+    return take(10, self, &hard, &quiet, &return_value);
   }
-  sint32 enum_associator_names(const Instance*, const char*, const char* role, const char*,
-                               Enum_Handler<>*) {
-    return role ? 0 : status;
-  }
-  sint32 enum_references(const Instance*, const Drive*, const char*, Enum_Handler<Drive>* handler) {
+  sint32 enum_associator_names(const Instance* source, const char* result_class, const char* role,
+                               const char* result_role, Enum_Handler<>* handler) {
     handler->handle(make<Drive>());
-    return status;
+    return take(status, source, result_class, role, result_role);
   }
-  sint32 enum_associators(const Instance*, const char*, const char*, const char*, Enum_Handler<>*) {
-    return status;
+  sint32 enum_references(const Instance* source, const Drive* model, const char* role,
+                         Enum_Handler<Drive>* handler) {
+    handler->handle(make<Drive>());
+    return take(status, source, model, role);
+  }
+  sint32 enum_associators(const Instance* source, const char* result_class, const char* role,
+                          const char* result_role, Enum_Handler<>* handler) {
+    handler->handle(make<Drive>());
+    return take(status, source, result_class, role, result_role);
   }
 };
 
@@ -109,6 +135,34 @@ TEST_F(Dispatch, InstanceOperationsReturnTheProvidersStatus) {
   EXPECT_EQ(call<Drive_Provider>(9, &provider), 9);
 }
 
+TEST_F(Dispatch, EveryArgumentReachesTheProviderInItsPlace) {
+  const Ref<Drive> model = make<Drive>(), drive = make<Drive>();
+  const Ref<Device_Reset_method> reset = make<Device_Reset_method>();
+  char result_class[] = "Drive", role[] = "Antecedent", result_role[] = "Dependent";
+  Instance* found = nullptr;
+  void* const callback = calls.callback();
+  const auto run = [&](sint32 operation, auto*... arguments) {
+    call<Drive_Provider>(operation, &provider, arguments...);
+    return std::exchange(provider.arguments, {});
+  };
+  EXPECT_EQ(run(5, model.get(), &found), Arguments{model.get()});
+  unref(found);
+  EXPECT_EQ(run(6, model.get(), callback, &calls), Arguments{model.get()});
+  EXPECT_EQ(run(7, drive.get()), Arguments{drive.get()});
+  EXPECT_EQ(run(8, drive.get()), Arguments{drive.get()});
+  EXPECT_EQ(run(9, model.get(), drive.get()), (Arguments{model.get(), drive.get()}));
+  EXPECT_EQ(run(10, drive.get(), reset.get()),
+            (Arguments{drive.get(), &reset->Hard, &reset->Quiet, &reset->return_value}));
+  EXPECT_EQ(run(14, drive.get(), result_class, role, result_role, callback, &calls),
+            (Arguments{drive.get(), result_class, role, result_role}));
+  EXPECT_EQ(run(15, drive.get(), model.get(), role, callback, &calls),
+            (Arguments{drive.get(), model.get(), role}));
+  EXPECT_EQ(run(16, drive.get(), result_class, role, result_role, callback, &calls),
+            (Arguments{drive.get(), result_class, role, result_role}));
+  EXPECT_EQ(calls.delivered, std::vector<sint32>(4, 0));
+  EXPECT_EQ(calls.closed, std::vector<sint32>(4, 0));
+}
+
 TEST_F(Dispatch, EnumerationIsClosedWhateverTheStatus) {
   for (const sint32 status : {0, 1, 61, 111}) {
     Drive_Provider::status = status;
@@ -126,7 +180,7 @@ TEST_F(Dispatch, AnExceptionPassesWithoutAClosingCall) {
   EXPECT_TRUE(calls.closed.empty());
 }
 
-TEST_F(Dispatch, MethodIsFoundWithoutRegardToCaseAndGetsItsParametersInOrder) {
+TEST_F(Dispatch, MethodIsFoundWithoutRegardToCaseAndSetsItsReturnValue) {
   const Ref<Device_Reset_method> record = make<Device_Reset_method>();
   record->Hard = true;
   EXPECT_EQ(call<Drive_Provider>(10, &provider, nullptr, record.get()), 10);

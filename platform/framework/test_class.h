@@ -22,6 +22,7 @@ struct Device_Reset_method : Instance {
   static const Meta_Class static_meta_class;
   explicit Device_Reset_method(const Meta_Class& meta = static_meta_class) : Instance(meta) {}
   Property<boolean> Hard;
+  Property<boolean> Quiet;
   Property<uint32> return_value;
 };
 
@@ -37,7 +38,7 @@ struct Drive : Device {
   static sint32 invoke(Provider& provider, const Drive* self, Instance* record) {
     if (same_name(record->meta_class->name, "Reset")) {
       auto& call = *static_cast<Device_Reset_method*>(record);
-      return provider.Reset(self, call.Hard, call.return_value);
+      return provider.Reset(self, call.Hard, call.Quiet, call.return_value);
     }
     return UNKNOWN_OPERATION;
   }
@@ -51,6 +52,8 @@ inline constexpr Meta_Property device_properties[] = {
 };
 inline constexpr Meta_Property reset_parameters[] = {
     {"Hard", Type::boolean, false, false, true, false, offsetof(Device_Reset_method, Hard),
+     nullptr},
+    {"Quiet", Type::boolean, false, false, true, false, offsetof(Device_Reset_method, Quiet),
      nullptr},
     {"return_value", Type::uint32, false, false, false, true,
      offsetof(Device_Reset_method, return_value), nullptr},

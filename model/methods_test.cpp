@@ -1,0 +1,154 @@
+// The signatures of the methods that providers implement.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "model/classes.h"
+
+namespace ovk_cimple {
+namespace {
+
+struct Method {
+  const char* name;
+  std::vector<const char*> parameters;  // in their order, without the return value
+};
+
+struct Methods_Of {
+  const char* class_name;
+  std::vector<Method> methods;
+};
+
+// As the MOF would have them; in and out parameters with both words.
+const std::vector<Methods_Of>& table() {
+  const Method request_state_change = {
+      "RequestStateChange",
+      {"in uint16 RequestedState", "out CIM_ConcreteJob REF Job", "in datetime TimeoutPeriod"}};
+  static const auto& rows = *new std::vector<Methods_Of>{
+      {"KAVRO_DiskDrive",
+       {request_state_change,
+        {"SetPowerState", {"in uint16 PowerState", "in datetime Time"}},
+        {"Reset", {}},
+        {"EnableDevice", {"in boolean Enabled"}},
+        {"OnlineDevice", {"in boolean Online"}},
+        {"QuiesceDevice", {"in boolean Quiesce"}},
+        {"SaveProperties", {}},
+        {"RestoreProperties", {}},
+        {"LockMedia", {"in boolean Lock"}}}},
+      {"KAVRO_HDDTest_HelpService",
+       {request_state_change,
+        {"StartService", {}},
+        {"StopService", {}},
+        {"GetHelp",
+         {"in string RequestedDocument", "in out uint16 Format", "in uint16 RequestedDelivery",
+          "out string DocumentInfo"}}}},
+      {"KAVRO_HDDTest_DiagnosticService",
+       {request_state_change,
+        {"StartService", {}},
+        {"StopService", {}},
+        {"RunDiagnostic",
+         {"in CIM_ManagedElement REF ManagedElement", "in CIM_DiagnosticSetting REF DiagSetting",
+          "in CIM_JobSettingData REF JobSettings", "out CIM_ConcreteJob REF Job"}}}},
+      {"KAVRO_HDDTest_DiagnosticsLog", {request_state_change, {"ClearLog", {}}}},
+      {"KAVRO_HDDTest_DiagnosticSetting",
+       {{"VerifyOKToApplyToMSE",
+         {"in CIM_ManagedSystemElement REF MSE", "in datetime TimeToApply",
+          "in datetime MustBeCompletedBy"}},
+        {"ApplyToMSE",
+         {"in CIM_ManagedSystemElement REF MSE", "in datetime TimeToApply",
+          "in datetime MustBeCompletedBy"}},
+        {"VerifyOKToApplyToCollection",
+         {"in CIM_CollectionOfMSEs REF Collection", "in datetime TimeToApply",
+          "in datetime MustBeCompletedBy", "out string CanNotApply[]"}},
+        {"ApplyToCollection",
+         {"in CIM_CollectionOfMSEs REF Collection", "in datetime TimeToApply",
+          "in boolean ContinueOnError", "in datetime MustBeCompletedBy",
+          "out string CanNotApply[]"}},
+        {"VerifyOKToApplyIncrementalChangeToMSE",
+         {"in CIM_ManagedSystemElement REF MSE", "in datetime TimeToApply",
+          "in datetime MustBeCompletedBy", "in string PropertiesToApply[]"}},
+        {"ApplyIncrementalChangeToMSE",
+         {"in CIM_ManagedSystemElement REF MSE", "in datetime TimeToApply",
+          "in datetime MustBeCompletedBy", "in string PropertiesToApply[]"}},
+        {"VerifyOKToApplyIncrementalChangeToCollection",
+         {"in CIM_CollectionOfMSEs REF Collection", "in datetime TimeToApply",
+          "in datetime MustBeCompletedBy", "in string PropertiesToApply[]",
+          "out string CanNotApply[]"}},
+        {"ApplyIncrementalChangeToCollection",
+         {"in CIM_CollectionOfMSEs REF Collection", "in datetime TimeToApply",
+          "in boolean ContinueOnError", "in datetime MustBeCompletedBy",
+          "in string PropertiesToApply[]", "out string CanNotApply[]"}}}},
+      {"KAVRO_HDDTest_ConcreteJob",
+       {{"KillJob", {"in boolean DeleteOnKill"}},
+        {"RequestStateChange", {"in uint16 RequestedState", "in datetime TimeoutPeriod"}}}},
+  };
+  return rows;
+}
+
+std::string type_of(const Meta_Property& parameter) {
+  switch (parameter.type) {
+    case Type::boolean:
+      return "boolean";
+    case Type::uint16:
+      return "uint16";
+    case Type::uint32:
+      return "uint32";
+    case Type::string:
+      return "string";
+    case Type::datetime:
+      return "datetime";
+    case Type::reference:
+      return std::string(parameter.reference_class->name) + " REF";
+    default:
+      return "of a type that no method has";
+  }
+}
+
+std::vector<std::string> parameters_of(const Meta_Class& method) {
+  std::vector<std::string> result;
+  for (const Meta_Property& parameter : method.properties) {
+    // Only a reference has a class.
+    EXPECT_EQ(parameter.reference_class != nullptr, parameter.type == Type::reference);
+    EXPECT_FALSE(parameter.key);
+    result.push_back(std::string(parameter.in ? "in " : "") + (parameter.out ? "out " : "") +
+                     type_of(parameter) + ' ' + parameter.name + (parameter.array ? "[]" : ""));
+  }
+  return result;
+}
+
+TEST(Methods, hold_their_parameters_in_order_and_the_return_value_last) {
+  for (const auto& [class_name, methods] : table()) {
+    const Meta_Class* const meta = kavro_repository.find(class_name);
+    ASSERT_TRUE(meta) << class_name;
+    ASSERT_EQ(meta->methods.size(), methods.size()) << class_name;
+    for (std::size_t i = 0; i < methods.size(); ++i) {
+      SCOPED_TRACE(class_name + std::string(".") + methods[i].name);
+      EXPECT_STREQ(meta->methods[i]->name, methods[i].name);
+      std::vector<std::string> expected(methods[i].parameters.begin(), methods[i].parameters.end());
+      expected.push_back("out uint32 return_value");
+      EXPECT_EQ(parameters_of(*meta->methods[i]), expected);
+    }
+  }
+}
+
+TEST(Methods, no_other_class_of_this_module_has_any) {
+  std::set<std::string> listed;
+  for (const auto& row : table()) listed.insert(row.class_name);
+  for (const Meta_Class* meta : kavro_repository.classes) {
+    if (!std::string(meta->name).starts_with("KAVRO_HDDTest_")) continue;
+    EXPECT_EQ(!meta->methods.empty(), listed.contains(meta->name)) << meta->name;
+  }
+}
+
+TEST(Methods, every_one_returns_an_unsigned_number) {
+  for (const Meta_Class* meta : kavro_repository.classes)
+    for (const Meta_Class* method : meta->methods) {
+      EXPECT_STREQ(method->properties.back().name, "return_value");
+      EXPECT_EQ(method->properties.back().type, Type::uint32);
+      EXPECT_EQ(method->superclass, nullptr);
+    }
+}
+
+}  // namespace
+}  // namespace ovk_cimple
