@@ -1,0 +1,110 @@
+// One call of an interface function: what it needs of the provider and of the object manager,
+// and the boundary that no exception passes.
+#pragma once
+
+#include <cxxabi.h>
+
+#include <vector>
+
+#include "platform/cmpi/incoming.h"
+#include "platform/cmpi/outgoing.h"
+#include "platform/cmpi/provider.h"
+#include "platform/framework/cimom.h"
+#include "platform/framework/dispatch.h"
+
+namespace ovk_cimple {
+
+class Client_Call final : public Cimom {
+ public:
+  // The path gives the name space of the call. Throws Failure when the provider was ended.
+  Client_Call(const Interface& interface, const CMPIContext* context, const CMPIResult* result,
+              const CMPIObjectPath* path);
+
+  const Meta_Class& meta_class() const { return provider_.meta_class(); }
+  const Translator& translator() const { return translator_; }
+  const CMPIResult* result() const { return result_; }
+
+  // The class that a path names; the provider's own where it names none; null when unknown.
+  const Meta_Class* class_of(const CMPIObjectPath* path) const;
+
+  // Performs an operation of the provider, whose up-calls come here, and returns its status.
+  // Arguments as the operation lists them, after the provider.
+  template <class... Arguments>
+  sint32 dispatch(sint32 operation, Arguments... arguments) {
+    const Cimom_Scope scope(*this);
+    return lease_.dispatch(operation, argument(arguments)...);
+  }
+
+  // The same for an enumeration; the callback and its data follow the arguments.
+  template <class... Arguments>
+  sint32 enumerate(std::vector<Ref<Instance>>& instances, sint32 operation,
+                   Arguments... arguments) {
+    return dispatch(operation, arguments..., reinterpret_cast<void*>(&collect), &instances);
+  }
+
+  // Every instance of the provider, asked with a model of a class.
+  std::vector<Ref<Instance>> enumerate_all(const Meta_Class& model_class);
+
+  // Throws Failure unless the provider's status is OK.
+  void require_ok(sint32 operation, sint32 status) const;
+
+  // Hand a result over.
+  void deliver(const Instance& instance, Selection& selection) const;
+  void deliver(const CMPIInstance* instance) const;
+  void deliver_path(const Instance& instance) const;
+
+  // Asks the object manager for the instance; null when there is none. It belongs to the call.
+  const CMPIInstance* fetch(const Instance& instance, const char** properties) const;
+
+  sint32 enum_instances(const char* name_space, const Instance& model,
+                        Instance_Enumerator& enumerator) override;
+
+ private:
+  sint32 add_instances(const char* name_space, const Instance& model,
+                       Instance_Enumerator& enumerator) const;
+  static void collect(Instance* instance, sint32 status, void* data);
+
+  static void* argument(void* pointer) { return pointer; }
+  static void* argument(const Instance* instance) { return const_cast<Instance*>(instance); }
+  static void* argument(const char* text) { return const_cast<char*>(text); }
+
+  Adapted_Provider& provider_;
+  const Adapted_Provider::Lease lease_;
+  const CMPIContext* const context_;
+  const CMPIResult* const result_;
+  const Translator translator_;
+};
+
+// What the exception being handled comes to.
+struct Caught {
+  CMPIrc code;
+  std::string cause;
+};
+Caught caught_exception();
+
+// The status for the exception being handled; its text names provider, operation and cause.
+CMPIStatus failed_status(const Interface& interface, const char* operation) noexcept;
+
+// Ends the results of a call that succeeded.
+CMPIStatus done_status(const CMPIResult* result);
+
+// Runs the body of an interface function with its call.
+template <class Body>
+CMPIStatus perform(const void* handle, const CMPIContext* context, const CMPIResult* result,
+                   const CMPIObjectPath* path, const char* operation, Body body) {
+  const auto& interface = *static_cast<const Interface*>(handle);
+  try {
+    Client_Call call(interface, context, result, path);
+    body(call);
+    return done_status(result);
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the thread is being cancelled, which nobody may stop
+  } catch (...) {
+    return failed_status(interface, operation);
+  }
+}
+
+// The cleanup function of every interface.
+CMPIStatus clean_up(const void* handle, CMPIBoolean terminating);
+
+}  // namespace ovk_cimple

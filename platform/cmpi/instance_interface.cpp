@@ -1,0 +1,161 @@
+// The instance interface.
+
+#include <algorithm>
+
+#include "platform/cmpi/client_call.h"
+#include "platform/cmpi/matching.h"
+
+namespace ovk_cimple {
+
+namespace {
+
+// The instances of the path's class. A class that the repository does not know has no ancestor
+// or descendant of ours.
+std::vector<Ref<Instance>> instances_of(Client_Call& call, const CMPIObjectPath* path) {
+  const Meta_Class* const wanted = call.class_of(path);
+  const Meta_Class& own = call.meta_class();
+  if (!wanted || !(is_subclass(*wanted, own) || is_subclass(own, *wanted))) return {};
+  auto instances = call.enumerate_all(is_subclass(own, *wanted) ? *wanted : own);
+  std::erase_if(instances, [&](const auto& instance) { return !is_a(instance.get(), *wanted); });
+  return instances;
+}
+
+// The instance that a path or instance means, as one of the provider's class or a subclass.
+// Null when it cannot be one.
+Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
+  const Meta_Class* const wanted = call.class_of(path);
+  const Meta_Class& own = call.meta_class();
+  if (!wanted || !(is_subclass(*wanted, own) || is_subclass(own, *wanted))) return {};
+  auto target = Ref<Instance>::adopt(create(is_subclass(own, *wanted) ? *wanted : own));
+  target->name_space = name_space(path);
+  read_keys(path, *target);
+  return target;
+}
+
+Ref<Instance> find(Client_Call& call, const CMPIObjectPath* path) {
+  const auto model = target_of(call, path);
+  if (!model) return {};
+  Instance* slot = nullptr;
+  const sint32 status = call.dispatch(GET_INSTANCE, model.get(), static_cast<void*>(&slot));
+  auto found = Ref<Instance>::adopt(slot);
+  if (status != GET_INSTANCE_UNSUPPORTED) {
+    call.require_ok(GET_INSTANCE, status);
+    return found;
+  }
+  for (const auto& instance : instances_of(call, path))
+    if (same_keys(*model, *instance)) return instance;
+  return {};
+}
+
+CMPIStatus cleanup(CMPIInstanceMI* mi, const CMPIContext*, CMPIBoolean terminating) {
+  return clean_up(mi->hdl, terminating);
+}
+
+CMPIStatus enumerate_instance_names(CMPIInstanceMI* mi, const CMPIContext* context,
+                                    const CMPIResult* result, const CMPIObjectPath* path) {
+  return perform(mi->hdl, context, result, path, "enumerate instance names",
+                 [&](Client_Call& call) {
+                   for (const auto& instance : instances_of(call, path))
+                     call.deliver_path(*instance);
+                 });
+}
+
+CMPIStatus enumerate_instances(CMPIInstanceMI* mi, const CMPIContext* context,
+                               const CMPIResult* result, const CMPIObjectPath* path,
+                               const char** properties) {
+  return perform(mi->hdl, context, result, path, "enumerate instances", [&](Client_Call& call) {
+    Selection selection(properties);
+    for (auto& instance : instances_of(call, path)) {
+      call.deliver(*instance, selection);
+      instance = {};
+    }
+  });
+}
+
+CMPIStatus get_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
+                        const CMPIObjectPath* path, const char** properties) {
+  return perform(mi->hdl, context, result, path, "get instance", [&](Client_Call& call) {
+    const auto instance = find(call, path);
+    if (!instance) throw Failure{CMPI_RC_ERR_NOT_FOUND, "no such instance"};
+    Selection selection(properties);
+    call.deliver(*instance, selection);
+  });
+}
+
+// An instance from the object manager, as one of the provider's class. Throws Failure.
+Ref<Instance> given_instance(Client_Call& call, const CMPIObjectPath* path,
+                             const CMPIInstance* instance) {
+  auto result = read_instance(instance, call.meta_class(), name_space(path));
+  if (!result || !is_a(result.get(), call.meta_class()))
+    throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "not an instance of this provider's class"};
+  return result;
+}
+
+CMPIStatus create_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
+                           const CMPIObjectPath* path, const CMPIInstance* given) {
+  return perform(mi->hdl, context, result, path, "create instance", [&](Client_Call& call) {
+    const auto instance = given_instance(call, path, given);
+    call.require_ok(CREATE_INSTANCE, call.dispatch(CREATE_INSTANCE, instance.get()));
+    // Not released: some object managers read the path only after this function has returned.
+    auto created = call.translator().path(*instance);
+    require(invoke(result, &CMPIResultFT::returnObjectPath, created.release()), "result");
+  });
+}
+
+CMPIStatus modify_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
+                           const CMPIObjectPath* path, const CMPIInstance* given,
+                           const char** properties) {
+  return perform(mi->hdl, context, result, path, "modify instance", [&](Client_Call& call) {
+    const auto model = target_of(call, path);
+    if (!model) throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "not a class of this provider"};
+    const auto instance = given_instance(call, path, given);
+    // What is not to change arrives as null, and so does a listed property without a value.
+    Selection selection(properties);
+    const auto& selected = selection.of(*instance->meta_class);
+    for (const Meta_Property& property : instance->meta_class->properties)
+      if (std::ranges::find(selected, &property) == selected.end())
+        visit(instance.get(), property, [](auto& value) { value.set_null(); });
+    read_keys(path, *instance);
+    call.require_ok(MODIFY_INSTANCE, call.dispatch(MODIFY_INSTANCE, model.get(), instance.get()));
+  });
+}
+
+CMPIStatus delete_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
+                           const CMPIObjectPath* path) {
+  return perform(mi->hdl, context, result, path, "delete instance", [&](Client_Call& call) {
+    const auto target = target_of(call, path);
+    if (!target) throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "not a class of this provider"};
+    call.require_ok(DELETE_INSTANCE, call.dispatch(DELETE_INSTANCE, target.get()));
+  });
+}
+
+// Object managers that get this answer filter the enumeration themselves.
+CMPIStatus exec_query(CMPIInstanceMI*, const CMPIContext*, const CMPIResult*, const CMPIObjectPath*,
+                      const char*, const char*) {
+  return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
+}
+
+CMPIStatus enumerate_instances_filtered(CMPIInstanceMI*, const CMPIContext*, const CMPIResult*,
+                                        const CMPIObjectPath*, const char**, const char*,
+                                        const char*, CMPIStatus*) {
+  return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
+}
+
+}  // namespace
+
+const CMPIInstanceMIFT instance_functions = {
+    .ftVersion = CMPIVersion210,
+    .miVersion = 1,
+    .miName = "ovk_cimple",
+    .cleanup = cleanup,
+    .enumerateInstanceNames = enumerate_instance_names,
+    .enumerateInstances = enumerate_instances,
+    .getInstance = get_instance,
+    .createInstance = create_instance,
+    .modifyInstance = modify_instance,
+    .deleteInstance = delete_instance,
+    .execQuery = exec_query,
+    .enumerateInstancesFiltered = enumerate_instances_filtered,
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,60 @@
+// Decisions on instances and associations: which instance a path means, which associations and
+// far ends a query asks for. Functions of plain data, without the object manager.
+#pragma once
+
+#include <vector>
+
+#include "platform/framework/meta.h"
+
+namespace ovk_cimple {
+
+// Whether both have the same values in the left one's keys, as they look from outside. Both
+// must have those properties.
+bool same_keys(const Instance& left, const Instance& right);
+
+// Whether both have the same path. Instances without a name space live in the given one.
+bool same_path(const Instance& left, const Instance& right, const String& name_space);
+
+// Whether it says more than which instance it is.
+bool holds_more_than_keys(const Instance& instance);
+
+// A client's question. Null or empty names leave the answer open.
+struct Association_Query {
+  const char* association_class;
+  const char* role;
+  bool far_ends;  // asked for the instances at the other end, rather than the associations
+  const char* result_class = nullptr;  // the other two matter for far ends only
+  const char* result_role = nullptr;
+};
+
+// The answer to a query from one association class for one source class.
+class Association_Filter {
+ public:
+  // source is null for a class that is not known.
+  Association_Filter(const Meta_Class& association, const Meta_Class* source,
+                     const Association_Query& query);
+
+  // Whether any instance can match. An object manager may ask every association provider about
+  // every object, and an enumeration can be dear.
+  bool possible() const { return !ends_.empty(); }
+
+  // What the association contributes to the answer: itself once, or its far ends.
+  std::vector<Ref<Instance>> results(const Ref<Instance>& association, const Instance& source,
+                                     const String& name_space) const;
+
+  // Whether an instance may stand in the answer by its class.
+  bool fits(const Instance& result) const;
+
+ private:
+  struct Ends {
+    const Meta_Property* source;
+    const Meta_Property* result;  // null when asked for associations
+  };
+
+  const bool far_ends_;
+  const Meta_Class* association_;
+  const Meta_Class* result_ = nullptr;  // null: any
+  std::vector<Ends> ends_;
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,41 @@
+// What the outer shell of every module is made of: its list of registrations and its CMPI entry
+// points.
+#pragma once
+
+#include "platform/cmpi/adapter.h"
+
+namespace ovk_cimple {
+
+// Defined by the module: the list that its cimple_module() answers with, and the name that every
+// record of it bears.
+extern Registration* _cimple_registration_head;
+extern const char* _cimple_module_name;
+
+// Fills a provider's record and puts it at the head of the module's list.
+inline void add_provider(Registration& record, const char* provider_name, Dispatch_Routine dispatch,
+                         const Meta_Class& meta_class) {
+  record = {_cimple_module_name, provider_name, dispatch, &meta_class, _cimple_registration_head};
+  _cimple_registration_head = &record;
+}
+
+// Null when the adapter could not create the interface; it has said why.
+template <class Interface>
+Interface* create_interface(Cmpi_Static_Data& data, const Registration& registration,
+                            const CMPIBroker* broker, const CMPIContext* context, char kind) {
+  void* result = nullptr;
+  ovk_cimple_cmpi_adapter(67, &data, &registration, broker, context, registration.provider_name,
+                          kind, &result);
+  return static_cast<Interface*>(result);
+}
+
+}  // namespace ovk_cimple
+
+// Defines, inside extern "C", the entry point for one Kind of interface (Instance, Method,
+// Association) of a provider, whose static data is in scope. Entry points take broker and context
+// only: a third argument that an object manager passes, for a status, is left alone.
+#define OVK_CIMPLE_ENTRY_POINT(Provider, Kind, registration)                                       \
+  OVK_CIMPLE_EXPORT CMPI##Kind##MI* Provider##_Create_##Kind##MI(const CMPIBroker* broker,         \
+                                                                 const CMPIContext* context) {     \
+    return ovk_cimple::create_interface<CMPI##Kind##MI>(_cmpi_static_data##Provider, registration, \
+                                                        broker, context, #Kind[0]);                \
+  }

@@ -1,0 +1,184 @@
+#include "platform/cmpi/outgoing.h"
+
+#include <algorithm>
+
+#include "platform/cmpi/text.h"
+
+namespace ovk_cimple {
+
+namespace {
+
+// References as keys of references; deeper ones would be a circle.
+constexpr int deepest = 4;
+
+// In the order of Type.
+constexpr CMPIType codes[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,
+                              CMPI_uint32,  CMPI_sint32, CMPI_uint64, CMPI_sint64,   CMPI_real32,
+                              CMPI_real64,  CMPI_char16, CMPI_string, CMPI_dateTime, CMPI_ref};
+static_assert(std::size(codes) == static_cast<std::size_t>(Type::reference) + 1);
+
+CMPIType code_of(Type type) { return codes[static_cast<std::size_t>(type)]; }
+
+template <class T>
+constexpr auto member = nullptr;
+template <>
+constexpr auto member<boolean> = &CMPIValue::boolean;
+template <>
+constexpr auto member<uint8> = &CMPIValue::uint8;
+template <>
+constexpr auto member<sint8> = &CMPIValue::sint8;
+template <>
+constexpr auto member<uint16> = &CMPIValue::uint16;
+template <>
+constexpr auto member<sint16> = &CMPIValue::sint16;
+template <>
+constexpr auto member<uint32> = &CMPIValue::uint32;
+template <>
+constexpr auto member<sint32> = &CMPIValue::sint32;
+template <>
+constexpr auto member<uint64> = &CMPIValue::uint64;
+template <>
+constexpr auto member<sint64> = &CMPIValue::sint64;
+template <>
+constexpr auto member<real32> = &CMPIValue::real32;
+template <>
+constexpr auto member<real64> = &CMPIValue::real64;
+
+bool is_null(const Instance& instance, const Meta_Property& property) {
+  return visit(&instance, property, [](const auto& value) { return value.null(); });
+}
+
+bool has_all_keys(const Instance& instance) {
+  return std::ranges::none_of(instance.meta_class->properties, [&](const Meta_Property& property) {
+    return property.key && is_null(instance, property);
+  });
+}
+
+}  // namespace
+
+const std::vector<const Meta_Property*>& Selection::of(const Meta_Class& meta) {
+  if (meta_ == &meta) return selected_;
+  selected_.clear();
+  for (const Meta_Property& property : meta.properties) {
+    bool wanted = property.key || !names_;
+    for (const char** name = names_; !wanted && *name; ++name)
+      wanted = same_name(*name, property.name);
+    if (wanted) selected_.push_back(&property);
+  }
+  meta_ = &meta;
+  return selected_;
+}
+
+void Translator::put(Outgoing_Value& result, const String& text) const {
+  result.own(&CMPIValue::string,
+             make(broker_, "string", &CMPIBrokerEncFT::newString, clean_text(text).c_str()));
+}
+
+void Translator::put(Outgoing_Value& result, const Datetime& time) const {
+  // By its text: the binary form is wrong in some object managers.
+  result.own(
+      &CMPIValue::dateTime,
+      make(broker_, "date-time", &CMPIBrokerEncFT::newDateTimeFromChars, time.to_string().c_str()));
+}
+
+void Translator::put(Outgoing_Value& result, const Ref<Instance>& reference, int depth) const {
+  if (reference && depth < deepest) result.own(&CMPIValue::ref, path(*reference, depth + 1));
+}
+
+template <class T>
+void Translator::put_element(Outgoing_Value& result, const T& value, int depth) const {
+  if constexpr (std::is_same_v<T, char16>)
+    result.set(&CMPIValue::char16, is_clean(value) ? value : 0xFFFD);
+  else if constexpr (std::is_same_v<T, Ref<Instance>>)
+    put(result, value, depth);
+  else if constexpr (std::is_arithmetic_v<T>)
+    result.set(member<T>, value);
+  else
+    put(result, value);
+}
+
+Outgoing_Value Translator::value(const Instance& holder, const Meta_Property& property,
+                                 int depth) const {
+  const CMPIType code = code_of(property.type);
+  Outgoing_Value result(property.array ? code | CMPI_ARRAY : code);
+  const auto put_any = [&]<class T>(const T& value) { put_element(result, value, depth); };
+  const auto put_array = [&]<class T>(const Array<T>& values) {
+    // A null reference is left out: an element without a value ends some object managers.
+    std::vector<Outgoing_Value> elements;
+    for (const T& value : values) {
+      Outgoing_Value element(code);
+      put_element(element, value, depth);
+      if (element.value()) elements.push_back(std::move(element));
+    }
+    auto array = make(broker_, "array", &CMPIBrokerEncFT::newArray,
+                      static_cast<CMPICount>(elements.size()), code);
+    for (CMPICount index = 0; index < elements.size(); ++index) {
+      require(invoke(array.get(), &CMPIArrayFT::setElementAt, index, elements[index].value(), code),
+              property.name);
+      // The array may hold the very object, and release it with itself.
+      elements[index].keep();
+    }
+    result.own(&CMPIValue::array, std::move(array));
+  };
+  visit(&holder, property, [&]<class T>(const Property<T>& source) {
+    if (source.null()) return;
+    if constexpr (requires(T value) { put_array(value); })
+      put_array(source.value());
+    else
+      put_any(source.value());
+  });
+  return result;
+}
+
+Made<CMPIObjectPath> Translator::class_path(const char* name_space, const char* class_name) const {
+  return make(broker_, "path", &CMPIBrokerEncFT::newObjectPath, name_space, class_name);
+}
+
+void Translator::add_keys(CMPIObjectPath* path, const Instance& instance, int depth) const {
+  for (const Meta_Property& property : instance.meta_class->properties) {
+    if (!property.key) continue;
+    const Outgoing_Value key = value(instance, property, depth);
+    if (key.value())
+      require(invoke(path, &CMPIObjectPathFT::addKey, property.name, key.value(), key.type()),
+              property.name);
+  }
+}
+
+Made<CMPIObjectPath> Translator::path(const Instance& instance, int depth) const {
+  const String& own = instance.name_space;
+  auto result = class_path((own.empty() ? name_space_ : own).c_str(), instance.meta_class->name);
+  add_keys(result.get(), instance, depth);
+  return result;
+}
+
+Made<CMPIInstance> Translator::instance(const Instance& instance, Selection& selection) const {
+  const String& own = instance.name_space;
+  auto path = class_path((own.empty() ? name_space_ : own).c_str(), instance.meta_class->name);
+  // A new instance wants all keys or none.
+  if (has_all_keys(instance)) add_keys(path.get(), instance, 0);
+  auto result = make(broker_, "instance", &CMPIBrokerEncFT::newInstance, path.get());
+
+  const auto& selected = selection.of(*instance.meta_class);
+  for (const Meta_Property* property : selected) {
+    const Outgoing_Value value = this->value(instance, *property);
+    const CMPIStatus status = invoke(result.get(), &CMPIInstanceFT::setProperty, property->name,
+                                     value.value(), value.type());
+    // The object manager may know an older form of the class.
+    if (status.rc != CMPI_RC_ERR_NO_SUCH_PROPERTY) require(status, property->name);
+  }
+  if (!selection.everything()) {
+    // For object managers that begin with all properties of the class. The keys stand in both
+    // lists: some look for them in the one, some in the other.
+    std::vector<const char*> names, keys;
+    for (const Meta_Property* property : selected) {
+      names.push_back(property->name);
+      if (property->key) keys.push_back(property->name);
+    }
+    names.push_back(nullptr);
+    keys.push_back(nullptr);
+    invoke(result.get(), &CMPIInstanceFT::setPropertyFilter, names.data(), keys.data());
+  }
+  return result;
+}
+
+}  // namespace ovk_cimple

@@ -1,0 +1,94 @@
+// The framework's values, instances and paths as objects of the object manager.
+#pragma once
+
+#include <optional>
+#include <variant>
+#include <vector>
+
+#include "platform/cmpi/broker.h"
+#include "platform/framework/meta.h"
+
+namespace ovk_cimple {
+
+// A value with the object that was made for it.
+class Outgoing_Value {
+ public:
+  explicit Outgoing_Value(CMPIType type) : type_(type) {}
+
+  CMPIType type() const { return type_; }
+  // Null for a CIM null.
+  const CMPIValue* value() const { return value_ ? &*value_ : nullptr; }
+
+  template <class Member, class Value>
+  void set(Member CMPIValue::*member, Value value) {
+    value_.emplace().*member = value;
+  }
+  template <class Object>
+  void own(Object* CMPIValue::*member, Made<Object> object) {
+    set(member, object.get());
+    made_ = std::move(object);
+  }
+  // Leaves the object to the object manager, which frees it with the operation.
+  void keep() {
+    std::visit(
+        [](auto& made) {
+          if constexpr (requires { made.release(); }) (void)made.release();
+        },
+        made_);
+  }
+
+ private:
+  CMPIType type_;
+  std::optional<CMPIValue> value_;
+  std::variant<std::monostate, Made<CMPIString>, Made<CMPIDateTime>, Made<CMPIObjectPath>,
+               Made<CMPIArray>>
+      made_;
+};
+
+// The properties that a client asked for, class by class. Keys always belong to them, since a
+// client that leaves them out still wants to know which instance it sees.
+class Selection {
+ public:
+  // A null list selects everything; it must outlive the selection.
+  explicit Selection(const char** names) : names_(names) {}
+
+  bool everything() const { return !names_; }
+  // Valid until asked for another class.
+  const std::vector<const Meta_Property*>& of(const Meta_Class& meta);
+
+ private:
+  const char** names_;
+  const Meta_Class* meta_ = nullptr;
+  std::vector<const Meta_Property*> selected_;
+};
+
+// Makes the objects. They are released as soon as their handle goes: the object manager copies
+// what is handed over.
+class Translator {
+ public:
+  // Instances without a name space of their own are published in this one.
+  Translator(const CMPIBroker* broker, String name_space)
+      : broker_(broker), name_space_(std::move(name_space)) {}
+
+  const CMPIBroker* broker() const { return broker_; }
+  const String& name_space() const { return name_space_; }
+
+  Outgoing_Value value(const Instance& holder, const Meta_Property& property, int depth = 0) const;
+  // Keys that are null are left out: a path cannot hold them.
+  Made<CMPIObjectPath> path(const Instance& instance, int depth = 0) const;
+  Made<CMPIObjectPath> class_path(const char* name_space, const char* class_name) const;
+  Made<CMPIInstance> instance(const Instance& instance, Selection& selection) const;
+
+ private:
+  void put(Outgoing_Value& result, const String& text) const;
+  void put(Outgoing_Value& result, const Datetime& time) const;
+  void put(Outgoing_Value& result, const Ref<Instance>& reference, int depth) const;
+  template <class T>
+  void put_element(Outgoing_Value& result, const T& value, int depth) const;
+  void add_keys(CMPIObjectPath* path, const Instance& instance, int depth) const;
+
+  const CMPIBroker* const broker_;
+  const String name_space_;
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,89 @@
+// One provider of a module behind its management interfaces, and its life.
+//
+// The provider object is made and loaded with the first interface and shared by all. When the
+// last one is ended it is unloaded and destroyed, unless a call is in flight: then it is left to
+// the end of the process, since an object manager that stops does not wait for its requests.
+// The records of both are never freed, so that a late call finds an answer.
+#pragma once
+
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/cmpi/adapter.h"
+
+namespace ovk_cimple {
+
+class Adapted_Provider;
+
+// A management interface as the object manager holds it. The object manager that it was made
+// for belongs to it: each provider name may have one of its own.
+struct Interface {
+  union {
+    CMPIInstanceMI instance;
+    CMPIAssociationMI association;
+    CMPIMethodMI method;
+  } object;
+  Adapted_Provider* provider;
+  const CMPIBroker* broker;
+  char kind;
+  bool open;
+};
+
+extern const CMPIInstanceMIFT instance_functions;
+extern const CMPIAssociationMIFT association_functions;
+extern const CMPIMethodMIFT method_functions;
+
+// Safe to use from any thread.
+class Adapted_Provider {
+ public:
+  // The record of the static data, made with the first call.
+  static Adapted_Provider& of(Cmpi_Static_Data& data, const Registration& registration);
+
+  explicit Adapted_Provider(const Registration& registration)
+      : registration_(registration), name_(registration.provider_name) {}
+
+  const std::string& name() const { return name_; }
+  const Meta_Class& meta_class() const { return *registration_.meta_class; }
+
+  // The interface of a kind ('I', 'A' or 'M') for an object manager, and the same again for a
+  // repeated call. Makes and loads the provider if need be. Throws Failure.
+  Interface& open(char kind, const CMPIBroker* broker);
+
+  // Ends an interface; again without effect. Throws what unloading throws.
+  void close(Interface& interface);
+
+  // Keeps the provider object for one call. Throws Failure when it was ended.
+  class Lease {
+   public:
+    explicit Lease(Adapted_Provider& provider);
+    ~Lease();
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
+
+    // Performs an operation of the provider with the given arguments from the second on.
+    sint32 dispatch(sint32 operation, void* arg1 = nullptr, void* arg2 = nullptr,
+                    void* arg3 = nullptr, void* arg4 = nullptr, void* arg5 = nullptr,
+                    void* arg6 = nullptr) const;
+
+   private:
+    Adapted_Provider& provider_;
+    void* object_;
+  };
+
+ private:
+  sint32 dispatch(sint32 operation, void* arg0) const;
+  void start();
+  void destroy(void* object) const;
+
+  const Registration& registration_;
+  const std::string name_;
+  std::mutex mutex_;
+  void* object_ = nullptr;
+  unsigned calls_ = 0;
+  std::vector<void*> left_;  // provider objects whose last call had not returned
+  std::deque<Interface> interfaces_;
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,120 @@
+// Single values by their meaning rather than their type: object managers deliver keys and
+// untyped arguments in wider or other types than the class declares.
+#pragma once
+
+#include <charconv>
+#include <cmath>
+#include <concepts>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "platform/framework/types.h"
+
+namespace ovk_cimple {
+
+using Scalar = std::variant<bool, std::uint64_t, std::int64_t, double, std::string>;
+
+// The value as a T, or nothing when a T cannot hold it: numbers out of range, fractions for an
+// integer, texts that are not wholly a number.
+template <class T>
+std::optional<T> convert(const Scalar& scalar);
+
+namespace detail {
+
+template <class T>
+std::optional<T> parse(const std::string& text) {
+  T value{};
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return value;
+}
+
+template <class T>
+std::string print(T value) {
+  char digits[32];
+  return std::string(digits, std::to_chars(digits, std::end(digits), value).ptr);
+}
+
+template <class T>
+struct Convert;
+
+template <std::integral T>
+struct Convert<T> {
+  using Result = std::optional<T>;
+  Result operator()(bool value) const { return static_cast<T>(value); }
+  template <std::integral From>
+  Result operator()(From value) const {
+    return std::in_range<T>(value) ? Result(static_cast<T>(value)) : std::nullopt;
+  }
+  Result operator()(double value) const {
+    // Both limits are powers of two, so that they are exact.
+    constexpr int bits = 8 * sizeof(T) - std::signed_integral<T>;
+    const double beyond = std::ldexp(1.0, bits);
+    const double least = std::signed_integral<T> ? -beyond : 0.0;
+    if (!(value >= least && value < beyond) || value != std::trunc(value)) return std::nullopt;
+    return static_cast<T>(value);
+  }
+  Result operator()(const std::string& text) const { return parse<T>(text); }
+};
+
+template <>
+struct Convert<bool> {
+  using Result = std::optional<bool>;
+  Result operator()(bool value) const { return value; }
+  template <class Number>
+  Result operator()(Number value) const {
+    if (value == Number(0)) return false;
+    return value == Number(1) ? Result(true) : std::nullopt;
+  }
+  Result operator()(const std::string& text) const {
+    if (same_name(text.c_str(), "true")) return true;
+    return same_name(text.c_str(), "false") ? Result(false) : std::nullopt;
+  }
+};
+
+template <>
+struct Convert<char16> {
+  using Result = std::optional<char16>;
+  template <class From>
+  Result operator()(From value) const {
+    const auto unit = Convert<std::uint16_t>()(value);
+    return unit ? Result(*unit) : std::nullopt;
+  }
+  Result operator()(const std::string& text) const {
+    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80) return std::nullopt;
+    return static_cast<char16>(text[0]);
+  }
+};
+
+template <std::floating_point T>
+struct Convert<T> {
+  using Result = std::optional<T>;
+  template <class Number>
+  Result operator()(Number value) const {
+    return static_cast<T>(value);
+  }
+  Result operator()(const std::string& text) const { return parse<T>(text); }
+};
+
+template <>
+struct Convert<String> {
+  using Result = std::optional<String>;
+  Result operator()(bool value) const { return value ? "true" : "false"; }
+  template <class Number>
+  Result operator()(Number value) const {
+    return print(value);
+  }
+  Result operator()(const std::string& text) const { return text; }
+};
+
+}  // namespace detail
+
+template <class T>
+std::optional<T> convert(const Scalar& scalar) {
+  return std::visit(detail::Convert<T>(), scalar);
+}
+
+}  // namespace ovk_cimple

@@ -1,0 +1,18 @@
+// Text on its way to clients.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ovk_cimple {
+
+// Whether a UTF-16 or Unicode number stands for a character that may leave: what XML 1.0 can
+// carry, less the control characters other than tab, line feed and carriage return.
+bool is_clean(char32_t character);
+
+// The text as valid UTF-8 of such characters only. Each other character, and each longest part
+// of an invalid sequence, becomes U+FFFD. Texts come from drives and tools; object managers pass
+// them on as they are, and one stray byte would make a whole reply unreadable.
+std::string clean_text(std::string_view text);
+
+}  // namespace ovk_cimple
