@@ -1,0 +1,131 @@
+#include "discovery/classification.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <set>
+
+#include "discovery/excluded_machine_types.h"
+
+namespace discovery {
+namespace {
+
+std::string block(const std::string& bus, const std::string& driver, const std::string& device) {
+  return "  Unique ID: x\n  SysFS BusID: " + bus + "\n  Driver: \"" + driver +
+         "\", \"sd\"\n  Device File: " + device + " (/dev/sg0)\n";
+}
+
+TEST(ListsDevice, FindsTheNameAnywhereInTheReport) {
+  EXPECT_TRUE(lists_device("Device File: /dev/sda (/dev/sg0)", "/dev/sda"));
+  EXPECT_FALSE(lists_device("Device File: /dev/sdb", "/dev/sda"));
+  EXPECT_FALSE(lists_device("", "/dev/sda"));
+}
+
+TEST(ListsDevice, APrefixOfAnotherNameCountsAsListed) {
+  EXPECT_TRUE(lists_device("Device File: /dev/sdaa", "/dev/sda"));
+}
+
+TEST(ListsDevice, TheSearchStopsAtTheFirstNul) {
+  EXPECT_FALSE(lists_device(std::string("head\0/dev/sda", 13), "/dev/sda"));
+  EXPECT_TRUE(lists_device(std::string("/dev/sda\0tail", 13), "/dev/sda"));
+}
+
+TEST(BusId, TakesOneCharacterOfEachValue) {
+  EXPECT_EQ(bus_id("Port:0 Target:1 Bus:2 Lun:3"), "0:2:1:3");
+  EXPECT_EQ(bus_id("Port:0 Target:12 Bus:0 Lun:0"), "0:0:1:0");
+  EXPECT_EQ(bus_id("Port:10 Target:0 Bus:0 Lun:0"), "1:0:0:0");
+  EXPECT_EQ(bus_id("Port: Target: Bus: Lun:"), " : : :");
+}
+
+TEST(BusId, WithoutPortThereIsNone) {
+  EXPECT_EQ(bus_id(""), std::nullopt);
+  EXPECT_EQ(bus_id("Target:1 Bus:2 Lun:3"), std::nullopt);
+}
+
+TEST(BusId, WithPortButWithoutAnotherKeyItIsEmpty) {
+  for (const char* address : {"Port:0", "Port:", "Port:0 Bus:2 Lun:3", "Port:0 Target:1 Lun:3",
+                              "Port:0 Target:1 Bus:2", "Target:1 Bus:2 Lun:3 Port:0"})
+    EXPECT_EQ(bus_id(address), "") << address;
+}
+
+TEST(BusId, KeysAtTheVeryEndLeaveTheirValuesEmpty) {
+  EXPECT_EQ(bus_id("Port:0 Target:1 Bus:2 Lun"), "0:2:1:");
+}
+
+TEST(ControllerOf, BlockOfTheBusIdDecidesByItsDriver) {
+  const std::string report = block("0:0:0:0", "ahci", "/dev/sda") +
+                             block("1:0:0:0", "ata_piix", "/dev/sdb") +
+                             block("2:0:0:0", "mptsas", "/dev/sdc");
+  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::onboard);
+  EXPECT_EQ(controller_of(report, "1:0:0:0", "/dev/sdb"), Controller::onboard);
+  EXPECT_EQ(controller_of(report, "2:0:0:0", "/dev/sdc"), Controller::raid);
+  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sdb"), Controller::another_device);
+  EXPECT_EQ(controller_of(report, "2:0:0:0", "/dev/sda"), Controller::another_device);
+  EXPECT_EQ(controller_of(report, "9:0:0:0", "/dev/sda"), Controller::bus_id_not_listed);
+}
+
+TEST(ControllerOf, LastBlockHasNoUniqueIdBehindIt) {
+  for (const auto& [driver, controller] : {std::pair{"ata_piix", Controller::onboard},
+                                           {"ahci", Controller::onboard},
+                                           {"megaraid_sas", Controller::raid},
+                                           {"ahci_platform", Controller::raid}})
+    EXPECT_EQ(controller_of(block("0:0:0:0", driver, "/dev/sda"), "0:0:0:0", "/dev/sda"),
+              controller)
+        << driver;
+}
+
+TEST(ControllerOf, EmptyBusIdMatchesAtTheBeginning) {
+  const std::string report = "27: IDE 100.0: 10600 Disk\n" + block("0:0:0:0", "ahci", "/dev/sda");
+  // Before the first "Unique ID" there is no device's name.
+  EXPECT_EQ(controller_of(report, "", "/dev/sda"), Controller::another_device);
+  const std::string tail = "Driver: \"ahci\"\n /dev/sda\n";
+  EXPECT_EQ(controller_of("0123456" + tail, "", "/dev/sda"), Controller::onboard);
+  EXPECT_EQ(controller_of("", "", "/dev/sda"), Controller::another_device);
+  EXPECT_EQ(controller_of("short", "", "/dev/sda"), Controller::another_device);
+}
+
+TEST(ControllerOf, ReportIsCutAtItsFirstNul) {
+  std::string report = block("0:0:0:0", "ahci", "/dev/sda");
+  report.insert(0, 1, '\0');
+  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::bus_id_not_listed);
+}
+
+TEST(ControllerOf, DriverIsReadWithItsQuotes) {
+  EXPECT_EQ(controller_of("0:0:0:0 Driver: ahci /dev/sda", "0:0:0:0", "/dev/sda"),
+            Controller::raid);
+}
+
+TEST(DriverOf, LastLineBeforeTheNameCounts) {
+  const std::string report = "Driver: \"one\"\n Driver: \"two\"\n /dev/sda\n Driver: \"three\"";
+  const Driver driver = driver_of(report, "/dev/sda");
+  EXPECT_EQ(driver.lookup, DriverLookup::found);
+  EXPECT_EQ(driver.information, "Driver: \"two\"\n ");
+}
+
+TEST(DriverOf, ALineOfAnEarlierBlockCountsWhenNoneLiesBetween) {
+  const std::string report = "Driver: \"megaraid_sas\"\n /dev/sdb\n Unique ID: y\n /dev/sda\n";
+  EXPECT_EQ(driver_of(report, "/dev/sda").information,
+            "Driver: \"megaraid_sas\"\n /dev/sdb\n Unique ID: y\n ");
+}
+
+TEST(DriverOf, MissingDeviceAndMissingLine) {
+  EXPECT_EQ(driver_of("Driver: \"x\"", "/dev/sda").lookup, DriverLookup::device_not_listed);
+  EXPECT_EQ(driver_of("", "/dev/sda").lookup, DriverLookup::device_not_listed);
+  EXPECT_EQ(driver_of("/dev/sda\nDriver: \"x\"", "/dev/sda").lookup, DriverLookup::no_driver_line);
+}
+
+TEST(ExcludedMachineTypes, AreEightyOneDifferentCodesOfFourDigits) {
+  std::set<std::string> codes(excluded_machine_types.begin(), excluded_machine_types.end());
+  EXPECT_EQ(excluded_machine_types.size(), 81u);
+  EXPECT_EQ(codes.size(), 81u);
+  bool leading_zero = false;
+  for (const std::string& code : codes) {
+    EXPECT_EQ(code.size(), 4u) << code;
+    for (const char digit : code) EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(digit)));
+    leading_zero |= code.front() == '0';
+  }
+  EXPECT_TRUE(leading_zero);
+}
+
+}  // namespace
+}  // namespace discovery

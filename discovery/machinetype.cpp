@@ -1,0 +1,65 @@
+#include "discovery/machinetype.h"
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "platform/support/machinetype.h"
+
+namespace {
+
+// The fields of a type 1 structure that are used, at their offsets.
+constexpr std::size_t length_offset = 1;
+constexpr std::size_t product_name_offset = 5;
+constexpr std::size_t header_size = 25;
+constexpr std::int32_t buffer_size = 1024;
+constexpr std::uint8_t system_information = 1;
+
+// The product name's machine type from the structure, or "0000" when it names no string.
+std::string machine_type_of(char* structure, std::int32_t size) {
+  std::uint8_t header[header_size];
+  std::memcpy(header, structure, header_size);
+  const std::size_t length = header[length_offset];
+  const std::vector<std::string> strings =
+      MultiStringTok(structure + length, static_cast<unsigned long>(size) - length, '\0');
+  const std::uint32_t index = std::uint32_t{header[product_name_offset]} - 1;
+  return index < strings.size() ? NKVRHVX20::MachineTypeFromProductName(strings[index]) : "0000";
+}
+
+}  // namespace
+
+std::vector<std::string> MultiStringTok(char* text, unsigned long length, char separator) {
+  std::vector<std::string> tokens;
+  if (length < 2) return tokens;
+  const char* const end = text + length - 2;
+  const char* start = text;
+  const auto find = [end](const char* from, char wanted) {
+    return from < end ? static_cast<const char*>(
+                            std::memchr(from, wanted, static_cast<std::size_t>(end - from)))
+                      : nullptr;
+  };
+  for (const char* found = find(start, separator); found; found = find(start, '\0')) {
+    tokens.emplace_back(start, found);
+    start = found + 1;
+  }
+  return tokens;
+}
+
+NKVRHVX20::TStatus GetMachineType(std::string* machineType) {
+  std::string type = "0000";
+  SmBiosHandle handle = nullptr;
+  if (smBiosLoad(nullptr, &handle).fCode != 0) return {3};
+  if (handle) {
+    char* const buffer = new (std::nothrow) char[buffer_size]();
+    std::int32_t size = buffer_size;
+    // Kept on purpose: the buffer is not released when the structure cannot be read.
+    if (buffer && smBiosGetFirst(handle, system_information, buffer, &size).fCode == 0 &&
+        size > 0) {
+      type = machine_type_of(buffer, size);
+      delete[] buffer;
+    }
+  }
+  smBiosClose(&handle);
+  *machineType = type;
+  return {3};
+}

@@ -1,0 +1,18 @@
+// Reading something in a throw-away copy of the process, to see whether it can be read.
+#pragma once
+
+namespace discovery {
+
+enum class Probe {
+  survived,  // or what became of the child is not known
+  killed,    // the child was ended by a signal
+  not_forked,
+};
+
+// Forks, lets the child read, and waits for it. The child belongs to an object manager that may
+// have handlers of its own, which must not act in a copy: fatal signals are back to their
+// defaults before it reads. It is ended after ten seconds, leaves no core, and ends with exit(),
+// so exit handlers of the process run in it too. read must take no lock and log nothing.
+Probe probe(void (*read)(const void* what), const void* what);
+
+}  // namespace discovery

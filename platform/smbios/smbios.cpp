@@ -1,0 +1,90 @@
+#include "platform/smbios/smbios.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "platform/smbios/table.h"
+
+struct SmBiosTable {
+  std::vector<std::uint8_t> bytes;
+  std::size_t structures;
+};
+
+namespace {
+
+using NKVRHVX20::TStatus;
+
+// Far more than any machine has; the kernel's files say nothing of their size beforehand.
+constexpr std::size_t largest_file = 16 * 1024 * 1024;
+
+// Empty when the file cannot be read or is larger than that.
+std::vector<std::uint8_t> read_file(const char* name) {
+  const char* root = std::getenv("HVX_SYSFS_ROOT");
+  const std::string path = std::string(root ? root : "") + "/sys/firmware/dmi/tables/" + name;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return {};
+  std::vector<std::uint8_t> bytes;
+  std::size_t used = 0;
+  ssize_t count = 1;
+  while (count != 0 && used <= largest_file) {
+    bytes.resize(used + 65536);
+    count = read(file, bytes.data() + used, bytes.size() - used);
+    if (count < 0 && errno != EINTR) break;
+    if (count > 0) used += static_cast<std::size_t>(count);
+    if (count < 0) count = 1;  // interrupted: once more
+  }
+  close(file);
+  bytes.resize(count == 0 ? used : 0);
+  return bytes;
+}
+
+SmBiosError load(SmBiosHandle& handle) {
+  const std::vector<std::uint8_t> entry_point = read_file("smbios_entry_point");
+  std::vector<std::uint8_t> bytes = read_file("DMI");
+  if (entry_point.empty() || bytes.empty()) return SMBIOS_UNREADABLE;
+  const std::optional<smbios::Extent> extent = smbios::read_entry_point(entry_point);
+  if (!extent) return SMBIOS_BAD_ENTRY_POINT;
+  // A 2.1 entry point gives the exact length; a 3.x one the most that it may be.
+  const bool exact = extent->structures != 0;
+  if (exact && bytes.size() < extent->bytes) return SMBIOS_BAD_TABLE;
+  if (bytes.size() > extent->bytes) bytes.resize(extent->bytes);
+  handle = new SmBiosTable{std::move(bytes), extent->structures};
+  return SMBIOS_OK;
+}
+
+}  // namespace
+
+TStatus smBiosLoad(void*, SmBiosHandle* handle) {
+  if (!handle) return {SMBIOS_BAD_ARGUMENT};
+  *handle = nullptr;
+  try {
+    return {load(*handle)};
+  } catch (const std::bad_alloc&) {
+    return {SMBIOS_NO_MEMORY};
+  }
+}
+
+TStatus smBiosGetFirst(SmBiosHandle handle, std::uint8_t type, void* buffer, std::int32_t* size) {
+  if (!handle || !buffer || !size) return {SMBIOS_BAD_ARGUMENT};
+  const smbios::Found found = smbios::find_structure(handle->bytes, handle->structures, type);
+  if (found.error != SMBIOS_OK) return {found.error};
+  if (*size < 0 || found.structure.size() > static_cast<std::size_t>(*size))
+    return {SMBIOS_TOO_LARGE};
+  std::memcpy(buffer, found.structure.data(), found.structure.size());
+  *size = static_cast<std::int32_t>(found.structure.size());
+  return {SMBIOS_OK};
+}
+
+TStatus smBiosClose(SmBiosHandle* handle) {
+  if (!handle) return {SMBIOS_BAD_ARGUMENT};
+  delete *handle;
+  *handle = nullptr;
+  return {SMBIOS_OK};
+}
