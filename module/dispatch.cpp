@@ -1,0 +1,52 @@
+// The dispatch routine of every registered provider.
+#include "platform/framework/dispatch.h"
+
+#include <type_traits>
+
+#include "module/dispatch.h"
+#include "platform/framework/module_unit.h"
+#include "providers/KAVRO_DiskDrive_Provider.h"
+#include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
+#include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"
+#include "providers/KAVRO_HDDTest_CorrespondingSettingsRecord_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticCompletionRecord_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticServiceCapabilities_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticServiceRecord_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticSettingRecord_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticSetting_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticsLog_Provider.h"
+#include "providers/KAVRO_HDDTest_ElementCapabilities_Provider.h"
+#include "providers/KAVRO_HDDTest_ElementSetting_Provider.h"
+#include "providers/KAVRO_HDDTest_ElementSoftwareIdentity_Provider.h"
+#include "providers/KAVRO_HDDTest_HelpService_Provider.h"
+#include "providers/KAVRO_HDDTest_JobSettingData_Provider.h"
+#include "providers/KAVRO_HDDTest_LogManagesRecord_Provider.h"
+#include "providers/KAVRO_HDDTest_ManagedSystemElement_Provider.h"
+#include "providers/KAVRO_HDDTest_OwningJobElement_Provider.h"
+#include "providers/KAVRO_HDDTest_RecordAppliesToElement_Provider.h"
+#include "providers/KAVRO_HDDTest_ServiceAvailableToElement_Provider.h"
+#include "providers/KAVRO_HDDTest_SoftwareIdentity_Provider.h"
+#include "providers/KAVRO_HDDTest_UseOfLog_Provider.h"
+
+namespace ovk_cimple {
+
+// Providers keep their state in the engine; only the discovery of drives has some of its own.
+template <class Provider>
+constexpr bool is_empty_but_for_discovery =
+    std::is_empty_v<Provider> ||
+    std::is_same_v<Provider, KAVRO_HDDTest_AvailableDiagnosticService_Provider>;
+
+#define ROUTINE(Class, is_association)                                                          \
+  static_assert(is_empty_but_for_discovery<Class##_Provider>);                                  \
+  sint32 __cimple_##Class##_Provider_proc(const Registration*, sint32 operation, void* arg0,    \
+                                          void* arg1, void* arg2, void* arg3, void* arg4,       \
+                                          void* arg5, void* arg6, void*) {                      \
+    return dispatch<Class##_Provider, Class, is_association>(operation, arg0, arg1, arg2, arg3, \
+                                                             arg4, arg5, arg6);                 \
+  }
+#define INSTANCE(Class) ROUTINE(Class, false)
+#define ASSOCIATION(Class) ROUTINE(Class, true)
+#include "module/providers.def"
+
+}  // namespace ovk_cimple

@@ -1,0 +1,128 @@
+// What the entry points pass to the CMPI adapter, and what they return. This program's adapter
+// stands in for the library's.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/cmpi/adapter.h"
+
+namespace {
+
+using ovk_cimple::Registration;
+
+// The arguments of a call of the adapter, and how it is to answer.
+struct Call {
+  int caller;
+  const void* static_data;
+  const Registration* registration;
+  const void* broker;
+  const void* context;
+  const char* provider_name;
+  char kind;
+};
+std::vector<Call> calls;
+void* answer;  // null leaves the slot untouched
+int status;
+
+}  // namespace
+
+int ovk_cimple_cmpi_adapter(int caller, Cmpi_Static_Data* static_data,
+                            const Registration* registration, const CMPIBroker* broker,
+                            const CMPIContext* context, const char* provider_name, char kind,
+                            void** result) {
+  calls.push_back({caller, static_data, registration, broker, context, provider_name, kind});
+  EXPECT_EQ(*result, nullptr);
+  EXPECT_EQ(static_data->adapter, nullptr);
+  if (answer) *result = answer;
+  return status;
+}
+
+namespace {
+
+using Entry_Point = void* (*)(const void* broker, const void* context);
+
+class EntryPoints : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    library = dlopen(HDDTEST_MODULE_FILE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_TRUE(library) << dlerror();
+  }
+  void SetUp() override {
+    calls.clear();
+    answer = nullptr;
+    status = 0;
+  }
+
+  struct Entry {
+    const Registration* registration;
+    char kind;
+    Entry_Point function;
+  };
+  static std::vector<Entry> entries() {
+    std::vector<Entry> found;
+    using List = const Registration* (*)();
+    for (auto record = reinterpret_cast<List>(dlsym(library, "cimple_module"))(); record;
+         record = record->next)
+      for (const std::string kind : {"Instance", "Method", "Association"}) {
+        const std::string name = std::string(record->provider_name) + "_Create_" + kind + "MI";
+        if (void* const function = dlsym(library, name.c_str()))
+          found.push_back({record, kind[0], reinterpret_cast<Entry_Point>(function)});
+      }
+    return found;
+  }
+  static void* library;
+  const char broker = 0, context = 0;
+};
+void* EntryPoints::library;
+
+TEST_F(EntryPoints, PassTheirOwnProvidersDataToTheAdapter) {
+  std::map<const void*, const Registration*> owners;
+  std::map<char, int> kinds;
+  for (const Entry& entry : entries()) {
+    SCOPED_TRACE(entry.registration->provider_name + std::string(1, ' ') + entry.kind);
+    ++kinds[entry.kind];
+    calls.clear();
+    entry.function(&broker, &context);
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].caller, 67);
+    EXPECT_EQ(calls[0].registration, entry.registration);
+    EXPECT_EQ(calls[0].broker, &broker);
+    EXPECT_EQ(calls[0].context, &context);
+    EXPECT_EQ(static_cast<const void*>(calls[0].provider_name), entry.registration->provider_name);
+    EXPECT_EQ(calls[0].kind, entry.kind);
+    // One block of static data per provider, in the module, shared by its kinds.
+    const auto& owner = owners.emplace(calls[0].static_data, entry.registration).first->second;
+    EXPECT_EQ(owner, entry.registration);
+    Dl_info module = {}, data = {};
+    EXPECT_TRUE(dladdr(reinterpret_cast<const void*>(entry.function), &module));
+    EXPECT_TRUE(dladdr(calls[0].static_data, &data));
+    EXPECT_EQ(data.dli_fbase, module.dli_fbase);
+  }
+  EXPECT_EQ(owners.size(), 23u);
+  EXPECT_EQ(kinds, (std::map<char, int>{{65, 10}, {73, 23}, {77, 23}}));
+}
+
+TEST_F(EntryPoints, ReturnNullWhenTheAdapterLeavesTheSlotAlone) {
+  for (const int returned : {0, 1, -1}) {
+    status = returned;
+    for (const Entry& entry : entries()) EXPECT_EQ(entry.function(&broker, &context), nullptr);
+  }
+  EXPECT_EQ(calls.size(), 3u * 56);
+}
+
+TEST_F(EntryPoints, ReturnWhatTheAdapterWroteWhateverItReturns) {
+  for (const int returned : {0, 1, -1}) {
+    status = returned;
+    for (const Entry& entry : entries()) {
+      char interface;
+      answer = &interface;
+      EXPECT_EQ(entry.function(&broker, &context), &interface);
+    }
+  }
+  EXPECT_EQ(calls.size(), 3u * 56);
+}
+
+}  // namespace

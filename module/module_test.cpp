@@ -1,0 +1,287 @@
+// The module as the framework and the dynamic loader see it.
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "model/classes.h"
+#include "platform/framework/dispatch.h"
+#include "platform/support/logger.h"
+
+namespace ovk_cimple {
+namespace {
+
+struct Row {
+  std::string class_name;
+  bool association;
+};
+
+// In the order of the list from its head.
+const std::vector<Row>& rows() {
+  static const auto& table = *new std::vector<Row>{
+      {"KAVRO_DiskDrive", false},
+      {"KAVRO_HDDTest_UseOfLog", true},
+      {"KAVRO_HDDTest_SoftwareIdentity", false},
+      {"KAVRO_HDDTest_ServiceAvailableToElement", true},
+      {"KAVRO_HDDTest_RecordAppliesToElement", true},
+      {"KAVRO_HDDTest_OwningJobElement", true},
+      {"KAVRO_HDDTest_ManagedSystemElement", false},
+      {"KAVRO_HDDTest_LogManagesRecord", true},
+      {"KAVRO_HDDTest_JobSettingData", false},
+      {"KAVRO_HDDTest_HelpService", false},
+      {"KAVRO_HDDTest_ElementSoftwareIdentity", true},
+      {"KAVRO_HDDTest_ElementSetting", true},
+      {"KAVRO_HDDTest_ElementCapabilities", true},
+      {"KAVRO_HDDTest_DiagnosticService", false},
+      {"KAVRO_HDDTest_DiagnosticsLog", false},
+      {"KAVRO_HDDTest_DiagnosticSettingRecord", false},
+      {"KAVRO_HDDTest_DiagnosticSetting", false},
+      {"KAVRO_HDDTest_DiagnosticServiceRecord", false},
+      {"KAVRO_HDDTest_DiagnosticServiceCapabilities", false},
+      {"KAVRO_HDDTest_DiagnosticCompletionRecord", false},
+      {"KAVRO_HDDTest_CorrespondingSettingsRecord", true},
+      {"KAVRO_HDDTest_ConcreteJob", false},
+      {"KAVRO_HDDTest_AvailableDiagnosticService", true},
+  };
+  return table;
+}
+
+class Module : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    library = dlopen(HDDTEST_MODULE_FILE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_TRUE(library) << dlerror();
+  }
+  static const Registration* head() {
+    return reinterpret_cast<const Registration* (*)()>(dlsym(library, "cimple_module"))();
+  }
+  static void* library;
+};
+void* Module::library;
+
+// What a provider delivers through its dispatch routine.
+struct Calls {
+  std::vector<Ref<Instance>> delivered;
+  std::vector<sint32> closed;
+  static void record(Instance* instance, sint32 status, void* data) {
+    auto& calls = *static_cast<Calls*>(data);
+    if (!instance) return calls.closed.push_back(status);
+    EXPECT_EQ(status, 0);
+    calls.delivered.push_back(Ref<Instance>::adopt(instance));
+  }
+  void* callback() { return reinterpret_cast<void*>(&record); }
+};
+
+// One provider object, for the length of a test.
+struct Loaded {
+  explicit Loaded(const Registration* record) : registration(record) {
+    EXPECT_EQ(call(CREATE_PROVIDER, &provider), 0);
+    EXPECT_EQ(call(LOAD, provider), 0);
+  }
+  ~Loaded() {
+    EXPECT_EQ(call(UNLOAD, provider), 0);
+    EXPECT_EQ(call(DESTROY_PROVIDER, provider), 0);
+  }
+  sint32 call(sint32 operation, void* a0 = nullptr, void* a1 = nullptr, void* a2 = nullptr,
+              void* a3 = nullptr, void* a4 = nullptr, void* a5 = nullptr, void* a6 = nullptr) {
+    return registration->dispatch(registration, operation, a0, a1, a2, a3, a4, a5, a6, nullptr);
+  }
+  const Registration* registration;
+  void* provider = nullptr;
+};
+
+TEST_F(Module, ListHoldsTheProvidersInOrderAndEndsWithNull) {
+  const Registration* record = head();
+  for (const Row& row : rows()) {
+    ASSERT_TRUE(record) << row.class_name;
+    EXPECT_EQ(record->provider_name, row.class_name + "_Provider");
+    EXPECT_EQ(record->meta_class, kavro_repository.find(row.class_name.c_str()));
+    record = record->next;
+  }
+  EXPECT_EQ(record, nullptr);
+}
+
+TEST_F(Module, EveryRecordBearsTheSameModuleName) {
+  for (const Registration* record = head(); record; record = record->next) {
+    EXPECT_STREQ(record->module_name, "KAVRO_HDDTest_AffectedJobElement_Module");
+    EXPECT_EQ(record->module_name, head()->module_name);
+  }
+}
+
+TEST_F(Module, UnregisteredAssociationHasNeitherRecordNorEntryPoint) {
+  for (const Registration* record = head(); record; record = record->next)
+    EXPECT_STRNE(record->provider_name, "KAVRO_HDDTest_AffectedJobElement_Provider");
+  for (const char* kind : {"Instance", "Method", "Association"})
+    EXPECT_FALSE(dlsym(
+        library,
+        (std::string("KAVRO_HDDTest_AffectedJobElement_Provider_Create_") + kind + "MI").c_str()));
+}
+
+TEST_F(Module, AssociationEntryPointsExistForExactlyTheAssociationProviders) {
+  int entry_points = 0;
+  for (const Row& row : rows()) {
+    const std::string prefix = row.class_name + "_Provider_Create_";
+    const auto exists = [&](const char* kind) {
+      return dlsym(library, (prefix + kind + "MI").c_str()) != nullptr;
+    };
+    EXPECT_TRUE(exists("Instance")) << row.class_name;
+    EXPECT_TRUE(exists("Method")) << row.class_name;
+    EXPECT_EQ(exists("Association"), row.association) << row.class_name;
+    entry_points += 2 + row.association;
+  }
+  EXPECT_EQ(entry_points, 56);
+}
+
+TEST_F(Module, AnEntryPointWhoseProviderCannotBeAdaptedReturnsNull) {
+  // Without a broker there is nothing to adapt to.
+  using Factory = void* (*)(const void* broker, const void* context);
+  const auto factory =
+      reinterpret_cast<Factory>(dlsym(library, "KAVRO_DiskDrive_Provider_Create_InstanceMI"));
+  EXPECT_EQ(factory(nullptr, nullptr), nullptr);
+}
+
+class EveryProvider : public Module, public testing::WithParamInterface<std::size_t> {
+ protected:
+  void SetUp() override { NKVRHVX20::SetLogSink(&keep, &log); }
+  // The providers with behaviour log their lives at least, the others nothing at all.
+  void TearDown() override {
+    NKVRHVX20::SetLogSink(nullptr, nullptr);
+    static const auto& logging = *new std::set<std::string>{
+        "KAVRO_HDDTest_DiagnosticService", "KAVRO_HDDTest_ConcreteJob",
+        "KAVRO_HDDTest_DiagnosticCompletionRecord", "KAVRO_HDDTest_AvailableDiagnosticService"};
+    if (logging.contains(row().class_name))
+      EXPECT_THAT(log, testing::Not(testing::IsEmpty()));
+    else
+      EXPECT_THAT(log, testing::IsEmpty());
+  }
+  const Registration* record() {
+    const Registration* record = head();
+    for (std::size_t i = 0; i < GetParam(); ++i) record = record->next;
+    return record;
+  }
+  const Row& row() { return rows()[GetParam()]; }
+
+ private:
+  static void keep(NKVRHVX20::ILogger::EHVXLogSeverity, const std::string& text, void* data) {
+    static_cast<std::vector<std::string>*>(data)->push_back(text);
+  }
+  std::vector<std::string> log;
+};
+
+TEST_P(EveryProvider, AnswersTheOperationsThatNeedNoObject) {
+  Loaded loaded(record());
+  const Meta_Class* meta = nullptr;
+  const Meta_Repository* repository = nullptr;
+  EXPECT_EQ(loaded.call(GET_META_CLASS, &meta), 0);
+  EXPECT_EQ(meta, record()->meta_class);
+  EXPECT_EQ(loaded.call(GET_META_REPOSITORY, &repository), 0);
+  EXPECT_EQ(repository, &kavro_repository);
+  EXPECT_EQ(loaded.call(DESTROY_PROVIDER, nullptr), 0);
+}
+
+TEST_P(EveryProvider, RefusesTheInstanceOperationsWithTheirFixedCodes) {
+  Loaded loaded(record());
+  Instance* found = nullptr;
+  EXPECT_EQ(loaded.call(GET_INSTANCE, loaded.provider, nullptr, &found), 61);
+  EXPECT_EQ(found, nullptr);
+  EXPECT_EQ(loaded.call(CREATE_INSTANCE, loaded.provider), 81);
+  EXPECT_EQ(loaded.call(DELETE_INSTANCE, loaded.provider), 91);
+  EXPECT_EQ(loaded.call(MODIFY_INSTANCE, loaded.provider), 101);
+}
+
+TEST_P(EveryProvider, EnumeratesSuccessfullyAndClosesOnce) {
+  Loaded loaded(record());
+  Calls calls;
+  EXPECT_EQ(loaded.call(ENUM_INSTANCES, loaded.provider, nullptr, calls.callback(), &calls), 0);
+  EXPECT_EQ(calls.closed, std::vector<sint32>{0});
+  // Before the first run there are neither jobs nor records; the service is always there.
+  const bool service = row().class_name == "KAVRO_HDDTest_DiagnosticService";
+  EXPECT_EQ(calls.delivered.size(), service ? 1u : 0u);
+}
+
+TEST_P(EveryProvider, AssociationOperationsAreUnsupportedOrUnknownAndMakeNoClosingCall) {
+  Loaded loaded(record());
+  Calls calls;
+  const auto names = [&](sint32 operation) {
+    return loaded.call(operation, loaded.provider, nullptr, nullptr, nullptr, nullptr,
+                       calls.callback(), &calls);
+  };
+  EXPECT_EQ(names(ENUM_ASSOCIATOR_NAMES), row().association ? 111 : -1);
+  EXPECT_EQ(loaded.call(ENUM_REFERENCES, loaded.provider, nullptr, nullptr, nullptr,
+                        calls.callback(), &calls),
+            row().association ? 121 : -1);
+  EXPECT_EQ(names(ENUM_ASSOCIATORS), row().association ? 171 : -1);
+  EXPECT_TRUE(calls.closed.empty());
+  EXPECT_TRUE(calls.delivered.empty());
+}
+
+TEST_P(EveryProvider, UnknownNumbersAnswerMinusOne) {
+  Loaded loaded(record());
+  for (const sint32 operation : {-1, 11, 12, 17, 67, 1 << 30})
+    EXPECT_EQ(loaded.call(operation, loaded.provider), -1) << operation;
+}
+
+TEST_P(EveryProvider, MethodsAreUnsupportedUnknownOnesMinusOneAndNoReturnValueIsSet) {
+  Loaded loaded(record());
+  for (const Meta_Class* method : record()->meta_class->methods) {
+    const auto call = Ref<Instance>::adopt(create(*method));
+    const bool run = std::string(method->name) == "RunDiagnostic";
+    // On no service at all a run is answered with success, as on a service of another name.
+    EXPECT_EQ(loaded.call(INVOKE_METHOD, loaded.provider, nullptr, call.get()), run ? 0 : 131)
+        << method->name;
+    for (const Meta_Property& parameter : method->properties)
+      EXPECT_TRUE(visit(call.get(), parameter, [](auto& p) { return p.null(); }))
+          << method->name << '.' << parameter.name;
+  }
+  Meta_Class unknown = CIM_Service_StopService_method::static_meta_class;
+  unknown.name = "StopServices";
+  const auto call = Ref<Instance>::adopt(create(unknown));
+  EXPECT_EQ(loaded.call(INVOKE_METHOD, loaded.provider, nullptr, call.get()), -1);
+}
+
+INSTANTIATE_TEST_SUITE_P(, EveryProvider, testing::Range(std::size_t{0}, std::size_t{23}),
+                         [](const auto& info) { return rows()[info.param].class_name.substr(6); });
+
+TEST_F(Module, MethodsAreComparedInTheirOrderAndWithoutRegardToCase) {
+  const std::vector<std::pair<std::string, std::vector<std::string>>> methods = {
+      {"KAVRO_DiskDrive",
+       {"RequestStateChange", "SetPowerState", "Reset", "EnableDevice", "OnlineDevice",
+        "QuiesceDevice", "SaveProperties", "RestoreProperties", "LockMedia"}},
+      {"KAVRO_HDDTest_HelpService",
+       {"RequestStateChange", "StartService", "StopService", "GetHelp"}},
+      {"KAVRO_HDDTest_DiagnosticService",
+       {"RequestStateChange", "StartService", "StopService", "RunDiagnostic"}},
+      {"KAVRO_HDDTest_DiagnosticsLog", {"RequestStateChange", "ClearLog"}},
+      {"KAVRO_HDDTest_DiagnosticSetting",
+       {"VerifyOKToApplyToMSE", "ApplyToMSE", "VerifyOKToApplyToCollection", "ApplyToCollection",
+        "VerifyOKToApplyIncrementalChangeToMSE", "ApplyIncrementalChangeToMSE",
+        "VerifyOKToApplyIncrementalChangeToCollection", "ApplyIncrementalChangeToCollection"}},
+      {"KAVRO_HDDTest_ConcreteJob", {"KillJob", "RequestStateChange"}},
+  };
+  std::set<std::string> with_methods;
+  for (const auto& [class_name, names] : methods) {
+    with_methods.insert(class_name);
+    const Meta_Class* meta = kavro_repository.find(class_name.c_str());
+    ASSERT_EQ(meta->methods.size(), names.size()) << class_name;
+    for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ(meta->methods[i]->name, names[i]);
+  }
+  for (const Registration* record = head(); record; record = record->next) {
+    if (with_methods.contains(record->meta_class->name)) continue;
+    EXPECT_TRUE(record->meta_class->methods.empty()) << record->meta_class->name;
+  }
+
+  const Registration* service = head();
+  while (std::string(service->meta_class->name) != "KAVRO_HDDTest_DiagnosticService")
+    service = service->next;
+  Loaded loaded(service);
+  Meta_Class lower = *find_method(*service->meta_class, "RunDiagnostic");
+  lower.name = "rundiagnostic";
+  const auto call = Ref<Instance>::adopt(create(lower));
+  EXPECT_EQ(loaded.call(INVOKE_METHOD, loaded.provider, nullptr, call.get()), 0);
+}
+
+}  // namespace
+}  // namespace ovk_cimple

@@ -1,0 +1,321 @@
+#include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
+
+#include <cctype>
+#include <mutex>
+#include <optional>
+#include <set>
+
+#include "discovery/classification.h"
+#include "discovery/excluded_machine_types.h"
+#include "discovery/probe.h"
+#include "discovery/scratch_file.h"
+#include "platform/framework/module_unit.h"
+#include "platform/framework/status.h"
+#include "platform/support/osspecific.h"
+#include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"
+#include "providers/log.h"
+
+namespace ovk_cimple {
+
+namespace {
+
+using Provider = KAVRO_HDDTest_AvailableDiagnosticService_Provider;
+using NKVRHVX20::TOSSpecific;
+
+constexpr char provider[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
+
+// Guards the members and the scratch file while an enumeration decides.
+std::mutex discovery_lock;
+
+constexpr int hwinfo_seconds = 300;
+
+// The texts of a bus device that the tests look at.
+struct BusDevice {
+  std::string name;
+  std::string identifier;
+  std::string address;  // the first element of the SCSI address list; empty without one
+  std::string description;
+
+  explicit BusDevice(const Ref<Instance>& instance) {
+    const Ref<Instance> held = instance;
+    const auto* device = cast<KAVRO_SysBusDevice>(held.get());
+    if (!device) return;
+    name = device->Name.value();
+    identifier = device->DeviceID.value();
+    const Array<String> addresses = device->OtherIdentifyingInfo.value();
+    if (!addresses.empty()) address = addresses.front();
+    description = device->Description.value();
+  }
+};
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+template <class T>
+sint32 ask(Instance_Enumerator& enumerator) {
+  return cimom::enum_instances("root/cimv2", *make<T>(), enumerator);
+}
+
+}  // namespace
+
+Provider::KAVRO_HDDTest_AvailableDiagnosticService_Provider() {
+  log_answer(provider, provider, OK);
+}
+Provider::~KAVRO_HDDTest_AvailableDiagnosticService_Provider() {
+  log_answer(provider, "~KAVRO_HDDTest_AvailableDiagnosticService_Provider", OK);
+}
+
+sint32 Provider::load() { return log_answer(provider, "load", OK); }
+sint32 Provider::unload() { return log_answer(provider, "unload", OK); }
+
+sint32 Provider::get_instance(const Class*, Class*&) {
+  return log_answer(provider, "get_instance", GET_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::create_instance(const Class*) {
+  return log_answer(provider, "create_instance", CREATE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::delete_instance(const Class*) {
+  return log_answer(provider, "delete_instance", DELETE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::modify_instance(const Class*, const Class*) {
+  return log_answer(provider, "modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::enum_associator_names(const Instance*, const char*, const char*, const char*,
+                                       Enum_Handler<>*) {
+  return log_answer(provider, "enum_associator_names", ENUM_ASSOCIATOR_NAMES_UNSUPPORTED);
+}
+sint32 Provider::enum_references(const Instance*, const Class*, const char*, Enum_Handler<Class>*) {
+  return log_answer(provider, "enum_references", ENUM_REFERENCES_UNSUPPORTED);
+}
+
+// Kept on purpose: the one operation that leaves no line in the log.
+sint32 Provider::enum_associators(const Instance*, const char*, const char*, const char*,
+                                  Enum_Handler<>*) {
+  return ENUM_ASSOCIATORS_UNSUPPORTED;
+}
+
+sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
+  log_entering(provider, "enum_instances");
+  const std::string machine_type = TOSSpecific::GetMachineTypeFromID();
+  std::string bios = TOSSpecific::GetBiosID();
+  for (char& c : bios) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  log_trace("MT  =" + machine_type);
+  static const std::vector<std::string> exclueMachine(discovery::excluded_machine_types.begin(),
+                                                      discovery::excluded_machine_types.end());
+  const std::set<std::string> excluded(exclueMachine.begin(), exclueMachine.end());
+  if (excluded.contains(machine_type)) {
+    log_exiting(provider, "enum_instances, MT(" + machine_type + ") is not supported!");
+    return OK;
+  }
+  if (excluded.contains(bios)) {
+    log_exiting(provider, "enum_instances, BIOSID(" + bios + ") is not supported!");
+    return OK;
+  }
+
+  Instance_Enumerator drives;
+  Instance_Enumerator bus_devices;
+  const sint32 drives_status = ask<KAVRO_DiskDrive>(drives);
+  const sint32 bus_devices_status = ask<KAVRO_SysBusDevice>(bus_devices);
+  std::vector<Ref<Class>> offers;
+  {
+    const std::lock_guard guard(discovery_lock);
+    while (bus_devices_status == 0 && bus_devices.more()) fRefInst.push_back(bus_devices.next());
+    log_trace("cimom::enum_instances rc=" + std::to_string(drives_status));
+    if (drives_status == 0) {
+      getUSBDeviceList();
+      getDiskDeviceList();
+      StatusTable iStatusOfRefInst;
+      probe(iStatusOfRefInst);
+      while (drives.more()) {
+        const Ref<Instance> drive = drives.next();
+        const auto* disk = cast<KAVRO_DiskDrive>(drive.get());
+        const std::string name = disk ? disk->ElementName.value() : std::string();
+        if (!is_left_out(name, iStatusOfRefInst)) offers.push_back(offer(*drive, name));
+      }
+    }
+  }
+  // No lock is held while the object manager takes them.
+  for (Ref<Class>& one : offers) handler->handle(std::move(one));
+  log_exiting(provider, "enum_instances");
+  return OK;
+}
+
+bool Provider::is_left_out(const std::string& name, const StatusTable& iStatusOfRefInst) {
+  const char* reason = nullptr;
+  if (isLSIRAIDDevice(name, iStatusOfRefInst.data()))
+    reason = " is an LSI RAID device";
+  else if (isLSIMegaRAIDDevice(name))
+    reason = " is an LSI device";
+  else if (isUSBDevice(name))
+    reason = " is a USB device";
+  else if (isMicroFlashDevice(name))
+    reason = " is a MicroFlash device";
+  else if (!isDiskDevice(name))
+    reason = " is NOT a disk device";
+  if (reason) log_trace("Device " + name + reason + ", omitting from HDD Test");
+  return reason != nullptr;
+}
+
+Ref<KAVRO_HDDTest_AvailableDiagnosticService> Provider::offer(const Instance& drive,
+                                                              const std::string& name) {
+  Ref<Class> association = make<Class>();
+  const auto user = Ref<Instance>::adopt(clone(&drive));
+  if (cast<CIM_ManagedElement>(user.get())) association->UserOfService = user;
+  // Kept on purpose: the service of which the copy is made is not released, one per drive.
+  const Instance* const built =
+      KAVRO_HDDTest_DiagnosticService_Provider::BuildService("Hard Drive: Self Test");
+  const auto service = Ref<Instance>::adopt(clone(built));
+  if (cast<CIM_DiagnosticService>(service.get())) association->ServiceProvided = service;
+  association->EstimatedDurationOfService = 3;  // Seconds
+  association->EstimatedDurationQualifier = 0;
+  log_trace("Initializing HDD instance for " + name);
+  return association;
+}
+
+void Provider::getDiskDeviceList() {
+  log_entering(provider, "getDiskDeviceList");
+  diskBuffer = TOSSpecific::SpawnProcess("hwinfo --disk", hwinfo_seconds);
+  log_exiting(provider, "getDiskDeviceList");
+}
+
+void Provider::getUSBDeviceList() {
+  log_entering(provider, "getUSBDeviceList");
+  usbBuffer = TOSSpecific::SpawnProcess("hwinfo --usb", hwinfo_seconds);
+  log_exiting(provider, "getUSBDeviceList");
+}
+
+bool Provider::isDiskDevice(std::string name) {
+  log_entering(provider, "isDiskDevice, device=" + name);
+  const bool listed = discovery::lists_device(diskBuffer, name);
+  log_trace("Device " + name + (listed ? " is a disk device" : " is NOT a disk device"));
+  log_exiting(provider, "isDiskDevice");
+  return listed;
+}
+
+bool Provider::isUSBDevice(std::string name) {
+  log_entering(provider, "isUSBDevice, device=" + name);
+  const bool listed = discovery::lists_device(usbBuffer, name);
+  log_trace("Device " + name + (listed ? " is a USB device" : " is NOT a USB device"));
+  log_exiting(provider, "isUSBDevice");
+  return listed;
+}
+
+bool Provider::isMicroFlashDevice(std::string name) {
+  log_entering(provider, "isMicroFlashDevice");
+  bool found = false;
+  for (const Ref<Instance>& instance : fRefInst) {
+    const BusDevice device(instance);
+    found = contains(device.name, name) && contains(device.description, "PQI");
+    log_trace("Device " + name +
+              (found ? " is a MicroFlash Device" : " is NOT a MicroFlash Device"));
+    if (found) break;
+  }
+  log_exiting(provider, "isMicroFlashDevice");
+  return found;
+}
+
+bool Provider::isLSIRAIDDevice(std::string name, const sint32* iStatusOfRefInst) {
+  log_entering(provider, "isLSIRAIDDevice");
+  std::string statuses;
+  for (std::size_t i = 0; i < status_table_size; ++i)
+    statuses += std::to_string(iStatusOfRefInst[i]) + " ";
+  log_trace("Size of fRefInst is : " + std::to_string(fRefInst.size()) +
+            " Content of iStatusOfRefInst is : " + statuses);
+  const std::string prefix = std::string(provider) + "::isLSIRAIDDevice - BusID ";
+  for (std::size_t i = 0; i < fRefInst.size() && i < status_table_size; ++i) {
+    if (iStatusOfRefInst[i] == 0) continue;
+    const BusDevice device(fRefInst[i]);
+    // Kept on purpose: one logical volume leaves out every drive that is asked about before an
+    // earlier bus device has answered for it.
+    if (contains(device.description, "Logical Volume")) {
+      log_trace("Device " + name + " is a LSI_IR Volume");
+      return true;
+    }
+    log_trace(prefix + "from scsidev: " + device.address);
+    const std::optional<std::string> bus_id = discovery::bus_id(device.address);
+    if (!bus_id) {
+      log_trace("Device " + name + " is NOT a LSI_IR Device no continue");
+      continue;
+    }
+    log_trace(prefix + "parsed: " + *bus_id);
+    const std::optional<std::string> report = discovery::through_scratch_file("hwinfo --disk");
+    if (!report) return true;
+    switch (discovery::controller_of(*report, *bus_id, name)) {
+      case discovery::Controller::bus_id_not_listed:
+        log_trace("Device " + name + " is NOT a LSI_IR Device");
+        break;
+      case discovery::Controller::another_device:
+        log_trace("Device " + name + " is not a LSI_IR Device");
+        break;
+      case discovery::Controller::onboard:
+        log_trace("Device " + name + " is Onboard hdd");
+        return false;
+      case discovery::Controller::raid:
+        log_trace("Device " + name + " is a LSI_IR Device");
+        return true;
+    }
+  }
+  log_exiting(provider, "isLSIRAIDDevice, non-zero rc from enuminstances, returning false");
+  return false;
+}
+
+bool Provider::isLSIMegaRAIDDevice(std::string name) {
+  log_entering(provider, "isLSIMegaRAIDDevice");
+  const discovery::Driver driver = discovery::driver_of(diskBuffer, name);
+  const std::string device_text = "JBOD: Device " + name;
+  switch (driver.lookup) {
+    case discovery::DriverLookup::device_not_listed:
+      log_trace(device_text + " cannot be found in diskBuffer");
+      break;
+    case discovery::DriverLookup::no_driver_line:
+      log_trace(device_text + " cannot find Driver: informaton");
+      break;
+    case discovery::DriverLookup::found:
+      log_trace(device_text + " DRIVER INFO: " + driver.information);
+      if (contains(driver.information, "megaraid_sas")) {
+        log_trace(device_text + " is a MegaRaid Device");
+        return true;
+      }
+      if (contains(driver.information, "mpt2sas")) {
+        log_trace(device_text + " is a mpt2sas Device");
+        return true;
+      }
+      log_trace(device_text + " is not a MegaRaid or mpt2sas Device");
+      break;
+  }
+  for (const Ref<Instance>& instance : fRefInst) {
+    const BusDevice device(instance);
+    if (!contains(device.description, "Vellacore")) continue;
+    // The name goes into the command as it stands: only checked device names are published.
+    const std::optional<std::string> lines =
+        discovery::through_scratch_file("hwinfo --disk | grep " + name);
+    if (!lines) return true;
+    if (contains(*lines, name) && contains(*lines, device.identifier)) {
+      log_trace("Device " + name + " is a MegaRaid Device");
+      return true;
+    }
+    log_trace("Device " + name + " is NOT a MegaRaid Device");
+  }
+  log_exiting(provider, "isLSIMegaRAIDDevice, non-zero rc from enuminstances, returning false");
+  return false;
+}
+
+void Provider::probe(StatusTable& iStatusOfRefInst) {
+  iStatusOfRefInst.fill(1);
+  const auto read = [](const void* what) { BusDevice(*static_cast<const Ref<Instance>*>(what)); };
+  for (std::size_t i = 0; i < fRefInst.size() && i < status_table_size; ++i) {
+    switch (discovery::probe(read, &fRefInst[i])) {
+      case discovery::Probe::survived:
+        break;
+      case discovery::Probe::killed:
+        iStatusOfRefInst[i] = 0;
+        break;
+      case discovery::Probe::not_forked:
+        log_trace("Error in fork");
+        break;
+    }
+  }
+}
+
+}  // namespace ovk_cimple

@@ -1,0 +1,222 @@
+// Whole enumerations of the available-diagnostic-service provider.
+#include "discovery/excluded_machine_types.h"
+#include "providers/discovery_test.h"
+
+namespace ovk_cimple {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+class AvailableService : public DiscoveryTest {};
+
+const std::string excluded = discovery::excluded_machine_types.front();
+
+TEST_F(AvailableService, WithoutDrivesProbeAndReportsStillHappenAndNothingIsOffered) {
+  write_dmi("QEMU", "Seabios-1.0");
+  take_log();
+  EXPECT_THAT(offers(), IsEmpty());
+  EXPECT_THAT(take_log(), ElementsAre("3 Entering " + operation("enum_instances"),
+                                      "3 MT  =", "3 cimom::enum_instances rc=0",
+                                      "3 Entering " + operation("getUSBDeviceList"),
+                                      "3 Exiting " + operation("getUSBDeviceList"),
+                                      "3 Entering " + operation("getDiskDeviceList"),
+                                      "3 Exiting " + operation("getDiskDeviceList"),
+                                      "3 Exiting " + operation("enum_instances")));
+  EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
+  EXPECT_THAT(cimom.asked,
+              ElementsAre("root/cimv2:KAVRO_DiskDrive", "root/cimv2:KAVRO_SysBusDevice"));
+}
+
+TEST_F(AvailableService, OffersTheServiceForADiskWithTheValuesOfTheTable) {
+  cimom.drives = {test_drive("/dev/sda")};
+  write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
+  take_log();
+  const auto found = offers();
+  ASSERT_EQ(found.size(), 1u);
+  const auto& offer = *found[0];
+  EXPECT_EQ(offer.EstimatedDurationOfService.value(), 3);
+  EXPECT_FALSE(offer.EstimatedDurationQualifier.null());
+  EXPECT_EQ(offer.EstimatedDurationQualifier.value(), 0u);
+  const auto* service = cast<KAVRO_HDDTest_DiagnosticService>(offer.ServiceProvided.value().get());
+  ASSERT_TRUE(service);
+  EXPECT_EQ(service->Name.value(), "Hard Drive: Self Test");
+  const auto* drive = cast<KAVRO_DiskDrive>(offer.UserOfService.value().get());
+  ASSERT_TRUE(drive);
+  EXPECT_NE(drive, cimom.drives[0].get());  // a copy of the whole instance
+  EXPECT_EQ(drive->DeviceID.value(), "/dev/sda");
+  EXPECT_EQ(drive->name_space, "root/cimv2");
+  EXPECT_THAT(take_log(), Contains("3 Initializing HDD instance for /dev/sda"));
+}
+
+TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwice) {
+  std::string report;
+  for (int i = 0; i < 5; ++i) {
+    const std::string name = std::string("/dev/sd") + static_cast<char>('a' + i);
+    cimom.drives.push_back(test_drive(name));
+    report += test_block(std::to_string(i) + ":0:0:0", "ahci", name, i);
+  }
+  write_reports(report, "");
+  EXPECT_EQ(offers().size(), 5u);
+  EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
+}
+
+TEST_F(AvailableService, ExcludedMachineTypeOffersNothingAndSaysSoInPlaceOfTheExitLine) {
+  cimom.drives = {test_drive("/dev/sda")};
+  for (const std::string& product : {excluded + "XYZ", "Rack Server -[" + excluded + "XYZ]-"}) {
+    write_dmi(product, "1.0");
+    take_log();
+    EXPECT_THAT(offers(), IsEmpty());
+    EXPECT_THAT(take_log(),
+                ElementsAre("3 Entering " + operation("enum_instances"), "3 MT  =" + excluded,
+                            "3 Exiting " + operation("enum_instances, MT(" + excluded +
+                                                     ") is not supported!")));
+  }
+  EXPECT_THAT(cimom.asked, IsEmpty());
+}
+
+TEST_F(AvailableService, BiosIdentifierThatIsAnExcludedCodeOffersNothing) {
+  write_dmi("Unlisted", excluded);
+  take_log();
+  EXPECT_THAT(offers(), IsEmpty());
+  EXPECT_EQ(take_log().back(),
+            "3 Exiting " + operation("enum_instances, BIOSID(" + excluded + ") is not supported!"));
+}
+
+TEST_F(AvailableService, BiosIdentifierIsComparedWholeAndInCapitals) {
+  cimom.drives = {test_drive("/dev/sda")};
+  write_reports("/dev/sda", "");
+  write_dmi("Unlisted", excluded + "a");
+  EXPECT_EQ(offers().size(), 1u);
+}
+
+TEST_F(AvailableService, FailingDriveEnumerationIsLoggedAndTheBusDevicesAreKeptAllTheSame) {
+  cimom.drives_status = 5;
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Maker Disk")};
+  take_log();
+  EXPECT_THAT(offers(), IsEmpty());
+  const auto log = take_log();
+  EXPECT_THAT(log, Contains("3 cimom::enum_instances rc=5"));
+  EXPECT_EQ(log.back(), "3 Exiting " + operation("enum_instances"));
+  EXPECT_THAT(take_calls(), IsEmpty());
+  EXPECT_EQ(provider.fRefInst.size(), 1u);
+}
+
+TEST_F(AvailableService, FailingBusDeviceEnumerationLeavesTheEarlierOnesAndStillOffers) {
+  cimom.drives = {test_drive("/dev/sda")};
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Maker PQI")};
+  write_reports("/dev/sda", "");
+  EXPECT_THAT(offers(), IsEmpty());  // micro-flash
+  cimom.bus_devices_status = 1;
+  EXPECT_THAT(offers(), IsEmpty());
+  EXPECT_EQ(provider.fRefInst.size(), 1u);
+  provider.fRefInst.clear();
+  EXPECT_EQ(offers().size(), 1u);
+}
+
+TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
+  struct {
+    const char* name;
+    const char* description;
+    const char* bus_driver;
+    bool usb, disk;
+    const char* decision;
+  } const rows[] = {
+      {"/dev/sda", "A Logical Volume PQI", "mpt2sas", true, true, " is an LSI RAID device"},
+      {"/dev/sdb", "PQI", "megaraid_sas", true, true, " is an LSI device"},
+      {"/dev/sdc", "PQI", "ahci", true, true, " is a USB device"},
+      {"/dev/sdd", "PQI", "ahci", false, true, " is a MicroFlash device"},
+      {"/dev/sde", "Disk", "ahci", false, false, " is NOT a disk device"},
+      {"/dev/sdf", "PQI", "ahci", false, false, " is a MicroFlash device"},
+      {"/dev/sdg", "Disk", "ahci", true, false, " is a USB device"},
+  };
+  for (const auto& row : rows) {
+    cimom.drives = {test_drive(row.name)};
+    provider.fRefInst.clear();
+    // Without a "Port:" the address decides nothing.
+    cimom.bus_devices = {test_bus_device(0, row.name, row.description, "")};
+    write_reports(row.disk ? test_block("9:9:9:9", row.bus_driver, row.name, 9) : "",
+                  row.usb ? row.name : "");
+    take_log();
+    EXPECT_THAT(offers(), IsEmpty()) << row.name;
+    EXPECT_THAT(take_log(), Contains("3 Device " + std::string(row.name) + row.decision +
+                                     ", omitting from HDD Test"));
+  }
+}
+
+TEST_F(AvailableService, ADriveBehindARaidAdapterIsLeftOutAndAnOnboardOneIsNot) {
+  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "ATA Disk"),
+                       test_bus_device(1, "/dev/sdb", "SEAGATE Disk")};
+  write_reports(
+      test_block("0:0:0:0", "ahci", "/dev/sda", 0) + test_block("0:0:1:0", "mptsas", "/dev/sdb", 1),
+      "");
+  EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
+  // Two for the tests, one for the first drive's block, two until the second's was found.
+  EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk", "--disk", "--disk", "--disk"));
+}
+
+TEST_F(AvailableService, BusDevicesAccumulateOverEnumerations) {
+  cimom.drives = {test_drive("/dev/sda")};
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", ""),
+                       test_bus_device(1, "/dev/sdb", "Disk", "")};
+  write_reports("/dev/sda", "");
+  for (const std::size_t times : {1u, 2u, 3u}) {
+    take_log();
+    EXPECT_EQ(offers().size(), 1u);
+    EXPECT_EQ(provider.fRefInst.size(), 2 * times);
+    const auto log = take_log();
+    EXPECT_EQ(std::count(log.begin(), log.end(), "3 Device /dev/sda is NOT a MicroFlash Device"),
+              static_cast<std::ptrdiff_t>(2 * times));
+  }
+}
+
+TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {
+  cimom.drives = {test_bus_device(0, "/dev/sda", "Disk")};
+  write_reports("nothing", "nothing");
+  take_log();
+  // Its name is empty, which occurs in every report: listed as USB.
+  EXPECT_THAT(offers(), IsEmpty());
+  EXPECT_THAT(take_log(), Contains("3 Device  is a USB device, omitting from HDD Test"));
+}
+
+TEST_F(AvailableService, WithoutHwinfoEveryDriveIsLeftOutAsNoDisk) {
+  std::ofstream("hwinfo") << "#!/bin/sh\nexit 127\n";
+  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
+  take_log();
+  EXPECT_THAT(offers(), IsEmpty());
+  EXPECT_THAT(take_log(),
+              Contains("3 Device /dev/sdb is NOT a disk device, omitting from HDD Test"));
+}
+
+TEST_F(AvailableService, RefusesEverythingElseWithItsFixedCodesAndLogsButOne) {
+  KAVRO_HDDTest_AvailableDiagnosticService* found = nullptr;
+  take_log();
+  const std::vector<std::tuple<std::string, sint32, sint32>> answers = {
+      {"load", provider.load(), 0},
+      {"unload", provider.unload(), 0},
+      {"get_instance", provider.get_instance(nullptr, found), 61},
+      {"create_instance", provider.create_instance(nullptr), 81},
+      {"delete_instance", provider.delete_instance(nullptr), 91},
+      {"modify_instance", provider.modify_instance(nullptr, nullptr), 101},
+      {"enum_associator_names",
+       provider.enum_associator_names(nullptr, nullptr, nullptr, nullptr, nullptr), 111},
+      {"enum_references", provider.enum_references(nullptr, nullptr, nullptr, nullptr), 121}};
+  std::vector<std::string> expected;
+  for (const auto& [name, status, code] : answers) {
+    EXPECT_EQ(status, code) << name;
+    for (const std::string& line : trace(provider_name, name)) expected.push_back(line);
+  }
+  EXPECT_EQ(provider.enum_associators(nullptr, nullptr, nullptr, nullptr, nullptr), 171);
+  EXPECT_EQ(take_log(), expected);
+  { const KAVRO_HDDTest_AvailableDiagnosticService_Provider another; }
+  expected = trace(provider_name, provider_name);
+  for (const std::string& line : trace(provider_name, std::string("~") + provider_name))
+    expected.push_back(line);
+  EXPECT_EQ(take_log(), expected);
+}
+
+}  // namespace
+}  // namespace ovk_cimple

@@ -1,0 +1,129 @@
+#include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"
+
+#include <cstdio>
+#include <mutex>
+
+#include "engine/locks.h"
+#include "platform/framework/module_unit.h"
+#include "platform/framework/status.h"
+#include "providers/log.h"
+
+namespace ovk_cimple {
+
+namespace {
+
+using Provider = KAVRO_HDDTest_ConcreteJob_Provider;
+
+constexpr char provider[] = "KAVRO_HDDTest_ConcreteJob_Provider";
+
+// Jobs made since the module was loaded. Guarded by the store's lock.
+unsigned job_counter = 0;
+
+unsigned next_job_number() {
+  const std::lock_guard guard(engine::StoreLock());
+  return ++job_counter;
+}
+
+// The properties that every job has; each "now" is taken on its own.
+void describe(KAVRO_HDDTest_ConcreteJob& job) {
+  job.Caption = "HDDTest_ConcreteJob";
+  job.Description = "HDDTest_ConcreteJob";
+  job.ElementName = "KAVRO_HDDTest_DiagnosticService";
+  job.InstallDate = Datetime::now();
+  job.Name = "KAVRO_HDDTest_DiagnosticService";
+  job.OperationalStatus = {8};
+  // Kept on purpose: clients read this placeholder, and a status of "Starting", for a job whose
+  // run is over.
+  job.StatusDescriptions = {"Dummy Starting Value For OperationalStatus"};
+  job.JobStatus = "Starting";
+  job.TimeSubmitted = Datetime::now();
+  job.ScheduledStartTime = Datetime::now();
+  job.StartTime = Datetime::now();
+  job.ElapsedTime = Datetime::now();  // kept on purpose: a time stamp where an interval is due
+  job.JobRunTimes = 1;
+  job.RunMonth = 4;
+  job.RunDay = 1;
+  job.RunDayOfWeek = 0;
+  job.RunStartInterval = Datetime::now();  // kept on purpose: as ElapsedTime
+  job.LocalOrUtcTime = 1;
+  job.UntilTime = Datetime::now();
+  job.Notify = "Admin";
+  job.Owner = "Admin";
+  job.Priority = 0;
+  job.DeleteOnCompletion = false;
+  job.ErrorCode = 0;
+  job.ErrorDescription = "No Errors";
+  job.RecoveryAction = 0;
+  job.TimeOfLastStateChange = Datetime::now();
+  job.TimeBeforeRemoval = Datetime::now();
+}
+
+}  // namespace
+
+Provider::KAVRO_HDDTest_ConcreteJob_Provider() { log_answer(provider, provider, OK); }
+
+sint32 Provider::load() { return log_answer(provider, "load", OK); }
+sint32 Provider::unload() { return log_answer(provider, "unload", OK); }
+
+sint32 Provider::get_instance(const Class*, Class*&) {
+  return log_answer(provider, "get_instance", GET_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::create_instance(const Class*) {
+  return log_answer(provider, "create_instance", CREATE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::delete_instance(const Class*) {
+  return log_answer(provider, "delete_instance", DELETE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::modify_instance(const Class*, const Class*) {
+  return log_answer(provider, "modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::KillJob(const Class*, const Property<boolean>&, Property<uint32>&) {
+  return log_answer(provider, "KillJob", METHOD_UNSUPPORTED);
+}
+sint32 Provider::RequestStateChange(const Class*, const Property<uint16>&,
+                                    const Property<Datetime>&, Property<uint32>&) {
+  return log_answer(provider, "RequestStateChange", METHOD_UNSUPPORTED);
+}
+
+sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
+  // Kept on purpose: readers of the log see this one operation with a capital.
+  log_entering(provider, "Enum_instances");
+  for (const TConcreteJob& job : THDDTest::GetInstance()->GetConcreteJob())
+    handler->handle(EnumJob(job));
+  log_exiting(provider, "Enum_instances");
+  return OK;
+}
+
+KAVRO_HDDTest_ConcreteJob* Provider::CreateJob() {
+  log_entering(provider, "CreateJob");
+  Ref<Class> instance = make<Class>();
+  char number[16];
+  std::snprintf(number, sizeof number, "%03u", next_job_number());
+  describe(*instance);
+  // Kept on purpose: the job that a client gets from RunDiagnostic is at 0 percent and new,
+  // though its run is over; enumerated it is at 100 percent and still new.
+  instance->PercentComplete = 0;
+  instance->JobState = 2;
+
+  TConcreteJob job;
+  job.fInstanceID = std::string("HDDTest_ConcreteJob") + number;
+  job.fJobState = 2;
+  job.fReserved = 0;
+  instance->InstanceID = job.fInstanceID;
+  THDDTest::GetInstance()->AddConcreteJob(&job);
+  log_exiting(provider, "CreateJob");
+  return instance.release();
+}
+
+KAVRO_HDDTest_ConcreteJob* Provider::EnumJob(TConcreteJob job) {
+  log_entering(provider, "EnumJob");
+  Ref<Class> instance = make<Class>();
+  describe(*instance);
+  instance->PercentComplete = 100;
+  instance->InstanceID = job.fInstanceID;
+  instance->JobState = static_cast<uint16>(job.fJobState);
+  log_exiting(provider, "EnumJob");
+  return instance.release();
+}
+
+}  // namespace ovk_cimple

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the association of records and the settings used; no instance is ever delivered.
+struct KAVRO_HDDTest_CorrespondingSettingsRecord_Provider
+    : Inert_Association<KAVRO_HDDTest_CorrespondingSettingsRecord> {};
+
+}  // namespace ovk_cimple

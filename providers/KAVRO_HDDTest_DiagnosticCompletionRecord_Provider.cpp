@@ -1,0 +1,139 @@
+#include "providers/KAVRO_HDDTest_DiagnosticCompletionRecord_Provider.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <new>
+
+#include "platform/framework/module_unit.h"
+#include "platform/framework/status.h"
+#include "platform/support/osspecific.h"
+#include "providers/log.h"
+#include "providers/record_text.h"
+
+namespace ovk_cimple {
+
+namespace {
+
+using Provider = KAVRO_HDDTest_DiagnosticCompletionRecord_Provider;
+using NKVRHVX20::TOSSpecific;
+
+constexpr char provider[] = "KAVRO_HDDTest_DiagnosticCompletionRecord_Provider";
+constexpr char service_name[] = "Hard Drive: Self Test";
+
+// The run's status is the last that the engine has; none at all counts as a run that did not end.
+int last_status() {
+  const std::vector<int> results = THDDTest::GetInstance()->GetResults();
+  if (!results.empty()) return results.back();
+  log_trace("fatal code error, no test result");
+  return HDDIAG_TEST_IN_PROGRESS;
+}
+
+}  // namespace
+
+std::multimap<std::string, TDiagnosticResultMessage> Provider::fResults;
+
+Provider::KAVRO_HDDTest_DiagnosticCompletionRecord_Provider() {
+  log_answer(provider, provider, OK);
+}
+Provider::~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider() {
+  log_answer(provider, "~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider", OK);
+}
+
+sint32 Provider::load() { return log_answer(provider, "load", OK); }
+sint32 Provider::unload() { return log_answer(provider, "unload", OK); }
+
+sint32 Provider::get_instance(const Class*, Class*&) {
+  return log_answer(provider, "get_instance", GET_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::create_instance(const Class*) {
+  return log_answer(provider, "create_instance", CREATE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::delete_instance(const Class*) {
+  return log_answer(provider, "delete_instance", DELETE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::modify_instance(const Class*, const Class*) {
+  return log_answer(provider, "modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
+}
+
+sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
+  log_entering(provider, "enum_instances");
+  for (const TDiagRecord& record : THDDTest::GetInstance()->GetRecord())
+    handler->handle(EnumRecord(record));
+  log_exiting(provider, "enum_instances");
+  return OK;
+}
+
+KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::EnumRecord(TDiagRecord record) {
+  log_entering(provider, "EnumRecord");
+  Ref<Class> instance = make<Class>();
+  // Kept on purpose: caption, element name and time stamp differ from what BuildRecord sets. A
+  // client sees the time of its own enumeration, not that of the run.
+  instance->Caption = "DiagnosticRecord";
+  instance->Description = "Diagnostics results record";
+  instance->ElementName = "Result for HDDTest";
+  instance->RecordFormat = "";
+  instance->RecordData = record.fRecordData;
+  instance->Locale = "en";
+  instance->InstanceID = record.fJobID;
+  instance->ServiceName = record.fServiceName;
+  instance->ManagedElementName = record.fDeviceID;
+  instance->RecordType = 2;
+  if (const auto now = Datetime::parse(TOSSpecific::GetLocalTime().ToString()))
+    instance->CreationTimeStamp = *now;
+  instance->CompletionState = static_cast<uint16>(record.fCompletionState);
+  log_exiting(provider, "EnumRecord");
+  return instance.release();
+}
+
+KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::BuildRecord(std::string elementName,
+                                                                std::string recordId) {
+  log_entering(provider, "BuildRecord");
+  Class* const instance = make<Class>().release();
+  instance->Caption = "DiagnosticCompletionRecord";
+  instance->Description = "Diagnostics results record";
+  instance->ElementName = "Result for Hard Drive: Self Test";
+
+  // Kept on purpose: the doubled slashes. The system reads them as single ones; an administrator
+  // sees them in a trace of system calls or in audit rules for the file.
+  const std::string path = TOSSpecific::GetCurrentDir() + "//hddtest//hddtest.msg.xml";
+  const auto count = static_cast<std::uint32_t>(TOSSpecific::GetFileSize(path));
+  // One byte more than the file has, for the terminator that the parser reads up to.
+  const std::unique_ptr<char[]> buffer(new (std::nothrow) char[std::uint64_t{count} + 1]);
+  // Kept on purpose on both null paths: the instance is not released and no exit line is
+  // written; the client sees a run without a record.
+  if (!buffer) return nullptr;
+  std::FILE* const file = std::fopen(path.c_str(), "re");
+  if (!file) return nullptr;
+  buffer[std::fread(buffer.get(), 1, count, file)] = '\0';
+  std::fclose(file);
+
+  TDiagnosticResultParser parser;
+  parser.Parse(buffer.get());
+  const std::multimap<std::string, TDiagnosticResultMessage> messages = parser.getResultMsgs();
+  instance->RecordFormat = "";
+  instance->Locale = "en";
+
+  const int status = last_status();
+  log_trace("theStatusRetCode=" + std::to_string(status));
+  const RunOutcome outcome = outcome_of(status);
+
+  TDiagRecord record;
+  record.fCompletionState = outcome.completion_state;
+  record.fRecordData = record_text(messages, outcome.word);
+  record.fJobID = recordId;
+  record.fDeviceID = elementName;
+  record.fServiceName = service_name;
+  THDDTest::GetInstance()->AddRecord(&record);
+
+  instance->CompletionState = static_cast<uint16>(outcome.completion_state);
+  instance->RecordData = record.fRecordData;
+  instance->InstanceID = std::move(recordId);
+  instance->ManagedElementName = std::move(elementName);
+  instance->ServiceName = service_name;
+  instance->RecordType = 2;
+  log_exiting(provider, "BuildRecord");
+  return instance;
+}
+
+}  // namespace ovk_cimple

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "engine/HDDTest.h"
+#include "model/classes.h"
+#include "platform/framework/handler.h"
+#include "results/TDiagnosticResultParser.h"
+
+namespace ovk_cimple {
+
+// Publishes the records of how runs ended, and builds them. Records live in the engine only.
+// Stateless; may be called by any number of threads.
+class KAVRO_HDDTest_DiagnosticCompletionRecord_Provider {
+ public:
+  using Class = KAVRO_HDDTest_DiagnosticCompletionRecord;
+
+  KAVRO_HDDTest_DiagnosticCompletionRecord_Provider();
+  ~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider();
+
+  sint32 load();
+  sint32 unload();
+  sint32 get_instance(const Class* model, Class*& instance);
+  sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
+  sint32 create_instance(const Class* instance);
+  sint32 delete_instance(const Class* instance);
+  sint32 modify_instance(const Class* model, const Class* instance);
+
+  // The instance of a stored record, its time stamp that of the call; the caller owns it.
+  static Class* EnumRecord(TDiagRecord record);
+
+  // Composes the record of the run that has just ended from its status and the message file,
+  // stores it in the engine and returns its instance, which the caller owns. Null, and nothing
+  // stored, when the message file cannot be opened or memory is lacking for it.
+  static Class* BuildRecord(std::string elementName, std::string recordId);
+
+ private:
+  // Kept on purpose, as the one object that lives from the library's load to its unload: never
+  // read nor filled, so that its end is without consequence and clients see nothing of it.
+  static std::multimap<std::string, TDiagnosticResultMessage> fResults;
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,127 @@
+#include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"
+
+#include <mutex>
+
+#include "engine/HDDTest.h"
+#include "platform/framework/module_unit.h"
+#include "platform/framework/status.h"
+#include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"
+#include "providers/KAVRO_HDDTest_DiagnosticCompletionRecord_Provider.h"
+#include "providers/log.h"
+
+namespace ovk_cimple {
+
+namespace {
+
+using Provider = KAVRO_HDDTest_DiagnosticService_Provider;
+
+constexpr char provider[] = "KAVRO_HDDTest_DiagnosticService_Provider";
+constexpr char service_name[] = "Hard Drive: Self Test";
+
+// One test at a time: runs share the engine's results and argument list.
+std::mutex run_lock;
+
+// The device to test, or the empty string when the element is none that may be tested. The name
+// becomes the last argument of a program that runs as root, so it must not read as an option.
+std::string device_of(const Instance* element) {
+  const auto* drive = cast<KAVRO_DiskDrive>(element);
+  if (!drive || drive->DeviceID.value().starts_with('-')) return {};
+  return drive->DeviceID.value();
+}
+
+}  // namespace
+
+Provider::KAVRO_HDDTest_DiagnosticService_Provider() { log_answer(provider, provider, OK); }
+Provider::~KAVRO_HDDTest_DiagnosticService_Provider() {
+  log_answer(provider, "~KAVRO_HDDTest_DiagnosticService_Provider", OK);
+}
+
+sint32 Provider::load() { return log_answer(provider, "load", OK); }
+sint32 Provider::unload() { return log_answer(provider, "unload", OK); }
+
+sint32 Provider::get_instance(const Class*, Class*&) {
+  return log_answer(provider, "get_instance", GET_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::create_instance(const Class*) {
+  return log_answer(provider, "create_instance", CREATE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::delete_instance(const Class*) {
+  return log_answer(provider, "delete_instance", DELETE_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::modify_instance(const Class*, const Class*) {
+  return log_answer(provider, "modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
+}
+sint32 Provider::RequestStateChange(const Class*, const Property<uint16>&, Reference&,
+                                    const Property<Datetime>&, Property<uint32>&) {
+  return log_answer(provider, "RequestStateChange", METHOD_UNSUPPORTED);
+}
+sint32 Provider::StartService(const Class*, Property<uint32>&) {
+  return log_answer(provider, "StartService", METHOD_UNSUPPORTED);
+}
+sint32 Provider::StopService(const Class*, Property<uint32>&) {
+  return log_answer(provider, "StopService", METHOD_UNSUPPORTED);
+}
+
+sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
+  log_entering(provider, "enum_instances");
+  handler->handle(BuildService(service_name));
+  log_exiting(provider, "enum_instances");
+  return OK;
+}
+
+sint32 Provider::RunDiagnostic(const Class* self, const Reference& ManagedElement, const Reference&,
+                               const Reference&, Reference& Job, Property<uint32>&) {
+  log_entering(provider, "RunDiagnostic");
+  std::string device = device_of(ManagedElement.value().get());
+  if (!self || self->Name.value() != service_name) {
+    // Kept on purpose: another service's name is answered with success and no job.
+  } else if (device.empty()) {
+    NKVRHVX20::TRootObject::GetCoreLogger()->Log(
+        NKVRHVX20::ILogger::eError,
+        "No test was run: ManagedElement is not a KAVRO_DiskDrive with a usable DeviceID");
+  } else {
+    const std::lock_guard one_run(run_lock);
+    THDDTest* const engine = THDDTest::GetInstance();
+    engine->ResetResults();
+    engine->SelfTest(device);
+    const auto job =
+        Ref<KAVRO_HDDTest_ConcreteJob>::adopt(KAVRO_HDDTest_ConcreteJob_Provider::CreateJob());
+    if (cast<CIM_ConcreteJob>(job.get())) {
+      Job = job;
+      // Kept on purpose: the instance that comes back is neither used nor released, one per run.
+      KAVRO_HDDTest_DiagnosticCompletionRecord_Provider::BuildRecord(device,
+                                                                     job->InstanceID.value());
+    }
+  }
+  log_exiting(provider, "RunDiagnostic");
+  return OK;
+}
+
+KAVRO_HDDTest_DiagnosticService* Provider::BuildService(std::string name) {
+  log_entering(provider, "BuildService, name=" + name);
+  Ref<Class> service = make<Class>();
+  service->Caption = name;
+  service->Description = "Hard Drive Test";
+  service->ElementName = name;
+  service->InstallDate = Datetime::now();
+  service->Name = name;
+  service->OperationalStatus = {2};  // OK
+  service->StatusDescriptions = {"Status OK"};
+  service->Status = "OK";
+  service->EnabledState = 2;               // Enabled
+  service->OtherEnabledState = "Enabled";  // kept on purpose, though the state is not "Other"
+  service->RequestedState = 5;             // No Change
+  service->EnabledDefault = 2;             // Enabled
+  service->TimeOfLastStateChange = Datetime(0);
+  service->SystemCreationClassName = "KAVRO_ComputerSystem";
+  service->SystemName = "";  // kept on purpose: clients know the service by this key
+  service->CreationClassName = "KAVRO_HDDTest_DiagnosticService";
+  service->PrimaryOwnerName = "KVR";
+  service->PrimaryOwnerContact = "KVR";
+  service->StartMode = "Automatic";
+  service->Started = true;
+  log_exiting(provider, "BuildService");
+  return service.release();
+}
+
+}  // namespace ovk_cimple

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the class of setting records; no instance is ever delivered.
+struct KAVRO_HDDTest_DiagnosticSettingRecord_Provider
+    : Inert_Instances<KAVRO_HDDTest_DiagnosticSettingRecord> {};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the diagnostics log class; no instance is ever delivered, no method supported.
+struct KAVRO_HDDTest_DiagnosticsLog_Provider : Inert_Instances<KAVRO_HDDTest_DiagnosticsLog> {
+  static constexpr Inert_Method RequestStateChange{};
+  static constexpr Inert_Method ClearLog{};
+};
+
+}  // namespace ovk_cimple

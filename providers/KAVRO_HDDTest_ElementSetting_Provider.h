@@ -1,0 +1,11 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the association of elements and settings; no instance is ever delivered.
+struct KAVRO_HDDTest_ElementSetting_Provider : Inert_Association<KAVRO_HDDTest_ElementSetting> {};
+
+}  // namespace ovk_cimple

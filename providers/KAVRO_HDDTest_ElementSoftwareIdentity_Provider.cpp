@@ -1,0 +1,3 @@
+#include "providers/KAVRO_HDDTest_ElementSoftwareIdentity_Provider.h"
+
+#include "platform/framework/module_unit.h"

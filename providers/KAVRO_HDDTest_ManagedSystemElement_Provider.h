@@ -1,0 +1,12 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the class of managed elements; no instance is ever delivered.
+struct KAVRO_HDDTest_ManagedSystemElement_Provider
+    : Inert_Instances<KAVRO_HDDTest_ManagedSystemElement> {};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the association of jobs and their owners; no instance is ever delivered.
+struct KAVRO_HDDTest_OwningJobElement_Provider : Inert_Association<KAVRO_HDDTest_OwningJobElement> {
+};
+
+}  // namespace ovk_cimple

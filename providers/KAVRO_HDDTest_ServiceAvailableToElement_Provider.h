@@ -1,0 +1,13 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the association of services and elements. Which drives the self-test is offered for
+// stands in KAVRO_HDDTest_AvailableDiagnosticService.
+struct KAVRO_HDDTest_ServiceAvailableToElement_Provider
+    : Inert_Association<KAVRO_HDDTest_ServiceAvailableToElement> {};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the class of the diagnostic software's identity; no instance is ever delivered.
+struct KAVRO_HDDTest_SoftwareIdentity_Provider : Inert_Instances<KAVRO_HDDTest_SoftwareIdentity> {};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "model/classes.h"
+#include "platform/framework/inert.h"
+
+namespace ovk_cimple {
+
+// Publishes the association of logs and what they record; no instance is ever delivered.
+struct KAVRO_HDDTest_UseOfLog_Provider : Inert_Association<KAVRO_HDDTest_UseOfLog> {};
+
+}  // namespace ovk_cimple

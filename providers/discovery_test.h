@@ -1,0 +1,121 @@
+// What the tests of the available-diagnostic-service provider share: an object manager that
+// delivers made-up drives and bus devices, and a hwinfo that prints made-up reports.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include "platform/framework/cimom.h"
+#include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
+#include "providers/provider_test.h"
+
+namespace ovk_cimple {
+
+constexpr char provider_name[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
+
+inline Ref<Instance> test_drive(const std::string& name) {
+  Ref<KAVRO_DiskDrive> drive = make<KAVRO_DiskDrive>();
+  drive->ElementName = name;
+  drive->DeviceID = name;
+  drive->name_space = "root/cimv2";
+  return drive;
+}
+
+// number is that of the generic device; the address is "0:0:number:0" unless it is given.
+inline Ref<Instance> test_bus_device(int number, const std::string& name,
+                                     const std::string& description,
+                                     const std::string& address = "-") {
+  Ref<KAVRO_SysBusDevice> device = make<KAVRO_SysBusDevice>();
+  device->Name = name;
+  device->DeviceID = "/dev/sg" + std::to_string(number);
+  device->Description = description;
+  device->OtherIdentifyingInfo = Array<String>{
+      address != "-" ? address : "Port:0 Target:" + std::to_string(number) + " Bus:0 Lun:0"};
+  return device;
+}
+
+// A disk's block as hwinfo prints it.
+inline std::string test_block(const std::string& bus_id, const std::string& driver,
+                              const std::string& name, int number) {
+  return "30: SCSI 300.0: 10600 Disk\n  Unique ID: " + std::to_string(number) +
+         "\n  SysFS BusID: " + bus_id + "\n  Driver: \"" + driver +
+         "\", \"sd\"\n  Device File: " + name + " (/dev/sg" + std::to_string(number) + ")\n";
+}
+
+struct TestCimom : Cimom {
+  sint32 enum_instances(const char* name_space, const Instance& model,
+                        Instance_Enumerator& enumerator) override {
+    asked.push_back(std::string(name_space) + ":" + model.meta_class->name);
+    const bool is_drive = std::string(model.meta_class->name) == "KAVRO_DiskDrive";
+    for (const Ref<Instance>& one : is_drive ? drives : bus_devices) enumerator.add(one);
+    return is_drive ? drives_status : bus_devices_status;
+  }
+  std::vector<std::string> asked;
+  std::vector<Ref<Instance>> drives;
+  std::vector<Ref<Instance>> bus_devices;
+  sint32 drives_status = 0;
+  sint32 bus_devices_status = 0;
+};
+
+// Tests of this kind reach the scratch file that everybody on the machine shares, so they exclude
+// each other across processes and build trees.
+class DiscoveryTest : public ProviderTest {
+ protected:
+  void SetUp() override {
+    lock_file = open((std::filesystem::temp_directory_path() / "sgMap.test.lock").c_str(),
+                     O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    flock(lock_file, LOCK_EX);
+    ProviderTest::SetUp();
+    setenv("HVX_SYSFS_ROOT", directory.c_str(), 1);
+    write_reports("", "");
+    std::ofstream("hwinfo") << "#!/bin/sh\necho \"$@\" >> " << directory.string() << "/calls\ncat "
+                            << directory.string() << "/report$1\n";
+    chmod("hwinfo", 0755);
+  }
+  void TearDown() override {
+    unsetenv("HVX_SYSFS_ROOT");
+    ProviderTest::TearDown();
+    close(lock_file);
+  }
+  static void write_reports(const std::string& disk, const std::string& usb) {
+    std::ofstream("report--disk") << disk;
+    std::ofstream("report--usb") << usb;
+  }
+  void write_dmi(const std::string& product_name, const std::string& bios_version) const {
+    const auto folder = directory / "sys/class/dmi/id";
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder / "product_name") << product_name << "\n";
+    std::ofstream(folder / "bios_version") << bios_version << "\n";
+  }
+  // The command lines of hwinfo so far; forgets them.
+  static std::vector<std::string> take_calls() {
+    std::ifstream file("calls");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    std::filesystem::remove("calls");
+    return lines;
+  }
+  std::vector<Ref<KAVRO_HDDTest_AvailableDiagnosticService>> offers() {
+    const Cimom_Scope scope(cimom);
+    return enumerate<KAVRO_HDDTest_AvailableDiagnosticService>(provider);
+  }
+  std::vector<std::string> offered_names() {
+    std::vector<std::string> names;
+    for (const auto& offer : offers())
+      names.push_back(
+          cast<KAVRO_DiskDrive>(offer->UserOfService.value().get())->ElementName.value());
+    return names;
+  }
+
+  TestCimom cimom;
+  KAVRO_HDDTest_AvailableDiagnosticService_Provider provider;
+
+ private:
+  int lock_file = -1;
+};
+
+inline std::string operation(const std::string& name) {
+  return std::string(provider_name) + "::" + name;
+}
+
+}  // namespace ovk_cimple
