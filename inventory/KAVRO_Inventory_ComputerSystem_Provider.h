@@ -1,0 +1,14 @@
+#pragma once
+
+#include "inventory/provider.h"
+#include "model/classes.h"
+
+namespace ovk_cimple {
+
+// One instance: the machine that the object manager runs on.
+struct KAVRO_Inventory_ComputerSystem_Provider
+    : Inventory_Provider<KAVRO_Inventory_ComputerSystem_Provider, KAVRO_ComputerSystem> {
+  static std::vector<Ref<KAVRO_ComputerSystem>> instances();
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "inventory/provider.h"
+#include "model/classes.h"
+
+namespace ovk_cimple {
+
+// One instance per whole disk, in natural order of the names.
+struct KAVRO_Inventory_DiskDrive_Provider
+    : Inventory_Provider<KAVRO_Inventory_DiskDrive_Provider, KAVRO_DiskDrive> {
+  static std::vector<Ref<KAVRO_DiskDrive>> instances();
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,92 @@
+#include "inventory/drive.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "inventory/connection.h"
+#include "inventory/text.h"
+
+namespace inventory {
+
+namespace {
+
+constexpr std::uint64_t sector_bytes = 512;  // whatever the drive's own block size
+
+std::string first_text(const Sysfs& sysfs, const std::string& place,
+                       std::initializer_list<const char*> attributes) {
+  for (const char* attribute : attributes)
+    if (std::string text = sysfs.text(place + attribute); !text.empty()) return text;
+  return {};
+}
+
+// SCSI page 80, "unit serial number": type, page code, two bytes of length, text.
+std::string page_serial(const std::string& page) {
+  if (page.size() < 4 || page[1] != '\x80') return {};
+  const auto byte = [&](std::size_t i) { return std::size_t{static_cast<unsigned char>(page[i])}; };
+  return cleaned(std::string_view(page).substr(4, byte(2) << 8 | byte(3)));
+}
+
+bool is_floppy(std::string_view name) {
+  return name.starts_with("fd") && parse_number(name.substr(2)).has_value();
+}
+
+std::string device_name(std::string name) {
+  std::replace(name.begin(), name.end(), '!', '/');
+  return "/dev/" + name;
+}
+
+std::optional<Drive> read_drive(const Sysfs& sysfs, const Scsi_Hosts& hosts,
+                                const std::string& name) {
+  const std::string place = "/sys/block/" + name + "/";
+  Drive drive;
+  drive.device = device_name(name);
+  if (!is_device_name(drive.device) || is_floppy(name)) return std::nullopt;
+  const std::string path = sysfs.target(place + "device");
+  if (path.empty() || sysfs.flag(place + "hidden")) return std::nullopt;
+
+  drive.address = parse_address(std::string_view(path).substr(path.rfind('/') + 1));
+  std::string_view driver;
+  if (drive.address) {
+    const auto type = sysfs.number(place + "device/type");
+    if (type && type != 0 && type != 14) return std::nullopt;
+    driver = hosts.driver(drive.address->host);
+    if (!hosts.publishes(*drive.address)) drive.address.reset();
+  }
+  drive.connection = connection(path, driver);
+
+  drive.vendor = sysfs.text(place + "device/vendor");
+  // virtio has the number of a maker there, not a name.
+  if (drive.vendor.starts_with("0x")) drive.vendor.clear();
+  drive.model = first_text(sysfs, place, {"device/model", "device/name"});
+  drive.revision = first_text(sysfs, place, {"device/rev", "device/firmware_rev"});
+  drive.serial = page_serial(sysfs.bytes(place + "device/vpd_pg80").value_or(""));
+  if (drive.serial.empty()) drive.serial = first_text(sysfs, place, {"device/serial", "serial"});
+  drive.world_wide_name = first_text(sysfs, place, {"device/wwid", "wwid"});
+  drive.state = sysfs.text(place + "device/state");
+  drive.bytes = sysfs.number(place + "size");
+  if (drive.bytes > std::numeric_limits<std::uint64_t>::max() / sector_bytes) drive.bytes.reset();
+  if (drive.bytes) *drive.bytes *= sector_bytes;
+  drive.block_bytes = sysfs.number(place + "queue/logical_block_size");
+  drive.removable = sysfs.flag(place + "removable");
+  drive.read_only = sysfs.flag(place + "ro");
+  return drive;
+}
+
+}  // namespace
+
+std::vector<Drive> read_drives(const Sysfs& sysfs) {
+  std::vector<std::pair<std::string, std::string>> names;
+  for (std::string& name : sysfs.entries("/sys/block")) {
+    std::string key = natural_key(name);
+    names.emplace_back(std::move(key), std::move(name));
+  }
+  std::sort(names.begin(), names.end());
+
+  const Scsi_Hosts hosts = read_scsi_hosts(sysfs);
+  std::vector<Drive> drives;
+  for (const auto& [key, name] : names)
+    if (auto drive = read_drive(sysfs, hosts, name)) drives.push_back(std::move(*drive));
+  return drives;
+}
+
+}  // namespace inventory

@@ -1,0 +1,61 @@
+#include "inventory/scsi.h"
+
+#include <algorithm>
+
+namespace inventory {
+
+std::optional<Scsi_Address> parse_address(std::string_view text) {
+  Scsi_Address address;
+  for (std::uint64_t* part : {&address.host, &address.channel, &address.target, &address.lun}) {
+    const bool last = part == &address.lun;
+    const std::size_t colon = text.find(':');
+    if ((colon == text.npos) != last) return std::nullopt;
+    const auto number = parse_number(text.substr(0, colon));
+    if (!number) return std::nullopt;
+    *part = *number;
+    if (!last) text.remove_prefix(colon + 1);
+  }
+  return address;
+}
+
+std::string to_string(const Scsi_Address& address) {
+  return std::to_string(address.host) + ':' + std::to_string(address.channel) + ':' +
+         std::to_string(address.target) + ':' + std::to_string(address.lun);
+}
+
+std::string address_text(const Scsi_Address& address) {
+  return "Port:" + std::to_string(address.host) + " Target:" + std::to_string(address.target) +
+         " Bus:" + std::to_string(address.channel) + " Lun:" + std::to_string(address.lun);
+}
+
+Scsi_Hosts::Scsi_Hosts(std::map<std::uint64_t, std::string> drivers)
+    : drivers_(std::move(drivers)),
+      all_emulated_(std::all_of(drivers_.begin(), drivers_.end(), [](const auto& host) {
+        return host.second == "ahci" || host.second == "ata_piix" || host.second == "usb-storage";
+      })) {}
+
+const std::string& Scsi_Hosts::driver(std::uint64_t host) const {
+  static const auto& none = *new std::string;
+  const auto found = drivers_.find(host);
+  return found == drivers_.end() ? none : found->second;
+}
+
+bool Scsi_Hosts::publishes(const Scsi_Address& address) const {
+  return !all_emulated_ && driver(address.host) != "usb-storage";
+}
+
+Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs) {
+  const std::string hosts = "/sys/class/scsi_host";
+  std::map<std::uint64_t, std::string> drivers;
+  for (const std::string& name : sysfs.entries(hosts)) {
+    if (!name.starts_with("host")) continue;
+    const auto number = parse_number(std::string_view(name).substr(4));
+    if (!number) continue;
+    const std::string driver = sysfs.text(hosts + "/" + name + "/proc_name");
+    // What the kernel prints for a driver that bears no name, as uas.
+    drivers[*number] = driver == "(null)" ? "" : driver;
+  }
+  return Scsi_Hosts(std::move(drivers));
+}
+
+}  // namespace inventory

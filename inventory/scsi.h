@@ -1,0 +1,59 @@
+// SCSI addresses and host adapters, and which addresses the inventory publishes.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "inventory/sysfs.h"
+
+namespace inventory {
+
+// Where a SCSI device is: the kernel's H:C:T:L, in the order in which it sorts.
+struct Scsi_Address {
+  std::uint64_t host = 0;
+  std::uint64_t channel = 0;
+  std::uint64_t target = 0;
+  std::uint64_t lun = 0;
+
+  auto operator<=>(const Scsi_Address&) const = default;
+};
+
+// The address in a text "H:C:T:L" of four decimal numbers and nothing else.
+std::optional<Scsi_Address> parse_address(std::string_view text);
+
+// "H:C:T:L", as the kernel and hwinfo write it.
+std::string to_string(const Scsi_Address& address);
+
+// "Port:H Target:T Bus:C Lun:L", the form in which discovery reads the address of a bus device.
+// It takes the one character that follows each colon, so there is no blank after them, and an
+// adapter whose number has two digits is read by its first: a known limit.
+std::string address_text(const Scsi_Address& address);
+
+// The machine's SCSI host adapters by number, each with its driver's name.
+class Scsi_Hosts {
+ public:
+  explicit Scsi_Hosts(std::map<std::uint64_t, std::string> drivers);
+
+  // Empty when there is no such host adapter or it has no name.
+  const std::string& driver(std::uint64_t host) const;
+
+  // Whether a device's address is published. ATA and USB drives have one only by the kernel's
+  // emulation, and each published one costs discovery a run of hwinfo per drive: where every
+  // host adapter is ahci, ata_piix or usb-storage none is. With any other adapter all are, since
+  // drives behind such an adapter are left out by their address alone, and onboard drives beside
+  // a logical volume are testable through theirs alone. Never that of a drive of usb-storage,
+  // so that the reason for leaving it out stays that it is a USB drive.
+  bool publishes(const Scsi_Address& address) const;
+
+ private:
+  std::map<std::uint64_t, std::string> drivers_;
+  bool all_emulated_;
+};
+
+Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs);
+
+}  // namespace inventory
