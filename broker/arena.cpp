@@ -1,0 +1,56 @@
+#include "broker/arena.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace broker {
+
+// Every object is a handle of two pointers followed by its header.
+void* Arena::start(Header& header) { return reinterpret_cast<char*>(&header) - sizeof(CMPIString); }
+
+Arena::~Arena() { free_after(nullptr); }
+
+void Arena::add(Header& header) {
+  header.arena = this;
+  header.previous = last_;
+  if (last_) last_->next = &header;
+  last_ = &header;
+  ++size_;
+}
+
+void Arena::free(Header& header) {
+  if (Arena* arena = header.arena) {
+    // A mark behind this object now stands behind the one before it.
+    for (Mark& mark : arena->marks_) {
+      if (mark.last == &header) mark.last = header.previous;
+    }
+    if (header.previous) header.previous->next = header.next;
+    (header.next ? header.next->previous : arena->last_) = header.previous;
+    --arena->size_;
+  }
+  // What a clone keeps alive may end with it, so it must not end inside its destructor.
+  const std::shared_ptr<Core> keeps = std::move(header.keeps);
+  header.destroy(header);
+}
+
+void Arena::free_after(const Header* stop) {
+  while (last_ != stop) free(*last_);
+}
+
+void* Arena::mark() {
+  marks_.push_back({std::make_unique<char>(), last_});
+  return marks_.back().identity.get();
+}
+
+bool Arena::release(const void* mark) {
+  const auto found = std::find_if(marks_.begin(), marks_.end(), [mark](const Mark& candidate) {
+    return candidate.identity.get() == mark;
+  });
+  if (found == marks_.end()) return false;
+  Header* stop = found->last;
+  marks_.erase(found, marks_.end());
+  free_after(stop);
+  return true;
+}
+
+}  // namespace broker

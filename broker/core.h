@@ -1,0 +1,118 @@
+// The object manager behind ObjectManager's interface: registrations, providers, tables, and
+// the operations, which up-calls of providers enter too.
+//
+// Clones and attached threads share ownership, so that what they point to outlives the manager.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "broker/delivery.h"
+#include "broker/error.h"
+#include "broker/object_manager.h"
+#include "broker/operation.h"
+#include "broker/provider.h"
+#include "broker/tables.h"
+
+namespace broker {
+
+// A class with its provider.
+struct Registered {
+  const ClassInfo* info;
+  Provider* provider;
+  bool instance, association, method;
+};
+
+class Core : public std::enable_shared_from_this<Core> {
+ public:
+  Core(const Schema& schema, Options options);
+  ~Core();
+
+  const Schema& schema() const { return schema_; }
+  const Tables& tables() const { return tables_; }
+  const std::vector<std::filesystem::path>& library_folders() const {
+    return options_.library_folders;
+  }
+  void log(int severity, const std::string& text) const;
+
+  // Refuses operations from outside, waits for those in flight, ends the providers.
+  void end();
+  std::size_t unload_idle();
+
+  // The operations of ObjectManager (object_manager.h).
+  void enumerate_instances(const ObjectPath& class_path, const InstanceSink& sink,
+                           const Request& request);
+  void enumerate_instance_names(const ObjectPath& class_path, const PathSink& sink,
+                                const Request& request);
+  Instance get_instance(const ObjectPath& path, const Request& request);
+  ObjectPath create_instance(const Instance& instance, const Request& request);
+  void modify_instance(const Instance& instance, const Request& request);
+  void delete_instance(const ObjectPath& path, const Request& request);
+  void associators(const ObjectPath& path, const AssociationFilter& filter,
+                   const InstanceSink& sink, const Request& request);
+  void associator_names(const ObjectPath& path, const AssociationFilter& filter,
+                        const PathSink& sink, const Request& request);
+  void references(const ObjectPath& path, const AssociationFilter& filter, const InstanceSink& sink,
+                  const Request& request);
+  void reference_names(const ObjectPath& path, const AssociationFilter& filter,
+                       const PathSink& sink, const Request& request);
+  MethodResult invoke_method(const ObjectPath& path, std::string_view method,
+                             const std::vector<Argument>& in, const Request& request);
+
+  // The class of a path in the served name space; throws Error (InvalidNamespace, InvalidClass).
+  const ClassInfo& class_of(const ObjectPath& path) const;
+  void check_name_space(const ObjectPath& path) const;
+
+  void thread_attached(int change);  // counts threads with a prepared context
+
+ private:
+  class Flight;  // flight.h
+
+  // Who serves the class's instances or methods; null when nobody does.
+  const Registered* find_instances(const ClassInfo& info) const;
+  const Registered* find_methods(const ClassInfo& info) const;
+  // Those that serve instances of the class or of one below it.
+  std::vector<const Registered*> below(const ClassInfo& info) const;
+
+  // Runs a function of a provider (invocation.h). The result is the error it answered with.
+  template <class MI, class Invoke>
+  std::optional<Error> run(Provider& provider, Delivery& delivery, const Request& request,
+                           CMPIFlags flags, Invoke invoke);
+
+  template <class Ask>
+  void ask_associations(const ObjectPath& path, const AssociationFilter& filter, bool far_end,
+                        Ask ask);
+
+  // Give keys, references and embedded instances the types that their classes declare
+  // (typing.cpp).
+  Value typed(const Value& value, Type type, bool array, const std::string& what) const;
+  ObjectPath typed_path(const ObjectPath& path, const ClassInfo& info) const;
+  Instance typed_instance(const Instance& instance, const ClassInfo& info, Status unknown) const;
+  // Of an instance: with keys, if the class has any.
+  ObjectPath instance_path(const ObjectPath& path, const ClassInfo& info) const;
+
+  const Schema& schema_;
+  Options options_;
+  Tables tables_;
+  std::unordered_map<std::string, std::unique_ptr<Library>> libraries_;
+  std::unordered_map<std::string, std::unique_ptr<Provider>> providers_;
+  std::vector<Provider*> provider_order_;
+  std::unordered_set<const Library*> never_unload_;
+  std::vector<Registered> registered_;
+  std::unordered_map<const ClassInfo*, const Registered*> instances_;
+  std::unordered_map<const ClassInfo*, const Registered*> methods_;
+
+  std::mutex mutex_;
+  std::condition_variable landed_;
+  std::size_t in_flight_ = 0;
+  std::size_t attached_ = 0;
+  bool closing_ = false;
+};
+
+}  // namespace broker

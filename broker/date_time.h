@@ -1,0 +1,23 @@
+// The 25-character text of a CIM datetime (DSP0004): yyyymmddhhmmss.uuuuuuSooo for a time stamp,
+// S being + or - and ooo minutes from UTC, or ddddddddhhmmss.uuuuuu:000 for an interval. Digits
+// that are not significant may be asterisks, whole fields of them from the right.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace broker {
+
+bool is_datetime(std::string_view text);
+bool is_interval(std::string_view datetime);  // of a text that is_datetime
+
+// Microseconds since 1970-01-01T00:00 UTC, or the duration's; asterisks count as the lowest value
+// of their field. Negative before 1970.
+std::int64_t datetime_microseconds(std::string_view datetime);
+
+std::string time_stamp_text(std::int64_t microseconds, int minutes_from_utc);
+std::string interval_text(std::uint64_t microseconds);
+std::string now_text();  // local time with its offset
+
+}  // namespace broker

@@ -1,0 +1,48 @@
+// The families that Tables is put together from; each lives in a unit of its own.
+#pragma once
+
+#include "broker/tables.h"
+
+namespace broker {
+
+void fill_operation_table(Tables& tables);    // operation_table.cpp: up-calls
+void fill_factory_table(Tables& tables);      // factory_table.cpp
+void fill_system_table(Tables& tables);       // system_table.cpp
+void fill_memory_table(Tables& tables);       // memory.cpp
+void fill_string_tables(Tables& tables);      // string_tables.cpp
+void fill_collection_tables(Tables& tables);  // collection_tables.cpp
+void fill_instance_table(Tables& tables);     // instance_table.cpp
+void fill_object_path_table(Tables& tables);  // object_path_table.cpp
+void fill_error_table(Tables& tables);        // error_table.cpp
+
+// A function of a signature that answers NOT_SUPPORTED, through its status parameter where that
+// is not its result.
+template <class Function>
+struct Unsupported;
+
+template <class Result, class... Arguments>
+struct Unsupported<Result (*)(Arguments...)> {
+  static Result function(Arguments... arguments) {
+    (set(arguments), ...);
+    return Result{};
+  }
+
+ private:
+  template <class Argument>
+  static void set(Argument) {}
+  static void set(CMPIStatus* rc) {
+    if (rc) *rc = {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
+  }
+};
+
+template <class... Arguments>
+struct Unsupported<CMPIStatus (*)(Arguments...)> {
+  static CMPIStatus function(Arguments...) { return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr}; }
+};
+
+template <class Function>
+void unsupport(Function& member) {
+  member = Unsupported<Function>::function;
+}
+
+}  // namespace broker

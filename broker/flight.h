@@ -1,0 +1,36 @@
+// An operation that came from outside: counted, so that the end of the manager can wait for it.
+// Operations inside a provider's call are part of one that is counted already; those of an
+// attached thread are not.
+#pragma once
+
+#include "broker/core.h"
+
+namespace broker {
+
+class Core::Flight {
+ public:
+  explicit Flight(Core& core) : core_(core), counted_(from_outside()) {
+    if (!counted_) return;
+    const std::lock_guard lock(core_.mutex_);
+    if (core_.closing_) throw Error(Status::Failed, "the object manager is shutting down");
+    ++core_.in_flight_;
+  }
+  ~Flight() {
+    if (!counted_) return;
+    const std::lock_guard lock(core_.mutex_);
+    if (--core_.in_flight_ == 0) core_.landed_.notify_all();
+  }
+  Flight(const Flight&) = delete;
+  Flight& operator=(const Flight&) = delete;
+
+ private:
+  static bool from_outside() {
+    const Operation* operation = Operation::current();
+    return !operation || operation->attached();
+  }
+
+  Core& core_;
+  const bool counted_;
+};
+
+}  // namespace broker

@@ -1,0 +1,188 @@
+// Instances and the results that take them.
+#include <algorithm>
+
+#include "broker/core.h"
+#include "broker/delivery.h"
+#include "broker/family.h"
+#include "broker/marshal.h"
+
+namespace broker {
+namespace {
+
+// A key property that is null shows as such, but has no place in the path.
+void set_value(InstanceObject& target, Name name, bool key, Value value) {
+  if (key && !value.is_null()) target.instance.path.set_key(name, value);
+  if (target.filter) {
+    const auto& names = *target.filter;
+    if (std::none_of(names.begin(), names.end(),
+                     [&name](const std::string& kept) { return name == kept; })) {
+      return;
+    }
+  }
+  target.instance.set(std::move(name), std::move(value));
+}
+
+CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* name,
+                                    const CMPIValue* value, CMPIType type, const char* origin) {
+  return answer([&] {
+    InstanceObject& target = object<InstanceObject>(instance);
+    required(name, "the property name");
+    Value copy = from_cmpi(value, type);
+    if (!target.info) {  // an embedded instance of a class that nobody declared
+      set_value(target, Name(name), false, std::move(copy));
+      return;
+    }
+    const PropertyInfo* property = target.info->find_property(name);
+    if (!property) {
+      throw Error(Status::NoSuchProperty,
+                  "class " + target.info->name().str() + " has no property " + name);
+    }
+    if (copy.type() != property->type || copy.is_array() != property->array) {
+      throw Error(Status::TypeMismatch, "property " + property->name.str() + " is of type " +
+                                            std::string(type_name(property->type)) +
+                                            (property->array ? " array" : "") + ", not " +
+                                            std::string(type_name(copy.type())) +
+                                            (copy.is_array() ? " array" : ""));
+    }
+    if (origin && !same_name(origin, property->origin->name)) {
+      throw Error(Status::TypeMismatch, "property " + property->name.str() +
+                                            " was introduced by class " +
+                                            std::string(property->origin->name));
+    }
+    set_value(target, property->name, property->key, std::move(copy));
+  });
+}
+
+CMPIStatus set_property(const CMPIInstance* instance, const char* name, const CMPIValue* value,
+                        CMPIType type) {
+  return set_property_with_origin(instance, name, value, type, nullptr);
+}
+
+CMPIData property_data(const InstanceObject& source, const Property& property) {
+  const PropertyInfo* info = source.info ? source.info->find_property(property.name) : nullptr;
+  return to_cmpi(property.value, info && info->key ? CMPI_keyValue : CMPI_goodValue);
+}
+
+CMPIData get_property(const CMPIInstance* instance, const char* name, CMPIStatus* rc) {
+  return answer(rc, missing_data(), [&] {
+    const InstanceObject& source = object<InstanceObject>(instance);
+    const std::string_view wanted = required(name, "the property name");
+    for (const Property& property : source.instance.properties) {
+      if (property.name == wanted) return property_data(source, property);
+    }
+    throw Error(Status::NoSuchProperty, "there is no property " + std::string(wanted));
+  });
+}
+
+CMPIData get_property_at(const CMPIInstance* instance, CMPICount index, CMPIString** name,
+                         CMPIStatus* rc) {
+  return answer(rc, missing_data(), [&] {
+    const InstanceObject& source = object<InstanceObject>(instance);
+    if (index >= source.instance.properties.size()) {
+      throw Error(Status::NoSuchProperty, "there is no property " + std::to_string(index));
+    }
+    const Property& property = source.instance.properties[index];
+    if (name) *name = new_string(property.name.str());
+    return property_data(source, property);
+  });
+}
+
+CMPICount get_property_count(const CMPIInstance* instance, CMPIStatus* rc) {
+  return answer(rc, CMPICount{0}, [&] {
+    return static_cast<CMPICount>(object<InstanceObject>(instance).instance.properties.size());
+  });
+}
+
+CMPIObjectPath* get_object_path(const CMPIInstance* instance, CMPIStatus* rc) {
+  return answer(rc, static_cast<CMPIObjectPath*>(nullptr), [&] {
+    const InstanceObject& source = object<InstanceObject>(instance);
+    return handle(make<ObjectPathObject>(source.instance.path, source.info));
+  });
+}
+
+CMPIStatus set_property_filter(const CMPIInstance* instance, const char** properties,
+                               const char**) {
+  return answer([&] {
+    InstanceObject& target = object<InstanceObject>(instance);
+    target.filter.reset();
+    if (!properties) return;
+    target.filter.emplace();
+    for (; *properties; ++properties) target.filter->emplace_back(*properties);
+    std::erase_if(target.instance.properties, [&target](const Property& property) {
+      return std::none_of(target.filter->begin(), target.filter->end(),
+                          [&](const std::string& kept) { return property.name == kept; });
+    });
+  });
+}
+
+CMPIStatus set_object_path(const CMPIInstance* instance, const CMPIObjectPath* path) {
+  return answer([&] {
+    InstanceObject& target = object<InstanceObject>(instance);
+    const ObjectPathObject& source = object<ObjectPathObject>(path);
+    if (source.info != target.info || source.path.name_space.empty()) {
+      throw Error(Status::InvalidParameter, "the path needs a name space and the instance's class");
+    }
+    if (source.info) {
+      for (const PropertyInfo* key : source.info->keys()) {
+        if (!source.path.key(key->name)) {
+          throw Error(Status::InvalidParameter, "the path has no key " + key->name.str());
+        }
+      }
+    }
+    target.instance.path = source.path;
+  });
+}
+
+// Results.
+
+Delivery& delivery(const CMPIResult* result) { return *object<ResultObject>(result).delivery; }
+
+CMPIStatus return_data(const CMPIResult* result, const CMPIValue* value, const CMPIType type) {
+  return answer([&] {
+    Delivery& target = delivery(result);
+    if (!value) {
+      throw Error(Status::InvalidParameter, "a null is returned by not returning a value");
+    }
+    target.value(from_cmpi(value, type));
+  });
+}
+
+CMPIStatus return_instance(const CMPIResult* result, const CMPIInstance* instance) {
+  return answer([&] { delivery(result).instance(object<InstanceObject>(instance)); });
+}
+
+CMPIStatus return_object_path(const CMPIResult* result, const CMPIObjectPath* path) {
+  return answer([&] { delivery(result).path(object<ObjectPathObject>(path)); });
+}
+
+CMPIStatus return_done(const CMPIResult* result) {
+  return answer([&] { delivery(result).done(); });
+}
+
+CMPIStatus return_error(const CMPIResult* result, const CMPIError* error) {
+  return answer([&] {
+    const ErrorObject& source = object<ErrorObject>(error);
+    delivery(result).error(source.message.value_or(""));
+  });
+}
+
+// A copy that outlives the call would have nobody to deliver to.
+CMPIResult* clone_result(const CMPIResult* result, CMPIStatus* rc) {
+  return answer(rc, static_cast<CMPIResult*>(nullptr), [&]() -> CMPIResult* {
+    object<ResultObject>(result);
+    throw Error(Status::NotSupported, "results cannot be cloned");
+  });
+}
+
+}  // namespace
+
+void fill_instance_table(Tables& tables) {
+  tables.instance = {CMPIVersion210,  release<InstanceObject>, clone<InstanceObject>,
+                     get_property,    get_property_at,         get_property_count,
+                     set_property,    get_object_path,         set_property_filter,
+                     set_object_path, set_property_with_origin};
+  tables.result = {CMPIVersion210,  release<ResultObject>, clone_result, return_data,
+                   return_instance, return_object_path,    return_done,  return_error};
+}
+
+}  // namespace broker

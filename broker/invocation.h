@@ -1,0 +1,82 @@
+// How the operations call providers.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "broker/core.h"
+#include "broker/marshal.h"
+
+namespace broker {
+
+// A list of property names as CMPI passes it: null for all.
+class NameList {
+ public:
+  explicit NameList(const std::optional<std::vector<std::string>>& names) {
+    if (!names) return;
+    for (const std::string& name : *names) pointers_.push_back(name.c_str());
+    pointers_.push_back(nullptr);
+  }
+  const char** get() { return pointers_.empty() ? nullptr : pointers_.data(); }
+
+ private:
+  std::vector<const char*> pointers_;
+};
+
+// An empty filter is none.
+inline const char* filter(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+// Arguments of a provider's function.
+inline const CMPIObjectPath* lend_path(Operation& operation, const ObjectPath& path,
+                                       const ClassInfo& info) {
+  return handle(operation.lend<ObjectPathObject>(path, &info));
+}
+
+inline ObjectPath class_path(const ClassInfo& info) {
+  return ObjectPath(Name::borrowed(served_name_space), info.name());
+}
+
+Error provider_error(const Provider& provider, const CMPIStatus& status, const Delivery& delivery);
+
+// invoke(operation, function table's owner, result) calls one function; a function that the
+// provider's table does not have counts as NOT_SUPPORTED.
+template <class MI, class Invoke>
+std::optional<Error> Core::run(Provider& provider, Delivery& delivery, const Request& request,
+                               CMPIFlags flags, Invoke invoke) {
+  const auto lease = provider.lease<MI>();
+  Operation operation(*this, request, flags);
+  const CMPIResult* result = handle(operation.lend<ResultObject>(&delivery));
+  const CMPIStatus status = invoke(operation, lease.get(), result);
+  delivery.rethrow();
+  if (status.rc == CMPI_RC_OK) return std::nullopt;
+  return provider_error(provider, status, delivery);
+}
+
+template <class Function, class... Arguments>
+CMPIStatus invoke_if_present(Function function, Arguments... arguments) {
+  if (!function) return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
+  return function(arguments...);
+}
+
+// Asks several providers. NOT_FOUND is an older way to say that there is nothing; NOT_SUPPORTED
+// counts only when nobody answered otherwise. ask returns the provider's error.
+template <class Ask>
+void ask_each(const std::vector<const Registered*>& asked, Ask ask) {
+  std::optional<Error> unsupported;
+  bool answered = false;
+  for (const Registered* registered : asked) {
+    std::optional<Error> error = ask(*registered);
+    if (error && error->status() == Status::NotSupported) {
+      unsupported = std::move(error);
+    } else if (error && error->status() != Status::NotFound) {
+      throw *error;
+    } else {
+      answered = true;
+    }
+  }
+  if (unsupported && !answered) throw *unsupported;
+}
+
+}  // namespace broker

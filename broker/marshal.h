@@ -1,0 +1,84 @@
+// Translation between CMPI's values and ours, and the boundary that no exception crosses.
+#pragma once
+
+#include <cxxabi.h>
+
+#include <exception>
+#include <string>
+
+#include "broker/error.h"
+#include "broker/objects.h"
+#include "broker/operation.h"
+#include "broker/value.h"
+#include "platform/cmpi/cmpi.h"
+
+namespace broker {
+
+// Copies what a provider passed; null pointers, of the value or inside it, make a null of the
+// type. Of numbers only the bytes of the type are read: callers pass the address of a plain
+// variable too. For CMPI_chars value is itself the C string. Throws Error (InvalidDataType) for
+// type codes that are no CIM values, (InvalidHandle) for objects that are not ours, and
+// (TypeMismatch) for an array of other elements than the type says.
+Value from_cmpi(const CMPIValue* value, CMPIType type);
+
+// The element type of a type code; chars is string. Throws Error (InvalidDataType).
+Type element_type(CMPIType type);
+
+// The value as a provider reads it; encapsulated values become objects of the running operation.
+CMPIData to_cmpi(const Value& value, CMPIValueState state = CMPI_goodValue);
+
+// What a getter answers for something missing, with state and status as providers expect them.
+CMPIData missing_data();
+
+CMPIString* new_string(std::string text);
+std::string text_of(const CMPIString* string);  // empty for null
+
+InstanceObject* new_instance(Instance instance);  // of the running operation
+ObjectPathObject* new_path(ObjectPath path);
+
+const char* required(const char* argument, const char* what);  // throws Error (InvalidParameter)
+std::string optional(const char* argument);                    // empty for null
+
+// "CMPI" status of an exception that is being handled, with its text as a string of the running
+// operation where there is one.
+CMPIStatus status_of_exception();
+
+// Runs the body of a table function. The status is set whatever happens.
+template <class Body>
+CMPIStatus answer(Body body) {
+  try {
+    body();
+    return {CMPI_RC_OK, nullptr};
+  } catch (const abi::__forced_unwind&) {
+    throw;  // a cancelled thread unwinds through here
+  } catch (...) {
+    return status_of_exception();
+  }
+}
+
+template <class Result, class Body>
+Result answer(CMPIStatus* rc, Result on_failure, Body body) {
+  Result result = on_failure;
+  const CMPIStatus status = answer([&] { result = body(); });
+  if (status.rc != CMPI_RC_OK) result = on_failure;
+  if (rc) *rc = status;
+  return result;
+}
+
+// release and clone, alike for every kind of object.
+template <class T>
+CMPIStatus release(typename T::Handle* handle) {
+  return answer([&] {
+    T& released = object<T>(handle);
+    if (!released.header.lent) Arena::free(released.header);
+  });
+}
+
+template <class T>
+typename T::Handle* clone(const typename T::Handle* source, CMPIStatus* rc) {
+  using Handle = typename T::Handle;
+  return answer(rc, static_cast<Handle*>(nullptr),
+                [&] { return handle(Arena::clone(object<T>(source))); });
+}
+
+}  // namespace broker

@@ -1,0 +1,125 @@
+#include "broker/memory.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "broker/core.h"
+#include "broker/family.h"
+#include "broker/marshal.h"
+
+namespace broker {
+
+void* MemoryBlocks::allocate(std::size_t size) {
+  void* block = std::calloc(size ? size : 1, 1);
+  if (!block) return nullptr;
+  const std::lock_guard lock(mutex_);
+  blocks_.insert(block);
+  return block;
+}
+
+void* MemoryBlocks::resize(void* block, std::size_t size) {
+  if (!block) return allocate(size);
+  const std::lock_guard lock(mutex_);
+  const auto found = blocks_.find(block);
+  if (found == blocks_.end()) return nullptr;
+  void* moved = std::realloc(block, size ? size : 1);
+  if (!moved) return nullptr;
+  blocks_.erase(found);
+  blocks_.insert(moved);
+  return moved;
+}
+
+void MemoryBlocks::free(void* block) {
+  const std::lock_guard lock(mutex_);
+  if (blocks_.erase(block) != 0) std::free(block);
+}
+
+void MemoryBlocks::free_all() {
+  const std::lock_guard lock(mutex_);
+  for (void* block : blocks_) std::free(block);
+  blocks_.clear();
+}
+
+MemoryBlocks& memory_blocks() {
+  static auto& blocks = *new MemoryBlocks;
+  return blocks;
+}
+
+namespace {
+
+// The functions take the broker only to be told apart from a null one.
+bool known(const CMPIBroker* broker) { return broker && broker->hdl; }
+
+CMPIGcStat* mark(const CMPIBroker* broker, CMPIStatus* rc) {
+  return answer(rc, static_cast<CMPIGcStat*>(nullptr), [&] {
+    if (!known(broker)) throw Error(Status::InvalidHandle, "the broker is null");
+    return static_cast<CMPIGcStat*>(Operation::get().arena().mark());
+  });
+}
+
+CMPIStatus release_mark(const CMPIBroker* broker, const CMPIGcStat* mark) {
+  return answer([&] {
+    if (!known(broker) || !Operation::get().arena().release(mark)) {
+      throw Error(Status::InvalidHandle, "there is no such mark in this call");
+    }
+  });
+}
+
+void* cmpi_malloc(const CMPIBroker* broker, std::size_t size) {
+  return known(broker) ? memory_blocks().allocate(size) : nullptr;
+}
+
+void* cmpi_calloc(const CMPIBroker* broker, std::size_t count, std::size_t size) {
+  if (!known(broker)) return nullptr;
+  if (size != 0 && count > std::numeric_limits<std::size_t>::max() / size) return nullptr;
+  return memory_blocks().allocate(count * size);
+}
+
+void* cmpi_realloc(const CMPIBroker* broker, void* block, std::size_t size) {
+  return known(broker) ? memory_blocks().resize(block, size) : nullptr;
+}
+
+char* cmpi_strdup(const CMPIBroker* broker, const char* text) {
+  if (!known(broker) || !text) return nullptr;
+  const std::size_t size = std::strlen(text) + 1;
+  auto* copy = static_cast<char*>(memory_blocks().allocate(size));
+  if (copy) std::memcpy(copy, text, size);
+  return copy;
+}
+
+template <class Block>
+void cmpi_free(const CMPIBroker*, Block* block) {
+  memory_blocks().free(block);
+}
+
+// The early end of an object that the provider made; anything else is left alone.
+template <class T>
+void free_object(const CMPIBroker*, typename T::Handle* object) {
+  release<T>(object);
+}
+
+}  // namespace
+
+void fill_memory_table(Tables& tables) {
+  CMPIBrokerMemFT& table = tables.memory;
+  table = {CMPIVersion210,
+           mark,
+           release_mark,
+           cmpi_malloc,
+           cmpi_calloc,
+           cmpi_realloc,
+           cmpi_strdup,
+           cmpi_free<void>,
+           free_object<InstanceObject>,
+           free_object<ObjectPathObject>,
+           free_object<ArgsObject>,
+           free_object<StringObject>,
+           free_object<ArrayObject>,
+           free_object<DateTimeObject>,
+           nullptr,
+           cmpi_free<char>};
+  unsupport(table.freeSelectExp);
+}
+
+}  // namespace broker

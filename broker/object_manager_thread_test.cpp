@@ -1,0 +1,107 @@
+// Requests of many threads at once; the thread sanitizer build looks at what happens here.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "broker/object_manager.h"
+#include "broker/test_classes.h"
+
+namespace broker {
+namespace {
+
+ObjectPath widget(const char* name) {
+  return ObjectPath({}, "TEST_Widget", {{"Name", Value(name)}});
+}
+
+std::string do_it(ObjectManager& manager, const char* what) {
+  return manager.invoke_method(widget("one"), "Do", {{"What", Value(what)}})
+      .find("Report")
+      ->as_text();
+}
+
+TEST(ObjectManagerThreads, RequestsOfAllKindsRunTogether) {
+  ObjectManager manager(test_schema(), test_options());
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&manager, i] {
+      const std::string name = "thread" + std::to_string(i);
+      for (int round = 0; round < 20; ++round) {
+        const ObjectPath path = manager.create_instance(Instance(widget(name.c_str())));
+        EXPECT_GE(manager.enumerate_instances("TEST_Widget").size(), 5u);
+        EXPECT_EQ(manager.associators(widget("one")).size(), 1u);
+        EXPECT_EQ(do_it(manager, "method"), "0 0 -3");
+        manager.delete_instance(path);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 4u);
+}
+
+TEST(ObjectManagerThreads, OneProviderServesTwoRequestsAtOnce) {
+  ObjectManager manager(test_schema(), test_options());
+  std::string first;
+  std::thread other([&] { first = do_it(manager, "meet"); });
+  const std::string second = do_it(manager, "meet");
+  other.join();
+  EXPECT_EQ(first, "met");
+  EXPECT_EQ(second, "met");
+}
+
+TEST(ObjectManagerThreads, AttachedThreadsOfSeveralRequests) {
+  ObjectManager manager(test_schema(), test_options());
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&manager] {
+      EXPECT_EQ(do_it(manager, "attach"),
+                "before 1, attach 0, again 60, found 2 then 18, detach 0, after 1, not mine 60");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(ObjectManagerThreads, IdleUnloadingAndRequestsDoNotMeet) {
+  ObjectManager manager(test_schema(), test_options());
+  std::atomic<bool> stop{false};
+  std::thread unloader([&] {
+    while (!stop) {
+      manager.unload_idle();
+      std::this_thread::yield();
+    }
+  });
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(manager.enumerate_instances("TEST_Gadget").size(), 2u);
+  }
+  stop = true;
+  unloader.join();
+}
+
+TEST(ObjectManagerThreads, TheEndWaitsForRequestsInFlight) {
+  auto manager = std::make_unique<ObjectManager>(test_schema(), test_options());
+  std::atomic<bool> started{false}, finished{false}, ended{false};
+  std::thread request([&, &running = *manager] {
+    int seen = 0;
+    running.enumerate_instances(ObjectPath({}, "TEST_Widget"), [&](const Instance&) {
+      if (seen++ == 0) {
+        started = true;
+        started.notify_all();
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        EXPECT_FALSE(ended);
+      }
+      if (seen == 4) finished = true;
+    });
+    EXPECT_EQ(seen, 4);
+  });
+  started.wait(false);
+  manager.reset();
+  ended = true;
+  EXPECT_TRUE(finished);
+  request.join();
+}
+
+}  // namespace
+}  // namespace broker

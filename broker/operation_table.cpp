@@ -1,0 +1,333 @@
+// Up-calls: providers asking the object manager, on the thread and with the context of the call
+// they are in or of their attached thread.
+#include "broker/core.h"
+#include "broker/family.h"
+#include "broker/marshal.h"
+
+namespace broker {
+namespace {
+
+// A provider's call as the manager sees it.
+struct UpCall {
+  Core& core;
+  Request request;
+
+  UpCall(const CMPIBroker* broker, const CMPIContext* context, const char** properties = nullptr)
+      : core(core_of(broker)), request(request_of(object<ContextObject>(context))) {
+    check_thread(context);
+    if (!properties) return;
+    request.properties.emplace();
+    for (; *properties; ++properties) request.properties->emplace_back(*properties);
+  }
+
+  // The context must be one that this thread was given, or a clone of one.
+  static void check_thread(const CMPIContext* context) {
+    for (const Operation* at = &Operation::get(); at; at = at->outer()) {
+      if (at->context() == context) return;
+    }
+    const ContextObject& other = object<ContextObject>(context);
+    if (!other.header.arena && !other.header.lent && !other.prepared) return;
+    throw Error(Status::InvalidHandle, "the context is that of another thread");
+  }
+
+  static Core& core_of(const CMPIBroker* broker) {
+    if (!broker || !broker->hdl) throw Error(Status::InvalidHandle, "the broker is null");
+    return *static_cast<Core*>(const_cast<void*>(broker->hdl));
+  }
+};
+
+const ObjectPath& path_of(const CMPIObjectPath* path) {
+  return object<ObjectPathObject>(path).path;
+}
+
+template <class Ask>
+CMPIEnumeration* collect_instances(CMPIStatus* rc, Ask ask) {
+  return answer(rc, static_cast<CMPIEnumeration*>(nullptr), [&] {
+    std::vector<Value> items;
+    ask(InstanceSink([&items](const Instance& item) { items.emplace_back(item); }));
+    return handle(make<EnumerationObject>(Type::Instance, std::move(items)));
+  });
+}
+
+template <class Ask>
+CMPIEnumeration* collect_paths(CMPIStatus* rc, Ask ask) {
+  return answer(rc, static_cast<CMPIEnumeration*>(nullptr), [&] {
+    std::vector<Value> items;
+    ask(PathSink([&items](const ObjectPath& item) { items.emplace_back(item); }));
+    return handle(make<EnumerationObject>(Type::Reference, std::move(items)));
+  });
+}
+
+AssociationFilter filter_of(const char* association, const char* result, const char* role,
+                            const char* result_role) {
+  return {optional(association), optional(result), optional(role), optional(result_role)};
+}
+
+CMPIEnumeration* enumerate_instances(const CMPIBroker* broker, const CMPIContext* context,
+                                     const CMPIObjectPath* path, const char** properties,
+                                     CMPIStatus* rc) {
+  return collect_instances(rc, [&](const InstanceSink& sink) {
+    const UpCall call(broker, context, properties);
+    call.core.enumerate_instances(path_of(path), sink, call.request);
+  });
+}
+
+CMPIEnumeration* enumerate_instance_names(const CMPIBroker* broker, const CMPIContext* context,
+                                          const CMPIObjectPath* path, CMPIStatus* rc) {
+  return collect_paths(rc, [&](const PathSink& sink) {
+    const UpCall call(broker, context);
+    call.core.enumerate_instance_names(path_of(path), sink, call.request);
+  });
+}
+
+CMPIInstance* get_instance(const CMPIBroker* broker, const CMPIContext* context,
+                           const CMPIObjectPath* path, const char** properties, CMPIStatus* rc) {
+  return answer(rc, static_cast<CMPIInstance*>(nullptr), [&] {
+    const UpCall call(broker, context, properties);
+    return handle(new_instance(call.core.get_instance(path_of(path), call.request)));
+  });
+}
+
+CMPIObjectPath* create_instance(const CMPIBroker* broker, const CMPIContext* context,
+                                const CMPIObjectPath* path, const CMPIInstance* instance,
+                                CMPIStatus* rc) {
+  return answer(rc, static_cast<CMPIObjectPath*>(nullptr), [&] {
+    const UpCall call(broker, context);
+    Instance created = object<InstanceObject>(instance).instance;
+    created.path.name_space = path_of(path).name_space;
+    created.path.class_name = path_of(path).class_name;
+    return handle(new_path(call.core.create_instance(created, call.request)));
+  });
+}
+
+CMPIStatus modify_instance(const CMPIBroker* broker, const CMPIContext* context,
+                           const CMPIObjectPath* path, const CMPIInstance* instance,
+                           const char** properties) {
+  return answer([&] {
+    const UpCall call(broker, context, properties);
+    Instance modified = object<InstanceObject>(instance).instance;
+    modified.path = path_of(path);
+    call.core.modify_instance(modified, call.request);
+  });
+}
+
+CMPIStatus delete_instance(const CMPIBroker* broker, const CMPIContext* context,
+                           const CMPIObjectPath* path) {
+  return answer([&] {
+    const UpCall call(broker, context);
+    call.core.delete_instance(path_of(path), call.request);
+  });
+}
+
+CMPIEnumeration* associators(const CMPIBroker* broker, const CMPIContext* context,
+                             const CMPIObjectPath* path, const char* association,
+                             const char* result, const char* role, const char* result_role,
+                             const char** properties, CMPIStatus* rc) {
+  return collect_instances(rc, [&](const InstanceSink& sink) {
+    const UpCall call(broker, context, properties);
+    call.core.associators(path_of(path), filter_of(association, result, role, result_role), sink,
+                          call.request);
+  });
+}
+
+CMPIEnumeration* associator_names(const CMPIBroker* broker, const CMPIContext* context,
+                                  const CMPIObjectPath* path, const char* association,
+                                  const char* result, const char* role, const char* result_role,
+                                  CMPIStatus* rc) {
+  return collect_paths(rc, [&](const PathSink& sink) {
+    const UpCall call(broker, context);
+    call.core.associator_names(path_of(path), filter_of(association, result, role, result_role),
+                               sink, call.request);
+  });
+}
+
+CMPIEnumeration* references(const CMPIBroker* broker, const CMPIContext* context,
+                            const CMPIObjectPath* path, const char* result, const char* role,
+                            const char** properties, CMPIStatus* rc) {
+  return collect_instances(rc, [&](const InstanceSink& sink) {
+    const UpCall call(broker, context, properties);
+    call.core.references(path_of(path), filter_of(nullptr, result, role, nullptr), sink,
+                         call.request);
+  });
+}
+
+CMPIEnumeration* reference_names(const CMPIBroker* broker, const CMPIContext* context,
+                                 const CMPIObjectPath* path, const char* result, const char* role,
+                                 CMPIStatus* rc) {
+  return collect_paths(rc, [&](const PathSink& sink) {
+    const UpCall call(broker, context);
+    call.core.reference_names(path_of(path), filter_of(nullptr, result, role, nullptr), sink,
+                              call.request);
+  });
+}
+
+CMPIData invoke_method(const CMPIBroker* broker, const CMPIContext* context,
+                       const CMPIObjectPath* path, const char* method, const CMPIArgs* in,
+                       CMPIArgs* out, CMPIStatus* rc) {
+  return answer(rc, missing_data(), [&] {
+    const UpCall call(broker, context);
+    std::vector<Argument> arguments;
+    if (in) arguments = object<ArgsObject>(in).arguments;
+    if (out) object<ArgsObject>(out);
+    MethodResult result = call.core.invoke_method(
+        path_of(path), required(method, "the method name"), arguments, call.request);
+    if (out) object<ArgsObject>(out).arguments = std::move(result.out);
+    return to_cmpi(result.return_value);
+  });
+}
+
+CMPIStatus set_property(const CMPIBroker* broker, const CMPIContext* context,
+                        const CMPIObjectPath* path, const char* name, const CMPIValue* value,
+                        CMPIType type) {
+  return answer([&] {
+    UpCall call(broker, context);
+    required(name, "the property name");
+    Instance modified(path_of(path));
+    modified.set(Name(name), from_cmpi(value, type));
+    call.request.properties = {name};
+    call.core.modify_instance(modified, call.request);
+  });
+}
+
+CMPIData get_property(const CMPIBroker* broker, const CMPIContext* context,
+                      const CMPIObjectPath* path, const char* name, CMPIStatus* rc) {
+  return answer(rc, missing_data(), [&] {
+    UpCall call(broker, context);
+    required(name, "the property name");
+    const PropertyInfo* property = call.core.class_of(path_of(path)).find_property(name);
+    if (!property) {
+      throw Error(Status::NoSuchProperty, std::string("there is no property ") + name);
+    }
+    call.request.properties = {name};
+    const Instance instance = call.core.get_instance(path_of(path), call.request);
+    const Value* value = instance.property(name);
+    return to_cmpi(value ? *value : Value::null(property->type, property->array));
+  });
+}
+
+// Filtered operations: without a query they are the plain ones; no query language is served.
+
+void refuse_query(const char* language, const char* query) {
+  if (!language || !query) return;
+  throw Error(Status::QueryLanguageNotSupported,
+              "query language " + std::string(language) + " is not supported");
+}
+
+CMPIEnumeration* enumerate_instances_filtered(const CMPIBroker* broker, const CMPIContext* context,
+                                              const CMPIObjectPath* path, const char** properties,
+                                              const char* language, const char* query,
+                                              CMPIStatus* rc) {
+  return collect_instances(rc, [&](const InstanceSink& sink) {
+    const UpCall call(broker, context, properties);
+    refuse_query(language, query);
+    call.core.enumerate_instances(path_of(path), sink, call.request);
+  });
+}
+
+CMPIEnumeration* associators_filtered(const CMPIBroker* broker, const CMPIContext* context,
+                                      const CMPIObjectPath* path, const char* association,
+                                      const char* result, const char* role, const char* result_role,
+                                      const char** properties, const char* language,
+                                      const char* query, CMPIStatus* rc) {
+  return collect_instances(rc, [&](const InstanceSink& sink) {
+    const UpCall call(broker, context, properties);
+    refuse_query(language, query);
+    call.core.associators(path_of(path), filter_of(association, result, role, result_role), sink,
+                          call.request);
+  });
+}
+
+CMPIEnumeration* references_filtered(const CMPIBroker* broker, const CMPIContext* context,
+                                     const CMPIObjectPath* path, const char* result,
+                                     const char* role, const char** properties,
+                                     const char* language, const char* query, CMPIStatus* rc) {
+  return collect_instances(rc, [&](const InstanceSink& sink) {
+    const UpCall call(broker, context, properties);
+    refuse_query(language, query);
+    call.core.references(path_of(path), filter_of(nullptr, result, role, nullptr), sink,
+                         call.request);
+  });
+}
+
+// Threads of providers.
+
+CMPIContext* prepare_attach_thread(const CMPIBroker* broker, const CMPIContext* context) {
+  return answer(nullptr, static_cast<CMPIContext*>(nullptr), [&] {
+    Core& core = UpCall::core_of(broker);
+    const ContextObject& source = object<ContextObject>(context);
+    UpCall::check_thread(context);
+    ContextObject* prepared = Arena::clone(source);
+    prepared->prepared = true;
+    core.thread_attached(1);
+    return handle(prepared);
+  });
+}
+
+CMPIStatus attach_thread(const CMPIBroker* broker, const CMPIContext* context) {
+  return answer([&] {
+    Core& core = UpCall::core_of(broker);
+    ContextObject& prepared = object<ContextObject>(context);
+    if (!prepared.prepared) {
+      throw Error(Status::InvalidHandle, "the context is not one prepared for a thread");
+    }
+    if (Operation::current()) throw Error(Status::Failed, "the thread is attached already");
+    prepared.prepared = false;
+    new Operation(core, &prepared);  // current until detach_thread
+  });
+}
+
+CMPIStatus detach_thread(const CMPIBroker* broker, const CMPIContext* context) {
+  return answer([&] {
+    Core& core = UpCall::core_of(broker);
+    Operation* operation = Operation::current();
+    if (!operation || !operation->attached() || operation->context() != context) {
+      throw Error(Status::InvalidHandle, "the thread is not attached with this context");
+    }
+    const std::shared_ptr<Core> keeps = core.shared_from_this();
+    delete operation;
+    core.thread_attached(-1);
+  });
+}
+
+// Indications have no receiver here.
+CMPIStatus deliver_indication(const CMPIBroker*, const CMPIContext*, const char*,
+                              const CMPIInstance*) {
+  return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
+}
+
+}  // namespace
+
+void fill_operation_table(Tables& tables) {
+  CMPIBrokerFT& table = tables.operations;
+  table = {CMPI_MB_InstanceManipulation | CMPI_MB_AssociationTraversal |
+               CMPI_MB_BasicQualifierSupport | CMPI_MB_OSEncapsulationSupport |
+               CMPI_MB_Supports_MemEnhancements | CMPI_MB_Supports_Extended_Error |
+               CMPI_MB_Logging | CMPI_MB_Tracing | CMPI_MB_PropertyFiltering |
+               CMPI_MB_CodepageConversion,
+           CMPIVersion210,
+           "hddtest",
+           prepare_attach_thread,
+           attach_thread,
+           detach_thread,
+           deliver_indication,
+           enumerate_instance_names,
+           get_instance,
+           create_instance,
+           modify_instance,
+           delete_instance,
+           nullptr,
+           enumerate_instances,
+           associators,
+           associator_names,
+           references,
+           reference_names,
+           invoke_method,
+           set_property,
+           get_property,
+           enumerate_instances_filtered,
+           associators_filtered,
+           references_filtered};
+  unsupport(table.execQuery);
+}
+
+}  // namespace broker

@@ -1,0 +1,149 @@
+#include "broker/provider.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+
+#include "broker/core.h"
+#include "broker/error.h"
+#include "broker/marshal.h"
+
+namespace broker {
+namespace {
+
+constexpr const char* kFactorySuffix[] = {"_Create_InstanceMI", "_Create_AssociationMI",
+                                          "_Create_MethodMI"};
+constexpr const char* kKind[] = {"instance", "association", "method"};
+
+std::size_t index_of(Interface interface) { return static_cast<std::size_t>(interface); }
+
+// Calls a function that all three kinds of interface have in the same place.
+template <class MI>
+CMPIStatus cleanup_of(void* interface, const CMPIContext* context, bool terminating) {
+  auto* mi = static_cast<MI*>(interface);
+  if (!mi->ft->cleanup) return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
+  return mi->ft->cleanup(mi, context, terminating);
+}
+
+// The three kinds begin alike: a handle and a table.
+bool usable(const void* interface) {
+  return interface && static_cast<const CMPIInstanceMI*>(interface)->ft;
+}
+
+std::string message_of(const CMPIStatus& status) {
+  try {
+    return text_of(status.msg);
+  } catch (const Error&) {
+    return "(with a message that is no string of this object manager)";
+  }
+}
+
+}  // namespace
+
+void Library::load() {
+  const std::string file = "lib" + location_ + ".so";
+  std::string searched;
+  for (const std::filesystem::path& folder : folders_) {
+    const std::filesystem::path path = folder / file;
+    std::error_code ignored;
+    if (std::filesystem::exists(path, ignored)) {
+      handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+      if (handle_) return;
+      const char* reason = dlerror();
+      throw Error(Status::Failed,
+                  "the provider library cannot be loaded: " + std::string(reason ? reason : file));
+    }
+    searched += (searched.empty() ? "" : ", ") + folder.string();
+  }
+  throw Error(Status::Failed, "the provider library " + file + " is not in " +
+                                  (searched.empty() ? "any folder" : searched));
+}
+
+void* Library::find(const std::string& symbol) {
+  const std::lock_guard lock(mutex_);
+  if (!handle_) load();
+  if (void* found = dlsym(handle_, symbol.c_str())) return found;
+  throw Error(Status::Failed,
+              "the provider library lib" + location_ + ".so has no function " + symbol);
+}
+
+bool Library::unload() {
+  const std::lock_guard lock(mutex_);
+  if (!handle_) return false;
+  dlclose(handle_);
+  handle_ = nullptr;
+  return true;
+}
+
+void* Provider::lease(Interface interface) {
+  // A factory or cleanup that comes back here on its own thread would wait for itself.
+  if (busy_.load() == std::this_thread::get_id()) {
+    throw Error(Status::Failed, "provider " + name_ + " called itself while starting or ending");
+  }
+  const std::lock_guard lock(mutex_);
+  if (ended_) throw Error(Status::Failed, "the object manager is shutting down");
+  void*& slot = interfaces_[index_of(interface)];
+  if (!slot) slot = make(interface);
+  ++leases_;
+  return slot;
+}
+
+void Provider::give_back() {
+  const std::lock_guard lock(mutex_);
+  --leases_;
+}
+
+void* Provider::make(Interface interface) {
+  using Factory = void* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
+  const std::size_t index = index_of(interface);
+  const auto factory = reinterpret_cast<Factory>(library_.find(name_ + kFactorySuffix[index]));
+  Operation operation(core_, {}, 0);
+  CMPIStatus status{CMPI_RC_OK, nullptr};
+  busy_ = std::this_thread::get_id();
+  void* made = factory(&core_.tables().broker, operation.context(), &status);
+  busy_ = std::thread::id();
+  if (usable(made) && status.rc == CMPI_RC_OK) return made;
+  const std::string message = message_of(status);
+  throw Error(Status::Failed, "provider " + name_ + " offers no " + kKind[index] + " interface" +
+                                  (message.empty() ? "" : ": " + message));
+}
+
+CMPIStatus Provider::cleanup(std::size_t index, bool terminating) {
+  constexpr CMPIStatus (*functions[])(void*, const CMPIContext*, bool) = {
+      cleanup_of<CMPIInstanceMI>, cleanup_of<CMPIAssociationMI>, cleanup_of<CMPIMethodMI>};
+  Operation operation(core_, {}, 0);
+  busy_ = std::this_thread::get_id();
+  CMPIStatus status = functions[index](interfaces_[index], operation.context(), terminating);
+  busy_ = std::thread::id();
+  status.msg = nullptr;  // gone with the operation
+  return status;
+}
+
+std::unique_lock<std::mutex> Provider::lock_if_empty() {
+  std::unique_lock lock(mutex_, std::try_to_lock);
+  const auto made = [](const void* interface) { return interface != nullptr; };
+  if (lock && std::any_of(interfaces_.begin(), interfaces_.end(), made)) lock.unlock();
+  return lock;
+}
+
+bool Provider::end(bool terminating) {
+  const std::lock_guard lock(mutex_);
+  if (!terminating && leases_ != 0) return false;
+  ended_ |= terminating;
+  bool all = true;
+  for (std::size_t i = 0; i < interface_count; ++i) {
+    if (!interfaces_[i]) continue;
+    if (never_[i] && !terminating) {
+      all = false;
+      continue;
+    }
+    const CMPIrc answer = cleanup(i, terminating).rc;
+    never_[i] = answer == CMPI_RC_NEVER_UNLOAD;
+    const bool stays = answer == CMPI_RC_NEVER_UNLOAD || answer == CMPI_RC_DO_NOT_UNLOAD;
+    if (stays) all = false;
+    if (!stays || terminating) interfaces_[i] = nullptr;
+  }
+  return all;
+}
+
+}  // namespace broker

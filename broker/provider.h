@@ -1,0 +1,112 @@
+// Provider libraries and the management interfaces (MIs) in them.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "broker/registration.h"
+#include "platform/cmpi/cmpi.h"
+
+namespace broker {
+
+class Core;
+
+// One lib<location>.so, loaded while any provider in it is.
+class Library {
+ public:
+  Library(std::string location, const std::vector<std::filesystem::path>& folders)
+      : location_(std::move(location)), folders_(folders) {}
+
+  // The function of this name, loading the library if need be. Throws Error (Failed).
+  void* find(const std::string& symbol);
+  // False when it was not loaded.
+  bool unload();
+
+ private:
+  void load();
+
+  const std::string location_;
+  const std::vector<std::filesystem::path>& folders_;
+  std::mutex mutex_;
+  void* handle_ = nullptr;
+};
+
+enum class Interface { Instance, Association, Method };  // in the order of cleanup
+inline constexpr std::size_t interface_count = 3;
+
+template <class MI>
+inline constexpr Interface interface_of = Interface::Instance;
+template <>
+inline constexpr Interface interface_of<CMPIAssociationMI> = Interface::Association;
+template <>
+inline constexpr Interface interface_of<CMPIMethodMI> = Interface::Method;
+
+class Provider {
+ public:
+  Provider(Core& core, std::string name, Library& library)
+      : core_(core), name_(std::move(name)), library_(library) {}
+
+  const std::string& name() const { return name_; }
+  Library& library() { return library_; }
+
+  // Keeps the provider from being ended while one of its functions runs.
+  template <class MI>
+  class Lease {
+   public:
+    Lease(Lease&& other) noexcept
+        : provider_(std::exchange(other.provider_, nullptr)), interface_(other.interface_) {}
+    ~Lease() {
+      if (provider_) provider_->give_back();
+    }
+    MI* operator->() const { return interface_; }
+    MI* get() const { return interface_; }
+
+   private:
+    friend class Provider;
+    Lease(Provider* provider, MI* interface) : provider_(provider), interface_(interface) {}
+    Provider* provider_;
+    MI* interface_;
+  };
+
+  // The interface, made by the provider's factory if need be. Factories and cleanups of one
+  // provider never run at the same time. Throws Error (Failed) when the factory fails; the next
+  // request tries it again.
+  template <class MI>
+  Lease<MI> lease() {
+    return Lease<MI>(this, static_cast<MI*>(lease(interface_of<MI>)));
+  }
+
+  // Asks the interfaces to end. Idle: only when no call is running; an interface that answers
+  // DO_NOT_UNLOAD or NEVER_UNLOAD stays. Terminating: the answer changes only whether the
+  // library may be unloaded. True when no interface is left and none wants the library to stay.
+  bool end(bool terminating);
+
+  // Keeps new interfaces from being made; owns nothing when there are some or the provider is
+  // starting or ending just now.
+  std::unique_lock<std::mutex> lock_if_empty();
+
+ private:
+  void* lease(Interface interface);
+  void give_back();
+  void* make(Interface interface);
+  CMPIStatus cleanup(std::size_t interface, bool terminating);
+
+  Core& core_;
+  const std::string name_;
+  Library& library_;
+  std::mutex mutex_;
+  std::atomic<std::thread::id> busy_{};  // the thread inside a factory or cleanup
+  std::size_t leases_ = 0;
+  bool ended_ = false;
+  std::array<void*, interface_count> interfaces_{};
+  std::array<bool, interface_count> never_{};  // answered NEVER_UNLOAD
+};
+
+}  // namespace broker
