@@ -24,7 +24,7 @@ template <class Result, class... Arguments>
 struct Unsupported<Result (*)(Arguments...)> {
   static Result function(Arguments... arguments) {
     (set(arguments), ...);
-    return Result{};
+    return Result();
   }
 
  private:

@@ -4,10 +4,12 @@
 #   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file])   a shared library
 #   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
 #   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS label] [ENVIRONMENT VARIABLE=value...]
-#                [WHOLE])                                                         a GoogleTest program
+#                [RESOURCE_LOCK what] [RECORDED VARIABLE] [WHOLE])                a GoogleTest program
 #
 # WHOLE registers the program as one ctest test (for tests with a costly start), and so does
-# ENVIRONMENT; otherwise each of its test cases is one.
+# ENVIRONMENT; otherwise each of its test cases is one. Tests of one RESOURCE_LOCK never run at
+# once. RECORDED names the variable of the environment that says where recorded data is; without
+# it the program is built but not registered.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -69,13 +71,6 @@ hddtest_require(HDDTEST_JSON_INCLUDE "The JSON library" nlohmann-json3-dev)
 find_package(fmt QUIET)
 hddtest_require(fmt_FOUND "The formatting library fmt" libfmt-dev)
 
-# Recorded data from outside the tree; tests that need it are registered where it is given.
-foreach(recorded HDDTEST_CORPUS HDDTEST_RECORDS)
-  if(DEFINED ENV{${recorded}})
-    set(${recorded} "$ENV{${recorded}}" CACHE PATH "Directory of recorded data for tests" FORCE)
-  endif()
-endforeach()
-
 function(hddtest_library target)
   cmake_parse_arguments(ARG "" "VERSION_SCRIPT" "SOURCES;LINK" ${ARGN})
   add_library(${target} SHARED ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
@@ -106,11 +101,18 @@ function(hddtest_test name)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(ARG "WHOLE" "RESOURCE_LOCK" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "WHOLE" "RESOURCE_LOCK;RECORDED" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock GTest::gtest_main Threads::Threads)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${HDDTEST_TEST_DIR}
                         INSTALL_RPATH "$ORIGIN/../lib")
+  # A test on recorded data from outside the tree is registered where the environment names it.
+  if(ARG_RECORDED)
+    if(NOT DEFINED ENV{${ARG_RECORDED}})
+      return()
+    endif()
+    set(ARG_ENVIRONMENT "${ARG_RECORDED}=$ENV{${ARG_RECORDED}}")
+  endif()
   set(properties TIMEOUT 600)
   if(ARG_LABELS)
     list(APPEND properties LABELS "${ARG_LABELS}")
