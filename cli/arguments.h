@@ -1,0 +1,17 @@
+// Arguments of a CIM method as they are typed on a command line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "broker/object_manager.h"
+
+namespace cli {
+
+// Reads NAME=VALUE texts, the value in the form of the parameter's type (broker::parse_value); the
+// first "=" separates. Throws Failure that names the text when it has no "=", when the method has
+// no such parameter or it comes twice, or when the value is none of its type.
+std::vector<broker::Argument> parse_arguments(const broker::MethodInfo& method,
+                                              const std::vector<std::string>& texts);
+
+}  // namespace cli

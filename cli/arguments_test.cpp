@@ -1,0 +1,55 @@
+#include "cli/arguments.h"
+
+#include <gmock/gmock.h>
+
+#include "cli/failure.h"
+
+namespace cli {
+namespace {
+
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+const broker::MethodInfo& method(std::string_view class_name, std::string_view name) {
+  return *broker::generated_schema().get(class_name).find_method(name);
+}
+
+const broker::MethodInfo& state_change() {
+  return method("KAVRO_HDDTest_ConcreteJob", "RequestStateChange");
+}
+
+TEST(ParseArguments, TakesTheTypesOfTheMethod) {
+  const auto arguments = parse_arguments(
+      state_change(), {"requestedstate=2", "TimeoutPeriod=00000000000100.000000:000"});
+  ASSERT_EQ(arguments.size(), 2u);
+  EXPECT_EQ(arguments[0].name.view(), "RequestedState");
+  EXPECT_EQ(arguments[0].value, broker::Value(std::uint16_t{2}));
+  EXPECT_EQ(arguments[1].value, broker::Value::datetime("00000000000100.000000:000"));
+}
+
+TEST(ParseArguments, SeparatesAtTheFirstEqualsSign) {
+  const auto arguments = parse_arguments(method("KAVRO_HDDTest_DiagnosticService", "RunDiagnostic"),
+                                         {"ManagedElement=KAVRO_DiskDrive.DeviceID=\"/dev/sda\""});
+  ASSERT_EQ(arguments.size(), 1u);
+  EXPECT_EQ(arguments[0].value.as_path().key("DeviceID")->as_text(), "/dev/sda");
+}
+
+TEST(ParseArguments, SaysWhatIsWrong) {
+  const auto parse = [](const std::vector<std::string>& texts) {
+    return [texts] { parse_arguments(state_change(), texts); };
+  };
+  EXPECT_THAT(parse({"RequestedState"}),
+              ThrowsMessage<Failure>("'RequestedState' is no argument of the form NAME=VALUE"));
+  EXPECT_THAT(
+      parse({"State=2"}),
+      ThrowsMessage<Failure>(HasSubstr("has no parameter 'State'; it has RequestedState, ")));
+  EXPECT_THAT(parse({"RequestedState=x"}),
+              ThrowsMessage<Failure>(HasSubstr("parameter RequestedState: ")));
+  EXPECT_THAT(parse({"RequestedState=70000"}),
+              ThrowsMessage<Failure>(HasSubstr("parameter RequestedState: ")));
+  EXPECT_THAT(parse({"RequestedState=2", "REQUESTEDSTATE=3"}),
+              ThrowsMessage<Failure>("parameter RequestedState is given twice"));
+}
+
+}  // namespace
+}  // namespace cli

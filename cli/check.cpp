@@ -1,0 +1,58 @@
+// hddtest check: what on this machine keeps a test from running.
+#include <fmt/format.h>
+
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "cli/findings.h"
+#include "cli/json.h"
+#include "cli/output.h"
+#include "cli/text.h"
+
+namespace cli {
+namespace {
+
+constexpr int status_missing = 1;
+
+std::string line(const Finding& finding, const Output& output) {
+  // The label is laid out by its characters, so the colour comes last.
+  const std::string word = finding.ok ? "ok" : "missing";
+  std::string text = finding.found;
+  if (!finding.ok) text += "; " + finding.remedy;
+  const std::string label = fmt::format("{:9}{:14}", word, finding.name);
+  const std::string plain = labelled(label, escape(text), output.columns());
+  return output.coloured(word, finding.ok ? Colour::green : Colour::red) +
+         plain.substr(word.size());
+}
+
+Json json_of(const Finding& finding) {
+  return {{"name", finding.name},
+          {"ok", finding.ok},
+          {"found", finding.found},
+          {"remedy", finding.ok ? Json() : Json(finding.remedy)}};
+}
+
+int check(const Invocation& invocation) {
+  const std::vector<Finding> findings = all_findings(find_places(invocation.data));
+  Output& output = standard_output();
+  Json array = Json::array();
+  int missing = 0;
+  for (const Finding& finding : findings) {
+    array.push_back(json_of(finding));
+    missing += finding.ok ? 0 : 1;
+    if (!invocation.json) output.write(line(finding, output));
+  }
+  if (invocation.json) output.write(dump(array));
+  return missing > 0 ? status_missing : status_ok;
+}
+
+}  // namespace
+
+void add_check(CLI::App& program, Invocation& invocation) {
+  CLI::App* const command =
+      add_command(program, invocation, "check", "Tells what a test needs and this machine lacks.");
+  command->footer("Exit status: 0 when nothing is missing, else 1.");
+  command->callback(
+      [&invocation] { invocation.action = [&invocation] { return check(invocation); }; });
+}
+
+}  // namespace cli

@@ -1,0 +1,111 @@
+"""What the tests of the command share: a stand-in smartctl first on PATH, and ways to run the
+command, whose path is the first argument of the test program.
+
+The stand-in's lives end without waiting, unless a test says so.
+"""
+
+import fcntl
+import os
+import pathlib
+import pty
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import termios
+import unittest
+
+PROGRAM = pathlib.Path(sys.argv[1]).resolve()
+BUILD = PROGRAM.parent.parent
+
+# After the start of a test, the log shows $POLLS reads in progress and then $RESULT.
+STAND_IN = r"""#!/bin/sh
+for device; do :; done
+state=${0%/*}/state.$(printf %s "$device" | tr -c '[:alnum:]' _)
+case $1 in
+--version) echo 'smartctl 7.3 stand-in' ;;
+-i) rm -f "$state"
+    echo "SMART support is: ${SMART:-Enabled}"
+    exit "${INFORMATION_STATUS:-0}" ;;
+-t) : > "$state"; exit "${START_STATUS:-0}" ;;
+-l) echo 'SMART Self-test log structure revision number 1'
+    [ -e "$state" ] || exit 0
+    echo x >> "$state"
+    if [ "$(wc -l < "$state")" -le "${POLLS:-0}" ]
+    then echo '# 1  Short offline       Self-test routine in progress 90%      1217         -'
+    else printf "# 1  Short offline       ${RESULT:-Completed without error}       00%%      1217  -\n"
+    fi ;;
+esac
+"""
+
+MESSAGES = """<?xml version="1.0" encoding="UTF-8"?><diaganalysis version="1">
+<diagnostictest name="Hard Drive: Self Test"><result state="{state}"><errorcode>E</errorcode>
+<msg>{text}</msg></result></diagnostictest></diaganalysis>"""
+
+# What may move a cursor or change a terminal: every control but line feed.
+CONTROL = re.compile(r"[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+
+
+class CommandTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="hddtest_cli."))
+        self.addCleanup(shutil.rmtree, self.folder)
+        binaries = self.folder / "bin"
+        binaries.mkdir()
+        self.smartctl = binaries / "smartctl"
+        self.smartctl.write_text(STAND_IN)
+        self.smartctl.chmod(0o755)
+        self.log = self.folder / "log"
+        self.environment = dict(os.environ, PATH=f"{binaries}:/usr/bin:/bin",
+                                HVX_LOG_FILE=str(self.log), LC_ALL="C.UTF-8", TERM="xterm")
+        self.environment.pop("NO_COLOR", None)
+
+    def run_command(self, *arguments, **environment):
+        done = subprocess.run([PROGRAM, *arguments], capture_output=True, cwd=self.folder,
+                              env=dict(self.environment, **environment), timeout=120,
+                              stdin=subprocess.DEVNULL)
+        self.status = done.returncode
+        self.output = done.stdout.decode("utf-8")
+        self.errors = done.stderr.decode("utf-8")
+        return self.output
+
+    def expect(self, status, errors=""):
+        self.assertEqual((self.status, self.errors), (status, errors))
+
+    def expect_one_line(self, status, pattern):
+        """Nothing on standard output, one line on standard error."""
+        self.assertEqual(self.output, "")
+        self.assertEqual(self.status, status)
+        self.assertRegex(self.errors, rf"\Ahddtest: .*{pattern}.*\n\Z")
+
+    def data_folder(self, state="passed", text="T"):
+        data = self.folder / "data"
+        (data / "hddtest").mkdir(parents=True)
+        shutil.copy(BUILD / "share/hddtest/hddtest.reg", data / "hddtest")
+        (data / "hddtest/hddtest.msg.xml").write_text(MESSAGES.format(state=state, text=text))
+        return data
+
+    def on_terminal(self, *arguments, columns=60, **environment):
+        """What the command writes to a terminal of that width, and its status."""
+        master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        process = subprocess.Popen([PROGRAM, *arguments], stdin=slave, stdout=slave, stderr=slave,
+                                   cwd=self.folder, env=dict(self.environment, **environment))
+        os.close(slave)
+        written = b""
+        while True:
+            try:
+                piece = os.read(master, 65536)
+            except OSError:  # the terminal's last user has gone
+                break
+            if not piece:
+                break
+            written += piece
+        os.close(master)
+        return written.decode("utf-8"), process.wait(timeout=60)
+
+
+def main():
+    unittest.main(argv=sys.argv[:1] + sys.argv[2:])

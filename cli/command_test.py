@@ -1,0 +1,174 @@
+"""The command line, and the commands that test no drive, as their user meets them.
+
+    command_test.py PROGRAM
+"""
+
+import json
+import shutil
+import subprocess
+
+from command_case import PROGRAM, CommandTest, main
+
+SERVICE = ('KAVRO_HDDTest_DiagnosticService.SystemCreationClassName="KAVRO_ComputerSystem",'
+           'SystemName="",CreationClassName="KAVRO_HDDTest_DiagnosticService",'
+           'Name="Hard Drive: Self Test"')
+DRIVE = ('KAVRO_DiskDrive.SystemCreationClassName="KAVRO_ComputerSystem",SystemName="",'
+         'CreationClassName="KAVRO_DiskDrive",DeviceID="/dev/fake"')
+
+
+class Instances(CommandTest):
+    def test_service(self):
+        self.run_command("enumerate", "KAVRO_HDDTest_DiagnosticService")
+        self.expect(0)
+        lines = self.output.splitlines()
+        self.assertRegex(lines[0], r"^root/cimv2:KAVRO_HDDTest_DiagnosticService\..*"
+                                   r'Name="Hard Drive: Self Test"')
+        self.assertIn("  OperationalStatus        2", lines)
+        self.assertIn("  Started                  true", lines)
+        self.assertNotIn("HealthState", self.output)
+
+    def test_service_as_json(self):
+        (service,) = json.loads(
+            self.run_command("enumerate", "--json", "kavro_hddtest_diagnosticservice"))
+        self.assertEqual(service["OperationalStatus"], [2])
+        self.assertIs(service["Started"], True)
+        self.assertEqual(service["SystemName"], "")
+        self.assertIsNone(service["HealthState"])
+
+    def test_no_instance(self):
+        self.run_command("enumerate", "KAVRO_HDDTest_ConcreteJob")
+        self.expect(0)
+        self.assertEqual(self.output, "There is no instance of KAVRO_HDDTest_ConcreteJob.\n")
+        self.assertEqual(
+            json.loads(self.run_command("enumerate", "KAVRO_HDDTest_ConcreteJob", "--json")), [])
+
+    def test_unknown_class(self):
+        self.run_command("enumerate", "KAVRO_None")
+        self.expect_one_line(3, r"there is no class KAVRO_None \(CIM_ERR_INVALID_CLASS\)")
+        self.run_command("enumerate", "KAVRO\x1b[2J\nNone")
+        self.expect_one_line(3, r"KAVRO\\x1b\[2J\\nNone")
+
+    def test_path_of_an_instance_can_be_invoked(self):
+        self.run_command("enumerate", "KAVRO_HDDTest_DiagnosticService")
+        path = self.output.splitlines()[0]
+        self.run_command("invoke", path, "rundiagnostic", f"managedelement={DRIVE}")
+        self.expect(0)
+        self.assertEqual(
+            self.output, "Return value: 0\n"
+            'Job: root/cimv2:KAVRO_HDDTest_ConcreteJob.InstanceID="HDDTest_ConcreteJob001"\n')
+
+    def test_invoke_as_json(self):
+        answer = json.loads(self.run_command("invoke", "--json", SERVICE, "RunDiagnostic",
+                                             f"ManagedElement={DRIVE}"))
+        self.assertEqual(answer["return"], 0)
+        self.assertEqual(
+            answer["out"]["Job"],
+            'root/cimv2:KAVRO_HDDTest_ConcreteJob.InstanceID="HDDTest_ConcreteJob001"')
+
+    def test_invoke_says_what_is_wrong(self):
+        for arguments, pattern in [
+            ([SERVICE, "None"], "has no method 'None'; it has .*RunDiagnostic"),
+            ([SERVICE, "RunDiagnostic", "x"], "'x' is no argument of the form NAME=VALUE"),
+            ([SERVICE, "RunDiagnostic", "x=1"], "has no parameter 'x'; it has ManagedElement"),
+            ([SERVICE, "StartService"], "CIM_ERR_"),
+            (["KAVRO_None", "RunDiagnostic"], "there is no class KAVRO_None"),
+            (["=", "RunDiagnostic"], "CIM_ERR_INVALID_PARAMETER"),
+        ]:
+            self.run_command("invoke", *arguments)
+            self.expect_one_line(3, pattern)
+
+
+class Check(CommandTest):
+    def findings(self, *arguments, **environment):
+        found = json.loads(self.run_command("check", "--json", *arguments, **environment))
+        self.assertEqual(self.status, 0 if all(finding["ok"] for finding in found) else 1)
+        return {finding["name"]: finding for finding in found}
+
+    def test_names_everything(self):
+        self.run_command("check")
+        self.assertEqual(self.errors, "")
+        names = [line[9:].split()[0] for line in self.output.splitlines()]
+        self.assertEqual(names, ["privileges", "smartctl", "hwinfo", "log", "messages",
+                                 "registration", "module"])
+        self.assertRegex(self.output, r"(?m)^ok       smartctl      .*\(smartctl 7.3 stand-in\)$")
+        self.assertRegex(self.output,
+                         r"(?m)^ok       module        \d+ classes answer from .*libhddtest.cmpi.so")
+
+    def test_missing_files(self):
+        data = self.data_folder()
+        shutil.rmtree(data / "hddtest")
+        findings = self.findings("--data", data)
+        for name in ["messages", "registration", "module"]:
+            self.assertFalse(findings[name]["ok"], name)
+            self.assertTrue(findings[name]["remedy"])
+        self.assertEqual(self.status, 1)
+        self.run_command("check", "--data", data)
+        self.assertRegex(self.output, r"(?m)^missing  messages      .*hddtest.msg.xml: No such file "
+                                      r"or directory; reinstall hddtest, or name its data")
+
+    def test_missing_data_folder(self):
+        self.assertIn("none", self.findings("--data", "none")["module"]["found"])
+
+    def test_log_that_cannot_be_written(self):
+        finding = self.findings(HVX_LOG_FILE=str(self.folder / "none/log"))["log"]
+        self.assertEqual((finding["ok"], self.status), (False, 1))
+        self.assertIn("HVX_LOG_FILE", finding["remedy"])
+
+    def test_smartctl_that_does_not_run(self):
+        self.smartctl.write_text("#!/bin/sh\nexit 7\n")
+        finding = self.findings()["smartctl"]
+        self.assertEqual((finding["ok"], self.status), (False, 1))
+        self.assertEqual(finding["found"], f"{self.smartctl} ends with status 7")
+
+    def test_smartctl_that_is_not_there(self):
+        self.smartctl.unlink()
+        hide = "mount -t tmpfs none /usr/sbin && mount -t tmpfs none /usr/local/sbin"
+        if subprocess.run(["unshare", "-m", "sh", "-c", hide], capture_output=True).returncode:
+            self.skipTest("only root hides the machine's own smartctl")
+        done = subprocess.run(["unshare", "-m", "sh", "-c", f'{hide} && exec "$0" check', PROGRAM],
+                              env=self.environment, capture_output=True, text=True, timeout=60)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("missing  smartctl      not found; install the package smartmontools\n",
+                      done.stdout)
+        self.assertIn("missing  hwinfo        not found; install the package hwinfo\n", done.stdout)
+
+
+class CommandLine(CommandTest):
+    def test_version(self):
+        self.run_command("--version")
+        self.expect(0)
+        self.assertRegex(self.output, r"\Ahddtest \d+\.\d+\.\d+\n\Z")
+
+    def test_help(self):
+        self.run_command("--help")
+        self.expect(0)
+        for command in ["run", "check", "enumerate", "invoke"]:
+            self.assertRegex(self.output, rf"(?m)^  {command} ")
+            self.run_command(command, "--help")
+            self.expect(0)
+            self.assertIn(f"Usage: hddtest {command}", self.output)
+            self.assertIn("Exit status: ", self.output)
+            self.run_command("--help")
+
+    def test_what_cannot_be_understood_is_one_line(self):
+        for arguments, pattern in [
+            ([], "no command was given; see hddtest --help"),
+            (["none"], "there is no command 'none'; see hddtest --help"),
+            ([""], "there is no command ''"),
+            (["--none"], "there is no option '--none'; see hddtest --help"),
+            (["run"], "DEVICE is required; see hddtest run --help"),
+            (["run", "--none", "/dev/sda"], "--none; see hddtest run --help"),
+            (["run", "--data"], "see hddtest run --help"),
+            (["enumerate", "A", "B"], "see hddtest enumerate --help"),
+            (["enumerate", "A", "--\x1b[2J"], r"--\\x1b\[2J; see"),
+        ]:
+            self.run_command(*arguments)
+            self.expect_one_line(3, pattern)
+
+    def test_shared_options_stand_before_or_behind_the_command(self):
+        self.assertEqual(
+            json.loads(self.run_command("--json", "enumerate", "KAVRO_HDDTest_ConcreteJob")), [])
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,35 @@
+// One test of one drive, asked for as any client would: RunDiagnostic on the service instance, then
+// the job and the completion record that it left.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "broker/object_manager.h"
+#include "cli/outcome.h"
+#include "cli/progress_line.h"
+
+namespace cli {
+
+struct DriveResult {
+  std::string device;  // as the user named it
+  std::optional<Outcome>
+      outcome{};  // nothing: the drive could not be tested, and no record was made
+  std::optional<std::string>
+      reason{};                        // the last failure that the run noted, or why there was none
+  std::optional<std::string> entry{};  // the entry of the drive's own log that decided
+  std::optional<broker::Instance> job{};
+  std::optional<broker::Instance> record{};
+  std::chrono::seconds elapsed{0};
+};
+
+// Nothing, or why the path is no drive.
+std::optional<std::string> refusal(const std::string& path);
+
+// Tests the drive that the module will know by this text; blocks until it is done, which may be ten
+// minutes. line must have been made for this test.
+DriveResult test_drive(broker::ObjectManager& manager, const std::string& device,
+                       const ProgressLine& line);
+
+}  // namespace cli

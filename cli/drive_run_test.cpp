@@ -1,0 +1,173 @@
+// Whole runs in this process: the real module, a stand-in smartctl, and no waiting.
+#include "cli/drive_run.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "cli/log_texts.h"
+#include "cli/manager.h"
+#include "platform/support/logger.h"
+
+// What the module calls between two reads of a drive's log.
+extern "C" __attribute__((visibility("default"))) unsigned sleep(unsigned) { return 0; }
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Reads of the log after the test was started take the next file while there is one.
+constexpr const char* stand_in = R"sh(#!/bin/sh
+cd "${0%/*}"
+case $1 in
+-i) echo 'SMART support is: Enabled' ;;
+-t) : > started ;;
+-l) echo 'SMART Self-test log structure revision number 1'
+    [ -e started ] || exit 0
+    echo x >> reads
+    cat "log$(wc -l < reads)" 2>/dev/null || cat last ;;
+esac
+)sh";
+
+class DriveRun : public testing::Test {
+ protected:
+  DriveRun() {
+    std::string name = fs::temp_directory_path() / "hddtest_cli.XXXXXX";
+    folder_ = mkdtemp(name.data());
+    write("smartctl", stand_in);
+    fs::permissions(folder_ / "smartctl", fs::perms::owner_all);
+    path_ = getenv("PATH");
+    setenv("PATH", (folder_.string() + ":" + path_).c_str(), 1);
+    places_.data = HDDTEST_DATA_DIR;
+    places_.registration = places_.data / "hddtest/hddtest.reg";
+    places_.libraries = {HDDTEST_LIBRARY_DIR};
+  }
+  ~DriveRun() override {
+    setenv("PATH", path_.c_str(), 1);
+    fs::current_path("/");
+    fs::remove_all(folder_);
+  }
+
+  void write(const char* name, const std::string& text) {
+    std::ofstream(folder_ / name) << text << std::flush;
+  }
+
+  static std::string entry(const std::string& text) {
+    return "# 1  Short offline       " + text + "      1217         -\n";
+  }
+
+  DriveResult test(const std::string& device = "/dev/fake") {
+    const auto manager = make_manager(places_);
+    const ProgressLine line(nullptr, false, {});
+    return test_drive(*manager, device, line);
+  }
+
+  fs::path folder_;
+  std::string path_;
+  Places places_;
+};
+
+TEST_F(DriveRun, PassedHasRecordAndJobOfTheRun) {
+  write("last", entry("Completed without error       00%"));
+  const DriveResult result = test();
+  EXPECT_EQ(result.outcome, Outcome::passed);
+  EXPECT_EQ(result.reason, std::nullopt);
+  EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
+  ASSERT_TRUE(result.job && result.record);
+  EXPECT_EQ(result.job->text("InstanceID"), result.record->text("InstanceID"));
+  EXPECT_EQ(result.record->text("ManagedElementName"), "/dev/fake");
+  EXPECT_TRUE(result.record->text("RecordData").starts_with("HDST-000: "));
+}
+
+TEST_F(DriveRun, LaterRunsFindTheirOwnRecord) {
+  write("last", entry("Completed without error       00%"));
+  const auto manager = make_manager(places_);
+  for (const char* device : {"/dev/one", "/dev/two", "/dev/three"}) {
+    fs::remove(folder_ / "started");
+    const ProgressLine line(nullptr, false, {});
+    const DriveResult result = test_drive(*manager, device, line);
+    ASSERT_TRUE(result.record);
+    EXPECT_EQ(result.record->text("ManagedElementName"), device);
+  }
+}
+
+TEST_F(DriveRun, TimeOutHasItsReason) {
+  write("last", entry("Self-test routine in progress 10%"));
+  const DriveResult result = test();
+  EXPECT_EQ(result.outcome, Outcome::failed);
+  EXPECT_EQ(result.reason, "Self-Test  on /dev/fake does not finish in pre-set time.");
+}
+
+TEST_F(DriveRun, RefusedNameHasReasonButNoOutcome) {
+  for (const char* device : {"", "-x"}) {
+    const DriveResult result = test(device);
+    EXPECT_EQ(result.outcome, std::nullopt);
+    EXPECT_FALSE(result.job || result.record);
+    ASSERT_TRUE(result.reason);
+    EXPECT_TRUE(result.reason->starts_with("No test was run: ")) << *result.reason;
+  }
+}
+
+TEST_F(DriveRun, UnreadableLogIsAnErrorOfTheCall) {
+  write("last", "no entry\n");  // a log without any, which no drive should print
+  const DriveResult result = test();
+  EXPECT_EQ(result.outcome, std::nullopt);
+  ASSERT_TRUE(result.reason);
+  EXPECT_NE(result.reason->find("CIM_ERR_FAILED"), std::string::npos) << *result.reason;
+}
+
+// The table of log texts against the module's own lines.
+TEST_F(DriveRun, ModuleWritesEveryTextOfTheTable) {
+  static std::vector<std::string> lines;
+  NKVRHVX20::SetLogSink([](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
+                           void*) { lines.push_back(std::to_string(severity) + text); },
+                        nullptr);
+  const auto manager = make_manager(places_);
+  const auto run = [&] {
+    fs::remove(folder_ / "started");
+    fs::remove(folder_ / "reads");
+    manager->invoke_method(
+        broker::ObjectPath::parse(
+            "KAVRO_HDDTest_DiagnosticService.SystemCreationClassName=\"KAVRO_ComputerSystem\","
+            "SystemName=\"\",CreationClassName=\"KAVRO_HDDTest_DiagnosticService\","
+            "Name=\"Hard Drive: Self Test\""),
+        "RunDiagnostic",
+        {{"ManagedElement",
+          broker::ObjectPath::parse("KAVRO_DiskDrive.DeviceID=\"/dev/fake\",SystemName=\"\","
+                                    "SystemCreationClassName=\"\",CreationClassName=\"\"")}});
+  };
+  write("last", entry("Completed without error       00%"));
+  run();  // ends because the log has changed
+  write("log1", entry("Self-test routine in progress 90%"));
+  run();  // ends because the test is over
+  NKVRHVX20::SetLogSink(nullptr, nullptr);
+
+  const auto written = [](std::string_view begins) {
+    for (const std::string& line : lines)
+      if (line.starts_with("3" + std::string(begins))) return true;
+    return false;
+  };
+  for (const LogText& text : step_texts) EXPECT_TRUE(written(text.begins)) << text.begins;
+  EXPECT_TRUE(written(poll_text));
+  EXPECT_TRUE(written(latest_entry_text));
+  Progress progress;
+  bool shown = false;
+  for (const std::string& line : lines) {
+    progress.take(line[0] - '0', line.substr(1));
+    shown = shown || progress.shown() == "testing, 90% remaining";
+  }
+  EXPECT_TRUE(shown);
+}
+
+TEST(Refusal, TakesBlockDevicesOnly) {
+  EXPECT_EQ(refusal("/dev/null"), "not a block device");
+  EXPECT_EQ(refusal("/etc/passwd"), "not a block device");
+  EXPECT_EQ(refusal("/dev"), "not a block device");
+  EXPECT_EQ(refusal("/no/such"), "No such file or directory");
+}
+
+}  // namespace
+}  // namespace cli

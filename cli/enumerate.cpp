@@ -1,0 +1,65 @@
+// hddtest enumerate: the instances of a class.
+#include <fmt/format.h>
+
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/manager.h"
+#include "cli/output.h"
+#include "cli/text.h"
+
+namespace cli {
+namespace {
+
+// The path, then a line for each property that is not null.
+std::string readable(const broker::Instance& instance, std::size_t columns) {
+  std::size_t width = 0;
+  for (const broker::Property& property : instance.properties)
+    if (!property.value.is_null()) width = std::max(width, property.name.view().size());
+  std::string text = escape(instance.path.to_text()) + "\n";
+  for (const broker::Property& property : instance.properties) {
+    if (property.value.is_null()) continue;
+    const std::string label = fmt::format("  {:{}}  ", property.name.view(), width);
+    text += labelled(label, broker::to_text(property.value), columns);
+  }
+  return text;
+}
+
+int enumerate(const std::string& class_name, const Invocation& invocation) {
+  const auto manager = make_manager(find_places(invocation.data));
+  const std::vector<broker::Instance> instances =
+      manager->enumerate_instances(manager->schema().get(class_name).name().view());
+  Output& output = standard_output();
+  if (invocation.json) {
+    Json array = Json::array();
+    for (const broker::Instance& instance : instances) array.push_back(to_json(instance));
+    output.write(dump(array));
+    return status_ok;
+  }
+  if (instances.empty()) output.write("There is no instance of " + escape(class_name) + ".\n");
+  std::string separator;
+  for (const broker::Instance& instance : instances) {
+    output.write(separator + readable(instance, output.columns()));
+    separator = "\n";
+  }
+  return status_ok;
+}
+
+}  // namespace
+
+void add_enumerate(CLI::App& program, Invocation& invocation) {
+  CLI::App* const command =
+      add_command(program, invocation, "enumerate", "Lists the instances of a class.");
+  auto class_name = std::make_shared<std::string>();
+  command->add_option("CLASS", *class_name, "A class, such as KAVRO_HDDTest_DiagnosticService")
+      ->required()
+      ->type_name("");
+  command->footer(
+      "Instances of subclasses are listed too. Properties that are null are left out, and\n"
+      "are null in JSON. Exit status: 0, or 3 if the class cannot be asked.");
+  command->callback([&invocation, class_name] {
+    invocation.action = [&invocation, class_name] { return enumerate(*class_name, invocation); };
+  });
+}
+
+}  // namespace cli

@@ -1,0 +1,142 @@
+#include "cli/findings.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+#include "cli/failure.h"
+#include "cli/manager.h"
+#include "cli/progress_line.h"
+#include "platform/support/osspecific.h"
+#include "platform/support/program.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int version_seconds = 20;
+
+bool has_raw_io(std::string_view status) {
+  constexpr std::string_view label = "CapEff:\t";
+  constexpr int cap_sys_rawio = 17;
+  const std::size_t at = status.find(label);
+  if (at == std::string_view::npos) return false;
+  std::uint64_t effective = 0;
+  const char* const digits = status.data() + at + label.size();
+  std::from_chars(digits, status.data() + status.size(), effective, 16);
+  return (effective >> cap_sys_rawio & 1) != 0;
+}
+
+std::string first_line(std::string_view text) {
+  return std::string(text.substr(0, text.find('\n')));
+}
+
+VersionAnswer ask_version(const std::string& name) {
+  VersionAnswer answer{NKVRHVX20::FindProgram(name), -1, {}, {}};
+  if (answer.path.empty()) return answer;
+  const ProgressLine log(nullptr, false, {});
+  answer.status = NKVRHVX20::TOSSpecific::SpawnProcess(answer.path, {"--version"}, answer.output,
+                                                       version_seconds);
+  answer.fault = log.progress().reason().value_or("");
+  return answer;
+}
+
+// Nothing, or why the logger cannot write there.
+std::string writing_fault(const fs::path& file) {
+  std::error_code error;
+  if (!fs::exists(file, error)) {
+    const fs::path folder = file.parent_path();
+    if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0) return {};
+    return folder.string() + ": " + std::strerror(errno);
+  }
+  const int descriptor =
+      open(file.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) return file.string() + ": " + std::strerror(errno);
+  close(descriptor);
+  return {};
+}
+
+}  // namespace
+
+Finding privileges_finding(bool root, std::string_view status) {
+  const std::string name = "privileges";
+  if (has_raw_io(status)) return {name, true, root ? "root, CAP_SYS_RAWIO" : "CAP_SYS_RAWIO", ""};
+  if (!root) return {name, false, "not root", "run hddtest as root, for example with sudo"};
+  return {name, false, "root, but without CAP_SYS_RAWIO",
+          "give that capability to the container or service"};
+}
+
+Finding program_finding(const std::string& name, const std::string& package,
+                        const VersionAnswer& answer) {
+  if (answer.path.empty()) return {name, false, "not found", "install the package " + package};
+  if (answer.status == 0)
+    return {name, true, fmt::format("{} ({})", answer.path, first_line(answer.output)), ""};
+  std::string why = answer.path + " cannot be run";
+  if (answer.status > 0) why = fmt::format("{} ends with status {}", answer.path, answer.status);
+  if (!answer.fault.empty()) why += ": " + answer.fault;
+  return {name, false, why,
+          "reinstall the package " + (answer.fault.empty() ? package : "hddtest")};
+}
+
+Finding file_finding(const std::string& name, const fs::path& file) {
+  const std::string fault = reading_fault(file);
+  if (fault.empty()) return {name, true, file, ""};
+  return {name, false, file.string() + ": " + fault,
+          "reinstall hddtest, or name its data with --data"};
+}
+
+Finding log_finding(const std::string& file) {
+  if (file == "-") return {"log", true, "standard error", ""};
+  const std::string fault = writing_fault(file);
+  if (fault.empty()) return {"log", true, file, ""};
+  return {"log", false, fault,
+          "make the folder and let hddtest write there, or name another file with HVX_LOG_FILE; "
+          "meanwhile the lines go to the journal, if there is one"};
+}
+
+Finding module_finding(const Places& places) {
+  std::string asked;
+  const auto missing = [&](const std::string& why) {
+    return Finding{"module", false, asked.empty() ? why : asked + ": " + why,
+                   "reinstall hddtest with all of its libraries"};
+  };
+  try {
+    const auto manager = make_manager(places);
+    std::set<std::string> libraries;
+    std::size_t classes = 0;
+    for (const auto& entry : broker::read_registration(places.registration)) {
+      if (!entry.instance || entry.association) continue;
+      asked = entry.class_name;
+      manager->enumerate_instances(asked);
+      libraries.insert("lib" + entry.location + ".so");
+      ++classes;
+    }
+    asked.clear();
+    if (libraries.empty()) return missing("no class is registered");
+    return {"module", true,
+            fmt::format("{} classes answer from {}", classes, fmt::join(libraries, ", ")), ""};
+  } catch (const std::exception& error) {
+    return missing(error.what());
+  }
+}
+
+std::vector<Finding> all_findings(const Places& places) {
+  std::ifstream stream("/proc/self/status");
+  const std::string status{std::istreambuf_iterator<char>(stream), {}};
+  return {privileges_finding(geteuid() == 0, status),
+          program_finding("smartctl", "smartmontools", ask_version("smartctl")),
+          program_finding("hwinfo", "hwinfo", ask_version("hwinfo")),
+          log_finding(log_file(places)),
+          file_finding("messages", places.message_file),
+          file_finding("registration", places.registration),
+          module_finding(places)};
+}
+
+}  // namespace cli

@@ -1,0 +1,48 @@
+// What a test needs of the machine, looked at one thing at a time.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/places.h"
+
+namespace cli {
+
+struct Finding {
+  std::string name;
+  bool ok;
+  std::string found;   // what is there, or what is wrong
+  std::string remedy;  // what to do; empty when ok
+};
+
+// status: the text of /proc/self/status, which holds the capabilities.
+Finding privileges_finding(bool root, std::string_view status);
+
+// A program at this path (empty: none was found) that was asked for its version: what it printed
+// and its exit code, -1 when it did not end by exiting; fault: why it could not be started, if
+// known.
+struct VersionAnswer {
+  std::string path;
+  int status;
+  std::string output;
+  std::string fault;
+};
+Finding program_finding(const std::string& name, const std::string& package,
+                        const VersionAnswer& answer);
+
+// The message file, the registration.
+Finding file_finding(const std::string& name, const std::filesystem::path& file);
+
+// file: the log's destination, "-" for standard error.
+Finding log_finding(const std::string& file);
+
+// Loads every provider library that is registered, and asks every class that is no association
+// for its instances. Enters the data folder. May take as long as these classes take.
+Finding module_finding(const Places& places);
+
+// All of them. Runs smartctl and hwinfo for their versions.
+std::vector<Finding> all_findings(const Places& places);
+
+}  // namespace cli

@@ -1,0 +1,108 @@
+#include "cli/findings.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(Privileges, AreACapabilityNotAName) {
+  const std::string with = "CapPrm:\t0000000000000000\nCapEff:\t0000000000020000\n";
+  const std::string without = "CapPrm:\t0000000000020000\nCapEff:\t000001fffefdffff\n";
+  EXPECT_TRUE(privileges_finding(true, with).ok);
+  EXPECT_TRUE(privileges_finding(false, with).ok);
+  EXPECT_FALSE(privileges_finding(true, without).ok);
+  EXPECT_FALSE(privileges_finding(false, without).ok);
+  EXPECT_FALSE(privileges_finding(false, "").ok);
+  EXPECT_EQ(privileges_finding(false, without).remedy,
+            "run hddtest as root, for example with sudo");
+}
+
+TEST(Program, IsThereWhenItTellsItsVersion) {
+  const Finding finding = program_finding(
+      "smartctl", "smartmontools", {"/usr/sbin/smartctl", 0, "smartctl 7.3 2022\nmore\n", ""});
+  EXPECT_TRUE(finding.ok);
+  EXPECT_EQ(finding.found, "/usr/sbin/smartctl (smartctl 7.3 2022)");
+  EXPECT_EQ(finding.remedy, "");
+}
+
+TEST(Program, IsMissingWhenNotFoundOrNotRunning) {
+  struct Case {
+    VersionAnswer answer;
+    const char* found;
+    const char* remedy;
+  };
+  const Case cases[] = {
+      {{"", -1, "", ""}, "not found", "install the package p"},
+      {{"/x", 127, "", ""}, "/x ends with status 127", "reinstall the package p"},
+      {{"/x", -1, "", ""}, "/x cannot be run", "reinstall the package p"},
+      {{"/x", -1, "", "no hvx-run"},
+       "/x cannot be run: no hvx-run",
+       "reinstall the package hddtest"},
+  };
+  for (const Case& one : cases) {
+    const Finding finding = program_finding("x", "p", one.answer);
+    EXPECT_FALSE(finding.ok);
+    EXPECT_EQ(finding.found, one.found);
+    EXPECT_EQ(finding.remedy, one.remedy);
+  }
+}
+
+class Files : public testing::Test {
+ protected:
+  Files() {
+    std::string name = fs::temp_directory_path() / "hddtest_cli.XXXXXX";
+    folder_ = mkdtemp(name.data());
+    std::ofstream(folder_ / "file") << "text";
+  }
+  ~Files() override { fs::remove_all(folder_); }
+  fs::path folder_;
+};
+
+TEST_F(Files, AreThereWhenTheyCanBeRead) {
+  EXPECT_TRUE(file_finding("messages", folder_ / "file").ok);
+  EXPECT_EQ(file_finding("messages", folder_ / "none").found,
+            (folder_ / "none").string() + ": No such file or directory");
+  EXPECT_EQ(file_finding("messages", folder_).found, folder_.string() + ": not a regular file");
+}
+
+TEST_F(Files, TakeLogLinesWhenTheyOrTheirFolderCanBeWritten) {
+  EXPECT_TRUE(log_finding("-").ok);
+  EXPECT_TRUE(log_finding(folder_ / "file").ok);
+  EXPECT_TRUE(log_finding(folder_ / "new").ok);
+  EXPECT_FALSE(fs::exists(folder_ / "new")) << "looking makes no file";
+  EXPECT_FALSE(log_finding(folder_).ok);
+  EXPECT_FALSE(log_finding(folder_ / "none/log").ok);
+  EXPECT_FALSE(log_finding(folder_ / "file/log").ok);
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  EXPECT_FALSE(log_finding(folder_ / "pipe").ok) << "nobody reads it";
+}
+
+TEST_F(Files, MakeNoModuleWithoutRegistration) {
+  Places places;
+  places.data = folder_;
+  places.registration = folder_ / "hddtest/hddtest.reg";
+  const Finding finding = module_finding(places);
+  EXPECT_FALSE(finding.ok);
+  EXPECT_NE(finding.found.find("hddtest.reg"), std::string::npos) << finding.found;
+}
+
+TEST_F(Files, NameTheLibraryThatIsMissing) {
+  Places places;
+  places.data = folder_;
+  places.registration = folder_ / "reg";
+  places.libraries = {folder_ / "lib"};
+  std::ofstream(places.registration) << "[KAVRO_DiskDrive]\n  provider: P\n  location: absent\n"
+                                        "  type: instance\n  namespace: root/cimv2\n";
+  const Finding finding = module_finding(places);
+  EXPECT_FALSE(finding.ok);
+  EXPECT_NE(finding.found.find("libabsent.so"), std::string::npos) << finding.found;
+}
+
+}  // namespace
+}  // namespace cli

@@ -1,0 +1,56 @@
+#include "cli/manager.h"
+
+#include <string_view>
+
+#include "platform/support/logger.h"
+
+namespace cli {
+namespace {
+
+void note(int severity, const std::string& text) {
+  using NKVRHVX20::ILogger;
+  NKVRHVX20::TRootObject::GetCoreLogger()->Log(static_cast<ILogger::EHVXLogSeverity>(severity),
+                                               text);
+}
+
+// What helps against an error whose description holds a text (empty: any).
+struct Advice {
+  broker::Status status;
+  std::string_view holds;
+  std::string_view text;
+};
+
+constexpr Advice advices[] = {
+    {broker::Status::Failed, "registration", "reinstall hddtest, or name its data with --data"},
+    {broker::Status::Failed, "provider", "'hddtest check' tells what is missing"},
+    {broker::Status::InvalidNamespace, "", "the name space is root/cimv2"},
+    {broker::Status::NotFound, "", "'hddtest enumerate CLASS' lists the paths that there are"},
+};
+
+}  // namespace
+
+std::unique_ptr<broker::ObjectManager> make_manager(const Places& places) {
+  enter_data_folder(places);
+  broker::Options options;
+  options.registration = broker::read_registration(places.registration);
+  options.library_folders = places.libraries;
+  options.log = note;
+  return std::make_unique<broker::ObjectManager>(broker::generated_schema(), std::move(options));
+}
+
+std::string error_text(const broker::Error& error) {
+  std::string text = error.description();
+  if (const std::string name = broker::status_name(error.status()); text != name)
+    text += " (" + name + ")";
+  for (const Advice& advice : advices) {
+    if (error.status() != advice.status ||
+        error.description().find(advice.holds) == std::string::npos)
+      continue;
+    text += "; ";
+    text += advice.text;
+    break;
+  }
+  return text;
+}
+
+}  // namespace cli

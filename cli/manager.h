@@ -1,0 +1,20 @@
+// The object manager that the command asks.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "broker/object_manager.h"
+#include "cli/places.h"
+
+namespace cli {
+
+// Enters the data folder and makes the object manager of the registration there. What it and its
+// providers note goes to the core log. Throws Failure and broker::Error.
+std::unique_ptr<broker::ObjectManager> make_manager(const Places& places);
+
+// One line for an error of the object manager: what it says, its status, and what to do where
+// that is known.
+std::string error_text(const broker::Error& error);
+
+}  // namespace cli

@@ -1,0 +1,71 @@
+#include "cli/progress.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+namespace cli {
+namespace {
+
+constexpr std::string_view blanks = " \t\r\n";
+
+std::string without_long_blanks(std::string_view text) {
+  std::string result;
+  while (true) {
+    const std::size_t begin = text.find_first_not_of(blanks);
+    if (begin == std::string_view::npos) return result;
+    text.remove_prefix(begin);
+    const std::size_t end = std::min(text.find_first_of(blanks), text.size());
+    if (!result.empty()) result += ' ';
+    result += text.substr(0, end);
+    text.remove_prefix(end);
+  }
+}
+
+}  // namespace
+
+std::optional<int> remaining_percentage(std::string_view log) {
+  const std::size_t begin = log.find('#');
+  if (begin == std::string_view::npos) return std::nullopt;
+  std::string_view entry = log.substr(begin, log.find('#', begin + 1) - begin);
+  entry = entry.substr(0, entry.find('\n'));
+  const std::size_t found = entry.find(in_progress_text);
+  if (found == std::string_view::npos) return std::nullopt;
+  entry.remove_prefix(found + in_progress_text.size());
+  entry.remove_prefix(std::min(entry.find_first_not_of(" ."), entry.size()));
+  int percentage = 0;
+  const auto [end, error] = std::from_chars(entry.data(), entry.data() + entry.size(), percentage);
+  const bool given = error == std::errc() && end != entry.data() + entry.size() && *end == '%';
+  if (!given || percentage < 0 || percentage > 100) return std::nullopt;
+  return percentage;
+}
+
+bool Progress::take(int severity, std::string_view text) {
+  if (severity == 0) {
+    reason_ = text;
+    return false;
+  }
+  if (text.starts_with(poll_text)) {
+    const std::optional<int> remaining = remaining_percentage(text.substr(poll_text.size()));
+    return remaining && remaining != std::exchange(remaining_, remaining);
+  }
+  if (text.starts_with(latest_entry_text)) {
+    entry_ = without_long_blanks(text.substr(latest_entry_text.size()));
+    return false;
+  }
+  for (const LogText& known : step_texts) {
+    if (!text.starts_with(known.begins)) continue;
+    step_ = known.step;
+    return std::exchange(doing_, known.shown) != known.shown;
+  }
+  return false;
+}
+
+std::string Progress::shown() const {
+  std::string text(doing_);
+  if (step_ == Step::testing && remaining_)
+    text += ", " + std::to_string(*remaining_) + "% remaining";
+  return text;
+}
+
+}  // namespace cli

@@ -1,0 +1,40 @@
+// What the lines of the core log tell of the test that is running.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "cli/log_texts.h"
+
+namespace cli {
+
+// The percentage of the test that remains, by the newest entry of a drive's self-test log; nothing
+// when no test is in progress, or when the drive does not say.
+std::optional<int> remaining_percentage(std::string_view log);
+
+// One test of one drive. For one thread at a time.
+class Progress {
+ public:
+  // Takes a line of the core log; true when what is to be shown has changed.
+  bool take(int severity, std::string_view text);
+
+  Step step() const { return step_; }
+  // As the drive told it last.
+  std::optional<int> remaining() const { return remaining_; }
+  // What the drive is doing: "testing, 90% remaining".
+  std::string shown() const;
+  // The last line of severity 0: why the test could not be done.
+  const std::optional<std::string>& reason() const { return reason_; }
+  // The entry of the drive's log that decided, as the drive wrote it, blanks run together.
+  const std::optional<std::string>& entry() const { return entry_; }
+
+ private:
+  Step step_ = Step::waiting;
+  std::string_view doing_ = "waiting";
+  std::optional<int> remaining_;
+  std::optional<std::string> reason_;
+  std::optional<std::string> entry_;
+};
+
+}  // namespace cli

@@ -1,0 +1,256 @@
+"""Tests of drives as the user of the command meets them: output, errors and exit status.
+
+    run_test.py PROGRAM
+"""
+
+import json
+import os
+import re
+import signal
+import stat
+import subprocess
+import time
+
+from command_case import CONTROL, PROGRAM, CommandTest, main
+
+
+class Run(CommandTest):
+    def test_passed(self):
+        self.run_command("run", "--force", "/dev/fake")
+        self.expect(0)
+        self.assertRegex(self.output, r"(?m)^/dev/fake: passed \(\d+:\d\d\)$")
+        self.assertIn("\n  Job:     HDDTest_ConcreteJob001\n", self.output)
+        self.assertIn("\n  Record:  HDST-000: ", self.output)
+        self.assertNotIn("Reason:", self.output)
+
+    def test_failed_by_the_drive(self):
+        self.run_command("run", "--force", "/dev/fake", RESULT="Completed: read failure")
+        self.expect(1)
+        self.assertRegex(self.output, r"(?m)^/dev/fake: failed ")
+        self.assertIn("\n  Log:     # 1 Short offline Completed: read failure ", self.output)
+
+    def test_failed_step_has_its_reason(self):
+        self.run_command("run", "--force", "/dev/fake", INFORMATION_STATUS="4")
+        self.expect(1)
+        self.assertIn("\n  Reason:  Check SMART support status /dev/fake Failed\n", self.output)
+
+    def test_aborted(self):
+        self.run_command("run", "--force", "/dev/fake", RESULT="Aborted by host")
+        self.expect(2)
+        self.assertRegex(self.output, r"(?m)^/dev/fake: aborted ")
+
+    def test_progress_of_the_drive_in_plain_lines(self):
+        self.run_command("run", "--force", "/dev/fake", POLLS="1")
+        self.expect(0)
+        self.assertRegex(self.output, r"(?m)^/dev/fake: testing, 90% remaining \(\d+:\d\d\)$")
+        self.assertNotRegex(self.output, CONTROL)
+
+    def test_several_drives_one_after_the_other(self):
+        self.run_command("run", "--force", "/dev/one", "/dev/two")
+        self.expect(0)
+        self.assertRegex(self.output, r"(?s)\[1/2\] /dev/one: testing .*/dev/one: passed .*"
+                                      r"Job001.*\[2/2\] /dev/two: testing .*/dev/two: passed .*Job002")
+
+    def test_json(self):
+        drives = json.loads(self.run_command("run", "--json", "--force", "/dev/fake"))
+        self.expect(0)
+        (drive,) = drives
+        self.assertEqual(list(drive), ["device", "outcome", "reason", "job", "record"])
+        self.assertEqual((drive["device"], drive["outcome"], drive["reason"]),
+                         ("/dev/fake", "passed", None))
+        job, record = drive["job"], drive["record"]
+        self.assertEqual([job["RunMonth"], job["RunDay"], job["RunDayOfWeek"]], [4, 1, 0])
+        self.assertEqual([job["OperationalStatus"], job["DeleteOnCompletion"]], [[8], False])
+        self.assertIsNone(job["OtherRecoveryAction"])
+        self.assertEqual(record["InstanceID"], job["InstanceID"])
+        self.assertEqual(record["CompletionState"], 2)
+        self.assertEqual(record["ManagedElementName"], "/dev/fake")
+
+    def test_json_of_a_failure_has_the_reason(self):
+        (drive,) = json.loads(self.run_command("run", "--json", "--force", "/dev/fake",
+                                               SMART="Disabled"))
+        self.expect(1)
+        self.assertEqual((drive["outcome"], drive["reason"]),
+                         ("failed", "SMART is not enabled on /dev/fake"))
+
+    def test_what_is_no_block_device_is_refused(self):
+        (self.folder / "disk").write_text("")
+        for device in ["/dev/null", "disk", "./disk", "/dev"]:
+            self.run_command("run", device)
+            self.expect_one_line(3, f"{device} was not tested: not a block device")
+        self.run_command("run", "none")
+        self.expect_one_line(3, "none was not tested: No such file or directory")
+        self.assertNotIn("RunDiagnostic", self.log.read_text() if self.log.exists() else "")
+
+    def test_refused_drive_stands_in_json_and_the_others_are_tested(self):
+        fake = self.block_device("disk")
+        drives = json.loads(self.run_command("run", "--json", "/dev/null", fake))
+        self.assertEqual(self.status, 3)
+        self.assertEqual(drives[0], {"device": "/dev/null", "outcome": None, "job": None,
+                                     "reason": "not a block device", "record": None})
+        self.assertEqual(drives[1]["outcome"], "passed")
+
+    def block_device(self, name):
+        """Its name; nothing ever opens it."""
+        try:
+            os.mknod(self.folder / name, stat.S_IFBLK | 0o600, os.makedev(7, 0))
+        except PermissionError:
+            self.skipTest("only root makes device files")
+        return name
+
+    def test_relative_device_is_one_of_the_callers_folder(self):
+        self.block_device("disk")
+        for name in ["disk", "./disk"]:
+            (drive,) = json.loads(self.run_command("run", "--json", name))
+            self.assertEqual(drive["device"], name)
+            self.assertEqual(drive["record"]["ManagedElementName"], str(self.folder / "disk"))
+
+    def test_forced_name_is_passed_on_as_it_stands(self):
+        (drive,) = json.loads(self.run_command("run", "--json", "--force", "./a b"))
+        self.assertEqual(drive["record"]["ManagedElementName"], "./a b")
+
+    def test_forced_name_that_no_test_takes(self):
+        self.run_command("run", "--force", "--", "-x")
+        self.expect_one_line(3, "-x was not tested: No test was run: ")
+
+    def test_name_of_a_command_is_a_device_all_the_same(self):
+        self.run_command("run", "--force", "check")
+        self.expect(0)
+        self.assertIn("check: passed", self.output)
+
+    def test_refuses_without_message_file(self):
+        data = self.data_folder()
+        (data / "hddtest/hddtest.msg.xml").unlink()
+        for json_option in [[], ["--json"]]:
+            self.run_command("run", "--data", data, "--force", "/dev/fake", *json_option)
+            self.expect_one_line(3, "no drive was tested.*hddtest.msg.xml: No such file")
+        self.assertFalse(self.log.exists(), "nothing was asked")
+
+    def test_refuses_without_registration(self):
+        data = self.data_folder()
+        (data / "hddtest/hddtest.reg").unlink()
+        self.run_command("run", "--data", data, "--force", "/dev/fake")
+        self.expect_one_line(3, "hddtest.reg: the registration cannot be read")
+
+    def test_data_folder_may_be_relative(self):
+        self.data_folder(text="of my own")
+        self.run_command("run", "--data", "data", "--force", "/dev/fake")
+        self.expect(0)
+        self.assertIn("\n  Record:  E: of my own\n", self.output)
+
+    def test_relative_log_file_is_one_of_the_callers_folder(self):
+        self.run_command("run", "--force", "/dev/fake", HVX_LOG_FILE="my.log")
+        self.expect(0)
+        self.assertIn("RunDiagnostic", (self.folder / "my.log").read_text())
+
+    def test_hostile_texts_do_not_reach_the_terminal(self):
+        data = self.data_folder(text="a&#x9b;2J\u202eb")
+        hostile = "/dev/\x1b[2Jx\x9b"
+        result = r"\033]0;x\007\377\233 Completed without error"
+        for arguments in [[], ["--json"]]:
+            self.run_command("run", "--data", data, *arguments, "--force", hostile, RESULT=result)
+            self.assertEqual(self.status, 0, self.errors)
+            self.assertNotRegex(self.output + self.errors, CONTROL)
+        written, _ = self.on_terminal("run", "--data", data, "--force", hostile, RESULT=result)
+        self.assertNotRegex(written, r"\x1b\[2J|\x1b\]|\x9b|\x07")
+        self.run_command("run", hostile)
+        self.assertNotRegex(self.errors, CONTROL)
+
+    def test_full_device_is_noticed(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([PROGRAM, "run", "--force", "/dev/fake"], stdout=full,
+                                  stderr=subprocess.PIPE, env=self.environment, timeout=60)
+        self.assertEqual(done.returncode, 3)
+        self.assertEqual(done.stderr, b"hddtest: cannot write the output: No space left on device\n")
+
+
+class Interrupted(CommandTest):
+    def interrupt(self, number, *arguments, prefix=()):
+        process = subprocess.Popen([*prefix, PROGRAM, "run", "--force", "/dev/fake", *arguments],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   cwd=self.folder, env=dict(self.environment, POLLS="2"))
+        self.wait_for("Test is in progress")
+        os.kill(process.pid, number)
+        output, errors = process.communicate(timeout=60)
+        self.output, self.errors = output.decode(), errors.decode()
+        return process.returncode
+
+    def wait_for(self, text):
+        deadline = time.monotonic() + 60
+        while time.monotonic() < deadline:
+            if self.log.exists() and text in self.log.read_text(errors="replace"):
+                return
+            time.sleep(0.05)
+        self.fail(f"the log never shows {text}")
+
+    def test_says_that_the_drive_goes_on_and_how_to_stop_it(self):
+        status = self.interrupt(signal.SIGINT)
+        self.assertEqual(status, -signal.SIGINT, "a shell sees 130")
+        self.assertEqual(self.errors, "hddtest: interrupted; the drive goes on testing by itself; "
+                                      "to stop it: smartctl -X /dev/fake\n")
+        self.assertNotIn("passed", self.output)
+
+    def test_shell_sees_130(self):
+        # The shell's own group is left alone: only the command is interrupted.
+        script = subprocess.Popen(
+            ["sh", "-c", f'"{PROGRAM}" run --force /dev/fake & echo $!; wait $!; echo $?'],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+            env=dict(self.environment, POLLS="2"), cwd=self.folder)
+        number = int(script.stdout.readline())
+        self.wait_for("Test is in progress")
+        os.kill(number, signal.SIGTERM)
+        output, _ = script.communicate(timeout=60)
+        self.assertEqual(output.splitlines()[-1], str(128 + signal.SIGTERM))
+
+    def test_prints_what_was_done_as_json(self):
+        self.interrupt(signal.SIGTERM, "--json")
+        self.assertEqual(json.loads(self.output), [])
+
+    def test_leaves_ignored_signals_ignored(self):
+        status = self.interrupt(signal.SIGHUP, prefix=["nohup"])
+        self.assertEqual(status, 0, self.errors)
+        self.assertIn("/dev/fake: passed", self.output)
+
+
+class Terminal(CommandTest):
+    def test_progress_is_one_line_written_over(self):
+        written, status = self.on_terminal("run", "--force", "/dev/fake", POLLS="1")
+        self.assertEqual(status, 0)
+        self.assertIn("\r/dev/fake: testing, 90% remaining (0:0", written)
+        before, report = written.split("\x1b[1;32mpassed\x1b[0m")
+        self.assertNotIn("\n", before)
+        self.assertTrue(before.endswith("\r\x1b[K/dev/fake: "), before)
+        for line in report.splitlines():
+            self.assertLessEqual(len(line), 60)
+
+    def test_progress_is_cut_in_the_middle(self):
+        written, _ = self.on_terminal("run", "--force", "/dev/disk/by-id/" + "x" * 100, columns=40)
+        lines = [line for line in re.split(r"\r|\x1b\[K", written) if "testing" in line]
+        self.assertTrue(lines)
+        for line in lines:
+            self.assertEqual(len(line), 39)
+            self.assertIn("...", line)
+
+    def test_no_colour_on_request(self):
+        written, _ = self.on_terminal("run", "--force", "/dev/fake", NO_COLOR="1")
+        self.assertIn("/dev/fake: passed", written)
+        self.assertNotIn("\x1b[1;", written)
+
+    def test_dumb_terminals_get_plain_lines(self):
+        for term in ["dumb", ""]:
+            written, _ = self.on_terminal("run", "--force", f"/dev/fake{term}", TERM=term)
+            self.assertIn(": testing", written)
+            self.assertNotIn("\x1b", written)
+
+    def test_log_on_standard_error_and_progress_do_not_mix(self):
+        written, _ = self.on_terminal("run", "--force", "/dev/fake", HVX_LOG_FILE="-")
+        self.assertIn("Entering KAVRO_HDDTest_DiagnosticService_Provider::RunDiagnostic\r\n", written)
+        self.assertNotIn("\x1b[K", written)
+
+    def test_check_in_colours(self):
+        written, _ = self.on_terminal("check")
+        self.assertIn("\x1b[1;32mok\x1b[0m       smartctl      ", written)
+
+
+if __name__ == "__main__":
+    main()

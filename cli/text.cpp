@@ -1,0 +1,135 @@
+#include "cli/text.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdint>
+#include <utility>
+
+namespace cli {
+namespace {
+
+struct Character {
+  std::size_t length = 1;        // bytes
+  std::int32_t code_point = -1;  // -1: no UTF-8
+};
+
+// The character that text begins with; text is not empty.
+Character first_character(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char first = byte(0);
+  if (first < 0x80) return {1, first};
+  const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+  if (first < 0xc2 || first > 0xf4 || text.size() < length) return {};
+  std::int32_t code_point = first & (0x7f >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0) != 0x80) return {};
+    code_point = code_point << 6 | (byte(i) & 0x3f);
+  }
+  constexpr std::array<std::int32_t, 5> lowest = {0, 0, 0x80, 0x800, 0x10000};
+  const bool surrogate = code_point >= 0xd800 && code_point < 0xe000;
+  if (code_point < lowest[length] || code_point > 0x10ffff || surrogate) return {};
+  return {length, code_point};
+}
+
+bool must_escape(std::int32_t code_point) {
+  return code_point < 0x20 ||                               // controls, and what is no UTF-8
+         (code_point >= 0x7f && code_point < 0xa0) ||       // delete, C1 controls
+         (code_point >= 0x2028 && code_point <= 0x202e) ||  // line ends, writing direction
+         (code_point >= 0x2066 && code_point <= 0x2069);
+}
+
+std::size_t columns_of(std::string_view text) {
+  std::size_t columns = 0;
+  for (; !text.empty(); text.remove_prefix(first_character(text).length)) ++columns;
+  return columns;
+}
+
+// The bytes of the first that many characters.
+std::size_t bytes_of(std::string_view text, std::size_t characters) {
+  std::size_t bytes = 0;
+  for (; characters > 0 && bytes < text.size(); --characters)
+    bytes += first_character(text.substr(bytes)).length;
+  return bytes;
+}
+
+// Takes from the front of an escaped line what fits, up to a blank if there is one.
+std::string_view take_piece(std::string_view& line, std::size_t columns) {
+  const std::size_t fits = bytes_of(line, columns);
+  if (fits >= line.size()) return std::exchange(line, {});
+  const std::size_t blank = line.rfind(' ', fits);
+  const bool breakable = blank != std::string_view::npos && blank > 0;
+  const std::string_view piece = line.substr(0, breakable ? blank : fits);
+  line.remove_prefix(breakable ? blank + 1 : fits);
+  return piece;
+}
+
+}  // namespace
+
+std::string escape(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const Character character = first_character(text);
+    const std::string_view bytes = text.substr(0, character.length);
+    if (!must_escape(character.code_point)) {
+      result += bytes;
+    } else if (character.code_point == '\n') {
+      result += "\\n";
+    } else if (character.code_point == '\r') {
+      result += "\\r";
+    } else if (character.code_point == '\t') {
+      result += "\\t";
+    } else {
+      for (const char byte : bytes)
+        result += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
+    }
+    text.remove_prefix(character.length);
+  }
+  return result;
+}
+
+std::string elide(std::string_view text, std::size_t columns) {
+  const std::size_t all = columns_of(text);
+  if (all <= columns) return std::string(text);
+  constexpr std::string_view gap = "...";
+  if (columns <= gap.size()) return std::string(text.substr(0, bytes_of(text, columns)));
+  const std::size_t kept = columns - gap.size();
+  const std::size_t tail = kept / 2;
+  std::string result(text.substr(0, bytes_of(text, kept - tail)));
+  result += gap;
+  result += text.substr(bytes_of(text, all - tail));
+  return result;
+}
+
+std::string labelled(std::string_view label, std::string_view text, std::size_t columns) {
+  const std::size_t margin = columns_of(label);
+  // Where the margin takes most of the width, broken lines would be harder to read than long ones.
+  const std::size_t width = columns > 2 * margin ? columns - margin : 0;
+  std::string result;
+  const auto add_line = [&](std::string_view line) {
+    result += result.empty() ? std::string(label) : std::string(margin, ' ');
+    result += line;
+    result.erase(result.find_last_not_of(' ') + 1);
+    result += '\n';
+  };
+  if (text.ends_with('\n')) text.remove_suffix(1);
+  for (bool more = true; more;) {
+    const std::size_t end = text.find('\n');
+    const std::string line = escape(text.substr(0, end));
+    more = end != std::string_view::npos;
+    if (more) text.remove_prefix(end + 1);
+    std::string_view rest = line;
+    do {
+      add_line(width > 0 ? take_piece(rest, width) : std::exchange(rest, {}));
+    } while (!rest.empty());
+  }
+  return result;
+}
+
+std::string duration_text(std::chrono::seconds duration) {
+  const auto seconds = duration.count();
+  if (seconds < 3600) return fmt::format("{}:{:02}", seconds / 60, seconds % 60);
+  return fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+}  // namespace cli
