@@ -1,0 +1,86 @@
+#include <stdexcept>
+
+#include "tests/adapter/manager.h"
+
+namespace ovk_cimple {
+namespace {
+
+using broker::Status;
+
+class Failures : public Adapter_Test {};
+INSTANTIATE_TEST_SUITE_P(Habits, Failures, testing::ValuesIn(all_habits()),
+                         [](const auto& info) { return info.param.name; });
+
+TEST_P(Failures, unsupportedOperationsSaySo) {
+  broker::Instance instance(device_path("sda", 1));
+  instance.set("Name", "sda");
+  instance.set("Number", std::uint16_t{1});
+  EXPECT_EQ(failure_of([&] { manager().create_instance(instance); }).status, Status::NotSupported);
+  EXPECT_EQ(failure_of([&] { manager().modify_instance(instance); }).status, Status::NotSupported);
+  EXPECT_EQ(failure_of([&] { manager().delete_instance(device_path("sda", 1)); }).status,
+            Status::NotSupported);
+}
+
+TEST_P(Failures, anExceptionNamesProviderOperationAndCause) {
+  hooks<TEST_Device>().enum_instances = [](const TEST_Device*,
+                                           Enum_Handler<TEST_Device>* handler) -> sint32 {
+    handler->handle(device("sda", 1));
+    throw std::out_of_range("no \x01 such place");
+  };
+  std::size_t delivered = 0;
+  const auto failed = failure_of([&] {
+    manager().enumerate_instances(broker::ObjectPath("root/cimv2", "TEST_Device"),
+                                  [&](const broker::Instance&) { ++delivered; });
+  });
+  EXPECT_EQ(failed.status, Status::Failed);
+  EXPECT_EQ(delivered, 0u);
+  EXPECT_NE(
+      failed.text.find("TEST_Device_Provider: enumerate instances: no \xEF\xBF\xBD such place"),
+      std::string::npos)
+      << failed.text;
+}
+
+TEST_P(Failures, anExceptionOfNoKnownKindIsContainedToo) {
+  method_hooks().check = [](const TEST_Device*, Property<boolean>&) -> sint32 { throw 42; };
+  const auto failed = failure_of([&] { manager().invoke_method(device_path("sda", 1), "Check"); });
+  EXPECT_EQ(failed.status, Status::Failed);
+  EXPECT_NE(failed.text.find("TEST_Device_Provider: invoke method"), std::string::npos);
+  // The provider goes on.
+  method_hooks().check = [](const TEST_Device*, Property<boolean>& value) {
+    value = false;
+    return OK;
+  };
+  EXPECT_EQ(manager().invoke_method(device_path("sda", 1), "Check").return_value,
+            broker::Value(false));
+}
+
+TEST_P(Failures, aFailedEnumerationDeliversNothing) {
+  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, Enum_Handler<TEST_Device>* handler) {
+    handler->handle(device("sda", 1));
+    return sint32{5};
+  };
+  std::size_t delivered = 0;
+  const auto failed = failure_of([&] {
+    manager().enumerate_instances(broker::ObjectPath("root/cimv2", "TEST_Device"),
+                                  [&](const broker::Instance&) { ++delivered; });
+  });
+  EXPECT_EQ(failed.status, Status::Failed);
+  EXPECT_EQ(delivered, 0u);
+  EXPECT_NE(failed.text.find("5"), std::string::npos);
+}
+
+TEST_P(Failures, aProviderThatCannotStartGivesNoInterface) {
+  const int alive = hooks<TEST_Device>().alive;
+  hooks<TEST_Device>().construct = [] { throw std::runtime_error("no"); };
+  EXPECT_NE(failure_of([&] { manager().enumerate_instances("TEST_Device"); }).status, Status::Ok);
+  hooks<TEST_Device>().construct = {};
+  hooks<TEST_Device>().load = [] { return sint32{1}; };
+  EXPECT_NE(failure_of([&] { manager().enumerate_instances("TEST_Device"); }).status, Status::Ok);
+  EXPECT_EQ(hooks<TEST_Device>().alive, alive);
+  // It is tried again with the next request.
+  hooks<TEST_Device>().load = {};
+  EXPECT_TRUE(manager().enumerate_instances("TEST_Device").empty());
+}
+
+}  // namespace
+}  // namespace ovk_cimple

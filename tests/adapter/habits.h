@@ -1,0 +1,34 @@
+// The habits of object managers that the adapter must live with, as changes of the embedded
+// one's function tables.
+#pragma once
+
+#include <functional>
+#include <ostream>
+
+#include "broker/tables.h"
+
+namespace ovk_cimple {
+
+struct Habit {
+  const char* name;
+  std::function<void(broker::Tables&)> adjust;
+};
+
+inline void PrintTo(const Habit& habit, std::ostream* out) { *out << habit.name; }
+
+// The standard's version 2.1, in full.
+Habit standard();
+// Version 1.0 with version fields of 0 and 1, missing members, status 6 for what is missing,
+// instances that begin with the class's defaults, a property filter that drops keys unless
+// they are listed.
+Habit old_versions();
+// Version 2.0: integer keys as sint64 with the key bit, no early release, no property filter.
+Habit loose_keys();
+// Version 1.0 tables that end where that version ends: what lies behind must not be read.
+Habit short_tables();
+// Paths without name space, and what else may be null.
+Habit bare_paths();
+
+std::vector<Habit> all_habits();
+
+}  // namespace ovk_cimple

@@ -1,0 +1,203 @@
+// How long the provider object lives. The tests play the object manager, with tables as empty
+// as they may be: whatever the adapter asks of it is missing.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "tests/adapter/test_module.h"
+
+namespace ovk_cimple {
+namespace {
+
+class Life : public testing::Test {
+ protected:
+  Life() { clear_hooks(); }
+  ~Life() override {
+    end(instance_);
+    end(method_);
+    EXPECT_EQ(hooks<TEST_Device>().alive - left_, 0);
+    clear_hooks();
+  }
+
+  void* open(char kind, const CMPIBroker* broker = nullptr) {
+    void* result = nullptr;
+    code_ = ovk_cimple_cmpi_adapter(67, &data_, &device_registration(), broker ? broker : &broker_,
+                                    nullptr, "TEST_Device_Provider", kind, &result);
+    if (kind == 'I') instance_ = static_cast<CMPIInstanceMI*>(result);
+    if (kind == 'M') method_ = static_cast<CMPIMethodMI*>(result);
+    return result;
+  }
+  template <class MI>
+  static CMPIrc end(MI* interface, bool terminating = true) {
+    return interface ? interface->ft->cleanup(interface, nullptr, terminating).rc : CMPI_RC_OK;
+  }
+  static CMPIrc enumerate(CMPIInstanceMI* interface) {
+    return interface->ft->enumerateInstances(interface, nullptr, nullptr, nullptr, nullptr).rc;
+  }
+
+  Cmpi_Static_Data data_{};
+  CMPIBroker broker_{}, other_broker_{};
+  CMPIInstanceMI* instance_ = nullptr;
+  CMPIMethodMI* method_ = nullptr;
+  int code_ = 0;
+  int left_ = hooks<TEST_Device>().alive;  // what earlier tests left behind on purpose
+};
+
+TEST_F(Life, theInterfacesShareOneProvider) {
+  ASSERT_TRUE(open('I'));
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
+  EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1);
+  ASSERT_TRUE(open('M'));
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
+}
+
+TEST_F(Life, repeatedFactoriesGiveTheSameInterface) {
+  void* const first = open('I');
+  EXPECT_EQ(open('I'), first);
+  // Each object manager gets an interface of its own, since the provider must ask the right one.
+  void* const other = open('I', &other_broker_);
+  EXPECT_NE(other, first);
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
+  EXPECT_EQ(end(static_cast<CMPIInstanceMI*>(first)), CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
+}
+
+TEST_F(Life, itEndsWithTheLastInterfaceInEveryOrder) {
+  std::string order = "IM";
+  do {
+    open('I');
+    open('M');
+    for (const char kind : order) {
+      EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1) << order;
+      EXPECT_EQ(kind == 'I' ? end(instance_) : end(method_), CMPI_RC_OK);
+    }
+    EXPECT_EQ(hooks<TEST_Device>().alive, left_) << order;
+    EXPECT_EQ(hooks<TEST_Device>().loaded, left_) << order;
+    EXPECT_EQ(end(instance_), CMPI_RC_OK) << "again";
+  } while (std::ranges::next_permutation(order).found);
+}
+
+TEST_F(Life, idleUnloadingIsRefusedByEveryInterface) {
+  open('I');
+  open('M');
+  EXPECT_EQ(end(instance_, false), CMPI_RC_DO_NOT_UNLOAD);
+  EXPECT_EQ(end(method_, false), CMPI_RC_DO_NOT_UNLOAD);
+  EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1);
+  EXPECT_EQ(enumerate(instance_), CMPI_RC_OK);
+}
+
+TEST_F(Life, aCallAfterTheEndFailsAndAFactoryBeginsAnew) {
+  open('I');
+  end(instance_);
+  EXPECT_EQ(enumerate(instance_), CMPI_RC_ERR_FAILED);
+  open('I');
+  EXPECT_EQ(enumerate(instance_), CMPI_RC_OK);
+}
+
+TEST_F(Life, aCallInFlightKeepsTheProvider) {
+  open('I');
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, Enum_Handler<TEST_Device>*) {
+    EXPECT_EQ(end(instance_), CMPI_RC_OK);
+    EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1);
+    return OK;
+  };
+  EXPECT_EQ(enumerate(instance_), CMPI_RC_OK);
+  // Left to the end of the process.
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
+  ++left_;
+}
+
+TEST_F(Life, failuresOfUnloadingAreContained) {
+  open('I');
+  hooks<TEST_Device>().unload = []() -> sint32 { throw std::runtime_error("unload"); };
+  EXPECT_EQ(end(instance_), CMPI_RC_ERR_FAILED);
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_);
+}
+
+TEST_F(Life, factoriesThatCannotAnswer) {
+  EXPECT_EQ(open('A'), nullptr);  // the class is no association
+  EXPECT_EQ(code_, CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(open('X'), nullptr);
+  EXPECT_EQ(code_, CMPI_RC_ERR_NOT_SUPPORTED);
+  hooks<TEST_Device>().load = [] { return sint32{9}; };
+  EXPECT_EQ(open('I'), nullptr);
+  EXPECT_EQ(code_, CMPI_RC_ERR_FAILED);
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_);
+  void* untouched = this;
+  EXPECT_EQ(ovk_cimple_cmpi_adapter(66, &data_, &device_registration(), &broker_, nullptr,
+                                    "TEST_Device_Provider", 'I', &untouched),
+            CMPI_RC_ERR_INVALID_PARAMETER);
+  EXPECT_EQ(untouched, this);
+}
+
+TEST_F(Life, everyMemberOfTheTablesAnswers) {
+  open('I');
+  open('M');
+  const CMPIInstanceMIFT& instance = *instance_->ft;
+  EXPECT_EQ(instance.execQuery(instance_, nullptr, nullptr, nullptr, "q", "WQL").rc,
+            CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(instance
+                .enumerateInstancesFiltered(instance_, nullptr, nullptr, nullptr, nullptr, "WQL",
+                                            "q", nullptr)
+                .rc,
+            CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(instance.getInstance(instance_, nullptr, nullptr, nullptr, nullptr).rc,
+            CMPI_RC_ERR_NOT_FOUND);
+  EXPECT_EQ(instance.enumerateInstanceNames(instance_, nullptr, nullptr, nullptr).rc, CMPI_RC_OK);
+  EXPECT_EQ(instance.createInstance(instance_, nullptr, nullptr, nullptr, nullptr).rc,
+            CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(instance.modifyInstance(instance_, nullptr, nullptr, nullptr, nullptr, nullptr).rc,
+            CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(instance.deleteInstance(instance_, nullptr, nullptr, nullptr).rc,
+            CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(
+      method_->ft->invokeMethod(method_, nullptr, nullptr, nullptr, "Nothing", nullptr, nullptr).rc,
+      CMPI_RC_ERR_METHOD_NOT_FOUND);
+  EXPECT_EQ(
+      method_->ft->invokeMethod(method_, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr).rc,
+      CMPI_RC_ERR_METHOD_NOT_FOUND);
+}
+
+// A path without a class stands for the association itself, which neither end can be.
+TEST_F(Life, anAssociationAsksForNothingThatCannotMatch) {
+  void* result = nullptr;
+  Cmpi_Static_Data data{};
+  ASSERT_EQ(ovk_cimple_cmpi_adapter(67, &data, &link_registration(), &broker_, nullptr,
+                                    "TEST_Link_Provider", 'A', &result),
+            CMPI_RC_OK);
+  auto* const association = static_cast<CMPIAssociationMI*>(result);
+  const CMPIAssociationMIFT& functions = *association->ft;
+  EXPECT_EQ(functions
+                .associators(association, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             nullptr, nullptr)
+                .rc,
+            CMPI_RC_OK);
+  EXPECT_EQ(functions
+                .associatorNames(association, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                 nullptr)
+                .rc,
+            CMPI_RC_OK);
+  EXPECT_EQ(
+      functions.references(association, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr).rc,
+      CMPI_RC_OK);
+  EXPECT_EQ(functions.referenceNames(association, nullptr, nullptr, nullptr, nullptr, nullptr).rc,
+            CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Link>().enumerations, 0);
+  EXPECT_EQ(functions
+                .associatorsFiltered(association, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                     nullptr, nullptr, nullptr, nullptr, nullptr, 0)
+                .rc,
+            CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(functions
+                .referencesFiltered(association, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                    nullptr, nullptr, nullptr, 0)
+                .rc,
+            CMPI_RC_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(end(association), CMPI_RC_OK);
+}
+
+}  // namespace
+}  // namespace ovk_cimple

@@ -1,0 +1,53 @@
+// An object manager with the test module, and what most tests do with it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "broker/object_manager.h"
+#include "tests/adapter/habits.h"
+#include "tests/adapter/test_module.h"
+
+namespace ovk_cimple {
+
+// What the adapter must do alike whatever the object manager's habits; parameterised by them.
+class Adapter_Test : public testing::TestWithParam<Habit> {
+ protected:
+  Adapter_Test();
+  ~Adapter_Test() override;
+
+  broker::ObjectManager& manager() { return *manager_; }
+  // Ends the object manager and begins another one, of other habits.
+  void restart(const Habit& habit);
+
+  static broker::ObjectPath device_path(const char* name, int number,
+                                        const char* class_name = "TEST_Device");
+  static broker::ObjectPath owner_path(const char* name);
+
+  // What the provider delivers from now on.
+  static void publish(std::vector<Ref<TEST_Device>> devices);
+  static Ref<TEST_Device> device(const char* name, int number);
+  static Ref<TEST_Owner> owner(const char* name);
+
+  // The status of an operation that fails, and its text.
+  struct Failed {
+    broker::Status status = broker::Status::Ok;
+    std::string text;
+  };
+  template <class Operation>
+  static Failed failure_of(Operation operation) {
+    try {
+      operation();
+    } catch (const broker::Error& error) {
+      return {error.status(), error.description()};
+    }
+    return {};
+  }
+
+ private:
+  const int alive_before_;
+  std::unique_ptr<broker::ObjectManager> manager_;
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,67 @@
+"""The arrows of the house: which folder may include what, and what the broker may link.
+
+    dependency_rules.py SOURCE-DIRECTORY PROGRAM
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+MODULE = ["module", "providers", "engine", "discovery", "results"]
+
+# Folder: the places whose headers it may include. "model" stands for the generated classes.
+RULES = {
+    "platform/framework": [],
+    "platform/support": [],
+    "platform/xml": [],
+    "platform/smbios": ["platform/support"],
+    "platform/cmpi": ["platform/framework"],
+    "model": ["platform/framework", "platform/cmpi/cmpi.h", "broker/repository.h"],
+    "results": ["platform/support", "platform/xml"],
+    "engine": ["platform/support"],
+    "discovery": ["platform/support", "platform/smbios"],
+    "providers": ["engine", "discovery", "results", "platform/framework", "platform/support",
+                  "model"],
+    "module": [*MODULE, "platform", "model"],
+    "inventory": ["platform", "model"],
+    "broker": ["platform/cmpi", "platform/support"],
+    "cli": ["broker", "platform/support"],
+}
+# The broker sees CMPI as any object manager does: the interface, not the adapter.
+FORBIDDEN = {"broker": ["platform/cmpi/adapter.h"]}
+
+OURS = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+LINKED = re.compile(r"\(NEEDED\).*\[(.*)\]")
+
+
+def inside(path, places):
+    return any(path == place or path.startswith(place + "/") for place in places)
+
+
+def wrong_includes(root):
+    for folder, allowed in RULES.items():
+        for source in sorted((root / folder).rglob("*")):
+            if source.suffix not in {".h", ".c", ".cpp", ".def"}:
+                continue
+            for header in OURS.findall(source.read_text(encoding="utf-8")):
+                if not inside(header, [folder, *allowed]) or inside(
+                        header, FORBIDDEN.get(folder, [])):
+                    yield f"{source.relative_to(root)} includes {header}"
+
+
+def wrong_libraries(program):
+    listing = subprocess.run(["readelf", "-d", program], check=True, capture_output=True, text=True)
+    for library in LINKED.findall(listing.stdout):
+        if re.search(r"cmpi|cimple|kavromodel|xmlparser", library):
+            yield f"{program} links {library}: providers are reached through CMPI alone"
+
+
+def main():
+    root = pathlib.Path(sys.argv[1])
+    faults = [*wrong_includes(root), *wrong_libraries(sys.argv[2])]
+    print("\n".join(faults))
+    return 1 if faults else 0
+
+
+sys.exit(main())

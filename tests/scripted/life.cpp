@@ -1,0 +1,350 @@
+#include "tests/scripted/life.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <stdexcept>
+
+namespace scripted {
+
+namespace {
+
+constexpr char blanks[] = " \t";
+
+struct Line {
+  std::string where, text;
+};
+using Lines = std::vector<Line>;
+using Variables = std::map<std::string, std::string>;
+
+struct Block {
+  std::vector<std::string> parameters;
+  Lines lines;
+};
+
+[[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
+
+Lines read_lines(const std::filesystem::path& file) {
+  std::ifstream stream(file);
+  if (!stream) fail(file.string() + ": cannot be read");
+  Lines lines;
+  int number = 0;
+  for (std::string text; std::getline(stream, text);) {
+    ++number;
+    const std::size_t begin = text.find_first_not_of(blanks);
+    if (begin == std::string::npos || text[begin] == '#') continue;
+    lines.push_back({file.filename().string() + ":" + std::to_string(number), text.substr(begin)});
+  }
+  return lines;
+}
+
+// The word at the start of a text, which loses it and the blanks behind it.
+std::string take_word(std::string& text) {
+  const std::size_t end = std::min(text.find_first_of(blanks), text.size());
+  const std::string word = text.substr(0, end);
+  const std::size_t next = text.find_first_not_of(blanks, end);
+  text.erase(0, next);
+  return word;
+}
+
+int number_of(const std::string& text) {
+  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos)
+    fail("\"" + text + "\" is no number");
+  return std::stoi(text);
+}
+
+class Reader {
+ public:
+  Reader(Life& life, std::string case_name) : life_(life), case_name_(std::move(case_name)) {}
+
+  void read(const std::filesystem::path& file) {
+    const Lines lines = read_lines(file);
+    play(lines, variables_);
+  }
+  std::string variable(const std::string& name) const { return variables_.at(name); }
+
+ private:
+  void play(const Lines& lines, Variables& scope) {
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      try {
+        statement(lines, i, scope);
+      } catch (const std::runtime_error& error) {
+        const std::string reason = error.what();
+        // Where it stands, once, however deep it was played.
+        if (reason.find(".life:") != std::string::npos || reason.starts_with("common:")) throw;
+        fail(lines[std::min(i, lines.size() - 1)].where + ": " + reason);
+      }
+    }
+  }
+
+  // Performs the statement at the index, and leaves the index at its last line.
+  void statement(const Lines& lines, std::size_t& i, Variables& scope) {
+    std::string rest = lines[i].text;
+    const std::string word = take_word(rest);
+    if (word.size() == 1 && std::string("><.01234").find(word) != std::string::npos) {
+      life_.transcript.push_back(word + " " + expand(rest, scope));
+    } else if (word == "$") {
+      call(rest, scope);
+    } else if (word == "=") {
+      answer().output += expand(rest, scope);
+    } else if (word == "exit") {
+      answer().exit_status = number_of(expand(rest, scope));
+    } else if (word == "killed") {
+      if (take_word(rest) != "by") fail("\"killed by SIGNAL\" is meant");
+      answer().killed_by = number_of(expand(rest, scope));
+    } else if (word == "takes") {
+      answer().takes_milliseconds = number_of(expand(rest, scope));
+    } else if (word == "hangs") {
+      answer().hangs = true;
+    } else if (word == "sleep") {
+      life_.transcript.push_back("sleep " + expand(rest, scope));
+    } else if (word == "play") {
+      play_sequence(rest, scope);
+    } else if (word == "repeat") {
+      const int times = number_of(expand(rest, scope));
+      const Lines inner = inner_lines(lines, i);
+      for (int n = 0; n < times; ++n) play(inner, scope);
+    } else if (word == "sequence") {
+      define(sequences_, rest, inner_lines(lines, i));
+    } else if (word == "text") {
+      Lines inner;
+      while (i + 1 < lines.size() && is_text(lines[i + 1].text)) inner.push_back(lines[++i]);
+      define(texts_, rest, inner);
+    } else if (word == "set") {
+      const std::string name = take_word(rest);
+      scope[name] = single(rest, scope);
+    } else if (word == "case") {
+      if (take_word(rest) == case_name_) set_case(rest, scope);
+    } else if (word == "smartctl" && (rest == "missing" || rest == "unstartable")) {
+      life_.smartctl = rest == "missing" ? Smartctl::missing : Smartctl::unstartable;
+    } else if (word == "messages") {
+      life_.has_messages = rest != "none";
+      if (life_.has_messages) life_.messages = expand(rest, scope);
+    } else {
+      fail("\"" + word + "\" is no statement");
+    }
+  }
+
+  static bool is_text(const std::string& line) {
+    return line[0] == '|' || line[0] == '+' || (line[0] == 'x' && std::isdigit(line[1]));
+  }
+
+  // The lines between the one at the index and its "end", where the index is left.
+  static Lines inner_lines(const Lines& lines, std::size_t& i) {
+    Lines inner;
+    int depth = 1;
+    while (++i < lines.size()) {
+      std::string rest = lines[i].text;
+      const std::string word = take_word(rest);
+      if (word == "repeat" || word == "sequence") ++depth;
+      if (word == "end" && --depth == 0) return inner;
+      inner.push_back(lines[i]);
+    }
+    fail("\"end\" is missing");
+  }
+
+  static void define(std::map<std::string, Block>& blocks, std::string head, Lines lines) {
+    const std::string name = take_word(head);
+    if (name.empty()) fail("a name is missing");
+    if (!blocks.emplace(name, Block{words_of(head), std::move(lines)}).second)
+      fail("\"" + name + "\" stands already");
+  }
+
+  void set_case(const std::string& settings, Variables& scope) {
+    scope["case"] = case_name_;
+    for (const std::string& setting : words_of(settings)) {
+      const std::size_t sign = setting.find('=');
+      if (sign == std::string::npos) fail("\"" + setting + "\" has no =");
+      scope[setting.substr(0, sign)] = expand(setting.substr(sign + 1), scope);
+    }
+  }
+
+  void call(const std::string& line, const Variables& scope) {
+    std::vector<std::string> words = words_of(line);
+    if (words.empty() || words[0] != "smartctl") fail("the program has to be smartctl");
+    Answer answer;
+    std::string shown = "$ smartctl";
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      answer.arguments.push_back(expand(words[i], scope));
+      shown += " " + answer.arguments.back();
+    }
+    life_.transcript.push_back(shown);
+    life_.answers.push_back(answer);
+  }
+
+  Answer& answer() {
+    if (life_.answers.empty()) fail("there is no call that this could belong to");
+    return life_.answers.back();
+  }
+
+  void play_sequence(const std::string& line, Variables& scope) {
+    std::vector<std::string> words = words_of(line);
+    if (words.empty()) fail("a name is missing");
+    const auto found = sequences_.find(words[0]);
+    if (found == sequences_.end()) fail("there is no sequence \"" + words[0] + "\"");
+    Variables inner = with_arguments(found->second, words, scope);
+    play(found->second.lines, inner);
+  }
+
+  // The scope with a block's parameters set to the arguments, which stand behind its name.
+  Variables with_arguments(const Block& block, const std::vector<std::string>& words,
+                           const Variables& scope) const {
+    if (words.size() != block.parameters.size() + 1)
+      fail("\"" + words[0] + "\" wants " + std::to_string(block.parameters.size()) + " arguments");
+    Variables inner = scope;
+    for (std::size_t i = 1; i < words.size(); ++i)
+      inner[block.parameters[i - 1]] = expand(words[i], scope);
+    return inner;
+  }
+
+  std::string single(const std::string& text, const Variables& scope) const {
+    const std::vector<std::string> words = words_of(text);
+    if (words.size() != 1) fail("one value is wanted; put it in quotes");
+    return expand(words[0], scope);
+  }
+
+  // Characters and ${...} of a piece of text. What is put in is not looked at again.
+  std::string expand(const std::string& text, const Variables& scope) const {
+    std::string result;
+    std::size_t at = 0;
+    for (std::size_t begin; (begin = text.find("${", at)) != std::string::npos;) {
+      const std::size_t end = end_of_reference(text, begin);
+      result += unescape(text.substr(at, begin - at));
+      result += value_of(text.substr(begin + 2, end - begin - 2), scope);
+      at = end + 1;
+    }
+    return result + unescape(text.substr(at));
+  }
+
+  static std::size_t end_of_reference(const std::string& text, std::size_t at) {
+    int depth = 0;
+    for (; at < text.size(); ++at) {
+      if (text.compare(at, 2, "${") == 0) ++depth;
+      if (text[at] == '}' && --depth == 0) return at;
+    }
+    fail("\"}\" is missing");
+  }
+
+  std::string value_of(const std::string& reference, const Variables& scope) const {
+    std::vector<std::string> words = words_of(reference);
+    if (words.empty()) fail("a name is missing in ${}");
+    words[0] = expand(words[0], scope);
+    if (const auto found = scope.find(words[0]); found != scope.end()) return found->second;
+    const auto found = texts_.find(words[0]);
+    if (found == texts_.end()) fail("there is neither a variable nor a text \"" + words[0] + "\"");
+    const Variables inner = with_arguments(found->second, words, scope);
+    std::string result;
+    for (const Line& line : found->second.lines) {
+      std::string text = line.text;
+      int times = 1;
+      if (text[0] == 'x') times = number_of(take_word(text).substr(1));
+      const bool whole = text[0] == '|';
+      text.erase(0, text.size() > 1 && text[1] == ' ' ? 2 : 1);
+      const std::string piece = expand(text, inner) + (whole ? "\n" : "");
+      for (int n = 0; n < times; ++n) result += piece;
+    }
+    return result;
+  }
+
+  Life& life_;
+  std::string case_name_;
+  Variables variables_;
+  std::map<std::string, Block> texts_, sequences_;
+};
+
+}  // namespace
+
+std::vector<std::string> cases_of(const std::filesystem::path& file) {
+  std::vector<std::string> names;
+  for (Line& line : read_lines(file))
+    if (take_word(line.text) == "case") names.push_back(take_word(line.text));
+  return names.empty() ? std::vector<std::string>{""} : names;
+}
+
+Life read_life(const std::filesystem::path& file, const std::string& case_name) {
+  const std::vector<std::string> cases = cases_of(file);
+  if (std::find(cases.begin(), cases.end(), case_name) == cases.end())
+    fail(file.string() + ": there is no case " + case_name);
+  Life life;
+  Reader reader(life, case_name);
+  reader.read(file.parent_path() / "common");
+  reader.read(file);
+  life.device = reader.variable("device");
+  return life;
+}
+
+std::string unescape(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\') {
+      result += text[i];
+      continue;
+    }
+    const char kind = ++i < text.size() ? text[i] : '\0';
+    if (kind == 'n') {
+      result += '\n';
+    } else if (kind == 't') {
+      result += '\t';
+    } else if (kind == 'r') {
+      result += '\r';
+    } else if (kind == '\\') {
+      result += '\\';
+    } else if (kind == 'x' && i + 2 < text.size()) {
+      std::size_t used = 0;
+      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), &used, 16));
+      if (used != 2) fail("\"\\x\" wants two hexadecimal digits");
+      i += 2;
+    } else {
+      fail("a backslash stands before what it cannot stand before");
+    }
+  }
+  return result;
+}
+
+std::string escape(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\\') {
+      result += "\\\\";
+    } else if (c == '\n') {
+      result += "\\n";
+    } else if (byte < 0x20 || byte > 0x7e) {
+      char hex[5];
+      std::snprintf(hex, sizeof hex, "\\x%02x", byte);
+      result += hex;
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
+std::vector<std::string> words_of(const std::string& line) {
+  std::vector<std::string> words;
+  bool quoted = false, open = false;
+  int braces = 0;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    if (c == '"' && braces == 0) {
+      quoted = !quoted;
+      if (!open) words.emplace_back();
+      open = true;
+      continue;
+    }
+    if (c == '$' && i + 1 < line.size() && line[i + 1] == '{') ++braces;
+    if (c == '}' && braces > 0) --braces;
+    if ((c == ' ' || c == '\t') && !quoted && braces == 0) {
+      open = false;
+      continue;
+    }
+    if (!open) words.emplace_back();
+    open = true;
+    words.back() += c;
+  }
+  if (quoted) fail("a quote is missing");
+  return words;
+}
+
+}  // namespace scripted
