@@ -1,0 +1,33 @@
+# A machine without a drive, then with one drive at a time, each on another controller. Drives behind
+# SCSI host adapters are left out by their address, virtio and NVMe drives have none.
+real_time
+drive megasas LAB0001
+drive mptsas LAB0002
+drive virtio-scsi LAB0003
+drive uas LAB0004
+drive usb-storage LAB0005
+drive virtio-blk LAB0006
+drive nvme LAB0007
+drivers=() # the guest loads and unloads them
+
+guest() {
+  load ata_piix 0
+  offered none
+  for driver in megaraid_sas mptsas virtio_scsi uas usb-storage virtio_blk nvme; do
+    load xhci-pci,virtio_pci,$driver 1
+    offered $driver
+    modprobe -r $driver
+    await 0
+  done
+}
+
+check() {
+  expect_drives --run none
+  expect_drives --run megaraid_sas sda=raid
+  expect_drives --run mptsas sda=raid
+  expect_drives --run virtio_scsi sda=raid
+  expect_drives --run uas sda=raid
+  expect_drives --run usb-storage sda=usb
+  expect_drives --run virtio_blk vda=testable
+  expect_drives --run nvme nvme0n1=testable
+}

@@ -1,0 +1,13 @@
+# Two drives at a time, on two controllers: one passes, one fails.
+drive piix LAB0001 12:passed
+drive ahci LAB0002 17:read-failure:12345
+
+guest() { hddtest run $format /dev/sda /dev/sdb; }
+
+check() {
+  expect_status 1
+  expect 0.device /dev/sda
+  expect 0.outcome passed
+  expect 1.device /dev/sdb
+  expect 1.outcome failed
+}
