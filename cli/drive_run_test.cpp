@@ -7,8 +7,10 @@
 #include <fstream>
 #include <iterator>
 
+#include "cli/json.h"
 #include "cli/log_texts.h"
 #include "cli/manager.h"
+#include "cli/readable.h"
 #include "platform/support/logger.h"
 
 // What the module calls between two reads of a drive's log.
@@ -160,6 +162,27 @@ TEST_F(DriveRun, ModuleWritesEveryTextOfTheTable) {
     shown = shown || progress.shown() == "testing, 90% remaining";
   }
   EXPECT_TRUE(shown);
+}
+
+// Their schema types are an 8-bit unsigned and two 8-bit signed integers, which are easily taken
+// for characters.
+TEST_F(DriveRun, JobNumbersAreNumbersInCmpiTextAndJson) {
+  write("last", entry("Completed without error       00%"));
+  const std::optional<broker::Instance> job = test().job;
+  ASSERT_TRUE(job);
+  EXPECT_EQ(*job->property("RunMonth"), broker::Value(std::uint8_t{4}));
+  EXPECT_EQ(*job->property("RunDay"), broker::Value(std::int8_t{1}));
+  EXPECT_EQ(*job->property("RunDayOfWeek"), broker::Value(std::int8_t{0}));
+
+  const std::string text = readable(*job, 0);
+  EXPECT_NE(text.find("  RunMonth               4\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("  RunDay                 1\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("  RunDayOfWeek           0\n"), std::string::npos) << text;
+
+  const Json json = to_json(*job);
+  EXPECT_EQ(json["RunMonth"].dump(), "4");
+  EXPECT_EQ(json["RunDay"].dump(), "1");
+  EXPECT_EQ(json["RunDayOfWeek"].dump(), "0");
 }
 
 TEST(Refusal, TakesBlockDevicesOnly) {

@@ -1,29 +1,14 @@
 // hddtest enumerate: the instances of a class.
-#include <fmt/format.h>
-
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
 #include "cli/manager.h"
 #include "cli/output.h"
+#include "cli/readable.h"
 #include "cli/text.h"
 
 namespace cli {
 namespace {
-
-// The path, then a line for each property that is not null.
-std::string readable(const broker::Instance& instance, std::size_t columns) {
-  std::size_t width = 0;
-  for (const broker::Property& property : instance.properties)
-    if (!property.value.is_null()) width = std::max(width, property.name.view().size());
-  std::string text = escape(instance.path.to_text()) + "\n";
-  for (const broker::Property& property : instance.properties) {
-    if (property.value.is_null()) continue;
-    const std::string label = fmt::format("  {:{}}  ", property.name.view(), width);
-    text += labelled(label, broker::to_text(property.value), columns);
-  }
-  return text;
-}
 
 int enumerate(const std::string& class_name, const Invocation& invocation) {
   const auto manager = make_manager(find_places(invocation.data));

@@ -49,6 +49,7 @@ class Exports(unittest.TestCase):
         demangled = {re.split(r"[(\[]", line.split(maxsplit=2)[2])[0]
                      for line in listing("-DC", "--defined-only") if "(" in line}
         self.assertEqual(demangled, set(FUNCTIONS))
+        self.assertEqual(len(dynamic_symbols("--defined-only")), SYMBOLS + len(FUNCTIONS))
 
     def test_version_word_is_asked_of_the_framework(self):
         self.assertIn("__cimple_version_1_2_0", dynamic_symbols("--undefined-only"))
