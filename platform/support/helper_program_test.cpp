@@ -1,8 +1,7 @@
 // The process runner's helper program: where it is, and what happens without it.
 #include <gmock/gmock.h>
 
-#include "platform/support/osspecific.h"
-#include "platform/support/support_test.h"
+#include "platform/support/process_runner_test.h"
 
 namespace NKVRHVX20 {
 namespace {
@@ -12,7 +11,7 @@ using testing::MatchesRegex;
 namespace fs = std::filesystem;
 
 // Copies of the libraries and the client, laid out as in the build but without the helper.
-class HelperProgram : public testing::Test {
+class HelperProgram : public testing::TestWithParam<SigchldArrangement> {
  protected:
   HelperProgram() {
     const fs::path client = SUPPORT_CLIENT;
@@ -23,21 +22,23 @@ class HelperProgram : public testing::Test {
   }
 
   std::string run_client(const std::string& command) const {
-    return shell("HVX_LOG_FILE=" + folder_ / "log" + " " + folder_ / "test/client" + " run 20 " +
-                 command);
+    return shell("HVX_LOG_FILE=" + folder_ / "log" + " " + folder_ / "test/client" + " --sigchld " +
+                 sigchld_names[static_cast<int>(GetParam())] + " run 20 " + command);
   }
 
   TemporaryFolder folder_;
 };
+INSTANTIATE_TEST_SUITE_P(Sigchld, HelperProgram, every_arrangement, arrangement_name);
+INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessRunner, every_arrangement, arrangement_name);
 
-TEST_F(HelperProgram, BesideTheLibraryIsFound) {
+TEST_P(HelperProgram, BesideTheLibraryIsFound) {
   fs::copy(fs::path(SUPPORT_CLIENT).parent_path().parent_path() / "libexec/hvx-run",
            folder_ / "libexec");
   EXPECT_EQ(run_client("sh -c 'echo out; exit 3'"), "3\nout\n");
   EXPECT_FALSE(fs::exists(folder_ / "log"));
 }
 
-TEST_F(HelperProgram, MissingFailsEveryStartWithOneErrorLine) {
+TEST_P(HelperProgram, MissingFailsEveryStartWithOneErrorLine) {
   if (fs::exists(HVX_RUN_INSTALLED)) GTEST_SKIP() << HVX_RUN_INSTALLED << " would be used";
   EXPECT_EQ(run_client("echo out"), "-1\n");
   EXPECT_EQ(run_client("echo out"), "-1\n");
@@ -46,23 +47,26 @@ TEST_F(HelperProgram, MissingFailsEveryStartWithOneErrorLine) {
   EXPECT_THAT(lines_of(read_file(folder_ / "log")), ElementsAre(line, line));
 }
 
-TEST_F(HelperProgram, BrokenFailsEveryStartWithOneErrorLine) {
+TEST_P(HelperProgram, BrokenFailsEveryStartWithOneErrorLine) {
   write_file(folder_ / "libexec/hvx-run", "", 0644);
   EXPECT_EQ(run_client("echo out"), "-1\n");
   EXPECT_THAT(lines_of(read_file(folder_ / "log")),
               ElementsAre(MatchesRegex(".*Z 0 .*/libexec/hvx-run: Permission denied")));
 }
 
-TEST_F(HelperProgram, AMissingProgramIsNoFaultOfTheHelper) {
+TEST_P(HelperProgram, AMissingProgramIsNoFaultOfTheHelper) {
   EXPECT_EQ(run_client("no-program-has-this-name"), "-1\n");
   EXPECT_FALSE(fs::exists(folder_ / "log"));
 }
 
 // A helper that no longer answers, not even to its clock, is given up some time later.
-TEST_F(HelperProgram, StuckIsGivenUp) {
-  std::string output;
-  EXPECT_EQ(TOSSpecific::SpawnProcess("sh", {"-c", "echo $PPID; kill -STOP $PPID"}, output, 1), -1);
+// What stays of it is the host's, or init's after it; the fixture sees that nothing else does.
+TEST_P(ProcessRunner, AStuckHelperIsGivenUp) {
+  const auto [status, output] = run_script("echo $PPID; kill -STOP $PPID", 1);
+  EXPECT_EQ(status, -1);
+  ASSERT_FALSE(output.empty());
   const pid_t helper = std::stoi(output);
+  EXPECT_FALSE(is_gone(helper));
   kill(helper, SIGKILL);
   EXPECT_TRUE(eventually([&] { return is_gone(helper); }));
   waitpid(helper, nullptr, 0);

@@ -33,7 +33,7 @@ using TClock = std::chrono::steady_clock;
 
 // The helper keeps the time; this much later it counts as stuck and is given up.
 constexpr std::chrono::seconds kHelperDelay{10};
-constexpr std::size_t kReadSize = 64 * 1024;
+constexpr std::size_t kReadSize = 65536;
 
 // In a build tree, and in a package that keeps its shape, the helper is beside the libraries;
 // else where it was configured to be installed. Never taken from the environment: what it runs,

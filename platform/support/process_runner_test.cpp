@@ -36,7 +36,8 @@ TEST_P(ProcessRunner, WhatCannotBeExecutedIsNoExit) {
 }
 
 TEST_P(ProcessRunner, AProgramKilledByASignalIsNoExit) {
-  std::set<int> signals{34, 64};
+  std::set<int> signals;
+  for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) signals.insert(signal);
   for (int signal = 1; signal <= 31; ++signal) signals.insert(signal);
   for (const int harmless : {SIGCHLD, SIGCONT, SIGURG, SIGWINCH}) signals.erase(harmless);
   for (const int stopping : {SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU}) signals.erase(stopping);
@@ -47,14 +48,31 @@ TEST_P(ProcessRunner, AProgramKilledByASignalIsNoExit) {
         << signal;
 }
 
-TEST_P(ProcessRunner, ATimeOutEndsTheWholeGroupAndKeepsTheOutput) {
-  const auto [status, output] =
-      run_script("trap '' TERM HUP INT; sleep 300 & echo $!; echo $$; sleep 300", 1);
-  EXPECT_EQ(status, -1);
-  const std::vector<std::string> processes = lines_of(output);
-  ASSERT_EQ(processes.size(), 2u);
-  for (const std::string& process : processes)
-    EXPECT_TRUE(eventually([&] { return is_gone(std::stoi(process)); })) << process;
+// At return nothing of the group exists, and the return is at most a second later than the
+// time-out. A machine under load may not get round to a killed process in that time, and then the
+// helper gives up as it should; a runner that leaves processes behind, or waits for them, does so
+// every time.
+TEST_P(ProcessRunner, ATimeOutEndsTheWholeGroupWithinASecondAndKeepsTheOutput) {
+  using std::chrono::steady_clock;
+  bool ended = false;
+  std::string found;
+  for (int attempt = 0; attempt < 5 && !ended; ++attempt) {
+    const auto begin = steady_clock::now();
+    const auto [status, output] =
+        run_script("trap '' TERM HUP INT; sleep 300 & echo $!; echo $$; sleep 300", 1);
+    const std::vector<std::string> processes = lines_of(output);
+    ASSERT_EQ(processes.size(), 2u);
+    const pid_t group = std::stoi(processes[1]);
+    const bool gone = group_is_gone(group);
+    const auto taken = steady_clock::now() - begin;
+    EXPECT_EQ(status, -1);
+    EXPECT_GE(taken, std::chrono::seconds(1));
+    ended = gone && taken < std::chrono::seconds(2);
+    found += gone ? " late" : " not gone";
+    // However long it takes, they do go.
+    EXPECT_TRUE(eventually([&] { return is_gone(group) && is_gone(std::stoi(processes[0])); }));
+  }
+  EXPECT_TRUE(ended) << found;
 }
 
 TEST_P(ProcessRunner, AStoppedProgramTimesOut) {
@@ -203,7 +221,7 @@ TEST_P(ProcessRunner, AnEmptyCommandLineGivesTheEmptyText) {
 
 TEST_P(ProcessRunner, TheProgramDiesWithTheHelper) {
   const auto begin = std::chrono::steady_clock::now();
-  const auto [status, output] = run_script("echo $$; kill -9 $PPID; sleep 300");
+  const auto [status, output] = run_script("echo $$; kill -9 $PPID; exec sleep 300");
   EXPECT_EQ(status, -1);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(50));
   EXPECT_TRUE(eventually([&, process = std::stoi(output)] { return is_gone(process); }));

@@ -5,32 +5,15 @@
 #include <utility>
 
 #include "platform/support/osspecific.h"
+#include "platform/support/sigchld.h"
 #include "platform/support/support_test.h"
 
 namespace NKVRHVX20 {
 
-enum class SigchldArrangement { standard, ignored, no_child_wait, reaping_handler };
-
 class ProcessRunner : public testing::TestWithParam<SigchldArrangement> {
  protected:
   void SetUp() override {
-    struct sigaction action {};
-    switch (GetParam()) {
-      case SigchldArrangement::standard:
-        action.sa_handler = SIG_DFL;
-        break;
-      case SigchldArrangement::ignored:
-        action.sa_handler = SIG_IGN;
-        break;
-      case SigchldArrangement::no_child_wait:
-        action.sa_handler = SIG_DFL;
-        action.sa_flags = SA_NOCLDWAIT;
-        break;
-      case SigchldArrangement::reaping_handler:
-        action.sa_handler = &reap_any;
-        break;
-    }
-    sigaction(SIGCHLD, &action, &before_);
+    before_ = arrange_sigchld(GetParam());
     descriptors_ = open_descriptors();
   }
 
@@ -54,13 +37,6 @@ class ProcessRunner : public testing::TestWithParam<SigchldArrangement> {
   }
 
  private:
-  static void reap_any(int) {
-    const int error = errno;
-    while (waitpid(-1, nullptr, WNOHANG) > 0) {
-    }
-    errno = error;
-  }
-
   struct sigaction before_ {};
   std::size_t descriptors_ = 0;
 };
@@ -70,8 +46,7 @@ inline const auto every_arrangement =
                     SigchldArrangement::no_child_wait, SigchldArrangement::reaping_handler);
 
 inline std::string arrangement_name(const testing::TestParamInfo<SigchldArrangement>& info) {
-  constexpr const char* names[] = {"Default", "Ignored", "NoChildWait", "ReapingHandler"};
-  return names[static_cast<int>(info.param)];
+  return sigchld_names[static_cast<int>(info.param)];
 }
 
 }  // namespace NKVRHVX20

@@ -1,6 +1,7 @@
 // A host of the support library for its tests: a process whose environment, directory and library
 // places a test chooses.
 //
+//   support_client --sigchld ARRANGEMENT COMMAND...  treats SIGCHLD that way (sigchld.h) meanwhile
 //   support_client run SECONDS PROGRAM ARGUMENT...   prints status, line feed, output
 //   support_client log SEVERITY TEXT COUNT           logs the text so many times
 //   support_client threads-log COUNT TEXT            logs as often in each of four threads
@@ -12,15 +13,18 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/support/logger.h"
 #include "platform/support/osspecific.h"
+#include "platform/support/sigchld.h"
 
 using namespace NKVRHVX20;
 
@@ -63,7 +67,13 @@ void LogInChildren(int count) {
 }  // namespace
 
 int main(int count, char** values) {
-  const std::vector<std::string> words(values + 1, values + count);
+  std::vector<std::string> words(values + 1, values + count);
+  if (words.size() >= 2 && words[0] == "--sigchld") {
+    const auto* const name = std::ranges::find(sigchld_names, words[1]);
+    if (name == std::end(sigchld_names)) return 2;
+    arrange_sigchld(static_cast<SigchldArrangement>(name - sigchld_names));
+    words.erase(words.begin(), words.begin() + 2);
+  }
   const std::string command = words.empty() ? "" : words[0];
   ILogger& logger = *TRootObject::GetCoreLogger();
   if (command == "run" && words.size() >= 3) {

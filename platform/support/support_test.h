@@ -117,6 +117,9 @@ inline bool is_gone(pid_t process) {
   return state.empty() || state[0] == 'Z';
 }
 
+// True when the process group has no member at all, not even one that nobody has reaped.
+inline bool group_is_gone(pid_t group) { return kill(-group, 0) != 0 && errno == ESRCH; }
+
 inline std::vector<pid_t> children_of_this_process() {
   std::vector<pid_t> children;
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {

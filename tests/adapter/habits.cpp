@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace ovk_cimple {
@@ -188,6 +189,15 @@ Habit bare_paths() {
 
 std::vector<Habit> all_habits() {
   return {standard(), old_versions(), loose_keys(), short_tables(), bare_paths()};
+}
+
+// Twice, since a habit may copy a table when it has changed it.
+Habit combined(const Habit& habit, std::function<void(Tables&)> more) {
+  return {habit.name, [adjust = habit.adjust, more = std::move(more)](Tables& tables) {
+            more(tables);
+            if (adjust) adjust(tables);
+            more(tables);
+          }};
 }
 
 }  // namespace ovk_cimple

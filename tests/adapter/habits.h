@@ -31,4 +31,7 @@ Habit bare_paths();
 
 std::vector<Habit> all_habits();
 
+// The habit with one more, which goes before it where both change the same member.
+Habit combined(const Habit& habit, std::function<void(broker::Tables&)> more);
+
 }  // namespace ovk_cimple

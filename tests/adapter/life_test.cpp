@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -11,6 +12,14 @@
 
 namespace ovk_cimple {
 namespace {
+
+template <class MI>
+CMPIrc end(MI* interface, bool terminating = true) {
+  return interface ? interface->ft->cleanup(interface, nullptr, terminating).rc : CMPI_RC_OK;
+}
+CMPIrc enumerate(CMPIInstanceMI* interface) {
+  return interface->ft->enumerateInstances(interface, nullptr, nullptr, nullptr, nullptr).rc;
+}
 
 class Life : public testing::Test {
  protected:
@@ -29,13 +38,6 @@ class Life : public testing::Test {
     if (kind == 'I') instance_ = static_cast<CMPIInstanceMI*>(result);
     if (kind == 'M') method_ = static_cast<CMPIMethodMI*>(result);
     return result;
-  }
-  template <class MI>
-  static CMPIrc end(MI* interface, bool terminating = true) {
-    return interface ? interface->ft->cleanup(interface, nullptr, terminating).rc : CMPI_RC_OK;
-  }
-  static CMPIrc enumerate(CMPIInstanceMI* interface) {
-    return interface->ft->enumerateInstances(interface, nullptr, nullptr, nullptr, nullptr).rc;
   }
 
   Cmpi_Static_Data data_{};
@@ -65,28 +67,69 @@ TEST_F(Life, repeatedFactoriesGiveTheSameInterface) {
   EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
 }
 
-TEST_F(Life, itEndsWithTheLastInterfaceInEveryOrder) {
-  std::string order = "IM";
+// An association's provider has every interface.
+class Association_Life : public testing::Test {
+ protected:
+  Association_Life() { clear_hooks(); }
+  ~Association_Life() override {
+    for (const char kind : {'I', 'A', 'M'}) end(kind);
+    EXPECT_EQ(hooks<TEST_Link>().alive, 0);
+    clear_hooks();
+  }
+
+  void open(char kind) {
+    EXPECT_EQ(ovk_cimple_cmpi_adapter(67, &data_, &link_registration(), &broker_, nullptr,
+                                      "TEST_Link_Provider", kind, &interfaces_[kind]),
+              CMPI_RC_OK)
+        << kind;
+  }
+  CMPIrc end(char kind, bool terminating = true) {
+    void* const interface = interfaces_[kind];
+    if (kind == 'I') return ovk_cimple::end(static_cast<CMPIInstanceMI*>(interface), terminating);
+    if (kind == 'A')
+      return ovk_cimple::end(static_cast<CMPIAssociationMI*>(interface), terminating);
+    return ovk_cimple::end(static_cast<CMPIMethodMI*>(interface), terminating);
+  }
+
+  Cmpi_Static_Data data_{};
+  CMPIBroker broker_{};
+  std::map<char, void*> interfaces_;
+};
+
+TEST_F(Association_Life, itEndsWithTheLastInterfaceInEveryOrder) {
+  int orders = 0;
+  std::string opened = "AIM";
   do {
-    open('I');
-    open('M');
-    for (const char kind : order) {
-      EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1) << order;
-      EXPECT_EQ(kind == 'I' ? end(instance_) : end(method_), CMPI_RC_OK);
-    }
-    EXPECT_EQ(hooks<TEST_Device>().alive, left_) << order;
-    EXPECT_EQ(hooks<TEST_Device>().loaded, left_) << order;
-    EXPECT_EQ(end(instance_), CMPI_RC_OK) << "again";
-  } while (std::ranges::next_permutation(order).found);
+    std::string ended = "AIM";
+    do {
+      SCOPED_TRACE(opened + " " + ended);
+      data_ = {};  // a provider of its own for each order, which has not seen another one
+      for (const char kind : opened) {
+        open(kind);
+        EXPECT_EQ(hooks<TEST_Link>().alive, 1);
+      }
+      for (const char kind : ended) {
+        EXPECT_EQ(hooks<TEST_Link>().loaded, 1);
+        EXPECT_EQ(end(kind), CMPI_RC_OK);
+      }
+      EXPECT_EQ(hooks<TEST_Link>().alive, 0);
+      EXPECT_EQ(hooks<TEST_Link>().loaded, 0);
+      EXPECT_EQ(end(ended[0]), CMPI_RC_OK) << "again";
+      ++orders;
+    } while (std::ranges::next_permutation(ended).found);
+  } while (std::ranges::next_permutation(opened).found);
+  EXPECT_EQ(orders, 36);
 }
 
-TEST_F(Life, idleUnloadingIsRefusedByEveryInterface) {
-  open('I');
-  open('M');
-  EXPECT_EQ(end(instance_, false), CMPI_RC_DO_NOT_UNLOAD);
-  EXPECT_EQ(end(method_, false), CMPI_RC_DO_NOT_UNLOAD);
-  EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1);
-  EXPECT_EQ(enumerate(instance_), CMPI_RC_OK);
+TEST_F(Association_Life, idleUnloadingIsRefusedByEveryInterface) {
+  for (const char kind : {'I', 'A', 'M'}) open(kind);
+  for (const char kind : {'I', 'A', 'M'}) {
+    EXPECT_EQ(end(kind, false), CMPI_RC_DO_NOT_UNLOAD) << kind;
+    EXPECT_EQ(hooks<TEST_Link>().loaded, 1);
+  }
+  auto* const instance = static_cast<CMPIInstanceMI*>(interfaces_['I']);
+  EXPECT_EQ(enumerate(instance), CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Link>().enumerations, 1);
 }
 
 TEST_F(Life, aCallAfterTheEndFailsAndAFactoryBeginsAnew) {
@@ -162,13 +205,9 @@ TEST_F(Life, everyMemberOfTheTablesAnswers) {
 }
 
 // A path without a class stands for the association itself, which neither end can be.
-TEST_F(Life, anAssociationAsksForNothingThatCannotMatch) {
-  void* result = nullptr;
-  Cmpi_Static_Data data{};
-  ASSERT_EQ(ovk_cimple_cmpi_adapter(67, &data, &link_registration(), &broker_, nullptr,
-                                    "TEST_Link_Provider", 'A', &result),
-            CMPI_RC_OK);
-  auto* const association = static_cast<CMPIAssociationMI*>(result);
+TEST_F(Association_Life, itAsksForNothingThatCannotMatch) {
+  open('A');
+  auto* const association = static_cast<CMPIAssociationMI*>(interfaces_['A']);
   const CMPIAssociationMIFT& functions = *association->ft;
   EXPECT_EQ(functions
                 .associators(association, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -196,7 +235,6 @@ TEST_F(Life, anAssociationAsksForNothingThatCannotMatch) {
                                     nullptr, nullptr, nullptr, 0)
                 .rc,
             CMPI_RC_ERR_NOT_SUPPORTED);
-  EXPECT_EQ(end(association), CMPI_RC_OK);
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ Lines read_lines(const std::filesystem::path& file) {
 // The word at the start of a text, which loses it and the blanks behind it.
 std::string take_word(std::string& text) {
   const std::size_t end = std::min(text.find_first_of(blanks), text.size());
-  const std::string word = text.substr(0, end);
+  std::string word = text.substr(0, end);
   const std::size_t next = text.find_first_not_of(blanks, end);
   text.erase(0, next);
   return word;

@@ -33,14 +33,31 @@ void write_file(const fs::path& file, const std::string& text) {
   if (!stream.flush()) throw std::runtime_error(file.string() + ": cannot be written");
 }
 
+// Gives this thread mounts of its own. Without root's rights they take a user name space, in
+// which user and group stay what they are; some systems give one and then allow nothing in it.
+bool separate_mounts() {
+  const std::string user = std::to_string(geteuid());
+  const std::string group = std::to_string(getegid());
+  if (unshare(CLONE_NEWNS) != 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    try {
+      write_file("/proc/self/setgroups", "deny");  // else the kernel takes no map of groups
+      write_file("/proc/self/uid_map", user + " " + user + " 1");
+      write_file("/proc/self/gid_map", group + " " + group + " 1");
+    } catch (const std::runtime_error&) {
+      return false;
+    }
+  }
+  return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
 // The machine's own smartctl, out of sight of this thread and what it starts.
 void hide_system_smartctl() {
   bool present = false;
   for (const char* folder : system_folders)
     present = present || fs::exists(fs::path(folder) / "smartctl");
   if (!present) return;
-  bool hidden =
-      unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+  bool hidden = separate_mounts();
   for (const char* folder : system_folders)
     if (hidden && fs::exists(fs::path(folder) / "smartctl"))
       hidden = mount("none", folder, "tmpfs", 0, nullptr) == 0;
