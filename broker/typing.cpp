@@ -5,7 +5,7 @@ namespace broker {
 
 Value Core::typed(const Value& value, Type type, bool array, const std::string& what) const {
   try {
-    const Value converted = convert(value, type, array);
+    Value converted = convert(value, type, array);
     if (converted.is_null() || (type != Type::Reference && type != Type::Instance)) {
       return converted;
     }

@@ -51,7 +51,8 @@ Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs) {
     if (!name.starts_with("host")) continue;
     const auto number = parse_number(std::string_view(name).substr(4));
     if (!number) continue;
-    const std::string driver = sysfs.text(hosts + "/" + name + "/proc_name");
+    const std::string driver =
+        sysfs.text(std::string(hosts).append("/").append(name).append("/proc_name"));
     // What the kernel prints for a driver that bears no name, as uas.
     drivers[*number] = driver == "(null)" ? "" : driver;
   }

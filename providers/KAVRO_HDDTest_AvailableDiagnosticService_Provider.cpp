@@ -37,7 +37,7 @@ struct BusDevice {
   std::string description;
 
   explicit BusDevice(const Ref<Instance>& instance) {
-    const Ref<Instance> held = instance;
+    const Ref<Instance> held = instance;  // NOLINT(performance-unnecessary-copy-initialization)
     const auto* device = cast<KAVRO_SysBusDevice>(held.get());
     if (!device) return;
     name = device->Name.value();

@@ -22,7 +22,7 @@ namespace {
 using NKVRHVX20::TStatus;
 
 // Far more than any machine has; the kernel's files say nothing of their size beforehand.
-constexpr std::size_t largest_file = 16 * 1024 * 1024;
+constexpr std::size_t largest_file = std::size_t{16} * 1024 * 1024;
 
 // Empty when the file cannot be read or is larger than that.
 std::vector<std::uint8_t> read_file(const char* name) {
