@@ -63,8 +63,8 @@ inline Table entry_point_3(std::size_t most_bytes) {
   Table bytes(0x18);
   const std::string anchor = std::string("_SM3_") + '\0' + '\x18' + "\x03\x02";
   std::copy(anchor.begin(), anchor.end(), bytes.begin());
-  for (int i = 0; i < 4; ++i)
-    bytes[static_cast<std::size_t>(0x0c + i)] = static_cast<std::uint8_t>(most_bytes >> (8 * i));
+  for (std::size_t i = 0; i < 4; ++i)
+    bytes[0x0c + i] = static_cast<std::uint8_t>(most_bytes >> (8 * i));
   set_checksum(bytes, 0, 0x18, 0x05);
   return bytes;
 }

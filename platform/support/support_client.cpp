@@ -40,6 +40,7 @@ void Print(ILogger::EHVXLogSeverity severity, const std::string& text, void* dat
 
 void LogInThreads(int count, const std::string& text) {
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int thread = 0; thread < 4; ++thread)
     threads.emplace_back([&] {
       for (int i = 0; i < count; ++i) TRootObject::GetCoreLogger()->Log(ILogger::eTrace, text);
