@@ -265,7 +265,7 @@ TEST_F(Store, ThreadsShareOneInstanceAndLoseNothing) {
     });
   }
   for (auto& thread : threads) thread.join();
-  EXPECT_EQ(THDDTest::GetInstance()->GetRecord().size(), std::size_t{kThreads * kRecords});
+  EXPECT_EQ(THDDTest::GetInstance()->GetRecord().size(), std::size_t{kThreads} * kRecords);
 }
 
 }  // namespace

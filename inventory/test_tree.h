@@ -52,8 +52,8 @@ class Test_Tree {
                           const std::string& vendor, const std::string& model,
                           const std::string& type = "0") const {
     const auto parts = parse_address(address).value();
-    const std::string path = "/sys/devices/" + controller + "/host" + std::to_string(parts.host) +
-                             "/target" + address.substr(0, address.rfind(':')) + "/" + address;
+    std::string path = "/sys/devices/" + controller + "/host" + std::to_string(parts.host) +
+                       "/target" + address.substr(0, address.rfind(':')) + "/" + address;
     file(path + "/vendor", vendor + "\n");
     file(path + "/model", model + "\n");
     file(path + "/rev", "2.5+\n");
@@ -86,8 +86,8 @@ class Test_Tree {
   std::string ahci_disk(int host, const std::string& name) const {
     const std::string number = std::to_string(host);
     scsi_host(host, "ahci");
-    const std::string device = scsi_device("pci0000:00/0000:00:1f.2/ata" + std::to_string(host + 1),
-                                           number + ":0:0:0", "ATA     ", "QEMU HARDDISK   ");
+    std::string device = scsi_device("pci0000:00/0000:00:1f.2/ata" + std::to_string(host + 1),
+                                     number + ":0:0:0", "ATA     ", "QEMU HARDDISK   ");
     scsi_generic(device, "sg" + number);
     block(device, name);
     return device;

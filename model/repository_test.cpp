@@ -12,7 +12,6 @@ namespace {
 using ovk_cimple::kavro_repository;
 using ovk_cimple::Meta_Class;
 using ovk_cimple::Meta_Property;
-using ovk_cimple::same_name;
 
 CMPIType cmpi_type(const Meta_Property& property) {
   constexpr CMPIType types[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,

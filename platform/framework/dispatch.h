@@ -67,7 +67,7 @@ sint32 dispatch(sint32 operation, void* arg0, void* arg1, void* arg2, void* arg3
       *static_cast<Provider**>(arg0) = new Provider;
       return OK;
     case DESTROY_PROVIDER:
-      delete provider;
+      delete provider;  // NOLINT(clang-analyzer-cplusplus.NewDelete)
       return OK;
     case LOAD:
       return provider->load();
@@ -76,7 +76,8 @@ sint32 dispatch(sint32 operation, void* arg0, void* arg1, void* arg2, void* arg3
     case GET_INSTANCE: {
       Class* found = nullptr;
       const sint32 status = provider->get_instance(instance, found);
-      if (found) *static_cast<Instance**>(arg2) = found;
+      if (found)
+        *static_cast<Instance**>(arg2) = found;  // NOLINT(clang-analyzer-core.NullDereference)
       return status;
     }
     case ENUM_INSTANCES: {

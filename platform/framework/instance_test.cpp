@@ -111,7 +111,8 @@ TEST(Instance, ReferencesMayBeTakenAndDroppedByManyThreads) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
       threads.emplace_back([&] {
-        for (int n = 0; n < 10000; ++n) Ref<Drive> mine = drive;
+        for (int n = 0; n < 10000; ++n)
+          Ref<Drive> mine = drive;  // NOLINT(performance-unnecessary-copy-initialization)
       });
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(Drive::alive, before + 1);
