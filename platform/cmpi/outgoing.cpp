@@ -1,6 +1,7 @@
 #include "platform/cmpi/outgoing.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/cmpi/text.h"
 
@@ -10,6 +11,10 @@ namespace {
 
 // References as keys of references; deeper ones would be a circle.
 constexpr int deepest = 4;
+
+// Some object managers keep a reference as text in a buffer of 4096 bytes, and do not look whether
+// it fits.
+constexpr std::size_t longest_reference = 4000;
 
 // In the order of Type.
 constexpr CMPIType codes[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,
@@ -48,6 +53,29 @@ bool is_null(const Instance& instance, const Meta_Property& property) {
   return visit(&instance, property, [](const auto& value) { return value.null(); });
 }
 
+// The bytes of a path written as text, name space aside: CLASS.KEY="VALUE",KEY="VALUE".
+std::size_t text_size(const Instance& instance, int depth) {
+  constexpr std::size_t longest_number = 32;
+  std::size_t size = strlen(instance.meta_class->name);
+  for (const Meta_Property& property : instance.meta_class->properties) {
+    if (!property.key) continue;
+    size += strlen(property.name) + strlen(",=\"\"");
+    visit(&instance, property, [&]<class T>(const Property<T>& key) {
+      if constexpr (std::is_same_v<T, String>) {
+        const String text = clean_text(key.value());
+        size += text.size();
+        size += std::ranges::count_if(text, [](char c) { return c == '"' || c == '\\'; });
+      } else if constexpr (std::is_same_v<T, Ref<Instance>>) {
+        // Quoted in the quotes of its holder, and so again with each level.
+        if (key.value() && depth < deepest) size += 2 * text_size(*key.value(), depth + 1);
+      } else {
+        size += longest_number;
+      }
+    });
+  }
+  return size;
+}
+
 bool has_all_keys(const Instance& instance) {
   return std::ranges::none_of(instance.meta_class->properties, [&](const Meta_Property& property) {
     return property.key && is_null(instance, property);
@@ -82,7 +110,12 @@ void Translator::put(Outgoing_Value& result, const Datetime& time) const {
 }
 
 void Translator::put(Outgoing_Value& result, const Ref<Instance>& reference, int depth) const {
-  if (reference && depth < deepest) result.own(&CMPIValue::ref, path(*reference, depth + 1));
+  if (!reference || depth >= deepest) return;
+  const String& own = reference->name_space;
+  const String& name_space = own.empty() ? name_space_ : own;
+  // One that is too long is left null.
+  if (name_space.size() + text_size(*reference, depth) > longest_reference) return;
+  result.own(&CMPIValue::ref, path(*reference, depth + 1));
 }
 
 template <class T>

@@ -153,6 +153,30 @@ TEST_F(Life, aCallInFlightKeepsTheProvider) {
   ++left_;
 }
 
+// Some object managers clean up one provider for a whole library.
+TEST_F(Life, anEndLeavesOtherProvidersOfTheLibraryAlone) {
+  Cmpi_Static_Data other_data{};
+  void* other = nullptr;
+  ASSERT_EQ(ovk_cimple_cmpi_adapter(67, &other_data, &link_registration(), &broker_, nullptr,
+                                    "TEST_Link_Provider", 'I', &other),
+            CMPI_RC_OK);
+  open('I');
+  EXPECT_EQ(end(instance_), CMPI_RC_OK);
+  auto* const interface = static_cast<CMPIInstanceMI*>(other);
+  EXPECT_EQ(enumerate(interface), CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Link>().enumerations, 1);
+  EXPECT_EQ(end(interface), CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Link>().alive, 0);
+}
+
+// Factories run once for each registered class, cleanup once for the library.
+TEST_F(Life, oneEndIsEnoughForSeveralFactoryCalls) {
+  for (int i = 0; i < 3; ++i) open('I');
+  EXPECT_EQ(end(instance_), CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Device>().alive, left_);
+  EXPECT_EQ(end(instance_), CMPI_RC_OK) << "again";
+}
+
 TEST_F(Life, failuresOfUnloadingAreContained) {
   open('I');
   hooks<TEST_Device>().unload = []() -> sint32 { throw std::runtime_error("unload"); };

@@ -45,8 +45,9 @@ class Adapter_Test : public testing::TestWithParam<Habit> {
     return {};
   }
 
+  int alive_before_;  // with what a test leaves behind on purpose
+
  private:
-  const int alive_before_;
   std::unique_ptr<broker::ObjectManager> manager_;
 };
 

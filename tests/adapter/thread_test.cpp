@@ -1,5 +1,7 @@
 #include <pthread.h>
 
+#include <functional>
+#include <latch>
 #include <thread>
 
 #include "platform/framework/cimom.h"
@@ -11,6 +13,24 @@ namespace {
 class Threads : public Adapter_Test {};
 INSTANTIATE_TEST_SUITE_P(Habits, Threads, testing::Values(standard(), old_versions()),
                          [](const auto& info) { return info.param.name; });
+
+// The least that an object manager gives its requests.
+void on_small_stack(const std::function<void()>& work) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 256 * 1024);
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(
+                &thread, &attributes,
+                [](void* data) -> void* {
+                  (*static_cast<const std::function<void()>*>(data))();
+                  return nullptr;
+                },
+                const_cast<std::function<void()>*>(&work)),
+            0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
 
 constexpr int threads = 8;
 constexpr int rounds = 30;
@@ -57,7 +77,7 @@ TEST_P(Threads, callsRunSideBySideAndKeepApart) {
       }
     });
   for (auto& thread : running) thread.join();
-  EXPECT_EQ(hooks<TEST_Device>().alive, 1);
+  EXPECT_EQ(hooks<TEST_Device>().alive, alive_before_ + 1);
 }
 
 TEST_P(Threads, aSmallStackIsEnough) {
@@ -65,26 +85,58 @@ TEST_P(Threads, aSmallStackIsEnough) {
   GTEST_SKIP() << "instrumented code takes more stack";
 #endif
   publish(std::vector<Ref<TEST_Device>>(100, device("sda", 1)));
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 256 * 1024);
-  pthread_t thread;
-  struct Work {
-    broker::ObjectManager& manager;
-    std::size_t found = 0;
-  } work{manager()};
-  ASSERT_EQ(pthread_create(
-                &thread, &attributes,
-                [](void* data) -> void* {
-                  auto& work = *static_cast<Work*>(data);
-                  work.found = work.manager.enumerate_instances("TEST_Device").size();
-                  return nullptr;
-                },
-                &work),
-            0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
-  EXPECT_EQ(work.found, 100u);
+  method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method& call) {
+    call.Job = owner("job");
+    return OK;
+  };
+  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+    auto link = make<TEST_Link>();
+    link->Device = device("sda", 1);
+    link->Owner = owner("me");
+    handler->handle(link);
+    return OK;
+  };
+  std::size_t found = 0, joined = 0;
+  std::string job;
+  on_small_stack([&] {
+    found = manager().enumerate_instances("TEST_Device").size();
+    joined = manager().associator_names(device_path("sda", 1)).size();
+    const auto result = manager().invoke_method(device_path("sda", 1), "Probe");
+    if (const auto* value = result.find("Job")) job = value->as_path().class_name.str();
+  });
+  EXPECT_EQ(found, 100u);
+  EXPECT_EQ(joined, 1u);
+  EXPECT_EQ(job, "TEST_Owner");
+}
+
+// An object manager that ends does not wait for the requests that still run.
+TEST_P(Threads, anEndInParallelWithACallWaitsForNobody) {
+  Cmpi_Static_Data data{};
+  CMPIBroker broker{};
+  void* made = nullptr;
+  ASSERT_EQ(ovk_cimple_cmpi_adapter(67, &data, &device_registration(), &broker, nullptr,
+                                    "TEST_Device_Provider", 'I', &made),
+            CMPI_RC_OK);
+  auto* const interface = static_cast<CMPIInstanceMI*>(made);
+  const int alive = hooks<TEST_Device>().alive;
+  std::latch begun{1}, ended{1};
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, Enum_Handler<TEST_Device>*) {
+    begun.count_down();
+    ended.wait();
+    return OK;
+  };
+  CMPIrc answer = CMPI_RC_ERR_FAILED;
+  std::thread call([&] {
+    answer = interface->ft->enumerateInstances(interface, nullptr, nullptr, nullptr, nullptr).rc;
+  });
+  begun.wait();
+  EXPECT_EQ(interface->ft->cleanup(interface, nullptr, true).rc, CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Device>().alive, alive) << "the call still needs it";
+  ended.count_down();
+  call.join();
+  EXPECT_EQ(answer, CMPI_RC_OK);
+  EXPECT_EQ(hooks<TEST_Device>().alive, alive) << "left to the end of the process";
+  ++alive_before_;
 }
 
 }  // namespace
