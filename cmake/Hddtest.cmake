@@ -1,12 +1,13 @@
 # What every folder's CMakeLists.txt builds with: compiler settings, output places,
 # dependency look-up, and three functions:
 #
-#   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file])   a shared library
+#   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file] [PLUGIN])   a shared library
 #   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
 #   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS label] [ENVIRONMENT VARIABLE=value...]
 #                [RESOURCE_LOCK what] [RECORDED VARIABLE] [WHOLE])                a GoogleTest program
 #
-# WHOLE registers the program as one ctest test (for tests with a costly start), and so does
+# A PLUGIN is a library that object managers load; it is installed where they look for providers,
+# the others in a folder of their own. WHOLE registers the program as one ctest test (for tests with a costly start), and so does
 # ENVIRONMENT; otherwise each of its test cases is one. Tests of one RESOURCE_LOCK never run at
 # once. RECORDED names the variable of the environment that says where recorded data is; without
 # it the program is built but not registered.
@@ -33,6 +34,11 @@ set(HDDTEST_LIBEXEC_DIR ${CMAKE_BINARY_DIR}/libexec)
 set(HDDTEST_DATA_DIR ${CMAKE_BINARY_DIR}/share)
 set(HDDTEST_TEST_DIR ${CMAKE_BINARY_DIR}/test)
 set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+
+# Places of an installed tree, relative to the prefix.
+include(GNUInstallDirs)
+set(HDDTEST_PLUGIN_PLACE ${CMAKE_INSTALL_LIBDIR}/cmpi)
+set(HDDTEST_LIBRARY_PLACE ${CMAKE_INSTALL_LIBDIR}/hddtest)
 
 set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
 
@@ -70,9 +76,15 @@ find_path(HDDTEST_JSON_INCLUDE nlohmann/json.hpp)
 hddtest_require(HDDTEST_JSON_INCLUDE "The JSON library" nlohmann-json3-dev)
 find_package(fmt QUIET)
 hddtest_require(fmt_FOUND "The formatting library fmt" libfmt-dev)
+find_library(HDDTEST_MICROHTTPD microhttpd)
+hddtest_require(HDDTEST_MICROHTTPD "The HTTP library libmicrohttpd" libmicrohttpd-dev)
+find_library(HDDTEST_GNUTLS gnutls)
+hddtest_require(HDDTEST_GNUTLS "The TLS library GnuTLS" libgnutls28-dev)
+find_library(HDDTEST_CRYPT crypt)
+hddtest_require(HDDTEST_CRYPT "The password hashing library libcrypt" libcrypt-dev)
 
 function(hddtest_library target)
-  cmake_parse_arguments(ARG "" "VERSION_SCRIPT" "SOURCES;LINK" ${ARGN})
+  cmake_parse_arguments(ARG "PLUGIN" "VERSION_SCRIPT" "SOURCES;LINK" ${ARGN})
   add_library(${target} SHARED ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${target} PRIVATE ${ARG_LINK})
   # Object managers load us lazily into a name space with hundreds of names of theirs. Data is
@@ -82,7 +94,13 @@ function(hddtest_library target)
     target_link_options(${target} PRIVATE -Wl,--version-script=${ARG_VERSION_SCRIPT})
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${ARG_VERSION_SCRIPT})
   endif()
+  set(place ${HDDTEST_LIBRARY_PLACE})
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  if(ARG_PLUGIN)
+    set(place ${HDDTEST_PLUGIN_PLACE})
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN;$ORIGIN/../hddtest")
+  endif()
+  install(TARGETS ${target} LIBRARY DESTINATION ${place} COMPONENT module)
 endfunction()
 
 function(hddtest_objects target)

@@ -6,9 +6,10 @@
 #   build PRESET [TARGET...]      configures and builds quietly; shows the log when it fails
 
 build_packages="g++ cmake ninja-build python3 libexpat1-dev libcli11-dev nlohmann-json3-dev
- libfmt-dev libgtest-dev libgmock-dev"
+ libfmt-dev libmicrohttpd-dev libgnutls28-dev libcrypt-dev libgtest-dev libgmock-dev"
 run_packages="smartmontools hwinfo"
 lab_packages="qemu-system-x86 perl-base xz-utils binutils libkmod2"
+test_packages="sblim-wbemcli openssl systemd lintian dpkg-dev man-db logrotate"
 lint_packages="clang-format clang-tidy"
 
 as_root=
