@@ -12,6 +12,9 @@ bool name_character(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
+// Far more than any class has; each is compared with those before it.
+constexpr std::size_t kMostKeys = 100;
+
 // Reads one path, complaining with the place.
 class PathReader {
  public:
@@ -38,6 +41,7 @@ class PathReader {
     expect('.', "a dot must separate class and keys");
     do {
       Name name = read_name("the name of a key");
+      if (path.keys.size() == kMostKeys) fail("there are too many keys");
       if (path.key(name)) fail("key " + name.str() + " is given twice");
       expect('=', "an equals sign must follow the name of a key");
       path.keys.push_back({std::move(name), read_value()});

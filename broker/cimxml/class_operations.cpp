@@ -1,0 +1,110 @@
+// Operations on classes, and associations followed from class to class.
+#include <algorithm>
+
+#include "broker/cimxml/class_writer.h"
+#include "broker/cimxml/task.h"
+#include "broker/cimxml/writer.h"
+
+namespace broker::cimxml {
+namespace {
+
+ClassChoice choice_of(const Task& task, bool local_only, bool qualifiers) {
+  return {task.boolean("LocalOnly", local_only), task.boolean("IncludeQualifiers", qualifiers),
+          task.boolean("IncludeClassOrigin", false), task.request().properties};
+}
+
+std::vector<const ClassInfo*> classes_below(const Task& task) {
+  return task.manager.enumerate_classes(task.path("ClassName"),
+                                        task.boolean("DeepInheritance", false));
+}
+
+// Null for no filter.
+const ClassInfo* filter_class(const Task& task, std::string_view parameter) {
+  const std::string name = task.class_name(parameter);
+  if (name.empty()) return nullptr;
+  if (const ClassInfo* info = task.manager.schema().find(name)) return info;
+  throw Error(Status::InvalidParameter, "there is no class " + name + " to filter by");
+}
+
+struct Role {
+  const std::string name;  // empty: any
+
+  bool fits(const PropertyInfo& property) const {
+    return property.type == Type::Reference && (name.empty() || property.name == name);
+  }
+};
+
+}  // namespace
+
+void get_class(const Task& task) {
+  const ObjectPath path = task.path("ClassName");
+  const ClassInfo* info = nullptr;
+  try {
+    info = &task.manager.get_class(path);
+  } catch (const Error& error) {
+    if (error.status() != Status::InvalidClass) throw;
+    throw Error(Status::NotFound, error.description());  // what the standard says for this one
+  }
+  Text& text = task.output.text();
+  text << "<IRETURNVALUE>";
+  write_class(text, *info, choice_of(task, true, true));
+  text << "</IRETURNVALUE>";
+}
+
+void enumerate_classes(const Task& task) {
+  const ClassChoice choice = choice_of(task, true, true);
+  Text& text = task.output.text();
+  text << "<IRETURNVALUE>";
+  for (const ClassInfo* info : classes_below(task)) {
+    write_class(text, *info, choice);
+    task.output.offer();
+  }
+  text << "</IRETURNVALUE>";
+}
+
+void enumerate_class_names(const Task& task) {
+  Writer writer(task.output.text(), task.manager.schema());
+  writer.text() << "<IRETURNVALUE>";
+  for (const ClassInfo* info : classes_below(task)) writer.class_name(info->name());
+  writer.text() << "</IRETURNVALUE>";
+}
+
+void class_associations(const Task& task, bool far_end, bool names) {
+  const ClassInfo& source = task.manager.get_class(task.path("ObjectName"));
+  const ClassInfo* result = filter_class(task, "ResultClass");
+  const ClassInfo* filter = far_end ? filter_class(task, "AssocClass") : result;
+  const Role role{task.text("Role")}, result_role{task.text("ResultRole")};
+  const Schema& schema = task.manager.schema();
+  std::vector<const ClassInfo*> found;
+  const auto add = [&](const ClassInfo* info) {
+    if (!info || (result && !info->is_a(*result))) return;
+    if (std::find(found.begin(), found.end(), info) == found.end()) found.push_back(info);
+  };
+  for (const ClassInfo& association : schema.classes()) {
+    if (!association.association() || (filter && !association.is_a(*filter))) continue;
+    for (const PropertyInfo& near : association.properties()) {
+      if (!role.fits(near)) continue;
+      const ClassInfo* end = schema.find(near.feature->reference_class);
+      if (!end || !source.is_a(*end)) continue;
+      if (!far_end) add(&association);
+      for (const PropertyInfo& far : association.properties()) {
+        if (!far_end || &far == &near || !result_role.fits(far)) continue;
+        add(schema.find(far.feature->reference_class));
+      }
+    }
+  }
+  const ClassChoice choice = choice_of(task, false, false);
+  Writer writer(task.output.text(), schema);
+  Text& text = writer.text();
+  text << "<IRETURNVALUE>";
+  for (const ClassInfo* info : found) {
+    text << (names ? "<OBJECTPATH>" : "<VALUE.OBJECTWITHPATH>");
+    writer.class_path(info->name());
+    if (!names) write_class(text, *info, choice);
+    text << (names ? "</OBJECTPATH>" : "</VALUE.OBJECTWITHPATH>");
+    task.output.offer();
+  }
+  text << "</IRETURNVALUE>";
+}
+
+}  // namespace broker::cimxml

@@ -1,0 +1,23 @@
+// Class declarations into text (DSP0201).
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "broker/cimxml/text.h"
+#include "broker/schema.h"
+
+namespace broker::cimxml {
+
+// What of a class a client wants to see.
+struct ClassChoice {
+  bool local_only = true;  // only what the class itself declares
+  bool qualifiers = true;
+  bool class_origin = false;
+  std::optional<std::vector<std::string>> properties;  // unset: all
+};
+
+void write_class(Text& text, const ClassInfo& info, const ClassChoice& choice);
+
+}  // namespace broker::cimxml

@@ -1,0 +1,78 @@
+// Open enumerations: what clients have not yet pulled, as text that is ready to send. One whose
+// time is over goes with the next call for any of them; until then the limit on all together holds.
+//
+// Threads: every function may be called by any thread.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "broker/cimxml/service.h"
+#include "broker/cimxml/text.h"
+
+namespace broker::cimxml {
+
+// Objects, each an element of its own.
+class Batch {
+ public:
+  Text& text() { return text_; }
+  void end_object() { ends_.push_back(text_.size()); }
+  std::size_t bytes() const { return text_.size(); }
+  std::size_t count() const { return ends_.size() - next_; }  // left
+  std::string_view take(std::size_t count);                   // at most that many
+
+ private:
+  Text text_;
+  std::vector<std::size_t> ends_;
+  std::size_t next_ = 0;
+};
+
+class Contexts {
+ public:
+  using Clock = std::chrono::steady_clock;
+  struct Pulled {
+    std::string objects;
+    bool end;
+  };
+
+  explicit Contexts(const Limits& limits) : limits_(limits) {}
+
+  // Throws Error (ServerLimitsExceeded) when there are too many already.
+  void check_room();
+  // Throws the same, also when this one would be too much to hold. seconds: how long nobody need
+  // pull. Returns the name of the enumeration, which nobody guesses.
+  std::string open(Batch batch, bool paths, const std::string& principal, unsigned seconds);
+  // Throws Error (21, invalid enumeration context) for a name that is not, or no more, that of an
+  // enumeration of this principal and kind.
+  Pulled pull(const std::string& name, bool paths, const std::string& principal, std::size_t count);
+  void close(const std::string& name, const std::string& principal);
+
+ private:
+  struct Entry {
+    Batch batch;
+    bool paths;
+    std::string principal;
+    std::chrono::seconds time;
+    Clock::time_point deadline;
+  };
+  using Entries = std::map<std::string, Entry, std::less<>>;
+
+  Entries::iterator find(const std::string& name, const std::string& principal);
+  Entries::iterator erase(Entries::iterator at);
+  void drop_expired();
+  void check_room(std::size_t bytes) const;
+
+  const Limits limits_;
+  std::mutex mutex_;
+  Entries entries_;
+  std::size_t bytes_ = 0;
+  std::random_device random_;
+};
+
+}  // namespace broker::cimxml

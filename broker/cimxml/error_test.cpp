@@ -1,0 +1,396 @@
+// What is answered to requests that are no good, and how large they may be.
+#include "broker/cimxml/document.h"
+#include "broker/cimxml/service_fixture.h"
+
+namespace broker::cimxml {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+struct Refused {
+  int status;
+  std::string error;
+  bool operator==(const Refused&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const Refused& refused) {
+    return out << refused.status << " " << refused.error;
+  }
+};
+
+const Refused kFine{200, ""};
+const Refused kNotWellFormed{400, "request-not-well-formed"};
+const Refused kNotValid{400, "request-not-loosely-valid"};
+const Refused kMismatch{400, "header-mismatch"};
+
+class Errors : public ServiceTest {
+ protected:
+  static Refused refused(const Recorder& reply) {
+    const auto error = reply.headers.find("CIMError");
+    EXPECT_EQ(reply.status == 200, !reply.body.empty());
+    return {reply.status, error == reply.headers.end() ? "" : error->second};
+  }
+
+  Refused send(std::string_view body) {
+    return refused(answer(call_of(body, "EnumerateInstanceNames", "root/cimv2")));
+  }
+
+  const std::string good = message(
+      simple_intrinsic("EnumerateInstanceNames", class_parameter("ClassName", "TEST_Widget")));
+  std::string replaced(std::string_view part, std::string_view by) const {
+    std::string body = good;
+    const std::size_t at = body.find(part);
+    EXPECT_NE(at, std::string::npos) << part;
+    return body.replace(at, part.size(), by);
+  }
+};
+
+// Header fields.
+
+TEST_F(Errors, TheGoodRequestIsFine) { EXPECT_EQ(send(good), kFine); }
+
+TEST_F(Errors, OnlyMethodCallsAreCarriedOut) {
+  Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+  call.operation = "MethodResponse";
+  EXPECT_EQ(refused(answer(call)), (Refused{400, "unsupported-operation"}));
+  call.operation.reset();
+  EXPECT_EQ(refused(answer(call)), (Refused{400, "unsupported-operation"}));
+  call.operation = " methodcall ";
+  EXPECT_EQ(refused(answer(call)), kFine);
+  EXPECT_EQ(send(message("<SIMPLEEXPREQ/>")), (Refused{400, "unsupported-operation"}));
+}
+
+TEST_F(Errors, OtherVersionsAreNotSupported) {
+  Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+  call.protocol_version = "2.0";
+  const Recorder reply = answer(call);
+  EXPECT_EQ(refused(reply), (Refused{501, "unsupported-protocol-version"}));
+  EXPECT_EQ(reply.headers.at("CIMProtocolVersion"), "1.0");
+  call.protocol_version = "1.0";
+  EXPECT_EQ(refused(answer(call)), kFine);
+  EXPECT_EQ(send(replaced("PROTOCOLVERSION=\"1.0\"", "PROTOCOLVERSION=\"1.4\"")), kFine);
+  EXPECT_EQ(send(replaced("PROTOCOLVERSION=\"1.0\"", "PROTOCOLVERSION=\"2.0\"")),
+            (Refused{501, "unsupported-protocol-version"}));
+  EXPECT_EQ(send(replaced("DTDVERSION=\"2.0\"", "DTDVERSION=\"2.4\"")), kFine);
+  EXPECT_EQ(send(replaced("DTDVERSION=\"2.0\"", "DTDVERSION=\"3.0\"")),
+            (Refused{501, "unsupported-dtd-version"}));
+  EXPECT_EQ(send(replaced("CIMVERSION=\"2.0\"", "CIMVERSION=\"12.0\"")),
+            (Refused{501, "unsupported-cim-version"}));
+  EXPECT_EQ(send(replaced("CIMVERSION=\"2.0\"", "CIMVERSION=\"two\"")), kNotValid);
+}
+
+TEST_F(Errors, HeadersMustSayWhatTheBodySays) {
+  const auto with = [&](auto change) {
+    Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+    change(call);
+    return refused(answer(call));
+  };
+  EXPECT_EQ(with([](Call& call) { call.method = "GetInstance"; }), kMismatch);
+  EXPECT_EQ(with([](Call& call) { call.method.reset(); }), kMismatch);
+  EXPECT_EQ(with([](Call& call) { call.method = "enumerateinstancenames"; }), kFine);
+  EXPECT_EQ(with([](Call& call) { call.object = "root/other"; }), kMismatch);
+  EXPECT_EQ(with([](Call& call) { call.object.reset(); }), kMismatch);
+  EXPECT_EQ(with([](Call& call) { call.object = "ROOT/CIMv2"; }), kFine);
+  EXPECT_EQ(with([](Call& call) { call.batch = ""; }), kMismatch);
+  EXPECT_EQ(with([](Call& call) { call.protocol_version = "1.1"; }), kMismatch);
+  EXPECT_EQ(with([](Call& call) { call.protocol_version = "one"; }), kMismatch);
+}
+
+TEST_F(Errors, HeadersOfMethodsNameTheObject) {
+  const std::string body = message(simple_method("Add", "", widget_name("a\"b")));
+  const auto with = [&](const char* object) {
+    return refused(answer(call_of(body, "Add", object)));
+  };
+  EXPECT_EQ(with("root/cimv2:TEST_Widget.Name=\"a\\\"b\""), kFine);
+  EXPECT_EQ(with("//here/ROOT/cimv2:test_widget.NAME=\"a\\\"b\""), kFine);
+  EXPECT_EQ(with("root/cimv2:TEST_Widget.Name=\"other\""), kMismatch);
+  EXPECT_EQ(with("root/cimv2:TEST_Widget"), kMismatch);
+  EXPECT_EQ(with("root/cimv2:TEST_Gadget.Name=\"a\\\"b\""), kMismatch);
+  EXPECT_EQ(with("TEST_Widget.Name=\"a\\\"b\""), kMismatch);
+  EXPECT_EQ(with("root/cimv2:TEST_Widget.Name=\"a\"b\""), kMismatch);
+}
+
+TEST_F(Errors, BodiesAreXmlInUtf8) {
+  const auto with = [&](const char* type) {
+    Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+    call.content_type = type;
+    return answer(call).status;
+  };
+  EXPECT_EQ(with("application/xml; charset=utf-8"), 200);
+  EXPECT_EQ(with("text/xml;charset=\"UTF-8\""), 200);
+  EXPECT_EQ(with("Text/XML ; x=y"), 200);
+  EXPECT_EQ(with("application/json"), 415);
+  EXPECT_EQ(with("application/xml; charset=iso-8859-1"), 415);
+  EXPECT_EQ(with(""), 415);
+}
+
+// Bodies.
+
+TEST_F(Errors, WhatIsNotWellFormedIsRefused) {
+  for (const char* body : {"", " ", "<", "<CIM", "<CIM></CIN>", "<CIM/><CIM/>", "text",
+                           "<CIM A=\"1\" A=\"2\"/>", "<CIM>&nbsp;</CIM>", "<CIM>\xFF</CIM>"}) {
+    EXPECT_EQ(send(body), kNotWellFormed) << body;
+  }
+  EXPECT_EQ(send(good.substr(0, good.size() - 1)), kNotWellFormed);
+  EXPECT_EQ(send(good + "x"), kNotWellFormed);
+}
+
+TEST_F(Errors, WhatIsNoMessageIsNotValid) {
+  for (const char* body :
+       {"<CIM/>", "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"/>", "<MESSAGE/>", "<unknown/>"}) {
+    EXPECT_EQ(send(body), kNotValid) << body;
+  }
+  EXPECT_EQ(send(replaced(" ID=\"7\"", "")), kNotValid);
+  EXPECT_EQ(send(replaced(" NAME=\"EnumerateInstanceNames\"", "")), kNotValid);
+  EXPECT_EQ(send(replaced(kLocalNameSpace, "")), kNotValid);
+  EXPECT_EQ(send(replaced(kLocalNameSpace, "<LOCALNAMESPACEPATH/>")), kNotValid);
+  EXPECT_EQ(send(replaced("<SIMPLEREQ>", "<SIMPLEREQ>text")), kNotValid);
+  EXPECT_EQ(send(replaced("<CLASSNAME", "<VALUE></VALUE><CLASSNAME")), kNotValid);
+  EXPECT_EQ(send(replaced("<CLASSNAME NAME", "<CLASSNAME NAMES")), kNotValid);
+  EXPECT_EQ(send(replaced("</SIMPLEREQ>", "</SIMPLEREQ><SIMPLEREQ/>")), kNotValid);
+  EXPECT_EQ(send(replaced("IPARAMVALUE NAME=\"ClassName\"", "IPARAMVALUE")), kNotValid);
+}
+
+TEST_F(Errors, WhatTheStandardDoesNotKnowIsSkipped) {
+  EXPECT_EQ(send(replaced("<SIMPLEREQ>", "<SIMPLEREQ other=\"1\"><more>text<CIM/></more>")), kFine);
+}
+
+TEST_F(Errors, DocumentTypesAreRefused) {
+  EXPECT_EQ(send(replaced("<CIM ", "<!DOCTYPE CIM [<!ENTITY a \"b\">]><CIM ")), kNotValid);
+  EXPECT_EQ(send(replaced("<CIM ", "<!DOCTYPE CIM SYSTEM \"file:///etc/passwd\"><CIM ")),
+            kNotValid);
+}
+
+TEST_F(Errors, DepthHasALimit) {
+  const auto nested = [](std::size_t levels) {  // around CIM, MESSAGE, SIMPLEREQ
+    std::string text;
+    for (std::size_t i = 0; i < levels; ++i) text += "<a>";
+    for (std::size_t i = 0; i < levels; ++i) text += "</a>";
+    return text;
+  };
+  EXPECT_EQ(send(replaced("<SIMPLEREQ>", "<SIMPLEREQ>" + nested(61))), kFine);
+  EXPECT_EQ(send(replaced("<SIMPLEREQ>", "<SIMPLEREQ>" + nested(62))), kNotValid);
+  EXPECT_EQ(send(nested(1'000'000)), kNotValid);
+}
+
+TEST_F(Errors, AttributesHaveALimit) {
+  EXPECT_EQ(send(replaced("ID=\"7\"", "ID=\"" + std::string(longest_attribute, 'x') + "\"")),
+            kFine);
+  EXPECT_EQ(send(replaced("ID=\"7\"", "ID=\"" + std::string(longest_attribute + 1, 'x') + "\"")),
+            kNotValid);
+}
+
+class SmallBatches : public Errors {
+ protected:
+  Refused batch(int requests) {
+    ObjectManager small(test_schema(), test_options());
+    Service service(small, {.batch = 3});
+    std::string text = "<MULTIREQ>";
+    for (int i = 0; i < requests; ++i) text += simple_intrinsic("EnumerateClassNames", "");
+    const std::string body = message(text + "</MULTIREQ>");
+    Call call;
+    call.body = body;
+    call.operation = "MethodCall";
+    call.batch = "";
+    Recorder reply;
+    service.answer(call, reply);
+    return refused(reply);
+  }
+};
+
+TEST_F(SmallBatches, HaveFromTwoRequestsToTheLimit) {
+  EXPECT_EQ(batch(1), kNotValid);
+  EXPECT_EQ(batch(2), kFine);
+  EXPECT_EQ(batch(3), kFine);
+  EXPECT_EQ(batch(4), (Refused{501, "multiple-requests-unsupported"}));
+}
+
+TEST_F(Errors, BatchesNameNoMethodInTheHeader) {
+  const std::string body = message("<MULTIREQ>" + simple_intrinsic("EnumerateClassNames", "") +
+                                   simple_intrinsic("EnumerateClassNames", "") + "</MULTIREQ>");
+  Call call = call_of(body, "EnumerateClassNames", "root/cimv2");
+  EXPECT_EQ(refused(answer(call)), kMismatch);
+  call.batch = "";
+  EXPECT_EQ(refused(answer(call)), kMismatch);
+}
+
+// CIM errors.
+
+TEST_F(Errors, IntrinsicOperationsThatNobodyServes) {
+  for (const char* name : {"ExecQuery", "CreateClass", "ModifyClass", "DeleteClass", "GetQualifier",
+                           "SetQualifier", "DeleteQualifier", "EnumerateQualifiers",
+                           "OpenQueryInstances", "PullInstances", "EnumerationCount", "Nonsense"}) {
+    expect_error(7, name, "");
+  }
+  expect_error(7, "CreateClass",
+               "<IPARAMVALUE NAME=\"NewClass\"><CLASS NAME=\"A\"/></IPARAMVALUE>");
+}
+
+TEST_F(Errors, NameSpaces) {
+  const auto in = [&](std::string_view name_space, std::string_view object) {
+    const std::string body = message(simple_intrinsic("EnumerateClassNames", "", name_space));
+    return content(answer(call_of(body, "EnumerateClassNames", object)), "IMETHODRESPONSE",
+                   "EnumerateClassNames");
+  };
+  EXPECT_THAT(in("<LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/></LOCALNAMESPACEPATH>", "root"),
+              StartsWith("<ERROR CODE=\"3\""));
+  EXPECT_THAT(
+      in("<LOCALNAMESPACEPATH><NAMESPACE NAME=\"ROOT/CimV2\"/></LOCALNAMESPACEPATH>", "root/cimv2"),
+      StartsWith("<IRETURNVALUE>"));
+}
+
+TEST_F(Errors, ParametersAreCheckedAgainstTheOperation) {
+  const std::string one = widget_parameter("InstanceName", "one");
+  expect_error(4, "GetInstance", "");
+  expect_error(4, "GetInstance", "<IPARAMVALUE NAME=\"InstanceName\"/>");
+  expect_error(4, "GetInstance", one + one);
+  expect_error(4, "GetInstance", one + value_parameter("Nonsense", "true"));
+  expect_error(4, "GetInstance", class_parameter("InstanceName", "TEST_Widget"));
+  expect_error(4, "GetInstance", one + value_parameter("LocalOnly", "maybe"));
+  expect_error(4, "GetInstance", one + value_parameter("PropertyList", "Name"));
+  expect_error(4, "GetInstance",
+               one +
+                   "<IPARAMVALUE NAME=\"PropertyList\"><VALUE.ARRAY><VALUE.NULL/></VALUE.ARRAY>"
+                   "</IPARAMVALUE>");
+  expect_error(4, "EnumerateInstances", "");
+  expect_error(4, "CreateInstance", one);
+  EXPECT_THAT(ask("GetInstance", one + value_parameter("LocalOnly", "FALSE")),
+              StartsWith("<IRETURNVALUE>"));
+}
+
+TEST_F(Errors, PropertyListsHaveALimit) {
+  const auto list = [&](int names) {
+    std::string text = widget_parameter("InstanceName", "one") +
+                       "<IPARAMVALUE NAME=\"PropertyList\"><VALUE.ARRAY>";
+    for (int i = 0; i < names; ++i) text += "<VALUE>U8</VALUE>";
+    return text + "</VALUE.ARRAY></IPARAMVALUE>";
+  };
+  EXPECT_THAT(ask("GetInstance", list(1000)), StartsWith("<IRETURNVALUE>"));
+  expect_error(4, "GetInstance", list(1001));
+}
+
+TEST_F(Errors, ClassesInstancesAndKeys) {
+  expect_error(5, "EnumerateInstances", class_parameter("ClassName", "TEST_None"));
+  expect_error(5, "EnumerateClasses", class_parameter("ClassName", "TEST_None"));
+  expect_error(6, "GetClass", class_parameter("ClassName", "TEST_None"));
+  expect_error(6, "GetInstance", widget_parameter("InstanceName", "none"));
+  const auto get = [](std::string_view class_name, std::string_view keys) {
+    return "<IPARAMVALUE NAME=\"InstanceName\"><INSTANCENAME CLASSNAME=\"" +
+           std::string(class_name) + "\">" + std::string(keys) + "</INSTANCENAME></IPARAMVALUE>";
+  };
+  const auto key = [](std::string_view name, std::string_view attributes, std::string_view value) {
+    return "<KEYBINDING NAME=\"" + std::string(name) + "\"><KEYVALUE " + std::string(attributes) +
+           ">" + std::string(value) + "</KEYVALUE></KEYBINDING>";
+  };
+  expect_error(5, "GetInstance", get("TEST_None", key("Name", "", "one")));
+  expect_error(5, "GetInstance", get("TEST_None", "<KEYVALUE>one</KEYVALUE>"));
+  expect_error(4, "GetInstance", get("TEST_Widget", ""));
+  expect_error(4, "GetInstance", get("TEST_Widget", key("Caption", "", "one")));
+  expect_error(4, "GetInstance", get("TEST_Widget", key("Name", "", "one") + key("NAME", "", "o")));
+  expect_error(4, "GetInstance", get("TEST_Widget", key("Name", "VALUETYPE=\"numeric\"", "12")));
+  expect_error(4, "GetInstance", get("TEST_Widget", key("Name", "VALUETYPE=\"numeric\"", "x")));
+  expect_error(4, "GetInstance", get("TEST_Widget", key("Name", "VALUETYPE=\"boolean\"", "x")));
+  expect_error(4, "GetInstance", get("TEST_Link", "<KEYVALUE>one</KEYVALUE>"));
+  expect_error(
+      12, "SetProperty",
+      widget_parameter("InstanceName", "one") + value_parameter("PropertyName", "Nothing"));
+  expect_error(13, "SetProperty",
+               widget_parameter("InstanceName", "one") + value_parameter("PropertyName", "U8") +
+                   value_parameter("NewValue", "256"));
+  expect_error(4, "Associators",
+               widget_parameter("ObjectName", "one") + class_parameter("AssocClass", "TEST_None"));
+}
+
+TEST_F(Errors, InstancesThatAreNone) {
+  const auto create = [](std::string_view properties) {
+    return "<IPARAMVALUE NAME=\"NewInstance\"><INSTANCE CLASSNAME=\"TEST_Widget\">" +
+           std::string(properties) + "</INSTANCE></IPARAMVALUE>";
+  };
+  const auto embedded = [](const std::string& text) {
+    return "<PROPERTY NAME=\"Inner\" TYPE=\"string\" EmbeddedObject=\"object\"><VALUE>" + text +
+           "</VALUE></PROPERTY>";
+  };
+  const std::string wrong[] = {
+      "<PROPERTY NAME=\"U8\" TYPE=\"uint8\"><VALUE>256</VALUE></PROPERTY>",
+      "<PROPERTY NAME=\"U8\" TYPE=\"uint8\"><VALUE></VALUE></PROPERTY>",
+      "<PROPERTY NAME=\"U8\" TYPE=\"boolean\"><VALUE>true</VALUE></PROPERTY>",
+      "<PROPERTY NAME=\"When\" TYPE=\"datetime\"><VALUE>today</VALUE></PROPERTY>",
+      "<PROPERTY NAME=\"No\" TYPE=\"string\"><VALUE>a</VALUE></PROPERTY>",
+      "<PROPERTY NAME=\"U8\" TYPE=\"uint8\"/><PROPERTY NAME=\"u8\" TYPE=\"uint8\"/>",
+      embedded("x"),
+      embedded("&lt;CLASS NAME=\"A\"/&gt;"),
+  };
+  for (const std::string& properties : wrong) expect_error(4, "CreateInstance", create(properties));
+}
+
+TEST_F(Errors, EmbeddingHasALimit) {
+  const auto embedded = [](int levels) {
+    std::string text = "<INSTANCE CLASSNAME=\"TEST_Widget\"/>";
+    for (int i = 0; i < levels; ++i) {
+      std::string escaped;
+      for (const char c : text) {
+        escaped += c == '<' ? "&lt;" : (c == '&' ? "&amp;" : std::string(1, c));
+      }
+      text =
+          "<INSTANCE CLASSNAME=\"TEST_Widget\"><PROPERTY NAME=\"Inner\" TYPE=\"string\" "
+          "EmbeddedObject=\"instance\"><VALUE>" +
+          escaped + "</VALUE></PROPERTY></INSTANCE>";
+    }
+    return "<IPARAMVALUE NAME=\"NewInstance\">" + text + "</IPARAMVALUE>";
+  };
+  EXPECT_THAT(ask("CreateInstance", embedded(8)), StartsWith("<IRETURNVALUE>"));
+  EXPECT_THAT(ask("CreateInstance", embedded(9)), HasSubstr("embedded too deep"));
+}
+
+TEST_F(Errors, ModifyingUnderAnotherName) {
+  expect_error(4, "ModifyInstance",
+               "<IPARAMVALUE NAME=\"ModifiedInstance\"><VALUE.NAMEDINSTANCE>" + widget_name("one") +
+                   "<INSTANCE CLASSNAME=\"TEST_Gadget\"/></VALUE.NAMEDINSTANCE></IPARAMVALUE>");
+}
+
+TEST_F(Errors, MethodsAndTheirParameters) {
+  EXPECT_THAT(invoke("Nothing", ""), StartsWith("<ERROR CODE=\"17\""));
+  EXPECT_THAT(invoke("Missing", ""), StartsWith("<ERROR CODE=\"16\""));
+  EXPECT_THAT(invoke("Add", "<PARAMVALUE NAME=\"C\"><VALUE>1</VALUE></PARAMVALUE>"),
+              StartsWith("<ERROR CODE=\"4\""));
+  EXPECT_THAT(invoke("Add", "<PARAMVALUE NAME=\"A\"><VALUE>one</VALUE></PARAMVALUE>"),
+              StartsWith("<ERROR CODE=\"4\""));
+  EXPECT_THAT(invoke("Add",
+                     "<PARAMVALUE NAME=\"A\" PARAMTYPE=\"boolean\"><VALUE>true</VALUE>"
+                     "</PARAMVALUE>"),
+              StartsWith("<ERROR CODE=\"4\""));
+  EXPECT_THAT(invoke("Add", "<PARAMVALUE NAME=\"A\"><CLASS NAME=\"X\"/></PARAMVALUE>"),
+              StartsWith("<ERROR CODE=\"4\""));
+  EXPECT_THAT(invoke("Echo", "<PARAMVALUE NAME=\"Inner\"><VALUE>x</VALUE></PARAMVALUE>"),
+              StartsWith("<ERROR CODE=\"4\""));
+  const std::string body =
+      message(simple_method("Add", "", "<INSTANCENAME CLASSNAME=\"TEST_None\"></INSTANCENAME>"));
+  EXPECT_THAT(answer(call_of(body, "Add", "root/cimv2:TEST_None")).body,
+              HasSubstr("<METHODRESPONSE NAME=\"Add\"><ERROR CODE=\"6\""));
+}
+
+TEST_F(Errors, TheTextOfAPathHasALimit) {
+  const auto echo = [&](int keys) {
+    std::string text = "TEST_None.";
+    for (int i = 0; i < keys; ++i) text += (i == 0 ? "k" : ",k") + std::to_string(i) + "=1";
+    return invoke("Echo", "<PARAMVALUE NAME=\"Target\"><VALUE>" + text + "</VALUE></PARAMVALUE>");
+  };
+  EXPECT_THAT(echo(100), StartsWith("<RETURNVALUE"));
+  EXPECT_THAT(echo(101), HasSubstr("too many keys"));
+}
+
+TEST_F(Errors, ProvidersErrorsArePassedOn) {
+  const auto get = [&](std::string_view name) {
+    return ask("GetInstance", widget_parameter("InstanceName", name));
+  };
+  EXPECT_EQ(get("failing"), "<ERROR CODE=\"1\" DESCRIPTION=\"broken on purpose\"/>");
+  EXPECT_THAT(get("wordless"), StartsWith("<ERROR CODE=\"2\" DESCRIPTION=\"provider Widget"));
+  EXPECT_EQ(get("strange"), "<ERROR CODE=\"200\" DESCRIPTION=\"two hundred\"/>");
+}
+
+TEST_F(Errors, DescriptionsAreEscaped) {
+  EXPECT_EQ(ask("EnumerateInstances", class_parameter("ClassName", "a&lt;&quot;&amp;&#10;")),
+            "<ERROR CODE=\"5\" DESCRIPTION=\"there is no class a&lt;&quot;&amp;&#10;\"/>");
+}
+
+}  // namespace
+}  // namespace broker::cimxml

@@ -1,0 +1,18 @@
+// The three sources of instances and of paths that operations, at once or by pulls, hand out.
+#pragma once
+
+#include "broker/cimxml/task.h"
+
+namespace broker::cimxml {
+
+enum class Source {
+  Class,       // by ClassName
+  Associated,  // by the object, AssocClass, ResultClass, Role, ResultRole
+  Referring,   // by the object, ResultClass, Role
+};
+
+// object: the name of the parameter that names the class or the instance.
+void gather(const Task& task, Source source, std::string_view object, const InstanceSink& sink);
+void gather(const Task& task, Source source, std::string_view object, const PathSink& sink);
+
+}  // namespace broker::cimxml

@@ -1,0 +1,92 @@
+#include "broker/cimxml/head.h"
+
+#include <algorithm>
+
+#include "broker/cimxml/refusal.h"
+#include "broker/error.h"
+
+namespace broker::cimxml {
+namespace {
+
+std::string_view trim(std::string_view text) {
+  const std::size_t begin = text.find_first_not_of(" \t");
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+}
+
+bool is_xml_in_utf8(std::string_view content_type) {
+  std::size_t end = std::min(content_type.find(';'), content_type.size());
+  const std::string_view media = trim(content_type.substr(0, end));
+  if (!same_name(media, "application/xml") && !same_name(media, "text/xml")) return false;
+  while (end < content_type.size()) {
+    content_type.remove_prefix(end + 1);
+    end = std::min(content_type.find(';'), content_type.size());
+    const std::string_view parameter = trim(content_type.substr(0, end));
+    const std::size_t equals = std::min(parameter.find('='), parameter.size());
+    if (!same_name(trim(parameter.substr(0, equals)), "charset")) continue;
+    const std::string_view value = trim(parameter.substr(std::min(equals + 1, parameter.size())));
+    if (!same_name(value, "utf-8") && !same_name(value, "\"utf-8\"")) return false;
+  }
+  return true;
+}
+
+// A header cannot tell the types of keys, and references in it may leave their name space away.
+bool same_key(const Value& header, const Value& body) {
+  if (body.type() == Type::Reference) return true;
+  return same_key_value(header, body) || to_text(header) == to_text(body);
+}
+
+bool names_target(const std::string& header, const SimpleRequest& asked) {
+  if (asked.intrinsic) {
+    std::string_view name = header;
+    if (name.starts_with('/')) name.remove_prefix(1);
+    return asked.target.name_space == name;
+  }
+  try {
+    const ObjectPath named = ObjectPath::parse(header);
+    const ObjectPath& target = asked.target;
+    const bool same_space = named.name_space == target.name_space;
+    if (!same_space || !(named.class_name == target.class_name)) return false;
+    return named.keys.size() == target.keys.size() &&
+           std::all_of(named.keys.begin(), named.keys.end(), [&](const Key& key) {
+             const Value* value = target.key(key.name);
+             return value && same_key(key.value, *value);
+           });
+  } catch (const Error&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+void check_head(const Call& call) {
+  if (!call.operation || !same_name(trim(*call.operation), "MethodCall")) {
+    throw Refusal(400, "unsupported-operation");
+  }
+  if (call.content_type && !is_xml_in_utf8(*call.content_type)) throw Refusal(415, nullptr);
+  try {
+    if (call.protocol_version && !same_major(trim(*call.protocol_version), '1')) {
+      throw Refusal(501, "unsupported-protocol-version");
+    }
+  } catch (const Refusal& refusal) {
+    if (refusal.http_status() == 501) throw;
+    throw Refusal(400, "header-mismatch");  // it is no version, so not the body's either
+  }
+}
+
+void check_match(const Call& call, const Message& message) {
+  const auto require = [](bool match) {
+    if (!match) throw Refusal(400, "header-mismatch");
+  };
+  require(!call.protocol_version || trim(*call.protocol_version) == message.protocol_version);
+  require(call.batch.has_value() == message.batch);
+  if (message.batch) {
+    require(!call.method && !call.object);
+    return;
+  }
+  const SimpleRequest& asked = message.requests.front();
+  require(call.method && same_name(trim(*call.method), asked.name));
+  require(call.object && (asked.error || names_target(*call.object, asked)));
+}
+
+}  // namespace broker::cimxml

@@ -1,0 +1,79 @@
+// Calls of the methods that classes declare.
+#include <utility>
+
+#include "broker/cimxml/decode.h"
+#include "broker/cimxml/task.h"
+#include "broker/cimxml/writer.h"
+
+namespace broker::cimxml {
+namespace {
+
+// A client need not say that its text is an instance: the declaration does.
+Value declared_value(const Decoder& decoder, const Parameter& given,
+                     const ParameterInfo* declared) {
+  const bool text = given.form == Form::Text && given.value.type() == Type::String;
+  if (text && declared && declared->type == Type::Instance) {
+    return Value(decoder.embedded_instance(given.value.as_text()));
+  }
+  return given.value;
+}
+
+std::vector<Argument> arguments_of(const Task& task, const MethodInfo& method) {
+  const Decoder decoder(task.manager.schema(), task.limits.depth);
+  std::vector<Argument> arguments;
+  for (const Parameter& given : task.asked.parameters) {
+    if (given.form == Form::NotSupported) {
+      throw Error(Status::InvalidParameter, "parameter " + given.name + " holds a class");
+    }
+    arguments.push_back(
+        {given.name, declared_value(decoder, given, method.find_parameter(given.name))});
+  }
+  return arguments;
+}
+
+void write_typed(Writer& writer, const Value& value, const Qualifier* embedded) {
+  Text& text = writer.text();
+  text << " PARAMTYPE=\"" << wire_type(value.type()) << "\"";
+  if (value.type() == Type::Instance) text << " EmbeddedObject=\"" << embedding(embedded) << "\"";
+  text << ">";
+  writer.value(value);
+}
+
+}  // namespace
+
+void call_method(const Task& task) {
+  const SimpleRequest& asked = task.asked;
+  const ClassInfo* info = nullptr;
+  try {
+    info = &task.manager.get_class(asked.target);
+  } catch (const Error& error) {
+    if (error.status() != Status::InvalidClass) throw;
+    throw Error(Status::NotFound, error.description());  // the target of the call is missing
+  }
+  const MethodInfo* method = info->find_method(asked.name);
+  if (!method) {
+    throw Error(Status::MethodNotFound,
+                "class " + info->name().str() + " has no method " + asked.name);
+  }
+  const MethodResult result = task.manager.invoke_method(asked.target, asked.name,
+                                                         arguments_of(task, *method), task.caller);
+  Writer writer(task.output.text(), task.manager.schema());
+  if (!result.return_value.is_null()) {
+    writer.text() << "<RETURNVALUE";
+    write_typed(writer, result.return_value,
+                info->find_method_qualifier(method->name, "EmbeddedInstance"));
+    writer.text() << "</RETURNVALUE>";
+  }
+  for (const Argument& out : result.out) {
+    // A parameter that is missing is null, and there are clients that fail on one without value.
+    if (out.value.is_null()) continue;
+    writer.text() << "<PARAMVALUE NAME=\"";
+    writer.text().attribute(out.name);
+    writer.text() << "\"";
+    write_typed(writer, out.value,
+                info->find_parameter_qualifier(method->name, out.name, "EmbeddedInstance"));
+    writer.text() << "</PARAMVALUE>";
+  }
+}
+
+}  // namespace broker::cimxml

@@ -1,0 +1,32 @@
+#include "broker/cimxml/output.h"
+
+namespace broker::cimxml {
+
+void Output::take_back(Mark mark) {
+  if (mark < written_) throw Broken();
+  text_.cut(mark - written_);
+}
+
+void Output::write_out() {
+  if (!gone_) {
+    try {
+      if (!begun_) {
+        begun_ = true;
+        reply_.begin(200, {{"Content-Type", "application/xml; charset=utf-8"},
+                           {"CIMOperation", "MethodResponse"}});
+      }
+      reply_.write(text_.view());
+    } catch (const Reply::Gone&) {
+      gone_ = true;
+    }
+  }
+  written_ += text_.size();
+  text_.cut(0);
+  if (gone_) throw Reply::Gone();
+}
+
+void Output::finish() {
+  if (!gone_) write_out();
+}
+
+}  // namespace broker::cimxml

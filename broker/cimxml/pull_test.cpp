@@ -1,0 +1,201 @@
+// Enumerations that are opened, pulled and closed.
+#include <chrono>
+#include <thread>
+
+#include "broker/cimxml/service_fixture.h"
+#include "broker/cimxml/writer.h"
+
+namespace broker::cimxml {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Pulls : public ServiceTest {
+ protected:
+  explicit Pulls(Limits limits = {}) : ServiceTest(limits) {}
+
+  static std::string number(std::string_view name, int value) {
+    return value_parameter(name, std::to_string(value));
+  }
+
+  static std::string open_parameters(int objects) {
+    return class_parameter("ClassName", "TEST_Widget") + number("MaxObjectCount", objects);
+  }
+
+  // The name of the enumeration in an answer; empty at its end.
+  static std::string context_of(const std::string& answer) {
+    const std::string before =
+        "</IRETURNVALUE><PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\"><VALUE>";
+    const std::size_t begin = answer.find(before);
+    if (begin == std::string::npos) {
+      ADD_FAILURE() << answer;
+      return {};
+    }
+    const std::string rest = answer.substr(begin + before.size());
+    std::string context = rest.substr(0, rest.find('<'));
+    EXPECT_EQ(rest.substr(context.size()),
+              "</VALUE></PARAMVALUE><PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\">"
+              "<VALUE>" +
+                  std::string(context.empty() ? "TRUE" : "FALSE") + "</VALUE></PARAMVALUE>");
+    return context;
+  }
+
+  std::string pull(std::string_view operation, std::string_view context, int objects) {
+    return ask(operation,
+               value_parameter("EnumerationContext", context) + number("MaxObjectCount", objects));
+  }
+};
+
+std::string path(std::string_view name) {
+  return "<INSTANCEPATH><NAMESPACEPATH><HOST>" + host_name() + "</HOST>" +
+         std::string(kLocalNameSpace) + "</NAMESPACEPATH>" + widget_name(name) + "</INSTANCEPATH>";
+}
+
+TEST_F(Pulls, InstancesComeInParts) {
+  const std::string first = ask("OpenEnumerateInstances", open_parameters(1));
+  EXPECT_THAT(first, StartsWith("<IRETURNVALUE><VALUE.INSTANCEWITHPATH>" + path("one") +
+                                "<INSTANCE CLASSNAME=\"TEST_Widget\">"));
+  EXPECT_EQ(count(first, "<VALUE.INSTANCEWITHPATH>"), 1u);
+  const std::string context = context_of(first);
+  ASSERT_EQ(context.size(), 32u);
+  const std::string second = pull("PullInstancesWithPath", context, 2);
+  EXPECT_THAT(second, StartsWith("<IRETURNVALUE><VALUE.INSTANCEWITHPATH>" + path("two")));
+  EXPECT_EQ(count(second, "<VALUE.INSTANCEWITHPATH>"), 2u);
+  EXPECT_EQ(context_of(second), context);
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 0), StartsWith("<IRETURNVALUE></IRETURN"));
+  const std::string last = pull("PullInstancesWithPath", context, 100);
+  EXPECT_EQ(count(last, "<VALUE.INSTANCEWITHPATH>"), 1u);
+  EXPECT_EQ(context_of(last), "");
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<ERROR CODE=\"21\""));
+}
+
+TEST_F(Pulls, PathsComeInParts) {
+  const std::string first = ask("OpenEnumerateInstancePaths", open_parameters(2));
+  EXPECT_THAT(first, StartsWith("<IRETURNVALUE>" + path("one") + path("two") + "</IRETURNVALUE>"));
+  const std::string context = context_of(first);
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<ERROR CODE=\"21\""));
+  const std::string last = pull("PullInstancePaths", context, 2);
+  EXPECT_EQ(count(last, "<INSTANCEPATH>"), 2u);
+  EXPECT_EQ(context_of(last), "");
+}
+
+TEST_F(Pulls, AShortEnumerationEndsAtOnce) {
+  const std::string all = ask("OpenEnumerateInstances", open_parameters(4));
+  EXPECT_EQ(count(all, "<VALUE.INSTANCEWITHPATH>"), 4u);
+  EXPECT_EQ(context_of(all), "");
+}
+
+TEST_F(Pulls, AssociationsAndReferences) {
+  const std::string one = widget_parameter("InstanceName", "one");
+  const std::string both = number("MaxObjectCount", 1);
+  EXPECT_THAT(ask("OpenAssociatorInstancePaths", one + both),
+              StartsWith("<IRETURNVALUE>" + path("two") + "</IRETURNVALUE>"));
+  EXPECT_THAT(
+      ask("OpenAssociatorInstances", one + class_parameter("AssocClass", "TEST_Link") + both),
+      StartsWith("<IRETURNVALUE><VALUE.INSTANCEWITHPATH>" + path("two") + "<INSTANCE"));
+  EXPECT_THAT(ask("OpenReferenceInstances", one + both),
+              HasSubstr("</INSTANCEPATH><INSTANCE CLASSNAME=\"TEST_Link\"></INSTANCE>"));
+  EXPECT_THAT(ask("OpenReferenceInstancePaths", one + value_parameter("Role", "First") + both),
+              HasSubstr("<INSTANCENAME CLASSNAME=\"TEST_Link\">"));
+  const std::string opened = ask("OpenAssociatorInstancePaths", one);
+  EXPECT_THAT(pull("PullInstancePaths", context_of(opened), 1),
+              StartsWith("<IRETURNVALUE>" + path("two") + "</IRETURNVALUE>"));
+}
+
+TEST_F(Pulls, PropertyListsAndOriginsCount) {
+  EXPECT_THAT(
+      ask("OpenEnumerateInstances",
+          open_parameters(1) + value_parameter("IncludeClassOrigin", "true") +
+              "<IPARAMVALUE NAME=\"PropertyList\"><VALUE.ARRAY><VALUE>U8</VALUE></VALUE.ARRAY>"
+              "</IPARAMVALUE>"),
+      StartsWith("<IRETURNVALUE><VALUE.INSTANCEWITHPATH>" + path("one") +
+                 "<INSTANCE CLASSNAME=\"TEST_Widget\"><PROPERTY NAME=\"U8\" TYPE=\"uint8\" "
+                 "CLASSORIGIN=\"TEST_Widget\"><VALUE>255</VALUE></PROPERTY></INSTANCE>"));
+}
+
+TEST_F(Pulls, ClosingEndsAnEnumeration) {
+  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  EXPECT_EQ(ask("CloseEnumeration", value_parameter("EnumerationContext", context)), "");
+  expect_error(21, "CloseEnumeration", value_parameter("EnumerationContext", context));
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<ERROR CODE=\"21\""));
+}
+
+TEST_F(Pulls, AnotherPrincipalCannotPull) {
+  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  const std::string body = message(simple_intrinsic(
+      "PullInstancesWithPath",
+      value_parameter("EnumerationContext", context) + number("MaxObjectCount", 1)));
+  Call call = call_of(body, "PullInstancesWithPath", "root/cimv2");
+  call.principal = "mallory";
+  EXPECT_THAT(answer(call).body, HasSubstr("<ERROR CODE=\"21\""));
+  EXPECT_EQ(count(pull("PullInstancesWithPath", context, 4), "<VALUE.INSTANCEWITHPATH>"), 4u);
+}
+
+TEST_F(Pulls, WhatIsNotSupported) {
+  const std::string open = open_parameters(1);
+  expect_error(25, "OpenEnumerateInstances", open + value_parameter("FilterQuery", "x"));
+  expect_error(25, "OpenEnumerateInstances", open + value_parameter("FilterQueryLanguage", "x"));
+  expect_error(26, "OpenEnumerateInstances", open + value_parameter("ContinueOnError", "true"));
+  expect_error(22, "OpenEnumerateInstances", open + number("OperationTimeout", 0));
+  expect_error(22, "OpenEnumerateInstances", open + number("OperationTimeout", 91));
+  EXPECT_THAT(ask("OpenEnumerateInstances", open + number("OperationTimeout", 90) +
+                                                value_parameter("ContinueOnError", "false")),
+              StartsWith("<IRETURNVALUE>"));
+  expect_error(4, "OpenEnumerateInstances",
+               class_parameter("ClassName", "TEST_Widget") + number("MaxObjectCount", -1));
+  expect_error(4, "PullInstancesWithPath", value_parameter("EnumerationContext", "x"));
+  expect_error(21, "PullInstancesWithPath",
+               value_parameter("EnumerationContext", "x") + number("MaxObjectCount", 1));
+  expect_error(5, "OpenEnumerateInstances", class_parameter("ClassName", "TEST_None"));
+}
+
+class FewPulls : public Pulls {
+ protected:
+  FewPulls() : Pulls({.contexts = 2, .maximum_pull = 3}) {}
+};
+
+TEST_F(FewPulls, OpenEnumerationsHaveALimit) {
+  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  expect_error(27, "OpenEnumerateInstances", open_parameters(0));
+  pull("PullInstancesWithPath", context, 3);
+  pull("PullInstancesWithPath", context, 3);
+  EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
+}
+
+TEST_F(FewPulls, OnePullHasALimit) {
+  const std::string first = ask("OpenEnumerateInstances", open_parameters(1000));
+  EXPECT_EQ(count(first, "<VALUE.INSTANCEWITHPATH>"), 3u);
+  EXPECT_NE(context_of(first), "");
+}
+
+class SmallPulls : public Pulls {
+ protected:
+  SmallPulls() : Pulls({.context_bytes = 15'000}) {}
+};
+
+TEST_F(SmallPulls, OpenEnumerationsHoldSoMuchTogether) {
+  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  ASSERT_NE(context, "");
+  expect_error(27, "OpenEnumerateInstances", open_parameters(0));
+  ask("CloseEnumeration", value_parameter("EnumerationContext", context));
+  EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
+}
+
+class ShortPulls : public Pulls {
+ protected:
+  ShortPulls() : Pulls({.contexts = 1, .context_seconds = 1}) {}
+};
+
+TEST_F(ShortPulls, ExpireWhenNobodyPulls) {
+  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<IRETURNVALUE>"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<ERROR CODE=\"21\""));
+  // And make room.
+  EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
+}
+
+}  // namespace
+}  // namespace broker::cimxml

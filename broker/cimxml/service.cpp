@@ -1,0 +1,128 @@
+#include "broker/cimxml/service.h"
+
+#include <exception>
+#include <new>
+
+#include "broker/cimxml/contexts.h"
+#include "broker/cimxml/head.h"
+#include "broker/cimxml/output.h"
+#include "broker/cimxml/refusal.h"
+#include "broker/cimxml/task.h"
+
+namespace broker::cimxml {
+namespace {
+
+void write_error(Text& text, const Error& error) {
+  text << "<ERROR CODE=\"";
+  text.number(std::uint64_t{static_cast<std::uint32_t>(error.status())});
+  text << "\" DESCRIPTION=\"";
+  text.attribute(error.description());
+  text << "\"/>";
+}
+
+void carry_out(const Task& task) {
+  const SimpleRequest& asked = task.asked;
+  if (!asked.intrinsic) {
+    if (asked.error) throw *asked.error;
+    call_method(task);
+    return;
+  }
+  const IntrinsicOperation* operation = find_operation(asked.name);
+  if (!operation) {
+    throw Error(Status::NotSupported, "operation " + asked.name + " is not supported");
+  }
+  if (!(asked.target.name_space == served_name_space)) {
+    throw Error(Status::InvalidNamespace,
+                "there is no name space " + asked.target.name_space.str());
+  }
+  if (asked.error) throw *asked.error;
+  check_parameters(asked, *operation);
+  operation->carry_out(task);
+}
+
+// One SIMPLERSP. An error takes the place of all that was written of the result.
+void respond(const Task& task) {
+  Output& output = task.output;
+  Text& text = output.text();
+  const std::string_view element = task.asked.intrinsic ? "IMETHODRESPONSE" : "METHODRESPONSE";
+  text << "<SIMPLERSP><" << element << " NAME=\"";
+  text.attribute(task.asked.name);
+  text << "\">";
+  const Output::Mark start = output.mark();
+  const auto fail = [&](const Error& error) {
+    output.take_back(start);
+    write_error(text, error);
+  };
+  try {
+    carry_out(task);
+  } catch (const Reply::Gone&) {
+    return;  // the other requests of the message are carried out all the same
+  } catch (const Error& error) {
+    fail(error);
+  } catch (const std::bad_alloc&) {
+    fail(Error(Status::Failed, "there is not enough memory"));
+  } catch (const std::exception& exception) {
+    fail(Error(Status::Failed, exception.what()));
+  } catch (...) {
+    fail(Error(Status::Failed, "an unknown exception"));
+  }
+  text << "</" << element << "></SIMPLERSP>";
+}
+
+void refuse(Reply& reply, const Refusal& refusal) {
+  Reply::Headers headers;
+  if (refusal.error()) headers.emplace_back("CIMError", refusal.error());
+  if (refusal.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
+  reply.begin(refusal.http_status(), headers);
+}
+
+}  // namespace
+
+Service::Service(ObjectManager& manager, const Limits& limits)
+    : manager_(manager), limits_(limits), contexts_(std::make_unique<Contexts>(limits)) {}
+
+Service::~Service() = default;
+
+void Service::answer(const Call& call, Reply& reply) {
+  Output output(reply);
+  try {
+    check_head(call);
+    const Message message =
+        read_message(call.body, manager_.schema(), {limits_.depth, limits_.batch});
+    check_match(call, message);
+    Request caller;
+    caller.principal = call.principal;
+    caller.accept_language = call.accept_language;
+    Text& text = output.text();
+    text << "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+            "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"";
+    text.attribute(message.id);
+    text << "\" PROTOCOLVERSION=\"1.0\">" << (message.batch ? "<MULTIRSP>" : "");
+    for (const SimpleRequest& asked : message.requests) {
+      respond({manager_, *contexts_, limits_, output, asked, caller});
+    }
+    text << (message.batch ? "</MULTIRSP>" : "") << "</MESSAGE></CIM>\n";
+    output.finish();
+  } catch (const Reply::Gone&) {
+    // Nobody is left to be told.
+  } catch (const Refusal& refusal) {
+    try {
+      refuse(reply, refusal);
+    } catch (...) {
+      // As above.
+    }
+  } catch (...) {
+    // The result broke off, or there is no memory for the message itself.
+    try {
+      if (output.begun()) {
+        reply.abandon();
+      } else {
+        reply.begin(500, {});
+      }
+    } catch (...) {
+      // As above.
+    }
+  }
+}
+
+}  // namespace broker::cimxml
