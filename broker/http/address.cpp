@@ -1,0 +1,73 @@
+#include "broker/http/address.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace broker::http {
+namespace {
+
+// Also for IPv4 addresses in the form of IPv6.
+bool is_loopback_v4(std::uint32_t network_order) { return ntohl(network_order) >> 24 == 127; }
+
+}  // namespace
+
+Address::Address(const std::string& host, std::uint16_t port) : v6_{} {
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE;
+  addrinfo* found = nullptr;
+  const int error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+  if (error != 0) {
+    throw std::runtime_error("cannot listen on '" + host +
+                             "': " + (error == EAI_SYSTEM ? strerror(errno) : gai_strerror(error)));
+  }
+  *this = Address(found->ai_addr);
+  freeaddrinfo(found);
+}
+
+Address::Address(const sockaddr* address) : v6_{} {
+  if (address && address->sa_family == AF_INET) std::memcpy(&v4_, address, sizeof v4_);
+  if (address && address->sa_family == AF_INET6) std::memcpy(&v6_, address, sizeof v6_);
+}
+
+bool Address::is_loopback() const {
+  if (any_.sa_family == AF_INET) return is_loopback_v4(v4_.sin_addr.s_addr);
+  if (any_.sa_family != AF_INET6) return false;
+  if (!IN6_IS_ADDR_V4MAPPED(&v6_.sin6_addr)) return IN6_IS_ADDR_LOOPBACK(&v6_.sin6_addr);
+  std::uint32_t inner;
+  std::memcpy(&inner, v6_.sin6_addr.s6_addr + 12, sizeof inner);
+  return is_loopback_v4(inner);
+}
+
+std::string Address::host() const {
+  char text[NI_MAXHOST] = "";
+  const socklen_t length = any_.sa_family == AF_INET ? sizeof v4_ : sizeof v6_;
+  getnameinfo(&any_, length, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
+  return text;
+}
+
+std::string Address::text() const {
+  if (any_.sa_family == AF_INET) return host() + ":" + std::to_string(ntohs(v4_.sin_port));
+  if (any_.sa_family != AF_INET6) return "";
+  return "[" + host() + "]:" + std::to_string(ntohs(v6_.sin6_port));
+}
+
+int Address::listen() {
+  socklen_t length = any_.sa_family == AF_INET ? sizeof v4_ : sizeof v6_;
+  const int one = 1;
+  const int listener = socket(any_.sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (listener >= 0 && setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) == 0 &&
+      bind(listener, &any_, length) == 0 && ::listen(listener, SOMAXCONN) == 0 &&
+      getsockname(listener, &any_, &length) == 0)
+    return listener;
+  const int error = errno;
+  if (listener >= 0) close(listener);
+  throw std::runtime_error("cannot listen on " + text() + ": " + strerror(error));
+}
+
+}  // namespace broker::http

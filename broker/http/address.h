@@ -1,0 +1,34 @@
+// Internet addresses of the server and of its clients.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+
+namespace broker::http {
+
+class Address {
+ public:
+  // A numeric IPv4 or IPv6 address or a host name (its first address). Throws std::runtime_error.
+  Address(const std::string& host, std::uint16_t port);
+  // Of a connection. Other families than IPv4 and IPv6 have an empty text.
+  explicit Address(const sockaddr* address);
+
+  bool is_loopback() const;
+  std::string host() const;  // "127.0.0.1", "::1"
+  std::string text() const;  // "127.0.0.1:5988", "[::1]:5988"
+
+  // A listening socket, closed on exec; the caller owns it. Afterwards the address has the port
+  // that was chosen for port 0. Throws std::runtime_error, one line.
+  int listen();
+
+ private:
+  union {
+    sockaddr any_{};
+    sockaddr_in v4_;
+    sockaddr_in6 v6_;
+  };
+};
+
+}  // namespace broker::http

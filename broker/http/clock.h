@@ -1,0 +1,43 @@
+// Does things later, on a thread of its own.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace broker::http {
+
+// Safe from any thread. What is due runs one after the other, under the clock's lock: it must be
+// short and must not call the clock.
+class Clock {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+  using Appointment = std::pair<Time, std::uint64_t>;  // a default one is none
+
+  Clock();
+  ~Clock();  // forgets what is not yet due
+  Clock(const Clock&) = delete;
+
+  Appointment after(std::chrono::milliseconds delay, std::function<void()> what);
+  // Once this has returned it has run or never will. What has run, or is none, is passed over.
+  void cancel(const Appointment& appointment);
+  // Runs everything now.
+  void hurry();
+
+ private:
+  void run();
+
+  std::mutex lock_;
+  std::condition_variable changed_;
+  std::map<Appointment, std::function<void()>> due_;
+  std::uint64_t last_ = 0;
+  bool ending_ = false;
+  std::thread thread_;
+};
+
+}  // namespace broker::http

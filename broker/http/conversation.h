@@ -1,0 +1,105 @@
+// One request, from its first line to the end of its reply.
+//
+// The connection's thread carries it from stage to stage (advance) and never waits: log-ins are
+// verified and requests answered on workers, while the connection sleeps.
+#pragma once
+
+#include <microhttpd.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "broker/http/clock.h"
+#include "broker/http/exchange.h"
+#include "broker/http/head.h"
+#include "broker/http/options.h"
+#include "broker/http/penalties.h"
+#include "broker/http/workers.h"
+
+namespace broker::http {
+
+// What all conversations of a server share.
+struct Shared {
+  Shared(Handler answer, const Limits& bounds)
+      : handler(std::move(answer)), limits(bounds), penalties(bounds.delay, bounds.longest_delay) {}
+
+  std::shared_ptr<Users> present_users();
+  // Counts a conversation that sleeps while a worker has it; false when the server is ending.
+  bool enter();
+  void leave();
+
+  const Handler handler;
+  const Limits limits;
+  std::function<void(int, const std::string&)> log;
+
+  std::mutex lock;
+  std::condition_variable changed;
+  std::shared_ptr<Users> users;  // null: everybody is admitted
+  std::size_t conversations = 0;
+  std::size_t in_hand = 0;  // of workers
+  bool ending = false;
+
+  Penalties penalties;
+  Clock clock;
+  Workers workers;  // the first to go: its tasks use the others
+};
+
+// A connection, from accept to close. On the connection's thread.
+class Peer {
+ public:
+  Peer(Shared& shared, int socket, std::string address)
+      : shared_(shared), socket_(socket), address_(std::move(address)) {}
+  ~Peer() { release(); }
+  Peer(const Peer&) = delete;
+
+  const std::string& address() const { return address_; }
+  // Closes the connection unless there is a release, or another limit, within that time.
+  void limit(std::chrono::milliseconds time);
+  void release();
+
+ private:
+  Shared& shared_;
+  const int socket_;
+  const std::string address_;
+  Clock::Appointment deadline_;
+};
+
+class Conversation : public std::enable_shared_from_this<Conversation> {
+ public:
+  Conversation(Shared& shared, MHD_Connection* connection, Peer& peer);
+
+  MHD_Result advance(const char* path, const char* method, const char* data, std::size_t* size);
+  void end();
+
+ private:
+  enum class Stage { head, admission, body, work, reply };
+
+  void read_fields(const char* path, const char* method);
+  MHD_Result admit();
+  MHD_Result receive(const char* data, std::size_t size);
+  MHD_Result work();
+  MHD_Result refuse();
+  void verify(const Credentials& credentials);
+  void answer();
+  // Puts the connection to sleep and has a worker do the task; false when that cannot be.
+  bool hand_to_worker(Stage next, std::function<void()> task);
+  std::optional<std::string> field(const std::string& name) const;
+
+  Shared& shared_;
+  MHD_Connection* const connection_;
+  Peer& peer_;
+  const std::shared_ptr<Exchange> exchange_;
+  const std::shared_ptr<Users> users_;
+
+  Stage stage_ = Stage::head;
+  Head head_;
+  std::optional<Refusal> refusal_;
+  bool admitted_ = false;
+  std::string body_;
+  std::size_t received_ = 0;
+};
+
+}  // namespace broker::http

@@ -1,0 +1,175 @@
+#include "broker/http/head.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace broker::http {
+namespace {
+
+constexpr std::string_view extension = "http://www.dmtf.org/cim/mapping/http/v1.0";
+
+bool equal(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+std::string_view trim(std::string_view text) {
+  constexpr std::string_view blanks = " \t";
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+// Takes what stands before the separator away from the front of text.
+std::string_view take(std::string_view& text, char separator) {
+  const std::size_t end = std::min(text.find(separator), text.size());
+  const std::string_view piece = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return trim(piece);
+}
+
+std::string_view unquote(std::string_view text) {
+  const bool quoted = text.size() >= 2 && text.front() == '"' && text.back() == '"';
+  return quoted ? text.substr(1, text.size() - 2) : text;
+}
+
+// "73-" of a Man field that declares CIM's extension with "ns=73". Empty when it does not, or
+// declares another one too: a request that must not be fulfilled.
+std::string declared_prefix(std::string_view man) {
+  std::string prefix;
+  while (!man.empty()) {
+    std::string_view declaration = take(man, ',');
+    if (unquote(take(declaration, ';')) != extension) return "";
+    while (!declaration.empty()) {
+      std::string_view value = take(declaration, ';');
+      if (!equal(take(value, '='), "ns")) continue;
+      const std::string_view number = trim(value);
+      if (number.size() < 2 || number.size() > 9 ||
+          number.find_first_not_of("0123456789") != std::string_view::npos)
+        return "";
+      prefix = std::string(number) + "-";
+    }
+  }
+  return prefix;
+}
+
+// The path of an absolute URI; any other text as it stands.
+std::string_view path_of(std::string_view target) {
+  for (const std::string_view scheme : {"http://", "https://"}) {
+    if (target.size() < scheme.size() || !equal(target.substr(0, scheme.size()), scheme)) continue;
+    target.remove_prefix(scheme.size());
+    const std::size_t slash = target.find('/');
+    return slash == std::string_view::npos ? "/" : target.substr(slash);
+  }
+  return target;
+}
+
+// A method that the server does not have: one of HTTP's own, or one that it never heard of.
+Refusal wrong_method(std::string_view method) {
+  constexpr std::string_view known[] = {"GET",   "HEAD",    "PUT",  "DELETE",
+                                        "TRACE", "CONNECT", "PATCH"};
+  const bool is_known = std::find(std::begin(known), std::end(known), method) != std::end(known);
+  if (!is_known) return {501};
+  return {405, {{"Allow", "POST, M-POST, OPTIONS"}}};
+}
+
+int hexadecimal(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  return -1;
+}
+
+int base64_value(char digit) {
+  if (digit >= 'A' && digit <= 'Z') return digit - 'A';
+  if (digit >= 'a' && digit <= 'z') return digit - 'a' + 26;
+  if (digit >= '0' && digit <= '9') return digit - '0' + 52;
+  return digit == '+' ? 62 : digit == '/' ? 63 : -1;
+}
+
+std::optional<std::string> decode_base64(std::string_view text) {
+  for (int i = 0; i < 2 && text.ends_with('='); ++i) text.remove_suffix(1);
+  std::string decoded;
+  unsigned bits = 0;
+  unsigned count = 0;
+  for (const char digit : text) {
+    const int value = base64_value(digit);
+    if (value < 0) return std::nullopt;
+    bits = bits << 6 | static_cast<unsigned>(value);
+    count += 6;
+    if (count < 8) continue;
+    count -= 8;
+    decoded += static_cast<char>(bits >> count & 0xff);
+  }
+  if (count == 6) return std::nullopt;
+  return decoded;
+}
+
+}  // namespace
+
+std::variant<Head, Refusal> read_head(std::string_view method, std::string_view path,
+                                      const Fields& fields) {
+  const std::string_view place = path_of(path);
+  if (method == "OPTIONS") return Refusal{200, {{"Allow", "POST, M-POST, OPTIONS"}}};
+  if (method != "POST" && method != "M-POST") return wrong_method(method);
+  if (place != "/cimom" && place != "/") return Refusal{404};
+  // A browser says so when a page of another origin makes it send something; no other client does.
+  if (fields("Origin")) return Refusal{403};
+
+  Head head;
+  if (method == "M-POST") {
+    head.prefix = declared_prefix(fields("Man").value_or(""));
+    if (head.prefix.empty()) return Refusal{510};
+  }
+  const auto cim = [&](const char* name) { return fields(head.prefix + name); };
+  const auto decoded = [&](const char* name) {
+    const auto value = cim(name);
+    return value ? std::optional(decode_escapes(*value)) : std::nullopt;
+  };
+  head.call.operation = cim("CIMOperation");
+  head.call.method = decoded("CIMMethod");
+  head.call.object = decoded("CIMObject");
+  head.call.batch = cim("CIMBatch");
+  head.call.protocol_version = cim("CIMProtocolVersion");
+  head.call.content_type = fields("Content-Type");
+  head.call.accept_language = fields("Accept-Language").value_or("");
+  return head;
+}
+
+Headers reply_headers(const Headers& headers, const std::string& prefix) {
+  if (prefix.empty()) return headers;
+  Headers replied = {
+      {"Ext", " "},
+      {"Cache-Control", "no-cache"},
+      {"Man", std::string(extension) + " ; ns=" + prefix.substr(0, prefix.size() - 1)}};
+  for (const auto& [name, value] : headers)
+    replied.emplace_back(equal(name.substr(0, 3), "CIM") ? prefix + name : name, value);
+  return replied;
+}
+
+std::optional<Credentials> basic_credentials(std::string_view authorization) {
+  constexpr std::string_view scheme = "Basic ";
+  if (!equal(authorization.substr(0, scheme.size()), scheme)) return std::nullopt;
+  const auto text = decode_base64(trim(authorization.substr(scheme.size())));
+  const std::size_t colon = text ? text->find(':') : std::string::npos;
+  if (colon == std::string::npos) return std::nullopt;
+  return Credentials{text->substr(0, colon), text->substr(colon + 1)};
+}
+
+std::string decode_escapes(std::string_view text) {
+  std::string decoded;
+  for (; !text.empty(); text.remove_prefix(1)) {
+    const int high = text.size() >= 3 && text[0] == '%' ? hexadecimal(text[1]) : -1;
+    const int low = high >= 0 ? hexadecimal(text[2]) : -1;
+    if (low >= 0) {
+      decoded += static_cast<char>(high << 4 | low);
+      text.remove_prefix(2);
+    } else {
+      decoded += text.front();
+    }
+  }
+  return decoded;
+}
+
+}  // namespace broker::http

@@ -1,0 +1,255 @@
+// Each limit just under and just over, and what no client should send.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+#include "broker/http/test_client.h"
+
+namespace broker::http {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// A server with these limits; every test ends with a client that is served as before.
+class Limited : public testing::Test {
+ protected:
+  void start(const Limits& limits) {
+    Options options;
+    options.limits = limits;
+    test_ = std::make_unique<TestServer>(echo, std::move(options));
+  }
+  std::unique_ptr<TestClient> connect() { return std::make_unique<TestClient>(test_->port); }
+  void TearDown() override { EXPECT_EQ(connect()->post("as before").body, "as before"); }
+
+  std::unique_ptr<TestServer> test_;
+  int own_ = -1;
+};
+
+TEST_F(Limited, Body) {
+  Limits limits;
+  limits.body = 1000;
+  start(limits);
+  const auto client = connect();
+  EXPECT_EQ(client->post(std::string(1000, 'x')).status, 200);
+  EXPECT_EQ(client->post(std::string(1001, 'x')).status, 413);
+  client->send(request_text("POST", std::string(1001, 'x'), "Expect: 100-continue\r\n"));
+  EXPECT_EQ(client->receive().status, 413) << "without a 100 before";
+}
+
+TEST_F(Limited, ChunkedBody) {
+  Limits limits;
+  limits.body = 0x20;
+  start(limits);
+  const auto client = connect();
+  const std::string head = "POST / HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n";
+  const std::string chunk = "10\r\n" + std::string(16, 'x') + "\r\n";
+  client->send(head + chunk + chunk + "0\r\n\r\n");
+  EXPECT_EQ(client->receive().status, 200);
+  client->send(head + chunk + chunk + "1\r\nx\r\n0\r\n\r\n");
+  EXPECT_EQ(client->receive().status, 413);
+}
+
+TEST_F(Limited, Header) {
+  Limits limits;
+  limits.header = 4096;
+  start(limits);
+  const std::string rest = request_text("POST", "", "X: \r\n");
+  const auto with_header_of = [&](std::size_t size) {
+    const auto client = connect();
+    client->send(request_text("POST", "", "X: " + std::string(size - rest.size(), 'x') + "\r\n"));
+    return client->receive().status;
+  };
+  EXPECT_EQ(with_header_of(4096), 200);
+  EXPECT_EQ(with_header_of(4097), 431);
+  EXPECT_EQ(with_header_of(1'000'000), 431);
+}
+
+TEST_F(Limited, ConnectionsPerAddress) {
+  Limits limits;
+  limits.connections_per_address = 3;
+  start(limits);
+  std::vector<std::unique_ptr<TestClient>> clients;
+  for (int i = 0; i < 3; ++i) {
+    clients.push_back(connect());
+    EXPECT_EQ(clients.back()->post("x").status, 200);
+  }
+  const auto one_more = connect();
+  one_more->send(request_text("POST", "x"));
+  EXPECT_EQ(one_more->receive().status, 0);
+  clients.clear();
+  while (connect()->post("x").status != 200) std::this_thread::sleep_for(milliseconds(10));
+}
+
+TEST_F(Limited, Connections) {
+  Limits limits;
+  limits.connections = 3;
+  start(limits);
+  std::vector<std::unique_ptr<TestClient>> clients;
+  for (int i = 0; i < 3; ++i) {
+    clients.push_back(connect());
+    EXPECT_EQ(clients.back()->post("x").status, 200);
+  }
+  const auto one_more = connect();
+  one_more->send(request_text("POST", "waits"));
+  clients.clear();
+  EXPECT_EQ(one_more->receive().body, "waits");
+}
+
+TEST_F(Limited, RestBetweenRequests) {
+  Limits limits;
+  limits.idle = seconds(1);
+  start(limits);
+  const auto client = connect();
+  EXPECT_EQ(client->post("x").status, 200);
+  std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_EQ(client->post("x").status, 200);
+  EXPECT_TRUE(client->closed_within(seconds(60)));
+}
+
+TEST_F(Limited, WorkIsNoRest) {
+  Limits limits;
+  limits.idle = seconds(1);
+  limits.receive = milliseconds(500);
+  Options options;
+  options.limits = limits;
+  test_ = std::make_unique<TestServer>(
+      [](const cimxml::Call& call, cimxml::Reply& reply) {
+        if (call.body == "slow") std::this_thread::sleep_for(milliseconds(3500));
+        echo(call, reply);
+      },
+      std::move(options));
+  const auto client = connect();
+  EXPECT_EQ(client->post("slow").body, "slow");
+  EXPECT_EQ(client->post("x").body, "x");
+}
+
+TEST_F(Limited, ReadingTheReplyTakesNoLongerThanRest) {
+  Limits limits;
+  limits.idle = seconds(1);
+  std::atomic<bool> gone = false;
+  Options options;
+  options.limits = limits;
+  test_ = std::make_unique<TestServer>(
+      [&](const cimxml::Call& call, cimxml::Reply& reply) {
+        if (call.body != "endless") return echo(call, reply);
+        reply.begin(200, {});
+        try {
+          while (true) reply.write(std::string(100'000, 'x'));
+        } catch (const cimxml::Reply::Gone&) {
+          gone = true;
+        }
+      },
+      std::move(options));
+  const auto client = connect();
+  client->send(request_text("POST", "endless"));
+  for (int i = 0; i < 6000 && !gone; ++i) std::this_thread::sleep_for(milliseconds(10));
+  EXPECT_TRUE(gone);
+}
+
+class SlowSender : public Limited, public testing::WithParamInterface<std::string> {};
+
+TEST_P(SlowSender, HasAllTheTimeThereIsAndNotMore) {
+  Limits limits;
+  limits.receive = milliseconds(1000);
+  start(limits);
+  const std::string request = GetParam();
+  const auto slow = connect();
+  const auto begun = std::chrono::steady_clock::now();
+  bool taken = slow->send("POST /cimom HTTP/1.1\r\n");
+  for (std::size_t i = 0; taken && i < request.size(); ++i) {
+    taken = slow->send(request.substr(i, 1)) && !slow->closed_within(milliseconds(50));
+  }
+  EXPECT_FALSE(taken);
+  EXPECT_GE(std::chrono::steady_clock::now() - begun, milliseconds(900));
+}
+
+INSTANTIATE_TEST_SUITE_P(Parts, SlowSender,
+                         testing::Values("Host: x\r\nX: " + std::string(2000, 'h'),
+                                         "Host: x\r\nContent-Length: 5000\r\n\r\n" +
+                                             std::string(2000, 'b')));
+
+TEST_F(Limited, SlowSenderWithinTheTimeIsServed) {
+  start(Limits());
+  const auto client = connect();
+  for (const char byte : request_text("POST", "slow")) {
+    client->send(std::string(1, byte));
+    std::this_thread::sleep_for(milliseconds(2));
+  }
+  EXPECT_EQ(client->receive().body, "slow");
+}
+
+TEST_F(Limited, ClientThatHasEndedSendingGetsItsReply) {
+  start(Limits());
+  const auto client = connect();
+  client->send(request_text("POST", "half"));
+  client->end_sending();
+  EXPECT_EQ(client->receive().body, "half");
+}
+
+TEST_F(Limited, BodyThatEndsEarlyIsNoRequest) {
+  start(quick_limits());
+  const auto client = connect();
+  client->send("POST /cimom HTTP/1.1\r\nHost: x\r\nContent-Length: 100\r\n\r\nshort");
+  client->end_sending();
+  EXPECT_NE(client->receive().status, 200);
+}
+
+TEST_F(Limited, BodyOfZerosIsHandedOverAsItIs) {
+  start(Limits());
+  const std::string zeros(100'000, '\0');
+  EXPECT_EQ(connect()->post(zeros).body, zeros);
+}
+
+class Malformed : public Limited, public testing::WithParamInterface<std::string> {};
+
+TEST_P(Malformed, IsRefused) {
+  start(quick_limits());
+  const auto client = connect();
+  client->send(GetParam());
+  client->end_sending();
+  const int status = client->receive().status;
+  EXPECT_TRUE(status == 0 || status >= 400) << status;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Requests, Malformed,
+    testing::Values(
+        std::string(100'000, '\0'), std::string("\x80\xff\x01\r\n\r\n"),
+        std::string("POST /cimom HTTP/9.9\r\nHost: x\r\n\r\n"),
+        std::string("POST /cimom HTTP/1.1\r\nHost: x\r\nContent-Length: -1\r\n\r\n"),
+        std::string("POST /cimom HTTP/1.1\r\nHost: x\r\nContent-Length: 4x\r\n\r\nabcd"),
+        std::string("POST /cimom HTTP/1.1\r\nHost: x\r\n"
+                    "Content-Length: 99999999999999999999999\r\n\r\n"),
+        std::string("POST /cimom HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n"
+                    "\r\nzz\r\nabc\r\n0\r\n\r\n"),
+        std::string("POST /cimom HTTP/1.1\r\nno field\r\n\r\n"), std::string("POST\r\n\r\n"),
+        std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11)));
+
+TEST_F(Limited, SocketsAreClosedOnExec) {
+  start(Limits());
+  const auto client = connect();
+  EXPECT_EQ(client->post("x").status, 200);
+  int checked = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    const std::string target = std::filesystem::read_symlink(entry, error);
+    const int descriptor = std::stoi(entry.path().filename());
+    if (!target.starts_with("socket:") && !target.starts_with("anon_inode:")) continue;
+    const int flags = fcntl(descriptor, F_GETFD);
+    if (flags < 0 || (flags & FD_CLOEXEC) != 0) {
+      checked += flags >= 0 ? 1 : 0;
+      continue;
+    }
+    // The test's own socket is the one that is not.
+    EXPECT_EQ(std::exchange(own_, descriptor), -1) << target;
+  }
+  EXPECT_GE(checked, 4) << "listener, connection, epoll and event descriptors";
+}
+
+}  // namespace
+}  // namespace broker::http

@@ -1,0 +1,154 @@
+// Who is admitted, and what a failed log-in costs.
+#include <gmock/gmock.h>
+
+#include <crypt.h>
+
+#include <mutex>
+#include <vector>
+
+#include "broker/http/test_client.h"
+
+namespace broker::http {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using testing::HasSubstr;
+
+std::shared_ptr<Users> users_with(const std::string& user, const std::string& password) {
+  crypt_data data{};
+  const std::string hash = crypt_r(password.c_str(), "$5$salt$", &data);
+  return std::make_shared<Users>(user + ":" + hash + "\n");
+}
+
+std::string base64(const std::string& text) {
+  constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string encoded;
+  for (std::size_t i = 0; i < text.size(); i += 3) {
+    unsigned bits = 0;
+    for (std::size_t j = 0; j < 3; ++j)
+      bits = bits << 8 | (i + j < text.size() ? static_cast<unsigned char>(text[i + j]) : 0);
+    for (std::size_t j = 0; j < 4; ++j)
+      encoded += i + j <= text.size() ? digits[bits >> (18 - 6 * j) & 63] : '=';
+  }
+  return encoded;
+}
+
+std::string log_in(const std::string& credentials) {
+  return "Authorization: Basic " + base64(credentials) + "\r\n";
+}
+
+class LogIn : public testing::Test {
+ protected:
+  void start(milliseconds delay = milliseconds(1)) {
+    Options options;
+    options.users = users_with("operator", "right");
+    options.limits.delay = delay;
+    options.limits.longest_delay = delay * 4;
+    options.log = [this](int severity, const std::string& text) {
+      const std::lock_guard guard(lock_);
+      if (severity <= 1) log_.push_back(text);
+    };
+    test_ = std::make_unique<TestServer>(
+        [this](const cimxml::Call& call, cimxml::Reply& reply) {
+          principal_ = call.principal;
+          echo(call, reply);
+        },
+        std::move(options));
+  }
+  TestReply post(const std::string& fields) { return TestClient(test_->port).post("x", fields); }
+
+  std::mutex lock_;
+  std::vector<std::string> log_;
+  std::string principal_;
+  std::unique_ptr<TestServer> test_;
+};
+
+TEST_F(LogIn, RightPasswordIsAdmitted) {
+  start();
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+  EXPECT_EQ(principal_, "operator");
+}
+
+TEST_F(LogIn, EverythingElseIsNot) {
+  start();
+  const std::string wrong[] = {"",
+                               log_in("operator:wrong"),
+                               log_in("operator:"),
+                               log_in("other:right"),
+                               log_in(":right"),
+                               log_in("operator"),
+                               log_in(std::string("operator:right\0", 15)),
+                               "Authorization: Basic !!!!\r\n",
+                               "Authorization: Digest username=\"operator\"\r\n"};
+  for (const std::string& fields : wrong) {
+    const TestReply reply = post(fields);
+    EXPECT_EQ(reply.status, 401) << fields;
+    EXPECT_THAT(reply.headers.at("www-authenticate"), HasSubstr("Basic realm="));
+  }
+  EXPECT_EQ(principal_, "");
+}
+
+TEST_F(LogIn, RememberedUserStillNeedsThePassword) {
+  start();
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+  EXPECT_EQ(post(log_in("operator:wrong")).status, 401);
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+}
+
+TEST_F(LogIn, ConnectionLivesThroughARefusal) {
+  start();
+  TestClient client(test_->port);
+  EXPECT_EQ(client.post("x", log_in("operator:wrong")).status, 401);
+  EXPECT_EQ(client.post("y", log_in("operator:right")).body, "y");
+}
+
+TEST_F(LogIn, FailureIsLoggedWithUserAndAddress) {
+  start();
+  post(log_in("operator:wrong"));
+  const std::lock_guard guard(lock_);
+  EXPECT_THAT(log_, testing::ElementsAre("refused a log-in of user 'operator' from 127.0.0.1"));
+}
+
+TEST_F(LogIn, FailureIsHeldBackAndKeepsNobodyElseWaiting) {
+  start(milliseconds(500));
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+  TestClient wrong(test_->port);
+  const auto begun = steady_clock::now();
+  wrong.send(request_text("POST", "x", log_in("operator:wrong")));
+  int served = 0;
+  while (!wrong.closed_within(milliseconds(1)) && steady_clock::now() - begun < milliseconds(400))
+    served += post(log_in("operator:right")).status == 200 ? 1 : 0;
+  EXPECT_GE(served, 3);
+  EXPECT_EQ(wrong.receive().status, 401);
+  EXPECT_GE(steady_clock::now() - begun, milliseconds(500));
+}
+
+TEST_F(LogIn, WithoutCredentialsNothingIsHeldBack) {
+  start(std::chrono::minutes(10));
+  EXPECT_EQ(post("").status, 401);
+}
+
+TEST_F(LogIn, ReplacedUsersCountForLaterRequests) {
+  start();
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+  test_->server->replace_users(users_with("operator", "new"));
+  EXPECT_EQ(post(log_in("operator:right")).status, 401);
+  EXPECT_EQ(post(log_in("operator:new")).status, 200);
+}
+
+TEST_F(LogIn, EndOfTheServerDoesNotWaitForAnAnswerHeldBack) {
+  start(std::chrono::minutes(10));
+  TestClient client(test_->port);
+  client.send(request_text("POST", "x", log_in("operator:wrong")));
+  for (bool logged = false; !logged;) {
+    const std::lock_guard guard(lock_);
+    logged = !log_.empty();
+  }
+  test_.reset();
+  EXPECT_TRUE(client.closed_within(std::chrono::seconds(60)));
+}
+
+}  // namespace
+}  // namespace broker::http

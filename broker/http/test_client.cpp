@@ -1,0 +1,148 @@
+#include "broker/http/test_client.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+
+#include "broker/http/address.h"
+
+namespace broker::http {
+namespace {
+
+constexpr std::string_view line_end = "\r\n";
+
+std::string lower(std::string text) {
+  for (char& character : text)
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  return text;
+}
+
+}  // namespace
+
+TestClient::TestClient(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) std::abort();
+  const timeval minute{60, 0};
+  setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &minute, sizeof minute);
+}
+
+TestClient::~TestClient() { close(socket_); }
+
+bool TestClient::send(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t sent = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
+    if (sent <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(sent));
+  }
+  return true;
+}
+
+void TestClient::end_sending() { shutdown(socket_, SHUT_WR); }
+
+bool TestClient::read_more() {
+  char buffer[65536];
+  const ssize_t count = recv(socket_, buffer, sizeof buffer, 0);
+  if (count > 0) unread_.append(buffer, static_cast<std::size_t>(count));
+  return count > 0;
+}
+
+std::optional<std::string> TestClient::take_until(std::string_view end) {
+  std::size_t found;
+  while ((found = unread_.find(end)) == std::string::npos)
+    if (!read_more()) return std::nullopt;
+  const std::string taken = unread_.substr(0, found);
+  unread_.erase(0, found + end.size());
+  return taken;
+}
+
+std::optional<std::string> TestClient::take(std::size_t size) {
+  while (unread_.size() < size)
+    if (!read_more()) return std::nullopt;
+  const std::string taken = unread_.substr(0, size);
+  unread_.erase(0, size);
+  return taken;
+}
+
+TestReply TestClient::receive() {
+  TestReply reply;
+  const auto first = take_until(line_end);
+  if (!first || first->size() < 12) return reply;
+  reply.status = std::atoi(first->c_str() + 9);
+  while (const auto line = take_until(line_end)) {
+    if (line->empty()) break;
+    const std::size_t colon = std::min(line->find(':'), line->size() - 1);
+    const std::size_t value = std::min(line->find_first_not_of(' ', colon + 1), line->size());
+    reply.headers[lower(line->substr(0, colon))] = line->substr(value);
+  }
+  reply.chunked = reply.headers.contains("transfer-encoding");
+  if (!reply.chunked) {
+    const auto body = take(std::strtoul(reply.headers["content-length"].c_str(), nullptr, 10));
+    reply.whole = body.has_value();
+    reply.body = body.value_or("");
+    return reply;
+  }
+  while (const auto size = take_until(line_end)) {
+    const std::size_t bytes = std::strtoul(size->c_str(), nullptr, 16);
+    const auto chunk = take(bytes);
+    if (!chunk || !take_until(line_end)) break;
+    reply.body += *chunk;
+    reply.whole = bytes == 0;
+    if (reply.whole) break;
+  }
+  return reply;
+}
+
+bool TestClient::closed_within(std::chrono::milliseconds time) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  while (true) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        end - std::chrono::steady_clock::now());
+    pollfd ready{socket_, POLLIN, 0};
+    if (left.count() <= 0 || poll(&ready, 1, static_cast<int>(left.count())) <= 0) return false;
+    unread_.clear();
+    if (!read_more()) return true;
+  }
+}
+
+TestReply TestClient::post(std::string_view body, const std::string& fields) {
+  send(request_text("POST", body, fields));
+  return receive();
+}
+
+std::string request_text(const std::string& method, std::string_view body,
+                         const std::string& fields, const std::string& path) {
+  return method + " " + path + " HTTP/1.1\r\nHost: test\r\n" + fields +
+         "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + std::string(body);
+}
+
+TestServer::TestServer(Handler handler, Options options) {
+  Address address("127.0.0.1", 0);
+  options.listener = address.listen();
+  const std::string text = address.text();
+  port = static_cast<std::uint16_t>(std::atoi(text.c_str() + text.rfind(':') + 1));
+  server = std::make_unique<Server>(std::move(handler), std::move(options));
+}
+
+void echo(const cimxml::Call& call, cimxml::Reply& reply) {
+  reply.begin(200, {{"Content-Type", "application/xml; charset=\"utf-8\""},
+                    {"CIMOperation", "MethodResponse"}});
+  reply.write(call.body);
+}
+
+Limits quick_limits() {
+  Limits limits;
+  limits.delay = std::chrono::milliseconds(1);
+  limits.idle = std::chrono::seconds(1);
+  limits.receive = std::chrono::milliseconds(300);
+  return limits;
+}
+
+}  // namespace broker::http

@@ -1,0 +1,55 @@
+// Who may use the server: names and password hashes of a file.
+//
+// A line of the file is USER:HASH, the hash as crypt(5) describes it; empty lines and those that
+// begin with # say nothing. Only its owner may read or write the file, and the owner is the caller
+// or root.
+#pragma once
+
+#include <array>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace broker::http {
+
+struct Credentials {
+  std::string user;
+  std::string password;
+};
+
+// The users of one state of the file. Safe from any thread.
+class Users {
+ public:
+  // Throws std::runtime_error, which names the file and what to do.
+  static std::shared_ptr<Users> read(const std::filesystem::path& file);
+  // The text of such a file. Throws std::runtime_error ("line 3: ...").
+  explicit Users(std::string_view text);
+  Users(const Users&) = delete;
+
+  // Whether verify has found exactly these to be right before; quick.
+  bool remembers(const Credentials& credentials) const;
+  // Takes some ten milliseconds, as many for an unknown user; one at a time.
+  bool verify(const Credentials& credentials);
+
+ private:
+  using Digest = std::array<unsigned char, 32>;
+  Digest digest(const Credentials& credentials, const std::string& hash) const;
+
+  std::map<std::string, std::string> hashes_;
+  Digest key_{};
+  mutable std::mutex memory_;
+  std::map<std::string, Digest> verified_;  // keyed hash of each user's last good password
+  std::mutex one_at_a_time_;                // a hash takes megabytes and a whole processor
+};
+
+// Throws std::runtime_error when nobody can have this name.
+void check_user_name(std::string_view user);
+
+// Sets a user's password, in a new file when there is none. Other lines stay as they are. The file
+// is replaced at once or not at all, and has mode 0600. Throws std::runtime_error.
+void set_password(const std::filesystem::path& file, const Credentials& credentials);
+
+}  // namespace broker::http

@@ -1,0 +1,152 @@
+#include "broker/http/users_file.h"
+
+#include <crypt.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+#include "broker/http/users.h"
+
+namespace broker::http {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t most_bytes = std::size_t{1} << 20;
+
+[[noreturn]] void fail(const std::string& doing, const fs::path& file, const std::string& why) {
+  throw std::runtime_error("cannot " + doing + " the users file " + file.string() + ": " + why);
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ >= 0) close(number_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  operator int() const { return number_; }
+
+ private:
+  const int number_;
+};
+
+std::string access_fault(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return "not a regular file";
+  if (status.st_uid != geteuid() && status.st_uid != 0) return "it belongs to another user";
+  if ((status.st_mode & 077) != 0) return "others may read or write it; chmod 600 it";
+  return "";
+}
+
+std::string new_hash(const std::string& password) {
+  const std::unique_ptr<char, decltype(&std::free)> setting(crypt_gensalt_ra("$y$", 0, nullptr, 0),
+                                                            std::free);
+  const auto data = std::make_unique<crypt_data>();
+  const char* const made =
+      setting ? crypt_rn(password.c_str(), setting.get(), data.get(), sizeof *data) : nullptr;
+  if (!made) throw std::runtime_error("cannot hash the password");
+  return made;
+}
+
+// Puts the text in the file's place.
+void replace(const fs::path& file, std::string_view text) {
+  std::string name = file.string() + ".XXXXXX";
+  const Descriptor descriptor(mkostemp(name.data(), O_CLOEXEC));
+  bool good = descriptor >= 0;
+  while (good && !text.empty()) {
+    const ssize_t written = write(descriptor, text.data(), text.size());
+    good = written >= 0 || errno == EINTR;
+    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  if (good && fsync(descriptor) == 0 && rename(name.c_str(), file.c_str()) == 0) return;
+  const int error = errno;
+  if (descriptor >= 0) unlink(name.c_str());
+  fail("write", file, std::strerror(error));
+}
+
+}  // namespace
+
+std::vector<UsersLine> users_lines(std::string_view text) {
+  std::vector<UsersLine> lines;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    UsersLine line{lines.size() + 1, text.substr(0, end), {}, {}};
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (!line.whole.empty() && line.whole.front() != '#') {
+      const std::size_t colon = std::min(line.whole.find(':'), line.whole.size());
+      line.user = line.whole.substr(0, colon);
+      line.hash = line.whole.substr(std::min(colon + 1, line.whole.size()));
+      if (line.hash.empty() || !user_name_fault(line.user).empty())
+        throw std::runtime_error("line " + std::to_string(line.number) + " is not USER:HASH");
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::string user_name_fault(std::string_view user) {
+  const auto bad = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f || byte == ':'; };
+  if (user.empty()) return "it is empty";
+  if (user.front() == '#') return "it begins with #";
+  if (user.size() > 255) return "it is longer than 255 bytes";
+  if (std::any_of(user.begin(), user.end(), bad)) return "it holds a colon or a control character";
+  return "";
+}
+
+std::optional<std::string> read_users_file(const fs::path& file) {
+  const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (descriptor < 0 && errno == ENOENT) return std::nullopt;
+  struct stat status {};
+  if (descriptor < 0 || fstat(descriptor, &status) != 0) fail("read", file, std::strerror(errno));
+  if (const std::string fault = access_fault(status); !fault.empty()) fail("use", file, fault);
+  std::string text(most_bytes + 1, '\0');
+  std::size_t size = 0;
+  while (size < text.size()) {
+    const ssize_t count = read(descriptor, text.data() + size, text.size() - size);
+    if (count == 0) break;
+    if (count > 0) size += static_cast<std::size_t>(count);
+    if (count < 0 && errno != EINTR) fail("read", file, std::strerror(errno));
+  }
+  if (size > most_bytes) fail("read", file, "it is longer than 1 MiB");
+  text.resize(size);
+  return text;
+}
+
+void check_user_name(std::string_view user) {
+  if (const std::string fault = user_name_fault(user); !fault.empty())
+    throw std::runtime_error("this cannot be the name of a user: " + fault);
+}
+
+void set_password(const fs::path& path, const Credentials& credentials) {
+  check_user_name(credentials.user);
+  // A link stays one.
+  std::error_code error;
+  const fs::path resolved = fs::canonical(path, error);
+  const fs::path file = error ? path : resolved;
+  // Only one at a time changes files of this folder.
+  const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+  const Descriptor lock(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (lock < 0 || flock(lock, LOCK_EX) != 0) fail("write", file, std::strerror(errno));
+
+  const std::string before = read_users_file(file).value_or("");
+  const std::string entry = credentials.user + ":" + new_hash(credentials.password) + "\n";
+  std::string after;
+  bool known = false;
+  for (const UsersLine& line : users_lines(before)) {
+    const bool same = line.user == credentials.user;
+    if (!same) after.append(line.whole) += '\n';
+    if (same && !known) after += entry;
+    known = known || same;
+  }
+  replace(file, known ? after : after + entry);
+}
+
+}  // namespace broker::http

@@ -1,0 +1,61 @@
+#include "broker/http/workers.h"
+
+#include <chrono>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace broker::http {
+namespace {
+
+constexpr std::chrono::seconds patience{10};  // of an idle thread
+
+}  // namespace
+
+Workers::~Workers() {
+  std::unique_lock guard(lock_);
+  ending_ = true;
+  changed_.notify_all();
+  ended_.wait(guard, [this] { return threads_ == 0; });
+}
+
+void Workers::run(std::function<void()> task) {
+  std::unique_lock guard(lock_);
+  tasks_.push_back(std::move(task));
+  if (tasks_.size() <= idle_) {
+    guard.unlock();
+    changed_.notify_one();
+    return;
+  }
+  try {
+    std::thread([this] { work(); }).detach();
+    ++threads_;
+  } catch (const std::system_error&) {
+    if (threads_ > 0) return;
+    tasks_.pop_back();
+    throw;
+  }
+}
+
+void Workers::work() {
+  std::unique_lock guard(lock_);
+  while (true) {
+    if (tasks_.empty() && !ending_) {
+      ++idle_;
+      changed_.wait_for(guard, patience, [this] { return ending_ || !tasks_.empty(); });
+      --idle_;
+    }
+    if (tasks_.empty()) break;
+    {
+      const std::function<void()> task = std::exchange(tasks_.front(), nullptr);
+      tasks_.pop_front();
+      guard.unlock();
+      task();
+    }
+    guard.lock();
+  }
+  --threads_;
+  ended_.notify_all();
+}
+
+}  // namespace broker::http

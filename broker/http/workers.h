@@ -1,0 +1,35 @@
+// Threads that are there when there is work and go when there is none.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+
+namespace broker::http {
+
+// Safe from any thread.
+class Workers {
+ public:
+  Workers() = default;
+  ~Workers();  // waits until everything is done
+  Workers(const Workers&) = delete;
+
+  // Has a task run at once, on an idle thread or a new one; when the system gives no more threads,
+  // as soon as one is free. Throws std::system_error when it has given none at all. Tasks must
+  // not throw.
+  void run(std::function<void()> task);
+
+ private:
+  void work();
+
+  std::mutex lock_;
+  std::condition_variable changed_;
+  std::condition_variable ended_;
+  std::deque<std::function<void()>> tasks_;
+  std::size_t idle_ = 0;
+  std::size_t threads_ = 0;
+  bool ending_ = false;
+};
+
+}  // namespace broker::http
