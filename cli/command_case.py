@@ -27,6 +27,7 @@ state=${0%/*}/state.$(printf %s "$device" | tr -c '[:alnum:]' _)
 case $1 in
 --version) echo 'smartctl 7.3 stand-in' ;;
 -i) rm -f "$state"
+    case ${NO_SMART:-none} in *"$device"*) exit 0 ;; esac
     echo "SMART support is: ${SMART:-Enabled}"
     exit "${INFORMATION_STATUS:-0}" ;;
 -t) : > "$state"; exit "${START_STATUS:-0}" ;;
@@ -35,7 +36,9 @@ case $1 in
     echo x >> "$state"
     if [ "$(wc -l < "$state")" -le "${POLLS:-0}" ]
     then echo '# 1  Short offline       Self-test routine in progress 90%      1217         -'
-    else printf "# 1  Short offline       ${RESULT:-Completed without error}       00%%      1217  -\n"
+    else
+      case ${BROKEN:-none} in *"$device"*) RESULT='Completed: read failure' ;; esac
+      printf "# 1  Short offline       ${RESULT:-Completed without error}       00%%      1217  -\n"
     fi ;;
 esac
 """
@@ -43,6 +46,14 @@ esac
 MESSAGES = """<?xml version="1.0" encoding="UTF-8"?><diaganalysis version="1">
 <diagnostictest name="Hard Drive: Self Test"><result state="{state}"><errorcode>E</errorcode>
 <msg>{text}</msg></result></diagnostictest></diaganalysis>"""
+
+# Prints the file of its argument: $folder/disk or $folder/usb.
+HWINFO = r"""#!/bin/sh
+case $1 in
+--version) echo 'hwinfo stand-in' ;;
+*) cat "${0%/*}/../${1#--}" ;;
+esac
+"""
 
 # What may move a cursor or change a terminal: every control but line feed.
 CONTROL = re.compile(r"[\x00-\x09\x0b-\x1f\x7f-\x9f]")
@@ -79,6 +90,43 @@ class CommandTest(unittest.TestCase):
         self.assertEqual(self.output, "")
         self.assertEqual(self.status, status)
         self.assertRegex(self.errors, rf"\Ahddtest: .*{pattern}.*\n\Z")
+
+    def machine(self, *drives, product="", usb=(), unlisted=()):
+        """A made-up machine with drives behind ahci adapters, such as "sda". hwinfo lists those in
+        usb as USB devices, and those in unlisted not at all."""
+        root = self.folder / "machine"
+        def write(path, text):
+            (root / path).parent.mkdir(parents=True, exist_ok=True)
+            (root / path).write_text(text)
+        def link(path, target):
+            (root / path).parent.mkdir(parents=True, exist_ok=True)
+            (root / path).symlink_to(root / target)
+        write("sys/class/dmi/id/product_name", product)
+        (root / "sys/block").mkdir(parents=True)
+        for number, drive in enumerate(drives):
+            write(f"sys/class/scsi_host/host{number}/proc_name", "ahci\n")
+            device = (f"sys/devices/pci0000:00/0000:00:1f.2/ata{number + 1}/host{number}"
+                      f"/target{number}:0:0/{number}:0:0:0")
+            for name, text in [("vendor", "ATA"), ("model", f"DISK {number}"), ("rev", "1.0"),
+                               ("type", "0"), ("state", "running"),
+                               (f"scsi_generic/sg{number}/dev", "21:0"),
+                               (f"block/{drive}/size", "2000000"), (f"block/{drive}/ro", "0"),
+                               (f"block/{drive}/removable", "0"),
+                               (f"block/{drive}/queue/logical_block_size", "512")]:
+                write(f"{device}/{name}", text + "\n")
+            link(f"{device}/block/{drive}/device", device)
+            link(f"sys/bus/scsi/devices/{number}:0:0:0", device)
+            link(f"sys/block/{drive}", f"{device}/block/{drive}")
+        def report(listed):
+            return "".join(f"  Unique ID: x\n  Driver: \"ahci\"\n  Device File: /dev/{drive}\n"
+                           for drive in listed)
+        (self.folder / "disk").write_text(
+            report([drive for drive in drives if drive not in unlisted]))
+        (self.folder / "usb").write_text(report(usb))
+        hwinfo = self.smartctl.with_name("hwinfo")
+        hwinfo.write_text(HWINFO)
+        hwinfo.chmod(0o755)
+        self.environment["HVX_SYSFS_ROOT"] = str(root)
 
     def data_folder(self, state="passed", text="T"):
         data = self.folder / "data"

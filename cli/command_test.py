@@ -30,6 +30,8 @@ class Instances(CommandTest):
     def test_service_as_json(self):
         (service,) = json.loads(
             self.run_command("enumerate", "--json", "kavro_hddtest_diagnosticservice"))
+        path = self.run_command("enumerate", "kavro_hddtest_diagnosticservice").splitlines()[0]
+        self.assertEqual(service["path"], path)
         self.assertEqual(service["OperationalStatus"], [2])
         self.assertIs(service["Started"], True)
         self.assertEqual(service["SystemName"], "")
@@ -142,7 +144,7 @@ class CommandLine(CommandTest):
     def test_help(self):
         self.run_command("--help")
         self.expect(0)
-        for command in ["run", "check", "enumerate", "invoke"]:
+        for command in ["drives", "run", "check", "enumerate", "invoke"]:
             self.assertRegex(self.output, rf"(?m)^  {command} ")
             self.run_command(command, "--help")
             self.expect(0)
@@ -156,7 +158,7 @@ class CommandLine(CommandTest):
             (["none"], "there is no command 'none'; see hddtest --help"),
             ([""], "there is no command ''"),
             (["--none"], "there is no option '--none'; see hddtest --help"),
-            (["run"], "DEVICE is required; see hddtest run --help"),
+            (["run", "--none"], "--none; see hddtest run --help"),
             (["run", "--none", "/dev/sda"], "--none; see hddtest run --help"),
             (["run", "--data"], "see hddtest run --help"),
             (["enumerate", "A", "B"], "see hddtest enumerate --help"),

@@ -16,6 +16,7 @@ struct Invocation {
   std::function<int()> action;  // of the command that was named; invocation must outlive it
 };
 
+void add_drives(CLI::App& program, Invocation& invocation);
 void add_run(CLI::App& program, Invocation& invocation);
 void add_enumerate(CLI::App& program, Invocation& invocation);
 void add_invoke(CLI::App& program, Invocation& invocation);

@@ -4,7 +4,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 
+#include "cli/log_listener.h"
 #include "cli/manager.h"
 
 namespace cli {
@@ -48,10 +50,13 @@ void ask(broker::ObjectManager& manager, const std::string& device, DriveResult&
   if (!job || job->is_null()) return;
   const broker::Value* const id = job->as_path().key("InstanceID");
   if (!id) return;
-  result.job = find_by_id(manager, "KAVRO_HDDTest_ConcreteJob", id->as_text());
-  result.record = find_by_id(manager, "KAVRO_HDDTest_DiagnosticCompletionRecord", id->as_text());
-  if (!result.record) return;
-  const broker::Value* const state = result.record->property("CompletionState");
+  if (const auto made = find_by_id(manager, "KAVRO_HDDTest_ConcreteJob", id->as_text()))
+    result.job = to_json(*made);
+  const auto record =
+      find_by_id(manager, "KAVRO_HDDTest_DiagnosticCompletionRecord", id->as_text());
+  if (!record) return;
+  result.record = to_json(*record);
+  const broker::Value* const state = record->property("CompletionState");
   if (state && !state->is_null()) result.outcome = outcome_of(state->as_unsigned());
 }
 
@@ -65,17 +70,26 @@ std::optional<std::string> refusal(const std::string& path) {
 }
 
 DriveResult test_drive(broker::ObjectManager& manager, const std::string& device,
-                       const ProgressLine& line) {
-  DriveResult result;
+                       const std::function<void(const Progress&)>& changed) {
+  using std::chrono::steady_clock;
+  const steady_clock::time_point start = steady_clock::now();
+  DriveResult result{.device = device};
+  std::mutex lock;
+  Progress progress;
+  const LogListener listener([&](int severity, const std::string& text) {
+    const std::lock_guard guard(lock);
+    if (progress.take(severity, text)) changed(progress);
+  });
   try {
     ask(manager, device, result);
-    result.reason = line.progress().reason();
-    if (!result.outcome && !result.reason) result.reason = "the test left no completion record";
   } catch (const broker::Error& error) {
     result.reason = error_text(error);
   }
-  result.entry = line.progress().entry();
-  result.elapsed = line.elapsed();
+  const std::lock_guard guard(lock);
+  if (!result.reason) result.reason = progress.reason();
+  if (!result.outcome && !result.reason) result.reason = "the test left no completion record";
+  result.entry = progress.entry();
+  result.elapsed = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start);
   return result;
 }
 

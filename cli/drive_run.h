@@ -3,24 +3,26 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
 #include "broker/object_manager.h"
+#include "cli/json.h"
 #include "cli/outcome.h"
-#include "cli/progress_line.h"
+#include "cli/progress.h"
 
 namespace cli {
 
 struct DriveResult {
-  std::string device;  // as the user named it
-  std::optional<Outcome>
-      outcome{};  // nothing: the drive could not be tested, and no record was made
+  std::string device{};  // as the user named it
+  // Nothing: the drive was not tested, and no record was made.
+  std::optional<Outcome> outcome{};
   std::optional<std::string>
       reason{};                        // the last failure that the run noted, or why there was none
   std::optional<std::string> entry{};  // the entry of the drive's own log that decided
-  std::optional<broker::Instance> job{};
-  std::optional<broker::Instance> record{};
+  Json job{};                          // the instances, null where there is none
+  Json record{};
   std::chrono::seconds elapsed{0};
 };
 
@@ -28,8 +30,9 @@ struct DriveResult {
 std::optional<std::string> refusal(const std::string& path);
 
 // Tests the drive that the module will know by this text; blocks until it is done, which may be ten
-// minutes. line must have been made for this test.
+// minutes. Listens to the core log meanwhile; changed is called when what the drive is doing has
+// changed.
 DriveResult test_drive(broker::ObjectManager& manager, const std::string& device,
-                       const ProgressLine& line);
+                       const std::function<void(const Progress&)>& changed);
 
 }  // namespace cli

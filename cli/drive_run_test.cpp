@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 constexpr const char* stand_in = R"sh(#!/bin/sh
 cd "${0%/*}"
 case $1 in
--i) echo 'SMART support is: Enabled' ;;
+-i) cat information ;;
 -t) : > started ;;
 -l) echo 'SMART Self-test log structure revision number 1'
     [ -e started ] || exit 0
@@ -40,6 +40,7 @@ class DriveRun : public testing::Test {
     std::string name = fs::temp_directory_path() / "hddtest_cli.XXXXXX";
     folder_ = mkdtemp(name.data());
     write("smartctl", stand_in);
+    write("information", "SMART support is: Enabled\n");
     fs::permissions(folder_ / "smartctl", fs::perms::owner_all);
     path_ = getenv("PATH");
     setenv("PATH", (folder_.string() + ":" + path_).c_str(), 1);
@@ -63,8 +64,7 @@ class DriveRun : public testing::Test {
 
   DriveResult test(const std::string& device = "/dev/fake") {
     const auto manager = make_manager(places_);
-    const ProgressLine line(nullptr, false, {});
-    return test_drive(*manager, device, line);
+    return test_drive(*manager, device, [](const Progress&) {});
   }
 
   fs::path folder_;
@@ -78,10 +78,10 @@ TEST_F(DriveRun, PassedHasRecordAndJobOfTheRun) {
   EXPECT_EQ(result.outcome, Outcome::passed);
   EXPECT_EQ(result.reason, std::nullopt);
   EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
-  ASSERT_TRUE(result.job && result.record);
-  EXPECT_EQ(result.job->text("InstanceID"), result.record->text("InstanceID"));
-  EXPECT_EQ(result.record->text("ManagedElementName"), "/dev/fake");
-  EXPECT_TRUE(result.record->text("RecordData").starts_with("HDST-000: "));
+  ASSERT_FALSE(result.job.is_null() || result.record.is_null());
+  EXPECT_EQ(result.job["InstanceID"], result.record["InstanceID"]);
+  EXPECT_EQ(result.record["ManagedElementName"], "/dev/fake");
+  EXPECT_TRUE(result.record["RecordData"].get<std::string>().starts_with("HDST-000: "));
 }
 
 TEST_F(DriveRun, LaterRunsFindTheirOwnRecord) {
@@ -89,10 +89,9 @@ TEST_F(DriveRun, LaterRunsFindTheirOwnRecord) {
   const auto manager = make_manager(places_);
   for (const char* device : {"/dev/one", "/dev/two", "/dev/three"}) {
     fs::remove(folder_ / "started");
-    const ProgressLine line(nullptr, false, {});
-    const DriveResult result = test_drive(*manager, device, line);
-    ASSERT_TRUE(result.record);
-    EXPECT_EQ(result.record->text("ManagedElementName"), device);
+    const DriveResult result = test_drive(*manager, device, [](const Progress&) {});
+    ASSERT_FALSE(result.record.is_null());
+    EXPECT_EQ(result.record["ManagedElementName"], device);
   }
 }
 
@@ -107,7 +106,7 @@ TEST_F(DriveRun, RefusedNameHasReasonButNoOutcome) {
   for (const char* device : {"", "-x"}) {
     const DriveResult result = test(device);
     EXPECT_EQ(result.outcome, std::nullopt);
-    EXPECT_FALSE(result.job || result.record);
+    EXPECT_TRUE(result.job.is_null() && result.record.is_null());
     ASSERT_TRUE(result.reason);
     EXPECT_TRUE(result.reason->starts_with("No test was run: ")) << *result.reason;
   }
@@ -164,22 +163,46 @@ TEST_F(DriveRun, ModuleWritesEveryTextOfTheTable) {
   EXPECT_TRUE(shown);
 }
 
+TEST_F(DriveRun, EachTextOfEnabledSmartLetsTheEngineTest) {
+  write("last", entry("Completed without error       00%"));
+  for (const std::string_view text : smart_enabled_texts) {
+    fs::remove(folder_ / "started");
+    write("information", std::string(text) + "\n");
+    EXPECT_EQ(test().outcome, Outcome::passed) << text;
+  }
+  write("information", "SMART support is: Available\n");
+  EXPECT_EQ(test().outcome, Outcome::failed);
+}
+
+TEST_F(DriveRun, TellsOfEachChange) {
+  write("log1", entry("Self-test routine in progress 90%"));
+  write("last", entry("Completed without error       00%"));
+  const auto manager = make_manager(places_);
+  std::vector<std::string> shown;
+  test_drive(*manager, "/dev/fake",
+             [&](const Progress& progress) { shown.push_back(progress.shown()); });
+  EXPECT_EQ(shown,
+            (std::vector<std::string>{"checking SMART", "reading its log", "starting the test",
+                                      "testing", "testing, 90% remaining", "reading the result"}));
+}
+
 // Their schema types are an 8-bit unsigned and two 8-bit signed integers, which are easily taken
 // for characters.
 TEST_F(DriveRun, JobNumbersAreNumbersInCmpiTextAndJson) {
   write("last", entry("Completed without error       00%"));
-  const std::optional<broker::Instance> job = test().job;
-  ASSERT_TRUE(job);
-  EXPECT_EQ(*job->property("RunMonth"), broker::Value(std::uint8_t{4}));
-  EXPECT_EQ(*job->property("RunDay"), broker::Value(std::int8_t{1}));
-  EXPECT_EQ(*job->property("RunDayOfWeek"), broker::Value(std::int8_t{0}));
+  const auto manager = make_manager(places_);
+  const DriveResult result = test_drive(*manager, "/dev/fake", [](const Progress&) {});
+  const broker::Instance job = manager->enumerate_instances("KAVRO_HDDTest_ConcreteJob").at(0);
+  EXPECT_EQ(*job.property("RunMonth"), broker::Value(std::uint8_t{4}));
+  EXPECT_EQ(*job.property("RunDay"), broker::Value(std::int8_t{1}));
+  EXPECT_EQ(*job.property("RunDayOfWeek"), broker::Value(std::int8_t{0}));
 
-  const std::string text = readable(*job, 0);
+  const std::string text = readable(job, 0);
   EXPECT_NE(text.find("  RunMonth               4\n"), std::string::npos) << text;
   EXPECT_NE(text.find("  RunDay                 1\n"), std::string::npos) << text;
   EXPECT_NE(text.find("  RunDayOfWeek           0\n"), std::string::npos) << text;
 
-  const Json json = to_json(*job);
+  const Json& json = result.job;
   EXPECT_EQ(json["RunMonth"].dump(), "4");
   EXPECT_EQ(json["RunDay"].dump(), "1");
   EXPECT_EQ(json["RunDayOfWeek"].dump(), "0");

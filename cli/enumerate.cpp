@@ -17,7 +17,11 @@ int enumerate(const std::string& class_name, const Invocation& invocation) {
   Output& output = standard_output();
   if (invocation.json) {
     Json array = Json::array();
-    for (const broker::Instance& instance : instances) array.push_back(to_json(instance));
+    for (const broker::Instance& instance : instances) {
+      Json object = {{"path", instance.path.to_text()}};
+      object.update(to_json(instance));
+      array.push_back(std::move(object));
+    }
     output.write(dump(array));
     return status_ok;
   }
@@ -41,7 +45,8 @@ void add_enumerate(CLI::App& program, Invocation& invocation) {
       ->type_name("");
   command->footer(
       "Instances of subclasses are listed too. Properties that are null are left out, and\n"
-      "are null in JSON. Exit status: 0, or 3 if the class cannot be asked.");
+      "are null in JSON, where the path stands first. Exit status: 0, or 3 if the class cannot be "
+      "asked.");
   command->callback([&invocation, class_name] {
     invocation.action = [&invocation, class_name] { return enumerate(*class_name, invocation); };
   });

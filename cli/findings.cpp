@@ -8,11 +8,12 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <mutex>
 #include <set>
 
 #include "cli/failure.h"
+#include "cli/log_listener.h"
 #include "cli/manager.h"
-#include "cli/progress_line.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
 
@@ -41,10 +42,13 @@ std::string first_line(std::string_view text) {
 VersionAnswer ask_version(const std::string& name) {
   VersionAnswer answer{NKVRHVX20::FindProgram(name), -1, {}, {}};
   if (answer.path.empty()) return answer;
-  const ProgressLine log(nullptr, false, {});
+  std::mutex lock;
+  const LogListener listener([&](int severity, const std::string& text) {
+    const std::lock_guard guard(lock);
+    if (severity == 0) answer.fault = text;
+  });
   answer.status = NKVRHVX20::TOSSpecific::SpawnProcess(answer.path, {"--version"}, answer.output,
                                                        version_seconds);
-  answer.fault = log.progress().reason().value_or("");
   return answer;
 }
 
@@ -130,13 +134,15 @@ Finding module_finding(const Places& places) {
 std::vector<Finding> all_findings(const Places& places) {
   std::ifstream stream("/proc/self/status");
   const std::string status{std::istreambuf_iterator<char>(stream), {}};
-  return {privileges_finding(geteuid() == 0, status),
-          program_finding("smartctl", "smartmontools", ask_version("smartctl")),
-          program_finding("hwinfo", "hwinfo", ask_version("hwinfo")),
-          log_finding(log_file(places)),
-          file_finding("messages", places.message_file),
-          file_finding("registration", places.registration),
-          module_finding(places)};
+  std::vector<Finding> findings = {
+      privileges_finding(geteuid() == 0, status),
+      program_finding("smartctl", "smartmontools", ask_version("smartctl")),
+      program_finding("hwinfo", "hwinfo", ask_version("hwinfo")),
+      log_finding(log_file(places)),
+      file_finding("messages", places.message_file),
+      file_finding("registration", places.registration),
+      module_finding(places)};
+  return findings;
 }
 
 }  // namespace cli

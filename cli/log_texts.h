@@ -15,6 +15,9 @@ enum class Step {
   classifying  // the test has ended
 };
 
+// Whether the drive may be testing.
+constexpr bool may_test(Step step) { return step == Step::starting || step == Step::testing; }
+
 // A trace line (severity 3) that begins so. Most go on with the device.
 struct LogText {
   std::string_view begins;
@@ -40,5 +43,36 @@ inline constexpr std::string_view in_progress_text = "in progress";
 
 // The entry of the drive's log that decided the outcome.
 inline constexpr std::string_view latest_entry_text = "Latest log: ";
+
+// What discovery decided on a drive: a trace line that begins and ends so, with the device between.
+struct DecisionText {
+  std::string_view begins;
+  std::string_view ends;
+  std::string_view reason;  // why the drive is left out; empty: it can be tested
+};
+
+inline constexpr std::string_view not_a_disk = "not a disk";
+
+inline constexpr DecisionText decision_texts[] = {
+    {"Initializing HDD instance for ", "", ""},
+    {"Device ", " is an LSI RAID device, omitting from HDD Test", "RAID"},
+    {"Device ", " is an LSI device, omitting from HDD Test", "RAID"},
+    {"Device ", " is a USB device, omitting from HDD Test", "USB"},
+    {"Device ", " is a MicroFlash device, omitting from HDD Test", "micro-flash"},
+    {"Device ", " is NOT a disk device, omitting from HDD Test", not_a_disk},
+};
+
+// What it decided on the whole machine, by the type or the BIOS identifier between.
+inline constexpr std::string_view exclusion_ends = ") is not supported!";
+inline constexpr std::string_view exclusion_texts[] = {
+    "Exiting KAVRO_HDDTest_AvailableDiagnosticService_Provider::enum_instances, MT(",
+    "Exiting KAVRO_HDDTest_AvailableDiagnosticService_Provider::enum_instances, BIOSID(",
+};
+
+// Either of them in what "smartctl -i" prints lets the engine test the drive.
+inline constexpr std::string_view smart_enabled_texts[] = {
+    "SMART support is: Enabled",
+    "Device supports SMART and is Enabled",
+};
 
 }  // namespace cli

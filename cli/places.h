@@ -12,11 +12,11 @@
 namespace cli {
 
 struct Places {
-  std::filesystem::path start;  // the working directory that the command was called in
-  std::filesystem::path data;
-  std::filesystem::path message_file;
-  std::filesystem::path registration;
-  std::vector<std::filesystem::path> libraries;
+  std::filesystem::path start{};  // the working directory that the command was called in
+  std::filesystem::path data{};
+  std::filesystem::path message_file{};
+  std::filesystem::path registration{};
+  std::vector<std::filesystem::path> libraries{};
 };
 
 // data: the argument of --data, empty without. Throws Failure when the program's own place

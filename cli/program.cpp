@@ -66,6 +66,7 @@ int run_program(int argc, const char* const* argv) {
   program.footer(footer);
   program.require_subcommand(1);
   add_shared_options(program, invocation);
+  add_drives(program, invocation);
   add_run(program, invocation);
   add_check(program, invocation);
   add_enumerate(program, invocation);

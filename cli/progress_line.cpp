@@ -1,70 +1,49 @@
 #include "cli/progress_line.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "cli/text.h"
-#include "platform/support/logger.h"
 
 namespace cli {
+namespace {
 
-using namespace std::chrono_literals;
-
-ProgressLine::ProgressLine(Output* output, bool rewrite, std::string title)
-    : output_(output), rewrite_(output && rewrite && output->rewrites()), title_(std::move(title)) {
-  NKVRHVX20::SetLogSink([](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
-                           void* data) { static_cast<ProgressLine*>(data)->take(severity, text); },
-                        this);
-  if (rewrite_) ticker_ = std::thread([this] { tick(); });
+// To the beginning of the first of so many lines, from the last.
+std::string back(std::size_t lines) {
+  return lines > 1 ? fmt::format("\r\x1b[{}A", lines - 1) : "\r";
 }
 
-ProgressLine::~ProgressLine() {
-  NKVRHVX20::SetLogSink(nullptr, nullptr);
-  give_up();
-  if (ticker_.joinable()) ticker_.join();
+}  // namespace
+
+std::string line_text(const ProgressLine& line, std::size_t columns) {
+  const std::string rest = fmt::format(": {} ({})", line.doing, duration_text(line.elapsed));
+  if (columns == 0) return line.title + rest;
+  constexpr std::size_t shortest_title = 8;
+  const std::size_t room = columns - std::min(columns, columns_of(rest));
+  return elide(elide(line.title, std::max(room, shortest_title)) + rest, columns);
 }
 
-std::chrono::seconds ProgressLine::elapsed() const {
-  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() -
-                                                          start_);
-}
-
-Step ProgressLine::give_up() {
-  const std::lock_guard guard(lock_);
-  clear();
-  ended_ = true;
-  ended_changed_.notify_all();
-  return progress_.step();
-}
-
-void ProgressLine::take(int severity, const std::string& text) {
-  const std::lock_guard guard(lock_);
-  if (!progress_.take(severity, text)) return;
-  // Where lines stay, those of the steps that take no time are left out.
-  if (rewrite_ || progress_.step() == Step::testing) show();
-}
-
-void ProgressLine::tick() {
-  std::unique_lock guard(lock_);
-  while (!ended_) {
-    show();
-    ended_changed_.wait_for(guard, 1s);
+void ProgressLines::show(const std::vector<ProgressLine>& lines) {
+  if (!rewrite_) return;
+  if (lines.size() < drawn_) clear();
+  std::string text = drawn_ > 0 || !lines.empty() ? back(drawn_) : "";
+  for (const ProgressLine& line : lines) {
+    if (&line != &lines.front()) text += '\n';
+    // The last column stays free: some terminals begin a new line as soon as it is filled.
+    text += line_text(line, output_->columns() - 1) + "\x1b[K";
   }
+  output_->write(text);
+  drawn_ = lines.size();
 }
 
-void ProgressLine::show() {
-  if (!output_ || ended_) return;
-  const std::string line =
-      title_ + ": " + progress_.shown() + " (" + duration_text(elapsed()) + ")";
-  if (!rewrite_) {
-    output_->write(line + "\n");
-    return;
-  }
-  // The last column stays free: some terminals begin a new line as soon as it is filled.
-  output_->write("\r" + elide(line, output_->columns() - 1) + "\x1b[K");
-  drawn_ = true;
+void ProgressLines::note(const ProgressLine& line) {
+  if (output_ && !rewrite_) output_->write(line_text(line, 0) + "\n");
 }
 
-void ProgressLine::clear() {
-  if (drawn_) output_->write("\r\x1b[K");
-  drawn_ = false;
+void ProgressLines::clear() {
+  if (drawn_ > 0) output_->write(back(drawn_) + (drawn_ > 1 ? "\x1b[J" : "\x1b[K"));
+  drawn_ = 0;
 }
 
 }  // namespace cli

@@ -1,150 +1,239 @@
-// hddtest run: tests drives, one after the other.
+// hddtest run: tests drives, several at once, each in a process of its own.
 #include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <list>
 #include <mutex>
 
 #include "cli/commands.h"
-#include "cli/drive_run.h"
 #include "cli/failure.h"
 #include "cli/interrupt.h"
-#include "cli/json.h"
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/progress_line.h"
+#include "cli/run_plan.h"
+#include "cli/run_report.h"
 #include "cli/text.h"
+#include "cli/worker.h"
 
 namespace cli {
 namespace {
 
+using std::chrono::steady_clock;
+
 struct RunOptions {
   std::vector<std::string> devices;
   bool force = false;
+  bool worker = false;
+  unsigned jobs = 4;
 };
 
-constexpr const char* description = "Tests drives one after the other; takes minutes for each.";
+constexpr const char* description =
+    "Tests the named drives, or all that can be tested; takes minutes.";
 
 constexpr const char* footer =
+    "Without DEVICE every drive is tested that 'hddtest drives' calls testable and that has\n"
+    "SMART switched on.\n"
     "Exit status: 3 if any drive could not be tested, else 1 if one failed, else 2\n"
-    "if one was aborted or does not support the test, else 0. Ctrl-C ends the command\n"
-    "(130 in a shell), but not the test in the drive: 'smartctl -X DEVICE' does.";
+    "if one was aborted or does not support the test, else 0. Drives that are left out\n"
+    "because no DEVICE was named do not count. Ctrl-C ends the command (130 in a shell),\n"
+    "but not the tests in the drives: 'smartctl -X DEVICE' does.";
 
-Colour colour_of(Outcome outcome) {
-  return outcome == Outcome::passed   ? Colour::green
-         : outcome == Outcome::failed ? Colour::red
-                                      : Colour::yellow;
-}
+// A drive that is being tested.
+struct Running {
+  Running(const Places& places, const PlannedDrive& drive, std::size_t number)
+      : name(drive.name), device(drive.device), index(number), worker(places, drive.device) {}
 
-std::string report(const DriveResult& result, const Output& output) {
-  const std::size_t columns = output.columns();
-  std::string text =
-      fmt::format("{}: {} ({})\n", escape(result.device),
-                  output.coloured(outcome_word(*result.outcome), colour_of(*result.outcome)),
-                  duration_text(result.elapsed));
-  if (result.reason) text += labelled("  Reason:  ", *result.reason, columns);
-  if (result.entry) text += labelled("  Log:     ", *result.entry, columns);
-  if (result.job) text += labelled("  Job:     ", result.job->text("InstanceID"), columns);
-  return text + labelled("  Record:  ", result.record->text("RecordData"), columns);
-}
-
-Json json_of(const DriveResult& result) {
-  const auto instance = [](const std::optional<broker::Instance>& made) {
-    return made ? to_json(*made) : Json();
-  };
-  return {{"device", result.device},
-          {"outcome", result.outcome ? Json(outcome_word(*result.outcome)) : Json()},
-          {"reason", result.reason ? Json(*result.reason) : Json()},
-          {"job", instance(result.job)},
-          {"record", instance(result.record)}};
-}
+  std::string name;
+  std::string device;
+  std::size_t index;  // in the plan
+  steady_clock::time_point start = steady_clock::now();
+  Worker worker;
+};
 
 // All drives of one call.
 class Run {
  public:
   Run(const RunOptions& options, bool json, const Places& places)
-      : options_(options), json_(json), places_(places) {
-    Output* const progress = json ? &standard_error() : &standard_output();
-    // Log lines on the same terminal would stand in the middle of a line that is written over.
-    rewrite_ = log_file(places) != "-";
-    if (!json || progress->is_terminal()) progress_ = progress;
-  }
+      : options_(options),
+        json_(json),
+        places_(places),
+        // Log lines on the same terminal would stand in the middle of a line that is written over.
+        progress_(progress_output(json), log_file(places) != "-") {}
 
   int all() {
-    const auto manager = make_manager(places_);
     const Interrupt interrupt([this] { interrupted(); });
-    for (const std::string& device : options_.devices) finish(one(*manager, device));
-    if (json_) standard_output().write(dump(array()));
-    std::vector<std::optional<Outcome>> outcomes;
-    for (const DriveResult& result : results_) outcomes.push_back(result.outcome);
-    return exit_status(outcomes);
+    std::vector<PlannedDrive> plan = make_plan();
+    std::unique_lock guard(lock_);
+    plan_ = std::move(plan);
+    for (const PlannedDrive& drive : plan_) results_.push_back({.device = drive.name});
+    ended_.resize(plan_.size());
+    for (std::size_t next = 0; next < plan_.size() || !running_.empty();) {
+      while (next < plan_.size() && running_.size() < options_.jobs) start(next++);
+      if (!running_.empty()) wait_for_news(guard);
+    }
+    return end();
   }
 
  private:
-  DriveResult one(broker::ObjectManager& manager, const std::string& device) {
-    // With --force the name may be one that only smartctl understands.
-    const std::string name = options_.force ? device : resolve(places_, device).string();
-    if (const auto why = options_.force ? std::nullopt : refusal(name))
-      return {.device = device, .reason = why};
-    ProgressLine line(progress_, rewrite_, title(device));
-    set_current(&line, name);
-    DriveResult result = test_drive(manager, name, line);
-    set_current(nullptr, name);
-    result.device = device;
-    return result;
+  bool every_drive() const { return options_.devices.empty(); }
+
+  static Output* progress_output(bool json) {
+    Output* const output = json ? &standard_error() : &standard_output();
+    return !json || output->is_terminal() ? output : nullptr;
   }
 
-  std::string title(const std::string& device) const {
-    if (options_.devices.size() == 1) return escape(device);
-    return fmt::format("[{}/{}] {}", results_.size() + 1, options_.devices.size(), escape(device));
+  std::vector<PlannedDrive> make_plan() const {
+    if (options_.force) return plan_forced(options_.devices);
+    const auto manager = make_manager(places_);
+    const std::vector<Drive> drives = list_drives(*manager, every_drive());
+    if (!every_drive()) return plan_named(options_.devices, places_, drives);
+    if (drives.empty()) throw Failure("there is no drive on this machine");
+    return plan_all(drives);
   }
 
-  void finish(DriveResult result) {
-    if (!result.outcome) {
+  void start(std::size_t index) {
+    const PlannedDrive& drive = plan_[index];
+    if (drive.reason) {
+      finish(index, {.device = drive.name, .reason = drive.reason});
+      return;
+    }
+    try {
+      running_.emplace_back(places_, drive, index);
+    } catch (const Failure& failure) {
+      finish(index, {.device = drive.name, .reason = failure.what()});
+    }
+  }
+
+  // Waits for a second at most where lines are written over, so that the time in them goes on.
+  void wait_for_news(std::unique_lock<std::mutex>& guard) {
+    progress_.show(lines());
+    std::vector<pollfd> descriptors;
+    for (const Running& one : running_) descriptors.push_back({one.worker.descriptor(), POLLIN, 0});
+    constexpr int second = 1000;
+    guard.unlock();
+    poll(descriptors.data(), descriptors.size(), progress_.rewrites() ? second : -1);
+    guard.lock();
+    auto next = running_.begin();
+    for (const pollfd& descriptor : descriptors) {
+      const auto one = next++;
+      if (descriptor.revents != 0) read(one);
+    }
+  }
+
+  void read(std::list<Running>::iterator one) {
+    const std::string before = one->worker.doing();
+    if (one->worker.read()) {
+      // Where lines stay, those of the steps that take no time are left out.
+      if (one->worker.doing() != before && one->worker.step() == Step::testing)
+        progress_.note(line(*one));
+      return;
+    }
+    DriveResult result = one->worker.result();
+    result.device = one->name;
+    const std::size_t index = one->index;
+    running_.erase(one);
+    finish(index, std::move(result));
+  }
+
+  ProgressLine line(const Running& one) const {
+    std::string title = escape(one.name);
+    if (plan_.size() > 1) title = fmt::format("[{}/{}] {}", one.index + 1, plan_.size(), title);
+    return {title, one.worker.doing(),
+            std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - one.start)};
+  }
+
+  std::vector<ProgressLine> lines() const {
+    std::vector<ProgressLine> lines;
+    constexpr std::size_t most = 16;  // so that they fit on a terminal
+    for (const Running& one : running_)
+      if (lines.size() < most) lines.push_back(line(one));
+    return lines;
+  }
+
+  void finish(std::size_t index, DriveResult result) {
+    progress_.clear();
+    Output& output = standard_output();
+    const bool left_out = every_drive() && plan_[index].reason;
+    if (left_out) {
+      if (!json_) output.write(escape(result.device + ": " + *result.reason) + ", not tested\n");
+    } else if (!result.outcome) {
       complain(result.device + " was not tested: " + *result.reason);
     } else if (!json_) {
-      standard_output().write(report(result, standard_output()));
+      output.write(every_drive() ? short_report(result, output) : full_report(result, output));
     }
-    const std::lock_guard guard(lock_);
-    results_.push_back(std::move(result));
+    results_[index] = std::move(result);
+    ended_[index] = true;
   }
 
-  Json array() const {
+  int end() {
+    if (json_) standard_output().write(array());
+    std::vector<DriveResult> tested;
+    std::vector<std::optional<Outcome>> outcomes;
+    for (std::size_t i = 0; i < results_.size(); ++i) {
+      if (every_drive() && plan_[i].reason) continue;
+      tested.push_back(results_[i]);
+      outcomes.push_back(results_[i].outcome);
+    }
+    if (every_drive()) {
+      const std::size_t left_out = results_.size() - tested.size();
+      if (!json_) standard_output().write(summary(tested, left_out, standard_output()));
+      if (tested.empty()) {
+        complain(geteuid() == 0 ? "no drive was tested; 'hddtest run DEVICE' tests one of them"
+                                : "no drive was tested; run hddtest as root");
+        return status_cannot;
+      }
+    }
+    return exit_status(outcomes);
+  }
+
+  std::string array() const {
     Json array = Json::array();
-    for (const DriveResult& result : results_) array.push_back(json_of(result));
-    return array;
+    for (const DriveResult& result : results_) array.push_back(run_json(result));
+    return dump(array);
   }
 
-  void set_current(ProgressLine* line, const std::string& device) {
-    const std::lock_guard guard(lock_);
-    line_ = line;
-    device_ = device;
-  }
-
-  // On the thread that takes signals; the process ends when this returns.
+  // On the thread that takes signals; the process ends when this returns, and the lock is kept so
+  // that nothing more is written. What tests a drive ends with it.
   void interrupted() {
-    const std::lock_guard guard(lock_);
-    const Step step = line_ ? line_->give_up() : Step::classifying;
-    if (step == Step::starting || step == Step::testing) {
-      complain("interrupted; the drive goes on testing by itself; to stop it: smartctl -X " +
-               device_);
-    } else {
+    lock_.lock();
+    progress_.clear();
+    std::string testing;
+    for (const Running& one : running_)
+      if (may_test(one.worker.step())) testing += " " + one.device;
+    if (testing.empty()) {
       complain("interrupted");
+    } else {
+      const bool several = testing.rfind(' ') != 0;
+      complain(std::string("interrupted; the ") +
+               (several ? "drives go on testing by themselves; to stop one of them: smartctl -X"
+                        : "drive goes on testing by itself; to stop it: smartctl -X") +
+               (several ? " DEVICE (" + testing.substr(1) + ")" : testing));
     }
-    if (json_) standard_output().write(dump(array()));
+    running_.clear();
+    for (std::size_t i = 0; i < results_.size(); ++i)
+      if (!ended_[i]) results_[i].reason = "interrupted";
+    if (json_) standard_output().write(array());
   }
 
   const RunOptions& options_;
   const bool json_;
   const Places& places_;
-  Output* progress_ = nullptr;
-  bool rewrite_;
-  std::mutex lock_;
-  ProgressLine* line_ = nullptr;  // of the drive being tested
-  std::string device_;
-  std::vector<DriveResult> results_;
+  ProgressLines progress_;
+  std::mutex lock_;  // over output and what follows, for the thread that takes signals
+  std::vector<PlannedDrive> plan_;
+  std::vector<DriveResult> results_;  // of the plan's drives
+  std::vector<bool> ended_;
+  std::list<Running> running_;
 };
 
 int run(const RunOptions& options, const Invocation& invocation) {
   const Places places = find_places(invocation.data);
+  if (options.worker) return work(places, options.devices.at(0));
+  if (options.force && options.devices.empty())
+    throw Failure("--force needs a DEVICE: name the drives that are to be tested");
   if (const std::string fault = reading_fault(places.message_file); !fault.empty()) {
     throw Failure(
         "no drive was tested, since no record could be made: " + places.message_file.string() +
@@ -158,10 +247,12 @@ int run(const RunOptions& options, const Invocation& invocation) {
 void add_run(CLI::App& program, Invocation& invocation) {
   CLI::App* const command = add_command(program, invocation, "run", description);
   auto options = std::make_shared<RunOptions>();
-  command->add_option("DEVICE", options->devices, "Drives, such as /dev/sda")
-      ->required()
-      ->type_name("");
+  command->add_option("DEVICE", options->devices, "Drives, such as /dev/sda")->type_name("");
+  command->add_option("--jobs", options->jobs, "How many drives are tested at once (4)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000).description(""));
   command->add_flag("--force", options->force, "Pass DEVICE on as it stands, whatever it is");
+  command->add_flag("--worker", options->worker)->group("");  // see worker.h
   command->footer(footer);
   command->callback([&invocation, options] {
     invocation.action = [&invocation, options] { return run(*options, invocation); };

@@ -14,6 +14,20 @@ import time
 from command_case import CONTROL, PROGRAM, CommandTest, main
 
 
+def environment_of(process):
+    """Empty when it has ended."""
+    try:
+        with open(f"/proc/{process}/environ", encoding="utf-8", errors="replace") as text:
+            return text.read()
+    except OSError:
+        return ""
+
+
+def children(process):
+    with open(f"/proc/{process}/task/{process}/children", encoding="ascii") as numbers:
+        return numbers.read().split()
+
+
 class Run(CommandTest):
     def test_passed(self):
         self.run_command("run", "--force", "/dev/fake")
@@ -46,10 +60,17 @@ class Run(CommandTest):
         self.assertNotRegex(self.output, CONTROL)
 
     def test_several_drives_one_after_the_other(self):
-        self.run_command("run", "--force", "/dev/one", "/dev/two")
+        self.run_command("run", "--jobs", "1", "--force", "/dev/one", "/dev/two")
         self.expect(0)
+        # Each in a process of its own, so that the numbers of their jobs are the same.
         self.assertRegex(self.output, r"(?s)\[1/2\] /dev/one: testing .*/dev/one: passed .*"
-                                      r"Job001.*\[2/2\] /dev/two: testing .*/dev/two: passed .*Job002")
+                                      r"Job001.*\[2/2\] /dev/two: testing .*/dev/two: passed .*Job001")
+
+    def test_several_drives_at_once(self):
+        self.run_command("run", "--force", "/dev/one", "/dev/two", POLLS="1")
+        self.expect(0)
+        self.assertRegex(self.output, r"(?s)/dev/(one|two): testing.*/dev/(?!\1)(one|two): testing"
+                                      r".*passed.*passed")
 
     def test_json(self):
         drives = json.loads(self.run_command("run", "--json", "--force", "/dev/fake"))
@@ -83,27 +104,30 @@ class Run(CommandTest):
         self.assertNotIn("RunDiagnostic", self.log.read_text() if self.log.exists() else "")
 
     def test_refused_drive_stands_in_json_and_the_others_are_tested(self):
-        fake = self.block_device("disk")
-        drives = json.loads(self.run_command("run", "--json", "/dev/null", fake))
+        self.machine("sda")
+        drives = json.loads(self.run_command("run", "--json", "/dev/null", "/dev/sda"))
         self.assertEqual(self.status, 3)
         self.assertEqual(drives[0], {"device": "/dev/null", "outcome": None, "job": None,
                                      "reason": "not a block device", "record": None})
         self.assertEqual(drives[1]["outcome"], "passed")
 
-    def block_device(self, name):
-        """Its name; nothing ever opens it."""
+    def test_block_device_that_is_no_drive_is_refused(self):
+        self.machine("sda")
         try:
-            os.mknod(self.folder / name, stat.S_IFBLK | 0o600, os.makedev(7, 0))
+            os.mknod(self.folder / "part", stat.S_IFBLK | 0o600, os.makedev(7, 0))
         except PermissionError:
             self.skipTest("only root makes device files")
-        return name
+        for name in ["part", "./part", self.folder / "part"]:
+            self.run_command("run", name)
+            self.expect_one_line(3, f"{name} was not tested: not one of the drives")
 
     def test_relative_device_is_one_of_the_callers_folder(self):
-        self.block_device("disk")
-        for name in ["disk", "./disk"]:
+        self.machine("sda")
+        up = "../" * len(self.folder.parts)
+        for name in [f"{up}dev/sda", f"./{up}dev/sda"]:
             (drive,) = json.loads(self.run_command("run", "--json", name))
             self.assertEqual(drive["device"], name)
-            self.assertEqual(drive["record"]["ManagedElementName"], str(self.folder / "disk"))
+            self.assertEqual(drive["record"]["ManagedElementName"], "/dev/sda")
 
     def test_forced_name_is_passed_on_as_it_stands(self):
         (drive,) = json.loads(self.run_command("run", "--json", "--force", "./a b"))
@@ -203,8 +227,43 @@ class Interrupted(CommandTest):
         self.assertEqual(output.splitlines()[-1], str(128 + signal.SIGTERM))
 
     def test_prints_what_was_done_as_json(self):
-        self.interrupt(signal.SIGTERM, "--json")
-        self.assertEqual(json.loads(self.output), [])
+        self.interrupt(signal.SIGTERM, "--json", "/dev/two")
+        drives = {drive["device"]: drive for drive in json.loads(self.output)}
+        self.assertEqual(sorted(drives), ["/dev/fake", "/dev/two"])
+        self.assertEqual((drives["/dev/fake"]["outcome"], drives["/dev/fake"]["reason"]),
+                         (None, "interrupted"))
+
+    def test_ends_the_processes_that_test(self):
+        self.interrupt(signal.SIGINT)
+        left = [process for process in os.listdir("/proc")
+                if process.isdigit() and str(self.folder) in environment_of(process)]
+        self.assertEqual(left, [])
+
+    def test_killed_worker_is_no_outcome(self):
+        process = subprocess.Popen([PROGRAM, "run", "--json", "--force", "/dev/fake"],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                                   cwd=self.folder, env=dict(self.environment, POLLS="2"))
+        self.wait_for("Test is in progress")
+        (worker,) = children(process.pid)
+        os.kill(int(worker), signal.SIGKILL)
+        output, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 3)
+        self.assertIn("/dev/fake was not tested: the process that tested it was ended by signal 9",
+                      errors)
+        self.assertIsNone(json.loads(output)[0]["outcome"])
+
+    def test_workers_end_with_a_command_that_is_killed(self):
+        process = subprocess.Popen([PROGRAM, "run", "--force", "/dev/fake"],
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                   cwd=self.folder, env=dict(self.environment, POLLS="100"))
+        self.wait_for("Test is in progress")
+        (worker,) = children(process.pid)
+        process.kill()
+        process.wait()
+        deadline = time.monotonic() + 60
+        while str(self.folder) in environment_of(worker):
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
 
     def test_leaves_ignored_signals_ignored(self):
         status = self.interrupt(signal.SIGHUP, prefix=["nohup"])
@@ -229,7 +288,19 @@ class Terminal(CommandTest):
         self.assertTrue(lines)
         for line in lines:
             self.assertEqual(len(line), 39)
-            self.assertIn("...", line)
+            self.assertRegex(line, r"\.\.\..*: testing")
+
+    def test_percentage_stays_on_a_narrow_terminal(self):
+        written, _ = self.on_terminal("run", "--force", "/dev/disk/by-id/" + "x" * 100, columns=40,
+                                      POLLS="1")
+        self.assertIn(": testing, 90% remaining (0:", written)
+
+    def test_several_drives_have_a_line_each(self):
+        written, status = self.on_terminal("run", "--force", "/dev/one", "/dev/two", POLLS="1")
+        self.assertEqual(status, 0)
+        self.assertRegex(written, r"\r\x1b\[1A\[1/2\] /dev/one: testing, 90% remaining \(0:0\d\)"
+                                  r"\x1b\[K\r?\n\[2/2\] /dev/two: testing")
+        self.assertRegex(written, r"\x1b\[J.*/dev/(one|two): ")
 
     def test_no_colour_on_request(self):
         written, _ = self.on_terminal("run", "--force", "/dev/fake", NO_COLOR="1")

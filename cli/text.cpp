@@ -39,12 +39,6 @@ bool must_escape(std::int32_t code_point) {
          (code_point >= 0x2066 && code_point <= 0x2069);
 }
 
-std::size_t columns_of(std::string_view text) {
-  std::size_t columns = 0;
-  for (; !text.empty(); text.remove_prefix(first_character(text).length)) ++columns;
-  return columns;
-}
-
 // The bytes of the first that many characters.
 std::size_t bytes_of(std::string_view text, std::size_t characters) {
   std::size_t bytes = 0;
@@ -86,6 +80,12 @@ std::string escape(std::string_view text) {
     text.remove_prefix(character.length);
   }
   return result;
+}
+
+std::size_t columns_of(std::string_view text) {
+  std::size_t columns = 0;
+  for (; !text.empty(); text.remove_prefix(first_character(text).length)) ++columns;
+  return columns;
 }
 
 std::string elide(std::string_view text, std::size_t columns) {
@@ -130,6 +130,17 @@ std::string duration_text(std::chrono::seconds duration) {
   const auto seconds = duration.count();
   if (seconds < 3600) return fmt::format("{}:{:02}", seconds / 60, seconds % 60);
   return fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+std::string size_text(std::uint64_t bytes) {
+  constexpr std::array<const char*, 7> units = {"B", "kB", "MB", "GB", "TB", "PB", "EB"};
+  auto number = static_cast<double>(bytes);
+  std::size_t unit = 0;
+  // What rounds to 1000 is one of the next unit.
+  for (; number >= 999.5 && unit + 1 < units.size(); ++unit) number /= 1000;
+  if (unit == 0) return fmt::format("{} B", bytes);
+  const int decimals = number < 9.995 ? 2 : number < 99.95 ? 1 : 0;
+  return fmt::format("{:.{}f} {}", number, decimals, units[unit]);
 }
 
 }  // namespace cli

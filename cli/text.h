@@ -6,6 +6,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,9 @@ namespace cli {
 // become \n, \r and \t; each byte of any other control character (C1 included), of what changes
 // lines or the direction of writing, and of what is no UTF-8 becomes \xNN. What stays is UTF-8.
 std::string escape(std::string_view text);
+
+// The columns that an escaped text takes.
+std::size_t columns_of(std::string_view text);
 
 // The text cut to this many columns by "..." in its middle, where it is longer.
 std::string elide(std::string_view text, std::size_t columns);
@@ -26,5 +30,8 @@ std::string labelled(std::string_view label, std::string_view text, std::size_t 
 
 // "0:07", "12:30", "1:00:05".
 std::string duration_text(std::chrono::seconds duration);
+
+// As drives are sold, in powers of 1000: "512 B", "64.0 MB", "2.00 TB".
+std::string size_text(std::uint64_t bytes);
 
 }  // namespace cli

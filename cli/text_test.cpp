@@ -69,5 +69,18 @@ TEST(Duration, ReadsLikeAClock) {
   EXPECT_EQ(duration_text(3605s), "1:00:05");
 }
 
+TEST(SizeText, HasThreeDigits) {
+  EXPECT_EQ(size_text(0), "0 B");
+  EXPECT_EQ(size_text(999), "999 B");
+  EXPECT_EQ(size_text(1000), "1.00 kB");
+  EXPECT_EQ(size_text(9'994), "9.99 kB");
+  EXPECT_EQ(size_text(9'995), "10.0 kB");
+  EXPECT_EQ(size_text(67'108'864), "67.1 MB");
+  EXPECT_EQ(size_text(500'107'862'016), "500 GB");
+  EXPECT_EQ(size_text(999'499'999'999), "999 GB");
+  EXPECT_EQ(size_text(999'500'000'000), "1.00 TB");
+  EXPECT_EQ(size_text(UINT64_MAX), "18.4 EB");
+}
+
 }  // namespace
 }  // namespace cli

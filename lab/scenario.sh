@@ -78,14 +78,16 @@ expect_outcome() {
   expect 0.record.RecordData "$4: ?*"$'\n''1. ?*'
 }
 
-# expect PATH PATTERN: a value of the answer, such as 0.record.CompletionState (0 is the first drive)
+# expect [--in FILE] PATH PATTERN: a value of the answer, such as 0.record.CompletionState (0 is the
+# first drive)
 expect() {
-  local value
+  local value answer=output
+  if [ "$1" = --in ]; then answer=$2; shift 2; fi
   value=$(python3 -c 'import json, sys
 value = json.load(sys.stdin)
 for key in sys.argv[1].split("."):
     value = value[int(key) if key.isdigit() else key]
-print(value)' "$1" < output 2> /dev/null) || wrong "no $1 in the answer"
+print(value)' "$1" < "$answer" 2> /dev/null) || wrong "no $1 in the answer"
   [[ $value == $2 ]] || wrong "$1 is '$value', not '$2'"
 }
 

@@ -9,6 +9,7 @@ guest() {
   offered
   rm /usr/sbin/hwinfo
   offered without
+  HVX_LOG_FILE=/dev/null hddtest drives --json > /tmp/drives
 }
 
 check() {
@@ -16,4 +17,5 @@ check() {
   expect_drives sda=testable sdb=testable
   expect_log 'MT  =7X06'
   expect_drives --run without sda=no-disk sdb=no-disk
+  for number in 0 1; do expect --in drives $number.reason 'hwinfo missing'; done
 }

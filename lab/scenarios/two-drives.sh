@@ -1,8 +1,8 @@
-# Two drives at a time, on two controllers: one passes, one fails.
+# Two named drives, on two controllers, one after the other: one passes, one fails.
 drive piix LAB0001 12:passed
 drive ahci LAB0002 17:read-failure:12345
 
-guest() { hddtest run $format /dev/sda /dev/sdb; }
+guest() { hddtest run $format --jobs 1 /dev/sda /dev/sdb; }
 
 check() {
   expect_status 1

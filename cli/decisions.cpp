@@ -1,0 +1,37 @@
+#include "cli/decisions.h"
+
+#include "cli/log_texts.h"
+
+namespace cli {
+namespace {
+
+constexpr int trace = 3;
+
+// What stands between the two; nothing when the text is not made of them.
+std::optional<std::string_view> between(std::string_view text, std::string_view begins,
+                                        std::string_view ends) {
+  if (text.size() < begins.size() + ends.size() || !text.starts_with(begins) ||
+      !text.ends_with(ends))
+    return std::nullopt;
+  return text.substr(begins.size(), text.size() - begins.size() - ends.size());
+}
+
+}  // namespace
+
+void Decisions::take(int severity, std::string_view text) {
+  if (severity != trace) return;
+  for (const DecisionText& known : decision_texts)
+    if (const auto device = between(text, known.begins, known.ends))
+      reasons_[std::string(*device)] = known.reason;
+  for (const std::string_view begins : exclusion_texts)
+    if (between(text, begins, exclusion_ends)) machine_excluded_ = true;
+}
+
+std::optional<std::string> Decisions::reason(const std::string& device) const {
+  if (machine_excluded_) return "excluded machine type";
+  const auto found = reasons_.find(device);
+  if (found == reasons_.end()) return std::nullopt;
+  return found->second;
+}
+
+}  // namespace cli

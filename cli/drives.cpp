@@ -1,0 +1,118 @@
+// hddtest drives: the drives of the machine, and which can be tested.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "cli/commands.h"
+#include "cli/drive_list.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/manager.h"
+#include "cli/output.h"
+#include "cli/text.h"
+
+namespace cli {
+namespace {
+
+constexpr const char* footer =
+    "Runs hwinfo and 'smartctl -i', which changes nothing and takes some seconds, and with SAS or\n"
+    "RAID adapters one more for each drive and device on them. SMART is 'yes' where a test would\n"
+    "find it switched on, and '-' where smartctl did not come to know the drive. A drive is not\n"
+    "testable behind a RAID adapter (RAID) or on USB, as micro-flash, where hwinfo does not list\n"
+    "it (not a disk) or is not there (hwinfo missing), on a machine of an excluded type, or when\n"
+    "it came while the others were looked at (not looked at).\n"
+    "Exit status: 0, or 3 if the drives cannot be listed.";
+
+Json json_of(const Drive& drive) {
+  const auto text = [](const std::string& value) { return value.empty() ? Json() : Json(value); };
+  return {{"device", drive.device},
+          {"testable", drive.testable()},
+          {"reason", text(drive.reason)},
+          {"smart", drive.smart ? Json(*drive.smart) : Json()},
+          {"model", text(drive.model)},
+          {"serial", text(drive.serial)},
+          {"size", drive.bytes ? Json(*drive.bytes) : Json()},
+          {"connection", text(drive.connection)}};
+}
+
+constexpr std::size_t column_count = 7;
+constexpr std::size_t size_column = 1;
+constexpr std::size_t model_column = 2;
+constexpr std::size_t gap = 2;
+using Row = std::array<std::string, column_count>;
+
+Row row_of(const Drive& drive) {
+  Row row = {drive.device,
+             drive.bytes ? size_text(*drive.bytes) : "",
+             drive.model,
+             drive.serial,
+             drive.connection,
+             !drive.smart   ? ""
+             : *drive.smart ? "yes"
+                            : "no",
+             drive.testable() ? "testable" : drive.reason};
+  for (std::string& text : row) text = text.empty() ? "-" : escape(text);
+  return row;
+}
+
+// columns: the terminal's width, 0 when it is none.
+std::string table(const std::vector<Drive>& drives, const Output& output) {
+  std::vector<Row> rows = {{"DEVICE", "SIZE", "MODEL", "SERIAL", "CONNECTION", "SMART", "TEST"}};
+  for (const Drive& drive : drives) rows.push_back(row_of(drive));
+  std::array<std::size_t, column_count> widths{};
+  std::size_t all = gap * (column_count - 1);
+  for (std::size_t column = 0; column < column_count; ++column) {
+    for (const Row& row : rows) widths[column] = std::max(widths[column], columns_of(row[column]));
+    all += widths[column];
+  }
+  // Where the terminal is too narrow, models are shortened first; a line may run over after that.
+  if (const std::size_t columns = output.columns(); columns > 0 && all > columns) {
+    constexpr std::size_t least = 8;
+    const std::size_t model = widths[model_column];
+    widths[model_column] = std::max(std::min(model, least), model - std::min(model, all - columns));
+  }
+  std::string text;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    for (std::size_t column = 0; column < column_count; ++column) {
+      const std::string cell = elide(rows[i][column], widths[column]);
+      const std::string blanks(widths[column] - columns_of(cell), ' ');
+      if (column == column_count - 1) {
+        const bool testable = i > 0 && drives[i - 1].testable();
+        text += output.coloured(cell, testable ? Colour::green : Colour::none) + "\n";
+      } else {
+        text += column == size_column ? blanks + cell : cell + blanks;
+        text.append(gap, ' ');
+      }
+    }
+  }
+  return text;
+}
+
+int drives(const Invocation& invocation) {
+  const auto manager = make_manager(find_places(invocation.data));
+  const std::vector<Drive> found = list_drives(*manager, true);
+  Output& output = standard_output();
+  if (invocation.json) {
+    Json array = Json::array();
+    for (const Drive& drive : found) array.push_back(json_of(drive));
+    output.write(dump(array));
+  } else if (found.empty()) {
+    output.write("There is no drive on this machine.\n");
+  } else {
+    output.write(table(found, output));
+  }
+  return status_ok;
+}
+
+}  // namespace
+
+void add_drives(CLI::App& program, Invocation& invocation) {
+  CLI::App* const command =
+      add_command(program, invocation, "drives", "Lists the drives, and which can be tested.");
+  command->footer(footer);
+  command->callback(
+      [&invocation] { invocation.action = [&invocation] { return drives(invocation); }; });
+}
+
+}  // namespace cli

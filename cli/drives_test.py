@@ -1,0 +1,231 @@
+"""The drives of a machine as the user of the command sees them, and tests of all of them.
+
+    drives_test.py PROGRAM
+"""
+
+import json
+import os
+import pathlib
+import re
+
+from command_case import CONTROL, CommandTest, main
+
+EXCLUDED_TYPE = re.search(
+    r'"(\d{4})"',
+    (pathlib.Path(__file__).parent.parent / "discovery/excluded_machine_types.h").read_text())[1]
+
+
+def has_hwinfo():
+    """Whether this machine has one where the command looks beside PATH."""
+    return any(os.access(f"{folder}/hwinfo", os.X_OK)
+               for folder in ["/usr/sbin", "/sbin", "/usr/local/sbin", "/usr/bin", "/bin"])
+
+
+
+
+class Drives(CommandTest):
+    def drives(self, **environment):
+        listed = json.loads(self.run_command("drives", "--json", **environment))
+        self.expect(0)
+        return {drive["device"]: drive for drive in listed}
+
+    def reasons(self, **environment):
+        return {device: drive["reason"] for device, drive in self.drives(**environment).items()}
+
+    def test_json(self):
+        self.machine("sda")
+        self.assertEqual(self.drives()["/dev/sda"], {
+            "device": "/dev/sda", "testable": True, "reason": None, "smart": True,
+            "model": "ATA DISK 0", "serial": None, "size": 1024000000, "connection": "SATA"})
+
+    def test_table(self):
+        self.machine("sda", "sdb", usb=["sdb"])
+        self.run_command("drives", NO_SMART="/dev/sdb")
+        self.expect(0)
+        self.assertEqual(self.output.splitlines(), [
+            "DEVICE       SIZE  MODEL       SERIAL  CONNECTION  SMART  TEST",
+            "/dev/sda  1.02 GB  ATA DISK 0  -       SATA        yes    testable",
+            "/dev/sdb  1.02 GB  ATA DISK 1  -       SATA        no     USB"])
+
+    def test_reasons_are_the_decisions_of_discovery(self):
+        self.machine("sda", "sdb", "sdc", usb=["sdb"], unlisted=["sdc"])
+        self.assertEqual(self.reasons(),
+                         {"/dev/sda": None, "/dev/sdb": "USB", "/dev/sdc": "not a disk"})
+        disk = self.folder / "disk"
+        disk.write_text(disk.read_text().replace("ahci", "megaraid_sas", 1))
+        self.assertEqual(self.reasons()["/dev/sda"], "RAID")
+
+    def test_micro_flash(self):
+        self.machine("sda")
+        (model,) = self.folder.glob("machine/sys/devices/*/*/*/*/*/*/model")
+        model.write_text("PQI IntelligentStick\n")
+        self.assertEqual(self.reasons(), {"/dev/sda": "micro-flash"})
+
+    def test_excluded_machine_type(self):
+        self.machine("sda", product=f"Server -[{EXCLUDED_TYPE}AC1]-")
+        self.assertEqual(self.reasons(), {"/dev/sda": "excluded machine type"})
+        self.run_command("run")
+        self.assertEqual(self.status, 3)
+        self.assertIn("/dev/sda: excluded machine type, not tested\n", self.output)
+
+    def test_excluded_bios(self):
+        self.machine("sda")
+        bios = self.folder / "machine/sys/class/dmi/id/bios_version"
+        bios.write_text(EXCLUDED_TYPE + "\n")
+        self.assertEqual(self.reasons(), {"/dev/sda": "excluded machine type"})
+
+    def test_without_hwinfo(self):
+        self.machine("sda")
+        self.smartctl.with_name("hwinfo").unlink()
+        reason = self.reasons()["/dev/sda"]
+        self.assertEqual(reason, "not a disk" if has_hwinfo() else "hwinfo missing")
+
+    def test_smart_is_unknown_where_smartctl_cannot_tell(self):
+        self.machine("sda")
+        for status in ["1", "2"]:
+            self.smartctl.write_text(f"#!/bin/sh\nexit {status}\n")
+            self.assertIsNone(self.drives()["/dev/sda"]["smart"])
+        self.smartctl.write_text("#!/bin/sh\nkill -9 $$\n")
+        self.assertIsNone(self.drives()["/dev/sda"]["smart"])
+        self.smartctl.write_text("#!/bin/sh\necho 'SMART support is: Unavailable'\n")
+        self.assertIs(self.drives()["/dev/sda"]["smart"], False)
+        # Bits that tell of the drive's past say nothing of whether it was asked.
+        self.smartctl.write_text("#!/bin/sh\necho 'SMART support is: Enabled'\nexit 64\n")
+        self.assertIs(self.drives()["/dev/sda"]["smart"], True)
+
+    def test_no_drive(self):
+        self.machine()
+        self.assertEqual(self.run_command("drives"), "There is no drive on this machine.\n")
+        self.assertEqual(json.loads(self.run_command("drives", "--json")), [])
+        self.run_command("run")
+        self.expect_one_line(3, "there is no drive on this machine")
+
+    def test_narrow_terminal_shortens_models(self):
+        self.machine("sda")
+        (model,) = self.folder.glob("machine/sys/devices/*/*/*/*/*/*/model")
+        model.write_text("A MODEL OF A LONG NAME\n")
+        written, status = self.on_terminal("drives", columns=70, NO_COLOR="1")
+        self.assertEqual(status, 0)
+        lines = written.replace("\r", "").splitlines()
+        self.assertRegex(lines[1], r"ATA .*\.\.\.")
+        for line in lines:
+            self.assertLessEqual(len(line), 70)
+
+    def test_hostile_model_does_not_reach_the_terminal(self):
+        self.machine("sda")
+        (model,) = self.folder.glob("machine/sys/devices/*/*/*/*/*/*/model")
+        model.write_bytes(b"a\x1b[2J\xc2\x9b\xff\n")
+        self.run_command("drives")
+        self.assertNotRegex(self.output, CONTROL)
+
+    def test_many_drives(self):
+        names = [f"sd{a}{b}" for a in "abc" for b in "abcdefgh"]
+        self.machine(*names)
+        drives = self.drives()
+        self.assertEqual(sorted(drives), [f"/dev/{name}" for name in names])
+        self.assertTrue(all(drive["smart"] for drive in drives.values()))
+
+
+class RunAll(CommandTest):
+    def test_every_testable_drive_with_smart(self):
+        self.machine("sda", "sdb", "sdc", "sdd", usb=["sdc"])
+        self.run_command("run", NO_SMART="/dev/sdb", BROKEN="/dev/sdd")
+        self.expect(1)
+        lines = self.output.splitlines()
+        self.assertIn("/dev/sdb: no SMART, not tested", lines)
+        self.assertIn("/dev/sdc: USB, not tested", lines)
+        self.assertRegex(self.output, r"(?m)^/dev/sda: passed \(\d:\d\d\): # 1 Short offline ")
+        self.assertRegex(self.output, r"(?m)^/dev/sdd: failed \(\d:\d\d\): # 1 .*read failure")
+        summary = lines.index("4 drives: 1 passed, 1 failed, 2 not tested")
+        self.assertRegex(lines[summary + 2], "^HDST-100: ")
+        self.assertNotIn("HDST-000", self.output, "what passed needs no advice")
+
+    def test_json(self):
+        self.machine("sda", "sdb", "sdc", usb=["sdc"])
+        drives = json.loads(self.run_command("run", "--json", NO_SMART="/dev/sdb"))
+        self.expect(0)
+        self.assertEqual([(drive["device"], drive["outcome"], drive["reason"]) for drive in drives],
+                         [("/dev/sda", "passed", None), ("/dev/sdb", None, "no SMART"),
+                          ("/dev/sdc", None, "USB")])
+
+    def test_none_can_be_tested(self):
+        self.machine("sda", "sdb", usb=["sdb"])
+        self.run_command("run", NO_SMART="/dev/sda")
+        self.assertEqual(self.status, 3)
+        self.assertEqual(self.output, "/dev/sda: no SMART, not tested\n/dev/sdb: USB, not tested\n"
+                                      "2 drives: 2 not tested\n")
+        self.assertRegex(self.errors, r"\Ahddtest: no drive was tested; .*\n\Z")
+
+    def test_jobs_says_how_many_at_once(self):
+        self.machine("sda", "sdb", "sdc", "sdd", "sde")
+        for jobs, arguments in [(1, ["--jobs", "1"]), (4, []), (5, ["--jobs", "9"])]:
+            # Each start notes how many tests are under way, until all that may be have begun.
+            self.smartctl.write_text(COUNTING.replace("JOBS", str(jobs)))
+            (self.folder / "counts").unlink(missing_ok=True)
+            self.run_command("run", *arguments)
+            self.expect(0)
+            counts = (self.folder / "counts").read_text().split()
+            self.assertEqual(max(map(int, counts)), jobs)
+
+    def test_refuses_other_numbers_of_jobs(self):
+        for jobs in ["0", "-1", "x", "1001"]:
+            self.run_command("run", "--jobs", jobs)
+            self.expect_one_line(3, "--jobs")
+
+    def test_force_needs_a_device(self):
+        self.run_command("run", "--force")
+        self.expect_one_line(3, "--force needs a DEVICE")
+
+
+# A smartctl that counts the drives under test; a drive ends when JOBS have begun together, or when
+# no more come.
+COUNTING = r"""#!/bin/sh
+for device; do :; done
+cd "${0%/*}/.."
+state=state.$(basename "$device")
+case $1 in
+-i) rm -f "$state"; echo 'SMART support is: Enabled' ;;
+-t) : > "$state"
+    for wait in 1 2 3 4 5 6 7 8 9 10
+    do count=$(ls state.* | wc -l); [ $count -lt JOBS ] || break; sleep 0.2; done
+    echo $count >> counts ;;
+-l) echo 'SMART Self-test log structure revision number 1'
+    [ -e "$state" ] || exit 0
+    echo '# 1  Short offline       Completed without error       00%      1217  -'
+    sleep 0.5
+    mv "$state" "ended.$state" ;;
+esac
+"""
+
+
+class RunNamed(CommandTest):
+    def test_refuses_what_discovery_leaves_out(self):
+        self.machine("sda", "sdb", usb=["sdb"])
+        self.run_command("run", "/dev/sdb")
+        self.expect_one_line(3, "/dev/sdb was not tested: USB; --force tests it all the same")
+        self.run_command("run", "/dev/sdb", "/dev/sda")
+        self.assertEqual(self.status, 3)
+        self.assertIn("/dev/sda: passed", self.output)
+        self.run_command("run", "--force", "/dev/sdb")
+        self.expect(0)
+
+    def test_tests_what_has_no_smart(self):
+        self.machine("sda")
+        self.run_command("run", "/dev/sda", SMART="Disabled")
+        self.expect(1)
+        self.assertIn("  Reason:  SMART is not enabled on /dev/sda\n", self.output)
+
+    def test_a_drive_named_twice_is_tested_once(self):
+        self.machine("sda")
+        (self.folder / "link").symlink_to("/dev/sda")
+        for names in [["/dev/sda", "/dev/sda"], ["/dev/sda", "/dev/../dev/sda"]]:
+            drives = json.loads(self.run_command("run", "--json", *names))
+            self.assertEqual([drive["device"] for drive in drives], ["/dev/sda"])
+
+    def test_excluded_machine_type(self):
+        self.machine("sda", product=f"Server -[{EXCLUDED_TYPE}AC1]-")
+        self.run_command("run", "/dev/sda")
+        self.expect_one_line(3, "/dev/sda was not tested: excluded machine type")
+
+
+main()

@@ -1,0 +1,66 @@
+#include "cli/run_plan.h"
+
+#include <algorithm>
+
+#include "cli/drive_run.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The file that a path leads to, as far as it can be told.
+fs::path target(const fs::path& path) {
+  std::error_code error;
+  fs::path result = fs::weakly_canonical(path, error);
+  return error ? path : result;
+}
+
+// Two tests of one drive at once would end each other.
+void add(std::vector<PlannedDrive>& plan, PlannedDrive drive) {
+  const fs::path device = target(drive.device);
+  const bool planned = std::any_of(plan.begin(), plan.end(), [&](const PlannedDrive& other) {
+    return target(other.device) == device;
+  });
+  if (!planned) plan.push_back(std::move(drive));
+}
+
+PlannedDrive planned(const std::string& name, const fs::path& path,
+                     const std::vector<Drive>& drives) {
+  const std::string device = target(path);
+  for (const Drive& drive : drives) {
+    if (drive.device != device && drive.device != path) continue;
+    if (drive.testable()) return {name, drive.device};
+    return {name, drive.device, drive.reason + "; --force tests it all the same"};
+  }
+  if (const auto why = refusal(path)) return {name, path, *why};
+  return {name, path, "not one of the drives that 'hddtest drives' lists; --force tests it"};
+}
+
+}  // namespace
+
+std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names) {
+  std::vector<PlannedDrive> plan;
+  for (const std::string& name : names) add(plan, {name, name});
+  return plan;
+}
+
+std::vector<PlannedDrive> plan_named(const std::vector<std::string>& names, const Places& places,
+                                     const std::vector<Drive>& drives) {
+  std::vector<PlannedDrive> plan;
+  for (const std::string& name : names) add(plan, planned(name, resolve(places, name), drives));
+  return plan;
+}
+
+std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives) {
+  std::vector<PlannedDrive> plan;
+  for (const Drive& drive : drives) {
+    if (drive.worth_testing())
+      plan.push_back({drive.device, drive.device});
+    else
+      plan.push_back({drive.device, drive.device, drive.testable() ? "no SMART" : drive.reason});
+  }
+  return plan;
+}
+
+}  // namespace cli

@@ -1,0 +1,30 @@
+// Which drives a call of "hddtest run" tests, and why not the others.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/drive_list.h"
+#include "cli/places.h"
+
+namespace cli {
+
+struct PlannedDrive {
+  std::string name;                     // as the user named it
+  std::string device;                   // as the module will know it
+  std::optional<std::string> reason{};  // why it is not tested
+};
+
+// Without discovery: every name is passed on as it stands. Names that mean one drive are one.
+std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names);
+
+// The named drives, with what discovery decided on them. A name may be a link, such as one below
+// /dev/disk/by-id, and a relative path.
+std::vector<PlannedDrive> plan_named(const std::vector<std::string>& names, const Places& places,
+                                     const std::vector<Drive>& drives);
+
+// Every drive of the machine.
+std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives);
+
+}  // namespace cli

@@ -1,0 +1,80 @@
+#include "cli/run_plan.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include "cli/run_report.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<Drive> drives() {
+  return {{.device = "/dev/a", .reason = "", .smart = true},
+          {.device = "/dev/b", .reason = "", .smart = false},
+          {.device = "/dev/c", .reason = "USB", .smart = true},
+          {.device = "/dev/d", .reason = "", .smart = std::nullopt}};
+}
+
+TEST(PlanAll, TestsWhatIsTestableAndHasSmart) {
+  const std::vector<PlannedDrive> plan = plan_all(drives());
+  ASSERT_EQ(plan.size(), 4U);
+  EXPECT_EQ(plan[0].reason, std::nullopt);
+  EXPECT_EQ(plan[1].reason, "no SMART");
+  EXPECT_EQ(plan[2].reason, "USB");
+  EXPECT_EQ(plan[3].reason, "no SMART");
+}
+
+TEST(PlanNamed, DoesNotAskForSmart) {
+  const std::vector<PlannedDrive> plan =
+      plan_named({"/dev/b", "/dev/d", "/dev/c"}, {.start = "/"}, drives());
+  ASSERT_EQ(plan.size(), 3U);
+  EXPECT_EQ(plan[0].reason, std::nullopt);
+  EXPECT_EQ(plan[1].reason, std::nullopt);
+  EXPECT_EQ(plan[2].reason, "USB; --force tests it all the same");
+}
+
+TEST(PlanNamed, FollowsLinks) {
+  std::string folder = fs::temp_directory_path() / "run_plan.XXXXXX";
+  ASSERT_TRUE(mkdtemp(folder.data()));
+  fs::create_directory(fs::path(folder) / "dev");
+  const std::string device = fs::canonical(folder) / "dev/a";
+  fs::copy_file("/proc/self/comm", device);
+  fs::create_symlink("dev/a", fs::path(folder) / "by-id");
+  const std::vector<PlannedDrive> plan =
+      plan_named({"by-id", "./dev/a"}, {.start = folder}, {{.device = device, .reason = ""}});
+  fs::remove_all(folder);
+  ASSERT_EQ(plan.size(), 1U) << "both names mean one drive";
+  EXPECT_EQ(plan[0].name, "by-id");
+  EXPECT_EQ(plan[0].device, device);
+  EXPECT_EQ(plan[0].reason, std::nullopt);
+}
+
+TEST(PlanNamed, SaysWhatIsNoDrive) {
+  const std::vector<PlannedDrive> plan = plan_named({"/dev/null", "none"}, {.start = "/"}, {});
+  EXPECT_EQ(plan[0].reason, "not a block device");
+  EXPECT_EQ(plan[1].reason, "No such file or directory");
+}
+
+TEST(PlanForced, PassesNamesOn) {
+  const std::vector<PlannedDrive> plan = plan_forced({"./x", "-y", "./x"});
+  ASSERT_EQ(plan.size(), 2U);
+  EXPECT_EQ(plan[0].device, "./x");
+  EXPECT_EQ(plan[1].device, "-y");
+}
+
+TEST(Summary, CountsAndAdvisesOnce) {
+  const Output none(-1);
+  const Json record = {{"RecordData", "X: text\n1. do"}};
+  const DriveResult passed{.device = "a", .outcome = Outcome::passed, .record = record};
+  const DriveResult failed{.device = "b", .outcome = Outcome::failed, .record = record};
+  EXPECT_EQ(summary({passed}, 0, none), "1 drive: 1 passed\n");
+  EXPECT_EQ(summary({passed, {.device = "c", .reason = "y"}}, 2, none),
+            "4 drives: 1 passed, 1 could not be tested, 2 not tested\n");
+  EXPECT_EQ(summary({failed, failed, passed}, 0, none),
+            "3 drives: 1 passed, 2 failed\n\nX: text\n1. do\n");
+}
+
+}  // namespace
+}  // namespace cli

@@ -1,0 +1,180 @@
+#include "cli/worker.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "cli/failure.h"
+#include "cli/manager.h"
+#include "cli/output.h"
+
+namespace cli {
+namespace {
+
+std::string line_of(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+template <class T>
+Json optional_json(const std::optional<T>& value) {
+  return value ? Json(*value) : Json();
+}
+
+std::optional<std::string> optional_text(const Json& json) {
+  if (json.is_null()) return std::nullopt;
+  return json.get<std::string>();
+}
+
+Json pack(const DriveResult& result) {
+  Json outcome;
+  if (result.outcome) outcome = static_cast<std::uint16_t>(*result.outcome);
+  return {{"outcome", std::move(outcome)},
+          {"reason", optional_json(result.reason)},
+          {"entry", optional_json(result.entry)},
+          {"job", result.job},
+          {"record", result.record},
+          {"elapsed", result.elapsed.count()}};
+}
+
+DriveResult unpack(const Json& json) {
+  DriveResult result;
+  if (const Json& outcome = json.at("outcome"); !outcome.is_null())
+    result.outcome = outcome_of(outcome.get<std::uint64_t>());
+  result.reason = optional_text(json.at("reason"));
+  result.entry = optional_text(json.at("entry"));
+  result.job = json.at("job");
+  result.record = json.at("record");
+  result.elapsed = std::chrono::seconds(json.at("elapsed").get<std::int64_t>());
+  return result;
+}
+
+// What the started process is given: its own group, no blocked signals, the folder that the command
+// was called in (relative paths of the environment begin there), a pipe for its output.
+class Start {
+ public:
+  Start(const std::filesystem::path& folder, int output) {
+    posix_spawn_file_actions_init(&actions_);
+    posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    std::error_code error;
+    if (std::filesystem::is_directory(folder, error))
+      posix_spawn_file_actions_addchdir_np(&actions_, folder.c_str());
+    posix_spawnattr_init(&attributes_);
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes_, &none);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+  }
+  Start(const Start&) = delete;
+  ~Start() {
+    posix_spawn_file_actions_destroy(&actions_);
+    posix_spawnattr_destroy(&attributes_);
+  }
+
+  // An error number, or 0.
+  int operator()(const std::vector<std::string>& arguments, pid_t& process) const {
+    std::vector<char*> pointers;
+    for (const std::string& argument : arguments)
+      pointers.push_back(const_cast<char*>(argument.c_str()));
+    pointers.push_back(nullptr);
+    return posix_spawn(&process, "/proc/self/exe", &actions_, &attributes_, pointers.data(),
+                       environ);
+  }
+
+ private:
+  posix_spawn_file_actions_t actions_;
+  posix_spawnattr_t attributes_;
+};
+
+}  // namespace
+
+int work(const Places& places, const std::string& device) {
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  Output& output = standard_output();
+  DriveResult result;
+  try {
+    const auto manager = make_manager(places);
+    result = test_drive(*manager, device, [&](const Progress& progress) {
+      output.write(
+          line_of({{"doing", progress.shown()}, {"step", static_cast<int>(progress.step())}}));
+    });
+  } catch (const std::exception& error) {
+    result.reason = error.what();
+  }
+  output.write(line_of({{"result", pack(result)}}));
+  return status_ok;
+}
+
+Worker::Worker(const Places& places, const std::string& device) {
+  result_.device = device;
+  int ends[2];
+  int error = pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno;
+  if (error == 0) {
+    error = Start(places.start, ends[1])(
+        {"hddtest", "run", "--worker", "--data", places.data.string(), "--", device}, process_);
+    close(ends[1]);
+    if (error != 0) close(ends[0]);
+  }
+  if (error != 0)
+    throw Failure(fmt::format("a process for its test cannot be started: {}", strerror(error)));
+  descriptor_ = ends[0];
+}
+
+Worker::~Worker() {
+  if (!ended_) {
+    kill(-process_, SIGKILL);
+    end();
+  }
+}
+
+bool Worker::read() {
+  if (ended_) return false;
+  char buffer[65536];
+  const ssize_t count = ::read(descriptor_, buffer, sizeof buffer);
+  if (count < 0 && errno == EINTR) return true;
+  if (count <= 0) {
+    end();
+    return false;
+  }
+  unread_.append(buffer, static_cast<std::size_t>(count));
+  std::size_t begin = 0;
+  for (std::size_t line_end; (line_end = unread_.find('\n', begin)) != std::string::npos;
+       begin = line_end + 1)
+    take(std::string_view(unread_).substr(begin, line_end - begin));
+  unread_.erase(0, begin);
+  return true;
+}
+
+void Worker::take(std::string_view line) {
+  const Json json = Json::parse(line, nullptr, false);
+  // The line of a process that was killed while it wrote.
+  if (!json.is_object()) return;
+  if (json.contains("result")) {
+    result_ = unpack(json["result"]);
+    return;
+  }
+  doing_ = json.value("doing", doing_);
+  step_ = static_cast<Step>(json.value("step", static_cast<int>(step_)));
+}
+
+void Worker::end() {
+  int status = 0;
+  while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+  }
+  close(descriptor_);
+  ended_ = true;
+  if (result_.outcome || result_.reason) return;
+  result_.reason = WIFSIGNALED(status)
+                       ? fmt::format("the process that tested it was ended by signal {} ({})",
+                                     WTERMSIG(status), strsignal(WTERMSIG(status)))
+                       : "the process that tested it ended before the test";
+}
+
+}  // namespace cli

@@ -1,0 +1,50 @@
+// A test in a process of its own: one process runs one test at a time, so every drive gets one.
+//
+// The process is this program, called as "run --worker -- DEVICE". It writes one JSON object per
+// line to its standard output: {"doing": text, "step": number} whenever what the drive is doing
+// changes, and at last {"result": ...}.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "cli/drive_run.h"
+#include "cli/places.h"
+
+namespace cli {
+
+// The work of that process; the exit status. Its parent's end is its own.
+int work(const Places& places, const std::string& device);
+
+// A process that tests a drive. For one thread at a time.
+class Worker {
+ public:
+  // Starts it; throws Failure when it cannot be started. device: the text that the module will know
+  // the drive by. The process group is its own, so that Ctrl-C reaches it through us only.
+  Worker(const Places& places, const std::string& device);
+  ~Worker();  // kills what is left of it
+  Worker(const Worker&) = delete;
+
+  int descriptor() const { return descriptor_; }  // readable when there is news
+  // Takes the news, without blocking if the descriptor was readable; false when it has ended.
+  bool read();
+
+  const std::string& doing() const { return doing_; }  // for the progress line
+  Step step() const { return step_; }
+  const DriveResult& result() const { return result_; }  // once it has ended
+
+ private:
+  void take(std::string_view line);
+  void end();
+
+  pid_t process_;
+  int descriptor_;
+  std::string unread_;
+  std::string doing_ = "waiting";
+  Step step_ = Step::waiting;
+  bool ended_ = false;
+  DriveResult result_;
+};
+
+}  // namespace cli
