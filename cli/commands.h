@@ -21,6 +21,8 @@ void add_run(CLI::App& program, Invocation& invocation);
 void add_enumerate(CLI::App& program, Invocation& invocation);
 void add_invoke(CLI::App& program, Invocation& invocation);
 void add_check(CLI::App& program, Invocation& invocation);
+void add_serve(CLI::App& program, Invocation& invocation);
+void add_passwd(CLI::App& program, Invocation& invocation);
 
 // A command with the options that all have.
 CLI::App* add_command(CLI::App& program, Invocation& invocation, const std::string& name,

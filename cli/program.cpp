@@ -69,6 +69,8 @@ int run_program(int argc, const char* const* argv) {
   add_drives(program, invocation);
   add_run(program, invocation);
   add_check(program, invocation);
+  add_serve(program, invocation);
+  add_passwd(program, invocation);
   add_enumerate(program, invocation);
   add_invoke(program, invocation);
 

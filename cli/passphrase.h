@@ -1,0 +1,12 @@
+// Reads a password from the user.
+#pragma once
+
+#include <string>
+
+namespace cli {
+
+// On a terminal asks twice, without showing what is typed; otherwise takes the first line of
+// standard input. Throws Failure when the two differ, or when there is none.
+std::string read_passphrase();
+
+}  // namespace cli

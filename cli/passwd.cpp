@@ -1,0 +1,40 @@
+// hddtest passwd: sets the password of a user of the server.
+#include "broker/http/users.h"
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "cli/passphrase.h"
+
+namespace cli {
+namespace {
+
+constexpr const char* description = "Sets the password of a user of 'hddtest serve --users FILE'.";
+
+constexpr const char* footer =
+    "Asks for the password twice, or reads it from standard input when that is no terminal.\n"
+    "FILE is made when there is none; a line of it is USER:HASH, which may be deleted. A\n"
+    "running server reads it again on SIGHUP.";
+
+struct PasswdOptions {
+  std::string file;
+  std::string user;
+};
+
+int passwd(const PasswdOptions& options) {
+  broker::http::check_user_name(options.user);
+  broker::http::set_password(options.file, {options.user, read_passphrase()});
+  return status_ok;
+}
+
+}  // namespace
+
+void add_passwd(CLI::App& program, Invocation& invocation) {
+  CLI::App* const command = add_command(program, invocation, "passwd", description);
+  auto options = std::make_shared<PasswdOptions>();
+  command->add_option("FILE", options->file, "Users file")->required()->type_name("");
+  command->add_option("USER", options->user, "Name of the user")->required()->type_name("");
+  command->footer(footer);
+  command->callback(
+      [&invocation, options] { invocation.action = [options] { return passwd(*options); }; });
+}
+
+}  // namespace cli

@@ -1,0 +1,180 @@
+// hddtest serve: the object manager as a server of CIM operations over HTTP.
+#include <fmt/format.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "broker/cimxml/service.h"
+#include "broker/http/address.h"
+#include "broker/http/server.h"
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/manager.h"
+#include "cli/output.h"
+#include "cli/signals.h"
+#include "cli/supervisor.h"
+#include "platform/support/logger.h"
+
+namespace cli {
+namespace {
+
+namespace http = broker::http;
+
+struct ServeOptions {
+  std::string address = "127.0.0.1";
+  int port = -1;
+  std::string users;
+  std::string certificate;
+  std::string key;
+  bool no_auth = false;
+};
+
+constexpr int http_port = 5988;
+constexpr int https_port = 5989;
+
+// For what has been received when the server is told to end; a self-test takes longer anyway.
+constexpr std::chrono::seconds grace{2};
+
+constexpr const char* description = "Serves CIM operations (CIM-XML over HTTP) until it is ended.";
+
+constexpr const char* footer =
+    "Clients use http://ADDRESS:PORT/cimom and the name space root/cimv2. Other addresses\n"
+    "than those of this machine's own loopback need --users, --cert and --key.\n"
+    "SIGHUP makes it read the users file again; SIGTERM and Ctrl-C end it, but no test that\n"
+    "a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when it was ended so.";
+
+void note(int severity, const std::string& text) {
+  using NKVRHVX20::ILogger;
+  NKVRHVX20::TRootObject::GetCoreLogger()->Log(static_cast<ILogger::EHVXLogSeverity>(severity),
+                                               text);
+}
+
+// What an administrator has to see, wherever he looks.
+void warn(const std::string& text) {
+  complain(text);
+  note(NKVRHVX20::ILogger::eWarning, text);
+}
+
+std::string read_pem(const std::filesystem::path& file) {
+  if (const std::string fault = reading_fault(file); !fault.empty())
+    throw Failure("cannot read " + file.string() + ": " + fault);
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void check_key_file(const std::filesystem::path& file) {
+  using std::filesystem::perms;
+  std::error_code error;
+  const perms mode = std::filesystem::status(file, error).permissions();
+  if (!error && (mode & perms::others_all) != perms::none)
+    throw Failure("the key " + file.string() + " is open to everybody; chmod 600 it");
+}
+
+// Nobody gets a server that is open to others by leaving something away.
+void check_security(const ServeOptions& options, const http::Address& address) {
+  const bool tls = !options.certificate.empty();
+  if (tls == options.key.empty()) throw Failure("--cert and --key belong together; name both");
+  if (options.no_auth == !options.users.empty())
+    throw Failure(options.no_auth
+                      ? "--users and --no-auth exclude each other"
+                      : "say who may use the server: --users FILE (made by 'hddtest passwd FILE "
+                        "USER'), or --no-auth for everybody on this machine");
+  if (address.is_loopback()) return;
+  if (options.no_auth)
+    throw Failure("--no-auth is for loopback addresses only; use --users FILE for " +
+                  options.address);
+  if (!tls)
+    throw Failure("passwords would be readable on the way to " + options.address +
+                  "; name a certificate with --cert and --key");
+}
+
+http::Options server_options(const ServeOptions& options, const Places& places) {
+  http::Options server;
+  server.log = note;
+  if (!options.users.empty()) server.users = http::Users::read(resolve(places, options.users));
+  if (!options.certificate.empty()) {
+    const auto key = resolve(places, options.key);
+    check_key_file(key);
+    server.certificate = std::make_unique<http::Certificate>(
+        http::Certificate{read_pem(resolve(places, options.certificate)), read_pem(key)});
+  }
+  return server;
+}
+
+void reload_users(http::Server& server, const std::filesystem::path& file) {
+  try {
+    server.replace_users(http::Users::read(file));
+    note(NKVRHVX20::ILogger::eNotice, "read the users file " + file.string() + " again");
+  } catch (const std::exception& error) {
+    warn(std::string(error.what()) + "; the users stay as they were");
+  }
+}
+
+int serve(const ServeOptions& options, const Invocation& invocation) {
+  const Places places = find_places(invocation.data);
+  if (const std::string fault = reading_fault(places.message_file); !fault.empty()) {
+    throw Failure("no test could make a record: " + places.message_file.string() + ": " + fault +
+                  "; reinstall hddtest, or name its data with --data");
+  }
+  const bool tls = !options.certificate.empty();
+  const int port = options.port >= 0 ? options.port : tls ? https_port : http_port;
+  http::Address address(options.address, static_cast<std::uint16_t>(port));
+  check_security(options, address);
+  http::Options settings = server_options(options, places);
+
+  Signals signals;
+  const auto manager = make_manager(places);
+  broker::cimxml::Service service(*manager);
+  settings.listener = address.listen();
+  http::Server server([&](const auto& call, auto& reply) { service.answer(call, reply); },
+                      std::move(settings));
+
+  const std::string url = (tls ? "https://" : "http://") + address.text();
+  note(NKVRHVX20::ILogger::eNotice, "listening on " + url);
+  standard_output().write(invocation.json ? dump({{"url", url}}) : "Listening on " + url + "\n");
+  notify_supervisor("READY=1");
+
+  while (signals.wait() == SIGHUP)
+    if (!options.users.empty()) reload_users(server, resolve(places, options.users));
+
+  notify_supervisor("STOPPING=1");
+  const std::size_t at_work = server.stop(grace);
+  note(NKVRHVX20::ILogger::eNotice, "the server ends");
+  if (at_work == 0) return status_ok;
+  warn(
+      fmt::format("ended with {} request{} in work; drives go on testing by themselves; to stop "
+                  "one: smartctl -X DEVICE",
+                  at_work, at_work == 1 ? "" : "s"));
+  // A provider at work cannot be ended, and its threads use what a return would take away.
+  _exit(status_ok);
+}
+
+}  // namespace
+
+void add_serve(CLI::App& program, Invocation& invocation) {
+  CLI::App* const command = add_command(program, invocation, "serve", description);
+  auto options = std::make_shared<ServeOptions>();
+  command->add_option("--listen", options->address, "Address to listen on (default 127.0.0.1)")
+      ->type_name("ADDRESS");
+  command
+      ->add_option("--port", options->port,
+                   "Port (default 5988, with TLS 5989; 0 takes any free one)")
+      ->check(CLI::Range(0, 65535))
+      ->type_name("N");
+  command->add_option("--users", options->users, "Who may use it; see hddtest passwd --help")
+      ->type_name("FILE");
+  command->add_flag("--no-auth", options->no_auth, "Let everybody on this machine use it");
+  command->add_option("--cert", options->certificate, "Certificate chain for TLS (PEM)")
+      ->type_name("FILE");
+  command->add_option("--key", options->key, "Its key (PEM)")->type_name("FILE");
+  command->footer(footer);
+  command->callback([&invocation, options] {
+    invocation.action = [&invocation, options] { return serve(*options, invocation); };
+  });
+}
+
+}  // namespace cli

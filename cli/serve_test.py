@@ -1,0 +1,239 @@
+"""The server as its administrator and its clients meet it.
+
+    serve_test.py PROGRAM
+"""
+
+import http.client
+import os
+import pathlib
+import pty
+import re
+import signal
+import socket
+import ssl
+import subprocess
+import sys
+import time
+import warnings
+
+from command_case import PROGRAM, main
+from server_case import RECORD, SERVICE, ServerTest, enumeration, run_of
+
+
+class Serve(ServerTest):
+    def test_answers_and_ends_in_order(self):
+        self.serve("--no-auth")
+        self.assertEqual(self.count(SERVICE), 1)
+        self.assertEqual(self.end(), 0)
+        self.assertEqual((self.output, self.errors), ("", ""))
+
+    def test_run_keeps_its_connection_while_others_ask(self):
+        self.serve("--no-auth", POLLS="1")
+        running = self.connect()
+        self.send(running, run_of("/dev/fake"))
+        self.wait_for_log("Test is in progress")
+        self.assertEqual(self.count(SERVICE), 1)
+        self.assertEqual(self.count(RECORD), 0)
+        reply = running.getresponse()
+        self.assertIn("HDDTest_ConcreteJob001", reply.read().decode())
+        self.assertEqual(self.count(RECORD, connection=running), 1)
+
+    def test_client_that_goes_away_leaves_its_record(self):
+        self.serve("--no-auth", POLLS="1")
+        running = self.connect()
+        self.send(running, run_of("/dev/fake"))
+        self.wait_for_log("Test is in progress")
+        running.close()
+        self.wait_for(lambda: self.count(RECORD) == 1, "there is no record")
+        self.assertEqual(self.end(), 0)
+
+    def test_end_does_not_wait_for_a_run(self):
+        self.serve("--no-auth", POLLS="100")
+        self.send(self.connect(), run_of("/dev/fake"))
+        self.wait_for_log("Test is in progress")
+        begun = time.monotonic()
+        self.assertEqual(self.end(), 0)
+        self.assertLess(time.monotonic() - begun, 60)
+        self.assertRegex(self.errors, r"\Ahddtest: ended with 1 request in work; drives go on.*\n\Z")
+
+    def test_interrupt_ends_it_too(self):
+        self.serve("--no-auth")
+        self.assertEqual(self.end(signal.SIGINT), 0)
+
+    def test_broken_pipe_does_not(self):
+        self.serve("--no-auth")
+        self.process.send_signal(signal.SIGPIPE)
+        self.assertEqual(self.count(SERVICE), 1)
+
+    def test_refuses_to_be_open(self):
+        self.make_user()
+        tls = self.make_certificate()
+        users = ["--users", "users"]
+        for arguments, says in [
+                ([], "say who may use the server: --users FILE .* or --no-auth"),
+                (["--no-auth", *users], "exclude each other"),
+                (["--no-auth", "--listen", "0.0.0.0"], "loopback addresses only"),
+                (["--no-auth", "--listen", "::", *tls], "loopback addresses only"),
+                ([*users, "--listen", "0.0.0.0"], "--cert and --key"),
+                ([*users, "--cert", "cert.pem"], "belong together"),
+                (["--users", "none"], "users file .*none: No such file.*hddtest passwd"),
+                ([*users, "--cert", "none", "--key", "key.pem"], "cannot read .*none: No such"),
+                ([*users, "--cert", "cert.pem", "--key", "cert.pem"], "chmod 600|belong together"),
+                (["--no-auth", "--listen", "no.such.invalid"], "cannot listen on")]:
+            self.run_command("serve", "--port", "0", *arguments)
+            self.expect_one_line(3, says)
+
+    def test_port_in_use(self):
+        self.serve("--no-auth")
+        self.run_command("serve", "--no-auth", "--port", str(self.port))
+        self.expect_one_line(3, f"cannot listen on 127.0.0.1:{self.port}: Address already in use")
+
+    def test_tells_its_supervisor(self):
+        for name in [str(self.folder / "notify"), f"@hddtest-{os.getpid()}"]:
+            with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as listener:
+                listener.settimeout(60)
+                listener.bind(name.replace("@", "\0"))
+                self.serve("--no-auth", NOTIFY_SOCKET=name)
+                self.assertEqual(listener.recv(100), b"READY=1")
+                self.end()
+                self.assertEqual(listener.recv(100), b"STOPPING=1")
+
+    def test_malformed_requests_leave_it_as_it_was(self):
+        self.serve("--no-auth")
+        for sent in [b"\0" * 1000, b"POST /cimom HTTP/1.1\r\nHost: x\r\nContent-Length: 9\r\n\r\n<",
+                     b"POST /cimom HTTP/1.1\r\nHost: x\r\nContent-Length: 4\r\n\r\n\0\0\0\0"]:
+            with socket.create_connection(("127.0.0.1", self.port)) as client:
+                client.sendall(sent)
+        status, text = self.ask(enumeration(SERVICE).replace("</CIM>", ""))
+        self.assertEqual(status, 400, text)
+        self.assertEqual(self.count(SERVICE), 1)
+
+
+class LogIn(ServerTest):
+    def test_users(self):
+        self.make_user()
+        self.serve("--users", "users")
+        self.assertEqual(self.count(SERVICE, user="operator:secret"), 1)
+        for user in [None, "operator:wrong", "other:secret"]:
+            self.assertEqual(self.ask(enumeration(SERVICE), user)[0], 401)
+        self.wait_for_log("refused a log-in of user 'other' from 127.0.0.1")
+
+    def test_users_are_read_again_on_request(self):
+        self.make_user()
+        self.serve("--users", "users")
+        self.make_user("second", "two")
+        self.assertEqual(self.ask(enumeration(SERVICE), "second:two")[0], 401)
+        self.process.send_signal(signal.SIGHUP)
+        self.wait_for_log("read the users file")
+        self.assertEqual(self.count(SERVICE, user="second:two"), 1)
+        (self.folder / "users").chmod(0o644)
+        self.process.send_signal(signal.SIGHUP)
+        self.wait_for_log("the users stay as they were")
+        self.assertEqual(self.count(SERVICE, user="second:two"), 1)
+        self.end()
+        self.assertRegex(self.errors, r"\Ahddtest: .*chmod 600.*stay as they were\n\Z")
+
+    def test_log_is_followed_when_it_is_moved_away(self):
+        self.serve("--no-auth")
+        self.wait_for_log("listening on")
+        self.log.rename(self.folder / "log.1")
+        self.process.send_signal(signal.SIGHUP)
+        self.count(SERVICE)
+        self.wait_for_log(SERVICE)
+
+    def test_tls(self):
+        self.make_user()
+        url = self.serve("--users", "users", *self.make_certificate())
+        self.assertTrue(url.startswith("https://"))
+        self.assertEqual(self.count(SERVICE, user="operator:secret"), 1)
+        self.assertEqual(self.ask(enumeration(SERVICE))[0], 401)
+        plain = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
+        with self.assertRaises((http.client.HTTPException, OSError)):
+            plain.request("POST", "/cimom", "x")
+            plain.getresponse()
+        old = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+        old.check_hostname, old.verify_mode = False, ssl.CERT_NONE
+        old.set_ciphers("ALL:@SECLEVEL=0")
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore", DeprecationWarning)
+            old.minimum_version = old.maximum_version = ssl.TLSVersion.TLSv1_1
+        with socket.create_connection(("127.0.0.1", self.port)) as client:
+            with self.assertRaises(OSError):
+                old.wrap_socket(client)
+        self.assertEqual(self.count(SERVICE, user="operator:secret"), 1)
+
+
+class Documentation(ServerTest):
+    def test_client_of_the_documentation(self):
+        page = pathlib.Path(__file__).parent.parent / "docs/clients.md"
+        (code,) = re.findall(r"```python\n(.*?)```", page.read_text(), re.DOTALL)
+        self.machine("sda")
+        self.make_user()
+        self.serve("--users", "users")
+        self.ask(run_of("/dev/sda"), "operator:secret")
+        done = subprocess.run([sys.executable, "-c", code.replace("5988", str(self.port))],
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual(done.stderr, "")
+        self.assertTrue(done.stdout.startswith("/dev/sda\n/dev/sda HDST-000: "), done.stdout)
+
+
+class Passwd(ServerTest):
+    def passwd(self, given, *arguments):
+        done = subprocess.run([PROGRAM, "passwd", *arguments], input=given, cwd=self.folder,
+                              env=self.environment, capture_output=True, timeout=60)
+        self.status, self.output = done.returncode, done.stdout.decode()
+        self.errors = done.stderr.decode()
+
+    def test_reads_a_line(self):
+        self.passwd(b"secret\nmore\n", "users", "operator")
+        self.expect(0)
+        users = self.folder / "users"
+        self.assertEqual(users.stat().st_mode & 0o7777, 0o600)
+        self.assertRegex(users.read_text(), r"\Aoperator:\$y\$[^\n]+\n\Z")
+
+    def test_refuses_what_cannot_be(self):
+        for given, user, says in [(b"x\n", "a:b", "name of a user"), (b"x\n", "a\nb", "name of a"),
+                                  (b"x\n", "", "name of a user"), (b"", "a", "no password"),
+                                  (b"\n", "a", "no password"), (b"a\0b\n", "a", "zero byte"),
+                                  (b"x" * 512 + b"\n", "a", "at most 511 bytes")]:
+            self.passwd(given, "users", user)
+            self.expect_one_line(3, says)
+            self.assertFalse((self.folder / "users").exists())
+        self.passwd(b"x\n", "none/users", "a")
+        self.expect_one_line(3, "No such file or directory")
+
+    def on_a_terminal(self, *typed):
+        master, slave = pty.openpty()
+        process = subprocess.Popen([PROGRAM, "passwd", "users", "a"], stdin=slave, stdout=slave,
+                                   stderr=slave, cwd=self.folder, env=self.environment,
+                                   start_new_session=True)
+        os.close(slave)
+        written = b""
+        for prompt, line in zip([b"Password: ", b"Once more: "], typed):
+            while prompt not in written:
+                written += os.read(master, 1000)
+            os.write(master, line + b"\n")
+        try:
+            while piece := os.read(master, 1000):
+                written += piece
+        except OSError:  # the terminal's last user has gone
+            pass
+        os.close(master)
+        return written, process.wait(timeout=60)
+
+    def test_asks_twice_and_shows_nothing(self):
+        written, status = self.on_a_terminal(b"hidden", b"hidden")
+        self.assertEqual(status, 0)
+        self.assertNotIn(b"hidden", written)
+        self.serve("--users", "users")
+        self.assertEqual(self.count(SERVICE, user="a:hidden"), 1)
+
+    def test_two_that_differ_change_nothing(self):
+        written, status = self.on_a_terminal(b"one", b"two")
+        self.assertEqual(status, 3)
+        self.assertIn(b"the two differ", written)
+        self.assertFalse((self.folder / "users").exists())
+
+
+if __name__ == "__main__":
+    main()
