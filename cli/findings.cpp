@@ -14,6 +14,7 @@
 #include "cli/failure.h"
 #include "cli/log_listener.h"
 #include "cli/manager.h"
+#include "cli/object_managers.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
 
@@ -142,6 +143,8 @@ std::vector<Finding> all_findings(const Places& places) {
       file_finding("messages", places.message_file),
       file_finding("registration", places.registration),
       module_finding(places)};
+  const std::vector<Finding> managers = object_manager_findings();
+  findings.insert(findings.end(), managers.begin(), managers.end());
   return findings;
 }
 

@@ -1,0 +1,93 @@
+#include "cli/object_managers.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ObjectManagers : public testing::Test {
+ protected:
+  ObjectManagers() {
+    std::string name = fs::temp_directory_path() / "hddtest_cli.XXXXXX";
+    root_ = mkdtemp(name.data());
+    write("usr/share/hddtest/hddtest.msg.xml", "<diaganalysis/>\n");
+  }
+  ~ObjectManagers() override { fs::remove_all(root_); }
+
+  void write(const fs::path& file, const std::string& text) {
+    fs::create_directories((root_ / file).parent_path());
+    std::ofstream(root_ / file) << text;
+  }
+  void register_sfcb() { write("var/lib/sfcb/stage/regs/hddtest.reg", "[C]\n"); }
+  void link_messages() { fs::create_symlink("usr/share/hddtest", root_ / "hddtest"); }
+  void set_directory(const std::string& unit, const std::string& folder) {
+    write("etc/systemd/system/" + unit + ".service.d/hddtest.conf",
+          "# Written by hddtest-register. Why.\n[Service]\nWorkingDirectory=" + folder + "\n");
+  }
+  Finding only() {
+    const std::vector<Finding> findings = object_manager_findings(root_);
+    EXPECT_EQ(findings.size(), 1u);
+    return findings.empty() ? Finding{} : findings[0];
+  }
+  fs::path root_;
+};
+
+TEST_F(ObjectManagers, AreNotLookedAtWhereNothingIsRegistered) {
+  link_messages();
+  write("etc/systemd/system/tog-pegasus.service.d/other.conf", "[Service]\n");
+  write("etc/systemd/system/cimserver.service.d/hddtest.conf",
+        "[Service]\nWorkingDirectory=/nowhere\n");
+  EXPECT_TRUE(object_manager_findings(root_).empty());
+  EXPECT_TRUE(object_manager_findings(root_ / "none").empty());
+}
+
+TEST_F(ObjectManagers, SfcbNeedsTheLink) {
+  register_sfcb();
+  const Finding missing = only();
+  EXPECT_FALSE(missing.ok);
+  EXPECT_EQ(missing.name, "sfcb");
+  EXPECT_EQ(missing.found,
+            (root_ / "hddtest/hddtest.msg.xml").string() + ": No such file or directory");
+  EXPECT_EQ(missing.remedy, "run 'hddtest-register sfcb' again");
+  link_messages();
+  const Finding present = only();
+  EXPECT_TRUE(present.ok);
+  EXPECT_EQ(present.remedy, "");
+}
+
+TEST_F(ObjectManagers, SfcbNeedsALinkThatLeadsToTheMessages) {
+  register_sfcb();
+  link_messages();
+  fs::remove(root_ / "usr/share/hddtest/hddtest.msg.xml");
+  EXPECT_FALSE(only().ok);
+}
+
+TEST_F(ObjectManagers, PegasusNeedsTheMessagesInTheFolderThatWasSet) {
+  set_directory("tog-pegasus", "/usr/share");
+  const Finding present = only();
+  EXPECT_TRUE(present.ok);
+  EXPECT_EQ(present.name, "pegasus");
+  set_directory("tog-pegasus", "/srv");
+  const Finding missing = only();
+  EXPECT_FALSE(missing.ok);
+  EXPECT_EQ(missing.remedy, "run 'hddtest-register pegasus' again");
+}
+
+TEST_F(ObjectManagers, EachIsAFindingOfItsOwn) {
+  register_sfcb();
+  set_directory("a", "/usr/share");
+  set_directory("b", "/srv");
+  const std::vector<Finding> findings = object_manager_findings(root_);
+  ASSERT_EQ(findings.size(), 3u);
+  EXPECT_FALSE(findings[0].ok);
+  EXPECT_TRUE(findings[1].ok);
+  EXPECT_FALSE(findings[2].ok);
+}
+
+}  // namespace
+}  // namespace cli

@@ -1,0 +1,94 @@
+# The Debian packages: hddtest-module, what object managers load with all that it needs, and
+# hddtest, the command with the embedded object manager. After a build, `cpack` in the build tree
+# writes both; the configured prefix has to be /usr, since installed programs find some things by
+# configured paths.
+set(owner "The hddtest developers <hddtest@packages.invalid>")
+set(release 1)
+set(module_documents ${CMAKE_INSTALL_DATADIR}/doc/hddtest-module)
+set(command_documents ${CMAKE_INSTALL_DATADIR}/doc/hddtest)
+set(overrides ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
+
+# hddtest_compressed(COMPONENT FOLDER FILE NAME): installs a copy of the file that gzip made.
+function(hddtest_compressed component folder file name)
+  add_custom_command(OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz
+                     COMMAND gzip -9nc ${file} > ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz
+                     DEPENDS ${file} VERBATIM)
+  add_custom_target(compressed_${component}_${name} ALL
+                    DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz DESTINATION ${folder}
+          COMPONENT ${component})
+endfunction()
+
+configure_file(debian/changelog ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian @ONLY)
+hddtest_compressed(command ${CMAKE_INSTALL_MANDIR}/man1 ${CMAKE_CURRENT_SOURCE_DIR}/hddtest.1
+                   hddtest.1)
+hddtest_compressed(module ${CMAKE_INSTALL_MANDIR}/man8
+                   ${CMAKE_CURRENT_SOURCE_DIR}/hddtest-register.8 hddtest-register.8)
+hddtest_compressed(module ${module_documents} ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian
+                   changelog.Debian)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz DESTINATION ${command_documents}
+        COMPONENT command)
+
+install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/docs/deployment.md
+              ${CMAKE_SOURCE_DIR}/docs/troubleshooting.md
+        DESTINATION ${module_documents} COMPONENT module)
+install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/README.md
+        DESTINATION ${command_documents} COMPONENT command)
+install(FILES debian/hddtest-module.logrotate DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d
+        RENAME hddtest-module COMPONENT module)
+install(FILES debian/hddtest-module.overrides DESTINATION ${overrides} RENAME hddtest-module
+        COMPONENT module)
+install(FILES debian/hddtest.overrides DESTINATION ${overrides} RENAME hddtest COMPONENT command)
+install(FILES systemd/hddtest.service DESTINATION /lib/systemd/system COMPONENT command)
+
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  return()
+endif()
+
+# Only what was built is packaged: cpack builds nothing itself.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON PARENT_SCOPE)
+set(CPACK_VERBATIM_VARIABLES YES)
+set(CPACK_GENERATOR DEB)
+set(CPACK_OUTPUT_FILE_PREFIX ${CMAKE_BINARY_DIR}/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_COMPONENTS_ALL module command)
+set(CPACK_PACKAGE_CONTACT ${owner})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has one of its own
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${release})
+set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_PACKAGE_SOURCE hddtest)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+
+set(CPACK_DEBIAN_MODULE_PACKAGE_NAME hddtest-module)
+set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS "smartmontools, hwinfo")
+set(CPACK_DEBIAN_MODULE_DESCRIPTION
+    "CIM provider module for hard-disk self-tests
+The modules that a CIM object manager (sfcb, OpenPegasus) loads through CMPI to
+gain the service \"Hard Drive: Self Test\", with the drives that it tests, and
+hddtest-register, which makes them known to the object manager.")
+set(CPACK_DEBIAN_MODULE_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/module/conffiles
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/module/postinst
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/module/prerm
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/module/postrm)
+
+set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME hddtest)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "hddtest-module (= ${PROJECT_VERSION}-${release})")
+set(CPACK_DEBIAN_COMMAND_DESCRIPTION
+    "hard-disk self-tests from the command line and over CIM
+The command tests hard drives with their SMART short self-test and says what
+to do about the outcome. It holds an object manager of its own, which serves
+the tests to WBEM management clients too, where no other one is installed.")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/postinst
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/prerm
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/postrm)
+include(CPack)
