@@ -9,6 +9,7 @@
 #   machine PRODUCT [BIOS]    the machine's product name and BIOS version; $excluded_type is a type
 #                          on which the test is not offered
 #   with_udev              the guest runs udev
+#   with_client            the guest has wbemcli, as this machine has it
 #   real_time              the guest's clock does not leap: takes a third less where nothing waits
 #   guest() { ...; }       runs in the guest's shell; $format is --json, or empty on a console
 #   check() { ...; }       expect..., on the host, among the results: what the guest left in output,
@@ -57,6 +58,10 @@ real_time() { clock=(); }
 
 with_udev() { udev=("$build/lab/udev.cpio"); }
 
+with_client() {
+  client=$(command -v wbemcli) || { echo "skipped $name: wbemcli is not installed"; exit 77; }
+}
+
 guest() { hddtest run $format /dev/sda; }
 
 wrong() { echo "FAILED $name: $*"; exit 1; }
@@ -91,6 +96,13 @@ print(value)' "$1" < "$answer" 2> /dev/null) || wrong "no $1 in the answer"
   [[ $value == $2 ]] || wrong "$1 is '$value', not '$2'"
 }
 
+# expect_in FILE COUNT TEXT: so many lines of the file hold the text
+expect_in() {
+  local count
+  count=$(grep -cF -e "$3" "$1") || true
+  [ "$count" = "$2" ] || wrong "$1 has $count lines with '$3', not $2"
+}
+
 expect_log() {
   grep -qF -- "$1" log || wrong "no '$1' in the log"
 }
@@ -112,17 +124,30 @@ expect_progress() {
   expect_log 'Test is completed, get test status'
 }
 
+# pack_libraries ROOT PROGRAM...: what they load, below /usr, since /lib of the guest is a link to
+# /usr/lib
+pack_libraries() {
+  local root=$1 library copy
+  shift
+  { "$lab/libraries" "$@" | grep -v "^$root" || true; } |
+    while read -r library; do
+      copy=$root/usr${library#/usr}
+      mkdir -p "${copy%/*}" && cp -L "$library" "$copy"
+    done
+}
+
+pack_client() {
+  [ -n "$client" ] || return 0
+  mkdir -p "$1/usr/bin" && cp -L "$client" "$1/usr/bin"
+  pack_libraries "$1" "$client"
+}
+
 # The program as it stands in the build tree, and the libraries that it needs.
 pack_program() {
   local root=$work/program
   mkdir -p "$root/opt/hddtest"
   ( cd "$build" && cp -r --parents bin/hddtest lib/*.so libexec/hvx-run share/hddtest "$root/opt/hddtest" )
-  # Libraries go below /usr, since /lib of the guest is a link to /usr/lib.
-  { "$lab/libraries" "$root"/opt/hddtest/{bin/*,lib/*} | grep -v "^$root" || true; } |
-    while read -r library; do
-      copy=$root/usr${library#/usr}
-      mkdir -p "${copy%/*}" && cp -L "$library" "$copy"
-    done
+  pack_libraries "$root" "$root"/opt/hddtest/{bin/*,lib/*}
   find "$root" -type f -exec strip --strip-debug {} + 2> /dev/null || true
   archive "$root" > "$work/program.cpio"
 }
@@ -158,6 +183,7 @@ run_machine() {
   if [ -n "$console" ]; then real_time; fi
   mkdir -p "$work/$name/lab"
   guest_commands > "$work/$name/lab/scenario"
+  pack_client "$work/$name"
   { cat "$build/lab/base.cpio" "${udev[@]}" "$work/program.cpio"; archive "$work/$name"; } > "$work/$name.cpio"
   timeout --foreground 300 "$lab/machine.pl" "${lives[@]}" -- qemu-system-x86_64 -M pc -accel tcg -m 384 -nodefaults \
     -display none -no-reboot -rtc base=2020-01-01,clock=vm -device pvpanic -action panic=pause "${clock[@]}" \
@@ -172,7 +198,7 @@ run_scenario() {
   results=$build/lab/results/$name
   # Under virtual time the guest's clock leaps to the next timer whenever the guest is idle.
   clock=(-icount shift=2,sleep=off)
-  devices=() drivers=() lives=() drives=0 udev=()
+  devices=() drivers=() lives=() drives=0 udev=() client=
   local -A on_controller=()
   [ -f "$lab/scenarios/$name.sh" ] || wrong "there is no such scenario"
   source "$lab/scenarios/$name.sh"
