@@ -1,9 +1,9 @@
-// The machine types on which the self-test is not offered: models whose drives are tested by other
-// means.
+// The machine types on which the self-test is not offered. The codes are made up: they stand for
+// the models of a distributor whose drives are tested by other means.
 //
-// A distributor replaces the codes by those of its own models: exactly four decimal digits each,
-// as the machine's product name or, upper-cased, its BIOS version gives them. The number of codes
-// may change with them; nothing else depends on it.
+// A distributor replaces them by those of its own models: exactly four decimal digits each, as the
+// machine's product name or its BIOS version gives them. If their number changes, so does the one
+// that classification_test.cpp expects.
 #pragma once
 
 #include <array>

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "platform/support/machinetype.h"
@@ -14,6 +15,12 @@ constexpr std::size_t product_name_offset = 5;
 constexpr std::size_t header_size = 25;
 constexpr std::int32_t buffer_size = 1024;
 constexpr std::uint8_t system_information = 1;
+
+// Closes also when a product name is out of range, which the caller is told by an exception.
+struct Closing {
+  SmBiosHandle& handle;
+  ~Closing() { smBiosClose(&handle); }
+};
 
 // The product name's machine type from the structure, or "0000" when it names no string.
 std::string machine_type_of(char* structure, std::int32_t size) {
@@ -49,17 +56,20 @@ NKVRHVX20::TStatus GetMachineType(std::string* machineType) {
   std::string type = "0000";
   SmBiosHandle handle = nullptr;
   if (smBiosLoad(nullptr, &handle).fCode != 0) return {3};
-  if (handle) {
-    char* const buffer = new (std::nothrow) char[buffer_size]();
-    std::int32_t size = buffer_size;
-    // Kept on purpose: the buffer is not released when the structure cannot be read.
-    if (buffer && smBiosGetFirst(handle, system_information, buffer, &size).fCode == 0 &&
-        size > 0) {
-      type = machine_type_of(buffer, size);
-      delete[] buffer;
+  {
+    const Closing closing{handle};
+    if (handle) {
+      std::unique_ptr<char[]> buffer(new (std::nothrow) char[buffer_size]());
+      std::int32_t size = buffer_size;
+      if (buffer && smBiosGetFirst(handle, system_information, buffer.get(), &size).fCode == 0 &&
+          size > 0) {
+        type = machine_type_of(buffer.get(), size);
+      } else {
+        // Kept on purpose: the buffer is not released when the structure cannot be read.
+        [[maybe_unused]] char* const kept = buffer.release();
+      }
     }
   }
-  smBiosClose(&handle);
   *machineType = type;
   return {3};
 }

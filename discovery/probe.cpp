@@ -17,6 +17,11 @@ Probe probe(void (*read)(const void* what), const void* what) {
   if (child == 0) {
     for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM})
       signal(number, SIG_DFL);
+    // The thread that forked may have blocked it, and a stuck child would be waited for for good.
+    sigset_t alarm_only;
+    sigemptyset(&alarm_only);
+    sigaddset(&alarm_only, SIGALRM);
+    sigprocmask(SIG_UNBLOCK, &alarm_only, nullptr);
     alarm(10);
     const rlimit no_core = {0, 0};
     setrlimit(RLIMIT_CORE, &no_core);

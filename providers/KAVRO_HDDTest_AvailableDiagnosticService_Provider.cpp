@@ -29,24 +29,35 @@ std::mutex discovery_lock;
 
 constexpr int hwinfo_seconds = 300;
 
-// The texts of a bus device that the tests look at.
-struct BusDevice {
-  std::string name;
-  std::string identifier;
-  std::string address;  // the first element of the SCSI address list; empty without one
-  std::string description;
+// A bus device as the tests look at it. Each test copies only what it needs: reading another
+// property of a broken one could end the process.
+class BusDevice {
+ public:
+  explicit BusDevice(const Ref<Instance>& instance)
+      : held_(instance), device_(cast<KAVRO_SysBusDevice>(held_.get())) {}
 
-  explicit BusDevice(const Ref<Instance>& instance) {
-    const Ref<Instance> held = instance;  // NOLINT(performance-unnecessary-copy-initialization)
-    const auto* device = cast<KAVRO_SysBusDevice>(held.get());
-    if (!device) return;
-    name = device->Name.value();
-    identifier = device->DeviceID.value();
-    const Array<String> addresses = device->OtherIdentifyingInfo.value();
-    if (!addresses.empty()) address = addresses.front();
-    description = device->Description.value();
+  std::string name() const { return device_ ? device_->Name.value() : ""; }
+  std::string identifier() const { return device_ ? device_->DeviceID.value() : ""; }
+  std::string description() const { return device_ ? device_->Description.value() : ""; }
+  // The first element of the SCSI address list; empty without one.
+  std::string address() const {
+    const Array<String> addresses =
+        device_ ? device_->OtherIdentifyingInfo.value() : Array<String>();
+    return addresses.empty() ? "" : addresses.front();
   }
+
+ private:
+  const Ref<Instance> held_;
+  const KAVRO_SysBusDevice* const device_;
 };
+
+// What isLSIRAIDDevice reads of a bus device, to no other end.
+void read(const void* instance) {
+  const BusDevice device(*static_cast<const Ref<Instance>*>(instance));
+  (void)device.identifier();
+  (void)device.address();
+  (void)device.description();
+}
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -206,7 +217,7 @@ bool Provider::isMicroFlashDevice(std::string name) {
   bool found = false;
   for (const Ref<Instance>& instance : fRefInst) {
     const BusDevice device(instance);
-    found = contains(device.name, name) && contains(device.description, "PQI");
+    found = contains(device.name(), name) && contains(device.description(), "PQI");
     log_trace("Device " + name +
               (found ? " is a MicroFlash Device" : " is NOT a MicroFlash Device"));
     if (found) break;
@@ -226,14 +237,15 @@ bool Provider::isLSIRAIDDevice(std::string name, const sint32* iStatusOfRefInst)
   for (std::size_t i = 0; i < fRefInst.size() && i < status_table_size; ++i) {
     if (iStatusOfRefInst[i] == 0) continue;
     const BusDevice device(fRefInst[i]);
+    const std::string address = device.address();
     // Kept on purpose: one logical volume leaves out every drive that is asked about before an
     // earlier bus device has answered for it.
-    if (contains(device.description, "Logical Volume")) {
+    if (contains(device.description(), "Logical Volume")) {
       log_trace("Device " + name + " is a LSI_IR Volume");
       return true;
     }
-    log_trace(prefix + "from scsidev: " + device.address);
-    const std::optional<std::string> bus_id = discovery::bus_id(device.address);
+    log_trace(prefix + "from scsidev: " + address);
+    const std::optional<std::string> bus_id = discovery::bus_id(address);
     if (!bus_id) {
       log_trace("Device " + name + " is NOT a LSI_IR Device no continue");
       continue;
@@ -286,12 +298,12 @@ bool Provider::isLSIMegaRAIDDevice(std::string name) {
   }
   for (const Ref<Instance>& instance : fRefInst) {
     const BusDevice device(instance);
-    if (!contains(device.description, "Vellacore")) continue;
+    if (!contains(device.description(), "Vellacore")) continue;
     // The name goes into the command as it stands: only checked device names are published.
     const std::optional<std::string> lines =
         discovery::through_scratch_file("hwinfo --disk | grep " + name);
     if (!lines) return true;
-    if (contains(*lines, name) && contains(*lines, device.identifier)) {
+    if (contains(*lines, name) && contains(*lines, device.identifier())) {
       log_trace("Device " + name + " is a MegaRaid Device");
       return true;
     }
@@ -303,7 +315,6 @@ bool Provider::isLSIMegaRAIDDevice(std::string name) {
 
 void Provider::probe(StatusTable& iStatusOfRefInst) {
   iStatusOfRefInst.fill(1);
-  const auto read = [](const void* what) { BusDevice(*static_cast<const Ref<Instance>*>(what)); };
   for (std::size_t i = 0; i < fRefInst.size() && i < status_table_size; ++i) {
     switch (discovery::probe(read, &fRefInst[i])) {
       case discovery::Probe::survived:

@@ -51,9 +51,7 @@ SmBiosError load(SmBiosHandle& handle) {
   if (entry_point.empty() || bytes.empty()) return SMBIOS_UNREADABLE;
   const std::optional<smbios::Extent> extent = smbios::read_entry_point(entry_point);
   if (!extent) return SMBIOS_BAD_ENTRY_POINT;
-  // A 2.1 entry point gives the exact length; a 3.x one the most that it may be.
-  const bool exact = extent->structures != 0;
-  if (exact && bytes.size() < extent->bytes) return SMBIOS_BAD_TABLE;
+  if (extent->exact && bytes.size() < extent->bytes) return SMBIOS_BAD_TABLE;
   if (bytes.size() > extent->bytes) bytes.resize(extent->bytes);
   handle = new SmBiosTable{std::move(bytes), extent->structures};
   return SMBIOS_OK;

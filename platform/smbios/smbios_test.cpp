@@ -2,8 +2,24 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <new>
+
 #include "platform/smbios/table.h"
 #include "platform/smbios/test_table.h"
+
+// The program's own memory, of which a piece of some size may be missing. Not inlined, or the
+// compiler takes the pair for one that does not match.
+namespace {
+std::size_t missing_size = 0;  // 0: none
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* const bytes = size == missing_size ? nullptr : std::malloc(size);
+  if (!bytes) throw std::bad_alloc();
+  return bytes;
+}
+[[gnu::noinline]] void operator delete(void* bytes) noexcept { std::free(bytes); }
+void operator delete(void* bytes, std::size_t) noexcept { operator delete(bytes); }
 
 namespace smbios {
 namespace {
@@ -88,6 +104,56 @@ TEST_F(SmBios, EveryCutOfTheTableIsRefusedOrEndsBeforeTheStructure) {
     root.write(entry_point_3(4096), cut);
     EXPECT_EQ(read(1), size == bios.size() ? SMBIOS_NOT_FOUND : SMBIOS_BAD_TABLE) << size;
   }
+}
+
+TEST_F(SmBios, ATableThatDoesNotSayHowManyStructuresItHasIsReadToItsEndAndNoFurther) {
+  const Table wanted = system_information(1, {"Model"});
+  const Table table = joined({bios, wanted});
+  root.write(entry_point_2(table.size(), 0),
+             joined({table, structure(2, "", std::string(2, '\0'))}));
+  EXPECT_EQ(read(1), SMBIOS_OK);
+  EXPECT_EQ(delivered, wanted);
+  EXPECT_EQ(read(2), SMBIOS_NOT_FOUND);
+  for (std::size_t size = 1; size < table.size(); ++size) {
+    root.write(entry_point_2(table.size(), 0),
+               Table(table.begin(), table.begin() + static_cast<std::ptrdiff_t>(size)));
+    EXPECT_EQ(read(0), SMBIOS_BAD_TABLE) << size;
+  }
+}
+
+TEST_F(SmBios, ATableIsNotReadPastTheMostThatItMayBe) {
+  const Table wanted = system_information(1, {"Model"});
+  const Table table = joined({bios, wanted});
+  const std::size_t longest = table.size();
+  for (const auto& [most, code] : {std::pair{longest + 1, SMBIOS_OK},
+                                   {longest, SMBIOS_OK},
+                                   {longest - 1, SMBIOS_BAD_TABLE},
+                                   {bios.size(), SMBIOS_NOT_FOUND},
+                                   {std::size_t{0}, SMBIOS_NOT_FOUND}}) {
+    root.write(entry_point_3(most), table);
+    EXPECT_EQ(read(1), code) << most;
+  }
+}
+
+TEST_F(SmBios, FilesOfMoreThanSixteenMegabytesAreNotRead) {
+  constexpr std::size_t most = std::size_t{16} << 20;
+  Table table = joined({system_information(1, {"Model"}), end_mark});
+  for (const auto& [size, code] : {std::pair{most, SMBIOS_OK}, {most + 1, SMBIOS_UNREADABLE}}) {
+    table.resize(size);
+    root.write(entry_point_3(most), table);
+    EXPECT_EQ(read(1), code) << size;
+  }
+}
+
+TEST_F(SmBios, WithoutMemoryNothingIsLoaded) {
+  write_version_2(joined({system_information(1, {"Model"}), end_mark}), 2);
+  missing_size = 65536;  // the first piece of a file
+  SmBiosHandle handle = nullptr;
+  const std::int32_t code = smBiosLoad(nullptr, &handle).fCode;
+  missing_size = 0;
+  EXPECT_EQ(code, SMBIOS_NO_MEMORY);
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_EQ(read(1), SMBIOS_OK);
 }
 
 TEST_F(SmBios, LengthByteThatLies) {

@@ -46,7 +46,7 @@ std::optional<Extent> read_entry_point(Bytes entry_point) {
     const std::size_t length = entry_point[6];
     if (length < 0x18 || length > entry_point.size() || !checks(entry_point.first(length)))
       return std::nullopt;
-    return Extent{little_endian(entry_point, 0x0c, 4), 0};
+    return Extent{little_endian(entry_point, 0x0c, 4), false, 0};
   }
   if (has_text(entry_point, 0, "_SM_") && entry_point.size() >= 0x1f) {
     // 0x1f; 0x1e in tables that follow an error of the standard's 2.1 edition.
@@ -54,7 +54,7 @@ std::optional<Extent> read_entry_point(Bytes entry_point) {
     if (length < 0x1e || length > entry_point.size() || !checks(entry_point.first(length)) ||
         !has_text(entry_point, 0x10, "_DMI_") || !checks(entry_point.subspan(0x10, 0x0f)))
       return std::nullopt;
-    return Extent{little_endian(entry_point, 0x16, 2), little_endian(entry_point, 0x1c, 2)};
+    return Extent{little_endian(entry_point, 0x16, 2), true, little_endian(entry_point, 0x1c, 2)};
   }
   return std::nullopt;
 }

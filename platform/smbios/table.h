@@ -14,8 +14,9 @@ using Bytes = std::span<const std::uint8_t>;
 
 // What an entry point says of the table.
 struct Extent {
-  std::size_t bytes;       // exact (2.1) or at most (3.x)
-  std::size_t structures;  // 0: not known (3.x)
+  std::size_t bytes;
+  bool exact;              // that many bytes (2.1), or at most (3.x)
+  std::size_t structures;  // 0: not known (always so in 3.x)
 };
 
 // Empty when the bytes are no valid entry point.
