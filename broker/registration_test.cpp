@@ -87,8 +87,8 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"[A]\nprovider P\n", "test.reg:2: neither [CLASS] nor key: value"}));
 
 TEST(Registration, ReadsAFileAndNamesOneThatIsMissing) {
-  char folder[] = "/tmp/registrationXXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
+  std::string folder = std::filesystem::temp_directory_path() / "registration.XXXXXX";
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
   const std::filesystem::path file = std::filesystem::path(folder) / "a.reg";
   try {
     read_registration(file);

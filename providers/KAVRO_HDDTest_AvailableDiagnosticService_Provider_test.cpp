@@ -51,16 +51,24 @@ TEST_F(AvailableService, OffersTheServiceForADiskWithTheValuesOfTheTable) {
   EXPECT_THAT(take_log(), Contains("3 Initializing HDD instance for /dev/sda"));
 }
 
-TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwice) {
-  std::string report;
-  for (int i = 0; i < 5; ++i) {
-    const std::string name = std::string("/dev/sd") + static_cast<char>('a' + i);
-    cimom.drives.push_back(test_drive(name));
-    report += test_block(std::to_string(i) + ":0:0:0", "ahci", name, i);
+// As the inventory publishes them on a machine with AHCI alone: without an address.
+TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwiceHoweverMany) {
+  for (const int drives : {1, 8, 24}) {
+    std::string report;
+    cimom.drives.clear();
+    cimom.bus_devices.clear();
+    for (int i = 0; i < drives; ++i) {
+      const std::string name = std::string("/dev/sd") + static_cast<char>('a' + i);
+      cimom.drives.push_back(test_drive(name));
+      cimom.bus_devices.push_back(test_bus_device(i, name, "ATA Disk", ""));
+      report += test_block(std::to_string(i) + ":0:0:0", "ahci", name, i);
+    }
+    write_reports(report, "");
+    for (int enumeration = 0; enumeration < 3; ++enumeration) {
+      EXPECT_EQ(offers().size(), static_cast<std::size_t>(drives));
+      EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
+    }
   }
-  write_reports(report, "");
-  EXPECT_EQ(offers().size(), 5u);
-  EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
 }
 
 TEST_F(AvailableService, ExcludedMachineTypeOffersNothingAndSaysSoInPlaceOfTheExitLine) {
@@ -171,6 +179,62 @@ TEST_F(AvailableService, BusDevicesAccumulateOverEnumerations) {
     EXPECT_EQ(std::count(log.begin(), log.end(), "3 Device /dev/sda is NOT a MicroFlash Device"),
               static_cast<std::ptrdiff_t>(2 * times));
   }
+}
+
+TEST_F(AvailableService, ALogicalVolumeThatCameAndWentIsRememberedByTheProvider) {
+  cimom.drives = {test_drive("/dev/sda")};
+  cimom.bus_devices = {test_bus_device(0, "/dev/sdz", "Logical Volume", "")};
+  write_reports("/dev/sda", "");
+  EXPECT_THAT(offers(), IsEmpty());
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", "")};
+  for (const std::size_t times : {2u, 3u}) {
+    EXPECT_THAT(offers(), IsEmpty());
+    EXPECT_EQ(provider.fRefInst.size(), times);
+  }
+}
+
+TEST_F(AvailableService, ReportsAreThoseOfTheLatestEnumeration) {
+  cimom.drives = {test_drive("/dev/sda")};
+  for (const auto& [disk, usb, offered] : {std::tuple{"/dev/sda", "", 1u},
+                                           {"", "", 0u},
+                                           {"/dev/sda", "/dev/sda", 0u},
+                                           {"/dev/sda", "/dev/sdb", 1u}}) {
+    write_reports(disk, usb);
+    EXPECT_EQ(offers().size(), offered);
+    EXPECT_EQ(provider.diskBuffer, disk);
+    EXPECT_EQ(provider.usbBuffer, usb);
+  }
+}
+
+TEST_F(AvailableService, BothEnumerationsFailing) {
+  cimom.drives_status = 7;
+  cimom.bus_devices_status = 8;
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Disk")};
+  EXPECT_THAT(offers(), IsEmpty());
+  EXPECT_TRUE(provider.fRefInst.empty());
+  EXPECT_THAT(take_log(), Contains("3 cimom::enum_instances rc=7"));
+}
+
+TEST_F(AvailableService, AnExcludedMachineTypeIsToldBeforeAnExcludedBios) {
+  write_dmi(excluded + "XYZ", excluded);
+  take_log();
+  EXPECT_THAT(offers(), IsEmpty());
+  EXPECT_THAT(take_log().back(), testing::HasSubstr("MT(" + excluded + ") is not supported!"));
+  EXPECT_TRUE(provider.fRefInst.empty());
+  EXPECT_THAT(take_calls(), IsEmpty());
+}
+
+TEST_F(AvailableService, EveryExcludedCodeIsHonouredEitherWay) {
+  cimom.drives = {test_drive("/dev/sda")};
+  write_reports("/dev/sda", "");
+  for (const std::string code : discovery::excluded_machine_types) {
+    write_dmi(code + "XYZ", "1.0");
+    EXPECT_THAT(offers(), IsEmpty()) << code;
+    write_dmi("Unlisted", code);
+    EXPECT_THAT(offers(), IsEmpty()) << code;
+  }
+  write_dmi("0000XYZ", "0000");
+  EXPECT_EQ(offers().size(), 1u);
 }
 
 TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {

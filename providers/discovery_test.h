@@ -2,14 +2,28 @@
 // delivers made-up drives and bus devices, and a hwinfo that prints made-up reports.
 #pragma once
 
-#include <fcntl.h>
-#include <sys/file.h>
+#include <dlfcn.h>
 
+#include "discovery/scratch_file_lock.h"
 #include "platform/framework/cimom.h"
 #include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
 #include "providers/provider_test.h"
 
+// Leaks are looked for at the end of the test program, not of every child of the probe.
+inline const pid_t test_process = getpid();
+extern "C" {
+[[gnu::used, gnu::visibility("default")]] inline int __lsan_is_turned_off() {
+  return getpid() != test_process;
+}
+}
+
 namespace ovk_cimple {
+
+// The function of that name behind one that the test program has of its own.
+template <class Function>
+Function* next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
 
 constexpr char provider_name[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
 
@@ -57,14 +71,9 @@ struct TestCimom : Cimom {
   sint32 bus_devices_status = 0;
 };
 
-// Tests of this kind reach the scratch file that everybody on the machine shares, so they exclude
-// each other across processes and build trees.
 class DiscoveryTest : public ProviderTest {
  protected:
   void SetUp() override {
-    lock_file = open((std::filesystem::temp_directory_path() / "sgMap.test.lock").c_str(),
-                     O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    flock(lock_file, LOCK_EX);
     ProviderTest::SetUp();
     setenv("HVX_SYSFS_ROOT", directory.c_str(), 1);
     write_reports("", "");
@@ -75,7 +84,6 @@ class DiscoveryTest : public ProviderTest {
   void TearDown() override {
     unsetenv("HVX_SYSFS_ROOT");
     ProviderTest::TearDown();
-    close(lock_file);
   }
   static void write_reports(const std::string& disk, const std::string& usb) {
     std::ofstream("report--disk") << disk;
@@ -111,7 +119,24 @@ class DiscoveryTest : public ProviderTest {
   KAVRO_HDDTest_AvailableDiagnosticService_Provider provider;
 
  private:
-  int lock_file = -1;
+  const discovery::ScratchFileLock lock;
+};
+
+// Single tests of a drive, on bus devices that the test puts into the provider itself.
+class DriveTest : public DiscoveryTest {
+ protected:
+  using Status = KAVRO_HDDTest_AvailableDiagnosticService_Provider::StatusTable;
+
+  void SetUp() override {
+    DiscoveryTest::SetUp();
+    readable.fill(1);
+  }
+  void add(const Ref<Instance>& device) { provider.fRefInst.push_back(device); }
+  bool is_raid(const std::string& name) {
+    take_log();
+    return provider.isLSIRAIDDevice(name, readable.data());
+  }
+  Status readable;
 };
 
 inline std::string operation(const std::string& name) {

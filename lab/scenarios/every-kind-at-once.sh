@@ -2,6 +2,7 @@
 # once and without error.
 source "$lab/scenarios/every-kind.sh"
 lives=()
+real_time
 
 check() {
   expect_status 0

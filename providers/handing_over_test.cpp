@@ -1,0 +1,92 @@
+// What an enumeration holds of the object manager's instances, and when it hands over its own.
+#include <functional>
+
+#include "platform/framework/meta.h"
+#include "providers/discovery_test.h"
+
+namespace ovk_cimple {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+
+using Offer = KAVRO_HDDTest_AvailableDiagnosticService;
+using Offer_Provider = KAVRO_HDDTest_AvailableDiagnosticService_Provider;
+
+class HandingOver : public DiscoveryTest {};
+
+// Bus devices that count their ends.
+int ended = 0;
+Ref<Instance> counted_bus_device() {
+  static const Meta_Class meta = [] {
+    Meta_Class counting = KAVRO_SysBusDevice::static_meta_class;
+    counting.superclass = &KAVRO_SysBusDevice::static_meta_class;
+    counting.destruct = [](const Instance* instance) {
+      ++ended;
+      KAVRO_SysBusDevice::static_meta_class.destruct(instance);
+    };
+    return counting;
+  }();
+  return Ref<Instance>::adopt(create(meta));
+}
+
+TEST_F(HandingOver, EachElementHoldsOneReferenceWhichEndsWithTheProvider) {
+  ended = 0;
+  auto owner = std::make_unique<Offer_Provider>();
+  cimom.bus_devices = {counted_bus_device(), counted_bus_device()};
+  cimom.drives = {test_drive("/dev/sda")};
+  {
+    const Cimom_Scope scope(cimom);
+    for (int i = 0; i < 2; ++i) enumerate<Offer>(*owner);
+  }
+  cimom.bus_devices.clear();
+  ASSERT_EQ(owner->fRefInst.size(), 4u);
+  // The second and the fourth are one device.
+  owner->fRefInst.pop_back();
+  EXPECT_EQ(ended, 0);
+  owner->fRefInst.erase(owner->fRefInst.begin() + 1);
+  EXPECT_EQ(ended, 1);
+  owner.reset();
+  EXPECT_EQ(ended, 2);
+}
+
+// Notes what was logged before each offer, and asks for an enumeration from within.
+struct Asking_Handler {
+  static void take(Instance* offer, sint32, void* data) {
+    auto& self = *static_cast<Asking_Handler*>(data);
+    const auto owned = Ref<Instance>::adopt(offer);
+    self.before.push_back(self.take_log());
+    // A lock that is still held would be waited for for good.
+    self.offered_within.push_back(enumerate<Offer>(self.provider).size());
+    self.within.push_back(self.take_log());
+  }
+  Offer_Provider& provider;
+  std::function<Lines()> take_log;
+  std::vector<Lines> before, within;
+  std::vector<std::size_t> offered_within;
+};
+
+TEST_F(HandingOver, ComesAfterTheLastDecisionAndBeforeTheExitLineAndHoldsNoLock) {
+  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
+  write_reports("/dev/sda /dev/sdb", "");
+  const std::string exit_line = "3 Exiting " + operation("enum_instances");
+  Asking_Handler asking{provider, [this] { return take_log(); }, {}, {}, {}};
+  Enum_Handler<Offer> handler(&Asking_Handler::take, &asking);
+  const Cimom_Scope scope(cimom);
+  take_log();
+  EXPECT_EQ(provider.enum_instances(nullptr, &handler), 0);
+  EXPECT_THAT(take_log(), ElementsAre(exit_line));
+  EXPECT_THAT(asking.offered_within, ElementsAre(2u, 2u));
+  ASSERT_EQ(asking.before.size(), 2u);
+  EXPECT_THAT(asking.before[0], Not(Contains(exit_line)));
+  EXPECT_THAT(asking.before[0], Contains("3 Initializing HDD instance for /dev/sda"));
+  EXPECT_THAT(asking.before[0], Contains("3 Initializing HDD instance for /dev/sdb"));
+  EXPECT_EQ(asking.before[0].back(),
+            "3 Device /dev/sdc is NOT a disk device, omitting from HDD Test");
+  EXPECT_THAT(asking.before[1], ElementsAre());
+  for (const Lines& lines : asking.within) EXPECT_EQ(lines.back(), exit_line);
+}
+
+}  // namespace
+}  // namespace ovk_cimple

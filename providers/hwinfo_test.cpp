@@ -1,0 +1,124 @@
+// What is asked of hwinfo, how, and what becomes of its answers. The program has system and
+// SpawnProcess of its own, which note what they are asked and ask the others.
+#include <cstdlib>
+
+#include "platform/support/osspecific.h"
+#include "providers/discovery_test.h"
+
+namespace {
+std::vector<std::string> shell_commands;
+std::vector<std::pair<std::string, int>> programs;  // command line and seconds
+}  // namespace
+
+extern "C" int system(const char* command) {
+  shell_commands.emplace_back(command);
+  return ovk_cimple::next<int(const char*)>("system")(command);
+}
+
+std::string NKVRHVX20::TOSSpecific::SpawnProcess(const std::string& command_line, int seconds) {
+  programs.emplace_back(command_line, seconds);
+  return ovk_cimple::next<std::string(const std::string&, int)>(
+      "_ZN9NKVRHVX2011TOSSpecific12SpawnProcessERKNSt7__cxx1112basic_string"
+      "IcSt11char_traitsIcESaIcEEEi")(command_line, seconds);
+}
+
+namespace ovk_cimple {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+class HwinfoTest : public DriveTest {
+ protected:
+  void SetUp() override {
+    DriveTest::SetUp();
+    shell_commands.clear();
+    programs.clear();
+  }
+  // A hwinfo that prints its report and then does that.
+  void write_hwinfo(const std::string& end) const {
+    std::ofstream("hwinfo") << "#!/bin/sh\ncat " << directory.string() << "/report$1\n" << end;
+  }
+};
+
+TEST_F(HwinfoTest, HasThreeHundredSecondsForEachReport) {
+  provider.getDiskDeviceList();
+  provider.getUSBDeviceList();
+  EXPECT_THAT(programs, ElementsAre(Pair("hwinfo --disk", 300), Pair("hwinfo --usb", 300)));
+  EXPECT_THAT(shell_commands, IsEmpty());
+}
+
+TEST_F(HwinfoTest, ReportsForAnAddressGoThroughTheScratchFile) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  EXPECT_FALSE(is_raid("/dev/sda"));
+  EXPECT_THAT(shell_commands,
+              ElementsAre("hwinfo --disk > /tmp/sgMap.txt", "rm -rf /tmp/sgMap.txt"));
+  EXPECT_THAT(programs, IsEmpty());
+}
+
+// Kept on purpose: the inventory publishes no name that a shell would take apart.
+TEST_F(HwinfoTest, LinesForAnAdaptersNameAreLookedUpByTheNameWithoutQuotes) {
+  add(test_bus_device(0, "/dev/sda", "Vellacore"));
+  for (const std::string name : {"/dev/sda", "-e /dev/sda", "/dev/sd[a]"}) {
+    shell_commands.clear();
+    EXPECT_FALSE(provider.isLSIMegaRAIDDevice(name));
+    EXPECT_THAT(shell_commands, ElementsAre("hwinfo --disk | grep " + name + " > /tmp/sgMap.txt",
+                                            "rm -rf /tmp/sgMap.txt"));
+  }
+}
+
+TEST_F(HwinfoTest, ScratchFileThatCannotBeOpenedIsNotRemoved) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  std::filesystem::remove_all("/tmp/sgMap.txt");
+  std::filesystem::create_symlink("/nonexistent/place", "/tmp/sgMap.txt");
+  EXPECT_TRUE(is_raid("/dev/sda"));
+  std::filesystem::remove("/tmp/sgMap.txt");
+  EXPECT_THAT(shell_commands, ElementsAre("hwinfo --disk > /tmp/sgMap.txt"));
+}
+
+TEST_F(HwinfoTest, IsNotAskedForBusDevicesThatCannotBeRead) {
+  for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Logical Volume"));
+  readable.fill(0);
+  EXPECT_FALSE(is_raid("/dev/sda"));
+  EXPECT_THAT(take_log(), ElementsAre("3 Entering " + operation("isLSIRAIDDevice"), testing::_,
+                                      "3 Exiting " + operation("isLSIRAIDDevice, non-zero rc from "
+                                                               "enuminstances, returning false")));
+  EXPECT_THAT(shell_commands, IsEmpty());
+  EXPECT_THAT(programs, IsEmpty());
+}
+
+TEST_F(HwinfoTest, IsNotAskedAgainForAnAdaptersNameWithoutBusDevices) {
+  for (const auto& [driver, raid] :
+       {std::pair{"megaraid_sas", true}, {"mpt2sas", true}, {"ahci", false}}) {
+    provider.diskBuffer = test_block("0:0:0:0", driver, "/dev/sda", 0);
+    EXPECT_EQ(provider.isLSIMegaRAIDDevice("/dev/sda"), raid) << driver;
+  }
+  EXPECT_THAT(shell_commands, IsEmpty());
+  EXPECT_THAT(programs, IsEmpty());
+}
+
+TEST_F(HwinfoTest, ThatFailsIsBelievedWhatItPrinted) {
+  cimom.drives = {test_drive("/dev/sda")};
+  write_reports("/dev/sda", "");
+  write_hwinfo("exit 3\n");
+  EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
+  write_reports("/dev/sda", "/dev/sda");
+  EXPECT_THAT(offered_names(), IsEmpty());
+}
+
+TEST_F(HwinfoTest, ThatIsKilledHasPrintedNothing) {
+  cimom.drives = {test_drive("/dev/sda")};
+  write_reports("/dev/sda", "/dev/sda");
+  write_hwinfo("kill -KILL $$\n");
+  EXPECT_THAT(offered_names(), IsEmpty());
+  EXPECT_EQ(provider.diskBuffer, "");
+  EXPECT_EQ(provider.usbBuffer, "");
+  const auto log = take_log();
+  EXPECT_THAT(log, Contains("3 Device /dev/sda is NOT a USB device"));
+  EXPECT_THAT(log, Contains("3 Device /dev/sda is NOT a disk device, omitting from HDD Test"));
+}
+
+}  // namespace
+}  // namespace ovk_cimple

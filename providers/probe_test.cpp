@@ -1,0 +1,242 @@
+// The probe. The program exports fork, waitpid, alarm and setrlimit of its own, so that they can
+// fail or end otherwise.
+#include "providers/probe_test.h"
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+
+#include <cstring>
+
+using namespace ovk_cimple;
+
+extern "C" {
+pid_t fork() {
+  if (child == Child::fails_to_start) return -1;
+  ++forks;
+  siginfo_t information;
+  children_met += waitid(P_ALL, 0, &information, WEXITED | WNOHANG | WNOWAIT) == 0;
+  const pid_t pid = next<pid_t()>("fork")();
+  if (pid == 0 && (child == Child::is_killed || forks == killed_fork)) raise(SIGKILL);
+  if (pid == 0 && child == Child::exits_otherwise) _exit(7);
+  return pid;
+}
+pid_t waitpid(pid_t pid, int* status, int options) {
+  ++waits;
+  if (wait_for_child == Wait::fails || (wait_for_child == Wait::is_interrupted && waits < 4)) {
+    errno = wait_for_child == Wait::fails ? ECHILD : EINTR;
+    return -1;
+  }
+  // The child has ended and its signal was delivered before anybody asks.
+  siginfo_t information;
+  if (wait_for_child == Wait::is_late)
+    waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT);
+  return next<pid_t(pid_t, int*, int)>("waitpid")(pid, status, options);
+}
+// Sooner than it is asked to for a child that would only wait for it.
+unsigned alarm(unsigned seconds) {
+  if (child != Child::hangs) return next<unsigned(unsigned)>("alarm")(seconds);
+  const itimerval soon = {{0, 0}, {0, 50000}};
+  setitimer(ITIMER_REAL, &soon, nullptr);
+  return 0;
+}
+int setrlimit(__rlimit_resource_t resource, const rlimit* limit) noexcept {
+  while (child == Child::hangs) pause();
+  return next<int(int, const rlimit*)>("setrlimit")(static_cast<int>(resource), limit);
+}
+}
+
+namespace ovk_cimple {
+namespace {
+
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+
+TEST_F(ProbeTest, BusDevicesThatCannotBeReadAreAskedForTheAdaptersNameAllTheSame) {
+  add(test_bus_device(0, "/dev/sda", "Vellacore"));
+  write_reports("/dev/sda (/dev/sg0)", "");
+  child = Child::is_killed;
+  Status status;
+  provider.probe(status);
+  EXPECT_EQ(status[0], 0);
+  EXPECT_FALSE(provider.isLSIRAIDDevice("/dev/sda", status.data()));
+  EXPECT_TRUE(provider.isLSIMegaRAIDDevice("/dev/sda"));
+}
+
+TEST_F(ProbeTest, AChildThatIsKilledMarksItsOwnIndexOnly) {
+  for (int i = 0; i < 5; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  for (int killed = 0; killed < 5; ++killed) {
+    forks = 0;
+    killed_fork = killed + 1;
+    Status status;
+    provider.probe(status);
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(status[i], i == killed ? 0 : 1) << i;
+  }
+  killed_fork = 0;
+}
+
+TEST_F(ProbeTest, LeavesReadableDevicesAloneAndChildrenLogNothing) {
+  for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  add(make<KAVRO_SysBusDevice>());  // every property null
+  Status status;
+  take_log();
+  provider.probe(status);
+  EXPECT_THAT(status, Each(1));
+  EXPECT_EQ(forks, 4);
+  EXPECT_TRUE(take_log().empty());
+}
+
+// A bus device whose address list has lost its memory, for as long as this lives.
+class BrokenDevice {
+ public:
+  explicit BrokenDevice(const Ref<Instance>& device)
+      : device_(device), list_(&cast<KAVRO_SysBusDevice>(device_.get())->OtherIdentifyingInfo) {
+    const std::uintptr_t gone[3] = {64, 128, 128};
+    std::memcpy(kept_, list_, sizeof kept_);
+    std::memcpy(list_, gone, sizeof gone);
+  }
+  BrokenDevice(const BrokenDevice&) = delete;
+  ~BrokenDevice() { std::memcpy(list_, kept_, sizeof kept_); }
+
+ private:
+  const Ref<Instance> device_;
+  void* const list_;
+  std::uintptr_t kept_[3];
+};
+
+TEST_F(ProbeTest, MarksTheDeviceWhoseReadingKillsTheChild) {
+  for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  const BrokenDevice broken(provider.fRefInst[1]);
+  Status status;
+  provider.probe(status);
+  EXPECT_EQ(status[0], 1);
+  EXPECT_EQ(status[1], 0);
+  EXPECT_EQ(status[2], 1);
+}
+
+TEST_F(ProbeTest, ADeviceThatKillsItsReaderIsSurvivedByEveryTest) {
+  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
+  write_reports("/dev/sda (/dev/sg8)\n/dev/sdb (/dev/sg9)\n/dev/sdc (/dev/sg7)\n", "");
+  for (const auto& [device, offered] :
+       {std::pair{test_bus_device(8, "/dev/sda", "Vellacore"), "/dev/sdb /dev/sdc"},
+        {test_bus_device(7, "/dev/sdc", "PQI"), "/dev/sda /dev/sdb"},
+        {test_bus_device(9, "/dev/sdb", "Logical Volume"), "/dev/sda /dev/sdb /dev/sdc"}}) {
+    provider.fRefInst.clear();
+    cimom.bus_devices = {device};
+    const BrokenDevice broken(device);
+    std::string names;
+    for (const std::string& name : offered_names()) names += (names.empty() ? "" : " ") + name;
+    EXPECT_EQ(names, offered);
+  }
+}
+
+TEST_F(ProbeTest, WithoutDrivesTheBusDevicesAreReadAndTheReportsTakenAllTheSame) {
+  for (int i = 0; i < 3; ++i) cimom.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk"));
+  EXPECT_THAT(offers(), testing::IsEmpty());
+  EXPECT_EQ(forks, 3);
+  EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
+}
+
+TEST_F(ProbeTest, HasOneChildAtATime) {
+  for (int i = 0; i < 5; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  for (const Child how : {Child::ordinary, Child::is_killed, Child::exits_otherwise}) {
+    child = how;
+    Status status;
+    provider.probe(status);
+  }
+  EXPECT_EQ(forks, 15);
+  EXPECT_EQ(children_met, 0);
+}
+
+TEST_F(ProbeTest, TellsHowTheChildEnded) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  for (const auto& [how, entry] : {std::pair{Child::ordinary, 1},
+                                   {Child::is_killed, 0},
+                                   {Child::exits_otherwise, 1},
+                                   {Child::hangs, 0}}) {
+    child = how;
+    Status status;
+    provider.probe(status);
+    EXPECT_EQ(status[0], entry) << static_cast<int>(how);
+  }
+}
+
+TEST_F(ProbeTest, ThatCannotForkSaysSoAndCountsTheDeviceAsReadable) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(test_bus_device(1, "/dev/sda", "Disk"));
+  child = Child::fails_to_start;
+  Status status;
+  take_log();
+  provider.probe(status);
+  EXPECT_THAT(take_log(), ElementsAre("3 Error in fork", "3 Error in fork"));
+  EXPECT_THAT(status, Each(1));
+}
+
+TEST_F(ProbeTest, ThatCannotWaitCountsTheDeviceAsReadable) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  child = Child::is_killed;
+  wait_for_child = Wait::fails;
+  Status status;
+  provider.probe(status);
+  EXPECT_THAT(status, Each(1));
+  EXPECT_EQ(waits, 1);
+  reap_all();
+}
+
+TEST_F(ProbeTest, ThatIsInterruptedWaitsOn) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  child = Child::is_killed;
+  wait_for_child = Wait::is_interrupted;
+  Status status;
+  provider.probe(status);
+  EXPECT_EQ(status[0], 0);
+  EXPECT_EQ(waits, 4);
+}
+
+TEST_F(ProbeTest, DevicesPastTheHundredthAreNotProbedAndCountAsUnreadable) {
+  for (const int count : {99, 100, 101, 250}) {
+    provider.fRefInst.clear();
+    forks = 0;
+    for (int i = 0; i < count; ++i)
+      add(test_bus_device(i, "/dev/sda", i == count - 1 ? "Logical Volume" : "Disk", ""));
+    Status status;
+    provider.probe(status);
+    EXPECT_EQ(forks, std::min(count, 100));
+    take_log();
+    EXPECT_EQ(provider.isLSIRAIDDevice("/dev/sda", status.data()), count <= 100) << count;
+    EXPECT_FALSE(provider.isMicroFlashDevice("/dev/sda"));
+    const auto log = take_log();
+    EXPECT_EQ(std::count(log.begin(), log.end(), "3 Device /dev/sda is NOT a MicroFlash Device"),
+              count);
+  }
+}
+
+// A provider that lives long sees its bus devices again in every enumeration.
+TEST_F(ProbeTest, EnumerationsAddUpPastTheHundredthBusDevice) {
+  cimom.drives = {test_drive("/dev/sda")};
+  for (int i = 0; i < 40; ++i)
+    cimom.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk", ""));
+  write_reports("/dev/sda", "");
+  for (const auto& [all, examined] : {std::pair{40, 40}, {80, 80}, {120, 100}, {160, 100}}) {
+    forks = 0;
+    take_log();
+    EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
+    EXPECT_EQ(provider.fRefInst.size(), static_cast<std::size_t>(all));
+    EXPECT_EQ(forks, examined);
+    const auto log = take_log();
+    const auto count = [&](const std::string& line) {
+      return std::count(log.begin(), log.end(), "3 " + line);
+    };
+    EXPECT_EQ(count("Device /dev/sda is NOT a LSI_IR Device no continue"), examined);
+    EXPECT_EQ(count("Device /dev/sda is NOT a MicroFlash Device"), all);
+  }
+  // One that comes now is too late to be examined for an address, and still one by its name.
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Logical Volume")};
+  EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
+  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "PQI")};
+  EXPECT_THAT(offered_names(), testing::IsEmpty());
+}
+
+}  // namespace
+}  // namespace ovk_cimple

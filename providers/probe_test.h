@@ -1,0 +1,38 @@
+// What the tests of the probe share: how the program's own fork, waitpid, alarm and setrlimit
+// behave (probe_test.cpp), and what they were asked.
+#pragma once
+
+#include <sys/wait.h>
+
+#include <cerrno>
+
+#include "providers/discovery_test.h"
+
+namespace ovk_cimple {
+
+enum class Child { ordinary, fails_to_start, is_killed, hangs, exits_otherwise };
+inline Child child = Child::ordinary;
+inline int forks = 0;
+inline int killed_fork = 0;   // the number of the one whose child is killed
+inline int children_met = 0;  // at the times of fork
+
+enum class Wait { ordinary, fails, is_interrupted, is_late };
+inline Wait wait_for_child = Wait::ordinary;
+inline int waits = 0;
+
+inline void reap_all() {
+  while (next<pid_t(pid_t, int*, int)>("waitpid")(-1, nullptr, 0) > 0 || errno == EINTR) {
+  }
+}
+
+class ProbeTest : public DriveTest {
+ protected:
+  void SetUp() override {
+    DriveTest::SetUp();
+    child = Child::ordinary;
+    forks = killed_fork = children_met = waits = 0;
+    wait_for_child = Wait::ordinary;
+  }
+};
+
+}  // namespace ovk_cimple

@@ -1,0 +1,191 @@
+// Discovery as a management client has it: module and inventory behind the object manager, with a
+// stand-in hwinfo, while others ask for records. The thread sanitizer build looks at what happens
+// here, forks included.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "broker/object_manager.h"
+#include "discovery/scratch_file_lock.h"
+#include "inventory/test_tree.h"
+#include "platform/support/logger.h"
+
+namespace discovery {
+namespace {
+
+using testing::ElementsAre;
+using testing::SizeIs;
+
+constexpr char offer_class[] = "KAVRO_HDDTest_AvailableDiagnosticService";
+constexpr char record_class[] = "KAVRO_HDDTest_DiagnosticCompletionRecord";
+
+struct Event {
+  std::thread::id thread;
+  std::string line;
+};
+
+// Two drives on AHCI, one behind a RAID adapter, one on USB, in that order.
+class Machine : public testing::Test {
+ protected:
+  Machine() {
+    add("ahci", "pci0000:00/0000:00:1f.2/ata1", 0, "sda");
+    add("ahci", "pci0000:00/0000:00:1f.2/ata2", 1, "sdb");
+    add("megaraid_sas", "pci0000:00/0000:00:04.0", 2, "sdc");
+    add("usb-storage", "pci0000:00/0000:00:0a.0/usb2/2-1/2-1:1.0", 3, "sdd");
+    tree.file("/report--disk", disks);
+    tree.file("/report--usb", "  Device File: /dev/sdd (/dev/sg3)\n");
+    const std::string root = tree.root();
+    tree.file("/bin/hwinfo",
+              "#!/bin/sh\necho \"$@\" >> " + root + "/calls\ncat " + root + "/report$1\n");
+    chmod(tree.place("/bin/hwinfo").c_str(), 0755);
+    setenv("PATH", (root + "/bin:" + getenv("PATH")).c_str(), 1);
+    setenv("HVX_SYSFS_ROOT", root.c_str(), 1);
+    NKVRHVX20::SetLogSink(&note, this);
+    broker::Options options;
+    options.registration = broker::read_registration(HDDTEST_REGISTRATION_FILE);
+    options.library_folders = {HDDTEST_LIBRARY_FOLDER};
+    manager = std::make_unique<broker::ObjectManager>(broker::generated_schema(), options);
+  }
+  ~Machine() override {
+    manager.reset();
+    NKVRHVX20::SetLogSink(nullptr, nullptr);
+  }
+
+  void add(const std::string& driver, const std::string& controller, int host,
+           const std::string& name) {
+    const std::string number = std::to_string(host), address = number + ":0:0:0";
+    tree.scsi_host(host, driver);
+    const std::string device = tree.scsi_device(controller, address, "MAKER", "DISK");
+    tree.scsi_generic(device, "sg" + number);
+    tree.block(device, name);
+    disks += "30: SCSI 300.0: 10600 Disk\n  Unique ID: " + number + "\n  SysFS BusID: " + address +
+             "\n  Driver: \"" + driver + "\", \"sd\"\n  Device File: /dev/" + name + " (/dev/sg" +
+             number + ")\n\n";
+  }
+
+  std::vector<std::string> offered() {
+    std::vector<std::string> drives;
+    for (const broker::Instance& offer : manager->enumerate_instances(offer_class)) {
+      const std::string drive = offer.text("UserOfService");
+      drives.push_back(drive.substr(drive.find("DeviceID=")));
+    }
+    return drives;
+  }
+
+  // On the thread that logs. A discovery that has begun to decide goes on when a listing was
+  // answered meanwhile.
+  static void note(NKVRHVX20::ILogger::EHVXLogSeverity, const std::string& text, void* data) {
+    auto& machine = *static_cast<Machine*>(data);
+    std::unique_lock guard(machine.lock);
+    machine.events.push_back({std::this_thread::get_id(), text});
+    if (!machine.waits_for_listings || !text.ends_with("::getDiskDeviceList")) return;
+    const int wanted = machine.listings + 1;
+    if (!machine.listed.wait_for(guard, std::chrono::minutes(1),
+                                 [&] { return machine.listings >= wanted; }))
+      ++machine.discoveries_without_listing;
+  }
+
+  std::vector<std::string> calls() const {
+    std::ifstream file(tree.place("/calls"));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+  }
+
+  const ScratchFileLock scratch_file;
+  inventory::Test_Tree tree;
+  std::string disks;
+  std::unique_ptr<broker::ObjectManager> manager;
+  std::mutex lock;
+  std::condition_variable listed;
+  std::vector<Event> events;
+  bool waits_for_listings = false;
+  int listings = 0;
+  int discoveries_without_listing = 0;
+};
+
+// What is decided in one discovery, from the report of disks to the last decision.
+void expect_one_at_a_time(const std::vector<Event>& events) {
+  std::thread::id deciding;
+  for (const auto& [thread, line] : events) {
+    if (line.starts_with("cimom::enum_instances rc=")) {
+      EXPECT_EQ(deciding, std::thread::id()) << "two discoveries at once";
+      deciding = thread;
+    } else if (line.ends_with("Device /dev/sdd is a USB device, omitting from HDD Test")) {
+      EXPECT_EQ(deciding, thread);
+      deciding = {};
+    } else if (line.find("AvailableDiagnosticService_Provider::is") != line.npos) {
+      EXPECT_EQ(deciding, thread) << line;
+    }
+  }
+}
+
+TEST_F(Machine, OffersItsOnboardDrives) {
+  EXPECT_THAT(offered(), ElementsAre("DeviceID=\"/dev/sda\"", "DeviceID=\"/dev/sdb\""));
+  // Two reports; to find each address the drive's own and those before it; none for USB's, which
+  // is not published: three more for the drive that has none.
+  EXPECT_THAT(calls(), SizeIs(2 + 1 + 2 + 3 + 3));
+  EXPECT_FALSE(std::filesystem::exists("/tmp/sgMap.txt"));
+}
+
+TEST_F(Machine, DiscoveriesWaitForEachOtherAndRecordsForNone) {
+  constexpr int discoverers = 2, rounds = 1, listers = 3;
+  waits_for_listings = true;
+  int running = discoverers;
+  std::vector<std::vector<std::string>> answers;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < discoverers; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < rounds; ++round) {
+        auto answer = offered();
+        const std::lock_guard guard(lock);
+        answers.push_back(std::move(answer));
+      }
+      const std::lock_guard guard(lock);
+      --running;
+    });
+  }
+  for (int i = 0; i < listers; ++i) {
+    threads.emplace_back([&] {
+      for (bool more = true; more;) {
+        EXPECT_THAT(manager->enumerate_instances(record_class), SizeIs(0));
+        const std::lock_guard guard(lock);
+        ++listings;
+        listed.notify_all();
+        more = running > 0;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_THAT(answers, SizeIs(discoverers * rounds));
+  for (const auto& answer : answers)
+    EXPECT_THAT(answer, ElementsAre("DeviceID=\"/dev/sda\"", "DeviceID=\"/dev/sdb\""));
+  EXPECT_EQ(discoveries_without_listing, 0) << "listings waited for a discovery";
+  expect_one_at_a_time(events);
+  // One provider serves them all and sees every bus device once more in each discovery, so that
+  // the drive without an address is looked for at ever more of them.
+  std::size_t runs = 0;
+  for (int discovery = 1; discovery <= discoverers * rounds; ++discovery)
+    runs += 2 + 1 + 2 + 3 + 3 * discovery;
+  EXPECT_THAT(calls(), SizeIs(runs));
+  EXPECT_FALSE(std::filesystem::exists("/tmp/sgMap.txt"));
+}
+
+TEST_F(Machine, DrivesAndBusDevicesAreListedWhileDiscoveryGoesOn) {
+  std::thread discoverer([&] { EXPECT_THAT(offered(), SizeIs(2)); });
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_THAT(manager->enumerate_instances("KAVRO_DiskDrive"), SizeIs(4));
+    EXPECT_THAT(manager->enumerate_instances("KAVRO_SysBusDevice"), SizeIs(4));
+  }
+  discoverer.join();
+}
+
+}  // namespace
+}  // namespace discovery

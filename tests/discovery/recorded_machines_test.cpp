@@ -1,0 +1,247 @@
+// What discovery decides on machines recorded with drives of every kind: the inventory reads the
+// recorded sysfs, a stand-in hwinfo prints the recorded reports, and the whole provider decides.
+// A folder per machine holds sysfs.out, hwinfo-disk.out, hwinfo-usb.out, and in RUN after
+// "devices: " the drives that the emulator was told to have.
+//
+// The machines are those beside this file; a program without HDDTEST_MACHINES takes them from the
+// directory that HDDTEST_RECORDS names.
+#include <cstdlib>
+
+#include "inventory/instances.h"
+#include "inventory/recorded_machine.h"
+#include "providers/discovery_test.h"
+#include "tests/discovery/emulated_machine.h"
+
+namespace ovk_cimple {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAreArray;
+
+std::filesystem::path machines() {
+#ifdef HDDTEST_MACHINES
+  return HDDTEST_MACHINES;
+#else
+  return std::getenv("HDDTEST_RECORDS");
+#endif
+}
+
+std::vector<std::filesystem::path> recorded_machines() {
+  std::vector<std::filesystem::path> found;
+  for (const auto& folder : std::filesystem::directory_iterator(machines()))
+    if (exists(folder.path() / "sysfs.out") && exists(folder.path() / "hwinfo-usb.out"))
+      found.push_back(folder.path());
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+// Kept on purpose: of an address only one character of each number is looked up, so that what is
+// decided on a drive at such an address goes by chance.
+bool is_looked_up_in_full(const inventory::Drive& drive) {
+  if (!drive.address) return true;
+  const auto& [host, channel, target, lun] = *drive.address;
+  return std::max({host, channel, target, lun}) < 10;
+}
+
+class RecordedMachine : public DiscoveryTest {
+ protected:
+  void play(const std::filesystem::path& machine) {
+    write_reports(inventory::read(machine / "hwinfo-disk.out"),
+                  inventory::read(machine / "hwinfo-usb.out"));
+    cimom.drives.clear();
+    const inventory::Test_Tree tree;
+    inventory::lay_out(tree, inventory::read(machine / "sysfs.out"));
+    drives = inventory::read_drives(tree.sysfs());
+    for (const inventory::Drive& drive : drives)
+      cimom.drives.push_back(disk_drive(drive, "machine"));
+    bus_devices = inventory::read_bus_devices(tree.sysfs());
+    hosts = inventory::read_scsi_hosts(tree.sysfs());
+    deliver_bus_devices();
+  }
+  void deliver_bus_devices() {
+    provider.fRefInst.clear();
+    cimom.bus_devices.clear();
+    for (const inventory::Bus_Device& device : bus_devices)
+      cimom.bus_devices.push_back(sys_bus_device(device, "machine"));
+  }
+  // As if the inventory kept back the addresses of USB drives only.
+  void publish_addresses() {
+    for (inventory::Bus_Device& device : bus_devices)
+      device.address_published = hosts.driver(device.address.host) != "usb-storage";
+    deliver_bus_devices();
+  }
+  // Whether drives are on the machine's own controllers, besides USB at most, so that no address
+  // is published; each address can be looked up.
+  bool is_onboard() const {
+    bool onboard = false;
+    for (const inventory::Bus_Device& device : bus_devices) {
+      if (device.address_published || device.address.host > 9) return false;
+      onboard |= hosts.driver(device.address.host) != "usb-storage";
+    }
+    return onboard;
+  }
+  // What the log says of each drive, and that the answer goes with it.
+  std::map<std::string, std::string> decisions() {
+    take_log();
+    const std::vector<std::string> offered = offered_names();
+    std::map<std::string, std::string> found;
+    std::vector<std::string> testable;
+    for (const std::string& line : take_log()) {
+      for (const auto& [text, word] : {std::pair{" is an LSI RAID device, omitting", "raid"},
+                                       {" is an LSI device, omitting", "lsi"},
+                                       {" is a USB device, omitting", "usb"},
+                                       {" is a MicroFlash device, omitting", "micro-flash"},
+                                       {" is NOT a disk device, omitting", "no-disk"}})
+        if (line.find(text) != line.npos) found[discovery::cut(line, "Device ", text)] = word;
+      if (line.find("Initializing HDD") != line.npos) {
+        testable.push_back(discovery::cut(line, " for ", "\n"));
+        found[testable.back()] = "testable";
+      }
+    }
+    EXPECT_THAT(offered, ElementsAreArray(testable));
+    return found;
+  }
+  // The drives by the serial number that hwinfo or sysfs gives.
+  std::map<std::string, inventory::Drive> by_serial(const std::filesystem::path& machine) {
+    const auto reported = inventory::disks(inventory::read(machine / "hwinfo-disk.out"));
+    std::map<std::string, inventory::Drive> found;
+    for (const inventory::Drive& drive : drives) {
+      std::string serial = drive.serial;
+      if (const auto block = reported.find(drive.device); serial.empty() && block != reported.end())
+        serial = discovery::cut(block->second, "Serial ID: \"", "\"");
+      found[serial] = drive;
+    }
+    return found;
+  }
+  std::vector<inventory::Drive> drives;
+  std::vector<inventory::Bus_Device> bus_devices;
+  inventory::Scsi_Hosts hosts{{}};
+};
+
+TEST_F(RecordedMachine, DecisionsAreThoseForTheDrivesThatItWasGiven) {
+  std::map<std::string, int> of_each;
+  for (const auto& machine : recorded_machines()) {
+    SCOPED_TRACE(machine.filename());
+    play(machine);
+    const auto expected = discovery::emulated_drives(
+        discovery::cut(inventory::read(machine / "RUN"), "devices: ", "\n"));
+    const auto decided = decisions();
+    EXPECT_EQ(decided.size(), expected.size());
+    const auto named = by_serial(machine);
+    for (const auto& [serial, decision] : expected) {
+      ASSERT_TRUE(named.contains(serial)) << serial;
+      const inventory::Drive& drive = named.at(serial);
+      if (!is_looked_up_in_full(drive)) continue;
+      EXPECT_EQ(decided.at(drive.device), decision) << serial << " " << drive.device;
+      ++of_each[decision];
+    }
+  }
+  EXPECT_GE(of_each["testable"], 10);
+  EXPECT_GE(of_each["raid"], 5);
+  EXPECT_GE(of_each["usb"], 2);
+#ifdef HDDTEST_MACHINES
+  EXPECT_EQ(of_each["micro-flash"], 1);
+  EXPECT_EQ(of_each["lsi"], 1);
+#endif
+}
+
+TEST_F(RecordedMachine, ASecondEnumerationDecidesTheSame) {
+  for (const auto& machine : recorded_machines()) {
+    SCOPED_TRACE(machine.filename());
+    play(machine);
+    const auto first = decisions();
+    EXPECT_EQ(decisions(), first);
+    EXPECT_EQ(provider.fRefInst.size(), 2 * cimom.bus_devices.size());
+  }
+}
+
+// Without a report of disks nothing is known to be one; without one of USB devices none is USB.
+TEST_F(RecordedMachine, WithoutReportsNoDriveIsOffered) {
+  for (const auto& machine : recorded_machines()) {
+    SCOPED_TRACE(machine.filename());
+    play(machine);
+    write_reports("", "");
+    for (const auto& [name, decision] : decisions()) {
+      if (decision == "micro-flash") continue;  // by its bus device's description
+      EXPECT_EQ(decision, "no-disk") << name;
+    }
+  }
+}
+
+// A drive that both reports list is USB, whatever else holds after the RAID tests.
+TEST_F(RecordedMachine, EveryDriveListedAsUsbIsNeverOffered) {
+  for (const auto& machine : recorded_machines()) {
+    SCOPED_TRACE(machine.filename());
+    play(machine);
+    const std::string disks = inventory::read(machine / "hwinfo-disk.out");
+    write_reports(disks, disks);
+    for (const auto& [name, decision] : decisions())
+      EXPECT_TRUE(decision == "usb" || decision == "raid" || decision == "lsi") << name;
+  }
+}
+
+// Onboard machines publish no address, which spares them a run of hwinfo per drive and bus device.
+TEST_F(RecordedMachine, OnboardDrivesAreDecidedTheSameWithAndWithoutTheirAddresses) {
+  int compared = 0;
+  for (const auto& machine : recorded_machines()) {
+    SCOPED_TRACE(machine.filename());
+    play(machine);
+    if (!is_onboard()) continue;
+    ++compared;
+    const auto without = decisions();
+    const std::size_t runs = take_calls().size();
+    publish_addresses();
+    EXPECT_EQ(decisions(), without);
+    EXPECT_GT(take_calls().size(), runs);
+  }
+  EXPECT_GE(compared, 2);
+}
+
+TEST_F(RecordedMachine, WithoutScratchFileOnlyDrivesThatAreLookedUpByAddressAreLeftOut) {
+  const std::filesystem::path scratch = "/tmp/sgMap.txt";
+  int compared = 0;
+  for (const auto& machine : recorded_machines()) {
+    SCOPED_TRACE(machine.filename());
+    play(machine);
+    if (!is_onboard()) continue;
+    const auto before = decisions();
+    // A device with that adapter's name is looked up through the scratch file as well.
+    if (std::any_of(before.begin(), before.end(), [](auto& one) { return one.second == "lsi"; }))
+      continue;
+    ++compared;
+    std::filesystem::remove_all(scratch);
+    std::filesystem::create_symlink("/nonexistent/place", scratch);
+    EXPECT_EQ(decisions(), before);
+    publish_addresses();
+    for (const auto& [name, decision] : decisions()) EXPECT_EQ(decision, "raid") << name;
+    std::filesystem::remove(scratch);
+  }
+  EXPECT_GE(compared, 2);
+}
+
+TEST_F(RecordedMachine, ALogicalVolumeLeavesOutWhatNoAddressHasAnsweredForBefore) {
+  int testable = 0;
+  for (const auto& machine : recorded_machines()) {
+    SCOPED_TRACE(machine.filename());
+    play(machine);
+    if (!is_onboard()) continue;
+    auto expected = decisions();
+    bus_devices.back().model = "Logical Volume";
+    deliver_bus_devices();
+    for (const auto& [name, decision] : decisions()) EXPECT_EQ(decision, "raid") << name;
+    publish_addresses();
+    for (auto& [name, decision] : expected) {
+      const auto is_answered_for = [&name = name](const inventory::Bus_Device& device) {
+        return device.address_published && device.block == name;
+      };
+      if (std::none_of(bus_devices.begin(), bus_devices.end() - 1, is_answered_for))
+        decision = "raid";
+      testable += decision == "testable";
+    }
+    EXPECT_EQ(decisions(), expected);
+  }
+  EXPECT_GE(testable, 1);
+}
+
+}  // namespace
+}  // namespace ovk_cimple
