@@ -9,17 +9,23 @@
 namespace broker {
 namespace {
 
+bool keeps(const InstanceObject& target, const Name& name) {
+  if (!target.filter) return true;
+  return std::any_of(target.filter->begin(), target.filter->end(),
+                     [&name](const std::string& kept) { return name == kept; });
+}
+
 // A key property that is null shows as such, but has no place in the path.
-void set_value(InstanceObject& target, Name name, bool key, Value value) {
-  if (key && !value.is_null()) target.instance.path.set_key(name, value);
-  if (target.filter) {
-    const auto& names = *target.filter;
-    if (std::none_of(names.begin(), names.end(),
-                     [&name](const std::string& kept) { return name == kept; })) {
-      return;
-    }
+void set_value(InstanceObject& target, const PropertyInfo& property, Value value) {
+  if (property.key && !value.is_null()) target.instance.path.set_key(property.name, value);
+  if (!keeps(target, property.name)) return;
+  auto& properties = target.instance.properties;
+  if (target.last ? &property > target.last : properties.empty()) {
+    properties.push_back({property.name, std::move(value)});
+    target.last = &property;
+  } else {
+    target.instance.set(property.name, std::move(value));
   }
-  target.instance.set(std::move(name), std::move(value));
 }
 
 CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* name,
@@ -29,10 +35,11 @@ CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* na
     required(name, "the property name");
     Value copy = from_cmpi(value, type);
     if (!target.info) {  // an embedded instance of a class that nobody declared
-      set_value(target, Name(name), false, std::move(copy));
+      Name added(name);
+      if (keeps(target, added)) target.instance.set(std::move(added), std::move(copy));
       return;
     }
-    const PropertyInfo* property = target.info->find_property(name);
+    const PropertyInfo* property = target.info->find_next_property(target.last, name);
     if (!property) {
       throw Error(Status::NoSuchProperty,
                   "class " + target.info->name().str() + " has no property " + name);
@@ -49,7 +56,7 @@ CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* na
                                             " was introduced by class " +
                                             std::string(property->origin->name));
     }
-    set_value(target, property->name, property->key, std::move(copy));
+    set_value(target, *property, std::move(copy));
   });
 }
 

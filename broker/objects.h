@@ -49,6 +49,9 @@ struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
   Instance instance;
   const ClassInfo* info;
   std::optional<std::vector<std::string>> filter{};  // of setPropertyFilter
+  // The last in the class's order of those that the provider has set on an instance that it made,
+  // so that a provider that follows the order need not be searched for: those behind are not there.
+  const PropertyInfo* last{};
 };
 
 struct ArgsObject : Object<CMPIArgs, Kind::Args> {

@@ -128,6 +128,19 @@ TEST_F(TablesTest, PropertiesAreCheckedAgainstTheClass) {
   EXPECT_NE(text(rc.msg).find("U8"), std::string::npos);
 }
 
+TEST_F(TablesTest, PropertiesMayBeSetInAnyOrderAndAgain) {
+  CMPIInstance* const made = instance("TEST_Widget");
+  CMPIValue value{};
+  for (const char* name : {"U8", "S8", "U8", "Flag", "S8", "Flag"}) {
+    ++value.uint8;
+    const CMPIType type = *name == 'U' ? CMPI_uint8 : (*name == 'S' ? CMPI_sint8 : CMPI_boolean);
+    EXPECT_EQ(made->ft->setProperty(made, name, &value, type).rc, CMPI_RC_OK) << name;
+  }
+  EXPECT_EQ(made->ft->getPropertyCount(made, nullptr), 3u);
+  EXPECT_EQ(made->ft->getProperty(made, "U8", nullptr).value.uint8, 3);
+  EXPECT_EQ(made->ft->getProperty(made, "S8", nullptr).value.sint8, 5);
+}
+
 TEST_F(TablesTest, OnlyTheBytesOfATypeAreRead) {
   CMPIInstance* made = instance("TEST_Widget");
   // The narrowest storage there is: the address checker finds a wider read.

@@ -71,6 +71,7 @@ TEST_F(Classes, MethodsWithTheirParameters) {
                       "</PARAMETER.ARRAY><PARAMETER.REFERENCE NAME=\"Target\" "
                       "REFERENCECLASS=\"TEST_Base\"></PARAMETER.REFERENCE><PARAMETER "
                       "NAME=\"Inner\" TYPE=\"string\"><QUALIFIER NAME=\"EmbeddedInstance\""),
+            HasSubstr("<PROPERTY NAME=\"Inner\" TYPE=\"string\" EmbeddedObject=\"instance\">"),
             HasSubstr("<QUALIFIER NAME=\"ValueMap\" TYPE=\"string\"><VALUE.ARRAY><VALUE>0</VALUE>"
                       "<VALUE>1</VALUE></VALUE.ARRAY></QUALIFIER>")));
 }

@@ -117,6 +117,10 @@ class ClassWriter {
     const std::string_view element = feature("PROPERTY", "PROPERTY.REFERENCE", "PROPERTY.ARRAY",
                                              "PROPERTY.ARRAY", *property.feature);
     origin(property.declared, property.origin);
+    if (property.type == Type::Instance) {
+      const Qualifier* instance = info_.find_property_qualifier(property.name, "EmbeddedInstance");
+      text_ << " EmbeddedObject=\"" << embedding(instance) << "\"";
+    }
     text_ << ">";
     qualifiers([&](const Class& at) { return qualifiers_in(at.properties, property.name); });
     if (property.feature->default_value) {
@@ -147,6 +151,8 @@ class ClassWriter {
     text_ << "</METHOD>";
   }
 
+  // Which parameters embed instances their qualifiers tell: there are clients that refuse the
+  // attribute EmbeddedObject here.
   void parameter(const MethodInfo& method, const ParameterInfo& parameter) {
     const std::string_view element = feature("PARAMETER", "PARAMETER.REFERENCE", "PARAMETER.ARRAY",
                                              "PARAMETER.REFARRAY", *parameter.feature);

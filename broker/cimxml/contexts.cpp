@@ -18,49 +18,33 @@ std::string_view Batch::take(std::size_t count) {
 
 void Contexts::drop_expired() {
   const auto now = Clock::now();
-  for (auto at = entries_.begin(); at != entries_.end();) {
-    at = at->second.deadline <= now ? erase(at) : std::next(at);
-  }
+  std::erase_if(entries_, [now](const auto& entry) { return entry.second.deadline <= now; });
 }
 
-Contexts::Entries::iterator Contexts::erase(Entries::iterator at) {
-  bytes_ -= at->second.batch.bytes();
-  return entries_.erase(at);
-}
-
-void Contexts::check_room(std::size_t bytes) const {
-  if (entries_.size() >= limits_.contexts || bytes_ + bytes > limits_.context_bytes) {
-    throw Error(Status::ServerLimitsExceeded, "there are too many open enumerations");
-  }
-}
-
-void Contexts::check_room() {
+Room Contexts::reserve(const std::string& principal) {
   const std::lock_guard lock(mutex_);
   drop_expired();
-  check_room(0);
+  return Room(budget_, principal);
 }
 
-std::string Contexts::open(Batch batch, bool paths, const std::string& principal,
-                           unsigned seconds) {
+std::string Contexts::open(Batch batch, Room room, bool paths, unsigned seconds) {
   const std::lock_guard lock(mutex_);
-  drop_expired();
-  check_room(batch.bytes());
   char name[33];
   do {
     std::snprintf(name, sizeof name, "%08x%08x%08x%08x", random_(), random_(), random_(),
                   random_());
   } while (entries_.contains(name));
   const std::chrono::seconds time(seconds);
-  const std::size_t bytes = batch.bytes();
-  entries_.emplace(name, Entry{std::move(batch), paths, principal, time, Clock::now() + time});
-  bytes_ += bytes;
+  const auto now = Clock::now();
+  entries_.emplace(name, Entry{std::move(batch), std::move(room), paths, time,
+                               now + std::min(time, life_), now + life_});
   return name;
 }
 
 Contexts::Entries::iterator Contexts::find(const std::string& name, const std::string& principal) {
   drop_expired();
   const auto found = entries_.find(name);
-  if (found == entries_.end() || found->second.principal != principal) {
+  if (found == entries_.end() || found->second.room.principal() != principal) {
     throw Error(kInvalidEnumerationContext, "there is no such open enumeration");
   }
   return found;
@@ -76,14 +60,14 @@ Contexts::Pulled Contexts::pull(const std::string& name, bool paths, const std::
                                                   : "the enumeration is one of instance paths");
   }
   Pulled result{std::string(entry.batch.take(count)), entry.batch.count() == 0};
-  entry.deadline = Clock::now() + entry.time;
-  if (result.end) erase(found);
+  entry.deadline = std::min(Clock::now() + entry.time, entry.end);
+  if (result.end) entries_.erase(found);
   return result;
 }
 
 void Contexts::close(const std::string& name, const std::string& principal) {
   const std::lock_guard lock(mutex_);
-  erase(find(name, principal));
+  entries_.erase(find(name, principal));
 }
 
 }  // namespace broker::cimxml

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "broker/cimxml/budget.h"
 #include "broker/cimxml/service.h"
 #include "broker/cimxml/text.h"
 
@@ -41,13 +42,17 @@ class Contexts {
     bool end;
   };
 
-  explicit Contexts(const Limits& limits) : limits_(limits) {}
+  explicit Contexts(const Limits& limits)
+      : life_(limits.context_life_seconds),
+        budget_({limits.contexts, limits.context_bytes},
+                {limits.contexts_of_one, limits.context_bytes_of_one}) {}
 
-  // Throws Error (ServerLimitsExceeded) when there are too many already.
-  void check_room();
-  // Throws the same, also when this one would be too much to hold. seconds: how long nobody need
-  // pull. Returns the name of the enumeration, which nobody guesses.
-  std::string open(Batch batch, bool paths, const std::string& principal, unsigned seconds);
+  // For an enumeration to be opened, while its objects are gathered and then. Throws Error
+  // (ServerLimitsExceeded) when there are too many already.
+  Room reserve(const std::string& principal);
+  // seconds: how long nobody need pull; however often somebody does, the enumeration ends when its
+  // life is over. Returns the name of the enumeration, which nobody guesses.
+  std::string open(Batch batch, Room room, bool paths, unsigned seconds);
   // Throws Error (21, invalid enumeration context) for a name that is not, or no more, that of an
   // enumeration of this principal and kind.
   Pulled pull(const std::string& name, bool paths, const std::string& principal, std::size_t count);
@@ -56,22 +61,21 @@ class Contexts {
  private:
   struct Entry {
     Batch batch;
+    Room room;
     bool paths;
-    std::string principal;
     std::chrono::seconds time;
     Clock::time_point deadline;
+    Clock::time_point end;  // of its life
   };
   using Entries = std::map<std::string, Entry, std::less<>>;
 
   Entries::iterator find(const std::string& name, const std::string& principal);
-  Entries::iterator erase(Entries::iterator at);
   void drop_expired();
-  void check_room(std::size_t bytes) const;
 
-  const Limits limits_;
+  const std::chrono::seconds life_;
+  Budget budget_;
   std::mutex mutex_;
   Entries entries_;
-  std::size_t bytes_ = 0;
   std::random_device random_;
 };
 

@@ -53,7 +53,7 @@ void set_name_space(ObjectPath& path, const Element& element) {
       element.children[0].name != "HOST") {
     throw not_valid();
   }
-  path.host = trim(element.children[0].text);
+  path.host = Name(trim(element.children[0].text));
   path.name_space = Decoder::local_name_space(element.children[1]);
 }
 
@@ -84,10 +84,10 @@ ObjectPath Decoder::class_name(const Element& element) const {
 Value Decoder::key_value(const Element& element) const {
   if (element.name == "VALUE.REFERENCE") return value(element, Type::Reference, false);
   if (element.name != "KEYVALUE") throw not_valid();
-  const std::string* given = element.find("TYPE");
+  const std::string_view* given = element.find("TYPE");
   const Type type = given ? type_of(*given) : Type::None;
   if (given && type == Type::None) throw not_valid();
-  const std::string* form = element.find("VALUETYPE");
+  const std::string_view* form = element.find("VALUETYPE");
   if (!form || *form == "string") return Value(element.text);
   if (*form == "boolean") return typed_text(Type::Boolean, element.text);
   if (*form != "numeric") throw not_valid();
@@ -136,7 +136,7 @@ ObjectPath Decoder::path(const Element& element) const {
 }
 
 bool Decoder::embeds(const Element& element) {
-  const std::string* kind = element.find("EmbeddedObject");
+  const std::string_view* kind = element.find("EmbeddedObject");
   if (!kind) kind = element.find("EMBEDDEDOBJECT");
   if (kind && *kind != "instance" && *kind != "object") throw not_valid();
   return kind != nullptr;
@@ -179,12 +179,12 @@ Instance Decoder::instance(const Element& element) const {
     const bool array = child.name == "PROPERTY.ARRAY";
     const bool reference = child.name == "PROPERTY.REFERENCE";
     if (!array && !reference && child.name != "PROPERTY") throw not_valid();
-    const std::string& name = child.get("NAME");
+    const std::string_view name = child.get("NAME");
     const Type declared = reference ? Type::Reference : declared_type(child);
     const bool embedded = !reference && embeds(child);
     const Type type = embedded ? Type::Instance : declared;
     if (!seen.insert(name).second) {
-      throw Error(Status::InvalidParameter, "property " + name + " is given twice");
+      throw Error(Status::InvalidParameter, "property " + std::string(name) + " is given twice");
     }
     if (child.children.empty()) {
       result.properties.push_back({name, Value::null(type, array)});
@@ -220,9 +220,9 @@ Instance Decoder::embedded_instance(std::string_view text) const {
   Decoder inner(*this);
   ++inner.embedding_;
   try {
-    const Element root = parse_document(text, depth_);
-    if (root.name != "INSTANCE") throw not_valid();
-    return inner.instance(root);
+    const Document document = parse_document(text, allowance_);
+    if (document.root.name != "INSTANCE") throw not_valid();
+    return inner.instance(document.root);
   } catch (const Refusal&) {
     throw Error(Status::InvalidParameter, "the text of an embedded object is no instance in XML");
   }

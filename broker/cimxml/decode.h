@@ -22,9 +22,9 @@ Type type_of(std::string_view name);
 
 class Decoder {
  public:
-  // schema: for key values that leave their key's name away. depth: of elements in the text of
-  // an embedded instance.
-  Decoder(const Schema& schema, std::size_t depth) : schema_(schema), depth_(depth) {}
+  // schema: for key values that leave their key's name away. allowance: of the request, for the
+  // texts of embedded instances.
+  Decoder(const Schema& schema, Allowance& allowance) : schema_(schema), allowance_(allowance) {}
 
   static std::string local_name_space(const Element& element);  // LOCALNAMESPACEPATH
   ObjectPath class_name(const Element& element) const;          // CLASSNAME
@@ -47,7 +47,7 @@ class Decoder {
   Value scalar(const Element& element, Type type, bool embedded) const;
 
   const Schema& schema_;
-  std::size_t depth_;
+  Allowance& allowance_;
   // Instances within the text of instances, each parsed by a decoder of its own.
   static constexpr int kDeepestEmbedding = 8;
   int embedding_ = 0;

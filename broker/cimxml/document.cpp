@@ -3,13 +3,13 @@
 #include <expat.h>
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
 #include <limits>
 #include <memory>
 #include <unordered_set>
 
 #include "broker/cimxml/refusal.h"
+#include "broker/name.h"
 
 namespace broker::cimxml {
 namespace {
@@ -73,21 +73,25 @@ bool white(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 // Expat is C: exceptions wait in failure until it has returned.
 class Builder {
  public:
-  Builder(XML_Parser parser, std::size_t depth) : parser_(parser), limit_(depth) {
+  Builder(XML_Parser parser, Allowance& allowance) : parser_(parser), allowance_(allowance) {
     XML_SetUserData(parser_, this);
+    XML_SetXmlDeclHandler(parser_, on_declaration);
     XML_SetElementHandler(parser_, on_start, on_end);
     XML_SetCharacterDataHandler(parser_, on_text);
     XML_SetStartDoctypeDeclHandler(parser_, on_doctype);
     open_.push_back(&top_);
   }
 
-  Element build(std::string_view text) {
+  Document build(std::string_view text) {
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) throw not_valid();
+    // No text grows by being read: a reference is longer than the character that it stands for.
+    std::unique_ptr<char[]> texts(new char[text.size()]);
+    at_ = texts.get();
     const auto outcome = XML_Parse(parser_, text.data(), static_cast<int>(text.size()), XML_TRUE);
     if (failure_) std::rethrow_exception(failure_);
     if (outcome != XML_STATUS_OK) throw not_well_formed();
     if (top_.children.empty()) throw not_valid();
-    return std::move(top_.children.front());
+    return {std::move(texts), std::move(top_.children.front())};
   }
 
  private:
@@ -114,25 +118,34 @@ class Builder {
       self.text(std::string_view(text, static_cast<std::size_t>(length)));
     });
   }
+  static void on_declaration(void* data, const char*, const char* encoding, int) {
+    guarded(data, [=](Builder&) {
+      if (encoding && !same_name(encoding, "utf-8")) throw other_encoding();
+    });
+  }
   static void on_doctype(void* data, const char*, const char*, const char*, int) {
     guarded(data, [](Builder&) { throw not_valid(); });
   }
 
   void start(const char* name, const char** attributes) {
-    if (++depth_ > limit_) throw not_valid();
+    if (++depth_ > allowance_.depth) throw not_valid();
+    if (allowance_.elements == 0) throw Refusal(413, nullptr);
+    --allowance_.elements;
     const auto known = element_names().find(name);
     if (skipping_ != 0 || known == element_names().end()) {
       ++skipping_;
       return;
     }
+    if (holds_text(*open_.back())) throw not_valid();
     // The parent's vector may move its elements while it grows, but none of those is open.
     Element& element = open_.back()->children.emplace_back();
     element.name = *known;
     for (; *attributes; attributes += 2) {
-      if (std::strlen(attributes[1]) > longest_attribute) throw not_valid();
+      const std::string_view value = attributes[1];
+      if (value.size() > longest_attribute) throw not_valid();
       const auto attribute = attribute_names().find(attributes[0]);
       if (attribute == attribute_names().end()) continue;
-      element.attributes.emplace_back(*attribute, attributes[1]);
+      element.attributes.emplace_back(*attribute, keep(value));
     }
     open_.push_back(&element);
   }
@@ -149,15 +162,30 @@ class Builder {
   void text(std::string_view text) {
     if (skipping_ != 0) return;
     Element& element = *open_.back();
-    if (element.name == "VALUE" || element.name == "KEYVALUE" || element.name == "HOST") {
-      element.text += text;
+    if (holds_text(element)) {
+      // Its pieces follow each other, as no other element keeps anything in between.
+      const std::string_view piece = keep(text);
+      element.text = element.text.empty() ? piece
+                                          : std::string_view(element.text.data(),
+                                                             element.text.size() + piece.size());
     } else if (!std::all_of(text.begin(), text.end(), white)) {
       throw not_valid();
     }
   }
 
+  static bool holds_text(const Element& element) {
+    return element.name == "VALUE" || element.name == "KEYVALUE" || element.name == "HOST";
+  }
+
+  std::string_view keep(std::string_view text) {
+    const std::string_view kept(at_, text.size());
+    at_ = std::copy(text.begin(), text.end(), at_);
+    return kept;
+  }
+
   XML_Parser parser_;
-  std::size_t limit_;
+  Allowance& allowance_;
+  char* at_ = nullptr;  // the free rest of the block of texts
   std::size_t depth_ = 0;
   std::size_t skipping_ = 0;  // how many elements deep inside what is skipped
   Element top_;
@@ -167,15 +195,15 @@ class Builder {
 
 }  // namespace
 
-const std::string* Element::find(std::string_view attribute) const {
+const std::string_view* Element::find(std::string_view attribute) const {
   for (const auto& [name, value] : attributes) {
     if (name == attribute) return &value;
   }
   return nullptr;
 }
 
-const std::string& Element::get(std::string_view attribute) const {
-  if (const std::string* found = find(attribute)) return *found;
+std::string_view Element::get(std::string_view attribute) const {
+  if (const std::string_view* found = find(attribute)) return *found;
   throw not_valid();
 }
 
@@ -187,12 +215,16 @@ const Element& Element::only_child(std::initializer_list<std::string_view> names
   return children.front();
 }
 
-Element parse_document(std::string_view text, std::size_t depth) {
-  // The encoding is that of the protocol, whatever the document says.
+Document parse_document(std::string_view text, Allowance& allowance) {
+  // Expat would follow a byte order mark. Without one, UTF-16 has a zero among its first two bytes.
+  if (text.starts_with("\xFE\xFF") || text.starts_with("\xFF\xFE") ||
+      text.substr(0, 2).find('\0') != std::string_view::npos) {
+    throw other_encoding();
+  }
   const std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate("UTF-8"),
                                                                        XML_ParserFree);
   if (!parser) throw std::bad_alloc();
-  return Builder(parser.get(), depth).build(text);
+  return Builder(parser.get(), allowance).build(text);
 }
 
 }  // namespace broker::cimxml

@@ -1,11 +1,13 @@
-// A message as a tree of its elements, read with Expat under limits.
+// A message as a tree of its elements, read with Expat under limits. The texts of all elements
+// stand in one block, so that a tree costs little more than the message itself.
 //
 // Elements and attributes that the standard does not know are skipped with all they hold
 // (DSP0200 calls a message that is correct without them loosely valid).
 #pragma once
 
+#include <cstddef>
 #include <initializer_list>
-#include <string>
+#include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -14,14 +16,14 @@ namespace broker::cimxml {
 
 struct Element {
   std::string_view name;  // one of the standard's; compares with literals
-  std::vector<std::pair<std::string_view, std::string>> attributes;
-  std::string text;  // of VALUE, KEYVALUE and HOST
+  std::vector<std::pair<std::string_view, std::string_view>> attributes;
+  std::string_view text;  // of VALUE, KEYVALUE and HOST
   std::vector<Element> children;
 
   // Null when there is none.
-  const std::string* find(std::string_view attribute) const;
+  const std::string_view* find(std::string_view attribute) const;
   // Throws Refusal (not valid) when there is none.
-  const std::string& get(std::string_view attribute) const;
+  std::string_view get(std::string_view attribute) const;
   // The child, which must be the only one and of one of these names; throws Refusal (not valid).
   const Element& only_child(std::initializer_list<std::string_view> names) const;
 };
@@ -29,8 +31,19 @@ struct Element {
 // Of a whole document in UTF-8. Longer attributes than anybody's names are refused.
 inline constexpr std::size_t longest_attribute = 4096;
 
-// depth: how many elements may stand within each other. Throws Refusal: not well-formed, or not
-// valid for a document type, too much depth, text out of place.
-Element parse_document(std::string_view text, std::size_t depth);
+// What the documents of one request may hold: the message, and the embedded instances in it.
+struct Allowance {
+  std::size_t depth;     // how many elements may stand within each other
+  std::size_t elements;  // how many are left for all documents together; counted down
+};
+
+struct Document {
+  std::unique_ptr<char[]> texts;  // what the tree refers to
+  Element root;
+};
+
+// Throws Refusal: not well-formed, another encoding, too many elements, or not valid for a document
+// type, too much depth, text out of place.
+Document parse_document(std::string_view text, Allowance& allowance);
 
 }  // namespace broker::cimxml

@@ -10,8 +10,8 @@ namespace {
 
 class MessageReader {
  public:
-  MessageReader(const Schema& schema, const MessageLimits& limits)
-      : decoder_(schema, limits.depth), limits_(limits) {}
+  MessageReader(const Schema& schema, Allowance& allowance, std::size_t batch)
+      : decoder_(schema, allowance), batch_(batch) {}
 
   Message read(const Element& root) const {
     if (root.name != "CIM") throw not_valid();
@@ -34,7 +34,7 @@ class MessageReader {
       return message;
     }
     if (asked.children.size() < 2) throw not_valid();
-    if (asked.children.size() > limits_.batch) throw Refusal(501, "multiple-requests-unsupported");
+    if (asked.children.size() > batch_) throw Refusal(501, "multiple-requests-unsupported");
     for (const Element& each : asked.children) {
       if (each.name != "SIMPLEREQ") throw not_valid();
       message.requests.push_back(simple(each));
@@ -61,8 +61,8 @@ class MessageReader {
         request.parameters.push_back(parameter(child));
       } catch (const Error& error) {
         if (request.error) continue;
-        request.error =
-            Error(error.status(), "parameter " + child.get("NAME") + ": " + error.description());
+        request.error = Error(error.status(), "parameter " + std::string(child.get("NAME")) + ": " +
+                                                  error.description());
       }
     }
     return request;
@@ -82,7 +82,7 @@ class MessageReader {
     Parameter result;
     result.name = element.get("NAME");
     const bool embedded = Decoder::embeds(element);
-    const std::string* given = element.find("PARAMTYPE");
+    const std::string_view* given = element.find("PARAMTYPE");
     const Type type = given ? type_of(*given) : Type::None;
     if (given && type == Type::None) throw not_valid();
     if (element.children.empty()) return result;
@@ -130,7 +130,7 @@ class MessageReader {
   }
 
   Decoder decoder_;
-  MessageLimits limits_;
+  std::size_t batch_;
 };
 
 }  // namespace
@@ -147,8 +147,10 @@ bool same_major(std::string_view version, char major) {
   return version.substr(0, dot) == std::string_view(&major, 1);
 }
 
-Message read_message(std::string_view text, const Schema& schema, const MessageLimits& limits) {
-  return MessageReader(schema, limits).read(parse_document(text, limits.depth));
+Message read_message(std::string_view text, const Schema& schema, Allowance& allowance,
+                     std::size_t batch) {
+  const Document document = parse_document(text, allowance);
+  return MessageReader(schema, allowance, batch).read(document.root);
 }
 
 }  // namespace broker::cimxml

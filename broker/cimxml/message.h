@@ -46,13 +46,10 @@ struct Message {
   std::vector<SimpleRequest> requests;
 };
 
-struct MessageLimits {
-  std::size_t depth;
-  std::size_t batch;
-};
-
-// Throws Refusal when the text is no request that this server could answer.
-Message read_message(std::string_view text, const Schema& schema, const MessageLimits& limits);
+// batch: how many requests a message may hold. Throws Refusal when the text is no request that
+// this server could answer.
+Message read_message(std::string_view text, const Schema& schema, Allowance& allowance,
+                     std::size_t batch);
 
 // Whether versions of a protocol understand each other: their first numbers are the same.
 // Throws Refusal (not valid) for text that is no version.

@@ -18,15 +18,43 @@ Value declared_value(const Decoder& decoder, const Parameter& given,
   return given.value;
 }
 
+// A reference comes as one, and leads to an object of the declared class. One to a class that is
+// not known here is taken only with its host: another object manager may know it.
+void check_references(const Schema& schema, const Parameter& given, const ParameterInfo& declared) {
+  const auto refuse = [&](const std::string& reason) {
+    throw Error(Status::InvalidParameter, "parameter " + given.name + ": " + reason);
+  };
+  if (given.form == Form::Null) return;
+  const bool text = given.form == Form::Text || given.form == Form::Texts;
+  if (text || given.value.type() != Type::Reference) refuse("a reference is wanted");
+  const ClassInfo* wanted = schema.find(declared.feature->reference_class);
+  const auto check = [&](const Value& value) {
+    if (value.is_null()) return;
+    const ObjectPath& path = value.as_path();
+    const ClassInfo* info = schema.find(path.class_name);
+    if (!info && path.host.empty()) refuse("there is no class " + path.class_name.str());
+    if (info && wanted && !info->is_a(*wanted)) {
+      refuse("class " + info->name().str() + " is no " + wanted->name().str());
+    }
+  };
+  if (!given.value.is_array()) {
+    check(given.value);
+    return;
+  }
+  for (const Value& value : given.value.elements()) check(value);
+}
+
 std::vector<Argument> arguments_of(const Task& task, const MethodInfo& method) {
-  const Decoder decoder(task.manager.schema(), task.limits.depth);
+  const Schema& schema = task.manager.schema();
+  const Decoder decoder(schema, task.allowance);
   std::vector<Argument> arguments;
   for (const Parameter& given : task.asked.parameters) {
     if (given.form == Form::NotSupported) {
       throw Error(Status::InvalidParameter, "parameter " + given.name + " holds a class");
     }
-    arguments.push_back(
-        {given.name, declared_value(decoder, given, method.find_parameter(given.name))});
+    const ParameterInfo* declared = method.find_parameter(given.name);
+    if (declared && declared->type == Type::Reference) check_references(schema, given, *declared);
+    arguments.push_back({given.name, declared_value(decoder, given, declared)});
   }
   return arguments;
 }

@@ -12,12 +12,13 @@
 namespace broker::cimxml {
 namespace {
 
+// context: null, thus without a value, at the end of the sequence.
 void write_result(const Task& task, std::string_view objects, std::string_view context) {
   Text& text = task.output.text();
   text << "<IRETURNVALUE>" << objects
-       << "</IRETURNVALUE><PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\"><VALUE>";
-  text.content(context);
-  text << "</VALUE></PARAMVALUE><PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\"><VALUE>"
+       << "</IRETURNVALUE><PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\">";
+  if (!context.empty()) text << "<VALUE>" << context << "</VALUE>";
+  text << "</PARAMVALUE><PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\"><VALUE>"
        << (context.empty() ? "TRUE" : "FALSE") << "</VALUE></PARAMVALUE>";
 }
 
@@ -46,22 +47,20 @@ void open(const Task& task, Source source, void (Writer::*write)(const Item&)) {
   }
   const unsigned seconds = agreed_seconds(task);
   const std::size_t count = objects_at_a_time(task);
-  task.contexts.check_room();
+  Room room = task.contexts.reserve(task.caller.principal);
   Batch batch;
   Writer writer(batch.text(), task.manager.schema(), task.boolean("IncludeClassOrigin", false));
   const std::string_view object = source == Source::Class ? "ClassName" : "InstanceName";
   gather(task, source, object, std::function<void(const Item&)>([&](const Item& item) {
            (writer.*write)(item);
            batch.end_object();
-           if (batch.bytes() > task.limits.context_bytes) {
-             throw Error(Status::ServerLimitsExceeded, "the enumeration has too many objects");
-           }
+           room.grow_to(batch.bytes());
          }));
   const std::string first(batch.take(count));
   constexpr bool paths = std::is_same_v<Item, ObjectPath>;
-  const std::string name = batch.count() == 0 ? std::string()
-                                              : task.contexts.open(std::move(batch), paths,
-                                                                   task.caller.principal, seconds);
+  const std::string name =
+      batch.count() == 0 ? std::string()
+                         : task.contexts.open(std::move(batch), std::move(room), paths, seconds);
   write_result(task, first, name);
 }
 

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <thread>
 
+#include "broker/cimxml/budget.h"
 #include "broker/cimxml/service_fixture.h"
 #include "broker/cimxml/writer.h"
 
@@ -26,16 +27,23 @@ class Pulls : public ServiceTest {
   // The name of the enumeration in an answer; empty at its end.
   static std::string context_of(const std::string& answer) {
     const std::string before =
-        "</IRETURNVALUE><PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\"><VALUE>";
+        "</IRETURNVALUE><PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\">";
     const std::size_t begin = answer.find(before);
     if (begin == std::string::npos) {
       ADD_FAILURE() << answer;
       return {};
     }
-    const std::string rest = answer.substr(begin + before.size());
-    std::string context = rest.substr(0, rest.find('<'));
-    EXPECT_EQ(rest.substr(context.size()),
-              "</VALUE></PARAMVALUE><PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\">"
+    std::string rest = answer.substr(begin + before.size());
+    std::string context;
+    if (rest.starts_with("<VALUE>")) {
+      rest.erase(0, 7);
+      context = rest.substr(0, rest.find('<'));
+      EXPECT_NE(context, "");
+      EXPECT_EQ(rest.substr(context.size(), 8), "</VALUE>");
+      rest.erase(0, context.size() + 8);
+    }
+    EXPECT_EQ(rest,
+              "</PARAMVALUE><PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\">"
               "<VALUE>" +
                   std::string(context.empty() ? "TRUE" : "FALSE") + "</VALUE></PARAMVALUE>");
     return context;
@@ -183,6 +191,56 @@ TEST_F(SmallPulls, OpenEnumerationsHoldSoMuchTogether) {
   EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
 }
 
+class UsersPulls : public Pulls {
+ protected:
+  UsersPulls() : UsersPulls({.contexts = 4, .contexts_of_one = 2}) {}
+  explicit UsersPulls(const Limits& limits) : Pulls(limits) {}
+
+  std::string open_as(const std::string& user) {
+    const std::string body =
+        message(simple_intrinsic("OpenEnumerateInstances", open_parameters(0)));
+    Call call = call_of(body, "OpenEnumerateInstances", "root/cimv2");
+    call.principal = user;
+    return content(answer(call), "IMETHODRESPONSE", "OpenEnumerateInstances");
+  }
+};
+
+TEST_F(UsersPulls, OneUserLeavesEnumerationsForOthers) {
+  EXPECT_NE(context_of(open_as("one")), "");
+  EXPECT_NE(context_of(open_as("one")), "");
+  EXPECT_THAT(open_as("one"), StartsWith("<ERROR CODE=\"27\""));
+  EXPECT_NE(context_of(open_as("two")), "");
+  EXPECT_NE(context_of(open_as("two")), "");
+  EXPECT_THAT(open_as("three"), StartsWith("<ERROR CODE=\"27\""));  // the common limit
+}
+
+class UsersSmallPulls : public UsersPulls {
+ protected:
+  UsersSmallPulls() : UsersPulls({.context_bytes_of_one = 15'000}) {}
+};
+
+TEST_F(UsersSmallPulls, OneUserLeavesMemoryForOthers) {
+  EXPECT_NE(context_of(open_as("one")), "");
+  EXPECT_THAT(open_as("one"), StartsWith("<ERROR CODE=\"27\""));
+  EXPECT_NE(context_of(open_as("two")), "");
+}
+
+TEST(Budgets, CountWhatIsBeingGathered) {
+  Budget budget({10, 100}, {10, 60});
+  Room first(budget, "one");
+  first.grow_to(60);
+  EXPECT_THROW(first.grow_to(61), Error);
+  Room second(budget, "two");
+  second.grow_to(40);
+  EXPECT_THROW(second.grow_to(41), Error);
+  {
+    const Room moved(std::move(first));
+    EXPECT_THROW(second.grow_to(41), Error);
+  }
+  second.grow_to(60);
+  EXPECT_THROW(second.grow_to(61), Error);
+}
+
 class ShortPulls : public Pulls {
  protected:
   ShortPulls() : Pulls({.contexts = 1, .context_seconds = 1}) {}
@@ -195,6 +253,23 @@ TEST_F(ShortPulls, ExpireWhenNobodyPulls) {
   EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<ERROR CODE=\"21\""));
   // And make room.
   EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
+}
+
+class ShortLives : public Pulls {
+ protected:
+  ShortLives() : Pulls({.context_life_seconds = 1}) {}
+};
+
+TEST_F(ShortLives, EndHoweverOftenTheyArePulled) {
+  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  const auto start = std::chrono::steady_clock::now();
+  std::string answer;
+  do {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    answer = pull("PullInstancesWithPath", context, 0);
+  } while (answer.starts_with("<IRETURNVALUE>") &&
+           std::chrono::steady_clock::now() - start < std::chrono::seconds(30));
+  EXPECT_THAT(answer, StartsWith("<ERROR CODE=\"21\""));
 }
 
 }  // namespace

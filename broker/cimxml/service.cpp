@@ -1,5 +1,7 @@
 #include "broker/cimxml/service.h"
 
+#include <malloc.h>
+
 #include <exception>
 #include <new>
 
@@ -70,47 +72,71 @@ void respond(const Task& task) {
 }
 
 void refuse(Reply& reply, const Refusal& refusal) {
-  Reply::Headers headers;
-  if (refusal.error()) headers.emplace_back("CIMError", refusal.error());
-  if (refusal.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
-  reply.begin(refusal.http_status(), headers);
+  try {
+    Reply::Headers headers;
+    if (refusal.error()) headers.emplace_back("CIMError", refusal.error());
+    if (refusal.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
+    if (refusal.http_status() == 503) headers.emplace_back("Retry-After", "1");
+    reply.begin(refusal.http_status(), headers);
+  } catch (...) {
+    // Nobody is left to be told.
+  }
 }
 
 }  // namespace
 
 Service::Service(ObjectManager& manager, const Limits& limits)
-    : manager_(manager), limits_(limits), contexts_(std::make_unique<Contexts>(limits)) {}
+    : manager_(manager), limits_(limits), contexts_(std::make_unique<Contexts>(limits)) {
+  // Left alone, the C library raises these with the largest block that was ever freed, and keeps as
+  // much at the end of every thread's heap, where malloc_trim does not look.
+  constexpr int kept = 4 << 20;
+  mallopt(M_MMAP_THRESHOLD, kept);
+  mallopt(M_TRIM_THRESHOLD, kept);
+}
 
 Service::~Service() = default;
 
 void Service::answer(const Call& call, Reply& reply) {
+  const std::size_t size = call.body.size();
+  if (size < large_body) {
+    answer_message(call, reply);
+    return;
+  }
+  const std::size_t others = large_bodies_.fetch_add(size);
+  if (others != 0 && others + size > limits_.large_bodies) {
+    refuse(reply, Refusal(503, nullptr));
+  } else {
+    answer_message(call, reply);
+    // What the message took would stay with the process.
+    malloc_trim(0);
+  }
+  large_bodies_ -= size;
+}
+
+void Service::answer_message(const Call& call, Reply& reply) {
   Output output(reply);
   try {
     check_head(call);
-    const Message message =
-        read_message(call.body, manager_.schema(), {limits_.depth, limits_.batch});
+    Allowance allowance{limits_.depth, limits_.elements};
+    const Message message = read_message(call.body, manager_.schema(), allowance, limits_.batch);
     check_match(call, message);
     Request caller;
     caller.principal = call.principal;
     caller.accept_language = call.accept_language;
     Text& text = output.text();
     text << "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-            "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"";
+            "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.4\"><MESSAGE ID=\"";
     text.attribute(message.id);
     text << "\" PROTOCOLVERSION=\"1.0\">" << (message.batch ? "<MULTIRSP>" : "");
     for (const SimpleRequest& asked : message.requests) {
-      respond({manager_, *contexts_, limits_, output, asked, caller});
+      respond({manager_, *contexts_, limits_, allowance, output, asked, caller});
     }
     text << (message.batch ? "</MULTIRSP>" : "") << "</MESSAGE></CIM>\n";
     output.finish();
   } catch (const Reply::Gone&) {
     // Nobody is left to be told.
   } catch (const Refusal& refusal) {
-    try {
-      refuse(reply, refusal);
-    } catch (...) {
-      // As above.
-    }
+    refuse(reply, refusal);
   } catch (...) {
     // The result broke off, or there is no memory for the message itself.
     try {

@@ -5,10 +5,15 @@
 //   cimxml::Service service(manager);
 //   service.answer({.body = body, .method = "EnumerateInstances", .object = "root/cimv2"}, reply);
 //
+// Of instances always everything is written that was asked for by the property list, without
+// qualifiers: LocalOnly and IncludeQualifiers, which the standard deprecates there, change nothing.
+// Those of class operations have their effect.
+//
 // Threads: answer may be called by any number of threads at once; it blocks for as long as the
 // provider works and the client reads, which for a self-test is minutes.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -50,14 +55,27 @@ class Reply {
   virtual void abandon() {}
 };
 
+// A request beyond a limit of depth or batch is refused as not valid (400) or not supported (501),
+// one with too many elements with 413. Enumerations beyond theirs get the CIM status 27
+// (CIM_ERR_SERVER_LIMITS_EXCEEDED).
 struct Limits {
-  std::size_t depth = 64;                // of elements in a request
-  std::size_t batch = 100;               // requests in one message
-  std::size_t contexts = 100;            // open enumerations at a time
-  unsigned context_seconds = 90;         // an enumeration that nobody pulls for so long ends
-  unsigned maximum_pull = 10'000;        // objects in one pull
-  std::size_t context_bytes = 64 << 20;  // held for all open enumerations together
+  std::size_t depth = 64;          // of elements in a request
+  std::size_t elements = 100'000;  // in a request, with those of its embedded instances
+  std::size_t batch = 100;         // requests in one message
+  // Bodies of large requests (large_body) that are answered at a time. The next one gets 503 with
+  // Retry-After; one alone is taken whatever its size.
+  std::size_t large_bodies = 32 << 20;
+  std::size_t contexts = 100;                   // open enumerations at a time
+  std::size_t contexts_of_one = 25;             // those of one authenticated user
+  std::size_t context_bytes = 64 << 20;         // held for all open enumerations together
+  std::size_t context_bytes_of_one = 32 << 20;  // for those of one authenticated user
+  unsigned context_seconds = 90;                // an enumeration that nobody pulls for so long ends
+  unsigned context_life_seconds = 900;          // and this one does, however it is pulled
+  unsigned maximum_pull = 10'000;               // objects in one pull
 };
+
+// Requests from this many bytes on are large.
+inline constexpr std::size_t large_body = 64 << 10;
 
 class Contexts;
 
@@ -73,8 +91,11 @@ class Service {
   void answer(const Call& call, Reply& reply);
 
  private:
+  void answer_message(const Call& call, Reply& reply);
+
   ObjectManager& manager_;
   const Limits limits_;
+  std::atomic<std::size_t> large_bodies_ = 0;  // bytes in work
   std::unique_ptr<Contexts> contexts_;
 };
 

@@ -113,7 +113,7 @@ class ServiceTest : public testing::Test {
     EXPECT_EQ(reply.status, 200);
     EXPECT_FALSE(reply.abandoned);
     const std::string before =
-        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.4\">"
         "<MESSAGE ID=\"7\" PROTOCOLVERSION=\"1.0\"><SIMPLERSP><" +
         element + " NAME=\"" + std::string(name) + "\">";
     const std::string after = "</" + element + "></SIMPLERSP></MESSAGE></CIM>\n";

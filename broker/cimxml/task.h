@@ -17,6 +17,7 @@ struct Task {
   ObjectManager& manager;
   Contexts& contexts;
   const Limits& limits;
+  Allowance& allowance;  // what is left of it
   Output& output;
   const SimpleRequest& asked;
   const Request& caller;  // principal and languages

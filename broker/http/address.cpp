@@ -35,6 +35,13 @@ Address::Address(const sockaddr* address) : v6_{} {
   if (address && address->sa_family == AF_INET6) std::memcpy(&v6_, address, sizeof v6_);
 }
 
+std::string Address::network() const {
+  if (any_.sa_family != AF_INET6 || IN6_IS_ADDR_V4MAPPED(&v6_.sin6_addr)) return host();
+  Address network = *this;
+  std::memset(network.v6_.sin6_addr.s6_addr + 8, 0, 8);
+  return network.host();
+}
+
 bool Address::is_loopback() const {
   if (any_.sa_family == AF_INET) return is_loopback_v4(v4_.sin_addr.s_addr);
   if (any_.sa_family != AF_INET6) return false;

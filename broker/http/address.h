@@ -17,6 +17,8 @@ class Address {
 
   bool is_loopback() const;
   std::string host() const;  // "127.0.0.1", "::1"
+  // What one client can have for itself: an IPv4 address, or 64 bits of an IPv6 one ("2001:db8::").
+  std::string network() const;
   std::string text() const;  // "127.0.0.1:5988", "[::1]:5988"
 
   // A listening socket, closed on exec; the caller owns it. Afterwards the address has the port

@@ -13,10 +13,11 @@ Clock::~Clock() {
   thread_.join();
 }
 
-Clock::Appointment Clock::after(std::chrono::milliseconds delay, std::function<void()> what) {
+Clock::Appointment Clock::after(std::chrono::milliseconds delay, std::function<void()> what,
+                                Hurry hurry) {
   const std::lock_guard guard(lock_);
-  const auto added =
-      due_.emplace(Appointment{std::chrono::steady_clock::now() + delay, ++last_}, std::move(what));
+  const auto added = due_.emplace(Appointment{std::chrono::steady_clock::now() + delay, ++last_},
+                                  Due{std::move(what), hurry});
   if (added.first == due_.begin()) changed_.notify_one();
   return added.first->first;
 }
@@ -28,8 +29,11 @@ void Clock::cancel(const Appointment& appointment) {
 
 void Clock::hurry() {
   const std::lock_guard guard(lock_);
-  for (const auto& [when, what] : due_) what();
-  due_.clear();
+  std::erase_if(due_, [](const auto& entry) {
+    const bool now = entry.second.hurry == Hurry::yes;
+    if (now) entry.second.what();
+    return now;
+  });
 }
 
 void Clock::run() {
@@ -42,7 +46,7 @@ void Clock::run() {
       const Time when = first->first.first;
       changed_.wait_until(guard, when);
     } else {
-      first->second();
+      first->second.what();
       due_.erase(first);
     }
   }

@@ -23,18 +23,24 @@ class Clock {
   ~Clock();  // forgets what is not yet due
   Clock(const Clock&) = delete;
 
-  Appointment after(std::chrono::milliseconds delay, std::function<void()> what);
+  enum class Hurry { no, yes };
+  Appointment after(std::chrono::milliseconds delay, std::function<void()> what,
+                    Hurry hurry = Hurry::yes);
   // Once this has returned it has run or never will. What has run, or is none, is passed over.
   void cancel(const Appointment& appointment);
-  // Runs everything now.
+  // Runs everything now but what was not to be hurried.
   void hurry();
 
  private:
+  struct Due {
+    std::function<void()> what;
+    Hurry hurry;
+  };
   void run();
 
   std::mutex lock_;
   std::condition_variable changed_;
-  std::map<Appointment, std::function<void()>> due_;
+  std::map<Appointment, Due> due_;
   std::uint64_t last_ = 0;
   bool ending_ = false;
   std::thread thread_;

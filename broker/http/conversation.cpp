@@ -1,7 +1,5 @@
 #include "broker/http/conversation.h"
 
-#include <sys/socket.h>
-
 #include <cstdlib>
 #include <exception>
 #include <utility>
@@ -13,18 +11,24 @@ const char* reason(int status) {
   switch (status) {
     case 200:
       return "";
+    case 400:
+      return "the header does not say for whom the request is, or where it ends\n";
     case 401:
       return "a user and a password are needed, or these are wrong\n";
     case 403:
       return "requests of web pages are not answered\n";
     case 404:
       return "the object manager is at /cimom\n";
+    case 406:
+      return "replies are XML in UTF-8\n";
     case 413:
       return "the request is too long\n";
+    case 415:
+      return "the body must not be encoded\n";
     case 431:
       return "the request's header is too long\n";
     case 503:
-      return "the server is ending or has no thread to spare\n";
+      return "the server is ending or busy, or too many log-ins from here have failed\n";
     case 510:
       return "an M-POST must declare http://www.dmtf.org/cim/mapping/http/v1.0\n";
     default:
@@ -33,6 +37,9 @@ const char* reason(int status) {
 }
 
 Refusal wrong_log_in() { return {401, {{"WWW-Authenticate", "Basic realm=\"hddtest\""}}}; }
+Refusal busy() { return {503, {{"Retry-After", "10"}}}; }
+
+constexpr std::size_t most_of_a_name = 255;  // as long as a user's can be
 
 }  // namespace
 
@@ -53,28 +60,20 @@ void Shared::leave() {
   changed.notify_all();
 }
 
-void Peer::limit(std::chrono::milliseconds time) {
-  release();
-  // The connection's thread then finds it at its end.
-  deadline_ = shared_.clock.after(time, [socket = socket_] { shutdown(socket, SHUT_RDWR); });
-}
-
-void Peer::release() { shared_.clock.cancel(std::exchange(deadline_, {})); }
-
 Conversation::Conversation(Shared& shared, MHD_Connection* connection, Peer& peer)
     : shared_(shared),
       connection_(connection),
       peer_(peer),
       exchange_(std::make_shared<Exchange>(connection)),
       users_(shared.present_users()) {
-  peer_.limit(shared_.limits.receive);
+  peer_.receive_within(shared_.limits.receive);
   const std::lock_guard guard(shared_.lock);
   ++shared_.conversations;
 }
 
 void Conversation::end() {
   exchange_->end();
-  peer_.limit(shared_.limits.idle + shared_.limits.receive);
+  peer_.receive_within(shared_.limits.idle + shared_.limits.receive);
   const std::lock_guard guard(shared_.lock);
   --shared_.conversations;
   shared_.changed.notify_all();
@@ -82,15 +81,15 @@ void Conversation::end() {
 
 // The stages that sleep come here again when a worker wakes them; the others with each part of the
 // body, and once more after the last.
-MHD_Result Conversation::advance(const char* path, const char* method, const char* data,
-                                 std::size_t* size) {
+MHD_Result Conversation::advance(const char* path, const char* method, const char* version,
+                                 const char* data, std::size_t* size) {
   switch (stage_) {
     case Stage::head:
-      read_fields(path, method);
-      return admit();
+      read_fields(path, method, version);
+      // What follows such a header is not known to be its body.
+      return refusal_ && refusal_->status == 400 ? refuse() : admit();
     case Stage::admission:
-      peer_.limit(shared_.limits.receive);
-      if (!admitted_) refusal_ = wrong_log_in();
+      peer_.receive_within(shared_.limits.receive);
       stage_ = Stage::body;
       return MHD_YES;
     case Stage::body:
@@ -99,6 +98,7 @@ MHD_Result Conversation::advance(const char* path, const char* method, const cha
       return refusal_ ? refuse() : work();
     case Stage::work:
       stage_ = Stage::reply;
+      peer_.reply_within(shared_.limits.reply);
       return exchange_->send();
     case Stage::reply:
       break;
@@ -111,12 +111,22 @@ std::optional<std::string> Conversation::field(const std::string& name) const {
   return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-void Conversation::read_fields(const char* path, const char* method) {
+void Conversation::read_fields(const char* path, const char* method, const char* version) {
+  Headers all;
+  MHD_get_connection_values(
+      connection_, MHD_HEADER_KIND,
+      [](void* to, MHD_ValueKind, const char* name, const char* value) {
+        static_cast<Headers*>(to)->emplace_back(name, value ? value : "");
+        return MHD_YES;
+      },
+      &all);
   const auto* const size =
       MHD_get_connection_info(connection_, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE);
   auto read = read_head(method, path, [this](const std::string& name) { return field(name); });
   if (size && size->header_size > shared_.limits.header) {
     refusal_ = Refusal{431};
+  } else if (auto faulty = framing_fault(version, all)) {
+    refusal_ = std::move(*faulty);
   } else if (Refusal* const refusal = std::get_if<Refusal>(&read)) {
     refusal_ = std::move(*refusal);
   } else {
@@ -151,16 +161,27 @@ void Conversation::verify(const Credentials& credentials) {
     self->exchange_->resume();
     self->shared_.leave();
   };
+  const std::string network = peer_.address().network();
+  const std::lock_guard turn(shared_.log_in);
   try {
-    admitted_ = users_->verify(credentials);
+    // Another connection may have been found right while this one waited for its turn.
+    if (users_->remembers(credentials)) return wake();
+    if (!shared_.penalties.admits(network)) {
+      refusal_ = busy();
+      return wake();
+    }
+    if (users_->verify(credentials)) return wake();
   } catch (const std::exception& error) {
     if (shared_.log) shared_.log(0, std::string("a log-in could not be checked: ") + error.what());
   }
-  if (admitted_) return wake();
-  const auto delay = shared_.penalties.failed(peer_.address());
+  refusal_ = wrong_log_in();
   if (shared_.log)
-    shared_.log(1, "refused a log-in of user '" + credentials.user + "' from " + peer_.address());
-  shared_.clock.after(delay, wake);
+    shared_.log(1, "refused a log-in of user '" + credentials.user.substr(0, most_of_a_name) +
+                       "' from " + peer_.address().host());
+  shared_.clock.after(shared_.penalties.failed(network), [this, network, wake] {
+    shared_.penalties.answered(network);
+    wake();
+  });
 }
 
 MHD_Result Conversation::receive(const char* data, std::size_t size) {
@@ -183,6 +204,7 @@ MHD_Result Conversation::work() {
 
 MHD_Result Conversation::refuse() {
   stage_ = Stage::reply;
+  peer_.reply_within(shared_.limits.reply);
   return send_text(connection_, refusal_->status, refusal_->headers, reason(refusal_->status));
 }
 
@@ -199,7 +221,7 @@ bool Conversation::hand_to_worker(Stage next, std::function<void()> task) {
     }
   }
   stage_ = Stage::body;
-  refusal_ = Refusal{503, {{"Retry-After", "10"}}};
+  refusal_ = busy();
   return false;
 }
 

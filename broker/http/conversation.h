@@ -16,6 +16,7 @@
 #include "broker/http/exchange.h"
 #include "broker/http/head.h"
 #include "broker/http/options.h"
+#include "broker/http/peer.h"
 #include "broker/http/penalties.h"
 #include "broker/http/workers.h"
 
@@ -24,7 +25,9 @@ namespace broker::http {
 // What all conversations of a server share.
 struct Shared {
   Shared(Handler answer, const Limits& bounds)
-      : handler(std::move(answer)), limits(bounds), penalties(bounds.delay, bounds.longest_delay) {}
+      : handler(std::move(answer)),
+        limits(bounds),
+        penalties(bounds.delay, bounds.longest_delay, bounds.held_log_ins) {}
 
   std::shared_ptr<Users> present_users();
   // Counts a conversation that sleeps while a worker has it; false when the server is ending.
@@ -42,42 +45,25 @@ struct Shared {
   std::size_t in_hand = 0;  // of workers
   bool ending = false;
 
+  std::mutex log_in;  // one is looked at at a time
   Penalties penalties;
   Clock clock;
+  Watch watch;
   Workers workers;  // the first to go: its tasks use the others
-};
-
-// A connection, from accept to close. On the connection's thread.
-class Peer {
- public:
-  Peer(Shared& shared, int socket, std::string address)
-      : shared_(shared), socket_(socket), address_(std::move(address)) {}
-  ~Peer() { release(); }
-  Peer(const Peer&) = delete;
-
-  const std::string& address() const { return address_; }
-  // Closes the connection unless there is a release, or another limit, within that time.
-  void limit(std::chrono::milliseconds time);
-  void release();
-
- private:
-  Shared& shared_;
-  const int socket_;
-  const std::string address_;
-  Clock::Appointment deadline_;
 };
 
 class Conversation : public std::enable_shared_from_this<Conversation> {
  public:
   Conversation(Shared& shared, MHD_Connection* connection, Peer& peer);
 
-  MHD_Result advance(const char* path, const char* method, const char* data, std::size_t* size);
+  MHD_Result advance(const char* path, const char* method, const char* version, const char* data,
+                     std::size_t* size);
   void end();
 
  private:
   enum class Stage { head, admission, body, work, reply };
 
-  void read_fields(const char* path, const char* method);
+  void read_fields(const char* path, const char* method, const char* version);
   MHD_Result admit();
   MHD_Result receive(const char* data, std::size_t size);
   MHD_Result work();
@@ -97,7 +83,6 @@ class Conversation : public std::enable_shared_from_this<Conversation> {
   Stage stage_ = Stage::head;
   Head head_;
   std::optional<Refusal> refusal_;
-  bool admitted_ = false;
   std::string body_;
   std::size_t received_ = 0;
 };

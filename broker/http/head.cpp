@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <iterator>
 
 namespace broker::http {
@@ -74,6 +75,26 @@ Refusal wrong_method(std::string_view method) {
   return {405, {{"Allow", "POST, M-POST, OPTIONS"}}};
 }
 
+// Whether a field of alternatives ("text/xml, */*;q=0.5") admits one. ranges: what means it, the
+// most exact first, which decides (RFC 9110, 12.5).
+bool accepts(std::string_view field, std::initializer_list<std::string_view> ranges) {
+  if (trim(field).empty()) return true;
+  for (const std::string_view range : ranges) {
+    for (std::string_view rest = field; !rest.empty();) {
+      std::string_view parameters = take(rest, ',');
+      if (!equal(take(parameters, ';'), range)) continue;
+      bool good = true;
+      while (!parameters.empty()) {
+        std::string_view value = take(parameters, ';');
+        if (equal(take(value, '='), "q"))
+          good = trim(value).find_first_not_of("0.") != std::string_view::npos;
+      }
+      return good;
+    }
+  }
+  return false;
+}
+
 int hexadecimal(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
   if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
@@ -117,6 +138,15 @@ std::variant<Head, Refusal> read_head(std::string_view method, std::string_view 
   // A browser says so when a page of another origin makes it send something; no other client does.
   if (fields("Origin")) return Refusal{403};
 
+  const std::string encoding = fields("Content-Encoding").value_or("identity");
+  if (!equal(trim(encoding), "identity")) return Refusal{415};
+  const std::string media = fields("Accept").value_or("");
+  // A client that takes only text/xml can read application/xml.
+  if ((!accepts(media, {"application/xml", "application/*", "*/*", "*"}) &&
+       !accepts(media, {"text/xml", "text/*", "*/*", "*"})) ||
+      !accepts(fields("Accept-Charset").value_or(""), {"utf-8", "*"}))
+    return Refusal{406};
+
   Head head;
   if (method == "M-POST") {
     head.prefix = declared_prefix(fields("Man").value_or(""));
@@ -135,6 +165,23 @@ std::variant<Head, Refusal> read_head(std::string_view method, std::string_view 
   head.call.content_type = fields("Content-Type");
   head.call.accept_language = fields("Accept-Language").value_or("");
   return head;
+}
+
+std::optional<Refusal> framing_fault(std::string_view version, const Headers& fields) {
+  const auto number = [&](std::string_view name) {
+    return std::count_if(fields.begin(), fields.end(),
+                         [&](const auto& field) { return equal(field.first, name); });
+  };
+  const bool is_1_1 = version == "HTTP/1.1";
+  const auto lengths = number("Content-Length"), encodings = number("Transfer-Encoding");
+  const bool ends =
+      lengths + encodings <= 1 && (encodings == 0 || is_1_1) &&
+      std::all_of(fields.begin(), fields.end(), [](const auto& field) {
+        return !equal(field.first, "Transfer-Encoding") || equal(trim(field.second), "chunked");
+      });
+  const auto hosts = number("Host");
+  if (ends && (hosts == 1 || (hosts == 0 && !is_1_1))) return std::nullopt;
+  return Refusal{400, {{"Connection", "close"}}};
 }
 
 Headers reply_headers(const Headers& headers, const std::string& prefix) {

@@ -83,6 +83,54 @@ TEST(Head, PrefixIsTakenAwayFromFields) {
   EXPECT_EQ(head.call.method, std::nullopt);
 }
 
+TEST(Head, RepliesMustBeAcceptable) {
+  const auto accept = [](const char* value) {
+    return refusal("POST", "/cimom", {{"Accept", value}});
+  };
+  for (const char* good :
+       {"", "*/*", "*; q=.2", "application/xml", "TEXT/XML", "text/*", "image/png, application/*",
+        "text/html, image/gif, *; q=.2, */*; q=.2", "application/xml;q=0.001",
+        "application/xml;q=0, text/xml", "image/png;q=0, */*"})
+    EXPECT_EQ(accept(good), 0) << good;
+  for (const char* bad : {"image/png", "text/html, application/json", "*/*;q=0", "*/*; Q=0.000",
+                          "application/xml; q=0, text/xml;q=0, */*", "application/xmlx"})
+    EXPECT_EQ(accept(bad), 406) << bad;
+  const auto charset = [](const char* value) {
+    return refusal("POST", "/cimom", {{"Accept-Charset", value}});
+  };
+  for (const char* good : {"", "utf-8", "iso-8859-1, UTF-8;q=0.1", "*"})
+    EXPECT_EQ(charset(good), 0) << good;
+  for (const char* bad : {"iso-8859-1", "utf-8;q=0, *", "utf-16"})
+    EXPECT_EQ(charset(bad), 406) << bad;
+}
+
+TEST(Head, BodyMustNotBeEncoded) {
+  EXPECT_EQ(refusal("POST", "/cimom", {{"Content-Encoding", "Identity"}}), 0);
+  EXPECT_EQ(refusal("POST", "/cimom", {{"Content-Encoding", "gzip"}}), 415);
+  EXPECT_EQ(refusal("POST", "/cimom", {{"Content-Encoding", "identity, gzip"}}), 415);
+}
+
+TEST(Framing, LeavesNoDoubt) {
+  const auto fault = [](const char* version, const Headers& fields) {
+    const auto refusal = framing_fault(version, fields);
+    return refusal ? refusal->status : 0;
+  };
+  const std::pair<std::string, std::string> host{"Host", "x"}, length{"content-length", "1"},
+      chunked{"Transfer-Encoding", "Chunked"};
+  EXPECT_EQ(fault("HTTP/1.1", {host}), 0);
+  EXPECT_EQ(fault("HTTP/1.1", {host, length}), 0);
+  EXPECT_EQ(fault("HTTP/1.1", {host, chunked}), 0);
+  EXPECT_EQ(fault("HTTP/1.0", {length}), 0);
+  EXPECT_EQ(fault("HTTP/1.1", {length}), 400);
+  EXPECT_EQ(fault("HTTP/1.1", {host, host}), 400);
+  EXPECT_EQ(fault("HTTP/1.0", {host, host}), 400);
+  EXPECT_EQ(fault("HTTP/1.1", {host, length, chunked}), 400);
+  EXPECT_EQ(fault("HTTP/1.1", {host, length, {"Content-Length", "2"}}), 400);
+  EXPECT_EQ(fault("HTTP/1.1", {host, chunked, chunked}), 400);
+  EXPECT_EQ(fault("HTTP/1.1", {host, {"Transfer-Encoding", "gzip, chunked"}}), 400);
+  EXPECT_EQ(fault("HTTP/1.0", {chunked}), 400);
+}
+
 TEST(Head, RepliesToMPostCarryThePrefix) {
   const Headers headers = {{"Content-Type", "text/xml"}, {"CIMError", "request-not-valid"}};
   EXPECT_EQ(reply_headers(headers, ""), headers);

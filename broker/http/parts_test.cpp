@@ -31,6 +31,15 @@ TEST(Address, HasAText) {
   EXPECT_THROW(Address("no.such.host.invalid", 80), std::runtime_error);
 }
 
+TEST(Address, NetworkIsWhatOneClientCanHave) {
+  const auto network = [](const char* host) { return Address(host, 80).network(); };
+  EXPECT_EQ(network("192.0.2.1"), "192.0.2.1");
+  EXPECT_EQ(network("::ffff:192.0.2.1"), "::ffff:192.0.2.1");
+  EXPECT_EQ(network("2001:db8:0:1:aaaa::1"), "2001:db8:0:1::");
+  EXPECT_EQ(network("2001:db8:0:1:ffff:ffff:ffff:ffff"), "2001:db8:0:1::");
+  EXPECT_EQ(network("2001:db8:0:2::1"), "2001:db8:0:2::");
+}
+
 TEST(Address, PortInUseIsSaid) {
   Address first("127.0.0.1", 0);
   const int listener = first.listen();
@@ -71,8 +80,12 @@ TEST(Clock, HurryRunsEverythingOnce) {
     clock.cancel({});
     EXPECT_EQ(runs, 1);
     clock.after(minutes(10), [&] { ++runs; });
+    clock.after(
+        minutes(10), [&] { ++runs; }, Clock::Hurry::no);
+    clock.hurry();
+    EXPECT_EQ(runs, 2);
   }
-  EXPECT_EQ(runs, 1) << "what is not due is forgotten with the clock";
+  EXPECT_EQ(runs, 2) << "what is not due is forgotten with the clock";
 }
 
 TEST(Penalties, DoubleForEachAddressAndAreForgotten) {
@@ -82,16 +95,37 @@ TEST(Penalties, DoubleForEachAddressAndAreForgotten) {
   EXPECT_EQ(penalties.failed("a", now), milliseconds(2000));
   EXPECT_EQ(penalties.failed("b", now), milliseconds(1000));
   EXPECT_EQ(penalties.failed("a", now), milliseconds(4000));
+  for (int i = 0; i < 3; ++i) penalties.answered("a");
   EXPECT_EQ(penalties.failed("a", now + minutes(5)), milliseconds(4000));
-  EXPECT_EQ(penalties.failed("a", now + minutes(11)), milliseconds(1000));
+  EXPECT_EQ(penalties.failed("a", now + minutes(11)), milliseconds(4000)) << "one is held back";
+  penalties.answered("a");
+  penalties.answered("a");
+  EXPECT_EQ(penalties.failed("a", now + minutes(17)), milliseconds(1000));
+}
+
+TEST(Penalties, OnlySoManyAnswersOfANetworkAreHeldBack) {
+  Penalties penalties(milliseconds(1), milliseconds(4), 2);
+  penalties.failed("a");
+  EXPECT_TRUE(penalties.admits("a"));
+  penalties.failed("a");
+  EXPECT_FALSE(penalties.admits("a"));
+  EXPECT_TRUE(penalties.admits("b"));
+  penalties.answered("a");
+  EXPECT_TRUE(penalties.admits("a"));
+  penalties.answered("unknown");
 }
 
 TEST(Penalties, ManyAddressesPushOutTheOldest) {
   Penalties penalties(milliseconds(1), milliseconds(4));
   const auto now = std::chrono::steady_clock::now();
-  for (int i = 0; i < 1001; ++i) penalties.failed(std::to_string(i), now + milliseconds(i));
-  EXPECT_EQ(penalties.failed("1000", now), milliseconds(2));
-  EXPECT_EQ(penalties.failed("0", now), milliseconds(1));
+  // The first one's answer is still held back.
+  for (int i = 0; i < 1002; ++i) {
+    penalties.failed(std::to_string(i), now + milliseconds(i));
+    if (i > 0) penalties.answered(std::to_string(i));
+  }
+  EXPECT_EQ(penalties.failed("1001", now), milliseconds(2));
+  EXPECT_EQ(penalties.failed("0", now), milliseconds(2));
+  EXPECT_EQ(penalties.failed("1", now), milliseconds(1));
 }
 
 TEST(Workers, RunAllTasksAtOnceAndWaitForThem) {

@@ -64,8 +64,8 @@ void Server::State::connection(void* self, MHD_Connection* connection, void** co
       MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
   const Address address(
       MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS)->client_addr);
-  Peer* const peer = new Peer(shared, socket, address.host());
-  peer->limit(shared.limits.idle + shared.limits.receive);
+  Peer* const peer = new Peer(shared.clock, shared.watch, socket, address);
+  peer->receive_within(shared.limits.first_line);
   *context = peer;
 }
 
@@ -77,9 +77,10 @@ void* Server::State::request(void* self, const char*, MHD_Connection* connection
 }
 
 MHD_Result Server::State::handle(void* self, MHD_Connection*, const char* path, const char* method,
-                                 const char*, const char* data, std::size_t* size, void** context) {
+                                 const char* version, const char* data, std::size_t* size,
+                                 void** context) {
   try {
-    return (*static_cast<Held*>(*context))->advance(path, method, data, size);
+    return (*static_cast<Held*>(*context))->advance(path, method, version, data, size);
   } catch (const std::exception& error) {
     const Shared& shared = static_cast<State*>(self)->shared;
     if (shared.log) shared.log(0, std::string("a request was dropped: ") + error.what());
@@ -110,7 +111,8 @@ Server::Server(Handler handler, Options options)
       {MHD_OPTION_NOTIFY_COMPLETED, reinterpret_cast<intptr_t>(&State::completed), &state},
       {MHD_OPTION_NOTIFY_CONNECTION, reinterpret_cast<intptr_t>(&State::connection), &state},
       {MHD_OPTION_URI_LOG_CALLBACK, reinterpret_cast<intptr_t>(&State::request), &state},
-      {MHD_OPTION_STRICT_FOR_CLIENT, 1, nullptr}};
+      // The library answers a request without Host twice over; framing_fault looks for it.
+      {MHD_OPTION_STRICT_FOR_CLIENT, -1, nullptr}};
   unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
   if (const Certificate* const certificate = options.certificate.get()) {
     flags |= MHD_USE_TLS;
@@ -161,6 +163,10 @@ std::size_t Server::stop(std::chrono::milliseconds grace) {
   guard.lock();
   shared.changed.wait_for(guard, grace,
                           [&] { return shared.conversations == 0 && shared.in_hand == 0; });
+  guard.unlock();
+  // Also those that have come to rest meanwhile.
+  shared.clock.hurry();
+  guard.lock();
   return shared.in_hand;
 }
 

@@ -1,34 +1,17 @@
-// Each limit just under and just over, and what no client should send.
+// Each limit of size and number just under and just over, and what no client should send.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <thread>
 #include <vector>
 
-#include "broker/http/test_client.h"
+#include "broker/http/limited_test.h"
 
 namespace broker::http {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
-
-// A server with these limits; every test ends with a client that is served as before.
-class Limited : public testing::Test {
- protected:
-  void start(const Limits& limits) {
-    Options options;
-    options.limits = limits;
-    test_ = std::make_unique<TestServer>(echo, std::move(options));
-  }
-  std::unique_ptr<TestClient> connect() { return std::make_unique<TestClient>(test_->port); }
-  void TearDown() override { EXPECT_EQ(connect()->post("as before").body, "as before"); }
-
-  std::unique_ptr<TestServer> test_;
-  int own_ = -1;
-};
 
 TEST_F(Limited, Body) {
   Limits limits;
@@ -100,97 +83,6 @@ TEST_F(Limited, Connections) {
   EXPECT_EQ(one_more->receive().body, "waits");
 }
 
-TEST_F(Limited, RestBetweenRequests) {
-  Limits limits;
-  limits.idle = seconds(1);
-  start(limits);
-  const auto client = connect();
-  EXPECT_EQ(client->post("x").status, 200);
-  std::this_thread::sleep_for(milliseconds(100));
-  EXPECT_EQ(client->post("x").status, 200);
-  EXPECT_TRUE(client->closed_within(seconds(60)));
-}
-
-TEST_F(Limited, WorkIsNoRest) {
-  Limits limits;
-  limits.idle = seconds(1);
-  limits.receive = milliseconds(500);
-  Options options;
-  options.limits = limits;
-  test_ = std::make_unique<TestServer>(
-      [](const cimxml::Call& call, cimxml::Reply& reply) {
-        if (call.body == "slow") std::this_thread::sleep_for(milliseconds(3500));
-        echo(call, reply);
-      },
-      std::move(options));
-  const auto client = connect();
-  EXPECT_EQ(client->post("slow").body, "slow");
-  EXPECT_EQ(client->post("x").body, "x");
-}
-
-TEST_F(Limited, ReadingTheReplyTakesNoLongerThanRest) {
-  Limits limits;
-  limits.idle = seconds(1);
-  std::atomic<bool> gone = false;
-  Options options;
-  options.limits = limits;
-  test_ = std::make_unique<TestServer>(
-      [&](const cimxml::Call& call, cimxml::Reply& reply) {
-        if (call.body != "endless") return echo(call, reply);
-        reply.begin(200, {});
-        try {
-          while (true) reply.write(std::string(100'000, 'x'));
-        } catch (const cimxml::Reply::Gone&) {
-          gone = true;
-        }
-      },
-      std::move(options));
-  const auto client = connect();
-  client->send(request_text("POST", "endless"));
-  for (int i = 0; i < 6000 && !gone; ++i) std::this_thread::sleep_for(milliseconds(10));
-  EXPECT_TRUE(gone);
-}
-
-class SlowSender : public Limited, public testing::WithParamInterface<std::string> {};
-
-TEST_P(SlowSender, HasAllTheTimeThereIsAndNotMore) {
-  Limits limits;
-  limits.receive = milliseconds(1000);
-  start(limits);
-  const std::string request = GetParam();
-  const auto slow = connect();
-  const auto begun = std::chrono::steady_clock::now();
-  bool taken = slow->send("POST /cimom HTTP/1.1\r\n");
-  for (std::size_t i = 0; taken && i < request.size(); ++i) {
-    taken = slow->send(request.substr(i, 1)) && !slow->closed_within(milliseconds(50));
-  }
-  EXPECT_FALSE(taken);
-  EXPECT_GE(std::chrono::steady_clock::now() - begun, milliseconds(900));
-}
-
-INSTANTIATE_TEST_SUITE_P(Parts, SlowSender,
-                         testing::Values("Host: x\r\nX: " + std::string(2000, 'h'),
-                                         "Host: x\r\nContent-Length: 5000\r\n\r\n" +
-                                             std::string(2000, 'b')));
-
-TEST_F(Limited, SlowSenderWithinTheTimeIsServed) {
-  start(Limits());
-  const auto client = connect();
-  for (const char byte : request_text("POST", "slow")) {
-    client->send(std::string(1, byte));
-    std::this_thread::sleep_for(milliseconds(2));
-  }
-  EXPECT_EQ(client->receive().body, "slow");
-}
-
-TEST_F(Limited, ClientThatHasEndedSendingGetsItsReply) {
-  start(Limits());
-  const auto client = connect();
-  client->send(request_text("POST", "half"));
-  client->end_sending();
-  EXPECT_EQ(client->receive().body, "half");
-}
-
 TEST_F(Limited, BodyThatEndsEarlyIsNoRequest) {
   start(quick_limits());
   const auto client = connect();
@@ -216,6 +108,26 @@ TEST_P(Malformed, IsRefused) {
   EXPECT_TRUE(status == 0 || status >= 400) << status;
 }
 
+// Two requests in one, one for nobody: a whole refusal, and nothing of the rest is answered.
+TEST_F(Limited, HeadersInDoubtAreRefusedOnce) {
+  start(Limits());
+  for (const std::string fields :
+       {"Content-Length: 1\r\n", "Host: x\r\nHost: y\r\nContent-Length: 1\r\n",
+        "Host: x\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n",
+        "Host: x\r\nContent-Length: 1\r\nContent-Length: 2\r\n"}) {
+    const auto client = connect();
+    client->send("POST /cimom HTTP/1.1\r\n" + fields + "\r\na" + request_text("POST", "second"));
+    TestReply reply = client->receive();
+    EXPECT_EQ(reply.status, 400) << fields;
+    EXPECT_TRUE(reply.whole) << fields;
+    EXPECT_EQ(reply.headers["connection"], "close");
+    EXPECT_EQ(client->receive().status, 0) << fields;
+  }
+  const auto old = connect();
+  old->send("POST /cimom HTTP/1.0\r\nContent-Length: 3\r\n\r\nold");
+  EXPECT_EQ(old->receive().body, "old") << "which knew no Host";
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Requests, Malformed,
     testing::Values(
@@ -234,7 +146,7 @@ TEST_F(Limited, SocketsAreClosedOnExec) {
   start(Limits());
   const auto client = connect();
   EXPECT_EQ(client->post("x").status, 200);
-  int checked = 0;
+  int checked = 0, own = -1;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     std::error_code error;
     const std::string target = std::filesystem::read_symlink(entry, error);
@@ -246,7 +158,7 @@ TEST_F(Limited, SocketsAreClosedOnExec) {
       continue;
     }
     // The test's own socket is the one that is not.
-    EXPECT_EQ(std::exchange(own_, descriptor), -1) << target;
+    EXPECT_EQ(std::exchange(own, descriptor), -1) << target;
   }
   EXPECT_GE(checked, 4) << "listener, connection, epoll and event descriptors";
 }

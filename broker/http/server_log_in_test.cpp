@@ -40,18 +40,21 @@ std::string log_in(const std::string& credentials) {
 
 class LogIn : public testing::Test {
  protected:
-  void start(milliseconds delay = milliseconds(1)) {
+  void start(milliseconds delay = milliseconds(1), int growth = 4) {
     Options options;
     options.users = users_with("operator", "right");
     options.limits.delay = delay;
-    options.limits.longest_delay = delay * 4;
+    options.limits.longest_delay = delay * growth;
     options.log = [this](int severity, const std::string& text) {
       const std::lock_guard guard(lock_);
       if (severity <= 1) log_.push_back(text);
     };
     test_ = std::make_unique<TestServer>(
         [this](const cimxml::Call& call, cimxml::Reply& reply) {
-          principal_ = call.principal;
+          {
+            const std::lock_guard guard(lock_);
+            principal_ = call.principal;
+          }
           echo(call, reply);
         },
         std::move(options));
@@ -123,6 +126,45 @@ TEST_F(LogIn, FailureIsHeldBackAndKeepsNobodyElseWaiting) {
   EXPECT_GE(served, 3);
   EXPECT_EQ(wrong.receive().status, 401);
   EXPECT_GE(steady_clock::now() - begun, milliseconds(500));
+}
+
+TEST_F(LogIn, LongNamesAreCutInTheLog) {
+  start();
+  EXPECT_EQ(post(log_in(std::string(40'000, 'n') + ":x")).status, 401);
+  const std::lock_guard guard(lock_);
+  EXPECT_THAT(log_, testing::ElementsAre("refused a log-in of user '" + std::string(255, 'n') +
+                                         "' from 127.0.0.1"));
+}
+
+TEST_F(LogIn, GuessingInParallelIsNoQuicker) {
+  start(milliseconds(1500), 1);
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+  std::vector<std::unique_ptr<TestClient>> clients;
+  for (int i = 0; i < 20; ++i) {
+    clients.push_back(std::make_unique<TestClient>(test_->port));
+    clients.back()->send(request_text("POST", "x", log_in("operator:wrong")));
+  }
+  EXPECT_EQ(post(log_in("operator:right")).status, 200) << "who is known is not kept waiting";
+  int wrong = 0, unseen = 0;
+  for (const auto& client : clients) {
+    const TestReply reply = client->receive();
+    wrong += reply.status == 401 ? 1 : 0;
+    unseen += reply.status == 503 && reply.headers.contains("retry-after") ? 1 : 0;
+  }
+  EXPECT_EQ(wrong, 4);
+  EXPECT_EQ(unseen, 16);
+  EXPECT_EQ(log_.size(), 4u);
+  EXPECT_EQ(post(log_in("operator:wrong")).status, 401) << "there is room again";
+}
+
+TEST_F(LogIn, ManyRightOnesAtOnceAreAllAdmitted) {
+  start();
+  std::vector<std::unique_ptr<TestClient>> clients;
+  for (int i = 0; i < 20; ++i) {
+    clients.push_back(std::make_unique<TestClient>(test_->port));
+    clients.back()->send(request_text("POST", "x", log_in("operator:right")));
+  }
+  for (const auto& client : clients) EXPECT_EQ(client->receive().status, 200);
 }
 
 TEST_F(LogIn, WithoutCredentialsNothingIsHeldBack) {

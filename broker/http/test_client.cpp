@@ -100,6 +100,12 @@ TestReply TestClient::receive() {
   return reply;
 }
 
+std::size_t TestClient::read_up_to(std::size_t most) {
+  std::string buffer(most, '\0');
+  const ssize_t count = recv(socket_, buffer.data(), most, MSG_WAITALL);
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
 bool TestClient::closed_within(std::chrono::milliseconds time) {
   const auto end = std::chrono::steady_clock::now() + time;
   while (true) {
