@@ -45,7 +45,8 @@ constexpr const char* footer =
     "Clients use http://ADDRESS:PORT/cimom and the name space root/cimv2. Other addresses\n"
     "than those of this machine's own loopback need --users, --cert and --key.\n"
     "SIGHUP makes it read the users file again; SIGTERM and Ctrl-C end it, but no test that\n"
-    "a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when it was ended so.";
+    "a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when it was ended so.\n"
+    "The log may be moved away at any time: each line goes to the file that has its name then.";
 
 void note(int severity, const std::string& text) {
   using NKVRHVX20::ILogger;

@@ -7,6 +7,7 @@ import http.client
 import os
 import pathlib
 import pty
+import random
 import re
 import signal
 import socket
@@ -17,7 +18,10 @@ import time
 import warnings
 
 from command_case import PROGRAM, main
-from server_case import RECORD, SERVICE, ServerTest, enumeration, run_of
+from server_case import RECORD, SERVICE, SPACE, ServerTest, enumeration, run_of
+
+# Memory of a program under a sanitizer is the sanitizer's.
+SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM).read_bytes()
 
 
 class Serve(ServerTest):
@@ -107,6 +111,92 @@ class Serve(ServerTest):
         status, text = self.ask(enumeration(SERVICE).replace("</CIM>", ""))
         self.assertEqual(status, 400, text)
         self.assertEqual(self.count(SERVICE), 1)
+
+
+    def test_mutations_leave_it_as_it_was(self):
+        """Damaged requests, header and body, each on a connection that is closed at once, or when
+        the server has said something; afterwards it has no more descriptors, threads and memory
+        than before."""
+        self.serve("--no-auth")
+        body = enumeration(SERVICE).encode()
+        good = (b"POST /cimom HTTP/1.1\r\nHost: localhost\r\nCIMOperation: MethodCall\r\n"
+                b"CIMMethod: EnumerateInstances\r\nCIMObject: root%2Fcimv2\r\nAccept: text/xml\r\n"
+                b'Content-Type: application/xml; charset="utf-8"\r\nContent-Length: ')
+        good += b"%d\r\n\r\n" % len(body) + body
+        statuses = self.send_mutated(good, range(50))  # everything is loaded and warm
+        before = self.resources()
+        statuses |= self.send_mutated(good, range(50, 350))
+        self.assertLessEqual({200, 400}, statuses)
+        self.assertLessEqual(statuses, {None, 200, 400, 404, 405, 406, 413, 415, 431, 501})
+        self.wait_for(lambda: all(now <= then for now, then in zip(self.resources(), before)),
+                      f"{before} before")
+        self.assertEqual(self.count(SERVICE), 1)
+
+    def send_mutated(self, good, seeds):
+        pieces = [b"", b"\0", b"\r\n", b"\r\n\r\n", b" ", b":", b"\xff", b"-1", b"%00", b"%", b"<",
+                  b"99999999999999999999", b"Transfer-Encoding: chunked\r\n", b"A" * 70000,
+                  b"Expect: 100-continue\r\n", b"Content-Length: 3\r\n", b"HTTP/1.0", b"M-"]
+        statuses = set()
+        for seed in seeds:
+            some = random.Random(seed)  # the same each time
+            sent = good
+            for _ in range(some.randint(1, 3)):
+                # The header is shorter than the body, and has more to break.
+                end = good.index(b"\r\n\r\n") if some.random() < 0.7 else len(sent)
+                at = some.randrange(end)
+                sent = sent[:at] + some.choice(pieces) + sent[at + some.choice([0, 0, 1, 5, 40]):]
+            with socket.create_connection(("127.0.0.1", self.port), timeout=60) as client:
+                try:
+                    client.sendall(sent)
+                    if some.random() < 0.8:
+                        client.shutdown(socket.SHUT_WR)
+                    client.settimeout(0.1)  # nothing may come: the request looks unfinished
+                    reply = client.recv(1000) if some.random() < 0.8 else b""
+                except OSError:  # it was closed while all that was sent
+                    reply = b""
+            found = re.match(rb"HTTP/1\.[01] (\d{3}) ", reply)
+            self.assertTrue(found or not reply, reply)
+            statuses.add(int(found[1]) if found else None)
+        return statuses
+
+    def resources(self):
+        """Descriptors, threads and resident MiB; memory has some room to settle."""
+        process = pathlib.Path(f"/proc/{self.process.pid}")
+        descriptors = len(list((process / "fd").iterdir()))
+        threads = len(list((process / "task").iterdir()))
+        return descriptors, threads, 0 if SANITIZED else self.memory("VmRSS") // 16 * 16
+
+    def memory(self, which):
+        """In MiB: VmRSS is what it has, VmHWM the most that it had."""
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        return int(re.search(rf"{which}:\s*(\d+) kB", status)[1]) // 1024
+
+    def test_long_reply_is_never_in_memory_as_a_whole(self):
+        if SANITIZED:
+            self.skipTest("memory is the sanitizer's")
+        self.serve("--no-auth")
+        call = (f'<SIMPLEREQ><IMETHODCALL NAME="EnumerateClasses"><LOCALNAMESPACEPATH>{SPACE}'
+                '</LOCALNAMESPACEPATH><IPARAMVALUE NAME="DeepInheritance"><VALUE>TRUE</VALUE>'
+                '</IPARAMVALUE><IPARAMVALUE NAME="LocalOnly"><VALUE>FALSE</VALUE></IPARAMVALUE>'
+                "</IMETHODCALL></SIMPLEREQ>")
+        def ask(times):
+            connection = self.connect()
+            connection.request("POST", "/cimom", (
+                '<?xml version="1.0" encoding="utf-8"?><CIM CIMVERSION="2.0" DTDVERSION="2.0">'
+                f'<MESSAGE ID="1" PROTOCOLVERSION="1.0"><MULTIREQ>{call * times}</MULTIREQ>'
+                "</MESSAGE></CIM>"), {"Content-Type": "application/xml", "CIMBatch": "",
+                                      "CIMOperation": "MethodCall"})
+            reply = connection.getresponse()
+            self.assertEqual(reply.status, 200)
+            size = 0
+            while piece := reply.read(1 << 20):
+                size += len(piece)
+            return size / (1 << 20)
+        ask(2)
+        before = self.memory("VmHWM")
+        size = ask(100)
+        self.assertGreater(size, 30)
+        self.assertLess(self.memory("VmHWM") - before, size / 4)
 
 
 class LogIn(ServerTest):

@@ -118,6 +118,14 @@ class Wbemcli(ServerTest):
         self.serve("--users", "users", *self.make_certificate())
         found = self.lines("ein", "-noverify", f"@{SERVICE}", user="operator:secret")
         self.assertEqual(len(found), 1)
+        self.url = self.url.replace("127.0.0.1", "localhost")
+        known = ["-cacert", str(self.folder / "cert.pem")]
+        found = self.lines("ein", *known, f"@{SERVICE}", user="operator:secret")
+        self.assertEqual(len(found), 1)
+        self.make_certificate("other")
+        known = ["-cacert", str(self.folder / "other.pem")]
+        self.ask_with("ein", *known, f"@{SERVICE}", user="operator:secret")
+        self.assertNotEqual(self.status, 0, "it is the certificate of another")
         self.ask_with("ein", f"@{SERVICE}", user="operator:secret")
         self.assertNotEqual(self.status, 0, "nobody vouches for the certificate")
 
