@@ -1,6 +1,5 @@
 #include "cli/object_managers.h"
 
-#include <algorithm>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -29,22 +28,48 @@ std::optional<std::string> working_directory(const fs::path& file) {
   return {};
 }
 
+struct PegasusRegistration {
+  std::string unit;       // empty: none was found
+  std::string directory;  // that it is to run in
+};
+
+std::optional<PegasusRegistration> pegasus_registration(const std::string& line) {
+  const std::string manager = "pegasus|";
+  const std::size_t end = line.find('|', manager.size());
+  if (!line.starts_with(manager) || end == line.npos) return {};
+  return PegasusRegistration{line.substr(manager.size(), end - manager.size()),
+                             line.substr(end + 1)};
+}
+
+Finding pegasus_finding(const PegasusRegistration& registered, const fs::path& root) {
+  std::string directory = registered.directory;
+  if (!registered.unit.empty()) {
+    const fs::path file =
+        root / "etc/systemd/system" / (registered.unit + ".service.d") / "hddtest.conf";
+    const auto set = working_directory(file);
+    if (!set) {
+      return {"pegasus", false, file.string() + " does not set the working directory",
+              "run 'hddtest-register pegasus' again"};
+    }
+    directory = *set;
+  }
+  return message_finding("pegasus", root / fs::path(directory).relative_path());
+}
+
 }  // namespace
 
 std::vector<Finding> object_manager_findings(const fs::path& root) {
   std::vector<Finding> findings;
-  std::error_code error;
-  if (fs::exists(root / "var/lib/sfcb/stage/regs/hddtest.reg", error))
-    findings.push_back(message_finding("sfcb", root));
-
-  std::vector<fs::path> folders;
-  for (fs::directory_iterator entry(root / "etc/systemd/system", error), end; entry != end;
-       entry.increment(error))
-    if (entry->path().extension() == ".d") folders.push_back(entry->path());
-  std::sort(folders.begin(), folders.end());
-  for (const fs::path& folder : folders)
-    if (const auto directory = working_directory(folder / "hddtest.conf"))
-      findings.push_back(message_finding("pegasus", root / fs::path(*directory).relative_path()));
+  bool sfcb = false;
+  std::ifstream note(root / "var/lib/hddtest/registrations");
+  for (std::string line; std::getline(note, line);) {
+    if (line.starts_with("sfcb|") && !sfcb) {  // all stages share the one link
+      sfcb = true;
+      findings.push_back(message_finding("sfcb", root));
+    } else if (const auto registered = pegasus_registration(line)) {
+      findings.push_back(pegasus_finding(*registered, root));
+    }
+  }
   return findings;
 }
 

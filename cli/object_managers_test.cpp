@@ -23,7 +23,8 @@ class ObjectManagers : public testing::Test {
     fs::create_directories((root_ / file).parent_path());
     std::ofstream(root_ / file) << text;
   }
-  void register_sfcb() { write("var/lib/sfcb/stage/regs/hddtest.reg", "[C]\n"); }
+  void note(const std::string& text) { write("var/lib/hddtest/registrations", text); }
+  void register_sfcb() { note("sfcb|/srv/stage|||\n"); }
   void link_messages() { fs::create_symlink("usr/share/hddtest", root_ / "hddtest"); }
   void set_directory(const std::string& unit, const std::string& folder) {
     write("etc/systemd/system/" + unit + ".service.d/hddtest.conf",
@@ -68,6 +69,7 @@ TEST_F(ObjectManagers, SfcbNeedsALinkThatLeadsToTheMessages) {
 }
 
 TEST_F(ObjectManagers, PegasusNeedsTheMessagesInTheFolderThatWasSet) {
+  note("pegasus|tog-pegasus|/usr/share\n");
   set_directory("tog-pegasus", "/usr/share");
   const Finding present = only();
   EXPECT_TRUE(present.ok);
@@ -78,10 +80,33 @@ TEST_F(ObjectManagers, PegasusNeedsTheMessagesInTheFolderThatWasSet) {
   EXPECT_EQ(missing.remedy, "run 'hddtest-register pegasus' again");
 }
 
+TEST_F(ObjectManagers, PegasusNeedsTheDropInOfItsUnit) {
+  note("pegasus|cimserver|/usr/share\n");
+  const Finding missing = only();
+  EXPECT_FALSE(missing.ok);
+  EXPECT_EQ(missing.found,
+            (root_ / "etc/systemd/system/cimserver.service.d/hddtest.conf").string() +
+                " does not set the working directory");
+  set_directory("cimserver", "/usr/share");
+  EXPECT_TRUE(only().ok);
+}
+
+TEST_F(ObjectManagers, PegasusWithoutAUnitNeedsTheMessagesWhereItIsToBeStarted) {
+  note("pegasus||/usr/share\n");
+  EXPECT_TRUE(only().ok);
+  fs::remove(root_ / "usr/share/hddtest/hddtest.msg.xml");
+  EXPECT_FALSE(only().ok);
+}
+
+TEST_F(ObjectManagers, LinesThatAreNoneAreLeftOut) {
+  note("\npegasus|\npegasus\nsfcb\nother|a|b\n");
+  EXPECT_TRUE(object_manager_findings(root_).empty());
+}
+
 TEST_F(ObjectManagers, EachIsAFindingOfItsOwn) {
-  register_sfcb();
   set_directory("a", "/usr/share");
   set_directory("b", "/srv");
+  note("sfcb|/var/lib/sfcb/stage|||\nsfcb|/srv/stage|/r|/s|u\npegasus|a|/srv\npegasus|b|/srv\n");
   const std::vector<Finding> findings = object_manager_findings(root_);
   ASSERT_EQ(findings.size(), 3u);
   EXPECT_FALSE(findings[0].ok);

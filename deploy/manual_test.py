@@ -4,8 +4,10 @@ command is the first argument."""
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import sys
+import tempfile
 import unittest
 
 PROGRAM = pathlib.Path(sys.argv[1]).resolve()
@@ -72,6 +74,85 @@ class Command(unittest.TestCase):
         told = section(self.text, "SH", "ENVIRONMENT")
         for name in read:
             self.assertIn(name, told)
+
+
+# Each path that the pages tell, and where this tree has it: a file, and what that says.
+SCRIPT = "deploy/hddtest-register"
+NOTE = {"/var/lib/hddtest/registrations": (SCRIPT, "note=$root/var/lib/hddtest/registrations"),
+        "/hddtest": (SCRIPT, "link=$root/hddtest\n"),
+        "/etc/systemd/system/UNIT.service.d/hddtest.conf": (SCRIPT, ".service.d/hddtest.conf")}
+FILES = {
+    "hddtest.1": {
+        **NOTE,
+        "/var/log/hvx/diagnostics.log": ("platform/support/logger.cpp",
+                                         '"/var/log/hvx/diagnostics.log"'),
+        "/usr/share/hddtest/hddtest.msg.xml": ("cli/places.cpp", '"hddtest/hddtest.msg.xml"'),
+        "/usr/share/hddtest/hddtest.reg": ("cli/places.cpp", "hddtest/hddtest.reg"),
+        "/etc/hddtest/users": ("deploy/systemd/hddtest.service", "--users /etc/hddtest/users\n"),
+        "/lib/systemd/system/hddtest.service": ("deploy/package.cmake",
+                                                "DESTINATION /lib/systemd/system"),
+        "/tmp/sgMap.txt": ("discovery/scratch_file.cpp", '"/tmp/sgMap.txt"')},
+    "hddtest-register.8": {
+        **NOTE, **{f"/usr/share/hddtest/{name}": (SCRIPT, f" {name}")
+                   for name in ("hddtest.reg", "pegasus.mof", "kavro.mof", "cim.mof",
+                                "hddtest.msg.xml")}}}
+
+
+class Files(unittest.TestCase):
+    def test_each_that_is_told_is_used_and_no_other_is_told(self):
+        for name, files in FILES.items():
+            heads = re.findall(r"^\.TP\n\.IR? (.*)$", section(page(name), "SH", "FILES"),
+                               re.MULTILINE)
+            self.assertEqual(sorted(path for head in heads
+                                    for path in re.findall(r"/[\w./-]+", head)), sorted(files), name)
+            for path, (source, text) in files.items():
+                self.assertIn(text, (TREE / source).read_text(), path)
+
+
+class ExitStatus(unittest.TestCase):
+    text = section(page("hddtest.1"), "SH", "EXIT STATUS")
+
+    def told(self, command, status):
+        """Whether the text on the command, or on every command, has this status."""
+        sentences = re.sub(r"\n\.BR? ", " ", self.text.replace("\n", " \n")).split(". ")
+        return any(re.search(rf"\b({command}|[Ee]very command)\b.*\bwith {status}\b", sentence,
+                             re.DOTALL) for sentence in sentences)
+
+    def test_run_ends_as_its_help_says(self):
+        told = re.findall(r"^\.TP\n\.B (\d)$", self.text, re.MULTILINE)
+        shown = help_of(PROGRAM, "run").split("Exit status:")[1].split("JSON")[0]
+        self.assertEqual(told, sorted(set(re.findall(r"\b\d\b", shown)) | {"0"}))
+
+    def test_others_end_as_they_are_told(self):
+        for command, status in ((["check", "--data", "/none"], 1), (["enumerate", "None"], 3),
+                                (["invoke", "None", "None"], 3), (["serve"], 3)):
+            done = subprocess.run([PROGRAM, *command], capture_output=True, timeout=120)
+            self.assertEqual(done.returncode, status, command)
+            self.assertTrue(self.told(command[0], status), command)
+
+    def test_a_server_that_is_ended_ends_with_0(self):
+        server = subprocess.Popen([PROGRAM, "serve", "--no-auth", "--port", "0"], text=True,
+                                  stdout=subprocess.PIPE)
+        with server:
+            self.assertIn("Listening", server.stdout.readline())
+            server.send_signal(signal.SIGINT)
+        self.assertEqual(server.returncode, 0)
+        self.assertTrue(self.told("serve", 0))
+
+    def test_another_command_ends_as_the_signal_has_it(self):
+        with tempfile.TemporaryDirectory(prefix="hddtest_manual.") as folder:
+            with subprocess.Popen([PROGRAM, "passwd", f"{folder}/users", "admin"],
+                                  stdin=subprocess.PIPE) as command:
+                command.send_signal(signal.SIGINT)
+                self.assertEqual(command.wait(60), -signal.SIGINT)
+        self.assertIn(f"with {128 + signal.SIGINT} after Ctrl-C", self.text)
+
+    def test_registering_ends_as_it_says(self):
+        told = re.findall(r"^\.B (\d)$", section(page("hddtest-register.8"), "SH", "EXIT STATUS"),
+                          re.MULTILINE)
+        script = (FOLDER / "hddtest-register").read_text()
+        used = set(re.findall(r"\bexit (\d)", script))
+        self.assertEqual(told, sorted(used))
 
 
 class Register(unittest.TestCase):

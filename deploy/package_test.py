@@ -45,8 +45,8 @@ def build_packages():
 
 # Whatever this machine's dpkg is set to log and to leave out.
 def dpkg(*arguments):
-    clean_root.run("dpkg", f"--root={ROOT}", "--log=/dev/null", "--path-include=*", *arguments,
-                   env=ENVIRONMENT)
+    return clean_root.run("dpkg", f"--root={ROOT}", "--log=/dev/null", "--path-include=*", *arguments,
+                          env=ENVIRONMENT)
 
 
 class PackageTest(unittest.TestCase):
@@ -59,6 +59,15 @@ class PackageTest(unittest.TestCase):
     def purge(self):
         dpkg("--purge", "hddtest", "hddtest-module")
 
+    def remove(self):
+        return dpkg("--remove", "hddtest", "hddtest-module")
+
+    def registered(self):
+        """What a registration has put anywhere."""
+        return sorted(path for path in clean_root.contents(ROOT)
+                      if path.split("/")[-1] in ("hddtest.mof", "hddtest.reg", "registrations")
+                      or path == "hddtest")
+
     def expect_no_trace(self, before):
         after = clean_root.contents(ROOT)
         self.assertEqual({path: what for path, what in after.items() if before.get(path) != what},
@@ -68,9 +77,11 @@ class PackageTest(unittest.TestCase):
     def place(self, name, text):
         """A program in the root, until the end of the test."""
         program = ROOT / name
+        # The root's links lead out of it from here.
+        self.assertFalse(program.is_symlink(), program)
         program.write_text(text)
         program.chmod(0o755)
-        self.addCleanup(program.unlink)
+        self.addCleanup(program.unlink, missing_ok=True)
 
     def in_root(self, *command, status=0):
         done = subprocess.run(["chroot", ROOT, *command], capture_output=True, text=True,
@@ -152,17 +163,36 @@ class PackageTest(unittest.TestCase):
     def test_a_registration_is_found_and_ends_with_the_package(self):
         for name, text in SFCB.items():
             self.place(f"usr/bin/{name}", text)
+        self.place("usr/local/bin/pidof", "#!/bin/sh\nexit 1\n")
         self.addCleanup(shutil.rmtree, ROOT / "var/lib/sfcb")
+        self.addCleanup(shutil.rmtree, ROOT / "var/lib/other")
         self.assertNotIn("sfcb", self.findings())
-        self.in_root("hddtest-register", "sfcb")
+        self.in_root("hddtest-register", "sfcb", "--stage", "/var/lib/other/stage")
         self.assertTrue(self.findings()["sfcb"]["ok"])
         (ROOT / "hddtest").unlink()
         self.assertFalse(self.findings()["sfcb"]["ok"])
         self.in_root("hddtest-register", "sfcb")
         self.assertEqual(os.readlink(ROOT / "hddtest"), "/usr/share/hddtest")
-        self.purge()
-        self.assertFalse((ROOT / "hddtest").is_symlink())
-        self.assertFalse((ROOT / "var/lib/sfcb/stage/regs/hddtest.reg").exists())
+        self.remove()
+        self.assertEqual(self.registered(), [])
+
+    def test_a_registration_ends_with_the_package_while_its_manager_runs(self):
+        for name, text in SFCB.items():
+            self.place(f"usr/bin/{name}", text)
+        self.place("usr/local/bin/pidof", "#!/bin/sh\nexit 1\n")
+        self.addCleanup(shutil.rmtree, ROOT / "var/lib/other")
+        self.in_root("hddtest-register", "sfcb", "--stage", "/var/lib/other/stage")
+        self.place("usr/local/bin/pidof", "#!/bin/sh\n")
+        self.assertIn("stop sfcb, run sfcbrepos -f -s /var/lib/other/stage, and start", self.remove())
+        self.assertEqual(self.registered(), ["var/lib/hddtest/registrations"])
+
+    def test_a_server_without_a_unit_is_found_and_forgotten_with_the_package(self):
+        for name in ("cimmof", "cimprovider", "cimcli"):
+            self.place(f"usr/bin/{name}", "#!/bin/sh\n")
+        self.in_root("hddtest-register", "pegasus")
+        self.assertTrue(self.findings()["pegasus"]["ok"])
+        self.remove()
+        self.assertEqual(self.registered(), [])
 
 
 class Lintian(unittest.TestCase):

@@ -13,9 +13,11 @@ SCRIPT = pathlib.Path(sys.argv[1]).resolve()
 DATA = SCRIPT.parent.parent / "share/hddtest"
 
 # Of the system, nothing else is on PATH: no object manager that this machine may have.
-TOOLS = "sh sed cat readlink dirname ln rm rmdir mkdir mktemp cp find grep".split()
+TOOLS = "sh sed cat readlink dirname ln rm rmdir mkdir mktemp mv cp find grep".split()
 
 # NAME_STATUS and NAME_OUTPUT say how a stand-in ends and what it prints.
+NOTE = "var/lib/hddtest/registrations"
+
 STAND_IN = r"""#!/bin/sh
 name=${0##*/}
 echo "$name $*" >> "$RECORD"
@@ -86,7 +88,8 @@ class CommandLine(RegisterTest):
     def test_mistakes_change_nothing(self):
         self.install("sfcbstage", "sfcbrepos", "cimmof", "cimprovider")
         for arguments in ([], ["other"], ["sfcb", "pegasus"], ["sfcb", "--wrong"],
-                          ["sfcb", "--stage", ""]):
+                          ["sfcb", "--stage", ""], ["sfcb", "--stage", "a|b"],
+                          ["sfcb", "--schema", "a\nb"]):
             self.run_script(*arguments, status=2)
             self.assertRegex(self.errors, r"\Ahddtest-register: .*--help\n\Z")
         self.assertEqual((self.calls(), self.files()), ([], {}))
@@ -115,7 +118,7 @@ class Sfcb(RegisterTest):
         self.stage = self.root / "var/lib/sfcb/stage"
 
     def expected(self, classes):
-        return {"hddtest": str(DATA),
+        return {"hddtest": str(DATA), NOTE: f"sfcb|{self.stage}|||\n",
                 "var/lib/sfcb/stage/mofs/root/cimv2/hddtest.mof": classes,
                 "var/lib/sfcb/stage/regs/hddtest.reg": (DATA / "hddtest.reg").read_text()}
 
@@ -163,6 +166,51 @@ class Sfcb(RegisterTest):
         self.run_script("sfcb", "--stage", stage, "--registrations", "/r", "--schema", "/s")
         self.assertEqual(self.calls("sfcbrepos"), [f"sfcbrepos -f -s {stage} -r /r -c /s"])
         self.assertTrue((stage / "regs/hddtest.reg").is_file())
+        self.assertEqual(self.files()[NOTE], f"sfcb|{stage}|/r|/s|\n")
+
+    def test_unregistering_takes_back_every_stage_with_the_folders_it_was_given(self):
+        one, two = self.folder / "stage one", self.folder / "two"
+        self.run_script("sfcb", "--stage", one, "--registrations", "/r", "--schema", "/s")
+        self.run_script("sfcb", "--stage", "two", "--unit", "mine")  # relative
+        self.run_script("sfcb", "--unregister")
+        self.assertEqual(self.calls(), [f"sfcbrepos -f -s {one} -r /r -c /s",
+                                        f"sfcbrepos -f -s {two}"])
+        self.assertEqual(self.files(), {})
+        self.assertEqual([path for stage in (one, two) for path in stage.rglob("hddtest.*")], [])
+
+    def test_one_of_two_stages_leaves_the_link_to_the_other(self):
+        other = self.folder / "other"
+        self.run_script("sfcb")
+        self.run_script("sfcb", "--stage", other)
+        self.run_script("sfcb", "--unregister", "--stage", other)
+        self.assertEqual(self.files(), self.expected((DATA / "kavro.mof").read_text()))
+        self.run_script("sfcb", "--unregister", "--stage", self.stage)
+        self.assertEqual(self.files(), {})
+
+    def test_a_stage_that_is_gone_is_forgotten(self):
+        stage = self.folder / "stage"
+        self.run_script("sfcb", "--stage", stage)
+        shutil.rmtree(stage)
+        self.run_script("sfcb", "--unregister")
+        self.assertEqual((self.files(), self.calls()), ({}, []))
+
+    def test_files_and_link_go_while_it_runs_without_a_unit_and_the_rest_is_told(self):
+        self.run_script("sfcb", "--schema", "/s")
+        self.settings["pidof_STATUS"] = "0"
+        self.run_script("sfcb", "--unregister", status=1)
+        self.assertEqual((self.files(), self.calls()),
+                         ({NOTE: f"sfcb|{self.stage}||/s|\n"}, []))
+        self.assertIn(f"sfcbrepos -f -s {self.stage} -c /s, and start sfcb again", self.errors)
+        self.settings["pidof_STATUS"] = "1"
+        self.run_script("sfcb", "--unregister")  # now the repository too
+        self.assertEqual((self.files(), self.calls()),
+                         ({}, [f"sfcbrepos -f -s {self.stage} -c /s"]))
+
+    def test_a_link_in_the_way_leaves_the_manager_running(self):
+        self.install_unit("sfcb", active=True)
+        (self.root / "hddtest").symlink_to("/elsewhere")
+        self.run_script("sfcb", status=1)
+        self.assertEqual(self.calls()[-1], "systemctl start sfcb")
 
     def test_a_foreign_file_in_the_links_place_stops_it_all_and_stays(self):
         (self.root / "hddtest").symlink_to("/elsewhere")
@@ -171,10 +219,18 @@ class Sfcb(RegisterTest):
             self.assertEqual((self.files(), self.calls()), ({"hddtest": "/elsewhere"}, []))
 
     def test_an_error_in_the_output_is_a_failure_although_the_status_is_0(self):
-        self.settings["sfcbrepos_OUTPUT"] = "hddtest.mof(3): Syntax ERROR"
-        self.run_script("sfcb", status=1)
-        self.assertIn("Syntax ERROR", self.output)
-        self.assertIn("--unregister", self.errors)
+        for text in ("hddtest.mof(3): Syntax ERROR", "error: no such class", "Fatal error.",
+                     "CIM_Error.mof\nhddtest.mof:3: error: unknown qualifier"):
+            self.settings["sfcbrepos_OUTPUT"] = text
+            self.run_script("sfcb", status=1)
+            self.assertIn(text.split("\n")[-1], self.output)
+            self.assertIn("--unregister", self.errors)
+
+    def test_the_name_of_an_error_class_in_the_output_is_none(self):
+        for text in ("Compiling Interop/CIM_Error.mof", "/s/Error.mof", "class CIM_Error", "CIM_ErrorType:",
+                     "Done: 0 errors", "No errors."):
+            self.settings["sfcbrepos_OUTPUT"] = text
+            self.run_script("sfcb")
 
     def test_a_running_manager_is_stopped_for_the_rebuild_even_if_that_fails(self):
         self.install_unit("sblim-sfcb", active=True)
@@ -238,7 +294,8 @@ class Pegasus(RegisterTest):
                 f"cimmof -nroot/PG_InterOp {DATA}/pegasus.mof", *self.RESTART])
             text = self.files()[self.drop_in]
             self.assertTrue(text.endswith(f"[Service]\nWorkingDirectory={DATA.parent}\n"), text)
-            self.assertEqual(len(self.files()), len(self.before) + 1)
+            self.assertEqual(self.files()[NOTE], f"pegasus|tog-pegasus|{DATA.parent}\n")
+            self.assertEqual(len(self.files()), len(self.before) + 2)
 
     def test_superclasses_come_first_where_they_are_wanted(self):
         self.run_script("pegasus", "--with-cim")
@@ -275,13 +332,18 @@ class Pegasus(RegisterTest):
         (self.root / "usr/lib/systemd/system/tog-pegasus.service").unlink()
         self.run_script("pegasus")
         self.assertIn(f"start cimserver in {DATA.parent},", self.errors)
-        self.assertEqual((self.files(), self.calls("systemctl")), ({}, []))
+        self.assertEqual((self.files(), self.calls("systemctl")),
+                         ({NOTE: f"pegasus||{DATA.parent}\n"}, []))
+        self.run_script("pegasus", "--unregister")
+        self.assertIn("restart it", self.errors)
+        self.assertEqual(self.files(), {})
 
     def test_a_server_that_does_not_answer_is_a_failure(self):
         self.settings["cimmof_STATUS"] = "1"
         self.run_script("pegasus", status=1)
         self.assertIn("does cimserver run?", self.errors)
-        self.assertEqual((self.files(), self.calls("cimprovider")), (self.before, []))
+        self.assertEqual(self.calls("cimprovider"), [])
+        self.assertEqual(set(self.files()) - set(self.before), {NOTE})  # classes may be there
 
     def test_a_request_in_progress_is_a_failure_and_a_missing_registration_none(self):
         self.settings["cimprovider_STATUS"] = "1"

@@ -11,6 +11,7 @@
 #   with_udev              the guest runs udev
 #   with_client            the guest has wbemcli, as this machine has it
 #   real_time              the guest's clock does not leap: takes a third less where nothing waits
+#   pack() { ...; }        on the host, puts more files into the guest's root, its argument
 #   guest() { ...; }       runs in the guest's shell; $format is --json, or empty on a console
 #   check() { ...; }       expect..., on the host, among the results: what the guest left in output,
 #                          errors, status and log
@@ -61,6 +62,8 @@ with_udev() { udev=("$build/lab/udev.cpio"); }
 with_client() {
   client=$(command -v wbemcli) || { echo "skipped $name: wbemcli is not installed"; exit 77; }
 }
+
+pack() { :; }
 
 guest() { hddtest run $format /dev/sda; }
 
@@ -171,7 +174,7 @@ guest_commands() {
   declare -f guest
   if [ -n "$console" ]; then
     echo "export format= TERM=${TERM:-dumb} ${NO_COLOR:+NO_COLOR=1}"
-    if [ -t 1 ]; then echo "stty cols $(tput cols) rows $(tput lines)"; echo guest; else echo 'guest | cat'; fi
+    if [ -n "$terminal" ]; then echo "stty cols $(tput cols) rows $(tput lines)"; echo guest; else echo 'guest | cat'; fi
   else
     echo 'guest > /tmp/output 2> /tmp/errors; echo $? > /tmp/status'
     echo 'modprobe -a virtio_pci 9pnet_virtio 9p'
@@ -184,6 +187,7 @@ run_machine() {
   mkdir -p "$work/$name/lab"
   guest_commands > "$work/$name/lab/scenario"
   pack_client "$work/$name"
+  pack "$work/$name"
   { cat "$build/lab/base.cpio" "${udev[@]}" "$work/program.cpio"; archive "$work/$name"; } > "$work/$name.cpio"
   timeout --foreground 300 "$lab/machine.pl" "${lives[@]}" -- qemu-system-x86_64 -M pc -accel tcg -m 384 -nodefaults \
     -display none -no-reboot -rtc base=2020-01-01,clock=vm -device pvpanic -action panic=pause "${clock[@]}" \

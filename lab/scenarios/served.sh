@@ -1,15 +1,28 @@
 # A WBEM client that others wrote asks the server: which drives there are, which can be tested, a
-# test of each by the service that the drive is associated with, jobs and records.
+# test of each by the service that the drive is associated with, jobs and records; and what else a
+# client asks: instances, associations, classes, with a password over TLS.
 real_time
 drive piix LAB0001 12:passed
 drive ahci LAB0002 7:read-failure:12345
 drive megasas LAB0003
 with_client
 
+pack() {
+  command -v openssl > /dev/null || return 0
+  local which
+  for which in server other; do
+    ( umask 077 && openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 \
+      -addext subjectAltName=IP:127.0.0.1 -keyout "$1/lab/$which.key" -out "$1/lab/$which.pem" ) 2> /dev/null
+  done
+}
+
 guest() {
   ip link set lo up
-  hddtest serve --no-auth > /tmp/server 2>&1 &
-  until grep -q Listening /tmp/server; do sleep 0.2; done
+  serve() {
+    hddtest serve "$@" > /tmp/server 2>&1 &
+    until grep -q Listening /tmp/server; do sleep 0.2; done
+  }
+  serve --no-auth
   cim=http://127.0.0.1:5988/root/cimv2
   ask() { name=$1; shift; wbemcli "$@" > /tmp/$name 2>&1; }
   ask drives ein $cim:KAVRO_DiskDrive
@@ -25,8 +38,35 @@ guest() {
   ask back ain -ac KAVRO_HDDTest_AvailableDiagnosticService "$cim:$tested_by"
   ask jobs ein $cim:KAVRO_HDDTest_ConcreteJob
   ask records ei -nl $cim:KAVRO_HDDTest_DiagnosticCompletionRecord ManagedElementName,CompletionState
+
+  available=KAVRO_HDDTest_AvailableDiagnosticService
+  ask instance gi "$cim:$tested_by" Name,CreationClassName
+  ask by_role ain -ar ServiceProvided -arc KAVRO_DiskDrive "$cim:$tested_by"
+  ask by_other_role ain -ar UserOfService -arc KAVRO_DiskDrive "$cim:$tested_by"
+  ask references rin -arc $available "$cim:$tested_by"
+  ask reference_instances ri -arc $available "$cim:$tested_by"
+  ask class gcd "$cim:KAVRO_HDDTest_DiagnosticService"
   kill $!
   wait
+
+  echo secret | hddtest passwd /tmp/users operator
+  serve --users /tmp/users
+  at=127.0.0.1:5988/root/cimv2:KAVRO_HDDTest_DiagnosticService
+  ask logged_in ein http://operator:secret@$at
+  ask wrong_password ein http://operator:wrong@$at
+  ask no_password ein http://$at
+  kill $!
+  wait
+
+  if [ -e /lab/server.pem ]; then
+    date -s "@$(($(stat -c %Y /lab/other.pem) + 60))" > /dev/null # when the certificates are valid
+    serve --users /tmp/users --cert /lab/server.pem --key /lab/server.key
+    at=127.0.0.1:5989/root/cimv2:KAVRO_HDDTest_DiagnosticService
+    ask tls ein -cacert /lab/server.pem https://operator:secret@$at
+    ask tls_of_another ein -cacert /lab/other.pem https://operator:secret@$at
+    kill $!
+    wait
+  fi
 }
 
 check() {
@@ -44,4 +84,22 @@ check() {
   expect_in records 1 '-CompletionState=2'
   expect_in records 1 '-ManagedElementName="/dev/sdb"'
   expect_in records 1 '-CompletionState=5'
+
+  expect_in instance 1 'Name="Hard Drive: Self Test"'
+  expect_in by_role 1 '/dev/sda'
+  expect_in by_role 2 KAVRO_DiskDrive
+  expect_in by_other_role 0 KAVRO
+  expect_in references 2 KAVRO_HDDTest_AvailableDiagnosticService
+  expect_in reference_instances 2 EstimatedDurationOfService
+  expect_in class 1 RunDiagnostic
+
+  expect_in logged_in 1 'Name="Hard Drive: Self Test"'
+  for refused in wrong_password no_password; do
+    expect_in $refused 0 KAVRO
+    expect_in $refused 1 Exception
+  done
+  [ -e tls ] || return 0
+  expect_in tls 1 'Name="Hard Drive: Self Test"'
+  expect_in tls_of_another 0 KAVRO
+  expect_in tls_of_another 1 Exception
 }

@@ -1,11 +1,14 @@
 #include "tests/adapter/habits.h"
 
+#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <utility>
 #include <vector>
+
+#include "broker/object_manager.h"
 
 namespace ovk_cimple {
 
@@ -103,6 +106,92 @@ CMPIStatus filter_dropping_keys(const CMPIInstance* instance, const char** prope
   return original().instance.setPropertyFilter(instance, kept.data(), nullptr);
 }
 
+// Unknown properties are dropped as if they were set, others must be of their type.
+CMPIStatus property_of_the_class(const CMPIInstance* instance, const char* name,
+                                 const CMPIValue* value, CMPIType type) {
+  const CMPIStatus status = original().instance.setProperty(instance, name, value, type);
+  if (status.rc == CMPI_RC_ERR_NO_SUCH_PROPERTY) return {};
+  constexpr auto type_mismatch = static_cast<CMPIrc>(61);
+  if (status.rc == CMPI_RC_ERR_TYPE_MISMATCH) {
+    ADD_FAILURE() << "property " << name << " was set with type " << type;
+    return {type_mismatch, nullptr};
+  }
+  return status;
+}
+
+// All properties of the class are there; those that nobody sent are null.
+CMPIData property_or_null(const CMPIInstance* instance, const char* name, CMPIStatus* rc) {
+  CMPIStatus status{};
+  const CMPIData data = original().instance.getProperty(instance, name, &status);
+  const broker::PropertyInfo* property = nullptr;
+  if (status.rc == CMPI_RC_ERR_NO_SUCH_PROPERTY) {
+    CMPIObjectPath* const path = original().instance.getObjectPath(instance, &status);
+    const CMPIString* const class_name = original().object_path.getClassName(path, &status);
+    const auto* const info =
+        broker::generated_schema().find(original().string.getCharPtr(class_name, &status));
+    property = info ? info->find_property(name) : nullptr;
+    status = {property ? CMPI_RC_OK : CMPI_RC_ERR_NO_SUCH_PROPERTY, nullptr};
+  }
+  if (rc) *rc = status;
+  if (!property) return data;
+  const auto type = static_cast<CMPIType>(property->type);
+  return {static_cast<CMPIType>(property->array ? type | CMPI_ARRAY : type), CMPI_nullValue, {}};
+}
+
+CMPIStatus element_with_value(const CMPIArray* array, CMPICount index, const CMPIValue* value,
+                              CMPIType type) {
+  if (!value) return {CMPI_RC_ERR_INVALID_PARAMETER, nullptr};
+  return original().array.setElementAt(array, index, value, type);
+}
+
+// Such a manager ends at an array that has an element without value.
+void expect_whole(const CMPIValue* value, CMPIType type) {
+  if (!value || !(type & CMPI_ARRAY)) return;
+  CMPIStatus status{};
+  const CMPICount size = original().array.getSize(value->array, &status);
+  for (CMPICount index = 0; index < size; ++index) {
+    const CMPIData element = original().array.getElementAt(value->array, index, &status);
+    EXPECT_FALSE(element.state & CMPI_nullValue) << "element " << index << " is null";
+  }
+}
+
+CMPIStatus whole_argument(const CMPIArgs* args, const char* name, const CMPIValue* value,
+                          CMPIType type) {
+  expect_whole(value, type);
+  return original().args.addArg(args, name, value, type);
+}
+
+CMPIStatus whole_data(const CMPIResult* result, const CMPIValue* value, CMPIType type) {
+  expect_whole(value, type);
+  return original().result.returnData(result, value, type);
+}
+
+CMPIArray* array_of_strings(const CMPIBroker* mb, CMPICount size, CMPIType type, CMPIStatus* rc) {
+  type = static_cast<CMPIType>(type & ~CMPI_ARRAY);
+  return original().factories.newArray(mb, size, type == CMPI_chars ? CMPI_string : type, rc);
+}
+
+// A number without value becomes any number.
+CMPIStatus element_or_any(const CMPIArray* array, CMPICount index, const CMPIValue* value,
+                          CMPIType type) {
+  CMPIValue any{};
+  any.uint64 = 0x5A5A5A5A5A5A5A5A;
+  const bool number = (type & (CMPI_INTEGER | CMPI_REAL)) != 0;
+  return original().array.setElementAt(array, index, value || !number ? value : &any, type);
+}
+
+// What is missing has any value: the status alone tells.
+CMPIData entry_or_any(const CMPIContext* context, const char* name, CMPIStatus* rc) {
+  CMPIStatus status{};
+  CMPIData data = original().context.getEntry(context, name, &status);
+  if (status.rc != CMPI_RC_OK) {
+    data = {CMPI_string, CMPI_goodValue, {}};
+    data.value.uint64 = 16;  // nothing is mapped there
+  }
+  if (rc) *rc = status;
+  return data;
+}
+
 // A copy that ends at the end of a mapped page.
 template <class Table>
 const Table* cut(const Table& table, std::size_t length) {
@@ -135,6 +224,9 @@ Habit old_versions() {
               return CMPIStatus{CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
             };
             tables.factories.newInstance = new_instance_with_defaults;
+            tables.factories.newArray = array_of_strings;
+            tables.array.setElementAt = element_or_any;
+            tables.context.getEntry = entry_or_any;
             tables.instance.setPropertyFilter = filter_dropping_keys;
             tables.object_path.getKey = key_or_not_found;
             tables.args.getArg = argument_or_not_found;
@@ -152,6 +244,11 @@ Habit loose_keys() {
             tables.result.clone = nullptr;
             tables.object_path.getKey = key_as_sint64;
             tables.instance.setPropertyFilter = [](auto...) { return CMPIStatus{}; };
+            tables.instance.setProperty = property_of_the_class;
+            tables.instance.getProperty = property_or_null;
+            tables.array.setElementAt = element_with_value;
+            tables.args.addArg = whole_argument;
+            tables.result.returnData = whole_data;
             // Results of the wrong kind are refused, and references are data there.
             tables.instance.release = [](auto...) { return CMPIStatus{}; };
           }};

@@ -20,9 +20,11 @@ inline void PrintTo(const Habit& habit, std::ostream* out) { *out << habit.name;
 Habit standard();
 // Version 1.0 with version fields of 0 and 1, missing members, status 6 for what is missing,
 // instances that begin with the class's defaults, a property filter that drops keys unless
-// they are listed.
+// they are listed, any value for an array's number or a context's entry that is not there.
 Habit old_versions();
-// Version 2.0: integer keys as sint64 with the key bit, no early release, no property filter.
+// Version 2.0: integer keys as sint64 with the key bit, no early release, no property filter;
+// unknown properties are dropped, wrong types refused, arrays must have no null element, and
+// instances have all properties of their class.
 Habit loose_keys();
 // Version 1.0 tables that end where that version ends: what lies behind must not be read.
 Habit short_tables();

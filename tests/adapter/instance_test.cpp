@@ -295,6 +295,21 @@ TEST_P(Instances, createModifyAndDeletePassThrough) {
   EXPECT_EQ(seen, "create sda new modify sda new delete 1");
 }
 
+TEST_P(Instances, whatAClientDidNotSendArrivesAsNull) {
+  int asked = 0;
+  hooks<TEST_Device>().create_instance = [&](const TEST_Device* instance) {
+    ++asked;
+    EXPECT_EQ(instance->Text.value(), "new");
+    EXPECT_TRUE(instance->Flag.null() && instance->U64.null() && instance->Since.null());
+    EXPECT_TRUE(instance->Texts.null() && instance->Reals.null());
+    return OK;
+  };
+  broker::Instance instance(device_path("sda", 1));
+  instance.set("Text", "new");
+  manager().create_instance(instance);
+  EXPECT_EQ(asked, 1);
+}
+
 TEST_P(Instances, upCallsReachOtherProviders) {
   hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, Enum_Handler<TEST_Owner>* handler) {
     for (const char* name : {"one", "two"}) {

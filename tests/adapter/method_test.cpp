@@ -61,6 +61,17 @@ TEST_P(Methods, missingParametersArriveAsNullAndNullOnesDoNotReturn) {
   EXPECT_EQ(result.return_value, Value(std::uint32_t{0}));
 }
 
+TEST_P(Methods, nullReferencesAreLeftOutOfAnArray) {
+  method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method& call) {
+    call.Jobs = Array<Ref<Instance>>{owner("one"), Ref<Instance>(), owner("two")};
+    return OK;
+  };
+  const auto result = probe();
+  ASSERT_TRUE(result.find("Jobs"));
+  EXPECT_EQ(*result.find("Jobs"),
+            Value::array(broker::Type::Reference, {owner_path("one"), owner_path("two")}));
+}
+
 TEST_P(Methods, aNullReferenceArrivesAsNull) {
   method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method& call) {
     EXPECT_TRUE(call.Target.null());

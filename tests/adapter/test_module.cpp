@@ -90,7 +90,8 @@ class Hooked_Provider {
   sint32 Probe(const TEST_Device* self, Property<boolean>& hard, Property<uint8>& small,
                Property<String>& text, Property<Datetime>& when, Property<Array<String>>& texts,
                Property<Ref<Instance>>& target, Property<uint16>& both, Property<String>& note,
-               Property<Ref<Instance>>& job, Property<uint32>& return_value) {
+               Property<Ref<Instance>>& job, Property<Array<Ref<Instance>>>& jobs,
+               Property<uint32>& return_value) {
     const auto record = make<TEST_Device_Probe_method>();
     record->Hard = hard;
     record->Small = small;
@@ -103,6 +104,7 @@ class Hooked_Provider {
     both = record->Both;
     note = record->Note;
     job = record->Job;
+    jobs = record->Jobs;
     return_value = record->return_value;
     return status;
   }
