@@ -39,6 +39,8 @@ Json json_of(const Drive& drive) {
 constexpr std::size_t column_count = 7;
 constexpr std::size_t size_column = 1;
 constexpr std::size_t model_column = 2;
+constexpr std::size_t serial_column = 3;
+constexpr std::size_t connection_column = 4;
 constexpr std::size_t gap = 2;
 using Row = std::array<std::string, column_count>;
 
@@ -66,11 +68,14 @@ std::string table(const std::vector<Drive>& drives, const Output& output) {
     for (const Row& row : rows) widths[column] = std::max(widths[column], columns_of(row[column]));
     all += widths[column];
   }
-  // Where the terminal is too narrow, models are shortened first; a line may run over after that.
-  if (const std::size_t columns = output.columns(); columns > 0 && all > columns) {
+  // Where the terminal is too narrow, these are shortened, one after the other.
+  const std::size_t columns = output.columns() > 0 ? output.columns() : all;
+  for (const std::size_t column : {model_column, connection_column, serial_column}) {
     constexpr std::size_t least = 8;
-    const std::size_t model = widths[model_column];
-    widths[model_column] = std::max(std::min(model, least), model - std::min(model, all - columns));
+    const std::size_t spare = widths[column] - std::min(widths[column], least);
+    const std::size_t taken = std::min(spare, all - std::min(all, columns));
+    widths[column] -= taken;
+    all -= taken;
   }
   std::string text;
   for (std::size_t i = 0; i < rows.size(); ++i) {

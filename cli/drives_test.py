@@ -110,6 +110,9 @@ class Drives(CommandTest):
         self.assertRegex(lines[1], r"ATA .*\.\.\.")
         for line in lines:
             self.assertLessEqual(len(line), 70)
+        written, _ = self.on_terminal("drives", columns=63, NO_COLOR="1")
+        for line in written.replace("\r", "").splitlines():
+            self.assertLessEqual(len(line), 63)
 
     def test_hostile_model_does_not_reach_the_terminal(self):
         self.machine("sda")
@@ -137,7 +140,8 @@ class RunAll(CommandTest):
         self.assertRegex(self.output, r"(?m)^/dev/sda: passed \(\d:\d\d\): # 1 Short offline ")
         self.assertRegex(self.output, r"(?m)^/dev/sdd: failed \(\d:\d\d\): # 1 .*read failure")
         summary = lines.index("4 drives: 1 passed, 1 failed, 2 not tested")
-        self.assertRegex(lines[summary + 2], "^HDST-100: ")
+        self.assertEqual(lines[summary + 2], "/dev/sdd:")
+        self.assertRegex(lines[summary + 3], "^HDST-100: ")
         self.assertNotIn("HDST-000", self.output, "what passed needs no advice")
 
     def test_json(self):
@@ -154,7 +158,7 @@ class RunAll(CommandTest):
         self.assertEqual(self.status, 3)
         self.assertEqual(self.output, "/dev/sda: no SMART, not tested\n/dev/sdb: USB, not tested\n"
                                       "2 drives: 2 not tested\n")
-        self.assertRegex(self.errors, r"\Ahddtest: no drive was tested; .*\n\Z")
+        self.assertRegex(self.errors, r"\Ahddtest: no drive was tested: .*\n\Z")
 
     def test_jobs_says_how_many_at_once(self):
         self.machine("sda", "sdb", "sdc", "sdd", "sde")

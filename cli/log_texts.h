@@ -41,6 +41,11 @@ inline constexpr LogText step_texts[] = {
 inline constexpr std::string_view poll_text = "Current Self-Test logs: \n";
 inline constexpr std::string_view in_progress_text = "in progress";
 
+// What smartctl printed in a step follows. The line of it that says why a step failed holds one of
+// its complaints.
+inline constexpr std::string_view smart_message_text = "Smart Message";
+inline constexpr std::string_view smart_complaints[] = {"failed", "Unable"};
+
 // The entry of the drive's log that decided the outcome.
 inline constexpr std::string_view latest_entry_text = "Latest log: ";
 

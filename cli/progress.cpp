@@ -22,6 +22,18 @@ std::string without_long_blanks(std::string_view text) {
   }
 }
 
+// The line of what smartctl printed that tells why it failed; empty when none does.
+std::string_view complaint_of(std::string_view message) {
+  while (!message.empty()) {
+    const std::size_t end = std::min(message.find('\n'), message.size());
+    const std::string_view line = message.substr(0, end);
+    for (const std::string_view complaint : smart_complaints)
+      if (line.find(complaint) != std::string_view::npos) return line;
+    message.remove_prefix(std::min(end + 1, message.size()));
+  }
+  return {};
+}
+
 }  // namespace
 
 std::optional<int> remaining_percentage(std::string_view log) {
@@ -42,7 +54,12 @@ std::optional<int> remaining_percentage(std::string_view log) {
 
 bool Progress::take(int severity, std::string_view text) {
   if (severity == 0) {
-    reason_ = text;
+    reason_ = complaint_.empty() ? std::string(text) : std::string(text) + ": " + complaint_;
+    return false;
+  }
+  if (const std::size_t message = text.find(smart_message_text);
+      message != std::string_view::npos) {
+    complaint_ = complaint_of(text.substr(message));
     return false;
   }
   if (text.starts_with(poll_text)) {

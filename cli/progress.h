@@ -24,7 +24,7 @@ class Progress {
   std::optional<int> remaining() const { return remaining_; }
   // What the drive is doing: "testing, 90% remaining".
   std::string shown() const;
-  // The last line of severity 0: why the test could not be done.
+  // The last line of severity 0: why the test could not be done; with what smartctl said to it.
   const std::optional<std::string>& reason() const { return reason_; }
   // The entry of the drive's log that decided, as the drive wrote it, blanks run together.
   const std::optional<std::string>& entry() const { return entry_; }
@@ -33,6 +33,7 @@ class Progress {
   Step step_ = Step::waiting;
   std::string_view doing_ = "waiting";
   std::optional<int> remaining_;
+  std::string complaint_;
   std::optional<std::string> reason_;
   std::optional<std::string> entry_;
 };

@@ -65,6 +65,25 @@ TEST(Progress, KeepsTheLastFailureAsReason) {
   EXPECT_EQ(progress.step(), Step::waiting) << "a failure is no step";
 }
 
+TEST(Progress, ReasonHoldsWhatSmartctlComplainedOf) {
+  const auto reason = [](const std::string& message) {
+    Progress progress;
+    progress.take(3,
+                  "Check SMART support status: ErrorRet = 2\n"
+                  "Check SMART support status: Smart Message \n" +
+                      message);
+    progress.take(0, "Check SMART support status /dev/sda Failed");
+    return *progress.reason();
+  };
+  EXPECT_EQ(reason("smartctl 7.3\n\nSmartctl open device: /dev/sda failed: Permission denied\n"),
+            "Check SMART support status /dev/sda Failed: "
+            "Smartctl open device: /dev/sda failed: Permission denied");
+  EXPECT_EQ(reason("x\n\n/dev/sda: Unable to detect device type\nPlease specify"),
+            "Check SMART support status /dev/sda Failed: /dev/sda: Unable to detect device type");
+  EXPECT_EQ(reason("smartctl 7.3\nModel: x\n"), "Check SMART support status /dev/sda Failed");
+  EXPECT_EQ(reason(""), "Check SMART support status /dev/sda Failed");
+}
+
 TEST(Progress, KeepsTheEntryThatDecidedOnOneLine) {
   Progress progress;
   EXPECT_FALSE(progress.take(3, "Latest log: # 1  Short offline   Completed: read failure \n\n"));

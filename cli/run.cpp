@@ -160,7 +160,8 @@ class Run {
     if (left_out) {
       if (!json_) output.write(escape(result.device + ": " + *result.reason) + ", not tested\n");
     } else if (!result.outcome) {
-      complain(result.device + " was not tested: " + *result.reason);
+      const std::string name = result.device.empty() ? "''" : result.device;
+      complain(name + " was not tested: " + *result.reason);
     } else if (!json_) {
       output.write(every_drive() ? short_report(result, output) : full_report(result, output));
     }
@@ -181,8 +182,10 @@ class Run {
       const std::size_t left_out = results_.size() - tested.size();
       if (!json_) standard_output().write(summary(tested, left_out, standard_output()));
       if (tested.empty()) {
-        complain(geteuid() == 0 ? "no drive was tested; 'hddtest run DEVICE' tests one of them"
-                                : "no drive was tested; run hddtest as root");
+        complain(
+            geteuid() == 0
+                ? "no drive was tested: none has SMART switched on, as far as smartctl can tell"
+                : "no drive was tested; run hddtest as root");
         return status_cannot;
       }
     }

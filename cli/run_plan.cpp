@@ -1,6 +1,11 @@
 #include "cli/run_plan.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "cli/drive_run.h"
 
@@ -25,12 +30,21 @@ void add(std::vector<PlannedDrive>& plan, PlannedDrive drive) {
   if (!planned) plan.push_back(std::move(drive));
 }
 
+// Nothing, or why we may not use the device: a test that smartctl is not let do would end as
+// failed.
+std::optional<std::string> opening_fault(const std::string& device) {
+  const int descriptor = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor >= 0) close(descriptor);
+  if (descriptor >= 0 || (errno != EACCES && errno != EPERM)) return std::nullopt;
+  return std::string(std::strerror(errno)) + "; run hddtest as root";
+}
+
 PlannedDrive planned(const std::string& name, const fs::path& path,
                      const std::vector<Drive>& drives) {
   const std::string device = target(path);
   for (const Drive& drive : drives) {
     if (drive.device != device && drive.device != path) continue;
-    if (drive.testable()) return {name, drive.device};
+    if (drive.testable()) return {name, drive.device, opening_fault(drive.device)};
     return {name, drive.device, drive.reason + "; --force tests it all the same"};
   }
   if (const auto why = refusal(path)) return {name, path, *why};

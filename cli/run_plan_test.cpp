@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include "cli/run_report.h"
 
@@ -57,6 +58,27 @@ TEST(PlanNamed, SaysWhatIsNoDrive) {
   EXPECT_EQ(plan[1].reason, "No such file or directory");
 }
 
+TEST(PlanNamed, SaysWhatMayNotBeOpened) {
+  std::string folder = fs::temp_directory_path() / "run_plan.XXXXXX";
+  ASSERT_TRUE(mkdtemp(folder.data()));
+  const std::string device = fs::canonical(folder) / "device";
+  fs::copy_file("/proc/self/comm", device);
+  fs::permissions(device, fs::perms::none);
+  fs::permissions(folder, fs::perms::owner_all | fs::perms::others_exec);
+  const std::vector<Drive> drives = {{.device = device, .reason = ""}};
+  constexpr uid_t nobody = 65534;
+  const bool root = geteuid() == 0;  // which may open everything
+  if (root) {
+    ASSERT_EQ(seteuid(nobody), 0);
+  }
+  const std::vector<PlannedDrive> plan = plan_named({device}, {.start = "/"}, drives);
+  if (root) {
+    ASSERT_EQ(seteuid(0), 0);
+  }
+  fs::remove_all(folder);
+  EXPECT_EQ(plan.at(0).reason, "Permission denied; run hddtest as root");
+}
+
 TEST(PlanForced, PassesNamesOn) {
   const std::vector<PlannedDrive> plan = plan_forced({"./x", "-y", "./x"});
   ASSERT_EQ(plan.size(), 2U);
@@ -73,7 +95,7 @@ TEST(Summary, CountsAndAdvisesOnce) {
   EXPECT_EQ(summary({passed, {.device = "c", .reason = "y"}}, 2, none),
             "4 drives: 1 passed, 1 could not be tested, 2 not tested\n");
   EXPECT_EQ(summary({failed, failed, passed}, 0, none),
-            "3 drives: 1 passed, 2 failed\n\nX: text\n1. do\n");
+            "3 drives: 1 passed, 2 failed\n\nb, b:\nX: text\n1. do\n");
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <set>
+#include <map>
 
 #include "cli/text.h"
 
@@ -58,12 +58,15 @@ std::string summary(const std::vector<DriveResult>& results, std::size_t left_ou
   add(static_cast<std::ptrdiff_t>(left_out), "not tested");
   const std::size_t all = results.size() + left_out;
   std::string text = fmt::format("{} {}: {}\n", all, all == 1 ? "drive" : "drives", counts);
-  std::set<std::string> seen;
+  // Each record once, behind the drives that it is of.
+  std::map<std::string, std::string> devices;
   for (const DriveResult& result : results) {
     if (!result.outcome || result.outcome == Outcome::passed) continue;
-    const std::string record = result.record.value("RecordData", "");
-    if (seen.insert(record).second) text += "\n" + labelled("", record, output.columns());
+    std::string& of = devices[result.record.value("RecordData", "")];
+    of += (of.empty() ? "" : ", ") + escape(result.device);
   }
+  for (const auto& [record, of] : devices)
+    text += "\n" + of + ":\n" + labelled("", record, output.columns());
   return text;
 }
 

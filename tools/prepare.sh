@@ -13,7 +13,7 @@ test_packages="sblim-wbemcli openssl systemd lintian dpkg-dev man-db logrotate"
 lint_packages="clang-format clang-tidy"
 
 as_root=
-[ "$(id -u)" = 0 ] || as_root=sudo
+[ "$(id -u)" = 0 ] || as_root=$(command -v sudo || echo false)
 
 say() { echo "$*" >&2; }
 
@@ -57,7 +57,11 @@ build() {
   local preset=$1 tree=build
   shift
   [ "$preset" = default ] || tree=build/$preset
-  mkdir -p "$tree"
+  if ! { mkdir -p "$tree" && : >"$tree/build.log"; }; then
+    say "$tree cannot be written; run this as the user whom it belongs to."
+    exit 3
+  fi
+  say "Building ($preset), for the first time this takes minutes; the log is $tree/build.log"
   if ! { cmake --preset "$preset" && cmake --build "$tree" ${1:+--target "$@"}; } \
     >"$tree/build.log" 2>&1; then
     tail -n 40 "$tree/build.log" >&2
