@@ -72,6 +72,7 @@ class CommandTest(unittest.TestCase):
         self.environment = dict(os.environ, PATH=f"{binaries}:/usr/bin:/bin",
                                 HVX_LOG_FILE=str(self.log), LC_ALL="C.UTF-8", TERM="xterm")
         self.environment.pop("NO_COLOR", None)
+        self.machine()  # so that no test asks for the drives of the machine that it runs on
 
     def run_command(self, *arguments, **environment):
         done = subprocess.run([PROGRAM, *arguments], capture_output=True, cwd=self.folder,
@@ -95,6 +96,7 @@ class CommandTest(unittest.TestCase):
         """A made-up machine with drives behind ahci adapters, such as "sda". hwinfo lists those in
         usb as USB devices, and those in unlisted not at all."""
         root = self.folder / "machine"
+        shutil.rmtree(root, ignore_errors=True)
         def write(path, text):
             (root / path).parent.mkdir(parents=True, exist_ok=True)
             (root / path).write_text(text)

@@ -124,6 +124,7 @@ class Check(CommandTest):
 
     def test_smartctl_that_is_not_there(self):
         self.smartctl.unlink()
+        self.smartctl.with_name("hwinfo").unlink()
         hide = "mount -t tmpfs none /usr/sbin && mount -t tmpfs none /usr/local/sbin"
         if subprocess.run(["unshare", "-m", "sh", "-c", hide], capture_output=True).returncode:
             self.skipTest("only root hides the machine's own smartctl")

@@ -47,6 +47,14 @@ TEST(Decisions, ExcludedMachineLeavesOutEveryDrive) {
   }
 }
 
+TEST(ReasonWords, NameAMissingHwinfo) {
+  EXPECT_EQ(reason_words("not a disk", true), "not a disk");
+  EXPECT_EQ(reason_words("not a disk", false), "hwinfo missing");
+  EXPECT_EQ(reason_words("USB", false), "USB");
+  EXPECT_EQ(reason_words("", false), "");
+  EXPECT_EQ(reason_words(std::nullopt, true), "not looked at");
+}
+
 TEST(SmartOf, IsTrueWithEitherText) {
   EXPECT_EQ(smart_of(0, "x\nSMART support is: Enabled\n"), true);
   EXPECT_EQ(smart_of(4, "   Device supports SMART and is Enabled\n"), true);

@@ -46,12 +46,6 @@ Drive drive_of(const broker::Instance& instance) {
   return drive;
 }
 
-std::string words(const std::optional<std::string>& reason) {
-  if (!reason) return "not looked at";  // it came while discovery was at work
-  if (*reason == not_a_disk && NKVRHVX20::FindProgram("hwinfo").empty()) return "hwinfo missing";
-  return *reason;
-}
-
 void ask_smart(std::vector<Drive>& drives) {
   std::atomic<std::size_t> next = 0;
   const auto ask = [&] {
@@ -69,6 +63,11 @@ void ask_smart(std::vector<Drive>& drives) {
 }
 
 }  // namespace
+
+std::string reason_words(const std::optional<std::string>& reason, bool has_hwinfo) {
+  if (!reason) return "not looked at";  // it came while discovery was at work
+  return *reason == not_a_disk && !has_hwinfo ? "hwinfo missing" : *reason;
+}
 
 std::optional<bool> smart_of(int status, std::string_view information) {
   // The command line was refused, or the device could not be opened or known.
@@ -89,10 +88,11 @@ std::vector<Drive> list_drives(broker::ObjectManager& manager, bool smart) {
     });
     manager.enumerate_instances("KAVRO_HDDTest_AvailableDiagnosticService");
   }
+  const bool has_hwinfo = !NKVRHVX20::FindProgram("hwinfo").empty();
   std::vector<Drive> drives;
   for (const broker::Instance& instance : manager.enumerate_instances("KAVRO_DiskDrive")) {
     drives.push_back(drive_of(instance));
-    drives.back().reason = words(decisions.reason(drives.back().device));
+    drives.back().reason = reason_words(decisions.reason(drives.back().device), has_hwinfo);
   }
   if (smart) ask_smart(drives);
   return drives;

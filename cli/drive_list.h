@@ -28,6 +28,10 @@ struct Drive {
 // SMART is switched on; nothing when it did not come to know the drive.
 std::optional<bool> smart_of(int status, std::string_view information);
 
+// Why a drive is left out, in words, by discovery's reason (nothing: it did not decide on the
+// drive) and whether hwinfo can be found.
+std::string reason_words(const std::optional<std::string>& reason, bool has_hwinfo);
+
 // The drives in the order of the inventory, with discovery's decision on each. Listens to the core
 // log meanwhile; runs hwinfo, which takes seconds. smart: also runs "smartctl -i" on each drive,
 // several at once. Throws broker::Error.

@@ -4,7 +4,6 @@
 """
 
 import json
-import os
 import pathlib
 import re
 
@@ -13,14 +12,6 @@ from command_case import CONTROL, CommandTest, main
 EXCLUDED_TYPE = re.search(
     r'"(\d{4})"',
     (pathlib.Path(__file__).parent.parent / "discovery/excluded_machine_types.h").read_text())[1]
-
-
-def has_hwinfo():
-    """Whether this machine has one where the command looks beside PATH."""
-    return any(os.access(f"{folder}/hwinfo", os.X_OK)
-               for folder in ["/usr/sbin", "/sbin", "/usr/local/sbin", "/usr/bin", "/bin"])
-
-
 
 
 class Drives(CommandTest):
@@ -73,12 +64,6 @@ class Drives(CommandTest):
         bios = self.folder / "machine/sys/class/dmi/id/bios_version"
         bios.write_text(EXCLUDED_TYPE + "\n")
         self.assertEqual(self.reasons(), {"/dev/sda": "excluded machine type"})
-
-    def test_without_hwinfo(self):
-        self.machine("sda")
-        self.smartctl.with_name("hwinfo").unlink()
-        reason = self.reasons()["/dev/sda"]
-        self.assertEqual(reason, "not a disk" if has_hwinfo() else "hwinfo missing")
 
     def test_smart_is_unknown_where_smartctl_cannot_tell(self):
         self.machine("sda")

@@ -182,10 +182,9 @@ class Run {
       const std::size_t left_out = results_.size() - tested.size();
       if (!json_) standard_output().write(summary(tested, left_out, standard_output()));
       if (tested.empty()) {
-        complain(
-            geteuid() == 0
-                ? "no drive was tested: none has SMART switched on, as far as smartctl can tell"
-                : "no drive was tested; run hddtest as root");
+        complain(geteuid() == 0 ? "no drive was tested: smartctl finds SMART switched on on none; "
+                                  "'hddtest check' tells whether it works"
+                                : "no drive was tested; run hddtest as root");
         return status_cannot;
       }
     }

@@ -124,6 +124,24 @@ TEST_F(AvailableService, FailingBusDeviceEnumerationLeavesTheEarlierOnesAndStill
   EXPECT_EQ(offers().size(), 1u);
 }
 
+TEST_F(AvailableService, WithoutBusDevicesDrivesAreDecidedByTheReportsAlone) {
+  cimom.bus_devices_status = 1;
+  const std::string names[] = {"/dev/sda", "/dev/sdb", "/dev/sdc", "/dev/sdd"};
+  for (const std::string& name : names) cimom.drives.push_back(test_drive(name));
+  write_reports(test_block("0:0:0:0", "ahci", names[0], 0) +
+                    test_block("1:0:0:0", "megaraid_sas", names[1], 1) +
+                    test_block("2:0:0:0", "mpt2sas", names[2], 2) +
+                    test_block("3:0:0:0", "usb-storage", names[3], 3),
+                names[3]);
+  take_log();
+  EXPECT_EQ(offers().size(), 1u);
+  const auto log = take_log();
+  EXPECT_THAT(log, Contains("3 Initializing HDD instance for /dev/sda"));
+  EXPECT_THAT(log, Contains("3 Device /dev/sdb is an LSI device, omitting from HDD Test"));
+  EXPECT_THAT(log, Contains("3 Device /dev/sdc is an LSI device, omitting from HDD Test"));
+  EXPECT_THAT(log, Contains("3 Device /dev/sdd is a USB device, omitting from HDD Test"));
+}
+
 TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
   struct {
     const char* name;

@@ -216,11 +216,10 @@ const Element& Element::only_child(std::initializer_list<std::string_view> names
 }
 
 Document parse_document(std::string_view text, Allowance& allowance) {
-  // Expat would follow a byte order mark. Without one, UTF-16 has a zero among its first two bytes.
-  if (text.starts_with("\xFE\xFF") || text.starts_with("\xFF\xFE") ||
-      text.substr(0, 2).find('\0') != std::string_view::npos) {
-    throw other_encoding();
-  }
+  using namespace std::string_view_literals;
+  // Expat would follow a byte order mark; without one, UTF-16 begins with a wide bracket.
+  for (const std::string_view wide : {"\xFE\xFF"sv, "\xFF\xFE"sv, "<\0"sv, "\0<"sv})
+    if (text.starts_with(wide)) throw other_encoding();
   const std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate("UTF-8"),
                                                                        XML_ParserFree);
   if (!parser) throw std::bad_alloc();

@@ -130,6 +130,9 @@ TEST_F(Errors, WhatIsNotWellFormedIsRefused) {
                            "<CIM A=\"1\" A=\"2\"/>", "<CIM>&nbsp;</CIM>", "<CIM>\xFF</CIM>"}) {
     EXPECT_EQ(send(body), kNotWellFormed) << body;
   }
+  for (const std::size_t size : {1, 2, 3, 1000, 1'000'000})
+    EXPECT_EQ(send(std::string(size, '\0')), kNotWellFormed) << size << " zeros";
+  EXPECT_EQ(send(std::string("a\0a", 3)), kNotWellFormed);
   EXPECT_EQ(send(good.substr(0, good.size() - 1)), kNotWellFormed);
   EXPECT_EQ(send(good + "x"), kNotWellFormed);
 }

@@ -127,12 +127,22 @@ std::optional<std::string> decode_base64(std::string_view text) {
   return decoded;
 }
 
+// The answer to a client that asks which operations there are.
+Refusal capabilities() {
+  return {200,
+          {{"Allow", "POST, M-POST, OPTIONS"},
+           {"Opt", "http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73"},
+           {"73-CIMProtocolVersion", "1.0"},
+           {"73-CIMSupportedFunctionalGroups",
+            "Basic Read, Basic Write, Instance Manipulation, Association Traversal"}}};
+}
+
 }  // namespace
 
 std::variant<Head, Refusal> read_head(std::string_view method, std::string_view path,
                                       const Fields& fields) {
   const std::string_view place = path_of(path);
-  if (method == "OPTIONS") return Refusal{200, {{"Allow", "POST, M-POST, OPTIONS"}}};
+  if (method == "OPTIONS") return capabilities();
   if (method != "POST" && method != "M-POST") return wrong_method(method);
   if (place != "/cimom" && place != "/") return Refusal{404};
   // A browser says so when a page of another origin makes it send something; no other client does.

@@ -211,6 +211,16 @@ TEST(Server, HandlerThatThrowsCostsOneRequest) {
   EXPECT_EQ(other.post("good").body, "good");
 }
 
+TEST(Server, TellsWhatItCanDo) {
+  const TestServer test(echo);
+  TestClient client(test.port);
+  client.send("OPTIONS * HTTP/1.1\r\nHost: x\r\n\r\n");
+  const auto reply = client.receive();
+  EXPECT_EQ(reply.status, 200);
+  EXPECT_EQ(reply.headers.at("allow"), "POST, M-POST, OPTIONS");
+  EXPECT_EQ(reply.headers.at("73-cimprotocolversion"), "1.0");
+}
+
 TEST(Server, AbandonedReplyBreaksOff) {
   const TestServer test([](const cimxml::Call& call, cimxml::Reply& reply) {
     reply.begin(200, {});

@@ -1,6 +1,8 @@
 # A machine without a drive, then with one drive at a time, each on another controller. Drives behind
 # SCSI host adapters are left out by their address, virtio and NVMe drives have none.
 real_time
+drive piix LAB0008
+drive ahci LAB0009
 drive megasas LAB0001
 drive mptsas LAB0002
 drive virtio-scsi LAB0003
@@ -11,9 +13,8 @@ drive nvme LAB0007
 drivers=() # the guest loads and unloads them
 
 guest() {
-  load ata_piix 0
   offered none
-  for driver in megaraid_sas mptsas virtio_scsi uas usb-storage virtio_blk nvme; do
+  for driver in ata_piix ahci megaraid_sas mptsas virtio_scsi uas usb-storage virtio_blk nvme; do
     load xhci-pci,virtio_pci,$driver 1
     offered $driver
     modprobe -r $driver
@@ -23,6 +24,8 @@ guest() {
 
 check() {
   expect_drives --run none
+  expect_drives --run ata_piix sda=testable
+  expect_drives --run ahci sda=testable
   expect_drives --run megaraid_sas sda=raid
   expect_drives --run mptsas sda=raid
   expect_drives --run virtio_scsi sda=raid

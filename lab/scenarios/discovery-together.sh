@@ -1,5 +1,6 @@
 # All kinds of drives on one machine: each is decided on as if it were alone. The machine's type,
-# given without brackets, is a common one.
+# given without brackets, is a common one. AHCI stands aside (see discovery-onboard): its controller
+# takes six host numbers, and those of the others would have two digits.
 real_time
 machine 7X06AC1
 drive piix LAB0001
