@@ -186,10 +186,24 @@ class PackageTest(unittest.TestCase):
         self.assertIn("stop sfcb, run sfcbrepos -f -s /var/lib/other/stage, and start", self.remove())
         self.assertEqual(self.registered(), ["var/lib/hddtest/registrations"])
 
-    def test_a_server_without_a_unit_is_found_and_forgotten_with_the_package(self):
+    def register_with_pegasus(self):
         for name in ("cimmof", "cimprovider", "cimcli"):
             self.place(f"usr/bin/{name}", "#!/bin/sh\n")
         self.in_root("hddtest-register", "pegasus")
+
+    def test_a_server_that_does_not_answer_does_not_keep_the_package(self):
+        self.register_with_pegasus()
+        (ROOT / "usr/bin/cimprovider").write_text("#!/bin/sh\necho Cannot connect\nexit 1\n")
+        self.assertIn("cimprovider -d -m hddtest; cimprovider -r -m hddtest;", self.remove())
+        self.assertEqual(self.registered(), ["var/lib/hddtest/registrations"])
+
+    def test_an_upgrade_tells_to_register_again_where_it_is_registered(self):
+        self.assertNotIn("hddtest-register", dpkg("--install", *PACKAGES))
+        self.register_with_pegasus()
+        self.assertIn("Run hddtest-register again", dpkg("--install", *PACKAGES))
+
+    def test_a_server_without_a_unit_is_found_and_forgotten_with_the_package(self):
+        self.register_with_pegasus()
         self.assertTrue(self.findings()["pegasus"]["ok"])
         self.remove()
         self.assertEqual(self.registered(), [])

@@ -15,14 +15,16 @@ DATA = SCRIPT.parent.parent / "share/hddtest"
 # Of the system, nothing else is on PATH: no object manager that this machine may have.
 TOOLS = "sh sed cat readlink dirname ln rm rmdir mkdir mktemp mv cp find grep".split()
 
-# NAME_STATUS and NAME_OUTPUT say how a stand-in ends and what it prints.
 NOTE = "var/lib/hddtest/registrations"
 
+# NAME_STATUS and NAME_OUTPUT say how a stand-in ends and what it prints, cimprovider_list_... what
+# cimprovider does with -l.
 STAND_IN = r"""#!/bin/sh
 name=${0##*/}
 echo "$name $*" >> "$RECORD"
-case $name in
-sfcbstage) mkdir -p "$4/mofs/$2" && cp "$5" "$4/mofs/$2" ;;
+case $name${1-} in
+sfcbstage-n) mkdir -p "$4/mofs/$2" && cp "$5" "$4/mofs/$2" ;;
+cimprovider-l) name=cimprovider_list ;;
 esac
 eval "output=\${${name}_OUTPUT-} status=\${${name}_STATUS-0}"
 [ -z "$output" ] || echo "$output"
@@ -305,7 +307,7 @@ class Pegasus(RegisterTest):
         self.run_script("pegasus")
         self.run_script("pegasus", "--unregister")
         self.assertEqual(self.files(), self.before)
-        self.assertEqual(self.calls("cimprovider"), self.REMOVAL)
+        self.assertEqual(self.calls("cimprovider"), ["cimprovider -l -s", *self.REMOVAL])
         self.assertEqual(self.calls("systemctl"), self.RESTART)
         removed = self.calls("cimcli")
         self.assertEqual(len(removed), 26)
@@ -344,6 +346,35 @@ class Pegasus(RegisterTest):
         self.assertIn("does cimserver run?", self.errors)
         self.assertEqual(self.calls("cimprovider"), [])
         self.assertEqual(set(self.files()) - set(self.before), {NOTE})  # classes may be there
+
+    def test_a_server_that_does_not_answer_keeps_its_registration_noted(self):
+        self.run_script("pegasus")
+        registered = self.files()
+        for program, status, output, last in (
+                ("cimprovider_list", "1", "any", "cimprovider -l"),
+                ("cimprovider_list", "0", "cimprovider: Cannot connect to the server", "cimprovider -l"),
+                ("cimprovider", "1", "Cannot connect to localhost", "cimprovider -d"),
+                ("cimprovider", "0", "The CIM server may not be running.", "cimprovider -d"),
+                ("cimcli", "1", "Error: cannot connect to localhost:5988", "cimcli dc")):
+            settings = {f"{program}_STATUS": status, f"{program}_OUTPUT": output}
+            with self.subTest(**settings):
+                self.settings.update(settings)
+                self.run_script("pegasus", "--unregister", status=1)
+                self.assertIn("start cimserver and repeat this", self.errors)
+                self.assertIn("cimprovider -d -m hddtest; cimprovider -r -m hddtest;", self.errors)
+                self.assertEqual(self.files(), registered)
+                self.assertTrue(self.calls()[-1].startswith(last), self.calls())
+            for name in settings:
+                del self.settings[name]
+        self.run_script("pegasus", "--unregister")
+        self.assertEqual(self.files(), self.before)
+
+    def test_a_missing_registration_and_missing_classes_can_be_unregistered(self):
+        self.run_script("pegasus")
+        self.settings |= {"cimprovider_STATUS": "1", "cimprovider_OUTPUT": "no such module",
+                          "cimcli_STATUS": "6", "cimcli_OUTPUT": "CIM_ERR_NOT_FOUND"}
+        self.run_script("pegasus", "--unregister")
+        self.assertEqual(self.files(), self.before)
 
     def test_a_request_in_progress_is_a_failure_and_a_missing_registration_none(self):
         self.settings["cimprovider_STATUS"] = "1"

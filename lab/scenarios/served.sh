@@ -7,7 +7,28 @@ drive ahci LAB0002 7:read-failure:12345
 drive megasas LAB0003
 with_client
 
+# A file of the answer, so many lines of it hold the text, what is asked about, and how.
+available=KAVRO_HDDTest_AvailableDiagnosticService
+to_service="-arc KAVRO_HDDTest_DiagnosticService"
+roles="-ar UserOfService -arr ServiceProvided"
+questions="by_role 2 KAVRO_DiskDrive service ain -ar ServiceProvided -arc KAVRO_DiskDrive
+by_other_role 0 KAVRO service ain -ar UserOfService -arc KAVRO_DiskDrive
+by_result_role 2 KAVRO_DiskDrive service ain -arr UserOfService
+by_other_result_role 0 KAVRO service ain -arr ServiceProvided
+all_filters 1 DiagnosticService drive ain -ac $available $to_service $roles
+other_association 0 KAVRO drive ain -ac KAVRO_HDDTest_ServiceAvailableToElement $to_service $roles
+other_class 0 KAVRO drive ain -ac $available -arc KAVRO_DiskDrive $roles
+other_role 0 KAVRO drive ain -ac $available $to_service -ar ServiceProvided -arr ServiceProvided
+other_result_role 0 KAVRO drive ain -ac $available $to_service -ar UserOfService -arr UserOfService
+associated 1 ElementName= drive ai -ac $available $to_service $roles
+references 2 $available service rin -arc $available
+reference_instances 2 EstimatedDurationOfService service ri -arc $available
+class 1 RunDiagnostic KAVRO_HDDTest_DiagnosticService gcd
+classes 1 ElementName= CIM_DiagnosticService ec
+class_names 1 :KAVRO_HDDTest_DiagnosticService CIM_DiagnosticService ecn"
+
 pack() {
+  echo "$questions" > "$1/lab/questions"
   command -v openssl > /dev/null || return 0
   local which
   for which in server other; do
@@ -20,7 +41,7 @@ guest() {
   ip link set lo up
   serve() {
     hddtest serve "$@" > /tmp/server 2>&1 &
-    until grep -q Listening /tmp/server; do sleep 0.2; done
+    until grep -qs Listening /tmp/server; do sleep 0.2; done
   }
   serve --no-auth
   cim=http://127.0.0.1:5988/root/cimv2
@@ -31,7 +52,7 @@ guest() {
     ask services.$device ain -ac KAVRO_HDDTest_AvailableDiagnosticService "$cim:$drive"
     service=$(sed -n 's|.*cimv2:||p' /tmp/services.$device)
     if [ -n "$service" ]; then
-      tested_by=$service
+      tested_by=$service tested=$drive
       ask test.$device cm "$cim:$service" "RunDiagnostic.ManagedElement=$drive"
     fi
   done
@@ -39,13 +60,11 @@ guest() {
   ask jobs ein $cim:KAVRO_HDDTest_ConcreteJob
   ask records ei -nl $cim:KAVRO_HDDTest_DiagnosticCompletionRecord ManagedElementName,CompletionState
 
-  available=KAVRO_HDDTest_AvailableDiagnosticService
   ask instance gi "$cim:$tested_by" Name,CreationClassName
-  ask by_role ain -ar ServiceProvided -arc KAVRO_DiskDrive "$cim:$tested_by"
-  ask by_other_role ain -ar UserOfService -arc KAVRO_DiskDrive "$cim:$tested_by"
-  ask references rin -arc $available "$cim:$tested_by"
-  ask reference_instances ri -arc $available "$cim:$tested_by"
-  ask class gcd "$cim:KAVRO_HDDTest_DiagnosticService"
+  while read -r question _ _ object how; do
+    case $object in service) object=$tested_by ;; drive) object=$tested ;; esac
+    ask $question $how "$cim:$object" < /dev/null
+  done < /lab/questions
   kill $!
   wait
 
@@ -64,6 +83,7 @@ guest() {
     at=127.0.0.1:5989/root/cimv2:KAVRO_HDDTest_DiagnosticService
     ask tls ein -cacert /lab/server.pem https://operator:secret@$at
     ask tls_of_another ein -cacert /lab/other.pem https://operator:secret@$at
+    ask tls_unverified ein -noverify https://operator:secret@$at
     kill $!
     wait
   fi
@@ -86,20 +106,20 @@ check() {
   expect_in records 1 '-CompletionState=5'
 
   expect_in instance 1 'Name="Hard Drive: Self Test"'
-  expect_in by_role 1 '/dev/sda'
-  expect_in by_role 2 KAVRO_DiskDrive
-  expect_in by_other_role 0 KAVRO
-  expect_in references 2 KAVRO_HDDTest_AvailableDiagnosticService
-  expect_in reference_instances 2 EstimatedDurationOfService
-  expect_in class 1 RunDiagnostic
+  while read -r question count text _; do
+    expect_in "$question" "$count" "$text"
+    expect_in "$question" 0 Exception
+    expect_in "$question" 0 CIM_ERR
+  done <<< "$questions"
 
   expect_in logged_in 1 'Name="Hard Drive: Self Test"'
   for refused in wrong_password no_password; do
     expect_in $refused 0 KAVRO
     expect_in $refused 1 Exception
   done
-  [ -e tls ] || return 0
+  command -v openssl > /dev/null || { echo "skipped $name: with TLS, since openssl is not installed"; exit 77; }
   expect_in tls 1 'Name="Hard Drive: Self Test"'
+  expect_in tls_unverified 1 'Name="Hard Drive: Self Test"'
   expect_in tls_of_another 0 KAVRO
   expect_in tls_of_another 1 Exception
 }

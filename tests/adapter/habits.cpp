@@ -44,8 +44,9 @@ void remove_optional_members(Tables& tables) {
   tables.object_path.getParameterQualifier = nullptr;
 }
 
-CMPIInstance* new_instance_with_defaults(const CMPIBroker* mb, const CMPIObjectPath* path,
-                                         CMPIStatus* rc) {
+// It begins with the path's keys and the class's defaults as properties.
+CMPIInstance* new_filled_instance(const CMPIBroker* mb, const CMPIObjectPath* path,
+                                  CMPIStatus* rc) {
   CMPIInstance* const instance = original().factories.newInstance(mb, path, rc);
   if (!instance) return instance;
   CMPIValue value{};
@@ -53,6 +54,14 @@ CMPIInstance* new_instance_with_defaults(const CMPIBroker* mb, const CMPIObjectP
   instance->ft->setProperty(instance, "Count", &value, CMPI_uint32);
   value.uint32 = 1000;
   instance->ft->setProperty(instance, "U32", &value, CMPI_uint32);
+  CMPIStatus status{};
+  const CMPICount keys = original().object_path.getKeyCount(path, &status);
+  for (CMPICount index = 0; index < keys; ++index) {
+    CMPIString* name = nullptr;
+    const CMPIData key = original().object_path.getKeyAt(path, index, &name, &status);
+    instance->ft->setProperty(instance, original().string.getCharPtr(name, &status), &key.value,
+                              key.type);
+  }
   return instance;
 }
 
@@ -86,6 +95,14 @@ CMPIData key_as_sint64(const CMPIObjectPath* path, const char* name, CMPIStatus*
 CMPIData argument_or_not_found(const CMPIArgs* args, const char* name, CMPIStatus* rc) {
   CMPIStatus status{};
   const CMPIData data = original().args.getArg(args, name, &status);
+  if (status.rc != CMPI_RC_OK) return not_found(rc);
+  if (rc) *rc = {};
+  return data;
+}
+
+CMPIData property_or_not_found(const CMPIInstance* instance, const char* name, CMPIStatus* rc) {
+  CMPIStatus status{};
+  const CMPIData data = original().instance.getProperty(instance, name, &status);
   if (status.rc != CMPI_RC_OK) return not_found(rc);
   if (rc) *rc = {};
   return data;
@@ -171,13 +188,14 @@ CMPIArray* array_of_strings(const CMPIBroker* mb, CMPICount size, CMPIType type,
   return original().factories.newArray(mb, size, type == CMPI_chars ? CMPI_string : type, rc);
 }
 
-// A number without value becomes any number.
-CMPIStatus element_or_any(const CMPIArray* array, CMPICount index, const CMPIValue* value,
-                          CMPIType type) {
-  CMPIValue any{};
-  any.uint64 = 0x5A5A5A5A5A5A5A5A;
-  const bool number = (type & (CMPI_INTEGER | CMPI_REAL)) != 0;
-  return original().array.setElementAt(array, index, value || !number ? value : &any, type);
+// A number without value becomes this one.
+template <CMPIUint64 other>
+CMPIStatus element_or(const CMPIArray* array, CMPICount index, const CMPIValue* value,
+                      CMPIType type) {
+  CMPIValue number{};
+  number.uint64 = other;
+  const bool numeric = (type & (CMPI_INTEGER | CMPI_REAL)) != 0;
+  return original().array.setElementAt(array, index, value || !numeric ? value : &number, type);
 }
 
 // What is missing has any value: the status alone tells.
@@ -219,15 +237,19 @@ Habit old_versions() {
             tables.factories.closeMessageFile = nullptr;
             tables.factories.getMessage2 = nullptr;
             tables.system.joinThread = nullptr;
+            tables.system.exitThread = nullptr;
+            tables.system.cancelThread = nullptr;
+            tables.system.threadSleep = nullptr;
             tables.system.signalCondition = nullptr;
             tables.factories.logMessage = [](auto...) {
               return CMPIStatus{CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
             };
-            tables.factories.newInstance = new_instance_with_defaults;
+            tables.factories.newInstance = new_filled_instance;
             tables.factories.newArray = array_of_strings;
-            tables.array.setElementAt = element_or_any;
+            tables.array.setElementAt = element_or<0x5A5A5A5A5A5A5A5A>;
             tables.context.getEntry = entry_or_any;
             tables.instance.setPropertyFilter = filter_dropping_keys;
+            tables.instance.getProperty = property_or_not_found;
             tables.object_path.getKey = key_or_not_found;
             tables.args.getArg = argument_or_not_found;
           }};
@@ -251,6 +273,9 @@ Habit loose_keys() {
             tables.result.returnData = whole_data;
             // Results of the wrong kind are refused, and references are data there.
             tables.instance.release = [](auto...) { return CMPIStatus{}; };
+            tables.object_path.release = [](auto...) { return CMPIStatus{}; };
+            tables.args.release = [](auto...) { return CMPIStatus{}; };
+            tables.context.release = [](auto...) { return CMPIStatus{}; };
           }};
 }
 
@@ -276,6 +301,7 @@ Habit bare_paths() {
             tables.object_path.getNameSpace = [](const CMPIObjectPath*, CMPIStatus*) {
               return static_cast<CMPIString*>(nullptr);
             };
+            tables.array.setElementAt = element_or<0>;
             tables.instance.setPropertyFilter = nullptr;
             tables.instance.release = nullptr;
             tables.object_path.release = nullptr;

@@ -19,8 +19,9 @@ inline void PrintTo(const Habit& habit, std::ostream* out) { *out << habit.name;
 // The standard's version 2.1, in full.
 Habit standard();
 // Version 1.0 with version fields of 0 and 1, missing members, status 6 for what is missing,
-// instances that begin with the class's defaults, a property filter that drops keys unless
-// they are listed, any value for an array's number or a context's entry that is not there.
+// instances that begin with their keys and the class's defaults, a property filter that drops
+// keys unless they are listed, any value for an array's number or a context's entry that is not
+// there.
 Habit old_versions();
 // Version 2.0: integer keys as sint64 with the key bit, no early release, no property filter;
 // unknown properties are dropped, wrong types refused, arrays must have no null element, and
@@ -28,7 +29,7 @@ Habit old_versions();
 Habit loose_keys();
 // Version 1.0 tables that end where that version ends: what lies behind must not be read.
 Habit short_tables();
-// Paths without name space, and what else may be null.
+// Paths without name space, what else may be null, and 0 for an array's number that is not there.
 Habit bare_paths();
 
 std::vector<Habit> all_habits();
