@@ -40,6 +40,7 @@ pack() {
 guest() {
   ip link set lo up
   serve() {
+    rm -f /tmp/server # an earlier one has said the same
     hddtest serve "$@" > /tmp/server 2>&1 &
     until grep -qs Listening /tmp/server; do sleep 0.2; done
   }
