@@ -244,7 +244,7 @@ bool Provider::isLSIRAIDDevice(std::string name, const sint32* iStatusOfRefInst)
       log_trace("Device " + name + " is a LSI_IR Volume");
       return true;
     }
-    log_trace(prefix + "from scsidev: " + address);
+    log_trace((prefix + "from scsidev: ").append(address));
     const std::optional<std::string> bus_id = discovery::bus_id(address);
     if (!bus_id) {
       log_trace("Device " + name + " is NOT a LSI_IR Device no continue");
