@@ -2,8 +2,10 @@
 
 #include <array>
 #include <chrono>
-#include <cstdio>
+#include <cstdlib>
 #include <ctime>
+
+#include "platform/digits.h"
 
 namespace broker {
 namespace {
@@ -103,26 +105,16 @@ std::string time_stamp_text(std::int64_t microseconds, int minutes_from_utc) {
                      minutes(minutes_from_utc);
   const auto day = floor<days>(local);
   const year_month_day date(day);
-  const hh_mm_ss time(local - day);
-  std::array<char, 64> text;
-  std::snprintf(text.data(), text.size(), "%04d%02u%02u%02d%02d%02d.%06d%c%03d",
-                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
-                static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
-                static_cast<int>(time.subseconds().count()), minutes_from_utc < 0 ? '-' : '+',
-                minutes_from_utc < 0 ? -minutes_from_utc : minutes_from_utc);
-  return text.data();
+  return platform::date_time_text(
+      platform::date_number(static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                            static_cast<unsigned>(date.day())),
+      static_cast<std::uint64_t>((local - day).count()), minutes_from_utc < 0 ? '-' : '+',
+      static_cast<unsigned>(std::abs(minutes_from_utc)));
 }
 
 std::string interval_text(std::uint64_t microseconds) {
-  const std::uint64_t seconds = microseconds / kSecond;
-  std::array<char, 64> text;
-  std::snprintf(text.data(), text.size(), "%08llu%02u%02u%02u.%06u:000",
-                static_cast<unsigned long long>(seconds / 86400 % 100000000),
-                static_cast<unsigned>(seconds / 3600 % 24),
-                static_cast<unsigned>(seconds / 60 % 60), static_cast<unsigned>(seconds % 60),
-                static_cast<unsigned>(microseconds % kSecond));
-  return text.data();
+  constexpr std::uint64_t day = 86400ull * kSecond;
+  return platform::date_time_text(microseconds / day, microseconds % day, ':', 0);
 }
 
 std::string now_text() {

@@ -1,9 +1,9 @@
 #include "platform/framework/datetime.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 
+#include "platform/digits.h"
 #include "platform/framework/calendar.h"
 
 namespace ovk_cimple {
@@ -19,14 +19,16 @@ constexpr sint64 first_time_stamp = days_from_civil({0, 1, 1}) * day;
 constexpr sint64 last_time_stamp = days_from_civil({10000, 1, 1}) * day - 1;
 constexpr std::size_t length = 25;
 
-// The digits from begin on, or -1 when one of them is none.
+// The digits from begin on, or -1 when one of them is none. Of date-times, which are checked to be
+// long enough.
 sint64 number(std::string_view text, std::size_t begin, std::size_t count) {
-  sint64 result = 0;
-  for (const char c : text.substr(begin, count)) {
-    if (c < '0' || c > '9') return -1;
-    result = result * 10 + (c - '0');
+  unsigned result = 0, wrong = 0;
+  for (std::size_t place = begin; place < begin + count; ++place) {
+    const auto digit = static_cast<unsigned>(static_cast<unsigned char>(text[place]) - '0');
+    wrong |= digit > 9;
+    result = result * 10 + digit;
   }
-  return result;
+  return wrong ? -1 : static_cast<sint64>(result);
 }
 
 sint64 floor_divide(sint64 dividend, sint64 divisor) {
@@ -88,23 +90,13 @@ std::optional<Datetime> Datetime::parse(std::string_view text) {
 String Datetime::to_string() const {
   const sint64 local = microseconds_ + utc_offset_minutes_ * minute;
   const sint64 days = floor_divide(local, day);
-  const sint64 time = local - days * day;
-  const auto hours = static_cast<int>(time / hour);
-  const auto minutes = static_cast<int>(time / minute % 60);
-  const auto seconds = static_cast<int>(time / second % 60);
-  const auto fraction = static_cast<int>(time % second);
-  char text[64];
-  if (interval_) {
-    std::snprintf(text, sizeof text, "%08lld%02d%02d%02d.%06d:000", static_cast<long long>(days),
-                  hours, minutes, seconds, fraction);
-  } else {
-    const Civil_Date date = civil_from_days(days);
-    std::snprintf(text, sizeof text, "%04lld%02u%02u%02d%02d%02d.%06d%c%03d",
-                  static_cast<long long>(date.year), date.month, date.day, hours, minutes, seconds,
-                  fraction, utc_offset_minutes_ < 0 ? '-' : '+',
-                  utc_offset_minutes_ < 0 ? -utc_offset_minutes_ : utc_offset_minutes_);
-  }
-  return text;
+  const auto time = static_cast<uint64>(local - days * day);
+  if (interval_) return platform::date_time_text(static_cast<uint64>(days), time, ':', 0);
+  const Civil_Date date = civil_from_days(days);
+  const bool west = utc_offset_minutes_ < 0;
+  return platform::date_time_text(
+      platform::date_number(static_cast<int>(date.year), date.month, date.day), time,
+      west ? '-' : '+', static_cast<unsigned>(west ? -utc_offset_minutes_ : utc_offset_minutes_));
 }
 
 }  // namespace ovk_cimple

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
+
+#include "platform/digits.h"
 
 namespace NKVRHVX20 {
 
@@ -32,16 +33,11 @@ std::string TCIMDateTime::ToString() const {
   const sys_time<microseconds> local{microseconds(fMicroseconds) + minutes(fUtcOffsetMinutes)};
   const auto day = floor<days>(local);
   const year_month_day date(day);
-  const hh_mm_ss clock(local - day);
-
-  char text[64];
-  std::snprintf(
-      text, sizeof text, "%04d%02u%02u%02d%02d%02d.%06d%c%03d", static_cast<int>(date.year()),
-      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-      static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-      static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()),
-      fUtcOffsetMinutes < 0 ? '-' : '+', std::abs(fUtcOffsetMinutes));
-  return text;
+  return platform::date_time_text(
+      platform::date_number(static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                            static_cast<unsigned>(date.day())),
+      static_cast<std::uint64_t>((local - day).count()), fUtcOffsetMinutes < 0 ? '-' : '+',
+      static_cast<unsigned>(std::abs(fUtcOffsetMinutes)));
 }
 
 }  // namespace NKVRHVX20

@@ -1,7 +1,9 @@
 #include "platform/support/log_text.h"
 
+#include <charconv>
 #include <chrono>
-#include <cstdio>
+
+#include "platform/digits.h"
 
 namespace NKVRHVX20 {
 
@@ -78,15 +80,27 @@ std::string FormatLogLine(std::int64_t microseconds, int severity, int processId
   const year_month_day date(day);
   const hh_mm_ss clock(time - day);
 
-  char head[96];
-  std::snprintf(head, sizeof head, "%04d-%02u-%02uT%02d:%02d:%02d.%06dZ %d %d ",
-                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-                static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()),
-                static_cast<int>(clock.subseconds().count()), severity, processId);
-  std::string line = head;
-  line.reserve(line.size() + text.size() + 1);
+  char head[64];
+  char* place = head;
+  const auto put = [&](unsigned digits, auto number, char after) {
+    place = platform::put_digits(place, digits, static_cast<std::uint64_t>(number));
+    *place++ = after;
+  };
+  put(4, static_cast<int>(date.year()), '-');
+  put(2, static_cast<unsigned>(date.month()), '-');
+  put(2, static_cast<unsigned>(date.day()), 'T');
+  put(2, clock.hours().count(), ':');
+  put(2, clock.minutes().count(), ':');
+  put(2, clock.seconds().count(), '.');
+  put(6, clock.subseconds().count(), 'Z');
+  for (const int number : {severity, processId}) {
+    *place++ = ' ';
+    place = std::to_chars(place, head + sizeof head - 1, number).ptr;
+  }
+  *place++ = ' ';
+  std::string line;
+  line.reserve(static_cast<std::size_t>(place - head) + text.size() + 1);
+  line.append(head, place);
   AppendEscaped(line, text);
   line += '\n';
   return line;

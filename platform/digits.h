@@ -1,0 +1,40 @@
+// Decimal digits of a fixed width, as date-times and log lines are full of. A leaf: any folder may
+// use it. (snprintf took longer than all else that a log line or a time stamp costs.)
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace platform {
+
+// Writes the number's last digits, with zeros in front where it has fewer; no terminator. Returns
+// the place behind them.
+constexpr char* put_digits(char* place, unsigned digits, std::uint64_t number) {
+  for (unsigned left = digits; left-- > 0; number /= 10)
+    place[left] = static_cast<char>('0' + number % 10);
+  return place + digits;
+}
+
+// CIM's 25 characters, yyyymmddhhmmss.mmmmmmsutc or ddddddddhhmmss.mmmmmm:000. day: eight digits,
+// the date as one number or an interval's days; time: microseconds of the day; sign: '+' or '-'
+// with the offset in minutes, or ':'.
+inline std::string date_time_text(std::uint64_t day, std::uint64_t time, char sign,
+                                  unsigned offset) {
+  constexpr std::uint64_t second = 1'000'000;
+  std::string text(25, '.');
+  char* place = put_digits(text.data(), 8, day);
+  place = put_digits(place, 2, time / (3600 * second));
+  place = put_digits(place, 2, time / (60 * second) % 60);
+  place = put_digits(place, 2, time / second % 60) + 1;
+  place = put_digits(place, 6, time % second);
+  *place++ = sign;
+  put_digits(place, 3, offset);
+  return text;
+}
+
+// A date as one number of eight digits.
+constexpr std::uint64_t date_number(int year, unsigned month, unsigned day) {
+  return static_cast<std::uint64_t>(year) * 10000 + month * 100 + day;
+}
+
+}  // namespace platform
