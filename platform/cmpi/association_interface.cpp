@@ -34,9 +34,10 @@ std::vector<Ref<Instance>> answer(Client_Call& call, const CMPIObjectPath* path,
   }
 
   found.clear();
-  for (const auto& association : call.enumerate_all(own))
+  call.enumerate_all(own, [&](const Ref<Instance>& association) {
     for (auto& result : filter.results(association, *source, call.translator().name_space()))
       found.push_back(std::move(result));
+  });
   return found;
 }
 

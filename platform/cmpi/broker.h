@@ -78,7 +78,7 @@ inline Failure refusal(CMPIStatus status, const std::string& what) {
   return {status.rc, text};
 }
 
-inline void require(const CMPIStatus& status, const std::string& what) {
+inline void require(const CMPIStatus& status, const char* what) {
   if (status.rc != CMPI_RC_OK) throw refusal(status, what);
 }
 

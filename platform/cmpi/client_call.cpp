@@ -35,13 +35,6 @@ void Client_Call::collect(Instance* instance, sint32 status, void* data) {
     static_cast<std::vector<Ref<Instance>>*>(data)->push_back(std::move(owned));
 }
 
-std::vector<Ref<Instance>> Client_Call::enumerate_all(const Meta_Class& model_class) {
-  const auto model = Ref<Instance>::adopt(create(model_class));
-  std::vector<Ref<Instance>> instances;
-  require_ok(ENUM_INSTANCES, enumerate(instances, ENUM_INSTANCES, model.get()));
-  return instances;
-}
-
 void Client_Call::require_ok(sint32 operation, sint32 status) const {
   const CMPIrc code = code_for(operation, status);
   if (code != CMPI_RC_OK) throw Failure{code, "the provider answered " + std::to_string(status)};

@@ -42,8 +42,19 @@ class Client_Call final : public Cimom {
     return dispatch(operation, arguments..., reinterpret_cast<void*>(&collect), &instances);
   }
 
-  // Every instance of the provider, asked with a model of a class.
-  std::vector<Ref<Instance>> enumerate_all(const Meta_Class& model_class);
+  // Every instance of the provider, asked with a model of a class. Each goes to the sink,
+  // void(Ref<Instance>), as soon as the provider hands it out, so that they are never there
+  // all at once; an exception of the sink passes through the provider and ends its enumeration.
+  template <class Sink>
+  void enumerate_all(const Meta_Class& model_class, Sink sink) {
+    const auto model = Ref<Instance>::adopt(create(model_class));
+    const Enum_Callback callback = [](Instance* instance, sint32 status, void* data) {
+      auto owned = Ref<Instance>::adopt(instance);
+      if (owned && status == OK) (*static_cast<Sink*>(data))(std::move(owned));
+    };
+    require_ok(ENUM_INSTANCES,
+               dispatch(ENUM_INSTANCES, model.get(), reinterpret_cast<void*>(callback), &sink));
+  }
 
   // Throws Failure unless the provider's status is OK.
   void require_ok(sint32 operation, sint32 status) const;

@@ -9,15 +9,16 @@ namespace ovk_cimple {
 
 namespace {
 
-// The instances of the path's class. A class that the repository does not know has no ancestor
-// or descendant of ours.
-std::vector<Ref<Instance>> instances_of(Client_Call& call, const CMPIObjectPath* path) {
+// Hands the instances of the path's class to the sink, void(Ref<Instance>), one by one. A class
+// that the repository does not know has no ancestor or descendant of ours.
+template <class Sink>
+void each_instance(Client_Call& call, const CMPIObjectPath* path, Sink sink) {
   const Meta_Class* const wanted = call.class_of(path);
   const Meta_Class& own = call.meta_class();
-  if (!wanted || !(is_subclass(*wanted, own) || is_subclass(own, *wanted))) return {};
-  auto instances = call.enumerate_all(is_subclass(own, *wanted) ? *wanted : own);
-  std::erase_if(instances, [&](const auto& instance) { return !is_a(instance.get(), *wanted); });
-  return instances;
+  if (!wanted || !(is_subclass(*wanted, own) || is_subclass(own, *wanted))) return;
+  call.enumerate_all(is_subclass(own, *wanted) ? *wanted : own, [&](Ref<Instance> instance) {
+    if (is_a(instance.get(), *wanted)) sink(std::move(instance));
+  });
 }
 
 // The instance that a path or instance means, as one of the provider's class or a subclass.
@@ -42,9 +43,10 @@ Ref<Instance> find(Client_Call& call, const CMPIObjectPath* path) {
     call.require_ok(GET_INSTANCE, status);
     return found;
   }
-  for (const auto& instance : instances_of(call, path))
-    if (same_keys(*model, *instance)) return instance;
-  return {};
+  each_instance(call, path, [&](Ref<Instance> instance) {
+    if (!found && same_keys(*model, *instance)) found = std::move(instance);
+  });
+  return found;
 }
 
 CMPIStatus cleanup(CMPIInstanceMI* mi, const CMPIContext*, CMPIBoolean terminating) {
@@ -53,11 +55,10 @@ CMPIStatus cleanup(CMPIInstanceMI* mi, const CMPIContext*, CMPIBoolean terminati
 
 CMPIStatus enumerate_instance_names(CMPIInstanceMI* mi, const CMPIContext* context,
                                     const CMPIResult* result, const CMPIObjectPath* path) {
-  return perform(mi->hdl, context, result, path, "enumerate instance names",
-                 [&](Client_Call& call) {
-                   for (const auto& instance : instances_of(call, path))
-                     call.deliver_path(*instance);
-                 });
+  return perform(
+      mi->hdl, context, result, path, "enumerate instance names", [&](Client_Call& call) {
+        each_instance(call, path, [&](const auto& instance) { call.deliver_path(*instance); });
+      });
 }
 
 CMPIStatus enumerate_instances(CMPIInstanceMI* mi, const CMPIContext* context,
@@ -65,10 +66,7 @@ CMPIStatus enumerate_instances(CMPIInstanceMI* mi, const CMPIContext* context,
                                const char** properties) {
   return perform(mi->hdl, context, result, path, "enumerate instances", [&](Client_Call& call) {
     Selection selection(properties);
-    for (auto& instance : instances_of(call, path)) {
-      call.deliver(*instance, selection);
-      instance = {};
-    }
+    each_instance(call, path, [&](const auto& instance) { call.deliver(*instance, selection); });
   });
 }
 

@@ -87,19 +87,26 @@ bool has_all_keys(const Instance& instance) {
 const std::vector<const Meta_Property*>& Selection::of(const Meta_Class& meta) {
   if (meta_ == &meta) return selected_;
   selected_.clear();
+  selected_names_.clear();
+  keys_.clear();
   for (const Meta_Property& property : meta.properties) {
     bool wanted = property.key || !names_;
     for (const char** name = names_; !wanted && *name; ++name)
       wanted = same_name(*name, property.name);
-    if (wanted) selected_.push_back(&property);
+    if (!wanted) continue;
+    selected_.push_back(&property);
+    selected_names_.push_back(property.name);
+    if (property.key) keys_.push_back(property.name);
   }
+  selected_names_.push_back(nullptr);
+  keys_.push_back(nullptr);
   meta_ = &meta;
   return selected_;
 }
 
 void Translator::put(Outgoing_Value& result, const String& text) const {
   result.own(&CMPIValue::string,
-             make(broker_, "string", &CMPIBrokerEncFT::newString, clean_text(text).c_str()));
+             make(broker_, "string", &CMPIBrokerEncFT::newString, Clean_Text(text).c_str()));
 }
 
 void Translator::put(Outgoing_Value& result, const Datetime& time) const {
@@ -202,14 +209,7 @@ Made<CMPIInstance> Translator::instance(const Instance& instance, Selection& sel
   if (!selection.everything()) {
     // For object managers that begin with all properties of the class. The keys stand in both
     // lists: some look for them in the one, some in the other.
-    std::vector<const char*> names, keys;
-    for (const Meta_Property* property : selected) {
-      names.push_back(property->name);
-      if (property->key) keys.push_back(property->name);
-    }
-    names.push_back(nullptr);
-    keys.push_back(nullptr);
-    invoke(result.get(), &CMPIInstanceFT::setPropertyFilter, names.data(), keys.data());
+    invoke(result.get(), &CMPIInstanceFT::setPropertyFilter, selection.names(), selection.keys());
   }
   return result;
 }

@@ -55,11 +55,16 @@ class Selection {
   bool everything() const { return !names_; }
   // Valid until asked for another class.
   const std::vector<const Meta_Property*>& of(const Meta_Class& meta);
+  // The names of those, and of the keys among them, each list with a null behind the last, as
+  // property filters take them.
+  const char** names() { return selected_names_.data(); }
+  const char** keys() { return keys_.data(); }
 
  private:
   const char** names_;
   const Meta_Class* meta_ = nullptr;
   std::vector<const Meta_Property*> selected_;
+  std::vector<const char*> selected_names_, keys_;
 };
 
 // Makes the objects. They are released as soon as their handle goes: the object manager copies

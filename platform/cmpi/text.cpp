@@ -1,5 +1,7 @@
 #include "platform/cmpi/text.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 
 namespace ovk_cimple {
@@ -41,6 +43,26 @@ Sequence first_sequence(std::string_view text) {
   return {length, is_clean(character)};
 }
 
+// How many ASCII characters that may leave stand at the start: nearly always all. Printable ones
+// are looked at sixteen at a time; compared as signed numbers, all others lie outside.
+std::size_t plain_length(std::string_view text) {
+  constexpr std::size_t block = 16;
+  const __m128i below = _mm_set1_epi8(' ' - 1);
+  const __m128i above = _mm_set1_epi8('\x7F');
+  for (std::size_t place = 0;;) {
+    for (; text.size() - place >= block; place += block) {
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&text[place]));
+      const __m128i plain =
+          _mm_and_si128(_mm_cmpgt_epi8(bytes, below), _mm_cmplt_epi8(bytes, above));
+      if (_mm_movemask_epi8(plain) != 0xFFFF) break;
+    }
+    const std::size_t end = place + std::min(block, text.size() - place);
+    for (; place < end; ++place)
+      if (byte_at(text, place) >= 0x80 || !is_clean(byte_at(text, place))) return place;
+    if (place == text.size()) return place;
+  }
+}
+
 }  // namespace
 
 bool is_clean(char32_t character) {
@@ -51,16 +73,23 @@ bool is_clean(char32_t character) {
 }
 
 std::string clean_text(std::string_view text) {
-  const auto plain = [](char c) { return c >= ' ' && c < '\x7F'; };
-  auto place = std::find_if_not(text.begin(), text.end(), plain);
-  std::string result(text.begin(), place);
-  text.remove_prefix(result.size());
-  while (!text.empty()) {
+  std::string result;
+  for (std::size_t plain; !text.empty();) {
+    plain = plain_length(text);
+    result += text.substr(0, plain);
+    text.remove_prefix(plain);
+    if (text.empty()) break;
     const Sequence sequence = first_sequence(text);
     result += sequence.clean ? text.substr(0, sequence.length) : replacement;
     text.remove_prefix(sequence.length);
   }
   return result;
+}
+
+Clean_Text::Clean_Text(const std::string& text) : text_(text.c_str()) {
+  if (plain_length(text) == text.size()) return;
+  changed_ = clean_text(text);
+  text_ = changed_.c_str();
 }
 
 }  // namespace ovk_cimple

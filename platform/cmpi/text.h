@@ -15,4 +15,17 @@ bool is_clean(char32_t character);
 // them on as they are, and one stray byte would make a whole reply unreadable.
 std::string clean_text(std::string_view text);
 
+// The same for one use: text that may leave as it is, and nearly all is, is not copied.
+class Clean_Text {
+ public:
+  explicit Clean_Text(const std::string& text);  // text must outlive it
+  Clean_Text(const Clean_Text&) = delete;
+
+  const char* c_str() const { return text_; }
+
+ private:
+  std::string changed_;
+  const char* text_;
+};
+
 }  // namespace ovk_cimple

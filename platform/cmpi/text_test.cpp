@@ -50,5 +50,23 @@ TEST(CleanText, keepsWhatStandsAroundABadByte) {
   }
 }
 
+TEST(CleanText, findsABadByteWhereverItStandsInALongText) {
+  for (std::size_t place = 0; place < 50; ++place) {
+    std::string text(50, 'a'), expected = text;
+    text[40] = expected[40] = '\n';
+    text[place] = '\x01';
+    expected.replace(place, 1, R);
+    EXPECT_EQ(clean_text(text), expected) << place;
+    EXPECT_EQ(Clean_Text(text).c_str(), expected) << place;
+  }
+}
+
+TEST(CleanText, isNotCopiedWhenItMayLeaveAsItIs) {
+  const std::string plain = "tab\tand a line\nof more than sixteen characters";
+  EXPECT_EQ(Clean_Text(plain).c_str(), plain.c_str());
+  const std::string accent = "caf\xC3\xA9";
+  EXPECT_EQ(Clean_Text(accent).c_str(), accent);
+}
+
 }  // namespace
 }  // namespace ovk_cimple
