@@ -8,7 +8,21 @@ namespace broker {
 // Every object is a handle of two pointers followed by its header.
 void* Arena::start(Header& header) { return reinterpret_cast<char*>(&header) - sizeof(CMPIString); }
 
-Arena::~Arena() { free_after(nullptr); }
+// A provider rarely holds more than a few at a time. Where the use of freed memory is looked for,
+// that of released objects is to be found too.
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::size_t most_spares = 0;
+#else
+constexpr std::size_t most_spares = 8;
+#endif
+
+Arena::~Arena() {
+  free_after(nullptr);
+  while (Header* header = spare_) {
+    spare_ = header->next;
+    header->destroy(*header);
+  }
+}
 
 void Arena::add(Header& header) {
   header.arena = this;
@@ -18,15 +32,42 @@ void Arena::add(Header& header) {
   ++size_;
 }
 
+void Arena::remove(Header& header) {
+  // A mark behind this object now stands behind the one before it.
+  for (Mark& mark : marks_) {
+    if (mark.last == &header) mark.last = header.previous;
+  }
+  if (header.previous) header.previous->next = header.next;
+  (header.next ? header.next->previous : last_) = header.previous;
+  --size_;
+}
+
+bool Arena::keep_spare(Header& header) {
+  if (!header.reusable || spares_ == most_spares) return false;
+  // As of every object: the handle is two pointers, of which the first is its own address.
+  *static_cast<void**>(start(header)) = nullptr;
+  header.next = spare_;
+  spare_ = &header;
+  ++spares_;
+  return true;
+}
+
+Header* Arena::take_spare(Kind kind) {
+  Header** place = &spare_;
+  while (*place && (*place)->kind != kind) place = &(*place)->next;
+  Header* found = *place;
+  if (!found) return nullptr;
+  *place = found->next;
+  --spares_;
+  found->next = nullptr;
+  add(*found);
+  return found;
+}
+
 void Arena::free(Header& header) {
   if (Arena* arena = header.arena) {
-    // A mark behind this object now stands behind the one before it.
-    for (Mark& mark : arena->marks_) {
-      if (mark.last == &header) mark.last = header.previous;
-    }
-    if (header.previous) header.previous->next = header.next;
-    (header.next ? header.next->previous : arena->last_) = header.previous;
-    --arena->size_;
+    arena->remove(header);
+    if (arena->keep_spare(header)) return;
   }
   // What a clone keeps alive may end with it, so it must not end inside its destructor.
   const std::shared_ptr<Core> keeps = std::move(header.keeps);

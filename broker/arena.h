@@ -38,6 +38,7 @@ enum class Kind : std::uint32_t {
 struct Header {
   Kind kind{};
   bool lent = false;           // an argument: releasing it has no effect
+  bool reusable = false;       // released, it waits for the next of its kind
   Arena* arena = nullptr;      // null for a clone
   Header* previous = nullptr;  // neighbours in the arena
   Header* next = nullptr;
@@ -84,6 +85,24 @@ class Arena {
     return copy;
   }
 
+  // One of the arena's objects of this kind that was released, to be filled anew: what it holds
+  // is of the one before, its memory above all. Null when there is none. Only for kinds that
+  // providers make and release all the time; to be handed back so, make them with make_reusable.
+  template <class T>
+  T* reuse() {
+    Header* header = take_spare(T::kind);
+    if (!header) return nullptr;
+    T* object = reinterpret_cast<T*>(start(*header));
+    object->handle.hdl = object;
+    return object;
+  }
+  template <class T, class... Arguments>
+  T* make_reusable(Arguments&&... arguments) {
+    T* object = make<T>(std::forward<Arguments>(arguments)...);
+    object->header.reusable = true;
+    return object;
+  }
+
   // The same for an argument of a provider's function.
   template <class T, class... Arguments>
   T* lend(Arguments&&... arguments) {
@@ -117,6 +136,9 @@ class Arena {
   static void* start(Header& header);
 
   void add(Header& header);
+  void remove(Header& header);
+  bool keep_spare(Header& header);
+  Header* take_spare(Kind kind);
   void free_after(const Header* stop);
 
   struct Mark {
@@ -128,6 +150,8 @@ class Arena {
   const std::shared_ptr<Core> core_;
   Header* last_ = nullptr;
   std::size_t size_ = 0;
+  Header* spare_ = nullptr;  // chained by next
+  std::size_t spares_ = 0;
   std::vector<Mark> marks_;
 };
 

@@ -116,7 +116,7 @@ CMPIData get_arg_at(const CMPIArgs* args, CMPICount index, CMPIString** name, CM
   return answer(rc, missing_data(), [&] {
     const auto& arguments = object<ArgsObject>(args).arguments;
     if (index >= arguments.size()) out_of_range(index);
-    if (name) *name = new_string(arguments[index].name.str());
+    if (name) *name = new_string(arguments[index].name);
     return to_cmpi(arguments[index].value);
   });
 }

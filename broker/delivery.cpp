@@ -57,7 +57,10 @@ void Delivery::instance(const InstanceObject& object) {
   }
   if (!instances_) throw Error(Status::InvalidDataType, "the operation delivers no instances");
   admit(object.info);
-  if (choice_.all()) {
+  // Most providers have set what is wanted only.
+  if (choice_.all() || std::ranges::all_of(object.instance.properties, [&](const auto& property) {
+        return choice_.wants(property.name);
+      })) {
     hand_over(*instances_, object.instance);
     return;
   }

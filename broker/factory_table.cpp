@@ -35,9 +35,7 @@ CMPIInstance* new_instance_of(const CMPIBroker* broker, const CMPIObjectPath* pa
     if (!source.info) {
       throw Error(Status::NotFound, "there is no class " + source.path.class_name.str());
     }
-    InstanceObject* made = make<InstanceObject>(Instance(source.path), source.info);
-    made->instance.properties.reserve(source.info->properties().size());
-    return handle(made);
+    return handle(new_empty_instance(source.path, *source.info));
   });
 }
 
@@ -47,12 +45,10 @@ CMPIObjectPath* new_object_path(const CMPIBroker* broker, const char* name_space
     if (!name_space || !same_name(name_space, served_name_space)) {
       throw Error(Status::InvalidNamespace, "there is no name space " + optional(name_space));
     }
-    const ClassInfo* info = Operation::get().core().schema().find(optional(class_name));
-    if (!info) throw Error(Status::NotFound, "there is no class " + optional(class_name));
-    // The class's own spelling is borrowed; another spelling is kept as it came.
-    Name name = info->name().view() == class_name ? info->name() : Name(class_name);
-    return handle(make<ObjectPathObject>(
-        ObjectPath(Name::borrowed(served_name_space), std::move(name)), info));
+    const std::string_view name = class_name ? class_name : "";
+    const ClassInfo* info = Operation::get().find_class(name);
+    if (!info) throw Error(Status::NotFound, "there is no class " + std::string(name));
+    return handle(new_class_path(*info, name));
   });
 }
 

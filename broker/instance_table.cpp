@@ -10,9 +10,7 @@ namespace broker {
 namespace {
 
 bool keeps(const InstanceObject& target, const Name& name) {
-  if (!target.filter) return true;
-  return std::any_of(target.filter->begin(), target.filter->end(),
-                     [&name](const std::string& kept) { return name == kept; });
+  return !target.filtered || std::ranges::find(target.filter, name) != target.filter.end();
 }
 
 // A key property that is null shows as such, but has no place in the path.
@@ -89,7 +87,7 @@ CMPIData get_property_at(const CMPIInstance* instance, CMPICount index, CMPIStri
       throw Error(Status::NoSuchProperty, "there is no property " + std::to_string(index));
     }
     const Property& property = source.instance.properties[index];
-    if (name) *name = new_string(property.name.str());
+    if (name) *name = new_string(property.name);
     return property_data(source, property);
   });
 }
@@ -111,14 +109,17 @@ CMPIStatus set_property_filter(const CMPIInstance* instance, const char** proper
                                const char**) {
   return answer([&] {
     InstanceObject& target = object<InstanceObject>(instance);
-    target.filter.reset();
+    target.filter.clear();
+    target.filtered = properties;
     if (!properties) return;
-    target.filter.emplace();
-    for (; *properties; ++properties) target.filter->emplace_back(*properties);
-    std::erase_if(target.instance.properties, [&target](const Property& property) {
-      return std::none_of(target.filter->begin(), target.filter->end(),
-                          [&](const std::string& kept) { return property.name == kept; });
-    });
+    const auto& present = target.instance.properties;
+    for (; *properties; ++properties) {
+      const auto found = std::ranges::find_if(
+          present, [&](const Property& property) { return property.name == *properties; });
+      target.filter.push_back(found != present.end() ? found->name : Name(*properties));
+    }
+    std::erase_if(target.instance.properties,
+                  [&](const Property& property) { return !keeps(target, property.name); });
   });
 }
 

@@ -30,10 +30,14 @@ CMPIData to_cmpi(const Value& value, CMPIValueState state = CMPI_goodValue);
 // What a getter answers for something missing, with state and status as providers expect them.
 CMPIData missing_data();
 
-CMPIString* new_string(std::string text);
+CMPIString* new_string(std::string_view text);
 std::string text_of(const CMPIString* string);  // empty for null
 
 InstanceObject* new_instance(Instance instance);  // of the running operation
+// Of a class in the served name space.
+ObjectPathObject* new_class_path(const ClassInfo& info, std::string_view spelling);
+// Without properties; the path's class is that of info.
+InstanceObject* new_empty_instance(const ObjectPath& path, const ClassInfo& info);
 ObjectPathObject* new_path(ObjectPath path);
 
 const char* required(const char* argument, const char* what);  // throws Error (InvalidParameter)

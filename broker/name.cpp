@@ -15,7 +15,8 @@ unsigned char lower(char c) {
 
 bool same_name(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
-  if (a.data() == b.data()) return true;
+  // Nearly all come in the spelling of the class.
+  if (a.data() == b.data() || a == b) return true;
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (a[i] != b[i] && lower(a[i]) != lower(b[i])) return false;
   }

@@ -18,7 +18,7 @@ CMPIStatus set_name(const CMPIObjectPath* path, const char* text) {
 template <Name ObjectPath::*member>
 CMPIString* get_name(const CMPIObjectPath* path, CMPIStatus* rc) {
   return answer(rc, static_cast<CMPIString*>(nullptr),
-                [&] { return new_string((path_object(path).path.*member).str()); });
+                [&] { return new_string(path_object(path).path.*member); });
 }
 
 CMPIStatus set_class_name(const CMPIObjectPath* path, const char* text) {
@@ -33,14 +33,15 @@ CMPIStatus add_key(const CMPIObjectPath* path, const char* name, const CMPIValue
                    const CMPIType type) {
   return answer([&] {
     ObjectPathObject& target = path_object(path);
-    Name added(required(name, "the key name"));
+    const std::string_view wanted = required(name, "the key name");
+    const PropertyInfo* property = target.info ? target.info->find_property(wanted) : nullptr;
+    Name added = property ? property->name : Name(wanted);
     Value copy = from_cmpi(value, type);
     if (copy.is_array() || copy.type() == Type::Instance) {
       throw Error(Status::InvalidDataType, "key " + added.str() + " can be no array or instance");
     }
     if (copy.is_null()) throw Error(Status::InvalidParameter, "key " + added.str() + " is null");
     if (target.info) {
-      const PropertyInfo* property = target.info->find_property(added);
       if (!property || !property->key) {
         throw Error(Status::InvalidParameter,
                     "class " + target.info->name().str() + " has no key " + added.str());
@@ -50,7 +51,6 @@ CMPIStatus add_key(const CMPIObjectPath* path, const char* name, const CMPIValue
                                                  std::string(type_name(property->type)) + ", not " +
                                                  std::string(type_name(copy.type())));
       }
-      added = property->name;
     }
     target.path.set_key(std::move(added), std::move(copy));
   });
@@ -72,7 +72,7 @@ CMPIData get_key_at(const CMPIObjectPath* path, CMPICount index, CMPIString** na
     if (index >= keys.size()) {
       throw Error(Status::NoSuchProperty, "there is no key " + std::to_string(index));
     }
-    if (name) *name = new_string(keys[index].name.str());
+    if (name) *name = new_string(keys[index].name);
     return to_cmpi(keys[index].value, CMPI_keyValue);
   });
 }

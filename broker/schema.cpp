@@ -70,7 +70,8 @@ const PropertyInfo* ClassInfo::find_next_property(const PropertyInfo* previous,
                                                   std::string_view name) const {
   const std::size_t next =
       previous ? static_cast<std::size_t>(previous - properties_.data()) + 1 : 0;
-  if (next < properties_.size() && properties_[next].name == name) return &properties_[next];
+  for (std::size_t i = next; i < properties_.size(); ++i)
+    if (properties_[i].name == name) return &properties_[i];
   return find_property(name);
 }
 
