@@ -58,8 +58,9 @@ sint32 Provider::modify_instance(const Class*, const Class*) {
 
 sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
   log_entering(provider, "enum_instances");
-  for (const TDiagRecord& record : THDDTest::GetInstance()->GetRecord())
-    handler->handle(EnumRecord(record));
+  // The list is a copy already, whose texts the instances may have.
+  for (TDiagRecord& record : THDDTest::GetInstance()->GetRecord())
+    handler->handle(EnumRecord(std::move(record)));
   log_exiting(provider, "enum_instances");
   return OK;
 }
@@ -73,11 +74,11 @@ KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::EnumRecord(TDiagRecord recor
   instance->Description = "Diagnostics results record";
   instance->ElementName = "Result for HDDTest";
   instance->RecordFormat = "";
-  instance->RecordData = record.fRecordData;
+  instance->RecordData = std::move(record.fRecordData);
   instance->Locale = "en";
-  instance->InstanceID = record.fJobID;
-  instance->ServiceName = record.fServiceName;
-  instance->ManagedElementName = record.fDeviceID;
+  instance->InstanceID = std::move(record.fJobID);
+  instance->ServiceName = std::move(record.fServiceName);
+  instance->ManagedElementName = std::move(record.fDeviceID);
   instance->RecordType = 2;
   if (const auto now = Datetime::parse(TOSSpecific::GetLocalTime().ToString()))
     instance->CreationTimeStamp = *now;

@@ -84,6 +84,11 @@ constinit TCoreLogger core_logger;
 
 ILogger* TRootObject::GetCoreLogger() { return &core_logger; }
 
+bool IsLogged(ILogger::EHVXLogSeverity severity) {
+  const TSink* present = sink.load(std::memory_order_acquire);
+  return (present != nullptr && present->fFunction != nullptr) || severity <= Settings().fLevel;
+}
+
 void SetLogSink(LogSink function, void* data) {
   auto* added = new TSink{function, data, sink.load(std::memory_order_acquire)};
   while (!sink.compare_exchange_weak(added->fReplaced, added, std::memory_order_acq_rel)) {

@@ -46,6 +46,10 @@ class HVX_EXPORT TRootObject {
   static ILogger* GetCoreLogger();
 };
 
+// Whether a line of this severity goes anywhere: to the host's sink, or by its level to the
+// destination. For callers that write many lines, whose texts need not be put together in vain.
+HVX_EXPORT bool IsLogged(ILogger::EHVXLogSeverity severity);
+
 // Receives every line before level and destination are looked at, unescaped, on the thread that
 // logs it. Must neither log nor throw; may be called by several threads at once.
 using LogSink = void (*)(ILogger::EHVXLogSeverity severity, const std::string& text, void* data);
