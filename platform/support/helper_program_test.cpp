@@ -1,5 +1,9 @@
 // The process runner's helper program: where it is, and what happens without it.
 #include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 
 #include "platform/support/process_runner_test.h"
 
@@ -59,17 +63,54 @@ TEST_P(HelperProgram, AMissingProgramIsNoFaultOfTheHelper) {
   EXPECT_FALSE(fs::exists(folder_ / "log"));
 }
 
-// A helper that no longer answers, not even to its clock, is given up some time later.
-// What stays of it is the host's, or init's after it; the fixture sees that nothing else does.
+// A helper that no longer answers, not even to its clock, is given up some time later, and
+// neither it nor the program stays.
 TEST_P(ProcessRunner, AStuckHelperIsGivenUp) {
-  const auto [status, output] = run_script("echo $PPID; kill -STOP $PPID", 1);
+  const auto [status, output] = run_script("echo $PPID $$; kill -STOP $PPID; exec sleep 1000", 1);
   EXPECT_EQ(status, -1);
   ASSERT_FALSE(output.empty());
   const pid_t helper = std::stoi(output);
-  EXPECT_FALSE(is_gone(helper));
-  kill(helper, SIGKILL);
-  EXPECT_TRUE(eventually([&] { return is_gone(helper); }));
-  waitpid(helper, nullptr, 0);
+  const pid_t program = std::stoi(output.substr(output.find(' ')));
+  EXPECT_TRUE(is_gone(helper));
+  EXPECT_TRUE(eventually([&] { return is_gone(program); }));
+}
+
+// What "ls /proc/self/fd" prints when the helper runs it, started with a descriptor too many; the
+// kernel may refuse to close a range of them, as those before 5.9 do.
+std::string descriptors_of_a_program(bool kernel_closes_ranges) {
+  const std::string helper =
+      fs::path(SUPPORT_CLIENT).parent_path().parent_path() / "libexec/hvx-run";
+  int output[2];
+  EXPECT_EQ(pipe2(output, O_CLOEXEC), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(output[1], STDOUT_FILENO);
+    for (const int extra : {3, 40}) dup2(STDIN_FILENO, extra);
+    sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 0, 1),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog filter = {std::size(rules), rules};
+    if (!kernel_closes_ranges && (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+                                  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0))
+      _exit(1);
+    execl(helper.c_str(), "hvx-run", "60", "/bin/ls", "ls", "/proc/self/fd", nullptr);
+    _exit(1);
+  }
+  close(output[1]);
+  std::string text;
+  char buffer[256];
+  for (ssize_t count; (count = read(output[0], buffer, sizeof buffer)) > 0;)
+    text.append(buffer, static_cast<std::size_t>(count));
+  close(output[0]);
+  waitpid(child, nullptr, 0);
+  return text;
+}
+
+TEST(HelperProgramAlone, ClosesWhatItInheritsOnEveryKernel) {
+  for (const bool kernel_closes_ranges : {true, false})
+    EXPECT_EQ(descriptors_of_a_program(kernel_closes_ranges), "0\n1\n2\n3\n")
+        << kernel_closes_ranges;
 }
 
 }  // namespace
