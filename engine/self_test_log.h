@@ -10,6 +10,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/HDDTest.h"
@@ -28,19 +29,19 @@ HDDIAG_TEST_STATUS ClassifyEntry(std::string entry);
 // The number of entries of the log that begins there.
 int CountEntries(const std::string& text, std::size_t log);
 
-// One entry, and where the search for the next one begins.
+// One entry, a part of the text that was searched, and where the search for the next one begins.
 struct Log_Entry {
-  std::string text;
+  std::string_view text;
   std::size_t next;  // npos after the last entry
 };
 
 // The first entry at or after a position.
 // Kept on purpose: the next search begins one character before the next "#". When two stand
 // side by side that is the first of them again, so that a walk by next does not end there.
-std::optional<Log_Entry> FindEntry(const std::string& text, std::size_t position);
+std::optional<Log_Entry> FindEntry(std::string_view text, std::size_t position);
 
 // The entry without its "#" and number, three characters; nothing when there is no more to it.
-std::optional<std::string> EntryWithoutNumber(const std::string& entry);
+std::optional<std::string_view> EntryWithoutNumber(std::string_view entry);
 
 // Whether a log of that many entries is full: 21 for the table of ATA drives, 20 for others.
 bool IsLogFull(const std::string& text, int entries);
