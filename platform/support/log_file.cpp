@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -20,6 +21,13 @@
 namespace NKVRHVX20 {
 
 namespace {
+
+// Whether a write may send a signal: into a pipe or socket, or past a limit of the process.
+bool MaySendSignal(const struct stat& status) {
+  rlimit limit{};
+  return !S_ISREG(status.st_mode) || getrlimit(RLIMIT_FSIZE, &limit) != 0 ||
+         limit.rlim_cur != RLIM_INFINITY;
+}
 
 // Writes once; false when the descriptor is none. A broken pipe or a file size limit sends the
 // thread a signal that would end the host; the signal is held back and taken away again, its
@@ -80,9 +88,13 @@ bool AppendToFile(const std::string& path, std::string_view line) {
     if (fresh >= 0) {
       close(file);
       file = fresh;
+      status = {};  // whatever it is by now
     }
   }
-  WriteOnce(file, line);
+  if (MaySendSignal(status))
+    WriteOnce(file, line);
+  else [[maybe_unused]]
+    const ssize_t written = write(file, line.data(), line.size());
   close(file);
   return true;
 }
