@@ -11,6 +11,8 @@ run_packages="smartmontools hwinfo"
 lab_packages="qemu-system-x86 perl-base xz-utils binutils libkmod2"
 test_packages="sblim-wbemcli openssl systemd lintian dpkg-dev man-db logrotate"
 lint_packages="clang-format clang-tidy"
+bench_packages="libbenchmark-dev hwinfo"
+fuzz_packages="clang libclang-rt-dev"
 
 as_root=
 [ "$(id -u)" = 0 ] || as_root=$(command -v sudo || echo false)
@@ -56,7 +58,11 @@ require_package_lists() {
 build() {
   local preset=$1 tree=build
   shift
-  [ "$preset" = default ] || tree=build/$preset
+  case $preset in
+    default) ;;
+    bench | fuzz) tree=build/$preset-tree ;; # build/bench is a part of the ordinary tree
+    *) tree=build/$preset ;;
+  esac
   if ! { mkdir -p "$tree" && : >"$tree/build.log"; }; then
     say "$tree cannot be written; run this as the user whom it belongs to."
     exit 3

@@ -1,0 +1,188 @@
+// 10,000 completion records over HTTP, from the request to the last byte at the client, and the
+// same number of bytes through a socket that somebody else writes:
+//
+//   http/THREADS      the twelve properties that records have values for
+//   http_all/THREADS  all nineteen
+//   socket/THREADS, socket_all/THREADS
+//
+// THREADS is the number of connections at work at once. HVX_LOG_LEVEL and HVX_LOG_FILE as ever.
+#include <arpa/inet.h>
+#include <benchmark/benchmark.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "bench/record_server.h"
+#include "broker/http/server.h"
+
+namespace {
+
+constexpr unsigned long kRecords = 10'000;
+constexpr char kValued[] =
+    "Caption Description ElementName RecordFormat RecordData Locale InstanceID ServiceName "
+    "ManagedElementName RecordType CreationTimeStamp CompletionState";
+
+[[noreturn]] void give_up(const char* what) {
+  std::perror(what);
+  std::exit(1);
+}
+
+sockaddr_in loopback() {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
+int listener(sockaddr_in& address) {
+  const int result = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  address = loopback();
+  socklen_t size = sizeof address;
+  if (bind(result, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(result, 64) != 0 ||
+      getsockname(result, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    give_up("listen");
+  return result;
+}
+
+int connection_to(const sockaddr_in& address) {
+  const int result = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (connect(result, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    give_up("connect");
+  return result;
+}
+
+void send_all(int to, const char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t sent = send(to, data, size, MSG_NOSIGNAL);
+    if (sent <= 0) return;  // the client has had enough
+    data += sent;
+    size -= static_cast<std::size_t>(sent);
+  }
+}
+
+// The server under test, with its records.
+const sockaddr_in& http_server() {
+  static const sockaddr_in& address = *[] {
+    auto* result = new sockaddr_in;
+    broker::http::Options options;
+    options.listener = listener(*result);
+    auto& records = bench::module_with(kRecords);
+    new broker::http::Server(
+        [&](const auto& call, auto& reply) { records.service().answer(call, reply); },
+        std::move(options));
+    return result;
+  }();
+  return address;
+}
+
+// Writes as many bytes as it is asked for.
+const sockaddr_in& plain_server() {
+  static const sockaddr_in& address = *[] {
+    auto* result = new sockaddr_in;
+    const int from = listener(*result);
+    std::thread([from] {
+      for (;;) {
+        const int client = accept(from, nullptr, nullptr);
+        std::thread([client] {
+          const std::string block(64 << 10, 'x');
+          for (std::size_t size = 0; recv(client, &size, sizeof size, MSG_WAITALL) > 0;)
+            for (; size > 0; size -= std::min(size, block.size()))
+              send_all(client, block.data(), std::min(size, block.size()));
+          close(client);
+        }).detach();
+      }
+    }).detach();
+    return result;
+  }();
+  return address;
+}
+
+// Bytes of the reply to the request, its head and the borders of its chunks included.
+std::size_t reply_size(int connection, const std::string& request, std::string& buffer) {
+  constexpr std::string_view end = "\r\n0\r\n\r\n";
+  send_all(connection, request.data(), request.size());
+  std::size_t size = 0;
+  std::string tail;
+  while (!tail.ends_with(end)) {
+    const ssize_t got = recv(connection, buffer.data(), buffer.size(), 0);
+    if (got <= 0) return 0;
+    const std::string_view piece(buffer.data(), static_cast<std::size_t>(got));
+    if (size == 0 && !piece.starts_with("HTTP/1.1 200")) return 0;
+    size += piece.size();
+    tail.append(piece.substr(piece.size() - std::min(piece.size(), end.size())));
+    tail.erase(0, tail.size() - std::min(tail.size(), end.size()));
+  }
+  return size;
+}
+
+std::string request_for(const char* properties) {
+  const std::string body = bench::enumeration(properties);
+  return "POST /cimom HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/xml; "
+         "charset=\"utf-8\"\r\nCIMOperation: MethodCall\r\nCIMMethod: EnumerateInstances\r\n"
+         "CIMObject: root%2Fcimv2\r\nContent-Length: " +
+         std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+// How many bytes a reply takes, found once.
+std::size_t size_of(const char* properties) {
+  const int connection = connection_to(http_server());
+  std::string buffer(1 << 20, '\0');
+  const std::size_t size = reply_size(connection, request_for(properties), buffer);
+  close(connection);
+  return size;
+}
+
+void over_http(benchmark::State& state, const char* properties) {
+  const int connection = connection_to(http_server());
+  const std::string request = request_for(properties);
+  std::string buffer(1 << 20, '\0');
+  std::size_t size = 0;
+  for (auto _ : state) {
+    size = reply_size(connection, request, buffer);
+    if (size == 0) state.SkipWithError("the request failed");
+  }
+  close(connection);
+  state.counters["bytes"] =
+      benchmark::Counter(static_cast<double>(size), benchmark::Counter::kAvgThreads);
+}
+
+void over_socket(benchmark::State& state, const char* properties) {
+  const std::size_t size = size_of(properties);
+  const int connection = connection_to(plain_server());
+  std::string buffer(1 << 20, '\0');
+  for (auto _ : state) {
+    send_all(connection, reinterpret_cast<const char*>(&size), sizeof size);
+    for (std::size_t left = size; left > 0;) {
+      const ssize_t got = recv(connection, buffer.data(), std::min(left, buffer.size()), 0);
+      if (got <= 0) give_up("recv");
+      left -= static_cast<std::size_t>(got);
+    }
+  }
+  close(connection);
+}
+
+void add(const char* name, void (*run)(benchmark::State&, const char*), const char* properties) {
+  for (const int threads : {1, 8})
+    benchmark::RegisterBenchmark(name, run, properties)
+        ->Threads(threads)
+        ->UseRealTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  add("http", over_http, kValued);
+  add("socket", over_socket, kValued);
+  add("http_all", over_http, "");
+  add("socket_all", over_socket, "");
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  // The server's threads are at work until the end.
+  std::fflush(nullptr);
+  _exit(0);
+}

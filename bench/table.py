@@ -1,0 +1,226 @@
+#!/usr/bin/env python3
+"""Runs the programs that measure and prints one table of what they found.
+
+    table.py --tree TREE [ROW...]       TREE is the build tree; a ROW is any part of a row's title or
+                                        of its program's name
+    table.py --targets [ROW...]         prints what has to be built for them
+
+Measured and floor come from the same run of one program, in turns, and each is the least of its
+repetitions, which disturbs least. Exit status: 0, 1 when a goal was missed, 3 when a program could
+not measure.
+"""
+
+import argparse
+import json
+import pathlib
+import platform
+import os
+import subprocess
+import sys
+import tempfile
+from dataclasses import dataclass, field
+
+FOLDER = pathlib.Path(__file__).resolve().parent
+
+# What a figure is: the measured to the floor, how much more than the floor, or as it stands.
+RATIO, MORE, PLAIN = "ratio", "more", "plain"
+
+
+@dataclass
+class Row:
+    what: str
+    program: str          # of this folder: a program of Google Benchmark, or a script (.py)
+    measured: str         # the benchmark's name
+    compared: str = ""    # with what
+    floor: str = ""       # that benchmark's name
+    goal: float = None    # the figure's upper limit; None: reported only
+    figure: str = RATIO
+    quantity: str = "seconds"  # seconds (wall), or a counter: its name ends with its unit
+    times: float = 1           # the floor is taken so many times
+    environment: dict = field(default_factory=dict)  # of the program
+
+
+NO_LOG = {"HVX_LOG_LEVEL": "-1"}
+
+ROWS = [
+    Row("10,000 completion records, no log", "records", "module/10000",
+        "a provider in plain C", "plain/10000", 1.5, environment=NO_LOG),
+    Row("the same with a list of two properties", "records", "module_two/10000",
+        "the provider in plain C", "plain_two/10000", 1.5, environment=NO_LOG),
+    Row("10,000 completion records with the log", "records", "module/10000",
+        "the provider in plain C", "plain/10000"),
+    Row("100,000 records: time", "records", "growth/100000",
+        "ten times that of 10,000", "growth/10000", 1.2, environment=NO_LOG, times=10),
+    Row("10,000 records: time", "records", "growth/10000",
+        "ten times that of 1,000", "growth/1000", 1.2, environment=NO_LOG, times=10),
+    Row("100,000 records: memory of an enumeration", "records", "growth/100000",
+        "ten times that of 10,000", "growth/10000", 1.2, environment=NO_LOG, times=10,
+        quantity="enumeration_bytes"),
+    Row("CIM-XML over HTTP: 10,000 instances of 12 properties", "http", "http/threads:1",
+        "a socket that takes as many bytes", "socket/threads:1", environment=NO_LOG),
+    Row("the same, as it stands", "http", "http/threads:1", goal=0.030, figure=PLAIN,
+        environment=NO_LOG),
+    Row("the same on each of 8 connections at once, per reply", "http", "http/threads:8",
+        "8 such sockets", "socket/threads:8", environment=NO_LOG),
+    Row("CIM-XML over HTTP: 10,000 instances, all 19 properties", "http", "http_all/threads:1",
+        "a socket that takes as many bytes", "socket_all/threads:1", environment=NO_LOG),
+    Row("the same with the log", "http", "http_all/threads:1",
+        "the socket", "socket_all/threads:1"),
+    Row("a run: RunDiagnostic through CMPI", "self_test", "module",
+        "a shell loop of the same smartctl calls", "shell_loop", 1.15),
+    Row("a run: processor time of everybody", "self_test", "module",
+        "the same", "shell_loop", quantity="all_seconds"),
+    Row("a run: processor time of the module itself", "self_test", "module",
+        goal=0.002, figure=PLAIN, quantity="own_seconds"),
+    Row("loading and creating all 56 interfaces: time", "loading", "module",
+        "an empty library of the same symbols", "empty", 0.005, MORE),
+    Row("loading and creating all 56 interfaces: memory", "loading", "module",
+        "the same", "empty", 3 << 20, MORE, "memory_bytes"),
+    Row("a self-test log: outcome, count, split", "self_test_log", "all",
+        "memmem over the same bytes, once each", "memmem", 4),
+    Row("discovery of 24 ATA drives", "discovery", "enumeration/24",
+        "hwinfo alone, as slow as in the disk lab", "hwinfo/24", 1.05,
+        environment={"HDDTEST_HWINFO_SECONDS": "1.1 0.4"}),
+    Row("the same", "discovery", "enumeration/24",
+        "hwinfo alone, as fast as on this machine", "hwinfo/24"),
+    Row("the process runner: /bin/true", "process_runner", "runner/0",
+        "posix_spawn and waitpid", "spawn/0", 2.5),
+    Row("the same in a host of 4 GiB", "process_runner", "runner/4096",
+        "posix_spawn and waitpid", "spawn/4096", 2.5),
+    Row("reading SMBIOS structures", "readers", "smbios_table",
+        figure=PLAIN, quantity="bytes_per_second"),
+    Row("reading the message file", "readers", "message_file",
+        figure=PLAIN, quantity="bytes_per_second"),
+    Row("reading date-times (framework)", "readers", "date_time",
+        figure=PLAIN, quantity="bytes_per_second"),
+    Row("reading date-times (object manager)", "readers", "manager_date_time",
+        figure=PLAIN, quantity="bytes_per_second"),
+    Row("reading object paths", "readers", "object_path",
+        figure=PLAIN, quantity="bytes_per_second"),
+]
+
+# What has to be built for a script; a program's target is bench_NAME_program.
+SCRIPT_TARGETS = {"serve.py": ["hddtest", "hddtest_module", "kavroinventory", "hvx-run"]}
+
+REPETITIONS = 20
+SECONDS_PER_UNIT = {"s": 1, "ms": 1e-3, "us": 1e-6, "ns": 1e-9}
+
+
+def run(row, names, tree):
+    """The results of one run of a row's program: benchmark -> field -> the least value, or the
+    greatest of what is better the greater it is."""
+    with tempfile.NamedTemporaryFile() as out:
+        words = [f"--benchmark_out={out.name}", "--benchmark_out_format=json"]
+        if row.program.endswith(".py"):
+            command = [sys.executable, FOLDER / row.program, tree / "bin/hddtest", *words]
+        else:
+            wanted = "|".join(sorted(names)).replace("/threads:", "(/real_time)?/threads:")
+            command = [tree / "bench" / row.program, *words,
+                       f"--benchmark_filter=^({wanted})(/iterations|/real|/manual|$)",
+                       f"--benchmark_repetitions={REPETITIONS}", "--benchmark_min_time=0.05",
+                       "--benchmark_enable_random_interleaving=true"]
+        print(f"Measuring: {row.program}", file=sys.stderr)
+        subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                       env={**os.environ, **row.environment})
+        benchmarks = json.load(out)["benchmarks"]
+    results = {}
+    for one in benchmarks:
+        if one.get("run_type", "iteration") != "iteration":
+            continue
+        if one.get("error_occurred"):
+            raise ValueError(f"{one['name']}: {one['error_message']}")
+        name = one["name"].split("/iterations:")[0]
+        for part in ("/real_time", "/manual_time"):
+            name = name.replace(part, "")
+        fields = {key: value for key, value in one.items() if isinstance(value, (int, float))}
+        fields["seconds"] = one["real_time"] * SECONDS_PER_UNIT[one["time_unit"]]
+        best = results.setdefault(name, fields)
+        for key, value in fields.items():
+            best[key] = (max if key.endswith("per_second") else min)(best.get(key, value), value)
+    return results
+
+
+def text_of(value, unit):
+    if unit.endswith("per_second"):
+        return f"{value / 1e6:.0f} MB/s"
+    if unit.endswith("bytes"):
+        return f"{value / (1 << 20):.2f} MiB"
+    for name, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6)):
+        if value >= size:
+            return f"{value / size:.2f} {name}"
+    return f"{value / 1e-9:.0f} ns"
+
+
+def cells(row, results):
+    """The row of the table, and whether its goal is met (None: it has none)."""
+    measured = results[row.measured][row.quantity]
+    floor = results[row.floor][row.quantity] * row.times if row.floor else None
+    figure = {RATIO: lambda: measured / floor, MORE: lambda: measured - floor,
+              PLAIN: lambda: measured}[row.figure]()
+    show = (lambda value: f"{value:.2f}") if row.figure == RATIO else (
+        lambda value: ("+" if row.figure == MORE else "") + text_of(value, row.quantity))
+    met = None if row.goal is None else figure <= row.goal
+    return [row.what, text_of(measured, row.quantity), row.compared,
+            "" if floor is None else text_of(floor, row.quantity),
+            "" if row.figure == PLAIN else show(figure),
+            "" if row.goal is None else show(row.goal),
+            {None: "reported", True: "met", False: "missed"}[met]], met
+
+
+def machine():
+    models = [line.split(":", 1)[1].strip() for line in open("/proc/cpuinfo", encoding="utf-8")
+              if line.startswith("model name")]
+    return (f"{len(models)} processors ({models[0] if models else 'unknown'}), "
+            f"{platform.system()} {platform.release()}, load {os.getloadavg()[0]:.2f}")
+
+
+def print_table(rows):
+    rows = [["what", "measured", "compared with", "floor", "figure", "goal", ""], *rows]
+    widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
+    for row in rows:
+        print("  ".join(cell.rjust(width) if column in (1, 3, 4, 5) else cell.ljust(width)
+                        for column, (cell, width) in enumerate(zip(row, widths))).rstrip())
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--tree", type=pathlib.Path)
+    parser.add_argument("--targets", action="store_true")
+    parser.add_argument("rows", nargs="*")
+    arguments = parser.parse_args()
+    chosen = [row for row in ROWS if not arguments.rows or
+              any(part in row.what or part in row.program for part in arguments.rows)]
+    if not chosen:
+        sys.exit("there is no such row; the rows are:\n" +
+                 "\n".join(f"  {row.what} ({row.program})" for row in ROWS))
+    if arguments.targets:
+        targets = [target for row in chosen for target in
+                   SCRIPT_TARGETS.get(row.program, [f"bench_{row.program}_program"])]
+        print("\n".join(dict.fromkeys(targets)))
+        return 0
+    header, found, table, status = machine(), {}, [], 0
+    for row in chosen:
+        key = row.program, tuple(row.environment.items())
+        if key not in found:
+            alike = [one for one in chosen if (one.program, tuple(one.environment.items())) == key]
+            names = {name for one in alike for name in (one.measured, one.floor) if name}
+            try:
+                found[key] = run(row, names, arguments.tree.resolve())
+            except (subprocess.CalledProcessError, ValueError) as error:
+                print(error, file=sys.stderr)
+                found[key] = {}
+        try:
+            line, met = cells(row, found[key])
+        except KeyError:
+            line, met = [row.what, "", row.compared, "", "", "", "not measured"], None
+            status = 3
+        if met is False:
+            status = max(status, 1)
+        table.append(line)
+    print(header)
+    print_table(table)
+    return status
+
+
+if __name__ == "__main__":
+    sys.exit(main())
