@@ -58,7 +58,8 @@ CMPIInstance* thing(const CMPIBroker* mb, const char* class_name, const char* na
 namespace {
 
 std::mutex created_mutex;
-std::map<std::string, CMPIInstance*> created;  // clones
+// Never destroyed: it would leave the clones behind, which belong to the object manager.
+auto& created = *new std::map<std::string, CMPIInstance*>;
 
 // Instances.
 

@@ -28,8 +28,11 @@ void add_passwd(CLI::App& program, Invocation& invocation);
 CLI::App* add_command(CLI::App& program, Invocation& invocation, const std::string& name,
                       const std::string& description);
 
-// Reads the command line and runs what it asks for; returns the exit status. Whatever goes wrong
-// is one line on standard error.
-int run_program(int argc, const char* const* argv);
+// Runs the action; what it throws becomes a line on standard error. Returns the exit status.
+int perform(const Invocation& invocation);
+
+// Reads the command line and has done what it asks for; returns the exit status. Whatever goes
+// wrong is one line on standard error.
+int run_program(int argc, const char* const* argv, int (*action)(const Invocation&) = perform);
 
 }  // namespace cli

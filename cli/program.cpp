@@ -38,6 +38,8 @@ std::string wrong_command_line(const CLI::App& program, const CLI::ParseError& e
   return text + "; see hddtest " + command + "--help";
 }
 
+}  // namespace
+
 int perform(const Invocation& invocation) {
   try {
     return invocation.action();
@@ -49,8 +51,6 @@ int perform(const Invocation& invocation) {
   return status_cannot;
 }
 
-}  // namespace
-
 CLI::App* add_command(CLI::App& program, Invocation& invocation, const std::string& name,
                       const std::string& description) {
   CLI::App* const command = program.add_subcommand(name, description);
@@ -58,7 +58,7 @@ CLI::App* add_command(CLI::App& program, Invocation& invocation, const std::stri
   return command;
 }
 
-int run_program(int argc, const char* const* argv) {
+int run_program(int argc, const char* const* argv, int (*action)(const Invocation&)) {
   extend_program_path();
   Invocation invocation;
   CLI::App program(description, "hddtest");
@@ -77,7 +77,7 @@ int run_program(int argc, const char* const* argv) {
   int status = status_cannot;
   try {
     program.parse(argc, argv);
-    status = perform(invocation);
+    status = action(invocation);
   } catch (const CLI::CallForVersion& version) {
     standard_output().write(version.what() + std::string("\n"));
     status = status_ok;

@@ -41,6 +41,7 @@ set(HDDTEST_PLUGIN_PLACE ${CMAKE_INSTALL_LIBDIR}/cmpi)
 set(HDDTEST_LIBRARY_PLACE ${CMAKE_INSTALL_LIBDIR}/hddtest)
 
 set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
+option(HDDTEST_FUZZ "Build for the fuzz targets, which then search for inputs by themselves (clang)" OFF)
 
 add_compile_options(-Wall -Wextra -Werror)
 include_directories(${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
@@ -50,6 +51,13 @@ if(HDDTEST_SANITIZE)
   if(HDDTEST_SANITIZE MATCHES undefined)
     add_compile_options(-fno-sanitize-recover=undefined)
   endif()
+endif()
+
+if(HDDTEST_FUZZ)
+  # Entry points are looked up by name and called as what the interface says they are.
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize=function
+                      -fno-sanitize-recover=undefined -fno-omit-frame-pointer -O1 -g1)
+  add_link_options(-fsanitize=address,undefined)
 endif()
 
 # hddtest_require(VARIABLE "what" "Debian package"): stops with the package to install.
@@ -89,7 +97,11 @@ function(hddtest_library target)
   target_link_libraries(${target} PRIVATE ${ARG_LINK})
   # Object managers load us lazily into a name space with hundreds of names of theirs. Data is
   # left out: a program may hold a copy of a meta-class, and then everybody must mean the copy.
-  target_link_options(${target} PRIVATE -Wl,-z,defs -Wl,-z,now -Wl,-Bsymbolic-functions)
+  target_link_options(${target} PRIVATE -Wl,-z,now -Wl,-Bsymbolic-functions)
+  # With clang the sanitizers stand in the program.
+  if(NOT HDDTEST_FUZZ)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
   if(ARG_VERSION_SCRIPT)
     target_link_options(${target} PRIVATE -Wl,--version-script=${ARG_VERSION_SCRIPT})
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${ARG_VERSION_SCRIPT})

@@ -20,7 +20,7 @@ struct ClassTable {
 constexpr ClassTable class_table(std::string_view special) {
   ClassTable table{};
   for (unsigned i = 0x20; i < 0x80; ++i) table.plain[i] = true;
-  table.plain['\t'] = table.plain['\n'] = true;
+  for (const unsigned char c : {'\t', '\n'}) table.plain[c] = true;
   for (const char c : special) table.plain[static_cast<unsigned char>(c)] = false;
   return table;
 }

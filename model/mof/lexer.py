@@ -36,13 +36,19 @@ PATTERN = re.compile(r"""
 """, re.VERBOSE | re.DOTALL)
 
 
+# Far more digits than any type has: of what is longer not even the value can be told.
+LONGEST_NUMBER = 100
+
+
 def unescape(body, place):
     def replace(match):
         code = match.group(1)
         if code[0] in "xX":
-            if len(code) == 1 or int(code[1:], 16) == 0:
+            character = int(code[1:], 16) if len(code) > 1 else 0
+            # Half of a surrogate pair is no character that text can hold.
+            if character == 0 or 0xD800 <= character <= 0xDFFF:
                 raise MofError(place, f"bad escape '\\{code}'")
-            return chr(int(code[1:], 16))
+            return chr(character)
         if code not in SIMPLE_ESCAPES:
             raise MofError(place, f"bad escape '\\{code}'")
         return SIMPLE_ESCAPES[code]
@@ -81,6 +87,9 @@ def tokens(text, file_name):
         line += written.count("\n")
         if kind in ("space", "comment"):
             continue
+        if kind in ("integer", "real") and len(written) > LONGEST_NUMBER:
+            raise MofError(place, f"bad number '{written[:20]}...', longer than {LONGEST_NUMBER} "
+                                  "characters")
         if kind in ("integer", "real") and re.match("[A-Za-z0-9_.]", text[position:position + 1]):
             raise MofError(place, f"bad number '{written}{text[position]}'")
         value = None
