@@ -1,7 +1,5 @@
 #include "broker/operation.h"
 
-#include <utility>
-
 #include "broker/core.h"
 #include "broker/error.h"
 
@@ -20,7 +18,7 @@ std::string text_entry(const ContextObject& context, const char* name) {
 
 Operation::Operation(Core& core, const Request& request, CMPIFlags flags)
     : core_(core.shared_from_this()),
-      outer_(std::exchange(innermost, this)),
+      outer_(innermost),
       arena_(core.tables(), core_),
       context_(nullptr),
       attached_(false) {
@@ -31,15 +29,17 @@ Operation::Operation(Core& core, const Request& request, CMPIFlags flags)
       {CMPIRole, Value(request.role)},
       {CMPIAcceptLanguage, Value(request.accept_language)},
       {CMPIContentLanguage, Value("")}});
+  innermost = this;  // last: what fails before is no operation
 }
 
 Operation::Operation(Core& core, ContextObject* prepared)
     : core_(core.shared_from_this()),
-      outer_(std::exchange(innermost, this)),
+      outer_(innermost),
       arena_(core.tables(), core_),
       context_(prepared),
       attached_(true) {
   context_->header.lent = true;
+  innermost = this;
 }
 
 Operation::~Operation() {

@@ -103,11 +103,10 @@ namespace {
 template <class T, class Data>
 const T& get(const Data& data, Type type, bool array, std::string_view wanted) {
   if (const T* found = std::get_if<T>(&data)) return *found;
-  throw Error(
-      Status::TypeMismatch,
-      "a value of type " + std::string(type_name(type)) + (array ? " array" : "") +
-          (std::holds_alternative<std::monostate>(data) ? " is null where " : " stands where ") +
-          std::string(wanted) + " is wanted");
+  throw Error(Status::TypeMismatch, "a value of type " + std::string(type_name(type)) +
+                                        (array ? " array" : "") +
+                                        (data.index() == 0 ? " is null where " : " stands where ") +
+                                        std::string(wanted) + " is wanted");
 }
 
 }  // namespace
