@@ -46,6 +46,7 @@ void tell(const void*) {
   told->alarm_is_blocked = sigismember(&blocked, SIGALRM) == 1;
 }
 void die(const void*) { raise(SIGKILL); }
+void fail(const void*) { throw std::bad_alloc(); }
 // As long as the child is given, only sooner.
 void hang(const void*) {
   alarm(1);
@@ -124,6 +125,12 @@ TEST_F(ProbeChild, RunsTheHostsExitHandlersUnlessItIsKilled) {
   EXPECT_EQ(probe(tell, nullptr), Probe::survived);
   EXPECT_EQ(told->ends, 1);
   EXPECT_EQ(probe(die, nullptr), Probe::killed);
+  EXPECT_EQ(told->ends, 1);
+}
+
+// It would answer the client a second time. Only a signal tells of a broken device.
+TEST_F(ProbeChild, WhoseReadingThrowsEndsThereAsWell) {
+  EXPECT_EQ(probe(fail, nullptr), Probe::survived);
   EXPECT_EQ(told->ends, 1);
 }
 

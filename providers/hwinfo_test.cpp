@@ -7,11 +7,13 @@
 
 namespace {
 std::vector<std::string> shell_commands;
+bool shell_cannot_remove = false;
 std::vector<std::pair<std::string, int>> programs;  // command line and seconds
 }  // namespace
 
 extern "C" int system(const char* command) {
   shell_commands.emplace_back(command);
+  if (shell_cannot_remove && shell_commands.back().starts_with("rm ")) return -1;
   return ovk_cimple::next<int(const char*)>("system")(command);
 }
 
@@ -76,6 +78,15 @@ TEST_F(HwinfoTest, ScratchFileThatCannotBeOpenedIsNotRemoved) {
   EXPECT_TRUE(is_raid("/dev/sda"));
   std::filesystem::remove("/tmp/sgMap.txt");
   EXPECT_THAT(shell_commands, ElementsAre("hwinfo --disk > /tmp/sgMap.txt"));
+}
+
+TEST_F(HwinfoTest, ScratchFileIsRemovedAlsoWhenNoShellCanBeStartedForThat) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  shell_cannot_remove = true;
+  EXPECT_FALSE(is_raid("/dev/sda"));
+  shell_cannot_remove = false;
+  EXPECT_EQ(shell_commands.back(), "rm -rf /tmp/sgMap.txt");
+  EXPECT_FALSE(std::filesystem::exists("/tmp/sgMap.txt"));
 }
 
 TEST_F(HwinfoTest, IsNotAskedForBusDevicesThatCannotBeRead) {

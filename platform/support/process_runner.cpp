@@ -33,6 +33,8 @@ using TClock = std::chrono::steady_clock;
 
 // The helper keeps the time; this much later it counts as stuck and is given up.
 constexpr std::chrono::seconds kHelperDelay{10};
+// So long it may take to go when it has been killed for that.
+constexpr int kHelperEndMilliseconds = 1000;
 constexpr std::size_t kReadSize = 65536;
 
 // In a build tree, and in a package that keeps its shape, the helper is beside the libraries;
@@ -153,10 +155,16 @@ class TRun {
 };
 
 // Closing the pipes makes a helper that still runs kill its program and end. Reaping may fail,
-// as the host or the kernel may have done it already; nothing depends on it. A helper that is
-// stuck in the kernel is not waited for.
+// as the host or the kernel may have done it already; nothing depends on it. A helper that was
+// given up is killed, and its program with it: it has not closed its end of the report, so the
+// process id is its own still. When it is stuck in the kernel it is not waited for.
 TRun::~TRun() {
   fOutput.fRead.Close();
+  if (fGivenUp && fHelper > 0) {
+    kill(fHelper, SIGKILL);
+    pollfd end{fReport.fRead.Get(), 0, 0};
+    fGivenUp = poll(&end, 1, kHelperEndMilliseconds) <= 0;
+  }
   fReport.fRead.Close();
   if (fHelper <= 0) return;
   while (waitpid(fHelper, nullptr, fGivenUp ? WNOHANG : 0) < 0 && errno == EINTR) {
