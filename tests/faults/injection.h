@@ -1,0 +1,37 @@
+// Faults in what the product asks of the system: this program has functions of its own in front of
+// the C library's, which the product's libraries call. Everything here is for one thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace faults {
+
+// What can be made to fail, and as what: fork (posix_spawn and system with it) as EAGAIN, pipe and
+// open (directories and streams with it) as EMFILE, write and sendto as ENOSPC, allocation as
+// std::bad_alloc, or null where the XML parser asks; broker are the object manager's functions
+// that providers call (broker_calls.h).
+enum class Call { fork, pipe, open, write, allocation, broker };
+
+// From now on calls of that kind are counted and the number-th from here fails; 0: none does.
+void arm(Call kind, int number);
+// Ends that; the calls since.
+int disarm();
+// For a function that can fail: counts a call, and says whether it has to.
+bool has_to_fail(Call kind);
+
+// What else the functions do.
+struct Settings {
+  // Time limits end that many times sooner: the steady clock runs faster, and so do poll and the
+  // helper of the process runner.
+  int hurry = 1;
+  std::int64_t clock_jump = 0;  // seconds that the wall clock is off
+  std::string hidden;           // no file whose path ends so exists, to stat
+  std::string journal;          // a file that takes what is sent to the machine's journal
+  std::string refused;          // a function of the object manager that always fails
+  std::function<void()> on_sleep;
+};
+Settings& settings();
+
+}  // namespace faults

@@ -1,0 +1,257 @@
+// Each call of an operation fails once: fork, pipe, open, write, memory, the object manager's
+// functions; and what else is gone through one by one.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <climits>
+#include <fstream>
+#include <iterator>
+#include <new>
+
+#include "discovery/scratch_file_lock.h"
+#include "tests/faults/case.h"
+
+namespace faults {
+
+namespace {
+
+constexpr int most_allocations = 500;
+constexpr int longest_seconds = 500;  // of a test of many cases, on a machine under load
+
+struct Operation {
+  const char* name;
+  std::string (World::*perform)();
+  // What may be seen whatever fails. The drive of a run fails its test, so that "passed" would be
+  // a lie; a drive behind a RAID adapter must not be offered for want of knowledge.
+  std::set<std::string> may_be_seen;
+  int in_one_process;  // one after the other; every discovery remembers more bus devices
+};
+
+const std::vector<Operation>& operations() {
+  static const auto& all = *new std::vector<Operation>{
+      {"Run", &World::run, {"failed", "no record", "no job", "error"}, 25},
+      {"Discovery", &World::offered, {"/dev/sda", "none", "nameless", "error"}, 5},
+      {"Drives",
+       &World::drives,
+       {"/dev/sda /dev/sdb", "/dev/sda", "/dev/sdb", "none", "error"},
+       50},
+      {"Records", &World::listed_records, {"error"}, 50},
+  };
+  return all;
+}
+
+// The operation with a fault, and what has to hold right after it.
+void perform(World& world, const Operation& operation, const std::vector<std::string>& records,
+             const std::function<void()>& arrange) {
+  const auto before = world.traces();
+  setenv("RESULT", ": read failure", 1);
+  arrange();
+  const std::string seen = (world.*operation.perform)();
+  unsetenv("RESULT");
+  std::string all_records;
+  for (const std::string& record : records)
+    all_records += (all_records.empty() ? "" : " ") + record;
+  EXPECT_TRUE(operation.may_be_seen.contains(seen) || seen == all_records) << seen << world.log();
+  std::string left;
+  for (const std::string& trace : world.traces())
+    if (!before.contains(trace)) left += trace + "\n";
+  EXPECT_EQ(left, "") << "left behind";
+}
+
+// What a child tells: it may have died.
+struct Progress {
+  int number = 0;     // of the call that fails now
+  bool done = false;  // there are no more
+};
+struct Shared {
+  Progress& progress = *new (mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE,
+                                  MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Progress;
+  ~Shared() { munmap(&progress, sizeof progress); }
+};
+
+// Cold: the operation is the first of its process, so that the module is loaded in it.
+enum class Start { warm, cold };
+
+using Parameter = std::tuple<Call, int /* of operations() */, Start>;
+
+std::string name_of(const testing::TestParamInfo<Parameter>& info) {
+  static constexpr const char* kinds[] = {"Fork", "Pipe", "Open", "Write", "Allocation", "Broker"};
+  const auto& [kind, operation, start] = info.param;
+  return std::string(kinds[static_cast<int>(kind)]) + "In" + (start == Start::cold ? "First" : "") +
+         operations()[operation].name;
+}
+
+void warm_up(World& world) {
+  world.expect_well({});
+  world.expect_well({});
+  EXPECT_EQ(world.drives(), "/dev/sda /dev/sdb");
+}
+
+class NthCall : public testing::TestWithParam<Parameter> {};
+
+void fail_each_call(Call kind, const Operation& operation, Start start) {
+  const int most = kind == Call::allocation ? most_allocations : INT_MAX;
+  World world;
+  world.holds_scratch_file = operation.perform == &World::offered;
+  if (start == Start::warm) warm_up(world);
+#if defined(__SANITIZE_ADDRESS__)
+  const int step = world.holds_scratch_file ? 4 : 1;  // the probe's forks take their time there
+#else
+  constexpr int step = 1;
+#endif
+  const Shared shared;
+  auto& [number, done] = shared.progress;
+  while (!done && number < most && !testing::Test::HasFailure()) {
+    const int last = start == Start::cold ? number + 1 : number + step * operation.in_one_process;
+    in_child([&] {
+      // Not asked for in a process that has to be a new one.
+      const auto records = [&] {
+        return start == Start::warm ? world.records() : std::vector<std::string>();
+      };
+      const auto earlier = records();
+      while (!done && number < std::min(last, most)) {
+        SCOPED_TRACE(number += step);
+        perform(world, operation, records(), [&] { world.fail(kind, number); });
+        done = number > world.calls();
+      }
+      world.expect_well(earlier);
+      if (operation.perform == &World::offered) {
+        EXPECT_EQ(world.offered(), "/dev/sda");
+      }
+    });
+    if (testing::Test::HasFailure()) ADD_FAILURE() << "by call " << number;
+  }
+  EXPECT_GT(number, 2) << "nothing failed";
+}
+
+TEST_P(NthCall, FailsAndNothingElse) {
+  const auto& [kind, index, start] = GetParam();
+  const Operation& operation = operations()[index];
+  std::optional<discovery::ScratchFileLock> lock;
+  if (operation.perform == &World::offered) lock.emplace();
+  in_child([&] { fail_each_call(kind, operation, start); }, longest_seconds);
+}
+
+INSTANTIATE_TEST_SUITE_P(Run, NthCall,
+                         testing::Combine(testing::Values(Call::fork, Call::pipe, Call::open,
+                                                          Call::write, Call::broker),
+                                          testing::Values(0), testing::Values(Start::warm)),
+                         name_of);
+INSTANTIATE_TEST_SUITE_P(Discovery, NthCall,
+                         testing::Combine(testing::Values(Call::fork, Call::pipe, Call::open,
+                                                          Call::write, Call::broker),
+                                          testing::Values(1), testing::Values(Start::warm)),
+                         name_of);
+INSTANTIATE_TEST_SUITE_P(Listing, NthCall,
+                         testing::Combine(testing::Values(Call::open, Call::broker),
+                                          testing::Values(2), testing::Values(Start::warm)),
+                         name_of);
+INSTANTIATE_TEST_SUITE_P(Memory, NthCall,
+                         testing::Combine(testing::Values(Call::allocation),
+                                          testing::Values(0, 1, 2, 3),
+                                          testing::Values(Start::warm)),
+                         name_of);
+INSTANTIATE_TEST_SUITE_P(FirstMemory, NthCall,
+                         testing::Values(Parameter{Call::allocation, 0, Start::cold}), name_of);
+
+// In a process of its own, as the module keeps where its log is.
+void in_warm_world(const std::function<void(World&)>& work) {
+  const discovery::ScratchFileLock lock;
+  in_child(
+      [&] {
+        World world;
+        world.holds_scratch_file = true;
+        warm_up(world);
+        work(world);
+      },
+      longest_seconds);
+}
+
+void perform_each(World& world, const std::function<void()>& arrange) {
+  in_child([&] {
+    const auto earlier = world.records();
+    for (const Operation& operation : operations()) {
+      SCOPED_TRACE(operation.name);
+      perform(world, operation, world.records(), arrange);
+    }
+    world.expect_well(earlier);
+    EXPECT_EQ(world.offered(), "/dev/sda");
+  });
+}
+
+TEST(OneByOne, FunctionOfTheObjectManagerAlwaysFails) {
+  in_warm_world([](World& world) {
+    for (const char* name : world.broker_functions()) {
+      SCOPED_TRACE(name);
+      perform_each(world, [&] { world.refuse(name); });
+    }
+  });
+}
+
+TEST(OneByOne, AttributeOfSysfsVanishes) {
+  in_warm_world([](World& world) {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(world.place("/sys")))
+      files.push_back(entry.path());
+    for (const auto& file : files) {
+      SCOPED_TRACE(file);
+      in_child([&] {
+        const auto aside = world.place("/aside");
+        std::filesystem::rename(file, aside);
+        const std::string drives = world.drives();
+        EXPECT_TRUE(("/dev/sda /dev/sdb " + std::string("none")).find(drives) != std::string::npos)
+            << drives;
+        const std::string offered = world.offered();
+        EXPECT_TRUE(offered == "/dev/sda" || offered == "none") << offered;
+        std::filesystem::rename(aside, file);
+        EXPECT_EQ(world.offered(), "/dev/sda");
+      });
+    }
+  });
+}
+
+// The message file ends anywhere. Every run has its record with the right state, and its text is
+// one that the whole file begins with.
+TEST(OneByOne, MessageFileIsCutAtEveryByte) {
+  in_warm_world([](World& world) {
+    const auto file = world.place("/hddtest/hddtest.msg.xml");
+    const auto size = std::filesystem::file_size(file);
+    settings().hidden = "/smartctl";  // a run that starts no program, so that there is time for all
+    ASSERT_EQ(world.run(), "failed");
+    const std::string whole = world.text_of_last_record();
+    ASSERT_TRUE(whole.starts_with("HDST-100: ")) << whole;
+    std::ifstream stream(file);
+    const std::string messages{std::istreambuf_iterator<char>(stream), {}};
+    const auto in_file = messages.find("</result>", messages.find("HDST-100")) + 9;
+    constexpr std::uintmax_t in_one_child = 40;  // each lists the records of all before
+    for (std::uintmax_t end = size; end > 0; end -= std::min(end, in_one_child)) {
+      in_child([&] {
+        std::filesystem::resize_file(file, end);
+        for (std::uintmax_t cut = end; cut-- > end - std::min(end, in_one_child);) {
+          std::filesystem::resize_file(file, cut);
+          EXPECT_EQ(world.run(), "failed") << cut;
+          const std::string text = world.text_of_last_record();
+          EXPECT_TRUE(whole.starts_with(text)) << cut << ": " << text;
+          EXPECT_EQ(text.empty(), cut < in_file) << cut << ": " << text;
+        }
+      });
+    }
+  });
+}
+
+TEST(OneByOne, DescriptorsAreShortByAnyNumber) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizers open pipes to see whether they may look at an object";
+#endif
+  in_warm_world([](World& world) {
+    for (int free = 0; free < 12; ++free) {
+      SCOPED_TRACE(free);
+      perform_each(world, [&] { world.limit(RLIMIT_NOFILE, 3 + free); });
+    }
+  });
+}
+
+}  // namespace
+}  // namespace faults
