@@ -1,6 +1,7 @@
 // Code pages of text (memory.h). The system's page is taken to be UTF-8.
 #include "broker/error.h"
 #include "broker/memory.h"
+#include "platform/utf8.h"
 
 namespace broker {
 namespace {
@@ -41,30 +42,19 @@ void append_unit(std::string& bytes, char32_t unit) {
   bytes += static_cast<char>(unit >> 8);
 }
 
-std::string to_utf16(const std::string& text) {
+std::string to_utf16(std::string_view text) {
   std::string bytes;
-  for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i++]);
-    const int tail = lead < 0x80                   ? 0
-                     : lead >= 0xC2 && lead < 0xE0 ? 1
-                     : lead >= 0xE0 && lead < 0xF0 ? 2
-                     : lead >= 0xF0 && lead < 0xF5 ? 3
-                                                   : -1;
-    const unsigned masks[] = {0x7F, 0x1F, 0x0F, 0x07};
-    char32_t c = tail < 0 ? 0 : lead & masks[tail];
-    for (int left = tail; left > 0; --left, ++i) {
-      if (i >= text.size() || (text[i] & 0xC0) != 0x80) {
-        throw Error(Status::NotInCodepage, "the text is no UTF-8");
-      }
-      c = c << 6 | (static_cast<unsigned char>(text[i]) & 0x3F);
-    }
-    if (tail < 0) throw Error(Status::NotInCodepage, "the text is no UTF-8");
+  while (!text.empty()) {
+    const auto [c, length] = platform::first_utf8(text);
+    if (c == platform::Utf8_Sequence::none)
+      throw Error(Status::NotInCodepage, "the text is no UTF-8");
     if (c < 0x10000) {
       append_unit(bytes, c);
     } else {
       append_unit(bytes, 0xD800 + ((c - 0x10000) >> 10));
       append_unit(bytes, 0xDC00 + ((c - 0x10000) & 0x3FF));
     }
+    text.remove_prefix(length);
   }
   return bytes;
 }

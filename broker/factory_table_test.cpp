@@ -110,6 +110,15 @@ TEST_F(TablesTest, CodePagesAreConverted) {
   EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_PARAMETER);
 }
 
+TEST_F(TablesTest, WhatIsNoUtf8IsInNoOtherCodePage) {
+  for (const char* bytes :
+       {"\xC0\xAF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82"}) {
+    CMPIString* made = string(bytes);
+    EXPECT_EQ(made->ft->newCharsCP(made, CMPI_CPID_UTF16, &rc), nullptr);
+    EXPECT_EQ(rc.rc, CMPI_RC_ERR_NOT_IN_CODEPAGE);
+  }
+}
+
 TEST_F(TablesTest, PropertyListsIgnoreCase) {
   const char* names[] = {"One", "Two", nullptr};
   CMPIPropertyList* list = mb->eft->newPropertyList(mb, names, &rc);

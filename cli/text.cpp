@@ -3,47 +3,25 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <cstdint>
 #include <utility>
+
+#include "platform/utf8.h"
 
 namespace cli {
 namespace {
 
-struct Character {
-  std::size_t length = 1;        // bytes
-  std::int32_t code_point = -1;  // -1: no UTF-8
-};
-
-// The character that text begins with; text is not empty.
-Character first_character(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) return {1, first};
-  const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-  if (first < 0xc2 || first > 0xf4 || text.size() < length) return {};
-  std::int32_t code_point = first & (0x7f >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0) != 0x80) return {};
-    code_point = code_point << 6 | (byte(i) & 0x3f);
-  }
-  constexpr std::array<std::int32_t, 5> lowest = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = code_point >= 0xd800 && code_point < 0xe000;
-  if (code_point < lowest[length] || code_point > 0x10ffff || surrogate) return {};
-  return {length, code_point};
-}
-
-bool must_escape(std::int32_t code_point) {
-  return code_point < 0x20 ||                               // controls, and what is no UTF-8
-         (code_point >= 0x7f && code_point < 0xa0) ||       // delete, C1 controls
-         (code_point >= 0x2028 && code_point <= 0x202e) ||  // line ends, writing direction
-         (code_point >= 0x2066 && code_point <= 0x2069);
+bool must_escape(char32_t character) {
+  return character < 0x20 || character == platform::Utf8_Sequence::none ||
+         (character >= 0x7f && character < 0xa0) ||       // delete, C1 controls
+         (character >= 0x2028 && character <= 0x202e) ||  // line ends, writing direction
+         (character >= 0x2066 && character <= 0x2069);
 }
 
 // The bytes of the first that many characters.
 std::size_t bytes_of(std::string_view text, std::size_t characters) {
   std::size_t bytes = 0;
   for (; characters > 0 && bytes < text.size(); --characters)
-    bytes += first_character(text.substr(bytes)).length;
+    bytes += platform::first_utf8(text.substr(bytes)).length;
   return bytes;
 }
 
@@ -63,28 +41,28 @@ std::string_view take_piece(std::string_view& line, std::size_t columns) {
 std::string escape(std::string_view text) {
   std::string result;
   while (!text.empty()) {
-    const Character character = first_character(text);
-    const std::string_view bytes = text.substr(0, character.length);
-    if (!must_escape(character.code_point)) {
+    const auto [character, length] = platform::first_utf8(text);
+    const std::string_view bytes = text.substr(0, length);
+    if (!must_escape(character)) {
       result += bytes;
-    } else if (character.code_point == '\n') {
+    } else if (character == '\n') {
       result += "\\n";
-    } else if (character.code_point == '\r') {
+    } else if (character == '\r') {
       result += "\\r";
-    } else if (character.code_point == '\t') {
+    } else if (character == '\t') {
       result += "\\t";
     } else {
       for (const char byte : bytes)
         result += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
     }
-    text.remove_prefix(character.length);
+    text.remove_prefix(length);
   }
   return result;
 }
 
 std::size_t columns_of(std::string_view text) {
   std::size_t columns = 0;
-  for (; !text.empty(); text.remove_prefix(first_character(text).length)) ++columns;
+  for (; !text.empty(); text.remove_prefix(platform::first_utf8(text).length)) ++columns;
   return columns;
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/utf8.h"
+
 namespace inventory {
 
 namespace {
@@ -10,27 +12,8 @@ namespace {
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-// The length of the UTF-8 sequence that begins the text; 0 when none does.
-std::size_t sequence_length(std::string_view text) {
-  const auto byte = [&](std::size_t i) {
-    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
-  };
-  const unsigned lead = byte(0);
-  if (lead < 0x80) return 1;
-  if (lead < 0xc2 || lead > 0xf4) return 0;
-  const std::size_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-  // Neither overlong forms, nor surrogates, nor anything past U+10FFFF.
-  const unsigned low = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
-  const unsigned high = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
-  if (byte(1) < low || byte(1) > high) return 0;
-  for (std::size_t i = 2; i < length; ++i)
-    if ((byte(i) & 0xc0) != 0x80) return 0;
-  return length;
-}
-
-bool is_control(std::string_view sequence) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(sequence[i]); };
-  return byte(0) < 0x20 || byte(0) == 0x7f || (byte(0) == 0xc2 && byte(1) < 0xa0);
+bool is_control(char32_t character) {
+  return character < 0x20 || (character >= 0x7f && character < 0xa0);
 }
 
 }  // namespace
@@ -38,15 +21,14 @@ bool is_control(std::string_view sequence) {
 std::string cleaned(std::string_view text) {
   std::string result;
   while (!text.empty()) {
-    const std::size_t length = sequence_length(text);
-    const std::string_view sequence = text.substr(0, std::max<std::size_t>(length, 1));
-    if (length == 0)
-      result += "\ufffd";
-    else if (is_control(sequence))
+    const auto [character, length] = platform::first_utf8(text);
+    if (character == platform::Utf8_Sequence::none)
+      for (std::size_t byte = 0; byte < length; ++byte) result += "\ufffd";
+    else if (is_control(character))
       result += ' ';
     else
-      result += sequence;
-    text.remove_prefix(sequence.size());
+      result += text.substr(0, length);
+    text.remove_prefix(length);
   }
   result.erase(result.find_last_not_of(' ') + 1);
   result.erase(0, result.find_first_not_of(' '));
@@ -56,8 +38,8 @@ std::string cleaned(std::string_view text) {
 std::string cut(std::string text, std::size_t characters) {
   std::size_t end = 0;
   while (end < text.size() && characters-- > 0)
-    end += std::max<std::size_t>(sequence_length(std::string_view(text).substr(end)), 1);
-  text.resize(std::min(end, text.size()));
+    end += platform::first_utf8(std::string_view(text).substr(end)).length;
+  text.resize(end);
   text.erase(text.find_last_not_of(' ') + 1);
   return text;
 }

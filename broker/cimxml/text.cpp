@@ -7,6 +7,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "platform/utf8.h"
+
 namespace broker::cimxml {
 namespace {
 
@@ -30,23 +32,10 @@ constexpr ClassTable kContent = class_table("&<>\r");
 constexpr ClassTable kAttribute = class_table("&<>\"\r\n\t");
 
 // Length of the character that begins here, if XML may hold it; 0 otherwise.
-std::size_t character_length(const unsigned char* at, std::size_t available) {
-  const auto follows = [&](std::size_t i) { return i < available && (at[i] & 0xC0) == 0x80; };
-  if (at[0] >= 0xC2 && at[0] <= 0xDF) return follows(1) ? 2 : 0;
-  if ((at[0] & 0xF0) == 0xE0) {
-    if (!follows(1) || !follows(2)) return 0;
-    if (at[0] == 0xE0 && at[1] < 0xA0) return 0;                    // over-long
-    if (at[0] == 0xED && at[1] >= 0xA0) return 0;                   // surrogates
-    if (at[0] == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) return 0;  // U+FFFE, U+FFFF
-    return 3;
-  }
-  if (at[0] >= 0xF0 && at[0] <= 0xF4) {
-    if (!follows(1) || !follows(2) || !follows(3)) return 0;
-    if (at[0] == 0xF0 && at[1] < 0x90) return 0;
-    if (at[0] == 0xF4 && at[1] >= 0x90) return 0;
-    return 4;
-  }
-  return 0;
+std::size_t character_length(std::string_view text) {
+  const auto [character, length] = platform::first_utf8(text);
+  const bool allowed = character <= 0x10FFFF && character != 0xFFFE && character != 0xFFFF;
+  return allowed ? length : 0;
 }
 
 // The first byte that may need a look: control characters, those above 0x7F (negative here) and
@@ -111,8 +100,7 @@ void Text::escape(std::string_view text, const Classes& plain) {
       continue;
     }
     if (byte >= 0x80) {
-      if (const std::size_t length = character_length(reinterpret_cast<const unsigned char*>(at),
-                                                      static_cast<std::size_t>(end - at))) {
+      if (const std::size_t length = character_length({at, end})) {
         at += length;
         continue;
       }

@@ -4,32 +4,16 @@
 #include <chrono>
 
 #include "platform/digits.h"
+#include "platform/utf8.h"
 
 namespace NKVRHVX20 {
 
 namespace {
 
-// The length of the UTF-8 sequence at the start of a text that is not empty, 0 when it is none:
-// cut short, longer than needed, a surrogate, or past U+10FFFF.
-std::size_t SequenceLength(std::string_view text) {
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) return 1;
-  const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-  if (first < 0xc2 || first > 0xf4 || text.size() < length) return 0;
-  const unsigned char lowest = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
-  const unsigned char highest = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
-  if (byte(1) < lowest || byte(1) > highest) return 0;
-  for (std::size_t i = 2; i < length; ++i)
-    if ((byte(i) & 0xc0) != 0x80) return 0;
-  return length;
-}
-
-bool MustEscape(std::string_view sequence) {
-  const auto first = static_cast<unsigned char>(sequence[0]);
-  if (sequence.size() == 1) return first < 0x20 || first == 0x7f || first == '\\';
-  if (sequence.size() == 2) return first == 0xc2 && static_cast<unsigned char>(sequence[1]) < 0xa0;
-  return sequence == "\u2028" || sequence == "\u2029";
+// Whether it may not stand as it is: no character, a control character, or one that ends a line.
+bool MustEscape(char32_t character) {
+  return character == platform::Utf8_Sequence::none || character < 0x20 || character == '\\' ||
+         (character >= 0x7f && character < 0xa0) || character == 0x2028 || character == 0x2029;
 }
 
 void AppendEscape(std::string& line, char byte) {
@@ -59,14 +43,13 @@ void AppendEscape(std::string& line, char byte) {
 void AppendEscaped(std::string& line, std::string_view text) {
   std::size_t copied = 0;  // what stays as it is goes over in runs
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = SequenceLength(text.substr(at));
-    const std::string_view sequence = text.substr(at, length > 0 ? length : 1);
-    if (length == 0 || MustEscape(sequence)) {
+    const auto [character, length] = platform::first_utf8(text.substr(at));
+    if (MustEscape(character)) {
       line.append(text, copied, at - copied);
-      for (const char byte : sequence) AppendEscape(line, byte);
-      copied = at + sequence.size();
+      for (const char byte : text.substr(at, length)) AppendEscape(line, byte);
+      copied = at + length;
     }
-    at += sequence.size();
+    at += length;
   }
   line.append(text, copied);
 }

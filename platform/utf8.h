@@ -1,0 +1,38 @@
+// Reading UTF-8 that may be anything. A leaf: any folder may use it.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace platform {
+
+// What stands at the start of a text.
+struct Utf8_Sequence {
+  static constexpr char32_t none = 0xFFFFFFFF;
+
+  char32_t character;  // none where no character of UTF-8 begins
+  std::size_t length;  // bytes it takes, or that could have begun a character: at least 1
+};
+
+// Of a text that is not empty. Overlong forms, surrogates and what lies beyond U+10FFFF are no
+// characters.
+constexpr Utf8_Sequence first_utf8(std::string_view text) {
+  const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(text[place]); };
+  const unsigned lead = byte(0);
+  if (lead < 0x80) return {lead, 1};
+  if (lead < 0xC2 || lead > 0xF4) return {Utf8_Sequence::none, 1};
+  const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  char32_t character = lead & (0x7F >> length);
+  for (std::size_t place = 1; place < length; ++place) {
+    if (place == text.size() || byte(place) < low || byte(place) > high)
+      return {Utf8_Sequence::none, place};
+    character = character << 6 | (byte(place) & 0x3F);
+    low = 0x80;
+    high = 0xBF;
+  }
+  return {character, length};
+}
+
+}  // namespace platform
