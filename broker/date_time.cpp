@@ -2,7 +2,6 @@
 
 #include <array>
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 
 #include "platform/digits.h"
@@ -100,16 +99,8 @@ std::int64_t datetime_microseconds(std::string_view text) {
 }
 
 std::string time_stamp_text(std::int64_t microseconds, int minutes_from_utc) {
-  using namespace std::chrono;
-  const auto local = sys_time<std::chrono::microseconds>(std::chrono::microseconds(microseconds)) +
-                     minutes(minutes_from_utc);
-  const auto day = floor<days>(local);
-  const year_month_day date(day);
-  return platform::date_time_text(
-      platform::date_number(static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                            static_cast<unsigned>(date.day())),
-      static_cast<std::uint64_t>((local - day).count()), minutes_from_utc < 0 ? '-' : '+',
-      static_cast<unsigned>(std::abs(minutes_from_utc)));
+  return platform::time_stamp_text(microseconds + minutes_from_utc * 60 * kSecond,
+                                   minutes_from_utc);
 }
 
 std::string interval_text(std::uint64_t microseconds) {

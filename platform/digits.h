@@ -1,7 +1,9 @@
-// Decimal digits of a fixed width, as date-times and log lines are full of. A leaf: any folder may
-// use it. (snprintf took longer than all else that a log line or a time stamp costs.)
+// Decimal digits of a fixed width, as log lines are full of, and CIM's date-times, which consist of
+// them. A leaf: any folder may use it. (snprintf took longer than all else that a log line or a
+// time stamp costs.)
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -35,6 +37,21 @@ inline std::string date_time_text(std::uint64_t day, std::uint64_t time, char si
 // A date as one number of eight digits.
 constexpr std::uint64_t date_number(int year, unsigned month, unsigned day) {
   return static_cast<std::uint64_t>(year) * 10000 + month * 100 + day;
+}
+
+// CIM's 25 characters for a point in time of the years 0 to 9999: microseconds of local time since
+// 1970-01-01T00:00, and the minutes (-999 to 999) by which that is ahead of UTC.
+inline std::string time_stamp_text(std::int64_t local_microseconds, int minutes_from_utc) {
+  using namespace std::chrono;
+  const sys_time<microseconds> local{microseconds(local_microseconds)};
+  const sys_days day = floor<days>(local);
+  const year_month_day date(day);
+  const bool west = minutes_from_utc < 0;
+  return date_time_text(
+      date_number(static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                  static_cast<unsigned>(date.day())),
+      static_cast<std::uint64_t>((local - day).count()), west ? '-' : '+',
+      static_cast<unsigned>(west ? -minutes_from_utc : minutes_from_utc));
 }
 
 }  // namespace platform

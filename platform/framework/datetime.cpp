@@ -1,10 +1,10 @@
 #include "platform/framework/datetime.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 
 #include "platform/digits.h"
-#include "platform/framework/calendar.h"
 
 namespace ovk_cimple {
 
@@ -15,9 +15,14 @@ constexpr sint64 minute = 60 * second;
 constexpr sint64 hour = 60 * minute;
 constexpr sint64 day = 24 * hour;
 constexpr sint64 longest_interval = 100'000'000 * day - 1;
-constexpr sint64 first_time_stamp = days_from_civil({0, 1, 1}) * day;
-constexpr sint64 last_time_stamp = days_from_civil({10000, 1, 1}) * day - 1;
 constexpr std::size_t length = 25;
+
+constexpr sint64 days_since_epoch(std::chrono::year_month_day date) {
+  return std::chrono::sys_days(date).time_since_epoch().count();
+}
+
+constexpr sint64 first_time_stamp = days_since_epoch(std::chrono::year(0) / 1 / 1) * day;
+constexpr sint64 last_time_stamp = days_since_epoch(std::chrono::year(10000) / 1 / 1) * day - 1;
 
 // The digits from begin on, or -1 when one of them is none. Of date-times, which are checked to be
 // long enough.
@@ -29,10 +34,6 @@ sint64 number(std::string_view text, std::size_t begin, std::size_t count) {
     result = result * 10 + digit;
   }
   return wrong ? -1 : static_cast<sint64>(result);
-}
-
-sint64 floor_divide(sint64 dividend, sint64 divisor) {
-  return dividend / divisor - (dividend % divisor < 0);
 }
 
 }  // namespace
@@ -81,22 +82,21 @@ std::optional<Datetime> Datetime::parse(std::string_view text) {
   const sint64 year = number(text, 0, 4);
   const sint64 month = number(text, 4, 2);
   const sint64 day_of_month = number(text, 6, 2);
-  const Civil_Date date{year, static_cast<unsigned>(month), static_cast<unsigned>(day_of_month)};
-  if (year < 0 || month < 0 || day_of_month < 0 || !is_civil_date(date)) return std::nullopt;
+  if (year < 0 || month < 0 || day_of_month < 0) return std::nullopt;
+  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(year)),
+                                         std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day_of_month)));
+  if (!date.ok()) return std::nullopt;
   const auto ahead = static_cast<sint32>(text[21] == '-' ? -offset : offset);
-  return time_stamp(days_from_civil(date) * day + time - ahead * minute, ahead);
+  return time_stamp(days_since_epoch(date) * day + time - ahead * minute, ahead);
 }
 
 String Datetime::to_string() const {
-  const sint64 local = microseconds_ + utc_offset_minutes_ * minute;
-  const sint64 days = floor_divide(local, day);
-  const auto time = static_cast<uint64>(local - days * day);
-  if (interval_) return platform::date_time_text(static_cast<uint64>(days), time, ':', 0);
-  const Civil_Date date = civil_from_days(days);
-  const bool west = utc_offset_minutes_ < 0;
-  return platform::date_time_text(
-      platform::date_number(static_cast<int>(date.year), date.month, date.day), time,
-      west ? '-' : '+', static_cast<unsigned>(west ? -utc_offset_minutes_ : utc_offset_minutes_));
+  if (!interval_)
+    return platform::time_stamp_text(microseconds_ + utc_offset_minutes_ * minute,
+                                     utc_offset_minutes_);
+  return platform::date_time_text(static_cast<uint64>(microseconds_ / day),
+                                  static_cast<uint64>(microseconds_ % day), ':', 0);
 }
 
 }  // namespace ovk_cimple

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 
 #include "platform/digits.h"
 
@@ -29,15 +28,8 @@ TCIMDateTime::TCIMDateTime(std::int64_t microsecondsSinceEpoch, int utcOffsetMin
 }
 
 std::string TCIMDateTime::ToString() const {
-  using namespace std::chrono;
-  const sys_time<microseconds> local{microseconds(fMicroseconds) + minutes(fUtcOffsetMinutes)};
-  const auto day = floor<days>(local);
-  const year_month_day date(day);
-  return platform::date_time_text(
-      platform::date_number(static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                            static_cast<unsigned>(date.day())),
-      static_cast<std::uint64_t>((local - day).count()), fUtcOffsetMinutes < 0 ? '-' : '+',
-      static_cast<unsigned>(std::abs(fUtcOffsetMinutes)));
+  const microseconds offset = std::chrono::minutes(fUtcOffsetMinutes);
+  return platform::time_stamp_text(fMicroseconds + offset.count(), fUtcOffsetMinutes);
 }
 
 }  // namespace NKVRHVX20
