@@ -6,7 +6,6 @@
 
 #include <microhttpd.h>
 
-#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>

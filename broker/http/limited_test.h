@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "broker/http/test_client.h"
 
@@ -19,6 +20,15 @@ class Limited : public testing::Test {
     test_ = std::make_unique<TestServer>(echo, std::move(options));
   }
   std::unique_ptr<TestClient> connect() { return std::make_unique<TestClient>(test_->port); }
+  // Connected and served.
+  std::vector<std::unique_ptr<TestClient>> three_clients() {
+    std::vector<std::unique_ptr<TestClient>> clients;
+    for (int i = 0; i < 3; ++i) {
+      clients.push_back(connect());
+      EXPECT_EQ(clients.back()->post("x").status, 200);
+    }
+    return clients;
+  }
   void TearDown() override { EXPECT_EQ(connect()->post("as before").body, "as before"); }
 
   std::unique_ptr<TestServer> test_;

@@ -1,6 +1,5 @@
 // Each limit of size and number just under and just over, and what no client should send.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <thread>
@@ -56,11 +55,7 @@ TEST_F(Limited, ConnectionsPerAddress) {
   Limits limits;
   limits.connections_per_address = 3;
   start(limits);
-  std::vector<std::unique_ptr<TestClient>> clients;
-  for (int i = 0; i < 3; ++i) {
-    clients.push_back(connect());
-    EXPECT_EQ(clients.back()->post("x").status, 200);
-  }
+  auto clients = three_clients();
   const auto one_more = connect();
   one_more->send(request_text("POST", "x"));
   EXPECT_EQ(one_more->receive().status, 0);
@@ -72,11 +67,7 @@ TEST_F(Limited, Connections) {
   Limits limits;
   limits.connections = 3;
   start(limits);
-  std::vector<std::unique_ptr<TestClient>> clients;
-  for (int i = 0; i < 3; ++i) {
-    clients.push_back(connect());
-    EXPECT_EQ(clients.back()->post("x").status, 200);
-  }
+  auto clients = three_clients();
   const auto one_more = connect();
   one_more->send(request_text("POST", "waits"));
   clients.clear();

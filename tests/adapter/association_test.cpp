@@ -23,12 +23,6 @@ class Associations : public Adapter_Test {
       return OK;
     };
   }
-  static Ref<TEST_Link> link(Ref<TEST_Device> device, Ref<TEST_Owner> owner) {
-    auto result = make<TEST_Link>();
-    result->Device = device;
-    result->Owner = owner;
-    return result;
-  }
   // Owners by get-instance; "you" has a title.
   static void publish_owners() {
     hooks<TEST_Owner>().get_instance = [](const TEST_Owner* model, TEST_Owner*& instance) {

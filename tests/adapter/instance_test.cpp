@@ -236,12 +236,9 @@ TEST_P(Instances, aKeyThatIsNullIsLeftOutOfThePath) {
 
 TEST_P(Instances, aReferenceKeepsTheNameSpaceOfItsInstance) {
   hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
-    auto link = make<TEST_Link>();
     auto elsewhere = owner("me");
     elsewhere->name_space = "root/elsewhere";
-    link->Owner = elsewhere;
-    link->Device = device("sda", 1);
-    handler->handle(link);
+    handler->handle(link(device("sda", 1), elsewhere));
     return OK;
   };
   // This object manager serves one name space, so the test looks at what it is asked for.

@@ -6,7 +6,6 @@
 #include <map>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 #include "tests/adapter/test_module.h"
 

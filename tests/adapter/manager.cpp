@@ -84,4 +84,11 @@ Ref<TEST_Owner> Adapter_Test::owner(const char* name) {
   return result;
 }
 
+Ref<TEST_Link> Adapter_Test::link(Ref<TEST_Device> device, Ref<TEST_Owner> owner) {
+  auto result = make<TEST_Link>();
+  result->Device = device;
+  result->Owner = owner;
+  return result;
+}
+
 }  // namespace ovk_cimple

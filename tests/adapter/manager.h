@@ -29,6 +29,7 @@ class Adapter_Test : public testing::TestWithParam<Habit> {
   static void publish(std::vector<Ref<TEST_Device>> devices);
   static Ref<TEST_Device> device(const char* name, int number);
   static Ref<TEST_Owner> owner(const char* name);
+  static Ref<TEST_Link> link(Ref<TEST_Device> device, Ref<TEST_Owner> owner);
 
   // The status of an operation that fails, and its text.
   struct Failed {

@@ -1,36 +1,24 @@
-#include <pthread.h>
-
-#include <functional>
 #include <latch>
 #include <thread>
 
 #include "platform/framework/cimom.h"
 #include "tests/adapter/manager.h"
+#include "tests/small_stack.h"
 
 namespace ovk_cimple {
 namespace {
 
-class Threads : public Adapter_Test {};
+class Threads : public Adapter_Test {
+ protected:
+  static void publish_link() {
+    hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+      handler->handle(link(device("sda", 1), owner("me")));
+      return OK;
+    };
+  }
+};
 INSTANTIATE_TEST_SUITE_P(Habits, Threads, testing::Values(standard(), old_versions()),
                          [](const auto& info) { return info.param.name; });
-
-// The least that an object manager gives its requests.
-void on_small_stack(const std::function<void()>& work) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 256 * 1024);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(
-                &thread, &attributes,
-                [](void* data) -> void* {
-                  (*static_cast<const std::function<void()>*>(data))();
-                  return nullptr;
-                },
-                const_cast<std::function<void()>*>(&work)),
-            0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
-}
 
 constexpr int threads = 8;
 constexpr int rounds = 30;
@@ -54,13 +42,7 @@ TEST_P(Threads, callsRunSideBySideAndKeepApart) {
     call.return_value = self->Number.value() + call.Both.value();
     return OK;
   };
-  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
-    auto link = make<TEST_Link>();
-    link->Device = device("sda", 1);
-    link->Owner = owner("me");
-    handler->handle(link);
-    return OK;
-  };
+  publish_link();
 
   std::vector<std::thread> running;
   for (int thread = 0; thread < threads; ++thread)
@@ -89,13 +71,7 @@ TEST_P(Threads, aSmallStackIsEnough) {
     call.Job = owner("job");
     return OK;
   };
-  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
-    auto link = make<TEST_Link>();
-    link->Device = device("sda", 1);
-    link->Owner = owner("me");
-    handler->handle(link);
-    return OK;
-  };
+  publish_link();
   std::size_t found = 0, joined = 0;
   std::string job;
   on_small_stack([&] {

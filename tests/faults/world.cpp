@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "tests/faults/broker_calls.h"
+#include "tests/small_stack.h"
 
 namespace faults {
 
@@ -67,22 +68,6 @@ std::string child_of_this() {
   siginfo_t child{};
   if (waitid(P_ALL, 0, &child, WEXITED | WSTOPPED | WNOHANG | WNOWAIT) != 0) return {};
   return child.si_pid != 0 ? "ended" : "running";
-}
-
-void perform_on_small_stack(const std::function<void()>& request) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 256 * 1024);
-  pthread_t thread;
-  const auto perform = [](void* data) -> void* {
-    (*static_cast<const std::function<void()>*>(data))();
-    return nullptr;
-  };
-  ASSERT_EQ(
-      pthread_create(&thread, &attributes, perform, const_cast<std::function<void()>*>(&request)),
-      0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
 }
 
 }  // namespace
@@ -191,7 +176,7 @@ bool World::ask(const std::function<void()>& request) {
   failing_.reset();
   try {
     if (std::exchange(on_small_stack_, false))
-      perform_on_small_stack(request);
+      on_small_stack(request);
     else
       request();
     succeeded = true;

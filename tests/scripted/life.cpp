@@ -1,6 +1,7 @@
 #include "tests/scripted/life.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <map>
@@ -24,6 +25,11 @@ struct Block {
 };
 
 [[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
+
+// A failure that says where it is, once, however deep the statement was played.
+struct Placed : std::runtime_error {
+  using runtime_error::runtime_error;
+};
 
 Lines read_lines(const std::filesystem::path& file) {
   std::ifstream stream(file);
@@ -69,11 +75,10 @@ class Reader {
     for (std::size_t i = 0; i < lines.size(); ++i) {
       try {
         statement(lines, i, scope);
+      } catch (const Placed&) {
+        throw;
       } catch (const std::runtime_error& error) {
-        const std::string reason = error.what();
-        // Where it stands, once, however deep it was played.
-        if (reason.find(".life:") != std::string::npos || reason.starts_with("common:")) throw;
-        fail(lines[std::min(i, lines.size() - 1)].where + ": " + reason);
+        throw Placed(lines[std::min(i, lines.size() - 1)].where + ": " + error.what());
       }
     }
   }
@@ -268,7 +273,8 @@ Life read_life(const std::filesystem::path& file, const std::string& case_name) 
     fail(file.string() + ": there is no case " + case_name);
   Life life;
   Reader reader(life, case_name);
-  reader.read(file.parent_path() / "common");
+  for (const auto& shared : std::filesystem::directory_iterator(file.parent_path() / "common"))
+    reader.read(shared.path());
   reader.read(file);
   life.device = reader.variable("device");
   return life;

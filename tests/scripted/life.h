@@ -30,7 +30,7 @@
 //   case NAME [VARIABLE=VALUE...]  the file holds one life for each case, with these variables;
 //                             ${case} is the case's name
 // Words are parted by blanks, "quotes" hold words together. \n \t \r \\ \xNN are characters.
-// The file "common" beside a life is read first.
+// The files of the folder "common" beside a life are read first, in any order: they only define.
 //
 // Setting: "set device NAME" is the drive's DeviceID; "smartctl missing" leaves the machine
 // without the program, "smartctl unstartable" with one that cannot be executed; "messages none"

@@ -21,7 +21,8 @@ class LifeFile : public testing::Test {
     std::string name = std::filesystem::temp_directory_path() / "life_test.XXXXXX";
     ASSERT_TRUE(mkdtemp(name.data()));
     folder = name;
-    std::ofstream(folder / "common") << "set device /dev/sda\n";
+    std::filesystem::create_directory(folder / "common");
+    std::ofstream(folder / "common/drive") << "set device /dev/sda\n";
   }
   void TearDown() override { std::filesystem::remove_all(folder); }
 

@@ -1,37 +1,16 @@
 // The whole module on the smallest stack that an object manager gives its requests.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "discovery/scratch_file_lock.h"
 #include "tests/scripted/life.h"
 #include "tests/scripted/stage.h"
+#include "tests/small_stack.h"
 
 namespace scripted {
 
 namespace {
-
-void on_small_stack(const std::function<void()>& work) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 256 * 1024);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(
-                &thread, &attributes,
-                [](void* data) -> void* {
-                  (*static_cast<const std::function<void()>*>(data))();
-                  return nullptr;
-                },
-                const_cast<std::function<void()>*>(&work)),
-            0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
-}
 
 TEST(SmallStack, IsEnoughForATestAndForEveryClass) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

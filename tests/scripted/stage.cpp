@@ -1,17 +1,13 @@
 #include "tests/scripted/stage.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <stdlib.h>
-#include <sys/file.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "platform/support/logger.h"
