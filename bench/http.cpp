@@ -11,9 +11,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <memory>
-#include <mutex>
 #include <thread>
 
 #include "bench/record_server.h"

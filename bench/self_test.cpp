@@ -5,7 +5,6 @@
 // Times are those of one run; own_seconds is the processor time of this process, which is the
 // module and its object manager; all_seconds adds that of the programs that were started.
 #include <benchmark/benchmark.h>
-#include <sys/wait.h>
 
 #include "bench/place.h"
 

@@ -3,7 +3,6 @@
 
 #include <exception>
 #include <string>
-#include <vector>
 
 #include "broker/object_manager.h"
 #include "broker/objects.h"

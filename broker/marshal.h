@@ -3,7 +3,6 @@
 
 #include <cxxabi.h>
 
-#include <exception>
 #include <string>
 
 #include "broker/error.h"

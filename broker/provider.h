@@ -4,7 +4,6 @@
 #include <array>
 #include <atomic>
 #include <filesystem>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>

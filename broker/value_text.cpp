@@ -1,7 +1,6 @@
 // The text forms of values, and the conversions between types.
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <optional>
 #include <system_error>

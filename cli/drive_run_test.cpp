@@ -5,7 +5,6 @@
 #include <stdlib.h>
 
 #include <fstream>
-#include <iterator>
 
 #include "cli/json.h"
 #include "cli/log_texts.h"

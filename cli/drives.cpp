@@ -1,5 +1,4 @@
 // hddtest drives: the drives of the machine, and which can be tested.
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>

@@ -7,9 +7,9 @@
 #                [RESOURCE_LOCK what] [RECORDED VARIABLE] [WHOLE])                a GoogleTest program
 #
 # A PLUGIN is a library that object managers load; it is installed where they look for providers,
-# the others in a folder of their own. WHOLE registers the program as one ctest test (for tests with a costly start), and so does
-# ENVIRONMENT; otherwise each of its test cases is one. Tests of one RESOURCE_LOCK never run at
-# once. RECORDED names the variable of the environment that says where recorded data is; without
+# the others in a folder of their own. WHOLE registers the program as one ctest test (for tests with
+# a costly start), and so does ENVIRONMENT; otherwise each of its test cases is one. Tests of one
+# RESOURCE_LOCK never run at once. RECORDED names the variable of the environment that says where recorded data is; without
 # it the program is built but not registered.
 
 set(CMAKE_CXX_STANDARD 20)

@@ -3,7 +3,6 @@
 // what it is, a list of devices with fields; the classification knows nothing of that.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>

@@ -1,8 +1,6 @@
 // What the providers of the inventory share.
 #pragma once
 
-#include <vector>
-
 #include "platform/framework/inert.h"
 #include "platform/framework/meta.h"
 

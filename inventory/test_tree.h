@@ -1,7 +1,6 @@
 // A made-up sysfs in a temporary directory, laid out and linked as the kernel does.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>

@@ -1,5 +1,4 @@
 // Instances, property by property.
-#include <utility>
 
 #include "broker/cimxml/writer.h"
 

@@ -1,5 +1,4 @@
 // Calls of the methods that classes declare.
-#include <utility>
 
 #include "broker/cimxml/decode.h"
 #include "broker/cimxml/task.h"

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "broker/cimxml/contexts.h"
 #include "broker/cimxml/message.h"

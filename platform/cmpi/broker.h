@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 #include <type_traits>
-#include <utility>
 
 #include "platform/cmpi/cmpi.h"
 

@@ -9,14 +9,22 @@ namespace ovk_cimple {
 
 namespace {
 
-// Hands the instances of the path's class to the sink, void(Ref<Instance>), one by one. A class
-// that the repository does not know has no ancestor or descendant of ours.
+// The path's class or the provider's, whichever is the subclass of the other; null when neither
+// is. A class that the repository does not know has no ancestor or descendant of ours.
+const Meta_Class* served_class(Client_Call& call, const Meta_Class* wanted) {
+  const Meta_Class& own = call.meta_class();
+  if (!wanted) return nullptr;
+  if (is_subclass(own, *wanted)) return wanted;
+  return is_subclass(*wanted, own) ? &own : nullptr;
+}
+
+// Hands the instances of the path's class to the sink, void(Ref<Instance>), one by one.
 template <class Sink>
 void each_instance(Client_Call& call, const CMPIObjectPath* path, Sink sink) {
   const Meta_Class* const wanted = call.class_of(path);
-  const Meta_Class& own = call.meta_class();
-  if (!wanted || !(is_subclass(*wanted, own) || is_subclass(own, *wanted))) return;
-  call.enumerate_all(is_subclass(own, *wanted) ? *wanted : own, [&](Ref<Instance> instance) {
+  const Meta_Class* const served = served_class(call, wanted);
+  if (!served) return;
+  call.enumerate_all(*served, [&](Ref<Instance> instance) {
     if (is_a(instance.get(), *wanted)) sink(std::move(instance));
   });
 }
@@ -24,10 +32,9 @@ void each_instance(Client_Call& call, const CMPIObjectPath* path, Sink sink) {
 // The instance that a path or instance means, as one of the provider's class or a subclass.
 // Null when it cannot be one.
 Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
-  const Meta_Class* const wanted = call.class_of(path);
-  const Meta_Class& own = call.meta_class();
-  if (!wanted || !(is_subclass(*wanted, own) || is_subclass(own, *wanted))) return {};
-  auto target = Ref<Instance>::adopt(create(is_subclass(own, *wanted) ? *wanted : own));
+  const Meta_Class* const served = served_class(call, call.class_of(path));
+  if (!served) return {};
+  auto target = Ref<Instance>::adopt(create(*served));
   target->name_space = name_space(path);
   read_keys(path, *target);
   return target;

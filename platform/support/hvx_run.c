@@ -13,7 +13,6 @@
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
-#include <stddef.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>

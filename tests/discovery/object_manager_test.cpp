@@ -6,7 +6,6 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
