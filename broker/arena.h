@@ -2,7 +2,8 @@
 //
 // An object is one allocation that begins with the CMPI handle {hdl, ft}, so that its address is
 // the CMPI pointer. hdl holds the object's own address: that is how a handle of foreign make or
-// one that was released is told from one of ours.
+// one that was released is told from one of ours, until the memory serves another object. (Where
+// the sanitizer looks for the use of freed memory, none is used again.)
 //
 // Objects belong to the arena of the operation that made them and go with it. A provider may
 // release one of its objects earlier; objects it was given are lent and stay. Clones belong to

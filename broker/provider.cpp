@@ -25,6 +25,19 @@ CMPIStatus cleanup_of(void* interface, const CMPIContext* context, bool terminat
   return mi->ft->cleanup(mi, context, terminating);
 }
 
+// Says which thread is inside a factory or cleanup, however that ends.
+class Busy {
+ public:
+  explicit Busy(std::atomic<std::thread::id>& busy) : busy_(busy) {
+    busy_ = std::this_thread::get_id();
+  }
+  ~Busy() { busy_ = std::thread::id(); }
+  Busy(const Busy&) = delete;
+
+ private:
+  std::atomic<std::thread::id>& busy_;
+};
+
 // The three kinds begin alike: a handle and a table.
 bool usable(const void* interface) {
   return interface && static_cast<const CMPIInstanceMI*>(interface)->ft;
@@ -99,9 +112,11 @@ void* Provider::make(Interface interface) {
   const auto factory = reinterpret_cast<Factory>(library_.find(name_ + kFactorySuffix[index]));
   Operation operation(core_, {}, 0);
   CMPIStatus status{CMPI_RC_OK, nullptr};
-  busy_ = std::this_thread::get_id();
-  void* made = factory(&core_.tables().broker, operation.context(), &status);
-  busy_ = std::thread::id();
+  void* made = nullptr;
+  {
+    const Busy busy(busy_);
+    made = factory(&core_.tables().broker, operation.context(), &status);
+  }
   if (usable(made) && status.rc == CMPI_RC_OK) return made;
   const std::string message = message_of(status);
   throw Error(Status::Failed, "provider " + name_ + " offers no " + kKind[index] + " interface" +
@@ -112,9 +127,8 @@ CMPIStatus Provider::cleanup(std::size_t index, bool terminating) {
   constexpr CMPIStatus (*functions[])(void*, const CMPIContext*, bool) = {
       cleanup_of<CMPIInstanceMI>, cleanup_of<CMPIAssociationMI>, cleanup_of<CMPIMethodMI>};
   Operation operation(core_, {}, 0);
-  busy_ = std::this_thread::get_id();
+  const Busy busy(busy_);
   CMPIStatus status = functions[index](interfaces_[index], operation.context(), terminating);
-  busy_ = std::thread::id();
   status.msg = nullptr;  // gone with the operation
   return status;
 }

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "broker/object_manager.h"
 #include "broker/tables.h"
 #include "broker/test_classes.h"
@@ -77,6 +79,16 @@ TEST_F(ProviderTest, AFactoryThatReturnsNullOrAStatusFailsWithItsText) {
 TEST_F(ProviderTest, AFactoryThatAsksForItselfDoesNotLockUp) {
   ObjectManager manager = make({test_entry("TEST_Widget", "Circular", "i")});
   expect_failure(manager, "provider Circular called itself while starting or ending");
+}
+
+// On the same thread, which is no longer inside any of the two.
+TEST_F(ProviderTest, AfterAFactoryOrCleanupThatThrewItIsAskedAgain) {
+  ObjectManager manager = make({test_entry("TEST_Widget", "Throwing", "i")});
+  EXPECT_THROW(manager.enumerate_instances("TEST_Widget"), std::runtime_error);
+  EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
+  EXPECT_THROW(manager.unload_idle(), std::runtime_error);
+  EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
+  EXPECT_EQ(manager.unload_idle(), 1u);
 }
 
 TEST_F(ProviderTest, AMissingFunctionIsNotSupported) {

@@ -5,6 +5,7 @@
 // filters are written with logMessage, where the tests read them.
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -315,6 +316,28 @@ EXPORT CMPIInstanceMI* Hollow_Create_InstanceMI(const CMPIBroker* mb, const CMPI
                                       nullptr,        nullptr, nullptr,    nullptr,
                                       nullptr,        nullptr, nullptr,    nullptr};
   return make<CMPIInstanceMI>(mb, "Hollow", table);
+}
+
+// Throws every other time that it is made, and that it is to end.
+CMPIStatus throwing_cleanup(CMPIInstanceMI* mi, const CMPIContext* context,
+                            CMPIBoolean terminating) {
+  static bool throws = false;
+  throws = !throws;
+  if (throws) throw std::runtime_error("no end");
+  return cleanup(mi, context, terminating);
+}
+
+EXPORT CMPIInstanceMI* Throwing_Create_InstanceMI(const CMPIBroker* mb, const CMPIContext*,
+                                                  CMPIStatus*) {
+  static bool throws = false;
+  throws = !throws;
+  if (throws) throw std::runtime_error("no beginning");
+  static const CMPIInstanceMIFT& table = *[] {
+    auto* const changed = new CMPIInstanceMIFT(kInstanceTable);
+    changed->cleanup = throwing_cleanup;
+    return changed;
+  }();
+  return make<CMPIInstanceMI>(mb, "Throwing", table);
 }
 
 // Asks for itself while it is being made.

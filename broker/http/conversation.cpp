@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <exception>
 #include <utility>
+#include <vector>
 
 namespace broker::http {
 namespace {
@@ -60,6 +61,13 @@ void Shared::leave() {
   changed.notify_all();
 }
 
+void Shared::log_failure(const char* what, const std::exception& error) noexcept {
+  try {
+    if (log) log(0, std::string(what) + ": " + error.what());
+  } catch (const std::exception&) {  // goes unsaid
+  }
+}
+
 Conversation::Conversation(Shared& shared, MHD_Connection* connection, Peer& peer)
     : shared_(shared),
       connection_(connection),
@@ -71,7 +79,7 @@ Conversation::Conversation(Shared& shared, MHD_Connection* connection, Peer& pee
   ++shared_.conversations;
 }
 
-void Conversation::end() {
+void Conversation::end() noexcept {
   exchange_->end();
   peer_.receive_within(shared_.limits.idle + shared_.limits.receive);
   const std::lock_guard guard(shared_.lock);
@@ -112,14 +120,18 @@ std::optional<std::string> Conversation::field(const std::string& name) const {
 }
 
 void Conversation::read_fields(const char* path, const char* method, const char* version) {
-  Headers all;
+  // No memory is asked for below the library's frames.
+  std::vector<std::pair<const char*, const char*>> fields;
+  const int count = MHD_get_connection_values(connection_, MHD_HEADER_KIND, nullptr, nullptr);
+  fields.reserve(static_cast<std::size_t>(count));
   MHD_get_connection_values(
       connection_, MHD_HEADER_KIND,
       [](void* to, MHD_ValueKind, const char* name, const char* value) {
-        static_cast<Headers*>(to)->emplace_back(name, value ? value : "");
+        static_cast<decltype(fields)*>(to)->emplace_back(name, value ? value : "");
         return MHD_YES;
       },
-      &all);
+      &fields);
+  const Headers all(fields.begin(), fields.end());
   const auto* const size =
       MHD_get_connection_info(connection_, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE);
   auto read = read_head(method, path, [this](const std::string& name) { return field(name); });
@@ -161,9 +173,9 @@ void Conversation::verify(const Credentials& credentials) {
     self->exchange_->resume();
     self->shared_.leave();
   };
-  const std::string network = peer_.address().network();
   const std::lock_guard turn(shared_.log_in);
   try {
+    const std::string network = peer_.address().network();
     // Another connection may have been found right while this one waited for its turn.
     if (users_->remembers(credentials)) return wake();
     if (!shared_.penalties.admits(network)) {
@@ -171,17 +183,30 @@ void Conversation::verify(const Credentials& credentials) {
       return wake();
     }
     if (users_->verify(credentials)) return wake();
+    refusal_ = wrong_log_in();
+    if (shared_.log)
+      shared_.log(1, "refused a log-in of user '" + credentials.user.substr(0, most_of_a_name) +
+                         "' from " + peer_.address().host());
+    return hold_back(network, wake);
   } catch (const std::exception& error) {
-    if (shared_.log) shared_.log(0, std::string("a log-in could not be checked: ") + error.what());
+    refusal_ = Refusal{503};  // whose fields would need memory
+    shared_.log_failure("a log-in could not be checked", error);
   }
-  refusal_ = wrong_log_in();
-  if (shared_.log)
-    shared_.log(1, "refused a log-in of user '" + credentials.user.substr(0, most_of_a_name) +
-                       "' from " + peer_.address().host());
-  shared_.clock.after(shared_.penalties.failed(network), [this, network, wake] {
+  wake();
+}
+
+void Conversation::hold_back(const std::string& network, std::function<void()> wake) {
+  auto answer = [this, network, wake = std::move(wake)] {
     shared_.penalties.answered(network);
     wake();
-  });
+  };
+  const auto delay = shared_.penalties.failed(network);
+  try {
+    shared_.clock.after(delay, std::move(answer));
+  } catch (const std::exception&) {
+    shared_.penalties.answered(network);
+    throw;
+  }
 }
 
 MHD_Result Conversation::receive(const char* data, std::size_t size) {
@@ -227,15 +252,14 @@ bool Conversation::hand_to_worker(Stage next, std::function<void()> task) {
 
 // On a worker.
 void Conversation::answer() {
-  head_.call.body = body_;
   try {
+    head_.call.body = body_;
     shared_.handler(head_.call, *exchange_);
     exchange_->finish();
   } catch (const cimxml::Reply::Gone&) {
     exchange_->finish();
   } catch (const std::exception& error) {
-    if (shared_.log)
-      shared_.log(0, std::string("a request could not be answered: ") + error.what());
+    shared_.log_failure("a request could not be answered", error);
     exchange_->fail();
   }
   shared_.leave();

@@ -7,6 +7,7 @@
 #include <microhttpd.h>
 
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -32,6 +33,8 @@ struct Shared {
   // Counts a conversation that sleeps while a worker has it; false when the server is ending.
   bool enter();
   void leave();
+  // Logs what went wrong with a request, as far as there is memory to do so.
+  void log_failure(const char* what, const std::exception& error) noexcept;
 
   const Handler handler;
   const Limits limits;
@@ -57,7 +60,7 @@ class Conversation : public std::enable_shared_from_this<Conversation> {
 
   MHD_Result advance(const char* path, const char* method, const char* version, const char* data,
                      std::size_t* size);
-  void end();
+  void end() noexcept;
 
  private:
   enum class Stage { head, admission, body, work, reply };
@@ -68,6 +71,8 @@ class Conversation : public std::enable_shared_from_this<Conversation> {
   MHD_Result work();
   MHD_Result refuse();
   void verify(const Credentials& credentials);
+  // wake as soon as the answer to a failed log-in has been held back for long enough.
+  void hold_back(const std::string& network, std::function<void()> wake);
   void answer();
   // Puts the connection to sleep and has a worker do the task; false when that cannot be.
   bool hand_to_worker(Stage next, std::function<void()> task);

@@ -133,6 +133,7 @@ Refusal capabilities() {
           {{"Allow", "POST, M-POST, OPTIONS"},
            {"Opt", "http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73"},
            {"73-CIMProtocolVersion", "1.0"},
+           {"73-CIMSupportsMultipleOperations", "true"},  // that it is there says it
            {"73-CIMSupportedFunctionalGroups",
             "Basic Read, Basic Write, Instance Manipulation, Association Traversal"}}};
 }

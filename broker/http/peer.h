@@ -20,12 +20,16 @@ class Peer {
 
   const Address& address() const { return address_; }
 
-  // Each replaces the one before.
-  void receive_within(std::chrono::milliseconds time);  // also ends when the client closes
-  void reply_within(std::chrono::milliseconds time);    // a stop of the server does not hurry it
-  void release();                                       // as long as it likes
+  // Each replaces the one before. A connection that there is no memory to limit is shut down.
+  // Also ends when the client closes.
+  void receive_within(std::chrono::milliseconds time) noexcept;
+  // A stop of the server does not hurry it.
+  void reply_within(std::chrono::milliseconds time) noexcept;
+  void release() noexcept;  // as long as it likes
 
  private:
+  void limit(std::chrono::milliseconds time, Clock::Hurry hurry) noexcept;
+
   Clock& clock_;
   Watch& watch_;
   const int socket_;

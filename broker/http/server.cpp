@@ -1,6 +1,7 @@
 #include "broker/http/server.h"
 
 #include <microhttpd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -31,7 +32,8 @@ struct Server::State {
   int listener = -1;
   std::string last_note;  // of the library, until the server runs
 
-  // What the library calls; self is this object.
+  // What the library calls; self is this object. No exception passes its frames: what there is no
+  // memory for is dropped, and its connection closed.
   static void note(void* self, const char* format, va_list arguments);
   static void* request(void* self, const char* uri, MHD_Connection* connection);
   static MHD_Result handle(void* self, MHD_Connection* connection, const char* path,
@@ -47,10 +49,13 @@ void Server::State::note(void* self, const char* format, va_list arguments) {
   State& state = *static_cast<State*>(self);
   char text[500];
   std::vsnprintf(text, sizeof text, format, arguments);
-  std::string line = text;
-  while (line.ends_with('\n')) line.pop_back();
-  if (!state.daemon) state.last_note = line;
-  if (state.shared.log) state.shared.log(4, line);
+  try {
+    std::string line = text;
+    while (line.ends_with('\n')) line.pop_back();
+    if (!state.daemon) state.last_note = line;
+    if (state.shared.log) state.shared.log(4, line);
+  } catch (const std::exception&) {  // goes unsaid
+  }
 }
 
 void Server::State::connection(void* self, MHD_Connection* connection, void** context,
@@ -62,28 +67,41 @@ void Server::State::connection(void* self, MHD_Connection* connection, void** co
   }
   const int socket =
       MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-  const Address address(
-      MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS)->client_addr);
-  Peer* const peer = new Peer(shared.clock, shared.watch, socket, address);
-  peer->receive_within(shared.limits.first_line);
-  *context = peer;
+  const sockaddr* const address =
+      MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS)->client_addr;
+  try {
+    Peer* const peer = new Peer(shared.clock, shared.watch, socket, Address(address));
+    peer->receive_within(shared.limits.first_line);
+    *context = peer;
+  } catch (const std::exception& error) {
+    shutdown(socket, SHUT_RDWR);
+    shared.log_failure("a connection was dropped", error);
+  }
 }
 
 void* Server::State::request(void* self, const char*, MHD_Connection* connection) {
+  Shared& shared = static_cast<State*>(self)->shared;
   Peer* const peer = static_cast<Peer*>(
       MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
-  return new Held(
-      std::make_shared<Conversation>(static_cast<State*>(self)->shared, connection, *peer));
+  if (!peer) return nullptr;  // what came before its socket was shut down
+  try {
+    auto held = std::make_unique<Held>();
+    *held = std::make_shared<Conversation>(shared, connection, *peer);
+    return held.release();
+  } catch (const std::exception& error) {
+    shared.log_failure("a request was dropped", error);
+    return nullptr;
+  }
 }
 
 MHD_Result Server::State::handle(void* self, MHD_Connection*, const char* path, const char* method,
                                  const char* version, const char* data, std::size_t* size,
                                  void** context) {
+  if (!*context) return MHD_NO;
   try {
     return (*static_cast<Held*>(*context))->advance(path, method, version, data, size);
   } catch (const std::exception& error) {
-    const Shared& shared = static_cast<State*>(self)->shared;
-    if (shared.log) shared.log(0, std::string("a request was dropped: ") + error.what());
+    static_cast<State*>(self)->shared.log_failure("a request was dropped", error);
     return MHD_NO;
   }
 }

@@ -218,7 +218,11 @@ TEST(Server, TellsWhatItCanDo) {
   const auto reply = client.receive();
   EXPECT_EQ(reply.status, 200);
   EXPECT_EQ(reply.headers.at("allow"), "POST, M-POST, OPTIONS");
+  EXPECT_EQ(reply.headers.at("opt"), "http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73");
   EXPECT_EQ(reply.headers.at("73-cimprotocolversion"), "1.0");
+  EXPECT_TRUE(reply.headers.contains("73-cimsupportsmultipleoperations"));
+  EXPECT_EQ(reply.headers.at("73-cimsupportedfunctionalgroups"),
+            "Basic Read, Basic Write, Instance Manipulation, Association Traversal");
 }
 
 TEST(Server, AbandonedReplyBreaksOff) {

@@ -75,7 +75,7 @@ TestReply TestClient::receive() {
   TestReply reply;
   const auto first = take_until(line_end);
   if (!first || first->size() < 12) return reply;
-  reply.status = std::atoi(first->c_str() + 9);
+  reply.status = static_cast<int>(std::strtol(first->c_str() + 9, nullptr, 10));
   while (const auto line = take_until(line_end)) {
     if (line->empty()) break;
     const std::size_t colon = std::min(line->find(':'), line->size() - 1);
@@ -133,7 +133,7 @@ TestServer::TestServer(Handler handler, Options options) {
   Address address("127.0.0.1", 0);
   options.listener = address.listen();
   const std::string text = address.text();
-  port = static_cast<std::uint16_t>(std::atoi(text.c_str() + text.rfind(':') + 1));
+  port = static_cast<std::uint16_t>(std::strtol(text.c_str() + text.rfind(':') + 1, nullptr, 10));
   server = std::make_unique<Server>(std::move(handler), std::move(options));
 }
 

@@ -1,7 +1,7 @@
 #include "broker/http/workers.h"
 
 #include <chrono>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <utility>
 
@@ -30,7 +30,7 @@ void Workers::run(std::function<void()> task) {
   try {
     std::thread([this] { work(); }).detach();
     ++threads_;
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
     if (threads_ > 0) return;
     tasks_.pop_back();
     throw;

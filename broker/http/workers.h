@@ -16,8 +16,8 @@ class Workers {
   Workers(const Workers&) = delete;
 
   // Has a task run at once, on an idle thread or a new one; when the system gives no more threads,
-  // as soon as one is free. Throws std::system_error when it has given none at all. Tasks must
-  // not throw.
+  // as soon as one is free. Throws std::system_error, or std::bad_alloc, when it has given none at
+  // all. Tasks must not throw.
   void run(std::function<void()> task);
 
  private:
