@@ -68,11 +68,12 @@ inline std::string reason(const CMPIStatus& status) {
   return text ? text : "status " + std::to_string(status.rc);
 }
 
-// The object manager did not do something. A "not supported" of its own must not pass for the
-// provider's, which many take for an empty answer.
+// The object manager did not do something. A "not supported" or "not found" of its own must not
+// pass for the provider's, which many take for an empty answer.
 inline Failure refusal(CMPIStatus status, const std::string& what) {
   const std::string text = what + ": " + reason(status);
-  if (status.rc == CMPI_RC_OK || status.rc == CMPI_RC_ERR_NOT_SUPPORTED)
+  if (status.rc == CMPI_RC_OK || status.rc == CMPI_RC_ERR_NOT_SUPPORTED ||
+      status.rc == CMPI_RC_ERR_NOT_FOUND)
     status.rc = CMPI_RC_ERR_FAILED;
   return {status.rc, text};
 }

@@ -41,6 +41,7 @@ void Client_Call::require_ok(sint32 operation, sint32 status) const {
 }
 
 void Client_Call::deliver(const Instance& instance, Selection& selection) const {
+  lease_.require_not_ended();
   deliver(translator_.instance(instance, selection).get());
 }
 
@@ -49,6 +50,7 @@ void Client_Call::deliver(const CMPIInstance* instance) const {
 }
 
 void Client_Call::deliver_path(const Instance& instance) const {
+  lease_.require_not_ended();
   auto path = translator_.path(instance);
   require(invoke(result_, &CMPIResultFT::returnObjectPath, path.get()), "result");
   if (!copies_paths(translator_.broker())) (void)path.release();

@@ -4,6 +4,7 @@
 
 #include <cxxabi.h>
 
+#include <exception>
 #include <vector>
 
 #include "platform/cmpi/incoming.h"
@@ -44,16 +45,31 @@ class Client_Call final : public Cimom {
 
   // Every instance of the provider, asked with a model of a class. Each goes to the sink,
   // void(Ref<Instance>), as soon as the provider hands it out, so that they are never there
-  // all at once; an exception of the sink passes through the provider and ends its enumeration.
+  // all at once. Once the sink has thrown, the rest is dropped, and the provider comes to its end
+  // as ever before the exception goes on.
   template <class Sink>
   void enumerate_all(const Meta_Class& model_class, Sink sink) {
     const auto model = Ref<Instance>::adopt(create(model_class));
+    struct Receiver {
+      Sink& sink;
+      std::exception_ptr failure;
+    } receiver{sink, nullptr};
     const Enum_Callback callback = [](Instance* instance, sint32 status, void* data) {
       auto owned = Ref<Instance>::adopt(instance);
-      if (owned && status == OK) (*static_cast<Sink*>(data))(std::move(owned));
+      auto& receiver = *static_cast<Receiver*>(data);
+      if (!owned || status != OK || receiver.failure) return;
+      try {
+        receiver.sink(std::move(owned));
+      } catch (const abi::__forced_unwind&) {
+        throw;
+      } catch (...) {
+        receiver.failure = std::current_exception();
+      }
     };
-    require_ok(ENUM_INSTANCES,
-               dispatch(ENUM_INSTANCES, model.get(), reinterpret_cast<void*>(callback), &sink));
+    const sint32 status = dispatch(ENUM_INSTANCES, model.get(), reinterpret_cast<void*>(callback),
+                                   static_cast<void*>(&receiver));
+    if (receiver.failure) std::rethrow_exception(receiver.failure);
+    require_ok(ENUM_INSTANCES, status);
   }
 
   // Throws Failure unless the provider's status is OK.

@@ -14,6 +14,8 @@ class Nobody final : public Cimom {
   sint32 enum_instances(const char*, const Instance&, Instance_Enumerator&) override { return -1; }
 };
 
+Failure ended() { return {CMPI_RC_ERR_FAILED, "the provider was ended"}; }
+
 }  // namespace
 
 Adapted_Provider& Adapted_Provider::of(Cmpi_Static_Data& data, const Registration& registration) {
@@ -95,13 +97,18 @@ void Adapted_Provider::close(Interface& interface) {
 Adapted_Provider::Lease::Lease(Adapted_Provider& provider) : provider_(provider) {
   const std::lock_guard lock(provider.mutex_);
   object_ = provider.object_;
-  if (!object_) throw Failure{CMPI_RC_ERR_FAILED, "the provider was ended"};
+  if (!object_) throw ended();
   ++provider.calls_;
 }
 
 Adapted_Provider::Lease::~Lease() {
   const std::lock_guard lock(provider_.mutex_);
   --provider_.calls_;
+}
+
+void Adapted_Provider::Lease::require_not_ended() const {
+  const std::lock_guard lock(provider_.mutex_);
+  if (provider_.object_ != object_) throw ended();
 }
 
 sint32 Adapted_Provider::Lease::dispatch(sint32 operation, void* arg1, void* arg2, void* arg3,

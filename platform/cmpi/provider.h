@@ -67,6 +67,10 @@ class Adapted_Provider {
                     void* arg3 = nullptr, void* arg4 = nullptr, void* arg5 = nullptr,
                     void* arg6 = nullptr) const;
 
+    // Throws Failure when the provider has been ended meanwhile: the object manager is stopping,
+    // and what it would be handed it may no longer have a place for.
+    void require_not_ended() const;
+
    private:
     Adapted_Provider& provider_;
     void* object_;

@@ -67,7 +67,7 @@ TEST_P(Failures, aFailedEnumerationEndsWithItsStatus) {
   });
   EXPECT_EQ(failed.status, Status::Failed);
   EXPECT_EQ(delivered, 1u);
-  EXPECT_NE(failed.text.find("5"), std::string::npos);
+  EXPECT_NE(failed.text.find('5'), std::string::npos);
 }
 
 TEST_P(Failures, aProviderThatCannotStartGivesNoInterface) {
