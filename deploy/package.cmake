@@ -34,6 +34,8 @@ install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/docs/deployment.md
         DESTINATION ${module_documents} COMPONENT module)
 install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/README.md
         DESTINATION ${command_documents} COMPONENT command)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs  # where README.md looks for them
+        DESTINATION ${command_documents} COMPONENT command)
 install(FILES debian/hddtest-module.logrotate DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d
         RENAME hddtest-module COMPONENT module)
 install(FILES debian/hddtest-module.overrides DESTINATION ${overrides} RENAME hddtest-module
