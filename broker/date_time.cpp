@@ -99,7 +99,7 @@ std::int64_t datetime_microseconds(std::string_view text) {
 }
 
 std::string time_stamp_text(std::int64_t microseconds, int minutes_from_utc) {
-  return platform::time_stamp_text(microseconds + minutes_from_utc * 60 * kSecond,
+  return platform::time_stamp_text(microseconds + std::int64_t{minutes_from_utc} * 60 * kSecond,
                                    minutes_from_utc);
 }
 

@@ -36,7 +36,7 @@ inline std::string date_time_text(std::uint64_t day, std::uint64_t time, char si
 
 // A date as one number of eight digits.
 constexpr std::uint64_t date_number(int year, unsigned month, unsigned day) {
-  return static_cast<std::uint64_t>(year) * 10000 + month * 100 + day;
+  return static_cast<std::uint64_t>(year) * 10000 + std::uint64_t{month} * 100 + day;
 }
 
 // CIM's 25 characters for a point in time of the years 0 to 9999: microseconds of local time since

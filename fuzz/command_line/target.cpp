@@ -38,7 +38,10 @@ int note(const cli::Invocation& invocation) {
   return 0;
 }
 
-std::string path() { return std::getenv("PATH"); }
+std::string path() {
+  const char* const text = std::getenv("PATH");
+  return text ? text : "";
+}
 
 // The arguments as those of a method with parameters of each kind.
 void read_as_arguments(const std::vector<std::string>& texts) {

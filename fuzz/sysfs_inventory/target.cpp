@@ -62,7 +62,7 @@ class Tree {
   // The path below the folder, with nothing to follow in it; unset for one that leads out.
   std::optional<fs::path> inside(std::string_view text) const {
     if (text.size() > 300 || text.find('\0') != text.npos) return std::nullopt;
-    const fs::path path = (folder_ / "root" / fs::path(text).relative_path()).lexically_normal();
+    fs::path path = (folder_ / "root" / fs::path(text).relative_path()).lexically_normal();
     const auto [end, rest] =
         std::mismatch(folder_.begin(), folder_.end(), path.begin(), path.end());
     if (end != folder_.end() || rest == path.end() || rest->empty()) return std::nullopt;
@@ -89,7 +89,8 @@ class Tree {
 void require_clean(std::initializer_list<std::string> texts) {
   for (const std::string& text : texts) {
     require(inventory::cleaned(text) == text, "texts are valid and on one line");
-    require(text.size() <= 3 * 4096, "texts are no longer than what the kernel offers");
+    require(text.size() <= std::size_t{3} * 4096,
+            "texts are no longer than what the kernel offers");
   }
 }
 

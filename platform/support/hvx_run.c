@@ -37,7 +37,7 @@ static void leave(int status) {
 }
 
 static int64_t now(void) {
-  struct timespec time;
+  struct timespec time = {0, 0};
   system_call(SYS_clock_gettime, CLOCK_MONOTONIC, (long)&time, 0, 0, 0);
   return (int64_t)time.tv_sec * 1000000000 + time.tv_nsec;
 }
@@ -46,7 +46,7 @@ static int64_t number_of(const char* digits) {
   int64_t number = 0;
   for (; *digits >= '0' && *digits <= '9' && number < INT32_MAX; ++digits)
     number = number * 10 + (*digits - '0');
-  return number;
+  return number < INT32_MAX ? number : INT32_MAX;
 }
 
 /* Waits for a child's end, for the deadline or, if asked for, for the loss of the output's
@@ -151,7 +151,9 @@ __attribute__((used, noreturn)) static void run(long* stack) {
 
   struct plan plan = {arguments + 2, arguments + count + 1, 0};
   struct hvx_report report = {HVX_NOT_STARTED, 0};
-  const pid_t program = start(&plan);
+  /* Without the descriptor nobody would see the program's end. */
+  if (child_ends < 0) plan.error = -child_ends;
+  const pid_t program = plan.error == 0 ? start(&plan) : 0;
   if (plan.error == 0) report = watch(program, deadline);
   if (plan.error != 0) report.value = (int32_t)plan.error;
   if (program > 0) end_group(program);

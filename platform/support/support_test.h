@@ -123,10 +123,12 @@ inline bool group_is_gone(pid_t group) { return kill(-group, 0) != 0 && errno ==
 inline std::vector<pid_t> children_of_this_process() {
   std::vector<pid_t> children;
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    const pid_t process = std::atoi(entry.path().filename().c_str());
+    const pid_t process =
+        static_cast<pid_t>(std::strtol(entry.path().filename().c_str(), nullptr, 10));
     if (process <= 0) continue;
     const std::string state = process_state(process);
-    if (!state.empty() && std::atoi(state.c_str() + 2) == getpid()) children.push_back(process);
+    if (!state.empty() && std::strtol(state.c_str() + 2, nullptr, 10) == getpid())
+      children.push_back(process);
   }
   return children;
 }

@@ -90,7 +90,7 @@ EXPORT int posix_spawn(pid_t* process, const char* path, const posix_spawn_file_
   all.push_back(nullptr);
   std::string seconds;
   if (settings().hurry > 1 && all.size() > 2) {
-    seconds = std::to_string(std::max(1, std::atoi(all[1]) / settings().hurry));
+    seconds = std::to_string(std::max(1L, std::strtol(all[1], nullptr, 10) / settings().hurry));
     all[1] = seconds.data();
   }
   return original(process, path, actions, attributes, all.data(), environment);

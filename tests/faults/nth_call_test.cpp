@@ -102,7 +102,8 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
   constexpr int step = 1;
 #endif
   const Shared shared;
-  auto& [number, done] = shared.progress;
+  int& number = shared.progress.number;
+  bool& done = shared.progress.done;
   while (!done && number < most && !testing::Test::HasFailure()) {
     const int last = start == Start::cold ? number + 1 : number + step * operation.in_one_process;
     in_child([&] {
@@ -127,7 +128,9 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
 }
 
 TEST_P(NthCall, FailsAndNothingElse) {
-  const auto& [kind, index, start] = GetParam();
+  const auto kind = std::get<0>(GetParam());
+  const auto index = std::get<1>(GetParam());
+  const auto start = std::get<2>(GetParam());
   const Operation& operation = operations()[index];
   std::optional<discovery::ScratchFileLock> lock;
   if (operation.perform == &World::offered) lock.emplace();

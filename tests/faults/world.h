@@ -95,6 +95,6 @@ class World {
 // Runs it in a child of this process, in a process group of its own, and expects that it has no
 // failed expectation, ends by itself within the time and leaves no process behind. The module reads
 // where its log is once in a process, so that every world has one of its own.
-void in_child(const std::function<void()>& work, int seconds = 60);
+void in_child(const std::function<void()>& work, int seconds = 180);
 
 }  // namespace faults
