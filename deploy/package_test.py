@@ -111,7 +111,10 @@ class PackageTest(unittest.TestCase):
             "usr/lib/systemd/system/hddtest.service", "etc/logrotate.d/hddtest-module",
             *(f"usr/share/doc/{package}/{name}" for package in ("hddtest", "hddtest-module")
               for name in ("copyright", "changelog.Debian.gz")),
-            "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest-module/deployment.md",
+            "usr/share/doc/hddtest/README.md",
+            *(f"usr/share/doc/hddtest/docs/{name}.md"
+              for name in ["architecture", "clients", "deployment", "troubleshooting"]),
+            "usr/share/doc/hddtest-module/deployment.md",
             "usr/share/doc/hddtest-module/troubleshooting.md",
             "usr/share/lintian/overrides/hddtest", "usr/share/lintian/overrides/hddtest-module",
             "var/log/hvx", "etc/hddtest"}

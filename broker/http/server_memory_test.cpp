@@ -74,7 +74,10 @@ class Memory : public testing::Test {
       ASSERT_LT(number, 1000);
     }
     EXPECT_GT(failed, 5);
-    EXPECT_GT(logged, 0);
+    // A line wants memory as well.
+    if (at_a_time == 1) {
+      EXPECT_GT(logged, 0);
+    }
   }
 };
 
