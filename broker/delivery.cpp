@@ -50,6 +50,18 @@ void Delivery::hand_over(const Sink& sink, const Item& item) {
   }
 }
 
+// Most providers have set what is wanted only, and the same for each instance.
+bool Delivery::all_wanted(const std::vector<Property>& properties) {
+  const auto name = [](const Property& property) { return property.name.view(); };
+  if (std::ranges::equal(properties, wanted_, {}, name)) return true;
+  if (!std::ranges::all_of(
+          properties, [&](std::string_view one) { return choice_.wants(one); }, name))
+    return false;
+  wanted_.clear();
+  for (const Property& property : properties) wanted_.push_back(property.name.str());
+  return true;
+}
+
 void Delivery::instance(const InstanceObject& object) {
   if (method_ && method_->type == Type::Instance && !method_->array) {
     value(Value(object.instance));
@@ -57,10 +69,7 @@ void Delivery::instance(const InstanceObject& object) {
   }
   if (!instances_) throw Error(Status::InvalidDataType, "the operation delivers no instances");
   admit(object.info);
-  // Most providers have set what is wanted only.
-  if (choice_.all() || std::ranges::all_of(object.instance.properties, [&](const auto& property) {
-        return choice_.wants(property.name);
-      })) {
+  if (choice_.all() || all_wanted(object.instance.properties)) {
     hand_over(*instances_, object.instance);
     return;
   }

@@ -53,7 +53,10 @@ class Delivery {
   const PathSink* paths_ = nullptr;
   const MethodInfo* method_ = nullptr;
   const ClassInfo* bound_ = nullptr;
+  bool all_wanted(const std::vector<Property>& properties);
+
   PropertyChoice choice_;
+  std::vector<std::string> wanted_;  // names of the last properties that were all wanted
   std::size_t limit_ = 0;
   std::size_t count_ = 0;
   bool done_ = false;
