@@ -104,7 +104,7 @@ class Arena {
     return object;
   }
 
-  // The same for an argument of a provider's function.
+  // As make, for an argument of a provider's function.
   template <class T, class... Arguments>
   T* lend(Arguments&&... arguments) {
     T* object = make<T>(std::forward<Arguments>(arguments)...);

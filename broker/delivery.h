@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "broker/object_manager.h"
 #include "broker/objects.h"
@@ -46,6 +47,7 @@ class Delivery {
 
  private:
   void admit(const ClassInfo* info);
+  bool all_wanted(const std::vector<Property>& properties);
   template <class Sink, class Item>
   void hand_over(const Sink& sink, const Item& item);
 
@@ -53,8 +55,6 @@ class Delivery {
   const PathSink* paths_ = nullptr;
   const MethodInfo* method_ = nullptr;
   const ClassInfo* bound_ = nullptr;
-  bool all_wanted(const std::vector<Property>& properties);
-
   PropertyChoice choice_;
   std::vector<std::string> wanted_;  // names of the last properties that were all wanted
   std::size_t limit_ = 0;

@@ -12,21 +12,22 @@ namespace discovery {
 
 namespace {
 
+constexpr char scratch_file[] = "/tmp/sgMap.txt";
+
 // Where the shell could not be started, or the file not be opened, as in a process without
 // descriptors left. What somebody else has put there stays.
 void remove_own_file() {
   struct stat status {};
-  if (lstat("/tmp/sgMap.txt", &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_uid == geteuid())
-    unlink("/tmp/sgMap.txt");
+  if (lstat(scratch_file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid())
+    unlink(scratch_file);
 }
 
 }  // namespace
 
 std::optional<std::string> through_scratch_file(const std::string& command) {
   // A failing command shows in what it wrote.
-  [[maybe_unused]] int status = std::system((command + " > /tmp/sgMap.txt").c_str());
-  std::FILE* const file = std::fopen("/tmp/sgMap.txt", "re");
+  [[maybe_unused]] const int written = std::system((command + " > " + scratch_file).c_str());
+  std::FILE* const file = std::fopen(scratch_file, "re");
   if (!file) {
     remove_own_file();
     return std::nullopt;
@@ -41,8 +42,7 @@ std::optional<std::string> through_scratch_file(const std::string& command) {
     text = bytes.get();
   }
   std::fclose(file);
-  status = std::system("rm -rf /tmp/sgMap.txt");
-  if (status != 0) remove_own_file();
+  if (std::system((std::string("rm -rf ") + scratch_file).c_str()) != 0) remove_own_file();
   return text;
 }
 

@@ -7,14 +7,9 @@
 
 namespace engine {
 
-// One line of the parts one after the other, put together only where the line goes anywhere.
 template <class... Parts>
 void Trace(const Parts&... parts) {
-  using NKVRHVX20::ILogger;
-  if (!NKVRHVX20::IsLogged(ILogger::eTrace)) return;
-  std::string text;
-  (text.append(parts), ...);
-  NKVRHVX20::TRootObject::GetCoreLogger()->Log(ILogger::eTrace, text);
+  NKVRHVX20::LogParts(NKVRHVX20::ILogger::eTrace, parts...);
 }
 
 inline void Failure(const std::string& text) {

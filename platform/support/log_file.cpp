@@ -29,10 +29,15 @@ bool MaySendSignal(const struct stat& status) {
          limit.rlim_cur != RLIM_INFINITY;
 }
 
-// Writes once; false when the descriptor is none. A broken pipe or a file size limit sends the
-// thread a signal that would end the host; the signal is held back and taken away again, its
-// disposition stays the host's.
-bool WriteOnce(int descriptor, std::string_view line) {
+// The error number, or 0.
+int WriteOnce(int descriptor, std::string_view line) {
+  return write(descriptor, line.data(), line.size()) < 0 ? errno : 0;
+}
+
+// The same where it may send a signal. A broken pipe or a file size limit sends the thread one that
+// would end the host; the signal is held back and taken away again, its disposition stays the
+// host's.
+int WriteWithoutSignal(int descriptor, std::string_view line) {
   sigset_t fatal;
   sigset_t before;
   sigset_t pending;
@@ -41,8 +46,7 @@ bool WriteOnce(int descriptor, std::string_view line) {
   sigaddset(&fatal, SIGXFSZ);
   sigpending(&pending);
   pthread_sigmask(SIG_BLOCK, &fatal, &before);
-  const ssize_t written = write(descriptor, line.data(), line.size());
-  const int error = written < 0 ? errno : 0;
+  const int error = WriteOnce(descriptor, line);
   const int sent = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
   if (sent != 0 && !sigismember(&pending, sent)) {
     const timespec now{};
@@ -52,7 +56,7 @@ bool WriteOnce(int descriptor, std::string_view line) {
     sigtimedwait(&ours, nullptr, &now);
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return error != EBADF;
+  return error;
 }
 
 int Open(const std::string& path) {
@@ -91,10 +95,7 @@ bool AppendToFile(const std::string& path, std::string_view line) {
       status = {};  // whatever it is by now
     }
   }
-  if (MaySendSignal(status))
-    WriteOnce(file, line);
-  else [[maybe_unused]]
-    const ssize_t written = write(file, line.data(), line.size());
+  MaySendSignal(status) ? WriteWithoutSignal(file, line) : WriteOnce(file, line);
   close(file);
   return true;
 }
@@ -129,7 +130,7 @@ std::int64_t Now() {
 
 void WriteLogLine(const TLogDestination& destination, int severity, const std::string& text) {
   const std::string line = FormatLogLine(Now(), severity, getpid(), text);
-  const bool opened = destination.fFile == "-" ? WriteOnce(STDERR_FILENO, line)
+  const bool opened = destination.fFile == "-" ? WriteWithoutSignal(STDERR_FILENO, line) != EBADF
                                                : AppendToFile(destination.fFile, line);
   if (!opened) SendToJournal(destination.fJournalSocket, severity, text);
 }

@@ -50,6 +50,15 @@ class HVX_EXPORT TRootObject {
 // destination. For callers that write many lines, whose texts need not be put together in vain.
 HVX_EXPORT bool IsLogged(ILogger::EHVXLogSeverity severity);
 
+// One line of the parts one after the other, put together only where it goes anywhere.
+template <class... Parts>
+void LogParts(ILogger::EHVXLogSeverity severity, const Parts&... parts) {
+  if (!IsLogged(severity)) return;
+  std::string text;
+  (text.append(parts), ...);
+  TRootObject::GetCoreLogger()->Log(severity, text);
+}
+
 // Receives every line before level and destination are looked at, unescaped, on the thread that
 // logs it. Must neither log nor throw; may be called by several threads at once.
 using LogSink = void (*)(ILogger::EHVXLogSeverity severity, const std::string& text, void* data);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/support/sigchld.h"
 #include "tests/faults/world.h"
 
 namespace faults {
@@ -23,10 +24,15 @@ const std::vector<Case>& run_cases();        // one test is run
 const std::vector<Case>& discovery_cases();  // the testable drives are listed
 
 // For arrangements.
-constexpr char scratch_file[] = "/tmp/sgMap.txt";
 constexpr unsigned nobody = 65534;
 
 // Everything of the case's folder is that user's, and so is this process from now on; nothing when
 // it is not root's.
 void become_nobody(World& world);
+
+template <NKVRHVX20::SigchldArrangement arrangement>
+void arrange_children(World&) {
+  NKVRHVX20::arrange_sigchld(arrangement);
+}
+
 }  // namespace faults

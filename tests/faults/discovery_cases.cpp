@@ -5,7 +5,6 @@
 
 #include <fstream>
 
-#include "platform/support/sigchld.h"
 #include "tests/faults/case.h"
 #include "tests/faults/injection.h"
 
@@ -20,11 +19,6 @@ constexpr char raid[] = "3 Device /dev/sda is an LSI RAID device, omitting from 
 constexpr char offered[] = "3 Initializing HDD instance for /dev/sda";
 
 void scratch_link(const char* target) { fs::create_symlink(target, scratch_file); }
-
-template <NKVRHVX20::SigchldArrangement arrangement>
-void arrange_children(World&) {
-  NKVRHVX20::arrange_sigchld(arrangement);
-}
 
 }  // namespace
 

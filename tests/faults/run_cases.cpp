@@ -10,7 +10,6 @@
 #include <fstream>
 #include <locale>
 
-#include "platform/support/sigchld.h"
 #include "tests/faults/case.h"
 #include "tests/faults/injection.h"
 
@@ -52,11 +51,6 @@ struct Grouping : std::numpunct<char> {
   char do_decimal_point() const override { return ','; }
   std::string do_grouping() const override { return "\3"; }
 };
-
-template <NKVRHVX20::SigchldArrangement arrangement>
-void arrange_children(World&) {
-  NKVRHVX20::arrange_sigchld(arrangement);
-}
 
 }  // namespace
 

@@ -30,7 +30,6 @@ namespace {
 
 constexpr char service_class[] = "KAVRO_HDDTest_DiagnosticService";
 constexpr char offer_class[] = "KAVRO_HDDTest_AvailableDiagnosticService";
-constexpr char scratch_file[] = "/tmp/sgMap.txt";
 constexpr int grace_milliseconds = 5000;  // for what has been killed and is about to go
 
 // A drive that passes: one read of its log shows the test under way.

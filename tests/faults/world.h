@@ -18,6 +18,8 @@
 
 namespace faults {
 
+constexpr char scratch_file[] = "/tmp/sgMap.txt";
+
 constexpr char record_class[] = "KAVRO_HDDTest_DiagnosticCompletionRecord";
 
 class World {
