@@ -47,12 +47,12 @@ int check(const Invocation& invocation) {
 
 }  // namespace
 
-void add_check(CLI::App& program, Invocation& invocation) {
-  CLI::App* const command =
-      add_command(program, invocation, "check", "Tells what a test needs and this machine lacks.");
-  command->footer("Exit status: 0 when nothing is missing, else 1.");
-  command->callback(
-      [&invocation] { invocation.action = [&invocation] { return check(invocation); }; });
+Command check_command(const Invocation& invocation) {
+  return {"check",
+          "Tells what a test needs and this machine lacks.",
+          "Exit status: 0 when nothing is missing, else 1.",
+          {},
+          [&invocation] { return check(invocation); }};
 }
 
 }  // namespace cli

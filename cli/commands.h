@@ -1,11 +1,11 @@
-// The commands of the program, one unit each. A command adds itself to the command line; when it
-// is named there, its action runs it and returns the exit status. Actions throw Failure and
-// broker::Error.
+// The commands of the program, one unit each. A command says what it understands and what it does;
+// the program reads the command line for all of them. Actions throw Failure and broker::Error.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <variant>
+#include <vector>
 
 namespace cli {
 
@@ -16,17 +16,37 @@ struct Invocation {
   std::function<int()> action;  // of the command that was named; invocation must outlive it
 };
 
-void add_drives(CLI::App& program, Invocation& invocation);
-void add_run(CLI::App& program, Invocation& invocation);
-void add_enumerate(CLI::App& program, Invocation& invocation);
-void add_invoke(CLI::App& program, Invocation& invocation);
-void add_check(CLI::App& program, Invocation& invocation);
-void add_serve(CLI::App& program, Invocation& invocation);
-void add_passwd(CLI::App& program, Invocation& invocation);
+struct Number {
+  int* value;
+  int least;
+  int most;
+};
 
-// A command with the options that all have.
-CLI::App* add_command(CLI::App& program, Invocation& invocation, const std::string& name,
-                      const std::string& description);
+// An option, such as "--jobs", or an argument, such as "DEVICE". A single argument must be given,
+// a list of them may be empty.
+struct Option {
+  std::string name;
+  std::variant<bool*, std::string*, std::vector<std::string>*, Number> target;  // what it sets
+  std::string help;                                                             // empty: not listed
+  std::string value = "";  // what the help calls an option's value
+};
+
+struct Command {
+  std::string name;
+  std::string description;
+  std::string footer;  // of its help
+  std::vector<Option> options;
+  std::function<int()> action;  // keeps what the options set; returns the exit status
+};
+
+// The invocation must outlive the command.
+Command drives_command(const Invocation& invocation);
+Command run_command(const Invocation& invocation);
+Command enumerate_command(const Invocation& invocation);
+Command invoke_command(const Invocation& invocation);
+Command check_command(const Invocation& invocation);
+Command serve_command(const Invocation& invocation);
+Command passwd_command();
 
 // Runs the action; what it throws becomes a line on standard error. Returns the exit status.
 int perform(const Invocation& invocation);

@@ -111,12 +111,10 @@ int drives(const Invocation& invocation) {
 
 }  // namespace
 
-void add_drives(CLI::App& program, Invocation& invocation) {
-  CLI::App* const command =
-      add_command(program, invocation, "drives", "Lists the drives, and which can be tested.");
-  command->footer(footer);
-  command->callback(
-      [&invocation] { invocation.action = [&invocation] { return drives(invocation); }; });
+Command drives_command(const Invocation& invocation) {
+  return {"drives", "Lists the drives, and which can be tested.", footer, {}, [&invocation] {
+            return drives(invocation);
+          }};
 }
 
 }  // namespace cli

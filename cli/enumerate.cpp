@@ -1,4 +1,6 @@
 // hddtest enumerate: the instances of a class.
+#include <memory>
+
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
@@ -36,20 +38,15 @@ int enumerate(const std::string& class_name, const Invocation& invocation) {
 
 }  // namespace
 
-void add_enumerate(CLI::App& program, Invocation& invocation) {
-  CLI::App* const command =
-      add_command(program, invocation, "enumerate", "Lists the instances of a class.");
+Command enumerate_command(const Invocation& invocation) {
   auto class_name = std::make_shared<std::string>();
-  command->add_option("CLASS", *class_name, "A class, such as KAVRO_HDDTest_DiagnosticService")
-      ->required()
-      ->type_name("");
-  command->footer(
-      "Instances of subclasses are listed too. Properties that are null are left out, and\n"
-      "are null in JSON, where the path stands first. Exit status: 0, or 3 if the class cannot be "
-      "asked.");
-  command->callback([&invocation, class_name] {
-    invocation.action = [&invocation, class_name] { return enumerate(*class_name, invocation); };
-  });
+  return {"enumerate",
+          "Lists the instances of a class.",
+          "Instances of subclasses are listed too. Properties that are null are left out, and\n"
+          "are null in JSON, where the path stands first. Exit status: 0, or 3 if the class cannot "
+          "be asked.",
+          {{"CLASS", class_name.get(), "A class, such as KAVRO_HDDTest_DiagnosticService"}},
+          [&invocation, class_name] { return enumerate(*class_name, invocation); }};
 }
 
 }  // namespace cli

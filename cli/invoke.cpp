@@ -1,4 +1,6 @@
 // hddtest invoke: calls a method of an instance or, where it is static, of a class.
+#include <memory>
+
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
@@ -54,21 +56,16 @@ int invoke(const InvokeOptions& options, const Invocation& invocation) {
 
 }  // namespace
 
-void add_invoke(CLI::App& program, Invocation& invocation) {
-  CLI::App* const command = add_command(program, invocation, "invoke", "Calls a method.");
+Command invoke_command(const Invocation& invocation) {
   auto options = std::make_shared<InvokeOptions>();
-  command->add_option("PATH", options->path, "The instance, as 'enumerate' prints it, or a class")
-      ->required()
-      ->type_name("");
-  command->add_option("METHOD", options->method, "The method")->required()->type_name("");
-  command->add_option("NAME=VALUE", options->arguments, "Arguments; arrays as NAME=1,2,3")
-      ->type_name("");
-  command->footer(
-      "Exit status: 0 when the method was called, whatever it returned, else 3. JSON: an\n"
-      "object with the return value as \"return\" and output parameters by name in \"out\".");
-  command->callback([&invocation, options] {
-    invocation.action = [&invocation, options] { return invoke(*options, invocation); };
-  });
+  return {"invoke",
+          "Calls a method.",
+          "Exit status: 0 when the method was called, whatever it returned, else 3. JSON: an\n"
+          "object with the return value as \"return\" and output parameters by name in \"out\".",
+          {{"PATH", &options->path, "The instance, as 'enumerate' prints it, or a class"},
+           {"METHOD", &options->method, "The method"},
+           {"NAME=VALUE", &options->arguments, "Arguments; arrays as NAME=1,2,3"}},
+          [&invocation, options] { return invoke(*options, invocation); }};
 }
 
 }  // namespace cli

@@ -1,4 +1,6 @@
 // hddtest passwd: sets the password of a user of the server.
+#include <memory>
+
 #include "broker/http/users.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
@@ -27,14 +29,13 @@ int passwd(const PasswdOptions& options) {
 
 }  // namespace
 
-void add_passwd(CLI::App& program, Invocation& invocation) {
-  CLI::App* const command = add_command(program, invocation, "passwd", description);
+Command passwd_command() {
   auto options = std::make_shared<PasswdOptions>();
-  command->add_option("FILE", options->file, "Users file")->required()->type_name("");
-  command->add_option("USER", options->user, "Name of the user")->required()->type_name("");
-  command->footer(footer);
-  command->callback(
-      [&invocation, options] { invocation.action = [options] { return passwd(*options); }; });
+  return {"passwd",
+          description,
+          footer,
+          {{"FILE", &options->file, "Users file"}, {"USER", &options->user, "Name of the user"}},
+          [options] { return passwd(*options); }};
 }
 
 }  // namespace cli

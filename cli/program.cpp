@@ -1,4 +1,6 @@
 // The command line as a whole, and the one place where failures become lines and exit statuses.
+#include <CLI/CLI.hpp>
+
 #include "broker/error.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
@@ -17,10 +19,34 @@ constexpr const char* footer =
     "The log is /var/log/hvx/diagnostics.log, or the file that HVX_LOG_FILE names\n"
     "(- for standard error).";
 
+void add_option(CLI::App& app, const Option& option) {
+  const bool argument = !option.name.starts_with('-');
+  const auto add = [&](auto& target) {
+    return app.add_option(option.name, target, option.help)->type_name(option.value);
+  };
+  if (auto* const flag = std::get_if<bool*>(&option.target)) {
+    app.add_flag(option.name, **flag, option.help)->group(option.help.empty() ? "" : "Options");
+  } else if (auto* const text = std::get_if<std::string*>(&option.target)) {
+    add(**text)->required(argument);
+  } else if (auto* const texts = std::get_if<std::vector<std::string>*>(&option.target)) {
+    add(**texts);
+  } else {
+    const Number& number = std::get<Number>(option.target);
+    add(*number.value)->check(CLI::Range(number.least, number.most).description(""));
+  }
+}
+
 void add_shared_options(CLI::App& app, Invocation& invocation) {
-  app.add_flag("--json", invocation.json, "Print JSON");
-  app.add_option("--data", invocation.data, "Folder of message file and registration")
-      ->type_name("DIR");
+  add_option(app, {"--json", &invocation.json, "Print JSON"});
+  add_option(app, {"--data", &invocation.data, "Folder of message file and registration", "DIR"});
+}
+
+void add_command(CLI::App& program, Invocation& invocation, const Command& command) {
+  CLI::App& app = *program.add_subcommand(command.name, command.description);
+  add_shared_options(app, invocation);
+  for (const Option& option : command.options) add_option(app, option);
+  app.footer(command.footer);
+  app.callback([&invocation, action = command.action] { invocation.action = action; });
 }
 
 // The line for a command line that cannot be understood.
@@ -51,13 +77,6 @@ int perform(const Invocation& invocation) {
   return status_cannot;
 }
 
-CLI::App* add_command(CLI::App& program, Invocation& invocation, const std::string& name,
-                      const std::string& description) {
-  CLI::App* const command = program.add_subcommand(name, description);
-  add_shared_options(*command, invocation);
-  return command;
-}
-
 int run_program(int argc, const char* const* argv, int (*action)(const Invocation&)) {
   extend_program_path();
   Invocation invocation;
@@ -66,13 +85,11 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
   program.footer(footer);
   program.require_subcommand(1);
   add_shared_options(program, invocation);
-  add_drives(program, invocation);
-  add_run(program, invocation);
-  add_check(program, invocation);
-  add_serve(program, invocation);
-  add_passwd(program, invocation);
-  add_enumerate(program, invocation);
-  add_invoke(program, invocation);
+  for (const Command& command :
+       {drives_command(invocation), run_command(invocation), check_command(invocation),
+        serve_command(invocation), passwd_command(), enumerate_command(invocation),
+        invoke_command(invocation)})
+    add_command(program, invocation, command);
 
   int status = status_cannot;
   try {

@@ -3,7 +3,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <list>
+#include <memory>
 #include <mutex>
 
 #include "cli/commands.h"
@@ -26,7 +28,7 @@ struct RunOptions {
   std::vector<std::string> devices;
   bool force = false;
   bool worker = false;
-  unsigned jobs = 4;
+  int jobs = 4;
 };
 
 constexpr const char* description =
@@ -70,7 +72,8 @@ class Run {
     for (const PlannedDrive& drive : plan_) results_.push_back({.device = drive.name});
     ended_.resize(plan_.size());
     for (std::size_t next = 0; next < plan_.size() || !running_.empty();) {
-      while (next < plan_.size() && running_.size() < options_.jobs) start(next++);
+      while (next < plan_.size() && static_cast<int>(running_.size()) < options_.jobs)
+        start(next++);
       if (!running_.empty()) wait_for_news(guard);
     }
     return end();
@@ -245,19 +248,17 @@ int run(const RunOptions& options, const Invocation& invocation) {
 
 }  // namespace
 
-void add_run(CLI::App& program, Invocation& invocation) {
-  CLI::App* const command = add_command(program, invocation, "run", description);
+Command run_command(const Invocation& invocation) {
   auto options = std::make_shared<RunOptions>();
-  command->add_option("DEVICE", options->devices, "Drives, such as /dev/sda")->type_name("");
-  command->add_option("--jobs", options->jobs, "How many drives are tested at once (4)")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1000).description(""));
-  command->add_flag("--force", options->force, "Pass DEVICE on as it stands, whatever it is");
-  command->add_flag("--worker", options->worker)->group("");  // see worker.h
-  command->footer(footer);
-  command->callback([&invocation, options] {
-    invocation.action = [&invocation, options] { return run(*options, invocation); };
-  });
+  return {
+      "run",
+      description,
+      footer,
+      {{"DEVICE", &options->devices, "Drives, such as /dev/sda"},
+       {"--jobs", Number{&options->jobs, 1, 1000}, "How many drives are tested at once (4)", "N"},
+       {"--force", &options->force, "Pass DEVICE on as it stands, whatever it is"},
+       {"--worker", &options->worker, ""}},  // see worker.h
+      [&invocation, options] { return run(*options, invocation); }};
 }
 
 }  // namespace cli

@@ -156,26 +156,19 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
 
 }  // namespace
 
-void add_serve(CLI::App& program, Invocation& invocation) {
-  CLI::App* const command = add_command(program, invocation, "serve", description);
+Command serve_command(const Invocation& invocation) {
   auto options = std::make_shared<ServeOptions>();
-  command->add_option("--listen", options->address, "Address to listen on (default 127.0.0.1)")
-      ->type_name("ADDRESS");
-  command
-      ->add_option("--port", options->port,
-                   "Port (default 5988, with TLS 5989; 0 takes any free one)")
-      ->check(CLI::Range(0, 65535))
-      ->type_name("N");
-  command->add_option("--users", options->users, "Who may use it; see hddtest passwd --help")
-      ->type_name("FILE");
-  command->add_flag("--no-auth", options->no_auth, "Let everybody on this machine use it");
-  command->add_option("--cert", options->certificate, "Certificate chain for TLS (PEM)")
-      ->type_name("FILE");
-  command->add_option("--key", options->key, "Its key (PEM)")->type_name("FILE");
-  command->footer(footer);
-  command->callback([&invocation, options] {
-    invocation.action = [&invocation, options] { return serve(*options, invocation); };
-  });
+  return {"serve",
+          description,
+          footer,
+          {{"--listen", &options->address, "Address to listen on (default 127.0.0.1)", "ADDRESS"},
+           {"--port", Number{&options->port, 0, 65535},
+            "Port (default 5988, with TLS 5989; 0 takes any free one)", "N"},
+           {"--users", &options->users, "Who may use it; see hddtest passwd --help", "FILE"},
+           {"--no-auth", &options->no_auth, "Let everybody on this machine use it"},
+           {"--cert", &options->certificate, "Certificate chain for TLS (PEM)", "FILE"},
+           {"--key", &options->key, "Its key (PEM)", "FILE"}},
+          [&invocation, options] { return serve(*options, invocation); }};
 }
 
 }  // namespace cli
