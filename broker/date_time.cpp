@@ -2,9 +2,9 @@
 
 #include <array>
 #include <chrono>
-#include <ctime>
 
 #include "platform/digits.h"
+#include "platform/local_time.h"
 
 namespace broker {
 namespace {
@@ -109,12 +109,8 @@ std::string interval_text(std::uint64_t microseconds) {
 }
 
 std::string now_text() {
-  std::timespec now{};
-  std::timespec_get(&now, TIME_UTC);
-  std::tm local{};
-  localtime_r(&now.tv_sec, &local);
-  return time_stamp_text(now.tv_sec * kSecond + now.tv_nsec / 1000,
-                         static_cast<int>(local.tm_gmtoff / 60));
+  const platform::LocalTime now = platform::local_time();
+  return time_stamp_text(now.microseconds, now.minutes_from_utc);
 }
 
 }  // namespace broker

@@ -17,18 +17,29 @@ constexpr char* put_digits(char* place, unsigned digits, std::uint64_t number) {
   return place + digits;
 }
 
+// The same for two digits, and a number below 100.
+constexpr char* put_pair(char* place, std::uint32_t number) {
+  *place++ = static_cast<char>('0' + number / 10);
+  *place++ = static_cast<char>('0' + number % 10);
+  return place;
+}
+
 // CIM's 25 characters, yyyymmddhhmmss.mmmmmmsutc or ddddddddhhmmss.mmmmmm:000. day: eight digits,
 // the date as one number or an interval's days; time: microseconds of the day; sign: '+' or '-'
 // with the offset in minutes, or ':'.
 inline std::string date_time_text(std::uint64_t day, std::uint64_t time, char sign,
                                   unsigned offset) {
-  constexpr std::uint64_t second = 1'000'000;
+  const auto date = static_cast<std::uint32_t>(day);
+  const auto second = static_cast<std::uint32_t>(time / 1'000'000);
+  const auto fraction = static_cast<std::uint32_t>(time % 1'000'000);
   std::string text(25, '.');
-  char* place = put_digits(text.data(), 8, day);
-  place = put_digits(place, 2, time / (3600 * second));
-  place = put_digits(place, 2, time / (60 * second) % 60);
-  place = put_digits(place, 2, time / second % 60) + 1;
-  place = put_digits(place, 6, time % second);
+  char* place = text.data();
+  for (const std::uint32_t pair : {date / 1'000'000, date / 10'000 % 100, date / 100 % 100,
+                                   date % 100, second / 3600, second / 60 % 60, second % 60})
+    place = put_pair(place, pair);
+  ++place;
+  for (const std::uint32_t pair : {fraction / 10'000, fraction / 100 % 100, fraction % 100})
+    place = put_pair(place, pair);
   *place++ = sign;
   put_digits(place, 3, offset);
   return text;

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 
 #include "platform/digits.h"
+#include "platform/local_time.h"
 
 namespace ovk_cimple {
 
@@ -53,12 +53,8 @@ Datetime Datetime::time_stamp(sint64 microseconds_since_epoch, sint32 utc_offset
 }
 
 Datetime Datetime::now() {
-  timespec time{};
-  clock_gettime(CLOCK_REALTIME, &time);
-  tm local{};
-  localtime_r(&time.tv_sec, &local);
-  return time_stamp(time.tv_sec * second + time.tv_nsec / 1000,
-                    static_cast<sint32>(local.tm_gmtoff / 60));
+  const platform::LocalTime now = platform::local_time();
+  return time_stamp(now.microseconds, now.minutes_from_utc);
 }
 
 std::optional<Datetime> Datetime::parse(std::string_view text) {

@@ -67,5 +67,16 @@ TEST(CimDateTime, LocalTimeHasTheOffsetOfTheZoneInForce) {
   EXPECT_EQ(offset_of("EST5EDT,0/0,J365/72"), "-240");
 }
 
+TEST(CimDateTime, AZoneThatTheProcessChangesToShowsWithASecond) {
+  const std::string offset = in_child([] {
+    TOSSpecific::GetLocalTime();
+    setenv("TZ", "NPT-5:45", 1);
+    tzset();
+    for (const std::time_t start = std::time(nullptr); std::time(nullptr) == start;) usleep(1000);
+    return TOSSpecific::GetLocalTime().ToString().substr(21);
+  });
+  EXPECT_EQ(offset, "+345");
+}
+
 }  // namespace
 }  // namespace NKVRHVX20

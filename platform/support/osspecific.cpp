@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <stdexcept>
 
+#include "platform/local_time.h"
 #include "platform/support/machinetype.h"
 #include "platform/support/process_runner.h"
 
@@ -85,12 +85,8 @@ std::string TOSSpecific::GetMachineTypeFromID() {
 std::string TOSSpecific::GetBiosID() { return Trim(ReadDmiText("bios_version")); }
 
 TCIMDateTime TOSSpecific::GetLocalTime() {
-  timespec time{};
-  clock_gettime(CLOCK_REALTIME, &time);
-  tm local{};
-  localtime_r(&time.tv_sec, &local);
-  return {std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000,
-          static_cast<int>(local.tm_gmtoff / 60)};
+  const platform::LocalTime now = platform::local_time();
+  return {now.microseconds, now.minutes_from_utc};
 }
 
 std::string TOSSpecific::GetCurrentDir() {
