@@ -9,6 +9,16 @@ using engine::Trace;
 
 using Guard = const std::lock_guard<std::mutex>;
 
+namespace {
+
+void TraceGetRecord() {
+  Trace("THDDTest::GetRecord -- Entering");
+  // Kept on purpose: readers of the log see this one line without the leading T.
+  Trace("HDDTest::GetRecord -- Exiting");
+}
+
+}  // namespace
+
 THDDTest* THDDTest::fgInstance = nullptr;
 
 THDDTest* THDDTest::GetInstance() {
@@ -71,11 +81,27 @@ void THDDTest::AddRecord(TDiagRecord* record) {
 }
 
 std::vector<TDiagRecord> THDDTest::GetRecord() {
-  Trace("THDDTest::GetRecord -- Entering");
-  // Kept on purpose: readers of the log see this one line without the leading T.
-  Trace("HDDTest::GetRecord -- Exiting");
+  TraceGetRecord();
   Guard guard(StoreLock());
   return fRecords;
+}
+
+void THDDTest::VisitRecords(const std::function<void(TDiagRecord record)>& visitor) {
+  TraceGetRecord();
+  std::size_t size = 0;
+  {
+    Guard guard(StoreLock());
+    size = fRecords.size();
+  }
+  for (std::size_t place = 0; place < size; ++place) {
+    TDiagRecord record;
+    {
+      Guard guard(StoreLock());
+      if (place >= fRecords.size()) return;
+      record = fRecords[place];
+    }
+    visitor(std::move(record));
+  }
 }
 
 void THDDTest::AddConcreteJob(TConcreteJob* job) {

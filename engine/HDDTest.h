@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,9 @@ class THDDTest {
   std::vector<int> GetResults();
   void AddRecord(TDiagRecord* record);
   std::vector<TDiagRecord> GetRecord();
+  // Hands the visitor what GetRecord would return, and logs the same, but copies one record at a
+  // time: a long list is never there twice. The store stays unlocked meanwhile.
+  void VisitRecords(const std::function<void(TDiagRecord record)>& visitor);
   void AddConcreteJob(TConcreteJob* job);  // replaces the job before
   std::vector<TConcreteJob> GetConcreteJob();
 

@@ -105,6 +105,28 @@ TEST_F(Store, WhatGettersReturnIsACopy) {
   EXPECT_THAT(engine.GetResults(), ElementsAre(1));
 }
 
+std::vector<std::string> VisitedJobs(THDDTest& engine) {
+  std::vector<std::string> jobs;
+  engine.VisitRecords([&](const TDiagRecord& record) { jobs.push_back(record.fJobID); });
+  return jobs;
+}
+
+TEST_F(Store, AVisitorGetsTheRecordsThatThereAreWhenItBegins) {
+  THDDTest engine;
+  for (const char* job : {"sdb", "sda"}) {
+    TDiagRecord record = Record(job);
+    engine.AddRecord(&record);
+  }
+  std::vector<std::string> texts;
+  engine.VisitRecords([&](TDiagRecord record) {
+    texts.push_back(record.fRecordData);
+    record.fJobID = "added meanwhile";
+    engine.AddRecord(&record);
+  });
+  EXPECT_THAT(texts, ElementsAre("text of sdb", "text of sda"));
+  EXPECT_THAT(VisitedJobs(engine), ElementsAre("sdb", "sda", "added meanwhile", "added meanwhile"));
+}
+
 TEST_F(Store, ResetEmptiesTheResultsOnly) {
   THDDTest engine;
   TDiagRecord record = Record("sda");
@@ -184,6 +206,9 @@ INSTANTIATE_TEST_SUITE_P(
         Operation{"GetRecord",
                   [](THDDTest& engine) { engine.GetRecord(); },
                   {"3 THDDTest::GetRecord -- Entering", "3 HDDTest::GetRecord -- Exiting"}},
+        Operation{"VisitRecords",
+                  [](THDDTest& engine) { VisitedJobs(engine); },
+                  {"3 THDDTest::GetRecord -- Entering", "3 HDDTest::GetRecord -- Exiting"}},
         Operation{
             "AddConcreteJob",
             [](THDDTest& engine) {
@@ -206,6 +231,10 @@ struct Getter {
 
 bool IsExit(const std::string& text) { return text.ends_with("-- Exiting"); }
 
+void AddRecordAtExit(NKVRHVX20::ILogger::EHVXLogSeverity, const std::string& text, void* engine) {
+  if (IsExit(text)) static_cast<THDDTest*>(engine)->fRecords.push_back(Record("sda"));
+}
+
 class StoreGetter : public Store, public testing::WithParamInterface<Getter> {};
 
 TEST_P(StoreGetter, WritesBothLinesBeforeItCopies) {
@@ -224,12 +253,10 @@ INSTANTIATE_TEST_SUITE_P(
                                static_cast<THDDTest*>(engine)->fResults.push_back(1);
                            },
                            [](THDDTest& engine) { return engine.GetResults().size(); }},
-                    Getter{"GetRecord",
-                           [](auto, const std::string& text, void* engine) {
-                             if (IsExit(text))
-                               static_cast<THDDTest*>(engine)->fRecords.push_back(Record("sda"));
-                           },
+                    Getter{"GetRecord", AddRecordAtExit,
                            [](THDDTest& engine) { return engine.GetRecord().size(); }},
+                    Getter{"VisitRecords", AddRecordAtExit,
+                           [](THDDTest& engine) { return VisitedJobs(engine).size(); }},
                     Getter{"GetConcreteJob",
                            [](auto, const std::string& text, void* engine) {
                              if (IsExit(text))
@@ -258,6 +285,7 @@ TEST_F(Store, ThreadsShareOneInstanceAndLoseNothing) {
         engine->AddRecord(&record);
         engine->AddConcreteJob(&job);
         EXPECT_FALSE(engine->GetRecord().empty());
+        EXPECT_FALSE(VisitedJobs(*engine).empty());
         EXPECT_EQ(engine->GetConcreteJob().size(), 1u);
         engine->ResetResults();
         engine->GetResults();

@@ -58,9 +58,8 @@ sint32 Provider::modify_instance(const Class*, const Class*) {
 
 sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
   log_entering(provider, "enum_instances");
-  // The list is a copy already, whose texts the instances may have.
-  for (TDiagRecord& record : THDDTest::GetInstance()->GetRecord())
-    handler->handle(EnumRecord(std::move(record)));
+  THDDTest::GetInstance()->VisitRecords(
+      [handler](TDiagRecord record) { handler->handle(EnumRecord(std::move(record))); });
   log_exiting(provider, "enum_instances");
   return OK;
 }
