@@ -49,10 +49,6 @@ constexpr auto member<real32> = &CMPIValue::real32;
 template <>
 constexpr auto member<real64> = &CMPIValue::real64;
 
-bool is_null(const Instance& instance, const Meta_Property& property) {
-  return visit(&instance, property, [](const auto& value) { return value.null(); });
-}
-
 // The bytes of a path written as text, name space aside: CLASS.KEY="VALUE",KEY="VALUE".
 std::size_t text_size(const Instance& instance, int depth) {
   constexpr std::size_t longest_number = 32;
@@ -74,12 +70,6 @@ std::size_t text_size(const Instance& instance, int depth) {
     });
   }
   return size;
-}
-
-bool has_all_keys(const Instance& instance) {
-  return std::ranges::none_of(instance.meta_class->properties, [&](const Meta_Property& property) {
-    return property.key && is_null(instance, property);
-  });
 }
 
 }  // namespace
@@ -174,33 +164,44 @@ Made<CMPIObjectPath> Translator::class_path(const char* name_space, const char* 
   return make(broker_, "path", &CMPIBrokerEncFT::newObjectPath, name_space, class_name);
 }
 
-void Translator::add_keys(CMPIObjectPath* path, const Instance& instance, int depth) const {
-  for (const Meta_Property& property : instance.meta_class->properties) {
-    if (!property.key) continue;
-    const Outgoing_Value key = value(instance, property, depth);
-    if (key.value())
-      require(invoke(path, &CMPIObjectPathFT::addKey, property.name, key.value(), key.type()),
-              property.name);
-  }
+namespace {
+
+void add_key(CMPIObjectPath* path, const char* name, const Outgoing_Value& key) {
+  if (key.value())
+    require(invoke(path, &CMPIObjectPathFT::addKey, name, key.value(), key.type()), name);
 }
+
+}  // namespace
 
 Made<CMPIObjectPath> Translator::path(const Instance& instance, int depth) const {
   const String& own = instance.name_space;
   auto result = class_path((own.empty() ? name_space_ : own).c_str(), instance.meta_class->name);
-  add_keys(result.get(), instance, depth);
+  for (const Meta_Property& property : instance.meta_class->properties)
+    if (property.key) add_key(result.get(), property.name, value(instance, property, depth));
   return result;
 }
 
 Made<CMPIInstance> Translator::instance(const Instance& instance, Selection& selection) const {
   const String& own = instance.name_space;
   auto path = class_path((own.empty() ? name_space_ : own).c_str(), instance.meta_class->name);
+  // Each key is made once, for the path and for its property.
+  const auto& selected = selection.of(*instance.meta_class);
+  std::vector<Outgoing_Value>& keys = selection.key_values();
+  keys.clear();
+  for (const Meta_Property* property : selected)
+    if (property->key) keys.push_back(value(instance, *property));
   // A new instance wants all keys or none.
-  if (has_all_keys(instance)) add_keys(path.get(), instance, 0);
+  if (std::ranges::all_of(keys, &Outgoing_Value::value)) {
+    auto key = keys.begin();
+    for (const Meta_Property* property : selected)
+      if (property->key) add_key(path.get(), property->name, *key++);
+  }
   auto result = make(broker_, "instance", &CMPIBrokerEncFT::newInstance, path.get());
 
-  const auto& selected = selection.of(*instance.meta_class);
+  auto key = keys.begin();
   for (const Meta_Property* property : selected) {
-    const Outgoing_Value value = this->value(instance, *property);
+    const Outgoing_Value value =
+        property->key ? std::move(*key++) : this->value(instance, *property);
     const CMPIStatus status = invoke(result.get(), &CMPIInstanceFT::setProperty, property->name,
                                      value.value(), value.type());
     // The object manager may know an older form of the class.

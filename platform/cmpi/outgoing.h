@@ -59,12 +59,15 @@ class Selection {
   // property filters take them.
   const char** names() { return selected_names_.data(); }
   const char** keys() { return keys_.data(); }
+  // Room for the values of the keys of an instance, kept from one to the next.
+  std::vector<Outgoing_Value>& key_values() { return key_values_; }
 
  private:
   const char** names_;
   const Meta_Class* meta_ = nullptr;
   std::vector<const Meta_Property*> selected_;
   std::vector<const char*> selected_names_, keys_;
+  std::vector<Outgoing_Value> key_values_;
 };
 
 // Makes the objects. They are released as soon as their handle goes: the object manager copies
@@ -90,7 +93,6 @@ class Translator {
   void put(Outgoing_Value& result, const Ref<Instance>& reference, int depth) const;
   template <class T>
   void put_element(Outgoing_Value& result, const T& value, int depth) const;
-  void add_keys(CMPIObjectPath* path, const Instance& instance, int depth) const;
 
   const CMPIBroker* const broker_;
   const String name_space_;

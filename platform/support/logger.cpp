@@ -53,13 +53,17 @@ const TSettings* ReadSettings() {
 }
 
 // Without a lock, which a child forked at the wrong moment would never get.
-const TSettings& Settings() {
-  const TSettings* present = settings.load(std::memory_order_acquire);
-  if (present != nullptr) return *present;
+[[gnu::noinline]] const TSettings& FirstSettings() {
+  const TSettings* present = nullptr;
   const TSettings* ours = ReadSettings();
   if (settings.compare_exchange_strong(present, ours, std::memory_order_acq_rel)) return *ours;
   delete ours;
   return *present;
+}
+
+const TSettings& Settings() {
+  const TSettings* present = settings.load(std::memory_order_acquire);
+  return present != nullptr ? *present : FirstSettings();
 }
 
 class TCoreLogger final : public ILogger {
