@@ -5,7 +5,8 @@
 //   http_all/THREADS  all nineteen
 //   socket/THREADS, socket_all/THREADS
 //
-// THREADS is the number of connections at work at once. HVX_LOG_LEVEL and HVX_LOG_FILE as ever.
+// THREADS is the number of connections at work at once. HVX_LOG_LEVEL=-1 cuts the log off; else it
+// goes to a file, as in use.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <sys/socket.h>
@@ -13,6 +14,7 @@
 
 #include <thread>
 
+#include "bench/place.h"
 #include "bench/record_server.h"
 #include "broker/http/server.h"
 
@@ -177,8 +179,11 @@ int main(int argc, char** argv) {
   add("socket", over_socket, kValued);
   add("http_all", over_http, "");
   add("socket_all", over_socket, "");
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
+  {
+    const bench::Place place;
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+  }
   // The server's threads are at work until the end.
   std::fflush(nullptr);
   _exit(0);

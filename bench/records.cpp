@@ -5,7 +5,7 @@
 //   module_two/N, plain_two/N    a property list of two
 //   growth/N                     by the module, with the memory that an enumeration takes
 //
-// HVX_LOG_LEVEL=0 cuts the log off; HVX_LOG_FILE says where it goes else.
+// HVX_LOG_LEVEL=-1 cuts the log off; else it goes to a file, as in use.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
@@ -13,6 +13,7 @@
 #include <fstream>
 #include <string>
 
+#include "bench/place.h"
 #include "bench/record_server.h"
 
 namespace {
@@ -86,4 +87,8 @@ BENCHMARK(two_of_module)->Name("module_two")->Arg(10'000)->Unit(benchmark::kMill
 BENCHMARK(two_of_plain)->Name("plain_two")->Arg(10'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(growth)->RangeMultiplier(10)->Range(10, 100'000)->Unit(benchmark::kMillisecond);
 
-BENCHMARK_MAIN();
+int main(int count, char** words) {
+  const bench::Place place;
+  benchmark::Initialize(&count, words);
+  benchmark::RunSpecifiedBenchmarks();
+}

@@ -1,6 +1,6 @@
 // What the reading of a full self-test log costs, logging cut off: the outcome of its newest entry,
-// the number of its entries, and its split into them; against one search each through the same
-// bytes by memmem, for a text that is not in it.
+// the number of its entries, and its split into them; against a search through the same bytes by
+// memmem, for a text that is not in it.
 #include <benchmark/benchmark.h>
 #include <string.h>
 
@@ -62,7 +62,7 @@ BENCHMARK_CAPTURE(measure, outcome, {outcome})->Name("outcome");
 BENCHMARK_CAPTURE(measure, count, {count})->Name("count");
 BENCHMARK_CAPTURE(measure, split, {split})->Name("split");
 BENCHMARK_CAPTURE(measure, all, {outcome, count, split})->Name("all");
-BENCHMARK_CAPTURE(measure, memmem, {search, search, search})->Name("memmem");
+BENCHMARK_CAPTURE(measure, memmem, {search})->Name("memmem");
 
 }  // namespace
 

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Runs the programs that measure and prints one table of what they found.
 
-    table.py --tree TREE [ROW...]       TREE is the build tree; a ROW is any part of a row's title or
-                                        of its program's name
+    table.py --tree TREE [ROW...]       TREE is the build tree; a ROW is any part of a row's title
+                                        or of its program's name
     table.py --targets [ROW...]         prints what has to be built for them
 
-Measured and floor come from the same run of one program, in turns, and each is the least of its
-repetitions, which disturbs least. Exit status: 0, 1 when a goal was missed, 3 when a program could
-not measure.
+Measured and floor come from the same run of one program, in turns (but for the cost of logging,
+which is the difference of two), and each is the least of its repetitions, which disturbs least.
+Exit status: 0, 1 when a goal was missed, 3 when a program could not measure.
 """
 
 import argparse
@@ -29,7 +29,7 @@ RATIO, MORE, PLAIN = "ratio", "more", "plain"
 @dataclass
 class Row:
     what: str
-    program: str          # of this folder: a program of Google Benchmark, or a script (.py)
+    program: str          # of this folder
     measured: str         # the benchmark's name
     compared: str = ""    # with what
     floor: str = ""       # that benchmark's name
@@ -38,6 +38,7 @@ class Row:
     quantity: str = "seconds"  # seconds (wall), or a counter: its name ends with its unit
     times: float = 1           # the floor is taken so many times
     environment: dict = field(default_factory=dict)  # of the program
+    floor_environment: dict = None  # of another run of the program, which the floor comes from
 
 
 NO_LOG = {"HVX_LOG_LEVEL": "-1"}
@@ -48,11 +49,15 @@ ROWS = [
     Row("the same with a list of two properties", "records", "module_two/10000",
         "the provider in plain C", "plain_two/10000", 1.5, environment=NO_LOG),
     Row("10,000 completion records with the log", "records", "module/10000",
-        "the provider in plain C", "plain/10000"),
+        "the same without the log", "module/10000", figure=MORE, floor_environment=NO_LOG),
     Row("100,000 records: time", "records", "growth/100000",
         "ten times that of 10,000", "growth/10000", 1.2, environment=NO_LOG, times=10),
     Row("10,000 records: time", "records", "growth/10000",
         "ten times that of 1,000", "growth/1000", 1.2, environment=NO_LOG, times=10),
+    Row("1,000 records: time", "records", "growth/1000",
+        "ten times that of 100", "growth/100", 1.2, environment=NO_LOG, times=10),
+    Row("100 records: time", "records", "growth/100",
+        "ten times that of 10", "growth/10", 1.2, environment=NO_LOG, times=10),
     Row("100,000 records: memory of an enumeration", "records", "growth/100000",
         "ten times that of 10,000", "growth/10000", 1.2, environment=NO_LOG, times=10,
         quantity="enumeration_bytes"),
@@ -65,7 +70,7 @@ ROWS = [
     Row("CIM-XML over HTTP: 10,000 instances, all 19 properties", "http", "http_all/threads:1",
         "a socket that takes as many bytes", "socket_all/threads:1", environment=NO_LOG),
     Row("the same with the log", "http", "http_all/threads:1",
-        "the socket", "socket_all/threads:1"),
+        "the same without the log", "http_all/threads:1", figure=MORE, floor_environment=NO_LOG),
     Row("a run: RunDiagnostic through CMPI", "self_test", "module",
         "a shell loop of the same smartctl calls", "shell_loop", 1.15),
     Row("a run: processor time of everybody", "self_test", "module",
@@ -77,12 +82,15 @@ ROWS = [
     Row("loading and creating all 56 interfaces: memory", "loading", "module",
         "the same", "empty", 3 << 20, MORE, "memory_bytes"),
     Row("a self-test log: outcome, count, split", "self_test_log", "all",
-        "memmem over the same bytes, once each", "memmem", 4),
+        "memmem over the same bytes, once for each", "memmem", 4, times=3),
+    Row("its outcome alone", "self_test_log", "outcome", "memmem", "memmem", 4),
+    Row("its count alone", "self_test_log", "count", "memmem", "memmem", 4),
+    Row("its split alone", "self_test_log", "split", "memmem", "memmem", 4),
     Row("discovery of 24 ATA drives", "discovery", "enumeration/24",
         "hwinfo alone, as slow as in the disk lab", "hwinfo/24", 1.05,
         environment={"HDDTEST_HWINFO_SECONDS": "1.1 0.4"}),
     Row("the same", "discovery", "enumeration/24",
-        "hwinfo alone, as fast as on this machine", "hwinfo/24"),
+        "hwinfo alone, as fast as on this machine", "hwinfo/24", figure=MORE),
     Row("the process runner: /bin/true", "process_runner", "runner/0",
         "posix_spawn and waitpid", "spawn/0", 2.5),
     Row("the same in a host of 4 GiB", "process_runner", "runner/4096",
@@ -99,29 +107,23 @@ ROWS = [
         figure=PLAIN, quantity="bytes_per_second"),
 ]
 
-# What has to be built for a script; a program's target is bench_NAME_program.
-SCRIPT_TARGETS = {"serve.py": ["hddtest", "hddtest_module", "kavroinventory", "hvx-run"]}
-
 REPETITIONS = 20
 SECONDS_PER_UNIT = {"s": 1, "ms": 1e-3, "us": 1e-6, "ns": 1e-9}
 
 
-def run(row, names, tree):
-    """The results of one run of a row's program: benchmark -> field -> the least value, or the
-    greatest of what is better the greater it is."""
+def run(program, environment, names, tree):
+    """The results of one run of a program: benchmark -> field -> the least value, or the greatest
+    of what is better the greater it is."""
     with tempfile.NamedTemporaryFile() as out:
-        words = [f"--benchmark_out={out.name}", "--benchmark_out_format=json"]
-        if row.program.endswith(".py"):
-            command = [sys.executable, FOLDER / row.program, tree / "bin/hddtest", *words]
-        else:
-            wanted = "|".join(sorted(names)).replace("/threads:", "(/real_time)?/threads:")
-            command = [tree / "bench" / row.program, *words,
-                       f"--benchmark_filter=^({wanted})(/iterations|/real|/manual|$)",
-                       f"--benchmark_repetitions={REPETITIONS}", "--benchmark_min_time=0.05",
-                       "--benchmark_enable_random_interleaving=true"]
-        print(f"Measuring: {row.program}", file=sys.stderr)
+        wanted = "|".join(sorted(names)).replace("/threads:", "(/real_time)?/threads:")
+        command = [tree / "bench" / program, f"--benchmark_out={out.name}",
+                   "--benchmark_out_format=json",
+                   f"--benchmark_filter=^({wanted})(/iterations|/real|/manual|$)",
+                   f"--benchmark_repetitions={REPETITIONS}", "--benchmark_min_time=0.05",
+                   "--benchmark_enable_random_interleaving=true"]
+        print(f"Measuring: {program}", file=sys.stderr)
         subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                       env={**os.environ, **row.environment})
+                       env={**os.environ, **environment})
         benchmarks = json.load(out)["benchmarks"]
     results = {}
     for one in benchmarks:
@@ -151,10 +153,10 @@ def text_of(value, unit):
     return f"{value / 1e-9:.0f} ns"
 
 
-def cells(row, results):
+def cells(row, results, floors):
     """The row of the table, and whether its goal is met (None: it has none)."""
     measured = results[row.measured][row.quantity]
-    floor = results[row.floor][row.quantity] * row.times if row.floor else None
+    floor = floors[row.floor][row.quantity] * row.times if row.floor else None
     figure = {RATIO: lambda: measured / floor, MORE: lambda: measured - floor,
               PLAIN: lambda: measured}[row.figure]()
     show = (lambda value: f"{value:.2f}") if row.figure == RATIO else (
@@ -165,6 +167,16 @@ def cells(row, results):
             "" if row.figure == PLAIN else show(figure),
             "" if row.goal is None else show(row.goal),
             {None: "reported", True: "met", False: "missed"}[met]], met
+
+
+def key_of(row):
+    """The run that the row's measure comes from; the same for all rows that can share it."""
+    return row.program, tuple(row.environment.items())
+
+
+def floor_key_of(row):
+    other = row.floor_environment
+    return key_of(row) if other is None else (row.program, tuple(other.items()))
 
 
 def machine():
@@ -194,23 +206,25 @@ def main():
         sys.exit("there is no such row; the rows are:\n" +
                  "\n".join(f"  {row.what} ({row.program})" for row in ROWS))
     if arguments.targets:
-        targets = [target for row in chosen for target in
-                   SCRIPT_TARGETS.get(row.program, [f"bench_{row.program}_program"])]
-        print("\n".join(dict.fromkeys(targets)))
+        print("\n".join(dict.fromkeys(f"bench_{row.program}_program" for row in chosen)))
         return 0
     header, found, table, status = machine(), {}, [], 0
+    names = {}  # of the benchmarks of a run
     for row in chosen:
-        key = row.program, tuple(row.environment.items())
-        if key not in found:
-            alike = [one for one in chosen if (one.program, tuple(one.environment.items())) == key]
-            names = {name for one in alike for name in (one.measured, one.floor) if name}
-            try:
-                found[key] = run(row, names, arguments.tree.resolve())
-            except (subprocess.CalledProcessError, ValueError) as error:
-                print(error, file=sys.stderr)
-                found[key] = {}
+        names.setdefault(key_of(row), set()).add(row.measured)
+        if row.floor:
+            names.setdefault(floor_key_of(row), set()).add(row.floor)
+    for key in names:
+        program, environment = key
         try:
-            line, met = cells(row, found[key])
+            found[key] = run(program, dict(environment), names[key], arguments.tree.resolve())
+        except (subprocess.CalledProcessError, ValueError) as error:
+            print(error, file=sys.stderr)
+            found[key] = {}
+    for row in chosen:
+        try:
+            line, met = cells(row, found[key_of(row)],
+                              found[floor_key_of(row)] if row.floor else None)
         except KeyError:
             line, met = [row.what, "", row.compared, "", "", "", "not measured"], None
             status = 3
