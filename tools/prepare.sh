@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Sourced by ./run, ./test and ./lint: installs missing Debian packages and builds.
+# Sourced by ./run, ./test, ./lint and the scripts of bench/, fuzz/, tests/soak/ and tools/: installs
+# missing Debian packages and builds.
 #
 #   require_packages PACKAGE...   installs those that are missing; exits with 3 when it may not
 #   require_package_lists         fetches apt's package lists when there are none
