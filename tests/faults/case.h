@@ -2,6 +2,7 @@
 // of it. The tables of all cases are in run_cases.cpp and discovery_cases.cpp.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,8 @@
 namespace faults {
 
 struct Case {
+  // What goes wrong, as the README's table "What happens when" has it.
+  const char* row;
   const char* name;
   void (*arrange)(World&);
   // What World::run or World::offered answers.
@@ -18,21 +21,53 @@ struct Case {
   // A line of the log, as World::logged takes it; null: the log has got no line.
   const char* log;
   enum Needs { nothing, root, other_user, ordinary_build } needs = nothing;
+  // The record's text, RecordData, begins so; null: as it usually does with that outcome.
+  const char* text = nullptr;
+  void (*expect)(World&) = nullptr;  // what else has to hold after the operation
 };
 
 const std::vector<Case>& run_cases();        // one test is run
 const std::vector<Case>& discovery_cases();  // the testable drives are listed
+// What the process that loads the module does, and nothing goes wrong: for both tables.
+std::vector<Case> host_cases(const char* seen, const char* log);
+
+// What each single call is made to fail in.
+struct Operation {
+  const char* name;
+  std::string (World::*perform)();
+  // What may be seen whatever fails. The drive of a run fails its test, so that "passed" would be
+  // a lie; a drive behind a RAID adapter must not be offered for want of knowledge.
+  std::set<std::string> may_be_seen;
+  // Two lines, one of which is in the log unless no provider was reached; null: it has none.
+  const char *first_log, *last_log;
+  int in_one_process;  // one after the other; every discovery remembers more bus devices
+};
+const std::vector<Operation>& operations();
+
+// Rows of the README's table with cases in more than one file.
+constexpr char single_failures[] =
+    "memory runs out, or a fork, pipe, open or write, or a function of the object manager fails";
+constexpr char full_log[] = "the disk of the log is full, or a file size limit reached";
+constexpr char nothing_wrong[] =
+    "the clock jumps, the log is at its limit, zeros follow the messages in their file, smartctl "
+    "or hwinfo is slow or leaves a program "
+    "behind, sysfs is read-only, or the host ignores or reaps children, blocks signals, gives "
+    "small stacks, has another locale, closed its standard streams or, when drives are listed, "
+    "has another working directory";
+constexpr char no_process[] = "the host may start no process";
+constexpr char no_descriptor[] = "the host has no descriptor left";
 
 // For arrangements.
 constexpr unsigned nobody = 65534;
 
+constexpr std::int64_t ten_years = 315360000;  // seconds
+template <std::int64_t seconds>
+void expect_clock_off_by(World& world) {
+  world.expect_clock_off_by(seconds);
+}
+
 // Everything of the case's folder is that user's, and so is this process from now on; nothing when
 // it is not root's.
 void become_nobody(World& world);
-
-template <NKVRHVX20::SigchldArrangement arrangement>
-void arrange_children(World&) {
-  NKVRHVX20::arrange_sigchld(arrangement);
-}
 
 }  // namespace faults

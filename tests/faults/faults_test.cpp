@@ -45,10 +45,19 @@ std::string additions(const std::set<std::string>& before, const std::set<std::s
   return all;
 }
 
+// How the text of a record begins.
+std::string usual_text(const std::string& outcome) {
+  return outcome == "passed" ? "HDST-000: " : outcome == "failed" ? "HDST-100: " : "HDST-200: ";
+}
+
+void expect_text(const std::string& text, const std::string& begin) {
+  EXPECT_TRUE(begin.empty() ? text.empty() : text.starts_with(begin)) << text;
+}
+
 void play(const Case& one, std::string (World::*operation)()) {
   World world;
   world.holds_scratch_file = operation == &World::offered;
-  world.expect_well({});
+  EXPECT_EQ(world.run(), "passed");
   const auto earlier = world.records();
 
   one.arrange(world);
@@ -60,7 +69,11 @@ void play(const Case& one, std::string (World::*operation)()) {
   } else {
     EXPECT_EQ(world.log(), "");
   }
+  if (seen == "passed" || seen == "failed" || seen == "aborted")
+    expect_text(world.text_of_last_record(), one.text ? one.text : usual_text(seen));
+  if (one.expect) one.expect(world);
   EXPECT_EQ(additions(before, world.traces()), "") << "left behind";
+  world.expect_log_unlocked();
   world.mend();
   unsetenv("RESULT");
   world.expect_well(earlier);

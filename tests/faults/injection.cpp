@@ -17,6 +17,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <utility>
 #include <vector>
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
@@ -39,6 +40,15 @@ bool has_to_fail_with(Call kind, int error) {
   if (!has_to_fail(kind)) return false;
   errno = error;
   return true;
+}
+
+bool open_has_to_fail() {
+  // What it opens itself is not told to it.
+  if (const auto on_open = std::exchange(settings().on_open, {})) {
+    on_open();
+    settings().on_open = on_open;
+  }
+  return has_to_fail_with(Call::open, EMFILE);
 }
 
 }  // namespace
@@ -107,17 +117,17 @@ EXPORT int open(const char* path, int flags, ...) {
   va_start(more, flags);
   const mode_t mode = (flags & O_CREAT) ? va_arg(more, mode_t) : 0;
   va_end(more);
-  return has_to_fail_with(Call::open, EMFILE) ? -1 : original(path, flags, mode);
+  return faults::open_has_to_fail() ? -1 : original(path, flags, mode);
 }
 
 EXPORT FILE* fopen(const char* path, const char* mode) {
   static const auto original = next<FILE*(const char*, const char*)>("fopen");
-  return has_to_fail_with(Call::open, EMFILE) ? nullptr : original(path, mode);
+  return faults::open_has_to_fail() ? nullptr : original(path, mode);
 }
 
 EXPORT DIR* opendir(const char* path) {
   static const auto original = next<DIR*(const char*)>("opendir");
-  return has_to_fail_with(Call::open, EMFILE) ? nullptr : original(path);
+  return faults::open_has_to_fail() ? nullptr : original(path);
 }
 
 EXPORT ssize_t write(int file, const void* data, size_t size) {

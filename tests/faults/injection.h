@@ -31,6 +31,7 @@ struct Settings {
   std::string journal;          // a file that takes what is sent to the machine's journal
   std::string refused;          // a function of the object manager that always fails
   std::function<void()> on_sleep;
+  std::function<void()> on_open;  // before each open of the next operation
 };
 Settings& settings();
 

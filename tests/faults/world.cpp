@@ -14,6 +14,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -72,11 +74,6 @@ std::string child_of_this() {
 }  // namespace
 
 World::World() {
-  tree.ahci_disk(0, "sda");
-  tree.scsi_host(1, "megaraid_sas");
-  const auto raid = tree.scsi_device("pci0000:00/0000:00:04.0", "1:0:0:0", "MAKER", "DISK");
-  tree.scsi_generic(raid, "sg1");
-  tree.block(raid, "sdb");
   for (const char* name : {"rm", "grep"}) {
     fs::create_directories(place("/bin"));
     fs::create_symlink(fs::path("/bin") / name, place("/bin") / name);
@@ -106,6 +103,16 @@ void World::program(const std::string& name, const std::string& script) const {
   fs::permissions(place("/bin/" + name), fs::perms(0755));
 }
 
+void World::lay_out_drives() const {
+  tree.remove("/sys");
+  fs::create_directories(place("/sys/block"));
+  tree.ahci_disk(0, "sda");
+  tree.scsi_host(1, "megaraid_sas");
+  const auto raid = tree.scsi_device("pci0000:00/0000:00:04.0", "1:0:0:0", "MAKER", "DISK");
+  tree.scsi_generic(raid, "sg1");
+  tree.block(raid, "sdb");
+}
+
 void World::remove_program(const std::string& name) const { fs::remove_all(place("/bin/" + name)); }
 
 void World::mend() {
@@ -119,6 +126,7 @@ void World::mend() {
   for (const char* name : {"hwinfo", "good_hwinfo"})
     program(name, "[ $1 != --disk ] || echo '" + report + "'\n");
   tree.file("/drive", "");
+  if (!fs::exists(place("/sys/block/sda/size"))) lay_out_drives();
   for (const char* path : {"/hddtest", "/log", "/journal"}) fs::remove_all(place(path));
   for (const auto& entry : fs::recursive_directory_iterator(tree.root()))
     if (!entry.is_symlink() && entry.is_directory()) fs::permissions(entry, fs::perms(0755));
@@ -128,6 +136,8 @@ void World::mend() {
   tree.file("/log/diagnostics.log", "");
   tree.file("/journal", "");
   fs::current_path(tree.root());
+  std::error_code not_ours;
+  if (holds_scratch_file) fs::remove_all(scratch_file, not_ours);
 }
 
 std::string World::run() {
@@ -141,7 +151,8 @@ std::string World::run() {
        {broker::Name("CreationClassName"), service_class}});
   const broker::ObjectPath drive = path_of("KAVRO_DiskDrive", "DeviceID", "/dev/sda");
   const std::vector<broker::Argument> in = {{broker::Name("ManagedElement"), drive}};
-  if (!ask([&] { result = manager_->invoke_method(service, "RunDiagnostic", in); })) return "error";
+  const auto request = [&] { result = manager_->invoke_method(service, "RunDiagnostic", in); };
+  if (std::string failure = ask(request); !failure.empty()) return failure;
   EXPECT_EQ(result.return_value, broker::Value(std::uint32_t{0}));
   const broker::Value* const job = result.find("Job");
   if (!job) return "no job";
@@ -160,8 +171,8 @@ void World::fail(Call kind, int number) {
   failing_number_ = number;
 }
 
-bool World::ask(const std::function<void()>& request) {
-  bool succeeded = false;
+std::string World::ask(const std::function<void()>& request) {
+  std::string failure;
   const auto limits = std::exchange(limits_, {});
   std::vector<rlimit> before;
   for (const auto& [resource, value] : limits) {
@@ -178,21 +189,26 @@ bool World::ask(const std::function<void()>& request) {
       on_small_stack(request);
     else
       request();
-    succeeded = true;
-  } catch (const broker::Error&) {
+    calls_ = disarm();
+  } catch (const broker::Error& error) {
+    calls_ = disarm();
+    failure = "CIM error " + std::to_string(static_cast<int>(error.status()));
   } catch (const std::bad_alloc&) {
+    calls_ = disarm();
+    failure = "out of memory";
   }
-  calls_ = disarm();
+  settings().on_open = nullptr;
   settings().refused.clear();
   for (std::size_t i = 0; i < limits.size(); ++i)
     setrlimit(static_cast<__rlimit_resource>(limits[i].first), &before[i]);
   log_end_ = log_size();
-  return succeeded;
+  return failure;
 }
 
 std::string World::names_of(const std::string& class_name, const std::string& property) {
   std::vector<broker::Instance> instances;
-  if (!ask([&] { instances = manager_->enumerate_instances(class_name); })) return "error";
+  const auto request = [&] { instances = manager_->enumerate_instances(class_name); };
+  if (std::string failure = ask(request); !failure.empty()) return failure;
   std::string names;
   for (const broker::Instance& one : instances) {
     const std::string text = one.text(property);
@@ -232,7 +248,12 @@ std::string World::log() const {
   if (!fs::is_regular_file(file)) return {};
   // A new file begins with the operation.
   const auto begin = log_begin_ <= log_end_ ? log_begin_ : 0;
-  return read_file(file).substr(begin, log_end_ - begin);
+  std::string text(log_end_ - begin, '\0');
+  std::ifstream stream(file, std::ios::binary);
+  stream.seekg(static_cast<std::streamoff>(begin));
+  stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(stream.gcount()));
+  return text;
 }
 
 bool World::logged(const std::string& line) const {
@@ -279,11 +300,32 @@ std::set<std::string> World::traces() const {
   return found;
 }
 
-void World::expect_well(const std::vector<std::string>& earlier_records) {
-  const int file = open(place("/log/diagnostics.log").c_str(), O_RDONLY | O_CLOEXEC);
+void World::expect_clock_off_by(std::int64_t seconds) const {
+  const std::string text = log();
+  const std::size_t end = text.rfind('\n', text.size() - 2);
+  const std::string line = text.substr(end == text.npos ? 0 : end + 1);
+  const std::time_t time = std::time(nullptr) + seconds;
+  tm there{};
+  gmtime_r(&time, &there);
+  char year[16];  // the log has its last four digits
+  std::snprintf(year, sizeof year, "%04d-", (there.tm_year + 1900) % 10000);
+  EXPECT_TRUE(line.starts_with(year)) << line;
+}
+
+void World::expect_log_unlocked() const {
+  const fs::path log_file = place("/log/diagnostics.log");
+  if (!fs::is_regular_file(log_file)) return;
+  const int file = open(log_file.c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(flock(file, LOCK_EX | LOCK_NB), 0) << "the log file is locked";
   close(file);
+}
+
+void World::expect_well(const std::vector<std::string>& earlier_records) {
+  expect_log_unlocked();
   EXPECT_EQ(run(), "passed") << "the next run, log:\n" << log();
+  if (holds_scratch_file && !fs::exists(fs::symlink_status(scratch_file))) {
+    EXPECT_EQ(offered(), "/dev/sda") << "the next discovery, log:\n" << log();
+  }
   std::vector<std::string> present = records();
   ASSERT_GE(present.size(), earlier_records.size());
   present.resize(earlier_records.size());

@@ -49,14 +49,15 @@ class World {
   void mend();
 
   // Runs a test of /dev/sda and tells what its client sees: the outcome in its record (passed,
-  // failed, aborted), "no record", "no job", or "error" when the call failed.
+  // failed, aborted), "no record", "no job", or how the call failed: "CIM error 1" with the status,
+  // "out of memory" where that has come out of the object manager.
   std::string run();
-  // The drives that are offered, with blanks between, or "none", or "error".
+  // The drives that are offered, with blanks between, or "none", or how it failed.
   std::string offered();
   // All drives, likewise.
   std::string drives();
   std::vector<std::string> records() const;  // their jobs
-  std::string listed_records();              // the same as one text, or "error"
+  std::string listed_records();              // the same as one text
 
   std::string text_of_last_record() const;
 
@@ -64,13 +65,16 @@ class World {
   // blank, and the beginning of its text.
   std::string log() const;
   bool logged(const std::string& line) const;
+  // The last line of the log is of another year, by so much.
+  void expect_clock_off_by(std::int64_t seconds) const;
 
   // What a case could leave behind: children, descriptors, files, signal mask and disposition,
   // working directory, umask. Waits for what is about to end. The scratch file is one for the
   // machine: only who holds its lock can say whose it is.
   std::set<std::string> traces() const;
-  // A lock that is held on the log file or by the module would keep this from ending well: a run
-  // and a discovery that succeed, and lose none of these records.
+  void expect_log_unlocked() const;
+  // Nothing that has been left keeps these from ending well: a run and, for who holds the scratch
+  // file and where nobody else's is in its place, a discovery; and they lose none of these records.
   void expect_well(const std::vector<std::string>& earlier_records);
 
   inventory::Test_Tree tree;
@@ -78,9 +82,10 @@ class World {
 
  private:
   void program(const std::string& name, const std::string& script) const;
+  void lay_out_drives() const;
   std::string names_of(const std::string& class_name, const std::string& property);
-  // Performs a request under what has been asked for it; false when it failed.
-  bool ask(const std::function<void()>& request);
+  // Performs a request under what has been asked for it; how it failed, or nothing.
+  std::string ask(const std::function<void()>& request);
   std::uintmax_t log_size() const;
 
   std::unique_ptr<broker::ObjectManager> manager_;

@@ -1,0 +1,63 @@
+// What the process that loads the module does to it.
+#include <signal.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <locale>
+
+#include "tests/faults/case.h"
+
+namespace faults {
+
+namespace {
+
+// Numbers as 1.234.567,0.
+struct Grouping : std::numpunct<char> {
+  char do_thousands_sep() const override { return '.'; }
+  char do_decimal_point() const override { return ','; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+template <NKVRHVX20::SigchldArrangement arrangement>
+void arrange_children(World&) {
+  NKVRHVX20::arrange_sigchld(arrangement);
+}
+
+void block_signals(World&) {
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, nullptr);
+}
+
+void close_streams(World&) {
+  for (const int stream : {0, 1, 2}) close(stream);
+}
+
+void change_locale(World&) {
+  std::setlocale(LC_ALL, "C.UTF-8");
+  std::locale::global(std::locale(std::locale(), new Grouping));
+}
+
+}  // namespace
+
+std::vector<Case> host_cases(const char* seen, const char* log) {
+  using NKVRHVX20::SigchldArrangement;
+  const auto of = [&](const char* name, void (*arrange)(World&), Case::Needs needs) {
+    return Case{nothing_wrong, name, arrange, seen, log, needs};
+  };
+  return {
+      of("HostHasTheStandardSigchld", arrange_children<SigchldArrangement::standard>,
+         Case::nothing),
+      of("HostIgnoresSigchld", arrange_children<SigchldArrangement::ignored>, Case::nothing),
+      of("HostWantsNoZombies", arrange_children<SigchldArrangement::no_child_wait>, Case::nothing),
+      of("HostReapsAnyChild", arrange_children<SigchldArrangement::reaping_handler>, Case::nothing),
+      of("HostBlocksAllSignals", block_signals, Case::nothing),
+      of("HostHasClosedItsStandardStreams", close_streams, Case::nothing),
+      of("HostHasAnotherLocale", change_locale, Case::nothing),
+      of(
+          "HostHasSmallStacks", [](World& world) { world.take_small_stack(); },
+          Case::ordinary_build),
+  };
+}
+
+}  // namespace faults
