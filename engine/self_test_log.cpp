@@ -46,7 +46,11 @@ int CountEntries(const std::string& text, std::size_t log) {
 }
 
 std::optional<Log_Entry> FindEntry(std::string_view text, std::size_t position) {
-  const std::size_t begin = text.find('#', position);
+  // A walk stands just before the next mark: two looks are quicker than a search.
+  const auto is_mark = [&](std::size_t place) { return place < text.size() && text[place] == '#'; };
+  const std::size_t begin = is_mark(position)       ? position
+                            : is_mark(position + 1) ? position + 1
+                                                    : text.find('#', position);
   if (begin == kNone) return std::nullopt;
   const std::size_t end = text.find('#', begin + 1);
   return Log_Entry{text.substr(begin, end - begin), end == kNone ? kNone : end - 1};
