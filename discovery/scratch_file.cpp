@@ -31,6 +31,11 @@ void remove_own_file() {
     unlink(scratch_file);
 }
 
+bool is_pipe() {
+  struct stat status {};
+  return stat(scratch_file, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 // Lets no exception out: the file has to be removed.
 std::optional<std::string> text_of(std::FILE* file) noexcept {
   std::fseek(file, 0, SEEK_END);
@@ -50,6 +55,8 @@ std::optional<std::string> text_of(std::FILE* file) noexcept {
 }  // namespace
 
 std::optional<std::string> through_scratch_file(const std::string& command) {
+  // Opening somebody's pipe would wait for its other end, maybe for ever.
+  if (is_pipe()) return std::nullopt;
   // A failing command shows in what it wrote.
   [[maybe_unused]] const int written = std::system((command + " > " + scratch_file).c_str());
   std::unique_ptr<std::FILE, Close> file(std::fopen(scratch_file, "re"));

@@ -1,6 +1,7 @@
 #include "discovery/scratch_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -64,6 +65,13 @@ TEST(ScratchFile, IsReadUpToItsFirstNul) {
   const ScratchFileLock lock;
   EXPECT_EQ(through_scratch_file("printf 'one\\000two'"), "one");
   EXPECT_EQ(through_scratch_file("true"), "");
+}
+
+TEST(ScratchFile, PipeOfThatNameIsNotOpened) {
+  const ScratchFileLock lock;
+  ASSERT_EQ(mkfifo(scratch_file, 0666), 0);
+  EXPECT_FALSE(through_scratch_file("true").has_value());
+  fs::remove(scratch_file);
 }
 
 TEST(ScratchFile, IsNotReadPastItsLimit) {

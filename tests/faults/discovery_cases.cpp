@@ -23,7 +23,7 @@ constexpr char hwinfo_floods[] =
     "hwinfo floods: its file grows until `/tmp` is full, and over 16 MiB it is not read";
 constexpr char hwinfo_hangs[] = "hwinfo hangs or is stopped: the answer takes ten minutes";
 constexpr char file_is_taken[] =
-    "`/tmp/sgMap.txt` is a folder, a link to nowhere, or somebody else's";
+    "`/tmp/sgMap.txt` is a folder, a pipe, a link to nowhere, or somebody else's";
 constexpr char file_is_link[] = "`/tmp/sgMap.txt` is a link to a file, which is overwritten";
 constexpr char full_disk[] = "the disk of `/tmp` is full: the drive's own driver decides";
 constexpr char not_listed[] = "the drive is gone when drives are listed, or sysfs is missing";
@@ -101,6 +101,8 @@ const std::vector<Case>& discovery_cases() {
          "none", raid, Case::root},
         {file_is_taken, "ScratchFileIsAFolder", [](World&) { fs::create_directory(scratch_file); },
          "none", raid},
+        {file_is_taken, "ScratchFileIsAPipe", [](World&) { mkfifo(scratch_file, 0666); }, "none",
+         raid},
         {file_is_taken, "ScratchFileIsAFolderOfAnotherUser",
          [](World& world) {
            fs::create_directory(scratch_file);
