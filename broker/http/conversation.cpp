@@ -61,6 +61,11 @@ void Shared::leave() {
   changed.notify_all();
 }
 
+bool Shared::is_ending() {
+  const std::lock_guard guard(lock);
+  return ending;
+}
+
 void Shared::log_failure(const char* what, const std::exception& error) noexcept {
   try {
     if (log) log(0, std::string(what) + ": " + error.what());
@@ -207,6 +212,8 @@ void Conversation::hold_back(const std::string& network, std::function<void()> w
     shared_.penalties.answered(network);
     throw;
   }
+  // The server has hurried everything before this was there to be hurried.
+  if (shared_.is_ending()) shared_.clock.hurry();
 }
 
 MHD_Result Conversation::receive(const char* data, std::size_t size) {

@@ -33,6 +33,7 @@ struct Shared {
   // Counts a conversation that sleeps while a worker has it; false when the server is ending.
   bool enter();
   void leave();
+  bool is_ending();
   // Logs what went wrong with a request, as far as there is memory to do so.
   void log_failure(const char* what, const std::exception& error) noexcept;
 

@@ -3,7 +3,9 @@
 
 #include <crypt.h>
 
+#include <future>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "broker/http/test_client.h"
@@ -46,8 +48,11 @@ class LogIn : public testing::Test {
     options.limits.delay = delay;
     options.limits.longest_delay = delay * growth;
     options.log = [this](int severity, const std::string& text) {
-      const std::lock_guard guard(lock_);
-      if (severity <= 1) log_.push_back(text);
+      {
+        const std::lock_guard guard(lock_);
+        if (severity <= 1) log_.push_back(text);
+      }
+      if (may_go_on_.valid()) may_go_on_.wait();
     };
     test_ = std::make_unique<TestServer>(
         [this](const cimxml::Call& call, cimxml::Reply& reply) {
@@ -61,9 +66,17 @@ class LogIn : public testing::Test {
   }
   TestReply post(const std::string& fields) { return TestClient(test_->port).post("x", fields); }
 
+  void wait_for_log() {
+    for (bool logged = false; !logged; std::this_thread::yield()) {
+      const std::lock_guard guard(lock_);
+      logged = !log_.empty();
+    }
+  }
+
   std::mutex lock_;
   std::vector<std::string> log_;
   std::string principal_;
+  std::shared_future<void> may_go_on_;  // of who has logged a line
   std::unique_ptr<TestServer> test_;
 };
 
@@ -184,11 +197,22 @@ TEST_F(LogIn, EndOfTheServerDoesNotWaitForAnAnswerHeldBack) {
   start(std::chrono::minutes(10));
   TestClient client(test_->port);
   client.send(request_text("POST", "x", log_in("operator:wrong")));
-  for (bool logged = false; !logged;) {
-    const std::lock_guard guard(lock_);
-    logged = !log_.empty();
-  }
+  wait_for_log();
   test_.reset();
+  EXPECT_TRUE(client.closed_within(std::chrono::seconds(60)));
+}
+
+TEST_F(LogIn, EndOfTheServerDoesNotWaitForAnAnswerHeldBackOnlyThen) {
+  std::promise<void> has_ended;
+  may_go_on_ = has_ended.get_future();
+  start(std::chrono::minutes(10));
+  TestClient client(test_->port);
+  client.send(request_text("POST", "x", log_in("operator:wrong")));
+  wait_for_log();
+  std::thread ending([this] { test_.reset(); });
+  std::this_thread::sleep_for(milliseconds(100));  // it waits for the worker by now
+  has_ended.set_value();
+  ending.join();
   EXPECT_TRUE(client.closed_within(std::chrono::seconds(60)));
 }
 
