@@ -34,7 +34,7 @@ inline std::string date_time_text(std::uint64_t day, std::uint64_t time, char si
   const auto fraction = static_cast<std::uint32_t>(time % 1'000'000);
   std::string text(25, '.');
   char* place = text.data();
-  for (const std::uint32_t pair : {date / 1'000'000, date / 10'000 % 100, date / 100 % 100,
+  for (const std::uint32_t pair : {date / 1'000'000 % 100, date / 10'000 % 100, date / 100 % 100,
                                    date % 100, second / 3600, second / 60 % 60, second % 60})
     place = put_pair(place, pair);
   ++place;

@@ -1,6 +1,7 @@
 // The present as local time. A leaf: any folder may use it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <limits>
@@ -16,18 +17,21 @@ struct LocalTime {
 // within a second: the offset, which changes with full seconds only, is looked up once in each.
 // (The look-up takes longer than all else that a time stamp costs.)
 inline LocalTime local_time() {
-  constinit thread_local struct {
-    std::time_t second = std::numeric_limits<std::time_t>::min();
-    int minutes = 0;
-  } offset;
+  // The second and, in the lowest bits, its offset: one number, so that it is always a whole.
+  constexpr int bits = 12;
+  constexpr int zero = 1 << (bits - 1);
+  static constinit std::atomic<std::int64_t> known{std::numeric_limits<std::int64_t>::min()};
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  if (now.tv_sec != offset.second) {
+  std::int64_t offset = known.load(std::memory_order_relaxed);
+  if (offset >> bits != now.tv_sec) {
     tm local{};
     localtime_r(&now.tv_sec, &local);
-    offset = {now.tv_sec, static_cast<int>(local.tm_gmtoff / 60)};
+    offset = (std::int64_t{now.tv_sec} << bits) + zero + local.tm_gmtoff / 60;
+    known.store(offset, std::memory_order_relaxed);
   }
-  return {std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000, offset.minutes};
+  return {std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000,
+          static_cast<int>(offset & ((1 << bits) - 1)) - zero};
 }
 
 }  // namespace platform
