@@ -1,7 +1,9 @@
 #include "discovery/scratch_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -70,8 +72,10 @@ TEST(ScratchFile, IsReadUpToItsFirstNul) {
 TEST(ScratchFile, PipeOfThatNameIsNotOpened) {
   const ScratchFileLock lock;
   ASSERT_EQ(mkfifo(scratch_file, 0666), 0);
+  const int both_ends = open(scratch_file, O_RDWR | O_CLOEXEC);  // so that opening it never waits
   EXPECT_FALSE(through_scratch_file("true").has_value());
-  fs::remove(scratch_file);
+  EXPECT_TRUE(fs::remove(scratch_file)) << "it was taken for the scratch file";
+  close(both_ends);
 }
 
 TEST(ScratchFile, IsNotReadPastItsLimit) {

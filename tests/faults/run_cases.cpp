@@ -29,7 +29,8 @@ constexpr char aborted[] = "something else ends the drive's test";
 constexpr char no_messages[] =
     "the message file is missing or unreadable, or the working directory another one";
 constexpr char broken_messages[] =
-    "the message file is empty, over 16 MiB or a folder: the outcome stands, its text does not";
+    "the message file is empty, cut short, over 16 MiB or a folder: the outcome stands, its text "
+    "does not";
 constexpr char no_log[] = "the log cannot be opened";
 constexpr char no_arguments[] = "the object manager does not give the arguments";
 constexpr char no_answer[] = "the object manager does not take the answer: the record is kept";
@@ -98,7 +99,7 @@ const std::vector<Case>& run_cases() {
          "failed", information_failed},
         {start_hangs, "SmartctlHangsWhenItStartsTheTest",
          [](World& world) {
-           settings().hurry = 20;
+           settings().hurry = 10;
            world.smartctl(at("-t", "exec /bin/sleep 1000"));
          },
          "failed", "0 Trigger Self-Test on /dev/sda Failed"},

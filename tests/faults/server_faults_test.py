@@ -3,6 +3,7 @@
     server_faults_test.py PROGRAM
 """
 
+import http.client
 import os
 import pathlib
 import re
@@ -47,7 +48,8 @@ class ServerFaults(ServerTest):
                                  "echo $$ $PPID > ${0%/*}/processes\nexec /bin/sleep 1000\nfi\n" +
                                  STAND_IN.split("\n", 1)[1])
         self.serve("--no-auth")
-        self.send(self.connect(), run_of("/dev/fake"))
+        running = self.connect()
+        self.send(running, run_of("/dev/fake"))
         noted = self.smartctl.with_name("processes")
         self.wait_for(lambda: noted.exists() and noted.read_text(), "no test is started")
         files = self.files()
@@ -61,6 +63,8 @@ class ServerFaults(ServerTest):
         self.smartctl.write_text(STAND_IN)
         self.serve("--no-auth")
         self.assertEqual(self.count(RECORD), 0)
+        with self.assertRaises((http.client.HTTPException, OSError)):
+            running.getresponse()
         self.assertEqual(sees, "its connection breaks; the records are gone")
         status, text = self.ask(run_of("/dev/fake"))
         self.assertIn("HDDTest_ConcreteJob001", text, status)
