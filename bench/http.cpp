@@ -126,7 +126,7 @@ std::string request_for(const char* properties) {
          std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-// How many bytes a reply takes, found once.
+// How many bytes a reply takes.
 std::size_t size_of(const char* properties) {
   const int connection = connection_to(http_server());
   std::string buffer(1 << 20, '\0');

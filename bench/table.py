@@ -158,8 +158,9 @@ def cells(row, results, floors):
     floor = floors[row.floor][row.quantity] * row.times if row.floor else None
     figure = {RATIO: lambda: measured / floor, MORE: lambda: measured - floor,
               PLAIN: lambda: measured}[row.figure]()
-    show = (lambda value: f"{value:.2f}") if row.figure == RATIO else (
-        lambda value: ("+" if row.figure == MORE else "") + text_of(value, row.quantity))
+    show = {RATIO: lambda value: f"{value:.2f}",
+            MORE: lambda value: "+-"[value < 0] + text_of(abs(value), row.quantity),
+            PLAIN: lambda value: text_of(value, row.quantity)}[row.figure]
     met = None if row.goal is None else figure <= row.goal
     return [row.what, text_of(measured, row.quantity), row.compared,
             "" if floor is None else text_of(floor, row.quantity),
@@ -202,8 +203,10 @@ def main():
     chosen = [row for row in ROWS if not arguments.rows or
               any(part in row.what or part in row.program for part in arguments.rows)]
     if not chosen:
-        sys.exit("there is no such row; the rows are:\n" +
-                 "\n".join(f"  {row.what} ({row.program})" for row in ROWS))
+        print("there is no such row; the rows are:", file=sys.stderr)
+        for row in ROWS:
+            print(f"  {row.what} ({row.program})", file=sys.stderr)
+        return 3
     if arguments.targets:
         print("\n".join(dict.fromkeys(f"bench_{row.program}_program" for row in chosen)))
         return 0
@@ -217,7 +220,7 @@ def main():
         program, environment = key
         try:
             found[key] = run(program, dict(environment), names[key], arguments.tree.resolve())
-        except (subprocess.CalledProcessError, ValueError) as error:
+        except (subprocess.CalledProcessError, OSError, ValueError) as error:
             print(error, file=sys.stderr)
             found[key] = {}
     for row in chosen:
