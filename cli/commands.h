@@ -27,7 +27,7 @@ struct Number {
 struct Option {
   std::string name;
   std::variant<bool*, std::string*, std::vector<std::string>*, Number> target;  // what it sets
-  std::string help;                                                             // empty: not listed
+  std::string help;        // a flag without it is not listed
   std::string value = "";  // what the help calls an option's value
 };
 

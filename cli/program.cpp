@@ -25,7 +25,8 @@ void add_option(CLI::App& app, const Option& option) {
     return app.add_option(option.name, target, option.help)->type_name(option.value);
   };
   if (auto* const flag = std::get_if<bool*>(&option.target)) {
-    app.add_flag(option.name, **flag, option.help)->group(option.help.empty() ? "" : "Options");
+    CLI::Option* const added = app.add_flag(option.name, **flag, option.help);
+    if (option.help.empty()) added->group("");
   } else if (auto* const text = std::get_if<std::string*>(&option.target)) {
     add(**text)->required(argument);
   } else if (auto* const texts = std::get_if<std::vector<std::string>*>(&option.target)) {
