@@ -30,6 +30,7 @@ struct Server::State {
   Shared shared;
   MHD_Daemon* daemon = nullptr;
   int listener = -1;
+  bool listening = true;
   std::string last_note;  // of the library, until the server runs
 
   // What the library calls; self is this object. No exception passes its frames: what there is no
@@ -160,6 +161,7 @@ Server::~Server() {
   shared.changed.wait(guard, [&] { return shared.in_hand == 0; });
   guard.unlock();
   MHD_stop_daemon(state_->daemon);
+  close(state_->listener);
 }
 
 void Server::replace_users(std::shared_ptr<Users> users) {
@@ -169,9 +171,10 @@ void Server::replace_users(std::shared_ptr<Users> users) {
 
 std::size_t Server::stop(std::chrono::milliseconds grace) {
   Shared& shared = state_->shared;
-  if (state_->listener >= 0) {
+  if (std::exchange(state_->listening, false)) {
     MHD_quiesce_daemon(state_->daemon);
-    close(std::exchange(state_->listener, -1));
+    // Closed when the library's thread is gone, which may still take it out of what it waits for.
+    shutdown(state_->listener, SHUT_RDWR);
   }
   std::unique_lock guard(shared.lock);
   shared.ending = true;
