@@ -7,7 +7,7 @@ import json
 import shutil
 import subprocess
 
-from command_case import PROGRAM, CommandTest, main
+from command_case import BUILD, PROGRAM, CommandTest, main
 
 SERVICE = ('KAVRO_HDDTest_DiagnosticService.SystemCreationClassName="KAVRO_ComputerSystem",'
            'SystemName="",CreationClassName="KAVRO_HDDTest_DiagnosticService",'
@@ -106,7 +106,22 @@ class Check(CommandTest):
         self.assertEqual(self.status, 1)
         self.run_command("check", "--data", data)
         self.assertRegex(self.output, r"(?m)^missing  messages      .*hddtest.msg.xml: No such file "
-                                      r"or directory; reinstall hddtest, or name its data")
+                                      r"or directory; mend it or reinstall hddtest, or name its data")
+
+    def test_faulty_messages_are_told_with_their_line(self):
+        data = self.data_folder()
+        finding = self.findings("--data", data)["messages"]
+        self.assertFalse(finding["ok"])
+        self.assertIn("hddtest.msg.xml: there is no <result state=\"failed\">", finding["found"])
+        messages = data / "hddtest/hddtest.msg.xml"
+        whole = (BUILD / "share/hddtest/hddtest.msg.xml").read_text()
+        messages.write_text(whole)
+        self.assertTrue(self.findings("--data", data)["messages"]["ok"])
+        messages.write_text(whole.replace("</msg>", "</mgs>", 1))
+        line = whole[:whole.index("</msg>")].count("\n") + 1
+        self.assertIn(f"hddtest.msg.xml: line {line}: mismatched tag; ",
+                      self.findings("--data", data)["messages"]["found"])
+        self.assertEqual(self.status, 1)
 
     def test_missing_data_folder(self):
         self.assertIn("none", self.findings("--data", "none")["module"]["found"])

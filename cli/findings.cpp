@@ -17,6 +17,7 @@
 #include "cli/object_managers.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
+#include "results/message_file.h"
 
 namespace cli {
 namespace {
@@ -97,6 +98,13 @@ Finding file_finding(const std::string& name, const fs::path& file) {
           "reinstall hddtest, or name its data with --data"};
 }
 
+Finding message_finding(const fs::path& file) {
+  const std::vector<std::string> faults = results::message_file_faults(file);
+  if (faults.empty()) return {"messages", true, file, ""};
+  return {"messages", false, fmt::format("{}: {}", file.string(), fmt::join(faults, "; ")),
+          "mend it or reinstall hddtest, or name its data with --data"};
+}
+
 Finding log_finding(const std::string& file) {
   if (file == "-") return {"log", true, "standard error", ""};
   const std::string fault = writing_fault(file);
@@ -140,7 +148,7 @@ std::vector<Finding> all_findings(const Places& places) {
       program_finding("smartctl", "smartmontools", ask_version("smartctl")),
       program_finding("hwinfo", "hwinfo", ask_version("hwinfo")),
       log_finding(log_file(places)),
-      file_finding("messages", places.message_file),
+      message_finding(places.message_file),
       file_finding("registration", places.registration),
       module_finding(places)};
   const std::vector<Finding> managers = object_manager_findings();

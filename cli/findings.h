@@ -32,7 +32,10 @@ struct VersionAnswer {
 Finding program_finding(const std::string& name, const std::string& package,
                         const VersionAnswer& answer);
 
-// The message file, the registration.
+// Whether a record can be made of every outcome of a test.
+Finding message_finding(const std::filesystem::path& file);
+
+// Whether the file, such as the registration, can be read.
 Finding file_finding(const std::string& name, const std::filesystem::path& file);
 
 // file: the log's destination, "-" for standard error.

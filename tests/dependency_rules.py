@@ -26,7 +26,8 @@ RULES = {
     "module": [*MODULE, "platform", "model"],
     "inventory": ["platform", "model"],
     "broker": ["platform/cmpi", "platform/support"],
-    "cli": ["broker", "platform/support"],
+    # What is wrong with the message file has to be what the module finds wrong: by its parser.
+    "cli": ["broker", "platform/support", "results/message_file.h"],
 }
 # The broker sees CMPI as any object manager does: the interface, not the adapter.
 FORBIDDEN = {"broker": ["platform/cmpi/adapter.h"]}
@@ -57,7 +58,7 @@ def wrong_includes(root):
 def wrong_libraries(program):
     listing = subprocess.run(["readelf", "-d", program], check=True, capture_output=True, text=True)
     for library in LINKED.findall(listing.stdout):
-        if re.search(r"cmpi|cimple|kavromodel|xmlparser", library):
+        if re.search(r"cmpi|cimple|kavromodel", library):
             yield f"{program} links {library}: providers are reached through CMPI alone"
 
 

@@ -128,6 +128,10 @@ void TXmlParser::GetAttributeNValue() {
   fDocument->pairs = nullptr;
 }
 
+unsigned long TXmlParser::Line() const {
+  return fDocument != nullptr ? XML_GetCurrentLineNumber(fDocument->expat.get()) : 0;
+}
+
 void TXmlParser::Parse(char* buffer) {
   const std::size_t length = strnlen(buffer, kMaximumLength + 1);
   if (length > kMaximumLength) return FatalError("line 1: document larger than 16 MiB");
@@ -139,8 +143,7 @@ void TXmlParser::Parse(char* buffer) {
   const char* reason = document.refusal != nullptr
                            ? document.refusal
                            : XML_ErrorString(XML_GetErrorCode(document.expat.get()));
-  const auto line = XML_GetCurrentLineNumber(document.expat.get());
-  FatalError(("line " + std::to_string(line) + ": " + reason).c_str());
+  FatalError(("line " + std::to_string(Line()) + ": " + reason).c_str());
 }
 
 }  // namespace NKVRHVX20

@@ -55,6 +55,9 @@ class HVX_XML_EXPORT TXmlParser {
   // changed. What a derived class throws ends the parse and reaches the caller.
   void Parse(char* buffer);
 
+  // The line, counted from 1, of what is being delivered; 0 outside of Parse.
+  unsigned long Line() const;
+
  protected:
   TXmlParser() = default;
   TXmlParser(const TXmlParser&) {}  // a fresh parser: a parse under way is not copied

@@ -152,6 +152,20 @@ TEST(XmlParser, ARunThatNoTagEndsIsNotDelivered) {
   EXPECT_EQ(parser.errors.size(), 1u);
 }
 
+TEST(XmlParser, TellsTheLineOfWhatItDelivers) {
+  struct Lines : Recorder {
+    void StartElement(const char*, std::map<std::string, std::string>&) override {
+      lines.push_back(Line());
+    }
+    void EndElement(const char*) override { lines.push_back(Line()); }
+    std::vector<unsigned long> lines;
+  } parser;
+  std::string text = "<a>\n\n<b\n/></a>\n";
+  parser.Parse(text.data());
+  EXPECT_THAT(parser.lines, ElementsAre(1u, 3u, 3u, 4u));
+  EXPECT_EQ(parser.Line(), 0u);
+}
+
 TEST(XmlParser, AnEmptyTextIsAnError) { EXPECT_EQ(Error(""), "line 1: no element found"); }
 
 TEST(XmlParser, ADuplicateAttributeIsAnError) {
