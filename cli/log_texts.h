@@ -44,7 +44,8 @@ inline constexpr std::string_view in_progress_text = "in progress";
 // What smartctl printed in a step follows. The line of it that says why a step failed holds one of
 // its complaints.
 inline constexpr std::string_view smart_message_text = "Smart Message";
-inline constexpr std::string_view smart_complaints[] = {"failed", "Unable"};
+inline constexpr std::string_view smart_complaints[] = {"failed", "Unable", "Unknown USB bridge",
+                                                        "Can't start self-test"};
 
 // The entry of the drive's log that decided the outcome.
 inline constexpr std::string_view latest_entry_text = "Latest log: ";

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <utility>
 
+#include "cli/drive_look.h"
+
 namespace cli {
 namespace {
 
@@ -20,18 +22,6 @@ std::string without_long_blanks(std::string_view text) {
     result += text.substr(0, end);
     text.remove_prefix(end);
   }
-}
-
-// The line of what smartctl printed that tells why it failed; empty when none does.
-std::string_view complaint_of(std::string_view message) {
-  while (!message.empty()) {
-    const std::size_t end = std::min(message.find('\n'), message.size());
-    const std::string_view line = message.substr(0, end);
-    for (const std::string_view complaint : smart_complaints)
-      if (line.find(complaint) != std::string_view::npos) return line;
-    message.remove_prefix(std::min(end + 1, message.size()));
-  }
-  return {};
 }
 
 }  // namespace

@@ -1,0 +1,287 @@
+#include "cli/drive_look.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "cli/log_entry.h"
+#include "cli/log_texts.h"
+#include "cli/text.h"
+#include "platform/support/osspecific.h"
+#include "platform/support/program.h"
+
+namespace cli {
+namespace {
+
+constexpr int answer_seconds = 30;
+constexpr std::size_t longest_text = 200;
+
+bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+std::string_view trim(std::string_view text) {
+  constexpr std::string_view blanks = " \t\r";
+  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+  return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+std::string short_text(std::string_view text) { return elide(trim(text), longest_text); }
+
+// Calls take with each line until it returns true.
+template <class Take>
+void each_line(std::string_view text, Take take) {
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    if (take(text.substr(0, end))) return;
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+}
+
+// What follows the label at the beginning of a line; empty when no line begins so.
+std::string field(std::string_view text, std::string_view label) {
+  std::string value;
+  each_line(text, [&](std::string_view line) {
+    if (line.starts_with(label)) value = short_text(line.substr(label.size()));
+    return !value.empty();
+  });
+  return value;
+}
+
+// The percentage that stands right before a text.
+std::optional<int> percentage_before(std::string_view line, std::string_view text) {
+  const std::size_t end = line.find(text);
+  if (end == std::string_view::npos) return std::nullopt;
+  std::size_t begin = end;
+  while (begin > 0 && line[begin - 1] >= '0' && line[begin - 1] <= '9') --begin;
+  int percentage = -1;
+  std::from_chars(line.data() + begin, line.data() + end, percentage);
+  if (percentage < 0 || percentage > 100) return std::nullopt;
+  return percentage;
+}
+
+// The whole status byte of an ATA drive's last test: "Self-test execution status:      ( 249)".
+std::optional<int> execution_status(std::string_view capabilities) {
+  std::optional<int> status;
+  each_line(capabilities, [&](std::string_view line) {
+    if (!line.starts_with("Self-test execution status:")) return false;
+    line.remove_prefix(std::min(line.find('('), line.size()));
+    line.remove_prefix(std::min(line.find_first_not_of("( "), line.size()));
+    int value = -1;
+    std::from_chars(line.data(), line.data() + line.size(), value);
+    if (value >= 0 && value <= 255) status = value;
+    return status.has_value();
+  });
+  return status;
+}
+
+void read_running(const Answer& log, const Answer& capabilities, DriveLook& look) {
+  constexpr int in_progress = 15;
+  if (const std::optional<int> status = execution_status(capabilities.output)) {
+    if (*status >> 4 != in_progress) return;
+    look.readiness = Readiness::running;
+    look.remaining = (*status & 15) * 10;
+    return;
+  }
+  // A SCSI drive tells the share in a line of its own.
+  look.remaining = told_remaining(log.output);
+  const std::vector<LogEntry> entries = read_entries(log.output);
+  const bool in_log = !entries.empty() && entries.front().kind == EntryKind::running;
+  if (in_log && !look.remaining) look.remaining = entries.front().remaining;
+  if (in_log || look.remaining) look.readiness = Readiness::running;
+}
+
+bool knows_self_tests(std::string_view capabilities) {
+  bool knows = true;
+  each_line(capabilities, [&](std::string_view line) {
+    knows = trim(line) != "No Self-test supported.";
+    return !knows;
+  });
+  return knows;
+}
+
+// What it is that a step of smartctl failed at.
+void read_failure(const Answer& answer, DriveLook& look) {
+  look.words = short_text(complaint_of(answer.output));
+  const auto says = [&](std::string_view text) { return contains(look.words, text); };
+  if (answer.status < 0)
+    look.readiness = Readiness::no_answer;
+  else if (says("Permission denied") || says("Operation not permitted"))
+    look.readiness = Readiness::no_permission;
+  else if (says("No such device") || says("No such file or directory"))
+    look.readiness = Readiness::no_device;
+  else
+    look.readiness = Readiness::refused;
+  if (look.words.empty() && look.readiness == Readiness::refused)
+    look.words = fmt::format("smartctl ended with status {}", answer.status);
+}
+
+Answer ask(std::vector<std::string> arguments, const std::string& device) {
+  Answer answer;
+  arguments.push_back(device);
+  answer.status = NKVRHVX20::TOSSpecific::SpawnProcess("smartctl", std::move(arguments),
+                                                       answer.output, answer_seconds);
+  return answer;
+}
+
+// smartctl's exit status as the engine takes it.
+bool step_failed(int status) { return (status & 15) != 0; }
+
+}  // namespace
+
+std::string_view complaint_of(std::string_view output) {
+  std::string_view found;
+  each_line(output, [&](std::string_view line) {
+    for (const std::string_view complaint : smart_complaints)
+      if (contains(line, complaint)) found = line;
+    return !found.empty();
+  });
+  return found;
+}
+
+std::optional<int> told_remaining(std::string_view output) {
+  std::optional<int> remaining;
+  each_line(output, [&](std::string_view line) {
+    remaining = percentage_before(line, "% of test remaining");
+    if (!remaining) remaining = percentage_before(line, "% remaining)");
+    return remaining.has_value();
+  });
+  return remaining;
+}
+
+DriveLook read_information(const Answer& information) {
+  const std::string& text = information.output;
+  DriveLook look;
+  look.model = field(text, "Device Model:");
+  if (look.model.empty()) look.model = field(text, "Model Number:");
+  if (look.model.empty())
+    look.model = short_text(field(text, "Vendor:") + " " + field(text, "Product:"));
+  look.serial = field(text, "Serial Number:");
+  if (look.serial.empty()) look.serial = field(text, "Serial number:");
+  look.nvme =
+      !field(text, "NVMe Version:").empty() || !field(text, "Number of Namespaces:").empty();
+  const auto says = [&](std::string_view part) { return contains(text, part); };
+  if (step_failed(information.status)) {
+    read_failure(information, look);
+  } else if (std::any_of(std::begin(smart_enabled_texts), std::end(smart_enabled_texts), says)) {
+    look.readiness = Readiness::ready;
+  } else {
+    look.readiness =
+        says("Device supports SMART and is Disabled") ? Readiness::smart_off : Readiness::no_smart;
+    each_line(text, [&](std::string_view line) {
+      constexpr std::string_view label = "SMART support is:";
+      if (!line.starts_with(label)) return false;
+      const std::string_view value = trim(line.substr(label.size()));
+      if (value.starts_with("Disabled")) look.readiness = Readiness::smart_off;
+      if (value.starts_with("Enabled")) look.readiness = Readiness::not_understood;
+      return false;
+    });
+  }
+  return look;
+}
+
+DriveLook read_look(const Answer& information, const Answer& log, const Answer& capabilities) {
+  DriveLook look = read_information(information);
+  if (look.readiness != Readiness::ready) return look;
+  if (contains(log.output, "SMART Self-test Log not supported") ||
+      contains(log.output, "Device does not support Self Test logging") ||
+      !knows_self_tests(capabilities.output))
+    look.readiness = Readiness::no_self_test;
+  else if (step_failed(log.status))
+    read_failure(log, look);
+  else
+    read_running(log, capabilities, look);
+  return look;
+}
+
+DriveLook look_at(const std::string& device) {
+  if (NKVRHVX20::FindProgram("smartctl").empty()) return {.readiness = Readiness::no_smartctl};
+  const Answer information = ask({"-i"}, device);
+  if (read_information(information).readiness != Readiness::ready)
+    return read_information(information);
+  const Answer log = ask({"-l", "selftest"}, device);
+  return read_look(information, log, step_failed(log.status) ? Answer{} : ask({"-c"}, device));
+}
+
+std::string readiness_words(const DriveLook& look) {
+  switch (look.readiness) {
+    case Readiness::ready:
+      return "ready";
+    case Readiness::running:
+      return look.remaining ? fmt::format("test running, {}% remaining", *look.remaining)
+                            : "test running";
+    case Readiness::smart_off:
+      return "SMART is off";
+    case Readiness::no_smart:
+      return "no SMART";
+    case Readiness::not_understood:
+      return "SMART not understood";
+    case Readiness::no_self_test:
+      return "no self-test";
+    case Readiness::no_permission:
+      return "no permission";
+    case Readiness::no_device:
+      return "no such device";
+    case Readiness::no_smartctl:
+      return "smartctl missing";
+    case Readiness::no_answer:
+      return "no answer";
+    case Readiness::refused:
+      return "smartctl failed";
+  }
+  return "unknown";
+}
+
+std::string readiness_reason(const DriveLook& look, const std::string& device) {
+  // A device that is no plain name is not put into a command line for somebody to copy.
+  const bool plain =
+      !device.empty() &&
+      device.find_first_not_of(
+          "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/_.:+,@-") ==
+          std::string::npos;
+  const std::string name = plain ? device : "DEVICE";
+  switch (look.readiness) {
+    case Readiness::ready:
+      return {};
+    case Readiness::running:
+      return fmt::format(
+          "a test runs in it already{}; wait for its end, or end it with 'smartctl -X {}'",
+          look.remaining ? fmt::format(", {}% remaining", *look.remaining) : "", name);
+    case Readiness::smart_off:
+      return fmt::format("SMART is off; 'smartctl -s on {}' switches it on", name);
+    case Readiness::no_smart:
+      if (look.nvme)
+        return fmt::format(
+            "smartctl shows no SMART of NVMe drives; "
+            "'nvme device-self-test -s 1 {}' tests it",
+            name);
+      return "it has no SMART that smartctl can reach by this name; "
+             "test it with the tool of its maker or its adapter";
+    case Readiness::not_understood:
+      return fmt::format(
+          "SMART is on, but smartctl says so in words that the test does not know; "
+          "'smartctl -t short {}' tests it",
+          name);
+    case Readiness::no_self_test:
+      return "it knows no self-tests or keeps no log of them; test it with its maker's tool";
+    case Readiness::no_permission:
+      return look.words +
+             "; run hddtest as root, or give it CAP_SYS_RAWIO and the right to open "
+             "the drive";
+    case Readiness::no_device:
+      return look.words + "; see with 'hddtest drives' what there is, and check cable and power";
+    case Readiness::no_smartctl:
+      return "smartctl is not installed; install the package smartmontools";
+    case Readiness::no_answer:
+      return fmt::format(
+          "smartctl hung, was ended or could not be started; see what "
+          "'hddtest check' and 'smartctl -i {}' say",
+          name);
+    case Readiness::refused:
+      return fmt::format("smartctl: {}; see what 'smartctl -i {}' says", look.words, name);
+  }
+  return {};
+}
+
+}  // namespace cli

@@ -1,0 +1,68 @@
+// A look at a drive: what it is, and whether it could be tested now, by what smartctl prints of it.
+// It makes out what the module's test would make of the same answers, so that nobody has to start a
+// test to hear that there can be none.
+//
+// What smartctl prints comes from the drive: texts in a look are cut to a length that fits on a
+// line, but not escaped.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace cli {
+
+// What a call of smartctl printed, and its exit status; -1 when it did not end by exiting.
+struct Answer {
+  int status = 0;
+  std::string output{};
+};
+
+enum class Readiness {
+  ready,
+  running,  // a test runs in the drive, whoever started it
+  smart_off,
+  no_smart,        // none that smartctl can reach by this name
+  not_understood,  // SMART is on, but smartctl says so in words that the module does not know
+  no_self_test,    // the drive knows no self-tests, or keeps no log of them
+  no_permission,
+  no_device,
+  no_smartctl,  // it is not installed
+  no_answer,    // smartctl did not end by itself: it hung, was killed or could not be started
+  refused       // smartctl could not ask the drive; it says why, in words
+};
+
+struct DriveLook {
+  Readiness readiness = Readiness::ready;
+  std::optional<int> remaining{};  // of the test that runs, in percent, if the drive says so
+  std::string words{};             // the line in which smartctl says why it could not ask
+  std::string model{};             // whole, as smartctl prints it; empty when it does not
+  std::string serial{};
+  bool nvme = false;
+};
+
+// By the answers of "smartctl -i", "-l selftest" and "-c". The last two count only where SMART is
+// on, and the last may be empty: a running test that the log does not show is told by it, and one
+// that the log shows for ever, since it never ended, is ruled out.
+DriveLook read_look(const Answer& information, const Answer& log, const Answer& capabilities);
+
+// Only the answer of "smartctl -i": ready stands for a drive with SMART on.
+DriveLook read_information(const Answer& information);
+
+// Asks smartctl, which changes nothing; blocks for 30 seconds at most per call. Must not be called
+// while the module tests the drive. May be called from any thread.
+DriveLook look_at(const std::string& device);
+
+// The line of what smartctl printed that says why it failed; empty when none does.
+std::string_view complaint_of(std::string_view output);
+
+// The percentage of a running test that "NN% of test remaining" or "(NN% remaining)" tells.
+std::optional<int> told_remaining(std::string_view output);
+
+// In a few words, for a column: "ready", "test running, 90% remaining", "SMART is off".
+std::string readiness_words(const DriveLook& look);
+
+// Why the drive cannot be tested now, and what to do, on one line; empty when it is ready.
+std::string readiness_reason(const DriveLook& look, const std::string& device);
+
+}  // namespace cli

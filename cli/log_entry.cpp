@@ -1,0 +1,124 @@
+#include "cli/log_entry.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace cli {
+namespace {
+
+struct StatusText {
+  std::string_view text;
+  EntryKind kind;
+};
+
+// smartctl's texts. Where one is the beginning of another, the longer stands first.
+constexpr StatusText status_texts[] = {
+    {"Completed without error", EntryKind::passed},
+    {"Completed: unknown failure", EntryKind::failed},
+    {"Completed: electrical failure", EntryKind::failed},
+    {"Completed: servo/seek failure", EntryKind::failed},
+    {"Completed: read failure", EntryKind::failed},
+    {"Completed: handling damage??", EntryKind::failed},
+    {"Fatal or unknown error", EntryKind::failed},
+    {"Aborted by host", EntryKind::aborted},
+    {"Interrupted (host reset)", EntryKind::aborted},
+    {"Self-test routine in progress", EntryKind::running},
+    // Of SCSI drives.
+    {"Completed, segment failed", EntryKind::failed},
+    {"Completed", EntryKind::passed},
+    {"Failed in first segment", EntryKind::failed},
+    {"Failed in second segment", EntryKind::failed},
+    {"Failed in segment", EntryKind::failed},
+    {"Unknown error, incomplete", EntryKind::failed},
+    {"Aborted (by user command)", EntryKind::aborted},
+    {"Aborted (device reset ?)", EntryKind::aborted},
+    {"Self test in progress", EntryKind::running},
+};
+
+std::string_view trim(std::string_view text) {
+  constexpr std::string_view blanks = " \t\r";
+  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+  return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+std::string_view take_word(std::string_view& text) {
+  text = trim(text);
+  const std::string_view word = text.substr(0, text.find_first_of(" \t"));
+  text.remove_prefix(word.size());
+  return word;
+}
+
+template <class Number>
+std::optional<Number> number(std::string_view word) {
+  Number value{};
+  const char* const end = word.data() + word.size();
+  const auto read = std::from_chars(word.data(), end, value);
+  if (read.ec != std::errc() || read.ptr != end) return std::nullopt;
+  return value;
+}
+
+// What stands behind the status: for ATA drives the share that remained, for SCSI drives a segment;
+// then the hours and the block.
+void read_columns(std::string_view columns, LogEntry& entry) {
+  std::string_view first = take_word(columns);
+  while (first == "..." || first == "-->") first = take_word(columns);
+  if (first.ends_with('%')) {
+    first.remove_suffix(1);
+    const auto remaining = number<int>(first);
+    if (remaining && *remaining >= 0 && *remaining <= 100) entry.remaining = remaining;
+  }
+  entry.hours = number<std::uint64_t>(take_word(columns));
+  entry.block = number<std::uint64_t>(take_word(columns));
+}
+
+// Nothing when the line is none of an entry: '#', a number of two columns, the rest.
+std::optional<LogEntry> read_entry(std::string_view line) {
+  if (!line.starts_with('#')) return std::nullopt;
+  std::string_view rest = line.substr(1);
+  if (!number<int>(take_word(rest))) return std::nullopt;
+  LogEntry entry{.line = line, .type = {}, .status = trim(rest)};
+  std::size_t place = std::string_view::npos;
+  for (const StatusText& known : status_texts) {
+    // The test's type comes first and may hold a status' beginning only by chance.
+    const std::size_t found = rest.find(known.text);
+    if (found == std::string_view::npos || found >= place) continue;
+    place = found;
+    entry.kind = known.kind;
+    entry.status = known.text;
+  }
+  if (place == std::string_view::npos) return entry;
+  entry.type = trim(rest.substr(0, place));
+  read_columns(rest.substr(place + entry.status.size()), entry);
+  return entry;
+}
+
+}  // namespace
+
+bool LogEntry::is_short() const {
+  return type.starts_with("Short") || type.starts_with("Background short");
+}
+
+std::vector<LogEntry> read_entries(std::string_view log) {
+  std::vector<LogEntry> entries;
+  while (!log.empty()) {
+    const std::size_t end = std::min(log.find('\n'), log.size());
+    if (auto entry = read_entry(log.substr(0, end))) entries.push_back(*entry);
+    log.remove_prefix(std::min(end + 1, log.size()));
+  }
+  return entries;
+}
+
+bool has_new_entry(std::string_view before, std::string_view after) {
+  const std::vector<LogEntry> old = read_entries(before);
+  const std::vector<LogEntry> now = read_entries(after);
+  if (now.empty()) return false;
+  // The number in front is the place in the log; what it numbers is the same further down.
+  constexpr std::size_t numbered = 3;
+  const auto same = [&](const LogEntry& one, const LogEntry& other) {
+    return trim(one.line.substr(std::min(numbered, one.line.size()))) ==
+           trim(other.line.substr(std::min(numbered, other.line.size())));
+  };
+  return !std::equal(now.begin(), now.end(), old.begin(), old.end(), same);
+}
+
+}  // namespace cli
