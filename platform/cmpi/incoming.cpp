@@ -17,6 +17,19 @@ bool is_null(const CMPIData& data) {
   return data.type == CMPI_null || ((data.type & CMPI_ENC) && !data.value.inst);
 }
 
+// Some object managers hand an empty string over as null. That a key is missing they say by a
+// status.
+bool is_empty_key(const CMPIData& data, const Meta_Property& property) {
+  const bool null = (data.state & ~CMPI_keyValue) == CMPI_nullValue;
+  return null && property.type == Type::string && !property.array;
+}
+
+CMPIData empty_text() {
+  CMPIData data{CMPI_chars, CMPI_keyValue, {}};
+  data.value.chars = const_cast<char*>("");
+  return data;
+}
+
 std::optional<Scalar> scalar_of(const CMPIData& data) {
   const CMPIValue& value = data.value;
   switch (data.type) {
@@ -145,9 +158,11 @@ const Meta_Class* find_class(const Meta_Class& declared, const String& name) {
 }
 
 void read_keys(const CMPIObjectPath* path, Instance& instance, int depth) {
-  for (const Meta_Property& property : instance.meta_class->properties)
-    if (property.key)
-      read(read_data(path, &CMPIObjectPathFT::getKey, property.name), instance, property, depth);
+  for (const Meta_Property& property : instance.meta_class->properties) {
+    if (!property.key) continue;
+    const CMPIData data = read_data(path, &CMPIObjectPathFT::getKey, property.name);
+    read(is_empty_key(data, property) ? empty_text() : data, instance, property, depth);
+  }
 }
 
 Ref<Instance> read_path(const CMPIObjectPath* path, const Meta_Class& declared, int depth) {

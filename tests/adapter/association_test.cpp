@@ -67,6 +67,27 @@ TEST_P(Associations, theOtherEndComesFromTheReferenceOrByUpCall) {
   EXPECT_EQ(manager().associators(device_path("sdb", 2)).size(), 1u);
 }
 
+TEST_P(Associations, endsWithEmptyKeysAreFollowed) {
+  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+    handler->handle(link(device("", 1), owner("")));
+    return OK;
+  };
+  hooks<TEST_Owner>().get_instance = [](const TEST_Owner* model, TEST_Owner*& instance) {
+    EXPECT_FALSE(model->Name.null());
+    auto found = owner(model->Name.value().c_str());
+    found->Title = "nameless";
+    instance = found.release();
+    return OK;
+  };
+  const auto path = device_path("", 1);
+  EXPECT_EQ(manager().references(path).size(), 1u);
+  EXPECT_EQ(manager().reference_names(path).size(), 1u);
+  EXPECT_EQ(manager().associator_names(path), std::vector{owner_path("")});
+  const auto owners = manager().associators(path);
+  ASSERT_EQ(owners.size(), 1u);
+  EXPECT_EQ(owners[0].text("Title"), "nameless");
+}
+
 TEST_P(Associations, filtersAreHonoured) {
   publish_links();
   publish_owners();

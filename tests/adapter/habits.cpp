@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "broker/object_manager.h"
+#include "tests/adapter/empty_keys.h"
 
 namespace ovk_cimple {
 
@@ -265,6 +266,7 @@ Habit loose_keys() {
             tables.result.release = nullptr;
             tables.result.clone = nullptr;
             tables.object_path.getKey = key_as_sint64;
+            hand_empty_keys_as_null(tables);
             tables.instance.setPropertyFilter = [](auto...) { return CMPIStatus{}; };
             tables.instance.setProperty = property_of_the_class;
             tables.instance.getProperty = property_or_null;

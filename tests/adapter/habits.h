@@ -23,9 +23,9 @@ Habit standard();
 // keys unless they are listed, any value for an array's number or a context's entry that is not
 // there.
 Habit old_versions();
-// Version 2.0: integer keys as sint64 with the key bit, no early release, no property filter;
-// unknown properties are dropped, wrong types refused, arrays must have no null element, and
-// instances have all properties of their class.
+// Version 2.0: integer keys as sint64 with the key bit, empty-string keys as null, no early
+// release, no property filter; unknown properties are dropped, wrong types refused, arrays must
+// have no null element, and instances have all properties of their class.
 Habit loose_keys();
 // Version 1.0 tables that end where that version ends: what lies behind must not be read.
 Habit short_tables();

@@ -181,6 +181,31 @@ TEST_P(Instances, getComparesTheKeysOfTheEnumeration) {
             Status::NotFound);
 }
 
+// Also where the object manager hands it over as null.
+TEST_P(Instances, aKeyThatIsEmptyIsPresent) {
+  publish({device("", 1), device("sdb", 2)});
+  const auto names = manager().enumerate_instance_names("TEST_Device");
+  ASSERT_EQ(names.size(), 2u);
+  EXPECT_EQ(names[0], device_path("", 1));
+  EXPECT_EQ(manager().get_instance(names[0]).path, names[0]);
+  EXPECT_EQ(failure_of([&] { manager().get_instance(device_path("", 2)); }).status,
+            Status::NotFound);
+}
+
+TEST_P(Instances, aKeyThatIsMissingIsNotEmpty) {
+  restart(combined(GetParam(), [](broker::Tables& tables) {
+    tables.object_path.getKey = [](const CMPIObjectPath*, const char* name, CMPIStatus* rc) {
+      CMPIData data{CMPI_string, CMPI_nullValue, {}};
+      *rc = {same_name(name, "Name") ? CMPI_RC_ERR_NOT_FOUND : CMPI_RC_OK, nullptr};
+      if (same_name(name, "Number")) data = {CMPI_uint16, CMPI_goodValue, {.uint16 = 1}};
+      return data;
+    };
+  }));
+  publish({device("", 1)});
+  EXPECT_EQ(failure_of([&] { manager().get_instance(device_path("", 1)); }).status,
+            Status::NotFound);
+}
+
 TEST_P(Instances, aCleanedKeyStillFindsItsInstance) {
   publish({device("bad\xFF\x01", 1)});
   const auto names = manager().enumerate_instance_names("TEST_Device");

@@ -14,6 +14,7 @@
 #include "discovery/scratch_file_lock.h"
 #include "inventory/test_tree.h"
 #include "platform/support/logger.h"
+#include "tests/adapter/empty_keys.h"
 
 namespace discovery {
 namespace {
@@ -46,10 +47,7 @@ class Machine : public testing::Test {
     setenv("PATH", (root + "/bin:" + getenv("PATH")).c_str(), 1);
     setenv("HVX_SYSFS_ROOT", root.c_str(), 1);
     NKVRHVX20::SetLogSink(&note, this);
-    broker::Options options;
-    options.registration = broker::read_registration(HDDTEST_REGISTRATION_FILE);
-    options.library_folders = {HDDTEST_LIBRARY_FOLDER};
-    manager = std::make_unique<broker::ObjectManager>(broker::generated_schema(), options);
+    restart({});
   }
   ~Machine() override {
     manager.reset();
@@ -66,6 +64,16 @@ class Machine : public testing::Test {
     disks += "30: SCSI 300.0: 10600 Disk\n  Unique ID: " + number + "\n  SysFS BusID: " + address +
              "\n  Driver: \"" + driver + "\", \"sd\"\n  Device File: /dev/" + name + " (/dev/sg" +
              number + ")\n\n";
+  }
+
+  // Begins an object manager, of other habits if need be.
+  void restart(const std::function<void(broker::Tables&)>& habits) {
+    broker::Options options;
+    options.registration = broker::read_registration(HDDTEST_REGISTRATION_FILE);
+    options.library_folders = {HDDTEST_LIBRARY_FOLDER};
+    options.adjust_tables = habits;
+    manager.reset();
+    manager = std::make_unique<broker::ObjectManager>(broker::generated_schema(), options);
   }
 
   std::vector<std::string> offered() {
@@ -175,6 +183,41 @@ TEST_F(Machine, DiscoveriesWaitForEachOtherAndRecordsForNone) {
     runs += 2 + 1 + 2 + 3 + 3 * discovery;
   EXPECT_THAT(calls(), SizeIs(runs));
   EXPECT_FALSE(std::filesystem::exists("/tmp/sgMap.txt"));
+}
+
+// What a client is told of the service, by the path that it was given.
+struct Told {
+  std::string whole;
+  std::vector<std::string> links, link_names, drives, drive_names;
+  bool operator==(const Told&) const = default;
+};
+
+Told ask_of_service(broker::ObjectManager& manager) {
+  Told told;
+  const auto names = manager.enumerate_instance_names("KAVRO_HDDTest_DiagnosticService");
+  EXPECT_THAT(names, SizeIs(1));
+  const broker::ObjectPath& service = names.at(0);
+  told.whole = manager.get_instance(service).text("SystemName") + "|" + service.to_text();
+  for (const auto& link : manager.references(service))
+    told.links.push_back(link.text("UserOfService"));
+  for (const auto& name : manager.reference_names(service))
+    told.link_names.push_back(name.to_text());
+  for (const auto& drive : manager.associators(service))
+    told.drives.push_back(drive.text("DeviceID"));
+  for (const auto& name : manager.associator_names(service))
+    told.drive_names.push_back(name.to_text());
+  return told;
+}
+
+// The service's SystemName is empty, and a key.
+TEST_F(Machine, TheServiceIsFoundWhereEmptyKeysComeAsNull) {
+  const Told expected = ask_of_service(*manager);
+  EXPECT_THAT(expected.links, SizeIs(2));
+  EXPECT_THAT(expected.link_names, SizeIs(2));
+  EXPECT_THAT(expected.drives, ElementsAre("/dev/sda", "/dev/sdb"));
+  EXPECT_THAT(expected.drive_names, SizeIs(2));
+  restart(ovk_cimple::hand_empty_keys_as_null);
+  EXPECT_TRUE(ask_of_service(*manager) == expected);
 }
 
 TEST_F(Machine, DrivesAndBusDevicesAreListedWhileDiscoveryGoesOn) {
