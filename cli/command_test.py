@@ -170,18 +170,53 @@ class CommandLine(CommandTest):
 
     def test_what_cannot_be_understood_is_one_line(self):
         for arguments, pattern in [
-            ([], "no command was given; see hddtest --help"),
-            (["none"], "there is no command 'none'; see hddtest --help"),
-            ([""], "there is no command ''"),
-            (["--none"], "there is no option '--none'; see hddtest --help"),
-            (["run", "--none"], "--none; see hddtest run --help"),
-            (["run", "--none", "/dev/sda"], "--none; see hddtest run --help"),
-            (["run", "--data"], "see hddtest run --help"),
-            (["enumerate", "A", "B"], "see hddtest enumerate --help"),
-            (["enumerate", "A", "--\x1b[2J"], r"--\\x1b\[2J; see"),
+            (["--none"], "'hddtest' has no option '--none'; see hddtest --help"),
+            (["--jsn"], r"'hddtest' has no option '--jsn'; did you mean '--json'\?; see"),
+            (["run", "--none"], "'hddtest run' has no option '--none'; see hddtest run --help"),
+            (["run", "--none", "/dev/sda"], "'hddtest run' has no option '--none'; see"),
+            (["run", "--job=2"], r"has no option '--job'; did you mean '--jobs'\?; see hddtest run"),
+            (["run", "--worke"], "has no option '--worke'; see"),  # it is not listed
+            (["run", "--data"], "--data needs a value; see hddtest run --help"),
+            (["run", "--jobs", "1", "--jobs", "2"], "--jobs is given more than once; see"),
+            (["run", "--jobs", "0"], "--jobs: Value 0 not in range 1 to 1000; see"),
+            (["enumerate"], "CLASS is required; see hddtest enumerate --help"),
+            (["enumerate", "A", "B"],
+             "'hddtest enumerate' takes no further argument 'B'; see hddtest enumerate --help"),
+            (["enumerate", "A", "--\x1b[2J"], r"no option '--\\x1b\[2J'; see"),
         ]:
             self.run_command(*arguments)
             self.expect_one_line(3, pattern)
+
+    def test_without_a_command_there_is_the_list(self):
+        for arguments, line in [
+            ([], "no command was given"),
+            (["none"], "there is no command 'none'"),
+            ([""], "there is no command ''"),
+            (["drvies"], "there is no command 'drvies'; did you mean 'drives'?"),
+            (["help", "enum"], "there is no command 'enum'; did you mean 'enumerate'?"),
+            (["/dev/sda"], "there is no command '/dev/sda'; a drive is tested with 'hddtest run "
+                           "/dev/sda'"),
+            (["a\x1b[2J"], "there is no command 'a\\x1b[2J'"),
+        ]:
+            self.assertEqual(self.run_command(*arguments), "")
+            self.assertEqual(self.status, 3)
+            first, heading, *commands, last = self.errors.splitlines()
+            self.assertEqual((first, heading), ("hddtest: " + line, "The commands are:"))
+            self.assertEqual(last, "'hddtest help COMMAND' says more of one.")
+            self.assertRegex(commands[0], "^  drives     Lists the drives")
+            for command in commands:
+                self.assertLessEqual(len(command), 80)
+
+    def test_help_is_a_command_too(self):
+        of_program = self.run_command("--help")
+        self.assertEqual(self.run_command("help"), of_program)
+        self.expect(0)
+        of_run = self.run_command("run", "--help")
+        self.assertEqual(self.run_command("help", "run"), of_run)
+        self.expect(0)
+        self.run_command("help", "run", "drives")
+        self.assertIn("Usage: hddtest drives", self.output)
+        self.assertIn("Usage: hddtest help", self.run_command("help", "help"))
 
     def test_shared_options_stand_before_or_behind_the_command(self):
         self.assertEqual(

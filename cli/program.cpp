@@ -1,5 +1,6 @@
 // The command line as a whole, and the one place where failures become lines and exit statuses.
 #include <CLI/CLI.hpp>
+#include <memory>
 
 #include "broker/error.h"
 #include "cli/commands.h"
@@ -7,6 +8,7 @@
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/places.h"
+#include "cli/wrong_command_line.h"
 
 namespace cli {
 namespace {
@@ -42,27 +44,42 @@ void add_shared_options(CLI::App& app, Invocation& invocation) {
   add_option(app, {"--data", &invocation.data, "Folder of message file and registration", "DIR"});
 }
 
+int help(const CLI::App& program, const std::vector<std::string>& names) {
+  if (names.empty()) {
+    // The program's own function shows the help of the command that was named: this one's.
+    standard_output().write(program.get_formatter()->make_help(&program, program.get_name(),
+                                                               CLI::AppFormatMode::Normal));
+  }
+  for (const std::string& name : names) {
+    const auto commands =
+        program.get_subcommands([&](const CLI::App* one) { return one->get_name() == name; });
+    if (commands.empty()) {
+      complain(no_such_command(program, name));
+      standard_error().write(command_list(program));
+      return status_cannot;
+    }
+    standard_output().write(commands.front()->help(program.get_name()));
+  }
+  return status_ok;
+}
+
 void add_command(CLI::App& program, Invocation& invocation, const Command& command) {
   CLI::App& app = *program.add_subcommand(command.name, command.description);
+  app.group("Commands");
   add_shared_options(app, invocation);
   for (const Option& option : command.options) add_option(app, option);
   app.footer(command.footer);
   app.callback([&invocation, action = command.action] { invocation.action = action; });
 }
 
-// The line for a command line that cannot be understood.
-std::string wrong_command_line(const CLI::App& program, const CLI::ParseError& error) {
-  const auto commands = program.get_subcommands();
-  const std::vector<std::string> unread = program.remaining();
-  if (commands.empty() && dynamic_cast<const CLI::RequiredError*>(&error)) {
-    if (unread.empty()) return "no command was given; see hddtest --help";
-    const char* const kind = unread.front().starts_with('-') ? "option" : "command";
-    return std::string("there is no ") + kind + " '" + unread.front() + "'; see hddtest --help";
-  }
-  std::string text = error.what();
-  while (text.ends_with('\n')) text.pop_back();
-  const std::string command = commands.empty() ? "" : commands.front()->get_name() + " ";
-  return text + "; see hddtest " + command + "--help";
+// Another way to COMMAND --help, which people try first.
+Command help_command(const CLI::App& program) {
+  auto names = std::make_shared<std::vector<std::string>>();
+  return {"help",
+          "Shows the commands, or what one of them understands.",
+          "Exit status: 0, or 3 if there is no such command.",
+          {{"COMMAND", names.get(), "Commands; without one the program itself"}},
+          [&program, names] { return help(program, *names); }};
 }
 
 }  // namespace
@@ -85,11 +102,12 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
   program.set_version_flag("--version", "hddtest " HDDTEST_VERSION, "Print the version");
   program.footer(footer);
   program.require_subcommand(1);
+  program.get_formatter()->label("SUBCOMMAND", "COMMAND");
   add_shared_options(program, invocation);
   for (const Command& command :
        {drives_command(invocation), run_command(invocation), check_command(invocation),
         serve_command(invocation), passwd_command(), enumerate_command(invocation),
-        invoke_command(invocation)})
+        invoke_command(invocation), help_command(program)})
     add_command(program, invocation, command);
 
   int status = status_cannot;
@@ -103,7 +121,7 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
     standard_output().write(program.help());
     status = status_ok;
   } catch (const CLI::ParseError& error) {
-    complain(wrong_command_line(program, error));
+    complain_of(program, error);
   }
   if (!standard_output().failure().empty()) {
     complain("cannot write the output: " + standard_output().failure());

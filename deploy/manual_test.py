@@ -32,7 +32,7 @@ def help_of(*command):
 
 
 def commands():
-    listed = help_of(PROGRAM).split("Subcommands:\n")[1].split("\n\n")[0]
+    listed = help_of(PROGRAM).split("Commands:\n")[1].split("\n\n")[0]
     return re.findall(r"^  (\w+)", listed, re.MULTILINE)
 
 

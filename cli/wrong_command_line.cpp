@@ -1,0 +1,77 @@
+#include "cli/wrong_command_line.h"
+
+#include "cli/near_match.h"
+#include "cli/output.h"
+
+namespace cli {
+namespace {
+
+// The options of a command that its help lists.
+std::vector<std::string> option_names(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : command.get_options())
+    for (const std::string& name : option->get_lnames())
+      if (!option->get_group().empty()) names.push_back("--" + name);
+  return names;
+}
+
+// What the command does not take.
+std::string unexpected(const CLI::App& command, const std::string& caller,
+                       const std::string& word) {
+  const std::string name = word.substr(0, word.find('='));
+  if (!word.starts_with('-')) return "'" + caller + "' takes no further argument '" + word + "'";
+  return "'" + caller + "' has no option '" + name + "'" +
+         near_match_question(name, option_names(command));
+}
+
+// In words what the library says of an option and its value.
+std::string of_option(std::string text) {
+  while (text.ends_with('\n')) text.pop_back();
+  const std::size_t colon = text.find(": ");
+  if (colon == text.npos) return text;
+  const std::string name = text.substr(0, colon);
+  if (text.find(" required", colon) == text.npos) return text;
+  return name + (text.find(" missing", colon) == text.npos ? " is given more than once"
+                                                           : " needs a value");
+}
+
+}  // namespace
+
+std::string command_list(const CLI::App& program) {
+  std::string list = "The commands are:\n";
+  for (const CLI::App* const command : program.get_subcommands({})) {
+    constexpr std::size_t width = 11;
+    const std::string& name = command->get_name();
+    list += "  " + name + std::string(width - std::min(width - 1, name.size()), ' ') +
+            command->get_description() + "\n";
+  }
+  return list + "'hddtest help COMMAND' says more of one.\n";
+}
+
+std::string no_such_command(const CLI::App& program, const std::string& word) {
+  std::vector<std::string> names;
+  for (const CLI::App* const command : program.get_subcommands({}))
+    names.push_back(command->get_name());
+  return "there is no command '" + word + "'" +
+         (word.starts_with("/dev/") ? "; a drive is tested with 'hddtest run " + word + "'"
+                                    : near_match_question(word, names));
+}
+
+void complain_of(const CLI::App& program, const CLI::ParseError& error) {
+  const auto named = program.get_subcommands();
+  const CLI::App& command = named.empty() ? program : *named.front();
+  const std::string caller = named.empty() ? "hddtest" : "hddtest " + command.get_name();
+  const std::vector<std::string> unread = program.remaining(true);
+  const std::string word = unread.empty() ? "" : unread.front();
+  const bool no_command = named.empty() && dynamic_cast<const CLI::RequiredError*>(&error);
+  if (no_command && (unread.empty() || !word.starts_with('-'))) {
+    complain(unread.empty() ? "no command was given" : no_such_command(program, word));
+    standard_error().write(command_list(program));
+  } else if (no_command || dynamic_cast<const CLI::ExtrasError*>(&error)) {
+    complain(unexpected(command, caller, word) + "; see " + caller + " --help");
+  } else {
+    complain(of_option(error.what()) + "; see " + caller + " --help");
+  }
+}
+
+}  // namespace cli
