@@ -255,6 +255,18 @@ TEST_F(AvailableService, EveryExcludedCodeIsHonouredEitherWay) {
   EXPECT_EQ(offers().size(), 1u);
 }
 
+// Versions that boards on the market have: four digits are usual there.
+TEST_F(AvailableService, BiosVersionsAndTypesOfKnownMachinesAreNotExcluded) {
+  cimom.drives = {test_drive("/dev/sda")};
+  write_reports("/dev/sda", "");
+  for (const std::string known : {"0414", "1232", "1416", "1708", "2420", "3650", "7125", "7921"}) {
+    write_dmi("Unlisted", known);
+    EXPECT_EQ(offers().size(), 1u) << known;
+    write_dmi(known + "AC1", "1.0");
+    EXPECT_EQ(offers().size(), 1u) << known;
+  }
+}
+
 TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {
   cimom.drives = {test_bus_device(0, "/dev/sda", "Disk")};
   write_reports("nothing", "nothing");
