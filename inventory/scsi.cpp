@@ -28,10 +28,19 @@ std::string address_text(const Scsi_Address& address) {
          " Bus:" + std::to_string(address.channel) + " Lun:" + std::to_string(address.lun);
 }
 
+namespace {
+
+// The kernel's driver of USB drives, and its sub-drivers for odd ones, such as ums-realtek.
+bool is_usb_storage(std::string_view driver) {
+  return driver == "usb-storage" || driver.starts_with("ums-");
+}
+
+}  // namespace
+
 Scsi_Hosts::Scsi_Hosts(std::map<std::uint64_t, std::string> drivers)
     : drivers_(std::move(drivers)),
       all_emulated_(std::all_of(drivers_.begin(), drivers_.end(), [](const auto& host) {
-        return host.second == "ahci" || host.second == "ata_piix" || host.second == "usb-storage";
+        return host.second == "ahci" || host.second == "ata_piix" || is_usb_storage(host.second);
       })) {}
 
 const std::string& Scsi_Hosts::driver(std::uint64_t host) const {
@@ -41,7 +50,7 @@ const std::string& Scsi_Hosts::driver(std::uint64_t host) const {
 }
 
 bool Scsi_Hosts::publishes(const Scsi_Address& address) const {
-  return !all_emulated_ && driver(address.host) != "usb-storage";
+  return !all_emulated_ && !is_usb_storage(driver(address.host));
 }
 
 Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs) {

@@ -45,8 +45,9 @@ class Scsi_Hosts {
   // emulation, and each published one costs discovery a run of hwinfo per drive: where every
   // host adapter is ahci, ata_piix or usb-storage none is. With any other adapter all are, since
   // drives behind such an adapter are left out by their address alone, and onboard drives beside
-  // a logical volume are testable through theirs alone. Never that of a drive of usb-storage,
-  // so that the reason for leaving it out stays that it is a USB drive.
+  // a logical volume are testable through theirs alone. Never that of a drive of usb-storage or of
+  // one of its sub-drivers (ums-*), so that the reason for leaving it out stays that it is a USB
+  // drive.
   bool publishes(const Scsi_Address& address) const;
 
  private:

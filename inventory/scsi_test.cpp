@@ -71,6 +71,18 @@ TEST(Published_Addresses, NeverOfUsbStorageEvenBehindARaidAdapter) {
   EXPECT_FALSE(publishes({{0, "megaraid_sas"}, {1, "usb-storage"}}, 1));
 }
 
+// Card readers and odd sticks have a driver of their own, which hands on to usb-storage.
+TEST(Published_Addresses, SubDriversOfUsbStorageAreAsItIs) {
+  for (const char* driver : {"ums-realtek", "ums-alauda", "ums-eneub6250"}) {
+    EXPECT_FALSE(publishes({{0, "ahci"}, {1, driver}}, 0)) << driver;
+    EXPECT_FALSE(publishes({{0, "ahci"}, {1, driver}}, 1)) << driver;
+    EXPECT_FALSE(publishes({{0, "megaraid_sas"}, {1, driver}}, 1)) << driver;
+    EXPECT_TRUE(publishes({{0, "megaraid_sas"}, {1, driver}}, 0)) << driver;
+  }
+  for (const char* other : {"ums", "usb-storage2", "xums-realtek", "uas"})
+    EXPECT_TRUE(publishes({{0, "ahci"}, {1, other}}, 1)) << other;
+}
+
 TEST(Scsi_Hosts, AreReadWithTheirNumbers) {
   Test_Tree tree;
   tree.scsi_host(0, "ahci");
