@@ -37,6 +37,14 @@ TEST(BusId, TakesOneCharacterOfEachValue) {
   EXPECT_EQ(bus_id("Port: Target: Bus: Lun:"), " : : :");
 }
 
+// "Bus" and "Lun" are keys without a colon: whatever one character follows them is passed over.
+TEST(BusId, OneCharacterOfAnyKindStandsBetweenBusOrLunAndItsValue) {
+  EXPECT_EQ(bus_id("Port:0 Target:1 Bus=2 Lun 3"), "0:2:1:3");
+  EXPECT_EQ(bus_id("Port:0 Target:1 Bus2 Lun3"), "0: :1:");
+  EXPECT_EQ(bus_id("Port:0 Target=1 Bus:2 Lun:3"), "") << "the colon is part of the other keys";
+  EXPECT_EQ(bus_id("Port=0 Target:1 Bus:2 Lun:3"), std::nullopt);
+}
+
 TEST(BusId, WithoutPortThereIsNone) {
   EXPECT_EQ(bus_id(""), std::nullopt);
   EXPECT_EQ(bus_id("Target:1 Bus:2 Lun:3"), std::nullopt);
@@ -74,6 +82,15 @@ TEST(ControllerOf, LastBlockHasNoUniqueIdBehindIt) {
         << driver;
 }
 
+TEST(ControllerOf, ABlockEndsAtTheWordsUniqueIdWhateverFollowsThem) {
+  for (const char* next : {"Unique ID: x", "Unique ID = x", "Unique ID"}) {
+    const std::string report = "0:0:0:0\n Device File: /dev/sdb\n " + std::string(next) +
+                               "\n Driver: \"ahci\"\n Device File: /dev/sda\n";
+    EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::another_device) << next;
+    EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sdb"), Controller::raid) << next;
+  }
+}
+
 TEST(ControllerOf, EmptyBusIdMatchesAtTheBeginning) {
   const std::string report = "27: IDE 100.0: 10600 Disk\n" + block("0:0:0:0", "ahci", "/dev/sda");
   // Before the first "Unique ID" there is no device's name.
@@ -95,6 +112,20 @@ TEST(ControllerOf, DriverIsReadWithItsQuotes) {
             Controller::raid);
 }
 
+TEST(ControllerOf, OnboardDriversCountInADriverLineAlone) {
+  for (const std::string name : {"\"ata_piix\"", "\"ahci\""})
+    for (const std::string end : {"", "Unique ID"}) {
+      EXPECT_EQ(controller_of("0:0:0:0 Driver: \"mptsas\" Driver Modules: " + name +
+                                  " Model: " + name + " /dev/sda " + end,
+                              "0:0:0:0", "/dev/sda"),
+                Controller::raid)
+          << name;
+      EXPECT_EQ(controller_of("0:0:0:0 Driver:" + name + " /dev/sda " + end, "0:0:0:0", "/dev/sda"),
+                Controller::raid)
+          << name << " without the blank";
+    }
+}
+
 TEST(DriverOf, LastLineBeforeTheNameCounts) {
   const std::string report = "Driver: \"one\"\n Driver: \"two\"\n /dev/sda\n Driver: \"three\"";
   const Driver driver = driver_of(report, "/dev/sda");
@@ -106,6 +137,18 @@ TEST(DriverOf, ALineOfAnEarlierBlockCountsWhenNoneLiesBetween) {
   const std::string report = "Driver: \"megaraid_sas\"\n /dev/sdb\n Unique ID: y\n /dev/sda\n";
   EXPECT_EQ(driver_of(report, "/dev/sda").information,
             "Driver: \"megaraid_sas\"\n /dev/sdb\n Unique ID: y\n ");
+}
+
+TEST(DriverOf, TheLineNeedsNoBlankBehindItsColon) {
+  const Driver driver = driver_of("Driver: \"one\"\n Driver:\"two\"\n /dev/sda", "/dev/sda");
+  EXPECT_EQ(driver.information, "Driver:\"two\"\n ");
+}
+
+TEST(DriverOf, ReportIsCutAtItsFirstNul) {
+  EXPECT_EQ(driver_of(std::string("Driver: \"x\"\n\0/dev/sda", 21), "/dev/sda").lookup,
+            DriverLookup::device_not_listed);
+  EXPECT_EQ(driver_of(std::string("Driver: \"x\"\n/dev/sda\0", 21), "/dev/sda").lookup,
+            DriverLookup::found);
 }
 
 TEST(DriverOf, MissingDeviceAndMissingLine) {

@@ -274,6 +274,14 @@ TEST(Drives, ASerialPageIsTakenByItsOwnLength) {
   }
 }
 
+TEST(Drives, TheLengthOfASerialPageIsTwoBytesOfWhichTheFirstCountsFor256) {
+  Test_Tree tree;
+  const std::string device = tree.ahci_disk(0, "sda");
+  const std::string serial(0x102, 'S');
+  tree.file(device + "/vpd_pg80", std::string("\0\x80\1\2", 4) + serial + "rest");
+  EXPECT_EQ(only_drive(tree).serial, serial);
+}
+
 TEST(Drives, NoSysfsAtAllIsNoDrive) { EXPECT_THAT(read_drives(Sysfs("/nonexistent")), IsEmpty()); }
 
 TEST(Drives, AThousandAreReadInOrder) {

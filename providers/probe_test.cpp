@@ -49,7 +49,6 @@ int setrlimit(__rlimit_resource_t resource, const rlimit* limit) noexcept {
 namespace ovk_cimple {
 namespace {
 
-using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 
@@ -87,21 +86,26 @@ TEST_F(ProbeTest, LeavesReadableDevicesAloneAndChildrenLogNothing) {
   EXPECT_TRUE(take_log().empty());
 }
 
-// A bus device whose address list has lost its memory, for as long as this lives.
+// A bus device of which a property, its address list unless another is named, has lost its memory,
+// for as long as this lives.
 class BrokenDevice {
  public:
   explicit BrokenDevice(const Ref<Instance>& device)
-      : device_(device), list_(&cast<KAVRO_SysBusDevice>(device_.get())->OtherIdentifyingInfo) {
+      : BrokenDevice(device, &KAVRO_SysBusDevice::OtherIdentifyingInfo) {}
+  template <class Property, class Owner>
+  BrokenDevice(const Ref<Instance>& device, Property Owner::*property)
+      : device_(device), text_(&(cast<KAVRO_SysBusDevice>(device_.get())->*property)) {
+    // A vector's three pointers, or a string's text and length.
     const std::uintptr_t gone[3] = {64, 128, 128};
-    std::memcpy(kept_, list_, sizeof kept_);
-    std::memcpy(list_, gone, sizeof gone);
+    std::memcpy(kept_, text_, sizeof kept_);
+    std::memcpy(text_, gone, sizeof gone);
   }
   BrokenDevice(const BrokenDevice&) = delete;
-  ~BrokenDevice() { std::memcpy(list_, kept_, sizeof kept_); }
+  ~BrokenDevice() { std::memcpy(text_, kept_, sizeof kept_); }
 
  private:
   const Ref<Instance> device_;
-  void* const list_;
+  void* const text_;
   std::uintptr_t kept_[3];
 };
 
@@ -113,6 +117,33 @@ TEST_F(ProbeTest, MarksTheDeviceWhoseReadingKillsTheChild) {
   EXPECT_EQ(status[0], 1);
   EXPECT_EQ(status[1], 0);
   EXPECT_EQ(status[2], 1);
+}
+
+// What isLSIRAIDDevice is to be spared: identifier, addresses and description.
+TEST_F(ProbeTest, ReadsEachPropertyThatTheAddressIsAskedFor) {
+  add(test_bus_device(0, "/dev/sda", "Disk"));
+  const auto probed = [&] {
+    Status status;
+    provider.probe(status);
+    return status[0];
+  };
+  EXPECT_EQ(probed(), 1);
+  {
+    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::DeviceID);
+    EXPECT_EQ(probed(), 0);
+  }
+  {
+    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::OtherIdentifyingInfo);
+    EXPECT_EQ(probed(), 0);
+  }
+  {
+    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::Description);
+    EXPECT_EQ(probed(), 0);
+  }
+  {
+    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::Name);
+    EXPECT_EQ(probed(), 1) << "what is not asked for there may be as it will";
+  }
 }
 
 TEST_F(ProbeTest, ADeviceThatKillsItsReaderIsSurvivedByEveryTest) {
