@@ -162,7 +162,7 @@ TEST(XmlParser, TellsTheLineOfWhatItDelivers) {
   } parser;
   std::string text = "<a>\n\n<b\n/></a>\n";
   parser.Parse(text.data());
-  EXPECT_THAT(parser.lines, ElementsAre(1u, 3u, 3u, 4u));
+  EXPECT_THAT(parser.lines, ElementsAre(1u, 3u, 4u, 4u));
   EXPECT_EQ(parser.Line(), 0u);
 }
 
