@@ -23,6 +23,7 @@ struct PasswdOptions {
 
 int passwd(const PasswdOptions& options) {
   broker::http::check_user_name(options.user);
+  broker::http::check_changeable(options.file);
   broker::http::set_password(options.file, {options.user, read_passphrase()});
   return status_ok;
 }

@@ -13,6 +13,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
+#include "cli/listening.h"
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/signals.h"
@@ -67,12 +68,27 @@ std::string read_pem(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-void check_key_file(const std::filesystem::path& file) {
+// The text of a key that not everybody may read. Of a file of another use nobody must be told to
+// change what others may do with it.
+std::string read_key(const std::filesystem::path& file) {
   using std::filesystem::perms;
+  std::string text = read_pem(file);
+  if (text.find("PRIVATE KEY-----") == text.npos)
+    throw Failure("there is no private key in " + file.string() +
+                  "; name the PEM file of the certificate's key with --key");
   std::error_code error;
   const perms mode = std::filesystem::status(file, error).permissions();
   if (!error && (mode & perms::others_all) != perms::none)
     throw Failure("the key " + file.string() + " is open to everybody; chmod 600 it");
+  return text;
+}
+
+int listen_at(http::Address& address, std::uint16_t port) {
+  try {
+    return address.listen();
+  } catch (const std::system_error& error) {
+    throw Failure(listening_fault(error, port));
+  }
 }
 
 // Nobody gets a server that is open to others by leaving something away.
@@ -98,10 +114,8 @@ http::Options server_options(const ServeOptions& options, const Places& places) 
   server.log = note;
   if (!options.users.empty()) server.users = http::Users::read(resolve(places, options.users));
   if (!options.certificate.empty()) {
-    const auto key = resolve(places, options.key);
-    check_key_file(key);
-    server.certificate = std::make_unique<http::Certificate>(
-        http::Certificate{read_pem(resolve(places, options.certificate)), read_pem(key)});
+    server.certificate = std::make_unique<http::Certificate>(http::Certificate{
+        read_pem(resolve(places, options.certificate)), read_key(resolve(places, options.key))});
   }
   return server;
 }
@@ -130,7 +144,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   Signals signals;
   const auto manager = make_manager(places);
   broker::cimxml::Service service(*manager);
-  settings.listener = address.listen();
+  settings.listener = listen_at(address, static_cast<std::uint16_t>(port));
   http::Server server([&](const auto& call, auto& reply) { service.answer(call, reply); },
                       std::move(settings));
 

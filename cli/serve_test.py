@@ -73,6 +73,9 @@ class Serve(ServerTest):
         self.make_user()
         tls = self.make_certificate()
         users = ["--users", "users"]
+        for name, copy in [("users", "open"), ("key.pem", "open.pem")]:
+            (self.folder / copy).write_text((self.folder / name).read_text())
+            (self.folder / copy).chmod(0o644)
         for arguments, says in [
                 ([], "say who may use the server: --users FILE .* or --no-auth"),
                 (["--no-auth", *users], "exclude each other"),
@@ -82,7 +85,10 @@ class Serve(ServerTest):
                 ([*users, "--cert", "cert.pem"], "belong together"),
                 (["--users", "none"], "users file .*none: No such file.*hddtest passwd"),
                 ([*users, "--cert", "none", "--key", "key.pem"], "cannot read .*none: No such"),
-                ([*users, "--cert", "cert.pem", "--key", "cert.pem"], "chmod 600|belong together"),
+                ([*users, "--cert", "cert.pem", "--key", "cert.pem"], "no private key in .*cert.pem; name"),
+                ([*users, "--cert", "cert.pem", "--key", "open.pem"], "open.pem .*; chmod 600 it"),
+                (["--users", "open"], "open: others may read or write it; chmod 600 it"),
+                (["--users", "/etc/passwd"], "/etc/passwd: it is no users file; name a file"),
                 (["--no-auth", "--listen", "no.such.invalid"], "cannot listen on")]:
             self.run_command("serve", "--port", "0", *arguments)
             self.expect_one_line(3, says)
@@ -90,7 +96,9 @@ class Serve(ServerTest):
     def test_port_in_use(self):
         self.serve("--no-auth")
         self.run_command("serve", "--no-auth", "--port", str(self.port))
-        self.expect_one_line(3, f"cannot listen on 127.0.0.1:{self.port}: Address already in use")
+        self.expect_one_line(3, f"cannot listen on 127.0.0.1:{self.port}: Address already in use: "
+                                rf"process {self.process.pid} \(hddtest\) listens there; end it, or "
+                                "name another port with --port")
 
     def test_tells_its_supervisor(self):
         for name in [str(self.folder / "notify"), f"@hddtest-{os.getpid()}"]:
@@ -316,6 +324,12 @@ class Passwd(ServerTest):
         users = self.folder / "users"
         self.assertEqual(users.stat().st_mode & 0o7777, 0o600)
         self.assertRegex(users.read_text(), r"\Aoperator:\$y\$[^\n]+\n\Z")
+
+    def test_refuses_a_file_of_another_use_before_it_asks(self):
+        (self.folder / "hosts").write_text("127.0.0.1 localhost\n")
+        self.passwd(b"", "hosts", "a")
+        self.expect_one_line(3, "hosts: it is no users file; name a file that 'hddtest passwd")
+        self.assertEqual((self.folder / "hosts").read_text(), "127.0.0.1 localhost\n")
 
     def test_refuses_what_cannot_be(self):
         for given, user, says in [(b"x\n", "a:b", "name of a user"), (b"x\n", "a\nb", "name of a"),

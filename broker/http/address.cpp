@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 
 namespace broker::http {
 namespace {
@@ -74,7 +75,7 @@ int Address::listen() {
     return listener;
   const int error = errno;
   if (listener >= 0) close(listener);
-  throw std::runtime_error("cannot listen on " + text() + ": " + strerror(error));
+  throw std::system_error(error, std::generic_category(), "cannot listen on " + text());
 }
 
 }  // namespace broker::http

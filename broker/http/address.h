@@ -22,7 +22,7 @@ class Address {
   std::string text() const;  // "127.0.0.1:5988", "[::1]:5988"
 
   // A listening socket, closed on exec; the caller owns it. Afterwards the address has the port
-  // that was chosen for port 0. Throws std::runtime_error, one line.
+  // that was chosen for port 0. Throws std::system_error, one line.
   int listen();
 
  private:

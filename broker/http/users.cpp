@@ -17,13 +17,6 @@ bool equal_in_constant_time(const void* a, const void* b, std::size_t size) {
   return gnutls_memcmp(a, b, size) == 0;
 }
 
-// Whether the system can check it and it is of no method that is quickly broken. SHA-256 is
-// "legacy" to the library, but good.
-bool is_good_hash(const std::string& hash) {
-  const int judged = crypt_checksalt(hash.c_str());
-  return judged == CRYPT_SALT_OK || (judged == CRYPT_SALT_METHOD_LEGACY && hash.starts_with("$5$"));
-}
-
 // What crypt makes of the password; empty when it cannot.
 std::string hash_of(const std::string& password, const std::string& setting) {
   const auto data = std::make_unique<crypt_data>();

@@ -48,6 +48,10 @@ class Users {
 // Throws std::runtime_error when nobody can have this name.
 void check_user_name(std::string_view user);
 
+// Throws std::runtime_error when set_password could not change the file, for somebody who is still
+// to be asked for the password.
+void check_changeable(const std::filesystem::path& file);
+
 // Sets a user's password, in a new file when there is none. Other lines stay as they are. The file
 // is replaced at once or not at all, and has mode 0600. Throws std::runtime_error.
 void set_password(const std::filesystem::path& file, const Credentials& credentials);

@@ -39,11 +39,31 @@ class Descriptor {
   const int number_;
 };
 
+// For who named another file by mistake.
+constexpr const char* advice =
+    "name a file that 'hddtest passwd FILE USER' made, or none that there is yet for it to make";
+
 std::string access_fault(const struct stat& status) {
-  if (!S_ISREG(status.st_mode)) return "not a regular file";
-  if (status.st_uid != geteuid() && status.st_uid != 0) return "it belongs to another user";
-  if ((status.st_mode & 077) != 0) return "others may read or write it; chmod 600 it";
+  if (!S_ISREG(status.st_mode)) return std::string("not a regular file; ") + advice;
+  if (status.st_uid != geteuid() && status.st_uid != 0)
+    return "it belongs to another user; name a file of your own or root's";
   return "";
+}
+
+// Whether somebody has made it for us: of a file of another use nobody must be told to change what
+// others may do with it.
+bool is_users_text(std::string_view text) {
+  try {
+    std::size_t users = 0;
+    for (const UsersLine& line : users_lines(text)) {
+      if (line.user.empty()) continue;
+      if (!is_good_hash(std::string(line.hash))) return false;
+      ++users;
+    }
+    return users > 0;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
 }
 
 std::string new_hash(const std::string& password) {
@@ -54,6 +74,25 @@ std::string new_hash(const std::string& password) {
       setting ? crypt_rn(password.c_str(), setting.get(), data.get(), sizeof *data) : nullptr;
   if (!made) throw std::runtime_error("cannot hash the password");
   return made;
+}
+
+// A link stays one.
+fs::path target_of(const fs::path& path) {
+  std::error_code error;
+  const fs::path resolved = fs::canonical(path, error);
+  return error ? path : resolved;
+}
+
+fs::path folder_of(const fs::path& file) {
+  return file.has_parent_path() ? file.parent_path() : fs::path(".");
+}
+
+void check_text(const fs::path& file, const std::string& text) {
+  try {
+    users_lines(text);
+  } catch (const std::runtime_error& error) {
+    fail("change", file, error.what());
+  }
 }
 
 // Puts the text in the file's place.
@@ -84,8 +123,11 @@ std::vector<UsersLine> users_lines(std::string_view text) {
       const std::size_t colon = std::min(line.whole.find(':'), line.whole.size());
       line.user = line.whole.substr(0, colon);
       line.hash = line.whole.substr(std::min(colon + 1, line.whole.size()));
-      if (line.hash.empty() || !user_name_fault(line.user).empty())
-        throw std::runtime_error("line " + std::to_string(line.number) + " is not USER:HASH");
+      // A further colon makes it a line of the system's own files; no hash has one.
+      if (line.hash.empty() || line.hash.find(':') != line.hash.npos ||
+          !user_name_fault(line.user).empty())
+        throw std::runtime_error("line " + std::to_string(line.number) + " is not USER:HASH; " +
+                                 advice);
     }
     lines.push_back(line);
   }
@@ -117,7 +159,15 @@ std::optional<std::string> read_users_file(const fs::path& file) {
   }
   if (size > most_bytes) fail("read", file, "it is longer than 1 MiB");
   text.resize(size);
-  return text;
+  if ((status.st_mode & 077) == 0) return text;
+  fail("use", file,
+       is_users_text(text) ? "others may read or write it; chmod 600 it"
+                           : std::string("it is no users file; ") + advice);
+}
+
+bool is_good_hash(const std::string& hash) {
+  const int judged = crypt_checksalt(hash.c_str());
+  return judged == CRYPT_SALT_OK || (judged == CRYPT_SALT_METHOD_LEGACY && hash.starts_with("$5$"));
 }
 
 void check_user_name(std::string_view user) {
@@ -125,18 +175,22 @@ void check_user_name(std::string_view user) {
     throw std::runtime_error("this cannot be the name of a user: " + fault);
 }
 
+void check_changeable(const fs::path& path) {
+  const fs::path file = target_of(path);
+  check_text(file, read_users_file(file).value_or(""));
+  if (faccessat(AT_FDCWD, folder_of(file).c_str(), W_OK | X_OK, AT_EACCESS) != 0)
+    fail("write", file, std::strerror(errno));
+}
+
 void set_password(const fs::path& path, const Credentials& credentials) {
   check_user_name(credentials.user);
-  // A link stays one.
-  std::error_code error;
-  const fs::path resolved = fs::canonical(path, error);
-  const fs::path file = error ? path : resolved;
+  const fs::path file = target_of(path);
   // Only one at a time changes files of this folder.
-  const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
-  const Descriptor lock(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor lock(open(folder_of(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (lock < 0 || flock(lock, LOCK_EX) != 0) fail("write", file, std::strerror(errno));
 
   const std::string before = read_users_file(file).value_or("");
+  check_text(file, before);
   const std::string entry = credentials.user + ":" + new_hash(credentials.password) + "\n";
   std::string after;
   bool known = false;

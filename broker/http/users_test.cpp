@@ -121,6 +121,35 @@ TEST_F(UsersFile, FileOpenToOthersIsRefused) {
   EXPECT_EQ(fault(), "");
 }
 
+TEST_F(UsersFile, WhatOthersMayReadAndIsNoUsersFileStaysAsItIs) {
+  for (const std::string& other :
+       {std::string("root:x:0:0:root:/root:/bin/bash\n"), std::string("127.0.0.1 localhost\n"),
+        "root:" + hash("a") + ":19000:0:99999:7:::\n", std::string("one:plain\n"), std::string()}) {
+    write(other, 0644);
+    EXPECT_THAT(fault(), HasSubstr("it is no users file; name a file that 'hddtest passwd"));
+    EXPECT_THAT(fault(), Not(HasSubstr("chmod")));
+    EXPECT_THROW(check_changeable(file_), std::runtime_error);
+  }
+}
+
+TEST_F(UsersFile, PasswordsOfTheSystemAreNotTouched) {
+  const std::string other = "root:" + hash("a") + ":19000:0:99999:7:::\n";
+  write(other);
+  EXPECT_THAT(fault(), HasSubstr("line 1 is not USER:HASH; name a file that 'hddtest passwd"));
+  EXPECT_THROW(check_changeable(file_), std::runtime_error);
+  EXPECT_THROW(set_password(file_, {"root", "x"}), std::runtime_error);
+  EXPECT_EQ(text(), other);
+}
+
+TEST_F(UsersFile, IsCheckedBeforeThePasswordIsAsked) {
+  EXPECT_NO_THROW(check_changeable(file_)) << "it would be made";
+  EXPECT_FALSE(fs::exists(file_));
+  write("one:" + hash("a", "ab") + "\n");
+  EXPECT_NO_THROW(check_changeable(file_)) << "a weak hash is what a new password mends";
+  EXPECT_THROW(check_changeable(folder_), std::runtime_error);
+  EXPECT_THROW(check_changeable(folder_ / "none/users"), std::runtime_error);
+}
+
 TEST_F(UsersFile, FileOfAnotherUserIsRefused) {
   if (geteuid() != 0) GTEST_SKIP() << "only root gives files away";
   write("one:" + hash("a") + "\n");
