@@ -7,6 +7,8 @@
 //   hwinfo/N         the runs of hwinfo alone, for the same machine
 //   growth/TIMES     so many enumerations of 8 drives one after the other, hwinfo at once, with the
 //                    resident memory at the end; one provider does them all
+//   later/NUMBER     that enumeration of one server, of 2 drives beside an adapter of another kind,
+//                    hwinfo at once, where the provider ends after each as an idle one does
 //
 // hwinfo's times are taken at the start, once, or given: HDDTEST_HWINFO_SECONDS="DISK USB" with
 // those of a machine that has the drives, where hwinfo has more to look at.
@@ -56,6 +58,10 @@ const Seconds& of_hwinfo() {
 class Machine {
  public:
   Machine(int drives, const Seconds& seconds) : drives_(drives) {
+    broker::Options options = bench::options();
+    options.idle_time = std::chrono::milliseconds(0);
+    manager_ =
+        std::make_unique<broker::ObjectManager>(broker::generated_schema(), std::move(options));
     std::string report;
     for (int i = 0; i < drives; ++i) {
       const std::string name = std::string("sd") + static_cast<char>('a' + i);
@@ -74,9 +80,11 @@ class Machine {
                               "else\n:\n" + wait(seconds.disk) + "fi\nexec cat " + tree_.root() +
                               "/report$1\n");
     chmod(tree_.place("/hwinfo").c_str(), 0755);
-    manager_ =
-        std::make_unique<broker::ObjectManager>(broker::generated_schema(), bench::options());
   }
+
+  // As soon as there is one, addresses count, and hwinfo is asked for each drive's.
+  void add_other_adapter() const { tree_.scsi_host(drives_, "mpt3sas"); }
+  void end_idle() const { manager_->end_idle(); }
 
   void enter() const {
     setenv("HVX_SYSFS_ROOT", tree_.root().c_str(), 1);
@@ -124,6 +132,19 @@ void growth(benchmark::State& state) {
   state.counters["memory_bytes"] = bench::resident_bytes();
 }
 BENCHMARK(growth)->Arg(10)->Arg(100)->Arg(1000)->Iterations(1)->UseRealTime();
+
+void later(benchmark::State& state) {
+  const Machine machine(2, {});
+  machine.add_other_adapter();
+  machine.enter();
+  for (int i = 1; i < state.range(0); ++i) {
+    if (!machine.enumerate()) return state.SkipWithError("not every drive is testable");
+    machine.end_idle();
+  }
+  while (state.KeepRunning())
+    if (!machine.enumerate()) state.SkipWithError("not every drive is testable");
+}
+BENCHMARK(later)->Arg(1)->Arg(10)->Arg(100)->Iterations(1)->UseRealTime();
 
 }  // namespace
 

@@ -79,10 +79,18 @@ const Registered* Core::find_methods(const ClassInfo& info) const {
   return found == methods_.end() ? nullptr : found->second;
 }
 
-std::size_t Core::unload_idle() {
-  for (Provider* provider : provider_order_) {
-    if (!never_unload_.contains(&provider->library())) provider->end(false);
+void Core::end_if_due(Provider& provider) {
+  const bool stays = never_unload_.contains(&provider.library());
+  try {
+    provider.end_if_due(options_.idle_time, options_.longest_life,
+                        stays ? Ending::Told : Ending::Asked);
+  } catch (const std::exception& error) {
+    log(0, "provider " + provider.name() + " failed to end: " + error.what());
   }
+}
+
+std::size_t Core::end_idle() {
+  for (Provider* provider : provider_order_) end_if_due(*provider);
   std::size_t unloaded = 0;
   for (auto& [location, library] : libraries_) {
     if (never_unload_.contains(library.get())) continue;
@@ -109,7 +117,7 @@ void Core::end() {
   }
   std::unordered_set<const Library*> staying;
   for (Provider* provider : provider_order_) {
-    if (!provider->end(true)) staying.insert(&provider->library());
+    if (!provider->end()) staying.insert(&provider->library());
   }
   bool threads = false;
   {

@@ -39,11 +39,12 @@ class Core : public std::enable_shared_from_this<Core> {
   const std::vector<std::filesystem::path>& library_folders() const {
     return options_.library_folders;
   }
+  std::chrono::milliseconds look_for_idle() const { return options_.look_for_idle; }
   void log(int severity, const std::string& text) const;
 
   // Refuses operations from outside, waits for those in flight, ends the providers.
   void end();
-  std::size_t unload_idle();
+  std::size_t end_idle();
 
   // The operations of ObjectManager (object_manager.h).
   void enumerate_instances(const ObjectPath& class_path, const InstanceSink& sink,
@@ -88,6 +89,8 @@ class Core : public std::enable_shared_from_this<Core> {
   template <class Ask>
   void ask_associations(const ObjectPath& path, const AssociationFilter& filter, bool far_end,
                         Ask ask);
+
+  void end_if_due(Provider& provider);
 
   // Give keys, references and embedded instances the types that their classes declare
   // (typing.cpp).

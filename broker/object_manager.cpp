@@ -3,13 +3,20 @@
 #include <utility>
 
 #include "broker/core.h"
+#include "broker/idle_watch.h"
 
 namespace broker {
 
 ObjectManager::ObjectManager(const Schema& schema, Options options)
-    : core_(std::make_shared<Core>(schema, std::move(options))) {}
+    : core_(std::make_shared<Core>(schema, std::move(options))) {
+  if (const auto interval = core_->look_for_idle(); interval.count() > 0)
+    idle_watch_ = std::make_unique<IdleWatch>(*core_, interval);
+}
 
-ObjectManager::~ObjectManager() { core_->end(); }
+ObjectManager::~ObjectManager() {
+  idle_watch_.reset();
+  core_->end();
+}
 
 const Schema& ObjectManager::schema() const { return core_->schema(); }
 
@@ -64,7 +71,7 @@ MethodResult ObjectManager::invoke_method(const ObjectPath& path, std::string_vi
   return core_->invoke_method(path, method, in, request);
 }
 
-std::size_t ObjectManager::unload_idle() { return core_->unload_idle(); }
+std::size_t ObjectManager::end_idle() { return core_->end_idle(); }
 
 // Classes.
 

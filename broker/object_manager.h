@@ -14,6 +14,7 @@
 // One name space is served, served_name_space; a path without one means that one.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -41,6 +42,13 @@ struct Options {
   // May be called by several threads at once; must not throw. Severity: 0 error, 1 warning,
   // 2 information, 3 trace.
   std::function<void(int severity, const std::string& text)> log;
+
+  // A provider that had no call for the idle time, or was made the longest life ago, is ended when
+  // it is not at work: what providers gather while they live is bounded by that. Somebody must
+  // look: a thread does, this often, or with zero whoever calls end_idle().
+  std::chrono::milliseconds idle_time = std::chrono::minutes(5);
+  std::chrono::milliseconds longest_life = std::chrono::hours(1);
+  std::chrono::milliseconds look_for_idle{0};
 
   // Called once, before any provider is loaded, with the function tables that every provider of
   // this manager will see. A test puts older versions, missing members or functions of its own
@@ -148,13 +156,17 @@ class ObjectManager {
                                           const AssociationFilter& filter = {},
                                           const Request& request = {});
 
-  // Asks every provider whose registration allows it, and which is not at work, to end (cleanup
-  // without terminating); one that does is loaded anew with the next request for it. Returns the
-  // number of libraries unloaded.
-  std::size_t unload_idle();
+  // Ends the providers that are due by Options::idle_time and longest_life; the next request for
+  // one makes it anew. Where the registration lets the library go, the provider is asked (cleanup
+  // without terminating) and may stay, and the library is unloaded with the last of its providers.
+  // Where it does not (unload: never) the provider is told (cleanup with terminating), and what
+  // the library keeps for the life of the process it keeps. Returns the number of libraries
+  // unloaded.
+  std::size_t end_idle();
 
  private:
   std::shared_ptr<class Core> core_;
+  std::unique_ptr<class IdleWatch> idle_watch_;  // null: nobody looks
 };
 
 }  // namespace broker

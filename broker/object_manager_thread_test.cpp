@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -65,19 +66,37 @@ TEST(ObjectManagerThreads, AttachedThreadsOfSeveralRequests) {
 }
 
 TEST(ObjectManagerThreads, IdleUnloadingAndRequestsDoNotMeet) {
-  ObjectManager manager(test_schema(), test_options());
-  std::atomic<bool> stop{false};
-  std::thread unloader([&] {
-    while (!stop) {
-      manager.unload_idle();
-      std::this_thread::yield();
+  Options options = test_options();
+  options.idle_time = std::chrono::milliseconds(0);
+  for (const bool stays : {false, true}) {
+    for (RegistrationEntry& entry : options.registration) entry.unload_never = stays;
+    ObjectManager manager(test_schema(), options);
+    std::atomic<bool> stop{false};
+    std::thread unloader([&] {
+      while (!stop) {
+        manager.end_idle();
+        std::this_thread::yield();
+      }
+    });
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_EQ(manager.enumerate_instances("TEST_Gadget").size(), 2u);
     }
-  });
-  for (int i = 0; i < 100; ++i) {
-    EXPECT_EQ(manager.enumerate_instances("TEST_Gadget").size(), 2u);
+    stop = true;
+    unloader.join();
   }
-  stop = true;
-  unloader.join();
+}
+
+TEST(ObjectManagerThreads, AThreadLooksForIdleProviders) {
+  Options options = test_options();
+  options.idle_time = options.look_for_idle = std::chrono::milliseconds(1);
+  std::promise<void> ended;
+  bool told = false;
+  options.log = [&](int, const std::string& text) {
+    if (text == "Gadget: cleanup instance" && !std::exchange(told, true)) ended.set_value();
+  };
+  ObjectManager manager(test_schema(), options);
+  EXPECT_EQ(manager.enumerate_instances("TEST_Gadget").size(), 2u);
+  EXPECT_EQ(ended.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
 }
 
 TEST(ObjectManagerThreads, TheEndWaitsForRequestsInFlight) {

@@ -96,7 +96,11 @@ void* Provider::lease(Interface interface) {
   const std::lock_guard lock(mutex_);
   if (ended_) throw Error(Status::Failed, "the object manager is shutting down");
   void*& slot = interfaces_[index_of(interface)];
-  if (!slot) slot = make(interface);
+  if (!slot) {
+    const bool first = empty();
+    slot = make(interface);
+    if (first) made_ = Clock::now();
+  }
   ++leases_;
   return slot;
 }
@@ -104,6 +108,7 @@ void* Provider::lease(Interface interface) {
 void Provider::give_back() {
   const std::lock_guard lock(mutex_);
   --leases_;
+  used_ = Clock::now();
 }
 
 void* Provider::make(Interface interface) {
@@ -133,17 +138,35 @@ CMPIStatus Provider::cleanup(std::size_t index, bool terminating) {
   return status;
 }
 
+bool Provider::empty() const {
+  return std::all_of(interfaces_.begin(), interfaces_.end(),
+                     [](const void* interface) { return interface == nullptr; });
+}
+
 std::unique_lock<std::mutex> Provider::lock_if_empty() {
   std::unique_lock lock(mutex_, std::try_to_lock);
-  const auto made = [](const void* interface) { return interface != nullptr; };
-  if (lock && std::any_of(interfaces_.begin(), interfaces_.end(), made)) lock.unlock();
+  if (lock && !empty()) lock.unlock();
   return lock;
 }
 
-bool Provider::end(bool terminating) {
+bool Provider::end() {
   const std::lock_guard lock(mutex_);
-  if (!terminating && leases_ != 0) return false;
-  ended_ |= terminating;
+  ended_ = true;
+  return end(Ending::Final);
+}
+
+void Provider::end_if_due(std::chrono::milliseconds idle_time,
+                          std::chrono::milliseconds longest_life, Ending ending) {
+  const std::lock_guard lock(mutex_);
+  if (leases_ != 0 || empty()) return;
+  const Clock::time_point now = Clock::now();
+  if (now - used_ < idle_time && now - made_ < longest_life) return;
+  made_ = used_ = now;
+  end(ending);
+}
+
+bool Provider::end(Ending ending) {
+  const bool terminating = ending != Ending::Asked;
   bool all = true;
   for (std::size_t i = 0; i < interface_count; ++i) {
     if (!interfaces_[i]) continue;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -47,6 +48,13 @@ inline constexpr Interface interface_of<CMPIAssociationMI> = Interface::Associat
 template <>
 inline constexpr Interface interface_of<CMPIMethodMI> = Interface::Method;
 
+// How the interfaces of a provider are ended.
+enum class Ending {
+  Asked,  // one that answers DO_NOT_UNLOAD or NEVER_UNLOAD stays
+  Told,   // whatever they answer; the next request makes them anew
+  Final,  // the same, and there are no more requests
+};
+
 class Provider {
  public:
   Provider(Core& core, std::string name, Library& library)
@@ -82,20 +90,27 @@ class Provider {
     return Lease<MI>(this, static_cast<MI*>(lease(interface_of<MI>)));
   }
 
-  // Asks the interfaces to end. Idle: only when no call is running; an interface that answers
-  // DO_NOT_UNLOAD or NEVER_UNLOAD stays. Terminating: the answer changes only whether the
-  // library may be unloaded. True when no interface is left and none wants the library to stay.
-  bool end(bool terminating);
+  // Ends the interfaces for good, also while calls run. True when none wants the library to stay.
+  bool end();
+
+  // Ends them when no call is running and none was for the idle time, or the first was made the
+  // longest life ago. One that stays, stays for as long again.
+  void end_if_due(std::chrono::milliseconds idle_time, std::chrono::milliseconds longest_life,
+                  Ending ending);
 
   // Keeps new interfaces from being made; owns nothing when there are some or the provider is
   // starting or ending just now.
   std::unique_lock<std::mutex> lock_if_empty();
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   void* lease(Interface interface);
   void give_back();
   void* make(Interface interface);
   CMPIStatus cleanup(std::size_t interface, bool terminating);
+  bool end(Ending ending);
+  bool empty() const;
 
   Core& core_;
   const std::string name_;
@@ -103,6 +118,7 @@ class Provider {
   std::mutex mutex_;
   std::atomic<std::thread::id> busy_{};  // the thread inside a factory or cleanup
   std::size_t leases_ = 0;
+  Clock::time_point made_{}, used_{};  // the oldest interface; the end of the last call
   bool ended_ = false;
   std::array<void*, interface_count> interfaces_{};
   std::array<bool, interface_count> never_{};  // answered NEVER_UNLOAD

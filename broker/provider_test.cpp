@@ -1,6 +1,7 @@
 // How provider libraries are found, made and ended.
 #include "broker/provider.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,6 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 class ProviderTest : public testing::Test {
  protected:
@@ -25,6 +27,8 @@ class ProviderTest : public testing::Test {
     options.registration = std::move(registration);
     options.log = [this](int, const std::string& text) { lines.push_back(text); };
     options.adjust_tables = adjust;
+    options.idle_time = idle_time;
+    options.longest_life = longest_life;
     return ObjectManager(test_schema(), std::move(options));
   }
 
@@ -40,6 +44,7 @@ class ProviderTest : public testing::Test {
 
   std::vector<std::string> lines;
   std::function<void(Tables&)> adjust;
+  std::chrono::milliseconds idle_time{0}, longest_life = std::chrono::hours(1);
 };
 
 TEST_F(ProviderTest, InterfacesAreMadeOnceAndEndedInOrder) {
@@ -86,9 +91,10 @@ TEST_F(ProviderTest, AfterAFactoryOrCleanupThatThrewItIsAskedAgain) {
   ObjectManager manager = make({test_entry("TEST_Widget", "Throwing", "i")});
   EXPECT_THROW(manager.enumerate_instances("TEST_Widget"), std::runtime_error);
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
-  EXPECT_THROW(manager.unload_idle(), std::runtime_error);
+  EXPECT_EQ(manager.end_idle(), 0u);
+  EXPECT_THAT(lines.back(), HasSubstr("provider Throwing failed to end: "));
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
-  EXPECT_EQ(manager.unload_idle(), 1u);
+  EXPECT_EQ(manager.end_idle(), 1u);
 }
 
 TEST_F(ProviderTest, AMissingFunctionIsNotSupported) {
@@ -129,8 +135,8 @@ TEST_F(ProviderTest, AnErrorHalfWayReachesTheCallerAfterTheItems) {
 TEST_F(ProviderTest, IdleProvidersAreUnloadedAndMadeAnew) {
   ObjectManager manager = make({test_entry("TEST_Widget", "Widget", "im")});
   manager.enumerate_instances("TEST_Widget");
-  EXPECT_EQ(manager.unload_idle(), 1u);
-  EXPECT_EQ(manager.unload_idle(), 0u);
+  EXPECT_EQ(manager.end_idle(), 1u);
+  EXPECT_EQ(manager.end_idle(), 0u);
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
   EXPECT_THAT(lines, ElementsAre("Widget: make instance", "Widget: cleanup instance",
                                  "Widget: make instance"));
@@ -141,20 +147,79 @@ TEST_F(ProviderTest, AnswersOfCleanupAreHonoured) {
       make({test_entry("TEST_Widget", "Keeper", "i"), test_entry("TEST_Gadget", "Never", "i")});
   manager.enumerate_instances("TEST_Widget");
   lines.clear();
-  EXPECT_EQ(manager.unload_idle(), 0u);
-  EXPECT_EQ(manager.unload_idle(), 0u);
+  EXPECT_EQ(manager.end_idle(), 0u);
+  EXPECT_EQ(manager.end_idle(), 0u);
   EXPECT_THAT(lines, ElementsAre("Keeper: cleanup instance", "Never: cleanup instance",
                                  "Keeper: cleanup instance"));
 }
 
-TEST_F(ProviderTest, UnloadNeverKeepsTheLibrary) {
-  RegistrationEntry entry = test_entry("TEST_Widget", "Widget", "i");
+bool is_loaded() {
+  const auto file = test_options().library_folders[0] / "libtest_provider.so";
+  void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (library) dlclose(library);
+  return library != nullptr;
+}
+
+TEST_F(ProviderTest, UnloadNeverKeepsTheLibraryAndMakesTheProviderAnew) {
+  RegistrationEntry entry = test_entry("TEST_Widget", "Widget", "im");
   entry.unload_never = true;
   ObjectManager manager = make({entry});
+  manager.invoke_method(ObjectPath({}, "TEST_Widget"), "Text");
   manager.enumerate_instances("TEST_Widget");
   lines.clear();
-  EXPECT_EQ(manager.unload_idle(), 0u);
-  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_EQ(manager.end_idle(), 0u);
+  EXPECT_EQ(manager.end_idle(), 0u);
+  EXPECT_THAT(lines, ElementsAre("Widget: cleanup instance at the end",
+                                 "Widget: cleanup method at the end"));
+  EXPECT_TRUE(is_loaded());
+  lines.clear();
+  EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
+  EXPECT_THAT(lines, ElementsAre("Widget: make instance"));
+}
+
+TEST_F(ProviderTest, UnloadNeverDoesNotAsk) {
+  RegistrationEntry keeper = test_entry("TEST_Widget", "Keeper", "i");
+  RegistrationEntry never = test_entry("TEST_Gadget", "Never", "i");
+  keeper.unload_never = never.unload_never = true;
+  ObjectManager manager = make({keeper, never});
+  for (int round = 0; round < 2; ++round) {
+    manager.enumerate_instances("TEST_Widget");
+    lines.clear();
+    manager.end_idle();
+    EXPECT_THAT(lines, ElementsAre("Keeper: cleanup instance at the end",
+                                   "Never: cleanup instance at the end"));
+  }
+}
+
+TEST_F(ProviderTest, WhoIsNotDueStays) {
+  idle_time = longest_life;
+  ObjectManager manager = make({test_entry("TEST_Widget", "Widget", "i")});
+  manager.enumerate_instances("TEST_Widget");
+  EXPECT_EQ(manager.end_idle(), 0u);
+  EXPECT_THAT(lines, ElementsAre("Widget: make instance"));
+}
+
+TEST_F(ProviderTest, WhoIsOldEndsWithoutBeingIdle) {
+  idle_time = longest_life;
+  longest_life = std::chrono::milliseconds(0);
+  ObjectManager manager = make({test_entry("TEST_Widget", "Widget", "i")});
+  manager.enumerate_instances("TEST_Widget");
+  EXPECT_EQ(manager.end_idle(), 1u);
+}
+
+TEST_F(ProviderTest, WhoIsAtWorkStays) {
+  longest_life = std::chrono::milliseconds(0);
+  for (const bool stays : {false, true}) {
+    RegistrationEntry entry = test_entry("TEST_Widget", "Widget", "i");
+    entry.unload_never = stays;
+    ObjectManager manager = make({entry});
+    lines.clear();
+    manager.enumerate_instances(ObjectPath({}, "TEST_Widget"),
+                                [&](const Instance&) { EXPECT_EQ(manager.end_idle(), 0u); });
+    EXPECT_THAT(lines, ElementsAre("Widget: make instance"));
+    manager.end_idle();
+    EXPECT_THAT(lines, SizeIs(2));
+  }
 }
 
 TEST_F(ProviderTest, OtherNameSpacesAreNotServed) {

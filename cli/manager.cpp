@@ -29,12 +29,14 @@ constexpr Advice advices[] = {
 
 }  // namespace
 
-std::unique_ptr<broker::ObjectManager> make_manager(const Places& places) {
+std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
+                                                    std::chrono::milliseconds look_for_idle) {
   enter_data_folder(places);
   broker::Options options;
   options.registration = broker::read_registration(places.registration);
   options.library_folders = places.libraries;
   options.log = note;
+  options.look_for_idle = look_for_idle;
   return std::make_unique<broker::ObjectManager>(broker::generated_schema(), std::move(options));
 }
 

@@ -1,6 +1,7 @@
 // The object manager that the command asks.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -10,8 +11,10 @@
 namespace cli {
 
 // Enters the data folder and makes the object manager of the registration there. What it and its
-// providers note goes to the core log. Throws Failure and broker::Error.
-std::unique_ptr<broker::ObjectManager> make_manager(const Places& places);
+// providers note goes to the core log. A thread looks for idle providers that often; zero: none
+// does. Throws Failure and broker::Error.
+std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
+                                                    std::chrono::milliseconds look_for_idle = {});
 
 // One line for an error of the object manager: what it says, its status, and what to do where
 // that is known.

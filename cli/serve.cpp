@@ -40,6 +40,9 @@ constexpr int https_port = 5989;
 // For what has been received when the server is told to end; a self-test takes longer anyway.
 constexpr std::chrono::seconds grace{2};
 
+// What providers gather goes after some minutes; nobody minds which half minute.
+constexpr std::chrono::seconds look_for_idle{30};
+
 constexpr const char* description = "Serves CIM operations (CIM-XML over HTTP) until it is ended.";
 
 constexpr const char* footer =
@@ -142,7 +145,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   http::Options settings = server_options(options, places);
 
   Signals signals;
-  const auto manager = make_manager(places);
+  const auto manager = make_manager(places, look_for_idle);
   broker::cimxml::Service service(*manager);
   settings.listener = listen_at(address, static_cast<std::uint16_t>(port));
   http::Server server([&](const auto& call, auto& reply) { service.answer(call, reply); },

@@ -28,6 +28,8 @@ class Serve(ServerTest):
     def test_answers_and_ends_in_order(self):
         self.serve("--no-auth")
         self.assertEqual(self.count(SERVICE), 1)
+        threads = pathlib.Path(f"/proc/{self.process.pid}/task").glob("*/comm")
+        self.assertIn("idle_watch\n", [thread.read_text() for thread in threads])
         self.assertEqual(self.end(), 0)
         self.assertEqual((self.output, self.errors), ("", ""))
 

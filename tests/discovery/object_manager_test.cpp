@@ -3,6 +3,7 @@
 // here, forks included.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
@@ -10,6 +11,7 @@
 #include <mutex>
 #include <thread>
 
+#include "broker/cimxml/memory_of_process.h"
 #include "broker/object_manager.h"
 #include "discovery/scratch_file_lock.h"
 #include "inventory/test_tree.h"
@@ -72,6 +74,7 @@ class Machine : public testing::Test {
     options.registration = broker::read_registration(HDDTEST_REGISTRATION_FILE);
     options.library_folders = {HDDTEST_LIBRARY_FOLDER};
     options.adjust_tables = habits;
+    options.idle_time = std::chrono::milliseconds(0);
     manager.reset();
     manager = std::make_unique<broker::ObjectManager>(broker::generated_schema(), options);
   }
@@ -218,6 +221,28 @@ TEST_F(Machine, TheServiceIsFoundWhereEmptyKeysComeAsNull) {
   EXPECT_THAT(expected.drive_names, SizeIs(2));
   restart(ovk_cimple::hand_empty_keys_as_null);
   EXPECT_TRUE(ask_of_service(*manager) == expected);
+}
+
+// A provider that lives long remembers each bus device of each listing; one that is made anew
+// has those of its own listing to look at. What stays is an instance for each drive offered.
+TEST_F(Machine, TheHundredthListingCostsWhatTheFirstCostWhenIdleProvidersEnd) {
+  constexpr std::size_t runs = 2 + 1 + 2 + 3 + 3;
+  constexpr std::size_t kept = 2 * 3000;
+  std::size_t memory = 0;
+  for (int listing = 1; listing <= 100; ++listing) {
+    EXPECT_THAT(offered(), SizeIs(2));
+    ASSERT_THAT(calls(), SizeIs(runs)) << "listing " << listing;
+    std::filesystem::remove(tree.place("/calls"));
+    events.clear();
+    events.shrink_to_fit();
+    manager->end_idle();
+    if (listing == 10) memory = mallinfo2().uordblks;
+  }
+  const std::size_t more = mallinfo2().uordblks - memory;
+  RecordProperty("bytes_per_listing", static_cast<int>(more / 90));
+  if (broker::cimxml::memory_is_telling) {
+    EXPECT_LT(more, 90 * kept);
+  }
 }
 
 TEST_F(Machine, DrivesAndBusDevicesAreListedWhileDiscoveryGoesOn) {

@@ -17,7 +17,10 @@ namespace scripted {
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAreArray;
+using ::testing::Field;
+using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
 constexpr int runners = 2, runs_each = 3, listers = 8;
@@ -134,6 +137,7 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
         } else {
           seen[i].records.push_back(stage.manager().enumerate_instances(record_class));
         }
+        stage.manager().end_idle();  // the state is the process's, not the providers'
         listings.add();
       }
     });
@@ -159,6 +163,7 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
     check_jobs(one);
     check_records(one);
   }
+  EXPECT_THAT(events, Contains(Field(&Event::line, HasSubstr("Record_Provider::~KAVRO"))));
   EXPECT_THAT(stage.manager().enumerate_instances(record_class), SizeIs(runners * runs_each));
 }
 

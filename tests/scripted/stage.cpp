@@ -85,6 +85,7 @@ Stage::Stage(const Life& life) : life_(life) {
   broker::Options options;
   options.registration = broker::read_registration(HDDTEST_REGISTRATION_FILE);
   options.library_folders = {HDDTEST_LIBRARY_FOLDER};
+  options.idle_time = std::chrono::milliseconds(0);  // for tests that look for idle providers
   manager_ = std::make_unique<broker::ObjectManager>(broker::generated_schema(), options);
 }
 
