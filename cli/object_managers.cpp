@@ -28,24 +28,57 @@ std::optional<std::string> working_directory(const fs::path& file) {
   return {};
 }
 
-struct PegasusRegistration {
-  std::string unit;       // empty: none was found
-  std::string directory;  // that it is to run in
+// A line of the note, its parts as deploy/register/notes.py has them.
+struct Registration {
+  std::string manager;
+  std::vector<std::string> places;  // four of sfcb, two of OpenPegasus
+  std::string state;                // empty in lines of versions that noted none
+  std::vector<fs::path> made;
 };
 
-std::optional<PegasusRegistration> pegasus_registration(const std::string& line) {
-  const std::string manager = "pegasus|";
-  const std::size_t end = line.find('|', manager.size());
-  if (!line.starts_with(manager) || end == line.npos) return {};
-  return PegasusRegistration{line.substr(manager.size(), end - manager.size()),
-                             line.substr(end + 1)};
+std::optional<Registration> registration(const std::string& line) {
+  std::vector<std::string> parts{""};
+  for (const char character : line) {
+    if (character == '|')
+      parts.emplace_back();
+    else
+      parts.back() += character;
+  }
+  const std::size_t places = parts[0] == "sfcb" ? 4 : parts[0] == "pegasus" ? 2 : parts.size();
+  if (parts.size() <= places) return {};
+  const auto state = parts.begin() + 1 + static_cast<std::ptrdiff_t>(places);
+  Registration found{parts[0], {parts.begin() + 1, state}, "", {}};
+  if (state != parts.end()) {
+    found.state = *state;
+    found.made.assign(state + 1, parts.end());
+  }
+  return found;
 }
 
-Finding pegasus_finding(const PegasusRegistration& registered, const fs::path& root) {
-  std::string directory = registered.directory;
-  if (!registered.unit.empty()) {
-    const fs::path file =
-        root / "etc/systemd/system" / (registered.unit + ".service.d") / "hddtest.conf";
+// Of a registration that did not take place, or is not there any more.
+std::optional<Finding> unfinished_finding(const Registration& registered, const fs::path& root) {
+  const std::string again = "hddtest-register " + registered.manager;
+  if (registered.state == "leaving") {
+    return Finding{registered.manager, false, "its repository still has the self-test",
+                   "run '" + again + " --unregister' again"};
+  }
+  const std::string remedy = "run '" + again + "' again";
+  if (registered.state != "registered")
+    return Finding{registered.manager, false, "the registration was not completed", remedy};
+  for (const fs::path& path : registered.made) {
+    const fs::path place = root / path.relative_path();
+    std::error_code error;
+    if (!fs::exists(place, error))
+      return Finding{registered.manager, false, place.string() + " is missing", remedy};
+  }
+  return {};
+}
+
+Finding pegasus_finding(const Registration& registered, const fs::path& root) {
+  const std::string& unit = registered.places[0];
+  std::string directory = registered.places[1];
+  if (!unit.empty()) {
+    const fs::path file = root / "etc/systemd/system" / (unit + ".service.d") / "hddtest.conf";
     const auto set = working_directory(file);
     if (!set) {
       return {"pegasus", false, file.string() + " does not set the working directory",
@@ -56,18 +89,27 @@ Finding pegasus_finding(const PegasusRegistration& registered, const fs::path& r
   return message_finding("pegasus", root / fs::path(directory).relative_path());
 }
 
+Finding finding_of(const Registration& registered, const fs::path& root) {
+  if (const auto unfinished = unfinished_finding(registered, root)) return *unfinished;
+  return registered.manager == "sfcb" ? message_finding("sfcb", root)
+                                      : pegasus_finding(registered, root);
+}
+
 }  // namespace
 
 std::vector<Finding> object_manager_findings(const fs::path& root) {
   std::vector<Finding> findings;
-  bool sfcb = false;
+  std::optional<std::size_t> sfcb;  // one finding for all stages: the first that is wrong, if any
   std::ifstream note(root / "var/lib/hddtest/registrations");
   for (std::string line; std::getline(note, line);) {
-    if (line.starts_with("sfcb|") && !sfcb) {  // all stages share the one link
-      sfcb = true;
-      findings.push_back(message_finding("sfcb", root));
-    } else if (const auto registered = pegasus_registration(line)) {
-      findings.push_back(pegasus_finding(*registered, root));
+    const auto registered = registration(line);
+    if (!registered) continue;
+    const Finding finding = finding_of(*registered, root);
+    if (registered->manager != "sfcb" || !sfcb) {
+      if (registered->manager == "sfcb") sfcb = findings.size();
+      findings.push_back(finding);
+    } else if (findings[*sfcb].ok) {
+      findings[*sfcb] = finding;
     }
   }
   return findings;

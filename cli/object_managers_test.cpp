@@ -24,7 +24,7 @@ class ObjectManagers : public testing::Test {
     std::ofstream(root_ / file) << text;
   }
   void note(const std::string& text) { write("var/lib/hddtest/registrations", text); }
-  void register_sfcb() { note("sfcb|/srv/stage|||\n"); }
+  void register_sfcb() { note("sfcb|/srv/stage||||registered\n"); }
   void link_messages() { fs::create_symlink("usr/share/hddtest", root_ / "hddtest"); }
   void set_directory(const std::string& unit, const std::string& folder) {
     write("etc/systemd/system/" + unit + ".service.d/hddtest.conf",
@@ -68,8 +68,48 @@ TEST_F(ObjectManagers, SfcbNeedsALinkThatLeadsToTheMessages) {
   EXPECT_FALSE(only().ok);
 }
 
+TEST_F(ObjectManagers, ARegistrationThatDidNotTakePlaceIsNone) {
+  link_messages();
+  for (const std::string manager : {"sfcb|/srv/stage|||", "pegasus||/usr/share"}) {
+    const std::string again = "run 'hddtest-register " + manager.substr(0, manager.find('|'));
+    for (const std::string state : {"", "|", "|begun", "|begun|/usr"}) {
+      note(manager + state + "\n");
+      const Finding finding = only();
+      EXPECT_FALSE(finding.ok) << manager << state;
+      EXPECT_EQ(finding.found, "the registration was not completed");
+      EXPECT_EQ(finding.remedy, again + "' again");
+    }
+    note(manager + "|leaving|/usr\n");
+    const Finding leaving = only();
+    EXPECT_FALSE(leaving.ok);
+    EXPECT_EQ(leaving.found, "its repository still has the self-test");
+    EXPECT_EQ(leaving.remedy, again + " --unregister' again");
+    note(manager + "|registered|/usr/|/usr/share/hddtest/hddtest.msg.xml\n");
+    EXPECT_TRUE(only().ok) << only().found;
+  }
+}
+
+TEST_F(ObjectManagers, WhatWasMadeForARegistrationIsThere) {
+  link_messages();
+  note("sfcb|/srv/stage||||registered|/srv/stage/regs/hddtest.reg\n");
+  const Finding missing = only();
+  EXPECT_FALSE(missing.ok);
+  EXPECT_EQ(missing.found, (root_ / "srv/stage/regs/hddtest.reg").string() + " is missing");
+  write("srv/stage/regs/hddtest.reg", "[A]\n");
+  EXPECT_TRUE(only().ok);
+}
+
+TEST_F(ObjectManagers, OneStageThatIsWrongIsToldForAll) {
+  link_messages();
+  for (const std::string note_text :
+       {"sfcb|/a||||registered\nsfcb|/b||||begun\n", "sfcb|/a||||begun\nsfcb|/b||||registered\n"}) {
+    note(note_text);
+    EXPECT_FALSE(only().ok);
+  }
+}
+
 TEST_F(ObjectManagers, PegasusNeedsTheMessagesInTheFolderThatWasSet) {
-  note("pegasus|tog-pegasus|/usr/share\n");
+  note("pegasus|tog-pegasus|/usr/share|registered\n");
   set_directory("tog-pegasus", "/usr/share");
   const Finding present = only();
   EXPECT_TRUE(present.ok);
@@ -81,7 +121,7 @@ TEST_F(ObjectManagers, PegasusNeedsTheMessagesInTheFolderThatWasSet) {
 }
 
 TEST_F(ObjectManagers, PegasusNeedsTheDropInOfItsUnit) {
-  note("pegasus|cimserver|/usr/share\n");
+  note("pegasus|cimserver|/usr/share|registered\n");
   const Finding missing = only();
   EXPECT_FALSE(missing.ok);
   EXPECT_EQ(missing.found,
@@ -92,21 +132,23 @@ TEST_F(ObjectManagers, PegasusNeedsTheDropInOfItsUnit) {
 }
 
 TEST_F(ObjectManagers, PegasusWithoutAUnitNeedsTheMessagesWhereItIsToBeStarted) {
-  note("pegasus||/usr/share\n");
+  note("pegasus||/usr/share|registered\n");
   EXPECT_TRUE(only().ok);
   fs::remove(root_ / "usr/share/hddtest/hddtest.msg.xml");
   EXPECT_FALSE(only().ok);
 }
 
 TEST_F(ObjectManagers, LinesThatAreNoneAreLeftOut) {
-  note("\npegasus|\npegasus\nsfcb\nother|a|b\n");
+  note("\npegasus|\npegasus\nsfcb\nsfcb|a|b|c\nother|a|b|c|d|e\nlink|/hddtest|/usr\n|\n");
   EXPECT_TRUE(object_manager_findings(root_).empty());
 }
 
 TEST_F(ObjectManagers, EachIsAFindingOfItsOwn) {
   set_directory("a", "/usr/share");
   set_directory("b", "/srv");
-  note("sfcb|/var/lib/sfcb/stage|||\nsfcb|/srv/stage|/r|/s|u\npegasus|a|/srv\npegasus|b|/srv\n");
+  note(
+      "sfcb|/var/lib/sfcb/stage||||registered\nsfcb|/srv/stage|/r|/s|u|registered\n"
+      "pegasus|a|/srv|registered\npegasus|b|/srv|registered\n");
   const std::vector<Finding> findings = object_manager_findings(root_);
   ASSERT_EQ(findings.size(), 3u);
   EXPECT_FALSE(findings[0].ok);

@@ -11,6 +11,7 @@ import tempfile
 import unittest
 
 PROGRAM = pathlib.Path(sys.argv[1]).resolve()
+REGISTERING = PROGRAM.parent.parent / "sbin/hddtest-register"
 FOLDER = pathlib.Path(__file__).parent
 TREE = FOLDER.parent
 OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]*")
@@ -77,10 +78,12 @@ class Command(unittest.TestCase):
 
 
 # Each path that the pages tell, and where this tree has it: a file, and what that says.
-SCRIPT = "deploy/hddtest-register"
-NOTE = {"/var/lib/hddtest/registrations": (SCRIPT, "note=$root/var/lib/hddtest/registrations"),
-        "/hddtest": (SCRIPT, "link=$root/hddtest\n"),
-        "/etc/systemd/system/UNIT.service.d/hddtest.conf": (SCRIPT, ".service.d/hddtest.conf")}
+REGISTER = "deploy/register"
+NOTE = {"/var/lib/hddtest/registrations": (f"{REGISTER}/notes.py",
+                                           'NOTE = "/var/lib/hddtest/registrations"'),
+        "/hddtest": (f"{REGISTER}/sfcb.py", 'LINK = "/hddtest"'),
+        "/etc/systemd/system/UNIT.service.d/hddtest.conf": (f"{REGISTER}/pegasus.py",
+                                                            ".service.d/hddtest.conf")}
 FILES = {
     "hddtest.1": {
         **NOTE,
@@ -93,7 +96,8 @@ FILES = {
                                                 "DESTINATION /lib/systemd/system"),
         "/tmp/sgMap.txt": ("discovery/scratch_file.cpp", '"/tmp/sgMap.txt"')},
     "hddtest-register.8": {
-        **NOTE, **{f"/usr/share/hddtest/{name}": (SCRIPT, f" {name}")
+        **NOTE, "/var/lib/hddtest/before": (f"{REGISTER}/repository.py", '"{FOLDER}/before"'),
+        **{f"/usr/share/hddtest/{name}": (f"{REGISTER}/data.py", f'"{name}"')
                    for name in ("hddtest.reg", "pegasus.mof", "kavro.mof", "cim.mof",
                                 "hddtest.msg.xml")}}}
 
@@ -150,17 +154,17 @@ class ExitStatus(unittest.TestCase):
     def test_registering_ends_as_it_says(self):
         told = re.findall(r"^\.B (\d)$", section(page("hddtest-register.8"), "SH", "EXIT STATUS"),
                           re.MULTILINE)
-        script = (FOLDER / "hddtest-register").read_text()
-        used = set(re.findall(r"\bexit (\d)", script))
-        self.assertEqual(told, sorted(used))
+        with tempfile.TemporaryDirectory(prefix="hddtest_manual.") as root:
+            ends = [subprocess.run([REGISTERING, *arguments], capture_output=True,
+                                   env={"PATH": root}).returncode
+                    for arguments in (["--help"], ["sfcb", "--root", root], ["wrong"])]
+        self.assertEqual((told, ends), (["0", "1", "2"], [0, 1, 2]))
 
 
 class Register(unittest.TestCase):
     def test_every_option_is_explained_and_no_other_is(self):
-        script = (FOLDER / "hddtest-register").read_text()
-        usage = script.split("<<'END'\n")[1].split("\nEND")[0]
         told = set(re.findall(r"^\.BI? (--[a-z-]+)", page("hddtest-register.8"), re.MULTILINE))
-        self.assertEqual(told, options(usage))
+        self.assertEqual(told, options(help_of(REGISTERING)))
 
 
 @unittest.skipUnless(shutil.which("man"), "man is not installed")

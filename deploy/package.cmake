@@ -70,7 +70,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
 set(CPACK_DEBIAN_MODULE_PACKAGE_NAME hddtest-module)
-set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS "smartmontools, hwinfo")
+set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS "smartmontools, hwinfo, python3")
 set(CPACK_DEBIAN_MODULE_DESCRIPTION
     "CIM provider module for hard-disk self-tests
 The modules that a CIM object manager (sfcb, OpenPegasus) loads through CMPI to

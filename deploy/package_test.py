@@ -27,7 +27,7 @@ case $1 in
 esac
 """
 SFCB = {"sfcbstage": '#!/bin/sh\nmkdir -p "$4/mofs/$2" && cp "$5" "$4/mofs/$2"\n',
-        "sfcbrepos": "#!/bin/sh\n"}
+        "sfcbrepos": '#!/bin/sh\ncat "$5"/default.reg "$5"/regs/*.reg >"$3/providerRegister"\n'}
 
 
 def skip(reason):
@@ -107,6 +107,8 @@ class PackageTest(unittest.TestCase):
                 "libovk_1_2_0_cimplecmpiadap", "libovk_hvxcommon", "libsmbios", "libxmlparser")),
             *(f"usr/share/hddtest/{name}" for name in (
                 "cim.mof", "kavro.mof", "pegasus.mof", "hddtest.reg", "hddtest.msg.xml")),
+            *(f"usr/share/hddtest/register/{name}.py" for name in (
+                "__init__", "data", "machine", "notes", "pegasus", "repository", "sfcb", "undo")),
             "usr/share/man/man1/hddtest.1.gz", "usr/share/man/man8/hddtest-register.8.gz",
             "usr/lib/systemd/system/hddtest.service", "etc/logrotate.d/hddtest-module",
             *(f"usr/share/doc/{package}/{name}" for package in ("hddtest", "hddtest-module")
@@ -163,30 +165,54 @@ class PackageTest(unittest.TestCase):
         clean_root.run("logrotate", "--force", "--state", BUILD / "packages/state", settings)
         self.assertEqual(sorted(path.name for path in log.parent.iterdir()), ["diagnostics.log.1"])
 
-    def test_a_registration_is_found_and_ends_with_the_package(self):
+    def place_sfcb(self, folder):
+        """Its programs, and an installation below the folder."""
         for name, text in SFCB.items():
-            self.place(f"usr/bin/{name}", text)
-        self.place("usr/local/bin/pidof", "#!/bin/sh\nexit 1\n")
-        self.addCleanup(shutil.rmtree, ROOT / "var/lib/sfcb")
-        self.addCleanup(shutil.rmtree, ROOT / "var/lib/other")
+            if not (ROOT / f"usr/bin/{name}").exists():
+                self.place(f"usr/bin/{name}", text)
+        self.addCleanup(shutil.rmtree, ROOT / folder)
+        for name in ("stage/regs", "registration"):
+            (ROOT / folder / name).mkdir(parents=True)
+        for name in ("stage/default.reg", "stage/regs/other.reg"):
+            (ROOT / folder / name).write_text("[Other]\n")
+        (ROOT / folder / "registration/providerRegister").write_text("[Other]\n[Other]\n")
+
+    def registered_with(self, folder):
+        return "[KAVRO" in (ROOT / folder / "registration/providerRegister").read_text()
+
+    OTHER = ("--stage", "/var/lib/other/stage", "--registrations", "/var/lib/other/registration")
+
+    def test_a_registration_is_found_and_ends_with_the_package(self):
+        for folder in ("var/lib/sfcb", "var/lib/other"):
+            self.place_sfcb(folder)
+        before = clean_root.contents(ROOT / "var/lib")
         self.assertNotIn("sfcb", self.findings())
-        self.in_root("hddtest-register", "sfcb", "--stage", "/var/lib/other/stage")
+        self.in_root("hddtest-register", "sfcb", *self.OTHER)
         self.assertTrue(self.findings()["sfcb"]["ok"])
+        self.assertTrue(self.registered_with("var/lib/other"))
         (ROOT / "hddtest").unlink()
         self.assertFalse(self.findings()["sfcb"]["ok"])
         self.in_root("hddtest-register", "sfcb")
         self.assertEqual(os.readlink(ROOT / "hddtest"), "/usr/share/hddtest")
         self.remove()
         self.assertEqual(self.registered(), [])
+        after = clean_root.contents(ROOT / "var/lib")
+        for folder in ("sfcb", "other"):
+            self.assertEqual({path: what for path, what in after.items() if path.startswith(folder)},
+                             {path: what for path, what in before.items()
+                              if path.startswith(folder)})
 
     def test_a_registration_ends_with_the_package_while_its_manager_runs(self):
-        for name, text in SFCB.items():
-            self.place(f"usr/bin/{name}", text)
-        self.place("usr/local/bin/pidof", "#!/bin/sh\nexit 1\n")
-        self.addCleanup(shutil.rmtree, ROOT / "var/lib/other")
-        self.in_root("hddtest-register", "sfcb", "--stage", "/var/lib/other/stage")
-        self.place("usr/local/bin/pidof", "#!/bin/sh\n")
-        self.assertIn("stop sfcb, run sfcbrepos -f -s /var/lib/other/stage, and start", self.remove())
+        self.place_sfcb("var/lib/other")
+        self.in_root("hddtest-register", "sfcb", *self.OTHER)
+        (ROOT / "proc/4711").mkdir()
+        self.addCleanup(shutil.rmtree, ROOT / "proc/4711")
+        (ROOT / "proc/4711/comm").write_text("sfcbd\n")
+        output = self.remove()
+        self.assertIn("stop sfcb, run sfcbrepos -f -s /var/lib/other/stage -r "
+                      "/var/lib/other/registration, and start", output)
+        self.assertIn("until its restart", output)
+        self.assertTrue(self.registered_with("var/lib/other"))
         self.assertEqual(self.registered(), ["var/lib/hddtest/registrations"])
 
     def register_with_pegasus(self):
@@ -197,7 +223,7 @@ class PackageTest(unittest.TestCase):
     def test_a_server_that_does_not_answer_does_not_keep_the_package(self):
         self.register_with_pegasus()
         (ROOT / "usr/bin/cimprovider").write_text("#!/bin/sh\necho Cannot connect\nexit 1\n")
-        self.assertIn("cimprovider -d -m hddtest; cimprovider -r -m hddtest;", self.remove())
+        self.assertIn("\ncimprovider -r -m hddtest\n", self.remove())
         self.assertEqual(self.registered(), ["var/lib/hddtest/registrations"])
 
     def test_an_upgrade_tells_to_register_again_where_it_is_registered(self):

@@ -1,0 +1,1 @@
+"""Registers the hard-disk self-test with object managers, for hddtest-register."""

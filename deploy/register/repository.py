@@ -1,0 +1,149 @@
+"""sfcb's repository, built anew beside the one that is in use, which it replaces when it is good.
+
+`sfcbrepos -f` moves the old repository away before it compiles, so a fault in anybody's classes
+would leave the providers of the whole machine without one.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import tempfile
+
+from register.machine import Failure, attempt, complain, say
+from register.notes import FOLDER
+
+# A faulty class may leave the exit status 0. The word is looked for, not names such as
+# CIM_Error.mof, nor counts of none.
+NO_ERROR = re.compile(r"(?:^|[^a-z0-9])(?:no|0) errors?", re.IGNORECASE)
+ERROR = re.compile(r"(?:^|[^a-z0-9_./-])errors?\.?(?:[^a-z0-9_./-]|$)", re.IGNORECASE)
+
+COPIES = f"{FOLDER}/before"
+
+
+def tells_an_error(output):
+    return any(ERROR.search(line) and not NO_ERROR.search(line) for line in output.splitlines())
+
+
+def like(path, other):
+    """Gives the path rights and owner of the other one."""
+    status = other.stat()
+    os.chown(path, status.st_uid, status.st_gid)
+    path.chmod(status.st_mode & 0o7777)
+
+
+class Repository:
+    """Used with `with`: a folder of its own in the registration folder, which goes at the end. What
+    it holds of the old repository is kept if it could not be put back."""
+
+    def __init__(self, machine, registrations):
+        self._folder = machine.path(registrations)
+        if not self._folder.is_dir():
+            raise Failure(f"{registrations} is no folder: name the one in which sfcb keeps its "
+                          "repository with --registrations DIR")
+        self._away = []  # moved out of the registration folder
+
+    def __enter__(self):
+        self.work = pathlib.Path(tempfile.mkdtemp(prefix=".hddtest-register.", dir=self._folder))
+        self._new, self._old = self.work / "new", self.work / "old"
+        self._new.mkdir()
+        self._old.mkdir()
+        return self
+
+    def __exit__(self, *_):
+        if self._away:
+            complain(f"{self._old} has what was in {self._folder} before: move it back")
+        else:
+            shutil.rmtree(self.work)
+
+    def build(self, stage, schema):
+        """While sfcb may run: what it uses is not touched."""
+        say("Building the repository anew, beside the one in use")
+        options = ["-f", "-r", self._new, "-s", stage] + (["-c", schema] if schema else [])
+        answer = attempt("sfcbrepos", *options)
+        if answer.status != 0 or tells_an_error(answer.output) or not any(self._new.iterdir()):
+            raise Failure("the repository could not be built")
+
+    def replace(self, undo):
+        """While sfcb does not run. Undone if a later step fails; settle() ends that."""
+        say("Replacing the repository")
+        for new in sorted(self._new.iterdir()):
+            old = self._folder / new.name
+            if os.path.lexists(old):
+                self._take_over(old, new)
+                undo.push(str(old), self._back, new.name)
+                old.rename(self._old / new.name)
+                self._away.append(new.name)
+            undo.push(str(old), self._withdraw, new.name)
+            new.rename(old)
+
+    def settle(self):
+        self._away.clear()
+
+    def _withdraw(self, name):
+        if os.path.lexists(self._folder / name):
+            (self._folder / name).rename(self._new / name)
+
+    def _back(self, name):
+        if name in self._away:
+            (self._old / name).rename(self._folder / name)
+            self._away.remove(name)
+
+    def _take_over(self, old, new):
+        """What was put into the repository besides what is compiled, the instances of others, and
+        who may read it."""
+        like(new, old)
+        if old.is_symlink() or not old.is_dir() or not new.is_dir():
+            return
+        for folder, folders, files in os.walk(old):
+            place = new / pathlib.Path(folder).relative_to(old)
+            folders[:] = [name for name in folders if (place / name).is_dir()]
+            for name in folders:
+                like(place / name, pathlib.Path(folder, name))
+            for name in files:
+                if not os.path.lexists(place / name):
+                    shutil.copy2(pathlib.Path(folder, name), place / name, follow_symlinks=False)
+                if not (place / name).is_symlink():
+                    like(place / name, pathlib.Path(folder, name))
+
+
+def copy_name(registrations):
+    return COPIES + registrations.rstrip("/")
+
+
+def has_copy(machine, registrations):
+    """It stays then: what would replace it may be broken."""
+    return machine.is_there(copy_name(registrations))
+
+
+def keep_copy(machine, registrations, work):
+    """Of what was there before the first registration."""
+    name = copy_name(registrations)
+    say(f"Keeping a copy of {registrations} in {name}")
+    machine.make_folders(os.path.dirname(name))
+    source, copy = machine.path(registrations), machine.path(name)
+    new = copy.with_name(copy.name + ".hddtest-new")
+    if new.exists():  # of a run that was ended
+        shutil.rmtree(new)
+    shutil.copytree(source, new, symlinks=True, copy_function=copy_file,
+                    ignore=lambda folder, names: [one for one in names
+                                                  if pathlib.Path(folder, one) == work])
+    for folder, folders, _ in os.walk(source):
+        folders[:] = [one for one in folders if pathlib.Path(folder, one) != work]
+        like(new / pathlib.Path(folder).relative_to(source), pathlib.Path(folder))
+    new.rename(copy)
+
+
+def copy_file(source, target):
+    shutil.copy2(source, target)
+    like(pathlib.Path(target), pathlib.Path(source))
+
+
+def drop_copy(machine, registrations):
+    """When the registration was taken back."""
+    name = copy_name(registrations)
+    path = machine.path(name, follow=False)
+    if path.is_dir() and not path.is_symlink():
+        shutil.rmtree(path)
+    machine.remove([f"{one}/" for one in pathlib.PurePosixPath(name).parents
+                    if one.is_relative_to(COPIES)])
