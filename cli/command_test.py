@@ -4,6 +4,7 @@
 """
 
 import json
+import re
 import shutil
 import subprocess
 
@@ -152,6 +153,15 @@ class Check(CommandTest):
 
 
 class CommandLine(CommandTest):
+    def test_arguments_have_names_that_every_version_of_the_command_line_library_takes(self):
+        self.run_command("--help")
+        commands = re.findall(r"^  ([a-z]+) ", self.output, re.MULTILINE)
+        self.assertIn("invoke", commands)
+        for command in commands:
+            self.run_command(command, "--help")
+            usage = re.search(r"^Usage: .*\[OPTIONS\](.*)$", self.output, re.MULTILINE)[1]
+            self.assertRegex(usage, r"^( \[?[A-Z]+(\.\.\.)?\]?)*$", command)
+
     def test_version(self):
         self.run_command("--version")
         self.expect(0)

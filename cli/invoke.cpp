@@ -64,7 +64,7 @@ Command invoke_command(const Invocation& invocation) {
           "object with the return value as \"return\" and output parameters by name in \"out\".",
           {{"PATH", &options->path, "The instance, as 'enumerate' prints it, or a class"},
            {"METHOD", &options->method, "The method"},
-           {"NAME=VALUE", &options->arguments, "Arguments; arrays as NAME=1,2,3"}},
+           {"ARGUMENT", &options->arguments, "Arguments as NAME=VALUE; arrays as NAME=1,2,3"}},
           [&invocation, options] { return invoke(*options, invocation); }};
 }
 
