@@ -9,7 +9,7 @@
 build_packages="g++ cmake ninja-build python3 libexpat1-dev libcli11-dev nlohmann-json3-dev
  libfmt-dev libmicrohttpd-dev libgnutls28-dev libcrypt-dev libgtest-dev libgmock-dev"
 run_packages="smartmontools hwinfo"
-lab_packages="qemu-system-x86 perl-base xz-utils binutils libkmod2"
+lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsystemd-shared"
 test_packages="sblim-wbemcli openssl systemd lintian dpkg-dev man-db logrotate"
 lint_packages="clang-format clang-tidy"
 bench_packages="libbenchmark-dev hwinfo"
