@@ -20,18 +20,24 @@ import unittest
 PROGRAM = pathlib.Path(sys.argv[1]).resolve()
 BUILD = PROGRAM.parent.parent
 
-# After the start of a test, the log shows $POLLS reads in progress and then $RESULT.
+# After the start of a test, the log shows $POLLS reads in progress and then $RESULT, or, with $GONE,
+# smartctl says that and fails. $INFORMATION and $LOG come before what is said at first.
 STAND_IN = r"""#!/bin/sh
 for device; do :; done
 state=${0%/*}/state.$(printf %s "$device" | tr -c '[:alnum:]' _)
 case $1 in
 --version) echo 'smartctl 7.3 stand-in' ;;
--i) rm -f "$state"
+-i) [ -e "$state" ] && [ "$(wc -l < "$state")" -gt "${POLLS:-0}" ] && rm "$state"
     case ${NO_SMART:-none} in *"$device"*) exit 0 ;; esac
+    printf '%b' "$INFORMATION"
     echo "SMART support is: ${SMART:-Enabled}"
     exit "${INFORMATION_STATUS:-0}" ;;
--t) : > "$state"; exit "${START_STATUS:-0}" ;;
--l) echo 'SMART Self-test log structure revision number 1'
+-t) printf '%b' "$START"
+    [ "${START_STATUS:-0}" = 0 ] && : > "$state"
+    exit "${START_STATUS:-0}" ;;
+-l) [ -e "$state" ] && [ -n "$GONE" ] && { printf '%b' "$GONE"; exit 2; }
+    [ -e "$state" ] || printf '%b' "$LOG"
+    echo 'SMART Self-test log structure revision number 1'
     [ -e "$state" ] || exit 0
     echo x >> "$state"
     if [ "$(wc -l < "$state")" -le "${POLLS:-0}" ]
@@ -44,8 +50,8 @@ esac
 """
 
 MESSAGES = """<?xml version="1.0" encoding="UTF-8"?><diaganalysis version="1">
-<diagnostictest name="Hard Drive: Self Test"><result state="{state}"><errorcode>E</errorcode>
-<msg>{text}</msg></result></diagnostictest></diaganalysis>"""
+<diagnostictest name="Hard Drive: Self Test">{results}</diagnostictest></diaganalysis>"""
+RESULT = '<result state="{state}"><errorcode>E</errorcode><msg>{text}</msg></result>'
 
 # Prints the file of its argument: $folder/disk or $folder/usb.
 HWINFO = r"""#!/bin/sh
@@ -130,11 +136,13 @@ class CommandTest(unittest.TestCase):
         hwinfo.chmod(0o755)
         self.environment["HVX_SYSFS_ROOT"] = str(root)
 
-    def data_folder(self, state="passed", text="T"):
+    def data_folder(self, states=("passed",), text="T"):
+        """Without a message for every state, no drive is tested."""
         data = self.folder / "data"
         (data / "hddtest").mkdir(parents=True)
         shutil.copy(BUILD / "share/hddtest/hddtest.reg", data / "hddtest")
-        (data / "hddtest/hddtest.msg.xml").write_text(MESSAGES.format(state=state, text=text))
+        (data / "hddtest/hddtest.msg.xml").write_text(MESSAGES.format(
+            results="".join(RESULT.format(state=state, text=text) for state in states)))
         return data
 
     def on_terminal(self, *arguments, columns=60, **environment):

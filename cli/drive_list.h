@@ -21,7 +21,6 @@ struct Drive {
   std::string connection{};  // such as "SATA" or "SAS/RAID (megaraid_sas)"
 
   bool testable() const { return reason.empty(); }
-  bool worth_testing() const { return testable() && smart == true; }
 };
 
 // Whether what "smartctl -i" printed, ending with that status (-1: it did not exit), says that

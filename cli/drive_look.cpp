@@ -125,10 +125,10 @@ Answer ask(std::vector<std::string> arguments, const std::string& device) {
   return answer;
 }
 
-// smartctl's exit status as the engine takes it.
-bool step_failed(int status) { return (status & 15) != 0; }
-
 }  // namespace
+
+// Higher bits tell of the drive's past.
+bool step_failed(int status) { return (status & 15) != 0; }
 
 std::string_view complaint_of(std::string_view output) {
   std::string_view found;
@@ -195,7 +195,22 @@ DriveLook read_look(const Answer& information, const Answer& log, const Answer& 
   return look;
 }
 
+DriveLook read_refusal(const Answer& start) {
+  DriveLook look;
+  read_failure(start, look);
+  look.remaining = told_remaining(start.output);
+  if (contains(start.output, "Can't start self-test without aborting current test"))
+    look.readiness = Readiness::running;
+  else if (contains(start.output, "Self-test functions not supported") ||
+           contains(start.output, "[unsupported scsi opcode]"))
+    look.readiness = Readiness::no_self_test;
+  return look;
+}
+
 DriveLook look_at(const std::string& device) {
+  // smartctl would take it for an option.
+  if (device.empty() || device.starts_with('-'))
+    return {.readiness = Readiness::no_device, .words = "not the name of a device"};
   if (NKVRHVX20::FindProgram("smartctl").empty()) return {.readiness = Readiness::no_smartctl};
   const Answer information = ask({"-i"}, device);
   if (read_information(information).readiness != Readiness::ready)
@@ -233,14 +248,31 @@ std::string readiness_words(const DriveLook& look) {
   return "unknown";
 }
 
+std::string_view readiness_cause(Readiness readiness) {
+  constexpr std::string_view words[] = {"",
+                                        "running",
+                                        "smart-off",
+                                        "no-smart",
+                                        "not-understood",
+                                        "no-self-test",
+                                        "no-permission",
+                                        "no-device",
+                                        "no-smartctl",
+                                        "no-answer",
+                                        "refused"};
+  return words[static_cast<std::size_t>(readiness)];
+}
+
+std::string name_in_command(const std::string& device) {
+  constexpr std::string_view plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/_.:+,@-";
+  const bool usable = !device.empty() && device.size() <= longest_text && device.front() != '-' &&
+                      device.find_first_not_of(plain) == std::string::npos;
+  return usable ? device : "DEVICE";
+}
+
 std::string readiness_reason(const DriveLook& look, const std::string& device) {
-  // A device that is no plain name is not put into a command line for somebody to copy.
-  const bool plain =
-      !device.empty() &&
-      device.find_first_not_of(
-          "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/_.:+,@-") ==
-          std::string::npos;
-  const std::string name = plain ? device : "DEVICE";
+  const std::string name = name_in_command(device);
   switch (look.readiness) {
     case Readiness::ready:
       return {};

@@ -49,6 +49,13 @@ DriveLook read_look(const Answer& information, const Answer& log, const Answer& 
 // Only the answer of "smartctl -i": ready stands for a drive with SMART on.
 DriveLook read_information(const Answer& information);
 
+// Why smartctl did not start a test ("smartctl -t short"), by an answer whose status says that it
+// did not: running where it refused to end another test for it.
+DriveLook read_refusal(const Answer& start);
+
+// Whether smartctl's exit status fails a step of the module's test.
+bool step_failed(int status);
+
 // Asks smartctl, which changes nothing; blocks for 30 seconds at most per call. Must not be called
 // while the module tests the drive. May be called from any thread.
 DriveLook look_at(const std::string& device);
@@ -61,6 +68,12 @@ std::optional<int> told_remaining(std::string_view output);
 
 // In a few words, for a column: "ready", "test running, 90% remaining", "SMART is off".
 std::string readiness_words(const DriveLook& look);
+
+// The same as one word for programs: "smart-off".
+std::string_view readiness_cause(Readiness readiness);
+
+// Whether a name may stand in a command that somebody copies: a plain one, and no option.
+std::string name_in_command(const std::string& device);
 
 // Why the drive cannot be tested now, and what to do, on one line; empty when it is ready.
 std::string readiness_reason(const DriveLook& look, const std::string& device);

@@ -8,6 +8,7 @@
 
 #include "cli/log_listener.h"
 #include "cli/manager.h"
+#include "cli/run_evidence.h"
 
 namespace cli {
 namespace {
@@ -43,21 +44,24 @@ std::optional<Instance> find_by_id(broker::ObjectManager& manager, std::string_v
   return found;
 }
 
-void ask(broker::ObjectManager& manager, const std::string& device, DriveResult& result) {
+// Has the module test the drive; the outcome that it recorded.
+std::optional<Outcome> ask(broker::ObjectManager& manager, const std::string& device,
+                           DriveResult& result) {
   const broker::MethodResult answer = manager.invoke_method(
       service_path(), "RunDiagnostic", {{"ManagedElement", drive_path(device)}});
   const broker::Value* const job = answer.find("Job");
-  if (!job || job->is_null()) return;
+  if (!job || job->is_null()) return std::nullopt;
   const broker::Value* const id = job->as_path().key("InstanceID");
-  if (!id) return;
+  if (!id) return std::nullopt;
   if (const auto made = find_by_id(manager, "KAVRO_HDDTest_ConcreteJob", id->as_text()))
     result.job = to_json(*made);
   const auto record =
       find_by_id(manager, "KAVRO_HDDTest_DiagnosticCompletionRecord", id->as_text());
-  if (!record) return;
+  if (!record) return std::nullopt;
   result.record = to_json(*record);
   const broker::Value* const state = record->property("CompletionState");
-  if (state && !state->is_null()) result.outcome = outcome_of(state->as_unsigned());
+  if (!state || state->is_null()) return std::nullopt;
+  return outcome_of(state->as_unsigned());
 }
 
 }  // namespace
@@ -69,26 +73,59 @@ std::optional<std::string> refusal(const std::string& path) {
   return std::nullopt;
 }
 
+DriveResult not_tested(std::string device, std::string cause, std::string reason) {
+  return {.device = std::move(device),
+          .verdict = {.cause = std::move(cause), .reason = std::move(reason)}};
+}
+
+namespace {
+
+void run_module(broker::ObjectManager& manager, const std::string& device,
+                const std::function<void(const Progress&)>& changed, DriveResult& result) {
+  std::mutex lock;
+  Progress progress;
+  RunEvidence evidence;
+  std::optional<Outcome> recorded;
+  std::string fault;
+  {
+    const LogListener listener([&](int severity, const std::string& text) {
+      const std::lock_guard guard(lock);
+      evidence.take(severity, text);
+      if (progress.take(severity, text)) changed(progress);
+    });
+    try {
+      recorded = ask(manager, device, result);
+    } catch (const broker::Error& error) {
+      fault = error_text(error);
+    }
+  }
+  result.entry = progress.entry();
+  result.verdict = verdict_of(recorded, evidence, device);
+  if (result.verdict.cause == cause_not_ended && !result.verdict.remaining)
+    result.verdict = verdict_after(look_at(device), device);
+  if (!result.verdict.outcome && result.verdict.cause.empty()) {
+    if (fault.empty()) fault = progress.reason().value_or("the test left no completion record");
+    result.verdict.cause = cause_module;
+    result.verdict.reason = fault;
+  }
+  // A record that calls the drive failed is shown only where it did.
+  if (recorded != result.verdict.outcome) result.job = result.record = Json();
+}
+
+}  // namespace
+
 DriveResult test_drive(broker::ObjectManager& manager, const std::string& device,
                        const std::function<void(const Progress&)>& changed) {
   using std::chrono::steady_clock;
   const steady_clock::time_point start = steady_clock::now();
-  DriveResult result{.device = device};
-  std::mutex lock;
-  Progress progress;
-  const LogListener listener([&](int severity, const std::string& text) {
-    const std::lock_guard guard(lock);
-    if (progress.take(severity, text)) changed(progress);
-  });
-  try {
-    ask(manager, device, result);
-  } catch (const broker::Error& error) {
-    result.reason = error_text(error);
-  }
-  const std::lock_guard guard(lock);
-  if (!result.reason) result.reason = progress.reason();
-  if (!result.outcome && !result.reason) result.reason = "the test left no completion record";
-  result.entry = progress.entry();
+  const DriveLook look = look_at(device);
+  DriveResult result{.device = device, .model = look.model, .serial = look.serial};
+  result.begin =
+      std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now());
+  if (look.readiness == Readiness::ready)
+    run_module(manager, device, changed, result);
+  else
+    result.verdict = verdict_of(look, device);
   result.elapsed = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start);
   return result;
 }

@@ -9,29 +9,33 @@
 
 #include "broker/object_manager.h"
 #include "cli/json.h"
-#include "cli/outcome.h"
 #include "cli/progress.h"
+#include "cli/verdict.h"
 
 namespace cli {
 
 struct DriveResult {
   std::string device{};  // as the user named it
-  // Nothing: the drive was not tested, and no record was made.
-  std::optional<Outcome> outcome{};
-  std::optional<std::string>
-      reason{};                        // the last failure that the run noted, or why there was none
-  std::optional<std::string> entry{};  // the entry of the drive's own log that decided
-  Json job{};                          // the instances, null where there is none
+  Verdict verdict{};     // without outcome and cause: see verdict_of()
+  // The entry of the drive's own log that decided.
+  std::optional<std::string> entry{};
+  std::string model{};  // as smartctl prints it; empty where it was not asked or does not say
+  std::string serial{};
+  Json job{};  // the instances; null where there is none, and where they call failed what was not
   Json record{};
+  std::optional<std::chrono::sys_seconds> begin{};  // nothing where nothing was asked
   std::chrono::seconds elapsed{0};
 };
+
+// A drive of which nothing was asked.
+DriveResult not_tested(std::string device, std::string cause, std::string reason);
 
 // Nothing, or why the path is no drive.
 std::optional<std::string> refusal(const std::string& path);
 
-// Tests the drive that the module will know by this text; blocks until it is done, which may be ten
-// minutes. Listens to the core log meanwhile; changed is called when what the drive is doing has
-// changed.
+// Looks at the drive that the module will know by this text, and tests it if it is ready; blocks
+// until it is done, which may be ten minutes. Listens to the core log meanwhile; changed is called
+// when what the drive is doing has changed.
 DriveResult test_drive(broker::ObjectManager& manager, const std::string& device,
                        const std::function<void(const Progress&)>& changed);
 

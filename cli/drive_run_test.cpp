@@ -10,6 +10,7 @@
 #include "cli/log_texts.h"
 #include "cli/manager.h"
 #include "cli/readable.h"
+#include "cli/run_evidence.h"
 #include "platform/support/logger.h"
 
 // What the module calls between two reads of a drive's log.
@@ -25,7 +26,9 @@ constexpr const char* stand_in = R"sh(#!/bin/sh
 cd "${0%/*}"
 case $1 in
 -i) cat information ;;
--t) : > started ;;
+-c) [ ! -e started ] || cat capabilities ;;
+-t) [ ! -e refusal ] || { cat refusal; exit 4; }
+    : > started ;;
 -l) echo 'SMART Self-test log structure revision number 1'
     [ -e started ] || exit 0
     echo x >> reads
@@ -74,8 +77,8 @@ class DriveRun : public testing::Test {
 TEST_F(DriveRun, PassedHasRecordAndJobOfTheRun) {
   write("last", entry("Completed without error       00%"));
   const DriveResult result = test();
-  EXPECT_EQ(result.outcome, Outcome::passed);
-  EXPECT_EQ(result.reason, std::nullopt);
+  EXPECT_EQ(result.verdict.outcome, Outcome::passed);
+  EXPECT_EQ(result.verdict.reason, "");
   EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
   ASSERT_FALSE(result.job.is_null() || result.record.is_null());
   EXPECT_EQ(result.job["InstanceID"], result.record["InstanceID"]);
@@ -94,29 +97,73 @@ TEST_F(DriveRun, LaterRunsFindTheirOwnRecord) {
   }
 }
 
-TEST_F(DriveRun, TimeOutHasItsReason) {
+TEST_F(DriveRun, TimeOutIsNoOutcome) {
   write("last", entry("Self-test routine in progress 10%"));
   const DriveResult result = test();
-  EXPECT_EQ(result.outcome, Outcome::failed);
-  EXPECT_EQ(result.reason, "Self-Test  on /dev/fake does not finish in pre-set time.");
+  EXPECT_EQ(result.verdict.outcome, std::nullopt);
+  EXPECT_EQ(result.verdict.cause, "not-ended");
+  EXPECT_EQ(result.verdict.remaining, 10);
+  EXPECT_TRUE(result.record.is_null()) << "which calls the drive failed";
+}
+
+TEST_F(DriveRun, TimeOutOfASilentLogAsksTheDriveOnceMore) {
+  write("last", "");
+  write("capabilities", "Self-test execution status:      ( 244)\tin progress\n");
+  const DriveResult result = test();
+  EXPECT_EQ(result.verdict.cause, "not-ended");
+  EXPECT_EQ(result.verdict.remaining, 40);
+}
+
+TEST_F(DriveRun, FailureHasWhatTheDriveReported) {
+  write("information", "Device Model:     M 1\nSerial Number:    S1\nSMART support is: Enabled\n");
+  write("last", "# 1  Short offline       Completed: read failure       70%      1217    12345\n");
+  const DriveResult result = test();
+  EXPECT_EQ(result.verdict.outcome, Outcome::failed);
+  EXPECT_EQ(result.verdict.cause, "read-failure");
+  EXPECT_EQ(result.verdict.block, 12345U);
+  EXPECT_EQ(result.verdict.hours, 1217U);
+  EXPECT_EQ(result.model, "M 1");
+  EXPECT_EQ(result.serial, "S1");
+  EXPECT_TRUE(result.record["RecordData"].get<std::string>().starts_with("HDST-100: "));
+}
+
+TEST_F(DriveRun, ADriveThatIsNotReadyIsNotHandedToTheModule) {
+  write("information", "SMART support is: Disabled\n");
+  const DriveResult result = test();
+  EXPECT_EQ(result.verdict.outcome, std::nullopt);
+  EXPECT_EQ(result.verdict.cause, "smart-off");
+  EXPECT_TRUE(result.begin);
+  EXPECT_FALSE(fs::exists(folder_ / "started"));
+}
+
+// Between the look and the start somebody else's test began: the module calls that failed.
+TEST_F(DriveRun, ATestThatBeganMeanwhileIsNoFailure) {
+  write("refusal", "Can't start self-test without aborting current test (70% remaining),\n");
+  const DriveResult result = test();
+  EXPECT_EQ(result.verdict.outcome, std::nullopt);
+  EXPECT_EQ(result.verdict.cause, "running");
+  EXPECT_EQ(result.verdict.remaining, 70);
+  EXPECT_TRUE(result.job.is_null() && result.record.is_null());
 }
 
 TEST_F(DriveRun, RefusedNameHasReasonButNoOutcome) {
   for (const char* device : {"", "-x"}) {
     const DriveResult result = test(device);
-    EXPECT_EQ(result.outcome, std::nullopt);
+    EXPECT_EQ(result.verdict.outcome, std::nullopt);
     EXPECT_TRUE(result.job.is_null() && result.record.is_null());
-    ASSERT_TRUE(result.reason);
-    EXPECT_TRUE(result.reason->starts_with("No test was run: ")) << *result.reason;
+    EXPECT_EQ(result.verdict.cause, "no-device");
+    EXPECT_TRUE(result.verdict.reason.starts_with("not the name of a device"))
+        << result.verdict.reason;
   }
 }
 
 TEST_F(DriveRun, UnreadableLogIsAnErrorOfTheCall) {
   write("last", "no entry\n");  // a log without any, which no drive should print
   const DriveResult result = test();
-  EXPECT_EQ(result.outcome, std::nullopt);
-  ASSERT_TRUE(result.reason);
-  EXPECT_NE(result.reason->find("CIM_ERR_FAILED"), std::string::npos) << *result.reason;
+  EXPECT_EQ(result.verdict.outcome, std::nullopt);
+  EXPECT_EQ(result.verdict.cause, "module-error");
+  EXPECT_NE(result.verdict.reason.find("CIM_ERR_FAILED"), std::string::npos)
+      << result.verdict.reason;
 }
 
 // The table of log texts against the module's own lines.
@@ -151,7 +198,12 @@ TEST_F(DriveRun, ModuleWritesEveryTextOfTheTable) {
     return false;
   };
   for (const LogText& text : step_texts) EXPECT_TRUE(written(text.begins)) << text.begins;
+  for (const AnswerText& text : answer_texts) EXPECT_TRUE(written(text.begins)) << text.begins;
   EXPECT_TRUE(written(poll_text));
+  EXPECT_TRUE(written(still_in_progress_text));
+  RunEvidence evidence;
+  for (const std::string& line : lines) evidence.take(line[0] - '0', line.substr(1));
+  EXPECT_TRUE(evidence.information && evidence.baseline && evidence.started() && evidence.log);
   EXPECT_TRUE(written(latest_entry_text));
   Progress progress;
   bool shown = false;
@@ -167,10 +219,10 @@ TEST_F(DriveRun, EachTextOfEnabledSmartLetsTheEngineTest) {
   for (const std::string_view text : smart_enabled_texts) {
     fs::remove(folder_ / "started");
     write("information", std::string(text) + "\n");
-    EXPECT_EQ(test().outcome, Outcome::passed) << text;
+    EXPECT_EQ(test().verdict.outcome, Outcome::passed) << text;
   }
   write("information", "SMART support is: Available\n");
-  EXPECT_EQ(test().outcome, Outcome::failed);
+  EXPECT_EQ(test().verdict.cause, "no-smart");
 }
 
 TEST_F(DriveRun, TellsOfEachChange) {

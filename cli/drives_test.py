@@ -118,31 +118,38 @@ class RunAll(CommandTest):
     def test_every_testable_drive_with_smart(self):
         self.machine("sda", "sdb", "sdc", "sdd", usb=["sdc"])
         self.run_command("run", NO_SMART="/dev/sdb", BROKEN="/dev/sdd")
-        self.expect(1)
+        self.assertEqual(self.status, 3, "which outranks 1")
         lines = self.output.splitlines()
-        self.assertIn("/dev/sdb: no SMART, not tested", lines)
+        self.assertRegex(self.errors, r"\Ahddtest: /dev/sdb was not tested: it has no SMART .*\n\Z")
         self.assertIn("/dev/sdc: USB, not tested", lines)
         self.assertRegex(self.output, r"(?m)^/dev/sda: passed \(\d:\d\d\): # 1 Short offline ")
-        self.assertRegex(self.output, r"(?m)^/dev/sdd: failed \(\d:\d\d\): # 1 .*read failure")
-        summary = lines.index("4 drives: 1 passed, 1 failed, 2 not tested")
+        self.assertRegex(self.output, r"(?m)^/dev/sdd: failed \(\d:\d\d\): the drive reported: read ")
+        summary = lines.index("4 drives: 1 passed, 1 failed, 1 could not be tested, 1 not tested")
         self.assertEqual(lines[summary + 2], "/dev/sdd:")
         self.assertRegex(lines[summary + 3], "^HDST-100: ")
         self.assertNotIn("HDST-000", self.output, "what passed needs no advice")
 
     def test_json(self):
         self.machine("sda", "sdb", "sdc", usb=["sdc"])
-        drives = json.loads(self.run_command("run", "--json", NO_SMART="/dev/sdb"))
+        drives = json.loads(self.run_command("run", "--json"))
         self.expect(0)
-        self.assertEqual([(drive["device"], drive["outcome"], drive["reason"]) for drive in drives],
-                         [("/dev/sda", "passed", None), ("/dev/sdb", None, "no SMART"),
-                          ("/dev/sdc", None, "USB")])
+        self.assertEqual([(drive["device"], drive["outcome"], drive["reason"], drive["cause"])
+                          for drive in drives],
+                         [("/dev/sda", "passed", None, None), ("/dev/sdb", "passed", None, None),
+                          ("/dev/sdc", None, "USB", "left-out")])
 
     def test_none_can_be_tested(self):
         self.machine("sda", "sdb", usb=["sdb"])
-        self.run_command("run", NO_SMART="/dev/sda")
+        self.run_command("run", SMART="Disabled")
         self.assertEqual(self.status, 3)
-        self.assertEqual(self.output, "/dev/sda: no SMART, not tested\n/dev/sdb: USB, not tested\n"
-                                      "2 drives: 2 not tested\n")
+        self.assertEqual(self.output, "/dev/sdb: USB, not tested\n"
+                                      "2 drives: 1 could not be tested, 1 not tested\n")
+        self.assertRegex(self.errors, r"\Ahddtest: /dev/sda was not tested: SMART is off; .*\n\Z")
+
+    def test_all_are_left_out(self):
+        self.machine("sda", usb=["sda"])
+        self.run_command("run")
+        self.assertEqual(self.status, 3)
         self.assertRegex(self.errors, r"\Ahddtest: no drive was tested: .*\n\Z")
 
     def test_jobs_says_how_many_at_once(self):
@@ -198,11 +205,10 @@ class RunNamed(CommandTest):
         self.run_command("run", "--force", "/dev/sdb")
         self.expect(0)
 
-    def test_tests_what_has_no_smart(self):
+    def test_smart_is_off(self):
         self.machine("sda")
         self.run_command("run", "/dev/sda", SMART="Disabled")
-        self.expect(1)
-        self.assertIn("  Reason:  SMART is not enabled on /dev/sda\n", self.output)
+        self.expect_one_line(3, "/dev/sda was not tested: SMART is off; 'smartctl -s on /dev/sda' ")
 
     def test_a_drive_named_twice_is_tested_once(self):
         self.machine("sda")

@@ -9,30 +9,31 @@ namespace {
 struct StatusText {
   std::string_view text;
   EntryKind kind;
+  std::string_view cause;
 };
 
 // smartctl's texts. Where one is the beginning of another, the longer stands first.
 constexpr StatusText status_texts[] = {
-    {"Completed without error", EntryKind::passed},
-    {"Completed: unknown failure", EntryKind::failed},
-    {"Completed: electrical failure", EntryKind::failed},
-    {"Completed: servo/seek failure", EntryKind::failed},
-    {"Completed: read failure", EntryKind::failed},
-    {"Completed: handling damage??", EntryKind::failed},
-    {"Fatal or unknown error", EntryKind::failed},
-    {"Aborted by host", EntryKind::aborted},
-    {"Interrupted (host reset)", EntryKind::aborted},
-    {"Self-test routine in progress", EntryKind::running},
+    {"Completed without error", EntryKind::passed, ""},
+    {"Completed: unknown failure", EntryKind::failed, "unknown-failure"},
+    {"Completed: electrical failure", EntryKind::failed, "electrical-failure"},
+    {"Completed: servo/seek failure", EntryKind::failed, "servo-seek-failure"},
+    {"Completed: read failure", EntryKind::failed, "read-failure"},
+    {"Completed: handling damage??", EntryKind::failed, "handling-damage"},
+    {"Fatal or unknown error", EntryKind::failed, "unknown-error"},
+    {"Aborted by host", EntryKind::aborted, "aborted"},
+    {"Interrupted (host reset)", EntryKind::aborted, "interrupted"},
+    {"Self-test routine in progress", EntryKind::running, ""},
     // Of SCSI drives.
-    {"Completed, segment failed", EntryKind::failed},
-    {"Completed", EntryKind::passed},
-    {"Failed in first segment", EntryKind::failed},
-    {"Failed in second segment", EntryKind::failed},
-    {"Failed in segment", EntryKind::failed},
-    {"Unknown error, incomplete", EntryKind::failed},
-    {"Aborted (by user command)", EntryKind::aborted},
-    {"Aborted (device reset ?)", EntryKind::aborted},
-    {"Self test in progress", EntryKind::running},
+    {"Completed, segment failed", EntryKind::failed, "segment-failed"},
+    {"Completed", EntryKind::passed, ""},
+    {"Failed in first segment", EntryKind::failed, "segment-failed"},
+    {"Failed in second segment", EntryKind::failed, "segment-failed"},
+    {"Failed in segment", EntryKind::failed, "segment-failed"},
+    {"Unknown error, incomplete", EntryKind::failed, "unknown-error"},
+    {"Aborted (by user command)", EntryKind::aborted, "aborted"},
+    {"Aborted (device reset ?)", EntryKind::aborted, "interrupted"},
+    {"Self test in progress", EntryKind::running, ""},
 };
 
 std::string_view trim(std::string_view text) {
@@ -76,7 +77,7 @@ std::optional<LogEntry> read_entry(std::string_view line) {
   if (!line.starts_with('#')) return std::nullopt;
   std::string_view rest = line.substr(1);
   if (!number<int>(take_word(rest))) return std::nullopt;
-  LogEntry entry{.line = line, .type = {}, .status = trim(rest)};
+  LogEntry entry{.text = trim(rest), .type = {}, .status = trim(rest)};
   std::size_t place = std::string_view::npos;
   for (const StatusText& known : status_texts) {
     // The test's type comes first and may hold a status' beginning only by chance.
@@ -85,6 +86,7 @@ std::optional<LogEntry> read_entry(std::string_view line) {
     place = found;
     entry.kind = known.kind;
     entry.status = known.text;
+    entry.cause = known.cause;
   }
   if (place == std::string_view::npos) return entry;
   entry.type = trim(rest.substr(0, place));
@@ -108,17 +110,20 @@ std::vector<LogEntry> read_entries(std::string_view log) {
   return entries;
 }
 
+std::string_view short_status(const LogEntry& entry) {
+  std::string_view text = entry.status;
+  for (const std::string_view begin : {"Completed: ", "Completed, "})
+    if (text.starts_with(begin)) text.remove_prefix(begin.size());
+  return text.substr(0, text.find_last_not_of("? ") + 1);
+}
+
 bool has_new_entry(std::string_view before, std::string_view after) {
   const std::vector<LogEntry> old = read_entries(before);
   const std::vector<LogEntry> now = read_entries(after);
   if (now.empty()) return false;
-  // The number in front is the place in the log; what it numbers is the same further down.
-  constexpr std::size_t numbered = 3;
-  const auto same = [&](const LogEntry& one, const LogEntry& other) {
-    return trim(one.line.substr(std::min(numbered, one.line.size()))) ==
-           trim(other.line.substr(std::min(numbered, other.line.size())));
-  };
-  return !std::equal(now.begin(), now.end(), old.begin(), old.end(), same);
+  return !std::equal(
+      now.begin(), now.end(), old.begin(), old.end(),
+      [](const LogEntry& one, const LogEntry& other) { return one.text == other.text; });
 }
 
 }  // namespace cli

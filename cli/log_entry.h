@@ -19,19 +19,24 @@ namespace cli {
 enum class EntryKind { passed, failed, aborted, running, unknown };
 
 struct LogEntry {
-  std::string_view line;  // a part of the log
+  std::string_view text;  // the line behind the number, which tells the place only
   std::string_view type;  // "Short offline": what the drive was asked for
   EntryKind kind = EntryKind::unknown;
-  std::string_view status;         // in smartctl's words; the whole line where nobody knows it
+  std::string_view status;         // in smartctl's words; the whole text where nobody knows it
   std::optional<int> remaining{};  // percent; nothing where there is none
   std::optional<std::uint64_t> hours{};  // power-on hours at its end
   std::optional<std::uint64_t> block{};  // the first bad one
+
+  std::string_view cause{};  // a word for programs, such as "read-failure"; empty: passed, unknown
 
   bool is_short() const;  // whether it is of a test like ours
 };
 
 // The entries, the newest first; their texts are parts of the log.
 std::vector<LogEntry> read_entries(std::string_view log);
+
+// The status as a part of a sentence: "read failure".
+std::string_view short_status(const LogEntry& entry);
 
 // Whether the newest entry came between the two: the logs' entries differ, numbers aside.
 bool has_new_entry(std::string_view before, std::string_view after);

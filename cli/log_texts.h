@@ -41,11 +41,27 @@ inline constexpr LogText step_texts[] = {
 inline constexpr std::string_view poll_text = "Current Self-Test logs: \n";
 inline constexpr std::string_view in_progress_text = "in progress";
 
+// What smartctl answered in a step: its exit status follows, then a line that holds
+// smart_message_text, then what it printed.
+struct AnswerText {
+  std::string_view begins;
+  Step step;
+};
+
+inline constexpr AnswerText answer_texts[] = {
+    {"Check SMART support status: ErrorRet = ", Step::checking},
+    {"Retrieve test logs: ErrorRet = ", Step::reading},
+    {"Trigger Self-Test: ErrorRet = ", Step::starting},
+};
+
 // What smartctl printed in a step follows. The line of it that says why a step failed holds one of
 // its complaints.
 inline constexpr std::string_view smart_message_text = "Smart Message";
 inline constexpr std::string_view smart_complaints[] = {"failed", "Unable", "Unknown USB bridge",
                                                         "Can't start self-test"};
+
+// A read of the log found a test in progress.
+inline constexpr std::string_view still_in_progress_text = "Test is in progress, continue to wait";
 
 // The entry of the drive's log that decided the outcome.
 inline constexpr std::string_view latest_entry_text = "Latest log: ";

@@ -18,6 +18,7 @@
 #include "cli/run_report.h"
 #include "cli/text.h"
 #include "cli/worker.h"
+#include "results/message_file.h"
 
 namespace cli {
 namespace {
@@ -35,12 +36,15 @@ constexpr const char* description =
     "Tests the named drives, or all that can be tested; takes minutes.";
 
 constexpr const char* footer =
-    "Without DEVICE every drive is tested that 'hddtest drives' calls testable and that has\n"
-    "SMART switched on.\n"
-    "Exit status: 3 if any drive could not be tested, else 1 if one failed, else 2\n"
-    "if one was aborted or does not support the test, else 0. Drives that are left out\n"
-    "because no DEVICE was named do not count. Ctrl-C ends the command (130 in a shell),\n"
-    "but not the tests in the drives: 'smartctl -X DEVICE' does.";
+    "Without DEVICE every drive is tested but those that the module leaves out, such as\n"
+    "drives on USB. A drive is called failed only where it reported an error itself, or\n"
+    "went during its test; where no test could be made, or its end is not known, the\n"
+    "reason and what to do stand on one line of standard error.\n"
+    "Exit status: 3 if a drive could not be tested or its result is not known, else 1 if\n"
+    "one failed, else 2 if one was aborted or has no self-test, else 0. So 3 does not say\n"
+    "that none failed: with --json each drive has a status of its own. Drives that are\n"
+    "left out because no DEVICE was named do not count. Ctrl-C ends the command (130 in a\n"
+    "shell), but not the tests in the drives: 'smartctl -X DEVICE' does.";
 
 // A drive that is being tested.
 struct Running {
@@ -69,8 +73,8 @@ class Run {
     std::vector<PlannedDrive> plan = make_plan();
     std::unique_lock guard(lock_);
     plan_ = std::move(plan);
-    for (const PlannedDrive& drive : plan_) results_.push_back({.device = drive.name});
-    ended_.resize(plan_.size());
+    for (const PlannedDrive& drive : plan_)
+      results_.push_back(not_tested(drive.name, "interrupted-command", "interrupted"));
     for (std::size_t next = 0; next < plan_.size() || !running_.empty();) {
       while (next < plan_.size() && static_cast<int>(running_.size()) < options_.jobs)
         start(next++);
@@ -88,9 +92,16 @@ class Run {
   }
 
   std::vector<PlannedDrive> make_plan() const {
+    // Without it a test leaves no record; the drive would be tested for nothing.
+    if (const auto faults = results::message_file_faults(places_.message_file); !faults.empty()) {
+      const std::string fault = places_.message_file.string() + ": " + faults.front() +
+                                "; mend it or reinstall hddtest, or name its data with --data";
+      if (every_drive()) throw Failure("no drive was tested: " + fault);
+      return plan_none(options_.devices, "message-file", fault);
+    }
     if (options_.force) return plan_forced(options_.devices);
     const auto manager = make_manager(places_);
-    const std::vector<Drive> drives = list_drives(*manager, every_drive());
+    const std::vector<Drive> drives = list_drives(*manager, false);
     if (!every_drive()) return plan_named(options_.devices, places_, drives);
     if (drives.empty()) throw Failure("there is no drive on this machine");
     return plan_all(drives);
@@ -99,13 +110,13 @@ class Run {
   void start(std::size_t index) {
     const PlannedDrive& drive = plan_[index];
     if (drive.reason) {
-      finish(index, {.device = drive.name, .reason = drive.reason});
+      finish(index, not_tested(drive.name, drive.cause, *drive.reason));
       return;
     }
     try {
       running_.emplace_back(places_, drive, index);
     } catch (const Failure& failure) {
-      finish(index, {.device = drive.name, .reason = failure.what()});
+      finish(index, not_tested(drive.name, std::string(cause_module), failure.what()));
     }
   }
 
@@ -160,15 +171,15 @@ class Run {
     Output& output = standard_output();
     const bool left_out = every_drive() && plan_[index].reason;
     if (left_out) {
-      if (!json_) output.write(escape(result.device + ": " + *result.reason) + ", not tested\n");
-    } else if (!result.outcome) {
-      const std::string name = result.device.empty() ? "''" : result.device;
-      complain(name + " was not tested: " + *result.reason);
+      if (!json_)
+        output.write(escape(result.device + ": " + result.verdict.reason) + ", not tested\n");
+    } else if (!result.verdict.outcome) {
+      complain(complaint(result));
     } else if (!json_) {
-      output.write(every_drive() ? short_report(result, output) : full_report(result, output));
+      output.write(every_drive() ? short_report(result, output)
+                                 : full_report(result, plan_.size() == 1, output));
     }
     results_[index] = std::move(result);
-    ended_[index] = true;
   }
 
   int end() {
@@ -178,17 +189,16 @@ class Run {
     for (std::size_t i = 0; i < results_.size(); ++i) {
       if (every_drive() && plan_[i].reason) continue;
       tested.push_back(results_[i]);
-      outcomes.push_back(results_[i].outcome);
+      outcomes.push_back(results_[i].verdict.outcome);
     }
-    if (every_drive()) {
-      const std::size_t left_out = results_.size() - tested.size();
-      if (!json_) standard_output().write(summary(tested, left_out, standard_output()));
-      if (tested.empty()) {
-        complain(geteuid() == 0 ? "no drive was tested: smartctl finds SMART switched on on none; "
-                                  "'hddtest check' tells whether it works"
-                                : "no drive was tested; run hddtest as root");
-        return status_cannot;
-      }
+    Output& output = standard_output();
+    if (every_drive() && !json_) output.write(summary(tested, results_.size() - tested.size()));
+    if (plan_.size() > 1 && !json_) output.write(advice(tested, output));
+    if (every_drive() && tested.empty()) {
+      complain(
+          "no drive was tested: the module leaves all of them out; --force tests a DEVICE all "
+          "the same");
+      return status_cannot;
     }
     return exit_status(outcomes);
   }
@@ -217,8 +227,6 @@ class Run {
                (several ? " DEVICE (" + testing.substr(1) + ")" : testing));
     }
     running_.clear();
-    for (std::size_t i = 0; i < results_.size(); ++i)
-      if (!ended_[i]) results_[i].reason = "interrupted";
     if (json_) standard_output().write(array());
   }
 
@@ -229,21 +237,26 @@ class Run {
   std::mutex lock_;  // over output and what follows, for the thread that takes signals
   std::vector<PlannedDrive> plan_;
   std::vector<DriveResult> results_;  // of the plan's drives
-  std::vector<bool> ended_;
   std::list<Running> running_;
 };
+
+std::string line_of(const std::exception& error) {
+  const auto* const answer = dynamic_cast<const broker::Error*>(&error);
+  return answer ? error_text(*answer) : error.what();
+}
 
 int run(const RunOptions& options, const Invocation& invocation) {
   const Places places = find_places(invocation.data);
   if (options.worker) return work(places, options.devices.at(0));
   if (options.force && options.devices.empty())
     throw Failure("--force needs a DEVICE: name the drives that are to be tested");
-  if (const std::string fault = reading_fault(places.message_file); !fault.empty()) {
-    throw Failure(
-        "no drive was tested, since no record could be made: " + places.message_file.string() +
-        ": " + fault + "; reinstall hddtest, or name its data with --data");
+  try {
+    return Run(options, invocation.json, places).all();
+  } catch (const std::exception& error) {
+    if (invocation.json)
+      standard_output().write(dump(Json::array({run_json_failure(line_of(error))})));
+    throw;
   }
-  return Run(options, invocation.json, places).all();
 }
 
 }  // namespace

@@ -44,11 +44,13 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
   const std::string device = target(path);
   for (const Drive& drive : drives) {
     if (drive.device != device && drive.device != path) continue;
-    if (drive.testable()) return {name, drive.device, opening_fault(drive.device)};
-    return {name, drive.device, drive.reason + "; --force tests it all the same"};
+    if (drive.testable()) return {name, drive.device, opening_fault(drive.device), "no-permission"};
+    return {name, drive.device, drive.reason + "; --force tests it all the same", "left-out"};
   }
-  if (const auto why = refusal(path)) return {name, path, *why};
-  return {name, path, "not one of the drives that 'hddtest drives' lists; --force tests it"};
+  if (const auto why = refusal(path))
+    return {name, path, *why + "; 'hddtest drives' lists the drives that there are", "no-device"};
+  return {name, path, "not one of the drives that 'hddtest drives' lists; --force tests it",
+          "left-out"};
 }
 
 }  // namespace
@@ -66,13 +68,20 @@ std::vector<PlannedDrive> plan_named(const std::vector<std::string>& names, cons
   return plan;
 }
 
+std::vector<PlannedDrive> plan_none(const std::vector<std::string>& names, const std::string& cause,
+                                    const std::string& reason) {
+  std::vector<PlannedDrive> plan;
+  for (const std::string& name : names) plan.push_back({name, name, reason, cause});
+  return plan;
+}
+
 std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives) {
   std::vector<PlannedDrive> plan;
   for (const Drive& drive : drives) {
-    if (drive.worth_testing())
+    if (drive.testable())
       plan.push_back({drive.device, drive.device});
     else
-      plan.push_back({drive.device, drive.device, drive.testable() ? "no SMART" : drive.reason});
+      plan.push_back({drive.device, drive.device, drive.reason, "left-out"});
   }
   return plan;
 }

@@ -14,6 +14,7 @@ struct PlannedDrive {
   std::string name;                     // as the user named it
   std::string device;                   // as the module will know it
   std::optional<std::string> reason{};  // why it is not tested
+  std::string cause{};                  // the same as one word for programs
 };
 
 // Without discovery: every name is passed on as it stands. Names that mean one drive are one.
@@ -24,7 +25,11 @@ std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names);
 std::vector<PlannedDrive> plan_named(const std::vector<std::string>& names, const Places& places,
                                      const std::vector<Drive>& drives);
 
-// Every drive of the machine.
+// The named drives, none of which is tested.
+std::vector<PlannedDrive> plan_none(const std::vector<std::string>& names, const std::string& cause,
+                                    const std::string& reason);
+
+// Every drive of the machine: those that discovery offers, and the others with its reason.
 std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives);
 
 }  // namespace cli

@@ -4,8 +4,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "cli/run_report.h"
-
 namespace cli {
 namespace {
 
@@ -18,13 +16,14 @@ std::vector<Drive> drives() {
           {.device = "/dev/d", .reason = "", .smart = std::nullopt}};
 }
 
-TEST(PlanAll, TestsWhatIsTestableAndHasSmart) {
+TEST(PlanAll, TestsWhatDiscoveryOffers) {
   const std::vector<PlannedDrive> plan = plan_all(drives());
   ASSERT_EQ(plan.size(), 4U);
   EXPECT_EQ(plan[0].reason, std::nullopt);
-  EXPECT_EQ(plan[1].reason, "no SMART");
+  EXPECT_EQ(plan[1].reason, std::nullopt) << "what it is ready for is asked right before the test";
   EXPECT_EQ(plan[2].reason, "USB");
-  EXPECT_EQ(plan[3].reason, "no SMART");
+  EXPECT_EQ(plan[2].cause, "left-out");
+  EXPECT_EQ(plan[3].reason, std::nullopt);
 }
 
 TEST(PlanNamed, DoesNotAskForSmart) {
@@ -54,8 +53,9 @@ TEST(PlanNamed, FollowsLinks) {
 
 TEST(PlanNamed, SaysWhatIsNoDrive) {
   const std::vector<PlannedDrive> plan = plan_named({"/dev/null", "none"}, {.start = "/"}, {});
-  EXPECT_EQ(plan[0].reason, "not a block device");
-  EXPECT_EQ(plan[1].reason, "No such file or directory");
+  EXPECT_EQ(plan[0].reason, "not a block device; 'hddtest drives' lists the drives that there are");
+  EXPECT_EQ(plan[1].reason,
+            "No such file or directory; 'hddtest drives' lists the drives that there are");
 }
 
 TEST(PlanNamed, SaysWhatMayNotBeOpened) {
@@ -84,18 +84,6 @@ TEST(PlanForced, PassesNamesOn) {
   ASSERT_EQ(plan.size(), 2U);
   EXPECT_EQ(plan[0].device, "./x");
   EXPECT_EQ(plan[1].device, "-y");
-}
-
-TEST(Summary, CountsAndAdvisesOnce) {
-  const Output none(-1);
-  const Json record = {{"RecordData", "X: text\n1. do"}};
-  const DriveResult passed{.device = "a", .outcome = Outcome::passed, .record = record};
-  const DriveResult failed{.device = "b", .outcome = Outcome::failed, .record = record};
-  EXPECT_EQ(summary({passed}, 0, none), "1 drive: 1 passed\n");
-  EXPECT_EQ(summary({passed, {.device = "c", .reason = "y"}}, 2, none),
-            "4 drives: 1 passed, 1 could not be tested, 2 not tested\n");
-  EXPECT_EQ(summary({failed, failed, passed}, 0, none),
-            "3 drives: 1 passed, 2 failed\n\nb, b:\nX: text\n1. do\n");
 }
 
 }  // namespace

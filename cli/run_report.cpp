@@ -1,5 +1,6 @@
 #include "cli/run_report.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -10,72 +11,158 @@
 namespace cli {
 namespace {
 
+constexpr int format = 1;  // of the objects of --json
+
 Colour colour_of(Outcome outcome) {
   return outcome == Outcome::passed   ? Colour::green
          : outcome == Outcome::failed ? Colour::red
                                       : Colour::yellow;
 }
 
+// Drives without self-tests are aborted to programs, as the module has it.
+std::string_view shown_outcome(const Verdict& verdict) {
+  return verdict.cause == cause_no_self_test ? "no self-test" : outcome_word(*verdict.outcome);
+}
+
 std::string outcome_text(const DriveResult& result, const Output& output) {
-  return fmt::format("{}: {} ({})", escape(result.device),
-                     output.coloured(outcome_word(*result.outcome), colour_of(*result.outcome)),
-                     duration_text(result.elapsed));
+  return fmt::format(
+      "{}: {} ({})", escape(result.device),
+      output.coloured(shown_outcome(result.verdict), colour_of(*result.verdict.outcome)),
+      duration_text(result.elapsed));
+}
+
+// "MODEL, serial number SERIAL", of which any part may be unknown.
+std::string identity(const DriveResult& result) {
+  std::string text = result.model;
+  if (!result.serial.empty())
+    text += (text.empty() ? "serial number " : ", serial number ") + result.serial;
+  return text;
+}
+
+// "HDST-100", with which the text of a record begins; empty without.
+std::string advice_code(const DriveResult& result) {
+  if (!result.record.is_object()) return {};
+  const std::string text = result.record.value("RecordData", "");
+  const std::size_t end = text.find(": ");
+  return end == std::string::npos ? "" : text.substr(0, end);
+}
+
+std::string advice_text(const DriveResult& result) {
+  const std::string code = advice_code(result);
+  std::string text(advice_for(result.verdict.outcome, result.verdict.cause));
+  return code.empty() || text.empty() ? text : code + ": " + text;
+}
+
+template <class T>
+Json or_null(const std::optional<T>& value) {
+  return value ? Json(*value) : Json();
+}
+
+Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
+
+Json time_json(const DriveResult& result, std::chrono::seconds after) {
+  if (!result.begin) return {};
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z",
+                     fmt::gmtime(std::chrono::system_clock::to_time_t(*result.begin + after)));
 }
 
 }  // namespace
 
-std::string full_report(const DriveResult& result, const Output& output) {
+std::string full_report(const DriveResult& result, bool alone, const Output& output) {
   const std::size_t columns = output.columns();
+  const Verdict& verdict = result.verdict;
   std::string text = outcome_text(result, output) + "\n";
-  if (result.reason) text += labelled("  Reason:  ", *result.reason, columns);
-  if (result.entry) text += labelled("  Log:     ", *result.entry, columns);
-  if (!result.job.is_null())
-    text += labelled("  Job:     ", result.job.value("InstanceID", ""), columns);
-  return text + labelled("  Record:  ", result.record.value("RecordData", ""), columns);
+  const auto add = [&](std::string_view label, const std::string& value) {
+    if (!value.empty()) text += labelled(label, value, columns);
+  };
+  add("  Drive:   ", identity(result));
+  add("  Reason:  ", verdict.reason);
+  add("  Log:     ", result.entry.value_or(""));
+  if (result.job.is_object()) add("  Job:     ", result.job.value("InstanceID", ""));
+  if (verdict.outcome != Outcome::passed)
+    add("  Advice:  ", alone ? advice_text(result) : "");
+  else if (result.record.is_object())
+    add("  Record:  ", result.record.value("RecordData", ""));
+  return text;
 }
 
 std::string short_report(const DriveResult& result, const Output& output) {
   std::string text = outcome_text(result, output);
-  const std::string why = result.reason ? *result.reason : result.entry.value_or("");
+  const std::string& reason = result.verdict.reason;
+  const std::string why = reason.empty() ? result.entry.value_or("") : reason;
   if (!why.empty()) text += ": " + escape(why);
   return text + "\n";
 }
 
-std::string summary(const std::vector<DriveResult>& results, std::size_t left_out,
-                    const Output& output) {
+std::string complaint(const DriveResult& result) {
+  const std::string name = result.device.empty() ? "''" : result.device;
+  const std::string& cause = result.verdict.cause;
+  const bool was_started = cause == cause_not_ended || cause == cause_unknown;
+  return name + (was_started ? ": " : " was not tested: ") + result.verdict.reason;
+}
+
+std::string summary(const std::vector<DriveResult>& results, std::size_t left_out) {
+  constexpr std::string_view no_outcome = "without outcome";
   std::string counts;
   const auto add = [&](std::ptrdiff_t count, std::string_view word) {
     if (count > 0) counts += fmt::format("{}{} {}", counts.empty() ? "" : ", ", count, word);
   };
-  for (const Outcome outcome : {Outcome::passed, Outcome::failed, Outcome::aborted}) {
+  for (const std::string_view word :
+       {"passed", "failed", "aborted", "no self-test", no_outcome.data()}) {
     add(std::count_if(results.begin(), results.end(),
-                      [&](const DriveResult& result) { return result.outcome == outcome; }),
-        outcome_word(outcome));
+                      [&](const DriveResult& result) {
+                        return (result.verdict.outcome ? shown_outcome(result.verdict)
+                                                       : no_outcome) == word;
+                      }),
+        word == no_outcome ? "could not be tested" : word);
   }
-  add(std::count_if(results.begin(), results.end(),
-                    [](const DriveResult& result) { return !result.outcome; }),
-      "could not be tested");
   add(static_cast<std::ptrdiff_t>(left_out), "not tested");
   const std::size_t all = results.size() + left_out;
-  std::string text = fmt::format("{} {}: {}\n", all, all == 1 ? "drive" : "drives", counts);
-  // Each record once, behind the drives that it is of.
-  std::map<std::string, std::string> devices;
+  return fmt::format("{} {}: {}\n", all, all == 1 ? "drive" : "drives", counts);
+}
+
+std::string advice(const std::vector<DriveResult>& results, const Output& output) {
+  std::map<std::string, std::string> drives;
   for (const DriveResult& result : results) {
-    if (!result.outcome || result.outcome == Outcome::passed) continue;
-    std::string& of = devices[result.record.value("RecordData", "")];
-    of += (of.empty() ? "" : ", ") + escape(result.device);
+    const std::string text = advice_text(result);
+    if (text.empty()) continue;
+    std::string& of = drives[text];
+    const std::string drive = escape(identity(result));
+    of += (of.empty() ? "" : ", ") + escape(result.device) +
+          (drive.empty() ? "" : " (" + drive + ")");
   }
-  for (const auto& [record, of] : devices)
-    text += "\n" + of + ":\n" + labelled("", record, output.columns());
-  return text;
+  std::string all;
+  for (const auto& [text, of] : drives)
+    all += "\n" + labelled("", of + ":", output.columns()) + labelled("", text, output.columns());
+  return all;
 }
 
 Json run_json(const DriveResult& result) {
-  return {{"device", result.device},
-          {"outcome", result.outcome ? Json(outcome_word(*result.outcome)) : Json()},
-          {"reason", result.reason ? Json(*result.reason) : Json()},
+  const Verdict& verdict = result.verdict;
+  return {{"format", format},
+          {"device", result.device},
+          {"outcome", verdict.outcome ? Json(outcome_word(*verdict.outcome)) : Json()},
+          {"reason", or_null(verdict.reason)},
           {"job", result.job},
-          {"record", result.record}};
+          {"record", result.record},
+          {"status", exit_status({verdict.outcome})},
+          {"test", "short"},
+          {"cause", or_null(verdict.cause)},
+          {"remaining", or_null(verdict.remaining)},
+          {"block", or_null(verdict.block)},
+          {"hours", or_null(verdict.hours)},
+          {"model", or_null(result.model)},
+          {"serial", or_null(result.serial)},
+          {"begin", time_json(result, {})},
+          {"end", time_json(result, result.elapsed)},
+          {"duration", result.begin ? Json(result.elapsed.count()) : Json()},
+          {"advice", or_null(advice_code(result))}};
+}
+
+Json run_json_failure(const std::string& reason) {
+  Json object = run_json(not_tested("", std::string(cause_module), reason));
+  object["device"] = nullptr;
+  return object;
 }
 
 }  // namespace cli

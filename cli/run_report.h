@@ -9,16 +9,27 @@
 
 namespace cli {
 
-// All that a user who named the drive wants to know: several lines.
-std::string full_report(const DriveResult& result, const Output& output);
+// All that a user who named the drive wants to know: several lines. alone: with what to do, which
+// otherwise comes once for all drives; see advice().
+std::string full_report(const DriveResult& result, bool alone, const Output& output);
 
 // One line of many.
 std::string short_report(const DriveResult& result, const Output& output);
 
-// How many ended how, and each different record of those that did not pass: what to do.
-std::string summary(const std::vector<DriveResult>& results, std::size_t left_out,
-                    const Output& output);
+// The line for a drive without outcome, not escaped.
+std::string complaint(const DriveResult& result);
 
+// How many ended how. left_out: so many more were not to be tested.
+std::string summary(const std::vector<DriveResult>& results, std::size_t left_out);
+
+// What to do about the drives that did not pass, each advice once, behind the drives that it is
+// for.
+std::string advice(const std::vector<DriveResult>& results, const Output& output);
+
+// The drive as an object of the array that --json prints.
 Json run_json(const DriveResult& result);
+
+// What kept all of them from being tested, in the same form, with a device that is null.
+Json run_json_failure(const std::string& reason);
 
 }  // namespace cli

@@ -37,21 +37,12 @@ class Run(CommandTest):
         self.assertIn("\n  Record:  HDST-000: ", self.output)
         self.assertNotIn("Reason:", self.output)
 
-    def test_failed_by_the_drive(self):
-        self.run_command("run", "--force", "/dev/fake", RESULT="Completed: read failure")
-        self.expect(1)
-        self.assertRegex(self.output, r"(?m)^/dev/fake: failed ")
-        self.assertIn("\n  Log:     # 1 Short offline Completed: read failure ", self.output)
-
-    def test_failed_step_has_its_reason(self):
-        self.run_command("run", "--force", "/dev/fake", INFORMATION_STATUS="4")
-        self.expect(1)
-        self.assertIn("\n  Reason:  Check SMART support status /dev/fake Failed\n", self.output)
-
     def test_aborted(self):
         self.run_command("run", "--force", "/dev/fake", RESULT="Aborted by host")
         self.expect(2)
         self.assertRegex(self.output, r"(?m)^/dev/fake: aborted ")
+        self.assertIn("\n  Reason:  the drive reported: Aborted by host\n", self.output)
+        self.assertIn("\n  Advice:  HDST-200: Test again while the machine is idle", self.output)
 
     def test_progress_of_the_drive_in_plain_lines(self):
         self.run_command("run", "--force", "/dev/fake", POLLS="1")
@@ -76,7 +67,11 @@ class Run(CommandTest):
         drives = json.loads(self.run_command("run", "--json", "--force", "/dev/fake"))
         self.expect(0)
         (drive,) = drives
-        self.assertEqual(list(drive), ["device", "outcome", "reason", "job", "record"])
+        self.assertEqual(list(drive), [
+            "format", "device", "outcome", "reason", "job", "record", "status", "test", "cause",
+            "remaining", "block", "hours", "model", "serial", "begin", "end", "duration", "advice"])
+        self.assertEqual((drive["format"], drive["status"], drive["test"]), (1, 0, "short"))
+        self.assertEqual((drive["hours"], drive["advice"]), (1217, "HDST-000"))
         self.assertEqual((drive["device"], drive["outcome"], drive["reason"]),
                          ("/dev/fake", "passed", None))
         job, record = drive["job"], drive["record"]
@@ -86,13 +81,6 @@ class Run(CommandTest):
         self.assertEqual(record["InstanceID"], job["InstanceID"])
         self.assertEqual(record["CompletionState"], 2)
         self.assertEqual(record["ManagedElementName"], "/dev/fake")
-
-    def test_json_of_a_failure_has_the_reason(self):
-        (drive,) = json.loads(self.run_command("run", "--json", "--force", "/dev/fake",
-                                               SMART="Disabled"))
-        self.expect(1)
-        self.assertEqual((drive["outcome"], drive["reason"]),
-                         ("failed", "SMART is not enabled on /dev/fake"))
 
     def test_what_is_no_block_device_is_refused(self):
         (self.folder / "disk").write_text("")
@@ -107,8 +95,9 @@ class Run(CommandTest):
         self.machine("sda")
         drives = json.loads(self.run_command("run", "--json", "/dev/null", "/dev/sda"))
         self.assertEqual(self.status, 3)
-        self.assertEqual(drives[0], {"device": "/dev/null", "outcome": None, "job": None,
-                                     "reason": "not a block device", "record": None})
+        self.assertEqual((drives[0]["device"], drives[0]["outcome"], drives[0]["cause"]),
+                         ("/dev/null", None, "no-device"))
+        self.assertEqual(list(drives[0]), list(drives[1]), "all have the same members")
         self.assertEqual(drives[1]["outcome"], "passed")
 
     def test_block_device_that_is_no_drive_is_refused(self):
@@ -135,7 +124,7 @@ class Run(CommandTest):
 
     def test_forced_name_that_no_test_takes(self):
         self.run_command("run", "--force", "--", "-x")
-        self.expect_one_line(3, "-x was not tested: No test was run: ")
+        self.expect_one_line(3, "-x was not tested: not the name of a device; ")
 
     def test_name_of_a_command_is_a_device_all_the_same(self):
         self.run_command("run", "--force", "check")
@@ -144,20 +133,35 @@ class Run(CommandTest):
 
     def test_refuses_without_message_file(self):
         data = self.data_folder()
-        (data / "hddtest/hddtest.msg.xml").unlink()
-        for json_option in [[], ["--json"]]:
-            self.run_command("run", "--data", data, "--force", "/dev/fake", *json_option)
-            self.expect_one_line(3, "no drive was tested.*hddtest.msg.xml: No such file")
+        messages = data / "hddtest/hddtest.msg.xml"
+        for fault in ['there is no <result state="failed"> .*', "No such file or directory"]:
+            self.run_command("run", "--data", data, "--force", "/dev/fake")
+            self.expect_one_line(
+                3, f"/dev/fake was not tested: .*hddtest.msg.xml: {fault}; mend it or reinstall")
+            (drive,) = json.loads(
+                self.run_command("run", "--data", data, "--force", "/dev/fake", "--json"))
+            self.assertEqual((self.status, drive["cause"]), (3, "message-file"))
+            messages.unlink(missing_ok=True)
+        self.run_command("run", "--data", data)
+        self.expect_one_line(3, "no drive was tested: .*hddtest.msg.xml: No such file")
         self.assertFalse(self.log.exists(), "nothing was asked")
 
+    def test_errors_in_json_have_the_same_shape(self):
+        self.machine()
+        (failure,) = json.loads(self.run_command("run", "--json"))
+        self.assertEqual(self.status, 3)
+        self.assertEqual((failure["format"], failure["device"], failure["outcome"],
+                          failure["reason"], failure["status"]),
+                         (1, None, None, "there is no drive on this machine", 3))
+
     def test_refuses_without_registration(self):
-        data = self.data_folder()
+        data = self.data_folder(["passed", "failed", "aborted"])
         (data / "hddtest/hddtest.reg").unlink()
         self.run_command("run", "--data", data, "--force", "/dev/fake")
         self.expect_one_line(3, "hddtest.reg: the registration cannot be read")
 
     def test_data_folder_may_be_relative(self):
-        self.data_folder(text="of my own")
+        self.data_folder(["passed", "failed", "aborted"], text="of my own")
         self.run_command("run", "--data", "data", "--force", "/dev/fake")
         self.expect(0)
         self.assertIn("\n  Record:  E: of my own\n", self.output)
@@ -168,9 +172,9 @@ class Run(CommandTest):
         self.assertIn("RunDiagnostic", (self.folder / "my.log").read_text())
 
     def test_hostile_texts_do_not_reach_the_terminal(self):
-        data = self.data_folder(text="a&#x9b;2J\u202eb")
+        data = self.data_folder(["passed", "failed", "aborted"], text="a&#x9b;2J\u202eb")
         hostile = "/dev/\x1b[2Jx\x9b"
-        result = r"\033]0;x\007\377\233 Completed without error"
+        result = r"Completed without error\033]0;x\007\377\233"
         for arguments in [[], ["--json"]]:
             self.run_command("run", "--data", data, *arguments, "--force", hostile, RESULT=result)
             self.assertEqual(self.status, 0, self.errors)

@@ -27,30 +27,49 @@ Json optional_json(const std::optional<T>& value) {
   return value ? Json(*value) : Json();
 }
 
-std::optional<std::string> optional_text(const Json& json) {
+template <class T>
+std::optional<T> optional_value(const Json& json) {
   if (json.is_null()) return std::nullopt;
-  return json.get<std::string>();
+  return json.get<T>();
 }
 
 Json pack(const DriveResult& result) {
+  const Verdict& verdict = result.verdict;
   Json outcome;
-  if (result.outcome) outcome = static_cast<std::uint16_t>(*result.outcome);
+  if (verdict.outcome) outcome = static_cast<std::uint16_t>(*verdict.outcome);
+  Json begin;
+  if (result.begin) begin = result.begin->time_since_epoch().count();
   return {{"outcome", std::move(outcome)},
-          {"reason", optional_json(result.reason)},
+          {"cause", verdict.cause},
+          {"reason", verdict.reason},
+          {"remaining", optional_json(verdict.remaining)},
+          {"block", optional_json(verdict.block)},
+          {"hours", optional_json(verdict.hours)},
           {"entry", optional_json(result.entry)},
+          {"model", result.model},
+          {"serial", result.serial},
           {"job", result.job},
           {"record", result.record},
+          {"begin", std::move(begin)},
           {"elapsed", result.elapsed.count()}};
 }
 
 DriveResult unpack(const Json& json) {
   DriveResult result;
-  if (const Json& outcome = json.at("outcome"); !outcome.is_null())
-    result.outcome = outcome_of(outcome.get<std::uint64_t>());
-  result.reason = optional_text(json.at("reason"));
-  result.entry = optional_text(json.at("entry"));
+  if (const auto outcome = optional_value<std::uint64_t>(json.at("outcome")))
+    result.verdict.outcome = outcome_of(*outcome);
+  result.verdict.cause = json.at("cause");
+  result.verdict.reason = json.at("reason");
+  result.verdict.remaining = optional_value<int>(json.at("remaining"));
+  result.verdict.block = optional_value<std::uint64_t>(json.at("block"));
+  result.verdict.hours = optional_value<std::uint64_t>(json.at("hours"));
+  result.entry = optional_value<std::string>(json.at("entry"));
+  result.model = json.at("model");
+  result.serial = json.at("serial");
   result.job = json.at("job");
   result.record = json.at("record");
+  if (const auto begin = optional_value<std::int64_t>(json.at("begin")))
+    result.begin = std::chrono::sys_seconds(std::chrono::seconds(*begin));
   result.elapsed = std::chrono::seconds(json.at("elapsed").get<std::int64_t>());
   return result;
 }
@@ -106,7 +125,7 @@ int work(const Places& places, const std::string& device) {
           line_of({{"doing", progress.shown()}, {"step", static_cast<int>(progress.step())}}));
     });
   } catch (const std::exception& error) {
-    result.reason = error.what();
+    result = not_tested(device, std::string(cause_module), error.what());
   }
   output.write(line_of({{"result", pack(result)}}));
   return status_ok;
@@ -158,6 +177,7 @@ void Worker::take(std::string_view line) {
   if (!json.is_object()) return;
   if (json.contains("result")) {
     result_ = unpack(json["result"]);
+    ended_well_ = true;
     return;
   }
   doing_ = json.value("doing", doing_);
@@ -170,11 +190,12 @@ void Worker::end() {
   }
   close(descriptor_);
   ended_ = true;
-  if (result_.outcome || result_.reason) return;
-  result_.reason = WIFSIGNALED(status)
-                       ? fmt::format("the process that tested it was ended by signal {} ({})",
-                                     WTERMSIG(status), strsignal(WTERMSIG(status)))
-                       : "the process that tested it ended before the test";
+  if (ended_well_) return;
+  result_.verdict.cause = cause_module;
+  result_.verdict.reason =
+      WIFSIGNALED(status) ? fmt::format("the process that tested it was ended by signal {} ({})",
+                                        WTERMSIG(status), strsignal(WTERMSIG(status)))
+                          : "the process that tested it ended before the test";
 }
 
 }  // namespace cli

@@ -44,6 +44,7 @@ class Worker {
   std::string doing_ = "waiting";
   Step step_ = Step::waiting;
   bool ended_ = false;
+  bool ended_well_ = false;  // it gave its result
   DriveResult result_;
 };
 

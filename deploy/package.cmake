@@ -29,6 +29,9 @@ hddtest_compressed(module ${module_documents} ${CMAKE_CURRENT_BINARY_DIR}/change
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz DESTINATION ${command_documents}
         COMPONENT command)
 
+configure_file(debian/NEWS ${CMAKE_CURRENT_BINARY_DIR}/NEWS.Debian @ONLY)
+hddtest_compressed(command ${command_documents} ${CMAKE_CURRENT_BINARY_DIR}/NEWS.Debian NEWS.Debian)
+
 install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/docs/deployment.md
               ${CMAKE_SOURCE_DIR}/docs/troubleshooting.md
         DESTINATION ${module_documents} COMPONENT module)

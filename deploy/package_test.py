@@ -113,7 +113,7 @@ class PackageTest(unittest.TestCase):
             "usr/lib/systemd/system/hddtest.service", "etc/logrotate.d/hddtest-module",
             *(f"usr/share/doc/{package}/{name}" for package in ("hddtest", "hddtest-module")
               for name in ("copyright", "changelog.Debian.gz")),
-            "usr/share/doc/hddtest/README.md",
+            "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest/NEWS.Debian.gz",
             *(f"usr/share/doc/hddtest/docs/{name}.md"
               for name in ["architecture", "clients", "deployment", "troubleshooting"]),
             "usr/share/doc/hddtest-module/deployment.md",

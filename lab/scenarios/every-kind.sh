@@ -26,17 +26,20 @@ check_drives() {
   expect_drive 2 sdb True None True LAB0002 SATA
   expect_drive 3 sdc False RAID None LAB0003 'SAS/RAID (megaraid_sas)'
   expect_drive 4 sdd False USB None None USB
-  expect 0.reason 'no SMART'
+  expect 0.cause no-smart
+  expect 0.reason "*'nvme device-self-test -s 1 /dev/nvme0n1' tests it"
   expect 3.reason RAID
   expect 4.reason USB
   for number in 0 3 4; do expect $number.outcome None; done
 }
 
 check() {
-  expect_status 1
+  expect_status 3
   check_drives
+  expect 0.status 3
   expect 1.outcome passed
   expect 2.outcome failed
+  expect 2.status 1
   # Each test was done in a process of its own.
   for number in 1 2; do expect $number.job.InstanceID HDDTest_ConcreteJob001; done
 }

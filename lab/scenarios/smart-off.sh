@@ -1,8 +1,10 @@
-# SMART is switched off: the drive is reported as failed, and no test is started.
+# SMART is switched off: the drive is not tested, and the user is told how to switch it on.
 drive piix LAB0001 smart-off
 
 check() {
-  expect_outcome failed
-  expect_log 'SMART is not enabled on /dev/sda'
-  expect_no_log "Trigger Self-Test"
+  expect_status 3
+  expect 0.outcome None
+  expect 0.cause smart-off
+  expect 0.reason "SMART is off; 'smartctl -s on /dev/sda' switches it on"
+  expect_no_log RunDiagnostic
 }

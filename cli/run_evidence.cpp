@@ -1,0 +1,43 @@
+#include "cli/run_evidence.h"
+
+#include <charconv>
+
+#include "cli/log_texts.h"
+
+namespace cli {
+namespace {
+
+// "STATUS\n... Smart Message \nOUTPUT". An answer that reads otherwise proves nothing.
+std::optional<Answer> read_answer(std::string_view text) {
+  Answer answer;
+  const char* const end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, answer.status);
+  if (read.ec != std::errc() || read.ptr == end || *read.ptr != '\n') return std::nullopt;
+  text.remove_prefix(static_cast<std::size_t>(read.ptr - text.data()) + 1);
+  const std::size_t line_end = text.find('\n');
+  if (line_end == std::string_view::npos ||
+      text.substr(0, line_end).find(smart_message_text) == std::string_view::npos)
+    return std::nullopt;
+  answer.output = text.substr(line_end + 1);
+  return answer;
+}
+
+}  // namespace
+
+void RunEvidence::take(int severity, std::string_view text) {
+  constexpr int trace = 3;
+  if (severity != trace) return;
+  for (const AnswerText& known : answer_texts) {
+    if (!text.starts_with(known.begins)) continue;
+    std::optional<Answer>& answer = known.step == Step::checking  ? information
+                                    : known.step == Step::reading ? baseline
+                                                                  : start;
+    answer = read_answer(text.substr(known.begins.size()));
+  }
+  if (text.starts_with(poll_text)) log = text.substr(poll_text.size());
+  if (text == still_in_progress_text) in_progress = true;
+  for (const LogText& known : step_texts)
+    if (known.step == Step::classifying && text.starts_with(known.begins)) ended = true;
+}
+
+}  // namespace cli

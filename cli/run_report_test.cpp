@@ -1,0 +1,98 @@
+#include "cli/run_report.h"
+
+#include <gtest/gtest.h>
+
+namespace cli {
+namespace {
+
+const Output none(-1);
+
+DriveResult result(const std::string& device, std::optional<Outcome> outcome,
+                   const std::string& cause = "") {
+  DriveResult made = not_tested(device, cause, cause.empty() ? "" : "why");
+  made.verdict.outcome = outcome;
+  made.begin = std::chrono::sys_seconds(std::chrono::seconds(1'000'000'000));
+  made.elapsed = std::chrono::seconds(75);
+  const std::string code = outcome == Outcome::failed    ? "HDST-100"
+                           : outcome == Outcome::aborted ? "HDST-200"
+                                                         : "HDST-000";
+  if (outcome) made.record = {{"RecordData", code + ": text\n1. do\n"}};
+  return made;
+}
+
+TEST(Summary, Counts) {
+  const DriveResult passed = result("a", Outcome::passed);
+  EXPECT_EQ(summary({passed}, 0), "1 drive: 1 passed\n");
+  EXPECT_EQ(summary({passed, result("c", std::nullopt, "running")}, 2),
+            "4 drives: 1 passed, 1 could not be tested, 2 not tested\n");
+  EXPECT_EQ(summary({result("b", Outcome::aborted, "no-self-test"),
+                     result("c", Outcome::aborted, "aborted")},
+                    0),
+            "2 drives: 1 aborted, 1 no self-test\n");
+}
+
+TEST(Advice, ComesOnceForDrivesWithTheSameCause) {
+  DriveResult one = result("/dev/a", Outcome::failed, "read-failure");
+  one.model = "M\x1b 1";
+  one.serial = "S1";
+  const std::string text =
+      advice({one, result("/dev/b", Outcome::failed, "electrical-failure"),
+              result("/dev/c", Outcome::passed), result("/dev/d", Outcome::failed, "drive-gone"),
+              result("/dev/e", std::nullopt, "running")},
+             none);
+  EXPECT_EQ(text,
+            "\n/dev/a (M\\x1b 1, serial number S1), /dev/b:\n"
+            "HDST-100: Back up the data on this drive now, then replace it, even if it still seems "
+            "to work.\n"
+            "\n/dev/d:\n"
+            "HDST-100: Back up what can still be read. Check cable, power and controller of the "
+            "drive; replace it if it goes again.\n");
+}
+
+TEST(FullReport, HasTheDriveAndTheAdvice) {
+  DriveResult failed = result("/dev/a", Outcome::failed, "read-failure");
+  failed.model = "M 1";
+  EXPECT_EQ(full_report(failed, true, none),
+            "/dev/a: failed (1:15)\n"
+            "  Drive:   M 1\n"
+            "  Reason:  why\n"
+            "  Advice:  HDST-100: Back up the data on this drive now, then replace it, even if it "
+            "still seems to work.\n");
+  EXPECT_EQ(full_report(failed, false, none).find("HDST-100"), std::string::npos);
+}
+
+TEST(Complaint, SaysNotTestedOnlyOfWhatWasNot) {
+  EXPECT_EQ(complaint(result("/dev/a", {}, "running")), "/dev/a was not tested: why");
+  EXPECT_EQ(complaint(result("", {}, "running")), "'' was not tested: why");
+  EXPECT_EQ(complaint(result("/dev/a", {}, "not-ended")), "/dev/a: why");
+  EXPECT_EQ(complaint(result("/dev/a", {}, "unknown-result")), "/dev/a: why");
+}
+
+TEST(RunJson, HasEveryMemberOfTheFormat) {
+  DriveResult failed = result("/dev/a", Outcome::failed, "read-failure");
+  failed.verdict.block = 12345;
+  failed.verdict.hours = 1217;
+  failed.model = "M";
+  failed.serial = "S";
+  const Json json = run_json(failed);
+  EXPECT_EQ(json.dump(),
+            R"({"format":1,"device":"/dev/a","outcome":"failed","reason":"why","job":null,)"
+            R"("record":{"RecordData":"HDST-100: text\n1. do\n"},"status":1,"test":"short",)"
+            R"("cause":"read-failure","remaining":null,"block":12345,"hours":1217,"model":"M",)"
+            R"("serial":"S","begin":"2001-09-09T01:46:40Z","end":"2001-09-09T01:47:55Z",)"
+            R"("duration":75,"advice":"HDST-100"})");
+}
+
+TEST(RunJson, OfADriveThatWasNotAsked) {
+  const Json json = run_json(not_tested("/dev/a", "left-out", "USB"));
+  EXPECT_EQ(json["outcome"], nullptr);
+  EXPECT_EQ(json["reason"], "USB");
+  EXPECT_EQ(json["status"], 3);
+  for (const char* name : {"begin", "end", "duration", "model", "advice", "record", "job"})
+    EXPECT_EQ(json[name], nullptr) << name;
+  EXPECT_EQ(run_json_failure("x")["device"], nullptr);
+  EXPECT_EQ(run_json_failure("x").size(), json.size());
+}
+
+}  // namespace
+}  // namespace cli

@@ -1,0 +1,167 @@
+#include "cli/verdict.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/log_entry.h"
+#include "cli/text.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t longest_entry = 200;
+
+// What smartctl says of a drive that answered before: nothing but the drive's going makes it so.
+constexpr std::string_view gone_texts[] = {"No such device", "INQUIRY failed",
+                                           "Read Device Identity failed", "Input/output error"};
+
+std::string see_the_log(const std::string& device) {
+  return fmt::format("'smartctl -l selftest {}' shows its log", name_in_command(device));
+}
+
+Verdict unknown(std::string why, const std::string& device) {
+  return {
+      .outcome = {},
+      .cause = std::string(cause_unknown),
+      .reason = fmt::format("how the test ended is not known: {}; {}", why, see_the_log(device))};
+}
+
+// Of a read of the log that shows none.
+Verdict without_log(const std::string& log, const std::string& device) {
+  const std::string words = elide(complaint_of(log), longest_entry);
+  for (const std::string_view text : gone_texts) {
+    if (words.find(text) == std::string::npos) continue;
+    return {.outcome = Outcome::failed,
+            .cause = std::string(cause_gone),
+            .reason = "the drive went during the test: " + words};
+  }
+  return unknown(words.empty() ? "smartctl ended without an answer" : "smartctl: " + words, device);
+}
+
+// A log that was full of equal entries reads the same with one more of them.
+bool is_full_of_equals(const std::string& log) {
+  constexpr std::size_t least = 20;  // entries of a SCSI drive's log; ATA drives keep 21
+  const std::vector<LogEntry> entries = read_entries(log);
+  return entries.size() >= least &&
+         std::all_of(entries.begin(), entries.end(),
+                     [&](const LogEntry& entry) { return entry.text == entries.front().text; });
+}
+
+std::string failure_text(const LogEntry& entry) {
+  std::string text = fmt::format("the drive reported: {}", short_status(entry));
+  if (entry.block) text += fmt::format(", first bad block {}", *entry.block);
+  if (entry.hours) text += fmt::format(", at {} power-on hours", *entry.hours);
+  return text;
+}
+
+// By the drive's own entry, if it can be none but this test's.
+Verdict by_entry(const RunEvidence& evidence, const std::string& device) {
+  const std::vector<LogEntry> entries = read_entries(*evidence.log);
+  if (entries.empty()) return unknown("its log has no entry", device);
+  const LogEntry& entry = entries.front();
+  const bool is_new =
+      has_new_entry(evidence.baseline ? evidence.baseline->output : "", *evidence.log) ||
+      (evidence.in_progress && is_full_of_equals(*evidence.log));
+  if (!is_new) return unknown("its log has no new entry", device);
+  if (entry.kind == EntryKind::unknown) {
+    return unknown("its entry is of no known form: " + elide(entry.text, longest_entry), device);
+  }
+  if (!entry.is_short()) return unknown("the newest entry is of another test", device);
+  Verdict verdict{.cause = std::string(entry.cause), .block = entry.block, .hours = entry.hours};
+  if (entry.kind == EntryKind::passed) verdict.outcome = Outcome::passed;
+  if (entry.kind == EntryKind::aborted) {
+    verdict.outcome = Outcome::aborted;
+    verdict.reason = fmt::format("the drive reported: {}", short_status(entry));
+  }
+  if (entry.kind == EntryKind::failed) {
+    verdict.outcome = Outcome::failed;
+    verdict.reason = failure_text(entry);
+  }
+  return verdict;
+}
+
+Verdict not_ended(std::optional<int> remaining, const std::string& device) {
+  return {.cause = std::string(cause_not_ended),
+          .reason = fmt::format("the test has not ended after ten minutes{}; the drive goes on: {} "
+                                "later, 'smartctl -X {}' ends it",
+                                remaining ? fmt::format(", {}% remaining", *remaining) : "",
+                                see_the_log(device), name_in_command(device)),
+          .remaining = remaining};
+}
+
+}  // namespace
+
+Verdict verdict_after(const DriveLook& now, const std::string& device) {
+  if (now.readiness == Readiness::running) return not_ended(now.remaining, device);
+  if (now.readiness == Readiness::ready)
+    return unknown("no end of it was seen in ten minutes, and it runs no longer", device);
+  return not_ended({}, device);
+}
+
+Verdict verdict_of(const DriveLook& look, const std::string& device) {
+  Verdict verdict{.cause = std::string(readiness_cause(look.readiness)),
+                  .reason = readiness_reason(look, device)};
+  if (look.readiness == Readiness::running) verdict.remaining = look.remaining;
+  if (look.readiness == Readiness::no_self_test) verdict.outcome = Outcome::aborted;
+  return verdict;
+}
+
+Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
+                   const std::string& device) {
+  const auto of_look = [&](const DriveLook& look) {
+    return look.readiness == Readiness::ready ? Verdict{} : verdict_of(look, device);
+  };
+  if (!evidence.information) return {};
+  if (!evidence.baseline) return of_look(read_information(*evidence.information));
+  if (!evidence.start) return of_look(read_look(*evidence.information, *evidence.baseline, {}));
+  if (!evidence.started()) {
+    const DriveLook refusal = read_refusal(*evidence.start);
+    Verdict verdict = verdict_of(refusal, device);
+    if (refusal.readiness == Readiness::refused)
+      verdict.reason = fmt::format(
+          "the drive refused the test: {}; see what 'smartctl -t short {}' "
+          "says",
+          refusal.words, name_in_command(device));
+    if (refusal.readiness == Readiness::no_answer)
+      verdict.reason =
+          "smartctl did not end when it started the test, and the drive may be "
+          "testing; " +
+          see_the_log(device);
+    return verdict;
+  }
+  if (!evidence.log || !recorded) return {};
+  const std::string& log = *evidence.log;
+  const std::vector<LogEntry> entries = read_entries(log);
+  if (!entries.empty() && entries.front().kind == EntryKind::running) {
+    const std::optional<int> told = told_remaining(log);
+    return not_ended(told ? told : entries.front().remaining, device);
+  }
+  if (evidence.ended && log.find("Self-test log") == std::string::npos)
+    return without_log(log, device);
+  if (!evidence.ended && entries.empty() && recorded == Outcome::aborted)
+    return verdict_of(DriveLook{.readiness = Readiness::no_self_test}, device);
+  // An older entry may say "in progress" for ever; the module waits for it, but the newest counts.
+  Verdict verdict = by_entry(evidence, device);
+  if (!evidence.ended && !verdict.outcome) return not_ended({}, device);
+  return verdict;
+}
+
+std::string_view advice_for(std::optional<Outcome> outcome, std::string_view cause) {
+  if (outcome == Outcome::failed) {
+    return cause == cause_gone
+               ? "Back up what can still be read. Check cable, power and controller of the drive; "
+                 "replace it if it goes again."
+               : "Back up the data on this drive now, then replace it, even if it still seems to "
+                 "work.";
+  }
+  if (outcome == Outcome::aborted) {
+    return cause == cause_no_self_test
+               ? "Test it with the test program of its maker."
+               : "Test again while the machine is idle, without a reset meanwhile; if another "
+                 "program such as smartd tests the drive, wait for its end.";
+  }
+  return {};
+}
+
+}  // namespace cli

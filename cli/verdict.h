@@ -1,0 +1,46 @@
+// What a drive's test came to, by proof: nothing is called failed that was not tested, and nothing
+// passed that the drive has not said. Pure functions.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "cli/drive_look.h"
+#include "cli/outcome.h"
+#include "cli/run_evidence.h"
+
+namespace cli {
+
+struct Verdict {
+  std::optional<Outcome> outcome{};  // nothing: not tested, or how it ended is not known
+  // One word for programs: that of the drive's entry, of readiness_cause(), or one of verdict.cpp;
+  // empty when passed, or when the evidence says nothing.
+  std::string cause{};
+  std::string reason{};            // why it did not pass, and what to do where it was not tested
+  std::optional<int> remaining{};  // of a test that has not ended, in percent
+  std::optional<std::uint64_t> block{};  // the first bad one, as the drive reported it
+  std::optional<std::uint64_t> hours{};  // power-on hours at the end of the test
+};
+
+inline constexpr std::string_view cause_gone = "drive-gone";
+inline constexpr std::string_view cause_not_ended = "not-ended";
+inline constexpr std::string_view cause_unknown = "unknown-result";
+inline constexpr std::string_view cause_no_self_test = "no-self-test";
+inline constexpr std::string_view cause_module = "module-error";
+
+// Of a drive that a look found not ready.
+Verdict verdict_of(const DriveLook& look, const std::string& device);
+
+// Of a run that the module recorded with this outcome.
+Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
+                   const std::string& device);
+
+// Of a test whose end the module did not see (cause_not_ended), by a look at the drive after that.
+Verdict verdict_after(const DriveLook& now, const std::string& device);
+
+// What to do about a drive that failed or was not tested to the end, in a sentence or two; empty
+// when passed.
+std::string_view advice_for(std::optional<Outcome> outcome, std::string_view cause);
+
+}  // namespace cli

@@ -1,0 +1,183 @@
+#include "cli/verdict.h"
+
+#include <gtest/gtest.h>
+
+namespace cli {
+namespace {
+
+const std::string head = "SMART Self-test log structure revision number 1\n";
+const std::string old_entry =
+    "  Short offline       Completed without error       00%      1200  -\n";
+
+std::string log_of(const std::string& status, const std::string& share = "00%",
+                   const std::string& block = "-") {
+  return head + "# 1  Short offline       " + status + "       " + share + "      1217  " + block +
+         "\n# 2" + old_entry;
+}
+
+// A run that began well, and ended with a read of this log.
+RunEvidence ended(const std::string& log, bool in_progress = true) {
+  return {.information = Answer{0, "SMART support is: Enabled\n"},
+          .baseline = Answer{0, head + "# 1" + old_entry},
+          .start = Answer{0, "Testing has begun.\n"},
+          .log = log,
+          .in_progress = in_progress,
+          .ended = true};
+}
+
+Verdict of(Outcome recorded, const RunEvidence& evidence) {
+  return verdict_of(recorded, evidence, "/dev/sda");
+}
+
+// What the module calls failed, though the drive did not say so.
+void expect_untested(const RunEvidence& evidence, std::string_view cause, std::string_view reason) {
+  const Verdict verdict = of(Outcome::failed, evidence);
+  EXPECT_EQ(verdict.outcome, std::nullopt) << reason;
+  EXPECT_EQ(verdict.cause, cause);
+  EXPECT_NE(verdict.reason.find(reason), std::string::npos) << verdict.reason;
+}
+
+TEST(Verdict, PassedByTheDrivesOwnEntry) {
+  for (const bool in_progress : {false, true}) {
+    const Verdict verdict =
+        of(Outcome::passed, ended(log_of("Completed without error"), in_progress));
+    EXPECT_EQ(verdict.outcome, Outcome::passed);
+    EXPECT_EQ(verdict.cause, "");
+    EXPECT_EQ(verdict.reason, "");
+    EXPECT_EQ(verdict.hours, 1217U);
+  }
+}
+
+TEST(Verdict, FailedByTheDrivesOwnEntry) {
+  const Verdict verdict =
+      of(Outcome::failed, ended(log_of("Completed: read failure", "70%", "12345")));
+  EXPECT_EQ(verdict.outcome, Outcome::failed);
+  EXPECT_EQ(verdict.cause, "read-failure");
+  EXPECT_EQ(verdict.reason,
+            "the drive reported: read failure, first bad block 12345, at 1217 power-on hours");
+  EXPECT_EQ(verdict.block, 12345U);
+}
+
+TEST(Verdict, WhatTheModulePassesThoughItIsAFailure) {
+  const Verdict verdict = of(Outcome::passed, ended(log_of("Completed: handling damage??")));
+  EXPECT_EQ(verdict.outcome, Outcome::failed);
+  EXPECT_EQ(verdict.cause, "handling-damage");
+}
+
+TEST(Verdict, AbortedByTheDrivesOwnEntry) {
+  const Verdict verdict = of(Outcome::aborted, ended(log_of("Aborted by host", "80%")));
+  EXPECT_EQ(verdict.outcome, Outcome::aborted);
+  EXPECT_EQ(verdict.cause, "aborted");
+  EXPECT_EQ(verdict.reason, "the drive reported: Aborted by host");
+}
+
+TEST(Verdict, AnOldEntryProvesNothing) {
+  const std::string same = head + "# 1" + old_entry;
+  for (const Outcome recorded : {Outcome::passed, Outcome::failed, Outcome::aborted}) {
+    const Verdict verdict = of(recorded, ended("Warning: something\n" + same));
+    EXPECT_EQ(verdict.outcome, std::nullopt);
+    EXPECT_EQ(verdict.cause, "unknown-result");
+  }
+}
+
+TEST(Verdict, AFullLogOfEqualEntriesNeedsATestInProgress) {
+  std::string full = head;
+  for (int number = 1; number <= 21; ++number)
+    full += (number < 10 ? "# " : "#") + std::to_string(number) + old_entry;
+  RunEvidence evidence = ended(full);
+  evidence.baseline->output = full;
+  EXPECT_EQ(of(Outcome::passed, evidence).outcome, Outcome::passed);
+  evidence.in_progress = false;
+  EXPECT_EQ(of(Outcome::passed, evidence).outcome, std::nullopt);
+  evidence.ended = false;  // as the module does after ten minutes: it assumes an end
+  EXPECT_EQ(of(Outcome::passed, evidence).cause, "not-ended");
+}
+
+TEST(Verdict, AnEntryOfAnotherTestOrOfNoKnownStatusProvesNothing) {
+  expect_untested(ended(head + "# 1  Extended offline  Completed: read failure  90%  1217  1\n"),
+                  "unknown-result", "of another test");
+  expect_untested(ended(log_of("Unknown status (0x9)")), "unknown-result", "Unknown status (0x9)");
+}
+
+TEST(Verdict, WhatWasNotTestedIsNotFailed) {
+  expect_untested({.information = Answer{2, "Smartctl open device: x failed: Permission denied\n"}},
+                  "no-permission", "run hddtest as root");
+  expect_untested({.information = Answer{0, "SMART support is: Disabled\n"}}, "smart-off",
+                  "'smartctl -s on /dev/sda'");
+  RunEvidence evidence = ended("");
+  evidence.start.reset();
+  evidence.baseline = Answer{-1, ""};
+  expect_untested(evidence, "no-answer", "hddtest check");
+}
+
+TEST(Verdict, ARefusedStartIsNotFailed) {
+  RunEvidence evidence = ended("");
+  evidence.start = Answer{
+      4, "Can't start self-test without aborting current test (60% remaining),\nadd '-t force'\n"};
+  expect_untested(evidence, "running", "a test runs in it already, 60% remaining");
+  EXPECT_EQ(of(Outcome::failed, evidence).remaining, 60);
+  evidence.start = Answer{4, "Command \"Execute SMART Short self-test\" failed: aborted command\n"};
+  expect_untested(evidence, "refused", "the drive refused the test: Command ");
+  evidence.start = Answer{-1, ""};
+  expect_untested(evidence, "no-answer", "the drive may be testing");
+}
+
+TEST(Verdict, NoSelfTestIsAborted) {
+  RunEvidence evidence = ended("");
+  evidence.start = Answer{4, "Short offline self test failed [unsupported scsi opcode]\n"};
+  EXPECT_EQ(of(Outcome::failed, evidence).outcome, Outcome::aborted);
+  evidence = ended(head + "No self-tests have been logged.\n", false);
+  evidence.ended = false;
+  EXPECT_EQ(of(Outcome::aborted, evidence).outcome, Outcome::aborted);
+  EXPECT_EQ(of(Outcome::aborted, evidence).cause, "no-self-test");
+}
+
+TEST(Verdict, ADriveThatGoesFails) {
+  for (const char* words : {"Smartctl open device: /dev/sda failed: No such device",
+                            "Smartctl open device: /dev/sda failed: No such device or address",
+                            "Read Device Identity failed: Input/output error"}) {
+    const Verdict verdict =
+        of(Outcome::failed, ended(std::string("smartctl 7.3\n\n") + words + "\n"));
+    EXPECT_EQ(verdict.outcome, Outcome::failed);
+    EXPECT_EQ(verdict.cause, "drive-gone");
+    EXPECT_EQ(verdict.reason, std::string("the drive went during the test: ") + words);
+  }
+}
+
+TEST(Verdict, ASmartctlThatGoesIsNoFailureOfTheDrive) {
+  expect_untested(ended(""), "unknown-result", "smartctl ended without an answer");
+  expect_untested(ended("Smartctl open device: /dev/sda failed: Permission denied\n"),
+                  "unknown-result", "Permission denied");
+}
+
+TEST(Verdict, ATestThatHasNotEnded) {
+  RunEvidence evidence = ended(log_of("Self-test routine in progress", "10%"));
+  evidence.ended = false;
+  expect_untested(evidence, "not-ended", "has not ended after ten minutes, 10% remaining;");
+  evidence.log = head + "# 1" + old_entry;
+  expect_untested(evidence, "not-ended", "has not ended after ten minutes;");
+}
+
+TEST(Verdict, AnOlderEntryInProgressDoesNotHideTheNewest) {
+  RunEvidence evidence = ended(log_of("Completed without error") +
+                               "# 3  Extended offline  Self-test routine in progress  90%  7  -\n");
+  evidence.ended = false;
+  EXPECT_EQ(of(Outcome::failed, evidence).outcome, Outcome::passed);
+}
+
+TEST(Verdict, AfterTenMinutesALookTellsMore) {
+  const DriveLook running{.readiness = Readiness::running, .remaining = 40};
+  EXPECT_EQ(verdict_after(running, "/dev/sda").remaining, 40);
+  EXPECT_EQ(verdict_after(running, "/dev/sda").cause, "not-ended");
+  EXPECT_EQ(verdict_after({}, "/dev/sda").cause, "unknown-result");
+}
+
+TEST(Verdict, WithoutEvidenceThereIsNone) {
+  EXPECT_EQ(of(Outcome::passed, {}).outcome, std::nullopt);
+  EXPECT_EQ(verdict_of(std::nullopt, ended(log_of("Completed without error")), "x").outcome,
+            std::nullopt)
+      << "no record";
+}
+
+}  // namespace
+}  // namespace cli
