@@ -6,6 +6,7 @@ tested, and nothing passed without proof.
 
 import json
 import subprocess
+import time
 
 from command_case import PROGRAM, CommandTest, main
 
@@ -131,20 +132,32 @@ class Verdicts(CommandTest):
                                       rf".*{pattern}.*'smartctl -l selftest /dev/fake'.*\n\Z")
         self.assertNotRegex(self.output, "failed|HDST")
 
-    def test_second_run_of_a_drive_is_told_how_far_the_first_is(self):
-        first = subprocess.Popen([PROGRAM, "run", "--force", "/dev/fake"], cwd=self.folder,
-                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
-                                 env=dict(self.environment, POLLS="100"))
-        self.addCleanup(first.wait)
-        self.addCleanup(first.kill)
-        for line in first.stdout:
-            if "90% remaining" in line:
-                break
+    def expect_second_is_told(self, *first):
+        """While another process tests the drive, as a second command or the server does."""
+        tester = subprocess.Popen([PROGRAM, *first], cwd=self.folder, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL,
+                                  env=dict(self.environment, POLLS="100"))
+        self.addCleanup(tester.wait)
+        self.addCleanup(tester.kill)
+        deadline = time.monotonic() + 60
+        while not (self.log.exists() and "Test is in progress" in self.log.read_text()):
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
         (drive,) = json.loads(self.run_command("run", "--json", "--force", "/dev/fake", POLLS="100"))
         self.assertEqual((self.status, drive["cause"], drive["remaining"]), (3, "running", 90))
         self.assertIn("/dev/fake was not tested: a test runs in it already, 90% remaining; wait",
                       self.errors)
-        first.stdout.close()
+
+    def test_second_run_of_a_drive_is_told_how_far_the_first_is(self):
+        self.expect_second_is_told("run", "--force", "/dev/fake")
+
+    def test_run_is_told_of_a_test_that_a_client_of_the_module_started(self):
+        self.expect_second_is_told(
+            "invoke", 'KAVRO_HDDTest_DiagnosticService.Name="Hard Drive: Self Test",SystemName="",'
+            'SystemCreationClassName="KAVRO_ComputerSystem",'
+            'CreationClassName="KAVRO_HDDTest_DiagnosticService"', "RunDiagnostic",
+            'ManagedElement=KAVRO_DiskDrive.DeviceID="/dev/fake",SystemName="",'
+            'SystemCreationClassName="",CreationClassName=""')
 
     def test_no_self_test(self):
         (drive,) = json.loads(self.run_command("run", "--json", "--force", "/dev/fake",
