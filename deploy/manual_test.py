@@ -94,7 +94,8 @@ FILES = {
         "/etc/hddtest/users": ("deploy/systemd/hddtest.service", "--users /etc/hddtest/users\n"),
         "/lib/systemd/system/hddtest.service": ("deploy/package.cmake",
                                                 "DESTINATION /lib/systemd/system"),
-        "/tmp/sgMap.txt": ("discovery/scratch_file.cpp", '"/tmp/sgMap.txt"')},
+        "/tmp/sgMap.txt": ("discovery/scratch_file.cpp", '"/tmp/sgMap.txt"'),
+        "/run/hddtest.lock": ("discovery/process_lock.cpp", '"/run/hddtest.lock"')},
     "hddtest-register.8": {
         **NOTE, "/var/lib/hddtest/before": (f"{REGISTER}/repository.py", '"{FOLDER}/before"'),
         **{f"/usr/share/hddtest/{name}": (f"{REGISTER}/data.py", f'"{name}"')

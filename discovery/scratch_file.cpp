@@ -1,13 +1,16 @@
 #include "discovery/scratch_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
-#include <memory>
 #include <new>
+
+#include "discovery/process_lock.h"
+#include "platform/support/osspecific.h"
 
 namespace discovery {
 
@@ -16,58 +19,102 @@ namespace {
 constexpr char scratch_file[] = "/tmp/sgMap.txt";
 constexpr char removal[] = "rm -rf /tmp/sgMap.txt";
 
+constexpr int limit_seconds = 300;
 // Reports are some hundred kB where there are very many drives.
-constexpr long most_bytes = 16L << 20;
+constexpr off_t most_bytes = 16L << 20;
 
-struct Close {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-// Where the shell could not be started, or the file not be opened, as in a process without
-// descriptors left. What somebody else has put there stays.
-void remove_own_file() {
-  struct stat status {};
-  if (lstat(scratch_file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid())
-    unlink(scratch_file);
+// Whether it has ended within its time; how it ended shows in what it wrote.
+//
+// Kept on purpose: a shell, with the command as it stands. The C library's system() would do, but
+// for the host: it holds SIGCHLD back in the calling thread, so that the kernel hands it to another
+// one of the object manager's, whose answer to a client breaks off.
+bool run(const std::string& command) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point begin = Clock::now();
+  std::string output;
+  const int status =
+      NKVRHVX20::TOSSpecific::SpawnProcess("/bin/sh", {"-c", command}, output, limit_seconds);
+  return status >= 0 || Clock::now() - begin < std::chrono::seconds(limit_seconds);
 }
 
-bool is_pipe() {
-  struct stat status {};
-  return stat(scratch_file, &status) == 0 && S_ISFIFO(status.st_mode);
-}
+// The scratch file from its making to its removal.
+class ScratchFile {
+ public:
+  ScratchFile() : file_(make()) {}
+  ScratchFile(const ScratchFile&) = delete;
+  ~ScratchFile() {
+    if (file_ < 0) return;
+    remove();
+    close(file_);
+  }
 
-// Lets no exception out: the file has to be removed.
-std::optional<std::string> text_of(std::FILE* file) noexcept {
-  std::fseek(file, 0, SEEK_END);
-  const long size = std::ftell(file);
-  std::rewind(file);
-  if (size > most_bytes) return std::nullopt;
-  try {
-    std::string text(size > 0 ? static_cast<std::size_t>(size) : 0, '\0');
-    text.resize(std::fread(text.data(), 1, text.size(), file));
+  std::optional<std::string> report_of(const std::string& command) {
+    if (file_ < 0 || !run(command) || !is_in_its_place()) return std::nullopt;
+    return text();
+  }
+
+ private:
+  // Dated as no file is until the shell opens and so empties it: a shell that could not be started
+  // leaves a date that tells of it.
+  static constexpr timespec unwritten = {0, 0};
+
+  static int make() {
+    if (unlink(scratch_file) != 0 && errno == EISDIR) run(removal);
+    const int file = open(scratch_file, O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    const timespec times[] = {unwritten, unwritten};
+    if (file >= 0 && futimens(file, times) != 0) {
+      unlink(scratch_file);
+      close(file);
+      return -1;
+    }
+    return file;
+  }
+
+  bool is_in_its_place() const {
+    struct stat there {};
+    struct stat ours {};
+    return lstat(scratch_file, &there) == 0 && fstat(file_, &ours) == 0 &&
+           there.st_dev == ours.st_dev && there.st_ino == ours.st_ino;
+  }
+
+  std::optional<std::string> text() const {
+    struct stat status {};
+    if (fstat(file_, &status) != 0 || status.st_size > most_bytes) return std::nullopt;
+    if (status.st_mtim.tv_sec == unwritten.tv_sec && status.st_mtim.tv_nsec == unwritten.tv_nsec)
+      return std::nullopt;
+    std::string text(static_cast<std::size_t>(status.st_size), '\0');
+    for (std::size_t done = 0; done < text.size();) {
+      const ssize_t count = pread(file_, &text[done], text.size() - done, static_cast<off_t>(done));
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) return std::nullopt;
+      done += static_cast<std::size_t>(count);
+    }
     text.resize(strnlen(text.data(), text.size()));
     return text;
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
   }
-}
+
+  // By itself where no shell can be started. What somebody has put in its place stays.
+  void remove() const noexcept {
+    try {
+      if (is_in_its_place()) run(removal);
+    } catch (...) {
+    }
+    if (is_in_its_place()) unlink(scratch_file);
+  }
+
+  const int file_;
+};
 
 }  // namespace
 
 std::optional<std::string> through_scratch_file(const std::string& command) {
-  // Opening somebody's pipe would wait for its other end, maybe for ever.
-  if (is_pipe()) return std::nullopt;
-  // A failing command shows in what it wrote.
-  [[maybe_unused]] const int written = std::system((command + " > " + scratch_file).c_str());
-  std::unique_ptr<std::FILE, Close> file(std::fopen(scratch_file, "re"));
-  if (!file) {
-    remove_own_file();
+  try {
+    const ProcessLock lock;
+    ScratchFile file;
+    return file.report_of(command + " > " + scratch_file);
+  } catch (const std::bad_alloc&) {
     return std::nullopt;
   }
-  std::optional<std::string> text = text_of(file.get());
-  file.reset();
-  if (std::system(removal) != 0) remove_own_file();
-  return text;
 }
 
 }  // namespace discovery

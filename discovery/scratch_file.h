@@ -6,10 +6,15 @@
 
 namespace discovery {
 
-// What the shell command leaves in /tmp/sgMap.txt, up to the first NUL; not set when the file
-// cannot be opened or is a pipe, is larger than 16 MiB, or there is no memory for it. Blocks until
-// the command has ended, and removes the file. Throws std::bad_alloc only before the command runs.
-// One caller at a time: the file is one for the whole machine.
+// What the shell command leaves in /tmp/sgMap.txt, up to the first NUL. Not set when it cannot be
+// known: the file cannot be made or read, the shell has not written to it, or not to this one, the
+// command has not ended after 300 seconds, the report is larger than 16 MiB, or there is no memory.
+// Blocks until the command has ended, or for that time, and removes the file; while another process
+// is at it, waits (process_lock.h). One caller at a time in a process.
+//
+// The file is made before the shell opens it by its name, and read by the descriptor that this has
+// given: whatever else is in its place is removed, and nobody else's file, link or pipe is written
+// or believed.
 //
 // Kept on purpose: a fixed name that everybody knows, and a report made anew for every question,
 // since the answer depends on the report at that moment.

@@ -1,7 +1,6 @@
 #include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
 
 #include <cctype>
-#include <chrono>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -29,16 +28,6 @@ constexpr char provider[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
 std::mutex discovery_lock;
 
 constexpr int hwinfo_seconds = 300;
-
-// Whether the last report of disks took all of its time. The shell's runs of hwinfo have no limit
-// of their own, and one that hangs would hold up this and every later enumeration for good.
-bool hwinfo_hangs = false;
-
-// Without a report the drive counts as one behind a RAID adapter.
-std::optional<std::string> scratch_report(const std::string& command) {
-  if (hwinfo_hangs) return std::nullopt;
-  return discovery::through_scratch_file(command);
-}
 
 // A bus device as the tests look at it. Each test copies only what it needs: reading another
 // property of a broken one could end the process.
@@ -197,10 +186,7 @@ Ref<KAVRO_HDDTest_AvailableDiagnosticService> Provider::offer(const Instance& dr
 
 void Provider::getDiskDeviceList() {
   log_entering(provider, "getDiskDeviceList");
-  const auto begin = std::chrono::steady_clock::now();
   diskBuffer = TOSSpecific::SpawnProcess("hwinfo --disk", hwinfo_seconds);
-  const auto taken = std::chrono::steady_clock::now() - begin;
-  hwinfo_hangs = diskBuffer.empty() && taken >= std::chrono::seconds(hwinfo_seconds);
   log_exiting(provider, "getDiskDeviceList");
 }
 
@@ -265,7 +251,8 @@ bool Provider::isLSIRAIDDevice(std::string name, const sint32* iStatusOfRefInst)
       continue;
     }
     log_trace(prefix + "parsed: " + *bus_id);
-    const std::optional<std::string> report = scratch_report("hwinfo --disk");
+    const std::optional<std::string> report = discovery::through_scratch_file("hwinfo --disk");
+    // Not known where the drive is: as one behind a RAID adapter.
     if (!report) return true;
     switch (discovery::controller_of(*report, *bus_id, name)) {
       case discovery::Controller::bus_id_not_listed:
@@ -314,7 +301,8 @@ bool Provider::isLSIMegaRAIDDevice(std::string name) {
     const BusDevice device(instance);
     if (!contains(device.description(), "Vellacore")) continue;
     // The name goes into the command as it stands: only checked device names are published.
-    const std::optional<std::string> lines = scratch_report("hwinfo --disk | grep " + name);
+    const std::optional<std::string> lines =
+        discovery::through_scratch_file("hwinfo --disk | grep " + name);
     if (!lines) return true;
     if (contains(*lines, name) && contains(*lines, device.identifier())) {
       log_trace("Device " + name + " is a MegaRaid Device");

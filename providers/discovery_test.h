@@ -77,14 +77,21 @@ class DiscoveryTest : public ProviderTest {
     ProviderTest::SetUp();
     setenv("HVX_SYSFS_ROOT", directory.c_str(), 1);
     write_reports("", "");
-    std::ofstream("hwinfo") << "#!/bin/sh\necho \"$@\" >> " << directory.string() << "/calls\ncat "
-                            << directory.string() << "/report$1\n";
+    write_hwinfo();
     chmod("hwinfo", 0755);
   }
   void TearDown() override {
     unsetenv("HVX_SYSFS_ROOT");
     ProviderTest::TearDown();
   }
+  // A hwinfo that notes its call, prints its report and then does that.
+  void write_hwinfo(const std::string& end = "") const {
+    std::ofstream("hwinfo") << "#!/bin/sh\necho \"$@\" >> " << directory.string() << "/calls\ncat "
+                            << directory.string() << "/report$1\n"
+                            << end;
+  }
+  // So that no report can be read from it.
+  void lose_scratch_file() const { write_hwinfo("rm -f /tmp/sgMap.txt\n"); }
   static void write_reports(const std::string& disk, const std::string& usb) {
     std::ofstream("report--disk") << disk;
     std::ofstream("report--usb") << usb;

@@ -225,7 +225,6 @@ TEST_F(RecordedMachine, DrivesBehindOtherAdaptersAreLeftOutAsRaidOnlyThroughThei
 }
 
 TEST_F(RecordedMachine, WithoutScratchFileOnlyDrivesThatAreLookedUpByAddressAreLeftOut) {
-  const std::filesystem::path scratch = "/tmp/sgMap.txt";
   int compared = 0;
   for (const auto& machine : recorded_machines()) {
     SCOPED_TRACE(machine.filename());
@@ -236,12 +235,11 @@ TEST_F(RecordedMachine, WithoutScratchFileOnlyDrivesThatAreLookedUpByAddressAreL
     if (std::any_of(before.begin(), before.end(), [](auto& one) { return one.second == "lsi"; }))
       continue;
     ++compared;
-    std::filesystem::remove_all(scratch);
-    std::filesystem::create_symlink("/nonexistent/place", scratch);
+    lose_scratch_file();
     EXPECT_EQ(decisions(), before);
     publish_addresses();
     for (const auto& [name, decision] : decisions()) EXPECT_EQ(decision, "raid") << name;
-    std::filesystem::remove(scratch);
+    write_hwinfo();
   }
   EXPECT_GE(compared, 2);
 }

@@ -20,11 +20,15 @@ constexpr char hwinfo_fails[] =
     "hwinfo is missing, not executable, is killed, or knows no such option, or the drive is gone "
     "when it looks";
 constexpr char hwinfo_floods[] =
-    "hwinfo floods: its file grows until `/tmp` is full, and over 16 MiB it is not read";
-constexpr char hwinfo_hangs[] = "hwinfo hangs or is stopped: the answer takes ten minutes";
+    "hwinfo floods: its file grows for five minutes or until `/tmp` is full, and over 16 MiB it is "
+    "not read";
+constexpr char hwinfo_hangs[] =
+    "hwinfo hangs or is stopped: the answer takes up to ten minutes, and five more for each drive "
+    "where SCSI addresses are published";
+constexpr char file_is_there[] =
+    "a file, a folder, a pipe or a link is in place of `/tmp/sgMap.txt`: it is removed";
 constexpr char file_is_taken[] =
-    "`/tmp/sgMap.txt` is a folder, a pipe, a link to nowhere, or somebody else's";
-constexpr char file_is_link[] = "`/tmp/sgMap.txt` is a link to a file, which is overwritten";
+    "`/tmp/sgMap.txt` is somebody else's and cannot be removed, or is replaced while hwinfo runs";
 constexpr char full_disk[] = "the disk of `/tmp` is full: the drive's own driver decides";
 constexpr char not_listed[] = "the drive is gone when drives are listed, or sysfs is missing";
 constexpr char attribute_gone[] = "the drive's size in sysfs vanishes";
@@ -35,6 +39,17 @@ constexpr char raid[] = "3 Device /dev/sda is an LSI RAID device, omitting from 
 constexpr char offered[] = "3 Initializing HDD instance for /dev/sda";
 
 void scratch_link(const char* target) { fs::create_symlink(target, scratch_file); }
+void remove_scratch_file(World&) { EXPECT_TRUE(fs::remove(scratch_file)); }
+std::string content(const fs::path& file) {
+  std::ifstream stream(file);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// A hwinfo that is good when the module asks it for its lists of drives, and does that when a shell
+// does, for its scratch file: then its output is a file.
+std::string once_listed(const std::string& script) {
+  return "if [ -f /proc/self/fd/1 ]; then " + script + "; else exec ${0%/*}/good_hwinfo $1; fi\n";
+}
 
 }  // namespace
 
@@ -58,6 +73,12 @@ const std::vector<Case>& discovery_cases() {
          [](World& world) {
            settings().hurry = 300;
            world.hwinfo("exec /bin/sleep 1000\n");
+         },
+         "none", raid},
+        {hwinfo_hangs, "HwinfoHangsOnceItHasListedTheDrives",
+         [](World& world) {
+           settings().hurry = 300;
+           world.hwinfo(once_listed("exec /bin/sleep 1000"));
          },
          "none", raid},
         {hwinfo_hangs, "HwinfoIsStopped",
@@ -91,46 +112,64 @@ const std::vector<Case>& discovery_cases() {
          [](World& world) { world.hwinfo("echo 'Usage: hwinfo [OPTIONS]'\nexit 1\n"); }, "none",
          no_disk},
         // The scratch file
-        {file_is_taken, "ScratchFileIsALinkToNowhere",
-         [](World&) { scratch_link("/nonexistent/place"); }, "none", raid},
-        {file_is_taken, "ScratchFileIsALinkOfAnotherUser",
+        {file_is_there, "ScratchFileIsALinkToNowhere",
+         [](World&) { scratch_link("/nonexistent/place"); }, "/dev/sda", offered},
+        {file_is_there, "ScratchFileIsALinkOfAnotherUser",
          [](World&) {
            scratch_link("/nonexistent/place");
            if (lchown(scratch_file, nobody, nobody) != 0) throw std::runtime_error("lchown");
          },
-         "none", raid, Case::root},
-        {file_is_taken, "ScratchFileIsAFolder", [](World&) { fs::create_directory(scratch_file); },
-         "none", raid},
-        {file_is_taken, "ScratchFileIsAPipe", [](World&) { mkfifo(scratch_file, 0666); }, "none",
-         raid},
-        {file_is_taken, "ScratchFileIsAFolderOfAnotherUser",
-         [](World& world) {
-           fs::create_directory(scratch_file);
-           fs::permissions(scratch_file, fs::perms(0700));
-           become_nobody(world);
-         },
-         "none", raid, Case::root},
-        {file_is_taken, "ScratchFileIsAFileOfAnotherUser",
-         [](World& world) {
-           std::ofstream(scratch_file) << "";
-           fs::permissions(scratch_file, fs::perms(0600));
-           become_nobody(world);
-         },
-         "none", raid, Case::root},
-        {file_is_link, "ScratchFileIsALinkToAFile",
+         "/dev/sda", offered, Case::root},
+        {file_is_there, "ScratchFileIsALinkToAFile",
          [](World& world) {
            std::ofstream(world.place("/linked")) << "precious";
            scratch_link(world.place("/linked").c_str());
          },
          "/dev/sda", offered, Case::nothing, nullptr,
+         [](World& world) { EXPECT_EQ(content(world.place("/linked")), "precious"); }},
+        {file_is_there, "ScratchFileIsALinkToAFullDevice",
+         [](World&) { scratch_link("/dev/full"); }, "/dev/sda", offered},
+        {file_is_there, "ScratchFileIsAFolder",
+         [](World&) { fs::create_directories(scratch_file + std::string("/inner")); }, "/dev/sda",
+         offered},
+        {file_is_there, "ScratchFileIsAPipe", [](World&) { mkfifo(scratch_file, 0666); },
+         "/dev/sda", offered},
+        {file_is_there, "ScratchFileIsAFileOfAnotherUser",
+         [](World&) {
+           std::ofstream(scratch_file) << "";
+           if (chown(scratch_file, nobody, nobody) != 0) throw std::runtime_error("chown");
+         },
+         "/dev/sda", offered, Case::root},
+        {file_is_taken, "ScratchFileIsAFolderThatCannotBeRemoved",
          [](World& world) {
-           std::ifstream file(world.place("/linked"));
-           const std::string text{std::istreambuf_iterator<char>(file), {}};
-           EXPECT_NE(text.find("Device File: /dev/sda"), text.npos) << text;
-         }},
+           fs::create_directory(scratch_file);
+           become_nobody(world);
+         },
+         "none", raid, Case::root},
+        {file_is_taken, "ScratchFileIsAFileThatCannotBeRemoved",
+         [](World& world) {
+           std::ofstream(scratch_file) << "";
+           fs::permissions(scratch_file, fs::perms(0666));
+           become_nobody(world);
+         },
+         "none", raid, Case::root, nullptr, [](World&) { EXPECT_EQ(content(scratch_file), ""); }},
+        {file_is_taken, "ScratchFileIsReplacedByAPipe",
+         [](World& world) {
+           world.hwinfo(once_listed("rm -f /tmp/sgMap.txt; /usr/bin/mkfifo /tmp/sgMap.txt"));
+         },
+         "none", raid, Case::nothing, nullptr, remove_scratch_file},
+        {file_is_taken, "ScratchFileIsReplacedByAFile",
+         [](World& world) {
+           world.hwinfo(
+               once_listed("rm -f /tmp/sgMap.txt; ${0%/*}/good_hwinfo $1 >/tmp/sgMap.txt"));
+         },
+         "none", raid, Case::nothing, nullptr, remove_scratch_file},
         // Nothing is known of the address then; the drive is known as onboard by its driver.
-        {full_disk, "ScratchDiskIsFull", [](World&) { scratch_link("/dev/full"); }, "/dev/sda",
-         "3 Device /dev/sda is NOT a LSI_IR Device"},
+        {full_disk, "ScratchDiskIsFull",
+         [](World& world) {
+           world.hwinfo(once_listed("trap '' XFSZ; ulimit -f 0; exec ${0%/*}/good_hwinfo $1"));
+         },
+         "/dev/sda", "3 Device /dev/sda is NOT a LSI_IR Device"},
         // Drives and sysfs
         {not_listed, "DriveIsGone",
          [](World& world) {

@@ -84,11 +84,6 @@ EXPORT pid_t fork() {
   return has_to_fail_with(Call::fork, EAGAIN) ? -1 : original();
 }
 
-EXPORT int system(const char* command) {
-  static const auto original = next<int(const char*)>("system");
-  return has_to_fail_with(Call::fork, EAGAIN) ? -1 : original(command);
-}
-
 EXPORT int posix_spawn(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
                        const posix_spawnattr_t* attributes, char* const arguments[],
                        char* const environment[]) {

@@ -8,7 +8,7 @@
 
 namespace faults {
 
-// What can be made to fail, and as what: fork (posix_spawn and system with it) as EAGAIN, pipe and
+// What can be made to fail, and as what: fork (posix_spawn with it) as EAGAIN, pipe and
 // open (directories and streams with it) as EMFILE, write and sendto as ENOSPC, allocation as
 // std::bad_alloc, or null where the XML parser asks; broker are the object manager's functions
 // that providers call (broker_calls.h).

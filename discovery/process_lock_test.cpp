@@ -1,0 +1,181 @@
+#include "discovery/process_lock.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+namespace {
+std::atomic<int> requests = 0;
+std::atomic<int> interruptions = 0;  // of the next requests
+}  // namespace
+
+extern "C" int flock(int file, int operation) noexcept {
+  using Function = int(int, int);
+  ++requests;
+  if (interruptions > 0) {
+    --interruptions;
+    errno = EINTR;
+    return -1;
+  }
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "flock"))(file, operation);
+}
+
+namespace discovery {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr unsigned nobody = 65534;
+
+// A root of the test's own, with a folder /run.
+class InProcessLock : public testing::Test {
+ protected:
+  InProcessLock() {
+    std::string name = fs::temp_directory_path() / "process_lock_test.XXXXXX";
+    root = mkdtemp(name.data());
+    file = root / "run/hddtest.lock";
+    fs::create_directory(root / "run");
+    setenv("HVX_SYSFS_ROOT", root.c_str(), 1);
+    interruptions = 0;
+  }
+  ~InProcessLock() override {
+    unsetenv("HVX_SYSFS_ROOT");
+    fs::remove_all(root);
+  }
+  // Whether nobody holds it, as another process sees it.
+  bool is_free() const {
+    const int other = open(file.c_str(), O_RDWR | O_CLOEXEC);
+    const bool free = flock(other, LOCK_EX | LOCK_NB) == 0;
+    close(other);
+    return free;
+  }
+  fs::path root, file;
+};
+
+TEST_F(InProcessLock, ItIsHeldFromBeginToEnd) {
+  {
+    const ProcessLock lock;
+    EXPECT_TRUE(lock.is_held());
+    EXPECT_FALSE(is_free());
+  }
+  EXPECT_TRUE(is_free());
+}
+
+TEST_F(InProcessLock, ItsFileIsItsOwnersAlone) {
+  const mode_t before = umask(0);
+  { const ProcessLock lock; }
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat(file.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+}
+
+TEST_F(InProcessLock, ProgramsOfTheHostDoNotInheritIt) {
+  const ProcessLock lock;
+  int found = 0;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    if (fs::read_symlink(entry, gone) != file) continue;
+    ++found;
+    EXPECT_EQ(fcntl(std::stoi(entry.path().filename()), F_GETFD), FD_CLOEXEC);
+  }
+  EXPECT_EQ(found, 1);
+}
+
+TEST_F(InProcessLock, ASecondWaitsForTheFirst) {
+  const int other = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  requests = 0;
+  std::atomic<bool> taken = false;
+  std::thread second([&] {
+    const ProcessLock lock;
+    EXPECT_TRUE(lock.is_held());
+    taken = true;
+  });
+  while (requests == 0) std::this_thread::yield();
+  EXPECT_FALSE(taken);
+  EXPECT_EQ(flock(other, LOCK_UN), 0);
+  second.join();
+  EXPECT_TRUE(taken);
+  close(other);
+}
+
+TEST_F(InProcessLock, AnInterruptedOneWaitsOn) {
+  interruptions = 2;
+  const ProcessLock lock;
+  EXPECT_TRUE(lock.is_held());
+  EXPECT_FALSE(is_free());
+}
+
+// An object manager forks at any time.
+TEST_F(InProcessLock, AChildThatTheHostForksMeanwhileDoesNotHoldItOn) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  pid_t child;
+  {
+    const ProcessLock lock;
+    child = fork();
+    if (child == 0) {
+      close(ends[1]);
+      char end;
+      _exit(read(ends[0], &end, 1) == 0 ? 0 : 1);
+    }
+  }
+  EXPECT_TRUE(is_free());
+  close(ends[1]);
+  waitpid(child, nullptr, 0);
+  close(ends[0]);
+}
+
+TEST_F(InProcessLock, WithoutAPlaceThereIsNone) {
+  fs::remove(root / "run");
+  const ProcessLock lock;
+  EXPECT_FALSE(lock.is_held());
+  EXPECT_FALSE(fs::exists(root / "run"));
+}
+
+// What another user could hold, or has put there, is not waited for.
+TEST_F(InProcessLock, WhatOthersCanOpenIsNone) {
+  std::ofstream(file) << "";
+  for (const mode_t mode : {0640, 0620, 0604, 0602, 0666}) {
+    chmod(file.c_str(), mode);
+    EXPECT_FALSE(ProcessLock().is_held()) << std::oct << mode;
+  }
+  chmod(file.c_str(), 0600);
+  EXPECT_TRUE(ProcessLock().is_held());
+}
+
+TEST_F(InProcessLock, WhatIsAnotherUsersIsNone) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root has other users";
+  std::ofstream(file) << "";
+  chmod(file.c_str(), 0600);
+  ASSERT_EQ(chown(file.c_str(), nobody, nobody), 0);
+  EXPECT_FALSE(ProcessLock().is_held());
+}
+
+TEST_F(InProcessLock, WhatIsNoFileIsNone) {
+  std::ofstream(root / "linked") << "";
+  chmod((root / "linked").c_str(), 0600);
+  fs::create_symlink(root / "linked", file);
+  EXPECT_FALSE(ProcessLock().is_held());
+  fs::remove(file);
+  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+  EXPECT_FALSE(ProcessLock().is_held());
+  fs::remove(file);
+  fs::create_directory(file);
+  EXPECT_FALSE(ProcessLock().is_held());
+}
+
+}  // namespace
+}  // namespace discovery
