@@ -1,4 +1,6 @@
+#include <functional>
 #include <stdexcept>
+#include <utility>
 
 #include "tests/adapter/manager.h"
 
@@ -38,6 +40,43 @@ TEST_P(Failures, anExceptionNamesProviderOperationAndCause) {
       failed.text.find("TEST_Device_Provider: enumerate instances: no \xEF\xBF\xBD such place"),
       std::string::npos)
       << failed.text;
+}
+
+TEST_P(Failures, everyOperationIsNamed) {
+  constexpr auto refuse = [](auto&&...) -> sint32 { throw std::runtime_error("cause"); };
+  auto& devices = hooks<TEST_Device>();
+  devices.get_instance = refuse;
+  devices.enum_instances = refuse;
+  devices.create_instance = devices.delete_instance = refuse;
+  devices.modify_instance = refuse;
+  method_hooks().check = refuse;
+  auto& links = hooks<TEST_Link>();
+  links.enum_associators = links.enum_associator_names = refuse;
+  links.enum_references = refuse;
+
+  const auto path = device_path("sda", 1);
+  broker::Instance instance(path);
+  instance.set("Name", "sda");
+  instance.set("Number", std::uint16_t{1});
+  const std::pair<const char*, std::function<void()>> operations[] = {
+      {"Device_Provider: enumerate instance names",
+       [&] { manager().enumerate_instance_names("TEST_Device"); }},
+      {"Device_Provider: enumerate instances",
+       [&] { manager().enumerate_instances("TEST_Device"); }},
+      {"Device_Provider: get instance", [&] { manager().get_instance(path); }},
+      {"Device_Provider: create instance", [&] { manager().create_instance(instance); }},
+      {"Device_Provider: modify instance", [&] { manager().modify_instance(instance); }},
+      {"Device_Provider: delete instance", [&] { manager().delete_instance(path); }},
+      {"Device_Provider: invoke method", [&] { manager().invoke_method(path, "Check"); }},
+      {"Link_Provider: associators", [&] { manager().associators(path); }},
+      {"Link_Provider: associator names", [&] { manager().associator_names(path); }},
+      {"Link_Provider: references", [&] { manager().references(path); }},
+      {"Link_Provider: reference names", [&] { manager().reference_names(path); }}};
+  for (const auto& [name, operation] : operations) {
+    const auto failed = failure_of(operation);
+    EXPECT_EQ(failed.status, Status::Failed) << name;
+    EXPECT_NE(failed.text.find(std::string(name) + ": cause"), std::string::npos) << failed.text;
+  }
 }
 
 TEST_P(Failures, anExceptionOfNoKnownKindIsContainedToo) {
