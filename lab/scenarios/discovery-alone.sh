@@ -15,6 +15,8 @@ drivers=() # the guest loads and unloads them
 guest() {
   offered none
   for driver in ata_piix ahci megaraid_sas mptsas virtio_scsi uas usb-storage virtio_blk nvme; do
+    # uas needs usb-storage, which would bring its own drive after a second.
+    if [ $driver = uas ]; then modprobe usb-storage quirks=46f4:0001:i; fi
     load xhci-pci,virtio_pci,$driver 1
     offered $driver
     modprobe -r $driver
