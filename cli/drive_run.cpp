@@ -101,8 +101,7 @@ void run_module(broker::ObjectManager& manager, const std::string& device,
   }
   result.entry = progress.entry();
   result.verdict = verdict_of(recorded, evidence, device);
-  if (result.verdict.cause == cause_not_ended && !result.verdict.remaining)
-    result.verdict = verdict_after(look_at(device), device);
+  if (result.verdict.open) result.verdict = verdict_after(result.verdict, look_at(device), device);
   if (!result.verdict.outcome && result.verdict.cause.empty()) {
     if (fault.empty()) fault = progress.reason().value_or("the test left no completion record");
     result.verdict.cause = cause_module;

@@ -27,16 +27,22 @@ Verdict unknown(std::string why, const std::string& device) {
       .reason = fmt::format("how the test ended is not known: {}; {}", why, see_the_log(device))};
 }
 
+Verdict gone(std::string_view words) {
+  return {.outcome = Outcome::failed,
+          .cause = std::string(cause_gone),
+          .reason = "the drive went during the test: " + std::string(words)};
+}
+
 // Of a read of the log that shows none.
 Verdict without_log(const std::string& log, const std::string& device) {
   const std::string words = elide(complaint_of(log), longest_entry);
-  for (const std::string_view text : gone_texts) {
-    if (words.find(text) == std::string::npos) continue;
-    return {.outcome = Outcome::failed,
-            .cause = std::string(cause_gone),
-            .reason = "the drive went during the test: " + words};
-  }
-  return unknown(words.empty() ? "smartctl ended without an answer" : "smartctl: " + words, device);
+  for (const std::string_view text : gone_texts)
+    if (words.find(text) != std::string::npos) return gone(words);
+  if (!words.empty()) return unknown("smartctl: " + words, device);
+  // It was killed, or hung because the drive did not answer any more.
+  Verdict verdict = unknown("smartctl ended without an answer", device);
+  verdict.open = true;
+  return verdict;
 }
 
 // A log that was full of equal entries reads the same with one more of them.
@@ -87,16 +93,19 @@ Verdict not_ended(std::optional<int> remaining, const std::string& device) {
                                 "later, 'smartctl -X {}' ends it",
                                 remaining ? fmt::format(", {}% remaining", *remaining) : "",
                                 see_the_log(device), name_in_command(device)),
-          .remaining = remaining};
+          .remaining = remaining,
+          .open = !remaining};
 }
 
 }  // namespace
 
-Verdict verdict_after(const DriveLook& now, const std::string& device) {
+Verdict verdict_after(const Verdict& verdict, const DriveLook& now, const std::string& device) {
+  if (now.readiness == Readiness::no_device) return gone(now.words);
+  if (verdict.cause != cause_not_ended) return verdict;
   if (now.readiness == Readiness::running) return not_ended(now.remaining, device);
   if (now.readiness == Readiness::ready)
     return unknown("no end of it was seen in ten minutes, and it runs no longer", device);
-  return not_ended({}, device);
+  return verdict;
 }
 
 Verdict verdict_of(const DriveLook& look, const std::string& device) {

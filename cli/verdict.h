@@ -21,6 +21,7 @@ struct Verdict {
   std::optional<int> remaining{};  // of a test that has not ended, in percent
   std::optional<std::uint64_t> block{};  // the first bad one, as the drive reported it
   std::optional<std::uint64_t> hours{};  // power-on hours at the end of the test
+  bool open = false;  // a look at the drive after the run tells more: see verdict_after()
 };
 
 inline constexpr std::string_view cause_gone = "drive-gone";
@@ -36,8 +37,8 @@ Verdict verdict_of(const DriveLook& look, const std::string& device);
 Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
                    const std::string& device);
 
-// Of a test whose end the module did not see (cause_not_ended), by a look at the drive after that.
-Verdict verdict_after(const DriveLook& now, const std::string& device);
+// The same of an open verdict, by a look at the drive after the run.
+Verdict verdict_after(const Verdict& verdict, const DriveLook& now, const std::string& device);
 
 // What to do about a drive that failed or was not tested to the end, in a sentence or two; empty
 // when passed.

@@ -166,10 +166,26 @@ TEST(Verdict, AnOlderEntryInProgressDoesNotHideTheNewest) {
 }
 
 TEST(Verdict, AfterTenMinutesALookTellsMore) {
+  RunEvidence evidence = ended(head + "# 1" + old_entry);
+  evidence.ended = false;
+  const Verdict open = of(Outcome::failed, evidence);
+  EXPECT_TRUE(open.open);
   const DriveLook running{.readiness = Readiness::running, .remaining = 40};
-  EXPECT_EQ(verdict_after(running, "/dev/sda").remaining, 40);
-  EXPECT_EQ(verdict_after(running, "/dev/sda").cause, "not-ended");
-  EXPECT_EQ(verdict_after({}, "/dev/sda").cause, "unknown-result");
+  EXPECT_EQ(verdict_after(open, running, "/dev/sda").remaining, 40);
+  EXPECT_EQ(verdict_after(open, running, "/dev/sda").cause, "not-ended");
+  EXPECT_EQ(verdict_after(open, {}, "/dev/sda").cause, "unknown-result");
+}
+
+TEST(Verdict, AfterASmartctlWithoutAnswerALookTellsWhetherTheDriveIsThere) {
+  const Verdict open = of(Outcome::failed, ended(""));
+  EXPECT_TRUE(open.open);
+  EXPECT_EQ(verdict_after(open, {}, "/dev/sda").cause, "unknown-result");
+  const DriveLook none{.readiness = Readiness::no_device, .words = "x failed: No such device"};
+  const Verdict gone = verdict_after(open, none, "/dev/sda");
+  EXPECT_EQ(gone.outcome, Outcome::failed);
+  EXPECT_EQ(gone.cause, "drive-gone");
+  EXPECT_EQ(gone.reason, "the drive went during the test: x failed: No such device");
+  EXPECT_FALSE(of(Outcome::failed, ended(log_of("Unknown status (0x9)"))).open);
 }
 
 TEST(Verdict, WithoutEvidenceThereIsNone) {
