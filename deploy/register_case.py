@@ -18,8 +18,9 @@ PROGRAM = pathlib.Path(sys.argv[1]).resolve()
 DATA = PROGRAM.parent.parent / "share/hddtest"
 
 NOTE = "/var/lib/hddtest/registrations"
-STATE = {"output": {}, "status": {}, "active": "", "answers": True, "modules": {"other": "OK"},
-         "busy": [], "classes": ["CIM_Other"], "providerDir": "/usr/lib/pegasus"}
+STATE = {"output": {}, "status": {}, "ends": {}, "signals": {}, "active": "", "answers": True,
+         "modules": {"other": "OK"}, "busy": [], "classes": ["CIM_Other"],
+         "providerDir": "/usr/lib/pegasus"}
 
 # Of this machine, where object managers live and what the program works on.
 OUTSIDE = ("/hddtest", "/etc/sfcb", "/etc/systemd/system", "/lib/cmpi", "/lib/sfcb",

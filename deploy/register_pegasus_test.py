@@ -1,6 +1,6 @@
 """hddtest-register with OpenPegasus."""
 
-import unittest
+import signal
 
 import register_case
 from register_case import DATA, NOTE
@@ -151,9 +151,20 @@ class Failing(PegasusCase):
 
     def test_a_module_that_was_disabled_stays_so_when_another_is_busy(self):
         self.run_program("pegasus")
-        self.change(busy=["hddtest"], modules={"kavroinventory": "Stopped", "hddtest": "OK"})
-        self.run_program("pegasus", "--unregister", status=1)
-        self.assertEqual(self.registered(), {"kavroinventory": "Stopped", "hddtest": "OK"})
+        for lenient in (False, True):
+            self.change(busy=["hddtest"], modules={"kavroinventory": "Stopped", "hddtest": "OK"},
+                        lenient=lenient)
+            self.run_program("pegasus", "--unregister", status=1)
+            self.assertEqual(self.registered(), {"kavroinventory": "Stopped", "hddtest": "OK"})
+
+    def test_modules_that_were_disabled_are_replaced_and_removed(self):
+        self.run_program("pegasus")
+        self.change(modules=dict.fromkeys(MODULES, "Stopped"))
+        self.run_program("pegasus")
+        self.assertEqual(self.registered(), dict.fromkeys(MODULES, "OK"))
+        self.change(modules=dict.fromkeys(MODULES, "Stopped"))
+        self.run_program("pegasus", "--unregister")
+        self.assertEqual(self.registered(), {})
 
     def test_a_failure_leaves_an_earlier_registration(self):
         self.run_program("pegasus")
@@ -175,6 +186,13 @@ class Failing(PegasusCase):
         self.run_program("pegasus", "--unregister")
         self.expect_as_before()
         self.assertEqual(set(self.state()["classes"]), self.superclasses)
+
+    def test_a_signal_leaves_an_earlier_registration(self):
+        self.run_program("pegasus")
+        before = (self.all(), self.registered())
+        self.change(signals={"cimmof-nroot/PG_InterOp": int(signal.SIGTERM)})
+        self.run_program("pegasus", status=128 + signal.SIGTERM)
+        self.assertEqual((self.all(), self.registered()), before)
 
     def test_a_server_that_does_not_answer(self):
         self.change(answers=False)

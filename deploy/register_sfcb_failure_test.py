@@ -1,7 +1,6 @@
 """hddtest-register with sfcb, where a step fails: everything is as before."""
 
 import signal
-import unittest
 
 import register_case
 import sfcb_case
@@ -52,9 +51,28 @@ class Failing(sfcb_case.SfcbCase):
                 self.before = None
                 self.failing(running=True)
 
+    def test_each_program_that_fails_when_its_work_is_done(self):
+        for program in ("sfcbstage", "sfcbrepos"):
+            with self.subTest(program):
+                self.change(ends={program: 3})
+                self.before = None
+                self.failing(running=False)
+
     def test_a_repository_of_nothing(self):
         self.change(status={"sfcbrepos": 0})
         self.failing(running=False)
+
+    def test_a_registration_that_was_killed_is_noted_as_begun_and_can_be_repeated(self):
+        self.change(signals={"sfcbrepos-f": int(signal.SIGKILL)})
+        self.ours += rf"|{REGISTRATIONS}/\.hddtest-register\..*"
+        self.run_program("sfcb", status=-signal.SIGKILL)
+        self.assertIn("|begun|", self.text(NOTE))
+        self.run_program("sfcb")
+        self.expect_registered()
+        self.run_program("sfcb", "--unregister")
+        self.assertEqual(self.others(self.all()), self.others(self.before))
+        for name in (NOTE, REG, MOF):
+            self.assertFalse(self.path(name).exists())
 
     def test_a_stage_that_is_not_filled(self):
         self.change(status={"sfcbstage": 0})
@@ -92,15 +110,7 @@ class Failing(sfcb_case.SfcbCase):
     def test_a_signal_puts_everything_back(self):
         """While sfcb is stopped and its repository replaced."""
         self.install_unit("sfcb", active=True)
-        stand_in = self.binaries / "systemctl"
-        stand_in.write_text(stand_in.read_text().replace(
-            'if command in ("start", "stop"):',
-            'if command == "start" and not os.path.exists(os.environ["STATE"] + ".once"):\n'
-            '        open(os.environ["STATE"] + ".once", "w").close()\n'
-            f'        os.kill(os.getppid(), {int(signal.SIGTERM)})\n'
-            '        signal.pause()\n'
-            '    if command in ("start", "stop"):').replace("import shutil", "import shutil\nimport "
-                                                                          "signal"))
+        self.change(signals={"systemctlstart": int(signal.SIGTERM)})
         self.run_program("sfcb", status=128 + signal.SIGTERM)
         self.expect_as_before()
         self.assertEqual(self.state()["active"], "sfcb")
@@ -141,6 +151,19 @@ class InTheWay(sfcb_case.SfcbCase):
 
 
 class TakingBack(sfcb_case.SfcbCase):
+    def test_a_folder_in_the_place_of_what_was_made_is_told_and_stays(self):
+        self.run_program("sfcb")
+        self.path(REG).unlink()
+        self.path(REG).mkdir()
+        self.run_program("sfcb", "--unregister", status=1)
+        self.assertIn(f"{REG}: Is a directory", self.errors)
+        self.assertTrue(self.path(REG).is_dir())
+
+    def test_what_a_run_left_that_was_killed_is_told_and_stays(self):
+        self.write(f"{REGISTRATIONS}/.hddtest-register.left/old/any", "of others")
+        self.run_program("sfcb")
+        self.assertIn("/.hddtest-register.left is left of a run that was killed", self.errors)
+
     def test_somebody_elses_fault_leaves_repository_and_manager_as_they_were(self):
         self.install_unit("sfcb", active=True)
         self.run_program("sfcb")

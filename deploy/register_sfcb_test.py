@@ -2,7 +2,6 @@
 
 import os
 import shutil
-import unittest
 
 import register_case
 import sfcb_case

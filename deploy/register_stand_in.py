@@ -1,12 +1,14 @@
-"""The programs of sfcb, of OpenPegasus and of systemd, for the tests of hddtest-register: they record
-their calls, and do to the files of the test's root, and to a file of theirs, what the real ones do.
+"""The programs of sfcb, of OpenPegasus and of systemd, for the tests of hddtest-register: they
+record their calls, and do to the files of the test's root, and to a file of theirs, what the real
+ones do.
 
 Called by the name of the program. RECORD is the file of the calls, STATE a JSON file:
   output, status  by program, or program and first argument: what it prints and how it ends, instead
-                  of what it would do
+                  of what it would do; ends: how it ends when it has done that
+  signals         by program and first argument, once: the signal that hddtest-register gets then
   active          the unit of sfcb that runs, or empty; picky: one that refuses our registration
   answers         whether cimserver does; modules: its modules with their status; busy: those with
-                  a request; classes: of root/cimv2; providerDir
+                  a request; lenient: disabling twice is no fault; classes: of root/cimv2; providerDir
 """
 
 import json
@@ -14,6 +16,7 @@ import os
 import pathlib
 import re
 import shutil
+import signal
 import sys
 
 
@@ -92,7 +95,7 @@ def cimprovider(state, arguments):
     if "-d" in arguments:
         if module in state["busy"]:
             fail("Provider is busy")
-        if stopped:
+        if stopped and not state.get("lenient"):
             fail("Provider module is already disabled")
         modules[module] = "Stopped"
     elif "-e" in arguments:
@@ -125,6 +128,13 @@ def main():
     file = pathlib.Path(os.environ["STATE"])
     state = json.loads(file.read_text())
     for key in (name, f"{name}{arguments[0]}"):
+        if key in state["signals"]:
+            number = state["signals"].pop(key)
+            file.write_text(json.dumps(state))
+            os.kill(os.getppid(), number)
+            if number != signal.SIGKILL:
+                signal.pause()  # until it ends this program
+            sys.exit()
         if key in state["output"] or key in state["status"]:
             print(state["output"].get(key, ""))
             sys.exit(state["status"].get(key, 0))
@@ -132,6 +142,7 @@ def main():
         globals()[name](state, arguments)
     finally:
         file.write_text(json.dumps(state))
+    sys.exit(state["ends"].get(name, 0))
 
 
 main()

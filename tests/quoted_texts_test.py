@@ -37,8 +37,8 @@ def quotations(text):
     return [" ".join(found.split()) for found in re.findall(r'"([^"]+)"', text)]
 
 
-TOKEN = re.compile(r"""//[^\n]*|/\*.*?\*/|'(?:\\.|[^'\\\n])'|(;)|"((?:\\.|[^"\\\n])*)"(\s*(?="))?""",
-                   re.DOTALL)
+TOKEN = re.compile(
+    r"""//[^\n]*|/\*.*?\*/|'(?:\\.|[^'\\\n])'|(;)|"((?:\\.|[^"\\\n])*)"(\s*(?="))?""", re.DOTALL)
 
 
 def statements(source):

@@ -29,6 +29,14 @@ class Answer:
     output: str
 
 
+def told(failure):
+    """What went wrong: a Failure says it, an OSError as other programs say it."""
+    if not isinstance(failure, OSError) or not failure.strerror:
+        return str(failure)
+    root = "" if os.geteuid() == 0 else "; run hddtest-register as root"
+    return f"{failure.filename}: {failure.strerror}{root}"
+
+
 def shown(text):
     """Text from outside, without what a terminal would obey."""
     return re.sub(r"[^\t\n -~\xa0-\ud7ff\ue000-\uffff]", lambda found: ascii(found.group())[1:-1],

@@ -26,7 +26,7 @@ class Pegasus:
     # Registering.
 
     def register(self):
-        need("OpenPegasus", "cimmof", "cimprovider", *(["cimcli"] if self._options.with_cim else []))
+        need("OpenPegasus", "cimmof", "cimprovider", *["cimcli"] * self._options.with_cim)
         unit = self._machine.find_unit(self._options.unit, USUAL_UNITS) or ""
         directory = os.path.dirname(self._data.name)
         wanted = Registration("pegasus", {"unit": unit, "directory": directory}, BEGUN)
@@ -68,8 +68,8 @@ class Pegasus:
     def _add_classes(self, file):
         if attempt("cimmof", f"-n{NAME_SPACE}", "-I", self._data.folder, "-aEV", "-uc",
                    self._data.folder / file).status != 0:
-            raise Failure("the classes could not be added: does cimserver run? Where it has no DMTF "
-                          "schema, use --with-cim")
+            raise Failure("the classes could not be added: does cimserver run? Where it has no "
+                          "DMTF schema, use --with-cim")
 
     def _register_providers(self):
         if attempt("cimmof", f"-n{INTEROP}", self._data.folder / "pegasus.mof").status != 0:
@@ -118,7 +118,8 @@ class Pegasus:
             self._does_not_answer()
 
     def _does_not_answer(self):
-        steps = [f"cimprovider -{step} -m {module}" for step in "dr" for module in self._data.modules]
+        steps = [f"cimprovider -{step} -m {module}"
+                 for step in "dr" for module in self._data.modules]
         raise Failure("cimserver does not answer, and its repository is as it was: start cimserver "
                       "and repeat this; or, to take a registration back without hddtest-register:\n"
                       + "\n".join(steps))

@@ -18,6 +18,7 @@ from register.notes import FOLDER
 NO_ERROR = re.compile(r"(?:^|[^a-z0-9])(?:no|0) errors?", re.IGNORECASE)
 ERROR = re.compile(r"(?:^|[^a-z0-9_./-])errors?\.?(?:[^a-z0-9_./-]|$)", re.IGNORECASE)
 
+WORK = ".hddtest-register."
 COPIES = f"{FOLDER}/before"
 
 
@@ -44,7 +45,10 @@ class Repository:
         self._away = []  # moved out of the registration folder
 
     def __enter__(self):
-        self.work = pathlib.Path(tempfile.mkdtemp(prefix=".hddtest-register.", dir=self._folder))
+        self.work = pathlib.Path(tempfile.mkdtemp(prefix=WORK, dir=self._folder))
+        for left in sorted(set(self._folder.glob(f"{WORK}*")) - {self.work}):
+            complain(f"note: {left} is left of a run that was killed, and may hold what was in "
+                     f"{self._folder} then")
         self._new, self._old = self.work / "new", self.work / "old"
         self._new.mkdir()
         self._old.mkdir()

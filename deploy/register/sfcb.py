@@ -10,7 +10,7 @@ import pathlib
 import re
 import shlex
 
-from register.machine import Failure, attempt, complain, have, need, say
+from register.machine import Failure, attempt, complain, have, need, say, told
 from register.notes import BEGUN, LEAVING, REGISTERED, Registration
 from register.repository import Repository, drop_copy, has_copy, keep_copy
 from register.undo import Undo
@@ -231,8 +231,8 @@ class Sfcb:
             try:
                 self._rebuild(noted, unit, active)
             except (OSError, Failure) as failure:
-                complain(f"{failure}: our part of {stage} is gone, and the repository is as before, "
-                         "with the self-test in it; mend the cause and repeat this")
+                complain(f"{told(failure)}: our part of {stage} is gone, and the repository is as "
+                         "before, with the self-test in it; mend the cause and repeat this")
                 return False
         if not [one for one in self._notes.of("sfcb") if one.place != stage
                 and one.parts["registrations"] == registrations]:

@@ -2,7 +2,7 @@
 
 import signal
 
-from register.machine import Failure, complain, say
+from register.machine import Failure, complain, say, told
 
 ENDINGS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
@@ -35,6 +35,6 @@ class Undo:
             try:
                 function(*arguments)
             except (OSError, Failure) as failure:
-                complain(f"{what} is not as before: {failure}")
+                complain(f"{what} is not as before: {told(failure)}")
         for ending, handler in before.items():
             signal.signal(ending, handler)
