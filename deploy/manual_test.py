@@ -92,8 +92,8 @@ FILES = {
         "/usr/share/hddtest/hddtest.msg.xml": ("cli/places.cpp", '"hddtest/hddtest.msg.xml"'),
         "/usr/share/hddtest/hddtest.reg": ("cli/places.cpp", "hddtest/hddtest.reg"),
         "/etc/hddtest/users": ("deploy/systemd/hddtest.service", "--users /etc/hddtest/users\n"),
-        "/lib/systemd/system/hddtest.service": ("deploy/package.cmake",
-                                                "DESTINATION /lib/systemd/system"),
+        "/usr/lib/systemd/system/hddtest.service": ("deploy/package.cmake",
+                                                "DESTINATION /usr/lib/systemd/system"),
         "/tmp/sgMap.txt": ("discovery/scratch_file.cpp", '"/tmp/sgMap.txt"'),
         "/run/hddtest.lock": ("discovery/process_lock.cpp", '"/run/hddtest.lock"')},
     "hddtest-register.8": {
