@@ -52,6 +52,7 @@ static inline long start_child(unsigned long flags, void* stack_end, void (*func
       ".globl _start\n"               \
       ".type _start, @function\n"     \
       "_start:\n\t"                   \
+      "endbr64\n\t"                   \
       "xor %ebp, %ebp\n\t"            \
       "mov %rsp, %rdi\n\t"            \
       "and $-16, %rsp\n\t"            \
