@@ -4,6 +4,7 @@
 
 #include "broker/error.h"
 #include "cli/commands.h"
+#include "cli/completion.h"
 #include "cli/failure.h"
 #include "cli/manager.h"
 #include "cli/output.h"
@@ -109,6 +110,13 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
         serve_command(invocation), passwd_command(), enumerate_command(invocation),
         invoke_command(invocation), help_command(program)})
     add_command(program, invocation, command);
+  // For the build, which installs what it prints.
+  program.add_subcommand("completion")->group("")->callback([&] {
+    invocation.action = [&program] {
+      standard_output().write(completion_script(program));
+      return status_ok;
+    };
+  });
 
   int status = status_cannot;
   try {

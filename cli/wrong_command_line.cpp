@@ -1,5 +1,6 @@
 #include "cli/wrong_command_line.h"
 
+#include "cli/listed.h"
 #include "cli/near_match.h"
 #include "cli/output.h"
 
@@ -9,9 +10,8 @@ namespace {
 // The options of a command that its help lists.
 std::vector<std::string> option_names(const CLI::App& command) {
   std::vector<std::string> names;
-  for (const CLI::Option* const option : command.get_options())
-    for (const std::string& name : option->get_lnames())
-      if (!option->get_group().empty()) names.push_back("--" + name);
+  for (const CLI::Option* const option : listed_options(command))
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
   return names;
 }
 
@@ -39,7 +39,7 @@ std::string of_option(std::string text) {
 
 std::string command_list(const CLI::App& program) {
   std::string list = "The commands are:\n";
-  for (const CLI::App* const command : program.get_subcommands({})) {
+  for (const CLI::App* const command : listed_commands(program)) {
     constexpr std::size_t width = 11;
     const std::string& name = command->get_name();
     list += "  " + name + std::string(width - std::min(width - 1, name.size()), ' ') +
@@ -50,7 +50,7 @@ std::string command_list(const CLI::App& program) {
 
 std::string no_such_command(const CLI::App& program, const std::string& word) {
   std::vector<std::string> names;
-  for (const CLI::App* const command : program.get_subcommands({}))
+  for (const CLI::App* const command : listed_commands(program))
     names.push_back(command->get_name());
   return "there is no command '" + word + "'" +
          (word.starts_with("/dev/") ? "; a drive is tested with 'hddtest run " + word + "'"
