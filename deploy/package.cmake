@@ -1,12 +1,16 @@
 # The Debian packages: hddtest-module, what object managers load with all that it needs, and
-# hddtest, the command with the embedded object manager. After a build, `cpack` in the build tree
-# writes both; the configured prefix has to be /usr, since installed programs find some things by
-# configured paths.
+# hddtest, the command with the embedded object manager. Target "packaged" builds what is in them,
+# deploy/pack makes them, and ./package does both; the configured prefix has to be /usr, since
+# installed programs find some things by configured paths.
 set(owner "The hddtest developers <hddtest@packages.invalid>")
 set(release 1)
 set(module_documents ${CMAKE_INSTALL_DATADIR}/doc/hddtest-module)
 set(command_documents ${CMAKE_INSTALL_DATADIR}/doc/hddtest)
 set(overrides ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
+
+# What the packages hold; compressed files add themselves.
+add_custom_target(packaged DEPENDS hddtest hddtest_module kavroinventory hvx-run
+                  pegasus_registration completion)
 
 # hddtest_compressed(COMPONENT FOLDER FILE NAME): installs a copy of the file that gzip made.
 function(hddtest_compressed component folder file name)
@@ -15,6 +19,7 @@ function(hddtest_compressed component folder file name)
                      DEPENDS ${file} VERBATIM)
   add_custom_target(compressed_${component}_${name} ALL
                     DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz)
+  add_dependencies(packaged compressed_${component}_${name})
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz DESTINATION ${folder}
           COMPONENT ${component})
 endfunction()
@@ -35,7 +40,13 @@ hddtest_compressed(command ${command_documents} ${CMAKE_CURRENT_BINARY_DIR}/NEWS
 install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/docs/deployment.md
               ${CMAKE_SOURCE_DIR}/docs/troubleshooting.md
         DESTINATION ${module_documents} COMPONENT module)
-install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/README.md
+# Pages for those who have the sources are no links in the package.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/README.md)
+file(READ ${CMAKE_SOURCE_DIR}/README.md readme)
+string(REGEX REPLACE "\\[([^]]+)\\]\\((CONTRIBUTING.md|lab/README.md)\\)" "\\1 (\\2 of the sources)"
+       readme "${readme}")
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/README.md "${readme}")
+install(FILES debian/copyright ${CMAKE_CURRENT_BINARY_DIR}/README.md
         DESTINATION ${command_documents} COMPONENT command)
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs  # where README.md looks for them
         DESTINATION ${command_documents} COMPONENT command)

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Sourced by ./run, ./test, ./lint and the scripts of bench/, fuzz/, tests/soak/ and tools/: installs
+# Sourced by ./run, ./test, ./package, ./lint and the scripts of bench/, fuzz/, tests/soak/ and tools/: installs
 # missing Debian packages and builds.
 #
 #   require_packages PACKAGE...   installs those that are missing; exits with 3 when it may not
@@ -10,7 +10,8 @@ build_packages="g++ cmake ninja-build python3 libexpat1-dev libcli11-dev nlohman
  libfmt-dev libmicrohttpd-dev libgnutls28-dev libcrypt-dev libgtest-dev libgmock-dev"
 run_packages="smartmontools hwinfo"
 lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsystemd-shared"
-test_packages="sblim-wbemcli openssl systemd lintian dpkg-dev man-db logrotate"
+package_packages="dpkg-dev file"
+test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate"
 lint_packages="clang-format clang-tidy"
 bench_packages="libbenchmark-dev hwinfo"
 fuzz_packages="clang libclang-rt-dev"

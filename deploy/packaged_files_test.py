@@ -1,0 +1,130 @@
+"""What the packages hold, file by file: programs and libraries are hardened as Debian's are, no
+file knows the folder that it was built in, and links in documents lead somewhere. The build tree,
+whose packages are made already, is the first argument. Exit status 77: not possible here.
+"""
+
+import gzip
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BUILD = pathlib.Path(sys.argv[1]).resolve()
+SOURCE = pathlib.Path(__file__).resolve().parent.parent
+# Without the C library: nothing there that could be checked at run time.
+HELPER = "hvx-run"
+PAGE = 4096
+
+
+def listing(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def files():
+    return [path for path in ROOT.rglob("*") if path.is_file() and not path.is_symlink()]
+
+
+def programs():
+    found = [path for path in files() if path.read_bytes()[:4] == b"\x7fELF"]
+    assert len(found) >= 11, found
+    return found
+
+
+class Hardening(unittest.TestCase):
+    def expect_of_each(self, expectation):
+        for path in programs():
+            with self.subTest(path.name):
+                expectation(path)
+
+    def importers(self, pattern):
+        """The programs and libraries that call such a function."""
+        return {path.name for path in programs()
+                if re.search(rf" U {pattern}\b", listing("nm", "-D", "--undefined-only", path))}
+
+    def test_addresses_are_chosen_at_each_start(self):
+        def expectation(path):
+            self.assertRegex(listing("readelf", "-hW", path), r"Type: +DYN ")
+            self.assertNotIn("TEXTREL", listing("readelf", "-dW", path))
+        self.expect_of_each(expectation)
+
+    def test_tables_of_addresses_are_read_only_before_it_runs(self):
+        def expectation(path):
+            self.assertIn("GNU_RELRO", listing("readelf", "-lW", path))
+            self.assertRegex(listing("readelf", "-dW", path), r"BIND_NOW|\(FLAGS_1\).* NOW")
+        self.expect_of_each(expectation)
+
+    def test_nothing_is_both_written_and_executed(self):
+        def expectation(path):
+            segments = listing("readelf", "-lW", path)
+            self.assertRegex(segments, r"GNU_STACK .* RW +0x")
+            self.assertNotRegex(segments, r" RWE ")
+        self.expect_of_each(expectation)
+
+    def test_stacks_are_protected(self):
+        everything = {path.name for path in programs()}
+        self.assertEqual(self.importers("__stack_chk_fail"), everything - {HELPER})
+
+    def test_large_frames_touch_each_page_of_the_stack(self):
+        def expectation(path):
+            steps = re.findall(r"sub +\$0x([0-9a-f]{1,8}),%rsp", listing("objdump", "-d", path))
+            self.assertLessEqual(max((int(step, 16) for step in steps), default=0), PAGE)
+        self.expect_of_each(expectation)
+
+    def test_functions_of_the_c_library_and_containers_are_the_checked_ones(self):
+        for function in (r"__\w+_chk", r"_ZSt21__glibcxx_assert_fail\w+"):
+            self.assertLessEqual({"hddtest", "libhddtest.cmpi.so"}, self.importers(function))
+
+    def test_calls_by_address_reach_only_what_is_meant_for_them(self):
+        def expectation(path):
+            # What the C library adds to the others decides there what is noted of the whole file.
+            if path.name == HELPER:
+                self.assertIn("IBT, SHSTK", listing("readelf", "-nW", path))
+            code = listing("objdump", "-d", "--no-show-raw-insn", path)
+            self.assertGreater(code.count("endbr64"), 2)
+        self.expect_of_each(expectation)
+
+
+class Documents(unittest.TestCase):
+    def test_links_lead_somewhere(self):
+        links = 0
+        for page in ROOT.rglob("*.md"):
+            for target in re.findall(r"\]\(([^)#]+)", page.read_text()):
+                links += 1
+                self.assertTrue((page.parent / target).exists(),
+                                f"{page.relative_to(ROOT)}: {target}")
+        self.assertGreater(links, 5)
+
+    def test_paths_in_manual_pages_are_installed(self):
+        for page in ROOT.rglob("*.[18].gz"):
+            for path in re.findall(r"/usr/(?:share|lib)/[\w./-]*hddtest[\w./-]*\w",
+                                   gzip.decompress(page.read_bytes()).decode().replace("\\-", "-")):
+                self.assertTrue((ROOT / path[1:]).exists(), f"{page.name}: {path}")
+
+    def test_changelogs_are_there(self):
+        for package in ("hddtest", "hddtest-module"):
+            page = ROOT / f"usr/share/doc/{package}/changelog.Debian.gz"
+            with gzip.open(page, "rt") as changelog:
+                self.assertRegex(changelog.readline(), r"^hddtest \(")
+
+
+class Origin(unittest.TestCase):
+    def test_no_file_knows_where_it_was_built(self):
+        for path in files():
+            for folder in (SOURCE, BUILD):
+                self.assertNotIn(str(folder).encode(), path.read_bytes(), path.relative_to(ROOT))
+
+
+if __name__ == "__main__":
+    packages = sorted((BUILD / "packages").glob("*.deb"))
+    missing = [tool for tool in ("dpkg-deb", "readelf", "objdump", "nm") if not shutil.which(tool)]
+    if missing or not packages:
+        print(f"skipped: {', '.join(missing) or 'packages'} missing")
+        sys.exit(77)
+    with tempfile.TemporaryDirectory(prefix="hddtest_files.") as folder:
+        ROOT = pathlib.Path(folder)
+        for package in packages:
+            subprocess.run(["dpkg-deb", "--extract", package, ROOT], check=True)
+        unittest.main(argv=[sys.argv[0], *sys.argv[2:]])
