@@ -15,20 +15,20 @@ constexpr int status_missing = 1;
 
 std::string line(const Finding& finding, const Output& output) {
   // The label is laid out by its characters, so the colour comes last.
-  const std::string word = finding.ok ? "ok" : "missing";
+  const std::string word = !finding.ok ? "missing" : finding.remedy.empty() ? "ok" : "note";
   std::string text = finding.found;
-  if (!finding.ok) text += "; " + finding.remedy;
+  if (!finding.remedy.empty()) text += "; " + finding.remedy;
   const std::string label = fmt::format("{:9}{:14}", word, finding.name);
   const std::string plain = labelled(label, escape(text), output.columns());
-  return output.coloured(word, finding.ok ? Colour::green : Colour::red) +
-         plain.substr(word.size());
+  const Colour colour = !finding.ok ? Colour::red : word == "note" ? Colour::yellow : Colour::green;
+  return output.coloured(word, colour) + plain.substr(word.size());
 }
 
 Json json_of(const Finding& finding) {
   return {{"name", finding.name},
           {"ok", finding.ok},
           {"found", finding.found},
-          {"remedy", finding.ok ? Json() : Json(finding.remedy)}};
+          {"remedy", finding.remedy.empty() ? Json() : Json(finding.remedy)}};
 }
 
 int check(const Invocation& invocation) {
@@ -50,7 +50,8 @@ int check(const Invocation& invocation) {
 Command check_command(const Invocation& invocation) {
   return {"check",
           "Tells what a test needs and this machine lacks.",
-          "Exit status: 0 when nothing is missing, else 1.",
+          "A note tells what could be better and keeps no test from running. Exit status: 0 when\n"
+          "nothing is missing, else 1.",
           {},
           [&invocation] { return check(invocation); }};
 }

@@ -16,6 +16,9 @@ SERVICE = ('KAVRO_HDDTest_DiagnosticService.SystemCreationClassName="KAVRO_Compu
 DRIVE = ('KAVRO_DiskDrive.SystemCreationClassName="KAVRO_ComputerSystem",SystemName="",'
          'CreationClassName="KAVRO_DiskDrive",DeviceID="/dev/fake"')
 
+KEPT = ("Jobs and records stay with the process that ran the test: 'hddtest run' shows them at its "
+        "end, and a server tells its clients of its own tests.\n")
+
 
 class Instances(CommandTest):
     def test_service(self):
@@ -41,13 +44,19 @@ class Instances(CommandTest):
     def test_no_instance(self):
         self.run_command("enumerate", "KAVRO_HDDTest_ConcreteJob")
         self.expect(0)
-        self.assertEqual(self.output, "There is no instance of KAVRO_HDDTest_ConcreteJob.\n")
+        self.assertEqual(self.output, "There is no instance of KAVRO_HDDTest_ConcreteJob.\n" + KEPT)
+        self.run_command("enumerate", "CIM_ConcreteJob")
+        self.assertEqual(self.output, "There is no instance of CIM_ConcreteJob.\n" + KEPT)
+        self.run_command("enumerate", "KAVRO_DiskDrive")
+        self.assertEqual(self.output, "There is no instance of KAVRO_DiskDrive.\n")
         self.assertEqual(
             json.loads(self.run_command("enumerate", "KAVRO_HDDTest_ConcreteJob", "--json")), [])
 
     def test_unknown_class(self):
         self.run_command("enumerate", "KAVRO_None")
-        self.expect_one_line(3, r"there is no class KAVRO_None \(CIM_ERR_INVALID_CLASS\)")
+        self.expect_one_line(3, r"there is no class KAVRO_None")
+        self.run_command("enumerate", "kavro_diskdrives")
+        self.expect_one_line(3, r"no class kavro_diskdrives; did you mean 'KAVRO_DiskDrive'\?")
         self.run_command("enumerate", "KAVRO\x1b[2J\nNone")
         self.expect_one_line(3, r"KAVRO\\x1b\[2J\\nNone")
 
@@ -68,6 +77,11 @@ class Instances(CommandTest):
             answer["out"]["Job"],
             'root/cimv2:KAVRO_HDDTest_ConcreteJob.InstanceID="HDDTest_ConcreteJob001"')
 
+    def test_invoke_tells_of_a_test_that_was_not_run(self):
+        self.run_command("invoke", SERVICE, "RunDiagnostic")
+        self.assertEqual((self.status, self.output), (0, "Return value: 0\n"))
+        self.assertRegex(self.errors, r"\Ahddtest: No test was run: ManagedElement is not .*\n\Z")
+
     def test_invoke_says_what_is_wrong(self):
         for arguments, pattern in [
             ([SERVICE, "None"], "has no method 'None'; it has .*RunDiagnostic"),
@@ -75,6 +89,9 @@ class Instances(CommandTest):
             ([SERVICE, "RunDiagnostic", "x=1"], "has no parameter 'x'; it has ManagedElement"),
             ([SERVICE, "StartService"], "CIM_ERR_"),
             (["KAVRO_None", "RunDiagnostic"], "there is no class KAVRO_None"),
+            (["KAVRO_HDDTest_DiagnosticServic", "RunDiagnostic"],
+             r"; did you mean 'KAVRO_HDDTest_DiagnosticService'\?"),
+            ([SERVICE, "RunDiagnostics"], r"'RunDiagnostics'; did you mean 'RunDiagnostic'\?; it has"),
             (["=", "RunDiagnostic"], "CIM_ERR_INVALID_PARAMETER"),
         ]:
             self.run_command("invoke", *arguments)
@@ -107,7 +124,7 @@ class Check(CommandTest):
         self.assertEqual(self.status, 1)
         self.run_command("check", "--data", data)
         self.assertRegex(self.output, r"(?m)^missing  messages      .*hddtest.msg.xml: No such file "
-                                      r"or directory; mend it or reinstall hddtest, or name its data")
+                                      r"or directory; reinstall hddtest, or name its data")
 
     def test_faulty_messages_are_told_with_their_line(self):
         data = self.data_folder()
@@ -126,6 +143,20 @@ class Check(CommandTest):
 
     def test_missing_data_folder(self):
         self.assertIn("none", self.findings("--data", "none")["module"]["found"])
+
+    def test_note_is_no_fault(self):
+        if subprocess.run(["unshare", "-m", "true"], capture_output=True).returncode:
+            self.skipTest("only root hides the machine's own log")
+        environment = dict(self.environment)
+        del environment["HVX_LOG_FILE"]
+        done = subprocess.run(["unshare", "-m", "sh", "-c", 'mount -t tmpfs none /var/log && '
+                               'exec "$0" check --json', PROGRAM],
+                              env=environment, capture_output=True, text=True, timeout=60)
+        log = {one["name"]: one for one in json.loads(done.stdout)}["log"]
+        self.assertTrue(log["ok"])
+        self.assertIn("/var/log/hvx: No such file or directory", log["found"])
+        self.assertEqual(log["remedy"], "for a log file, as root: mkdir -m 0750 /var/log/hvx")
+        self.assertEqual(done.returncode, 0, done.stdout)
 
     def test_log_that_cannot_be_written(self):
         finding = self.findings(HVX_LOG_FILE=str(self.folder / "none/log"))["log"]

@@ -23,15 +23,24 @@ void Decisions::take(int severity, std::string_view text) {
   for (const DecisionText& known : decision_texts)
     if (const auto device = between(text, known.begins, known.ends))
       reasons_[std::string(*device)] = known.reason;
-  for (const std::string_view begins : exclusion_texts)
-    if (between(text, begins, exclusion_ends)) machine_excluded_ = true;
+  for (const FindingText& known : finding_texts)
+    if (const auto device = between(text, known.begins, known.ends))
+      found_[std::string(*device)] = known.found;
+  for (const ExclusionText& known : exclusion_texts)
+    if (const auto identifier = between(text, known.begins, exclusion_ends))
+      excluded_by_ = std::string(known.what) + " " + std::string(*identifier);
 }
 
 std::optional<std::string> Decisions::reason(const std::string& device) const {
-  if (machine_excluded_) return "excluded machine type";
+  if (!excluded_by_.empty()) return "excluded machine type";
   const auto found = reasons_.find(device);
   if (found == reasons_.end()) return std::nullopt;
   return found->second;
+}
+
+std::string Decisions::found(const std::string& device) const {
+  const auto found = found_.find(device);
+  return found == found_.end() ? "" : found->second;
 }
 
 }  // namespace cli

@@ -18,9 +18,17 @@ class Decisions {
   // Why the device was left out, in words; empty when it can be tested, nothing when no line told.
   std::optional<std::string> reason(const std::string& device) const;
 
+  // What a drive that is left out as RAID was found to be; empty when no line told.
+  std::string found(const std::string& device) const;
+  // "BIOS 1708" or "machine type 1234" where the whole machine is excluded by it, else empty.
+  const std::string& excluded_by() const { return excluded_by_; }
+  // How many drives were decided on.
+  std::size_t count() const { return reasons_.size(); }
+
  private:
   std::map<std::string, std::string, std::less<>> reasons_;
-  bool machine_excluded_ = false;
+  std::map<std::string, std::string, std::less<>> found_;
+  std::string excluded_by_;
 };
 
 }  // namespace cli

@@ -55,18 +55,61 @@ TEST(ReasonWords, NameAMissingHwinfo) {
   EXPECT_EQ(reason_words(std::nullopt, true), "not looked at");
 }
 
-TEST(SmartOf, IsTrueWithEitherText) {
-  EXPECT_EQ(smart_of(0, "x\nSMART support is: Enabled\n"), true);
-  EXPECT_EQ(smart_of(4, "   Device supports SMART and is Enabled\n"), true);
+TEST(Decisions, TellWhatADriveIsBehind) {
+  Decisions decisions;
+  decisions.take(3, "Device /dev/sda is a LSI_IR Volume");
+  decisions.take(3, "Device /dev/sdb is a LSI_IR Device");
+  decisions.take(3, "JBOD: Device /dev/sdc is a MegaRaid Device");
+  decisions.take(3, "Device /dev/sdd is NOT a LSI_IR Device");
+  EXPECT_EQ(decisions.found("/dev/sda"), "beside a RAID volume");
+  EXPECT_EQ(decisions.found("/dev/sdb"), "not on an onboard controller");
+  EXPECT_EQ(decisions.found("/dev/sdc"), "behind a RAID controller");
+  EXPECT_EQ(decisions.found("/dev/sdd"), "");
+  EXPECT_EQ(decisions.count(), 0u) << "none was decided on";
 }
 
-TEST(SmartOf, IsFalseWhereTheDriveWasKnown) {
-  for (const int status : {0, 4, 8, 64, 0xfc})
-    EXPECT_EQ(smart_of(status, "SMART support is: Disabled\n"), false) << status;
+TEST(LeftOutWords, SayWhatKeepsADriveFromATest) {
+  Decisions decisions;
+  decisions.take(3, "Device /dev/sda is a LSI_IR Device");
+  const auto words = [&](const std::string& reason, const std::string& device,
+                         const std::string& connection) {
+    return left_out_words(reason, decisions, device, connection);
+  };
+  EXPECT_EQ(words("RAID", "/dev/sda", "SCSI (virtio_scsi)"), "not on an onboard controller");
+  EXPECT_EQ(words("RAID", "/dev/sda", "SAS/RAID (megaraid_sas)"), "behind a RAID controller");
+  EXPECT_EQ(words("RAID", "/dev/sda", "SAS/RAID (mpt3sas)"), "not on an onboard controller");
+  EXPECT_EQ(words("RAID", "/dev/sdb", "SATA"), "hwinfo's report was unreadable");
+  EXPECT_EQ(words("USB", "/dev/sda", "USB"), "on USB");
+  EXPECT_EQ(words("not a disk", "/dev/sda", ""), "not a disk");
+  EXPECT_EQ(words("", "/dev/sda", ""), "");
+  decisions.take(3, exit_text + "BIOSID(1708) is not supported!");
+  EXPECT_EQ(words("excluded machine type", "/dev/sda", ""), "excluded: BIOS 1708");
 }
 
-TEST(SmartOf, IsUnknownWhereSmartctlDidNotComeToKnowTheDrive) {
-  for (const int status : {-1, 1, 2, 3, 6}) EXPECT_EQ(smart_of(status, ""), std::nullopt) << status;
+TEST(Drive, SaysInOneWordWhatCanBeDone) {
+  Drive drive{.device = "/dev/sda", .reason = ""};
+  EXPECT_EQ(drive.words(), "testable");
+  EXPECT_FALSE(drive.ready());
+  drive.look = DriveLook{.readiness = Readiness::smart_off};
+  EXPECT_EQ(drive.words(), "SMART is off");
+  EXPECT_FALSE(drive.ready());
+  drive.look = DriveLook{};
+  EXPECT_EQ(drive.words(), "ready");
+  EXPECT_TRUE(drive.ready());
+  drive.reason = "USB";
+  drive.left_out = "on USB";
+  EXPECT_EQ(drive.words(), "on USB");
+  EXPECT_FALSE(drive.ready());
+}
+
+TEST(SmartOf, IsUnknownWhereSmartctlDidNotTell) {
+  for (const Readiness on : {Readiness::ready, Readiness::running, Readiness::no_self_test})
+    EXPECT_EQ(smart_of({.readiness = on}), true);
+  for (const Readiness off : {Readiness::smart_off, Readiness::no_smart, Readiness::not_understood})
+    EXPECT_EQ(smart_of({.readiness = off}), false);
+  for (const Readiness unknown : {Readiness::no_permission, Readiness::no_device,
+                                  Readiness::no_smartctl, Readiness::no_answer, Readiness::refused})
+    EXPECT_EQ(smart_of({.readiness = unknown}), std::nullopt);
 }
 
 }  // namespace

@@ -1,22 +1,21 @@
 #include "cli/drive_list.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <mutex>
 #include <thread>
 
-#include "cli/decisions.h"
 #include "cli/log_listener.h"
 #include "cli/log_texts.h"
-#include "platform/support/osspecific.h"
 #include "platform/support/program.h"
 
 namespace cli {
 namespace {
 
-constexpr int information_seconds = 30;
-constexpr std::size_t asked_at_once = 8;
+constexpr std::size_t looked_at_at_once = 8;
 
 // The elements of an array of strings; empty when it is missing or null.
 std::vector<std::string> texts(const broker::Instance& instance, std::string_view property) {
@@ -46,21 +45,29 @@ Drive drive_of(const broker::Instance& instance) {
   return drive;
 }
 
-void ask_smart(std::vector<Drive>& drives) {
+void look_at_each(std::vector<Drive>& drives, const Doing& doing) {
   std::atomic<std::size_t> next = 0;
-  const auto ask = [&] {
+  std::atomic<std::size_t> seen = 0;
+  const auto look = [&] {
     for (std::size_t i; (i = next++) < drives.size();) {
-      std::string output;
-      const int status = NKVRHVX20::TOSSpecific::SpawnProcess("smartctl", {"-i", drives[i].device},
-                                                              output, information_seconds);
-      drives[i].smart = smart_of(status, output);
+      Drive& drive = drives[i];
+      drive.look = look_at(drive.device);
+      drive.smart = smart_of(*drive.look);
+      // The kernel cuts what a drive says of itself, and does not know it of every USB drive.
+      if (!drive.look->model.empty()) drive.model = drive.look->model;
+      if (!drive.look->serial.empty()) drive.serial = drive.look->serial;
+      if (doing) doing(fmt::format("smartctl, {} of {}", ++seen, drives.size()));
     }
   };
   std::vector<std::jthread> threads;
-  for (std::size_t i = 1; i < std::min(asked_at_once, drives.size()); ++i)
-    threads.emplace_back(ask);
-  ask();
+  for (std::size_t i = 1; i < std::min(looked_at_at_once, drives.size()); ++i)
+    threads.emplace_back(look);
+  look();
 }
+
+// Drivers of adapters that make one drive of several, and may show these as drives too.
+constexpr std::string_view raid_drivers[] = {"3w-",      "aacraid", "arcmsr",   "esas2r", "hpsa",
+                                             "megaraid", "mpi3mr",  "smartpqi", "ips",    "cciss"};
 
 }  // namespace
 
@@ -69,32 +76,61 @@ std::string reason_words(const std::optional<std::string>& reason, bool has_hwin
   return *reason == not_a_disk && !has_hwinfo ? "hwinfo missing" : *reason;
 }
 
-std::optional<bool> smart_of(int status, std::string_view information) {
-  // The command line was refused, or the device could not be opened or known.
-  constexpr int not_asked = 1 | 2;
-  for (const std::string_view text : smart_enabled_texts)
-    if (information.find(text) != std::string_view::npos) return true;
-  if (status < 0 || (status & not_asked) != 0) return std::nullopt;
-  return false;
+std::string left_out_words(const std::string& reason, const Decisions& decisions,
+                           const std::string& device, const std::string& connection) {
+  if (!decisions.excluded_by().empty()) return "excluded: " + decisions.excluded_by();
+  if (reason == "USB") return "on USB";
+  if (reason != raid_reason) return reason;
+  for (const std::string_view driver : raid_drivers)
+    if (connection.find("(" + std::string(driver)) != connection.npos)
+      return std::string(behind_raid);
+  const std::string found = decisions.found(device);
+  return found.empty() ? "hwinfo's report was unreadable" : found;
 }
 
-std::vector<Drive> list_drives(broker::ObjectManager& manager, bool smart) {
+std::optional<bool> smart_of(const DriveLook& look) {
+  switch (look.readiness) {
+    case Readiness::ready:
+    case Readiness::running:
+    case Readiness::no_self_test:
+      return true;
+    case Readiness::smart_off:
+    case Readiness::no_smart:
+    case Readiness::not_understood:
+      return false;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::string Drive::words() const {
+  if (!testable()) return left_out;
+  return look ? readiness_words(*look) : "testable";
+}
+
+std::vector<Drive> list_drives(broker::ObjectManager& manager, bool look, const Doing& doing) {
   Decisions decisions;
+  if (doing) doing("hwinfo");
   {
     std::mutex lock;
     const LogListener listener([&](int severity, const std::string& text) {
       const std::lock_guard guard(lock);
+      const std::size_t before = decisions.count();
       decisions.take(severity, text);
+      if (doing && decisions.count() > before)
+        doing(fmt::format("hwinfo, {} decided on", decisions.count()));
     });
     manager.enumerate_instances("KAVRO_HDDTest_AvailableDiagnosticService");
   }
   const bool has_hwinfo = !NKVRHVX20::FindProgram("hwinfo").empty();
   std::vector<Drive> drives;
   for (const broker::Instance& instance : manager.enumerate_instances("KAVRO_DiskDrive")) {
-    drives.push_back(drive_of(instance));
-    drives.back().reason = reason_words(decisions.reason(drives.back().device), has_hwinfo);
+    Drive drive = drive_of(instance);
+    drive.reason = reason_words(decisions.reason(drive.device), has_hwinfo);
+    drive.left_out = left_out_words(drive.reason, decisions, drive.device, drive.connection);
+    drives.push_back(std::move(drive));
   }
-  if (smart) ask_smart(drives);
+  if (look) look_at_each(drives, doing);
   return drives;
 }
 

@@ -1,4 +1,5 @@
 // hddtest drives: the drives of the machine, and which can be tested.
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -10,21 +11,36 @@
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/text.h"
+#include "cli/waiting_line.h"
 
 namespace cli {
 namespace {
 
 constexpr const char* footer =
-    "Runs hwinfo and 'smartctl -i', which changes nothing and takes some seconds, and with SAS or\n"
-    "RAID adapters one more for each drive and device on them. SMART is 'yes' where a test would\n"
-    "find it switched on, and '-' where smartctl did not come to know the drive. A drive is not\n"
-    "testable behind a RAID adapter (RAID) or on USB, as micro-flash, where hwinfo does not list\n"
-    "it (not a disk) or is not there (hwinfo missing), on a machine of an excluded type, or when\n"
-    "it came while the others were looked at (not looked at).\n"
+    "Runs hwinfo and smartctl, which changes nothing and takes some seconds, and with SAS or RAID\n"
+    "adapters one hwinfo more for each drive and device on them. TEST says what can be done:\n"
+    "  ready                         'hddtest run' tests it\n"
+    "  test running                  wait for its end; somebody else may have started it\n"
+    "  SMART is off                  switch it on with 'smartctl -s on DEVICE'\n"
+    "  no SMART, no self-test        the drive, or the way to it, knows none\n"
+    "  no permission                 root may ask it\n"
+    "  on USB, micro-flash, behind a RAID controller, beside a RAID volume, not on an onboard\n"
+    "  controller, excluded: BIOS or machine type: left out; 'hddtest run --force' tests it\n"
+    "  where smartctl can reach it by that name\n"
+    "  not a disk, hwinfo missing    hwinfo does not list it, or is not there\n"
+    "  not looked at                 it came while the others were looked at: ask again\n"
     "Exit status: 0, or 3 if the drives cannot be listed.";
+
+// The words of the list as one word for programs; empty when a test could begin.
+std::string cause_of(const Drive& drive) {
+  if (!drive.testable()) return "left-out";
+  return drive.look && !drive.ready() ? std::string(readiness_cause(drive.look->readiness)) : "";
+}
 
 Json json_of(const Drive& drive) {
   const auto text = [](const std::string& value) { return value.empty() ? Json() : Json(value); };
+  Json remaining;  // null
+  if (drive.look && drive.look->remaining) remaining = *drive.look->remaining;
   return {{"device", drive.device},
           {"testable", drive.testable()},
           {"reason", text(drive.reason)},
@@ -32,70 +48,96 @@ Json json_of(const Drive& drive) {
           {"model", text(drive.model)},
           {"serial", text(drive.serial)},
           {"size", drive.bytes ? Json(*drive.bytes) : Json()},
-          {"connection", text(drive.connection)}};
+          {"connection", text(drive.connection)},
+          {"status", drive.words()},
+          {"cause", text(cause_of(drive))},
+          {"remaining", remaining}};
 }
 
-constexpr std::size_t column_count = 7;
-constexpr std::size_t size_column = 1;
-constexpr std::size_t model_column = 2;
-constexpr std::size_t serial_column = 3;
-constexpr std::size_t connection_column = 4;
+enum Column : std::size_t { device, size, model, serial, connection, test, column_count };
 constexpr std::size_t gap = 2;
 using Row = std::array<std::string, column_count>;
 
 Row row_of(const Drive& drive) {
-  Row row = {drive.device,
-             drive.bytes ? size_text(*drive.bytes) : "",
-             drive.model,
-             drive.serial,
-             drive.connection,
-             !drive.smart   ? ""
-             : *drive.smart ? "yes"
-                            : "no",
-             drive.testable() ? "testable" : drive.reason};
+  Row row = {drive.device,     drive.bytes ? size_text(*drive.bytes) : "",
+             drive.model,      drive.serial,
+             drive.connection, drive.words()};
   for (std::string& text : row) text = text.empty() ? "-" : escape(text);
   return row;
 }
 
-// columns: the terminal's width, 0 when it is none.
-std::string table(const std::vector<Drive>& drives, const Output& output) {
-  std::vector<Row> rows = {{"DEVICE", "SIZE", "MODEL", "SERIAL", "CONNECTION", "SMART", "TEST"}};
-  for (const Drive& drive : drives) rows.push_back(row_of(drive));
-  std::array<std::size_t, column_count> widths{};
-  std::size_t all = gap * (column_count - 1);
-  for (std::size_t column = 0; column < column_count; ++column) {
-    for (const Row& row : rows) widths[column] = std::max(widths[column], columns_of(row[column]));
-    all += widths[column];
-  }
-  // Where the terminal is too narrow, these are shortened, one after the other.
-  const std::size_t columns = output.columns() > 0 ? output.columns() : all;
-  for (const std::size_t column : {model_column, connection_column, serial_column}) {
-    constexpr std::size_t least = 8;
+// The width of each column, 0 of those that are left away.
+using Widths = std::array<std::size_t, column_count>;
+
+std::size_t sum(const Widths& widths) {
+  std::size_t all = 0;
+  for (const std::size_t width : widths) all += width > 0 ? width + gap : 0;
+  return all - gap;
+}
+
+// Where the terminal is too narrow, columns are shortened one after the other, then left away.
+void fit(Widths& widths, std::size_t columns) {
+  constexpr std::size_t least = 8;
+  const auto shorten = [&](Column column) {
+    const std::size_t over = sum(widths) - std::min(sum(widths), columns);
     const std::size_t spare = widths[column] - std::min(widths[column], least);
-    const std::size_t taken = std::min(spare, all - std::min(all, columns));
-    widths[column] -= taken;
-    all -= taken;
-  }
+    widths[column] -= std::min(spare, over);
+  };
+  for (const Column column : {model, connection, serial}) shorten(column);
+  for (const Column column : {connection, serial, size, model})
+    if (sum(widths) > columns) widths[column] = 0;
+  shorten(test);
+}
+
+std::string table(const std::vector<Drive>& drives, const Output& output) {
+  std::vector<Row> rows = {{"DEVICE", "SIZE", "MODEL", "SERIAL", "CONNECTION", "TEST"}};
+  for (const Drive& drive : drives) rows.push_back(row_of(drive));
+  Widths widths{};
+  for (const Row& row : rows)
+    for (std::size_t column = 0; column < column_count; ++column)
+      widths[column] = std::max(widths[column], columns_of(row[column]));
+  if (output.columns() > 0) fit(widths, output.columns());
   std::string text;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    for (std::size_t column = 0; column < column_count; ++column) {
+    for (std::size_t column = 0; column < test; ++column) {
+      if (widths[column] == 0) continue;
       const std::string cell = elide(rows[i][column], widths[column]);
       const std::string blanks(widths[column] - columns_of(cell), ' ');
-      if (column == column_count - 1) {
-        const bool testable = i > 0 && drives[i - 1].testable();
-        text += output.coloured(cell, testable ? Colour::green : Colour::none) + "\n";
-      } else {
-        text += column == size_column ? blanks + cell : cell + blanks;
-        text.append(gap, ' ');
-      }
+      text += (column == size ? blanks + cell : cell + blanks) + std::string(gap, ' ');
     }
+    const bool ready = i > 0 && drives[i - 1].ready();
+    text +=
+        output.coloured(elide(rows[i][test], widths[test]), ready ? Colour::green : Colour::none) +
+        "\n";
   }
   return text;
 }
 
+// What is missing in the list, and who would see it.
+void tell_of_permission(const std::vector<Drive>& drives) {
+  const bool hidden = std::any_of(drives.begin(), drives.end(), [](const Drive& drive) {
+    return drive.look && drive.look->readiness == Readiness::no_permission;
+  });
+  if (!hidden) return;
+  complain(geteuid() != 0 ? "root sees more: whole names, serial numbers, and what can be tested; "
+                            "'sudo hddtest drives'"
+                          : "this container or service may not ask all drives; give it "
+                            "CAP_SYS_RAWIO and the right to open them");
+}
+
+std::vector<Drive> find_drives(broker::ObjectManager& manager, const Places& places) {
+  // Log lines on the same terminal would stand in the middle of a line that is written over.
+  // Who takes the list elsewhere may take errors there later, where a line that is written over has
+  // no place.
+  const bool show = standard_output().is_terminal() && log_file(places) != "-";
+  WaitingLine line(standard_error(), "looking for drives", show);
+  return list_drives(manager, true, [&](const std::string& doing) { line.say(doing); });
+}
+
 int drives(const Invocation& invocation) {
-  const auto manager = make_manager(find_places(invocation.data));
-  const std::vector<Drive> found = list_drives(*manager, true);
+  const Places places = find_places(invocation.data);
+  const auto manager = make_manager(places);
+  const std::vector<Drive> found = find_drives(*manager, places);
   Output& output = standard_output();
   if (invocation.json) {
     Json array = Json::array();
@@ -106,6 +148,7 @@ int drives(const Invocation& invocation) {
   } else {
     output.write(table(found, output));
   }
+  tell_of_permission(found);
   return status_ok;
 }
 

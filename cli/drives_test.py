@@ -4,6 +4,7 @@
 """
 
 import json
+import os
 import pathlib
 import re
 
@@ -27,16 +28,54 @@ class Drives(CommandTest):
         self.machine("sda")
         self.assertEqual(self.drives()["/dev/sda"], {
             "device": "/dev/sda", "testable": True, "reason": None, "smart": True,
-            "model": "ATA DISK 0", "serial": None, "size": 1024000000, "connection": "SATA"})
+            "model": "ATA DISK 0", "serial": None, "size": 1024000000, "connection": "SATA",
+            "status": "ready", "cause": None, "remaining": None})
+
+    def test_json_of_what_cannot_be_tested_now(self):
+        self.machine("sda", "sdb", usb=["sdb"])
+        drives = self.drives(SMART="Disabled")
+        self.assertEqual([(one["testable"], one["status"], one["cause"]) for one in drives.values()],
+                         [(True, "SMART is off", "smart-off"), (False, "on USB", "left-out")])
+        running = self.drives(LOG="# 1  Short offline  Self-test routine in progress 40% 1217 -\\n")
+        self.assertEqual({name: running["/dev/sda"][name] for name in ("status", "cause", "remaining")},
+                         {"status": "test running, 40% remaining", "cause": "running",
+                          "remaining": 40})
+
+    def test_names_are_whole_and_of_the_drive(self):
+        self.machine("sda")
+        told = "Device Model:     A MODEL THAT SYSFS CUTS 9000\\nSerial Number:    S1\\n"
+        drive = self.drives(INFORMATION=told)["/dev/sda"]
+        self.assertEqual((drive["model"], drive["serial"]), ("A MODEL THAT SYSFS CUTS 9000", "S1"))
+
+    def test_ordinary_user_is_told_that_root_sees_more(self):
+        self.machine("sda")
+        self.smartctl.write_text("#!/bin/sh\necho 'Smartctl open device: /dev/sda failed: "
+                                 "Permission denied'\nexit 2\n")
+        self.run_command("drives")
+        self.assertEqual(self.status, 0)
+        self.assertRegex(self.output, r"/dev/sda .*  no permission\n\Z")
+        says = "CAP_SYS_RAWIO" if os.geteuid() == 0 else "root sees more: .* 'sudo hddtest drives'"
+        self.assertRegex(self.errors, rf"\Ahddtest: .*{says}.*\n\Z")
+
+    def test_terminal_shows_what_is_waited_for(self):
+        self.machine("sda")
+        hwinfo = self.smartctl.with_name("hwinfo")
+        hwinfo.write_text(hwinfo.read_text().replace("*) ", "*) sleep 1.2; "))
+        written, status = self.on_terminal("drives", NO_COLOR="1")
+        self.assertEqual(status, 0)
+        self.assertRegex(written, r"looking for drives: hwinfo.* \(0:0\d\)")
+        self.assertRegex(written, r"\r\x1b\[KDEVICE")
 
     def test_table(self):
         self.machine("sda", "sdb", usb=["sdb"])
         self.run_command("drives", NO_SMART="/dev/sdb")
         self.expect(0)
         self.assertEqual(self.output.splitlines(), [
-            "DEVICE       SIZE  MODEL       SERIAL  CONNECTION  SMART  TEST",
-            "/dev/sda  1.02 GB  ATA DISK 0  -       SATA        yes    testable",
-            "/dev/sdb  1.02 GB  ATA DISK 1  -       SATA        no     USB"])
+            "DEVICE       SIZE  MODEL       SERIAL  CONNECTION  TEST",
+            "/dev/sda  1.02 GB  ATA DISK 0  -       SATA        ready",
+            "/dev/sdb  1.02 GB  ATA DISK 1  -       SATA        on USB"])
+        self.run_command("drives", NO_SMART="/dev/sda")
+        self.assertIn("no SMART", self.output)
 
     def test_reasons_are_the_decisions_of_discovery(self):
         self.machine("sda", "sdb", "sdc", usb=["sdb"], unlisted=["sdc"])
@@ -95,9 +134,16 @@ class Drives(CommandTest):
         self.assertRegex(lines[1], r"ATA .*\.\.\.")
         for line in lines:
             self.assertLessEqual(len(line), 70)
-        written, _ = self.on_terminal("drives", columns=63, NO_COLOR="1")
+        written, _ = self.on_terminal("drives", columns=53, NO_COLOR="1")
         for line in written.replace("\r", "").splitlines():
-            self.assertLessEqual(len(line), 63)
+            self.assertLessEqual(len(line), 53)
+        for columns in [40, 30, 20]:  # what can be done stays longest
+            written, _ = self.on_terminal("drives", columns=columns, NO_COLOR="1")
+            lines = written.replace("\r", "").splitlines()
+            self.assertTrue(lines[1].startswith("/dev/sda "))
+            self.assertTrue(lines[1].endswith(" ready"), lines)
+            for line in lines:
+                self.assertLessEqual(len(line), columns)
 
     def test_hostile_model_does_not_reach_the_terminal(self):
         self.machine("sda")

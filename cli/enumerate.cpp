@@ -12,10 +12,24 @@
 namespace cli {
 namespace {
 
+// Jobs and records are asked for first of all by people whose test has failed.
+constexpr const char* kept_elsewhere =
+    "Jobs and records stay with the process that ran the test: 'hddtest run' shows them at its "
+    "end, "
+    "and a server tells its clients of its own tests.\n";
+
+bool is_of_a_run(const broker::Schema& schema, const broker::ClassInfo& asked) {
+  for (const char* const kept :
+       {"KAVRO_HDDTest_ConcreteJob", "KAVRO_HDDTest_DiagnosticCompletionRecord"})
+    if (const broker::ClassInfo* const info = schema.find(kept); info && info->is_a(asked))
+      return true;
+  return false;
+}
+
 int enumerate(const std::string& class_name, const Invocation& invocation) {
   const auto manager = make_manager(find_places(invocation.data));
-  const std::vector<broker::Instance> instances =
-      manager->enumerate_instances(manager->schema().get(class_name).name().view());
+  const broker::ClassInfo& asked = find_class(manager->schema(), class_name);
+  const std::vector<broker::Instance> instances = manager->enumerate_instances(asked.name().view());
   Output& output = standard_output();
   if (invocation.json) {
     Json array = Json::array();
@@ -27,7 +41,11 @@ int enumerate(const std::string& class_name, const Invocation& invocation) {
     output.write(dump(array));
     return status_ok;
   }
-  if (instances.empty()) output.write("There is no instance of " + escape(class_name) + ".\n");
+  if (instances.empty()) {
+    output.write("There is no instance of " + escape(class_name) + ".\n");
+    if (is_of_a_run(manager->schema(), asked))
+      output.write(labelled("", kept_elsewhere, output.columns()));
+  }
   std::string separator;
   for (const broker::Instance& instance : instances) {
     output.write(separator + readable(instance, output.columns()));

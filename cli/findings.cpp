@@ -99,19 +99,25 @@ Finding file_finding(const std::string& name, const fs::path& file) {
 }
 
 Finding message_finding(const fs::path& file) {
+  Finding readable = file_finding("messages", file);
+  if (!readable.ok) return readable;
   const std::vector<std::string> faults = results::message_file_faults(file);
-  if (faults.empty()) return {"messages", true, file, ""};
+  if (faults.empty()) return readable;
   return {"messages", false, fmt::format("{}: {}", file.string(), fmt::join(faults, "; ")),
-          "mend it or reinstall hddtest, or name its data with --data"};
+          "mend it, or reinstall hddtest"};
 }
 
-Finding log_finding(const std::string& file) {
+Finding log_finding(const std::string& file, bool chosen) {
   if (file == "-") return {"log", true, "standard error", ""};
   const std::string fault = writing_fault(file);
   if (fault.empty()) return {"log", true, file, ""};
-  return {"log", false, fault,
-          "make the folder and let hddtest write there, or name another file with HVX_LOG_FILE; "
-          "meanwhile the lines go to the journal, if there is one"};
+  if (chosen) return {"log", false, fault, "name a file with HVX_LOG_FILE that hddtest may write"};
+  const bool journal = access("/run/systemd/journal/socket", W_OK) == 0;
+  const fs::path folder = fs::path(file).parent_path();
+  std::error_code error;
+  return {"log", true, fault + (journal ? ": lines go to the journal" : ": no log is kept"),
+          fs::exists(folder, error) ? "HVX_LOG_FILE names another file"
+                                    : "for a log file, as root: mkdir -m 0750 " + folder.string()};
 }
 
 Finding module_finding(const Places& places) {
@@ -147,7 +153,7 @@ std::vector<Finding> all_findings(const Places& places) {
       privileges_finding(geteuid() == 0, status),
       program_finding("smartctl", "smartmontools", ask_version("smartctl")),
       program_finding("hwinfo", "hwinfo", ask_version("hwinfo")),
-      log_finding(log_file(places)),
+      log_finding(log_file(places), is_log_file_chosen()),
       message_finding(places.message_file),
       file_finding("registration", places.registration),
       module_finding(places)};

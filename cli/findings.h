@@ -14,7 +14,7 @@ struct Finding {
   std::string name;
   bool ok;
   std::string found;   // what is there, or what is wrong
-  std::string remedy;  // what to do; empty when ok
+  std::string remedy;  // what to do; with ok, what could be better; empty when there is nothing
 };
 
 // status: the text of /proc/self/status, which holds the capabilities.
@@ -38,8 +38,9 @@ Finding message_finding(const std::filesystem::path& file);
 // Whether the file, such as the registration, can be read.
 Finding file_finding(const std::string& name, const std::filesystem::path& file);
 
-// file: the log's destination, "-" for standard error.
-Finding log_finding(const std::string& file);
+// file: the log's destination, "-" for standard error. chosen: by HVX_LOG_FILE. Tests do without
+// the file that nobody chose, since it is for root to make its folder.
+Finding log_finding(const std::string& file, bool chosen);
 
 // Loads every provider library that is registered, and asks every class that is no association
 // for its instances. Enters the data folder. May take as long as these classes take.

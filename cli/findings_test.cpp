@@ -72,15 +72,28 @@ TEST_F(Files, AreThereWhenTheyCanBeRead) {
 }
 
 TEST_F(Files, TakeLogLinesWhenTheyOrTheirFolderCanBeWritten) {
-  EXPECT_TRUE(log_finding("-").ok);
-  EXPECT_TRUE(log_finding(folder_ / "file").ok);
-  EXPECT_TRUE(log_finding(folder_ / "new").ok);
+  EXPECT_TRUE(log_finding("-", true).ok);
+  EXPECT_TRUE(log_finding(folder_ / "file", true).ok);
+  EXPECT_TRUE(log_finding(folder_ / "new", true).ok);
   EXPECT_FALSE(fs::exists(folder_ / "new")) << "looking makes no file";
-  EXPECT_FALSE(log_finding(folder_).ok);
-  EXPECT_FALSE(log_finding(folder_ / "none/log").ok);
-  EXPECT_FALSE(log_finding(folder_ / "file/log").ok);
+  EXPECT_FALSE(log_finding(folder_, true).ok);
+  EXPECT_FALSE(log_finding(folder_ / "none/log", true).ok);
+  EXPECT_FALSE(log_finding(folder_ / "file/log", true).ok);
   ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
-  EXPECT_FALSE(log_finding(folder_ / "pipe").ok) << "nobody reads it";
+  EXPECT_FALSE(log_finding(folder_ / "pipe", true).ok) << "nobody reads it";
+}
+
+// What is built from source has no folder of the log; every test runs all the same.
+TEST_F(Files, AreNoConditionWhereNobodyChoseTheLog) {
+  const Finding finding = log_finding(folder_ / "none/log", false);
+  EXPECT_TRUE(finding.ok);
+  EXPECT_TRUE(
+      finding.found.starts_with((folder_ / "none").string() + ": No such file or directory"))
+      << finding.found;
+  EXPECT_EQ(finding.remedy,
+            "for a log file, as root: mkdir -m 0750 " + (folder_ / "none").string());
+  EXPECT_EQ(log_finding(folder_ / "file", false).remedy, "");
+  EXPECT_EQ(log_finding(folder_ / "file/log", false).remedy, "HVX_LOG_FILE names another file");
 }
 
 TEST_F(Files, MakeNoModuleWithoutRegistration) {

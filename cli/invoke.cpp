@@ -1,11 +1,17 @@
 // hddtest invoke: calls a method of an instance or, where it is static, of a class.
+#include <fmt/format.h>
+
 #include <memory>
+#include <mutex>
 
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
+#include "cli/log_listener.h"
+#include "cli/log_texts.h"
 #include "cli/manager.h"
+#include "cli/near_match.h"
 #include "cli/output.h"
 #include "cli/text.h"
 
@@ -20,21 +26,39 @@ struct InvokeOptions {
 
 const broker::MethodInfo& find_method(const broker::Schema& schema, const broker::ObjectPath& path,
                                       const std::string& name) {
-  const broker::ClassInfo& info = schema.get(path.class_name);
+  const broker::ClassInfo& info = find_class(schema, path.class_name.str());
   if (const broker::MethodInfo* const method = info.find_method(name)) return *method;
-  std::string names;
-  for (const broker::MethodInfo& method : info.methods())
-    names += (names.empty() ? "" : ", ") + method.name.str();
-  throw Failure("class " + info.name().str() + " has no method '" + name + "'; it has " +
-                (names.empty() ? "none" : names));
+  std::vector<std::string> names;
+  for (const broker::MethodInfo& method : info.methods()) names.push_back(method.name.str());
+  throw Failure(fmt::format("class {} has no method '{}'{}; it has {}", info.name().str(), name,
+                            near_match_question(name, names),
+                            names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "))));
+}
+
+// A test that was not run is answered like one that was, and only the log tells; so does this.
+broker::MethodResult invoke_heard(broker::ObjectManager& manager, const broker::ObjectPath& path,
+                                  const broker::MethodInfo& method,
+                                  const std::vector<broker::Argument>& arguments) {
+  std::mutex lock;
+  std::string not_run;
+  broker::MethodResult result;
+  {
+    const LogListener listener([&](int, const std::string& text) {
+      const std::lock_guard guard(lock);
+      if (text.starts_with(not_run_text)) not_run = text;
+    });
+    result = manager.invoke_method(path, method.name, arguments);
+  }
+  if (!not_run.empty()) complain(not_run);
+  return result;
 }
 
 int invoke(const InvokeOptions& options, const Invocation& invocation) {
   const broker::ObjectPath path = broker::ObjectPath::parse(options.path);
   const auto manager = make_manager(find_places(invocation.data));
   const broker::MethodInfo& method = find_method(manager->schema(), path, options.method);
-  const broker::MethodResult result =
-      manager->invoke_method(path, method.name, parse_arguments(method, options.arguments));
+  const std::vector<broker::Argument> arguments = parse_arguments(method, options.arguments);
+  const broker::MethodResult result = invoke_heard(*manager, path, method, arguments);
   Output& output = standard_output();
   if (invocation.json) {
     Json out = Json::object();

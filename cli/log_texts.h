@@ -63,8 +63,13 @@ inline constexpr std::string_view smart_complaints[] = {"failed", "Unable", "Unk
 // A read of the log found a test in progress.
 inline constexpr std::string_view still_in_progress_text = "Test is in progress, continue to wait";
 
+// A call that named no drive; severity 0. The reason follows.
+inline constexpr std::string_view not_run_text = "No test was run: ";
+
 // The entry of the drive's log that decided the outcome.
 inline constexpr std::string_view latest_entry_text = "Latest log: ";
+
+inline constexpr std::string_view raid_reason = "RAID";
 
 // What discovery decided on a drive: a trace line that begins and ends so, with the device between.
 struct DecisionText {
@@ -77,18 +82,44 @@ inline constexpr std::string_view not_a_disk = "not a disk";
 
 inline constexpr DecisionText decision_texts[] = {
     {"Initializing HDD instance for ", "", ""},
-    {"Device ", " is an LSI RAID device, omitting from HDD Test", "RAID"},
-    {"Device ", " is an LSI device, omitting from HDD Test", "RAID"},
+    {"Device ", " is an LSI RAID device, omitting from HDD Test", raid_reason},
+    {"Device ", " is an LSI device, omitting from HDD Test", raid_reason},
     {"Device ", " is a USB device, omitting from HDD Test", "USB"},
     {"Device ", " is a MicroFlash device, omitting from HDD Test", "micro-flash"},
     {"Device ", " is NOT a disk device, omitting from HDD Test", not_a_disk},
 };
 
+// What it found before it left a drive out as RAID: a trace line that begins and ends so, with the
+// device between. Where there was none, it could not read a report of hwinfo.
+struct FindingText {
+  std::string_view begins;
+  std::string_view ends;
+  std::string_view found;
+};
+
+inline constexpr std::string_view not_onboard = "not on an onboard controller";
+inline constexpr std::string_view behind_raid = "behind a RAID controller";
+
+inline constexpr FindingText finding_texts[] = {
+    {"Device ", " is a LSI_IR Volume", "beside a RAID volume"},
+    {"Device ", " is a LSI_IR Device", not_onboard},
+    {"Device ", " is a MegaRaid Device", behind_raid},
+    {"JBOD: Device ", " is a MegaRaid Device", behind_raid},
+    {"JBOD: Device ", " is a mpt2sas Device", behind_raid},
+};
+
 // What it decided on the whole machine, by the type or the BIOS identifier between.
 inline constexpr std::string_view exclusion_ends = ") is not supported!";
-inline constexpr std::string_view exclusion_texts[] = {
-    "Exiting KAVRO_HDDTest_AvailableDiagnosticService_Provider::enum_instances, MT(",
-    "Exiting KAVRO_HDDTest_AvailableDiagnosticService_Provider::enum_instances, BIOSID(",
+
+struct ExclusionText {
+  std::string_view begins;
+  std::string_view what;  // stands between
+};
+
+inline constexpr ExclusionText exclusion_texts[] = {
+    {"Exiting KAVRO_HDDTest_AvailableDiagnosticService_Provider::enum_instances, MT(",
+     "machine type"},
+    {"Exiting KAVRO_HDDTest_AvailableDiagnosticService_Provider::enum_instances, BIOSID(", "BIOS"},
 };
 
 // Either of them in what "smartctl -i" prints lets the engine test the drive.

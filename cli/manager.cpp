@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "cli/failure.h"
+#include "cli/near_match.h"
 #include "platform/support/logger.h"
 
 namespace cli {
@@ -38,6 +40,13 @@ std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
   options.log = note;
   options.look_for_idle = look_for_idle;
   return std::make_unique<broker::ObjectManager>(broker::generated_schema(), std::move(options));
+}
+
+const broker::ClassInfo& find_class(const broker::Schema& schema, const std::string& name) {
+  if (const broker::ClassInfo* const info = schema.find(name)) return *info;
+  std::vector<std::string> names;
+  for (const broker::ClassInfo& info : schema.classes()) names.push_back(info.name().str());
+  throw Failure("there is no class " + name + near_match_question(name, names));
 }
 
 std::string error_text(const broker::Error& error) {

@@ -16,6 +16,9 @@ namespace cli {
 std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
                                                     std::chrono::milliseconds look_for_idle = {});
 
+// The class of that name. Throws Failure, with a near name where there is one.
+const broker::ClassInfo& find_class(const broker::Schema& schema, const std::string& name);
+
 // One line for an error of the object manager: what it says, its status, and what to do where
 // that is known.
 std::string error_text(const broker::Error& error);

@@ -50,10 +50,22 @@ std::string reading_fault(const fs::path& file) {
   return regular ? "" : "not a regular file";
 }
 
-std::string log_file(const Places& places) {
+namespace {
+
+// Empty when nobody names one.
+std::string chosen_log_file() {
   const char* const file = std::getenv("HVX_LOG_FILE");
-  if (!file || *file == '\0') return "/var/log/hvx/diagnostics.log";
-  return std::strcmp(file, "-") == 0 ? file : resolve(places, file).string();
+  return file ? file : "";
+}
+
+}  // namespace
+
+bool is_log_file_chosen() { return !chosen_log_file().empty(); }
+
+std::string log_file(const Places& places) {
+  const std::string file = chosen_log_file();
+  if (file.empty()) return "/var/log/hvx/diagnostics.log";
+  return file == "-" ? file : resolve(places, file).string();
 }
 
 void extend_program_path() {

@@ -36,6 +36,9 @@ std::string reading_fault(const std::filesystem::path& file);
 // The file that the core log goes to, "-" for standard error: HVX_LOG_FILE, else the default.
 std::string log_file(const Places& places);
 
+// Whether HVX_LOG_FILE names it.
+bool is_log_file_chosen();
+
 // Adds /usr/sbin and /sbin to PATH, where drive tools are although the PATH of users often
 // leaves these out; the shell that the module starts looks nowhere else. Call before threads and
 // libraries.
