@@ -152,10 +152,10 @@ class PackageTest(unittest.TestCase):
     def test_logs_are_rotated(self):
         log = ROOT / "var/log/hvx/diagnostics.log"
         log.write_text("line\n")
-        settings = BUILD / "packages/logrotate"
+        settings = BUILD / "package-root/logrotate"
         settings.write_text((ROOT / "etc/logrotate.d/hddtest-module").read_text()
                             .replace("/var/log", f"{ROOT}/var/log"))
-        clean_root.run("logrotate", "--force", "--state", BUILD / "packages/state", settings)
+        clean_root.run("logrotate", "--force", "--state", BUILD / "package-root/state", settings)
         self.assertEqual(sorted(path.name for path in log.parent.iterdir()), ["diagnostics.log.1"])
 
     def place_sfcb(self, folder):
