@@ -137,11 +137,9 @@ class Run {
   }
 
   void read(std::list<Running>::iterator one) {
-    const std::string before = one->worker.doing();
     if (one->worker.read()) {
       // Where lines stay, those of the steps that take no time are left out.
-      if (one->worker.doing() != before && one->worker.step() == Step::testing)
-        progress_.note(line(*one));
+      for (const std::string& doing : one->worker.told()) progress_.note(line(*one, doing));
       return;
     }
     DriveResult result = one->worker.result();
@@ -151,10 +149,10 @@ class Run {
     finish(index, std::move(result));
   }
 
-  ProgressLine line(const Running& one) const {
+  ProgressLine line(const Running& one, const std::string& doing) const {
     std::string title = escape(one.name);
     if (plan_.size() > 1) title = fmt::format("[{}/{}] {}", one.index + 1, plan_.size(), title);
-    return {title, one.worker.doing(),
+    return {title, doing,
             std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - one.start)};
   }
 
@@ -162,7 +160,7 @@ class Run {
     std::vector<ProgressLine> lines;
     constexpr std::size_t most = 16;  // so that they fit on a terminal
     for (const Running& one : running_)
-      if (lines.size() < most) lines.push_back(line(one));
+      if (lines.size() < most) lines.push_back(line(one, one.worker.doing()));
     return lines;
   }
 

@@ -50,6 +50,21 @@ class Run(CommandTest):
         self.assertRegex(self.output, r"(?m)^/dev/fake: testing, 90% remaining \(\d+:\d\d\)$")
         self.assertNotRegex(self.output, CONTROL)
 
+    def test_progress_that_comes_at_once_is_shown_line_by_line(self):
+        process = subprocess.Popen([PROGRAM, "run", "--force", "/dev/fake"], text=True,
+                                   stdout=subprocess.PIPE, cwd=self.folder, env=self.environment)
+        deadline = time.monotonic() + 60
+        while not children(process.pid):
+            self.assertLess(time.monotonic(), deadline)
+        os.kill(process.pid, signal.SIGSTOP)
+        while not (self.log.exists() and "Exiting KAVRO_HDDTest_DiagnosticService_Provider::"
+                   "RunDiagnostic" in self.log.read_text()):
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
+        os.kill(process.pid, signal.SIGCONT)
+        output, _ = process.communicate(timeout=60)
+        self.assertRegex(output, r"/dev/fake: testing \(\d:\d\d\)\n/dev/fake: passed")
+
     def test_several_drives_one_after_the_other(self):
         self.run_command("run", "--jobs", "1", "--force", "/dev/one", "/dev/two")
         self.expect(0)

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "cli/failure.h"
 #include "cli/manager.h"
@@ -154,6 +155,7 @@ Worker::~Worker() {
 }
 
 bool Worker::read() {
+  told_.clear();
   if (ended_) return false;
   char buffer[65536];
   const ssize_t count = ::read(descriptor_, buffer, sizeof buffer);
@@ -180,8 +182,9 @@ void Worker::take(std::string_view line) {
     ended_well_ = true;
     return;
   }
-  doing_ = json.value("doing", doing_);
+  const std::string before = std::exchange(doing_, json.value("doing", doing_));
   step_ = static_cast<Step>(json.value("step", static_cast<int>(step_)));
+  if (step_ == Step::testing && doing_ != before) told_.push_back(doing_);
 }
 
 void Worker::end() {

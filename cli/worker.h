@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 #include "cli/drive_run.h"
 #include "cli/places.h"
@@ -32,6 +33,8 @@ class Worker {
 
   const std::string& doing() const { return doing_; }  // for the progress line
   Step step() const { return step_; }
+  // What it was doing in the test, each change since the last read: several may have come at once.
+  const std::vector<std::string>& told() const { return told_; }
   const DriveResult& result() const { return result_; }  // once it has ended
 
  private:
@@ -43,6 +46,7 @@ class Worker {
   std::string unread_;
   std::string doing_ = "waiting";
   Step step_ = Step::waiting;
+  std::vector<std::string> told_;
   bool ended_ = false;
   bool ended_well_ = false;  // it gave its result
   DriveResult result_;
