@@ -56,7 +56,8 @@ TEST_F(Errors, OnlyMethodCallsAreCarriedOut) {
   EXPECT_EQ(refused(answer(call)), (Refused{400, "unsupported-operation"}));
   call.operation = " methodcall ";
   EXPECT_EQ(refused(answer(call)), kFine);
-  EXPECT_EQ(send(message("<SIMPLEEXPREQ/>")), (Refused{400, "unsupported-operation"}));
+  for (const char* indication : {"<SIMPLEEXPREQ/>", "<MULTIEXPREQ/>"})
+    EXPECT_EQ(send(message(indication)), (Refused{400, "unsupported-operation"})) << indication;
 }
 
 TEST_F(Errors, OtherVersionsAreNotSupported) {
@@ -173,6 +174,15 @@ TEST_F(Errors, WhatIsNoMessageIsNotValid) {
             kNotValid);
   EXPECT_EQ(send(replaced("</SIMPLEREQ>", "</SIMPLEREQ><SIMPLEREQ/>")), kNotValid);
   EXPECT_EQ(send(replaced("IPARAMVALUE NAME=\"ClassName\"", "IPARAMVALUE")), kNotValid);
+  std::istringstream known(  // so not skipped
+      "CIM MESSAGE MULTIREQ SIMPLEREQ MULTIEXPREQ SIMPLEEXPREQ MULTIRSP SIMPLERSP MULTIEXPRSP "
+      "SIMPLEEXPRSP DECLARATION IMETHODCALL METHODCALL IPARAMVALUE PARAMVALUE VALUE VALUE.ARRAY "
+      "VALUE.NULL VALUE.REFERENCE VALUE.REFARRAY VALUE.NAMEDINSTANCE LOCALNAMESPACEPATH "
+      "NAMESPACEPATH NAMESPACE HOST CLASSPATH LOCALCLASSPATH CLASSNAME INSTANCEPATH "
+      "LOCALINSTANCEPATH INSTANCENAME KEYBINDING KEYVALUE CLASS INSTANCE PROPERTY PROPERTY.ARRAY "
+      "PROPERTY.REFERENCE QUALIFIER.DECLARATION");
+  for (std::string name; known >> name;)
+    EXPECT_EQ(send(replaced("</SIMPLEREQ>", "</SIMPLEREQ><" + name + "/>")), kNotValid) << name;
 }
 
 TEST_F(Errors, WhatTheStandardDoesNotKnowIsSkipped) {
