@@ -88,6 +88,16 @@ TEST(SameKeys, comparesReferencesByTheirKeys) {
   EXPECT_FALSE(same_keys(*link(drive("a"), device("b")), *link(drive("a"), {})));
 }
 
+TEST(SameKeys, aReferenceToNothingEqualsAnotherOne) {
+  auto nothing = make<Link>();
+  nothing->Drive_ = Ref<Instance>();
+  nothing->Peer = device("b");
+  const auto something = link(drive("a"), device("b"));
+  EXPECT_TRUE(same_keys(*nothing, *nothing));
+  EXPECT_FALSE(same_keys(*nothing, *something));
+  EXPECT_FALSE(same_keys(*something, *nothing));
+}
+
 TEST(SameKeys, endsInACircle) {
   auto one = make<Link>(), other = make<Link>();
   one->Peer = Ref<Instance>(one);
