@@ -82,6 +82,25 @@ TEST_P(Deliveries, nothingIsDeliveredAfterTheProviderWasEndedBetweenTwoItems) {
   EXPECT_THAT(delivered_, ElementsAre("sda"));
 }
 
+TEST_P(Deliveries, noNameIsDeliveredAfterTheProviderWasEnded) {
+  restart_with({});
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*,
+                                            Enum_Handler<TEST_Device>* handler) {
+    handler->handle(device("sda", 1));
+    end_provider();
+    handler->handle(device("sdb", 2));
+    return OK;
+  };
+  std::vector<broker::ObjectPath> names;
+  const auto failed = failure_of([&] {
+    manager().enumerate_instance_names(
+        broker::ObjectPath("root/cimv2", "TEST_Device"),
+        [&](const broker::ObjectPath& path) { names.push_back(path); });
+  });
+  EXPECT_EQ(failed.status, Status::Failed);
+  EXPECT_THAT(names, ElementsAre(device_path("sda", 1)));
+}
+
 TEST_P(Deliveries, nothingIsDeliveredAfterTheProviderWasEndedInsideAnItem) {
   restart_with([&](int number) {
     if (number == 2) end_provider();
