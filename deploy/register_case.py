@@ -122,17 +122,17 @@ class RegisterCase(unittest.TestCase):
 
     # Running it.
 
-    def run_program(self, *arguments, status=0):
+    def run_program(self, *arguments, status=0, output=subprocess.PIPE):
         if self.before is None:
             self.before = self.all()
         self.record.write_text("")
         done = subprocess.run(
             ["/usr/bin/python3", "-IB", HERE / "register_watch.py", PROGRAM, self.root, *arguments,
-             "--root", self.root], capture_output=True, text=True, timeout=60, cwd=self.folder,
-            stdin=subprocess.DEVNULL,
+             "--root", self.root], stdout=output, stderr=output, text=True, timeout=60,
+            cwd=self.folder, stdin=subprocess.DEVNULL,
             env={"PATH": str(self.binaries), "RECORD": str(self.record),
                  "STATE": str(self.state_file)})
-        self.output, self.errors = done.stdout, done.stderr
+        self.output, self.errors = done.stdout or "", done.stderr or ""
         self.assertEqual(done.returncode, status, self.output + self.errors)
         self.assertNotRegex(self.errors, "Traceback|OUTSIDE")
 

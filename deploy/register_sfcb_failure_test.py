@@ -1,5 +1,6 @@
 """hddtest-register with sfcb, where a step fails: everything is as before."""
 
+import os
 import signal
 
 import register_case
@@ -113,6 +114,31 @@ class Failing(sfcb_case.SfcbCase):
         self.change(signals={"systemctlstart": int(signal.SIGTERM)})
         self.run_program("sfcb", status=128 + signal.SIGTERM)
         self.expect_as_before()
+        self.assertEqual(self.state()["active"], "sfcb")
+
+
+class NobodyReads(sfcb_case.SfcbCase):
+    """The connection of the administrator's terminal ended, or the reader of a pipe."""
+
+    def run_into(self, output, status):
+        self.install_unit("sfcb", active=True)
+        self.run_program("sfcb", status=status, output=output)
+
+    def closed_pipe(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        self.addCleanup(os.close, writing)
+        return writing
+
+    def test_what_was_begun_is_put_back(self):
+        self.change(signals={"systemctlstart": int(signal.SIGHUP)})
+        self.run_into(self.closed_pipe(), 128 + signal.SIGHUP)
+        self.expect_as_before()
+        self.assertEqual(self.state()["active"], "sfcb")
+
+    def test_what_was_begun_is_ended(self):
+        self.run_into(self.closed_pipe(), 0)
+        self.expect_registered()
         self.assertEqual(self.state()["active"], "sfcb")
 
 

@@ -44,11 +44,22 @@ def shown(text):
 
 
 def say(text):
-    print(shown(text), flush=True)
+    put(text, sys.stdout)
 
 
 def complain(text):
-    print(f"hddtest-register: {shown(text)}", file=sys.stderr, flush=True)
+    put(f"hddtest-register: {text}", sys.stderr)
+
+
+def put(text, stream):
+    """Where the terminal or the reader is gone, what was begun is ended or put back all the same."""
+    if stream is None:
+        return
+    try:
+        print(shown(text), file=stream, flush=True)
+    except OSError:
+        with open(os.devnull, "wb") as nowhere:
+            os.dup2(nowhere.fileno(), stream.fileno())
 
 
 def have(program):

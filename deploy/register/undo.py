@@ -4,7 +4,7 @@ import signal
 
 from register.machine import Failure, complain, say, told
 
-ENDINGS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+ENDINGS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT)
 
 
 class Undo:
