@@ -126,14 +126,20 @@ class RegisterCase(unittest.TestCase):
         if self.before is None:
             self.before = self.all()
         self.record.write_text("")
-        done = subprocess.run(
+        self.expect_end(self.start(*arguments, output=output), status)
+
+    def start(self, *arguments, output=subprocess.PIPE):
+        return subprocess.Popen(
             ["/usr/bin/python3", "-IB", HERE / "register_watch.py", PROGRAM, self.root, *arguments,
-             "--root", self.root], stdout=output, stderr=output, text=True, timeout=60,
-            cwd=self.folder, stdin=subprocess.DEVNULL,
+             "--root", self.root], stdout=output, stderr=output, text=True, cwd=self.folder,
+            stdin=subprocess.DEVNULL,
             env={"PATH": str(self.binaries), "RECORD": str(self.record),
                  "STATE": str(self.state_file)})
-        self.output, self.errors = done.stdout or "", done.stderr or ""
-        self.assertEqual(done.returncode, status, self.output + self.errors)
+
+    def expect_end(self, process, status):
+        self.addCleanup(process.kill)
+        self.output, self.errors = (text or "" for text in process.communicate(timeout=60))
+        self.assertEqual(process.returncode, status, self.output + self.errors)
         self.assertNotRegex(self.errors, "Traceback|OUTSIDE")
 
     def calls(self, *names):

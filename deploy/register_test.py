@@ -1,9 +1,11 @@
 """hddtest-register: its command line, and that its root protects all else."""
 
+import fcntl
 import subprocess
 import unittest
 
 import register_case
+from register.lock import LOCK
 from register_case import PROGRAM
 
 
@@ -34,6 +36,40 @@ class CommandLine(register_case.RegisterCase):
         for manager in ("sfcb", "pegasus"):
             self.run_program(manager, "--unregister")
             self.expect_as_before()
+
+
+class AnotherRun(register_case.RegisterCase):
+    def test_is_waited_for(self):
+        lock = self.path(LOCK)
+        lock.parent.mkdir()
+        self.addCleanup(lambda: self.assertFalse(lock.parent.exists()))
+        with open(lock, "wb") as other:
+            fcntl.flock(other, fcntl.LOCK_EX)
+            process = self.start("sfcb", "--unregister")
+            self.assertIn("another hddtest-register runs: waiting", process.stderr.readline())
+        self.expect_end(process, 0)
+        self.assertIn("Nothing is registered", self.output)
+
+    def test_that_was_killed_is_not_waited_for(self):
+        self.path(LOCK).parent.mkdir()
+        self.path(LOCK).touch()
+        self.run_program("sfcb", "--unregister")
+        self.assertEqual(self.errors, "")
+        self.assertFalse(self.path(LOCK).parent.exists())
+
+    def test_that_ends_leaves_a_third_one_to_wait_for(self):
+        lock = self.path(LOCK)
+        lock.parent.mkdir()
+        with open(lock, "wb") as other:
+            fcntl.flock(other, fcntl.LOCK_EX)
+            process = self.start("sfcb", "--unregister")
+            process.stderr.readline()
+            lock.unlink()  # as a run does at its end
+            with open(lock, "wb") as third:
+                fcntl.flock(third, fcntl.LOCK_EX)
+                other.close()
+                self.assertIn("waiting", process.stderr.readline())
+        self.expect_end(process, 0)
 
 
 class Missing(register_case.RegisterCase):
