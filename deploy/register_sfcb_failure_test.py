@@ -1,12 +1,18 @@
 """hddtest-register with sfcb, where a step fails: everything is as before."""
 
 import os
+import pathlib
 import signal
+import tempfile
+import types
+import unittest
+import unittest.mock
 
 import register_case
 import sfcb_case
 from register_case import NOTE
-from register.repository import tells_an_error
+from register.repository import COPIES, Repository, tells_an_error
+from register.undo import Undo
 from sfcb_case import COPY, MOF, REG, REGISTRATIONS, STAGE
 
 # As its log line has it, and as others may have it.
@@ -104,9 +110,32 @@ class Failing(sfcb_case.SfcbCase):
         self.assertEqual(self.text(f"{COPY}/providerRegister"), "of before")
 
     def test_a_copy_is_none_of_a_repository_with_ours(self):
-        self.write(NOTE, f"sfcb|{STAGE}|{REGISTRATIONS}||\n")
+        for note in (f"sfcb|{STAGE}|||\n", ""):
+            self.write(NOTE, note)
+            self.write(f"{REGISTRATIONS}/providerRegister", "[KAVRO_DiskDrive]\n")
+            self.run_program("sfcb")
+            self.assertFalse(self.path(COPY).exists())
+            self.run_program("sfcb", "--unregister")
+
+    def test_a_copy_is_for_root_alone_and_none_is_left_that_was_not_completed(self):
+        os.mkfifo(self.path(f"{REGISTRATIONS}/pipe"))
+        self.failing(running=True)
+        self.assertIn("is a named pipe", self.errors)
+        self.path(f"{REGISTRATIONS}/pipe").unlink()
+        self.before = None
         self.run_program("sfcb")
-        self.assertFalse(self.path(COPY).exists())
+        self.assertEqual(self.path(COPIES).stat().st_mode & 0o777, 0o700)
+
+    def test_a_repository_of_empty_folders_without_a_word_of_an_error(self):
+        self.break_classes()
+        self.change(fault="")
+        self.failing(running=True)
+        self.assertIn("the repository could not be built", self.errors)
+
+    def test_a_repository_without_our_registration(self):
+        stand_in = self.binaries / "sfcbrepos"
+        stand_in.write_text(stand_in.read_text().replace("regs/*.reg", "regs/other.reg"))
+        self.failing(running=True)
 
     def test_a_signal_puts_everything_back(self):
         """While sfcb is stopped and its repository replaced."""
@@ -115,6 +144,89 @@ class Failing(sfcb_case.SfcbCase):
         self.run_program("sfcb", status=128 + signal.SIGTERM)
         self.expect_as_before()
         self.assertEqual(self.state()["active"], "sfcb")
+
+
+class Killed(sfcb_case.SfcbCase):
+    ours = sfcb_case.SfcbCase.ours + rf"|{REGISTRATIONS}/\.hddtest-register\..*"
+
+    def killed(self, step):
+        """A run that is; answers its folder."""
+        self.install_unit("sfcb", active=True)
+        self.change(signals={f"systemctl{step}": int(signal.SIGKILL)})
+        self.run_program("sfcb", status=-signal.SIGKILL)
+        return next(self.path(REGISTRATIONS).glob(".hddtest-register.*"))
+
+    def test_before_the_repository_was_touched(self):
+        self.killed("stop")
+        self.run_program("sfcb")
+        self.expect_registered()
+        self.expect_no_work_left()
+        self.assertNotIn("killed", self.errors)
+
+    def test_while_the_repository_was_replaced(self):
+        for begun in ("providerRegister", "repository", None):
+            with self.subTest(begun):
+                left = self.killed("stop")
+                for name in ("providerRegister", "repository"):
+                    self.path(f"{REGISTRATIONS}/{name}").rename(left / "old" / name)
+                if begun:
+                    (left / "new" / begun).rename(self.path(f"{REGISTRATIONS}/{begun}"))
+                self.break_classes()
+                self.run_program("sfcb", status=1)
+                self.assertIn("is put back as it was before a run that was killed: see that sfcb",
+                              self.errors)
+                self.path(f"{STAGE}/mofs/root/other/more.mof").unlink()
+                self.assertEqual(self.registrations(self.all()), self.registrations(self.before))
+                self.run_program("sfcb")
+                self.expect_registered()
+                self.expect_no_work_left()
+                self.run_program("sfcb", "--unregister")
+                self.expect_as_before()
+
+    def test_when_it_was_replaced(self):
+        left = self.killed("start")
+        for _ in range(2):
+            self.run_program("sfcb")
+            self.assertIn(f"/{left.name} is left of a run that was killed", self.errors)
+            self.expect_registered()
+        self.assertEqual((left / "old/repository/root/other/Other").read_text(),
+                         "instances of others")
+
+    def test_a_folder_with_anything_else_in_it_stays(self):
+        self.write(f"{REGISTRATIONS}/.hddtest-register.mine/any", "of others")
+        self.run_program("sfcb")
+        self.assertIn("/.hddtest-register.mine is left", self.errors)
+        self.assertEqual(self.text(f"{REGISTRATIONS}/.hddtest-register.mine/any"), "of others")
+
+    @staticmethod
+    def registrations(files):
+        return {path: what for path, what in files.items() if path.startswith(REGISTRATIONS)}
+
+
+class Replacing(unittest.TestCase):
+    def test_a_signal_between_two_steps_loses_nothing(self):
+        """It comes when the one has been done and before anything else has."""
+        rename = pathlib.Path.rename
+        for number in range(4):
+            with self.subTest(number), tempfile.TemporaryDirectory() as name:
+                folder, steps = pathlib.Path(name), iter(range(10))
+                for part in ("providerRegister", "repository"):
+                    (folder / part).write_text("old")
+
+                def interrupted(path, place, steps=steps, number=number):
+                    rename(path, place)
+                    if next(steps) == number:
+                        raise SystemExit
+
+                machine = types.SimpleNamespace(path=pathlib.Path)
+                with (unittest.mock.patch.object(pathlib.Path, "rename", interrupted),
+                      unittest.mock.patch("builtins.print"), self.assertRaises(SystemExit),
+                      Repository(machine, name) as repository, Undo() as undo):
+                    for part in ("providerRegister", "repository"):
+                        (repository.work / "new" / part).write_text("new")
+                    repository.replace(undo)
+                self.assertEqual({path.name: path.read_text() for path in folder.iterdir()},
+                                 {"providerRegister": "old", "repository": "old"})
 
 
 class NobodyReads(sfcb_case.SfcbCase):
@@ -170,6 +282,15 @@ class InTheWay(sfcb_case.SfcbCase):
                                                          '"mofs", "root", "other"'))
         self.refused(f"{STAGE}/mofs/root/other/hddtest.mof is in the way")
 
+    def test_a_link_in_the_place_of_the_repository(self):
+        place = self.path(f"{REGISTRATIONS}/repository")
+        self.path("/srv").mkdir()
+        place.rename(self.path("/srv/repository"))
+        place.symlink_to(self.path("/srv/repository"))
+        self.run_program("sfcb", status=1)
+        self.assertIn("/repository is a link", self.errors)
+        self.expect_as_before()
+
     def test_one_that_runs_without_a_unit_has_to_be_stopped_first(self):
         self.runs("sfcbd")
         self.before = None
@@ -184,11 +305,6 @@ class TakingBack(sfcb_case.SfcbCase):
         self.run_program("sfcb", "--unregister", status=1)
         self.assertIn(f"{REG}: Is a directory", self.errors)
         self.assertTrue(self.path(REG).is_dir())
-
-    def test_what_a_run_left_that_was_killed_is_told_and_stays(self):
-        self.write(f"{REGISTRATIONS}/.hddtest-register.left/old/any", "of others")
-        self.run_program("sfcb")
-        self.assertIn("/.hddtest-register.left is left of a run that was killed", self.errors)
 
     def test_somebody_elses_fault_leaves_repository_and_manager_as_they_were(self):
         self.install_unit("sfcb", active=True)

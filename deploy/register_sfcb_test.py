@@ -92,8 +92,8 @@ class Folders(sfcb_case.SfcbCase):
     def test_those_of_the_configuration_are_used(self):
         for name in ("stage", "registration"):
             shutil.copytree(self.path(f"/var/lib/sfcb/{name}"), self.path(f"/srv/sfcb/{name}"))
-        self.write("/etc/sfcb/sfcb.cfg", "# registrationDir: /none\n registrationDir:  /srv/sfcb/"
-                                         "registration \n")
+        self.write("/etc/sfcb/sfcb.cfg", "# registrationDir: /none\n REGISTRATIONDIR :/srv//sfcb"
+                                         "/registration/ \r\n")
         self.run_program("sfcb")
         self.assertIn("\nsfcb|/srv/sfcb/stage|/srv/sfcb/registration|||", self.text(NOTE))
         self.assertIn("[KAVRO", self.text("/srv/sfcb/registration/providerRegister"))

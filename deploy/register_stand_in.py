@@ -6,6 +6,7 @@ Called by the name of the program. RECORD is the file of the calls, STATE a JSON
   output, status  by program, or program and first argument: what it prints and how it ends, instead
                   of what it would do; ends: how it ends when it has done that
   signals         by program and first argument, once: the signal that hddtest-register gets then
+  fault           of sfcbrepos, what it prints of a broken file
   active          the unit of sfcb that runs, or empty; picky: one that refuses our registration
   answers         whether cimserver does; modules: its modules with their status; busy: those with
                   a request; lenient: disabling twice is no fault; classes: of root/cimv2; providerDir
@@ -44,7 +45,7 @@ def sfcbrepos(state, arguments):
     repository.mkdir()
     for mof in sorted((stage / "mofs").rglob("*.mof")):
         if "BROKEN" in mof.read_text():
-            fail(f"{mof.name}(1): Syntax error", 0)
+            fail(state.get("fault", f"{mof.name}(1): Syntax error"), 0)
         classes = repository / mof.parent.relative_to(stage / "mofs") / "classSchemas"
         classes.parent.mkdir(parents=True, exist_ok=True)
         with open(classes, "a") as file:

@@ -17,6 +17,7 @@ class Data:
                 raise Failure(f"{folder / file} is missing: reinstall hddtest")
         self.libraries = sorted({f"lib{location}.so" for location in self._found(
             "hddtest.reg", r"^\s*location:\s*(\S+)")})
+        self.sections = self._found("hddtest.reg", r"^(\[.+\])\s*$")
         self.modules = re.findall(r'^instance of PG_ProviderModule\n\{\n  Name = "(.*)";',
                                   (folder / "pegasus.mof").read_text(), re.MULTILINE)
         # Subclasses before their superclasses.

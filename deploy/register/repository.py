@@ -20,6 +20,8 @@ ERROR = re.compile(r"(?:^|[^a-z0-9_./-])errors?\.?(?:[^a-z0-9_./-]|$)", re.IGNOR
 
 WORK = ".hddtest-register."
 COPIES = f"{FOLDER}/before"
+STAGED = "hddtest.mof"
+UNFINISHED = ".hddtest-new"  # of a copy that is being made
 
 
 def tells_an_error(output):
@@ -35,38 +37,71 @@ def like(path, other):
 
 class Repository:
     """Used with `with`: a folder of its own in the registration folder, which goes at the end. What
-    it holds of the old repository is kept if it could not be put back."""
+    it holds of the old repository is kept if it could not be put back. What a run that was killed
+    had moved away is put back first."""
 
     def __init__(self, machine, registrations):
         self._folder = machine.path(registrations)
         if not self._folder.is_dir():
             raise Failure(f"{registrations} is no folder: name the one in which sfcb keeps its "
                           "repository with --registrations DIR")
-        self._away = []  # moved out of the registration folder
+        self._settled = False
 
     def __enter__(self):
+        for left in sorted(self._folder.glob(f"{WORK}*")):
+            self._clear_up(left)
         self.work = pathlib.Path(tempfile.mkdtemp(prefix=WORK, dir=self._folder))
-        for left in sorted(set(self._folder.glob(f"{WORK}*")) - {self.work}):
-            complain(f"note: {left} is left of a run that was killed, and may hold what was in "
-                     f"{self._folder} then")
         self._new, self._old = self.work / "new", self.work / "old"
         self._new.mkdir()
         self._old.mkdir()
         return self
 
     def __exit__(self, *_):
-        if self._away:
+        if not self._settled and any(self._old.iterdir()):
             complain(f"{self._old} has what was in {self._folder} before: move it back")
         else:
             shutil.rmtree(self.work)
 
-    def build(self, stage, schema):
-        """While sfcb may run: what it uses is not touched."""
+    def _clear_up(self, left):
+        new, old = left / "new", left / "old"
+        held = sorted(old.iterdir()) if old.is_dir() and not left.is_symlink() else []
+        # While all of the new is in place of the old, somebody may use it already.
+        if not all(os.path.lexists(self._folder / one.name) for one in held):
+            for one in held:
+                place = self._folder / one.name
+                if os.path.lexists(place):
+                    place.rename(new / one.name)
+                one.rename(place)
+            complain(f"note: {self._folder} is put back as it was before a run that was killed: "
+                     "see that sfcb runs, which it may have stopped")
+            held = []
+        if held or not is_work(left):
+            complain(f"note: {left} is left of a run that was killed, and may hold what was in "
+                     f"{self._folder} then: see that sfcb runs, and remove it if nothing is missed")
+        else:
+            shutil.rmtree(left)
+
+    def build(self, stage, schema, sections=()):
+        """While sfcb may run: what it uses is not touched. The sections have to be in it."""
         say("Building the repository anew, beside the one in use")
         options = ["-f", "-r", self._new, "-s", stage] + (["-c", schema] if schema else [])
         answer = attempt("sfcbrepos", *options)
-        if answer.status != 0 or tells_an_error(answer.output) or not any(self._new.iterdir()):
+        if answer.status != 0 or tells_an_error(answer.output) or not self._is_whole(sections):
             raise Failure("the repository could not be built")
+        for new in sorted(self._new.iterdir()):
+            old = self._folder / new.name
+            if old.is_symlink():
+                raise Failure(f"{old} is a link, whose place the new repository would take: move "
+                              "what it leads to there")
+
+    def _is_whole(self, sections):
+        """What failed without a word leaves a repository of empty folders."""
+        files = [path for path in self._new.rglob("*") if path.is_file() and path.stat().st_size]
+        register = self._new / "providerRegister"
+        if register not in files or files == [register]:
+            return False
+        lines = {line.strip() for line in register.read_text(errors="replace").splitlines()}
+        return lines.issuperset(sections)
 
     def replace(self, undo):
         """While sfcb does not run. Undone if a later step fails; settle() ends that."""
@@ -75,29 +110,20 @@ class Repository:
             old = self._folder / new.name
             if os.path.lexists(old):
                 self._take_over(old, new)
-                undo.push(str(old), self._back, new.name)
+                undo.push(str(old), move, self._old / new.name, old)
                 old.rename(self._old / new.name)
-                self._away.append(new.name)
-            undo.push(str(old), self._withdraw, new.name)
+            undo.push(str(old), move, old, self._new / new.name)
             new.rename(old)
 
     def settle(self):
-        self._away.clear()
+        self._settled = True
 
-    def _withdraw(self, name):
-        if os.path.lexists(self._folder / name):
-            (self._folder / name).rename(self._new / name)
-
-    def _back(self, name):
-        if name in self._away:
-            (self._old / name).rename(self._folder / name)
-            self._away.remove(name)
-
-    def _take_over(self, old, new):
+    @staticmethod
+    def _take_over(old, new):
         """What was put into the repository besides what is compiled, the instances of others, and
         who may read it."""
         like(new, old)
-        if old.is_symlink() or not old.is_dir() or not new.is_dir():
+        if not old.is_dir() or not new.is_dir():
             return
         for folder, folders, files in os.walk(old):
             place = new / pathlib.Path(folder).relative_to(old)
@@ -109,6 +135,18 @@ class Repository:
                     shutil.copy2(pathlib.Path(folder, name), place / name, follow_symlinks=False)
                 if not (place / name).is_symlink():
                     like(place / name, pathlib.Path(folder, name))
+
+
+def is_work(folder):
+    """Whether nothing but what a run makes is in it."""
+    return (folder.is_dir() and not folder.is_symlink()
+            and {path.name for path in folder.iterdir()} <= {"new", "old", STAGED})
+
+
+def move(path, place):
+    """Where a signal came in between, it is in its place."""
+    if os.path.lexists(path) and not os.path.lexists(place):
+        path.rename(place)
 
 
 def copy_name(registrations):
@@ -125,8 +163,9 @@ def keep_copy(machine, registrations, work):
     name = copy_name(registrations)
     say(f"Keeping a copy of {registrations} in {name}")
     machine.make_folders(os.path.dirname(name))
+    machine.path(COPIES).chmod(0o700)  # while it is made, the rights of what is in it are not there
     source, copy = machine.path(registrations), machine.path(name)
-    new = copy.with_name(copy.name + ".hddtest-new")
+    new = machine.path(name + UNFINISHED)
     if new.exists():  # of a run that was ended
         shutil.rmtree(new)
     shutil.copytree(source, new, symlinks=True, copy_function=copy_file,
@@ -144,10 +183,10 @@ def copy_file(source, target):
 
 
 def drop_copy(machine, registrations):
-    """When the registration was taken back."""
+    """When the registration was taken back, or not made."""
     name = copy_name(registrations)
-    path = machine.path(name, follow=False)
-    if path.is_dir() and not path.is_symlink():
-        shutil.rmtree(path)
+    for path in (machine.path(name + end, follow=False) for end in ("", UNFINISHED)):
+        if path.is_dir() and not path.is_symlink():
+            shutil.rmtree(path)
     machine.remove([f"{one}/" for one in pathlib.PurePosixPath(name).parents
                     if one.is_relative_to(COPIES)])

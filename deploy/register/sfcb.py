@@ -12,7 +12,7 @@ import shlex
 
 from register.machine import Failure, attempt, complain, have, need, say, told
 from register.notes import BEGUN, LEAVING, REGISTERED, Registration
-from register.repository import Repository, drop_copy, has_copy, keep_copy
+from register.repository import STAGED, Repository, drop_copy, has_copy, keep_copy
 from register.undo import Undo
 
 NAME_SPACE = "root/cimv2"
@@ -21,7 +21,6 @@ REGISTRATIONS = "/var/lib/sfcb/registration"
 USUAL_UNITS = ("sblim-sfcb", "sfcb")
 SERVER = "sfcbd"
 LINK = "/hddtest"  # sfcb changes to / when it starts, so the texts have to be below that
-STAGED = "hddtest.mof"
 
 
 class Sfcb:
@@ -56,7 +55,8 @@ class Sfcb:
             self._notes.remember(wanted)
             self._make_link(undo, of_old_versions)
             wanted.made = self._stage(wanted, repository.work, undo)
-            repository.build(self._machine.path(stage), self._schema(wanted))
+            self._notes.remember(wanted)
+            repository.build(self._machine.path(stage), self._schema(wanted), self._data.sections)
             self._stop(unit, active, undo)
             if first and not has_copy(self._machine, registrations):
                 undo.push("the copy", drop_copy, self._machine, registrations)
@@ -79,13 +79,15 @@ class Sfcb:
             if not name.startswith("/") or "|" in name:
                 raise Failure(f"{CONFIGURATION} names the folder '{name}', which cannot be used: "
                               "name the right one with --registrations DIR and --stage DIR")
-        return {"stage": stage, "registrations": registrations, "schema": given.schema or "",
-                "unit": given.unit or ""}
+        return {"stage": os.path.abspath(stage), "registrations": os.path.abspath(registrations),
+                "schema": given.schema or "", "unit": given.unit or ""}
 
     def _is_first(self, wanted):
-        """Whether nothing of ours is in that repository."""
-        return not [one for one in self._notes.of("sfcb") if one.state != BEGUN
-                    and one.parts["registrations"] == wanted.parts["registrations"]]
+        """Whether nothing of ours is in that repository. The note alone does not tell: older
+        versions left out the usual folder, and a later run may have been killed."""
+        registrations = wanted.parts["registrations"]
+        register = self._machine.text(f"{registrations}/providerRegister").splitlines()
+        return not set(self._data.sections).intersection(line.strip() for line in register)
 
     def _setting(self, key):
         found = re.findall(rf"^[ \t]*{key}[ \t]*:[ \t]*(\S.*?)[ \t]*$",
