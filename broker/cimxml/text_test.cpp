@@ -81,6 +81,8 @@ TEST(Text, Char16IsACharacterUnlessXmlHasNone) {
   EXPECT_EQ(character(u'A'), "A");
   EXPECT_EQ(character(u'&'), "&amp;");
   EXPECT_EQ(character(u'\u00E4'), "\xC3\xA4");
+  EXPECT_EQ(character(u'\u07FF'), "\xDF\xBF");
+  EXPECT_EQ(character(u'\u0800'), "\xE0\xA0\x80");
   EXPECT_EQ(character(u'\u20AC'), "\xE2\x82\xAC");
   EXPECT_EQ(character(0), "\xEF\xBF\xBD");
   EXPECT_EQ(character(0xD800), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");

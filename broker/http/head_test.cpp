@@ -65,8 +65,11 @@ TEST(Head, ManDeclaresThePrefix) {
   EXPECT_EQ(prefix(uri + " ; ns=73"), "73-");
   EXPECT_EQ(prefix(uri + ";ns=07"), "07-");
   EXPECT_EQ(prefix("\"" + uri + "\"; NS=123"), "123-");
+  EXPECT_EQ(prefix(uri + ";ns=012345678"), "012345678-");
+  EXPECT_EQ(prefix(uri + ";ns=89"), "89-");
   EXPECT_EQ(prefix(uri), "refused");
   EXPECT_EQ(prefix(uri + " ; ns=7"), "refused");
+  EXPECT_EQ(prefix(uri + " ; ns=0123456789"), "refused");
   EXPECT_EQ(prefix(uri + " ; ns=ab"), "refused");
   EXPECT_EQ(prefix("http://other.example/ ; ns=73"), "refused");
   EXPECT_EQ(prefix(uri + " ; ns=73, http://other.example/ ; ns=11"), "refused");
