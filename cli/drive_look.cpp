@@ -1,6 +1,7 @@
 #include "cli/drive_look.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -219,6 +220,12 @@ DriveLook look_at(const std::string& device) {
   return read_look(information, log, step_failed(log.status) ? Answer{} : ask({"-c"}, device));
 }
 
+std::string permission_advice(bool root) {
+  return std::string(root ? "this container or service may not use it: give it"
+                          : "run hddtest as root, or give it") +
+         " CAP_SYS_RAWIO and the right to open the drive";
+}
+
 std::string readiness_words(const DriveLook& look) {
   switch (look.readiness) {
     case Readiness::ready:
@@ -298,9 +305,7 @@ std::string readiness_reason(const DriveLook& look, const std::string& device) {
     case Readiness::no_self_test:
       return "it knows no self-tests or keeps no log of them; test it with its maker's tool";
     case Readiness::no_permission:
-      return look.words +
-             "; run hddtest as root, or give it CAP_SYS_RAWIO and the right to open "
-             "the drive";
+      return look.words + "; " + permission_advice(geteuid() == 0);
     case Readiness::no_device:
       return look.words + "; see with 'hddtest drives' what there is, and check cable and power";
     case Readiness::no_smartctl:

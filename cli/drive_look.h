@@ -66,6 +66,9 @@ std::string_view complaint_of(std::string_view output);
 // The percentage of a running test that "NN% of test remaining" or "(NN% remaining)" tells.
 std::optional<int> told_remaining(std::string_view output);
 
+// What helps who may not use a drive: root has been refused by a container or service.
+std::string permission_advice(bool root);
+
 // In a few words, for a column: "ready", "test running, 90% remaining", "SMART is off".
 std::string readiness_words(const DriveLook& look);
 

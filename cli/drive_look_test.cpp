@@ -1,6 +1,7 @@
 #include "cli/drive_look.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace cli {
 namespace {
@@ -124,8 +125,8 @@ TEST(DriveLook, SaysInSmartctlsWordsWhatFailed) {
   const DriveLook forbidden = failed(2, "Smartctl open device: /dev/a failed: Permission denied");
   EXPECT_EQ(forbidden.readiness, Readiness::no_permission);
   EXPECT_TRUE(readiness_reason(forbidden, "/dev/a")
-                  .starts_with("Smartctl open device: /dev/a failed: Permission denied; run "
-                               "hddtest as root"));
+                  .starts_with("Smartctl open device: /dev/a failed: Permission denied; " +
+                               permission_advice(geteuid() == 0)));
   EXPECT_EQ(failed(2, "Smartctl open device: /dev/a failed: No such device or address").readiness,
             Readiness::no_device);
   const DriveLook bridge = failed(1, "/dev/sda: Unknown USB bridge [0x46f4:0x0001 (0x000)]");

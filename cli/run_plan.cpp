@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "cli/drive_run.h"
+#include "cli/near_match.h"
 
 namespace cli {
 namespace {
@@ -36,7 +37,19 @@ std::optional<std::string> opening_fault(const std::string& device) {
   const int descriptor = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor >= 0) close(descriptor);
   if (descriptor >= 0 || (errno != EACCES && errno != EPERM)) return std::nullopt;
-  return std::string(std::strerror(errno)) + "; run hddtest as root";
+  return std::string(std::strerror(errno)) + "; " + permission_advice(geteuid() == 0);
+}
+
+// Which drive may have been meant by a name that is none.
+std::string meant(const std::string& name, const std::vector<Drive>& drives) {
+  std::vector<std::string> devices;
+  for (const Drive& drive : drives) {
+    devices.push_back(drive.device);
+    if (drive.device == "/dev/" + name) return "did you mean " + drive.device + "?";
+  }
+  const std::string near = near_match(name, devices);
+  return near.empty() ? "'hddtest drives' lists the drives that there are"
+                      : "did you mean " + near + "?";
 }
 
 PlannedDrive planned(const std::string& name, const fs::path& path,
@@ -48,7 +61,7 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
     return {name, drive.device, drive.reason + "; --force tests it all the same", "left-out"};
   }
   if (const auto why = refusal(path))
-    return {name, path, *why + "; 'hddtest drives' lists the drives that there are", "no-device"};
+    return {name, path, *why + "; " + meant(name, drives), "no-device"};
   return {name, path, "not one of the drives that 'hddtest drives' lists; --force tests it",
           "left-out"};
 }

@@ -58,6 +58,18 @@ TEST(PlanNamed, SaysWhatIsNoDrive) {
             "No such file or directory; 'hddtest drives' lists the drives that there are");
 }
 
+TEST(PlanNamed, AsksForTheDriveThatWasMeant) {
+  const std::vector<PlannedDrive> plan = plan_named({"a", "/dev/aa"}, {.start = "/"}, drives());
+  EXPECT_EQ(plan[0].reason, "No such file or directory; did you mean /dev/a?");
+  EXPECT_EQ(plan[1].reason, "No such file or directory; did you mean /dev/a?");
+}
+
+TEST(PermissionAdvice, DoesNotSendRootToRoot) {
+  EXPECT_TRUE(permission_advice(false).starts_with("run hddtest as root"));
+  EXPECT_EQ(permission_advice(true).find("as root"), std::string::npos);
+  EXPECT_NE(permission_advice(true).find("container or service"), std::string::npos);
+}
+
 TEST(PlanNamed, SaysWhatMayNotBeOpened) {
   std::string folder = fs::temp_directory_path() / "run_plan.XXXXXX";
   ASSERT_TRUE(mkdtemp(folder.data()));
@@ -76,7 +88,7 @@ TEST(PlanNamed, SaysWhatMayNotBeOpened) {
     ASSERT_EQ(seteuid(0), 0);
   }
   fs::remove_all(folder);
-  EXPECT_EQ(plan.at(0).reason, "Permission denied; run hddtest as root");
+  EXPECT_EQ(plan.at(0).reason, "Permission denied; " + permission_advice(false));
 }
 
 TEST(PlanForced, PassesNamesOn) {

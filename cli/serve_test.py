@@ -304,13 +304,14 @@ class Documentation(ServerTest):
     def test_client_of_the_documentation(self):
         page = pathlib.Path(__file__).parent.parent / "docs/clients.md"
         (code,) = re.findall(r"```python\n(.*?)```", page.read_text(), re.DOTALL)
-        self.machine("sda")
+        self.machine("sda", "sdb", usb=["sdb"])  # the client leaves out what cannot be tested
         self.make_user()
         self.serve("--users", "users")
         done = subprocess.run([sys.executable, "-c", code.replace("5988", str(self.port))],
                               capture_output=True, text=True, timeout=60)
         self.assertEqual(done.stderr, "")
         self.assertTrue(done.stdout.startswith("/dev/sda\n/dev/sda HDST-000: "), done.stdout)
+        self.assertNotIn("/dev/sdb", done.stdout)
 
 
 class Passwd(ServerTest):

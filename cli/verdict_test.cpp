@@ -101,7 +101,7 @@ TEST(Verdict, AnEntryOfAnotherTestOrOfNoKnownStatusProvesNothing) {
 
 TEST(Verdict, WhatWasNotTestedIsNotFailed) {
   expect_untested({.information = Answer{2, "Smartctl open device: x failed: Permission denied\n"}},
-                  "no-permission", "run hddtest as root");
+                  "no-permission", "CAP_SYS_RAWIO and the right to open the drive");
   expect_untested({.information = Answer{0, "SMART support is: Disabled\n"}}, "smart-off",
                   "'smartctl -s on /dev/sda'");
   RunEvidence evidence = ended("");

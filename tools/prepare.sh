@@ -4,7 +4,8 @@
 #
 #   require_packages PACKAGE...   installs those that are missing; exits with 3 when it may not
 #   require_package_lists         fetches apt's package lists when there are none
-#   build PRESET [TARGET...]      configures and builds quietly; shows the log when it fails
+#   build PRESET [TARGET...]      configures and builds; shows how far it is, and the log when it fails
+#   show_help FILE "$@"           shows the comment at the head of FILE and ends if --help is asked for
 
 build_packages="g++ cmake ninja-build python3 libexpat1-dev libcli11-dev nlohmann-json3-dev
  libfmt-dev libmicrohttpd-dev libgnutls28-dev libcrypt-dev libgtest-dev libgmock-dev"
@@ -21,6 +22,15 @@ as_root=
 
 say() { echo "$*" >&2; }
 
+show_help() {
+  case ${2-} in
+    -h | --help) ;;
+    *) return 0 ;;
+  esac
+  sed -n '2,/^[^#]/{s/^# \{0,1\}//p;s/^#$//p}' "$1"
+  exit 0
+}
+
 missing_packages() {
   local package
   for package in "$@"; do
@@ -34,7 +44,10 @@ require_packages() {
   missing=$(missing_packages "$@" | tr '\n' ' ')
   [ -n "$missing" ] || return 0
   say "Installing ${missing% }"
-  mkdir -p build
+  if ! { mkdir -p build && : >build/install.log; }; then
+    say "build cannot be written; run this as the user whom it belongs to."
+    exit 3
+  fi
   if { [ -z "$as_root" ] || $as_root -n true 2>/dev/null || [ -t 0 ]; } && {
     $as_root apt-get update -qq
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
@@ -42,7 +55,11 @@ require_packages() {
   } </dev/null >build/install.log 2>&1; then
     return 0
   fi
-  say "Packages are missing and could not be installed (build/install.log). As root, run:"
+  say "Packages are missing and could not be installed (the log is build/install.log)."
+  # What apt complains of; without a line from it this user may not call it.
+  grep -m 3 '^E: ' build/install.log | LC_ALL=C tr -dc '[:print:]\n' | sed 's/^E: /apt says: /' | uniq >&2
+  [ -s build/install.log ] || say "This user may not install packages: there is no sudo that lets it."
+  say "As root, run:"
   say "  apt-get update && apt-get install --no-install-recommends ${missing% }"
   exit 3
 }
@@ -55,6 +72,26 @@ require_package_lists() {
   say "The package lists could not be fetched. As root, run:"
   say "  apt-get update"
   exit 3
+}
+
+# Copies what a build prints to the file and shows how far it is: on a terminal in one line that is
+# written over, elsewhere in a line for each fifth.
+build_progress() {
+  local log=$1 line number all shown=0 rewrites=
+  [ ! -t 2 ] || [ "${TERM:-dumb}" = dumb ] || rewrites=yes
+  while IFS= read -r line; do
+    printf '%s\n' "$line" >&3
+    [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
+    number=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]}
+    ((all > 0)) || continue
+    if [ -n "$rewrites" ]; then
+      printf '\r  %d of %d steps\033[K' "$number" "$all" >&2
+    elif ((number * 5 / all > shown)); then
+      shown=$((number * 5 / all))
+      say "  $number of $all steps"
+    fi
+  done 3>"$log"
+  [ -z "$rewrites" ] || printf '\r\033[K' >&2
 }
 
 build() {
@@ -70,8 +107,11 @@ build() {
     exit 3
   fi
   say "Building ($preset), for the first time this takes minutes; the log is $tree/build.log"
-  if ! { cmake --preset "$preset" && cmake --build "$tree" ${1:+--target "$@"}; } \
-    >"$tree/build.log" 2>&1; then
+  if ! (
+    set -o pipefail
+    { cmake --preset "$preset" && cmake --build "$tree" ${1:+--target "$@"}; } 2>&1 |
+      build_progress "$tree/build.log"
+  ); then
     tail -n 40 "$tree/build.log" >&2
     say "The build failed; the whole log is $tree/build.log"
     exit 3

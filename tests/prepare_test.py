@@ -1,0 +1,98 @@
+"""What ./run and its like say while they install and build, with stand-ins for the programs.
+
+    prepare_test.py
+"""
+
+import os
+import pathlib
+import pty
+import subprocess
+import tempfile
+import unittest
+
+TREE = pathlib.Path(__file__).resolve().parent.parent
+
+
+class Prepare(unittest.TestCase):
+    def setUp(self):
+        place = tempfile.TemporaryDirectory(prefix="hddtest_prepare.")
+        self.addCleanup(place.cleanup)
+        self.folder = pathlib.Path(place.name)
+        (self.folder / "bin").mkdir()
+        self.environment = dict(os.environ, PATH=f"{self.folder}/bin:{os.environ['PATH']}",
+                                TERM="xterm")
+        self.program("cmake", 'case $1 in --build) for i in $(seq 1 20); do echo "[$i/20] x"; done;'
+                              ' exit ${RESULT:-0};; esac')
+        self.program("dpkg-query", "exit 1")
+        self.program("apt-get", 'echo "Reading..."; printf "E: Unable to locate package nosuch\\033[2J\\n"'
+                                " >&2; exit 100")
+        self.program("id", "echo 0")
+
+    def program(self, name, text):
+        path = self.folder / "bin" / name
+        path.write_text("#!/bin/sh\n" + text + "\n")
+        path.chmod(0o755)
+
+    def call(self, text, **environment):
+        done = subprocess.run(["bash", "-uo", "pipefail", "-c", f". {TREE}/tools/prepare.sh; {text}"],
+                              cwd=self.folder, env=dict(self.environment, **environment),
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual(done.stdout, "")
+        return done.returncode, done.stderr
+
+    def test_build_tells_how_far_it_is_in_a_few_lines(self):
+        status, says = self.call("build default all")
+        self.assertEqual((status, says.splitlines()[1:]),
+                         (0, [f"  {number} of 20 steps" for number in (4, 8, 12, 16, 20)]))
+        log = (self.folder / "build/build.log").read_text()
+        self.assertEqual(log.splitlines(), [f"[{number}/20] x" for number in range(1, 21)])
+
+    def test_build_that_fails_shows_its_log(self):
+        status, says = self.call("build default", RESULT="1")
+        self.assertEqual(status, 3)
+        self.assertIn("[20/20] x\nThe build failed; the whole log is build/build.log\n", says)
+
+    def test_terminal_has_one_line_that_goes(self):
+        master, slave = pty.openpty()
+        process = subprocess.Popen(["bash", "-c", f". {TREE}/tools/prepare.sh; build default"],
+                                   cwd=self.folder, env=self.environment, stderr=slave)
+        os.close(slave)
+        written = b""
+        try:
+            while piece := os.read(master, 65536):
+                written += piece
+        except OSError:  # the terminal's last user has gone
+            pass
+        os.close(master)
+        self.assertEqual(process.wait(timeout=60), 0)
+        self.assertIn(b"\r  20 of 20 steps\x1b[K", written)
+        self.assertTrue(written.endswith(b"\r\x1b[K"), written)
+        self.assertEqual(written.count(b"\n"), 1, "that of the line before")
+
+    def test_packages_that_cannot_be_installed_are_told_with_the_cause(self):
+        status, says = self.call("require_packages nosuch")
+        self.assertEqual((status, says.splitlines()), (3, [
+            "Installing nosuch",
+            "Packages are missing and could not be installed (the log is build/install.log).",
+            "apt says: Unable to locate package nosuch[2J", "As root, run:",
+            "  apt-get update && apt-get install --no-install-recommends nosuch"]))
+
+    def test_user_who_may_not_install_is_told_so(self):
+        self.program("id", "echo 1000")
+        self.program("sudo", "exit 1")
+        status, says = self.call("require_packages nosuch </dev/null")
+        self.assertEqual(status, 3)
+        self.assertIn("This user may not install packages: there is no sudo that lets it.\n", says)
+
+    def test_help_is_shown_before_anything_is_installed(self):
+        for name in ("run", "test"):
+            done = subprocess.run([TREE / name, "--help"], env=self.environment, cwd=self.folder,
+                                  capture_output=True, text=True, timeout=60)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+            self.assertNotIn("#", done.stdout)
+        done = subprocess.run([TREE / "run", "-h"], env=self.environment, capture_output=True,
+                              text=True, timeout=60)
+        self.assertIn("\n  ./run [OPTION...] [DEVICE...]\n", done.stdout)
+
+
+unittest.main()
