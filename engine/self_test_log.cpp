@@ -1,6 +1,7 @@
 #include "engine/self_test_log.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "engine/trace.h"
@@ -18,9 +19,10 @@ std::size_t FindSelfTestLog(const std::string& text) { return text.find("Self-te
 
 std::string NewestEntry(const std::string& text, std::size_t log) {
   const std::size_t begin = text.find('#', log);
+  // Kept on purpose: this exception. The client gets a failed RunDiagnostic with its text, and the
+  // run leaves no record.
+  if (begin == kNone) throw std::out_of_range("the self-test log has no entry");
   const std::size_t end = text.find('#', begin + 1);
-  // Kept on purpose: without any "#" begin lies past the end of the text and substr throws. The
-  // client then gets a failed RunDiagnostic and the run leaves no record.
   return text.substr(begin, end - begin);
 }
 

@@ -126,15 +126,30 @@ TEST_F(SelfTestLog, TheKeywordIsExactSoThatTheExtendedFormHasNone) {
   EXPECT_EQ(Status(""), 2);
 }
 
-TEST_F(SelfTestLog, ALogWithoutEntriesThrows) {
-  EXPECT_THROW(Status(kHeading + "No self-tests have been logged.  [To run self-tests, use: "
-                                 "smartctl -t]\n"),
-               std::out_of_range);
+TEST_F(SelfTestLog, ALogWithoutEntriesThrowsAndSaysSo) {
+  try {
+    Status(kHeading + "No self-tests have been logged.  [To run self-tests, use: smartctl -t]\n");
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const std::out_of_range& error) {
+    EXPECT_STREQ(error.what(), "the self-test log has no entry");
+  }
   EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::GetLatestSelfTestStatus -- Entering"));
 }
 
 TEST_F(SelfTestLog, ALogWithoutEntriesThrowsAlsoWhenAnEntryStandsBeforeIt) {
   EXPECT_THROW(Status("# 1 Completed\nSelf-test log\n"), std::out_of_range);
+}
+
+TEST_F(SelfTestLog, TheFirstKeywordBeginsTheLog) {
+  const std::string text = Log(3) + "\nSMART Selective Self-test log data structure\n";
+  EXPECT_EQ(Status(text), 0);
+  EXPECT_EQ(engine.CountLogNumer(text), 3);
+  EXPECT_EQ(Split(text).size(), 3u);
+}
+
+TEST_F(SelfTestLog, TheNewestEntryEndsAtAMarkThatFollowsAtOnce) {
+  EXPECT_EQ(Status("Self-test log\n## 1 Completed without error\n"), 1);
+  EXPECT_EQ(log.Take()[1], "3 Latest log: #");
 }
 
 TEST_F(SelfTestLog, CountsEveryEntryOfALog) {

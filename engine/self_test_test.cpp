@@ -110,6 +110,7 @@ TEST(IsSmartEnabled, ByOneOfTwoTexts) {
   EXPECT_TRUE(engine::IsSmartEnabled("SMART support is: Available\nSMART support is: Enabled\n"));
   EXPECT_TRUE(engine::IsSmartEnabled("Device supports SMART and is Enabled\n"));
   EXPECT_FALSE(engine::IsSmartEnabled("SMART support is: Disabled\n"));
+  EXPECT_FALSE(engine::IsSmartEnabled("Device supports SMART and is Disabled\n"));
   EXPECT_FALSE(engine::IsSmartEnabled("SMART support is: Available\n"));
   EXPECT_FALSE(engine::IsSmartEnabled("smart support is: enabled\n"));
   EXPECT_FALSE(engine::IsSmartEnabled(""));
@@ -118,6 +119,7 @@ TEST(IsSmartEnabled, ByOneOfTwoTexts) {
 TEST(KeepsNoLog, ByOneOfTwoTexts) {
   EXPECT_TRUE(engine::KeepsNoLog("No self-tests have been logged.  [To run self-tests, ...]\n"));
   EXPECT_TRUE(engine::KeepsNoLog("SMART Self-test Log not supported\n"));
+  EXPECT_FALSE(engine::KeepsNoLog("No self-tests\nNo self-tests are running\n"));
   EXPECT_FALSE(engine::KeepsNoLog(kOld));
   EXPECT_FALSE(engine::KeepsNoLog(""));
 }
@@ -177,6 +179,26 @@ TEST_F(SelfTest, ATestDoneBeforeTheFirstReadShowsByAChangedLog) {
 TEST_F(SelfTest, ALogThatGrewByOneBlankHasChanged) {
   EXPECT_THAT(Poll(kOld, {kOld, kOld + " "}), ElementsAre(0));
   EXPECT_THAT(sleeps, ElementsAre(5));
+}
+
+TEST_F(SelfTest, ALogThatDiffersInItsLastByteHasChanged) {
+  const std::string before = kOld.substr(0, kOld.size() - 1);
+  EXPECT_THAT(Poll(before + "1", {before + "2"}), ElementsAre(0));
+  EXPECT_THAT(sleeps, IsEmpty());
+}
+
+TEST_F(SelfTest, AProgressAnywhereInTheOutputIsOne) {
+  for (const std::string& running :
+       {"Self-test execution: in progress, 90%\n" + kOld,
+        Log(" Completed without error 2") + "# 2 Self-test routine in progress\n",
+        std::string("in progress\n")}) {
+    engine.ResetResults();
+    calls.clear();
+    sleeps.clear();
+    EXPECT_THAT(Poll(kOld, {running, kPassed}), ElementsAre(0)) << running;
+    EXPECT_THAT(sleeps, ElementsAre(5)) << running;
+    EXPECT_THAT(lines, testing::Contains("3 Test is in progress, continue to wait")) << running;
+  }
 }
 
 TEST_F(SelfTest, ATestThatEndsLikeTheOneBeforeIsSeenByItsProgress) {

@@ -1,7 +1,37 @@
 #include "providers/KAVRO_HDDTest_DiagnosticCompletionRecord_Provider.h"
 
+#include <dlfcn.h>
+#include <fcntl.h>
+
+#include <new>
+
 #include "providers/provider_test.h"
 #include "providers/record_text.h"
+
+namespace {
+
+// Of the last opening of a message file: the room that was made for it before, and whether programs
+// that are started meanwhile inherit it.
+std::size_t last_room = 0, room_for_messages = 0;
+bool inherited = true;
+
+}  // namespace
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  last_room = size;
+  return ::operator new[](size);
+}
+
+extern "C" std::FILE* fopen(const char* path, const char* mode) {
+  static const auto original =
+      reinterpret_cast<std::FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "fopen"));
+  std::FILE* const file = original(path, mode);
+  if (file && std::string_view(path).ends_with("/hddtest.msg.xml")) {
+    room_for_messages = last_room;
+    inherited = (fcntl(fileno(file), F_GETFD) & FD_CLOEXEC) == 0;
+  }
+  return file;
+}
 
 namespace ovk_cimple {
 namespace {
@@ -218,6 +248,16 @@ TEST_F(CompletionRecord, MessageFileIsReadAfreshForEveryRecord) {
   write_message_file(messages);
   EXPECT_EQ(build()->RecordData.value(), "P0: fine\n");
   EXPECT_EQ(THDDTest::GetInstance()->GetRecord().size(), 3u);
+}
+
+TEST_F(CompletionRecord, TheMessageFileGetsAByteForItsEndAndIsNotInherited) {
+  set_results({0});
+  write_message_file(messages);
+  inherited = true;
+  room_for_messages = 0;
+  build();
+  EXPECT_EQ(room_for_messages, sizeof messages);  // with its zero
+  EXPECT_FALSE(inherited);
 }
 
 TEST_F(CompletionRecord, StateInCapitalsInTheFileStillMatches) {

@@ -63,6 +63,7 @@ TEST_F(DiagnosticService, EnumeratesExactlyOneServiceWithTheValuesOfTheTable) {
   EXPECT_EQ(s.ElementName.value(), service_name);
   EXPECT_NEAR(static_cast<double>(s.InstallDate.value().microseconds()),
               static_cast<double>(Datetime::now().microseconds()), 60e6);
+  EXPECT_FALSE(s.InstallDate.value().is_interval());
   EXPECT_EQ(s.Name.value(), service_name);
   EXPECT_EQ(s.OperationalStatus.value(), Array<uint16>({2}));
   EXPECT_EQ(s.StatusDescriptions.value(), Array<String>({"Status OK"}));
@@ -157,6 +158,14 @@ TEST_F(DiagnosticService, AServiceOfAnotherNameRunsNothing) {
   EXPECT_EQ(run(service.get(), drive("/dev/sdx")), 0);
   EXPECT_EQ(run(nullptr, drive("/dev/sdx")), 0);
   EXPECT_TRUE(job.null());
+  const auto earlier = Ref<Instance>(make<KAVRO_HDDTest_ConcreteJob>());
+  job = earlier;
+  Property<Ref<Instance>> element;
+  element = drive("/dev/sdx");
+  service->Name = "Another";
+  EXPECT_EQ(provider.RunDiagnostic(service.get(), element, {}, {}, job, return_value), 0);
+  EXPECT_FALSE(job.null());
+  EXPECT_EQ(job.value().get(), earlier.get()) << "left as it was";
   EXPECT_EQ(calls(), "");
   EXPECT_TRUE(THDDTest::GetInstance()->GetConcreteJob().empty());
 }

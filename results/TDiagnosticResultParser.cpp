@@ -1,15 +1,14 @@
 #include "results/TDiagnosticResultParser.h"
 
-#include <algorithm>
-#include <cctype>
-
 using NKVRHVX20::ILogger;
 
 namespace {
 
+// As ASCII. Kept on purpose: a host's locale does not count, so that a message file means the same
+// everywhere; in a Turkish one tolower leaves "I" as it is, and no record would have a text.
 std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (char& c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   return text;
 }
 

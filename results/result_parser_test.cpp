@@ -182,6 +182,22 @@ TEST_F(ResultParser, NothingOfAResultIsLeftForTheNext) {
   EXPECT_THAT(messages[1].fActions, IsEmpty());
 }
 
+// As the order of the tags has it: what the first end tag stores belongs to both.
+TEST_F(ResultParser, AStartTagInsideAnElementTakesNothingFromIt) {
+  const auto results = ParseContent(
+      "<diagnostictest name='t'><result state='outer'><result><errorcode>E</errorcode></result>"
+      "</result></diagnostictest>");
+  ASSERT_EQ(results.size(), 2u);
+  EXPECT_EQ(results[0].fState, "outer");
+  EXPECT_EQ(results[0].fErrorCode, "E");
+  EXPECT_EQ(results[1].fState, "");
+  const auto messages = ParseContent(
+      "<diagnostictest name='t'><result state='s'><action priority='7'><action>T</action></action>"
+      "</result></diagnostictest>");
+  ASSERT_EQ(messages.size(), 1u + 2u);
+  EXPECT_THAT(Actions(messages.back()), ElementsAre("7.T", ".T"));
+}
+
 TEST_F(ResultParser, AResultOutsideOfATestKeepsItsStateAndActionsOnly) {
   const auto messages = ParseContent(
       "<result state='s'><errorcode>E</errorcode><msg>M</msg>"

@@ -190,6 +190,54 @@ TEST_F(SmBios, LengthOfTheFirstEditionIsAccepted) {
   EXPECT_EQ(read(1), SMBIOS_OK);
 }
 
+// The kernel shows as many bytes as the entry point says that it has. Its inner checksum covers one
+// more, which holds the revision or 0.
+TEST_F(SmBios, AnEntryPointOfThirtyBytesIsRead) {
+  const Table table = joined({system_information(1, {"Model"}), end_mark});
+  const auto entry_with = [&](std::uint8_t revision) {
+    Table entry = entry_point_2(table.size(), 2);
+    entry[5] = 0x1e;
+    entry[6] = 2;
+    entry[7] = 1;
+    entry[0x1e] = revision;
+    set_checksum(entry, 0x10, 0x0f, 0x15);
+    set_checksum(entry, 0, 0x1e, 0x04);
+    entry.resize(0x1e);
+    return entry;
+  };
+  for (const int revision : {0, 0x21}) {
+    const Table good = entry_with(static_cast<std::uint8_t>(revision));
+    root.write(good, table);
+    EXPECT_EQ(read(1), SMBIOS_OK) << revision;
+    for (std::size_t i = 0; i < good.size(); ++i) {
+      Table bad = good;
+      bad[i] ^= 0x40;
+      root.write(bad, table);
+      EXPECT_EQ(read(1), SMBIOS_BAD_ENTRY_POINT) << i;
+    }
+  }
+  root.write(entry_with(0x33), table);
+  EXPECT_EQ(read(1), SMBIOS_BAD_ENTRY_POINT);
+  Table longer = entry_with(0);
+  longer[5] = 0x1f;  // which it has not
+  set_checksum(longer, 0, 0x1e, 0x04);
+  root.write(longer, table);
+  EXPECT_EQ(read(1), SMBIOS_BAD_ENTRY_POINT);
+}
+
+TEST_F(SmBios, TheInnerPartOfAnEntryPointHasAChecksumOfItsOwn) {
+  const Table table = joined({system_information(1, {"Model"}), end_mark});
+  for (const std::size_t size : {0x1e, 0x1f}) {
+    Table entry = entry_point_2(table.size(), 2);
+    entry[5] = static_cast<std::uint8_t>(size);
+    entry[0x15] ^= 0x40;
+    set_checksum(entry, 0, size, 0x04);
+    entry.resize(size);
+    root.write(entry, table);
+    EXPECT_EQ(read(1), SMBIOS_BAD_ENTRY_POINT) << size;
+  }
+}
+
 TEST_F(SmBios, MissingArgumentsAreRefused) {
   write_version_2(joined({bios, end_mark}), 2);
   SmBiosHandle handle = nullptr;

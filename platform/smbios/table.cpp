@@ -22,12 +22,25 @@ bool has_text(Bytes bytes, std::size_t offset, std::string_view text) {
          std::memcmp(bytes.data() + offset, text.data(), text.size()) == 0;
 }
 
-// The bytes of an area with a checksum add up to 0.
-bool checks(Bytes bytes) {
+std::uint8_t sum(Bytes bytes) {
   return std::accumulate(bytes.begin(), bytes.end(), std::uint8_t{0},
-                         [](std::uint8_t sum, std::uint8_t byte) {
-                           return static_cast<std::uint8_t>(sum + byte);
-                         }) == 0;
+                         [](std::uint8_t before, std::uint8_t byte) {
+                           return static_cast<std::uint8_t>(before + byte);
+                         });
+}
+
+// The bytes of an area with a checksum add up to 0.
+bool checks(Bytes bytes) { return sum(bytes) == 0; }
+
+// Of the inner part of an entry point of version 2: fifteen bytes from "_DMI_" on, whatever the
+// length of the whole. Of an entry point of 30 bytes the kernel shows all but the last of them. It
+// is the revision as a decimal in two halves, or 0 where the two bytes of the version say it.
+bool checks_inside(Bytes entry_point) {
+  constexpr std::size_t begin = 0x10, size = 0x0f;
+  if (entry_point.size() >= begin + size) return checks(entry_point.subspan(begin, size));
+  const auto revision = static_cast<std::uint8_t>(entry_point[6] << 4 | entry_point[7]);
+  const Bytes shown = entry_point.subspan(begin);
+  return sum(shown) == 0 || static_cast<std::uint8_t>(sum(shown) + revision) == 0;
 }
 
 // The size of the structure that begins the bytes, its string set included; 0 when it does not
@@ -48,11 +61,11 @@ std::optional<Extent> read_entry_point(Bytes entry_point) {
       return std::nullopt;
     return Extent{little_endian(entry_point, 0x0c, 4), false, 0};
   }
-  if (has_text(entry_point, 0, "_SM_") && entry_point.size() >= 0x1f) {
+  if (has_text(entry_point, 0, "_SM_") && entry_point.size() >= 0x1e) {
     // 0x1f; 0x1e in tables that follow an error of the standard's 2.1 edition.
     const std::size_t length = entry_point[5];
     if (length < 0x1e || length > entry_point.size() || !checks(entry_point.first(length)) ||
-        !has_text(entry_point, 0x10, "_DMI_") || !checks(entry_point.subspan(0x10, 0x0f)))
+        !has_text(entry_point, 0x10, "_DMI_") || !checks_inside(entry_point))
       return std::nullopt;
     return Extent{little_endian(entry_point, 0x16, 2), true, little_endian(entry_point, 0x1c, 2)};
   }
