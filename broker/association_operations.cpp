@@ -52,7 +52,7 @@ template <class Ask>
 void Core::ask_associations(const ObjectPath& path, const AssociationFilter& filter, bool far_end,
                             Ask ask) {
   const Flight flight(*this);
-  const ClassInfo& info = class_of(path);
+  const ClassInfo& info = source_class(path);
   const ObjectPath source = instance_path(path, info);
   const ClassInfo* result = filter_class(schema_, filter.result_class);
   const ClassInfo* association = far_end ? filter_class(schema_, filter.association_class) : result;

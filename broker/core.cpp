@@ -69,6 +69,12 @@ const ClassInfo& Core::class_of(const ObjectPath& path) const {
   return schema_.get(path.class_name);
 }
 
+const ClassInfo& Core::source_class(const ObjectPath& path) const {
+  check_name_space(path);
+  if (const ClassInfo* info = schema_.find(path.class_name)) return *info;
+  throw Error(Status::InvalidParameter, "there is no class " + path.class_name.str());
+}
+
 const Registered* Core::find_instances(const ClassInfo& info) const {
   const auto found = instances_.find(&info);
   return found == instances_.end() ? nullptr : found->second;

@@ -68,6 +68,9 @@ class Core : public std::enable_shared_from_this<Core> {
 
   // The class of a path in the served name space; throws Error (InvalidNamespace, InvalidClass).
   const ClassInfo& class_of(const ObjectPath& path) const;
+  // The same of an object whose associations are asked for: what has no class is an invalid
+  // parameter then, as the standard wants it (InvalidNamespace, InvalidParameter).
+  const ClassInfo& source_class(const ObjectPath& path) const;
   void check_name_space(const ObjectPath& path) const;
 
   void thread_attached(int change);  // counts threads with a prepared context

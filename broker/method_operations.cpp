@@ -16,7 +16,7 @@ MethodResult Core::invoke_method(const ObjectPath& path, std::string_view name,
   }
   std::vector<Argument> arguments;
   for (const Argument& argument : in) {
-    const ParameterInfo* parameter = method->find_parameter(argument.name);
+    const ParameterInfo* parameter = info.find_parameter(name, argument.name);
     if (!parameter || !parameter->feature->in) {
       throw Error(Status::InvalidParameter, "method " + method->name.str() +
                                                 " has no input parameter " + argument.name.str());

@@ -303,6 +303,15 @@ TEST_F(ObjectManagerTest, ProvidersWhoseClassCannotAnswerAreNotAsked) {
                [&] { manager.associators(ObjectPath({}, "TEST_Widget")); });
 }
 
+TEST_F(ObjectManagerTest, AssociationsOfAnUnknownClassAreAnInvalidParameter) {
+  const ObjectPath unknown({}, "TEST_None", {{"Name", Value("one")}});
+  const char* const text = "there is no class TEST_None";
+  expect_error(Status::InvalidParameter, text, [&] { manager.associators(unknown); });
+  expect_error(Status::InvalidParameter, text, [&] { manager.associator_names(unknown); });
+  expect_error(Status::InvalidParameter, text, [&] { manager.references(unknown); });
+  expect_error(Status::InvalidParameter, text, [&] { manager.reference_names(unknown); });
+}
+
 TEST_F(ObjectManagerTest, AResultOutsideTheResultClassIsNotDelivered) {
   EXPECT_TRUE(manager.associators(widget("one"), {"", "TEST_Gadget", "", ""}).empty());
   EXPECT_THAT(lines, Contains("Link: returnInstance 61"));

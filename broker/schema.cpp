@@ -82,6 +82,16 @@ const MethodInfo* ClassInfo::find_method(std::string_view name) const {
   return nullptr;
 }
 
+const ParameterInfo* ClassInfo::find_parameter(std::string_view method,
+                                               std::string_view parameter) const {
+  for (const ClassInfo* at = this; at; at = at->superclass_) {
+    const MethodInfo* const info = at->find_method(method);
+    const ParameterInfo* const found = info ? info->find_parameter(parameter) : nullptr;
+    if (found) return found;
+  }
+  return nullptr;
+}
+
 const Qualifier* ClassInfo::find_qualifier(std::string_view name) const {
   return find_inherited(class_, [&](const Class& at) { return find_in(at.qualifiers, name); });
 }

@@ -71,6 +71,9 @@ class ClassInfo {
 
   std::span<const MethodInfo> methods() const { return methods_; }
   const MethodInfo* find_method(std::string_view name) const;
+  // A parameter of a method, also one that a superclass calls so in its declaration: a class that
+  // declares the method anew may have another name for it, and callers of either are served.
+  const ParameterInfo* find_parameter(std::string_view method, std::string_view parameter) const;
 
   // Own or inherited (of those that pass to subclasses); null when there is none.
   const Qualifier* find_qualifier(std::string_view name) const;

@@ -92,5 +92,19 @@ TEST(GeneratedSchema, HoldsTheClassesOfTheModule) {
   EXPECT_EQ(run->find_parameter("ManagedElement")->type, Type::Reference);
 }
 
+// The model's one method of which a class calls a parameter otherwise than its superclass.
+TEST(Schema, AParameterIsFoundByTheNameThatASuperclassGivesItToo) {
+  const ClassInfo& service = generated_schema().get("KAVRO_HDDTest_DiagnosticService");
+  for (const char* name : {"JobSettings", "jobsetting"}) {
+    const ParameterInfo* const found = service.find_parameter("RunDiagnostic", name);
+    ASSERT_TRUE(found) << name;
+    EXPECT_TRUE(found->name == name);
+    EXPECT_EQ(found->feature->reference_class, "CIM_JobSettingData");
+  }
+  EXPECT_EQ(service.find_parameter("RunDiagnostic", "JobSett"), nullptr);
+  EXPECT_EQ(service.find_parameter("Nothing", "JobSetting"), nullptr);
+  EXPECT_EQ(service.superclass()->find_parameter("RunDiagnostic", "JobSettings"), nullptr);
+}
+
 }  // namespace
 }  // namespace broker

@@ -18,7 +18,7 @@ import time
 import warnings
 
 from command_case import PROGRAM, main
-from server_case import RECORD, SERVICE, SPACE, ServerTest, enumeration, run_of
+from server_case import RECORD, SERVICE, SPACE, ServerTest, enumeration, instance_name, run_of
 
 # Memory of a program under a sanitizer is the sanitizer's.
 SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM).read_bytes()
@@ -43,6 +43,17 @@ class Serve(ServerTest):
         reply = running.getresponse()
         self.assertIn("HDDTest_ConcreteJob001", reply.read().decode())
         self.assertEqual(self.count(RECORD, connection=running), 1)
+
+    def test_settings_of_a_job_are_taken_in_both_spellings(self):
+        self.serve("--no-auth")
+        keys = instance_name("KAVRO_HDDTest_JobSettingData", {"InstanceID": "x"})
+        for name, wanted in (("JobSettings", 'CODE="4"'), ("JobSetting", 'CODE="4"'),
+                             ("Settings", 'CODE="4"')):
+            given = (f'<PARAMVALUE NAME="{name}" PARAMTYPE="reference"><VALUE.REFERENCE>{keys}'
+                     "</VALUE.REFERENCE></PARAMVALUE></METHODCALL>")
+            status, text = self.ask(run_of("").replace("</METHODCALL>", given))
+            self.assertEqual(status, 200)
+            self.assertEqual(wanted in text, name == "Settings", text)
 
     def test_client_that_goes_away_leaves_its_record(self):
         self.serve("--no-auth", POLLS="1")

@@ -43,7 +43,8 @@ void check_references(const Schema& schema, const Parameter& given, const Parame
   for (const Value& value : given.value.elements()) check(value);
 }
 
-std::vector<Argument> arguments_of(const Task& task, const MethodInfo& method) {
+std::vector<Argument> arguments_of(const Task& task, const ClassInfo& info,
+                                   std::string_view method) {
   const Schema& schema = task.manager.schema();
   const Decoder decoder(schema, task.allowance);
   std::vector<Argument> arguments;
@@ -51,7 +52,7 @@ std::vector<Argument> arguments_of(const Task& task, const MethodInfo& method) {
     if (given.form == Form::NotSupported) {
       throw Error(Status::InvalidParameter, "parameter " + given.name + " holds a class");
     }
-    const ParameterInfo* declared = method.find_parameter(given.name);
+    const ParameterInfo* declared = info.find_parameter(method, given.name);
     if (declared && declared->type == Type::Reference) check_references(schema, given, *declared);
     arguments.push_back({given.name, declared_value(decoder, given, declared)});
   }
@@ -82,8 +83,8 @@ void call_method(const Task& task) {
     throw Error(Status::MethodNotFound,
                 "class " + info->name().str() + " has no method " + asked.name);
   }
-  const MethodResult result = task.manager.invoke_method(asked.target, asked.name,
-                                                         arguments_of(task, *method), task.caller);
+  const MethodResult result = task.manager.invoke_method(
+      asked.target, asked.name, arguments_of(task, *info, asked.name), task.caller);
   Writer writer(task.output.text(), task.manager.schema());
   if (!result.return_value.is_null()) {
     writer.text() << "<RETURNVALUE";

@@ -245,6 +245,22 @@ TEST_F(Machine, TheHundredthListingCostsWhatTheFirstCostWhenIdleProvidersEnd) {
   }
 }
 
+// Without a drive nothing is tested, but the arguments are looked at.
+TEST_F(Machine, TheServiceTakesJobSettingsInBothSpellings) {
+  const broker::ObjectPath service =
+      manager->enumerate_instance_names("KAVRO_HDDTest_DiagnosticService").at(0);
+  const broker::ObjectPath settings({}, "KAVRO_HDDTest_JobSettingData",
+                                    {{"InstanceID", broker::Value("x")}});
+  const auto call = [&](const std::vector<broker::Argument>& in) {
+    return manager->invoke_method(service, "RunDiagnostic", in).return_value;
+  };
+  const broker::Value zero(std::uint32_t{0});
+  EXPECT_EQ(call({{"JobSettings", settings}}), zero);
+  EXPECT_EQ(call({{"JobSetting", settings}}), zero);
+  EXPECT_EQ(call({{"JobSetting", settings}, {"JobSettings", settings}}), zero);
+  EXPECT_THROW(call({{"Setting", settings}}), broker::Error);
+}
+
 TEST_F(Machine, DrivesAndBusDevicesAreListedWhileDiscoveryGoesOn) {
   std::thread discoverer([&] { EXPECT_THAT(offered(), SizeIs(2)); });
   for (int i = 0; i < 5; ++i) {
