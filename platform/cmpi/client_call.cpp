@@ -37,7 +37,7 @@ void Client_Call::collect(Instance* instance, sint32 status, void* data) {
 
 void Client_Call::require_ok(sint32 operation, sint32 status) const {
   const CMPIrc code = code_for(operation, status);
-  if (code != CMPI_RC_OK) throw Failure{code, "the provider answered " + std::to_string(status)};
+  if (code != CMPI_RC_OK) throw Failure{code, words_for(operation, status)};
 }
 
 void Client_Call::deliver(const Instance& instance, Selection& selection) const {

@@ -4,6 +4,26 @@
 
 namespace ovk_cimple {
 
+namespace {
+
+// What a provider says with the status that it does not support.
+const char* activity_of(sint32 status) {
+  switch (status) {
+    case GET_INSTANCE_UNSUPPORTED:
+      return "getting single instances";
+    case CREATE_INSTANCE_UNSUPPORTED:
+      return "creating instances";
+    case DELETE_INSTANCE_UNSUPPORTED:
+      return "deleting instances";
+    case MODIFY_INSTANCE_UNSUPPORTED:
+      return "modifying instances";
+    default:
+      return "following associations";
+  }
+}
+
+}  // namespace
+
 CMPIrc code_for(sint32 operation, sint32 status) {
   switch (status) {
     case OK:
@@ -24,6 +44,21 @@ CMPIrc code_for(sint32 operation, sint32 status) {
       return operation == INVOKE_METHOD ? CMPI_RC_ERR_METHOD_NOT_FOUND : CMPI_RC_ERR_FAILED;
     default:
       return CMPI_RC_ERR_FAILED;
+  }
+}
+
+std::string words_for(sint32 operation, sint32 status) {
+  switch (code_for(operation, status)) {
+    case CMPI_RC_ERR_NOT_FOUND:
+      return "there is no such instance";
+    case CMPI_RC_ERR_METHOD_NOT_AVAILABLE:
+      return "this method is not supported";
+    case CMPI_RC_ERR_METHOD_NOT_FOUND:
+      return "this class has no such method";
+    case CMPI_RC_ERR_NOT_SUPPORTED:
+      return std::string(activity_of(status)) + " of this class is not supported";
+    default:
+      return "it failed, with the provider's code " + std::to_string(status);
   }
 }
 

@@ -17,7 +17,10 @@ TEST_P(Failures, unsupportedOperationsSaySo) {
   broker::Instance instance(device_path("sda", 1));
   instance.set("Name", "sda");
   instance.set("Number", std::uint16_t{1});
-  EXPECT_EQ(failure_of([&] { manager().create_instance(instance); }).status, Status::NotSupported);
+  const auto failed = failure_of([&] { manager().create_instance(instance); });
+  EXPECT_EQ(failed.status, Status::NotSupported);
+  EXPECT_TRUE(failed.text.ends_with(": creating instances of this class is not supported"))
+      << failed.text;
   EXPECT_EQ(failure_of([&] { manager().modify_instance(instance); }).status, Status::NotSupported);
   EXPECT_EQ(failure_of([&] { manager().delete_instance(device_path("sda", 1)); }).status,
             Status::NotSupported);
