@@ -60,7 +60,8 @@ TEST_P(HelperProgram, BrokenFailsEveryStartWithOneErrorLine) {
 
 TEST_P(HelperProgram, AMissingProgramIsNoFaultOfTheHelper) {
   EXPECT_EQ(run_client("no-program-has-this-name"), "-1\n");
-  EXPECT_FALSE(fs::exists(folder_ / "log"));
+  EXPECT_THAT(lines_of(read_file(folder_ / "log")),
+              ElementsAre(MatchesRegex(".*Z 0 .* -- cannot start no-program-has-this-name: .*")));
 }
 
 // A helper that no longer answers, not even to its clock, is given up some time later, and

@@ -54,6 +54,14 @@ std::string LocateHelper() {
 // directory changes. A reference, so that nothing is destroyed at exit.
 const std::string& helper_path = *new std::string(LocateHelper());
 
+// The caller of a run learns only that it has no exit.
+void LogNotStarted(const std::string& program, const std::string& reason) {
+  TRootObject::GetCoreLogger()->Log(
+      ILogger::eError, "TOSSpecific::SpawnProcess -- cannot start " + program + ": " + reason);
+}
+
+std::string MessageOf(int error) { return std::generic_category().message(error); }
+
 class TDescriptor {
  public:
   explicit TDescriptor(int number = -1) : fNumber(number) {}
@@ -139,6 +147,8 @@ class TRun {
 
   bool Start(std::vector<char*> arguments);
   int Collect(TClock::time_point deadline);
+  // Why the program could not be started, as an error number; 0 when it was.
+  int StartError() const { return fOutcome.outcome == HVX_NOT_STARTED ? fOutcome.value : 0; }
 
  private:
   void ReadOutput(std::size_t most);
@@ -176,9 +186,7 @@ bool TRun::Start(std::vector<char*> arguments) {
   const int error = TSpawnPlan(fOutput, fReport).Start(fHelper, arguments.data());
   if (error != 0) {
     fHelper = 0;
-    TRootObject::GetCoreLogger()->Log(
-        ILogger::eError, "TOSSpecific::SpawnProcess -- cannot start " + helper_path + ": " +
-                             std::generic_category().message(error));
+    LogNotStarted(helper_path, MessageOf(error));
     return false;
   }
   fOutput.fWrite.Close();
@@ -247,8 +255,15 @@ int RunProgram(const std::string& program, const std::vector<std::string>& argum
                std::string& output, int timeoutSeconds) {
   output.clear();
   const std::string path = FindProgram(program);
-  // A NUL would cut an argument short, and so run something other than what was asked for.
-  if (path.empty() || std::any_of(arguments.begin(), arguments.end(), HoldsNul)) return -1;
+  if (path.empty()) {
+    LogNotStarted(program, WhyNotFound(program));
+    return -1;
+  }
+  // It would cut an argument short, and so run something other than what was asked for.
+  if (std::any_of(arguments.begin(), arguments.end(), HoldsNul)) {
+    LogNotStarted(program, "an argument holds a NUL");
+    return -1;
+  }
 
   const std::string seconds = std::to_string(std::max(timeoutSeconds, 0));
   std::vector<char*> all;
@@ -260,8 +275,10 @@ int RunProgram(const std::string& program, const std::vector<std::string>& argum
 
   TRun run(output);
   if (!run.Start(std::move(all))) return -1;
-  return run.Collect(TClock::now() + std::chrono::seconds(std::max(timeoutSeconds, 0)) +
-                     kHelperDelay);
+  const int status =
+      run.Collect(TClock::now() + std::chrono::seconds(std::max(timeoutSeconds, 0)) + kHelperDelay);
+  if (const int error = run.StartError()) LogNotStarted(program, MessageOf(error));
+  return status;
 }
 
 }  // namespace NKVRHVX20

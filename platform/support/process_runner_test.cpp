@@ -35,6 +35,34 @@ TEST_P(ProcessRunner, WhatCannotBeExecutedIsNoExit) {
   EXPECT_EQ(run(folder.path(), {}), Result(-1, ""));
 }
 
+TEST_P(ProcessRunner, WhatCannotBeStartedIsInTheLogWithTheReason) {
+  TemporaryFolder folder;
+  write_file(folder / "not-executable", "#!/bin/sh\n", 0644);
+  write_file(folder / "no-interpreter", "#!/no/such/interpreter\n", 0755);
+  write_file(folder / "no-program", "exit 3\n", 0755);
+  static std::vector<std::string> lines;
+  lines.clear();
+  SetLogSink([](ILogger::EHVXLogSeverity severity, const std::string& text,
+                void*) { lines.push_back(std::to_string(severity) + " " + text); },
+             nullptr);
+  run("no-program-has-this-name", {});
+  for (const char* name : {"not-executable", "no-interpreter", "no-program", "none", "."})
+    run(folder / name, {});
+  run("echo", {std::string("a\0b", 3)});
+  run("sh", {"-c", "exit 1"});
+  SetLogSink(nullptr, nullptr);
+  const std::string begin = "0 TOSSpecific::SpawnProcess -- cannot start ";
+  const std::string at = begin + folder.path() + "/";
+  EXPECT_THAT(lines,
+              testing::ElementsAre(
+                  begin + "no-program-has-this-name: there is no executable file of that "
+                          "name on PATH, in /usr/sbin, /sbin or /usr/local/sbin",
+                  at + "not-executable: Permission denied",
+                  at + "no-interpreter: No such file or directory",
+                  at + "no-program: Exec format error", at + "none: No such file or directory",
+                  at + ".: not a regular file", begin + "echo: an argument holds a NUL"));
+}
+
 TEST_P(ProcessRunner, AProgramKilledByASignalIsNoExit) {
   std::set<int> signals;
   for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) signals.insert(signal);

@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 namespace NKVRHVX20 {
@@ -40,6 +42,14 @@ std::string FindProgram(const std::string& name) {
   const char* path = std::getenv("PATH");
   std::string found = FindIn(path != nullptr ? std::string_view(path) : kDefaultPath, name);
   return found.empty() ? FindIn(kFurtherPlaces, name) : found;
+}
+
+std::string WhyNotFound(const std::string& name) {
+  if (name.find('/') == std::string::npos)
+    return "there is no executable file of that name on PATH, in /usr/sbin, /sbin or "
+           "/usr/local/sbin";
+  if (faccessat(AT_FDCWD, name.c_str(), X_OK, AT_EACCESS) != 0) return std::strerror(errno);
+  return "not a regular file";
 }
 
 }  // namespace NKVRHVX20

@@ -14,4 +14,7 @@ namespace NKVRHVX20 {
 // when there is none. May be called from any thread.
 HVX_EXPORT std::string FindProgram(const std::string& name);
 
+// Why FindProgram finds none for a name, in words.
+std::string WhyNotFound(const std::string& name);
+
 }  // namespace NKVRHVX20
