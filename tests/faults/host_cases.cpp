@@ -1,9 +1,14 @@
 // What the process that loads the module does to it.
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <clocale>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <locale>
+#include <sstream>
 
 #include "tests/faults/case.h"
 
@@ -38,6 +43,28 @@ void change_locale(World&) {
   std::locale::global(std::locale(std::locale(), new Grouping));
 }
 
+// In that language the small letter of I is not i. The messages have their elements in capitals,
+// which count as any other.
+void speak_turkish(World& world) {
+  const std::string folder = world.place("/locale").string();
+  std::filesystem::create_directory(folder);
+  // It unpacks its tables with a program.
+  const std::string make =
+      "PATH=/usr/bin:/bin localedef -c -i tr_TR -f UTF-8 " + folder + "/tr_TR.UTF-8";
+  ASSERT_EQ(std::system((make + " 2>/dev/null").c_str()), 0) << "the package locales is missing";
+  setenv("LOCPATH", folder.c_str(), 1);
+  ASSERT_TRUE(std::setlocale(LC_ALL, "tr_TR.UTF-8"));
+  const auto file = world.place("/hddtest/hddtest.msg.xml");
+  std::stringstream text;
+  text << std::ifstream(file).rdbuf();
+  std::string capitals = text.str();
+  for (std::size_t at = 0; (at = capitals.find('<', at)) != capitals.npos; ++at)
+    for (std::size_t i = at + 1;
+         i < capitals.size() && (isalpha(capitals[i]) || capitals[i] == '/'); ++i)
+      if (capitals[i] >= 'a' && capitals[i] <= 'z') capitals[i] -= 'a' - 'A';
+  std::ofstream(file) << capitals;
+}
+
 }  // namespace
 
 std::vector<Case> host_cases(const char* seen, const char* log) {
@@ -54,6 +81,7 @@ std::vector<Case> host_cases(const char* seen, const char* log) {
       of("HostBlocksAllSignals", block_signals, Case::nothing),
       of("HostHasClosedItsStandardStreams", close_streams, Case::nothing),
       of("HostHasAnotherLocale", change_locale, Case::nothing),
+      of("HostSpeaksTurkish", speak_turkish, Case::nothing),
       of(
           "HostHasSmallStacks", [](World& world) { world.take_small_stack(); },
           Case::ordinary_build),
