@@ -104,6 +104,8 @@ TEST(Drives, AVirtioDriveHasASerialNumberAndNoNames) {
   EXPECT_EQ(drive.serial, "LABV0006");
   EXPECT_EQ(drive.connection, "virtio");
   EXPECT_EQ(drive.state, "");
+  tree.file(device + "/vendor", "0rbit\n");
+  EXPECT_EQ(only_drive(tree).vendor, "0rbit");
 }
 
 TEST(Drives, WhatHasNoDeviceIsNone) {

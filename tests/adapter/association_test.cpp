@@ -56,6 +56,16 @@ TEST_P(Associations, theEnumerationAnswersUnsupportedQueries) {
   EXPECT_TRUE(manager().associator_names(device_path("sdc", 1)).empty());
 }
 
+TEST_P(Associations, whatAnUnsupportedQueryHasDeliveredIsDropped) {
+  publish_links();
+  hooks<TEST_Link>().enum_references = [](const Instance*, const TEST_Link*, const char*,
+                                          Enum_Handler<TEST_Link>* handler) -> sint32 {
+    handler->handle(link(device("sda", 1), owner("nobody")));
+    return ENUM_REFERENCES_UNSUPPORTED;
+  };
+  EXPECT_EQ(manager().references(device_path("sda", 1)).size(), 2u);
+}
+
 TEST_P(Associations, theOtherEndComesFromTheReferenceOrByUpCall) {
   publish_links();
   publish_owners();
