@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <initializer_list>
 
 namespace discovery {
 
@@ -17,25 +16,33 @@ namespace {
 constexpr unsigned reading_seconds = 10;
 constexpr suseconds_t ending_microseconds = 100000;
 
+// What a child may end by that reads what cannot be read, or never comes to an end of it.
+constexpr int fatal_signals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM};
+
+// The thread that forked may have blocked them: a stuck child would be waited for for good.
+void take_fatal_signals(void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  sigset_t all;
+  sigemptyset(&all);
+  for (const int number : fatal_signals) {
+    sigaction(number, &action, nullptr);
+    sigaddset(&all, number);
+  }
+  sigprocmask(SIG_UNBLOCK, &all, nullptr);
+}
+
 void arrange_reading() {
-  for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM})
-    signal(number, SIG_DFL);
-  // The thread that forked may have blocked it, and a stuck child would be waited for for good.
-  sigset_t alarm_only;
-  sigemptyset(&alarm_only);
-  sigaddset(&alarm_only, SIGALRM);
-  sigprocmask(SIG_UNBLOCK, &alarm_only, nullptr);
+  take_fatal_signals(SIG_DFL);
   alarm(reading_seconds);
   const rlimit no_core = {0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
 }
 
 // The device has been read. An exit handler of the host may wait here for a thread that a copy of
-// the process does not have; that tells nothing of the device.
+// the process does not have, or fail without it; that tells nothing of the device.
 [[noreturn]] void end() {
-  struct sigaction leave = {};
-  leave.sa_handler = [](int) { _exit(0); };
-  sigaction(SIGALRM, &leave, nullptr);
+  take_fatal_signals([](int) { _exit(0); });
   const itimerval soon = {{0, 0}, {0, ending_microseconds}};
   setitimer(ITIMER_REAL, &soon, nullptr);
   exit(0);

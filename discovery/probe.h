@@ -12,8 +12,9 @@ enum class Probe {
 // Forks, lets the child read, and waits for it. The child belongs to an object manager that may
 // have handlers of its own, which must not act in a copy: fatal signals are back to their
 // defaults before it reads. It is ended after ten seconds, leaves no core, and ends with exit(),
-// so exit handlers of the process run in it too, for a tenth of a second: then it ends without
-// them, and as one that has read. read must take no lock and log nothing.
+// so exit handlers of the process run in it too, for a tenth of a second or until one of them
+// fails: then it ends without them, and as one that has read. read must take no lock and log
+// nothing.
 Probe probe(void (*read)(const void* what), const void* what);
 
 }  // namespace discovery

@@ -30,6 +30,7 @@ struct Told {
   int readings = 0;
   int ends = 0;
   bool ends_hang = false;     // in the exit handler
+  int end_signal = 0;         // that the exit handler dies of
   long end_microseconds = 0;  // that the child gives itself
   unsigned seconds_left = 0;
   rlimit core = {};
@@ -39,10 +40,13 @@ struct Told {
 Told* told = nullptr;
 int wait_status = -1;  // of the last child
 
-// As one that waits for a thread of the host.
+// As one that waits for a thread of the host, or cannot do without it.
 void note_the_end() {
   if (!told) return;
   ++told->ends;
+  if (told->end_signal == SIGABRT) abort();
+  if (told->end_signal == SIGILL) __builtin_trap();  // no thread can block that one
+  if (told->end_signal != 0) raise(told->end_signal);
   while (told->ends_hang) pause();
 }
 void host_handler(int) { _exit(0); }
@@ -181,6 +185,20 @@ TEST_F(ProbeChild, HasATenthOfASecondForExitHandlersThatHang) {
   EXPECT_EQ(told->ends, 1);
   EXPECT_EQ(wait_status, 0);
   EXPECT_EQ(told->end_microseconds, 100000);
+}
+
+// As where a static object holds a thread that goes on: std::terminate.
+TEST_F(ProbeChild, HasReadWhateverTheExitHandlersDieOf) {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, nullptr);
+  for (const int number : fatal_signals) {
+    told->end_signal = number;
+    told->ends = 0;
+    EXPECT_EQ(probe(read_well, nullptr), Probe::survived) << number;
+    EXPECT_EQ(told->ends, 1) << number;
+    EXPECT_EQ(wait_status, 0) << number;
+  }
 }
 
 // It would answer the client a second time. Only a signal tells of a broken device.
