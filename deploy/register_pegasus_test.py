@@ -149,6 +149,16 @@ class Failing(PegasusCase):
                     self.assertEqual((self.all(), self.state()), (registered, state))
                     self.assertEqual(self.calls("cimmof"), [])
 
+    def test_a_module_that_cannot_be_disabled_changes_nothing(self):
+        self.run_program("pegasus")
+        self.before, registered = self.all(), self.registered()
+        self.change(status={"cimprovider-d": 1}, output={"cimprovider-d": "internal error"})
+        for arguments in ([], ["--unregister"]):
+            self.run_program("pegasus", *arguments, status=1)
+            self.assertIn("kavroinventory could not be disabled", self.errors)
+            self.assertEqual(self.registered(), registered)
+            self.expect_as_before()
+
     def test_a_module_that_was_disabled_stays_so_when_another_is_busy(self):
         self.run_program("pegasus")
         for lenient in (False, True):

@@ -84,16 +84,19 @@ class Pegasus:
             self._does_not_answer()
         self._expect_answer(listed)
         for module in self._data.modules:
+            stopped = re.search(rf"^\s*{module}\s.*\bStopped\b", listed.output, re.MULTILINE)
             answer = attempt("cimprovider", "-d", "-m", module)
             self._expect_answer(answer)
             if answer.status == 0:
                 there.append(module)
-                if not re.search(rf"^\s*{module}\s.*\bStopped\b", listed.output, re.MULTILINE):
+                if not stopped:
                     undo.push(module, self._enable, module)
             elif re.search("busy", answer.output, re.IGNORECASE):
                 raise Failure("a request is running; try again when it has ended")
+            elif stopped or "already" in answer.output:
+                there.append(module)
             elif re.search(rf"^\s*{module}\s", listed.output, re.MULTILINE):
-                there.append(module)  # disabled already
+                raise Failure(f"{module} could not be disabled; nothing was removed")
         return there
 
     def _enable(self, module):
