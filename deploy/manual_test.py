@@ -98,6 +98,7 @@ FILES = {
         "/run/hddtest.lock": ("discovery/process_lock.cpp", '"/run/hddtest.lock"')},
     "hddtest-register.8": {
         **NOTE, "/var/lib/hddtest/before": (f"{REGISTER}/repository.py", '"{FOLDER}/before"'),
+        "/var/lib/hddtest/lock": (f"{REGISTER}/lock.py", '"{FOLDER}/lock"'),
         **{f"/usr/share/hddtest/{name}": (f"{REGISTER}/data.py", f'"{name}"')
                    for name in ("hddtest.reg", "pegasus.mof", "kavro.mof", "cim.mof",
                                 "hddtest.msg.xml")}}}

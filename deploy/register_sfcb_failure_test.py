@@ -319,6 +319,7 @@ class TakingBack(sfcb_case.SfcbCase):
                           if path.startswith(REGISTRATIONS)})
         self.assertEqual((self.state()["active"], self.text(NOTE)), ("sfcb", self.noted("leaving")))
         self.assertIn("the repository is as before", self.errors)
+        self.assertIn("tests make no completion records now", self.errors)
         self.path(f"{STAGE}/mofs/root/other/more.mof").unlink()
         self.run_program("sfcb", "--unregister")
         self.expect_as_before()

@@ -211,6 +211,22 @@ class Unregistering(sfcb_case.SfcbCase):
         for name in (NOTE, REG, MOF, "/hddtest"):
             self.assertFalse(os.path.lexists(self.path(name)), name)
 
+    def test_a_manager_that_runs_is_not_gone_because_its_tool_is_not_found(self):
+        self.run_program("sfcb")
+        built = self.text(f"{REGISTRATIONS}/providerRegister")
+        tool = self.binaries / "sfcbrepos"
+        tool.rename(self.folder / "elsewhere")
+        self.runs("sfcbd")
+        self.run_program("sfcb", "--unregister", status=1)
+        self.assertIn("sfcb runs, but sfcbrepos was not found on PATH", self.errors)
+        self.assertNotIn("no longer registered", self.output)
+        self.assertEqual(self.text(f"{REGISTRATIONS}/providerRegister"), built)
+        self.assertEqual(self.text(NOTE), self.noted("leaving"))
+        self.ends()
+        (self.folder / "elsewhere").rename(tool)
+        self.run_program("sfcb", "--unregister")
+        self.expect_as_before()
+
     def test_while_it_runs_without_a_unit_it_is_told_what_stops_working(self):
         self.run_program("sfcb", "--schema", "/s")
         built = self.text(f"{REGISTRATIONS}/providerRegister")

@@ -221,20 +221,24 @@ class Sfcb:
         noted.state = LEAVING
         self._notes.remember(noted)
         self._machine.remove(noted.made or self._planned(stage))
-        if not (have("sfcbrepos") and self._machine.path(f"{stage}/default.reg").is_file()
-                and self._machine.path(registrations).is_dir()):
+        unit = self._machine.find_unit(noted.parts["unit"], USUAL_UNITS)
+        active = self._machine.is_active(unit)
+        runs = active or self._machine.runs(SERVER)
+        if not (self._machine.path(f"{stage}/default.reg").is_file()
+                and self._machine.path(registrations).is_dir()
+                and (runs or have("sfcbrepos"))):
             say("sfcb or its stage is gone: a repository stays as it is")
+        elif not have("sfcbrepos"):
+            self._tell_what_stays("sfcb runs, but sfcbrepos was not found on PATH", stage)
+            return False
+        elif runs and not active:
+            self._tell_what_is_left(noted)
+            return False
         else:
-            unit = self._machine.find_unit(noted.parts["unit"], USUAL_UNITS)
-            active = self._machine.is_active(unit)
-            if not active and self._machine.runs(SERVER):
-                self._tell_what_is_left(noted)
-                return False
             try:
                 self._rebuild(noted, unit, active)
             except (OSError, Failure) as failure:
-                complain(f"{told(failure)}: our part of {stage} is gone, and the repository is as "
-                         "before, with the self-test in it; mend the cause and repeat this")
+                self._tell_what_stays(told(failure), stage)
                 return False
         if not [one for one in self._notes.of("sfcb") if one.place != stage
                 and one.parts["registrations"] == registrations]:
@@ -250,6 +254,12 @@ class Sfcb:
             self._start(unit, active)
             undo.forget()
             repository.settle()
+
+    @staticmethod
+    def _tell_what_stays(cause, stage):
+        complain(f"{cause}: our part of {stage} and {LINK} are gone, and the repository is as "
+                 "before, with the self-test in it, whose tests make no completion records now; "
+                 "mend the cause and repeat this")
 
     def _tell_what_is_left(self, noted):
         schema = noted.parts["schema"]
