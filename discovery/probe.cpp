@@ -1,6 +1,7 @@
 #include "discovery/probe.h"
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -37,6 +38,9 @@ void arrange_reading() {
   alarm(reading_seconds);
   const rlimit no_core = {0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
+  // The limit does not count where the kernel hands cores to a program, which would be given the
+  // whole object manager while the client waits.
+  prctl(PR_SET_DUMPABLE, 0);
 }
 
 // The device has been read. An exit handler of the host may wait here for a thread that a copy of

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -34,6 +35,7 @@ struct Told {
   long end_microseconds = 0;  // that the child gives itself
   unsigned seconds_left = 0;
   rlimit core = {};
+  int is_dumpable = -1;
   int default_actions = 0;
   bool alarm_is_blocked = true;
 };
@@ -55,6 +57,7 @@ void tell(const void*) {
   ++told->readings;
   told->seconds_left = alarm(0);
   getrlimit(RLIMIT_CORE, &told->core);
+  told->is_dumpable = prctl(PR_GET_DUMPABLE);
   for (const int number : fatal_signals) {
     struct sigaction action;
     sigaction(number, nullptr, &action);
@@ -143,6 +146,7 @@ TEST_F(ProbeChild, HasTenSecondsNoCoreAndDefaultSignalsBeforeItReads) {
   EXPECT_GT(told->seconds_left, 5u);
   EXPECT_EQ(told->core.rlim_cur, 0u);
   EXPECT_EQ(told->core.rlim_max, 0u);
+  EXPECT_EQ(told->is_dumpable, 0) << "the limit does not count where a program takes the cores";
   EXPECT_EQ(told->default_actions, static_cast<int>(std::size(fatal_signals)));
   EXPECT_FALSE(told->alarm_is_blocked);
 }
@@ -152,6 +156,7 @@ TEST_F(ProbeChild, LeavesTheHostsArrangementsAlone) {
   rlimit core;
   getrlimit(RLIMIT_CORE, &core);
   EXPECT_EQ(core.rlim_cur, core.rlim_max);
+  EXPECT_EQ(prctl(PR_GET_DUMPABLE), 1);
   for (const int number : fatal_signals) {
     struct sigaction action;
     sigaction(number, nullptr, &action);
