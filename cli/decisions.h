@@ -20,7 +20,7 @@ class Decisions {
 
   // What a drive that is left out as RAID was found to be; empty when no line told.
   std::string found(const std::string& device) const;
-  // "BIOS 1708" or "machine type 1234" where the whole machine is excluded by it, else empty.
+  // "BIOS 9845" or "machine type 9458" where the whole machine is excluded by it, else empty.
   const std::string& excluded_by() const { return excluded_by_; }
   // How many drives were decided on.
   std::size_t count() const { return reasons_.size(); }

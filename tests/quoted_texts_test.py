@@ -105,6 +105,14 @@ class QuotedTexts(unittest.TestCase):
         found = {quotation for page in PAGES for quotation in quotations((TREE / page).read_text())}
         self.assertEqual(set(OTHERS) - found, set())
 
+    def test_excluded_machines_that_are_shown_are_on_the_list(self):
+        listed = re.findall(r'"(\d{4})"',
+                            (TREE / "discovery/excluded_machine_types.h").read_text())
+        text = "".join((TREE / page).read_text() for page in (*PAGES, "deploy/hddtest.1"))
+        shown = re.findall(r"excluded: (?:BIOS|machine type) (\w+)", text)
+        self.assertTrue(shown)
+        self.assertEqual(set(shown) - set(listed), set())
+
     def test_what_nobody_says_is_found_out(self):
         for text in ("no such text anywhere", "...", "SMART is not disabled on DEVICE",
                      "Check SMART support ... nowhere", "Failed DEVICE Check SMART support status",
