@@ -5,6 +5,7 @@ tested, and nothing passed without proof.
 """
 
 import json
+import os
 import subprocess
 import time
 
@@ -80,7 +81,10 @@ class Verdicts(CommandTest):
                         "no-answer")
 
     def test_no_permission(self):
-        self.not_tested("Smartctl open device: /dev/fake failed: Permission denied; run hddtest as",
+        # Root is not told to be root.
+        advice = ("run hddtest as root, or give" if os.geteuid()
+                  else "this container or service may not use it: give")
+        self.not_tested(f"Smartctl open device: /dev/fake failed: Permission denied; {advice} it",
                         "no-permission", INFORMATION_STATUS="2",
                         INFORMATION=r"Smartctl open device: /dev/fake failed: Permission denied\n")
 
