@@ -44,6 +44,19 @@ class Registering(sfcb_case.SfcbCase):
         self.assertEqual(self.all()[instances], self.before[instances])
         self.assertEqual(self.path(f"{REGISTRATIONS}/repository").stat().st_mode & 0o777, 0o700)
 
+    def test_instances_without_classes_are_told_and_kept(self):
+        gone = "repository/root/gone"
+        self.ours += rf"|{REGISTRATIONS}/({gone}|{SCRATCH[len(REGISTRATIONS) + 1:]})(/.*)?"
+        self.write(f"{REGISTRATIONS}/{gone}/classSchemas", "class Gone {};\n")
+        self.write(f"{REGISTRATIONS}/{gone}/Gone", "instances of others")
+        self.run_program("sfcb")
+        self.assertRegex(self.errors, rf"nothing that is staged has classes for .*/{gone}: what was")
+        for _ in range(2):
+            left, = self.path(REGISTRATIONS).glob(".hddtest-register.*")
+            self.assertEqual((left / "old" / gone / "Gone").read_text(), "instances of others")
+            self.run_program("sfcb")
+            self.assertNotIn("nothing that is staged", self.errors)
+
     def test_what_another_version_staged_is_brought_to_this_one(self):
         self.run_program("sfcb")
         self.write(MOF, "class Old {};\n")

@@ -21,6 +21,7 @@ ERROR = re.compile(r"(?:^|[^a-z0-9_./-])errors?\.?(?:[^a-z0-9_./-]|$)", re.IGNOR
 WORK = ".hddtest-register."
 COPIES = f"{FOLDER}/before"
 STAGED = "hddtest.mof"
+COMPILED = ("classSchemas", "qualifiers")
 UNFINISHED = ".hddtest-new"  # of a copy that is being made
 
 
@@ -46,6 +47,7 @@ class Repository:
             raise Failure(f"{registrations} is no folder: name the one in which sfcb keeps its "
                           "repository with --registrations DIR")
         self._settled = False
+        self._left_out = []  # folders of the old repository
 
     def __enter__(self):
         for left in sorted(self._folder.glob(f"{WORK}*")):
@@ -59,6 +61,9 @@ class Repository:
     def __exit__(self, *_):
         if not self._settled and any(self._old.iterdir()):
             complain(f"{self._old} has what was in {self._folder} before: move it back")
+        elif self._settled and self._left_out:
+            complain(f"note: nothing that is staged has classes for {', '.join(self._left_out)}: what "
+                     f"was kept there is in {self._old} now; remove {self.work} if it is not missed")
         else:
             shutil.rmtree(self.work)
 
@@ -118,8 +123,7 @@ class Repository:
     def settle(self):
         self._settled = True
 
-    @staticmethod
-    def _take_over(old, new):
+    def _take_over(self, old, new):
         """What was put into the repository besides what is compiled, the instances of others, and
         who may read it."""
         like(new, old)
@@ -127,6 +131,8 @@ class Repository:
             return
         for folder, folders, files in os.walk(old):
             place = new / pathlib.Path(folder).relative_to(old)
+            self._left_out += [str(path) for path in (pathlib.Path(folder, name) for name in folders)
+                               if not (place / path.name).is_dir() and holds_instances(path)]
             folders[:] = [name for name in folders if (place / name).is_dir()]
             for name in folders:
                 like(place / name, pathlib.Path(folder, name))
@@ -141,6 +147,10 @@ def is_work(folder):
     """Whether nothing but what a run makes is in it."""
     return (folder.is_dir() and not folder.is_symlink()
             and {path.name for path in folder.iterdir()} <= {"new", "old", STAGED})
+
+
+def holds_instances(folder):
+    return any(path.name not in COMPILED for path in folder.rglob("*") if not path.is_dir())
 
 
 def move(path, place):
