@@ -27,7 +27,11 @@ case $1 in
 esac
 """
 SFCB = {"sfcbstage": '#!/bin/sh\nmkdir -p "$4/mofs/$2" && cp "$5" "$4/mofs/$2"\n',
-        "sfcbrepos": '#!/bin/sh\ncat "$5"/default.reg "$5"/regs/*.reg >"$3/providerRegister"\n'}
+        "sfcbrepos": """#!/bin/sh
+cat "$5"/default.reg "$5"/regs/*.reg >"$3/providerRegister"
+mkdir -p "$3/repository"
+cat "$5"/default.reg "$5"/mofs/*/*.mof >"$3/repository/classSchemas" 2>/dev/null || :
+"""}
 
 
 def skip(reason):
@@ -100,7 +104,8 @@ class PackageTest(unittest.TestCase):
             *(f"usr/share/hddtest/{name}" for name in (
                 "cim.mof", "kavro.mof", "pegasus.mof", "hddtest.reg", "hddtest.msg.xml")),
             *(f"usr/share/hddtest/register/{name}.py" for name in (
-                "__init__", "data", "machine", "notes", "pegasus", "repository", "sfcb", "undo")),
+                "__init__", "data", "lock", "machine", "notes", "pegasus", "repository", "sfcb",
+                "undo")),
             "usr/share/man/man1/hddtest.1.gz", "usr/share/man/man8/hddtest-register.8.gz",
             "usr/lib/systemd/system/hddtest.service", "etc/logrotate.d/hddtest-module",
             *(f"usr/share/doc/{package}/{name}" for package in ("hddtest", "hddtest-module")
@@ -164,11 +169,12 @@ class PackageTest(unittest.TestCase):
             if not (ROOT / f"usr/bin/{name}").exists():
                 self.place(f"usr/bin/{name}", text)
         self.addCleanup(shutil.rmtree, ROOT / folder)
-        for name in ("stage/regs", "registration"):
+        for name in ("stage/regs", "registration/repository"):
             (ROOT / folder / name).mkdir(parents=True)
         for name in ("stage/default.reg", "stage/regs/other.reg"):
             (ROOT / folder / name).write_text("[Other]\n")
         (ROOT / folder / "registration/providerRegister").write_text("[Other]\n[Other]\n")
+        (ROOT / folder / "registration/repository/classSchemas").write_text("[Other]\n")
 
     def registered_with(self, folder):
         return "[KAVRO" in (ROOT / folder / "registration/providerRegister").read_text()
