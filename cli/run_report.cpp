@@ -19,6 +19,11 @@ Colour colour_of(Outcome outcome) {
                                       : Colour::yellow;
 }
 
+// Its test began, whatever came of it.
+bool was_started(const Verdict& verdict) {
+  return verdict.cause == cause_not_ended || verdict.cause == cause_unknown;
+}
+
 // Drives without self-tests are aborted to programs, as the module has it.
 std::string_view shown_outcome(const Verdict& verdict) {
   return verdict.cause == cause_no_self_test ? "no self-test" : outcome_word(*verdict.outcome);
@@ -96,25 +101,26 @@ std::string short_report(const DriveResult& result, const Output& output) {
 
 std::string complaint(const DriveResult& result) {
   const std::string name = result.device.empty() ? "''" : result.device;
-  const std::string& cause = result.verdict.cause;
-  const bool was_started = cause == cause_not_ended || cause == cause_unknown;
-  return name + (was_started ? ": " : " was not tested: ") + result.verdict.reason;
+  return name + (was_started(result.verdict) ? ": " : " was not tested: ") + result.verdict.reason;
 }
 
 std::string summary(const std::vector<DriveResult>& results, std::size_t left_out) {
-  constexpr std::string_view no_outcome = "without outcome";
+  constexpr std::string_view not_begun = "could not be tested";
+  constexpr std::string_view not_known = "without a result";
+  const auto word_of = [&](const DriveResult& result) -> std::string_view {
+    if (result.verdict.outcome) return shown_outcome(result.verdict);
+    return was_started(result.verdict) ? not_known : not_begun;
+  };
   std::string counts;
   const auto add = [&](std::ptrdiff_t count, std::string_view word) {
     if (count > 0) counts += fmt::format("{}{} {}", counts.empty() ? "" : ", ", count, word);
   };
   for (const std::string_view word :
-       {"passed", "failed", "aborted", "no self-test", no_outcome.data()}) {
+       {std::string_view("passed"), std::string_view("failed"), std::string_view("aborted"),
+        std::string_view("no self-test"), not_known, not_begun}) {
     add(std::count_if(results.begin(), results.end(),
-                      [&](const DriveResult& result) {
-                        return (result.verdict.outcome ? shown_outcome(result.verdict)
-                                                       : no_outcome) == word;
-                      }),
-        word == no_outcome ? "could not be tested" : word);
+                      [&](const DriveResult& result) { return word_of(result) == word; }),
+        word);
   }
   add(static_cast<std::ptrdiff_t>(left_out), "not tested");
   const std::size_t all = results.size() + left_out;

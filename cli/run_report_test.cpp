@@ -25,6 +25,8 @@ TEST(Summary, Counts) {
   EXPECT_EQ(summary({passed}, 0), "1 drive: 1 passed\n");
   EXPECT_EQ(summary({passed, result("c", std::nullopt, "running")}, 2),
             "4 drives: 1 passed, 1 could not be tested, 2 not tested\n");
+  EXPECT_EQ(summary({passed, result("c", std::nullopt, "not-ended")}, 0),
+            "2 drives: 1 passed, 1 without a result\n");
   EXPECT_EQ(summary({result("b", Outcome::aborted, "no-self-test"),
                      result("c", Outcome::aborted, "aborted")},
                     0),
