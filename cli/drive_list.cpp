@@ -65,6 +65,8 @@ void look_at_each(std::vector<Drive>& drives, const Doing& doing) {
   look();
 }
 
+constexpr std::string_view hwinfo_missing = "hwinfo missing";
+
 // Drivers of adapters that make one drive of several, and may show these as drives too.
 constexpr std::string_view raid_drivers[] = {"3w-",      "aacraid", "arcmsr",   "esas2r", "hpsa",
                                              "megaraid", "mpi3mr",  "smartpqi", "ips",    "cciss"};
@@ -73,7 +75,7 @@ constexpr std::string_view raid_drivers[] = {"3w-",      "aacraid", "arcmsr",   
 
 std::string reason_words(const std::optional<std::string>& reason, bool has_hwinfo) {
   if (!reason) return "not looked at";  // it came while discovery was at work
-  return *reason == not_a_disk && !has_hwinfo ? "hwinfo missing" : *reason;
+  return *reason == not_a_disk && !has_hwinfo ? std::string(hwinfo_missing) : *reason;
 }
 
 std::string left_out_words(const std::string& reason, const Decisions& decisions,
@@ -101,6 +103,10 @@ std::optional<bool> smart_of(const DriveLook& look) {
     default:
       return std::nullopt;
   }
+}
+
+std::string_view Drive::left_out_cause() const {
+  return testable() ? "" : reason == hwinfo_missing ? cause_no_hwinfo : cause_left_out;
 }
 
 std::string Drive::words() const {

@@ -13,6 +13,9 @@
 
 namespace cli {
 
+inline constexpr std::string_view cause_left_out = "left-out";
+inline constexpr std::string_view cause_no_hwinfo = "no-hwinfo";
+
 struct Drive {
   std::string device;           // such as /dev/sda; the key that the module knows it by
   std::string reason;           // why discovery leaves it out, in words; empty: it can be tested
@@ -25,6 +28,8 @@ struct Drive {
   std::optional<DriveLook> look{};  // where it was asked for
 
   bool testable() const { return reason.empty(); }
+  // Why it is left out as one word for programs; empty when it can be tested.
+  std::string_view left_out_cause() const;
   // Whether a test could begin now.
   bool ready() const { return testable() && look && look->readiness == Readiness::ready; }
   // What can be done with it, in a few words: "ready", "SMART is off", "behind a RAID controller".

@@ -33,7 +33,7 @@ constexpr const char* footer =
 
 // The words of the list as one word for programs; empty when a test could begin.
 std::string cause_of(const Drive& drive) {
-  if (!drive.testable()) return "left-out";
+  if (!drive.testable()) return std::string(drive.left_out_cause());
   return drive.look && !drive.ready() ? std::string(readiness_cause(drive.look->readiness)) : "";
 }
 

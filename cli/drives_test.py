@@ -7,8 +7,9 @@ import json
 import os
 import pathlib
 import re
+import subprocess
 
-from command_case import CONTROL, CommandTest, main
+from command_case import CONTROL, PROGRAM, CommandTest, main
 
 EXCLUDED_TYPE = re.search(
     r'"(\d{4})"',
@@ -96,7 +97,7 @@ class Drives(CommandTest):
         self.assertEqual(self.reasons(), {"/dev/sda": "excluded machine type"})
         self.run_command("run")
         self.assertEqual(self.status, 3)
-        self.assertIn("/dev/sda: excluded machine type, not tested\n", self.output)
+        self.assertRegex(self.output, r"(?m)^/dev/sda: excluded: machine type \d{4}, not tested$")
 
     def test_excluded_bios(self):
         self.machine("sda")
@@ -167,7 +168,7 @@ class RunAll(CommandTest):
         self.assertEqual(self.status, 3, "which outranks 1")
         lines = self.output.splitlines()
         self.assertRegex(self.errors, r"\Ahddtest: /dev/sdb was not tested: it has no SMART .*\n\Z")
-        self.assertIn("/dev/sdc: USB, not tested", lines)
+        self.assertIn("/dev/sdc: on USB, not tested", lines)
         self.assertRegex(self.output, r"(?m)^/dev/sda: passed \(\d:\d\d\): # 1 Short offline ")
         self.assertRegex(self.output, r"(?m)^/dev/sdd: failed \(\d:\d\d\): the drive reported: read ")
         summary = lines.index("4 drives: 1 passed, 1 failed, 1 could not be tested, 1 not tested")
@@ -188,7 +189,7 @@ class RunAll(CommandTest):
         self.machine("sda", "sdb", usb=["sdb"])
         self.run_command("run", SMART="Disabled")
         self.assertEqual(self.status, 3)
-        self.assertEqual(self.output, "/dev/sdb: USB, not tested\n"
+        self.assertEqual(self.output, "/dev/sdb: on USB, not tested\n"
                                       "2 drives: 1 could not be tested, 1 not tested\n")
         self.assertRegex(self.errors, r"\Ahddtest: /dev/sda was not tested: SMART is off; .*\n\Z")
 
@@ -217,6 +218,41 @@ class RunAll(CommandTest):
     def test_force_needs_a_device(self):
         self.run_command("run", "--force")
         self.expect_one_line(3, "--force needs a DEVICE")
+        (only,) = json.loads(self.run_command("run", "--json", "--force"))
+        self.assertEqual((only["device"], only["status"]), (None, 3))
+        self.assertIn("--force needs a DEVICE", only["reason"])
+
+    def test_hwinfo_is_missing(self):
+        self.machine("sda")
+        hide = "mount -t tmpfs none /usr/sbin && mount -t tmpfs none /usr/local/sbin"
+        if subprocess.run(["unshare", "-m", "sh", "-c", hide], capture_output=True).returncode:
+            self.skipTest("only root hides the machine's own hwinfo")
+        self.smartctl.with_name("hwinfo").unlink()
+        for arguments in ["run", "run /dev/sda"]:
+            done = subprocess.run(
+                ["unshare", "-m", "sh", "-c", f'{hide} && exec "$0" {arguments}', PROGRAM],
+                env=self.environment, capture_output=True, text=True, timeout=60)
+            self.assertEqual(done.returncode, 3)
+            self.assertRegex(done.stderr, r"\Ahddtest: /dev/sda was not tested: hwinfo is not "
+                                          r"installed, .*; install the package hwinfo\n\Z")
+
+    def slow_hwinfo(self):
+        self.machine("sda")
+        hwinfo = self.smartctl.with_name("hwinfo")
+        hwinfo.write_text(hwinfo.read_text().replace("*) ", "*) sleep 1.2; "))
+
+    def test_terminal_shows_that_drives_are_looked_for(self):
+        self.slow_hwinfo()
+        for arguments in [["run"], ["run", "/dev/sda"], ["run", "--json"]]:
+            written, status = self.on_terminal(*arguments)
+            self.assertEqual(status, 0)
+            self.assertRegex(written, r"looking for drives: hwinfo.* \(0:0\d\)[^\n]*\r\x1b\[K")
+
+    def test_pipe_shows_nothing_of_the_search(self):
+        self.slow_hwinfo()
+        self.run_command("run")
+        self.expect(0)
+        self.assertNotIn("looking", self.output)
 
 
 # A smartctl that counts the drives under test; a drive ends when JOBS have begun together, or when
@@ -244,7 +280,7 @@ class RunNamed(CommandTest):
     def test_refuses_what_discovery_leaves_out(self):
         self.machine("sda", "sdb", usb=["sdb"])
         self.run_command("run", "/dev/sdb")
-        self.expect_one_line(3, "/dev/sdb was not tested: USB; --force tests it all the same")
+        self.expect_one_line(3, "/dev/sdb was not tested: on USB; --force tests it all the same")
         self.run_command("run", "/dev/sdb", "/dev/sda")
         self.assertEqual(self.status, 3)
         self.assertIn("/dev/sda: passed", self.output)
@@ -266,7 +302,7 @@ class RunNamed(CommandTest):
     def test_excluded_machine_type(self):
         self.machine("sda", product=f"Server -[{EXCLUDED_TYPE}AC1]-")
         self.run_command("run", "/dev/sda")
-        self.expect_one_line(3, "/dev/sda was not tested: excluded machine type")
+        self.expect_one_line(3, "/dev/sda was not tested: excluded: machine type")
 
 
 main()

@@ -7,6 +7,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "cli/commands.h"
 #include "cli/failure.h"
@@ -17,6 +18,7 @@
 #include "cli/run_plan.h"
 #include "cli/run_report.h"
 #include "cli/text.h"
+#include "cli/waiting_line.h"
 #include "cli/worker.h"
 #include "results/message_file.h"
 
@@ -66,7 +68,7 @@ class Run {
         json_(json),
         places_(places),
         // Log lines on the same terminal would stand in the middle of a line that is written over.
-        progress_(progress_output(json), log_file(places) != "-") {}
+        progress_(progress_output(json), shows_progress()) {}
 
   int all() {
     const Interrupt interrupt([this] { interrupted(); });
@@ -86,12 +88,34 @@ class Run {
  private:
   bool every_drive() const { return options_.devices.empty(); }
 
+  // Nobody named it, and the module does not offer it.
+  bool left_out(std::size_t index) const {
+    return every_drive() && plan_[index].cause == cause_left_out;
+  }
+
   static Output* progress_output(bool json) {
     Output* const output = json ? &standard_error() : &standard_output();
     return !json || output->is_terminal() ? output : nullptr;
   }
 
-  std::vector<PlannedDrive> make_plan() const {
+  bool shows_progress() const { return log_file(places_) != "-"; }
+
+  // Shows what it is waiting for: with many adapters this takes minutes.
+  std::vector<Drive> find_drives() {
+    const auto manager = make_manager(places_);
+    {
+      const std::lock_guard guard(lock_);
+      const bool show = shows_progress() && (json_ || standard_output().is_terminal());
+      waiting_.emplace(standard_error(), "looking for drives", show);
+    }
+    std::vector<Drive> drives =
+        list_drives(*manager, false, [this](const std::string& doing) { waiting_->say(doing); });
+    const std::lock_guard guard(lock_);
+    waiting_.reset();
+    return drives;
+  }
+
+  std::vector<PlannedDrive> make_plan() {
     // Without it a test leaves no record; the drive would be tested for nothing.
     if (const auto faults = results::message_file_faults(places_.message_file); !faults.empty()) {
       const std::string fault = places_.message_file.string() + ": " + faults.front() +
@@ -100,8 +124,7 @@ class Run {
       return plan_none(options_.devices, "message-file", fault);
     }
     if (options_.force) return plan_forced(options_.devices);
-    const auto manager = make_manager(places_);
-    const std::vector<Drive> drives = list_drives(*manager, false);
+    const std::vector<Drive> drives = find_drives();
     if (!every_drive()) return plan_named(options_.devices, places_, drives);
     if (drives.empty()) throw Failure("there is no drive on this machine");
     return plan_all(drives);
@@ -167,10 +190,9 @@ class Run {
   void finish(std::size_t index, DriveResult result) {
     progress_.clear();
     Output& output = standard_output();
-    const bool left_out = every_drive() && plan_[index].reason;
-    if (left_out) {
+    if (left_out(index)) {
       if (!json_)
-        output.write(escape(result.device + ": " + result.verdict.reason) + ", not tested\n");
+        output.write(escape(result.device + ": " + plan_[index].words) + ", not tested\n");
     } else if (!result.verdict.outcome) {
       complain(complaint(result));
     } else if (!json_) {
@@ -185,7 +207,7 @@ class Run {
     std::vector<DriveResult> tested;
     std::vector<std::optional<Outcome>> outcomes;
     for (std::size_t i = 0; i < results_.size(); ++i) {
-      if (every_drive() && plan_[i].reason) continue;
+      if (left_out(i)) continue;
       tested.push_back(results_[i]);
       outcomes.push_back(results_[i].verdict.outcome);
     }
@@ -211,6 +233,7 @@ class Run {
   // that nothing more is written. What tests a drive ends with it.
   void interrupted() {
     lock_.lock();
+    if (waiting_) waiting_->end();
     progress_.clear();
     std::string testing;
     for (const Running& one : running_)
@@ -233,6 +256,7 @@ class Run {
   const Places& places_;
   ProgressLines progress_;
   std::mutex lock_;  // over output and what follows, for the thread that takes signals
+  std::optional<WaitingLine> waiting_;  // while the drives are looked for
   std::vector<PlannedDrive> plan_;
   std::vector<DriveResult> results_;  // of the plan's drives
   std::list<Running> running_;
@@ -246,9 +270,9 @@ std::string line_of(const std::exception& error) {
 int run(const RunOptions& options, const Invocation& invocation) {
   const Places places = find_places(invocation.data);
   if (options.worker) return work(places, options.devices.at(0));
-  if (options.force && options.devices.empty())
-    throw Failure("--force needs a DEVICE: name the drives that are to be tested");
   try {
+    if (options.force && options.devices.empty())
+      throw Failure("--force needs a DEVICE: name the drives that are to be tested");
     return Run(options, invocation.json, places).all();
   } catch (const std::exception& error) {
     if (invocation.json)

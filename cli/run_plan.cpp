@@ -52,18 +52,29 @@ std::string meant(const std::string& name, const std::vector<Drive>& drives) {
                       : "did you mean " + near + "?";
 }
 
+// The same for a named drive and for all, as it is with a missing smartctl.
+constexpr const char* no_hwinfo =
+    "hwinfo is not installed, so that it is not known what may be tested; install the package "
+    "hwinfo";
+
+// Why a drive that was named is left out, and what to do.
+std::string left_out_reason(const Drive& drive) {
+  if (drive.left_out_cause() == cause_no_hwinfo) return no_hwinfo;
+  return drive.words() + "; --force tests it all the same";
+}
+
 PlannedDrive planned(const std::string& name, const fs::path& path,
                      const std::vector<Drive>& drives) {
   const std::string device = target(path);
   for (const Drive& drive : drives) {
     if (drive.device != device && drive.device != path) continue;
     if (drive.testable()) return {name, drive.device, opening_fault(drive.device), "no-permission"};
-    return {name, drive.device, drive.reason + "; --force tests it all the same", "left-out"};
+    return {name, drive.device, left_out_reason(drive), std::string(drive.left_out_cause())};
   }
   if (const auto why = refusal(path))
     return {name, path, *why + "; " + meant(name, drives), "no-device"};
   return {name, path, "not one of the drives that 'hddtest drives' lists; --force tests it",
-          "left-out"};
+          std::string(cause_left_out)};
 }
 
 }  // namespace
@@ -93,8 +104,11 @@ std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives) {
   for (const Drive& drive : drives) {
     if (drive.testable())
       plan.push_back({drive.device, drive.device});
+    else if (drive.left_out_cause() == cause_no_hwinfo)
+      plan.push_back({drive.device, drive.device, no_hwinfo, std::string(cause_no_hwinfo)});
     else
-      plan.push_back({drive.device, drive.device, drive.reason, "left-out"});
+      plan.push_back(
+          {drive.device, drive.device, drive.reason, std::string(cause_left_out), drive.words()});
   }
   return plan;
 }

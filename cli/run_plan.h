@@ -15,6 +15,7 @@ struct PlannedDrive {
   std::string device;                   // as the module will know it
   std::optional<std::string> reason{};  // why it is not tested
   std::string cause{};                  // the same as one word for programs
+  std::string words{};                  // the same in the words of the list of drives
 };
 
 // Without discovery: every name is passed on as it stands. Names that mean one drive are one.

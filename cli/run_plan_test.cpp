@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 std::vector<Drive> drives() {
   return {{.device = "/dev/a", .reason = "", .smart = true},
           {.device = "/dev/b", .reason = "", .smart = false},
-          {.device = "/dev/c", .reason = "USB", .smart = true},
+          {.device = "/dev/c", .reason = "USB", .smart = true, .left_out = "on USB"},
           {.device = "/dev/d", .reason = "", .smart = std::nullopt}};
 }
 
@@ -22,6 +22,7 @@ TEST(PlanAll, TestsWhatDiscoveryOffers) {
   EXPECT_EQ(plan[0].reason, std::nullopt);
   EXPECT_EQ(plan[1].reason, std::nullopt) << "what it is ready for is asked right before the test";
   EXPECT_EQ(plan[2].reason, "USB");
+  EXPECT_EQ(plan[2].words, "on USB");
   EXPECT_EQ(plan[2].cause, "left-out");
   EXPECT_EQ(plan[3].reason, std::nullopt);
 }
@@ -32,7 +33,17 @@ TEST(PlanNamed, DoesNotAskForSmart) {
   ASSERT_EQ(plan.size(), 3U);
   EXPECT_EQ(plan[0].reason, std::nullopt);
   EXPECT_EQ(plan[1].reason, std::nullopt);
-  EXPECT_EQ(plan[2].reason, "USB; --force tests it all the same");
+  EXPECT_EQ(plan[2].reason, "on USB; --force tests it all the same");
+}
+
+TEST(Plan, SaysThatHwinfoIsMissing) {
+  const std::vector<Drive> unknown = {{.device = "/dev/a", .reason = "hwinfo missing"}};
+  const std::vector<PlannedDrive> all = plan_all(unknown);
+  const std::vector<PlannedDrive> named = plan_named({"/dev/a"}, {.start = "/"}, unknown);
+  for (const PlannedDrive& drive : {all.at(0), named.at(0)}) {
+    EXPECT_TRUE(drive.reason->ends_with("install the package hwinfo")) << *drive.reason;
+    EXPECT_EQ(drive.cause, "no-hwinfo");
+  }
 }
 
 TEST(PlanNamed, FollowsLinks) {

@@ -18,7 +18,9 @@ WaitingLine::WaitingLine(Output& output, std::string title, bool show,
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-WaitingLine::~WaitingLine() {
+WaitingLine::~WaitingLine() { end(); }
+
+void WaitingLine::end() {
   {
     const std::lock_guard guard(lock_);
     ended_ = true;

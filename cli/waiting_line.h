@@ -25,7 +25,10 @@ class WaitingLine {
   ~WaitingLine();
   WaitingLine(const WaitingLine&) = delete;
 
-  // How far it is, escaped; any thread may say so.
+  // Takes the line away for good; nothing after the first time. One thread at a time.
+  void end();
+
+  // How far it is, escaped; any thread may say so, also after the end.
   void say(std::string doing);
 
  private:
