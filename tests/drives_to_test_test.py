@@ -33,6 +33,10 @@ class DrivesToTest(unittest.TestCase):
                          (0, self.FIRST.replace("/dev/sda", "/dev/../dev/sda") +
                           "  /dev/sdc\n  /dev/none\n"))
 
+    def test_options_and_their_values_are_no_drives(self):
+        self.assertEqual(told(DRIVES, "--jobs", "2"), (0, self.FIRST))
+        self.assertEqual(told(DRIVES, "--jobs=2", "--force", "--", "/dev/sda"), (0, self.FIRST))
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])
