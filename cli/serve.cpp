@@ -19,6 +19,7 @@
 #include "cli/signals.h"
 #include "cli/supervisor.h"
 #include "platform/support/logger.h"
+#include "results/message_file.h"
 
 namespace cli {
 namespace {
@@ -138,6 +139,10 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
     throw Failure("no test could make a record: " + places.message_file.string() + ": " + fault +
                   "; reinstall hddtest, or name its data with --data");
   }
+  // The outcome of a test stands all the same, and an edit takes effect with the next one.
+  if (const auto faults = results::message_file_faults(places.message_file); !faults.empty())
+    warn("records of tests may lack their texts: " + places.message_file.string() + ": " +
+         faults.front() + "; mend it or reinstall hddtest, or name its data with --data");
   const bool tls = !options.certificate.empty();
   const int port = options.port >= 0 ? options.port : tls ? https_port : http_port;
   http::Address address(options.address, static_cast<std::uint16_t>(port));

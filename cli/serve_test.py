@@ -73,6 +73,12 @@ class Serve(ServerTest):
         self.assertLess(time.monotonic() - begun, 60)
         self.assertRegex(self.errors, r"\Ahddtest: ended with 1 request in work; drives go on.*\n\Z")
 
+    def test_warns_of_a_message_file_with_faults(self):
+        self.serve("--no-auth", "--data", str(self.data_folder(["passed", "aborted"])))
+        self.assertEqual(self.end(), 0)
+        self.assertRegex(self.errors, r'\Ahddtest: .*hddtest\.msg\.xml: there is no '
+                                      r'<result state="failed">.*; mend it or reinstall.*\n\Z')
+
     def test_interrupt_ends_it_too(self):
         self.serve("--no-auth")
         self.assertEqual(self.end(signal.SIGINT), 0)
