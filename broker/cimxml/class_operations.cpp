@@ -18,6 +18,16 @@ std::vector<const ClassInfo*> classes_below(const Task& task) {
                                         task.boolean("DeepInheritance", false));
 }
 
+// The class that a parameter names. The operations have different errors for one that is unknown.
+const ClassInfo& class_of(const Task& task, std::string_view parameter, Status unknown) {
+  try {
+    return task.manager.get_class(task.path(parameter));
+  } catch (const Error& error) {
+    if (error.status() != Status::InvalidClass) throw;
+    throw Error(unknown, error.description());
+  }
+}
+
 // Null for no filter.
 const ClassInfo* filter_class(const Task& task, std::string_view parameter) {
   const std::string name = task.class_name(parameter);
@@ -37,17 +47,10 @@ struct Role {
 }  // namespace
 
 void get_class(const Task& task) {
-  const ObjectPath path = task.path("ClassName");
-  const ClassInfo* info = nullptr;
-  try {
-    info = &task.manager.get_class(path);
-  } catch (const Error& error) {
-    if (error.status() != Status::InvalidClass) throw;
-    throw Error(Status::NotFound, error.description());  // what the standard says for this one
-  }
+  const ClassInfo& info = class_of(task, "ClassName", Status::NotFound);
   Text& text = task.output.text();
   text << "<IRETURNVALUE>";
-  write_class(text, *info, choice_of(task, true, true));
+  write_class(text, info, choice_of(task, true, true));
   text << "</IRETURNVALUE>";
 }
 
@@ -70,7 +73,7 @@ void enumerate_class_names(const Task& task) {
 }
 
 void class_associations(const Task& task, bool far_end, bool names) {
-  const ClassInfo& source = task.manager.get_class(task.path("ObjectName"));
+  const ClassInfo& source = class_of(task, "ObjectName", Status::InvalidParameter);
   const ClassInfo* result = filter_class(task, "ResultClass");
   const ClassInfo* filter = far_end ? filter_class(task, "AssocClass") : result;
   const Role role{task.text("Role")}, result_role{task.text("ResultRole")};

@@ -113,7 +113,8 @@ TEST_F(Classes, AssociationsOfAClass) {
   EXPECT_THAT(ask("References", object),
               StartsWith("<IRETURNVALUE><VALUE.OBJECTWITHPATH>" + path("TEST_Link") +
                          "<CLASS NAME=\"TEST_Link\">"));
-  expect_error(5, "References", class_parameter("ObjectName", "TEST_None"));
+  for (const char* operation : {"Associators", "AssociatorNames", "References", "ReferenceNames"})
+    expect_error(4, operation, class_parameter("ObjectName", "TEST_None"));
 }
 
 // The classes that the product serves.
