@@ -12,12 +12,13 @@ std::string parameter_names(const broker::MethodInfo& method) {
   return names.empty() ? "none" : names;
 }
 
-broker::Argument parse_argument(const broker::MethodInfo& method, const std::string& text) {
+broker::Argument parse_argument(const broker::ClassInfo& info, const broker::MethodInfo& method,
+                                const std::string& text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos)
     throw Failure("'" + text + "' is no argument of the form NAME=VALUE");
   const std::string name = text.substr(0, equals);
-  const broker::ParameterInfo* const parameter = method.find_parameter(name);
+  const broker::ParameterInfo* const parameter = info.find_parameter(method.name, name);
   if (!parameter) {
     throw Failure("method " + method.name.str() + " has no parameter '" + name + "'; it has " +
                   parameter_names(method));
@@ -32,11 +33,12 @@ broker::Argument parse_argument(const broker::MethodInfo& method, const std::str
 
 }  // namespace
 
-std::vector<broker::Argument> parse_arguments(const broker::MethodInfo& method,
+std::vector<broker::Argument> parse_arguments(const broker::ClassInfo& info,
+                                              const broker::MethodInfo& method,
                                               const std::vector<std::string>& texts) {
   std::vector<broker::Argument> arguments;
   for (const std::string& text : texts) {
-    broker::Argument argument = parse_argument(method, text);
+    broker::Argument argument = parse_argument(info, method, text);
     for (const broker::Argument& earlier : arguments)
       if (earlier.name == argument.name)
         throw Failure("parameter " + argument.name.str() + " is given twice");

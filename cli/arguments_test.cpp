@@ -10,17 +10,23 @@ namespace {
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
-const broker::MethodInfo& method(std::string_view class_name, std::string_view name) {
-  return *broker::generated_schema().get(class_name).find_method(name);
+std::vector<broker::Argument> parse(std::string_view class_name, std::string_view method,
+                                    const std::vector<std::string>& texts) {
+  const broker::ClassInfo& info = broker::generated_schema().get(class_name);
+  return parse_arguments(info, *info.find_method(method), texts);
 }
 
-const broker::MethodInfo& state_change() {
-  return method("KAVRO_HDDTest_ConcreteJob", "RequestStateChange");
+std::vector<broker::Argument> state_change(const std::vector<std::string>& texts) {
+  return parse("KAVRO_HDDTest_ConcreteJob", "RequestStateChange", texts);
+}
+
+std::vector<broker::Argument> run(const std::vector<std::string>& texts) {
+  return parse("KAVRO_HDDTest_DiagnosticService", "RunDiagnostic", texts);
 }
 
 TEST(ParseArguments, TakesTheTypesOfTheMethod) {
-  const auto arguments = parse_arguments(
-      state_change(), {"requestedstate=2", "TimeoutPeriod=00000000000100.000000:000"});
+  const auto arguments =
+      state_change({"requestedstate=2", "TimeoutPeriod=00000000000100.000000:000"});
   ASSERT_EQ(arguments.size(), 2u);
   EXPECT_EQ(arguments[0].name.view(), "RequestedState");
   EXPECT_EQ(arguments[0].value, broker::Value(std::uint16_t{2}));
@@ -28,15 +34,24 @@ TEST(ParseArguments, TakesTheTypesOfTheMethod) {
 }
 
 TEST(ParseArguments, SeparatesAtTheFirstEqualsSign) {
-  const auto arguments = parse_arguments(method("KAVRO_HDDTest_DiagnosticService", "RunDiagnostic"),
-                                         {"ManagedElement=KAVRO_DiskDrive.DeviceID=\"/dev/sda\""});
+  const auto arguments = run({"ManagedElement=KAVRO_DiskDrive.DeviceID=\"/dev/sda\""});
   ASSERT_EQ(arguments.size(), 1u);
   EXPECT_EQ(arguments[0].value.as_path().key("DeviceID")->as_text(), "/dev/sda");
 }
 
+// The service's class calls a parameter otherwise than the standard's.
+TEST(ParseArguments, TakesParametersByTheNamesOfClassesAboveToo) {
+  for (const std::string name : {"JobSettings", "jobsetting"}) {
+    const auto arguments = run({name + "=KAVRO_HDDTest_JobSettingData.InstanceID=\"x\""});
+    ASSERT_EQ(arguments.size(), 1u);
+    EXPECT_TRUE(arguments[0].name == name);
+    EXPECT_EQ(arguments[0].value.as_path().key("InstanceID")->as_text(), "x");
+  }
+}
+
 TEST(ParseArguments, SaysWhatIsWrong) {
   const auto parse = [](const std::vector<std::string>& texts) {
-    return [texts] { parse_arguments(state_change(), texts); };
+    return [texts] { state_change(texts); };
   };
   EXPECT_THAT(parse({"RequestedState"}),
               ThrowsMessage<Failure>("'RequestedState' is no argument of the form NAME=VALUE"));

@@ -24,9 +24,7 @@ struct InvokeOptions {
   std::vector<std::string> arguments;
 };
 
-const broker::MethodInfo& find_method(const broker::Schema& schema, const broker::ObjectPath& path,
-                                      const std::string& name) {
-  const broker::ClassInfo& info = find_class(schema, path.class_name.str());
+const broker::MethodInfo& find_method(const broker::ClassInfo& info, const std::string& name) {
   if (const broker::MethodInfo* const method = info.find_method(name)) return *method;
   std::vector<std::string> names;
   for (const broker::MethodInfo& method : info.methods()) names.push_back(method.name.str());
@@ -56,8 +54,9 @@ broker::MethodResult invoke_heard(broker::ObjectManager& manager, const broker::
 int invoke(const InvokeOptions& options, const Invocation& invocation) {
   const broker::ObjectPath path = broker::ObjectPath::parse(options.path);
   const auto manager = make_manager(find_places(invocation.data));
-  const broker::MethodInfo& method = find_method(manager->schema(), path, options.method);
-  const std::vector<broker::Argument> arguments = parse_arguments(method, options.arguments);
+  const broker::ClassInfo& info = find_class(manager->schema(), path.class_name.str());
+  const broker::MethodInfo& method = find_method(info, options.method);
+  const std::vector<broker::Argument> arguments = parse_arguments(info, method, options.arguments);
   const broker::MethodResult result = invoke_heard(*manager, path, method, arguments);
   Output& output = standard_output();
   if (invocation.json) {

@@ -45,10 +45,10 @@ std::string path() {
 
 // The arguments as those of a method with parameters of each kind.
 void read_as_arguments(const std::vector<std::string>& texts) {
-  static const broker::MethodInfo& echo =
-      *broker::test_schema().get("TEST_Widget").find_method("Echo");
+  static const broker::ClassInfo& widget = broker::test_schema().get("TEST_Widget");
+  static const broker::MethodInfo& echo = *widget.find_method("Echo");
   try {
-    const auto arguments = cli::parse_arguments(echo, texts);
+    const auto arguments = cli::parse_arguments(widget, echo, texts);
     require(arguments.size() == texts.size(), "every text is an argument");
   } catch (const cli::Failure& failure) {
     require(*failure.what() != '\0', "a refusal has a reason");
