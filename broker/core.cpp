@@ -1,5 +1,7 @@
 #include "broker/core.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <atomic>
 #include <utility>
@@ -90,8 +92,12 @@ void Core::end_if_due(Provider& provider) {
   try {
     provider.end_if_due(options_.idle_time, options_.longest_life,
                         stays ? Ending::Told : Ending::Asked);
+  } catch (const abi::__forced_unwind&) {
+    throw;  // a provider that ends the thread
   } catch (const std::exception& error) {
     log(0, "provider " + provider.name() + " failed to end: " + error.what());
+  } catch (...) {
+    log(0, "provider " + provider.name() + " failed to end: unknown exception");
   }
 }
 

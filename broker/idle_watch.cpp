@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include <exception>
+
 #include "broker/core.h"
 
 namespace broker {
@@ -23,7 +25,11 @@ void IdleWatch::run() {
   std::unique_lock guard(lock_);
   while (!changed_.wait_for(guard, interval_, [this] { return ending_; })) {
     guard.unlock();  // the end of a provider may take its time
-    core_.end_idle();
+    try {
+      core_.end_idle();
+    } catch (const std::exception&) {
+      // Out of memory, which is no reason for the process to end. The next look may do.
+    }
     guard.lock();
   }
 }

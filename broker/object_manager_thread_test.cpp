@@ -5,7 +5,9 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <new>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "broker/object_manager.h"
@@ -96,6 +98,22 @@ TEST(ObjectManagerThreads, AThreadLooksForIdleProviders) {
   };
   ObjectManager manager(test_schema(), options);
   EXPECT_EQ(manager.enumerate_instances("TEST_Gadget").size(), 2u);
+  EXPECT_EQ(ended.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+}
+
+// The log is told in vain that the cleanup threw; the next one does not.
+TEST(ObjectManagerThreads, TheThreadThatLooksOutlivesALookThatFails) {
+  Options options = test_options();
+  options.registration = {test_entry("TEST_Widget", "Odd", "i")};
+  options.idle_time = options.look_for_idle = std::chrono::milliseconds(1);
+  std::promise<void> ended;
+  bool told = false;
+  options.log = [&](int, const std::string& text) {
+    if (text.starts_with("provider Odd failed to end")) throw std::bad_alloc();
+    if (text == "Odd: cleanup instance" && !std::exchange(told, true)) ended.set_value();
+  };
+  ObjectManager manager(test_schema(), options);
+  EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
   EXPECT_EQ(ended.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
 }
 

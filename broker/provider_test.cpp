@@ -97,6 +97,17 @@ TEST_F(ProviderTest, AfterAFactoryOrCleanupThatThrewItIsAskedAgain) {
   EXPECT_EQ(manager.end_idle(), 1u);
 }
 
+TEST_F(ProviderTest, WhateverACleanupThrowsIsLoggedAndTheOthersEndAllTheSame) {
+  ObjectManager manager =
+      make({test_entry("TEST_Widget", "Odd", "i"), test_entry("TEST_Gadget", "Gadget", "i")});
+  manager.enumerate_instances("TEST_Widget");
+  lines.clear();
+  EXPECT_EQ(manager.end_idle(), 0u);
+  EXPECT_THAT(lines, ElementsAre("provider Odd failed to end: unknown exception",
+                                 "Gadget: cleanup instance"));
+  EXPECT_EQ(manager.end_idle(), 1u);
+}
+
 TEST_F(ProviderTest, AMissingFunctionIsNotSupported) {
   ObjectManager manager = make({test_entry("TEST_Widget", "Hollow", "i")});
   EXPECT_THROW(

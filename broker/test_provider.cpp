@@ -7,6 +7,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "broker/test_provider.h"
@@ -338,6 +339,23 @@ EXPORT CMPIInstanceMI* Throwing_Create_InstanceMI(const CMPIBroker* mb, const CM
     return changed;
   }();
   return make<CMPIInstanceMI>(mb, "Throwing", table);
+}
+
+// Throws a number the first time that it is to end.
+CMPIStatus odd_cleanup(CMPIInstanceMI* mi, const CMPIContext* context, CMPIBoolean terminating) {
+  static bool thrown = false;
+  if (!std::exchange(thrown, true)) throw 42;
+  return cleanup(mi, context, terminating);
+}
+
+EXPORT CMPIInstanceMI* Odd_Create_InstanceMI(const CMPIBroker* mb, const CMPIContext*,
+                                             CMPIStatus*) {
+  static const CMPIInstanceMIFT& table = *[] {
+    auto* const changed = new CMPIInstanceMIFT(kInstanceTable);
+    changed->cleanup = odd_cleanup;
+    return changed;
+  }();
+  return make<CMPIInstanceMI>(mb, "Odd", table);
 }
 
 // Asks for itself while it is being made.
