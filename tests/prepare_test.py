@@ -6,6 +6,7 @@
 import os
 import pathlib
 import pty
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -93,6 +94,25 @@ class Prepare(unittest.TestCase):
         done = subprocess.run([TREE / "run", "-h"], env=self.environment, capture_output=True,
                               text=True, timeout=60)
         self.assertIn("\n  ./run [OPTION...] [DEVICE...]\n", done.stdout)
+
+    def test_run_says_why_it_tests_the_lab(self):
+        shutil.copytree(TREE / "tools", self.folder / "tools")
+        shutil.copy(TREE / "run", self.folder)
+        (self.folder / "lab").mkdir()
+        (self.folder / "build/bin").mkdir(parents=True)
+        self.program("dpkg-query", "echo installed")
+        for name in ("apt-cache", "../lab/run", "../lab/machine.pl"):
+            self.program(name, "exit 0")
+        self.program("sudo", "exit 1")
+        self.program("../build/bin/hddtest", "echo '[]'")
+        for user, why in [("0", "No drive of this machine is testable and has SMART"),
+                          ("1000", "Only root may test this machine's drives")]:
+            self.program("id", f"echo {user}")
+            done = subprocess.run(["./run"], cwd=self.folder, env=self.environment,
+                                  capture_output=True, text=True, timeout=60)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertIn(f"\n{why}: testing those of the disk lab, a virtual machine.\n",
+                          done.stderr)
 
 
 unittest.main()
