@@ -44,6 +44,10 @@ set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefine
 option(HDDTEST_FUZZ "Build for the fuzz targets, which then search for inputs by themselves (clang)" OFF)
 
 add_compile_options(-Wall -Wextra -Werror)
+# It takes a result for part of any temporary argument, such as the name that something is looked up by.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 13)
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-dangling-reference>)
+endif()
 include_directories(${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
 if(HDDTEST_SANITIZE)
   add_compile_options(-fsanitize=${HDDTEST_SANITIZE} -fno-omit-frame-pointer -O1 -g1)
