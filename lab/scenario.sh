@@ -216,7 +216,7 @@ run_scenario() {
   fi
   rm -rf "$results" && mkdir -p "$results"
   if [ -n "$console" ]; then
-    if [ -t 1 ]; then run_machine; else run_machine | tr -d '\r'; fi
+    if [ -t 1 ]; then run_machine; else run_machine | sed -u 's/\r//g'; fi
     exit
   fi
   run_machine > "$results/console" 2>&1 || wrong "the machine failed: $(tail -n 1 "$results/console")"
