@@ -112,6 +112,8 @@ void read_failure(const Answer& answer, DriveLook& look) {
     look.readiness = Readiness::no_permission;
   else if (says("No such device") || says("No such file or directory"))
     look.readiness = Readiness::no_device;
+  else if (says("Unable to detect device type"))  // a name such as /dev/vda tells smartctl nothing
+    look.readiness = Readiness::no_smart;
   else
     look.readiness = Readiness::refused;
   if (look.words.empty() && look.readiness == Readiness::refused)

@@ -104,6 +104,13 @@ TEST(DriveLook, TestThatTheLogShowsForEver) {
             Readiness::ready);
 }
 
+TEST(DriveLook, VirtioDriveHasNoSmart) {
+  const Answer unknown{1,
+                       "/dev/vda: Unable to detect device type\nPlease specify device type with "
+                       "the -d option.\n"};
+  EXPECT_EQ(read_look(unknown, {}, {}).readiness, Readiness::no_smart);
+}
+
 TEST(DriveLook, NoSelfTest) {
   for (const char* log :
        {"SMART Self-test Log not supported\n", "Device does not support Self Test logging\n"}) {
