@@ -16,8 +16,8 @@ SERVICE = ('KAVRO_HDDTest_DiagnosticService.SystemCreationClassName="KAVRO_Compu
 DRIVE = ('KAVRO_DiskDrive.SystemCreationClassName="KAVRO_ComputerSystem",SystemName="",'
          'CreationClassName="KAVRO_DiskDrive",DeviceID="/dev/fake"')
 
-KEPT = ("Jobs and records stay with the process that ran the test: 'hddtest run' shows them at its "
-        "end, and a server tells its clients of its own tests.\n")
+KEPT = ("Jobs and records stay with the process that ran the test: 'hddtest run --json' shows them "
+        "whole, and a server tells its clients of its own tests.\n")
 
 
 class Instances(CommandTest):

@@ -24,6 +24,8 @@ constexpr const char* footer =
     "  SMART is off                  switch it on with 'smartctl -s on DEVICE'\n"
     "  no SMART, no self-test        the drive, or the way to it, knows none\n"
     "  no permission                 root may ask it\n"
+    "  smartctl failed or missing, no answer, no such device, SMART not understood: see what\n"
+    "  'smartctl -i DEVICE' and 'hddtest check' say\n"
     "  on USB, micro-flash, behind a RAID controller, beside a RAID volume, not on an onboard\n"
     "  controller, excluded: BIOS or machine type: left out; 'hddtest run --force' tests it\n"
     "  where smartctl can reach it by that name\n"

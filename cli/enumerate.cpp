@@ -14,9 +14,8 @@ namespace {
 
 // Jobs and records are asked for first of all by people whose test has failed.
 constexpr const char* kept_elsewhere =
-    "Jobs and records stay with the process that ran the test: 'hddtest run' shows them at its "
-    "end, "
-    "and a server tells its clients of its own tests.\n";
+    "Jobs and records stay with the process that ran the test: 'hddtest run --json' shows them "
+    "whole, and a server tells its clients of its own tests.\n";
 
 bool is_of_a_run(const broker::Schema& schema, const broker::ClassInfo& asked) {
   for (const char* const kept :
