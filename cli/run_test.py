@@ -302,7 +302,8 @@ class Terminal(CommandTest):
             self.assertLessEqual(len(line), 60)
 
     def test_progress_is_cut_in_the_middle(self):
-        written, _ = self.on_terminal("run", "--force", "/dev/disk/by-id/" + "x" * 100, columns=40)
+        written, _ = self.on_terminal("run", "--force", "/dev/disk/by-id/" + "x" * 100, columns=40,
+                                      POLLS="1")
         lines = [line for line in re.split(r"\r|\x1b\[K", written) if "testing" in line]
         self.assertTrue(lines)
         for line in lines:
