@@ -9,12 +9,28 @@ drive ahci LAB0004 '' 'model=Logical Volume'
 drive usb-storage LAB0005 '' 'product=Vellacore Disk'
 
 guest() {
+  for drive in /sys/block/sd*; do
+    echo "${drive##*/} $(cat "$drive/device/model")"
+  done > /tmp/models.output
   offered volume
-  echo 1 > /sys/block/sdd/device/delete
+  echo 1 > "/sys/block/$(sed -n 's/ .*Volume.*//p' /tmp/models.output)/device/delete"
   offered others
+}
+
+# Drives of one controller are named in the order in which they come up, which may be any.
+decisions() {
+  while read -r drive model; do
+    case "$drive $model" in
+      *Volume*) ;;
+      *PQI*) echo "$drive=micro-flash" ;;
+      sde*) echo "$drive=lsi" ;;
+      *) echo "$drive=testable" ;;
+    esac
+  done < models.output
 }
 
 check() {
   expect_drives --run volume sda=raid sdb=raid sdc=raid sdd=raid sde=raid
-  expect_drives --run others sda=testable sdb=micro-flash sdc=testable sde=lsi
+  # shellcheck disable=SC2046
+  expect_drives --run others $(decisions)
 }
