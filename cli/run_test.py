@@ -54,7 +54,8 @@ class Run(CommandTest):
         process = subprocess.Popen([PROGRAM, "run", "--force", "/dev/fake"], text=True,
                                    stdout=subprocess.PIPE, cwd=self.folder, env=self.environment)
         deadline = time.monotonic() + 60
-        while not children(process.pid):
+        # The process that tests has been told what to do when it writes into the log.
+        while not self.log.exists():
             self.assertLess(time.monotonic(), deadline)
         os.kill(process.pid, signal.SIGSTOP)
         while not (self.log.exists() and "Exiting KAVRO_HDDTest_DiagnosticService_Provider::"
