@@ -19,7 +19,9 @@ std::string word(EntryKind kind) {
 }
 
 TEST(LogEntryCorpus, NewestEntriesMeanWhatTheirReadersFound) {
-  const std::string corpus = std::string(std::getenv("HDDTEST_CORPUS")) + "/";
+  const char* const folder = std::getenv("HDDTEST_CORPUS");
+  ASSERT_NE(folder, nullptr);
+  const std::string corpus = std::string(folder) + "/";
   std::ifstream table(corpus + "selftest/labels.tsv");
   std::string line;
   ASSERT_TRUE(std::getline(table, line));

@@ -10,8 +10,6 @@
 namespace cli {
 namespace {
 
-using testing::HasSubstr;
-
 TEST(WaitingLine, IsShownOnATerminalAndTakenAway) {
   int master = -1;
   int slave = -1;

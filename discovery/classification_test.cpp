@@ -115,13 +115,12 @@ TEST(ControllerOf, DriverIsReadWithItsQuotes) {
 TEST(ControllerOf, OnboardDriversCountInADriverLineAlone) {
   for (const std::string name : {"\"ata_piix\"", "\"ahci\""})
     for (const std::string end : {"", "Unique ID"}) {
-      EXPECT_EQ(controller_of("0:0:0:0 Driver: \"mptsas\" Driver Modules: " + name +
-                                  " Model: " + name + " /dev/sda " + end,
-                              "0:0:0:0", "/dev/sda"),
-                Controller::raid)
-          << name;
-      EXPECT_EQ(controller_of("0:0:0:0 Driver:" + name + " /dev/sda " + end, "0:0:0:0", "/dev/sda"),
-                Controller::raid)
+      std::string modules = "0:0:0:0 Driver: \"mptsas\" Driver Modules: ";
+      modules.append(name).append(" Model: ").append(name).append(" /dev/sda ").append(end);
+      EXPECT_EQ(controller_of(modules, "0:0:0:0", "/dev/sda"), Controller::raid) << name;
+      std::string no_blank = "0:0:0:0 Driver:";
+      no_blank.append(name).append(" /dev/sda ").append(end);
+      EXPECT_EQ(controller_of(no_blank, "0:0:0:0", "/dev/sda"), Controller::raid)
           << name << " without the blank";
     }
 }

@@ -19,7 +19,8 @@ using ::testing::IsEmpty;
 struct Recorder : TXmlParser {
   void StartElement(const char* name, std::map<std::string, std::string>& attributes) override {
     std::string call = std::string("<") + name;
-    for (const auto& [key, value] : attributes) call += " " + key + "=" + value;
+    for (const auto& [key, value] : attributes)
+      call.append(" ").append(key).append("=").append(value);
     Record(call + ">");
   }
   void EndElement(const char* name) override { Record(std::string("</") + name + ">"); }
