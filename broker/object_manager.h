@@ -63,6 +63,9 @@ struct Request {
   std::string principal;         // the authenticated user
   std::string role;
   std::string accept_language;
+  // Whether nobody waits for the answer any more; unset: somebody does. Asked from any thread as
+  // long as the operation runs, now and then; must not block.
+  std::function<bool()> client_has_gone;
 };
 
 // Empty: no filter. associators and associator_names use all four, references and

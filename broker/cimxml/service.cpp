@@ -123,6 +123,7 @@ void Service::answer_message(const Call& call, Reply& reply) {
     Request caller;
     caller.principal = call.principal;
     caller.accept_language = call.accept_language;
+    caller.client_has_gone = [&reply] { return reply.client_has_gone(); };
     Text& text = output.text();
     text << "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
             "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.4\"><MESSAGE ID=\"";

@@ -53,6 +53,8 @@ class Reply {
   // Called last, in place of the rest of a reply that has begun and cannot be completed: the
   // client must see that it is no whole message.
   virtual void abandon() {}
+  // Whether the client has gone, or will read no more. From any thread, while answer runs.
+  virtual bool client_has_gone() const { return false; }
 };
 
 // A request beyond a limit of depth or batch is refused as not valid (400) or not supported (501),
