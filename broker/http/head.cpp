@@ -1,26 +1,15 @@
 #include "broker/http/head.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <initializer_list>
 #include <iterator>
+
+#include "broker/http/field_text.h"
 
 namespace broker::http {
 namespace {
 
 constexpr std::string_view extension = "http://www.dmtf.org/cim/mapping/http/v1.0";
-
-bool equal(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-std::string_view trim(std::string_view text) {
-  constexpr std::string_view blanks = " \t";
-  const std::size_t first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 // Takes what stands before the separator away from the front of text.
 std::string_view take(std::string_view& text, char separator) {

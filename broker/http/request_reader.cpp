@@ -1,0 +1,213 @@
+#include "broker/http/request_reader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <utility>
+
+#include "broker/http/field_text.h"
+
+namespace broker::http {
+namespace {
+
+// Some clients end a body with a line end that they do not count (RFC 9112, 2.2).
+constexpr unsigned most_empty_lines = 4;
+// Each takes more memory than the bytes that it came in. No client of CIM has a third of them.
+constexpr std::size_t most_fields = 100;
+// A chunk's size and what a client may say of it, which nobody has to understand (RFC 9112, 7.1.1).
+constexpr std::size_t most_of_chunk_line = 256;
+
+bool is_control(char byte) {
+  const auto code = static_cast<unsigned char>(byte);
+  return (code < 0x20 && byte != '\t') || code == 0x7f;
+}
+
+bool is_digit(char byte) { return byte >= '0' && byte <= '9'; }
+
+bool is_token(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char byte) {
+    return is_digit(byte) || (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+           std::string_view("!#$%&'*+-.^_`|~").find(byte) != std::string_view::npos;
+  });
+}
+
+bool is_visible(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(),
+                                      [](char byte) { return byte > 0x20 && byte < 0x7f; });
+}
+
+bool is_version(std::string_view text) {
+  return text.size() == 8 && text.starts_with("HTTP/") && is_digit(text[5]) && text[6] == '.' &&
+         is_digit(text[7]);
+}
+
+// Takes what stands before the separator away from the front of text, with the separator.
+std::string_view take_to(std::string_view& text, char separator) {
+  const std::size_t end = std::min(text.find(separator), text.size());
+  const std::string_view piece = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return piece;
+}
+
+// The answer to a Transfer-Encoding: 0 where it is "chunked" alone. Others would have to be undone;
+// without "chunked" at their end, and there alone, nobody knows where the body ends.
+int encoding_fault(std::string_view value) {
+  if (equal(value, "chunked")) return 0;
+  for (bool more = true; more;) {
+    more = value.find(',') != std::string_view::npos;
+    const std::string_view coding = trim(take_to(value, ','));
+    if (!is_token(coding) || (more && equal(coding, "chunked"))) return 400;
+  }
+  return 501;
+}
+
+}  // namespace
+
+std::size_t RequestReader::take(std::string_view bytes) {
+  const Stage before = stage();
+  if (before == Stage::complete || before == Stage::faulty) return 0;
+  std::size_t taken = 0;
+  while (taken < bytes.size() && stage() == before) {
+    if (place_ == Place::body || place_ == Place::chunk) {
+      taken += take_of_body(bytes.substr(taken));
+    } else {
+      take_of_line(bytes[taken++]);
+    }
+  }
+  return taken;
+}
+
+RequestReader::Stage RequestReader::stage() const {
+  switch (place_) {
+    case Place::request_line:
+    case Place::fields:
+      return Stage::head;
+    case Place::complete:
+      return Stage::complete;
+    case Place::faulty:
+      return Stage::faulty;
+    default:
+      return Stage::body;
+  }
+}
+
+std::string RequestReader::take_body() { return std::exchange(body_, {}); }
+
+std::size_t RequestReader::take_of_body(std::string_view bytes) {
+  const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left_, bytes.size()));
+  body_.append(bytes, 0, count);
+  left_ -= count;
+  if (left_ == 0) place_ = place_ == Place::chunk ? Place::chunk_end : Place::complete;
+  return count;
+}
+
+// What is wrong with a byte by itself is said at once: a client of another protocol may never send
+// a line end.
+void RequestReader::take_of_line(char byte) {
+  const bool in_chunk_line = place_ == Place::chunk_size || place_ == Place::chunk_end;
+  if (!in_chunk_line && ++head_size_ > most_head_) return refuse(431);
+  if (std::exchange(after_return_, byte == '\r')) return byte == '\n' ? end_line() : refuse(400);
+  if (byte == '\r') return;
+  if (is_control(byte) || place_ == Place::chunk_end ||
+      (in_chunk_line && line_.size() >= most_of_chunk_line))
+    return refuse(400);
+  line_ += byte;
+}
+
+void RequestReader::end_line() {
+  switch (place_) {
+    case Place::request_line:
+      read_request_line();
+      break;
+    case Place::fields:
+      if (line_.empty()) {
+        end_head();
+      } else {
+        read_field();
+      }
+      break;
+    case Place::chunk_size:
+      read_chunk_size();
+      break;
+    case Place::chunk_end:
+      place_ = Place::chunk_size;
+      break;
+    default:  // a trailer, of which nothing is used
+      if (line_.empty()) {
+        place_ = Place::complete;
+      } else {
+        read_field();
+      }
+  }
+  line_.clear();
+}
+
+void RequestReader::read_request_line() {
+  if (line_.empty()) {
+    head_size_ = 0;
+    if (++empty_lines_ > most_empty_lines) refuse(400);
+    return;
+  }
+  std::string_view rest = line_;
+  const std::string_view method = take_to(rest, ' ');
+  const std::string_view target = take_to(rest, ' ');
+  if (!is_token(method) || !is_visible(target) || !is_version(rest)) return refuse(400);
+  if (rest != "HTTP/1.0" && rest != "HTTP/1.1") return refuse(505);
+  head_.method = method;
+  head_.target = target;
+  head_.version = rest;
+  place_ = Place::fields;
+}
+
+// A folded line begins with a blank, which no name does.
+void RequestReader::read_field() {
+  std::string_view value = line_;
+  const bool has_colon = value.find(':') != std::string_view::npos;
+  const std::string_view name = take_to(value, ':');
+  if (!has_colon || !is_token(name)) return refuse(400);
+  if (place_ == Place::trailer) return;
+  if (head_.fields.size() == most_fields) return refuse(431);
+  head_.fields.emplace_back(name, trim(value));
+}
+
+void RequestReader::end_head() {
+  head_size_ = 0;
+  line_ = {};  // it may have grown to the whole head
+  unsigned hosts = 0, ends = 0;
+  const std::string *length = nullptr, *encoding = nullptr;
+  for (const auto& [name, value] : head_.fields) {
+    if (equal(name, "Host")) ++hosts;
+    if (equal(name, "Content-Length")) ++ends, length = &value;
+    if (equal(name, "Transfer-Encoding")) ++ends, encoding = &value;
+  }
+  const bool is_1_1 = head_.version == "HTTP/1.1";
+  if (hosts > 1 || (is_1_1 && hosts == 0) || ends > 1 || (encoding && !is_1_1)) return refuse(400);
+  if (encoding) {
+    if (const int fault = encoding_fault(*encoding); fault != 0) return refuse(fault);
+    length_.reset();
+    place_ = Place::chunk_size;
+    return;
+  }
+  if (length) {
+    if (length->empty() || !std::all_of(length->begin(), length->end(), is_digit))
+      return refuse(400);
+    const auto read = std::from_chars(length->data(), length->data() + length->size(), left_);
+    if (read.ec != std::errc()) left_ = std::numeric_limits<std::uint64_t>::max();
+    length_ = left_;
+  }
+  place_ = left_ > 0 ? Place::body : Place::complete;
+}
+
+void RequestReader::read_chunk_size() {
+  const char* const end = line_.data() + line_.size();
+  const auto read = std::from_chars(line_.data(), end, left_, 16);
+  if (read.ec != std::errc() || (read.ptr != end && *read.ptr != ';')) return refuse(400);
+  place_ = left_ > 0 ? Place::chunk : Place::trailer;
+}
+
+void RequestReader::refuse(int status) {
+  fault_ = {status, {{"Connection", "close"}}};
+  place_ = Place::faulty;
+}
+
+}  // namespace broker::http
