@@ -40,8 +40,6 @@ const char* reason(int status) {
 Refusal wrong_log_in() { return {401, {{"WWW-Authenticate", "Basic realm=\"hddtest\""}}}; }
 Refusal busy() { return {503, {{"Retry-After", "10"}}}; }
 
-constexpr std::size_t most_of_a_name = 255;  // as long as a user's can be
-
 }  // namespace
 
 std::shared_ptr<Users> Shared::present_users() {
@@ -61,16 +59,8 @@ void Shared::leave() {
   changed.notify_all();
 }
 
-bool Shared::is_ending() {
-  const std::lock_guard guard(lock);
-  return ending;
-}
-
 void Shared::log_failure(const char* what, const std::exception& error) noexcept {
-  try {
-    if (log) log(0, std::string(what) + ": " + error.what());
-  } catch (const std::exception&) {  // goes unsaid
-  }
+  http::log_failure(log, what, error);
 }
 
 Conversation::Conversation(Shared& shared, MHD_Connection* connection, Peer& peer)
@@ -163,57 +153,28 @@ MHD_Result Conversation::admit() {
       refusal_ = wrong_log_in();
     } else if (head_.call.principal = credentials->user; !users_->remembers(*credentials)) {
       peer_.release();
-      if (hand_to_worker(Stage::admission,
-                         [self = shared_from_this(), credentials] { self->verify(*credentials); }))
-        return MHD_YES;
+      const LogIns::Then then = [self = shared_from_this()](LogIns::Answer answer) {
+        self->take(answer);
+        self->exchange_->resume();
+        self->shared_.leave();
+      };
+      const auto check = [self = shared_from_this(), credentials, then] {
+        self->shared_.log_ins.check(self->users_, *credentials, self->peer_.address(), then);
+      };
+      if (hand_to_worker(Stage::admission, check)) return MHD_YES;
     }
   }
   // Nobody has to send a body that is not looked at.
   return refusal_ && field("Expect") ? refuse() : MHD_YES;
 }
 
-// On a worker. A failed log-in keeps nobody waiting but the one who made it.
-void Conversation::verify(const Credentials& credentials) {
-  const auto wake = [self = shared_from_this()] {
-    self->exchange_->resume();
-    self->shared_.leave();
-  };
-  const std::lock_guard turn(shared_.log_in);
+void Conversation::take(LogIns::Answer answer) noexcept {
   try {
-    const std::string network = peer_.address().network();
-    // Another connection may have been found right while this one waited for its turn.
-    if (users_->remembers(credentials)) return wake();
-    if (!shared_.penalties.admits(network)) {
-      refusal_ = busy();
-      return wake();
-    }
-    if (users_->verify(credentials)) return wake();
-    refusal_ = wrong_log_in();
-    if (shared_.log)
-      shared_.log(1, "refused a log-in of user '" + credentials.user.substr(0, most_of_a_name) +
-                         "' from " + peer_.address().host());
-    return hold_back(network, wake);
-  } catch (const std::exception& error) {
-    refusal_ = Refusal{503};  // whose fields would need memory
-    shared_.log_failure("a log-in could not be checked", error);
-  }
-  wake();
-}
-
-void Conversation::hold_back(const std::string& network, std::function<void()> wake) {
-  auto answer = [this, network, wake = std::move(wake)] {
-    shared_.penalties.answered(network);
-    wake();
-  };
-  const auto delay = shared_.penalties.failed(network);
-  try {
-    shared_.clock.after(delay, std::move(answer));
+    if (answer == LogIns::Answer::refused) refusal_ = wrong_log_in();
+    if (answer == LogIns::Answer::busy) refusal_ = busy();
   } catch (const std::exception&) {
-    shared_.penalties.answered(network);
-    throw;
+    refusal_ = Refusal{503};  // whose fields would need memory
   }
-  // The server has hurried everything before this was there to be hurried.
-  if (shared_.is_ending()) shared_.clock.hurry();
 }
 
 MHD_Result Conversation::receive(const char* data, std::size_t size) {

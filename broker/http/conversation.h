@@ -15,31 +15,28 @@
 #include "broker/http/clock.h"
 #include "broker/http/exchange.h"
 #include "broker/http/head.h"
+#include "broker/http/log.h"
+#include "broker/http/log_in.h"
 #include "broker/http/options.h"
 #include "broker/http/peer.h"
-#include "broker/http/penalties.h"
 #include "broker/http/workers.h"
 
 namespace broker::http {
 
 // What all conversations of a server share.
 struct Shared {
-  Shared(Handler answer, const Limits& bounds)
-      : handler(std::move(answer)),
-        limits(bounds),
-        penalties(bounds.delay, bounds.longest_delay, bounds.held_log_ins) {}
+  Shared(Handler answer, const Limits& bounds, Log to)
+      : handler(std::move(answer)), limits(bounds), log(std::move(to)), log_ins(bounds, log) {}
 
   std::shared_ptr<Users> present_users();
   // Counts a conversation that sleeps while a worker has it; false when the server is ending.
   bool enter();
   void leave();
-  bool is_ending();
-  // Logs what went wrong with a request, as far as there is memory to do so.
   void log_failure(const char* what, const std::exception& error) noexcept;
 
   const Handler handler;
   const Limits limits;
-  std::function<void(int, const std::string&)> log;
+  const Log log;
 
   std::mutex lock;
   std::condition_variable changed;
@@ -48,8 +45,7 @@ struct Shared {
   std::size_t in_hand = 0;  // of workers
   bool ending = false;
 
-  std::mutex log_in;  // one is looked at at a time
-  Penalties penalties;
+  LogIns log_ins;
   Clock clock;
   Watch watch;
   Workers workers;  // the first to go: its tasks use the others
@@ -71,9 +67,7 @@ class Conversation : public std::enable_shared_from_this<Conversation> {
   MHD_Result receive(const char* data, std::size_t size);
   MHD_Result work();
   MHD_Result refuse();
-  void verify(const Credentials& credentials);
-  // wake as soon as the answer to a failed log-in has been held back for long enough.
-  void hold_back(const std::string& network, std::function<void()> wake);
+  void take(LogIns::Answer answer) noexcept;
   void answer();
   // Puts the connection to sleep and has a worker do the task; false when that cannot be.
   bool hand_to_worker(Stage next, std::function<void()> task);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "broker/cimxml/service.h"
+#include "broker/http/log.h"
 #include "broker/http/users.h"
 
 namespace broker::http {
@@ -44,9 +45,7 @@ struct Options {
   std::shared_ptr<Users> users;              // null: everybody may do everything
   std::unique_ptr<Certificate> certificate;  // null: plain HTTP
   Limits limits;
-  // Receives what an administrator should know. May be called by several threads at once; must
-  // not throw. Severity: 0 error, 1 warning, 2 information, 3 trace, 4 debugging.
-  std::function<void(int severity, const std::string& text)> log;
+  Log log;
 };
 
 // Answers one request. Runs on a thread of its own, for as long as it likes.

@@ -25,7 +25,8 @@ constexpr std::size_t reply_memory = std::size_t{192} << 10;
 }  // namespace
 
 struct Server::State {
-  State(Handler handler, const Limits& limits) : shared(std::move(handler), limits) {}
+  State(Handler handler, const Limits& limits, Log log)
+      : shared(std::move(handler), limits, std::move(log)) {}
 
   Shared shared;
   MHD_Daemon* daemon = nullptr;
@@ -113,9 +114,8 @@ void Server::State::completed(void*, MHD_Connection*, void** context, MHD_Reques
 }
 
 Server::Server(Handler handler, Options options)
-    : state_(std::make_unique<State>(std::move(handler), options.limits)) {
+    : state_(std::make_unique<State>(std::move(handler), options.limits, std::move(options.log))) {
   State& state = *state_;
-  state.shared.log = std::move(options.log);
   state.shared.users = std::move(options.users);
   state.listener = options.listener;
 
@@ -180,6 +180,7 @@ std::size_t Server::stop(std::chrono::milliseconds grace) {
   shared.ending = true;
   guard.unlock();
   // Who waits for the answer to a failed log-in gets it now; connections at rest are closed.
+  shared.log_ins.end();
   shared.clock.hurry();
   guard.lock();
   shared.changed.wait_for(guard, grace,
