@@ -91,7 +91,7 @@ class Instances(CommandTest):
             (["KAVRO_None", "RunDiagnostic"], "there is no class KAVRO_None"),
             (["KAVRO_HDDTest_DiagnosticServic", "RunDiagnostic"],
              r"; did you mean 'KAVRO_HDDTest_DiagnosticService'\?"),
-            ([SERVICE, "RunDiagnostics"], r"'RunDiagnostics'; did you mean 'RunDiagnostic'\?; it has"),
+            ([SERVICE, "RunDiagnostics"], r"'RunDiagnostics'; it has .*; did you mean 'RunDiagnostic'\?$"),
             (["=", "RunDiagnostic"], "CIM_ERR_INVALID_PARAMETER"),
         ]:
             self.run_command("invoke", *arguments)
@@ -212,10 +212,10 @@ class CommandLine(CommandTest):
     def test_what_cannot_be_understood_is_one_line(self):
         for arguments, pattern in [
             (["--none"], "'hddtest' has no option '--none'; see hddtest --help"),
-            (["--jsn"], r"'hddtest' has no option '--jsn'; did you mean '--json'\?; see"),
+            (["--jsn"], r"'hddtest' has no option '--jsn'; see hddtest --help; did you mean '--json'\?$"),
             (["run", "--none"], "'hddtest run' has no option '--none'; see hddtest run --help"),
             (["run", "--none", "/dev/sda"], "'hddtest run' has no option '--none'; see"),
-            (["run", "--job=2"], r"has no option '--job'; did you mean '--jobs'\?; see hddtest run"),
+            (["run", "--job=2"], r"has no option '--job'; see hddtest run --help; did you mean '--jobs'\?$"),
             (["run", "--worke"], "has no option '--worke'; see"),  # it is not listed
             (["run", "--data"], "--data needs a value; see hddtest run --help"),
             (["run", "--jobs", "1", "--jobs", "2"], "--jobs is given more than once; see"),
@@ -227,6 +227,34 @@ class CommandLine(CommandTest):
         ]:
             self.run_command(*arguments)
             self.expect_one_line(3, pattern)
+
+    def test_errors_in_json_have_the_shape_that_run_has(self):
+        members = {"format": 1, "device": None, "outcome": None, "job": None, "status": 3}
+        wrong = "command-line"
+        for arguments, cause, reason in [
+            (["run", "--json", "--jobs", "0"], wrong, "--jobs: Value 0 not in range 1 to 1000; see"),
+            (["run", "--jobs", "--json"], wrong, "--jobs"),
+            (["run", "--json", "--force"], wrong, "--force needs a DEVICE: "),
+            (["drives", "--jsn", "--json"], wrong, "'hddtest drives' has no option '--jsn'; see"),
+            (["--json", "check", "x"], wrong, "'hddtest check' takes no further argument 'x'; see"),
+            (["none", "--json"], wrong, "there is no command 'none'"),
+            (["help", "none", "--json"], wrong, "there is no command 'none'"),
+            (["--json"], wrong, "no command was given"),
+            (["enumerate", "--json"], wrong, "CLASS is required; see hddtest enumerate --help"),
+            (["enumerate", "None", "--json"], "module-error", "there is no class None"),
+            (["invoke", "=", "None", "--json"], "module-error", ""),
+            (["drives", "--data", "none", "--json"], "module-error", ""),
+        ]:
+            (error,) = json.loads(self.run_command(*arguments))
+            self.assertEqual({name: error[name] for name in members}, members, arguments)
+            self.assertEqual((self.status, error["cause"]), (3, cause), arguments)
+            self.assertTrue(error["reason"].startswith(reason), (arguments, error["reason"]))
+            self.assertEqual(self.errors.splitlines()[0], "hddtest: " + error["reason"])
+        # Behind -- it is an argument.
+        self.run_command("enumerate", "--", "--json")
+        self.expect_one_line(3, "there is no class --json")
+        self.run_command("run", "--jobs", "0", "--", "--json")
+        self.expect_one_line(3, "--jobs: Value 0 not in range 1 to 1000; see")
 
     def test_without_a_command_there_is_the_list(self):
         for arguments, line in [

@@ -2,12 +2,25 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 namespace cli {
 
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// It was not asked rightly. more: lines for people that help with that.
+class WrongCommandLine : public Failure {
+ public:
+  explicit WrongCommandLine(const std::string& line, std::string more = "")
+      : Failure(line), more_(std::move(more)) {}
+  const std::string& more() const { return more_; }
+
+ private:
+  std::string more_;
 };
 
 // Exit statuses that all commands share.

@@ -1,6 +1,7 @@
 // The command line as a whole, and the one place where failures become lines and exit statuses.
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <string_view>
 
 #include "broker/error.h"
 #include "cli/commands.h"
@@ -9,6 +10,7 @@
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/places.h"
+#include "cli/run_report.h"
 #include "cli/wrong_command_line.h"
 
 namespace cli {
@@ -54,11 +56,7 @@ int help(const CLI::App& program, const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     const auto commands =
         program.get_subcommands([&](const CLI::App* one) { return one->get_name() == name; });
-    if (commands.empty()) {
-      complain(no_such_command(program, name));
-      standard_error().write(command_list(program));
-      return status_cannot;
-    }
+    if (commands.empty()) throw no_such_command(program, name);
     standard_output().write(commands.front()->help(program.get_name()));
   }
   return status_ok;
@@ -83,17 +81,38 @@ Command help_command(const CLI::App& program) {
           [&program, names] { return help(program, *names); }};
 }
 
+// Says why there is no answer, to programs in its place.
+int refuse(bool json, std::string_view cause, const std::string& reason) {
+  if (json) standard_output().write(dump(failure_json(std::string(cause), reason)));
+  complain(reason);
+  return status_cannot;
+}
+
+int refuse(bool json, const WrongCommandLine& wrong) {
+  refuse(json, cause_command_line, wrong.what());
+  standard_error().write(wrong.more());
+  return status_cannot;
+}
+
+// Whether it is asked for by a command line that cannot be read to its end.
+bool asks_for_json(int argc, const char* const* argv) {
+  for (int i = 1; i < argc && argv[i] != std::string_view("--"); ++i)
+    if (argv[i] == std::string_view("--json")) return true;
+  return false;
+}
+
 }  // namespace
 
 int perform(const Invocation& invocation) {
   try {
     return invocation.action();
+  } catch (const WrongCommandLine& wrong) {
+    return refuse(invocation.json, wrong);
   } catch (const broker::Error& error) {
-    complain(error_text(error));
+    return refuse(invocation.json, cause_module, error_text(error));
   } catch (const std::exception& error) {
-    complain(error.what());
+    return refuse(invocation.json, cause_module, error.what());
   }
-  return status_cannot;
 }
 
 int run_program(int argc, const char* const* argv, int (*action)(const Invocation&)) {
@@ -129,7 +148,7 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
     standard_output().write(program.help());
     status = status_ok;
   } catch (const CLI::ParseError& error) {
-    complain_of(program, error);
+    status = refuse(asks_for_json(argc, argv), wrong_command_line(program, error));
   }
   if (!standard_output().failure().empty()) {
     complain("cannot write the output: " + standard_output().failure());

@@ -262,23 +262,12 @@ class Run {
   std::list<Running> running_;
 };
 
-std::string line_of(const std::exception& error) {
-  const auto* const answer = dynamic_cast<const broker::Error*>(&error);
-  return answer ? error_text(*answer) : error.what();
-}
-
 int run(const RunOptions& options, const Invocation& invocation) {
   const Places places = find_places(invocation.data);
   if (options.worker) return work(places, options.devices.at(0));
-  try {
-    if (options.force && options.devices.empty())
-      throw Failure("--force needs a DEVICE: name the drives that are to be tested");
-    return Run(options, invocation.json, places).all();
-  } catch (const std::exception& error) {
-    if (invocation.json)
-      standard_output().write(dump(Json::array({run_json_failure(line_of(error))})));
-    throw;
-  }
+  if (options.force && options.devices.empty())
+    throw WrongCommandLine("--force needs a DEVICE: name the drives that are to be tested");
+  return Run(options, invocation.json, places).all();
 }
 
 }  // namespace

@@ -165,10 +165,10 @@ Json run_json(const DriveResult& result) {
           {"advice", or_null(advice_code(result))}};
 }
 
-Json run_json_failure(const std::string& reason) {
-  Json object = run_json(not_tested("", std::string(cause_module), reason));
+Json failure_json(const std::string& cause, const std::string& reason) {
+  Json object = run_json(not_tested("", cause, reason));
   object["device"] = nullptr;
-  return object;
+  return Json::array({std::move(object)});
 }
 
 }  // namespace cli

@@ -29,7 +29,8 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
 // The drive as an object of the array that --json prints.
 Json run_json(const DriveResult& result);
 
-// What kept all of them from being tested, in the same form, with a device that is null.
-Json run_json_failure(const std::string& reason);
+// What kept a command from its answer: the array that --json prints of every command, with one
+// object of the same form whose device is null.
+Json failure_json(const std::string& cause, const std::string& reason);
 
 }  // namespace cli

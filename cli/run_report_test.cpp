@@ -92,8 +92,8 @@ TEST(RunJson, OfADriveThatWasNotAsked) {
   EXPECT_EQ(json["status"], 3);
   for (const char* name : {"begin", "end", "duration", "model", "advice", "record", "job"})
     EXPECT_EQ(json[name], nullptr) << name;
-  EXPECT_EQ(run_json_failure("x")["device"], nullptr);
-  EXPECT_EQ(run_json_failure("x").size(), json.size());
+  EXPECT_EQ(failure_json("command-line", "x")[0]["device"], nullptr);
+  EXPECT_EQ(failure_json("command-line", "x")[0].size(), json.size());
 }
 
 }  // namespace

@@ -29,6 +29,7 @@ inline constexpr std::string_view cause_not_ended = "not-ended";
 inline constexpr std::string_view cause_unknown = "unknown-result";
 inline constexpr std::string_view cause_no_self_test = "no-self-test";
 inline constexpr std::string_view cause_module = "module-error";
+inline constexpr std::string_view cause_command_line = "command-line";
 
 // Of a drive that a look found not ready.
 Verdict verdict_of(const DriveLook& look, const std::string& device);

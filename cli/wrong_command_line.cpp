@@ -2,7 +2,6 @@
 
 #include "cli/listed.h"
 #include "cli/near_match.h"
-#include "cli/output.h"
 
 namespace cli {
 namespace {
@@ -16,11 +15,12 @@ std::vector<std::string> option_names(const CLI::App& command) {
 }
 
 // What the command does not take.
-std::string unexpected(const CLI::App& command, const std::string& caller,
+std::string unexpected(const CLI::App& command, const std::string& caller, const std::string& see,
                        const std::string& word) {
   const std::string name = word.substr(0, word.find('='));
-  if (!word.starts_with('-')) return "'" + caller + "' takes no further argument '" + word + "'";
-  return "'" + caller + "' has no option '" + name + "'" +
+  if (!word.starts_with('-'))
+    return "'" + caller + "' takes no further argument '" + word + "'" + see;
+  return "'" + caller + "' has no option '" + name + "'" + see +
          near_match_question(name, option_names(command));
 }
 
@@ -35,8 +35,7 @@ std::string of_option(std::string text) {
                                                            : " needs a value");
 }
 
-}  // namespace
-
+// The commands with what they do, a line each.
 std::string command_list(const CLI::App& program) {
   std::string list = "The commands are:\n";
   for (const CLI::App* const command : listed_commands(program)) {
@@ -48,30 +47,34 @@ std::string command_list(const CLI::App& program) {
   return list + "'hddtest help COMMAND' says more of one.\n";
 }
 
-std::string no_such_command(const CLI::App& program, const std::string& word) {
+}  // namespace
+
+WrongCommandLine no_such_command(const CLI::App& program, const std::string& word) {
   std::vector<std::string> names;
   for (const CLI::App* const command : listed_commands(program))
     names.push_back(command->get_name());
-  return "there is no command '" + word + "'" +
-         (word.starts_with("/dev/") ? "; a drive is tested with 'hddtest run " + word + "'"
-                                    : near_match_question(word, names));
+  return WrongCommandLine(
+      "there is no command '" + word + "'" +
+          (word.starts_with("/dev/") ? "; a drive is tested with 'hddtest run " + word + "'"
+                                     : near_match_question(word, names)),
+      command_list(program));
 }
 
-void complain_of(const CLI::App& program, const CLI::ParseError& error) {
+WrongCommandLine wrong_command_line(const CLI::App& program, const CLI::ParseError& error) {
   const auto named = program.get_subcommands();
   const CLI::App& command = named.empty() ? program : *named.front();
   const std::string caller = named.empty() ? "hddtest" : "hddtest " + command.get_name();
   const std::vector<std::string> unread = program.remaining(true);
   const std::string word = unread.empty() ? "" : unread.front();
+  const std::string see = "; see " + caller + " --help";
   const bool no_command = named.empty() && dynamic_cast<const CLI::RequiredError*>(&error);
   if (no_command && (unread.empty() || !word.starts_with('-'))) {
-    complain(unread.empty() ? "no command was given" : no_such_command(program, word));
-    standard_error().write(command_list(program));
-  } else if (no_command || dynamic_cast<const CLI::ExtrasError*>(&error)) {
-    complain(unexpected(command, caller, word) + "; see " + caller + " --help");
-  } else {
-    complain(of_option(error.what()) + "; see " + caller + " --help");
+    if (!unread.empty()) return no_such_command(program, word);
+    return WrongCommandLine("no command was given", command_list(program));
   }
+  if (no_command || dynamic_cast<const CLI::ExtrasError*>(&error))
+    return WrongCommandLine(unexpected(command, caller, see, word));
+  return WrongCommandLine(of_option(error.what()) + see);
 }
 
 }  // namespace cli

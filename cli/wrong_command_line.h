@@ -4,16 +4,15 @@
 #include <CLI/App.hpp>
 #include <string>
 
+#include "cli/failure.h"
+
 namespace cli {
 
-// The commands with what they do, a line each.
-std::string command_list(const CLI::App& program);
+// "there is no command 'drvies'; did you mean 'drives'?", with what helps a drive in its place, and
+// the list of commands.
+WrongCommandLine no_such_command(const CLI::App& program, const std::string& word);
 
-// "there is no command 'drvies'; did you mean 'drives'?", with what helps a drive in its place.
-std::string no_such_command(const CLI::App& program, const std::string& word);
-
-// Writes what is wrong to standard error: one line, and behind it the list of commands where none
-// was named or there is none of that name.
-void complain_of(const CLI::App& program, const CLI::ParseError& error);
+// In words what the library does not understand.
+WrongCommandLine wrong_command_line(const CLI::App& program, const CLI::ParseError& error);
 
 }  // namespace cli

@@ -17,6 +17,7 @@ DRIVES = [
 def told(drives, *names):
     done = subprocess.run([sys.argv[1], *names], input=drives and json.dumps(drives), text=True,
                           capture_output=True, check=False)
+    assert done.stderr == "", done.stderr
     return done.returncode, done.stdout
 
 
@@ -27,6 +28,8 @@ class DrivesToTest(unittest.TestCase):
         self.assertEqual(told(DRIVES), (0, self.FIRST))
         self.assertEqual(told(DRIVES[1:])[0], 1)
         self.assertEqual(told("")[0], 1)
+        why_not = [{"device": None, "reason": "why they cannot be listed", "status": 3}]
+        self.assertEqual(told(why_not), (1, "\n"))
 
     def test_named_ones_whatever_is_known_of_them(self):
         self.assertEqual(told(DRIVES, "/dev/../dev/sda", "/dev/sdc", "/dev/none"),
