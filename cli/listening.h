@@ -1,18 +1,20 @@
 // Who holds a port of this machine, and what to do when the server cannot have it.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <system_error>
 
+#include "broker/http/address.h"
+
 namespace cli {
 
 // "process 812 (sfcbd)", or "another process" where we may not see whose it is. Empty when nobody
-// listens at this TCP port. proc: where the kernel tells.
-std::string who_listens(std::uint16_t port, const std::filesystem::path& proc = "/proc");
+// listens at this TCP address, or at all of the machine's. proc: where the kernel tells.
+std::string who_listens(const broker::http::Address& address,
+                        const std::filesystem::path& proc = "/proc");
 
 // Why the server cannot listen there, with what to do.
-std::string listening_fault(const std::system_error& error, std::uint16_t port);
+std::string listening_fault(const std::system_error& error, const broker::http::Address& address);
 
 }  // namespace cli

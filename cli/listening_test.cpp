@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint16_t port = 5988;  // 1764 in hexadecimal digits
+const broker::http::Address wanted("127.0.0.1", 5988);  // 1764 in hexadecimal digits
 
 // A folder in the place of /proc, with a row of the table of sockets as the kernel writes it.
 class Listening : public testing::Test {
@@ -42,31 +42,50 @@ TEST_F(Listening, ProcessIsNamed) {
   socket("tcp", "0100007F:1764", "0A");
   process("7", "other", "socket:[47]");
   process("812", "sfcbd", "socket:[4711]");
-  EXPECT_EQ(who_listens(port, proc_), "process 812 (sfcbd)");
+  EXPECT_EQ(who_listens(wanted, proc_), "process 812 (sfcbd)");
 }
 
 TEST_F(Listening, TableOfIPv6IsLookedAtToo) {
   socket("tcp6", "00000000000000000000000000000000:1764", "0A");
   process("812", "sfcbd", "socket:[4711]");
-  EXPECT_EQ(who_listens(port, proc_), "process 812 (sfcbd)");
+  EXPECT_EQ(who_listens(wanted, proc_), "process 812 (sfcbd)");
 }
 
 TEST_F(Listening, ProcessOfAnotherUserIsNotSeen) {
   socket("tcp", "0100007F:1764", "0A");
-  EXPECT_EQ(who_listens(port, proc_), "another process");
+  EXPECT_EQ(who_listens(wanted, proc_), "another process");
 }
 
 TEST_F(Listening, OtherSocketsDoNotCount) {
-  EXPECT_EQ(who_listens(port, proc_), "");
+  EXPECT_EQ(who_listens(wanted, proc_), "");
   socket("tcp", "0100007F:1764", "01");
-  EXPECT_EQ(who_listens(port, proc_), "") << "a connection";
+  EXPECT_EQ(who_listens(wanted, proc_), "") << "a connection";
   socket("tcp", "0100007F:1765", "0A");
-  EXPECT_EQ(who_listens(port, proc_), "") << "another port";
+  EXPECT_EQ(who_listens(wanted, proc_), "") << "another port";
+}
+
+TEST_F(Listening, OnlyWhatIsInTheWayCounts) {
+  using broker::http::Address;
+  const Address v6("::1", 5988);
+  socket("tcp", "0100007F:1764", "0A");
+  EXPECT_EQ(who_listens(v6, proc_), "");
+  EXPECT_EQ(who_listens(Address("127.0.0.2", 5988), proc_), "");
+  EXPECT_EQ(who_listens(Address("0.0.0.0", 5988), proc_), "another process");
+  socket("tcp", "00000000:1764", "0A");
+  EXPECT_EQ(who_listens(wanted, proc_), "another process");
+  socket("tcp", "broken", "0A");
+  socket("tcp6", "00000000000000000000000001000000:1764", "0A");
+  EXPECT_EQ(who_listens(v6, proc_), "another process");
+  EXPECT_EQ(who_listens(wanted, proc_), "");
+  socket("tcp6", "0000000000000000FFFF00000100007F:1764", "0A");
+  EXPECT_EQ(who_listens(wanted, proc_), "another process");
 }
 
 TEST(ListeningFault, SaysWhatToDo) {
+  using broker::http::Address;
   const auto fault = [](int number) {
-    return listening_fault({number, std::generic_category(), "cannot listen on A"}, 0);
+    return listening_fault({number, std::generic_category(), "cannot listen on A"},
+                           Address("127.0.0.1", 0));
   };
   EXPECT_EQ(fault(EADDRINUSE),
             "cannot listen on A: Address already in use; end it, or name another "

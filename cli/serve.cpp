@@ -87,11 +87,11 @@ std::string read_key(const std::filesystem::path& file) {
   return text;
 }
 
-int listen_at(http::Address& address, std::uint16_t port) {
+int listen_at(http::Address& address) {
   try {
     return address.listen();
   } catch (const std::system_error& error) {
-    throw Failure(listening_fault(error, port));
+    throw Failure(listening_fault(error, address));
   }
 }
 
@@ -152,7 +152,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   Signals signals;
   const auto manager = make_manager(places, look_for_idle);
   broker::cimxml::Service service(*manager);
-  settings.listener = listen_at(address, static_cast<std::uint16_t>(port));
+  settings.listener = listen_at(address);
   http::Server server([&](const auto& call, auto& reply) { service.answer(call, reply); },
                       std::move(settings));
 

@@ -60,16 +60,28 @@ std::string Address::host() const {
 }
 
 std::string Address::text() const {
-  if (any_.sa_family == AF_INET) return host() + ":" + std::to_string(ntohs(v4_.sin_port));
+  if (any_.sa_family == AF_INET) return host() + ":" + std::to_string(port());
   if (any_.sa_family != AF_INET6) return "";
-  return "[" + host() + "]:" + std::to_string(ntohs(v6_.sin6_port));
+  return "[" + host() + "]:" + std::to_string(port());
 }
 
-int Address::listen() {
+std::uint16_t Address::port() const {
+  if (any_.sa_family == AF_INET) return ntohs(v4_.sin_port);
+  return any_.sa_family == AF_INET6 ? ntohs(v6_.sin6_port) : 0;
+}
+
+void Address::set_port(std::uint16_t port) {
+  if (any_.sa_family == AF_INET) v4_.sin_port = htons(port);
+  if (any_.sa_family == AF_INET6) v6_.sin6_port = htons(port);
+}
+
+int Address::listen(bool only_v6) {
   socklen_t length = any_.sa_family == AF_INET ? sizeof v4_ : sizeof v6_;
   const int one = 1;
   const int listener = socket(any_.sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  only_v6 = only_v6 && any_.sa_family == AF_INET6;
   if (listener >= 0 && setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) == 0 &&
+      (!only_v6 || setsockopt(listener, IPPROTO_IPV6, IPV6_V6ONLY, &one, sizeof one) == 0) &&
       bind(listener, &any_, length) == 0 && ::listen(listener, SOMAXCONN) == 0 &&
       getsockname(listener, &any_, &length) == 0)
     return listener;

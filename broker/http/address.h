@@ -21,9 +21,13 @@ class Address {
   std::string network() const;
   std::string text() const;  // "127.0.0.1:5988", "[::1]:5988"
 
+  std::uint16_t port() const;
+  void set_port(std::uint16_t port);
+
   // A listening socket, closed on exec; the caller owns it. Afterwards the address has the port
-  // that was chosen for port 0. Throws std::system_error, one line.
-  int listen();
+  // that was chosen for port 0. only_v6: "::" is not to mean all IPv4 addresses too. Throws
+  // std::system_error, one line.
+  int listen(bool only_v6 = false);
 
  private:
   union {
