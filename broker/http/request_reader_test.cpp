@@ -31,7 +31,8 @@ std::string told(const RequestReader& reader, const std::string& body) {
   if (reader.stage() == Stage::head) return "unfinished head";
   const RequestHead& head = reader.head();
   std::string text = head.method + " " + head.target + " " + head.version;
-  for (const auto& [name, value] : head.fields) text += " [" + name + ":" + value + "]";
+  for (const auto& [name, value] : head.fields)
+    text.append(" [").append(name).append(":").append(value).append("]");
   text += reader.length() ? " " + std::to_string(*reader.length()) : " chunked";
   text += " '" + body + "'";
   return reader.stage() == Stage::complete ? text : text + " unfinished";
@@ -68,7 +69,7 @@ Outcome read_cut(std::string_view text, const Cut& cut) {
 
 // Of the whole; the same byte by byte and in any pieces.
 Outcome read(const std::string& text) {
-  const Outcome whole = read_cut(text, [](std::size_t left) { return left; });
+  Outcome whole = read_cut(text, [](std::size_t left) { return left; });
   EXPECT_EQ(read_cut(text, [](std::size_t) { return 1; }), whole) << text;
   for (unsigned seed = 0; seed < 20; ++seed) {
     std::mt19937 some(seed);
