@@ -68,7 +68,7 @@ const sockaddr_in& http_server() {
   static const sockaddr_in& address = *[] {
     auto* result = new sockaddr_in;
     broker::http::Options options;
-    options.listener = listener(*result);
+    options.listeners = {listener(*result)};
     auto& records = bench::module_with(kRecords);
     new broker::http::Server(
         [&](const auto& call, auto& reply) { records.service().answer(call, reply); },

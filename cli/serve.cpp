@@ -1,14 +1,17 @@
 // hddtest serve: the object manager as a server of CIM operations over HTTP.
 #include <fmt/format.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <memory>
 
 #include "broker/cimxml/service.h"
 #include "broker/http/address.h"
+#include "broker/http/own_names.h"
 #include "broker/http/server.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
@@ -87,6 +90,15 @@ std::string read_key(const std::filesystem::path& file) {
   return text;
 }
 
+// Room for as many connections as the server may have, as far as we may have it.
+void raise_descriptor_limit() {
+  constexpr rlim_t wanted = 4096;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= wanted) return;
+  limit.rlim_cur = std::min(wanted, limit.rlim_max);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 int listen_at(http::Address& address) {
   try {
     return address.listen();
@@ -116,6 +128,7 @@ void check_security(const ServeOptions& options, const http::Address& address) {
 http::Options server_options(const ServeOptions& options, const Places& places) {
   http::Options server;
   server.log = note;
+  server.own_names = std::make_shared<http::OwnNames>();
   if (!options.users.empty()) server.users = http::Users::read(resolve(places, options.users));
   if (!options.certificate.empty()) {
     server.certificate = std::make_unique<http::Certificate>(http::Certificate{
@@ -149,10 +162,11 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   check_security(options, address);
   http::Options settings = server_options(options, places);
 
+  raise_descriptor_limit();
   Signals signals;
   const auto manager = make_manager(places, look_for_idle);
   broker::cimxml::Service service(*manager);
-  settings.listener = listen_at(address);
+  settings.listeners = {listen_at(address)};
   http::Server server([&](const auto& call, auto& reply) { service.answer(call, reply); },
                       std::move(settings));
 

@@ -1,8 +1,5 @@
 // How much requests may take, each and together, and that it is given back.
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
-#include <thread>
 
 #include "broker/cimxml/memory_of_process.h"
 #include "broker/cimxml/service_fixture.h"
@@ -87,56 +84,6 @@ TEST_F(RequestLimits, LargeRequestsTakeLittleAndGiveItBack) {
   RecordProperty("peak_MB", static_cast<int>((peak - before) / kMegabyte));
   EXPECT_LT(resident_bytes(), before + 16 * kMegabyte);
   EXPECT_LT(peak, before + 150 * kMegabyte);
-}
-
-// A reply that waits while another request comes.
-struct Waiting : Recorder {
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool begun = false, go_on = false;
-
-  void begin(int http_status, const Headers& fields) override {
-    Recorder::begin(http_status, fields);
-    std::unique_lock lock(mutex);
-    begun = true;
-    changed.notify_all();
-    changed.wait(lock, [this] { return go_on; });
-  }
-};
-
-class FewLargeBodies : public RequestLimits {
- protected:
-  FewLargeBodies() : RequestLimits({.large_bodies = 3 * large_body}) {}
-
-  static std::string of_size(std::size_t size) {
-    const std::string text = enumeration_with("");
-    return text + std::string(size - text.size(), ' ');
-  }
-};
-
-TEST_F(FewLargeBodies, AreAnsweredAtATime) {
-  const std::string first = of_size(2 * large_body);
-  Waiting waiting;
-  std::thread thread(
-      [&] { service.answer(call_of(first, "EnumerateInstanceNames", "root/cimv2"), waiting); });
-  {
-    std::unique_lock lock(waiting.mutex);
-    waiting.changed.wait(lock, [&] { return waiting.begun; });
-  }
-  EXPECT_EQ(send(of_size(large_body)).status, 200);  // just what is left
-  Recorder refused = send(of_size(large_body + 1));
-  EXPECT_EQ(refused.status, 503);
-  EXPECT_EQ(refused.headers["Retry-After"], "1");
-  EXPECT_EQ(send(of_size(large_body - 1)).status, 200);  // is not large
-  {
-    const std::lock_guard lock(waiting.mutex);
-    waiting.go_on = true;
-    waiting.changed.notify_all();
-  }
-  thread.join();
-  EXPECT_EQ(waiting.status, 200);
-  EXPECT_EQ(send(of_size(large_body + 1)).status, 200);
-  EXPECT_EQ(send(of_size(4 * large_body)).status, 200);  // alone, it is taken
 }
 
 }  // namespace

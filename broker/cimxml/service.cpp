@@ -76,7 +76,6 @@ void refuse(Reply& reply, const Refusal& refusal) {
     Reply::Headers headers;
     if (refusal.error()) headers.emplace_back("CIMError", refusal.error());
     if (refusal.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
-    if (refusal.http_status() == 503) headers.emplace_back("Retry-After", "1");
     reply.begin(refusal.http_status(), headers);
   } catch (...) {
     // Nobody is left to be told.
@@ -97,20 +96,9 @@ Service::Service(ObjectManager& manager, const Limits& limits)
 Service::~Service() = default;
 
 void Service::answer(const Call& call, Reply& reply) {
-  const std::size_t size = call.body.size();
-  if (size < large_body) {
-    answer_message(call, reply);
-    return;
-  }
-  const std::size_t others = large_bodies_.fetch_add(size);
-  if (others != 0 && others + size > limits_.large_bodies) {
-    refuse(reply, Refusal(503, nullptr));
-  } else {
-    answer_message(call, reply);
-    // What the message took would stay with the process.
-    malloc_trim(0);
-  }
-  large_bodies_ -= size;
+  answer_message(call, reply);
+  // What a large message took would stay with the process.
+  if (call.body.size() > large_body) malloc_trim(0);
 }
 
 void Service::answer_message(const Call& call, Reply& reply) {

@@ -13,7 +13,6 @@
 // provider works and the client reads, which for a self-test is minutes.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -64,9 +63,6 @@ struct Limits {
   std::size_t depth = 64;          // of elements in a request
   std::size_t elements = 100'000;  // in a request, with those of its embedded instances
   std::size_t batch = 100;         // requests in one message
-  // Bodies of large requests (large_body) that are answered at a time. The next one gets 503 with
-  // Retry-After; one alone is taken whatever its size.
-  std::size_t large_bodies = 32 << 20;
   std::size_t contexts = 100;                   // open enumerations at a time
   std::size_t contexts_of_one = 25;             // those of one authenticated user
   std::size_t context_bytes = 64 << 20;         // held for all open enumerations together
@@ -76,7 +72,7 @@ struct Limits {
   unsigned maximum_pull = 10'000;               // objects in one pull
 };
 
-// Requests from this many bytes on are large.
+// Requests of more bytes are large: who receives them has to bound how much they hold together.
 inline constexpr std::size_t large_body = 64 << 10;
 
 class Contexts;
@@ -97,7 +93,6 @@ class Service {
 
   ObjectManager& manager_;
   const Limits limits_;
-  std::atomic<std::size_t> large_bodies_ = 0;  // bytes in work
   std::unique_ptr<Contexts> contexts_;
 };
 

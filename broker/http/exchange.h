@@ -1,15 +1,13 @@
 // The reply of one request on its way from the handler's thread to the connection's: the handler
-// writes, the connection takes what there is and sleeps (suspended) while there is nothing, and
-// the handler waits while the connection has more than it can send.
+// writes, the connection takes what there is, and the handler waits while the connection has more
+// than it can send.
 //
 // A short reply is handed over whole when the handler has returned; a longer one is streamed.
 #pragma once
 
-#include <microhttpd.h>
-
 #include <atomic>
 #include <condition_variable>
-#include <memory>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -18,9 +16,10 @@
 
 namespace broker::http {
 
-class Exchange final : public cimxml::Reply, public std::enable_shared_from_this<Exchange> {
+class Exchange final : public cimxml::Reply {
  public:
-  explicit Exchange(MHD_Connection* connection) : connection_(connection) {}
+  // wake: called, on the handler's thread, when there is something new to take. Must not throw.
+  explicit Exchange(std::function<void()> wake) : wake_(std::move(wake)) {}
 
   // Of M-POST; set before the handler is called.
   void set_prefix(const std::string& prefix) { prefix_ = prefix; }
@@ -29,42 +28,42 @@ class Exchange final : public cimxml::Reply, public std::enable_shared_from_this
   void begin(int status, const Headers& headers) override;
   void write(std::string_view text) override;
   void abandon() override { abandoned_ = true; }
-  void finish();  // the handler has returned; without begin it is a failure of ours: 500
-  void fail();    // it threw: a reply that has begun cannot be completed
+  bool client_has_gone() const override { return client_has_gone_ || gone_; }
+  void finish() noexcept;  // the handler has returned; without begin it is a failure of ours: 500
+  void fail() noexcept;    // it threw: a reply that has begun cannot be completed
 
-  // On the connection's thread, which a resume wakes; resume may come from any.
-  void suspend();
-  void resume();
-  MHD_Result send();  // once, after the resume that finish or write made
-  void end();         // the connection is through with it, or gone
+  // On the connection's thread.
+  enum class State {
+    nothing,  // there will be more
+    piece,    // there may be more
+    whole,    // that was all
+    broken    // there will be no more, but it is no whole reply
+  };
+  State take(std::string& text);
+  bool has_news();  // take would not return nothing
+  // Once take has returned anything but nothing.
+  int status() const { return status_; }
+  const Headers& headers() const { return headers_; }
+  void client_ended() { client_has_gone_ = true; }  // it sends no more; it may still read
+  void end() noexcept;                              // the connection is through with it, or gone
 
  private:
   void hand_over(std::unique_lock<std::mutex>& guard);
-  void wake();
-  ssize_t take(char* to, std::size_t most);
-  static ssize_t read(void* self, std::uint64_t, char* to, std::size_t most);
 
+  const std::function<void()> wake_;
   std::string prefix_;
   int status_ = 0;
   Headers headers_;
   std::string gathered_;    // the handler's own, not yet handed over
   bool abandoned_ = false;  // likewise
   std::atomic<bool> gone_ = false;
+  std::atomic<bool> client_has_gone_ = false;
 
   std::mutex lock_;
   std::condition_variable changed_;
-  MHD_Connection* connection_;
-  bool suspended_ = false;
   bool finished_ = false;
   bool failed_ = false;
   std::string ready_;  // for the connection to take
-
-  std::string sending_;  // the connection's own
-  std::size_t sent_ = 0;
 };
-
-// Queues a reply with a short text.
-MHD_Result send_text(MHD_Connection* connection, int status, const Headers& headers,
-                     const std::string& text);
 
 }  // namespace broker::http

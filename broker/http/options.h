@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "broker/cimxml/service.h"
 #include "broker/http/log.h"
@@ -13,17 +14,29 @@
 
 namespace broker::http {
 
+class OwnNames;  // own_names.h
+
 struct Limits {
   std::size_t body = std::size_t{16} << 20;    // more is answered with 413
   std::size_t header = std::size_t{64} << 10;  // request line and fields; more: 431
-  unsigned connections = 256;                  // the next ones wait to be accepted
-  unsigned connections_per_address = 128;      // the next ones are closed
-  // From accept (with TLS, its handshake too) to the first request line.
-  std::chrono::milliseconds first_line{10'000};
-  // Of a connection without a request, or whose client neither sends nor reads. Time in which the
-  // handler works does not count.
+  // Bodies of more than large_body bytes share this much memory from their announcement to the end of
+  // the reply; when it is taken: 503. One alone is received whatever its size.
+  std::size_t large_body = cimxml::large_body;
+  std::size_t bodies = std::size_t{32} << 20;
+  // Of a refused request of somebody unknown so much is still received; then the connection ends.
+  std::size_t refused_body = std::size_t{64} << 10;
+
+  // Connections without and with a user whose log-in was right (places.h). Without users everybody
+  // is known who has sent the head of a request.
+  std::size_t unknown_connections = 1000;
+  std::size_t known_connections = 2000;
+  // For a connection that is not known: from accept, and then from reply to reply, until head and
+  // body of a request are there.
+  std::chrono::milliseconds unknown{10'000};
+  // Of a known connection without a request, and of one whose client does not read. Time in which
+  // the handler works does not count.
   std::chrono::seconds idle{60};
-  // From the request line to the end of the body; then the connection is closed.
+  // From the first byte of a request to its last, but for the time of the log-in.
   std::chrono::milliseconds receive{60'000};
   // From the begin of a reply to its end; then the connection is closed. A long reply is sent while
   // it is made, so this is more than a slow client needs.
@@ -41,9 +54,10 @@ struct Certificate {
 };
 
 struct Options {
-  int listener = -1;                         // a listening socket (address.h); the server closes it
-  std::shared_ptr<Users> users;              // null: everybody may do everything
+  std::vector<int> listeners;    // listening sockets (address.h); the server closes them
+  std::shared_ptr<Users> users;  // null: everybody may do everything
   std::unique_ptr<Certificate> certificate;  // null: plain HTTP
+  std::shared_ptr<OwnNames> own_names;       // null: requests for any Host are answered
   Limits limits;
   Log log;
 };

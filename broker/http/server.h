@@ -25,6 +25,9 @@ class Server {
 
   // Later requests are held against these.
   void replace_users(std::shared_ptr<Users> users);
+  // Later connections are secured with this one. Throws std::runtime_error, as TlsSettings does,
+  // and the one before stays. Only for a server that was set up with one.
+  void replace_certificate(const Certificate& certificate);
 
   // Accepts no more; answers what has been received until then, for at most that time. Returns the
   // number of handlers that are still at work.

@@ -1,8 +1,11 @@
 // Each limit of size and number just under and just over, and what no client should send.
 #include <fcntl.h>
 
+#include <atomic>
 #include <filesystem>
+#include <future>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "broker/http/limited_test.h"
@@ -11,6 +14,7 @@ namespace broker::http {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::seconds;
 
 TEST_F(Limited, Body) {
   Limits limits;
@@ -51,27 +55,102 @@ TEST_F(Limited, Header) {
   EXPECT_EQ(with_header_of(1'000'000), 431);
 }
 
-TEST_F(Limited, ConnectionsPerAddress) {
+// Without users a client is known by its first request; who sends no whole one stays unknown.
+TEST_F(Limited, OldestOfTheUnknownGoesForTheNext) {
   Limits limits;
-  limits.connections_per_address = 3;
+  limits.unknown_connections = 3;
   start(limits);
-  auto clients = three_clients();
-  const auto one_more = connect();
-  one_more->send(request_text("POST", "x"));
-  EXPECT_EQ(one_more->receive().status, 0);
-  clients.clear();
-  while (connect()->post("x").status != 200) std::this_thread::sleep_for(milliseconds(10));
+  auto known = three_clients();
+  std::vector<std::unique_ptr<TestClient>> halves;
+  for (int i = 0; i < 4; ++i) {
+    halves.push_back(connect());
+    halves.back()->send("POST /cimom HTTP/1.1\r\n");
+    EXPECT_EQ(known[0]->post("x").status, 200) << "so that the server has seen it";
+  }
+  EXPECT_TRUE(halves[0]->closed_within(seconds(30)));
+  EXPECT_FALSE(halves[1]->closed_within(milliseconds(50)));
+  halves[1]->send(std::string(request_text("POST", "late")).substr(22));
+  EXPECT_EQ(halves[1]->receive().body, "late");
+  for (const auto& client : known) EXPECT_EQ(client->post("x").status, 200);
 }
 
-TEST_F(Limited, Connections) {
+TEST_F(Limited, RestingKnownOneGoesForTheNext) {
   Limits limits;
-  limits.connections = 3;
+  limits.known_connections = 3;
   start(limits);
   auto clients = three_clients();
-  const auto one_more = connect();
-  one_more->send(request_text("POST", "waits"));
-  clients.clear();
-  EXPECT_EQ(one_more->receive().body, "waits");
+  EXPECT_EQ(connect()->post("x").status, 200);
+  EXPECT_TRUE(clients[0]->closed_within(seconds(30)));
+  EXPECT_EQ(clients[2]->post("x").status, 200);
+}
+
+TEST_F(Limited, NobodyAtWorkGoesForTheNext) {
+  std::promise<void> go_on;
+  auto may_go_on = go_on.get_future().share();
+  std::atomic<int> present = 0;
+  Options options;
+  options.limits.known_connections = 3;
+  test_ = std::make_unique<TestServer>(
+      [&](const cimxml::Call& call, cimxml::Reply& reply) {
+        if (call.body == "work") {
+          ++present;
+          may_go_on.wait();
+        }
+        echo(call, reply);
+      },
+      std::move(options));
+  std::vector<std::unique_ptr<TestClient>> clients;
+  for (int i = 0; i < 3; ++i) {
+    clients.push_back(connect());
+    clients.back()->send(request_text("POST", "work"));
+  }
+  while (present < 3) std::this_thread::sleep_for(milliseconds(1));
+  EXPECT_EQ(connect()->post("one too many").status, 503);
+  go_on.set_value();
+  for (const auto& client : clients) EXPECT_EQ(client->receive().body, "work");
+  test_ = std::make_unique<TestServer>(echo);  // the other one has ended with all that it used
+}
+
+// What a client announces is taken of the room for all before it has sent it.
+TEST_F(Limited, LargeBodiesShareTheirRoom) {
+  Limits limits;
+  limits.large_body = 1000;
+  limits.bodies = 10'000;
+  start(limits);
+  const auto announce = [&](std::size_t size) {
+    auto client = connect();
+    client->send("POST /cimom HTTP/1.1\r\nHost: x\r\nContent-Length: " + std::to_string(size) +
+                 "\r\n\r\n");
+    return client;
+  };
+  auto first = announce(6000);
+  EXPECT_EQ(connect()->post("so that the server has seen it").status, 200);
+  EXPECT_EQ(connect()->post(std::string(4001, 'x')).status, 503);
+  EXPECT_EQ(connect()->post(std::string(4000, 'x')).status, 200);
+  EXPECT_EQ(connect()->post(std::string(1000, 'x')).status, 200);
+  first->send(std::string(6000, 'y'));
+  EXPECT_EQ(first->receive().body, std::string(6000, 'y'));
+  EXPECT_EQ(connect()->post(std::string(20'000, 'x')).status, 200) << "one alone";
+  first = announce(6000);
+  EXPECT_EQ(connect()->post("so that the server has seen it").status, 200);
+  first = nullptr;
+  while (connect()->post(std::string(9000, 'x')).status != 200)
+    std::this_thread::sleep_for(milliseconds(10));
+}
+
+TEST_F(Limited, LargeBodiesInChunksShareTheirRoomToo) {
+  Limits limits;
+  limits.large_body = 1000;
+  limits.bodies = 10'000;
+  start(limits);
+  const std::string head = "POST / HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n";
+  const std::string chunk = "1388\r\n" + std::string(5000, 'x') + "\r\n";
+  const auto first = connect();
+  first->send(head + chunk);
+  EXPECT_EQ(connect()->post("so that the server has seen it").status, 200);
+  EXPECT_EQ(connect()->post(std::string(4000, 'x')).status, 503) << "as it may grow";
+  first->send("0\r\n\r\n");
+  EXPECT_EQ(first->receive().body.size(), 5000u);
 }
 
 TEST_F(Limited, BodyThatEndsEarlyIsNoRequest) {

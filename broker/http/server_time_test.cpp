@@ -28,7 +28,7 @@ TEST_F(Limited, RestBetweenRequests) {
 TEST_F(Limited, WorkIsNoRest) {
   Limits limits;
   limits.reply = milliseconds(1000);
-  limits.first_line = milliseconds(1000);
+  limits.unknown = milliseconds(1000);
   limits.idle = seconds(1);
   limits.receive = milliseconds(500);
   Options options;
@@ -154,9 +154,9 @@ TEST_F(Limited, SlowSenderWithinTheTimeIsServed) {
   EXPECT_EQ(client->receive().body, "slow");
 }
 
-TEST_F(Limited, FirstLineMustComeSoon) {
+TEST_F(Limited, HeadOfAnUnknownClientMustComeSoon) {
   Limits limits;
-  limits.first_line = milliseconds(1000);
+  limits.unknown = milliseconds(1000);
   start(limits);
   const auto silent = connect(), half = connect(), quick = connect();
   half->send("POST /cim");
@@ -164,7 +164,7 @@ TEST_F(Limited, FirstLineMustComeSoon) {
   EXPECT_TRUE(silent->closed_within(seconds(30)));
   EXPECT_TRUE(half->closed_within(seconds(30)));
   std::this_thread::sleep_for(milliseconds(1000));
-  EXPECT_EQ(quick->post("later").body, "later") << "which is for the first line only";
+  EXPECT_EQ(quick->post("later").body, "later") << "since it is known";
 }
 
 int open_descriptors() {
@@ -177,13 +177,13 @@ class HalfRequest : public Limited, public testing::WithParamInterface<std::stri
 // All limits of time are as they are, a minute and more; end and data arrive together.
 TEST_P(HalfRequest, EndsWithItsClient) {
   Limits limits;
-  limits.first_line = limits.receive;
+  limits.unknown = limits.receive;
   start(limits);
   EXPECT_EQ(connect()->post("x").status, 200);
   const auto begun = std::chrono::steady_clock::now();
   for (int round = 0; round < 2; ++round) {
     const int before = open_descriptors();
-    for (unsigned i = 0; i < limits.connections_per_address; ++i) connect()->send(GetParam());
+    for (int i = 0; i < 128; ++i) connect()->send(GetParam());
     // Who is served was accepted after all of them.
     while (connect()->post("x").status != 200) std::this_thread::sleep_for(milliseconds(10));
     for (int i = 0; i < 3000 && open_descriptors() > before; ++i)

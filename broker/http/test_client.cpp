@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <utility>
 
 #include "broker/http/address.h"
 
@@ -100,6 +101,11 @@ TestReply TestClient::receive() {
   return reply;
 }
 
+std::string TestClient::read_some() {
+  if (unread_.empty()) read_more();
+  return std::exchange(unread_, {});
+}
+
 std::size_t TestClient::read_up_to(std::size_t most) {
   std::string buffer(most, '\0');
   const ssize_t count = recv(socket_, buffer.data(), most, MSG_WAITALL);
@@ -131,7 +137,7 @@ std::string request_text(const std::string& method, std::string_view body,
 
 TestServer::TestServer(Handler handler, Options options) {
   Address address("127.0.0.1", 0);
-  options.listener = address.listen();
+  options.listeners = {address.listen()};
   const std::string text = address.text();
   port = static_cast<std::uint16_t>(std::strtol(text.c_str() + text.rfind(':') + 1, nullptr, 10));
   server = std::make_unique<Server>(std::move(handler), std::move(options));

@@ -33,6 +33,8 @@ class TestClient {
   void end_sending();
   // Waits, up to a minute, for one reply.
   TestReply receive();
+  // What there is next; empty at the end.
+  std::string read_some();
   // Waits for that many bytes at most, and drops them; 0 at the end.
   std::size_t read_up_to(std::size_t most);
   // Whether the server has closed the connection, or does so within that time; what it still

@@ -41,12 +41,13 @@ void echo(const Call& call, Reply& reply) {
 sockaddr_in serve() {
   http::Address address("127.0.0.1", 0);
   http::Options options;
-  options.listener = address.listen();
+  const int listener = address.listen();
+  options.listeners = {listener};
   options.limits.body = longest_body;
   options.limits.header = 4096;
   sockaddr_in served{};
   socklen_t size = sizeof served;
-  getsockname(options.listener, reinterpret_cast<sockaddr*>(&served), &size);
+  getsockname(listener, reinterpret_cast<sockaddr*>(&served), &size);
   static http::Server& server = *new http::Server(echo, std::move(options));
   static_cast<void>(server);
   return served;

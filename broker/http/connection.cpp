@@ -1,0 +1,175 @@
+#include "broker/http/connection.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <exception>
+#include <utility>
+
+#include "broker/http/job.h"
+
+namespace broker::http {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr int turns = 16;  // calls before others have theirs
+
+}  // namespace
+
+// On a worker.
+void Connection::Job::answer() noexcept {
+  Shared& shared = connection->shared_;
+  try {
+    head.call.body = body;
+    shared.handler(head.call, exchange);
+    exchange.finish();
+  } catch (const cimxml::Reply::Gone&) {
+    exchange.finish();
+  } catch (const std::exception& error) {
+    log_failure(shared.log, "a request could not be answered", error);
+    exchange.fail();
+  }
+}
+
+Connection::Connection(Shared& shared, int socket, const Address& peer)
+    : shared_(shared),
+      socket_(socket),
+      peer_(peer),
+      channel_(shared.channel(socket)),
+      patience_(steady_clock::now() + shared.limits.unknown),
+      request_end_(patience_),
+      reader_(std::in_place, shared.limits.header) {
+  place_.network = peer.network();
+  place_.owner = this;
+}
+
+Connection::~Connection() {
+  if (!is_closed()) ::close(socket_);
+}
+
+void Connection::open() {
+  shared_.loop.add(shared_from_this(), socket_, EPOLLIN);
+  Places::Place* gone = nullptr;
+  try {
+    gone = shared_.places.enter(place_);
+  } catch (...) {
+    shared_.loop.remove(*this);
+    throw;
+  }
+  shared_.loop.expire_at(*this, patience_);
+  if (gone) static_cast<Connection*>(gone->owner)->close();
+}
+
+void Connection::close() noexcept {
+  if (is_closed()) return;
+  end_request();
+  shared_.places.leave(place_);
+  shared_.loop.remove(*this);
+  channel_ = nullptr;
+  // The client learns of it now, even while a worker has something of this in hand.
+  ::close(std::exchange(socket_, -1));
+}
+
+void Connection::hurried(bool to_the_end) noexcept {
+  if (to_the_end || stage_ == Stage::handshake || stage_ == Stage::head || stage_ == Stage::body)
+    close();
+}
+
+// What there is no memory for is dropped, and its connection closed.
+template <class Part>
+void Connection::guarded(Part part) noexcept {
+  try {
+    part();
+  } catch (const std::exception& error) {
+    log_failure(shared_.log, "a request was dropped", error);
+    close();
+  }
+}
+
+void Connection::ready(std::uint32_t events) noexcept {
+  const bool sleeps = stage_ == Stage::admission || stage_ == Stage::work;
+  if ((events & (EPOLLERR | EPOLLHUP)) != 0 && (sleeps || stage_ == Stage::reply)) return close();
+  if (sleeps) {
+    // Whoever can send no more may still want the reply; what waits for its turn need not begin.
+    if ((events & EPOLLRDHUP) != 0) {
+      client_ended_ = true;
+      if (job_) job_->exchange.client_ended();
+      if (stage_ == Stage::work) shared_.places.leave(place_);
+      shared_.loop.want(*this, 0);
+    }
+    return;
+  }
+  guarded([this] { advance(); });
+}
+
+void Connection::woken() noexcept {
+  guarded([this] {
+    // The wake may be an old one of this connection's own.
+    if (stage_ == Stage::admission) {
+      if (!job_->log_in_is_answered) return;
+      place_.has_work = false;
+      if (job_->log_in == LogIns::Answer::admitted) {
+        become_known();
+      } else {
+        refusal_ = job_->log_in == LogIns::Answer::refused ? wrong_log_in() : busy();
+      }
+      admitted();
+    } else if (stage_ == Stage::work) {
+      if (!job_->exchange.has_news()) return;
+      stage_ = Stage::reply;
+      reply_end_ = steady_clock::now() + shared_.limits.reply;
+    }
+    advance();
+  });
+}
+
+void Connection::advance() {
+  for (int turn = 0; !is_closed(); ++turn) {
+    if (turn == turns) return shared_.loop.wake(*this);
+    bool more = false;
+    switch (stage_) {
+      case Stage::handshake:
+        more = shake_hands();
+        break;
+      case Stage::head:
+      case Stage::body:
+        more = receive();
+        break;
+      case Stage::reply:
+        more = send();
+        break;
+      case Stage::goodbye:
+        more = take_leave();
+        break;
+      case Stage::admission:
+      case Stage::work:
+        break;
+    }
+    if (!more) return;
+  }
+}
+
+bool Connection::wait_for(Channel::State state) {
+  switch (state) {
+    case Channel::State::wants_read:
+      shared_.loop.want(*this, EPOLLIN);
+      break;
+    case Channel::State::wants_write:
+      shared_.loop.want(*this, EPOLLOUT);
+      break;
+    default:
+      close();
+  }
+  return false;
+}
+
+bool Connection::shake_hands() {
+  const auto state = channel_->shake_hands();
+  if (state != Channel::State::good) return wait_for(state);
+  stage_ = Stage::head;
+  return true;
+}
+
+}  // namespace broker::http

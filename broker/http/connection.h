@@ -1,0 +1,99 @@
+// A connection, from accept to close: receives requests, has them admitted and answered by workers,
+// and sends the replies.
+//
+// All of it runs on the loop's thread and never waits; workers have no more of it than a Job.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "broker/http/address.h"
+#include "broker/http/head.h"
+#include "broker/http/request_reader.h"
+#include "broker/http/shared.h"
+
+namespace broker::http {
+
+class Connection final : public Loop::Source {
+ public:
+  Connection(Shared& shared, int socket, const Address& peer);
+  ~Connection() override;  // on any thread, once it is closed
+
+  // Takes part in the loop from now on. Throws what Loop::add and Places::enter throw.
+  void open();
+  void close() noexcept;
+
+  void ready(std::uint32_t events) noexcept override;
+  void woken() noexcept override;
+  void expired() noexcept override { close(); }
+  void hurried(bool to_the_end) noexcept override;  // closed, but for admitted requests
+
+  Places::Place& place() { return place_; }
+
+ private:
+  enum class Stage { handshake, head, admission, body, work, reply, goodbye };
+  struct Job;
+
+  template <class Part>
+  void guarded(Part part) noexcept;
+  // Goes on until something has to be waited for.
+  void advance();
+
+  // Each is true when there is something to be done at once.
+  bool shake_hands();
+  bool receive();
+  bool send();
+  bool take_leave();
+  bool wait_for(Channel::State state);  // always false
+
+  bool is_closed() const { return socket_ < 0; }
+
+  void take(std::string_view text);
+  void end_of_head();
+  std::optional<Refusal> fault_of_head();
+  void admit();
+  void admitted();
+  void take_body();
+  bool reserve(std::size_t size);
+  void end_of_body();
+  void work();
+  void refuse();
+  bool take_piece();
+  void end_of_reply();
+  void rest();
+  bool hand_to_worker(Stage next, std::function<void()> task);
+  void end_request() noexcept;
+  void become_known();
+  std::optional<std::string> field(std::string_view name) const;
+  Loop::Time receive_end() const;
+
+  Shared& shared_;
+  int socket_;  // -1: closed
+  const Address peer_;
+  std::unique_ptr<Channel> channel_;
+  Places::Place place_;
+
+  Stage stage_ = Stage::handshake;
+  bool client_ended_ = false;
+  Loop::Time patience_;     // of the server with somebody that it does not know
+  Loop::Time request_end_;  // of receiving this request
+  std::string unread_;      // of what comes after this request
+
+  std::optional<RequestReader> reader_;
+  std::shared_ptr<Job> job_;  // of this request, from the end of its head
+  std::shared_ptr<Users> users_;
+  std::optional<Refusal> refusal_;
+  std::size_t received_ = 0;
+
+  std::string out_, piece_;
+  std::size_t sent_ = 0;
+  bool head_sent_ = false, chunked_ = false, last_ = false, close_after_ = false;
+  bool said_goodbye_ = false;
+  Loop::Time reply_end_;
+};
+
+}  // namespace broker::http

@@ -1,0 +1,152 @@
+// A connection's part that sends replies and takes leave.
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "broker/http/job.h"
+#include "broker/http/reply_text.h"
+
+namespace broker::http {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::size_t at_once = std::size_t{16} << 10;  // read with one call
+// A client that was refused may still be sending; it gets the reply all the same.
+constexpr std::chrono::seconds leave_time{2};
+constexpr std::size_t most_dropped_at_leave = std::size_t{1} << 20;
+
+}  // namespace
+
+void Connection::refuse() {
+  stage_ = Stage::reply;
+  reply_end_ = steady_clock::now() + shared_.limits.reply;
+  for (const auto& [name, value] : refusal_->headers)
+    close_after_ = close_after_ || (name == "Connection" && value == "close");
+  close_after_ = close_after_ || shared_.is_ending();
+  const std::string_view text = explanation(refusal_->status);
+  const bool has_head = reader_->stage() != RequestReader::Stage::faulty;
+  Sending how;
+  how.length = text.size();
+  how.close = close_after_;
+  how.old = has_head && reader_->head().version == "HTTP/1.0";
+  out_ = reply_head(refusal_->status, refusal_->headers, how);
+  if (!has_head || reader_->head().method != "HEAD") out_ += text;
+  sent_ = 0;
+  head_sent_ = last_ = true;
+}
+
+bool Connection::take_piece() {
+  const auto state = job_->exchange.take(piece_);
+  if (state == Exchange::State::nothing) return false;
+  out_.clear();
+  sent_ = 0;
+  if (state == Exchange::State::broken) {
+    close();  // so that the client sees that it is no whole reply
+    return false;
+  }
+  last_ = state != Exchange::State::piece;
+  if (!std::exchange(head_sent_, true)) {
+    Sending how;
+    how.old = reader_->head().version == "HTTP/1.0";
+    if (last_) {
+      how.length = piece_.size();
+    } else {
+      how.chunked = chunked_ = !how.old;
+      close_after_ = close_after_ || how.old;
+    }
+    close_after_ = close_after_ || shared_.is_ending();
+    how.close = close_after_;
+    out_ = reply_head(job_->exchange.status(), job_->exchange.headers(), how);
+  }
+  if (chunked_ && !piece_.empty()) {
+    char size[20];
+    out_.append(
+        size, static_cast<std::size_t>(std::snprintf(size, sizeof size, "%zx\r\n", piece_.size())));
+    out_ += piece_;
+    out_ += "\r\n";
+  } else {
+    out_ += piece_;
+  }
+  if (chunked_ && last_) out_ += "0\r\n\r\n";
+  return true;
+}
+
+bool Connection::send() {
+  while (sent_ < out_.size()) {
+    const auto moved = channel_->write(std::string_view(out_).substr(sent_));
+    sent_ += moved.count;
+    if (moved.count != 0) continue;
+    shared_.loop.expire_at(*this, std::min(reply_end_, steady_clock::now() + shared_.limits.idle));
+    return wait_for(moved.state);
+  }
+  if (last_) {
+    end_of_reply();
+    return true;
+  }
+  if (take_piece()) return true;
+  if (!is_closed()) {
+    shared_.loop.want(*this, 0);
+    shared_.loop.expire_at(*this, reply_end_);
+  }
+  return false;
+}
+
+void Connection::end_request() noexcept {
+  if (job_) {
+    job_->exchange.end();
+    job_ = nullptr;
+    {
+      const std::lock_guard guard(shared_.lock);
+      --shared_.requests;
+    }
+    shared_.changed.notify_all();
+  }
+}
+
+void Connection::end_of_reply() {
+  place_.has_work = false;
+  end_request();
+  const bool ends = close_after_ || client_ended_ || shared_.is_ending();
+  users_ = nullptr;
+  refusal_.reset();
+  out_ = {};
+  piece_ = {};
+  sent_ = 0;
+  head_sent_ = chunked_ = last_ = close_after_ = false;
+  if (ends) {
+    stage_ = Stage::goodbye;
+    received_ = 0;
+    unread_ = {};
+    shared_.loop.expire_at(*this, steady_clock::now() + leave_time);
+  } else {
+    rest();
+  }
+}
+
+void Connection::rest() {
+  stage_ = Stage::head;
+  reader_.emplace(shared_.limits.header);
+  const auto now = steady_clock::now();
+  patience_ = now + shared_.limits.unknown;
+  request_end_ = now + shared_.limits.idle;
+  shared_.loop.expire_at(*this, receive_end());
+}
+
+bool Connection::take_leave() {
+  if (!said_goodbye_) {
+    const auto state = channel_->say_goodbye();
+    if (state != Channel::State::good) return wait_for(state);
+    said_goodbye_ = true;
+  }
+  char buffer[at_once];
+  const auto moved = channel_->read(buffer, sizeof buffer);
+  if (moved.count == 0) return wait_for(moved.state);
+  received_ += moved.count;
+  if (received_ > most_dropped_at_leave) close();
+  return true;
+}
+
+}  // namespace broker::http

@@ -1,0 +1,234 @@
+// A connection's part that receives requests.
+#include <strings.h>
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "broker/http/job.h"
+#include "broker/http/own_names.h"
+
+namespace broker::http {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::size_t at_once = std::size_t{16} << 10;  // read with one call
+
+bool same(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+// Whether a list of words ("close, TE") has this one.
+bool has_word(std::string_view list, std::string_view word) {
+  while (!list.empty()) {
+    const std::size_t end = std::min(list.find(','), list.size());
+    std::string_view piece = list.substr(0, end);
+    list.remove_prefix(std::min(end + 1, list.size()));
+    piece.remove_prefix(std::min(piece.find_first_not_of(" \t"), piece.size()));
+    piece = piece.substr(0, piece.find_last_not_of(" \t") + 1);
+    if (same(piece, word)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool Connection::receive() {
+  if (!unread_.empty()) {
+    const std::string text = std::exchange(unread_, {});
+    take(text);
+    return true;
+  }
+  char buffer[at_once];
+  const auto moved = channel_->read(buffer, sizeof buffer);
+  if (moved.count == 0) return wait_for(moved.state);
+  take(std::string_view(buffer, moved.count));
+  return true;
+}
+
+void Connection::take(std::string_view text) {
+  const bool had_begun = reader_->begun();
+  while (!is_closed() && !text.empty() && (stage_ == Stage::head || stage_ == Stage::body)) {
+    text.remove_prefix(reader_->take(text));
+    if (reader_->stage() == RequestReader::Stage::faulty) {
+      refusal_ = reader_->fault();
+      close_after_ = true;
+      return refuse();
+    }
+    if (stage_ == Stage::head && reader_->stage() != RequestReader::Stage::head) {
+      end_of_head();
+    } else if (stage_ == Stage::body) {
+      take_body();
+    }
+  }
+  if (is_closed()) return;
+  if (stage_ == Stage::head && !had_begun && reader_->begun()) {
+    request_end_ = steady_clock::now() + shared_.limits.receive;
+    shared_.loop.expire_at(*this, receive_end());
+  }
+  if (!close_after_ || stage_ != Stage::reply) unread_ = text;
+}
+
+// Of somebody unknown head and body have to be there when the patience is at its end.
+Loop::Time Connection::receive_end() const {
+  return place_.known ? request_end_ : std::min(request_end_, patience_);
+}
+
+std::optional<std::string> Connection::field(std::string_view name) const {
+  for (const auto& [present, value] : reader_->head().fields)
+    if (same(present, name)) return value;
+  return std::nullopt;
+}
+
+std::optional<Refusal> Connection::fault_of_head() {
+  const RequestHead& head = reader_->head();
+  const auto host = field("Host");
+  if (shared_.own_names && host && !shared_.own_names->covers(*host)) return Refusal{421};
+  auto read =
+      read_head(head.method, head.target, [this](const std::string& name) { return field(name); });
+  if (Refusal* const refusal = std::get_if<Refusal>(&read)) return std::move(*refusal);
+  job_->head = std::move(std::get<Head>(read));
+  job_->exchange.set_prefix(job_->head.prefix);
+  if (reader_->length().value_or(0) > shared_.limits.body) return Refusal{413};
+  return std::nullopt;
+}
+
+void Connection::end_of_head() {
+  job_ = std::make_shared<Job>(std::static_pointer_cast<Connection>(shared_from_this()));
+  {
+    const std::lock_guard guard(shared_.lock);
+    ++shared_.requests;
+    users_ = shared_.users;
+  }
+  const std::string connection = field("Connection").value_or("");
+  close_after_ = has_word(connection, "close") ||
+                 (reader_->head().version == "HTTP/1.0" && !has_word(connection, "keep-alive"));
+  refusal_ = fault_of_head();
+  received_ = 0;
+  admit();
+}
+
+void Connection::admit() {
+  if (!users_) {
+    become_known();
+  } else if (const auto credentials = basic_credentials(field("Authorization").value_or(""));
+             !credentials) {
+    refusal_ = wrong_log_in();
+  } else {
+    job_->head.call.principal = credentials->user;
+    if (users_->remembers(*credentials)) {
+      become_known();
+    } else {
+      // Made here, where there may be no memory for it.
+      const LogIns::Then then = [job = job_](LogIns::Answer answer) {
+        job->log_in = answer;
+        job->log_in_is_answered = true;
+        Shared& shared = job->connection->shared_;
+        shared.loop.wake(*job->connection);
+        shared.leave();
+      };
+      const auto check = [job = job_, users = users_, credentials, then] {
+        const Connection& connection = *job->connection;
+        connection.shared_.log_ins.check(users, *credentials, connection.peer_, then);
+      };
+      if (hand_to_worker(Stage::admission, check)) return;
+    }
+  }
+  if (!is_closed()) admitted();
+}
+
+// Also of who is not: what is left of the request is received.
+void Connection::admitted() {
+  stage_ = Stage::body;
+  request_end_ = steady_clock::now() + shared_.limits.receive;
+  shared_.loop.expire_at(*this, receive_end());
+  const auto length = reader_->length();
+  if (!refusal_ && length && !reserve(*length)) refusal_ = busy();
+  const bool complete = reader_->stage() == RequestReader::Stage::complete;
+  if (!complete && field("Expect")) {
+    // Nobody has to send a body that is not looked at.
+    if (refusal_) {
+      close_after_ = true;
+      return refuse();
+    }
+    constexpr std::string_view go_on = "HTTP/1.1 100 Continue\r\n\r\n";
+    if (reader_->head().version != "HTTP/1.0" && channel_->write(go_on).count != go_on.size())
+      return close();
+  }
+  if (refusal_ && !place_.known && length.value_or(0) > shared_.limits.refused_body) {
+    close_after_ = true;
+    return refuse();
+  }
+  if (!refusal_ && length && *length > shared_.limits.large_body) job_->body.reserve(*length);
+  take_body();
+}
+
+bool Connection::reserve(std::size_t size) {
+  if (size <= std::max(shared_.limits.large_body, job_->reserved)) return true;
+  // Other threads only give back.
+  const std::size_t others = shared_.bodies - job_->reserved;
+  if (others != 0 && others + size > shared_.limits.bodies) return false;
+  shared_.bodies += size - std::exchange(job_->reserved, size);
+  return true;
+}
+
+void Connection::take_body() {
+  std::string part = reader_->take_body();
+  received_ += part.size();
+  if (!refusal_ && received_ > shared_.limits.body) refusal_ = Refusal{413};
+  if (!refusal_ && received_ > std::max(shared_.limits.large_body, job_->reserved) &&
+      !reserve(std::min(2 * received_, shared_.limits.body)))
+    refusal_ = busy();
+  if (!refusal_) {
+    job_->body += part;
+  } else {
+    job_->body = {};
+    // The rest of a known client's body is read and dropped: it reads the answer when it has sent
+    // all. The time for receiving ends that too.
+    if (!place_.known && received_ > shared_.limits.refused_body) {
+      close_after_ = true;
+      return refuse();
+    }
+  }
+  if (reader_->stage() == RequestReader::Stage::complete) end_of_body();
+}
+
+void Connection::end_of_body() {
+  if (refusal_) return refuse();
+  const auto answer = [job = job_] {
+    job->answer();
+    job->connection->shared_.leave();
+  };
+  if (!hand_to_worker(Stage::work, answer)) refuse();
+}
+
+bool Connection::hand_to_worker(Stage next, std::function<void()> task) {
+  if (shared_.enter()) {
+    const Stage before = std::exchange(stage_, next);
+    place_.has_work = true;
+    shared_.loop.want(*this, EPOLLRDHUP);
+    shared_.loop.expire_at(*this, Loop::Time::max());
+    try {
+      shared_.workers.run(std::move(task));
+      return true;
+    } catch (const std::exception&) {
+      shared_.leave();
+      stage_ = before;
+      place_.has_work = false;
+    }
+  }
+  refusal_ = busy();
+  return false;
+}
+
+void Connection::become_known() {
+  Places::Place* const gone = shared_.places.become_known(place_);
+  if (gone == &place_) {
+    refusal_ = busy();
+  } else if (gone) {
+    static_cast<Connection*>(gone->owner)->close();
+  }
+}
+
+}  // namespace broker::http

@@ -1,0 +1,183 @@
+#include "broker/http/loop.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace broker::http {
+namespace {
+
+[[noreturn]] void fail(const char* doing) {
+  throw std::system_error(errno, std::generic_category(), doing);
+}
+
+}  // namespace
+
+Loop::Loop()
+    : epoll_(epoll_create1(EPOLL_CLOEXEC)), event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  if (epoll_ >= 0 && event_ >= 0 && epoll_ctl(epoll_, EPOLL_CTL_ADD, event_, &event) == 0) return;
+  const int error = errno;
+  if (epoll_ >= 0) close(epoll_);
+  if (event_ >= 0) close(event_);
+  errno = error;
+  fail("cannot wait for connections");
+}
+
+Loop::~Loop() {
+  close(epoll_);
+  close(event_);
+}
+
+void Loop::add(const std::shared_ptr<Source>& source, int socket, std::uint32_t events) {
+  const auto place = sources_.insert(sources_.end(), source);
+  try {
+    source->deadline_ = deadlines_.emplace(Time::max(), source.get());
+  } catch (...) {
+    sources_.erase(place);
+    throw;
+  }
+  epoll_event event{};
+  event.events = events;
+  event.data.ptr = source.get();
+  if (epoll_ctl(epoll_, EPOLL_CTL_ADD, socket, &event) != 0) {
+    const int error = errno;
+    deadlines_.erase(source->deadline_);
+    sources_.erase(place);
+    errno = error;
+    fail("cannot wait for a connection");
+  }
+  source->socket_ = socket;
+  source->events_ = events;
+  source->place_ = place;
+  source->present_ = true;
+}
+
+void Loop::want(Source& source, std::uint32_t events) noexcept {
+  if (!source.present_ || source.events_ == events) return;
+  epoll_event event{};
+  event.events = events;
+  event.data.ptr = &source;
+  epoll_ctl(epoll_, EPOLL_CTL_MOD, source.socket_, &event);
+  source.events_ = events;
+}
+
+void Loop::expire_at(Source& source, Time time) noexcept {
+  if (!source.present_ || source.deadline_->first == time) return;
+  auto node = deadlines_.extract(source.deadline_);
+  node.key() = time;
+  source.deadline_ = deadlines_.insert(std::move(node));
+}
+
+void Loop::remove(Source& source) noexcept {
+  if (!std::exchange(source.present_, false)) return;
+  epoll_ctl(epoll_, EPOLL_CTL_DEL, source.socket_, nullptr);
+  deadlines_.erase(source.deadline_);
+  removed_.splice(removed_.end(), sources_, source.place_);
+}
+
+void Loop::stop() noexcept {
+  {
+    const std::lock_guard guard(lock_);
+    stopping_ = true;
+  }
+  eventfd_write(event_, 1);
+}
+
+void Loop::wake(Source& source) noexcept {
+  {
+    const std::lock_guard guard(lock_);
+    if (std::exchange(source.woken_, true)) return;
+    source.next_woken_ = std::move(first_woken_);
+    first_woken_ = source.shared_from_this();
+  }
+  eventfd_write(event_, 1);
+}
+
+void Loop::call_woken() {
+  std::shared_ptr<Source> first;
+  std::unique_lock guard(lock_);
+  // The last to be woken is the first there; everybody is called in his turn.
+  for (auto source = std::move(first_woken_); source;) {
+    auto next = std::exchange(source->next_woken_, std::move(first));
+    first = std::move(source);
+    source = std::move(next);
+  }
+  while (first) {
+    auto next = std::move(first->next_woken_);
+    first->woken_ = false;  // from here on a wake is a new one
+    guard.unlock();
+    if (first->present_) first->woken();
+    first = std::move(next);
+    guard.lock();
+  }
+}
+
+void Loop::call_expired() {
+  const Time now = std::chrono::steady_clock::now();
+  while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
+    Source& source = *deadlines_.begin()->second;
+    expire_at(source, Time::max());
+    source.expired();
+  }
+}
+
+void Loop::hurry() {
+  std::unique_lock guard(lock_);
+  const unsigned mine = ++hurries_asked_;
+  eventfd_write(event_, 1);
+  changed_.wait(guard, [&] { return hurries_done_ >= mine; });
+}
+
+void Loop::call_hurried(bool to_the_end) {
+  std::unique_lock guard(lock_);
+  const unsigned asked = hurries_asked_;
+  if (asked == hurries_done_ && !to_the_end) return;
+  guard.unlock();
+  // One that is removed meanwhile goes to another list.
+  for (auto place = sources_.begin(); place != sources_.end();) (*place++)->hurried(to_the_end);
+  guard.lock();
+  hurries_done_ = asked;
+  changed_.notify_all();
+}
+
+int Loop::milliseconds_left() const {
+  if (deadlines_.empty() || deadlines_.begin()->first == Time::max()) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadlines_.begin()->first -
+                                                                 std::chrono::steady_clock::now());
+  return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 60'000));
+}
+
+void Loop::run() {
+  std::array<epoll_event, 128> events{};
+  while (true) {
+    const int count =
+        epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds_left());
+    for (int i = 0; i < count; ++i) {
+      Source* const source = static_cast<Source*>(events[static_cast<std::size_t>(i)].data.ptr);
+      if (!source) {
+        eventfd_t ignored;
+        eventfd_read(event_, &ignored);
+      } else if (source->present_) {  // one before it may have ended it
+        source->ready(events[static_cast<std::size_t>(i)].events);
+      }
+    }
+    call_woken();
+    call_expired();
+    std::unique_lock guard(lock_);
+    const bool stopping = stopping_;
+    guard.unlock();
+    call_hurried(stopping);
+    removed_.clear();
+    if (stopping) return;
+  }
+}
+
+}  // namespace broker::http

@@ -1,0 +1,133 @@
+#include "broker/http/own_names.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "broker/http/address.h"
+
+namespace broker::http {
+namespace {
+
+using Names = OwnNames::Names;
+
+// So that nobody keeps the server reading by asking for what it does not know.
+constexpr std::chrono::seconds between_looks{5};
+
+// An address in its one form; that of IPv4 also for one that stands in IPv6.
+std::optional<std::string> address_text(std::string_view text) {
+  const std::string host(text.substr(0, text.find('%')));
+  char told[INET6_ADDRSTRLEN];
+  in_addr v4{};
+  in6_addr v6{};
+  if (inet_pton(AF_INET, host.c_str(), &v4) == 1) return inet_ntop(AF_INET, &v4, told, sizeof told);
+  if (inet_pton(AF_INET6, host.c_str(), &v6) != 1) return std::nullopt;
+  if (IN6_IS_ADDR_V4MAPPED(&v6)) return inet_ntop(AF_INET, v6.s6_addr + 12, told, sizeof told);
+  return inet_ntop(AF_INET6, &v6, told, sizeof told);
+}
+
+// In small letters and without the dot of the root; unset when no host can have it.
+std::optional<std::string> name_text(std::string_view text) {
+  std::string name(text.substr(0, text.size() - (text.ends_with('.') ? 1 : 0)));
+  for (char& letter : name) {
+    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+    const bool good = (letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9') ||
+                      letter == '-' || letter == '.' || letter == '_';
+    if (!good) return std::nullopt;
+  }
+  if (name.empty()) return std::nullopt;
+  return name;
+}
+
+// Of "name", "name:5988", "192.0.2.1", "[2001:db8::1]:5988".
+std::optional<std::string> host_of(std::string_view field) {
+  const bool bracketed = field.starts_with('[');
+  const std::size_t end = std::min(field.find(bracketed ? ']' : ':'), field.size());
+  std::string_view port = field.substr(end);
+  if (bracketed) port.remove_prefix(port.empty() ? 0 : 1);
+  const bool ends = port.empty() ? !bracketed || end < field.size() : port.front() == ':';
+  if (!ends || port.find_first_not_of("0123456789", 1) != port.npos) return std::nullopt;
+  if (bracketed) return address_text(field.substr(1, end - 1));
+  const std::string_view host = field.substr(0, end);
+  const auto address = address_text(host);
+  return address ? address : name_text(host);
+}
+
+bool is_loopback(std::string_view host) {
+  if (host == "localhost" || host == "::1") return true;
+  return host.starts_with("127.") && address_text(host).has_value();
+}
+
+Names look_at_this_machine() {
+  char host_name[HOST_NAME_MAX + 1] = "";
+  gethostname(host_name, sizeof host_name - 1);
+  std::ifstream file("/etc/hosts");
+  Names names = names_of_host(host_name, std::string(std::istreambuf_iterator<char>(file), {}));
+  ifaddrs* first = nullptr;
+  if (getifaddrs(&first) != 0) return names;
+  for (const ifaddrs* one = first; one; one = one->ifa_next)
+    if (const auto address = address_text(Address(one->ifa_addr).host())) names.insert(*address);
+  freeifaddrs(first);
+  return names;
+}
+
+}  // namespace
+
+Names names_of_host(std::string_view host_name, std::string_view hosts_file) {
+  Names names;
+  if (const auto name = name_text(host_name)) names = {*name, name->substr(0, name->find('.'))};
+  Names meant = names;
+  meant.insert("localhost");
+  std::istringstream file{std::string(hosts_file)};
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line.substr(0, line.find('#')));
+    std::string word;
+    words >> word;  // the address
+    Names found;
+    while (words >> word)
+      if (auto name = name_text(word)) found.insert(*std::move(name));
+    const auto is_meant = [&](const std::string& name) { return meant.contains(name); };
+    if (std::any_of(found.begin(), found.end(), is_meant)) names.merge(found);
+  }
+  return names;
+}
+
+OwnNames::OwnNames(const std::vector<std::string>& added)
+    : OwnNames(added, {look_at_this_machine, std::chrono::steady_clock::now}) {}
+
+OwnNames::OwnNames(const std::vector<std::string>& added, Machine machine)
+    : machine_(std::move(machine)), present_(machine_.look()), looked_(machine_.now()) {
+  for (const std::string& host : added) {
+    const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
+    auto own = address_text(bracketed ? host.substr(1, host.size() - 2) : host);
+    if (!own && !bracketed) own = name_text(host);
+    if (!own)
+      throw std::runtime_error("'" + host +
+                               "' is no host name or address; leave out port and scheme");
+    added_.insert(*std::move(own));
+  }
+}
+
+bool OwnNames::covers(std::string_view host) const {
+  const auto asked = host_of(host);
+  if (!asked) return false;
+  if (is_loopback(*asked) || added_.contains(*asked)) return true;
+  const std::lock_guard guard(lock_);
+  if (present_.contains(*asked)) return true;
+  const auto now = machine_.now();
+  if (now - looked_ < between_looks) return false;
+  looked_ = now;
+  present_ = machine_.look();
+  return present_.contains(*asked);
+}
+
+}  // namespace broker::http

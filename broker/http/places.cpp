@@ -1,0 +1,57 @@
+#include "broker/http/places.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace broker::http {
+
+Places::Place* Places::Kind::crowded_out() {
+  // Of the fullest network that has one without work; with work, only if all have.
+  Place* chosen = nullptr;
+  const auto rank = [](const Place& place) {
+    return std::pair(!place.has_work, place.count->second);
+  };
+  for (Place* const place : places)
+    if (!chosen || rank(*place) > rank(*chosen)) chosen = place;
+  return chosen;
+}
+
+Places::Place* Places::enter(Place& place) {
+  const auto [count, added] = unknown_.networks.try_emplace(place.network, 0);
+  try {
+    place.position = unknown_.places.insert(unknown_.places.end(), &place);
+  } catch (...) {
+    if (added) unknown_.networks.erase(count);
+    throw;
+  }
+  place.count = count;
+  ++count->second;
+  place.held = true;
+  if (unknown_.places.size() <= unknown_.most) return nullptr;
+  return unknown_.crowded_out();
+}
+
+Places::Place* Places::become_known(Place& place) {
+  if (place.known || !place.held) return nullptr;
+  Place* gone = nullptr;
+  if (known_.places.size() >= known_.most) {
+    gone = known_.crowded_out();
+    if (!gone || gone->has_work) return &place;
+  }
+  const auto count = known_.networks.try_emplace(place.network, 0).first;
+  ++count->second;
+  known_.places.splice(known_.places.end(), unknown_.places, place.position);
+  if (--place.count->second == 0) unknown_.networks.erase(place.count);
+  place.count = count;
+  place.known = true;
+  return gone;
+}
+
+void Places::leave(Place& place) noexcept {
+  if (!std::exchange(place.held, false)) return;
+  Kind& kind = place.known ? known_ : unknown_;
+  kind.places.erase(place.position);
+  if (--place.count->second == 0) kind.networks.erase(place.count);
+}
+
+}  // namespace broker::http

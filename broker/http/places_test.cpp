@@ -1,0 +1,75 @@
+#include "broker/http/places.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+
+namespace broker::http {
+namespace {
+
+struct PlacesTest : testing::Test {
+  // Who has to go, by the order of entering; -1: nobody.
+  int enter(const std::string& network) {
+    made.emplace_back();
+    made.back().network = network;
+    Places::Place* const gone = places.enter(made.back());
+    for (std::size_t i = 0; i < made.size(); ++i)
+      if (&made[i] == gone) return static_cast<int>(i);
+    return -1;
+  }
+
+  Places places{3, 2};
+  std::deque<Places::Place> made;
+};
+
+TEST_F(PlacesTest, OldestOfTheFullestNetworkGoes) {
+  for (const char* network : {"a", "b", "b"}) EXPECT_EQ(enter(network), -1);
+  EXPECT_EQ(enter("c"), 1);
+  places.leave(made[1]);
+  EXPECT_EQ(enter("c"), 3);
+}
+
+TEST_F(PlacesTest, AloneEachTheOldestGoes) {
+  for (const char* network : {"a", "b", "c"}) EXPECT_EQ(enter(network), -1);
+  EXPECT_EQ(enter("d"), 0);
+}
+
+TEST_F(PlacesTest, WhoHasWorkGoesLast) {
+  for (const char* network : {"b", "b", "a"}) EXPECT_EQ(enter(network), -1);
+  made[0].has_work = made[1].has_work = true;
+  EXPECT_EQ(enter("b"), 3) << "of the fullest network still";
+  places.leave(made[3]);
+  EXPECT_EQ(enter("c"), 2);
+  for (auto& place : made) place.has_work = true;
+  EXPECT_EQ(places.crowd_out(), &made[0]) << "with work too, where all have";
+}
+
+TEST_F(PlacesTest, KnownOnesMakeRoomForTheUnknown) {
+  for (const char* network : {"a", "a", "a"}) EXPECT_EQ(enter(network), -1);
+  EXPECT_EQ(places.become_known(made[0]), nullptr);
+  EXPECT_EQ(places.become_known(made[0]), nullptr) << "again";
+  EXPECT_TRUE(made[0].known);
+  EXPECT_EQ(enter("a"), -1);
+  EXPECT_EQ(places.become_known(made[1]), nullptr);
+  made[0].has_work = true;
+  EXPECT_EQ(places.become_known(made[2]), &made[1]);
+  places.leave(made[1]);
+  made[2].has_work = true;
+  EXPECT_EQ(places.become_known(made[3]), &made[3]) << "where all others have work";
+  EXPECT_FALSE(made[3].known);
+  places.leave(made[0]);
+  EXPECT_EQ(places.become_known(made[3]), nullptr);
+}
+
+TEST_F(PlacesTest, WhoHasLeftIsNotThere) {
+  EXPECT_EQ(places.crowd_out(), nullptr);
+  enter("a");
+  places.leave(made[0]);
+  places.leave(made[0]);
+  EXPECT_EQ(places.crowd_out(), nullptr);
+  EXPECT_EQ(places.become_known(made[0]), nullptr);
+  EXPECT_FALSE(made[0].known);
+}
+
+}  // namespace
+}  // namespace broker::http

@@ -1,0 +1,53 @@
+// What all connections of a server share.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <memory>
+#include <mutex>
+
+#include "broker/http/channel.h"
+#include "broker/http/clock.h"
+#include "broker/http/log_in.h"
+#include "broker/http/loop.h"
+#include "broker/http/options.h"
+#include "broker/http/places.h"
+#include "broker/http/workers.h"
+
+namespace broker::http {
+
+struct Shared {
+  Shared(Handler answer, Options options);
+
+  std::shared_ptr<Users> present_users();
+  // A channel of the kind that is served.
+  std::unique_ptr<Channel> channel(int socket);
+  // Counts what a worker has in hand; false when the server is ending.
+  bool enter();
+  void leave() noexcept;
+  bool is_ending();
+
+  const Handler handler;
+  const Limits limits;
+  const Log log;
+  const std::shared_ptr<OwnNames> own_names;  // null: any Host
+
+  std::mutex lock;
+  std::condition_variable changed;
+  std::shared_ptr<Users> users;            // null: everybody is admitted
+  std::shared_ptr<const TlsSettings> tls;  // null: plain HTTP
+  std::size_t requests = 0;                // from the end of the head to that of the reply
+  std::size_t in_hand = 0;                 // of workers
+  bool ending = false;
+
+  std::atomic<std::size_t> bodies = 0;  // bytes of large bodies that are received or answered
+  Places places;                        // for the loop's thread alone
+
+  Loop loop;
+  Clock clock;
+  LogIns log_ins;
+  Workers workers;  // the first to go: its tasks use the others
+};
+
+}  // namespace broker::http
