@@ -9,15 +9,19 @@ namespace {
 // or "hddtest COMMAND"; _hddtest_values what stands, in the words of the help, behind an option or
 // as an argument: "hddtest COMMAND --OPTION", "hddtest COMMAND NUMBER", or * for a list.
 constexpr const char* functions = R"bash(
+# Those that "hddtest drives" lists, without a program that looks for them.
 _hddtest_drives() {
-  local drive
-  for drive in "${HVX_SYSFS_ROOT-}"/sys/block/*; do
-    drive=${drive##*/}
-    case $drive in
-      nvme*c*) ;; # one of several ways to a drive, which has no device file
-      sd* | nvme*) echo "/dev/$drive" ;;
-    esac
+  local place drive hidden type
+  for place in "${HVX_SYSFS_ROOT-}"/sys/block/*; do
+    [ -e "$place/device" ] || continue # a loop device, a logical volume
+    hidden= type=
+    # One of several ways to an NVMe drive is hidden; a CD drive has another SCSI type.
+    { read -r hidden < "$place/hidden"; read -r type < "$place/device/type"; } 2>/dev/null
+    [[ $hidden != 1 && ( $type == 0 || $type == 14 || ! $type =~ ^[0-9]+$ ) ]] || continue
+    drive=${place##*/}
+    [[ $drive =~ ^fd[0-9]+$ ]] || echo "/dev/${drive//!//}"
   done
+  return 0
 }
 
 _hddtest() {

@@ -3,6 +3,7 @@
     completion_test.py PROGRAM
 """
 
+import json
 import pathlib
 import re
 import shlex
@@ -42,11 +43,28 @@ class Completion(unittest.TestCase):
         (self.folder / "users").touch()
         (self.folder / "share").mkdir()
 
-    def complete(self, *words, drives=()):
+    def machine(self, **drives):
+        """A made-up machine whose drives have these files in sysfs, and a device of that name."""
+        sysfs = self.folder / "machine/sys"
+        for drive, (device, files) in drives.items():
+            block = sysfs / "block" / drive
+            block.mkdir(parents=True)
+            if device:
+                (sysfs / "devices" / device).mkdir(parents=True)
+                (block / "device").symlink_to(sysfs / "devices" / device)
+            for name, text in files.items():
+                (block / name).write_text(text + "\n")
+
+    def listed_drives(self):
+        """Those of that machine for the command itself."""
+        answer = subprocess.run([PROGRAM, "enumerate", "KAVRO_DiskDrive", "--json"], check=True,
+                                capture_output=True, env={"HVX_SYSFS_ROOT": f"{self.folder}/machine",
+                                                          "HVX_LOG_FILE": "/dev/null"}).stdout
+        return {drive["DeviceID"] for drive in json.loads(answer)}
+
+    def complete(self, *words):
         """What bash offers for the last of the words, in a folder with file users and folder share."""
         root = self.folder / "machine"
-        for drive in drives:
-            (root / "sys/block" / drive).mkdir(parents=True)
         line = " ".join(map(shlex.quote, words))
         done = subprocess.run(
             ["bash", "--norc", "-uec",
@@ -95,11 +113,18 @@ class Completion(unittest.TestCase):
         self.assertLessEqual({"DIR", "FILE", "N"}, found)
 
     def test_drives(self):
-        drives = ["sda", "sdab", "nvme0n1", "nvme0c0n1", "loop0", "sr0", "dm-0"]
-        every = {"/dev/sda", "/dev/sdab", "/dev/nvme0n1"}
-        self.assertEqual(self.complete("hddtest", "run", "", drives=drives), every)
+        def scsi(number, kind):
+            return f"{number}:0:0:0", {"device/type": kind, "hidden": "0"}
+        self.machine(sda=scsi(0, "0"), sdab=scsi(1, "0"), sdb=scsi(2, "14"), sr0=scsi(3, "5"),
+                     nvme0n1=("nvme0", {"hidden": "0"}), nvme0c0n1=("nvme1", {"hidden": "1"}),
+                     vda=("virtio0", {}), xvda=("vbd-51712", {}), fd0=("floppy.0", {}),
+                     mmcblk0=("mmc0:0001", {"device/type": "MMC"}), loop0=("", {"hidden": "0"}),
+                     **{"cciss!c0d0": ("c0d0", {}), "dm-0": ("", {"hidden": "0"})})
+        every = self.complete("hddtest", "run", "")
+        self.assertEqual(every, self.listed_drives())
+        self.assertLessEqual({"/dev/sda", "/dev/nvme0n1", "/dev/vda", "/dev/cciss/c0d0"}, every)
         self.assertEqual(self.complete("hddtest", "run", "--jobs", "2", "/dev/sda", "/dev/s"),
-                         {"/dev/sda", "/dev/sdab"})
+                         {"/dev/sda", "/dev/sdab", "/dev/sdb"})
         self.assertEqual(self.complete("hddtest", "run", "--", ""), every)
         self.assertEqual(self.complete("hddtest", "run", "--jobs", ""), set())
         self.assertEqual(self.complete("hddtest", "drives", ""), set())
