@@ -72,7 +72,7 @@ sub find_drive {
         }
     }
     my ($drive) = values %found;
-    die "drive $serial not found in the emulator's memory\n"
+    die "drive $serial not found in the emulator's memory; QEMU 7.2 and 10.0 lay it out as is known here\n"
       unless keys %found == 1 && unpack( 'C', peek( $drive->{count}, 1 ) ) == 1;
     return $drive;
 }
