@@ -13,6 +13,7 @@
 #include "broker/http/address.h"
 #include "broker/http/own_names.h"
 #include "broker/http/server.h"
+#include "cli/children.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
@@ -43,6 +44,9 @@ constexpr int https_port = 5989;
 
 // For what has been received when the server is told to end; a self-test takes longer anyway.
 constexpr std::chrono::seconds grace{2};
+
+// For what the server has started, when it has been killed.
+constexpr std::chrono::seconds grace_of_killed{2};
 
 // What providers gather goes after some minutes; nobody minds which half minute.
 constexpr std::chrono::seconds look_for_idle{30};
@@ -181,6 +185,10 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   notify_supervisor("STOPPING=1");
   const std::size_t at_work = server.stop(grace);
   note(NKVRHVX20::ILogger::eNotice, "the server ends");
+  if (!end_children(grace_of_killed))
+    warn(
+        "a program that the server started was killed and does not end: the kernel waits for a "
+        "drive");
   if (at_work == 0) return status_ok;
   warn(
       fmt::format("ended with {} request{} in work; drives go on testing by themselves; to stop "

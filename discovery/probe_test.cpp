@@ -36,6 +36,7 @@ struct Told {
   unsigned seconds_left = 0;
   rlimit core = {};
   int is_dumpable = -1;
+  int end_with_host = 0;  // the signal
   int default_actions = 0;
   bool alarm_is_blocked = true;
 };
@@ -58,6 +59,7 @@ void tell(const void*) {
   told->seconds_left = alarm(0);
   getrlimit(RLIMIT_CORE, &told->core);
   told->is_dumpable = prctl(PR_GET_DUMPABLE);
+  prctl(PR_GET_PDEATHSIG, &told->end_with_host);
   for (const int number : fatal_signals) {
     struct sigaction action;
     sigaction(number, nullptr, &action);
@@ -146,6 +148,7 @@ TEST_F(ProbeChild, HasTenSecondsNoCoreAndDefaultSignalsBeforeItReads) {
   EXPECT_GT(told->seconds_left, 5u);
   EXPECT_EQ(told->core.rlim_cur, 0u);
   EXPECT_EQ(told->core.rlim_max, 0u);
+  EXPECT_EQ(told->end_with_host, SIGKILL);
   EXPECT_EQ(told->is_dumpable, 0) << "the limit does not count where a program takes the cores";
   EXPECT_EQ(told->default_actions, static_cast<int>(std::size(fatal_signals)));
   EXPECT_FALSE(told->alarm_is_blocked);

@@ -29,6 +29,9 @@ static const int64_t group_end_limit = 1000000000; /* nanoseconds */
 /* Signal sets as the kernel has them. */
 static const uint64_t no_signals = 0;
 static const uint64_t child_signal = UINT64_C(1) << (SIGCHLD - 1);
+/* The kernel sends SIGHUP to a stopped helper that loses its runner, and wakes it: it is to end the
+ * group then, not to leave it alone. */
+static const uint64_t blocked_signals = UINT64_C(1) << (SIGCHLD - 1) | UINT64_C(1) << (SIGHUP - 1);
 
 static int child_ends; /* readable when a child has ended */
 
@@ -145,7 +148,8 @@ __attribute__((used, noreturn)) static void run(long* stack) {
   /* Members of the group that lose their parent become ours. */
   system_call(SYS_prctl, PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
   reset_library_signals();
-  system_call(SYS_rt_sigprocmask, SIG_SETMASK, (long)&child_signal, 0, sizeof child_signal, 0);
+  system_call(SYS_rt_sigprocmask, SIG_SETMASK, (long)&blocked_signals, 0, sizeof blocked_signals,
+              0);
   child_ends = (int)system_call(SYS_signalfd4, -1, (long)&child_signal, sizeof child_signal,
                                 SFD_CLOEXEC | SFD_NONBLOCK, 0);
 

@@ -1,0 +1,48 @@
+#include "cli/children.h"
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+namespace cli {
+namespace {
+
+constexpr std::chrono::milliseconds pause_between{2};
+
+void kill_children() {
+  std::error_code error;
+  // The kernel keeps them by thread. Other files of /proc may hide some from us.
+  for (std::filesystem::directory_iterator entry("/proc/self/task", error), end;
+       !error && entry != end; entry.increment(error)) {
+    std::ifstream stream(entry->path() / "children");
+    for (pid_t child = 0; stream >> child;) kill(child, SIGKILL);
+  }
+}
+
+// False: there is none, living or dead.
+bool reap_children() {
+  for (;;) {
+    const pid_t child = waitpid(-1, nullptr, WNOHANG);
+    if (child <= 0) return child == 0;
+  }
+}
+
+}  // namespace
+
+bool end_children(std::chrono::milliseconds time) {
+  const auto deadline = std::chrono::steady_clock::now() + time;
+  // Whoever loses its parent is ours from now on, so nobody gets away by it.
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  while (reap_children()) {
+    kill_children();
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(pause_between);
+  }
+  return true;
+}
+
+}  // namespace cli
