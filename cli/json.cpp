@@ -1,5 +1,12 @@
 #include "cli/json.h"
 
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <string_view>
+
+#include "platform/utf8.h"
+
 namespace cli {
 
 using broker::Type;
@@ -29,21 +36,18 @@ Json to_json(const broker::Instance& instance) {
 
 std::string dump(const Json& json) {
   const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
-  // JSON lets delete and the C1 controls stand as they are, and terminals obey the latter.
-  constexpr char digits[] = "0123456789abcdef";
+  // JSON lets much stand as it is that terminals obey, or that turns the direction of writing. What
+  // is below the blank is its own layout.
   std::string result;
   result.reserve(text.size() + 1);
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    auto byte = static_cast<unsigned char>(text[i]);
-    const bool c1 = byte == 0xc2 && static_cast<unsigned char>(text[i + 1]) < 0xa0;
-    if (c1) byte = static_cast<unsigned char>(text[++i]);
-    if (c1 || byte == 0x7f) {
-      result += "\\u00";
-      result += digits[byte >> 4];
-      result += digits[byte & 15];
+  for (std::string_view rest = text; !rest.empty();) {
+    const auto [character, length] = platform::first_utf8(rest);
+    if (character >= ' ' && character <= 0xFFFF && platform::misleads(character)) {
+      result += fmt::format("\\u{:04x}", static_cast<std::uint32_t>(character));
     } else {
-      result += text[i];
+      result += rest.substr(0, length);
     }
+    rest.remove_prefix(length);
   }
   return result + '\n';
 }

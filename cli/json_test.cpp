@@ -48,6 +48,8 @@ TEST(ToJson, MakesObjectsOfInstancesInTheirOrder) {
 
 TEST(Dump, IsUtf8WithoutEffectOnTerminals) {
   EXPECT_EQ(dump("\xff|\x1b|\x7f|\xc2\x9b|ä"), "\"\xef\xbf\xbd|\\u001b|\\u007f|\\u009b|ä\"\n");
+  EXPECT_EQ(dump("\u061c|\u200f|\u2028|\u202e|\u2069|\u206a|😀"),
+            "\"\\u061c|\\u200f|\\u2028|\\u202e|\\u2069|\u206a|😀\"\n");
 }
 
 TEST(Dump, ReadsBackAsItWas) {

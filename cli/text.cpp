@@ -10,13 +10,6 @@
 namespace cli {
 namespace {
 
-bool must_escape(char32_t character) {
-  return character < 0x20 || character == platform::Utf8_Sequence::none ||
-         (character >= 0x7f && character < 0xa0) ||       // delete, C1 controls
-         (character >= 0x2028 && character <= 0x202e) ||  // line ends, writing direction
-         (character >= 0x2066 && character <= 0x2069);
-}
-
 // The bytes of the first that many characters.
 std::size_t bytes_of(std::string_view text, std::size_t characters) {
   std::size_t bytes = 0;
@@ -43,7 +36,7 @@ std::string escape(std::string_view text) {
   while (!text.empty()) {
     const auto [character, length] = platform::first_utf8(text);
     const std::string_view bytes = text.substr(0, length);
-    if (!must_escape(character)) {
+    if (!platform::misleads(character)) {
       result += bytes;
     } else if (character == '\n') {
       result += "\\n";

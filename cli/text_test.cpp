@@ -26,6 +26,7 @@ TEST(Escape, TakesTheEffectFromControlCharacters) {
 TEST(Escape, TakesTheEffectFromLineEndsAndWritingDirections) {
   EXPECT_EQ(escape("a\u2028b\u2029c"), "a\\xe2\\x80\\xa8b\\xe2\\x80\\xa9c");
   EXPECT_EQ(escape("\u202e\u2066"), "\\xe2\\x80\\xae\\xe2\\x81\\xa6");
+  EXPECT_EQ(escape("\u061c\u200e\u200f"), "\\xd8\\x9c\\xe2\\x80\\x8e\\xe2\\x80\\x8f");
 }
 
 TEST(Escape, WritesWhatIsNoUtf8AsBytes) {

@@ -35,4 +35,15 @@ constexpr Utf8_Sequence first_utf8(std::string_view text) {
   return {character, length};
 }
 
+// Whether a character, shown as it is, may make the text around it look like another one: it is
+// none, or a control character, or ends a line for some viewers, or changes the direction of
+// writing.
+constexpr bool misleads(char32_t character) {
+  return character == Utf8_Sequence::none || character < 0x20 ||
+         (character >= 0x7F && character < 0xA0) ||       // delete, C1 controls
+         (character >= 0x2028 && character <= 0x202E) ||  // line ends, writing direction
+         (character >= 0x2066 && character <= 0x2069) ||  // writing direction
+         character == 0x061C || character == 0x200E || character == 0x200F;
+}
+
 }  // namespace platform

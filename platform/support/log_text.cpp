@@ -10,12 +10,6 @@ namespace NKVRHVX20 {
 
 namespace {
 
-// Whether it may not stand as it is: no character, a control character, or one that ends a line.
-bool MustEscape(char32_t character) {
-  return character == platform::Utf8_Sequence::none || character < 0x20 || character == '\\' ||
-         (character >= 0x7f && character < 0xa0) || character == 0x2028 || character == 0x2029;
-}
-
 void AppendEscape(std::string& line, char byte) {
   constexpr char digits[] = "0123456789abcdef";
   line += '\\';
@@ -44,7 +38,7 @@ void AppendEscaped(std::string& line, std::string_view text) {
   std::size_t copied = 0;  // what stays as it is goes over in runs
   for (std::size_t at = 0; at < text.size();) {
     const auto [character, length] = platform::first_utf8(text.substr(at));
-    if (MustEscape(character)) {
+    if (character == '\\' || platform::misleads(character)) {
       line.append(text, copied, at - copied);
       for (const char byte : text.substr(at, length)) AppendEscape(line, byte);
       copied = at + length;

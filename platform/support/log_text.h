@@ -9,8 +9,8 @@ namespace NKVRHVX20 {
 
 // Appends text so that it stays on its line and is valid UTF-8: backslash becomes \\, line feed
 // \n, carriage return \r, tab \t; each byte of any other control character (C1 and the two
-// Unicode line separators included, which many viewers break lines at) and of what is no UTF-8
-// becomes \xNN, two lower-case hexadecimal digits.
+// Unicode line separators included, which many viewers break lines at), of what changes the
+// direction of writing, and of what is no UTF-8 becomes \xNN, two lower-case hexadecimal digits.
 void AppendEscaped(std::string& line, std::string_view text);
 
 // A whole line with its line feed. The time is in microseconds since 1970-01-01T00:00 UTC.

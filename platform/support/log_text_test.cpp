@@ -25,6 +25,20 @@ TEST(LogText, WhatWouldLeaveTheLineIsEscaped) {
             "next\\xc2\\x85line\\xe2\\x80\\xa8separator\\xe2\\x80\\xa9");
 }
 
+TEST(LogText, WhatChangesTheDirectionOfWritingIsEscaped) {
+  const struct {
+    const char* mark;
+    const char* text;
+  } marks[] = {{"\u061c", "\\xd8\\x9c"},      {"\u200e", "\\xe2\\x80\\x8e"},
+               {"\u200f", "\\xe2\\x80\\x8f"}, {"\u202a", "\\xe2\\x80\\xaa"},
+               {"\u202e", "\\xe2\\x80\\xae"}, {"\u2066", "\\xe2\\x81\\xa6"},
+               {"\u2069", "\\xe2\\x81\\xa9"}};
+  for (const auto& [mark, text] : marks) EXPECT_EQ(escaped(mark), text);
+  for (const char* beside :
+       {"\u061b", "\u061d", "\u200d", "\u2010", "\u2027", "\u202f", "\u2065", "\u206a"})
+    EXPECT_EQ(escaped(beside), beside);
+}
+
 TEST(LogText, WhatIsNoUtf8IsEscapedByteByByte) {
   const struct {
     const char* bytes;
