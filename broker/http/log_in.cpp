@@ -3,12 +3,9 @@
 #include <exception>
 #include <utility>
 
+#include "broker/http/quoted_name.h"
+
 namespace broker::http {
-namespace {
-
-constexpr std::size_t most_of_a_name = 255;  // as long as a user's can be
-
-}  // namespace
 
 LogIns::LogIns(const Limits& limits, Log log)
     : log_(std::move(log)), penalties_(limits.delay, limits.longest_delay, limits.held_log_ins) {}
@@ -24,8 +21,7 @@ void LogIns::check(const std::shared_ptr<Users>& users, const Credentials& crede
     if (!penalties_.admits(network)) return then(Answer::busy);
     if (users->verify(credentials)) return then(Answer::admitted);
     if (log_)
-      log_(1, "refused a log-in of user '" + credentials.user.substr(0, most_of_a_name) +
-                  "' from " + peer.host());
+      log_(1, "refused a log-in of user " + quoted_name(credentials.user) + " from " + peer.host());
     return refuse(network, then);
   } catch (const std::exception& error) {
     log_failure(log_, "a log-in could not be checked", error);

@@ -127,6 +127,14 @@ TEST_F(LogIn, FailureIsLoggedWithUserAndAddress) {
   EXPECT_THAT(log_, testing::ElementsAre("refused a log-in of user 'operator' from 127.0.0.1"));
 }
 
+TEST_F(LogIn, NameOfAFailureIsQuoted) {
+  start();
+  post(log_in("root' from 10.0.0.1:wrong"));
+  const std::lock_guard guard(lock_);
+  EXPECT_THAT(log_, testing::ElementsAre(
+                        "refused a log-in of user 'root%27 from 10.0.0.1' from 127.0.0.1"));
+}
+
 TEST_F(LogIn, FailureIsHeldBackAndKeepsNobodyElseWaiting) {
   start(milliseconds(500));
   EXPECT_EQ(post(log_in("operator:right")).status, 200);

@@ -1,0 +1,34 @@
+#include "broker/http/quoted_name.h"
+
+#include "platform/utf8.h"
+
+namespace broker::http {
+namespace {
+
+constexpr std::size_t most_of_a_name = 255;
+
+}  // namespace
+
+// Not with the log's own escapes: it would escape their backslashes once more.
+std::string quoted_name(std::string_view name) {
+  constexpr char digits[] = "0123456789ABCDEF";
+  name = name.substr(0, most_of_a_name);
+  std::string text = "'";
+  while (!name.empty()) {
+    const auto [character, length] = platform::first_utf8(name);
+    const bool escaped = character == '\'' || character == '%' || platform::misleads(character);
+    for (const char byte : name.substr(0, length)) {
+      if (escaped) {
+        text += '%';
+        text += digits[static_cast<unsigned char>(byte) >> 4];
+        text += digits[static_cast<unsigned char>(byte) & 15];
+      } else {
+        text += byte;
+      }
+    }
+    name.remove_prefix(length);
+  }
+  return text + "'";
+}
+
+}  // namespace broker::http
