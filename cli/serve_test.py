@@ -18,10 +18,8 @@ import time
 import warnings
 
 from command_case import PROGRAM, main
-from server_case import RECORD, SERVICE, SPACE, ServerTest, enumeration, instance_name, run_of
-
-# Memory of a program under a sanitizer is the sanitizer's.
-SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM).read_bytes()
+from server_case import (RECORD, SANITIZED, SERVICE, SPACE, ServerTest, enumeration, instance_name,
+                         run_of)
 
 
 class Serve(ServerTest):
@@ -186,18 +184,6 @@ class Serve(ServerTest):
             self.assertTrue(found or not reply, reply)
             statuses.add(int(found[1]) if found else None)
         return statuses
-
-    def resources(self):
-        """Descriptors, threads and resident MiB; memory has some room to settle."""
-        process = pathlib.Path(f"/proc/{self.process.pid}")
-        descriptors = len(list((process / "fd").iterdir()))
-        threads = len(list((process / "task").iterdir()))
-        return descriptors, threads, 0 if SANITIZED else self.memory("VmRSS") // 16 * 16
-
-    def memory(self, which):
-        """In MiB: VmRSS is what it has, VmHWM the most that it had."""
-        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
-        return int(re.search(rf"{which}:\s*(\d+) kB", status)[1]) // 1024
 
     def send_batch(self, connection, calls):
         connection.request("POST", "/cimom", (

@@ -6,6 +6,7 @@ The first argument of the test program is the command's path.
 import base64
 import http.client
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -20,6 +21,8 @@ SERVICE = "KAVRO_HDDTest_DiagnosticService"
 SERVICE_KEYS = {"Name": "Hard Drive: Self Test", "SystemCreationClassName": "KAVRO_ComputerSystem",
                 "SystemName": "", "CreationClassName": SERVICE}
 RECORD = "KAVRO_HDDTest_DiagnosticCompletionRecord"
+# Memory of a program under a sanitizer is the sanitizer's.
+SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM).read_bytes()
 
 
 def message(call):
@@ -120,6 +123,18 @@ class ServerTest(CommandTest):
              "key.pem", "-out", f"{name}.pem"], check=True, capture_output=True, cwd=self.folder)
         os.chmod(self.folder / "key.pem", 0o600)
         return ["--cert", f"{name}.pem", "--key", "key.pem"]
+
+    def resources(self):
+        """Descriptors, threads and resident MiB; memory has some room to settle."""
+        process = pathlib.Path(f"/proc/{self.process.pid}")
+        descriptors = len(list((process / "fd").iterdir()))
+        threads = len(list((process / "task").iterdir()))
+        return descriptors, threads, 0 if SANITIZED else self.memory("VmRSS") // 16 * 16
+
+    def memory(self, which):
+        """In MiB: VmRSS is what it has, VmHWM the most that it had."""
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        return int(re.search(rf"{which}:\s*(\d+) kB", status)[1]) // 1024
 
     def wait_for(self, condition, what):
         deadline = time.monotonic() + 60
