@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
 #include <utility>
 
 #include "broker/http/field_text.h"
@@ -192,7 +191,7 @@ void RequestReader::end_head() {
     if (length->empty() || !std::all_of(length->begin(), length->end(), is_digit))
       return refuse(400);
     const auto read = std::from_chars(length->data(), length->data() + length->size(), left_);
-    if (read.ec != std::errc()) left_ = std::numeric_limits<std::uint64_t>::max();
+    if (read.ec != std::errc()) return refuse(413);
     length_ = left_;
   }
   place_ = left_ > 0 ? Place::body : Place::complete;

@@ -40,8 +40,7 @@ class RequestReader {
   bool begun() const { return place_ != Place::request_line || !line_.empty(); }
   // From the end of the head on.
   const RequestHead& head() const { return head_; }
-  // Of the body as announced: 0 without one; unset where it comes in chunks. A number beyond the
-  // type's is its greatest.
+  // Of the body as announced: 0 without one; unset where it comes in chunks.
   std::optional<std::uint64_t> length() const { return length_; }
   // What has come of the body and was not yet moved away, without the chunks' framing.
   std::string take_body();
