@@ -1,10 +1,10 @@
 // A connection's part that receives requests.
-#include <strings.h>
 #include <sys/epoll.h>
 
 #include <algorithm>
 #include <utility>
 
+#include "broker/http/field_text.h"
 #include "broker/http/job.h"
 #include "broker/http/own_names.h"
 
@@ -15,19 +15,12 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t at_once = std::size_t{16} << 10;  // read with one call
 
-bool same(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 // Whether a list of words ("close, TE") has this one.
 bool has_word(std::string_view list, std::string_view word) {
   while (!list.empty()) {
     const std::size_t end = std::min(list.find(','), list.size());
-    std::string_view piece = list.substr(0, end);
+    if (equal(trim(list.substr(0, end)), word)) return true;
     list.remove_prefix(std::min(end + 1, list.size()));
-    piece.remove_prefix(std::min(piece.find_first_not_of(" \t"), piece.size()));
-    piece = piece.substr(0, piece.find_last_not_of(" \t") + 1);
-    if (same(piece, word)) return true;
   }
   return false;
 }
@@ -77,14 +70,18 @@ Loop::Time Connection::receive_end() const {
 
 std::optional<std::string> Connection::field(std::string_view name) const {
   for (const auto& [present, value] : reader_->head().fields)
-    if (same(present, name)) return value;
+    if (equal(present, name)) return value;
   return std::nullopt;
 }
 
 std::optional<Refusal> Connection::fault_of_head() {
   const RequestHead& head = reader_->head();
-  const auto host = field("Host");
-  if (shared_.own_names && host && !shared_.own_names->covers(*host)) return Refusal{421};
+  if (shared_.own_names) {
+    // Of an absolute target the Host field is not asked (RFC 9112, 3.2.2): it must not differ in
+    // this.
+    for (const auto& host : {field("Host"), host_of(head.target)})
+      if (host && !shared_.own_names->covers(*host)) return Refusal{421};
+  }
   auto read =
       read_head(head.method, head.target, [this](const std::string& name) { return field(name); });
   if (Refusal* const refusal = std::get_if<Refusal>(&read)) return std::move(*refusal);
@@ -106,6 +103,8 @@ void Connection::end_of_head() {
                  (reader_->head().version == "HTTP/1.0" && !has_word(connection, "keep-alive"));
   refusal_ = fault_of_head();
   received_ = 0;
+  // Who has bound another name to this server gets no visitor of his asked for a password.
+  if (refusal_ && refusal_->status == 421) return admitted();
   admit();
 }
 

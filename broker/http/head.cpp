@@ -44,15 +44,19 @@ std::string declared_prefix(std::string_view man) {
   return prefix;
 }
 
+// What stands behind the scheme of an absolute URI; unset of any other text.
+std::optional<std::string_view> behind_scheme(std::string_view target) {
+  for (const std::string_view scheme : {"http://", "https://"})
+    if (equal(target.substr(0, scheme.size()), scheme)) return target.substr(scheme.size());
+  return std::nullopt;
+}
+
 // The path of an absolute URI; any other text as it stands.
 std::string_view path_of(std::string_view target) {
-  for (const std::string_view scheme : {"http://", "https://"}) {
-    if (target.size() < scheme.size() || !equal(target.substr(0, scheme.size()), scheme)) continue;
-    target.remove_prefix(scheme.size());
-    const std::size_t slash = target.find('/');
-    return slash == std::string_view::npos ? "/" : target.substr(slash);
-  }
-  return target;
+  const auto rest = behind_scheme(target);
+  if (!rest) return target;
+  const std::size_t slash = rest->find('/');
+  return slash == std::string_view::npos ? "/" : rest->substr(slash);
 }
 
 // A method that the server does not have: one of HTTP's own, or one that it never heard of.
@@ -167,21 +171,10 @@ std::variant<Head, Refusal> read_head(std::string_view method, std::string_view 
   return head;
 }
 
-std::optional<Refusal> framing_fault(std::string_view version, const Headers& fields) {
-  const auto number = [&](std::string_view name) {
-    return std::count_if(fields.begin(), fields.end(),
-                         [&](const auto& field) { return equal(field.first, name); });
-  };
-  const bool is_1_1 = version == "HTTP/1.1";
-  const auto lengths = number("Content-Length"), encodings = number("Transfer-Encoding");
-  const bool ends =
-      lengths + encodings <= 1 && (encodings == 0 || is_1_1) &&
-      std::all_of(fields.begin(), fields.end(), [](const auto& field) {
-        return !equal(field.first, "Transfer-Encoding") || equal(trim(field.second), "chunked");
-      });
-  const auto hosts = number("Host");
-  if (ends && (hosts == 1 || (hosts == 0 && !is_1_1))) return std::nullopt;
-  return Refusal{400, {{"Connection", "close"}}};
+std::optional<std::string> host_of(std::string_view target) {
+  const auto rest = behind_scheme(target);
+  if (!rest) return std::nullopt;
+  return std::string(rest->substr(0, rest->find_first_of("/?#")));
 }
 
 Headers reply_headers(const Headers& headers, const std::string& prefix) {

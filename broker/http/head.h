@@ -33,9 +33,9 @@ using Fields = std::function<std::optional<std::string>(const std::string& name)
 std::variant<Head, Refusal> read_head(std::string_view method, std::string_view path,
                                       const Fields& fields);
 
-// Why it cannot be said for whom a request is or where it ends (RFC 9112, 3.2 and 6.3): the answer,
-// after which the connection is closed. fields: all, as often as they stand there.
-std::optional<Refusal> framing_fault(std::string_view version, const Headers& fields);
+// Host and port of a target that is an absolute URI ("http://host:5988/cimom"); unset of another
+// one.
+std::optional<std::string> host_of(std::string_view target);
 
 // The fields of a reply to such a request: those of CIM get the prefix, and an M-POST is told that
 // its extension was understood.

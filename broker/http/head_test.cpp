@@ -113,25 +113,14 @@ TEST(Head, BodyMustNotBeEncoded) {
   EXPECT_EQ(refusal("POST", "/cimom", {{"Content-Encoding", "identity, gzip"}}), 415);
 }
 
-TEST(Framing, LeavesNoDoubt) {
-  const auto fault = [](const char* version, const Headers& fields) {
-    const auto refusal = framing_fault(version, fields);
-    return refusal ? refusal->status : 0;
-  };
-  const std::pair<std::string, std::string> host{"Host", "x"}, length{"content-length", "1"},
-      chunked{"Transfer-Encoding", "Chunked"};
-  EXPECT_EQ(fault("HTTP/1.1", {host}), 0);
-  EXPECT_EQ(fault("HTTP/1.1", {host, length}), 0);
-  EXPECT_EQ(fault("HTTP/1.1", {host, chunked}), 0);
-  EXPECT_EQ(fault("HTTP/1.0", {length}), 0);
-  EXPECT_EQ(fault("HTTP/1.1", {length}), 400);
-  EXPECT_EQ(fault("HTTP/1.1", {host, host}), 400);
-  EXPECT_EQ(fault("HTTP/1.0", {host, host}), 400);
-  EXPECT_EQ(fault("HTTP/1.1", {host, length, chunked}), 400);
-  EXPECT_EQ(fault("HTTP/1.1", {host, length, {"Content-Length", "2"}}), 400);
-  EXPECT_EQ(fault("HTTP/1.1", {host, chunked, chunked}), 400);
-  EXPECT_EQ(fault("HTTP/1.1", {host, {"Transfer-Encoding", "gzip, chunked"}}), 400);
-  EXPECT_EQ(fault("HTTP/1.0", {chunked}), 400);
+TEST(Head, AbsoluteTargetNamesAHost) {
+  EXPECT_EQ(host_of("http://host:5988/cimom"), "host:5988");
+  EXPECT_EQ(host_of("HTTPS://Host"), "Host");
+  EXPECT_EQ(host_of("http://host?/x"), "host");
+  EXPECT_EQ(host_of("http://a@b/"), "a@b");
+  EXPECT_EQ(host_of("http:///cimom"), "");
+  for (const char* const other : {"/cimom", "*", "", "http:/host/", "ftp://host/", "//host/"})
+    EXPECT_EQ(host_of(other), std::nullopt) << other;
 }
 
 TEST(Head, RepliesToMPostCarryThePrefix) {

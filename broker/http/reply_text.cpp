@@ -17,7 +17,8 @@ constexpr std::string_view wrong_method = "the method must be POST or M-POST\n";
 
 constexpr Meaning meanings[] = {
     {200, "OK", ""},
-    {400, "Bad Request", "the header does not say for whom the request is, or where it ends\n"},
+    {400, "Bad Request",
+     "the header is malformed, or does not say for whom the request is, or where it ends\n"},
     {401, "Unauthorized", "a user and a password are needed, or these are wrong\n"},
     {403, "Forbidden", "requests of web pages are not answered\n"},
     {404, "Not Found", "the object manager is at /cimom\n"},
@@ -29,7 +30,8 @@ constexpr Meaning meanings[] = {
      "the Host is none of this server's names; its administrator can add it with --host\n"},
     {431, "Request Header Fields Too Large", "the request's header is too long\n"},
     {500, "Internal Server Error", ""},
-    {501, "Not Implemented", wrong_method},
+    {501, "Not Implemented",
+     "the method must be POST or M-POST, and the only transfer encoding is chunked\n"},
     {503, "Service Unavailable",
      "the server is ending or busy, or too many log-ins from here have failed\n"},
     {505, "HTTP Version Not Supported", "the version must be HTTP/1.0 or HTTP/1.1\n"},

@@ -46,8 +46,8 @@ TEST_F(Conversation, BodyIsAskedFor) {
 }
 
 TEST_F(Conversation, ClientThatWantsItsEndGetsIt) {
-  for (const std::string head : {"POST / HTTP/1.1\r\nHost: x\r\nConnection: TE, Close\r\n",
-                                 "POST / HTTP/1.0\r\n"}) {
+  for (const std::string head :
+       {"POST / HTTP/1.1\r\nHost: x\r\nConnection: TE, Close\r\n", "POST / HTTP/1.0\r\n"}) {
     const auto client = connect();
     client->send(head + "Content-Length: 1\r\n\r\nx");
     TestReply reply = client->receive();
@@ -85,12 +85,16 @@ TEST_F(Limited, OnlyRequestsForItselfAreAnswered) {
   options.own_names = std::make_shared<OwnNames>(std::vector<std::string>{"test"});
   test_ = std::make_unique<TestServer>(echo, std::move(options));
   const auto client = connect();
-  const auto status = [&](const std::string& host) {
-    client->send("POST /cimom HTTP/1.1\r\nHost: " + host + "\r\nContent-Length: 1\r\n\r\nx");
+  const auto status = [&](const std::string& host, const std::string& target = "/cimom") {
+    client->send("POST " + target + " HTTP/1.1\r\nHost: " + host +
+                 "\r\nContent-Length: 1\r\n\r\nx");
     return client->receive().status;
   };
   EXPECT_EQ(status("test"), 200);
   EXPECT_EQ(status("attacker.example"), 421);
+  EXPECT_EQ(status("test", "http://attacker.example/cimom"), 421);
+  EXPECT_EQ(status("attacker.example", "http://test/cimom"), 421);
+  EXPECT_EQ(status("localhost", "http://test:1/cimom"), 200);
   EXPECT_EQ(status("127.0.0.1:5988"), 200);
 }
 
