@@ -219,7 +219,7 @@ class CommandLine(CommandTest):
             (["run", "--worke"], "has no option '--worke'; see"),  # it is not listed
             (["run", "--data"], "--data needs a value; see hddtest run --help"),
             (["run", "--jobs", "1", "--jobs", "2"], "--jobs is given more than once; see"),
-            (["run", "--jobs", "0"], "--jobs: Value 0 not in range 1 to 1000; see"),
+            (["run", "--jobs", "0"], "--jobs: '0' is not a number from 1 to 1000; see"),
             (["enumerate"], "CLASS is required; see hddtest enumerate --help"),
             (["enumerate", "A", "B"],
              "'hddtest enumerate' takes no further argument 'B'; see hddtest enumerate --help"),
@@ -232,7 +232,7 @@ class CommandLine(CommandTest):
         members = {"format": 1, "device": None, "outcome": None, "job": None, "status": 3}
         wrong = "command-line"
         for arguments, cause, reason in [
-            (["run", "--json", "--jobs", "0"], wrong, "--jobs: Value 0 not in range 1 to 1000; see"),
+            (["run", "--json", "--jobs", "0"], wrong, "--jobs: '0' is not a number from 1 to 1000; see"),
             (["run", "--jobs", "--json"], wrong, "--jobs"),
             (["run", "--json", "--force"], wrong, "--force needs a DEVICE: "),
             (["drives", "--jsn", "--json"], wrong, "'hddtest drives' has no option '--jsn'; see"),
@@ -254,7 +254,7 @@ class CommandLine(CommandTest):
         self.run_command("enumerate", "--", "--json")
         self.expect_one_line(3, "there is no class --json")
         self.run_command("run", "--jobs", "0", "--", "--json")
-        self.expect_one_line(3, "--jobs: Value 0 not in range 1 to 1000; see")
+        self.expect_one_line(3, "--jobs: '0' is not a number from 1 to 1000; see")
 
     def test_without_a_command_there_is_the_list(self):
         for arguments, line in [

@@ -1,4 +1,6 @@
 // The command line as a whole, and the one place where failures become lines and exit statuses.
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string_view>
@@ -38,7 +40,14 @@ void add_option(CLI::App& app, const Option& option) {
     add(**texts);
   } else {
     const Number& number = std::get<Number>(option.target);
-    add(*number.value)->check(CLI::Range(number.least, number.most).description(""));
+    // The library judges; its words differ between its versions.
+    const auto within = [number,
+                         range = CLI::Range(number.least, number.most)](const std::string& text) {
+      return range(text).empty() ? ""
+                                 : fmt::format("'{}' is not a number from {} to {}", text,
+                                               number.least, number.most);
+    };
+    add(*number.value)->check(within);
   }
 }
 
