@@ -16,13 +16,13 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "discovery/scratch_file_lock.h"
 #include "platform/support/osspecific.h"
+#include "tests/replaced_memory.h"
 
 namespace {
 
@@ -58,13 +58,9 @@ Function* next(const char* name) {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
-  void* const block = until_failure > 0 && --until_failure == 0 ? nullptr : std::malloc(size);
-  if (!block) throw std::bad_alloc();
-  return block;
+static void* allocate(std::size_t size) {
+  return until_failure > 0 && --until_failure == 0 ? nullptr : std::malloc(size);
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 int NKVRHVX20::TOSSpecific::SpawnProcess(std::string program, std::vector<std::string> arguments,
                                          std::string& output, int seconds) {

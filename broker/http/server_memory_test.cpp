@@ -4,10 +4,10 @@
 #include <atomic>
 #include <climits>
 #include <cstdlib>
-#include <new>
 #include <string>
 
 #include "broker/http/limited_test.h"
+#include "tests/replaced_memory.h"
 
 namespace {
 
@@ -16,23 +16,15 @@ std::atomic<int> allocations = 0;
 std::atomic<int> first_to_fail = INT_MAX, last_to_fail = INT_MAX;
 thread_local bool exempt = false;
 
-void* allocate(std::size_t size) {
-  if (!exempt) {
-    const int number = ++allocations;
-    if (number >= first_to_fail && number <= last_to_fail) throw std::bad_alloc();
-  }
-  if (void* const block = std::malloc(size ? size : 1)) return block;
-  throw std::bad_alloc();
-}
-
 }  // namespace
 
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+static void* allocate(std::size_t size) {
+  if (!exempt) {
+    const int number = ++allocations;
+    if (number >= first_to_fail && number <= last_to_fail) return nullptr;
+  }
+  return std::malloc(size);
+}
 
 namespace broker::http {
 namespace {

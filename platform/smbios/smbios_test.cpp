@@ -3,23 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <new>
 
 #include "platform/smbios/table.h"
 #include "platform/smbios/test_table.h"
+#include "tests/replaced_memory.h"
 
-// The program's own memory, of which a piece of some size may be missing. Not inlined, or the
-// compiler takes the pair for one that does not match.
+// A piece of some size may be missing.
 namespace {
 std::size_t missing_size = 0;  // 0: none
 }
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  void* const bytes = size == missing_size ? nullptr : std::malloc(size);
-  if (!bytes) throw std::bad_alloc();
-  return bytes;
+static void* allocate(std::size_t size) {
+  return size == missing_size ? nullptr : std::malloc(size);
 }
-[[gnu::noinline]] void operator delete(void* bytes) noexcept { std::free(bytes); }
-void operator delete(void* bytes, std::size_t) noexcept { operator delete(bytes); }
 
 namespace smbios {
 namespace {

@@ -16,9 +16,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <utility>
 #include <vector>
+
+#include "tests/replaced_memory.h"
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -183,28 +184,11 @@ namespace {
 // The sanitizers end a process that asks for more than there can be.
 constexpr std::size_t largest = std::size_t{1} << 40;
 
-void* allocate(std::size_t size) { return size > largest ? nullptr : std::malloc(size ? size : 1); }
-
-void* allocate_or_throw(std::size_t size) {
-  void* const block = faults::has_to_fail(Call::allocation) ? nullptr : allocate(size);
-  if (!block) throw std::bad_alloc();
-  return block;
-}
-
 }  // namespace
 
-void* operator new(std::size_t size) { return allocate_or_throw(size); }
-void* operator new[](std::size_t size) { return allocate_or_throw(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return faults::has_to_fail(Call::allocation) ? nullptr : allocate(size);
+static void* allocate(std::size_t size) {
+  return faults::has_to_fail(Call::allocation) || size > largest ? nullptr : std::malloc(size);
 }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return faults::has_to_fail(Call::allocation) ? nullptr : allocate(size);
-}
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 // What the XML parser asks for on our behalf. The sanitizers' allocator cannot be stood before.
 #if !defined(__SANITIZE_ADDRESS__)
