@@ -5,14 +5,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 #include "broker/cimxml/service.h"
 #include "broker/http/address.h"
 #include "broker/http/own_names.h"
 #include "broker/http/server.h"
+#include "cli/certificate.h"
 #include "cli/children.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
@@ -56,8 +55,8 @@ constexpr const char* description = "Serves CIM operations (CIM-XML over HTTP) u
 constexpr const char* footer =
     "Clients use http://ADDRESS:PORT/cimom and the name space root/cimv2. Other addresses\n"
     "than those of this machine's own loopback need --users, --cert and --key.\n"
-    "SIGHUP makes it read the users file again; SIGTERM and Ctrl-C end it, but no test that\n"
-    "a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when it was ended so.\n"
+    "SIGHUP makes it read users file and certificate again; SIGTERM and Ctrl-C end it, but no\n"
+    "test that a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when ended so.\n"
     "The log may be moved away at any time: each line goes to the file that has its name then.";
 
 void note(int severity, const std::string& text) {
@@ -70,28 +69,6 @@ void note(int severity, const std::string& text) {
 void warn(const std::string& text) {
   complain(text);
   note(NKVRHVX20::ILogger::eWarning, text);
-}
-
-std::string read_pem(const std::filesystem::path& file) {
-  if (const std::string fault = reading_fault(file); !fault.empty())
-    throw Failure("cannot read " + file.string() + ": " + fault);
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-// The text of a key that not everybody may read. Of a file of another use nobody must be told to
-// change what others may do with it.
-std::string read_key(const std::filesystem::path& file) {
-  using std::filesystem::perms;
-  std::string text = read_pem(file);
-  if (text.find("PRIVATE KEY-----") == text.npos)
-    throw Failure("there is no private key in " + file.string() +
-                  "; name the PEM file of the certificate's key with --key");
-  std::error_code error;
-  const perms mode = std::filesystem::status(file, error).permissions();
-  if (!error && (mode & perms::others_all) != perms::none)
-    throw Failure("the key " + file.string() + " is open to everybody; chmod 600 it");
-  return text;
 }
 
 // Room for as many connections as the server may have, as far as we may have it.
@@ -129,14 +106,21 @@ void check_security(const ServeOptions& options, const http::Address& address) {
                   "; name a certificate with --cert and --key");
 }
 
+CertificateFiles certificate_files(const ServeOptions& options, const Places& places) {
+  return {resolve(places, options.certificate), resolve(places, options.key)};
+}
+
 http::Options server_options(const ServeOptions& options, const Places& places) {
   http::Options server;
   server.log = note;
   server.own_names = std::make_shared<http::OwnNames>();
   if (!options.users.empty()) server.users = http::Users::read(resolve(places, options.users));
   if (!options.certificate.empty()) {
-    server.certificate = std::make_unique<http::Certificate>(http::Certificate{
-        read_pem(resolve(places, options.certificate)), read_key(resolve(places, options.key))});
+    ReadCertificate read = read_certificate(certificate_files(options, places));
+    if (!read.out_of_date.empty())
+      warn("clients will refuse the certificate " + options.certificate + ": " + read.out_of_date +
+           "; renew it, and send SIGHUP");
+    server.certificate = std::make_unique<http::Certificate>(std::move(read.certificate));
   }
   return server;
 }
@@ -148,6 +132,24 @@ void reload_users(http::Server& server, const std::filesystem::path& file) {
   } catch (const std::exception& error) {
     warn(std::string(error.what()) + "; the users stay as they were");
   }
+}
+
+// One that clients would refuse is no better than the one before.
+void reload_certificate(http::Server& server, const CertificateFiles& files) {
+  try {
+    const ReadCertificate read = read_certificate(files);
+    if (!read.out_of_date.empty())
+      throw Failure("certificate " + files.chain.string() + ": " + read.out_of_date + "; renew it");
+    server.replace_certificate(read.certificate);
+    note(NKVRHVX20::ILogger::eNotice, "read the certificate " + files.chain.string() + " again");
+  } catch (const std::exception& error) {
+    warn(std::string(error.what()) + "; the certificate stays as it was");
+  }
+}
+
+void reload(http::Server& server, const ServeOptions& options, const Places& places) {
+  if (!options.users.empty()) reload_users(server, resolve(places, options.users));
+  if (!options.certificate.empty()) reload_certificate(server, certificate_files(options, places));
 }
 
 int serve(const ServeOptions& options, const Invocation& invocation) {
@@ -179,8 +181,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   standard_output().write(invocation.json ? dump({{"url", url}}) : "Listening on " + url + "\n");
   notify_supervisor("READY=1");
 
-  while (signals.wait() == SIGHUP)
-    if (!options.users.empty()) reload_users(server, resolve(places, options.users));
+  while (signals.wait() == SIGHUP) reload(server, options, places);
 
   notify_supervisor("STOPPING=1");
   const std::size_t at_work = server.stop(grace);

@@ -3,7 +3,6 @@
     serve_test.py PROGRAM
 """
 
-import http.client
 import os
 import pathlib
 import pty
@@ -11,11 +10,9 @@ import random
 import re
 import signal
 import socket
-import ssl
 import subprocess
 import sys
 import time
-import warnings
 
 from command_case import PROGRAM, main
 from server_case import (RECORD, SANITIZED, SERVICE, SPACE, ServerTest, enumeration, instance_name,
@@ -281,27 +278,6 @@ class LogIn(ServerTest):
         self.process.send_signal(signal.SIGHUP)
         self.count(SERVICE)
         self.wait_for_log(SERVICE)
-
-    def test_tls(self):
-        self.make_user()
-        url = self.serve("--users", "users", *self.make_certificate())
-        self.assertTrue(url.startswith("https://"))
-        self.assertEqual(self.count(SERVICE, user="operator:secret"), 1)
-        self.assertEqual(self.ask(enumeration(SERVICE))[0], 401)
-        plain = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
-        with self.assertRaises((http.client.HTTPException, OSError)):
-            plain.request("POST", "/cimom", "x")
-            plain.getresponse()
-        old = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
-        old.check_hostname, old.verify_mode = False, ssl.CERT_NONE
-        old.set_ciphers("ALL:@SECLEVEL=0")
-        with warnings.catch_warnings():
-            warnings.simplefilter("ignore", DeprecationWarning)
-            old.minimum_version = old.maximum_version = ssl.TLSVersion.TLSv1_1
-        with socket.create_connection(("127.0.0.1", self.port)) as client:
-            with self.assertRaises(OSError):
-                old.wrap_socket(client)
-        self.assertEqual(self.count(SERVICE, user="operator:secret"), 1)
 
 
 class Documentation(ServerTest):

@@ -1,0 +1,48 @@
+#include "cli/certificate.h"
+
+#include <fstream>
+#include <iterator>
+
+#include "broker/http/channel.h"
+#include "cli/failure.h"
+#include "cli/places.h"
+
+namespace cli {
+namespace {
+
+std::string read_pem(const std::filesystem::path& file) {
+  if (const std::string fault = reading_fault(file); !fault.empty())
+    throw Failure("cannot read " + file.string() + ": " + fault);
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// The text of a key that not everybody may read. Of a file of another use nobody must be told to
+// change what others may do with it.
+std::string read_key(const std::filesystem::path& file) {
+  using std::filesystem::perms;
+  std::string text = read_pem(file);
+  if (text.find("PRIVATE KEY-----") == text.npos)
+    throw Failure("there is no private key in " + file.string() +
+                  "; name the PEM file of the certificate's key with --key");
+  std::error_code error;
+  const perms mode = std::filesystem::status(file, error).permissions();
+  if (!error && (mode & perms::others_all) != perms::none)
+    throw Failure("the key " + file.string() + " is open to everybody; chmod 600 it");
+  return text;
+}
+
+}  // namespace
+
+ReadCertificate read_certificate(const CertificateFiles& files) {
+  ReadCertificate read{{read_pem(files.chain), read_key(files.key)}, ""};
+  try {
+    read.out_of_date = broker::http::TlsSettings(read.certificate).out_of_date();
+  } catch (const std::runtime_error& error) {
+    throw Failure("certificate " + files.chain.string() + ", key " + files.key.string() + ": " +
+                  error.what());
+  }
+  return read;
+}
+
+}  // namespace cli
