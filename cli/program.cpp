@@ -37,7 +37,7 @@ void add_option(CLI::App& app, const Option& option) {
   } else if (auto* const text = std::get_if<std::string*>(&option.target)) {
     add(**text)->required(argument);
   } else if (auto* const texts = std::get_if<std::vector<std::string>*>(&option.target)) {
-    add(**texts);
+    add(**texts)->allow_extra_args(argument);
   } else {
     const Number& number = std::get<Number>(option.target);
     // The library judges; its words differ between its versions.

@@ -1,5 +1,6 @@
 // hddtest serve: the object manager as a server of CIM operations over HTTP.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -16,7 +17,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
-#include "cli/listening.h"
+#include "cli/listeners.h"
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/signals.h"
@@ -30,8 +31,9 @@ namespace {
 namespace http = broker::http;
 
 struct ServeOptions {
-  std::string address = "127.0.0.1";
+  std::vector<std::string> addresses;
   int port = -1;
+  std::vector<std::string> hosts;
   std::string users;
   std::string certificate;
   std::string key;
@@ -80,16 +82,9 @@ void raise_descriptor_limit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-int listen_at(http::Address& address) {
-  try {
-    return address.listen();
-  } catch (const std::system_error& error) {
-    throw Failure(listening_fault(error, address));
-  }
-}
-
 // Nobody gets a server that is open to others by leaving something away.
 void check_security(const ServeOptions& options, const http::Address& address) {
+  const std::string host = address.host();
   const bool tls = !options.certificate.empty();
   if (tls == options.key.empty()) throw Failure("--cert and --key belong together; name both");
   if (options.no_auth == !options.users.empty())
@@ -99,11 +94,35 @@ void check_security(const ServeOptions& options, const http::Address& address) {
                         "USER'), or --no-auth for everybody on this machine");
   if (address.is_loopback()) return;
   if (options.no_auth)
-    throw Failure("--no-auth is for loopback addresses only; use --users FILE for " +
-                  options.address);
+    throw Failure("--no-auth is for loopback addresses only; use --users FILE for " + host);
   if (!tls)
-    throw Failure("passwords would be readable on the way to " + options.address +
+    throw Failure("passwords would be readable on the way to " + host +
                   "; name a certificate with --cert and --key");
+}
+
+// What the server is to listen on: what a supervisor hands over, else what is wanted of it. Nothing
+// is opened yet.
+struct Listening {
+  Listeners handed_over;
+  std::vector<ListeningPlace> places;
+};
+
+Listening find_listening(const ServeOptions& options) {
+  Listening listening{handed_over_listeners(), {}};
+  if (listening.handed_over.empty()) {
+    const int standard = options.certificate.empty() ? http_port : https_port;
+    const int port = options.port >= 0 ? options.port : standard;
+    listening.places = listening_places(options.addresses, static_cast<std::uint16_t>(port));
+  } else if (!options.addresses.empty() || options.port >= 0) {
+    throw Failure(
+        "--listen and --port exclude sockets that are handed over; name addresses with "
+        "ListenStream= in the socket unit ('systemctl edit hddtest.socket'), or disable "
+        "that unit");
+  }
+  for (const http::Address& address : listening.handed_over.addresses())
+    check_security(options, address);
+  for (const ListeningPlace& place : listening.places) check_security(options, place.address);
+  return listening;
 }
 
 CertificateFiles certificate_files(const ServeOptions& options, const Places& places) {
@@ -113,7 +132,7 @@ CertificateFiles certificate_files(const ServeOptions& options, const Places& pl
 http::Options server_options(const ServeOptions& options, const Places& places) {
   http::Options server;
   server.log = note;
-  server.own_names = std::make_shared<http::OwnNames>();
+  server.own_names = std::make_shared<http::OwnNames>(options.hosts);
   if (!options.users.empty()) server.users = http::Users::read(resolve(places, options.users));
   if (!options.certificate.empty()) {
     ReadCertificate read = read_certificate(certificate_files(options, places));
@@ -152,6 +171,18 @@ void reload(http::Server& server, const ServeOptions& options, const Places& pla
   if (!options.certificate.empty()) reload_certificate(server, certificate_files(options, places));
 }
 
+// Tells where the server listens, in the log and to whoever started it.
+void tell(const std::vector<http::Address>& addresses, bool tls, bool json) {
+  std::vector<std::string> urls;
+  for (const http::Address& address : addresses)
+    urls.push_back((tls ? "https://" : "http://") + address.text());
+  const std::string all = fmt::format("{}", fmt::join(urls, " and "));
+  note(NKVRHVX20::ILogger::eNotice, "listening on " + all);
+  standard_output().write(json ? dump({{"url", urls.front()}, {"urls", urls}})
+                               : "Listening on " + all + "\n");
+  notify_supervisor("READY=1");
+}
+
 int serve(const ServeOptions& options, const Invocation& invocation) {
   const Places places = find_places(invocation.data);
   if (const std::string fault = reading_fault(places.message_file); !fault.empty()) {
@@ -162,25 +193,20 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   if (const auto faults = results::message_file_faults(places.message_file); !faults.empty())
     warn("records of tests may lack their texts: " + places.message_file.string() + ": " +
          faults.front() + "; mend it or reinstall hddtest, or name its data with --data");
-  const bool tls = !options.certificate.empty();
-  const int port = options.port >= 0 ? options.port : tls ? https_port : http_port;
-  http::Address address(options.address, static_cast<std::uint16_t>(port));
-  check_security(options, address);
+  Listening listening = find_listening(options);
   http::Options settings = server_options(options, places);
 
   raise_descriptor_limit();
   Signals signals;
   const auto manager = make_manager(places, look_for_idle);
   broker::cimxml::Service service(*manager);
-  settings.listeners = {listen_at(address)};
+  Listeners listeners = listening.handed_over.empty() ? open_listeners(listening.places)
+                                                      : std::move(listening.handed_over);
+  settings.listeners = listeners.take();
   http::Server server([&](const auto& call, auto& reply) { service.answer(call, reply); },
                       std::move(settings));
 
-  const std::string url = (tls ? "https://" : "http://") + address.text();
-  note(NKVRHVX20::ILogger::eNotice, "listening on " + url);
-  standard_output().write(invocation.json ? dump({{"url", url}}) : "Listening on " + url + "\n");
-  notify_supervisor("READY=1");
-
+  tell(listeners.addresses(), !options.certificate.empty(), invocation.json);
   while (signals.wait() == SIGHUP) reload(server, options, places);
 
   notify_supervisor("STOPPING=1");
@@ -206,9 +232,12 @@ Command serve_command(const Invocation& invocation) {
   return {"serve",
           description,
           footer,
-          {{"--listen", &options->address, "Address to listen on (default 127.0.0.1)", "ADDRESS"},
+          {{"--listen", &options->addresses,
+            "Address to listen on, once for each (default 127.0.0.1 and ::1)", "ADDRESS"},
            {"--port", Number{&options->port, 0, 65535},
             "Port (default 5988, with TLS 5989; 0 takes any free one)", "N"},
+           {"--host", &options->hosts,
+            "A further name under which clients ask for it, once for each", "NAME"},
            {"--users", &options->users, "Who may use it; see hddtest passwd --help", "FILE"},
            {"--no-auth", &options->no_auth, "Let everybody on this machine use it"},
            {"--cert", &options->certificate, "Certificate chain for TLS (PEM)", "FILE"},

@@ -107,13 +107,6 @@ class Serve(ServerTest):
             self.run_command("serve", "--port", "0", *arguments)
             self.expect_one_line(3, says)
 
-    def test_port_in_use(self):
-        self.serve("--no-auth")
-        self.run_command("serve", "--no-auth", "--port", str(self.port))
-        self.expect_one_line(3, f"cannot listen on 127.0.0.1:{self.port}: Address already in use: "
-                                rf"process {self.process.pid} \(hddtest\) listens there; end it, or "
-                                "name another port with --port")
-
     def test_tells_its_supervisor(self):
         for name in [str(self.folder / "notify"), f"@hddtest-{os.getpid()}"]:
             with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as listener:

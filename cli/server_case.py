@@ -56,15 +56,19 @@ class ServerTest(CommandTest):
     process = None
 
     def serve(self, *arguments, **environment):
-        """Starts the server on a free port; returns its URL."""
-        self.process = subprocess.Popen(
-            [PROGRAM, "serve", "--port", "0", *arguments], stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE, text=True, cwd=self.folder,
-            env=dict(self.environment, **environment))
+        """Starts the server on a free port; returns its first URL."""
+        return self.start([PROGRAM, "serve", "--port", "0", *arguments],
+                          env=dict(self.environment, **environment))
+
+    def start(self, command, **how):
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                        text=True, cwd=self.folder, **how)
         self.addCleanup(self.end, signal.SIGKILL)
         line = self.process.stdout.readline()
-        self.assertRegex(line, r"\AListening on https?://\S+:\d+\n\Z", self.process.poll())
-        self.url = line.split()[-1]
+        self.assertRegex(line, r"\AListening on https?://\S+:\d+( and https?://\S+:\d+)*\n\Z",
+                         self.process.poll())
+        self.urls = line.split()[2::2]
+        self.url = self.urls[0]
         self.port = int(self.url.rsplit(":", 1)[1])
         return self.url
 

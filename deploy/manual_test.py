@@ -94,6 +94,8 @@ FILES = {
         "/etc/hddtest/users": ("deploy/systemd/hddtest.service", "--users /etc/hddtest/users\n"),
         "/usr/lib/systemd/system/hddtest.service": ("deploy/package.cmake",
                                                 "DESTINATION /usr/lib/systemd/system"),
+        "/usr/lib/systemd/system/hddtest.socket": ("deploy/package.cmake",
+                                                   "systemd/hddtest.socket"),
         "/tmp/sgMap.txt": ("discovery/scratch_file.cpp", '"/tmp/sgMap.txt"'),
         "/run/hddtest.lock": ("discovery/process_lock.cpp", '"/run/hddtest.lock"')},
     "hddtest-register.8": {

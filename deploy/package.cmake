@@ -55,7 +55,8 @@ install(FILES debian/hddtest-module.logrotate DESTINATION ${CMAKE_INSTALL_FULL_S
 install(FILES debian/hddtest-module.overrides DESTINATION ${overrides} RENAME hddtest-module
         COMPONENT module)
 install(FILES debian/hddtest.overrides DESTINATION ${overrides} RENAME hddtest COMPONENT command)
-install(FILES systemd/hddtest.service DESTINATION /usr/lib/systemd/system COMPONENT command)
+install(FILES systemd/hddtest.service systemd/hddtest.socket
+        DESTINATION /usr/lib/systemd/system COMPONENT command)
 
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   return()

@@ -107,7 +107,8 @@ class PackageTest(unittest.TestCase):
                 "__init__", "data", "lock", "machine", "notes", "pegasus", "repository", "sfcb",
                 "undo")),
             "usr/share/man/man1/hddtest.1.gz", "usr/share/man/man8/hddtest-register.8.gz",
-            "usr/lib/systemd/system/hddtest.service", "etc/logrotate.d/hddtest-module",
+            "usr/lib/systemd/system/hddtest.service",
+            "usr/lib/systemd/system/hddtest.socket", "etc/logrotate.d/hddtest-module",
             *(f"usr/share/doc/{package}/{name}" for package in ("hddtest", "hddtest-module")
               for name in ("copyright", "changelog.Debian.gz")),
             "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest/NEWS.Debian.gz",
@@ -124,9 +125,9 @@ class PackageTest(unittest.TestCase):
                  if (ROOT / path).is_file() or not any((ROOT / path).iterdir())}
         self.assertEqual(files, expected)
 
-    def test_the_unit_is_not_enabled(self):
+    def test_the_units_are_not_enabled(self):
         self.assertEqual([path for path in clean_root.contents(ROOT)
-                          if path.endswith(".wants/hddtest.service")], [])
+                          if path.endswith((".wants/hddtest.service", ".wants/hddtest.socket"))], [])
 
     def test_nothing_is_missing(self):
         for name, finding in self.findings().items():
@@ -149,7 +150,7 @@ class PackageTest(unittest.TestCase):
         server = subprocess.Popen(["chroot", ROOT, "hddtest", "serve", "--users", users, "--port",
                                    "0"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                   text=True, env=ENVIRONMENT)
-        self.assertRegex(server.stdout.readline(), r"^Listening on http://127\.0\.0\.1:\d+$")
+        self.assertRegex(server.stdout.readline(), r"^Listening on http://127\.0\.0\.1:\d+( and http://\[::1\]:\d+)?$")
         server.terminate()
         self.assertEqual((server.communicate(timeout=60)[1], server.returncode), ("", 0))
 

@@ -1,4 +1,5 @@
-"""The unit is one that systemd understands, and that exposes little of the machine to its clients.
+"""The units are such that systemd understands, and that expose little of the machine to clients.
+The socket's unit is beside the service's.
 
     unit_test.py UNIT PROGRAM
 """
@@ -13,6 +14,24 @@ SKIPPED = 77
 # In tenths, as systemd-analyze rates it: 100 for a service that may do everything. lab/with-systemd
 # shows that the service can still do its work.
 EXPOSURE = 30
+SERVICE = """
+Type=notify
+ExecStart=/usr/bin/hddtest serve --users /etc/hddtest/users
+KillMode=mixed
+SendSIGKILL=yes
+MemoryMax=512M
+TasksMax=512
+LimitNOFILE=4096
+"""
+SOCKET = """
+ListenStream=127.0.0.1:5988
+ListenStream=[::1]:5988
+BindIPv6Only=ipv6-only
+"""
+
+
+def missing(settings, text):
+    return [line for line in settings.strip().splitlines() if line not in text.splitlines()]
 
 
 def main():
@@ -20,23 +39,30 @@ def main():
         print("there is no systemd-analyze")
         return SKIPPED
     text = pathlib.Path(sys.argv[1]).read_text()
-    installed = "ExecStart=/usr/bin/hddtest serve "
-    if installed not in text or "Type=notify" not in text:
-        print(f"{installed!r} or Type=notify is missing")
+    socket = pathlib.Path(sys.argv[1]).with_suffix(".socket").read_text()
+    if gone := missing(SERVICE, text) + missing(SOCKET, socket):
+        print("missing: " + ", ".join(gone))
+        return 1
+    # Nothing is meant to listen at an address that the machine does not have, or at further ones.
+    if others := [line for line in socket.splitlines()
+                  if line.startswith("Listen") and line not in SOCKET or line.startswith("FreeBind")]:
+        print("not meant: " + ", ".join(others))
         return 1
     with tempfile.TemporaryDirectory(prefix="hddtest_unit.") as folder:
         unit = pathlib.Path(folder) / "hddtest.service"
         # What systemd starts has to be there, and there may be no manual page yet.
         text = text.replace("/usr/bin/hddtest", sys.argv[2], 1)
-        unit.write_text("".join(line for line in text.splitlines(keepends=True)
-                                if not line.startswith("Documentation=")))
-        done = subprocess.run(["systemd-analyze", "verify", unit], capture_output=True, text=True)
+        units = [unit, unit.with_suffix(".socket")]
+        for place, content in zip(units, [text, socket]):
+            place.write_text("".join(line for line in content.splitlines(keepends=True)
+                                     if not line.startswith("Documentation=")))
+        done = subprocess.run(["systemd-analyze", "verify", *units], capture_output=True, text=True)
         rating = subprocess.run(["systemd-analyze", "security", "--no-pager", "--offline=true",
                                  f"--threshold={EXPOSURE}", unit], capture_output=True, text=True)
     if rating.returncode != 0:
         print(rating.stdout + rating.stderr)
         return 1
-    faults = [line for line in done.stderr.splitlines() if "hddtest.service" in line]
+    faults = [line for line in done.stderr.splitlines() if "hddtest." in line]
     print(done.stderr, end="")
     return 1 if faults or done.returncode != 0 else 0
 
