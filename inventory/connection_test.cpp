@@ -16,6 +16,7 @@ constexpr Case cases[] = {
     {"/sys/devices/pci0000:00/0000:00:03.0/ata3/host2/target2:0:0/2:0:0:0", "ahci", "SATA"},
     {"/sys/devices/pci0000:00/0000:00:05.0/ata1/host0/target0:0:0/0:0:0:0", "sata_nv", "SATA"},
     {"/sys/devices/pci0000:00/0000:00:01.1/ata2/host1/target1:0:0/1:0:0:0", "ata_piix", "ATA"},
+    {"/sys/devices/pci0000:00/0000:00:05.0/ata1/host0/target0:0:0/0:0:0:0", "sata", "ATA"},
     {"/sys/devices/pci0000:00/0000:00:0a.0/usb2/2-1/2-1:1.0/host12/target12:0:0/12:0:0:0",
      "usb-storage", "USB"},
     {"/sys/devices/pci0000:00/0000:00:03.0/usb2/2-1/2-1:1.0/host0/target0:0:0/0:0:0:0", "", "USB"},

@@ -250,6 +250,8 @@ TEST_F(DriveTest, LastDriverLineBeforeTheNameCountsWhereverOthersStand) {
         {"/dev/sda Driver: \"megaraid_sas\"", false},
         {"Driver: \"megaraid_sas\" /dev/sdb Unique ID: x /dev/sda", true},
         {"Driver: \"mpt2sas\" /dev/sdb Driver: \"ahci\" /dev/sda", false},
+        {"Driver: \"megaraid_sa\" /dev/sda", false},
+        {"Driver: \"mpt2sa\" /dev/sda", false},
         {"Driver: \"mpt2sas\", \"megaraid_sas\" /dev/sda", true}}) {
     provider.diskBuffer = report;
     take_log();

@@ -241,6 +241,16 @@ TEST(Budgets, CountWhatIsBeingGathered) {
   EXPECT_THROW(second.grow_to(61), Error);
 }
 
+TEST(Budgets, TakeBackFromAUserWhatOneOfSeveralEnumerationsHeld) {
+  Budget budget({10, 100}, {2, 60});
+  const Room first(budget, "one");
+  for (int i = 0; i < 2; ++i) {
+    Room second(budget, "one");
+    second.grow_to(60);
+    EXPECT_THROW(Room(budget, "one"), Error);
+  }
+}
+
 class ShortPulls : public Pulls {
  protected:
   ShortPulls() : Pulls({.contexts = 1, .context_seconds = 1}) {}
