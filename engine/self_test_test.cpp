@@ -1,101 +1,17 @@
-// Self-tests against a drive that is a list of answers: this program's own SpawnProcess and
-// sleep take the place of the library's.
+// The steps of a self-test: what is asked of the drive, what is logged of it, and which failures
+// end the run before the first read of the log.
 #include "engine/self_test.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <stdexcept>
-
-#include "engine/HDDTest.h"
 #include "engine/captured_log.h"
-#include "platform/support/osspecific.h"
+#include "engine/test_drive.h"
 
 namespace {
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-
-struct Answer {
-  int status;
-  std::string output;
-};
-
-std::vector<Answer> answers;       // to the calls of the tool; the last one for all that follow
-std::vector<std::string> calls;    // of the tool
-std::vector<unsigned int> sleeps;  // in seconds
-
-}  // namespace
-
-extern "C" unsigned int sleep(unsigned int seconds) {
-  sleeps.push_back(seconds);
-  return 0;
-}
-
-int NKVRHVX20::TOSSpecific::SpawnProcess(std::string program, std::vector<std::string> arguments,
-                                         std::string& output, int timeoutSeconds) {
-  EXPECT_EQ(output, "") << "not emptied before the call";
-  const Answer& answer = answers.at(std::min(calls.size(), answers.size() - 1));
-  for (const auto& argument : arguments) program += " " + argument;
-  calls.push_back(program + " within " + std::to_string(timeoutSeconds));
-  output = answer.output;
-  return answer.status;
-}
-
-namespace {
-
-const std::string kEnabled = "SMART support is: Enabled\n";
-const std::string kStarted = "Testing has begun.\n";
-
-std::string Log(const std::string& newest, int entries = 1) {
-  std::string text = "SMART Self-test log\nRemaining LBA_of_first_error\n";
-  for (int i = 1; i <= entries; ++i) text += "# " + std::to_string(i % 10) + newest + "\n";
-  return text;
-}
-
-const std::string kOld = Log(" Completed without error 1");
-const std::string kRunning = Log(" Self-test routine in progress 90%");
-const std::string kPassed = Log(" Completed without error 2");
-
-class SelfTest : public testing::Test {
- protected:
-  void SetUp() override {
-    calls.clear();
-    sleeps.clear();
-  }
-
-  // The results of one run on a drive with these answers, the last of which is repeated.
-  std::vector<int> Run(std::vector<Answer> drive) {
-    answers = std::move(drive);
-    Captured_Log log;
-    std::string device = "/dev/sda";
-    engine.SelfTest(device);
-    EXPECT_EQ(device, "/dev/sda");
-    lines = log.Take();
-    return engine.fResults;
-  }
-
-  // A run whose start went well, with these readings of the log after it.
-  std::vector<int> Poll(const std::string& baseline, const std::vector<std::string>& readings) {
-    std::vector<Answer> drive = {{0, kEnabled}, {0, baseline}, {0, kStarted}};
-    for (const auto& reading : readings) drive.push_back({0, reading});
-    return Run(drive);
-  }
-
-  // Its lines at severity 0.
-  std::vector<std::string> Failures() const {
-    std::vector<std::string> failures;
-    for (const auto& line : lines) {
-      if (line.starts_with("0 ")) failures.push_back(line.substr(2));
-    }
-    return failures;
-  }
-
-  THDDTest engine;
-  std::vector<std::string> lines;
-};
 
 TEST(StepFailed, WhenOneOfTheFourLowestBitsIsSet) {
   for (const int status : {1, 2, 4, 8, 15, 64 | 1, 255, -1}) {
@@ -203,105 +119,6 @@ TEST_F(SelfTest, AProgressAnywhereInTheOutputIsOne) {
 
 TEST_F(SelfTest, ATestThatEndsLikeTheOneBeforeIsSeenByItsProgress) {
   EXPECT_THAT(Poll(kOld, {kRunning, kOld}), ElementsAre(0));
-}
-
-TEST_F(SelfTest, TheStatusIsThatOfTheNewestEntry) {
-  EXPECT_THAT(Poll(kOld, {Log(" Completed: read failure")}), ElementsAre(1));
-  engine.ResetResults();
-  calls.clear();
-  EXPECT_THAT(Poll(kOld, {Log(" Aborted by host")}), ElementsAre(4));
-  engine.ResetResults();
-  calls.clear();
-  EXPECT_THAT(Poll(kOld, {Log(" Self-test Routine In Progress")}), ElementsAre(3));
-}
-
-TEST_F(SelfTest, AProgressInCapitalsIsNone) {
-  EXPECT_THAT(Poll(kOld, {Log(" IN PROGRESS"), kPassed}), ElementsAre(3));
-  EXPECT_EQ(calls.size(), 4u);
-}
-
-TEST_F(SelfTest, AChangedTextWithoutALogFails) {
-  EXPECT_THAT(Poll(kOld, {"Read Self-test Log failed\n"}), ElementsAre(1));
-  EXPECT_THAT(Failures(), IsEmpty());
-}
-
-TEST_F(SelfTest, AChangedLogWithoutEntriesThrowsAndLeavesNoResult) {
-  answers = {{0, kEnabled}, {0, kOld}, {0, kStarted}, {0, "Self-test log\nnothing\n"}};
-  std::string device = "/dev/sda";
-  Captured_Log log;
-  EXPECT_THROW(engine.SelfTest(device), std::out_of_range);
-  EXPECT_THAT(engine.fResults, IsEmpty());
-  EXPECT_EQ(log.Take().back(), "3 THDDTest::GetLatestSelfTestStatus -- Entering");
-}
-
-TEST_F(SelfTest, AFailingReadIsComparedLikeAnyOther) {
-  EXPECT_THAT(Run({{0, kEnabled}, {0, kOld}, {0, kStarted}, {-1, kOld}, {2, kPassed}}),
-              ElementsAre(0));
-  EXPECT_THAT(Failures(), IsEmpty());
-}
-
-TEST_F(SelfTest, ALogThatNeverChangesIsRead121TimesWith120Sleeps) {
-  EXPECT_THAT(Poll(kOld, {kOld}), ElementsAre(1));
-  EXPECT_EQ(calls.size(), 3u + 121u);
-  EXPECT_EQ(sleeps.size(), 120u);
-  EXPECT_THAT(sleeps, Each(5u));
-  EXPECT_EQ(
-      std::count(lines.begin(), lines.end(), "3 Log entry has not been changed, continue to wait"),
-      121);
-  EXPECT_THAT(Failures(), ElementsAre("Self-Test  on /dev/sda does not finish in pre-set time."));
-  EXPECT_EQ(lines.back(), "3 THDDTest::SelfTest -- Exiting");
-}
-
-TEST_F(SelfTest, ATestStillInProgressAtTheLastReadDoesNotFinish) {
-  EXPECT_THAT(Poll(kOld, {kRunning}), ElementsAre(1));
-  EXPECT_EQ(calls.size(), 3u + 121u);
-  EXPECT_EQ(sleeps.size(), 120u);
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), "3 Test is in progress, continue to wait"), 121);
-  EXPECT_THAT(Failures(), ElementsAre("Self-Test  on /dev/sda does not finish in pre-set time."));
-}
-
-TEST_F(SelfTest, AnEndAtTheLastReadCounts) {
-  std::vector<std::string> readings(120, kRunning);
-  readings.push_back(kPassed);
-  EXPECT_THAT(Poll(kOld, readings), ElementsAre(0));
-  EXPECT_EQ(sleeps.size(), 120u);
-  EXPECT_THAT(Failures(), IsEmpty());
-}
-
-TEST_F(SelfTest, AFullLogOfLikeEntriesThatNeverChangesGivesTheNewestEntry) {
-  const std::string full = Log(" Completed without error 1", 21);
-  EXPECT_THAT(Poll(full, {full}), ElementsAre(0));
-  EXPECT_EQ(calls.size(), 3u + 121u);
-  EXPECT_THAT(Failures(), ElementsAre("Log structure on /dev/sda is full and all entries are in "
-                                      "the same stauts, assume Self-Test has been done."));
-  ASSERT_GE(lines.size(), 5u);
-  EXPECT_EQ(lines[lines.size() - 6], "3 THDDTest::IsEntryFullAndSame -- Exiting");
-  EXPECT_EQ(lines[lines.size() - 3], "3 Latest log: # 1 Completed without error 1\n");
-}
-
-TEST_F(SelfTest, AFullLogOfLikeFailuresFails) {
-  const std::string full = Log(" Completed: read failure", 21);
-  EXPECT_THAT(Poll(full, {full}), ElementsAre(1));
-  EXPECT_EQ(Failures().size(), 1u);
-}
-
-TEST_F(SelfTest, AFullLogOfTestsInProgressIsInProgress) {
-  const std::string full = Log(" Self-test routine in progress", 21);
-  EXPECT_THAT(Poll(kOld, {full}), ElementsAre(3));
-}
-
-TEST_F(SelfTest, ADriveThatLogsNoTestsDoesNotSupportThem) {
-  const std::string none = "SMART Self-test log\nNo self-tests have been logged.\n";
-  EXPECT_THAT(Poll(none, {none}), ElementsAre(4));
-  EXPECT_EQ(calls.size(), 3u + 121u);
-  EXPECT_THAT(Failures(), ElementsAre("Self-Test  on /dev/sda is not supported"));
-  EXPECT_EQ(lines[lines.size() - 3], "3 THDDTest::IsEntryFullAndSame -- Exiting");
-}
-
-TEST_F(SelfTest, ADriveWithoutALogDoesNotSupportTests) {
-  const std::string none = "SMART Self-test Log not supported\n";
-  EXPECT_THAT(Poll(none, {none}), ElementsAre(4));
-  EXPECT_THAT(Failures(), ElementsAre("Self-Test  on /dev/sda is not supported"));
 }
 
 // Failures before the first read: what is logged, and that nothing is run afterwards.
