@@ -15,7 +15,10 @@ constexpr int status_missing = 1;
 
 std::string line(const Finding& finding, const Output& output) {
   // The label is laid out by its characters, so the colour comes last.
-  const std::string word = !finding.ok ? "missing" : finding.remedy.empty() ? "ok" : "note";
+  const std::string word = finding.hidden           ? "unknown"
+                           : !finding.ok            ? "missing"
+                           : finding.remedy.empty() ? "ok"
+                                                    : "note";
   std::string text = finding.found;
   if (!finding.remedy.empty()) text += "; " + finding.remedy;
   const std::string label = fmt::format("{:9}{:14}", word, finding.name);
@@ -50,8 +53,8 @@ int check(const Invocation& invocation) {
 Command check_command(const Invocation& invocation) {
   return {"check",
           "Tells what a test needs and this machine lacks.",
-          "A note tells what could be better and keeps no test from running. Exit status: 0 when\n"
-          "nothing is missing, else 1.",
+          "A note tells what could be better and keeps no test from running; unknown is what this\n"
+          "user may not look at. Exit status: 0 when nothing is missing or unknown, else 1.",
           {},
           [&invocation] { return check(invocation); }};
 }

@@ -13,8 +13,9 @@ namespace cli {
 struct Finding {
   std::string name;
   bool ok;
-  std::string found;   // what is there, or what is wrong
-  std::string remedy;  // what to do; with ok, what could be better; empty when there is nothing
+  std::string found;    // what is there, or what is wrong
+  std::string remedy;   // what to do; with ok, what could be better; empty when there is nothing
+  bool hidden = false;  // with !ok: this user may not look, so nothing is known to be missing
 };
 
 // status: the text of /proc/self/status, which holds the capabilities.

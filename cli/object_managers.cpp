@@ -1,5 +1,9 @@
 #include "cli/object_managers.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -9,7 +13,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Of a path that this user may not look at, in a way that is a mode of access(); else nothing.
+std::optional<Finding> hidden_finding(const std::string& manager, const fs::path& path, int mode) {
+  if (faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 || errno != EACCES) return {};
+  return Finding{manager, false, path.string() + " may not be looked at",
+                 geteuid() == 0 ? "give this container or service the right to"
+                                : "root sees more: 'sudo hddtest check'",
+                 true};
+}
+
 Finding message_finding(const std::string& manager, const fs::path& directory) {
+  if (auto hidden = hidden_finding(manager, directory / "hddtest/hddtest.msg.xml", R_OK))
+    return *hidden;
   Finding finding = file_finding(manager, directory / "hddtest/hddtest.msg.xml");
   if (!finding.ok) finding.remedy = "run 'hddtest-register " + manager + "' again";
   return finding;
@@ -67,6 +82,7 @@ std::optional<Finding> unfinished_finding(const Registration& registered, const 
     return Finding{registered.manager, false, "the registration was not completed", remedy};
   for (const fs::path& path : registered.made) {
     const fs::path place = root / path.relative_path();
+    if (auto hidden = hidden_finding(registered.manager, place, F_OK)) return hidden;
     std::error_code error;
     if (!fs::exists(place, error))
       return Finding{registered.manager, false, place.string() + " is missing", remedy};
@@ -79,6 +95,7 @@ Finding pegasus_finding(const Registration& registered, const fs::path& root) {
   std::string directory = registered.places[1];
   if (!unit.empty()) {
     const fs::path file = root / "etc/systemd/system" / (unit + ".service.d") / "hddtest.conf";
+    if (auto hidden = hidden_finding("pegasus", file, R_OK)) return *hidden;
     const auto set = working_directory(file);
     if (!set) {
       return {"pegasus", false, file.string() + " does not set the working directory",
@@ -100,7 +117,9 @@ Finding finding_of(const Registration& registered, const fs::path& root) {
 std::vector<Finding> object_manager_findings(const fs::path& root) {
   std::vector<Finding> findings;
   std::optional<std::size_t> sfcb;  // one finding for all stages: the first that is wrong, if any
-  std::ifstream note(root / "var/lib/hddtest/registrations");
+  const fs::path file = root / "var/lib/hddtest/registrations";
+  if (const auto hidden = hidden_finding("registrations", file, R_OK)) return {*hidden};
+  std::ifstream note(file);
   for (std::string line; std::getline(note, line);) {
     const auto registered = registration(line);
     if (!registered) continue;

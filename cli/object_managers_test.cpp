@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -34,6 +35,15 @@ class ObjectManagers : public testing::Test {
     const std::vector<Finding> findings = object_manager_findings(root_);
     EXPECT_EQ(findings.size(), 1u);
     return findings.empty() ? Finding{} : findings[0];
+  }
+  // Root may look everywhere.
+  std::vector<Finding> findings_of_another_user() {
+    constexpr uid_t nobody = 65534;
+    const bool root = geteuid() == 0;
+    EXPECT_TRUE(!root || seteuid(nobody) == 0);
+    std::vector<Finding> findings = object_manager_findings(root_);
+    EXPECT_TRUE(!root || seteuid(0) == 0);
+    return findings;
   }
   fs::path root_;
 };
@@ -97,6 +107,36 @@ TEST_F(ObjectManagers, WhatWasMadeForARegistrationIsThere) {
   EXPECT_EQ(missing.found, (root_ / "srv/stage/regs/hddtest.reg").string() + " is missing");
   write("srv/stage/regs/hddtest.reg", "[A]\n");
   EXPECT_TRUE(only().ok);
+}
+
+// What is looked for stands behind these folders, which only their owner may enter.
+TEST_F(ObjectManagers, WhatThisUserMayNotLookAtIsNotMissing) {
+  const fs::path folders[] = {"srv/stage", "etc/systemd/system/tog-pegasus.service.d", "opt"};
+  write("srv/stage/regs/hddtest.reg", "[A]\n");
+  set_directory("tog-pegasus", "/usr/share");
+  write("opt/hddtest/hddtest.msg.xml", "<diaganalysis/>\n");
+  for (const fs::path& folder : folders) fs::permissions(root_ / folder, fs::perms::none);
+  fs::permissions(root_, fs::perms::owner_all | fs::perms::others_exec | fs::perms::group_exec);
+  note(
+      "sfcb|/srv/stage||||registered|/srv/stage/regs/hddtest.reg\n"
+      "pegasus|tog-pegasus|/usr/share|registered\npegasus||/opt|registered\n");
+  std::vector<Finding> findings = findings_of_another_user();
+  for (const fs::path& folder : folders) fs::permissions(root_ / folder, fs::perms::owner_all);
+  fs::permissions(root_ / "var/lib/hddtest", fs::perms::none);
+  const std::vector<Finding> nothing = findings_of_another_user();
+  fs::permissions(root_ / "var/lib/hddtest", fs::perms::owner_all);
+  findings.insert(findings.end(), nothing.begin(), nothing.end());
+  ASSERT_EQ(findings.size(), 4U);
+  EXPECT_EQ(findings[3].name, "registrations");
+  for (const Finding& finding : findings) {
+    EXPECT_TRUE(finding.hidden && !finding.ok);
+    EXPECT_TRUE(finding.found.ends_with(" may not be looked at")) << finding.found;
+    EXPECT_EQ(finding.remedy, "root sees more: 'sudo hddtest check'");
+  }
+  EXPECT_EQ(findings[0].found,
+            (root_ / "srv/stage/regs/hddtest.reg").string() + " may not be looked at");
+  link_messages();
+  for (const Finding& finding : object_manager_findings(root_)) EXPECT_FALSE(finding.hidden);
 }
 
 TEST_F(ObjectManagers, OneStageThatIsWrongIsToldForAll) {
