@@ -53,6 +53,25 @@ class Prepare(unittest.TestCase):
         self.assertEqual(status, 3)
         self.assertIn("[20/20] x\nThe build failed; the whole log is build/build.log\n", says)
 
+    @unittest.skipUnless(os.geteuid() == 0, "only root can be another user")
+    def test_user_of_another_is_told_what_to_do(self):
+        shutil.copy(TREE / "tools/prepare.sh", self.folder)  # whom the tree is open to matters not
+        (self.folder / "build").mkdir()
+        log = self.folder / "build/build.log"
+        for path in (self.folder, self.folder / "bin"):
+            path.chmod(0o755)
+        advice = ("Do this as the user whom it belongs to, or in a copy of the sources that is your "
+                  "own.")
+        for name, prepared in (("build", lambda: None), ("build/build.log", log.touch),
+                               (".", lambda: shutil.rmtree(self.folder / "build"))):
+            prepared()
+            done = subprocess.run(["bash", "-uo", "pipefail", "-c", ". ./prepare.sh; build default"],
+                                  cwd=self.folder, env=self.environment, user="nobody",
+                                  capture_output=True, text=True, timeout=60)
+            self.assertEqual((done.returncode, done.stderr.splitlines()), (3, [
+                f"build/build.log cannot be written: Permission denied ({name} belongs to root).",
+                advice]))
+
     def test_terminal_has_one_line_that_goes(self):
         master, slave = pty.openpty()
         process = subprocess.Popen(["bash", "-c", f". {TREE}/tools/prepare.sh; build default"],

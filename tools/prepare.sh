@@ -31,6 +31,18 @@ show_help() {
   exit 0
 }
 
+# begin_log FOLDER FILE: makes both; exits with 3, having said what to do, where this user may not.
+begin_log() {
+  local why place=$1/$2
+  why=$({ mkdir -p "$1" && : >"$1/$2"; } 2>&1) && return 0
+  # The first that is there: the file, a folder of it, or the one that all is in.
+  while [ ! -e "$place" ] && [[ $place == */* ]]; do place=${place%/*}; done
+  [ -e "$place" ] || place=.
+  say "$1/$2 cannot be written: ${why##*: } ($place belongs to $(stat -c %U "$place"))."
+  say "Do this as the user whom it belongs to, or in a copy of the sources that is your own."
+  exit 3
+}
+
 missing_packages() {
   local package
   for package in "$@"; do
@@ -44,10 +56,7 @@ require_packages() {
   missing=$(missing_packages "$@" | tr '\n' ' ')
   [ -n "$missing" ] || return 0
   say "Installing ${missing% }"
-  if ! { mkdir -p build && : >build/install.log; }; then
-    say "build cannot be written; run this as the user whom it belongs to."
-    exit 3
-  fi
+  begin_log build install.log
   if { [ -z "$as_root" ] || $as_root -n true 2>/dev/null || [ -t 0 ]; } && {
     $as_root apt-get update -qq
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
@@ -102,10 +111,7 @@ build() {
     bench | fuzz) tree=build/$preset-tree ;; # build/bench is a part of the ordinary tree
     *) tree=build/$preset ;;
   esac
-  if ! { mkdir -p "$tree" && : >"$tree/build.log"; }; then
-    say "$tree cannot be written; run this as the user whom it belongs to."
-    exit 3
-  fi
+  begin_log "$tree" build.log
   say "Building ($preset), for the first time this takes minutes; the log is $tree/build.log"
   if ! (
     set -o pipefail
