@@ -114,7 +114,8 @@ class Prepare(unittest.TestCase):
                               text=True, timeout=60)
         self.assertIn("\n  ./run [OPTION...] [DEVICE...]\n", done.stdout)
 
-    def test_run_says_why_it_tests_the_lab(self):
+    def machine_without_drives(self):
+        """All that ./run asks, with an hddtest that tells what it was called with."""
         shutil.copytree(TREE / "tools", self.folder / "tools")
         shutil.copy(TREE / "run", self.folder)
         (self.folder / "lab").mkdir()
@@ -123,7 +124,22 @@ class Prepare(unittest.TestCase):
         for name in ("apt-cache", "../lab/run", "../lab/machine.pl"):
             self.program(name, "exit 0")
         self.program("sudo", "exit 1")
-        self.program("../build/bin/hddtest", "echo '[]'")
+        self.program("../build/bin/hddtest", 'case $1 in drives) echo "[]";; *) echo "$*";; esac')
+
+    def test_run_with_an_option_leaves_the_lab_out_and_says_so(self):
+        self.machine_without_drives()
+        self.program("../lab/run", "echo the lab")
+        done = subprocess.run(["./run", "--json"], cwd=self.folder, env=self.environment,
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stdout), (0, "run --json\n"))
+        self.assertIn("SMART; the disk lab is for ./run without options.\n", done.stderr)
+        done = subprocess.run(["./run", "--json", "/dev/sda"], cwd=self.folder, env=self.environment,
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stdout), (0, "run --json /dev/sda\n"))
+        self.assertNotIn("lab", done.stderr)
+
+    def test_run_says_why_it_tests_the_lab(self):
+        self.machine_without_drives()
         for user, why in [("0", "No drive of this machine is testable and has SMART"),
                           ("1000", "Only root may test this machine's drives")]:
             self.program("id", f"echo {user}")
