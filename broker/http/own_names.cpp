@@ -109,7 +109,7 @@ OwnNames::OwnNames(const std::vector<std::string>& added, Machine machine)
   for (const std::string& host : added) {
     const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     auto own = address_text(bracketed ? host.substr(1, host.size() - 2) : host);
-    if (!own && !bracketed) own = name_text(host);
+    if (!own) own = name_text(host);
     if (!own)
       throw std::runtime_error("'" + host +
                                "' is no host name or address; leave out port and scheme");

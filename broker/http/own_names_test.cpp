@@ -73,6 +73,9 @@ TEST(OwnNames, CanBeAdded) {
                                  "[2001:DB8:0::78]:1", "[::ffff:192.0.2.77]", "localhost"})
     EXPECT_TRUE(own.covers(good)) << good;
   EXPECT_FALSE(own.covers("example.org"));
+  const OwnNames bare({}, {[] { return OwnNames::Names(); }, std::chrono::steady_clock::now});
+  for (const char* const loopback : {"localhost", "[::1]", "127.0.0.1"})
+    EXPECT_TRUE(bare.covers(loopback)) << "whatever the machine's files say";
   for (const char* const bad :
        {"", ".", "http://x", "x:5988", "[x]", "[", "a b", "*", "*.example.org"})
     EXPECT_THROW(OwnNames({bad}), std::runtime_error) << bad;
