@@ -61,8 +61,9 @@ case $1 in
 esac
 """
 
-# What may move a cursor or change a terminal: every control but line feed.
-CONTROL = re.compile(r"[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+# What may move a cursor or change a terminal, every control but line feed, and what changes the
+# direction of writing.
+CONTROL = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]")
 
 
 class CommandTest(unittest.TestCase):

@@ -149,9 +149,12 @@ class Drives(CommandTest):
     def test_hostile_model_does_not_reach_the_terminal(self):
         self.machine("sda")
         (model,) = self.folder.glob("machine/sys/devices/*/*/*/*/*/*/model")
-        model.write_bytes(b"a\x1b[2J\xc2\x9b\xff\n")
-        self.run_command("drives")
-        self.assertNotRegex(self.output, CONTROL)
+        model.write_bytes(b"a\x1b[2J\xc2\x9b\xff" + "\u202e\u2069\u200f\u061c\n".encode())
+        for arguments in [["drives"], ["drives", "--json"], ["enumerate", "KAVRO_DiskDrive"]]:
+            self.run_command(*arguments)
+            self.assertIn("DiskDrive" if "enumerate" in arguments else "/dev/sda", self.output)
+            self.assertNotRegex(self.output, CONTROL)
+        self.assertNotRegex(self.log.read_text(), CONTROL)
 
     def test_many_drives(self):
         names = [f"sd{a}{b}" for a in "abc" for b in "abcdefgh"]

@@ -188,8 +188,8 @@ class Run(CommandTest):
         self.assertIn("RunDiagnostic", (self.folder / "my.log").read_text())
 
     def test_hostile_texts_do_not_reach_the_terminal(self):
-        data = self.data_folder(["passed", "failed", "aborted"], text="a&#x9b;2J\u202eb")
-        hostile = "/dev/\x1b[2Jx\x9b"
+        data = self.data_folder(["passed", "failed", "aborted"], text="a&#x9b;2J\u202eb\u200f")
+        hostile = "/dev/\x1b[2Jx\x9b\u200e\u061c"
         result = r"Completed without error\033]0;x\007\377\233"
         for arguments in [[], ["--json"]]:
             self.run_command("run", "--data", data, *arguments, "--force", hostile, RESULT=result)
@@ -197,8 +197,10 @@ class Run(CommandTest):
             self.assertNotRegex(self.output + self.errors, CONTROL)
         written, _ = self.on_terminal("run", "--data", data, "--force", hostile, RESULT=result)
         self.assertNotRegex(written, r"\x1b\[2J|\x1b\]|\x9b|\x07")
-        self.run_command("run", hostile)
-        self.assertNotRegex(self.errors, CONTROL)
+        for arguments in [["run", hostile], [hostile], ["run", "--" + hostile]]:
+            self.run_command(*arguments)
+            self.assertNotRegex(self.errors, CONTROL)
+        self.assertNotRegex(self.log.read_text(), CONTROL)
 
     def test_full_device_is_noticed(self):
         with open("/dev/full", "wb") as full:
