@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <climits>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "broker/http/address.h"
+#include "broker/http/field_text.h"
 
 namespace broker::http {
 namespace {
@@ -62,6 +62,17 @@ std::optional<std::string> host_of(std::string_view field) {
   return address ? address : name_text(host);
 }
 
+// Takes the first word away from the front of the line; empty when there is none.
+std::string_view take_word(std::string_view& line) {
+  const auto is_blank = [](char letter) {
+    return letter == ' ' || letter == '\t' || letter == '\r';
+  };
+  const auto* const begin = std::find_if_not(line.begin(), line.end(), is_blank);
+  const auto* const end = std::find_if(begin, line.end(), is_blank);
+  line = std::string_view(end, line.end());
+  return {begin, end};
+}
+
 bool is_loopback(std::string_view host) {
   if (host == "localhost" || host == "::1") return true;
   return host.starts_with("127.") && address_text(host).has_value();
@@ -70,8 +81,9 @@ bool is_loopback(std::string_view host) {
 Names look_at_this_machine() {
   char host_name[HOST_NAME_MAX + 1] = "";
   gethostname(host_name, sizeof host_name - 1);
-  std::ifstream file("/etc/hosts");
-  Names names = names_of_host(host_name, std::string(std::istreambuf_iterator<char>(file), {}));
+  std::ostringstream hosts;
+  hosts << std::ifstream("/etc/hosts").rdbuf();
+  Names names = names_of_host(host_name, hosts.str());
   ifaddrs* first = nullptr;
   if (getifaddrs(&first) != 0) return names;
   for (const ifaddrs* one = first; one; one = one->ifa_next)
@@ -82,21 +94,26 @@ Names look_at_this_machine() {
 
 }  // namespace
 
+// Lists of what shall not be reached can make the file long: a line costs little until it is one of
+// ours.
 Names names_of_host(std::string_view host_name, std::string_view hosts_file) {
   Names names;
   if (const auto name = name_text(host_name)) names = {*name, name->substr(0, name->find('.'))};
   Names meant = names;
   meant.insert("localhost");
-  std::istringstream file{std::string(hosts_file)};
-  for (std::string line; std::getline(file, line);) {
-    std::istringstream words(line.substr(0, line.find('#')));
-    std::string word;
-    words >> word;  // the address
-    Names found;
-    while (words >> word)
-      if (auto name = name_text(word)) found.insert(*std::move(name));
-    const auto is_meant = [&](const std::string& name) { return meant.contains(name); };
-    if (std::any_of(found.begin(), found.end(), is_meant)) names.merge(found);
+  while (!hosts_file.empty()) {
+    std::string_view line = hosts_file.substr(0, hosts_file.find('\n'));
+    hosts_file.remove_prefix(std::min(line.size() + 1, hosts_file.size()));
+    line = line.substr(0, line.find('#'));
+    take_word(line);  // the address
+    bool ours = false;
+    for (std::string_view rest = line; !ours && !rest.empty();) {
+      const std::string_view word = take_word(rest);
+      ours = std::any_of(meant.begin(), meant.end(),
+                         [&](const std::string& name) { return equal(name, word); });
+    }
+    while (ours && !line.empty())
+      if (auto name = name_text(take_word(line))) names.insert(*std::move(name));
   }
   return names;
 }
