@@ -82,6 +82,7 @@ std::optional<Refusal> Connection::fault_of_head() {
     for (const auto& host : {field("Host"), host_of(head.target)})
       if (host && !shared_.own_names->covers(*host)) return Refusal{421};
   }
+  if (says_twice(head.fields)) return Refusal{400, {{"Connection", "close"}}};
   auto read =
       read_head(head.method, head.target, [this](const std::string& name) { return field(name); });
   if (Refusal* const refusal = std::get_if<Refusal>(&read)) return std::move(*refusal);
@@ -103,8 +104,9 @@ void Connection::end_of_head() {
                  (reader_->head().version == "HTTP/1.0" && !has_word(connection, "keep-alive"));
   refusal_ = fault_of_head();
   received_ = 0;
-  // Who has bound another name to this server gets no visitor of his asked for a password.
-  if (refusal_ && refusal_->status == 421) return admitted();
+  // Who has bound another name to this server gets no visitor of his asked for a password, and
+  // nobody one of two log-ins looked at.
+  if (refusal_ && (refusal_->status == 421 || refusal_->status == 400)) return admitted();
   admit();
 }
 

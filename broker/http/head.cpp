@@ -59,6 +59,14 @@ std::string_view path_of(std::string_view target) {
   return slash == std::string_view::npos ? "/" : rest->substr(slash);
 }
 
+// Fields of CIM, with or without a prefix, and those that decide who asks and how it is read.
+bool is_single(std::string_view name) {
+  for (const std::string_view one : {"Authorization", "Content-Encoding", "Content-Type", "Man"})
+    if (equal(name, one)) return true;
+  const std::size_t prefix = std::min(name.find_first_not_of("0123456789-"), name.size());
+  return equal(name.substr(prefix, 3), "CIM");
+}
+
 // A method that the server does not have: one of HTTP's own, or one that it never heard of.
 Refusal wrong_method(std::string_view method) {
   constexpr std::string_view known[] = {"GET",   "HEAD",    "PUT",  "DELETE",
@@ -175,6 +183,15 @@ std::optional<std::string> host_of(std::string_view target) {
   const auto rest = behind_scheme(target);
   if (!rest) return std::nullopt;
   return std::string(rest->substr(0, rest->find_first_of("/?#")));
+}
+
+bool says_twice(const Headers& fields) {
+  for (auto field = fields.begin(); field != fields.end(); ++field)
+    if (is_single(field->first) &&
+        std::any_of(std::next(field), fields.end(),
+                    [&](const auto& other) { return equal(field->first, other.first); }))
+      return true;
+  return false;
 }
 
 Headers reply_headers(const Headers& headers, const std::string& prefix) {

@@ -37,6 +37,10 @@ std::variant<Head, Refusal> read_head(std::string_view method, std::string_view 
 // one.
 std::optional<std::string> host_of(std::string_view target);
 
+// Whether a field that can say one thing alone stands there more than once: who has looked at the
+// request on its way may have gone by another of them.
+bool says_twice(const Headers& fields);
+
 // The fields of a reply to such a request: those of CIM get the prefix, and an M-POST is told that
 // its extension was understood.
 Headers reply_headers(const Headers& headers, const std::string& prefix);

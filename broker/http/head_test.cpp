@@ -123,6 +123,22 @@ TEST(Head, AbsoluteTargetNamesAHost) {
     EXPECT_EQ(host_of(other), std::nullopt) << other;
 }
 
+TEST(Head, FieldsThatCanSayOneThingStandOnce) {
+  const auto twice = [](const char* first, const char* second) {
+    return says_twice({{first, "a"}, {"Host", "x"}, {second, "a"}});
+  };
+  for (const char* const name : {"Authorization", "CIMMethod", "CIMObject", "73-CIMOperation",
+                                 "CIMOther", "Content-Type", "Content-Encoding", "Man"})
+    EXPECT_TRUE(twice(name, name)) << name;
+  EXPECT_TRUE(twice("CIMMETHOD", "cimmethod"));
+  EXPECT_FALSE(twice("CIMMethod", "CIMObject"));
+  EXPECT_FALSE(twice("73-CIMMethod", "CIMMethod")) << "the request says which counts";
+  for (const char* const name :
+       {"Accept", "Accept-Language", "Cookie", "Connection", "X-CIMMethod"})
+    EXPECT_FALSE(twice(name, name)) << name;
+  EXPECT_FALSE(says_twice({}));
+}
+
 TEST(Head, RepliesToMPostCarryThePrefix) {
   const Headers headers = {{"Content-Type", "text/xml"}, {"CIMError", "request-not-valid"}};
   EXPECT_EQ(reply_headers(headers, ""), headers);
