@@ -37,7 +37,16 @@ Address::Address(const sockaddr* address) : v6_{} {
 }
 
 std::string Address::network() const {
-  if (any_.sa_family != AF_INET6 || IN6_IS_ADDR_V4MAPPED(&v6_.sin6_addr)) return host();
+  // Whoever is on this machine has all of them.
+  if (is_loopback()) return "loopback";
+  if (any_.sa_family != AF_INET6) return host();
+  if (IN6_IS_ADDR_V4MAPPED(&v6_.sin6_addr)) {
+    in_addr inner;
+    std::memcpy(&inner, v6_.sin6_addr.s6_addr + 12, sizeof inner);
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &inner, text, sizeof text);
+    return text;
+  }
   Address network = *this;
   std::memset(network.v6_.sin6_addr.s6_addr + 8, 0, 8);
   return network.host();

@@ -17,7 +17,8 @@ class Address {
 
   bool is_loopback() const;
   std::string host() const;  // "127.0.0.1", "::1"
-  // What one client can have for itself: an IPv4 address, or 64 bits of an IPv6 one ("2001:db8::").
+  // What one client can have for itself: an IPv4 address, also where it comes in the form of IPv6,
+  // or 64 bits of an IPv6 one ("2001:db8::"). This machine's own are one ("loopback").
   std::string network() const;
   std::string text() const;  // "127.0.0.1:5988", "[::1]:5988"
 

@@ -36,6 +36,13 @@ void Clock::hurry() {
   });
 }
 
+void Clock::hurry_next() {
+  const std::lock_guard guard(lock_);
+  if (due_.empty()) return;
+  due_.begin()->second.what();
+  due_.erase(due_.begin());
+}
+
 void Clock::run() {
   std::unique_lock guard(lock_);
   while (!ending_) {

@@ -30,6 +30,7 @@ class Clock {
   void cancel(const Appointment& appointment);
   // Runs everything now but what was not to be hurried.
   void hurry();
+  void hurry_next();  // runs what is due first now
 
  private:
   struct Due {

@@ -1,54 +1,230 @@
 #include "broker/http/log_in.h"
 
+#include <gnutls/gnutls.h>
+
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "broker/http/quoted_name.h"
 
 namespace broker::http {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::size_t most_of_a_name = 255;      // as long as a user's can be
+constexpr std::size_t most_of_a_password = 512;  // more than crypt takes
+constexpr std::size_t most_together = 512;       // requests with the same password
+constexpr std::ptrdiff_t most_users = 512;       // passwords of users that wait
+constexpr std::ptrdiff_t most_made_up = 64;      // those of names that are no user's
+constexpr std::size_t few_made_up = 4;           // that cost a hash each
+constexpr std::size_t most_held = 1024;          // answers held back
+constexpr unsigned most_lines = 10;              // of the log, in a second, about made-up names
+
+// What is longer is nobody's, and stays so.
+Credentials cut(const Credentials& credentials) {
+  return {credentials.user.substr(0, most_of_a_name + 1),
+          credentials.password.substr(0, most_of_a_password)};
+}
+
+bool is_same(const Credentials& a, const Credentials& b) {
+  return a.user == b.user && a.password.size() == b.password.size() &&
+         gnutls_memcmp(a.password.data(), b.password.data(), a.password.size()) == 0;
+}
+
+}  // namespace
 
 LogIns::LogIns(const Limits& limits, Log log)
-    : log_(std::move(log)), penalties_(limits.delay, limits.longest_delay, limits.held_log_ins) {}
+    : log_(std::move(log)),
+      penalties_(limits.delay, limits.longest_delay, limits.held_log_ins),
+      thread_([this] { run(); }) {}
 
-// A failed log-in keeps nobody waiting but the one who made it.
+LogIns::~LogIns() {
+  end();
+  changed_.notify_all();
+  thread_.join();
+}
+
 void LogIns::check(const std::shared_ptr<Users>& users, const Credentials& credentials,
                    const Address& peer, const Then& then) {
-  const std::lock_guard turn(turn_);
+  Answer answer = Answer::busy;
   try {
-    const std::string network = peer.network();
-    // Another connection may have been found right while this one waited for its turn.
-    if (users->remembers(credentials)) return then(Answer::admitted);
-    if (!penalties_.admits(network)) return then(Answer::busy);
-    if (users->verify(credentials)) return then(Answer::admitted);
-    if (log_)
-      log_(1, "refused a log-in of user " + quoted_name(credentials.user) + " from " + peer.host());
-    return refuse(network, then);
+    if (users->remembers(credentials)) {
+      answer = Answer::admitted;
+    } else if (enter(users, cut(credentials), peer, then)) {
+      return;
+    }
   } catch (const std::exception& error) {
     log_failure(log_, "a log-in could not be checked", error);
   }
-  then(Answer::busy);
+  then(answer);
 }
 
-void LogIns::refuse(const std::string& network, const Then& then) {
-  auto answer = [this, network, then] {
-    penalties_.answered(network);
-    then(Answer::refused);
-  };
-  const auto delay = penalties_.failed(network);
+// False when it cannot be looked at.
+bool LogIns::enter(const std::shared_ptr<Users>& users, const Credentials& credentials,
+                   const Address& peer, const Then& then) {
+  auto added = std::make_unique<Waiting>(Waiting{users,
+                                                 credentials,
+                                                 users->knows(credentials.user),
+                                                 {peer.network(), credentials.user},
+                                                 peer.host(),
+                                                 steady_clock::now(),
+                                                 {then}});
+  std::unique_ptr<Waiting> crowded_out;
+  {
+    const std::lock_guard guard(lock_);
+    if (ending_) return false;
+    std::size_t of_this_source = present_ && present_->source == added->source ? 1 : 0;
+    for (const auto& waiting : line_) {
+      if (waiting->source != added->source) continue;
+      ++of_this_source;
+      if (waiting->users != users || !is_same(waiting->credentials, credentials)) continue;
+      if (waiting->thens.size() >= most_together) return false;
+      waiting->thens.push_back(then);
+      return true;
+    }
+    if (!penalties_.admits(added->source, of_this_source)) return false;
+    line_.push_back(std::move(added));
+    if (const auto place = one_too_many(); place != line_.end()) {
+      crowded_out = std::move(*place);
+      line_.erase(place);
+    }
+  }
+  changed_.notify_all();
+  if (crowded_out) pass_over(*crowded_out);
+  return true;
+}
+
+LogIns::Line::iterator LogIns::next() {
+  return std::ranges::min_element(
+      line_, {}, [this](const auto& waiting) { return penalties_.past(waiting->source); });
+}
+
+// A name that is no user's goes before a user.
+LogIns::Line::iterator LogIns::one_too_many() {
+  const auto is_made_up = [](const auto& waiting) { return !waiting->is_user; };
+  const std::ptrdiff_t made_up = std::ranges::count_if(line_, is_made_up);
+  if (made_up > most_made_up) return std::ranges::find_if(line_, is_made_up);
+  if (std::ssize(line_) - made_up <= most_users) return line_.end();
+  // Of equal ones, who came last.
+  const auto place =
+      std::max_element(line_.rbegin(), line_.rend(), [this](const auto& a, const auto& b) {
+        return penalties_.past(a->source) < penalties_.past(b->source);
+      });
+  return std::prev(place.base());
+}
+
+bool LogIns::is_worth_a_hash(const Waiting& waiting) const {
+  return waiting.is_user ||
+         (line_.size() < few_made_up &&
+          std::ranges::none_of(line_, [](const auto& other) { return other->is_user; }));
+}
+
+void LogIns::run() {
+  std::unique_lock guard(lock_);
+  while (true) {
+    changed_.wait(guard, [this] { return ending_ || !line_.empty(); });
+    if (line_.empty()) return;
+    const auto place = next();
+    const std::unique_ptr<Waiting> waiting = std::move(*place);
+    line_.erase(place);
+    present_ = waiting.get();
+    const bool is_late = ending_;
+    const bool with_hash = is_worth_a_hash(*waiting);
+    guard.unlock();
+    if (is_late) {
+      waiting->answer(Answer::busy);
+    } else {
+      look_at(*waiting, with_hash);
+    }
+    guard.lock();
+    present_ = nullptr;
+  }
+}
+
+void LogIns::look_at(const Waiting& waiting, bool with_hash) {
+  Answer answer = Answer::busy;
   try {
-    clock_.after(delay, std::move(answer));
+    Users& users = *waiting.users;
+    // Another one may have been found right while this one waited for its turn.
+    if (users.remembers(waiting.credentials) || (with_hash && users.verify(waiting.credentials))) {
+      answer = Answer::admitted;
+    } else {
+      log_refusal(waiting);
+      return refuse(waiting);
+    }
+  } catch (const std::exception& error) {
+    log_failure(log_, "a log-in could not be checked", error);
+  }
+  waiting.answer(answer);
+}
+
+// On the thread of who came too many.
+void LogIns::pass_over(const Waiting& waiting) {
+  try {
+    if (!waiting.is_user) {
+      ++unlogged_;
+      return refuse(waiting);
+    }
+  } catch (const std::exception& error) {
+    log_failure(log_, "a log-in could not be checked", error);
+  }
+  waiting.answer(Answer::busy);
+}
+
+void LogIns::refuse(const Waiting& waiting) {
+  auto answer = [this, thens = waiting.thens] {
+    --held_;
+    for (const Then& then : thens) then(Answer::refused);
+  };
+  Time goes = waiting.came;
+  {
+    // It counts once, as one that waits or as one that is held back.
+    const std::lock_guard guard(lock_);
+    goes += penalties_.failed(waiting.source, waiting.came);
+    if (present_ == &waiting) present_ = nullptr;
+  }
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(goes - steady_clock::now());
+  ++held_;
+  try {
+    clock_.after(std::max(left, std::chrono::milliseconds(0)), std::move(answer));
   } catch (const std::exception&) {
-    penalties_.answered(network);
+    --held_;
     throw;
   }
+  // Who floods the server gets answers sooner, but no further password looked at.
+  if (held_ > most_held) clock_.hurry_next();
   const std::lock_guard guard(lock_);
   if (ending_) clock_.hurry();
 }
 
+// Names that somebody makes up must not drown what else is in the log.
+void LogIns::log_refusal(const Waiting& waiting) {
+  if (!log_) return;
+  if (const Time now = steady_clock::now(); now - logged_since_ >= std::chrono::seconds(1)) {
+    logged_since_ = now;
+    logged_ = 0;
+  }
+  if (!waiting.is_user && ++logged_ > most_lines) {
+    ++unlogged_;
+    return;
+  }
+  std::string text = "refused a log-in of user " + quoted_name(waiting.credentials.user) +
+                     " from " + waiting.host;
+  if (const unsigned unlogged = unlogged_.exchange(0); unlogged > 0)
+    text += "; before, " + std::to_string(unlogged) + " of names that are no user's went unsaid";
+  log_(1, text);
+}
+
 void LogIns::end() {
-  const std::lock_guard guard(lock_);
-  ending_ = true;
-  clock_.hurry();
+  {
+    const std::lock_guard guard(lock_);
+    ending_ = true;
+    clock_.hurry();
+  }
+  changed_.notify_all();
 }
 
 }  // namespace broker::http

@@ -1,11 +1,23 @@
 // Whether who asks is who he says: passwords are checked one at a time, and the answers to wrong
 // ones are held back, so that guessing takes long.
+//
+// Nobody keeps others waiting. Whoever was found right before is admitted at once. The others take
+// turns: first those whose network, and then whose name, has failed the least. A network and a name
+// that fail too often are not looked at for a while (penalties.h), which nobody else notices.
+//
+// Neither answers nor times tell which names are users'. A name that is none takes its turn and
+// costs a hash like any other, or none while others wait: its answer goes when that of a user
+// would.
 #pragma once
 
+#include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "broker/http/address.h"
 #include "broker/http/clock.h"
@@ -23,24 +35,62 @@ class LogIns {
   using Then = std::function<void(Answer)>;
 
   LogIns(const Limits& limits, Log log);
+  ~LogIns();
+  LogIns(const LogIns&) = delete;
 
-  // Blocks until the password has been checked, which takes its turn. Then the answer is given,
-  // once; that to a wrong password later, on another thread, where then must neither block nor call
-  // this object. It must not throw.
+  // Does not wait. Then the answer is given, once, now or later and maybe on another thread, where
+  // then must neither block nor call this object. It must not throw.
   void check(const std::shared_ptr<Users>& users, const Credentials& credentials,
              const Address& peer, const Then& then);
-  // From now on no answer is held back any more, nor is one that was.
+  // From now on no answer is held back any more, nor is one that was; who waits for his turn is
+  // told that the server is busy.
   void end();
 
  private:
-  void refuse(const std::string& network, const Then& then);
+  using Time = Penalties::Time;
+
+  // A password that waits for its turn, and all who came with it.
+  struct Waiting {
+    std::shared_ptr<Users> users;
+    Credentials credentials;
+    bool is_user;
+    Source source;
+    std::string host;  // of the first
+    Time came;
+    std::vector<Then> thens;
+
+    void answer(Answer answer) const {
+      for (const Then& then : thens) then(answer);
+    }
+  };
+  using Line = std::vector<std::unique_ptr<Waiting>>;  // in the order in which they came
+
+  bool enter(const std::shared_ptr<Users>& users, const Credentials& credentials,
+             const Address& peer, const Then& then);
+  void run();
+  Line::iterator next();
+  Line::iterator one_too_many();  // or the line's end
+  bool is_worth_a_hash(const Waiting& waiting) const;
+  void look_at(const Waiting& waiting, bool with_hash);
+  void pass_over(const Waiting& waiting);
+  void refuse(const Waiting& waiting);
+  void log_refusal(const Waiting& waiting);
 
   const Log log_;
-  std::mutex turn_;  // one is looked at at a time
-  std::mutex lock_;
-  bool ending_ = false;
   Penalties penalties_;
+
+  std::mutex lock_;
+  std::condition_variable changed_;
+  Line line_;
+  const Waiting* present_ = nullptr;  // that is being looked at
+  bool ending_ = false;
+
+  Time logged_since_{};  // of the thread alone
+  unsigned logged_ = 0;
+  std::atomic<unsigned> unlogged_ = 0;
+  std::atomic<std::size_t> held_ = 0;
   Clock clock_;
+  std::thread thread_;
 };
 
 }  // namespace broker::http

@@ -41,10 +41,11 @@ struct Limits {
   // From the begin of a reply to its end; then the connection is closed. A long reply is sent while
   // it is made, so this is more than a slow client needs.
   std::chrono::milliseconds reply{900'000};
-  // Before the answer to a failed log-in; doubles with each further one from the same network.
+  // Before the answer to a failed log-in; doubles with each further one of the same user from the
+  // same network.
   std::chrono::milliseconds delay{1'000};
   std::chrono::milliseconds longest_delay{16'000};
-  unsigned held_log_ins = 4;  // answers held back for a network; further log-ins: 503
+  unsigned held_log_ins = 4;  // answers held back for these; further log-ins: 503
 };
 
 // PEM texts.

@@ -1,4 +1,4 @@
-// The small parts of the server: addresses, the clock, penalties and workers.
+// The small parts of the server: addresses, the clock and workers.
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -8,7 +8,6 @@
 
 #include "broker/http/address.h"
 #include "broker/http/clock.h"
-#include "broker/http/penalties.h"
 #include "broker/http/workers.h"
 
 namespace broker::http {
@@ -34,10 +33,16 @@ TEST(Address, HasAText) {
 TEST(Address, NetworkIsWhatOneClientCanHave) {
   const auto network = [](const char* host) { return Address(host, 80).network(); };
   EXPECT_EQ(network("192.0.2.1"), "192.0.2.1");
-  EXPECT_EQ(network("::ffff:192.0.2.1"), "::ffff:192.0.2.1");
+  EXPECT_EQ(network("::ffff:192.0.2.1"), "192.0.2.1");
   EXPECT_EQ(network("2001:db8:0:1:aaaa::1"), "2001:db8:0:1::");
   EXPECT_EQ(network("2001:db8:0:1:ffff:ffff:ffff:ffff"), "2001:db8:0:1::");
   EXPECT_EQ(network("2001:db8:0:2::1"), "2001:db8:0:2::");
+}
+
+TEST(Address, AllOfThisMachineAreOneNetwork) {
+  for (const char* host : {"127.0.0.1", "127.200.3.4", "::1", "::ffff:127.0.0.2"})
+    EXPECT_EQ(Address(host, 80).network(), "loopback") << host;
+  EXPECT_EQ(Address("::2", 80).network(), "::");
 }
 
 TEST(Address, PortInUseIsSaid) {
@@ -88,44 +93,16 @@ TEST(Clock, HurryRunsEverythingOnce) {
   EXPECT_EQ(runs, 2) << "what is not due is forgotten with the clock";
 }
 
-TEST(Penalties, DoubleForEachAddressAndAreForgotten) {
-  Penalties penalties(milliseconds(1000), milliseconds(4000));
-  const auto now = std::chrono::steady_clock::now();
-  EXPECT_EQ(penalties.failed("a", now), milliseconds(1000));
-  EXPECT_EQ(penalties.failed("a", now), milliseconds(2000));
-  EXPECT_EQ(penalties.failed("b", now), milliseconds(1000));
-  EXPECT_EQ(penalties.failed("a", now), milliseconds(4000));
-  for (int i = 0; i < 3; ++i) penalties.answered("a");
-  EXPECT_EQ(penalties.failed("a", now + minutes(5)), milliseconds(4000));
-  EXPECT_EQ(penalties.failed("a", now + minutes(11)), milliseconds(4000)) << "one is held back";
-  penalties.answered("a");
-  penalties.answered("a");
-  EXPECT_EQ(penalties.failed("a", now + minutes(17)), milliseconds(1000));
-}
-
-TEST(Penalties, OnlySoManyAnswersOfANetworkAreHeldBack) {
-  Penalties penalties(milliseconds(1), milliseconds(4), 2);
-  penalties.failed("a");
-  EXPECT_TRUE(penalties.admits("a"));
-  penalties.failed("a");
-  EXPECT_FALSE(penalties.admits("a"));
-  EXPECT_TRUE(penalties.admits("b"));
-  penalties.answered("a");
-  EXPECT_TRUE(penalties.admits("a"));
-  penalties.answered("unknown");
-}
-
-TEST(Penalties, ManyAddressesPushOutTheOldest) {
-  Penalties penalties(milliseconds(1), milliseconds(4));
-  const auto now = std::chrono::steady_clock::now();
-  // The first one's answer is still held back.
-  for (int i = 0; i < 1002; ++i) {
-    penalties.failed(std::to_string(i), now + milliseconds(i));
-    if (i > 0) penalties.answered(std::to_string(i));
-  }
-  EXPECT_EQ(penalties.failed("1001", now), milliseconds(2));
-  EXPECT_EQ(penalties.failed("0", now), milliseconds(2));
-  EXPECT_EQ(penalties.failed("1", now), milliseconds(1));
+TEST(Clock, HurriesWhatIsDueFirst) {
+  std::string order;
+  Clock clock;
+  clock.after(minutes(20), [&] { order += 'b'; });
+  clock.after(minutes(10), [&] { order += 'a'; });
+  clock.hurry_next();
+  EXPECT_EQ(order, "a");
+  clock.hurry_next();
+  clock.hurry_next();
+  EXPECT_EQ(order, "ab");
 }
 
 TEST(Workers, RunAllTasksAtOnceAndWaitForThem) {

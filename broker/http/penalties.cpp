@@ -1,48 +1,104 @@
 #include "broker/http/penalties.h"
 
 #include <algorithm>
-#include <utility>
+#include <iterator>
+#include <tuple>
 
 namespace broker::http {
 namespace {
 
 constexpr std::chrono::minutes forgotten_after{5};
-constexpr std::size_t most_entries = 1000;  // then the oldest is forgotten
+constexpr std::size_t most_networks = 1000;
+constexpr std::size_t most_records = 4000;
+constexpr std::size_t most_records_of_a_network = 250;
 
 }  // namespace
 
-bool Penalties::admits(const std::string& network) {
+bool Penalties::admits(const Source& source, std::size_t waiting, Time now) {
   const std::lock_guard guard(lock_);
-  const auto entry = entries_.find(network);
-  return entry == entries_.end() || entry->second.held < most_held_;
-}
-
-std::chrono::milliseconds Penalties::failed(const std::string& network, Time now) {
-  const std::lock_guard guard(lock_);
-  std::erase_if(entries_, [&](const auto& entry) {
-    return entry.second.held == 0 && now - entry.second.last > forgotten_after;
-  });
-  if (entries_.size() >= most_entries && !entries_.contains(network)) {
-    // One with answers held back only if all have some.
-    const auto rank = [](const auto& entry) {
-      return std::pair(entry.second.held > 0, entry.second.last);
-    };
-    entries_.erase(
-        std::min_element(entries_.begin(), entries_.end(),
-                         [&](const auto& a, const auto& b) { return rank(a) < rank(b); }));
+  const auto network = networks_.find(source.network);
+  if (network != networks_.end()) {
+    const auto record = network->second.users.find(source.user);
+    if (record != network->second.users.end())
+      waiting += static_cast<std::size_t>(
+          std::ranges::count_if(record->second.held, [now](Time until) { return until > now; }));
   }
-  const auto [entry, added] = entries_.try_emplace(network, Entry{first_, now, 0});
-  Entry& counted = entry->second;
-  if (!added) counted.delay = std::min(counted.delay * 2, longest_);
-  counted.last = now;
-  ++counted.held;
-  return counted.delay;
+  return waiting < most_held_;
 }
 
-void Penalties::answered(const std::string& network) {
+std::chrono::milliseconds Penalties::failed(const Source& source, Time came) {
   const std::lock_guard guard(lock_);
-  const auto entry = entries_.find(network);
-  if (entry != entries_.end() && entry->second.held > 0) --entry->second.held;
+  make_room(source, came);
+  Network& network = networks_[source.network];
+  const auto [entry, added] = network.users.try_emplace(source.user);
+  if (added) ++records_;
+  Record& record = entry->second;
+  std::erase_if(record.held, [came](Time until) { return until <= came; });
+  record.delay = added ? first_ : std::min(record.delay * 2, longest_);
+  record.held.push_back(came + record.delay);
+  record.last = network.last = std::max(record.last, came);
+  ++record.failures;
+  ++network.failures;
+  return record.delay;
+}
+
+Penalties::Past Penalties::past(const Source& source) {
+  const std::lock_guard guard(lock_);
+  const auto network = networks_.find(source.network);
+  if (network == networks_.end()) return {};
+  const auto record = network->second.users.find(source.user);
+  return {network->second.failures,
+          record == network->second.users.end() ? 0 : record->second.failures};
+}
+
+std::size_t Penalties::size() {
+  const std::lock_guard guard(lock_);
+  return records_;
+}
+
+bool Penalties::is_forgotten(const Record& record, Time now) {
+  return now - record.last > forgotten_after &&
+         std::ranges::all_of(record.held, [now](Time until) { return until <= now; });
+}
+
+void Penalties::make_room(const Source& source, Time now) {
+  // All are looked through once a second at most.
+  if (now - tidied_ >= std::chrono::seconds(1)) {
+    tidied_ = now;
+    for (auto network = networks_.begin(); network != networks_.end();) {
+      records_ -= std::erase_if(network->second.users,
+                                [now](const auto& user) { return is_forgotten(user.second, now); });
+      network = network->second.users.empty() ? networks_.erase(network) : std::next(network);
+    }
+  }
+  const auto network = networks_.find(source.network);
+  const bool is_new_network = network == networks_.end();
+  if (!is_new_network && network->second.users.contains(source.user)) return;
+  if (is_new_network && networks_.size() >= most_networks) {
+    const auto least = std::ranges::min_element(networks_, {}, [](const auto& one) {
+      return std::tuple(one.second.failures, one.second.last);
+    });
+    records_ -= least->second.users.size();
+    networks_.erase(least);
+  }
+  if (!is_new_network && network->second.users.size() >= most_records_of_a_network)
+    drop_least(network, now);
+  if (records_ >= most_records)
+    drop_least(std::ranges::max_element(networks_, {},
+                                        [](const auto& one) { return one.second.users.size(); }),
+               now);
+}
+
+void Penalties::drop_least(std::map<std::string, Network>::iterator network, Time now) {
+  auto& users = network->second.users;
+  users.erase(std::ranges::min_element(users, {}, [now](const auto& user) {
+    const Record& record = user.second;
+    const bool is_held =
+        std::ranges::any_of(record.held, [now](Time until) { return until > now; });
+    return std::tuple(record.delay, is_held, record.last);
+  }));
+  --records_;
+  if (users.empty()) networks_.erase(network);
 }
 
 }  // namespace broker::http

@@ -2,42 +2,75 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace broker::http {
 
-// Counts failures by network (address.h); one that shows none for a while is forgotten. Safe from
+// Who asks: the network (address.h) and the name that was given, whether there is such a user or
+// not.
+struct Source {
+  std::string network;
+  std::string user;
+  bool operator==(const Source&) const = default;
+};
+
+// Counts failures by network and user, so that one client's do not keep its neighbours out. One
+// that shows none for a while is forgotten. What is kept is bounded; the few that fail often
+// outlast the many that fail once, so that a flood of names wipes out nobody's record. Safe from
 // any thread.
 class Penalties {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  // most_held: answers held back at a time, for each network.
+  // most_held: answers held back at a time, for each source.
   Penalties(std::chrono::milliseconds first, std::chrono::milliseconds longest,
             unsigned most_held = 1)
       : first_(first), longest_(longest), most_held_(most_held) {}
 
-  // False while as many answers are held back as may be: no other log-in is looked at.
-  bool admits(const std::string& network);
-  // Counts one more, whose answer is held back for that time. The delay doubles with each, up to
-  // the longest.
-  std::chrono::milliseconds failed(const std::string& network,
-                                   Time now = std::chrono::steady_clock::now());
-  void answered(const std::string& network);  // an answer held back is on its way
+  // False while as many answers are held back as may be: no other log-in is looked at. Those that
+  // wait to be looked at count as well.
+  bool admits(const Source& source, std::size_t waiting,
+              Time now = std::chrono::steady_clock::now());
+  // Counts one more, of a log-in that came at this time, and how long after it its answer goes. The
+  // delay doubles with each, up to the longest.
+  std::chrono::milliseconds failed(const Source& source, Time came);
+
+  // What has failed before. Who has less of it goes first.
+  struct Past {
+    std::size_t network = 0, user = 0;
+    auto operator<=>(const Past&) const = default;
+  };
+  Past past(const Source& source);
+
+  std::size_t size();  // sources that are kept
 
  private:
-  struct Entry {
-    std::chrono::milliseconds delay;
-    Time last;
-    unsigned held;
+  struct Record {
+    std::size_t failures = 0;
+    std::chrono::milliseconds delay{};
+    Time last{};
+    std::vector<Time> held;  // until when
   };
+  struct Network {
+    std::size_t failures = 0;
+    Time last{};
+    std::map<std::string, Record> users;
+  };
+
+  static bool is_forgotten(const Record& record, Time now);
+  void make_room(const Source& source, Time now);
+  void drop_least(std::map<std::string, Network>::iterator network, Time now);
 
   const std::chrono::milliseconds first_, longest_;
   const unsigned most_held_;
   std::mutex lock_;
-  std::map<std::string, Entry> entries_;
+  std::map<std::string, Network> networks_;
+  std::size_t records_ = 0;  // of all networks
+  Time tidied_{};
 };
 
 }  // namespace broker::http

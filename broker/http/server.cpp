@@ -114,6 +114,7 @@ Server::~Server() {
 
 void Server::replace_users(std::shared_ptr<Users> users) {
   const std::lock_guard guard(state_->shared.lock);
+  if (users && state_->shared.users) users->follow(*state_->shared.users);
   state_->shared.users = std::move(users);
 }
 

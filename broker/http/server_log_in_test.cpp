@@ -66,10 +66,10 @@ class LogIn : public testing::Test {
   }
   TestReply post(const std::string& fields) { return TestClient(test_->port).post("x", fields); }
 
-  void wait_for_log() {
+  void wait_for_log(std::size_t lines = 1) {
     for (bool logged = false; !logged; std::this_thread::yield()) {
       const std::lock_guard guard(lock_);
-      logged = !log_.empty();
+      logged = log_.size() >= lines;
     }
   }
 
@@ -163,7 +163,7 @@ TEST_F(LogIn, GuessingInParallelIsNoQuicker) {
   std::vector<std::unique_ptr<TestClient>> clients;
   for (int i = 0; i < 20; ++i) {
     clients.push_back(std::make_unique<TestClient>(test_->port));
-    clients.back()->send(request_text("POST", "x", log_in("operator:wrong")));
+    clients.back()->send(request_text("POST", "x", log_in("operator:wrong " + std::to_string(i))));
   }
   EXPECT_EQ(post(log_in("operator:right")).status, 200) << "who is known is not kept waiting";
   int wrong = 0, unseen = 0;
@@ -199,6 +199,21 @@ TEST_F(LogIn, ReplacedUsersCountForLaterRequests) {
   test_->server->replace_users(users_with("operator", "new"));
   EXPECT_EQ(post(log_in("operator:right")).status, 401);
   EXPECT_EQ(post(log_in("operator:new")).status, 200);
+}
+
+// Somebody guesses from the same address, and as the same user, when the users are read again.
+TEST_F(LogIn, KnownUserStaysKnownOverAReload) {
+  start(milliseconds(10'000), 1);
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
+  std::vector<std::unique_ptr<TestClient>> clients;
+  for (int i = 0; i < 4; ++i) {
+    clients.push_back(std::make_unique<TestClient>(test_->port));
+    clients.back()->send(request_text("POST", "x", log_in("operator:wrong " + std::to_string(i))));
+  }
+  wait_for_log(4);
+  EXPECT_EQ(post(log_in("operator:wrong")).status, 503);
+  test_->server->replace_users(users_with("operator", "right"));
+  EXPECT_EQ(post(log_in("operator:right")).status, 200);
 }
 
 TEST_F(LogIn, EndOfTheServerDoesNotWaitForAnAnswerHeldBack) {

@@ -5,7 +5,9 @@
 #include <sys/random.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 
 #include "broker/http/users_file.h"
@@ -56,42 +58,62 @@ Users::Users(std::string_view text) {
   }
   if (hashes_.empty())
     throw std::runtime_error("it names no user; add one with 'hddtest passwd FILE USER'");
-  if (getentropy(key_.data(), key_.size()) != 0)
+  memory_ = std::make_shared<Memory>();
+  if (getentropy(memory_->key.data(), memory_->key.size()) != 0)
     throw std::runtime_error(std::string("no random numbers: ") + std::strerror(errno));
 }
 
-Users::Digest Users::digest(const Credentials& credentials, const std::string& hash) const {
+void Users::follow(const Users& before) {
+  memory_ = before.memory_;
+  const std::lock_guard guard(memory_->lock);
+  std::erase_if(memory_->verified, [this](const auto& entry) { return !knows(entry.first); });
+}
+
+Users::Digest Users::digest(const std::string& text) const {
   Digest digest{};
-  // Neither name nor hash can hold a line feed.
-  const std::string text = credentials.user + "\n" + hash + "\n" + credentials.password;
-  if (gnutls_hmac_fast(GNUTLS_MAC_SHA256, key_.data(), key_.size(), text.data(), text.size(),
-                       digest.data()) != 0)
+  if (gnutls_hmac_fast(GNUTLS_MAC_SHA256, memory_->key.data(), memory_->key.size(), text.data(),
+                       text.size(), digest.data()) != 0)
     throw std::runtime_error("no digest");
   return digest;
+}
+
+// A changed hash makes another digest, so whose password was set anew is not remembered.
+Users::Digest Users::digest(const Credentials& credentials, const std::string& hash) const {
+  // Neither name nor hash can hold a line feed.
+  return digest(credentials.user + "\n" + hash + "\n" + credentials.password);
+}
+
+// An unknown user has the hash of a known one, always that of the same, so that time does not tell
+// who is known where hashes differ in cost.
+const std::string& Users::hash_for(const std::string& user) const {
+  const auto known = hashes_.find(user);
+  if (known != hashes_.end()) return known->second;
+  const Digest number = digest(user);
+  std::uint32_t place = 0;
+  std::memcpy(&place, number.data(), sizeof place);
+  return std::next(hashes_.begin(), static_cast<std::ptrdiff_t>(place % hashes_.size()))->second;
 }
 
 bool Users::remembers(const Credentials& credentials) const {
   const auto user = hashes_.find(credentials.user);
   if (user == hashes_.end()) return false;
   const Digest now = digest(credentials, user->second);
-  const std::lock_guard guard(memory_);
-  const auto before = verified_.find(credentials.user);
-  return before != verified_.end() &&
+  const std::lock_guard guard(memory_->lock);
+  const auto before = memory_->verified.find(credentials.user);
+  return before != memory_->verified.end() &&
          equal_in_constant_time(now.data(), before->second.data(), now.size());
 }
 
 bool Users::verify(const Credentials& credentials) {
-  const std::lock_guard turn(one_at_a_time_);
-  const auto user = hashes_.find(credentials.user);
-  // An unknown user costs the hash of a known one, so that time does not tell who is known.
-  const std::string& expected = (user == hashes_.end() ? hashes_.begin() : user)->second;
+  const std::lock_guard turn(memory_->one_at_a_time);
+  const std::string& expected = hash_for(credentials.user);
   const std::string made = hash_of(credentials.password, expected);
   const bool right = made.size() == expected.size() &&
                      equal_in_constant_time(made.data(), expected.data(), made.size());
-  if (!right || user == hashes_.end()) return false;
+  if (!right || !knows(credentials.user)) return false;
   const Digest now = digest(credentials, expected);
-  const std::lock_guard guard(memory_);
-  verified_[credentials.user] = now;
+  const std::lock_guard guard(memory_->lock);
+  memory_->verified[credentials.user] = now;
   return true;
 }
 

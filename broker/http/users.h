@@ -29,6 +29,11 @@ class Users {
   explicit Users(std::string_view text);
   Users(const Users&) = delete;
 
+  // Whoever was found right by those before stays so while his hash is the same. Before the first
+  // use.
+  void follow(const Users& before);
+
+  bool knows(const std::string& user) const { return hashes_.contains(user); }
   // Whether verify has found exactly these to be right before; quick.
   bool remembers(const Credentials& credentials) const;
   // Takes some ten milliseconds, as many for an unknown user; one at a time.
@@ -36,13 +41,19 @@ class Users {
 
  private:
   using Digest = std::array<unsigned char, 32>;
+  // What outlasts a state of the file.
+  struct Memory {
+    Digest key{};
+    std::mutex lock;
+    std::map<std::string, Digest> verified;  // keyed hash of each user's last good password
+    std::mutex one_at_a_time;                // a hash takes megabytes and a whole processor
+  };
+  Digest digest(const std::string& text) const;
   Digest digest(const Credentials& credentials, const std::string& hash) const;
+  const std::string& hash_for(const std::string& user) const;
 
   std::map<std::string, std::string> hashes_;
-  Digest key_{};
-  mutable std::mutex memory_;
-  std::map<std::string, Digest> verified_;  // keyed hash of each user's last good password
-  std::mutex one_at_a_time_;                // a hash takes megabytes and a whole processor
+  std::shared_ptr<Memory> memory_;
 };
 
 // Throws std::runtime_error when nobody can have this name.

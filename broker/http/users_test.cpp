@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -182,6 +183,50 @@ TEST(Users, PasswordWithNulIsNotItsBeginning) {
   Users users("one:" + hash("a") + "\n");
   EXPECT_FALSE(users.verify({"one", std::string("a\0b", 3)}));
   EXPECT_TRUE(users.verify({"one", "a"}));
+}
+
+TEST(Users, KnownStayKnownWhileTheirHashIsTheSame) {
+  const std::string one = "one:" + hash("a") + "\n", two = "two:" + hash("b") + "\n";
+  Users before(one + two);
+  EXPECT_TRUE(before.verify({"one", "a"}));
+  EXPECT_TRUE(before.verify({"two", "b"}));
+  Users after(one + "two:" + hash("c") + "\n");
+  EXPECT_FALSE(after.remembers({"one", "a"}));
+  after.follow(before);
+  EXPECT_TRUE(after.remembers({"one", "a"}));
+  EXPECT_FALSE(after.remembers({"one", "b"}));
+  EXPECT_FALSE(after.remembers({"two", "b"})) << "has another password now";
+  EXPECT_FALSE(after.remembers({"two", "c"})) << "which nobody has given yet";
+  EXPECT_TRUE(before.remembers({"two", "b"})) << "requests that came before the change";
+
+  Users without(two);
+  without.follow(after);
+  EXPECT_FALSE(without.remembers({"one", "a"})) << "is no user any more";
+  Users again(one);
+  again.follow(without);
+  EXPECT_FALSE(again.remembers({"one", "a"})) << "and is forgotten then";
+}
+
+// Each unknown one costs what one of the users does, always the same one.
+TEST(Users, UnknownUsersCostWhatUsersDo) {
+  Users users("one:" + hash("a", "$5$rounds=1000$salt$") +
+              "\ntwo:" + hash("a", "$5$rounds=100000$salt$") + "\n");
+  const auto cost = [&](const std::string& user) {
+    const auto begun = std::clock();
+    EXPECT_FALSE(users.verify({user, "x"}));
+    return std::clock() - begun;
+  };
+  const auto cheap = cost("one"), dear = cost("two");
+  const auto limit = (cheap + dear) / 4;
+  int dear_ones = 0;
+  for (int i = 0; i < 20; ++i) {
+    const std::string user = std::to_string(i);
+    const bool is_dear = cost(user) > limit;
+    EXPECT_EQ(is_dear, cost(user) > limit) << user;
+    dear_ones += is_dear ? 1 : 0;
+  }
+  EXPECT_GT(dear_ones, 0);
+  EXPECT_LT(dear_ones, 20);
 }
 
 TEST(Users, UnknownUserCostsAHashToo) {

@@ -1,0 +1,84 @@
+#include "broker/http/penalties.h"
+
+#include <gtest/gtest.h>
+
+namespace broker::http {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+const Penalties::Time start = Penalties::Time() + std::chrono::hours(1);
+
+TEST(Penalties, DoubleForEachSourceAndAreForgotten) {
+  Penalties penalties(milliseconds(1000), milliseconds(4000));
+  EXPECT_EQ(penalties.failed({"a", "one"}, start), milliseconds(1000));
+  EXPECT_EQ(penalties.failed({"a", "one"}, start), milliseconds(2000));
+  EXPECT_EQ(penalties.failed({"a", "two"}, start), milliseconds(1000)) << "another user";
+  EXPECT_EQ(penalties.failed({"b", "one"}, start), milliseconds(1000)) << "another network";
+  EXPECT_EQ(penalties.failed({"a", "one"}, start), milliseconds(4000));
+  EXPECT_EQ(penalties.failed({"a", "one"}, start + minutes(5)), milliseconds(4000));
+  EXPECT_EQ(penalties.failed({"a", "one"}, start + minutes(11)), milliseconds(1000));
+}
+
+TEST(Penalties, OnlySoManyAnswersOfASourceAreHeldBack) {
+  Penalties penalties(milliseconds(1000), milliseconds(1000), 2);
+  const Source source{"a", "one"};
+  EXPECT_TRUE(penalties.admits(source, 1, start));
+  EXPECT_FALSE(penalties.admits(source, 2, start)) << "those that wait count";
+  penalties.failed(source, start);
+  EXPECT_TRUE(penalties.admits(source, 0, start));
+  EXPECT_FALSE(penalties.admits(source, 1, start));
+  penalties.failed(source, start + milliseconds(500));
+  EXPECT_FALSE(penalties.admits(source, 0, start + milliseconds(999)));
+  EXPECT_TRUE(penalties.admits({"a", "two"}, 0, start + milliseconds(999)));
+  EXPECT_TRUE(penalties.admits({"b", "one"}, 0, start + milliseconds(999)));
+  EXPECT_TRUE(penalties.admits(source, 0, start + milliseconds(1000)));
+  EXPECT_FALSE(penalties.admits(source, 1, start + milliseconds(1000)));
+  EXPECT_TRUE(penalties.admits(source, 1, start + milliseconds(1500)));
+}
+
+TEST(Penalties, KnowWhoHasFailedLess) {
+  Penalties penalties(milliseconds(1), milliseconds(1));
+  for (int i = 0; i < 3; ++i) penalties.failed({"a", "one"}, start);
+  penalties.failed({"b", "one"}, start);
+  EXPECT_LT(penalties.past({"c", "one"}), penalties.past({"b", "one"}));
+  EXPECT_LT(penalties.past({"b", "one"}), penalties.past({"a", "two"}));
+  EXPECT_LT(penalties.past({"a", "two"}), penalties.past({"a", "one"}));
+}
+
+// Whoever guesses at one user does not begin anew by making up names meanwhile.
+TEST(Penalties, FloodOfNamesWipesNoRecordOut) {
+  Penalties penalties(milliseconds(1000), milliseconds(16000), 4);
+  for (int i = 0; i < 4; ++i) penalties.failed({"a", "one"}, start);
+  for (int i = 0; i < 10'000; ++i)
+    penalties.failed({"a", "name " + std::to_string(i)}, start + milliseconds(i));
+  EXPECT_FALSE(penalties.admits({"a", "one"}, 3, start + seconds(7)));
+  EXPECT_EQ(penalties.failed({"a", "one"}, start + seconds(10)), seconds(16));
+  EXPECT_EQ(penalties.failed({"a", "name 1"}, start + seconds(10)), seconds(1)) << "was dropped";
+  EXPECT_EQ(penalties.failed({"a", "name 9999"}, start + seconds(10)), seconds(2));
+}
+
+TEST(Penalties, FloodOfNetworksWipesNoRecordOut) {
+  Penalties penalties(milliseconds(1000), milliseconds(16000), 4);
+  for (int i = 0; i < 4; ++i) penalties.failed({"a", "one"}, start);
+  for (int i = 0; i < 10'000; ++i)
+    penalties.failed({"network " + std::to_string(i), "one"}, start + milliseconds(i));
+  EXPECT_EQ(penalties.failed({"a", "one"}, start + seconds(10)), seconds(16));
+  EXPECT_EQ(penalties.failed({"network 1", "one"}, start + seconds(10)), seconds(1));
+}
+
+TEST(Penalties, WhatIsKeptIsBounded) {
+  Penalties penalties(milliseconds(1000), milliseconds(16000), 4);
+  for (int network = 0; network < 100; ++network)
+    for (int name = 0; name < 100; ++name)
+      penalties.failed({std::to_string(network), std::to_string(name)}, start);
+  EXPECT_LE(penalties.size(), 4000u);
+  EXPECT_GE(penalties.size(), 3000u);
+  penalties.failed({"a", "one"}, start + minutes(10));
+  EXPECT_EQ(penalties.size(), 1u);
+}
+
+}  // namespace
+}  // namespace broker::http
