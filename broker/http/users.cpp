@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "broker/http/password_hash.h"
 #include "broker/http/users_file.h"
 
 namespace broker::http {
@@ -49,10 +50,9 @@ Users::Users(std::string_view text) {
   for (const UsersLine& line : users_lines(text)) {
     if (line.user.empty()) continue;
     const std::string hash(line.hash);
-    if (!is_good_hash(hash))
-      throw std::runtime_error("line " + std::to_string(line.number) +
-                               ": no password hash, or one of a method that is too weak; set the "
-                               "password with 'hddtest passwd FILE USER'");
+    if (const std::string fault = hash_fault(hash); !fault.empty())
+      throw std::runtime_error("line " + std::to_string(line.number) + ": " + fault +
+                               "; set the password with 'hddtest passwd FILE USER'");
     if (!hashes_.emplace(line.user, hash).second)
       throw std::runtime_error("line " + std::to_string(line.number) + ": the user stands twice");
   }

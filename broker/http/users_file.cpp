@@ -13,6 +13,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "broker/http/password_hash.h"
 #include "broker/http/users.h"
 
 namespace broker::http {
@@ -163,11 +164,6 @@ std::optional<std::string> read_users_file(const fs::path& file) {
   fail("use", file,
        is_users_text(text) ? "others may read or write it; chmod 600 it"
                            : std::string("it is no users file; ") + advice);
-}
-
-bool is_good_hash(const std::string& hash) {
-  const int judged = crypt_checksalt(hash.c_str());
-  return judged == CRYPT_SALT_OK || (judged == CRYPT_SALT_METHOD_LEGACY && hash.starts_with("$5$"));
 }
 
 void check_user_name(std::string_view user) {

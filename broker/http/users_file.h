@@ -23,10 +23,6 @@ std::vector<UsersLine> users_lines(std::string_view text);
 // Nothing, or what is wrong with it.
 std::string user_name_fault(std::string_view user);
 
-// Whether the system can check it and it is of no method that is quickly broken. SHA-256 is
-// "legacy" to the library, but good.
-bool is_good_hash(const std::string& hash);
-
 // What the file holds; unset when there is none. Throws std::runtime_error when it cannot be read
 // or others than its owner may read or write it.
 std::optional<std::string> read_users_file(const std::filesystem::path& file);

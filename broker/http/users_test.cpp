@@ -147,6 +147,9 @@ TEST_F(UsersFile, IsCheckedBeforeThePasswordIsAsked) {
   EXPECT_FALSE(fs::exists(file_));
   write("one:" + hash("a", "ab") + "\n");
   EXPECT_NO_THROW(check_changeable(file_)) << "a weak hash is what a new password mends";
+  write("one:" + hash("a").substr(0, 30) + "\n");
+  set_password(file_, {"one", "a"});
+  EXPECT_EQ(fault(), "") << "and so is a damaged one";
   EXPECT_THROW(check_changeable(folder_), std::runtime_error);
   EXPECT_THROW(check_changeable(folder_ / "none/users"), std::runtime_error);
 }
@@ -170,6 +173,10 @@ TEST_F(UsersFile, WhatIsNoUsersFileIsRefused) {
   EXPECT_THAT(fault(), HasSubstr("line 2: no password hash"));
   write("one:" + hash("a", "ab") + "\n");
   EXPECT_THAT(fault(), HasSubstr("too weak"));
+  write("one:" + hash("a") + "\ntwo:" + hash("a", "$6$salt$").substr(0, 90) + "\n");
+  EXPECT_THAT(fault(), HasSubstr("line 2: the password hash is damaged or cut short; set the"));
+  write("one:$6$rounds=999999999$salt$" + std::string(86, 'x') + "\n");
+  EXPECT_THAT(fault(), HasSubstr("line 1: the password hash takes too long to check"));
   write("one:" + hash("a") + "\none:" + hash("a") + "\n");
   EXPECT_THAT(fault(), HasSubstr("line 2: the user stands twice"));
   write(std::string((1 << 20) + 1, '\n'));

@@ -1,5 +1,5 @@
-// The file of users and password hashes. Passwords are not checked against it: a hash may ask for
-// any amount of work, and the file is its owner's alone.
+// The file of users and password hashes. Passwords are not checked against it: that takes long, and
+// the file is its owner's alone.
 #include "fuzz/target.h"
 
 #include <stdexcept>

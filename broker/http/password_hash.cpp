@@ -1,0 +1,137 @@
+#include "broker/http/password_hash.h"
+
+#include <crypt.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace broker::http {
+namespace {
+
+constexpr std::string_view digits =
+    "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+// Products of block count, block size (128 bytes) and parallelism: memory and time grow with it.
+constexpr std::uint64_t most_blocks = std::uint64_t{1} << 20;
+constexpr std::uint64_t most_rounds = 500'000;
+constexpr std::uint64_t most_doublings = 13;
+
+constexpr const char* damaged = "the password hash is damaged or cut short";
+
+bool is_of_digits(std::string_view text) {
+  return text.find_first_not_of(digits) == std::string_view::npos;
+}
+
+// Decimal, without leading zeros; 0 when it is none.
+std::uint64_t number(std::string_view text) {
+  std::uint64_t value = 0;
+  if (text.empty() || text.front() == '0') return 0;
+  for (const char digit : text) {
+    if (digit < '0' || digit > '9') return 0;
+    value = std::min(value * 10 + static_cast<std::uint64_t>(digit - '0'), std::uint64_t{1} << 40);
+  }
+  return value;
+}
+
+std::string too_costly(const std::string& most) {
+  return "the password hash takes too long to check, or too much memory (at most " + most + ")";
+}
+
+// What stands before the first $, which goes as well.
+std::string_view take_part(std::string_view& text) {
+  const std::size_t end = std::min(text.find('$'), text.size());
+  const std::string_view part = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return part;
+}
+
+std::string blocks_fault(std::uint64_t doublings, std::uint64_t size, std::uint64_t lanes,
+                         const char* most) {
+  const bool good = doublings < 32 && size > 0 && size <= most_blocks && lanes > 0 &&
+                    lanes <= most_blocks / size && (size * lanes) << doublings <= most_blocks;
+  return good ? "" : too_costly(most);
+}
+
+// Each takes what stands before the hash itself.
+
+// PARAMETERS$SALT$
+std::string yescrypt_fault(std::string_view& text) {
+  const std::string_view parameters = take_part(text);
+  if (parameters.size() < 3 || !is_of_digits(parameters) || !is_of_digits(take_part(text)))
+    return damaged;
+  // The flavour, the number of blocks and their size, each of one digit. Further ones make it
+  // dearer in ways of their own, and no tool sets them.
+  const std::size_t blocks = digits.find(parameters[1]), size = digits.find(parameters[2]);
+  constexpr const char* most = "the parameters jCT";
+  if (parameters.size() > 3 || parameters[0] != 'j' || blocks > 47 || size > 47)
+    return too_costly(most);
+  return blocks_fault(blocks + 1, size + 1, 1, most);
+}
+
+// Of one, five and five digits, and SALT$
+std::string scrypt_fault(std::string_view& text) {
+  const std::string_view parameters = take_part(text);
+  if (parameters.size() < 11 || !is_of_digits(parameters)) return damaged;
+  const auto value = [&](std::size_t at) {
+    std::uint64_t sum = 0;
+    for (std::size_t i = 5; i-- > 0;) sum = sum << 6 | digits.find(parameters[at + i]);
+    return sum;
+  };
+  return blocks_fault(digits.find(parameters[0]), value(1), value(6), "the parameters DU..../....");
+}
+
+// COST$, and the salt is a part of the hash
+std::string bcrypt_fault(std::string_view& text) {
+  std::string_view cost = take_part(text);
+  if (cost.size() != 2) return damaged;
+  if (cost.front() == '0') cost.remove_prefix(1);
+  const std::uint64_t doublings = number(cost);
+  if (doublings == 0) return damaged;
+  return doublings > most_doublings ? too_costly("cost " + std::to_string(most_doublings)) : "";
+}
+
+// SALT$ or rounds=NUMBER$SALT$
+std::string sha_fault(std::string_view& text) {
+  if (text.starts_with("rounds=")) {
+    const std::uint64_t rounds = number(take_part(text).substr(7));
+    if (rounds < 1000) return damaged;
+    if (rounds > most_rounds) return too_costly("rounds=" + std::to_string(most_rounds));
+  }
+  return take_part(text).size() > 16 ? damaged : "";
+}
+
+struct Method {
+  std::string_view prefix;
+  std::size_t length;  // of the hash itself
+  std::string (*fault)(std::string_view& text);
+};
+
+constexpr Method methods[] = {
+    {"$y$", 43, yescrypt_fault}, {"$gy$", 43, yescrypt_fault}, {"$7$", 43, scrypt_fault},
+    {"$2a$", 53, bcrypt_fault},  {"$2b$", 53, bcrypt_fault},   {"$2y$", 53, bcrypt_fault},
+    {"$6$", 86, sha_fault},      {"$5$", 43, sha_fault},
+};
+
+}  // namespace
+
+bool is_good_hash(const std::string& hash) {
+  const int judged = crypt_checksalt(hash.c_str());
+  const bool known = std::ranges::any_of(
+      methods, [&](const Method& method) { return hash.starts_with(method.prefix); });
+  return known && (judged == CRYPT_SALT_OK ||
+                   (judged == CRYPT_SALT_METHOD_LEGACY && hash.starts_with("$5$")));
+}
+
+std::string hash_fault(const std::string& hash) {
+  if (!is_good_hash(hash)) return "no password hash, or one of a method that is too weak";
+  const Method& method = *std::ranges::find_if(
+      methods, [&](const Method& one) { return hash.starts_with(one.prefix); });
+  std::string_view text = std::string_view(hash).substr(method.prefix.size());
+  std::string fault = method.fault(text);
+  if (fault.empty() && (text.size() != method.length || !is_of_digits(text))) fault = damaged;
+  return fault;
+}
+
+}  // namespace broker::http
