@@ -87,6 +87,21 @@ class Hardening(unittest.TestCase):
         self.expect_of_each(expectation)
 
 
+class Exports(unittest.TestCase):
+    def symbols(self, path):
+        return {tuple(line.split()[-2:])
+                for line in listing("nm", "-D", "--defined-only", path).splitlines()}
+
+    def test_are_those_of_the_tested_libraries(self):
+        libraries = [path for path in programs() if path.name.endswith(".so")]
+        self.assertGreaterEqual(len(libraries), 9)
+        for path in libraries:
+            self.assertEqual(self.symbols(path), self.symbols(BUILD / "lib" / path.name), path.name)
+        (module,) = [path for path in libraries if path.name == "libhddtest.cmpi.so"]
+        self.assertIn(("T", "KAVRO_HDDTest_DiagnosticService_Provider_Create_MethodMI"),
+                      self.symbols(module))
+
+
 class Documents(unittest.TestCase):
     def test_links_lead_somewhere(self):
         links = 0
