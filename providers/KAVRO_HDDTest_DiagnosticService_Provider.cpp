@@ -21,12 +21,17 @@ constexpr char service_name[] = "Hard Drive: Self Test";
 // One test at a time: runs share the engine's results and argument list.
 std::mutex run_lock;
 
+// No path of a device is longer. Whatever a client names stays in the record for good.
+constexpr std::size_t longest_device = 4096;
+
 // The device to test, or the empty string when the element is none that may be tested. The name
 // becomes the last argument of a program that runs as root, so it must not read as an option.
 std::string device_of(const Instance* element) {
   const auto* drive = cast<KAVRO_DiskDrive>(element);
-  if (!drive || drive->DeviceID.value().starts_with('-')) return {};
-  return drive->DeviceID.value();
+  if (!drive) return {};
+  const std::string& device = drive->DeviceID.value();
+  if (device.size() > longest_device || device.starts_with('-')) return {};
+  return device;
 }
 
 }  // namespace

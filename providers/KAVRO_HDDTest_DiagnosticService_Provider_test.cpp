@@ -172,12 +172,13 @@ TEST_F(DiagnosticService, AServiceOfAnotherNameRunsNothing) {
 
 TEST_F(DiagnosticService, AMissingOrWrongElementRunsNothingAndSaysWhy) {
   const std::vector<Property<Ref<Instance>>> elements = [] {
-    std::vector<Property<Ref<Instance>>> result(6);  // the first stays null
+    std::vector<Property<Ref<Instance>>> result(7);  // the first stays null
     result[1] = Ref<Instance>();
     result[2] = Ref<Instance>(make<KAVRO_SysBusDevice>());
     result[3] = Ref<Instance>(make<KAVRO_DiskDrive>());  // no DeviceID
     result[4] = drive("");
     result[5] = drive("-a");
+    result[6] = drive(std::string(4097, 'x'));
     return result;
   }();
   for (const auto& element : elements) {
@@ -187,6 +188,13 @@ TEST_F(DiagnosticService, AMissingOrWrongElementRunsNothingAndSaysWhy) {
     EXPECT_THAT(take_log(), testing::Contains(testing::StartsWith("0 No test was run")));
   }
   EXPECT_EQ(calls(), "");
+}
+
+TEST_F(DiagnosticService, ADeviceMayHaveANameAsLongAsAnyPath) {
+  const std::string longest(4096, 'x');
+  EXPECT_EQ(run(service.get(), drive(longest)), 0);
+  EXPECT_FALSE(job.null());
+  EXPECT_EQ(calls(), "-i " + longest + "\n");
 }
 
 TEST_F(DiagnosticService, RefusesEverythingElseWithItsFixedCodesAndLogs) {
