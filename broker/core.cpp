@@ -46,6 +46,8 @@ Core::Core(const Schema& schema, Options options) : schema_(schema), options_(st
                   "class " + entry.class_name + " is registered twice for the same type");
     }
   }
+  for (const OneAtATime& settings : options_.one_at_a_time)
+    turns_.emplace_back(settings, [this](const std::string& text) { log(2, text); });
   ++cores;
 }
 
@@ -121,7 +123,12 @@ std::size_t Core::end_idle() {
   return unloaded;
 }
 
+void Core::end_turns() {
+  for (Turns& turns : turns_) turns.close();
+}
+
 void Core::end() {
+  end_turns();
   {
     std::unique_lock lock(mutex_);
     closing_ = true;

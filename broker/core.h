@@ -5,6 +5,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -19,6 +20,7 @@
 #include "broker/operation.h"
 #include "broker/provider.h"
 #include "broker/tables.h"
+#include "broker/turns.h"
 
 namespace broker {
 
@@ -45,6 +47,7 @@ class Core : public std::enable_shared_from_this<Core> {
   // Refuses operations from outside, waits for those in flight, ends the providers.
   void end();
   std::size_t end_idle();
+  void end_turns();
 
   // The operations of ObjectManager (object_manager.h).
   void enumerate_instances(const ObjectPath& class_path, const InstanceSink& sink,
@@ -89,6 +92,10 @@ class Core : public std::enable_shared_from_this<Core> {
   std::optional<Error> run(Provider& provider, Delivery& delivery, const Request& request,
                            CMPIFlags flags, Invoke invoke);
 
+  // The turn of a call; none for one that need not wait.
+  Turns::Turn turn_of(const ObjectPath& target, const Name& method, const std::vector<Argument>& in,
+                      const Request& request);
+
   template <class Ask>
   void ask_associations(const ObjectPath& path, const AssociationFilter& filter, bool far_end,
                         Ask ask);
@@ -113,6 +120,8 @@ class Core : public std::enable_shared_from_this<Core> {
   std::vector<Registered> registered_;
   std::unordered_map<const ClassInfo*, const Registered*> instances_;
   std::unordered_map<const ClassInfo*, const Registered*> methods_;
+
+  std::list<Turns> turns_;
 
   std::mutex mutex_;
   std::condition_variable landed_;

@@ -28,6 +28,7 @@ constexpr std::array kNames{
     NamedStatus{Status::MethodNotAvailable, "CIM_ERR_METHOD_NOT_AVAILABLE"},
     NamedStatus{Status::MethodNotFound, "CIM_ERR_METHOD_NOT_FOUND"},
     NamedStatus{Status::ServerLimitsExceeded, "CIM_ERR_SERVER_LIMITS_EXCEEDED"},
+    NamedStatus{Status::ServerIsShuttingDown, "CIM_ERR_SERVER_IS_SHUTTING_DOWN"},
     NamedStatus{Status::QueryFeatureNotSupported, "CIM_ERR_QUERY_FEATURE_NOT_SUPPORTED"},
 };
 

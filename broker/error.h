@@ -28,6 +28,7 @@ enum class Status : std::uint32_t {
   MethodNotFound = 17,
   NoMoreElements = 18,
   ServerLimitsExceeded = 27,
+  ServerIsShuttingDown = 28,
   QueryFeatureNotSupported = 29,
   // Between provider and object manager:
   InvalidHandle = 60,

@@ -4,6 +4,22 @@
 
 namespace broker {
 
+Turns::Turn Core::turn_of(const ObjectPath& target, const Name& method,
+                          const std::vector<Argument>& in, const Request& request) {
+  if (Operation::current()) return {};  // part of a call that may have its turn already
+  for (Turns& turns : turns_) {
+    const OneAtATime& settings = turns.settings();
+    if (!(target.class_name == settings.class_name && method == settings.method)) continue;
+    const Value* named = nullptr;
+    for (const Argument& argument : in) {
+      if (argument.name == settings.argument && !argument.value.is_null()) named = &argument.value;
+    }
+    const std::string subject = settings.subject(target, named);
+    if (!subject.empty()) return turns.take(subject, request.client_has_gone);
+  }
+  return {};
+}
+
 MethodResult Core::invoke_method(const ObjectPath& path, std::string_view name,
                                  const std::vector<Argument>& in, const Request& request) {
   const Flight flight(*this);
@@ -35,6 +51,7 @@ MethodResult Core::invoke_method(const ObjectPath& path, std::string_view name,
     throw Error(Status::MethodNotAvailable,
                 "no provider serves methods of class " + info.name().str());
   }
+  const Turns::Turn turn = turn_of(target, method->name, arguments, request);
   const std::string spelled = method->name.str();
   MethodResult result;
   Delivery delivery(*method);

@@ -71,6 +71,8 @@ MethodResult ObjectManager::invoke_method(const ObjectPath& path, std::string_vi
   return core_->invoke_method(path, method, in, request);
 }
 
+void ObjectManager::end_turns() { core_->end_turns(); }
+
 std::size_t ObjectManager::end_idle() { return core_->end_idle(); }
 
 // Classes.

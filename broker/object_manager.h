@@ -34,6 +34,21 @@ namespace broker {
 
 struct Tables;  // tables.h
 
+// A method of which one call runs at a time (turns.h): calls that come from outside wait for their
+// turn before the provider is asked, first come, first served. A call that waits is dropped when
+// its client has gone (Request::client_has_gone).
+struct OneAtATime {
+  std::string class_name;
+  std::string method;
+  std::string argument;  // says what a call works on
+
+  // What a call works on, by its name. Empty: nothing, so that it need not wait. Keys and values
+  // have their declared types; the argument is null when it is not given.
+  std::function<std::string(const ObjectPath& target, const Value* argument)> subject;
+
+  std::size_t most_waiting = 4;  // of those with the same subject one; further calls are refused
+};
+
 struct Options {
   std::vector<RegistrationEntry> registration;         // read_registration() makes it from a file
   std::vector<std::filesystem::path> library_folders;  // searched in order for lib<location>.so
@@ -49,6 +64,8 @@ struct Options {
   std::chrono::milliseconds idle_time = std::chrono::minutes(5);
   std::chrono::milliseconds longest_life = std::chrono::hours(1);
   std::chrono::milliseconds look_for_idle{0};
+
+  std::vector<OneAtATime> one_at_a_time;
 
   // Called once, before any provider is loaded, with the function tables that every provider of
   // this manager will see. A test puts older versions, missing members or functions of its own
@@ -158,6 +175,10 @@ class ObjectManager {
   std::vector<ObjectPath> reference_names(const ObjectPath& path,
                                           const AssociationFilter& filter = {},
                                           const Request& request = {});
+
+  // Refuses the calls that wait for their turn (Options::one_at_a_time) and those to come, before
+  // the manager ends; what has begun goes on.
+  void end_turns();
 
   // Ends the providers that are due by Options::idle_time and longest_life; the next request for
   // one makes it anew. Where the registration lets the library go, the provider is asked (cleanup

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "broker/held_calls.h"
 #include "broker/object_manager.h"
 #include "broker/test_classes.h"
 
@@ -20,8 +21,8 @@ ObjectPath widget(const char* name) {
   return ObjectPath({}, "TEST_Widget", {{"Name", Value(name)}});
 }
 
-std::string do_it(ObjectManager& manager, const char* what) {
-  return manager.invoke_method(widget("one"), "Do", {{"What", Value(what)}})
+std::string do_it(ObjectManager& manager, const char* what, const char* name = "one") {
+  return manager.invoke_method(widget(name), "Do", {{"What", Value(what)}})
       .find("Report")
       ->as_text();
 }
@@ -115,6 +116,92 @@ TEST(ObjectManagerThreads, TheThreadThatLooksOutlivesALookThatFails) {
   ObjectManager manager(test_schema(), options);
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
   EXPECT_EQ(ended.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+}
+
+// A call on a thread of its own that stays with the provider, or waits.
+struct HeldCall {
+  HeldCall(ObjectManager& manager, const char* name)
+      : thread([this, &manager, name] {
+          Request request;
+          request.client_has_gone = [this] {
+            waits = true;
+            waits.notify_all();
+            return gone.load();
+          };
+          try {
+            manager.invoke_method(widget(name), "Do", {{"What", Value("get missing")}}, request);
+          } catch (const Error& error) {
+            status = error.status();
+          }
+        }) {}
+
+  std::atomic<bool> waits = false, gone = false;
+  Status status = Status::Ok;
+  std::thread thread;
+};
+
+TEST(ObjectManagerThreads, HeldCallsWaitBeforeTheProviderIsAsked) {
+  HeldCalls held;
+  ObjectManager manager(test_schema(), HeldCalls::options());
+  HeldCall first(manager, "one");
+  HeldCalls::wait_for_one();
+  HeldCall second(manager, "two");
+  second.waits.wait(false);
+  EXPECT_THROW(do_it(manager, "get missing", "two"), Error) << "one for this object waits";
+
+  EXPECT_EQ(manager.invoke_method(widget("one"), "Add", {{"A", Value(std::uint32_t{2})}})
+                .find("Sum")
+                ->as_signed(),
+            2)
+      << "of another method";
+  EXPECT_EQ(do_it(manager, "names", "free"), "4 then 18") << "on nothing";
+  second.gone = true;
+  second.thread.join();
+  EXPECT_EQ(second.status, Status::Failed);
+  EXPECT_EQ(HeldCalls::begun(), 1);
+
+  HeldCalls::let_go();
+  first.thread.join();
+  EXPECT_EQ(first.status, Status::Ok);
+  EXPECT_EQ(do_it(manager, "names"), "4 then 18") << "its turn has come";
+}
+
+TEST(ObjectManagerThreads, TheEndRefusesHeldCallsThatWait) {
+  HeldCalls held;
+  auto manager = std::make_unique<ObjectManager>(test_schema(), HeldCalls::options());
+  HeldCall first(*manager, "one");
+  HeldCalls::wait_for_one();
+  HeldCall second(*manager, "two");
+  second.waits.wait(false);
+  std::thread end([&] { manager.reset(); });
+  second.thread.join();
+  EXPECT_EQ(second.status, Status::ServerIsShuttingDown);
+  HeldCalls::let_go();
+  first.thread.join();
+  EXPECT_EQ(first.status, Status::Ok);
+  end.join();
+  EXPECT_EQ(HeldCalls::begun(), 1);
+}
+
+TEST(ObjectManagerThreads, TurnsEndBeforeTheManagerDoes) {
+  ObjectManager manager(test_schema(), HeldCalls::options());
+  EXPECT_EQ(do_it(manager, "names"), "4 then 18");
+  manager.end_turns();
+  EXPECT_THROW(do_it(manager, "names"), Error);
+  EXPECT_EQ(do_it(manager, "names", "free"), "4 then 18");
+}
+
+// A provider that asks for itself would wait for its own end.
+TEST(ObjectManagerThreads, CallsWithinOneThatHasItsTurnDoNotWait) {
+  HeldCalls held;
+  Options options = HeldCalls::options();
+  options.one_at_a_time[0].most_waiting = 0;
+  ObjectManager manager(test_schema(), std::move(options));
+  std::string within;
+  HeldCalls::within([&] { within = do_it(manager, "names"); });
+  HeldCalls::let_go();
+  do_it(manager, "get missing");
+  EXPECT_EQ(within, "4 then 18");
 }
 
 TEST(ObjectManagerThreads, TheEndWaitsForRequestsInFlight) {

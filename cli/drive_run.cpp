@@ -6,6 +6,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "cli/diagnostic_call.h"
 #include "cli/log_listener.h"
 #include "cli/manager.h"
 #include "cli/run_evidence.h"
@@ -14,26 +15,6 @@ namespace cli {
 namespace {
 
 using broker::Instance;
-using broker::Name;
-using broker::ObjectPath;
-
-ObjectPath service_path() {
-  return {Name(broker::served_name_space),
-          "KAVRO_HDDTest_DiagnosticService",
-          {{"SystemCreationClassName", "KAVRO_ComputerSystem"},
-           {"SystemName", ""},
-           {"CreationClassName", "KAVRO_HDDTest_DiagnosticService"},
-           {"Name", "Hard Drive: Self Test"}}};
-}
-
-ObjectPath drive_path(const std::string& device) {
-  return {Name(broker::served_name_space),
-          "KAVRO_DiskDrive",
-          {{"SystemCreationClassName", "KAVRO_ComputerSystem"},
-           {"SystemName", ""},
-           {"CreationClassName", "KAVRO_DiskDrive"},
-           {"DeviceID", device}}};
-}
 
 // The newest instance of the class with that identifier.
 std::optional<Instance> find_by_id(broker::ObjectManager& manager, std::string_view class_name,
@@ -47,8 +28,8 @@ std::optional<Instance> find_by_id(broker::ObjectManager& manager, std::string_v
 // Has the module test the drive; the outcome that it recorded.
 std::optional<Outcome> ask(broker::ObjectManager& manager, const std::string& device,
                            DriveResult& result) {
-  const broker::MethodResult answer = manager.invoke_method(
-      service_path(), "RunDiagnostic", {{"ManagedElement", drive_path(device)}});
+  const broker::MethodResult answer =
+      manager.invoke_method(service_path(), run_method, {{run_argument, drive_path(device)}});
   const broker::Value* const job = answer.find("Job");
   if (!job || job->is_null()) return std::nullopt;
   const broker::Value* const id = job->as_path().key("InstanceID");

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "cli/diagnostic_call.h"
 #include "cli/failure.h"
 #include "cli/near_match.h"
 #include "platform/support/logger.h"
@@ -38,6 +39,7 @@ std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
   options.registration = broker::read_registration(places.registration);
   options.library_folders = places.libraries;
   options.log = note;
+  options.one_at_a_time = {one_test_at_a_time()};
   options.look_for_idle = look_for_idle;
   return std::make_unique<broker::ObjectManager>(broker::generated_schema(), std::move(options));
 }

@@ -210,6 +210,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   while (signals.wait() == SIGHUP) reload(server, options, places);
 
   notify_supervisor("STOPPING=1");
+  manager->end_turns();  // what has not begun need not be waited for
   const std::size_t at_work = server.stop(grace);
   note(NKVRHVX20::ILogger::eNotice, "the server ends");
   if (!end_children(grace_of_killed))

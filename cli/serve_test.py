@@ -3,11 +3,13 @@
     serve_test.py PROGRAM
 """
 
+import http.client
 import os
 import pathlib
 import pty
 import random
 import re
+import select
 import signal
 import socket
 import subprocess
@@ -30,9 +32,7 @@ class Serve(ServerTest):
 
     def test_run_keeps_its_connection_while_others_ask(self):
         self.serve("--no-auth", POLLS="1")
-        running = self.connect()
-        self.send(running, run_of("/dev/fake"))
-        self.wait_for_log("Test is in progress")
+        running = self.begin_run()
         self.assertEqual(self.count(SERVICE), 1)
         self.assertEqual(self.count(RECORD), 0)
         reply = running.getresponse()
@@ -52,21 +52,81 @@ class Serve(ServerTest):
 
     def test_client_that_goes_away_leaves_its_record(self):
         self.serve("--no-auth", POLLS="1")
-        running = self.connect()
-        self.send(running, run_of("/dev/fake"))
-        self.wait_for_log("Test is in progress")
-        running.close()
+        self.begin_run().close()
         self.wait_for(lambda: self.count(RECORD) == 1, "there is no record")
         self.assertEqual(self.end(), 0)
 
     def test_end_does_not_wait_for_a_run(self):
         self.serve("--no-auth", POLLS="100")
-        self.send(self.connect(), run_of("/dev/fake"))
-        self.wait_for_log("Test is in progress")
+        self.begin_run()
         begun = time.monotonic()
         self.assertEqual(self.end(), 0)
         self.assertLess(time.monotonic() - begun, 60)
         self.assertRegex(self.errors, r"\Ahddtest: ended with 1 request in work; drives go on.*\n\Z")
+
+    def begin_run(self, device="/dev/fake"):
+        """A connection whose run is at work."""
+        running = self.connect()
+        self.send(running, run_of(device))
+        self.wait_for_log("Test is in progress")
+        return running
+
+    def ask_for_runs(self, devices):
+        """Connections, one for each."""
+        asked = []
+        for device in devices:
+            asked.append(self.connect())
+            self.send(asked[-1], run_of(device))
+        return asked
+
+    def answered(self, connections):
+        ready, _, _ = select.select([connection.sock for connection in connections], [], [], 0)
+        return [connection for connection in connections if connection.sock in ready]
+
+    def test_four_runs_wait_and_more_are_refused(self):
+        self.serve("--no-auth", POLLS="100")
+        running = self.begin_run()
+        asked = self.ask_for_runs(f"/dev/fake{number}" for number in range(10))
+        self.wait_for(lambda: len(self.answered(asked)) >= 6, "too many runs wait")
+        refused = self.answered(asked)
+        for connection in refused:
+            text = connection.getresponse().read().decode()
+            self.assertRegex(text, r'<ERROR CODE="27" DESCRIPTION="RunDiagnostic for /dev/fake\d was '
+                                   'not begun: 4 calls wait for their turn already; try again later"')
+        self.assertEqual(self.count(SERVICE), 1)
+        waiting = [connection for connection in asked if connection not in refused]
+        self.assertEqual((len(waiting), self.answered(waiting)), (4, []))
+
+        self.assertEqual(self.end(), 0)
+        for connection in waiting:
+            self.assertIn('<ERROR CODE="28" ', connection.getresponse().read().decode())
+        with self.assertRaises((http.client.HTTPException, OSError)):
+            running.getresponse()
+        self.assertIn("ended with 1 request in work; ", self.errors)
+        self.assertEqual(self.log.read_text().count("was not begun: the server is shutting down"), 4)
+
+    def test_one_run_of_a_drive_waits(self):
+        self.serve("--no-auth", POLLS="100")
+        self.begin_run()
+        asked = self.ask_for_runs(3 * ["/dev/fake"])
+        self.wait_for(lambda: len(self.answered(asked)) >= 2, "too many runs wait")
+        refused = self.answered(asked)
+        self.assertEqual(len(refused), 2)
+        for connection in refused:
+            self.assertIn('<ERROR CODE="27" DESCRIPTION="RunDiagnostic for /dev/fake was not begun: '
+                          'another call waits for the same ManagedElement already"',
+                          connection.getresponse().read().decode())
+
+    def test_calls_that_test_nothing_do_not_wait(self):
+        self.serve("--no-auth", POLLS="100")
+        self.begin_run()
+        for device in ("", "-t", 4097 * "x"):
+            status, text = self.ask(run_of(device))
+            self.assertIn("<RETURNVALUE", text, status)
+            self.assertNotIn("ConcreteJob", text)
+        status, text = self.ask(run_of("/dev/fake", service="Hard Drive: Other Test"))
+        self.assertIn("<RETURNVALUE", text, status)
+        self.assertEqual(self.log.read_text().count("ResetResults -- Entering"), 1)
 
     def test_warns_of_a_message_file_with_faults(self):
         self.serve("--no-auth", "--data", str(self.data_folder(["passed", "aborted"])))

@@ -42,12 +42,12 @@ def instance_name(class_name, keys):
     return f'<INSTANCENAME CLASSNAME="{class_name}">{bindings}</INSTANCENAME>'
 
 
-def run_of(device):
+def run_of(device, service=SERVICE_KEYS["Name"]):
     path = f"<LOCALNAMESPACEPATH>{SPACE}</LOCALNAMESPACEPATH>"
     drive = instance_name("KAVRO_DiskDrive", {"DeviceID": device})
     return message(
         '<METHODCALL NAME="RunDiagnostic"><LOCALINSTANCEPATH>' + path +
-        instance_name(SERVICE, SERVICE_KEYS) + '</LOCALINSTANCEPATH><PARAMVALUE '
+        instance_name(SERVICE, dict(SERVICE_KEYS, Name=service)) + '</LOCALINSTANCEPATH><PARAMVALUE '
         f'NAME="ManagedElement"><VALUE.REFERENCE><LOCALINSTANCEPATH>{path}{drive}'
         "</LOCALINSTANCEPATH></VALUE.REFERENCE></PARAMVALUE></METHODCALL>")
 
@@ -96,7 +96,9 @@ class ServerTest(CommandTest):
         headers = {"Content-Type": 'application/xml; charset="utf-8"', "CIMMethod": method,
                    "CIMOperation": "MethodCall", "CIMObject": "root%2Fcimv2"}
         if method == "RunDiagnostic":
-            keys = ",".join(f'{name}="{value}"' for name, value in SERVICE_KEYS.items())
+            service = re.search('NAME="Name"><KEYVALUE VALUETYPE="string">([^<]*)', body)[1]
+            keys = ",".join(f'{name}="{value}"'
+                            for name, value in dict(SERVICE_KEYS, Name=service).items())
             headers["CIMObject"] = f"root/cimv2:{SERVICE}.{keys}"
         if user:
             headers["Authorization"] = "Basic " + base64.b64encode(user.encode()).decode()

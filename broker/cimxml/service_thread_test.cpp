@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "broker/cimxml/service_fixture.h"
+#include "broker/held_calls.h"
 
 namespace broker::cimxml {
 namespace {
@@ -53,6 +54,30 @@ TEST_F(ServiceThreads, AnEnumerationIsPulledByOneAtATime) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(objects, 4u);
+}
+
+// A client whose request waits, and who goes away meanwhile.
+struct Leaver : Recorder {
+  bool client_has_gone() const override { return true; }
+};
+
+struct HeldMethods : ServiceTest {
+  HeldMethods() : ServiceTest({}, HeldCalls::options()) {}
+  HeldCalls held;
+};
+
+TEST_F(HeldMethods, ARequestThatWaitsIsDroppedWhenItsClientHasGone) {
+  const std::string what = "<PARAMVALUE NAME=\"What\"><VALUE>get missing</VALUE></PARAMVALUE>";
+  std::thread first([&] { EXPECT_THAT(invoke("Do", what), testing::HasSubstr("error 0")); });
+  HeldCalls::wait_for_one();
+  Leaver leaver;
+  const std::string body = message(simple_method("Do", what, widget_name("two")));
+  service.answer(call_of(body, "Do", "root/cimv2:TEST_Widget.Name=\"two\""), leaver);
+  EXPECT_THAT(leaver.body, testing::HasSubstr("<ERROR CODE=\"1\" DESCRIPTION=\"Do for two was "
+                                              "not begun: its client has gone\"/>"));
+  HeldCalls::let_go();
+  first.join();
+  EXPECT_EQ(HeldCalls::begun(), 1);
 }
 
 }  // namespace

@@ -1,0 +1,91 @@
+#include "broker/turns.h"
+
+#include <chrono>
+#include <utility>
+
+namespace broker {
+namespace {
+
+// How often those that wait look for clients that have gone: so long one keeps its thread.
+constexpr std::chrono::milliseconds look_for_gone{500};
+
+}  // namespace
+
+Turns::Turns(const OneAtATime& settings, Note note) : settings_(settings), note_(std::move(note)) {}
+
+Turns::Turn Turns::take(const std::string& subject, const Gone& gone) {
+  try {
+    std::unique_lock lock(mutex_);
+    if (taken_ || closed_) {
+      drop_gone();
+      admit(subject);
+      Waiting call{subject, gone};
+      wait(lock, call);
+    }
+    taken_ = true;
+  } catch (const Error& error) {
+    const std::string text =
+        settings_.method + " for " + subject + " was not begun: " + error.description();
+    note_(text);
+    throw Error(error.status(), text);
+  }
+  return Turn(*this);
+}
+
+void Turns::admit(const std::string& subject) const {
+  for (const Waiting* other : queue_) {
+    if (other->subject == subject)
+      throw Error(Status::ServerLimitsExceeded,
+                  "another call waits for the same " + settings_.argument + " already");
+  }
+  if (queue_.size() >= settings_.most_waiting)
+    throw Error(Status::ServerLimitsExceeded, std::to_string(queue_.size()) +
+                                                  " calls wait for their turn already; try again "
+                                                  "later");
+}
+
+void Turns::wait(std::unique_lock<std::mutex>& lock, Waiting& call) {
+  queue_.push_back(&call);
+  drop_gone();
+  while (call.state == State::waits && !closed_) {
+    changed_.wait_for(lock, look_for_gone);
+    drop_gone();
+  }
+  if (call.state == State::dropped) throw Error(Status::Failed, "its client has gone");
+  if (!closed_) return;
+  std::erase(queue_, &call);
+  if (call.state == State::begins) taken_ = false;
+  throw Error(Status::ServerIsShuttingDown, "the server is shutting down");
+}
+
+void Turns::drop_gone() {
+  const std::size_t dropped = std::erase_if(queue_, [](Waiting* call) {
+    if (call->gone && call->gone()) call->state = State::dropped;
+    return call->state == State::dropped;
+  });
+  if (dropped != 0) changed_.notify_all();
+}
+
+// To the next one at once: a call that comes before it wakes up finds one place more in the queue.
+void Turns::give_back() {
+  const std::lock_guard lock(mutex_);
+  drop_gone();
+  taken_ = !queue_.empty();
+  if (!taken_) return;
+  queue_.front()->state = State::begins;
+  queue_.pop_front();
+  changed_.notify_all();
+}
+
+void Turns::close() {
+  const std::lock_guard lock(mutex_);
+  closed_ = true;
+  changed_.notify_all();
+}
+
+std::size_t Turns::waiting() const {
+  const std::lock_guard lock(mutex_);
+  return queue_.size();
+}
+
+}  // namespace broker

@@ -1,0 +1,78 @@
+// Calls of one method that run one at a time, while a few others wait for their turn: first come,
+// first served. A further one is refused at once, so that calls cannot pile up, each with its
+// thread and its client, behind one that takes minutes.
+//
+// A call that waits is dropped when its client has gone; one that has its turn keeps it to its end.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+
+#include "broker/object_manager.h"
+
+namespace broker {
+
+class Turns {
+ public:
+  using Gone = std::function<bool()>;
+  using Note = std::function<void(const std::string&)>;
+
+  // The turn of a call, or none; the next call's turn comes when this ends.
+  class Turn {
+   public:
+    Turn() = default;
+    explicit Turn(Turns& turns) : turns_(&turns) {}
+    Turn(const Turn&) = delete;
+    ~Turn() {
+      if (turns_) turns_->give_back();
+    }
+
+   private:
+    Turns* turns_ = nullptr;
+  };
+
+  // settings must outlive this. note is told of every call that does not get its turn.
+  Turns(const OneAtATime& settings, Note note);
+  Turns(const Turns&) = delete;
+
+  const OneAtATime& settings() const { return settings_; }
+
+  // Blocks until it is this call's turn. subject: what it works on. gone: whether its client has
+  // gone (unset: it has not); asked of those that wait, now and then and whenever another call
+  // comes or ends, on any of their threads.
+  // Throws Error: ServerLimitsExceeded, at once, where enough others wait, or one with the same
+  // subject; Failed when the client has gone; ServerIsShuttingDown after close().
+  Turn take(const std::string& subject, const Gone& gone);
+
+  // Refuses the calls that wait and those to come. The one that has its turn goes on.
+  void close();
+
+  std::size_t waiting() const;
+
+ private:
+  // Of a call; in the queue is what waits.
+  enum class State { waits, begins, dropped };
+  struct Waiting {
+    const std::string& subject;
+    const Gone& gone;
+    State state = State::waits;
+  };
+
+  void admit(const std::string& subject) const;
+  void wait(std::unique_lock<std::mutex>& lock, Waiting& call);
+  void drop_gone();
+  void give_back();
+
+  const OneAtATime& settings_;
+  const Note note_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Waiting*> queue_;
+  bool taken_ = false;
+  bool closed_ = false;
+};
+
+}  // namespace broker
