@@ -127,6 +127,16 @@ TEST_F(DriveRun, FailureHasWhatTheDriveReported) {
   EXPECT_TRUE(result.record["RecordData"].get<std::string>().starts_with("HDST-100: "));
 }
 
+// The log file has only the beginning of these.
+TEST_F(DriveRun, AnswersLongerThanALineOfTheLogAreReadWhole) {
+  const std::string much(20'000, 'x');
+  write("information", much + "\nSMART support is: Enabled\n");
+  write("last", much + "\n" + entry("Completed without error       00%"));
+  const DriveResult result = test();
+  EXPECT_EQ(result.verdict.outcome, Outcome::passed) << result.verdict.reason;
+  EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
+}
+
 TEST_F(DriveRun, ADriveThatIsNotReadyIsNotHandedToTheModule) {
   write("information", "SMART support is: Disabled\n");
   const auto manager = make_manager(places_);

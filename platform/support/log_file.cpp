@@ -110,7 +110,7 @@ void SendToJournal(const std::string& socketPath, int severity, const std::strin
   std::string message = "SYSLOG_IDENTIFIER=hddtest\nPRIORITY=";
   message += std::to_string(std::clamp(severity, 0, 4) + 3);
   message += "\nMESSAGE=";
-  AppendEscaped(message, text);
+  AppendEscaped(message, text, kLogLineLimit);
   message += '\n';
 
   const int connection = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -17,9 +17,9 @@ struct TLogDestination {
 };
 
 // Appends one line to the file by one write; creates the file with mode 0640. When it cannot be
-// opened, sends the text to the journal without waiting; when nobody listens there, its queue is
-// full or the text is too long for a datagram, the line is dropped, as is one that the file does
-// not take.
+// opened, sends the text to the journal without waiting; when nobody listens there or its queue is
+// full, the line is dropped, as is one that the file does not take. Of a long text both get the
+// beginning (kLogLineLimit).
 void WriteLogLine(const TLogDestination& destination, int severity, const std::string& text);
 
 }  // namespace NKVRHVX20

@@ -9,6 +9,7 @@
 
 #include <cstring>
 
+#include "platform/support/log_text.h"
 #include "platform/support/support_test.h"
 
 namespace NKVRHVX20 {
@@ -30,7 +31,7 @@ class FakeJournal {
   ~FakeJournal() { close(socket_); }
   // The next datagram; empty when there is none.
   std::string receive() const {
-    char text[4096];
+    char text[2 * kLogLineLimit];
     const ssize_t size = recv(socket_, text, sizeof text, MSG_DONTWAIT);
     return {text, size > 0 ? static_cast<std::size_t>(size) : 0};
   }
@@ -130,8 +131,16 @@ TEST_F(LogFile, APipeThatNobodyReadsDoesNotHoldTheCaller) {
 TEST_F(LogFile, WithoutFileAndJournalTheLineIsDropped) {
   WriteLogLine({folder_.path(), folder_ / "no-journal"}, 0, "text");
   WriteLogLine({folder_.path(), std::string(200, 'x')}, 0, "text");
-  WriteLogLine({folder_.path(), journal_path_}, 0, std::string(10'000'000, 'x'));
   EXPECT_EQ(journal_.receive(), "");
+}
+
+TEST_F(LogFile, FileAndJournalGetTheBeginningOfALongText) {
+  const std::string text(10'000'000, 'x');
+  write_line(text);
+  WriteLogLine({folder_.path(), journal_path_}, 0, text);
+  EXPECT_EQ(fs::file_size(log_), kLogLineLimit);
+  EXPECT_THAT(lines(), ElementsAre(EndsWith("xxx... (10000000 bytes)")));
+  EXPECT_THAT(journal_.receive(), EndsWith("xxx... (10000000 bytes)\n"));
 }
 
 TEST_F(LogFile, AFullJournalDoesNotHoldTheCaller) {

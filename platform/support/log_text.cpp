@@ -1,5 +1,6 @@
 #include "platform/support/log_text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 
@@ -32,6 +33,20 @@ void AppendEscape(std::string& line, char byte) {
   line += digits[static_cast<unsigned char>(byte) & 15];
 }
 
+// Of an escaped text: the length of as many whole characters and escapes as take no more than most.
+std::size_t LengthOfWhole(std::string_view escaped, std::size_t most) {
+  std::size_t length = 0;
+  while (length < escaped.size()) {
+    const std::string_view rest = escaped.substr(length);
+    const std::size_t next = rest[0] != '\\'  ? platform::first_utf8(rest).length
+                             : rest[1] == 'x' ? std::size_t{4}
+                                              : std::size_t{2};
+    if (length + next > most) break;
+    length += next;
+  }
+  return length;
+}
+
 }  // namespace
 
 void AppendEscaped(std::string& line, std::string_view text) {
@@ -46,6 +61,18 @@ void AppendEscaped(std::string& line, std::string_view text) {
     at += length;
   }
   line.append(text, copied);
+}
+
+void AppendEscaped(std::string& line, std::string_view text, std::size_t most) {
+  const std::size_t begin = line.size();
+  AppendEscaped(line, text.substr(0, most));  // no character becomes shorter
+  if (text.size() <= most && line.size() - begin <= most) return;
+  std::string tail = "... (";
+  tail += std::to_string(text.size());
+  tail += " bytes)";
+  const std::string_view escaped = std::string_view(line).substr(begin);
+  line.resize(begin + LengthOfWhole(escaped, most - tail.size()));
+  line += tail;
 }
 
 std::string FormatLogLine(std::int64_t microseconds, int severity, int processId,
@@ -75,10 +102,11 @@ std::string FormatLogLine(std::int64_t microseconds, int severity, int processId
     place = std::to_chars(place, head + sizeof head - 1, number).ptr;
   }
   *place++ = ' ';
+  const auto length = static_cast<std::size_t>(place - head);
   std::string line;
-  line.reserve(static_cast<std::size_t>(place - head) + text.size() + 1);
+  line.reserve(std::min(length + text.size() + 1, kLogLineLimit));
   line.append(head, place);
-  AppendEscaped(line, text);
+  AppendEscaped(line, text, kLogLineLimit - length - 1);
   line += '\n';
   return line;
 }

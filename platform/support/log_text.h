@@ -1,6 +1,7 @@
 // The text form of a log line. Pure functions over text; internal to the logger.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -13,7 +14,15 @@ namespace NKVRHVX20 {
 // direction of writing, and of what is no UTF-8 becomes \xNN, two lower-case hexadecimal digits.
 void AppendEscaped(std::string& line, std::string_view text);
 
-// A whole line with its line feed. The time is in microseconds since 1970-01-01T00:00 UTC.
+// A line is cut at this size: of a text from outside nobody knows how long it is.
+inline constexpr std::size_t kLogLineLimit = 8192;
+
+// The same in no more bytes than that. A text that takes more is cut between two characters, and
+// how long it is, as it came, stands behind: "... (12345 bytes)".
+void AppendEscaped(std::string& line, std::string_view text, std::size_t most);
+
+// A whole line with its line feed, in at most kLogLineLimit bytes. The time is in microseconds
+// since 1970-01-01T00:00 UTC.
 std::string FormatLogLine(std::int64_t microseconds, int severity, int processId,
                           std::string_view text);
 

@@ -76,5 +76,61 @@ TEST(LogText, ALineHoldsTimeSeverityProcessAndText) {
   EXPECT_EQ(FormatLogLine(-1, -5, 2, ""), "1969-12-31T23:59:59.999999Z -5 2 \n");
 }
 
+TEST(LogText, ALongTextIsCutAndItsLengthTold) {
+  const auto cut = [](std::string_view text, std::size_t most) {
+    std::string line = "head ";
+    AppendEscaped(line, text, most);
+    EXPECT_LE(line.size(), 5 + most);
+    return line.substr(5);
+  };
+  EXPECT_EQ(cut(std::string(50, 'a'), 50), std::string(50, 'a'));
+  EXPECT_EQ(cut(std::string(51, 'a'), 50), std::string(36, 'a') + "... (51 bytes)");
+  EXPECT_EQ(cut(std::string(12345, 'a'), 50), std::string(33, 'a') + "... (12345 bytes)");
+  EXPECT_EQ(cut("", 50), "");
+}
+
+TEST(LogText, WhatIsEscapedCountsAsLongAsItIsWritten) {
+  std::string line;
+  AppendEscaped(line, std::string(25, '\n'), 50);
+  EXPECT_EQ(line.size(), 50u);
+  line.clear();
+  AppendEscaped(line, std::string(26, '\n'), 50);
+  EXPECT_EQ(line.substr(line.size() - 16), "\\n... (26 bytes)");
+}
+
+TEST(LogText, IsCutBetweenCharacters) {
+  const struct {
+    const char* character;
+    std::size_t written;  // bytes that must stay together
+  } cases[] = {{"\x01", 4},   {"\\", 2},     {"\n", 2},         {"\xff", 4},
+               {"\u00e4", 2}, {"\u20ac", 3}, {"\U0001d11e", 4}, {"\u2028", 4}};
+  for (const auto& [character, written] : cases)
+    for (std::size_t before = 0; before < 5; ++before) {
+      std::string text(before, 'a');
+      for (int count = 0; count < 51; ++count) text += character;
+      std::string line;
+      AppendEscaped(line, text, 50);
+      const std::string tail = "... (" + std::to_string(text.size()) + " bytes)";
+      ASSERT_TRUE(line.ends_with(tail)) << line;
+      const std::size_t cut = line.size() - tail.size();
+      EXPECT_EQ(line.substr(0, cut), escaped(text).substr(0, cut));
+      EXPECT_EQ((cut - before) % written, 0u) << line;
+      EXPECT_GT(line.size() + written, 50u) << "more would have fitted";
+      EXPECT_LE(line.size(), 50u);
+    }
+}
+
+TEST(LogText, ALineIsCutAtItsLimit) {
+  const std::string head = FormatLogLine(0, 3, 4711, "");
+  const std::size_t most = kLogLineLimit - head.size();
+  const std::string fits = FormatLogLine(0, 3, 4711, std::string(most, 'a'));
+  EXPECT_EQ(fits.size(), kLogLineLimit);
+  EXPECT_TRUE(fits.ends_with("aaaa\n"));
+  const std::string text(most + 1, 'a');
+  const std::string cut = FormatLogLine(0, 3, 4711, text);
+  EXPECT_EQ(cut.size(), kLogLineLimit);
+  EXPECT_TRUE(cut.ends_with("aaa... (" + std::to_string(text.size()) + " bytes)\n")) << cut;
+}
+
 }  // namespace
 }  // namespace NKVRHVX20

@@ -3,7 +3,8 @@
 // A line holds UTC time with microseconds, severity, process id and text:
 //   2024-01-31T12:00:00.000000Z 3 4711 Entering ...
 // Backslash, line ends, control characters and invalid UTF-8 in the text are written as \\, \n,
-// \r, \t and \xNN, so that text from a drive can forge no line.
+// \r, \t and \xNN, so that text from a drive can forge no line. A line that would take more than
+// 8 kB is cut, with the length of its text at the end: "... (12345 bytes)".
 //
 // The destination is the file named by HVX_LOG_FILE ("-" is standard error), else
 // /var/log/hvx/diagnostics.log; if it cannot be opened, the journal; if that fails too the line
@@ -59,8 +60,8 @@ void LogParts(ILogger::EHVXLogSeverity severity, const Parts&... parts) {
   TRootObject::GetCoreLogger()->Log(severity, text);
 }
 
-// Receives every line before level and destination are looked at, unescaped, on the thread that
-// logs it. Must neither log nor throw; may be called by several threads at once.
+// Receives every line before level and destination are looked at, unescaped and whole, on the
+// thread that logs it. Must neither log nor throw; may be called by several threads at once.
 using LogSink = void (*)(ILogger::EHVXLogSeverity severity, const std::string& text, void* data);
 
 // Adds the sink of a host program; at most one at a time, a later call replaces it and a null

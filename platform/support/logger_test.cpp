@@ -73,6 +73,9 @@ TEST_F(Logger, TheSinkComesBeforeLevelAndDestination) {
             "4|un\\escaped\n|\n");
   EXPECT_THAT(lines(), IsEmpty());
   EXPECT_EQ(client(to_log_, "sink-log 0 text"), "0|text|\n");
+  const std::string text(20'000, 'x');
+  EXPECT_EQ(client(to_log_ + " HVX_LOG_LEVEL=0", "sink-log 4 " + text), "4|" + text + "|\n")
+      << "whoever reads answers of programs there needs all of them";
   EXPECT_EQ(lines().size(), 2u);  // with and without the sink
 }
 
