@@ -19,12 +19,16 @@ class OwnNames;  // own_names.h
 struct Limits {
   std::size_t body = std::size_t{16} << 20;    // more is answered with 413
   std::size_t header = std::size_t{64} << 10;  // request line and fields; more: 431
-  // Bodies of more than large_body bytes share this much memory from their announcement to the end of
-  // the reply; when it is taken: 503. One alone is received whatever its size.
+  // Bodies of more than large_body bytes share this much memory from their announcement to the end
+  // of the reply; when it is taken: 503. One alone is received whatever its size.
   std::size_t large_body = cimxml::large_body;
   std::size_t bodies = std::size_t{32} << 20;
   // Of a refused request of somebody unknown so much is still received; then the connection ends.
   std::size_t refused_body = std::size_t{64} << 10;
+
+  // Requests in work, each with a thread and up to half a MiB of its reply; the next ones wait. The
+  // unit's TasksMax has room for as many, and for the programs that they start.
+  std::size_t workers = 400;
 
   // Connections without and with a user whose log-in was right (places.h). Without users everybody
   // is known who has sent the head of a request.

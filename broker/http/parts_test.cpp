@@ -108,7 +108,7 @@ TEST(Clock, HurriesWhatIsDueFirst) {
 TEST(Workers, RunAllTasksAtOnceAndWaitForThem) {
   std::atomic<int> present = 0;
   {
-    Workers workers;
+    Workers workers(20);
     for (int i = 0; i < 20; ++i) {
       workers.run([&] {
         for (++present; present < 20;) std::this_thread::sleep_for(milliseconds(1));
@@ -118,8 +118,28 @@ TEST(Workers, RunAllTasksAtOnceAndWaitForThem) {
   EXPECT_EQ(present, 20);
 }
 
+TEST(Workers, AreNoMoreThanMayBe) {
+  std::atomic<int> present = 0;
+  std::atomic<int> most = 0;
+  std::atomic<int> done = 0;
+  {
+    Workers workers(2);
+    for (int i = 0; i < 20; ++i) {
+      workers.run([&] {
+        const int now = ++present;
+        for (int before = most; before < now && !most.compare_exchange_weak(before, now);) continue;
+        std::this_thread::sleep_for(milliseconds(1));
+        --present;
+        ++done;
+      });
+    }
+  }
+  EXPECT_LE(most, 2);
+  EXPECT_EQ(done, 20);
+}
+
 TEST(Workers, UseIdleThreadsAgain) {
-  Workers workers;
+  Workers workers(20);
   std::thread::id before;
   int reused = 0;
   for (int i = 0; i < 50; ++i) {

@@ -18,6 +18,12 @@ namespace broker::http {
 namespace {
 
 constexpr int accepted_at_once = 64;
+// What the kernel keeps of a connection (it takes twice as much). By itself it would keep MiBs for
+// a client that does not read, or sends while it is answered; these count in MemoryMax.
+constexpr struct {
+  int option;
+  int size;
+} kept_by_kernel[] = {{SO_SNDBUF, 128 << 10}, {SO_RCVBUF, 64 << 10}};
 constexpr std::chrono::milliseconds pause{100};  // when there are no descriptors left
 
 }  // namespace
@@ -25,7 +31,11 @@ constexpr std::chrono::milliseconds pause{100};  // when there are no descriptor
 // A listening socket. It is closed when the server is hurried.
 class Listener final : public Loop::Source {
  public:
-  Listener(Shared& shared, int socket) : shared_(shared), socket_(socket) {}
+  Listener(Shared& shared, int socket) : shared_(shared), socket_(socket) {
+    // Connections have it from their listener.
+    for (const auto& [option, size] : kept_by_kernel)
+      setsockopt(socket, SOL_SOCKET, option, &size, sizeof size);
+  }
   ~Listener() override { close(socket_); }
 
   void open() { shared_.loop.add(shared_from_this(), socket_, EPOLLIN); }

@@ -1,4 +1,7 @@
 // What a connection carries besides one request after the other, and when it ends.
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 #include <atomic>
 #include <future>
 #include <thread>
@@ -96,6 +99,31 @@ TEST_F(Limited, OnlyRequestsForItselfAreAnswered) {
   EXPECT_EQ(status("attacker.example", "http://test/cimom"), 421);
   EXPECT_EQ(status("localhost", "http://test:1/cimom"), 200);
   EXPECT_EQ(status("127.0.0.1:5988"), 200);
+}
+
+// The connection's end in this process that is the server's.
+int end_of_server(std::uint16_t port) {
+  for (int socket = 3; socket < 1000; ++socket) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    auto* const any = reinterpret_cast<sockaddr*>(&address);
+    if (getsockname(socket, any, &size) != 0 || ntohs(address.sin_port) != port) continue;
+    size = sizeof address;
+    if (getpeername(socket, any, &size) == 0) return socket;
+  }
+  return -1;
+}
+
+TEST_F(Conversation, KernelKeepsLittleForAClient) {
+  const auto client = connect();
+  EXPECT_EQ(client->post("x").status, 200);
+  const int end = end_of_server(test_->port);
+  for (const int buffer : {SO_SNDBUF, SO_RCVBUF}) {
+    int size = 0;
+    socklen_t length = sizeof size;
+    ASSERT_EQ(getsockopt(end, SOL_SOCKET, buffer, &size, &length), 0);
+    EXPECT_LE(size, 256 << 10);
+  }
 }
 
 // A place that its client no longer needs is another's, whatever is still being done in it.

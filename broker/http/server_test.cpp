@@ -132,11 +132,11 @@ TEST(Server, HandlerWaitsForASlowReader) {
   TestClient client(test.port);
   client.send(request_text("POST", ""));
   std::size_t before = 1;
-  while (before != written || before < 1'000'000) {  // until nothing moves
+  while (before != written || before == 0) {  // until nothing moves
     before = written;
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
-  EXPECT_LT(written, 60'000'000u);
+  EXPECT_LT(written, 10'000'000u);
   EXPECT_EQ(client.receive().body.size(), 100'000'000u);
 }
 

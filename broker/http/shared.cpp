@@ -13,7 +13,8 @@ Shared::Shared(Handler answer, Options options)
       tls(options.certificate ? std::make_shared<const TlsSettings>(*options.certificate)
                               : nullptr),
       places(limits.unknown_connections, limits.known_connections),
-      log_ins(limits, log) {}
+      log_ins(limits, log),
+      workers(limits.workers) {}
 
 std::shared_ptr<Users> Shared::present_users() {
   const std::lock_guard guard(lock);

@@ -27,6 +27,7 @@ void Workers::run(std::function<void()> task) {
     changed_.notify_one();
     return;
   }
+  if (threads_ >= most_) return;
   try {
     std::thread([this] { work(); }).detach();
     ++threads_;

@@ -11,18 +11,19 @@ namespace broker::http {
 // Safe from any thread.
 class Workers {
  public:
-  Workers() = default;
+  explicit Workers(std::size_t most) : most_(most) {}
   ~Workers();  // waits until everything is done
   Workers(const Workers&) = delete;
 
-  // Has a task run at once, on an idle thread or a new one; when the system gives no more threads,
-  // as soon as one is free. Throws std::system_error, or std::bad_alloc, when it has given none at
-  // all. Tasks must not throw.
+  // Has a task run at once, on an idle thread or a new one; when there are as many as may be, or
+  // the system gives no more, as soon as one is free. Throws std::system_error, or std::bad_alloc,
+  // when it has given none at all. Tasks must not throw.
   void run(std::function<void()> task);
 
  private:
   void work();
 
+  const std::size_t most_;  // threads
   std::mutex lock_;
   std::condition_variable changed_;
   std::condition_variable ended_;

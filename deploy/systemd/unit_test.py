@@ -19,7 +19,7 @@ Type=notify
 ExecStart=/usr/bin/hddtest serve --users /etc/hddtest/users
 KillMode=mixed
 SendSIGKILL=yes
-MemoryMax=512M
+MemoryMax=1G
 TasksMax=512
 LimitNOFILE=4096
 """
