@@ -113,6 +113,8 @@ TEST(OwnNames, FullNameStandsBesideTheHostName) {
       UnorderedElementsAre("disks", "disks.example.org", "store", "localhost", "ip6-localhost"));
   EXPECT_THAT(names_of_host("Disks.Example.org", "10.0.0.1 disks files\n"),
               UnorderedElementsAre("disks", "disks.example.org", "files"));
+  EXPECT_THAT(names_of_host("disks", "10.0.0.1 disks files\r\n10.0.0.2 x"),
+              UnorderedElementsAre("disks", "files"));
   EXPECT_THAT(names_of_host("disks", ""), ElementsAre("disks"));
   EXPECT_THAT(names_of_host("", "10.0.0.1\n\n \n10.0.0.1 x\n"), ElementsAre());
 }
