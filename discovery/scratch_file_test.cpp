@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -268,6 +269,40 @@ TEST_F(ScratchFile, WhosePlaceIsTakenAgainIsNoReportAndTheCommandIsNotRun) {
   EXPECT_FALSE(through_scratch_file(command).has_value());
   EXPECT_FALSE(fs::exists(folder / "absent"));
   EXPECT_TRUE(commands.empty());
+}
+
+// Puts links, pipes, folders and files there, as fast as it can, as another user.
+[[noreturn]] void flip(const fs::path& target) {
+  if (setresgid(nobody, nobody, nobody) != 0 || setuid(nobody) != 0) _exit(1);
+  while (true) {
+    symlink(target.c_str(), scratch_file);
+    unlink(scratch_file);
+    mkfifo(scratch_file, 0666);
+    unlink(scratch_file);
+    mkdir(scratch_file, 0777);
+    rmdir(scratch_file);
+    close(open(scratch_file, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    unlink(scratch_file);
+  }
+}
+
+// Whether or not the kernel keeps root from following another user's link there.
+TEST_F(ScratchFile, OfAnotherUserWhoFlipsWhatIsThereIsNeverOpened) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root has other users";
+  int answers = 0;
+  const pid_t other = fork();
+  if (other == 0) flip(folder / "precious");
+  for (int time = 0; time < 100; ++time) {
+    const std::optional<std::string> answer = through_scratch_file(command);
+    EXPECT_EQ(answer.value_or(report), report);
+    answers += answer.has_value();
+  }
+  kill(other, SIGKILL);
+  int status = 0;
+  waitpid(other, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status)) << "it could not become another user";
+  EXPECT_EQ(through_scratch_file(command), report);
+  RecordProperty("answers", answers);
 }
 
 TEST_F(ScratchFile, WhereThereIsNoShellThereIsNoReport) {
