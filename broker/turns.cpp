@@ -45,7 +45,11 @@ void Turns::admit(const std::string& subject) const {
 }
 
 void Turns::wait(std::unique_lock<std::mutex>& lock, Waiting& call) {
+  const std::string note = settings_.method + " for " + call.subject + " waits for its turn";
   queue_.push_back(&call);
+  lock.unlock();
+  note_(note);
+  lock.lock();
   drop_gone();
   while (call.state == State::waits && !closed_) {
     changed_.wait_for(lock, look_for_gone);

@@ -34,7 +34,8 @@ class Turns {
     Turns* turns_ = nullptr;
   };
 
-  // settings must outlive this. note is told of every call that does not get its turn.
+  // settings must outlive this. note is told of every call that waits, and of those that do not
+  // get their turn.
   Turns(const OneAtATime& settings, Note note);
   Turns(const Turns&) = delete;
 

@@ -20,6 +20,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 OneAtATime run_of_a_drive() {
   OneAtATime settings;
@@ -104,10 +105,10 @@ class TurnsTest : public testing::Test {
 
   const OneAtATime settings_ = run_of_a_drive();
   std::mutex lock_;
-  std::vector<std::string> notes_;
+  std::vector<std::string> waits_, notes_;
   Turns turns_{settings_, [this](const std::string& text) {
                  const std::lock_guard guard(lock_);
-                 notes_.push_back(text);
+                 (text.ends_with(" waits for its turn") ? waits_ : notes_).push_back(text);
                }};
 };
 
@@ -122,6 +123,9 @@ TEST_F(TurnsTest, FirstComeFirstServed) {
     calls.erase(calls.begin());
   }
   EXPECT_THAT(notes_, IsEmpty());
+  EXPECT_THAT(waits_, UnorderedElementsAre(
+                          "Run for sdd waits for its turn", "Run for sda waits for its turn",
+                          "Run for sdc waits for its turn", "Run for sdb waits for its turn"));
 }
 
 TEST_F(TurnsTest, OneHasItsTurn) {

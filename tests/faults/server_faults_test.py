@@ -42,6 +42,24 @@ class ServerFaults(ServerTest):
         self.wait_for(lambda: self.traces() == before, "something is left behind")
         self.assertEqual(self.end(), 0)
 
+    def test_client_goes_away_while_its_test_waits(self):
+        sees, log = readme_row("the client goes away while its test waits for another's end")
+        self.serve("--no-auth", POLLS="1000000")
+        running, asking, waiting = self.connect(), self.connect(), self.connect()
+        self.send(running, run_of("/dev/fake"))
+        self.wait_for_log("Test is in progress")
+        self.assertEqual(self.count(RECORD, connection=asking), 0)
+        before = self.traces()
+        self.send(waiting, run_of("/dev/other"))
+        self.wait_for_log("RunDiagnostic for /dev/other waits for its turn")
+        waiting.close()
+        self.wait_for_log(log.strip('"').replace("DEVICE", "/dev/other"))
+        self.wait_for(lambda: self.traces() == before, "something is left behind")
+        self.assertEqual(self.count(RECORD, connection=asking), 0)
+        self.assertEqual(sees, "no record")
+        self.assertNotIn("deviceID = /dev/other", self.log.read_text())
+        self.assertEqual(self.end(), 0)
+
     def test_server_is_killed_in_mid_run_and_started_again(self):
         sees, log = readme_row("the server is killed in mid-run")
         self.smartctl.write_text("#!/bin/sh\nif [ $1 = -t ]; then\n"
