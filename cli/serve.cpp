@@ -19,6 +19,7 @@
 #include "cli/json.h"
 #include "cli/listeners.h"
 #include "cli/manager.h"
+#include "cli/memory.h"
 #include "cli/output.h"
 #include "cli/signals.h"
 #include "cli/supervisor.h"
@@ -60,6 +61,9 @@ constexpr const char* footer =
     "SIGHUP makes it read users file and certificate again; SIGTERM and Ctrl-C end it, but no\n"
     "test that a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when ended so.\n"
     "The log may be moved away at any time: each line goes to the file that has its name then.";
+
+// Memory that a crowd of clients has left is given back within this time.
+constexpr std::chrono::seconds look_for_memory{5};
 
 void note(int severity, const std::string& text) {
   using NKVRHVX20::ILogger;
@@ -197,6 +201,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   http::Options settings = server_options(options, places);
 
   raise_descriptor_limit();
+  bound_heaps();
   Signals signals;
   const auto manager = make_manager(places, look_for_idle);
   broker::cimxml::Service service(*manager);
@@ -207,7 +212,14 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
                       std::move(settings));
 
   tell(listeners.addresses(), !options.certificate.empty(), invocation.json);
-  while (signals.wait() == SIGHUP) reload(server, options, places);
+  FreeMemory memory;
+  int signal = 0;
+  while ((signal = signals.wait(look_for_memory)) == SIGHUP || signal == 0) {
+    if (signal == 0)
+      memory.look();
+    else
+      reload(server, options, places);
+  }
 
   notify_supervisor("STOPPING=1");
   manager->end_turns();  // what has not begun need not be waited for

@@ -1,6 +1,7 @@
 #include "cli/signals.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -44,7 +45,9 @@ Signals::~Signals() {
   close(ends[1]);
 }
 
-int Signals::wait() {
+int Signals::wait(std::chrono::milliseconds most) {
+  pollfd end{ends[0], POLLIN, 0};
+  if (poll(&end, 1, static_cast<int>(most.count())) != 1) return 0;
   unsigned char byte = 0;
   while (read(ends[0], &byte, 1) != 1) continue;
   return byte;

@@ -1,6 +1,8 @@
 // Signals of a server, one after the other.
 #pragma once
 
+#include <chrono>
+
 namespace cli {
 
 // While it lives, SIGINT, SIGTERM and SIGHUP do nothing but make wait return, and SIGPIPE nothing
@@ -12,8 +14,8 @@ class Signals {
   ~Signals();
   Signals(const Signals&) = delete;
 
-  // Blocks until one comes; its number.
-  int wait();
+  // Blocks until one comes, but no longer than that; its number, 0 when none came.
+  int wait(std::chrono::milliseconds most);
 };
 
 }  // namespace cli
