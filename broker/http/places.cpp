@@ -16,6 +16,11 @@ Places::Place* Places::Kind::crowded_out() {
   return chosen;
 }
 
+bool Places::Kind::is_fullest(const Place& place) const {
+  return std::all_of(networks.begin(), networks.end(),
+                     [&](const auto& other) { return other.second <= place.count->second; });
+}
+
 Places::Place* Places::enter(Place& place) {
   const auto [count, added] = unknown_.networks.try_emplace(place.network, 0);
   try {
@@ -28,7 +33,13 @@ Places::Place* Places::enter(Place& place) {
   ++count->second;
   place.held = true;
   if (unknown_.places.size() <= unknown_.most) return nullptr;
-  return unknown_.crowded_out();
+  Place* const gone = unknown_.crowded_out();
+  if (gone != &place || unknown_.is_fullest(place)) return gone;
+  // Log-ins of others have every place: not for long, but there are always new ones.
+  place.has_work = true;
+  Place* const other = unknown_.crowded_out();
+  place.has_work = false;
+  return other;
 }
 
 Places::Place* Places::become_known(Place& place) {

@@ -3,7 +3,8 @@
 // A connection is unknown until a user's log-in on it was right. Known and unknown ones have places
 // of their own, so that nobody without a password can keep out those who have one. When the places
 // of the unknown are short, a connection goes of the network that has the most of them: the oldest
-// that holds nobody up but itself. Not safe from several threads.
+// that holds nobody up but itself. Where all others have work, that is the newcomer only if he is
+// of that network. Not safe from several threads.
 #pragma once
 
 #include <cstddef>
@@ -44,6 +45,7 @@ class Places {
   struct Kind {
     explicit Kind(std::size_t limit) : most(limit) {}
     Place* crowded_out();
+    bool is_fullest(const Place& place) const;  // whether no network has more places than its own
 
     const std::size_t most;
     std::list<Place*> places;  // the oldest first

@@ -44,6 +44,18 @@ TEST_F(PlacesTest, WhoHasWorkGoesLast) {
   EXPECT_EQ(places.crowd_out(), &made[0]) << "with work too, where all have";
 }
 
+TEST_F(PlacesTest, WorkOfOneNetworkKeepsNoOtherOut) {
+  for (const char* network : {"a", "a", "a"}) {
+    EXPECT_EQ(enter(network), -1);
+    made.back().has_work = true;
+  }
+  EXPECT_EQ(enter("b"), 0);
+  EXPECT_FALSE(made[3].has_work);
+  places.leave(made[0]);
+  made[3].has_work = true;
+  EXPECT_EQ(enter("a"), 4) << "one more of the fullest";
+}
+
 TEST_F(PlacesTest, KnownOnesMakeRoomForTheUnknown) {
   for (const char* network : {"a", "a", "a"}) EXPECT_EQ(enter(network), -1);
   EXPECT_EQ(places.become_known(made[0]), nullptr);
