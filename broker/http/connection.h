@@ -65,7 +65,7 @@ class Connection final : public Loop::Source {
   bool take_piece();
   void end_of_reply();
   void rest();
-  bool hand_to_worker(Stage next, std::function<void()> task);
+  bool hand_to(Workers& workers, Stage next, std::function<void()> task);
   void end_request() noexcept;
   void become_known();
   std::optional<std::string> field(std::string_view name) const;

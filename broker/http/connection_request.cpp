@@ -131,9 +131,10 @@ void Connection::admit() {
       };
       const auto check = [job = job_, users = users_, credentials, then] {
         const Connection& connection = *job->connection;
+        if (job->exchange.has_ended()) return then(LogIns::Answer::busy);  // for nobody
         connection.shared_.log_ins.check(users, *credentials, connection.peer_, then);
       };
-      if (hand_to_worker(Stage::admission, check)) return;
+      if (hand_to(shared_.log_in_worker, Stage::admission, check)) return;
     }
   }
   if (!is_closed()) admitted();
@@ -201,17 +202,17 @@ void Connection::end_of_body() {
     job->answer();
     job->connection->shared_.leave();
   };
-  if (!hand_to_worker(Stage::work, answer)) refuse();
+  if (!hand_to(shared_.workers, Stage::work, answer)) refuse();
 }
 
-bool Connection::hand_to_worker(Stage next, std::function<void()> task) {
+bool Connection::hand_to(Workers& workers, Stage next, std::function<void()> task) {
   if (shared_.enter()) {
     const Stage before = std::exchange(stage_, next);
     place_.has_work = true;
     shared_.loop.want(*this, EPOLLRDHUP);
     shared_.loop.expire_at(*this, Loop::Time::max());
     try {
-      shared_.workers.run(std::move(task));
+      workers.run(std::move(task));
       return true;
     } catch (const std::exception&) {
       shared_.leave();

@@ -22,7 +22,7 @@ void Exchange::write(std::string_view text) {
   hand_over(guard);
   if (gone_) throw Gone();
   guard.unlock();
-  wake_();
+  wake_(false);
 }
 
 void Exchange::finish() noexcept {
@@ -32,7 +32,7 @@ void Exchange::finish() noexcept {
   failed_ = abandoned_;
   finished_ = true;
   guard.unlock();
-  wake_();
+  wake_(true);
 }
 
 void Exchange::fail() noexcept {
@@ -41,7 +41,7 @@ void Exchange::fail() noexcept {
   if (!failed_) status_ = 500;
   finished_ = true;
   guard.unlock();
-  wake_();
+  wake_(true);
 }
 
 void Exchange::hand_over(std::unique_lock<std::mutex>& guard) {

@@ -18,8 +18,10 @@ namespace broker::http {
 
 class Exchange final : public cimxml::Reply {
  public:
-  // wake: called, on the handler's thread, when there is something new to take. Must not throw.
-  explicit Exchange(std::function<void()> wake) : wake_(std::move(wake)) {}
+  // wake: called, on the handler's thread, when there is something new to take; last: by finish or
+  // fail. Must not throw.
+  using Wake = std::function<void(bool last)>;
+  explicit Exchange(Wake wake) : wake_(std::move(wake)) {}
 
   // Of M-POST; set before the handler is called.
   void set_prefix(const std::string& prefix) { prefix_ = prefix; }
@@ -29,6 +31,7 @@ class Exchange final : public cimxml::Reply {
   void write(std::string_view text) override;
   void abandon() override { abandoned_ = true; }
   bool client_has_gone() const override { return client_has_gone_ || gone_; }
+  bool has_ended() const { return gone_; }  // nobody takes anything any more
   void finish() noexcept;  // the handler has returned; without begin it is a failure of ours: 500
   void fail() noexcept;    // it threw: a reply that has begun cannot be completed
 
@@ -50,7 +53,7 @@ class Exchange final : public cimxml::Reply {
  private:
   void hand_over(std::unique_lock<std::mutex>& guard);
 
-  const std::function<void()> wake_;
+  const Wake wake_;
   std::string prefix_;
   int status_ = 0;
   Headers headers_;

@@ -18,8 +18,10 @@ inline Refusal busy() { return {503, {{"Retry-After", "10"}}}; }
 // It keeps its connection in memory.
 struct Connection::Job {
   explicit Job(std::shared_ptr<Connection> owner)
-      : connection(std::move(owner)),
-        exchange([this] { connection->shared_.loop.wake(*connection); }) {}
+      : connection(std::move(owner)), exchange([this](bool last) {
+          if (last) connection->shared_.workers.end_soon();
+          connection->shared_.loop.wake(*connection);
+        }) {}
 
   ~Job() { connection->shared_.bodies -= reserved; }
 

@@ -138,6 +138,39 @@ TEST(Workers, AreNoMoreThanMayBe) {
   EXPECT_EQ(done, 20);
 }
 
+TEST(Workers, OneThreadTakesTasksInTurn) {
+  std::string order;
+  {
+    Workers workers(1);
+    std::promise<void> go_on;
+    auto may_go_on = go_on.get_future().share();
+    for (const char name : {'a', 'b', 'c'}) {
+      workers.run([&order, may_go_on, name] {
+        may_go_on.wait();
+        order += name;
+      });
+    }
+    go_on.set_value();
+  }
+  EXPECT_EQ(order, "abc");
+}
+
+TEST(Workers, ThreadThatIsAlmostDoneIsWaitedFor) {
+  Workers workers;
+  std::promise<std::thread::id> first, second;
+  std::promise<void> go_on;
+  auto may_go_on = go_on.get_future().share();
+  workers.run([&] {
+    workers.end_soon();
+    first.set_value(std::this_thread::get_id());
+    may_go_on.wait();
+  });
+  const auto id = first.get_future().get();
+  workers.run([&] { second.set_value(std::this_thread::get_id()); });
+  go_on.set_value();
+  EXPECT_EQ(second.get_future().get(), id);
+}
+
 TEST(Workers, UseIdleThreadsAgain) {
   Workers workers(20);
   std::thread::id before;

@@ -47,7 +47,10 @@ struct Shared {
   Loop loop;
   Clock clock;
   LogIns log_ins;
-  Workers workers;  // the first to go: its tasks use the others
+  // The first to go: their tasks use the others. Log-ins take turns anyway, so that strangers get
+  // one thread, however many they are.
+  Workers log_in_worker{1};
+  Workers workers;
 };
 
 }  // namespace broker::http

@@ -35,7 +35,9 @@ TestClient::TestClient(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM
   setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &minute, sizeof minute);
 }
 
-TestClient::~TestClient() { close(socket_); }
+TestClient::~TestClient() {
+  if (socket_ >= 0) close(socket_);
+}
 
 bool TestClient::send(std::string_view text) {
   while (!text.empty()) {
@@ -47,6 +49,12 @@ bool TestClient::send(std::string_view text) {
 }
 
 void TestClient::end_sending() { shutdown(socket_, SHUT_WR); }
+
+void TestClient::reset() {
+  const linger at_once{1, 0};
+  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  close(std::exchange(socket_, -1));
+}
 
 bool TestClient::read_more() {
   char buffer[65536];

@@ -31,6 +31,7 @@ class TestClient {
   // False when the server takes no more.
   bool send(std::string_view text);
   void end_sending();
+  void reset();  // ends the connection as a client does that has crashed
   // Waits, up to a minute, for one reply.
   TestReply receive();
   // What there is next; empty at the end.

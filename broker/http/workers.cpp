@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::chrono::seconds patience{10};  // of an idle thread
 
+thread_local bool ends_soon = false;
+
 }  // namespace
 
 Workers::~Workers() {
@@ -38,6 +40,12 @@ void Workers::run(std::function<void()> task) {
   }
 }
 
+void Workers::end_soon() noexcept {
+  if (std::exchange(ends_soon, true)) return;
+  const std::lock_guard guard(lock_);
+  ++idle_;
+}
+
 void Workers::work() {
   std::unique_lock guard(lock_);
   while (true) {
@@ -54,6 +62,7 @@ void Workers::work() {
       task();
     }
     guard.lock();
+    if (std::exchange(ends_soon, false)) --idle_;
   }
   --threads_;
   ended_.notify_all();
