@@ -79,6 +79,7 @@ bool Connection::send() {
     const auto moved = channel_->write(std::string_view(out_).substr(sent_));
     sent_ += moved.count;
     if (moved.count != 0) continue;
+    place_.has_work = false;  // its client keeps nobody busy but itself
     shared_.loop.expire_at(*this, std::min(reply_end_, steady_clock::now() + shared_.limits.idle));
     return wait_for(moved.state);
   }
@@ -88,6 +89,7 @@ bool Connection::send() {
   }
   if (take_piece()) return true;
   if (!is_closed()) {
+    place_.has_work = true;
     shared_.loop.want(*this, 0);
     shared_.loop.expire_at(*this, reply_end_);
   }

@@ -111,6 +111,33 @@ TEST_F(Limited, NobodyAtWorkGoesForTheNext) {
   test_ = std::make_unique<TestServer>(echo);  // the other one has ended with all that it used
 }
 
+// Two long replies that nobody reads, each with a thread that waits for its client.
+TEST_F(Limited, SlowReaderGoesForTheNext) {
+  std::atomic<int> gone = 0;
+  Options options;
+  options.limits.known_connections = 2;
+  test_ = std::make_unique<TestServer>(
+      [&](const cimxml::Call& call, cimxml::Reply& reply) {
+        if (call.body != "long") return echo(call, reply);
+        reply.begin(200, {});
+        try {
+          while (true) reply.write(std::string(100'000, 'x'));
+        } catch (const cimxml::Reply::Gone&) {
+          ++gone;
+        }
+      },
+      std::move(options));
+  const auto first = connect(), second = connect();
+  for (const auto& client : {first.get(), second.get()}) {
+    client->send(request_text("POST", "long"));
+    EXPECT_FALSE(client->read_some().empty());
+  }
+  // As soon as the system takes no more of it.
+  while (connect()->post("x").status != 200) std::this_thread::sleep_for(milliseconds(10));
+  EXPECT_EQ(connect()->post("again").status, 200);
+  EXPECT_EQ(gone, 1);
+}
+
 // What a client announces is taken of the room for all before it has sent it.
 TEST_F(Limited, LargeBodiesShareTheirRoom) {
   Limits limits;
