@@ -31,7 +31,8 @@ struct Limits {
   std::size_t workers = 400;
 
   // Connections without and with a user whose log-in was right (places.h). Without users everybody
-  // is known who has sent the head of a request.
+  // is known who has sent the head of a request. Fewer when the process may not have as many
+  // descriptors.
   std::size_t unknown_connections = 1000;
   std::size_t known_connections = 2000;
   // For a connection that is not known: from accept, and then from reply to reply, until head and

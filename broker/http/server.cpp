@@ -1,5 +1,7 @@
 #include "broker/http/server.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -24,7 +26,8 @@ constexpr struct {
   int option;
   int size;
 } kept_by_kernel[] = {{SO_SNDBUF, 128 << 10}, {SO_RCVBUF, 64 << 10}};
-constexpr std::chrono::milliseconds pause{100};  // when there are no descriptors left
+constexpr std::chrono::milliseconds pause{100};    // when there are no descriptors left
+constexpr std::chrono::seconds between_lines{60};  // of the log that say so
 
 }  // namespace
 
@@ -46,9 +49,11 @@ class Listener final : public Loop::Source {
 
  private:
   bool accept_one() noexcept;
+  bool make_room(int error) noexcept;
 
   Shared& shared_;
   const int socket_;
+  Loop::Time next_line_;
 };
 
 void Listener::ready(std::uint32_t) noexcept {
@@ -65,16 +70,10 @@ bool Listener::accept_one() noexcept {
   // Who went away again before he was accepted is told as an error.
   if (socket < 0 && errno != EMFILE && errno != ENFILE && errno != ENOBUFS && errno != ENOMEM)
     return errno == EINTR || errno == ECONNABORTED || errno == EPROTO;
-  if (socket < 0) {
-    const std::system_error error(errno, std::generic_category(), "accept");
-    log_failure(shared_.log, "no connection can be accepted", error);
-    // Somebody goes, and his descriptor with him when this round of the loop is over.
-    if (Places::Place* const gone = shared_.places.crowd_out())
-      static_cast<Connection*>(gone->owner)->close();
-    shared_.loop.want(*this, 0);
-    shared_.loop.expire_at(*this, std::chrono::steady_clock::now() + pause);
-    return false;
-  }
+  if (socket < 0) return make_room(errno);
+  // Replies are written whole: nothing follows that a small packet would have to wait for.
+  const int one = 1;
+  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   std::shared_ptr<Connection> connection;
   try {
     connection = std::make_shared<Connection>(shared_, socket,
@@ -85,6 +84,27 @@ bool Listener::accept_one() noexcept {
     log_failure(shared_.log, "a connection was dropped", error);
   }
   return true;
+}
+
+// Somebody goes, so that the next one can be accepted at once: those who wait for that are many
+// when descriptors are short.
+bool Listener::make_room(int error) noexcept {
+  const auto now = std::chrono::steady_clock::now();
+  Places::Place* const gone = shared_.places.crowd_out();
+  if (gone) static_cast<Connection*>(gone->owner)->close();
+  // Now, since the log may want a descriptor too.
+  if (now >= next_line_) {
+    next_line_ = now + between_lines;
+    try {
+      throw std::system_error(error, std::generic_category(), "accept");
+    } catch (const std::exception& failure) {
+      log_failure(shared_.log, "no connection can be accepted", failure);
+    }
+  }
+  if (gone) return true;
+  shared_.loop.want(*this, 0);
+  shared_.loop.expire_at(*this, now + pause);
+  return false;
 }
 
 struct Server::State {

@@ -1,5 +1,8 @@
 // Each limit of size and number just under and just over, and what no client should send.
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <filesystem>
@@ -238,6 +241,29 @@ INSTANTIATE_TEST_SUITE_P(
                     "\r\nzz\r\nabc\r\n0\r\n\r\n"),
         std::string("POST /cimom HTTP/1.1\r\nno field\r\n\r\n"), std::string("POST\r\n\r\n"),
         std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11)));
+
+// A reply in two packets would else wait for the client's delayed word about the first one.
+TEST_F(Limited, SocketsSendAtOnce) {
+  start(Limits());
+  const auto client = connect();
+  EXPECT_EQ(client->post("x").status, 200);
+  int connections = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const int descriptor = std::stoi(entry.path().filename());
+    sockaddr_in own{}, peer{};
+    socklen_t size = sizeof own, peer_size = sizeof peer;
+    if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &size) != 0 ||
+        getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peer_size) != 0 ||
+        ntohs(own.sin_port) != test_->port)
+      continue;
+    int at_once = 0;
+    size = sizeof at_once;
+    EXPECT_EQ(getsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &at_once, &size), 0);
+    EXPECT_NE(at_once, 0);
+    ++connections;
+  }
+  EXPECT_EQ(connections, 1);
+}
 
 TEST_F(Limited, SocketsAreClosedOnExec) {
   start(Limits());

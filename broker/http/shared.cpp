@@ -1,12 +1,35 @@
 #include "broker/http/shared.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <utility>
 
 namespace broker::http {
+namespace {
+
+// Descriptors for what is not a connection: programs that are started, files, libraries.
+constexpr std::size_t kept_descriptors = 256;
+
+// As many connections as there may be, and in the same proportion no more than the process may have
+// descriptors for.
+Limits within_descriptors(Limits limits) {
+  rlimit most{};
+  if (getrlimit(RLIMIT_NOFILE, &most) != 0) return limits;
+  const std::size_t all = most.rlim_cur;
+  const std::size_t room = all - std::min(all / 2, kept_descriptors);
+  const std::size_t wanted = limits.unknown_connections + limits.known_connections;
+  if (wanted <= room) return limits;
+  limits.unknown_connections = std::max<std::size_t>(limits.unknown_connections * room / wanted, 1);
+  limits.known_connections = std::max<std::size_t>(limits.known_connections * room / wanted, 1);
+  return limits;
+}
+
+}  // namespace
 
 Shared::Shared(Handler answer, Options options)
     : handler(std::move(answer)),
-      limits(options.limits),
+      limits(within_descriptors(options.limits)),
       log(std::move(options.log)),
       own_names(std::move(options.own_names)),
       users(std::move(options.users)),
