@@ -108,6 +108,8 @@ void Connection::woken() noexcept {
   guarded([this] {
     // The wake may be an old one of this connection's own.
     if (stage_ == Stage::admission) {
+      // Whoever is kept waiting for having been wrong takes nobody's place for it.
+      if (job_->log_in_is_held) place_.has_work = false;
       if (!job_->log_in_is_answered) return;
       place_.has_work = false;
       if (job_->log_in == LogIns::Answer::admitted) {

@@ -123,9 +123,13 @@ void Connection::admit() {
     } else {
       // Made here, where there may be no memory for it.
       const LogIns::Then then = [job = job_](LogIns::Answer answer) {
+        Shared& shared = job->connection->shared_;
+        if (answer == LogIns::Answer::held) {
+          job->log_in_is_held = true;
+          return shared.loop.wake(*job->connection);
+        }
         job->log_in = answer;
         job->log_in_is_answered = true;
-        Shared& shared = job->connection->shared_;
         shared.loop.wake(*job->connection);
         shared.leave();
       };

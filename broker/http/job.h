@@ -32,7 +32,7 @@ struct Connection::Job {
   Head head;
   std::string body;
   LogIns::Answer log_in = LogIns::Answer::busy;
-  std::atomic<bool> log_in_is_answered = false;
+  std::atomic<bool> log_in_is_held = false, log_in_is_answered = false;
   std::size_t reserved = 0;  // of Shared::bodies
 };
 

@@ -187,6 +187,7 @@ void LogIns::refuse(const Waiting& waiting) {
     if (present_ == &waiting) present_ = nullptr;
   }
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(goes - steady_clock::now());
+  waiting.answer(Answer::held);
   ++held_;
   try {
     clock_.after(std::max(left, std::chrono::milliseconds(0)), std::move(answer));
@@ -211,8 +212,8 @@ void LogIns::log_refusal(const Waiting& waiting) {
     ++unlogged_;
     return;
   }
-  std::string text = "refused a log-in of user " + quoted_name(waiting.credentials.user) +
-                     " from " + waiting.host;
+  std::string text =
+      "refused a log-in of user " + quoted_name(waiting.credentials.user) + " from " + waiting.host;
   if (const unsigned unlogged = unlogged_.exchange(0); unlogged > 0)
     text += "; before, " + std::to_string(unlogged) + " of names that are no user's went unsaid";
   log_(1, text);

@@ -31,15 +31,17 @@ namespace broker::http {
 // Safe from any thread. Whoever has it destroyed has waited for all answers.
 class LogIns {
  public:
-  enum class Answer { admitted, refused, busy };  // busy: not looked at; the client may come again
+  // busy: not looked at; the client may come again. held: will be refused, but not yet.
+  enum class Answer { admitted, refused, busy, held };
   using Then = std::function<void(Answer)>;
 
   LogIns(const Limits& limits, Log log);
   ~LogIns();
   LogIns(const LogIns&) = delete;
 
-  // Does not wait. Then the answer is given, once, now or later and maybe on another thread, where
-  // then must neither block nor call this object. It must not throw.
+  // Does not wait. Then the answer is given, once (held and then refused count as one), now or
+  // later and maybe on another thread, where then must neither block nor call this object. It must
+  // not throw.
   void check(const std::shared_ptr<Users>& users, const Credentials& credentials,
              const Address& peer, const Then& then);
   // From now on no answer is held back any more, nor is one that was; who waits for his turn is

@@ -48,6 +48,10 @@ class LogInsTest : public testing::Test {
     const auto answer = std::make_shared<std::promise<Answer>>();
     ++outstanding_;
     log_ins_->check(users_, {user, password}, Address(host, 1), [this, answer](Answer given) {
+      if (given == Answer::held) {
+        ++held_;
+        return;
+      }
       --outstanding_;
       answer->set_value(given);
     });
@@ -81,7 +85,7 @@ class LogInsTest : public testing::Test {
   std::condition_variable changed_;
   bool stopped_ = false;
   std::vector<std::string> log_;
-  std::atomic<int> outstanding_ = 0;
+  std::atomic<int> outstanding_ = 0, held_ = 0;
   std::shared_ptr<Users> users_ =
       std::make_shared<Users>(line("operator", "right") + line("monitor", "good"));
   std::optional<LogIns> log_ins_;
@@ -201,6 +205,7 @@ TEST_F(LogInsTest, TheSamePasswordIsCheckedOnceForAll) {
   log_ins_->end();
   for (auto& answer : wrong) EXPECT_EQ(answer.get(), Answer::refused);
   EXPECT_EQ(log_.size(), 1u);
+  EXPECT_EQ(held_, 101) << "and was told before, as was who had stopped the line";
 }
 
 TEST_F(LogInsTest, LongNamesAndPasswordsAreWrongAndCut) {

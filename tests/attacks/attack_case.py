@@ -4,8 +4,10 @@ What the server holds (descriptors, threads, memory) is told by resources() and 
 server's tests. The first argument of the test program is the command's path.
 """
 
+import os
 import pathlib
 import re
+import signal
 import socket
 import sys
 
@@ -22,6 +24,21 @@ class AttackTest(ServerTest):
         """With one user: operator, whose password is secret."""
         self.make_user()
         return self.serve("--users", "users", *arguments, **environment)
+
+    def replace_users(self, text):
+        """The users file, as 'hddtest passwd' does; nobody reads it before reload."""
+        new = self.folder / "new"
+        new.write_text(text)
+        new.chmod(0o600)
+        os.rename(new, self.folder / "users")
+
+    def lines_with(self, text):
+        return self.log.read_text().count(text)
+
+    def reload(self, says):
+        before = self.lines_with(says)
+        self.process.send_signal(signal.SIGHUP)
+        self.wait_for(lambda: self.lines_with(says) > before, says)
 
     def open(self):
         """A connection of its own."""

@@ -3,7 +3,6 @@
     reload_test.py PROGRAM
 """
 
-import os
 import signal
 import threading
 
@@ -15,20 +14,6 @@ USER = "operator:secret"
 
 
 class Reload(AttackTest):
-    def replace_users(self, text):
-        new = self.folder / "new"
-        new.write_text(text)
-        new.chmod(0o600)
-        os.rename(new, self.folder / "users")
-
-    def lines_with(self, text):
-        return self.log.read_text().count(text)
-
-    def reload(self, says):
-        before = self.lines_with(says)
-        self.process.send_signal(signal.SIGHUP)
-        self.wait_for(lambda: self.lines_with(says) > before, says)
-
     def test_good_client_is_served_through_all_of_it(self):
         self.serve_users()
         good = (self.folder / "users").read_text()
