@@ -140,6 +140,22 @@ TEST_F(LogInsTest, FloodOfNamesHoldsFewAnswersAndLogsFewLines) {
   EXPECT_LE(log_.size(), 1000u);
 }
 
+TEST_F(LogInsTest, NamesOfNobodyFillNoLog) {
+  const auto begun = std::chrono::steady_clock::now();
+  for (int i = 0; i < 200; ++i) {
+    check("127.0.0.1", "name " + std::to_string(i), "x");
+    while (held_ <= i) std::this_thread::yield();
+  }
+  const auto seconds =
+      std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - begun);
+  check("127.0.0.1", "operator", "wrong");
+  while (held_ <= 200) std::this_thread::yield();
+  const std::lock_guard guard(lock_);
+  EXPECT_LE(log_.size(), 1 + 10 * static_cast<std::size_t>(seconds.count()));
+  EXPECT_THAT(log_.back(), HasSubstr("'operator' from 127.0.0.1; before, "));
+  EXPECT_THAT(log_.back(), HasSubstr(" of names that are no user's went unsaid"));
+}
+
 // With the cost of a processor, not its time: others use it as well.
 TEST_F(LogInsTest, NamesOfNobodyCostNothingWhileOthersWait) {
   users_ = std::make_shared<Users>(line("operator", "right", "$5$rounds=100000$salt$"));
