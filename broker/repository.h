@@ -22,6 +22,27 @@ struct Qualifier {
   bool to_subclass;  // flavor ToSubclass
 };
 
+// What a qualifier is, wherever it stands.
+struct QualifierDeclaration {
+  enum Scope : unsigned {
+    class_scope = 1,
+    association = 2,
+    reference = 4,
+    property = 8,
+    method = 16,
+    parameter = 32,
+    indication = 64
+  };
+  std::string_view name;
+  CMPIType type;     // with CMPI_ARRAY for an array
+  bool has_default;  // what it is where it does not stand
+  std::span<const std::string_view> default_values;
+  unsigned scopes;  // where it may stand
+  bool overridable;
+  bool to_subclass;
+  bool translatable;
+};
+
 // One property or parameter.
 struct Feature {
   std::string_view name;
@@ -54,5 +75,7 @@ struct Class {
 
 // Every class, superclasses before their subclasses. Defined by the generated source.
 std::span<const Class> all_classes();
+// Every declared qualifier, in the order of the MOF. As above.
+std::span<const QualifierDeclaration> all_qualifiers();
 
 }  // namespace broker

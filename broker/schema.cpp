@@ -128,7 +128,8 @@ const Qualifier* ClassInfo::find_parameter_qualifier(std::string_view method,
   });
 }
 
-Schema::Schema(std::span<const Class> classes) {
+Schema::Schema(std::span<const Class> classes, std::span<const QualifierDeclaration> qualifiers)
+    : qualifiers_(qualifiers) {
   classes_.reserve(classes.size());  // infos point at each other
   for (const Class& declaration : classes) {
     ClassInfo& info = classes_.emplace_back();

@@ -97,9 +97,10 @@ class ClassInfo {
 
 class Schema {
  public:
-  // The classes and all they refer to must live as long as the schema. Superclasses must stand
-  // before their subclasses.
-  explicit Schema(std::span<const Class> classes);
+  // The classes, the qualifiers and all they refer to must live as long as the schema. Superclasses
+  // must stand before their subclasses.
+  explicit Schema(std::span<const Class> classes,
+                  std::span<const QualifierDeclaration> qualifiers = {});
   Schema(const Schema&) = delete;
   Schema& operator=(const Schema&) = delete;
 
@@ -109,12 +110,15 @@ class Schema {
   // Every class, superclasses before their subclasses.
   std::span<const ClassInfo> classes() const { return classes_; }
 
+  std::span<const QualifierDeclaration> qualifiers() const { return qualifiers_; }
+
  private:
   static void add_properties(ClassInfo& info);
   static void add_methods(ClassInfo& info);
   static void number(ClassInfo& info, unsigned& counter);
 
   std::vector<ClassInfo> classes_;
+  const std::span<const QualifierDeclaration> qualifiers_;
   std::unordered_map<std::string_view, ClassInfo*, NameHash, NameEqual> index_;
 };
 

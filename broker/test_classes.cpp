@@ -11,6 +11,15 @@ constexpr std::array<std::string_view, 1> kBaseText{"What everything has."};
 constexpr std::array<std::string_view, 2> kMap{"0", "1"};
 constexpr std::array<std::string_view, 1> kLength{"64"};
 
+constexpr std::array<std::string_view, 2> kDefaults{"<first>", "second"};
+constexpr std::array<std::string_view, 1> kFalse{"false"};
+
+constexpr QualifierDeclaration kDeclarations[] = {
+    {"Key", CMPI_boolean, true, kFalse,
+     QualifierDeclaration::property | QualifierDeclaration::reference, false, true, false},
+    {"MaxLen", CMPI_uint32, false, {}, QualifierDeclaration::parameter, true, true, false},
+    {"Values", CMPI_stringA, true, kDefaults, 127, true, false, true}};
+
 constexpr Qualifier kKeyQualifiers[] = {{"Key", CMPI_boolean, kTrue, false, true},
                                         {"MaxLen", CMPI_uint32, kLength, true, true}};
 constexpr Qualifier kEmbedded[] = {{"EmbeddedInstance", CMPI_string, kWidget, true, true}};
@@ -92,7 +101,7 @@ const std::array kClasses{
 }  // namespace
 
 const Schema& test_schema() {
-  static const Schema& schema = *new Schema(kClasses);
+  static const Schema& schema = *new Schema(kClasses, kDeclarations);
   return schema;
 }
 

@@ -102,6 +102,40 @@ const broker::Qualifier& qualifier(const T& owner, std::string_view name) {
   throw std::out_of_range(std::string(name));
 }
 
+const broker::QualifierDeclaration& declaration(std::string_view name) {
+  for (const broker::QualifierDeclaration& one : broker::all_qualifiers())
+    if (one.name == name) return one;
+  throw std::out_of_range(std::string(name));
+}
+
+TEST(Repository, declares_every_qualifier_that_it_uses) {
+  const auto check = [](std::span<const broker::Qualifier> qualifiers) {
+    for (const broker::Qualifier& one : qualifiers) EXPECT_EQ(one.type, declaration(one.name).type);
+  };
+  for (const broker::Class& one : broker::all_classes()) {
+    check(one.qualifiers);
+    for (const broker::Feature& property : one.properties) check(property.qualifiers);
+    for (const broker::Method& method : one.methods) {
+      check(method.qualifiers);
+      for (const broker::Feature& parameter : method.parameters) check(parameter.qualifiers);
+    }
+  }
+}
+
+TEST(Repository, holds_qualifier_declarations_as_they_stand) {
+  using Declaration = broker::QualifierDeclaration;
+  const Declaration& key = declaration("Key");
+  EXPECT_EQ(key.scopes, Declaration::property | Declaration::reference);
+  EXPECT_TRUE(key.has_default && !key.overridable && key.to_subclass && !key.translatable);
+  EXPECT_EQ(key.default_values.front(), "false");
+  const Declaration& version = declaration("Version");
+  EXPECT_EQ(version.scopes,
+            Declaration::class_scope | Declaration::association | Declaration::indication);
+  EXPECT_TRUE(!version.has_default && !version.to_subclass && version.translatable);
+  EXPECT_EQ(declaration("Deprecated").scopes, 127u) << "any";
+  EXPECT_EQ(declaration("ArrayType").default_values.front(), "Bag");
+}
+
 TEST(Repository, holds_declarations_as_they_stand) {
   EXPECT_TRUE(find("KAVRO_DiskDrive").properties.empty());
   EXPECT_EQ(find("CIM_Service").properties.size(), 8u);

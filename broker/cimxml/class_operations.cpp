@@ -72,6 +72,27 @@ void enumerate_class_names(const Task& task) {
   writer.text() << "</IRETURNVALUE>";
 }
 
+void enumerate_qualifiers(const Task& task) {
+  Text& text = task.output.text();
+  text << "<IRETURNVALUE>";
+  for (const QualifierDeclaration& declared : task.manager.schema().qualifiers())
+    write_qualifier_declaration(text, declared);
+  text << "</IRETURNVALUE>";
+}
+
+void get_qualifier(const Task& task) {
+  const std::string name = task.text("QualifierName");
+  const auto all = task.manager.schema().qualifiers();
+  const auto found = std::find_if(all.begin(), all.end(), [&](const QualifierDeclaration& one) {
+    return same_name(one.name, name);
+  });
+  if (found == all.end()) throw Error(Status::NotFound, "there is no qualifier " + name);
+  Text& text = task.output.text();
+  text << "<IRETURNVALUE>";
+  write_qualifier_declaration(text, *found);
+  text << "</IRETURNVALUE>";
+}
+
 void class_associations(const Task& task, bool far_end, bool names) {
   const ClassInfo& source = class_of(task, "ObjectName", Status::InvalidParameter);
   const ClassInfo* result = filter_class(task, "ResultClass");

@@ -117,6 +117,32 @@ TEST_F(Classes, AssociationsOfAClass) {
     expect_error(4, operation, class_parameter("ObjectName", "TEST_None"));
 }
 
+constexpr std::string_view kKeyDeclaration =
+    "<QUALIFIER.DECLARATION NAME=\"Key\" TYPE=\"boolean\" ISARRAY=\"false\" "
+    "OVERRIDABLE=\"false\"><SCOPE REFERENCE=\"true\" PROPERTY=\"true\"/><VALUE>false</VALUE>"
+    "</QUALIFIER.DECLARATION>";
+
+TEST_F(Classes, QualifiersAreDeclared) {
+  EXPECT_EQ(
+      ask("EnumerateQualifiers", ""),
+      returned(std::string(kKeyDeclaration) +
+               "<QUALIFIER.DECLARATION NAME=\"MaxLen\" TYPE=\"uint32\" ISARRAY=\"false\"><SCOPE "
+               "PARAMETER=\"true\"/></QUALIFIER.DECLARATION><QUALIFIER.DECLARATION NAME=\"Values\" "
+               "TYPE=\"string\" ISARRAY=\"true\" TOSUBCLASS=\"false\" TRANSLATABLE=\"true\"><SCOPE "
+               "CLASS=\"true\" ASSOCIATION=\"true\" REFERENCE=\"true\" PROPERTY=\"true\" "
+               "METHOD=\"true\" PARAMETER=\"true\" INDICATION=\"true\"/><VALUE.ARRAY><VALUE>"
+               "&lt;first&gt;</VALUE><VALUE>second</VALUE></VALUE.ARRAY></QUALIFIER.DECLARATION>"));
+}
+
+TEST_F(Classes, OneQualifierByItsName) {
+  EXPECT_EQ(ask("GetQualifier", value_parameter("QualifierName", "kEY")),
+            returned(kKeyDeclaration));
+  expect_error(6, "GetQualifier", value_parameter("QualifierName", "Keys"));
+  expect_error(6, "GetQualifier", value_parameter("QualifierName", ""));
+  expect_error(4, "GetQualifier", "");
+  expect_error(4, "EnumerateQualifiers", value_parameter("QualifierName", "Key"));
+}
+
 // The classes that the product serves.
 TEST(GeneratedClasses, AreAllWritten) {
   ObjectManager manager(generated_schema(), {});

@@ -11,6 +11,23 @@ namespace {
 Type element_type(CMPIType type) { return static_cast<Type>(type & ~CMPI_ARRAY); }
 bool is_array(CMPIType type) { return (type & CMPI_ARRAY) != 0; }
 
+template <class Values>
+void write_values(Text& text, bool array, const Values& values) {
+  if (array) text << "<VALUE.ARRAY>";
+  for (const std::string_view value : values) {
+    text << "<VALUE>";
+    text.content(value);
+    text << "</VALUE>";
+  }
+  if (array) text << "</VALUE.ARRAY>";
+}
+
+// Flavors are written where they are not what the standard takes for granted.
+void write_flavors(Text& text, bool overridable, bool to_subclass) {
+  if (!overridable) text << " OVERRIDABLE=\"false\"";
+  if (!to_subclass) text << " TOSUBCLASS=\"false\"";
+}
+
 class ClassWriter {
  public:
   ClassWriter(Text& text, const ClassInfo& info, const ClassChoice& choice)
@@ -71,16 +88,9 @@ class ClassWriter {
     text_.attribute(qualifier.name);
     text_ << "\" TYPE=\"" << wire_type(element_type(qualifier.type)) << "\"";
     if (propagated) text_ << " PROPAGATED=\"true\"";
-    if (!qualifier.overridable) text_ << " OVERRIDABLE=\"false\"";
-    if (!qualifier.to_subclass) text_ << " TOSUBCLASS=\"false\"";
+    write_flavors(text_, qualifier.overridable, qualifier.to_subclass);
     text_ << ">";
-    if (is_array(qualifier.type)) text_ << "<VALUE.ARRAY>";
-    for (const std::string_view value : qualifier.values) {
-      text_ << "<VALUE>";
-      text_.content(value);
-      text_ << "</VALUE>";
-    }
-    if (is_array(qualifier.type)) text_ << "</VALUE.ARRAY>";
+    write_values(text_, is_array(qualifier.type), qualifier.values);
     text_ << "</QUALIFIER>";
   }
 
@@ -174,6 +184,27 @@ class ClassWriter {
 };
 
 }  // namespace
+
+void write_qualifier_declaration(Text& text, const QualifierDeclaration& declared) {
+  using Declaration = QualifierDeclaration;
+  static constexpr std::pair<Declaration::Scope, std::string_view> scopes[] = {
+      {Declaration::class_scope, "CLASS"},    {Declaration::association, "ASSOCIATION"},
+      {Declaration::reference, "REFERENCE"},  {Declaration::property, "PROPERTY"},
+      {Declaration::method, "METHOD"},        {Declaration::parameter, "PARAMETER"},
+      {Declaration::indication, "INDICATION"}};
+  text << "<QUALIFIER.DECLARATION NAME=\"";
+  text.attribute(declared.name);
+  text << "\" TYPE=\"" << wire_type(element_type(declared.type)) << "\" ISARRAY=\""
+       << (is_array(declared.type) ? "true" : "false") << "\"";
+  write_flavors(text, declared.overridable, declared.to_subclass);
+  if (declared.translatable) text << " TRANSLATABLE=\"true\"";
+  text << "><SCOPE";
+  for (const auto& [scope, name] : scopes)
+    if ((declared.scopes & scope) != 0) text << " " << name << "=\"true\"";
+  text << "/>";
+  if (declared.has_default) write_values(text, is_array(declared.type), declared.default_values);
+  text << "</QUALIFIER.DECLARATION>";
+}
 
 void write_class(Text& text, const ClassInfo& info, const ClassChoice& choice) {
   ClassWriter(text, info, choice).write();

@@ -18,6 +18,9 @@ struct ClassChoice {
   std::optional<std::vector<std::string>> properties;  // unset: all
 };
 
+// A declared qualifier (QUALIFIER.DECLARATION).
+void write_qualifier_declaration(Text& text, const QualifierDeclaration& declared);
+
 void write_class(Text& text, const ClassInfo& info, const ClassChoice& choice);
 
 }  // namespace broker::cimxml

@@ -251,9 +251,9 @@ TEST_F(Errors, BatchesNameNoMethodInTheHeader) {
 // CIM errors.
 
 TEST_F(Errors, IntrinsicOperationsThatNobodyServes) {
-  for (const char* name : {"ExecQuery", "CreateClass", "ModifyClass", "DeleteClass", "GetQualifier",
-                           "SetQualifier", "DeleteQualifier", "EnumerateQualifiers",
-                           "OpenQueryInstances", "PullInstances", "EnumerationCount", "Nonsense"}) {
+  for (const char* name :
+       {"ExecQuery", "CreateClass", "ModifyClass", "DeleteClass", "SetQualifier", "DeleteQualifier",
+        "OpenQueryInstances", "PullInstances", "EnumerationCount", "Nonsense"}) {
     expect_error(7, name, "");
   }
   expect_error(7, "CreateClass",

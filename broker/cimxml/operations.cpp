@@ -57,6 +57,8 @@ constexpr std::array kOperations{
                        "ClassName DeepInheritance LocalOnly IncludeQualifiers IncludeClassOrigin"},
     IntrinsicOperation{"EnumerateClassNames", enumerate_class_names, "",
                        "ClassName DeepInheritance"},
+    IntrinsicOperation{"EnumerateQualifiers", enumerate_qualifiers, "", ""},
+    IntrinsicOperation{"GetQualifier", get_qualifier, "QualifierName", ""},
     IntrinsicOperation{"OpenEnumerateInstances", open_enumerate_instances, "ClassName",
                        "DeepInheritance IncludeClassOrigin PropertyList FilterQueryLanguage "
                        "FilterQuery OperationTimeout ContinueOnError MaxObjectCount"},

@@ -75,6 +75,8 @@ void close_enumeration(const Task& task);
 void get_class(const Task& task);
 void enumerate_classes(const Task& task);
 void enumerate_class_names(const Task& task);
+void enumerate_qualifiers(const Task& task);
+void get_qualifier(const Task& task);
 // Of a class: what its declaration leads to.
 void class_associations(const Task& task, bool far_end, bool names);
 // method_operation.cpp

@@ -1,8 +1,11 @@
 """Writes the object manager's repository: the declarations as constant tables."""
 
 from . import cpp
-from .values import mof_text, qualifier_values
+from .values import flavors_of, literal_values, mof_text, qualifier_values
 
+# Those that an object manager tells of, with their names in repository.h.
+SCOPES = {"class": "class_scope", **{name: name for name in (
+    "association", "reference", "property", "method", "parameter", "indication")}}
 CMPI_NAMES = {"datetime": "dateTime", "reference": "ref"}
 
 
@@ -39,6 +42,18 @@ class Tables:
                             f"{cpp.boolean(qualifier.to_subclass)}}}")
         return self.array("Qualifier", elements)
 
+    def qualifier_declaration(self, declared):
+        has_default = bool(declared.default and declared.default.kind != "null")
+        texts = [cpp.text(value) for value in literal_values(declared.default)] \
+            if has_default else []
+        scopes = SCOPES if "any" in declared.scopes else \
+            [scope for scope in SCOPES if scope in declared.scopes]
+        flavors = [*flavors_of(declared), "translatable" in declared.flavors]
+        return (f"{{{cpp.text(declared.name)}, {cmpi_type(declared.type, declared.array)}, "
+                f"{cpp.boolean(has_default)}, {self.array('std::string_view', texts)}, "
+                f"{' | '.join(f'QualifierDeclaration::{SCOPES[scope]}' for scope in scopes)}, "
+                f"{', '.join(map(cpp.boolean, flavors))}}}")
+
     def features(self, features, are_parameters):
         elements = []
         for feature in features:
@@ -68,6 +83,9 @@ class Tables:
 def source(model):
     tables = Tables()
     elements = [tables.class_element(cls) for cls in model.classes]
+    qualifiers = tables.array("QualifierDeclaration",
+                              [tables.qualifier_declaration(declared)
+                               for declared in model.qualifier_types.values()])
     count = len(elements)
     classes = "".join(f"    {element},\n" for element in elements)
     return f"""{cpp.HEADER}#include "broker/repository.h"
@@ -83,6 +101,7 @@ constinit const Class classes[{count}] = {{
 }}  // namespace
 
 std::span<const Class> all_classes() {{ return classes; }}
+std::span<const QualifierDeclaration> all_qualifiers() {{ return {qualifiers}; }}
 
 }}  // namespace broker
 """

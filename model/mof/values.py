@@ -73,6 +73,16 @@ def check_qualifier_type(declared):
         raise MofError(declared.place, f"qualifier {declared.name} has contradicting flavors")
 
 
+def flavors_of(declared, flavors=()):
+    """Whether a qualifier that is declared so may be overridden, and whether it passes to
+    subclasses; flavors: what is written where it stands."""
+    inherited = set(declared.flavors)
+    return ("disableoverride" not in flavors and
+            ("enableoverride" in flavors or "disableoverride" not in inherited),
+            "restricted" not in flavors and
+            ("tosubclass" in flavors or "restricted" not in inherited))
+
+
 def check_qualifiers(qualifiers, types, scope, owner):
     """Checks the qualifiers written at one element and completes them: type, value, flavors."""
     seen = set()
@@ -93,19 +103,16 @@ def check_qualifiers(qualifiers, types, scope, owner):
         elif declared.type != "boolean":
             raise MofError(qualifier.place, f"{what} needs a value")
         qualifier.declared = declared
-        flavors = set(qualifier.flavors)
-        inherited = set(declared.flavors)
-        qualifier.overridable = "disableoverride" not in flavors and (
-            "enableoverride" in flavors or "disableoverride" not in inherited)
-        qualifier.to_subclass = "restricted" not in flavors and (
-            "tosubclass" in flavors or "restricted" not in inherited)
+        qualifier.overridable, qualifier.to_subclass = flavors_of(declared, set(qualifier.flavors))
 
 
 def qualifier_values(qualifier):
     """The value as a list of texts in MOF spelling without quotes."""
-    literal = qualifier.value
-    if literal is None:
-        return ["true"]
+    return ["true"] if qualifier.value is None else literal_values(qualifier.value)
+
+
+def literal_values(literal):
+    """The same of a literal."""
     if literal.kind == "null":
         return []
     if literal.kind == "array":
