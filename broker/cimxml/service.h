@@ -60,12 +60,12 @@ class Reply {
 // one with too many elements with 413. Enumerations beyond theirs get the CIM status 27
 // (CIM_ERR_SERVER_LIMITS_EXCEEDED).
 struct Limits {
-  std::size_t depth = 64;          // of elements in a request
-  std::size_t elements = 100'000;  // in a request, with those of its embedded instances
-  std::size_t batch = 100;         // requests in one message
-  std::size_t contexts = 100;                   // open enumerations at a time
-  std::size_t contexts_of_one = 25;             // those of one authenticated user
-  std::size_t context_bytes = 64 << 20;         // held for all open enumerations together
+  std::size_t depth = 64;                // of elements in a request
+  std::size_t elements = 100'000;        // in a request, with those of its embedded instances
+  std::size_t batch = 100;               // requests in one message
+  std::size_t contexts = 100;            // open enumerations at a time
+  std::size_t contexts_of_one = 25;      // those of one authenticated user
+  std::size_t context_bytes = 64 << 20;  // held for all open enumerations together
   std::size_t context_bytes_of_one = 32 << 20;  // for those of one authenticated user
   unsigned context_seconds = 90;                // an enumeration that nobody pulls for so long ends
   unsigned context_life_seconds = 900;          // and this one does, however it is pulled

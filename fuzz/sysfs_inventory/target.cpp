@@ -71,7 +71,7 @@ class Tree {
 
   // The same with the folders made that it stands in, none of which is a link.
   std::optional<fs::path> place(std::string_view text) const {
-    const auto path = inside(text);
+    auto path = inside(text);
     if (!path) return std::nullopt;
     fs::path parent = folder_;
     for (const fs::path& step : path->parent_path().lexically_relative(folder_)) {
