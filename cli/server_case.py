@@ -120,11 +120,11 @@ class ServerTest(CommandTest):
         subprocess.run([PROGRAM, "passwd", file, user], input=password + "\n", text=True,
                        check=True, cwd=self.folder, env=self.environment, timeout=60)
 
-    def make_certificate(self, name="cert"):
+    def make_certificate(self, name="cert", bits=2048):
         if not shutil.which("openssl"):
             self.skipTest("there is no openssl")
         subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
+            ["openssl", "req", "-x509", "-newkey", f"rsa:{bits}", "-nodes", "-days", "2", "-subj",
              "/CN=localhost", "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1", "-keyout",
              "key.pem", "-out", f"{name}.pem"], check=True, capture_output=True, cwd=self.folder)
         os.chmod(self.folder / "key.pem", 0o600)

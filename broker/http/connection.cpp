@@ -101,6 +101,12 @@ void Connection::ready(std::uint32_t events) noexcept {
     }
     return;
   }
+  if (stage_ == Stage::handshake && shared_.secure) {
+    // In its turn among those who wait for theirs. Who has gone meanwhile has it for nothing.
+    if ((events & (EPOLLERR | EPOLLHUP | EPOLLRDHUP)) != 0) return close();
+    shared_.loop.want(*this, EPOLLRDHUP);
+    return shared_.loop.wake(*this);
+  }
   guarded([this] { advance(); });
 }
 
@@ -168,7 +174,11 @@ bool Connection::wait_for(Channel::State state) {
 }
 
 bool Connection::shake_hands() {
-  const auto state = channel_->shake_hands();
+  Channel::State state{};
+  if (!shared_.take_handshake_step([&] { state = channel_->shake_hands(); })) {
+    shared_.loop.wake(*this);
+    return false;
+  }
   if (state != Channel::State::good) return wait_for(state);
   stage_ = Stage::head;
   return true;

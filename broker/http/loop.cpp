@@ -97,6 +97,7 @@ void Loop::wake(Source& source) noexcept {
     if (std::exchange(source.woken_, true)) return;
     source.next_woken_ = std::move(first_woken_);
     first_woken_ = source.shared_from_this();
+    if (source.next_woken_) return;  // the first one has told the loop, which has not looked yet
   }
   eventfd_write(event_, 1);
 }
@@ -158,6 +159,7 @@ int Loop::milliseconds_left() const {
 void Loop::run() {
   std::array<epoll_event, 128> events{};
   while (true) {
+    ++round_;
     const int count =
         epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds_left());
     for (int i = 0; i < count; ++i) {

@@ -65,6 +65,8 @@ class Loop {
   void expire_at(Source& source, Time time) noexcept;
   // It is called no more. What the loop holds of it goes when nobody is being called.
   void remove(Source& source) noexcept;
+  // How often everybody who was ready has had his turn.
+  std::uint64_t round() const { return round_; }
 
  private:
   void call_woken();
@@ -77,6 +79,7 @@ class Loop {
   std::list<std::shared_ptr<Source>> sources_;
   std::list<std::shared_ptr<Source>> removed_;
   std::multimap<Time, Source*> deadlines_;
+  std::uint64_t round_ = 0;
 
   std::mutex lock_;
   std::shared_ptr<Source> first_woken_;

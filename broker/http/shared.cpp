@@ -11,6 +11,9 @@ namespace {
 // Descriptors for what is not a connection: programs that are started, files, libraries.
 constexpr std::size_t kept_descriptors = 256;
 
+// For handshakes, of each round of the loop.
+constexpr std::chrono::milliseconds handshakes_share{5};
+
 // As many connections as there may be, and in the same proportion no more than the process may have
 // descriptors for.
 Limits within_descriptors(Limits limits) {
@@ -31,6 +34,7 @@ Shared::Shared(Handler answer, Options options)
     : handler(std::move(answer)),
       limits(within_descriptors(options.limits)),
       log(std::move(options.log)),
+      secure(options.certificate != nullptr),
       own_names(std::move(options.own_names)),
       users(std::move(options.users)),
       tls(options.certificate ? std::make_shared<const TlsSettings>(*options.certificate)
@@ -49,6 +53,15 @@ std::unique_ptr<Channel> Shared::channel(int socket) {
   const auto settings = tls;
   guard.unlock();
   return settings ? tls_channel(socket, settings) : plain_channel(socket);
+}
+
+bool Shared::take_handshake_step(const std::function<void()>& step) {
+  if (std::exchange(handshakes_round, loop.round()) != loop.round()) handshakes_time = {};
+  if (handshakes_time >= handshakes_share) return false;
+  const auto begin = std::chrono::steady_clock::now();
+  step();
+  handshakes_time += std::chrono::steady_clock::now() - begin;
+  return true;
 }
 
 bool Shared::enter() {

@@ -2,13 +2,15 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 
 #include "broker/http/channel.h"
-#include "broker/http/clock.h"
 #include "broker/http/log_in.h"
 #include "broker/http/loop.h"
 #include "broker/http/options.h"
@@ -23,6 +25,9 @@ struct Shared {
   std::shared_ptr<Users> present_users();
   // A channel of the kind that is served.
   std::unique_ptr<Channel> channel(int socket);
+  // Has a step of a handshake done; false when those of this round of the loop have taken enough
+  // time. On the loop's thread: others wait for it, and a stranger's hello costs milliseconds.
+  bool take_handshake_step(const std::function<void()>& step);
   // Counts what a worker has in hand; false when the server is ending.
   bool enter();
   void leave() noexcept;
@@ -31,6 +36,7 @@ struct Shared {
   const Handler handler;
   const Limits limits;
   const Log log;
+  const bool secure;                          // whether connections begin with a handshake
   const std::shared_ptr<OwnNames> own_names;  // null: any Host
 
   std::mutex lock;
@@ -42,10 +48,12 @@ struct Shared {
   bool ending = false;
 
   std::atomic<std::size_t> bodies = 0;  // bytes of large bodies that are received or answered
-  Places places;                        // for the loop's thread alone
+  // These are for the loop's thread alone.
+  Places places;
+  std::uint64_t handshakes_round = 0;
+  std::chrono::steady_clock::duration handshakes_time{0};  // of that round
 
   Loop loop;
-  Clock clock;
   LogIns log_ins;
   // The first to go: their tasks use the others. Log-ins take turns anyway, so that strangers get
   // one thread, however many they are.
