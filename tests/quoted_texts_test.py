@@ -27,7 +27,8 @@ OTHERS = {
     "Lost connection with cimprovagt": "OpenPegasus",
 }
 # What is put together from names of the code: each of these may stand anywhere.
-COMPOSED = re.compile(r"(Entering |Exiting )(\w+)::(\w+)|(THDDTest::)(\w+)( -- .*? )DEVICE")
+COMPOSED = re.compile(r"(Entering |Exiting )(\w+)::(\w+)|(THDDTest::)(\w+)( -- .*? )DEVICE|"
+                      r"(RunDiagnostic) for DEVICE( was not begun: )(.*)")
 PLACES = re.compile(r"DEVICE|\.\.\.|(?<==)\d+")
 
 
