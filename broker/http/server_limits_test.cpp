@@ -130,7 +130,7 @@ TEST_F(Limited, SlowReaderGoesForTheNext) {
         }
       },
       std::move(options));
-  const auto first = connect(), second = connect();
+  auto first = connect(), second = connect();
   for (const auto& client : {first.get(), second.get()}) {
     client->send(request_text("POST", "long"));
     EXPECT_FALSE(client->read_some().empty());
@@ -139,6 +139,9 @@ TEST_F(Limited, SlowReaderGoesForTheNext) {
   while (connect()->post("x").status != 200) std::this_thread::sleep_for(milliseconds(10));
   EXPECT_EQ(connect()->post("again").status, 200);
   EXPECT_EQ(gone, 1);
+  first = nullptr;
+  second = nullptr;
+  test_ = std::make_unique<TestServer>(echo);  // the other one has ended with all that it used
 }
 
 // What a client announces is taken of the room for all before it has sent it.
