@@ -32,8 +32,6 @@ class Connection final : public Loop::Source {
   void expired() noexcept override { close(); }
   void hurried(bool to_the_end) noexcept override;  // closed, but for admitted requests
 
-  Places::Place& place() { return place_; }
-
  private:
   enum class Stage { handshake, head, admission, body, work, reply, goodbye };
   struct Job;

@@ -43,11 +43,6 @@ Shared::Shared(Handler answer, Options options)
       log_ins(limits, log),
       workers(limits.workers) {}
 
-std::shared_ptr<Users> Shared::present_users() {
-  const std::lock_guard guard(lock);
-  return users;
-}
-
 std::unique_ptr<Channel> Shared::channel(int socket) {
   std::unique_lock guard(lock);
   const auto settings = tls;

@@ -22,7 +22,6 @@ namespace broker::http {
 struct Shared {
   Shared(Handler answer, Options options);
 
-  std::shared_ptr<Users> present_users();
   // A channel of the kind that is served.
   std::unique_ptr<Channel> channel(int socket);
   // Has a step of a handshake done; false when those of this round of the loop have taken enough
