@@ -12,7 +12,8 @@ PLACES = {
     "module": "*", "providers": "*", "engine": "*", "results": "*", "discovery": "*",
     "inventory": "*", "platform/cmpi": "*", "platform/xml": "*",
     "broker/cimxml": "budget decode document head message text",
-    "broker/http": "address conversation exchange head users users_file",
+    "broker/http": "address connection_request exchange head own_names password_hash "
+                   "request_reader users users_file",
 }
 # Test code beside the units, and the interface as other object managers have it too.
 NO_UNIT = re.compile(r"_test\.|/test_|/captured_log|/recorded_machine|/scratch_file_lock|/cmpi_")
