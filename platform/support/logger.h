@@ -2,9 +2,10 @@
 //
 // A line holds UTC time with microseconds, severity, process id and text:
 //   2024-01-31T12:00:00.000000Z 3 4711 Entering ...
-// Backslash, line ends, control characters and invalid UTF-8 in the text are written as \\, \n,
-// \r, \t and \xNN, so that text from a drive can forge no line. A line that would take more than
-// 8 kB is cut, with the length of its text at the end: "... (12345 bytes)".
+// Backslash, line ends, control characters, what changes the direction of writing, and invalid
+// UTF-8 in the text are written as \\, \n, \r, \t and \xNN, so that text from a drive can forge no
+// line. A line that would take more than 8 kB is cut, with the length of its text at the end:
+// "... (12345 bytes)".
 //
 // The destination is the file named by HVX_LOG_FILE ("-" is standard error), else
 // /var/log/hvx/diagnostics.log; if it cannot be opened, the journal; if that fails too the line
