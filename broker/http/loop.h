@@ -49,8 +49,8 @@ class Loop {
 
   // From any thread. Neither asks for memory.
   void stop() noexcept;
-  void wake(
-      Source& source) noexcept;  // once for several wakes; a source that has gone is left alone
+  // Calls it once for several wakes; one that has gone is left alone.
+  void wake(Source& source) noexcept;
 
   // From another thread, while it runs: returns when every source has been hurried.
   void hurry();
