@@ -94,8 +94,8 @@ class Connection {
     ssize_t count = 0;
     bool sends = true;
     do {
-      // The server looks for the end of a connection after it has read what came before; where
-      // both come at once it does so a second later.
+      // Its side is closed when nothing has come for a moment: of a client that can send no more
+      // the server answers the request in work alone.
       const timespec moment{0, 500'000};
       pollfd readable{socket_, POLLIN, 0};
       if (sends && ppoll(&readable, 1, &moment, nullptr) <= 0)
