@@ -158,6 +158,11 @@ void LogIns::look_at(const Waiting& waiting, bool with_hash) {
   } catch (const std::exception& error) {
     log_failure(log_, "a log-in could not be checked", error);
   }
+  {
+    // Who has his answer may come again at once, and does not wait twice then.
+    const std::lock_guard guard(lock_);
+    present_ = nullptr;
+  }
   waiting.answer(answer);
 }
 
