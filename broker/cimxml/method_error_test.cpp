@@ -71,5 +71,29 @@ TEST_F(MethodErrors, TheTextOfAPathHasALimit) {
   EXPECT_THAT(link(101), HasSubstr("too many keys"));
 }
 
+// Whoever has gone does not read; each of these may be a test of minutes.
+struct Absent : Recorder {
+  bool client_has_gone() const override { return true; }
+};
+
+TEST_F(MethodErrors, LaterMethodsOfABatchAreNotBegunForAClientThatHasGone) {
+  const std::string add = simple_method("Add", "", widget_name("one"));
+  const std::string body = message(
+      "<MULTIREQ>" + add + simple_intrinsic("GetClass", class_parameter("ClassName", "TEST_Base")) +
+      add + "</MULTIREQ>");
+  Call call;
+  call.body = body;
+  call.operation = "MethodCall";
+  call.batch = "";
+  Recorder present;
+  service.answer(call, present);
+  EXPECT_EQ(count(present.body, "<RETURNVALUE"), 2u) << present.body;
+  Absent absent;
+  service.answer(call, absent);
+  EXPECT_EQ(count(absent.body, "<RETURNVALUE"), 1u) << absent.body;
+  EXPECT_THAT(absent.body, AllOf(HasSubstr("the client has gone before this was begun"),
+                                 HasSubstr("<CLASS NAME=\"TEST_Base\"")));
+}
+
 }  // namespace
 }  // namespace broker::cimxml

@@ -106,7 +106,7 @@ void Service::answer_message(const Call& call, Reply& reply) {
   try {
     check_head(call);
     Allowance allowance{limits_.depth, limits_.elements};
-    const Message message = read_message(call.body, manager_.schema(), allowance, limits_.batch);
+    Message message = read_message(call.body, manager_.schema(), allowance, limits_.batch);
     check_match(call, message);
     Request caller;
     caller.principal = call.principal;
@@ -117,7 +117,10 @@ void Service::answer_message(const Call& call, Reply& reply) {
             "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.4\"><MESSAGE ID=\"";
     text.attribute(message.id);
     text << "\" PROTOCOLVERSION=\"1.0\">" << (message.batch ? "<MULTIRSP>" : "");
-    for (const SimpleRequest& asked : message.requests) {
+    for (SimpleRequest& asked : message.requests) {
+      // A method of a batch is not begun any more for a client that has gone: one may take minutes.
+      if (&asked != &message.requests.front() && !asked.intrinsic && reply.client_has_gone())
+        asked.error.emplace(Status::Failed, "the client has gone before this was begun");
       respond({manager_, *contexts_, limits_, allowance, output, asked, caller});
     }
     text << (message.batch ? "</MULTIRSP>" : "") << "</MESSAGE></CIM>\n";

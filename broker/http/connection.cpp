@@ -89,14 +89,15 @@ void Connection::guarded(Part part) noexcept {
 }
 
 void Connection::ready(std::uint32_t events) noexcept {
-  const bool sleeps = stage_ == Stage::admission || stage_ == Stage::work;
+  const bool waits_for_more = stage_ == Stage::reply && sent_ == out_.size() && !last_;
+  const bool sleeps = stage_ == Stage::admission || stage_ == Stage::work || waits_for_more;
   if ((events & (EPOLLERR | EPOLLHUP)) != 0 && (sleeps || stage_ == Stage::reply)) return close();
   if (sleeps) {
     // Whoever can send no more may still want the reply; what waits for its turn need not begin.
     if ((events & EPOLLRDHUP) != 0) {
       client_ended_ = true;
       if (job_) job_->exchange.client_ended();
-      if (stage_ == Stage::work) shared_.places.leave(place_);
+      if (stage_ != Stage::admission) shared_.places.leave(place_);
       shared_.loop.want(*this, 0);
     }
     return;

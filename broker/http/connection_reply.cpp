@@ -90,7 +90,7 @@ bool Connection::send() {
   if (take_piece()) return true;
   if (!is_closed()) {
     place_.has_work = true;
-    shared_.loop.want(*this, 0);
+    shared_.loop.want(*this, client_ended_ ? std::uint32_t{0} : EPOLLRDHUP);
     shared_.loop.expire_at(*this, reply_end_);
   }
   return false;

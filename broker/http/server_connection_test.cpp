@@ -164,6 +164,28 @@ TEST_F(Limited, ClientThatGoesAwayDuringWorkLeavesItsPlace) {
   test_ = std::make_unique<TestServer>(echo);
 }
 
+// Also while the reply has begun and waits for its provider.
+TEST_F(Limited, ClientThatGoesAwayBetweenPiecesIsNoticed) {
+  std::atomic<bool> told = false, finished = false;
+  test_ = std::make_unique<TestServer>([&](const cimxml::Call& call, cimxml::Reply& reply) {
+    if (call.body != "pieces") return echo(call, reply);
+    reply.begin(200, {});
+    reply.write(std::string(100'000, 'x'));
+    while (!reply.client_has_gone()) std::this_thread::sleep_for(milliseconds(5));
+    told = true;
+    finished = true;
+  });
+  auto client = connect();
+  client->send(request_text("POST", "pieces"));
+  for (std::size_t read = 0; read < 100'000;) read += client->read_up_to(1000);
+  client->end_sending();
+  for (int i = 0; i < 6000 && !told; ++i) std::this_thread::sleep_for(milliseconds(5));
+  EXPECT_TRUE(told);
+  client = nullptr;
+  while (!finished) std::this_thread::sleep_for(milliseconds(5));
+  test_ = std::make_unique<TestServer>(echo);
+}
+
 class Stranger : public Limited {
  protected:
   void SetUp() override {
