@@ -34,7 +34,7 @@ struct Limits {
   // is known who has sent the head of a request. Fewer when the process may not have as many
   // descriptors.
   std::size_t unknown_connections = 1000;
-  std::size_t known_connections = 2000;
+  std::size_t known_connections = 1000;
   // For a connection that is not known: from accept, and then from reply to reply, until head and
   // body of a request are there.
   std::chrono::milliseconds unknown{10'000};
