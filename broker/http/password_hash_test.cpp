@@ -42,7 +42,9 @@ TEST(PasswordHash, IsRefusedWhenAnythingIsMissing) {
     EXPECT_THAT(hash_fault(hash.substr(0, hash.size() - 1)), HasSubstr("cut short")) << hash;
     EXPECT_THAT(hash_fault(hash + "."), HasSubstr("damaged")) << "one character more";
     EXPECT_NE(hash_fault(hash.substr(0, hash.size() - 1) + "!"), "") << hash;
-    EXPECT_NE(hash_fault(hash + "$" + hash), "") << "two lines run together";
+    std::string together = hash;
+    together.append("$").append(hash);
+    EXPECT_NE(hash_fault(together), "") << "two lines run together";
   }
 }
 
