@@ -15,6 +15,10 @@ STOPPED = "T"
 
 
 class Stop(ServerTest):
+    # In that of a container's first process, a stopped group that has lost its parent counts as
+    # looked after, and gets no signal from the kernel.
+    new_session = True
+
     def begin(self, script):
         """Starts the server, and in it a run whose smartctl is the script."""
         self.smartctl.write_text(f"#!/bin/sh\necho begun >> '{self.folder}/begun'\n{script}")

@@ -54,6 +54,7 @@ def run_of(device, service=SERVICE_KEYS["Name"]):
 
 class ServerTest(CommandTest):
     process = None
+    new_session = False  # whether the server has a session of its own, as a service has
 
     def serve(self, *arguments, **environment):
         """Starts the server on a free port; returns its first URL."""
@@ -62,7 +63,8 @@ class ServerTest(CommandTest):
 
     def start(self, command, **how):
         self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                        text=True, cwd=self.folder, **how)
+                                        text=True, cwd=self.folder,
+                                        start_new_session=self.new_session, **how)
         self.addCleanup(self.end, signal.SIGKILL)
         line = self.process.stdout.readline()
         self.assertRegex(line, r"\AListening on https?://\S+:\d+( and https?://\S+:\d+)*\n\Z",
