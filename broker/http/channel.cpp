@@ -39,8 +39,6 @@ class PlainChannel : public Channel {
     return shutdown(socket_, SHUT_WR) == 0 ? State::good : State::broken;
   }
 
-  bool has_unread() const override { return false; }
-
  private:
   static bool would_block() { return errno == EAGAIN || errno == EWOULDBLOCK; }
 

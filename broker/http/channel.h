@@ -33,8 +33,10 @@ class Channel {
 
   // Before the first read or write, until it is good; plain channels are good at once.
   virtual State shake_hands() = 0;
-  // good has moved at least one byte; the other states none. A TLS peer that ends without a word
-  // has ended too: whether a request was whole is told by its own length.
+  // good has moved at least one byte; the other states none. No poll tells of bytes that TLS has
+  // taken off the socket already: before one waits, it is read until it is no longer good. A TLS
+  // peer that ends without a word has ended too: whether a request was whole is told by its own
+  // length.
   virtual Moved read(char* to, std::size_t most) = 0;
   // good has moved all of it. Otherwise the rest has to come again, at the begin of a text that may
   // be longer, since TLS may have put it into a record already. The peer's gone: broken.
@@ -42,8 +44,6 @@ class Channel {
   // Says that no more comes from here (TLS: close_notify) and ends the socket's sending direction.
   // Until it is good, the rest of what was written goes first.
   virtual State say_goodbye() = 0;
-  // Bytes that were taken off the socket already, so that no poll tells of them.
-  virtual bool has_unread() const = 0;
 };
 
 // The socket does not block; it stays the caller's and must outlive the channel.

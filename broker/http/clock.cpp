@@ -1,5 +1,7 @@
 #include "broker/http/clock.h"
 
+#include <utility>
+
 namespace broker::http {
 
 Clock::Clock() : thread_([this] { run(); }) {}
@@ -13,33 +15,22 @@ Clock::~Clock() {
   thread_.join();
 }
 
-Clock::Appointment Clock::after(std::chrono::milliseconds delay, std::function<void()> what,
-                                Hurry hurry) {
+void Clock::after(std::chrono::milliseconds delay, std::function<void()> what) {
   const std::lock_guard guard(lock_);
-  const auto added = due_.emplace(Appointment{std::chrono::steady_clock::now() + delay, ++last_},
-                                  Due{std::move(what), hurry});
-  if (added.first == due_.begin()) changed_.notify_one();
-  return added.first->first;
-}
-
-void Clock::cancel(const Appointment& appointment) {
-  const std::lock_guard guard(lock_);
-  due_.erase(appointment);
+  const auto added = due_.emplace(std::chrono::steady_clock::now() + delay, std::move(what));
+  if (added == due_.begin()) changed_.notify_one();
 }
 
 void Clock::hurry() {
   const std::lock_guard guard(lock_);
-  std::erase_if(due_, [](const auto& entry) {
-    const bool now = entry.second.hurry == Hurry::yes;
-    if (now) entry.second.what();
-    return now;
-  });
+  for (const auto& [when, what] : due_) what();
+  due_.clear();
 }
 
 void Clock::hurry_next() {
   const std::lock_guard guard(lock_);
   if (due_.empty()) return;
-  due_.begin()->second.what();
+  due_.begin()->second();
   due_.erase(due_.begin());
 }
 
@@ -48,12 +39,11 @@ void Clock::run() {
   while (!ending_) {
     if (due_.empty()) {
       changed_.wait(guard);
-    } else if (const auto first = due_.begin();
-               first->first.first > std::chrono::steady_clock::now()) {
-      const Time when = first->first.first;
+    } else if (const auto first = due_.begin(); first->first > std::chrono::steady_clock::now()) {
+      const Time when = first->first;
       changed_.wait_until(guard, when);
     } else {
-      first->second.what();
+      first->second();
       due_.erase(first);
     }
   }

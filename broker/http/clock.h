@@ -3,12 +3,10 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <thread>
-#include <utility>
 
 namespace broker::http {
 
@@ -17,32 +15,21 @@ namespace broker::http {
 class Clock {
  public:
   using Time = std::chrono::steady_clock::time_point;
-  using Appointment = std::pair<Time, std::uint64_t>;  // a default one is none
 
   Clock();
   ~Clock();  // forgets what is not yet due
   Clock(const Clock&) = delete;
 
-  enum class Hurry { no, yes };
-  Appointment after(std::chrono::milliseconds delay, std::function<void()> what,
-                    Hurry hurry = Hurry::yes);
-  // Once this has returned it has run or never will. What has run, or is none, is passed over.
-  void cancel(const Appointment& appointment);
-  // Runs everything now but what was not to be hurried.
-  void hurry();
+  void after(std::chrono::milliseconds delay, std::function<void()> what);
+  void hurry();       // runs everything now
   void hurry_next();  // runs what is due first now
 
  private:
-  struct Due {
-    std::function<void()> what;
-    Hurry hurry;
-  };
   void run();
 
   std::mutex lock_;
   std::condition_variable changed_;
-  std::map<Appointment, Due> due_;
-  std::uint64_t last_ = 0;
+  std::multimap<Time, std::function<void()>> due_;  // equal ones in their order
   bool ending_ = false;
   std::thread thread_;
 };

@@ -13,7 +13,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::size_t at_once = std::size_t{16} << 10;  // read with one call
 // A client that was refused may still be sending; it gets the reply all the same.
 constexpr std::chrono::seconds leave_time{2};
 constexpr std::size_t most_dropped_at_leave = std::size_t{1} << 20;

@@ -13,8 +13,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::size_t at_once = std::size_t{16} << 10;  // read with one call
-
 // Whether a list of words ("close, TE") has this one.
 bool has_word(std::string_view list, std::string_view word) {
   while (!list.empty()) {

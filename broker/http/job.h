@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
@@ -10,6 +11,8 @@
 #include "broker/http/exchange.h"
 
 namespace broker::http {
+
+constexpr std::size_t at_once = std::size_t{16} << 10;  // read of a socket with one call
 
 // What is said to somebody whose log-in is wrong or missing.
 inline Refusal wrong_log_in() { return {401, {{"WWW-Authenticate", "Basic realm=\"hddtest\""}}}; }

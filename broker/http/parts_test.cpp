@@ -69,7 +69,6 @@ TEST(Clock, RunsWhatIsDueInItsOrder) {
     last.set_value();
   });
   clock.after(milliseconds(20), [&] { order += 'b'; });
-  clock.cancel(clock.after(milliseconds(10), [&] { order += 'x'; }));
   clock.after(milliseconds(0), [&] { order += 'a'; });
   last.get_future().wait();
   EXPECT_EQ(order, "abc");
@@ -79,16 +78,13 @@ TEST(Clock, HurryRunsEverythingOnce) {
   int runs = 0;
   {
     Clock clock;
-    const auto appointment = clock.after(minutes(10), [&] { ++runs; });
+    clock.after(minutes(10), [&] { ++runs; });
     clock.hurry();
-    clock.cancel(appointment);
-    clock.cancel({});
     EXPECT_EQ(runs, 1);
     clock.after(minutes(10), [&] { ++runs; });
-    clock.after(
-        minutes(10), [&] { ++runs; }, Clock::Hurry::no);
     clock.hurry();
     EXPECT_EQ(runs, 2);
+    clock.after(minutes(10), [&] { ++runs; });
   }
   EXPECT_EQ(runs, 2) << "what is not due is forgotten with the clock";
 }

@@ -216,8 +216,6 @@ class TlsChannel : public Channel {
     return shutdown(socket_, SHUT_WR) == 0 ? State::good : State::broken;
   }
 
-  bool has_unread() const override { return gnutls_record_check_pending(session_) > 0; }
-
  private:
   // Whether to call again at once.
   bool goes_on(ssize_t error) {
