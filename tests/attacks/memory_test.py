@@ -65,7 +65,7 @@ class Memory(AttackTest):
         self.assertEqual(self.count(SERVICE), 1)
         before = self.memory("VmRSS")
         body = enumeration(SERVICE)
-        body += " " * ((64 << 10) - len(body))
+        body += " " * ((64 << 10) + 1 - len(body))  # large, so that they share their room
         fields = "CIMMethod: EnumerateInstances\r\nCIMObject: root%2Fcimv2\r\n"
         crowd = [self.post(body, fields) for _ in range(CROWD)]
         self.expect_memory_back(crowd, before)
