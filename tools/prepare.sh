@@ -12,7 +12,8 @@ build_packages="g++ cmake ninja-build python3 libexpat1-dev libcli11-dev nlohman
 run_packages="smartmontools hwinfo"
 lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsystemd-shared"
 package_packages="dpkg-dev file git" # git tells the time of the commit
-test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate locales"
+test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate locales
+ universal-ctags"
 lint_packages="clang-format clang-tidy"
 bench_packages="libbenchmark-dev hwinfo"
 fuzz_packages="clang libclang-rt-dev"
