@@ -16,18 +16,18 @@ broker::Argument parse_argument(const broker::ClassInfo& info, const broker::Met
                                 const std::string& text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos)
-    throw Failure("'" + text + "' is no argument of the form NAME=VALUE");
+    throw CommandFailure("'" + text + "' is no argument of the form NAME=VALUE");
   const std::string name = text.substr(0, equals);
   const broker::ParameterInfo* const parameter = info.find_parameter(method.name, name);
   if (!parameter) {
-    throw Failure("method " + method.name.str() + " has no parameter '" + name + "'; it has " +
-                  parameter_names(method));
+    throw CommandFailure("method " + method.name.str() + " has no parameter '" + name +
+                         "'; it has " + parameter_names(method));
   }
   try {
     return {parameter->name, broker::parse_value(parameter->type, parameter->array,
                                                  std::string_view(text).substr(equals + 1))};
   } catch (const broker::Error& error) {
-    throw Failure("parameter " + parameter->name.str() + ": " + error.description());
+    throw CommandFailure("parameter " + parameter->name.str() + ": " + error.description());
   }
 }
 
@@ -41,7 +41,7 @@ std::vector<broker::Argument> parse_arguments(const broker::ClassInfo& info,
     broker::Argument argument = parse_argument(info, method, text);
     for (const broker::Argument& earlier : arguments)
       if (earlier.name == argument.name)
-        throw Failure("parameter " + argument.name.str() + " is given twice");
+        throw CommandFailure("parameter " + argument.name.str() + " is given twice");
     arguments.push_back(std::move(argument));
   }
   return arguments;

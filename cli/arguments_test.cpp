@@ -53,17 +53,17 @@ TEST(ParseArguments, SaysWhatIsWrong) {
   const auto parse = [](const std::vector<std::string>& texts) {
     return [texts] { state_change(texts); };
   };
-  EXPECT_THAT(parse({"RequestedState"}),
-              ThrowsMessage<Failure>("'RequestedState' is no argument of the form NAME=VALUE"));
   EXPECT_THAT(
-      parse({"State=2"}),
-      ThrowsMessage<Failure>(HasSubstr("has no parameter 'State'; it has RequestedState, ")));
+      parse({"RequestedState"}),
+      ThrowsMessage<CommandFailure>("'RequestedState' is no argument of the form NAME=VALUE"));
+  EXPECT_THAT(parse({"State=2"}), ThrowsMessage<CommandFailure>(HasSubstr(
+                                      "has no parameter 'State'; it has RequestedState, ")));
   EXPECT_THAT(parse({"RequestedState=x"}),
-              ThrowsMessage<Failure>(HasSubstr("parameter RequestedState: ")));
+              ThrowsMessage<CommandFailure>(HasSubstr("parameter RequestedState: ")));
   EXPECT_THAT(parse({"RequestedState=70000"}),
-              ThrowsMessage<Failure>(HasSubstr("parameter RequestedState: ")));
+              ThrowsMessage<CommandFailure>(HasSubstr("parameter RequestedState: ")));
   EXPECT_THAT(parse({"RequestedState=2", "REQUESTEDSTATE=3"}),
-              ThrowsMessage<Failure>("parameter RequestedState is given twice"));
+              ThrowsMessage<CommandFailure>("parameter RequestedState is given twice"));
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 
 std::string read_pem(const std::filesystem::path& file) {
   if (const std::string fault = reading_fault(file); !fault.empty())
-    throw Failure("cannot read " + file.string() + ": " + fault);
+    throw CommandFailure("cannot read " + file.string() + ": " + fault);
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
@@ -23,12 +23,12 @@ std::string read_key(const std::filesystem::path& file) {
   using std::filesystem::perms;
   std::string text = read_pem(file);
   if (text.find("PRIVATE KEY-----") == text.npos)
-    throw Failure("there is no private key in " + file.string() +
-                  "; name the PEM file of the certificate's key with --key");
+    throw CommandFailure("there is no private key in " + file.string() +
+                         "; name the PEM file of the certificate's key with --key");
   std::error_code error;
   const perms mode = std::filesystem::status(file, error).permissions();
   if (!error && (mode & perms::others_all) != perms::none)
-    throw Failure("the key " + file.string() + " is open to everybody; chmod 600 it");
+    throw CommandFailure("the key " + file.string() + " is open to everybody; chmod 600 it");
   return text;
 }
 
@@ -39,8 +39,8 @@ ReadCertificate read_certificate(const CertificateFiles& files) {
   try {
     read.out_of_date = broker::http::TlsSettings(read.certificate).out_of_date();
   } catch (const std::runtime_error& error) {
-    throw Failure("certificate " + files.chain.string() + ", key " + files.key.string() + ": " +
-                  error.what());
+    throw CommandFailure("certificate " + files.chain.string() + ", key " + files.key.string() +
+                         ": " + error.what());
   }
   return read;
 }

@@ -18,8 +18,8 @@ struct ReadCertificate {
   std::string out_of_date;  // why clients will refuse it as of now; empty when they need not
 };
 
-// Throws Failure, one line that names the files and says what to do: one cannot be read, is none,
-// belongs to another one, or the key is open to everybody.
+// Throws CommandFailure, one line that names the files and says what to do: one cannot be read, is
+// none, belongs to another one, or the key is open to everybody.
 ReadCertificate read_certificate(const CertificateFiles& files);
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 // The commands of the program, one unit each. A command says what it understands and what it does;
-// the program reads the command line for all of them. Actions throw Failure and broker::Error.
+// the program reads the command line for all of them. Actions throw CommandFailure and
+// broker::Error.
 #pragma once
 
 #include <functional>

@@ -7,16 +7,16 @@
 
 namespace cli {
 
-class Failure : public std::runtime_error {
+class CommandFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 // It was not asked rightly. more: lines for people that help with that.
-class WrongCommandLine : public Failure {
+class WrongCommandLine : public CommandFailure {
  public:
   explicit WrongCommandLine(const std::string& line, std::string more = "")
-      : Failure(line), more_(std::move(more)) {}
+      : CommandFailure(line), more_(std::move(more)) {}
   const std::string& more() const { return more_; }
 
  private:

@@ -28,9 +28,10 @@ const broker::MethodInfo& find_method(const broker::ClassInfo& info, const std::
   if (const broker::MethodInfo* const method = info.find_method(name)) return *method;
   std::vector<std::string> names;
   for (const broker::MethodInfo& method : info.methods()) names.push_back(method.name.str());
-  throw Failure(fmt::format("class {} has no method '{}'; it has {}{}", info.name().str(), name,
-                            names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", ")),
-                            near_match_question(name, names)));
+  throw CommandFailure(
+      fmt::format("class {} has no method '{}'; it has {}{}", info.name().str(), name,
+                  names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", ")),
+                  near_match_question(name, names)));
 }
 
 // A test that was not run is answered like one that was, and only the log tells; so does this.

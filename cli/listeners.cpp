@@ -46,7 +46,7 @@ Address address_of_listener(int socket) {
   if (getsockname(socket, address, &size) != 0 ||
       (address->sa_family != AF_INET && address->sa_family != AF_INET6) ||
       !is_set(socket, SO_TYPE, SOCK_STREAM) || !is_set(socket, SO_ACCEPTCONN, 1))
-    throw Failure(
+    throw CommandFailure(
         fmt::format("descriptor {}, which was handed over, is no listening TCP socket; name "
                     "addresses with ListenStream= in the socket unit, and leave out Accept=",
                     socket));
@@ -71,7 +71,7 @@ bool try_to_open(const std::vector<ListeningPlace>& places, Listeners& opened) {
     } catch (const std::system_error& error) {
       if (place.only_if_there && is_absent(error.code())) continue;
       if (chosen != 0 && error.code() == std::errc::address_in_use) return false;
-      throw Failure(listening_fault(error, address));
+      throw CommandFailure(listening_fault(error, address));
     }
     if (place.address.port() == 0) chosen = opened.addresses().back().port();
   }
@@ -108,7 +108,7 @@ Listeners handed_over_listeners(int first) {
   const char* const end = number.data() + number.size();
   const auto [rest, error] = std::from_chars(number.data(), end, count);
   if (error != std::errc() || rest != end || count < 0 || count > most_handed_over)
-    throw Failure(
+    throw CommandFailure(
         fmt::format("LISTEN_FDS, the number of sockets that were handed over, is none "
                     "from 0 to {}; start it by its socket unit, or without LISTEN_PID",
                     most_handed_over));
@@ -143,7 +143,7 @@ Listeners open_listeners(const std::vector<ListeningPlace>& places) {
     Listeners opened;
     if (try_to_open(places, opened)) return opened;
   }
-  throw Failure("no port is free at all the addresses; name one with --port");
+  throw CommandFailure("no port is free at all the addresses; name one with --port");
 }
 
 }  // namespace cli

@@ -33,7 +33,7 @@ class Listeners {
 // The sockets that the environment announces, by the protocol of sd_listen_fds(3) without its
 // library: LISTEN_FDS of them, from the first descriptor on, if LISTEN_PID is this process. They
 // are closed on exec from now on, do not block, and the variables are gone, so that children know
-// nothing of them. Throws Failure when one is no listening socket of TCP. For the begin of a
+// nothing of them. Throws CommandFailure when one is no listening socket of TCP. For the begin of a
 // process: other threads may be using the environment, or starting programs.
 Listeners handed_over_listeners(int first = 3);
 
@@ -47,8 +47,8 @@ struct ListeningPlace {
 std::vector<ListeningPlace> listening_places(const std::vector<std::string>& hosts,
                                              std::uint16_t port);
 
-// Listens on all of them or throws Failure, which says on which not, why, and what to do. Of port 0
-// one becomes the port of all.
+// Listens on all of them or throws CommandFailure, which says on which not, why, and what to do. Of
+// port 0 one becomes the port of all.
 Listeners open_listeners(const std::vector<ListeningPlace>& places);
 
 }  // namespace cli

@@ -18,7 +18,7 @@ std::string fault_of(const std::vector<ListeningPlace>& places) {
   try {
     open_listeners(places);
     return "";
-  } catch (const Failure& failure) {
+  } catch (const CommandFailure& failure) {
     return failure.what();
   }
 }
@@ -122,7 +122,7 @@ class HandedOver : public testing::Test {
     try {
       handed_over_listeners(first).take();
       return "";
-    } catch (const Failure& failure) {
+    } catch (const CommandFailure& failure) {
       return failure.what();
     }
   }

@@ -48,7 +48,7 @@ const broker::ClassInfo& find_class(const broker::Schema& schema, const std::str
   if (const broker::ClassInfo* const info = schema.find(name)) return *info;
   std::vector<std::string> names;
   for (const broker::ClassInfo& info : schema.classes()) names.push_back(info.name().str());
-  throw Failure("there is no class " + name + near_match_question(name, names));
+  throw CommandFailure("there is no class " + name + near_match_question(name, names));
 }
 
 std::string error_text(const broker::Error& error) {

@@ -12,11 +12,11 @@ namespace cli {
 
 // Enters the data folder and makes the object manager of the registration there. What it and its
 // providers note goes to the core log. A thread looks for idle providers that often; zero: none
-// does. Throws Failure and broker::Error.
+// does. Throws CommandFailure and broker::Error.
 std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
                                                     std::chrono::milliseconds look_for_idle = {});
 
-// The class of that name. Throws Failure, with a near name where there is one.
+// The class of that name. Throws CommandFailure, with a near name where there is one.
 const broker::ClassInfo& find_class(const broker::Schema& schema, const std::string& name);
 
 // One line for an error of the object manager: what it says, its status, and what to do where

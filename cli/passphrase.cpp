@@ -59,10 +59,11 @@ std::string read_line() {
     if (line.size() > longest) continue;
     line += byte;
   }
-  if (line.empty()) throw Failure("no password was given; nothing was changed");
-  if (line.size() > longest) throw Failure("a password has at most 511 bytes; nothing was changed");
+  if (line.empty()) throw CommandFailure("no password was given; nothing was changed");
+  if (line.size() > longest)
+    throw CommandFailure("a password has at most 511 bytes; nothing was changed");
   if (line.find('\0') != std::string::npos)
-    throw Failure("the password holds a zero byte; nothing was changed");
+    throw CommandFailure("the password holds a zero byte; nothing was changed");
   return line;
 }
 
@@ -74,7 +75,7 @@ std::string read_passphrase() {
   standard_error().write("Password: ");
   std::string password = read_line();
   standard_error().write("Once more: ");
-  if (read_line() != password) throw Failure("the two differ; nothing was changed");
+  if (read_line() != password) throw CommandFailure("the two differ; nothing was changed");
   return password;
 }
 

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 Places find_places(const std::string& data) {
   std::error_code error;
   const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  if (error) throw Failure("cannot tell where this program is: /proc is not mounted");
+  if (error) throw CommandFailure("cannot tell where this program is: /proc is not mounted");
   const fs::path root = program.parent_path().parent_path();
   Places places;
   places.start = fs::current_path(error);
@@ -36,8 +36,8 @@ void enter_data_folder(const Places& places) {
   std::error_code error;
   fs::current_path(places.data, error);
   if (error) {
-    throw Failure("cannot use the data folder " + places.data.string() + ": " + error.message() +
-                  "; name another with --data");
+    throw CommandFailure("cannot use the data folder " + places.data.string() + ": " +
+                         error.message() + "; name another with --data");
   }
 }
 

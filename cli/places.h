@@ -19,7 +19,7 @@ struct Places {
   std::vector<std::filesystem::path> libraries{};
 };
 
-// data: the argument of --data, empty without. Throws Failure when the program's own place
+// data: the argument of --data, empty without. Throws CommandFailure when the program's own place
 // cannot be told.
 Places find_places(const std::string& data);
 
@@ -27,7 +27,7 @@ Places find_places(const std::string& data);
 std::filesystem::path resolve(const Places& places, const std::string& path);
 
 // Makes the data folder the working directory, since the module reads its message file below
-// that. Throws Failure when there is no such folder.
+// that. Throws CommandFailure when there is no such folder.
 void enter_data_folder(const Places& places);
 
 // Nothing, or why the file cannot be read (no such file, no regular file, not allowed).

@@ -120,13 +120,13 @@ class Run {
     if (const auto faults = results::message_file_faults(places_.message_file); !faults.empty()) {
       const std::string fault = places_.message_file.string() + ": " + faults.front() +
                                 "; mend it or reinstall hddtest, or name its data with --data";
-      if (every_drive()) throw Failure("no drive was tested: " + fault);
+      if (every_drive()) throw CommandFailure("no drive was tested: " + fault);
       return plan_none(options_.devices, "message-file", fault);
     }
     if (options_.force) return plan_forced(options_.devices);
     const std::vector<Drive> drives = find_drives();
     if (!every_drive()) return plan_named(options_.devices, places_, drives);
-    if (drives.empty()) throw Failure("there is no drive on this machine");
+    if (drives.empty()) throw CommandFailure("there is no drive on this machine");
     return plan_all(drives);
   }
 
@@ -138,7 +138,7 @@ class Run {
     }
     try {
       running_.emplace_back(places_, drive, index);
-    } catch (const Failure& failure) {
+    } catch (const CommandFailure& failure) {
       finish(index, not_tested(drive.name, std::string(cause_module), failure.what()));
     }
   }

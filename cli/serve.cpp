@@ -90,18 +90,19 @@ void raise_descriptor_limit() {
 void check_security(const ServeOptions& options, const http::Address& address) {
   const std::string host = address.host();
   const bool tls = !options.certificate.empty();
-  if (tls == options.key.empty()) throw Failure("--cert and --key belong together; name both");
+  if (tls == options.key.empty())
+    throw CommandFailure("--cert and --key belong together; name both");
   if (options.no_auth == !options.users.empty())
-    throw Failure(options.no_auth
-                      ? "--users and --no-auth exclude each other"
-                      : "say who may use the server: --users FILE (made by 'hddtest passwd FILE "
-                        "USER'), or --no-auth for everybody on this machine");
+    throw CommandFailure(
+        options.no_auth ? "--users and --no-auth exclude each other"
+                        : "say who may use the server: --users FILE (made by 'hddtest passwd FILE "
+                          "USER'), or --no-auth for everybody on this machine");
   if (address.is_loopback()) return;
   if (options.no_auth)
-    throw Failure("--no-auth is for loopback addresses only; use --users FILE for " + host);
+    throw CommandFailure("--no-auth is for loopback addresses only; use --users FILE for " + host);
   if (!tls)
-    throw Failure("passwords would be readable on the way to " + host +
-                  "; name a certificate with --cert and --key");
+    throw CommandFailure("passwords would be readable on the way to " + host +
+                         "; name a certificate with --cert and --key");
 }
 
 // What the server is to listen on: what a supervisor hands over, else what is wanted of it. Nothing
@@ -118,7 +119,7 @@ Listening find_listening(const ServeOptions& options) {
     const int port = options.port >= 0 ? options.port : standard;
     listening.places = listening_places(options.addresses, static_cast<std::uint16_t>(port));
   } else if (!options.addresses.empty() || options.port >= 0) {
-    throw Failure(
+    throw CommandFailure(
         "--listen and --port exclude sockets that are handed over; name addresses with "
         "ListenStream= in the socket unit ('systemctl edit hddtest.socket'), or disable "
         "that unit");
@@ -162,7 +163,8 @@ void reload_certificate(http::Server& server, const CertificateFiles& files) {
   try {
     const ReadCertificate read = read_certificate(files);
     if (!read.out_of_date.empty())
-      throw Failure("certificate " + files.chain.string() + ": " + read.out_of_date + "; renew it");
+      throw CommandFailure("certificate " + files.chain.string() + ": " + read.out_of_date +
+                           "; renew it");
     server.replace_certificate(read.certificate);
     note(NKVRHVX20::ILogger::eNotice, "read the certificate " + files.chain.string() + " again");
   } catch (const std::exception& error) {
@@ -190,8 +192,8 @@ void tell(const std::vector<http::Address>& addresses, bool tls, bool json) {
 int serve(const ServeOptions& options, const Invocation& invocation) {
   const Places places = find_places(invocation.data);
   if (const std::string fault = reading_fault(places.message_file); !fault.empty()) {
-    throw Failure("no test could make a record: " + places.message_file.string() + ": " + fault +
-                  "; reinstall hddtest, or name its data with --data");
+    throw CommandFailure("no test could make a record: " + places.message_file.string() + ": " +
+                         fault + "; reinstall hddtest, or name its data with --data");
   }
   // The outcome of a test stands all the same, and an edit takes effect with the next one.
   if (const auto faults = results::message_file_faults(places.message_file); !faults.empty())

@@ -34,7 +34,7 @@ void set_action(void (*handler)(int)) {
 }  // namespace
 
 Signals::Signals() {
-  if (pipe2(ends, O_CLOEXEC) != 0) throw Failure("cannot make a pipe");
+  if (pipe2(ends, O_CLOEXEC) != 0) throw CommandFailure("cannot make a pipe");
   fcntl(ends[1], F_SETFL, O_NONBLOCK);
   set_action(catch_signal);
 }

@@ -10,7 +10,7 @@ namespace cli {
 // meanwhile would inherit that. One at a time in a process.
 class Signals {
  public:
-  Signals();  // throws Failure
+  Signals();  // throws CommandFailure
   ~Signals();
   Signals(const Signals&) = delete;
 

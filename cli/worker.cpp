@@ -143,7 +143,8 @@ Worker::Worker(const Places& places, const std::string& device) {
     if (error != 0) close(ends[0]);
   }
   if (error != 0)
-    throw Failure(fmt::format("a process for its test cannot be started: {}", strerror(error)));
+    throw CommandFailure(
+        fmt::format("a process for its test cannot be started: {}", strerror(error)));
   descriptor_ = ends[0];
 }
 

@@ -21,8 +21,9 @@ int work(const Places& places, const std::string& device);
 // A process that tests a drive. For one thread at a time.
 class Worker {
  public:
-  // Starts it; throws Failure when it cannot be started. device: the text that the module will know
-  // the drive by. The process group is its own, so that Ctrl-C reaches it through us only.
+  // Starts it; throws CommandFailure when it cannot be started. device: the text that the module
+  // will know the drive by. The process group is its own, so that Ctrl-C reaches it through us
+  // only.
   Worker(const Places& places, const std::string& device);
   ~Worker();  // kills what is left of it
   Worker(const Worker&) = delete;

@@ -50,7 +50,7 @@ void read_as_arguments(const std::vector<std::string>& texts) {
   try {
     const auto arguments = cli::parse_arguments(widget, echo, texts);
     require(arguments.size() == texts.size(), "every text is an argument");
-  } catch (const cli::Failure& failure) {
+  } catch (const cli::CommandFailure& failure) {
     require(*failure.what() != '\0', "a refusal has a reason");
   }
 }
