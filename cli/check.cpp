@@ -6,7 +6,7 @@
 #include "cli/findings.h"
 #include "cli/json.h"
 #include "cli/output.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace cli {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "cli/log_entry.h"
 #include "cli/log_texts.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
 

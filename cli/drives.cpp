@@ -10,7 +10,7 @@
 #include "cli/json.h"
 #include "cli/manager.h"
 #include "cli/output.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 #include "cli/waiting_line.h"
 
 namespace cli {

@@ -7,7 +7,7 @@
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/readable.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace cli {
 namespace {

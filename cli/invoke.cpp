@@ -13,7 +13,7 @@
 #include "cli/manager.h"
 #include "cli/near_match.h"
 #include "cli/output.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace cli {
 namespace {

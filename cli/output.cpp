@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace cli {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace cli {
 namespace {

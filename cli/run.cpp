@@ -17,7 +17,7 @@
 #include "cli/progress_line.h"
 #include "cli/run_plan.h"
 #include "cli/run_report.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 #include "cli/waiting_line.h"
 #include "cli/worker.h"
 #include "results/message_file.h"

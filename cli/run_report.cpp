@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <map>
 
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace cli {
 namespace {

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "cli/log_entry.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace cli {
 namespace {

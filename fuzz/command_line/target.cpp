@@ -15,7 +15,7 @@
 #include "cli/failure.h"
 #include "cli/places.h"
 #include "cli/run_plan.h"
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "cli/text.h"
+#include "cli/terminal_text.h"
 
 #include <gtest/gtest.h>
 
