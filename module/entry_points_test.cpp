@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -12,6 +14,17 @@
 namespace {
 
 using ovk_cimple::Registration;
+
+// For each row, whether it is that of an association. Every provider has two entry points, and that
+// of an association a third.
+constexpr bool kIsAssociation[] = {
+#define INSTANCE(Class) false,
+#define ASSOCIATION(Class) true,
+#include "module/providers.def"
+};
+constexpr std::size_t kProviders = std::size(kIsAssociation);
+const std::size_t kAssociations = std::ranges::count(kIsAssociation, true);
+const std::size_t kEntryPoints = 2 * kProviders + kAssociations;
 
 // The arguments of a call of the adapter, and how it is to answer.
 struct Call {
@@ -80,7 +93,7 @@ void* EntryPoints::library;
 
 TEST_F(EntryPoints, PassTheirOwnProvidersDataToTheAdapter) {
   std::map<const void*, const Registration*> owners;
-  std::map<char, int> kinds;
+  std::map<char, std::size_t> kinds;
   for (const Entry& entry : entries()) {
     SCOPED_TRACE(entry.registration->provider_name + std::string(1, ' ') + entry.kind);
     ++kinds[entry.kind];
@@ -101,8 +114,9 @@ TEST_F(EntryPoints, PassTheirOwnProvidersDataToTheAdapter) {
     EXPECT_TRUE(dladdr(calls[0].static_data, &data));
     EXPECT_EQ(data.dli_fbase, module.dli_fbase);
   }
-  EXPECT_EQ(owners.size(), 23u);
-  EXPECT_EQ(kinds, (std::map<char, int>{{65, 10}, {73, 23}, {77, 23}}));
+  EXPECT_EQ(owners.size(), kProviders);
+  EXPECT_EQ(kinds, (std::map<char, std::size_t>{
+                       {'A', kAssociations}, {'I', kProviders}, {'M', kProviders}}));
 }
 
 TEST_F(EntryPoints, ReturnNullWhenTheAdapterLeavesTheSlotAlone) {
@@ -110,7 +124,7 @@ TEST_F(EntryPoints, ReturnNullWhenTheAdapterLeavesTheSlotAlone) {
     status = returned;
     for (const Entry& entry : entries()) EXPECT_EQ(entry.function(&broker, &context), nullptr);
   }
-  EXPECT_EQ(calls.size(), 3u * 56);
+  EXPECT_EQ(calls.size(), 3 * kEntryPoints);
 }
 
 TEST_F(EntryPoints, ReturnWhatTheAdapterWroteWhateverItReturns) {
@@ -122,7 +136,7 @@ TEST_F(EntryPoints, ReturnWhatTheAdapterWroteWhateverItReturns) {
       EXPECT_EQ(entry.function(&broker, &context), &interface);
     }
   }
-  EXPECT_EQ(calls.size(), 3u * 56);
+  EXPECT_EQ(calls.size(), 3 * kEntryPoints);
 }
 
 }  // namespace
