@@ -77,21 +77,6 @@ Provider::~KAVRO_HDDTest_AvailableDiagnosticService_Provider() {
   log_answer(provider, "~KAVRO_HDDTest_AvailableDiagnosticService_Provider", OK);
 }
 
-sint32 Provider::load() { return log_answer(provider, "load", OK); }
-sint32 Provider::unload() { return log_answer(provider, "unload", OK); }
-
-sint32 Provider::get_instance(const Class*, Class*&) {
-  return log_answer(provider, "get_instance", GET_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::create_instance(const Class*) {
-  return log_answer(provider, "create_instance", CREATE_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::delete_instance(const Class*) {
-  return log_answer(provider, "delete_instance", DELETE_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::modify_instance(const Class*, const Class*) {
-  return log_answer(provider, "modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
-}
 sint32 Provider::enum_associator_names(const Instance*, const char*, const char*, const char*,
                                        Enum_Handler<>*) {
   return log_answer(provider, "enum_associator_names", ENUM_ASSOCIATOR_NAMES_UNSUPPORTED);

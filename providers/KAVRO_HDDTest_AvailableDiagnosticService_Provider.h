@@ -7,6 +7,7 @@
 #include "model/classes.h"
 #include "platform/framework/cimom.h"
 #include "platform/framework/handler.h"
+#include "providers/logged_refusals.h"
 
 namespace ovk_cimple {
 
@@ -15,7 +16,8 @@ namespace ovk_cimple {
 // enumeration blocks for as long as the object manager's own enumerations and hwinfo take.
 //
 // May be called by any number of threads: enumerations wait for each other.
-class KAVRO_HDDTest_AvailableDiagnosticService_Provider {
+class KAVRO_HDDTest_AvailableDiagnosticService_Provider
+    : public LoggedRefusals<KAVRO_HDDTest_AvailableDiagnosticService> {
  public:
   using Class = KAVRO_HDDTest_AvailableDiagnosticService;
 
@@ -26,13 +28,7 @@ class KAVRO_HDDTest_AvailableDiagnosticService_Provider {
   KAVRO_HDDTest_AvailableDiagnosticService_Provider();
   ~KAVRO_HDDTest_AvailableDiagnosticService_Provider();
 
-  sint32 load();
-  sint32 unload();
-  sint32 get_instance(const Class* model, Class*& instance);
   sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
-  sint32 create_instance(const Class* instance);
-  sint32 delete_instance(const Class* instance);
-  sint32 modify_instance(const Class* model, const Class* instance);
   sint32 enum_associator_names(const Instance* source, const char* result_class, const char* role,
                                const char* result_role, Enum_Handler<>* handler);
   sint32 enum_references(const Instance* source, const Class* model, const char* role,

@@ -62,29 +62,6 @@ void describe(KAVRO_HDDTest_ConcreteJob& job) {
 
 Provider::KAVRO_HDDTest_ConcreteJob_Provider() { log_answer(provider, provider, OK); }
 
-sint32 Provider::load() { return log_answer(provider, "load", OK); }
-sint32 Provider::unload() { return log_answer(provider, "unload", OK); }
-
-sint32 Provider::get_instance(const Class*, Class*&) {
-  return log_answer(provider, "get_instance", GET_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::create_instance(const Class*) {
-  return log_answer(provider, "create_instance", CREATE_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::delete_instance(const Class*) {
-  return log_answer(provider, "delete_instance", DELETE_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::modify_instance(const Class*, const Class*) {
-  return log_answer(provider, "modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::KillJob(const Class*, const Property<boolean>&, Property<uint32>&) {
-  return log_answer(provider, "KillJob", METHOD_UNSUPPORTED);
-}
-sint32 Provider::RequestStateChange(const Class*, const Property<uint16>&,
-                                    const Property<Datetime>&, Property<uint32>&) {
-  return log_answer(provider, "RequestStateChange", METHOD_UNSUPPORTED);
-}
-
 sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
   // Kept on purpose: readers of the log see this one operation with a capital.
   log_entering(provider, "Enum_instances");

@@ -3,30 +3,22 @@
 #include "engine/HDDTest.h"
 #include "model/classes.h"
 #include "platform/framework/handler.h"
+#include "providers/logged_refusals.h"
 
 namespace ovk_cimple {
 
 // Publishes the job of the latest run. It runs nothing itself: the job is made, finished in all
 // but name, after the test has ended, and kept by the engine. Stateless but for the job counter;
 // may be called by any number of threads.
-class KAVRO_HDDTest_ConcreteJob_Provider {
+class KAVRO_HDDTest_ConcreteJob_Provider : public LoggedRefusals<KAVRO_HDDTest_ConcreteJob> {
  public:
   using Class = KAVRO_HDDTest_ConcreteJob;
 
   KAVRO_HDDTest_ConcreteJob_Provider();
 
-  sint32 load();
-  sint32 unload();
-  sint32 get_instance(const Class* model, Class*& instance);
   sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
-  sint32 create_instance(const Class* instance);
-  sint32 delete_instance(const Class* instance);
-  sint32 modify_instance(const Class* model, const Class* instance);
-  sint32 KillJob(const Class* self, const Property<boolean>& DeleteOnKill,
-                 Property<uint32>& return_value);
-  sint32 RequestStateChange(const Class* self, const Property<uint16>& RequestedState,
-                            const Property<Datetime>& TimeoutPeriod,
-                            Property<uint32>& return_value);
+  static constexpr LoggedMethod<Class> KillJob{"KillJob"};
+  static constexpr LoggedMethod<Class> RequestStateChange{"RequestStateChange"};
 
   // Makes the next job, stores it as the engine's latest and returns its instance, which the
   // caller owns.

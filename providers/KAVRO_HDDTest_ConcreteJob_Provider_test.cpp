@@ -145,8 +145,10 @@ TEST_F(ConcreteJob, RefusalsLogAndLeaveTheJobAlone) {
         {"create_instance", provider.create_instance(job), 81},
         {"delete_instance", provider.delete_instance(job), 91},
         {"modify_instance", provider.modify_instance(job, job), 101},
-        {"KillJob", provider.KillJob(job, {}, return_value), 131},
-        {"RequestStateChange", provider.RequestStateChange(job, {}, {}, return_value), 131},
+        {"KillJob", provider.KillJob(job, Property<boolean>(), return_value), 131},
+        {"RequestStateChange",
+         provider.RequestStateChange(job, Property<uint16>(), Property<Datetime>(), return_value),
+         131},
     };
     Lines expected;
     for (const auto& [operation, status, code] : answers) {

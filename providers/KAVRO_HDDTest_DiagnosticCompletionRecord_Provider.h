@@ -6,26 +6,22 @@
 #include "engine/HDDTest.h"
 #include "model/classes.h"
 #include "platform/framework/handler.h"
+#include "providers/logged_refusals.h"
 #include "results/TDiagnosticResultParser.h"
 
 namespace ovk_cimple {
 
 // Publishes the records of how runs ended, and builds them. Records live in the engine only.
 // Stateless; may be called by any number of threads.
-class KAVRO_HDDTest_DiagnosticCompletionRecord_Provider {
+class KAVRO_HDDTest_DiagnosticCompletionRecord_Provider
+    : public LoggedRefusals<KAVRO_HDDTest_DiagnosticCompletionRecord> {
  public:
   using Class = KAVRO_HDDTest_DiagnosticCompletionRecord;
 
   KAVRO_HDDTest_DiagnosticCompletionRecord_Provider();
   ~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider();
 
-  sint32 load();
-  sint32 unload();
-  sint32 get_instance(const Class* model, Class*& instance);
   sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
-  sint32 create_instance(const Class* instance);
-  sint32 delete_instance(const Class* instance);
-  sint32 modify_instance(const Class* model, const Class* instance);
 
   // The instance of a stored record, its time stamp that of the call; the caller owns it.
   static Class* EnumRecord(TDiagRecord record);

@@ -41,32 +41,6 @@ Provider::~KAVRO_HDDTest_DiagnosticService_Provider() {
   log_answer(provider, "~KAVRO_HDDTest_DiagnosticService_Provider", OK);
 }
 
-sint32 Provider::load() { return log_answer(provider, "load", OK); }
-sint32 Provider::unload() { return log_answer(provider, "unload", OK); }
-
-sint32 Provider::get_instance(const Class*, Class*&) {
-  return log_answer(provider, "get_instance", GET_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::create_instance(const Class*) {
-  return log_answer(provider, "create_instance", CREATE_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::delete_instance(const Class*) {
-  return log_answer(provider, "delete_instance", DELETE_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::modify_instance(const Class*, const Class*) {
-  return log_answer(provider, "modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
-}
-sint32 Provider::RequestStateChange(const Class*, const Property<uint16>&, Reference&,
-                                    const Property<Datetime>&, Property<uint32>&) {
-  return log_answer(provider, "RequestStateChange", METHOD_UNSUPPORTED);
-}
-sint32 Provider::StartService(const Class*, Property<uint32>&) {
-  return log_answer(provider, "StartService", METHOD_UNSUPPORTED);
-}
-sint32 Provider::StopService(const Class*, Property<uint32>&) {
-  return log_answer(provider, "StopService", METHOD_UNSUPPORTED);
-}
-
 sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
   log_entering(provider, "enum_instances");
   handler->handle(BuildService(service_name));

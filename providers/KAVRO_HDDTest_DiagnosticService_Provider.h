@@ -4,12 +4,14 @@
 
 #include "model/classes.h"
 #include "platform/framework/handler.h"
+#include "providers/logged_refusals.h"
 
 namespace ovk_cimple {
 
 // Publishes the one service "Hard Drive: Self Test" and runs tests. Stateless: everything that a
 // run leaves is in the engine. May be called by any number of threads; runs wait for each other.
-class KAVRO_HDDTest_DiagnosticService_Provider {
+class KAVRO_HDDTest_DiagnosticService_Provider
+    : public LoggedRefusals<KAVRO_HDDTest_DiagnosticService> {
  public:
   using Class = KAVRO_HDDTest_DiagnosticService;
   using Reference = Property<Ref<Instance>>;
@@ -17,19 +19,11 @@ class KAVRO_HDDTest_DiagnosticService_Provider {
   KAVRO_HDDTest_DiagnosticService_Provider();
   ~KAVRO_HDDTest_DiagnosticService_Provider();
 
-  sint32 load();
-  sint32 unload();
-  sint32 get_instance(const Class* model, Class*& instance);
   sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
-  sint32 create_instance(const Class* instance);
-  sint32 delete_instance(const Class* instance);
-  sint32 modify_instance(const Class* model, const Class* instance);
 
-  sint32 RequestStateChange(const Class* self, const Property<uint16>& RequestedState,
-                            Reference& Job, const Property<Datetime>& TimeoutPeriod,
-                            Property<uint32>& return_value);
-  sint32 StartService(const Class* self, Property<uint32>& return_value);
-  sint32 StopService(const Class* self, Property<uint32>& return_value);
+  static constexpr LoggedMethod<Class> RequestStateChange{"RequestStateChange"};
+  static constexpr LoggedMethod<Class> StartService{"StartService"};
+  static constexpr LoggedMethod<Class> StopService{"StopService"};
 
   // Tests the drive that ManagedElement refers to and blocks until the test has ended, up to
   // about ten minutes. Answers 0 whatever the outcome, which job and completion record carry;

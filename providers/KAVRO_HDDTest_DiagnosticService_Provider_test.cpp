@@ -209,7 +209,10 @@ TEST_F(DiagnosticService, RefusesEverythingElseWithItsFixedCodesAndLogs) {
         {"create_instance", provider.create_instance(self), 81},
         {"delete_instance", provider.delete_instance(self), 91},
         {"modify_instance", provider.modify_instance(self, self), 101},
-        {"RequestStateChange", provider.RequestStateChange(self, {}, job, {}, return_value), 131},
+        {"RequestStateChange",
+         provider.RequestStateChange(self, Property<uint16>(), job, Property<Datetime>(),
+                                     return_value),
+         131},
         {"StartService", provider.StartService(self, return_value), 131},
         {"StopService", provider.StopService(self, return_value), 131}};
     Lines expected;
