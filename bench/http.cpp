@@ -9,6 +9,7 @@
 // goes to a file, as in use.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -68,7 +69,9 @@ const sockaddr_in& http_server() {
   static const sockaddr_in& address = *[] {
     auto* result = new sockaddr_in;
     broker::http::Options options;
-    options.listeners = {listener(*result)};
+    const int from = listener(*result);
+    fcntl(from, F_SETFL, O_NONBLOCK);  // the server accepts until there is nobody left
+    options.listeners = {from};
     auto& records = bench::module_with(kRecords);
     new broker::http::Server(
         [&](const auto& call, auto& reply) { records.service().answer(call, reply); },
