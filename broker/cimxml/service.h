@@ -13,48 +13,13 @@
 // provider works and the client reads, which for a self-test is minutes.
 #pragma once
 
+#include <cstddef>
 #include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
+#include "broker/cimxml/call.h"
 #include "broker/object_manager.h"
 
 namespace broker::cimxml {
-
-// The values of the CIM header fields, their prefix ("73-CIMMethod" of an M-POST) taken away;
-// unset when the request had no such field.
-struct Call {
-  std::string_view body;
-  std::optional<std::string> operation;         // CIMOperation
-  std::optional<std::string> method;            // CIMMethod, URL-decoded
-  std::optional<std::string> object;            // CIMObject, URL-decoded
-  std::optional<std::string> batch;             // CIMBatch
-  std::optional<std::string> protocol_version;  // CIMProtocolVersion
-  std::optional<std::string> content_type;
-  std::string principal;        // the authenticated user, empty without
-  std::string accept_language;  // as the client sent it
-};
-
-// Where a reply goes: begin once, then write any number of times, all on the thread that called
-// answer. Both block as the client reads; both throw Gone when it will read no more.
-class Reply {
- public:
-  struct Gone {};
-  using Headers = std::vector<std::pair<std::string, std::string>>;
-
-  virtual ~Reply() = default;
-  // status: 200, or the HTTP status of a request that is no CIM request.
-  virtual void begin(int status, const Headers& headers) = 0;
-  virtual void write(std::string_view text) = 0;
-  // Called last, in place of the rest of a reply that has begun and cannot be completed: the
-  // client must see that it is no whole message.
-  virtual void abandon() {}
-  // Whether the client has gone, or will read no more. From any thread, while answer runs.
-  virtual bool client_has_gone() const { return false; }
-};
 
 // A request beyond a limit of depth or batch is refused as not valid (400) or not supported (501),
 // one with too many elements with 413. Enumerations beyond theirs get the CIM status 27
@@ -71,9 +36,6 @@ struct Limits {
   unsigned context_life_seconds = 900;          // and this one does, however it is pulled
   unsigned maximum_pull = 10'000;               // objects in one pull
 };
-
-// Requests of more bytes are large: who receives them has to bound how much they hold together.
-inline constexpr std::size_t large_body = 64 << 10;
 
 class Contexts;
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <variant>
 
-#include "broker/cimxml/service.h"
+#include "broker/cimxml/call.h"
 #include "broker/http/users.h"
 
 namespace broker::http {

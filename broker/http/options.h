@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "broker/cimxml/service.h"
+#include "broker/cimxml/call.h"
 #include "broker/http/log.h"
 #include "broker/http/users.h"
 
