@@ -38,6 +38,7 @@ configure_file(debian/NEWS ${CMAKE_CURRENT_BINARY_DIR}/NEWS.Debian @ONLY)
 hddtest_compressed(command ${command_documents} ${CMAKE_CURRENT_BINARY_DIR}/NEWS.Debian NEWS.Debian)
 
 install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/docs/deployment.md
+              ${CMAKE_SOURCE_DIR}/docs/faults.md ${CMAKE_SOURCE_DIR}/docs/limits.md
               ${CMAKE_SOURCE_DIR}/docs/troubleshooting.md
         DESTINATION ${module_documents} COMPONENT module)
 # Pages for those who have the sources are no links in the package.

@@ -75,9 +75,10 @@ class PackageTest(PackageCase):
               for name in ("copyright", "changelog.Debian.gz")),
             "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest/NEWS.Debian.gz",
             *(f"usr/share/doc/hddtest/docs/{name}.md"
-              for name in ["architecture", "clients", "deployment", "troubleshooting"]),
-            "usr/share/doc/hddtest-module/deployment.md",
-            "usr/share/doc/hddtest-module/troubleshooting.md",
+              for name in ("architecture", "clients", "deployment", "faults", "limits",
+                           "troubleshooting")),
+            *(f"usr/share/doc/hddtest-module/{name}.md"
+              for name in ("deployment", "faults", "limits", "troubleshooting")),
             "usr/share/bash-completion/completions/hddtest",
             "usr/share/lintian/overrides/hddtest", "usr/share/lintian/overrides/hddtest-module",
             "var/log/hvx", "etc/hddtest"}

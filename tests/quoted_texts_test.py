@@ -14,7 +14,7 @@ import sys
 import unittest
 
 TREE = pathlib.Path(sys.argv[1])
-PAGES = ("docs/deployment.md", "docs/troubleshooting.md", "README.md")
+PAGES = ("docs/deployment.md", "docs/faults.md", "docs/limits.md", "docs/troubleshooting.md", "README.md")
 FOLDERS = ("broker", "cli", "deploy", "discovery", "drivetest", "engine", "inventory", "model",
            "module", "platform", "providers", "results")
 

@@ -12,7 +12,7 @@
 namespace faults {
 
 struct Case {
-  // What goes wrong, as the README's table "What happens when" has it.
+  // What goes wrong, as a row of docs/faults.md has it.
   const char* row;
   const char* name;
   void (*arrange)(World&);
@@ -44,7 +44,7 @@ struct Operation {
 };
 const std::vector<Operation>& operations();
 
-// Rows of the README's table with cases in more than one file.
+// Rows of docs/faults.md with cases in more than one file.
 constexpr char single_failures[] =
     "memory runs out, or a fork, pipe, open or write, or a function of the object manager fails";
 constexpr char full_log[] = "the disk of the log is full, or a file size limit reached";

@@ -20,8 +20,8 @@ constexpr char hwinfo_fails[] =
     "hwinfo is missing, not executable, is killed, or knows no such option, or the drive is gone "
     "when it looks";
 constexpr char hwinfo_floods[] =
-    "hwinfo floods: its file grows for five minutes or until `/tmp` is full, and over 16 MiB it is "
-    "not read";
+    "hwinfo floods: its file grows for five minutes or until `/tmp` is full, and a file over "
+    "16 MiB is not read";
 constexpr char hwinfo_hangs[] =
     "hwinfo hangs or is stopped: the answer takes up to ten minutes, and five more for each drive "
     "where SCSI addresses are published";

@@ -24,16 +24,16 @@ constexpr char other_words[] = "smartctl says in other words that SMART is on";
 constexpr char first_read_fails[] = "smartctl fails at its first read of the log";
 constexpr char start_hangs[] = "smartctl hangs when it starts the test";
 constexpr char drive_gone[] = "the drive is gone";
-constexpr char goes_in_mid_run[] = "the drive goes in mid-run, or smartctl is killed then";
+constexpr char disappears[] = "the drive disappears during the test, or smartctl is killed then";
 constexpr char aborted[] = "something else ends the drive's test";
 constexpr char no_messages[] =
-    "the message file is missing or unreadable, or the working directory another one";
+    "the message file is missing or unreadable, or the working directory is another one";
 constexpr char broken_messages[] =
-    "the message file is empty, cut short, over 16 MiB or a folder: the outcome stands, its text "
-    "does not";
+    "the message file is empty, cut short, over 16 MiB or a folder: the outcome is known, its text "
+    "is not";
 constexpr char no_log[] = "the log cannot be opened";
 constexpr char no_arguments[] = "the object manager does not give the arguments";
-constexpr char no_answer[] = "the object manager does not take the answer: the record is kept";
+constexpr char no_answer[] = "the object manager does not take the answer; the record is kept";
 
 constexpr char information_failed[] = "0 Check SMART support status /dev/sda Failed";
 constexpr char ended[] = "3 Test is completed, get test status";
@@ -114,7 +114,7 @@ const std::vector<Case>& run_cases() {
         {first_read_fails, "SmartctlIsKilledInTheFirstReadOfTheLog",
          [](World& world) { world.smartctl(at("-l", "kill -KILL $$")); }, "failed",
          "0 Retrieve test logs on /dev/sda Failed"},
-        {goes_in_mid_run, "SmartctlIsKilledInALaterRead",
+        {disappears, "SmartctlIsKilledInALaterRead",
          [](World& world) {
            settings().on_sleep = [&world] { world.smartctl("kill -KILL $$\n"); };
          },
@@ -153,7 +153,7 @@ const std::vector<Case>& run_cases() {
            world.smartctl("echo \"Smartctl open device: $2 failed: No such device\"\nexit 2\n");
          },
          "failed", information_failed},
-        {goes_in_mid_run, "DriveGoesInMidRun",
+        {disappears, "DriveGoesInMidRun",
          [](World& world) {
            settings().on_sleep = [&world] {
              world.smartctl("echo \"Smartctl open device: $3 failed: No such device\"\nexit 2\n");

@@ -14,18 +14,18 @@ sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "cli"))
 from command_case import STAND_IN, main
 from server_case import RECORD, ServerTest, enumeration, run_of
 
-README = pathlib.Path(__file__).parents[2] / "README.md"
+PAGE = pathlib.Path(__file__).parents[2] / "docs/faults.md"
 
 
-def readme_row(what):
-    """What the client sees and what the log says, by the README's table."""
-    row = re.search(rf"^\| {what} \| (.*?) \| (.*?) \|", README.read_text(), re.MULTILINE)
+def row_of_page(what):
+    """What the client sees and what the log says, by docs/faults.md."""
+    row = re.search(rf"^\| {what} \| (.*?) \| (.*?) \|", PAGE.read_text(), re.MULTILINE)
     return row.groups()
 
 
 class ServerFaults(ServerTest):
     def test_client_goes_away_in_mid_run(self):
-        sees, log = readme_row("the client goes away in mid-run")
+        sees, log = row_of_page("the client goes away during its test")
         self.serve("--no-auth", POLLS="1")
         self.assertEqual(self.count(RECORD, connection=self.connect()), 0)
         before = self.traces()  # with that one connection
@@ -43,7 +43,7 @@ class ServerFaults(ServerTest):
         self.assertEqual(self.end(), 0)
 
     def test_client_goes_away_while_its_test_waits(self):
-        sees, log = readme_row("the client goes away while its test waits for another's end")
+        sees, log = row_of_page("the client goes away while its test waits for the end of another")
         self.serve("--no-auth", POLLS="1000000")
         running, asking, waiting = self.connect(), self.connect(), self.connect()
         self.send(running, run_of("/dev/fake"))
@@ -61,7 +61,7 @@ class ServerFaults(ServerTest):
         self.assertEqual(self.end(), 0)
 
     def test_server_is_killed_in_mid_run_and_started_again(self):
-        sees, log = readme_row("the server is killed in mid-run")
+        sees, log = row_of_page("the server is killed during a test")
         self.smartctl.write_text("#!/bin/sh\nif [ $1 = -t ]; then\n"
                                  "echo $$ $PPID > ${0%/*}/processes\nexec /bin/sleep 1000\nfi\n" +
                                  STAND_IN.split("\n", 1)[1])

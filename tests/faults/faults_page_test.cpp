@@ -1,4 +1,4 @@
-// The README's table "What happens when" says what the cases have seen.
+// The tables of docs/faults.md say what the cases have seen.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -21,12 +21,10 @@ std::string trimmed(const std::string& text) {
 }
 
 std::vector<Row> rows() {
-  std::ifstream file(HDDTEST_README);
+  std::ifstream file(HDDTEST_FAULTS_PAGE);
   std::vector<Row> all;
   std::string line;
-  while (std::getline(file, line) && line != "## What happens when") {
-  }
-  while (std::getline(file, line) && !line.starts_with("## ")) {
+  while (std::getline(file, line)) {
     if (!line.starts_with("| ") || line.starts_with("| what goes wrong")) continue;
     std::vector<std::string> cells;
     for (std::size_t begin = 1, end; (end = line.find('|', begin)) != line.npos; begin = end + 1)
@@ -37,7 +35,7 @@ std::vector<Row> rows() {
   return all;
 }
 
-// As the table has it.
+// As the page words it.
 std::string client_sees(const std::string& seen) {
   if (seen == "no record" || seen == "no job") return seen;
   if (seen == "none") return "no drive is offered";
@@ -69,7 +67,7 @@ std::set<std::string> alternatives(const std::string& cell) {
   return all;
 }
 
-TEST(Readme, EachRowIsWhatItsCasesHaveSeenAndEachCaseHasOne) {
+TEST(FaultsPage, EachRowIsWhatItsCasesHaveSeenAndEachCaseHasOne) {
   std::map<std::string, Seen> known;
   for (const auto* cases : {&run_cases(), &discovery_cases()})
     for (const Case& one : *cases) {
