@@ -35,7 +35,7 @@ TEST(Decisions, OtherLinesTellNothing) {
   decisions.take(0, "Device /dev/sda is a USB device, omitting from HDD Test");
   decisions.take(3, "Device ");
   decisions.take(3, "");
-  decisions.take(3, exit_text + "MT(7X06) is supported");
+  decisions.take(3, exit_text + "MT(EX01) is supported");
   EXPECT_EQ(decisions.reason("/dev/sda"), std::nullopt);
 }
 

@@ -7,7 +7,7 @@ namespace cli {
 namespace {
 
 const std::string ata =
-    "Device Model:     WDC WD40EZRZ-00GXCB0\n"
+    "Device Model:     EXAMPLE DISK-00GXCB0\n"
     "Serial Number:    WD-WCC7K0AAAAAA\n"
     "SMART support is: Available - device has SMART capability.\n"
     "SMART support is: Enabled\n";
@@ -26,7 +26,7 @@ DriveLook look(const std::string& log, const std::string& capabilities = "") {
 TEST(DriveLook, Ready) {
   const DriveLook ready = look(entry("Completed: read failure"));
   EXPECT_EQ(ready.readiness, Readiness::ready);
-  EXPECT_EQ(ready.model, "WDC WD40EZRZ-00GXCB0");
+  EXPECT_EQ(ready.model, "EXAMPLE DISK-00GXCB0");
   EXPECT_EQ(ready.serial, "WD-WCC7K0AAAAAA");
   EXPECT_EQ(readiness_words(ready), "ready");
   EXPECT_EQ(readiness_reason(ready, "/dev/sda"), "");
@@ -36,16 +36,16 @@ TEST(DriveLook, Ready) {
 TEST(DriveLook, NamesOfOtherDrives) {
   const DriveLook scsi = read_information(
       {0,
-       "Vendor:               LABCO\nProduct:              SAS900G\nSerial number:        S1\n"
+       "Vendor:               EXAMPLE\nProduct:              SAS900G\nSerial number:        S1\n"
        "SMART support is:     Unavailable - device lacks SMART capability.\n"});
-  EXPECT_EQ(scsi.model, "LABCO SAS900G");
+  EXPECT_EQ(scsi.model, "EXAMPLE SAS900G");
   EXPECT_EQ(scsi.serial, "S1");
   EXPECT_EQ(scsi.readiness, Readiness::no_smart);
   const DriveLook nvme = read_information(
       {0,
-       "Model Number:                       KXG\nSerial Number:                      N1\n"
+       "Model Number:                       EXAMPLE NVME\nSerial Number:                      N1\n"
        "NVMe Version:                       1.4\n"});
-  EXPECT_EQ(nvme.model, "KXG");
+  EXPECT_EQ(nvme.model, "EXAMPLE NVME");
   EXPECT_EQ(nvme.readiness, Readiness::no_smart);
   EXPECT_EQ(readiness_reason(nvme, "/dev/nvme0n1"),
             "smartctl shows no SMART of NVMe drives; 'nvme device-self-test -s 1 /dev/nvme0n1' "

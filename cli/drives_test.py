@@ -89,7 +89,7 @@ class Drives(CommandTest):
     def test_micro_flash(self):
         self.machine("sda")
         (model,) = self.folder.glob("machine/sys/devices/*/*/*/*/*/*/model")
-        model.write_text("PQI IntelligentStick\n")
+        model.write_text("PQI EXAMPLE STICK\n")
         self.assertEqual(self.reasons(), {"/dev/sda": "micro-flash"})
 
     def test_excluded_machine_type(self):

@@ -23,7 +23,7 @@ TEST(Bus_Devices, OneIsReadInFull) {
   Test_Tree tree;
   tree.scsi_host(8, "megaraid_sas");
   const std::string device =
-      tree.scsi_device(controller, "8:2:0:0", "SEAGATE ", "ST973402SS      ");
+      tree.scsi_device(controller, "8:2:0:0", "EXAMPLE ", "DISK 1          ");
   tree.scsi_generic(device, "sg3");
   tree.block(device, "sdc");
   const auto devices = read_bus_devices(tree.sysfs());
@@ -32,8 +32,8 @@ TEST(Bus_Devices, OneIsReadInFull) {
   EXPECT_TRUE(devices[0].address_published);
   EXPECT_EQ(devices[0].generic, "/dev/sg3");
   EXPECT_EQ(devices[0].block, "/dev/sdc");
-  EXPECT_EQ(devices[0].vendor, "SEAGATE");
-  EXPECT_EQ(devices[0].model, "ST973402SS");
+  EXPECT_EQ(devices[0].vendor, "EXAMPLE");
+  EXPECT_EQ(devices[0].model, "DISK 1");
   EXPECT_EQ(devices[0].state, "running");
 }
 

@@ -31,14 +31,14 @@ TEST(Drives, AnAtaDriveIsReadInFull) {
   Test_Tree tree;
   const std::string device = tree.ahci_disk(2, "sda");
   tree.file(device + "/vpd_pg80", page_80("     WD-WCANM1234567"));
-  tree.file(device + "/wwid", "t10.ATA     WDC WD1600JS-75NCB3                     WD-W     \n");
+  tree.file(device + "/wwid", "t10.ATA     EXAMPLE DISK-75NCB3                     EX-W     \n");
   const Drive drive = only_drive(tree);
   EXPECT_EQ(drive.device, "/dev/sda");
   EXPECT_EQ(drive.vendor, "ATA");
   EXPECT_EQ(drive.model, "QEMU HARDDISK");
   EXPECT_EQ(drive.revision, "2.5+");
   EXPECT_EQ(drive.serial, "WD-WCANM1234567");
-  EXPECT_EQ(drive.world_wide_name, "t10.ATA     WDC WD1600JS-75NCB3                     WD-W");
+  EXPECT_EQ(drive.world_wide_name, "t10.ATA     EXAMPLE DISK-75NCB3                     EX-W");
   EXPECT_EQ(drive.connection, "SATA");
   EXPECT_EQ(drive.state, "running");
   EXPECT_EQ(drive.bytes, 67108864u);
@@ -51,8 +51,7 @@ TEST(Drives, AnAtaDriveIsReadInFull) {
 TEST(Drives, ADriveBehindARaidAdapterIsAmongThemWithItsAddress) {
   Test_Tree tree;
   tree.scsi_host(8, "megaraid_sas");
-  tree.block(tree.scsi_device("pci0000:00/0000:00:04.0", "8:2:0:0", "SEAGATE ", "ST973402SS"),
-             "sdc");
+  tree.block(tree.scsi_device("pci0000:00/0000:00:04.0", "8:2:0:0", "EXAMPLE ", "DISK 1"), "sdc");
   const Drive drive = only_drive(tree);
   EXPECT_EQ(drive.connection, "SAS/RAID (megaraid_sas)");
   EXPECT_EQ(drive.address, (Scsi_Address{8, 2, 0, 0}));
@@ -104,8 +103,8 @@ TEST(Drives, AVirtioDriveHasASerialNumberAndNoNames) {
   EXPECT_EQ(drive.serial, "LABV0006");
   EXPECT_EQ(drive.connection, "virtio");
   EXPECT_EQ(drive.state, "");
-  tree.file(device + "/vendor", "0rbit\n");
-  EXPECT_EQ(only_drive(tree).vendor, "0rbit");
+  tree.file(device + "/vendor", "0Example\n");
+  EXPECT_EQ(only_drive(tree).vendor, "0Example");
 }
 
 TEST(Drives, WhatHasNoDeviceIsNone) {
@@ -132,11 +131,11 @@ TEST(Drives, TheTypeOfOtherDevicesIsNoScsiType) {
   Test_Tree tree;
   const std::string device = "/sys/devices/pci0000:00/0000:00:1a.0/mmc_host/mmc0/mmc0:0001";
   tree.file(device + "/type", "5\n");
-  tree.file(device + "/name", "SDC64G\n");
+  tree.file(device + "/name", "EXMPL1\n");
   tree.block(device, "mmcblk0");
   const Drive drive = only_drive(tree);
   EXPECT_EQ(drive.device, "/dev/mmcblk0");
-  EXPECT_EQ(drive.model, "SDC64G");
+  EXPECT_EQ(drive.model, "EXMPL1");
 }
 
 TEST(Drives, NeitherFloppiesNorHiddenPaths) {

@@ -22,8 +22,8 @@ std::vector<std::string> published(const Instance& instance) {
 inventory::Drive full_drive() {
   inventory::Drive drive;
   drive.device = "/dev/sda";
-  drive.vendor = "SEAGATE";
-  drive.model = "ST973402SS";
+  drive.vendor = "EXAMPLE";
+  drive.model = "DISK 1";
   drive.revision = "S229";
   drive.serial = "LABS0001";
   drive.world_wide_name = "naa.5000c500a0b0c0d3";
@@ -43,8 +43,8 @@ TEST(Disk_Drive, PublishesEveryPropertyThatSysfsTells) {
   EXPECT_EQ(drive->DeviceID.value(), "/dev/sda");
   EXPECT_EQ(drive->ElementName.value(), "/dev/sda");
   EXPECT_EQ(drive->Name.value(), "/dev/sda");
-  EXPECT_EQ(drive->Caption.value(), "SEAGATE ST973402SS");
-  EXPECT_EQ(drive->Description.value(), "SEAGATE ST973402SS S229");
+  EXPECT_EQ(drive->Caption.value(), "EXAMPLE DISK 1");
+  EXPECT_EQ(drive->Description.value(), "EXAMPLE DISK 1 S229");
   EXPECT_THAT(drive->IdentifyingDescriptions.value(),
               ElementsAre("Serial Number", "WWN", "SCSI Address", "Connection", "Size in bytes"));
   EXPECT_THAT(drive->OtherIdentifyingInfo.value(),
@@ -185,7 +185,7 @@ inventory::Bus_Device full_bus_device() {
   device.address_published = true;
   device.generic = "/dev/sg3";
   device.block = "/dev/sdc";
-  device.vendor = "SEAGATE";
+  device.vendor = "EXAMPLE";
   device.model = "Logical Volume";
   device.state = "running";
   return device;
@@ -200,7 +200,7 @@ TEST(Sys_Bus_Device, PublishesEveryPropertyThatSysfsTells) {
   EXPECT_EQ(device->Name.value(), "/dev/sdc");
   EXPECT_EQ(device->ElementName.value(), "/dev/sdc");
   EXPECT_EQ(device->Caption.value(), "/dev/sdc");
-  EXPECT_EQ(device->Description.value(), "SEAGATE Logical Volume");
+  EXPECT_EQ(device->Description.value(), "EXAMPLE Logical Volume");
   EXPECT_THAT(device->OtherIdentifyingInfo.value(), ElementsAre("Port:8 Target:13 Bus:2 Lun:1"));
   EXPECT_THAT(device->IdentifyingDescriptions.value(), ElementsAre("SCSI Address"));
   EXPECT_THAT(published(*device),
@@ -231,7 +231,7 @@ TEST(Sys_Bus_Device, IsNamedByWhatItHas) {
   EXPECT_EQ(sys_bus_device(facts, "host")->Name.value(), "/dev/sg3");
 }
 
-inventory::Machine full_machine() { return {"Maker", "System x", "1.0", "uuid", "serial"}; }
+inventory::Machine full_machine() { return {"Maker", "Example Server 1", "1.0", "uuid", "serial"}; }
 
 TEST(Computer_System, PublishesEveryPropertyThatIsKnown) {
   const auto system = computer_system(full_machine(), "host.example.org");
@@ -239,8 +239,8 @@ TEST(Computer_System, PublishesEveryPropertyThatIsKnown) {
   EXPECT_EQ(system->Name.value(), "host.example.org");
   EXPECT_EQ(system->NameFormat.value(), "IP");
   EXPECT_EQ(system->ElementName.value(), "host");
-  EXPECT_EQ(system->Caption.value(), "System x");
-  EXPECT_EQ(system->Description.value(), "Maker System x 1.0");
+  EXPECT_EQ(system->Caption.value(), "Example Server 1");
+  EXPECT_EQ(system->Description.value(), "Maker Example Server 1 1.0");
   EXPECT_THAT(system->OtherIdentifyingInfo.value(), ElementsAre("uuid", "serial"));
   EXPECT_THAT(system->IdentifyingDescriptions.value(),
               ElementsAre("DMI UUID", "DMI serial number"));

@@ -11,15 +11,15 @@ namespace {
 TEST(Machine, IsWhatTheFirmwareSays) {
   Test_Tree tree;
   tree.file("/sys/class/dmi/id/sys_vendor", "Maker\n");
-  tree.file("/sys/class/dmi/id/product_name", "  System x  \n");
+  tree.file("/sys/class/dmi/id/product_name", "  Example Server 1  \n");
   tree.file("/sys/class/dmi/id/product_version", "1.0\n");
-  tree.file("/sys/class/dmi/id/product_uuid", "4c4c4544\n");
+  tree.file("/sys/class/dmi/id/product_uuid", "00000000-0000-0000-0000-000000000001\n");
   tree.file("/sys/class/dmi/id/product_serial", "SN1\n");
   const Machine machine = read_machine(tree.sysfs());
   EXPECT_EQ(machine.vendor, "Maker");
-  EXPECT_EQ(machine.product, "System x");
+  EXPECT_EQ(machine.product, "Example Server 1");
   EXPECT_EQ(machine.version, "1.0");
-  EXPECT_EQ(machine.uuid, "4c4c4544");
+  EXPECT_EQ(machine.uuid, "00000000-0000-0000-0000-000000000001");
   EXPECT_EQ(machine.serial, "SN1");
 }
 

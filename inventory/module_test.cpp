@@ -101,7 +101,7 @@ void* Inventory_Module::library;
 void furnish(const inventory::Test_Tree& tree) {
   tree.ahci_disk(0, "sda");
   tree.scsi_host(1, "megaraid_sas");
-  const auto raid = tree.scsi_device("pci0000:00/0000:00:04.0", "1:2:0:0", "SEAGATE", "ST9");
+  const auto raid = tree.scsi_device("pci0000:00/0000:00:04.0", "1:2:0:0", "EXAMPLE", "DISK");
   tree.block(raid, "sdb");
   tree.scsi_generic(raid, "sg1");
   tree.scsi_host(2, "usb-storage");
@@ -110,7 +110,7 @@ void furnish(const inventory::Test_Tree& tree) {
   tree.scsi_host(3, "ahci");
   const auto optical = tree.scsi_device("pci0000:00/ata4", "3:0:0:0", "QEMU", "DVD", "5");
   tree.block(optical, "sr0");
-  tree.file("/sys/class/dmi/id/product_name", "System x\n");
+  tree.file("/sys/class/dmi/id/product_name", "Example Server 1\n");
 }
 
 TEST_F(Inventory_Module, ListHoldsTheThreeProvidersUnderOneName) {
@@ -157,7 +157,7 @@ TEST_F(Inventory_Module, EnumeratesOneComputerSystemThatScopesTheDrives) {
   furnish(tree);
   const auto systems = enumerate<KAVRO_ComputerSystem>();
   ASSERT_EQ(systems.size(), 1u);
-  EXPECT_EQ(systems[0]->Caption.value(), "System x");
+  EXPECT_EQ(systems[0]->Caption.value(), "Example Server 1");
   const auto drive = enumerate<KAVRO_DiskDrive>().at(0);
   EXPECT_EQ(drive->SystemName.value(), systems[0]->Name.value());
   EXPECT_EQ(drive->SystemCreationClassName.value(), systems[0]->CreationClassName.value());

@@ -9,7 +9,7 @@ namespace inventory {
 namespace {
 
 TEST(Cleaned, TakesThePaddingAway) {
-  EXPECT_EQ(cleaned("  WDC WD1600JS-75N  \n"), "WDC WD1600JS-75N");
+  EXPECT_EQ(cleaned("  EXAMPLE DISK-75N  \n"), "EXAMPLE DISK-75N");
   EXPECT_EQ(cleaned(""), "");
   EXPECT_EQ(cleaned(" \n\t "), "");
 }

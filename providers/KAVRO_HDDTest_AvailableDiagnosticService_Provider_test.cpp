@@ -174,7 +174,7 @@ TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
 TEST_F(AvailableService, ADriveBehindARaidAdapterIsLeftOutAndAnOnboardOneIsNot) {
   cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
   cimom.bus_devices = {test_bus_device(0, "/dev/sda", "ATA Disk"),
-                       test_bus_device(1, "/dev/sdb", "SEAGATE Disk")};
+                       test_bus_device(1, "/dev/sdb", "EXAMPLE Disk")};
   write_reports(
       test_block("0:0:0:0", "ahci", "/dev/sda", 0) + test_block("0:0:1:0", "mptsas", "/dev/sdb", 1),
       "");

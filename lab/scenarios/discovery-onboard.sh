@@ -1,7 +1,7 @@
 # Drives on a PIIX and on an AHCI controller can be tested, but none when hwinfo is gone: then no
 # drive is known to be a disk. The machine's type, given in brackets, is a common one.
 real_time
-machine 'System Model -[7X06AC1]-'
+machine 'Example Server 1 -[EX01AC1]-'
 drive piix LAB0001
 drive ahci LAB0002
 
@@ -15,7 +15,7 @@ guest() {
 check() {
   expect_status 0
   expect_drives sda=testable sdb=testable
-  expect_log 'MT  =7X06'
+  expect_log 'MT  =EX01'
   expect_drives --run without sda=no-disk sdb=no-disk
   for number in 0 1; do expect --in drives $number.reason 'hwinfo missing'; done
 }

@@ -2,7 +2,7 @@
 # given without brackets, is a common one. AHCI stands aside (see discovery-onboard): its controller
 # takes six host numbers, and those of the others would have two digits.
 real_time
-machine 7X06AC1
+machine EX01AC1
 drive piix LAB0001
 drive megasas LAB0002
 drive mptsas LAB0003
@@ -16,5 +16,5 @@ guest() { offered; }
 
 check() {
   expect_drives sda=testable sdb=raid sdc=raid sdd=raid sde=raid sdf=usb vda=testable nvme0n1=testable
-  expect_log 'MT  =7X06'
+  expect_log 'MT  =EX01'
 }

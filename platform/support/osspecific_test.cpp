@@ -46,8 +46,8 @@ class DmiTest : public testing::Test {
 };
 
 TEST_F(DmiTest, MachineTypeComesFromTheProductName) {
-  publish("product_name", "System Model -[7X06CTO1WW]-\n");
-  EXPECT_EQ(TOSSpecific::GetMachineTypeFromID(), "7X06");
+  publish("product_name", "Example Server 1 -[EX01XXXXXX]-\n");
+  EXPECT_EQ(TOSSpecific::GetMachineTypeFromID(), "EX01");
   publish("product_name", "1234XYZ\n");
   EXPECT_EQ(TOSSpecific::GetMachineTypeFromID(), "1234");
 }
