@@ -155,8 +155,19 @@ CMPIStatus cleanup(CMPIInstanceMI*, const CMPIContext*, CMPIBoolean) {
 }
 
 const CMPIInstanceMIFT functions = {
-    CMPIVersion100, CMPIVersion100, "PlainRecord", cleanup, nullptr, enumerate_instances,
-    nullptr,        nullptr,        nullptr,       nullptr, nullptr, nullptr};
+    .ftVersion = CMPIVersion100,
+    .miVersion = CMPIVersion100,
+    .miName = "PlainRecord",
+    .cleanup = cleanup,
+    .enumerateInstanceNames = nullptr,
+    .enumerateInstances = enumerate_instances,
+    .getInstance = nullptr,
+    .createInstance = nullptr,
+    .modifyInstance = nullptr,
+    .deleteInstance = nullptr,
+    .execQuery = nullptr,
+    .enumerateInstancesFiltered = nullptr,
+};
 CMPIInstanceMI interface_table = {nullptr, &functions};
 
 }  // namespace

@@ -45,18 +45,28 @@ bool can_answer(const Schema& schema, const ClassInfo& association, const Ends& 
   });
 }
 
+Delivery delivery_to(const InstanceSink& sink, const ClassInfo* bound, const Request& request) {
+  return {sink, bound, {&request, nullptr}};
+}
+
+Delivery delivery_to(const PathSink& sink, const ClassInfo* bound, const Request&) {
+  return {sink, bound};
+}
+
 }  // namespace
 
-// Calls ask(registered, source path, its class, class that results must be of).
-template <class Ask>
-void Core::ask_associations(const ObjectPath& path, const AssociationFilter& filter, bool far_end,
-                            Ask ask) {
+// Asks every association provider that can answer with one function of its table. arguments: those
+// that follow the source path.
+template <class Sink, class Function, class... Arguments>
+void Core::follow(const ObjectPath& path, const AssociationFilter& query, bool far_end,
+                  const Sink& sink, const Request& request, Function CMPIAssociationMIFT::*function,
+                  Arguments... arguments) {
   const Flight flight(*this);
   const ClassInfo& info = source_class(path);
   const ObjectPath source = instance_path(path, info);
-  const ClassInfo* result = filter_class(schema_, filter.result_class);
-  const ClassInfo* association = far_end ? filter_class(schema_, filter.association_class) : result;
-  const Ends ends{&info, far_end ? result : nullptr, filter, far_end};
+  const ClassInfo* result = filter_class(schema_, query.result_class);
+  const ClassInfo* association = far_end ? filter_class(schema_, query.association_class) : result;
+  const Ends ends{&info, far_end ? result : nullptr, query, far_end};
   std::vector<const Registered*> asked;
   for (const Registered& registered : registered_) {
     if (!registered.association) continue;
@@ -64,80 +74,42 @@ void Core::ask_associations(const ObjectPath& path, const AssociationFilter& fil
     if (can_answer(schema_, *registered.info, ends)) asked.push_back(&registered);
   }
   ask_each(asked, [&](const Registered& registered) {
-    return ask(registered, source, info, far_end ? result : registered.info);
+    Delivery delivery = delivery_to(sink, far_end ? result : registered.info, request);
+    return run<CMPIAssociationMI>(
+        *registered.provider, delivery, request, 0,
+        [&](Operation& operation, CMPIAssociationMI* mi, const CMPIResult* results) {
+          return invoke_if_present(mi->ft->*function, mi, operation.context(), results,
+                                   lend_path(operation, source, info), arguments...);
+        });
   });
 }
 
 void Core::associators(const ObjectPath& path, const AssociationFilter& query,
                        const InstanceSink& sink, const Request& request) {
   NameList names(request.properties);
-  ask_associations(
-      path, query, true,
-      [&](const Registered& asked, const ObjectPath& source, const ClassInfo& info,
-          const ClassInfo* bound) {
-        Delivery delivery(sink, bound, {&request, nullptr});
-        return run<CMPIAssociationMI>(
-            *asked.provider, delivery, request, 0,
-            [&](Operation& operation, CMPIAssociationMI* mi, const CMPIResult* result) {
-              return invoke_if_present(mi->ft->associators, mi, operation.context(), result,
-                                       lend_path(operation, source, info),
-                                       filter(query.association_class), filter(query.result_class),
-                                       filter(query.role), filter(query.result_role), names.get());
-            });
-      });
+  follow(path, query, true, sink, request, &CMPIAssociationMIFT::associators,
+         filter(query.association_class), filter(query.result_class), filter(query.role),
+         filter(query.result_role), names.get());
 }
 
 void Core::associator_names(const ObjectPath& path, const AssociationFilter& query,
                             const PathSink& sink, const Request& request) {
-  ask_associations(
-      path, query, true,
-      [&](const Registered& asked, const ObjectPath& source, const ClassInfo& info,
-          const ClassInfo* bound) {
-        Delivery delivery(sink, bound);
-        return run<CMPIAssociationMI>(
-            *asked.provider, delivery, request, 0,
-            [&](Operation& operation, CMPIAssociationMI* mi, const CMPIResult* result) {
-              return invoke_if_present(mi->ft->associatorNames, mi, operation.context(), result,
-                                       lend_path(operation, source, info),
-                                       filter(query.association_class), filter(query.result_class),
-                                       filter(query.role), filter(query.result_role));
-            });
-      });
+  follow(path, query, true, sink, request, &CMPIAssociationMIFT::associatorNames,
+         filter(query.association_class), filter(query.result_class), filter(query.role),
+         filter(query.result_role));
 }
 
 void Core::references(const ObjectPath& path, const AssociationFilter& query,
                       const InstanceSink& sink, const Request& request) {
   NameList names(request.properties);
-  ask_associations(
-      path, query, false,
-      [&](const Registered& asked, const ObjectPath& source, const ClassInfo& info,
-          const ClassInfo* bound) {
-        Delivery delivery(sink, bound, {&request, nullptr});
-        return run<CMPIAssociationMI>(
-            *asked.provider, delivery, request, 0,
-            [&](Operation& operation, CMPIAssociationMI* mi, const CMPIResult* result) {
-              return invoke_if_present(mi->ft->references, mi, operation.context(), result,
-                                       lend_path(operation, source, info),
-                                       filter(query.result_class), filter(query.role), names.get());
-            });
-      });
+  follow(path, query, false, sink, request, &CMPIAssociationMIFT::references,
+         filter(query.result_class), filter(query.role), names.get());
 }
 
 void Core::reference_names(const ObjectPath& path, const AssociationFilter& query,
                            const PathSink& sink, const Request& request) {
-  ask_associations(
-      path, query, false,
-      [&](const Registered& asked, const ObjectPath& source, const ClassInfo& info,
-          const ClassInfo* bound) {
-        Delivery delivery(sink, bound);
-        return run<CMPIAssociationMI>(
-            *asked.provider, delivery, request, 0,
-            [&](Operation& operation, CMPIAssociationMI* mi, const CMPIResult* result) {
-              return invoke_if_present(mi->ft->referenceNames, mi, operation.context(), result,
-                                       lend_path(operation, source, info),
-                                       filter(query.result_class), filter(query.role));
-            });
-      });
+  follow(path, query, false, sink, request, &CMPIAssociationMIFT::referenceNames,
+         filter(query.result_class), filter(query.role));
 }
 
 }  // namespace broker

@@ -182,15 +182,41 @@ CMPIStatus add_entry(const CMPIContext* context, const char* name, const CMPIVal
 }  // namespace
 
 void fill_collection_tables(Tables& tables) {
-  tables.array = {CMPIVersion210,  release<ArrayObject>, clone<ArrayObject>, get_size,
-                  get_simple_type, get_element_at,       set_element_at};
+  tables.array = {
+      .ftVersion = CMPIVersion210,
+      .release = release<ArrayObject>,
+      .clone = clone<ArrayObject>,
+      .getSize = get_size,
+      .getSimpleType = get_simple_type,
+      .getElementAt = get_element_at,
+      .setElementAt = set_element_at,
+  };
   tables.enumeration = {
-      CMPIVersion210, release<EnumerationObject>, clone<EnumerationObject>, get_next, has_next,
-      to_array};
-  tables.args = {CMPIVersion210, release<ArgsObject>, clone<ArgsObject>, add_arg,
-                 get_arg,        get_arg_at,          get_arg_count};
-  tables.context = {CMPIVersion210,  release_context, clone<ContextObject>, get_entry, get_entry_at,
-                    get_entry_count, add_entry};
+      .ftVersion = CMPIVersion210,
+      .release = release<EnumerationObject>,
+      .clone = clone<EnumerationObject>,
+      .getNext = get_next,
+      .hasNext = has_next,
+      .toArray = to_array,
+  };
+  tables.args = {
+      .ftVersion = CMPIVersion210,
+      .release = release<ArgsObject>,
+      .clone = clone<ArgsObject>,
+      .addArg = add_arg,
+      .getArg = get_arg,
+      .getArgAt = get_arg_at,
+      .getArgCount = get_arg_count,
+  };
+  tables.context = {
+      .ftVersion = CMPIVersion210,
+      .release = release_context,
+      .clone = clone<ContextObject>,
+      .getEntry = get_entry,
+      .getEntryAt = get_entry_at,
+      .getEntryCount = get_entry_count,
+      .addEntry = add_entry,
+  };
 }
 
 }  // namespace broker

@@ -96,9 +96,12 @@ class Core : public std::enable_shared_from_this<Core> {
   Turns::Turn turn_of(const ObjectPath& target, const Name& method, const std::vector<Argument>& in,
                       const Request& request);
 
-  template <class Ask>
-  void ask_associations(const ObjectPath& path, const AssociationFilter& filter, bool far_end,
-                        Ask ask);
+  // What the four operations that follow associations have in common. far_end: the objects at the
+  // other end are wanted, not the associations.
+  template <class Sink, class Function, class... Arguments>
+  void follow(const ObjectPath& path, const AssociationFilter& query, bool far_end,
+              const Sink& sink, const Request& request, Function CMPIAssociationMIFT::*function,
+              Arguments... arguments);
 
   void end_if_due(Provider& provider);
 

@@ -315,32 +315,32 @@ CMPIStatus trace(const CMPIBroker* broker, CMPILevel, const char* component, con
 }  // namespace
 
 void fill_factory_table(Tables& tables) {
-  CMPIBrokerEncFT& table = tables.factories;
-  table = {CMPIVersion210,
-           new_instance_of,
-           new_object_path,
-           new_args,
-           new_string_from,
-           new_array,
-           new_date_time,
-           new_date_time_from_binary,
-           new_date_time_from_chars,
-           nullptr,
-           class_path_is_a,
-           to_string,
-           is_of_type,
-           get_type,
-           get_message,
-           log_message,
-           trace,
-           new_error,
-           open_message_file,
-           close_message_file,
-           get_message2,
-           new_property_list,
-           new_string_cp,
-           new_enumeration_filter};
-  unsupport(table.newSelectExp);
+  tables.factories = {
+      .ftVersion = CMPIVersion210,
+      .newInstance = new_instance_of,
+      .newObjectPath = new_object_path,
+      .newArgs = new_args,
+      .newString = new_string_from,
+      .newArray = new_array,
+      .newDateTime = new_date_time,
+      .newDateTimeFromBinary = new_date_time_from_binary,
+      .newDateTimeFromChars = new_date_time_from_chars,
+      .newSelectExp = unsupported,
+      .classPathIsA = class_path_is_a,
+      .toString = to_string,
+      .isOfType = is_of_type,
+      .getType = get_type,
+      .getMessage = get_message,
+      .logMessage = log_message,
+      .trace = trace,
+      .newCMPIError = new_error,
+      .openMessageFile = open_message_file,
+      .closeMessageFile = close_message_file,
+      .getMessage2 = get_message2,
+      .newPropertyList = new_property_list,
+      .newStringCP = new_string_cp,
+      .newEnumerationFilter = new_enumeration_filter,
+  };
 }
 
 }  // namespace broker

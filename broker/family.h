@@ -40,9 +40,13 @@ struct Unsupported<CMPIStatus (*)(Arguments...)> {
   static CMPIStatus function(Arguments...) { return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr}; }
 };
 
-template <class Function>
-void unsupport(Function& member) {
-  member = Unsupported<Function>::function;
-}
+// In a table, in the place of any function.
+struct AnyUnsupported {
+  template <class Function>
+  operator Function() const {  // NOLINT: as implicit as the function's own address
+    return Unsupported<Function>::function;
+  }
+};
+inline constexpr AnyUnsupported unsupported;
 
 }  // namespace broker

@@ -193,12 +193,29 @@ CMPIResult* clone_result(const CMPIResult* result, CMPIStatus* rc) {
 }  // namespace
 
 void fill_instance_table(Tables& tables) {
-  tables.instance = {CMPIVersion210,  release<InstanceObject>, clone<InstanceObject>,
-                     get_property,    get_property_at,         get_property_count,
-                     set_property,    get_object_path,         set_property_filter,
-                     set_object_path, set_property_with_origin};
-  tables.result = {CMPIVersion210,  release<ResultObject>, clone_result, return_data,
-                   return_instance, return_object_path,    return_done,  return_error};
+  tables.instance = {
+      .ftVersion = CMPIVersion210,
+      .release = release<InstanceObject>,
+      .clone = clone<InstanceObject>,
+      .getProperty = get_property,
+      .getPropertyAt = get_property_at,
+      .getPropertyCount = get_property_count,
+      .setProperty = set_property,
+      .getObjectPath = get_object_path,
+      .setPropertyFilter = set_property_filter,
+      .setObjectPath = set_object_path,
+      .setPropertyWithOrigin = set_property_with_origin,
+  };
+  tables.result = {
+      .ftVersion = CMPIVersion210,
+      .release = release<ResultObject>,
+      .clone = clone_result,
+      .returnData = return_data,
+      .returnInstance = return_instance,
+      .returnObjectPath = return_object_path,
+      .returnDone = return_done,
+      .returnError = return_error,
+  };
 }
 
 }  // namespace broker

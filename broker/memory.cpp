@@ -102,24 +102,24 @@ void free_object(const CMPIBroker*, typename T::Handle* object) {
 }  // namespace
 
 void fill_memory_table(Tables& tables) {
-  CMPIBrokerMemFT& table = tables.memory;
-  table = {CMPIVersion210,
-           mark,
-           release_mark,
-           cmpi_malloc,
-           cmpi_calloc,
-           cmpi_realloc,
-           cmpi_strdup,
-           cmpi_free<void>,
-           free_object<InstanceObject>,
-           free_object<ObjectPathObject>,
-           free_object<ArgsObject>,
-           free_object<StringObject>,
-           free_object<ArrayObject>,
-           free_object<DateTimeObject>,
-           nullptr,
-           cmpi_free<char>};
-  unsupport(table.freeSelectExp);
+  tables.memory = {
+      .ftVersion = CMPIVersion210,
+      .mark = mark,
+      .release = release_mark,
+      .cmpiMalloc = cmpi_malloc,
+      .cmpiCalloc = cmpi_calloc,
+      .cmpiRealloc = cmpi_realloc,
+      .cmpiStrDup = cmpi_strdup,
+      .cmpiFree = cmpi_free<void>,
+      .freeInstance = free_object<InstanceObject>,
+      .freeObjectPath = free_object<ObjectPathObject>,
+      .freeArgs = free_object<ArgsObject>,
+      .freeString = free_object<StringObject>,
+      .freeArray = free_object<ArrayObject>,
+      .freeDateTime = free_object<DateTimeObject>,
+      .freeSelectExp = unsupported,
+      .freeChars = cmpi_free<char>,
+  };
 }
 
 }  // namespace broker

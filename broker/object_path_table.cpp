@@ -174,26 +174,28 @@ CMPIData get_parameter_qualifier(const CMPIObjectPath* path, const char* method,
 }  // namespace
 
 void fill_object_path_table(Tables& tables) {
-  tables.object_path = {CMPIVersion210,
-                        release<ObjectPathObject>,
-                        clone<ObjectPathObject>,
-                        set_name<&ObjectPath::name_space>,
-                        get_name<&ObjectPath::name_space>,
-                        set_name<&ObjectPath::host>,
-                        get_name<&ObjectPath::host>,
-                        set_class_name,
-                        get_name<&ObjectPath::class_name>,
-                        add_key,
-                        get_key,
-                        get_key_at,
-                        get_key_count,
-                        set_name_space_from,
-                        set_host_and_name_space_from,
-                        get_class_qualifier,
-                        get_property_qualifier,
-                        get_method_qualifier,
-                        get_parameter_qualifier,
-                        to_string};
+  tables.object_path = {
+      .ftVersion = CMPIVersion210,
+      .release = release<ObjectPathObject>,
+      .clone = clone<ObjectPathObject>,
+      .setNameSpace = set_name<&ObjectPath::name_space>,
+      .getNameSpace = get_name<&ObjectPath::name_space>,
+      .setHostname = set_name<&ObjectPath::host>,
+      .getHostname = get_name<&ObjectPath::host>,
+      .setClassName = set_class_name,
+      .getClassName = get_name<&ObjectPath::class_name>,
+      .addKey = add_key,
+      .getKey = get_key,
+      .getKeyAt = get_key_at,
+      .getKeyCount = get_key_count,
+      .setNameSpaceFromObjectPath = set_name_space_from,
+      .setHostAndNameSpaceFromObjectPath = set_host_and_name_space_from,
+      .getClassQualifier = get_class_qualifier,
+      .getPropertyQualifier = get_property_qualifier,
+      .getMethodQualifier = get_method_qualifier,
+      .getParameterQualifier = get_parameter_qualifier,
+      .toString = to_string,
+  };
 }
 
 }  // namespace broker

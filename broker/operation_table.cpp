@@ -63,11 +63,23 @@ AssociationFilter filter_of(const char* association, const char* result, const c
   return {optional(association), optional(result), optional(role), optional(result_role)};
 }
 
+// Enumerations of instances come in pairs, without a query and with its language and text. As no
+// query language is served, both are one but for the refusal of a query.
+void refuse_query() {}
+
+void refuse_query(const char* language, const char* query) {
+  if (!language || !query) return;
+  throw Error(Status::QueryLanguageNotSupported,
+              "query language " + std::string(language) + " is not supported");
+}
+
+template <class... Query>
 CMPIEnumeration* enumerate_instances(const CMPIBroker* broker, const CMPIContext* context,
                                      const CMPIObjectPath* path, const char** properties,
-                                     CMPIStatus* rc) {
+                                     Query... query, CMPIStatus* rc) {
   return collect_instances(rc, [&](const InstanceSink& sink) {
     const UpCall call(broker, context, properties);
+    refuse_query(query...);
     call.core.enumerate_instances(path_of(path), sink, call.request);
   });
 }
@@ -119,12 +131,14 @@ CMPIStatus delete_instance(const CMPIBroker* broker, const CMPIContext* context,
   });
 }
 
+template <class... Query>
 CMPIEnumeration* associators(const CMPIBroker* broker, const CMPIContext* context,
                              const CMPIObjectPath* path, const char* association,
                              const char* result, const char* role, const char* result_role,
-                             const char** properties, CMPIStatus* rc) {
+                             const char** properties, Query... query, CMPIStatus* rc) {
   return collect_instances(rc, [&](const InstanceSink& sink) {
     const UpCall call(broker, context, properties);
+    refuse_query(query...);
     call.core.associators(path_of(path), filter_of(association, result, role, result_role), sink,
                           call.request);
   });
@@ -141,11 +155,13 @@ CMPIEnumeration* associator_names(const CMPIBroker* broker, const CMPIContext* c
   });
 }
 
+template <class... Query>
 CMPIEnumeration* references(const CMPIBroker* broker, const CMPIContext* context,
                             const CMPIObjectPath* path, const char* result, const char* role,
-                            const char** properties, CMPIStatus* rc) {
+                            const char** properties, Query... query, CMPIStatus* rc) {
   return collect_instances(rc, [&](const InstanceSink& sink) {
     const UpCall call(broker, context, properties);
+    refuse_query(query...);
     call.core.references(path_of(path), filter_of(nullptr, result, role, nullptr), sink,
                          call.request);
   });
@@ -205,50 +221,6 @@ CMPIData get_property(const CMPIBroker* broker, const CMPIContext* context,
   });
 }
 
-// Filtered operations: without a query they are the plain ones; no query language is served.
-
-void refuse_query(const char* language, const char* query) {
-  if (!language || !query) return;
-  throw Error(Status::QueryLanguageNotSupported,
-              "query language " + std::string(language) + " is not supported");
-}
-
-CMPIEnumeration* enumerate_instances_filtered(const CMPIBroker* broker, const CMPIContext* context,
-                                              const CMPIObjectPath* path, const char** properties,
-                                              const char* language, const char* query,
-                                              CMPIStatus* rc) {
-  return collect_instances(rc, [&](const InstanceSink& sink) {
-    const UpCall call(broker, context, properties);
-    refuse_query(language, query);
-    call.core.enumerate_instances(path_of(path), sink, call.request);
-  });
-}
-
-CMPIEnumeration* associators_filtered(const CMPIBroker* broker, const CMPIContext* context,
-                                      const CMPIObjectPath* path, const char* association,
-                                      const char* result, const char* role, const char* result_role,
-                                      const char** properties, const char* language,
-                                      const char* query, CMPIStatus* rc) {
-  return collect_instances(rc, [&](const InstanceSink& sink) {
-    const UpCall call(broker, context, properties);
-    refuse_query(language, query);
-    call.core.associators(path_of(path), filter_of(association, result, role, result_role), sink,
-                          call.request);
-  });
-}
-
-CMPIEnumeration* references_filtered(const CMPIBroker* broker, const CMPIContext* context,
-                                     const CMPIObjectPath* path, const char* result,
-                                     const char* role, const char** properties,
-                                     const char* language, const char* query, CMPIStatus* rc) {
-  return collect_instances(rc, [&](const InstanceSink& sink) {
-    const UpCall call(broker, context, properties);
-    refuse_query(language, query);
-    call.core.references(path_of(path), filter_of(nullptr, result, role, nullptr), sink,
-                         call.request);
-  });
-}
-
 // Threads of providers.
 
 CMPIContext* prepare_attach_thread(const CMPIBroker* broker, const CMPIContext* context) {
@@ -298,36 +270,36 @@ CMPIStatus deliver_indication(const CMPIBroker*, const CMPIContext*, const char*
 }  // namespace
 
 void fill_operation_table(Tables& tables) {
-  CMPIBrokerFT& table = tables.operations;
-  table = {CMPI_MB_InstanceManipulation | CMPI_MB_AssociationTraversal |
-               CMPI_MB_BasicQualifierSupport | CMPI_MB_OSEncapsulationSupport |
-               CMPI_MB_Supports_MemEnhancements | CMPI_MB_Supports_Extended_Error |
-               CMPI_MB_Logging | CMPI_MB_Tracing | CMPI_MB_PropertyFiltering |
-               CMPI_MB_CodepageConversion,
-           CMPIVersion210,
-           "hddtest",
-           prepare_attach_thread,
-           attach_thread,
-           detach_thread,
-           deliver_indication,
-           enumerate_instance_names,
-           get_instance,
-           create_instance,
-           modify_instance,
-           delete_instance,
-           nullptr,
-           enumerate_instances,
-           associators,
-           associator_names,
-           references,
-           reference_names,
-           invoke_method,
-           set_property,
-           get_property,
-           enumerate_instances_filtered,
-           associators_filtered,
-           references_filtered};
-  unsupport(table.execQuery);
+  tables.operations = {
+      .brokerCapabilities = CMPI_MB_InstanceManipulation | CMPI_MB_AssociationTraversal |
+                            CMPI_MB_BasicQualifierSupport | CMPI_MB_OSEncapsulationSupport |
+                            CMPI_MB_Supports_MemEnhancements | CMPI_MB_Supports_Extended_Error |
+                            CMPI_MB_Logging | CMPI_MB_Tracing | CMPI_MB_PropertyFiltering |
+                            CMPI_MB_CodepageConversion,
+      .brokerVersion = CMPIVersion210,
+      .brokerName = "hddtest",
+      .prepareAttachThread = prepare_attach_thread,
+      .attachThread = attach_thread,
+      .detachThread = detach_thread,
+      .deliverIndication = deliver_indication,
+      .enumerateInstanceNames = enumerate_instance_names,
+      .getInstance = get_instance,
+      .createInstance = create_instance,
+      .modifyInstance = modify_instance,
+      .deleteInstance = delete_instance,
+      .execQuery = unsupported,
+      .enumerateInstances = enumerate_instances<>,
+      .associators = associators<>,
+      .associatorNames = associator_names,
+      .references = references<>,
+      .referenceNames = reference_names,
+      .invokeMethod = invoke_method,
+      .setProperty = set_property,
+      .getProperty = get_property,
+      .enumerateInstancesFiltered = enumerate_instances<const char*, const char*>,
+      .associatorsFiltered = associators<const char*, const char*>,
+      .referencesFiltered = references<const char*, const char*>,
+  };
 }
 
 }  // namespace broker

@@ -79,14 +79,34 @@ CMPIBoolean match(const CMPIEnumerationFilter* filter, const CMPIInstance* insta
 }  // namespace
 
 void fill_string_tables(Tables& tables) {
-  tables.string = {CMPIVersion210, release<StringObject>, clone<StringObject>, get_char_ptr,
-                   new_chars_cp};
-  tables.date_time = {CMPIVersion210,    release<DateTimeObject>, clone<DateTimeObject>,
-                      get_binary_format, get_string_format,       get_is_interval};
-  tables.property_list = {CMPIVersion210, release<PropertyListObject>, clone_property_list,
-                          is_property_in_list, get_properties};
-  tables.enumeration_filter = {CMPIVersion210, release<EnumerationFilterObject>,
-                               clone<EnumerationFilterObject>, match};
+  tables.string = {
+      .ftVersion = CMPIVersion210,
+      .release = release<StringObject>,
+      .clone = clone<StringObject>,
+      .getCharPtr = get_char_ptr,
+      .newCharsCP = new_chars_cp,
+  };
+  tables.date_time = {
+      .ftVersion = CMPIVersion210,
+      .release = release<DateTimeObject>,
+      .clone = clone<DateTimeObject>,
+      .getBinaryFormat = get_binary_format,
+      .getStringFormat = get_string_format,
+      .isInterval = get_is_interval,
+  };
+  tables.property_list = {
+      .ftVersion = CMPIVersion210,
+      .release = release<PropertyListObject>,
+      .clone = clone_property_list,
+      .isPropertyInList = is_property_in_list,
+      .getProperties = get_properties,
+  };
+  tables.enumeration_filter = {
+      .ftVersion = CMPIVersion210,
+      .release = release<EnumerationFilterObject>,
+      .clone = clone<EnumerationFilterObject>,
+      .match = match,
+  };
 }
 
 }  // namespace broker

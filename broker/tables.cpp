@@ -7,34 +7,38 @@ namespace {
 
 // Queries: no object of these kinds is ever made.
 void fill_query_tables(Tables& tables) {
-  CMPISelectExpFT& expression = tables.select_expression;
-  expression.ftVersion = CMPIVersion210;
-  unsupport(expression.release);
-  unsupport(expression.clone);
-  unsupport(expression.evaluate);
-  unsupport(expression.getString);
-  unsupport(expression.getDOC);
-  unsupport(expression.getCOD);
-  unsupport(expression.evaluateUsingAccessor);
-  CMPISelectCondFT& condition = tables.select_condition;
-  condition.ftVersion = CMPIVersion210;
-  unsupport(condition.release);
-  unsupport(condition.clone);
-  unsupport(condition.getCountAndType);
-  unsupport(condition.getSubCondAt);
-  CMPISubCondFT& sub = tables.sub_condition;
-  sub.ftVersion = CMPIVersion210;
-  unsupport(sub.release);
-  unsupport(sub.clone);
-  unsupport(sub.getCount);
-  unsupport(sub.getPredicateAt);
-  unsupport(sub.getPredicate);
-  CMPIPredicateFT& predicate = tables.predicate;
-  predicate.ftVersion = CMPIVersion210;
-  unsupport(predicate.release);
-  unsupport(predicate.clone);
-  unsupport(predicate.getData);
-  unsupport(predicate.evaluateUsingAccessor);
+  tables.select_expression = {
+      .ftVersion = CMPIVersion210,
+      .release = unsupported,
+      .clone = unsupported,
+      .evaluate = unsupported,
+      .getString = unsupported,
+      .getDOC = unsupported,
+      .getCOD = unsupported,
+      .evaluateUsingAccessor = unsupported,
+  };
+  tables.select_condition = {
+      .ftVersion = CMPIVersion210,
+      .release = unsupported,
+      .clone = unsupported,
+      .getCountAndType = unsupported,
+      .getSubCondAt = unsupported,
+  };
+  tables.sub_condition = {
+      .ftVersion = CMPIVersion210,
+      .release = unsupported,
+      .clone = unsupported,
+      .getCount = unsupported,
+      .getPredicateAt = unsupported,
+      .getPredicate = unsupported,
+  };
+  tables.predicate = {
+      .ftVersion = CMPIVersion210,
+      .release = unsupported,
+      .clone = unsupported,
+      .getData = unsupported,
+      .evaluateUsingAccessor = unsupported,
+  };
 }
 
 }  // namespace

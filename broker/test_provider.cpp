@@ -182,18 +182,20 @@ CMPIStatus exec_query(CMPIInstanceMI*, const CMPIContext*, const CMPIResult*, co
 }
 
 // A table of CMPI 2.0: without the last member.
-const CMPIInstanceMIFT kInstanceTable{CMPIVersion200,
-                                      1,
-                                      "instance",
-                                      cleanup<CMPIInstanceMI>,
-                                      enumerate_instance_names,
-                                      enumerate_instances,
-                                      get_instance,
-                                      create_instance,
-                                      modify_instance,
-                                      delete_instance,
-                                      exec_query,
-                                      nullptr};
+const CMPIInstanceMIFT kInstanceTable{
+    .ftVersion = CMPIVersion200,
+    .miVersion = 1,
+    .miName = "instance",
+    .cleanup = cleanup<CMPIInstanceMI>,
+    .enumerateInstanceNames = enumerate_instance_names,
+    .enumerateInstances = enumerate_instances,
+    .getInstance = get_instance,
+    .createInstance = create_instance,
+    .modifyInstance = modify_instance,
+    .deleteInstance = delete_instance,
+    .execQuery = exec_query,
+    .enumerateInstancesFiltered = nullptr,
+};
 
 // Associations: each widget "one" is linked to the widget "two".
 
@@ -252,14 +254,26 @@ CMPIStatus reference_names(CMPIAssociationMI* mi, const CMPIContext*, const CMPI
   return result->ft->returnDone(result);
 }
 
-const CMPIAssociationMIFT kAssociationTable{CMPIVersion200, 1,
-                                            "association",  cleanup<CMPIAssociationMI>,
-                                            associators,    associator_names,
-                                            references,     reference_names,
-                                            nullptr,        nullptr};
+const CMPIAssociationMIFT kAssociationTable{
+    .ftVersion = CMPIVersion200,
+    .miVersion = 1,
+    .miName = "association",
+    .cleanup = cleanup<CMPIAssociationMI>,
+    .associators = associators,
+    .associatorNames = associator_names,
+    .references = references,
+    .referenceNames = reference_names,
+    .associatorsFiltered = nullptr,
+    .referencesFiltered = nullptr,
+};
 
-const CMPIMethodMIFT kMethodTable{CMPIVersion200, 1, "method", cleanup<CMPIMethodMI>,
-                                  invoke_method};
+const CMPIMethodMIFT kMethodTable{
+    .ftVersion = CMPIVersion200,
+    .miVersion = 1,
+    .miName = "method",
+    .cleanup = cleanup<CMPIMethodMI>,
+    .invokeMethod = invoke_method,
+};
 
 template <class MI, class Table>
 MI* make(const CMPIBroker* mb, const char* name, const Table& table) {
@@ -313,9 +327,20 @@ EXPORT CMPIInstanceMI* Refusing_Create_InstanceMI(const CMPIBroker* mb, const CM
 // Its table has no function for what is asked.
 EXPORT CMPIInstanceMI* Hollow_Create_InstanceMI(const CMPIBroker* mb, const CMPIContext*,
                                                 CMPIStatus*) {
-  static const CMPIInstanceMIFT table{CMPIVersion100, 1,       "instance", cleanup<CMPIInstanceMI>,
-                                      nullptr,        nullptr, nullptr,    nullptr,
-                                      nullptr,        nullptr, nullptr,    nullptr};
+  static const CMPIInstanceMIFT table{
+      .ftVersion = CMPIVersion100,
+      .miVersion = 1,
+      .miName = "instance",
+      .cleanup = cleanup<CMPIInstanceMI>,
+      .enumerateInstanceNames = nullptr,
+      .enumerateInstances = nullptr,
+      .getInstance = nullptr,
+      .createInstance = nullptr,
+      .modifyInstance = nullptr,
+      .deleteInstance = nullptr,
+      .execQuery = nullptr,
+      .enumerateInstancesFiltered = nullptr,
+  };
   return make<CMPIInstanceMI>(mb, "Hollow", table);
 }
 
