@@ -75,12 +75,7 @@ void Core::follow(const ObjectPath& path, const AssociationFilter& query, bool f
   }
   ask_each(asked, [&](const Registered& registered) {
     Delivery delivery = delivery_to(sink, far_end ? result : registered.info, request);
-    return run<CMPIAssociationMI>(
-        *registered.provider, delivery, request, 0,
-        [&](Operation& operation, CMPIAssociationMI* mi, const CMPIResult* results) {
-          return invoke_if_present(mi->ft->*function, mi, operation.context(), results,
-                                   lend_path(operation, source, info), arguments...);
-        });
+    return ask(*registered.provider, delivery, request, 0, function, source, info, arguments...);
   });
 }
 

@@ -91,6 +91,12 @@ class Core : public std::enable_shared_from_this<Core> {
   template <class MI, class Invoke>
   std::optional<Error> run(Provider& provider, Delivery& delivery, const Request& request,
                            CMPIFlags flags, Invoke invoke);
+  // The same for a function of the interface's table that takes the path of an object, of class
+  // info, and the arguments after it.
+  template <class Table, class Function, class... Arguments>
+  std::optional<Error> ask(Provider& provider, Delivery& delivery, const Request& request,
+                           CMPIFlags flags, Function Table::*function, const ObjectPath& path,
+                           const ClassInfo& info, Arguments... arguments);
 
   // The turn of a call; none for one that need not wait.
   Turns::Turn turn_of(const ObjectPath& target, const Name& method, const std::vector<Argument>& in,

@@ -42,13 +42,8 @@ void Core::enumerate_instances(const ObjectPath& path, const InstanceSink& sink,
   const PropertyChoice choice{&request, request.deep_inheritance ? nullptr : &info};
   ask_each(below(info), [&](const Registered& asked) -> std::optional<Error> {
     Delivery delivery(sink, asked.info, choice);
-    return run<CMPIInstanceMI>(
-        *asked.provider, delivery, request, flags,
-        [&](Operation& operation, CMPIInstanceMI* mi, const CMPIResult* result) {
-          return invoke_if_present(mi->ft->enumerateInstances, mi, operation.context(), result,
-                                   lend_path(operation, class_path(*asked.info), *asked.info),
-                                   names.get());
-        });
+    return ask(*asked.provider, delivery, request, flags, &CMPIInstanceMIFT::enumerateInstances,
+               class_path(*asked.info), *asked.info, names.get());
   });
 }
 
@@ -57,12 +52,8 @@ void Core::enumerate_instance_names(const ObjectPath& path, const PathSink& sink
   const Flight flight(*this);
   ask_each(below(class_of(path)), [&](const Registered& asked) -> std::optional<Error> {
     Delivery delivery(sink, asked.info);
-    return run<CMPIInstanceMI>(
-        *asked.provider, delivery, request, 0,
-        [&](Operation& operation, CMPIInstanceMI* mi, const CMPIResult* result) {
-          return invoke_if_present(mi->ft->enumerateInstanceNames, mi, operation.context(), result,
-                                   lend_path(operation, class_path(*asked.info), *asked.info));
-        });
+    return ask(*asked.provider, delivery, request, 0, &CMPIInstanceMIFT::enumerateInstanceNames,
+               class_path(*asked.info), *asked.info);
   });
 }
 
@@ -75,12 +66,8 @@ Instance Core::get_instance(const ObjectPath& path, const Request& request) {
   std::optional<Instance> found;
   const InstanceSink sink = [&found](const Instance& instance) { found = instance; };
   Delivery delivery(sink, &info, {&request, nullptr}, 1);
-  const auto error = run<CMPIInstanceMI>(
-      *asked.provider, delivery, request, 0,
-      [&](Operation& operation, CMPIInstanceMI* mi, const CMPIResult* result) {
-        return invoke_if_present(mi->ft->getInstance, mi, operation.context(), result,
-                                 lend_path(operation, target, info), names.get());
-      });
+  const auto error = ask(*asked.provider, delivery, request, 0, &CMPIInstanceMIFT::getInstance,
+                         target, info, names.get());
   if (error) throw *error;
   if (!found) throw Error(Status::NotFound, "there is no instance " + target.to_text());
   found->path.keys = target.keys;
@@ -95,13 +82,8 @@ ObjectPath Core::create_instance(const Instance& instance, const Request& reques
   std::optional<ObjectPath> path;
   const PathSink sink = [&path](const ObjectPath& made) { path = made; };
   Delivery delivery(sink, &info, 1);
-  const auto error = run<CMPIInstanceMI>(
-      *asked.provider, delivery, request, 0,
-      [&](Operation& operation, CMPIInstanceMI* mi, const CMPIResult* result) {
-        return invoke_if_present(mi->ft->createInstance, mi, operation.context(), result,
-                                 lend_path(operation, class_path(info), info),
-                                 handle(operation.lend<InstanceObject>(created, &info)));
-      });
+  const auto error = ask(*asked.provider, delivery, request, 0, &CMPIInstanceMIFT::createInstance,
+                         class_path(info), info, Given{created, info});
   if (error) throw *error;
   if (!path) {
     throw Error(Status::Failed,
@@ -119,14 +101,8 @@ void Core::modify_instance(const Instance& instance, const Request& request) {
   const Registered& asked = serving(find_instances(info), info, Status::NotSupported);
   NameList names(request.properties);
   Delivery delivery;
-  const auto error = run<CMPIInstanceMI>(
-      *asked.provider, delivery, request, 0,
-      [&](Operation& operation, CMPIInstanceMI* mi, const CMPIResult* result) {
-        return invoke_if_present(mi->ft->modifyInstance, mi, operation.context(), result,
-                                 lend_path(operation, target, info),
-                                 handle(operation.lend<InstanceObject>(modified, &info)),
-                                 names.get());
-      });
+  const auto error = ask(*asked.provider, delivery, request, 0, &CMPIInstanceMIFT::modifyInstance,
+                         target, info, Given{modified, info}, names.get());
   if (error) throw *error;
 }
 
@@ -136,12 +112,8 @@ void Core::delete_instance(const ObjectPath& path, const Request& request) {
   const ObjectPath target = instance_path(path, info);
   const Registered& asked = serving(find_instances(info), info, Status::NotSupported);
   Delivery delivery;
-  const auto error = run<CMPIInstanceMI>(
-      *asked.provider, delivery, request, 0,
-      [&](Operation& operation, CMPIInstanceMI* mi, const CMPIResult* result) {
-        return invoke_if_present(mi->ft->deleteInstance, mi, operation.context(), result,
-                                 lend_path(operation, target, info));
-      });
+  const auto error =
+      ask(*asked.provider, delivery, request, 0, &CMPIInstanceMIFT::deleteInstance, target, info);
   if (error) throw *error;
 }
 

@@ -34,6 +34,18 @@ inline const CMPIObjectPath* lend_path(Operation& operation, const ObjectPath& p
   return handle(operation.lend<ObjectPathObject>(path, &info));
 }
 
+// An instance as an argument; both must outlive the call.
+struct Given {
+  const Instance& instance;
+  const ClassInfo& info;
+};
+
+inline const CMPIInstance* lend(Operation& operation, const Given& given) {
+  return handle(operation.lend<InstanceObject>(given.instance, &given.info));
+}
+inline const char* lend(Operation&, const char* text) { return text; }
+inline const char** lend(Operation&, const char** names) { return names; }
+
 inline ObjectPath class_path(const ClassInfo& info) {
   return ObjectPath(Name::borrowed(served_name_space), info.name());
 }
@@ -58,6 +70,30 @@ template <class Function, class... Arguments>
 CMPIStatus invoke_if_present(Function function, Arguments... arguments) {
   if (!function) return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
   return function(arguments...);
+}
+
+template <class Table>
+struct InterfaceOf;
+template <>
+struct InterfaceOf<CMPIInstanceMIFT> {
+  using Type = CMPIInstanceMI;
+};
+template <>
+struct InterfaceOf<CMPIAssociationMIFT> {
+  using Type = CMPIAssociationMI;
+};
+
+template <class Table, class Function, class... Arguments>
+std::optional<Error> Core::ask(Provider& provider, Delivery& delivery, const Request& request,
+                               CMPIFlags flags, Function Table::*function, const ObjectPath& path,
+                               const ClassInfo& info, Arguments... arguments) {
+  using MI = typename InterfaceOf<Table>::Type;
+  return run<MI>(provider, delivery, request, flags,
+                 [&](Operation& operation, MI* mi, const CMPIResult* result) {
+                   return invoke_if_present(mi->ft->*function, mi, operation.context(), result,
+                                            lend_path(operation, path, info),
+                                            lend(operation, arguments)...);
+                 });
 }
 
 // Asks several providers. NOT_FOUND is an older way to say that there is nothing; NOT_SUPPORTED
