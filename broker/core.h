@@ -1,7 +1,9 @@
 // The object manager behind ObjectManager's interface: registrations, providers, tables, and
 // the operations, which up-calls of providers enter too.
 //
-// Clones and attached threads share ownership, so that what they point to outlives the manager.
+// It is a class of its own for two reasons. Clones and attached threads of a provider may outlive
+// the ObjectManager: they share ownership of its core, which holds their function tables and
+// refuses what they still ask. And whoever uses an ObjectManager gets to see nothing of CMPI.
 #pragma once
 
 #include <condition_variable>
@@ -18,7 +20,7 @@
 #include "broker/error.h"
 #include "broker/object_manager.h"
 #include "broker/operation.h"
-#include "broker/provider.h"
+#include "broker/provider_lease.h"
 #include "broker/tables.h"
 #include "broker/turns.h"
 

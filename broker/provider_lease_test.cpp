@@ -1,5 +1,5 @@
 // How provider libraries are found, made and ended.
-#include "broker/provider.h"
+#include "broker/provider_lease.h"
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>

@@ -1,52 +1,31 @@
-// Provider libraries and the management interfaces (MIs) in them.
+// One provider in its library: its management interfaces (MIs), made with the first request that
+// needs one, leased for each call, and ended when nobody needs them.
 #pragma once
 
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
-#include "broker/registration.h"
+#include "broker/provider_library.h"
 #include "platform/cmpi/cmpi.h"
 
 namespace broker {
 
 class Core;
 
-// One lib<location>.so, loaded while any provider in it is.
-class Library {
- public:
-  Library(std::string location, const std::vector<std::filesystem::path>& folders)
-      : location_(std::move(location)), folders_(folders) {}
-
-  // The function of this name, loading the library if need be. Throws Error (Failed).
-  void* find(const std::string& symbol);
-  // False when it was not loaded.
-  bool unload();
-
- private:
-  void load();
-
-  const std::string location_;
-  const std::vector<std::filesystem::path>& folders_;
-  std::mutex mutex_;
-  void* handle_ = nullptr;
-};
-
-enum class Interface { Instance, Association, Method };  // in the order of cleanup
+enum class InterfaceKind { Instance, Association, Method };  // in the order of cleanup
 inline constexpr std::size_t interface_count = 3;
 
 template <class MI>
-inline constexpr Interface interface_of = Interface::Instance;
+inline constexpr InterfaceKind interface_of = InterfaceKind::Instance;
 template <>
-inline constexpr Interface interface_of<CMPIAssociationMI> = Interface::Association;
+inline constexpr InterfaceKind interface_of<CMPIAssociationMI> = InterfaceKind::Association;
 template <>
-inline constexpr Interface interface_of<CMPIMethodMI> = Interface::Method;
+inline constexpr InterfaceKind interface_of<CMPIMethodMI> = InterfaceKind::Method;
 
 // How the interfaces of a provider are ended.
 enum class Ending {
@@ -105,9 +84,9 @@ class Provider {
  private:
   using Clock = std::chrono::steady_clock;
 
-  void* lease(Interface interface);
+  void* lease(InterfaceKind interface);
   void give_back();
-  void* make(Interface interface);
+  void* make(InterfaceKind interface);
   CMPIStatus cleanup(std::size_t interface, bool terminating);
   bool end(Ending ending);
   bool empty() const;

@@ -1,6 +1,4 @@
-#include "broker/provider.h"
-
-#include <dlfcn.h>
+#include "broker/provider_lease.h"
 
 #include <algorithm>
 
@@ -15,7 +13,7 @@ constexpr const char* kFactorySuffix[] = {"_Create_InstanceMI", "_Create_Associa
                                           "_Create_MethodMI"};
 constexpr const char* kKind[] = {"instance", "association", "method"};
 
-std::size_t index_of(Interface interface) { return static_cast<std::size_t>(interface); }
+std::size_t index_of(InterfaceKind interface) { return static_cast<std::size_t>(interface); }
 
 // Calls a function that all three kinds of interface have in the same place.
 template <class MI>
@@ -53,42 +51,7 @@ std::string message_of(const CMPIStatus& status) {
 
 }  // namespace
 
-void Library::load() {
-  const std::string file = "lib" + location_ + ".so";
-  std::string searched;
-  for (const std::filesystem::path& folder : folders_) {
-    const std::filesystem::path path = folder / file;
-    std::error_code ignored;
-    if (std::filesystem::exists(path, ignored)) {
-      handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-      if (handle_) return;
-      const char* reason = dlerror();
-      throw Error(Status::Failed,
-                  "the provider library cannot be loaded: " + std::string(reason ? reason : file));
-    }
-    searched += (searched.empty() ? "" : ", ") + folder.string();
-  }
-  throw Error(Status::Failed, "the provider library " + file + " is not in " +
-                                  (searched.empty() ? "any folder" : searched));
-}
-
-void* Library::find(const std::string& symbol) {
-  const std::lock_guard lock(mutex_);
-  if (!handle_) load();
-  if (void* found = dlsym(handle_, symbol.c_str())) return found;
-  throw Error(Status::Failed,
-              "the provider library lib" + location_ + ".so has no function " + symbol);
-}
-
-bool Library::unload() {
-  const std::lock_guard lock(mutex_);
-  if (!handle_) return false;
-  dlclose(handle_);
-  handle_ = nullptr;
-  return true;
-}
-
-void* Provider::lease(Interface interface) {
+void* Provider::lease(InterfaceKind interface) {
   // A factory or cleanup that comes back here on its own thread would wait for itself.
   if (busy_.load() == std::this_thread::get_id()) {
     throw Error(Status::Failed, "provider " + name_ + " called itself while starting or ending");
@@ -111,7 +74,7 @@ void Provider::give_back() {
   used_ = Clock::now();
 }
 
-void* Provider::make(Interface interface) {
+void* Provider::make(InterfaceKind interface) {
   using Factory = void* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
   const std::size_t index = index_of(interface);
   const auto factory = reinterpret_cast<Factory>(library_.find(name_ + kFactorySuffix[index]));
