@@ -1,95 +1,82 @@
 // Code pages of text (memory.h). The system's page is taken to be UTF-8.
+#include <iconv.h>
+
+#include <optional>
+#include <string_view>
+
 #include "broker/error.h"
 #include "broker/memory.h"
-#include "platform/utf8.h"
 
 namespace broker {
 namespace {
+
+// The pages' names for iconv.
+constexpr const char* kUtf8 = "UTF-8";
+constexpr const char* kAscii = "US-ASCII";
+constexpr const char* kUtf16 = "UTF-16LE";  // the machine's byte order, without a mark of it
 
 [[noreturn]] void refuse_page() {
   throw Error(Status::InvalidParameter, "the code page is unknown");
 }
 
-void append_utf8(std::string& text, char32_t c) {
-  if (c < 0x80) {
-    text += static_cast<char>(c);
-    return;
-  }
-  const int tail = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-  const unsigned lead[] = {0, 0xC0, 0xE0, 0xF0};
-  text += static_cast<char>(lead[tail] | c >> (6 * tail));
-  for (int shift = 6 * (tail - 1); shift >= 0; shift -= 6) {
-    text += static_cast<char>(0x80 | (c >> shift & 0x3F));
-  }
+// Nothing where a part of the text is none of its page, or the other page does not have it.
+std::optional<std::string> converted(std::string_view text, const char* from, const char* to) {
+  // A character takes at most twice as many bytes in UTF-16 as in UTF-8, and fewer the other way.
+  std::string result(2 * text.size(), '\0');
+  const iconv_t conversion = iconv_open(to, from);
+  if (conversion == reinterpret_cast<iconv_t>(-1))
+    throw Error(Status::Failed, std::string("the C library cannot convert to ") + to);
+  char* input = const_cast<char*>(text.data());  // iconv only reads it
+  char* output = result.data();
+  std::size_t input_left = text.size();
+  std::size_t output_left = result.size();
+  const bool good =
+      iconv(conversion, &input, &input_left, &output, &output_left) != static_cast<std::size_t>(-1);
+  iconv_close(conversion);
+  if (!good) return std::nullopt;
+  result.resize(result.size() - output_left);
+  return result;
 }
 
-std::string from_utf16(const char16_t* units) {
-  std::string text;
-  for (; *units; ++units) {
-    char32_t c = *units;
-    if (c >= 0xD800 && c < 0xDC00 && units[1] >= 0xDC00 && units[1] < 0xE000) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (*++units - 0xDC00u);
-    } else if (c >= 0xD800 && c < 0xE000) {
-      throw Error(Status::InvalidParameter, "the text is no UTF-16");
-    }
-    append_utf8(text, c);
-  }
-  return text;
-}
-
-void append_unit(std::string& bytes, char32_t unit) {
-  bytes += static_cast<char>(unit & 0xFF);
-  bytes += static_cast<char>(unit >> 8);
-}
-
-std::string to_utf16(std::string_view text) {
-  std::string bytes;
-  while (!text.empty()) {
-    const auto [c, length] = platform::first_utf8(text);
-    if (c == platform::Utf8_Sequence::none)
-      throw Error(Status::NotInCodepage, "the text is no UTF-8");
-    if (c < 0x10000) {
-      append_unit(bytes, c);
-    } else {
-      append_unit(bytes, 0xD800 + ((c - 0x10000) >> 10));
-      append_unit(bytes, 0xDC00 + ((c - 0x10000) & 0x3FF));
-    }
-    text.remove_prefix(length);
-  }
-  return bytes;
-}
-
-bool is_ascii(const std::string& text) {
-  for (char c : text) {
-    if (static_cast<unsigned char>(c) >= 0x80) return false;
-  }
-  return true;
+// Up to the unit of zeros that ends it.
+std::string_view bytes_of_utf16(const char* text) {
+  std::size_t size = 0;
+  while (text[size] != '\0' || text[size + 1] != '\0') size += 2;
+  return {text, size};
 }
 
 }  // namespace
 
 std::string from_codepage(const char* text, CMPICodepageID codepage) {
+  std::optional<std::string> result;
   switch (codepage) {
     case CMPI_CPID_SYSTEM:
       return text;
     case CMPI_CPID_USASCII:
-      if (is_ascii(text)) return text;
-      throw Error(Status::InvalidParameter, "the text is no US-ASCII");
+      result = converted(text, kAscii, kUtf8);
+      if (!result) throw Error(Status::InvalidParameter, "the text is no US-ASCII");
+      return *result;
     case CMPI_CPID_UTF16:
-      return from_utf16(reinterpret_cast<const char16_t*>(text));
+      result = converted(bytes_of_utf16(text), kUtf16, kUtf8);
+      if (!result) throw Error(Status::InvalidParameter, "the text is no UTF-16");
+      return *result;
   }
   refuse_page();
 }
 
 std::string to_codepage(const std::string& text, CMPICodepageID codepage) {
+  std::optional<std::string> result;
   switch (codepage) {
     case CMPI_CPID_SYSTEM:
       return text;
     case CMPI_CPID_USASCII:
-      if (is_ascii(text)) return text;
-      throw Error(Status::NotInCodepage, "the text has characters outside US-ASCII");
+      result = converted(text, kUtf8, kAscii);
+      if (!result) throw Error(Status::NotInCodepage, "the text has characters outside US-ASCII");
+      return *result;
     case CMPI_CPID_UTF16:
-      return to_utf16(text);
+      result = converted(text, kUtf8, kUtf16);
+      if (!result) throw Error(Status::NotInCodepage, "the text is no UTF-8");
+      return *result;
   }
   refuse_page();
 }
