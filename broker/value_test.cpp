@@ -54,7 +54,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{Type::Uint64, "18446744073709551616"}, Refused{Type::Uint32, ""},
                     Refused{Type::Uint32, "1 "}, Refused{Type::Uint32, "0x"},
                     Refused{Type::Uint32, "--1"}, Refused{Type::Boolean, "yes"},
-                    Refused{Type::Char16, "ab"}, Refused{Type::Char16, "\xF0\x9F\x98\x80"},
+                    Refused{Type::Char16, ""}, Refused{Type::Char16, "ab"},
+                    Refused{Type::Char16, "\xF0\x9F\x98\x80"},  // beyond the basic plane
+                    Refused{Type::Char16, "\xC1\xA1"},          // 'a' in a longer form
+                    Refused{Type::Char16, "\xED\xA0\x80"},      // half a surrogate pair
+                    Refused{Type::Char16, "\xC3"}, Refused{Type::Char16, "\xC3\xA4z"},
                     Refused{Type::Real64, "1.5x"}, Refused{Type::Real32, "1e300"},
                     Refused{Type::Datetime, "20240131"}, Refused{Type::Reference, "A."},
                     Refused{Type::Instance, "x"}));

@@ -11,6 +11,7 @@
 #include "broker/instance.h"
 #include "broker/object_path.h"
 #include "broker/value.h"
+#include "platform/utf8.h"
 
 namespace broker {
 namespace {
@@ -82,17 +83,12 @@ Value parse_real(Type type, std::string_view text) {
   return Value(static_cast<float>(value));
 }
 
-// One UTF-8 encoded character of the basic plane.
+// One character of the basic plane.
 Value parse_char16(std::string_view text) {
-  const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const auto follows = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
-  if (text.size() == 1 && byte(0) < 0x80) return Value(static_cast<char16_t>(byte(0)));
-  if (text.size() == 2 && (byte(0) & 0xE0) == 0xC0 && follows(1)) {
-    return Value(static_cast<char16_t>((byte(0) & 0x1F) << 6 | (byte(1) & 0x3F)));
-  }
-  if (text.size() == 3 && (byte(0) & 0xF0) == 0xE0 && follows(1) && follows(2)) {
-    return Value(
-        static_cast<char16_t>((byte(0) & 0x0F) << 12 | (byte(1) & 0x3F) << 6 | (byte(2) & 0x3F)));
+  if (!text.empty()) {
+    const auto [character, length] = platform::first_utf8(text);
+    if (length == text.size() && character <= 0xFFFF)
+      return Value(static_cast<char16_t>(character));
   }
   refuse(text, "is not one character");
 }
@@ -129,16 +125,7 @@ std::string number_text(double value) {
 
 std::string char_text(std::uint64_t unit) {
   std::string text;
-  if (unit < 0x80) {
-    text += static_cast<char>(unit);
-  } else if (unit < 0x800) {
-    text += static_cast<char>(0xC0 | unit >> 6);
-    text += static_cast<char>(0x80 | (unit & 0x3F));
-  } else {
-    text += static_cast<char>(0xE0 | unit >> 12);
-    text += static_cast<char>(0x80 | (unit >> 6 & 0x3F));
-    text += static_cast<char>(0x80 | (unit & 0x3F));
-  }
+  platform::append_utf8(text, static_cast<char16_t>(unit));
   return text;
 }
 

@@ -1,7 +1,8 @@
-// Reading UTF-8 that may be anything. A leaf: any folder may use it.
+// Reading UTF-8 that may be anything, and writing it. A leaf: any folder may use it.
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace platform {
@@ -33,6 +34,20 @@ constexpr Utf8_Sequence first_utf8(std::string_view text) {
     high = 0xBF;
   }
   return {character, length};
+}
+
+// At most U+10FFFF. A surrogate, which is no character, becomes three bytes that first_utf8
+// refuses.
+inline void append_utf8(std::string& text, char32_t character) {
+  if (character < 0x80) {
+    text += static_cast<char>(character);
+    return;
+  }
+  const unsigned tail = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+  const unsigned lead = tail == 1 ? 0xC0 : tail == 2 ? 0xE0 : 0xF0;
+  text += static_cast<char>(lead | character >> (6 * tail));
+  for (unsigned left = tail; left-- > 0;)
+    text += static_cast<char>(0x80 | (character >> (6 * left) & 0x3F));
 }
 
 // Whether a character, shown as it is, may make the text around it look like another one: it is

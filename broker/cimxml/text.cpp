@@ -145,18 +145,9 @@ void Text::real(double number, Type type) {
 }
 
 void Text::character(char16_t unit) {
-  const char bytes[] = {static_cast<char>(0xE0 | unit >> 12),
-                        static_cast<char>(0x80 | (unit >> 6 & 0x3F)),
-                        static_cast<char>(0x80 | (unit & 0x3F))};
-  if (unit < 0x80) {
-    const char ascii = static_cast<char>(unit);
-    content({&ascii, 1});
-  } else if (unit < 0x800) {
-    const char two[] = {static_cast<char>(0xC0 | unit >> 6), bytes[2]};
-    content({two, 2});
-  } else {
-    content({bytes, 3});
-  }
+  std::string text;
+  platform::append_utf8(text, unit);
+  content(text);
 }
 
 }  // namespace broker::cimxml
