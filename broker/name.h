@@ -10,9 +10,11 @@
 #include <string>
 #include <string_view>
 
+#include "platform/words.h"
+
 namespace broker {
 
-bool same_name(std::string_view a, std::string_view b);
+using platform::same_name;
 
 // Equal for names that differ in case only.
 std::size_t name_hash(std::string_view name);

@@ -8,26 +8,22 @@
 
 #include "broker/error.h"
 #include "broker/name.h"
+#include "platform/words.h"
 
 namespace broker {
 namespace {
 
-constexpr std::string_view kBlank = " \t\r";
-
-std::string_view trim(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlank);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlank) - begin + 1);
-}
+using platform::take_to;
+using platform::take_word;
+using platform::trim;
 
 std::vector<std::string_view> words(std::string_view text) {
   std::vector<std::string_view> result;
-  for (text = trim(text); !text.empty(); text = trim(text)) {
-    const std::size_t end = std::min(text.find_first_of(kBlank), text.size());
-    result.push_back(text.substr(0, end));
-    text.remove_prefix(end);
+  while (true) {
+    const std::string_view word = take_word(text);
+    if (word.empty()) return result;
+    result.push_back(word);
   }
-  return result;
 }
 
 class RegistrationReader {
@@ -37,9 +33,7 @@ class RegistrationReader {
   std::vector<RegistrationEntry> read(std::string_view text) {
     while (!text.empty()) {
       ++line_;
-      const std::size_t end = std::min(text.find('\n'), text.size());
-      read_line(trim(text.substr(0, end)));
-      text.remove_prefix(std::min(end + 1, text.size()));
+      read_line(trim(take_to(text, '\n')));
     }
     finish_section();
     return std::move(entries_);
@@ -69,7 +63,7 @@ class RegistrationReader {
     if (line.back() != ']') fail("the closing bracket is missing");
     finish_section();
     const std::string_view name = trim(line.substr(1, line.size() - 2));
-    if (name.empty() || name.find_first_of(kBlank) != std::string_view::npos) {
+    if (name.empty() || name.find_first_of(platform::kBlanks) != std::string_view::npos) {
       fail("one class name must stand between the brackets");
     }
     section_ = line_;

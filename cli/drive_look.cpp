@@ -11,9 +11,12 @@
 #include "cli/terminal_text.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
+#include "platform/words.h"
 
 namespace cli {
 namespace {
+
+using platform::trim;
 
 constexpr int answer_seconds = 30;
 constexpr std::size_t longest_text = 200;
@@ -22,21 +25,13 @@ bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
-std::string_view trim(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r";
-  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-  return text.substr(0, text.find_last_not_of(blanks) + 1);
-}
-
 std::string short_text(std::string_view text) { return elide(trim(text), longest_text); }
 
 // Calls take with each line until it returns true.
 template <class Take>
 void each_line(std::string_view text, Take take) {
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    if (take(text.substr(0, end))) return;
-    text.remove_prefix(std::min(end + 1, text.size()));
+    if (take(platform::take_to(text, '\n'))) return;
   }
 }
 

@@ -3,8 +3,13 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/words.h"
+
 namespace cli {
 namespace {
+
+using platform::take_word;
+using platform::trim;
 
 struct StatusText {
   std::string_view text;
@@ -35,19 +40,6 @@ constexpr StatusText status_texts[] = {
     {"Aborted (device reset ?)", EntryKind::aborted, "interrupted"},
     {"Self test in progress", EntryKind::running, ""},
 };
-
-std::string_view trim(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r";
-  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-  return text.substr(0, text.find_last_not_of(blanks) + 1);
-}
-
-std::string_view take_word(std::string_view& text) {
-  text = trim(text);
-  const std::string_view word = text.substr(0, text.find_first_of(" \t"));
-  text.remove_prefix(word.size());
-  return word;
-}
 
 template <class Number>
 std::optional<Number> number(std::string_view word) {
@@ -103,9 +95,7 @@ bool LogEntry::is_short() const {
 std::vector<LogEntry> read_entries(std::string_view log) {
   std::vector<LogEntry> entries;
   while (!log.empty()) {
-    const std::size_t end = std::min(log.find('\n'), log.size());
-    if (auto entry = read_entry(log.substr(0, end))) entries.push_back(*entry);
-    log.remove_prefix(std::min(end + 1, log.size()));
+    if (auto entry = read_entry(platform::take_to(log, '\n'))) entries.push_back(*entry);
   }
   return entries;
 }

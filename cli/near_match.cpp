@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/words.h"
+
 namespace cli {
 namespace {
 
 // In small letters, without the hyphens of an option.
 std::string letters(std::string_view text) {
-  std::string small(text.substr(std::min(text.find_first_not_of('-'), text.size())));
-  for (char& byte : small)
-    if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
-  return small;
+  text.remove_prefix(std::min(text.find_first_not_of('-'), text.size()));
+  return platform::lower(std::string(text));
 }
 
 // How many slips lead from one to the other.

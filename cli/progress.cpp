@@ -5,22 +5,19 @@
 #include <utility>
 
 #include "cli/drive_look.h"
+#include "platform/words.h"
 
 namespace cli {
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
-
+// The words with one blank between them.
 std::string without_long_blanks(std::string_view text) {
   std::string result;
   while (true) {
-    const std::size_t begin = text.find_first_not_of(blanks);
-    if (begin == std::string_view::npos) return result;
-    text.remove_prefix(begin);
-    const std::size_t end = std::min(text.find_first_of(blanks), text.size());
+    const std::string_view word = platform::take_word(text);
+    if (word.empty()) return result;
     if (!result.empty()) result += ' ';
-    result += text.substr(0, end);
-    text.remove_prefix(end);
+    result += word;
   }
 }
 

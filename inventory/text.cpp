@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/utf8.h"
+#include "platform/words.h"
 
 namespace inventory {
 
@@ -30,9 +31,7 @@ std::string cleaned(std::string_view text) {
       result += text.substr(0, length);
     text.remove_prefix(length);
   }
-  result.erase(result.find_last_not_of(' ') + 1);
-  result.erase(0, result.find_first_not_of(' '));
-  return result;
+  return std::string(platform::trim(result, " "));
 }
 
 std::string cut(std::string text, std::size_t characters) {

@@ -1,18 +1,13 @@
 #include "results/TDiagnosticResultParser.h"
 
+#include "platform/words.h"
+
 using NKVRHVX20::ILogger;
 
-namespace {
-
-// As ASCII. Kept on purpose: a host's locale does not count, so that a message file means the same
-// everywhere; in a Turkish one tolower leaves "I" as it is, and no record would have a text.
-std::string LowerCase(std::string text) {
-  for (char& c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return text;
-}
-
-}  // namespace
+// Kept on purpose: names are lowered as ASCII, whatever the host's locale, so that a message file
+// means the same everywhere. In a Turkish one tolower leaves "I" as it is, and no record would have
+// a text.
+using platform::lower;
 
 TDiagnosticResultParser::TDiagnosticResultParser(const TDiagnosticResultParser& other)
     : TXmlParser(other),
@@ -30,13 +25,13 @@ void TDiagnosticResultParser::StartElement(const char* name,
     std::string line = "    ";
     DebugOutput(ILogger::eDebug, line.append(key).append(":").append(value));
   }
-  fCurrentElement = LowerCase(name);
+  fCurrentElement = lower(name);
 
   // Takes the value of one attribute; the others are errors.
   const auto take = [&](const char* wanted, std::string& field) {
     for (const auto& [key, value] : attributes) {
       if (key == wanted) {
-        field = LowerCase(value);
+        field = lower(value);
       } else {
         FatalError("Unrecognized Attribute.");
       }
@@ -55,7 +50,7 @@ void TDiagnosticResultParser::StartElement(const char* name,
   } else if (fCurrentElement == "action") {
     // Kept on purpose: unlike in the two elements above, an unknown attribute is no error.
     const auto priority = attributes.find("priority");
-    if (priority != attributes.end()) fCurrentAction.fPriority = LowerCase(priority->second);
+    if (priority != attributes.end()) fCurrentAction.fPriority = lower(priority->second);
   } else if (fCurrentElement != "errorcode" && fCurrentElement != "msg") {
     FatalError("Unrecognized identifier");
   }
@@ -63,7 +58,7 @@ void TDiagnosticResultParser::StartElement(const char* name,
 
 void TDiagnosticResultParser::EndElement(const char* name) {
   DebugOutput(ILogger::eDebug, std::string("-- ELEMENT: ") + name);
-  fCurrentElement = LowerCase(name);
+  fCurrentElement = lower(name);
 
   // Kept on purpose: the guards are uneven. Outside of a named test, message lines and error
   // codes are dropped, but actions and results are taken.

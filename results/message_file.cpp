@@ -1,7 +1,6 @@
 #include "results/message_file.h"
 
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/words.h"
 #include "results/TDiagnosticResultParser.h"
 
 namespace results {
@@ -35,7 +35,7 @@ class Checker : public TDiagnosticResultParser {
   void EndElement(const char* name) override {
     const bool carries_text =
         std::any_of(std::begin(text_elements), std::end(text_elements),
-                    [name](const char* known) { return strcasecmp(known, name) == 0; });
+                    [name](const char* known) { return platform::same_name(known, name); });
     if (carries_text && !has_text_)
       complain(name, "has no text of its own: a record repeats the text before it");
     element_.clear();

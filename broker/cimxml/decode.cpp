@@ -6,6 +6,7 @@
 
 #include "broker/cimxml/refusal.h"
 #include "broker/error.h"
+#include "platform/words.h"
 
 namespace broker::cimxml {
 namespace {
@@ -15,12 +16,7 @@ constexpr Type kTypes[] = {Type::Boolean, Type::String, Type::Char16,   Type::Ui
                            Type::Sint32,  Type::Uint64, Type::Sint64,   Type::Datetime,
                            Type::Real32,  Type::Real64, Type::Reference};
 
-std::string_view trim(std::string_view text) {
-  constexpr std::string_view white = " \t\r\n";
-  const std::size_t begin = text.find_first_not_of(white);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(white) - begin + 1);
-}
+using platform::trim;
 
 // A sign before a real is allowed, and white space around all but texts.
 Value typed_text(Type type, std::string_view text) {

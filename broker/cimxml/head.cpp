@@ -4,27 +4,22 @@
 
 #include "broker/cimxml/refusal.h"
 #include "broker/error.h"
+#include "platform/words.h"
 
 namespace broker::cimxml {
 namespace {
 
-std::string_view trim(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
-}
+using platform::take_to;
+using platform::trim;
 
+// "text/xml; charset=utf-8" and its like; other parameters do not matter.
 bool is_xml_in_utf8(std::string_view content_type) {
-  std::size_t end = std::min(content_type.find(';'), content_type.size());
-  const std::string_view media = trim(content_type.substr(0, end));
+  const std::string_view media = trim(take_to(content_type, ';'));
   if (!same_name(media, "application/xml") && !same_name(media, "text/xml")) return false;
-  while (end < content_type.size()) {
-    content_type.remove_prefix(end + 1);
-    end = std::min(content_type.find(';'), content_type.size());
-    const std::string_view parameter = trim(content_type.substr(0, end));
-    const std::size_t equals = std::min(parameter.find('='), parameter.size());
-    if (!same_name(trim(parameter.substr(0, equals)), "charset")) continue;
-    const std::string_view value = trim(parameter.substr(std::min(equals + 1, parameter.size())));
+  while (!content_type.empty()) {
+    std::string_view value = take_to(content_type, ';');
+    if (!same_name(trim(take_to(value, '=')), "charset")) continue;
+    value = trim(value);
     if (!same_name(value, "utf-8") && !same_name(value, "\"utf-8\"")) return false;
   }
   return true;

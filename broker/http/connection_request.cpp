@@ -4,22 +4,20 @@
 #include <algorithm>
 #include <utility>
 
-#include "broker/http/field_text.h"
 #include "broker/http/job.h"
 #include "broker/http/own_names.h"
+#include "platform/words.h"
 
 namespace broker::http {
 namespace {
 
+using platform::same_name;
 using std::chrono::steady_clock;
 
 // Whether a list of words ("close, TE") has this one.
 bool has_word(std::string_view list, std::string_view word) {
-  while (!list.empty()) {
-    const std::size_t end = std::min(list.find(','), list.size());
-    if (equal(trim(list.substr(0, end)), word)) return true;
-    list.remove_prefix(std::min(end + 1, list.size()));
-  }
+  while (!list.empty())
+    if (same_name(platform::trim(platform::take_to(list, ',')), word)) return true;
   return false;
 }
 
@@ -68,7 +66,7 @@ Loop::Time Connection::receive_end() const {
 
 std::optional<std::string> Connection::field(std::string_view name) const {
   for (const auto& [present, value] : reader_->head().fields)
-    if (equal(present, name)) return value;
+    if (same_name(present, name)) return value;
   return std::nullopt;
 }
 

@@ -4,19 +4,19 @@
 #include <initializer_list>
 #include <iterator>
 
-#include "broker/http/field_text.h"
+#include "platform/words.h"
 
 namespace broker::http {
 namespace {
 
+using platform::same_name;
+using platform::trim;
+
 constexpr std::string_view extension = "http://www.dmtf.org/cim/mapping/http/v1.0";
 
-// Takes what stands before the separator away from the front of text.
+// Takes what stands before the separator from the front of the text.
 std::string_view take(std::string_view& text, char separator) {
-  const std::size_t end = std::min(text.find(separator), text.size());
-  const std::string_view piece = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return trim(piece);
+  return trim(platform::take_to(text, separator));
 }
 
 std::string_view unquote(std::string_view text) {
@@ -33,7 +33,7 @@ std::string declared_prefix(std::string_view man) {
     if (unquote(take(declaration, ';')) != extension) return "";
     while (!declaration.empty()) {
       std::string_view value = take(declaration, ';');
-      if (!equal(take(value, '='), "ns")) continue;
+      if (!same_name(take(value, '='), "ns")) continue;
       const std::string_view number = trim(value);
       if (number.size() < 2 || number.size() > 9 ||
           number.find_first_not_of("0123456789") != std::string_view::npos)
@@ -47,7 +47,7 @@ std::string declared_prefix(std::string_view man) {
 // What stands behind the scheme of an absolute URI; unset of any other text.
 std::optional<std::string_view> behind_scheme(std::string_view target) {
   for (const std::string_view scheme : {"http://", "https://"})
-    if (equal(target.substr(0, scheme.size()), scheme)) return target.substr(scheme.size());
+    if (same_name(target.substr(0, scheme.size()), scheme)) return target.substr(scheme.size());
   return std::nullopt;
 }
 
@@ -62,9 +62,9 @@ std::string_view path_of(std::string_view target) {
 // Fields of CIM, with or without a prefix, and those that decide who asks and how it is read.
 bool is_single(std::string_view name) {
   for (const std::string_view one : {"Authorization", "Content-Encoding", "Content-Type", "Man"})
-    if (equal(name, one)) return true;
+    if (same_name(name, one)) return true;
   const std::size_t prefix = std::min(name.find_first_not_of("0123456789-"), name.size());
-  return equal(name.substr(prefix, 3), "CIM");
+  return same_name(name.substr(prefix, 3), "CIM");
 }
 
 // A method that the server does not have: one of HTTP's own, or one that it never heard of.
@@ -83,11 +83,11 @@ bool accepts(std::string_view field, std::initializer_list<std::string_view> ran
   for (const std::string_view range : ranges) {
     for (std::string_view rest = field; !rest.empty();) {
       std::string_view parameters = take(rest, ',');
-      if (!equal(take(parameters, ';'), range)) continue;
+      if (!same_name(take(parameters, ';'), range)) continue;
       bool good = true;
       while (!parameters.empty()) {
         std::string_view value = take(parameters, ';');
-        if (equal(take(value, '='), "q"))
+        if (same_name(take(value, '='), "q"))
           good = trim(value).find_first_not_of("0.") != std::string_view::npos;
       }
       return good;
@@ -151,7 +151,7 @@ std::variant<Head, Refusal> read_head(std::string_view method, std::string_view 
   if (fields("Origin")) return Refusal{403};
 
   const std::string encoding = fields("Content-Encoding").value_or("identity");
-  if (!equal(trim(encoding), "identity")) return Refusal{415};
+  if (!same_name(trim(encoding), "identity")) return Refusal{415};
   const std::string media = fields("Accept").value_or("");
   // A client that takes only text/xml can read application/xml.
   if ((!accepts(media, {"application/xml", "application/*", "*/*", "*"}) &&
@@ -189,7 +189,7 @@ bool says_twice(const Headers& fields) {
   for (auto field = fields.begin(); field != fields.end(); ++field)
     if (is_single(field->first) &&
         std::any_of(std::next(field), fields.end(),
-                    [&](const auto& other) { return equal(field->first, other.first); }))
+                    [&](const auto& other) { return same_name(field->first, other.first); }))
       return true;
   return false;
 }
@@ -201,13 +201,13 @@ Headers reply_headers(const Headers& headers, const std::string& prefix) {
       {"Cache-Control", "no-cache"},
       {"Man", std::string(extension) + " ; ns=" + prefix.substr(0, prefix.size() - 1)}};
   for (const auto& [name, value] : headers)
-    replied.emplace_back(equal(name.substr(0, 3), "CIM") ? prefix + name : name, value);
+    replied.emplace_back(same_name(name.substr(0, 3), "CIM") ? prefix + name : name, value);
   return replied;
 }
 
 std::optional<Credentials> basic_credentials(std::string_view authorization) {
   constexpr std::string_view scheme = "Basic ";
-  if (!equal(authorization.substr(0, scheme.size()), scheme)) return std::nullopt;
+  if (!same_name(authorization.substr(0, scheme.size()), scheme)) return std::nullopt;
   const auto text = decode_base64(trim(authorization.substr(scheme.size())));
   const std::size_t colon = text ? text->find(':') : std::string::npos;
   if (colon == std::string::npos) return std::nullopt;

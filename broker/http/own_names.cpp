@@ -13,11 +13,14 @@
 #include <utility>
 
 #include "broker/http/address.h"
-#include "broker/http/field_text.h"
+#include "platform/words.h"
 
 namespace broker::http {
 namespace {
 
+using platform::same_name;
+using platform::take_to;
+using platform::take_word;
 using Names = OwnNames::Names;
 
 // So that nobody keeps the server reading by asking for what it does not know.
@@ -62,17 +65,6 @@ std::optional<std::string> host_of(std::string_view field) {
   return address ? address : name_text(host);
 }
 
-// Takes the first word away from the front of the line; empty when there is none.
-std::string_view take_word(std::string_view& line) {
-  const auto is_blank = [](char letter) {
-    return letter == ' ' || letter == '\t' || letter == '\r';
-  };
-  const auto* const begin = std::find_if_not(line.begin(), line.end(), is_blank);
-  const auto* const end = std::find_if(begin, line.end(), is_blank);
-  line = std::string_view(end, line.end());
-  return {begin, end};
-}
-
 bool is_loopback(std::string_view host) {
   if (host == "localhost" || host == "::1") return true;
   return host.starts_with("127.") && address_text(host).has_value();
@@ -102,15 +94,14 @@ Names names_of_host(std::string_view host_name, std::string_view hosts_file) {
   Names meant = names;
   meant.insert("localhost");
   while (!hosts_file.empty()) {
-    std::string_view line = hosts_file.substr(0, hosts_file.find('\n'));
-    hosts_file.remove_prefix(std::min(line.size() + 1, hosts_file.size()));
-    line = line.substr(0, line.find('#'));
+    std::string_view line = take_to(hosts_file, '\n');
+    line = take_to(line, '#');
     take_word(line);  // the address
     bool ours = false;
     for (std::string_view rest = line; !ours && !rest.empty();) {
       const std::string_view word = take_word(rest);
       ours = std::any_of(meant.begin(), meant.end(),
-                         [&](const std::string& name) { return equal(name, word); });
+                         [&](const std::string& name) { return same_name(name, word); });
     }
     while (ours && !line.empty())
       if (auto name = name_text(take_word(line))) names.insert(*std::move(name));

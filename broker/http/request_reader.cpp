@@ -4,10 +4,14 @@
 #include <charconv>
 #include <utility>
 
-#include "broker/http/field_text.h"
+#include "platform/words.h"
 
 namespace broker::http {
 namespace {
+
+using platform::same_name;
+using platform::take_to;
+using platform::trim;
 
 // Some clients end a body with a line end that they do not count (RFC 9112, 2.2).
 constexpr unsigned most_empty_lines = 4;
@@ -40,22 +44,14 @@ bool is_version(std::string_view text) {
          is_digit(text[7]);
 }
 
-// Takes what stands before the separator away from the front of text, with the separator.
-std::string_view take_to(std::string_view& text, char separator) {
-  const std::size_t end = std::min(text.find(separator), text.size());
-  const std::string_view piece = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return piece;
-}
-
 // The answer to a Transfer-Encoding: 0 where it is "chunked" alone. Others would have to be undone;
 // without "chunked" at their end, and there alone, nobody knows where the body ends.
 int encoding_fault(std::string_view value) {
-  if (equal(value, "chunked")) return 0;
+  if (same_name(value, "chunked")) return 0;
   for (bool more = true; more;) {
     more = value.find(',') != std::string_view::npos;
     const std::string_view coding = trim(take_to(value, ','));
-    if (!is_token(coding) || (more && equal(coding, "chunked"))) return 400;
+    if (!is_token(coding) || (more && same_name(coding, "chunked"))) return 400;
   }
   return 501;
 }
@@ -175,9 +171,9 @@ void RequestReader::end_head() {
   unsigned hosts = 0, ends = 0;
   const std::string *length = nullptr, *encoding = nullptr;
   for (const auto& [name, value] : head_.fields) {
-    if (equal(name, "Host")) ++hosts;
-    if (equal(name, "Content-Length")) ++ends, length = &value;
-    if (equal(name, "Transfer-Encoding")) ++ends, encoding = &value;
+    if (same_name(name, "Host")) ++hosts;
+    if (same_name(name, "Content-Length")) ++ends, length = &value;
+    if (same_name(name, "Transfer-Encoding")) ++ends, encoding = &value;
   }
   const bool is_1_1 = head_.version == "HTTP/1.1";
   if (hosts > 1 || (is_1_1 && hosts == 0) || ends > 1 || (encoding && !is_1_1)) return refuse(400);

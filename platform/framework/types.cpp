@@ -1,15 +1,12 @@
 #include "platform/framework/types.h"
 
-namespace ovk_cimple {
+#include "platform/words.h"
 
-namespace {
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
-}  // namespace
+namespace ovk_cimple {
 
 bool same_name(const char* left, const char* right) {
   if (!left || !right) return left == right;
-  while (*left && lower(*left) == lower(*right)) ++left, ++right;
-  return lower(*left) == lower(*right);
+  return platform::same_name(left, right);
 }
 
 }  // namespace ovk_cimple

@@ -11,12 +11,11 @@
 #include "platform/local_time.h"
 #include "platform/support/machinetype.h"
 #include "platform/support/process_runner.h"
+#include "platform/words.h"
 
 namespace NKVRHVX20 {
 
 namespace {
-
-constexpr const char* kBlanks = " \t";
 
 // A DMI text as the kernel publishes it, without the line feed that it adds; empty when the
 // machine has none. The kernel's files are one page at most.
@@ -33,22 +32,13 @@ std::string ReadDmiText(const char* name) {
   return result;
 }
 
-std::string Trim(const std::string& text) {
-  constexpr const char* spaces = " \t\r\n\v\f";
-  const std::size_t begin = text.find_first_not_of(spaces);
-  if (begin == std::string::npos) return {};
-  return text.substr(begin, text.find_last_not_of(spaces) + 1 - begin);
-}
-
-std::vector<std::string> SplitAtBlanks(const std::string& text) {
+std::vector<std::string> SplitAtBlanks(std::string_view text) {
   std::vector<std::string> words;
-  for (std::size_t begin = 0; (begin = text.find_first_not_of(kBlanks, begin)) != text.npos;) {
-    const std::size_t end = text.find_first_of(kBlanks, begin);
-    words.push_back(text.substr(begin, end - begin));
-    begin = end;
-    if (end == text.npos) break;
+  while (true) {
+    const std::string_view word = platform::take_word(text, " \t");
+    if (word.empty()) return words;
+    words.emplace_back(word);
   }
-  return words;
 }
 
 }  // namespace
@@ -82,7 +72,9 @@ std::string TOSSpecific::GetMachineTypeFromID() {
   }
 }
 
-std::string TOSSpecific::GetBiosID() { return Trim(ReadDmiText("bios_version")); }
+std::string TOSSpecific::GetBiosID() {
+  return std::string(platform::trim(ReadDmiText("bios_version"), " \t\r\n\v\f"));
+}
 
 TCIMDateTime TOSSpecific::GetLocalTime() {
   const platform::LocalTime now = platform::local_time();

@@ -8,6 +8,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/words.h"
+
 namespace NKVRHVX20 {
 
 // The state of one parse, and the functions that Expat calls. Expat is C: an exception must not
@@ -115,7 +117,7 @@ void TXmlParser::ParseCharData() {
   if (fDocument == nullptr) return;
   // The run is moved out first: it is over, whatever the derived class does with it.
   const std::string run = std::exchange(fDocument->run, {});
-  if (run.find_first_not_of(" \t\r\n") == std::string::npos) return;
+  if (platform::trim(run).empty()) return;
   characters(run.c_str(), static_cast<unsigned int>(run.size()));
 }
 

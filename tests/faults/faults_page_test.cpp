@@ -5,6 +5,7 @@
 #include <map>
 #include <string_view>
 
+#include "platform/words.h"
 #include "tests/faults/case.h"
 
 namespace faults {
@@ -15,10 +16,7 @@ struct Row {
   std::string what, client, log;
 };
 
-std::string trimmed(const std::string& text) {
-  const std::size_t begin = text.find_first_not_of(' ');
-  return begin == text.npos ? "" : text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
-}
+std::string trimmed(std::string_view text) { return std::string(platform::trim(text)); }
 
 std::vector<Row> rows() {
   std::ifstream file(HDDTEST_FAULTS_PAGE);

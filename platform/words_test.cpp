@@ -1,0 +1,45 @@
+#include "platform/words.h"
+
+#include <gtest/gtest.h>
+
+namespace platform {
+namespace {
+
+TEST(SameName, IsBlindToTheCaseOfAsciiAlone) {
+  EXPECT_TRUE(same_name("DeviceID", "DEVICEid"));
+  EXPECT_TRUE(same_name("", ""));
+  EXPECT_FALSE(same_name("DeviceID", "DeviceI"));
+  EXPECT_FALSE(same_name("@", "`"));  // as far apart as letters of the two cases
+  EXPECT_FALSE(same_name("[", "{"));
+  EXPECT_FALSE(same_name("\xC3\x84", "\xC3\xA4"));  // the letter A with dots, in both cases
+}
+
+TEST(Trim, TakesBlanksFromBothEnds) {
+  EXPECT_EQ(trim(" \ta b\r\n"), "a b");
+  EXPECT_EQ(trim("a"), "a");
+  EXPECT_EQ(trim(" \r\n "), "");
+  EXPECT_EQ(trim(""), "");
+  EXPECT_EQ(trim("\t a ", " "), "\t a");
+}
+
+TEST(TakeTo, TakesTheSeparatorToo) {
+  std::string_view text = "a,,b";
+  EXPECT_EQ(take_to(text, ','), "a");
+  EXPECT_EQ(take_to(text, ','), "");
+  EXPECT_EQ(text, "b");
+  EXPECT_EQ(take_to(text, ','), "b");
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(take_to(text, ','), "");
+}
+
+TEST(TakeWord, TakesTheBlanksBeforeIt) {
+  std::string_view text = " one\t two ";
+  EXPECT_EQ(take_word(text), "one");
+  EXPECT_EQ(text, "\t two ");
+  EXPECT_EQ(take_word(text), "two");
+  EXPECT_EQ(take_word(text), "");
+  EXPECT_EQ(text, "");
+}
+
+}  // namespace
+}  // namespace platform
