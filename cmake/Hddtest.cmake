@@ -4,13 +4,15 @@
 #   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file] [PLUGIN])   a shared library
 #   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
 #   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS label] [ENVIRONMENT VARIABLE=value...]
-#                [RESOURCE_LOCK what] [RECORDED VARIABLE] [WHOLE])                a GoogleTest program
+#                [RESOURCE_LOCK what] [RECORDED VARIABLE] [SHARDS number] [COST seconds]) a GoogleTest program
 #
 # A PLUGIN is a library that object managers load; it is installed where they look for providers,
-# the others in a folder of their own. WHOLE registers the program as one ctest test (for tests with
-# a costly start), and so does ENVIRONMENT; otherwise each of its test cases is one. Tests of one
-# RESOURCE_LOCK never run at once. RECORDED names the variable of the environment that says where recorded data is; without
-# it the program is built but not registered.
+# the others in a folder of their own. A program is one ctest test, and tools/summary.py counts its
+# cases; starting a process for each case would take more time than most cases. SHARDS shares the
+# cases of one that waits long out to so many tests, which run side by side. Tests of one
+# RESOURCE_LOCK never run at once. Those of a high COST start first. RECORDED names the variable of
+# the environment that says where recorded data is; without it the program is built but not
+# registered.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -143,36 +145,75 @@ endfunction()
 if(BUILD_TESTING OR NOT DEFINED BUILD_TESTING)
   find_package(GTest QUIET)
   hddtest_require(GTest_FOUND "GoogleTest" "libgtest-dev libgmock-dev")
-  include(GoogleTest)
 endif()
+
+# The units of all test programs share one precompiled header, for GoogleTest is most of what each of
+# them reads. They still include what they use: without this option they build the same.
+option(HDDTEST_PRECOMPILE "Precompile what the units of tests include" ON)
+
+# What all test programs are compiled with. What runs for milliseconds is not optimised: it builds in
+# half the time so. What it tests is. For the same reason undefined behaviour is looked for in what is
+# tested only.
+function(hddtest_test_settings target)
+  target_link_libraries(${target} PRIVATE GTest::gmock GTest::gtest_main Threads::Threads)
+  target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE)
+  # Else gcc walks all of the precompiled header each time that it looks for memory to use again.
+  if(HDDTEST_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    target_compile_options(${target} PRIVATE --param=ggc-min-heapsize=524288)
+  endif()
+  if(HDDTEST_SANITIZE MATCHES undefined)
+    target_compile_options(${target} PRIVATE -fno-sanitize=undefined)
+  endif()
+endfunction()
+
+if(BUILD_TESTING AND HDDTEST_PRECOMPILE)
+  # CMake compiles the header with the settings of a target; this one stands for every program.
+  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/test_headers.cpp CONTENT "")
+  add_library(test_headers OBJECT ${CMAKE_BINARY_DIR}/generated/test_headers.cpp)
+  set_target_properties(test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(test_headers PRIVATE -fPIE)
+  hddtest_test_settings(test_headers)
+  target_precompile_headers(test_headers PRIVATE
+    <gmock/gmock.h> <gtest/gtest.h> <algorithm> <atomic> <chrono> <filesystem> <fstream> <functional>
+    <future> <map> <optional> <set> <sstream> <string> <thread> <vector>)
+endif()
+
+# hddtest_add_test(NAME PROGRAM [ENVIRONMENT VARIABLE=value...] [property value]...): runs a GoogleTest
+# program. In the folder cases it has NAME.running until its end, and then NAME.xml about its cases.
+file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/cases)
+function(hddtest_add_test name program)
+  cmake_parse_arguments(ARG "" "" "ENVIRONMENT" ${ARGN})
+  set(file ${CMAKE_BINARY_DIR}/cases/${name})
+  add_test(NAME ${name} COMMAND ${program})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600 ${ARG_UNPARSED_ARGUMENTS} ENVIRONMENT
+    "GTEST_OUTPUT=xml:${file}.xml;TEST_PREMATURE_EXIT_FILE=${file}.running;${ARG_ENVIRONMENT}")
+  # The leak checker itself breaks off once in some ten thousand processes, after the tests have passed.
+  if(HDDTEST_SANITIZE MATCHES address)
+    set_tests_properties(${name} PROPERTIES
+      SKIP_REGULAR_EXPRESSION "PASSED[^F]*LeakSanitizer has encountered a fatal error")
+  endif()
+endfunction()
 
 function(hddtest_test name)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(ARG "WHOLE" "RESOURCE_LOCK;RECORDED" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "" "RESOURCE_LOCK;RECORDED;SHARDS;COST" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
-  target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock GTest::gtest_main Threads::Threads)
-  # What runs for milliseconds: it builds in half the time so. What it tests is optimised.
-  # For the same reason undefined behaviour is looked for in what is tested only.
-  target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE)
-  if(HDDTEST_SANITIZE MATCHES undefined)
-    target_compile_options(${name} PRIVATE -fno-sanitize=undefined)
+  target_link_libraries(${name} PRIVATE ${ARG_LINK})
+  hddtest_test_settings(${name})
+  if(TARGET test_headers)
+    target_precompile_headers(${name} REUSE_FROM test_headers)
   endif()
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${HDDTEST_TEST_DIR}
                         INSTALL_RPATH "$ORIGIN/../lib")
-  # A test on recorded data from outside the tree is registered where the environment names it.
   if(ARG_RECORDED)
     if(NOT DEFINED ENV{${ARG_RECORDED}})
       return()
     endif()
-    set(ARG_ENVIRONMENT "${ARG_RECORDED}=$ENV{${ARG_RECORDED}}")
+    list(APPEND ARG_ENVIRONMENT "${ARG_RECORDED}=$ENV{${ARG_RECORDED}}")
   endif()
-  set(properties TIMEOUT 600)
-  # The leak checker itself breaks off once in some ten thousand processes, after the test has passed.
-  if(HDDTEST_SANITIZE MATCHES address)
-    list(APPEND properties SKIP_REGULAR_EXPRESSION PASSED[^F]*LeakSanitizer.has.encountered.a.fatal.error)
-  endif()
+  set(properties)
   if(ARG_LABELS)
     list(APPEND properties LABELS "${ARG_LABELS}")
     # So that the tests of one label can be built without the rest: target thread_tests.
@@ -181,18 +222,18 @@ function(hddtest_test name)
     endif()
     add_dependencies(${ARG_LABELS}_tests ${name})
   endif()
-  if(ARG_RESOURCE_LOCK)
-    list(APPEND properties RESOURCE_LOCK ${ARG_RESOURCE_LOCK})
+  foreach(property RESOURCE_LOCK COST)
+    if(ARG_${property})
+      list(APPEND properties ${property} ${ARG_${property}})
+    endif()
+  endforeach()
+  if(NOT ARG_SHARDS)
+    hddtest_add_test(${name} ${name} ${properties} ENVIRONMENT ${ARG_ENVIRONMENT})
+    return()
   endif()
-  if(ARG_ENVIRONMENT)
-    list(APPEND properties ENVIRONMENT "${ARG_ENVIRONMENT}")
-  endif()
-  # The look-up of test cases hands on one variable only.
-  if(ARG_WHOLE OR ARG_ENVIRONMENT)
-    add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES ${properties})
-  else()
-    gtest_discover_tests(${name} TEST_PREFIX "${name}." NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST
-                         PROPERTIES ${properties})
-  endif()
+  foreach(shard RANGE 1 ${ARG_SHARDS})
+    math(EXPR index "${shard} - 1")
+    hddtest_add_test(${name}.${shard} ${name} ${properties} ENVIRONMENT ${ARG_ENVIRONMENT}
+                     GTEST_TOTAL_SHARDS=${ARG_SHARDS} GTEST_SHARD_INDEX=${index})
+  endforeach()
 endfunction()

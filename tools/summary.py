@@ -1,18 +1,82 @@
-"""Adds up ctest's result files: prints "N passed, N failed" and fails when a test did."""
+"""Adds up the results of ctest: prints "N passed, N failed" and fails when a test did.
 
+    summary.py TREE...    build trees with ctest's junit.xml; in their folder cases/ each GoogleTest
+                          program has NAME.running until its end, and NAME.xml from then on
+
+The cases of such a program count one by one. Of a program that broke off, the cases count that its
+output tells of, and the one that it was in counts as failed, whatever the program's exit status.
+"""
+
+import pathlib
+import re
 import sys
 import xml.etree.ElementTree as ElementTree
 
-passed = failed = skipped = 0
-for path in sys.argv[1:]:
-    for case in ElementTree.parse(path).getroot().iter("testcase"):
-        if case.find("failure") is not None:
-            failed += 1
-            print(f"failed: {case.get('name')} ({path})")
-        elif case.find("skipped") is not None:
-            skipped += 1
-            print(f"skipped: {case.get('name')} ({path})")
-        else:
-            passed += 1
-print(f"{passed} passed, {failed} failed" + (f", {skipped} skipped" if skipped else ""))
-sys.exit(1 if failed or not passed else 0)
+STATES = {"OK": "passed", "FAILED": "failed", "SKIPPED": "skipped"}
+
+
+def state(case):
+    if case.find("failure") is not None:
+        return "failed"
+    return "passed" if case.find("skipped") is None else "skipped"
+
+
+def state_of_test(test):
+    """For ctest also skips what it could not start, such as a program that is not there."""
+    skipped = test.find("skipped")
+    if skipped is not None and not skipped.get("message", "").startswith("SKIP_"):
+        return "failed"
+    return state(test)
+
+
+def cases_written(path):
+    """Pairs of name and state, from what GoogleTest wrote at the end."""
+    return [(f"{case.get('classname')}.{case.get('name')}", state(case))
+            for case in ElementTree.parse(path).getroot().iter("testcase")
+            if case.get("status") == "run"]
+
+
+def cases_printed(output):
+    """The same, from the output of a program that broke off."""
+    cases = {}
+    for word, name in re.findall(r"^\[ +(RUN|OK|FAILED|SKIPPED) +\] (\S+?)(?:,.*| \(.*)?$", output,
+                                 re.MULTILINE):
+        cases[name] = "broke off" if word == "RUN" else STATES[word]
+    announced = re.search(r"^\[=+\] Running (\d+) test", output, re.MULTILINE)
+    missing = int(announced[1]) - len(cases) if announced else 0
+    rest = f" (broke off, {missing} more not run)" if missing else " (broke off)"
+    return [(name + rest, "failed") if how == "broke off" else (name, how)
+            for name, how in cases.items()]
+
+
+def results(tree):
+    """Name and state of all that ran in a tree."""
+    for test in ElementTree.parse(tree / "junit.xml").getroot().iter("testcase"):
+        name, whole = test.get("name"), state_of_test(test)
+        written, cases = tree / "cases" / f"{name}.xml", []
+        if (tree / "cases" / f"{name}.running").exists():
+            cases, whole = cases_printed(test.findtext("system-out") or ""), "failed"
+        elif written.exists():
+            cases = cases_written(written)
+        yield from ((f"{name}: {case}", how) for case, how in cases)
+        # Such as a leak, which is found after the last case.
+        if not cases:
+            yield name, whole
+        elif whole == "failed" and all(how != "failed" for _, how in cases):
+            yield f"{name}: after its cases", "failed"
+
+
+def main(trees):
+    counts = dict.fromkeys(STATES.values(), 0)
+    for tree in map(pathlib.Path, trees):
+        for name, how in results(tree):
+            counts[how] += 1
+            if how != "passed":
+                print(f"{how}: {name} ({tree})")
+    skipped = f", {counts['skipped']} skipped" if counts["skipped"] else ""
+    print(f"{counts['passed']} passed, {counts['failed']} failed{skipped}")
+    return 1 if counts["failed"] or not counts["passed"] else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
