@@ -1,8 +1,11 @@
 #include "broker/http/head.h"
 
+#include <gnutls/gnutls.h>
+
 #include <algorithm>
 #include <initializer_list>
 #include <iterator>
+#include <memory>
 
 #include "platform/words.h"
 
@@ -103,29 +106,15 @@ int hexadecimal(char digit) {
   return -1;
 }
 
-int base64_value(char digit) {
-  if (digit >= 'A' && digit <= 'Z') return digit - 'A';
-  if (digit >= 'a' && digit <= 'z') return digit - 'a' + 26;
-  if (digit >= '0' && digit <= '9') return digit - '0' + 52;
-  return digit == '+' ? 62 : digit == '/' ? 63 : -1;
-}
-
+// Nothing for what is no Base64 with all its padding.
 std::optional<std::string> decode_base64(std::string_view text) {
-  for (int i = 0; i < 2 && text.ends_with('='); ++i) text.remove_suffix(1);
-  std::string decoded;
-  unsigned bits = 0;
-  unsigned count = 0;
-  for (const char digit : text) {
-    const int value = base64_value(digit);
-    if (value < 0) return std::nullopt;
-    bits = bits << 6 | static_cast<unsigned>(value);
-    count += 6;
-    if (count < 8) continue;
-    count -= 8;
-    decoded += static_cast<char>(bits >> count & 0xff);
-  }
-  if (count == 6) return std::nullopt;
-  return decoded;
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+  const gnutls_datum_t encoded = {const_cast<unsigned char*>(bytes),
+                                  static_cast<unsigned>(text.size())};
+  gnutls_datum_t decoded{};
+  if (gnutls_base64_decode2(&encoded, &decoded) != GNUTLS_E_SUCCESS) return std::nullopt;
+  const std::unique_ptr<unsigned char, decltype(gnutls_free)> owned(decoded.data, gnutls_free);
+  return std::string(reinterpret_cast<const char*>(decoded.data), decoded.size);
 }
 
 // The answer to a client that asks which operations there are.

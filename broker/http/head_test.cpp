@@ -159,7 +159,12 @@ TEST(BasicCredentials, AreReadAsTheStandardHasThem) {
   EXPECT_EQ(text("basic  YTpiOmM="), "a|b:c");
   EXPECT_EQ(text("Basic YTpi"), "a|b");
   EXPECT_EQ(text("Basic YTo="), "a|");
-  EXPECT_EQ(text("Basic YWI="), "none");
+  EXPECT_EQ(text("Basic Og=="), "|");
+  EXPECT_EQ(text("Basic YTpi    "), "a|b");
+  EXPECT_EQ(text("Basic YWI="), "none");  // without a colon
+  EXPECT_EQ(text("Basic YTo"), "none");   // without its padding
+  EXPECT_EQ(text("Basic YTp="), "none");  // not as anybody encodes it
+  EXPECT_EQ(text("Basic YTo=YTo="), "none");
   EXPECT_EQ(text("Basic Y"), "none");
   EXPECT_EQ(text("Basic YT*i"), "none");
   EXPECT_EQ(text("Basic"), "none");
