@@ -1,15 +1,14 @@
 #include "broker/cimxml/document.h"
 
-#include <expat.h>
-
 #include <algorithm>
-#include <exception>
 #include <limits>
 #include <memory>
 #include <unordered_set>
 
 #include "broker/cimxml/refusal.h"
 #include "broker/name.h"
+#include "platform/words.h"
+#include "platform/xml_reader.h"
 
 namespace broker::cimxml {
 namespace {
@@ -68,17 +67,10 @@ const Names& attribute_names() {
   return names;
 }
 
-bool white(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-// Expat is C: exceptions wait in failure until it has returned.
-class Builder {
+class Builder final : platform::XmlReader {
  public:
-  Builder(XML_Parser parser, Allowance& allowance) : parser_(parser), allowance_(allowance) {
-    XML_SetUserData(parser_, this);
-    XML_SetXmlDeclHandler(parser_, on_declaration);
-    XML_SetElementHandler(parser_, on_start, on_end);
-    XML_SetCharacterDataHandler(parser_, on_text);
-    XML_SetStartDoctypeDeclHandler(parser_, on_doctype);
+  explicit Builder(Allowance& allowance)
+      : XmlReader("UTF-8", allowance.depth), allowance_(allowance) {
     open_.push_back(&top_);
   }
 
@@ -87,48 +79,21 @@ class Builder {
     // No text grows by being read: a reference is longer than the character that it stands for.
     std::unique_ptr<char[]> texts(new char[text.size()]);
     at_ = texts.get();
-    const auto outcome = XML_Parse(parser_, text.data(), static_cast<int>(text.size()), XML_TRUE);
-    if (failure_) std::rethrow_exception(failure_);
-    if (outcome != XML_STATUS_OK) throw not_well_formed();
+    try {
+      if (read(text)) throw not_well_formed();
+    } catch (const platform::XmlRefusal&) {
+      throw not_valid();
+    }
     if (top_.children.empty()) throw not_valid();
     return {std::move(texts), std::move(top_.children.front())};
   }
 
  private:
-  template <class Step>
-  static void guarded(void* data, Step step) {
-    auto& self = *static_cast<Builder*>(data);
-    if (self.failure_) return;
-    try {
-      step(self);
-    } catch (...) {
-      self.failure_ = std::current_exception();
-      XML_StopParser(self.parser_, XML_FALSE);
-    }
+  void declared(const char* encoding) override {
+    if (encoding && !same_name(encoding, "utf-8")) throw other_encoding();
   }
 
-  static void on_start(void* data, const char* name, const char** attributes) {
-    guarded(data, [=](Builder& self) { self.start(name, attributes); });
-  }
-  static void on_end(void* data, const char*) {
-    guarded(data, [](Builder& self) { self.end(); });
-  }
-  static void on_text(void* data, const char* text, int length) {
-    guarded(data, [=](Builder& self) {
-      self.text(std::string_view(text, static_cast<std::size_t>(length)));
-    });
-  }
-  static void on_declaration(void* data, const char*, const char* encoding, int) {
-    guarded(data, [=](Builder&) {
-      if (encoding && !same_name(encoding, "utf-8")) throw other_encoding();
-    });
-  }
-  static void on_doctype(void* data, const char*, const char*, const char*, int) {
-    guarded(data, [](Builder&) { throw not_valid(); });
-  }
-
-  void start(const char* name, const char** attributes) {
-    if (++depth_ > allowance_.depth) throw not_valid();
+  void start(const char* name, const char** attributes) override {
     if (allowance_.elements == 0) throw Refusal(413, nullptr);
     --allowance_.elements;
     const auto known = element_names().find(name);
@@ -150,8 +115,7 @@ class Builder {
     open_.push_back(&element);
   }
 
-  void end() {
-    --depth_;
+  void end(const char*) override {
     if (skipping_ != 0) {
       --skipping_;
     } else {
@@ -159,7 +123,7 @@ class Builder {
     }
   }
 
-  void text(std::string_view text) {
+  void text(std::string_view text) override {
     if (skipping_ != 0) return;
     Element& element = *open_.back();
     if (holds_text(element)) {
@@ -168,7 +132,7 @@ class Builder {
       element.text = element.text.empty() ? piece
                                           : std::string_view(element.text.data(),
                                                              element.text.size() + piece.size());
-    } else if (!std::all_of(text.begin(), text.end(), white)) {
+    } else if (!platform::trim(text).empty()) {
       throw not_valid();
     }
   }
@@ -183,14 +147,11 @@ class Builder {
     return kept;
   }
 
-  XML_Parser parser_;
   Allowance& allowance_;
-  char* at_ = nullptr;  // the free rest of the block of texts
-  std::size_t depth_ = 0;
+  char* at_ = nullptr;        // the free rest of the block of texts
   std::size_t skipping_ = 0;  // how many elements deep inside what is skipped
   Element top_;
   std::vector<Element*> open_;
-  std::exception_ptr failure_;
 };
 
 }  // namespace
@@ -220,10 +181,7 @@ Document parse_document(std::string_view text, Allowance& allowance) {
   // Expat would follow a byte order mark; without one, UTF-16 begins with a wide bracket.
   for (const std::string_view wide : {"\xFE\xFF"sv, "\xFF\xFE"sv, "<\0"sv, "\0<"sv})
     if (text.starts_with(wide)) throw other_encoding();
-  const std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate("UTF-8"),
-                                                                       XML_ParserFree);
-  if (!parser) throw std::bad_alloc();
-  return Builder(parser.get(), allowance).build(text);
+  return Builder(allowance).build(text);
 }
 
 }  // namespace broker::cimxml
