@@ -54,16 +54,16 @@ class Connection final : public Loop::Source {
   void end_of_head();
   std::optional<Refusal> fault_of_head();
   void admit();
+  bool ask(const Credentials& credentials);
   void admitted();
   void take_body();
   bool reserve(std::size_t size);
   void end_of_body();
-  void work();
   void refuse();
   bool take_piece();
   void end_of_reply();
   void rest();
-  bool hand_to(Workers& workers, Stage next, std::function<void()> task);
+  bool wait_for_others(Stage stage);
   void end_request() noexcept;
   void become_known();
   std::optional<std::string> field(std::string_view name) const;

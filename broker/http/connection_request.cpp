@@ -107,37 +107,41 @@ void Connection::end_of_head() {
 }
 
 void Connection::admit() {
+  const auto credentials = basic_credentials(field("Authorization").value_or(""));
   if (!users_) {
     become_known();
-  } else if (const auto credentials = basic_credentials(field("Authorization").value_or(""));
-             !credentials) {
+  } else if (!credentials) {
     refusal_ = wrong_log_in();
   } else {
     job_->head.call.principal = credentials->user;
     if (users_->remembers(*credentials)) {
       become_known();
-    } else {
-      // Made here, where there may be no memory for it.
-      const LogIns::Then then = [job = job_](LogIns::Answer answer) {
-        Shared& shared = job->connection->shared_;
-        if (answer == LogIns::Answer::held) {
-          job->log_in_is_held = true;
-          return shared.loop.wake(*job->connection);
-        }
-        job->log_in = answer;
-        job->log_in_is_answered = true;
-        shared.loop.wake(*job->connection);
-        shared.leave();
-      };
-      const auto check = [job = job_, users = users_, credentials, then] {
-        const Connection& connection = *job->connection;
-        if (job->exchange.has_ended()) return then(LogIns::Answer::busy);  // for nobody
-        connection.shared_.log_ins.check(users, *credentials, connection.peer_, then);
-      };
-      if (hand_to(shared_.log_in_worker, Stage::admission, check)) return;
+    } else if (ask(*credentials)) {
+      return;
     }
   }
   if (!is_closed()) admitted();
+}
+
+// False when there will be no answer.
+bool Connection::ask(const Credentials& credentials) {
+  // Made before it counts as in hand: there may be no memory for it.
+  const LogIns::Asker asker{.answer =
+                                [job = job_](LogIns::Answer answer) {
+                                  Shared& shared = job->connection->shared_;
+                                  if (answer == LogIns::Answer::held) {
+                                    job->log_in_is_held = true;
+                                    return shared.loop.wake(*job->connection);
+                                  }
+                                  job->log_in = answer;
+                                  job->log_in_is_answered = true;
+                                  shared.loop.wake(*job->connection);
+                                  shared.leave();
+                                },
+                            .has_gone = [job = job_] { return job->exchange.has_ended(); }};
+  if (!wait_for_others(Stage::admission)) return false;
+  shared_.log_ins.check(users_, credentials, peer_, asker);
+  return true;
 }
 
 // Also of who is not: what is left of the request is received.
@@ -197,31 +201,32 @@ void Connection::take_body() {
 }
 
 void Connection::end_of_body() {
-  if (refusal_) return refuse();
-  const auto answer = [job = job_] {
-    job->answer();
-    job->connection->shared_.leave();
-  };
-  if (!hand_to(shared_.workers, Stage::work, answer)) refuse();
+  if (refusal_ || !wait_for_others(Stage::work)) return refuse();
+  try {
+    shared_.workers.run([job = job_] {
+      job->answer();
+      job->connection->shared_.leave();
+    });
+  } catch (const std::exception&) {
+    shared_.leave();
+    place_.has_work = false;
+    refusal_ = busy();
+    refuse();
+  }
 }
 
-bool Connection::hand_to(Workers& workers, Stage next, std::function<void()> task) {
-  if (shared_.enter()) {
-    const Stage before = std::exchange(stage_, next);
-    place_.has_work = true;
-    shared_.loop.want(*this, EPOLLRDHUP);
-    shared_.loop.expire_at(*this, Loop::Time::max());
-    try {
-      workers.run(std::move(task));
-      return true;
-    } catch (const std::exception&) {
-      shared_.leave();
-      stage_ = before;
-      place_.has_work = false;
-    }
+// What is begun is in hand from here on, until Shared::leave. False, with the refusal, when nothing
+// is begun any more.
+bool Connection::wait_for_others(Stage stage) {
+  if (!shared_.enter()) {
+    refusal_ = busy();
+    return false;
   }
-  refusal_ = busy();
-  return false;
+  stage_ = stage;
+  place_.has_work = true;
+  shared_.loop.want(*this, EPOLLRDHUP);
+  shared_.loop.expire_at(*this, Loop::Time::max());
+  return true;
 }
 
 void Connection::become_known() {

@@ -48,30 +48,30 @@ LogIns::~LogIns() {
 }
 
 void LogIns::check(const std::shared_ptr<Users>& users, const Credentials& credentials,
-                   const Address& peer, const Then& then) {
+                   const Address& peer, const Asker& asker) {
   Answer answer = Answer::busy;
   try {
     if (users->remembers(credentials)) {
       answer = Answer::admitted;
-    } else if (enter(users, cut(credentials), peer, then)) {
+    } else if (enter(users, cut(credentials), peer, asker)) {
       return;
     }
   } catch (const std::exception& error) {
     log_failure(log_, "a log-in could not be checked", error);
   }
-  then(answer);
+  asker.answer(answer);
 }
 
 // False when it cannot be looked at.
 bool LogIns::enter(const std::shared_ptr<Users>& users, const Credentials& credentials,
-                   const Address& peer, const Then& then) {
+                   const Address& peer, const Asker& asker) {
   auto added = std::make_unique<Waiting>(Waiting{users,
                                                  credentials,
                                                  users->knows(credentials.user),
                                                  {peer.network(), credentials.user},
                                                  peer.host(),
                                                  steady_clock::now(),
-                                                 {then}});
+                                                 {asker}});
   std::unique_ptr<Waiting> crowded_out;
   {
     const std::lock_guard guard(lock_);
@@ -81,8 +81,8 @@ bool LogIns::enter(const std::shared_ptr<Users>& users, const Credentials& crede
       if (waiting->source != added->source) continue;
       ++of_this_source;
       if (waiting->users != users || !is_same(waiting->credentials, credentials)) continue;
-      if (waiting->thens.size() >= most_together) return false;
-      waiting->thens.push_back(then);
+      if (waiting->askers.size() >= most_together) return false;
+      waiting->askers.push_back(asker);
       return true;
     }
     if (!penalties_.admits(added->source, of_this_source)) return false;
@@ -131,7 +131,7 @@ void LogIns::run() {
     const std::unique_ptr<Waiting> waiting = std::move(*place);
     line_.erase(place);
     present_ = waiting.get();
-    const bool is_late = ending_;
+    const bool is_late = ending_ || waiting->is_for_nobody();
     const bool with_hash = is_worth_a_hash(*waiting);
     guard.unlock();
     if (is_late) {
@@ -180,9 +180,9 @@ void LogIns::pass_over(const Waiting& waiting) {
 }
 
 void LogIns::refuse(const Waiting& waiting) {
-  auto answer = [this, thens = waiting.thens] {
+  auto answer = [this, askers = waiting.askers] {
     --held_;
-    for (const Then& then : thens) then(Answer::refused);
+    for (const Asker& asker : askers) asker.answer(Answer::refused);
   };
   Time goes = waiting.came;
   {

@@ -10,6 +10,7 @@
 // would.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <functional>
@@ -33,17 +34,22 @@ class LogIns {
  public:
   // busy: not looked at; the client may come again. held: will be refused, but not yet.
   enum class Answer { admitted, refused, busy, held };
-  using Then = std::function<void(Answer)>;
+
+  // Who asks. What is given here may be called on any thread; it must neither block nor throw, nor
+  // call this object.
+  struct Asker {
+    std::function<void(Answer)> answer;
+    std::function<bool()> has_gone;  // whether the answer is for nobody any more
+  };
 
   LogIns(const Limits& limits, Log log);
   ~LogIns();
   LogIns(const LogIns&) = delete;
 
-  // Does not wait. Then the answer is given, once (held and then refused count as one), now or
-  // later and maybe on another thread, where then must neither block nor call this object. It must
-  // not throw.
+  // Does not wait. The answer is given once (held and then refused count as one), now or later.
+  // What has come to its turn when all who asked have gone is not looked at: their answer is busy.
   void check(const std::shared_ptr<Users>& users, const Credentials& credentials,
-             const Address& peer, const Then& then);
+             const Address& peer, const Asker& asker);
   // From now on no answer is held back any more, nor is one that was; who waits for his turn is
   // told that the server is busy.
   void end();
@@ -59,16 +65,19 @@ class LogIns {
     Source source;
     std::string host;  // of the first
     Time came;
-    std::vector<Then> thens;
+    std::vector<Asker> askers;
 
     void answer(Answer answer) const {
-      for (const Then& then : thens) then(answer);
+      for (const Asker& asker : askers) asker.answer(answer);
+    }
+    bool is_for_nobody() const {
+      return std::ranges::all_of(askers, [](const Asker& asker) { return asker.has_gone(); });
     }
   };
   using Line = std::vector<std::unique_ptr<Waiting>>;  // in the order in which they came
 
   bool enter(const std::shared_ptr<Users>& users, const Credentials& credentials,
-             const Address& peer, const Then& then);
+             const Address& peer, const Asker& asker);
   void run();
   Line::iterator next();
   Line::iterator one_too_many();  // or the line's end

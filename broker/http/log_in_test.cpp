@@ -43,18 +43,20 @@ class LogInsTest : public testing::Test {
     EXPECT_EQ(outstanding_, 0) << "each has one answer";
   }
 
-  std::future<Answer> check(const std::string& host, const std::string& user,
-                            const std::string& password) {
+  std::future<Answer> check(
+      const std::string& host, const std::string& user, const std::string& password,
+      std::function<bool()> has_gone = [] { return false; }) {
     const auto answer = std::make_shared<std::promise<Answer>>();
     ++outstanding_;
-    log_ins_->check(users_, {user, password}, Address(host, 1), [this, answer](Answer given) {
+    const auto take = [this, answer](Answer given) {
       if (given == Answer::held) {
         ++held_;
         return;
       }
       --outstanding_;
       answer->set_value(given);
-    });
+    };
+    log_ins_->check(users_, {user, password}, Address(host, 1), {take, std::move(has_gone)});
     return answer->get_future();
   }
   // Somebody is being looked at until go_on: what comes meanwhile waits for its turn.
@@ -222,6 +224,20 @@ TEST_F(LogInsTest, TheSamePasswordIsCheckedOnceForAll) {
   for (auto& answer : wrong) EXPECT_EQ(answer.get(), Answer::refused);
   EXPECT_EQ(log_.size(), 1u);
   EXPECT_EQ(held_, 101) << "and was told before, as was who had stopped the line";
+}
+
+TEST_F(LogInsTest, WhatIsForNobodyAnyMoreIsNotLookedAt) {
+  bool gone = false;
+  const auto has_gone = [&] { return gone; };
+  stop();
+  auto alone = check("127.0.0.1", "operator", "right", has_gone);
+  auto first = check("127.0.0.1", "monitor", "good", has_gone);
+  auto second = check("127.0.0.1", "monitor", "good");
+  gone = true;
+  go_on();
+  EXPECT_EQ(alone.get(), Answer::busy);
+  EXPECT_EQ(first.get(), Answer::admitted) << "with who has come with the same password";
+  EXPECT_EQ(second.get(), Answer::admitted);
 }
 
 TEST_F(LogInsTest, LongNamesAndPasswordsAreWrongAndCut) {

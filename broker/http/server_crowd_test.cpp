@@ -40,7 +40,8 @@ class Strangers : public Limited {
   void come(int number) {
     for (int i = 0; i < number; ++i) {
       clients_.push_back(connect());
-      clients_.back()->send(request_text("POST", "x", "Authorization: Basic eDp4\r\n"));
+      const std::string password = std::to_string(clients_.size());  // nobody's, and no other's
+      clients_.back()->send(request_text("POST", "x", log_in("x:" + password)));
     }
     EXPECT_EQ(connect()->post("so that the server has seen them").status, 401);
   }

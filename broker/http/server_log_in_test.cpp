@@ -23,23 +23,6 @@ std::shared_ptr<Users> users_with(const std::string& user, const std::string& pa
   return std::make_shared<Users>(user + ":" + hash + "\n");
 }
 
-std::string base64(const std::string& text) {
-  constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string encoded;
-  for (std::size_t i = 0; i < text.size(); i += 3) {
-    unsigned bits = 0;
-    for (std::size_t j = 0; j < 3; ++j)
-      bits = bits << 8 | (i + j < text.size() ? static_cast<unsigned char>(text[i + j]) : 0);
-    for (std::size_t j = 0; j < 4; ++j)
-      encoded += i + j <= text.size() ? digits[bits >> (18 - 6 * j) & 63] : '=';
-  }
-  return encoded;
-}
-
-std::string log_in(const std::string& credentials) {
-  return "Authorization: Basic " + base64(credentials) + "\r\n";
-}
-
 class LogIn : public testing::Test {
  protected:
   void start(milliseconds delay = milliseconds(1), int growth = 4) {

@@ -54,10 +54,7 @@ struct Shared {
 
   Loop loop;
   LogIns log_ins;
-  // The first to go: their tasks use the others. Log-ins take turns anyway, so that strangers get
-  // one thread, however many they are.
-  Workers log_in_worker{1};
-  Workers workers;
+  Workers workers;  // the first to go: their tasks use the others
 };
 
 }  // namespace broker::http

@@ -1,27 +1,22 @@
 #include "broker/http/test_client.h"
 
 #include <arpa/inet.h>
+#include <gnutls/gnutls.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <utility>
 
 #include "broker/http/address.h"
+#include "platform/words.h"
 
 namespace broker::http {
 namespace {
 
 constexpr std::string_view line_end = "\r\n";
-
-std::string lower(std::string text) {
-  for (char& character : text)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  return text;
-}
 
 }  // namespace
 
@@ -89,7 +84,7 @@ TestReply TestClient::receive() {
     if (line->empty()) break;
     const std::size_t colon = std::min(line->find(':'), line->size() - 1);
     const std::size_t value = std::min(line->find_first_not_of(' ', colon + 1), line->size());
-    reply.headers[lower(line->substr(0, colon))] = line->substr(value);
+    reply.headers[platform::lower(line->substr(0, colon))] = line->substr(value);
   }
   reply.chunked = reply.headers.contains("transfer-encoding");
   if (!reply.chunked) {
@@ -141,6 +136,17 @@ std::string request_text(const std::string& method, std::string_view body,
                          const std::string& fields, const std::string& path) {
   return method + " " + path + " HTTP/1.1\r\nHost: test\r\n" + fields +
          "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + std::string(body);
+}
+
+std::string log_in(std::string_view credentials) {
+  std::string text(credentials);
+  const gnutls_datum_t plain = {reinterpret_cast<unsigned char*>(text.data()),
+                                static_cast<unsigned>(text.size())};
+  gnutls_datum_t encoded{};
+  if (gnutls_base64_encode2(&plain, &encoded) != GNUTLS_E_SUCCESS) std::abort();
+  const std::string base64(reinterpret_cast<const char*>(encoded.data), encoded.size);
+  gnutls_free(encoded.data);
+  return "Authorization: Basic " + base64 + "\r\n";
 }
 
 TestServer::TestServer(Handler handler, Options options) {

@@ -56,6 +56,9 @@ class TestClient {
 std::string request_text(const std::string& method, std::string_view body,
                          const std::string& fields = "", const std::string& path = "/cimom");
 
+// The field that logs in with "user:password".
+std::string log_in(std::string_view credentials);
+
 // A server on a free port of 127.0.0.1.
 struct TestServer {
   explicit TestServer(Handler handler, Options options = {});
