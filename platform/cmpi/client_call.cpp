@@ -1,7 +1,7 @@
 #include "platform/cmpi/client_call.h"
 
+#include "platform/cmpi/clean_text.h"
 #include "platform/cmpi/codes.h"
-#include "platform/cmpi/text.h"
 
 namespace ovk_cimple {
 
@@ -16,7 +16,7 @@ String name_space_or_default(const CMPIObjectPath* path) {
 
 }  // namespace
 
-Client_Call::Client_Call(const Interface& interface, const CMPIContext* context,
+Client_Call::Client_Call(const ManagementInterface& interface, const CMPIContext* context,
                          const CMPIResult* result, const CMPIObjectPath* path)
     : provider_(*interface.provider),
       lease_(provider_),
@@ -114,7 +114,7 @@ Caught caught_exception() {
   }
 }
 
-CMPIStatus failed_status(const Interface& interface, const char* operation) noexcept {
+CMPIStatus failed_status(const ManagementInterface& interface, const char* operation) noexcept {
   CMPIrc code = CMPI_RC_ERR_FAILED;
   try {
     const Caught caught = caught_exception();
@@ -133,7 +133,7 @@ CMPIStatus done_status(const CMPIResult* result) {
 }
 
 CMPIStatus clean_up(const void* handle, CMPIBoolean terminating) {
-  auto& interface = *static_cast<Interface*>(const_cast<void*>(handle));
+  auto& interface = *static_cast<ManagementInterface*>(const_cast<void*>(handle));
   // The state of runs lives in the process, and must outlast idleness.
   if (!terminating) return {CMPI_RC_DO_NOT_UNLOAD, nullptr};
   try {

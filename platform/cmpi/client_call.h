@@ -7,9 +7,9 @@
 #include <exception>
 #include <vector>
 
+#include "platform/cmpi/adapted_provider.h"
 #include "platform/cmpi/incoming.h"
 #include "platform/cmpi/outgoing.h"
-#include "platform/cmpi/provider.h"
 #include "platform/framework/cimom.h"
 #include "platform/framework/dispatch.h"
 
@@ -18,8 +18,8 @@ namespace ovk_cimple {
 class Client_Call final : public Cimom {
  public:
   // The path gives the name space of the call. Throws Failure when the provider was ended.
-  Client_Call(const Interface& interface, const CMPIContext* context, const CMPIResult* result,
-              const CMPIObjectPath* path);
+  Client_Call(const ManagementInterface& interface, const CMPIContext* context,
+              const CMPIResult* result, const CMPIObjectPath* path);
 
   const Meta_Class& meta_class() const { return provider_.meta_class(); }
   const Translator& translator() const { return translator_; }
@@ -110,7 +110,7 @@ struct Caught {
 Caught caught_exception();
 
 // The status for the exception being handled; its text names provider, operation and cause.
-CMPIStatus failed_status(const Interface& interface, const char* operation) noexcept;
+CMPIStatus failed_status(const ManagementInterface& interface, const char* operation) noexcept;
 
 // Ends the results of a call that succeeded.
 CMPIStatus done_status(const CMPIResult* result);
@@ -119,7 +119,7 @@ CMPIStatus done_status(const CMPIResult* result);
 template <class Body>
 CMPIStatus perform(const void* handle, const CMPIContext* context, const CMPIResult* result,
                    const CMPIObjectPath* path, const char* operation, Body body) {
-  const auto& interface = *static_cast<const Interface*>(handle);
+  const auto& interface = *static_cast<const ManagementInterface*>(handle);
   try {
     Client_Call call(interface, context, result, path);
     body(call);

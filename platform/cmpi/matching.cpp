@@ -1,6 +1,6 @@
 #include "platform/cmpi/matching.h"
 
-#include "platform/cmpi/text.h"
+#include "platform/cmpi/clean_text.h"
 
 namespace ovk_cimple {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/cmpi/text.h"
+#include "platform/cmpi/clean_text.h"
 
 namespace ovk_cimple {
 

@@ -19,7 +19,7 @@ class Adapted_Provider;
 
 // A management interface as the object manager holds it. The object manager that it was made
 // for belongs to it: each provider name may have one of its own.
-struct Interface {
+struct ManagementInterface {
   union {
     CMPIInstanceMI instance;
     CMPIAssociationMI association;
@@ -49,10 +49,10 @@ class Adapted_Provider {
 
   // The interface of a kind ('I', 'A' or 'M') for an object manager, and the same again for a
   // repeated call. Makes and loads the provider if need be. Throws Failure.
-  Interface& open(char kind, const CMPIBroker* broker);
+  ManagementInterface& open(char kind, const CMPIBroker* broker);
 
   // Ends an interface; again without effect. Throws what unloading throws.
-  void close(Interface& interface);
+  void close(ManagementInterface& interface);
 
   // Keeps the provider object for one call. Throws Failure when it was ended.
   class Lease {
@@ -87,7 +87,7 @@ class Adapted_Provider {
   void* object_ = nullptr;
   unsigned calls_ = 0;
   std::vector<void*> left_;  // provider objects whose last call had not returned
-  std::deque<Interface> interfaces_;
+  std::deque<ManagementInterface> interfaces_;
 };
 
 }  // namespace ovk_cimple

@@ -1,4 +1,4 @@
-#include "platform/cmpi/text.h"
+#include "platform/cmpi/clean_text.h"
 
 #include <gtest/gtest.h>
 

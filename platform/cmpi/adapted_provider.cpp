@@ -1,4 +1,4 @@
-#include "platform/cmpi/provider.h"
+#include "platform/cmpi/adapted_provider.h"
 
 #include "platform/cmpi/broker.h"
 #include "platform/framework/cimom.h"
@@ -59,18 +59,18 @@ void Adapted_Provider::destroy(void* object) const {
   dispatch(DESTROY_PROVIDER, object);
 }
 
-Interface& Adapted_Provider::open(char kind, const CMPIBroker* broker) {
+ManagementInterface& Adapted_Provider::open(char kind, const CMPIBroker* broker) {
   const bool known =
       kind == 'I' || kind == 'M' || (kind == 'A' && registration_.meta_class->association);
   if (!known) throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "no interface of this kind"};
   const std::lock_guard lock(mutex_);
   if (!object_) start();
-  for (Interface& interface : interfaces_) {
+  for (ManagementInterface& interface : interfaces_) {
     if (interface.kind != kind || interface.broker != broker) continue;
     interface.open = true;
     return interface;
   }
-  Interface& interface = interfaces_.emplace_back();
+  ManagementInterface& interface = interfaces_.emplace_back();
   if (kind == 'I') interface.object.instance = {&interface, &instance_functions};
   if (kind == 'A') interface.object.association = {&interface, &association_functions};
   if (kind == 'M') interface.object.method = {&interface, &method_functions};
@@ -81,10 +81,10 @@ Interface& Adapted_Provider::open(char kind, const CMPIBroker* broker) {
   return interface;
 }
 
-void Adapted_Provider::close(Interface& interface) {
+void Adapted_Provider::close(ManagementInterface& interface) {
   const std::lock_guard lock(mutex_);
   interface.open = false;
-  for (const Interface& other : interfaces_)
+  for (const ManagementInterface& other : interfaces_)
     if (other.open) return;
   void* const object = std::exchange(object_, nullptr);
   if (!object) return;
