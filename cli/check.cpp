@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include "cli/commands.h"
-#include "cli/failure.h"
 #include "cli/findings.h"
 #include "cli/json.h"
 #include "cli/output.h"

@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "cli/exit_status.h"
+
 namespace cli {
 
 // What all commands share.

@@ -6,7 +6,6 @@
 
 #include "cli/commands.h"
 #include "cli/drive_list.h"
-#include "cli/failure.h"
 #include "cli/json.h"
 #include "cli/manager.h"
 #include "cli/output.h"

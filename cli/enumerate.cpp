@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "cli/commands.h"
-#include "cli/failure.h"
 #include "cli/json.h"
 #include "cli/manager.h"
 #include "cli/output.h"

@@ -23,8 +23,4 @@ class WrongCommandLine : public CommandFailure {
   std::string more_;
 };
 
-// Exit statuses that all commands share.
-inline constexpr int status_ok = 0;
-inline constexpr int status_cannot = 3;
-
 }  // namespace cli

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "cli/failure.h"
+#include "cli/exit_status.h"
 
 namespace cli {
 

@@ -3,7 +3,6 @@
 
 #include "broker/http/users.h"
 #include "cli/commands.h"
-#include "cli/failure.h"
 #include "cli/passphrase.h"
 
 namespace cli {

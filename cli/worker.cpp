@@ -12,6 +12,7 @@
 #include <cstring>
 #include <utility>
 
+#include "cli/exit_status.h"
 #include "cli/failure.h"
 #include "cli/manager.h"
 #include "cli/output.h"
