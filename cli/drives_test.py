@@ -5,15 +5,12 @@
 
 import json
 import os
-import pathlib
-import re
 import subprocess
 
-from command_case import CONTROL, PROGRAM, CommandTest, main
+from command_case import BUILD, CONTROL, PROGRAM, CommandTest, main
 
-EXCLUDED_TYPE = re.search(
-    r'"(\d{4})"',
-    (pathlib.Path(__file__).parent.parent / "discovery/excluded_machine_types.h").read_text())[1]
+EXCLUDED_TYPE = subprocess.run([BUILD / "test/excluded_machine_types"], check=True,
+                               capture_output=True, text=True).stdout.split()[0]
 
 
 class Drives(CommandTest):

@@ -53,8 +53,6 @@ drive() {
 
 machine() { devices+=(-smbios "type=1,product=$1" ${2+-smbios "type=0,version=$2"}); }
 
-excluded_type=$(grep -om1 '"[0-9]*"' "$lab/../discovery/excluded_machine_types.h" | head -n 1 | tr -d '"')
-
 real_time() { clock=(); }
 
 with_udev() { udev=("$build/lab/udev.cpio"); }
@@ -147,6 +145,7 @@ pack_client() {
 
 # The program as it stands in the build tree, and the libraries that it needs.
 pack_program() {
+  read -r excluded_type < <("$build/test/excluded_machine_types")
   local root=$work/program
   mkdir -p "$root/opt/hddtest"
   ( cd "$build" && cp -r --parents bin/hddtest lib/*.so libexec/hvx-run share/hddtest "$root/opt/hddtest" )
