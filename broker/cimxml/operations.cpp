@@ -31,59 +31,127 @@ constexpr std::string_view kBooleans =
     "LocalOnly DeepInheritance IncludeQualifiers IncludeClassOrigin ContinueOnError";
 
 constexpr std::array kOperations{
-    IntrinsicOperation{"EnumerateInstances", enumerate_instances, "ClassName",
-                       "LocalOnly DeepInheritance IncludeQualifiers IncludeClassOrigin "
-                       "PropertyList"},
-    IntrinsicOperation{"EnumerateInstanceNames", enumerate_instance_names, "ClassName", ""},
-    IntrinsicOperation{"GetInstance", get_instance, "InstanceName",
-                       "LocalOnly IncludeQualifiers IncludeClassOrigin PropertyList"},
-    IntrinsicOperation{"CreateInstance", create_instance, "NewInstance", ""},
-    IntrinsicOperation{"ModifyInstance", modify_instance, "ModifiedInstance",
-                       "IncludeQualifiers PropertyList"},
-    IntrinsicOperation{"DeleteInstance", delete_instance, "InstanceName", ""},
-    IntrinsicOperation{"GetProperty", get_property, "InstanceName PropertyName", ""},
-    IntrinsicOperation{"SetProperty", set_property, "InstanceName PropertyName", "NewValue"},
-    IntrinsicOperation{"Associators", associators, "ObjectName",
-                       "AssocClass ResultClass Role ResultRole IncludeQualifiers "
-                       "IncludeClassOrigin PropertyList"},
-    IntrinsicOperation{"AssociatorNames", associator_names, "ObjectName",
-                       "AssocClass ResultClass Role ResultRole"},
-    IntrinsicOperation{"References", references, "ObjectName",
-                       "ResultClass Role IncludeQualifiers IncludeClassOrigin PropertyList"},
-    IntrinsicOperation{"ReferenceNames", reference_names, "ObjectName", "ResultClass Role"},
-    IntrinsicOperation{"GetClass", get_class, "ClassName",
-                       "LocalOnly IncludeQualifiers IncludeClassOrigin PropertyList"},
-    IntrinsicOperation{"EnumerateClasses", enumerate_classes, "",
-                       "ClassName DeepInheritance LocalOnly IncludeQualifiers IncludeClassOrigin"},
-    IntrinsicOperation{"EnumerateClassNames", enumerate_class_names, "",
-                       "ClassName DeepInheritance"},
-    IntrinsicOperation{"EnumerateQualifiers", enumerate_qualifiers, "", ""},
-    IntrinsicOperation{"GetQualifier", get_qualifier, "QualifierName", ""},
-    IntrinsicOperation{"OpenEnumerateInstances", open_enumerate_instances, "ClassName",
-                       "DeepInheritance IncludeClassOrigin PropertyList FilterQueryLanguage "
-                       "FilterQuery OperationTimeout ContinueOnError MaxObjectCount"},
-    IntrinsicOperation{"OpenEnumerateInstancePaths", open_enumerate_instance_paths, "ClassName",
-                       "FilterQueryLanguage FilterQuery OperationTimeout ContinueOnError "
-                       "MaxObjectCount"},
-    IntrinsicOperation{"OpenAssociatorInstances", open_associator_instances, "InstanceName",
-                       "AssocClass ResultClass Role ResultRole IncludeClassOrigin PropertyList "
-                       "FilterQueryLanguage FilterQuery OperationTimeout ContinueOnError "
-                       "MaxObjectCount"},
-    IntrinsicOperation{"OpenAssociatorInstancePaths", open_associator_instance_paths,
-                       "InstanceName",
-                       "AssocClass ResultClass Role ResultRole FilterQueryLanguage FilterQuery "
-                       "OperationTimeout ContinueOnError MaxObjectCount"},
-    IntrinsicOperation{"OpenReferenceInstances", open_reference_instances, "InstanceName",
-                       "ResultClass Role IncludeClassOrigin PropertyList FilterQueryLanguage "
-                       "FilterQuery OperationTimeout ContinueOnError MaxObjectCount"},
-    IntrinsicOperation{"OpenReferenceInstancePaths", open_reference_instance_paths, "InstanceName",
-                       "ResultClass Role FilterQueryLanguage FilterQuery OperationTimeout "
-                       "ContinueOnError MaxObjectCount"},
-    IntrinsicOperation{"PullInstancesWithPath", pull_instances_with_path,
-                       "EnumerationContext MaxObjectCount", ""},
-    IntrinsicOperation{"PullInstancePaths", pull_instance_paths,
-                       "EnumerationContext MaxObjectCount", ""},
-    IntrinsicOperation{"CloseEnumeration", close_enumeration, "EnumerationContext", ""},
+    IntrinsicOperation{.name = "EnumerateInstances",
+                       .carry_out = enumerate_instances,
+                       .required = "ClassName",
+                       .optional = "LocalOnly DeepInheritance IncludeQualifiers IncludeClassOrigin "
+                                   "PropertyList"},
+    IntrinsicOperation{.name = "EnumerateInstanceNames",
+                       .carry_out = enumerate_instance_names,
+                       .required = "ClassName",
+                       .optional = ""},
+    IntrinsicOperation{.name = "GetInstance",
+                       .carry_out = get_instance,
+                       .required = "InstanceName",
+                       .optional = "LocalOnly IncludeQualifiers IncludeClassOrigin PropertyList"},
+    IntrinsicOperation{.name = "CreateInstance",
+                       .carry_out = create_instance,
+                       .required = "NewInstance",
+                       .optional = ""},
+    IntrinsicOperation{.name = "ModifyInstance",
+                       .carry_out = modify_instance,
+                       .required = "ModifiedInstance",
+                       .optional = "IncludeQualifiers PropertyList"},
+    IntrinsicOperation{.name = "DeleteInstance",
+                       .carry_out = delete_instance,
+                       .required = "InstanceName",
+                       .optional = ""},
+    IntrinsicOperation{.name = "GetProperty",
+                       .carry_out = get_property,
+                       .required = "InstanceName PropertyName",
+                       .optional = ""},
+    IntrinsicOperation{.name = "SetProperty",
+                       .carry_out = set_property,
+                       .required = "InstanceName PropertyName",
+                       .optional = "NewValue"},
+    IntrinsicOperation{.name = "Associators",
+                       .carry_out = associators,
+                       .required = "ObjectName",
+                       .optional = "AssocClass ResultClass Role ResultRole IncludeQualifiers "
+                                   "IncludeClassOrigin PropertyList"},
+    IntrinsicOperation{.name = "AssociatorNames",
+                       .carry_out = associator_names,
+                       .required = "ObjectName",
+                       .optional = "AssocClass ResultClass Role ResultRole"},
+    IntrinsicOperation{
+        .name = "References",
+        .carry_out = references,
+        .required = "ObjectName",
+        .optional = "ResultClass Role IncludeQualifiers IncludeClassOrigin PropertyList"},
+    IntrinsicOperation{.name = "ReferenceNames",
+                       .carry_out = reference_names,
+                       .required = "ObjectName",
+                       .optional = "ResultClass Role"},
+    IntrinsicOperation{.name = "GetClass",
+                       .carry_out = get_class,
+                       .required = "ClassName",
+                       .optional = "LocalOnly IncludeQualifiers IncludeClassOrigin PropertyList"},
+    IntrinsicOperation{
+        .name = "EnumerateClasses",
+        .carry_out = enumerate_classes,
+        .required = "",
+        .optional = "ClassName DeepInheritance LocalOnly IncludeQualifiers IncludeClassOrigin"},
+    IntrinsicOperation{.name = "EnumerateClassNames",
+                       .carry_out = enumerate_class_names,
+                       .required = "",
+                       .optional = "ClassName DeepInheritance"},
+    IntrinsicOperation{.name = "EnumerateQualifiers",
+                       .carry_out = enumerate_qualifiers,
+                       .required = "",
+                       .optional = ""},
+    IntrinsicOperation{.name = "GetQualifier",
+                       .carry_out = get_qualifier,
+                       .required = "QualifierName",
+                       .optional = ""},
+    IntrinsicOperation{.name = "OpenEnumerateInstances",
+                       .carry_out = open_enumerate_instances,
+                       .required = "ClassName",
+                       .optional =
+                           "DeepInheritance IncludeClassOrigin PropertyList FilterQueryLanguage "
+                           "FilterQuery OperationTimeout ContinueOnError MaxObjectCount"},
+    IntrinsicOperation{.name = "OpenEnumerateInstancePaths",
+                       .carry_out = open_enumerate_instance_paths,
+                       .required = "ClassName",
+                       .optional =
+                           "FilterQueryLanguage FilterQuery OperationTimeout ContinueOnError "
+                           "MaxObjectCount"},
+    IntrinsicOperation{.name = "OpenAssociatorInstances",
+                       .carry_out = open_associator_instances,
+                       .required = "InstanceName",
+                       .optional =
+                           "AssocClass ResultClass Role ResultRole IncludeClassOrigin PropertyList "
+                           "FilterQueryLanguage FilterQuery OperationTimeout ContinueOnError "
+                           "MaxObjectCount"},
+    IntrinsicOperation{.name = "OpenAssociatorInstancePaths",
+                       .carry_out = open_associator_instance_paths,
+                       .required = "InstanceName",
+                       .optional =
+                           "AssocClass ResultClass Role ResultRole FilterQueryLanguage FilterQuery "
+                           "OperationTimeout ContinueOnError MaxObjectCount"},
+    IntrinsicOperation{.name = "OpenReferenceInstances",
+                       .carry_out = open_reference_instances,
+                       .required = "InstanceName",
+                       .optional =
+                           "ResultClass Role IncludeClassOrigin PropertyList FilterQueryLanguage "
+                           "FilterQuery OperationTimeout ContinueOnError MaxObjectCount"},
+    IntrinsicOperation{.name = "OpenReferenceInstancePaths",
+                       .carry_out = open_reference_instance_paths,
+                       .required = "InstanceName",
+                       .optional =
+                           "ResultClass Role FilterQueryLanguage FilterQuery OperationTimeout "
+                           "ContinueOnError MaxObjectCount"},
+    IntrinsicOperation{.name = "PullInstancesWithPath",
+                       .carry_out = pull_instances_with_path,
+                       .required = "EnumerationContext MaxObjectCount",
+                       .optional = ""},
+    IntrinsicOperation{.name = "PullInstancePaths",
+                       .carry_out = pull_instance_paths,
+                       .required = "EnumerationContext MaxObjectCount",
+                       .optional = ""},
+    IntrinsicOperation{.name = "CloseEnumeration",
+                       .carry_out = close_enumeration,
+                       .required = "EnumerationContext",
+                       .optional = ""},
 };
 
 // Calls each with every word of the list until one call returns true.
@@ -121,6 +189,8 @@ bool has_form(const Parameter& parameter) {
 }
 
 }  // namespace
+
+std::span<const IntrinsicOperation> intrinsic_operations() { return kOperations; }
 
 const IntrinsicOperation* find_operation(std::string_view name) {
   const auto* const found =

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -37,13 +38,15 @@ struct Task {
 // Write the content of the response element, or throw Error.
 using CarryOut = void (*)(const Task&);
 
-// Null for a name that the standard does not know.
 struct IntrinsicOperation {
   std::string_view name;
   CarryOut carry_out;
   std::string_view required;  // names of parameters, with blanks between them
   std::string_view optional;
 };
+// All that are served.
+std::span<const IntrinsicOperation> intrinsic_operations();
+// Null for a name that is not served.
 const IntrinsicOperation* find_operation(std::string_view name);
 // Throws Error (InvalidParameter): unknown, repeated, missing, or of another form.
 void check_parameters(const SimpleRequest& asked, const IntrinsicOperation& operation);

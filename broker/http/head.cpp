@@ -7,6 +7,7 @@
 #include <iterator>
 #include <memory>
 
+#include "broker/cimxml/functional_groups.h"
 #include "platform/words.h"
 
 namespace broker::http {
@@ -123,9 +124,8 @@ Refusal capabilities() {
           {{"Allow", "POST, M-POST, OPTIONS"},
            {"Opt", "http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73"},
            {"73-CIMProtocolVersion", "1.0"},
-           {"73-CIMSupportsMultipleOperations", "true"},  // that it is there says it
-           {"73-CIMSupportedFunctionalGroups",
-            "Basic Read, Basic Write, Instance Manipulation, Association Traversal"}}};
+           {"73-CIMSupportsMultipleOperations", "true"},  // clients go by the field, not its value
+           {"73-CIMSupportedFunctionalGroups", cimxml::functional_groups()}}};
 }
 
 }  // namespace
