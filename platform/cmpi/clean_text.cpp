@@ -1,9 +1,5 @@
 #include "platform/cmpi/clean_text.h"
 
-#include <emmintrin.h>
-
-#include <algorithm>
-
 #include "platform/utf8.h"
 
 namespace ovk_cimple {
@@ -16,24 +12,12 @@ unsigned byte_at(std::string_view text, std::size_t index) {
   return static_cast<unsigned char>(text[index]);
 }
 
-// How many ASCII characters that may leave stand at the start: nearly always all. Printable ones
-// are looked at sixteen at a time; compared as signed numbers, all others lie outside.
+// How many ASCII characters that may leave stand at the start: nearly always all.
 std::size_t plain_length(std::string_view text) {
-  constexpr std::size_t block = 16;
-  const __m128i below = _mm_set1_epi8(' ' - 1);
-  const __m128i above = _mm_set1_epi8('\x7F');
-  for (std::size_t place = 0;;) {
-    for (; text.size() - place >= block; place += block) {
-      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&text[place]));
-      const __m128i plain =
-          _mm_and_si128(_mm_cmpgt_epi8(bytes, below), _mm_cmplt_epi8(bytes, above));
-      if (_mm_movemask_epi8(plain) != 0xFFFF) break;
-    }
-    const std::size_t end = place + std::min(block, text.size() - place);
-    for (; place < end; ++place)
-      if (byte_at(text, place) >= 0x80 || !is_clean(byte_at(text, place))) return place;
-    if (place == text.size()) return place;
-  }
+  std::size_t place = 0;
+  while (place < text.size() && byte_at(text, place) < 0x80 && is_clean(byte_at(text, place)))
+    ++place;
+  return place;
 }
 
 }  // namespace
