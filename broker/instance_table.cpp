@@ -112,20 +112,7 @@ CMPIStatus set_property_filter(const CMPIInstance* instance, const char** proper
     target.filter.clear();
     target.filtered = properties;
     if (!properties) return;
-    // Nearly always the properties that are there, in their order.
-    const auto& present = target.instance.properties;
-    bool as_present = true;
-    for (; *properties; ++properties) {
-      const std::size_t place = target.filter.size();
-      const auto is_it = [&](const Property& property) { return property.name == *properties; };
-      auto found = present.begin() + static_cast<std::ptrdiff_t>(std::min(place, present.size()));
-      if (found == present.end() || !is_it(*found)) {
-        as_present = false;
-        found = std::ranges::find_if(present, is_it);
-      }
-      target.filter.push_back(found != present.end() ? found->name : Name(*properties));
-    }
-    if (as_present && target.filter.size() == present.size()) return;
+    for (; *properties; ++properties) target.filter.emplace_back(*properties);
     std::erase_if(target.instance.properties,
                   [&](const Property& property) { return !keeps(target, property.name); });
   });
