@@ -46,7 +46,7 @@ CMPIObjectPath* new_object_path(const CMPIBroker* broker, const char* name_space
       throw Error(Status::InvalidNamespace, "there is no name space " + optional(name_space));
     }
     const std::string_view name = class_name ? class_name : "";
-    const ClassInfo* info = Operation::get().find_class(name);
+    const ClassInfo* info = Operation::get().core().schema().find(name);
     if (!info) throw Error(Status::NotFound, "there is no class " + std::string(name));
     return handle(new_class_path(*info, name));
   });

@@ -47,11 +47,6 @@ Operation::~Operation() {
   innermost = outer_;
 }
 
-const ClassInfo* Operation::find_class(std::string_view name) {
-  if (last_found_ && last_found_->declaration().name == name) return last_found_;
-  return last_found_ = core_->schema().find(name);
-}
-
 Operation* Operation::current() { return innermost; }
 
 Operation& Operation::get() {

@@ -31,8 +31,6 @@ class Operation {
   Arena& arena() { return arena_; }
   Core& core() { return *core_; }
   const CMPIContext* context() const { return &context_->handle; }
-  // As the schema's; quicker for the class of the last look-up, as of every object of a result.
-  const ClassInfo* find_class(std::string_view name);
   bool attached() const { return attached_; }
   const Operation* outer() const { return outer_; }
 
@@ -47,7 +45,6 @@ class Operation {
   Arena arena_;
   ContextObject* context_;
   bool attached_;
-  const ClassInfo* last_found_ = nullptr;
 };
 
 // The request that a context stands for, as up-calls pass it on. The invocation flags are left
