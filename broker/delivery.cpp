@@ -50,18 +50,6 @@ void Delivery::hand_over(const Sink& sink, const Item& item) {
   }
 }
 
-// Most providers have set what is wanted only, and the same for each instance.
-bool Delivery::all_wanted(const std::vector<Property>& properties) {
-  const auto name = [](const Property& property) { return property.name.view(); };
-  if (std::ranges::equal(properties, wanted_, {}, name)) return true;
-  if (!std::ranges::all_of(
-          properties, [&](std::string_view one) { return choice_.wants(one); }, name))
-    return false;
-  wanted_.clear();
-  for (const Property& property : properties) wanted_.push_back(property.name.str());
-  return true;
-}
-
 void Delivery::instance(const InstanceObject& object) {
   if (method_ && method_->type == Type::Instance && !method_->array) {
     value(Value(object.instance));
@@ -69,7 +57,7 @@ void Delivery::instance(const InstanceObject& object) {
   }
   if (!instances_) throw Error(Status::InvalidDataType, "the operation delivers no instances");
   admit(object.info);
-  if (choice_.all() || all_wanted(object.instance.properties)) {
+  if (choice_.all()) {
     hand_over(*instances_, object.instance);
     return;
   }

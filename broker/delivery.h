@@ -47,7 +47,6 @@ class Delivery {
 
  private:
   void admit(const ClassInfo* info);
-  bool all_wanted(const std::vector<Property>& properties);
   template <class Sink, class Item>
   void hand_over(const Sink& sink, const Item& item);
 
@@ -56,7 +55,6 @@ class Delivery {
   const MethodInfo* method_ = nullptr;
   const ClassInfo* bound_ = nullptr;
   PropertyChoice choice_;
-  std::vector<std::string> wanted_;  // names of the last properties that were all wanted
   std::size_t limit_ = 0;
   std::size_t count_ = 0;
   bool done_ = false;
