@@ -17,13 +17,7 @@ bool keeps(const InstanceObject& target, const Name& name) {
 void set_value(InstanceObject& target, const PropertyInfo& property, Value value) {
   if (property.key && !value.is_null()) target.instance.path.set_key(property.name, value);
   if (!keeps(target, property.name)) return;
-  auto& properties = target.instance.properties;
-  if (target.last ? &property > target.last : properties.empty()) {
-    properties.push_back({property.name, std::move(value)});
-    target.last = &property;
-  } else {
-    target.instance.set(property.name, std::move(value));
-  }
+  target.instance.set(property.name, std::move(value));
 }
 
 CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* name,
@@ -37,7 +31,7 @@ CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* na
       if (keeps(target, added)) target.instance.set(std::move(added), std::move(copy));
       return;
     }
-    const PropertyInfo* property = target.info->find_next_property(target.last, name);
+    const PropertyInfo* property = target.info->find_property(name);
     if (!property) {
       throw Error(Status::NoSuchProperty,
                   "class " + target.info->name().str() + " has no property " + name);

@@ -216,7 +216,6 @@ InstanceObject* new_empty_instance(const ObjectPath& path, const ClassInfo& info
     made->instance.properties.clear();
     made->info = &info;
     made->filtered = false;
-    made->last = nullptr;
   } else {
     made = arena.make_reusable<InstanceObject>(Instance(path), &info);
   }

@@ -50,9 +50,6 @@ struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
   const ClassInfo* info;
   bool filtered = false;       // by setPropertyFilter:
   std::vector<Name> filter{};  // what it keeps
-  // The last in the class's order of those that the provider has set on an instance that it made,
-  // so that a provider that follows the order need not be searched for: those behind are not there.
-  const PropertyInfo* last{};
 };
 
 struct ArgsObject : Object<CMPIArgs, Kind::Args> {
