@@ -1,13 +1,8 @@
 // CIM elements into text: values, names, paths and instances (DSP0201).
-//
-// A writer lives for one reply and remembers the start tags of the classes it has written, so that
-// the many instances of an enumeration cost little more than the copying of their texts.
 #pragma once
 
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <vector>
 
 #include "broker/cimxml/text.h"
 #include "broker/instance.h"
@@ -42,22 +37,8 @@ class Writer {
   void value(const Value& value);
 
  private:
-  struct Tag {
-    std::string name;
-    Type type = Type::None;
-    bool array = false;
-    std::string open;  // with the start of a single VALUE, which a null leaves away
-    std::string_view close;
-  };
-  struct ClassTags {
-    const ClassInfo* info = nullptr;
-    std::vector<Tag> tags;  // in the order in which the last instance had its properties
-  };
-
-  ClassTags& tags_of(std::string_view class_name);
-  static bool fits(const Tag& tag, const Property& property);
-  Tag make_tag(const ClassInfo* info, const Property& property) const;
-  void property(const Tag& tag, const Value& value);
+  void property(const ClassInfo* info,
+                const Property& property);  // info: null for an unknown class
   void key(const Value& value);
   void scalar(const Value& value);  // the text of a VALUE
   void reference(const ObjectPath& path);
@@ -65,9 +46,6 @@ class Writer {
   Text& text_;
   const Schema& schema_;
   bool class_origin_;
-  std::unordered_map<const ClassInfo*, ClassTags> classes_;
-  ClassTags* last_ = nullptr;
-  ClassTags unknown_;  // of the latest class that the schema does not have
 };
 
 // The value of the attributes TYPE and PARAMTYPE: an embedded instance is a string.
