@@ -8,21 +8,7 @@ namespace broker {
 // Every object is a handle of two pointers followed by its header.
 void* Arena::start(Header& header) { return reinterpret_cast<char*>(&header) - sizeof(CMPIString); }
 
-// A provider rarely holds more than a few at a time. Where the use of freed memory is looked for,
-// that of released objects is to be found too.
-#ifdef __SANITIZE_ADDRESS__
-constexpr std::size_t most_spares = 0;
-#else
-constexpr std::size_t most_spares = 8;
-#endif
-
-Arena::~Arena() {
-  free_after(nullptr);
-  while (Header* header = spare_) {
-    spare_ = header->next;
-    header->destroy(*header);
-  }
-}
+Arena::~Arena() { free_after(nullptr); }
 
 void Arena::add(Header& header) {
   header.arena = this;
@@ -42,33 +28,8 @@ void Arena::remove(Header& header) {
   --size_;
 }
 
-bool Arena::keep_spare(Header& header) {
-  if (!header.reusable || spares_ == most_spares) return false;
-  // As of every object: the handle is two pointers, of which the first is its own address.
-  *static_cast<void**>(start(header)) = nullptr;
-  header.next = spare_;
-  spare_ = &header;
-  ++spares_;
-  return true;
-}
-
-Header* Arena::take_spare(Kind kind) {
-  Header** place = &spare_;
-  while (*place && (*place)->kind != kind) place = &(*place)->next;
-  Header* found = *place;
-  if (!found) return nullptr;
-  *place = found->next;
-  --spares_;
-  found->next = nullptr;
-  add(*found);
-  return found;
-}
-
 void Arena::free(Header& header) {
-  if (Arena* arena = header.arena) {
-    arena->remove(header);
-    if (arena->keep_spare(header)) return;
-  }
+  if (header.arena) header.arena->remove(header);
   // What a clone keeps alive may end with it, so it must not end inside its destructor.
   const std::shared_ptr<Core> keeps = std::move(header.keeps);
   header.destroy(header);

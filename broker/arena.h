@@ -2,8 +2,7 @@
 //
 // An object is one allocation that begins with the CMPI handle {hdl, ft}, so that its address is
 // the CMPI pointer. hdl holds the object's own address: that is how a handle of foreign make or
-// one that was released is told from one of ours, until the memory serves another object. (Where
-// the sanitizer looks for the use of freed memory, none is used again.)
+// one that was released is told from one of ours, until the memory serves another object.
 //
 // Objects belong to the arena of the operation that made them and go with it. A provider may
 // release one of its objects earlier; objects it was given are lent and stay. Clones belong to
@@ -39,7 +38,6 @@ enum class Kind : std::uint32_t {
 struct Header {
   Kind kind{};
   bool lent = false;           // an argument: releasing it has no effect
-  bool reusable = false;       // released, it waits for the next of its kind
   Arena* arena = nullptr;      // null for a clone
   Header* previous = nullptr;  // neighbours in the arena
   Header* next = nullptr;
@@ -86,24 +84,6 @@ class Arena {
     return copy;
   }
 
-  // One of the arena's objects of this kind that was released, to be filled anew: what it holds
-  // is of the one before, its memory above all. Null when there is none. Only for kinds that
-  // providers make and release all the time; to be handed back so, make them with make_reusable.
-  template <class T>
-  T* reuse() {
-    Header* header = take_spare(T::kind);
-    if (!header) return nullptr;
-    T* object = reinterpret_cast<T*>(start(*header));
-    object->handle.hdl = object;
-    return object;
-  }
-  template <class T, class... Arguments>
-  T* make_reusable(Arguments&&... arguments) {
-    T* object = make<T>(std::forward<Arguments>(arguments)...);
-    object->header.reusable = true;
-    return object;
-  }
-
   // As make, for an argument of a provider's function.
   template <class T, class... Arguments>
   T* lend(Arguments&&... arguments) {
@@ -138,8 +118,6 @@ class Arena {
 
   void add(Header& header);
   void remove(Header& header);
-  bool keep_spare(Header& header);
-  Header* take_spare(Kind kind);
   void free_after(const Header* stop);
 
   struct Mark {
@@ -151,8 +129,6 @@ class Arena {
   const std::shared_ptr<Core> core_;
   Header* last_ = nullptr;
   std::size_t size_ = 0;
-  Header* spare_ = nullptr;  // chained by next
-  std::size_t spares_ = 0;
   std::vector<Mark> marks_;
 };
 
