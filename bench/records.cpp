@@ -1,9 +1,8 @@
 // What an enumeration of completion records costs, from the request to the finished CIM-XML reply:
 // by the module, and by a provider written by hand for the one class (plain_provider.cpp).
 //
-//   module/N, plain/N            all properties of N records
-//   module_two/N, plain_two/N    a property list of two
-//   growth/N                     by the module, with the memory that an enumeration takes
+//   module/N, plain/N   all properties of N records
+//   growth/N            by the module, with the memory that an enumeration takes
 //
 // HVX_LOG_LEVEL=-1 cuts the log off; else it goes to a file, as in use.
 #include <benchmark/benchmark.h>
@@ -43,9 +42,9 @@ std::size_t answer(RecordServer& server, const std::string& body) {
   return reply.size();
 }
 
-void measure(benchmark::State& state, RecordServer& (*server_with)(unsigned long), bool two) {
+void measure(benchmark::State& state, RecordServer& (*server_with)(unsigned long)) {
   RecordServer& server = server_with(static_cast<unsigned long>(state.range(0)));
-  const std::string body = bench::enumeration(two ? "InstanceID CompletionState" : "");
+  const std::string body = bench::enumeration();
   std::size_t size = 0;
   for (auto _ : state) {
     size = answer(server, body);
@@ -54,10 +53,8 @@ void measure(benchmark::State& state, RecordServer& (*server_with)(unsigned long
   state.counters["bytes"] = static_cast<double>(size);
 }
 
-void all_of_module(benchmark::State& state) { measure(state, module_with, false); }
-void all_of_plain(benchmark::State& state) { measure(state, plain_with, false); }
-void two_of_module(benchmark::State& state) { measure(state, module_with, true); }
-void two_of_plain(benchmark::State& state) { measure(state, plain_with, true); }
+void of_module(benchmark::State& state) { measure(state, module_with); }
+void of_plain(benchmark::State& state) { measure(state, plain_with); }
 
 double kilobytes(const char* what) {
   std::ifstream file("/proc/self/status");
@@ -81,10 +78,8 @@ void growth(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(all_of_module)->Name("module")->Arg(10'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(all_of_plain)->Name("plain")->Arg(10'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(two_of_module)->Name("module_two")->Arg(10'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(two_of_plain)->Name("plain_two")->Arg(10'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(of_module)->Name("module")->Arg(10'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(of_plain)->Name("plain")->Arg(10'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(growth)->RangeMultiplier(10)->Range(10, 100'000)->Unit(benchmark::kMillisecond);
 
 int main(int count, char** words) {

@@ -60,7 +60,6 @@ void measure(benchmark::State& state, std::initializer_list<bool (*)()> parts) {
 
 BENCHMARK_CAPTURE(measure, outcome, {outcome})->Name("outcome");
 BENCHMARK_CAPTURE(measure, count, {count})->Name("count");
-BENCHMARK_CAPTURE(measure, split, {split})->Name("split");
 BENCHMARK_CAPTURE(measure, all, {outcome, count, split})->Name("all");
 BENCHMARK_CAPTURE(measure, memmem, {search})->Name("memmem");
 

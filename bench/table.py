@@ -46,8 +46,6 @@ NO_LOG = {"HVX_LOG_LEVEL": "-1"}
 ROWS = [
     Row("10,000 completion records, no log", "records", "module/10000",
         "a provider in plain C", "plain/10000", 1.5, environment=NO_LOG),
-    Row("the same with a list of two properties", "records", "module_two/10000",
-        "the provider in plain C", "plain_two/10000", 1.5, environment=NO_LOG),
     Row("10,000 completion records with the log", "records", "module/10000",
         "the same without the log", "module/10000", figure=MORE, floor_environment=NO_LOG),
     Row("100,000 records: time", "records", "growth/100000",
@@ -86,7 +84,6 @@ ROWS = [
         "memmem over the same bytes, once for each", "memmem", 4, times=3),
     Row("its outcome alone", "self_test_log", "outcome", "memmem", "memmem", 4),
     Row("its count alone", "self_test_log", "count", "memmem", "memmem", 4),
-    Row("its split alone", "self_test_log", "split", "memmem", "memmem", 4),
     Row("discovery of 24 ATA drives", "discovery", "enumeration/24",
         "hwinfo alone, as slow as in the disk lab", "hwinfo/24", 1.05,
         environment={"HDDTEST_HWINFO_SECONDS": "1.1 0.4"}),
