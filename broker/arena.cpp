@@ -5,7 +5,7 @@
 
 namespace broker {
 
-// Every object is a handle of two pointers followed by its header.
+// The handles of all kinds of object are two pointers, and the header follows.
 void* Arena::start(Header& header) { return reinterpret_cast<char*>(&header) - sizeof(CMPIString); }
 
 Arena::~Arena() { free_after(nullptr); }
@@ -19,7 +19,7 @@ void Arena::add(Header& header) {
 }
 
 void Arena::remove(Header& header) {
-  // A mark behind this object now stands behind the one before it.
+  // A mark that was set when this object was the newest one now counts from the one before it.
   for (Mark& mark : marks_) {
     if (mark.last == &header) mark.last = header.previous;
   }
@@ -30,7 +30,7 @@ void Arena::remove(Header& header) {
 
 void Arena::free(Header& header) {
   if (header.arena) header.arena->remove(header);
-  // What a clone keeps alive may end with it, so it must not end inside its destructor.
+  // The clone may be the last owner of its core, which must outlive the clone's destructor.
   const std::shared_ptr<Core> keeps = std::move(header.keeps);
   header.destroy(header);
 }

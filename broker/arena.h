@@ -1,12 +1,13 @@
 // What all CMPI objects of the object manager have in common, and who frees them.
 //
 // An object is one allocation that begins with the CMPI handle {hdl, ft}, so that its address is
-// the CMPI pointer. hdl holds the object's own address: that is how a handle of foreign make or
-// one that was released is told from one of ours, until the memory serves another object.
+// the CMPI pointer. hdl holds the object's own address. A handle of another maker holds something
+// else there, and so does a released one until its memory serves another object: both are refused.
 //
-// Objects belong to the arena of the operation that made them and go with it. A provider may
-// release one of its objects earlier; objects it was given are lent and stay. Clones belong to
-// no arena: they live until they are released, and keep the manager's tables alive.
+// Objects belong to the arena of the operation that made them and are freed with it. A provider may
+// release one of its objects earlier. Objects that it was given are lent, and releasing them has no
+// effect. Clones belong to no arena: they live until they are released, and keep the manager's
+// tables alive.
 #pragma once
 
 #include <cstdint>
@@ -37,12 +38,12 @@ enum class Kind : std::uint32_t {
 
 struct Header {
   Kind kind{};
-  bool lent = false;           // an argument: releasing it has no effect
+  bool lent = false;           // an argument of a provider's function
   Arena* arena = nullptr;      // null for a clone
   Header* previous = nullptr;  // neighbours in the arena
   Header* next = nullptr;
   void (*destroy)(Header&) = nullptr;
-  std::shared_ptr<Core> keeps;  // of a clone
+  std::shared_ptr<Core> keeps;  // what a clone needs; null for other objects
 };
 
 // Base of the object types in objects.h.
@@ -57,14 +58,14 @@ struct Object {
 
 class Arena {
  public:
-  // core may be null; clones of the arena's objects keep it alive.
+  // core may be null. Clones of the arena's objects keep it alive.
   explicit Arena(const Tables& tables, std::shared_ptr<Core> core = nullptr)
       : tables_(tables), core_(std::move(core)) {}
   ~Arena();
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
-  // Makes an object that goes with the arena.
+  // Makes an object that is freed with the arena.
   template <class T, class... Arguments>
   T* make(Arguments&&... arguments) {
     T* object = make_free<T>(tables_, std::forward<Arguments>(arguments)...);
@@ -92,7 +93,7 @@ class Arena {
     return object;
   }
 
-  // An object of no arena. core as above.
+  // Makes an object that belongs to no arena.
   template <class T, class... Arguments>
   static T* make_free(const Tables& tables, Arguments&&... arguments) {
     T* object = new T{{}, std::forward<Arguments>(arguments)...};
@@ -106,8 +107,8 @@ class Arena {
   // Frees an object: one of its arena, or a clone.
   static void free(Header& header);
 
-  // Nested lifetimes, innermost last. release frees what was made since the mark and the marks
-  // since then; false when there is no such mark.
+  // Lifetimes that nest. release frees every object and forgets every mark made since the mark; it
+  // returns false when there is no such mark.
   void* mark();
   bool release(const void* mark);
 

@@ -7,7 +7,7 @@
 namespace broker {
 namespace {
 
-// Null for no filter; a filter with an unknown class is an error of the client.
+// Null for an empty name. A filter by an unknown class is an error of the client.
 const ClassInfo* filter_class(const Schema& schema, const std::string& name) {
   if (name.empty()) return nullptr;
   if (const ClassInfo* info = schema.find(name)) return info;
@@ -24,11 +24,11 @@ struct Ends {
   const ClassInfo* source;
   const ClassInfo* result;
   const AssociationFilter& filter;
-  bool far_end;  // the other end counts too
+  bool far_end;  // whether the other end must fit as well
 };
 
-// Whether instances of the association can answer: one reference leads to the source in its role
-// and, where the far end is asked for, another one to the result in its role.
+// Whether an instance of the association can be part of the answer: one reference fits the source
+// and its role and, where the far end is asked for, another one fits the result and its role.
 bool can_answer(const Schema& schema, const ClassInfo& association, const Ends& ends) {
   const auto fits = [&](const PropertyInfo& property, const std::string& role,
                         const ClassInfo* other) {

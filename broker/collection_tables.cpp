@@ -126,7 +126,7 @@ CMPICount get_arg_count(const CMPIArgs* args, CMPIStatus* rc) {
                 [&] { return static_cast<CMPICount>(object<ArgsObject>(args).arguments.size()); });
 }
 
-// Contexts. Their entries' names compare exactly.
+// Contexts. The names of their entries compare with regard to case.
 
 CMPIData get_entry(const CMPIContext* context, const char* name, CMPIStatus* rc) {
   return answer(rc, missing_data(), [&] {
@@ -153,7 +153,7 @@ CMPICount get_entry_count(const CMPIContext* context, CMPIStatus* rc) {
   });
 }
 
-// A prepared context that no thread took is counted out again.
+// A prepared context that no thread has taken is no longer counted (Core::thread_attached).
 CMPIStatus release_context(CMPIContext* context) {
   return answer([&] {
     ContextObject& released = object<ContextObject>(context);

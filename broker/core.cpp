@@ -13,7 +13,7 @@ namespace {
 
 std::atomic<int> cores{0};
 
-// A class may be registered for name spaces of other object managers only.
+// A class may be registered only for name spaces that other object managers serve.
 bool serves(const RegistrationEntry& entry) {
   return std::any_of(entry.name_spaces.begin(), entry.name_spaces.end(),
                      [](const std::string& name) { return same_name(name, served_name_space); });
@@ -95,7 +95,7 @@ void Core::end_if_due(Provider& provider) {
     provider.end_if_due(options_.idle_time, options_.longest_life,
                         stays ? Ending::Told : Ending::Asked);
   } catch (const abi::__forced_unwind&) {
-    throw;  // a provider that ends the thread
+    throw;  // the provider ends the thread, which nobody may stop
   } catch (const std::exception& error) {
     log(0, "provider " + provider.name() + " failed to end: " + error.what());
   } catch (...) {
@@ -108,8 +108,9 @@ std::size_t Core::end_idle() {
   std::size_t unloaded = 0;
   for (auto& [location, library] : libraries_) {
     if (never_unload_.contains(library.get())) continue;
-    // Held together, so that no request starts a provider of the library meanwhile. Waiting for
-    // one could lock up with a provider that calls another while it starts.
+    // All locks are held together, so that no request starts a provider of the library meanwhile.
+    // They are only tried: a provider that starts may hold its own lock and call another provider,
+    // and each would wait for the other.
     std::vector<std::unique_lock<std::mutex>> locks;
     bool empty = true;
     for (Provider* provider : provider_order_) {
@@ -144,8 +145,8 @@ void Core::end() {
     threads = attached_ != 0;
   }
   const bool all_ended = staying.empty() && !threads;
-  // A thread that a provider left behind still runs in its library. Libraries never to be
-  // unloaded stay as well: what they keep for the life of the process, they keep.
+  // A thread that a provider left behind may still run code of any library. Libraries with "unload:
+  // never" stay as well, since they keep state for the life of the process.
   staying.insert(never_unload_.begin(), never_unload_.end());
   for (auto& [location, library] : libraries_) {
     if (!threads && !staying.contains(library.get())) library->unload();

@@ -73,12 +73,13 @@ class Core : public std::enable_shared_from_this<Core> {
 
   // The class of a path in the served name space; throws Error (InvalidNamespace, InvalidClass).
   const ClassInfo& class_of(const ObjectPath& path) const;
-  // The same of an object whose associations are asked for: what has no class is an invalid
-  // parameter then, as the standard wants it (InvalidNamespace, InvalidParameter).
+  // The same for an object whose associations are asked for. There the standard calls an unknown
+  // class an invalid parameter (InvalidNamespace, InvalidParameter).
   const ClassInfo& source_class(const ObjectPath& path) const;
   void check_name_space(const ObjectPath& path) const;
 
-  void thread_attached(int change);  // counts threads with a prepared context
+  // Adds to the number of threads that have a prepared context or are attached.
+  void thread_attached(int change);
 
  private:
   class Flight;  // flight.h
@@ -86,10 +87,11 @@ class Core : public std::enable_shared_from_this<Core> {
   // Who serves the class's instances or methods; null when nobody does.
   const Registered* find_instances(const ClassInfo& info) const;
   const Registered* find_methods(const ClassInfo& info) const;
-  // Those that serve instances of the class or of one below it.
+  // The providers of instances of the class and of its subclasses.
   std::vector<const Registered*> below(const ClassInfo& info) const;
 
-  // Runs a function of a provider (invocation.h). The result is the error it answered with.
+  // Runs a function of a provider (invocation.h). Returns the error that the provider answered
+  // with.
   template <class MI, class Invoke>
   std::optional<Error> run(Provider& provider, Delivery& delivery, const Request& request,
                            CMPIFlags flags, Invoke invoke);
@@ -100,7 +102,7 @@ class Core : public std::enable_shared_from_this<Core> {
                            CMPIFlags flags, Function Table::*function, const ObjectPath& path,
                            const ClassInfo& info, Arguments... arguments);
 
-  // The turn of a call; none for one that need not wait.
+  // Waits until the call may begin. The turn is empty for methods that may run at the same time.
   Turns::Turn turn_of(const ObjectPath& target, const Name& method, const std::vector<Argument>& in,
                       const Request& request);
 
@@ -118,7 +120,7 @@ class Core : public std::enable_shared_from_this<Core> {
   Value typed(const Value& value, Type type, bool array, const std::string& what) const;
   ObjectPath typed_path(const ObjectPath& path, const ClassInfo& info) const;
   Instance typed_instance(const Instance& instance, const ClassInfo& info, Status unknown) const;
-  // Of an instance: with keys, if the class has any.
+  // The same for the path of an instance, which has keys if its class has any.
   ObjectPath instance_path(const ObjectPath& path, const ClassInfo& info) const;
 
   const Schema& schema_;

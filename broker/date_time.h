@@ -1,6 +1,6 @@
-// The 25-character text of a CIM datetime (DSP0004): yyyymmddhhmmss.uuuuuuSooo for a time stamp,
-// S being + or - and ooo minutes from UTC, or ddddddddhhmmss.uuuuuu:000 for an interval. Digits
-// that are not significant may be asterisks, whole fields of them from the right.
+// The 25-character text of a CIM datetime (DSP0004): yyyymmddhhmmss.uuuuuuSooo for a time stamp, S
+// being + or - and ooo minutes from UTC, or ddddddddhhmmss.uuuuuu:000 for an interval. Digits that
+// are not significant may be asterisks: whole fields, beginning with the rightmost.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 namespace broker {
 
 bool is_datetime(std::string_view text);
-bool is_interval(std::string_view datetime);  // of a text that is_datetime
+bool is_interval(std::string_view datetime);  // the text must be a datetime
 
 // Microseconds since 1970-01-01T00:00 UTC, or the duration's; asterisks count as the lowest value
 // of their field. Negative before 1970.

@@ -1,4 +1,5 @@
-// What one call of a provider's function may put into its result, and where that goes.
+// The receiving end of one call of a provider's function: what the provider puts into its result is
+// checked here and handed on to the sink of the operation's caller.
 #pragma once
 
 #include <exception>
@@ -10,10 +11,10 @@
 
 namespace broker {
 
-// The properties a requester wants to see.
+// The properties that a requester wants to see.
 struct PropertyChoice {
   const Request* request = nullptr;  // null: all
-  const ClassInfo* base = nullptr;   // set: only properties that this class has
+  const ClassInfo* base = nullptr;   // only properties that this class has; null: all
 
   bool all() const { return !base && (!request || !request->properties); }
   bool wants(std::string_view name) const;
@@ -21,24 +22,24 @@ struct PropertyChoice {
 
 class Delivery {
  public:
-  // Nothing: modify and delete.
+  // Accepts nothing, as for modify and delete.
   Delivery() = default;
-  // bound: the class that items must be of; null when any will do. limit 0: any number.
+  // bound: the class that items must be of; null accepts every class. limit 0: any number of items.
   Delivery(const InstanceSink& sink, const ClassInfo* bound, PropertyChoice choice,
            std::size_t limit = 0);
   Delivery(const PathSink& sink, const ClassInfo* bound, std::size_t limit = 0);
-  // A method's return value.
+  // Accepts the return value of the method.
   explicit Delivery(const MethodInfo& method);
 
-  // What the result's functions do. Each throws Error (InvalidDataType) for what the operation
-  // does not allow and (InvalidHandle) after the end or after the receiver gave up.
+  // The functions of a CMPIResult. Each throws Error: InvalidDataType for what the operation does
+  // not accept, InvalidHandle after the end, or once the sink has thrown.
   void instance(const InstanceObject& object);
   void path(const ObjectPathObject& object);
   void value(Value value);
   void done();
   void error(std::string text);
 
-  // Throws what the receiver threw, if it did.
+  // Throws again what the sink threw, if it did. The provider saw an error status instead.
   void rethrow() const;
 
   std::size_t count() const { return count_; }

@@ -1,4 +1,4 @@
-// The one way in which an operation of the object manager fails: a CIM status with a description.
+// How every operation of the object manager fails: with a CIM status and a description.
 #pragma once
 
 #include <cstdint>

@@ -16,7 +16,7 @@ void check(const CMPIBroker* broker) {
   if (!broker || !broker->hdl) throw Error(Status::InvalidHandle, "the broker is null");
 }
 
-// Runs the body that makes an object after the checks that all have in common.
+// Runs a body that makes an object, after the check that all such functions share.
 template <class Handle, class Body>
 Handle* make_with(const CMPIBroker* broker, CMPIStatus* rc, Body body) {
   return answer(rc, static_cast<Handle*>(nullptr), [&]() -> Handle* {
@@ -181,7 +181,7 @@ constexpr NamedKind kKinds[] = {{Kind::String, "CMPIString"},
                                 {Kind::PropertyList, "CMPIPropertyList"},
                                 {Kind::EnumerationFilter, "CMPIEnumerationFilter"}};
 
-// Every object begins in the same way, whatever its kind.
+// Every object begins with handle and header, whatever its kind.
 struct AnyObject : Object<CMPIString, Kind::String> {};
 
 const AnyObject& any(const void* handle) {
@@ -249,7 +249,7 @@ CMPIBoolean is_of_type(const CMPIBroker* broker, const void* object, const char*
   });
 }
 
-// Messages. There are no catalogues: every message is its default text.
+// Messages. No catalogue can be opened: every message is its default text.
 
 CMPIString* get_message(const CMPIBroker* broker, const char*, const char* text, CMPIStatus* rc,
                         CMPICount count, ...) {

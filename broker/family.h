@@ -1,4 +1,4 @@
-// The families that Tables is put together from; each lives in a unit of its own.
+// The functions that fill Tables. Each group of tables has a unit of its own.
 #pragma once
 
 #include "broker/tables.h"
@@ -15,8 +15,8 @@ void fill_instance_table(Tables& tables);     // instance_table.cpp
 void fill_object_path_table(Tables& tables);  // object_path_table.cpp
 void fill_error_table(Tables& tables);        // error_table.cpp
 
-// A function of a signature that answers NOT_SUPPORTED, through its status parameter where that
-// is not its result.
+// A function of the given type that answers NOT_SUPPORTED: as its result, or through its status
+// parameter.
 template <class Function>
 struct Unsupported;
 
@@ -40,10 +40,10 @@ struct Unsupported<CMPIStatus (*)(Arguments...)> {
   static CMPIStatus function(Arguments...) { return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr}; }
 };
 
-// In a table, in the place of any function.
+// Stands in a table in the place of any function.
 struct AnyUnsupported {
   template <class Function>
-  operator Function() const {  // NOLINT: as implicit as the function's own address
+  operator Function() const {  // NOLINT: implicit, so that it can initialise any member
     return Unsupported<Function>::function;
   }
 };

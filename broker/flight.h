@@ -1,6 +1,6 @@
-// An operation that came from outside: counted, so that the end of the manager can wait for it.
-// Operations inside a provider's call are part of one that is counted already; those of an
-// attached thread are not.
+// Counts an operation that came from outside while it runs, so that the end of the manager can wait
+// for it. An up-call from within a provider's call belongs to an operation that is counted already;
+// an up-call of an attached thread is counted itself.
 #pragma once
 
 #include "broker/core.h"

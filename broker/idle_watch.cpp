@@ -24,11 +24,11 @@ void IdleWatch::run() {
   pthread_setname_np(pthread_self(), "idle_watch");
   std::unique_lock guard(lock_);
   while (!changed_.wait_for(guard, interval_, [this] { return ending_; })) {
-    guard.unlock();  // the end of a provider may take its time
+    guard.unlock();  // ending a provider may take long, and the destructor needs the lock
     try {
       core_.end_idle();
     } catch (const std::exception&) {
-      // Out of memory, which is no reason for the process to end. The next look may do.
+      // Memory ran out. The next look may succeed, and the process need not end for it.
     }
     guard.lock();
   }

@@ -10,7 +10,8 @@ namespace broker {
 
 class Core;
 
-// Looks every so often, on a thread of its own, idle_watch, which the destructor waits for.
+// Ends what is due at each interval, on a thread of its own that is named idle_watch. The
+// destructor waits for the thread.
 class IdleWatch {
  public:
   IdleWatch(Core& core, std::chrono::milliseconds interval);

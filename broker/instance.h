@@ -24,7 +24,7 @@ class Instance {
 
   const Name& class_name() const { return path.class_name; }
 
-  // Null when the instance has no such property (a property that is null is there).
+  // Null when the instance has no such property. A property whose value is null has a Value.
   const Value* property(std::string_view name) const;
   // Text of a property as to_text gives it; empty when it is missing or null.
   std::string text(std::string_view name) const;

@@ -18,7 +18,7 @@ Error provider_error(const Provider& provider, const CMPIStatus& status, const D
   try {
     text = text_of(status.msg);
   } catch (const Error&) {
-    // A message that is no string of ours: the code must do.
+    // The message is no string of ours: the code stands alone.
   }
   if (text.empty()) text = delivery.first_error();
   if (text.empty()) text = "provider " + provider.name() + " answered " + status_name(code);

@@ -13,7 +13,7 @@ bool keeps(const InstanceObject& target, const Name& name) {
   return !target.filtered || std::ranges::find(target.filter, name) != target.filter.end();
 }
 
-// A key property that is null shows as such, but has no place in the path.
+// A key property that is null is a property of the instance, but no key of its path.
 void set_value(InstanceObject& target, const PropertyInfo& property, Value value) {
   if (property.key && !value.is_null()) target.instance.path.set_key(property.name, value);
   if (!keeps(target, property.name)) return;
@@ -163,7 +163,7 @@ CMPIStatus return_error(const CMPIResult* result, const CMPIError* error) {
   });
 }
 
-// A copy that outlives the call would have nobody to deliver to.
+// A copy could outlive the call, and nobody would receive what it is given.
 CMPIResult* clone_result(const CMPIResult* result, CMPIStatus* rc) {
   return answer(rc, static_cast<CMPIResult*>(nullptr), [&]() -> CMPIResult* {
     object<ResultObject>(result);

@@ -25,10 +25,10 @@ class NameList {
   std::vector<const char*> pointers_;
 };
 
-// An empty filter is none.
+// A filter of associations as CMPI passes it: null for none.
 inline const char* filter(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
-// Arguments of a provider's function.
+// A path as an argument of a provider's function. It is freed with the operation.
 inline const CMPIObjectPath* lend_path(Operation& operation, const ObjectPath& path,
                                        const ClassInfo& info) {
   return handle(operation.lend<ObjectPathObject>(path, &info));
@@ -52,8 +52,8 @@ inline ObjectPath class_path(const ClassInfo& info) {
 
 Error provider_error(const Provider& provider, const CMPIStatus& status, const Delivery& delivery);
 
-// invoke(operation, function table's owner, result) calls one function; a function that the
-// provider's table does not have counts as NOT_SUPPORTED.
+// Runs invoke(operation, interface, result), which calls one function of the interface's table, in
+// an operation of its own and with the provider kept alive.
 template <class MI, class Invoke>
 std::optional<Error> Core::run(Provider& provider, Delivery& delivery, const Request& request,
                                CMPIFlags flags, Invoke invoke) {
@@ -96,8 +96,9 @@ std::optional<Error> Core::ask(Provider& provider, Delivery& delivery, const Req
                  });
 }
 
-// Asks several providers. NOT_FOUND is an older way to say that there is nothing; NOT_SUPPORTED
-// counts only when nobody answered otherwise. ask returns the provider's error.
+// Asks several providers; ask(registered) returns the provider's error. A provider that answers
+// NOT_FOUND has nothing to deliver: older ones say it so. NOT_SUPPORTED is an error of the whole
+// operation only when every provider answers it. Any other error ends the operation.
 template <class Ask>
 void ask_each(const std::vector<const Registered*>& asked, Ask ask) {
   std::optional<Error> unsupported;

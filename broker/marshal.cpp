@@ -170,7 +170,8 @@ CMPIData to_cmpi(const Value& value, CMPIValueState state) {
     case Type::Sint32:
     case Type::Uint64:
     case Type::Sint64:
-      // Little-endian two's complement: the narrower member reads the low bytes.
+      // All integers share the union's first bytes: on this machine, which is little-endian, the
+      // narrower members read the low bytes of the widest.
       data.value.uint64 = is_signed(value.type()) ? static_cast<CMPIUint64>(value.as_signed())
                                                   : value.as_unsigned();
       break;
@@ -243,7 +244,7 @@ CMPIStatus status_of_exception() {
     try {
       status.msg = handle(operation->arena().make<StringObject>(std::move(text)));
     } catch (const std::bad_alloc&) {
-      // The code alone must do.
+      // There is no memory for the text: the code is sent alone.
     }
   }
   return status;

@@ -13,20 +13,21 @@
 
 namespace broker {
 
-// Copies what a provider passed; null pointers, of the value or inside it, make a null of the
-// type. Of numbers only the bytes of the type are read: callers pass the address of a plain
-// variable too. For CMPI_chars value is itself the C string. Throws Error (InvalidDataType) for
-// type codes that are no CIM values, (InvalidHandle) for objects that are not ours, and
-// (TypeMismatch) for an array of other elements than the type says.
+// Copies a value that a provider passed. A null pointer to the value, or inside it, makes a null of
+// the type. Of a number only the bytes of its type are read, since providers also pass the address
+// of a variable of that type. For CMPI_chars, value is the C string itself. Throws Error:
+// InvalidDataType for a type code that is no CIM type, InvalidHandle for an object that is not
+// ours, TypeMismatch for an array whose elements are of another type than announced.
 Value from_cmpi(const CMPIValue* value, CMPIType type);
 
 // The element type of a type code; chars is string. Throws Error (InvalidDataType).
 Type element_type(CMPIType type);
 
-// The value as a provider reads it; encapsulated values become objects of the running operation.
+// The value as a provider reads it. Strings, paths and the like become objects of the running
+// operation.
 CMPIData to_cmpi(const Value& value, CMPIValueState state = CMPI_goodValue);
 
-// What a getter answers for something missing, with state and status as providers expect them.
+// What a getter returns when there is no such item: null, with the state "not found".
 CMPIData missing_data();
 
 CMPIString* new_string(std::string_view text);
@@ -42,11 +43,11 @@ ObjectPathObject* new_path(ObjectPath path);
 const char* required(const char* argument, const char* what);  // throws Error (InvalidParameter)
 std::string optional(const char* argument);                    // empty for null
 
-// "CMPI" status of an exception that is being handled, with its text as a string of the running
-// operation where there is one.
+// The CMPI status for the exception that is being handled. Its message is a string of the running
+// operation, if there is one.
 CMPIStatus status_of_exception();
 
-// Runs the body of a table function. The status is set whatever happens.
+// Runs the body of a table function and turns an exception into a status.
 template <class Body>
 CMPIStatus answer(Body body) {
   try {
@@ -68,7 +69,7 @@ Result answer(CMPIStatus* rc, Result on_failure, Body body) {
   return result;
 }
 
-// release and clone, alike for every kind of object.
+// The functions release and clone, which are the same for every kind of object.
 template <class T>
 CMPIStatus release(typename T::Handle* handle) {
   return answer([&] {

@@ -48,7 +48,7 @@ MemoryBlocks& memory_blocks() {
 
 namespace {
 
-// The functions take the broker only to be told apart from a null one.
+// Of the broker only this is looked at, since the blocks belong to the process.
 bool known(const CMPIBroker* broker) { return broker && broker->hdl; }
 
 CMPIGcStat* mark(const CMPIBroker* broker, CMPIStatus* rc) {
@@ -93,7 +93,7 @@ void cmpi_free(const CMPIBroker*, Block* block) {
   memory_blocks().free(block);
 }
 
-// The early end of an object that the provider made; anything else is left alone.
+// Ends an object of the provider before its operation ends. Anything else is left alone.
 template <class T>
 void free_object(const CMPIBroker*, typename T::Handle* object) {
   release<T>(object);

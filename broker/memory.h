@@ -10,8 +10,8 @@
 
 namespace broker {
 
-// The blocks handed out and not given back. They are freed when the last object manager of the
-// process ends its providers.
+// The blocks that were handed out and have not come back. They are freed when the last object
+// manager of the process ends its providers.
 class MemoryBlocks {
  public:
   void* allocate(std::size_t size);  // null when there is no memory, zero-filled otherwise
@@ -24,7 +24,8 @@ class MemoryBlocks {
   std::unordered_set<void*> blocks_;
 };
 
-// One set of the process: the functions that free are not told the object manager.
+// There is one set in the process, since the functions that free a block do not say for which
+// object manager.
 MemoryBlocks& memory_blocks();
 
 // UTF-8 from and to a code page. Throws Error (NotInCodepage) for text that the page does not

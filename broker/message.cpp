@@ -10,7 +10,7 @@ namespace {
 
 constexpr CMPICount kMost = 10;
 
-// Narrow integers travel as int, reals as double.
+// In variable arguments, integers narrower than int come as int, and floats as double.
 std::string next_text(std::va_list& arguments) {
   const auto type = static_cast<CMPIType>(va_arg(arguments, int));
   switch (type) {

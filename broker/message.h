@@ -1,4 +1,4 @@
-// Message texts with places for arguments.
+// Message texts in which $0 to $9 stand for arguments.
 #pragma once
 
 #include <cstdarg>

@@ -6,7 +6,7 @@ namespace broker {
 
 Turns::Turn Core::turn_of(const ObjectPath& target, const Name& method,
                           const std::vector<Argument>& in, const Request& request) {
-  if (Operation::current()) return {};  // part of a call that may have its turn already
+  if (Operation::current()) return {};  // an up-call: the call it is part of may have the turn
   for (Turns& turns : turns_) {
     const OneAtATime& settings = turns.settings();
     if (!(target.class_name == settings.class_name && method == settings.method)) continue;

@@ -1,8 +1,8 @@
 // Names of classes, properties, keys, parameters, methods, roles and name spaces.
 //
-// CIM names compare without regard to case (ASCII) and keep the spelling they were written in.
-// A name that stands in the class data is borrowed from there, so that the many names of an
-// instance cost neither memory nor time when it is copied.
+// CIM names compare without regard to case (ASCII) and keep the spelling they were written in. A
+// name may be borrowed from the class data, which is never freed. Then copying an instance copies
+// none of its many names.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +29,7 @@ struct NameEqual {
   bool operator()(std::string_view a, std::string_view b) const { return same_name(a, b); }
 };
 
-// A name as a value. Immutable but for assignment; copies share their text.
+// A name as a value. Copies share their text, which never changes.
 class Name {
  public:
   Name() = default;
@@ -37,7 +37,7 @@ class Name {
   Name(const std::string& text) : Name(std::string_view(text)) {}  // NOLINT
   Name(const char* text) : Name(std::string_view(text)) {}         // NOLINT
 
-  // text must live as long as every copy of the name: class data and literals.
+  // text must live as long as every copy of the name, as class data and literals do.
   static Name borrowed(std::string_view text);
 
   std::string_view view() const { return text_; }

@@ -8,10 +8,10 @@
 // Providers call back into the manager on the same thread.
 //
 // Failure: every operation throws Error. Operations with a sink hand over what arrives while the
-// provider is still at work, so that an error may follow after items; the forms that return a
-// vector drop them then. What a sink throws ends the operation and reaches the caller.
+// provider is still at work, so that an error may follow after items. The forms that return a
+// vector return nothing then. What a sink throws ends the operation and reaches the caller.
 //
-// One name space is served, served_name_space; a path without one means that one.
+// One name space is served (served_name_space). A path without a name space means it.
 #pragma once
 
 #include <chrono>
@@ -40,13 +40,14 @@ struct Tables;  // tables.h
 struct OneAtATime {
   std::string class_name;
   std::string method;
-  std::string argument;  // says what a call works on
+  std::string argument;  // the one that says what a call works on
 
-  // What a call works on, by its name. Empty: nothing, so that it need not wait. Keys and values
-  // have their declared types; the argument is null when it is not given.
+  // Names what a call works on. A call with an empty name does not wait. Keys and values have their
+  // declared types; the argument is null when it is not given.
   std::function<std::string(const ObjectPath& target, const Value* argument)> subject;
 
-  std::size_t most_waiting = 4;  // of those with the same subject one; further calls are refused
+  // Further calls are refused, and so is one whose subject a waiting call has.
+  std::size_t most_waiting = 4;
 };
 
 struct Options {
@@ -58,35 +59,35 @@ struct Options {
   // 2 information, 3 trace.
   std::function<void(int severity, const std::string& text)> log;
 
-  // A provider that had no call for the idle time, or was made the longest life ago, is ended when
-  // it is not at work: what providers gather while they live is bounded by that. Somebody must
-  // look: a thread does, this often, or with zero whoever calls end_idle().
+  // A provider that had no call for idle_time, or is older than longest_life, is ended as soon as
+  // it is not at work. That bounds what a provider gathers while it lives. A thread looks for such
+  // providers every look_for_idle; when that is zero, the caller of end_idle() does.
   std::chrono::milliseconds idle_time = std::chrono::minutes(5);
   std::chrono::milliseconds longest_life = std::chrono::hours(1);
   std::chrono::milliseconds look_for_idle{0};
 
   std::vector<OneAtATime> one_at_a_time;
 
-  // Called once, before any provider is loaded, with the function tables that every provider of
-  // this manager will see. A test puts older versions, missing members or functions of its own
-  // into them, to show a provider an object manager with other habits.
+  // For tests. Called once, before any provider is loaded, with the function tables that every
+  // provider of this manager will see. A test can change them, to show a provider an object manager
+  // of an older version, without some functions, or with other habits.
   std::function<void(Tables&)> adjust_tables;
 };
 
-// How an operation is asked for. Everything may be left away.
+// How an operation is to be done. Every member may keep its default.
 struct Request {
   std::optional<std::vector<std::string>> properties;  // unset: all; empty: none
   bool deep_inheritance = true;  // enumerate_instances: false leaves out what subclasses add
   std::string principal;         // the authenticated user
   std::string role;
   std::string accept_language;
-  // Whether nobody waits for the answer any more; unset: somebody does. Asked from any thread as
-  // long as the operation runs, now and then; must not block.
+  // Whether nobody waits for the answer any more. When it is unset, somebody always does. It is
+  // called now and then while the operation runs, from any thread, and must not block.
   std::function<bool()> client_has_gone;
 };
 
-// Empty: no filter. associators and associator_names use all four, references and
-// reference_names the result class (that of the association) and the role.
+// An empty text is no filter. associators and associator_names use all four members; references and
+// reference_names use the result class, which is the class of the association there, and the role.
 struct AssociationFilter {
   std::string association_class;
   std::string result_class;
@@ -111,8 +112,9 @@ using PathSink = std::function<void(const ObjectPath&)>;
 
 class ObjectManager {
  public:
-  // Loads nothing yet: providers are loaded with the first request that needs them. schema must
-  // outlive the manager. Throws Error (InvalidClass) when the registration names an unknown class.
+  // Providers are loaded later, with the first request that needs them. schema must outlive the
+  // manager and what providers keep of it. Throws Error (InvalidClass) when the registration names
+  // an unknown class.
   ObjectManager(const Schema& schema, Options options);
 
   // Refuses new operations, waits for those in flight, then ends every provider (cleanup with
@@ -138,7 +140,7 @@ class ObjectManager {
   void modify_instance(const Instance& instance, const Request& request = {});
   void delete_instance(const ObjectPath& path, const Request& request = {});
 
-  // The path must be that of an instance. Every association provider is asked whose class passes
+  // The path must be that of an instance. Asked are all association providers whose class passes
   // the filter and can refer to the path's class.
   void associators(const ObjectPath& path, const AssociationFilter& filter,
                    const InstanceSink& sink, const Request& request = {});
@@ -149,18 +151,18 @@ class ObjectManager {
   void reference_names(const ObjectPath& path, const AssociationFilter& filter,
                        const PathSink& sink, const Request& request = {});
 
-  // path is an instance's or, for a static method, a class's. Arguments get their declared types
-  // (convert); one that the method does not have is refused (InvalidParameter).
+  // path names an instance or, for a static method, a class. Arguments get their declared types
+  // (convert). An argument that the method does not have is refused (InvalidParameter).
   MethodResult invoke_method(const ObjectPath& path, std::string_view method,
                              const std::vector<Argument>& in = {}, const Request& request = {});
 
-  // Classes. Without a class name those of the whole schema; deep: all levels below, else direct
-  // subclasses (root classes without a name).
+  // Classes. With a class name, its direct subclasses, or with deep those of all levels. Without
+  // one, the root classes, or with deep the whole schema.
   const ClassInfo& get_class(const ObjectPath& class_path) const;
   std::vector<const ClassInfo*> enumerate_classes(const ObjectPath& class_path, bool deep) const;
   std::vector<Name> enumerate_class_names(const ObjectPath& class_path, bool deep) const;
 
-  // The same, collected.
+  // The same operations, with their results in a vector.
   std::vector<Instance> enumerate_instances(std::string_view class_name,
                                             const Request& request = {});
   std::vector<ObjectPath> enumerate_instance_names(std::string_view class_name,
@@ -176,16 +178,15 @@ class ObjectManager {
                                           const AssociationFilter& filter = {},
                                           const Request& request = {});
 
-  // Refuses the calls that wait for their turn (Options::one_at_a_time) and those to come, before
-  // the manager ends; what has begun goes on.
+  // Refuses the calls that wait for their turn (Options::one_at_a_time) and those that follow. A
+  // call that has begun goes on. For a process that is about to end its manager.
   void end_turns();
 
-  // Ends the providers that are due by Options::idle_time and longest_life; the next request for
-  // one makes it anew. Where the registration lets the library go, the provider is asked (cleanup
-  // without terminating) and may stay, and the library is unloaded with the last of its providers.
-  // Where it does not (unload: never) the provider is told (cleanup with terminating), and what
-  // the library keeps for the life of the process it keeps. Returns the number of libraries
-  // unloaded.
+  // Ends the providers that are due by Options::idle_time and longest_life. The next request for
+  // one makes it anew. A provider registered with "unload: never" has to end (cleanup with
+  // terminating); its library stays loaded and keeps its state. Any other provider is asked
+  // (cleanup without terminating) and may stay; its library is unloaded with the last of its
+  // providers. Returns the number of libraries unloaded.
   std::size_t end_idle();
 
  private:

@@ -12,7 +12,8 @@ bool name_character(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-// Far more than any class has; each is compared with those before it.
+// Far more than any class has. The limit bounds the time, since each key is compared with those
+// before it.
 constexpr std::size_t kMostKeys = 100;
 
 // Reads one path, complaining with the place.

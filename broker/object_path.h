@@ -23,8 +23,8 @@ struct Key {
 
 class ObjectPath {
  public:
-  Name host;        // empty: this one
-  Name name_space;  // without a leading slash; empty: that of the context
+  Name host;        // empty: this machine
+  Name name_space;  // without a leading slash; empty: that of the request
   Name class_name;
   std::vector<Key> keys;  // none: the path of a class
 
@@ -35,16 +35,16 @@ class ObjectPath {
   const Value* key(std::string_view name) const;
   void set_key(Name name, Value value);  // adds or replaces
 
-  // Reads the text form. Without types at hand a number becomes uint64 (sint64 when negative),
-  // and a quoted text stays text even where the class declares a reference: the object manager
-  // gives keys their declared types when it gets the path. A missing name space stays empty.
-  // Throws Error (InvalidParameter) that names the place.
+  // Reads the text form. As the declared types are not known here, a number becomes uint64 (sint64
+  // when negative) and a quoted text stays text, also where the class declares a reference. The
+  // object manager gives keys their declared types when it gets the path. A missing name space
+  // stays empty. Throws Error (InvalidParameter) that names the place.
   static ObjectPath parse(std::string_view text);
 
   std::string to_text() const;
 
-  // Same class and keys, the keys in any order (same_key_value), same name space where both have
-  // one. The host is left out of account.
+  // The same class, the same keys in any order (same_key_value), and the same name space where both
+  // have one. Hosts are not compared.
   friend bool operator==(const ObjectPath& a, const ObjectPath& b);
 };
 

@@ -29,7 +29,7 @@ struct ArrayObject : Object<CMPIArray, Kind::Array> {
   static constexpr auto table = &Tables::array;
   Type element;
   std::vector<Value> values;
-  // Made with element type chars: setElementAt takes that type then, and reading gives strings.
+  // Made with element type CMPI_chars: setElementAt takes that type, and reading gives strings.
   bool of_chars = false;
 };
 
@@ -48,8 +48,8 @@ struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
   static constexpr auto table = &Tables::instance;
   Instance instance;
   const ClassInfo* info;
-  bool filtered = false;       // by setPropertyFilter:
-  std::vector<Name> filter{};  // what it keeps
+  bool filtered = false;       // whether setPropertyFilter has been called
+  std::vector<Name> filter{};  // the properties that it keeps
 };
 
 struct ArgsObject : Object<CMPIArgs, Kind::Args> {
@@ -61,7 +61,7 @@ struct ArgsObject : Object<CMPIArgs, Kind::Args> {
 struct ContextObject : Object<CMPIContext, Kind::Context> {
   static constexpr auto table = &Tables::context;
   std::vector<std::pair<std::string, Value>> entries;
-  bool prepared = false;  // for a thread to be attached
+  bool prepared = false;  // made for a thread that is not attached yet
 
   const Value* find(std::string_view name) const {
     for (const auto& [entry, value] : entries) {

@@ -29,7 +29,7 @@ Operation::Operation(Core& core, const Request& request, CMPIFlags flags)
       {CMPIRole, Value(request.role)},
       {CMPIAcceptLanguage, Value(request.accept_language)},
       {CMPIContentLanguage, Value("")}});
-  innermost = this;  // last: what fails before is no operation
+  innermost = this;  // last, since the destructor does not run when something fails before
 }
 
 Operation::Operation(Core& core, ContextObject* prepared)

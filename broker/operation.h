@@ -1,5 +1,6 @@
-// One call of a provider's function, or an attached thread: the arena and context that belong to
-// it. Operations of a thread nest, since providers call the object manager back on it.
+// The arena and the context of one call of a provider's function, or of an attached thread.
+// Operations of a thread nest, since a provider may call the object manager on the thread of its
+// own call.
 #pragma once
 
 #include <memory>
@@ -17,7 +18,7 @@ class Operation {
  public:
   // Opens an operation on the calling thread, inside the one that is open there.
   Operation(Core& core, const Request& request, CMPIFlags flags);
-  // For an attached thread; takes the context over.
+  // Opens the operation of an attached thread and takes over its context.
   Operation(Core& core, ContextObject* prepared);
   ~Operation();
   Operation(const Operation&) = delete;
@@ -47,8 +48,9 @@ class Operation {
   bool attached_;
 };
 
-// The request that a context stands for, as up-calls pass it on. The invocation flags are left
-// out of account: providers pass on the context that they got, and expect whole instances.
+// The request of an up-call with this context. The flags of the context are not looked at:
+// providers pass on the context of their own call, and expect whole instances whatever their client
+// asked for.
 Request request_of(const ContextObject& context);
 
 // Makes an object of the running operation.

@@ -1,5 +1,5 @@
-// Up-calls: providers asking the object manager, on the thread and with the context of the call
-// they are in or of their attached thread.
+// Up-calls: what providers ask the object manager. They ask on the thread of their call and with
+// its context, or on an attached thread.
 #include "broker/core.h"
 #include "broker/family.h"
 #include "broker/marshal.h"
@@ -7,7 +7,7 @@
 namespace broker {
 namespace {
 
-// A provider's call as the manager sees it.
+// What an up-call is made with: the core behind the broker, and a request made of the context.
 struct UpCall {
   Core& core;
   Request request;
@@ -244,7 +244,7 @@ CMPIStatus attach_thread(const CMPIBroker* broker, const CMPIContext* context) {
     }
     if (Operation::current()) throw Error(Status::Failed, "the thread is attached already");
     prepared.prepared = false;
-    new Operation(core, &prepared);  // current until detach_thread
+    new Operation(core, &prepared);  // the thread's current one; detach_thread deletes it
   });
 }
 
@@ -261,7 +261,7 @@ CMPIStatus detach_thread(const CMPIBroker* broker, const CMPIContext* context) {
   });
 }
 
-// Indications have no receiver here.
+// Nobody can subscribe to indications here.
 CMPIStatus deliver_indication(const CMPIBroker*, const CMPIContext*, const char*,
                               const CMPIInstance*) {
   return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};

@@ -15,7 +15,7 @@ constexpr const char* kKind[] = {"instance", "association", "method"};
 
 std::size_t index_of(InterfaceKind interface) { return static_cast<std::size_t>(interface); }
 
-// Calls a function that all three kinds of interface have in the same place.
+// cleanup of one kind of interface.
 template <class MI>
 CMPIStatus cleanup_of(void* interface, const CMPIContext* context, bool terminating) {
   auto* mi = static_cast<MI*>(interface);
@@ -23,7 +23,7 @@ CMPIStatus cleanup_of(void* interface, const CMPIContext* context, bool terminat
   return mi->ft->cleanup(mi, context, terminating);
 }
 
-// Says which thread is inside a factory or cleanup, however that ends.
+// While it lives, busy names the thread that is inside a factory or a cleanup.
 class Busy {
  public:
   explicit Busy(std::atomic<std::thread::id>& busy) : busy_(busy) {
@@ -36,7 +36,7 @@ class Busy {
   std::atomic<std::thread::id>& busy_;
 };
 
-// The three kinds begin alike: a handle and a table.
+// All kinds of interface begin with a handle and a table, so that one kind may stand for all.
 bool usable(const void* interface) {
   return interface && static_cast<const CMPIInstanceMI*>(interface)->ft;
 }
@@ -97,7 +97,7 @@ CMPIStatus Provider::cleanup(std::size_t index, bool terminating) {
   Operation operation(core_, {}, 0);
   const Busy busy(busy_);
   CMPIStatus status = functions[index](interfaces_[index], operation.context(), terminating);
-  status.msg = nullptr;  // gone with the operation
+  status.msg = nullptr;  // it is freed with the operation
   return status;
 }
 

@@ -30,8 +30,8 @@ inline constexpr InterfaceKind interface_of<CMPIMethodMI> = InterfaceKind::Metho
 // How the interfaces of a provider are ended.
 enum class Ending {
   Asked,  // one that answers DO_NOT_UNLOAD or NEVER_UNLOAD stays
-  Told,   // whatever they answer; the next request makes them anew
-  Final,  // the same, and there are no more requests
+  Told,   // they end whatever they answer; the next request makes them anew
+  Final,  // they end whatever they answer, and no request follows
 };
 
 class Provider {
@@ -69,16 +69,16 @@ class Provider {
     return Lease<MI>(this, static_cast<MI*>(lease(interface_of<MI>)));
   }
 
-  // Ends the interfaces for good, also while calls run. True when none wants the library to stay.
+  // Ends the interfaces for good, also while calls run. False when one wants the library to stay.
   bool end();
 
-  // Ends them when no call is running and none was for the idle time, or the first was made the
-  // longest life ago. One that stays, stays for as long again.
+  // Ends the interfaces if no call is running and either none ran for idle_time or the oldest
+  // interface is older than longest_life. Both times begin anew for interfaces that stay.
   void end_if_due(std::chrono::milliseconds idle_time, std::chrono::milliseconds longest_life,
                   Ending ending);
 
-  // Keeps new interfaces from being made; owns nothing when there are some or the provider is
-  // starting or ending just now.
+  // A lock that keeps interfaces from being made. It is not owned when the provider has interfaces,
+  // or is starting or ending at the moment.
   std::unique_lock<std::mutex> lock_if_empty();
 
  private:
@@ -97,10 +97,10 @@ class Provider {
   std::mutex mutex_;
   std::atomic<std::thread::id> busy_{};  // the thread inside a factory or cleanup
   std::size_t leases_ = 0;
-  Clock::time_point made_{}, used_{};  // the oldest interface; the end of the last call
+  Clock::time_point made_{}, used_{};  // of the oldest interface; end of the last call
   bool ended_ = false;
   std::array<void*, interface_count> interfaces_{};
-  std::array<bool, interface_count> never_{};  // answered NEVER_UNLOAD
+  std::array<bool, interface_count> never_{};  // whether it answered NEVER_UNLOAD
 };
 
 }  // namespace broker

@@ -125,7 +125,7 @@ class RegistrationReader {
 
   std::string name_;
   std::size_t line_ = 0;
-  std::size_t section_ = 0;  // its line; 0 before the first one
+  std::size_t section_ = 0;  // the line it begins at; 0 before the first section
   std::set<std::string> seen_;
   std::vector<RegistrationEntry> entries_;
 };

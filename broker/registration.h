@@ -9,9 +9,9 @@
 //      unload: never
 //
 // A class may have several sections, each for types of its own; location is the library
-// lib<location>.so in the provider folders; group is the process that object managers with provider
-// processes put it into. Empty lines and lines that begin with # are skipped. Keys of other meaning
-// are refused, as sfcb refuses them.
+// lib<location>.so in the provider folders; group names the process that the provider runs in,
+// where an object manager has processes for providers. Empty lines and lines that begin with # are
+// skipped. Other keys are refused, as sfcb refuses them.
 #pragma once
 
 #include <filesystem>

@@ -22,7 +22,7 @@ struct Qualifier {
   bool to_subclass;  // flavor ToSubclass
 };
 
-// What a qualifier is, wherever it stands.
+// The declaration of a qualifier.
 struct QualifierDeclaration {
   enum Scope : unsigned {
     class_scope = 1,
@@ -35,9 +35,9 @@ struct QualifierDeclaration {
   };
   std::string_view name;
   CMPIType type;     // with CMPI_ARRAY for an array
-  bool has_default;  // what it is where it does not stand
+  bool has_default;  // whether it has a value where it is not given
   std::span<const std::string_view> default_values;
-  unsigned scopes;  // where it may stand
+  unsigned scopes;  // what it may be given for
   bool overridable;
   bool to_subclass;
   bool translatable;

@@ -33,7 +33,7 @@ Type element_type(const Feature& feature) {
   return type == Type::String && embeds ? Type::Instance : type;
 }
 
-// Walks from a class up its superclasses; a superclass gives only what passes to subclasses.
+// Looks in a class and then in its superclasses, where only what passes to subclasses counts.
 template <class Lookup>
 const Qualifier* find_inherited(const Class* start, Lookup lookup) {
   for (const Class* at = start; at; at = at->superclass) {
@@ -121,7 +121,7 @@ const Qualifier* ClassInfo::find_parameter_qualifier(std::string_view method,
 
 Schema::Schema(std::span<const Class> classes, std::span<const QualifierDeclaration> qualifiers)
     : qualifiers_(qualifiers) {
-  classes_.reserve(classes.size());  // infos point at each other
+  classes_.reserve(classes.size());  // they point at each other and must not move
   for (const Class& declaration : classes) {
     ClassInfo& info = classes_.emplace_back();
     info.class_ = &declaration;

@@ -68,11 +68,12 @@ class ClassInfo {
 
   std::span<const MethodInfo> methods() const { return methods_; }
   const MethodInfo* find_method(std::string_view name) const;
-  // A parameter of a method, also one that a superclass calls so in its declaration: a class that
-  // declares the method anew may have another name for it, and callers of either are served.
+  // A parameter of a method. A class that declares an inherited method anew may name its parameters
+  // differently; the names that superclasses use are found too.
   const ParameterInfo* find_parameter(std::string_view method, std::string_view parameter) const;
 
-  // Own or inherited (of those that pass to subclasses); null when there is none.
+  // The class's own qualifier, or an inherited one that passes to subclasses; null when there is
+  // none.
   const Qualifier* find_qualifier(std::string_view name) const;
   const Qualifier* find_property_qualifier(std::string_view property, std::string_view name) const;
   const Qualifier* find_method_qualifier(std::string_view method, std::string_view name) const;
@@ -85,7 +86,8 @@ class ClassInfo {
   const Class* class_ = nullptr;
   const ClassInfo* superclass_ = nullptr;
   std::vector<const ClassInfo*> subclasses_;
-  unsigned first_ = 0, last_ = 0;  // interval of the depth-first numbering
+  // Classes are numbered depth first, so that a class and its subclasses are an interval.
+  unsigned first_ = 0, last_ = 0;
   std::vector<PropertyInfo> properties_;
   std::vector<const PropertyInfo*> keys_;
   std::vector<MethodInfo> methods_;

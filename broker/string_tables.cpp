@@ -66,7 +66,7 @@ const char** get_properties(const CMPIPropertyList* list, CMPIStatus* rc) {
                 [&] { return object<PropertyListObject>(list).pointers.data(); });
 }
 
-// Only filters without a query can be made.
+// A filter cannot have a query, so that every instance passes.
 CMPIBoolean match(const CMPIEnumerationFilter* filter, const CMPIInstance* instance,
                   CMPIStatus* rc) {
   return answer(rc, CMPIBoolean{0}, [&] {

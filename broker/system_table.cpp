@@ -22,7 +22,7 @@ pthread_t thread_of(CMPI_THREAD_TYPE thread) { return reinterpret_cast<pthread_t
 pthread_mutex_t* mutex_of(CMPI_MUTEX_TYPE mutex) { return static_cast<pthread_mutex_t*>(mutex); }
 pthread_cond_t* condition_of(CMPI_COND_TYPE cond) { return static_cast<pthread_cond_t*>(cond); }
 
-// The result belongs to us and is valid for ever; a provider asks for few names.
+// The names are never freed: nobody says when a provider has done with one, and there are few.
 char* resolve_file_name(const char* name) {
   if (!name) return nullptr;
   static auto& mutex = *new std::mutex;
@@ -51,8 +51,8 @@ int cancel_thread(CMPI_THREAD_TYPE thread) {
   return thread ? pthread_cancel(thread_of(thread)) : EINVAL;
 }
 
-// A cancelled thread is unwound from here; the address checker would keep its marks around the
-// locals of this frame and take them for an overflow later.
+// Not checked for bad addresses: a cancelled thread is unwound from here. The address sanitizer
+// would not notice, and would take its marks around this frame's locals for an overflow later.
 [[gnu::no_sanitize_address]] int thread_sleep(CMPIUint32 milliseconds) {
   std::timespec left{milliseconds / 1000, milliseconds % 1000 * 1000000l};
   while (nanosleep(&left, &left) != 0 && errno == EINTR) {

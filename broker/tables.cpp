@@ -5,7 +5,7 @@
 namespace broker {
 namespace {
 
-// Queries: no object of these kinds is ever made.
+// Queries, of which no object is ever made.
 void fill_query_tables(Tables& tables) {
   tables.select_expression = {
       .ftVersion = CMPIVersion210,

@@ -14,7 +14,7 @@
 //     };
 //   };
 //
-// The tables may be wrapped or copied one by one; objects stay this manager's.
+// A test may also copy a table or wrap its functions. The objects are still made by this manager.
 #pragma once
 
 #include "platform/cmpi/cmpi.h"
@@ -43,7 +43,8 @@ struct Tables {
   CMPIErrorFT error{};
   CMPIPropertyListFT property_list{};
   CMPIEnumerationFilterFT enumeration_filter{};
-  // No query language is served, so that no object has these; they answer NOT_SUPPORTED.
+  // No query language is served, so that no object is made with these tables. Their functions
+  // answer NOT_SUPPORTED.
   CMPISelectExpFT select_expression{};
   CMPISelectCondFT select_condition{};
   CMPISubCondFT sub_condition{};

@@ -6,7 +6,8 @@
 namespace broker {
 namespace {
 
-// How often those that wait look for clients that have gone: so long one keeps its thread.
+// How often waiting calls look whether their clients have gone. A call without a client keeps its
+// thread for at most this long.
 constexpr std::chrono::milliseconds look_for_gone{500};
 
 }  // namespace
@@ -70,7 +71,8 @@ void Turns::drop_gone() {
   if (dropped != 0) changed_.notify_all();
 }
 
-// To the next one at once: a call that comes before it wakes up finds one place more in the queue.
+// Hands the turn to the next call before that wakes up, so that a call that comes meanwhile finds
+// its place in the queue free.
 void Turns::give_back() {
   const std::lock_guard lock(mutex_);
   drop_gone();

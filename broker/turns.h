@@ -1,6 +1,6 @@
-// Calls of one method that run one at a time, while a few others wait for their turn: first come,
-// first served. A further one is refused at once, so that calls cannot pile up, each with its
-// thread and its client, behind one that takes minutes.
+// Lets calls of one method run one at a time. A few others wait for their turn: first come, first
+// served. Further ones are refused at once, so that calls do not pile up, each with its thread and
+// its client, behind a call that takes minutes.
 //
 // A call that waits is dropped when its client has gone; one that has its turn keeps it to its end.
 #pragma once
@@ -20,7 +20,7 @@ class Turns {
   using Gone = std::function<bool()>;
   using Note = std::function<void(const std::string&)>;
 
-  // The turn of a call, or none; the next call's turn comes when this ends.
+  // The right of a call to run, or nothing. When it is destroyed, the next call gets its turn.
   class Turn {
    public:
     Turn() = default;
@@ -34,27 +34,27 @@ class Turns {
     Turns* turns_ = nullptr;
   };
 
-  // settings must outlive this. note is told of every call that waits, and of those that do not
-  // get their turn.
+  // settings must outlive this. note receives a line for every call that begins to wait, and for
+  // every call that gets no turn.
   Turns(const OneAtATime& settings, Note note);
   Turns(const Turns&) = delete;
 
   const OneAtATime& settings() const { return settings_; }
 
   // Blocks until it is this call's turn. subject: what it works on. gone: whether its client has
-  // gone (unset: it has not); asked of those that wait, now and then and whenever another call
-  // comes or ends, on any of their threads.
-  // Throws Error: ServerLimitsExceeded, at once, where enough others wait, or one with the same
-  // subject; Failed when the client has gone; ServerIsShuttingDown after close().
+  // gone; when it is unset, the client has not. gone is called while the call waits, now and then
+  // and whenever another call comes or ends, on the thread of any of them. Throws Error:
+  // ServerLimitsExceeded at once where enough others wait, or where one with the same subject does;
+  // Failed when the client has gone; ServerIsShuttingDown after close().
   Turn take(const std::string& subject, const Gone& gone);
 
-  // Refuses the calls that wait and those to come. The one that has its turn goes on.
+  // Refuses the calls that wait and those that follow. The call that has its turn goes on.
   void close();
 
   std::size_t waiting() const;
 
  private:
-  // Of a call; in the queue is what waits.
+  // A call that waits in the queue.
   enum class State { waits, begins, dropped };
   struct Waiting {
     const std::string& subject;

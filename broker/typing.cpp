@@ -14,7 +14,7 @@ Value Core::typed(const Value& value, Type type, bool array, const std::string& 
       if (type == Type::Reference) {
         ObjectPath path = item.as_path();
         if (path.name_space.empty()) path.name_space = Name::borrowed(served_name_space);
-        // A reference may lead to a class of another object manager; it stays as it came.
+        // The class may be one of another object manager. Then the reference stays as it came.
         const ClassInfo* info = schema_.find(path.class_name);
         return Value(info ? typed_path(path, *info) : std::move(path));
       }
@@ -54,8 +54,8 @@ ObjectPath Core::typed_path(const ObjectPath& path, const ClassInfo& info) const
   return result;
 }
 
-// Providers leave keys out of paths now and then, and a client can only repeat what it was given.
-// So some keys may be missing, but not all.
+// A path may lack some of its keys but not all: some providers leave keys out of the paths that
+// they deliver, and a client can only repeat what it was given.
 ObjectPath Core::instance_path(const ObjectPath& path, const ClassInfo& info) const {
   if (path.keys.empty() && !info.keys().empty()) {
     throw Error(Status::InvalidParameter,

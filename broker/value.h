@@ -19,7 +19,7 @@ class ObjectPath;
 
 // Element types; the numbers are CMPI's type codes, so that translation costs nothing.
 enum class Type : std::uint16_t {
-  None = 0,  // of a null that nobody has given a type
+  None = 0,  // a null without a type
   Boolean = 0x0002,
   Char16 = 0x0003,
   Real32 = 0x0008,
@@ -70,7 +70,8 @@ class Value {
   Value(std::shared_ptr<const Instance> instance);              // NOLINT: not null
 
   static Value null(Type type, bool array = false);
-  // The 25-character text, checked by the maker (date_time.h) where it comes from outside.
+  // The 25-character text. It is not checked here: the caller does (date_time.h), if it comes from
+  // outside.
   static Value datetime(std::string text);
   // Every element must be of the element type; a null element is Value::null(element).
   static Value array(Type element, std::vector<Value> elements);
@@ -98,9 +99,9 @@ class Value {
   friend bool operator==(const Value& a, const Value& b);
 
  private:
-  // Copied by functions of its own: of alternatives that are all plain or the library's own, GCC's
-  // variant takes for granted that one is always there, and when the copy of a text fails for want
-  // of memory it destroys one that never was.
+  // The copy functions are written out because of GCC's variant. For alternatives that are all
+  // plain or of the standard library it assumes that assignment never leaves it empty. When memory
+  // runs out in the copy of a text, it would then destroy an alternative that was never made.
   struct Null {
     Null() = default;
     Null(const Null&) noexcept {}
@@ -118,27 +119,28 @@ class Value {
   Data data_;
 };
 
-// Equality of key values: integers by number whatever their width, the rest as operator==.
+// Equality of key values: integers are compared by number whatever their width, other types by
+// operator==.
 bool same_key_value(const Value& a, const Value& b);
 
-// The value as a reader wants it: text as it is, booleans "true"/"false", paths in their text
-// form, arrays with ", " between their elements, null as the empty text.
+// The value for a reader: text as it is, booleans as "true" or "false", paths in their text form,
+// arrays with ", " between their elements, null as the empty text.
 std::string to_text(const Value& value);
 
 // The value as MOF writes it: text in quotes, arrays in braces, null as NULL.
 std::string to_mof(const Value& value);
 
-// Reads a value of a declared type from text that somebody typed. Integers may be decimal, 0x..
-// or negative where signed; booleans are true/false; a datetime has its 25 characters; a
-// reference is an object path (object_path.h). For an array the elements stand between commas,
-// `\,` and `\\` being a comma and a backslash; the empty text is the empty array.
-// Throws Error (InvalidParameter) with the reason when the text is no such value, and for
-// embedded instances, which have no text form.
+// Reads a value of a declared type from text that somebody typed. Integers are decimal, or
+// hexadecimal after 0x, and may be negative where the type is signed; booleans are true or false; a
+// datetime has its 25 characters; a reference is an object path (object_path.h). The elements of an
+// array stand between commas; `\,` and `\\` in them are a comma and a backslash. The empty text is
+// the empty array. Throws Error (InvalidParameter) with the reason when the text is no such value,
+// and for embedded instances, which have no text form.
 Value parse_value(Type type, bool array, std::string_view text);
 
-// The same value as another type: integers and reals of another width when the number fits, text
-// into what parse_value can read, a number into no text. A null becomes a null of the type.
-// Throws Error (TypeMismatch) when there is no such value.
+// The same value as another type. Integers and reals become those of another width when the number
+// fits; text becomes what parse_value reads from it; a number does not become text. A null becomes
+// a null of the type. Throws Error (TypeMismatch) when there is no such value.
 Value convert(const Value& value, Type type, bool array);
 
 }  // namespace broker
