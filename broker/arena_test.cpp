@@ -9,8 +9,7 @@ namespace {
 
 using ArenaTest = TablesTest;
 
-// What is left over at the end of an operation is found by the leak checker of the sanitizer
-// build; the counts hold everywhere.
+// The tests count objects. That their memory is freed too is checked by the leak sanitizer.
 
 TEST_F(ArenaTest, ObjectsGoWithTheOperationAndReleasedOnesAtOnce) {
   const std::size_t before = operation->arena().size();
@@ -98,7 +97,7 @@ TEST_F(ArenaTest, OutsideAnyOperationNothingCanBeMade) {
   EXPECT_EQ(rc.msg, nullptr);
 }
 
-#ifndef __SANITIZE_ADDRESS__  // which ends the program there
+#ifndef __SANITIZE_ADDRESS__  // it ends the program when freed memory is read
 TEST_F(ArenaTest, AReleasedObjectIsNoneAnyMore) {
   CMPIString* released = string("released");
   released->ft->release(released);
@@ -119,7 +118,7 @@ TEST_F(ArenaTest, MemoryFunctionsGiveZeroedResizableBlocks) {
   EXPECT_STREQ(copy, "text");
   mb->mft->cmpiFree(mb, copy);
   mb->mft->cmpiFree(mb, nullptr);
-  // Not given back: freed with the providers.
+  // This block is never freed by the provider, but when the providers end.
   EXPECT_NE(mb->mft->cmpiMalloc(mb, 100), nullptr);
   core->end();
 }

@@ -1,5 +1,5 @@
-// For tests of calls that run one at a time: Do("get missing") of TEST_Widget stays with its
-// provider until it is let go.
+// For tests of calls that run one at a time: the method Do("get missing") of TEST_Widget does not
+// return before let_go().
 #pragma once
 
 #include <atomic>
@@ -12,14 +12,15 @@
 
 namespace broker {
 
-// One at a time in a process, as its functions for the provider's tables have no object.
+// There may be one at a time in a process, as the functions for the provider's tables are static.
 class HeldCalls {
  public:
   HeldCalls() { begun_ = 0, let_go_ = false, within_ = nullptr; }
   ~HeldCalls() { let_go(); }
   HeldCalls(const HeldCalls&) = delete;
 
-  // Do runs one at a time; a call works on what its widget's name says, "free" on nothing.
+  // Calls of Do run one at a time, but for those of the widget "free". The others work on what the
+  // name of their widget says.
   static Options options() {
     OneAtATime held;
     held.class_name = "test_widget";
@@ -41,7 +42,7 @@ class HeldCalls {
     let_go_ = true;
     let_go_.notify_all();
   }
-  // Called on the provider's thread, in its call.
+  // The function is called on the provider's thread, within its call.
   static void within(std::function<void()> function) { within_ = std::move(function); }
 
  private:

@@ -246,8 +246,9 @@ TEST_F(ObjectManagerTest, AMethodWithoutAValueReturnsNull) {
 TEST_F(ObjectManagerTest, WrongResultsOfAMethodAreRefused) {
   const MethodResult result =
       manager.invoke_method(widget("one"), "Do", {{"What", Value("wrong")}});
-  // instance, path, narrow type, null, right, a second one; unknown, input, mistyped parameter;
-  // done, after the end, done again
+  // The return value as an instance, as a path, of a narrower type, null, right, and a second one.
+  // An unknown output parameter, an input one, and one of a wrong type. The end of the result, a
+  // value after the end, and a second end.
   EXPECT_EQ(result.find("Report")->as_text(), "61 61 61 4 0 61 12 12 61 0 60 60 ");
   EXPECT_EQ(result.return_value, Value(std::uint32_t{7}));
 }

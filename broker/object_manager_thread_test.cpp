@@ -1,4 +1,4 @@
-// Requests of many threads at once; the thread sanitizer build looks at what happens here.
+// Requests of many threads at once. The build with the thread sanitizer runs these tests too.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -102,7 +102,7 @@ TEST(ObjectManagerThreads, AThreadLooksForIdleProviders) {
   EXPECT_EQ(ended.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
 }
 
-// The log is told in vain that the cleanup threw; the next one does not.
+// The cleanup throws, and so does the log when it is told. The next cleanup does not throw.
 TEST(ObjectManagerThreads, TheThreadThatLooksOutlivesALookThatFails) {
   Options options = test_options();
   options.registration = {test_entry("TEST_Widget", "Odd", "i")};
@@ -118,7 +118,7 @@ TEST(ObjectManagerThreads, TheThreadThatLooksOutlivesALookThatFails) {
   EXPECT_EQ(ended.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
 }
 
-// A call on a thread of its own that stays with the provider, or waits.
+// A call on a thread of its own, which stays with the provider or waits for its turn.
 struct HeldCall {
   HeldCall(ObjectManager& manager, const char* name)
       : thread([this, &manager, name] {
@@ -191,7 +191,7 @@ TEST(ObjectManagerThreads, TurnsEndBeforeTheManagerDoes) {
   EXPECT_EQ(do_it(manager, "names", "free"), "4 then 18");
 }
 
-// A provider that asks for itself would wait for its own end.
+// If it did, a provider that calls its own method would wait for its own end.
 TEST(ObjectManagerThreads, CallsWithinOneThatHasItsTurnDoNotWait) {
   HeldCalls held;
   Options options = HeldCalls::options();

@@ -21,7 +21,7 @@ using testing::SizeIs;
 
 class ProviderTest : public testing::Test {
  protected:
-  // A manager that knows these registrations only.
+  // A manager with these registrations alone.
   ObjectManager make(std::vector<RegistrationEntry> registration) {
     Options options = test_options();
     options.registration = std::move(registration);
@@ -86,7 +86,7 @@ TEST_F(ProviderTest, AFactoryThatAsksForItselfDoesNotLockUp) {
   expect_failure(manager, "provider Circular called itself while starting or ending");
 }
 
-// On the same thread, which is no longer inside any of the two.
+// The same thread asks again, and must not count as still inside the factory or the cleanup.
 TEST_F(ProviderTest, AfterAFactoryOrCleanupThatThrewItIsAskedAgain) {
   ObjectManager manager = make({test_entry("TEST_Widget", "Throwing", "i")});
   EXPECT_THROW(manager.enumerate_instances("TEST_Widget"), std::runtime_error);

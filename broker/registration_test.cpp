@@ -110,8 +110,8 @@ TEST(Registration, AClassMayHaveASectionForEachType) {
   EXPECT_TRUE(entries[1].method && entries[1].association && !entries[1].instance);
 }
 
-// Drives, bus devices and the computer system are the inventory's; all else is the module's, the
-// methods of drives included.
+// The inventory serves drives, bus devices and the computer system. The module serves everything
+// else, and the methods of drives.
 TEST(ProductRegistration, NamesEveryClassWithTheInterfacesThatItNeeds) {
   std::size_t of_module = 0;
   std::size_t of_inventory = 0;

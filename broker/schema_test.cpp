@@ -87,7 +87,8 @@ TEST(GeneratedSchema, HoldsTheClassesOfTheModule) {
   EXPECT_EQ(run->find_parameter("ManagedElement")->type, Type::Reference);
 }
 
-// The model's one method of which a class calls a parameter otherwise than its superclass.
+// In the model this is the only method of which a class and its superclass name a parameter
+// differently.
 TEST(Schema, AParameterIsFoundByTheNameThatASuperclassGivesItToo) {
   const ClassInfo& service = generated_schema().get("KAVRO_HDDTest_DiagnosticService");
   for (const char* name : {"JobSettings", "jobsetting"}) {

@@ -1,4 +1,4 @@
-// A thread inside an operation of a manager, as providers see it.
+// Puts the thread of a test inside an operation of an object manager, as a provider's is.
 #pragma once
 
 #include <gtest/gtest.h>

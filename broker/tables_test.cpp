@@ -10,7 +10,7 @@
 namespace broker {
 namespace {
 
-// Every table is a version (BrokerFT: two numbers) and pointers after it.
+// Every table is a version and pointers after it; that of the operations begins with two numbers.
 template <class Table>
 void expect_no_null(const Table& table, const char* name) {
   const auto* bytes = reinterpret_cast<const char*>(&table);
@@ -23,7 +23,7 @@ void expect_no_null(const Table& table, const char* name) {
 
 TEST(Tables, HaveNoNullMemberAndAreOfVersion210) {
   const Tables tables;
-  expect_no_null(tables.broker, "broker");  // from offset 8 on: behind the handle
+  expect_no_null(tables.broker, "broker");  // the first 8 bytes are the handle
   expect_no_null(tables.operations, "operations");
   EXPECT_EQ(tables.operations.brokerVersion, 210);
   const auto check = [](const auto& table, const char* name) {
@@ -143,7 +143,7 @@ TEST_F(TablesTest, PropertiesMayBeSetInAnyOrderAndAgain) {
 
 TEST_F(TablesTest, OnlyTheBytesOfATypeAreRead) {
   CMPIInstance* made = instance("TEST_Widget");
-  // The narrowest storage there is: the address checker finds a wider read.
+  // The variables are as narrow as their types, so that the address sanitizer finds a wider read.
   auto number = std::make_unique<CMPIUint8>(CMPIUint8{200});
   EXPECT_EQ(
       made->ft->setProperty(made, "U8", reinterpret_cast<CMPIValue*>(number.get()), CMPI_uint8).rc,

@@ -1,8 +1,8 @@
 // A provider library in plain CMPI, for the tests of the object manager's operations.
 //
-// TEST_Widget has the instances "one" and "two" and those that were created; what its methods do
-// is told by their names and by the parameter What of Do. Factories, cleanups and association
-// filters are written with logMessage, where the tests read them.
+// TEST_Widget has the instances "one" and "two" and those that were created. Its methods do what
+// their names say, and Do what its parameter What says. Factories, cleanups and the filters of
+// association operations are written with logMessage, where the tests read them.
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -60,7 +60,7 @@ CMPIInstance* thing(const CMPIBroker* mb, const char* class_name, const char* na
 namespace {
 
 std::mutex created_mutex;
-// Never destroyed: it would leave the clones behind, which belong to the object manager.
+// Never destroyed, so that the clones in it stay reachable and count as no leak.
 auto& created = *new std::map<std::string, CMPIInstance*>;
 
 // Instances.
@@ -181,7 +181,7 @@ CMPIStatus exec_query(CMPIInstanceMI*, const CMPIContext*, const CMPIResult*, co
   return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};
 }
 
-// A table of CMPI 2.0: without the last member.
+// A table of CMPI 2.0, which has no last member.
 const CMPIInstanceMIFT kInstanceTable{
     .ftVersion = CMPIVersion200,
     .miVersion = 1,
@@ -285,7 +285,7 @@ MI* make(const CMPIBroker* mb, const char* name, const Table& table) {
 }  // namespace
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
-// A status that is left as it came: the object manager has set it.
+// These factories leave the status as the object manager has set it.
 #define PROVIDER(NAME)                                                                            \
   EXPORT CMPIInstanceMI* NAME##_Create_InstanceMI(const CMPIBroker* mb, const CMPIContext*,       \
                                                   CMPIStatus*) {                                  \
@@ -324,7 +324,7 @@ EXPORT CMPIInstanceMI* Refusing_Create_InstanceMI(const CMPIBroker* mb, const CM
   return &mi;
 }
 
-// Its table has no function for what is asked.
+// The table of this provider has no function but cleanup.
 EXPORT CMPIInstanceMI* Hollow_Create_InstanceMI(const CMPIBroker* mb, const CMPIContext*,
                                                 CMPIStatus*) {
   static const CMPIInstanceMIFT table{
@@ -344,7 +344,7 @@ EXPORT CMPIInstanceMI* Hollow_Create_InstanceMI(const CMPIBroker* mb, const CMPI
   return make<CMPIInstanceMI>(mb, "Hollow", table);
 }
 
-// Throws every other time that it is made, and that it is to end.
+// Its factory and its cleanup throw at the first call and at every second one after it.
 CMPIStatus throwing_cleanup(CMPIInstanceMI* mi, const CMPIContext* context,
                             CMPIBoolean terminating) {
   static bool throws = false;
@@ -366,7 +366,7 @@ EXPORT CMPIInstanceMI* Throwing_Create_InstanceMI(const CMPIBroker* mb, const CM
   return make<CMPIInstanceMI>(mb, "Throwing", table);
 }
 
-// Throws a number the first time that it is to end.
+// Throws a number, not an exception, when it is to end for the first time.
 CMPIStatus odd_cleanup(CMPIInstanceMI* mi, const CMPIContext* context, CMPIBoolean terminating) {
   static bool thrown = false;
   if (!std::exchange(thrown, true)) throw 42;
@@ -383,7 +383,7 @@ EXPORT CMPIInstanceMI* Odd_Create_InstanceMI(const CMPIBroker* mb, const CMPICon
   return make<CMPIInstanceMI>(mb, "Odd", table);
 }
 
-// Asks for itself while it is being made.
+// Its factory asks for an instance of its own class.
 EXPORT CMPIInstanceMI* Circular_Create_InstanceMI(const CMPIBroker* mb, const CMPIContext* context,
                                                   CMPIStatus* rc) {
   CMPIObjectPath* path = mb->eft->newObjectPath(mb, kNameSpace, "TEST_Widget", nullptr);

@@ -63,7 +63,7 @@ std::string add_by_up_call(const CMPIBroker* mb, const CMPIContext* context) {
          std::to_string(out->ft->getArg(out, "Sum", nullptr).value.sint64);
 }
 
-// Every way to put something wrong into a method's result, as status codes.
+// Tries every way to put something wrong into a method's result. Returns the status codes.
 std::string wrong_results(const CMPIBroker* mb, const CMPIResult* result, CMPIArgs* out) {
   const CMPIUint16 narrow = 1;
   const CMPIUint32 right = 7;
@@ -131,7 +131,7 @@ std::string do_it(const State& provider, const CMPIContext* context, const CMPIR
   if (what == "principal") {
     return text(context->ft->getEntry(context, CMPIPrincipal, nullptr).value.string);
   }
-  if (what == "meet") {  // returns when two callers are inside at once
+  if (what == "meet") {  // it returns when two callers are inside at once
     ++inside;
     int seen = 0;
     for (int i = 0; i < 2000 && (seen = inside) < 2 && most_inside < 2; ++i) {

@@ -1,4 +1,4 @@
-// Calls that wait for their turn; the thread sanitizer build looks at what happens here.
+// Calls that wait for their turn. The build with the thread sanitizer runs these tests too.
 #include "broker/turns.h"
 
 #include <gmock/gmock.h>
@@ -29,7 +29,7 @@ OneAtATime run_of_a_drive() {
   return settings;
 }
 
-// A call on a thread of its own, which keeps its turn until it is told to end.
+// A call on a thread of its own. It keeps its turn until it is told to end.
 class Call {
  public:
   Call(Turns& turns, std::string drive)
@@ -42,7 +42,7 @@ class Call {
 
   void leave() { gone_ = true; }
 
-  // Waits for its turn, or for the refusal that comes in its place.
+  // Waits until the call has its turn or is refused.
   bool has_begun() {
     outcome_.wait(Outcome::none);
     return outcome_ == Outcome::turn;
@@ -86,7 +86,7 @@ class TurnsTest : public testing::Test {
     EXPECT_TRUE(made->has_begun());
     return made;
   }
-  // Those of several drives, in this order.
+  // Calls for several drives, in this order.
   Calls waiting(const std::vector<std::string>& drives) {
     Calls calls;
     for (const std::string& drive : drives) {
@@ -172,7 +172,7 @@ TEST_F(TurnsTest, OneOfADriveMayWait) {
   turns_.close();
 }
 
-// Its place is free before anybody else looks.
+// Its place is free for the next call that comes.
 TEST_F(TurnsTest, OneWhoseClientHasGoneIsDropped) {
   const auto first = running();
   const Calls calls = waiting({"sda", "sdb", "sdc", "sdd"});
@@ -212,7 +212,7 @@ TEST_F(TurnsTest, WhatHasBegunIsNotAskedForItsClient) {
   turns_.close();
 }
 
-// Its client may have said all that it wants to.
+// A client that closes its side after the request may still want the reply.
 TEST_F(TurnsTest, WhatNeedNotWaitIsNotAskedForItsClient) {
   EXPECT_NO_THROW(turns_.take("sda", [] { return true; }));
 }
