@@ -24,7 +24,11 @@ void Arena::remove(Header& header) {
     if (mark.last == &header) mark.last = header.previous;
   }
   if (header.previous) header.previous->next = header.next;
-  (header.next ? header.next->previous : last_) = header.previous;
+  if (header.next) {
+    header.next->previous = header.previous;
+  } else {
+    last_ = header.previous;
+  }
   --size_;
 }
 

@@ -15,7 +15,11 @@ namespace broker {
 // There may be one at a time in a process, as the functions for the provider's tables are static.
 class HeldCalls {
  public:
-  HeldCalls() { begun_ = 0, let_go_ = false, within_ = nullptr; }
+  HeldCalls() {
+    begun_ = 0;
+    let_go_ = false;
+    within_ = nullptr;
+  }
   ~HeldCalls() { let_go(); }
   HeldCalls(const HeldCalls&) = delete;
 
