@@ -57,13 +57,15 @@ void Delivery::instance(const InstanceObject& object) {
   }
   if (!instances_) throw Error(Status::InvalidDataType, "the operation delivers no instances");
   admit(object.info);
-  if (choice_.all()) {
+  const auto wanted = [this](const Property& property) { return choice_.wants(property.name); };
+  // Most providers have set wanted properties only, so that nothing need be copied.
+  if (choice_.all() || std::ranges::all_of(object.instance.properties, wanted)) {
     hand_over(*instances_, object.instance);
     return;
   }
   Instance chosen(object.instance.path);
   for (const Property& property : object.instance.properties) {
-    if (choice_.wants(property.name)) chosen.properties.push_back(property);
+    if (wanted(property)) chosen.properties.push_back(property);
   }
   hand_over(*instances_, chosen);
 }

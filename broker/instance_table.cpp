@@ -10,7 +10,8 @@ namespace broker {
 namespace {
 
 bool keeps(const InstanceObject& target, const Name& name) {
-  return !target.filtered || std::ranges::find(target.filter, name) != target.filter.end();
+  return !target.filtered ||
+         std::ranges::any_of(target.filter, [&](const std::string& kept) { return name == kept; });
 }
 
 // A key property that is null is a property of the instance, but no key of its path.
@@ -31,7 +32,7 @@ CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* na
       if (keeps(target, added)) target.instance.set(std::move(added), std::move(copy));
       return;
     }
-    const PropertyInfo* property = target.info->find_property(name);
+    const PropertyInfo* property = target.info->find_next_property(target.last_set, name);
     if (!property) {
       throw Error(Status::NoSuchProperty,
                   "class " + target.info->name().str() + " has no property " + name);
@@ -49,6 +50,7 @@ CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* na
                                             std::string(property->origin->name));
     }
     set_value(target, *property, std::move(copy));
+    target.last_set = property;
   });
 }
 

@@ -48,8 +48,9 @@ struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
   static constexpr auto table = &Tables::instance;
   Instance instance;
   const ClassInfo* info;
-  bool filtered = false;       // whether setPropertyFilter has been called
-  std::vector<Name> filter{};  // the properties that it keeps
+  bool filtered = false;              // whether setPropertyFilter has been called
+  std::vector<std::string> filter{};  // the properties that it keeps
+  const PropertyInfo* last_set{};     // the next one is searched for behind it
 };
 
 struct ArgsObject : Object<CMPIArgs, Kind::Args> {

@@ -66,6 +66,15 @@ const PropertyInfo* ClassInfo::find_property(std::string_view name) const {
   return found == property_index_.end() ? nullptr : found->second;
 }
 
+const PropertyInfo* ClassInfo::find_next_property(const PropertyInfo* previous,
+                                                  std::string_view name) const {
+  const std::size_t next =
+      previous ? static_cast<std::size_t>(previous - properties_.data()) + 1 : 0;
+  for (std::size_t i = next; i < properties_.size(); ++i)
+    if (properties_[i].name == name) return &properties_[i];
+  return find_property(name);
+}
+
 const MethodInfo* ClassInfo::find_method(std::string_view name) const {
   for (const MethodInfo& info : methods_) {
     if (info.name == name) return &info;

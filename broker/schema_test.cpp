@@ -45,6 +45,11 @@ TEST(Schema, AnOverridingPropertyKeepsItsPlace) {
   EXPECT_EQ(gadget.properties()[2].name, "Flag");
   EXPECT_EQ(gadget.properties()[19].name, "Extra");
   EXPECT_EQ(gadget.find_property("caption"), &gadget.properties()[1]);
+  const PropertyInfo* const first = gadget.find_next_property(nullptr, "name");
+  EXPECT_EQ(first, &gadget.properties()[0]);
+  EXPECT_EQ(gadget.find_next_property(first, "caption"), &gadget.properties()[1]);
+  EXPECT_EQ(gadget.find_next_property(&gadget.properties().back(), "Name"), first);
+  EXPECT_EQ(gadget.find_next_property(&gadget.properties().back(), "Nothing"), nullptr);
   ASSERT_EQ(gadget.keys().size(), 1u);
   EXPECT_EQ(gadget.keys()[0]->name, "Name");
 }

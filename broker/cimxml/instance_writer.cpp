@@ -8,7 +8,9 @@ void Writer::property(const ClassInfo* info, const Property& property) {
   const Type type = property.value.type();
   const bool array = property.value.is_array();
   const bool reference = type == Type::Reference && !array;
-  const PropertyInfo* declared = info ? info->find_property(property.name) : nullptr;
+  const bool by_declaration = reference || class_origin_ || type == Type::Instance;
+  const PropertyInfo* declared =
+      info && by_declaration ? info->find_property(property.name) : nullptr;
   const std::string_view element =
       reference ? "PROPERTY.REFERENCE" : (array ? "PROPERTY.ARRAY" : "PROPERTY");
   text_ << "<" << element << " NAME=\"";
