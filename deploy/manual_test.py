@@ -56,7 +56,7 @@ class Command(unittest.TestCase):
 
     def test_every_option_is_explained_with_its_command_and_no_other_is(self):
         for command in commands():
-            told = set(re.findall(r"^\.B\w* (--[a-z-]+)", section(self.text, "SS", command),
+            told = set(re.findall(r"^\.B\w* (--[a-z-]+)", section(self.text, "SS", command) or "",
                                   re.MULTILINE))
             self.assertEqual(told, options(help_of(PROGRAM, command)) - self.shared, command)
 
