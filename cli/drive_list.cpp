@@ -49,11 +49,11 @@ void look_at_each(std::vector<Drive>& drives, const Doing& doing) {
   std::atomic<std::size_t> next = 0;
   std::atomic<std::size_t> seen = 0;
   const auto look = [&] {
-    for (std::size_t i; (i = next++) < drives.size();) {
+    for (std::size_t i = next++; i < drives.size(); i = next++) {
       Drive& drive = drives[i];
       drive.look = look_at(drive.device);
       drive.smart = smart_of(*drive.look);
-      // The kernel cuts what a drive says of itself, and does not know it of every USB drive.
+      // The kernel cuts the model's name, and does not know that of every USB drive.
       if (!drive.look->model.empty()) drive.model = drive.look->model;
       if (!drive.look->serial.empty()) drive.serial = drive.look->serial;
       if (doing) doing(fmt::format("smartctl, {} of {}", ++seen, drives.size()));

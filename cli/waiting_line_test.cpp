@@ -29,9 +29,12 @@ TEST(WaitingLine, IsShownOnATerminalAndTakenAway) {
     }
   }
   close(slave);
-  char bytes[4096];
-  for (ssize_t count; (count = read(master, bytes, sizeof bytes)) > 0;)
+  for (;;) {
+    char bytes[4096];
+    const ssize_t count = read(master, bytes, sizeof bytes);
+    if (count <= 0) break;
     written.append(bytes, static_cast<std::size_t>(count));
+  }
   close(master);
   EXPECT_TRUE(written.ends_with("\r\x1b[K")) << written;
 }

@@ -167,11 +167,12 @@ bool Worker::read() {
     return false;
   }
   unread_.append(buffer, static_cast<std::size_t>(count));
-  std::size_t begin = 0;
-  for (std::size_t line_end; (line_end = unread_.find('\n', begin)) != std::string::npos;
-       begin = line_end + 1)
-    take(std::string_view(unread_).substr(begin, line_end - begin));
-  unread_.erase(0, begin);
+  std::string_view rest = unread_;
+  for (std::size_t end = rest.find('\n'); end != rest.npos; end = rest.find('\n')) {
+    take(rest.substr(0, end));
+    rest.remove_prefix(end + 1);
+  }
+  unread_ = std::string(rest);
   return true;
 }
 

@@ -1,5 +1,6 @@
-// The drives that an emulator was told to have, read from its command line, and what is to be
-// decided on each: this knows controllers and names, and nothing of what hwinfo prints.
+// The drives that an emulator was told to have, read from its command line, with the decision that
+// discovery has to make on each. This knows controllers and names, and nothing of what hwinfo
+// prints.
 #pragma once
 
 #include <map>
@@ -13,7 +14,7 @@ struct Emulated_Drive {
   std::string decision;  // testable, raid, usb, micro-flash or lsi
 };
 
-// The part of the text between two marks; up to the end when the second is missing.
+// The part of the text between two marks, up to its end when the second is missing.
 inline std::string cut(const std::string& text, const std::string& begin, const std::string& end) {
   const std::size_t position = text.find(begin);
   if (position == text.npos) return {};
@@ -21,8 +22,8 @@ inline std::string cut(const std::string& text, const std::string& begin, const 
   return text.substr(first, text.find(end, first) - first);
 }
 
-// The drives of "-device MODEL,KEY=VALUE,..." arguments, in their order. Of a key that stands
-// twice the last counts.
+// The drives of "-device MODEL,KEY=VALUE,..." arguments, in their order. Of a repeated key the last
+// value counts.
 inline std::vector<Emulated_Drive> emulated_drives(const std::string& arguments) {
   std::map<std::string, std::string> adapters = {{"ide", "ide"}};
   std::vector<Emulated_Drive> drives;
@@ -33,8 +34,11 @@ inline std::vector<Emulated_Drive> emulated_drives(const std::string& arguments)
     at = arguments.find(mark, at + 1);
     const std::string model = rest.substr(0, rest.find(','));
     std::map<std::string, std::string> values;
-    for (rest.erase(0, model.size() + 1); !rest.empty(); rest.erase(0, rest.find(',') + 1))
+    rest.erase(0, model.size() + 1);
+    while (!rest.empty()) {
       values[rest.substr(0, rest.find('='))] = cut(rest, "=", ",");
+      rest.erase(0, rest.find(',') + 1);
+    }
     if (values.contains("id")) adapters[values["id"]] = model;
     const std::string adapter = adapters[values["bus"].substr(0, values["bus"].find('.'))];
     const std::string name = values["model"] + values["product"];

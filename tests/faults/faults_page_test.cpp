@@ -18,15 +18,27 @@ struct Row {
 
 std::string trimmed(std::string_view text) { return std::string(platform::trim(text)); }
 
+std::vector<std::string> split(const std::string& text, const std::string& separator) {
+  std::vector<std::string> parts;
+  std::size_t begin = 0;
+  for (std::size_t end = text.find(separator); end != text.npos;
+       end = text.find(separator, begin)) {
+    parts.push_back(trimmed(text.substr(begin, end - begin)));
+    begin = end + separator.size();
+  }
+  parts.push_back(trimmed(text.substr(begin)));
+  return parts;
+}
+
 std::vector<Row> rows() {
   std::ifstream file(HDDTEST_FAULTS_PAGE);
   std::vector<Row> all;
   std::string line;
   while (std::getline(file, line)) {
     if (!line.starts_with("| ") || line.starts_with("| what goes wrong")) continue;
-    std::vector<std::string> cells;
-    for (std::size_t begin = 1, end; (end = line.find('|', begin)) != line.npos; begin = end + 1)
-      cells.push_back(trimmed(line.substr(begin, end - begin)));
+    std::vector<std::string> cells = split(line, "|");
+    cells.erase(cells.begin());  // before the first
+    cells.pop_back();            // behind the last
     EXPECT_EQ(cells.size(), 4u) << line;
     if (cells.size() == 4) all.push_back({cells[0], cells[1], cells[2]});
   }
@@ -47,7 +59,8 @@ std::string log_says(const char* log) {
   std::string line = log;
   if (line.starts_with("journal ")) return "its lines are in the journal";
   line = line.substr(2);  // behind the severity
-  for (std::size_t at; (at = line.find("/dev/sda")) != line.npos;) line.replace(at, 8, "DEVICE");
+  for (std::size_t at = line.find("/dev/sda"); at != line.npos; at = line.find("/dev/sda"))
+    line.replace(at, 8, "DEVICE");
   return '"' + line + '"';
 }
 
@@ -55,14 +68,10 @@ struct Seen {
   std::set<std::string> client, log;
 };
 
-// The texts of a cell, one for each way that it can go.
+// The texts of a cell, one for each thing that can happen.
 std::set<std::string> alternatives(const std::string& cell) {
-  std::set<std::string> all;
-  std::size_t begin = 0;
-  for (std::size_t end; (end = cell.find("; ", begin)) != cell.npos; begin = end + 2)
-    all.insert(cell.substr(begin, end - begin));
-  all.insert(cell.substr(begin));
-  return all;
+  const std::vector<std::string> all = split(cell, "; ");
+  return {all.begin(), all.end()};
 }
 
 TEST(FaultsPage, EachRowIsWhatItsCasesHaveSeenAndEachCaseHasOne) {

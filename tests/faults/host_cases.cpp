@@ -1,4 +1,4 @@
-// What the process that loads the module does to it.
+// What the process that loads the module may do without harm.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
@@ -43,8 +43,8 @@ void change_locale(World&) {
   std::locale::global(std::locale(std::locale(), new Grouping));
 }
 
-// In that language the small letter of I is not i. The messages have their elements in capitals,
-// which count as any other.
+// In Turkish the small letter of I is not i. The elements of the message file are written in
+// capitals, which mean the same as small letters.
 void speak_turkish(World& world) {
   const std::string folder = world.place("/locale").string();
   std::filesystem::create_directory(folder);
@@ -58,7 +58,7 @@ void speak_turkish(World& world) {
   std::stringstream text;
   text << std::ifstream(file).rdbuf();
   std::string capitals = text.str();
-  for (std::size_t at = 0; (at = capitals.find('<', at)) != capitals.npos; ++at)
+  for (std::size_t at = capitals.find('<'); at != capitals.npos; at = capitals.find('<', at + 1))
     for (std::size_t i = at + 1;
          i < capitals.size() && (isalpha(capitals[i]) || capitals[i] == '/'); ++i)
       if (capitals[i] >= 'a' && capitals[i] <= 'z') capitals[i] -= 'a' - 'A';

@@ -32,9 +32,9 @@ namespace {
 
 constexpr char service_class[] = "KAVRO_HDDTest_DiagnosticService";
 constexpr char offer_class[] = "KAVRO_HDDTest_AvailableDiagnosticService";
-constexpr int grace_milliseconds = 5000;  // for what has been killed and is about to go
+constexpr int grace_milliseconds = 5000;  // for a process that was killed to end
 
-// A drive that passes: one read of its log shows the test under way.
+// A drive that passes; one read of its log shows the test in progress.
 constexpr char good_smartctl[] = R"(log=${0%/*}/../drive
 case $1 in
 -i) echo 'SMART support is: Enabled'; : > $log ;;
@@ -64,7 +64,7 @@ broker::ObjectPath path_of(const char* class_name, const char* key, const char* 
   return {broker::Name("root/cimv2"), broker::Name(class_name), {{broker::Name(key), value}}};
 }
 
-// "running" or "ended" when the process has such a child.
+// "running" or "ended" when the process has a child, which is in that state; else empty.
 std::string child_of_this() {
   siginfo_t child{};
   if (waitid(P_ALL, 0, &child, WEXITED | WSTOPPED | WNOHANG | WNOWAIT) != 0) return {};
@@ -359,9 +359,12 @@ void in_child(const std::function<void()>& work, int seconds) {
   EXPECT_FALSE(WIFSIGNALED(status)) << "killed by signal " << WTERMSIG(status);
   EXPECT_TRUE(!WIFEXITED(status) || WEXITSTATUS(status) == 0) << "see the failures above";
   int waited = 0;
-  for (pid_t orphan; (orphan = waitpid(-1, nullptr, WNOHANG)) >= 0;) {
-    if (orphan != 0) continue;
-    if ((waited += 10) > grace_milliseconds) {
+  for (;;) {
+    const pid_t orphan = waitpid(-1, nullptr, WNOHANG);
+    if (orphan < 0) break;
+    if (orphan > 0) continue;
+    waited += 10;
+    if (waited > grace_milliseconds) {
       ADD_FAILURE() << "a process is left behind";
       const auto self = std::to_string(getpid());
       std::ifstream children("/proc/self/task/" + self + "/children");

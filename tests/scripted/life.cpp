@@ -26,7 +26,7 @@ struct Block {
 
 [[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
 
-// A failure that says where it is, once, however deep the statement was played.
+// A failure that says once where it is, however deeply the statement was nested.
 struct Placed : std::runtime_error {
   using runtime_error::runtime_error;
 };
@@ -45,7 +45,7 @@ Lines read_lines(const std::filesystem::path& file) {
   return lines;
 }
 
-// The word at the start of a text, which loses it and the blanks behind it.
+// Takes the first word and the blanks behind it from the text.
 std::string take_word(std::string& text) {
   const std::size_t end = std::min(text.find_first_of(blanks), text.size());
   std::string word = text.substr(0, end);
@@ -209,11 +209,12 @@ class Reader {
     return expand(words[0], scope);
   }
 
-  // Characters and ${...} of a piece of text. What is put in is not looked at again.
+  // Replaces escapes and ${...} in a piece of text. What is put in is not looked at again.
   std::string expand(const std::string& text, const Variables& scope) const {
     std::string result;
     std::size_t at = 0;
-    for (std::size_t begin; (begin = text.find("${", at)) != std::string::npos;) {
+    for (std::size_t begin = text.find("${"); begin != std::string::npos;
+         begin = text.find("${", at)) {
       const std::size_t end = end_of_reference(text, begin);
       result += unescape(text.substr(at, begin - at));
       result += value_of(text.substr(begin + 2, end - begin - 2), scope);
