@@ -8,10 +8,11 @@
 
 namespace cli {
 
-// Reads NAME=VALUE texts, the value in the form of the parameter's type (broker::parse_value); the
-// first "=" separates. A parameter is taken by each name that the class and those above it have for
-// it, as the object manager takes it. Throws CommandFailure that names the text when it has no "=",
-// when the method has no such parameter or it comes twice, or when the value is none of its type.
+// Reads texts of the form NAME=VALUE. The first "=" separates the two, and the value has the form
+// of the parameter's type (broker::parse_value). A parameter may have the name that the class or
+// one of its superclasses gives it, as in the object manager. Throws CommandFailure, which names
+// the text, when there is no "=", when the method has no such parameter, when a parameter comes
+// twice, or when the value does not fit the type.
 std::vector<broker::Argument> parse_arguments(const broker::ClassInfo& info,
                                               const broker::MethodInfo& method,
                                               const std::vector<std::string>& texts);

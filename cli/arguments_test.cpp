@@ -39,7 +39,7 @@ TEST(ParseArguments, SeparatesAtTheFirstEqualsSign) {
   EXPECT_EQ(arguments[0].value.as_path().key("DeviceID")->as_text(), "/dev/sda");
 }
 
-// The service's class calls a parameter otherwise than the standard's.
+// The class of the service has another name for a parameter than the standard's class.
 TEST(ParseArguments, TakesParametersByTheNamesOfClassesAboveToo) {
   for (const std::string name : {"JobSettings", "jobsetting"}) {
     const auto arguments = run({name + "=KAVRO_HDDTest_JobSettingData.InstanceID=\"x\""});

@@ -17,8 +17,8 @@ std::string read_pem(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// The text of a key that not everybody may read. Of a file of another use nobody must be told to
-// change what others may do with it.
+// The text of a key that others may not use. Whether it is a key comes first, so that nobody is
+// told to change the mode of a file that serves another purpose.
 std::string read_key(const std::filesystem::path& file) {
   using std::filesystem::perms;
   std::string text = read_pem(file);

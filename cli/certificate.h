@@ -15,11 +15,12 @@ struct CertificateFiles {
 
 struct ReadCertificate {
   broker::http::Certificate certificate;
-  std::string out_of_date;  // why clients will refuse it as of now; empty when they need not
+  std::string out_of_date;  // why clients refuse it at present, or empty
 };
 
-// Throws CommandFailure, one line that names the files and says what to do: one cannot be read, is
-// none, belongs to another one, or the key is open to everybody.
+// Throws CommandFailure, which names the files and says what to do, when a file cannot be read or
+// holds no certificate or key, when the key belongs to another certificate, or when others may use
+// the key.
 ReadCertificate read_certificate(const CertificateFiles& files);
 
 }  // namespace cli

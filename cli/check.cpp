@@ -13,7 +13,7 @@ namespace {
 constexpr int status_missing = 1;
 
 std::string line(const Finding& finding, const Output& output) {
-  // The label is laid out by its characters, so the colour comes last.
+  // Colour codes would count as characters of the label, so the colour is added last.
   const std::string word = finding.hidden           ? "unknown"
                            : !finding.ok            ? "missing"
                            : finding.remedy.empty() ? "ok"

@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds pause_between{2};
 
 void kill_children() {
   std::error_code error;
-  // The kernel keeps them by thread. Other files of /proc may hide some from us.
+  // The kernel lists children by thread. The other files of /proc may hide some from us.
   for (std::filesystem::directory_iterator entry("/proc/self/task", error), end;
        !error && entry != end; entry.increment(error)) {
     std::ifstream stream(entry->path() / "children");
@@ -23,7 +23,7 @@ void kill_children() {
   }
 }
 
-// False: there is none, living or dead.
+// Whether children are left, alive or dead.
 bool reap_children() {
   for (;;) {
     const pid_t child = waitpid(-1, nullptr, WNOHANG);
@@ -35,7 +35,7 @@ bool reap_children() {
 
 bool end_children(std::chrono::milliseconds time) {
   const auto deadline = std::chrono::steady_clock::now() + time;
-  // Whoever loses its parent is ours from now on, so nobody gets away by it.
+  // Processes that lose their parent become our children from now on, so that none escapes.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   while (reap_children()) {
     kill_children();

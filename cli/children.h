@@ -5,10 +5,10 @@
 
 namespace cli {
 
-// Kills the children of this process and what they leave behind, until nothing is left: also those
-// that are stopped, have left their group, or have become somebody's daemon meanwhile. For a
-// process that is about to end: who waits for a child of his own finds that it is gone. Blocks for
-// that time at most; false when something is left, which is stuck in the kernel then.
+// Kills the children of this process and their descendants until none is left, also those that are
+// stopped, have left the process group or have become daemons. Only for a process that is about to
+// end, since whoever waits for a child finds it gone. Blocks for at most this time. False means
+// that a process is left, which is then stuck in the kernel.
 bool end_children(std::chrono::milliseconds time);
 
 }  // namespace cli

@@ -20,8 +20,9 @@ import unittest
 PROGRAM = pathlib.Path(sys.argv[1]).resolve()
 BUILD = PROGRAM.parent.parent
 
-# After the start of a test, the log shows $POLLS reads in progress and then $RESULT, or, with $GONE,
-# smartctl says that and fails. $INFORMATION and $LOG come before what is said at first.
+# After the start of a test the log shows a test in progress for $POLLS reads, and then $RESULT; with
+# $GONE smartctl prints that instead and fails. $INFORMATION and $LOG are printed before the first
+# answers.
 STAND_IN = r"""#!/bin/sh
 for device; do :; done
 state=${0%/*}/state.$(printf %s "$device" | tr -c '[:alnum:]' _)

@@ -54,8 +54,8 @@ Command passwd_command();
 // Runs the action; what it throws becomes a line on standard error. Returns the exit status.
 int perform(const Invocation& invocation);
 
-// Reads the command line and has done what it asks for; returns the exit status. Whatever goes
-// wrong is one line on standard error.
+// Reads the command line and does what it asks for; returns the exit status. Whatever goes wrong is
+// one line on standard error.
 int run_program(int argc, const char* const* argv, int (*action)(const Invocation&) = perform);
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// The call that tests a drive, RunDiagnostic of the service: its parts, and when it is one.
+// The call that tests a drive, RunDiagnostic of the service: its names, and which calls test one.
 #pragma once
 
 #include <string>
@@ -13,11 +13,11 @@ inline constexpr std::string_view run_argument = "ManagedElement";
 broker::ObjectPath service_path();
 broker::ObjectPath drive_path(const std::string& device);
 
-// The drive that a call would test. Empty when it would test none: the module answers such calls
-// at once.
+// The drive that a call would test. Empty when it would test none; the module answers such calls at
+// once.
 std::string drive_to_test(const broker::ObjectPath& service, const broker::Value* drive);
 
-// One test at a time, as the module does it, but with few that wait.
+// Lets one test run at a time, as the module does, but only a few wait.
 broker::OneAtATime one_test_at_a_time();
 
 }  // namespace cli

@@ -43,11 +43,11 @@ std::optional<bool> smart_of(const DriveLook& look);
 // drive) and whether hwinfo can be found.
 std::string reason_words(const std::optional<std::string>& reason, bool has_hwinfo);
 
-// The same in the words of a list, by all that discovery told and by how the drive is connected.
+// The same in the words of a list, by all that discovery told and by the drive's connection.
 std::string left_out_words(const std::string& reason, const Decisions& decisions,
                            const std::string& device, const std::string& connection);
 
-// Hears what is being waited for, in words; on any thread.
+// Is told in words what the command is waiting for; called on any thread.
 using Doing = std::function<void(const std::string&)>;
 
 // The drives in the order of the inventory, with discovery's decision on each. Listens to the core

@@ -97,7 +97,7 @@ bool knows_self_tests(std::string_view capabilities) {
   return knows;
 }
 
-// What it is that a step of smartctl failed at.
+// Why a step of smartctl failed.
 void read_failure(const Answer& answer, DriveLook& look) {
   look.words = short_text(complaint_of(answer.output));
   const auto says = [&](std::string_view text) { return contains(look.words, text); };

@@ -1,6 +1,9 @@
 // A look at a drive: what it is, and whether it could be tested now, by what smartctl prints of it.
-// It makes out what the module's test would make of the same answers, so that nobody has to start a
-// test to hear that there can be none.
+// It concludes what the module's test would conclude from the same answers, so that nobody has to
+// start a test to learn that none is possible.
+//
+// What smartctl prints comes from the drive: texts in a look are cut to a length that fits on a
+// line, but not escaped.
 //
 // What smartctl prints comes from the drive: texts in a look are cut to a length that fits on a
 // line, but not escaped.
@@ -41,16 +44,16 @@ struct DriveLook {
   bool nvme = false;
 };
 
-// By the answers of "smartctl -i", "-l selftest" and "-c". The last two count only where SMART is
-// on, and the last may be empty: a running test that the log does not show is told by it, and one
-// that the log shows for ever, since it never ended, is ruled out.
+// Reads the answers of "smartctl -i", "-l selftest" and "-c". The last two count only where SMART
+// is on. The last may be empty. It tells of a running test that the log does not show, and rules
+// out one that the log shows for ever because it never ended.
 DriveLook read_look(const Answer& information, const Answer& log, const Answer& capabilities);
 
-// Only the answer of "smartctl -i": ready stands for a drive with SMART on.
+// Reads only the answer of "smartctl -i". Ready then means that SMART is on.
 DriveLook read_information(const Answer& information);
 
-// Why smartctl did not start a test ("smartctl -t short"), by an answer whose status says that it
-// did not: running where it refused to end another test for it.
+// Why "smartctl -t short" did not start a test, by an answer whose status says so. Running means
+// that smartctl refused to end another test for it.
 DriveLook read_refusal(const Answer& start);
 
 // Whether smartctl's exit status fails a step of the module's test.
@@ -66,7 +69,7 @@ std::string_view complaint_of(std::string_view output);
 // The percentage of a running test that "NN% of test remaining" or "(NN% remaining)" tells.
 std::optional<int> told_remaining(std::string_view output);
 
-// What helps who may not use a drive: root has been refused by a container or service.
+// What a user can do who may not use a drive. Root lacks the right only in a container or service.
 std::string permission_advice(bool root);
 
 // In a few words, for a column: "ready", "test running, 90% remaining", "SMART is off".
@@ -75,7 +78,8 @@ std::string readiness_words(const DriveLook& look);
 // The same as one word for programs: "smart-off".
 std::string_view readiness_cause(Readiness readiness);
 
-// Whether a name may stand in a command that somebody copies: a plain one, and no option.
+// The name as it may stand in a command that somebody copies: DEVICE for one that a shell or
+// smartctl could take for something else.
 std::string name_in_command(const std::string& device);
 
 // Why the drive cannot be tested now, and what to do, on one line; empty when it is ready.

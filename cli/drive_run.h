@@ -21,7 +21,8 @@ struct DriveResult {
   std::optional<std::string> entry{};
   std::string model{};  // as smartctl prints it; empty where it was not asked or does not say
   std::string serial{};
-  Json job{};  // the instances; null where there is none, and where they call failed what was not
+  // The instances; null where there is none, or where it wrongly calls the drive failed.
+  Json job{};
   Json record{};
   std::optional<std::chrono::sys_seconds> begin{};  // nothing where nothing was asked
   std::chrono::seconds elapsed{0};

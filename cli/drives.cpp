@@ -67,7 +67,7 @@ Row row_of(const Drive& drive) {
   return row;
 }
 
-// The width of each column, 0 of those that are left away.
+// The width of each column, 0 of a column that is left out.
 using Widths = std::array<std::size_t, column_count>;
 
 std::size_t sum(const Widths& widths) {
@@ -76,7 +76,7 @@ std::size_t sum(const Widths& widths) {
   return all - gap;
 }
 
-// Where the terminal is too narrow, columns are shortened one after the other, then left away.
+// Where the terminal is too narrow, columns are shortened one after the other, then left out.
 void fit(Widths& widths, std::size_t columns) {
   constexpr std::size_t least = 8;
   const auto shorten = [&](Column column) {
@@ -127,9 +127,8 @@ void tell_of_permission(const std::vector<Drive>& drives) {
 }
 
 std::vector<Drive> find_drives(broker::ObjectManager& manager, const Places& places) {
-  // Log lines on the same terminal would stand in the middle of a line that is written over.
-  // Who takes the list elsewhere may take errors there later, where a line that is written over has
-  // no place.
+  // A line that is written over needs the terminal for itself. Lines of the log would stand in the
+  // middle of it, and where the list goes elsewhere, errors may be collected as well.
   const bool show = standard_output().is_terminal() && log_file(places) != "-";
   WaitingLine line(standard_error(), "looking for drives", show);
   return list_drives(manager, true, [&](const std::string& doing) { line.say(doing); });

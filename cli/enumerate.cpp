@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-// Jobs and records are asked for first of all by people whose test has failed.
+// Mostly people whose test has failed ask for jobs and records.
 constexpr const char* kept_elsewhere =
     "Jobs and records stay with the process that ran the test: 'hddtest run --json' shows them "
     "whole, and a server tells its clients of its own tests.\n";

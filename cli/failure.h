@@ -1,4 +1,5 @@
-// Why the command cannot do what it was asked for: one line for its user. Ends it with status 3.
+// What the command throws when it cannot do what it was asked for: one line for its user. The
+// command then ends with status 3.
 #pragma once
 
 #include <stdexcept>
@@ -12,7 +13,7 @@ class CommandFailure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// It was not asked rightly. more: lines for people that help with that.
+// The command line was wrong. more: further lines, which help people to mend it.
 class WrongCommandLine : public CommandFailure {
  public:
   explicit WrongCommandLine(const std::string& line, std::string more = "")

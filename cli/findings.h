@@ -39,8 +39,9 @@ Finding message_finding(const std::filesystem::path& file);
 // Whether the file, such as the registration, can be read.
 Finding file_finding(const std::string& name, const std::filesystem::path& file);
 
-// file: the log's destination, "-" for standard error. chosen: by HVX_LOG_FILE. Tests do without
-// the file that nobody chose, since it is for root to make its folder.
+// file: the log's destination, "-" for standard error. chosen: HVX_LOG_FILE names it. A log that
+// cannot be written is no fault where nobody chose the file: root has to make its folder, and tests
+// run without it.
 Finding log_finding(const std::string& file, bool chosen);
 
 // Loads every provider library that is registered, and asks every class that is no association

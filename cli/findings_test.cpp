@@ -83,7 +83,7 @@ TEST_F(Files, TakeLogLinesWhenTheyOrTheirFolderCanBeWritten) {
   EXPECT_FALSE(log_finding(folder_ / "pipe", true).ok) << "nobody reads it";
 }
 
-// What is built from source has no folder of the log; every test runs all the same.
+// A build from source has no folder for the log, and every test runs all the same.
 TEST_F(Files, AreNoConditionWhereNobodyChoseTheLog) {
   const Finding finding = log_finding(folder_ / "none/log", false);
   EXPECT_TRUE(finding.ok);

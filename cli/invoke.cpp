@@ -34,7 +34,8 @@ const broker::MethodInfo& find_method(const broker::ClassInfo& info, const std::
                   near_match_question(name, names)));
 }
 
-// A test that was not run is answered like one that was, and only the log tells; so does this.
+// The module answers a call that tested nothing like one that tested a drive; only its log tells
+// the difference. So the log's line is shown here too.
 broker::MethodResult invoke_heard(broker::ObjectManager& manager, const broker::ObjectPath& path,
                                   const broker::MethodInfo& method,
                                   const std::vector<broker::Argument>& arguments) {

@@ -36,8 +36,9 @@ Json to_json(const broker::Instance& instance) {
 
 std::string dump(const Json& json) {
   const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
-  // JSON lets much stand as it is that terminals obey, or that turns the direction of writing. What
-  // is below the blank is its own layout.
+  // JSON leaves characters as they are that a terminal obeys or that change the direction of
+  // writing. They are escaped here; control characters below the blank can only be JSON's own
+  // layout.
   std::string result;
   result.reserve(text.size() + 1);
   for (std::string_view rest = text; !rest.empty();) {

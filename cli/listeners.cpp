@@ -18,13 +18,13 @@ namespace {
 
 using broker::http::Address;
 
-// More would rather be a mistake than meant.
+// A larger number is more likely a mistake than meant.
 constexpr int most_handed_over = 64;
 
 // Each attempt takes a port that is free at one address; it is seldom taken at another.
 constexpr int attempts = 20;
 
-// The variable's text, empty when there is none; afterwards it is gone.
+// Removes the variable and returns its text, empty when there is none.
 std::string take_variable(const char* name) {
   const char* const text = std::getenv(name);
   std::string value = text ? text : "";
@@ -38,7 +38,7 @@ bool is_set(int socket, int option, int wanted) {
   return getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 && value == wanted;
 }
 
-// As it listens; throws when it does not.
+// The address at which the socket listens; throws when it does not listen.
 Address address_of_listener(int socket) {
   sockaddr_storage storage{};
   auto* const address = reinterpret_cast<sockaddr*>(&storage);
@@ -66,7 +66,7 @@ bool try_to_open(const std::vector<ListeningPlace>& places, Listeners& opened) {
     Address address = place.address;
     if (address.port() == 0) address.set_port(chosen);
     try {
-      // Two that both want the IPv4 addresses would exclude each other.
+      // Two sockets that both wanted the IPv4 addresses would exclude each other.
       opened.add(address.listen(places.size() > 1), address);
     } catch (const std::system_error& error) {
       if (place.only_if_there && is_absent(error.code())) continue;
@@ -109,7 +109,7 @@ Listeners handed_over_listeners(int first) {
   const auto [rest, error] = std::from_chars(number.data(), end, count);
   if (error != std::errc() || rest != end || count < 0 || count > most_handed_over)
     throw CommandFailure(
-        fmt::format("LISTEN_FDS, the number of sockets that were handed over, is none "
+        fmt::format("LISTEN_FDS, the number of sockets that were handed over, is no number "
                     "from 0 to {}; start it by its socket unit, or without LISTEN_PID",
                     most_handed_over));
   Listeners listeners;

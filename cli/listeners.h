@@ -10,7 +10,7 @@
 
 namespace cli {
 
-// Listening sockets of the Internet with their addresses. Closes those that nobody has taken.
+// TCP listening sockets with their addresses. Closes those that were not taken.
 class Listeners {
  public:
   Listeners() = default;
@@ -31,24 +31,25 @@ class Listeners {
 };
 
 // The sockets that the environment announces, by the protocol of sd_listen_fds(3) without its
-// library: LISTEN_FDS of them, from the first descriptor on, if LISTEN_PID is this process. They
-// are closed on exec from now on, do not block, and the variables are gone, so that children know
-// nothing of them. Throws CommandFailure when one is no listening socket of TCP. For the begin of a
-// process: other threads may be using the environment, or starting programs.
+// library: LISTEN_FDS of them, from the first descriptor on, if LISTEN_PID is this process. Makes
+// them close-on-exec and non-blocking, and removes the variables, so that children know nothing of
+// them. Throws CommandFailure when one is no listening TCP socket. Call it before other threads
+// start, since they may use the environment or start programs.
 Listeners handed_over_listeners(int first = 3);
 
 struct ListeningPlace {
   broker::http::Address address;
-  bool only_if_there = false;  // a machine that does not have this address does without
+  bool only_if_there = false;  // where the machine lacks this address, the server does without it
 };
 
-// Each host's address with the port. Without a host, and for "localhost", the two of the loopback:
-// clients try one after the other by the name, and whoever held the other would be sent passwords.
+// Each host's address with the port. Without a host, and for "localhost", both loopback addresses:
+// clients try one after the other, so a stranger who listened at the second would receive
+// passwords.
 std::vector<ListeningPlace> listening_places(const std::vector<std::string>& hosts,
                                              std::uint16_t port);
 
-// Listens on all of them or throws CommandFailure, which says on which not, why, and what to do. Of
-// port 0 one becomes the port of all.
+// Listens on all of them, or throws CommandFailure, which says where it cannot, why, and what to
+// do. Port 0 means one free port for all addresses.
 Listeners open_listeners(const std::vector<ListeningPlace>& places);
 
 }  // namespace cli

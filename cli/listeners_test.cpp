@@ -57,7 +57,7 @@ TEST(Listeners, OneFreePortIsThePortOfAll) {
 }
 
 TEST(Listeners, AnotherPortIsTriedWhenTheChosenOneIsTakenAtOneAddress) {
-  // The second is in the way of the first, whatever the port.
+  // The second place is the first one again, so no port is free at both.
   const ListeningPlace place = {Address("127.0.0.1", 0)};
   EXPECT_EQ(fault_of({place, place}), "no port is free at all the addresses; name one with --port");
 }

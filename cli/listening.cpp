@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 using broker::http::Address;
 
-// "0100007F:1764" and its like: words of the machine's own order, and the port.
+// The host of a text such as "0100007F:1764": words in the machine's byte order, then the port.
 std::string host_of(const std::string& text, std::uint16_t& port) {
   const std::size_t colon = text.find(':');
   const std::string words = text.substr(0, colon);

@@ -10,7 +10,8 @@
 namespace cli {
 
 // "process 812 (sfcbd)", or "another process" where we may not see whose it is. Empty when nobody
-// listens at this TCP address, or at all of the machine's. proc: where the kernel tells.
+// listens at this TCP address, or at all addresses of the machine. proc: the folder to read in
+// place of /proc.
 std::string who_listens(const broker::http::Address& address,
                         const std::filesystem::path& proc = "/proc");
 

@@ -64,7 +64,7 @@ void read_columns(std::string_view columns, LogEntry& entry) {
   entry.block = number<std::uint64_t>(take_word(columns));
 }
 
-// Nothing when the line is none of an entry: '#', a number of two columns, the rest.
+// An entry's line is '#', a number of two columns, and the rest. Nothing for any other line.
 std::optional<LogEntry> read_entry(std::string_view line) {
   if (!line.starts_with('#')) return std::nullopt;
   std::string_view rest = line.substr(1);

@@ -10,9 +10,9 @@
 
 namespace cli {
 
-// Enters the data folder and makes the object manager of the registration there. What it and its
-// providers note goes to the core log. A thread looks for idle providers that often; zero: none
-// does. Throws CommandFailure and broker::Error.
+// Enters the data folder and makes the object manager of the registration there. It and its
+// providers write to the core log. A thread looks for idle providers at this interval; zero means
+// never. Throws CommandFailure and broker::Error.
 std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
                                                     std::chrono::milliseconds look_for_idle = {});
 

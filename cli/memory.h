@@ -1,13 +1,14 @@
-// Memory of a process that serves a crowd now and then: what the crowd took, the C library keeps.
+// Memory of a process that now and then serves many clients. The C library keeps what they used;
+// this gives it back.
 #pragma once
 
 #include <cstddef>
 
 namespace cli {
 
-// Bounds the number of heaps that threads share, which is otherwise a multiple of the processors:
-// each keeps what was free in it last. Before there are threads. MALLOC_ARENA_MAX in the
-// environment has precedence.
+// Limits the number of heaps that threads share. Otherwise there are several for each processor,
+// and each keeps the memory that was freed in it last. Call it before there are threads.
+// MALLOC_ARENA_MAX in the environment takes precedence.
 void bound_heaps();
 
 // Gives free memory back to the system.
@@ -17,7 +18,7 @@ class FreeMemory {
   void look();
 
  private:
-  // Whoever works changes one of these, and be it by a page.
+  // All work changes one of these, if only by a page.
   struct State {
     std::size_t resident = 0;
     std::size_t used = 0;  // of the heaps

@@ -42,7 +42,7 @@ TEST(FreeMemory, GoesBackAlsoFromBetweenWhatIsStillUsed) {
   EXPECT_LT(resident_bytes(), before + 16 * megabyte);
 }
 
-// Also where the most of it was taken when it was looked for.
+// Gives back too what was taken before an earlier look.
 TEST(FreeMemory, IsLookedForAgainAfterEachChange) {
   if (!memory_is_telling) GTEST_SKIP() << "the sanitizers keep memory that was freed";
   FreeMemory memory;

@@ -35,7 +35,8 @@ std::size_t distance(const std::string& a, const std::string& b) {
 }  // namespace
 
 std::string near_match(std::string_view word, const std::vector<std::string>& known) {
-  constexpr std::size_t longest = 100;  // what is longer is no slip; the work grows with the square
+  // Nobody mistypes a longer word, and the work grows with the square of its length.
+  constexpr std::size_t longest = 100;
   if (word.empty() || word.size() > longest) return "";
   const std::string given = letters(word);
   std::vector<std::string> begun;
@@ -46,7 +47,7 @@ std::string near_match(std::string_view word, const std::vector<std::string>& kn
     if (given.size() > 1 && small.starts_with(given)) begun.push_back(one);
     if (one.size() > longest) continue;
     const std::size_t slips = distance(given, small);
-    // Of a word of one letter nothing would be left.
+    // With as many slips as letters, every word would be near.
     if (slips < least && slips < given.size()) {
       least = slips;
       nearest = one;

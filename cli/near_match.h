@@ -7,10 +7,9 @@
 
 namespace cli {
 
-// The known word that the given one is the beginning of, if it is that of one alone, else the one
-// that is fewest slips of a hand away: letters left out, added, changed, or two that changed
-// places. Capitals do not matter, nor do the hyphens of options such as "--jobs". Empty when none
-// is near.
+// The known word that begins with the given one, if there is exactly one; else the known word with
+// the fewest typing errors between the two (a letter left out, added or changed, or two swapped).
+// Ignores case and the hyphens of options such as "--jobs". Empty when none is near.
 std::string near_match(std::string_view word, const std::vector<std::string>& known);
 
 // "; did you mean 'WORD'?" with it; empty without.

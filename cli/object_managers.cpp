@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Of a path that this user may not look at, in a way that is a mode of access(); else nothing.
+// The finding that this user may not look at the path (mode: one of access()); nothing if he may.
 std::optional<Finding> hidden_finding(const std::string& manager, const fs::path& path, int mode) {
   if (faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 || errno != EACCES) return {};
   return Finding{manager, false, path.string() + " may not be looked at",
@@ -70,7 +70,7 @@ std::optional<Registration> registration(const std::string& line) {
   return found;
 }
 
-// Of a registration that did not take place, or is not there any more.
+// The finding for a registration that did not take place, or is not there any more.
 std::optional<Finding> unfinished_finding(const Registration& registered, const fs::path& root) {
   const std::string again = "hddtest-register " + registered.manager;
   if (registered.state == "leaving") {

@@ -109,7 +109,7 @@ TEST_F(ObjectManagers, WhatWasMadeForARegistrationIsThere) {
   EXPECT_TRUE(only().ok);
 }
 
-// What is looked for stands behind these folders, which only their owner may enter.
+// What is looked for is behind folders that only their owner may enter.
 TEST_F(ObjectManagers, WhatThisUserMayNotLookAtIsNotMissing) {
   const fs::path folders[] = {"srv/stage", "etc/systemd/system/tog-pegasus.service.d", "opt"};
   write("srv/stage/regs/hddtest.reg", "[A]\n");

@@ -1,5 +1,5 @@
 // Where the command writes. What is written is handed to the system at once and never held back:
-// the module forks processes that end with exit, and what a stream still held would then come
+// the module forks processes that end with exit, and what a stream still held would then be written
 // twice.
 #pragma once
 

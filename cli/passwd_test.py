@@ -71,7 +71,7 @@ class Passwd(ServerTest):
     def test_two_that_differ_change_nothing(self):
         written, status = self.on_a_terminal(b"one", b"two")
         self.assertEqual(status, 3)
-        self.assertIn(b"the two differ", written)
+        self.assertIn(b"the two passwords differ", written)
         self.assertFalse((self.folder / "users").exists())
 
 

@@ -23,7 +23,7 @@ struct Places {
 // cannot be told.
 Places find_places(const std::string& data);
 
-// Where paths of a command line begin.
+// A path of the command line, which is relative to the folder that the command was called in.
 std::filesystem::path resolve(const Places& places, const std::string& path);
 
 // Makes the data folder the working directory, since the module reads its message file below
@@ -39,9 +39,9 @@ std::string log_file(const Places& places);
 // Whether HVX_LOG_FILE names it.
 bool is_log_file_chosen();
 
-// Adds /usr/sbin and /sbin to PATH, where drive tools are although the PATH of users often
-// leaves these out; the shell that the module starts looks nowhere else. Call before threads and
-// libraries.
+// Adds /usr/sbin and /sbin to PATH. Drive tools are there, but the PATH of users often lacks these
+// folders, and the shell that the module starts looks nowhere else. Call it before threads start
+// and libraries are loaded.
 void extend_program_path();
 
 }  // namespace cli

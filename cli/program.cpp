@@ -40,7 +40,7 @@ void add_option(CLI::App& app, const Option& option) {
     add(**texts)->allow_extra_args(argument);
   } else {
     const Number& number = std::get<Number>(option.target);
-    // The library judges; its words differ between its versions.
+    // The library checks the range, but its messages differ between its versions.
     const auto within = [number,
                          range = CLI::Range(number.least, number.most)](const std::string& text) {
       return range(text).empty() ? ""
@@ -58,7 +58,7 @@ void add_shared_options(CLI::App& app, Invocation& invocation) {
 
 int help(const CLI::App& program, const std::vector<std::string>& names) {
   if (names.empty()) {
-    // The program's own function shows the help of the command that was named: this one's.
+    // program.help() would show the help of the command that was named, which is this one.
     standard_output().write(program.get_formatter()->make_help(&program, program.get_name(),
                                                                CLI::AppFormatMode::Normal));
   }
@@ -90,7 +90,7 @@ Command help_command(const CLI::App& program) {
           [&program, names] { return help(program, *names); }};
 }
 
-// Says why there is no answer, to programs in its place.
+// Says why there is no answer: on standard error, and in JSON in the answer's place.
 int refuse(bool json, std::string_view cause, const std::string& reason) {
   if (json) standard_output().write(dump(failure_json(std::string(cause), reason)));
   complain(reason);
@@ -103,7 +103,7 @@ int refuse(bool json, const WrongCommandLine& wrong) {
   return status_cannot;
 }
 
-// Whether it is asked for by a command line that cannot be read to its end.
+// Whether a command line that could not be read asks for JSON.
 bool asks_for_json(int argc, const char* const* argv) {
   for (int i = 1; i < argc && argv[i] != std::string_view("--"); ++i)
     if (argv[i] == std::string_view("--json")) return true;

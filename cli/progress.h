@@ -24,7 +24,8 @@ class Progress {
   std::optional<int> remaining() const { return remaining_; }
   // What the drive is doing: "testing, 90% remaining".
   std::string shown() const;
-  // The last line of severity 0: why the test could not be done; with what smartctl said to it.
+  // The last line of severity 0, which says why the test could not be done, with smartctl's own
+  // words.
   const std::optional<std::string>& reason() const { return reason_; }
   // The entry of the drive's log that decided, as the drive wrote it, blanks run together.
   const std::optional<std::string>& entry() const { return entry_; }

@@ -9,7 +9,7 @@
 namespace cli {
 namespace {
 
-// To the beginning of the first of so many lines, from the last.
+// Moves from the last of so many lines to the beginning of the first.
 std::string back(std::size_t lines) {
   return lines > 1 ? fmt::format("\r\x1b[{}A", lines - 1) : "\r";
 }

@@ -39,7 +39,7 @@ class ProgressLines {
   std::size_t drawn_ = 0;
 };
 
-// The line in that many columns (0: any): the title is cut before what is going on.
+// The line, cut to that many columns (0: not cut). The title is cut before the rest.
 std::string line_text(const ProgressLine& line, std::size_t columns);
 
 }  // namespace cli

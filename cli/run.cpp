@@ -40,8 +40,8 @@ constexpr const char* description =
 constexpr const char* footer =
     "Without DEVICE every drive is tested but those that the module leaves out, such as\n"
     "drives on USB. A drive is called failed only where it reported an error itself, or\n"
-    "went during its test; where no test could be made, or its end is not known, the\n"
-    "reason and what to do stand on one line of standard error.\n"
+    "disappeared during its test; where no test could be made, or its end is not known,\n"
+    "one line of standard error says why and what to do.\n"
     "Exit status: 3 if a drive could not be tested or its result is not known, else 1 if\n"
     "one failed, else 2 if one was aborted or has no self-test, else 0. So 3 does not say\n"
     "that none failed: with --json each drive has a status of its own. Drives that are\n"
@@ -67,7 +67,7 @@ class Run {
       : options_(options),
         json_(json),
         places_(places),
-        // Log lines on the same terminal would stand in the middle of a line that is written over.
+        // A log on the same terminal would write into the middle of a line that is written over.
         progress_(progress_output(json), shows_progress()) {}
 
   int all() {
@@ -229,8 +229,8 @@ class Run {
     return dump(array);
   }
 
-  // On the thread that takes signals; the process ends when this returns, and the lock is kept so
-  // that nothing more is written. What tests a drive ends with it.
+  // Called on the thread that takes signals. The process ends when this returns, and with it the
+  // processes that test drives. The lock is kept, so that nothing more is written.
   void interrupted() {
     lock_.lock();
     if (waiting_) waiting_->end();

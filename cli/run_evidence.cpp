@@ -7,7 +7,7 @@
 namespace cli {
 namespace {
 
-// "STATUS\n... Smart Message \nOUTPUT". An answer that reads otherwise proves nothing.
+// "STATUS\n... Smart Message \nOUTPUT". An answer of another form proves nothing.
 std::optional<Answer> read_answer(std::string_view text) {
   Answer answer;
   const char* const end = text.data() + text.size();

@@ -23,7 +23,7 @@ struct RunEvidence {
   // Takes a line of the core log. For one thread at a time.
   void take(int severity, std::string_view text);
 
-  // Whether smartctl was let start the test: from there on the drive may be testing.
+  // Whether smartctl was told to start the test and did: from there on the drive may be testing.
   bool started() const { return start && !step_failed(start->status); }
 };
 

@@ -31,8 +31,8 @@ void add(std::vector<PlannedDrive>& plan, PlannedDrive drive) {
   if (!planned) plan.push_back(std::move(drive));
 }
 
-// Nothing, or why we may not use the device: a test that smartctl is not let do would end as
-// failed.
+// Nothing, or why this user may not use the device. The module would call a test failed that
+// smartctl may not start.
 std::optional<std::string> opening_fault(const std::string& device) {
   const int descriptor = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor >= 0) close(descriptor);
@@ -52,7 +52,7 @@ std::string meant(const std::string& name, const std::vector<Drive>& drives) {
                       : "did you mean " + near + "?";
 }
 
-// The same for a named drive and for all, as it is with a missing smartctl.
+// The same text for a named drive and for all, as with a missing smartctl.
 constexpr const char* no_hwinfo =
     "hwinfo is not installed, so that it is not known what may be tested; install the package "
     "hwinfo";

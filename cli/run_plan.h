@@ -18,7 +18,7 @@ struct PlannedDrive {
   std::string words{};                  // the same in the words of the list of drives
 };
 
-// Without discovery: every name is passed on as it stands. Names that mean one drive are one.
+// Without discovery: every name is passed on as it stands. Several names of one drive count once.
 std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names);
 
 // The named drives, with what discovery decided on them. A name may be a link, such as one below

@@ -24,7 +24,7 @@ bool was_started(const Verdict& verdict) {
   return verdict.cause == cause_not_ended || verdict.cause == cause_unknown;
 }
 
-// Drives without self-tests are aborted to programs, as the module has it.
+// For programs a drive without self-tests counts as aborted, as in the module.
 std::string_view shown_outcome(const Verdict& verdict) {
   return verdict.cause == cause_no_self_test ? "no self-test" : outcome_word(*verdict.outcome);
 }

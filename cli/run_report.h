@@ -19,7 +19,7 @@ std::string short_report(const DriveResult& result, const Output& output);
 // The line for a drive without outcome, not escaped.
 std::string complaint(const DriveResult& result);
 
-// How many ended how. left_out: so many more were not to be tested.
+// How many drives ended in which way. left_out: the number of further drives that were left out.
 std::string summary(const std::vector<DriveResult>& results, std::size_t left_out);
 
 // What to do about the drives that did not pass, each advice once, behind the drives that it is

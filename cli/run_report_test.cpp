@@ -48,7 +48,7 @@ TEST(Advice, ComesOnceForDrivesWithTheSameCause) {
             "to work.\n"
             "\n/dev/d:\n"
             "HDST-100: Back up what can still be read. Check cable, power and controller of the "
-            "drive; replace it if it goes again.\n");
+            "drive; replace it if that happens again.\n");
 }
 
 TEST(FullReport, HasTheDriveAndTheAdvice) {

@@ -15,7 +15,7 @@ from command_case import CONTROL, PROGRAM, CommandTest, main
 
 
 def environment_of(process):
-    """Empty when it has ended."""
+    """Its text, empty when the process has ended."""
     try:
         with open(f"/proc/{process}/environ", encoding="utf-8", errors="replace") as text:
             return text.read()

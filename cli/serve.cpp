@@ -44,13 +44,14 @@ struct ServeOptions {
 constexpr int http_port = 5988;
 constexpr int https_port = 5989;
 
-// For what has been received when the server is told to end; a self-test takes longer anyway.
+// How long requests that have arrived may take when the server is told to end. A self-test takes
+// longer anyway.
 constexpr std::chrono::seconds grace{2};
 
-// For what the server has started, when it has been killed.
+// How long the programs that the server has started may take to go after they were killed.
 constexpr std::chrono::seconds grace_of_killed{2};
 
-// What providers gather goes after some minutes; nobody minds which half minute.
+// Providers are idle for minutes before they end, so half a minute more does not matter.
 constexpr std::chrono::seconds look_for_idle{30};
 
 constexpr const char* description = "Serves CIM operations (CIM-XML over HTTP) until it is ended.";
@@ -71,13 +72,13 @@ void note(int severity, const std::string& text) {
                                                text);
 }
 
-// What an administrator has to see, wherever he looks.
+// Warns on standard error and in the log, so that an administrator sees it in either place.
 void warn(const std::string& text) {
   complain(text);
   note(NKVRHVX20::ILogger::eWarning, text);
 }
 
-// Room for as many connections as the server may have, as far as we may have it.
+// Makes room for as many connections as the server may have, as far as the system lets us.
 void raise_descriptor_limit() {
   constexpr rlim_t wanted = 4096;
   rlimit limit{};
@@ -86,7 +87,7 @@ void raise_descriptor_limit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// Nobody gets a server that is open to others by leaving something away.
+// Refuses options with which the server would be open to others because one was forgotten.
 void check_security(const ServeOptions& options, const http::Address& address) {
   const std::string host = address.host();
   const bool tls = !options.certificate.empty();
@@ -105,8 +106,8 @@ void check_security(const ServeOptions& options, const http::Address& address) {
                          "; name a certificate with --cert and --key");
 }
 
-// What the server is to listen on: what a supervisor hands over, else what is wanted of it. Nothing
-// is opened yet.
+// What the server is to listen on: the sockets that a supervisor hands over, else the addresses
+// that the options name. Nothing is opened yet.
 struct Listening {
   Listeners handed_over;
   std::vector<ListeningPlace> places;
@@ -158,7 +159,7 @@ void reload_users(http::Server& server, const std::filesystem::path& file) {
   }
 }
 
-// One that clients would refuse is no better than the one before.
+// Keeps the certificate in use where clients would refuse the new one.
 void reload_certificate(http::Server& server, const CertificateFiles& files) {
   try {
     const ReadCertificate read = read_certificate(files);
@@ -195,7 +196,8 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
     throw CommandFailure("no test could make a record: " + places.message_file.string() + ": " +
                          fault + "; reinstall hddtest, or name its data with --data");
   }
-  // The outcome of a test stands all the same, and an edit takes effect with the next one.
+  // This is no reason to refuse: tests have their outcomes all the same, and the next test reads
+  // the file again.
   if (const auto faults = results::message_file_faults(places.message_file); !faults.empty())
     warn("records of tests may lack their texts: " + places.message_file.string() + ": " +
          faults.front() + "; mend it or reinstall hddtest, or name its data with --data");
@@ -215,12 +217,14 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
 
   tell(listeners.addresses(), !options.certificate.empty(), invocation.json);
   FreeMemory memory;
-  int signal = 0;
-  while ((signal = signals.wait(look_for_memory)) == SIGHUP || signal == 0) {
+  for (;;) {
+    const int signal = signals.wait(look_for_memory);
     if (signal == 0)
       memory.look();
-    else
+    else if (signal == SIGHUP)
       reload(server, options, places);
+    else
+      break;
   }
 
   notify_supervisor("STOPPING=1");
@@ -236,7 +240,8 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
       fmt::format("ended with {} request{} in work; drives go on testing by themselves; to stop "
                   "one: smartctl -X DEVICE",
                   at_work, at_work == 1 ? "" : "s"));
-  // A provider at work cannot be ended, and its threads use what a return would take away.
+  // A provider that is at work cannot be stopped, and its threads use objects that returning from
+  // here would destroy.
   _exit(status_ok);
 }
 

@@ -78,7 +78,7 @@ class Loopback(Listen):
             self.assertEqual(self.ask_at(url), 200)
 
     def test_somebody_at_either_address_keeps_it_from_starting(self):
-        """He would be sent the passwords of those who ask for localhost."""
+        """The other program would be sent the passwords of clients that ask for localhost."""
         for host in ["127.0.0.1", "::1"] if has_v6() else ["127.0.0.1"]:
             port = self.listener(host).getsockname()[1]
             self.run_command("serve", "--no-auth", "--port", str(port))
@@ -127,7 +127,7 @@ class Told(Listen):
 
 class HandedOver(Listen):
     def serve_on(self, *listeners, arguments=(), **environment):
-        """What is to be run, and how, so that the server gets these sockets."""
+        """The command and its environment with which the server gets these sockets."""
         numbers = [fcntl.fcntl(listener.fileno(), fcntl.F_DUPFD, 100) for listener in listeners]
         for number in numbers:
             self.addCleanup(os.close, number)
@@ -144,7 +144,7 @@ class HandedOver(Listen):
         for url in urls:
             self.assertEqual(self.ask_at(url), 200)
         self.assertEqual(self.end(), 0)
-        # Who comes while there is no server waits for the next one.
+        # A client that comes while there is no server waits for the next one.
         with socket.create_connection(listeners[0].getsockname(), timeout=60) as early:
             early.sendall(b"GET / HTTP/1.1\r\nHost: localhost\r\n\r\n")
             self.start(command, **how)

@@ -15,8 +15,8 @@ STOPPED = "T"
 
 
 class Stop(ServerTest):
-    # In that of a container's first process, a stopped group that has lost its parent counts as
-    # looked after, and gets no signal from the kernel.
+    # In the session of a container's first process the kernel sends no signal to a stopped group
+    # that has lost its parent.
     new_session = True
 
     def begin(self, script):
@@ -29,7 +29,7 @@ class Stop(ServerTest):
         self.addCleanup(self.kill_the_rest)
 
     def started(self):
-        """What the server has started and what that has: process, name and state."""
+        """The descendants of the server: process, name and state."""
         found = {}
         for process in pathlib.Path("/proc").glob("[0-9]*"):
             number = int(process.name)

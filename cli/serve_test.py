@@ -64,14 +64,14 @@ class Serve(ServerTest):
         self.assertRegex(self.errors, r"\Ahddtest: ended with 1 request in work; drives go on.*\n\Z")
 
     def begin_run(self, device="/dev/fake"):
-        """A connection whose run is at work."""
+        """A connection on which a run is in progress."""
         running = self.connect()
         self.send(running, run_of(device))
         self.wait_for_log("Test is in progress")
         return running
 
     def ask_for_runs(self, devices):
-        """Connections, one for each."""
+        """A connection for each, on which its run was asked for."""
         asked = []
         for device in devices:
             asked.append(self.connect())
@@ -248,8 +248,8 @@ class Serve(ServerTest):
         return used() == before
 
     def test_slow_reader_of_a_provider_holds_nobody_up(self):
-        """What the kernel keeps for it is a few MiB; then the provider waits for it, in the middle
-        of one of the enumerations."""
+        """The kernel keeps a few MiB for the reader; then the provider waits for it, in the middle of
+        one of the enumerations."""
         drives, times = 60, 75
         self.machine(*[f"sd{number}" for number in range(drives)])
         self.serve("--no-auth")

@@ -22,7 +22,7 @@ class CertificateTest(ServerTest):
         return [(self.folder / name).read_bytes() for name in FILES]
 
     def write(self, *texts):
-        """As those that renew certificates do: new files in the place of the old ones."""
+        """Puts new files in the place of the old ones, as programs that renew certificates do."""
         for name, text in zip(FILES, texts):
             new = self.folder / "new.pem"
             new.write_bytes(text)

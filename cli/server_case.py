@@ -21,7 +21,7 @@ SERVICE = "KAVRO_HDDTest_DiagnosticService"
 SERVICE_KEYS = {"Name": "Hard Drive: Self Test", "SystemCreationClassName": "KAVRO_ComputerSystem",
                 "SystemName": "", "CreationClassName": SERVICE}
 RECORD = "KAVRO_HDDTest_DiagnosticCompletionRecord"
-# Memory of a program under a sanitizer is the sanitizer's.
+# A sanitizer takes most of the memory of a program.
 SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM).read_bytes()
 
 

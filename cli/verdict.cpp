@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t longest_entry = 200;
 
-// What smartctl says of a drive that answered before: nothing but the drive's going makes it so.
+// What smartctl says of a drive that answered before and has disappeared since.
 constexpr std::string_view gone_texts[] = {"No such device", "INQUIRY failed",
                                            "Read Device Identity failed", "Input/output error"};
 
@@ -30,10 +30,10 @@ Verdict unknown(std::string why, const std::string& device) {
 Verdict gone(std::string_view words) {
   return {.outcome = Outcome::failed,
           .cause = std::string(cause_gone),
-          .reason = "the drive went during the test: " + std::string(words)};
+          .reason = "the drive disappeared during the test: " + std::string(words)};
 }
 
-// Of a read of the log that shows none.
+// The verdict where a read of the log showed none.
 Verdict without_log(const std::string& log, const std::string& device) {
   const std::string words = elide(complaint_of(log), longest_entry);
   for (const std::string_view text : gone_texts)
@@ -61,7 +61,7 @@ std::string failure_text(const LogEntry& entry) {
   return text;
 }
 
-// By the drive's own entry, if it can be none but this test's.
+// The verdict by the drive's newest entry, if that can only be this test's.
 Verdict by_entry(const RunEvidence& evidence, const std::string& device) {
   const std::vector<LogEntry> entries = read_entries(*evidence.log);
   if (entries.empty()) return unknown("its log has no entry", device);
@@ -104,7 +104,7 @@ Verdict verdict_after(const Verdict& verdict, const DriveLook& now, const std::s
   if (verdict.cause != cause_not_ended) return verdict;
   if (now.readiness == Readiness::running) return not_ended(now.remaining, device);
   if (now.readiness == Readiness::ready)
-    return unknown("no end of it was seen in ten minutes, and it runs no longer", device);
+    return unknown("it did not end within ten minutes, and it no longer runs", device);
   return verdict;
 }
 
@@ -150,7 +150,7 @@ Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
     return without_log(log, device);
   if (!evidence.ended && entries.empty() && recorded == Outcome::aborted)
     return verdict_of(DriveLook{.readiness = Readiness::no_self_test}, device);
-  // An older entry may say "in progress" for ever; the module waits for it, but the newest counts.
+  // The module waits as long as an older entry says "in progress", but the newest entry counts.
   Verdict verdict = by_entry(evidence, device);
   if (!evidence.ended && !verdict.outcome) return not_ended({}, device);
   return verdict;
@@ -160,7 +160,7 @@ std::string_view advice_for(std::optional<Outcome> outcome, std::string_view cau
   if (outcome == Outcome::failed) {
     return cause == cause_gone
                ? "Back up what can still be read. Check cable, power and controller of the drive; "
-                 "replace it if it goes again."
+                 "replace it if that happens again."
                : "Back up the data on this drive now, then replace it, even if it still seems to "
                  "work.";
   }

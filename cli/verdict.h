@@ -1,5 +1,5 @@
-// What a drive's test came to, by proof: nothing is called failed that was not tested, and nothing
-// passed that the drive has not said. Pure functions.
+// What a drive's test came to, with proof: no drive is called failed that was not tested, and none
+// passed whose own log does not say so. Pure functions.
 #pragma once
 
 #include <cstdint>

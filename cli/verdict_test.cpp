@@ -140,7 +140,7 @@ TEST(Verdict, ADriveThatGoesFails) {
         of(Outcome::failed, ended(std::string("smartctl 7.3\n\n") + words + "\n"));
     EXPECT_EQ(verdict.outcome, Outcome::failed);
     EXPECT_EQ(verdict.cause, "drive-gone");
-    EXPECT_EQ(verdict.reason, std::string("the drive went during the test: ") + words);
+    EXPECT_EQ(verdict.reason, std::string("the drive disappeared during the test: ") + words);
   }
 }
 
@@ -184,7 +184,7 @@ TEST(Verdict, AfterASmartctlWithoutAnswerALookTellsWhetherTheDriveIsThere) {
   const Verdict gone = verdict_after(open, none, "/dev/sda");
   EXPECT_EQ(gone.outcome, Outcome::failed);
   EXPECT_EQ(gone.cause, "drive-gone");
-  EXPECT_EQ(gone.reason, "the drive went during the test: x failed: No such device");
+  EXPECT_EQ(gone.reason, "the drive disappeared during the test: x failed: No such device");
   EXPECT_FALSE(of(Outcome::failed, ended(log_of("Unknown status (0x9)"))).open);
 }
 

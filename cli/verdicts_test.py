@@ -119,7 +119,7 @@ class Verdicts(CommandTest):
         gone = "Smartctl open device: /dev/fake failed: No such device"
         self.run_command("run", "--force", "/dev/fake", GONE=gone)
         self.expect(1)
-        self.assertIn(f"\n  Reason:  the drive went during the test: {gone}\n", self.output)
+        self.assertIn(f"\n  Reason:  the drive disappeared during the test: {gone}\n", self.output)
         self.assertIn("\n  Advice:  HDST-100: Back up what can still be read.", self.output)
 
     def test_a_smartctl_that_goes_is_no_failure(self):

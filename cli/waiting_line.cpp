@@ -10,7 +10,7 @@ WaitingLine::WaitingLine(Output& output, std::string title, bool show,
                          std::chrono::milliseconds every)
     : lines_(&output, show), title_(std::move(title)) {
   if (!lines_.rewrites()) return;
-  // Signals are for the thread that waits.
+  // The thread that shows the line takes no signals.
   sigset_t all, before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);

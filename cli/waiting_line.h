@@ -25,7 +25,7 @@ class WaitingLine {
   ~WaitingLine();
   WaitingLine(const WaitingLine&) = delete;
 
-  // Takes the line away for good; nothing after the first time. One thread at a time.
+  // Removes the line for good; a second call does nothing. For one thread at a time.
   void end();
 
   // How far it is, escaped; any thread may say so, also after the end.

@@ -15,7 +15,7 @@
 
 namespace cli {
 
-// The work of that process; the exit status. Its parent's end is its own.
+// Does the work of that process and returns its exit status. The process ends when its parent ends.
 int work(const Places& places, const std::string& device);
 
 // A process that tests a drive. For one thread at a time.

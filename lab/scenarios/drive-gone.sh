@@ -9,7 +9,7 @@ guest() {
 check() {
   expect_outcome failed
   expect 0.cause drive-gone
-  expect 0.reason 'the drive went during the test: Smartctl open device: /dev/sda failed: No such device'
+  expect 0.reason 'the drive disappeared during the test: Smartctl open device: /dev/sda failed: No such device'
   expect_log 'Self-test routine in progress 90%'
   expect_log 'open device: /dev/sda failed: No such device'
   expect_log 'Can not find keyword (Self-test log)'
