@@ -55,7 +55,7 @@ class Prepare(unittest.TestCase):
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can be another user")
     def test_user_of_another_is_told_what_to_do(self):
-        shutil.copy(TREE / "tools/prepare.sh", self.folder)  # whom the tree is open to matters not
+        shutil.copy(TREE / "tools/prepare.sh", self.folder)  # the other user may be unable to read the tree
         (self.folder / "build").mkdir()
         log = self.folder / "build/build.log"
         for path in (self.folder, self.folder / "bin"):
@@ -115,7 +115,7 @@ class Prepare(unittest.TestCase):
         self.assertIn("\n  ./run [OPTION...] [DEVICE...]\n", done.stdout)
 
     def machine_without_drives(self):
-        """All that ./run asks, with an hddtest that tells what it was called with."""
+        """Stand-ins for all that ./run calls, with an hddtest that prints its arguments."""
         shutil.copytree(TREE / "tools", self.folder / "tools")
         shutil.copy(TREE / "run", self.folder)
         (self.folder / "lab").mkdir()

@@ -20,7 +20,7 @@ PAGES = ("docs/deployment.md", "docs/faults.md", "docs/limits.md", "docs/trouble
 FOLDERS = ("broker", "cli", "deploy", "discovery", "drivetest", "engine", "inventory", "model",
            "module", "platform", "providers", "results")
 
-# What others say, and who.
+# Texts of other programs, and of which.
 OTHERS = {
     "Provider not found or not loadable": "sfcb",
     "DefaultProvider does not support invokeMethod operations": "sfcb",
@@ -28,7 +28,7 @@ OTHERS = {
     "provider blocked": "OpenPegasus",
     "Lost connection with cimprovagt": "OpenPegasus",
 }
-# What is put together from names of the code: each of these may stand anywhere.
+# Texts that the code composes of names: each part may stand anywhere.
 COMPOSED = re.compile(r"(Entering |Exiting )(\w+)::(\w+)|(THDDTest::)(\w+)( -- .*? )DEVICE|"
                       r"(RunDiagnostic) for DEVICE( was not begun: )(.*)")
 PLACES = re.compile(r"DEVICE|\.\.\.|(?<==)\d+")
@@ -59,7 +59,7 @@ def statements(source):
 
 @functools.cache
 def sources():
-    """The statements with texts of all that runs, but the tests; and the texts for clients."""
+    """The texts by statement of all sources but the tests, and the texts for clients."""
     found = []
     for folder in FOLDERS:
         for path in (TREE / folder).rglob("*"):

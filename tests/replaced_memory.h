@@ -1,16 +1,16 @@
-// The memory of a test program in which it may run out: new and delete in all their forms over one
-// function. For one unit of a program only, which defines that function.
+// Memory for a test program in which it may run out: all forms of new and delete call one function.
+// For one unit of a program only, which defines that function.
 #pragma once
 
 #include <cstdlib>
 #include <new>
 
-// What new gives: from malloc, or nullptr where there is to be no memory.
+// What new returns: from malloc, or nullptr where there is to be no memory.
 static void* allocate(std::size_t size);
 
-// All forms, since the address sanitizer has those of its own that are left out, and what one of
-// them gave the others may not take. Not inlined, or the compiler takes a pair for one that does
-// not match.
+// All forms are replaced, since the address sanitizer has its own for those that are missing, and
+// memory from one set must not be freed by the other. They are not inlined, or the compiler warns
+// of pairs that do not match.
 [[gnu::noinline]] void* operator new(std::size_t size) {
   if (void* const block = allocate(size)) return block;
   throw std::bad_alloc();

@@ -6,8 +6,8 @@
 
 #include <functional>
 
-// Returns when the work has ended, which must throw nothing. A failed assertion when there is no
-// thread for it. Instrumented code takes more stack.
+// Returns when the work has ended; the work must not throw. Fails an assertion when no thread can
+// be started. Instrumented code gets a larger stack.
 inline void on_small_stack(const std::function<void()>& work) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);

@@ -14,19 +14,20 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "cli"))
 from server_case import ServerTest
 
-# An attack that the server does not end within this many seconds has succeeded. The server's own
-# limits for those who have not logged in are longer: it must not take them to see an attack.
+# An attack has succeeded that the server does not end within this many seconds. The server's limits
+# for clients that have not logged in are longer, so that only one that notices the attack ends it
+# in time.
 PATIENCE = 8
 
 
 class AttackTest(ServerTest):
     def serve_users(self, *arguments, **environment):
-        """With one user: operator, whose password is secret."""
+        """Starts the server with one user, operator, whose password is secret."""
         self.make_user()
         return self.serve("--users", "users", *arguments, **environment)
 
     def replace_users(self, text):
-        """The users file, as 'hddtest passwd' does; nobody reads it before reload."""
+        """Writes the users file as 'hddtest passwd' does; the server does not read it before a reload."""
         new = self.folder / "new"
         new.write_text(text)
         new.chmod(0o600)
@@ -70,7 +71,7 @@ class AttackTest(ServerTest):
         return received
 
     def replies(self, received):
-        """Of bytes that hold short replies only: the status of each, its head and its body."""
+        """The status, head and body of each reply in the bytes, which hold short replies only."""
         found = []
         while received:
             head, _, rest = received.partition(b"\r\n\r\n")

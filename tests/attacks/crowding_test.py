@@ -36,7 +36,7 @@ class Crowding(AttackTest):
         return clients
 
     def wait_of_another(self):
-        """Seconds that a client waits who comes and logs in."""
+        """The seconds that a new client waits that logs in."""
         begin = time.monotonic()
         connection = self.connect()
         self.assertEqual(self.count(SERVICE, user="operator:secret", connection=connection), 1)

@@ -7,8 +7,8 @@ from attack_case import AttackTest
 from command_case import main
 from server_case import SERVICE
 
-# Answered by itself, with 200: a second reply says that what followed the refused request was taken
-# for another.
+# The server answers this request with 200. A second reply shows that it took the bytes behind the
+# refused request for another request.
 NEXT = b"OPTIONS * HTTP/1.1\r\nHost: localhost\r\n\r\n"
 LINE = b"POST /cimom HTTP/1.1\r\n"
 HEAD = LINE + b"Host: localhost\r\n"
@@ -116,7 +116,7 @@ class Framing(AttackTest):
         self.assertEqual(self.count(SERVICE), 1)
 
     def test_requests_in_a_row_are_answered_each(self):
-        """Else the above would show nothing."""
+        """The tests above would show nothing without this."""
         self.serve("--no-auth")
         client = self.open()
         empty = b"\r\nContent-Length: 0\r\n"
@@ -126,7 +126,7 @@ class Framing(AttackTest):
         self.assertEqual([reply[0] for reply in replies], [200] * 3)
 
     def test_body_of_nobody_ends_the_connection(self):
-        """Who has not logged in may not keep the server reading."""
+        """A client that has not logged in cannot keep the server reading."""
         self.serve_users()
         length = with_field(b"Content-Length: 16000000")
         chunk = b"4000\r\n" + b"x" * 0x4000 + b"\r\n"

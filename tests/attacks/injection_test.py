@@ -11,12 +11,12 @@ from attack_case import AttackTest
 from command_case import STAND_IN, main
 from server_case import SERVICE, enumeration, run_of
 
-# A sign of each command that was carried out.
+# Each command that is carried out leaves a file.
 DEVICES = ["/dev/a;touch sign", "/dev/a$(touch sign)", "/dev/a`touch sign`", "/dev/a|touch sign",
            "/dev/a&touch sign&", "/dev/a\ntouch sign\n", "/dev/a'; touch sign; '",
            '/dev/a"; touch sign; "', "/dev/a > sign", "/dev/a -t long", "$IFS/dev/a", "/dev/*", "~root",
            "../../dev/a", "/dev/\u202ea", "@sign", "%s%n"]
-# These begin as an option does.
+# These begin like options.
 OPTIONS = ["-t", "--test=long", "-", "-o/dev/a"]
 
 
@@ -26,7 +26,7 @@ def as_text(value):
 
 class Injection(AttackTest):
     def arguments(self):
-        """Those of each call of smartctl."""
+        """The arguments of each call of smartctl."""
         calls = self.folder / "calls"
         found = calls.read_text() if calls.exists() else ""
         return [call.split("\0")[:-1] for call in found.split("\0\n")[:-1]]

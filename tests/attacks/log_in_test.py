@@ -31,7 +31,7 @@ class LogIn(AttackTest):
         self.serve_users()
 
     def guess(self, user, password, source="127.0.0.1"):
-        """A connection on which somebody logs in, and its answer may be awaited."""
+        """A connection on which somebody has sent a log-in; the answer can be read from it."""
         client = socket.create_connection(("127.0.0.1", self.port), timeout=60,
                                           source_address=(source, 0))
         self.addCleanup(client.close)
@@ -42,7 +42,7 @@ class LogIn(AttackTest):
         return int(client.recv(4096).split()[1])
 
     def hold(self, user, sources=("127.0.0.1",)):
-        """Many guesses at once, of which four answers are held back and the rest is not looked at."""
+        """Many guesses at once. The answers to four are held back, the others are not looked at."""
         clients = [self.guess(user, f"wrong {n}", sources[n % len(sources)]) for n in range(16)]
         self.wait_for(lambda: self.looked_at(user) >= 4, "not all are looked at")
         return clients
@@ -51,7 +51,7 @@ class LogIn(AttackTest):
         return self.log.read_text().count(f"refused a log-in of user '{user}'")
 
     def expect_busy(self, clients):
-        # Those that came last first, since who is held back is told late.
+        # The last come first, since an answer that is held back comes late.
         self.assertTrue(any(self.status(client) == 503 for client in reversed(clients)))
 
     def expect_served(self, user):

@@ -9,7 +9,7 @@ import re
 from attack_case import AttackTest
 from command_case import CONTROL, main
 
-# At most as many as may fail at once.
+# Not more than may fail at once.
 NAMES = ["root' from 10.0.0.1", "a\n2026-01-01T00:00:00.000000Z 1 1 refused a log-in of user 'b' from ::1",
          "\u202egnp\u2069\u200f\u061c\x1b[2J\u2028", b"\xff\xc3 % \\ \r"]
 

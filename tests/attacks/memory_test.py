@@ -24,7 +24,7 @@ CLASSES = (f'<SIMPLEREQ><IMETHODCALL NAME="EnumerateClasses"><LOCALNAMESPACEPATH
 @unittest.skipIf(SANITIZED, "memory of a program under a sanitizer is the sanitizer's")
 class Memory(AttackTest):
     def post(self, body, fields):
-        """A connection that has sent it, and takes little of the answer at a time."""
+        """A connection that has sent the request, and reads the answer in small pieces."""
         client = socket.socket()
         self.addCleanup(client.close)
         client.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
@@ -37,7 +37,7 @@ class Memory(AttackTest):
         return client
 
     def expect_memory_back(self, crowd, before):
-        """After the answers to all of them."""
+        """The server's memory after the answers to all of them."""
         most = self.memory("VmRSS")
         readers = [threading.Thread(target=self.until_closed, args=(client,)) for client in crowd]
         for reader in readers:
@@ -65,7 +65,7 @@ class Memory(AttackTest):
         self.assertEqual(self.count(SERVICE), 1)
         before = self.memory("VmRSS")
         body = enumeration(SERVICE)
-        body += " " * ((64 << 10) + 1 - len(body))  # large, so that they share their room
+        body += " " * ((64 << 10) + 1 - len(body))  # large enough to share the room of large bodies
         fields = "CIMMethod: EnumerateInstances\r\nCIMObject: root%2Fcimv2\r\n"
         crowd = [self.post(body, fields) for _ in range(CROWD)]
         self.expect_memory_back(crowd, before)

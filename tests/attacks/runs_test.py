@@ -17,7 +17,7 @@ CROWD = 130
 
 class Runs(AttackTest):
     def begin_run(self):
-        """A connection whose run is at work until end_runs."""
+        """A connection whose run is in progress until end_runs."""
         self.polls = self.smartctl.with_name("polls")
         self.polls.write_text("1000000")
         self.smartctl.write_text(STAND_IN.replace("${POLLS:-0}", "$(cat ${0%/*}/polls)"))

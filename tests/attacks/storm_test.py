@@ -15,7 +15,7 @@ from command_case import PROGRAM, main
 from server_case import RECORD, SANITIZED, SERVICE, run_of
 
 USER = "operator:secret"
-# Nearly as much as a head may be, and it does not end.
+# A head of nearly the largest size that does not end.
 LONG_HEAD = b"POST /cimom HTTP/1.1\r\nX: %s\r\nY: %s" % (b"x" * 30_000, b"y" * 33_000)
 FEW = 200  # descriptors
 
@@ -60,7 +60,7 @@ class Storm(AttackTest):
         connection = self.connect()
         self.assertEqual(self.count(SERVICE, user=USER, connection=connection), 1)
         self.come(3 * FEW, b"POST")
-        # Not all are taken by those who come: a run has programs to start.
+        # The clients cannot take all of them, since a run has programs to start.
         begin = time.monotonic()
         for _ in range(3):
             status, text = self.ask(run_of("/dev/fake"), user=USER)
@@ -71,7 +71,7 @@ class Storm(AttackTest):
 
     @unittest.skipIf(SANITIZED, "the sanitizer wants descriptors of its own to look at an exception")
     def test_descriptors_that_go_away_keep_nobody_out(self):
-        """The limit sinks below what the server has counted on."""
+        """Lowers the limit below what the server has counted on."""
         self.serve_users()
         self.assertEqual(self.count(SERVICE, user=USER), 1)
         resource.prlimit(self.process.pid, resource.RLIMIT_NOFILE, (FEW, FEW))

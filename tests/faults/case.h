@@ -1,5 +1,5 @@
-// A case: something goes wrong while one operation is asked for, and everything that has to be seen
-// of it. The tables of all cases are in run_cases.cpp and discovery_cases.cpp.
+// A case: something goes wrong during one operation, and everything that is to be seen of it. The
+// tables of all cases are in run_cases.cpp and discovery_cases.cpp.
 #pragma once
 
 #include <set>
@@ -18,27 +18,27 @@ struct Case {
   void (*arrange)(World&);
   // What World::run or World::offered answers.
   const char* seen;
-  // A line of the log, as World::logged takes it; null: the log has got no line.
+  // A line of the log, as World::logged takes it; null: the log gets no line.
   const char* log;
   enum Needs { nothing, root, other_user, ordinary_build } needs = nothing;
-  // The record's text, RecordData, begins so; null: as it usually does with that outcome.
+  // The beginning of the record's text, RecordData; null: the usual one of that outcome.
   const char* text = nullptr;
   void (*expect)(World&) = nullptr;  // what else has to hold after the operation
 };
 
 const std::vector<Case>& run_cases();        // one test is run
 const std::vector<Case>& discovery_cases();  // the testable drives are listed
-// What the process that loads the module does, and nothing goes wrong: for both tables.
+// What the process that loads the module may do without harm: for both tables.
 std::vector<Case> host_cases(const char* seen, const char* log);
 
-// What each single call is made to fail in.
+// The operations in which each single call is made to fail.
 struct Operation {
   const char* name;
   std::string (World::*perform)();
-  // What may be seen whatever fails. The drive of a run fails its test, so that "passed" would be
-  // a lie; a drive behind a RAID adapter must not be offered for want of knowledge.
+  // What may be seen, whatever fails. The drive of a run fails its test, so that "passed" would be
+  // a lie. A drive behind a RAID adapter must not be offered because something is unknown.
   std::set<std::string> may_be_seen;
-  // Two lines, one of which is in the log unless no provider was reached; null: it has none.
+  // One of these two lines is in the log unless no provider was reached; null: there is none.
   const char *first_log, *last_log;
   int in_one_process;  // one after the other; every discovery remembers more bus devices
 };
@@ -66,8 +66,8 @@ void expect_clock_off_by(World& world) {
   world.expect_clock_off_by(seconds);
 }
 
-// Everything of the case's folder is that user's, and so is this process from now on; nothing when
-// it is not root's.
+// Gives the case's folder to that user and makes this process his; does nothing without root's
+// rights.
 void become_nobody(World& world);
 
 }  // namespace faults

@@ -45,8 +45,8 @@ std::string content(const fs::path& file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// A hwinfo that is good when the module asks it for its lists of drives, and does that when a shell
-// does, for its scratch file: then its output is a file.
+// A hwinfo that works when the module asks it for its lists of drives, and does as the script says
+// when a shell calls it for the scratch file: then its output is a file.
 std::string once_listed(const std::string& script) {
   return "if [ -f /proc/self/fd/1 ]; then " + script + "; else exec ${0%/*}/good_hwinfo $1; fi\n";
 }
@@ -92,7 +92,7 @@ const std::vector<Case>& discovery_cases() {
         {hwinfo_fails, "HwinfoIsKilledInMidReport",
          [](World& world) { world.hwinfo("${0%/*}/good_hwinfo $1\nkill -KILL $$\n"); }, "none",
          no_disk},
-        // Its file would grow as long as there is room; this much is left here.
+        // Its file would grow as long as there is room; here the room is small.
         {hwinfo_floods, "HwinfoFloods",
          [](World& world) {
            world.hwinfo("exec /usr/bin/yes\n");
@@ -164,7 +164,7 @@ const std::vector<Case>& discovery_cases() {
                once_listed("rm -f /tmp/sgMap.txt; ${0%/*}/good_hwinfo $1 >/tmp/sgMap.txt"));
          },
          "none", raid, Case::nothing, nullptr, remove_scratch_file},
-        // Nothing is known of the address then; the drive is known as onboard by its driver.
+        // Then nothing is known of the address, but the driver shows that the drive is onboard.
         {full_disk, "ScratchDiskIsFull",
          [](World& world) {
            world.hwinfo(once_listed("trap '' XFSZ; ulimit -f 0; exec ${0%/*}/good_hwinfo $1"));

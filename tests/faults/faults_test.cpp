@@ -10,7 +10,7 @@
 #include "tests/faults/case.h"
 #include "tests/faults/injection.h"
 
-// The probe's children end with exit, and their leaks are not looked for.
+// The probe's children end with exit; leaks are not looked for in them.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() { return 1; }
 
 namespace faults {

@@ -31,7 +31,7 @@ bool armed = false;
 Call armed_kind;
 int failing_number, calls;
 
-// The C library's function of that name, or a sanitizer's in front of it.
+// The function of that name in the C library, or a sanitizer's in front of it.
 template <class Function>
 Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -44,7 +44,7 @@ bool has_to_fail_with(Call kind, int error) {
 }
 
 bool open_has_to_fail() {
-  // What it opens itself is not told to it.
+  // The function is called once, so it does not see what it opens itself.
   if (const auto on_open = std::exchange(settings().on_open, {})) {
     on_open();
     settings().on_open = on_open;
@@ -168,7 +168,7 @@ EXPORT int clock_gettime(clockid_t clock, timespec* time) {
 
 EXPORT int poll(pollfd* files, nfds_t count, int milliseconds) {
   static const auto original = next<int(pollfd*, nfds_t, int)>("poll");
-  // A second more, which is real: children need it to end on a machine that is busy.
+  // A second more in real time, which children need to end on a busy machine.
   const int hurried = milliseconds / settings().hurry + 1000;
   return original(files, count, std::min(milliseconds, hurried));
 }
@@ -190,7 +190,7 @@ static void* allocate(std::size_t size) {
   return faults::has_to_fail(Call::allocation) || size > largest ? nullptr : std::malloc(size);
 }
 
-// What the XML parser asks for on our behalf. The sanitizers' allocator cannot be stood before.
+// Memory that the XML parser allocates. The sanitizers' allocator cannot be replaced here.
 #if !defined(__SANITIZE_ADDRESS__)
 
 extern "C" void* __libc_malloc(size_t size);

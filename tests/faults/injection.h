@@ -16,15 +16,15 @@ enum class Call { fork, pipe, open, write, allocation, broker };
 
 // From now on calls of that kind are counted and the number-th from here fails; 0: none does.
 void arm(Call kind, int number);
-// Ends that; the calls since.
+// Ends the counting and returns the number of calls since.
 int disarm();
 // For a function that can fail: counts a call, and says whether it has to.
 bool has_to_fail(Call kind);
 
-// What else the functions do.
+// What else the functions do to the operation.
 struct Settings {
-  // Time limits end that many times sooner: the steady clock runs faster, and so do poll and the
-  // helper of the process runner.
+  // Makes time limits end that many times sooner: the steady clock runs faster, and so do poll and
+  // the helper of the process runner.
   int hurry = 1;
   std::int64_t clock_jump = 0;  // seconds that the wall clock is off
   std::string hidden;           // no file whose path ends so exists, to stat

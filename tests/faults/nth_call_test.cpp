@@ -1,5 +1,5 @@
 // Each call of an operation fails once: fork, pipe, open, write, memory, the object manager's
-// functions; and what else is gone through one by one.
+// functions. Also other things that are gone through one by one.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -22,7 +22,7 @@ namespace {
 constexpr int most_allocations = 500;
 constexpr int longest_seconds = 500;  // of a test of many cases, on a machine under load
 
-// A discovery has many more: of those one in so many fails, up to its end.
+// A discovery makes many more calls; one in so many fails, up to its end.
 constexpr int late_allocation_step = 3;
 
 }  // namespace
@@ -72,7 +72,7 @@ void perform(World& world, const Operation& operation, const std::vector<std::st
   for (const std::string& trace : world.traces())
     if (!before.contains(trace)) left += trace + "\n";
   EXPECT_EQ(left, "") << "left behind";
-  // A line may be lost by the fault, but not both.
+  // The fault may cost one of the two lines, but not both.
   const bool reached =
       !seen.starts_with("CIM error") && seen != "out of memory" && seen != "no job";
   if (has_log && reached && operation.first_log) {
@@ -85,7 +85,7 @@ void perform(World& world, const Operation& operation, const std::vector<std::st
   EXPECT_TRUE(text.empty() || text.starts_with("HDST-100: ")) << text;
 }
 
-// What a child tells: it may have died.
+// What a child reports while it lives, since it may die.
 struct Progress {
   int number = 0;     // of the call that fails now
   bool done = false;  // there are no more
@@ -124,7 +124,7 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
   if (start == Start::warm) warm_up(world);
   int step = 1;
 #if defined(__SANITIZE_ADDRESS__)
-  // The probe's forks take their time there.
+  // The probe's forks take longest.
   if (world.holds_scratch_file) step = kind == Call::allocation ? 12 : 4;
 #endif
   const Shared shared;
@@ -137,7 +137,7 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
   while (!done && number < most && !testing::Test::HasFailure()) {
     in_child([&] {
       int left = start == Start::cold ? 1 : operation.in_one_process;
-      // Not asked for in a process that has to be a new one.
+      // Not asked for where the operation has to be the first of its process.
       const auto records = [&] {
         return start == Start::warm ? world.records() : std::vector<std::string>();
       };
@@ -146,7 +146,7 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
         SCOPED_TRACE(number = next_number());
         perform(
             world, operation, records(), [&] { world.fail(kind, number); }, true,
-            // Where the object manager, a part of this program, has got none for itself.
+            // An error of the object manager, a part of this program, that got no memory itself.
             kind == Call::allocation ? "out of memory" : "");
         done = number > world.calls();
       }
@@ -191,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(Memory, NthCall,
 INSTANTIATE_TEST_SUITE_P(FirstMemory, NthCall,
                          testing::Values(Parameter{Call::allocation, 0, Start::cold}), name_of);
 
-// In a process of its own, as the module keeps where its log is.
+// Runs in a process of its own, since the module remembers where its log is.
 void in_warm_world(const std::function<void(World&)>& work) {
   const discovery::ScratchFileLock lock;
   in_child(
@@ -263,8 +263,8 @@ TEST(OneByOne, DriveGoesInMidListing) {
   });
 }
 
-// The message file ends anywhere. Every run has its record with the right state, and its text is
-// one that the whole file begins with.
+// The message file ends at any byte. Every run has its record with the right state, whose text is
+// the beginning of the whole file's text.
 TEST(OneByOne, MessageFileIsCutAtEveryByte) {
   in_warm_world([](World& world) {
     const auto file = world.place("/hddtest/hddtest.msg.xml");

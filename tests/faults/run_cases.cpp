@@ -47,7 +47,7 @@ constexpr char message_file[] = "/hddtest/hddtest.msg.xml";
 constexpr char log_file[] = "/log/diagnostics.log";
 constexpr char full_log_file[] = "/log/diagnostics.log.1";
 
-// A smartctl that does this when it is called with that option, and is good otherwise.
+// A smartctl that runs this script when it is called with that option, and works otherwise.
 std::string at(const char* option, const char* script) {
   return std::string("case $1 in ") + option + ") " + script + ";; esac\n" + good;
 }
@@ -119,7 +119,7 @@ const std::vector<Case>& run_cases() {
            settings().on_sleep = [&world] { world.smartctl("kill -KILL $$\n"); };
          },
          "failed", "3 Can not find keyword (Self-test log)"},
-        // What it wrote is in the log, which grows past its limit.
+        // The log has what smartctl wrote, and grows past its limit.
         {smartctl_fails, "SmartctlFloods",
          [](World& world) {
            world.smartctl("exec /usr/bin/yes\n");

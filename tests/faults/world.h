@@ -29,7 +29,7 @@ class World {
   World(const World&) = delete;
 
   std::filesystem::path place(const std::string& path) const { return tree.place(path); }
-  // Replace the stand-ins: what stands behind "#!/bin/sh". Their arguments are in $1 and so on.
+  // Replace the stand-ins. script: the text behind "#!/bin/sh", with the arguments in $1 and so on.
   void smartctl(const std::string& script) const { program("smartctl", script); }
   void hwinfo(const std::string& script) const { program("hwinfo", script); }
   void remove_program(const std::string& name) const;
@@ -45,36 +45,37 @@ class World {
   void refuse(const std::string& function) { refused_ = function; }
   const std::vector<const char*>& broker_functions() const { return broker_functions_; }
 
-  // Stand-ins, message file, log, drives and injections as at first.
+  // Makes stand-ins, message file, log, drives and injections what they were at first.
   void mend();
 
   // Runs a test of /dev/sda and tells what its client sees: the outcome in its record (passed,
   // failed, aborted), "no record", "no job", or how the call failed: "CIM error 1" with the status,
-  // "out of memory" where that has come out of the object manager.
+  // or "out of memory" where the object manager let that out.
   std::string run();
-  // The drives that are offered, with blanks between, or "none", or how it failed.
+  // The drives that are offered, with blanks between, "none", or how the listing failed.
   std::string offered();
-  // All drives, likewise.
+  // All drives, in the same form.
   std::string drives();
   std::vector<std::string> records() const;  // their jobs
   std::string listed_records();              // the same as one text
 
   std::string text_of_last_record() const;
 
-  // What the log has got in the last operation, and whether a line is in it: the severity, a
+  // What the last operation has added to the log, and whether a line is in it: the severity, a
   // blank, and the beginning of its text.
   std::string log() const;
   bool logged(const std::string& line) const;
-  // The last line of the log is of another year, by so much.
+  // Expects that the last line of the log is off by so many seconds, which make another year.
   void expect_clock_off_by(std::int64_t seconds) const;
 
-  // What a case could leave behind: children, descriptors, files, signal mask and disposition,
-  // working directory, umask. Waits for what is about to end. The scratch file is one for the
-  // machine: only who holds its lock can say whose it is.
+  // What a case could leave behind: children, descriptors, files, signal mask and dispositions,
+  // working directory, umask. Waits for what is about to end. The machine has only one scratch
+  // file, so only a holder of its lock can tell whose it is.
   std::set<std::string> traces() const;
   void expect_log_unlocked() const;
-  // Nothing that has been left keeps these from ending well: a run and, for who holds the scratch
-  // file and where nobody else's is in its place, a discovery; and they lose none of these records.
+  // Expects that nothing that was left behind keeps a run from ending well, nor a discovery for a
+  // holder of the scratch file where nobody else's is in its place, and that they lose none of
+  // these records.
   void expect_well(const std::vector<std::string>& earlier_records);
 
   inventory::Test_Tree tree;
@@ -84,7 +85,7 @@ class World {
   void program(const std::string& name, const std::string& script) const;
   void lay_out_drives() const;
   std::string names_of(const std::string& class_name, const std::string& property);
-  // Performs a request under what has been asked for it; how it failed, or nothing.
+  // Performs a request with the faults that were asked for; how it failed, or nothing.
   std::string ask(const std::function<void()>& request);
   std::uintmax_t log_size() const;
 
@@ -99,9 +100,10 @@ class World {
   int calls_ = 0;
 };
 
-// Runs it in a child of this process, in a process group of its own, and expects that it has no
-// failed expectation, ends by itself within the time and leaves no process behind. The module reads
-// where its log is once in a process, so that every world has one of its own.
+// Runs the work in a child of this process, in a process group of its own. Expects that none of its
+// expectations fails, that it ends by itself within the time, and that it leaves no process behind.
+// The module reads once in a process where its log is, so that every world needs a process of its
+// own.
 void in_child(const std::function<void()>& work, int seconds = 180);
 
 }  // namespace faults

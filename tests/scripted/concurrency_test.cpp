@@ -30,7 +30,7 @@ constexpr char passed_code[] = "HDST-000: ";
 
 std::string job_name(int number) { return "HDDTest_ConcreteJob00" + std::to_string(number); }
 
-// Listings that were answered, for whoever waits for more of them.
+// Counts the listings that were answered, for a thread that waits for more of them.
 class Listings {
  public:
   void add() {
@@ -38,7 +38,7 @@ class Listings {
     ++count_;
     changed_.notify_all();
   }
-  // False when they did not come.
+  // False when they did not come in time.
   bool wait_for(int more) {
     std::unique_lock guard(lock_);
     const int wanted = count_ + more;
@@ -51,7 +51,7 @@ class Listings {
   int count_ = 0;
 };
 
-// What a lister saw; looked at when all have ended.
+// What a lister saw; it is checked when all have ended.
 struct Seen {
   std::vector<std::vector<broker::Instance>> jobs, records;
 };
@@ -81,8 +81,8 @@ void check_records(const Seen& seen) {
   }
 }
 
-// The part of a run that shares the engine's state, in the log of all threads: it begins with
-// the first line, ends with the second, and nobody else's may begin in between.
+// The part of a run that shares the engine's state, in the log of all threads: it begins with the
+// first line and ends with the second. No other run's part may begin in between.
 void check_runs_do_not_overlap(const std::vector<Event>& events) {
   std::thread::id running;
   int complete = 0;
@@ -108,7 +108,7 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
 
   Listings listings;
   std::atomic<int> sleeps_without_listings = 0;
-  // A run goes on only when clients were answered while it was under way.
+  // A run goes on only after clients were answered while it was in progress.
   stage.on_sleep = [&] {
     if (!listings.wait_for(listers)) ++sleeps_without_listings;
   };
@@ -137,7 +137,7 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
         } else {
           seen[i].records.push_back(stage.manager().enumerate_instances(record_class));
         }
-        stage.manager().end_idle();  // the state is the process's, not the providers'
+        stage.manager().end_idle();  // the state belongs to the process and survives the providers
         listings.add();
       }
     });

@@ -62,7 +62,7 @@ void expect_same(const std::vector<std::string>& expected,
   ADD_FAILURE() << "line " << at + 1 << " of " << expected.size() << ":\n" << report;
 }
 
-// A line over 8 kB stands in the file with its beginning and its length ("SEVERITY " not counted).
+// The file has only the beginning of a line over 8 kB, and its length (without "SEVERITY ").
 void make_whole(std::vector<std::string>& file, const std::vector<std::string>& logged) {
   for (std::size_t i = 0; i < std::min(file.size(), logged.size()); ++i) {
     const std::string end = "... (" + std::to_string(logged[i].size() - 2) + " bytes)";
@@ -73,8 +73,8 @@ void make_whole(std::vector<std::string>& file, const std::vector<std::string>& 
 
 class Lives : public testing::TestWithParam<Chosen> {
  protected:
-  // The module's state lasts as long as the process: every life after the first has one of its
-  // own. True when this life was played there.
+  // The module's state lasts as long as the process, so every life after the first has a process of
+  // its own. True when this life was played in one.
   bool played_in_another_process() {
     static bool first = true;
     if (std::exchange(first, false)) return false;

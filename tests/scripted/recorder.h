@@ -20,11 +20,11 @@ struct Event {
 // Writes the files that the stand-in in that folder works with (script.h).
 void write_script(const std::vector<Answer>& answers, const std::filesystem::path& folder);
 
-// From now on; calls is the stand-in's list of calls, which need not be there.
+// Records from now on. calls is the stand-in's list of calls, which need not exist.
 void start_recording(const std::filesystem::path& calls, std::function<void()> on_sleep);
 void stop_recording();
 
-// Adds a line of the caller's own. Calls made before come before it.
+// Adds a line of the caller. Calls that were made before come before it.
 void record(std::string line);
 std::vector<Event> recorded();
 

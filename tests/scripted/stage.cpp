@@ -29,8 +29,8 @@ void write_file(const fs::path& file, const std::string& text) {
   if (!stream.flush()) throw std::runtime_error(file.string() + ": cannot be written");
 }
 
-// Gives this thread mounts of its own. Without root's rights they take a user name space, in
-// which user and group stay what they are; some systems give one and then allow nothing in it.
+// Gives this thread mounts of its own. A user without root's rights needs a user name space for
+// that, in which user and group stay the same. Some systems give one and then allow nothing in it.
 bool separate_mounts() {
   const std::string user = std::to_string(geteuid());
   const std::string group = std::to_string(getegid());

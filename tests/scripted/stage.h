@@ -1,5 +1,7 @@
-// The place where a life is played: the real module behind the real object manager, in a folder
-// of its own, with a stand-in smartctl, a sleep that does not sleep, and everything noted down.
+// The place where a life is played: the real module behind the real object manager, in a folder of
+// its own, with a stand-in smartctl and a sleep that does not sleep. Everything is recorded.
+//
+// The module keeps its state for the life of the process, so a process has one stage.
 //
 // The module keeps its state for the life of the process, so a process has one stage.
 #pragma once

@@ -31,18 +31,18 @@ from server_case import RECORD, SERVICE, ServerTest, enumeration, run_of  # noqa
 RUNS = int(sys.argv[3]) if len(sys.argv) > 3 else 200
 SMARTCTL = pathlib.Path(sys.argv[2]).resolve()
 
-# What a drive of such a name reports, and the beginning of its record's text.
+# What a drive of this name reports, and the beginning of its record's text.
 OUTCOMES = {"good": ("2", "HDST-000"), "failing": ("5", "HDST-100"), "aborted": ("6", "HDST-200")}
 DEVICES = [f"/dev/{outcome}{number}" for outcome in OUTCOMES for number in range(4)]
 SANITIZERS = os.environ.get("HDDTEST_SANITIZE", "")
-# Bytes that stay on purpose, with a margin of a third: a record, its job and the instance that
-# is kept for each run; two bus devices and two instances for each listing of the testable drives.
+# Bytes that are kept on purpose, with a margin of a third. A run keeps a record, its job and an
+# instance; a listing of the testable drives keeps two bus devices and two instances.
 RUN, LISTING = 3e3, 6e3
-ENUMERATION = 4e3  # nothing, but its pools do not settle to the byte
+ENUMERATION = 4e3  # it keeps nothing, but its pools vary by some bytes
 SLACK = 64e3  # whole pages
-STORM_SLACK = 1200e3  # pieces of the heap that are free between others, stacks of idle workers
-# Under 32 clients more than before: descriptors (connections and those that the server is about to
-# give up), threads (a worker each, and those that see to the end of who has left) and children.
+STORM_SLACK = 1200e3  # free pieces of the heap between used ones, stacks of idle workers
+# What 32 clients add: descriptors (connections, and those that the server is about to give up),
+# threads (a worker each, and those that end the work of clients that have left), and children.
 MORE = (80, 48, 6)
 ASSOCIATION = "KAVRO_HDDTest_AvailableDiagnosticService"
 
@@ -57,7 +57,7 @@ REFUSED = 4 * [enumeration("KAVRO_Nothing"), enumeration(RECORD)[:-20],
 
 
 def records_of(text):
-    """Of a reply: (job, device, state, text) of each record, checked to be whole."""
+    """The (job, device, state, text) of each record in a reply; checks that each is whole."""
     found = []
     for instance in ElementTree.fromstring(text).iter("INSTANCE"):
         values = {item.get("NAME"): item.findtext("VALUE") for item in instance.iter("PROPERTY")}
@@ -95,7 +95,7 @@ class SoakTest(ServerTest):
         return self.begun < self.wanted and not self.troubles
 
     def next_device(self):
-        """Of the next run; None when there is none."""
+        """The drive of the next run; None when there is none."""
         with self.lock:
             if not self.at_work():
                 return None
@@ -105,7 +105,7 @@ class SoakTest(ServerTest):
     # The kinds of clients. Each works until all runs have begun.
 
     def run_test(self, connection):
-        """The next run, asked for until it is let wait; None when there is none."""
+        """Asks for the next run until the server accepts it; None when there is none."""
         if device := self.next_device():
             status, text = self.ask(run_of(device), connection=connection)
             while TURNED_AWAY in text:
@@ -132,7 +132,7 @@ class SoakTest(ServerTest):
                 time.sleep(random.random() * self.pause)
             with self.lock:
                 self.left += 1
-            # The others have most of the turns.
+            # The other clients have most of the turns.
             turn = len(self.jobs) + 14
             while self.at_work() and len(self.jobs) < turn:
                 time.sleep(0.01)
@@ -194,7 +194,7 @@ class SoakTest(ServerTest):
             self.most = tuple(map(max, self.most, self.open_things()))
 
     def storm(self, runs):
-        """That many runs under 32 clients, and one when they have gone, whose record is the last."""
+        """Does that many runs under 32 clients, and one when they have gone, whose record is the last."""
         self.begun, self.wanted = 0, runs
         self.pause = min(0.05, runs * 1e-4)
         clients = [threading.Thread(target=self.client, args=(work,))
@@ -237,7 +237,7 @@ class SoakTest(ServerTest):
             len(children)
 
     def resident(self):
-        """Resident bytes, after a large request: then the server gives free memory back."""
+        """Resident bytes after a large request, behind which the server gives free memory back."""
         with self.connection() as connection:
             status, text = self.ask(enumeration(SERVICE) + "\n" * 70_000, connection=connection)
             self.assertEqual(status, 200, text)
@@ -250,15 +250,16 @@ class SoakTest(ServerTest):
         return all(now <= before for now, before in zip(self.open_things(), self.quiet))
 
     def growth(self, number, action):
-        """Resident bytes that so many actions have left."""
+        """By how many resident bytes so many actions made it grow."""
         before = self.resident()
         for _ in range(number):
             action()
         return self.resident() - before
 
     def check_state(self, what, number, action, most):
-        """That each action leaves no more than so many bytes."""
-        # The first time fills pools. One worker more or less counts as much as many records.
+        """Claims that each action leaves no more than so many bytes."""
+        # The first time fills pools. One worker more or less makes as much difference as many
+        # records.
         _, *growths = [self.growth(number, action) for _ in range(4)]
         self.check_growth(what, statistics.median(growths), number, number * most + SLACK)
 
@@ -269,7 +270,7 @@ class SoakTest(ServerTest):
 
     def test_nothing_is_lost_torn_or_left_behind(self):
         begin = time.monotonic()
-        # One heap: what each of many keeps free comes and goes, and looks like growth.
+        # With one heap only: the free memory of many heaps comes and goes, and looks like growth.
         self.serve("--no-auth", MALLOC_ARENA_MAX="1")
         self.resident()
         self.count(ASSOCIATION)
@@ -316,7 +317,7 @@ class SoakTest(ServerTest):
             self.assertEqual(held[job], device)
         self.assertLess(taken, (60 + RUNS / 4) * (8 if SANITIZERS else 1))
 
-        # The thread sanitizer holds a signal's handler back until the read that waits for it ends.
+        # The thread sanitizer delays a signal's handler until the read that waits for it ends.
         if "thread" in SANITIZERS:
             self.end(signal.SIGKILL)
         else:
