@@ -65,7 +65,7 @@ const sockaddr_in& server() {
   return address;
 }
 
-// The head asks for all records, a few or, as one that reads slowly, many.
+// The head of a request for all records: a few, or many for a client that reads slowly.
 std::string request(const char* language) {
   const std::string body = bench::enumeration();
   return "POST /cimom HTTP/1.1\r\nHost: localhost\r\nAuthorization: Basic "

@@ -82,7 +82,7 @@ class Machine {
     chmod(tree_.place("/hwinfo").c_str(), 0755);
   }
 
-  // As soon as there is one, addresses count, and hwinfo is asked for each drive's.
+  // As soon as there is such an adapter, addresses count, and hwinfo is asked for each drive's.
   void add_other_adapter() const { tree_.scsi_host(drives_, "mpt3sas"); }
   void end_idle() const { manager_->end_idle(); }
 

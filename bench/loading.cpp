@@ -1,7 +1,9 @@
-// What the loading of the module costs, and the creation of the 56 interfaces that its entry points
-// give: against a library with the same symbols and nothing behind them. Each is loaded by a
-// process of its own that has an object manager already; its time and its memory are from before
-// the loading to after the last interface.
+// What it costs to load the module and to create the 56 interfaces that its entry points give,
+// against a library with the same symbols and nothing behind them. Each is loaded by a process of
+// its own that has an object manager already. Time and memory are the difference between before the
+// loading and after the last interface.
+//
+// loading load LIBRARY loads it once and prints seconds, bytes of resident memory, interfaces
 //
 //   loading load LIBRARY    loads it once and prints seconds, bytes of resident memory, interfaces
 #include <benchmark/benchmark.h>

@@ -27,8 +27,8 @@ class RecordServer {
   std::unique_ptr<broker::cimxml::Service> service_;
 };
 
-// The module's, or that of the provider written by hand, with so many records. Made once for each
-// number, each with a copy of the library, since records stay in a process.
+// The server of the module, or of the provider written by hand, with so many records. Made once for
+// each number, each with a copy of the library, since records stay in a process.
 RecordServer& module_with(unsigned long records);
 RecordServer& plain_with(unsigned long records);
 

@@ -63,7 +63,7 @@ double kilobytes(const char* what) {
   return 0;
 }
 
-// The memory that an enumeration takes besides what is there before.
+// The memory that an enumeration takes in addition to what was there before.
 void growth(benchmark::State& state) {
   RecordServer& server = module_with(static_cast<unsigned long>(state.range(0)));
   const std::string body = bench::enumeration();

@@ -42,7 +42,7 @@ void measure(benchmark::State& state, Action action) {
 }
 
 void module(benchmark::State& state) {
-  // Never destroyed: it would end the providers when their folder is gone.
+  // Never destroyed, since it would end the providers after their folder has gone.
   static auto& manager = *new broker::ObjectManager(broker::generated_schema(), bench::options());
   const auto service = path("KAVRO_HDDTest_DiagnosticService", "", "Name", "Hard Drive: Self Test");
   const auto drive = path("KAVRO_DiskDrive", "host", "DeviceID", "/dev/sda");

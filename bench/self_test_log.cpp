@@ -1,6 +1,6 @@
-// What the reading of a full self-test log costs, logging cut off: the outcome of its newest entry,
-// the number of its entries, and its split into them; against a search through the same bytes by
-// memmem, for a text that is not in it.
+// What it costs to read a full self-test log, with logging cut off: the outcome of its newest
+// entry, the number of its entries, and its split into them, against a search by memmem through the
+// same bytes for a text that is not in them.
 #include <benchmark/benchmark.h>
 #include <string.h>
 

@@ -50,7 +50,7 @@ class Server(ServerTest):
         connection.close()
 
     def wire_bytes(self, body):
-        """Of one reply, its headers and chunk borders included."""
+        """The bytes of one reply with its headers and chunk borders."""
         request = (f"POST /cimom HTTP/1.1\r\nHost: x\r\nConnection: close\r\n"
                    f"Content-Type: application/xml\r\nCIMOperation: MethodCall\r\n"
                    f"CIMMethod: EnumerateInstances\r\nCIMObject: root%2Fcimv2\r\n"

@@ -13,12 +13,12 @@ import shutil
 import subprocess
 
 ESSENTIAL = "base-files base-passwd coreutils dash findutils grep sed".split()
-# Since all of Debian is laid out with /usr merged.
+# All of Debian has /usr merged.
 MERGED = {"bin": "usr/bin", "sbin": "usr/sbin", "lib": "usr/lib", "lib64": "usr/lib64"}
 
 
 class Unavailable(Exception):
-    """The root cannot be made here; says why."""
+    """Thrown when the root cannot be made here; says why."""
 
 
 def run(*command, **options):
@@ -30,7 +30,7 @@ def run(*command, **options):
 
 
 def download(cache, packages):
-    """The files of what these packages depend on, and of what is essential."""
+    """The package files of all that these packages depend on, and of all that is essential."""
     archives = cache / "archives"
     (archives / "partial").mkdir(parents=True, exist_ok=True)
     if not subprocess.run(["apt-cache", "show", *ESSENTIAL], capture_output=True).stdout:
@@ -41,7 +41,8 @@ def download(cache, packages):
            f"Dir::Cache::archives={archives}", "-o", "Debug::NoLocking=1", "-o",
            "APT::Sandbox::User=root", "--no-install-recommends", "--download-only", "install",
            "--yes", *ESSENTIAL, *packages]
-    # Whether Debian has all that is depended on is a matter of the packages, and a failure.
+    # If Debian lacks a package that ours depend on, that is a fault of ours: a failure and no
+    # skipping.
     chosen = [re.match(r"Inst (\S+) \((\S+)", line).groups()
               for line in run(*apt, "--simulate").splitlines() if line.startswith("Inst ")]
     try:
@@ -62,7 +63,7 @@ def unpack(root, packages):
         (root / name).symlink_to(target)
     stanzas = []
     for package in packages:
-        # Tar, and not dpkg-deb, since the links of the merged /usr must stay.
+        # Unpacked by tar, since dpkg-deb would replace the links of the merged /usr.
         with subprocess.Popen(["dpkg-deb", "--fsys-tarfile", package],
                               stdout=subprocess.PIPE) as archive:
             listing = run_tar(archive, root)
@@ -103,14 +104,14 @@ def make(cache, packages):
 
 
 def present_as(root, program):
-    """In place of /proc, which is not mounted: what a program there sees of itself."""
+    """Writes what a program there sees of itself in place of /proc, which is not mounted."""
     own = root / "proc/self"
     shutil.copyfile("/proc/self/status", own / "status")
     (own / "exe").symlink_to(program)
 
 
 def contents(root):
-    """Every path but those of the package database, with what it is and holds."""
+    """Every path, without those of the package database, with its kind and content."""
     found = {}
     for folder, folders, files in os.walk(root):
         for name in folders + files:

@@ -38,7 +38,7 @@ def commands():
 
 
 def options(text):
-    """Those that a program lists, not those that its prose mentions."""
+    """The options that a program lists, without those that its prose mentions."""
     return set(OPTION.findall("\n".join(re.findall(r"^ +-.{0,26}", text, re.MULTILINE))))
 
 
@@ -77,7 +77,7 @@ class Command(unittest.TestCase):
             self.assertIn(name, told)
 
 
-# Each path that the pages tell, and where this tree has it: a file, and what that says.
+# Each path that the pages name, with a file of this tree that has it, and the text there.
 REGISTER = "deploy/register"
 NOTE = {"/var/lib/hddtest/registrations": (f"{REGISTER}/notes.py",
                                            'NOTE = "/var/lib/hddtest/registrations"'),

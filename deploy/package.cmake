@@ -41,7 +41,7 @@ install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/docs/deployment.md
               ${CMAKE_SOURCE_DIR}/docs/faults.md ${CMAKE_SOURCE_DIR}/docs/limits.md
               ${CMAKE_SOURCE_DIR}/docs/troubleshooting.md
         DESTINATION ${module_documents} COMPONENT module)
-# Pages for those who have the sources are no links in the package.
+# Links to pages that only the sources have become plain text in the package.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/README.md)
 file(READ ${CMAKE_SOURCE_DIR}/README.md readme)
 string(REGEX REPLACE "\\[([^]]+)\\]\\((CONTRIBUTING.md|lab/README.md)\\)" "\\1 (\\2 of the sources)"

@@ -30,16 +30,16 @@ class PackageCase(unittest.TestCase):
     pristine = frozenset()  # the paths without the packages
 
     def setUp(self):
-        # What a purge leaves is compared without what a test leaves.
+        # The root after a purge is compared when the test's own files have gone.
         self.addCleanup(self.expect_no_trace, clean_root.contents(self.root))
         self.addCleanup(self.tidy)
         self.addCleanup(self.purge)
 
     def tidy(self):
-        """Takes away what a test has put there that a purge must leave."""
+        """Removes what the test has put there and a purge must leave alone."""
 
     def dpkg(self, *arguments):
-        """Whatever this machine's dpkg is set to log and to leave out."""
+        """Options that undo what this machine's dpkg is set to log and to leave out."""
         return clean_root.run("dpkg", f"--root={self.root}", "--log=/dev/null", "--path-include=*",
                               *arguments, env=ENVIRONMENT)
 
@@ -61,7 +61,7 @@ class PackageCase(unittest.TestCase):
     def place(self, name, text):
         """A program in the root, until the end of the test."""
         program = self.root / name
-        # The root's links lead out of it from here.
+        # From here, an absolute link of the root would lead out of it.
         self.assertFalse(program.is_symlink(), program)
         program.write_text(text)
         program.chmod(0o755)

@@ -36,7 +36,7 @@ class PackageTest(PackageCase):
         self.install()
 
     def registered(self):
-        """What a registration has put anywhere."""
+        """The files that a registration has made anywhere."""
         return sorted(path for path in clean_root.contents(self.root)
                       if path.split("/")[-1] in ("hddtest.mof", "hddtest.reg", "registrations")
                       or path == "hddtest")
@@ -51,7 +51,7 @@ class PackageTest(PackageCase):
         done = subprocess.run(["chroot", self.root, "hddtest", "check", "--json"], capture_output=True,
                               text=True, timeout=120, env=ENVIRONMENT)
         found = {finding["name"]: finding for finding in json.loads(done.stdout)}
-        # These are the machine's, which may be a container without them.
+        # The privileges are those of this machine, which may be a container without them.
         del found["privileges"]
         return found
 

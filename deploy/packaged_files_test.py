@@ -79,7 +79,8 @@ class Hardening(unittest.TestCase):
 
     def test_calls_by_address_reach_only_what_is_meant_for_them(self):
         def expectation(path):
-            # What the C library adds to the others decides there what is noted of the whole file.
+            # In the others, the parts of the C library decide there what is noted of the whole
+            # file.
             if path.name == HELPER:
                 self.assertIn("IBT, SHSTK", listing("readelf", "-nW", path))
             code = listing("objdump", "-d", "--no-show-raw-insn", path)
@@ -127,7 +128,7 @@ class Documents(unittest.TestCase):
 
 class Origin(unittest.TestCase):
     def test_no_file_knows_where_it_was_built(self):
-        # What is packaged has an identity that was made from the names of sources, too.
+        # The identity of a packaged file was made from the names of its sources, among others.
         built = [folder / path.name for path in programs()
                  for folder in (BUILD / "bin", BUILD / "lib", BUILD / "libexec")]
         for path in [*files(), *filter(pathlib.Path.exists, built)]:

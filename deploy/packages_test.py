@@ -38,18 +38,19 @@ class Packages(unittest.TestCase):
     def test_the_same_bytes_for_everybody(self):
         self.assertEqual(len(self.packages), 2)
         with tempfile.TemporaryDirectory(prefix="hddtest_packages.") as folder:
-            # Folders that were made anew may list their files in another order, too.
+            # The files of a new folder may be listed in another order, too.
             environment = {**os.environ, "TZ": "Asia/Tokyo", "LC_ALL": "C.UTF-8", "HOME": folder}
             again = pack(pathlib.Path(folder) / "elsewhere", umask=0o077, env=environment)
             self.assertEqual([path.name for path in again], [path.name for path in self.packages])
             for first, second in zip(self.packages, again):
                 self.assertEqual(first.read_bytes(), second.read_bytes(), first.name)
 
-    # A few of all, since a whole build takes minutes: what is compiled as C and C++, and generated.
+    # Only a few targets, since a whole build takes minutes: sources in C and in C++, and generated
+    # ones.
     TARGETS = ("hvx-run", "smbios", "hvxcore", "model_sources", "pegasus_registration")
 
     def test_a_build_in_another_folder_has_the_same_bytes(self):
-        # A compiler cache may write names of sources of its own.
+        # A compiler cache may write source names of its own.
         plain = {name: value for name, value in os.environ.items() if "LAUNCHER" not in name}
         built = []
         with tempfile.TemporaryDirectory(prefix="hddtest_packages.") as folder:

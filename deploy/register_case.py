@@ -22,14 +22,14 @@ STATE = {"output": {}, "status": {}, "ends": {}, "signals": {}, "active": "", "a
          "modules": {"other": "OK"}, "busy": [], "classes": ["CIM_Other"],
          "providerDir": "/usr/lib/pegasus"}
 
-# Of this machine, where object managers live and what the program works on.
+# Places of this machine where object managers live and which the program works on.
 OUTSIDE = ("/hddtest", "/etc/sfcb", "/etc/systemd/system", "/lib/cmpi", "/lib/sfcb",
            "/usr/lib/x86_64-linux-gnu/cmpi", "/usr/lib64/cmpi", "/usr/local/lib/cmpi",
            "/var/lib/sfcb", "/var/lib/hddtest", "/var/lib/Pegasus", "/run/systemd/system")
 
 
 def contents(*tops):
-    """Every path with what it is, whose it is, and what it holds."""
+    """Every path with its kind, owner and content."""
     found = {}
 
     def add(path):
@@ -148,7 +148,7 @@ class RegisterCase(unittest.TestCase):
         return [line for line in lines if not names or line.split()[0] in names]
 
     def all(self):
-        """All of the root, by the names that it has there."""
+        """All paths of the root with their names inside it."""
         return {path[len(str(self.root)):] or "/": what
                 for path, what in contents(self.root).items()}
 
@@ -157,7 +157,7 @@ class RegisterCase(unittest.TestCase):
                 if not re.fullmatch(self.ours, path) and not path.startswith("/proc/4711")}
 
     def compare(self):
-        """What others have is there, and nothing else is, whatever happened."""
+        """What belongs to others is still there, and nothing else is, whatever happened."""
         if self.before is None:
             return
         before, after = self.others(self.before), self.others(self.all())

@@ -15,7 +15,7 @@ from register.repository import COPIES, Repository, tells_an_error
 from register.undo import Undo
 from sfcb_case import COPY, MOF, REG, REGISTRATIONS, STAGE
 
-# As its log line has it, and as others may have it.
+# As sfcbrepos words errors, and as other versions may.
 ERRORS = ("hddtest.mof(3): Syntax ERROR", "error: no such class", "Fatal error.",
           "CIM_Error.mof\nhddtest.mof:3: error: unknown qualifier")
 NO_ERRORS = ("Compiling Interop/CIM_Error.mof", "/s/Error.mof", "class CIM_Error", "CIM_ErrorType:",
@@ -138,7 +138,7 @@ class Failing(sfcb_case.SfcbCase):
         self.failing(running=True)
 
     def test_a_signal_puts_everything_back(self):
-        """While sfcb is stopped and its repository replaced."""
+        """A failure while sfcb is stopped and its repository is replaced."""
         self.install_unit("sfcb", active=True)
         self.change(signals={"systemctlstart": int(signal.SIGTERM)})
         self.run_program("sfcb", status=128 + signal.SIGTERM)
@@ -205,7 +205,7 @@ class Killed(sfcb_case.SfcbCase):
 
 class Replacing(unittest.TestCase):
     def test_a_signal_between_two_steps_loses_nothing(self):
-        """It comes when the one has been done and before anything else has."""
+        """The signal comes when the one call is done and before any other begins."""
         rename = pathlib.Path.rename
         for number in range(4):
             with self.subTest(number), tempfile.TemporaryDirectory() as name:

@@ -20,7 +20,7 @@ class Outside(BaseException):
 
 
 def below(path, folders):
-    # What a name leads to, but the name itself, which may be that of a link.
+    # Links in the path are followed, but the last name stays as it is: it may itself be a link.
     path = os.fsdecode(path)
     real = os.path.join(os.path.realpath(os.path.dirname(os.path.abspath(path))),
                         os.path.basename(path))

@@ -33,7 +33,7 @@ class Registration(unittest.TestCase):
         expected = {}
         for kind, name in rows("module"):
             types = {"instance", "method"} | ({"association"} if kind == "ASSOCIATION" else set())
-            # The instances of the drives are the inventory's.
+            # The inventory answers for instances of drives.
             expected[name] = (f"{name}_Provider", "hddtest.cmpi",
                               {"method"} if name == "KAVRO_DiskDrive" else types)
         found = {section.class_name: (section.values["provider"], section.values["location"],

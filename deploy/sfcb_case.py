@@ -25,7 +25,7 @@ class SfcbCase(RegisterCase):
                 f"{STAGE}/default.reg": "[Default]\n",
                 f"{STAGE}/regs/other.reg": "[Other]\n",
                 f"{STAGE}/mofs/root/other/other.mof": "class Other {};\n",
-                # Not of the program, though called as its own.
+                # Belongs to others, although it has the name of ours.
                 f"{STAGE}/mofs/root/other/hddtest.mof": "class Theirs {};\n",
                 f"{REGISTRATIONS}/providerRegister": "[Default]\n[Other]\n",
                 f"{REGISTRATIONS}/repository/root/other/classSchemas": (
@@ -43,7 +43,7 @@ class SfcbCase(RegisterCase):
         return f"sfcb|{STAGE}|{REGISTRATIONS}|{schema}|{unit}|{state}|{MADE}\n"
 
     def break_classes(self):
-        """Somebody else's fault."""
+        """A faulty class of somebody else."""
         self.write(f"{STAGE}/mofs/root/other/more.mof", "BROKEN\n")
 
     def expect_registered(self):

@@ -77,7 +77,7 @@ sub find_drive {
     return $drive;
 }
 
-# As on a new drive: nothing logged yet.
+# A new drive has logged nothing.
 sub begin_life {
     my ($drive) = @_;
     poke( $drive->{log},   "\0" x 512 );

@@ -71,7 +71,7 @@ expect_status() {
   [ "$(cat status)" = "$1" ] || wrong "exit status $(cat status), not $1 $(head -n 1 errors)"
 }
 
-# expect_outcome OUTCOME: of the first and only drive, wherever it shows
+# expect_outcome OUTCOME: the outcome of the first and only drive, wherever it shows
 expect_outcome() {
   case $1 in
     passed) set -- "$1" 0 2 HDST-000 ;;
@@ -119,7 +119,7 @@ expect_drives() {
   differs=$("$lab/decisions" "${run:+$run.}output" "${run:+$run.}log" "$@" 2>&1) || wrong "$run $differs"
 }
 
-# The drive was seen at work: at several stages, and then no more.
+# The drive was seen testing, at several stages, and then no more.
 expect_progress() {
   [ "$(grep -o 'in progress [1-9]0%' log | sort -u | wc -l)" -ge 3 ] || wrong "no progress in the log"
   expect_log 'Test is completed, get test status'
@@ -181,8 +181,9 @@ guest_commands() {
   fi
 }
 
-# On a busy host the kernel does not get the interrupts with which it tries its timer when it starts, and
-# would panic. It prints nothing itself: with loglevel=1, which shows panics, it says that it powers down.
+# On a busy host the starting kernel does not get the interrupts by which it checks its timer, and
+# would panic: no_timer_check. It prints nothing itself; loglevel=1 would show panics, but also that
+# it powers down.
 kernel_options=(console=ttyS0 quiet loglevel=0 panic=-1 no_timer_check)
 
 run_machine() {

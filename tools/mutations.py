@@ -7,7 +7,7 @@ import re
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
 
-# What is broken: of the server only what reads requests.
+# The files that are broken; of the server only those that read requests.
 PLACES = {
     "module": "*", "providers": "*", "engine": "*", "results": "*", "discovery": "*",
     "inventory": "*", "platform/cmpi": "*", "platform/xml": "*",
@@ -15,7 +15,7 @@ PLACES = {
     "broker/http": "address connection_request exchange head own_names password_hash "
                    "request_reader users users_file",
 }
-# Test code beside the units, and the interface as other object managers have it too.
+# Test code beside the units, and the header that other object managers have too.
 NO_UNIT = re.compile(r"_test\.|/test_|/captured_log|/recorded_machine|/scratch_file_lock|/cmpi_")
 
 # Text in which there is no code, and strings.
@@ -23,7 +23,7 @@ SPANS = re.compile(r"""//[^\n]* | /\*.*?\*/ | R"(\w*)\(.*?\)\1" | (?P<string>"(?
                        | (?<![0-9a-fA-F])'(?:\\.|[^'\\\n])+' | ^[ \t]*\#(?:\\.|[^\n\\])*""",
                    re.VERBOSE | re.DOTALL | re.MULTILINE)
 CHARACTERS = re.compile(r"\\x[0-9a-fA-F]+|\\[0-7]{1,3}|\\.|.")
-# No statements of a run: a change is seen by the compiler or by nobody.
+# Lines that do nothing at run time: only the compiler could notice a change.
 SKIPPED = re.compile(r"\s*(static_assert|using|namespace|template|friend|extern|typedef)\b|.*= 0;$")
 STATEMENT = re.compile(r"\s*(?!return\b|delete\b|throw\b|if\b|for\b|while\b|switch\b|co_)"
                        r"(\*?[\w.:>\[\]()-]+ [-+|&]?= .*|(?:\+\+|--)[\w.>-]+|[\w.:>\[\]-]+\(.*\));$")

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Sourced by ./run, ./test, ./package, ./lint and the scripts of bench/, fuzz/, tests/soak/ and tools/: installs
-# missing Debian packages and builds.
+# Sourced by ./run, ./test, ./package, ./lint and the scripts of bench/, fuzz/, tests/soak/ and tools/:
+# installs missing Debian packages and builds.
 #
 #   require_packages PACKAGE...   installs those that are missing; exits with 3 when it may not
 #   require_package_lists         fetches apt's package lists when there are none
@@ -32,11 +32,11 @@ show_help() {
   exit 0
 }
 
-# begin_log FOLDER FILE: makes both; exits with 3, having said what to do, where this user may not.
+# begin_log FOLDER FILE: makes both. Where this user may not, says what to do and exits with 3.
 begin_log() {
   local why place=$1/$2
   why=$({ mkdir -p "$1" && : >"$1/$2"; } 2>&1) && return 0
-  # The first that is there: the file, a folder of it, or the one that all is in.
+  # The first of these that exists: the file, a folder of its path, or the folder that holds it all.
   while [ ! -e "$place" ] && [[ $place == */* ]]; do place=${place%/*}; done
   [ -e "$place" ] || place=.
   say "$1/$2 cannot be written: ${why##*: } ($place belongs to $(stat -c %U "$place"))."
@@ -66,7 +66,7 @@ require_packages() {
     return 0
   fi
   say "Packages are missing and could not be installed (the log is build/install.log)."
-  # What apt complains of; without a line from it this user may not call it.
+  # What apt complains of. A log without such a line means that this user may not call apt.
   grep -m 3 '^E: ' build/install.log | LC_ALL=C tr -dc '[:print:]\n' | sed 's/^E: /apt says: /' | uniq >&2
   [ -s build/install.log ] || say "This user may not install packages: there is no sudo that lets it."
   say "As root, run:"
@@ -74,7 +74,7 @@ require_packages() {
   exit 3
 }
 
-# The lab fetches its kernel by the package lists, which a new machine may not have.
+# The lab fetches its kernel through apt's package lists, which a new machine may lack.
 require_package_lists() {
   [ ! -s build/lab/kernel ] || return 0
   ! apt-cache show linux-image-amd64 >/dev/null 2>&1 || return 0
@@ -84,8 +84,8 @@ require_package_lists() {
   exit 3
 }
 
-# Copies what a build prints to the file and shows how far it is: on a terminal in one line that is
-# written over, elsewhere in a line for each fifth.
+# Copies what a build prints to the file, and shows how far the build is: on a terminal in one line
+# that is written over, elsewhere in a line for each fifth.
 build_progress() {
   local log=$1 line number all shown=0 rewrites=
   [ ! -t 2 ] || [ "${TERM:-dumb}" = dumb ] || rewrites=yes

@@ -1,4 +1,4 @@
-"""One run at a time: two would each edit the note, the stage and the repository of the other."""
+"""One run at a time: two would edit the same note, stage and repository."""
 
 import fcntl
 import os

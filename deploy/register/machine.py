@@ -52,7 +52,7 @@ def complain(text):
 
 
 def put(text, stream):
-    """Where the terminal or the reader is gone, what was begun is ended or put back all the same."""
+    """Prints a line. If the terminal or the reader has gone, the work goes on, or is put back, all the same."""
     if stream is None:
         return
     try:
@@ -70,7 +70,7 @@ def attempt(*command):
     """Runs a step's program to its end; what it prints is shown."""
     words = [str(word) for word in command]
     say("  " + shlex.join(words))
-    # Its words are looked at, so they are to be the untranslated ones.
+    # The output is searched for words, so they must not be translated.
     done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, text=True, errors="replace", check=False,
                           env={**os.environ, "LC_ALL": "C"})
@@ -84,7 +84,7 @@ class Machine:
         self.root = pathlib.Path(os.path.realpath(root or "/"))
 
     def path(self, name, follow=True):
-        """Where the path of this name is. Without follow a link at its end is itself meant."""
+        """Where the path of this name is. Without follow, a link at its end is not followed."""
         if self.root == pathlib.Path("/"):
             return pathlib.Path(name)
         done, links = [], 0
@@ -106,7 +106,7 @@ class Machine:
         return self.root.joinpath(*done)
 
     def name(self, path):
-        """What those who live on the machine call this path, where they can see it."""
+        """The name that this path has on the machine, if it can be seen there."""
         path = pathlib.Path(path)
         return f"/{path.relative_to(self.root)}" if path.is_relative_to(self.root) else str(path)
 
@@ -121,7 +121,7 @@ class Machine:
             return ""
 
     def write(self, name, content, mode=0o644):
-        """All of the file or nothing; never through a link in its place."""
+        """Writes the whole file or nothing, and never through a link in its place."""
         path = self.path(name, follow=False)
         new = path.with_name(path.name + ".hddtest-new")
         new.unlink(missing_ok=True)
@@ -131,7 +131,7 @@ class Machine:
         os.replace(new, path)
 
     def make_folders(self, name):
-        """The folder of this name with those above it; answers the names of the new ones."""
+        """Makes the folder of this name and those above it; returns the names of the new ones."""
         made = []
         for one in [*reversed(pathlib.PurePosixPath(name).parents), name]:
             if not self.path(one).is_dir():
@@ -140,8 +140,8 @@ class Machine:
         return made
 
     def remove(self, names):
-        """Of these names, which hddtest-register made, the files, and the folders (with a slash at
-        the end) that nobody has put anything into."""
+        """Removes what hddtest-register made by these names: the files, and the folders (with a
+        slash at the end) if they are empty."""
         for name in sorted(names, key=len, reverse=True):
             try:
                 if name.endswith("/"):

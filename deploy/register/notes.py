@@ -28,7 +28,7 @@ class Registration:
 
     @property
     def place(self):
-        """By which registrations of one manager differ."""
+        """What tells the registrations of one manager apart."""
         return self.parts[PARTS[self.manager][0]]
 
     def line(self):
@@ -36,7 +36,7 @@ class Registration:
 
 
 def registration(line):
-    """Nothing for a line that is none."""
+    """None for a line that is no registration."""
     manager, *fields = line.split("|")
     names = PARTS.get(manager, ())
     if not names or len(fields) < len(names):
@@ -55,7 +55,7 @@ class Notes:
         return [one for one in found if place in (None, one.place)]
 
     def remember(self, noted):
-        """In place of an earlier one of that manager and place."""
+        """Notes a registration, in place of an earlier one of that manager and place."""
         self._drop(noted)
         self._lines.append(noted.line())
         self._save()

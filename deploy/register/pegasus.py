@@ -44,7 +44,7 @@ class Pegasus:
             say(f"Adding the classes to {NAME_SPACE}")
             for file in ["cim.mof"] * self._options.with_cim + ["kavro.mof"]:
                 self._add_classes(file)
-            # OpenPegasus ignores a second registration, so the first one goes before it.
+            # OpenPegasus ignores a second registration, so the first one is removed before.
             self._remove_modules(there, undo)
             say("Registering the providers")
             self._register_providers()
@@ -76,8 +76,8 @@ class Pegasus:
             raise Failure("the providers could not be registered")
 
     def _disable_modules(self, undo):
-        """All of them before any is removed: a busy one then leaves everything as it was. Answers
-        those that are registered."""
+        """Disables all of them before any is removed, so that a busy one leaves everything as it was.
+        Returns those that are registered."""
         there = []
         listed = attempt("cimprovider", "-l", "-s")
         if listed.status != 0:
@@ -101,7 +101,7 @@ class Pegasus:
 
     def _enable(self, module):
         answer = attempt("cimprovider", "-e", "-m", module)
-        # It is, where it had to be registered again.
+        # It is already enabled where it had to be registered again.
         if answer.status != 0 and "already" not in answer.output:
             raise Failure(f"enable it: cimprovider -e -m {module}")
 
@@ -115,7 +115,7 @@ class Pegasus:
             if answer.status != 0:
                 raise Failure(f"{module} could not be removed")
 
-    # A step may fail where there is nothing to do; but not because nobody was asked.
+    # A step may fail because there is nothing to do, but not because the server did not answer.
     def _expect_answer(self, answer):
         if re.search("cannot connect|may not be running", answer.output, re.IGNORECASE):
             self._does_not_answer()

@@ -13,8 +13,8 @@ import tempfile
 from register.machine import Failure, attempt, complain, say
 from register.notes import FOLDER
 
-# A faulty class may leave the exit status 0. The word is looked for, not names such as
-# CIM_Error.mof, nor counts of none.
+# A faulty class may leave the exit status 0, so the word error is looked for, but neither in names
+# such as CIM_Error.mof nor in a count of none.
 NO_ERROR = re.compile(r"(?:^|[^a-z0-9])(?:no|0) errors?", re.IGNORECASE)
 ERROR = re.compile(r"(?:^|[^a-z0-9_./-])errors?\.?(?:[^a-z0-9_./-]|$)", re.IGNORECASE)
 
@@ -70,7 +70,7 @@ class Repository:
     def _clear_up(self, left):
         new, old = left / "new", left / "old"
         held = sorted(old.iterdir()) if old.is_dir() and not left.is_symlink() else []
-        # While all of the new is in place of the old, somebody may use it already.
+        # With all of the new repository in place, somebody may use it already.
         if not all(os.path.lexists(self._folder / one.name) for one in held):
             for one in held:
                 place = self._folder / one.name
@@ -87,7 +87,7 @@ class Repository:
             shutil.rmtree(left)
 
     def build(self, stage, schema, sections=()):
-        """While sfcb may run: what it uses is not touched. The sections have to be in it."""
+        """Builds the new repository, which has to hold the sections. sfcb may run: what it uses is not touched."""
         say("Building the repository anew, beside the one in use")
         options = ["-f", "-r", self._new, "-s", stage] + (["-c", schema] if schema else [])
         answer = attempt("sfcbrepos", *options)
@@ -100,7 +100,7 @@ class Repository:
                               "what it leads to there")
 
     def _is_whole(self, sections):
-        """What failed without a word leaves a repository of empty folders."""
+        """sfcbrepos can fail without a word and leave a repository of empty folders."""
         files = [path for path in self._new.rglob("*") if path.is_file() and path.stat().st_size]
         register = self._new / "providerRegister"
         if register not in files or files == [register]:
@@ -109,7 +109,7 @@ class Repository:
         return lines.issuperset(sections)
 
     def replace(self, undo):
-        """While sfcb does not run. Undone if a later step fails; settle() ends that."""
+        """Replaces the old repository while sfcb does not run. Undone if a later step fails, until settle()."""
         say("Replacing the repository")
         for new in sorted(self._new.iterdir()):
             old = self._folder / new.name
@@ -124,8 +124,8 @@ class Repository:
         self._settled = True
 
     def _take_over(self, old, new):
-        """What was put into the repository besides what is compiled, the instances of others, and
-        who may read it."""
+        """Takes over what the old repository holds besides compiled classes, which are the instances of
+        others, and who may read it."""
         like(new, old)
         if not old.is_dir() or not new.is_dir():
             return
@@ -144,7 +144,7 @@ class Repository:
 
 
 def is_work(folder):
-    """Whether nothing but what a run makes is in it."""
+    """Whether the folder holds only what a run makes."""
     return (folder.is_dir() and not folder.is_symlink()
             and {path.name for path in folder.iterdir()} <= {"new", "old", STAGED})
 
@@ -154,7 +154,7 @@ def holds_instances(folder):
 
 
 def move(path, place):
-    """Where a signal came in between, it is in its place."""
+    """Puts the old repository back, unless it is in its place because a signal came before it was moved."""
     if os.path.lexists(path) and not os.path.lexists(place):
         path.rename(place)
 
@@ -164,16 +164,16 @@ def copy_name(registrations):
 
 
 def has_copy(machine, registrations):
-    """It stays then: what would replace it may be broken."""
+    """Keeps the old repository, since the one that would replace it may be broken."""
     return machine.is_there(copy_name(registrations))
 
 
 def keep_copy(machine, registrations, work):
-    """Of what was there before the first registration."""
+    """Makes a copy of what was there before the first registration."""
     name = copy_name(registrations)
     say(f"Keeping a copy of {registrations} in {name}")
     machine.make_folders(os.path.dirname(name))
-    machine.path(COPIES).chmod(0o700)  # while it is made, the rights of what is in it are not there
+    machine.path(COPIES).chmod(0o700)  # its files get their own modes only later
     source, copy = machine.path(registrations), machine.path(name)
     new = machine.path(name + UNFINISHED)
     if new.exists():  # of a run that was ended
@@ -193,7 +193,7 @@ def copy_file(source, target):
 
 
 def drop_copy(machine, registrations):
-    """When the registration was taken back, or not made."""
+    """Removes the copy when the registration was taken back, or was not made."""
     name = copy_name(registrations)
     for path in (machine.path(name + end, follow=False) for end in ("", UNFINISHED)):
         if path.is_dir() and not path.is_symlink():

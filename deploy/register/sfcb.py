@@ -70,7 +70,7 @@ class Sfcb:
         self._warn_of_provider_folders()
 
     def _places(self):
-        """What was given, else what the configuration has, else what is usual."""
+        """The folder that was given, else that of the configuration, else the usual one."""
         given = self._options
         registrations = given.registrations or self._setting("registrationDir") or REGISTRATIONS
         stage = (given.stage or self._setting("(?:stage|stageDir|stagingDir)")
@@ -83,8 +83,8 @@ class Sfcb:
                 "schema": given.schema or "", "unit": given.unit or ""}
 
     def _is_first(self, wanted):
-        """Whether nothing of ours is in that repository. The note alone does not tell: older
-        versions left out the usual folder, and a later run may have been killed."""
+        """Whether that repository holds nothing of ours. The note alone cannot tell: older versions
+        did not note the usual folder, and a later run may have been killed."""
         registrations = wanted.parts["registrations"]
         register = self._machine.text(f"{registrations}/providerRegister").splitlines()
         return not set(self._data.sections).intersection(line.strip() for line in register)
@@ -121,7 +121,7 @@ class Sfcb:
         place.symlink_to(target)
         undo.push(LINK, place.unlink)
 
-    # They noted no link, but made it.
+    # Old versions made the link without noting it.
     def _of_old_versions(self):
         return [one for one in self._notes.of("sfcb") if not one.state]
 
@@ -130,7 +130,7 @@ class Sfcb:
         return place.is_symlink() and os.readlink(place) == target
 
     def _stage(self, wanted, work, undo):
-        """Puts classes and registration into the stage; answers what is ours there."""
+        """Puts classes and registration into the stage; returns the paths that are ours there."""
         stage, ours = wanted.place, set(wanted.made)
         say(f"Staging classes and registration in {stage}")
         before = self._staged(stage)
@@ -155,7 +155,7 @@ class Sfcb:
         return sorted({registration, *mine, *folders, *kept, *made})
 
     def _staged(self, stage):
-        """The folders of the stage, and content and mode of each file that is called as ours."""
+        """The folders of the stage, and content and mode of each file that has a name of ours."""
         found = {}
         top = self._machine.path(stage)
         for folder, _, files in os.walk(top):
@@ -198,8 +198,8 @@ class Sfcb:
     # Taking it back.
 
     def unregister(self):
-        """The stage that is named, or else all that are noted, with what was given when it was
-        registered, unless something else is given now."""
+        """The stage that is named, or else all that are noted, each with the options of its
+        registration unless others are given now."""
         named = self._options.stage
         noted = self._notes.of("sfcb", named)
         of_old_versions = self._of_old_versions()

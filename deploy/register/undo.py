@@ -8,7 +8,7 @@ ENDINGS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT)
 
 
 class Undo:
-    """Used with `with`: where its block fails or is interrupted, the way back is gone, last step
+    """Used with `with`: if its block fails or is interrupted, the steps back are taken, the last one
     first. A step back that fails is told, and the others are done all the same."""
 
     def __init__(self):
@@ -21,7 +21,7 @@ class Undo:
         self._steps.append((what, function, arguments))
 
     def forget(self):
-        """There is no way back any more."""
+        """Forgets the steps back: from now on there is no way back."""
         self._steps.clear()
 
     def __exit__(self, kind, error, trace):

@@ -19,7 +19,7 @@ PROGRAM = pathlib.Path(sys.argv[2]).resolve()
 ENVIRONMENT = {**os.environ, "HVX_LOG_FILE": "-",
                "PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"}
 BUILD = PROGRAM.parent.parent
-# As ProtectSystem=strict and PrivateTmp=yes have it; a build tree below /tmp stays where it is.
+# What ProtectSystem=strict and PrivateTmp=yes do; a build tree below /tmp stays where it is.
 FILE_SYSTEM = (f"exec 9< '{BUILD}' && mount --make-rprivate / && mount -t tmpfs tmpfs /tmp && "
                f"mkdir -p '{BUILD}' && mount -c --bind /proc/self/fd/9 '{BUILD}' && exec 9<&- && "
                f"mount -o remount,bind,ro '{BUILD}' && mount -o remount,bind,ro / && exec \"$@\"")

@@ -43,14 +43,14 @@ def main():
     if gone := missing(SERVICE, text) + missing(SOCKET, socket):
         print("missing: " + ", ".join(gone))
         return 1
-    # Nothing is meant to listen at an address that the machine does not have, or at further ones.
+    # The socket unit listens at no address that a machine may lack, nor at further ones.
     if others := [line for line in socket.splitlines()
                   if line.startswith("Listen") and line not in SOCKET or line.startswith("FreeBind")]:
         print("not meant: " + ", ".join(others))
         return 1
     with tempfile.TemporaryDirectory(prefix="hddtest_unit.") as folder:
         unit = pathlib.Path(folder) / "hddtest.service"
-        # What systemd starts has to be there, and there may be no manual page yet.
+        # systemd looks for the program, and there may be no manual page yet.
         text = text.replace("/usr/bin/hddtest", sys.argv[2], 1)
         units = [unit, unit.with_suffix(".socket")]
         for place, content in zip(units, [text, socket]):

@@ -1,6 +1,7 @@
-# What onboard and USB drives are called decides too. A logical volume leaves out every drive; when
-# it is gone, each drive is decided on by its own name. An onboard drive called as the maker's RAID
-# family can be tested, since hwinfo does not give its generic device, by which it would be known.
+# The names of onboard and USB drives decide too. A logical volume leaves out every drive; when it
+# is gone, each drive is decided on by its own name. An onboard drive with the name of the RAID
+# family can be tested, since hwinfo does not give the generic device by which it would be
+# recognised.
 real_time
 drive piix LAB0001
 drive ahci LAB0002 '' 'model=PQI Disk'
@@ -17,7 +18,7 @@ guest() {
   offered others
 }
 
-# Drives of one controller are named in the order in which they come up, which may be any.
+# Drives of one controller are named in the order in which they come up, which may be any order.
 decisions() {
   while read -r drive model; do
     case "$drive $model" in

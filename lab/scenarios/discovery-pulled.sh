@@ -28,7 +28,7 @@ SCRIPT
 check() {
   expect_drives --run before sda=no-disk sdb=testable sdc=testable sdd=testable
   expect_drives --run after sdc=testable sdd=testable
-  # Whether hwinfo has seen the drive is open; that the answer goes with the log is not.
+  # hwinfo may or may not have seen the drive, but the answer must agree with the log.
   local sdb=no-disk
   if grep -qF 'Initializing HDD instance for /dev/sdb' meanwhile.log; then sdb=testable; fi
   expect_drives --run meanwhile sdb=$sdb sdc=testable sdd=testable

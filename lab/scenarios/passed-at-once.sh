@@ -1,5 +1,5 @@
-# A drive that is done before the first look: nothing but the changed log tells. The emulator's own
-# drives are so, which makes this the one scenario that runs everywhere.
+# A drive that is done before the first look, so that only the changed log shows the test. The
+# emulator's own drives do this, so this is the one scenario that runs everywhere.
 drive piix LAB0001
 
 check() {

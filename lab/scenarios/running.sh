@@ -1,5 +1,5 @@
-# A test runs in the drive already: the second user is told so, and how far it is; the first one's test
-# goes on.
+# A test runs in the drive already. The second user is told so, with how far it is, and the first
+# one's test goes on.
 drive ahci LAB0001 60:passed
 
 guest() {

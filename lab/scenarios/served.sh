@@ -7,7 +7,7 @@ drive ahci LAB0002 7:read-failure:12345
 drive megasas LAB0003
 with_client
 
-# A file of the answer, so many lines of it hold the text, what is asked about, and how.
+# A file for the answer, how many of its lines hold the text, what is asked about, and how.
 available=KAVRO_HDDTest_AvailableDiagnosticService
 to_service="-arc KAVRO_HDDTest_DiagnosticService"
 roles="-ar UserOfService -arr ServiceProvided"
