@@ -75,7 +75,8 @@ std::string read_passphrase() {
   standard_error().write("Password: ");
   std::string password = read_line();
   standard_error().write("Once more: ");
-  if (read_line() != password) throw CommandFailure("the two passwords differ; nothing was changed");
+  if (read_line() != password)
+    throw CommandFailure("the two passwords differ; nothing was changed");
   return password;
 }
 

@@ -68,7 +68,7 @@ class Machine : public testing::Test {
              number + ")\n\n";
   }
 
-  // Begins an object manager, of other habits if need be.
+  // Starts an object manager, with other habits if wanted.
   void restart(const std::function<void(broker::Tables&)>& habits) {
     broker::Options options;
     options.registration = broker::read_registration(HDDTEST_REGISTRATION_FILE);
@@ -138,8 +138,8 @@ void expect_one_at_a_time(const std::vector<Event>& events) {
 
 TEST_F(Machine, OffersItsOnboardDrives) {
   EXPECT_THAT(offered(), ElementsAre("DeviceID=\"/dev/sda\"", "DeviceID=\"/dev/sdb\""));
-  // Two reports; to find each address the drive's own and those before it; none for USB's, which
-  // is not published: three more for the drive that has none.
+  // Two reports, then a run for each address that is looked at up to the drive's own: one, two and
+  // three. The USB drive publishes none, so all three are looked at for it.
   EXPECT_THAT(calls(), SizeIs(2 + 1 + 2 + 3 + 3));
   EXPECT_FALSE(std::filesystem::exists("/tmp/sgMap.txt"));
 }
@@ -179,8 +179,8 @@ TEST_F(Machine, DiscoveriesWaitForEachOtherAndRecordsForNone) {
     EXPECT_THAT(answer, ElementsAre("DeviceID=\"/dev/sda\"", "DeviceID=\"/dev/sdb\""));
   EXPECT_EQ(discoveries_without_listing, 0) << "listings waited for a discovery";
   expect_one_at_a_time(events);
-  // One provider serves them all and sees every bus device once more in each discovery, so that
-  // the drive without an address is looked for at ever more of them.
+  // One provider serves them all. In each discovery it remembers every bus device once more, so
+  // that more and more of them are looked at for the drive without an address.
   std::size_t runs = 0;
   for (int discovery = 1; discovery <= discoverers * rounds; ++discovery)
     runs += 2 + 1 + 2 + 3 + 3 * discovery;
@@ -223,8 +223,9 @@ TEST_F(Machine, TheServiceIsFoundWhereEmptyKeysComeAsNull) {
   EXPECT_TRUE(ask_of_service(*manager) == expected);
 }
 
-// A provider that lives long remembers each bus device of each listing; one that is made anew
-// has those of its own listing to look at. What stays is an instance for each drive offered.
+// A provider that lives long remembers the bus devices of every listing. One that is made anew has
+// only those of its own listing to look at; what stays is an instance for each drive that was
+// offered.
 TEST_F(Machine, TheHundredthListingCostsWhatTheFirstCostWhenIdleProvidersEnd) {
   constexpr std::size_t runs = 2 + 1 + 2 + 3 + 3;
   constexpr std::size_t kept = 2 * 3000;

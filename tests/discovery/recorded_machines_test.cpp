@@ -35,8 +35,8 @@ std::vector<std::filesystem::path> recorded_machines() {
   return found;
 }
 
-// Kept on purpose: of an address only one character of each number is looked up, so that what is
-// decided on a drive at such an address goes by chance.
+// Kept on purpose: only one character of each number of an address is looked up, so that the
+// decision on a drive with longer numbers is a matter of chance.
 bool is_looked_up_in_full(const inventory::Drive& drive) {
   if (!drive.address) return true;
   const auto& [host, channel, target, lun] = *drive.address;
@@ -64,7 +64,7 @@ class RecordedMachine : public DiscoveryTest {
     for (const inventory::Bus_Device& device : bus_devices)
       cimom.bus_devices.push_back(sys_bus_device(device, "machine"));
   }
-  // As if the inventory kept back the addresses of USB drives only.
+  // Publishes addresses as if the inventory kept back those of USB drives only.
   void publish_addresses() {
     for (inventory::Bus_Device& device : bus_devices)
       device.address_published = hosts.driver(device.address.host) != "usb-storage";
@@ -80,7 +80,7 @@ class RecordedMachine : public DiscoveryTest {
     }
     return onboard;
   }
-  // What the log says of each drive, and that the answer goes with it.
+  // What the log says of each drive; expects the answer to agree with it.
   std::map<std::string, std::string> decisions() {
     take_log();
     const std::vector<std::string> offered = offered_names();
