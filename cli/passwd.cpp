@@ -12,8 +12,8 @@ constexpr const char* description = "Sets the password of a user of 'hddtest ser
 
 constexpr const char* footer =
     "Asks for the password twice, or reads it from standard input when that is no terminal.\n"
-    "FILE is made when there is none; a line of it is USER:HASH, which may be deleted. A\n"
-    "running server reads it again on SIGHUP.";
+    "FILE is made when there is none. Its lines are USER:HASH, and may be deleted. A running\n"
+    "server reads it again on SIGHUP.";
 
 struct PasswdOptions {
   std::string file;

@@ -149,7 +149,7 @@ class Folders(sfcb_case.SfcbCase):
         shutil.copytree(self.path(STAGE), self.path("/srv/sfcb-stage"))
         self.path("/srv/link").symlink_to("/srv/other/../sfcb-stage")
         self.path("/srv/other").mkdir()
-        self.run_program("sfcb", "--stage", "/srv/link")  # /srv is none of this machine's
+        self.run_program("sfcb", "--stage", "/srv/link")  # not the /srv of this machine
         self.assertTrue(self.path("/srv/sfcb-stage/regs/hddtest.reg").is_file())
         self.path("/srv/loop").symlink_to("/srv/loop")
         self.run_program("sfcb", "--stage", "/srv/loop", status=1)

@@ -1,5 +1,5 @@
-"""What lab/image, the first argument, leaves when it is interrupted. Packages are stand-ins, and it gets
-as far as the kernel, which is none."""
+"""What lab/image, the first argument, leaves when it is interrupted. Packages are stand-ins; the
+program fails at the kernel, since theirs is not a real one."""
 
 import os
 import pathlib

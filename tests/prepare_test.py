@@ -60,8 +60,7 @@ class Prepare(unittest.TestCase):
         log = self.folder / "build/build.log"
         for path in (self.folder, self.folder / "bin"):
             path.chmod(0o755)
-        advice = ("Do this as the user whom it belongs to, or in a copy of the sources that is your "
-                  "own.")
+        advice = "Do this as that user, or in a copy of the sources that is your own."
         for name, prepared in (("build", lambda: None), ("build/build.log", log.touch),
                                (".", lambda: shutil.rmtree(self.folder / "build"))):
             prepared()

@@ -40,7 +40,7 @@ begin_log() {
   while [ ! -e "$place" ] && [[ $place == */* ]]; do place=${place%/*}; done
   [ -e "$place" ] || place=.
   say "$1/$2 cannot be written: ${why##*: } ($place belongs to $(stat -c %U "$place"))."
-  say "Do this as the user whom it belongs to, or in a copy of the sources that is your own."
+  say "Do this as that user, or in a copy of the sources that is your own."
   exit 3
 }
 

@@ -11,7 +11,7 @@ LOCK = f"{FOLDER}/lock"
 
 class Lock:
     """Used with `with`: waits until no other run works on this machine. Its file goes at the end,
-    and one that a run has left that was killed is none."""
+    and one that a killed run has left does not count."""
 
     def __init__(self, machine):
         self._machine = machine

@@ -36,7 +36,7 @@ class Pegasus:
         if self._options.with_cim:
             self._expect_no_schema()
         with Undo() as undo:
-            say("Disabling an earlier registration; none is no fault")
+            say("Disabling an earlier registration, if there is one")
             there = self._disable_modules(undo)
             if former:  # else classes are there from now on, to be taken back
                 undo.push("the note", self._notes.restore, self._notes.state())
@@ -136,7 +136,7 @@ class Pegasus:
     def _expect_no_other_drop_in(self, unit):
         name = self._drop_in(unit)
         if unit and self._machine.is_there(name) and MARK not in self._machine.text(name):
-            raise Failure(f"{name} is in the way, and is not of hddtest-register: move it away")
+            raise Failure(f"{name} is in the way and was not made by hddtest-register: move it away")
 
     def _set_working_directory(self, wanted, undo):
         unit, directory = wanted.parts.values()
@@ -186,7 +186,7 @@ class Pegasus:
     def unregister(self):
         noted = self._notes.of("pegasus")
         if have("cimprovider"):
-            say("Disabling the registration; none is no fault")
+            say("Disabling the registration, if there is one")
             with Undo() as undo:
                 there = self._disable_modules(undo)
                 self._remove_modules(there, undo)
@@ -197,7 +197,7 @@ class Pegasus:
             one.state = LEAVING
             self._notes.remember(one)
         if have("cimcli"):
-            say("Removing the classes that nobody else uses; those that are missing are no fault")
+            say("Removing the classes that nobody else uses, if they are there")
             for name in self._data.classes:
                 self._expect_answer(attempt("cimcli", "dc", "-n", NAME_SPACE, name))
         for one in noted:

@@ -63,7 +63,7 @@ class Repository:
             complain(f"{self._old} has what was in {self._folder} before: move it back")
         elif self._settled and self._left_out:
             complain(f"note: nothing that is staged has classes for {', '.join(self._left_out)}: what "
-                     f"was kept there is in {self._old} now; remove {self.work} if it is not missed")
+                     f"was kept there is in {self._old} now; remove {self.work} if nobody needs it")
         else:
             shutil.rmtree(self.work)
 
@@ -78,11 +78,11 @@ class Repository:
                     place.rename(new / one.name)
                 one.rename(place)
             complain(f"note: {self._folder} is put back as it was before a run that was killed: "
-                     "see that sfcb runs, which it may have stopped")
+                     "see that sfcb runs, since that run may have stopped it")
             held = []
         if held or not is_work(left):
             complain(f"note: {left} is left of a run that was killed, and may hold what was in "
-                     f"{self._folder} then: see that sfcb runs, and remove it if nothing is missed")
+                     f"{self._folder} then: see that sfcb runs, and remove it if nothing is missing")
         else:
             shutil.rmtree(left)
 

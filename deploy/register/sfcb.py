@@ -103,7 +103,7 @@ class Sfcb:
 
     def _expect_ours(self, path, made):
         if self._machine.is_there(path) and path not in made:
-            raise Failure(f"{path} is in the way, and is not of hddtest-register: move it away")
+            raise Failure(f"{path} is in the way and was not made by hddtest-register: move it away")
 
     def _make_link(self, undo, of_old_versions):
         target = self._data.name
@@ -142,7 +142,7 @@ class Sfcb:
         changed = {name for name in after if after[name] != before.get(name)}
         for name in sorted(changed & set(before)):
             if name not in ours:
-                raise Failure(f"{name} is in the way, and is not of hddtest-register: move it away")
+                raise Failure(f"{name} is in the way and was not made by hddtest-register: move it away")
         mine = {name for name in ours | changed if name.endswith(f"/{STAGED}") and name in after
                 and after[name][0] == classes.read_bytes()}
         if answer.status != 0 or not mine:
@@ -209,7 +209,7 @@ class Sfcb:
         if not [one for one in self._notes.of("sfcb") if one.state != LEAVING]:
             self._remove_link(of_old_versions)
         if failed:
-            raise Failure("sfcb's repository has the self-test still")
+            raise Failure("sfcb's repository still has the self-test")
 
     def _take_back(self, noted):
         for part in ("registrations", "schema", "unit"):

@@ -303,7 +303,7 @@ std::string unescape(const std::string& text) {
       if (used != 2) fail("\"\\x\" wants two hexadecimal digits");
       i += 2;
     } else {
-      fail("a backslash stands before what it cannot stand before");
+      fail("a backslash stands before a character that it cannot escape");
     }
   }
   return result;

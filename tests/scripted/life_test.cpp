@@ -119,7 +119,7 @@ TEST_F(LifeFile, MistakesAreReportedWithTheirPlace) {
   EXPECT_EQ(error("\n3 a\nnonsense\n"), "a.life:3: \"nonsense\" is no statement");
   EXPECT_EQ(error("3 ${b}\n"), "a.life:1: there is neither a variable nor a text \"b\"");
   EXPECT_EQ(error("3 ${b\n"), "a.life:1: \"}\" is missing");
-  EXPECT_EQ(error("3 \\q\n"), "a.life:1: a backslash stands before what it cannot stand before");
+  EXPECT_EQ(error("3 \\q\n"), "a.life:1: a backslash stands before a character that it cannot escape");
   EXPECT_EQ(error("exit 1\n"), "a.life:1: there is no call that this could belong to");
   EXPECT_EQ(error("$ hwinfo\n"), "a.life:1: the program has to be smartctl");
   EXPECT_EQ(error("$ smartctl\nexit x\n"), "a.life:2: \"x\" is no number");
