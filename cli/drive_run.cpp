@@ -89,7 +89,10 @@ void run_module(broker::ObjectManager& manager, const std::string& device,
     result.verdict.reason = fault;
   }
   // A record that calls the drive failed is shown only where it did.
-  if (recorded != result.verdict.outcome) result.job = result.record = Json();
+  if (recorded != result.verdict.outcome) {
+    result.job = Json();
+    result.record = Json();
+  }
 }
 
 }  // namespace

@@ -136,14 +136,15 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
   bool& done = shared.progress.done;
   while (!done && number < most && !testing::Test::HasFailure()) {
     in_child([&] {
-      int left = start == Start::cold ? 1 : operation.in_one_process;
+      const int most_here = start == Start::cold ? 1 : operation.in_one_process;
       // Not asked for where the operation has to be the first of its process.
       const auto records = [&] {
         return start == Start::warm ? world.records() : std::vector<std::string>();
       };
       const auto earlier = records();
-      while (!done && number < most && left-- > 0) {
-        SCOPED_TRACE(number = next_number());
+      for (int here = 0; !done && number < most && here < most_here; ++here) {
+        number = next_number();
+        SCOPED_TRACE(number);
         perform(
             world, operation, records(), [&] { world.fail(kind, number); }, true,
             // An error of the object manager, a part of this program, that got no memory itself.
@@ -277,11 +278,14 @@ TEST(OneByOne, MessageFileIsCutAtEveryByte) {
     const std::string messages{std::istreambuf_iterator<char>(stream), {}};
     const auto in_file = messages.find("</result>", messages.find("HDST-100")) + 9;
     constexpr std::uintmax_t in_one_child = 40;  // each lists the records of all before
-    for (std::uintmax_t end = size; end > 0; end -= std::min(end, in_one_child)) {
+    std::uintmax_t end = 0;
+    for (std::uintmax_t rest = size; rest > 0; rest = end) {
+      end = rest - std::min(rest, in_one_child);
       in_child([&] {
-        fs::resize_file(file, end);
+        fs::resize_file(file, rest);
         const auto before = world.traces();
-        for (std::uintmax_t cut = end; cut-- > end - std::min(end, in_one_child);) {
+        for (std::uintmax_t cut = rest; cut > end;) {
+          --cut;
           fs::resize_file(file, cut);
           EXPECT_EQ(world.run(), "failed") << cut;
           EXPECT_TRUE(world.logged("0 Check SMART support status /dev/sda Failed")) << cut;
