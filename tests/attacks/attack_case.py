@@ -14,9 +14,8 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "cli"))
 from server_case import ServerTest
 
-# An attack has succeeded that the server does not end within this many seconds. The server's limits
-# for clients that have not logged in are longer, so that only one that notices the attack ends it
-# in time.
+# An attack that the server does not end within this many seconds has succeeded. The server's limits
+# for clients that have not logged in are longer: it has to notice the attack without them.
 PATIENCE = 8
 
 
