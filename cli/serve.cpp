@@ -61,7 +61,7 @@ constexpr const char* footer =
     "than those of this machine's own loopback need --users, --cert and --key.\n"
     "SIGHUP makes it read users file and certificate again; SIGTERM and Ctrl-C end it, but no\n"
     "test that a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when ended so.\n"
-    "The log may be moved away at any time: each line goes to the file that has its name then.";
+    "The log may be moved away at any time; lines go to a new file of its name soon after.";
 
 // Memory that a crowd of clients has left is given back within this time.
 constexpr std::chrono::seconds look_for_memory{5};
