@@ -9,7 +9,7 @@
 
 namespace ovk_cimple {
 
-// Providers keep their state in the engine; only the discovery of drives has some of its own.
+// Providers keep their state in the engine. Only the discovery of drives has state of its own.
 template <class Provider>
 constexpr bool is_empty_but_for_discovery =
     std::is_empty_v<Provider> ||

@@ -15,8 +15,8 @@ namespace {
 
 using ovk_cimple::Registration;
 
-// For each row, whether it is that of an association. Every provider has two entry points, and that
-// of an association a third.
+// Whether each row is an association. Every provider has two entry points, and the provider of an
+// association has a third.
 constexpr bool kIsAssociation[] = {
 #define INSTANCE(Class) false,
 #define ASSOCIATION(Class) true,
@@ -26,7 +26,7 @@ constexpr std::size_t kProviders = std::size(kIsAssociation);
 const std::size_t kAssociations = std::ranges::count(kIsAssociation, true);
 const std::size_t kEntryPoints = 2 * kProviders + kAssociations;
 
-// The arguments of a call of the adapter, and how it is to answer.
+// The arguments of a call of the adapter.
 struct Call {
   int caller;
   const void* static_data;
@@ -37,7 +37,7 @@ struct Call {
   char kind;
 };
 std::vector<Call> calls;
-void* answer;  // null leaves the slot untouched
+void* answer;  // what the adapter writes into the slot; null: it leaves the slot untouched
 int status;
 
 }  // namespace

@@ -53,8 +53,8 @@ class Exports(unittest.TestCase):
         self.assertIn("__cimple_version_1_2_0", dynamic_symbols("--undefined-only"))
 
     def test_no_program_is_started_but_by_the_process_runner(self):
-        # What the C library offers for it meddles with the host's signals or hands its descriptors
-        # on.
+        # The C library's functions for this change the host's signal handling, or let the program
+        # inherit the host's descriptors.
         programs = {"system", "popen", "vfork", "posix_spawn", "posix_spawnp", "execl", "execle",
                     "execlp", "execv", "execve", "execvp", "execvpe", "fexecve"}
         self.assertEqual(dynamic_symbols("--undefined-only") & programs, set())
@@ -63,7 +63,7 @@ class Exports(unittest.TestCase):
 @unittest.skipIf(UNITS is None, "only the dynamic symbols are looked at")
 class FullTable(unittest.TestCase):
     def matches(self, pattern, kinds=""):
-        """What the pattern's group holds in each name that it matches, of symbols of the kinds."""
+        """The text of the pattern's group in each symbol that matches and is of one of the kinds."""
         found = [(kind, re.fullmatch(pattern, name)) for kind, name in symbols()]
         return sorted(match[1] for kind, match in found if match and (not kinds or kind in kinds))
 
@@ -71,7 +71,7 @@ class FullTable(unittest.TestCase):
         self.providers = sorted(f"{name}_Provider" for _, name in rows())
 
     def test_every_registered_provider_and_no_other_has_a_dispatch_routine(self):
-        # The scope and length before it and the argument types after it are the compiler's.
+        # The compiler adds the scope and the length before the name, and the argument types after it.
         self.assertEqual(self.matches(r"_ZN\d+ovk_cimple\d+__cimple_(\w+)_procEPKNS_\w+", "tT"),
                          self.providers)
 

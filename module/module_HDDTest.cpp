@@ -9,8 +9,8 @@ namespace ovk_cimple {
 
 Registration* _cimple_registration_head;
 
-// Kept on purpose: the module bears the name of the one provider that is not registered. It is
-// the module's identity to the framework.
+// Kept on purpose: the module bears the name of the one provider that is not registered. The
+// framework knows the module by this name.
 const char* _cimple_module_name = "KAVRO_HDDTest_AffectedJobElement_Module";
 
 namespace {
@@ -19,8 +19,8 @@ namespace {
 #define ASSOCIATION(Class) INSTANCE(Class)
 #include "module/providers.def"
 
-// Runs once when the library is loaded, before anybody can ask for the list; nothing changes
-// it afterwards.
+// Runs once when the library is loaded, before anybody can ask for the list. The list does not
+// change afterwards.
 [[maybe_unused]] const bool registered = [] {
 #define INSTANCE(Class)                                                                        \
   add_provider(registration_of_##Class, #Class "_Provider", &__cimple_##Class##_Provider_proc, \

@@ -155,7 +155,7 @@ TEST_F(Module, AnEntryPointWhoseProviderCannotBeAdaptedReturnsNull) {
 class EveryProvider : public Module, public testing::WithParamInterface<std::size_t> {
  protected:
   void SetUp() override { NKVRHVX20::SetLogSink(&keep, &log); }
-  // The providers with behaviour log their lives at least, the others nothing at all.
+  // A logging provider logs at least that it was made and loaded; an inert one logs nothing.
   void TearDown() override {
     NKVRHVX20::SetLogSink(nullptr, nullptr);
     if (answers(contract::Provider::Logged)) {
@@ -169,7 +169,7 @@ class EveryProvider : public Module, public testing::WithParamInterface<std::siz
     const contract::Class* const row = contract::find(this->row().class_name);
     return row && row->provider == as;
   }
-  // Inert and logging providers refuse the same.
+  // Inert and logging providers refuse the same operations.
   bool refuses() {
     return answers(contract::Provider::Inert) || answers(contract::Provider::Logged);
   }
@@ -215,7 +215,7 @@ TEST_P(EveryProvider, EnumeratesSuccessfullyAndClosesOnce) {
   EXPECT_EQ(loaded.call(ENUM_INSTANCES, loaded.provider, nullptr, calls.callback(), &calls), 0);
   EXPECT_EQ(calls.closed, std::vector<sint32>{0});
   if (!refuses()) return;
-  // Before the first run there are neither jobs nor records; the service is always there.
+  // Before the first run there are no jobs and no records, but there is always the service.
   const bool service = row().class_name == "KAVRO_HDDTest_DiagnosticService";
   EXPECT_EQ(calls.delivered.size(), service ? 1u : 0u)
       << "A provider that delivers instances of its own is Own in model/contract.def.";
@@ -250,7 +250,7 @@ TEST_P(EveryProvider, MethodsAreUnsupportedUnknownOnesMinusOneAndNoReturnValueIs
     if (!refuses()) break;
     const auto call = Ref<Instance>::adopt(create(*method));
     const bool run = std::string(method->name) == "RunDiagnostic";
-    // On no service at all a run is answered with success, as on a service of another name.
+    // A run is answered with success when no service is given, as when it has another name.
     EXPECT_EQ(loaded.call(INVOKE_METHOD, loaded.provider, nullptr, call.get()), run ? 0 : 131)
         << method->name;
     for (const Meta_Property& parameter : method->properties)

@@ -5,9 +5,9 @@
 
 namespace ovk_cimple {
 
-// The association of jobs and the elements that they affect. Kept without registration, dispatch
-// routine or entry point, and without associators: no client can reach it. The module is named
-// after it all the same.
+// The association of jobs and the elements that they affect. Kept on purpose, though no client can
+// reach it: it has no registration, no dispatch routine, no entry point and no associators. The
+// module is named after it.
 struct KAVRO_HDDTest_AffectedJobElement_Provider
     : Inert_Instances<KAVRO_HDDTest_AffectedJobElement>,
       Inert_References<KAVRO_HDDTest_AffectedJobElement> {};

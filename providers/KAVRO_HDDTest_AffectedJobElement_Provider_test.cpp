@@ -22,7 +22,7 @@ static_assert(!Has_Associators<Provider>);
 
 class AffectedJobElement : public ProviderTest {};
 
-// No client reaches it; it answers all the same.
+// No client can reach it, but it answers when it is called directly.
 TEST_F(AffectedJobElement, AnswersWithItsFixedCodesDeliversNothingAndLogsNothing) {
   const Ref<Association> given = make<Association>();
   Enum_Handler<> names([](Instance*, sint32, void*) { ADD_FAILURE(); }, nullptr);

@@ -51,7 +51,7 @@ class BusDevice {
   const KAVRO_SysBusDevice* const device_;
 };
 
-// What isLSIRAIDDevice reads of a bus device, to no other end.
+// Reads what isLSIRAIDDevice reads of a bus device, to see whether the process survives it.
 void read(const void* instance) {
   const BusDevice device(*static_cast<const Ref<Instance>*>(instance));
   (void)device.identifier();
@@ -131,7 +131,7 @@ sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
       }
     }
   }
-  // No lock is held while the object manager takes them.
+  // No lock is held while the object manager takes the instances, which may take long.
   for (Ref<Class>& one : offers) handler->handle(std::move(one));
   log_exiting(provider, "enum_instances");
   return OK;
@@ -158,7 +158,8 @@ Ref<KAVRO_HDDTest_AvailableDiagnosticService> Provider::offer(const Instance& dr
   Ref<Class> association = make<Class>();
   const auto user = Ref<Instance>::adopt(clone(&drive));
   if (cast<CIM_ManagedElement>(user.get())) association->UserOfService = user;
-  // Kept on purpose: the service of which the copy is made is not released, one per drive.
+  // Kept on purpose: the service instance that is copied here is not released. Each drive that is
+  // offered keeps one of them allocated.
   const Instance* const built =
       KAVRO_HDDTest_DiagnosticService_Provider::BuildService("Hard Drive: Self Test");
   const auto service = Ref<Instance>::adopt(clone(built));
@@ -237,7 +238,7 @@ bool Provider::isLSIRAIDDevice(std::string name, const sint32* iStatusOfRefInst)
     }
     log_trace(prefix + "parsed: " + *bus_id);
     const std::optional<std::string> report = discovery::through_scratch_file("hwinfo --disk");
-    // Not known where the drive is: as one behind a RAID adapter.
+    // Nobody knows where the drive is, so that it is left out like one behind a RAID adapter.
     if (!report) return true;
     switch (discovery::controller_of(*report, *bus_id, name)) {
       case discovery::Controller::bus_id_not_listed:
@@ -285,7 +286,8 @@ bool Provider::isLSIMegaRAIDDevice(std::string name) {
   for (const Ref<Instance>& instance : fRefInst) {
     const BusDevice device(instance);
     if (!contains(device.description(), "Vellacore")) continue;
-    // The name goes into the command as it stands: only checked device names are published.
+    // The name goes into the command unquoted. The inventory publishes only device names that it
+    // has checked.
     const std::optional<std::string> lines =
         discovery::through_scratch_file("hwinfo --disk | grep " + name);
     if (!lines) return true;

@@ -11,9 +11,9 @@
 
 namespace ovk_cimple {
 
-// Publishes for which drives the self-test is offered: one association of the service and a drive
-// for every drive that the tests below leave in, decided afresh on every enumeration. An
-// enumeration blocks for as long as the object manager's own enumerations and hwinfo take.
+// Publishes the drives for which the self-test is offered: an association of the service with each
+// drive that the tests below do not leave out. Every enumeration decides anew. An enumeration
+// blocks for as long as the object manager's own enumerations and hwinfo take.
 //
 // May be called by any number of threads: enumerations wait for each other.
 class KAVRO_HDDTest_AvailableDiagnosticService_Provider

@@ -50,7 +50,7 @@ TEST_F(AvailableService, OffersTheServiceForADiskWithTheValuesOfTheTable) {
   EXPECT_THAT(take_log(), Contains("3 Initializing HDD instance for /dev/sda"));
 }
 
-// As the inventory publishes them on a machine with AHCI alone: without an address.
+// On a machine whose only host adapters are AHCI the inventory publishes devices without address.
 TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwiceHoweverMany) {
   for (const int drives : {1, 8, 24}) {
     std::string report;
@@ -160,7 +160,7 @@ TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
   for (const auto& row : rows) {
     cimom.drives = {test_drive(row.name)};
     provider.fRefInst.clear();
-    // Without a "Port:" the address decides nothing.
+    // An address without "Port:" decides nothing.
     cimom.bus_devices = {test_bus_device(0, row.name, row.description, "")};
     write_reports(row.disk ? test_block("9:9:9:9", row.bus_driver, row.name, 9) : "",
                   row.usb ? row.name : "");
@@ -254,7 +254,7 @@ TEST_F(AvailableService, EveryExcludedCodeIsHonouredEitherWay) {
   EXPECT_EQ(offers().size(), 1u);
 }
 
-// Versions that boards on the market have: four digits are usual there.
+// BIOS versions of four digits are usual on boards that are sold.
 TEST_F(AvailableService, BiosVersionsAndTypesOfKnownMachinesAreNotExcluded) {
   cimom.drives = {test_drive("/dev/sda")};
   write_reports("/dev/sda", "");
@@ -270,7 +270,7 @@ TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {
   cimom.drives = {test_bus_device(0, "/dev/sda", "Disk")};
   write_reports("nothing", "nothing");
   take_log();
-  // Its name is empty, which occurs in every report: listed as USB.
+  // Every report contains the empty name, so that the drive counts as listed as USB.
   EXPECT_THAT(offers(), IsEmpty());
   EXPECT_THAT(take_log(), Contains("3 Device  is a USB device, omitting from HDD Test"));
 }

@@ -24,7 +24,7 @@ unsigned next_job_number() {
   return ++job_counter;
 }
 
-// The properties that every job has; each "now" is taken on its own.
+// Sets the properties that every job has. Each "now" is a reading of the clock of its own.
 void describe(KAVRO_HDDTest_ConcreteJob& job) {
   job.Caption = "HDDTest_ConcreteJob";
   job.Description = "HDDTest_ConcreteJob";
@@ -63,7 +63,7 @@ void describe(KAVRO_HDDTest_ConcreteJob& job) {
 Provider::KAVRO_HDDTest_ConcreteJob_Provider() { log_answer(provider, provider, OK); }
 
 sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
-  // Kept on purpose: readers of the log see this one operation with a capital.
+  // Kept on purpose: the log has this one operation's name with a capital letter.
   log_entering(provider, "Enum_instances");
   for (const TConcreteJob& job : THDDTest::GetInstance()->GetConcreteJob())
     handler->handle(EnumJob(job));
@@ -77,8 +77,8 @@ KAVRO_HDDTest_ConcreteJob* Provider::CreateJob() {
   char number[16];
   std::snprintf(number, sizeof number, "%03u", next_job_number());
   describe(*instance);
-  // Kept on purpose: the job that a client gets from RunDiagnostic is at 0 percent and new,
-  // though its run is over; enumerated it is at 100 percent and still new.
+  // Kept on purpose: RunDiagnostic gives its client a job at 0 percent in state "new", though the
+  // run is over. An enumeration shows the same job at 100 percent, still in state "new".
   instance->PercentComplete = 0;
   instance->JobState = 2;
 

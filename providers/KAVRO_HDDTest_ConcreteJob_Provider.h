@@ -7,9 +7,8 @@
 
 namespace ovk_cimple {
 
-// Publishes the job of the latest run. It runs nothing itself: the job is made, finished in all
-// but name, after the test has ended, and kept by the engine. Stateless but for the job counter;
-// may be called by any number of threads.
+// Publishes the job of the latest run. A job runs nothing: it is made when the test has ended, and
+// the engine keeps it. Stateless but for the job counter; may be called by any number of threads.
 class KAVRO_HDDTest_ConcreteJob_Provider : public LoggedRefusals<KAVRO_HDDTest_ConcreteJob> {
  public:
   using Class = KAVRO_HDDTest_ConcreteJob;
@@ -24,7 +23,7 @@ class KAVRO_HDDTest_ConcreteJob_Provider : public LoggedRefusals<KAVRO_HDDTest_C
   // caller owns.
   static Class* CreateJob();
 
-  // The instance of a stored job, its times those of the call; the caller owns it.
+  // Makes the instance of a stored job, which the caller owns. Its times are those of this call.
   static Class* EnumJob(TConcreteJob job);
 };
 

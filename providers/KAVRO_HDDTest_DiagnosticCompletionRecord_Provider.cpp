@@ -21,7 +21,7 @@ using NKVRHVX20::TOSSpecific;
 constexpr char provider[] = "KAVRO_HDDTest_DiagnosticCompletionRecord_Provider";
 constexpr char service_name[] = "Hard Drive: Self Test";
 
-// The run's status is the last that the engine has; none at all counts as a run that did not end.
+// The run's status is the engine's last result. Without any result the run counts as not ended.
 int last_status() {
   const std::vector<int> results = THDDTest::GetInstance()->GetResults();
   if (!results.empty()) return results.back();
@@ -78,14 +78,14 @@ KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::BuildRecord(std::string elem
   instance->Description = "Diagnostics results record";
   instance->ElementName = "Result for Hard Drive: Self Test";
 
-  // Kept on purpose: the doubled slashes. The system reads them as single ones; an administrator
-  // sees them in a trace of system calls or in audit rules for the file.
+  // Kept on purpose: the doubled slashes. The system reads them as single ones, but an
+  // administrator sees them in a trace of system calls and in audit rules for the file.
   const std::string path = TOSSpecific::GetCurrentDir() + "//hddtest//hddtest.msg.xml";
   const auto count = static_cast<std::uint32_t>(TOSSpecific::GetFileSize(path));
   // One byte more than the file has, for the terminator that the parser reads up to.
   const std::unique_ptr<char[]> buffer(new (std::nothrow) char[std::uint64_t{count} + 1]);
-  // Kept on purpose on both null paths: the instance is not released and no exit line is
-  // written; the client sees a run without a record.
+  // Kept on purpose where null is returned, here and below: the instance is not released and no
+  // exit line is logged. The client sees a run without a record.
   if (!buffer) return nullptr;
   std::FILE* const file = std::fopen(path.c_str(), "re");
   if (!file) return nullptr;

@@ -23,17 +23,18 @@ class KAVRO_HDDTest_DiagnosticCompletionRecord_Provider
 
   sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
 
-  // The instance of a stored record, its time stamp that of the call; the caller owns it.
+  // Makes the instance of a stored record, which the caller owns. Its time stamp is that of this
+  // call.
   static Class* EnumRecord(TDiagRecord record);
 
   // Composes the record of the run that has just ended from its status and the message file,
-  // stores it in the engine and returns its instance, which the caller owns. Null, and nothing
-  // stored, when the message file cannot be opened or memory is lacking for it.
+  // stores it in the engine and returns its instance, which the caller owns. When the message file
+  // cannot be opened, or there is no memory for it, returns null and stores nothing.
   static Class* BuildRecord(std::string elementName, std::string recordId);
 
  private:
-  // Kept on purpose, as the one object that lives from the library's load to its unload: never
-  // read nor filled, so that its end is without consequence and clients see nothing of it.
+  // Kept on purpose: an object that lives from the library's load to its unload. It is never filled
+  // and never read, so that its end changes nothing and clients see nothing of it.
   static std::multimap<std::string, TDiagnosticResultMessage> fResults;
 };
 

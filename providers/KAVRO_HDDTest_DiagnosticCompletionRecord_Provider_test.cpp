@@ -10,8 +10,8 @@
 
 namespace {
 
-// Of the last opening of a message file: the room that was made for it before, and whether programs
-// that are started meanwhile inherit it.
+// About the message file that was opened last: the room that was allocated for it before, and
+// whether programs that are started meanwhile inherit its descriptor.
 std::size_t last_room = 0, room_for_messages = 0;
 bool inherited = true;
 
@@ -112,7 +112,7 @@ TEST(RecordText, EveryEntryOfTheStateContributesInOrderAndNoOther) {
 
 class CompletionRecord : public ProviderTest {
  protected:
-  // Leaves that status as the engine's last, or none.
+  // Makes these the engine's results; the last one is the run's status.
   static void set_results(std::vector<int> results) {
     THDDTest::GetInstance()->fResults = std::move(results);
   }

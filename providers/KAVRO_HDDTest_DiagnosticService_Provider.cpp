@@ -21,11 +21,13 @@ constexpr char service_name[] = "Hard Drive: Self Test";
 // One test at a time: runs share the engine's results and argument list.
 std::mutex run_lock;
 
-// No path of a device is longer. Whatever a client names stays in the record for good.
+// No path of a device is longer. The bound matters because the record keeps whatever name a client
+// gives.
 constexpr std::size_t longest_device = 4096;
 
-// The device to test, or the empty string when the element is none that may be tested. The name
-// becomes the last argument of a program that runs as root, so it must not read as an option.
+// The device to test, or the empty string when the element is not one that may be tested. The name
+// becomes the last argument of a program that runs as root, so that it must not look like an
+// option.
 std::string device_of(const Instance* element) {
   const auto* drive = cast<KAVRO_DiskDrive>(element);
   if (!drive) return {};
@@ -67,7 +69,8 @@ sint32 Provider::RunDiagnostic(const Class* self, const Reference& ManagedElemen
         Ref<KAVRO_HDDTest_ConcreteJob>::adopt(KAVRO_HDDTest_ConcreteJob_Provider::CreateJob());
     if (cast<CIM_ConcreteJob>(job.get())) {
       Job = job;
-      // Kept on purpose: the instance that comes back is neither used nor released, one per run.
+      // Kept on purpose: the instance that comes back is neither used nor released. Each run keeps
+      // one allocated.
       KAVRO_HDDTest_DiagnosticCompletionRecord_Provider::BuildRecord(device,
                                                                      job->InstanceID.value());
     }

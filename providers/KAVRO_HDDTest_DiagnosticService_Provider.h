@@ -26,10 +26,10 @@ class KAVRO_HDDTest_DiagnosticService_Provider
   static constexpr LoggedMethod<Class> StopService{"StopService"};
 
   // Tests the drive that ManagedElement refers to and blocks until the test has ended, up to
-  // about ten minutes. Answers 0 whatever the outcome, which job and completion record carry;
+  // about ten minutes. Answers 0 whatever the outcome is: the completion record tells the outcome.
   // Job stays unset when no test was run. DiagSetting and JobSettings are ignored.
-  // Kept on purpose: return_value is never set; a client reads null there and knows of success
-  // by the operation's status alone.
+  // Kept on purpose: return_value is never set. A client reads null there, and sees from the
+  // operation's status alone that it succeeded.
   sint32 RunDiagnostic(const Class* self, const Reference& ManagedElement,
                        const Reference& DiagSetting, const Reference& JobSettings, Reference& Job,
                        Property<uint32>& return_value);

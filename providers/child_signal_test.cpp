@@ -8,7 +8,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// What an object manager does about its children, for as long as this lives.
+// Arranges SIGCHLD as an object manager would, for as long as this lives.
 class ChildSignal {
  public:
   ChildSignal(void (*handler)(int), int flags) {
@@ -84,8 +84,8 @@ TEST_P(UnderChildSignal, AnEnumerationDecidesTheSame) {
                     test_block("0:0:2:0", "ahci", "/dev/sdc", 2),
                 "");
   EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
-  // Each drive's address and those before it, and the lines of both that the adapter's name is
-  // asked about.
+  // hwinfo is asked about each drive's address and those before it, and about the adapter's name in
+  // the lines of both.
   EXPECT_THAT(take_calls(), testing::SizeIs(2 + 1 + 2 + 3 + 2));
   EXPECT_FALSE(std::filesystem::exists("/tmp/sgMap.txt"));
 }

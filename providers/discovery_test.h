@@ -9,7 +9,7 @@
 #include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
 #include "providers/provider_test.h"
 
-// Leaks are looked for at the end of the test program, not of every child of the probe.
+// Leaks are looked for when the test program ends, not when a child of the probe does.
 inline const pid_t test_process = getpid();
 extern "C" {
 [[gnu::used, gnu::visibility("default")]] inline int __lsan_is_turned_off() {
@@ -19,7 +19,7 @@ extern "C" {
 
 namespace ovk_cimple {
 
-// The function of that name behind one that the test program has of its own.
+// The C library's function of that name, where the test program defines one too.
 template <class Function>
 Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -84,13 +84,13 @@ class DiscoveryTest : public ProviderTest {
     unsetenv("HVX_SYSFS_ROOT");
     ProviderTest::TearDown();
   }
-  // A hwinfo that notes its call, prints its report and then does that.
+  // Makes a hwinfo that notes its call, prints its report and then runs the shell commands of end.
   void write_hwinfo(const std::string& end = "") const {
     std::ofstream("hwinfo") << "#!/bin/sh\necho \"$@\" >> " << directory.string() << "/calls\ncat "
                             << directory.string() << "/report$1\n"
                             << end;
   }
-  // So that no report can be read from it.
+  // Has hwinfo remove the scratch file, so that no report can be read from it.
   void lose_scratch_file() const { write_hwinfo("rm -f /tmp/sgMap.txt\n"); }
   static void write_reports(const std::string& disk, const std::string& usb) {
     std::ofstream("report--disk") << disk;

@@ -212,7 +212,7 @@ TEST_F(DriveTest, FirstBusDeviceThatAnswersForTheDriveDecides) {
   }
 }
 
-// Of one drive that is on two addresses the first in the list decides.
+// A drive may be published with two addresses. The first of the list decides.
 TEST_F(DriveTest, OnboardAndRaidBlocksOfOneDriveInBothOrders) {
   const auto onboard = test_bus_device(0, "/dev/sda", "Disk");
   const auto raid = test_bus_device(1, "/dev/sda", "Disk");
@@ -257,7 +257,7 @@ TEST_F(DriveTest, LastDriverLineBeforeTheNameCountsWhereverOthersStand) {
     take_log();
     EXPECT_EQ(provider.isLSIMegaRAIDDevice("/dev/sda"), raid) << report;
   }
-  // Where both are named, the first word that is looked for.
+  // A report that names both counts by the word that is looked for first.
   EXPECT_EQ(take_log().back(), "3 JBOD: Device /dev/sda is a MegaRaid Device");
 }
 

@@ -51,13 +51,13 @@ TEST_F(HandingOver, EachElementHoldsOneReferenceWhichEndsWithTheProvider) {
   EXPECT_EQ(ended, 2);
 }
 
-// Notes what was logged before each offer, and asks for an enumeration from within.
+// Notes what was logged before each offer, and enumerates again while an offer is handed over.
 struct Asking_Handler {
   static void take(Instance* offer, sint32, void* data) {
     auto& self = *static_cast<Asking_Handler*>(data);
     const auto owned = Ref<Instance>::adopt(offer);
     self.before.push_back(self.take_log());
-    // A lock that is still held would be waited for for good.
+    // If a lock were still held, this would never return.
     self.offered_within.push_back(enumerate<Offer>(self.provider).size());
     self.within.push_back(self.take_log());
   }

@@ -1,5 +1,5 @@
-// What is asked of hwinfo, how, and what becomes of its answers. The program has both forms of
-// SpawnProcess, which note what they are asked and ask the others.
+// What hwinfo is asked, how it is asked, and what becomes of its answers. The program defines both
+// forms of SpawnProcess; they note their arguments and call the library's.
 #include <cstdlib>
 
 #include "platform/support/osspecific.h"
@@ -59,7 +59,7 @@ TEST_F(HwinfoTest, ReportsForAnAddressGoThroughTheScratchFile) {
   EXPECT_THAT(programs, IsEmpty());
 }
 
-// Kept on purpose: the inventory publishes no name that a shell would take apart.
+// Kept on purpose: names are not quoted. The inventory publishes no name that a shell would split.
 TEST_F(HwinfoTest, LinesForAnAdaptersNameAreLookedUpByTheNameWithoutQuotes) {
   add(test_bus_device(0, "/dev/sda", "Vellacore"));
   for (const std::string name : {"/dev/sda", "-e /dev/sda", "/dev/sd[a]"}) {

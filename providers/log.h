@@ -21,7 +21,7 @@ inline void log_exiting(std::string_view provider, std::string_view operation) {
   log_trace("Exiting ", provider, "::", operation);
 }
 
-// Both lines of an operation that does nothing but answer.
+// Writes both lines of an operation that only answers with a status.
 inline sint32 log_answer(std::string_view provider, std::string_view operation, sint32 status) {
   log_entering(provider, operation);
   log_exiting(provider, operation);

@@ -1,5 +1,5 @@
-// The probe. The program exports fork, waitpid, alarm and setrlimit of its own, so that they can
-// fail or end otherwise.
+// The probe. The program defines fork, waitpid, alarm and setrlimit of its own, so that a test can
+// make them fail or end differently.
 #include "providers/probe_test.h"
 
 #include <signal.h>
@@ -33,7 +33,7 @@ pid_t waitpid(pid_t pid, int* status, int options) {
     waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT);
   return next<pid_t(pid_t, int*, int)>("waitpid")(pid, status, options);
 }
-// Sooner than it is asked to for a child that would only wait for it.
+// Rings earlier than it was asked to, so that no test waits for the whole time.
 unsigned alarm(unsigned seconds) {
   if (child != Child::hangs) return next<unsigned(unsigned)>("alarm")(seconds);
   const itimerval soon = {{0, 0}, {0, 50000}};
@@ -86,8 +86,8 @@ TEST_F(ProbeTest, LeavesReadableDevicesAloneAndChildrenLogNothing) {
   EXPECT_TRUE(take_log().empty());
 }
 
-// A bus device of which a property, its address list unless another is named, has lost its memory,
-// for as long as this lives.
+// Makes one property of a bus device, by default its address list, point to memory that is not
+// there, for as long as this lives.
 class BrokenDevice {
  public:
   explicit BrokenDevice(const Ref<Instance>& device)
@@ -119,7 +119,7 @@ TEST_F(ProbeTest, MarksTheDeviceWhoseReadingKillsTheChild) {
   EXPECT_EQ(status[2], 1);
 }
 
-// What isLSIRAIDDevice is to be spared: identifier, addresses and description.
+// The probe reads what isLSIRAIDDevice would read: identifier, addresses and description.
 TEST_F(ProbeTest, ReadsEachPropertyThatTheAddressIsAskedFor) {
   add(test_bus_device(0, "/dev/sda", "Disk"));
   const auto probed = [&] {
@@ -262,7 +262,7 @@ TEST_F(ProbeTest, EnumerationsAddUpPastTheHundredthBusDevice) {
     EXPECT_EQ(count("Device /dev/sda is NOT a LSI_IR Device no continue"), examined);
     EXPECT_EQ(count("Device /dev/sda is NOT a MicroFlash Device"), all);
   }
-  // One that comes now is too late to be examined for an address, and still one by its name.
+  // A bus device past the table is not asked for its address, but its name still counts.
   cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Logical Volume")};
   EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
   cimom.bus_devices = {test_bus_device(0, "/dev/sda", "PQI")};

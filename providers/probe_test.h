@@ -13,8 +13,8 @@ namespace ovk_cimple {
 enum class Child { ordinary, fails_to_start, is_killed, hangs, exits_otherwise };
 inline Child child = Child::ordinary;
 inline int forks = 0;
-inline int killed_fork = 0;   // the number of the one whose child is killed
-inline int children_met = 0;  // at the times of fork
+inline int killed_fork = 0;   // the number of the fork whose child is killed
+inline int children_met = 0;  // children that were still there when fork was called
 
 enum class Wait { ordinary, fails, is_interrupted, is_late };
 inline Wait wait_for_child = Wait::ordinary;

@@ -55,7 +55,7 @@ class ProviderTest : public testing::Test {
     chmod("smartctl", 0755);
   }
 
-  // Severity, a blank and the text of each line so far; forgets them.
+  // The lines logged since the last call, each as its severity, a blank and its text.
   Lines take_log() {
     const std::lock_guard guard(lock);
     return std::exchange(lines, {});
@@ -93,7 +93,7 @@ class ProviderTest : public testing::Test {
   Lines lines;
 };
 
-// What a provider's enumeration delivers, each with success.
+// The instances that a provider's enumeration delivers. Each must come with success.
 template <class Class, class Provider>
 std::vector<Ref<Class>> enumerate(Provider& provider) {
   std::vector<Ref<Class>> found;

@@ -3,7 +3,8 @@
 namespace ovk_cimple {
 
 namespace {
-// The innermost scope of this thread. A plain pointer: nothing is left to end with the thread.
+// The innermost scope of this thread. It is a plain pointer, so that nothing needs to be destroyed
+// when the thread ends.
 thread_local Cimom* current = nullptr;
 }  // namespace
 

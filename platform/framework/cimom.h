@@ -12,7 +12,7 @@ class Instance_Enumerator {
  public:
   void add(Ref<Instance> instance) { instances_.push_back(std::move(instance)); }
   bool more() const { return next_ < instances_.size(); }
-  // A reference of the caller's own; null when there is none left.
+  // The next instance, with a reference that the caller owns; null when there are no more.
   Ref<Instance> next() { return more() ? instances_[next_++] : Ref<Instance>(); }
 
  private:
@@ -31,8 +31,8 @@ class OVK_CIMPLE_EXPORT Cimom {
                                 Instance_Enumerator& enumerator) = 0;
 };
 
-// Makes an object manager the one that up-calls of this thread reach, until the scope ends.
-// Scopes nest, since an up-call may come back into the same module.
+// Directs the up-calls of this thread to an object manager until the scope ends. Scopes nest, since
+// an up-call may come back into the same module.
 class OVK_CIMPLE_EXPORT Cimom_Scope {
  public:
   explicit Cimom_Scope(Cimom& cimom);
@@ -46,8 +46,8 @@ class OVK_CIMPLE_EXPORT Cimom_Scope {
 
 namespace cimom {
 
-// Asks the object manager for the instances of the model's class. Outside an operation there
-// is nobody to ask: -1.
+// Asks the object manager for the instances of the model's class. Returns -1 outside of an
+// operation, where there is no object manager to ask.
 OVK_CIMPLE_EXPORT sint32 enum_instances(const char* name_space, const Instance& model,
                                         Instance_Enumerator& enumerator);
 

@@ -24,8 +24,8 @@ constexpr sint64 days_since_epoch(std::chrono::year_month_day date) {
 constexpr sint64 first_time_stamp = days_since_epoch(std::chrono::year(0) / 1 / 1) * day;
 constexpr sint64 last_time_stamp = days_since_epoch(std::chrono::year(10000) / 1 / 1) * day - 1;
 
-// The digits from begin on, or -1 when one of them is none. Of date-times, which are checked to be
-// long enough.
+// The number that the digits from begin on make, or -1 when one of them is not a digit. The text is
+// long enough: the caller has checked its length.
 sint64 number(std::string_view text, std::size_t begin, std::size_t count) {
   unsigned result = 0, wrong = 0;
   for (std::size_t place = begin; place < begin + count; ++place) {
@@ -45,7 +45,7 @@ Datetime Datetime::time_stamp(sint64 microseconds_since_epoch, sint32 utc_offset
   Datetime result;
   result.interval_ = false;
   result.utc_offset_minutes_ = std::clamp(utc_offset_minutes, -999, 999);
-  // It is the local time that has to fit the four digits of the year.
+  // The text shows local time, so that local time must fit the four digits of the year.
   const sint64 offset = result.utc_offset_minutes_ * minute;
   result.microseconds_ =
       std::clamp(microseconds_since_epoch, first_time_stamp - offset, last_time_stamp - offset);

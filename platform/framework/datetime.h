@@ -21,15 +21,15 @@ class OVK_CIMPLE_EXPORT Datetime {
   // become the longest interval that does.
   explicit Datetime(uint64 microseconds);
 
-  // A time stamp: microseconds since 1970-01-01T00:00 UTC (the years 0 to 9999, others are
-  // brought to the nearest end) and the minutes (-999 to 999) by which its local time is ahead.
+  // A time stamp: microseconds since 1970-01-01T00:00 UTC, and the minutes (-999 to 999) by which
+  // local time is ahead of UTC. A time outside of the years 0 to 9999 becomes the nearest inside.
   static Datetime time_stamp(sint64 microseconds_since_epoch, sint32 utc_offset_minutes);
 
-  // The present, as local time with its offset.
+  // The present time, as local time with its offset.
   static Datetime now();
 
-  // Reads the 25-character form. Empty when the text is anything else, fields out of range and
-  // the wildcard '*' included.
+  // Reads the 25-character form. Empty for any other text, also for one with a field out of range
+  // or with the wildcard '*'.
   static std::optional<Datetime> parse(std::string_view text);
 
   String to_string() const;

@@ -11,7 +11,7 @@
 namespace ovk_cimple {
 namespace {
 
-// The layout of a registration record is what modules were built with.
+// Modules are built with this layout of a registration record, so that it must not change.
 static_assert(offsetof(Registration, module_name) == 0);
 static_assert(offsetof(Registration, provider_name) == 8);
 static_assert(offsetof(Registration, dispatch) == 16);
@@ -25,7 +25,7 @@ using Arguments = std::vector<const void*>;
 // the arguments.
 struct Drive_Provider {
   static inline sint32 status = 0;
-  Arguments arguments;  // of the latest call, but for slots and handlers
+  Arguments arguments;  // those of the latest call, without slots and handlers
   static inline int created = 0;
   Drive_Provider() { ++created; }
   ~Drive_Provider() { --created; }
@@ -89,7 +89,7 @@ struct Calls {
   void* callback() { return reinterpret_cast<void*>(&record); }
 };
 
-// Called from afar, as through a registration record.
+// Calls the routine with untyped arguments, as the framework does through a registration record.
 template <class Provider, bool Is_Association = true>
 [[gnu::noipa]] sint32 call(sint32 operation, void* a0 = nullptr, void* a1 = nullptr,
                            void* a2 = nullptr, void* a3 = nullptr, void* a4 = nullptr,

@@ -1,8 +1,8 @@
 // Instances of CIM classes: what they share, who owns them, how they are made.
 //
 // A generated class is a struct that derives from its CIM superclass, down from Instance, and
-// holds one Property per CIM property. Instances are reference-counted; a count may be taken
-// and dropped on any thread, the properties themselves are not guarded.
+// holds one Property per CIM property. Instances are reference-counted. References may be taken and
+// dropped on any thread; the properties are not guarded.
 #pragma once
 
 #include <atomic>
@@ -18,8 +18,8 @@ class OVK_CIMPLE_EXPORT Instance {
   // The class the instance really is of; never null.
   const Meta_Class* const meta_class;
 
-  // Where the instance came from, for one that was received from the object manager; else
-  // empty. References to it are published in this name space.
+  // The name space of an instance that came from the object manager; empty for others. References
+  // to the instance are published in this name space.
   String name_space;
 
   Instance& operator=(const Instance&) = delete;
@@ -27,7 +27,7 @@ class OVK_CIMPLE_EXPORT Instance {
  protected:
   explicit Instance(const Meta_Class& meta) : meta_class(&meta) {}
   Instance(const Instance& other) : meta_class(other.meta_class), name_space(other.name_space) {}
-  ~Instance() = default;  // by the meta-class, through unref()
+  ~Instance() = default;  // unref() ends instances, by the function of their meta-class
 
  private:
   friend OVK_CIMPLE_EXPORT void ref(const Instance*);
@@ -35,15 +35,15 @@ class OVK_CIMPLE_EXPORT Instance {
   mutable std::atomic<uint32> references_{1};
 };
 
-// A new instance with one reference, owned by the caller. Without defaults every property is
-// null; with them those for which the schema gives a default hold it.
+// A new instance with one reference, owned by the caller. Without defaults every property is null.
+// With defaults a property for which the schema gives a default has that value.
 OVK_CIMPLE_EXPORT Instance* create(const Meta_Class& meta, bool defaults = false);
 
 // A copy with a reference count of its own; instances that it refers to are shared. Null for
 // null. Owned by the caller.
 OVK_CIMPLE_EXPORT Instance* clone(const Instance* instance);
 
-// Takes and drops one reference; the instance ends with the last. Null is let pass.
+// Take and drop one reference. The instance ends with its last reference. Null is ignored.
 OVK_CIMPLE_EXPORT void ref(const Instance* instance);
 OVK_CIMPLE_EXPORT void unref(const Instance* instance);
 
@@ -53,7 +53,7 @@ inline void destroy(const Instance* instance) { unref(instance); }
 // Whether the instance's class is that class or derives from it. False for null.
 OVK_CIMPLE_EXPORT bool is_a(const Instance* instance, const Meta_Class& meta);
 
-// The instance as a T, or null when it is none.
+// The instance as a T, or null when its class is neither T nor derived from T.
 template <class T>
 T* cast(Instance* instance) {
   return is_a(instance, T::static_meta_class) ? static_cast<T*>(instance) : nullptr;

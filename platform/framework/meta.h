@@ -48,11 +48,11 @@ struct Meta_Class {
 struct OVK_CIMPLE_EXPORT Meta_Repository {
   std::span<const Meta_Class* const> classes;
 
-  // Null when there is no class of that name; a null name is none.
+  // Null when there is no class of that name, and for a null name.
   const Meta_Class* find(const char* name) const;
 };
 
-// Whether a class is that ancestor or derives from it.
+// Whether a class is the ancestor itself or derives from it.
 OVK_CIMPLE_EXPORT bool is_subclass(const Meta_Class& ancestor, const Meta_Class& descendant);
 
 // Null when the class has none of that name.

@@ -7,8 +7,8 @@
 
 namespace ovk_cimple {
 
-// New properties are null. Assigning a value is the only way to set one and always clears the
-// flag; set_null() drops the value again. value() of a null property is T().
+// New properties are null. Assigning a value is the only way to set a property, and always clears
+// the flag. set_null() drops the value again. value() of a null property is T().
 template <class T>
 class Property {
  public:

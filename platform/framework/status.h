@@ -5,8 +5,8 @@
 
 namespace ovk_cimple {
 
-// Each "unsupported" code belongs to one operation; the object manager's code for it is the
-// adapter's to choose.
+// Each "unsupported" code belongs to one operation. The adapter chooses the object manager's code
+// for it.
 enum Status : sint32 {
   UNKNOWN_OPERATION = -1,  // or no method of that name
   OK = 0,

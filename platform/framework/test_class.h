@@ -1,5 +1,5 @@
-// Hand-made classes for the framework's own tests: what the generator writes for a MOF class,
-// in small.
+// Small classes for the framework's own tests, written by hand as the generator would write them
+// for MOF classes.
 #pragma once
 
 #include <cstddef>
