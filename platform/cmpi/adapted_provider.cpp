@@ -8,8 +8,8 @@ namespace ovk_cimple {
 
 namespace {
 
-// While a provider is loaded and unloaded there is no request in whose name to ask: contexts of
-// these moments may be empty, and object managers read garbage from such.
+// Up-calls while a provider is loaded or unloaded are refused. They belong to no request, their
+// context may be empty, and object managers read garbage from an empty context.
 class Nobody final : public Cimom {
   sint32 enum_instances(const char*, const Instance&, Instance_Enumerator&) override { return -1; }
 };

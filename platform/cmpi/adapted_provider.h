@@ -1,9 +1,10 @@
-// One provider of a module behind its management interfaces, and its life.
+// One provider of a module behind its management interfaces, and how long it lives.
 //
-// The provider object is made and loaded with the first interface and shared by all. When the
-// last one is ended it is unloaded and destroyed, unless a call is in flight: then it is left to
-// the end of the process, since an object manager that stops does not wait for its requests.
-// The records of both are never freed, so that a late call finds an answer.
+// The first interface makes and loads the provider object; all interfaces share it. When the last
+// interface is ended, the object is unloaded and destroyed. If a call is still running then, the
+// object stays until the process ends, since an object manager that stops does not wait for its
+// requests. Adapted_Provider and ManagementInterface are never freed, so that a late call still
+// gets an answer.
 #pragma once
 
 #include <deque>
@@ -17,8 +18,8 @@ namespace ovk_cimple {
 
 class Adapted_Provider;
 
-// A management interface as the object manager holds it. The object manager that it was made
-// for belongs to it: each provider name may have one of its own.
+// A management interface as the object manager holds it. It belongs to the object manager that it
+// was made for. Several object managers may have interfaces of one provider.
 struct ManagementInterface {
   union {
     CMPIInstanceMI instance;
@@ -38,7 +39,7 @@ extern const CMPIMethodMIFT method_functions;
 // Safe to use from any thread.
 class Adapted_Provider {
  public:
-  // The record of the static data, made with the first call.
+  // The provider that the static data belongs to. The first call makes it.
   static Adapted_Provider& of(Cmpi_Static_Data& data, const Registration& registration);
 
   explicit Adapted_Provider(const Registration& registration)
@@ -47,11 +48,11 @@ class Adapted_Provider {
   const std::string& name() const { return name_; }
   const Meta_Class& meta_class() const { return *registration_.meta_class; }
 
-  // The interface of a kind ('I', 'A' or 'M') for an object manager, and the same again for a
-  // repeated call. Makes and loads the provider if need be. Throws Failure.
+  // The interface of a kind ('I', 'A' or 'M') for an object manager. A repeated call returns the
+  // same one. Makes and loads the provider if need be. Throws Failure.
   ManagementInterface& open(char kind, const CMPIBroker* broker);
 
-  // Ends an interface; again without effect. Throws what unloading throws.
+  // Ends an interface; ending it again has no effect. Throws what unloading throws.
   void close(ManagementInterface& interface);
 
   // Keeps the provider object for one call. Throws Failure when it was ended.
@@ -67,8 +68,8 @@ class Adapted_Provider {
                     void* arg3 = nullptr, void* arg4 = nullptr, void* arg5 = nullptr,
                     void* arg6 = nullptr) const;
 
-    // Throws Failure when the provider has been ended meanwhile: the object manager is stopping,
-    // and what it would be handed it may no longer have a place for.
+    // Throws Failure when the provider has been ended meanwhile. Then the object manager is
+    // stopping and may have freed the place where results would go.
     void require_not_ended() const;
 
    private:

@@ -6,7 +6,7 @@ using namespace ovk_cimple;
 
 namespace {
 
-// Entry points have no way to give a reason, so that it goes into the object manager's log.
+// Entry points cannot return a reason, so that it goes into the object manager's log.
 CMPIrc refuse(const CMPIBroker* broker, const char* provider_name) noexcept {
   CMPIrc code = CMPI_RC_ERR_FAILED;
   try {
@@ -15,7 +15,7 @@ CMPIrc refuse(const CMPIBroker* broker, const char* provider_name) noexcept {
     const std::string text = std::string(provider_name) + " gives no interface: " + caught.cause;
     if (broker->eft && broker->eft->logMessage)
       broker->eft->logMessage(broker, CMPI_SEV_ERROR, provider_name, text.c_str(), nullptr);
-  } catch (...) {  // not worth more than the code
+  } catch (...) {  // the caller still gets the code
   }
   return code;
 }
@@ -31,7 +31,7 @@ int ovk_cimple_cmpi_adapter(int caller, Cmpi_Static_Data* static_data,
     *result = &Adapted_Provider::of(*static_data, *registration).open(kind, broker).object;
     return CMPI_RC_OK;
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is being cancelled, which nobody may stop
+    throw;  // the thread is being cancelled; the C library aborts whoever stops that
   } catch (...) {
     return refuse(broker, registration->provider_name);
   }

@@ -7,8 +7,8 @@
 #include "platform/cmpi/cmpi.h"
 #include "platform/framework/registration.h"
 
-// The adapter's room for one provider, in zero-initialised storage of the module, which only
-// passes its address. It must live as long as the module stays loaded.
+// Storage for what the adapter keeps of one provider. The module has it zero-initialised and passes
+// its address. It must live as long as the module stays loaded.
 struct Cmpi_Static_Data {
   void* adapter;
 };

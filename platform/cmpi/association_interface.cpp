@@ -6,7 +6,7 @@ namespace ovk_cimple {
 
 namespace {
 
-// What answers a query: associations, or the instances at their far ends.
+// What a query is answered with: associations, or the instances at their far ends.
 std::vector<Ref<Instance>> answer(Client_Call& call, const CMPIObjectPath* path,
                                   const Association_Query& query, sint32 operation) {
   const Meta_Class& own = call.meta_class();

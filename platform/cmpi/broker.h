@@ -13,7 +13,7 @@
 
 namespace ovk_cimple {
 
-// Ends an operation; the boundary to the object manager turns it into a status.
+// The exception that ends an operation. At the boundary to the object manager it becomes a status.
 struct Failure {
   CMPIrc code;
   std::string text;
@@ -40,7 +40,7 @@ Answer invoke(std::type_identity_t<Object>* object,
   return (object->ft->*member)(object, arguments...);
 }
 
-// Reads a value of an object; a value that is missing for whatever reason comes as a null one.
+// Reads a value of an object. A value that is missing, for whatever reason, is returned as null.
 template <class Object, class Table>
 CMPIData read_data(std::type_identity_t<Object>* object,
                    CMPIData (*Table::*member)(Object*, const char*, CMPIStatus*),
@@ -50,13 +50,13 @@ CMPIData read_data(std::type_identity_t<Object>* object,
   return status.rc == CMPI_RC_OK ? data : detail::missing<CMPIData>();
 }
 
-// Object managers that leave the version at 0 or 1 keep returned paths by pointer when provider
-// and asker share a process; those are not released early.
+// Object managers that leave the version at 0 or 1 keep pointers to returned paths when the caller
+// is in the same process, so that such paths must not be released early.
 inline bool copies_paths(const CMPIBroker* broker) {
   return broker->bft && broker->bft->brokerVersion >= CMPIVersion100;
 }
 
-// Null for a null string and for one without text.
+// The characters of a string; null for a null string and for a string without text.
 inline const char* text_of(const CMPIString* string) {
   CMPIStatus status{};
   return invoke(string, &CMPIStringFT::getCharPtr, &status);
@@ -68,8 +68,8 @@ inline std::string reason(const CMPIStatus& status) {
   return text ? text : "status " + std::to_string(status.rc);
 }
 
-// The object manager did not do something. A "not supported" or "not found" of its own must not
-// pass for the provider's, which many take for an empty answer.
+// A failure of the object manager itself. Its "not supported" or "not found" must not reach the
+// client as the provider's, since many clients take that for an empty answer.
 inline Failure refusal(CMPIStatus status, const std::string& what) {
   const std::string text = what + ": " + reason(status);
   if (status.rc == CMPI_RC_OK || status.rc == CMPI_RC_ERR_NOT_SUPPORTED ||
@@ -89,7 +89,7 @@ struct Release {
   }
 };
 
-// An object that the adapter had the object manager make; released when it was handed over.
+// An object that the object manager made for the adapter. It is released after it was handed over.
 template <class Object>
 using Made = std::unique_ptr<Object, Release>;
 

@@ -6,8 +6,8 @@
 
 namespace ovk_cimple {
 
-// Whether a UTF-16 or Unicode number stands for a character that may leave: what XML 1.0 can
-// carry, less the control characters other than tab, line feed and carriage return.
+// Whether a UTF-16 or Unicode number is a character that may leave. These are the characters that
+// XML 1.0 can carry, but of control characters only tab, line feed and carriage return.
 bool is_clean(char32_t character);
 
 // The text as valid UTF-8 of such characters only. Each other character, and each longest part
@@ -15,7 +15,7 @@ bool is_clean(char32_t character);
 // them on as they are, and one stray byte would make a whole reply unreadable.
 std::string clean_text(std::string_view text);
 
-// The same for one use: text that may leave as it is, and nearly all is, is not copied.
+// The same for one use, without a copy of text that may leave as it is, which nearly all text may.
 class Clean_Text {
  public:
   explicit Clean_Text(const std::string& text);  // text must outlive it

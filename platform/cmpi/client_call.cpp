@@ -74,7 +74,7 @@ sint32 Client_Call::enum_instances(const char* name_space, const Instance& model
   try {
     return add_instances(name_space, model, enumerator);
   } catch (const Failure& failure) {
-    return failure.code;  // a status for the provider, not an exception
+    return failure.code;  // the provider gets a status, not an exception
   }
 }
 
@@ -88,7 +88,7 @@ sint32 Client_Call::add_instances(const char* name_space, const Instance& model,
   CMPIStatus status{};
   const CMPIEnumeration* const found =
       broker->bft->enumerateInstances(broker, context_, path.get(), nullptr, &status);
-  // An older way to say that there are none.
+  // Older object managers answer so when there are no instances.
   if (status.rc == CMPI_RC_ERR_NOT_FOUND) return CMPI_RC_OK;
   if (status.rc != CMPI_RC_OK) return status.rc;
   while (invoke(found, &CMPIEnumerationFT::hasNext, &status)) {
@@ -123,7 +123,7 @@ CMPIStatus failed_status(const ManagementInterface& interface, const char* opera
     return {code,
             make(interface.broker, "string", &CMPIBrokerEncFT::newString, text.c_str()).release()};
   } catch (...) {
-    return {code, nullptr};  // a status without its text is better than none
+    return {code, nullptr};  // the text cannot be made; the code still goes out
   }
 }
 
@@ -134,7 +134,7 @@ CMPIStatus done_status(const CMPIResult* result) {
 
 CMPIStatus clean_up(const void* handle, CMPIBoolean terminating) {
   auto& interface = *static_cast<ManagementInterface*>(const_cast<void*>(handle));
-  // The state of runs lives in the process, and must outlast idleness.
+  // The state of runs lives in the process, so that an idle module must not be unloaded.
   if (!terminating) return {CMPI_RC_DO_NOT_UNLOAD, nullptr};
   try {
     interface.provider->close(interface);

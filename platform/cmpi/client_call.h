@@ -1,5 +1,5 @@
-// One call of an interface function: what it needs of the provider and of the object manager,
-// and the boundary that no exception passes.
+// One call of an interface function: what it needs of the provider and of the object manager. No
+// exception leaves it.
 #pragma once
 
 #include <cxxabi.h>
@@ -25,7 +25,8 @@ class Client_Call final : public Cimom {
   const Translator& translator() const { return translator_; }
   const CMPIResult* result() const { return result_; }
 
-  // The class that a path names; the provider's own where it names none; null when unknown.
+  // The class that a path names, or null when it is unknown. A path without a class means the
+  // provider's class.
   const Meta_Class* class_of(const CMPIObjectPath* path) const;
 
   // Performs an operation of the provider, whose up-calls come here, and returns its status.
@@ -44,9 +45,9 @@ class Client_Call final : public Cimom {
   }
 
   // Every instance of the provider, asked with a model of a class. Each goes to the sink,
-  // void(Ref<Instance>), as soon as the provider hands it out, so that they are never there
-  // all at once. Once the sink has thrown, the rest is dropped, and the provider comes to its end
-  // as ever before the exception goes on.
+  // void(Ref<Instance>), as soon as the provider hands it out, so that they never exist all at
+  // once. If the sink throws, the rest is dropped; the provider still comes to its normal end
+  // before the exception goes on.
   template <class Sink>
   void enumerate_all(const Meta_Class& model_class, Sink sink) {
     const auto model = Ref<Instance>::adopt(create(model_class));
@@ -80,7 +81,8 @@ class Client_Call final : public Cimom {
   void deliver(const CMPIInstance* instance) const;
   void deliver_path(const Instance& instance) const;
 
-  // Asks the object manager for the instance; null when there is none. It belongs to the call.
+  // Asks the object manager for the instance, which lives as long as the call. Null when there is
+  // none.
   const CMPIInstance* fetch(const Instance& instance, const char** properties) const;
 
   sint32 enum_instances(const char* name_space, const Instance& model,
@@ -102,14 +104,14 @@ class Client_Call final : public Cimom {
   const Translator translator_;
 };
 
-// What the exception being handled comes to.
+// The code and text for the exception that is being handled.
 struct Caught {
   CMPIrc code;
   std::string cause;
 };
 Caught caught_exception();
 
-// The status for the exception being handled; its text names provider, operation and cause.
+// The status for the exception that is being handled. Its text names provider, operation and cause.
 CMPIStatus failed_status(const ManagementInterface& interface, const char* operation) noexcept;
 
 // Ends the results of a call that succeeded.
@@ -125,7 +127,7 @@ CMPIStatus perform(const void* handle, const CMPIContext* context, const CMPIRes
     body(call);
     return done_status(result);
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is being cancelled, which nobody may stop
+    throw;  // the thread is being cancelled; the C library aborts whoever stops that
   } catch (...) {
     return failed_status(interface, operation);
   }

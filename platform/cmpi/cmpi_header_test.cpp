@@ -1,4 +1,4 @@
-// What the CMPI header holds beside the figures of layout_figures.txt.
+// Those parts of the CMPI header that are not figures; the figures are in layout_figures.txt.
 #include <string_view>
 #include <type_traits>
 

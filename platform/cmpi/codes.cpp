@@ -6,7 +6,7 @@ namespace ovk_cimple {
 
 namespace {
 
-// What a provider says with the status that it does not support.
+// The operation that a provider refuses with this "unsupported" status.
 const char* activity_of(sint32 status) {
   switch (status) {
     case GET_INSTANCE_UNSUPPORTED:

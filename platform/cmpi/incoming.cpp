@@ -7,7 +7,8 @@ namespace ovk_cimple {
 
 namespace {
 
-// Keys that are references may have such keys in turn; the depth comes from outside.
+// A key may be a reference whose keys are references in turn. Clients choose the depth, so that it
+// needs a bound.
 constexpr int deepest = 4;
 
 bool is_null(const CMPIData& data) {
@@ -17,8 +18,8 @@ bool is_null(const CMPIData& data) {
   return data.type == CMPI_null || ((data.type & CMPI_ENC) && !data.value.inst);
 }
 
-// Some object managers hand an empty string over as null. That a key is missing they say by a
-// status.
+// Some object managers hand over an empty string as null. For a key that is missing they set an
+// error status.
 bool is_empty_key(const CMPIData& data, const Meta_Property& property) {
   const bool null = (data.state & ~CMPI_keyValue) == CMPI_nullValue;
   return null && property.type == Type::string && !property.array;
@@ -73,7 +74,7 @@ std::optional<Scalar> scalar_of(const CMPIData& data) {
   }
 }
 
-// One value that is not null.
+// Converts one value that is not null.
 template <class T>
 std::optional<T> single(const CMPIData& data, const Meta_Property&, int) {
   const std::optional<Scalar> scalar = scalar_of(data);
@@ -103,7 +104,8 @@ std::optional<T> whole(const CMPIData& data, const Meta_Property& property, int 
   return single<T>(data, property, depth);
 }
 
-// A single value for an array is an array of one: some clients' requests lose the difference.
+// A single value for an array counts as an array of one element, because the requests of some
+// clients do not tell them apart.
 template <class T>
 std::optional<Array<T>> whole(const CMPIData& data, const Meta_Property& property, int depth,
                               Array<T>*) {
@@ -186,7 +188,7 @@ Ref<Instance> read_instance(const CMPIInstance* instance, const Meta_Class& decl
   read_keys(path, *result);
   for (const Meta_Property& property : result->meta_class->properties) {
     const CMPIData data = read_data(instance, &CMPIInstanceFT::getProperty, property.name);
-    // Keys may stand in the path alone.
+    // The instance may lack its keys and have them in its path only.
     if (!property.key || !is_null(data)) read(data, *result, property);
   }
   return result;

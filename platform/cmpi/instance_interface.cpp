@@ -9,8 +9,8 @@ namespace ovk_cimple {
 
 namespace {
 
-// The path's class or the provider's, whichever is the subclass of the other; null when neither
-// is. A class that the repository does not know has no ancestor or descendant of ours.
+// Of the path's class and the provider's class the one that derives from the other; null when
+// neither does. A class that the repository does not know is not related to ours.
 const Meta_Class* served_class(Client_Call& call, const Meta_Class* wanted) {
   const Meta_Class& own = call.meta_class();
   if (!wanted) return nullptr;
@@ -29,8 +29,8 @@ void each_instance(Client_Call& call, const CMPIObjectPath* path, Sink sink) {
   });
 }
 
-// The instance that a path or instance means, as one of the provider's class or a subclass.
-// Null when it cannot be one.
+// The instance that a path or instance stands for, of the provider's class or a subclass. Null when
+// it cannot be of such a class.
 Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
   const Meta_Class* const served = served_class(call, call.class_of(path));
   if (!served) return {};
@@ -87,7 +87,7 @@ CMPIStatus get_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CM
   });
 }
 
-// An instance from the object manager, as one of the provider's class. Throws Failure.
+// Converts an instance of the object manager to one of the provider's class. Throws Failure.
 Ref<Instance> given_instance(Client_Call& call, const CMPIObjectPath* path,
                              const CMPIInstance* instance) {
   auto result = read_instance(instance, call.meta_class(), name_space(path));
@@ -114,7 +114,8 @@ CMPIStatus modify_instance(CMPIInstanceMI* mi, const CMPIContext* context, const
     const auto model = target_of(call, path);
     if (!model) throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "not a class of this provider"};
     const auto instance = given_instance(call, path, given);
-    // What is not to change arrives as null, and so does a listed property without a value.
+    // A property that is not to change is null for the provider. So is a listed property that has
+    // no value.
     Selection selection(properties);
     const auto& selected = selection.of(*instance->meta_class);
     for (const Meta_Property& property : instance->meta_class->properties)
@@ -134,7 +135,7 @@ CMPIStatus delete_instance(CMPIInstanceMI* mi, const CMPIContext* context, const
   });
 }
 
-// Object managers that get this answer filter the enumeration themselves.
+// An object manager that gets this answer enumerates and filters by itself.
 CMPIStatus exec_query(CMPIInstanceMI*, const CMPIContext*, const CMPIResult*, const CMPIObjectPath*,
                       const char*, const char*) {
   return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr};

@@ -14,7 +14,8 @@ template <class T>
 bool same_value(const T& left, const T& right, int) {
   return left == right;
 }
-// A key that cannot leave as it is comes back as it left.
+// A key with characters that cannot leave was cleaned on its way out, and the client sends the
+// cleaned text back.
 bool same_value(const String& left, const String& right, int) {
   return left == right || clean_text(left) == clean_text(right);
 }
@@ -25,7 +26,7 @@ bool same_value(const Ref<Instance>& left, const Ref<Instance>& right, int depth
 }
 template <class T>
 bool same_value(const Array<T>&, const Array<T>&, int) {
-  return false;  // keys are no arrays
+  return false;  // an array is never a key
 }
 
 bool same_keys_at(const Instance& left, const Instance& right, int depth) {

@@ -5,8 +5,8 @@ namespace ovk_cimple {
 
 namespace {
 
-// The instance that the method is called on: one of the provider's class, also when the path
-// names a subclass that the repository does not know.
+// The instance that the method is called on. It is of the provider's class, even if the path names
+// a subclass that the repository does not know.
 Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
   const Meta_Class& own = call.meta_class();
   const Meta_Class* const named = call.class_of(path);
@@ -31,8 +31,8 @@ void read_parameters(const CMPIArgs* in, Instance& record) {
 
 bool is_integer(Type type) { return type >= Type::uint8 && type <= Type::sint64; }
 
-// A null integer goes out as zero: a common client fails on a reply with output parameters
-// whose return value is absent or empty. Other null values have no way to be delivered.
+// Delivers a null integer as zero, because a common client fails on a reply with output parameters
+// and without a return value. Null values of other types cannot be delivered.
 void deliver_return_value(const Client_Call& call, Instance& record,
                           const Meta_Property& property) {
   Outgoing_Value value = call.translator().value(record, property);
@@ -41,10 +41,10 @@ void deliver_return_value(const Client_Call& call, Instance& record,
   if (!value.value()) return;
   require(invoke(call.result(), &CMPIResultFT::returnData, value.value(), value.type()),
           "return value");
-  value.keep();  // some keep the very object until the call has ended
+  value.keep();  // some object managers use the object itself until the call has ended
 }
 
-// Null ones are left away: a common client ends itself at a parameter without a value.
+// Leaves out null parameters, because a common client crashes on a parameter without a value.
 void deliver_parameter(const Client_Call& call, const Instance& record,
                        const Meta_Property& parameter, CMPIArgs* out) {
   const Outgoing_Value value = call.translator().value(record, parameter);

@@ -9,11 +9,11 @@ namespace ovk_cimple {
 
 namespace {
 
-// References as keys of references; deeper ones would be a circle.
+// How deep references may be keys of references. Deeper ones are taken for a circle.
 constexpr int deepest = 4;
 
-// Some object managers keep a reference as text in a buffer of 4096 bytes, and do not look whether
-// it fits.
+// Some object managers keep a reference as text in a buffer of 4096 bytes without checking that it
+// fits.
 constexpr std::size_t longest_reference = 4000;
 
 // In the order of Type.
@@ -49,7 +49,7 @@ constexpr auto member<real32> = &CMPIValue::real32;
 template <>
 constexpr auto member<real64> = &CMPIValue::real64;
 
-// The bytes of a path written as text, name space aside: CLASS.KEY="VALUE",KEY="VALUE".
+// The length of a path as text without its name space: CLASS.KEY="VALUE",KEY="VALUE".
 std::size_t text_size(const Instance& instance, int depth) {
   constexpr std::size_t longest_number = 32;
   std::size_t size = strlen(instance.meta_class->name);
@@ -62,7 +62,7 @@ std::size_t text_size(const Instance& instance, int depth) {
         size += text.size();
         size += std::ranges::count_if(text, [](char c) { return c == '"' || c == '\\'; });
       } else if constexpr (std::is_same_v<T, Ref<Instance>>) {
-        // Quoted in the quotes of its holder, and so again with each level.
+        // A reference is quoted within the quotes of the path that holds it, at each level anew.
         if (key.value() && depth < deepest) size += 2 * text_size(*key.value(), depth + 1);
       } else {
         size += longest_number;
@@ -100,7 +100,7 @@ void Translator::put(Outgoing_Value& result, const String& text) const {
 }
 
 void Translator::put(Outgoing_Value& result, const Datetime& time) const {
-  // By its text: the binary form is wrong in some object managers.
+  // Made from its text, because some object managers read the binary form wrongly.
   result.own(
       &CMPIValue::dateTime,
       make(broker_, "date-time", &CMPIBrokerEncFT::newDateTimeFromChars, time.to_string().c_str()));
@@ -110,7 +110,7 @@ void Translator::put(Outgoing_Value& result, const Ref<Instance>& reference, int
   if (!reference || depth >= deepest) return;
   const String& own = reference->name_space;
   const String& name_space = own.empty() ? name_space_ : own;
-  // One that is too long is left null.
+  // A reference that is too long is delivered as null.
   if (name_space.size() + text_size(*reference, depth) > longest_reference) return;
   result.own(&CMPIValue::ref, path(*reference, depth + 1));
 }
@@ -133,7 +133,8 @@ Outgoing_Value Translator::value(const Instance& holder, const Meta_Property& pr
   Outgoing_Value result(property.array ? code | CMPI_ARRAY : code);
   const auto put_any = [&]<class T>(const T& value) { put_element(result, value, depth); };
   const auto put_array = [&]<class T>(const Array<T>& values) {
-    // A null reference is left out: an element without a value ends some object managers.
+    // A null reference is left out, because an element without a value crashes some object
+    // managers.
     std::vector<Outgoing_Value> elements;
     for (const T& value : values) {
       Outgoing_Value element(code);
@@ -145,7 +146,7 @@ Outgoing_Value Translator::value(const Instance& holder, const Meta_Property& pr
     for (CMPICount index = 0; index < elements.size(); ++index) {
       require(invoke(array.get(), &CMPIArrayFT::setElementAt, index, elements[index].value(), code),
               property.name);
-      // The array may hold the very object, and release it with itself.
+      // The array may hold the object itself, not a copy, and then releases it.
       elements[index].keep();
     }
     result.own(&CMPIValue::array, std::move(array));
@@ -184,13 +185,13 @@ Made<CMPIObjectPath> Translator::path(const Instance& instance, int depth) const
 Made<CMPIInstance> Translator::instance(const Instance& instance, Selection& selection) const {
   const String& own = instance.name_space;
   auto path = class_path((own.empty() ? name_space_ : own).c_str(), instance.meta_class->name);
-  // Each key is made once, for the path and for its property.
+  // Each key is made once and used twice, for the path and for its property.
   const auto& selected = selection.of(*instance.meta_class);
   std::vector<Outgoing_Value>& keys = selection.key_values();
   keys.clear();
   for (const Meta_Property* property : selected)
     if (property->key) keys.push_back(value(instance, *property));
-  // A new instance wants all keys or none.
+  // Object managers accept a new instance with all keys or with none.
   if (std::ranges::all_of(keys, &Outgoing_Value::value)) {
     auto key = keys.begin();
     for (const Meta_Property* property : selected)
@@ -204,12 +205,13 @@ Made<CMPIInstance> Translator::instance(const Instance& instance, Selection& sel
         property->key ? std::move(*key++) : this->value(instance, *property);
     const CMPIStatus status = invoke(result.get(), &CMPIInstanceFT::setProperty, property->name,
                                      value.value(), value.type());
-    // The object manager may know an older form of the class.
+    // The object manager may know an older version of the class, without this property.
     if (status.rc != CMPI_RC_ERR_NO_SUCH_PROPERTY) require(status, property->name);
   }
   if (!selection.everything()) {
-    // For object managers that begin with all properties of the class. The keys stand in both
-    // lists: some look for them in the one, some in the other.
+    // Some object managers begin with all properties of the class, so that those not asked for must
+    // be taken out. The keys are in both lists, because some look for them in the one and some in
+    // the other.
     invoke(result.get(), &CMPIInstanceFT::setPropertyFilter, selection.names(), selection.keys());
   }
   return result;

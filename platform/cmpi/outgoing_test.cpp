@@ -9,7 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// What is selected of a class, by name, and the lists of names beside it.
+// The names of the properties that a selection holds of a class, and its two lists of names.
 std::vector<std::string> names_of(Selection& selection, const Meta_Class& meta) {
   std::vector<std::string> names;
   for (const Meta_Property* const property : selection.of(meta)) names.push_back(property->name);
