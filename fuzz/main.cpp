@@ -1,5 +1,5 @@
-// Runs a target over stored inputs: the files that are named, and those of the folders. Where the
-// compiler brings a search for inputs, that has a main of its own.
+// Runs a target over stored inputs. The arguments are files, and folders whose files are meant. The
+// build that searches for inputs does not use this file: the compiler's search has its own main.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
         return 1;
       }
       const std::vector<char> input{std::istreambuf_iterator<char>(stream), {}};
-      // Flushed, so that the last line names the input that ended the process.
+      // Flushed, so that the last line names the input if the target ends the process.
       std::printf("%s\n", file.c_str());
       std::fflush(stdout);
       LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
@@ -44,6 +44,6 @@ int main(int argc, char** argv) {
     }
   }
   std::printf("%zu inputs\n", count);
-  // A corpus that has gone must not look like one that passes.
+  // A missing corpus must not look like one that passes.
   return count == 0 ? 1 : 0;
 }

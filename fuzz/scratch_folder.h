@@ -1,5 +1,5 @@
-// A folder of this process alone, for targets whose reader reads files. Removed at the process's
-// end; fuzz/run clears away what a finding leaves behind.
+// A folder for this process alone, for targets whose reader reads files. It is removed when the
+// process ends. What a process leaves that ended with a finding is removed by fuzz/run.
 #pragma once
 
 #include <stdlib.h>

@@ -1,5 +1,5 @@
-// What the targets share. A target is one unit with read_input, which hands the input to a reader
-// of outside text and requires what must hold whatever the input is.
+// What the targets share. A target is one unit that defines read_input, which hands the input to a
+// reader of outside text and requires what must hold for every input.
 #pragma once
 
 #include <cstddef>
@@ -13,14 +13,14 @@ namespace fuzz {
 
 void read_input(std::string_view input);
 
-// Ends the process, by which the search knows a finding.
+// Ends the process if the condition does not hold. The search takes that for a finding.
 inline void require(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "does not hold: %s\n", what);
   std::abort();
 }
 
-// Takes the first line away from the text, without its line end.
+// Removes the first line from the text and returns it without its line end.
 inline std::string_view take_line(std::string_view& text) {
   const std::size_t end = std::min(text.find('\n'), text.size());
   const std::string_view line = text.substr(0, end);

@@ -1,6 +1,6 @@
-// What the command is called with. Lines that begin with $ set a variable of the environment
-// (NAME=VALUE), every other line is one argument. The command line is read as far as the action,
-// which is not carried out: places and arguments of a method are read from the same texts instead.
+// The command's arguments and environment. A line that begins with $ sets a variable of the
+// environment (NAME=VALUE); every other line is one argument. The action that they ask for is not
+// carried out. Instead, places and a method's arguments are read from the same texts.
 #include "fuzz/target.h"
 
 #include <array>
@@ -26,7 +26,7 @@ constexpr std::array variables = {"HVX_LOG_FILE", "PATH"};
 
 int times_performed = 0;
 
-// In place of the action.
+// Called in place of the action.
 int note(const cli::Invocation& invocation) {
   require(static_cast<bool>(invocation.action), "a command line that is right names a command");
   ++times_performed;
@@ -84,7 +84,7 @@ void fuzz::read_input(std::string_view input) {
   std::vector<std::string> texts;
   while (!input.empty() && texts.size() < most_arguments) {
     std::string line(take_line(input));
-    line = line.c_str();  // neither can hold a NUL
+    line = line.c_str();  // an argument or a variable ends at the first NUL
     const std::size_t equals = line.find('=');
     if (!line.starts_with('$')) {
       texts.push_back(line);

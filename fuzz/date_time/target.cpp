@@ -1,5 +1,5 @@
-// CIM date-times in their three homes: the framework, the object manager and the support library,
-// which must mean the same by one text. Other inputs than texts of 25 characters are taken as the
+// CIM date-times, which the framework, the object manager and the support library each read: all
+// three must mean the same by one text. An input that does not have 25 characters is taken for the
 // numbers that a date-time is made of.
 #include "fuzz/target.h"
 

@@ -55,14 +55,15 @@ sockaddr_in serve() {
 
 struct Answer {
   std::string text;
-  bool reset = false;  // the server closed while there was more to read: the end may be missing
+  bool reset = false;  // the server closed with input unread, so the answer's end may be missing
 };
 
 class Connection {
  public:
   Connection() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     static const sockaddr_in server = serve();
-    // Many thousand connections would use up one address's ports: each stays known for a minute.
+    // The kernel keeps a closed connection's port for a minute, so that thousands of connections
+    // would use up the ports of one address.
     static std::uint32_t host = 0;
     sockaddr_in own{};
     own.sin_family = AF_INET;
@@ -82,27 +83,27 @@ class Connection {
   void send(std::string_view text) {
     while (!text.empty()) {
       const ssize_t sent = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
-      if (sent < 0 && errno != EINTR) return;  // the server takes no more; its answer tells why
+      if (sent < 0 && errno != EINTR) return;  // the server reads no more; its answer says why
       text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
     }
   }
 
-  // All that comes until the server closes.
+  // Everything that arrives until the server closes.
   Answer answer() {
     Answer answer;
     char buffer[16384];
     ssize_t count = 0;
     bool sends = true;
     do {
-      // Its side is closed when nothing has come for a moment: of a client that can send no more
-      // the server answers the request in work alone.
+      // The client closes its side only when nothing has arrived for a moment, because the server
+      // answers a client that has closed its side only the request that it is working on.
       const timespec moment{0, 500'000};
       pollfd readable{socket_, POLLIN, 0};
       if (sends && ppoll(&readable, 1, &moment, nullptr) <= 0)
         sends = shutdown(socket_, SHUT_WR) != 0;
       count = recv(socket_, buffer, sizeof buffer, 0);
       answer.text.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-      // The search measures its time by a signal.
+      // The search's timer interrupts system calls by a signal.
     } while (count > 0 || (count < 0 && errno == EINTR));
     require(count == 0 || errno == ECONNRESET, "the server closes");
     answer.reset = count < 0;
@@ -113,7 +114,7 @@ class Connection {
   const int socket_;
 };
 
-// The time of day is no part of an answer.
+// Removes the time of day, which differs between equal answers.
 std::string without_dates(std::string text) {
   constexpr std::string_view date = "\r\nDate: ";
   for (std::size_t at = 0; (at = text.find(date, at)) != text.npos;)
@@ -147,7 +148,7 @@ void fuzz::read_input(std::string_view input) {
   const Answer cut = ask(pieces);
   if (whole.reset || cut.reset) return;
   require(whole.text.empty() == cut.text.empty(), "there is an answer however the request comes");
-  // A client that can send no more while a request is worked on gets no answer to a further one.
+  // A client that closes its side while a request is worked on gets no answer to a further request.
   require(whole.text.starts_with(cut.text) || cut.text.starts_with(whole.text),
           "the answer is the same however the request comes");
 

@@ -1,5 +1,6 @@
-// The bytes of a connection, as they may be cut on their way: what is read must not depend on it.
-// The first line of the input says how long the pieces are, a byte each; the rest is what comes.
+// The bytes of a connection, cut into pieces as a network may cut them: what is read must not
+// depend on the cuts. The first line of the input holds the lengths of the pieces, a byte each; the
+// rest is what the client sends.
 #include "fuzz/target.h"
 
 #include <algorithm>
@@ -38,8 +39,8 @@ void look_at(const RequestReader& reader) {
   require(size + 3 <= most_head, "a head is as long as it may be");
 }
 
-// What one reader after the other made of it: a text for each request, the last of an unfinished or
-// faulty one.
+// What was read, one reader after the other: a text for each request, the last of which may be
+// unfinished or faulty.
 using Outcome = std::vector<std::string>;
 
 std::string told(const RequestReader& reader, const std::string& body) {

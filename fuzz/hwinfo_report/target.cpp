@@ -8,7 +8,7 @@ void fuzz::read_input(std::string_view input) {
   const std::string device(take_line(input).substr(0, 64));
   const std::string bus_id = discovery::bus_id(std::string(take_line(input))).value_or("");
   const std::string report(input);
-  // As C sees them.
+  // The texts up to their first NUL, as C functions see them.
   const std::string text(report.c_str());
   const std::string name(device.c_str());
 

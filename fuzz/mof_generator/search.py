@@ -1,5 +1,5 @@
-"""The search for inputs: changes those that there are, and goes on from each that reaches a place
-in the generator by a way on which none has come before."""
+"""The search for inputs. It changes the inputs that there are, and keeps each that reaches a place
+in the generator by a new way, to go on from there."""
 
 import pathlib
 import random
@@ -32,7 +32,7 @@ class Ways:
         self.known = set()
 
     def taken(self, action):
-        """What the action returns, and how many steps are new."""
+        """Runs the action; returns its result and how many of the steps taken are new."""
         steps = set()
         before = {}  # line by frame
 
@@ -126,7 +126,7 @@ def run(seconds, inputs, dictionary_file, fault_of, keep_new, keep_finding):
         nonlocal executions, findings
         executions += 1
         fault, new = ways.taken(lambda: fault_of(data))
-        # One finding for all inputs that end at the same place.
+        # All inputs that fail at the same place are one finding.
         place = fault and re.findall(r'File "[^"]*", line \d+', fault)[-1]
         if fault and place not in seen_faults:
             seen_faults.add(place)
@@ -139,7 +139,7 @@ def run(seconds, inputs, dictionary_file, fault_of, keep_new, keep_finding):
         attempt(data)
     end = time.monotonic() + seconds
     while time.monotonic() < end and findings < MOST_FINDINGS:
-        # Those that were found last are the most promising.
+        # The inputs that were found last lead to new places most often.
         recent = mutator.random.random() < 0.3
         data = mutator.random.choice(corpus[-20:] if recent else corpus)
         data = mutator.mutate(data, mutator.random.choice(corpus))

@@ -30,7 +30,7 @@ LONGEST_SECONDS = 20
 
 
 class Finding(Exception):
-    """What must not be."""
+    """Something that must hold does not hold."""
 
 
 def require(holds, what):
@@ -39,7 +39,7 @@ def require(holds, what):
 
 
 def check_cpp(text):
-    """Text of the input cannot leave its string literal, and what opens is closed."""
+    """Requires that no text of the input leaves its string literal, and that what opens is closed."""
     text.encode()
     code = LITERAL_OR_COMMENT.sub("", text)
     require(code.isascii() and '"' not in code and "\\" not in code and "/*" not in code,
@@ -78,7 +78,7 @@ def too_long(_signal, _frame):
 
 
 def fault_of(data):
-    """The traceback of what does not hold, or None."""
+    """The traceback of a failure, or None if everything holds."""
     signal.alarm(LONGEST_SECONDS)
     try:
         read_input(data)

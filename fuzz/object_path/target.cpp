@@ -28,7 +28,7 @@ void read(std::string_view text) {
   fuzz::require(again->host == path->host && again->name_space == path->name_space,
                 "host and name space too");
   fuzz::require(again->to_text() == written, "and is written the same");
-  // A quoted path is shorter than the path around it, so this ends.
+  // This ends, because a quoted path is shorter than the path around it.
   for (const broker::Key& key : path->keys)
     if (key.value.type() == broker::Type::String) read(key.value.as_text());
 }

@@ -42,7 +42,7 @@ void fuzz::read_input(std::string_view input) {
     require(reason.find('\n') == std::string::npos, "and is one line itself");
     return;
   }
-  // What was accepted is accepted again, and means the same.
+  // What was accepted is accepted again when it is written out, and means the same.
   require(written(broker::parse_registration(text, "file")) == text,
           "what is written reads the same");
 }

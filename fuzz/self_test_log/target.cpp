@@ -11,14 +11,14 @@ namespace {
 
 constexpr auto untouched = static_cast<HDDIAG_TEST_STATUS>(2);
 
-// The status of the newest entry, or untouched.
+// The status of the newest entry, or the value from before if the log has none.
 HDDIAG_TEST_STATUS latest_status(THDDTest& engine, const std::string& text, bool has_entry) {
   HDDIAG_TEST_STATUS status = untouched;
   try {
     engine.GetLatestSelfTestStatus(text, status);
     fuzz::require(has_entry, "a log without entries has no status");
   } catch (const std::out_of_range&) {
-    // Fenced, since it is kept on purpose: a log without any entry ends the reading.
+    // No finding, since it is kept on purpose: reading a log without any entry throws.
     fuzz::require(!has_entry, "only a log without entries ends the reading");
   }
   return status;
@@ -40,8 +40,8 @@ void fuzz::read_input(std::string_view input) {
           "an entry has one of the four statuses");
   require(engine.CountLogNumer(text) == count, "every # after the keyword is an entry");
 
-  // Fenced, since it is kept on purpose: splitting at two adjacent # does not end. It is reached
-  // with 20 entries or more.
+  // No finding, since it is kept on purpose: with 20 entries or more, the splitting at two adjacent
+  // # does not end.
   const bool ends = entries.find("##") == std::string::npos;
   if (ends || count < 20) {
     const bool same = engine.IsEntryFullAndSame(text);

@@ -1,4 +1,4 @@
-// What smartctl prints, as the command reads it: the same text as the answer of each of its calls.
+// What smartctl prints, as the command reads it. The input is the answer to each of its calls.
 #include "fuzz/target.h"
 
 #include "cli/log_entry.h"

@@ -84,7 +84,7 @@ void fuzz::read_input(std::string_view input) {
   write("smbios_entry_point", entry_point);
   write("DMI", table);
   const std::string structure = system_information();
-  // Fenced, since it is kept on purpose: the buffer is not released when there is none.
+  // No finding, since it is kept on purpose: without system information the buffer is not released.
   if (structure.empty()) return;
   require(structure[0] == 1, "the system information was asked for");
   std::string type;
@@ -92,7 +92,8 @@ void fuzz::read_input(std::string_view input) {
     GetMachineType(&type);
     require(type.size() <= 4, "a machine type has four characters");
   } catch (const std::out_of_range&) {
-    // Fenced, since it is kept on purpose: a product name may end in its only hyphen.
+    // No finding, since it is kept on purpose: a product name whose only hyphen is its last
+    // character makes the reading throw.
     require(structure.find(std::string("-") + '\0') != std::string::npos, "at a hyphen alone");
   }
 }

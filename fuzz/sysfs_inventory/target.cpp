@@ -21,7 +21,7 @@ using fuzz::require;
 
 constexpr std::size_t most_lines = 400;
 
-// Lays things out in the folder and nowhere else, whatever the paths are.
+// Makes files and links in the folder and nowhere else, whatever the paths are.
 class Tree {
  public:
   explicit Tree(const fs::path& folder) : folder_(folder) {
@@ -59,7 +59,7 @@ class Tree {
     return result;
   }
 
-  // The path below the folder, with nothing to follow in it; unset for one that leads out.
+  // The path below the folder, without "." and ".."; unset for a path that leads out of it.
   std::optional<fs::path> inside(std::string_view text) const {
     if (text.size() > 300 || text.find('\0') != text.npos) return std::nullopt;
     fs::path path = (folder_ / "root" / fs::path(text).relative_path()).lexically_normal();
@@ -69,7 +69,7 @@ class Tree {
     return path;
   }
 
-  // The same with the folders made that it stands in, none of which is a link.
+  // The same, after the folders above it were made, none of which is a link.
   std::optional<fs::path> place(std::string_view text) const {
     auto path = inside(text);
     if (!path) return std::nullopt;

@@ -1,5 +1,5 @@
-// The file of users and password hashes. Passwords are not checked against it: that takes long, and
-// the file is its owner's alone.
+// The file of users and password hashes. No password is checked against it, because that takes
+// long.
 #include "fuzz/target.h"
 
 #include <stdexcept>
@@ -11,7 +11,7 @@ namespace {
 
 namespace http = broker::http;
 
-// The texts are about lines, and go into a log.
+// A reason says which line is wrong. It goes into a log, so that it must be one line.
 void require_reason(const std::string& reason) {
   fuzz::require(reason.starts_with("line ") || reason.starts_with("it names no user"),
                 "a refusal says where");

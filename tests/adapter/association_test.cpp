@@ -73,7 +73,7 @@ TEST_P(Associations, theOtherEndComesFromTheReferenceOrByUpCall) {
   ASSERT_EQ(owners.size(), 2u);
   EXPECT_EQ(owners[0].text("Title"), "Boss");
   EXPECT_EQ(owners[1].text("Title"), "by up-call");
-  // Of one owner of sdb nobody knows more than its name: a reference to nothing.
+  // One owner of sdb is known by name only: the reference leads to no instance.
   EXPECT_EQ(manager().associators(device_path("sdb", 2)).size(), 1u);
 }
 

@@ -1,5 +1,5 @@
-// Instances on their way from the provider to the object manager, each as it comes, and what may
-// happen between two of them.
+// How instances get from the provider to the object manager one by one, and what may happen between
+// two of them.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -22,8 +22,8 @@ using testing::ElementsAre;
 
 class Deliveries : public Adapter_Test {
  protected:
-  // Has on_result called with the number of each result, from 1 on, before the object manager
-  // gets it; what it returns is the object manager's answer when it is not OK.
+  // From now on on_result is called before the object manager gets a result, with the result's
+  // number from 1 on. If it does not return OK, that is the object manager's answer.
   void restart_with(std::function<CMPIrc(int)> on_result) {
     on_result_ = std::move(on_result);
     results_ = 0;
@@ -39,8 +39,8 @@ class Deliveries : public Adapter_Test {
   }
   ~Deliveries() override { on_result_ = {}; }
 
-  // Ends the provider as an object manager does that stops. Its object is left to the end of the
-  // process, since a call is in flight.
+  // Ends the provider as an object manager does that stops. A call is still running, so that the
+  // provider object stays until the process ends.
   void end_provider() {
     CMPIStatus status{};
     CMPIInstanceMI* const interface =
@@ -129,7 +129,8 @@ TEST_P(Deliveries, anUpCallBetweenTwoItemsWorks) {
   EXPECT_THAT(delivered_, ElementsAre("sda", "one", "two"));
 }
 
-// The provider comes to its end as ever; what it offers after the refused one is dropped.
+// The provider's enumeration still runs to its end. What it offers after the refused instance is
+// dropped.
 TEST_P(Deliveries, aRefusalInTheMiddleEndsTheOperationWithItsStatus) {
   restart_with([](int number) { return number == 2 ? CMPI_RC_ERROR_SYSTEM : CMPI_RC_OK; });
   bool ended = false;
@@ -148,7 +149,7 @@ TEST_P(Deliveries, aRefusalInTheMiddleEndsTheOperationWithItsStatus) {
   EXPECT_THAT(delivered_, ElementsAre("sda", "sdb", "sdc")) << "the next operation";
 }
 
-// It would pass for an enumeration that is empty, or over.
+// The client would take it for an enumeration that is empty or complete.
 TEST_P(Deliveries, aRefusalThatSoundsLikeTheEndIsAFailure) {
   for (const CMPIrc code : {CMPI_RC_ERR_NOT_FOUND, CMPI_RC_ERR_NOT_SUPPORTED}) {
     restart_with([=](int number) { return number == 2 ? code : CMPI_RC_OK; });

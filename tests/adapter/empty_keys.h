@@ -1,12 +1,12 @@
-// A habit of object managers that tests of several folders play.
+// A habit of object managers that tests in several folders imitate.
 #pragma once
 
 #include "broker/tables.h"
 
 namespace ovk_cimple {
 
-// Hands a key that is an empty string to providers as null, with status OK; only for a key that
-// is not there the status is an error.
+// Hands a key that is an empty string to providers as null with status OK. The status is an error
+// only for a key that is not there.
 inline void hand_empty_keys_as_null(broker::Tables& tables) {
   static decltype(tables.object_path.getKey) get_key;
   get_key = tables.object_path.getKey;

@@ -87,7 +87,7 @@ TEST_P(Failures, anExceptionOfNoKnownKindIsContainedToo) {
   const auto failed = failure_of([&] { manager().invoke_method(device_path("sda", 1), "Check"); });
   EXPECT_EQ(failed.status, Status::Failed);
   EXPECT_NE(failed.text.find("TEST_Device_Provider: invoke method"), std::string::npos);
-  // The provider goes on.
+  // The provider still answers.
   method_hooks().check = [](const TEST_Device*, Property<boolean>& value) {
     value = false;
     return OK;
@@ -96,7 +96,7 @@ TEST_P(Failures, anExceptionOfNoKnownKindIsContainedToo) {
             broker::Value(false));
 }
 
-// Instances are handed over as they come; object managers drop them when the status follows.
+// Instances are handed over as they come. Object managers drop them when a failure follows.
 TEST_P(Failures, aFailedEnumerationEndsWithItsStatus) {
   hooks<TEST_Device>().enum_instances = [](const TEST_Device*, Enum_Handler<TEST_Device>* handler) {
     handler->handle(device("sda", 1));
@@ -120,7 +120,7 @@ TEST_P(Failures, aProviderThatCannotStartGivesNoInterface) {
   hooks<TEST_Device>().load = [] { return sint32{1}; };
   EXPECT_NE(failure_of([&] { manager().enumerate_instances("TEST_Device"); }).status, Status::Ok);
   EXPECT_EQ(hooks<TEST_Device>().alive, alive);
-  // It is tried again with the next request.
+  // The next request tries it again.
   hooks<TEST_Device>().load = {};
   EXPECT_TRUE(manager().enumerate_instances("TEST_Device").empty());
 }

@@ -45,7 +45,7 @@ void remove_optional_members(Tables& tables) {
   tables.object_path.getParameterQualifier = nullptr;
 }
 
-// It begins with the path's keys and the class's defaults as properties.
+// A new instance has the path's keys and the class's defaults as properties.
 CMPIInstance* new_filled_instance(const CMPIBroker* mb, const CMPIObjectPath* path,
                                   CMPIStatus* rc) {
   CMPIInstance* const instance = original().factories.newInstance(mb, path, rc);
@@ -71,7 +71,7 @@ CMPIData key_or_not_found(const CMPIObjectPath* path, const char* name, CMPIStat
   CMPIData data = original().object_path.getKey(path, name, &status);
   if (status.rc != CMPI_RC_OK) return not_found(rc);
   if (rc) *rc = {};
-  if ((data.type & CMPI_INTEGER) == CMPI_UINT) {  // as clients sent it
+  if ((data.type & CMPI_INTEGER) == CMPI_UINT) {  // the type that clients send
     const CMPIUint64 number = data.type == CMPI_uint16 ? data.value.uint16 : data.value.uint64;
     data = {CMPI_uint64, CMPI_goodValue, {}};
     data.value.uint64 = number;
@@ -109,7 +109,7 @@ CMPIData property_or_not_found(const CMPIInstance* instance, const char* name, C
   return data;
 }
 
-// Keeps only what the second list names of the keys.
+// Keeps only those keys that the second list names.
 CMPIStatus filter_dropping_keys(const CMPIInstance* instance, const char** properties,
                                 const char** keys) {
   if (!properties) return {};
@@ -162,7 +162,7 @@ CMPIStatus element_with_value(const CMPIArray* array, CMPICount index, const CMP
   return original().array.setElementAt(array, index, value, type);
 }
 
-// Such a manager ends at an array that has an element without value.
+// Such an object manager crashes on an array that has an element without a value.
 void expect_whole(const CMPIValue* value, CMPIType type) {
   if (!value || !(type & CMPI_ARRAY)) return;
   CMPIStatus status{};
@@ -189,7 +189,7 @@ CMPIArray* array_of_strings(const CMPIBroker* mb, CMPICount size, CMPIType type,
   return original().factories.newArray(mb, size, type == CMPI_chars ? CMPI_string : type, rc);
 }
 
-// A number without value becomes this one.
+// A number without a value becomes this one.
 template <CMPIUint64 other>
 CMPIStatus element_or(const CMPIArray* array, CMPICount index, const CMPIValue* value,
                       CMPIType type) {
@@ -199,7 +199,7 @@ CMPIStatus element_or(const CMPIArray* array, CMPICount index, const CMPIValue* 
   return original().array.setElementAt(array, index, value || !numeric ? value : &number, type);
 }
 
-// What is missing has any value: the status alone tells.
+// What is missing has an arbitrary value. Only the status tells that it is missing.
 CMPIData entry_or_any(const CMPIContext* context, const char* name, CMPIStatus* rc) {
   CMPIStatus status{};
   CMPIData data = original().context.getEntry(context, name, &status);
@@ -211,7 +211,7 @@ CMPIData entry_or_any(const CMPIContext* context, const char* name, CMPIStatus* 
   return data;
 }
 
-// A copy that ends at the end of a mapped page.
+// A copy that ends where a mapped page ends, so that reading past it ends the process.
 template <class Table>
 const Table* cut(const Table& table, std::size_t length) {
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -316,7 +316,7 @@ std::vector<Habit> all_habits() {
   return {standard(), old_versions(), loose_keys(), short_tables(), bare_paths()};
 }
 
-// Twice, since a habit may copy a table when it has changed it.
+// The change is made before the habit, which may copy a table, and again after it, so that it wins.
 Habit combined(const Habit& habit, std::function<void(Tables&)> more) {
   return {habit.name, [adjust = habit.adjust, more = std::move(more)](Tables& tables) {
             more(tables);

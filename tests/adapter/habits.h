@@ -1,5 +1,5 @@
-// The habits of object managers that the adapter must live with, as changes of the embedded
-// one's function tables.
+// The habits of object managers that the adapter must cope with, made by changing the function
+// tables of the embedded object manager.
 #pragma once
 
 #include <functional>
@@ -29,12 +29,12 @@ Habit old_versions();
 Habit loose_keys();
 // Version 1.0 tables that end where that version ends: what lies behind must not be read.
 Habit short_tables();
-// Paths without name space, what else may be null, and 0 for an array's number that is not there.
+// Paths without name space, null wherever null is allowed, and 0 for a missing number in an array.
 Habit bare_paths();
 
 std::vector<Habit> all_habits();
 
-// The habit with one more, which goes before it where both change the same member.
+// The habit with one more change, which wins if both change the same member.
 Habit combined(const Habit& habit, std::function<void(broker::Tables&)> more);
 
 }  // namespace ovk_cimple

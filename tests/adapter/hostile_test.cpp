@@ -1,5 +1,5 @@
-// Values that no friendly object manager delivers, and what becomes of the objects that the
-// adapter has it make.
+// Values that no well-behaved object manager delivers, and the release of the objects that it makes
+// for the adapter.
 #include <cstring>
 #include <map>
 
@@ -13,7 +13,7 @@ using broker::Tables;
 
 class Hostile : public Adapter_Test {
  protected:
-  // The parameter Small arrives like this from now on.
+  // From now on the parameter Small arrives with this type and value.
   void give(CMPIType type, CMPIValueState state, const char* text = nullptr) {
     type_ = type;
     state_ = state;
@@ -123,11 +123,11 @@ TEST_P(Hostile, anObjectManagerThatMakesNothingGetsAStatusWithoutText) {
   }
 }
 
-// Counts the instances and paths that the adapter had made and has not released.
+// Counts the instances and paths that were made for the adapter and that it has not released.
 struct Ledger {
   std::map<const void*, int> living;
   std::size_t most = 0;
-  int faults = 0;                  // releases of what it did not have made
+  int faults = 0;                  // releases of objects that were not made for it
   bool paths_may_be_kept = false;  // by pointer, as object managers without a version do
 
   void add(const void* object) {

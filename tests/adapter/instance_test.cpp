@@ -17,7 +17,7 @@ class Instances : public Adapter_Test {};
 INSTANTIATE_TEST_SUITE_P(Habits, Instances, testing::ValuesIn(all_habits()),
                          [](const auto& info) { return info.param.name; });
 
-// Only where every property of an answer is looked at.
+// For tests that look at every property of an answer.
 class Exact_Instances : public Adapter_Test {};
 INSTANTIATE_TEST_SUITE_P(Habits, Exact_Instances, testing::Values(standard(), old_versions()),
                          [](const auto& info) { return info.param.name; });
@@ -102,7 +102,7 @@ TEST_P(Exact_Instances, thePropertyListAndTheKeysAreAllThatLeaves) {
   publish({published});
   broker::Request request;
   request.properties = {"text", "Since", "Unknown"};
-  // As it leaves the adapter: the object manager looks at the list once more.
+  // The instance as it leaves the adapter. The object manager applies the list once more.
   static std::set<std::string> delivered;
   Habit habit = GetParam();
   habit.adjust = [adjust = habit.adjust](broker::Tables& tables) {
@@ -181,7 +181,7 @@ TEST_P(Instances, getComparesTheKeysOfTheEnumeration) {
             Status::NotFound);
 }
 
-// Also where the object manager hands it over as null.
+// This holds even if the object manager hands over the empty string as null.
 TEST_P(Instances, aKeyThatIsEmptyIsPresent) {
   publish({device("", 1), device("sdb", 2)});
   const auto names = manager().enumerate_instance_names("TEST_Device");
@@ -255,7 +255,7 @@ TEST_P(Instances, aKeyThatIsNullIsLeftOutOfThePath) {
   published->Name = "no number";
   publish({published});
   const auto failed = failure_of([&] { manager().enumerate_instances("TEST_Device"); });
-  // Whether an object manager takes such an instance is its own affair; nothing worse happens.
+  // The object manager may take such an instance or refuse it. Nothing worse happens.
   EXPECT_TRUE(failed.status == Status::Ok || failed.status == Status::Failed) << failed.text;
 }
 
@@ -266,7 +266,7 @@ TEST_P(Instances, aReferenceKeepsTheNameSpaceOfItsInstance) {
     handler->handle(link(device("sda", 1), elsewhere));
     return OK;
   };
-  // This object manager serves one name space, so the test looks at what it is asked for.
+  // This object manager serves one name space, so the test looks at the name space it is asked for.
   static std::vector<std::string> asked;
   asked.clear();
   Habit habit = GetParam();

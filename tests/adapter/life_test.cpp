@@ -1,5 +1,5 @@
-// How long the provider object lives. The tests play the object manager, with tables as empty
-// as they may be: whatever the adapter asks of it is missing.
+// How long the provider object lives. The tests play the object manager, whose tables are empty:
+// every function that the adapter could call is missing.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -58,7 +58,8 @@ TEST_F(Life, theInterfacesShareOneProvider) {
 TEST_F(Life, repeatedFactoriesGiveTheSameInterface) {
   void* const first = open('I');
   EXPECT_EQ(open('I'), first);
-  // Each object manager gets an interface of its own, since the provider must ask the right one.
+  // Each object manager gets an interface of its own, so that the provider's up-calls reach the
+  // object manager that called it.
   void* const other = open('I', &other_broker_);
   EXPECT_NE(other, first);
   EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
@@ -66,7 +67,7 @@ TEST_F(Life, repeatedFactoriesGiveTheSameInterface) {
   EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
 }
 
-// An association's provider has every interface.
+// The provider of an association has every kind of interface.
 class Association_Life : public testing::Test {
  protected:
   Association_Life() { clear_hooks(); }
@@ -102,7 +103,7 @@ TEST_F(Association_Life, itEndsWithTheLastInterfaceInEveryOrder) {
     std::string ended = "AIM";
     do {
       SCOPED_TRACE(opened + " " + ended);
-      data_ = {};  // a provider of its own for each order, which has not seen another one
+      data_ = {};  // each order gets a new provider
       for (const char kind : opened) {
         open(kind);
         EXPECT_EQ(hooks<TEST_Link>().alive, 1);
@@ -147,7 +148,7 @@ TEST_F(Life, aCallInFlightKeepsTheProvider) {
     return OK;
   };
   EXPECT_EQ(enumerate(instance_), CMPI_RC_OK);
-  // Left to the end of the process.
+  // It stays until the process ends.
   EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
   ++left_;
 }
@@ -227,7 +228,7 @@ TEST_F(Life, everyMemberOfTheTablesAnswers) {
       CMPI_RC_ERR_METHOD_NOT_FOUND);
 }
 
-// A path without a class stands for the association itself, which neither end can be.
+// A path without a class stands for the association itself, which cannot be one of its own ends.
 TEST_F(Association_Life, itAsksForNothingThatCannotMatch) {
   open('A');
   auto* const association = static_cast<CMPIAssociationMI*>(interfaces_['A']);

@@ -1,4 +1,4 @@
-// An object manager with the test module, and what most tests do with it.
+// An object manager that has loaded the test module, and helpers that most tests need.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,14 +11,15 @@
 
 namespace ovk_cimple {
 
-// What the adapter must do alike whatever the object manager's habits; parameterised by them.
+// For tests of what the adapter must do whatever the object manager's habits are. The habit is the
+// tests' parameter.
 class Adapter_Test : public testing::TestWithParam<Habit> {
  protected:
   Adapter_Test();
   ~Adapter_Test() override;
 
   broker::ObjectManager& manager() { return *manager_; }
-  // Ends the object manager and begins another one, of other habits.
+  // Ends the object manager and starts another one with other habits.
   void restart(const Habit& habit);
 
   static broker::ObjectPath device_path(const char* name, int number,
@@ -46,7 +47,7 @@ class Adapter_Test : public testing::TestWithParam<Habit> {
     return {};
   }
 
-  int alive_before_;  // with what a test leaves behind on purpose
+  int alive_before_;  // includes what earlier tests left behind on purpose
 
  private:
   std::unique_ptr<broker::ObjectManager> manager_;

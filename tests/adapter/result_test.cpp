@@ -1,4 +1,4 @@
-// Object managers that take one kind of result only for each operation, that are wrong about
+// Object managers that accept only one kind of result for each operation, that are wrong about
 // times and the ends of arrays, and that keep references as text of limited length.
 #include <algorithm>
 #include <string>
@@ -59,7 +59,7 @@ TEST_P(Results, instancesAndPathsAreReturnedAsSuchAlone) {
   EXPECT_EQ(manager().enumerate_instance_names("TEST_Device").size(), 1u);
 }
 
-// The binary form of a time is wrong in some, and depends on the time zone of the process.
+// Some object managers read the binary form of a time wrongly, by the time zone of the process.
 TEST_P(Results, timesTravelAsText) {
   restart_with([](Tables& tables) {
     tables.factories.newDateTime = nullptr;
@@ -83,7 +83,7 @@ TEST_P(Results, timesTravelAsText) {
   EXPECT_EQ(instances[0].text("Since"), when);
 }
 
-// One past the end is not refused everywhere.
+// Some object managers do not refuse to read one element past an array's end.
 TEST_P(Results, nothingIsAskedOfAnArrayPastItsEnd) {
   static int asked;
   asked = 0;
@@ -106,7 +106,8 @@ TEST_P(Results, nothingIsAskedOfAnArrayPastItsEnd) {
   EXPECT_EQ(asked, 2);
 }
 
-// One that does not look whether a reference fits its buffer; here it is looked.
+// Some object managers do not check whether a reference fits their buffer. This one notes the
+// longest text of a reference.
 constexpr std::size_t buffer_size = 4096;
 std::size_t longest_text;
 
@@ -173,7 +174,7 @@ TEST_P(Results, referencesThatFitABufferForTextLeave) {
 TEST_P(Results, longerReferencesAreNull) {
   longest_text = 0;
   restart_with(write_references);
-  // The second ones are short in themselves, but long as text.
+  // The second ones are short, but their text is long.
   for (const std::string& name :
        {std::string(5000, 'x'), std::string(2500, '"'), std::string(1500, '\x01')}) {
     method_hooks().probe = [&](const TEST_Device*, TEST_Device_Probe_method& call) {

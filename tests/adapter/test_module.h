@@ -11,7 +11,8 @@
 
 namespace ovk_cimple {
 
-// What the provider of a class does; what is left empty answers as unsupported, or with nothing.
+// What the provider of a class does. An operation that is left empty answers that it is not
+// supported, and an enumeration that is left empty delivers nothing.
 template <class Class>
 struct Hooks {
   std::atomic<int> alive = 0;   // provider objects
@@ -53,7 +54,7 @@ struct Method_Hooks {
 template <class Class>
 OVK_CIMPLE_EXPORT Hooks<Class>& hooks();
 OVK_CIMPLE_EXPORT Method_Hooks& method_hooks();
-// Everything as it was, apart from the counts of providers.
+// Resets everything but the counts of providers.
 OVK_CIMPLE_EXPORT void clear_hooks();
 
 // For tests that play the object manager themselves.

@@ -85,7 +85,7 @@ TEST_P(Threads, aSmallStackIsEnough) {
   EXPECT_EQ(job, "TEST_Owner");
 }
 
-// An object manager that ends does not wait for the requests that still run.
+// An object manager that stops does not wait for requests that are still running.
 TEST_P(Threads, anEndInParallelWithACallWaitsForNobody) {
   Cmpi_Static_Data data{};
   CMPIBroker broker{};
