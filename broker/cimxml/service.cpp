@@ -96,12 +96,6 @@ Service::Service(ObjectManager& manager, const Limits& limits)
 Service::~Service() = default;
 
 void Service::answer(const Call& call, Reply& reply) {
-  answer_message(call, reply);
-  // What a large message took would stay with the process.
-  if (call.body.size() > large_body) malloc_trim(0);
-}
-
-void Service::answer_message(const Call& call, Reply& reply) {
   Output output(reply);
   try {
     check_head(call);

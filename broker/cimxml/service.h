@@ -51,7 +51,6 @@ class Service {
   void answer(const Call& call, Reply& reply);
 
  private:
-  void answer_message(const Call& call, Reply& reply);
 
   ObjectManager& manager_;
   const Limits limits_;
