@@ -11,7 +11,7 @@ TOP = pathlib.Path(__file__).resolve().parent.parent
 PLACES = {
     "module": "*", "providers": "*", "engine": "*", "results": "*", "discovery": "*",
     "inventory": "*", "platform/cmpi": "*", "platform/xml": "*",
-    "broker/cimxml": "budget decode document head message text",
+    "broker/cimxml": "budget decode document head message xml_text",
     "broker/http": "address connection_request exchange head own_names password_hash "
                    "request_reader users users_file",
 }

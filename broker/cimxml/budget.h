@@ -33,7 +33,7 @@ class Budget {
   std::map<std::string, Amount> users_;
 };
 
-// The part of one enumeration, given back at the end of the object.
+// What one enumeration takes of it, given back by the destructor.
 class Room {
  public:
   Room(Budget& budget, const std::string& principal);  // throws as Budget::take

@@ -1,5 +1,6 @@
 // A CIM request and the way of its reply, as they pass between the HTTP server and the service that
-// answers. Apart from the service, so that the server knows nothing of the object manager.
+// answers. They stand apart from the service, so that the server knows nothing of the object
+// manager.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +12,8 @@
 
 namespace broker::cimxml {
 
-// The values of the CIM header fields, their prefix ("73-CIMMethod" of an M-POST) taken away;
-// unset when the request had no such field.
+// The CIM header fields of a request, without the prefix that an M-POST gives them
+// ("73-CIMMethod"). A field that the request did not have is unset.
 struct Call {
   std::string_view body;
   std::optional<std::string> operation;         // CIMOperation
@@ -21,19 +22,19 @@ struct Call {
   std::optional<std::string> batch;             // CIMBatch
   std::optional<std::string> protocol_version;  // CIMProtocolVersion
   std::optional<std::string> content_type;
-  std::string principal;        // the authenticated user, empty without
+  std::string principal;        // the authenticated user; empty without authentication
   std::string accept_language;  // as the client sent it
 };
 
 // Where a reply goes: begin once, then write any number of times, all on the thread that called
-// answer. Both block as the client reads; both throw Gone when it will read no more.
+// answer. Both block while the client has not read enough, and throw Gone when it reads no more.
 class Reply {
  public:
   struct Gone {};
   using Headers = std::vector<std::pair<std::string, std::string>>;
 
   virtual ~Reply() = default;
-  // status: 200, or the HTTP status of a request that is no CIM request.
+  // status: 200, or the HTTP status that refuses what is no CIM request.
   virtual void begin(int status, const Headers& headers) = 0;
   virtual void write(std::string_view text) = 0;
   // Called last, in place of the rest of a reply that has begun and cannot be completed: the
@@ -43,7 +44,7 @@ class Reply {
   virtual bool client_has_gone() const { return false; }
 };
 
-// Requests of more bytes are large: who receives them has to bound how much they hold together.
+// Bodies of more bytes are large. The receiver bounds how much memory they take together.
 inline constexpr std::size_t large_body = 64 << 10;
 
 }  // namespace broker::cimxml

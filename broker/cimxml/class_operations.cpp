@@ -18,7 +18,7 @@ std::vector<const ClassInfo*> classes_below(const Task& task) {
                                         task.boolean("DeepInheritance", false));
 }
 
-// The class that a parameter names. The operations have different errors for one that is unknown.
+// The class that a parameter names. unknown: the operation's error where there is no such class.
 const ClassInfo& class_of(const Task& task, std::string_view parameter, Status unknown) {
   try {
     return task.manager.get_class(task.path(parameter));

@@ -22,7 +22,7 @@ void write_values(Text& text, bool array, const Values& values) {
   if (array) text << "</VALUE.ARRAY>";
 }
 
-// Flavors are written where they are not what the standard takes for granted.
+// Flavors are written only where they differ from the standard's defaults.
 void write_flavors(Text& text, bool overridable, bool to_subclass) {
   if (!overridable) text << " OVERRIDABLE=\"false\"";
   if (!to_subclass) text << " TOSUBCLASS=\"false\"";
@@ -63,8 +63,8 @@ class ClassWriter {
                        [&](const std::string& name) { return property.name == name; });
   }
 
-  // Those of the class itself, then what its superclasses pass on and nobody has overridden.
-  // lookup gives what one class declares of the feature.
+  // Writes the qualifiers of the class itself, then those that its superclasses pass on and that
+  // are not overridden. lookup: gives those that one class declares for the feature.
   void qualifiers(const Lookup& lookup) {
     if (!choice_.qualifiers) return;
     std::vector<std::string_view> seen;
@@ -109,8 +109,8 @@ class ClassWriter {
                            const Feature& feature) {
     const bool refers = element_type(feature.type) == Type::Reference;
     const bool many = is_array(feature.type);
-    const std::string_view element =
-        refers ? (many ? references : reference) : (many ? array : single);
+    std::string_view element = many ? array : single;
+    if (refers) element = many ? references : reference;
     text_ << "<" << element << " NAME=\"";
     text_.attribute(feature.name);
     text_ << "\"";
@@ -161,8 +161,8 @@ class ClassWriter {
     text_ << "</METHOD>";
   }
 
-  // Which parameters embed instances their qualifiers tell: there are clients that refuse the
-  // attribute EmbeddedObject here.
+  // Without the attribute EmbeddedObject, which some clients refuse here. The qualifiers tell which
+  // parameters embed instances.
   void parameter(const MethodInfo& method, const ParameterInfo& parameter) {
     const std::string_view element = feature("PARAMETER", "PARAMETER.REFERENCE", "PARAMETER.ARRAY",
                                              "PARAMETER.REFARRAY", *parameter.feature);

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "broker/cimxml/text.h"
+#include "broker/cimxml/xml_text.h"
 #include "broker/schema.h"
 
 namespace broker::cimxml {
 
-// What of a class a client wants to see.
+// Which parts of a class the client asked for.
 struct ClassChoice {
   bool local_only = true;  // only what the class itself declares
   bool qualifiers = true;

@@ -1,5 +1,6 @@
-// Open enumerations: what clients have not yet pulled, as text that is ready to send. One whose
-// time is over goes with the next call for any of them; until then the limit on all together holds.
+// Open enumerations: what clients have not yet pulled, as text that is ready to send. An
+// enumeration that has expired is dropped at the next call for any of them, and counts towards the
+// limits until then.
 //
 // Threads: every function may be called by any thread.
 #pragma once
@@ -14,11 +15,11 @@
 
 #include "broker/cimxml/budget.h"
 #include "broker/cimxml/service.h"
-#include "broker/cimxml/text.h"
+#include "broker/cimxml/xml_text.h"
 
 namespace broker::cimxml {
 
-// Objects, each an element of its own.
+// Objects as text, one element each.
 class Batch {
  public:
   Text& text() { return text_; }
@@ -46,14 +47,14 @@ class Contexts {
         budget_({limits.contexts, limits.context_bytes},
                 {limits.contexts_of_one, limits.context_bytes_of_one}) {}
 
-  // For an enumeration to be opened, while its objects are gathered and then. Throws Error
+  // The room of a new enumeration, from the gathering of its objects to its end. Throws Error
   // (ServerLimitsExceeded) when there are too many already.
   Room reserve(const std::string& principal);
-  // seconds: how long nobody need pull; however often somebody does, the enumeration ends when its
-  // life is over. Returns the name of the enumeration, which nobody guesses.
+  // seconds: how long the enumeration stays open without a pull. However often it is pulled, it
+  // ends when its life is over. Returns its name, which nobody can guess.
   std::string open(Batch batch, Room room, bool paths, unsigned seconds);
-  // Throws Error (21, invalid enumeration context) for a name that is not, or no more, that of an
-  // enumeration of this principal and kind.
+  // Throws Error (21, invalid enumeration context) when no open enumeration of this principal and
+  // kind has that name.
   Pulled pull(const std::string& name, bool paths, const std::string& principal, std::size_t count);
   void close(const std::string& name, const std::string& principal);
 

@@ -18,7 +18,7 @@ constexpr Type kTypes[] = {Type::Boolean, Type::String, Type::Char16,   Type::Ui
 
 using platform::trim;
 
-// A sign before a real is allowed, and white space around all but texts.
+// A real may begin with a plus sign, and all but texts may have white space around them.
 Value typed_text(Type type, std::string_view text) {
   if (type == Type::None || type == Type::String) return Value(text);
   if (type == Type::Char16) return parse_value(type, false, text);
@@ -99,11 +99,11 @@ ObjectPath Decoder::instance_name(const Element& element) const {
       path.keys.push_back({child.get("NAME"), key_value(value)});
       continue;
     }
-    // A single value without a name: that of the only key.
+    // A single value without a name is that of the only key.
     if (element.children.size() != 1) throw not_valid();
     const ClassInfo* info = schema_.find(path.class_name);
     Value value = key_value(child);
-    if (!info) continue;  // the unknown class is the error to tell
+    if (!info) continue;  // the object manager will refuse the class
     if (info->keys().size() != 1) {
       throw Error(Status::InvalidParameter,
                   "class " + info->name().str() + " has not one key, so the key needs its name");
@@ -186,8 +186,10 @@ Instance Decoder::instance(const Element& element) const {
       result.properties.push_back({name, Value::null(type, array)});
       continue;
     }
-    const Element& value =
-        child.only_child({array ? "VALUE.ARRAY" : (reference ? "VALUE.REFERENCE" : "VALUE")});
+    std::string_view kind = "VALUE";
+    if (array) kind = "VALUE.ARRAY";
+    if (reference) kind = "VALUE.REFERENCE";
+    const Element& value = child.only_child({kind});
     result.properties.push_back({name, this->value(value, declared, embedded)});
   }
   return result;

@@ -1,9 +1,9 @@
 // Values, names and instances out of the elements of a request (DSP0201).
 //
-// What does not have the form of the standard throws Refusal (not valid): then the whole message
-// is refused. What has the form but is no value throws Error (InvalidParameter) and concerns the
-// one operation. Text without a type stays a string value; the object manager gives it the
-// declared type.
+// An element without the standard's form throws Refusal (not valid), and the whole message is
+// refused. One that has the form but holds no value of its type throws Error (InvalidParameter),
+// which concerns the one operation. Text without a type stays a string value; the object manager
+// gives it the declared type.
 #pragma once
 
 #include <string>
@@ -22,8 +22,8 @@ Type type_of(std::string_view name);
 
 class Decoder {
  public:
-  // schema: for key values that leave their key's name away. allowance: of the request, for the
-  // texts of embedded instances.
+  // schema: names the key of a key value that comes without a name. allowance: of the request; the
+  // texts of embedded instances count too.
   Decoder(const Schema& schema, Allowance& allowance) : schema_(schema), allowance_(allowance) {}
 
   static std::string local_name_space(const Element& element);  // LOCALNAMESPACEPATH
@@ -31,8 +31,8 @@ class Decoder {
   ObjectPath instance_name(const Element& element) const;       // INSTANCENAME
   // Any of the seven forms that may stand in a VALUE.REFERENCE.
   ObjectPath path(const Element& element) const;
-  // VALUE, VALUE.ARRAY, VALUE.REFERENCE and VALUE.REFARRAY, the element types None and String
-  // leaving the text as it is. embedded: VALUE holds the text of instances.
+  // VALUE, VALUE.ARRAY, VALUE.REFERENCE and VALUE.REFARRAY. With the types None and String a text
+  // stays as it is. embedded: each VALUE holds the text of an instance.
   Value value(const Element& element, Type type, bool embedded) const;
   Instance instance(const Element& element) const;        // INSTANCE
   Instance named_instance(const Element& element) const;  // VALUE.NAMEDINSTANCE
@@ -48,7 +48,7 @@ class Decoder {
 
   const Schema& schema_;
   Allowance& allowance_;
-  // Instances within the text of instances, each parsed by a decoder of its own.
+  // How deep instances may stand within the text of instances.
   static constexpr int kDeepestEmbedding = 8;
   int embedding_ = 0;
 };

@@ -15,7 +15,7 @@ namespace {
 
 using Names = std::unordered_set<std::string_view>;
 
-// Those of DSP0201 that a request may hold and a server reads.
+// The elements of DSP0201 that a request may hold and a server reads.
 const Names& element_names() {
   static const Names& names = *new Names{"CIM",
                                          "MESSAGE",

@@ -28,7 +28,7 @@ struct Element {
   const Element& only_child(std::initializer_list<std::string_view> names) const;
 };
 
-// Of a whole document in UTF-8. Longer attributes than anybody's names are refused.
+// Longer attributes are refused: they hold names, and no name is as long.
 inline constexpr std::size_t longest_attribute = 4096;
 
 // What the documents of one request may hold: the message, and the embedded instances in it.
@@ -42,8 +42,8 @@ struct Document {
   Element root;
 };
 
-// Throws Refusal: not well-formed, another encoding, too many elements, or not valid for a document
-// type, too much depth, text out of place.
+// Reads a whole document in UTF-8. Throws Refusal: not well-formed; another encoding; too many
+// elements; or not valid, where it has a document type, too much depth or text out of place.
 Document parse_document(std::string_view text, Allowance& allowance);
 
 }  // namespace broker::cimxml

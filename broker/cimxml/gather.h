@@ -1,4 +1,4 @@
-// The three sources of instances and of paths that operations, at once or by pulls, hand out.
+// Where operations get instances and paths from, whether they hand them out at once or by pulls.
 #pragma once
 
 #include "broker/cimxml/task.h"

@@ -25,7 +25,7 @@ bool is_xml_in_utf8(std::string_view content_type) {
   return true;
 }
 
-// A header cannot tell the types of keys, and references in it may leave their name space away.
+// A header field cannot tell the types of keys, and references in it may lack their name space.
 bool same_key(const Value& header, const Value& body) {
   if (body.type() == Type::Reference) return true;
   return same_key_value(header, body) || to_text(header) == to_text(body);
@@ -65,7 +65,7 @@ void check_head(const Call& call) {
     }
   } catch (const Refusal& refusal) {
     if (refusal.http_status() == 501) throw;
-    throw Refusal(400, "header-mismatch");  // it is no version, so not the body's either
+    throw Refusal(400, "header-mismatch");  // no version, so it differs from the body's
   }
 }
 

@@ -12,7 +12,7 @@ AssociationFilter filter_of(const Task& task) {
           task.text("ResultRole")};
 }
 
-// One of the two spellings of each operation: with the objects, or with their names alone.
+// Each operation has two forms: with the objects, or with their names alone.
 struct Instances {
   static constexpr auto enumerate =
       static_cast<void (ObjectManager::*)(const ObjectPath&, const InstanceSink&, const Request&)>(

@@ -11,8 +11,9 @@ void Writer::property(const ClassInfo* info, const Property& property) {
   const bool by_declaration = reference || class_origin_ || type == Type::Instance;
   const PropertyInfo* declared =
       info && by_declaration ? info->find_property(property.name) : nullptr;
-  const std::string_view element =
-      reference ? "PROPERTY.REFERENCE" : (array ? "PROPERTY.ARRAY" : "PROPERTY");
+  std::string_view element = "PROPERTY";
+  if (array) element = "PROPERTY.ARRAY";
+  if (reference) element = "PROPERTY.REFERENCE";
   text_ << "<" << element << " NAME=\"";
   text_.attribute(property.name);
   text_ << "\"";

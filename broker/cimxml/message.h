@@ -11,7 +11,7 @@
 
 namespace broker::cimxml {
 
-// What stands in a parameter, as the element that holds it.
+// What a parameter holds, told by the element that holds it.
 enum class Form {
   Null,           // nothing
   Text,           // VALUE
@@ -22,7 +22,7 @@ enum class Form {
   InstanceName,   // INSTANCENAME
   Instance,       // INSTANCE
   NamedInstance,  // VALUE.NAMEDINSTANCE; the path of the value has the keys
-  NotSupported,   // CLASS, QUALIFIER.DECLARATION: of operations that nobody may call
+  NotSupported,   // CLASS, QUALIFIER.DECLARATION: for operations that this server lacks
 };
 
 struct Parameter {
@@ -36,7 +36,7 @@ struct SimpleRequest {
   std::string name;
   ObjectPath target;  // of an intrinsic operation the name space alone
   std::vector<Parameter> parameters;
-  std::optional<Error> error;  // set: this is all the answer
+  std::optional<Error> error;  // set: it is the whole answer
 };
 
 struct Message {

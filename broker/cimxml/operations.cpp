@@ -3,6 +3,7 @@
 #include <array>
 
 #include "broker/cimxml/task.h"
+#include "platform/words.h"
 
 namespace broker::cimxml {
 namespace {
@@ -157,11 +158,8 @@ constexpr std::array kOperations{
 // Calls each with every word of the list until one call returns true.
 template <class Each>
 bool any_word(std::string_view list, Each each) {
-  while (!list.empty()) {
-    const std::size_t end = std::min(list.find(' '), list.size());
-    if (each(list.substr(0, end))) return true;
-    list.remove_prefix(std::min(end + 1, list.size()));
-  }
+  while (!list.empty())
+    if (each(platform::take_to(list, ' '))) return true;
   return false;
 }
 

@@ -1,15 +1,15 @@
 // A reply on its way: collected in a block, written whenever the block is full.
 //
-// So the first block is held back until it is full or the message complete, and an operation
-// that fails within it takes back what it has written and answers with its error. One that fails
-// later has a client that already reads the result, where the standard has no place for an error
-// any more: then the reply breaks off (Broken), which no client takes for a whole message.
+// The first block is held back until it is full or the message is complete. An operation that fails
+// until then takes back what it has written, and its error is the answer. When it fails later, its
+// client already reads the result, where the standard has no place for an error: the reply breaks
+// off (Broken), which no client takes for a whole message.
 #pragma once
 
 #include <cstddef>
 
 #include "broker/cimxml/service.h"
-#include "broker/cimxml/text.h"
+#include "broker/cimxml/xml_text.h"
 
 namespace broker::cimxml {
 
@@ -21,14 +21,14 @@ class Output {
   explicit Output(Reply& reply) : reply_(reply) {}
 
   Text& text() { return text_; }
-  // To be called now and then, at the latest after each object: writes out a full block. Throws
-  // Reply::Gone, now and at every later call, when nobody reads any more.
+  // Writes out a full block; to be called at least after each object. Throws Reply::Gone, now and
+  // at every later call, when nobody reads any more.
   void offer() {
     if (text_.size() >= kBlock) write_out();
   }
 
   Mark mark() const { return written_ + text_.size(); }
-  // Takes back what was put in since; throws Broken when it is on its way already.
+  // Takes back what was put in since the mark. Throws Broken when some of it was written already.
   void take_back(Mark mark);
 
   // The end of the message; writes nothing for a client that has gone.

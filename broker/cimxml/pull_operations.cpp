@@ -1,7 +1,7 @@
 // Enumerations that the client opens, and pulls in parts.
 //
-// Providers hand out all at once, so an enumeration is complete when it is open: its objects
-// wait as text until they are pulled or nobody has pulled for the time that was agreed.
+// Providers hand out all objects at once, so all of them are there when an enumeration is opened.
+// They wait as text until they are pulled, or until nobody has pulled for the agreed time.
 #include <algorithm>
 #include <utility>
 
@@ -12,7 +12,7 @@
 namespace broker::cimxml {
 namespace {
 
-// context: null, thus without a value, at the end of the sequence.
+// context: empty at the end of the sequence, where it is written without a value.
 void write_result(const Task& task, std::string_view objects, std::string_view context) {
   Text& text = task.output.text();
   text << "<IRETURNVALUE>" << objects

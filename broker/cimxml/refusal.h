@@ -22,7 +22,7 @@ class Refusal : public std::exception {
 
 inline Refusal other_encoding() { return {415, nullptr}; }  // than UTF-8
 inline Refusal not_well_formed() { return {400, "request-not-well-formed"}; }
-// Validation is loose: what the standard does not know is skipped, what it does know must fit.
+// Validation is loose: what the standard does not know is skipped, and what it knows must fit.
 inline Refusal not_valid() { return {400, "request-not-loosely-valid"}; }
 
 }  // namespace broker::cimxml

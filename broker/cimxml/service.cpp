@@ -86,8 +86,8 @@ void refuse(Reply& reply, const Refusal& refusal) {
 
 Service::Service(ObjectManager& manager, const Limits& limits)
     : manager_(manager), limits_(limits), contexts_(std::make_unique<Contexts>(limits)) {
-  // Left alone, the C library raises these with the largest block that was ever freed, and keeps as
-  // much at the end of every thread's heap, where malloc_trim does not look.
+  // Left alone, the C library raises these to the size of the largest block that was ever freed. It
+  // then keeps as much at the end of every thread's heap, where malloc_trim does not look.
   constexpr int kept = 4 << 20;
   mallopt(M_MMAP_THRESHOLD, kept);
   mallopt(M_TRIM_THRESHOLD, kept);
@@ -124,7 +124,7 @@ void Service::answer(const Call& call, Reply& reply) {
   } catch (const Refusal& refusal) {
     refuse(reply, refusal);
   } catch (...) {
-    // The result broke off, or there is no memory for the message itself.
+    // A result broke off, or there was no memory for the message itself.
     try {
       if (output.begun()) {
         reply.abandon();
@@ -132,7 +132,7 @@ void Service::answer(const Call& call, Reply& reply) {
         reply.begin(500, {});
       }
     } catch (...) {
-      // As above.
+      // Nobody is left to be told.
     }
   }
 }

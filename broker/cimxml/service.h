@@ -5,9 +5,9 @@
 //   cimxml::Service service(manager);
 //   service.answer({.body = body, .method = "EnumerateInstances", .object = "root/cimv2"}, reply);
 //
-// Of instances always everything is written that was asked for by the property list, without
-// qualifiers: LocalOnly and IncludeQualifiers, which the standard deprecates there, change nothing.
-// Those of class operations have their effect.
+// Instances are written without qualifiers, and with all properties that the property list asks
+// for. LocalOnly and IncludeQualifiers, which the standard deprecates for instances, have their
+// effect on classes alone.
 //
 // Threads: answer may be called by any number of threads at once; it blocks for as long as the
 // provider works and the client reads, which for a self-test is minutes.
@@ -32,8 +32,8 @@ struct Limits {
   std::size_t contexts_of_one = 25;      // those of one authenticated user
   std::size_t context_bytes = 64 << 20;  // held for all open enumerations together
   std::size_t context_bytes_of_one = 32 << 20;  // for those of one authenticated user
-  unsigned context_seconds = 90;                // an enumeration that nobody pulls for so long ends
-  unsigned context_life_seconds = 900;          // and this one does, however it is pulled
+  unsigned context_seconds = 90;                // an enumeration ends when nobody pulls for so long
+  unsigned context_life_seconds = 900;          // and after this, however it is pulled
   unsigned maximum_pull = 10'000;               // objects in one pull
 };
 
@@ -51,7 +51,6 @@ class Service {
   void answer(const Call& call, Reply& reply);
 
  private:
-
   ObjectManager& manager_;
   const Limits limits_;
   std::unique_ptr<Contexts> contexts_;

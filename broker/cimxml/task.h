@@ -20,7 +20,7 @@ struct Task {
   Allowance& allowance;  // what is left of it
   Output& output;
   const SimpleRequest& asked;
-  const Request& caller;  // principal and languages
+  const Request& caller;  // its principal and languages
 
   // Parameters of intrinsic operations, which are known to have their form. Each may be missing
   // or null; then the standard's default counts. Throw Error (InvalidParameter) for text that is

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
+#include "platform/words.h"
 
 namespace broker::cimxml {
 
@@ -48,10 +48,10 @@ void Writer::key(const Value& value) {
     this->value(value);
     return;
   }
-  const bool number = is_integer(value.type()) || is_real(value.type());
-  const bool boolean = value.type() == Type::Boolean;
-  text_ << "<KEYVALUE VALUETYPE=\"" << (number ? "numeric" : (boolean ? "boolean" : "string"))
-        << "\" TYPE=\"" << wire_type(value.type()) << "\">";
+  std::string_view kind = "string";
+  if (is_integer(value.type()) || is_real(value.type())) kind = "numeric";
+  if (value.type() == Type::Boolean) kind = "boolean";
+  text_ << "<KEYVALUE VALUETYPE=\"" << kind << "\" TYPE=\"" << wire_type(value.type()) << "\">";
   scalar(value);
   text_ << "</KEYVALUE>";
 }
@@ -59,11 +59,9 @@ void Writer::key(const Value& value) {
 void Writer::local_name_space_path(std::string_view name) {
   text_ << "<LOCALNAMESPACEPATH>";
   while (!name.empty()) {
-    const std::size_t end = std::min(name.find('/'), name.size());
     text_ << "<NAMESPACE NAME=\"";
-    text_.attribute(name.substr(0, end));
+    text_.attribute(platform::take_to(name, '/'));
     text_ << "\"/>";
-    name.remove_prefix(std::min(end + 1, name.size()));
   }
   text_ << "</LOCALNAMESPACEPATH>";
 }
@@ -118,6 +116,7 @@ void Writer::object_path(const ObjectPath& path) {
 }
 
 void Writer::reference(const ObjectPath& path) {
+  // A path without keys names a class, or the one instance of a class that declares no keys.
   const ClassInfo* info = path.keys.empty() ? schema_.find(path.class_name) : nullptr;
   const bool is_class = path.keys.empty() && !(info && info->keys().empty());
   const bool local = path.host.empty();
@@ -132,16 +131,16 @@ void Writer::reference(const ObjectPath& path) {
   if (local && path.name_space.empty()) {
     name();
   } else {
-    const std::string_view element = is_class ? (local ? "LOCALCLASSPATH>" : "CLASSPATH>")
-                                              : (local ? "LOCALINSTANCEPATH>" : "INSTANCEPATH>");
-    text_ << "<" << element;
+    const std::string_view place = local ? "LOCAL" : "";
+    const std::string_view element = is_class ? "CLASSPATH>" : "INSTANCEPATH>";
+    text_ << "<" << place << element;
     if (local) {
       local_name_space_path(path.name_space);
     } else {
       name_space_path(path);
     }
     name();
-    text_ << "</" << element;
+    text_ << "</" << place << element;
   }
   text_ << "</VALUE.REFERENCE>";
 }

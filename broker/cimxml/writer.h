@@ -4,14 +4,14 @@
 #include <string>
 #include <string_view>
 
-#include "broker/cimxml/text.h"
+#include "broker/cimxml/xml_text.h"
 #include "broker/instance.h"
 #include "broker/object_path.h"
 #include "broker/schema.h"
 
 namespace broker::cimxml {
 
-// The name of this machine, for paths that are complete.
+// The name of this machine, as the host in complete paths.
 const std::string& host_name();
 
 class Writer {
@@ -37,8 +37,8 @@ class Writer {
   void value(const Value& value);
 
  private:
-  void property(const ClassInfo* info,
-                const Property& property);  // info: null for an unknown class
+  // info: null for an unknown class.
+  void property(const ClassInfo* info, const Property& property);
   void key(const Value& value);
   void scalar(const Value& value);  // the text of a VALUE
   void reference(const ObjectPath& path);

@@ -1,4 +1,4 @@
-// Text of a reply while it is put together: a buffer that only grows, and the escapes of XML.
+// The text of a reply while it is put together: a buffer with the escapes of XML.
 //
 // Whatever bytes go in as content or attribute, what comes out is well-formed XML 1.0 in UTF-8:
 // characters that XML cannot carry, and bytes that are no UTF-8, become U+FFFD.

@@ -1,4 +1,4 @@
-#include "broker/cimxml/text.h"
+#include "broker/cimxml/xml_text.h"
 
 #include <gtest/gtest.h>
 
