@@ -28,7 +28,7 @@ const ClassInfo& class_of(const Task& task, std::string_view parameter, Status u
   }
 }
 
-// Null for no filter.
+// The class to filter by; null where there is no filter.
 const ClassInfo* filter_class(const Task& task, std::string_view parameter) {
   const std::string name = task.class_name(parameter);
   if (name.empty()) return nullptr;

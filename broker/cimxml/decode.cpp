@@ -27,7 +27,7 @@ Value typed_text(Type type, std::string_view text) {
   return parse_value(type, false, text);
 }
 
-// Without a type the form of the number tells it.
+// The type of a number that comes without one, by its form.
 Type number_type(std::string_view text) {
   const bool hexadecimal = text.find_first_of("xX") != std::string_view::npos;
   if (!hexadecimal && text.find_first_of(".eE") != std::string_view::npos) return Type::Real64;

@@ -1,4 +1,4 @@
-// What is answered to requests that are no good, and how large they may be.
+// The answers to faulty requests, and how large requests may be.
 #include "broker/cimxml/document.h"
 #include "broker/cimxml/service_fixture.h"
 

@@ -1,4 +1,4 @@
-// How much requests may take, each and together, and that it is given back.
+// How much memory requests take, each and together, and that they give it back.
 #include <algorithm>
 
 #include "broker/cimxml/memory_of_process.h"

@@ -1,4 +1,4 @@
-// Method calls with parameters that are no good.
+// Method calls with faulty parameters.
 #include "broker/cimxml/service_fixture.h"
 
 namespace broker::cimxml {
@@ -50,7 +50,7 @@ TEST_F(MethodErrors, ReferencesAreOnesOfTheDeclaredClass) {
   EXPECT_THAT(reference("<CLASSNAME NAME=\"Nope\"/>"), StartsWith("<ERROR CODE=\"4\""));
   EXPECT_THAT(reference("<INSTANCENAME CLASSNAME=\"TEST_Link\"></INSTANCENAME>"),
               HasSubstr("class TEST_Link is no TEST_Base"));
-  // What is elsewhere may be of a class that nobody knows here.
+  // An object elsewhere may be of a class that is unknown here.
   EXPECT_THAT(
       reference("<INSTANCEPATH><NAMESPACEPATH><HOST>there</HOST>" + std::string(kLocalNameSpace) +
                 "</NAMESPACEPATH><INSTANCENAME CLASSNAME=\"Nope\"></INSTANCENAME>"
@@ -71,7 +71,7 @@ TEST_F(MethodErrors, TheTextOfAPathHasALimit) {
   EXPECT_THAT(link(101), HasSubstr("too many keys"));
 }
 
-// Whoever has gone does not read; each of these may be a test of minutes.
+// For a client that has gone no further method is begun, since each may be a test of minutes.
 struct Absent : Recorder {
   bool client_has_gone() const override { return true; }
 };

@@ -7,7 +7,7 @@
 namespace broker::cimxml {
 namespace {
 
-// A client need not say that its text is an instance: the declaration does.
+// A client need not say that its text is an instance, since the declaration does.
 Value declared_value(const Decoder& decoder, const Parameter& given,
                      const ParameterInfo* declared) {
   const bool text = given.form == Form::Text && given.value.type() == Type::String;
@@ -17,8 +17,8 @@ Value declared_value(const Decoder& decoder, const Parameter& given,
   return given.value;
 }
 
-// A reference comes as one, and leads to an object of the declared class. One to a class that is
-// not known here is taken only with its host: another object manager may know it.
+// A parameter that is a reference must come as one, and lead to an object of the declared class. A
+// reference to an unknown class is taken only with a host: another object manager may know it.
 void check_references(const Schema& schema, const Parameter& given, const ParameterInfo& declared) {
   const auto refuse = [&](const std::string& reason) {
     throw Error(Status::InvalidParameter, "parameter " + given.name + ": " + reason);
@@ -93,7 +93,7 @@ void call_method(const Task& task) {
     writer.text() << "</RETURNVALUE>";
   }
   for (const Argument& out : result.out) {
-    // A parameter that is missing is null, and there are clients that fail on one without value.
+    // A missing parameter means null. Written without a value, it makes some clients fail.
     if (out.value.is_null()) continue;
     writer.text() << "<PARAMVALUE NAME=\"";
     writer.text().attribute(out.name);

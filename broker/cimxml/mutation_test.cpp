@@ -1,4 +1,4 @@
-// Damaged requests: whatever comes, one whole reply goes back and the service answers on.
+// Damaged requests: each gets one whole reply, and the service goes on answering.
 #include <algorithm>
 #include <cctype>
 #include <chrono>
@@ -112,7 +112,7 @@ class Mutator {
     return pieces[below(std::size(pieces))];
   }
 
-  // A name or a value by another one.
+  // Replaces a name or a value by another one.
   void replace_word(std::string& body, std::size_t at) {
     const auto word = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; };
     std::size_t begin = at, end = at;
@@ -161,7 +161,7 @@ TEST_F(Mutations, NeverStopTheService) {
   std::size_t refused = 0, answered = 0;
   std::size_t resident = 0;
   for (int i = 0; i < 10'000; ++i) {
-    if (i == 2'000) resident = resident_bytes();  // what is made once is made
+    if (i == 2'000) resident = resident_bytes();  // what is made only once is there by now
     const Good& good = requests[static_cast<std::size_t>(i) % requests.size()];
     const std::string body = mutator.mutate(good.body);
     const Recorder reply = answer(call_of(body, good.method, good.object));

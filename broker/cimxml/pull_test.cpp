@@ -261,7 +261,7 @@ TEST_F(ShortPulls, ExpireWhenNobodyPulls) {
   EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<IRETURNVALUE>"));
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<ERROR CODE=\"21\""));
-  // And make room.
+  // Their room is free then.
   EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
 }
 

@@ -13,7 +13,7 @@
 
 namespace broker::cimxml {
 
-// Keeps the reply; a client that reads patience bytes and then no more.
+// Keeps the reply, like a client that reads so many bytes (patience) and then no more.
 struct Recorder : Reply {
   int status = 0;
   std::map<std::string, std::string> headers;
@@ -96,7 +96,7 @@ class ServiceTest : public testing::Test {
     return call;
   }
 
-  // What stands in the response element of an operation that the client could ask for.
+  // The content of the response element of an operation that was answered.
   std::string ask(std::string_view name, std::string_view parameters) {
     const std::string body = message(simple_intrinsic(name, parameters));
     return content(answer(call_of(body, name, "root/cimv2")), "IMETHODRESPONSE", name);

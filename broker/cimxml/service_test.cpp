@@ -344,7 +344,7 @@ TEST_F(Operations, AClientThatGoesLeavesTheServiceInOrder) {
   service.answer(call, reply);
   EXPECT_FALSE(reply.abandoned);
   EXPECT_LE(reply.body.size(), 100'000u);
-  // What was asked is done all the same.
+  // The operation is carried out all the same.
   EXPECT_EQ(ask("DeleteInstance", widget_parameter("InstanceName", "late")), "");
 }
 

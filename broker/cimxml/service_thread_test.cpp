@@ -56,7 +56,7 @@ TEST_F(ServiceThreads, AnEnumerationIsPulledByOneAtATime) {
   EXPECT_EQ(objects, 4u);
 }
 
-// A client whose request waits, and who goes away meanwhile.
+// A client that goes away while its request waits.
 struct Leaver : Recorder {
   bool client_has_gone() const override { return true; }
 };

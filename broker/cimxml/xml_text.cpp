@@ -15,7 +15,7 @@ struct ClassTable {
   bool plain[256];
 };
 
-// Bytes above 0x7F need a look at what follows them.
+// Which bytes stand for themselves. Those above 0x7F do not: what follows them decides.
 constexpr ClassTable class_table(std::string_view special) {
   ClassTable table{};
   for (unsigned i = 0x20; i < 0x80; ++i) table.plain[i] = true;
@@ -24,7 +24,7 @@ constexpr ClassTable class_table(std::string_view special) {
   return table;
 }
 
-// A carriage return, and in attributes every white space, is changed by readers unless escaped.
+// Readers change a carriage return, and in attributes all white space, unless it is escaped.
 constexpr ClassTable kContent = class_table("&<>\r");
 constexpr ClassTable kAttribute = class_table("&<>\"\r\n\t");
 

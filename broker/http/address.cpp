@@ -37,7 +37,7 @@ Address::Address(const sockaddr* address) : v6_{} {
 }
 
 std::string Address::network() const {
-  // Whoever is on this machine has all of them.
+  // Whoever is on this machine can use all of its loopback addresses.
   if (is_loopback()) return "loopback";
   if (any_.sa_family != AF_INET6) return host();
   if (IN6_IS_ADDR_V4MAPPED(&v6_.sin6_addr)) {

@@ -1,8 +1,7 @@
 // The bytes of one connection, plain or through TLS, without ever blocking.
 //
-// A channel moves what can be moved at once and then says what to wait for. With TLS either
-// direction of the socket can be what is waited for, whatever was asked. Nothing that the peer
-// sends throws.
+// A channel moves what can be moved at once, and then says what to wait for. With TLS that can be
+// either direction of the socket, whatever was asked for. Nothing that the peer sends throws.
 #pragma once
 
 #include <cstddef>
@@ -19,10 +18,10 @@ class Channel {
  public:
   enum class State {
     good,         // done as far as asked
-    wants_read,   // again when the socket can be read
-    wants_write,  // again when it can be written
+    wants_read,   // to be called again when the socket can be read
+    wants_write,  // to be called again when the socket can be written
     ended,        // the peer sends no more
-    broken        // nothing can be done with it any more but close the socket
+    broken        // of no use any more: the socket is to be closed
   };
   struct Moved {
     std::size_t count;
@@ -31,18 +30,18 @@ class Channel {
 
   virtual ~Channel() = default;
 
-  // Before the first read or write, until it is good; plain channels are good at once.
+  // To be called before the first read or write, until it is good. Plain channels are good at once.
   virtual State shake_hands() = 0;
-  // good has moved at least one byte; the other states none. No poll tells of bytes that TLS has
-  // taken off the socket already: before one waits, it is read until it is no longer good. A TLS
-  // peer that ends without a word has ended too: whether a request was whole is told by its own
+  // good has moved at least one byte, the other states none. No poll tells of bytes that TLS has
+  // taken off the socket already: the caller reads until the state is no longer good, and waits
+  // then. A TLS peer that ends without saying so has ended too, since a request tells its own
   // length.
   virtual Moved read(char* to, std::size_t most) = 0;
-  // good has moved all of it. Otherwise the rest has to come again, at the begin of a text that may
-  // be longer, since TLS may have put it into a record already. The peer's gone: broken.
+  // good has moved all of it. Otherwise the next text must begin with the rest, since TLS may have
+  // put that into a record already; it may be longer. When the peer has gone: broken.
   virtual Moved write(std::string_view text) = 0;
-  // Says that no more comes from here (TLS: close_notify) and ends the socket's sending direction.
-  // Until it is good, the rest of what was written goes first.
+  // Tells the peer that no more comes (TLS: close_notify), after the rest of what was written, and
+  // ends the socket's sending direction. To be called until it is good.
   virtual State say_goodbye() = 0;
 };
 
@@ -58,8 +57,8 @@ class TlsSettings {
   ~TlsSettings();
   TlsSettings(const TlsSettings&) = delete;
 
-  // Why clients that look will refuse the certificate as of now: "it ended on 2026-01-31". Empty
-  // when they need not. That is no error: the clock may be what is wrong.
+  // Why clients that check dates refuse the certificate now: "it ended on 2026-01-31". Empty when
+  // they do not. It is no error, since the clock may be wrong.
   std::string out_of_date() const;
 
  private:

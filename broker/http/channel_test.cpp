@@ -41,7 +41,7 @@ State state_of_read(Channel& channel) {
   return channel.read(&byte, 1).state;
 }
 
-// Writes the text as a server does: on from where it stood. peer takes what has come.
+// Writes the text as a server does, each time from where it stopped. peer takes what has come.
 void write_all(Channel& channel, std::string_view text, const std::function<void()>& peer) {
   bool waited = false;
   while (!text.empty()) {

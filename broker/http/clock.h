@@ -10,7 +10,7 @@
 
 namespace broker::http {
 
-// Safe from any thread. What is due runs one after the other, under the clock's lock: it must be
+// Safe from any thread. What is due runs one after the other under the clock's lock, so it must be
 // short and must not call the clock.
 class Clock {
  public:
@@ -29,7 +29,8 @@ class Clock {
 
   std::mutex lock_;
   std::condition_variable changed_;
-  std::multimap<Time, std::function<void()>> due_;  // equal ones in their order
+  std::multimap<Time, std::function<void()>>
+      due_;  // those of one time in the order in which they came
   bool ending_ = false;
   std::thread thread_;
 };

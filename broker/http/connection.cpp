@@ -14,7 +14,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr int turns = 16;  // calls before others have theirs
+constexpr int turns = 16;  // parts of one connection's work before others have their turn
 
 }  // namespace
 
@@ -68,7 +68,8 @@ void Connection::close() noexcept {
   shared_.places.leave(place_);
   shared_.loop.remove(*this);
   channel_ = nullptr;
-  // The client learns of it now, even while a worker has something of this in hand.
+  // Here and not in the destructor: a worker may hold the object for long, and the client is to
+  // learn of it now.
   ::close(std::exchange(socket_, -1));
 }
 
@@ -77,7 +78,7 @@ void Connection::hurried(bool to_the_end) noexcept {
     close();
 }
 
-// What there is no memory for is dropped, and its connection closed.
+// A request for which there is no memory is dropped, and its connection closed.
 template <class Part>
 void Connection::guarded(Part part) noexcept {
   try {
@@ -93,7 +94,8 @@ void Connection::ready(std::uint32_t events) noexcept {
   const bool sleeps = stage_ == Stage::admission || stage_ == Stage::work || waits_for_more;
   if ((events & (EPOLLERR | EPOLLHUP)) != 0 && (sleeps || stage_ == Stage::reply)) return close();
   if (sleeps) {
-    // Whoever can send no more may still want the reply; what waits for its turn need not begin.
+    // Whoever sends no more may still read the reply. Its place is given up, and what waits for its
+    // turn need not begin.
     if ((events & EPOLLRDHUP) != 0) {
       client_ended_ = true;
       if (job_) job_->exchange.client_ended();
@@ -103,7 +105,8 @@ void Connection::ready(std::uint32_t events) noexcept {
     return;
   }
   if (stage_ == Stage::handshake && shared_.secure) {
-    // In its turn among those who wait for theirs. Who has gone meanwhile has it for nothing.
+    // Woken in the order of all who shake hands, since a round of the loop has time for few. Until
+    // then no step is spent on who goes.
     if ((events & (EPOLLERR | EPOLLHUP | EPOLLRDHUP)) != 0) return close();
     shared_.loop.want(*this, EPOLLRDHUP);
     return shared_.loop.wake(*this);
@@ -113,9 +116,9 @@ void Connection::ready(std::uint32_t events) noexcept {
 
 void Connection::woken() noexcept {
   guarded([this] {
-    // The wake may be an old one of this connection's own.
+    // A wake can come late, from an earlier stage: each stage looks for news of its own.
     if (stage_ == Stage::admission) {
-      // Whoever is kept waiting for having been wrong takes nobody's place for it.
+      // Whose wrong log-in is only held back must not keep its place from others.
       if (job_->log_in_is_held) place_.has_work = false;
       if (!job_->log_in_is_answered) return;
       place_.has_work = false;

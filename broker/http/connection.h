@@ -1,7 +1,8 @@
 // A connection, from accept to close: receives requests, has them admitted and answered by workers,
 // and sends the replies.
 //
-// All of it runs on the loop's thread and never waits; workers have no more of it than a Job.
+// All of it runs on the loop's thread and never waits. Workers see no more of it than a Job
+// (job.h).
 #pragma once
 
 #include <cstddef>
@@ -21,16 +22,16 @@ namespace broker::http {
 class Connection final : public Loop::Source {
  public:
   Connection(Shared& shared, int socket, const Address& peer);
-  ~Connection() override;  // on any thread, once it is closed
+  ~Connection() override;  // on any thread, once it is closed: a Job may be the last to let go
 
-  // Takes part in the loop from now on. Throws what Loop::add and Places::enter throw.
+  // From now on the loop calls it. Throws what Loop::add and Places::enter throw.
   void open();
   void close() noexcept;
 
   void ready(std::uint32_t events) noexcept override;
   void woken() noexcept override;
   void expired() noexcept override { close(); }
-  void hurried(bool to_the_end) noexcept override;  // closed, but for admitted requests
+  void hurried(bool to_the_end) noexcept override;  // closes it, unless a request is admitted
 
  private:
   enum class Stage { handshake, head, admission, body, work, reply, goodbye };
@@ -38,10 +39,10 @@ class Connection final : public Loop::Source {
 
   template <class Part>
   void guarded(Part part) noexcept;
-  // Goes on until something has to be waited for.
+  // Does what there is to do in each stage, until something has to be waited for.
   void advance();
 
-  // Each is true when there is something to be done at once.
+  // Each does a part, and is true when the next one can follow at once.
   bool shake_hands();
   bool receive();
   bool send();
@@ -77,9 +78,9 @@ class Connection final : public Loop::Source {
 
   Stage stage_ = Stage::handshake;
   bool client_ended_ = false;
-  Loop::Time patience_;     // of the server with somebody that it does not know
-  Loop::Time request_end_;  // of receiving this request
-  std::string unread_;      // of what comes after this request
+  Loop::Time patience_;     // how long the server waits for a client that it does not know
+  Loop::Time request_end_;  // when this request must have come in
+  std::string unread_;      // what has come after this request
 
   std::optional<RequestReader> reader_;
   std::shared_ptr<Job> job_;  // of this request, from the end of its head

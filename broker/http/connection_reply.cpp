@@ -1,4 +1,4 @@
-// A connection's part that sends replies and takes leave.
+// The part of Connection that sends replies and takes leave.
 #include <sys/epoll.h>
 
 #include <algorithm>
@@ -13,7 +13,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// A client that was refused may still be sending; it gets the reply all the same.
+// A client that was refused may still be sending. If the connection were closed then, the system
+// would reset it, and the reply could be lost. So what comes is dropped for a while.
 constexpr std::chrono::seconds leave_time{2};
 constexpr std::size_t most_dropped_at_leave = std::size_t{1} << 20;
 
@@ -43,7 +44,7 @@ bool Connection::take_piece() {
   out_.clear();
   sent_ = 0;
   if (state == Exchange::State::broken) {
-    close();  // so that the client sees that it is no whole reply
+    close();  // and so the client sees that the reply is not whole
     return false;
   }
   last_ = state != Exchange::State::piece;
@@ -78,7 +79,7 @@ bool Connection::send() {
     const auto moved = channel_->write(std::string_view(out_).substr(sent_));
     sent_ += moved.count;
     if (moved.count != 0) continue;
-    place_.has_work = false;  // its client keeps nobody busy but itself
+    place_.has_work = false;  // the reply waits for its own client alone
     shared_.loop.expire_at(*this, std::min(reply_end_, steady_clock::now() + shared_.limits.idle));
     return wait_for(moved.state);
   }

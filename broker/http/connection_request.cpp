@@ -1,4 +1,4 @@
-// A connection's part that receives requests.
+// The part of Connection that receives requests.
 #include <sys/epoll.h>
 
 #include <algorithm>
@@ -59,7 +59,7 @@ void Connection::take(std::string_view text) {
   if (!close_after_ || stage_ != Stage::reply) unread_ = text;
 }
 
-// Of somebody unknown head and body have to be there when the patience is at its end.
+// Head and body of an unknown client have to be there when the server's patience ends.
 Loop::Time Connection::receive_end() const {
   return place_.known ? request_end_ : std::min(request_end_, patience_);
 }
@@ -73,8 +73,8 @@ std::optional<std::string> Connection::field(std::string_view name) const {
 std::optional<Refusal> Connection::fault_of_head() {
   const RequestHead& head = reader_->head();
   if (shared_.own_names) {
-    // Of an absolute target the Host field is not asked (RFC 9112, 3.2.2): it must not differ in
-    // this.
+    // A server takes the host from an absolute target and not from the field (RFC 9112, 3.2.2).
+    // Here both must be names of this one.
     for (const auto& host : {field("Host"), host_of(head.target)})
       if (host && !shared_.own_names->covers(*host)) return Refusal{421};
   }
@@ -100,8 +100,8 @@ void Connection::end_of_head() {
                  (reader_->head().version == "HTTP/1.0" && !has_word(connection, "keep-alive"));
   refusal_ = fault_of_head();
   received_ = 0;
-  // Who has bound another name to this server gets no visitor of his asked for a password, and
-  // nobody one of two log-ins looked at.
+  // Refused without a look at the log-in. A browser must not be asked for a password under another
+  // site's name (421), and of two log-ins in one request none is the right one (400).
   if (refusal_ && (refusal_->status == 421 || refusal_->status == 400)) return admitted();
   admit();
 }
@@ -144,7 +144,7 @@ bool Connection::ask(const Credentials& credentials) {
   return true;
 }
 
-// Also of who is not: what is left of the request is received.
+// What is left of the request is received now, also of a client that was refused.
 void Connection::admitted() {
   stage_ = Stage::body;
   request_end_ = steady_clock::now() + shared_.limits.receive;
@@ -153,7 +153,7 @@ void Connection::admitted() {
   if (!refusal_ && length && !reserve(*length)) refusal_ = busy();
   const bool complete = reader_->stage() == RequestReader::Stage::complete;
   if (!complete && field("Expect")) {
-    // Nobody has to send a body that is not looked at.
+    // The client waits before it sends the body, and need not send one that is not looked at.
     if (refusal_) {
       close_after_ = true;
       return refuse();
@@ -172,7 +172,7 @@ void Connection::admitted() {
 
 bool Connection::reserve(std::size_t size) {
   if (size <= std::max(shared_.limits.large_body, job_->reserved)) return true;
-  // Other threads only give back.
+  // Only this thread takes of it, others give back. So what is free now stays free.
   const std::size_t others = shared_.bodies - job_->reserved;
   if (others != 0 && others + size > shared_.limits.bodies) return false;
   shared_.bodies += size - std::exchange(job_->reserved, size);
@@ -190,8 +190,8 @@ void Connection::take_body() {
     job_->body += part;
   } else {
     job_->body = {};
-    // The rest of a known client's body is read and dropped: it reads the answer when it has sent
-    // all. The time for receiving ends that too.
+    // The rest of a known client's body is read and dropped, within the time for receiving: the
+    // client reads the answer when it has sent all.
     if (!place_.known && received_ > shared_.limits.refused_body) {
       close_after_ = true;
       return refuse();
@@ -215,8 +215,8 @@ void Connection::end_of_body() {
   }
 }
 
-// What is begun is in hand from here on, until Shared::leave. False, with the refusal, when nothing
-// is begun any more.
+// Others go on with the request: it counts as in hand until they call Shared::leave. False, with
+// the refusal, when the server is ending.
 bool Connection::wait_for_others(Stage stage) {
   if (!shared_.enter()) {
     refusal_ = busy();

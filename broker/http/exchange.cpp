@@ -5,7 +5,7 @@
 namespace broker::http {
 namespace {
 
-constexpr std::size_t piece = std::size_t{64} << 10;  // what is handed over at a time
+constexpr std::size_t piece = std::size_t{64} << 10;  // bytes that are handed over at a time
 
 }  // namespace
 
@@ -15,6 +15,7 @@ void Exchange::begin(int status, const Headers& headers) {
 }
 
 void Exchange::write(std::string_view text) {
+  // Looked at without the lock: seen late, it only costs one more piece.
   if (gone_.load(std::memory_order_relaxed)) throw Gone();
   gathered_ += text;
   if (gathered_.size() < piece) return;
@@ -30,7 +31,7 @@ void Exchange::finish() noexcept {
   if (status_ == 0) status_ = 500;
   hand_over(guard);
   failed_ = abandoned_;
-  finished_ = true;
+  finished_ = true;  // before the lock is left: the last piece and the end are taken together
   guard.unlock();
   wake_(true);
 }
@@ -52,7 +53,7 @@ void Exchange::hand_over(std::unique_lock<std::mutex>& guard) {
 Exchange::State Exchange::take(std::string& text) {
   const std::lock_guard guard(lock_);
   text.clear();
-  // The memory goes round between the two sides.
+  // The two sides pass their buffers around, so that a long reply seldom asks for memory.
   std::swap(text, ready_);
   changed_.notify_all();
   if (finished_) return failed_ ? State::broken : State::whole;

@@ -1,6 +1,6 @@
-// The reply of one request on its way from the handler's thread to the connection's: the handler
-// writes, the connection takes what there is, and the handler waits while the connection has more
-// than it can send.
+// The reply of one request on its way from the handler's thread to the connection's. The handler
+// writes, and the connection takes what there is. The handler waits while the connection has not
+// yet taken the piece before, so a slow client makes its provider slow and takes little memory.
 //
 // A short reply is handed over whole when the handler has returned; a longer one is streamed.
 #pragma once
@@ -18,12 +18,12 @@ namespace broker::http {
 
 class Exchange final : public cimxml::Reply {
  public:
-  // wake: called, on the handler's thread, when there is something new to take; last: by finish or
-  // fail. Must not throw.
+  // wake is called on the handler's thread when there is something new to take, and with last by
+  // finish and fail. It must not throw.
   using Wake = std::function<void(bool last)>;
   explicit Exchange(Wake wake) : wake_(std::move(wake)) {}
 
-  // Of M-POST; set before the handler is called.
+  // The prefix of CIM fields in the reply to an M-POST. Set before the handler is called.
   void set_prefix(const std::string& prefix) { prefix_ = prefix; }
 
   // On the handler's thread.
@@ -31,9 +31,9 @@ class Exchange final : public cimxml::Reply {
   void write(std::string_view text) override;
   void abandon() override { abandoned_ = true; }
   bool client_has_gone() const override { return client_has_gone_ || gone_; }
-  bool has_ended() const { return gone_; }  // nobody takes anything any more
-  void finish() noexcept;  // the handler has returned; without begin it is a failure of ours: 500
-  void fail() noexcept;    // it threw: a reply that has begun cannot be completed
+  bool has_ended() const { return gone_; }  // nobody will take the reply
+  void finish() noexcept;  // the handler has returned; when it has not begun a reply: 500
+  void fail() noexcept;    // it has thrown: 500, or a reply that breaks off
 
   // On the connection's thread.
   enum class State {
@@ -43,12 +43,12 @@ class Exchange final : public cimxml::Reply {
     broken    // there will be no more, but it is no whole reply
   };
   State take(std::string& text);
-  bool has_news();  // take would not return nothing
+  bool has_news();  // whether take would return something else than nothing
   // Once take has returned anything but nothing.
   int status() const { return status_; }
   const Headers& headers() const { return headers_; }
   void client_ended() { client_has_gone_ = true; }  // it sends no more; it may still read
-  void end() noexcept;                              // the connection is through with it, or gone
+  void end() noexcept;  // the connection has taken all that it will take
 
  private:
   void hand_over(std::unique_lock<std::mutex>& guard);

@@ -28,8 +28,8 @@ std::string_view unquote(std::string_view text) {
   return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
-// "73-" of a Man field that declares CIM's extension with "ns=73". Empty when it does not, or
-// declares another one too: a request that must not be fulfilled.
+// "73-" of a Man field that declares CIM's extension with "ns=73". Empty when it declares none, or
+// another one too: such a request must not be fulfilled.
 std::string declared_prefix(std::string_view man) {
   std::string prefix;
   while (!man.empty()) {
@@ -48,14 +48,14 @@ std::string declared_prefix(std::string_view man) {
   return prefix;
 }
 
-// What stands behind the scheme of an absolute URI; unset of any other text.
+// What stands behind the scheme of an absolute URI; unset for any other text.
 std::optional<std::string_view> behind_scheme(std::string_view target) {
   for (const std::string_view scheme : {"http://", "https://"})
     if (same_name(target.substr(0, scheme.size()), scheme)) return target.substr(scheme.size());
   return std::nullopt;
 }
 
-// The path of an absolute URI; any other text as it stands.
+// The path of an absolute URI. Any other text is a path itself.
 std::string_view path_of(std::string_view target) {
   const auto rest = behind_scheme(target);
   if (!rest) return target;
@@ -63,7 +63,8 @@ std::string_view path_of(std::string_view target) {
   return slash == std::string_view::npos ? "/" : rest->substr(slash);
 }
 
-// Fields of CIM, with or without a prefix, and those that decide who asks and how it is read.
+// Whether the field can have one value alone: those of CIM, with or without a prefix, and those
+// that decide who asks and how the request is read.
 bool is_single(std::string_view name) {
   for (const std::string_view one : {"Authorization", "Content-Encoding", "Content-Type", "Man"})
     if (same_name(name, one)) return true;
@@ -71,7 +72,7 @@ bool is_single(std::string_view name) {
   return same_name(name.substr(prefix, 3), "CIM");
 }
 
-// A method that the server does not have: one of HTTP's own, or one that it never heard of.
+// The answer to a method that the server does not have: 405 to HTTP's own, 501 to unknown ones.
 Refusal wrong_method(std::string_view method) {
   constexpr std::string_view known[] = {"GET",   "HEAD",    "PUT",  "DELETE",
                                         "TRACE", "CONNECT", "PATCH"};
@@ -80,8 +81,9 @@ Refusal wrong_method(std::string_view method) {
   return {405, {{"Allow", "POST, M-POST, OPTIONS"}}};
 }
 
-// Whether a field of alternatives ("text/xml, */*;q=0.5") admits one. ranges: what means it, the
-// most exact first, which decides (RFC 9110, 12.5).
+// Whether a field of alternatives ("text/xml, */*;q=0.5") accepts something. ranges: the names and
+// patterns that mean it. The first that the field has decides, so the most exact stands first
+// (RFC 9110, 12.5).
 bool accepts(std::string_view field, std::initializer_list<std::string_view> ranges) {
   if (trim(field).empty()) return true;
   for (const std::string_view range : ranges) {
@@ -136,7 +138,8 @@ std::variant<Head, Refusal> read_head(std::string_view method, std::string_view 
   if (method == "OPTIONS") return capabilities();
   if (method != "POST" && method != "M-POST") return wrong_method(method);
   if (place != "/cimom" && place != "/") return Refusal{404};
-  // A browser says so when a page of another origin makes it send something; no other client does.
+  // Browsers send this field when a page of another origin makes them send something. No other
+  // client does.
   if (fields("Origin")) return Refusal{403};
 
   const std::string encoding = fields("Content-Encoding").value_or("identity");

@@ -27,29 +27,28 @@ struct Head {
   std::string prefix;  // of CIM fields in request and reply: "73-" in an M-POST, else empty
 };
 
-// The value of a field, unset when the request has none; names compare without regard to case.
+// The value of a field; unset when the request has none. Names compare without regard to case.
 using Fields = std::function<std::optional<std::string>(const std::string& name)>;
 
 std::variant<Head, Refusal> read_head(std::string_view method, std::string_view path,
                                       const Fields& fields);
 
-// Host and port of a target that is an absolute URI ("http://host:5988/cimom"); unset of another
-// one.
+// Host and port of a target that is an absolute URI ("http://host:5988/cimom"); unset for another
+// target.
 std::optional<std::string> host_of(std::string_view target);
 
-// Whether a field that can say one thing alone stands there more than once: who has looked at the
-// request on its way may have gone by another of them.
+// Whether a field that can have one value alone stands there more than once. Whatever has looked at
+// the request on its way may have gone by another one of them.
 bool says_twice(const Headers& fields);
 
 // The fields of a reply to such a request: those of CIM get the prefix, and an M-POST is told that
 // its extension was understood.
 Headers reply_headers(const Headers& headers, const std::string& prefix);
 
-// User and password of an Authorization field; unset when it is none of the Basic scheme
-// (RFC 7617).
+// User and password of an Authorization field; unset when it is not of the Basic scheme (RFC 7617).
 std::optional<Credentials> basic_credentials(std::string_view authorization);
 
-// "%2F" becomes "/"; what is no such escape stays.
+// "%2F" becomes "/". What is no such escape stays as it is.
 std::string decode_escapes(std::string_view text);
 
 }  // namespace broker::http

@@ -12,16 +12,17 @@
 
 namespace broker::http {
 
-constexpr std::size_t at_once = std::size_t{16} << 10;  // read of a socket with one call
+constexpr std::size_t at_once = std::size_t{16} << 10;  // bytes read of a socket by one call
 
-// What is said to somebody whose log-in is wrong or missing.
+// The answers to a log-in that is wrong or missing, and to what there is no room for.
 inline Refusal wrong_log_in() { return {401, {{"WWW-Authenticate", "Basic realm=\"hddtest\""}}}; }
 inline Refusal busy() { return {503, {{"Retry-After", "10"}}}; }
 
-// It keeps its connection in memory.
+// Shared by the connection and by whoever works for it; keeps the connection in memory.
 struct Connection::Job {
   explicit Job(std::shared_ptr<Connection> owner)
       : connection(std::move(owner)), exchange([this](bool last) {
+          // Before the wake: the client's next request may come before this worker is idle.
           if (last) connection->shared_.workers.end_soon();
           connection->shared_.loop.wake(*connection);
         }) {}

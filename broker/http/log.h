@@ -1,4 +1,4 @@
-// Where the server tells an administrator what he should know.
+// What the server tells an administrator.
 #pragma once
 
 #include <exception>
@@ -8,14 +8,14 @@
 namespace broker::http {
 
 // May be called by several threads at once; must not throw. Severity: 0 error, 1 warning,
-// 2 information, 3 trace, 4 debugging. Empty: nothing is told.
+// 2 information, 3 trace, 4 debugging. An empty function logs nothing.
 using Log = std::function<void(int severity, const std::string& text)>;
 
 // Logs what went wrong with a request, as far as there is memory to do so.
 inline void log_failure(const Log& log, const char* what, const std::exception& error) noexcept {
   try {
     if (log) log(0, std::string(what) + ": " + error.what());
-  } catch (const std::exception&) {  // goes unsaid
+  } catch (const std::exception&) {  // is not logged
   }
 }
 

@@ -23,7 +23,7 @@ constexpr std::size_t few_made_up = 4;           // that cost a hash each
 constexpr std::size_t most_held = 1024;          // answers held back
 constexpr unsigned most_lines = 10;              // of the log, in a second, about made-up names
 
-// What is longer is nobody's, and stays so.
+// What is longer is nobody's, and still is when it is cut.
 Credentials cut(const Credentials& credentials) {
   return {credentials.user.substr(0, most_of_a_name + 1),
           credentials.password.substr(0, most_of_a_password)};
@@ -62,7 +62,7 @@ void LogIns::check(const std::shared_ptr<Users>& users, const Credentials& crede
   asker.answer(answer);
 }
 
-// False when it cannot be looked at.
+// False when it is not looked at.
 bool LogIns::enter(const std::shared_ptr<Users>& users, const Credentials& credentials,
                    const Address& peer, const Asker& asker) {
   auto added = std::make_unique<Waiting>(Waiting{users,
@@ -102,13 +102,13 @@ LogIns::Line::iterator LogIns::next() {
       line_, {}, [this](const auto& waiting) { return penalties_.past(waiting->source); });
 }
 
-// A name that is no user's goes before a user.
+// Made-up names go first.
 LogIns::Line::iterator LogIns::one_too_many() {
   const auto is_made_up = [](const auto& waiting) { return !waiting->is_user; };
   const std::ptrdiff_t made_up = std::ranges::count_if(line_, is_made_up);
   if (made_up > most_made_up) return std::ranges::find_if(line_, is_made_up);
   if (std::ssize(line_) - made_up <= most_users) return line_.end();
-  // Of equal ones, who came last.
+  // Of those who have failed as often the last to come: the search begins at the end.
   const auto place =
       std::max_element(line_.rbegin(), line_.rend(), [this](const auto& a, const auto& b) {
         return penalties_.past(a->source) < penalties_.past(b->source);
@@ -148,7 +148,7 @@ void LogIns::look_at(const Waiting& waiting, bool with_hash) {
   Answer answer = Answer::busy;
   try {
     Users& users = *waiting.users;
-    // Another one may have been found right while this one waited for its turn.
+    // The same password may have been found right while this one waited for its turn.
     if (users.remembers(waiting.credentials) || (with_hash && users.verify(waiting.credentials))) {
       answer = Answer::admitted;
     } else {
@@ -159,14 +159,14 @@ void LogIns::look_at(const Waiting& waiting, bool with_hash) {
     log_failure(log_, "a log-in could not be checked", error);
   }
   {
-    // Who has his answer may come again at once, and does not wait twice then.
+    // Before the answer: its client may come again at once, and must not count as waiting twice.
     const std::lock_guard guard(lock_);
     present_ = nullptr;
   }
   waiting.answer(answer);
 }
 
-// On the thread of who came too many.
+// On the thread of the newcomer for whom there was no room.
 void LogIns::pass_over(const Waiting& waiting) {
   try {
     if (!waiting.is_user) {
@@ -186,7 +186,7 @@ void LogIns::refuse(const Waiting& waiting) {
   };
   Time goes = waiting.came;
   {
-    // It counts once, as one that waits or as one that is held back.
+    // In one step, so that it counts either as waiting or as held back, and never as both.
     const std::lock_guard guard(lock_);
     goes += penalties_.failed(waiting.source, waiting.came);
     if (present_ == &waiting) present_ = nullptr;
@@ -200,13 +200,13 @@ void LogIns::refuse(const Waiting& waiting) {
     --held_;
     throw;
   }
-  // Who floods the server gets answers sooner, but no further password looked at.
+  // A flood gets answers sooner, but no more passwords looked at.
   if (held_ > most_held) clock_.hurry_next();
   const std::lock_guard guard(lock_);
   if (ending_) clock_.hurry();
 }
 
-// Names that somebody makes up must not drown what else is in the log.
+// Made-up names must not fill the log: they are counted after a few lines in a second.
 void LogIns::log_refusal(const Waiting& waiting) {
   if (!log_) return;
   if (const Time now = steady_clock::now(); now - logged_since_ >= std::chrono::seconds(1)) {

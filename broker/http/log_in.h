@@ -1,12 +1,13 @@
-// Whether who asks is who he says: passwords are checked one at a time, and the answers to wrong
-// ones are held back, so that guessing takes long.
+// Log-ins. Passwords are checked one at a time, and the answers to wrong ones are held back, so
+// that guessing takes long.
 //
-// Nobody keeps others waiting. Whoever was found right before is admitted at once. The others take
-// turns: first those whose network, and then whose name, has failed the least. A network and a name
-// that fail too often are not looked at for a while (penalties.h), which nobody else notices.
+// One client does not keep others waiting. Whoever was found right before is admitted at once. The
+// others take turns: first those whose network, and then whose name, has failed the least. A
+// network and a name that fail too often are not looked at for a while (penalties.h), which nobody
+// else notices.
 //
-// Neither answers nor times tell which names are users'. A name that is none takes its turn and
-// costs a hash like any other, or none while others wait: its answer goes when that of a user
+// Neither answers nor times tell which names are users'. A made-up name takes its turn and costs a
+// hash like any other. While others wait it costs none, but its answer goes when that of a user
 // would.
 #pragma once
 
@@ -29,10 +30,10 @@
 
 namespace broker::http {
 
-// Safe from any thread. Whoever has it destroyed has waited for all answers.
+// Safe from any thread. To be destroyed when all answers have been given.
 class LogIns {
  public:
-  // busy: not looked at; the client may come again. held: will be refused, but not yet.
+  // busy: not looked at, and the client may come again. held: refused later.
   enum class Answer { admitted, refused, busy, held };
 
   // Who asks. What is given here may be called on any thread; it must neither block nor throw, nor
@@ -50,14 +51,14 @@ class LogIns {
   // What has come to its turn when all who asked have gone is not looked at: their answer is busy.
   void check(const std::shared_ptr<Users>& users, const Credentials& credentials,
              const Address& peer, const Asker& asker);
-  // From now on no answer is held back any more, nor is one that was; who waits for his turn is
+  // From now on no answer is held back, and those that were go now. Whoever waits for his turn is
   // told that the server is busy.
   void end();
 
  private:
   using Time = Penalties::Time;
 
-  // A password that waits for its turn, and all who came with it.
+  // Credentials that wait for their turn, and all who came with the same ones.
   struct Waiting {
     std::shared_ptr<Users> users;
     Credentials credentials;
@@ -93,10 +94,10 @@ class LogIns {
   std::mutex lock_;
   std::condition_variable changed_;
   Line line_;
-  const Waiting* present_ = nullptr;  // that is being looked at
+  const Waiting* present_ = nullptr;  // the one that is being looked at
   bool ending_ = false;
 
-  Time logged_since_{};  // of the thread alone
+  Time logged_since_{};  // used by the thread alone
   unsigned logged_ = 0;
   std::atomic<unsigned> unlogged_ = 0;
   std::atomic<std::size_t> held_ = 0;

@@ -1,4 +1,4 @@
-// Log-ins under attack: who guesses waits, and nobody else does.
+// Log-ins under attack: those who guess wait, and nobody else does.
 #include "broker/http/log_in.h"
 
 #include <crypt.h>
@@ -59,7 +59,7 @@ class LogInsTest : public testing::Test {
     log_ins_->check(users_, {user, password}, Address(host, 1), {take, std::move(has_gone)});
     return answer->get_future();
   }
-  // Somebody is being looked at until go_on: what comes meanwhile waits for its turn.
+  // Holds the line up until go_on, by a log-in that is being looked at. What comes meanwhile waits.
   void stop() {
     std::unique_lock guard(lock_);
     stopped_ = true;
@@ -93,7 +93,7 @@ class LogInsTest : public testing::Test {
   std::optional<LogIns> log_ins_;
 };
 
-std::string from(int number) {  // an address, and a network of its own
+std::string from(int number) {  // an address in a network of its own
   return "10.0." + std::to_string(number / 250) + "." + std::to_string(number % 250 + 1);
 }
 
@@ -158,7 +158,7 @@ TEST_F(LogInsTest, NamesOfNobodyFillNoLog) {
   EXPECT_THAT(log_.back(), HasSubstr(" of names that are no user's went unsaid"));
 }
 
-// With the cost of a processor, not its time: others use it as well.
+// Measured in processor time of this process, since others use the machine as well.
 TEST_F(LogInsTest, NamesOfNobodyCostNothingWhileOthersWait) {
   users_ = std::make_shared<Users>(line("operator", "right", "$5$rounds=100000$salt$"));
   const auto before_one = std::clock();

@@ -97,7 +97,7 @@ void Loop::wake(Source& source) noexcept {
     if (std::exchange(source.woken_, true)) return;
     source.next_woken_ = std::move(first_woken_);
     first_woken_ = source.shared_from_this();
-    if (source.next_woken_) return;  // the first one has told the loop, which has not looked yet
+    if (source.next_woken_) return;  // the first of the list has told the loop already
   }
   eventfd_write(event_, 1);
 }
@@ -105,7 +105,7 @@ void Loop::wake(Source& source) noexcept {
 void Loop::call_woken() {
   std::shared_ptr<Source> first;
   std::unique_lock guard(lock_);
-  // The last to be woken is the first there; everybody is called in his turn.
+  // Wakes are put in front of the list: it is turned round, so that they are called in their order.
   for (auto source = std::move(first_woken_); source;) {
     auto next = std::exchange(source->next_woken_, std::move(first));
     first = std::move(source);
@@ -113,7 +113,7 @@ void Loop::call_woken() {
   }
   while (first) {
     auto next = std::move(first->next_woken_);
-    first->woken_ = false;  // from here on a wake is a new one
+    first->woken_ = false;  // before the call: a wake from here on needs another one
     guard.unlock();
     if (first->present_) first->woken();
     first = std::move(next);
@@ -142,8 +142,11 @@ void Loop::call_hurried(bool to_the_end) {
   const unsigned asked = hurries_asked_;
   if (asked == hurries_done_ && !to_the_end) return;
   guard.unlock();
-  // One that is removed meanwhile goes to another list.
-  for (auto place = sources_.begin(); place != sources_.end();) (*place++)->hurried(to_the_end);
+  for (auto place = sources_.begin(); place != sources_.end();) {
+    Source& source = **place;
+    ++place;  // before the call, which may move the source to the list of the removed
+    source.hurried(to_the_end);
+  }
   guard.lock();
   hurries_done_ = asked;
   changed_.notify_all();

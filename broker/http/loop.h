@@ -1,7 +1,7 @@
-// Waits for sockets, for times and for word from other threads, and lets whom it concerns go on:
-// one thread for all connections of a server.
+// One thread for all connections of a server: waits for sockets, for times and for other threads,
+// and calls whom it concerns.
 //
-// What a source does when it is called must be short and must not block: all others wait for it.
+// A source that is called must be quick and must not block, since all others wait for it.
 #pragma once
 
 #include <chrono>
@@ -18,14 +18,14 @@ class Loop {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  // Somebody with a socket. Called on the loop's thread; what a source throws is a defect.
+  // Somebody with a socket. Called on the loop's thread.
   class Source : public std::enable_shared_from_this<Source> {
    public:
     virtual ~Source() = default;
     virtual void ready(std::uint32_t events) noexcept = 0;  // those of epoll(7)
     virtual void woken() noexcept = 0;                      // after a wake
-    virtual void expired() noexcept = 0;                    // its time is over
-    // The server is ending; to_the_end: this is the last call, after which the loop lets go of it.
+    virtual void expired() noexcept = 0;                    // its time has come (expire_at)
+    // The server is ending. to_the_end: this is the last call; the loop lets go of the source.
     virtual void hurried(bool to_the_end) noexcept = 0;
 
    private:
@@ -43,29 +43,30 @@ class Loop {
   ~Loop();
   Loop(const Loop&) = delete;
 
-  // Calls sources until stop, and all of them once more then; on the thread that is the loop's from
-  // then on.
+  // Calls sources until stop, and then each of them once more. The thread that calls this is the
+  // loop's.
   void run();
 
-  // From any thread. Neither asks for memory.
+  // From any thread. Neither asks for memory, so neither fails.
   void stop() noexcept;
-  // Calls it once for several wakes; one that has gone is left alone.
+  // Has the source called, once for several wakes. Does nothing to one that was removed.
   void wake(Source& source) noexcept;
 
-  // From another thread, while it runs: returns when every source has been hurried.
+  // From another thread, while the loop runs. Returns when every source has been hurried.
   void hurry();
 
   // On the loop's thread, or before it runs. The socket stays the source's. Throws
   // std::system_error or std::bad_alloc, and has done nothing then.
   void add(const std::shared_ptr<Source>& source, int socket, std::uint32_t events);
-  // Events that a source waits for; EPOLLHUP and EPOLLERR come without. They come as long as they
-  // hold (level-triggered).
+  // The events that a source waits for; EPOLLHUP and EPOLLERR come unasked. It is called as long as
+  // they hold (level-triggered).
   void want(Source& source, std::uint32_t events) noexcept;
   // Time::max(): never. Replaces the time before.
   void expire_at(Source& source, Time time) noexcept;
-  // It is called no more. What the loop holds of it goes when nobody is being called.
+  // The source is not called any more. The loop lets go of it at the end of the round, when nobody
+  // is being called.
   void remove(Source& source) noexcept;
-  // How often everybody who was ready has had his turn.
+  // Counts rounds. In each, everybody who was ready is called once.
   std::uint64_t round() const { return round_; }
 
  private:

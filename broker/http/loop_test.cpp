@@ -93,7 +93,7 @@ TEST_F(LoopTest, WakesAreCalledInTheirTurnAndSeveralAsOne) {
   std::string order;
   first->on_woken = [&] {
     order += "1";
-    // Of the round that goes on: this one is a new one, and the other's stays what it is.
+    // The other one's event is of this round. The new source must not get it.
     if (order.size() < 2) loop.wake(*first);
   };
   second->on_woken = [&] { order += "2"; };

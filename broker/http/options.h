@@ -19,35 +19,36 @@ class OwnNames;  // own_names.h
 struct Limits {
   std::size_t body = std::size_t{16} << 20;    // more is answered with 413
   std::size_t header = std::size_t{64} << 10;  // request line and fields; more: 431
-  // Bodies of more than large_body bytes share this much memory from their announcement to the end
-  // of the reply; when it is taken: 503. One alone is received whatever its size.
+  // Bodies of more than large_body bytes share the memory of `bodies` from their announcement to
+  // the end of the reply; when it is taken: 503. One alone is received whatever its size.
   std::size_t large_body = cimxml::large_body;
   std::size_t bodies = std::size_t{32} << 20;
-  // Of a refused request of somebody unknown so much is still received; then the connection ends.
+  // So much is still received of an unknown client's request that was refused; then the connection
+  // ends.
   std::size_t refused_body = std::size_t{64} << 10;
 
   // Requests in work, each with a thread and up to half a MiB of its reply; the next ones wait. The
   // unit's TasksMax has room for as many, and for the programs that they start.
   std::size_t workers = 400;
 
-  // Connections without and with a user whose log-in was right (places.h). Without users everybody
-  // is known who has sent the head of a request. Fewer when the process may not have as many
-  // descriptors.
+  // Connections without and with a user whose log-in was right (places.h). Where there are no
+  // users, whoever has sent the head of a request is known. There are fewer when the process may
+  // not have as many descriptors.
   std::size_t unknown_connections = 1000;
   std::size_t known_connections = 1000;
-  // For a connection that is not known: from accept, and then from reply to reply, until head and
-  // body of a request are there.
+  // Within this time a connection that is not known sends head and body of a request, counted from
+  // accept or from the reply before.
   std::chrono::milliseconds unknown{10'000};
-  // Of a known connection without a request, and of one whose client does not read. Time in which
-  // the handler works does not count.
+  // A known connection ends after this time without a request, and one whose client does not read.
+  // Time in which the handler works does not count.
   std::chrono::seconds idle{60};
-  // From the first byte of a request to its last, but for the time of the log-in.
+  // From the first byte of a request to its last, without the time of the log-in.
   std::chrono::milliseconds receive{60'000};
-  // From the begin of a reply to its end; then the connection is closed. A long reply is sent while
-  // it is made, so this is more than a slow client needs.
+  // From the beginning of a reply to its end; then the connection is closed. A long reply is sent
+  // while it is made, so this is more than a slow client needs.
   std::chrono::milliseconds reply{900'000};
-  // Before the answer to a failed log-in; doubles with each further one of the same user from the
-  // same network.
+  // The answer to a failed log-in is held back so long. The time doubles with each further one of
+  // the same user from the same network.
   std::chrono::milliseconds delay{1'000};
   std::chrono::milliseconds longest_delay{16'000};
   unsigned held_log_ins = 4;  // answers held back for these; further log-ins: 503

@@ -23,10 +23,11 @@ using platform::take_to;
 using platform::take_word;
 using Names = OwnNames::Names;
 
-// So that nobody keeps the server reading by asking for what it does not know.
+// Without it a client could keep the server reading files by asking for unknown names.
 constexpr std::chrono::seconds between_looks{5};
 
-// An address in its one form; that of IPv4 also for one that stands in IPv6.
+// The one text of an address, which can be written in several ways. An IPv4 address within IPv6 is
+// written as IPv4.
 std::optional<std::string> address_text(std::string_view text) {
   const std::string host(text.substr(0, text.find('%')));
   char told[INET6_ADDRSTRLEN];
@@ -38,11 +39,11 @@ std::optional<std::string> address_text(std::string_view text) {
   return inet_ntop(AF_INET6, &v6, told, sizeof told);
 }
 
-// In small letters and without the dot of the root; unset when no host can have it.
+// A host name in small letters, without the dot of the root. Unset for what no host can be called.
 std::optional<std::string> name_text(std::string_view text) {
   std::string name(text.substr(0, text.size() - (text.ends_with('.') ? 1 : 0)));
   for (char& letter : name) {
-    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+    letter = platform::lower(letter);
     const bool good = (letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9') ||
                       letter == '-' || letter == '.' || letter == '_';
     if (!good) return std::nullopt;
@@ -51,14 +52,14 @@ std::optional<std::string> name_text(std::string_view text) {
   return name;
 }
 
-// Of "name", "name:5988", "192.0.2.1", "[2001:db8::1]:5988".
+// The host of "name", "name:5988", "192.0.2.1", "[2001:db8::1]:5988".
 std::optional<std::string> host_of(std::string_view field) {
   const bool bracketed = field.starts_with('[');
   const std::size_t end = std::min(field.find(bracketed ? ']' : ':'), field.size());
-  std::string_view port = field.substr(end);
-  if (bracketed) port.remove_prefix(port.empty() ? 0 : 1);
-  const bool ends = port.empty() ? !bracketed || end < field.size() : port.front() == ':';
-  if (!ends || port.find_first_not_of("0123456789", 1) != port.npos) return std::nullopt;
+  if (bracketed && end == field.size()) return std::nullopt;  // the bracket is not closed
+  const std::string_view port = field.substr(bracketed ? end + 1 : end);  // with its colon
+  if (!port.empty() && port.front() != ':') return std::nullopt;
+  if (port.find_first_not_of("0123456789", 1) != port.npos) return std::nullopt;
   if (bracketed) return address_text(field.substr(1, end - 1));
   const std::string_view host = field.substr(0, end);
   const auto address = address_text(host);
@@ -86,8 +87,8 @@ Names look_at_this_machine() {
 
 }  // namespace
 
-// Lists of what shall not be reached can make the file long: a line costs little until it is one of
-// ours.
+// The file can be long, where it lists hosts that shall not be reached. So a line costs little
+// unless it is one of this machine's.
 Names names_of_host(std::string_view host_name, std::string_view hosts_file) {
   Names names;
   if (const auto name = name_text(host_name)) names = {*name, name->substr(0, name->find('.'))};

@@ -2,10 +2,10 @@
 // this server's address and ask it from a visitor's browser (rebinding); the Host field then still
 // names that site.
 //
-// Own are "localhost", the addresses 127.0.0.0/8, ::1 and those of the machine's interfaces, the
-// host name, short and full, and what stands beside it or beside "localhost" on a line of
-// /etc/hosts, and what the administrator adds. No name server is asked: it may be slow, or the
-// attacker's.
+// The server's own names are "localhost", the addresses 127.0.0.0/8 and ::1, those of the machine's
+// interfaces, its host name, short and full, the names beside that or beside "localhost" on a line
+// of /etc/hosts, and those that the administrator adds. No name server is asked: it may be slow, or
+// the attacker's.
 #pragma once
 
 #include <chrono>
@@ -28,14 +28,14 @@ class OwnNames {
     std::function<std::chrono::steady_clock::time_point()> now;
   };
 
-  // added: host names and addresses, without a port. Throws std::runtime_error, in one line, when
-  // one of them is neither.
+  // added: host names and addresses, without a port. Throws std::runtime_error, in one line, for
+  // what is neither.
   explicit OwnNames(const std::vector<std::string>& added = {});
   OwnNames(const std::vector<std::string>& added, Machine machine);
 
   // host: the field's value. The port in it is not compared, since another one may be forwarded to
-  // the server's. Reads the machine's names and addresses anew, at most every few seconds, when it
-  // knows no such name: files and the kernel are read for that, nothing waited for.
+  // the server's. For an unknown name the machine's names and addresses are read anew, at most
+  // every few seconds, from files and the kernel, which takes no waiting.
   bool covers(std::string_view host) const;
 
  private:

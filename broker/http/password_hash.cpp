@@ -7,13 +7,16 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/words.h"
+
 namespace broker::http {
 namespace {
 
 constexpr std::string_view digits =
     "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
-// Products of block count, block size (128 bytes) and parallelism: memory and time grow with it.
+// Of the product of block count, block size (in 128 bytes) and parallelism, with which memory and
+// time grow.
 constexpr std::uint64_t most_blocks = std::uint64_t{1} << 20;
 constexpr std::uint64_t most_rounds = 500'000;
 constexpr std::uint64_t most_doublings = 13;
@@ -24,7 +27,7 @@ bool is_of_digits(std::string_view text) {
   return text.find_first_not_of(digits) == std::string_view::npos;
 }
 
-// Decimal, without leading zeros; 0 when it is none.
+// A decimal number without leading zeros; 0 for any other text.
 std::uint64_t number(std::string_view text) {
   std::uint64_t value = 0;
   if (text.empty() || text.front() == '0') return 0;
@@ -39,13 +42,7 @@ std::string too_costly(const std::string& most) {
   return "the password hash takes too long to check, or too much memory (at most " + most + ")";
 }
 
-// What stands before the first $, which goes as well.
-std::string_view take_part(std::string_view& text) {
-  const std::size_t end = std::min(text.find('$'), text.size());
-  const std::string_view part = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return part;
-}
+std::string_view take_part(std::string_view& text) { return platform::take_to(text, '$'); }
 
 std::string blocks_fault(std::uint64_t doublings, std::uint64_t size, std::uint64_t lanes,
                          const char* most) {
@@ -54,15 +51,15 @@ std::string blocks_fault(std::uint64_t doublings, std::uint64_t size, std::uint6
   return good ? "" : too_costly(most);
 }
 
-// Each takes what stands before the hash itself.
+// Each of these takes what stands before the hash itself, and says what is wrong with it.
 
 // PARAMETERS$SALT$
 std::string yescrypt_fault(std::string_view& text) {
   const std::string_view parameters = take_part(text);
   if (parameters.size() < 3 || !is_of_digits(parameters) || !is_of_digits(take_part(text)))
     return damaged;
-  // The flavour, the number of blocks and their size, each of one digit. Further ones make it
-  // dearer in ways of their own, and no tool sets them.
+  // The flavour, the number of blocks and their size, of one digit each. Further parameters make
+  // the check cost more in ways of their own; no tool sets them.
   const std::size_t blocks = digits.find(parameters[1]), size = digits.find(parameters[2]);
   constexpr const char* most = "the parameters jCT";
   if (parameters.size() > 3 || parameters[0] != 'j' || blocks > 47 || size > 47)

@@ -5,13 +5,13 @@
 
 namespace broker::http {
 
-// Whether the system can check it and it is of no method that is quickly broken. SHA-256 is
-// "legacy" to the library, but good.
+// Whether the system can check the hash, and it is not of a method that is quickly broken. The
+// library calls SHA-256 "legacy", but it is good.
 bool is_good_hash(const std::string& hash);
 
-// What is wrong with it, or nothing: no hash of a good method, not as long as those of its method
-// are, or one that takes longer to check than about a second, or more than 128 MiB. Nothing is
-// computed to tell.
+// What is wrong with a hash: not of a good method, not as long as its method's are, or one whose
+// check takes more than about a second or 128 MiB. Empty for a good one. Tells without computing
+// a hash.
 std::string hash_fault(const std::string& hash);
 
 }  // namespace broker::http

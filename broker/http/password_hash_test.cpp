@@ -17,7 +17,7 @@ std::string made(const std::string& setting) {
   return crypt_r("secret", setting.c_str(), &data);
 }
 
-// What the system makes of itself, and at the least cost.
+// What the system makes by default, and at the least cost.
 std::vector<std::string> good_hashes() {
   std::vector<std::string> hashes;
   for (const char* prefix : {"$y$", "$gy$", "$7$", "$2a$", "$2b$", "$2y$", "$6$", "$5$"}) {

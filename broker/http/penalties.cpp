@@ -36,7 +36,8 @@ std::chrono::milliseconds Penalties::failed(const Source& source, Time came) {
   std::erase_if(record.held, [came](Time until) { return until <= came; });
   record.delay = added ? first_ : std::min(record.delay * 2, longest_);
   record.held.push_back(came + record.delay);
-  record.last = network.last = std::max(record.last, came);
+  record.last = std::max(record.last, came);
+  network.last = record.last;
   ++record.failures;
   ++network.failures;
   return record.delay;

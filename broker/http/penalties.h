@@ -18,10 +18,10 @@ struct Source {
   bool operator==(const Source&) const = default;
 };
 
-// Counts failures by network and user, so that one client's do not keep its neighbours out. One
-// that shows none for a while is forgotten. What is kept is bounded; the few that fail often
-// outlast the many that fail once, so that a flood of names wipes out nobody's record. Safe from
-// any thread.
+// Counts failures by network and user, so that one client's failures do not keep its neighbours
+// out. They are forgotten when none is added for a while. The number of records is bounded. Those
+// of the few that fail often outlast those of the many that fail once, so that a flood of names
+// wipes out nobody's record. Safe from any thread.
 class Penalties {
  public:
   using Time = std::chrono::steady_clock::time_point;
@@ -31,15 +31,15 @@ class Penalties {
             unsigned most_held = 1)
       : first_(first), longest_(longest), most_held_(most_held) {}
 
-  // False while as many answers are held back as may be: no other log-in is looked at. Those that
-  // wait to be looked at count as well.
+  // False while as many answers are held back as may be: no other log-in is looked at then.
+  // waiting: those that wait to be looked at, which count as well.
   bool admits(const Source& source, std::size_t waiting,
               Time now = std::chrono::steady_clock::now());
-  // Counts one more, of a log-in that came at this time, and how long after it its answer goes. The
-  // delay doubles with each, up to the longest.
+  // Counts one more failure, of a log-in that came at this time. Returns how long after that its
+  // answer goes; the delay doubles with each failure, up to the longest.
   std::chrono::milliseconds failed(const Source& source, Time came);
 
-  // What has failed before. Who has less of it goes first.
+  // What has failed before. Who has failed less goes first.
   struct Past {
     std::size_t network = 0, user = 0;
     auto operator<=>(const Past&) const = default;

@@ -48,7 +48,7 @@ TEST(Penalties, KnowWhoHasFailedLess) {
   EXPECT_LT(penalties.past({"a", "two"}), penalties.past({"a", "one"}));
 }
 
-// Whoever guesses at one user does not begin anew by making up names meanwhile.
+// Guesses at a user count on, whatever names the guesser makes up meanwhile.
 TEST(Penalties, FloodOfNamesWipesNoRecordOut) {
   Penalties penalties(milliseconds(1000), milliseconds(16000), 4);
   for (int i = 0; i < 4; ++i) penalties.failed({"a", "one"}, start);

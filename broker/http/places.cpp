@@ -6,7 +6,7 @@
 namespace broker::http {
 
 Places::Place* Places::Kind::crowded_out() {
-  // Of the fullest network that has one without work; with work, only if all have.
+  // The oldest of the fullest network, those without work first.
   Place* chosen = nullptr;
   const auto rank = [](const Place& place) {
     return std::pair(!place.has_work, place.count->second);
@@ -35,7 +35,8 @@ Places::Place* Places::enter(Place& place) {
   if (unknown_.places.size() <= unknown_.most) return nullptr;
   Place* const gone = unknown_.crowded_out();
   if (gone != &place || unknown_.is_fullest(place)) return gone;
-  // Log-ins of others have every place: not for long, but there are always new ones.
+  // Log-ins of others have every place. None has it for long, but new ones keep coming, so one of
+  // them goes instead of the newcomer.
   place.has_work = true;
   Place* const other = unknown_.crowded_out();
   place.has_work = false;

@@ -9,7 +9,7 @@ constexpr std::size_t most_of_a_name = 255;
 
 }  // namespace
 
-// Not with the log's own escapes: it would escape their backslashes once more.
+// Escaped with %, since the log would escape its own backslashes once more.
 std::string quoted_name(std::string_view name) {
   constexpr char digits[] = "0123456789ABCDEF";
   name = name.substr(0, most_of_a_name);

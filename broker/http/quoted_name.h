@@ -6,9 +6,9 @@
 
 namespace broker::http {
 
-// 'NAME', so that it cannot look like the rest of the line or like another line: within it each
-// byte of a quote, of "%", and of what is no UTF-8, works on terminals or changes the direction of
-// writing is %XX. A name is cut after 255 bytes, which is more than a user's can have.
+// 'NAME', so that it cannot look like the rest of the line or like another line. Within it %XX
+// stands for each byte of a quote, of "%", of what is no UTF-8, and of what works on terminals or
+// changes the direction of writing. A name is cut after 255 bytes, as long as a user's can be.
 std::string quoted_name(std::string_view name);
 
 }  // namespace broker::http

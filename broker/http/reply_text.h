@@ -19,10 +19,10 @@ struct Sending {
   bool close = false;  // the connection ends with it
 };
 
-// Up to the empty line. What control characters there are in values becomes blanks.
+// The head with the empty line at its end. Control characters in values become blanks.
 std::string reply_head(int status, const Headers& headers, const Sending& sending);
 
-// A line for whoever looks at the reply to a request that nobody was asked about.
+// A line for people, in the reply to a request that is refused without asking the handler.
 std::string_view explanation(int status);
 
 }  // namespace broker::http

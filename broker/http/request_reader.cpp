@@ -15,9 +15,9 @@ using platform::trim;
 
 // Some clients end a body with a line end that they do not count (RFC 9112, 2.2).
 constexpr unsigned most_empty_lines = 4;
-// Each takes more memory than the bytes that it came in. No client of CIM has a third of them.
+// A field takes more memory than its bytes. No CIM client sends a third as many.
 constexpr std::size_t most_fields = 100;
-// A chunk's size and what a client may say of it, which nobody has to understand (RFC 9112, 7.1.1).
+// The size of a chunk, and extensions that no server has to understand (RFC 9112, 7.1.1).
 constexpr std::size_t most_of_chunk_line = 256;
 
 bool is_control(char byte) {
@@ -44,8 +44,9 @@ bool is_version(std::string_view text) {
          is_digit(text[7]);
 }
 
-// The answer to a Transfer-Encoding: 0 where it is "chunked" alone. Others would have to be undone;
-// without "chunked" at their end, and there alone, nobody knows where the body ends.
+// The status that refuses a Transfer-Encoding; 0 for "chunked" alone. This server undoes no other
+// encoding (501). A list without "chunked" at its end, and there alone, is wrong in itself (400):
+// nobody would know where the body ends.
 int encoding_fault(std::string_view value) {
   if (same_name(value, "chunked")) return 0;
   for (bool more = true; more;) {
@@ -96,8 +97,8 @@ std::size_t RequestReader::take_of_body(std::string_view bytes) {
   return count;
 }
 
-// What is wrong with a byte by itself is said at once: a client of another protocol may never send
-// a line end.
+// A byte that is wrong by itself is refused at once: a client of another protocol may never send a
+// line end.
 void RequestReader::take_of_line(char byte) {
   const bool in_chunk_line = place_ == Place::chunk_size || place_ == Place::chunk_end;
   if (!in_chunk_line && ++head_size_ > most_head_) return refuse(431);
@@ -154,7 +155,7 @@ void RequestReader::read_request_line() {
   place_ = Place::fields;
 }
 
-// A folded line begins with a blank, which no name does.
+// Refuses folded lines too: they begin with a blank, which no name does.
 void RequestReader::read_field() {
   std::string_view value = line_;
   const bool has_colon = value.find(':') != std::string_view::npos;
@@ -172,8 +173,14 @@ void RequestReader::end_head() {
   const std::string *length = nullptr, *encoding = nullptr;
   for (const auto& [name, value] : head_.fields) {
     if (same_name(name, "Host")) ++hosts;
-    if (same_name(name, "Content-Length")) ++ends, length = &value;
-    if (same_name(name, "Transfer-Encoding")) ++ends, encoding = &value;
+    if (same_name(name, "Content-Length")) {
+      ++ends;
+      length = &value;
+    }
+    if (same_name(name, "Transfer-Encoding")) {
+      ++ends;
+      encoding = &value;
+    }
   }
   const bool is_1_1 = head_.version == "HTTP/1.1";
   if (hosts > 1 || (is_1_1 && hosts == 0) || ends > 1 || (encoding && !is_1_1)) return refuse(400);

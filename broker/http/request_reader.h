@@ -1,9 +1,9 @@
 // Reads one request of HTTP/1.0 or 1.1 as its bytes come (RFC 9112). Pure: no input or output, so
 // nothing here blocks.
 //
-// It is strict: where two readers could differ about where a request ends or what it says, as with
-// lone line feeds, folded lines, or two lengths, it is refused, and so are control characters. How
-// the bytes were cut on their way makes no difference.
+// It is strict: it refuses a request where two readers could differ about its end or its meaning,
+// as with lone line feeds, folded lines or two lengths. It refuses control characters too. How the
+// bytes were cut on their way makes no difference.
 #pragma once
 
 #include <cstddef>
@@ -25,27 +25,27 @@ struct RequestHead {
 
 class RequestReader {
  public:
-  // most_head: of request line and fields in bytes, and once more of a trailer; more is 431.
+  // most_head: bytes of request line and fields together, and of a trailer; more: 431.
   explicit RequestReader(std::size_t most_head) : most_head_(most_head) {}
 
   enum class Stage { head, body, complete, faulty };
 
-  // Takes from the front of bytes what belongs to this request and returns how many it took. It
-  // stops at the end of the head, so that the caller can look at that first, and at the end of the
-  // request; then and when the request is faulty it takes nothing more.
+  // Takes from the front what belongs to this request, and returns how many bytes that were. Stops
+  // at the end of the head, so that the caller can look at it, and at the end of the request. Of a
+  // complete or faulty request it takes nothing more.
   std::size_t take(std::string_view bytes);
 
   Stage stage() const;
-  // A byte of it has come. Empty lines before the request line are none of its bytes.
+  // Whether a byte of it has come. Empty lines before the request line do not count.
   bool begun() const { return place_ != Place::request_line || !line_.empty(); }
   // From the end of the head on.
   const RequestHead& head() const { return head_; }
-  // Of the body as announced: 0 without one; unset where it comes in chunks.
+  // The announced length of the body: 0 without one, unset where it comes in chunks.
   std::optional<std::uint64_t> length() const { return length_; }
-  // What has come of the body and was not yet moved away, without the chunks' framing.
+  // What has come of the body since the last call, without the framing of chunks.
   std::string take_body();
-  // The one answer to a faulty request, after which the connection is closed: what follows is not
-  // known to be a request.
+  // The answer to a faulty request. The connection is closed after it, since nobody knows whether
+  // another request follows.
   const Refusal& fault() const { return fault_; }
 
  private:

@@ -17,9 +17,9 @@ using Stage = RequestReader::Stage;
 
 constexpr std::size_t most_head = 400;
 
-// What came of a text, in one line for each of its requests.
+// What was read from a text: a line for each of its requests.
 using Outcome = std::vector<std::string>;
-// How many of the bytes that are left come next.
+// How many of the remaining bytes come next.
 using Cut = std::function<std::size_t(std::size_t left)>;
 
 std::string told(const RequestReader& reader, const std::string& body) {
@@ -67,7 +67,7 @@ Outcome read_cut(std::string_view text, const Cut& cut) {
   return outcome;
 }
 
-// Of the whole; the same byte by byte and in any pieces.
+// What is read from the whole, and the same byte by byte and in any pieces.
 Outcome read(const std::string& text) {
   Outcome whole = read_cut(text, [](std::size_t left) { return left; });
   EXPECT_EQ(read_cut(text, [](std::size_t) { return 1; }), whole) << text;
@@ -79,7 +79,7 @@ Outcome read(const std::string& text) {
   return whole;
 }
 
-// Of a text with one request, or the begin of one.
+// What is read from a text with one request, or the beginning of one.
 std::string one(const std::string& text) {
   const Outcome outcome = read(text);
   if (outcome.size() == 2 && outcome.back() == "nothing") return outcome.front();
@@ -87,7 +87,7 @@ std::string one(const std::string& text) {
   return outcome.front();
 }
 
-// With further fields, each with its line end, and what follows the head.
+// A request with these further fields, each with its line end, and with what follows the head.
 std::string post(const std::string& fields, const std::string& body = "") {
   return "POST /cimom HTTP/1.1\r\nHost: x\r\n" + fields + "\r\n" + body;
 }
@@ -180,7 +180,7 @@ TEST(RequestReader, ControlCharactersAreRefusedWhereTheyStand) {
     const char byte = static_cast<char>(code);
     const bool control = (code < 0x20 && byte != '\t') || code == 0x7f;
     if (byte == '\r') continue;
-    // No line end has come yet: nothing is waited for.
+    // Refused at once, before a line end has come.
     EXPECT_EQ(one("POST /cimom HTTP/1.1\r\na: b"s + byte),
               control ? "refused 400" : "unfinished head")
         << code;

@@ -20,8 +20,8 @@ namespace broker::http {
 namespace {
 
 constexpr int accepted_at_once = 64;
-// What the kernel keeps of a connection (it takes twice as much). By itself it would keep MiBs for
-// a client that does not read, or sends while it is answered; these count in MemoryMax.
+// The kernel's buffers of a connection (it takes twice as much). Left alone, they grow to MiBs for
+// a client that does not read, or that sends while it is answered, and they count in MemoryMax.
 constexpr struct {
   int option;
   int size;
@@ -35,7 +35,7 @@ constexpr std::chrono::seconds between_lines{60};  // of the log that say so
 class Listener final : public Loop::Source {
  public:
   Listener(Shared& shared, int socket) : shared_(shared), socket_(socket) {
-    // Connections have it from their listener.
+    // Connections inherit it from their listener.
     for (const auto& [option, size] : kept_by_kernel)
       setsockopt(socket, SOL_SOCKET, option, &size, sizeof size);
   }
@@ -60,14 +60,14 @@ void Listener::ready(std::uint32_t) noexcept {
   for (int i = 0; i < accepted_at_once && accept_one(); ++i) continue;
 }
 
-// False when there is nobody else, or no room for him now.
+// False when nobody else waits, or there is no room for him now.
 bool Listener::accept_one() noexcept {
   sockaddr_storage address{};
   socklen_t length = sizeof address;
   const int socket = accept4(socket_, reinterpret_cast<sockaddr*>(&address), &length,
                              SOCK_CLOEXEC | SOCK_NONBLOCK);
   if (socket < 0 && errno == EAGAIN) return false;
-  // Who went away again before he was accepted is told as an error.
+  // The other errors tell of clients that went away before they were accepted.
   if (socket < 0 && errno != EMFILE && errno != ENFILE && errno != ENOBUFS && errno != ENOMEM)
     return errno == EINTR || errno == ECONNABORTED || errno == EPROTO;
   if (socket < 0) return make_room(errno);
@@ -86,13 +86,13 @@ bool Listener::accept_one() noexcept {
   return true;
 }
 
-// Somebody goes, so that the next one can be accepted at once: those who wait for that are many
-// when descriptors are short.
+// Closes a connection, so that the next one can be accepted at once: when descriptors are short,
+// many wait to be accepted.
 bool Listener::make_room(int error) noexcept {
   const auto now = std::chrono::steady_clock::now();
   Places::Place* const gone = shared_.places.crowd_out();
   if (gone) static_cast<Connection*>(gone->owner)->close();
-  // Now, since the log may want a descriptor too.
+  // After the close, since the log may need a descriptor too.
   if (now >= next_line_) {
     next_line_ = now + between_lines;
     try {
@@ -115,7 +115,7 @@ struct Server::State {
 };
 
 Server::Server(Handler handler, Options options) {
-  // Closed with what holds them, and here if it cannot be made.
+  // The listeners close their sockets. Those that no listener was made for are closed here.
   struct Sockets {
     ~Sockets() {
       for (const int socket : all) close(socket);
@@ -159,14 +159,14 @@ std::size_t Server::stop(std::chrono::milliseconds grace) {
   std::unique_lock guard(shared.lock);
   shared.ending = true;
   guard.unlock();
-  // Who waits for the answer to a failed log-in gets it now; connections at rest are closed.
+  // Held answers to failed log-ins go now, and connections without a request are closed.
   shared.log_ins.end();
   shared.loop.hurry();
   guard.lock();
   shared.changed.wait_for(guard, grace,
                           [&] { return shared.requests == 0 && shared.in_hand == 0; });
   guard.unlock();
-  shared.loop.hurry();  // also those that have come to rest meanwhile
+  shared.loop.hurry();  // closes also those whose requests have ended meanwhile
   guard.lock();
   return shared.in_hand;
 }

@@ -3,8 +3,8 @@
 //
 //   Server server([&](const auto& call, auto& reply) { service.answer(call, reply); }, options);
 //
-// Requests are answered in parallel. A client that goes away ends the writing of its reply, not
-// the handler. Nothing that a client sends ends the server.
+// Requests are answered in parallel. When a client goes away, the writing of its reply ends, but
+// not the handler. Nothing that a client sends ends the server.
 #pragma once
 
 #include <chrono>
@@ -19,18 +19,18 @@ class Server {
   // Serves from now on. Throws std::runtime_error, one line. The handler and what options.log
   // uses must outlive the server.
   Server(Handler handler, Options options);
-  // Accepts no more, waits for every handler, closes the connections.
+  // Accepts no more, waits until every handler has returned, and closes the connections.
   ~Server();
   Server(const Server&) = delete;
 
-  // Later requests are held against these.
+  // Later requests are admitted by these.
   void replace_users(std::shared_ptr<Users> users);
-  // Later connections are secured with this one. Throws std::runtime_error, as TlsSettings does,
-  // and the one before stays. Only for a server that was set up with one.
+  // Later connections get this one. Only for a server that was set up with a certificate. Throws
+  // std::runtime_error, as TlsSettings does, and keeps the one before then.
   void replace_certificate(const Certificate& certificate);
 
-  // Accepts no more; answers what has been received until then, for at most that time. Returns the
-  // number of handlers that are still at work.
+  // Accepts no more, and for at most that time answers what has been received. Returns the number
+  // of handlers that still work.
   std::size_t stop(std::chrono::milliseconds grace);
 
  private:

@@ -101,7 +101,7 @@ TEST_F(Limited, OnlyRequestsForItselfAreAnswered) {
   EXPECT_EQ(status("127.0.0.1:5988"), 200);
 }
 
-// The connection's end in this process that is the server's.
+// The server's end of the connection, which is in this process too.
 int end_of_server(std::uint16_t port) {
   for (int socket = 3; socket < 1000; ++socket) {
     sockaddr_in address{};
@@ -126,7 +126,7 @@ TEST_F(Conversation, KernelKeepsLittleForAClient) {
   }
 }
 
-// A place that its client no longer needs is another's, whatever is still being done in it.
+// A place that its client no longer needs is free, even while a handler still works for it.
 TEST_F(Limited, ClientThatGoesAwayDuringWorkLeavesItsPlace) {
   std::promise<void> go_on;
   auto may_go_on = go_on.get_future().share();
@@ -159,12 +159,12 @@ TEST_F(Limited, ClientThatGoesAwayDuringWorkLeavesItsPlace) {
     EXPECT_EQ(connect()->post("as before").status, 200);
   }
   go_on.set_value();
-  // Nine that worked, and one a round that was served.
+  // Nine that worked, and one that was served in each round.
   while (finished < 12) std::this_thread::sleep_for(milliseconds(5));
   test_ = std::make_unique<TestServer>(echo);
 }
 
-// Also while the reply has begun and waits for its provider.
+// The same while a reply has begun and waits for its provider.
 TEST_F(Limited, ClientThatGoesAwayBetweenPiecesIsNoticed) {
   std::atomic<bool> told = false, finished = false;
   test_ = std::make_unique<TestServer>([&](const cimxml::Call& call, cimxml::Reply& reply) {

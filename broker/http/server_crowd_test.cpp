@@ -1,4 +1,5 @@
-// What a crowd of strangers costs: threads, and log-ins that are looked at for nobody.
+// A crowd of strangers costs neither a thread each nor a look at the log-ins of those who have
+// gone.
 #include <atomic>
 #include <filesystem>
 #include <future>
@@ -18,8 +19,8 @@ std::ptrdiff_t threads() {
   return std::distance(begin(all), end(all));
 }
 
-// Whoever logs in wrongly keeps all others waiting who do, since the first one's line for the log
-// is held back.
+// Log-ins wait in line: the first one's line for the log is held back, and it is being looked at so
+// long.
 class Strangers : public Limited {
  protected:
   void SetUp() override {
@@ -40,7 +41,8 @@ class Strangers : public Limited {
   void come(int number) {
     for (int i = 0; i < number; ++i) {
       clients_.push_back(connect());
-      const std::string password = std::to_string(clients_.size());  // nobody's, and no other's
+      const std::string password =
+          std::to_string(clients_.size());  // wrong, and another one for each
       clients_.back()->send(request_text("POST", "x", log_in("x:" + password)));
     }
     EXPECT_EQ(connect()->post("so that the server has seen them").status, 401);

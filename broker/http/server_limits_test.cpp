@@ -58,7 +58,7 @@ TEST_F(Limited, Header) {
   EXPECT_EQ(with_header_of(1'000'000), 431);
 }
 
-// Without users a client is known by its first request; who sends no whole one stays unknown.
+// Where there are no users, a client is known when it has sent the head of a request.
 TEST_F(Limited, OldestOfTheUnknownGoesForTheNext) {
   Limits limits;
   limits.unknown_connections = 3;
@@ -135,10 +135,10 @@ TEST_F(Limited, SlowReaderGoesForTheNext) {
     client->send(request_text("POST", "long"));
     EXPECT_FALSE(client->read_some().empty());
   }
-  // As soon as the system takes no more of it.
+  // As soon as the system takes no more of the reply.
   while (connect()->post("x").status != 200) std::this_thread::sleep_for(milliseconds(10));
   EXPECT_EQ(connect()->post("again").status, 200);
-  // Its handler learns of it when it writes next.
+  // The handler learns that its client is gone when it writes next.
   while (gone == 0) std::this_thread::sleep_for(milliseconds(1));
   EXPECT_EQ(gone, 1);
   first = nullptr;
@@ -146,7 +146,7 @@ TEST_F(Limited, SlowReaderGoesForTheNext) {
   test_ = std::make_unique<TestServer>(echo);  // the other one has ended with all that it used
 }
 
-// What a client announces is taken of the room for all before it has sent it.
+// The length that a client announces counts before the body has come.
 TEST_F(Limited, LargeBodiesShareTheirRoom) {
   Limits limits;
   limits.large_body = 1000;
@@ -165,7 +165,7 @@ TEST_F(Limited, LargeBodiesShareTheirRoom) {
   EXPECT_EQ(connect()->post(std::string(1000, 'x')).status, 200);
   first->send(std::string(6000, 'y'));
   EXPECT_EQ(first->receive().body, std::string(6000, 'y'));
-  // One alone, when the others' workers have let go of theirs.
+  // One alone has room, once the workers of the others have let go of their bodies.
   while (connect()->post(std::string(20'000, 'x')).status != 200)
     std::this_thread::sleep_for(milliseconds(1));
   first = announce(6000);
@@ -215,7 +215,8 @@ TEST_P(Malformed, IsRefused) {
   EXPECT_TRUE(status == 0 || status >= 400) << status;
 }
 
-// Two requests in one, one for nobody: a whole refusal, and nothing of the rest is answered.
+// Two readers could see one request here or two: it is refused as a whole, and the rest is not
+// answered.
 TEST_F(Limited, HeadersInDoubtAreRefusedOnce) {
   start(Limits());
   for (const std::string fields :
@@ -249,7 +250,8 @@ INSTANTIATE_TEST_SUITE_P(
         std::string("POST /cimom HTTP/1.1\r\nno field\r\n\r\n"), std::string("POST\r\n\r\n"),
         std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11)));
 
-// A reply in two packets would else wait for the client's delayed word about the first one.
+// Without TCP_NODELAY the second packet of a reply waits for the client's delayed acknowledgement
+// of the first.
 TEST_F(Limited, SocketsSendAtOnce) {
   start(Limits());
   const auto client = connect();
@@ -287,7 +289,7 @@ TEST_F(Limited, SocketsAreClosedOnExec) {
       checked += flags >= 0 ? 1 : 0;
       continue;
     }
-    // The test's own socket is the one that is not.
+    // The test's own socket does not have the option.
     EXPECT_EQ(std::exchange(own, descriptor), -1) << target;
   }
   EXPECT_GE(checked, 4) << "listener, connection, epoll and event descriptors";

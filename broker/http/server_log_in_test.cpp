@@ -184,7 +184,7 @@ TEST_F(LogIn, ReplacedUsersCountForLaterRequests) {
   EXPECT_EQ(post(log_in("operator:new")).status, 200);
 }
 
-// Somebody guesses from the same address, and as the same user, when the users are read again.
+// Also when somebody guesses from the same address, as the same user.
 TEST_F(LogIn, KnownUserStaysKnownOverAReload) {
   start(milliseconds(10'000), 1);
   EXPECT_EQ(post(log_in("operator:right")).status, 200);
@@ -216,7 +216,7 @@ TEST_F(LogIn, EndOfTheServerDoesNotWaitForAnAnswerHeldBackOnlyThen) {
   client.send(request_text("POST", "x", log_in("operator:wrong")));
   wait_for_log();
   std::thread ending([this] { test_.reset(); });
-  std::this_thread::sleep_for(milliseconds(100));  // it waits for the worker by now
+  std::this_thread::sleep_for(milliseconds(100));  // it waits for the log-in by now
   has_ended.set_value();
   ending.join();
   EXPECT_TRUE(client.closed_within(std::chrono::seconds(60)));

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Of the threads that are not exempt, counted from the last begin.
+// Allocations of the threads that are not exempt, counted from the last begin.
 std::atomic<int> allocations = 0;
 std::atomic<int> first_to_fail = INT_MAX, last_to_fail = INT_MAX;
 thread_local bool exempt = false;
@@ -41,8 +41,8 @@ class Memory : public testing::Test {
                                    std::string(crypt_r("right", "$5$rounds=1000$salt$", &data)));
   }
 
-  // Asks anew for each allocation that the server makes meanwhile: it fails, and with it those
-  // after it. Whatever becomes of these requests, the next one is answered.
+  // Asks once for each allocation that the server makes for a request. That one fails, and those
+  // after it. Whatever becomes of such a request, the next one is answered.
   void fail_each(int at_a_time, const std::string& fields, int status) {
     Options options;
     if (!fields.empty()) options.users = operators();
@@ -66,7 +66,7 @@ class Memory : public testing::Test {
       ASSERT_LT(number, 1000);
     }
     EXPECT_GT(failed, 5);
-    // A line wants memory as well.
+    // A line of the log needs memory too.
     if (at_a_time == 1) {
       EXPECT_GT(logged, 0);
     }

@@ -97,10 +97,10 @@ TEST(Server, StreamsALongReply) {
 }
 
 TEST(Server, SendsRepliesOfEveryLengthWhole) {
-  // No part of it is like another.
+  // No two parts of it are alike, so that an exchange of parts would show.
   std::string counted;
   while (counted.size() < 1'000'000) counted += std::to_string(counted.size()) + ' ';
-  // Of the longer, a part is more than the connection has room for.
+  // A piece of the longer one is more than the system holds of a connection.
   std::atomic<std::size_t> most = 0;
   const TestServer test([&](const cimxml::Call& call, cimxml::Reply& reply) {
     reply.begin(200, {});
@@ -187,7 +187,7 @@ TEST(Server, ClientThatGoesAwayDuringALongMethodDoesNoHarm) {
 }
 
 TEST(Server, AnswersManyClientsAtOnce) {
-  // Each handler waits for all the others: none could finish alone.
+  // Each handler waits for all the others, so none could finish alone.
   constexpr int many = 64;
   std::atomic<int> present = 0;
   const TestServer test([&](const cimxml::Call& call, cimxml::Reply& reply) {

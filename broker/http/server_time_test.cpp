@@ -23,8 +23,9 @@ TEST_F(Limited, RestBetweenRequests) {
   EXPECT_TRUE(client->closed_within(seconds(60)));
 }
 
-// The handler takes three times as long as the longest of the other limits, so each of them would
-// have ended the connection, had it counted; a real self-test is to these as minutes to a minute.
+// The handler takes three times as long as the longest of the other limits. So each of them would
+// have ended the connection if the handler's time counted. A self-test takes minutes, where these
+// limits are a minute.
 TEST_F(Limited, WorkIsNoRest) {
   Limits limits;
   limits.reply = milliseconds(1000);
@@ -67,7 +68,7 @@ TEST_F(Limited, ReadingTheReplyTakesNoLongerThanRest) {
   EXPECT_TRUE(gone);
 }
 
-// The reply is more than system and server hold between them.
+// The reply is longer than what system and server together hold of it.
 class SlowReader : public Limited {
  protected:
   static constexpr std::size_t size = 20'000'000;
@@ -90,7 +91,7 @@ class SlowReader : public Limited {
         std::move(options));
   }
 
-  // Takes so much every 50 ms, so that the connection never rests.
+  // Takes a little every 50 ms, so that the connection is never idle.
   std::size_t read_slowly(TestClient& client, std::size_t piece) {
     std::size_t sum = 0;
     for (std::size_t count = 1; count != 0 && sum < size && !gone_; sum += count) {
@@ -174,7 +175,7 @@ int open_descriptors() {
 
 class HalfRequest : public Limited, public testing::WithParamInterface<std::string> {};
 
-// All limits of time are as they are, a minute and more; end and data arrive together.
+// With the limits as they ship, a minute and more. End and data arrive together.
 TEST_P(HalfRequest, EndsWithItsClient) {
   Limits limits;
   limits.unknown = limits.receive;
@@ -184,7 +185,7 @@ TEST_P(HalfRequest, EndsWithItsClient) {
   for (int round = 0; round < 2; ++round) {
     const int before = open_descriptors();
     for (int i = 0; i < 128; ++i) connect()->send(GetParam());
-    // Who is served was accepted after all of them.
+    // The client that is served was accepted after all of them.
     while (connect()->post("x").status != 200) std::this_thread::sleep_for(milliseconds(10));
     for (int i = 0; i < 3000 && open_descriptors() > before; ++i)
       std::this_thread::sleep_for(milliseconds(10));

@@ -11,7 +11,7 @@ namespace {
 // Descriptors for what is not a connection: programs that are started, files, libraries.
 constexpr std::size_t kept_descriptors = 256;
 
-// For handshakes, of each round of the loop.
+// What handshakes may take of a round of the loop.
 constexpr std::chrono::milliseconds handshakes_share{5};
 
 // As many connections as there may be, and in the same proportion no more than the process may have
@@ -69,7 +69,7 @@ void Shared::leave() noexcept {
   {
     const std::lock_guard guard(lock);
     --in_hand;
-    // With the lock held: who waits for the last one may destroy this right after it.
+    // With the lock held, since whoever waits for the last one may destroy this right after it.
     changed.notify_all();
   }
 }

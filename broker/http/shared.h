@@ -22,12 +22,14 @@ namespace broker::http {
 struct Shared {
   Shared(Handler answer, Options options);
 
-  // A channel of the kind that is served.
+  // Plain or with TLS, as the server was set up.
   std::unique_ptr<Channel> channel(int socket);
-  // Has a step of a handshake done; false when those of this round of the loop have taken enough
-  // time. On the loop's thread: others wait for it, and a stranger's hello costs milliseconds.
+  // Calls the step of a handshake. False, without the call, when the steps of this round of the
+  // loop have taken their share of time: all connections wait for them, and a stranger's hello
+  // costs milliseconds. On the loop's thread.
   bool take_handshake_step(const std::function<void()>& step);
-  // Counts what a worker has in hand; false when the server is ending.
+  // Counts what others than the connections have in hand, until leave. False when the server is
+  // ending.
   bool enter();
   void leave() noexcept;
   bool is_ending();
@@ -43,11 +45,11 @@ struct Shared {
   std::shared_ptr<Users> users;            // null: everybody is admitted
   std::shared_ptr<const TlsSettings> tls;  // null: plain HTTP
   std::size_t requests = 0;                // from the end of the head to that of the reply
-  std::size_t in_hand = 0;                 // of workers
+  std::size_t in_hand = 0;                 // between enter and leave
   bool ending = false;
 
-  std::atomic<std::size_t> bodies = 0;  // bytes of large bodies that are received or answered
-  // These are for the loop's thread alone.
+  std::atomic<std::size_t> bodies = 0;  // bytes of large bodies, from announcement to reply
+  // Used by the loop's thread alone.
   Places places;
   std::uint64_t handshakes_round = 0;
   std::chrono::steady_clock::duration handshakes_time{0};  // of that round

@@ -19,7 +19,7 @@ struct TestReply {
   std::map<std::string, std::string> headers;  // names in lower case
   std::string body;
   bool chunked = false;
-  bool whole = false;  // as long as it says
+  bool whole = false;  // the body is as long as announced
 };
 
 class TestClient {
@@ -28,18 +28,18 @@ class TestClient {
   ~TestClient();
   TestClient(const TestClient&) = delete;
 
-  // False when the server takes no more.
+  // False when the server accepts no more bytes.
   bool send(std::string_view text);
   void end_sending();
   void reset();  // ends the connection as a client does that has crashed
   // Waits, up to a minute, for one reply.
   TestReply receive();
-  // What there is next; empty at the end.
+  // The next bytes; empty at the end.
   std::string read_some();
-  // Waits for that many bytes at most, and drops them; 0 at the end.
+  // Waits for bytes, drops that many at most, and returns how many; 0 at the end.
   std::size_t read_up_to(std::size_t most);
-  // Whether the server has closed the connection, or does so within that time; what it still
-  // sends is dropped.
+  // Whether the server has closed the connection, or does so within that time. Drops what it still
+  // sends.
   bool closed_within(std::chrono::milliseconds time);
   TestReply post(std::string_view body, const std::string& fields = "");
 

@@ -15,7 +15,7 @@ namespace broker::http {
 struct TestCertificate {
   gnutls_pk_algorithm_t algorithm = GNUTLS_PK_ECDSA;
   unsigned bits = GNUTLS_CURVE_TO_BITS(GNUTLS_ECC_CURVE_SECP256R1);
-  unsigned usage = 0;   // none named: everything
+  unsigned usage = 0;   // 0: for every use
   long begins = -3600;  // seconds from now
   long ends = 86400;    // seconds from now
   const char* password = nullptr;
@@ -34,7 +34,7 @@ struct SocketPair {
   int peer = -1;
 };
 
-// Sends to and receives from a socket what the test lets through.
+// A TLS client on a socket that moves only as many bytes as the test lets through.
 class TlsClient {
  public:
   TlsClient(int socket, const std::string& priorities);

@@ -13,8 +13,9 @@
 namespace broker::http {
 namespace {
 
-// What is served; all else is refused, also what a later GnuTLS adds. The groups of finite fields
-// are left out: a client's handshake would cost the server many times of its own.
+// What is served. All else is refused, also what a later GnuTLS adds. The groups of finite fields
+// are not among it, since a handshake with them costs the server many times what it costs the
+// client.
 constexpr const char* priorities =
     "NONE:%SERVER_PRECEDENCE:+VERS-TLS1.3:+VERS-TLS1.2:+COMP-NULL:"
     "+ECDHE-ECDSA:+ECDHE-RSA:"
@@ -27,7 +28,7 @@ constexpr const char* priorities =
     "+SIGN-RSA-PSS-RSAE-SHA256:+SIGN-RSA-PSS-RSAE-SHA384:+SIGN-RSA-PSS-RSAE-SHA512:"
     "+SIGN-RSA-SHA256:+SIGN-RSA-SHA384:+SIGN-RSA-SHA512";
 
-// Alerts that end nothing, of a whole connection; who sends more wants the thread, not an answer.
+// Warning alerts in the life of a connection. Whoever sends more wants to keep the thread busy.
 constexpr unsigned most_warnings = 8;
 
 gnutls_datum_t datum(const std::string& text) {
@@ -79,7 +80,7 @@ void check_key(const std::string& text) {
     fail("the key cannot be read; give the certificate's private key as PEM text", error);
 }
 
-// Whether the key can sign a handshake: all that is served does so.
+// The key must be able to sign handshakes, as all that is served does.
 void check_use(gnutls_x509_crt_t certificate) {
   const int algorithm = gnutls_x509_crt_get_pk_algorithm(certificate, nullptr);
   bool can_sign = false;
@@ -140,7 +141,7 @@ TlsSettings::~TlsSettings() = default;
 
 std::string TlsSettings::out_of_date() const {
   const time_t now = time(nullptr);
-  // An end that is not told is far away.
+  // A certificate that names no end has none.
   if (parts_->ends != static_cast<time_t>(-1) && parts_->ends < now)
     return "it ended on " + day_of(parts_->ends);
   if (parts_->begins != static_cast<time_t>(-1) && parts_->begins > now)
@@ -153,7 +154,7 @@ class TlsChannel : public Channel {
   TlsChannel(int socket, std::shared_ptr<const TlsSettings> settings)
       : socket_(socket), settings_(std::move(settings)) {
     const TlsSettings::Parts& parts = *settings_->parts_;
-    // No tickets: whoever stole their key could read what was recorded before.
+    // No tickets: whoever steals their key can read connections that were recorded before.
     int error = gnutls_init(&session_,
                             GNUTLS_SERVER | GNUTLS_NONBLOCK | GNUTLS_NO_SIGNAL | GNUTLS_NO_TICKETS);
     if (error < 0) fail("cannot begin TLS", error);
@@ -172,7 +173,7 @@ class TlsChannel : public Channel {
     int error = 0;
     do error = gnutls_handshake(session_);
     while (error < 0 && goes_on(error));
-    // The client is to know that it was refused, not cut off. Whether it reads that is its matter.
+    // The alert tells the client that it was refused and not cut off.
     if (error < 0 && gnutls_error_is_fatal(error) != 0)
       gnutls_alert_send_appropriate(session_, error);
     open_ = error == 0;
@@ -190,7 +191,7 @@ class TlsChannel : public Channel {
   Moved write(std::string_view text) override {
     std::size_t done = 0;
     while (done < text.size()) {
-      // What is in a record already is asked for by nothing; it is the text's begin.
+      // GnuTLS is asked with no text to send the record that it holds: the text's beginning.
       const std::string_view rest = held_ ? std::string_view() : text.substr(done);
       const ssize_t count = gnutls_record_send(session_, rest.data(), rest.size());
       if (count >= 0) {
@@ -223,8 +224,8 @@ class TlsChannel : public Channel {
     return error == GNUTLS_E_INTERRUPTED;
   }
 
-  // Also a client that wants to shake hands anew is done with: TLS 1.3 knows no such thing, and
-  // before it was a way to keep a server computing.
+  // The connection of a client that wants to shake hands anew ends too. TLS 1.3 has no such thing,
+  // and before it this was a way to keep a server computing.
   State state_of(ssize_t error) {
     if (error == GNUTLS_E_AGAIN)
       return gnutls_record_get_direction(session_) == 0 ? State::wants_read : State::wants_write;

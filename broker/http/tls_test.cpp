@@ -29,7 +29,7 @@ struct Offer {
   std::string priorities;
 };
 
-// What a client agrees to that offers only this.
+// What is agreed upon with a client that offers only this.
 Handshake agree(const Offer& offer) {
   const SocketPair sockets;
   const auto channel =

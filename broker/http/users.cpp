@@ -23,7 +23,7 @@ bool equal_in_constant_time(const void* a, const void* b, std::size_t size) {
 // What crypt makes of the password; empty when it cannot.
 std::string hash_of(const std::string& password, const std::string& setting) {
   const auto data = std::make_unique<crypt_data>();
-  // A password beyond a NUL would not be looked at.
+  // crypt would not look at what stands behind a NUL.
   if (password.find('\0') != std::string::npos) return "";
   const char* const made = crypt_rn(password.c_str(), setting.c_str(), data.get(), sizeof *data);
   std::string hash = made ? made : "";
@@ -77,14 +77,14 @@ Users::Digest Users::digest(const std::string& text) const {
   return digest;
 }
 
-// A changed hash makes another digest, so whose password was set anew is not remembered.
+// The digest changes with the hash, so a user whose password was set anew is not remembered.
 Users::Digest Users::digest(const Credentials& credentials, const std::string& hash) const {
   // Neither name nor hash can hold a line feed.
   return digest(credentials.user + "\n" + hash + "\n" + credentials.password);
 }
 
-// An unknown user has the hash of a known one, always that of the same, so that time does not tell
-// who is known where hashes differ in cost.
+// An unknown user is checked against the hash of a known one, always the same one. So the time of a
+// log-in does not tell who is known, even where hashes differ in cost.
 const std::string& Users::hash_for(const std::string& user) const {
   const auto known = hashes_.find(user);
   if (known != hashes_.end()) return known->second;

@@ -1,8 +1,8 @@
 // Who may use the server: names and password hashes of a file.
 //
-// A line of the file is USER:HASH, the hash as crypt(5) describes it; empty lines and those that
-// begin with # say nothing. Only its owner may read or write the file, and the owner is the caller
-// or root.
+// A line of the file is USER:HASH, with a hash as crypt(5) describes it. Empty lines and those that
+// begin with # do not count. Only its owner may read or write the file, and that is the caller or
+// root.
 #pragma once
 
 #include <array>
@@ -29,19 +29,19 @@ class Users {
   explicit Users(std::string_view text);
   Users(const Users&) = delete;
 
-  // Whoever was found right by those before stays so while his hash is the same. Before the first
-  // use.
+  // Remembers whom the users before this one have verified and whose hash is still the same. To be
+  // called before the first use.
   void follow(const Users& before);
 
   bool knows(const std::string& user) const { return hashes_.contains(user); }
-  // Whether verify has found exactly these to be right before; quick.
+  // Whether verify has found these credentials right before. Quick.
   bool remembers(const Credentials& credentials) const;
-  // Takes some ten milliseconds, as many for an unknown user; one at a time.
+  // Takes some ten milliseconds, for an unknown user too. One at a time; others wait.
   bool verify(const Credentials& credentials);
 
  private:
   using Digest = std::array<unsigned char, 32>;
-  // What outlasts a state of the file.
+  // What is handed on when the file is read again.
   struct Memory {
     Digest key{};
     std::mutex lock;
@@ -59,8 +59,8 @@ class Users {
 // Throws std::runtime_error when nobody can have this name.
 void check_user_name(std::string_view user);
 
-// Throws std::runtime_error when set_password could not change the file, for somebody who is still
-// to be asked for the password.
+// Throws std::runtime_error when set_password could not change the file. For use before somebody is
+// asked for the password.
 void check_changeable(const std::filesystem::path& file);
 
 // Sets a user's password, in a new file when there is none. Other lines stay as they are. The file

@@ -15,6 +15,7 @@
 
 #include "broker/http/password_hash.h"
 #include "broker/http/users.h"
+#include "platform/words.h"
 
 namespace broker::http {
 namespace {
@@ -40,7 +41,7 @@ class Descriptor {
   const int number_;
 };
 
-// For who named another file by mistake.
+// For an administrator who named another file by mistake.
 constexpr const char* advice =
     "name a file that 'hddtest passwd FILE USER' made, or none that there is yet for it to make";
 
@@ -51,8 +52,8 @@ std::string access_fault(const struct stat& status) {
   return "";
 }
 
-// Whether somebody has made it for us: of a file of another use nobody must be told to change what
-// others may do with it.
+// Whether the file was made for this server. Nobody must be told to change the mode of a file that
+// serves something else.
 bool is_users_text(std::string_view text) {
   try {
     std::size_t users = 0;
@@ -77,7 +78,7 @@ std::string new_hash(const std::string& password) {
   return made;
 }
 
-// A link stays one.
+// The file itself, so that a link to it stays a link.
 fs::path target_of(const fs::path& path) {
   std::error_code error;
   const fs::path resolved = fs::canonical(path, error);
@@ -117,14 +118,11 @@ void replace(const fs::path& file, std::string_view text) {
 std::vector<UsersLine> users_lines(std::string_view text) {
   std::vector<UsersLine> lines;
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    UsersLine line{lines.size() + 1, text.substr(0, end), {}, {}};
-    text.remove_prefix(std::min(end + 1, text.size()));
+    UsersLine line{lines.size() + 1, platform::take_to(text, '\n'), {}, {}};
     if (!line.whole.empty() && line.whole.front() != '#') {
-      const std::size_t colon = std::min(line.whole.find(':'), line.whole.size());
-      line.user = line.whole.substr(0, colon);
-      line.hash = line.whole.substr(std::min(colon + 1, line.whole.size()));
-      // A further colon makes it a line of the system's own files; no hash has one.
+      line.hash = line.whole;
+      line.user = platform::take_to(line.hash, ':');
+      // With a further colon it is a line of the system's own files; no hash holds one.
       if (line.hash.empty() || line.hash.find(':') != line.hash.npos ||
           !user_name_fault(line.user).empty())
         throw std::runtime_error("line " + std::to_string(line.number) + " is not USER:HASH; " +
@@ -181,7 +179,7 @@ void check_changeable(const fs::path& path) {
 void set_password(const fs::path& path, const Credentials& credentials) {
   check_user_name(credentials.user);
   const fs::path file = target_of(path);
-  // Only one at a time changes files of this folder.
+  // One process at a time changes users files of this folder.
   const Descriptor lock(open(folder_of(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (lock < 0 || flock(lock, LOCK_EX) != 0) fail("write", file, std::strerror(errno));
 

@@ -20,7 +20,7 @@ struct UsersLine {
 // Throws std::runtime_error where a line is neither empty, a comment nor USER:HASH.
 std::vector<UsersLine> users_lines(std::string_view text);
 
-// Nothing, or what is wrong with it.
+// What is wrong with it; empty for a good name.
 std::string user_name_fault(std::string_view user);
 
 // What the file holds; unset when there is none. Throws std::runtime_error when it cannot be read

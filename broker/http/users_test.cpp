@@ -214,7 +214,7 @@ TEST(Users, KnownStayKnownWhileTheirHashIsTheSame) {
   EXPECT_FALSE(again.remembers({"one", "a"})) << "and is forgotten then";
 }
 
-// Each unknown one costs what one of the users does, always the same one.
+// Each unknown name costs as much as one of the users, always the same one.
 TEST(Users, UnknownUsersCostWhatUsersDo) {
   Users users("one:" + hash("a", "$5$rounds=1000$salt$") +
               "\ntwo:" + hash("a", "$5$rounds=100000$salt$") + "\n");

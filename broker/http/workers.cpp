@@ -8,7 +8,7 @@
 namespace broker::http {
 namespace {
 
-constexpr std::chrono::seconds patience{10};  // of an idle thread
+constexpr std::chrono::seconds patience{10};  // how long an idle thread waits for work
 
 thread_local bool ends_soon = false;
 
@@ -55,7 +55,7 @@ void Workers::work() {
       --idle_;
     }
     if (tasks_.empty()) break;
-    {
+    {  // the task and what it holds go before the lock is taken again
       const std::function<void()> task = std::exchange(tasks_.front(), nullptr);
       tasks_.pop_front();
       guard.unlock();

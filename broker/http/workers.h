@@ -1,4 +1,4 @@
-// Threads that are there when there is work and go when there is none.
+// Threads that are made when there is work, and end when there has been none for a while.
 #pragma once
 
 #include <condition_variable>
@@ -16,12 +16,12 @@ class Workers {
   ~Workers();  // waits until everything is done
   Workers(const Workers&) = delete;
 
-  // Has a task run at once, on an idle thread or a new one; when there are as many as there may be,
-  // or the system gives no more, as soon as one is free, the first first. Throws std::system_error,
-  // or std::bad_alloc, when it has given none at all. Tasks must not throw.
+  // Has a task run at once, on an idle thread or a new one. When there are as many as there may be,
+  // or the system gives no more, the task waits in a line until one is free. Throws
+  // std::system_error or std::bad_alloc when there is no thread at all. Tasks must not throw.
   void run(std::function<void()> task);
-  // From a task that does nothing more that takes long. Its thread counts as idle from then on, so
-  // that what follows from the task's result asks for no other one.
+  // Called by a task that has nothing long left to do. Its thread counts as idle from then on, so
+  // that no new one is made for what follows from the task's result.
   void end_soon() noexcept;
 
  private:
