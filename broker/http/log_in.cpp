@@ -76,16 +76,16 @@ bool LogIns::enter(const std::shared_ptr<Users>& users, const Credentials& crede
   {
     const std::lock_guard guard(lock_);
     if (ending_) return false;
-    std::size_t of_this_source = present_ && present_->source == added->source ? 1 : 0;
+    std::size_t of_this_claimant = present_ && present_->claimant == added->claimant ? 1 : 0;
     for (const auto& waiting : line_) {
-      if (waiting->source != added->source) continue;
-      ++of_this_source;
+      if (waiting->claimant != added->claimant) continue;
+      ++of_this_claimant;
       if (waiting->users != users || !is_same(waiting->credentials, credentials)) continue;
       if (waiting->askers.size() >= most_together) return false;
       waiting->askers.push_back(asker);
       return true;
     }
-    if (!penalties_.admits(added->source, of_this_source)) return false;
+    if (!penalties_.admits(added->claimant, of_this_claimant)) return false;
     line_.push_back(std::move(added));
     if (const auto place = one_too_many(); place != line_.end()) {
       crowded_out = std::move(*place);
@@ -99,7 +99,7 @@ bool LogIns::enter(const std::shared_ptr<Users>& users, const Credentials& crede
 
 LogIns::Line::iterator LogIns::next() {
   return std::ranges::min_element(
-      line_, {}, [this](const auto& waiting) { return penalties_.past(waiting->source); });
+      line_, {}, [this](const auto& waiting) { return penalties_.past(waiting->claimant); });
 }
 
 // Made-up names go first.
@@ -111,7 +111,7 @@ LogIns::Line::iterator LogIns::one_too_many() {
   // Of those who have failed as often the last to come: the search begins at the end.
   const auto place =
       std::max_element(line_.rbegin(), line_.rend(), [this](const auto& a, const auto& b) {
-        return penalties_.past(a->source) < penalties_.past(b->source);
+        return penalties_.past(a->claimant) < penalties_.past(b->claimant);
       });
   return std::prev(place.base());
 }
@@ -188,7 +188,7 @@ void LogIns::refuse(const Waiting& waiting) {
   {
     // In one step, so that it counts either as waiting or as held back, and never as both.
     const std::lock_guard guard(lock_);
-    goes += penalties_.failed(waiting.source, waiting.came);
+    goes += penalties_.failed(waiting.claimant, waiting.came);
     if (present_ == &waiting) present_ = nullptr;
   }
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(goes - steady_clock::now());

@@ -63,7 +63,7 @@ class LogIns {
     std::shared_ptr<Users> users;
     Credentials credentials;
     bool is_user;
-    Source source;
+    Claimant claimant;
     std::string host;  // of the first
     Time came;
     std::vector<Asker> askers;

@@ -14,11 +14,11 @@ constexpr std::size_t most_records_of_a_network = 250;
 
 }  // namespace
 
-bool Penalties::admits(const Source& source, std::size_t waiting, Time now) {
+bool Penalties::admits(const Claimant& claimant, std::size_t waiting, Time now) {
   const std::lock_guard guard(lock_);
-  const auto network = networks_.find(source.network);
+  const auto network = networks_.find(claimant.network);
   if (network != networks_.end()) {
-    const auto record = network->second.users.find(source.user);
+    const auto record = network->second.users.find(claimant.user);
     if (record != network->second.users.end())
       waiting += static_cast<std::size_t>(
           std::ranges::count_if(record->second.held, [now](Time until) { return until > now; }));
@@ -26,11 +26,11 @@ bool Penalties::admits(const Source& source, std::size_t waiting, Time now) {
   return waiting < most_held_;
 }
 
-std::chrono::milliseconds Penalties::failed(const Source& source, Time came) {
+std::chrono::milliseconds Penalties::failed(const Claimant& claimant, Time came) {
   const std::lock_guard guard(lock_);
-  make_room(source, came);
-  Network& network = networks_[source.network];
-  const auto [entry, added] = network.users.try_emplace(source.user);
+  make_room(claimant, came);
+  Network& network = networks_[claimant.network];
+  const auto [entry, added] = network.users.try_emplace(claimant.user);
   if (added) ++records_;
   Record& record = entry->second;
   std::erase_if(record.held, [came](Time until) { return until <= came; });
@@ -43,11 +43,11 @@ std::chrono::milliseconds Penalties::failed(const Source& source, Time came) {
   return record.delay;
 }
 
-Penalties::Past Penalties::past(const Source& source) {
+Penalties::Past Penalties::past(const Claimant& claimant) {
   const std::lock_guard guard(lock_);
-  const auto network = networks_.find(source.network);
+  const auto network = networks_.find(claimant.network);
   if (network == networks_.end()) return {};
-  const auto record = network->second.users.find(source.user);
+  const auto record = network->second.users.find(claimant.user);
   return {network->second.failures,
           record == network->second.users.end() ? 0 : record->second.failures};
 }
@@ -62,7 +62,7 @@ bool Penalties::is_forgotten(const Record& record, Time now) {
          std::ranges::all_of(record.held, [now](Time until) { return until <= now; });
 }
 
-void Penalties::make_room(const Source& source, Time now) {
+void Penalties::make_room(const Claimant& claimant, Time now) {
   // All are looked through once a second at most.
   if (now - tidied_ >= std::chrono::seconds(1)) {
     tidied_ = now;
@@ -72,9 +72,9 @@ void Penalties::make_room(const Source& source, Time now) {
       network = network->second.users.empty() ? networks_.erase(network) : std::next(network);
     }
   }
-  const auto network = networks_.find(source.network);
+  const auto network = networks_.find(claimant.network);
   const bool is_new_network = network == networks_.end();
-  if (!is_new_network && network->second.users.contains(source.user)) return;
+  if (!is_new_network && network->second.users.contains(claimant.user)) return;
   if (is_new_network && networks_.size() >= most_networks) {
     const auto least = std::ranges::min_element(networks_, {}, [](const auto& one) {
       return std::tuple(one.second.failures, one.second.last);

@@ -10,12 +10,12 @@
 
 namespace broker::http {
 
-// Who asks: the network (address.h) and the name that was given, whether there is such a user or
-// not.
-struct Source {
+// Who wants to log in: the network (address.h) and the name that was given, whether there is such a
+// user or not.
+struct Claimant {
   std::string network;
   std::string user;
-  bool operator==(const Source&) const = default;
+  bool operator==(const Claimant&) const = default;
 };
 
 // Counts failures by network and user, so that one client's failures do not keep its neighbours
@@ -26,27 +26,27 @@ class Penalties {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  // most_held: answers held back at a time, for each source.
+  // most_held: answers held back at a time, for each claimant.
   Penalties(std::chrono::milliseconds first, std::chrono::milliseconds longest,
             unsigned most_held = 1)
       : first_(first), longest_(longest), most_held_(most_held) {}
 
   // False while as many answers are held back as may be: no other log-in is looked at then.
   // waiting: those that wait to be looked at, which count as well.
-  bool admits(const Source& source, std::size_t waiting,
+  bool admits(const Claimant& claimant, std::size_t waiting,
               Time now = std::chrono::steady_clock::now());
   // Counts one more failure, of a log-in that came at this time. Returns how long after that its
   // answer goes; the delay doubles with each failure, up to the longest.
-  std::chrono::milliseconds failed(const Source& source, Time came);
+  std::chrono::milliseconds failed(const Claimant& claimant, Time came);
 
   // What has failed before. Who has failed less goes first.
   struct Past {
     std::size_t network = 0, user = 0;
     auto operator<=>(const Past&) const = default;
   };
-  Past past(const Source& source);
+  Past past(const Claimant& claimant);
 
-  std::size_t size();  // sources that are kept
+  std::size_t size();  // records that are kept
 
  private:
   struct Record {
@@ -62,7 +62,7 @@ class Penalties {
   };
 
   static bool is_forgotten(const Record& record, Time now);
-  void make_room(const Source& source, Time now);
+  void make_room(const Claimant& claimant, Time now);
   void drop_least(std::map<std::string, Network>::iterator network, Time now);
 
   const std::chrono::milliseconds first_, longest_;

@@ -24,19 +24,19 @@ TEST(Penalties, DoubleForEachSourceAndAreForgotten) {
 
 TEST(Penalties, OnlySoManyAnswersOfASourceAreHeldBack) {
   Penalties penalties(milliseconds(1000), milliseconds(1000), 2);
-  const Source source{"a", "one"};
-  EXPECT_TRUE(penalties.admits(source, 1, start));
-  EXPECT_FALSE(penalties.admits(source, 2, start)) << "those that wait count";
-  penalties.failed(source, start);
-  EXPECT_TRUE(penalties.admits(source, 0, start));
-  EXPECT_FALSE(penalties.admits(source, 1, start));
-  penalties.failed(source, start + milliseconds(500));
-  EXPECT_FALSE(penalties.admits(source, 0, start + milliseconds(999)));
+  const Claimant claimant{"a", "one"};
+  EXPECT_TRUE(penalties.admits(claimant, 1, start));
+  EXPECT_FALSE(penalties.admits(claimant, 2, start)) << "those that wait count";
+  penalties.failed(claimant, start);
+  EXPECT_TRUE(penalties.admits(claimant, 0, start));
+  EXPECT_FALSE(penalties.admits(claimant, 1, start));
+  penalties.failed(claimant, start + milliseconds(500));
+  EXPECT_FALSE(penalties.admits(claimant, 0, start + milliseconds(999)));
   EXPECT_TRUE(penalties.admits({"a", "two"}, 0, start + milliseconds(999)));
   EXPECT_TRUE(penalties.admits({"b", "one"}, 0, start + milliseconds(999)));
-  EXPECT_TRUE(penalties.admits(source, 0, start + milliseconds(1000)));
-  EXPECT_FALSE(penalties.admits(source, 1, start + milliseconds(1000)));
-  EXPECT_TRUE(penalties.admits(source, 1, start + milliseconds(1500)));
+  EXPECT_TRUE(penalties.admits(claimant, 0, start + milliseconds(1000)));
+  EXPECT_FALSE(penalties.admits(claimant, 1, start + milliseconds(1000)));
+  EXPECT_TRUE(penalties.admits(claimant, 1, start + milliseconds(1500)));
 }
 
 TEST(Penalties, KnowWhoHasFailedLess) {
