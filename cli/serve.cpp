@@ -190,6 +190,22 @@ void tell(const std::vector<http::Address>& addresses, bool tls, bool json) {
   notify_supervisor("READY=1");
 }
 
+// Returns at a signal that ends the server. Until then reads users and certificate again when told
+// to, and gives back memory that clients no longer use.
+void serve_until_told(Signals& signals, http::Server& server, const ServeOptions& options,
+                      const Places& places) {
+  FreeMemory memory;
+  for (;;) {
+    const int signal = signals.wait(look_for_memory);
+    if (signal == 0)
+      memory.look();
+    else if (signal == SIGHUP)
+      reload(server, options, places);
+    else
+      return;
+  }
+}
+
 int serve(const ServeOptions& options, const Invocation& invocation) {
   const Places places = find_places(invocation.data);
   if (const std::string fault = reading_fault(places.message_file); !fault.empty()) {
@@ -216,16 +232,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
                       std::move(settings));
 
   tell(listeners.addresses(), !options.certificate.empty(), invocation.json);
-  FreeMemory memory;
-  for (;;) {
-    const int signal = signals.wait(look_for_memory);
-    if (signal == 0)
-      memory.look();
-    else if (signal == SIGHUP)
-      reload(server, options, places);
-    else
-      break;
-  }
+  serve_until_told(signals, server, options, places);
 
   notify_supervisor("STOPPING=1");
   manager->end_turns();  // what has not begun need not be waited for
