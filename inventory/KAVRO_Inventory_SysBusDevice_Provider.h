@@ -1,7 +1,7 @@
 #pragma once
 
 #include "inventory/provider.h"
-#include "model/classes.h"
+#include "model/KAVRO_SysBusDevice.h"
 
 namespace ovk_cimple {
 

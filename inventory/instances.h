@@ -19,7 +19,9 @@
 #include "inventory/bus_device.h"
 #include "inventory/drive.h"
 #include "inventory/machine.h"
-#include "model/classes.h"
+#include "model/KAVRO_ComputerSystem.h"
+#include "model/KAVRO_DiskDrive.h"
+#include "model/KAVRO_SysBusDevice.h"
 
 namespace ovk_cimple {
 

@@ -4,7 +4,9 @@
 
 #include "inventory/machine.h"
 #include "inventory/test_tree.h"
-#include "model/classes.h"
+#include "model/KAVRO_ComputerSystem.h"
+#include "model/KAVRO_DiskDrive.h"
+#include "model/KAVRO_SysBusDevice.h"
 #include "platform/framework/dispatch.h"
 
 namespace ovk_cimple {

@@ -3,9 +3,11 @@
 
     generate.py --output DIRECTORY --parts N FILE.mof...
 
-The files are read as one text, in the order given. Written: classes.h, classes_1.cpp to
-classes_N.cpp and repository.cpp. Faulty MOF is refused as "file:line: reason" on standard error
-with exit status 1, and nothing is written.
+The files are read as one text, in the order given. Written: CLASS.h for each class, classes.h with
+all, classes_1.cpp to classes_N.cpp, classes.cpp with the list of all, and repository.cpp. A file that
+would not change stays as it is, so that nothing is compiled again for it; what is left of an earlier
+time is removed. Faulty MOF is refused as "file:line: reason" on standard error with exit status 1, and
+nothing is written.
 """
 
 import argparse
@@ -23,10 +25,24 @@ def generate(files, parts):
     declarations = [declaration for text, name in files for declaration in parse(text, name)]
     model = Model(declarations)
     cpp.check_names(model)
-    result = {"classes.h": class_library.header(model), "repository.cpp": repository.source(model)}
+    result = {f"{cls.name}.h": class_library.header(cls) for cls in model.classes}
+    result["classes.h"] = class_library.whole_header(model)
+    result["classes.cpp"] = class_library.whole_source(model)
+    result["repository.cpp"] = repository.source(model)
     for number, text in enumerate(class_library.sources(model, parts), 1):
         result[f"classes_{number}.cpp"] = text
     return result
+
+
+def write(folder, outputs):
+    folder.mkdir(parents=True, exist_ok=True)
+    for path in folder.iterdir():
+        if path.name not in outputs:
+            path.unlink()
+    for name, text in outputs.items():
+        path = folder / name
+        if not path.exists() or path.read_text(encoding="utf-8") != text:
+            path.write_text(text, encoding="utf-8")
 
 
 def main():
@@ -41,9 +57,7 @@ def main():
     except (MofError, OSError, UnicodeDecodeError) as error:
         print(error, file=sys.stderr)
         return 1
-    arguments.output.mkdir(parents=True, exist_ok=True)
-    for name, text in outputs.items():
-        (arguments.output / name).write_text(text, encoding="utf-8")
+    write(arguments.output, outputs)
     return 0
 
 

@@ -1,5 +1,6 @@
 """Tests of the generator: python3 generate_test.py"""
 
+import os
 import pathlib
 import re
 import subprocess
@@ -213,7 +214,28 @@ class Refusals(unittest.TestCase):
                 self.assertFalse((directory / "out").exists())
             self.assertEqual(self.run_generator(directory, b"class A { };").returncode, 0)
             self.assertEqual(sorted(path.name for path in (directory / "out").iterdir()),
-                             ["classes.h", "classes_1.cpp", "repository.cpp"])
+                             ["A.h", "classes.cpp", "classes.h", "classes_1.cpp", "repository.cpp"])
+
+    def test_the_program_writes_only_what_changes(self):
+        with tempfile.TemporaryDirectory() as name:
+            directory = pathlib.Path(name)
+            self.run_generator(directory, b"class A { uint8 n; }; class B : A { }; class C { };")
+            for path in (directory / "out").iterdir():
+                os.utime(path, (1, 1))
+            self.run_generator(directory, b"class A { uint8 n; }; class B : A { uint8 m; };")
+            self.assertEqual({path.name: path.stat().st_mtime > 1
+                              for path in (directory / "out").iterdir()},
+                             {"A.h": False, "B.h": True, "classes.cpp": True, "classes.h": True,
+                              "classes_1.cpp": True, "repository.cpp": True})
+
+    def test_a_class_includes_its_superclass_alone(self):
+        outputs = generate([(QUALIFIERS, "qualifiers.mof"),
+                            ("class A { }; class B : A { }; class C { };", "good.mof")], 3)
+        included = {name: re.findall('"model/(.*)"', text) for name, text in outputs.items()}
+        self.assertEqual(included["B.h"], ["A.h"])
+        self.assertEqual(included["A.h"] + included["C.h"], [])
+        self.assertEqual(included["classes.h"], ["A.h", "B.h", "C.h"])
+        self.assertEqual(included["classes_2.cpp"], ["B.h"])
 
 
 class Reading(unittest.TestCase):
@@ -290,7 +312,8 @@ class Inheritance(unittest.TestCase):
 
 class Writing(unittest.TestCase):
     def header(self, text):
-        return generate([(QUALIFIERS, "qualifiers.mof"), (text, "good.mof")], 1)["classes.h"]
+        outputs = generate([(QUALIFIERS, "qualifiers.mof"), (text, "good.mof")], 1)
+        return "".join(outputs[name] for name in ("A.h", "B.h", "C.h") if name in outputs)
 
     def test_defaults_of_every_kind(self):
         header = self.header(r"""

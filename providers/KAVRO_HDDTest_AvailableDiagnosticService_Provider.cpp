@@ -9,6 +9,8 @@
 #include "discovery/excluded_machine_types.h"
 #include "discovery/probe.h"
 #include "discovery/scratch_file.h"
+#include "model/KAVRO_DiskDrive.h"
+#include "model/KAVRO_SysBusDevice.h"
 #include "platform/framework/module_unit.h"
 #include "platform/framework/status.h"
 #include "platform/support/osspecific.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "model/classes.h"
+#include "model/KAVRO_HDDTest_AvailableDiagnosticService.h"
 #include "platform/framework/cimom.h"
 #include "platform/framework/handler.h"
 #include "providers/logged_refusals.h"

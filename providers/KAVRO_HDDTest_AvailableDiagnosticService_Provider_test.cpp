@@ -1,5 +1,7 @@
 // Whole enumerations of the available-diagnostic-service provider.
 #include "discovery/excluded_machine_types.h"
+#include "model/KAVRO_DiskDrive.h"
+#include "model/KAVRO_HDDTest_DiagnosticService.h"
 #include "providers/discovery_test.h"
 
 namespace ovk_cimple {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/HDDTest.h"
-#include "model/classes.h"
+#include "model/KAVRO_HDDTest_ConcreteJob.h"
 #include "platform/framework/handler.h"
 #include "providers/logged_refusals.h"
 

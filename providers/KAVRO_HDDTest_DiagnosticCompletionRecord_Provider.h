@@ -4,7 +4,7 @@
 #include <string>
 
 #include "engine/HDDTest.h"
-#include "model/classes.h"
+#include "model/KAVRO_HDDTest_DiagnosticCompletionRecord.h"
 #include "platform/framework/handler.h"
 #include "providers/logged_refusals.h"
 #include "results/TDiagnosticResultParser.h"

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "engine/HDDTest.h"
+#include "model/KAVRO_DiskDrive.h"
 #include "platform/framework/module_unit.h"
 #include "platform/framework/status.h"
 #include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "model/classes.h"
+#include "model/KAVRO_HDDTest_DiagnosticService.h"
 #include "platform/framework/handler.h"
 #include "providers/logged_refusals.h"
 

@@ -1,6 +1,10 @@
 #include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"
 
 #include "engine/HDDTest.h"
+#include "model/KAVRO_DiskDrive.h"
+#include "model/KAVRO_HDDTest_DiagnosticSetting.h"
+#include "model/KAVRO_HDDTest_JobSettingData.h"
+#include "model/KAVRO_SysBusDevice.h"
 #include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"
 #include "providers/KAVRO_HDDTest_DiagnosticCompletionRecord_Provider.h"
 #include "providers/provider_test.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/classes.h"
+#include "model/KAVRO_HDDTest_LogManagesRecord.h"
 #include "platform/framework/inert.h"
 
 namespace ovk_cimple {

@@ -5,6 +5,8 @@
 #include <dlfcn.h>
 
 #include "discovery/scratch_file_lock.h"
+#include "model/KAVRO_DiskDrive.h"
+#include "model/KAVRO_SysBusDevice.h"
 #include "platform/framework/cimom.h"
 #include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
 #include "providers/provider_test.h"

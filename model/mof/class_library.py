@@ -1,4 +1,4 @@
-"""Writes the class library: a header with a struct per class, sources with their meta-classes."""
+"""Writes the class library: a header for each class with its struct, sources with their meta-classes."""
 
 from . import cpp
 
@@ -92,7 +92,30 @@ def class_struct(cls):
             "".join(members) + set_defaults(cls) + invoke(cls) + "};\n\n")
 
 
-def header(model):
+REPOSITORY = """
+namespace ovk_cimple {
+// Every class, superclasses before their subclasses.
+extern OVK_CIMPLE_EXPORT const Meta_Repository kavro_repository;
+}  // namespace ovk_cimple
+"""
+
+
+def includes(classes):
+    return "".join(f'#include "model/{cls.name}.h"\n' for cls in classes)
+
+
+def header(cls):
+    """The struct of one class. A unit that needs one class does not depend on the others."""
+    included = includes([cls.superclass]) if cls.superclass else (
+        '#include "platform/framework/datetime.h"\n'
+        '#include "platform/framework/instance.h"\n'
+        '#include "platform/framework/meta.h"\n'
+        '#include "platform/framework/status.h"\n')
+    return (cpp.HEADER + "#pragma once\n\n" + included + "\nnamespace ovk_cimple {\n\n" +
+            class_struct(cls) + "}  // namespace ovk_cimple\n")
+
+
+def whole_header(model):
     return cpp.HEADER + """//
 // One struct per CIM class, with the properties that the class introduces; an overriding property
 // is the inherited member. One struct per method: its parameters, then its return value. invoke()
@@ -101,17 +124,7 @@ def header(model):
 // its status, or UNKNOWN_OPERATION when the class has no such method.
 #pragma once
 
-#include "platform/framework/datetime.h"
-#include "platform/framework/instance.h"
-#include "platform/framework/meta.h"
-#include "platform/framework/status.h"
-
-namespace ovk_cimple {
-
-// Every class below, superclasses before their subclasses.
-extern OVK_CIMPLE_EXPORT const Meta_Repository kavro_repository;
-
-""" + "".join(map(class_struct, model.classes)) + "}  // namespace ovk_cimple\n"
+""" + includes(model.classes) + REPOSITORY
 
 
 # The sources.
@@ -171,17 +184,34 @@ def class_record(cls):
         cls.association, cls.abstract)
 
 
+def referenced(cls):
+    """Names of the classes that references of a class, or of its methods' parameters, point to."""
+    features = cls.all_properties + [p for method in cls.methods for p in method.parameters]
+    return {feature.reference_class for feature in features if feature.reference_class}
+
+
+def source(included, body):
+    return (cpp.HEADER + included + "\n"
+            "// Members of classes of single inheritance: their offsets are known.\n"
+            '#pragma GCC diagnostic ignored "-Winvalid-offsetof"\n\n'
+            "namespace ovk_cimple {\n\n" + body + "}  // namespace ovk_cimple\n")
+
+
 def sources(model, count):
-    """The classes shared out to so many files, so that they compile side by side."""
+    """The classes shared out to so many files, so that they compile side by side and a change of one
+    class compiles few."""
     for part in range(count):
-        body = "".join(map(class_record, model.classes[part::count]))
-        if part == 0:
-            body += ("namespace {\n" +
-                     cpp.array("constexpr const Meta_Class* all_classes",
-                               [f"&{c.name}::static_meta_class" for c in model.classes]) +
-                     "}  // namespace\n"
-                     "constinit const Meta_Repository kavro_repository = {all_classes};\n\n")
-        yield (cpp.HEADER + '#include "model/classes.h"\n\n'
-               "// Members of classes of single inheritance: their offsets are known.\n"
-               '#pragma GCC diagnostic ignored "-Winvalid-offsetof"\n\n'
-               "namespace ovk_cimple {\n\n" + body + "}  // namespace ovk_cimple\n")
+        classes = model.classes[part::count]
+        names = {cls.name for cls in classes}.union(*map(referenced, classes))
+        included = includes(cls for cls in model.classes if cls.name in names)
+        yield source(included + REPOSITORY, "".join(map(class_record, classes)))
+
+
+def whole_source(model):
+    """The list of all classes."""
+    return source('#include "model/classes.h"\n',
+                  "namespace {\n" +
+                  cpp.array("constexpr const Meta_Class* all_classes",
+                            [f"&{cls.name}::static_meta_class" for cls in model.classes]) +
+                  "}  // namespace\n"
+                  "constinit const Meta_Repository kavro_repository = {all_classes};\n\n")
