@@ -1,5 +1,6 @@
 // hddtest check: what on this machine keeps a test from running.
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
 #include "cli/findings.h"

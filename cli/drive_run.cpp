@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "cli/diagnostic_call.h"
+#include "cli/drive_result.h"
 #include "cli/log_listener.h"
 #include "cli/manager.h"
 #include "cli/run_evidence.h"

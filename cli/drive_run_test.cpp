@@ -5,7 +5,9 @@
 #include <stdlib.h>
 
 #include <fstream>
+#include <nlohmann/json.hpp>
 
+#include "cli/drive_result.h"
 #include "cli/json.h"
 #include "cli/log_texts.h"
 #include "cli/manager.h"

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
 #include "cli/drive_list.h"

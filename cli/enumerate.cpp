@@ -1,5 +1,6 @@
 // hddtest enumerate: the instances of a class.
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
 #include "cli/json.h"

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <mutex>
+#include <nlohmann/json.hpp>
 
 #include "cli/arguments.h"
 #include "cli/commands.h"

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "platform/utf8.h"

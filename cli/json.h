@@ -1,7 +1,8 @@
-// CIM values as JSON.
+// CIM values as JSON. Whoever looks into a Json includes <nlohmann/json.hpp>, which takes long to
+// compile.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "broker/instance.h"

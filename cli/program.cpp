@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "broker/error.h"
@@ -13,6 +14,7 @@
 #include "cli/output.h"
 #include "cli/places.h"
 #include "cli/run_report.h"
+#include "cli/verdict.h"
 #include "cli/wrong_command_line.h"
 
 namespace cli {

@@ -7,9 +7,12 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "cli/commands.h"
+#include "cli/drive_result.h"
+#include "cli/drive_run.h"
 #include "cli/failure.h"
 #include "cli/interrupt.h"
 #include "cli/manager.h"

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <map>
 
+#include "cli/drive_result.h"
+#include "cli/drive_run.h"
 #include "cli/terminal_text.h"
 
 namespace cli {

@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "cli/drive_run.h"
+#include "cli/json.h"
 #include "cli/output.h"
 
 namespace cli {
+
+struct DriveResult;
 
 // All that a user who named the drive wants to know: several lines. alone: with what to do, which
 // otherwise comes once for all drives; see advice().

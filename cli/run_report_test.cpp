@@ -1,4 +1,6 @@
 #include "cli/run_report.h"
+#include "cli/drive_result.h"
+#include "cli/drive_run.h"
 
 #include <gtest/gtest.h>
 

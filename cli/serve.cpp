@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "broker/cimxml/service.h"
 #include "broker/http/address.h"

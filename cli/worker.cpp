@@ -12,6 +12,8 @@
 #include <cstring>
 #include <utility>
 
+#include "cli/drive_result.h"
+#include "cli/drive_run.h"
 #include "cli/exit_status.h"
 #include "cli/failure.h"
 #include "cli/manager.h"

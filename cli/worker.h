@@ -10,8 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/drive_run.h"
+#include "cli/drive_result.h"
 #include "cli/places.h"
+#include "cli/progress.h"
 
 namespace cli {
 

@@ -1,0 +1,28 @@
+// What became of one drive of a run.
+#pragma once
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "cli/json.h"
+#include "cli/verdict.h"
+
+namespace cli {
+
+struct DriveResult {
+  std::string device{};  // as the user named it
+  Verdict verdict{};     // without outcome and cause: see verdict_of()
+  // The entry of the drive's own log that decided.
+  std::optional<std::string> entry{};
+  std::string model{};  // as smartctl prints it; empty where it was not asked or does not say
+  std::string serial{};
+  // The instances; null where there is none, or where it wrongly calls the drive failed.
+  Json job{};
+  Json record{};
+  std::optional<std::chrono::sys_seconds> begin{};  // nothing where nothing was asked
+  std::chrono::seconds elapsed{0};
+};
+
+}  // namespace cli
