@@ -52,7 +52,9 @@ class TestCommand(unittest.TestCase):
         (self.build / "house/room").mkdir(parents=True)
         self.program("build/parts_test", PROGRAM)
         self.program("bin/dpkg-query", "#!/bin/sh\necho installed\n")
-        self.program("bin/cmake", f"#!/bin/sh\necho \"$@\" >>{self.folder}/built\n")
+        self.program("bin/apt-cache", "#!/bin/sh\n")
+        self.program("bin/cmake", f"#!/bin/sh\necho \"$@\" >>{self.folder}/built\n"
+                     'case "$*" in *"--build build/${BROKEN-none}"*) echo no such thing; exit 1;; esac\n')
         (self.build / "build.ninja").write_text("build parts_test new_test thing: phony\n")
         (self.build / "CTestTestfile.cmake").write_text("subdirs(house)\nsubdirs(house/room)\n")
         (self.build / "house/CTestTestfile.cmake").write_text("".join(
@@ -142,6 +144,28 @@ class TestCommand(unittest.TestCase):
         _, last, lines = self.call("(Bad.Breaks|Good.Passes)$", BREAK="1")
         self.assertEqual(last, ["0 passed, 2 failed"])
         self.assertIn("failed: parts_test.2: Bad.Breaks (broke off, 1 more not run) (build)", lines)
+
+    def three_trees(self):
+        for preset, label in (("address", "any"), ("thread", "thread")):
+            (self.build / preset).mkdir()
+            (self.build / preset / "CTestTestfile.cmake").write_text(
+                f"add_test({preset} true)\n"
+                f"set_tests_properties({preset} PROPERTIES LABELS {label})\n")
+
+    def test_whole_suite_adds_up_three_trees(self):
+        self.three_trees()
+        status, last, lines = self.call(FAIL="1")
+        self.assertEqual((status, last), (1, ["10 passed, 3 failed, 2 skipped"]), "\n".join(lines))
+        self.assertEqual(self.built(), ["all", "all", "thread_tests"])
+
+    def test_build_beside_the_tests_that_fails_shows_its_log_and_ends_all(self):
+        self.three_trees()
+        for broken in ("address", "thread"):
+            status, _, lines = self.call(BROKEN=broken)
+            self.assertEqual(status, 3)
+            self.assertIn("no such thing", lines)
+            self.assertEqual(lines[-1], "The build failed; the whole log is build/"
+                             f"{broken}/build.log")
 
 
 unittest.main()
