@@ -1,14 +1,14 @@
-# The Debian packages: hddtest-module, what object managers load with all that it needs, and
-# hddtest, the command with the embedded object manager. Target "packaged" builds what is in them,
-# deploy/pack makes them, and ./package does both; the configured prefix has to be /usr, since
-# installed programs find some things by configured paths.
+# The Debian packages: hddtest-module, which object managers load, and hddtest, the command with the
+# embedded object manager. Target "packaged" builds their contents, deploy/pack makes them, and
+# ./package does both. The configured prefix has to be /usr, because installed programs find some files
+# by configured paths.
 set(owner "The hddtest developers <hddtest@packages.invalid>")
 set(release 1)
 set(module_documents ${CMAKE_INSTALL_DATADIR}/doc/hddtest-module)
 set(command_documents ${CMAKE_INSTALL_DATADIR}/doc/hddtest)
 set(overrides ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
 
-# What the packages hold; compressed files add themselves.
+# The contents of the packages. hddtest_compressed adds to this list.
 add_custom_target(packaged DEPENDS hddtest hddtest_module kavroinventory hvx-run
                   pegasus_registration completion)
 
@@ -63,7 +63,7 @@ if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   return()
 endif()
 
-# Only what was built is packaged: cpack builds nothing itself.
+# cpack packages what was built, and builds nothing itself.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON PARENT_SCOPE)
 set(CPACK_VERBATIM_VARIABLES YES)
 set(CPACK_GENERATOR DEB)
