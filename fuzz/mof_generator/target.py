@@ -39,7 +39,7 @@ def require(holds, what):
 
 
 def check_cpp(text):
-    """Requires that no text of the input leaves its string literal, and that what opens is closed."""
+    """Requires that no text leaves its string literal, and that what opens is closed."""
     text.encode()
     code = LITERAL_OR_COMMENT.sub("", text)
     require(code.isascii() and '"' not in code and "\\" not in code and "/*" not in code,
