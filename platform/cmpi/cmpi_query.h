@@ -50,7 +50,7 @@ struct CMPIPredicateFT {
   CMPIVersion ftVersion;
   CMPIStatus (*release)(CMPIPredicate* pr);
   CMPIPredicate* (*clone)(const CMPIPredicate* pr, CMPIStatus* rc);
-  // Type, operator , left and right side as strings; each output may be null.
+  // Type, operator, left and right side as strings; each output may be null.
   CMPIStatus (*getData)(const CMPIPredicate* pr, CMPIType* type, CMPIPredOp* prop, CMPIString** lhs,
                         CMPIString** rhs);
   // Tests this predicate with values from a callback.

@@ -1,4 +1,4 @@
-// Statuses of providers as the object manager's codes.
+// How statuses of providers become codes and texts for the object manager.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace ovk_cimple {
 
-// The code for what a provider answered to an operation (dispatch.h).
+// The code for a provider's answer to an operation (dispatch.h).
 CMPIrc code_for(sint32 operation, sint32 status);
 
-// What it means, for the client: half a sentence.
+// What the answer means, in half a sentence for the client.
 std::string words_for(sint32 operation, sint32 status);
 
 }  // namespace ovk_cimple

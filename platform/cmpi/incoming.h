@@ -1,7 +1,7 @@
-// The object manager's values, paths and instances as the framework's.
+// Converts the object manager's values, paths and instances to those of the framework.
 //
-// Whatever an object manager may leave out is taken as null. Nothing here keeps or releases an
-// object of the object manager.
+// Whatever an object manager leaves out counts as null. Nothing here keeps or releases an object of
+// the object manager.
 #pragma once
 
 #include "platform/cmpi/cmpi.h"
@@ -18,21 +18,22 @@ enum class Reading {
 // Sets a property from a value, converting by meaning where the types differ.
 Reading read(const CMPIData& data, Instance& holder, const Meta_Property& property, int depth = 0);
 
-// Empty when missing; a leading slash of the name space is left away.
+// What a path holds, or empty when it holds none. A leading slash of the name space is removed.
 String class_name(const CMPIObjectPath* path);
 String name_space(const CMPIObjectPath* path);
 
-// The declared class's repository knows the class of that name, or it is null.
+// The class of that name, from the repository of the declared class. Null for a name that the
+// repository does not know.
 const Meta_Class* find_class(const Meta_Class& declared, const String& name);
 
 // Sets the key properties from the path's keys.
 void read_keys(const CMPIObjectPath* path, Instance& instance, int depth = 0);
 
-// An instance of the path's class, or of the declared one when that is unknown, that holds the
-// path's keys and name space. Null for no path, and for keys that refer to each other too deeply.
+// An instance with the path's keys and name space. Its class is the path's, or the declared one if
+// the path's is unknown. Null for a null path, and for keys that refer to each other too deeply.
 Ref<Instance> read_path(const CMPIObjectPath* path, const Meta_Class& declared, int depth = 0);
 
-// The same with all properties. name_space stands in for a missing one.
+// The same for an instance, with all its properties. name_space replaces one that is missing.
 Ref<Instance> read_instance(const CMPIInstance* instance, const Meta_Class& declared,
                             const String& name_space);
 

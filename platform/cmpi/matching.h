@@ -8,17 +8,17 @@
 
 namespace ovk_cimple {
 
-// Whether both have the same values in the left one's keys, as they look from outside. Both
-// must have those properties.
+// Whether both have the same values in the keys of the left one, as a client sees them. Both must
+// have those properties.
 bool same_keys(const Instance& left, const Instance& right);
 
 // Whether both have the same path. Instances without a name space live in the given one.
 bool same_path(const Instance& left, const Instance& right, const String& name_space);
 
-// Whether it says more than which instance it is.
+// Whether the instance holds anything but its keys.
 bool holds_more_than_keys(const Instance& instance);
 
-// A client's question. Null or empty names leave the answer open.
+// A client's question. A null or empty name does not restrict the answer.
 struct Association_Query {
   const char* association_class;
   const char* role;
@@ -35,14 +35,14 @@ class Association_Filter {
                      const Association_Query& query);
 
   // Whether any instance can match. An object manager may ask every association provider about
-  // every object, and an enumeration can be dear.
+  // every object, and an enumeration may cost seconds.
   bool possible() const { return !ends_.empty(); }
 
-  // What the association contributes to the answer: itself once, or its far ends.
+  // What one association adds to the answer: itself, or its far ends.
   std::vector<Ref<Instance>> results(const Ref<Instance>& association, const Instance& source,
                                      const String& name_space) const;
 
-  // Whether an instance may stand in the answer by its class.
+  // Whether the class of an instance allows it in the answer.
   bool fits(const Instance& result) const;
 
  private:

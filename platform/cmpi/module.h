@@ -1,13 +1,12 @@
-// What the outer shell of every module is made of: its list of registrations and its CMPI entry
-// points.
+// What every module needs for its list of registrations and its CMPI entry points.
 #pragma once
 
 #include "platform/cmpi/adapter.h"
 
 namespace ovk_cimple {
 
-// Defined by the module: the list that its cimple_module() answers with, and the name that every
-// record of it bears.
+// The module defines these: the list that its cimple_module() returns, and the name in each record
+// of the list.
 extern Registration* _cimple_registration_head;
 extern const char* _cimple_module_name;
 
@@ -18,7 +17,7 @@ inline void add_provider(Registration& record, const char* provider_name, Dispat
   _cimple_registration_head = &record;
 }
 
-// Null when the adapter could not create the interface; it has said why.
+// Null when the adapter could not create the interface. The adapter has logged the reason.
 template <class Interface>
 Interface* create_interface(Cmpi_Static_Data& data, const Registration& registration,
                             const CMPIBroker* broker, const CMPIContext* context, char kind) {
@@ -32,7 +31,7 @@ Interface* create_interface(Cmpi_Static_Data& data, const Registration& registra
 
 // Defines, inside extern "C", the entry point for one Kind of interface (Instance, Method,
 // Association) of a provider, whose static data is in scope. Entry points take broker and context
-// only: a third argument that an object manager passes, for a status, is left alone.
+// only. If an object manager passes a third argument for a status, it is ignored.
 #define OVK_CIMPLE_ENTRY_POINT(Provider, Kind, registration)                                       \
   OVK_CIMPLE_EXPORT CMPI##Kind##MI* Provider##_Create_##Kind##MI(const CMPIBroker* broker,         \
                                                                  const CMPIContext* context) {     \

@@ -1,4 +1,4 @@
-// The framework's values, instances and paths as objects of the object manager.
+// Makes objects of the object manager from the framework's values, instances and paths.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,7 @@ class Outgoing_Value {
   explicit Outgoing_Value(CMPIType type) : type_(type) {}
 
   CMPIType type() const { return type_; }
-  // Null for a CIM null.
+  // Null if the CIM value is null.
   const CMPIValue* value() const { return value_ ? &*value_ : nullptr; }
 
   template <class Member, class Value>
@@ -45,8 +45,8 @@ class Outgoing_Value {
       made_;
 };
 
-// The properties that a client asked for, class by class. Keys always belong to them, since a
-// client that leaves them out still wants to know which instance it sees.
+// The properties that a client asked for, class by class. They always include the keys, since a
+// client that does not ask for the keys still needs to know which instance it sees.
 class Selection {
  public:
   // A null list selects everything; it must outlive the selection.
@@ -70,7 +70,7 @@ class Selection {
   std::vector<Outgoing_Value> key_values_;
 };
 
-// Makes the objects. They are released as soon as their handle goes: the object manager copies
+// Makes the objects. Each is released when its handle is destroyed, since the object manager copies
 // what is handed over.
 class Translator {
  public:
@@ -82,7 +82,7 @@ class Translator {
   const String& name_space() const { return name_space_; }
 
   Outgoing_Value value(const Instance& holder, const Meta_Property& property, int depth = 0) const;
-  // Keys that are null are left out: a path cannot hold them.
+  // Keys that are null are left out, because a path cannot hold them.
   Made<CMPIObjectPath> path(const Instance& instance, int depth = 0) const;
   Made<CMPIObjectPath> class_path(const char* name_space, const char* class_name) const;
   Made<CMPIInstance> instance(const Instance& instance, Selection& selection) const;

@@ -1,5 +1,5 @@
-// Single values by their meaning rather than their type: object managers deliver keys and
-// untyped arguments in wider or other types than the class declares.
+// Converts single values by their meaning, since object managers deliver keys and untyped arguments
+// in wider or other types than the class declares.
 #pragma once
 
 #include <charconv>
@@ -16,8 +16,8 @@ namespace ovk_cimple {
 
 using Scalar = std::variant<bool, std::uint64_t, std::int64_t, double, std::string>;
 
-// The value as a T, or nothing when a T cannot hold it: numbers out of range, fractions for an
-// integer, texts that are not wholly a number.
+// The value as a T, or nothing when a T cannot hold it: a number out of range, a fraction for an
+// integer, a text that is more than a number.
 template <class T>
 std::optional<T> convert(const Scalar& scalar);
 
@@ -50,7 +50,7 @@ struct Convert<T> {
     return std::in_range<T>(value) ? Result(static_cast<T>(value)) : std::nullopt;
   }
   Result operator()(double value) const {
-    // Both limits are powers of two, so that they are exact.
+    // Both limits are powers of two, so that a floating-point number holds them exactly.
     constexpr int bits = 8 * sizeof(T) - std::signed_integral<T>;
     const double beyond = std::ldexp(1.0, bits);
     const double least = std::signed_integral<T> ? -beyond : 0.0;
