@@ -1,11 +1,11 @@
 #include "platform/support/log_file.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -14,98 +14,63 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <string_view>
 
+#include "platform/descriptor.h"
 #include "platform/support/log_text.h"
+#include "platform/support/process_id.h"
+#include "platform/support/signal_free_write.h"
 
 namespace NKVRHVX20 {
 
 namespace {
 
-// Whether a write may send a signal: into a pipe or socket, or past a limit of the process.
-bool MaySendSignal(const struct stat& status) {
-  rlimit limit{};
-  return !S_ISREG(status.st_mode) || getrlimit(RLIMIT_FSIZE, &limit) != 0 ||
-         limit.rlim_cur != RLIM_INFINITY;
-}
+using platform::Descriptor;
 
-// The error number, or 0.
-int WriteOnce(int descriptor, std::string_view line) {
-  return write(descriptor, line.data(), line.size()) < 0 ? errno : 0;
-}
-
-// The same where it may send a signal. A broken pipe or a file size limit sends the thread one that
-// would end the host; the signal is held back and taken away again, its disposition stays the
-// host's.
-int WriteWithoutSignal(int descriptor, std::string_view line) {
-  sigset_t fatal;
-  sigset_t before;
-  sigset_t pending;
-  sigemptyset(&fatal);
-  sigaddset(&fatal, SIGPIPE);
-  sigaddset(&fatal, SIGXFSZ);
-  sigpending(&pending);
-  pthread_sigmask(SIG_BLOCK, &fatal, &before);
-  const int error = WriteOnce(descriptor, line);
-  const int sent = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
-  if (sent != 0 && !sigismember(&pending, sent)) {
-    const timespec now{};
-    sigset_t ours;
-    sigemptyset(&ours);
-    sigaddset(&ours, sent);
-    sigtimedwait(&ours, nullptr, &now);
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return error;
-}
-
-int Open(const std::string& path) {
+Descriptor open_log(const std::string& path) {
   // A named pipe that nobody reads must not hold up the caller.
-  return open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY,
-              0640);
+  return Descriptor(
+      open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0640));
 }
 
-bool IsFull(int descriptor, struct stat& status) {
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
-         status.st_size >= kLogFileLimit;
+bool is_full(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_size >= kLogFileLimit;
 }
 
-// Moves the full file away, unless another process has done so or is about to: whoever does not
-// get the lock writes on where it is.
-void MoveAway(int descriptor, const std::string& path, const struct stat& full) {
-  if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) return;
+// Whether writing may send a signal even for a file. By the kernel's own call, which takes half the
+// time of the C library's: every line asks, as the host may set a limit at any moment.
+bool sizes_are_limited() {
+  rlimit limit{};
+  return syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+}
+
+bool names(const std::string& path, const struct stat& file) {
   struct stat present {};
-  if (stat(path.c_str(), &present) == 0 && present.st_dev == full.st_dev &&
-      present.st_ino == full.st_ino)
-    std::rename(path.c_str(), (path + ".1").c_str());
-  flock(descriptor, LOCK_UN);
+  return stat(path.c_str(), &present) == 0 && present.st_dev == file.st_dev &&
+         present.st_ino == file.st_ino;
 }
 
-// False when the file cannot be opened.
-bool AppendToFile(const std::string& path, std::string_view line) {
-  int file = Open(path);
-  if (file < 0) return false;
-  struct stat status {};
-  if (IsFull(file, status)) {
-    MoveAway(file, path, status);
-    const int fresh = Open(path);
-    if (fresh >= 0) {
-      close(file);
-      file = fresh;
-      status = {};  // whatever it is by now
-    }
-  }
-  MaySendSignal(status) ? WriteWithoutSignal(file, line) : WriteOnce(file, line);
-  close(file);
-  return true;
+// Moves the full file away, unless another thread or process has done so or is about to: whoever
+// does not get the lock writes on where it is. The lock belongs to the opening of the file, so the
+// descriptor has to be one that was opened for this, and not the one that all threads and forked
+// children share.
+void move_away(const Descriptor& file, const std::string& path, const struct stat& full) {
+  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) return;
+  if (names(path, full)) std::rename(path.c_str(), (path + ".1").c_str());
+  flock(file.get(), LOCK_UN);
+}
+
+std::chrono::nanoseconds time_of(clockid_t clock) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 // Severities 0 to 4 are the journal's priorities error to debug; it adds time and process itself.
-void SendToJournal(const std::string& socketPath, int severity, const std::string& text) {
+void send_to_journal(const std::string& socket_path, int severity, const std::string& text) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (socketPath.size() >= sizeof address.sun_path) return;
-  std::memcpy(address.sun_path, socketPath.data(), socketPath.size());
+  if (socket_path.size() >= sizeof address.sun_path) return;
+  std::memcpy(address.sun_path, socket_path.data(), socket_path.size());
 
   std::string message = "SYSLOG_IDENTIFIER=hddtest\nPRIORITY=";
   message += std::to_string(std::clamp(severity, 0, 4) + 3);
@@ -113,26 +78,63 @@ void SendToJournal(const std::string& socketPath, int severity, const std::strin
   AppendEscaped(message, text, kLogLineLimit);
   message += '\n';
 
-  const int connection = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (connection < 0) return;
-  sendto(connection, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+  const Descriptor connection(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!connection) return;
+  sendto(connection.get(), message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
          reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  close(connection);
-}
-
-std::int64_t Now() {
-  timespec time{};
-  clock_gettime(CLOCK_REALTIME, &time);
-  return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
 }
 
 }  // namespace
 
-void WriteLogLine(const TLogDestination& destination, int severity, const std::string& text) {
-  const std::string line = FormatLogLine(Now(), severity, getpid(), text);
-  const bool opened = destination.fFile == "-" ? WriteWithoutSignal(STDERR_FILENO, line) != EBADF
-                                               : AppendToFile(destination.fFile, line);
-  if (!opened) SendToJournal(destination.fJournalSocket, severity, text);
+std::chrono::nanoseconds monotonic_time() { return time_of(CLOCK_MONOTONIC_COARSE); }
+
+bool LogFile::append(std::string_view line) {
+  return append_to_kept(line) || append_to_opened(line);
+}
+
+// False when the line has not been written: it is to go to a file that is opened for it.
+bool LogFile::append_to_kept(std::string_view line) {
+  const auto kept = descriptor_.look();
+  return kept && is_in_place(*kept, line.size()) && !sizes_are_limited() &&
+         LogDescriptor::append(*kept, line);
+}
+
+// Where the look finds something else, every line looks again until another file is kept.
+bool LogFile::is_in_place(const LogDescriptor::Kept& kept, std::size_t size) {
+  const std::chrono::nanoseconds now = clock_();
+  const bool has_room = room_.fetch_sub(static_cast<std::int64_t>(size)) > 0;
+  if (has_room && now >= kept.seen && now - kept.seen < kLogFileLookTime) return true;
+  struct stat status {};
+  if (fstat(kept.number, &status) != 0 || is_full(status) || !names(path_, status)) return false;
+  room_ = kLogFileLimit - status.st_size - static_cast<std::int64_t>(size);
+  descriptor_.seen(kept, now);
+  return true;
+}
+
+bool LogFile::append_to_opened(std::string_view line) {
+  const std::chrono::nanoseconds begin = clock_();
+  Descriptor file = open_log(path_);
+  struct stat status {};
+  if (!file || fstat(file.get(), &status) != 0) return false;
+  if (is_full(status)) {
+    move_away(file, path_, status);
+    Descriptor fresh = open_log(path_);
+    if (fresh && fstat(fresh.get(), &status) == 0) file = std::move(fresh);
+  }
+  write_without_signal(file.get(), line);
+  if (S_ISREG(status.st_mode) && !sizes_are_limited()) {
+    descriptor_.keep(file.get(), begin);
+    room_ = kLogFileLimit - status.st_size - static_cast<std::int64_t>(line.size());
+  }
+  return true;
+}
+
+void LogDestination::write(int severity, const std::string& text) {
+  const auto time = std::chrono::duration_cast<std::chrono::microseconds>(time_of(CLOCK_REALTIME));
+  const std::string line = FormatLogLine(time.count(), severity, process_id(), text);
+  const bool opened =
+      to_standard_error_ ? write_without_signal(STDERR_FILENO, line) != EBADF : file_.append(line);
+  if (!opened) send_to_journal(journal_socket_, severity, text);
 }
 
 }  // namespace NKVRHVX20

@@ -40,18 +40,23 @@ class FakeJournal {
   int socket_;
 };
 
-class LogFile : public testing::Test {
+class LogDestinationTest : public testing::Test {
  protected:
-  void write_line(const std::string& text) const { WriteLogLine({log_, journal_path_}, 3, text); }
+  void write_line(const std::string& text) { destination_.write(3, text); }
+  // To another place, by what nothing was written with before.
+  void write_elsewhere(const std::string& file, int severity, const std::string& text) const {
+    LogDestination(file, journal_path_).write(severity, text);
+  }
   std::vector<std::string> lines() const { return lines_of(read_file(log_)); }
 
   TemporaryFolder folder_;
   const std::string log_ = folder_ / "log";
   const std::string journal_path_ = folder_ / "journal";
   const FakeJournal journal_{journal_path_};
+  LogDestination destination_{log_, journal_path_};
 };
 
-TEST_F(LogFile, IsCreatedWithItsModeAndAppendedTo) {
+TEST_F(LogDestinationTest, IsCreatedWithItsModeAndAppendedTo) {
   const mode_t before = umask(0);
   write_line("first");
   umask(before);
@@ -61,17 +66,7 @@ TEST_F(LogFile, IsCreatedWithItsModeAndAppendedTo) {
   EXPECT_EQ(journal_.receive(), "");
 }
 
-TEST_F(LogFile, IsFollowedThroughRotation) {
-  write_line("old");
-  fs::rename(log_, folder_ / "rotated");
-  write_line("new");
-  EXPECT_THAT(lines(), ElementsAre(EndsWith(" new")));
-  fs::remove(log_);
-  write_line("newer");
-  EXPECT_THAT(lines(), ElementsAre(EndsWith(" newer")));
-}
-
-TEST_F(LogFile, IsRenamedWhenItHasGrownToTheLimit) {
+TEST_F(LogDestinationTest, IsRenamedWhenItHasGrownToTheLimit) {
   write_file(log_, "");
   fs::resize_file(log_, kLogFileLimit - 1);
   write_line("last");
@@ -82,7 +77,7 @@ TEST_F(LogFile, IsRenamedWhenItHasGrownToTheLimit) {
   EXPECT_GT(fs::file_size(log_ + ".1"), static_cast<std::uintmax_t>(kLogFileLimit));
 }
 
-TEST_F(LogFile, IsRenamedAtTheLimitExactly) {
+TEST_F(LogDestinationTest, IsRenamedAtTheLimitExactly) {
   write_file(log_, "");
   fs::resize_file(log_, kLogFileLimit);
   write_file(log_ + ".1", "earlier");
@@ -91,7 +86,7 @@ TEST_F(LogFile, IsRenamedAtTheLimitExactly) {
   EXPECT_EQ(fs::file_size(log_ + ".1"), static_cast<std::uintmax_t>(kLogFileLimit));
 }
 
-TEST_F(LogFile, IsLeftWhereItIsWhileAnotherHasTheLock) {
+TEST_F(LogDestinationTest, IsLeftWhereItIsWhileAnotherHasTheLock) {
   write_file(log_, "");
   fs::resize_file(log_, kLogFileLimit);
   const int other = open(log_.c_str(), O_RDONLY | O_CLOEXEC);
@@ -102,74 +97,74 @@ TEST_F(LogFile, IsLeftWhereItIsWhileAnotherHasTheLock) {
   close(other);
 }
 
-TEST_F(LogFile, TheJournalTakesWhatCannotBeOpened) {
+TEST_F(LogDestinationTest, TheJournalTakesWhatCannotBeOpened) {
   for (const std::string& file : {folder_.path(), folder_ / "missing/log", std::string()}) {
-    WriteLogLine({file, journal_path_}, 0, "forged\nPRIORITY=0");
+    write_elsewhere(file, 0, "forged\nPRIORITY=0");
     EXPECT_EQ(journal_.receive(),
               "SYSLOG_IDENTIFIER=hddtest\nPRIORITY=3\nMESSAGE=forged\\nPRIORITY=0\n");
   }
 }
 
-TEST_F(LogFile, SeveritiesBecomeTheJournalsPriorities) {
+TEST_F(LogDestinationTest, SeveritiesBecomeTheJournalsPriorities) {
   const struct {
     int severity;
     const char* priority;
   } cases[] = {{-1, "=3\n"}, {0, "=3\n"}, {1, "=4\n"}, {2, "=5\n"},
                {3, "=6\n"},  {4, "=7\n"}, {9, "=7\n"}};
   for (const auto& [severity, priority] : cases) {
-    WriteLogLine({folder_.path(), journal_path_}, severity, "");
+    write_elsewhere(folder_.path(), severity, "");
     EXPECT_THAT(journal_.receive(), testing::HasSubstr(std::string("PRIORITY") + priority));
   }
 }
 
-TEST_F(LogFile, APipeThatNobodyReadsDoesNotHoldTheCaller) {
+TEST_F(LogDestinationTest, APipeThatNobodyReadsDoesNotHoldTheCaller) {
   ASSERT_EQ(mkfifo(log_.c_str(), 0600), 0);
   write_line("text");
   EXPECT_THAT(journal_.receive(), EndsWith("MESSAGE=text\n"));
 }
 
-TEST_F(LogFile, WithoutFileAndJournalTheLineIsDropped) {
-  WriteLogLine({folder_.path(), folder_ / "no-journal"}, 0, "text");
-  WriteLogLine({folder_.path(), std::string(200, 'x')}, 0, "text");
+TEST_F(LogDestinationTest, WithoutFileAndJournalTheLineIsDropped) {
+  LogDestination(folder_.path(), folder_ / "no-journal").write(0, "text");
+  LogDestination(folder_.path(), std::string(200, 'x')).write(0, "text");
   EXPECT_EQ(journal_.receive(), "");
 }
 
-TEST_F(LogFile, FileAndJournalGetTheBeginningOfALongText) {
+TEST_F(LogDestinationTest, FileAndJournalGetTheBeginningOfALongText) {
   const std::string text(10'000'000, 'x');
   write_line(text);
-  WriteLogLine({folder_.path(), journal_path_}, 0, text);
+  write_elsewhere(folder_.path(), 0, text);
   EXPECT_EQ(fs::file_size(log_), kLogLineLimit);
   EXPECT_THAT(lines(), ElementsAre(EndsWith("xxx... (10000000 bytes)")));
   EXPECT_THAT(journal_.receive(), EndsWith("xxx... (10000000 bytes)\n"));
 }
 
-TEST_F(LogFile, AFullJournalDoesNotHoldTheCaller) {
-  for (int i = 0; i < 10'000; ++i) WriteLogLine({folder_.path(), journal_path_}, 0, "text");
+TEST_F(LogDestinationTest, AFullJournalDoesNotHoldTheCaller) {
+  for (int i = 0; i < 10'000; ++i) write_elsewhere(folder_.path(), 0, "text");
   EXPECT_THAT(journal_.receive(), EndsWith("MESSAGE=text\n"));
 }
 
-TEST_F(LogFile, StandardErrorMayBeClosed) {
+TEST_F(LogDestinationTest, StandardErrorMayBeClosed) {
   in_child([&] {
     close(STDERR_FILENO);
-    WriteLogLine({"-", journal_path_}, 1, "text");
+    write_elsewhere("-", 1, "text");
     return std::string();
   });
   EXPECT_THAT(journal_.receive(), EndsWith("PRIORITY=4\nMESSAGE=text\n"));
 }
 
-TEST_F(LogFile, ABrokenPipeDoesNotKillTheHost) {
+TEST_F(LogDestinationTest, ABrokenPipeDoesNotKillTheHost) {
   const std::string result = in_child([] {
     int ends[2];
     if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) < 0) return std::string("pipe");
     close(ends[0]);
     ::signal(SIGPIPE, SIG_DFL);
-    WriteLogLine({"-"}, 1, "text");
+    LogDestination("-").write(1, "text");
     return std::string("alive");
   });
   EXPECT_EQ(result, "alive");
 }
 
-TEST_F(LogFile, AFileSizeLimitDoesNotKillTheHost) {
+TEST_F(LogDestinationTest, AFileSizeLimitDoesNotKillTheHost) {
   write_file(log_, "12345");
   const std::string result = in_child([&] {
     const rlimit limit{5, 5};
@@ -182,10 +177,17 @@ TEST_F(LogFile, AFileSizeLimitDoesNotKillTheHost) {
   EXPECT_EQ(read_file(log_), "12345");
 }
 
-TEST_F(LogFile, NoDescriptorStaysOpen) {
+TEST_F(LogDestinationTest, KeepsNoDescriptorOfWhatIsNoFile) {
   const std::size_t before = open_descriptors();
-  write_line("text");
-  WriteLogLine({folder_.path(), journal_path_}, 0, "text");
+  write_elsewhere(folder_.path(), 0, "text");
+  LogDestination pipe(folder_ / "pipe", journal_path_);
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  const int reader = open((folder_ / "pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  pipe.write(0, "text");
+  char text[100];
+  EXPECT_GT(read(reader, text, sizeof text), 0);
+  EXPECT_EQ(read(reader, text, sizeof text), 0) << "its reader sees the end";
+  close(reader);
   EXPECT_EQ(open_descriptors(), before);
 }
 

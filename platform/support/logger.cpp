@@ -16,7 +16,9 @@ namespace {
 constexpr const char* kDefaultFile = "/var/log/hvx/diagnostics.log";
 
 struct TSettings {
-  TLogDestination fDestination;
+  explicit TSettings(const std::string& file) : fDestination(file) {}
+
+  LogDestination fDestination;
   int fLevel = ILogger::eTrace;
 };
 
@@ -33,16 +35,18 @@ const std::string& start_directory = *new std::string([] {
   return std::filesystem::current_path(error).string();
 }());
 
-constinit std::atomic<const TSettings*> settings{nullptr};
+constinit std::atomic<TSettings*> settings{nullptr};
 constinit std::atomic<const TSink*> sink{nullptr};
 
-const TSettings* ReadSettings() {
-  auto* result = new TSettings{{.fFile = kDefaultFile}};
-  if (const char* file = std::getenv("HVX_LOG_FILE"); file != nullptr && *file != '\0') {
-    result->fDestination.fFile = file;
-    if (*file != '/' && result->fDestination.fFile != "-")
-      result->fDestination.fFile = start_directory + "/" + file;
-  }
+std::string LogFileName() {
+  const char* const file = std::getenv("HVX_LOG_FILE");
+  if (file == nullptr || *file == '\0') return kDefaultFile;
+  if (*file == '/' || std::string_view(file) == "-") return file;
+  return start_directory + "/" + file;
+}
+
+TSettings* ReadSettings() {
+  auto* result = new TSettings(LogFileName());
   if (const char* level = std::getenv("HVX_LOG_LEVEL"); level != nullptr) {
     const std::string_view text = level;
     int value = 0;
@@ -53,16 +57,16 @@ const TSettings* ReadSettings() {
 }
 
 // Without a lock, which a child forked at the wrong moment would never get.
-[[gnu::noinline]] const TSettings& FirstSettings() {
-  const TSettings* present = nullptr;
-  const TSettings* ours = ReadSettings();
+[[gnu::noinline]] TSettings& FirstSettings() {
+  TSettings* present = nullptr;
+  TSettings* ours = ReadSettings();
   if (settings.compare_exchange_strong(present, ours, std::memory_order_acq_rel)) return *ours;
   delete ours;
   return *present;
 }
 
-const TSettings& Settings() {
-  const TSettings* present = settings.load(std::memory_order_acquire);
+TSettings& Settings() {
+  TSettings* present = settings.load(std::memory_order_acquire);
   return present != nullptr ? *present : FirstSettings();
 }
 
@@ -73,8 +77,8 @@ class TCoreLogger final : public ILogger {
     try {
       if (const TSink* present = sink.load(std::memory_order_acquire))
         if (present->fFunction != nullptr) present->fFunction(severity, text, present->fData);
-      const TSettings& present = Settings();
-      if (severity <= present.fLevel) WriteLogLine(present.fDestination, severity, text);
+      TSettings& present = Settings();
+      if (severity <= present.fLevel) present.fDestination.write(severity, text);
     } catch (...) {
       // Out of memory: the line is dropped, the caller goes on.
     }

@@ -12,15 +12,20 @@
 // is dropped. HVX_LOG_LEVEL (default 3) cuts off higher severities. Both are read once, at the
 // first line; a relative path is resolved against the working directory that the process had
 // when it loaded this library. The file is created with mode 0640 (less what the process's umask
-// takes away), opened anew for every line, and so followed through rotation, and renamed to
-// FILE.1 when it has grown to 64 MiB. Several processes may share it.
+// takes away) and renamed to FILE.1 when it has grown to 64 MiB. Several processes may share it.
 //
-// Safe to call from any thread and after fork: there is no lock and no open file between two
-// lines. Never fails its caller; does not block, unless standard error is a terminal or pipe
-// that does.
+// A process keeps one descriptor of the file, close-on-exec and with a high number. When the path
+// comes to name another file, by rotation for instance, lines go there after 100 ms at most; until
+// its next line a process holds the file that it wrote to last. A host may close the descriptor, or
+// give its number to a file of its own: nothing is written to that. The library stays loaded, as it
+// could not close the descriptor without being asked.
+//
+// Safe to call from any thread and after fork: no lock is waited for. Never fails its caller; does
+// not block, unless standard error is a terminal or pipe that does.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #define HVX_EXPORT __attribute__((visibility("default")))
 
@@ -57,6 +62,7 @@ template <class... Parts>
 void LogParts(ILogger::EHVXLogSeverity severity, const Parts&... parts) {
   if (!IsLogged(severity)) return;
   std::string text;
+  text.reserve((std::string_view(parts).size() + ...));
   (text.append(parts), ...);
   TRootObject::GetCoreLogger()->Log(severity, text);
 }

@@ -1,8 +1,10 @@
 #include "platform/support/logger.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
 #include <map>
+#include <sstream>
 
 #include "platform/support/support_test.h"
 
@@ -121,12 +123,58 @@ TEST_F(Logger, ProcessesAndThreadsShareAFileWithoutTearingLines) {
   }
 }
 
+// The processes whose lines end so.
+std::map<std::string, int> processes_of(const std::vector<std::string>& lines,
+                                        const std::string& end) {
+  std::map<std::string, int> count;
+  for (const std::string& line : lines) {
+    std::istringstream words(line);
+    std::string time, severity, process;
+    words >> time >> severity >> process;
+    if (line.ends_with(end)) ++count[process];
+  }
+  return count;
+}
+
 TEST_F(Logger, AForkedChildLogsWhileOtherThreadsDo) {
   client(to_log_, "fork-log 50");
-  const std::vector<std::string> written = lines();
-  EXPECT_EQ(std::count_if(written.begin(), written.end(),
-                          [](const std::string& line) { return line.ends_with(" child"); }),
-            50);
+  const auto children = processes_of(lines(), " child");
+  const auto parents = processes_of(lines(), " parent");
+  EXPECT_EQ(children.size(), 50u);
+  EXPECT_EQ(parents.size(), 1u);
+  EXPECT_FALSE(children.contains(parents.begin()->first));
+}
+
+TEST_F(Logger, AChangeOfTheFilesNameDuringTheLifeOfAProcessHasNoEffect) {
+  client(to_log_, "renamed-log " + (folder_ / "other") + " text");
+  EXPECT_EQ(lines().size(), 2u);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "other"));
+}
+
+TEST_F(Logger, SurvivesAHostThatClosesAndReusesEveryDescriptor) {
+  client(to_log_, "closed-log " + (folder_ / "host_file") + " text");
+  EXPECT_EQ(lines().size(), 2u);
+  EXPECT_EQ(read_file(folder_ / "host_file"), "");
+}
+
+TEST_F(Logger, LeavesNoDescriptorBehindWhenItIsUnloadedAndLoaded) {
+  Dl_info library{};
+  ASSERT_NE(dladdr(reinterpret_cast<const void*>(&TRootObject::GetCoreLogger), &library), 0);
+  const std::string copy = folder_ / "libcopy.so";  // one that no program has loaded
+  std::filesystem::copy_file(library.dli_fname, copy);
+  setenv("HVX_LOG_FILE", log_.c_str(), 1);
+  const auto log_by_copy = [&] {
+    void* const loaded = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+    const auto logger = reinterpret_cast<ILogger* (*)()>(
+        dlsym(loaded, "_ZN9NKVRHVX2011TRootObject13GetCoreLoggerEv"));
+    logger()->Log(ILogger::eError, "text");
+    dlclose(loaded);
+  };
+  log_by_copy();
+  const std::size_t before = open_descriptors();
+  log_by_copy();
+  EXPECT_EQ(open_descriptors(), before);
+  EXPECT_EQ(lines().size(), 2u);
 }
 
 }  // namespace

@@ -8,8 +8,12 @@
 //   support_client fork-log COUNT                    forks so many children that log "child", while
 //                                                    a thread logs "parent"
 //   support_client moved-log DIRECTORY TEXT          changes there, then logs
+//   support_client renamed-log FILE TEXT             logs, sets HVX_LOG_FILE to the file, logs
+//   support_client closed-log FILE TEXT              logs, makes every descriptor one of the file,
+//                                                    logs
 //   support_client sink-log SEVERITY TEXT            prints what a sink gets
 //   support_client time                              prints the local time
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,6 +21,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
 #include <string>
 #include <thread>
@@ -65,6 +70,16 @@ void LogInChildren(int count) {
   other.join();
 }
 
+// As a host that closes everything and opens files of its own.
+void ReplaceDescriptors(const std::string& path) {
+  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  std::vector<int> numbers;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    numbers.push_back(std::stoi(entry.path().filename().string()));
+  for (const int number : numbers)
+    if (number > STDERR_FILENO) dup2(file, number);
+}
+
 }  // namespace
 
 int main(int count, char** values) {
@@ -90,6 +105,14 @@ int main(int count, char** values) {
     LogInChildren(std::stoi(words[1]));
   } else if (command == "moved-log" && words.size() == 3) {
     if (chdir(words[1].c_str()) != 0) return 1;
+    logger.Log(ILogger::eError, words[2]);
+  } else if (command == "renamed-log" && words.size() == 3) {
+    logger.Log(ILogger::eError, words[2]);
+    setenv("HVX_LOG_FILE", words[1].c_str(), 1);
+    logger.Log(ILogger::eError, words[2]);
+  } else if (command == "closed-log" && words.size() == 3) {
+    logger.Log(ILogger::eError, words[2]);
+    ReplaceDescriptors(words[1]);
     logger.Log(ILogger::eError, words[2]);
   } else if (command == "sink-log" && words.size() == 3) {
     SetLogSink(&Print, stdout);

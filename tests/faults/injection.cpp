@@ -131,6 +131,12 @@ EXPORT ssize_t write(int file, const void* data, size_t size) {
   return has_to_fail_with(Call::write, ENOSPC) ? -1 : original(file, data, size);
 }
 
+// A line of the log, and nothing else.
+EXPORT ssize_t pwrite(int file, const void* data, size_t size, off_t offset) {
+  static const auto original = next<ssize_t(int, const void*, size_t, off_t)>("pwrite");
+  return has_to_fail_with(Call::write, ENOSPC) ? -1 : original(file, data, size, offset);
+}
+
 // Only the logger sends, and only to the machine's journal, which must not hear of tests.
 EXPORT ssize_t sendto(int, const void* data, size_t size, int, const sockaddr*, socklen_t) {
   if (has_to_fail_with(Call::write, ENOSPC)) return -1;
@@ -157,6 +163,7 @@ EXPORT int clock_gettime(clockid_t clock, timespec* time) {
   static const auto original = next<int(clockid_t, timespec*)>("clock_gettime");
   const int result = original(clock, time);
   if (clock == CLOCK_REALTIME) time->tv_sec += settings().clock_jump;
+  if (clock == CLOCK_MONOTONIC_COARSE) time->tv_sec += settings().log_looks;
   if (clock == CLOCK_MONOTONIC && settings().hurry > 1) {
     const std::int64_t nanoseconds = time->tv_sec * std::int64_t{1'000'000'000} + time->tv_nsec;
     time->tv_sec = nanoseconds / 1'000'000'000 * settings().hurry;

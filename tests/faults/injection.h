@@ -27,9 +27,11 @@ struct Settings {
   // the helper of the process runner.
   int hurry = 1;
   std::int64_t clock_jump = 0;  // seconds that the wall clock is off
-  std::string hidden;           // no file whose path ends so exists, to stat
-  std::string journal;          // a file that takes what is sent to the machine's journal
-  std::string refused;          // a function of the object manager that always fails
+  // How often the logger has been made to look at its file, by a second of its clock each time.
+  std::int64_t log_looks = 0;
+  std::string hidden;   // no file whose path ends so exists, to stat
+  std::string journal;  // a file that takes what is sent to the machine's journal
+  std::string refused;  // a function of the object manager that always fails
   std::function<void()> on_sleep;
   std::function<void()> on_open;  // before each open of the next operation
 };
