@@ -15,8 +15,7 @@ struct Field {
   unsigned first, size, lowest, highest;
 };
 
-// Day 31 of a short month is let through: such texts are in use, and mean the first days of the
-// next month everywhere.
+// Of every month 31 days, and of every minute 61 seconds: see the header.
 constexpr std::array<Field, 8> kStamp{{{0, 4, 0, 9999},
                                        {4, 2, 1, 12},
                                        {6, 2, 1, 31},

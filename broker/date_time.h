@@ -1,6 +1,11 @@
 // The 25-character text of a CIM datetime (DSP0004): yyyymmddhhmmss.uuuuuuSooo for a time stamp, S
 // being + or - and ooo minutes from UTC, or ddddddddhhmmss.uuuuuu:000 for an interval. Digits that
 // are not significant may be asterisks: whole fields, beginning with the rightmost.
+//
+// Texts are handed on as they came, so more is taken here than by the framework, which makes values
+// of them (platform/framework/datetime.cpp) and refuses asterisks, second 60 and 31 February. Day
+// 31 of a short month is in use, and means the first days of the next month. Second 60 is a leap
+// second, and counts as the first second of the next minute.
 #pragma once
 
 #include <cstdint>

@@ -57,6 +57,9 @@ Datetime Datetime::now() {
   return time_stamp(now.microseconds, now.minutes_from_utc);
 }
 
+// Stricter than the object manager, which hands texts on without making values of them, and takes
+// asterisks, 31 February and second 60 (broker/date_time.h). A value has no place for the first,
+// and could tell the others from no other day and second.
 std::optional<Datetime> Datetime::parse(std::string_view text) {
   if (text.size() != length || text[14] != '.') return std::nullopt;
   const sint64 hours = number(text, 8, 2);

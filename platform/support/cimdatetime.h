@@ -8,7 +8,8 @@
 
 namespace NKVRHVX20 {
 
-// A point in time with the minutes by which its local time is ahead of UTC. A plain value.
+// A point in time with the minutes by which its local time is ahead of UTC. A plain value, which is
+// written and never read from a text.
 class HVX_EXPORT TCIMDateTime {
  public:
   // Microseconds since 1970-01-01T00:00 UTC; local years 0 to 9999 and offsets of -999 to 999
