@@ -10,7 +10,7 @@
 #include "engine/trace.h"
 #include "platform/support/osspecific.h"
 
-using engine::Failure;
+using engine::log_error;
 using engine::Trace;
 
 namespace engine {
@@ -56,14 +56,14 @@ HDDIAG_TEST_STATUS StatusAfterTimeOut(THDDTest& engine, const std::string& devic
     // Such a log reads the same after the test as before. "stauts" is kept on purpose, as are
     // the two blanks below and the severity of this line, which is no failure: it stands among
     // the failures in the log.
-    Failure("Log structure on " + device +
-            " is full and all entries are in the same stauts, assume Self-Test has been done.");
+    log_error("Log structure on " + device +
+              " is full and all entries are in the same stauts, assume Self-Test has been done.");
     engine.GetLatestSelfTestStatus(log, status);
   } else if (engine::KeepsNoLog(log)) {
-    Failure("Self-Test  on " + device + " is not supported");
+    log_error("Self-Test  on " + device + " is not supported");
     status = HDDIAG_TEST_ABORTED;
   } else {
-    Failure("Self-Test  on " + device + " does not finish in pre-set time.");
+    log_error("Self-Test  on " + device + " does not finish in pre-set time.");
   }
   return status;
 }
@@ -106,11 +106,11 @@ HDDIAG_TEST_STATUS TestDrive(THDDTest& engine, const std::string& device) {
   Trace("Check SMART support status: ErrorRet = " + std::to_string(status) +
         "\nCheck SMART support status: Smart Message \n" + output);
   if (engine::StepFailed(status)) {
-    Failure("Check SMART support status " + device + " Failed");
+    log_error("Check SMART support status " + device + " Failed");
     return HDDIAG_TEST_FAILED;
   }
   if (!enabled) {
-    Failure("SMART is not enabled on " + device);
+    log_error("SMART is not enabled on " + device);
     return HDDIAG_TEST_FAILED;
   }
 
@@ -120,7 +120,7 @@ HDDIAG_TEST_STATUS TestDrive(THDDTest& engine, const std::string& device) {
   Trace("Retrieve test logs: ErrorRet = " + std::to_string(status) +
         "\nRetrieve test logs: Smart Message \n" + baseline);
   if (engine::StepFailed(status)) {
-    Failure("Retrieve test logs on " + device + " Failed");
+    log_error("Retrieve test logs on " + device + " Failed");
     return HDDIAG_TEST_FAILED;
   }
 
@@ -130,7 +130,7 @@ HDDIAG_TEST_STATUS TestDrive(THDDTest& engine, const std::string& device) {
   Trace("Trigger Self-Test: ErrorRet = " + std::to_string(status) +
         "\nTrigger Self-Test: Smart Message\n" + output);
   if (engine::StepFailed(status)) {
-    Failure("Trigger Self-Test on " + device + " Failed");
+    log_error("Trigger Self-Test on " + device + " Failed");
     return HDDIAG_TEST_FAILED;
   }
   return PollLog(engine, device, baseline);

@@ -12,7 +12,7 @@ void Trace(const Parts&... parts) {
   NKVRHVX20::LogParts(NKVRHVX20::ILogger::eTrace, parts...);
 }
 
-inline void Failure(const std::string& text) {
+inline void log_error(const std::string& text) {
   using NKVRHVX20::ILogger;
   NKVRHVX20::TRootObject::GetCoreLogger()->Log(ILogger::eError, text);
 }
