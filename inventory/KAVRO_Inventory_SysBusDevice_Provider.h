@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inventory/provider.h"
+#include "inventory/inventory_provider.h"
 #include "model/KAVRO_SysBusDevice.h"
 
 namespace ovk_cimple {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "inventory/text.h"
+#include "inventory/device_text.h"
 
 namespace inventory {
 

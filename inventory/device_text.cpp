@@ -1,4 +1,4 @@
-#include "inventory/text.h"
+#include "inventory/device_text.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "inventory/connection.h"
-#include "inventory/text.h"
+#include "inventory/device_text.h"
 
 namespace inventory {
 

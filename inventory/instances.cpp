@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "inventory/text.h"
+#include "inventory/device_text.h"
 #include "platform/framework/module_unit.h"
 
 namespace ovk_cimple {

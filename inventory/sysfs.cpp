@@ -8,7 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "inventory/text.h"
+#include "inventory/device_text.h"
+#include "platform/descriptor.h"
 
 namespace inventory {
 
@@ -40,11 +41,11 @@ Sysfs::Sysfs(std::string root) : root_(std::move(root)) {
 }
 
 std::optional<std::string> Sysfs::bytes(const std::string& path) const {
-  const int file = open((root_ + path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (file < 0) return std::nullopt;
+  const platform::Descriptor file(
+      open((root_ + path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file) return std::nullopt;
   char buffer[4096];
-  const ssize_t size = read(file, buffer, sizeof buffer);
-  close(file);
+  const ssize_t size = read(file.get(), buffer, sizeof buffer);
   if (size < 0) return std::nullopt;
   return std::string(buffer, static_cast<std::size_t>(size));
 }

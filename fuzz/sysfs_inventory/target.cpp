@@ -10,9 +10,9 @@
 
 #include "fuzz/scratch_folder.h"
 #include "inventory/bus_device.h"
+#include "inventory/device_text.h"
 #include "inventory/drive.h"
 #include "inventory/machine.h"
-#include "inventory/text.h"
 
 namespace {
 
