@@ -15,6 +15,7 @@
 #include "cli/log_listener.h"
 #include "cli/manager.h"
 #include "cli/object_managers.h"
+#include "platform/descriptor.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
 #include "results/message_file.h"
@@ -62,11 +63,9 @@ std::string writing_fault(const fs::path& file) {
     if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0) return {};
     return folder.string() + ": " + std::strerror(errno);
   }
-  const int descriptor =
-      open(file.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) return file.string() + ": " + std::strerror(errno);
-  close(descriptor);
-  return {};
+  const platform::Descriptor opened(
+      open(file.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  return opened ? std::string() : file.string() + ": " + std::strerror(errno);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "cli/failure.h"
+#include "platform/descriptor.h"
 
 namespace cli {
 
@@ -42,11 +43,10 @@ void enter_data_folder(const Places& places) {
 }
 
 std::string reading_fault(const fs::path& file) {
-  const int descriptor = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return std::strerror(errno);
+  const platform::Descriptor opened(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!opened) return std::strerror(errno);
   struct stat status {};
-  const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-  close(descriptor);
+  const bool regular = fstat(opened.get(), &status) == 0 && S_ISREG(status.st_mode);
   return regular ? "" : "not a regular file";
 }
 

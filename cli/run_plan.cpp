@@ -9,6 +9,7 @@
 
 #include "cli/drive_run.h"
 #include "cli/near_match.h"
+#include "platform/descriptor.h"
 
 namespace cli {
 namespace {
@@ -34,9 +35,8 @@ void add(std::vector<PlannedDrive>& plan, PlannedDrive drive) {
 // Nothing, or why this user may not use the device. The module would call a test failed that
 // smartctl may not start.
 std::optional<std::string> opening_fault(const std::string& device) {
-  const int descriptor = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor >= 0) close(descriptor);
-  if (descriptor >= 0 || (errno != EACCES && errno != EPERM)) return std::nullopt;
+  const platform::Descriptor opened(open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (opened || (errno != EACCES && errno != EPERM)) return std::nullopt;
   return std::string(std::strerror(errno)) + "; " + permission_advice(geteuid() == 0);
 }
 

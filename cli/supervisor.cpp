@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdlib>
 
+#include "platform/descriptor.h"
+
 namespace cli {
 
 void notify_supervisor(std::string_view state) {
@@ -18,11 +20,10 @@ void notify_supervisor(std::string_view state) {
   place.copy(address.sun_path, place.size());
   if (place.front() == '@') address.sun_path[0] = '\0';
   const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + place.size());
-  const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (socket < 0) return;
-  sendto(socket, state.data(), state.size(), MSG_NOSIGNAL, reinterpret_cast<sockaddr*>(&address),
-         length);
-  close(socket);
+  const platform::Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!socket) return;
+  sendto(socket.get(), state.data(), state.size(), MSG_NOSIGNAL,
+         reinterpret_cast<sockaddr*>(&address), length);
 }
 
 }  // namespace cli

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include "cli/failure.h"
 #include "cli/manager.h"
 #include "cli/output.h"
+#include "platform/spawn_plan.h"
 
 namespace cli {
 namespace {
@@ -78,43 +78,21 @@ DriveResult unpack(const Json& json) {
   return result;
 }
 
-// What the started process is given: its own group, no blocked signals, the folder that the command
-// was called in (relative paths of the environment begin there), a pipe for its output.
-class Start {
- public:
-  Start(const std::filesystem::path& folder, int output) {
-    posix_spawn_file_actions_init(&actions_);
-    posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    std::error_code error;
-    if (std::filesystem::is_directory(folder, error))
-      posix_spawn_file_actions_addchdir_np(&actions_, folder.c_str());
-    posix_spawnattr_init(&attributes_);
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes_, &none);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
-  }
-  Start(const Start&) = delete;
-  ~Start() {
-    posix_spawn_file_actions_destroy(&actions_);
-    posix_spawnattr_destroy(&attributes_);
-  }
-
-  // An error number, or 0.
-  int operator()(const std::vector<std::string>& arguments, pid_t& process) const {
-    std::vector<char*> pointers;
-    for (const std::string& argument : arguments)
-      pointers.push_back(const_cast<char*>(argument.c_str()));
-    pointers.push_back(nullptr);
-    return posix_spawn(&process, "/proc/self/exe", &actions_, &attributes_, pointers.data(),
-                       environ);
-  }
-
- private:
-  posix_spawn_file_actions_t actions_;
-  posix_spawnattr_t attributes_;
-};
+// Starts this program anew, in the folder that the command was called in (relative paths of the
+// environment begin there), with a pipe for its output. Returns an error number, or 0.
+int start_ourselves(pid_t& process, const std::filesystem::path& folder,
+                    const platform::Descriptor& output, const std::vector<std::string>& arguments) {
+  platform::SpawnPlan plan;
+  plan.give(output.get(), STDOUT_FILENO);
+  plan.open(STDIN_FILENO, "/dev/null", O_RDONLY);
+  std::error_code error;
+  if (std::filesystem::is_directory(folder, error)) plan.enter(folder.c_str());
+  std::vector<char*> pointers;
+  for (const std::string& argument : arguments)
+    pointers.push_back(const_cast<char*>(argument.c_str()));
+  pointers.push_back(nullptr);
+  return plan.start(process, "/proc/self/exe", pointers.data());
+}
 
 }  // namespace
 
@@ -137,18 +115,16 @@ int work(const Places& places, const std::string& device) {
 
 Worker::Worker(const Places& places, const std::string& device) {
   result_.device = device;
-  int ends[2];
-  int error = pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno;
-  if (error == 0) {
-    error = Start(places.start, ends[1])(
-        {"hddtest", "run", "--worker", "--data", places.data.string(), "--", device}, process_);
-    close(ends[1]);
-    if (error != 0) close(ends[0]);
-  }
+  platform::Pipe pipe = platform::open_pipe();
+  int error = errno;
+  if (pipe.write_end)
+    error = start_ourselves(
+        process_, places.start, pipe.write_end,
+        {"hddtest", "run", "--worker", "--data", places.data.string(), "--", device});
   if (error != 0)
     throw CommandFailure(
         fmt::format("a process for its test cannot be started: {}", strerror(error)));
-  descriptor_ = ends[0];
+  output_ = std::move(pipe.read_end);
 }
 
 Worker::~Worker() {
@@ -162,7 +138,7 @@ bool Worker::read() {
   told_.clear();
   if (ended_) return false;
   char buffer[65536];
-  const ssize_t count = ::read(descriptor_, buffer, sizeof buffer);
+  const ssize_t count = ::read(output_.get(), buffer, sizeof buffer);
   if (count < 0 && errno == EINTR) return true;
   if (count <= 0) {
     end();
@@ -196,7 +172,7 @@ void Worker::end() {
   int status = 0;
   while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
   }
-  close(descriptor_);
+  output_.close();
   ended_ = true;
   if (ended_well_) return;
   result_.verdict.cause = cause_module;

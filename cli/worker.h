@@ -13,6 +13,7 @@
 #include "cli/drive_result.h"
 #include "cli/places.h"
 #include "cli/progress.h"
+#include "platform/descriptor.h"
 
 namespace cli {
 
@@ -29,7 +30,7 @@ class Worker {
   ~Worker();  // kills what is left of it
   Worker(const Worker&) = delete;
 
-  int descriptor() const { return descriptor_; }  // readable when there is news
+  int descriptor() const { return output_.get(); }  // readable when there is news
   // Takes the news, without blocking if the descriptor was readable; false when it has ended.
   bool read();
 
@@ -44,7 +45,7 @@ class Worker {
   void end();
 
   pid_t process_;
-  int descriptor_;
+  platform::Descriptor output_;
   std::string unread_;
   std::string doing_ = "waiting";
   Step step_ = Step::waiting;

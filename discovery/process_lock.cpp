@@ -38,15 +38,12 @@ bool take(int file) {
 
 ProcessLock::ProcessLock()
     : file_(open(place().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
-  if (file_ < 0 || (is_ours_alone(file_) && take(file_))) return;
-  close(file_);
-  file_ = -1;
+  if (!file_ || (is_ours_alone(file_.get()) && take(file_.get()))) return;
+  file_.close();
 }
 
 ProcessLock::~ProcessLock() {
-  if (file_ < 0) return;
-  flock(file_, LOCK_UN);  // also for a child that the host has forked meanwhile
-  close(file_);
+  if (file_) flock(file_.get(), LOCK_UN);  // also for a child that the host has forked meanwhile
 }
 
 }  // namespace discovery

@@ -6,18 +6,19 @@
 // place (an ordinary user's process, a read-only /run) there is no lock, and nobody waits.
 #pragma once
 
+#include "platform/descriptor.h"
+
 namespace discovery {
 
 class ProcessLock {
  public:
   ProcessLock();  // waits
-  ProcessLock(const ProcessLock&) = delete;
   ~ProcessLock();
 
-  bool is_held() const { return file_ >= 0; }
+  bool is_held() const { return bool(file_); }
 
  private:
-  int file_;
+  platform::Descriptor file_;
 };
 
 }  // namespace discovery

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "discovery/process_lock.h"
+#include "platform/descriptor.h"
 #include "platform/support/osspecific.h"
 
 namespace discovery {
@@ -43,13 +44,11 @@ class ScratchFile {
   ScratchFile() : file_(make()) {}
   ScratchFile(const ScratchFile&) = delete;
   ~ScratchFile() {
-    if (file_ < 0) return;
-    remove();
-    close(file_);
+    if (file_) remove();
   }
 
   std::optional<std::string> report_of(const std::string& command) {
-    if (file_ < 0 || !run(command) || !is_in_its_place()) return std::nullopt;
+    if (!file_ || !run(command) || !is_in_its_place()) return std::nullopt;
     return text();
   }
 
@@ -58,33 +57,32 @@ class ScratchFile {
   // leaves a date that tells of it.
   static constexpr timespec unwritten = {0, 0};
 
-  static int make() {
+  static platform::Descriptor make() {
     if (unlink(scratch_file) != 0 && errno == EISDIR) run(removal);
-    const int file = open(scratch_file, O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    platform::Descriptor file(
+        open(scratch_file, O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     const timespec times[] = {unwritten, unwritten};
-    if (file >= 0 && futimens(file, times) != 0) {
-      unlink(scratch_file);
-      close(file);
-      return -1;
-    }
-    return file;
+    if (!file || futimens(file.get(), times) == 0) return file;
+    unlink(scratch_file);
+    return {};
   }
 
   bool is_in_its_place() const {
     struct stat there {};
     struct stat ours {};
-    return lstat(scratch_file, &there) == 0 && fstat(file_, &ours) == 0 &&
+    return lstat(scratch_file, &there) == 0 && fstat(file_.get(), &ours) == 0 &&
            there.st_dev == ours.st_dev && there.st_ino == ours.st_ino;
   }
 
   std::optional<std::string> text() const {
     struct stat status {};
-    if (fstat(file_, &status) != 0 || status.st_size > most_bytes) return std::nullopt;
+    if (fstat(file_.get(), &status) != 0 || status.st_size > most_bytes) return std::nullopt;
     if (status.st_mtim.tv_sec == unwritten.tv_sec && status.st_mtim.tv_nsec == unwritten.tv_nsec)
       return std::nullopt;
     std::string text(static_cast<std::size_t>(status.st_size), '\0');
     for (std::size_t done = 0; done < text.size();) {
-      const ssize_t count = pread(file_, &text[done], text.size() - done, static_cast<off_t>(done));
+      const ssize_t count =
+          pread(file_.get(), &text[done], text.size() - done, static_cast<off_t>(done));
       if (count < 0 && errno == EINTR) continue;
       if (count <= 0) return std::nullopt;
       done += static_cast<std::size_t>(count);
@@ -102,7 +100,7 @@ class ScratchFile {
     if (is_in_its_place()) unlink(scratch_file);
   }
 
-  const int file_;
+  const platform::Descriptor file_;
 };
 
 }  // namespace

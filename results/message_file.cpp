@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/descriptor.h"
 #include "platform/words.h"
 #include "results/TDiagnosticResultParser.h"
 
@@ -89,22 +90,21 @@ std::vector<std::string> message_text_faults(std::string text) {
 }
 
 std::vector<std::string> message_file_faults(const std::filesystem::path& file) {
-  const int descriptor = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return {std::strerror(errno)};
+  const platform::Descriptor opened(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!opened) return {std::strerror(errno)};
   struct stat status {};
-  const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  const bool regular = fstat(opened.get(), &status) == 0 && S_ISREG(status.st_mode);
   // One byte more than the parser takes, so that it says so.
   std::string text(regular ? NKVRHVX20::TXmlParser::kMaximumLength + 1 : 0, '\0');
   std::size_t size = 0;
   ssize_t count = regular ? 1 : 0;
   while (count > 0 && size < text.size()) {
-    count = read(descriptor, text.data() + size, text.size() - size);
+    count = read(opened.get(), text.data() + size, text.size() - size);
     if (count > 0) size += static_cast<std::size_t>(count);
     if (count < 0 && errno == EINTR) count = 1;
   }
-  const std::string fault = !regular ? "not a regular file" : count < 0 ? std::strerror(errno) : "";
-  close(descriptor);
-  if (!fault.empty()) return {fault};
+  if (!regular) return {"not a regular file"};
+  if (count < 0) return {std::strerror(errno)};
   text.resize(size);
   return message_text_faults(std::move(text));
 }

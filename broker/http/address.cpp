@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "platform/descriptor.h"
+
 namespace broker::http {
 namespace {
 
@@ -87,16 +89,15 @@ void Address::set_port(std::uint16_t port) {
 int Address::listen(bool only_v6) {
   socklen_t length = any_.sa_family == AF_INET ? sizeof v4_ : sizeof v6_;
   const int one = 1;
-  const int listener = socket(any_.sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  platform::Descriptor listener(
+      socket(any_.sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   only_v6 = only_v6 && any_.sa_family == AF_INET6;
-  if (listener >= 0 && setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) == 0 &&
-      (!only_v6 || setsockopt(listener, IPPROTO_IPV6, IPV6_V6ONLY, &one, sizeof one) == 0) &&
-      bind(listener, &any_, length) == 0 && ::listen(listener, SOMAXCONN) == 0 &&
-      getsockname(listener, &any_, &length) == 0)
-    return listener;
-  const int error = errno;
-  if (listener >= 0) close(listener);
-  throw std::system_error(error, std::generic_category(), "cannot listen on " + text());
+  if (listener && setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) == 0 &&
+      (!only_v6 || setsockopt(listener.get(), IPPROTO_IPV6, IPV6_V6ONLY, &one, sizeof one) == 0) &&
+      bind(listener.get(), &any_, length) == 0 && ::listen(listener.get(), SOMAXCONN) == 0 &&
+      getsockname(listener.get(), &any_, &length) == 0)
+    return listener.release();
+  throw std::system_error(errno, std::generic_category(), "cannot listen on " + text());
 }
 
 }  // namespace broker::http

@@ -23,17 +23,8 @@ Loop::Loop()
     : epoll_(epoll_create1(EPOLL_CLOEXEC)), event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   epoll_event event{};
   event.events = EPOLLIN;
-  if (epoll_ >= 0 && event_ >= 0 && epoll_ctl(epoll_, EPOLL_CTL_ADD, event_, &event) == 0) return;
-  const int error = errno;
-  if (epoll_ >= 0) close(epoll_);
-  if (event_ >= 0) close(event_);
-  errno = error;
+  if (epoll_ && event_ && epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, event_.get(), &event) == 0) return;
   fail("cannot wait for connections");
-}
-
-Loop::~Loop() {
-  close(epoll_);
-  close(event_);
 }
 
 void Loop::add(const std::shared_ptr<Source>& source, int socket, std::uint32_t events) {
@@ -47,7 +38,7 @@ void Loop::add(const std::shared_ptr<Source>& source, int socket, std::uint32_t 
   epoll_event event{};
   event.events = events;
   event.data.ptr = source.get();
-  if (epoll_ctl(epoll_, EPOLL_CTL_ADD, socket, &event) != 0) {
+  if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, socket, &event) != 0) {
     const int error = errno;
     deadlines_.erase(source->deadline_);
     sources_.erase(place);
@@ -65,7 +56,7 @@ void Loop::want(Source& source, std::uint32_t events) noexcept {
   epoll_event event{};
   event.events = events;
   event.data.ptr = &source;
-  epoll_ctl(epoll_, EPOLL_CTL_MOD, source.socket_, &event);
+  epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, source.socket_, &event);
   source.events_ = events;
 }
 
@@ -78,7 +69,7 @@ void Loop::expire_at(Source& source, Time time) noexcept {
 
 void Loop::remove(Source& source) noexcept {
   if (!std::exchange(source.present_, false)) return;
-  epoll_ctl(epoll_, EPOLL_CTL_DEL, source.socket_, nullptr);
+  epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, source.socket_, nullptr);
   deadlines_.erase(source.deadline_);
   removed_.splice(removed_.end(), sources_, source.place_);
 }
@@ -88,7 +79,7 @@ void Loop::stop() noexcept {
     const std::lock_guard guard(lock_);
     stopping_ = true;
   }
-  eventfd_write(event_, 1);
+  eventfd_write(event_.get(), 1);
 }
 
 void Loop::wake(Source& source) noexcept {
@@ -99,7 +90,7 @@ void Loop::wake(Source& source) noexcept {
     first_woken_ = source.shared_from_this();
     if (source.next_woken_) return;  // the first of the list has told the loop already
   }
-  eventfd_write(event_, 1);
+  eventfd_write(event_.get(), 1);
 }
 
 void Loop::call_woken() {
@@ -133,7 +124,7 @@ void Loop::call_expired() {
 void Loop::hurry() {
   std::unique_lock guard(lock_);
   const unsigned mine = ++hurries_asked_;
-  eventfd_write(event_, 1);
+  eventfd_write(event_.get(), 1);
   changed_.wait(guard, [&] { return hurries_done_ >= mine; });
 }
 
@@ -163,13 +154,13 @@ void Loop::run() {
   std::array<epoll_event, 128> events{};
   while (true) {
     ++round_;
-    const int count =
-        epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds_left());
+    const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()),
+                                 milliseconds_left());
     for (int i = 0; i < count; ++i) {
       Source* const source = static_cast<Source*>(events[static_cast<std::size_t>(i)].data.ptr);
       if (!source) {
         eventfd_t ignored;
-        eventfd_read(event_, &ignored);
+        eventfd_read(event_.get(), &ignored);
       } else if (source->present_) {  // one before it may have ended it
         source->ready(events[static_cast<std::size_t>(i)].events);
       }

@@ -12,6 +12,8 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/descriptor.h"
+
 namespace broker::http {
 
 class Loop {
@@ -40,7 +42,6 @@ class Loop {
   };
 
   Loop();  // throws std::system_error
-  ~Loop();
   Loop(const Loop&) = delete;
 
   // Calls sources until stop, and then each of them once more. The thread that calls this is the
@@ -75,8 +76,8 @@ class Loop {
   void call_hurried(bool to_the_end);
   int milliseconds_left() const;
 
-  int epoll_ = -1;
-  int event_ = -1;  // readable when a thread wants the loop to look
+  platform::Descriptor epoll_;
+  platform::Descriptor event_;  // readable when a thread wants the loop to look
   std::list<std::shared_ptr<Source>> sources_;
   std::list<std::shared_ptr<Source>> removed_;
   std::multimap<Time, Source*> deadlines_;

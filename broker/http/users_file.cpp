@@ -15,31 +15,20 @@
 
 #include "broker/http/password_hash.h"
 #include "broker/http/users.h"
+#include "platform/descriptor.h"
 #include "platform/words.h"
 
 namespace broker::http {
 namespace {
 
 namespace fs = std::filesystem;
+using platform::Descriptor;
 
 constexpr std::size_t most_bytes = std::size_t{1} << 20;
 
 [[noreturn]] void fail(const std::string& doing, const fs::path& file, const std::string& why) {
   throw std::runtime_error("cannot " + doing + " the users file " + file.string() + ": " + why);
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  operator int() const { return number_; }
-
- private:
-  const int number_;
-};
 
 // For an administrator who named another file by mistake.
 constexpr const char* advice =
@@ -101,15 +90,15 @@ void check_text(const fs::path& file, const std::string& text) {
 void replace(const fs::path& file, std::string_view text) {
   std::string name = file.string() + ".XXXXXX";
   const Descriptor descriptor(mkostemp(name.data(), O_CLOEXEC));
-  bool good = descriptor >= 0;
+  bool good = bool(descriptor);
   while (good && !text.empty()) {
-    const ssize_t written = write(descriptor, text.data(), text.size());
+    const ssize_t written = write(descriptor.get(), text.data(), text.size());
     good = written >= 0 || errno == EINTR;
     if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
   }
-  if (good && fsync(descriptor) == 0 && rename(name.c_str(), file.c_str()) == 0) return;
+  if (good && fsync(descriptor.get()) == 0 && rename(name.c_str(), file.c_str()) == 0) return;
   const int error = errno;
-  if (descriptor >= 0) unlink(name.c_str());
+  if (descriptor) unlink(name.c_str());
   fail("write", file, std::strerror(error));
 }
 
@@ -144,14 +133,15 @@ std::string user_name_fault(std::string_view user) {
 
 std::optional<std::string> read_users_file(const fs::path& file) {
   const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (descriptor < 0 && errno == ENOENT) return std::nullopt;
+  if (!descriptor && errno == ENOENT) return std::nullopt;
   struct stat status {};
-  if (descriptor < 0 || fstat(descriptor, &status) != 0) fail("read", file, std::strerror(errno));
+  if (!descriptor || fstat(descriptor.get(), &status) != 0)
+    fail("read", file, std::strerror(errno));
   if (const std::string fault = access_fault(status); !fault.empty()) fail("use", file, fault);
   std::string text(most_bytes + 1, '\0');
   std::size_t size = 0;
   while (size < text.size()) {
-    const ssize_t count = read(descriptor, text.data() + size, text.size() - size);
+    const ssize_t count = read(descriptor.get(), text.data() + size, text.size() - size);
     if (count == 0) break;
     if (count > 0) size += static_cast<std::size_t>(count);
     if (count < 0 && errno != EINTR) fail("read", file, std::strerror(errno));
@@ -181,7 +171,7 @@ void set_password(const fs::path& path, const Credentials& credentials) {
   const fs::path file = target_of(path);
   // One process at a time changes users files of this folder.
   const Descriptor lock(open(folder_of(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (lock < 0 || flock(lock, LOCK_EX) != 0) fail("write", file, std::strerror(errno));
+  if (!lock || flock(lock.get(), LOCK_EX) != 0) fail("write", file, std::strerror(errno));
 
   const std::string before = read_users_file(file).value_or("");
   check_text(file, before);

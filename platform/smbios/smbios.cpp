@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/descriptor.h"
 #include "platform/smbios/table.h"
 
 struct SmBiosTable {
@@ -28,19 +29,18 @@ constexpr std::size_t largest_file = std::size_t{16} * 1024 * 1024;
 std::vector<std::uint8_t> read_file(const char* name) {
   const char* root = std::getenv("HVX_SYSFS_ROOT");
   const std::string path = std::string(root ? root : "") + "/sys/firmware/dmi/tables/" + name;
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return {};
+  const platform::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) return {};
   std::vector<std::uint8_t> bytes;
   std::size_t used = 0;
   ssize_t count = 1;
   while (count != 0 && used <= largest_file) {
     bytes.resize(used + 65536);
-    count = read(file, bytes.data() + used, bytes.size() - used);
+    count = read(file.get(), bytes.data() + used, bytes.size() - used);
     if (count < 0 && errno != EINTR) break;
     if (count > 0) used += static_cast<std::size_t>(count);
     if (count < 0) count = 1;  // interrupted: once more
   }
-  close(file);
   bytes.resize(count == 0 ? used : 0);
   return bytes;
 }

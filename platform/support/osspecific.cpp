@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "platform/descriptor.h"
 #include "platform/local_time.h"
 #include "platform/support/machinetype.h"
 #include "platform/support/process_runner.h"
@@ -22,11 +23,10 @@ namespace {
 std::string ReadDmiText(const char* name) {
   const char* root = std::getenv("HVX_SYSFS_ROOT");
   const std::string path = std::string(root != nullptr ? root : "") + "/sys/class/dmi/id/" + name;
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (file < 0) return {};
+  const platform::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file) return {};
   char text[4096];
-  const ssize_t size = read(file, text, sizeof text);
-  close(file);
+  const ssize_t size = read(file.get(), text, sizeof text);
   std::string result(text, size > 0 ? static_cast<std::size_t>(size) : 0);
   if (result.ends_with('\n')) result.pop_back();
   return result;

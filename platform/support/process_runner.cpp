@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,16 +17,18 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/descriptor.h"
+#include "platform/spawn_plan.h"
 #include "platform/support/hvx_run.h"
 #include "platform/support/logger.h"
 #include "platform/support/program.h"
-
-extern char** environ;
 
 namespace NKVRHVX20 {
 
 namespace {
 
+using platform::Descriptor;
+using platform::Pipe;
 using TClock = std::chrono::steady_clock;
 
 // The helper keeps the time; this much later it counts as stuck and is given up.
@@ -62,81 +63,27 @@ void LogNotStarted(const std::string& program, const std::string& reason) {
 
 std::string MessageOf(int error) { return std::generic_category().message(error); }
 
-class TDescriptor {
- public:
-  explicit TDescriptor(int number = -1) : fNumber(number) {}
-  TDescriptor(TDescriptor&& other) noexcept : fNumber(std::exchange(other.fNumber, -1)) {}
-  TDescriptor& operator=(TDescriptor&& other) noexcept {
-    std::swap(fNumber, other.fNumber);
-    return *this;
-  }
-  ~TDescriptor() { Close(); }
+// The end that a child gets lies above the numbers that it gets there: in a host with closed
+// standard streams a pipe is given those very numbers.
+bool Open(Pipe& pipe) {
+  pipe = platform::open_pipe();
+  if (!pipe.write_end) return false;
+  if (pipe.write_end.get() <= HVX_REPORT_DESCRIPTOR)
+    pipe.write_end =
+        Descriptor(fcntl(pipe.write_end.get(), F_DUPFD_CLOEXEC, HVX_REPORT_DESCRIPTOR + 1));
+  return pipe.write_end && fcntl(pipe.read_end.get(), F_SETFL, O_NONBLOCK) == 0;
+}
 
-  int Get() const { return fNumber; }
-  void Close() {
-    if (fNumber >= 0) close(std::exchange(fNumber, -1));
-  }
-
- private:
-  int fNumber;
-};
-
-struct TPipe {
-  TDescriptor fRead;
-  TDescriptor fWrite;
-
-  // Close-on-exec. The end that a child gets lies above the numbers that it gets there: in a
-  // host with closed standard streams a pipe is given those very numbers.
-  bool Open() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return false;
-    fRead = TDescriptor(ends[0]);
-    fWrite = TDescriptor(ends[1]);
-    if (fWrite.Get() <= HVX_REPORT_DESCRIPTOR)
-      fWrite = TDescriptor(fcntl(fWrite.Get(), F_DUPFD_CLOEXEC, HVX_REPORT_DESCRIPTOR + 1));
-    return fWrite.Get() >= 0 && fcntl(fRead.Get(), F_SETFL, O_NONBLOCK) == 0;
-  }
-};
-
-// What posix_spawn is told; the C library's two objects, initialised and destroyed together.
-class TSpawnPlan {
- public:
-  TSpawnPlan(const TPipe& output, const TPipe& report) {
-    sigset_t all;
-    sigset_t none;
-    sigfillset(&all);
-    sigemptyset(&none);
-    // Out of the host's process group: the helper has to outlive what a terminal sends to that.
-    constexpr short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP;
-    const int errors[] = {
-        posix_spawn_file_actions_init(&fActions),
-        posix_spawn_file_actions_addopen(&fActions, STDIN_FILENO, "/dev/null", O_RDONLY, 0),
-        posix_spawn_file_actions_adddup2(&fActions, output.fWrite.Get(), STDOUT_FILENO),
-        posix_spawn_file_actions_addopen(&fActions, STDERR_FILENO, "/dev/null", O_WRONLY, 0),
-        posix_spawn_file_actions_adddup2(&fActions, report.fWrite.Get(), HVX_REPORT_DESCRIPTOR),
-        posix_spawnattr_init(&fAttributes),
-        posix_spawnattr_setsigdefault(&fAttributes, &all),
-        posix_spawnattr_setsigmask(&fAttributes, &none),
-        posix_spawnattr_setpgroup(&fAttributes, 0),
-        posix_spawnattr_setflags(&fAttributes, flags)};
-    fError = *std::max_element(std::begin(errors), std::end(errors));
-  }
-  TSpawnPlan(const TSpawnPlan&) = delete;
-  ~TSpawnPlan() {
-    posix_spawn_file_actions_destroy(&fActions);
-    posix_spawnattr_destroy(&fAttributes);
-  }
-
-  int Start(pid_t& process, char** arguments) const {
-    if (fError != 0) return fError;
-    return posix_spawn(&process, helper_path.c_str(), &fActions, &fAttributes, arguments, environ);
-  }
-
- private:
-  posix_spawn_file_actions_t fActions;
-  posix_spawnattr_t fAttributes;
-  int fError;
-};
+// The helper has to outlive what a terminal sends to the host, and so is in a group of its own.
+int StartHelper(pid_t& process, const Pipe& output, const Pipe& report, char** arguments) {
+  platform::SpawnPlan plan;
+  plan.open(STDIN_FILENO, "/dev/null", O_RDONLY);
+  plan.give(output.write_end.get(), STDOUT_FILENO);
+  plan.open(STDERR_FILENO, "/dev/null", O_WRONLY);
+  plan.give(report.write_end.get(), HVX_REPORT_DESCRIPTOR);
+  plan.default_signals();
+  return plan.start(process, helper_path.c_str(), arguments);
+}
 
 // One run, from the start of the helper to its end.
 class TRun {
@@ -156,8 +103,8 @@ class TRun {
 
   std::string& fOutputText;
   const std::unique_ptr<char[]> fBuffer{new char[kReadSize]};  // stacks may be small
-  TPipe fOutput;
-  TPipe fReport;
+  Pipe fOutput;
+  Pipe fReport;
   pid_t fHelper = 0;
   bool fGivenUp = false;
   hvx_report fOutcome{};
@@ -168,52 +115,52 @@ class TRun {
 // given up is killed, and its program with it: it has not closed its end of the report, so the
 // process id is its own still. When it is stuck in the kernel it is not waited for.
 TRun::~TRun() {
-  fOutput.fRead.Close();
+  fOutput.read_end.close();
   if (fGivenUp && fHelper > 0) {
     kill(fHelper, SIGKILL);
-    pollfd end{fReport.fRead.Get(), 0, 0};
+    pollfd end{fReport.read_end.get(), 0, 0};
     fGivenUp = poll(&end, 1, kHelperEndMilliseconds) <= 0;
   }
-  fReport.fRead.Close();
+  fReport.read_end.close();
   if (fHelper <= 0) return;
   while (waitpid(fHelper, nullptr, fGivenUp ? WNOHANG : 0) < 0 && errno == EINTR) {
   }
 }
 
 bool TRun::Start(std::vector<char*> arguments) {
-  if (!fOutput.Open() || !fReport.Open()) return false;
+  if (!Open(fOutput) || !Open(fReport)) return false;
   arguments.push_back(nullptr);
-  const int error = TSpawnPlan(fOutput, fReport).Start(fHelper, arguments.data());
+  const int error = StartHelper(fHelper, fOutput, fReport, arguments.data());
   if (error != 0) {
     fHelper = 0;
     LogNotStarted(helper_path, MessageOf(error));
     return false;
   }
-  fOutput.fWrite.Close();
-  fReport.fWrite.Close();
+  fOutput.write_end.close();
+  fReport.write_end.close();
   return true;
 }
 
 // Reads up to that many bytes of what is there. Past the limit the pipe is closed, which stops
 // the program.
 void TRun::ReadOutput(std::size_t most) {
-  const ssize_t count = read(fOutput.fRead.Get(), fBuffer.get(), std::min(most, kReadSize));
+  const ssize_t count = read(fOutput.read_end.get(), fBuffer.get(), std::min(most, kReadSize));
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (count <= 0) {
-    fOutput.fRead.Close();
+    fOutput.read_end.close();
     return;
   }
   const std::size_t room = kOutputLimit - fOutputText.size();
   fOutputText.append(fBuffer.get(), std::min<std::size_t>(count, room));
   if (static_cast<std::size_t>(count) <= room) return;
-  fOutput.fRead.Close();
+  fOutput.read_end.close();
   fOutcome.outcome = HVX_STOPPED;
 }
 
 // False as long as there is neither a report nor an end without one.
 bool TRun::ReadReport() {
   hvx_report report{};
-  const ssize_t count = read(fReport.fRead.Get(), &report, sizeof report);
+  const ssize_t count = read(fReport.read_end.get(), &report, sizeof report);
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) return false;
   if (count == sizeof report && fOutcome.outcome != HVX_STOPPED) fOutcome = report;
   return true;
@@ -227,8 +174,8 @@ int TRun::Collect(TClock::time_point deadline) {
       fGivenUp = true;
       return -1;
     }
-    std::array<pollfd, 2> events{pollfd{fOutput.fRead.Get(), POLLIN, 0},
-                                 pollfd{fReport.fRead.Get(), POLLIN, 0}};
+    std::array<pollfd, 2> events{pollfd{fOutput.read_end.get(), POLLIN, 0},
+                                 pollfd{fReport.read_end.get(), POLLIN, 0}};
     if (poll(events.data(), events.size(), static_cast<int>(std::min<long>(left, 1 << 30))) < 0)
       continue;
     if (events[1].revents != 0 && ReadReport()) break;
@@ -237,8 +184,8 @@ int TRun::Collect(TClock::time_point deadline) {
   // What the program wrote is in the pipe by now; what comes later is of something it left
   // behind, which may have no end.
   int left = 0;
-  ioctl(fOutput.fRead.Get(), FIONREAD, &left);
-  while (left > 0 && fOutput.fRead.Get() >= 0) {
+  ioctl(fOutput.read_end.get(), FIONREAD, &left);
+  while (left > 0 && fOutput.read_end.get() >= 0) {
     const std::size_t before = fOutputText.size();
     ReadOutput(static_cast<std::size_t>(left));
     if (fOutputText.size() == before) break;
