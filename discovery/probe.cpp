@@ -17,10 +17,11 @@ namespace {
 constexpr unsigned reading_seconds = 10;
 constexpr suseconds_t ending_microseconds = 100000;
 
-// What a child may end by that reads what cannot be read, or never comes to an end of it.
+// The signals that end a child whose reading fails or does not end.
 constexpr int fatal_signals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM};
 
-// The thread that forked may have blocked them: a stuck child would be waited for for good.
+// The thread that forked may have blocked these signals. Then a stuck child would never end, and
+// its parent would wait for it for ever.
 void take_fatal_signals(void (*handler)(int)) {
   struct sigaction action = {};
   action.sa_handler = handler;
@@ -34,19 +35,21 @@ void take_fatal_signals(void (*handler)(int)) {
 }
 
 void arrange_reading() {
-  // It has all that the host has open, ports too, and one that was stopped would keep them.
+  // The child holds everything that the host has open, ports too. It must not outlive the host, not
+  // even when somebody has stopped it.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   take_fatal_signals(SIG_DFL);
   alarm(reading_seconds);
   const rlimit no_core = {0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
-  // The limit does not count where the kernel hands cores to a program, which would be given the
-  // whole object manager while the client waits.
+  // Where the kernel hands cores to a program it does so whatever the limit. That program would be
+  // given the whole object manager while the client waits.
   prctl(PR_SET_DUMPABLE, 0);
 }
 
-// The device has been read. An exit handler of the host may wait here for a thread that a copy of
-// the process does not have, or fail without it; that tells nothing of the device.
+// The device has been read. An exit handler of the host may wait for a thread that a copy of the
+// process does not have, or fail without it. That says nothing of the device, so the child ends as
+// one that has read.
 [[noreturn]] void end() {
   take_fatal_signals([](int) { _exit(0); });
   const itimerval soon = {{0, 0}, {0, ending_microseconds}};
@@ -64,14 +67,15 @@ Probe probe(void (*read)(const void* what), const void* what) {
     try {
       read(what);
     } catch (...) {
-      // Out of memory: it must not get out of here, or the child would answer the client too.
+      // Out of memory. The exception must not leave this function: the child would go on as a
+      // second object manager, and answer the client too.
     }
     end();
   }
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
     if (errno == EINTR) continue;
-    return Probe::survived;  // somebody else has reaped it: only a seen signal counts
+    return Probe::survived;  // somebody else has reaped it; only a signal that was seen counts
   }
   return (status & 0x7f) != 0 ? Probe::killed : Probe::survived;
 }

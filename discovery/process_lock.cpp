@@ -15,7 +15,7 @@ namespace {
 
 constexpr char lock_file[] = "/run/hddtest.lock";
 
-// Under the root that tests put in place of the machine's, as the DMI texts are.
+// Below HVX_SYSFS_ROOT where that is set, as the DMI texts are.
 std::string place() {
   const char* const root = std::getenv("HVX_SYSFS_ROOT");
   return std::string(root ? root : "") + lock_file;

@@ -1,9 +1,10 @@
-// A lock that the processes of one machine share. Held, it keeps every other process that takes it
-// waiting, as long as this lives.
+// A lock that the processes of one machine share: while one of them has such an object, every other
+// process that makes one waits.
 //
-// It is a file below /run that nobody but its owner can open: in /tmp, or by a name that anyone may
-// take, an ordinary user could hold it and keep the others waiting for good. Where there is no such
-// place (an ordinary user's process, a read-only /run) there is no lock, and nobody waits.
+// The lock is a file below /run that nobody but its owner can open. In /tmp, or anywhere else where
+// anyone may make a file of that name, an ordinary user could hold the lock for ever. Where there
+// is no such place (an ordinary user's process, a read-only /run) there is no lock, and nobody
+// waits.
 #pragma once
 
 #include "platform/descriptor.h"

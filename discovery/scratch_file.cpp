@@ -21,10 +21,10 @@ constexpr char scratch_file[] = "/tmp/sgMap.txt";
 constexpr char removal[] = "rm -rf /tmp/sgMap.txt";
 
 constexpr int limit_seconds = 300;
-// Reports are some hundred kB where there are very many drives.
+// The report on a machine with very many drives has some hundred kB.
 constexpr off_t most_bytes = 16L << 20;
 
-// Whether it has ended within its time; how it ended shows in what it wrote.
+// Whether the command ended within its time. How it ended does not matter: its report shows that.
 //
 // Kept on purpose: a shell, with the command as it stands. The C library's system() would do, but
 // for the host: it holds SIGCHLD back in the calling thread, so that the kernel hands it to another
@@ -53,8 +53,8 @@ class ScratchFile {
   }
 
  private:
-  // Dated as no file is until the shell opens and so empties it: a shell that could not be started
-  // leaves a date that tells of it.
+  // The date that the file is given when it is made, and that no other file has. A shell that opens
+  // the file empties it and so changes the date; where no shell could be started the date stays.
   static constexpr timespec unwritten = {0, 0};
 
   static platform::Descriptor make() {
@@ -91,7 +91,8 @@ class ScratchFile {
     return text;
   }
 
-  // By itself where no shell can be started. What somebody has put in its place stays.
+  // By the command, and without it where no shell can be started. A file that somebody has put in
+  // its place stays.
   void remove() const noexcept {
     try {
       if (is_in_its_place()) run(removal);

@@ -12,9 +12,9 @@ namespace discovery {
 // Blocks until the command has ended, or for that time, and removes the file; while another process
 // is at it, waits (process_lock.h). One caller at a time in a process.
 //
-// The file is made before the shell opens it by its name, and read by the descriptor that this has
-// given: whatever else is in its place is removed, and nobody else's file, link or pipe is written
-// or believed.
+// The file is made before the shell opens it by its name, and is read by the descriptor of its
+// making. Whatever stood in its place is removed first. So no file, link or pipe of somebody else
+// is written, and none is believed.
 //
 // Kept on purpose: a fixed name that everybody knows, and a report made anew for every question,
 // since the answer depends on the report at that moment.

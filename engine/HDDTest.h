@@ -58,14 +58,15 @@ class THDDTest {
   std::vector<int> GetResults();
   void AddRecord(TDiagRecord* record);
   std::vector<TDiagRecord> GetRecord();
-  // Hands the visitor what GetRecord would return, and logs the same, but copies one record at a
-  // time: a long list is never there twice. The store stays unlocked meanwhile.
+  // Calls the visitor with each record that GetRecord would return, and logs the same lines. Copies
+  // one record at a time, so that a long list never takes its memory twice. The store is not locked
+  // during a call.
   void VisitRecords(const std::function<void(TDiagRecord record)>& visitor);
   void AddConcreteJob(TConcreteJob* job);  // replaces the job before
   std::vector<TConcreteJob> GetConcreteJob();
 
   // Tests the drive of that device name and appends one status to the results. Blocks for up to
-  // ten minutes of waiting and the run times of smartctl. Throws std::out_of_range when the log
+  // ten minutes of waiting, and while smartctl runs. Throws std::out_of_range when the log
   // changed to one without entries; nothing is appended then.
   void SelfTest(std::string& deviceID);
 

@@ -5,7 +5,8 @@
 namespace engine {
 
 std::mutex& StoreLock() {
-  // The object manager may still call from other threads while the process ends.
+  // Never destroyed, since the object manager may still call from other threads while the process
+  // ends.
   static_assert(std::is_trivially_destructible_v<std::mutex>);
   static std::mutex lock;
   return lock;

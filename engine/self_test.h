@@ -14,7 +14,7 @@ bool StepFailed(int status);
 // Whether what "smartctl -i" printed says that SMART is there and switched on.
 bool IsSmartEnabled(const std::string& information);
 
-// Whether a log says that the drive keeps none: nothing to read there, however long one waits.
+// Whether the text says that the drive keeps no self-test log. Reading it again is no use then.
 bool KeepsNoLog(const std::string& log);
 
 }  // namespace engine

@@ -9,7 +9,7 @@
 
 namespace inventory {
 
-// Texts are cleaned (text.h) and empty when unknown.
+// Texts are cleaned (device_text.h) and empty when unknown.
 struct Bus_Device {
   Scsi_Address address;
   bool address_published = false;

@@ -55,7 +55,7 @@ std::optional<Drive> read_drive(const Sysfs& sysfs, const Scsi_Hosts& hosts,
   drive.connection = connection(path, driver);
 
   drive.vendor = sysfs.text(place + "device/vendor");
-  // virtio has the number of a maker there, not a name.
+  // virtio publishes its maker's number there, not a name.
   if (drive.vendor.starts_with("0x")) drive.vendor.clear();
   drive.model = first_text(sysfs, place, {"device/model", "device/name"});
   drive.revision = first_text(sysfs, place, {"device/rev", "device/firmware_rev"});

@@ -11,7 +11,7 @@
 
 namespace inventory {
 
-// Texts are cleaned (text.h) and empty when unknown.
+// Texts are cleaned (device_text.h) and empty when unknown.
 struct Drive {
   std::string device;  // "/dev/sda"; fit for publishing
   std::string vendor;

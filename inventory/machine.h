@@ -11,7 +11,7 @@ namespace inventory {
 // could block, and the name is a key of every drive.
 std::string host_name();
 
-// Texts of the firmware (DMI), cleaned (text.h) and empty when unknown; uuid and serial are
+// Texts of the firmware (DMI), cleaned (device_text.h) and empty when unknown; uuid and serial are
 // readable by root only.
 struct Machine {
   std::string vendor;

@@ -62,7 +62,7 @@ Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs) {
     if (!number) continue;
     const std::string driver =
         sysfs.text(std::string(hosts).append("/").append(name).append("/proc_name"));
-    // What the kernel prints for a driver that bears no name, as uas.
+    // The kernel prints this for a driver without a name, such as uas.
     drivers[*number] = driver == "(null)" ? "" : driver;
   }
   return Scsi_Hosts(std::move(drivers));

@@ -41,13 +41,13 @@ class Scsi_Hosts {
   // Empty when there is no such host adapter or it has no name.
   const std::string& driver(std::uint64_t host) const;
 
-  // Whether a device's address is published. ATA and USB drives have one only by the kernel's
-  // emulation, and each published one costs discovery a run of hwinfo per drive: where every
-  // host adapter is ahci, ata_piix or usb-storage none is. With any other adapter all are, since
-  // drives behind such an adapter are left out by their address alone, and onboard drives beside
-  // a logical volume are testable through theirs alone. Never that of a drive of usb-storage or of
-  // one of its sub-drivers (ums-*), so that the reason for leaving it out stays that it is a USB
-  // drive.
+  // Whether a device's address is published. ATA and USB drives have addresses only because the
+  // kernel emulates them, and each published address costs discovery a run of hwinfo for every
+  // drive. So no address is published where every host adapter is ahci, ata_piix or usb-storage.
+  // With any other adapter all addresses are: discovery recognises drives behind such an adapter by
+  // their address alone, and finds onboard drives beside a logical volume testable by theirs alone.
+  // The address of a drive of usb-storage, or of one of its sub-drivers (ums-*), is never
+  // published, so that such a drive is left out for being a USB drive.
   bool publishes(const Scsi_Address& address) const;
 
  private:

@@ -41,5 +41,5 @@ HVX_SMBIOS_EXPORT NKVRHVX20::TStatus smBiosLoad(void* pluginManager, SmBiosHandl
 HVX_SMBIOS_EXPORT NKVRHVX20::TStatus smBiosGetFirst(SmBiosHandle handle, std::uint8_t type,
                                                     void* buffer, std::int32_t* size);
 
-// Releases the table and sets the handle to null; a null handle is let pass.
+// Releases the table and sets the handle to null; a null handle is allowed.
 HVX_SMBIOS_EXPORT NKVRHVX20::TStatus smBiosClose(SmBiosHandle* handle);

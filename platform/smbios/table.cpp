@@ -74,7 +74,7 @@ std::optional<Extent> read_entry_point(Bytes entry_point) {
 
 Found find_structure(Bytes table, std::size_t structures, std::uint8_t type) {
   for (std::size_t number = 0; structures == 0 || number < structures; ++number) {
-    // Only a table that does not know its structures ends with its bytes.
+    // A table that does not say how many structures it has ends where its bytes end.
     if (table.empty() && structures == 0) break;
     const std::size_t size = structure_size(table);
     if (size == 0) return {SMBIOS_BAD_TABLE, {}};

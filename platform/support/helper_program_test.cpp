@@ -101,8 +101,11 @@ std::string descriptors_of_a_program(bool kernel_closes_ranges) {
   close(output[1]);
   std::string text;
   char buffer[256];
-  for (ssize_t count; (count = read(output[0], buffer, sizeof buffer)) > 0;)
+  ssize_t count = read(output[0], buffer, sizeof buffer);
+  while (count > 0) {
     text.append(buffer, static_cast<std::size_t>(count));
+    count = read(output[0], buffer, sizeof buffer);
+  }
   close(output[0]);
   waitpid(child, nullptr, 0);
   return text;

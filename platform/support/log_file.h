@@ -33,7 +33,9 @@ class LogFile {
 
   // By one write, without waiting for anybody. Creates the file with mode 0640, and moves one away
   // that has reached the limit. False when it cannot be opened; a line that it does not take is
-  // dropped. Only a regular file is kept open: a pipe's reader sees the end of each line's writer.
+  // dropped. Only a regular file is kept open, so that a pipe's reader sees the end of each line's
+  // writer; and none is in a process that has a limit of file sizes, since a write past that limit
+  // would send a signal.
   bool append(std::string_view line);
 
  private:

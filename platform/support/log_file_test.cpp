@@ -43,7 +43,7 @@ class FakeJournal {
 class LogDestinationTest : public testing::Test {
  protected:
   void write_line(const std::string& text) { destination_.write(3, text); }
-  // To another place, by what nothing was written with before.
+  // To another place, by a destination that has written nothing before.
   void write_elsewhere(const std::string& file, int severity, const std::string& text) const {
     LogDestination(file, journal_path_).write(severity, text);
   }

@@ -50,7 +50,7 @@ std::size_t LengthOfWhole(std::string_view escaped, std::size_t most) {
 }  // namespace
 
 void AppendEscaped(std::string& line, std::string_view text) {
-  std::size_t copied = 0;  // what stays as it is goes over in runs
+  std::size_t copied = 0;  // up to here; unchanged text is copied in runs
   for (std::size_t at = 0; at < text.size();) {
     const auto [character, length] = platform::first_utf8(text.substr(at));
     if (character == '\\' || platform::misleads(character)) {
@@ -65,7 +65,7 @@ void AppendEscaped(std::string& line, std::string_view text) {
 
 void AppendEscaped(std::string& line, std::string_view text, std::size_t most) {
   const std::size_t begin = line.size();
-  AppendEscaped(line, text.substr(0, most));  // no character becomes shorter
+  AppendEscaped(line, text.substr(0, most));  // that is enough: escaping makes no character shorter
   if (text.size() <= most && line.size() - begin <= most) return;
   std::string tail = "... (";
   tail += std::to_string(text.size());

@@ -14,11 +14,11 @@ namespace NKVRHVX20 {
 // direction of writing, and of what is no UTF-8 becomes \xNN, two lower-case hexadecimal digits.
 void AppendEscaped(std::string& line, std::string_view text);
 
-// A line is cut at this size: of a text from outside nobody knows how long it is.
+// A line is cut at this size, since texts from outside may have any length.
 inline constexpr std::size_t kLogLineLimit = 8192;
 
 // The same in no more bytes than that. A text that takes more is cut between two characters, and
-// how long it is, as it came, stands behind: "... (12345 bytes)".
+// its original length follows: "... (12345 bytes)".
 void AppendEscaped(std::string& line, std::string_view text, std::size_t most);
 
 // A whole line with its line feed, in at most kLogLineLimit bytes. The time is in microseconds

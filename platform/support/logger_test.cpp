@@ -123,7 +123,7 @@ TEST_F(Logger, ProcessesAndThreadsShareAFileWithoutTearingLines) {
   }
 }
 
-// The processes whose lines end so.
+// The processes that wrote the lines with that end, and how many each wrote.
 std::map<std::string, int> processes_of(const std::vector<std::string>& lines,
                                         const std::string& end) {
   std::map<std::string, int> count;

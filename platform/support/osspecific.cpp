@@ -87,7 +87,7 @@ std::string TOSSpecific::GetCurrentDir() {
 }
 
 std::uint64_t TOSSpecific::GetFileSize(const std::string& path) {
-  // Not opened: with a device or a pipe that alone could have an effect.
+  // The file is not opened, since opening a device or a pipe can have an effect.
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
   if (faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) return 0;

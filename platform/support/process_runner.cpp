@@ -33,7 +33,7 @@ using TClock = std::chrono::steady_clock;
 
 // The helper keeps the time; this much later it counts as stuck and is given up.
 constexpr std::chrono::seconds kHelperDelay{10};
-// So long it may take to go when it has been killed for that.
+// How long a helper that was killed for that may take to end.
 constexpr int kHelperEndMilliseconds = 1000;
 constexpr std::size_t kReadSize = 65536;
 
@@ -55,7 +55,7 @@ std::string LocateHelper() {
 // directory changes. A reference, so that nothing is destroyed at exit.
 const std::string& helper_path = *new std::string(LocateHelper());
 
-// The caller of a run learns only that it has no exit.
+// The reason goes to the log, since the caller learns only that the program did not exit.
 void LogNotStarted(const std::string& program, const std::string& reason) {
   TRootObject::GetCoreLogger()->Log(
       ILogger::eError, "TOSSpecific::SpawnProcess -- cannot start " + program + ": " + reason);
@@ -181,8 +181,8 @@ int TRun::Collect(TClock::time_point deadline) {
     if (events[1].revents != 0 && ReadReport()) break;
     if (events[0].revents != 0) ReadOutput(kReadSize);
   }
-  // What the program wrote is in the pipe by now; what comes later is of something it left
-  // behind, which may have no end.
+  // Everything that the program wrote is in the pipe by now. What comes later is written by a
+  // process that it left behind, which may never stop.
   int left = 0;
   ioctl(fOutput.read_end.get(), FIONREAD, &left);
   while (left > 0 && fOutput.read_end.get() >= 0) {
@@ -206,7 +206,7 @@ int RunProgram(const std::string& program, const std::vector<std::string>& argum
     LogNotStarted(program, WhyNotFound(program));
     return -1;
   }
-  // It would cut an argument short, and so run something other than what was asked for.
+  // A NUL would cut the argument short, and the program would do something else than it was asked.
   if (std::any_of(arguments.begin(), arguments.end(), HoldsNul)) {
     LogNotStarted(program, "an argument holds a NUL");
     return -1;

@@ -63,7 +63,7 @@ inline std::vector<std::string> lines_of(const std::string& text) {
 inline std::string shell(const std::string& command) {
   FILE* pipe = popen(command.c_str(), "r");
   std::string output;
-  for (int c; (c = std::fgetc(pipe)) != EOF;) output += static_cast<char>(c);
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
   EXPECT_EQ(pclose(pipe), 0) << command;
   return output;
 }
@@ -85,8 +85,11 @@ std::string in_child(Function function) {
   close(ends[1]);
   std::string result;
   char buffer[4096];
-  for (ssize_t count; (count = read(ends[0], buffer, sizeof buffer)) != 0;)
+  ssize_t count = read(ends[0], buffer, sizeof buffer);
+  while (count != 0) {
     if (count > 0) result.append(buffer, static_cast<std::size_t>(count));
+    count = read(ends[0], buffer, sizeof buffer);
+  }
   close(ends[0]);
   while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
