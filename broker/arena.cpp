@@ -8,7 +8,16 @@ namespace broker {
 // The handles of all kinds of object are two pointers, and the header follows.
 void* Arena::start(Header& header) { return reinterpret_cast<char*>(&header) - sizeof(CMPIString); }
 
-Arena::~Arena() { free_after(nullptr); }
+// A provider rarely holds more than a few objects at a time.
+constexpr std::size_t most_spares = 8;
+
+Arena::~Arena() {
+  free_after(nullptr);
+  while (Header* header = spare_) {
+    spare_ = header->next;
+    header->destroy(*header);
+  }
+}
 
 void Arena::add(Header& header) {
   header.arena = this;
@@ -32,8 +41,33 @@ void Arena::remove(Header& header) {
   --size_;
 }
 
+bool Arena::keep_spare(Header& header) {
+  if (!header.reusable || spares_ == most_spares) return false;
+  // The first pointer of the handle: the object is refused until it is used again.
+  *static_cast<void**>(start(header)) = nullptr;
+  header.next = spare_;
+  spare_ = &header;
+  ++spares_;
+  return true;
+}
+
+Header* Arena::take_spare(Kind kind) {
+  Header** place = &spare_;
+  while (*place && (*place)->kind != kind) place = &(*place)->next;
+  Header* found = *place;
+  if (!found) return nullptr;
+  *place = found->next;
+  --spares_;
+  found->next = nullptr;
+  add(*found);
+  return found;
+}
+
 void Arena::free(Header& header) {
-  if (header.arena) header.arena->remove(header);
+  if (Arena* arena = header.arena) {
+    arena->remove(header);
+    if (arena->keep_spare(header)) return;
+  }
   // The clone may be the last owner of its core, which must outlive the clone's destructor.
   const std::shared_ptr<Core> keeps = std::move(header.keeps);
   header.destroy(header);

@@ -18,7 +18,14 @@ bool keeps(const InstanceObject& target, const Name& name) {
 void set_value(InstanceObject& target, const PropertyInfo& property, Value value) {
   if (property.key && !value.is_null()) target.instance.path.set_key(property.name, value);
   if (!keeps(target, property.name)) return;
-  target.instance.set(property.name, std::move(value));
+  auto& properties = target.instance.properties;
+  const bool is_new = target.last ? &property > target.last : properties.empty();
+  if (is_new) {
+    properties.push_back({property.name, std::move(value)});
+    target.last = &property;
+  } else {
+    target.instance.set(property.name, std::move(value));
+  }
 }
 
 CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* name,
@@ -32,7 +39,7 @@ CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* na
       if (keeps(target, added)) target.instance.set(std::move(added), std::move(copy));
       return;
     }
-    const PropertyInfo* property = target.info->find_next_property(target.last_set, name);
+    const PropertyInfo* property = target.info->find_next_property(target.last, name);
     if (!property) {
       throw Error(Status::NoSuchProperty,
                   "class " + target.info->name().str() + " has no property " + name);
@@ -50,7 +57,6 @@ CMPIStatus set_property_with_origin(const CMPIInstance* instance, const char* na
                                             std::string(property->origin->name));
     }
     set_value(target, *property, std::move(copy));
-    target.last_set = property;
   });
 }
 

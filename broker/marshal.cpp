@@ -188,18 +188,39 @@ CMPIData missing_data() {
 }
 
 CMPIString* new_string(std::string_view text) {
-  return handle(make<StringObject>(std::string(text)));
+  Arena& arena = Operation::get().arena();
+  if (auto* spare = arena.reuse<StringObject>()) {
+    spare->text = text;
+    return handle(spare);
+  }
+  return handle(arena.make_reusable<StringObject>(std::string(text)));
 }
 
 ObjectPathObject* new_class_path(const ClassInfo& info, std::string_view spelling) {
+  Operation& operation = Operation::get();
+  auto* made = operation.arena().reuse<ObjectPathObject>();
+  if (!made) made = operation.arena().make_reusable<ObjectPathObject>(ObjectPath(), &info);
+  made->info = &info;
+  made->path.host = {};
+  made->path.name_space = Name::borrowed(served_name_space);
   // The class's own spelling is borrowed; another spelling is kept as it came.
-  Name name = info.name().view() == spelling ? info.name() : Name(spelling);
-  return make<ObjectPathObject>(ObjectPath(Name::borrowed(served_name_space), std::move(name)),
-                                &info);
+  made->path.class_name = info.name().view() == spelling ? info.name() : Name(spelling);
+  made->path.keys.clear();
+  return made;
 }
 
 InstanceObject* new_empty_instance(const ObjectPath& path, const ClassInfo& info) {
-  auto* made = make<InstanceObject>(Instance(path), &info);
+  Arena& arena = Operation::get().arena();
+  auto* made = arena.reuse<InstanceObject>();
+  if (made) {
+    made->instance.path = path;
+    made->instance.properties.clear();
+    made->info = &info;
+    made->filtered = false;
+    made->last = nullptr;
+  } else {
+    made = arena.make_reusable<InstanceObject>(Instance(path), &info);
+  }
   made->instance.properties.reserve(info.properties().size());
   return made;
 }

@@ -50,7 +50,10 @@ struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
   const ClassInfo* info;
   bool filtered = false;              // whether setPropertyFilter has been called
   std::vector<std::string> filter{};  // the properties that it keeps
-  const PropertyInfo* last_set{};     // the next one is searched for behind it
+  // The last, in the class's order, of the properties that the provider has set. What comes behind
+  // it is new, so that neither the class nor the instance need be searched for it. Without this,
+  // CIM-XML over HTTP would miss its goal (bench/table.py).
+  const PropertyInfo* last{};
 };
 
 struct ArgsObject : Object<CMPIArgs, Kind::Args> {
