@@ -7,12 +7,11 @@
 #                [RESOURCE_LOCK what] [RECORDED VARIABLE] [SHARDS number] [COST seconds]) a GoogleTest program
 #
 # A PLUGIN is a library that object managers load; it is installed where they look for providers,
-# the others in a folder of their own. A program is one ctest test, and tools/summary.py counts its
-# cases; starting a process for each case would take more time than most cases. SHARDS shares the
-# cases of one that waits long out to so many tests, which run side by side. Tests of one
-# RESOURCE_LOCK never run at once. Those of a high COST start first. RECORDED names the variable of
-# the environment that says where recorded data is; without it the program is built but not
-# registered.
+# the others in a folder of their own. A test program is one test of ctest, and tools/summary.py counts
+# its cases: a process for each case would take longer than most cases do. SHARDS divides the cases of a
+# program that waits long into that many tests, which run side by side. Tests of one RESOURCE_LOCK never
+# run at once. Tests of a high COST start first. RECORDED names the environment variable that says where
+# recorded data is; without that variable the program is built, but is no test.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -46,7 +45,8 @@ set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefine
 option(HDDTEST_FUZZ "Build for the fuzz targets, which then search for inputs by themselves (clang)" OFF)
 
 add_compile_options(-Wall -Wextra -Werror)
-# It takes a result for part of any temporary argument, such as the name that something is looked up by.
+# gcc 13 and newer warn that a returned reference dangles whenever an argument was temporary, such as
+# the name that something is looked up by.
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 13)
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-dangling-reference>)
 endif()
@@ -54,7 +54,8 @@ include_directories(${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
 if(HDDTEST_SANITIZE)
   add_compile_options(-fsanitize=${HDDTEST_SANITIZE} -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${HDDTEST_SANITIZE})
-  # What it adds hides from gcc that a value is set before it is used; the other builds warn of it.
+  # The code that this sanitizer adds hides from gcc that a value is set before it is used. The other
+  # builds keep the warning.
   if(HDDTEST_SANITIZE STREQUAL thread AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     add_compile_options(-Wno-maybe-uninitialized)
   endif()
@@ -63,10 +64,10 @@ if(HDDTEST_SANITIZE)
   endif()
 endif()
 
-# As Debian's programs are built, and here rather than for the packages alone: what is tested is what
-# is packaged. A sanitizer looks for more itself, and checked functions of the C library want an
-# optimised build. Sources and build tree are named by relative paths, so that the folder that they
-# are in changes no byte.
+# Debian builds its programs with these options. They are set here, and not for the packages alone, so
+# that what is packaged has been tested. Sanitized builds do without: a sanitizer finds more. Debug
+# builds do without: the checked functions of the C library need an optimised build. Sources and build
+# tree are named by relative paths, so that the bytes do not depend on the folder.
 if(NOT HDDTEST_SANITIZE AND NOT HDDTEST_FUZZ AND NOT CMAKE_BUILD_TYPE STREQUAL Debug)
   set(HDDTEST_HARDENING -fstack-clash-protection -fcf-protection
       -ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=./build)
@@ -77,7 +78,8 @@ if(NOT HDDTEST_SANITIZE AND NOT HDDTEST_FUZZ AND NOT CMAKE_BUILD_TYPE STREQUAL D
 endif()
 
 if(HDDTEST_FUZZ)
-  # Entry points are looked up by name and called as what the interface says they are.
+  # Entry points are looked up by name and called through the types of the CMPI interface, which are
+  # not exactly theirs: -fno-sanitize=function.
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize=function
                       -fno-sanitize-recover=undefined -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=address,undefined)
@@ -90,8 +92,8 @@ function(hddtest_require variable what package)
   endif()
 endfunction()
 
-# What every test of this tree is run with: no line into the machine's own log, and what is left
-# unreleased on purpose is no leak.
+# The environment of every test: the machine's own log gets no line, and the objects that are left
+# unreleased on purpose do not count as leaks.
 file(WRITE ${CMAKE_BINARY_DIR}/CTestCustom.cmake
   "set(ENV{HVX_LOG_FILE} /dev/null)\n"
   "set(ENV{LSAN_OPTIONS} \"suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0\")\n")
@@ -187,7 +189,7 @@ function(hddtest_add_test name program)
   add_test(NAME ${name} COMMAND ${program})
   set_tests_properties(${name} PROPERTIES TIMEOUT 600 ${ARG_UNPARSED_ARGUMENTS} ENVIRONMENT
     "GTEST_OUTPUT=xml:${file}.xml;TEST_PREMATURE_EXIT_FILE=${file}.running;${ARG_ENVIRONMENT}")
-  # The leak checker itself breaks off once in some ten thousand processes, after the tests have passed.
+  # Once in some ten thousand processes the leak checker itself fails, after the tests have passed.
   if(HDDTEST_SANITIZE MATCHES address)
     set_tests_properties(${name} PROPERTIES
       SKIP_REGULAR_EXPRESSION "PASSED[^F]*LeakSanitizer has encountered a fatal error")
@@ -216,7 +218,7 @@ function(hddtest_test name)
   set(properties)
   if(ARG_LABELS)
     list(APPEND properties LABELS "${ARG_LABELS}")
-    # So that the tests of one label can be built without the rest: target thread_tests.
+    # Builds the tests of one label without the rest, such as target thread_tests.
     if(NOT TARGET ${ARG_LABELS}_tests)
       add_custom_target(${ARG_LABELS}_tests)
     endif()
