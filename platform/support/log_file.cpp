@@ -59,10 +59,10 @@ void move_away(const Descriptor& file, const std::string& path, const struct sta
   flock(file.get(), LOCK_UN);
 }
 
-std::chrono::nanoseconds time_of(clockid_t clock) {
+timespec time_of(clockid_t clock) {
   timespec time{};
   clock_gettime(clock, &time);
-  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+  return time;
 }
 
 // Severities 0 to 4 are the journal's priorities error to debug; it adds time and process itself.
@@ -86,7 +86,10 @@ void send_to_journal(const std::string& socket_path, int severity, const std::st
 
 }  // namespace
 
-std::chrono::nanoseconds monotonic_time() { return time_of(CLOCK_MONOTONIC_COARSE); }
+std::chrono::nanoseconds monotonic_time() {
+  const timespec time = time_of(CLOCK_MONOTONIC_COARSE);
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
 
 bool LogFile::append(std::string_view line) {
   return append_to_kept(line) || append_to_opened(line);
@@ -130,8 +133,10 @@ bool LogFile::append_to_opened(std::string_view line) {
 }
 
 void LogDestination::write(int severity, const std::string& text) {
-  const auto time = std::chrono::duration_cast<std::chrono::microseconds>(time_of(CLOCK_REALTIME));
-  const std::string line = FormatLogLine(time.count(), severity, process_id(), text);
+  // In microseconds, since nanoseconds end with the year 2262.
+  const timespec time = time_of(CLOCK_REALTIME);
+  const std::int64_t microseconds = std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
+  const std::string line = FormatLogLine(microseconds, severity, process_id(), text);
   const bool opened =
       to_standard_error_ ? write_without_signal(STDERR_FILENO, line) != EBADF : file_.append(line);
   if (!opened) send_to_journal(journal_socket_, severity, text);

@@ -215,7 +215,8 @@ const std::vector<Case>& discovery_cases() {
          },
          "none", "3 Error in fork", Case::other_user},
         {no_descriptor, "HostHasNoDescriptorLeft",
-         [](World& world) { world.limit(RLIMIT_NOFILE, 0); }, "none", nullptr},
+         [](World& world) { world.limit(RLIMIT_NOFILE, 0); }, "none",
+         "3 cimom::enum_instances rc=1"},
         // The object manager
         {no_list, "ManagerRefusesToListDrives",
          [](World& of) { of.refuse("CMPIBrokerFT::enumerateInstances"); }, "none",

@@ -262,7 +262,7 @@ const std::vector<Case>& run_cases() {
          },
          "failed", "0 TOSSpecific::SpawnProcess -- cannot start", Case::other_user},
         {no_descriptor, "HostHasNoDescriptorLeft",
-         [](World& world) { world.limit(RLIMIT_NOFILE, 0); }, "no record", nullptr},
+         [](World& world) { world.limit(RLIMIT_NOFILE, 0); }, "no record", record_begun},
         // The object manager
         {no_arguments, "ManagerRefusesTheArguments",
          [](World& of) { of.refuse("CMPIArgsFT::getArg"); }, "no job",
