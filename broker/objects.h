@@ -48,8 +48,8 @@ struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
   static constexpr auto table = &Tables::instance;
   Instance instance;
   const ClassInfo* info;
-  bool filtered = false;              // whether setPropertyFilter has been called
-  std::vector<std::string> filter{};  // the properties that it keeps
+  bool filtered = false;       // whether setPropertyFilter has been called
+  std::vector<Name> filter{};  // the properties that it keeps
   // The last, in the class's order, of the properties that the provider has set. What comes behind
   // it is new, so that neither the class nor the instance need be searched for it. Without this,
   // CIM-XML over HTTP would miss its goal (bench/table.py).

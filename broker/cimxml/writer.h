@@ -1,8 +1,14 @@
 // CIM elements into text: values, names, paths and instances (DSP0201).
+//
+// A writer lives for one reply and remembers the start tags of the classes that it has written:
+// most replies hold many instances of one class. Without that, CIM-XML over HTTP would miss its
+// goal (bench/table.py).
 #pragma once
 
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "broker/cimxml/xml_text.h"
 #include "broker/instance.h"
@@ -37,8 +43,22 @@ class Writer {
   void value(const Value& value);
 
  private:
-  // info: null for an unknown class.
-  void property(const ClassInfo* info, const Property& property);
+  struct Tag {
+    std::string name;
+    Type type = Type::None;
+    bool array = false;
+    std::string open;  // with the start of a single VALUE, which a null goes without
+    std::string_view close;
+  };
+  struct ClassTags {
+    const ClassInfo* info = nullptr;
+    std::vector<Tag> tags;  // in the order in which the last instance had its properties
+  };
+
+  ClassTags& tags_of(std::string_view class_name);
+  static bool fits(const Tag& tag, const Property& property);
+  Tag make_tag(const ClassInfo* info, const Property& property) const;
+  void property(const Tag& tag, const Value& value);
   void key(const Value& value);
   void scalar(const Value& value);  // the text of a VALUE
   void reference(const ObjectPath& path);
@@ -46,6 +66,9 @@ class Writer {
   Text& text_;
   const Schema& schema_;
   bool class_origin_;
+  std::unordered_map<const ClassInfo*, ClassTags> classes_;
+  ClassTags* last_ = nullptr;
+  ClassTags unknown_;  // of the latest class that the schema does not have
 };
 
 // The value of the attributes TYPE and PARAMTYPE: an embedded instance is a string.
