@@ -144,7 +144,7 @@ function(hddtest_objects target)
   target_link_libraries(${target} PUBLIC ${ARG_LINK})
 endfunction()
 
-if(BUILD_TESTING OR NOT DEFINED BUILD_TESTING)
+if(BUILD_TESTING)
   find_package(GTest QUIET)
   hddtest_require(GTest_FOUND "GoogleTest" "libgtest-dev libgmock-dev")
 endif()
