@@ -99,7 +99,7 @@ class Machine {
 
  private:
   int drives_;
-  inventory::Test_Tree tree_;
+  inventory::TestTree tree_;
   std::unique_ptr<broker::ObjectManager> manager_;
 };
 

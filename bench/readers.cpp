@@ -36,7 +36,7 @@ void smbios_table(benchmark::State& state) {
   }
   add(smbios::structure(127, "", std::string(2, '\0')));
   measure(state, table.size(),
-          [&] { return smbios::find_structure(table, 0, 127).error == SMBIOS_OK; });
+          [&] { return smbios::find_structure(table, 0, 127).error == SmbiosOk; });
 }
 BENCHMARK(smbios_table);
 

@@ -12,7 +12,7 @@
   "smartctl 7.3 2022-02-28 r5338 [x86_64-linux-6.1.0] (local build)\n" \
   "Copyright (C) 2002-22, Bruce Allen, Christian Franke, www.smartmontools.org\n\n"
 
-static const char information[] = HEAD
+static const char kInformation[] = HEAD
     "=== START OF INFORMATION SECTION ===\n"
     "Device Model:     QEMU HARDDISK\n"
     "Serial Number:    QM00001\n"
@@ -24,7 +24,7 @@ static const char information[] = HEAD
     "SMART support is: Available - device has SMART capability.\n"
     "SMART support is: Enabled\n\n";
 
-static const char started[] = HEAD
+static const char kStarted[] = HEAD
     "=== START OF OFFLINE IMMEDIATE AND SELF-TEST SECTION ===\n"
     "Sending command: \"Execute SMART Short self-test routine immediately in off-line mode\".\n"
     "Drive command \"Execute SMART Short self-test routine immediately in off-line mode\" "
@@ -33,7 +33,7 @@ static const char started[] = HEAD
     "Please wait 2 minutes for test to complete.\n"
     "Use smartctl -X to abort test.\n";
 
-static const char log_head[] = HEAD
+static const char kLogHead[] = HEAD
     "=== START OF READ SMART DATA SECTION ===\n"
     "SMART Self-test log structure revision number 1\n"
     "Num  Test_Description    Status                  Remaining  LifeTime(hours)  "
@@ -53,7 +53,7 @@ static int answer_log(const char* device) {
   char text[4096];
   struct timespec now;
   clock_gettime(CLOCK_MONOTONIC, &now);
-  char* end = stpcpy(text, log_head);
+  char* end = stpcpy(text, kLogHead);
   for (int number = 1; number <= 21; ++number)
     end += sprintf(end,
                    "#%2d  Short offline       %s 00%%  %7ld%09ld         "
@@ -63,8 +63,9 @@ static int answer_log(const char* device) {
 }
 
 int main(int count, char** words) {
-  if (count > 1 && strcmp(words[1], "-i") == 0) return answer(information, sizeof information - 1);
-  if (count > 1 && strcmp(words[1], "-t") == 0) return answer(started, sizeof started - 1);
+  if (count > 1 && strcmp(words[1], "-i") == 0)
+    return answer(kInformation, sizeof kInformation - 1);
+  if (count > 1 && strcmp(words[1], "-t") == 0) return answer(kStarted, sizeof kStarted - 1);
   if (count > 1 && strcmp(words[1], "-l") == 0) return answer_log(words[count - 1]);
   return 1;
 }

@@ -9,7 +9,7 @@ namespace broker {
 void* Arena::start(Header& header) { return reinterpret_cast<char*>(&header) - sizeof(CMPIString); }
 
 // A provider rarely holds more than a few objects at a time.
-constexpr std::size_t most_spares = 8;
+constexpr std::size_t kMostSpares = 8;
 
 Arena::~Arena() {
   free_after(nullptr);
@@ -42,7 +42,7 @@ void Arena::remove(Header& header) {
 }
 
 bool Arena::keep_spare(Header& header) {
-  if (!header.reusable || spares_ == most_spares) return false;
+  if (!header.reusable || spares_ == kMostSpares) return false;
   // The first pointer of the handle: the object is refused until it is used again.
   *static_cast<void**>(start(header)) = nullptr;
   header.next = spare_;

@@ -16,7 +16,7 @@ std::atomic<int> cores{0};
 // A class may be registered only for name spaces that other object managers serve.
 bool serves(const RegistrationEntry& entry) {
   return std::any_of(entry.name_spaces.begin(), entry.name_spaces.end(),
-                     [](const std::string& name) { return same_name(name, served_name_space); });
+                     [](const std::string& name) { return same_name(name, kServedNameSpace); });
 }
 
 }  // namespace
@@ -63,7 +63,7 @@ void Core::thread_attached(int change) {
 }
 
 void Core::check_name_space(const ObjectPath& path) const {
-  if (!path.name_space.empty() && !(path.name_space == served_name_space)) {
+  if (!path.name_space.empty() && !(path.name_space == kServedNameSpace)) {
     throw Error(Status::InvalidNamespace, "there is no name space " + path.name_space.str());
   }
 }

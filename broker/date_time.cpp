@@ -103,8 +103,8 @@ std::string time_stamp_text(std::int64_t microseconds, int minutes_from_utc) {
 }
 
 std::string interval_text(std::uint64_t microseconds) {
-  constexpr std::uint64_t day = 86400ull * kSecond;
-  return platform::date_time_text(microseconds / day, microseconds % day, ':', 0);
+  constexpr std::uint64_t kDay = 86400ull * kSecond;
+  return platform::date_time_text(microseconds / kDay, microseconds % kDay, ':', 0);
 }
 
 std::string now_text() {

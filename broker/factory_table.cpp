@@ -42,7 +42,7 @@ CMPIInstance* new_instance_of(const CMPIBroker* broker, const CMPIObjectPath* pa
 CMPIObjectPath* new_object_path(const CMPIBroker* broker, const char* name_space,
                                 const char* class_name, CMPIStatus* rc) {
   return make_with<CMPIObjectPath>(broker, rc, [&] {
-    if (!name_space || !same_name(name_space, served_name_space)) {
+    if (!name_space || !same_name(name_space, kServedNameSpace)) {
       throw Error(Status::InvalidNamespace, "there is no name space " + optional(name_space));
     }
     const std::string_view name = class_name ? class_name : "";
@@ -91,9 +91,9 @@ CMPIDateTime* new_date_time(const CMPIBroker* broker, CMPIStatus* rc) {
 CMPIDateTime* new_date_time_from_binary(const CMPIBroker* broker, CMPIUint64 microseconds,
                                         CMPIBoolean interval, CMPIStatus* rc) {
   return make_with<CMPIDateTime>(broker, rc, [&] {
-    constexpr CMPIUint64 last_interval = 100000000ull * 86400 * 1000000 - 1;
-    constexpr CMPIUint64 last_stamp = 253402300800ull * 1000000 - 1;  // end of year 9999
-    if (microseconds > (interval ? last_interval : last_stamp)) {
+    constexpr CMPIUint64 kLastInterval = 100000000ull * 86400 * 1000000 - 1;
+    constexpr CMPIUint64 kLastStamp = 253402300800ull * 1000000 - 1;  // end of year 9999
+    if (microseconds > (interval ? kLastInterval : kLastStamp)) {
       throw Error(Status::InvalidParameter, "the time is too large");
     }
     return handle(make<DateTimeObject>(
@@ -325,7 +325,7 @@ void fill_factory_table(Tables& tables) {
       .newDateTime = new_date_time,
       .newDateTimeFromBinary = new_date_time_from_binary,
       .newDateTimeFromChars = new_date_time_from_chars,
-      .newSelectExp = unsupported,
+      .newSelectExp = kUnsupported,
       .classPathIsA = class_path_is_a,
       .toString = to_string,
       .isOfType = is_of_type,

@@ -47,6 +47,6 @@ struct AnyUnsupported {
     return Unsupported<Function>::function;
   }
 };
-inline constexpr AnyUnsupported unsupported;
+inline constexpr AnyUnsupported kUnsupported;
 
 }  // namespace broker

@@ -47,7 +47,7 @@ inline const char* lend(Operation&, const char* text) { return text; }
 inline const char** lend(Operation&, const char** names) { return names; }
 
 inline ObjectPath class_path(const ClassInfo& info) {
-  return ObjectPath(Name::borrowed(served_name_space), info.name());
+  return ObjectPath(Name::borrowed(kServedNameSpace), info.name());
 }
 
 Error provider_error(const Provider& provider, const CMPIStatus& status, const Delivery& delivery);

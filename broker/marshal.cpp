@@ -202,7 +202,7 @@ ObjectPathObject* new_class_path(const ClassInfo& info, std::string_view spellin
   if (!made) made = operation.arena().make_reusable<ObjectPathObject>(ObjectPath(), &info);
   made->info = &info;
   made->path.host = {};
-  made->path.name_space = Name::borrowed(served_name_space);
+  made->path.name_space = Name::borrowed(kServedNameSpace);
   // The class's own spelling is borrowed; another spelling is kept as it came.
   made->path.class_name = info.name().view() == spelling ? info.name() : Name(spelling);
   made->path.keys.clear();

@@ -117,7 +117,7 @@ void fill_memory_table(Tables& tables) {
       .freeString = free_object<StringObject>,
       .freeArray = free_object<ArrayObject>,
       .freeDateTime = free_object<DateTimeObject>,
-      .freeSelectExp = unsupported,
+      .freeSelectExp = kUnsupported,
       .freeChars = cmpi_free<char>,
   };
 }

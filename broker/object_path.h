@@ -14,7 +14,7 @@
 
 namespace broker {
 
-inline constexpr std::string_view served_name_space = "root/cimv2";
+inline constexpr std::string_view kServedNameSpace = "root/cimv2";
 
 struct Key {
   Name name;

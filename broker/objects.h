@@ -21,12 +21,12 @@ namespace broker {
 class Delivery;
 
 struct StringObject : Object<CMPIString, Kind::String> {
-  static constexpr auto table = &Tables::string;
+  static constexpr auto kTable = &Tables::string;
   std::string text;
 };
 
 struct ArrayObject : Object<CMPIArray, Kind::Array> {
-  static constexpr auto table = &Tables::array;
+  static constexpr auto kTable = &Tables::array;
   Type element;
   std::vector<Value> values;
   // Made with element type CMPI_chars: setElementAt takes that type, and reading gives strings.
@@ -34,18 +34,18 @@ struct ArrayObject : Object<CMPIArray, Kind::Array> {
 };
 
 struct DateTimeObject : Object<CMPIDateTime, Kind::DateTime> {
-  static constexpr auto table = &Tables::date_time;
+  static constexpr auto kTable = &Tables::date_time;
   std::string text;
 };
 
 struct ObjectPathObject : Object<CMPIObjectPath, Kind::ObjectPath> {
-  static constexpr auto table = &Tables::object_path;
+  static constexpr auto kTable = &Tables::object_path;
   ObjectPath path;
   const ClassInfo* info;  // null for a path of a class that the schema does not have
 };
 
 struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
-  static constexpr auto table = &Tables::instance;
+  static constexpr auto kTable = &Tables::instance;
   Instance instance;
   const ClassInfo* info;
   bool filtered = false;       // whether setPropertyFilter has been called
@@ -57,13 +57,13 @@ struct InstanceObject : Object<CMPIInstance, Kind::Instance> {
 };
 
 struct ArgsObject : Object<CMPIArgs, Kind::Args> {
-  static constexpr auto table = &Tables::args;
+  static constexpr auto kTable = &Tables::args;
   std::vector<Argument> arguments;
   const MethodInfo* out_of;  // set on the output parameters of a method call, else null
 };
 
 struct ContextObject : Object<CMPIContext, Kind::Context> {
-  static constexpr auto table = &Tables::context;
+  static constexpr auto kTable = &Tables::context;
   std::vector<std::pair<std::string, Value>> entries;
   bool prepared = false;  // made for a thread that is not attached yet
 
@@ -76,19 +76,19 @@ struct ContextObject : Object<CMPIContext, Kind::Context> {
 };
 
 struct ResultObject : Object<CMPIResult, Kind::Result> {
-  static constexpr auto table = &Tables::result;
+  static constexpr auto kTable = &Tables::result;
   Delivery* delivery;
 };
 
 struct EnumerationObject : Object<CMPIEnumeration, Kind::Enumeration> {
-  static constexpr auto table = &Tables::enumeration;
+  static constexpr auto kTable = &Tables::enumeration;
   Type type;  // Instance or Reference
   std::vector<Value> items;
   std::size_t position = 0;
 };
 
 struct ErrorObject : Object<CMPIError, Kind::Error> {
-  static constexpr auto table = &Tables::error;
+  static constexpr auto kTable = &Tables::error;
   std::optional<std::string> owning_entity, message_id, message;
   CMPIErrorSeverity severity;
   CMPIErrorProbableCause probable_cause;
@@ -101,7 +101,7 @@ struct ErrorObject : Object<CMPIError, Kind::Error> {
 };
 
 struct PropertyListObject : Object<CMPIPropertyList, Kind::PropertyList> {
-  static constexpr auto table = &Tables::property_list;
+  static constexpr auto kTable = &Tables::property_list;
   std::vector<std::string> names;
   std::vector<const char*> pointers{};  // of names, null at the end
 
@@ -113,7 +113,7 @@ struct PropertyListObject : Object<CMPIPropertyList, Kind::PropertyList> {
 };
 
 struct EnumerationFilterObject : Object<CMPIEnumerationFilter, Kind::EnumerationFilter> {
-  static constexpr auto table = &Tables::enumeration_filter;
+  static constexpr auto kTable = &Tables::enumeration_filter;
 };
 
 // The object behind a handle that a provider passed. Throws Error (InvalidHandle) for null, for
@@ -124,7 +124,7 @@ T& object(const typename T::Handle* handle) {
     throw Error(Status::InvalidHandle, "the handle is null or not of this object manager");
   }
   auto* found = reinterpret_cast<T*>(const_cast<typename T::Handle*>(handle));
-  if (found->header.kind != T::kind) {
+  if (found->header.kind != T::kInd) {
     throw Error(Status::InvalidHandle, "the handle is one of another kind of object");
   }
   return *found;

@@ -23,7 +23,7 @@ Operation::Operation(Core& core, const Request& request, CMPIFlags flags)
       context_(nullptr),
       attached_(false) {
   context_ = arena_.lend<ContextObject>(std::vector<std::pair<std::string, Value>>{
-      {CMPIInitNameSpace, Value(served_name_space)},
+      {CMPIInitNameSpace, Value(kServedNameSpace)},
       {CMPIInvocationFlags, Value(std::uint32_t{flags})},
       {CMPIPrincipal, Value(request.principal)},
       {CMPIRole, Value(request.role)},

@@ -287,7 +287,7 @@ void fill_operation_table(Tables& tables) {
       .createInstance = create_instance,
       .modifyInstance = modify_instance,
       .deleteInstance = delete_instance,
-      .execQuery = unsupported,
+      .execQuery = kUnsupported,
       .enumerateInstances = enumerate_instances<>,
       .associators = associators<>,
       .associatorNames = associator_names,

@@ -16,37 +16,37 @@ class PropertyFilter : public TablesTest {
   CMPIrc filter(std::initializer_list<const char*> names, const char** keys = nullptr) {
     std::vector<const char*> list(names);
     list.push_back(nullptr);
-    return made->ft->setPropertyFilter(made, list.data(), keys).rc;
+    return made_->ft->setPropertyFilter(made_, list.data(), keys).rc;
   }
   void set(std::initializer_list<const char*> names) {
     for (const char* name : names) {
-      ++value.uint8;
+      ++value_.uint8;
       const CMPIType type = *name == 'U' ? CMPI_uint8 : CMPI_sint8;
-      EXPECT_EQ(made->ft->setProperty(made, name, &value, type).rc, CMPI_RC_OK) << name;
+      EXPECT_EQ(made_->ft->setProperty(made_, name, &value_, type).rc, CMPI_RC_OK) << name;
     }
   }
   // In the order of the instance, each with its value.
   std::string present() {
     std::string all;
-    for (CMPICount i = 0; i < made->ft->getPropertyCount(made, nullptr); ++i) {
+    for (CMPICount i = 0; i < made_->ft->getPropertyCount(made_, nullptr); ++i) {
       CMPIString* name = nullptr;
-      const CMPIData data = made->ft->getPropertyAt(made, i, &name, nullptr);
-      const CMPIData same = made->ft->getProperty(made, text(name).c_str(), nullptr);
+      const CMPIData data = made_->ft->getPropertyAt(made_, i, &name, nullptr);
+      const CMPIData same = made_->ft->getProperty(made_, text(name).c_str(), nullptr);
       EXPECT_EQ(same.value.uint8, data.value.uint8) << text(name);
       all += (all.empty() ? "" : " ") + text(name) + "=" + std::to_string(data.value.uint8);
     }
     return all;
   }
 
-  CMPIInstance* const made = instance("TEST_Widget");
-  CMPIValue value{};
+  CMPIInstance* const made_ = instance("TEST_Widget");
+  CMPIValue value_{};
 };
 
 TEST_F(PropertyFilter, NullAcceptsEverythingAgain) {
   EXPECT_EQ(filter({"U8"}), CMPI_RC_OK);
   set({"U8", "S8"});
   EXPECT_EQ(present(), "U8=1");
-  EXPECT_EQ(made->ft->setPropertyFilter(made, nullptr, nullptr).rc, CMPI_RC_OK);
+  EXPECT_EQ(made_->ft->setPropertyFilter(made_, nullptr, nullptr).rc, CMPI_RC_OK);
   EXPECT_EQ(present(), "U8=1") << "nothing comes back";
   set({"S8"});
   EXPECT_EQ(present(), "U8=1 S8=3");
@@ -73,15 +73,15 @@ TEST_F(PropertyFilter, ASecondListReplacesTheFirst) {
 TEST_F(PropertyFilter, AnErasedPropertyCanBeSetAgain) {
   set({"U8", "S8"});
   EXPECT_EQ(filter({"U8"}), CMPI_RC_OK);
-  EXPECT_EQ(made->ft->setPropertyFilter(made, nullptr, nullptr).rc, CMPI_RC_OK);
+  EXPECT_EQ(made_->ft->setPropertyFilter(made_, nullptr, nullptr).rc, CMPI_RC_OK);
   set({"S8", "S8"});
   EXPECT_EQ(present(), "U8=1 S8=4");
   EXPECT_EQ(filter({"S8"}), CMPI_RC_OK);
-  EXPECT_EQ(made->ft->setPropertyFilter(made, nullptr, nullptr).rc, CMPI_RC_OK);
+  EXPECT_EQ(made_->ft->setPropertyFilter(made_, nullptr, nullptr).rc, CMPI_RC_OK);
   set({"U8", "U8"});
   EXPECT_EQ(present(), "S8=4 U8=6");
   EXPECT_EQ(filter({}), CMPI_RC_OK);
-  EXPECT_EQ(made->ft->setPropertyFilter(made, nullptr, nullptr).rc, CMPI_RC_OK);
+  EXPECT_EQ(made_->ft->setPropertyFilter(made_, nullptr, nullptr).rc, CMPI_RC_OK);
   set({"S8", "U8", "S8"});
   EXPECT_EQ(present(), "S8=9 U8=8");
 }
@@ -92,9 +92,9 @@ TEST_F(PropertyFilter, AListOfKeysIsIgnored) {
   set({"U8", "S8"});
   EXPECT_EQ(filter({"U8"}, keys), CMPI_RC_OK);
   EXPECT_EQ(present(), "U8=1");
-  made->ft->setProperty(made, "Name", reinterpret_cast<const CMPIValue*>("w"), CMPI_chars);
+  made_->ft->setProperty(made_, "Name", reinterpret_cast<const CMPIValue*>("w"), CMPI_chars);
   EXPECT_EQ(present(), "U8=1");
-  CMPIObjectPath* const made_path = made->ft->getObjectPath(made, nullptr);
+  CMPIObjectPath* const made_path = made_->ft->getObjectPath(made_, nullptr);
   EXPECT_EQ(text(made_path->ft->toString(made_path, nullptr)), "root/cimv2:TEST_Widget.Name=\"w\"");
 }
 

@@ -92,11 +92,11 @@ void* Provider::make(InterfaceKind interface) {
 }
 
 CMPIStatus Provider::cleanup(std::size_t index, bool terminating) {
-  constexpr CMPIStatus (*functions[])(void*, const CMPIContext*, bool) = {
+  constexpr CMPIStatus (*kFunctions[])(void*, const CMPIContext*, bool) = {
       cleanup_of<CMPIInstanceMI>, cleanup_of<CMPIAssociationMI>, cleanup_of<CMPIMethodMI>};
   Operation operation(core_, {}, 0);
   const Busy busy(busy_);
-  CMPIStatus status = functions[index](interfaces_[index], operation.context(), terminating);
+  CMPIStatus status = kFunctions[index](interfaces_[index], operation.context(), terminating);
   status.msg = nullptr;  // it is freed with the operation
   return status;
 }
@@ -131,7 +131,7 @@ void Provider::end_if_due(std::chrono::milliseconds idle_time,
 bool Provider::end(Ending ending) {
   const bool terminating = ending != Ending::Asked;
   bool all = true;
-  for (std::size_t i = 0; i < interface_count; ++i) {
+  for (std::size_t i = 0; i < kInterfaceCount; ++i) {
     if (!interfaces_[i]) continue;
     if (never_[i] && !terminating) {
       all = false;

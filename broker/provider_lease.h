@@ -18,14 +18,14 @@ namespace broker {
 class Core;
 
 enum class InterfaceKind { Instance, Association, Method };  // in the order of cleanup
-inline constexpr std::size_t interface_count = 3;
+inline constexpr std::size_t kInterfaceCount = 3;
 
 template <class MI>
-inline constexpr InterfaceKind interface_of = InterfaceKind::Instance;
+inline constexpr InterfaceKind kInterfaceOf = InterfaceKind::Instance;
 template <>
-inline constexpr InterfaceKind interface_of<CMPIAssociationMI> = InterfaceKind::Association;
+inline constexpr InterfaceKind kInterfaceOf<CMPIAssociationMI> = InterfaceKind::Association;
 template <>
-inline constexpr InterfaceKind interface_of<CMPIMethodMI> = InterfaceKind::Method;
+inline constexpr InterfaceKind kInterfaceOf<CMPIMethodMI> = InterfaceKind::Method;
 
 // How the interfaces of a provider are ended.
 enum class Ending {
@@ -66,7 +66,7 @@ class Provider {
   // request tries it again.
   template <class MI>
   Lease<MI> lease() {
-    return Lease<MI>(this, static_cast<MI*>(lease(interface_of<MI>)));
+    return Lease<MI>(this, static_cast<MI*>(lease(kInterfaceOf<MI>)));
   }
 
   // Ends the interfaces for good, also while calls run. False when one wants the library to stay.
@@ -99,8 +99,8 @@ class Provider {
   std::size_t leases_ = 0;
   Clock::time_point made_{}, used_{};  // of the oldest interface; end of the last call
   bool ended_ = false;
-  std::array<void*, interface_count> interfaces_{};
-  std::array<bool, interface_count> never_{};  // whether it answered NEVER_UNLOAD
+  std::array<void*, kInterfaceCount> interfaces_{};
+  std::array<bool, kInterfaceCount> never_{};  // whether it answered NEVER_UNLOAD
 };
 
 }  // namespace broker

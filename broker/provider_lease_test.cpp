@@ -25,10 +25,10 @@ class ProviderTest : public testing::Test {
   ObjectManager make(std::vector<RegistrationEntry> registration) {
     Options options = test_options();
     options.registration = std::move(registration);
-    options.log = [this](int, const std::string& text) { lines.push_back(text); };
-    options.adjust_tables = adjust;
-    options.idle_time = idle_time;
-    options.longest_life = longest_life;
+    options.log = [this](int, const std::string& text) { lines_.push_back(text); };
+    options.adjust_tables = adjust_;
+    options.idle_time = idle_time_;
+    options.longest_life = longest_life_;
     return ObjectManager(test_schema(), std::move(options));
   }
 
@@ -42,22 +42,22 @@ class ProviderTest : public testing::Test {
     }
   }
 
-  std::vector<std::string> lines;
-  std::function<void(Tables&)> adjust;
-  std::chrono::milliseconds idle_time{0}, longest_life = std::chrono::hours(1);
+  std::vector<std::string> lines_;
+  std::function<void(Tables&)> adjust_;
+  std::chrono::milliseconds idle_time_{0}, longest_life_ = std::chrono::hours(1);
 };
 
 TEST_F(ProviderTest, InterfacesAreMadeOnceAndEndedInOrder) {
   {
     ObjectManager manager = make({test_entry("TEST_Widget", "Widget", "iam")});
-    EXPECT_THAT(lines, IsEmpty());
+    EXPECT_THAT(lines_, IsEmpty());
     manager.invoke_method(ObjectPath({}, "TEST_Widget"), "Text");
     manager.enumerate_instances("TEST_Widget");
     manager.enumerate_instances("TEST_Widget");
   }
-  EXPECT_THAT(lines, ElementsAre("Widget: make method", "Widget: make instance",
-                                 "Widget: cleanup instance at the end",
-                                 "Widget: cleanup method at the end"));
+  EXPECT_THAT(lines_, ElementsAre("Widget: make method", "Widget: make instance",
+                                  "Widget: cleanup instance at the end",
+                                  "Widget: cleanup method at the end"));
 }
 
 TEST_F(ProviderTest, AMissingLibraryNamesTheFoldersAndIsTriedAgain) {
@@ -78,7 +78,7 @@ TEST_F(ProviderTest, AFactoryThatReturnsNullOrAStatusFailsWithItsText) {
   expect_failure(null, "provider Null offers no instance interface: no hardware");
   ObjectManager refusing = make({test_entry("TEST_Widget", "Refusing", "i")});
   expect_failure(refusing, "not this kind");
-  EXPECT_THAT(lines, IsEmpty());  // no cleanup for what was never made
+  EXPECT_THAT(lines_, IsEmpty());  // no cleanup for what was never made
 }
 
 TEST_F(ProviderTest, AFactoryThatAsksForItselfDoesNotLockUp) {
@@ -92,7 +92,7 @@ TEST_F(ProviderTest, AfterAFactoryOrCleanupThatThrewItIsAskedAgain) {
   EXPECT_THROW(manager.enumerate_instances("TEST_Widget"), std::runtime_error);
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
   EXPECT_EQ(manager.end_idle(), 0u);
-  EXPECT_THAT(lines.back(), HasSubstr("provider Throwing failed to end: "));
+  EXPECT_THAT(lines_.back(), HasSubstr("provider Throwing failed to end: "));
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
   EXPECT_EQ(manager.end_idle(), 1u);
 }
@@ -101,10 +101,10 @@ TEST_F(ProviderTest, WhateverACleanupThrowsIsLoggedAndTheOthersEndAllTheSame) {
   ObjectManager manager =
       make({test_entry("TEST_Widget", "Odd", "i"), test_entry("TEST_Gadget", "Gadget", "i")});
   manager.enumerate_instances("TEST_Widget");
-  lines.clear();
+  lines_.clear();
   EXPECT_EQ(manager.end_idle(), 0u);
-  EXPECT_THAT(lines, ElementsAre("provider Odd failed to end: unknown exception",
-                                 "Gadget: cleanup instance"));
+  EXPECT_THAT(lines_, ElementsAre("provider Odd failed to end: unknown exception",
+                                  "Gadget: cleanup instance"));
   EXPECT_EQ(manager.end_idle(), 1u);
 }
 
@@ -149,19 +149,19 @@ TEST_F(ProviderTest, IdleProvidersAreUnloadedAndMadeAnew) {
   EXPECT_EQ(manager.end_idle(), 1u);
   EXPECT_EQ(manager.end_idle(), 0u);
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
-  EXPECT_THAT(lines, ElementsAre("Widget: make instance", "Widget: cleanup instance",
-                                 "Widget: make instance"));
+  EXPECT_THAT(lines_, ElementsAre("Widget: make instance", "Widget: cleanup instance",
+                                  "Widget: make instance"));
 }
 
 TEST_F(ProviderTest, AnswersOfCleanupAreHonoured) {
   ObjectManager manager =
       make({test_entry("TEST_Widget", "Keeper", "i"), test_entry("TEST_Gadget", "Never", "i")});
   manager.enumerate_instances("TEST_Widget");
-  lines.clear();
+  lines_.clear();
   EXPECT_EQ(manager.end_idle(), 0u);
   EXPECT_EQ(manager.end_idle(), 0u);
-  EXPECT_THAT(lines, ElementsAre("Keeper: cleanup instance", "Never: cleanup instance",
-                                 "Keeper: cleanup instance"));
+  EXPECT_THAT(lines_, ElementsAre("Keeper: cleanup instance", "Never: cleanup instance",
+                                  "Keeper: cleanup instance"));
 }
 
 bool is_loaded() {
@@ -177,15 +177,15 @@ TEST_F(ProviderTest, UnloadNeverKeepsTheLibraryAndMakesTheProviderAnew) {
   ObjectManager manager = make({entry});
   manager.invoke_method(ObjectPath({}, "TEST_Widget"), "Text");
   manager.enumerate_instances("TEST_Widget");
-  lines.clear();
+  lines_.clear();
   EXPECT_EQ(manager.end_idle(), 0u);
   EXPECT_EQ(manager.end_idle(), 0u);
-  EXPECT_THAT(lines, ElementsAre("Widget: cleanup instance at the end",
-                                 "Widget: cleanup method at the end"));
+  EXPECT_THAT(lines_, ElementsAre("Widget: cleanup instance at the end",
+                                  "Widget: cleanup method at the end"));
   EXPECT_TRUE(is_loaded());
-  lines.clear();
+  lines_.clear();
   EXPECT_EQ(manager.enumerate_instances("TEST_Widget").size(), 2u);
-  EXPECT_THAT(lines, ElementsAre("Widget: make instance"));
+  EXPECT_THAT(lines_, ElementsAre("Widget: make instance"));
 }
 
 TEST_F(ProviderTest, UnloadNeverDoesNotAsk) {
@@ -195,41 +195,41 @@ TEST_F(ProviderTest, UnloadNeverDoesNotAsk) {
   ObjectManager manager = make({keeper, never});
   for (int round = 0; round < 2; ++round) {
     manager.enumerate_instances("TEST_Widget");
-    lines.clear();
+    lines_.clear();
     manager.end_idle();
-    EXPECT_THAT(lines, ElementsAre("Keeper: cleanup instance at the end",
-                                   "Never: cleanup instance at the end"));
+    EXPECT_THAT(lines_, ElementsAre("Keeper: cleanup instance at the end",
+                                    "Never: cleanup instance at the end"));
   }
 }
 
 TEST_F(ProviderTest, WhoIsNotDueStays) {
-  idle_time = longest_life;
+  idle_time_ = longest_life_;
   ObjectManager manager = make({test_entry("TEST_Widget", "Widget", "i")});
   manager.enumerate_instances("TEST_Widget");
   EXPECT_EQ(manager.end_idle(), 0u);
-  EXPECT_THAT(lines, ElementsAre("Widget: make instance"));
+  EXPECT_THAT(lines_, ElementsAre("Widget: make instance"));
 }
 
 TEST_F(ProviderTest, WhoIsOldEndsWithoutBeingIdle) {
-  idle_time = longest_life;
-  longest_life = std::chrono::milliseconds(0);
+  idle_time_ = longest_life_;
+  longest_life_ = std::chrono::milliseconds(0);
   ObjectManager manager = make({test_entry("TEST_Widget", "Widget", "i")});
   manager.enumerate_instances("TEST_Widget");
   EXPECT_EQ(manager.end_idle(), 1u);
 }
 
 TEST_F(ProviderTest, WhoIsAtWorkStays) {
-  longest_life = std::chrono::milliseconds(0);
+  longest_life_ = std::chrono::milliseconds(0);
   for (const bool stays : {false, true}) {
     RegistrationEntry entry = test_entry("TEST_Widget", "Widget", "i");
     entry.unload_never = stays;
     ObjectManager manager = make({entry});
-    lines.clear();
+    lines_.clear();
     manager.enumerate_instances(ObjectPath({}, "TEST_Widget"),
                                 [&](const Instance&) { EXPECT_EQ(manager.end_idle(), 0u); });
-    EXPECT_THAT(lines, ElementsAre("Widget: make instance"));
+    EXPECT_THAT(lines_, ElementsAre("Widget: make instance"));
     manager.end_idle();
-    EXPECT_THAT(lines, SizeIs(2));
+    EXPECT_THAT(lines_, SizeIs(2));
   }
 }
 
@@ -259,7 +259,7 @@ TEST_F(ProviderTest, ATestCanChangeTheTablesThatProvidersSee) {
   static int strings;
   static decltype(CMPIBrokerEncFT::newString) original;
   strings = 0;
-  adjust = [](Tables& tables) {
+  adjust_ = [](Tables& tables) {
     tables.operations.brokerVersion = 0;
     tables.instance.setPropertyWithOrigin = nullptr;
     original = tables.factories.newString;

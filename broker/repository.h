@@ -25,13 +25,13 @@ struct Qualifier {
 // The declaration of a qualifier.
 struct QualifierDeclaration {
   enum Scope : unsigned {
-    class_scope = 1,
-    association = 2,
-    reference = 4,
-    property = 8,
-    method = 16,
-    parameter = 32,
-    indication = 64
+    ClassScope = 1,
+    Association = 2,
+    Reference = 4,
+    Property = 8,
+    Method = 16,
+    Parameter = 32,
+    Indication = 64
   };
   std::string_view name;
   CMPIType type;     // with CMPI_ARRAY for an array

@@ -9,35 +9,35 @@ namespace {
 void fill_query_tables(Tables& tables) {
   tables.select_expression = {
       .ftVersion = CMPIVersion210,
-      .release = unsupported,
-      .clone = unsupported,
-      .evaluate = unsupported,
-      .getString = unsupported,
-      .getDOC = unsupported,
-      .getCOD = unsupported,
-      .evaluateUsingAccessor = unsupported,
+      .release = kUnsupported,
+      .clone = kUnsupported,
+      .evaluate = kUnsupported,
+      .getString = kUnsupported,
+      .getDOC = kUnsupported,
+      .getCOD = kUnsupported,
+      .evaluateUsingAccessor = kUnsupported,
   };
   tables.select_condition = {
       .ftVersion = CMPIVersion210,
-      .release = unsupported,
-      .clone = unsupported,
-      .getCountAndType = unsupported,
-      .getSubCondAt = unsupported,
+      .release = kUnsupported,
+      .clone = kUnsupported,
+      .getCountAndType = kUnsupported,
+      .getSubCondAt = kUnsupported,
   };
   tables.sub_condition = {
       .ftVersion = CMPIVersion210,
-      .release = unsupported,
-      .clone = unsupported,
-      .getCount = unsupported,
-      .getPredicateAt = unsupported,
-      .getPredicate = unsupported,
+      .release = kUnsupported,
+      .clone = kUnsupported,
+      .getCount = kUnsupported,
+      .getPredicateAt = kUnsupported,
+      .getPredicate = kUnsupported,
   };
   tables.predicate = {
       .ftVersion = CMPIVersion210,
-      .release = unsupported,
-      .clone = unsupported,
-      .getData = unsupported,
-      .evaluateUsingAccessor = unsupported,
+      .release = kUnsupported,
+      .clone = kUnsupported,
+      .getData = kUnsupported,
+      .evaluateUsingAccessor = kUnsupported,
   };
 }
 

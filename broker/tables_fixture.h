@@ -15,25 +15,25 @@ namespace broker {
 class TablesTest : public testing::Test {
  protected:
   TablesTest()
-      : core(std::make_shared<Core>(test_schema(), Options{})),
-        operation(std::make_unique<Operation>(*core, Request{}, 0)),
-        mb(&core->tables().broker) {}
+      : core_(std::make_shared<Core>(test_schema(), Options{})),
+        operation_(std::make_unique<Operation>(*core_, Request{}, 0)),
+        mb_(&core_->tables().broker) {}
 
   CMPIObjectPath* path(const char* class_name) {
-    return mb->eft->newObjectPath(mb, "root/cimv2", class_name, &rc);
+    return mb_->eft->newObjectPath(mb_, "root/cimv2", class_name, &rc_);
   }
   CMPIInstance* instance(const char* class_name) {
-    return mb->eft->newInstance(mb, path(class_name), &rc);
+    return mb_->eft->newInstance(mb_, path(class_name), &rc_);
   }
-  CMPIString* string(const char* text) { return mb->eft->newString(mb, text, &rc); }
+  CMPIString* string(const char* text) { return mb_->eft->newString(mb_, text, &rc_); }
   static std::string text(const CMPIString* string) {
     return string ? string->ft->getCharPtr(string, nullptr) : "(null)";
   }
 
-  std::shared_ptr<Core> core;
-  std::unique_ptr<Operation> operation;
-  const CMPIBroker* mb;
-  CMPIStatus rc{CMPI_RC_OK, nullptr};
+  std::shared_ptr<Core> core_;
+  std::unique_ptr<Operation> operation_;
+  const CMPIBroker* mb_;
+  CMPIStatus rc_{CMPI_RC_OK, nullptr};
 };
 
 }  // namespace broker

@@ -52,32 +52,33 @@ TEST(Tables, HaveNoNullMemberAndAreOfVersion210) {
 }
 
 TEST_F(TablesTest, WrongHandlesAreRefused) {
-  const auto& string_table = core->tables().string;
-  EXPECT_EQ(string_table.getCharPtr(nullptr, &rc), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_HANDLE);
-  const CMPIString foreign{&rc, &string_table};
-  EXPECT_EQ(string_table.getCharPtr(&foreign, &rc), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_HANDLE);
-  EXPECT_EQ(string_table.getCharPtr(reinterpret_cast<CMPIString*>(path("TEST_Widget")), &rc),
+  const auto& string_table = core_->tables().string;
+  EXPECT_EQ(string_table.getCharPtr(nullptr, &rc_), nullptr);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_HANDLE);
+  const CMPIString foreign{&rc_, &string_table};
+  EXPECT_EQ(string_table.getCharPtr(&foreign, &rc_), nullptr);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_HANDLE);
+  EXPECT_EQ(string_table.getCharPtr(reinterpret_cast<CMPIString*>(path("TEST_Widget")), &rc_),
             nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_HANDLE);
-  EXPECT_EQ(mb->eft->newString(nullptr, "x", &rc), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_HANDLE);
-  EXPECT_EQ(mb->bft->enumerateInstances(mb, nullptr, path("TEST_Widget"), nullptr, &rc), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_HANDLE);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_HANDLE);
+  EXPECT_EQ(mb_->eft->newString(nullptr, "x", &rc_), nullptr);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_HANDLE);
+  EXPECT_EQ(mb_->bft->enumerateInstances(mb_, nullptr, path("TEST_Widget"), nullptr, &rc_),
+            nullptr);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_HANDLE);
   EXPECT_EQ(string_table.getCharPtr(nullptr, nullptr), nullptr);  // a null status is fine
 }
 
 TEST_F(TablesTest, PathsNeedAServedNameSpaceAndAKnownClass) {
-  EXPECT_EQ(mb->eft->newObjectPath(mb, "root/other", "TEST_Widget", &rc), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_NAMESPACE);
+  EXPECT_EQ(mb_->eft->newObjectPath(mb_, "root/other", "TEST_Widget", &rc_), nullptr);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_NAMESPACE);
   EXPECT_EQ(path("TEST_None"), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NOT_FOUND);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NOT_FOUND);
   CMPIObjectPath* made = path("test_widget");
   ASSERT_NE(made, nullptr);
-  EXPECT_EQ(text(made->ft->getClassName(made, &rc)), "test_widget");
-  EXPECT_EQ(text(made->ft->getNameSpace(made, &rc)), "root/cimv2");
-  EXPECT_EQ(text(made->ft->getHostname(made, &rc)), "");
+  EXPECT_EQ(text(made->ft->getClassName(made, &rc_)), "test_widget");
+  EXPECT_EQ(text(made->ft->getNameSpace(made, &rc_)), "root/cimv2");
+  EXPECT_EQ(text(made->ft->getHostname(made, &rc_)), "");
 }
 
 TEST_F(TablesTest, KeysAreCheckedAgainstTheClass) {
@@ -88,20 +89,20 @@ TEST_F(TablesTest, KeysAreCheckedAgainstTheClass) {
   EXPECT_EQ(made->ft->addKey(made, "Id", &value, CMPI_uint16).rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
   EXPECT_EQ(made->ft->addKey(made, "Id", nullptr, CMPI_uint32).rc, CMPI_RC_ERR_INVALID_PARAMETER);
   EXPECT_EQ(made->ft->addKey(made, "Id", &value, CMPI_args).rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
-  EXPECT_EQ(made->ft->getKeyCount(made, &rc), 0u);
+  EXPECT_EQ(made->ft->getKeyCount(made, &rc_), 0u);
   EXPECT_EQ(made->ft->addKey(made, "ID", &value, CMPI_uint32).rc, CMPI_RC_OK);
   CMPIString* name = nullptr;
-  const CMPIData data = made->ft->getKeyAt(made, 0, &name, &rc);
+  const CMPIData data = made->ft->getKeyAt(made, 0, &name, &rc_);
   EXPECT_EQ(text(name), "Id");
   EXPECT_EQ(data.type, CMPI_uint32);
   EXPECT_EQ(data.state, CMPI_keyValue);
   EXPECT_EQ(data.value.uint32, 5u);
-  const CMPIData missing = made->ft->getKey(made, "Other", &rc);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
+  const CMPIData missing = made->ft->getKey(made, "Other", &rc_);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
   EXPECT_EQ(missing.state, CMPI_notFound | CMPI_nullValue);
-  made->ft->getKeyAt(made, 1, nullptr, &rc);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
-  EXPECT_EQ(text(made->ft->toString(made, &rc)), "root/cimv2:TEST_Faulty.Id=5");
+  made->ft->getKeyAt(made, 1, nullptr, &rc_);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
+  EXPECT_EQ(text(made->ft->toString(made, &rc_)), "root/cimv2:TEST_Faulty.Id=5");
 }
 
 TEST_F(TablesTest, PropertiesAreCheckedAgainstTheClass) {
@@ -118,14 +119,14 @@ TEST_F(TablesTest, PropertiesAreCheckedAgainstTheClass) {
   EXPECT_EQ(
       made->ft->setPropertyWithOrigin(made, "Caption", nullptr, CMPI_string, "TEST_Widget").rc,
       CMPI_RC_ERR_TYPE_MISMATCH);
-  EXPECT_EQ(made->ft->getPropertyCount(made, &rc), 0u);
+  EXPECT_EQ(made->ft->getPropertyCount(made, &rc_), 0u);
   EXPECT_EQ(made->ft->setPropertyWithOrigin(made, "Caption", nullptr, CMPI_string, "TEST_Base").rc,
             CMPI_RC_OK);
-  EXPECT_EQ(made->ft->getProperty(made, "caption", &rc).state, CMPI_nullValue);
-  EXPECT_EQ(rc.rc, CMPI_RC_OK);
-  made->ft->getProperty(made, "U8", &rc);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
-  EXPECT_NE(text(rc.msg).find("U8"), std::string::npos);
+  EXPECT_EQ(made->ft->getProperty(made, "caption", &rc_).state, CMPI_nullValue);
+  EXPECT_EQ(rc_.rc, CMPI_RC_OK);
+  made->ft->getProperty(made, "U8", &rc_);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
+  EXPECT_NE(text(rc_.msg).find("U8"), std::string::npos);
 }
 
 TEST_F(TablesTest, PropertiesMayBeSetInAnyOrderAndAgain) {
@@ -148,17 +149,17 @@ TEST_F(TablesTest, OnlyTheBytesOfATypeAreRead) {
   EXPECT_EQ(
       made->ft->setProperty(made, "U8", reinterpret_cast<CMPIValue*>(number.get()), CMPI_uint8).rc,
       CMPI_RC_OK);
-  EXPECT_EQ(made->ft->getProperty(made, "U8", &rc).value.uint8, 200);
+  EXPECT_EQ(made->ft->getProperty(made, "U8", &rc_).value.uint8, 200);
   const CMPISint16 negative = -2;
   made->ft->setProperty(made, "S16", reinterpret_cast<const CMPIValue*>(&negative), CMPI_sint16);
-  EXPECT_EQ(made->ft->getProperty(made, "S16", &rc).value.sint16, -2);
+  EXPECT_EQ(made->ft->getProperty(made, "S16", &rc_).value.sint16, -2);
 }
 
 TEST_F(TablesTest, CharsAreTheStringItself) {
   CMPIInstance* made = instance("TEST_Widget");
   const auto* chars = reinterpret_cast<const CMPIValue*>("text");
   EXPECT_EQ(made->ft->setProperty(made, "Caption", chars, CMPI_chars).rc, CMPI_RC_OK);
-  const CMPIData data = made->ft->getProperty(made, "Caption", &rc);
+  const CMPIData data = made->ft->getProperty(made, "Caption", &rc_);
   EXPECT_EQ(data.type, CMPI_string);
   EXPECT_EQ(text(data.value.string), "text");
 }
@@ -166,9 +167,9 @@ TEST_F(TablesTest, CharsAreTheStringItself) {
 TEST_F(TablesTest, KeyPropertiesReachThePath) {
   CMPIInstance* made = instance("TEST_Widget");
   made->ft->setProperty(made, "Name", reinterpret_cast<const CMPIValue*>("w"), CMPI_chars);
-  CMPIObjectPath* made_path = made->ft->getObjectPath(made, &rc);
-  EXPECT_EQ(text(made_path->ft->toString(made_path, &rc)), "root/cimv2:TEST_Widget.Name=\"w\"");
-  EXPECT_EQ(made->ft->getProperty(made, "Name", &rc).state, CMPI_keyValue);
+  CMPIObjectPath* made_path = made->ft->getObjectPath(made, &rc_);
+  EXPECT_EQ(text(made_path->ft->toString(made_path, &rc_)), "root/cimv2:TEST_Widget.Name=\"w\"");
+  EXPECT_EQ(made->ft->getProperty(made, "Name", &rc_).state, CMPI_keyValue);
 }
 
 TEST_F(TablesTest, APropertyFilterDropsPropertiesButNoKeysOfThePath) {
@@ -180,9 +181,9 @@ TEST_F(TablesTest, APropertyFilterDropsPropertiesButNoKeysOfThePath) {
   EXPECT_EQ(made->ft->setProperty(made, "U8", &value, CMPI_uint8).rc, CMPI_RC_OK);
   EXPECT_EQ(made->ft->setProperty(made, "U32", &value, CMPI_uint32).rc, CMPI_RC_OK);
   made->ft->setProperty(made, "Name", reinterpret_cast<const CMPIValue*>("w"), CMPI_chars);
-  EXPECT_EQ(made->ft->getPropertyCount(made, &rc), 1u);
-  CMPIObjectPath* made_path = made->ft->getObjectPath(made, &rc);
-  EXPECT_EQ(made_path->ft->getKeyCount(made_path, &rc), 1u);
+  EXPECT_EQ(made->ft->getPropertyCount(made, &rc_), 1u);
+  CMPIObjectPath* made_path = made->ft->getObjectPath(made, &rc_);
+  EXPECT_EQ(made_path->ft->getKeyCount(made_path, &rc_), 1u);
 }
 
 TEST_F(TablesTest, SetObjectPathWantsTheSameClassAndAllKeys) {
@@ -195,41 +196,41 @@ TEST_F(TablesTest, SetObjectPathWantsTheSameClassAndAllKeys) {
 }
 
 TEST_F(TablesTest, ArraysTakeTheirElementTypeOnly) {
-  CMPIArray* made = mb->eft->newArray(mb, 2, CMPI_uint16, &rc);
+  CMPIArray* made = mb_->eft->newArray(mb_, 2, CMPI_uint16, &rc_);
   CMPIValue value{};
   value.uint16 = 9;
   EXPECT_EQ(made->ft->setElementAt(made, 0, &value, CMPI_uint8).rc, CMPI_RC_ERR_TYPE_MISMATCH);
   EXPECT_EQ(made->ft->setElementAt(made, 2, &value, CMPI_uint16).rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
   EXPECT_EQ(made->ft->setElementAt(made, 1, &value, CMPI_uint16).rc, CMPI_RC_OK);
-  EXPECT_EQ(made->ft->getElementAt(made, 0, &rc).state, CMPI_nullValue);
-  EXPECT_EQ(made->ft->getElementAt(made, 1, &rc).value.uint16, 9);
-  made->ft->getElementAt(made, 2, &rc);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
+  EXPECT_EQ(made->ft->getElementAt(made, 0, &rc_).state, CMPI_nullValue);
+  EXPECT_EQ(made->ft->getElementAt(made, 1, &rc_).value.uint16, 9);
+  made->ft->getElementAt(made, 2, &rc_);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
   EXPECT_EQ(made->ft->setElementAt(made, 1, nullptr, CMPI_uint16).rc, CMPI_RC_OK);
-  EXPECT_EQ(made->ft->getElementAt(made, 1, &rc).state, CMPI_nullValue);
-  EXPECT_EQ(made->ft->getSimpleType(made, &rc), CMPI_uint16);
-  EXPECT_EQ(mb->eft->newArray(mb, 1, CMPI_uint16A, &rc), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
-  EXPECT_EQ(mb->eft->newArray(mb, 1, CMPI_args, &rc), nullptr);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
+  EXPECT_EQ(made->ft->getElementAt(made, 1, &rc_).state, CMPI_nullValue);
+  EXPECT_EQ(made->ft->getSimpleType(made, &rc_), CMPI_uint16);
+  EXPECT_EQ(mb_->eft->newArray(mb_, 1, CMPI_uint16A, &rc_), nullptr);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
+  EXPECT_EQ(mb_->eft->newArray(mb_, 1, CMPI_args, &rc_), nullptr);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
   CMPIInstance* owner = instance("TEST_Widget");
   value.array = made;
   EXPECT_EQ(owner->ft->setProperty(owner, "Texts", &value, CMPI_stringA).rc,
             CMPI_RC_ERR_TYPE_MISMATCH);
   EXPECT_EQ(owner->ft->setProperty(owner, "Numbers", &value, CMPI_uint16A).rc, CMPI_RC_OK);
-  const CMPIData read = owner->ft->getProperty(owner, "Numbers", &rc);
+  const CMPIData read = owner->ft->getProperty(owner, "Numbers", &rc_);
   EXPECT_EQ(read.type, CMPI_uint16A);
-  EXPECT_EQ(read.value.array->ft->getSize(read.value.array, &rc), 2u);
+  EXPECT_EQ(read.value.array->ft->getSize(read.value.array, &rc_), 2u);
 }
 
 TEST_F(TablesTest, ArraysOfCharsTakeCharsAndGiveStrings) {
-  CMPIArray* made = mb->eft->newArray(mb, 1, CMPI_chars, &rc);
+  CMPIArray* made = mb_->eft->newArray(mb_, 1, CMPI_chars, &rc_);
   CMPIValue value{};
   value.string = string("x");
   EXPECT_EQ(made->ft->setElementAt(made, 0, &value, CMPI_string).rc, CMPI_RC_ERR_TYPE_MISMATCH);
   EXPECT_EQ(made->ft->setElementAt(made, 0, reinterpret_cast<const CMPIValue*>("a"), CMPI_chars).rc,
             CMPI_RC_OK);
-  const CMPIData data = made->ft->getElementAt(made, 0, &rc);
+  const CMPIData data = made->ft->getElementAt(made, 0, &rc_);
   EXPECT_EQ(data.type, CMPI_string);
   EXPECT_EQ(text(data.value.string), "a");
 }
@@ -246,11 +247,11 @@ TEST_F(TablesTest, EmbeddedInstancesAndReferencesAreCopied) {
   number.uint8 = 2;
   inner->ft->setProperty(inner, "U8", &number, CMPI_uint8);
   inner->ft->release(inner);
-  CMPIInstance* read = outer->ft->getProperty(outer, "Inner", &rc).value.inst;
-  EXPECT_EQ(read->ft->getProperty(read, "U8", &rc).value.uint8, 1);
+  CMPIInstance* read = outer->ft->getProperty(outer, "Inner", &rc_).value.inst;
+  EXPECT_EQ(read->ft->getProperty(read, "U8", &rc_).value.uint8, 1);
   value.inst = nullptr;
   EXPECT_EQ(outer->ft->setProperty(outer, "Inner", &value, CMPI_instance).rc, CMPI_RC_OK);
-  EXPECT_EQ(outer->ft->getProperty(outer, "Inner", &rc).state, CMPI_nullValue);
+  EXPECT_EQ(outer->ft->getProperty(outer, "Inner", &rc_).state, CMPI_nullValue);
   EXPECT_EQ(
       outer->ft->setProperty(outer, "Inner", reinterpret_cast<const CMPIValue*>("x"), CMPI_chars)
           .rc,
@@ -258,7 +259,7 @@ TEST_F(TablesTest, EmbeddedInstancesAndReferencesAreCopied) {
 }
 
 TEST_F(TablesTest, ArgumentsAreReplacedAndFoundByNameWithoutCase) {
-  CMPIArgs* args = mb->eft->newArgs(mb, &rc);
+  CMPIArgs* args = mb_->eft->newArgs(mb_, &rc_);
   CMPIValue value{};
   value.uint32 = 1;
   args->ft->addArg(args, "A", &value, CMPI_uint32);
@@ -267,55 +268,55 @@ TEST_F(TablesTest, ArgumentsAreReplacedAndFoundByNameWithoutCase) {
   EXPECT_EQ(args->ft->addArg(args, "B", nullptr, CMPI_ref).rc, CMPI_RC_OK);
   EXPECT_EQ(args->ft->addArg(args, "C", &value, CMPI_enumeration).rc,
             CMPI_RC_ERR_INVALID_DATA_TYPE);
-  EXPECT_EQ(args->ft->getArgCount(args, &rc), 2u);
-  EXPECT_EQ(args->ft->getArg(args, "A", &rc).value.uint32, 2u);
-  EXPECT_EQ(args->ft->getArg(args, "B", &rc).state, CMPI_nullValue);
-  args->ft->getArg(args, "C", &rc);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
-  args->ft->getArgAt(args, 2, nullptr, &rc);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
+  EXPECT_EQ(args->ft->getArgCount(args, &rc_), 2u);
+  EXPECT_EQ(args->ft->getArg(args, "A", &rc_).value.uint32, 2u);
+  EXPECT_EQ(args->ft->getArg(args, "B", &rc_).state, CMPI_nullValue);
+  args->ft->getArg(args, "C", &rc_);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
+  args->ft->getArgAt(args, 2, nullptr, &rc_);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
 }
 
 TEST_F(TablesTest, TheContextHasAllStandardEntries) {
-  const CMPIContext* context = operation->context();
+  const CMPIContext* context = operation_->context();
   for (const char* name :
        {CMPIInitNameSpace, CMPIPrincipal, CMPIRole, CMPIAcceptLanguage, CMPIContentLanguage}) {
-    const CMPIData data = context->ft->getEntry(context, name, &rc);
-    EXPECT_EQ(rc.rc, CMPI_RC_OK) << name;
+    const CMPIData data = context->ft->getEntry(context, name, &rc_);
+    EXPECT_EQ(rc_.rc, CMPI_RC_OK) << name;
     EXPECT_EQ(data.type, CMPI_string) << name;
   }
-  EXPECT_EQ(context->ft->getEntry(context, CMPIInvocationFlags, &rc).type, CMPI_uint32);
-  EXPECT_EQ(text(context->ft->getEntry(context, CMPIInitNameSpace, &rc).value.string),
+  EXPECT_EQ(context->ft->getEntry(context, CMPIInvocationFlags, &rc_).type, CMPI_uint32);
+  EXPECT_EQ(text(context->ft->getEntry(context, CMPIInitNameSpace, &rc_).value.string),
             "root/cimv2");
-  context->ft->getEntry(context, "Other", &rc);
-  EXPECT_EQ(rc.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
+  context->ft->getEntry(context, "Other", &rc_);
+  EXPECT_EQ(rc_.rc, CMPI_RC_ERR_NO_SUCH_PROPERTY);
   EXPECT_EQ(
       context->ft->addEntry(context, "Other", reinterpret_cast<const CMPIValue*>("v"), CMPI_chars)
           .rc,
       CMPI_RC_OK);
-  EXPECT_EQ(context->ft->getEntryCount(context, &rc), 7u);
+  EXPECT_EQ(context->ft->getEntryCount(context, &rc_), 7u);
   CMPIString* name = nullptr;
-  EXPECT_EQ(text(context->ft->getEntryAt(context, 6, &name, &rc).value.string), "v");
+  EXPECT_EQ(text(context->ft->getEntryAt(context, 6, &name, &rc_).value.string), "v");
   EXPECT_EQ(text(name), "Other");
 }
 
 TEST_F(TablesTest, AContextOfAnotherThreadIsRefused) {
   const auto find = [this](const CMPIContext* context) {
-    mb->bft->enumerateInstances(mb, context, path("TEST_Widget"), nullptr, &rc);
-    return rc.rc;
+    mb_->bft->enumerateInstances(mb_, context, path("TEST_Widget"), nullptr, &rc_);
+    return rc_.rc;
   };
-  EXPECT_EQ(find(operation->context()), CMPI_RC_OK);
-  CMPIContext* clone = operation->context()->ft->clone(operation->context(), nullptr);
+  EXPECT_EQ(find(operation_->context()), CMPI_RC_OK);
+  CMPIContext* clone = operation_->context()->ft->clone(operation_->context(), nullptr);
   EXPECT_EQ(find(clone), CMPI_RC_OK);
   clone->ft->release(clone);
-  CMPIContext* prepared = mb->bft->prepareAttachThread(mb, operation->context());
+  CMPIContext* prepared = mb_->bft->prepareAttachThread(mb_, operation_->context());
   EXPECT_EQ(find(prepared), CMPI_RC_ERR_INVALID_HANDLE);
   EXPECT_EQ(prepared->ft->release(prepared).rc, CMPI_RC_OK);
-  std::thread([&, outer = operation->context()] {
-    const Operation other(*core, Request{}, 0);
+  std::thread([&, outer = operation_->context()] {
+    const Operation other(*core_, Request{}, 0);
     CMPIStatus status{CMPI_RC_OK, nullptr};
-    CMPIObjectPath* widget = mb->eft->newObjectPath(mb, "root/cimv2", "TEST_Widget", nullptr);
-    mb->bft->enumerateInstances(mb, outer, widget, nullptr, &status);
+    CMPIObjectPath* widget = mb_->eft->newObjectPath(mb_, "root/cimv2", "TEST_Widget", nullptr);
+    mb_->bft->enumerateInstances(mb_, outer, widget, nullptr, &status);
     EXPECT_EQ(status.rc, CMPI_RC_ERR_INVALID_HANDLE);
   }).join();
 }

@@ -16,8 +16,8 @@ constexpr std::array<std::string_view, 1> kFalse{"false"};
 
 constexpr QualifierDeclaration kDeclarations[] = {
     {"Key", CMPI_boolean, true, kFalse,
-     QualifierDeclaration::property | QualifierDeclaration::reference, false, true, false},
-    {"MaxLen", CMPI_uint32, false, {}, QualifierDeclaration::parameter, true, true, false},
+     QualifierDeclaration::Property | QualifierDeclaration::Reference, false, true, false},
+    {"MaxLen", CMPI_uint32, false, {}, QualifierDeclaration::Parameter, true, true, false},
     {"Values", CMPI_stringA, true, kDefaults, 127, true, false, true}};
 
 constexpr Qualifier kKeyQualifiers[] = {{"Key", CMPI_boolean, kTrue, false, true},
@@ -114,7 +114,7 @@ RegistrationEntry test_entry(const std::string& class_name, const std::string& p
   entry.instance = types.find('i') != std::string::npos;
   entry.association = types.find('a') != std::string::npos;
   entry.method = types.find('m') != std::string::npos;
-  entry.name_spaces = {std::string(served_name_space)};
+  entry.name_spaces = {std::string(kServedNameSpace)};
   return entry;
 }
 

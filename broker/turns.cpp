@@ -8,7 +8,7 @@ namespace {
 
 // How often waiting calls look whether their clients have gone. A call without a client keeps its
 // thread for at most this long.
-constexpr std::chrono::milliseconds look_for_gone{500};
+constexpr std::chrono::milliseconds kLookForGone{500};
 
 }  // namespace
 
@@ -52,21 +52,21 @@ void Turns::wait(std::unique_lock<std::mutex>& lock, Waiting& call) {
   note_(note);
   lock.lock();
   drop_gone();
-  while (call.state == State::waits && !closed_) {
-    changed_.wait_for(lock, look_for_gone);
+  while (call.state == State::Waits && !closed_) {
+    changed_.wait_for(lock, kLookForGone);
     drop_gone();
   }
-  if (call.state == State::dropped) throw Error(Status::Failed, "its client has gone");
+  if (call.state == State::Dropped) throw Error(Status::Failed, "its client has gone");
   if (!closed_) return;
   std::erase(queue_, &call);
-  if (call.state == State::begins) taken_ = false;
+  if (call.state == State::Begins) taken_ = false;
   throw Error(Status::ServerIsShuttingDown, "the server is shutting down");
 }
 
 void Turns::drop_gone() {
   const std::size_t dropped = std::erase_if(queue_, [](Waiting* call) {
-    if (call->gone && call->gone()) call->state = State::dropped;
-    return call->state == State::dropped;
+    if (call->gone && call->gone()) call->state = State::Dropped;
+    return call->state == State::Dropped;
   });
   if (dropped != 0) changed_.notify_all();
 }
@@ -78,7 +78,7 @@ void Turns::give_back() {
   drop_gone();
   taken_ = !queue_.empty();
   if (!taken_) return;
-  queue_.front()->state = State::begins;
+  queue_.front()->state = State::Begins;
   queue_.pop_front();
   changed_.notify_all();
 }

@@ -55,11 +55,11 @@ class Turns {
 
  private:
   // A call that waits in the queue.
-  enum class State { waits, begins, dropped };
+  enum class State { Waits, Begins, Dropped };
   struct Waiting {
     const std::string& subject;
     const Gone& gone;
-    State state = State::waits;
+    State state = State::Waits;
   };
 
   void admit(const std::string& subject) const;

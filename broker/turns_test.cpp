@@ -44,22 +44,22 @@ class Call {
 
   // Waits until the call has its turn or is refused.
   bool has_begun() {
-    outcome_.wait(Outcome::none);
-    return outcome_ == Outcome::turn;
+    outcome_.wait(Outcome::None);
+    return outcome_ == Outcome::Turn;
   }
   Status refusal() { return has_begun() ? Status::Ok : refusal_->status(); }
 
  private:
-  enum class Outcome { none, turn, refusal };
+  enum class Outcome { None, Turn, Refusal };
 
   void run(Turns& turns) {
     try {
       const Turns::Turn turn = turns.take(drive_, [this] { return gone_.load(); });
-      come_to(Outcome::turn);
+      come_to(Outcome::Turn);
       ended_.wait(false);
     } catch (const Error& error) {
       refusal_ = error;
-      come_to(Outcome::refusal);
+      come_to(Outcome::Refusal);
     }
   }
   void come_to(Outcome outcome) {
@@ -69,7 +69,7 @@ class Call {
 
   const std::string drive_;
   std::atomic<bool> gone_ = false, ended_ = false;
-  std::atomic<Outcome> outcome_ = Outcome::none;
+  std::atomic<Outcome> outcome_ = Outcome::None;
   std::optional<Error> refusal_;
   std::thread thread_;
 };

@@ -13,7 +13,7 @@ Value Core::typed(const Value& value, Type type, bool array, const std::string& 
       if (item.is_null()) return item;
       if (type == Type::Reference) {
         ObjectPath path = item.as_path();
-        if (path.name_space.empty()) path.name_space = Name::borrowed(served_name_space);
+        if (path.name_space.empty()) path.name_space = Name::borrowed(kServedNameSpace);
         // The class may be one of another object manager. Then the reference stays as it came.
         const ClassInfo* info = schema_.find(path.class_name);
         return Value(info ? typed_path(path, *info) : std::move(path));
@@ -33,8 +33,8 @@ Value Core::typed(const Value& value, Type type, bool array, const std::string& 
 
 ObjectPath Core::typed_path(const ObjectPath& path, const ClassInfo& info) const {
   ObjectPath result(path.name_space, info.name());
-  if (path.name_space.empty() || path.name_space == served_name_space) {
-    result.name_space = Name::borrowed(served_name_space);
+  if (path.name_space.empty() || path.name_space == kServedNameSpace) {
+    result.name_space = Name::borrowed(kServedNameSpace);
   }
   result.host = path.host;
   for (const Key& key : path.keys) {

@@ -121,8 +121,8 @@ std::uint64_t Value::as_unsigned() const {
 }
 
 std::int64_t Value::as_signed() const {
-  constexpr std::uint64_t limit = std::numeric_limits<std::int64_t>::max();
-  if (const auto* number = std::get_if<std::uint64_t>(&data_); number && *number <= limit) {
+  constexpr std::uint64_t kLimit = std::numeric_limits<std::int64_t>::max();
+  if (const auto* number = std::get_if<std::uint64_t>(&data_); number && *number <= kLimit) {
     return static_cast<std::int64_t>(*number);
   }
   return get<std::int64_t>(data_, type_, array_, "a signed integer");

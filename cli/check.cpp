@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-constexpr int status_missing = 1;
+constexpr int kStatusMissing = 1;
 
 std::string line(const Finding& finding, const Output& output) {
   // Colour codes would count as characters of the label, so the colour is added last.
@@ -23,7 +23,7 @@ std::string line(const Finding& finding, const Output& output) {
   if (!finding.remedy.empty()) text += "; " + finding.remedy;
   const std::string label = fmt::format("{:9}{:14}", word, finding.name);
   const std::string plain = labelled(label, escape(text), output.columns());
-  const Colour colour = !finding.ok ? Colour::red : word == "note" ? Colour::yellow : Colour::green;
+  const Colour colour = !finding.ok ? Colour::Red : word == "note" ? Colour::Yellow : Colour::Green;
   return output.coloured(word, colour) + plain.substr(word.size());
 }
 
@@ -45,7 +45,7 @@ int check(const Invocation& invocation) {
     if (!invocation.json) output.write(line(finding, output));
   }
   if (invocation.json) output.write(dump(array));
-  return missing > 0 ? status_missing : status_ok;
+  return missing > 0 ? kStatusMissing : kStatusOk;
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-constexpr std::chrono::milliseconds pause_between{2};
+constexpr std::chrono::milliseconds kPauseBetween{2};
 
 void kill_children() {
   std::error_code error;
@@ -40,7 +40,7 @@ bool end_children(std::chrono::milliseconds time) {
   while (reap_children()) {
     kill_children();
     if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(pause_between);
+    std::this_thread::sleep_for(kPauseBetween);
   }
   return true;
 }

@@ -8,7 +8,7 @@ namespace {
 // Works on the tables that stand before it. _hddtest_words has the words that may follow "hddtest"
 // or "hddtest COMMAND"; _hddtest_values what stands, in the words of the help, behind an option or
 // as an argument: "hddtest COMMAND --OPTION", "hddtest COMMAND NUMBER", or * for a list.
-constexpr const char* functions = R"bash(
+constexpr const char* kFunctions = R"bash(
 # Those that "hddtest drives" lists, without a program that looks for them.
 _hddtest_drives() {
   local place drive hidden type
@@ -97,7 +97,7 @@ std::string completion_script(const CLI::App& program) {
     add(tables, "hddtest " + command->get_name(), *command);
   return "# Completion of hddtest's command line in bash; the program has made this itself.\n"
          "declare -gA _hddtest_words=(\n" +
-         tables.words + ")\ndeclare -gA _hddtest_values=(\n" + tables.values + ")\n" + functions;
+         tables.words + ")\ndeclare -gA _hddtest_values=(\n" + tables.values + ")\n" + kFunctions;
 }
 
 }  // namespace cli

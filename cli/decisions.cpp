@@ -5,7 +5,7 @@
 namespace cli {
 namespace {
 
-constexpr int trace = 3;
+constexpr int kTrace = 3;
 
 // What stands between the two; nothing when the text is not made of them.
 std::optional<std::string_view> between(std::string_view text, std::string_view begins,
@@ -19,15 +19,15 @@ std::optional<std::string_view> between(std::string_view text, std::string_view 
 }  // namespace
 
 void Decisions::take(int severity, std::string_view text) {
-  if (severity != trace) return;
-  for (const DecisionText& known : decision_texts)
+  if (severity != kTrace) return;
+  for (const DecisionText& known : kDecisionTexts)
     if (const auto device = between(text, known.begins, known.ends))
       reasons_[std::string(*device)] = known.reason;
-  for (const FindingText& known : finding_texts)
+  for (const FindingText& known : kFindingTexts)
     if (const auto device = between(text, known.begins, known.ends))
       found_[std::string(*device)] = known.found;
-  for (const ExclusionText& known : exclusion_texts)
-    if (const auto identifier = between(text, known.begins, exclusion_ends))
+  for (const ExclusionText& known : kExclusionTexts)
+    if (const auto identifier = between(text, known.begins, kExclusionEnds))
       excluded_by_ = std::string(known.what) + " " + std::string(*identifier);
 }
 

@@ -7,7 +7,7 @@
 namespace cli {
 namespace {
 
-const std::string exit_text =
+const std::string kExitText =
     "Exiting KAVRO_HDDTest_AvailableDiagnosticService_Provider::enum_instances, ";
 
 TEST(Decisions, AreThoseOfTheLog) {
@@ -35,14 +35,14 @@ TEST(Decisions, OtherLinesTellNothing) {
   decisions.take(0, "Device /dev/sda is a USB device, omitting from HDD Test");
   decisions.take(3, "Device ");
   decisions.take(3, "");
-  decisions.take(3, exit_text + "MT(EX01) is supported");
+  decisions.take(3, kExitText + "MT(EX01) is supported");
   EXPECT_EQ(decisions.reason("/dev/sda"), std::nullopt);
 }
 
 TEST(Decisions, ExcludedMachineLeavesOutEveryDrive) {
   for (const char* what : {"MT(1234)", "BIOSID(1234)"}) {
     Decisions decisions;
-    decisions.take(3, exit_text + what + " is not supported!");
+    decisions.take(3, kExitText + what + " is not supported!");
     EXPECT_EQ(decisions.reason("/dev/sda"), "excluded machine type") << what;
   }
 }
@@ -82,7 +82,7 @@ TEST(LeftOutWords, SayWhatKeepsADriveFromATest) {
   EXPECT_EQ(words("USB", "/dev/sda", "USB"), "on USB");
   EXPECT_EQ(words("not a disk", "/dev/sda", ""), "not a disk");
   EXPECT_EQ(words("", "/dev/sda", ""), "");
-  decisions.take(3, exit_text + "BIOSID(1708) is not supported!");
+  decisions.take(3, kExitText + "BIOSID(1708) is not supported!");
   EXPECT_EQ(words("excluded machine type", "/dev/sda", ""), "excluded: BIOS 1708");
 }
 
@@ -90,7 +90,7 @@ TEST(Drive, SaysInOneWordWhatCanBeDone) {
   Drive drive{.device = "/dev/sda", .reason = ""};
   EXPECT_EQ(drive.words(), "testable");
   EXPECT_FALSE(drive.ready());
-  drive.look = DriveLook{.readiness = Readiness::smart_off};
+  drive.look = DriveLook{.readiness = Readiness::SmartOff};
   EXPECT_EQ(drive.words(), "SMART is off");
   EXPECT_FALSE(drive.ready());
   drive.look = DriveLook{};
@@ -103,12 +103,12 @@ TEST(Drive, SaysInOneWordWhatCanBeDone) {
 }
 
 TEST(SmartOf, IsUnknownWhereSmartctlDidNotTell) {
-  for (const Readiness on : {Readiness::ready, Readiness::running, Readiness::no_self_test})
+  for (const Readiness on : {Readiness::Ready, Readiness::Running, Readiness::NoSelfTest})
     EXPECT_EQ(smart_of({.readiness = on}), true);
-  for (const Readiness off : {Readiness::smart_off, Readiness::no_smart, Readiness::not_understood})
+  for (const Readiness off : {Readiness::SmartOff, Readiness::NoSmart, Readiness::NotUnderstood})
     EXPECT_EQ(smart_of({.readiness = off}), false);
-  for (const Readiness unknown : {Readiness::no_permission, Readiness::no_device,
-                                  Readiness::no_smartctl, Readiness::no_answer, Readiness::refused})
+  for (const Readiness unknown : {Readiness::NoPermission, Readiness::NoDevice,
+                                  Readiness::NoSmartctl, Readiness::NoAnswer, Readiness::Refused})
     EXPECT_EQ(smart_of({.readiness = unknown}), std::nullopt);
 }
 

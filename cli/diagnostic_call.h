@@ -7,8 +7,8 @@
 
 namespace cli {
 
-inline constexpr std::string_view run_method = "RunDiagnostic";
-inline constexpr std::string_view run_argument = "ManagedElement";
+inline constexpr std::string_view kRunMethod = "RunDiagnostic";
+inline constexpr std::string_view kRunArgument = "ManagedElement";
 
 broker::ObjectPath service_path();
 broker::ObjectPath drive_path(const std::string& device);

@@ -15,7 +15,7 @@
 namespace cli {
 namespace {
 
-constexpr std::size_t looked_at_at_once = 8;
+constexpr std::size_t kLookedAtAtOnce = 8;
 
 // The elements of an array of strings; empty when it is missing or null.
 std::vector<std::string> texts(const broker::Instance& instance, std::string_view property) {
@@ -60,45 +60,45 @@ void look_at_each(std::vector<Drive>& drives, const Doing& doing) {
     }
   };
   std::vector<std::jthread> threads;
-  for (std::size_t i = 1; i < std::min(looked_at_at_once, drives.size()); ++i)
+  for (std::size_t i = 1; i < std::min(kLookedAtAtOnce, drives.size()); ++i)
     threads.emplace_back(look);
   look();
 }
 
-constexpr std::string_view hwinfo_missing = "hwinfo missing";
+constexpr std::string_view kHwinfoMissing = "hwinfo missing";
 
 // Drivers of adapters that make one drive of several, and may show these as drives too.
-constexpr std::string_view raid_drivers[] = {"3w-",      "aacraid", "arcmsr",   "esas2r", "hpsa",
+constexpr std::string_view kRaidDrivers[] = {"3w-",      "aacraid", "arcmsr",   "esas2r", "hpsa",
                                              "megaraid", "mpi3mr",  "smartpqi", "ips",    "cciss"};
 
 }  // namespace
 
 std::string reason_words(const std::optional<std::string>& reason, bool has_hwinfo) {
   if (!reason) return "not looked at";  // it came while discovery was at work
-  return *reason == not_a_disk && !has_hwinfo ? std::string(hwinfo_missing) : *reason;
+  return *reason == kNotADisk && !has_hwinfo ? std::string(kHwinfoMissing) : *reason;
 }
 
 std::string left_out_words(const std::string& reason, const Decisions& decisions,
                            const std::string& device, const std::string& connection) {
   if (!decisions.excluded_by().empty()) return "excluded: " + decisions.excluded_by();
   if (reason == "USB") return "on USB";
-  if (reason != raid_reason) return reason;
-  for (const std::string_view driver : raid_drivers)
+  if (reason != kRaidReason) return reason;
+  for (const std::string_view driver : kRaidDrivers)
     if (connection.find("(" + std::string(driver)) != connection.npos)
-      return std::string(behind_raid);
+      return std::string(kBehindRaid);
   const std::string found = decisions.found(device);
   return found.empty() ? "hwinfo's report was unreadable" : found;
 }
 
 std::optional<bool> smart_of(const DriveLook& look) {
   switch (look.readiness) {
-    case Readiness::ready:
-    case Readiness::running:
-    case Readiness::no_self_test:
+    case Readiness::Ready:
+    case Readiness::Running:
+    case Readiness::NoSelfTest:
       return true;
-    case Readiness::smart_off:
-    case Readiness::no_smart:
-    case Readiness::not_understood:
+    case Readiness::SmartOff:
+    case Readiness::NoSmart:
+    case Readiness::NotUnderstood:
       return false;
     default:
       return std::nullopt;
@@ -106,7 +106,7 @@ std::optional<bool> smart_of(const DriveLook& look) {
 }
 
 std::string_view Drive::left_out_cause() const {
-  return testable() ? "" : reason == hwinfo_missing ? cause_no_hwinfo : cause_left_out;
+  return testable() ? "" : reason == kHwinfoMissing ? kCauseNoHwinfo : kCauseLeftOut;
 }
 
 std::string Drive::words() const {
@@ -128,7 +128,7 @@ std::vector<Drive> list_drives(broker::ObjectManager& manager, bool look, const 
     });
     manager.enumerate_instances("KAVRO_HDDTest_AvailableDiagnosticService");
   }
-  const bool has_hwinfo = !NKVRHVX20::FindProgram("hwinfo").empty();
+  const bool has_hwinfo = !NKVRHVX20::find_program("hwinfo").empty();
   std::vector<Drive> drives;
   for (const broker::Instance& instance : manager.enumerate_instances("KAVRO_DiskDrive")) {
     Drive drive = drive_of(instance);

@@ -13,8 +13,8 @@
 
 namespace cli {
 
-inline constexpr std::string_view cause_left_out = "left-out";
-inline constexpr std::string_view cause_no_hwinfo = "no-hwinfo";
+inline constexpr std::string_view kCauseLeftOut = "left-out";
+inline constexpr std::string_view kCauseNoHwinfo = "no-hwinfo";
 
 struct Drive {
   std::string device;           // such as /dev/sda; the key that the module knows it by
@@ -31,7 +31,7 @@ struct Drive {
   // Why it is left out as one word for programs; empty when it can be tested.
   std::string_view left_out_cause() const;
   // Whether a test could begin now.
-  bool ready() const { return testable() && look && look->readiness == Readiness::ready; }
+  bool ready() const { return testable() && look && look->readiness == Readiness::Ready; }
   // What can be done with it, in a few words: "ready", "SMART is off", "behind a RAID controller".
   std::string words() const;
 };

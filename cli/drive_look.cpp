@@ -18,14 +18,14 @@ namespace {
 
 using platform::trim;
 
-constexpr int answer_seconds = 30;
-constexpr std::size_t longest_text = 200;
+constexpr int kAnswerSeconds = 30;
+constexpr std::size_t kLongestText = 200;
 
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
-std::string short_text(std::string_view text) { return elide(trim(text), longest_text); }
+std::string short_text(std::string_view text) { return elide(trim(text), kLongestText); }
 
 // Calls take with each line until it returns true.
 template <class Take>
@@ -73,19 +73,19 @@ std::optional<int> execution_status(std::string_view capabilities) {
 }
 
 void read_running(const Answer& log, const Answer& capabilities, DriveLook& look) {
-  constexpr int in_progress = 15;
+  constexpr int kInProgress = 15;
   if (const std::optional<int> status = execution_status(capabilities.output)) {
-    if (*status >> 4 != in_progress) return;
-    look.readiness = Readiness::running;
+    if (*status >> 4 != kInProgress) return;
+    look.readiness = Readiness::Running;
     look.remaining = (*status & 15) * 10;
     return;
   }
   // A SCSI drive tells the share in a line of its own.
   look.remaining = told_remaining(log.output);
   const std::vector<LogEntry> entries = read_entries(log.output);
-  const bool in_log = !entries.empty() && entries.front().kind == EntryKind::running;
+  const bool in_log = !entries.empty() && entries.front().kind == EntryKind::Running;
   if (in_log && !look.remaining) look.remaining = entries.front().remaining;
-  if (in_log || look.remaining) look.readiness = Readiness::running;
+  if (in_log || look.remaining) look.readiness = Readiness::Running;
 }
 
 bool knows_self_tests(std::string_view capabilities) {
@@ -102,16 +102,16 @@ void read_failure(const Answer& answer, DriveLook& look) {
   look.words = short_text(complaint_of(answer.output));
   const auto says = [&](std::string_view text) { return contains(look.words, text); };
   if (answer.status < 0)
-    look.readiness = Readiness::no_answer;
+    look.readiness = Readiness::NoAnswer;
   else if (says("Permission denied") || says("Operation not permitted"))
-    look.readiness = Readiness::no_permission;
+    look.readiness = Readiness::NoPermission;
   else if (says("No such device") || says("No such file or directory"))
-    look.readiness = Readiness::no_device;
+    look.readiness = Readiness::NoDevice;
   else if (says("Unable to detect device type"))  // a name such as /dev/vda tells smartctl nothing
-    look.readiness = Readiness::no_smart;
+    look.readiness = Readiness::NoSmart;
   else
-    look.readiness = Readiness::refused;
-  if (look.words.empty() && look.readiness == Readiness::refused)
+    look.readiness = Readiness::Refused;
+  if (look.words.empty() && look.readiness == Readiness::Refused)
     look.words = fmt::format("smartctl ended with status {}", answer.status);
 }
 
@@ -119,7 +119,7 @@ Answer ask(std::vector<std::string> arguments, const std::string& device) {
   Answer answer;
   arguments.push_back(device);
   answer.status = NKVRHVX20::TOSSpecific::SpawnProcess("smartctl", std::move(arguments),
-                                                       answer.output, answer_seconds);
+                                                       answer.output, kAnswerSeconds);
   return answer;
 }
 
@@ -131,7 +131,7 @@ bool step_failed(int status) { return (status & 15) != 0; }
 std::string_view complaint_of(std::string_view output) {
   std::string_view found;
   each_line(output, [&](std::string_view line) {
-    for (const std::string_view complaint : smart_complaints)
+    for (const std::string_view complaint : kSmartComplaints)
       if (contains(line, complaint)) found = line;
     return !found.empty();
   });
@@ -162,17 +162,17 @@ DriveLook read_information(const Answer& information) {
   const auto says = [&](std::string_view part) { return contains(text, part); };
   if (step_failed(information.status)) {
     read_failure(information, look);
-  } else if (std::any_of(std::begin(smart_enabled_texts), std::end(smart_enabled_texts), says)) {
-    look.readiness = Readiness::ready;
+  } else if (std::any_of(std::begin(kSmartEnabledTexts), std::end(kSmartEnabledTexts), says)) {
+    look.readiness = Readiness::Ready;
   } else {
     look.readiness =
-        says("Device supports SMART and is Disabled") ? Readiness::smart_off : Readiness::no_smart;
+        says("Device supports SMART and is Disabled") ? Readiness::SmartOff : Readiness::NoSmart;
     each_line(text, [&](std::string_view line) {
-      constexpr std::string_view label = "SMART support is:";
-      if (!line.starts_with(label)) return false;
-      const std::string_view value = trim(line.substr(label.size()));
-      if (value.starts_with("Disabled")) look.readiness = Readiness::smart_off;
-      if (value.starts_with("Enabled")) look.readiness = Readiness::not_understood;
+      constexpr std::string_view kLabel = "SMART support is:";
+      if (!line.starts_with(kLabel)) return false;
+      const std::string_view value = trim(line.substr(kLabel.size()));
+      if (value.starts_with("Disabled")) look.readiness = Readiness::SmartOff;
+      if (value.starts_with("Enabled")) look.readiness = Readiness::NotUnderstood;
       return false;
     });
   }
@@ -181,11 +181,11 @@ DriveLook read_information(const Answer& information) {
 
 DriveLook read_look(const Answer& information, const Answer& log, const Answer& capabilities) {
   DriveLook look = read_information(information);
-  if (look.readiness != Readiness::ready) return look;
+  if (look.readiness != Readiness::Ready) return look;
   if (contains(log.output, "SMART Self-test Log not supported") ||
       contains(log.output, "Device does not support Self Test logging") ||
       !knows_self_tests(capabilities.output))
-    look.readiness = Readiness::no_self_test;
+    look.readiness = Readiness::NoSelfTest;
   else if (step_failed(log.status))
     read_failure(log, look);
   else
@@ -198,20 +198,20 @@ DriveLook read_refusal(const Answer& start) {
   read_failure(start, look);
   look.remaining = told_remaining(start.output);
   if (contains(start.output, "Can't start self-test without aborting current test"))
-    look.readiness = Readiness::running;
+    look.readiness = Readiness::Running;
   else if (contains(start.output, "Self-test functions not supported") ||
            contains(start.output, "[unsupported scsi opcode]"))
-    look.readiness = Readiness::no_self_test;
+    look.readiness = Readiness::NoSelfTest;
   return look;
 }
 
 DriveLook look_at(const std::string& device) {
   // smartctl would take it for an option.
   if (device.empty() || device.starts_with('-'))
-    return {.readiness = Readiness::no_device, .words = "not the name of a device"};
-  if (NKVRHVX20::FindProgram("smartctl").empty()) return {.readiness = Readiness::no_smartctl};
+    return {.readiness = Readiness::NoDevice, .words = "not the name of a device"};
+  if (NKVRHVX20::find_program("smartctl").empty()) return {.readiness = Readiness::NoSmartctl};
   const Answer information = ask({"-i"}, device);
-  if (read_information(information).readiness != Readiness::ready)
+  if (read_information(information).readiness != Readiness::Ready)
     return read_information(information);
   const Answer log = ask({"-l", "selftest"}, device);
   return read_look(information, log, step_failed(log.status) ? Answer{} : ask({"-c"}, device));
@@ -225,68 +225,68 @@ std::string permission_advice(bool root) {
 
 std::string readiness_words(const DriveLook& look) {
   switch (look.readiness) {
-    case Readiness::ready:
+    case Readiness::Ready:
       return "ready";
-    case Readiness::running:
+    case Readiness::Running:
       return look.remaining ? fmt::format("test running, {}% remaining", *look.remaining)
                             : "test running";
-    case Readiness::smart_off:
+    case Readiness::SmartOff:
       return "SMART is off";
-    case Readiness::no_smart:
+    case Readiness::NoSmart:
       return "no SMART";
-    case Readiness::not_understood:
+    case Readiness::NotUnderstood:
       return "SMART not understood";
-    case Readiness::no_self_test:
+    case Readiness::NoSelfTest:
       return "no self-test";
-    case Readiness::no_permission:
+    case Readiness::NoPermission:
       return "no permission";
-    case Readiness::no_device:
+    case Readiness::NoDevice:
       return "no such device";
-    case Readiness::no_smartctl:
+    case Readiness::NoSmartctl:
       return "smartctl missing";
-    case Readiness::no_answer:
+    case Readiness::NoAnswer:
       return "no answer";
-    case Readiness::refused:
+    case Readiness::Refused:
       return "smartctl failed";
   }
   return "unknown";
 }
 
 std::string_view readiness_cause(Readiness readiness) {
-  constexpr std::string_view words[] = {"",
-                                        "running",
-                                        "smart-off",
-                                        "no-smart",
-                                        "not-understood",
-                                        "no-self-test",
-                                        "no-permission",
-                                        "no-device",
-                                        "no-smartctl",
-                                        "no-answer",
-                                        "refused"};
-  return words[static_cast<std::size_t>(readiness)];
+  constexpr std::string_view kWords[] = {"",
+                                         "running",
+                                         "smart-off",
+                                         "no-smart",
+                                         "not-understood",
+                                         "no-self-test",
+                                         "no-permission",
+                                         "no-device",
+                                         "no-smartctl",
+                                         "no-answer",
+                                         "refused"};
+  return kWords[static_cast<std::size_t>(readiness)];
 }
 
 std::string name_in_command(const std::string& device) {
-  constexpr std::string_view plain =
+  constexpr std::string_view kPlain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/_.:+,@-";
-  const bool usable = !device.empty() && device.size() <= longest_text && device.front() != '-' &&
-                      device.find_first_not_of(plain) == std::string::npos;
+  const bool usable = !device.empty() && device.size() <= kLongestText && device.front() != '-' &&
+                      device.find_first_not_of(kPlain) == std::string::npos;
   return usable ? device : "DEVICE";
 }
 
 std::string readiness_reason(const DriveLook& look, const std::string& device) {
   const std::string name = name_in_command(device);
   switch (look.readiness) {
-    case Readiness::ready:
+    case Readiness::Ready:
       return {};
-    case Readiness::running:
+    case Readiness::Running:
       return fmt::format(
           "a test runs in it already{}; wait for its end, or end it with 'smartctl -X {}'",
           look.remaining ? fmt::format(", {}% remaining", *look.remaining) : "", name);
-    case Readiness::smart_off:
+    case Readiness::SmartOff:
       return fmt::format("SMART is off; 'smartctl -s on {}' switches it on", name);
-    case Readiness::no_smart:
+    case Readiness::NoSmart:
       if (look.nvme)
         return fmt::format(
             "smartctl shows no SMART of NVMe drives; "
@@ -294,25 +294,25 @@ std::string readiness_reason(const DriveLook& look, const std::string& device) {
             name);
       return "it has no SMART that smartctl can reach by this name; "
              "test it with the tool of its maker or its adapter";
-    case Readiness::not_understood:
+    case Readiness::NotUnderstood:
       return fmt::format(
           "SMART is on, but smartctl says so in words that the test does not know; "
           "'smartctl -t short {}' tests it",
           name);
-    case Readiness::no_self_test:
+    case Readiness::NoSelfTest:
       return "it knows no self-tests or keeps no log of them; test it with its maker's tool";
-    case Readiness::no_permission:
+    case Readiness::NoPermission:
       return look.words + "; " + permission_advice(geteuid() == 0);
-    case Readiness::no_device:
+    case Readiness::NoDevice:
       return look.words + "; see with 'hddtest drives' what there is, and check cable and power";
-    case Readiness::no_smartctl:
+    case Readiness::NoSmartctl:
       return "smartctl is not installed; install the package smartmontools";
-    case Readiness::no_answer:
+    case Readiness::NoAnswer:
       return fmt::format(
           "smartctl hung, was ended or could not be started; see what "
           "'hddtest check' and 'smartctl -i {}' say",
           name);
-    case Readiness::refused:
+    case Readiness::Refused:
       return fmt::format("smartctl: {}; see what 'smartctl -i {}' says", look.words, name);
   }
   return {};

@@ -22,21 +22,21 @@ struct Answer {
 };
 
 enum class Readiness {
-  ready,
-  running,  // a test runs in the drive, whoever started it
-  smart_off,
-  no_smart,        // none that smartctl can reach by this name
-  not_understood,  // SMART is on, but smartctl says so in words that the module does not know
-  no_self_test,    // the drive knows no self-tests, or keeps no log of them
-  no_permission,
-  no_device,
-  no_smartctl,  // it is not installed
-  no_answer,    // smartctl did not end by itself: it hung, was killed or could not be started
-  refused       // smartctl could not ask the drive; it says why, in words
+  Ready,
+  Running,  // a test runs in the drive, whoever started it
+  SmartOff,
+  NoSmart,        // none that smartctl can reach by this name
+  NotUnderstood,  // SMART is on, but smartctl says so in words that the module does not know
+  NoSelfTest,     // the drive knows no self-tests, or keeps no log of them
+  NoPermission,
+  NoDevice,
+  NoSmartctl,  // it is not installed
+  NoAnswer,    // smartctl did not end by itself: it hung, was killed or could not be started
+  Refused      // smartctl could not ask the drive; it says why, in words
 };
 
 struct DriveLook {
-  Readiness readiness = Readiness::ready;
+  Readiness readiness = Readiness::Ready;
   std::optional<int> remaining{};  // of the test that runs, in percent, if the drive says so
   std::string words{};             // the line in which smartctl says why it could not ask
   std::string model{};             // whole, as smartctl prints it; empty when it does not

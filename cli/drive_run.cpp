@@ -30,7 +30,7 @@ std::optional<Instance> find_by_id(broker::ObjectManager& manager, std::string_v
 std::optional<Outcome> ask(broker::ObjectManager& manager, const std::string& device,
                            DriveResult& result) {
   const broker::MethodResult answer =
-      manager.invoke_method(service_path(), run_method, {{run_argument, drive_path(device)}});
+      manager.invoke_method(service_path(), kRunMethod, {{kRunArgument, drive_path(device)}});
   const broker::Value* const job = answer.find("Job");
   if (!job || job->is_null()) return std::nullopt;
   const broker::Value* const id = job->as_path().key("InstanceID");
@@ -86,7 +86,7 @@ void run_module(broker::ObjectManager& manager, const std::string& device,
   if (result.verdict.open) result.verdict = verdict_after(result.verdict, look_at(device), device);
   if (!result.verdict.outcome && result.verdict.cause.empty()) {
     if (fault.empty()) fault = progress.reason().value_or("the test left no completion record");
-    result.verdict.cause = cause_module;
+    result.verdict.cause = kCauseModule;
     result.verdict.reason = fault;
   }
   // A record that calls the drive failed is shown only where it did.
@@ -106,7 +106,7 @@ DriveResult test_drive(broker::ObjectManager& manager, const std::string& device
   DriveResult result{.device = device, .model = look.model, .serial = look.serial};
   result.begin =
       std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now());
-  if (look.readiness == Readiness::ready)
+  if (look.readiness == Readiness::Ready)
     run_module(manager, device, changed, result);
   else
     result.verdict = verdict_of(look, device);

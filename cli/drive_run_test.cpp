@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // Reads of the log after the test was started take the next file while there is one.
-constexpr const char* stand_in = R"sh(#!/bin/sh
+constexpr const char* kStandIn = R"sh(#!/bin/sh
 cd "${0%/*}"
 case $1 in
 -i) cat information ;;
@@ -43,7 +43,7 @@ class DriveRun : public testing::Test {
   DriveRun() {
     std::string name = fs::temp_directory_path() / "hddtest_cli.XXXXXX";
     folder_ = mkdtemp(name.data());
-    write("smartctl", stand_in);
+    write("smartctl", kStandIn);
     write("information", "SMART support is: Enabled\n");
     fs::permissions(folder_ / "smartctl", fs::perms::owner_all);
     path_ = getenv("PATH");
@@ -79,7 +79,7 @@ class DriveRun : public testing::Test {
 TEST_F(DriveRun, PassedHasRecordAndJobOfTheRun) {
   write("last", entry("Completed without error       00%"));
   const DriveResult result = test();
-  EXPECT_EQ(result.verdict.outcome, Outcome::passed);
+  EXPECT_EQ(result.verdict.outcome, Outcome::Passed);
   EXPECT_EQ(result.verdict.reason, "");
   EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
   ASSERT_FALSE(result.job.is_null() || result.record.is_null());
@@ -120,7 +120,7 @@ TEST_F(DriveRun, FailureHasWhatTheDriveReported) {
   write("information", "Device Model:     M 1\nSerial Number:    S1\nSMART support is: Enabled\n");
   write("last", "# 1  Short offline       Completed: read failure       70%      1217    12345\n");
   const DriveResult result = test();
-  EXPECT_EQ(result.verdict.outcome, Outcome::failed);
+  EXPECT_EQ(result.verdict.outcome, Outcome::Failed);
   EXPECT_EQ(result.verdict.cause, "read-failure");
   EXPECT_EQ(result.verdict.block, 12345U);
   EXPECT_EQ(result.verdict.hours, 1217U);
@@ -135,7 +135,7 @@ TEST_F(DriveRun, AnswersLongerThanALineOfTheLogAreReadWhole) {
   write("information", much + "\nSMART support is: Enabled\n");
   write("last", much + "\n" + entry("Completed without error       00%"));
   const DriveResult result = test();
-  EXPECT_EQ(result.verdict.outcome, Outcome::passed) << result.verdict.reason;
+  EXPECT_EQ(result.verdict.outcome, Outcome::Passed) << result.verdict.reason;
   EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
 }
 
@@ -184,9 +184,9 @@ TEST_F(DriveRun, UnreadableLogIsAnErrorOfTheCall) {
 // The table of log texts against the module's own lines.
 TEST_F(DriveRun, ModuleWritesEveryTextOfTheTable) {
   static std::vector<std::string> lines;
-  NKVRHVX20::SetLogSink([](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
-                           void*) { lines.push_back(std::to_string(severity) + text); },
-                        nullptr);
+  NKVRHVX20::set_log_sink([](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
+                             void*) { lines.push_back(std::to_string(severity) + text); },
+                          nullptr);
   const auto manager = make_manager(places_);
   const auto run = [&] {
     fs::remove(folder_ / "started");
@@ -205,21 +205,21 @@ TEST_F(DriveRun, ModuleWritesEveryTextOfTheTable) {
   run();  // ends because the log has changed
   write("log1", entry("Self-test routine in progress 90%"));
   run();  // ends because the test is over
-  NKVRHVX20::SetLogSink(nullptr, nullptr);
+  NKVRHVX20::set_log_sink(nullptr, nullptr);
 
   const auto written = [](std::string_view begins) {
     for (const std::string& line : lines)
       if (line.starts_with("3" + std::string(begins))) return true;
     return false;
   };
-  for (const LogText& text : step_texts) EXPECT_TRUE(written(text.begins)) << text.begins;
-  for (const AnswerText& text : answer_texts) EXPECT_TRUE(written(text.begins)) << text.begins;
-  EXPECT_TRUE(written(poll_text));
-  EXPECT_TRUE(written(still_in_progress_text));
+  for (const LogText& text : kStepTexts) EXPECT_TRUE(written(text.begins)) << text.begins;
+  for (const AnswerText& text : kAnswerTexts) EXPECT_TRUE(written(text.begins)) << text.begins;
+  EXPECT_TRUE(written(kPollText));
+  EXPECT_TRUE(written(kStillInProgressText));
   RunEvidence evidence;
   for (const std::string& line : lines) evidence.take(line[0] - '0', line.substr(1));
   EXPECT_TRUE(evidence.information && evidence.baseline && evidence.started() && evidence.log);
-  EXPECT_TRUE(written(latest_entry_text));
+  EXPECT_TRUE(written(kLatestEntryText));
   Progress progress;
   bool shown = false;
   for (const std::string& line : lines) {
@@ -231,10 +231,10 @@ TEST_F(DriveRun, ModuleWritesEveryTextOfTheTable) {
 
 TEST_F(DriveRun, EachTextOfEnabledSmartLetsTheEngineTest) {
   write("last", entry("Completed without error       00%"));
-  for (const std::string_view text : smart_enabled_texts) {
+  for (const std::string_view text : kSmartEnabledTexts) {
     fs::remove(folder_ / "started");
     write("information", std::string(text) + "\n");
-    EXPECT_EQ(test().verdict.outcome, Outcome::passed) << text;
+    EXPECT_EQ(test().verdict.outcome, Outcome::Passed) << text;
   }
   write("information", "SMART support is: Available\n");
   EXPECT_EQ(test().verdict.cause, "no-smart");

@@ -16,7 +16,7 @@
 namespace cli {
 namespace {
 
-constexpr const char* footer =
+constexpr const char* kFooter =
     "Runs hwinfo and smartctl, which changes nothing and takes some seconds, and with SAS or RAID\n"
     "adapters one hwinfo more for each drive and device on them. TEST says what can be done:\n"
     "  ready                         'hddtest run' tests it\n"
@@ -56,9 +56,9 @@ Json json_of(const Drive& drive) {
           {"remaining", remaining}};
 }
 
-enum Column : std::size_t { device, size, model, serial, connection, test, column_count };
-constexpr std::size_t gap = 2;
-using Row = std::array<std::string, column_count>;
+enum Column : std::size_t { Device, Size, Model, Serial, Connection, Test, ColumnCount };
+constexpr std::size_t kGap = 2;
+using Row = std::array<std::string, ColumnCount>;
 
 Row row_of(const Drive& drive) {
   Row row = {drive.device,     drive.bytes ? size_text(*drive.bytes) : "",
@@ -69,26 +69,26 @@ Row row_of(const Drive& drive) {
 }
 
 // The width of each column, 0 of a column that is left out.
-using Widths = std::array<std::size_t, column_count>;
+using Widths = std::array<std::size_t, ColumnCount>;
 
 std::size_t sum(const Widths& widths) {
   std::size_t all = 0;
-  for (const std::size_t width : widths) all += width > 0 ? width + gap : 0;
-  return all - gap;
+  for (const std::size_t width : widths) all += width > 0 ? width + kGap : 0;
+  return all - kGap;
 }
 
 // Where the terminal is too narrow, columns are shortened one after the other, then left out.
 void fit(Widths& widths, std::size_t columns) {
-  constexpr std::size_t least = 8;
+  constexpr std::size_t kLeast = 8;
   const auto shorten = [&](Column column) {
     const std::size_t over = sum(widths) - std::min(sum(widths), columns);
-    const std::size_t spare = widths[column] - std::min(widths[column], least);
+    const std::size_t spare = widths[column] - std::min(widths[column], kLeast);
     widths[column] -= std::min(spare, over);
   };
-  for (const Column column : {model, connection, serial}) shorten(column);
-  for (const Column column : {connection, serial, size, model})
+  for (const Column column : {Model, Connection, Serial}) shorten(column);
+  for (const Column column : {Connection, Serial, Size, Model})
     if (sum(widths) > columns) widths[column] = 0;
-  shorten(test);
+  shorten(Test);
 }
 
 std::string table(const std::vector<Drive>& drives, const Output& output) {
@@ -96,20 +96,20 @@ std::string table(const std::vector<Drive>& drives, const Output& output) {
   for (const Drive& drive : drives) rows.push_back(row_of(drive));
   Widths widths{};
   for (const Row& row : rows)
-    for (std::size_t column = 0; column < column_count; ++column)
+    for (std::size_t column = 0; column < ColumnCount; ++column)
       widths[column] = std::max(widths[column], columns_of(row[column]));
   if (output.columns() > 0) fit(widths, output.columns());
   std::string text;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    for (std::size_t column = 0; column < test; ++column) {
+    for (std::size_t column = 0; column < Test; ++column) {
       if (widths[column] == 0) continue;
       const std::string cell = elide(rows[i][column], widths[column]);
       const std::string blanks(widths[column] - columns_of(cell), ' ');
-      text += (column == size ? blanks + cell : cell + blanks) + std::string(gap, ' ');
+      text += (column == Size ? blanks + cell : cell + blanks) + std::string(kGap, ' ');
     }
     const bool ready = i > 0 && drives[i - 1].ready();
     text +=
-        output.coloured(elide(rows[i][test], widths[test]), ready ? Colour::green : Colour::none) +
+        output.coloured(elide(rows[i][Test], widths[Test]), ready ? Colour::Green : Colour::None) +
         "\n";
   }
   return text;
@@ -118,7 +118,7 @@ std::string table(const std::vector<Drive>& drives, const Output& output) {
 // What is missing in the list, and who would see it.
 void tell_of_permission(const std::vector<Drive>& drives) {
   const bool hidden = std::any_of(drives.begin(), drives.end(), [](const Drive& drive) {
-    return drive.look && drive.look->readiness == Readiness::no_permission;
+    return drive.look && drive.look->readiness == Readiness::NoPermission;
   });
   if (!hidden) return;
   complain(geteuid() != 0 ? "root sees more: whole names, serial numbers, and what can be tested; "
@@ -150,13 +150,13 @@ int drives(const Invocation& invocation) {
     output.write(table(found, output));
   }
   tell_of_permission(found);
-  return status_ok;
+  return kStatusOk;
 }
 
 }  // namespace
 
 Command drives_command(const Invocation& invocation) {
-  return {"drives", "Lists the drives, and which can be tested.", footer, {}, [&invocation] {
+  return {"drives", "Lists the drives, and which can be tested.", kFooter, {}, [&invocation] {
             return drives(invocation);
           }};
 }

@@ -13,7 +13,7 @@ namespace cli {
 namespace {
 
 // Mostly people whose test has failed ask for jobs and records.
-constexpr const char* kept_elsewhere =
+constexpr const char* kEptElsewhere =
     "Jobs and records stay with the process that ran the test: 'hddtest run --json' shows them "
     "whole, and a server tells its clients of its own tests.\n";
 
@@ -38,19 +38,19 @@ int enumerate(const std::string& class_name, const Invocation& invocation) {
       array.push_back(std::move(object));
     }
     output.write(dump(array));
-    return status_ok;
+    return kStatusOk;
   }
   if (instances.empty()) {
     output.write("There is no instance of " + escape(class_name) + ".\n");
     if (is_of_a_run(manager->schema(), asked))
-      output.write(labelled("", kept_elsewhere, output.columns()));
+      output.write(labelled("", kEptElsewhere, output.columns()));
   }
   std::string separator;
   for (const broker::Instance& instance : instances) {
     output.write(separator + readable(instance, output.columns()));
     separator = "\n";
   }
-  return status_ok;
+  return kStatusOk;
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 namespace cli {
 
-inline constexpr int status_ok = 0;
-inline constexpr int status_cannot = 3;  // what was asked for could not be done
+inline constexpr int kStatusOk = 0;
+inline constexpr int kStatusCannot = 3;  // what was asked for could not be done
 
 }  // namespace cli

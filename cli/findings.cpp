@@ -25,17 +25,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int version_seconds = 20;
+constexpr int kVersionSeconds = 20;
 
 bool has_raw_io(std::string_view status) {
-  constexpr std::string_view label = "CapEff:\t";
-  constexpr int cap_sys_rawio = 17;
-  const std::size_t at = status.find(label);
+  constexpr std::string_view kLabel = "CapEff:\t";
+  constexpr int kCapSysRawio = 17;
+  const std::size_t at = status.find(kLabel);
   if (at == std::string_view::npos) return false;
   std::uint64_t effective = 0;
-  const char* const digits = status.data() + at + label.size();
+  const char* const digits = status.data() + at + kLabel.size();
   std::from_chars(digits, status.data() + status.size(), effective, 16);
-  return (effective >> cap_sys_rawio & 1) != 0;
+  return (effective >> kCapSysRawio & 1) != 0;
 }
 
 std::string first_line(std::string_view text) {
@@ -43,7 +43,7 @@ std::string first_line(std::string_view text) {
 }
 
 VersionAnswer ask_version(const std::string& name) {
-  VersionAnswer answer{NKVRHVX20::FindProgram(name), -1, {}, {}};
+  VersionAnswer answer{NKVRHVX20::find_program(name), -1, {}, {}};
   if (answer.path.empty()) return answer;
   std::mutex lock;
   const LogListener listener([&](int severity, const std::string& text) {
@@ -51,7 +51,7 @@ VersionAnswer ask_version(const std::string& name) {
     if (severity == 0) answer.fault = text;
   });
   answer.status = NKVRHVX20::TOSSpecific::SpawnProcess(answer.path, {"--version"}, answer.output,
-                                                       version_seconds);
+                                                       kVersionSeconds);
   return answer;
 }
 

@@ -46,7 +46,7 @@ broker::MethodResult invoke_heard(broker::ObjectManager& manager, const broker::
   {
     const LogListener listener([&](int, const std::string& text) {
       const std::lock_guard guard(lock);
-      if (text.starts_with(not_run_text)) not_run = text;
+      if (text.starts_with(kNotRunText)) not_run = text;
     });
     result = manager.invoke_method(path, method.name, arguments);
   }
@@ -67,7 +67,7 @@ int invoke(const InvokeOptions& options, const Invocation& invocation) {
     for (const broker::Argument& argument : result.out)
       out[argument.name.str()] = to_json(argument.value);
     output.write(dump({{"return", to_json(result.return_value)}, {"out", out}}));
-    return status_ok;
+    return kStatusOk;
   }
   std::string text;
   if (!result.return_value.is_null())
@@ -77,7 +77,7 @@ int invoke(const InvokeOptions& options, const Invocation& invocation) {
     text += labelled(argument.name.str() + ": ", broker::to_text(argument.value), output.columns());
   }
   output.write(text.empty() ? "The method returned nothing.\n" : text);
-  return status_ok;
+  return kStatusOk;
 }
 
 }  // namespace

@@ -19,10 +19,10 @@ namespace {
 using broker::http::Address;
 
 // A larger number is more likely a mistake than meant.
-constexpr int most_handed_over = 64;
+constexpr int kMostHandedOver = 64;
 
 // Each attempt takes a port that is free at one address; it is seldom taken at another.
-constexpr int attempts = 20;
+constexpr int kAttempts = 20;
 
 // Removes the variable and returns its text, empty when there is none.
 std::string take_variable(const char* name) {
@@ -107,11 +107,11 @@ Listeners handed_over_listeners(int first) {
   int count = 0;
   const char* const end = number.data() + number.size();
   const auto [rest, error] = std::from_chars(number.data(), end, count);
-  if (error != std::errc() || rest != end || count < 0 || count > most_handed_over)
+  if (error != std::errc() || rest != end || count < 0 || count > kMostHandedOver)
     throw CommandFailure(
         fmt::format("LISTEN_FDS, the number of sockets that were handed over, is no number "
                     "from 0 to {}; start it by its socket unit, or without LISTEN_PID",
-                    most_handed_over));
+                    kMostHandedOver));
   Listeners listeners;
   for (int socket = first; socket < first + count; ++socket) {
     listeners.add(socket, address_of_listener(socket));
@@ -139,7 +139,7 @@ std::vector<ListeningPlace> listening_places(const std::vector<std::string>& hos
 }
 
 Listeners open_listeners(const std::vector<ListeningPlace>& places) {
-  for (int attempt = 0; attempt < attempts; ++attempt) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
     Listeners opened;
     if (try_to_open(places, opened)) return opened;
   }

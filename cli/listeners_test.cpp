@@ -92,10 +92,10 @@ TEST(Listeners, BothWildcardsGoTogether) {
 // Sockets at the descriptors from first on, as a supervisor leaves them.
 class HandedOver : public testing::Test {
  protected:
-  static constexpr int first = 500;
+  static constexpr int kFirst = 500;
 
   ~HandedOver() override {
-    for (int at = first; at < next_; ++at) close(at);
+    for (int at = kFirst; at < next_; ++at) close(at);
   }
   Address place_listener(const char* host) {
     Address address(host, 0);
@@ -120,39 +120,39 @@ class HandedOver : public testing::Test {
   }
   static std::string fault() {
     try {
-      handed_over_listeners(first).take();
+      handed_over_listeners(kFirst).take();
       return "";
     } catch (const CommandFailure& failure) {
       return failure.what();
     }
   }
 
-  int next_ = first;
+  int next_ = kFirst;
 };
 
 TEST_F(HandedOver, SocketsAreUsed) {
   const Address one = place_listener("127.0.0.1");
   const Address other = place_listener("127.0.0.2");
   announce("2");
-  Listeners listeners = handed_over_listeners(first);
+  Listeners listeners = handed_over_listeners(kFirst);
   expect_variables_gone();
   ASSERT_EQ(listeners.addresses().size(), 2u);
   EXPECT_EQ(listeners.addresses()[0].text(), one.text());
   EXPECT_EQ(listeners.addresses()[1].text(), other.text());
-  for (const int socket : {first, first + 1}) {
+  for (const int socket : {kFirst, kFirst + 1}) {
     EXPECT_EQ(fcntl(socket, F_GETFD), FD_CLOEXEC);
     EXPECT_NE(fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
   }
-  EXPECT_EQ(listeners.take(), (std::vector<int>{first, first + 1}));
+  EXPECT_EQ(listeners.take(), (std::vector<int>{kFirst, kFirst + 1}));
 }
 
 TEST_F(HandedOver, SocketsOfAnotherProcessAreLeftAlone) {
   place_listener("127.0.0.1");
   announce("1", getpid() + 1);
-  EXPECT_TRUE(handed_over_listeners(first).empty());
+  EXPECT_TRUE(handed_over_listeners(kFirst).empty());
   expect_variables_gone();
-  EXPECT_EQ(fcntl(first, F_GETFD), 0);
-  EXPECT_TRUE(handed_over_listeners(first).empty()) << "without variables";
+  EXPECT_EQ(fcntl(kFirst, F_GETFD), 0);
+  EXPECT_TRUE(handed_over_listeners(kFirst).empty()) << "without variables";
 }
 
 TEST_F(HandedOver, WhatIsNoListenerIsRefused) {
@@ -165,7 +165,7 @@ TEST_F(HandedOver, WhatIsNoListenerIsRefused) {
   for (const auto& [family, type] : kinds) {
     const int socket = ::socket(family, type, 0);
     if (family == AF_UNIX) listen(socket, 1);
-    next_ = first;
+    next_ = kFirst;
     place(socket);
     announce("1");
     EXPECT_EQ(fault(), no_listener);

@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const broker::http::Address wanted("127.0.0.1", 5988);  // 1764 in hexadecimal digits
+const broker::http::Address kWanted("127.0.0.1", 5988);  // 1764 in hexadecimal digits
 
 // A folder in the place of /proc, with a row of the table of sockets as the kernel writes it.
 class Listening : public testing::Test {
@@ -42,26 +42,26 @@ TEST_F(Listening, ProcessIsNamed) {
   socket("tcp", "0100007F:1764", "0A");
   process("7", "other", "socket:[47]");
   process("812", "sfcbd", "socket:[4711]");
-  EXPECT_EQ(who_listens(wanted, proc_), "process 812 (sfcbd)");
+  EXPECT_EQ(who_listens(kWanted, proc_), "process 812 (sfcbd)");
 }
 
 TEST_F(Listening, TableOfIPv6IsLookedAtToo) {
   socket("tcp6", "00000000000000000000000000000000:1764", "0A");
   process("812", "sfcbd", "socket:[4711]");
-  EXPECT_EQ(who_listens(wanted, proc_), "process 812 (sfcbd)");
+  EXPECT_EQ(who_listens(kWanted, proc_), "process 812 (sfcbd)");
 }
 
 TEST_F(Listening, ProcessOfAnotherUserIsNotSeen) {
   socket("tcp", "0100007F:1764", "0A");
-  EXPECT_EQ(who_listens(wanted, proc_), "another process");
+  EXPECT_EQ(who_listens(kWanted, proc_), "another process");
 }
 
 TEST_F(Listening, OtherSocketsDoNotCount) {
-  EXPECT_EQ(who_listens(wanted, proc_), "");
+  EXPECT_EQ(who_listens(kWanted, proc_), "");
   socket("tcp", "0100007F:1764", "01");
-  EXPECT_EQ(who_listens(wanted, proc_), "") << "a connection";
+  EXPECT_EQ(who_listens(kWanted, proc_), "") << "a connection";
   socket("tcp", "0100007F:1765", "0A");
-  EXPECT_EQ(who_listens(wanted, proc_), "") << "another port";
+  EXPECT_EQ(who_listens(kWanted, proc_), "") << "another port";
 }
 
 TEST_F(Listening, OnlyWhatIsInTheWayCounts) {
@@ -72,13 +72,13 @@ TEST_F(Listening, OnlyWhatIsInTheWayCounts) {
   EXPECT_EQ(who_listens(Address("127.0.0.2", 5988), proc_), "");
   EXPECT_EQ(who_listens(Address("0.0.0.0", 5988), proc_), "another process");
   socket("tcp", "00000000:1764", "0A");
-  EXPECT_EQ(who_listens(wanted, proc_), "another process");
+  EXPECT_EQ(who_listens(kWanted, proc_), "another process");
   socket("tcp", "broken", "0A");
   socket("tcp6", "00000000000000000000000001000000:1764", "0A");
   EXPECT_EQ(who_listens(v6, proc_), "another process");
-  EXPECT_EQ(who_listens(wanted, proc_), "");
+  EXPECT_EQ(who_listens(kWanted, proc_), "");
   socket("tcp6", "0000000000000000FFFF00000100007F:1764", "0A");
-  EXPECT_EQ(who_listens(wanted, proc_), "another process");
+  EXPECT_EQ(who_listens(kWanted, proc_), "another process");
 }
 
 TEST(ListeningFault, SaysWhatToDo) {

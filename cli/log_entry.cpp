@@ -18,27 +18,27 @@ struct StatusText {
 };
 
 // smartctl's texts. Where one is the beginning of another, the longer stands first.
-constexpr StatusText status_texts[] = {
-    {"Completed without error", EntryKind::passed, ""},
-    {"Completed: unknown failure", EntryKind::failed, "unknown-failure"},
-    {"Completed: electrical failure", EntryKind::failed, "electrical-failure"},
-    {"Completed: servo/seek failure", EntryKind::failed, "servo-seek-failure"},
-    {"Completed: read failure", EntryKind::failed, "read-failure"},
-    {"Completed: handling damage??", EntryKind::failed, "handling-damage"},
-    {"Fatal or unknown error", EntryKind::failed, "unknown-error"},
-    {"Aborted by host", EntryKind::aborted, "aborted"},
-    {"Interrupted (host reset)", EntryKind::aborted, "interrupted"},
-    {"Self-test routine in progress", EntryKind::running, ""},
+constexpr StatusText kStatusTexts[] = {
+    {"Completed without error", EntryKind::Passed, ""},
+    {"Completed: unknown failure", EntryKind::Failed, "unknown-failure"},
+    {"Completed: electrical failure", EntryKind::Failed, "electrical-failure"},
+    {"Completed: servo/seek failure", EntryKind::Failed, "servo-seek-failure"},
+    {"Completed: read failure", EntryKind::Failed, "read-failure"},
+    {"Completed: handling damage??", EntryKind::Failed, "handling-damage"},
+    {"Fatal or unknown error", EntryKind::Failed, "unknown-error"},
+    {"Aborted by host", EntryKind::Aborted, "aborted"},
+    {"Interrupted (host reset)", EntryKind::Aborted, "interrupted"},
+    {"Self-test routine in progress", EntryKind::Running, ""},
     // Of SCSI drives.
-    {"Completed, segment failed", EntryKind::failed, "segment-failed"},
-    {"Completed", EntryKind::passed, ""},
-    {"Failed in first segment", EntryKind::failed, "segment-failed"},
-    {"Failed in second segment", EntryKind::failed, "segment-failed"},
-    {"Failed in segment", EntryKind::failed, "segment-failed"},
-    {"Unknown error, incomplete", EntryKind::failed, "unknown-error"},
-    {"Aborted (by user command)", EntryKind::aborted, "aborted"},
-    {"Aborted (device reset ?)", EntryKind::aborted, "interrupted"},
-    {"Self test in progress", EntryKind::running, ""},
+    {"Completed, segment failed", EntryKind::Failed, "segment-failed"},
+    {"Completed", EntryKind::Passed, ""},
+    {"Failed in first segment", EntryKind::Failed, "segment-failed"},
+    {"Failed in second segment", EntryKind::Failed, "segment-failed"},
+    {"Failed in segment", EntryKind::Failed, "segment-failed"},
+    {"Unknown error, incomplete", EntryKind::Failed, "unknown-error"},
+    {"Aborted (by user command)", EntryKind::Aborted, "aborted"},
+    {"Aborted (device reset ?)", EntryKind::Aborted, "interrupted"},
+    {"Self test in progress", EntryKind::Running, ""},
 };
 
 template <class Number>
@@ -71,7 +71,7 @@ std::optional<LogEntry> read_entry(std::string_view line) {
   if (!number<int>(take_word(rest))) return std::nullopt;
   LogEntry entry{.text = trim(rest), .type = {}, .status = trim(rest)};
   std::size_t place = std::string_view::npos;
-  for (const StatusText& known : status_texts) {
+  for (const StatusText& known : kStatusTexts) {
     // The test's type comes first and may hold a status' beginning only by chance.
     const std::size_t found = rest.find(known.text);
     if (found == std::string_view::npos || found >= place) continue;

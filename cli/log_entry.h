@@ -16,12 +16,12 @@
 
 namespace cli {
 
-enum class EntryKind { passed, failed, aborted, running, unknown };
+enum class EntryKind { Passed, Failed, Aborted, Running, Unknown };
 
 struct LogEntry {
   std::string_view text;  // the line behind the number, which tells the place only
   std::string_view type;  // "Short offline": what the drive was asked for
-  EntryKind kind = EntryKind::unknown;
+  EntryKind kind = EntryKind::Unknown;
   std::string_view status;         // in smartctl's words; the whole text where nobody knows it
   std::optional<int> remaining{};  // percent; nothing where there is none
   std::optional<std::uint64_t> hours{};  // power-on hours at its end

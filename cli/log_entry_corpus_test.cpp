@@ -14,8 +14,8 @@ namespace cli {
 namespace {
 
 std::string word(EntryKind kind) {
-  constexpr const char* words[] = {"passed", "failed", "aborted", "running", "unknown"};
-  return words[static_cast<std::size_t>(kind)];
+  constexpr const char* kWords[] = {"passed", "failed", "aborted", "running", "unknown"};
+  return kWords[static_cast<std::size_t>(kind)];
 }
 
 TEST(LogEntryCorpus, NewestEntriesMeanWhatTheirReadersFound) {

@@ -15,7 +15,7 @@ TEST(LogEntry, OfAtaDrives) {
       one("# 1  Short offline       Completed: read failure       70%      4660         12345\n");
   EXPECT_EQ(entry.type, "Short offline");
   EXPECT_TRUE(entry.is_short());
-  EXPECT_EQ(entry.kind, EntryKind::failed);
+  EXPECT_EQ(entry.kind, EntryKind::Failed);
   EXPECT_EQ(entry.status, "Completed: read failure");
   EXPECT_EQ(entry.remaining, 70);
   EXPECT_EQ(entry.hours, 4660U);
@@ -28,14 +28,14 @@ TEST(LogEntry, OfScsiDrives) {
           "0x1]");
   EXPECT_EQ(entry.type, "Background long");
   EXPECT_FALSE(entry.is_short());
-  EXPECT_EQ(entry.kind, EntryKind::failed);
+  EXPECT_EQ(entry.kind, EntryKind::Failed);
   EXPECT_EQ(entry.status, "Failed in segment");
   EXPECT_EQ(entry.remaining, std::nullopt);
   EXPECT_EQ(entry.hours, 16273U);
   EXPECT_EQ(entry.block, 287362177U);
   const LogEntry running = one(
       "# 1  Background short  Self test in progress ...   -     NOW                 - [-   -  ]");
-  EXPECT_EQ(running.kind, EntryKind::running);
+  EXPECT_EQ(running.kind, EntryKind::Running);
   EXPECT_TRUE(running.is_short());
   EXPECT_EQ(running.hours, std::nullopt);
   EXPECT_EQ(running.block, std::nullopt);
@@ -45,17 +45,17 @@ TEST(LogEntry, KnowsStatusesByTheirWholeText) {
   const auto kind = [](const std::string& status) {
     return one("# 1  Short offline       " + status + "       00%      1217         -").kind;
   };
-  EXPECT_EQ(kind("Completed without error"), EntryKind::passed);
+  EXPECT_EQ(kind("Completed without error"), EntryKind::Passed);
   // Neither "error" nor "fail" is in it, and yet it is a failure.
-  EXPECT_EQ(kind("Completed: handling damage??"), EntryKind::failed);
-  EXPECT_EQ(kind("Fatal or unknown error"), EntryKind::failed);
-  EXPECT_EQ(kind("Interrupted (host reset)"), EntryKind::aborted);
-  EXPECT_EQ(kind("Self-test routine in progress"), EntryKind::running);
-  EXPECT_EQ(kind("Unknown status (0x9)"), EntryKind::unknown);
+  EXPECT_EQ(kind("Completed: handling damage??"), EntryKind::Failed);
+  EXPECT_EQ(kind("Fatal or unknown error"), EntryKind::Failed);
+  EXPECT_EQ(kind("Interrupted (host reset)"), EntryKind::Aborted);
+  EXPECT_EQ(kind("Self-test routine in progress"), EntryKind::Running);
+  EXPECT_EQ(kind("Unknown status (0x9)"), EntryKind::Unknown);
   EXPECT_EQ(one("#12  Background short  Completed    -     134    - [-   -    -]").kind,
-            EntryKind::passed);
+            EntryKind::Passed);
   EXPECT_EQ(one("# 1  Background short  Completed, segment failed   -   5    - [-  -  -]").kind,
-            EntryKind::failed);
+            EntryKind::Failed);
 }
 
 TEST(LogEntry, LeavesOutWhatIsNoNumber) {
@@ -64,7 +64,7 @@ TEST(LogEntry, LeavesOutWhatIsNoNumber) {
   EXPECT_EQ(entry.remaining, std::nullopt);
   EXPECT_EQ(entry.hours, std::nullopt);
   EXPECT_EQ(entry.block, std::nullopt);
-  EXPECT_EQ(one("# 1").kind, EntryKind::unknown);
+  EXPECT_EQ(one("# 1").kind, EntryKind::Unknown);
 }
 
 TEST(LogEntry, OnlyLinesWithANumberAreEntries) {

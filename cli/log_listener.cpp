@@ -5,11 +5,13 @@
 namespace cli {
 
 LogListener::LogListener(Take take) : take_(std::move(take)) {
-  NKVRHVX20::SetLogSink([](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
-                           void* data) { static_cast<LogListener*>(data)->take_(severity, text); },
-                        this);
+  NKVRHVX20::set_log_sink(
+      [](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text, void* data) {
+        static_cast<LogListener*>(data)->take_(severity, text);
+      },
+      this);
 }
 
-LogListener::~LogListener() { NKVRHVX20::SetLogSink(nullptr, nullptr); }
+LogListener::~LogListener() { NKVRHVX20::set_log_sink(nullptr, nullptr); }
 
 }  // namespace cli

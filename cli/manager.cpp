@@ -23,7 +23,7 @@ struct Advice {
   std::string_view text;
 };
 
-constexpr Advice advices[] = {
+constexpr Advice kAdvices[] = {
     {broker::Status::Failed, "registration", "reinstall hddtest, or name its data with --data"},
     {broker::Status::Failed, "provider", "'hddtest check' tells what is missing"},
     {broker::Status::InvalidNamespace, "", "the name space is root/cimv2"},
@@ -55,7 +55,7 @@ std::string error_text(const broker::Error& error) {
   std::string text = error.description();
   if (const std::string name = broker::status_name(error.status()); text != name)
     text += " (" + name + ")";
-  for (const Advice& advice : advices) {
+  for (const Advice& advice : kAdvices) {
     if (error.status() != advice.status ||
         error.description().find(advice.holds) == std::string::npos)
       continue;

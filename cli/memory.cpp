@@ -20,8 +20,8 @@ std::size_t resident() {
 }  // namespace
 
 void bound_heaps() {
-  constexpr int heaps = 4;
-  if (!std::getenv("MALLOC_ARENA_MAX")) mallopt(M_ARENA_MAX, heaps);
+  constexpr int kHeaps = 4;
+  if (!std::getenv("MALLOC_ARENA_MAX")) mallopt(M_ARENA_MAX, kHeaps);
 }
 
 FreeMemory::State FreeMemory::state() { return {resident(), mallinfo2().uordblks}; }

@@ -10,10 +10,10 @@
 namespace cli {
 namespace {
 
-using broker::cimxml::memory_is_telling;
+using broker::cimxml::kMemoryIsTelling;
 using broker::cimxml::resident_bytes;
 
-constexpr std::size_t megabyte = 1 << 20;
+constexpr std::size_t kMegabyte = 1 << 20;
 
 using Block = std::unique_ptr<char[]>;
 
@@ -28,34 +28,34 @@ std::vector<Block> blocks(std::size_t bytes) {
 }
 
 TEST(FreeMemory, GoesBackAlsoFromBetweenWhatIsStillUsed) {
-  if (!memory_is_telling) GTEST_SKIP() << "the sanitizers keep memory that was freed";
+  if (!kMemoryIsTelling) GTEST_SKIP() << "the sanitizers keep memory that was freed";
   FreeMemory memory;
   memory.look();
   const std::size_t before = resident_bytes();
-  std::vector<Block> all = blocks(64 * megabyte);
+  std::vector<Block> all = blocks(64 * kMegabyte);
   std::vector<Block> used;
   for (std::size_t number = 0; number < all.size(); number += 100)
     used.push_back(std::move(all[number]));
   all.clear();
-  ASSERT_GT(resident_bytes(), before + 32 * megabyte) << "the C library keeps it";
+  ASSERT_GT(resident_bytes(), before + 32 * kMegabyte) << "the C library keeps it";
   memory.look();
-  EXPECT_LT(resident_bytes(), before + 16 * megabyte);
+  EXPECT_LT(resident_bytes(), before + 16 * kMegabyte);
 }
 
 // Gives back too what was taken before an earlier look.
 TEST(FreeMemory, IsLookedForAgainAfterEachChange) {
-  if (!memory_is_telling) GTEST_SKIP() << "the sanitizers keep memory that was freed";
+  if (!kMemoryIsTelling) GTEST_SKIP() << "the sanitizers keep memory that was freed";
   FreeMemory memory;
   memory.look();
   const std::size_t before = resident_bytes();
   for (int time = 0; time < 3; ++time) {
-    std::vector<Block> all = blocks(32 * megabyte);
+    std::vector<Block> all = blocks(32 * kMegabyte);
     memory.look();
     std::vector<Block> last;
     last.push_back(std::move(all.back()));
     all.clear();
     memory.look();
-    EXPECT_LT(resident_bytes(), before + 8 * megabyte) << time;
+    EXPECT_LT(resident_bytes(), before + 8 * kMegabyte) << time;
   }
 }
 

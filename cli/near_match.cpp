@@ -36,8 +36,8 @@ std::size_t distance(const std::string& a, const std::string& b) {
 
 std::string near_match(std::string_view word, const std::vector<std::string>& known) {
   // Nobody mistypes a longer word, and the work grows with the square of its length.
-  constexpr std::size_t longest = 100;
-  if (word.empty() || word.size() > longest) return "";
+  constexpr std::size_t kLongest = 100;
+  if (word.empty() || word.size() > kLongest) return "";
   const std::string given = letters(word);
   std::vector<std::string> begun;
   std::string nearest;
@@ -45,7 +45,7 @@ std::string near_match(std::string_view word, const std::vector<std::string>& kn
   for (const std::string& one : known) {
     const std::string small = letters(one);
     if (given.size() > 1 && small.starts_with(given)) begun.push_back(one);
-    if (one.size() > longest) continue;
+    if (one.size() > kLongest) continue;
     const std::size_t slips = distance(given, small);
     // With as many slips as letters, every word would be near.
     if (slips < least && slips < given.size()) {

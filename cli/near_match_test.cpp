@@ -5,30 +5,30 @@
 namespace cli {
 namespace {
 
-const std::vector<std::string> commands = {"drives", "run",    "check",     "serve",
-                                           "passwd", "status", "enumerate", "invoke"};
+const std::vector<std::string> kCommands = {"drives", "run",    "check",     "serve",
+                                            "passwd", "status", "enumerate", "invoke"};
 
 TEST(NearMatch, ForgivesASlipOfAnyKind) {
-  EXPECT_EQ(near_match("drvies", commands), "drives");
-  EXPECT_EQ(near_match("drive", commands), "drives");
-  EXPECT_EQ(near_match("drivess", commands), "drives");
-  EXPECT_EQ(near_match("rum", commands), "run");
-  EXPECT_EQ(near_match("urn", commands), "run");
-  EXPECT_EQ(near_match("passwrod", commands), "passwd");
-  EXPECT_EQ(near_match("RUN", commands), "run");
+  EXPECT_EQ(near_match("drvies", kCommands), "drives");
+  EXPECT_EQ(near_match("drive", kCommands), "drives");
+  EXPECT_EQ(near_match("drivess", kCommands), "drives");
+  EXPECT_EQ(near_match("rum", kCommands), "run");
+  EXPECT_EQ(near_match("urn", kCommands), "run");
+  EXPECT_EQ(near_match("passwrod", kCommands), "passwd");
+  EXPECT_EQ(near_match("RUN", kCommands), "run");
 }
 
 TEST(NearMatch, TakesTheBeginningOfOneWordAlone) {
-  EXPECT_EQ(near_match("enum", commands), "enumerate");
-  EXPECT_EQ(near_match("ch", commands), "check");
-  EXPECT_EQ(near_match("s", commands), "") << "serve or status";
-  EXPECT_EQ(near_match("st", commands), "status");
+  EXPECT_EQ(near_match("enum", kCommands), "enumerate");
+  EXPECT_EQ(near_match("ch", kCommands), "check");
+  EXPECT_EQ(near_match("s", kCommands), "") << "serve or status";
+  EXPECT_EQ(near_match("st", kCommands), "status");
 }
 
 TEST(NearMatch, GuessesNothingFarAway) {
   for (const char* word : {"", "x", "ls", "/dev/sda", "format", "--help", "--"})
-    EXPECT_EQ(near_match(word, commands), "") << word;
-  EXPECT_EQ(near_match(std::string(1000, 'r'), commands), "");
+    EXPECT_EQ(near_match(word, kCommands), "") << word;
+  EXPECT_EQ(near_match(std::string(1000, 'r'), kCommands), "");
   EXPECT_EQ(near_match("run", {}), "");
 }
 
@@ -39,8 +39,8 @@ TEST(NearMatch, LooksAtOptionsBehindTheirHyphens) {
 }
 
 TEST(NearMatch, IsAskedAboutInWords) {
-  EXPECT_EQ(near_match_question("drvies", commands), "; did you mean 'drives'?");
-  EXPECT_EQ(near_match_question("format", commands), "");
+  EXPECT_EQ(near_match_question("drvies", kCommands), "; did you mean 'drives'?");
+  EXPECT_EQ(near_match_question("format", kCommands), "");
 }
 
 }  // namespace

@@ -38,9 +38,9 @@ class ObjectManagers : public testing::Test {
   }
   // Root may look everywhere.
   std::vector<Finding> findings_of_another_user() {
-    constexpr uid_t nobody = 65534;
+    constexpr uid_t kNobody = 65534;
     const bool root = geteuid() == 0;
-    EXPECT_TRUE(!root || seteuid(nobody) == 0);
+    EXPECT_TRUE(!root || seteuid(kNobody) == 0);
     std::vector<Finding> findings = object_manager_findings(root_);
     EXPECT_TRUE(!root || seteuid(0) == 0);
     return findings;

@@ -7,18 +7,18 @@
 namespace cli {
 
 std::optional<Outcome> outcome_of(std::uint64_t completion_state) {
-  for (const Outcome outcome : {Outcome::passed, Outcome::failed, Outcome::aborted})
+  for (const Outcome outcome : {Outcome::Passed, Outcome::Failed, Outcome::Aborted})
     if (completion_state == static_cast<std::uint64_t>(outcome)) return outcome;
   return std::nullopt;
 }
 
 std::string_view outcome_word(Outcome outcome) {
   switch (outcome) {
-    case Outcome::passed:
+    case Outcome::Passed:
       return "passed";
-    case Outcome::failed:
+    case Outcome::Failed:
       return "failed";
-    case Outcome::aborted:
+    case Outcome::Aborted:
       return "aborted";
   }
   return "unknown";
@@ -28,10 +28,10 @@ int exit_status(const std::vector<std::optional<Outcome>>& outcomes) {
   const auto any = [&](std::optional<Outcome> outcome) {
     return std::find(outcomes.begin(), outcomes.end(), outcome) != outcomes.end();
   };
-  if (any(std::nullopt)) return status_cannot;
-  if (any(Outcome::failed)) return 1;
-  if (any(Outcome::aborted)) return 2;
-  return status_ok;
+  if (any(std::nullopt)) return kStatusCannot;
+  if (any(Outcome::Failed)) return 1;
+  if (any(Outcome::Aborted)) return 2;
+  return kStatusOk;
 }
 
 }  // namespace cli

@@ -9,7 +9,7 @@
 namespace cli {
 
 // The numbers are those of CompletionState in the completion record.
-enum class Outcome : std::uint16_t { passed = 2, failed = 5, aborted = 6 };
+enum class Outcome : std::uint16_t { Passed = 2, Failed = 5, Aborted = 6 };
 
 // Nothing for a state that no test of ours ends in.
 std::optional<Outcome> outcome_of(std::uint64_t completion_state);

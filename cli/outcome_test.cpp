@@ -5,32 +5,32 @@
 namespace cli {
 namespace {
 
-constexpr std::nullopt_t none = std::nullopt;
-constexpr Outcome passed = Outcome::passed;
-constexpr Outcome failed = Outcome::failed;
-constexpr Outcome aborted = Outcome::aborted;
+constexpr std::nullopt_t kNone = std::nullopt;
+constexpr Outcome kPassed = Outcome::Passed;
+constexpr Outcome kFailed = Outcome::Failed;
+constexpr Outcome kAborted = Outcome::Aborted;
 
 TEST(OutcomeOf, KnowsTheThreeStatesOfARecord) {
-  EXPECT_EQ(outcome_of(2), passed);
-  EXPECT_EQ(outcome_of(5), failed);
-  EXPECT_EQ(outcome_of(6), aborted);
-  for (const std::uint64_t other : {0, 1, 3, 4, 7, 0x10002}) EXPECT_EQ(outcome_of(other), none);
+  EXPECT_EQ(outcome_of(2), kPassed);
+  EXPECT_EQ(outcome_of(5), kFailed);
+  EXPECT_EQ(outcome_of(6), kAborted);
+  for (const std::uint64_t other : {0, 1, 3, 4, 7, 0x10002}) EXPECT_EQ(outcome_of(other), kNone);
 }
 
 TEST(OutcomeWord, IsTheOneOfTheOutput) {
-  EXPECT_EQ(outcome_word(passed), "passed");
-  EXPECT_EQ(outcome_word(failed), "failed");
-  EXPECT_EQ(outcome_word(aborted), "aborted");
+  EXPECT_EQ(outcome_word(kPassed), "passed");
+  EXPECT_EQ(outcome_word(kFailed), "failed");
+  EXPECT_EQ(outcome_word(kAborted), "aborted");
 }
 
 TEST(ExitStatus, IsThatOfTheWorstDrive) {
-  EXPECT_EQ(exit_status({passed}), 0);
-  EXPECT_EQ(exit_status({failed}), 1);
-  EXPECT_EQ(exit_status({aborted}), 2);
-  EXPECT_EQ(exit_status({none}), 3);
-  EXPECT_EQ(exit_status({passed, aborted}), 2);
-  EXPECT_EQ(exit_status({aborted, failed, passed}), 1);
-  EXPECT_EQ(exit_status({failed, none, aborted}), 3);
+  EXPECT_EQ(exit_status({kPassed}), 0);
+  EXPECT_EQ(exit_status({kFailed}), 1);
+  EXPECT_EQ(exit_status({kAborted}), 2);
+  EXPECT_EQ(exit_status({kNone}), 3);
+  EXPECT_EQ(exit_status({kPassed, kAborted}), 2);
+  EXPECT_EQ(exit_status({kAborted, kFailed, kPassed}), 1);
+  EXPECT_EQ(exit_status({kFailed, kNone, kAborted}), 3);
 }
 
 }  // namespace

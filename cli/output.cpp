@@ -45,9 +45,9 @@ void Output::write(std::string_view text) {
 }
 
 std::string Output::coloured(std::string_view text, Colour colour) const {
-  if (!colours_ || colour == Colour::none) return std::string(text);
-  const char* const code = colour == Colour::green    ? "\x1b[1;32m"
-                           : colour == Colour::yellow ? "\x1b[1;33m"
+  if (!colours_ || colour == Colour::None) return std::string(text);
+  const char* const code = colour == Colour::Green    ? "\x1b[1;32m"
+                           : colour == Colour::Yellow ? "\x1b[1;33m"
                                                       : "\x1b[1;31m";
   return code + std::string(text) + "\x1b[0m";
 }

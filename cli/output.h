@@ -8,7 +8,7 @@
 
 namespace cli {
 
-enum class Colour { none, green, yellow, red };
+enum class Colour { None, Green, Yellow, Red };
 
 // May be used by several threads; what one call writes stays together on a terminal.
 class Output {

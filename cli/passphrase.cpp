@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-constexpr std::size_t longest = 511;  // what crypt takes
+constexpr std::size_t kLongest = 511;  // what crypt takes
 
 volatile sig_atomic_t caught = 0;
 
@@ -26,8 +26,8 @@ class Unseen {
   Unseen() {
     struct sigaction action {};
     action.sa_handler = note_signal;  // without SA_RESTART
-    for (std::size_t i = 0; i < std::size(signals); ++i)
-      sigaction(signals[i], &action, &before_actions_[i]);
+    for (std::size_t i = 0; i < std::size(kSignals); ++i)
+      sigaction(kSignals[i], &action, &before_actions_[i]);
     tcgetattr(STDIN_FILENO, &before_);
     termios unseen = before_;
     unseen.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -36,16 +36,16 @@ class Unseen {
   }
   ~Unseen() {
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
-    for (std::size_t i = 0; i < std::size(signals); ++i)
-      sigaction(signals[i], &before_actions_[i], nullptr);
+    for (std::size_t i = 0; i < std::size(kSignals); ++i)
+      sigaction(kSignals[i], &before_actions_[i], nullptr);
     if (caught) raise(caught);
   }
   Unseen(const Unseen&) = delete;
 
  private:
-  static constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
   termios before_;
-  struct sigaction before_actions_[std::size(signals)];
+  struct sigaction before_actions_[std::size(kSignals)];
 };
 
 // One byte at a time: what follows the line is not ours.
@@ -56,11 +56,11 @@ std::string read_line() {
     const ssize_t count = read(STDIN_FILENO, &byte, 1);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0 || byte == '\n') break;
-    if (line.size() > longest) continue;
+    if (line.size() > kLongest) continue;
     line += byte;
   }
   if (line.empty()) throw CommandFailure("no password was given; nothing was changed");
-  if (line.size() > longest)
+  if (line.size() > kLongest)
     throw CommandFailure("a password has at most 511 bytes; nothing was changed");
   if (line.find('\0') != std::string::npos)
     throw CommandFailure("the password holds a zero byte; nothing was changed");

@@ -8,9 +8,9 @@
 namespace cli {
 namespace {
 
-constexpr const char* description = "Sets the password of a user of 'hddtest serve --users FILE'.";
+constexpr const char* kDescription = "Sets the password of a user of 'hddtest serve --users FILE'.";
 
-constexpr const char* footer =
+constexpr const char* kFooter =
     "Asks for the password twice, or reads it from standard input when that is no terminal.\n"
     "FILE is made when there is none. Its lines are USER:HASH, and may be deleted. A running\n"
     "server reads it again on SIGHUP.";
@@ -24,7 +24,7 @@ int passwd(const PasswdOptions& options) {
   broker::http::check_user_name(options.user);
   broker::http::check_changeable(options.file);
   broker::http::set_password(options.file, {options.user, read_passphrase()});
-  return status_ok;
+  return kStatusOk;
 }
 
 }  // namespace
@@ -32,8 +32,8 @@ int passwd(const PasswdOptions& options) {
 Command passwd_command() {
   auto options = std::make_shared<PasswdOptions>();
   return {"passwd",
-          description,
-          footer,
+          kDescription,
+          kFooter,
           {{"FILE", &options->file, "Users file"}, {"USER", &options->user, "Name of the user"}},
           [options] { return passwd(*options); }};
 }

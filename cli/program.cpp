@@ -20,10 +20,10 @@
 namespace cli {
 namespace {
 
-constexpr const char* description =
+constexpr const char* kDescription =
     "Tests hard drives with their SMART short self-test, through its CIM classes.";
 
-constexpr const char* footer =
+constexpr const char* kFooter =
     "Exit status: 3 if what was asked for could not be done; else see COMMAND --help.\n"
     "The log is /var/log/hvx/diagnostics.log, or the file that HVX_LOG_FILE names\n"
     "(- for standard error).";
@@ -70,7 +70,7 @@ int help(const CLI::App& program, const std::vector<std::string>& names) {
     if (commands.empty()) throw no_such_command(program, name);
     standard_output().write(commands.front()->help(program.get_name()));
   }
-  return status_ok;
+  return kStatusOk;
 }
 
 void add_command(CLI::App& program, Invocation& invocation, const Command& command) {
@@ -96,13 +96,13 @@ Command help_command(const CLI::App& program) {
 int refuse(bool json, std::string_view cause, const std::string& reason) {
   if (json) standard_output().write(dump(failure_json(std::string(cause), reason)));
   complain(reason);
-  return status_cannot;
+  return kStatusCannot;
 }
 
 int refuse(bool json, const WrongCommandLine& wrong) {
-  refuse(json, cause_command_line, wrong.what());
+  refuse(json, kCauseCommandLine, wrong.what());
   standard_error().write(wrong.more());
-  return status_cannot;
+  return kStatusCannot;
 }
 
 // Whether a command line that could not be read asks for JSON.
@@ -120,18 +120,18 @@ int perform(const Invocation& invocation) {
   } catch (const WrongCommandLine& wrong) {
     return refuse(invocation.json, wrong);
   } catch (const broker::Error& error) {
-    return refuse(invocation.json, cause_module, error_text(error));
+    return refuse(invocation.json, kCauseModule, error_text(error));
   } catch (const std::exception& error) {
-    return refuse(invocation.json, cause_module, error.what());
+    return refuse(invocation.json, kCauseModule, error.what());
   }
 }
 
 int run_program(int argc, const char* const* argv, int (*action)(const Invocation&)) {
   extend_program_path();
   Invocation invocation;
-  CLI::App program(description, "hddtest");
+  CLI::App program(kDescription, "hddtest");
   program.set_version_flag("--version", "hddtest " HDDTEST_VERSION, "Print the version");
-  program.footer(footer);
+  program.footer(kFooter);
   program.require_subcommand(1);
   program.get_formatter()->label("SUBCOMMAND", "COMMAND");
   add_shared_options(program, invocation);
@@ -144,26 +144,26 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
   program.add_subcommand("completion")->group("")->callback([&] {
     invocation.action = [&program] {
       standard_output().write(completion_script(program));
-      return status_ok;
+      return kStatusOk;
     };
   });
 
-  int status = status_cannot;
+  int status = kStatusCannot;
   try {
     program.parse(argc, argv);
     status = action(invocation);
   } catch (const CLI::CallForVersion& version) {
     standard_output().write(version.what() + std::string("\n"));
-    status = status_ok;
+    status = kStatusOk;
   } catch (const CLI::CallForHelp&) {
     standard_output().write(program.help());
-    status = status_ok;
+    status = kStatusOk;
   } catch (const CLI::ParseError& error) {
     status = refuse(asks_for_json(argc, argv), wrong_command_line(program, error));
   }
   if (!standard_output().failure().empty()) {
     complain("cannot write the output: " + standard_output().failure());
-    status = status_cannot;
+    status = kStatusCannot;
   }
   return status;
 }

@@ -28,9 +28,9 @@ std::optional<int> remaining_percentage(std::string_view log) {
   if (begin == std::string_view::npos) return std::nullopt;
   std::string_view entry = log.substr(begin, log.find('#', begin + 1) - begin);
   entry = entry.substr(0, entry.find('\n'));
-  const std::size_t found = entry.find(in_progress_text);
+  const std::size_t found = entry.find(kInProgressText);
   if (found == std::string_view::npos) return std::nullopt;
-  entry.remove_prefix(found + in_progress_text.size());
+  entry.remove_prefix(found + kInProgressText.size());
   entry.remove_prefix(std::min(entry.find_first_not_of(" ."), entry.size()));
   int percentage = 0;
   const auto [end, error] = std::from_chars(entry.data(), entry.data() + entry.size(), percentage);
@@ -44,20 +44,19 @@ bool Progress::take(int severity, std::string_view text) {
     reason_ = complaint_.empty() ? std::string(text) : std::string(text) + ": " + complaint_;
     return false;
   }
-  if (const std::size_t message = text.find(smart_message_text);
-      message != std::string_view::npos) {
+  if (const std::size_t message = text.find(kSmartMessageText); message != std::string_view::npos) {
     complaint_ = complaint_of(text.substr(message));
     return false;
   }
-  if (text.starts_with(poll_text)) {
-    const std::optional<int> remaining = remaining_percentage(text.substr(poll_text.size()));
+  if (text.starts_with(kPollText)) {
+    const std::optional<int> remaining = remaining_percentage(text.substr(kPollText.size()));
     return remaining && remaining != std::exchange(remaining_, remaining);
   }
-  if (text.starts_with(latest_entry_text)) {
-    entry_ = without_long_blanks(text.substr(latest_entry_text.size()));
+  if (text.starts_with(kLatestEntryText)) {
+    entry_ = without_long_blanks(text.substr(kLatestEntryText.size()));
     return false;
   }
-  for (const LogText& known : step_texts) {
+  for (const LogText& known : kStepTexts) {
     if (!text.starts_with(known.begins)) continue;
     step_ = known.step;
     return std::exchange(doing_, known.shown) != known.shown;
@@ -67,7 +66,7 @@ bool Progress::take(int severity, std::string_view text) {
 
 std::string Progress::shown() const {
   std::string text(doing_);
-  if (step_ == Step::testing && remaining_)
+  if (step_ == Step::Testing && remaining_)
     text += ", " + std::to_string(*remaining_) + "% remaining";
   return text;
 }

@@ -31,7 +31,7 @@ class Progress {
   const std::optional<std::string>& entry() const { return entry_; }
 
  private:
-  Step step_ = Step::waiting;
+  Step step_ = Step::Waiting;
   std::string_view doing_ = "waiting";
   std::optional<int> remaining_;
   std::string complaint_;

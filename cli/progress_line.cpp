@@ -19,9 +19,9 @@ std::string back(std::size_t lines) {
 std::string line_text(const ProgressLine& line, std::size_t columns) {
   const std::string rest = fmt::format(": {} ({})", line.doing, duration_text(line.elapsed));
   if (columns == 0) return line.title + rest;
-  constexpr std::size_t shortest_title = 8;
+  constexpr std::size_t kShortestTitle = 8;
   const std::size_t room = columns - std::min(columns, columns_of(rest));
-  return elide(elide(line.title, std::max(room, shortest_title)) + rest, columns);
+  return elide(elide(line.title, std::max(room, kShortestTitle)) + rest, columns);
 }
 
 void ProgressLines::show(const std::vector<ProgressLine>& lines) {

@@ -5,12 +5,12 @@
 namespace cli {
 namespace {
 
-const std::string head =
+const std::string kHead =
     "smartctl 7.3\n\nSMART Self-test log structure revision number 1\n"
     "Num  Test_Description    Status                  Remaining  LifeTime(hours)\n";
 
 std::string in_progress(const std::string& remaining) {
-  return head + "# 1  Short offline       Self-test routine in progress " + remaining +
+  return kHead + "# 1  Short offline       Self-test routine in progress " + remaining +
          "      1217         -\n";
 }
 
@@ -22,16 +22,16 @@ TEST(RemainingPercentage, StandsBehindTheNewestEntryInProgress) {
 
 TEST(RemainingPercentage, IsUnknownWithoutTestInProgress) {
   EXPECT_EQ(remaining_percentage(""), std::nullopt);
-  EXPECT_EQ(remaining_percentage(head + "No self-tests have been logged.  [To run ..]\n"),
+  EXPECT_EQ(remaining_percentage(kHead + "No self-tests have been logged.  [To run ..]\n"),
             std::nullopt);
-  EXPECT_EQ(remaining_percentage(head + "# 1  Short offline  Completed without error  00%  1 -\n" +
+  EXPECT_EQ(remaining_percentage(kHead + "# 1  Short offline  Completed without error  00%  1 -\n" +
                                  "# 2  Short offline  Self-test routine in progress 90%  1 -\n"),
             std::nullopt);
 }
 
 TEST(RemainingPercentage, IsUnknownWhenTheDriveDoesNotSay) {
   EXPECT_EQ(
-      remaining_percentage(head + "# 1  Background short  Self test in progress ...   -  NOW"),
+      remaining_percentage(kHead + "# 1  Background short  Self test in progress ...   -  NOW"),
       std::nullopt);
   for (const char* odd : {"", "%", "x%", "-5%", "101%", "90", "99999999999999999999%"})
     EXPECT_EQ(remaining_percentage(in_progress(odd)), std::nullopt) << odd;
@@ -39,20 +39,20 @@ TEST(RemainingPercentage, IsUnknownWhenTheDriveDoesNotSay) {
 
 TEST(Progress, FollowsTheStepsOfARun) {
   Progress progress;
-  EXPECT_EQ(progress.step(), Step::waiting);
+  EXPECT_EQ(progress.step(), Step::Waiting);
   EXPECT_TRUE(progress.take(3, "Check SMART support status on /dev/sda"));
-  EXPECT_EQ(progress.step(), Step::checking);
+  EXPECT_EQ(progress.step(), Step::Checking);
   EXPECT_FALSE(progress.take(3, "Check SMART support status on /dev/sda"));
   EXPECT_TRUE(progress.take(3, "Trigger Self-Test on /dev/sda"));
-  EXPECT_EQ(progress.step(), Step::starting);
+  EXPECT_EQ(progress.step(), Step::Starting);
   EXPECT_TRUE(progress.take(3, "Get Self-Test status on /dev/sda"));
   EXPECT_EQ(progress.shown(), "testing");
   EXPECT_TRUE(progress.take(3, "Current Self-Test logs: \n" + in_progress("90%")));
   EXPECT_EQ(progress.shown(), "testing, 90% remaining");
   EXPECT_FALSE(progress.take(3, "Current Self-Test logs: \n" + in_progress("90%")));
-  EXPECT_FALSE(progress.take(3, "Current Self-Test logs: \n" + head)) << "what is known stays";
+  EXPECT_FALSE(progress.take(3, "Current Self-Test logs: \n" + kHead)) << "what is known stays";
   EXPECT_TRUE(progress.take(3, "Test is completed, get test status"));
-  EXPECT_EQ(progress.step(), Step::classifying);
+  EXPECT_EQ(progress.step(), Step::Classifying);
 }
 
 TEST(Progress, KeepsTheLastFailureAsReason) {
@@ -62,7 +62,7 @@ TEST(Progress, KeepsTheLastFailureAsReason) {
   EXPECT_FALSE(progress.take(0, "first"));
   EXPECT_FALSE(progress.take(0, "Trigger Self-Test on /dev/sda Failed"));
   EXPECT_EQ(progress.reason(), "Trigger Self-Test on /dev/sda Failed");
-  EXPECT_EQ(progress.step(), Step::waiting) << "a failure is no step";
+  EXPECT_EQ(progress.step(), Step::Waiting) << "a failure is no step";
 }
 
 TEST(Progress, ReasonHoldsWhatSmartctlComplainedOf) {

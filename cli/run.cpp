@@ -37,10 +37,10 @@ struct RunOptions {
   int jobs = 4;
 };
 
-constexpr const char* description =
+constexpr const char* kDescription =
     "Tests the named drives, or all that can be tested; takes minutes.";
 
-constexpr const char* footer =
+constexpr const char* kFooter =
     "Without DEVICE every drive is tested but those that the module leaves out, such as\n"
     "drives on USB. A drive is called failed only where it reported an error itself, or\n"
     "disappeared during its test; where no test could be made, or its end is not known,\n"
@@ -93,7 +93,7 @@ class Run {
 
   // Nobody named it, and the module does not offer it.
   bool left_out(std::size_t index) const {
-    return every_drive() && plan_[index].cause == cause_left_out;
+    return every_drive() && plan_[index].cause == kCauseLeftOut;
   }
 
   static Output* progress_output(bool json) {
@@ -142,7 +142,7 @@ class Run {
     try {
       running_.emplace_back(places_, drive, index);
     } catch (const CommandFailure& failure) {
-      finish(index, not_tested(drive.name, std::string(cause_module), failure.what()));
+      finish(index, not_tested(drive.name, std::string(kCauseModule), failure.what()));
     }
   }
 
@@ -151,9 +151,9 @@ class Run {
     progress_.show(lines());
     std::vector<pollfd> descriptors;
     for (const Running& one : running_) descriptors.push_back({one.worker.descriptor(), POLLIN, 0});
-    constexpr int second = 1000;
+    constexpr int kSecond = 1000;
     guard.unlock();
-    poll(descriptors.data(), descriptors.size(), progress_.rewrites() ? second : -1);
+    poll(descriptors.data(), descriptors.size(), progress_.rewrites() ? kSecond : -1);
     guard.lock();
     auto next = running_.begin();
     for (const pollfd& descriptor : descriptors) {
@@ -184,9 +184,9 @@ class Run {
 
   std::vector<ProgressLine> lines() const {
     std::vector<ProgressLine> lines;
-    constexpr std::size_t most = 16;  // so that they fit on a terminal
+    constexpr std::size_t kMost = 16;  // so that they fit on a terminal
     for (const Running& one : running_)
-      if (lines.size() < most) lines.push_back(line(one, one.worker.doing()));
+      if (lines.size() < kMost) lines.push_back(line(one, one.worker.doing()));
     return lines;
   }
 
@@ -221,7 +221,7 @@ class Run {
       complain(
           "no drive was tested: the module leaves all of them out; --force tests a DEVICE all "
           "the same");
-      return status_cannot;
+      return kStatusCannot;
     }
     return exit_status(outcomes);
   }
@@ -279,8 +279,8 @@ Command run_command(const Invocation& invocation) {
   auto options = std::make_shared<RunOptions>();
   return {
       "run",
-      description,
-      footer,
+      kDescription,
+      kFooter,
       {{"DEVICE", &options->devices, "Drives, such as /dev/sda"},
        {"--jobs", Number{&options->jobs, 1, 1000}, "How many drives are tested at once (4)", "N"},
        {"--force", &options->force, "Pass DEVICE on as it stands, whatever it is"},

@@ -16,7 +16,7 @@ std::optional<Answer> read_answer(std::string_view text) {
   text.remove_prefix(static_cast<std::size_t>(read.ptr - text.data()) + 1);
   const std::size_t line_end = text.find('\n');
   if (line_end == std::string_view::npos ||
-      text.substr(0, line_end).find(smart_message_text) == std::string_view::npos)
+      text.substr(0, line_end).find(kSmartMessageText) == std::string_view::npos)
     return std::nullopt;
   answer.output = text.substr(line_end + 1);
   return answer;
@@ -25,19 +25,19 @@ std::optional<Answer> read_answer(std::string_view text) {
 }  // namespace
 
 void RunEvidence::take(int severity, std::string_view text) {
-  constexpr int trace = 3;
-  if (severity != trace) return;
-  for (const AnswerText& known : answer_texts) {
+  constexpr int kTrace = 3;
+  if (severity != kTrace) return;
+  for (const AnswerText& known : kAnswerTexts) {
     if (!text.starts_with(known.begins)) continue;
-    std::optional<Answer>& answer = known.step == Step::checking  ? information
-                                    : known.step == Step::reading ? baseline
+    std::optional<Answer>& answer = known.step == Step::Checking  ? information
+                                    : known.step == Step::Reading ? baseline
                                                                   : start;
     answer = read_answer(text.substr(known.begins.size()));
   }
-  if (text.starts_with(poll_text)) log = text.substr(poll_text.size());
-  if (text == still_in_progress_text) in_progress = true;
-  for (const LogText& known : step_texts)
-    if (known.step == Step::classifying && text.starts_with(known.begins)) ended = true;
+  if (text.starts_with(kPollText)) log = text.substr(kPollText.size());
+  if (text == kStillInProgressText) in_progress = true;
+  for (const LogText& known : kStepTexts)
+    if (known.step == Step::Classifying && text.starts_with(known.begins)) ended = true;
 }
 
 }  // namespace cli

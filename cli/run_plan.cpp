@@ -53,13 +53,13 @@ std::string meant(const std::string& name, const std::vector<Drive>& drives) {
 }
 
 // The same text for a named drive and for all, as with a missing smartctl.
-constexpr const char* no_hwinfo =
+constexpr const char* kNoHwinfo =
     "hwinfo is not installed, so that it is not known what may be tested; install the package "
     "hwinfo";
 
 // Why a drive that was named is left out, and what to do.
 std::string left_out_reason(const Drive& drive) {
-  if (drive.left_out_cause() == cause_no_hwinfo) return no_hwinfo;
+  if (drive.left_out_cause() == kCauseNoHwinfo) return kNoHwinfo;
   return drive.words() + "; --force tests it all the same";
 }
 
@@ -74,7 +74,7 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
   if (const auto why = refusal(path))
     return {name, path, *why + "; " + meant(name, drives), "no-device"};
   return {name, path, "not one of the drives that 'hddtest drives' lists; --force tests it",
-          std::string(cause_left_out)};
+          std::string(kCauseLeftOut)};
 }
 
 }  // namespace
@@ -104,11 +104,11 @@ std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives) {
   for (const Drive& drive : drives) {
     if (drive.testable())
       plan.push_back({drive.device, drive.device});
-    else if (drive.left_out_cause() == cause_no_hwinfo)
-      plan.push_back({drive.device, drive.device, no_hwinfo, std::string(cause_no_hwinfo)});
+    else if (drive.left_out_cause() == kCauseNoHwinfo)
+      plan.push_back({drive.device, drive.device, kNoHwinfo, std::string(kCauseNoHwinfo)});
     else
       plan.push_back(
-          {drive.device, drive.device, drive.reason, std::string(cause_left_out), drive.words()});
+          {drive.device, drive.device, drive.reason, std::string(kCauseLeftOut), drive.words()});
   }
   return plan;
 }

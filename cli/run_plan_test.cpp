@@ -89,10 +89,10 @@ TEST(PlanNamed, SaysWhatMayNotBeOpened) {
   fs::permissions(device, fs::perms::none);
   fs::permissions(folder, fs::perms::owner_all | fs::perms::others_exec);
   const std::vector<Drive> drives = {{.device = device, .reason = ""}};
-  constexpr uid_t nobody = 65534;
+  constexpr uid_t kNobody = 65534;
   const bool root = geteuid() == 0;  // which may open everything
   if (root) {
-    ASSERT_EQ(seteuid(nobody), 0);
+    ASSERT_EQ(seteuid(kNobody), 0);
   }
   const std::vector<PlannedDrive> plan = plan_named({device}, {.start = "/"}, drives);
   if (root) {

@@ -13,22 +13,22 @@
 namespace cli {
 namespace {
 
-constexpr int format = 1;  // of the objects of --json
+constexpr int kFormat = 1;  // of the objects of --json
 
 Colour colour_of(Outcome outcome) {
-  return outcome == Outcome::passed   ? Colour::green
-         : outcome == Outcome::failed ? Colour::red
-                                      : Colour::yellow;
+  return outcome == Outcome::Passed   ? Colour::Green
+         : outcome == Outcome::Failed ? Colour::Red
+                                      : Colour::Yellow;
 }
 
 // Its test began, whatever came of it.
 bool was_started(const Verdict& verdict) {
-  return verdict.cause == cause_not_ended || verdict.cause == cause_unknown;
+  return verdict.cause == kCauseNotEnded || verdict.cause == kCauseUnknown;
 }
 
 // For programs a drive without self-tests counts as aborted, as in the module.
 std::string_view shown_outcome(const Verdict& verdict) {
-  return verdict.cause == cause_no_self_test ? "no self-test" : outcome_word(*verdict.outcome);
+  return verdict.cause == kCauseNoSelfTest ? "no self-test" : outcome_word(*verdict.outcome);
 }
 
 std::string outcome_text(const DriveResult& result, const Output& output) {
@@ -86,7 +86,7 @@ std::string full_report(const DriveResult& result, bool alone, const Output& out
   add("  Reason:  ", verdict.reason);
   add("  Log:     ", result.entry.value_or(""));
   if (result.job.is_object()) add("  Job:     ", result.job.value("InstanceID", ""));
-  if (verdict.outcome != Outcome::passed)
+  if (verdict.outcome != Outcome::Passed)
     add("  Advice:  ", alone ? advice_text(result) : "");
   else if (result.record.is_object())
     add("  Record:  ", result.record.value("RecordData", ""));
@@ -147,7 +147,7 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
 
 Json run_json(const DriveResult& result) {
   const Verdict& verdict = result.verdict;
-  return {{"format", format},
+  return {{"format", kFormat},
           {"device", result.device},
           {"outcome", verdict.outcome ? Json(outcome_word(*verdict.outcome)) : Json()},
           {"reason", or_null(verdict.reason)},

@@ -7,7 +7,7 @@
 namespace cli {
 namespace {
 
-const Output none(-1);
+const Output kNone(-1);
 
 DriveResult result(const std::string& device, std::optional<Outcome> outcome,
                    const std::string& cause = "") {
@@ -15,35 +15,35 @@ DriveResult result(const std::string& device, std::optional<Outcome> outcome,
   made.verdict.outcome = outcome;
   made.begin = std::chrono::sys_seconds(std::chrono::seconds(1'000'000'000));
   made.elapsed = std::chrono::seconds(75);
-  const std::string code = outcome == Outcome::failed    ? "HDST-100"
-                           : outcome == Outcome::aborted ? "HDST-200"
+  const std::string code = outcome == Outcome::Failed    ? "HDST-100"
+                           : outcome == Outcome::Aborted ? "HDST-200"
                                                          : "HDST-000";
   if (outcome) made.record = {{"RecordData", code + ": text\n1. do\n"}};
   return made;
 }
 
 TEST(Summary, Counts) {
-  const DriveResult passed = result("a", Outcome::passed);
+  const DriveResult passed = result("a", Outcome::Passed);
   EXPECT_EQ(summary({passed}, 0), "1 drive: 1 passed\n");
   EXPECT_EQ(summary({passed, result("c", std::nullopt, "running")}, 2),
             "4 drives: 1 passed, 1 could not be tested, 2 not tested\n");
   EXPECT_EQ(summary({passed, result("c", std::nullopt, "not-ended")}, 0),
             "2 drives: 1 passed, 1 without a result\n");
-  EXPECT_EQ(summary({result("b", Outcome::aborted, "no-self-test"),
-                     result("c", Outcome::aborted, "aborted")},
+  EXPECT_EQ(summary({result("b", Outcome::Aborted, "no-self-test"),
+                     result("c", Outcome::Aborted, "aborted")},
                     0),
             "2 drives: 1 aborted, 1 no self-test\n");
 }
 
 TEST(Advice, ComesOnceForDrivesWithTheSameCause) {
-  DriveResult one = result("/dev/a", Outcome::failed, "read-failure");
+  DriveResult one = result("/dev/a", Outcome::Failed, "read-failure");
   one.model = "M\x1b 1";
   one.serial = "S1";
   const std::string text =
-      advice({one, result("/dev/b", Outcome::failed, "electrical-failure"),
-              result("/dev/c", Outcome::passed), result("/dev/d", Outcome::failed, "drive-gone"),
+      advice({one, result("/dev/b", Outcome::Failed, "electrical-failure"),
+              result("/dev/c", Outcome::Passed), result("/dev/d", Outcome::Failed, "drive-gone"),
               result("/dev/e", std::nullopt, "running")},
-             none);
+             kNone);
   EXPECT_EQ(text,
             "\n/dev/a (M\\x1b 1, serial number S1), /dev/b:\n"
             "HDST-100: Back up the data on this drive now, then replace it, even if it still seems "
@@ -54,15 +54,15 @@ TEST(Advice, ComesOnceForDrivesWithTheSameCause) {
 }
 
 TEST(FullReport, HasTheDriveAndTheAdvice) {
-  DriveResult failed = result("/dev/a", Outcome::failed, "read-failure");
+  DriveResult failed = result("/dev/a", Outcome::Failed, "read-failure");
   failed.model = "M 1";
-  EXPECT_EQ(full_report(failed, true, none),
+  EXPECT_EQ(full_report(failed, true, kNone),
             "/dev/a: failed (1:15)\n"
             "  Drive:   M 1\n"
             "  Reason:  why\n"
             "  Advice:  HDST-100: Back up the data on this drive now, then replace it, even if it "
             "still seems to work.\n");
-  EXPECT_EQ(full_report(failed, false, none).find("HDST-100"), std::string::npos);
+  EXPECT_EQ(full_report(failed, false, kNone).find("HDST-100"), std::string::npos);
 }
 
 TEST(Complaint, SaysNotTestedOnlyOfWhatWasNot) {
@@ -73,7 +73,7 @@ TEST(Complaint, SaysNotTestedOnlyOfWhatWasNot) {
 }
 
 TEST(RunJson, HasEveryMemberOfTheFormat) {
-  DriveResult failed = result("/dev/a", Outcome::failed, "read-failure");
+  DriveResult failed = result("/dev/a", Outcome::Failed, "read-failure");
   failed.verdict.block = 12345;
   failed.verdict.hours = 1217;
   failed.model = "M";

@@ -42,22 +42,22 @@ struct ServeOptions {
   bool no_auth = false;
 };
 
-constexpr int http_port = 5988;
-constexpr int https_port = 5989;
+constexpr int kHttpPort = 5988;
+constexpr int kHttpsPort = 5989;
 
 // How long requests that have arrived may take when the server is told to end. A self-test takes
 // longer anyway.
-constexpr std::chrono::seconds grace{2};
+constexpr std::chrono::seconds kGrace{2};
 
 // How long the programs that the server has started may take to go after they were killed.
-constexpr std::chrono::seconds grace_of_killed{2};
+constexpr std::chrono::seconds kGraceOfKilled{2};
 
 // Providers are idle for minutes before they end, so half a minute more does not matter.
-constexpr std::chrono::seconds look_for_idle{30};
+constexpr std::chrono::seconds kLookForIdle{30};
 
-constexpr const char* description = "Serves CIM operations (CIM-XML over HTTP) until it is ended.";
+constexpr const char* kDescription = "Serves CIM operations (CIM-XML over HTTP) until it is ended.";
 
-constexpr const char* footer =
+constexpr const char* kFooter =
     "Clients use http://ADDRESS:PORT/cimom and the name space root/cimv2. Other addresses\n"
     "than those of this machine's own loopback need --users, --cert and --key.\n"
     "SIGHUP makes it read users file and certificate again; SIGTERM and Ctrl-C end it, but no\n"
@@ -65,7 +65,7 @@ constexpr const char* footer =
     "The log may be moved away at any time; lines go to a new file of its name soon after.";
 
 // Memory that a crowd of clients has left is given back within this time.
-constexpr std::chrono::seconds look_for_memory{5};
+constexpr std::chrono::seconds kLookForMemory{5};
 
 void note(int severity, const std::string& text) {
   using NKVRHVX20::ILogger;
@@ -81,10 +81,10 @@ void warn(const std::string& text) {
 
 // Makes room for as many connections as the server may have, as far as the system lets us.
 void raise_descriptor_limit() {
-  constexpr rlim_t wanted = 4096;
+  constexpr rlim_t kWanted = 4096;
   rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= wanted) return;
-  limit.rlim_cur = std::min(wanted, limit.rlim_max);
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWanted) return;
+  limit.rlim_cur = std::min(kWanted, limit.rlim_max);
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
@@ -117,7 +117,7 @@ struct Listening {
 Listening find_listening(const ServeOptions& options) {
   Listening listening{handed_over_listeners(), {}};
   if (listening.handed_over.empty()) {
-    const int standard = options.certificate.empty() ? http_port : https_port;
+    const int standard = options.certificate.empty() ? kHttpPort : kHttpsPort;
     const int port = options.port >= 0 ? options.port : standard;
     listening.places = listening_places(options.addresses, static_cast<std::uint16_t>(port));
   } else if (!options.addresses.empty() || options.port >= 0) {
@@ -197,7 +197,7 @@ void serve_until_told(Signals& signals, http::Server& server, const ServeOptions
                       const Places& places) {
   FreeMemory memory;
   for (;;) {
-    const int signal = signals.wait(look_for_memory);
+    const int signal = signals.wait(kLookForMemory);
     if (signal == 0)
       memory.look();
     else if (signal == SIGHUP)
@@ -224,7 +224,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   raise_descriptor_limit();
   bound_heaps();
   Signals signals;
-  const auto manager = make_manager(places, look_for_idle);
+  const auto manager = make_manager(places, kLookForIdle);
   broker::cimxml::Service service(*manager);
   Listeners listeners = listening.handed_over.empty() ? open_listeners(listening.places)
                                                       : std::move(listening.handed_over);
@@ -237,20 +237,20 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
 
   notify_supervisor("STOPPING=1");
   manager->end_turns();  // what has not begun need not be waited for
-  const std::size_t at_work = server.stop(grace);
+  const std::size_t at_work = server.stop(kGrace);
   note(NKVRHVX20::ILogger::eNotice, "the server ends");
-  if (!end_children(grace_of_killed))
+  if (!end_children(kGraceOfKilled))
     warn(
         "a program that the server started was killed and does not end: the kernel waits for a "
         "drive");
-  if (at_work == 0) return status_ok;
+  if (at_work == 0) return kStatusOk;
   warn(
       fmt::format("ended with {} request{} in work; drives go on testing by themselves; to stop "
                   "one: smartctl -X DEVICE",
                   at_work, at_work == 1 ? "" : "s"));
   // A provider that is at work cannot be stopped, and its threads use objects that returning from
   // here would destroy.
-  _exit(status_ok);
+  _exit(kStatusOk);
 }
 
 }  // namespace
@@ -258,8 +258,8 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
 Command serve_command(const Invocation& invocation) {
   auto options = std::make_shared<ServeOptions>();
   return {"serve",
-          description,
-          footer,
+          kDescription,
+          kFooter,
           {{"--listen", &options->addresses,
             "Address to listen on, once for each (default 127.0.0.1 and ::1)", "ADDRESS"},
            {"--port", Number{&options->port, 0, 65535},

@@ -12,7 +12,7 @@
 namespace cli {
 namespace {
 
-constexpr int handled[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+constexpr int kHandled[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 int ends[2] = {-1, -1};  // of a pipe
 
@@ -28,7 +28,7 @@ void set_action(void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
-  for (const int signal : handled) sigaction(signal, &action, nullptr);
+  for (const int signal : kHandled) sigaction(signal, &action, nullptr);
 }
 
 }  // namespace

@@ -62,12 +62,12 @@ std::size_t columns_of(std::string_view text) {
 std::string elide(std::string_view text, std::size_t columns) {
   const std::size_t all = columns_of(text);
   if (all <= columns) return std::string(text);
-  constexpr std::string_view gap = "...";
-  if (columns <= gap.size()) return std::string(text.substr(0, bytes_of(text, columns)));
-  const std::size_t kept = columns - gap.size();
+  constexpr std::string_view kGap = "...";
+  if (columns <= kGap.size()) return std::string(text.substr(0, bytes_of(text, columns)));
+  const std::size_t kept = columns - kGap.size();
   const std::size_t tail = kept / 2;
   std::string result(text.substr(0, bytes_of(text, kept - tail)));
-  result += gap;
+  result += kGap;
   result += text.substr(bytes_of(text, all - tail));
   return result;
 }
@@ -104,14 +104,14 @@ std::string duration_text(std::chrono::seconds duration) {
 }
 
 std::string size_text(std::uint64_t bytes) {
-  constexpr std::array<const char*, 7> units = {"B", "kB", "MB", "GB", "TB", "PB", "EB"};
+  constexpr std::array<const char*, 7> kUnits = {"B", "kB", "MB", "GB", "TB", "PB", "EB"};
   auto number = static_cast<double>(bytes);
   std::size_t unit = 0;
   // What rounds to 1000 is one of the next unit.
-  for (; number >= 999.5 && unit + 1 < units.size(); ++unit) number /= 1000;
+  for (; number >= 999.5 && unit + 1 < kUnits.size(); ++unit) number /= 1000;
   if (unit == 0) return fmt::format("{} B", bytes);
   const int decimals = number < 9.995 ? 2 : number < 99.95 ? 1 : 0;
-  return fmt::format("{:.{}f} {}", number, decimals, units[unit]);
+  return fmt::format("{:.{}f} {}", number, decimals, kUnits[unit]);
 }
 
 }  // namespace cli

@@ -10,10 +10,10 @@
 namespace cli {
 namespace {
 
-constexpr std::size_t longest_entry = 200;
+constexpr std::size_t kLongestEntry = 200;
 
 // What smartctl says of a drive that answered before and has disappeared since.
-constexpr std::string_view gone_texts[] = {"No such device", "INQUIRY failed",
+constexpr std::string_view kGoneTexts[] = {"No such device", "INQUIRY failed",
                                            "Read Device Identity failed", "Input/output error"};
 
 std::string see_the_log(const std::string& device) {
@@ -23,20 +23,20 @@ std::string see_the_log(const std::string& device) {
 Verdict unknown(std::string why, const std::string& device) {
   return {
       .outcome = {},
-      .cause = std::string(cause_unknown),
+      .cause = std::string(kCauseUnknown),
       .reason = fmt::format("how the test ended is not known: {}; {}", why, see_the_log(device))};
 }
 
 Verdict gone(std::string_view words) {
-  return {.outcome = Outcome::failed,
-          .cause = std::string(cause_gone),
+  return {.outcome = Outcome::Failed,
+          .cause = std::string(kCauseGone),
           .reason = "the drive disappeared during the test: " + std::string(words)};
 }
 
 // The verdict where a read of the log showed none.
 Verdict without_log(const std::string& log, const std::string& device) {
-  const std::string words = elide(complaint_of(log), longest_entry);
-  for (const std::string_view text : gone_texts)
+  const std::string words = elide(complaint_of(log), kLongestEntry);
+  for (const std::string_view text : kGoneTexts)
     if (words.find(text) != std::string::npos) return gone(words);
   if (!words.empty()) return unknown("smartctl: " + words, device);
   // It was killed, or hung because the drive did not answer any more.
@@ -47,9 +47,9 @@ Verdict without_log(const std::string& log, const std::string& device) {
 
 // A log that was full of equal entries reads the same with one more of them.
 bool is_full_of_equals(const std::string& log) {
-  constexpr std::size_t least = 20;  // entries of a SCSI drive's log; ATA drives keep 21
+  constexpr std::size_t kLeast = 20;  // entries of a SCSI drive's log; ATA drives keep 21
   const std::vector<LogEntry> entries = read_entries(log);
-  return entries.size() >= least &&
+  return entries.size() >= kLeast &&
          std::all_of(entries.begin(), entries.end(),
                      [&](const LogEntry& entry) { return entry.text == entries.front().text; });
 }
@@ -70,25 +70,25 @@ Verdict by_entry(const RunEvidence& evidence, const std::string& device) {
       has_new_entry(evidence.baseline ? evidence.baseline->output : "", *evidence.log) ||
       (evidence.in_progress && is_full_of_equals(*evidence.log));
   if (!is_new) return unknown("its log has no new entry", device);
-  if (entry.kind == EntryKind::unknown) {
-    return unknown("its entry is of no known form: " + elide(entry.text, longest_entry), device);
+  if (entry.kind == EntryKind::Unknown) {
+    return unknown("its entry is of no known form: " + elide(entry.text, kLongestEntry), device);
   }
   if (!entry.is_short()) return unknown("the newest entry is of another test", device);
   Verdict verdict{.cause = std::string(entry.cause), .block = entry.block, .hours = entry.hours};
-  if (entry.kind == EntryKind::passed) verdict.outcome = Outcome::passed;
-  if (entry.kind == EntryKind::aborted) {
-    verdict.outcome = Outcome::aborted;
+  if (entry.kind == EntryKind::Passed) verdict.outcome = Outcome::Passed;
+  if (entry.kind == EntryKind::Aborted) {
+    verdict.outcome = Outcome::Aborted;
     verdict.reason = fmt::format("the drive reported: {}", short_status(entry));
   }
-  if (entry.kind == EntryKind::failed) {
-    verdict.outcome = Outcome::failed;
+  if (entry.kind == EntryKind::Failed) {
+    verdict.outcome = Outcome::Failed;
     verdict.reason = failure_text(entry);
   }
   return verdict;
 }
 
 Verdict not_ended(std::optional<int> remaining, const std::string& device) {
-  return {.cause = std::string(cause_not_ended),
+  return {.cause = std::string(kCauseNotEnded),
           .reason = fmt::format("the test has not ended after ten minutes{}; the drive goes on: {} "
                                 "later, 'smartctl -X {}' ends it",
                                 remaining ? fmt::format(", {}% remaining", *remaining) : "",
@@ -100,10 +100,10 @@ Verdict not_ended(std::optional<int> remaining, const std::string& device) {
 }  // namespace
 
 Verdict verdict_after(const Verdict& verdict, const DriveLook& now, const std::string& device) {
-  if (now.readiness == Readiness::no_device) return gone(now.words);
-  if (verdict.cause != cause_not_ended) return verdict;
-  if (now.readiness == Readiness::running) return not_ended(now.remaining, device);
-  if (now.readiness == Readiness::ready)
+  if (now.readiness == Readiness::NoDevice) return gone(now.words);
+  if (verdict.cause != kCauseNotEnded) return verdict;
+  if (now.readiness == Readiness::Running) return not_ended(now.remaining, device);
+  if (now.readiness == Readiness::Ready)
     return unknown("it did not end within ten minutes, and it no longer runs", device);
   return verdict;
 }
@@ -111,15 +111,15 @@ Verdict verdict_after(const Verdict& verdict, const DriveLook& now, const std::s
 Verdict verdict_of(const DriveLook& look, const std::string& device) {
   Verdict verdict{.cause = std::string(readiness_cause(look.readiness)),
                   .reason = readiness_reason(look, device)};
-  if (look.readiness == Readiness::running) verdict.remaining = look.remaining;
-  if (look.readiness == Readiness::no_self_test) verdict.outcome = Outcome::aborted;
+  if (look.readiness == Readiness::Running) verdict.remaining = look.remaining;
+  if (look.readiness == Readiness::NoSelfTest) verdict.outcome = Outcome::Aborted;
   return verdict;
 }
 
 Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
                    const std::string& device) {
   const auto of_look = [&](const DriveLook& look) {
-    return look.readiness == Readiness::ready ? Verdict{} : verdict_of(look, device);
+    return look.readiness == Readiness::Ready ? Verdict{} : verdict_of(look, device);
   };
   if (!evidence.information) return {};
   if (!evidence.baseline) return of_look(read_information(*evidence.information));
@@ -127,12 +127,12 @@ Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
   if (!evidence.started()) {
     const DriveLook refusal = read_refusal(*evidence.start);
     Verdict verdict = verdict_of(refusal, device);
-    if (refusal.readiness == Readiness::refused)
+    if (refusal.readiness == Readiness::Refused)
       verdict.reason = fmt::format(
           "the drive refused the test: {}; see what 'smartctl -t short {}' "
           "says",
           refusal.words, name_in_command(device));
-    if (refusal.readiness == Readiness::no_answer)
+    if (refusal.readiness == Readiness::NoAnswer)
       verdict.reason =
           "smartctl did not end when it started the test, and the drive may be "
           "testing; " +
@@ -142,14 +142,14 @@ Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
   if (!evidence.log || !recorded) return {};
   const std::string& log = *evidence.log;
   const std::vector<LogEntry> entries = read_entries(log);
-  if (!entries.empty() && entries.front().kind == EntryKind::running) {
+  if (!entries.empty() && entries.front().kind == EntryKind::Running) {
     const std::optional<int> told = told_remaining(log);
     return not_ended(told ? told : entries.front().remaining, device);
   }
   if (evidence.ended && log.find("Self-test log") == std::string::npos)
     return without_log(log, device);
-  if (!evidence.ended && entries.empty() && recorded == Outcome::aborted)
-    return verdict_of(DriveLook{.readiness = Readiness::no_self_test}, device);
+  if (!evidence.ended && entries.empty() && recorded == Outcome::Aborted)
+    return verdict_of(DriveLook{.readiness = Readiness::NoSelfTest}, device);
   // The module waits as long as an older entry says "in progress", but the newest entry counts.
   Verdict verdict = by_entry(evidence, device);
   if (!evidence.ended && !verdict.outcome) return not_ended({}, device);
@@ -157,15 +157,15 @@ Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
 }
 
 std::string_view advice_for(std::optional<Outcome> outcome, std::string_view cause) {
-  if (outcome == Outcome::failed) {
-    return cause == cause_gone
+  if (outcome == Outcome::Failed) {
+    return cause == kCauseGone
                ? "Back up what can still be read. Check cable, power and controller of the drive; "
                  "replace it if that happens again."
                : "Back up the data on this drive now, then replace it, even if it still seems to "
                  "work.";
   }
-  if (outcome == Outcome::aborted) {
-    return cause == cause_no_self_test
+  if (outcome == Outcome::Aborted) {
+    return cause == kCauseNoSelfTest
                ? "Test it with the test program of its maker."
                : "Test again while the machine is idle, without a reset meanwhile; if another "
                  "program such as smartd tests the drive, wait for its end.";

@@ -24,12 +24,12 @@ struct Verdict {
   bool open = false;  // a look at the drive after the run tells more: see verdict_after()
 };
 
-inline constexpr std::string_view cause_gone = "drive-gone";
-inline constexpr std::string_view cause_not_ended = "not-ended";
-inline constexpr std::string_view cause_unknown = "unknown-result";
-inline constexpr std::string_view cause_no_self_test = "no-self-test";
-inline constexpr std::string_view cause_module = "module-error";
-inline constexpr std::string_view cause_command_line = "command-line";
+inline constexpr std::string_view kCauseGone = "drive-gone";
+inline constexpr std::string_view kCauseNotEnded = "not-ended";
+inline constexpr std::string_view kCauseUnknown = "unknown-result";
+inline constexpr std::string_view kCauseNoSelfTest = "no-self-test";
+inline constexpr std::string_view kCauseModule = "module-error";
+inline constexpr std::string_view kCauseCommandLine = "command-line";
 
 // Of a drive that a look found not ready.
 Verdict verdict_of(const DriveLook& look, const std::string& device);

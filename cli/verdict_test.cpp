@@ -5,20 +5,20 @@
 namespace cli {
 namespace {
 
-const std::string head = "SMART Self-test log structure revision number 1\n";
-const std::string old_entry =
+const std::string kHead = "SMART Self-test log structure revision number 1\n";
+const std::string kOldEntry =
     "  Short offline       Completed without error       00%      1200  -\n";
 
 std::string log_of(const std::string& status, const std::string& share = "00%",
                    const std::string& block = "-") {
-  return head + "# 1  Short offline       " + status + "       " + share + "      1217  " + block +
-         "\n# 2" + old_entry;
+  return kHead + "# 1  Short offline       " + status + "       " + share + "      1217  " + block +
+         "\n# 2" + kOldEntry;
 }
 
 // A run that began well, and ended with a read of this log.
 RunEvidence ended(const std::string& log, bool in_progress = true) {
   return {.information = Answer{0, "SMART support is: Enabled\n"},
-          .baseline = Answer{0, head + "# 1" + old_entry},
+          .baseline = Answer{0, kHead + "# 1" + kOldEntry},
           .start = Answer{0, "Testing has begun.\n"},
           .log = log,
           .in_progress = in_progress,
@@ -31,7 +31,7 @@ Verdict of(Outcome recorded, const RunEvidence& evidence) {
 
 // What the module calls failed, though the drive did not say so.
 void expect_untested(const RunEvidence& evidence, std::string_view cause, std::string_view reason) {
-  const Verdict verdict = of(Outcome::failed, evidence);
+  const Verdict verdict = of(Outcome::Failed, evidence);
   EXPECT_EQ(verdict.outcome, std::nullopt) << reason;
   EXPECT_EQ(verdict.cause, cause);
   EXPECT_NE(verdict.reason.find(reason), std::string::npos) << verdict.reason;
@@ -40,8 +40,8 @@ void expect_untested(const RunEvidence& evidence, std::string_view cause, std::s
 TEST(Verdict, PassedByTheDrivesOwnEntry) {
   for (const bool in_progress : {false, true}) {
     const Verdict verdict =
-        of(Outcome::passed, ended(log_of("Completed without error"), in_progress));
-    EXPECT_EQ(verdict.outcome, Outcome::passed);
+        of(Outcome::Passed, ended(log_of("Completed without error"), in_progress));
+    EXPECT_EQ(verdict.outcome, Outcome::Passed);
     EXPECT_EQ(verdict.cause, "");
     EXPECT_EQ(verdict.reason, "");
     EXPECT_EQ(verdict.hours, 1217U);
@@ -50,8 +50,8 @@ TEST(Verdict, PassedByTheDrivesOwnEntry) {
 
 TEST(Verdict, FailedByTheDrivesOwnEntry) {
   const Verdict verdict =
-      of(Outcome::failed, ended(log_of("Completed: read failure", "70%", "12345")));
-  EXPECT_EQ(verdict.outcome, Outcome::failed);
+      of(Outcome::Failed, ended(log_of("Completed: read failure", "70%", "12345")));
+  EXPECT_EQ(verdict.outcome, Outcome::Failed);
   EXPECT_EQ(verdict.cause, "read-failure");
   EXPECT_EQ(verdict.reason,
             "the drive reported: read failure, first bad block 12345, at 1217 power-on hours");
@@ -59,21 +59,21 @@ TEST(Verdict, FailedByTheDrivesOwnEntry) {
 }
 
 TEST(Verdict, WhatTheModulePassesThoughItIsAFailure) {
-  const Verdict verdict = of(Outcome::passed, ended(log_of("Completed: handling damage??")));
-  EXPECT_EQ(verdict.outcome, Outcome::failed);
+  const Verdict verdict = of(Outcome::Passed, ended(log_of("Completed: handling damage??")));
+  EXPECT_EQ(verdict.outcome, Outcome::Failed);
   EXPECT_EQ(verdict.cause, "handling-damage");
 }
 
 TEST(Verdict, AbortedByTheDrivesOwnEntry) {
-  const Verdict verdict = of(Outcome::aborted, ended(log_of("Aborted by host", "80%")));
-  EXPECT_EQ(verdict.outcome, Outcome::aborted);
+  const Verdict verdict = of(Outcome::Aborted, ended(log_of("Aborted by host", "80%")));
+  EXPECT_EQ(verdict.outcome, Outcome::Aborted);
   EXPECT_EQ(verdict.cause, "aborted");
   EXPECT_EQ(verdict.reason, "the drive reported: Aborted by host");
 }
 
 TEST(Verdict, AnOldEntryProvesNothing) {
-  const std::string same = head + "# 1" + old_entry;
-  for (const Outcome recorded : {Outcome::passed, Outcome::failed, Outcome::aborted}) {
+  const std::string same = kHead + "# 1" + kOldEntry;
+  for (const Outcome recorded : {Outcome::Passed, Outcome::Failed, Outcome::Aborted}) {
     const Verdict verdict = of(recorded, ended("Warning: something\n" + same));
     EXPECT_EQ(verdict.outcome, std::nullopt);
     EXPECT_EQ(verdict.cause, "unknown-result");
@@ -81,20 +81,20 @@ TEST(Verdict, AnOldEntryProvesNothing) {
 }
 
 TEST(Verdict, AFullLogOfEqualEntriesNeedsATestInProgress) {
-  std::string full = head;
+  std::string full = kHead;
   for (int number = 1; number <= 21; ++number)
-    full += (number < 10 ? "# " : "#") + std::to_string(number) + old_entry;
+    full += (number < 10 ? "# " : "#") + std::to_string(number) + kOldEntry;
   RunEvidence evidence = ended(full);
   evidence.baseline->output = full;
-  EXPECT_EQ(of(Outcome::passed, evidence).outcome, Outcome::passed);
+  EXPECT_EQ(of(Outcome::Passed, evidence).outcome, Outcome::Passed);
   evidence.in_progress = false;
-  EXPECT_EQ(of(Outcome::passed, evidence).outcome, std::nullopt);
+  EXPECT_EQ(of(Outcome::Passed, evidence).outcome, std::nullopt);
   evidence.ended = false;  // as the module does after ten minutes: it assumes an end
-  EXPECT_EQ(of(Outcome::passed, evidence).cause, "not-ended");
+  EXPECT_EQ(of(Outcome::Passed, evidence).cause, "not-ended");
 }
 
 TEST(Verdict, AnEntryOfAnotherTestOrOfNoKnownStatusProvesNothing) {
-  expect_untested(ended(head + "# 1  Extended offline  Completed: read failure  90%  1217  1\n"),
+  expect_untested(ended(kHead + "# 1  Extended offline  Completed: read failure  90%  1217  1\n"),
                   "unknown-result", "of another test");
   expect_untested(ended(log_of("Unknown status (0x9)")), "unknown-result", "Unknown status (0x9)");
 }
@@ -115,7 +115,7 @@ TEST(Verdict, ARefusedStartIsNotFailed) {
   evidence.start = Answer{
       4, "Can't start self-test without aborting current test (60% remaining),\nadd '-t force'\n"};
   expect_untested(evidence, "running", "a test runs in it already, 60% remaining");
-  EXPECT_EQ(of(Outcome::failed, evidence).remaining, 60);
+  EXPECT_EQ(of(Outcome::Failed, evidence).remaining, 60);
   evidence.start = Answer{4, "Command \"Execute SMART Short self-test\" failed: aborted command\n"};
   expect_untested(evidence, "refused", "the drive refused the test: Command ");
   evidence.start = Answer{-1, ""};
@@ -125,11 +125,11 @@ TEST(Verdict, ARefusedStartIsNotFailed) {
 TEST(Verdict, NoSelfTestIsAborted) {
   RunEvidence evidence = ended("");
   evidence.start = Answer{4, "Short offline self test failed [unsupported scsi opcode]\n"};
-  EXPECT_EQ(of(Outcome::failed, evidence).outcome, Outcome::aborted);
-  evidence = ended(head + "No self-tests have been logged.\n", false);
+  EXPECT_EQ(of(Outcome::Failed, evidence).outcome, Outcome::Aborted);
+  evidence = ended(kHead + "No self-tests have been logged.\n", false);
   evidence.ended = false;
-  EXPECT_EQ(of(Outcome::aborted, evidence).outcome, Outcome::aborted);
-  EXPECT_EQ(of(Outcome::aborted, evidence).cause, "no-self-test");
+  EXPECT_EQ(of(Outcome::Aborted, evidence).outcome, Outcome::Aborted);
+  EXPECT_EQ(of(Outcome::Aborted, evidence).cause, "no-self-test");
 }
 
 TEST(Verdict, ADriveThatGoesFails) {
@@ -137,8 +137,8 @@ TEST(Verdict, ADriveThatGoesFails) {
                             "Smartctl open device: /dev/sda failed: No such device or address",
                             "Read Device Identity failed: Input/output error"}) {
     const Verdict verdict =
-        of(Outcome::failed, ended(std::string("smartctl 7.3\n\n") + words + "\n"));
-    EXPECT_EQ(verdict.outcome, Outcome::failed);
+        of(Outcome::Failed, ended(std::string("smartctl 7.3\n\n") + words + "\n"));
+    EXPECT_EQ(verdict.outcome, Outcome::Failed);
     EXPECT_EQ(verdict.cause, "drive-gone");
     EXPECT_EQ(verdict.reason, std::string("the drive disappeared during the test: ") + words);
   }
@@ -154,7 +154,7 @@ TEST(Verdict, ATestThatHasNotEnded) {
   RunEvidence evidence = ended(log_of("Self-test routine in progress", "10%"));
   evidence.ended = false;
   expect_untested(evidence, "not-ended", "has not ended after ten minutes, 10% remaining;");
-  evidence.log = head + "# 1" + old_entry;
+  evidence.log = kHead + "# 1" + kOldEntry;
   expect_untested(evidence, "not-ended", "has not ended after ten minutes;");
 }
 
@@ -162,34 +162,34 @@ TEST(Verdict, AnOlderEntryInProgressDoesNotHideTheNewest) {
   RunEvidence evidence = ended(log_of("Completed without error") +
                                "# 3  Extended offline  Self-test routine in progress  90%  7  -\n");
   evidence.ended = false;
-  EXPECT_EQ(of(Outcome::failed, evidence).outcome, Outcome::passed);
+  EXPECT_EQ(of(Outcome::Failed, evidence).outcome, Outcome::Passed);
 }
 
 TEST(Verdict, AfterTenMinutesALookTellsMore) {
-  RunEvidence evidence = ended(head + "# 1" + old_entry);
+  RunEvidence evidence = ended(kHead + "# 1" + kOldEntry);
   evidence.ended = false;
-  const Verdict open = of(Outcome::failed, evidence);
+  const Verdict open = of(Outcome::Failed, evidence);
   EXPECT_TRUE(open.open);
-  const DriveLook running{.readiness = Readiness::running, .remaining = 40};
+  const DriveLook running{.readiness = Readiness::Running, .remaining = 40};
   EXPECT_EQ(verdict_after(open, running, "/dev/sda").remaining, 40);
   EXPECT_EQ(verdict_after(open, running, "/dev/sda").cause, "not-ended");
   EXPECT_EQ(verdict_after(open, {}, "/dev/sda").cause, "unknown-result");
 }
 
 TEST(Verdict, AfterASmartctlWithoutAnswerALookTellsWhetherTheDriveIsThere) {
-  const Verdict open = of(Outcome::failed, ended(""));
+  const Verdict open = of(Outcome::Failed, ended(""));
   EXPECT_TRUE(open.open);
   EXPECT_EQ(verdict_after(open, {}, "/dev/sda").cause, "unknown-result");
-  const DriveLook none{.readiness = Readiness::no_device, .words = "x failed: No such device"};
+  const DriveLook none{.readiness = Readiness::NoDevice, .words = "x failed: No such device"};
   const Verdict gone = verdict_after(open, none, "/dev/sda");
-  EXPECT_EQ(gone.outcome, Outcome::failed);
+  EXPECT_EQ(gone.outcome, Outcome::Failed);
   EXPECT_EQ(gone.cause, "drive-gone");
   EXPECT_EQ(gone.reason, "the drive disappeared during the test: x failed: No such device");
-  EXPECT_FALSE(of(Outcome::failed, ended(log_of("Unknown status (0x9)"))).open);
+  EXPECT_FALSE(of(Outcome::Failed, ended(log_of("Unknown status (0x9)"))).open);
 }
 
 TEST(Verdict, WithoutEvidenceThereIsNone) {
-  EXPECT_EQ(of(Outcome::passed, {}).outcome, std::nullopt);
+  EXPECT_EQ(of(Outcome::Passed, {}).outcome, std::nullopt);
   EXPECT_EQ(verdict_of(std::nullopt, ended(log_of("Completed without error")), "x").outcome,
             std::nullopt)
       << "no record";

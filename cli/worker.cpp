@@ -107,10 +107,10 @@ int work(const Places& places, const std::string& device) {
           line_of({{"doing", progress.shown()}, {"step", static_cast<int>(progress.step())}}));
     });
   } catch (const std::exception& error) {
-    result = not_tested(device, std::string(cause_module), error.what());
+    result = not_tested(device, std::string(kCauseModule), error.what());
   }
   output.write(line_of({{"result", pack(result)}}));
-  return status_ok;
+  return kStatusOk;
 }
 
 Worker::Worker(const Places& places, const std::string& device) {
@@ -165,7 +165,7 @@ void Worker::take(std::string_view line) {
   }
   const std::string before = std::exchange(doing_, json.value("doing", doing_));
   step_ = static_cast<Step>(json.value("step", static_cast<int>(step_)));
-  if (step_ == Step::testing && doing_ != before) told_.push_back(doing_);
+  if (step_ == Step::Testing && doing_ != before) told_.push_back(doing_);
 }
 
 void Worker::end() {
@@ -175,7 +175,7 @@ void Worker::end() {
   output_.close();
   ended_ = true;
   if (ended_well_) return;
-  result_.verdict.cause = cause_module;
+  result_.verdict.cause = kCauseModule;
   result_.verdict.reason =
       WIFSIGNALED(status) ? fmt::format("the process that tested it was ended by signal {} ({})",
                                         WTERMSIG(status), strsignal(WTERMSIG(status)))

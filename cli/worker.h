@@ -48,7 +48,7 @@ class Worker {
   platform::Descriptor output_;
   std::string unread_;
   std::string doing_ = "waiting";
-  Step step_ = Step::waiting;
+  Step step_ = Step::Waiting;
   std::vector<std::string> told_;
   bool ended_ = false;
   bool ended_well_ = false;  // it gave its result

@@ -39,9 +39,9 @@ std::string of_option(std::string text) {
 std::string command_list(const CLI::App& program) {
   std::string list = "The commands are:\n";
   for (const CLI::App* const command : listed_commands(program)) {
-    constexpr std::size_t width = 11;
+    constexpr std::size_t kWidth = 11;
     const std::string& name = command->get_name();
-    list += "  " + name + std::string(width - std::min(width - 1, name.size()), ' ') +
+    list += "  " + name + std::string(kWidth - std::min(kWidth - 1, name.size()), ' ') +
             command->get_description() + "\n";
   }
   return list + "'hddtest help COMMAND' says more of one.\n";

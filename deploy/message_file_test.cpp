@@ -24,21 +24,21 @@ class MessageFile : public testing::Test {
     const auto build = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();
     std::ifstream file(build / "share/hddtest/hddtest.msg.xml");
     ASSERT_TRUE(file);
-    text.assign(std::istreambuf_iterator<char>(file), {});
-    parser.Parse(text.data());
-    messages = parser.getResultMsgs();
+    text_.assign(std::istreambuf_iterator<char>(file), {});
+    parser_.Parse(text_.data());
+    messages_ = parser_.getResultMsgs();
   }
 
-  std::string text;
-  Checker parser;
-  std::multimap<std::string, TDiagnosticResultMessage> messages;
+  std::string text_;
+  Checker parser_;
+  std::multimap<std::string, TDiagnosticResultMessage> messages_;
 };
 
-TEST_F(MessageFile, HasNoErrors) { EXPECT_THAT(parser.errors, IsEmpty()); }
+TEST_F(MessageFile, HasNoErrors) { EXPECT_THAT(parser_.errors, IsEmpty()); }
 
 TEST_F(MessageFile, HasOneResultForEachStateOfTheSelfTest) {
   std::multiset<std::string> states;
-  for (const auto& [key, message] : messages) {
+  for (const auto& [key, message] : messages_) {
     EXPECT_EQ(key, "hard drive: self test");
     states.insert(message.fState);
   }
@@ -47,22 +47,22 @@ TEST_F(MessageFile, HasOneResultForEachStateOfTheSelfTest) {
 
 TEST_F(MessageFile, EveryResultHasAnErrorCodeOfItsOwn) {
   std::set<std::string> codes;
-  for (const auto& [key, message] : messages) {
+  for (const auto& [key, message] : messages_) {
     EXPECT_NE(message.fErrorCode, "");
     codes.insert(message.fErrorCode);
   }
-  EXPECT_EQ(codes.size(), messages.size());
+  EXPECT_EQ(codes.size(), messages_.size());
 }
 
 // A second line would replace the first in the record.
 TEST_F(MessageFile, EveryResultHasOneMessageLine) {
-  for (const auto& [key, message] : messages) {
+  for (const auto& [key, message] : messages_) {
     EXPECT_EQ(message.fMessages.size(), 1u) << message.fState;
   }
 }
 
 TEST_F(MessageFile, EveryResultHasActionsNumberedFromOne) {
-  for (const auto& [key, message] : messages) {
+  for (const auto& [key, message] : messages_) {
     ASSERT_FALSE(message.fActions.empty()) << message.fState;
     for (std::size_t i = 0; i < message.fActions.size(); ++i) {
       EXPECT_EQ(message.fActions[i].fPriority, std::to_string(i + 1)) << message.fState;
@@ -80,7 +80,7 @@ TEST_F(MessageFile, NoTextIsRepeatedOrHasSpaceAtItsEndsOrALineBreak) {
     EXPECT_NE(line.back(), ' ') << line;
     EXPECT_EQ(line.find_first_of("\n\t"), std::string::npos) << line;
   };
-  for (const auto& [key, message] : messages) {
+  for (const auto& [key, message] : messages_) {
     check(message.fErrorCode);
     for (const auto& line : message.fMessages) check(line);
     for (const auto& action : message.fActions) check(action.fText);

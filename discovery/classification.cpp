@@ -49,26 +49,26 @@ std::optional<std::string> bus_id(const std::string& address) {
 
 Controller controller_of(const std::string& report, const std::string& bus_id,
                          const std::string& device) {
-  constexpr std::size_t bus_id_length = 7;
+  constexpr std::size_t kBusIdLength = 7;
   std::string_view rest = up_to_nul(report);
   const std::size_t position = rest.find(bus_id);
-  if (position == std::string_view::npos) return Controller::bus_id_not_listed;
-  rest.remove_prefix(std::min(position + bus_id_length, rest.size()));
+  if (position == std::string_view::npos) return Controller::BusIdNotListed;
+  rest.remove_prefix(std::min(position + kBusIdLength, rest.size()));
   // "Unique ID" opens the next device's block; the last block has none behind it.
   const std::string_view block = rest.substr(0, rest.find("Unique ID"));
-  if (!contains(block, device)) return Controller::another_device;
+  if (!contains(block, device)) return Controller::AnotherDevice;
   const bool onboard =
       contains(block, "Driver: \"ata_piix\"") || contains(block, "Driver: \"ahci\"");
-  return onboard ? Controller::onboard : Controller::raid;
+  return onboard ? Controller::Onboard : Controller::Raid;
 }
 
 Driver driver_of(const std::string& report, const std::string& device) {
   const std::string_view text = up_to_nul(report);
   const std::size_t position = text.find(device);
-  if (position == std::string_view::npos) return {DriverLookup::device_not_listed, {}};
+  if (position == std::string_view::npos) return {DriverLookup::DeviceNotListed, {}};
   const std::size_t driver = text.rfind("Driver:", position);
-  if (driver == std::string_view::npos) return {DriverLookup::no_driver_line, {}};
-  return {DriverLookup::found, std::string(text.substr(driver, position - driver))};
+  if (driver == std::string_view::npos) return {DriverLookup::NoDriverLine, {}};
+  return {DriverLookup::Found, std::string(text.substr(driver, position - driver))};
 }
 
 }  // namespace discovery

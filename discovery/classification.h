@@ -19,10 +19,10 @@ bool lists_device(const std::string& report, const std::string& device);
 std::optional<std::string> bus_id(const std::string& address);
 
 enum class Controller {
-  bus_id_not_listed,  // the report has no such bus ID
-  another_device,     // the block of that bus ID is another drive's
-  onboard,            // the drive's block, driven by ata_piix or ahci
-  raid,               // the drive's block, driven by anything else
+  BusIdNotListed,  // the report has no such bus ID
+  AnotherDevice,   // the block of that bus ID is another drive's
+  Onboard,         // the drive's block, driven by ata_piix or ahci
+  Raid,            // the drive's block, driven by anything else
 };
 
 // What the report's block of a bus ID says of the device. An empty bus ID stands at the report's
@@ -30,7 +30,7 @@ enum class Controller {
 Controller controller_of(const std::string& report, const std::string& bus_id,
                          const std::string& device);
 
-enum class DriverLookup { device_not_listed, no_driver_line, found };
+enum class DriverLookup { DeviceNotListed, NoDriverLine, Found };
 
 struct Driver {
   DriverLookup lookup;

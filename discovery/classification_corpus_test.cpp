@@ -106,7 +106,7 @@ TEST(CorpusOfReports, TheDriverThatIsReadIsTheDisksOwn) {
       if (!device.is_disk() || device.driver().empty()) continue;
       if (!first_stands_in(report, i, device.file())) continue;
       const Driver driver = driver_of(report.text, device.file());
-      ASSERT_EQ(driver.lookup, DriverLookup::found) << device.file();
+      ASSERT_EQ(driver.lookup, DriverLookup::Found) << device.file();
       EXPECT_TRUE(driver.information.starts_with("Driver: \"" + device.driver() + "\""))
           << device.file() << ": " << driver.information;
       ++drivers[device.driver()];
@@ -128,14 +128,14 @@ TEST(CorpusOfReports, TheControllerIsThatOfTheBlockWithTheAddress) {
       if (!first_stands_in(report, i, address)) continue;
       const bool onboard = device.driver() == "ahci" || device.driver() == "ata_piix";
       const Controller controller = controller_of(report.text, address, device.file());
-      EXPECT_EQ(controller, onboard ? Controller::onboard : Controller::raid) << device.file();
+      EXPECT_EQ(controller, onboard ? Controller::Onboard : Controller::Raid) << device.file();
       ++controllers[controller];
-      EXPECT_EQ(controller_of(report.text, address, "/dev/other"), Controller::another_device);
+      EXPECT_EQ(controller_of(report.text, address, "/dev/other"), Controller::AnotherDevice);
     }
-    EXPECT_EQ(controller_of(report.text, "x:x:x:x", "/dev/sda"), Controller::bus_id_not_listed);
+    EXPECT_EQ(controller_of(report.text, "x:x:x:x", "/dev/sda"), Controller::BusIdNotListed);
   }
-  EXPECT_GE(controllers[Controller::onboard], 10);
-  EXPECT_GE(controllers[Controller::raid], 10);
+  EXPECT_GE(controllers[Controller::Onboard], 10);
+  EXPECT_GE(controllers[Controller::Raid], 10);
 }
 
 // No stick was in any of these machines.

@@ -64,19 +64,19 @@ TEST(ControllerOf, BlockOfTheBusIdDecidesByItsDriver) {
   const std::string report = block("0:0:0:0", "ahci", "/dev/sda") +
                              block("1:0:0:0", "ata_piix", "/dev/sdb") +
                              block("2:0:0:0", "mptsas", "/dev/sdc");
-  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::onboard);
-  EXPECT_EQ(controller_of(report, "1:0:0:0", "/dev/sdb"), Controller::onboard);
-  EXPECT_EQ(controller_of(report, "2:0:0:0", "/dev/sdc"), Controller::raid);
-  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sdb"), Controller::another_device);
-  EXPECT_EQ(controller_of(report, "2:0:0:0", "/dev/sda"), Controller::another_device);
-  EXPECT_EQ(controller_of(report, "9:0:0:0", "/dev/sda"), Controller::bus_id_not_listed);
+  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::Onboard);
+  EXPECT_EQ(controller_of(report, "1:0:0:0", "/dev/sdb"), Controller::Onboard);
+  EXPECT_EQ(controller_of(report, "2:0:0:0", "/dev/sdc"), Controller::Raid);
+  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sdb"), Controller::AnotherDevice);
+  EXPECT_EQ(controller_of(report, "2:0:0:0", "/dev/sda"), Controller::AnotherDevice);
+  EXPECT_EQ(controller_of(report, "9:0:0:0", "/dev/sda"), Controller::BusIdNotListed);
 }
 
 TEST(ControllerOf, LastBlockHasNoUniqueIdBehindIt) {
-  for (const auto& [driver, controller] : {std::pair{"ata_piix", Controller::onboard},
-                                           {"ahci", Controller::onboard},
-                                           {"megaraid_sas", Controller::raid},
-                                           {"ahci_platform", Controller::raid}})
+  for (const auto& [driver, controller] : {std::pair{"ata_piix", Controller::Onboard},
+                                           {"ahci", Controller::Onboard},
+                                           {"megaraid_sas", Controller::Raid},
+                                           {"ahci_platform", Controller::Raid}})
     EXPECT_EQ(controller_of(block("0:0:0:0", driver, "/dev/sda"), "0:0:0:0", "/dev/sda"),
               controller)
         << driver;
@@ -86,30 +86,30 @@ TEST(ControllerOf, ABlockEndsAtTheWordsUniqueIdWhateverFollowsThem) {
   for (const char* next : {"Unique ID: x", "Unique ID = x", "Unique ID"}) {
     const std::string report = "0:0:0:0\n Device File: /dev/sdb\n " + std::string(next) +
                                "\n Driver: \"ahci\"\n Device File: /dev/sda\n";
-    EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::another_device) << next;
-    EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sdb"), Controller::raid) << next;
+    EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::AnotherDevice) << next;
+    EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sdb"), Controller::Raid) << next;
   }
 }
 
 TEST(ControllerOf, EmptyBusIdMatchesAtTheBeginning) {
   const std::string report = "27: IDE 100.0: 10600 Disk\n" + block("0:0:0:0", "ahci", "/dev/sda");
   // Before the first "Unique ID" there is no device's name.
-  EXPECT_EQ(controller_of(report, "", "/dev/sda"), Controller::another_device);
+  EXPECT_EQ(controller_of(report, "", "/dev/sda"), Controller::AnotherDevice);
   const std::string tail = "Driver: \"ahci\"\n /dev/sda\n";
-  EXPECT_EQ(controller_of("0123456" + tail, "", "/dev/sda"), Controller::onboard);
-  EXPECT_EQ(controller_of("", "", "/dev/sda"), Controller::another_device);
-  EXPECT_EQ(controller_of("short", "", "/dev/sda"), Controller::another_device);
+  EXPECT_EQ(controller_of("0123456" + tail, "", "/dev/sda"), Controller::Onboard);
+  EXPECT_EQ(controller_of("", "", "/dev/sda"), Controller::AnotherDevice);
+  EXPECT_EQ(controller_of("short", "", "/dev/sda"), Controller::AnotherDevice);
 }
 
 TEST(ControllerOf, ReportIsCutAtItsFirstNul) {
   std::string report = block("0:0:0:0", "ahci", "/dev/sda");
   report.insert(0, 1, '\0');
-  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::bus_id_not_listed);
+  EXPECT_EQ(controller_of(report, "0:0:0:0", "/dev/sda"), Controller::BusIdNotListed);
 }
 
 TEST(ControllerOf, DriverIsReadWithItsQuotes) {
   EXPECT_EQ(controller_of("0:0:0:0 Driver: ahci /dev/sda", "0:0:0:0", "/dev/sda"),
-            Controller::raid);
+            Controller::Raid);
 }
 
 TEST(ControllerOf, OnboardDriversCountInADriverLineAlone) {
@@ -117,10 +117,10 @@ TEST(ControllerOf, OnboardDriversCountInADriverLineAlone) {
     for (const std::string end : {"", "Unique ID"}) {
       std::string modules = "0:0:0:0 Driver: \"mptsas\" Driver Modules: ";
       modules.append(name).append(" Model: ").append(name).append(" /dev/sda ").append(end);
-      EXPECT_EQ(controller_of(modules, "0:0:0:0", "/dev/sda"), Controller::raid) << name;
+      EXPECT_EQ(controller_of(modules, "0:0:0:0", "/dev/sda"), Controller::Raid) << name;
       std::string no_blank = "0:0:0:0 Driver:";
       no_blank.append(name).append(" /dev/sda ").append(end);
-      EXPECT_EQ(controller_of(no_blank, "0:0:0:0", "/dev/sda"), Controller::raid)
+      EXPECT_EQ(controller_of(no_blank, "0:0:0:0", "/dev/sda"), Controller::Raid)
           << name << " without the blank";
     }
 }
@@ -128,7 +128,7 @@ TEST(ControllerOf, OnboardDriversCountInADriverLineAlone) {
 TEST(DriverOf, LastLineBeforeTheNameCounts) {
   const std::string report = "Driver: \"one\"\n Driver: \"two\"\n /dev/sda\n Driver: \"three\"";
   const Driver driver = driver_of(report, "/dev/sda");
-  EXPECT_EQ(driver.lookup, DriverLookup::found);
+  EXPECT_EQ(driver.lookup, DriverLookup::Found);
   EXPECT_EQ(driver.information, "Driver: \"two\"\n ");
 }
 
@@ -145,20 +145,20 @@ TEST(DriverOf, TheLineNeedsNoBlankBehindItsColon) {
 
 TEST(DriverOf, ReportIsCutAtItsFirstNul) {
   EXPECT_EQ(driver_of(std::string("Driver: \"x\"\n\0/dev/sda", 21), "/dev/sda").lookup,
-            DriverLookup::device_not_listed);
+            DriverLookup::DeviceNotListed);
   EXPECT_EQ(driver_of(std::string("Driver: \"x\"\n/dev/sda\0", 21), "/dev/sda").lookup,
-            DriverLookup::found);
+            DriverLookup::Found);
 }
 
 TEST(DriverOf, MissingDeviceAndMissingLine) {
-  EXPECT_EQ(driver_of("Driver: \"x\"", "/dev/sda").lookup, DriverLookup::device_not_listed);
-  EXPECT_EQ(driver_of("", "/dev/sda").lookup, DriverLookup::device_not_listed);
-  EXPECT_EQ(driver_of("/dev/sda\nDriver: \"x\"", "/dev/sda").lookup, DriverLookup::no_driver_line);
+  EXPECT_EQ(driver_of("Driver: \"x\"", "/dev/sda").lookup, DriverLookup::DeviceNotListed);
+  EXPECT_EQ(driver_of("", "/dev/sda").lookup, DriverLookup::DeviceNotListed);
+  EXPECT_EQ(driver_of("/dev/sda\nDriver: \"x\"", "/dev/sda").lookup, DriverLookup::NoDriverLine);
 }
 
 TEST(ExcludedMachineTypes, AreEightyOneDifferentCodesOfFourDigits) {
-  std::set<std::string> codes(excluded_machine_types.begin(), excluded_machine_types.end());
-  EXPECT_EQ(excluded_machine_types.size(), 81u);
+  std::set<std::string> codes(kExcludedMachineTypes.begin(), kExcludedMachineTypes.end());
+  EXPECT_EQ(kExcludedMachineTypes.size(), 81u);
   EXPECT_EQ(codes.size(), 81u);
   bool leading_zero = false;
   for (const std::string& code : codes) {

@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, CrashHandler,
 
 TEST_P(CrashHandler, OfTheHostDoesNotActInTheChild) {
   const int signal = GetParam();
-  EXPECT_EQ(probe(die, &signal), Probe::killed);
+  EXPECT_EQ(probe(die, &signal), Probe::Killed);
   EXPECT_EQ(shared->read, 1);
   EXPECT_EQ(shared->handled, 0);
 }

@@ -11,7 +11,7 @@
 
 namespace discovery {
 
-inline constexpr auto excluded_machine_types = std::to_array<const char*>({
+inline constexpr auto kExcludedMachineTypes = std::to_array<const char*>({
     "0042", "0069", "0136", "0189", "0190", "0259", "0260", "0343", "0357", "0372", "0453", "0475",
     "0487", "0565", "0639", "0672", "0679", "0699", "0759", "0762", "0774", "0818", "0843", "0887",
     "0932", "0946", "0980", "9050", "9070", "9071", "9105", "9153", "9174", "9185", "9234", "9257",

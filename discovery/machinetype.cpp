@@ -10,11 +10,11 @@
 namespace {
 
 // The fields of a type 1 structure that are used, at their offsets.
-constexpr std::size_t length_offset = 1;
-constexpr std::size_t product_name_offset = 5;
-constexpr std::size_t header_size = 25;
-constexpr std::int32_t buffer_size = 1024;
-constexpr std::uint8_t system_information = 1;
+constexpr std::size_t kLengthOffset = 1;
+constexpr std::size_t kProductNameOffset = 5;
+constexpr std::size_t kHeaderSize = 25;
+constexpr std::int32_t kBufferSize = 1024;
+constexpr std::uint8_t kSystemInformation = 1;
 
 // Closes also when a product name is out of range, which the caller is told by an exception.
 struct Closing {
@@ -24,13 +24,14 @@ struct Closing {
 
 // The product name's machine type from the structure, or "0000" when it names no string.
 std::string machine_type_of(char* structure, std::int32_t size) {
-  std::uint8_t header[header_size];
-  std::memcpy(header, structure, header_size);
-  const std::size_t length = header[length_offset];
+  std::uint8_t header[kHeaderSize];
+  std::memcpy(header, structure, kHeaderSize);
+  const std::size_t length = header[kLengthOffset];
   const std::vector<std::string> strings =
       MultiStringTok(structure + length, static_cast<unsigned long>(size) - length, '\0');
-  const std::uint32_t index = std::uint32_t{header[product_name_offset]} - 1;
-  return index < strings.size() ? NKVRHVX20::MachineTypeFromProductName(strings[index]) : "0000";
+  const std::uint32_t index = std::uint32_t{header[kProductNameOffset]} - 1;
+  return index < strings.size() ? NKVRHVX20::machine_type_from_product_name(strings[index])
+                                : "0000";
 }
 
 }  // namespace
@@ -52,16 +53,16 @@ std::vector<std::string> MultiStringTok(char* text, unsigned long length, char s
   return tokens;
 }
 
-NKVRHVX20::TStatus GetMachineType(std::string* machineType) {
+NKVRHVX20::TStatus GetMachineType(std::string* machine_type) {
   std::string type = "0000";
   SmBiosHandle handle = nullptr;
   if (smBiosLoad(nullptr, &handle).fCode != 0) return {3};
   {
     const Closing closing{handle};
     if (handle) {
-      std::unique_ptr<char[]> buffer(new (std::nothrow) char[buffer_size]());
-      std::int32_t size = buffer_size;
-      if (buffer && smBiosGetFirst(handle, system_information, buffer.get(), &size).fCode == 0 &&
+      std::unique_ptr<char[]> buffer(new (std::nothrow) char[kBufferSize]());
+      std::int32_t size = kBufferSize;
+      if (buffer && smBiosGetFirst(handle, kSystemInformation, buffer.get(), &size).fCode == 0 &&
           size > 0) {
         type = machine_type_of(buffer.get(), size);
       } else {
@@ -70,6 +71,6 @@ NKVRHVX20::TStatus GetMachineType(std::string* machineType) {
       }
     }
   }
-  *machineType = type;
+  *machine_type = type;
   return {3};
 }

@@ -11,7 +11,7 @@
 // library cannot be opened. The status code is 3 on every path (kept on purpose; the outcome is
 // in the string). Throws std::out_of_range when the product name's only hyphen is its last
 // character.
-__attribute__((visibility("default"))) NKVRHVX20::TStatus GetMachineType(std::string* machineType);
+__attribute__((visibility("default"))) NKVRHVX20::TStatus GetMachineType(std::string* machine_type);
 
 // Splits a text into the tokens before the separator and then before each NUL. A token is
 // delivered only when its terminator lies before text + length - 2, so the last string of a

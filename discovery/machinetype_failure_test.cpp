@@ -37,7 +37,7 @@ std::string system_information(int product_name, const std::string& strings) {
   return structure + strings;
 }
 
-const std::string model = std::string("Maker\0001234XYZ\0Last\0\0", 20);
+const std::string kModel = std::string("Maker\0001234XYZ\0Last\0\0", 20);
 
 }  // namespace
 
@@ -86,7 +86,7 @@ class MachineTypeOf : public testing::Test {
  protected:
   void SetUp() override {
     library = {};
-    library.structure = system_information(2, model);
+    library.structure = system_information(2, kModel);
     has_memory = true;
     std::fill(std::begin(buffers), std::end(buffers), nullptr);
   }
@@ -146,10 +146,10 @@ TEST_F(MachineTypeOf, AReadErrorOrNoSizeGivesZerosAndKeepsTheBuffer) {
 TEST_F(MachineTypeOf, ProductNameNumberSelectsAmongTheTokens) {
   const char* const of_number[] = {"0000", "", "1234", "0000", "0000"};
   for (int number = 0; number < 5; ++number) {
-    library.structure = system_information(number, model);
+    library.structure = system_information(number, kModel);
     EXPECT_EQ(answer(), of_number[number]) << number;
   }
-  library.structure = system_information(255, model);
+  library.structure = system_information(255, kModel);
   EXPECT_EQ(answer(), "0000");
 }
 

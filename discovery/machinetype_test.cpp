@@ -14,7 +14,7 @@ using smbios::structure;
 using smbios::system_information;
 using smbios::Table;
 
-const Table end_mark = structure(127, "", std::string(2, '\0'));
+const Table kEndMark = structure(127, "", std::string(2, '\0'));
 
 std::vector<std::string> split(std::string text, char separator = '\0') {
   return MultiStringTok(text.data(), text.size(), separator);
@@ -48,16 +48,16 @@ TEST(MultiStringTok, TextsWithoutRoomForATokenGiveNone) {
 class MachineType : public testing::Test {
  protected:
   std::string of(const Table& table, std::size_t structures = 2) {
-    root.write(entry_point_2(table.size(), structures), table);
+    root_.write(entry_point_2(table.size(), structures), table);
     std::string type = "before";
     EXPECT_EQ(GetMachineType(&type).fCode, 3);
     return type;
   }
   std::string of_product(const std::string& name) {
     // A string behind it, since the last of the set is never delivered.
-    return of(joined({system_information(2, {"Maker", name, "Version"}), end_mark}));
+    return of(joined({system_information(2, {"Maker", name, "Version"}), kEndMark}));
   }
-  smbios::TestRoot root;
+  smbios::TestRoot root_;
 };
 
 TEST_F(MachineType, FourCharactersBehindTheHyphenAndTheBracket) {
@@ -78,15 +78,15 @@ TEST_F(MachineType, AHyphenAtTheVeryEndIsOutOfRange) {
 }
 
 TEST_F(MachineType, NoProductNameGivesZeros) {
-  EXPECT_EQ(of(joined({system_information(0, {"Maker", "1234XYZ", "V"}), end_mark})), "0000");
-  EXPECT_EQ(of(joined({system_information(9, {"Maker", "1234XYZ", "V"}), end_mark})), "0000");
+  EXPECT_EQ(of(joined({system_information(0, {"Maker", "1234XYZ", "V"}), kEndMark})), "0000");
+  EXPECT_EQ(of(joined({system_information(9, {"Maker", "1234XYZ", "V"}), kEndMark})), "0000");
   // The last string of the set.
-  EXPECT_EQ(of(joined({system_information(2, {"Maker", "1234XYZ"}), end_mark})), "0000");
+  EXPECT_EQ(of(joined({system_information(2, {"Maker", "1234XYZ"}), kEndMark})), "0000");
 }
 
 TEST_F(MachineType, UnreadableStructureGivesZeros) {
-  EXPECT_EQ(of(joined({end_mark}), 1), "0000");
-  EXPECT_EQ(of(joined({system_information(1, {std::string(2000, 'x'), "V"}), end_mark})), "0000");
+  EXPECT_EQ(of(joined({kEndMark}), 1), "0000");
+  EXPECT_EQ(of(joined({system_information(1, {std::string(2000, 'x'), "V"}), kEndMark})), "0000");
 }
 
 TEST_F(MachineType, WithoutSmBiosTheStringIsLeftAlone) {
@@ -98,7 +98,7 @@ TEST_F(MachineType, WithoutSmBiosTheStringIsLeftAlone) {
 TEST_F(MachineType, AStructureShorterThanTheHeaderIsReadWithinTheBuffer) {
   // 8 formatted bytes: product name number 1.
   const Table small = structure(1, std::string("\0\1\0\0", 4), std::string("1234XYZ\0V\0\0", 11));
-  EXPECT_EQ(of(joined({small, end_mark})), "1234");
+  EXPECT_EQ(of(joined({small, kEndMark})), "1234");
 }
 
 }  // namespace

@@ -4,5 +4,5 @@
 #include "discovery/excluded_machine_types.h"
 
 int main() {
-  for (const char* const type : discovery::excluded_machine_types) std::puts(type);
+  for (const char* const type : discovery::kExcludedMachineTypes) std::puts(type);
 }

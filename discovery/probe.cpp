@@ -14,11 +14,11 @@ namespace discovery {
 
 namespace {
 
-constexpr unsigned reading_seconds = 10;
-constexpr suseconds_t ending_microseconds = 100000;
+constexpr unsigned kReadingSeconds = 10;
+constexpr suseconds_t kEndingMicroseconds = 100000;
 
 // The signals that end a child whose reading fails or does not end.
-constexpr int fatal_signals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM};
+constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM};
 
 // The thread that forked may have blocked these signals. Then a stuck child would never end, and
 // its parent would wait for it for ever.
@@ -27,7 +27,7 @@ void take_fatal_signals(void (*handler)(int)) {
   action.sa_handler = handler;
   sigset_t all;
   sigemptyset(&all);
-  for (const int number : fatal_signals) {
+  for (const int number : kFatalSignals) {
     sigaction(number, &action, nullptr);
     sigaddset(&all, number);
   }
@@ -39,7 +39,7 @@ void arrange_reading() {
   // even when somebody has stopped it.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   take_fatal_signals(SIG_DFL);
-  alarm(reading_seconds);
+  alarm(kReadingSeconds);
   const rlimit no_core = {0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
   // Where the kernel hands cores to a program it does so whatever the limit. That program would be
@@ -52,7 +52,7 @@ void arrange_reading() {
 // one that has read.
 [[noreturn]] void end() {
   take_fatal_signals([](int) { _exit(0); });
-  const itimerval soon = {{0, 0}, {0, ending_microseconds}};
+  const itimerval soon = {{0, 0}, {0, kEndingMicroseconds}};
   setitimer(ITIMER_REAL, &soon, nullptr);
   exit(0);
 }
@@ -61,7 +61,7 @@ void arrange_reading() {
 
 Probe probe(void (*read)(const void* what), const void* what) {
   const pid_t child = fork();
-  if (child < 0) return Probe::not_forked;
+  if (child < 0) return Probe::NotForked;
   if (child == 0) {
     arrange_reading();
     try {
@@ -75,9 +75,9 @@ Probe probe(void (*read)(const void* what), const void* what) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
     if (errno == EINTR) continue;
-    return Probe::survived;  // somebody else has reaped it; only a signal that was seen counts
+    return Probe::Survived;  // somebody else has reaped it; only a signal that was seen counts
   }
-  return (status & 0x7f) != 0 ? Probe::killed : Probe::survived;
+  return (status & 0x7f) != 0 ? Probe::Killed : Probe::Survived;
 }
 
 }  // namespace discovery

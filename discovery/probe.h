@@ -4,9 +4,9 @@
 namespace discovery {
 
 enum class Probe {
-  survived,  // or what became of the child is not known
-  killed,    // the child was ended by a signal
-  not_forked,
+  Survived,  // or what became of the child is not known
+  Killed,    // the child was ended by a signal
+  NotForked,
 };
 
 // Forks, lets the child read, and waits for it. The child belongs to an object manager that may

@@ -24,7 +24,7 @@ Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-constexpr int fatal_signals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM};
+constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGALRM};
 
 // What a child that has a copy of the process can still tell it.
 struct Told {
@@ -60,7 +60,7 @@ void tell(const void*) {
   getrlimit(RLIMIT_CORE, &told->core);
   told->is_dumpable = prctl(PR_GET_DUMPABLE);
   prctl(PR_GET_PDEATHSIG, &told->end_with_host);
-  for (const int number : fatal_signals) {
+  for (const int number : kFatalSignals) {
     struct sigaction action;
     sigaction(number, nullptr, &action);
     told->default_actions += action.sa_handler == SIG_DFL;
@@ -116,8 +116,8 @@ class ProbeChild : public testing::Test {
     ASSERT_NE(memory, MAP_FAILED);
     told = new (memory) Told;
     wait_status = -1;
-    for (std::size_t i = 0; i < std::size(fatal_signals); ++i)
-      handlers_[i] = signal(fatal_signals[i], host_handler);
+    for (std::size_t i = 0; i < std::size(kFatalSignals); ++i)
+      handlers_[i] = signal(kFatalSignals[i], host_handler);
     getrlimit(RLIMIT_CORE, &core_);
     const rlimit all = {core_.rlim_max, core_.rlim_max};
     setrlimit(RLIMIT_CORE, &all);
@@ -129,20 +129,20 @@ class ProbeChild : public testing::Test {
   void TearDown() override {
     pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
     setrlimit(RLIMIT_CORE, &core_);
-    for (std::size_t i = 0; i < std::size(fatal_signals); ++i)
-      signal(fatal_signals[i], handlers_[i]);
+    for (std::size_t i = 0; i < std::size(kFatalSignals); ++i)
+      signal(kFatalSignals[i], handlers_[i]);
     munmap(told, sizeof(Told));
     told = nullptr;
   }
 
  private:
-  sighandler_t handlers_[std::size(fatal_signals)];
+  sighandler_t handlers_[std::size(kFatalSignals)];
   rlimit core_;
   sigset_t mask_;
 };
 
 TEST_F(ProbeChild, HasTenSecondsNoCoreAndDefaultSignalsBeforeItReads) {
-  EXPECT_EQ(probe(tell, nullptr), Probe::survived);
+  EXPECT_EQ(probe(tell, nullptr), Probe::Survived);
   EXPECT_EQ(told->readings, 1);
   EXPECT_LE(told->seconds_left, 10u);
   EXPECT_GT(told->seconds_left, 5u);
@@ -150,17 +150,17 @@ TEST_F(ProbeChild, HasTenSecondsNoCoreAndDefaultSignalsBeforeItReads) {
   EXPECT_EQ(told->core.rlim_max, 0u);
   EXPECT_EQ(told->end_with_host, SIGKILL);
   EXPECT_EQ(told->is_dumpable, 0) << "the limit does not count where a program takes the cores";
-  EXPECT_EQ(told->default_actions, static_cast<int>(std::size(fatal_signals)));
+  EXPECT_EQ(told->default_actions, static_cast<int>(std::size(kFatalSignals)));
   EXPECT_FALSE(told->alarm_is_blocked);
 }
 
 TEST_F(ProbeChild, LeavesTheHostsArrangementsAlone) {
-  EXPECT_EQ(probe(tell, nullptr), Probe::survived);
+  EXPECT_EQ(probe(tell, nullptr), Probe::Survived);
   rlimit core;
   getrlimit(RLIMIT_CORE, &core);
   EXPECT_EQ(core.rlim_cur, core.rlim_max);
   EXPECT_EQ(prctl(PR_GET_DUMPABLE), 1);
-  for (const int number : fatal_signals) {
+  for (const int number : kFatalSignals) {
     struct sigaction action;
     sigaction(number, nullptr, &action);
     EXPECT_EQ(action.sa_handler, host_handler) << number;
@@ -172,23 +172,23 @@ TEST_F(ProbeChild, LeavesTheHostsArrangementsAlone) {
 }
 
 TEST_F(ProbeChild, ThatHangsIsEndedOnAThreadWithoutAlarmsToo) {
-  EXPECT_EQ(probe(hang, nullptr), Probe::killed);
+  EXPECT_EQ(probe(hang, nullptr), Probe::Killed);
   EXPECT_EQ(told->ends, 0);
 }
 
 // Kept on purpose: an object manager's exit handlers act once more in every child.
 TEST_F(ProbeChild, RunsTheHostsExitHandlersUnlessItIsKilled) {
-  EXPECT_EQ(probe(tell, nullptr), Probe::survived);
+  EXPECT_EQ(probe(tell, nullptr), Probe::Survived);
   EXPECT_EQ(told->ends, 1);
   EXPECT_EQ(wait_status, 0);
-  EXPECT_EQ(probe(die, nullptr), Probe::killed);
+  EXPECT_EQ(probe(die, nullptr), Probe::Killed);
   EXPECT_EQ(told->ends, 1);
 }
 
 // OpenPegasus has such handlers where providers run in the server itself.
 TEST_F(ProbeChild, HasATenthOfASecondForExitHandlersThatHang) {
   told->ends_hang = true;
-  EXPECT_EQ(probe(read_well, nullptr), Probe::survived);
+  EXPECT_EQ(probe(read_well, nullptr), Probe::Survived);
   EXPECT_EQ(told->readings, 1);
   EXPECT_EQ(told->ends, 1);
   EXPECT_EQ(wait_status, 0);
@@ -200,10 +200,10 @@ TEST_F(ProbeChild, HasReadWhateverTheExitHandlersDieOf) {
   sigset_t all;
   sigfillset(&all);
   pthread_sigmask(SIG_BLOCK, &all, nullptr);
-  for (const int number : fatal_signals) {
+  for (const int number : kFatalSignals) {
     told->end_signal = number;
     told->ends = 0;
-    EXPECT_EQ(probe(read_well, nullptr), Probe::survived) << number;
+    EXPECT_EQ(probe(read_well, nullptr), Probe::Survived) << number;
     EXPECT_EQ(told->ends, 1) << number;
     EXPECT_EQ(wait_status, 0) << number;
   }
@@ -211,7 +211,7 @@ TEST_F(ProbeChild, HasReadWhateverTheExitHandlersDieOf) {
 
 // It would answer the client a second time. Only a signal tells of a broken device.
 TEST_F(ProbeChild, WhoseReadingThrowsEndsThereAsWell) {
-  EXPECT_EQ(probe(fail, nullptr), Probe::survived);
+  EXPECT_EQ(probe(fail, nullptr), Probe::Survived);
   EXPECT_EQ(told->ends, 1);
   EXPECT_EQ(wait_status, 0);
 }

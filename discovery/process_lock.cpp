@@ -13,12 +13,12 @@ namespace discovery {
 
 namespace {
 
-constexpr char lock_file[] = "/run/hddtest.lock";
+constexpr char kLockFile[] = "/run/hddtest.lock";
 
 // Below HVX_SYSFS_ROOT where that is set, as the DMI texts are.
 std::string place() {
   const char* const root = std::getenv("HVX_SYSFS_ROOT");
-  return std::string(root ? root : "") + lock_file;
+  return std::string(root ? root : "") + kLockFile;
 }
 
 // Whoever can open a file can hold its lock.

@@ -36,31 +36,31 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned nobody = 65534;
+constexpr unsigned kNobody = 65534;
 
 // A root of the test's own, with a folder /run.
 class InProcessLock : public testing::Test {
  protected:
   InProcessLock() {
     std::string name = fs::temp_directory_path() / "process_lock_test.XXXXXX";
-    root = mkdtemp(name.data());
-    file = root / "run/hddtest.lock";
-    fs::create_directory(root / "run");
-    setenv("HVX_SYSFS_ROOT", root.c_str(), 1);
+    root_ = mkdtemp(name.data());
+    file_ = root_ / "run/hddtest.lock";
+    fs::create_directory(root_ / "run");
+    setenv("HVX_SYSFS_ROOT", root_.c_str(), 1);
     interruptions = 0;
   }
   ~InProcessLock() override {
     unsetenv("HVX_SYSFS_ROOT");
-    fs::remove_all(root);
+    fs::remove_all(root_);
   }
   // Whether nobody holds it, as another process sees it.
   bool is_free() const {
-    const int other = open(file.c_str(), O_RDWR | O_CLOEXEC);
+    const int other = open(file_.c_str(), O_RDWR | O_CLOEXEC);
     const bool free = flock(other, LOCK_EX | LOCK_NB) == 0;
     close(other);
     return free;
   }
-  fs::path root, file;
+  fs::path root_, file_;
 };
 
 TEST_F(InProcessLock, ItIsHeldFromBeginToEnd) {
@@ -77,7 +77,7 @@ TEST_F(InProcessLock, ItsFileIsItsOwnersAlone) {
   { const ProcessLock lock; }
   umask(before);
   struct stat status {};
-  ASSERT_EQ(stat(file.c_str(), &status), 0);
+  ASSERT_EQ(stat(file_.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0600u);
 }
 
@@ -86,7 +86,7 @@ TEST_F(InProcessLock, ProgramsOfTheHostDoNotInheritIt) {
   int found = 0;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
     std::error_code gone;
-    if (fs::read_symlink(entry, gone) != file) continue;
+    if (fs::read_symlink(entry, gone) != file_) continue;
     ++found;
     EXPECT_EQ(fcntl(std::stoi(entry.path().filename()), F_GETFD), FD_CLOEXEC);
   }
@@ -94,7 +94,7 @@ TEST_F(InProcessLock, ProgramsOfTheHostDoNotInheritIt) {
 }
 
 TEST_F(InProcessLock, ASecondWaitsForTheFirst) {
-  const int other = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const int other = open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_EQ(flock(other, LOCK_EX), 0);
   requests = 0;
   std::atomic<bool> taken = false;
@@ -139,41 +139,41 @@ TEST_F(InProcessLock, AChildThatTheHostForksMeanwhileDoesNotHoldItOn) {
 }
 
 TEST_F(InProcessLock, WithoutAPlaceThereIsNone) {
-  fs::remove(root / "run");
+  fs::remove(root_ / "run");
   const ProcessLock lock;
   EXPECT_FALSE(lock.is_held());
-  EXPECT_FALSE(fs::exists(root / "run"));
+  EXPECT_FALSE(fs::exists(root_ / "run"));
 }
 
 // What another user could hold, or has put there, is not waited for.
 TEST_F(InProcessLock, WhatOthersCanOpenIsNone) {
-  std::ofstream(file) << "";
+  std::ofstream(file_) << "";
   for (const mode_t mode : {0640, 0620, 0604, 0602, 0666}) {
-    chmod(file.c_str(), mode);
+    chmod(file_.c_str(), mode);
     EXPECT_FALSE(ProcessLock().is_held()) << std::oct << mode;
   }
-  chmod(file.c_str(), 0600);
+  chmod(file_.c_str(), 0600);
   EXPECT_TRUE(ProcessLock().is_held());
 }
 
 TEST_F(InProcessLock, WhatIsAnotherUsersIsNone) {
   if (geteuid() != 0) GTEST_SKIP() << "only root has other users";
-  std::ofstream(file) << "";
-  chmod(file.c_str(), 0600);
-  ASSERT_EQ(chown(file.c_str(), nobody, nobody), 0);
+  std::ofstream(file_) << "";
+  chmod(file_.c_str(), 0600);
+  ASSERT_EQ(chown(file_.c_str(), kNobody, kNobody), 0);
   EXPECT_FALSE(ProcessLock().is_held());
 }
 
 TEST_F(InProcessLock, WhatIsNoFileIsNone) {
-  std::ofstream(root / "linked") << "";
-  chmod((root / "linked").c_str(), 0600);
-  fs::create_symlink(root / "linked", file);
+  std::ofstream(root_ / "linked") << "";
+  chmod((root_ / "linked").c_str(), 0600);
+  fs::create_symlink(root_ / "linked", file_);
   EXPECT_FALSE(ProcessLock().is_held());
-  fs::remove(file);
-  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+  fs::remove(file_);
+  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
   EXPECT_FALSE(ProcessLock().is_held());
-  fs::remove(file);
-  fs::create_directory(file);
+  fs::remove(file_);
+  fs::create_directory(file_);
   EXPECT_FALSE(ProcessLock().is_held());
 }
 

@@ -17,12 +17,12 @@ namespace discovery {
 
 namespace {
 
-constexpr char scratch_file[] = "/tmp/sgMap.txt";
-constexpr char removal[] = "rm -rf /tmp/sgMap.txt";
+constexpr char kScratchFile[] = "/tmp/sgMap.txt";
+constexpr char kRemoval[] = "rm -rf /tmp/sgMap.txt";
 
-constexpr int limit_seconds = 300;
+constexpr int kLimitSeconds = 300;
 // The report on a machine with very many drives has some hundred kB.
-constexpr off_t most_bytes = 16L << 20;
+constexpr off_t kMostBytes = 16L << 20;
 
 // Whether the command ended within its time. How it ended does not matter: its report shows that.
 //
@@ -34,8 +34,8 @@ bool run(const std::string& command) {
   const Clock::time_point begin = Clock::now();
   std::string output;
   const int status =
-      NKVRHVX20::TOSSpecific::SpawnProcess("/bin/sh", {"-c", command}, output, limit_seconds);
-  return status >= 0 || Clock::now() - begin < std::chrono::seconds(limit_seconds);
+      NKVRHVX20::TOSSpecific::SpawnProcess("/bin/sh", {"-c", command}, output, kLimitSeconds);
+  return status >= 0 || Clock::now() - begin < std::chrono::seconds(kLimitSeconds);
 }
 
 // The scratch file from its making to its removal.
@@ -55,29 +55,29 @@ class ScratchFile {
  private:
   // The date that the file is given when it is made, and that no other file has. A shell that opens
   // the file empties it and so changes the date; where no shell could be started the date stays.
-  static constexpr timespec unwritten = {0, 0};
+  static constexpr timespec kUnwritten = {0, 0};
 
   static platform::Descriptor make() {
-    if (unlink(scratch_file) != 0 && errno == EISDIR) run(removal);
+    if (unlink(kScratchFile) != 0 && errno == EISDIR) run(kRemoval);
     platform::Descriptor file(
-        open(scratch_file, O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    const timespec times[] = {unwritten, unwritten};
+        open(kScratchFile, O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    const timespec times[] = {kUnwritten, kUnwritten};
     if (!file || futimens(file.get(), times) == 0) return file;
-    unlink(scratch_file);
+    unlink(kScratchFile);
     return {};
   }
 
   bool is_in_its_place() const {
     struct stat there {};
     struct stat ours {};
-    return lstat(scratch_file, &there) == 0 && fstat(file_.get(), &ours) == 0 &&
+    return lstat(kScratchFile, &there) == 0 && fstat(file_.get(), &ours) == 0 &&
            there.st_dev == ours.st_dev && there.st_ino == ours.st_ino;
   }
 
   std::optional<std::string> text() const {
     struct stat status {};
-    if (fstat(file_.get(), &status) != 0 || status.st_size > most_bytes) return std::nullopt;
-    if (status.st_mtim.tv_sec == unwritten.tv_sec && status.st_mtim.tv_nsec == unwritten.tv_nsec)
+    if (fstat(file_.get(), &status) != 0 || status.st_size > kMostBytes) return std::nullopt;
+    if (status.st_mtim.tv_sec == kUnwritten.tv_sec && status.st_mtim.tv_nsec == kUnwritten.tv_nsec)
       return std::nullopt;
     std::string text(static_cast<std::size_t>(status.st_size), '\0');
     for (std::size_t done = 0; done < text.size();) {
@@ -95,10 +95,10 @@ class ScratchFile {
   // its place stays.
   void remove() const noexcept {
     try {
-      if (is_in_its_place()) run(removal);
+      if (is_in_its_place()) run(kRemoval);
     } catch (...) {
     }
-    if (is_in_its_place()) unlink(scratch_file);
+    if (is_in_its_place()) unlink(kScratchFile);
   }
 
   const platform::Descriptor file_;
@@ -110,7 +110,7 @@ std::optional<std::string> through_scratch_file(const std::string& command) {
   try {
     const ProcessLock lock;
     ScratchFile file;
-    return file.report_of(command + " > " + scratch_file);
+    return file.report_of(command + " > " + kScratchFile);
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }

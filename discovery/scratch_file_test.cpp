@@ -47,7 +47,7 @@ struct Runs {
 } runs;
 std::int64_t seconds_ahead = 0;
 
-enum class Reading { ordinary, fails, ends, is_interrupted } reading = Reading::ordinary;
+enum class Reading { Ordinary, Fails, Ends, IsInterrupted } reading = Reading::Ordinary;
 bool size_is_unknown = false;
 std::atomic<int> locks = 0;
 std::function<void()> after_unlink;  // of the next file
@@ -91,10 +91,10 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
   return result;
 }
 ssize_t pread(int file, void* data, size_t size, off_t offset) {
-  if (reading == Reading::ends) return 0;
-  if (reading != Reading::ordinary) {
-    errno = reading == Reading::fails ? EIO : EINTR;
-    if (reading == Reading::is_interrupted) reading = Reading::ordinary;
+  if (reading == Reading::Ends) return 0;
+  if (reading != Reading::Ordinary) {
+    errno = reading == Reading::Fails ? EIO : EINTR;
+    if (reading == Reading::IsInterrupted) reading = Reading::Ordinary;
     return -1;
   }
   return next<ssize_t(int, void*, size_t, off_t)>("pread")(file, data, size, offset);
@@ -119,10 +119,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char scratch_file[] = "/tmp/sgMap.txt";
-constexpr char command[] = "echo a report that is too long for the inside of a string object";
-constexpr char report[] = "a report that is too long for the inside of a string object\n";
-constexpr unsigned nobody = 65534;
+constexpr char kScratchFile[] = "/tmp/sgMap.txt";
+constexpr char kCommand[] = "echo a report that is too long for the inside of a string object";
+constexpr char kReport[] = "a report that is too long for the inside of a string object\n";
+constexpr unsigned kNobody = 65534;
 
 std::ptrdiff_t open_descriptors() {
   return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
@@ -138,35 +138,35 @@ class ScratchFile : public testing::Test {
  protected:
   ScratchFile() {
     std::string name = fs::temp_directory_path() / "scratch_file_test.XXXXXX";
-    folder = mkdtemp(name.data());
-    setenv("HVX_SYSFS_ROOT", folder.c_str(), 1);
-    std::ofstream(folder / "precious") << "precious";
-    fs::remove_all(scratch_file);
+    folder_ = mkdtemp(name.data());
+    setenv("HVX_SYSFS_ROOT", folder_.c_str(), 1);
+    std::ofstream(folder_ / "precious") << "precious";
+    fs::remove_all(kScratchFile);
     commands.clear();
     inherited = 0;
     runs = {};
-    reading = Reading::ordinary;
+    reading = Reading::Ordinary;
     size_is_unknown = false;
-    descriptors = open_descriptors();
+    descriptors_ = open_descriptors();
   }
   ~ScratchFile() override {
-    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_EQ(open_descriptors(), descriptors_);
     EXPECT_EQ(inherited, 0);
-    EXPECT_EQ(read(folder / "precious"), "precious");
+    EXPECT_EQ(read(folder_ / "precious"), "precious");
     unsetenv("HVX_SYSFS_ROOT");
-    fs::remove_all(scratch_file);
-    fs::remove_all(folder);
+    fs::remove_all(kScratchFile);
+    fs::remove_all(folder_);
   }
 
-  fs::path folder;
+  fs::path folder_;
 
  private:
   const ScratchFileLock lock_;
-  std::ptrdiff_t descriptors;
+  std::ptrdiff_t descriptors_;
 };
 
 TEST_F(ScratchFile, CommandsAreRunByTheShellAsTheyStandWithFiveMinutesEach) {
-  EXPECT_EQ(through_scratch_file(command), report);
+  EXPECT_EQ(through_scratch_file(kCommand), kReport);
   ASSERT_EQ(commands.size(), 2u);
   for (const Command& one : commands) {
     EXPECT_EQ(one.program, "/bin/sh");
@@ -174,13 +174,13 @@ TEST_F(ScratchFile, CommandsAreRunByTheShellAsTheyStandWithFiveMinutesEach) {
     EXPECT_EQ(one.arguments[0], "-c");
     EXPECT_EQ(one.seconds, 300);
   }
-  EXPECT_EQ(commands[0].arguments[1], std::string(command) + " > /tmp/sgMap.txt");
+  EXPECT_EQ(commands[0].arguments[1], std::string(kCommand) + " > /tmp/sgMap.txt");
   EXPECT_EQ(commands[1].arguments[1], "rm -rf /tmp/sgMap.txt");
-  EXPECT_FALSE(fs::exists(scratch_file));
+  EXPECT_FALSE(fs::exists(kScratchFile));
 }
 
 TEST_F(ScratchFile, IsClosedAndRemovedWhereverMemoryRunsOut) {
-  const std::string text = command;
+  const std::string text = kCommand;
   const auto descriptors = open_descriptors();
   int failed = 0;
   for (int number = 1; failed == number - 1; ++number) {
@@ -189,9 +189,9 @@ TEST_F(ScratchFile, IsClosedAndRemovedWhereverMemoryRunsOut) {
     const std::optional<std::string> answer = through_scratch_file(text);
     failed += until_failure == 0;
     until_failure = 0;
-    EXPECT_TRUE(!answer || *answer == report) << *answer;
+    EXPECT_TRUE(!answer || *answer == kReport) << *answer;
     EXPECT_EQ(open_descriptors(), descriptors);
-    EXPECT_FALSE(fs::exists(scratch_file));
+    EXPECT_FALSE(fs::exists(kScratchFile));
   }
   EXPECT_GE(failed, 10) << "the command's text, what runs it, and the report";
 }
@@ -211,26 +211,26 @@ TEST_F(ScratchFile, IsMadeForItsOwnerAloneBeforeTheShellOpensIt) {
 // Whatever a user of the machine has put there is neither written nor read nor in the way.
 TEST_F(ScratchFile, TakesThePlaceOfWhatIsThere) {
   const auto expect_taken = [&](const char* what) {
-    EXPECT_EQ(through_scratch_file(command), report) << what;
-    EXPECT_FALSE(fs::exists(fs::symlink_status(scratch_file))) << what;
+    EXPECT_EQ(through_scratch_file(kCommand), kReport) << what;
+    EXPECT_FALSE(fs::exists(fs::symlink_status(kScratchFile))) << what;
   };
-  std::ofstream(scratch_file) << "somebody's report";
+  std::ofstream(kScratchFile) << "somebody's report";
   expect_taken("a file");
-  fs::create_hard_link(folder / "precious", scratch_file);
+  fs::create_hard_link(folder_ / "precious", kScratchFile);
   expect_taken("another name of a file");
-  fs::create_symlink(folder / "precious", scratch_file);
+  fs::create_symlink(folder_ / "precious", kScratchFile);
   expect_taken("a link to a file");
-  fs::create_symlink("/nonexistent/place", scratch_file);
+  fs::create_symlink("/nonexistent/place", kScratchFile);
   expect_taken("a link to nowhere");
-  fs::create_symlink("/dev/full", scratch_file);
+  fs::create_symlink("/dev/full", kScratchFile);
   expect_taken("a link to a device");
-  fs::create_directory_symlink(folder, scratch_file);
+  fs::create_directory_symlink(folder_, kScratchFile);
   expect_taken("a link to a folder");
-  fs::create_directories(std::string(scratch_file) + "/inner/folder");
-  fs::create_symlink(folder / "precious", std::string(scratch_file) + "/inner/link");
+  fs::create_directories(std::string(kScratchFile) + "/inner/folder");
+  fs::create_symlink(folder_ / "precious", std::string(kScratchFile) + "/inner/link");
   expect_taken("a folder");
-  ASSERT_EQ(mkfifo(scratch_file, 0666), 0);
-  const int both_ends = open(scratch_file, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_EQ(mkfifo(kScratchFile, 0666), 0);
+  const int both_ends = open(kScratchFile, O_RDWR | O_NONBLOCK | O_CLOEXEC);
   expect_taken("a pipe");
   char byte;
   EXPECT_EQ(::read(both_ends, &byte, 1), -1) << "it was written to";
@@ -239,50 +239,50 @@ TEST_F(ScratchFile, TakesThePlaceOfWhatIsThere) {
 
 TEST_F(ScratchFile, ThatCannotBeMadeIsNoReportAndTheCommandIsNotRun) {
   if (geteuid() != 0) GTEST_SKIP() << "only root has other users";
-  std::ofstream(scratch_file) << "root's";
-  chmod(scratch_file, 0666);
+  std::ofstream(kScratchFile) << "root's";
+  chmod(kScratchFile, 0666);
   const pid_t child = fork();
   if (child == 0) {
     commands.clear();
-    const bool other = setresgid(nobody, nobody, nobody) == 0 && setuid(nobody) == 0;
-    const bool answer = through_scratch_file(command).has_value();
+    const bool other = setresgid(kNobody, kNobody, kNobody) == 0 && setuid(kNobody) == 0;
+    const bool answer = through_scratch_file(kCommand).has_value();
     _exit(!other ? 2 : answer || !commands.empty() ? 1 : 0);
   }
   int status = 1;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(read(scratch_file), "root's");
+  EXPECT_EQ(read(kScratchFile), "root's");
 }
 
 // A user who is quicker than the file is made.
 TEST_F(ScratchFile, WhosePlaceIsTakenAgainIsNoReportAndTheCommandIsNotRun) {
-  after_unlink = [] { std::ofstream(scratch_file) << "somebody's report"; };
-  EXPECT_FALSE(through_scratch_file(command).has_value());
-  EXPECT_EQ(read(scratch_file), "somebody's report");
-  after_unlink = [this] { fs::create_symlink(folder / "precious", scratch_file); };
-  EXPECT_FALSE(through_scratch_file(command).has_value());
-  EXPECT_TRUE(fs::is_symlink(scratch_file));
+  after_unlink = [] { std::ofstream(kScratchFile) << "somebody's report"; };
+  EXPECT_FALSE(through_scratch_file(kCommand).has_value());
+  EXPECT_EQ(read(kScratchFile), "somebody's report");
+  after_unlink = [this] { fs::create_symlink(folder_ / "precious", kScratchFile); };
+  EXPECT_FALSE(through_scratch_file(kCommand).has_value());
+  EXPECT_TRUE(fs::is_symlink(kScratchFile));
   after_unlink = [this] {
-    fs::remove(scratch_file);
-    fs::create_symlink(folder / "absent", scratch_file);
+    fs::remove(kScratchFile);
+    fs::create_symlink(folder_ / "absent", kScratchFile);
   };
-  EXPECT_FALSE(through_scratch_file(command).has_value());
-  EXPECT_FALSE(fs::exists(folder / "absent"));
+  EXPECT_FALSE(through_scratch_file(kCommand).has_value());
+  EXPECT_FALSE(fs::exists(folder_ / "absent"));
   EXPECT_TRUE(commands.empty());
 }
 
 // Puts links, pipes, folders and files there, as fast as it can, as another user.
 [[noreturn]] void flip(const fs::path& target) {
-  if (setresgid(nobody, nobody, nobody) != 0 || setuid(nobody) != 0) _exit(1);
+  if (setresgid(kNobody, kNobody, kNobody) != 0 || setuid(kNobody) != 0) _exit(1);
   while (true) {
-    symlink(target.c_str(), scratch_file);
-    unlink(scratch_file);
-    mkfifo(scratch_file, 0666);
-    unlink(scratch_file);
-    mkdir(scratch_file, 0777);
-    rmdir(scratch_file);
-    close(open(scratch_file, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    unlink(scratch_file);
+    symlink(target.c_str(), kScratchFile);
+    unlink(kScratchFile);
+    mkfifo(kScratchFile, 0666);
+    unlink(kScratchFile);
+    mkdir(kScratchFile, 0777);
+    rmdir(kScratchFile);
+    close(open(kScratchFile, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    unlink(kScratchFile);
   }
 }
 
@@ -291,38 +291,38 @@ TEST_F(ScratchFile, OfAnotherUserWhoFlipsWhatIsThereIsNeverOpened) {
   if (geteuid() != 0) GTEST_SKIP() << "only root has other users";
   int answers = 0;
   const pid_t other = fork();
-  if (other == 0) flip(folder / "precious");
+  if (other == 0) flip(folder_ / "precious");
   for (int time = 0; time < 100; ++time) {
-    const std::optional<std::string> answer = through_scratch_file(command);
-    EXPECT_EQ(answer.value_or(report), report);
+    const std::optional<std::string> answer = through_scratch_file(kCommand);
+    EXPECT_EQ(answer.value_or(kReport), kReport);
     answers += answer.has_value();
   }
   kill(other, SIGKILL);
   int status = 0;
   waitpid(other, &status, 0);
   EXPECT_TRUE(WIFSIGNALED(status)) << "it could not become another user";
-  EXPECT_EQ(through_scratch_file(command), report);
+  EXPECT_EQ(through_scratch_file(kCommand), kReport);
   RecordProperty("answers", answers);
 }
 
 TEST_F(ScratchFile, WhereThereIsNoShellThereIsNoReport) {
   runs.are_started = false;
-  EXPECT_FALSE(through_scratch_file(command).has_value());
-  EXPECT_FALSE(fs::exists(scratch_file));
+  EXPECT_FALSE(through_scratch_file(kCommand).has_value());
+  EXPECT_FALSE(fs::exists(kScratchFile));
 }
 
 TEST_F(ScratchFile, IsRemovedAlsoWhereNoShellCanBeStartedForThat) {
   runs.removals_are_started = false;
-  EXPECT_EQ(through_scratch_file(command), report);
+  EXPECT_EQ(through_scratch_file(kCommand), kReport);
   EXPECT_EQ(commands.back().arguments.back(), "rm -rf /tmp/sgMap.txt");
-  EXPECT_FALSE(fs::exists(scratch_file));
+  EXPECT_FALSE(fs::exists(kScratchFile));
 }
 
 TEST_F(ScratchFile, OfACommandThatHangsIsNotRead) {
   runs.exit = false;
   runs.seconds = 300;
-  EXPECT_FALSE(through_scratch_file(command).has_value());
-  EXPECT_FALSE(fs::exists(scratch_file));
+  EXPECT_FALSE(through_scratch_file(kCommand).has_value());
+  EXPECT_FALSE(fs::exists(kScratchFile));
 }
 
 // What it has printed counts, as of one that fails.
@@ -332,65 +332,67 @@ TEST_F(ScratchFile, OfACommandThatIsKilledIsRead) {
   EXPECT_EQ(through_scratch_file("sh -c 'echo half a report; exit 3'"), "half a report\n");
   runs.seconds = 299;
   runs.exit = false;
-  EXPECT_EQ(through_scratch_file(command), report);
+  EXPECT_EQ(through_scratch_file(kCommand), kReport);
   runs.seconds = 300;
   runs.exit = true;
-  EXPECT_EQ(through_scratch_file(command), report);
+  EXPECT_EQ(through_scratch_file(kCommand), kReport);
 }
 
 TEST_F(ScratchFile, IsNotReadPastItsLimit) {
   EXPECT_TRUE(through_scratch_file("head -c 16777216 /dev/zero").has_value());
   EXPECT_FALSE(through_scratch_file("head -c 16777217 /dev/zero").has_value());
-  EXPECT_FALSE(fs::exists(scratch_file));
+  EXPECT_FALSE(fs::exists(kScratchFile));
 }
 
 TEST_F(ScratchFile, WhoseReadingFailsIsNoReport) {
-  reading = Reading::is_interrupted;
-  EXPECT_EQ(through_scratch_file(command), report);
-  for (const Reading how : {Reading::fails, Reading::ends}) {
+  reading = Reading::IsInterrupted;
+  EXPECT_EQ(through_scratch_file(kCommand), kReport);
+  for (const Reading how : {Reading::Fails, Reading::Ends}) {
     reading = how;
-    EXPECT_FALSE(through_scratch_file(command).has_value()) << static_cast<int>(how);
+    EXPECT_FALSE(through_scratch_file(kCommand).has_value()) << static_cast<int>(how);
   }
-  reading = Reading::ordinary;
+  reading = Reading::Ordinary;
   size_is_unknown = true;
-  EXPECT_FALSE(through_scratch_file(command).has_value());
+  EXPECT_FALSE(through_scratch_file(kCommand).has_value());
   size_is_unknown = false;
 }
 
 // What the shell has then written, or where, is not known.
 TEST_F(ScratchFile, ThatIsReplacedMeanwhileIsNoReportAndWhatIsThereStays) {
-  const std::string moved = folder / "moved";
+  const std::string moved = folder_ / "moved";
   const std::string away = "mv /tmp/sgMap.txt " + moved;
-  EXPECT_FALSE(through_scratch_file(away + "; ln -s " + moved + " /tmp/sgMap.txt; " + command));
-  EXPECT_EQ(read(moved), report) << "written through the link";
-  EXPECT_TRUE(fs::is_symlink(scratch_file));
+  EXPECT_FALSE(through_scratch_file(away + "; ln -s " + moved + " /tmp/sgMap.txt; " + kCommand));
+  EXPECT_EQ(read(moved), kReport) << "written through the link";
+  EXPECT_TRUE(fs::is_symlink(kScratchFile));
   EXPECT_FALSE(through_scratch_file(away + "; echo other > /tmp/sgMap.txt; true 3"));
-  EXPECT_TRUE(fs::is_regular_file(scratch_file));
-  fs::remove(scratch_file);
-  EXPECT_FALSE(through_scratch_file(command + std::string(" > /tmp/sgMap.txt; rm /tmp/sgMap.txt;") +
+  EXPECT_TRUE(fs::is_regular_file(kScratchFile));
+  fs::remove(kScratchFile);
+  EXPECT_FALSE(through_scratch_file(kCommand +
+                                    std::string(" > /tmp/sgMap.txt; rm /tmp/sgMap.txt;") +
                                     "mkdir /tmp/sgMap.txt; true"));
-  EXPECT_TRUE(fs::is_directory(scratch_file));
-  fs::remove(scratch_file);
-  EXPECT_FALSE(through_scratch_file(command + std::string(" > /tmp/sgMap.txt; rm /tmp/sgMap.txt;") +
-                                    "exit; true"));
-  EXPECT_FALSE(fs::exists(fs::symlink_status(scratch_file)));
+  EXPECT_TRUE(fs::is_directory(kScratchFile));
+  fs::remove(kScratchFile);
+  EXPECT_FALSE(through_scratch_file(
+      kCommand + std::string(" > /tmp/sgMap.txt; rm /tmp/sgMap.txt;") + "exit; true"));
+  EXPECT_FALSE(fs::exists(fs::symlink_status(kScratchFile)));
 }
 
 // Another process at its own report of that name.
 TEST_F(ScratchFile, IsNotMadeBeforeAnotherProcessHasDone) {
-  fs::create_directory(folder / "run");
-  const int other = open((folder / "run/hddtest.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  fs::create_directory(folder_ / "run");
+  const int other =
+      open((folder_ / "run/hddtest.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_EQ(flock(other, LOCK_EX), 0);
-  std::ofstream(scratch_file) << "the other's";
+  std::ofstream(kScratchFile) << "the other's";
   locks = 0;
   std::atomic<bool> done = false;
   std::thread second([&] {
-    EXPECT_EQ(through_scratch_file(command), report);
+    EXPECT_EQ(through_scratch_file(kCommand), kReport);
     done = true;
   });
   while (locks == 0 && !done) std::this_thread::yield();
-  EXPECT_EQ(read(scratch_file), "the other's");
-  fs::remove(scratch_file);
+  EXPECT_EQ(read(kScratchFile), "the other's");
+  fs::remove(kScratchFile);
   EXPECT_EQ(flock(other, LOCK_UN), 0);
   second.join();
   close(other);

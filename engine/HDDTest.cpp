@@ -4,17 +4,17 @@
 #include "engine/locks.h"
 #include "engine/trace.h"
 
-using engine::StoreLock;
-using engine::Trace;
+using engine::store_lock;
+using engine::trace;
 
 using Guard = const std::lock_guard<std::mutex>;
 
 namespace {
 
-void TraceGetRecord() {
-  Trace("THDDTest::GetRecord -- Entering");
+void trace_get_record() {
+  trace("THDDTest::GetRecord -- Entering");
   // Kept on purpose: readers of the log see this one line without the leading T.
-  Trace("HDDTest::GetRecord -- Exiting");
+  trace("HDDTest::GetRecord -- Exiting");
 }
 
 }  // namespace
@@ -22,81 +22,81 @@ void TraceGetRecord() {
 THDDTest* THDDTest::fgInstance = nullptr;
 
 THDDTest* THDDTest::GetInstance() {
-  Trace("THDDTest::GetInstance -- Entering ");
+  trace("THDDTest::GetInstance -- Entering ");
   THDDTest* instance = nullptr;
   {
-    Guard guard(StoreLock());
+    Guard guard(store_lock());
     if (fgInstance == nullptr) fgInstance = new THDDTest;
     instance = fgInstance;
   }
-  Trace("THDDTest::GetInstance -- Exiting ");
+  trace("THDDTest::GetInstance -- Exiting ");
   return instance;
 }
 
 void THDDTest::DeleteInstance() {
-  Trace("THDDTest::DeleteInstance -- Entering ");
+  trace("THDDTest::DeleteInstance -- Entering ");
   {
-    Guard guard(StoreLock());
+    Guard guard(store_lock());
     delete fgInstance;
   }
-  Trace("THDDTest::DeleteInstance -- Exiting ");
+  trace("THDDTest::DeleteInstance -- Exiting ");
 }
 
 THDDTest::THDDTest() {
-  Trace("THDDTest::THDDTest -- Entering ");
+  trace("THDDTest::THDDTest -- Entering ");
   fToolPath = "smartctl";
-  Trace("THDDTest::THDDTest -- Exiting ");
+  trace("THDDTest::THDDTest -- Exiting ");
 }
 
 THDDTest::~THDDTest() {
-  Trace("THDDTest::~THDDTest -- Entering ");
-  Trace("THDDTest::~THDDTest -- Exiting ");
+  trace("THDDTest::~THDDTest -- Entering ");
+  trace("THDDTest::~THDDTest -- Exiting ");
 }
 
 void THDDTest::ResetResults() {
-  Trace("THDDTest::ResetResults -- Entering");
+  trace("THDDTest::ResetResults -- Entering");
   {
-    Guard guard(StoreLock());
+    Guard guard(store_lock());
     fResults.clear();
   }
-  Trace("THDDTest::ResetResults -- Exiting");
+  trace("THDDTest::ResetResults -- Exiting");
 }
 
 // The getters write both lines before they copy.
 
 std::vector<int> THDDTest::GetResults() {
-  Trace("THDDTest::GetResults -- Entering");
-  Trace("THDDTest::GetResults -- Exiting");
-  Guard guard(StoreLock());
+  trace("THDDTest::GetResults -- Entering");
+  trace("THDDTest::GetResults -- Exiting");
+  Guard guard(store_lock());
   return fResults;
 }
 
 void THDDTest::AddRecord(TDiagRecord* record) {
-  Trace("THDDTest::AddRecord -- Entering");
+  trace("THDDTest::AddRecord -- Entering");
   {
-    Guard guard(StoreLock());
+    Guard guard(store_lock());
     fRecords.push_back(*record);
   }
-  Trace("THDDTest::AddRecord -- Exiting");
+  trace("THDDTest::AddRecord -- Exiting");
 }
 
 std::vector<TDiagRecord> THDDTest::GetRecord() {
-  TraceGetRecord();
-  Guard guard(StoreLock());
+  trace_get_record();
+  Guard guard(store_lock());
   return fRecords;
 }
 
-void THDDTest::VisitRecords(const std::function<void(TDiagRecord record)>& visitor) {
-  TraceGetRecord();
+void THDDTest::visit_records(const std::function<void(TDiagRecord record)>& visitor) {
+  trace_get_record();
   std::size_t size = 0;
   {
-    Guard guard(StoreLock());
+    Guard guard(store_lock());
     size = fRecords.size();
   }
   for (std::size_t place = 0; place < size; ++place) {
     TDiagRecord record;
     {
-      Guard guard(StoreLock());
+      Guard guard(store_lock());
       if (place >= fRecords.size()) return;
       record = fRecords[place];
     }
@@ -105,17 +105,17 @@ void THDDTest::VisitRecords(const std::function<void(TDiagRecord record)>& visit
 }
 
 void THDDTest::AddConcreteJob(TConcreteJob* job) {
-  Trace("THDDTest::AddConcreteJob -- Entering ");
+  trace("THDDTest::AddConcreteJob -- Entering ");
   {
-    Guard guard(StoreLock());
+    Guard guard(store_lock());
     fJobs.assign(1, *job);
   }
-  Trace("THDDTest::AddConcreteJob -- Exiting");
+  trace("THDDTest::AddConcreteJob -- Exiting");
 }
 
 std::vector<TConcreteJob> THDDTest::GetConcreteJob() {
-  Trace("THDDTest::GetConcreteJob -- Entering");
-  Trace("THDDTest::GetConcreteJob -- Exiting");
-  Guard guard(StoreLock());
+  trace("THDDTest::GetConcreteJob -- Entering");
+  trace("THDDTest::GetConcreteJob -- Exiting");
+  Guard guard(store_lock());
   return fJobs;
 }

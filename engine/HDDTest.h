@@ -61,7 +61,7 @@ class THDDTest {
   // Calls the visitor with each record that GetRecord would return, and logs the same lines. Copies
   // one record at a time, so that a long list never takes its memory twice. The store is not locked
   // during a call.
-  void VisitRecords(const std::function<void(TDiagRecord record)>& visitor);
+  void visit_records(const std::function<void(TDiagRecord record)>& visitor);
   void AddConcreteJob(TConcreteJob* job);  // replaces the job before
   std::vector<TConcreteJob> GetConcreteJob();
 

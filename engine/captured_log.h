@@ -7,20 +7,20 @@
 
 #include "platform/support/logger.h"
 
-class Captured_Log {
+class CapturedLog {
  public:
-  Captured_Log() { NKVRHVX20::SetLogSink(Add, this); }
-  ~Captured_Log() { NKVRHVX20::SetLogSink(nullptr, nullptr); }
-  Captured_Log(const Captured_Log&) = delete;
+  CapturedLog() { NKVRHVX20::set_log_sink(add, this); }
+  ~CapturedLog() { NKVRHVX20::set_log_sink(nullptr, nullptr); }
+  CapturedLog(const CapturedLog&) = delete;
 
   // The lines since the last call.
-  std::vector<std::string> Take() { return std::exchange(lines, {}); }
+  std::vector<std::string> take() { return std::exchange(lines_, {}); }
 
  private:
-  static void Add(NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
+  static void add(NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
                   void* data) {
-    static_cast<Captured_Log*>(data)->lines.push_back(std::to_string(severity) + " " + text);
+    static_cast<CapturedLog*>(data)->lines_.push_back(std::to_string(severity) + " " + text);
   }
 
-  std::vector<std::string> lines;
+  std::vector<std::string> lines_;
 };

@@ -4,7 +4,7 @@
 
 namespace engine {
 
-std::mutex& StoreLock() {
+std::mutex& store_lock() {
   // Never destroyed, since the object manager may still call from other threads while the process
   // ends.
   static_assert(std::is_trivially_destructible_v<std::mutex>);

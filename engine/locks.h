@@ -8,6 +8,6 @@ namespace engine {
 // Held around one access to the engine's lists, to the pointer of its instance or to the job
 // counter; never over a call to the object manager, to a program or to another holder. The
 // engine's members take it themselves; the records and jobs they hand out are copies.
-std::mutex& StoreLock();
+std::mutex& store_lock();
 
 }  // namespace engine

@@ -11,18 +11,18 @@
 #include "platform/support/osspecific.h"
 
 using engine::log_error;
-using engine::Trace;
+using engine::trace;
 
 namespace engine {
 
-bool StepFailed(int status) { return (status & 15) != 0; }
+bool step_failed(int status) { return (status & 15) != 0; }
 
-bool IsSmartEnabled(const std::string& information) {
+bool is_smart_enabled(const std::string& information) {
   return information.find("SMART support is: Enabled") != std::string::npos ||
          information.find("Device supports SMART and is Enabled") != std::string::npos;
 }
 
-bool KeepsNoLog(const std::string& log) {
+bool keeps_no_log(const std::string& log) {
   return log.find("No self-tests have been logged") != std::string::npos ||
          log.find("SMART Self-test Log not supported") != std::string::npos;
 }
@@ -36,21 +36,21 @@ constexpr int kReads = 121;
 constexpr unsigned int kSecondsBetweenReads = 5;
 
 // Runs the tool of the engine for a drive, on behalf of the operation of that name.
-int RunTool(THDDTest& engine, const std::string& operation, std::vector<std::string> arguments,
-            const std::string& device, std::string& output) {
-  Trace("THDDTest::" + operation + " -- Entering with deviceID = " + device);
+int run_tool(THDDTest& engine, const std::string& operation, std::vector<std::string> arguments,
+             const std::string& device, std::string& output) {
+  trace("THDDTest::" + operation + " -- Entering with deviceID = " + device);
   output.clear();
   engine.fToolArgs = std::move(arguments);
   engine.fToolArgs.push_back(device);
   const int status = NKVRHVX20::TOSSpecific::SpawnProcess(engine.fToolPath, engine.fToolArgs,
                                                           output, kToolSeconds);
-  Trace("THDDTest::" + operation + " -- Exiting");
+  trace("THDDTest::" + operation + " -- Exiting");
   return status;
 }
 
 // The outcome after the last read brought no end of the test.
-HDDIAG_TEST_STATUS StatusAfterTimeOut(THDDTest& engine, const std::string& device,
-                                      const std::string& log) {
+HDDIAG_TEST_STATUS status_after_time_out(THDDTest& engine, const std::string& device,
+                                         const std::string& log) {
   HDDIAG_TEST_STATUS status = HDDIAG_TEST_FAILED;
   if (engine.IsEntryFullAndSame(log)) {
     // Such a log reads the same after the test as before. "stauts" is kept on purpose, as are
@@ -59,7 +59,7 @@ HDDIAG_TEST_STATUS StatusAfterTimeOut(THDDTest& engine, const std::string& devic
     log_error("Log structure on " + device +
               " is full and all entries are in the same stauts, assume Self-Test has been done.");
     engine.GetLatestSelfTestStatus(log, status);
-  } else if (engine::KeepsNoLog(log)) {
+  } else if (engine::keeps_no_log(log)) {
     log_error("Self-Test  on " + device + " is not supported");
     status = HDDIAG_TEST_ABORTED;
   } else {
@@ -69,43 +69,43 @@ HDDIAG_TEST_STATUS StatusAfterTimeOut(THDDTest& engine, const std::string& devic
 }
 
 // Reads the log until it shows that the test has ended.
-HDDIAG_TEST_STATUS PollLog(THDDTest& engine, const std::string& device,
-                           const std::string& baseline) {
-  Trace("Get Self-Test status on " + device);
+HDDIAG_TEST_STATUS poll_log(THDDTest& engine, const std::string& device,
+                            const std::string& baseline) {
+  trace("Get Self-Test status on " + device);
   HDDIAG_TEST_STATUS status = HDDIAG_TEST_FAILED;
   bool in_progress = false;
   for (int reads = 1;; ++reads) {
     std::string log;
     engine.RetrieveRecordedLog(device, log);
-    Trace("Current Self-Test logs: \n" + log);
+    trace("Current Self-Test logs: \n" + log);
     if (log.find("in progress") != std::string::npos) {
-      Trace("Test is in progress, continue to wait");
+      trace("Test is in progress, continue to wait");
       in_progress = true;
     } else if (in_progress) {
-      Trace("Test is completed, get test status");
+      trace("Test is completed, get test status");
       engine.GetLatestSelfTestStatus(log, status);
       return status;
     } else if (log != baseline) {
       // A drive that is done before the first read never shows a test in progress.
-      Trace("Log entry has been changed, get test status");
+      trace("Log entry has been changed, get test status");
       engine.GetLatestSelfTestStatus(log, status);
       return status;
     } else {
-      Trace("Log entry has not been changed, continue to wait");
+      trace("Log entry has not been changed, continue to wait");
     }
-    if (reads == kReads) return StatusAfterTimeOut(engine, device, log);
+    if (reads == kReads) return status_after_time_out(engine, device, log);
     sleep(kSecondsBetweenReads);
   }
 }
 
-HDDIAG_TEST_STATUS TestDrive(THDDTest& engine, const std::string& device) {
-  Trace("Check SMART support status on " + device);
+HDDIAG_TEST_STATUS test_drive(THDDTest& engine, const std::string& device) {
+  trace("Check SMART support status on " + device);
   std::string output;
   bool enabled = false;
   int status = engine.CheckSmartStatus(device, output, enabled);
-  Trace("Check SMART support status: ErrorRet = " + std::to_string(status) +
+  trace("Check SMART support status: ErrorRet = " + std::to_string(status) +
         "\nCheck SMART support status: Smart Message \n" + output);
-  if (engine::StepFailed(status)) {
+  if (engine::step_failed(status)) {
     log_error("Check SMART support status " + device + " Failed");
     return HDDIAG_TEST_FAILED;
   }
@@ -114,54 +114,54 @@ HDDIAG_TEST_STATUS TestDrive(THDDTest& engine, const std::string& device) {
     return HDDIAG_TEST_FAILED;
   }
 
-  Trace("Retrieve test logs recorded before triggering new Self-Test on " + device);
+  trace("Retrieve test logs recorded before triggering new Self-Test on " + device);
   std::string baseline;
   status = engine.RetrieveRecordedLog(device, baseline);
-  Trace("Retrieve test logs: ErrorRet = " + std::to_string(status) +
+  trace("Retrieve test logs: ErrorRet = " + std::to_string(status) +
         "\nRetrieve test logs: Smart Message \n" + baseline);
-  if (engine::StepFailed(status)) {
+  if (engine::step_failed(status)) {
     log_error("Retrieve test logs on " + device + " Failed");
     return HDDIAG_TEST_FAILED;
   }
 
-  Trace("Trigger Self-Test on " + device);
+  trace("Trigger Self-Test on " + device);
   status = engine.TriggerSelfTest(device, output);
   // Kept on purpose: this label has no blank before its line end, unlike the two above.
-  Trace("Trigger Self-Test: ErrorRet = " + std::to_string(status) +
+  trace("Trigger Self-Test: ErrorRet = " + std::to_string(status) +
         "\nTrigger Self-Test: Smart Message\n" + output);
-  if (engine::StepFailed(status)) {
+  if (engine::step_failed(status)) {
     log_error("Trigger Self-Test on " + device + " Failed");
     return HDDIAG_TEST_FAILED;
   }
-  return PollLog(engine, device, baseline);
+  return poll_log(engine, device, baseline);
 }
 
 }  // namespace
 
 int THDDTest::CheckSmartStatus(const std::string& deviceID, std::string& output, bool& enabled) {
-  const int status = RunTool(*this, "CheckSmartStatus", {"-i"}, deviceID, output);
-  enabled = !engine::StepFailed(status) && engine::IsSmartEnabled(output);
+  const int status = run_tool(*this, "CheckSmartStatus", {"-i"}, deviceID, output);
+  enabled = !engine::step_failed(status) && engine::is_smart_enabled(output);
   return status;
 }
 
 int THDDTest::EnableSmart(const std::string& deviceID, std::string& output) {
-  return RunTool(*this, "EnableSmart", {"-s", "on"}, deviceID, output);
+  return run_tool(*this, "EnableSmart", {"-s", "on"}, deviceID, output);
 }
 
 int THDDTest::TriggerSelfTest(const std::string& deviceID, std::string& output) {
-  return RunTool(*this, "TriggerSelfTest", {"-t", "short"}, deviceID, output);
+  return run_tool(*this, "TriggerSelfTest", {"-t", "short"}, deviceID, output);
 }
 
 int THDDTest::RetrieveRecordedLog(const std::string& deviceID, std::string& output) {
-  return RunTool(*this, "RetrieveRecordedLog", {"-l", "selftest"}, deviceID, output);
+  return run_tool(*this, "RetrieveRecordedLog", {"-l", "selftest"}, deviceID, output);
 }
 
 void THDDTest::SelfTest(std::string& deviceID) {
-  Trace("THDDTest::SelfTest -- Entering with deviceID=" + deviceID);
-  const HDDIAG_TEST_STATUS status = TestDrive(*this, deviceID);
+  trace("THDDTest::SelfTest -- Entering with deviceID=" + deviceID);
+  const HDDIAG_TEST_STATUS status = test_drive(*this, deviceID);
   {
-    const std::lock_guard<std::mutex> guard(engine::StoreLock());
+    const std::lock_guard<std::mutex> guard(engine::store_lock());
     fResults.push_back(status);
   }
-  Trace("THDDTest::SelfTest -- Exiting");
+  trace("THDDTest::SelfTest -- Exiting");
 }

@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::size_t kNone = std::string::npos;
 
-bool Contains(std::string_view text, std::string_view part) { return text.find(part) != kNone; }
+bool contains(std::string_view text, std::string_view part) { return text.find(part) != kNone; }
 
 }  // namespace
 
-std::size_t FindSelfTestLog(const std::string& text) { return text.find("Self-test log"); }
+std::size_t find_self_test_log(const std::string& text) { return text.find("Self-test log"); }
 
-std::string NewestEntry(const std::string& text, std::size_t log) {
+std::string newest_entry(const std::string& text, std::size_t log) {
   const std::size_t begin = text.find('#', log);
   // Kept on purpose: this exception. The client gets a failed RunDiagnostic with its text, and the
   // run leaves no record.
@@ -26,28 +26,28 @@ std::string NewestEntry(const std::string& text, std::size_t log) {
   return text.substr(begin, end - begin);
 }
 
-HDDIAG_TEST_STATUS ClassifyEntry(std::string entry) {
+HDDIAG_TEST_STATUS classify_entry(std::string entry) {
   // The words are ASCII, whatever locale the object manager has set.
   for (char& c : entry)
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  if (Contains(entry, "in progress")) return HDDIAG_TEST_IN_PROGRESS;
-  if (Contains(entry, "aborted")) return HDDIAG_TEST_ABORTED;
-  if (Contains(entry, "interrupted")) return HDDIAG_TEST_ABORTED;
-  if (Contains(entry, "completed without error")) return HDDIAG_TEST_PASSED;
-  if (Contains(entry, "completed") && !Contains(entry, "error") && !Contains(entry, "fail")) {
+  if (contains(entry, "in progress")) return HDDIAG_TEST_IN_PROGRESS;
+  if (contains(entry, "aborted")) return HDDIAG_TEST_ABORTED;
+  if (contains(entry, "interrupted")) return HDDIAG_TEST_ABORTED;
+  if (contains(entry, "completed without error")) return HDDIAG_TEST_PASSED;
+  if (contains(entry, "completed") && !contains(entry, "error") && !contains(entry, "fail")) {
     return HDDIAG_TEST_PASSED;
   }
   return HDDIAG_TEST_FAILED;
 }
 
-int CountEntries(const std::string& text, std::size_t log) {
+int count_entries(const std::string& text, std::size_t log) {
   // By find, which is quicker than a look at each byte: nearly all of them lie between two marks.
   int entries = 0;
   for (log = text.find('#', log); log != kNone; log = text.find('#', log + 1)) ++entries;
   return entries;
 }
 
-std::optional<Log_Entry> FindEntry(std::string_view text, std::size_t position) {
+std::optional<FoundEntry> find_entry(std::string_view text, std::size_t position) {
   // Whoever walks from entry to entry stands one character before the next mark. To look at two
   // characters is quicker than a search.
   const auto is_mark = [&](std::size_t place) { return place < text.size() && text[place] == '#'; };
@@ -56,85 +56,85 @@ std::optional<Log_Entry> FindEntry(std::string_view text, std::size_t position) 
                                                     : text.find('#', position);
   if (begin == kNone) return std::nullopt;
   const std::size_t end = text.find('#', begin + 1);
-  return Log_Entry{text.substr(begin, end - begin), end == kNone ? kNone : end - 1};
+  return FoundEntry{text.substr(begin, end - begin), end == kNone ? kNone : end - 1};
 }
 
-std::optional<std::string_view> EntryWithoutNumber(std::string_view entry) {
+std::optional<std::string_view> entry_without_number(std::string_view entry) {
   if (entry.size() <= 3) return std::nullopt;
   return entry.substr(3);
 }
 
-bool IsLogFull(const std::string& text, int entries) {
-  const bool ata = Contains(text, "Remaining") && Contains(text, "LBA_of_first_error");
+bool is_log_full(const std::string& text, int entries) {
+  const bool ata = contains(text, "Remaining") && contains(text, "LBA_of_first_error");
   return entries > (ata ? 20 : 19);
 }
 
-bool AreEntriesSame(const std::vector<std::string>& entries) {
+bool are_entries_same(const std::vector<std::string>& entries) {
   return !entries.empty() && std::all_of(entries.begin(), entries.end(), [&](const auto& entry) {
-    return Contains(entry, entries.front());
+    return contains(entry, entries.front());
   });
 }
 
 }  // namespace engine
 
-using engine::Trace;
+using engine::trace;
 
 namespace {
 
 // Where the log begins; npos, and a line about it, when the text has none.
-std::size_t FindOrTrace(const std::string& text) {
-  const std::size_t log = engine::FindSelfTestLog(text);
-  if (log == std::string::npos) Trace("Can not find keyword (Self-test log)");
+std::size_t find_or_trace(const std::string& text) {
+  const std::size_t log = engine::find_self_test_log(text);
+  if (log == std::string::npos) trace("Can not find keyword (Self-test log)");
   return log;
 }
 
 }  // namespace
 
 void THDDTest::GetLatestSelfTestStatus(const std::string& text, HDDIAG_TEST_STATUS& status) {
-  Trace("THDDTest::GetLatestSelfTestStatus -- Entering");
-  if (const std::size_t log = FindOrTrace(text); log != std::string::npos) {
-    std::string entry = engine::NewestEntry(text, log);
-    Trace("Latest log: ", entry);
-    status = engine::ClassifyEntry(std::move(entry));
+  trace("THDDTest::GetLatestSelfTestStatus -- Entering");
+  if (const std::size_t log = find_or_trace(text); log != std::string::npos) {
+    std::string entry = engine::newest_entry(text, log);
+    trace("Latest log: ", entry);
+    status = engine::classify_entry(std::move(entry));
   }
-  Trace("THDDTest::GetLatestSelfTestStatus -- Exiting");
+  trace("THDDTest::GetLatestSelfTestStatus -- Exiting");
 }
 
 int THDDTest::CountLogNumer(const std::string& text) {
-  Trace("THDDTest::CountLogNumer -- Entering");
-  const std::size_t log = FindOrTrace(text);
-  const int entries = log == std::string::npos ? 0 : engine::CountEntries(text, log);
-  Trace("THDDTest::CountLogNumer -- Exiting");
+  trace("THDDTest::CountLogNumer -- Entering");
+  const std::size_t log = find_or_trace(text);
+  const int entries = log == std::string::npos ? 0 : engine::count_entries(text, log);
+  trace("THDDTest::CountLogNumer -- Exiting");
   return entries;
 }
 
 void THDDTest::SplitLogEntry(const std::string& text, std::vector<std::string>& entries) {
-  Trace("THDDTest::SplitLogEntry -- Entering");
+  trace("THDDTest::SplitLogEntry -- Entering");
   entries.clear();
   entries.reserve(21);  // what a full log holds
-  std::size_t position = FindOrTrace(text);
+  std::size_t position = find_or_trace(text);
   while (position != std::string::npos) {
-    const auto entry = engine::FindEntry(text, position);
+    const auto entry = engine::find_entry(text, position);
     if (!entry) break;
-    if (const auto stored = engine::EntryWithoutNumber(entry->text)) {
+    if (const auto stored = engine::entry_without_number(entry->text)) {
       entries.emplace_back(*stored);
-      Trace("Extract one entry = ", *stored);
+      trace("Extract one entry = ", *stored);
     } else {
-      Trace("Wrong format, entry = ", entry->text);
+      trace("Wrong format, entry = ", entry->text);
     }
     position = entry->next;
   }
-  Trace("THDDTest::SplitLogEntry -- Exiting");
+  trace("THDDTest::SplitLogEntry -- Exiting");
 }
 
 bool THDDTest::IsEntryFullAndSame(const std::string& text) {
-  Trace("THDDTest::IsEntryFullAndSame -- Entering");
+  trace("THDDTest::IsEntryFullAndSame -- Entering");
   bool full_and_same = false;
-  if (engine::IsLogFull(text, CountLogNumer(text))) {
+  if (engine::is_log_full(text, CountLogNumer(text))) {
     std::vector<std::string> entries;
     SplitLogEntry(text, entries);
-    full_and_same = engine::AreEntriesSame(entries);
+    full_and_same = engine::are_entries_same(entries);
   }
-  Trace("THDDTest::IsEntryFullAndSame -- Exiting");
+  trace("THDDTest::IsEntryFullAndSame -- Exiting");
   return full_and_same;
 }

@@ -17,24 +17,24 @@
 
 namespace {
 
-std::string Corpus() {
+std::string corpus() {
   const char* directory = std::getenv("HDDTEST_CORPUS");
   return directory == nullptr ? "" : std::string(directory) + "/";
 }
 
-std::string Read(const std::string& path) {
+std::string read(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   EXPECT_TRUE(file) << path;
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string Escaped(const std::string& text) {
+std::string escaped(const std::string& text) {
   std::string escaped;
   for (const char c : text) escaped += c == '\n' ? "\\n" : std::string(1, c);
   return escaped;
 }
 
-std::string Outcome(const std::string& text) {
+std::string outcome(const std::string& text) {
   auto status = static_cast<HDDIAG_TEST_STATUS>(2);
   try {
     THDDTest().GetLatestSelfTestStatus(text, status);
@@ -44,52 +44,52 @@ std::string Outcome(const std::string& text) {
   return status == 2 ? "unchanged" : std::to_string(status);
 }
 
-std::set<std::string> LogsIn(const std::string& folder) {
+std::set<std::string> logs_in(const std::string& folder) {
   std::set<std::string> logs;
-  for (const auto& entry : std::filesystem::directory_iterator(Corpus() + folder))
+  for (const auto& entry : std::filesystem::directory_iterator(corpus() + folder))
     if (entry.path().extension() == ".txt")
       logs.insert(folder + "/" + entry.path().filename().string());
   return logs;
 }
 
-constexpr const char* folders[] = {"selftest", "selftest-full"};
+constexpr const char* kFolders[] = {"selftest", "selftest-full"};
 
 class SelfTestLogCorpus : public testing::TestWithParam<const char*> {};
 
 TEST_P(SelfTestLogCorpus, EveryLogGivesItsOutcome) {
-  std::istringstream table(Read(Corpus() + GetParam() + "/rules.tsv"));
+  std::istringstream table(read(corpus() + GetParam() + "/rules.tsv"));
   std::string line;
   std::getline(table, line);
   ASSERT_TRUE(line.starts_with("file\trule\trule_entry\t"));
   std::set<std::string> logs;
   while (std::getline(table, line)) {
     std::istringstream columns(line);
-    std::string file, outcome, entry;
+    std::string file, expected, entry;
     std::getline(columns, file, '\t');
-    std::getline(columns, outcome, '\t');
+    std::getline(columns, expected, '\t');
     std::getline(columns, entry, '\t');
     SCOPED_TRACE(file);
-    const std::string text = Read(Corpus() + file);
-    EXPECT_EQ(Outcome(text), outcome);
+    const std::string text = read(corpus() + file);
+    EXPECT_EQ(outcome(text), expected);
     if (!entry.empty()) {
-      const auto newest = engine::NewestEntry(text, engine::FindSelfTestLog(text));
-      EXPECT_TRUE(Escaped(newest).starts_with(entry)) << entry;
+      const auto newest = engine::newest_entry(text, engine::find_self_test_log(text));
+      EXPECT_TRUE(escaped(newest).starts_with(entry)) << entry;
     }
     EXPECT_TRUE(logs.insert(file).second) << "has two rows";
   }
-  EXPECT_EQ(logs, LogsIn(GetParam()));
+  EXPECT_EQ(logs, logs_in(GetParam()));
 }
 
 // No real log has two marks side by side, so each is split into as many entries as are counted.
 TEST_P(SelfTestLogCorpus, EveryLogSplitsIntoTheEntriesThatAreCounted) {
-  std::istringstream table(Read(Corpus() + GetParam() + "/rules.tsv"));
+  std::istringstream table(read(corpus() + GetParam() + "/rules.tsv"));
   std::string line;
   std::getline(table, line);
   int entries_of_all = 0;
   while (std::getline(table, line)) {
     const std::string file = line.substr(0, line.find('\t'));
     SCOPED_TRACE(file);
-    const std::string text = Read(Corpus() + file);
+    const std::string text = read(corpus() + file);
     ASSERT_EQ(text.find("##"), std::string::npos);
     THDDTest engine;
     std::vector<std::string> entries;
@@ -102,12 +102,13 @@ TEST_P(SelfTestLogCorpus, EveryLogSplitsIntoTheEntriesThatAreCounted) {
 
 TEST(SelfTestLogCorpusAsAWhole, HasTheLogsOfManyDrives) {
   std::size_t logs = 0;
-  for (const char* folder : folders) logs += LogsIn(folder).size();
+  for (const char* folder : kFolders) logs += logs_in(folder).size();
   EXPECT_GE(logs, 640u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, SelfTestLogCorpus, testing::ValuesIn(folders), [](const auto& folder) {
-  return folder.index == 0 ? "LogSections" : "WholeReports";
-});
+INSTANTIATE_TEST_SUITE_P(Of, SelfTestLogCorpus, testing::ValuesIn(kFolders),
+                         [](const auto& folder) {
+                           return folder.index == 0 ? "LogSections" : "WholeReports";
+                         });
 
 }  // namespace

@@ -20,15 +20,15 @@ const std::string kHeading =
     "Num  Test_Description    Status                  Remaining  LifeTime(hours)  "
     "LBA_of_first_error\n";
 
-std::string Entry(int number, const std::string& status, int hours = 120) {
+std::string entry(int number, const std::string& status, int hours = 120) {
   return (number < 10 ? "# " : "#") + std::to_string(number) + "  Short offline       " + status +
          "       00%       " + std::to_string(hours) + "         -\n";
 }
 
 // A log of so many entries of one status and, unless told otherwise, one time.
-std::string Log(int entries, const std::string& heading = kHeading) {
+std::string log(int entries, const std::string& heading = kHeading) {
   std::string text = heading;
-  for (int i = 1; i <= entries; ++i) text += Entry(i, "Completed without error");
+  for (int i = 1; i <= entries; ++i) text += entry(i, "Completed without error");
   return text;
 }
 
@@ -41,7 +41,7 @@ struct Outcome {
 
 class EntryOutcome : public testing::TestWithParam<Outcome> {};
 
-TEST_P(EntryOutcome, Is) { EXPECT_EQ(engine::ClassifyEntry(GetParam().entry), GetParam().status); }
+TEST_P(EntryOutcome, Is) { EXPECT_EQ(engine::classify_entry(GetParam().entry), GetParam().status); }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, EntryOutcome,
@@ -73,150 +73,150 @@ INSTANTIATE_TEST_SUITE_P(
 class SelfTestLog : public testing::Test {
  protected:
   // The status after reading a text; 2, which no text gives, when it was left alone.
-  int Status(const std::string& text) {
+  int status(const std::string& text) {
     auto status = static_cast<HDDIAG_TEST_STATUS>(2);
-    engine.GetLatestSelfTestStatus(text, status);
+    engine_.GetLatestSelfTestStatus(text, status);
     return status;
   }
 
-  std::vector<std::string> Split(const std::string& text) {
+  std::vector<std::string> split(const std::string& text) {
     std::vector<std::string> entries = {"from before"};
-    engine.SplitLogEntry(text, entries);
+    engine_.SplitLogEntry(text, entries);
     return entries;
   }
 
-  THDDTest engine;
-  Captured_Log log;
+  THDDTest engine_;
+  CapturedLog log_;
 
-  void SetUp() override { log.Take(); }
+  void SetUp() override { log_.take(); }
 };
 
 TEST_F(SelfTestLog, TheNewestEntryGivesTheStatusWhateverOlderOnesSay) {
-  EXPECT_EQ(Status(kHeading + Entry(1, "Self-test routine in progress") +
-                   Entry(2, "Completed without error")),
+  EXPECT_EQ(status(kHeading + entry(1, "Self-test routine in progress") +
+                   entry(2, "Completed without error")),
             3);
-  EXPECT_EQ(Status(kHeading + Entry(1, "Completed without error") + Entry(2, "Aborted by host")),
+  EXPECT_EQ(status(kHeading + entry(1, "Completed without error") + entry(2, "Aborted by host")),
             0);
 }
 
 TEST_F(SelfTestLog, TheStatusOfASingleEntryReachesToTheEndOfTheText) {
-  EXPECT_EQ(Status("Self-test log\n# 1 strange\n\ntail: aborted"), 4);
+  EXPECT_EQ(status("Self-test log\n# 1 strange\n\ntail: aborted"), 4);
 }
 
 TEST_F(SelfTestLog, TheStatusIgnoresWhatStandsBeforeTheLog) {
-  EXPECT_EQ(Status("# 0 aborted\nSelf-test log\n# 1 completed"), 0);
+  EXPECT_EQ(status("# 0 aborted\nSelf-test log\n# 1 completed"), 0);
 }
 
 TEST_F(SelfTestLog, ReadingTheStatusWritesTheEntry) {
-  EXPECT_EQ(Status("Self-test log\n# 1 Completed\n# 2 Aborted\n"), 0);
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::GetLatestSelfTestStatus -- Entering",
-                                      "3 Latest log: # 1 Completed\n",
-                                      "3 THDDTest::GetLatestSelfTestStatus -- Exiting"));
+  EXPECT_EQ(status("Self-test log\n# 1 Completed\n# 2 Aborted\n"), 0);
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::GetLatestSelfTestStatus -- Entering",
+                                       "3 Latest log: # 1 Completed\n",
+                                       "3 THDDTest::GetLatestSelfTestStatus -- Exiting"));
 }
 
 TEST_F(SelfTestLog, WithoutKeywordTheStatusIsLeftAlone) {
-  EXPECT_EQ(Status("# 1 Completed without error"), 2);
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::GetLatestSelfTestStatus -- Entering",
-                                      "3 Can not find keyword (Self-test log)",
-                                      "3 THDDTest::GetLatestSelfTestStatus -- Exiting"));
+  EXPECT_EQ(status("# 1 Completed without error"), 2);
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::GetLatestSelfTestStatus -- Entering",
+                                       "3 Can not find keyword (Self-test log)",
+                                       "3 THDDTest::GetLatestSelfTestStatus -- Exiting"));
 }
 
 TEST_F(SelfTestLog, TheKeywordIsExactSoThatTheExtendedFormHasNone) {
-  EXPECT_EQ(Status("SMART Extended Self-test Log Version: 1\n# 1 Completed"), 2);
-  EXPECT_EQ(Status(""), 2);
+  EXPECT_EQ(status("SMART Extended Self-test Log Version: 1\n# 1 Completed"), 2);
+  EXPECT_EQ(status(""), 2);
 }
 
 TEST_F(SelfTestLog, ALogWithoutEntriesThrowsAndSaysSo) {
   try {
-    Status(kHeading + "No self-tests have been logged.  [To run self-tests, use: smartctl -t]\n");
+    status(kHeading + "No self-tests have been logged.  [To run self-tests, use: smartctl -t]\n");
     ADD_FAILURE() << "nothing was thrown";
   } catch (const std::out_of_range& error) {
     EXPECT_STREQ(error.what(), "the self-test log has no entry");
   }
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::GetLatestSelfTestStatus -- Entering"));
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::GetLatestSelfTestStatus -- Entering"));
 }
 
 TEST_F(SelfTestLog, ALogWithoutEntriesThrowsAlsoWhenAnEntryStandsBeforeIt) {
-  EXPECT_THROW(Status("# 1 Completed\nSelf-test log\n"), std::out_of_range);
+  EXPECT_THROW(status("# 1 Completed\nSelf-test log\n"), std::out_of_range);
 }
 
 TEST_F(SelfTestLog, TheFirstKeywordBeginsTheLog) {
-  const std::string text = Log(3) + "\nSMART Selective Self-test log data structure\n";
-  EXPECT_EQ(Status(text), 0);
-  EXPECT_EQ(engine.CountLogNumer(text), 3);
-  EXPECT_EQ(Split(text).size(), 3u);
+  const std::string text = log(3) + "\nSMART Selective Self-test log data structure\n";
+  EXPECT_EQ(status(text), 0);
+  EXPECT_EQ(engine_.CountLogNumer(text), 3);
+  EXPECT_EQ(split(text).size(), 3u);
 }
 
 TEST_F(SelfTestLog, TheNewestEntryEndsAtAMarkThatFollowsAtOnce) {
-  EXPECT_EQ(Status("Self-test log\n## 1 Completed without error\n"), 1);
-  EXPECT_EQ(log.Take()[1], "3 Latest log: #");
+  EXPECT_EQ(status("Self-test log\n## 1 Completed without error\n"), 1);
+  EXPECT_EQ(log_.take()[1], "3 Latest log: #");
 }
 
 TEST_F(SelfTestLog, CountsEveryEntryOfALog) {
-  EXPECT_EQ(engine.CountLogNumer(Log(21)), 21);
-  EXPECT_EQ(engine.CountLogNumer(Log(1)), 1);
-  EXPECT_EQ(engine.CountLogNumer(kHeading), 0);
+  EXPECT_EQ(engine_.CountLogNumer(log(21)), 21);
+  EXPECT_EQ(engine_.CountLogNumer(log(1)), 1);
+  EXPECT_EQ(engine_.CountLogNumer(kHeading), 0);
 }
 
 TEST_F(SelfTestLog, CountsNothingBeforeTheKeyword) {
-  EXPECT_EQ(engine.CountLogNumer("#1 # banner\n" + Log(3)), 3);
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::CountLogNumer -- Entering",
-                                      "3 THDDTest::CountLogNumer -- Exiting"));
+  EXPECT_EQ(engine_.CountLogNumer("#1 # banner\n" + log(3)), 3);
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::CountLogNumer -- Entering",
+                                       "3 THDDTest::CountLogNumer -- Exiting"));
 }
 
 TEST_F(SelfTestLog, CountsNothingWithoutKeyword) {
-  EXPECT_EQ(engine.CountLogNumer("# 1 Completed"), 0);
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::CountLogNumer -- Entering",
-                                      "3 Can not find keyword (Self-test log)",
-                                      "3 THDDTest::CountLogNumer -- Exiting"));
+  EXPECT_EQ(engine_.CountLogNumer("# 1 Completed"), 0);
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::CountLogNumer -- Entering",
+                                       "3 Can not find keyword (Self-test log)",
+                                       "3 THDDTest::CountLogNumer -- Exiting"));
 }
 
 TEST_F(SelfTestLog, SplitsIntoEntriesWithoutTheirNumbers) {
-  EXPECT_THAT(Split("# 0\nSelf-test log\n# 1 one\n#10 ten\n# 2 two\ntail"),
+  EXPECT_THAT(split("# 0\nSelf-test log\n# 1 one\n#10 ten\n# 2 two\ntail"),
               ElementsAre(" one\n", " ten\n", " two\ntail"));
-  EXPECT_THAT(log.Take(),
+  EXPECT_THAT(log_.take(),
               ElementsAre("3 THDDTest::SplitLogEntry -- Entering", "3 Extract one entry =  one\n",
                           "3 Extract one entry =  ten\n", "3 Extract one entry =  two\ntail",
                           "3 THDDTest::SplitLogEntry -- Exiting"));
 }
 
 TEST_F(SelfTestLog, AnEntryOfThreeCharactersIsWrongAndLeftOut) {
-  EXPECT_THAT(Split("Self-test log# 1# 2+# 3"), ElementsAre("+"));
-  EXPECT_THAT(log.Take(),
+  EXPECT_THAT(split("Self-test log# 1# 2+# 3"), ElementsAre("+"));
+  EXPECT_THAT(log_.take(),
               ElementsAre("3 THDDTest::SplitLogEntry -- Entering", "3 Wrong format, entry = # 1",
                           "3 Extract one entry = +", "3 Wrong format, entry = # 3",
                           "3 THDDTest::SplitLogEntry -- Exiting"));
 }
 
 TEST_F(SelfTestLog, SplittingATextWithoutKeywordEmptiesTheList) {
-  EXPECT_THAT(Split("# 1 Completed"), IsEmpty());
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::SplitLogEntry -- Entering",
-                                      "3 Can not find keyword (Self-test log)",
-                                      "3 THDDTest::SplitLogEntry -- Exiting"));
+  EXPECT_THAT(split("# 1 Completed"), IsEmpty());
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::SplitLogEntry -- Entering",
+                                       "3 Can not find keyword (Self-test log)",
+                                       "3 THDDTest::SplitLogEntry -- Exiting"));
 }
 
 TEST_F(SelfTestLog, SplittingALogWithoutEntriesEmptiesTheList) {
-  EXPECT_THAT(Split(kHeading), IsEmpty());
+  EXPECT_THAT(split(kHeading), IsEmpty());
 }
 
 TEST(FindEntry, StepsFromEntryToEntryOneCharacterBack) {
   const std::string text = "ab#c#def";
-  const auto first = engine::FindEntry(text, 0);
+  const auto first = engine::find_entry(text, 0);
   ASSERT_TRUE(first);
   EXPECT_EQ(first->text, "#c");
   EXPECT_EQ(first->next, 3u);
-  const auto second = engine::FindEntry(text, first->next);
+  const auto second = engine::find_entry(text, first->next);
   ASSERT_TRUE(second);
   EXPECT_EQ(second->text, "#def");
   EXPECT_EQ(second->next, std::string::npos);
-  EXPECT_FALSE(engine::FindEntry(text, 5));
+  EXPECT_FALSE(engine::find_entry(text, 5));
 }
 
 TEST(FindEntry, TwoMarksSideBySideAreFoundForEver) {
   const std::string text = "##";
   std::size_t position = 0;
   for (int step = 0; step < 3; ++step) {
-    const auto entry = engine::FindEntry(text, position);
+    const auto entry = engine::find_entry(text, position);
     ASSERT_TRUE(entry);
     EXPECT_EQ(entry->text, "#");
     EXPECT_EQ(entry->next, 0u);
@@ -229,7 +229,7 @@ TEST(SplitLogEntryDeathTest, DoesNotEndOnTwoMarksSideBySide) {
   const auto split = [] {
     alarm(60);
     static int wrong = 0;
-    NKVRHVX20::SetLogSink(
+    NKVRHVX20::set_log_sink(
         [](NKVRHVX20::ILogger::EHVXLogSeverity, const std::string& text, void*) {
           if (text == "Wrong format, entry = #" && ++wrong == 1000) _exit(42);
         },
@@ -241,36 +241,36 @@ TEST(SplitLogEntryDeathTest, DoesNotEndOnTwoMarksSideBySide) {
 }
 
 TEST(IsLogFull, At21EntriesForTheTableOfAtaDrives) {
-  EXPECT_FALSE(engine::IsLogFull("Remaining LBA_of_first_error", 20));
-  EXPECT_TRUE(engine::IsLogFull("Remaining LBA_of_first_error", 21));
+  EXPECT_FALSE(engine::is_log_full("Remaining LBA_of_first_error", 20));
+  EXPECT_TRUE(engine::is_log_full("Remaining LBA_of_first_error", 21));
 }
 
 TEST(IsLogFull, At20EntriesWithoutOneOfItsColumns) {
   for (const char* text : {"", "Remaining", "LBA_of_first_error", "remaining LBA_of_first_error"}) {
-    EXPECT_FALSE(engine::IsLogFull(text, 19)) << text;
-    EXPECT_TRUE(engine::IsLogFull(text, 20)) << text;
+    EXPECT_FALSE(engine::is_log_full(text, 19)) << text;
+    EXPECT_TRUE(engine::is_log_full(text, 20)) << text;
   }
 }
 
 TEST(AreEntriesSame, WhenEachContainsTheFirst) {
-  EXPECT_TRUE(engine::AreEntriesSame({"a"}));
-  EXPECT_TRUE(engine::AreEntriesSame({"a", "a", "bab"}));
-  EXPECT_FALSE(engine::AreEntriesSame({"bab", "a"}));
-  EXPECT_FALSE(engine::AreEntriesSame({"a", "b"}));
-  EXPECT_FALSE(engine::AreEntriesSame({}));
+  EXPECT_TRUE(engine::are_entries_same({"a"}));
+  EXPECT_TRUE(engine::are_entries_same({"a", "a", "bab"}));
+  EXPECT_FALSE(engine::are_entries_same({"bab", "a"}));
+  EXPECT_FALSE(engine::are_entries_same({"a", "b"}));
+  EXPECT_FALSE(engine::are_entries_same({}));
 }
 
 TEST_F(SelfTestLog, TwentyEntriesOfAnAtaDriveAreNotFullAndNotSplit) {
-  EXPECT_FALSE(engine.IsEntryFullAndSame(Log(20)));
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::IsEntryFullAndSame -- Entering",
-                                      "3 THDDTest::CountLogNumer -- Entering",
-                                      "3 THDDTest::CountLogNumer -- Exiting",
-                                      "3 THDDTest::IsEntryFullAndSame -- Exiting"));
+  EXPECT_FALSE(engine_.IsEntryFullAndSame(log(20)));
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::IsEntryFullAndSame -- Entering",
+                                       "3 THDDTest::CountLogNumer -- Entering",
+                                       "3 THDDTest::CountLogNumer -- Exiting",
+                                       "3 THDDTest::IsEntryFullAndSame -- Exiting"));
 }
 
 TEST_F(SelfTestLog, TwentyOneLikeEntriesOfAnAtaDriveAreFullAndSame) {
-  EXPECT_TRUE(engine.IsEntryFullAndSame(Log(21)));
-  const auto lines = log.Take();
+  EXPECT_TRUE(engine_.IsEntryFullAndSame(log(21)));
+  const auto lines = log_.take();
   ASSERT_EQ(lines.size(), 2u + 2u + 2u + 21u);
   EXPECT_EQ(lines[3], "3 THDDTest::SplitLogEntry -- Entering");
   EXPECT_EQ(lines[25], "3 THDDTest::SplitLogEntry -- Exiting");
@@ -280,32 +280,32 @@ TEST_F(SelfTestLog, TwentyLikeEntriesOfAScsiDriveAreFullAndSame) {
   const std::string heading =
       "SMART Self-test log\n"
       "Num  Test              Status     segment  LifeTime  LBA_first_err [SK ASC ASQ]\n";
-  EXPECT_FALSE(engine.IsEntryFullAndSame(Log(19, heading)));
-  EXPECT_TRUE(engine.IsEntryFullAndSame(Log(20, heading)));
+  EXPECT_FALSE(engine_.IsEntryFullAndSame(log(19, heading)));
+  EXPECT_TRUE(engine_.IsEntryFullAndSame(log(20, heading)));
 }
 
 TEST_F(SelfTestLog, OneEntryThatDiffersIsEnough) {
-  EXPECT_FALSE(engine.IsEntryFullAndSame(Log(20) + Entry(21, "Aborted by host")));
-  EXPECT_FALSE(engine.IsEntryFullAndSame(Log(20) + Entry(21, "Completed without error", 121)));
+  EXPECT_FALSE(engine_.IsEntryFullAndSame(log(20) + entry(21, "Aborted by host")));
+  EXPECT_FALSE(engine_.IsEntryFullAndSame(log(20) + entry(21, "Completed without error", 121)));
 }
 
 TEST_F(SelfTestLog, WhatFollowsTheLastEntryDoesNotMakeItDiffer) {
-  EXPECT_TRUE(engine.IsEntryFullAndSame(Log(21) + "\nSMART Selective self-test log\n"));
+  EXPECT_TRUE(engine_.IsEntryFullAndSame(log(21) + "\nSMART Selective self-test log\n"));
 }
 
 TEST_F(SelfTestLog, AFullLogWithoutUsableEntriesIsNotTheSame) {
   std::string text = "Self-test log";
   for (int i = 0; i < 21; ++i) text += "# 1";
-  EXPECT_FALSE(engine.IsEntryFullAndSame(text));
+  EXPECT_FALSE(engine_.IsEntryFullAndSame(text));
 }
 
 TEST_F(SelfTestLog, ATextWithoutKeywordIsNotFull) {
-  EXPECT_FALSE(engine.IsEntryFullAndSame(Log(30, "")));
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::IsEntryFullAndSame -- Entering",
-                                      "3 THDDTest::CountLogNumer -- Entering",
-                                      "3 Can not find keyword (Self-test log)",
-                                      "3 THDDTest::CountLogNumer -- Exiting",
-                                      "3 THDDTest::IsEntryFullAndSame -- Exiting"));
+  EXPECT_FALSE(engine_.IsEntryFullAndSame(log(30, "")));
+  EXPECT_THAT(log_.take(), ElementsAre("3 THDDTest::IsEntryFullAndSame -- Entering",
+                                       "3 THDDTest::CountLogNumer -- Entering",
+                                       "3 Can not find keyword (Self-test log)",
+                                       "3 THDDTest::CountLogNumer -- Exiting",
+                                       "3 THDDTest::IsEntryFullAndSame -- Exiting"));
 }
 
 }  // namespace

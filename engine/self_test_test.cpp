@@ -15,33 +15,33 @@ using ::testing::IsEmpty;
 
 TEST(StepFailed, WhenOneOfTheFourLowestBitsIsSet) {
   for (const int status : {1, 2, 4, 8, 15, 64 | 1, 255, -1}) {
-    EXPECT_TRUE(engine::StepFailed(status)) << status;
+    EXPECT_TRUE(engine::step_failed(status)) << status;
   }
   for (const int status : {0, 16, 32, 64, 128, 240}) {
-    EXPECT_FALSE(engine::StepFailed(status)) << status;
+    EXPECT_FALSE(engine::step_failed(status)) << status;
   }
 }
 
 TEST(IsSmartEnabled, ByOneOfTwoTexts) {
-  EXPECT_TRUE(engine::IsSmartEnabled("SMART support is: Available\nSMART support is: Enabled\n"));
-  EXPECT_TRUE(engine::IsSmartEnabled("Device supports SMART and is Enabled\n"));
-  EXPECT_FALSE(engine::IsSmartEnabled("SMART support is: Disabled\n"));
-  EXPECT_FALSE(engine::IsSmartEnabled("Device supports SMART and is Disabled\n"));
-  EXPECT_FALSE(engine::IsSmartEnabled("SMART support is: Available\n"));
-  EXPECT_FALSE(engine::IsSmartEnabled("smart support is: enabled\n"));
-  EXPECT_FALSE(engine::IsSmartEnabled(""));
+  EXPECT_TRUE(engine::is_smart_enabled("SMART support is: Available\nSMART support is: Enabled\n"));
+  EXPECT_TRUE(engine::is_smart_enabled("Device supports SMART and is Enabled\n"));
+  EXPECT_FALSE(engine::is_smart_enabled("SMART support is: Disabled\n"));
+  EXPECT_FALSE(engine::is_smart_enabled("Device supports SMART and is Disabled\n"));
+  EXPECT_FALSE(engine::is_smart_enabled("SMART support is: Available\n"));
+  EXPECT_FALSE(engine::is_smart_enabled("smart support is: enabled\n"));
+  EXPECT_FALSE(engine::is_smart_enabled(""));
 }
 
 TEST(KeepsNoLog, ByOneOfTwoTexts) {
-  EXPECT_TRUE(engine::KeepsNoLog("No self-tests have been logged.  [To run self-tests, ...]\n"));
-  EXPECT_TRUE(engine::KeepsNoLog("SMART Self-test Log not supported\n"));
-  EXPECT_FALSE(engine::KeepsNoLog("No self-tests\nNo self-tests are running\n"));
-  EXPECT_FALSE(engine::KeepsNoLog(kOld));
-  EXPECT_FALSE(engine::KeepsNoLog(""));
+  EXPECT_TRUE(engine::keeps_no_log("No self-tests have been logged.  [To run self-tests, ...]\n"));
+  EXPECT_TRUE(engine::keeps_no_log("SMART Self-test Log not supported\n"));
+  EXPECT_FALSE(engine::keeps_no_log("No self-tests\nNo self-tests are running\n"));
+  EXPECT_FALSE(engine::keeps_no_log(kOld));
+  EXPECT_FALSE(engine::keeps_no_log(""));
 }
 
 TEST_F(SelfTest, RunsTheToolInItsOrderWithTheDeviceLast) {
-  EXPECT_THAT(Poll(kOld, {kPassed}), ElementsAre(0));
+  EXPECT_THAT(poll(kOld, {kPassed}), ElementsAre(0));
   EXPECT_THAT(calls, ElementsAre("smartctl -i /dev/sda within 20",
                                  "smartctl -l selftest /dev/sda within 20",
                                  "smartctl -t short /dev/sda within 20",
@@ -49,7 +49,7 @@ TEST_F(SelfTest, RunsTheToolInItsOrderWithTheDeviceLast) {
 }
 
 TEST_F(SelfTest, EveryLineOfARunThatSeesTheTestGoOnAndEnd) {
-  EXPECT_THAT(Poll(kOld, {kRunning, kPassed}), ElementsAre(0));
+  EXPECT_THAT(poll(kOld, {kRunning, kPassed}), ElementsAre(0));
   EXPECT_THAT(sleeps, ElementsAre(5));
   const std::vector<std::string> expected = {
       "3 THDDTest::SelfTest -- Entering with deviceID=/dev/sda",
@@ -81,142 +81,142 @@ TEST_F(SelfTest, EveryLineOfARunThatSeesTheTestGoOnAndEnd) {
       "3 THDDTest::GetLatestSelfTestStatus -- Exiting",
       "3 THDDTest::SelfTest -- Exiting",
   };
-  EXPECT_THAT(lines, ElementsAreArray(expected));
+  EXPECT_THAT(lines_, ElementsAreArray(expected));
 }
 
 TEST_F(SelfTest, ATestDoneBeforeTheFirstReadShowsByAChangedLog) {
-  EXPECT_THAT(Poll(kOld, {kPassed}), ElementsAre(0));
+  EXPECT_THAT(poll(kOld, {kPassed}), ElementsAre(0));
   EXPECT_THAT(sleeps, IsEmpty());
-  ASSERT_GE(lines.size(), 6u);
-  EXPECT_EQ(lines[lines.size() - 5], "3 Log entry has been changed, get test status");
-  EXPECT_EQ(lines[lines.size() - 4], "3 THDDTest::GetLatestSelfTestStatus -- Entering");
+  ASSERT_GE(lines_.size(), 6u);
+  EXPECT_EQ(lines_[lines_.size() - 5], "3 Log entry has been changed, get test status");
+  EXPECT_EQ(lines_[lines_.size() - 4], "3 THDDTest::GetLatestSelfTestStatus -- Entering");
 }
 
 TEST_F(SelfTest, ALogThatGrewByOneBlankHasChanged) {
-  EXPECT_THAT(Poll(kOld, {kOld, kOld + " "}), ElementsAre(0));
+  EXPECT_THAT(poll(kOld, {kOld, kOld + " "}), ElementsAre(0));
   EXPECT_THAT(sleeps, ElementsAre(5));
 }
 
 TEST_F(SelfTest, ALogThatDiffersInItsLastByteHasChanged) {
   const std::string before = kOld.substr(0, kOld.size() - 1);
-  EXPECT_THAT(Poll(before + "1", {before + "2"}), ElementsAre(0));
+  EXPECT_THAT(poll(before + "1", {before + "2"}), ElementsAre(0));
   EXPECT_THAT(sleeps, IsEmpty());
 }
 
 TEST_F(SelfTest, AProgressAnywhereInTheOutputIsOne) {
   for (const std::string& running :
        {"Self-test execution: in progress, 90%\n" + kOld,
-        Log(" Completed without error 2") + "# 2 Self-test routine in progress\n",
+        log(" Completed without error 2") + "# 2 Self-test routine in progress\n",
         std::string("in progress\n")}) {
-    engine.ResetResults();
+    engine_.ResetResults();
     calls.clear();
     sleeps.clear();
-    EXPECT_THAT(Poll(kOld, {running, kPassed}), ElementsAre(0)) << running;
+    EXPECT_THAT(poll(kOld, {running, kPassed}), ElementsAre(0)) << running;
     EXPECT_THAT(sleeps, ElementsAre(5)) << running;
-    EXPECT_THAT(lines, testing::Contains("3 Test is in progress, continue to wait")) << running;
+    EXPECT_THAT(lines_, testing::Contains("3 Test is in progress, continue to wait")) << running;
   }
 }
 
 TEST_F(SelfTest, ATestThatEndsLikeTheOneBeforeIsSeenByItsProgress) {
-  EXPECT_THAT(Poll(kOld, {kRunning, kOld}), ElementsAre(0));
+  EXPECT_THAT(poll(kOld, {kRunning, kOld}), ElementsAre(0));
 }
 
 // Failures before the first read: what is logged, and that nothing is run afterwards.
-struct Failing_Step {
+struct FailingStep {
   const char* name;
   std::vector<Answer> drive;
   const char* failure;
 };
 
-class SelfTestStep : public SelfTest, public testing::WithParamInterface<Failing_Step> {};
+class SelfTestStep : public SelfTest, public testing::WithParamInterface<FailingStep> {};
 
 TEST_P(SelfTestStep, FailsTheRunAndEndsIt) {
   EXPECT_THAT(Run(GetParam().drive), ElementsAre(1));
   EXPECT_EQ(calls.size(), GetParam().drive.size());
   EXPECT_THAT(sleeps, IsEmpty());
-  ASSERT_GE(lines.size(), 3u);
-  EXPECT_THAT(lines[lines.size() - 3],
+  ASSERT_GE(lines_.size(), 3u);
+  EXPECT_THAT(lines_[lines_.size() - 3],
               testing::HasSubstr("ErrorRet = " + std::to_string(GetParam().drive.back().status)));
-  EXPECT_EQ(lines[lines.size() - 2], std::string("0 ") + GetParam().failure);
-  EXPECT_EQ(lines[lines.size() - 1], "3 THDDTest::SelfTest -- Exiting");
+  EXPECT_EQ(lines_[lines_.size() - 2], std::string("0 ") + GetParam().failure);
+  EXPECT_EQ(lines_[lines_.size() - 1], "3 THDDTest::SelfTest -- Exiting");
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, SelfTestStep,
-                         testing::Values(Failing_Step{"InformationStatus4",
-                                                      {{4, kEnabled}},
-                                                      "Check SMART support status /dev/sda Failed"},
-                                         Failing_Step{"InformationNotStarted",
-                                                      {{-1, ""}},
-                                                      "Check SMART support status /dev/sda Failed"},
-                                         Failing_Step{"SmartDisabled",
-                                                      {{0, "SMART support is: Disabled\n"}},
-                                                      "SMART is not enabled on /dev/sda"},
-                                         Failing_Step{"SmartUnavailable",
-                                                      {{0, "SMART support is: Unavailable\n"}},
-                                                      "SMART is not enabled on /dev/sda"},
-                                         Failing_Step{"BaselineStatus2",
-                                                      {{0, kEnabled}, {2, kOld}},
-                                                      "Retrieve test logs on /dev/sda Failed"},
-                                         Failing_Step{"StartStatus8",
-                                                      {{0, kEnabled}, {0, kOld}, {8, kStarted}},
-                                                      "Trigger Self-Test on /dev/sda Failed"}),
+                         testing::Values(FailingStep{"InformationStatus4",
+                                                     {{4, kEnabled}},
+                                                     "Check SMART support status /dev/sda Failed"},
+                                         FailingStep{"InformationNotStarted",
+                                                     {{-1, ""}},
+                                                     "Check SMART support status /dev/sda Failed"},
+                                         FailingStep{"SmartDisabled",
+                                                     {{0, "SMART support is: Disabled\n"}},
+                                                     "SMART is not enabled on /dev/sda"},
+                                         FailingStep{"SmartUnavailable",
+                                                     {{0, "SMART support is: Unavailable\n"}},
+                                                     "SMART is not enabled on /dev/sda"},
+                                         FailingStep{"BaselineStatus2",
+                                                     {{0, kEnabled}, {2, kOld}},
+                                                     "Retrieve test logs on /dev/sda Failed"},
+                                         FailingStep{"StartStatus8",
+                                                     {{0, kEnabled}, {0, kOld}, {8, kStarted}},
+                                                     "Trigger Self-Test on /dev/sda Failed"}),
                          [](const auto& step) { return step.param.name; });
 
 TEST_F(SelfTest, HigherBitsOfAStatusFailNoStep) {
   EXPECT_THAT(Run({{64, kEnabled}, {128, kOld}, {16, kStarted}, {240, kPassed}}), ElementsAre(0));
-  EXPECT_THAT(Failures(), IsEmpty());
+  EXPECT_THAT(failures(), IsEmpty());
 }
 
 TEST_F(SelfTest, EachRunAppendsOneResult) {
   Run({{4, ""}});
   calls.clear();
-  Poll(kOld, {kPassed});
+  poll(kOld, {kPassed});
   calls.clear();
-  EXPECT_THAT(Poll(kOld, {Log(" Aborted")}), ElementsAre(1, 0, 4));
+  EXPECT_THAT(poll(kOld, {log(" Aborted")}), ElementsAre(1, 0, 4));
 }
 
 // The drive commands by themselves.
 class Command : public SelfTest {
  protected:
-  std::string output = "from before";
+  std::string output_ = "from before";
 };
 
 TEST_F(Command, CheckSmartStatus) {
   answers = {{64, kEnabled}, {2, kEnabled}, {0, "SMART support is: Disabled"}};
-  Captured_Log log;
+  CapturedLog log;
   bool enabled = false;
-  EXPECT_EQ(engine.CheckSmartStatus("/dev/sdb", output, enabled), 64);
+  EXPECT_EQ(engine_.CheckSmartStatus("/dev/sdb", output_, enabled), 64);
   EXPECT_TRUE(enabled);
-  EXPECT_EQ(output, kEnabled);
+  EXPECT_EQ(output_, kEnabled);
   EXPECT_EQ(calls[0], "smartctl -i /dev/sdb within 20");
-  EXPECT_THAT(log.Take(),
+  EXPECT_THAT(log.take(),
               ElementsAre("3 THDDTest::CheckSmartStatus -- Entering with deviceID = /dev/sdb",
                           "3 THDDTest::CheckSmartStatus -- Exiting"));
-  EXPECT_EQ(engine.CheckSmartStatus("/dev/sdb", output, enabled), 2);
+  EXPECT_EQ(engine_.CheckSmartStatus("/dev/sdb", output_, enabled), 2);
   EXPECT_FALSE(enabled);
   enabled = true;
-  EXPECT_EQ(engine.CheckSmartStatus("/dev/sdb", output, enabled), 0);
+  EXPECT_EQ(engine_.CheckSmartStatus("/dev/sdb", output_, enabled), 0);
   EXPECT_FALSE(enabled);
 }
 
 TEST_F(Command, EnableSmart) {
   answers = {{3, "SMART Enabled."}};
-  Captured_Log log;
-  EXPECT_EQ(engine.EnableSmart("/dev/sdb", output), 3);
-  EXPECT_EQ(output, "SMART Enabled.");
+  CapturedLog log;
+  EXPECT_EQ(engine_.EnableSmart("/dev/sdb", output_), 3);
+  EXPECT_EQ(output_, "SMART Enabled.");
   EXPECT_THAT(calls, ElementsAre("smartctl -s on /dev/sdb within 20"));
-  EXPECT_THAT(log.Take(),
+  EXPECT_THAT(log.take(),
               ElementsAre("3 THDDTest::EnableSmart -- Entering with deviceID = /dev/sdb",
                           "3 THDDTest::EnableSmart -- Exiting"));
 }
 
 TEST_F(Command, EachRebuildsTheArguments) {
   answers = {{0, ""}};
-  engine.fToolPath = "/opt/smartctl";
-  engine.TriggerSelfTest("/dev/sdb", output);
-  EXPECT_THAT(engine.fToolArgs, ElementsAre("-t", "short", "/dev/sdb"));
-  engine.RetrieveRecordedLog("/dev/sdc", output);
-  EXPECT_THAT(engine.fToolArgs, ElementsAre("-l", "selftest", "/dev/sdc"));
+  engine_.fToolPath = "/opt/smartctl";
+  engine_.TriggerSelfTest("/dev/sdb", output_);
+  EXPECT_THAT(engine_.fToolArgs, ElementsAre("-t", "short", "/dev/sdb"));
+  engine_.RetrieveRecordedLog("/dev/sdc", output_);
+  EXPECT_THAT(engine_.fToolArgs, ElementsAre("-l", "selftest", "/dev/sdc"));
   EXPECT_THAT(calls, ElementsAre("/opt/smartctl -t short /dev/sdb within 20",
                                  "/opt/smartctl -l selftest /dev/sdc within 20"));
 }

@@ -20,11 +20,11 @@ class Store : public testing::Test {
   }
 };
 
-TDiagRecord Record(const std::string& job) {
+TDiagRecord made_record(const std::string& job) {
   return {job, "text of " + job, "Hard Drive: Self Test", "/dev/" + job, 5};
 }
 
-TConcreteJob Job(const std::string& identifier) { return {identifier, 2, 0}; }
+TConcreteJob made_job(const std::string& identifier) { return {identifier, 2, 0}; }
 
 TEST_F(Store, ThereIsNoInstanceBeforeTheFirstGet) { EXPECT_EQ(THDDTest::fgInstance, nullptr); }
 
@@ -52,15 +52,16 @@ TEST_F(Store, DeleteInstanceLeavesThePointer) {
 }
 
 TEST_F(Store, DeleteInstanceWithoutInstanceDoesNothing) {
-  Captured_Log log;
+  CapturedLog log;
   THDDTest::DeleteInstance();
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::DeleteInstance -- Entering ",
+  EXPECT_THAT(log.take(), ElementsAre("3 THDDTest::DeleteInstance -- Entering ",
                                       "3 THDDTest::DeleteInstance -- Exiting "));
 }
 
 TEST_F(Store, TheLatestJobReplacesTheOneBefore) {
   THDDTest engine;
-  TConcreteJob first = Job("HDDTest_ConcreteJob001"), second = Job("HDDTest_ConcreteJob002");
+  TConcreteJob first = made_job("HDDTest_ConcreteJob001"),
+               second = made_job("HDDTest_ConcreteJob002");
   second.fReserved = 7;
   engine.AddConcreteJob(&first);
   engine.AddConcreteJob(&second);
@@ -75,7 +76,7 @@ TEST_F(Store, TheLatestJobReplacesTheOneBefore) {
 TEST_F(Store, RecordsAreCopiesInTheOrderOfTheirAddition) {
   THDDTest engine;
   for (const char* job : {"sdb", "sda", "sdc"}) {
-    TDiagRecord record = Record(job);
+    TDiagRecord record = made_record(job);
     engine.AddRecord(&record);
     record.fRecordData = "changed by its owner";
   }
@@ -92,8 +93,8 @@ TEST_F(Store, RecordsAreCopiesInTheOrderOfTheirAddition) {
 
 TEST_F(Store, WhatGettersReturnIsACopy) {
   THDDTest engine;
-  TDiagRecord record = Record("sda");
-  TConcreteJob job = Job("job");
+  TDiagRecord record = made_record("sda");
+  TConcreteJob job = made_job("job");
   engine.AddRecord(&record);
   engine.AddConcreteJob(&job);
   engine.fResults = {1};
@@ -105,32 +106,33 @@ TEST_F(Store, WhatGettersReturnIsACopy) {
   EXPECT_THAT(engine.GetResults(), ElementsAre(1));
 }
 
-std::vector<std::string> VisitedJobs(THDDTest& engine) {
+std::vector<std::string> visited_jobs(THDDTest& engine) {
   std::vector<std::string> jobs;
-  engine.VisitRecords([&](const TDiagRecord& record) { jobs.push_back(record.fJobID); });
+  engine.visit_records([&](const TDiagRecord& record) { jobs.push_back(record.fJobID); });
   return jobs;
 }
 
 TEST_F(Store, AVisitorGetsTheRecordsThatThereAreWhenItBegins) {
   THDDTest engine;
   for (const char* job : {"sdb", "sda"}) {
-    TDiagRecord record = Record(job);
+    TDiagRecord record = made_record(job);
     engine.AddRecord(&record);
   }
   std::vector<std::string> texts;
-  engine.VisitRecords([&](TDiagRecord record) {
+  engine.visit_records([&](TDiagRecord record) {
     texts.push_back(record.fRecordData);
     record.fJobID = "added meanwhile";
     engine.AddRecord(&record);
   });
   EXPECT_THAT(texts, ElementsAre("text of sdb", "text of sda"));
-  EXPECT_THAT(VisitedJobs(engine), ElementsAre("sdb", "sda", "added meanwhile", "added meanwhile"));
+  EXPECT_THAT(visited_jobs(engine),
+              ElementsAre("sdb", "sda", "added meanwhile", "added meanwhile"));
 }
 
 TEST_F(Store, ResetEmptiesTheResultsOnly) {
   THDDTest engine;
-  TDiagRecord record = Record("sda");
-  TConcreteJob job = Job("job");
+  TDiagRecord record = made_record("sda");
+  TConcreteJob job = made_job("job");
   engine.AddRecord(&record);
   engine.AddConcreteJob(&job);
   engine.fResults = {0, 4};
@@ -166,9 +168,9 @@ class StoreLog : public Store, public testing::WithParamInterface<Operation> {};
 
 TEST_P(StoreLog, HoldsTheseLines) {
   THDDTest engine;
-  Captured_Log log;
+  CapturedLog log;
   GetParam().call(engine);
-  EXPECT_THAT(log.Take(), testing::ElementsAreArray(GetParam().lines));
+  EXPECT_THAT(log.take(), testing::ElementsAreArray(GetParam().lines));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -199,21 +201,21 @@ INSTANTIATE_TEST_SUITE_P(
                   {"3 THDDTest::GetResults -- Entering", "3 THDDTest::GetResults -- Exiting"}},
         Operation{"AddRecord",
                   [](THDDTest& engine) {
-                    TDiagRecord record = Record("sda");
-                    engine.AddRecord(&record);
+                    TDiagRecord added = made_record("sda");
+                    engine.AddRecord(&added);
                   },
                   {"3 THDDTest::AddRecord -- Entering", "3 THDDTest::AddRecord -- Exiting"}},
         Operation{"GetRecord",
                   [](THDDTest& engine) { engine.GetRecord(); },
                   {"3 THDDTest::GetRecord -- Entering", "3 HDDTest::GetRecord -- Exiting"}},
         Operation{"VisitRecords",
-                  [](THDDTest& engine) { VisitedJobs(engine); },
+                  [](THDDTest& engine) { visited_jobs(engine); },
                   {"3 THDDTest::GetRecord -- Entering", "3 HDDTest::GetRecord -- Exiting"}},
         Operation{
             "AddConcreteJob",
             [](THDDTest& engine) {
-              TConcreteJob job = Job("job");
-              engine.AddConcreteJob(&job);
+              TConcreteJob added = made_job("job");
+              engine.AddConcreteJob(&added);
             },
             {"3 THDDTest::AddConcreteJob -- Entering ", "3 THDDTest::AddConcreteJob -- Exiting"}},
         Operation{
@@ -229,19 +231,20 @@ struct Getter {
   std::size_t (*count)(THDDTest&);
 };
 
-bool IsExit(const std::string& text) { return text.ends_with("-- Exiting"); }
+bool is_exit(const std::string& text) { return text.ends_with("-- Exiting"); }
 
-void AddRecordAtExit(NKVRHVX20::ILogger::EHVXLogSeverity, const std::string& text, void* engine) {
-  if (IsExit(text)) static_cast<THDDTest*>(engine)->fRecords.push_back(Record("sda"));
+void add_record_at_exit(NKVRHVX20::ILogger::EHVXLogSeverity, const std::string& text,
+                        void* engine) {
+  if (is_exit(text)) static_cast<THDDTest*>(engine)->fRecords.push_back(made_record("sda"));
 }
 
 class StoreGetter : public Store, public testing::WithParamInterface<Getter> {};
 
 TEST_P(StoreGetter, WritesBothLinesBeforeItCopies) {
   THDDTest engine;
-  NKVRHVX20::SetLogSink(GetParam().add_at_exit, &engine);
+  NKVRHVX20::set_log_sink(GetParam().add_at_exit, &engine);
   const std::size_t count = GetParam().count(engine);
-  NKVRHVX20::SetLogSink(nullptr, nullptr);
+  NKVRHVX20::set_log_sink(nullptr, nullptr);
   EXPECT_EQ(count, 1u);
 }
 
@@ -249,27 +252,27 @@ INSTANTIATE_TEST_SUITE_P(
     Of, StoreGetter,
     testing::Values(Getter{"GetResults",
                            [](auto, const std::string& text, void* engine) {
-                             if (IsExit(text))
+                             if (is_exit(text))
                                static_cast<THDDTest*>(engine)->fResults.push_back(1);
                            },
                            [](THDDTest& engine) { return engine.GetResults().size(); }},
-                    Getter{"GetRecord", AddRecordAtExit,
+                    Getter{"GetRecord", add_record_at_exit,
                            [](THDDTest& engine) { return engine.GetRecord().size(); }},
-                    Getter{"VisitRecords", AddRecordAtExit,
-                           [](THDDTest& engine) { return VisitedJobs(engine).size(); }},
+                    Getter{"VisitRecords", add_record_at_exit,
+                           [](THDDTest& engine) { return visited_jobs(engine).size(); }},
                     Getter{"GetConcreteJob",
                            [](auto, const std::string& text, void* engine) {
-                             if (IsExit(text))
-                               static_cast<THDDTest*>(engine)->fJobs.push_back(Job("job"));
+                             if (is_exit(text))
+                               static_cast<THDDTest*>(engine)->fJobs.push_back(made_job("job"));
                            },
                            [](THDDTest& engine) { return engine.GetConcreteJob().size(); }}),
     [](const auto& getter) { return getter.param.name; });
 
 TEST_F(Store, LaterGetInstancesWriteTheirOwnLinesOnly) {
   THDDTest::GetInstance();
-  Captured_Log log;
+  CapturedLog log;
   THDDTest::GetInstance();
-  EXPECT_THAT(log.Take(), ElementsAre("3 THDDTest::GetInstance -- Entering ",
+  EXPECT_THAT(log.take(), ElementsAre("3 THDDTest::GetInstance -- Entering ",
                                       "3 THDDTest::GetInstance -- Exiting "));
 }
 
@@ -279,13 +282,13 @@ TEST_F(Store, ThreadsShareOneInstanceAndLoseNothing) {
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([] {
       for (int n = 0; n < kRecords; ++n) {
-        TDiagRecord record = Record("sda");
-        TConcreteJob job = Job("job");
+        TDiagRecord record = made_record("sda");
+        TConcreteJob job = made_job("job");
         THDDTest* const engine = THDDTest::GetInstance();
         engine->AddRecord(&record);
         engine->AddConcreteJob(&job);
         EXPECT_FALSE(engine->GetRecord().empty());
-        EXPECT_FALSE(VisitedJobs(*engine).empty());
+        EXPECT_FALSE(visited_jobs(*engine).empty());
         EXPECT_EQ(engine->GetConcreteJob().size(), 1u);
         engine->ResetResults();
         engine->GetResults();

@@ -22,11 +22,11 @@ inline const std::string kEnabled = "SMART support is: Enabled\n";
 inline const std::string kStarted = "Testing has begun.\n";
 
 // A self-test log with this text in each entry.
-std::string Log(const std::string& newest, int entries = 1);
+std::string log(const std::string& newest, int entries = 1);
 
-inline const std::string kOld = Log(" Completed without error 1");
-inline const std::string kRunning = Log(" Self-test routine in progress 90%");
-inline const std::string kPassed = Log(" Completed without error 2");
+inline const std::string kOld = log(" Completed without error 1");
+inline const std::string kRunning = log(" Self-test routine in progress 90%");
+inline const std::string kPassed = log(" Completed without error 2");
 
 class SelfTest : public testing::Test {
  protected:
@@ -38,10 +38,10 @@ class SelfTest : public testing::Test {
   // The results of one run on a drive with these answers, the last of which is repeated.
   std::vector<int> Run(std::vector<Answer> drive);
   // A run whose start went well, with these readings of the log after it.
-  std::vector<int> Poll(const std::string& baseline, const std::vector<std::string>& readings);
+  std::vector<int> poll(const std::string& baseline, const std::vector<std::string>& readings);
   // Its lines at severity 0.
-  std::vector<std::string> Failures() const;
+  std::vector<std::string> failures() const;
 
-  THDDTest engine;
-  std::vector<std::string> lines;
+  THDDTest engine_;
+  std::vector<std::string> lines_;
 };

@@ -8,8 +8,8 @@
 namespace engine {
 
 template <class... Parts>
-void Trace(const Parts&... parts) {
-  NKVRHVX20::LogParts(NKVRHVX20::ILogger::eTrace, parts...);
+void trace(const Parts&... parts) {
+  NKVRHVX20::log_parts(NKVRHVX20::ILogger::eTrace, parts...);
 }
 
 inline void log_error(const std::string& text) {

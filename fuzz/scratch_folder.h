@@ -9,18 +9,18 @@
 
 namespace fuzz {
 
-class Scratch_Folder {
+class ScratchFolder {
  public:
-  Scratch_Folder() {
+  ScratchFolder() {
     std::string name = std::filesystem::temp_directory_path() / "hddtest_fuzz.XXXXXX";
     if (!mkdtemp(name.data())) std::abort();
     path_ = name;
   }
-  ~Scratch_Folder() {
+  ~ScratchFolder() {
     std::error_code error;
     std::filesystem::remove_all(path_, error);
   }
-  Scratch_Folder(const Scratch_Folder&) = delete;
+  ScratchFolder(const ScratchFolder&) = delete;
 
   const std::filesystem::path& path() const { return path_; }
 

@@ -7,7 +7,7 @@ namespace ovk_cimple {
 
 // One instance: the machine that the object manager runs on.
 struct KAVRO_Inventory_ComputerSystem_Provider
-    : Inventory_Provider<KAVRO_Inventory_ComputerSystem_Provider, KAVRO_ComputerSystem> {
+    : InventoryProvider<KAVRO_Inventory_ComputerSystem_Provider, KAVRO_ComputerSystem> {
   static std::vector<Ref<KAVRO_ComputerSystem>> instances();
 };
 

@@ -7,7 +7,7 @@ namespace ovk_cimple {
 
 // One instance per whole disk, in natural order of the names.
 struct KAVRO_Inventory_DiskDrive_Provider
-    : Inventory_Provider<KAVRO_Inventory_DiskDrive_Provider, KAVRO_DiskDrive> {
+    : InventoryProvider<KAVRO_Inventory_DiskDrive_Provider, KAVRO_DiskDrive> {
   static std::vector<Ref<KAVRO_DiskDrive>> instances();
 };
 

@@ -7,7 +7,7 @@ namespace ovk_cimple {
 
 // One instance per SCSI device, in numeric order of the addresses.
 struct KAVRO_Inventory_SysBusDevice_Provider
-    : Inventory_Provider<KAVRO_Inventory_SysBusDevice_Provider, KAVRO_SysBusDevice> {
+    : InventoryProvider<KAVRO_Inventory_SysBusDevice_Provider, KAVRO_SysBusDevice> {
   static std::vector<Ref<KAVRO_SysBusDevice>> instances();
 };
 

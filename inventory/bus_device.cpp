@@ -17,16 +17,16 @@ std::string device_file(const Sysfs& sysfs, const std::string& directory) {
 
 }  // namespace
 
-std::vector<Bus_Device> read_bus_devices(const Sysfs& sysfs) {
+std::vector<BusDevice> read_bus_devices(const Sysfs& sysfs) {
   const std::string bus = "/sys/bus/scsi/devices";
-  const Scsi_Hosts hosts = read_scsi_hosts(sysfs);
-  std::vector<Scsi_Address> addresses;
+  const ScsiHosts hosts = read_scsi_hosts(sysfs);
+  std::vector<ScsiAddress> addresses;
   for (const std::string& name : sysfs.entries(bus))
     if (const auto address = parse_address(name)) addresses.push_back(*address);
   std::sort(addresses.begin(), addresses.end());
 
-  std::vector<Bus_Device> devices;
-  for (const Scsi_Address& address : addresses) {
+  std::vector<BusDevice> devices;
+  for (const ScsiAddress& address : addresses) {
     const std::string place = bus + "/" + to_string(address) + "/";
     if (sysfs.target(place).empty()) continue;
     devices.push_back({address, hosts.publishes(address),

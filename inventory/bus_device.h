@@ -10,8 +10,8 @@
 namespace inventory {
 
 // Texts are cleaned (device_text.h) and empty when unknown.
-struct Bus_Device {
-  Scsi_Address address;
+struct BusDevice {
+  ScsiAddress address;
   bool address_published = false;
   std::string generic;  // "/dev/sg0", the device file for raw commands; empty without the driver sg
   std::string block;    // "/dev/sda"; empty for what is no block device
@@ -22,6 +22,6 @@ struct Bus_Device {
 
 // Every device on the kernel's SCSI bus, in numeric order of the addresses. Takes time in
 // proportion to their number.
-std::vector<Bus_Device> read_bus_devices(const Sysfs& sysfs);
+std::vector<BusDevice> read_bus_devices(const Sysfs& sysfs);
 
 }  // namespace inventory

@@ -10,25 +10,25 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto controller = "pci0000:00/0000:00:04.0";
+constexpr auto kController = "pci0000:00/0000:00:04.0";
 
-std::vector<std::string> addresses(const Test_Tree& tree) {
+std::vector<std::string> addresses(const TestTree& tree) {
   std::vector<std::string> result;
-  for (const Bus_Device& device : read_bus_devices(tree.sysfs()))
+  for (const BusDevice& device : read_bus_devices(tree.sysfs()))
     result.push_back(to_string(device.address));
   return result;
 }
 
 TEST(Bus_Devices, OneIsReadInFull) {
-  Test_Tree tree;
+  TestTree tree;
   tree.scsi_host(8, "megaraid_sas");
   const std::string device =
-      tree.scsi_device(controller, "8:2:0:0", "EXAMPLE ", "DISK 1          ");
+      tree.scsi_device(kController, "8:2:0:0", "EXAMPLE ", "DISK 1          ");
   tree.scsi_generic(device, "sg3");
   tree.block(device, "sdc");
   const auto devices = read_bus_devices(tree.sysfs());
   ASSERT_EQ(devices.size(), 1u);
-  EXPECT_EQ(devices[0].address, (Scsi_Address{8, 2, 0, 0}));
+  EXPECT_EQ(devices[0].address, (ScsiAddress{8, 2, 0, 0}));
   EXPECT_TRUE(devices[0].address_published);
   EXPECT_EQ(devices[0].generic, "/dev/sg3");
   EXPECT_EQ(devices[0].block, "/dev/sdc");
@@ -38,25 +38,25 @@ TEST(Bus_Devices, OneIsReadInFull) {
 }
 
 TEST(Bus_Devices, AreOfAnyTypeInNumericOrder) {
-  Test_Tree tree;
+  TestTree tree;
   for (const char* address : {"10:0:0:0", "2:0:0:0", "0:0:10:0", "0:0:2:0", "0:0:2:10", "0:0:2:9"})
-    tree.scsi_device(controller, address, "V", "M", "13");
+    tree.scsi_device(kController, address, "V", "M", "13");
   EXPECT_THAT(addresses(tree),
               ElementsAre("0:0:2:0", "0:0:2:9", "0:0:2:10", "0:0:10:0", "2:0:0:0", "10:0:0:0"));
 }
 
 TEST(Bus_Devices, HostsAndTargetsOnTheBusAreNone) {
-  Test_Tree tree;
-  tree.scsi_device(controller, "0:0:0:0", "V", "M");
-  tree.link("/sys/bus/scsi/devices/host0", std::string("/sys/devices/") + controller + "/host0");
+  TestTree tree;
+  tree.scsi_device(kController, "0:0:0:0", "V", "M");
+  tree.link("/sys/bus/scsi/devices/host0", std::string("/sys/devices/") + kController + "/host0");
   tree.link("/sys/bus/scsi/devices/target0:0:0",
-            std::string("/sys/devices/") + controller + "/host0/target0:0:0");
+            std::string("/sys/devices/") + kController + "/host0/target0:0:0");
   EXPECT_THAT(addresses(tree), ElementsAre("0:0:0:0"));
 }
 
 TEST(Bus_Devices, WithoutDeviceFilesHaveNone) {
-  Test_Tree tree;
-  tree.scsi_device(controller, "0:0:0:0", "V", "M", "3");
+  TestTree tree;
+  tree.scsi_device(kController, "0:0:0:0", "V", "M", "3");
   const auto devices = read_bus_devices(tree.sysfs());
   ASSERT_EQ(devices.size(), 1u);
   EXPECT_EQ(devices[0].generic, "");
@@ -64,8 +64,8 @@ TEST(Bus_Devices, WithoutDeviceFilesHaveNone) {
 }
 
 TEST(Bus_Devices, DeviceFilesUnfitForPublishingAreLeftOut) {
-  Test_Tree tree;
-  const std::string device = tree.scsi_device(controller, "0:0:0:0", "V", "M");
+  TestTree tree;
+  const std::string device = tree.scsi_device(kController, "0:0:0:0", "V", "M");
   tree.scsi_generic(device, "sg 0");
   tree.block(device, "sd;a");
   const auto devices = read_bus_devices(tree.sysfs());
@@ -75,18 +75,18 @@ TEST(Bus_Devices, DeviceFilesUnfitForPublishingAreLeftOut) {
 }
 
 TEST(Bus_Devices, OneThatVanishedBehindItsLinkIsNone) {
-  Test_Tree tree;
-  const std::string gone = tree.scsi_device(controller, "0:0:0:0", "V", "M");
-  tree.scsi_device(controller, "0:0:1:0", "V", "M");
+  TestTree tree;
+  const std::string gone = tree.scsi_device(kController, "0:0:0:0", "V", "M");
+  tree.scsi_device(kController, "0:0:1:0", "V", "M");
   tree.remove(gone);
   EXPECT_THAT(addresses(tree), ElementsAre("0:0:1:0"));
 }
 
 TEST(Bus_Devices, PublishTheirAddressByTheMachinesAdapters) {
-  Test_Tree tree;
+  TestTree tree;
   tree.scsi_host(0, "ahci");
   tree.scsi_host(1, "usb-storage");
-  tree.scsi_device(controller, "0:0:0:0", "ATA", "M");
+  tree.scsi_device(kController, "0:0:0:0", "ATA", "M");
   tree.scsi_device("pci0000:00/usb2/2-1", "1:0:0:0", "V", "M");
   auto devices = read_bus_devices(tree.sysfs());
   ASSERT_EQ(devices.size(), 2u);

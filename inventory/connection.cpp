@@ -23,13 +23,13 @@ struct Place {
 };
 
 // In this order: the medium that a drive is reached through stands before what it speaks there.
-constexpr Place places[] = {
+constexpr Place kPlaces[] = {
     {"usb", "USB"},       {"nvme", "NVMe"},  {"nvme-subsys", "NVMe"},
     {"virtio", "virtio"}, {"mmc", "MMC/SD"}, {"vbd-", "Xen"},
 };
 
 // Drivers of SAS and RAID adapters whose drives show no SAS transport.
-constexpr std::string_view raid_drivers[] = {
+constexpr std::string_view kRaidDrivers[] = {
     "3w-9xxx", "3w-sas",  "aacraid", "arcmsr", "esas2r", "hpsa",   "isci",     "megaraid_sas",
     "mpi3mr",  "mpt2sas", "mpt3sas", "mptsas", "mvsas",  "pm80xx", "smartpqi",
 };
@@ -37,14 +37,14 @@ constexpr std::string_view raid_drivers[] = {
 }  // namespace
 
 std::string connection(std::string_view device_path, std::string_view host_driver) {
-  for (const Place& place : places)
+  for (const Place& place : kPlaces)
     if (passes(device_path, place.component)) return place.word;
   if (passes(device_path, "ata"))
     return host_driver.starts_with("ahci") || host_driver.starts_with("sata_") ? "SATA" : "ATA";
 
   const bool raid = passes(device_path, "end_device-") ||
-                    std::find(std::begin(raid_drivers), std::end(raid_drivers), host_driver) !=
-                        std::end(raid_drivers);
+                    std::find(std::begin(kRaidDrivers), std::end(kRaidDrivers), host_driver) !=
+                        std::end(kRaidDrivers);
   std::string word = raid ? "SAS/RAID" : passes(device_path, "host") ? "SCSI" : "";
   if (!word.empty() && !host_driver.empty()) word.append(" (").append(host_driver).append(")");
   return word;

@@ -12,7 +12,7 @@ struct Case {
 };
 
 // Device paths and drivers as kernels show them.
-constexpr Case cases[] = {
+constexpr Case kCases[] = {
     {"/sys/devices/pci0000:00/0000:00:03.0/ata3/host2/target2:0:0/2:0:0:0", "ahci", "SATA"},
     {"/sys/devices/pci0000:00/0000:00:05.0/ata1/host0/target0:0:0/0:0:0:0", "sata_nv", "SATA"},
     {"/sys/devices/pci0000:00/0000:00:01.1/ata2/host1/target1:0:0/1:0:0:0", "ata_piix", "ATA"},
@@ -42,7 +42,7 @@ constexpr Case cases[] = {
 };
 
 TEST(Connection, FollowsFromThePlaceAndTheDriver) {
-  for (const Case& one : cases) EXPECT_EQ(connection(one.path, one.driver), one.word) << one.path;
+  for (const Case& one : kCases) EXPECT_EQ(connection(one.path, one.driver), one.word) << one.path;
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ std::string cleaned(std::string_view text) {
   std::string result;
   while (!text.empty()) {
     const auto [character, length] = platform::first_utf8(text);
-    if (character == platform::Utf8_Sequence::none)
+    if (character == platform::Utf8Sequence::kNone)
       for (std::size_t byte = 0; byte < length; ++byte) result += "\ufffd";
     else if (is_control(character))
       result += ' ';

@@ -10,7 +10,7 @@ namespace inventory {
 
 namespace {
 
-constexpr std::uint64_t sector_bytes = 512;  // whatever the drive's own block size
+constexpr std::uint64_t kSectorBytes = 512;  // whatever the drive's own block size
 
 std::string first_text(const Sysfs& sysfs, const std::string& place,
                        std::initializer_list<const char*> attributes) {
@@ -35,7 +35,7 @@ std::string device_name(std::string name) {
   return "/dev/" + name;
 }
 
-std::optional<Drive> read_drive(const Sysfs& sysfs, const Scsi_Hosts& hosts,
+std::optional<Drive> read_drive(const Sysfs& sysfs, const ScsiHosts& hosts,
                                 const std::string& name) {
   const std::string place = "/sys/block/" + name + "/";
   Drive drive;
@@ -64,8 +64,8 @@ std::optional<Drive> read_drive(const Sysfs& sysfs, const Scsi_Hosts& hosts,
   drive.world_wide_name = first_text(sysfs, place, {"device/wwid", "wwid"});
   drive.state = sysfs.text(place + "device/state");
   drive.bytes = sysfs.number(place + "size");
-  if (drive.bytes > std::numeric_limits<std::uint64_t>::max() / sector_bytes) drive.bytes.reset();
-  if (drive.bytes) *drive.bytes *= sector_bytes;
+  if (drive.bytes > std::numeric_limits<std::uint64_t>::max() / kSectorBytes) drive.bytes.reset();
+  if (drive.bytes) *drive.bytes *= kSectorBytes;
   drive.block_bytes = sysfs.number(place + "queue/logical_block_size");
   drive.removable = sysfs.flag(place + "removable");
   drive.read_only = sysfs.flag(place + "ro");
@@ -82,7 +82,7 @@ std::vector<Drive> read_drives(const Sysfs& sysfs) {
   }
   std::sort(names.begin(), names.end());
 
-  const Scsi_Hosts hosts = read_scsi_hosts(sysfs);
+  const ScsiHosts hosts = read_scsi_hosts(sysfs);
   std::vector<Drive> drives;
   for (const auto& [key, name] : names)
     if (auto drive = read_drive(sysfs, hosts, name)) drives.push_back(std::move(*drive));

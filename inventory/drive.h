@@ -21,7 +21,7 @@ struct Drive {
   std::string world_wide_name;
   std::string connection;                    // connection.h
   std::string state;                         // the kernel's word: running, live, offline, ...
-  std::optional<Scsi_Address> address;       // only when it is to be published
+  std::optional<ScsiAddress> address;        // only when it is to be published
   std::optional<std::uint64_t> bytes;        // capacity; 0 for an empty bay
   std::optional<std::uint64_t> block_bytes;  // of a logical block
   bool removable = false;                    // the medium is

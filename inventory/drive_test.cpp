@@ -11,13 +11,13 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<std::string> names(const Test_Tree& tree) {
+std::vector<std::string> names(const TestTree& tree) {
   std::vector<std::string> result;
   for (const Drive& drive : read_drives(tree.sysfs())) result.push_back(drive.device);
   return result;
 }
 
-Drive only_drive(const Test_Tree& tree) {
+Drive only_drive(const TestTree& tree) {
   const auto drives = read_drives(tree.sysfs());
   EXPECT_EQ(drives.size(), 1u);
   return drives.empty() ? Drive() : drives.front();
@@ -28,7 +28,7 @@ std::string page_80(const std::string& serial) {
 }
 
 TEST(Drives, AnAtaDriveIsReadInFull) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = tree.ahci_disk(2, "sda");
   tree.file(device + "/vpd_pg80", page_80("     WD-WCANM1234567"));
   tree.file(device + "/wwid", "t10.ATA     EXAMPLE DISK-75NCB3                     EX-W     \n");
@@ -49,16 +49,16 @@ TEST(Drives, AnAtaDriveIsReadInFull) {
 }
 
 TEST(Drives, ADriveBehindARaidAdapterIsAmongThemWithItsAddress) {
-  Test_Tree tree;
+  TestTree tree;
   tree.scsi_host(8, "megaraid_sas");
   tree.block(tree.scsi_device("pci0000:00/0000:00:04.0", "8:2:0:0", "EXAMPLE ", "DISK 1"), "sdc");
   const Drive drive = only_drive(tree);
   EXPECT_EQ(drive.connection, "SAS/RAID (megaraid_sas)");
-  EXPECT_EQ(drive.address, (Scsi_Address{8, 2, 0, 0}));
+  EXPECT_EQ(drive.address, (ScsiAddress{8, 2, 0, 0}));
 }
 
 TEST(Drives, AUsbDriveIsAmongThemWithoutAddress) {
-  Test_Tree tree;
+  TestTree tree;
   tree.scsi_host(0, "megaraid_sas");
   tree.scsi_host(3, "usb-storage");
   const std::string device =
@@ -72,7 +72,7 @@ TEST(Drives, AUsbDriveIsAmongThemWithoutAddress) {
 }
 
 TEST(Drives, AnNvmeDriveHasItsFactsInItsController) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = "/sys/devices/pci0000:00/0000:00:09.0/nvme/nvme0";
   tree.file(device + "/model", "QEMU NVMe Ctrl                          \n");
   tree.file(device + "/serial", "LABN0007            \n");
@@ -92,7 +92,7 @@ TEST(Drives, AnNvmeDriveHasItsFactsInItsController) {
 }
 
 TEST(Drives, AVirtioDriveHasASerialNumberAndNoNames) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = "/sys/devices/pci0000:00/0000:00:08.0/virtio2";
   tree.file(device + "/vendor", "0x1af4\n");
   tree.block(device, "vda");
@@ -108,14 +108,14 @@ TEST(Drives, AVirtioDriveHasASerialNumberAndNoNames) {
 }
 
 TEST(Drives, WhatHasNoDeviceIsNone) {
-  Test_Tree tree;
+  TestTree tree;
   for (const char* name : {"loop0", "ram0", "dm-0", "md127", "zram0", "nbd0"})
     tree.whole_disk(std::string("/sys/devices/virtual/block/") + name, "", name);
   EXPECT_THAT(names(tree), IsEmpty());
 }
 
 TEST(Drives, OnlyDisksOfTheScsiTypes) {
-  Test_Tree tree;
+  TestTree tree;
   tree.scsi_host(0, "ahci");
   const std::pair<const char*, const char*> types[] = {{"sda", "0"}, {"sr0", "5"}, {"sdb", "14"},
                                                        {"sdc", "7"}, {"sdd", "1"}, {"sde", "20"}};
@@ -128,7 +128,7 @@ TEST(Drives, OnlyDisksOfTheScsiTypes) {
 }
 
 TEST(Drives, TheTypeOfOtherDevicesIsNoScsiType) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = "/sys/devices/pci0000:00/0000:00:1a.0/mmc_host/mmc0/mmc0:0001";
   tree.file(device + "/type", "5\n");
   tree.file(device + "/name", "EXMPL1\n");
@@ -139,7 +139,7 @@ TEST(Drives, TheTypeOfOtherDevicesIsNoScsiType) {
 }
 
 TEST(Drives, NeitherFloppiesNorHiddenPaths) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string floppy = "/sys/devices/platform/floppy.0";
   tree.file(floppy + "/uevent", "");
   tree.block(floppy, "fd0");
@@ -152,7 +152,7 @@ TEST(Drives, NeitherFloppiesNorHiddenPaths) {
 }
 
 TEST(Drives, AnExclamationMarkInTheNameIsASlash) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = "/sys/devices/pci0000:00/0000:00:05.0/cciss0/c0d0";
   tree.file(device + "/model", "LOGICAL VOLUME\n");
   tree.block(device, "cciss!c0d0");
@@ -161,7 +161,7 @@ TEST(Drives, AnExclamationMarkInTheNameIsASlash) {
 }
 
 TEST(Drives, NamesUnfitForAShellAreLeftOut) {
-  Test_Tree tree;
+  TestTree tree;
   int host = 0;
   for (const char* name : {"sda", "sd;reboot", "$(id)", "sd b", "sd\nc"})
     tree.ahci_disk(host++, name);
@@ -169,7 +169,7 @@ TEST(Drives, NamesUnfitForAShellAreLeftOut) {
 }
 
 TEST(Drives, StandInNaturalOrder) {
-  Test_Tree tree;
+  TestTree tree;
   int host = 0;
   for (const char* name : {"sdaa", "vda", "sdb", "nvme10n1", "sdz", "sda", "nvme2n1"})
     tree.ahci_disk(host++, name);
@@ -189,7 +189,7 @@ TEST(Drives, AHugeOrOddSizeIsNoSize) {
       {"0x10\n", std::nullopt},
       {"\n", std::nullopt},
   };
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = tree.ahci_disk(0, "sda");
   for (const auto& [text, bytes] : sizes) {
     tree.file(device + "/block/sda/size", text);
@@ -198,7 +198,7 @@ TEST(Drives, AHugeOrOddSizeIsNoSize) {
 }
 
 TEST(Drives, OneWithoutAnyAttributeIsPublishedByItsNameAlone) {
-  Test_Tree tree;
+  TestTree tree;
   tree.file("/sys/devices/odd/uevent", "");
   tree.link("/sys/devices/odd/block/sda/device", "/sys/devices/odd");
   tree.link("/sys/block/sda", "/sys/devices/odd/block/sda");
@@ -212,7 +212,7 @@ TEST(Drives, OneWithoutAnyAttributeIsPublishedByItsNameAlone) {
 }
 
 TEST(Drives, AttributesThatAreNoFilesReadAsAbsent) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = tree.ahci_disk(0, "sda");
   for (const char* name : {"/model", "/block/sda/size", "/state"}) tree.remove(device + name);
   tree.file(device + "/model/inner", "a directory");
@@ -225,7 +225,7 @@ TEST(Drives, AttributesThatAreNoFilesReadAsAbsent) {
 }
 
 TEST(Drives, OneThatVanishedBehindItsLinkIsNone) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string gone = tree.ahci_disk(0, "sda");
   tree.ahci_disk(1, "sdb");
   tree.remove(gone);
@@ -233,7 +233,7 @@ TEST(Drives, OneThatVanishedBehindItsLinkIsNone) {
 }
 
 TEST(Drives, LinksInCirclesAndOutOfTheRootLeadNowhere) {
-  Test_Tree tree;
+  TestTree tree;
   tree.ahci_disk(0, "sda");
   tree.link("/sys/block/sdb", "sdc");
   tree.link("/sys/block/sdc", "sdb");
@@ -246,7 +246,7 @@ TEST(Drives, LinksInCirclesAndOutOfTheRootLeadNowhere) {
 }
 
 TEST(Drives, HostileTextsComeOutClean) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = tree.ahci_disk(0, "sda");
   tree.file(device + "/vendor", "\x1b[2JEvil\r\nCo\xff\n");
   tree.file(device + "/model", std::string(1 << 20, 'M'));
@@ -266,7 +266,7 @@ TEST(Drives, ASerialPageIsTakenByItsOwnLength) {
       {std::string("\0\x80\0", 3), "fallback"},
       {"", "fallback"},
   };
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = tree.ahci_disk(0, "sda");
   tree.file(device + "/serial", "fallback\n");
   for (const auto& [page, serial] : pages) {
@@ -276,7 +276,7 @@ TEST(Drives, ASerialPageIsTakenByItsOwnLength) {
 }
 
 TEST(Drives, TheLengthOfASerialPageIsTwoBytesOfWhichTheFirstCountsFor256) {
-  Test_Tree tree;
+  TestTree tree;
   const std::string device = tree.ahci_disk(0, "sda");
   const std::string serial(0x102, 'S');
   tree.file(device + "/vpd_pg80", std::string("\0\x80\1\2", 4) + serial + "rest");
@@ -286,7 +286,7 @@ TEST(Drives, TheLengthOfASerialPageIsTwoBytesOfWhichTheFirstCountsFor256) {
 TEST(Drives, NoSysfsAtAllIsNoDrive) { EXPECT_THAT(read_drives(Sysfs("/nonexistent")), IsEmpty()); }
 
 TEST(Drives, AThousandAreReadInOrder) {
-  Test_Tree tree;
+  TestTree tree;
   for (int i = 0; i < 1000; ++i) {
     const std::string device = "/sys/devices/d" + std::to_string(i);
     tree.file(device + "/model", "M\n");

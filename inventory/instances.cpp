@@ -10,8 +10,8 @@ namespace ovk_cimple {
 namespace {
 
 // The schema's limits.
-constexpr std::size_t caption_characters = 64;
-constexpr std::size_t identifying_characters = 256;
+constexpr std::size_t kCaptionCharacters = 64;
+constexpr std::size_t kIdentifyingCharacters = 256;
 
 // What the schema says of a device in a state of the kernel's.
 struct State {
@@ -22,13 +22,13 @@ struct State {
   uint16 availability;  // 2 unknown, 3 running, 8 off line
 };
 
-constexpr State states[] = {
+constexpr State kStates[] = {
     {"running", 2, "OK", 2, 3},         {"live", 2, "OK", 2, 3},
     {"offline", 13, "Lost Comm", 6, 8}, {"transport-offline", 13, "Lost Comm", 0, 2},
     {"dead", 13, "Lost Comm", 0, 2},    {"blocked", 3, "Degraded", 0, 2},
     {"quiesce", 3, "Degraded", 0, 2},   {"resetting", 3, "Degraded", 0, 2},
     {"connecting", 3, "Degraded", 0, 2}};
-constexpr State unknown_state = {"", 0, "Unknown", 0, 2};
+constexpr State kUnknownState = {"", 0, "Unknown", 0, 2};
 
 void set_status(CIM_EnabledLogicalElement& element, const State& state) {
   element.OperationalStatus = {state.operational};
@@ -38,8 +38,8 @@ void set_status(CIM_EnabledLogicalElement& element, const State& state) {
 }
 
 void set_state(CIM_LogicalDevice& device, std::string_view text) {
-  const State* found = &unknown_state;
-  for (const State& state : states)
+  const State* found = &kUnknownState;
+  for (const State& state : kStates)
     if (state.state == text) found = &state;
   set_status(device, *found);
   device.Availability = found->availability;
@@ -66,7 +66,7 @@ void set_identification(Element& element, std::initializer_list<Identification> 
   Array<String> info, descriptions;
   for (const auto& [description, text] : all) {
     if (text.empty()) continue;
-    info.push_back(inventory::cut(text, identifying_characters));
+    info.push_back(inventory::cut(text, kIdentifyingCharacters));
     descriptions.emplace_back(description);
   }
   if (info.empty()) return;
@@ -83,7 +83,7 @@ Ref<KAVRO_DiskDrive> disk_drive(const inventory::Drive& drive, const String& sys
   result->ElementName = drive.device;
   result->Name = drive.device;
   set_unless_empty(result->Caption, inventory::cut(inventory::joined({drive.vendor, drive.model}),
-                                                   caption_characters));
+                                                   kCaptionCharacters));
   set_unless_empty(result->Description,
                    inventory::joined({drive.vendor, drive.model, drive.revision}));
   set_identification(*result,
@@ -108,7 +108,7 @@ Ref<KAVRO_DiskDrive> disk_drive(const inventory::Drive& drive, const String& sys
   return result;
 }
 
-Ref<KAVRO_SysBusDevice> sys_bus_device(const inventory::Bus_Device& device,
+Ref<KAVRO_SysBusDevice> sys_bus_device(const inventory::BusDevice& device,
                                        const String& system_name) {
   const String id = !device.generic.empty() ? device.generic
                     : !device.block.empty() ? device.block
@@ -135,13 +135,13 @@ Ref<KAVRO_ComputerSystem> computer_system(const inventory::Machine& machine, con
   // The schema's word for a fully qualified host name.
   result->NameFormat = dot == String::npos ? "Other" : "IP";
   result->ElementName = name.substr(0, dot);
-  set_unless_empty(result->Caption, inventory::cut(machine.product, caption_characters));
+  set_unless_empty(result->Caption, inventory::cut(machine.product, kCaptionCharacters));
   set_unless_empty(result->Description,
                    inventory::joined({machine.vendor, machine.product, machine.version}));
   set_identification(*result, {{"DMI UUID", machine.uuid}, {"DMI serial number", machine.serial}});
-  result->Dedicated = {0};         // not dedicated
-  result->ResetCapability = 2;     // unknown
-  set_status(*result, states[0]);  // it runs, since it answers
+  result->Dedicated = {0};          // not dedicated
+  result->ResetCapability = 2;      // unknown
+  set_status(*result, kStates[0]);  // it runs, since it answers
   return result;
 }
 

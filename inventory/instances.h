@@ -27,7 +27,7 @@ namespace ovk_cimple {
 
 // system_name is the Name of the computer system that the device belongs to.
 Ref<KAVRO_DiskDrive> disk_drive(const inventory::Drive& drive, const String& system_name);
-Ref<KAVRO_SysBusDevice> sys_bus_device(const inventory::Bus_Device& device,
+Ref<KAVRO_SysBusDevice> sys_bus_device(const inventory::BusDevice& device,
                                        const String& system_name);
 Ref<KAVRO_ComputerSystem> computer_system(const inventory::Machine& machine, const String& name);
 

@@ -13,7 +13,7 @@ using testing::UnorderedElementsAre;
 // The names of the properties that hold a value.
 std::vector<std::string> published(const Instance& instance) {
   std::vector<std::string> names;
-  for (const Meta_Property& property : instance.meta_class->properties)
+  for (const MetaProperty& property : instance.meta_class->properties)
     if (!visit(&instance, property, [](const auto& p) { return p.null(); }))
       names.emplace_back(property.name);
   return names;
@@ -99,14 +99,14 @@ TEST(Disk_Drive, DescriptionsStayBesideTheirTextsWhenOthersAreUnknown) {
               ElementsAre("naa.5000c500a0b0c0d3", "SAS/RAID (megaraid_sas)", "73407868928"));
 }
 
-struct State_Case {
+struct StateCase {
   const char* state;
   uint16 operational;
   const char* status;
   uint16 enabled;
   uint16 availability;
 };
-constexpr State_Case state_cases[] = {
+constexpr StateCase kStateCases[] = {
     {"running", 2, "OK", 2, 3},          {"live", 2, "OK", 2, 3},
     {"offline", 13, "Lost Comm", 6, 8},  {"transport-offline", 13, "Lost Comm", 0, 2},
     {"dead", 13, "Lost Comm", 0, 2},     {"blocked", 3, "Degraded", 0, 2},
@@ -116,7 +116,7 @@ constexpr State_Case state_cases[] = {
 };
 
 template <class Device>
-void expect_state(const Device& device, const State_Case& expected) {
+void expect_state(const Device& device, const StateCase& expected) {
   EXPECT_THAT(device.OperationalStatus.value(), ElementsAre(expected.operational));
   EXPECT_THAT(device.StatusDescriptions.value(), ElementsAre(expected.status));
   EXPECT_EQ(device.Status.value(), expected.status);
@@ -126,12 +126,12 @@ void expect_state(const Device& device, const State_Case& expected) {
 }
 
 TEST(State, OfDrivesAndBusDevicesIsTheKernels) {
-  for (const State_Case& one : state_cases) {
+  for (const StateCase& one : kStateCases) {
     SCOPED_TRACE(one.state);
     auto drive = full_drive();
     drive.state = one.state;
     expect_state(*disk_drive(drive, "host"), one);
-    inventory::Bus_Device device;
+    inventory::BusDevice device;
     device.state = one.state;
     expect_state(*sys_bus_device(device, "host"), one);
   }
@@ -179,8 +179,8 @@ TEST(Disk_Drive, TheExactSizeStandsBesideTheRoundedOne) {
   EXPECT_EQ(instance->OtherIdentifyingInfo.value().back(), "0");
 }
 
-inventory::Bus_Device full_bus_device() {
-  inventory::Bus_Device device;
+inventory::BusDevice full_bus_device() {
+  inventory::BusDevice device;
   device.address = {8, 2, 13, 1};
   device.address_published = true;
   device.generic = "/dev/sg3";

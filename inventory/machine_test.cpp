@@ -9,7 +9,7 @@ namespace inventory {
 namespace {
 
 TEST(Machine, IsWhatTheFirmwareSays) {
-  Test_Tree tree;
+  TestTree tree;
   tree.file("/sys/class/dmi/id/sys_vendor", "Maker\n");
   tree.file("/sys/class/dmi/id/product_name", "  Example Server 1  \n");
   tree.file("/sys/class/dmi/id/product_version", "1.0\n");
@@ -24,7 +24,7 @@ TEST(Machine, IsWhatTheFirmwareSays) {
 }
 
 TEST(Machine, WithoutFirmwareTextsIsUnknown) {
-  Test_Tree tree;
+  TestTree tree;
   const Machine machine = read_machine(tree.sysfs());
   EXPECT_EQ(machine.vendor + machine.product + machine.version + machine.uuid + machine.serial, "");
 }

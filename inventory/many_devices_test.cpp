@@ -21,7 +21,7 @@ template <class Provider>
 std::vector<std::string> enumerated(Property<String> Provider::Class::*property) {
   using Class = typename Provider::Class;
   std::pair<Property<String> Class::*, std::vector<std::string>> found = {property, {}};
-  Enum_Handler<Class> handler(
+  EnumHandler<Class> handler(
       [](Instance* instance, sint32 status, void* data) {
         EXPECT_EQ(status, 0);
         auto& [text, texts] = *static_cast<decltype(found)*>(data);
@@ -43,10 +43,10 @@ std::string disk_name(int number) {
 }
 
 TEST(ManyDevices, AThousandDrivesAndBusDevicesAreListedInOrder) {
-  constexpr int devices = 1000;
-  const inventory::Test_Tree tree;
+  constexpr int kDevices = 1000;
+  const inventory::TestTree tree;
   std::vector<std::string> disks, generic;
-  for (int i = 0; i < devices; ++i) {
+  for (int i = 0; i < kDevices; ++i) {
     tree.ahci_disk(i, disk_name(i));
     disks.push_back("/dev/" + disk_name(i));
     generic.push_back("/dev/sg" + std::to_string(i));
@@ -60,7 +60,7 @@ TEST(ManyDevices, AThousandDrivesAndBusDevicesAreListedInOrder) {
 
 // Every read finds the drives that stay, whole, and of the one that goes what was still there.
 TEST(ManyDevices, ReadingGoesOnWhileDrivesComeAndGo) {
-  const inventory::Test_Tree tree;
+  const inventory::TestTree tree;
   tree.ahci_disk(0, "sda");
   tree.ahci_disk(2, "sdc");
   std::atomic<int> readers = 2;

@@ -26,7 +26,7 @@ sint32 dispatch_routine(const Registration*, sint32 operation, void* arg0, void*
 
 // Runs once when the library is loaded, before anybody can ask for the list; nothing changes
 // it afterwards.
-[[maybe_unused]] const bool registered = [] {
+[[maybe_unused]] const bool kRegistered = [] {
 #define INSTANCE(Name)                                                                        \
   add_provider(registration_of_##Name, #Name "_Provider", &dispatch_routine<Name##_Provider>, \
                Name##_Provider::Class::static_meta_class);
@@ -44,7 +44,7 @@ OVK_CIMPLE_EXPORT const ovk_cimple::Registration* cimple_module() {
 }
 
 #define INSTANCE(Name)                                                                  \
-  Cmpi_Static_Data _cmpi_static_data##Name##_Provider;                                  \
+  CmpiStaticData _cmpi_static_data##Name##_Provider;                                    \
   OVK_CIMPLE_ENTRY_POINT(Name##_Provider, Instance, ovk_cimple::registration_of_##Name) \
   OVK_CIMPLE_ENTRY_POINT(Name##_Provider, Method, ovk_cimple::registration_of_##Name)
 #include "inventory/providers.def"

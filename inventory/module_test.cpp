@@ -26,19 +26,19 @@ struct Calls {
   }
 };
 
-class Inventory_Module : public testing::Test {
+class InventoryModule : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     library = dlopen(HDDTEST_INVENTORY_FILE, RTLD_NOW | RTLD_LOCAL);
     ASSERT_TRUE(library) << dlerror();
   }
-  Inventory_Module() { setenv("HVX_SYSFS_ROOT", tree.root().c_str(), 1); }
-  ~Inventory_Module() override { unsetenv("HVX_SYSFS_ROOT"); }
+  InventoryModule() { setenv("HVX_SYSFS_ROOT", tree_.root().c_str(), 1); }
+  ~InventoryModule() override { unsetenv("HVX_SYSFS_ROOT"); }
 
   static const Registration* head() {
     return reinterpret_cast<const Registration* (*)()>(dlsym(library, "cimple_module"))();
   }
-  static const Registration* record_of(const Meta_Class& meta) {
+  static const Registration* record_of(const MetaClass& meta) {
     const Registration* record = head();
     while (record->meta_class != &meta) record = record->next;
     return record;
@@ -50,12 +50,12 @@ class Inventory_Module : public testing::Test {
   }
   struct Loaded {
     explicit Loaded(const Registration* registration) : record(registration) {
-      EXPECT_EQ(call(record, CREATE_PROVIDER, &provider), 0);
+      EXPECT_EQ(call(record, CreateProvider, &provider), 0);
       EXPECT_EQ(call(record, LOAD, provider), 0);
     }
     ~Loaded() {
       EXPECT_EQ(call(record, UNLOAD, provider), 0);
-      EXPECT_EQ(call(record, DESTROY_PROVIDER, provider), 0);
+      EXPECT_EQ(call(record, DestroyProvider, provider), 0);
     }
     const Registration* record;
     void* provider = nullptr;
@@ -65,7 +65,7 @@ class Inventory_Module : public testing::Test {
   std::vector<Ref<Class>> enumerate() {
     Loaded loaded(record_of(Class::static_meta_class));
     Calls calls;
-    EXPECT_EQ(call(loaded.record, ENUM_INSTANCES, loaded.provider, nullptr,
+    EXPECT_EQ(call(loaded.record, EnumInstances, loaded.provider, nullptr,
                    reinterpret_cast<void*>(&Calls::record), &calls),
               0);
     EXPECT_THAT(calls.closed, ElementsAre(0));
@@ -81,7 +81,7 @@ class Inventory_Module : public testing::Test {
     Loaded loaded(record_of(Class::static_meta_class));
     Instance* instance = nullptr;
     const sint32 status =
-        call(loaded.record, GET_INSTANCE, loaded.provider,
+        call(loaded.record, GetInstance, loaded.provider,
              const_cast<Instance*>(static_cast<const Instance*>(keys)), &instance);
     found = Ref<Class>::adopt(static_cast<Class*>(instance));
     return status;
@@ -94,13 +94,13 @@ class Inventory_Module : public testing::Test {
     return status;
   }
 
-  inventory::Test_Tree tree;
+  inventory::TestTree tree_;
   static void* library;
 };
-void* Inventory_Module::library;
+void* InventoryModule::library;
 
 // A machine with an onboard drive, a RAID drive, a USB drive and an optical drive.
-void furnish(const inventory::Test_Tree& tree) {
+void furnish(const inventory::TestTree& tree) {
   tree.ahci_disk(0, "sda");
   tree.scsi_host(1, "megaraid_sas");
   const auto raid = tree.scsi_device("pci0000:00/0000:00:04.0", "1:2:0:0", "EXAMPLE", "DISK");
@@ -115,8 +115,8 @@ void furnish(const inventory::Test_Tree& tree) {
   tree.file("/sys/class/dmi/id/product_name", "Example Server 1\n");
 }
 
-TEST_F(Inventory_Module, ListHoldsTheThreeProvidersUnderOneName) {
-  std::vector<std::pair<std::string, const Meta_Class*>> list;
+TEST_F(InventoryModule, ListHoldsTheThreeProvidersUnderOneName) {
+  std::vector<std::pair<std::string, const MetaClass*>> list;
   for (const Registration* record = head(); record; record = record->next) {
     EXPECT_STREQ(record->module_name, "KAVRO_Inventory_Module");
     list.emplace_back(record->provider_name, record->meta_class);
@@ -124,16 +124,16 @@ TEST_F(Inventory_Module, ListHoldsTheThreeProvidersUnderOneName) {
   EXPECT_THAT(
       list,
       testing::UnorderedElementsAre(
-          std::pair<std::string, const Meta_Class*>("KAVRO_Inventory_DiskDrive_Provider",
-                                                    &KAVRO_DiskDrive::static_meta_class),
-          std::pair<std::string, const Meta_Class*>("KAVRO_Inventory_SysBusDevice_Provider",
-                                                    &KAVRO_SysBusDevice::static_meta_class),
-          std::pair<std::string, const Meta_Class*>("KAVRO_Inventory_ComputerSystem_Provider",
-                                                    &KAVRO_ComputerSystem::static_meta_class)));
+          std::pair<std::string, const MetaClass*>("KAVRO_Inventory_DiskDrive_Provider",
+                                                   &KAVRO_DiskDrive::static_meta_class),
+          std::pair<std::string, const MetaClass*>("KAVRO_Inventory_SysBusDevice_Provider",
+                                                   &KAVRO_SysBusDevice::static_meta_class),
+          std::pair<std::string, const MetaClass*>("KAVRO_Inventory_ComputerSystem_Provider",
+                                                   &KAVRO_ComputerSystem::static_meta_class)));
 }
 
-TEST_F(Inventory_Module, EnumeratesTheDrives) {
-  furnish(tree);
+TEST_F(InventoryModule, EnumeratesTheDrives) {
+  furnish(tree_);
   std::vector<std::string> devices;
   for (const auto& drive : enumerate<KAVRO_DiskDrive>()) {
     devices.push_back(drive->DeviceID.value());
@@ -142,8 +142,8 @@ TEST_F(Inventory_Module, EnumeratesTheDrives) {
   EXPECT_THAT(devices, ElementsAre("/dev/sda", "/dev/sdb", "/dev/sdc"));
 }
 
-TEST_F(Inventory_Module, EnumeratesTheBusDevicesWithTheAddressesOfThisMachine) {
-  furnish(tree);
+TEST_F(InventoryModule, EnumeratesTheBusDevicesWithTheAddressesOfThisMachine) {
+  furnish(tree_);
   std::vector<std::string> texts;
   for (const auto& device : enumerate<KAVRO_SysBusDevice>())
     texts.push_back(
@@ -155,8 +155,8 @@ TEST_F(Inventory_Module, EnumeratesTheBusDevicesWithTheAddressesOfThisMachine) {
                           "/dev/sr0 /dev/sr0 Port:3 Target:0 Bus:0 Lun:0"));
 }
 
-TEST_F(Inventory_Module, EnumeratesOneComputerSystemThatScopesTheDrives) {
-  furnish(tree);
+TEST_F(InventoryModule, EnumeratesOneComputerSystemThatScopesTheDrives) {
+  furnish(tree_);
   const auto systems = enumerate<KAVRO_ComputerSystem>();
   ASSERT_EQ(systems.size(), 1u);
   EXPECT_EQ(systems[0]->Caption.value(), "Example Server 1");
@@ -165,16 +165,16 @@ TEST_F(Inventory_Module, EnumeratesOneComputerSystemThatScopesTheDrives) {
   EXPECT_EQ(drive->SystemCreationClassName.value(), systems[0]->CreationClassName.value());
 }
 
-TEST_F(Inventory_Module, ReadsAfreshAtEveryCall) {
+TEST_F(InventoryModule, ReadsAfreshAtEveryCall) {
   EXPECT_TRUE(enumerate<KAVRO_DiskDrive>().empty());
-  furnish(tree);
+  furnish(tree_);
   EXPECT_EQ(enumerate<KAVRO_DiskDrive>().size(), 3u);
-  tree.remove("/sys/block/sda");
+  tree_.remove("/sys/block/sda");
   EXPECT_EQ(enumerate<KAVRO_DiskDrive>().size(), 2u);
 }
 
-TEST_F(Inventory_Module, AnswersEveryInstanceItEnumeratesByItsKeys) {
-  furnish(tree);
+TEST_F(InventoryModule, AnswersEveryInstanceItEnumeratesByItsKeys) {
+  furnish(tree_);
   const auto check = [&](const auto& instances, const auto& id) {
     for (const auto& instance : instances) {
       auto found = std::decay_t<decltype(instance)>();
@@ -188,8 +188,8 @@ TEST_F(Inventory_Module, AnswersEveryInstanceItEnumeratesByItsKeys) {
   check(enumerate<KAVRO_ComputerSystem>(), &KAVRO_ComputerSystem::Name);
 }
 
-TEST_F(Inventory_Module, FindsNothingUnderOtherOrMissingKeys) {
-  furnish(tree);
+TEST_F(InventoryModule, FindsNothingUnderOtherOrMissingKeys) {
+  furnish(tree_);
   const auto original = enumerate<KAVRO_DiskDrive>().at(0);
   const auto with = [&](auto change) {
     const auto keys =
@@ -206,29 +206,29 @@ TEST_F(Inventory_Module, FindsNothingUnderOtherOrMissingKeys) {
   EXPECT_EQ(get<KAVRO_DiskDrive>(nullptr), 60);
 }
 
-class Every_Inventory_Provider : public Inventory_Module,
-                                 public testing::WithParamInterface<const Meta_Class*> {};
+class EveryInventoryProvider : public InventoryModule,
+                               public testing::WithParamInterface<const MetaClass*> {};
 
-TEST_P(Every_Inventory_Provider, RefusesEverythingElse) {
+TEST_P(EveryInventoryProvider, RefusesEverythingElse) {
   Loaded loaded(record_of(*GetParam()));
   const auto ask = [&](sint32 operation) {
     return call(loaded.record, operation, loaded.provider);
   };
-  EXPECT_EQ(ask(CREATE_INSTANCE), 81);
-  EXPECT_EQ(ask(DELETE_INSTANCE), 91);
-  EXPECT_EQ(ask(MODIFY_INSTANCE), 101);
-  EXPECT_EQ(ask(ENUM_ASSOCIATOR_NAMES), -1);
-  EXPECT_EQ(ask(ENUM_REFERENCES), -1);
-  EXPECT_EQ(ask(ENUM_ASSOCIATORS), -1);
+  EXPECT_EQ(ask(CreateInstance), 81);
+  EXPECT_EQ(ask(DeleteInstance), 91);
+  EXPECT_EQ(ask(ModifyInstance), 101);
+  EXPECT_EQ(ask(EnumAssociatorNames), -1);
+  EXPECT_EQ(ask(EnumReferences), -1);
+  EXPECT_EQ(ask(EnumAssociators), -1);
   ASSERT_FALSE(GetParam()->methods.empty());
-  for (const Meta_Class* method : GetParam()->methods) {
+  for (const MetaClass* method : GetParam()->methods) {
     const auto record = Ref<Instance>::adopt(create(*method));
-    EXPECT_EQ(call(loaded.record, INVOKE_METHOD, loaded.provider, nullptr, record.get()), 131)
+    EXPECT_EQ(call(loaded.record, InvokeMethod, loaded.provider, nullptr, record.get()), 131)
         << method->name;
   }
 }
 
-TEST_P(Every_Inventory_Provider, HasItsEntryPointsAndNoOther) {
+TEST_P(EveryInventoryProvider, HasItsEntryPointsAndNoOther) {
   const std::string prefix = record_of(*GetParam())->provider_name + std::string("_Create_");
   for (const char* kind : {"Instance", "Method"}) {
     void* const entry = dlsym(library, (prefix + kind + "MI").c_str());
@@ -240,7 +240,7 @@ TEST_P(Every_Inventory_Provider, HasItsEntryPointsAndNoOther) {
   EXPECT_FALSE(dlsym(library, (prefix + "AssociationMI").c_str()));
 }
 
-INSTANTIATE_TEST_SUITE_P(, Every_Inventory_Provider,
+INSTANTIATE_TEST_SUITE_P(, EveryInventoryProvider,
                          testing::Values(&KAVRO_DiskDrive::static_meta_class,
                                          &KAVRO_SysBusDevice::static_meta_class,
                                          &KAVRO_ComputerSystem::static_meta_class),

@@ -27,7 +27,7 @@ inline std::string between(const std::string& text, const std::string& first,
 
 // Lines "PATH -> TARGET" open an object, of which "  ATTRIBUTE=[VALUE]" follow;
 // "PATH ATTRIBUTE=VALUE" stands alone.
-inline void lay_out(const Test_Tree& tree, const std::string& facts) {
+inline void lay_out(const TestTree& tree, const std::string& facts) {
   std::istringstream lines(facts);
   std::string object;
   for (std::string line; std::getline(lines, line);) {

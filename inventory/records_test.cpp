@@ -36,7 +36,7 @@ TEST(Recorded_Machines, HwinfoSeesTheSameDrives) {
     if (facts.empty() || !std::filesystem::exists(folder.path() / "hwinfo-disk.out")) continue;
     SCOPED_TRACE(folder.path().filename());
     ++machines;
-    Test_Tree tree;
+    TestTree tree;
     lay_out(tree, facts);
     const auto reported = disks(read(folder.path() / "hwinfo-disk.out"));
     const auto drives = read_drives(tree.sysfs());

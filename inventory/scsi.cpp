@@ -4,8 +4,8 @@
 
 namespace inventory {
 
-std::optional<Scsi_Address> parse_address(std::string_view text) {
-  Scsi_Address address;
+std::optional<ScsiAddress> parse_address(std::string_view text) {
+  ScsiAddress address;
   for (std::uint64_t* part : {&address.host, &address.channel, &address.target, &address.lun}) {
     const bool last = part == &address.lun;
     const std::size_t colon = text.find(':');
@@ -18,12 +18,12 @@ std::optional<Scsi_Address> parse_address(std::string_view text) {
   return address;
 }
 
-std::string to_string(const Scsi_Address& address) {
+std::string to_string(const ScsiAddress& address) {
   return std::to_string(address.host) + ':' + std::to_string(address.channel) + ':' +
          std::to_string(address.target) + ':' + std::to_string(address.lun);
 }
 
-std::string address_text(const Scsi_Address& address) {
+std::string address_text(const ScsiAddress& address) {
   return "Port:" + std::to_string(address.host) + " Target:" + std::to_string(address.target) +
          " Bus:" + std::to_string(address.channel) + " Lun:" + std::to_string(address.lun);
 }
@@ -37,23 +37,23 @@ bool is_usb_storage(std::string_view driver) {
 
 }  // namespace
 
-Scsi_Hosts::Scsi_Hosts(std::map<std::uint64_t, std::string> drivers)
+ScsiHosts::ScsiHosts(std::map<std::uint64_t, std::string> drivers)
     : drivers_(std::move(drivers)),
       all_emulated_(std::all_of(drivers_.begin(), drivers_.end(), [](const auto& host) {
         return host.second == "ahci" || host.second == "ata_piix" || is_usb_storage(host.second);
       })) {}
 
-const std::string& Scsi_Hosts::driver(std::uint64_t host) const {
+const std::string& ScsiHosts::driver(std::uint64_t host) const {
   static const auto& none = *new std::string;
   const auto found = drivers_.find(host);
   return found == drivers_.end() ? none : found->second;
 }
 
-bool Scsi_Hosts::publishes(const Scsi_Address& address) const {
+bool ScsiHosts::publishes(const ScsiAddress& address) const {
   return !all_emulated_ && !is_usb_storage(driver(address.host));
 }
 
-Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs) {
+ScsiHosts read_scsi_hosts(const Sysfs& sysfs) {
   const std::string hosts = "/sys/class/scsi_host";
   std::map<std::uint64_t, std::string> drivers;
   for (const std::string& name : sysfs.entries(hosts)) {
@@ -65,7 +65,7 @@ Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs) {
     // The kernel prints this for a driver without a name, such as uas.
     drivers[*number] = driver == "(null)" ? "" : driver;
   }
-  return Scsi_Hosts(std::move(drivers));
+  return ScsiHosts(std::move(drivers));
 }
 
 }  // namespace inventory

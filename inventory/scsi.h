@@ -13,30 +13,30 @@
 namespace inventory {
 
 // Where a SCSI device is: the kernel's H:C:T:L, in the order in which it sorts.
-struct Scsi_Address {
+struct ScsiAddress {
   std::uint64_t host = 0;
   std::uint64_t channel = 0;
   std::uint64_t target = 0;
   std::uint64_t lun = 0;
 
-  auto operator<=>(const Scsi_Address&) const = default;
+  auto operator<=>(const ScsiAddress&) const = default;
 };
 
 // The address in a text "H:C:T:L" of four decimal numbers and nothing else.
-std::optional<Scsi_Address> parse_address(std::string_view text);
+std::optional<ScsiAddress> parse_address(std::string_view text);
 
 // "H:C:T:L", as the kernel and hwinfo write it.
-std::string to_string(const Scsi_Address& address);
+std::string to_string(const ScsiAddress& address);
 
 // "Port:H Target:T Bus:C Lun:L", the form in which discovery reads the address of a bus device.
 // It takes the one character that follows each colon, so there is no blank after them, and an
 // adapter whose number has two digits is read by its first: a known limit.
-std::string address_text(const Scsi_Address& address);
+std::string address_text(const ScsiAddress& address);
 
 // The machine's SCSI host adapters by number, each with its driver's name.
-class Scsi_Hosts {
+class ScsiHosts {
  public:
-  explicit Scsi_Hosts(std::map<std::uint64_t, std::string> drivers);
+  explicit ScsiHosts(std::map<std::uint64_t, std::string> drivers);
 
   // Empty when there is no such host adapter or it has no name.
   const std::string& driver(std::uint64_t host) const;
@@ -48,13 +48,13 @@ class Scsi_Hosts {
   // their address alone, and finds onboard drives beside a logical volume testable by theirs alone.
   // The address of a drive of usb-storage, or of one of its sub-drivers (ums-*), is never
   // published, so that such a drive is left out for being a USB drive.
-  bool publishes(const Scsi_Address& address) const;
+  bool publishes(const ScsiAddress& address) const;
 
  private:
   std::map<std::uint64_t, std::string> drivers_;
   bool all_emulated_;
 };
 
-Scsi_Hosts read_scsi_hosts(const Sysfs& sysfs);
+ScsiHosts read_scsi_hosts(const Sysfs& sysfs);
 
 }  // namespace inventory

@@ -7,27 +7,27 @@
 namespace inventory {
 namespace {
 
-TEST(Scsi_Address, IsFourNumbersAndNothingElse) {
-  EXPECT_EQ(parse_address("0:2:13:4"), (Scsi_Address{0, 2, 13, 4}));
+TEST(ScsiAddress, IsFourNumbersAndNothingElse) {
+  EXPECT_EQ(parse_address("0:2:13:4"), (ScsiAddress{0, 2, 13, 4}));
   EXPECT_EQ(parse_address("1:0:0:18446744073709551615")->lun, ~std::uint64_t{0});
   for (const char* text : {"", "host0", "target0:0:0", "0:0:0", "0:0:0:", ":0:0:0", "0:0:0:0:0",
                            "0:0:0:x", "0:0:-1:0", "0: 0:0:0", "0:0:0:18446744073709551616"})
     EXPECT_FALSE(parse_address(text)) << text;
 }
 
-TEST(Scsi_Address, SortsByNumbers) {
+TEST(ScsiAddress, SortsByNumbers) {
   EXPECT_LT(*parse_address("2:0:0:0"), *parse_address("10:0:0:0"));
   EXPECT_LT(*parse_address("0:0:2:9"), *parse_address("0:0:10:0"));
   EXPECT_LT(*parse_address("0:0:0:2"), *parse_address("0:0:0:10"));
 }
 
-TEST(Scsi_Address, HasTheTwoFormsThatAreRead) {
+TEST(ScsiAddress, HasTheTwoFormsThatAreRead) {
   EXPECT_EQ(to_string({0, 2, 13, 4}), "0:2:13:4");
   EXPECT_EQ(address_text({0, 2, 13, 4}), "Port:0 Target:13 Bus:2 Lun:4");
 }
 
 // The way in which discovery takes an address text apart.
-TEST(Scsi_Address, IsReadBackByDiscovery) {
+TEST(ScsiAddress, IsReadBackByDiscovery) {
   std::string text = address_text({1, 2, 3, 4});
   std::string parsed;
   for (const auto& [key, skipped] :
@@ -40,7 +40,7 @@ TEST(Scsi_Address, IsReadBackByDiscovery) {
 }
 
 bool publishes(std::map<std::uint64_t, std::string> drivers, std::uint64_t host) {
-  return Scsi_Hosts(std::move(drivers)).publishes({host, 0, 0, 0});
+  return ScsiHosts(std::move(drivers)).publishes({host, 0, 0, 0});
 }
 
 TEST(Published_Addresses, NoneWhereEveryAdapterIsAhciAtaPiixOrUsbStorage) {
@@ -83,38 +83,38 @@ TEST(Published_Addresses, SubDriversOfUsbStorageAreAsItIs) {
     EXPECT_TRUE(publishes({{0, "ahci"}, {1, other}}, 1)) << other;
 }
 
-TEST(Scsi_Hosts, AreReadWithTheirNumbers) {
-  Test_Tree tree;
+TEST(ScsiHosts, AreReadWithTheirNumbers) {
+  TestTree tree;
   tree.scsi_host(0, "ahci");
   tree.scsi_host(12, "usb-storage");
   tree.file("/sys/class/scsi_host/hostile/proc_name", "megaraid_sas\n");
   tree.file("/sys/class/scsi_host/other/proc_name", "megaraid_sas\n");
-  const Scsi_Hosts hosts = read_scsi_hosts(tree.sysfs());
+  const ScsiHosts hosts = read_scsi_hosts(tree.sysfs());
   EXPECT_EQ(hosts.driver(0), "ahci");
   EXPECT_EQ(hosts.driver(12), "usb-storage");
   EXPECT_EQ(hosts.driver(1), "");
   EXPECT_FALSE(hosts.publishes({0, 0, 0, 0}));
 }
 
-TEST(Scsi_Hosts, ADriverWithoutANameIsAnotherAdapter) {
-  Test_Tree tree;
+TEST(ScsiHosts, ADriverWithoutANameIsAnotherAdapter) {
+  TestTree tree;
   tree.scsi_host(0, "ahci");
   tree.scsi_host(1, "(null)");
-  const Scsi_Hosts hosts = read_scsi_hosts(tree.sysfs());
+  const ScsiHosts hosts = read_scsi_hosts(tree.sysfs());
   EXPECT_EQ(hosts.driver(1), "");
   EXPECT_TRUE(hosts.publishes({0, 0, 0, 0}));
   EXPECT_TRUE(hosts.publishes({1, 0, 0, 0}));
 }
 
-TEST(Scsi_Hosts, AnUnreadableDriverIsAnotherAdapter) {
-  Test_Tree tree;
+TEST(ScsiHosts, AnUnreadableDriverIsAnotherAdapter) {
+  TestTree tree;
   tree.scsi_host(0, "ahci");
   tree.file("/sys/class/scsi_host/host1/state", "running\n");
   EXPECT_TRUE(read_scsi_hosts(tree.sysfs()).publishes({0, 0, 0, 0}));
 }
 
-TEST(Scsi_Hosts, AMachineWithoutAnyPublishesNone) {
-  Test_Tree tree;
+TEST(ScsiHosts, AMachineWithoutAnyPublishesNone) {
+  TestTree tree;
   EXPECT_FALSE(read_scsi_hosts(tree.sysfs()).publishes({0, 0, 0, 0}));
 }
 

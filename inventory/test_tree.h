@@ -12,15 +12,15 @@
 
 namespace inventory {
 
-class Test_Tree {
+class TestTree {
  public:
-  Test_Tree() {
+  TestTree() {
     std::string name = std::filesystem::temp_directory_path() / "inventory_test.XXXXXX";
     root_ = mkdtemp(name.data());
     std::filesystem::create_directories(root_ / "sys/block");
   }
-  Test_Tree(const Test_Tree&) = delete;
-  ~Test_Tree() { std::filesystem::remove_all(root_); }
+  TestTree(const TestTree&) = delete;
+  ~TestTree() { std::filesystem::remove_all(root_); }
 
   std::string root() const { return root_; }
   Sysfs sysfs() const { return Sysfs(root_); }

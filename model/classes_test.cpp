@@ -17,21 +17,21 @@ std::vector<std::string> words(const std::string& text) {
   return {std::istream_iterator<std::string>(stream), {}};
 }
 
-std::vector<std::string> names(const Meta_Class& meta, bool keys_only = false) {
+std::vector<std::string> names(const MetaClass& meta, bool keys_only = false) {
   std::vector<std::string> result;
-  for (const Meta_Property& property : meta.properties)
+  for (const MetaProperty& property : meta.properties)
     if (property.key || !keys_only) result.push_back(property.name);
   return result;
 }
 
-std::vector<std::string> method_names(const Meta_Class& meta) {
+std::vector<std::string> method_names(const MetaClass& meta) {
   std::vector<std::string> result;
-  for (const Meta_Class* method : meta.methods) result.push_back(method->name);
+  for (const MetaClass* method : meta.methods) result.push_back(method->name);
   return result;
 }
 
 // The row of contract.def that a class would have.
-std::string row_of(const Meta_Class& meta) {
+std::string row_of(const MetaClass& meta) {
   const auto text = [](const std::vector<std::string>& words) {
     std::string joined;
     for (const std::string& word : words) joined += (joined.empty() ? "" : " ") + word;
@@ -43,10 +43,10 @@ std::string row_of(const Meta_Class& meta) {
          text(method_names(meta)) + ')';
 }
 
-TEST(Classes, those_of_ours_are_the_contracts) {
+TEST(Classes, ThoseOfOursAreTheContracts) {
   std::set<std::string> found, in_contract;
   std::string rows;
-  for (const Meta_Class* meta : kavro_repository.classes) {
+  for (const MetaClass* meta : kavro_repository.classes) {
     if (!std::string_view(meta->name).starts_with("KAVRO_")) continue;
     found.insert(meta->name);
     if (!contract::find(meta->name)) rows += row_of(*meta) + '\n';
@@ -57,10 +57,10 @@ TEST(Classes, those_of_ours_are_the_contracts) {
       << rows;
 }
 
-TEST(Classes, those_of_the_contract_have_their_keys_methods_and_number_of_properties) {
+TEST(Classes, ThoseOfTheContractHaveTheirKeysMethodsAndNumberOfProperties) {
   for (const contract::Class& row : contract::kClasses) {
     SCOPED_TRACE(row.name);
-    const Meta_Class* meta = kavro_repository.find(row.name);
+    const MetaClass* meta = kavro_repository.find(row.name);
     ASSERT_NE(meta, nullptr);
     EXPECT_STREQ(meta->name, row.name);
     EXPECT_EQ(meta->superclass, kavro_repository.find(row.superclass));
@@ -72,9 +72,9 @@ TEST(Classes, those_of_the_contract_have_their_keys_methods_and_number_of_proper
   }
 }
 
-TEST(Classes, superclasses_come_first_and_share_the_repository) {
-  std::vector<const Meta_Class*> seen = {nullptr};
-  for (const Meta_Class* meta : kavro_repository.classes) {
+TEST(Classes, SuperclassesComeFirstAndShareTheRepository) {
+  std::vector<const MetaClass*> seen = {nullptr};
+  for (const MetaClass* meta : kavro_repository.classes) {
     EXPECT_THAT(seen, testing::Contains(meta->superclass)) << meta->name;
     EXPECT_EQ(meta->repository, &kavro_repository) << meta->name;
     seen.push_back(meta);
@@ -82,21 +82,21 @@ TEST(Classes, superclasses_come_first_and_share_the_repository) {
 }
 
 // A program that refers to a meta-class may hold a copy of it; the library has to mean the same.
-TEST(Classes, there_is_one_record_of_a_class) {
+TEST(Classes, ThereIsOneRecordOfAClass) {
   EXPECT_EQ(kavro_repository.find("kavro_diskdrive"), &KAVRO_DiskDrive::static_meta_class);
   EXPECT_EQ(KAVRO_DiskDrive::static_meta_class.superclass, &CIM_DiskDrive::static_meta_class);
 }
 
-constexpr auto element = "Caption Description ElementName ";
-constexpr auto system_element =
+constexpr auto kElement = "Caption Description ElementName ";
+constexpr auto kSystemElement =
     "InstallDate Name OperationalStatus StatusDescriptions Status HealthState ";
-constexpr auto enabled_element =
+constexpr auto kEnabledElement =
     "EnabledState OtherEnabledState RequestedState EnabledDefault TimeOfLastStateChange ";
 
-TEST(Property_Order, disk_drive) {
+TEST(Property_Order, DiskDrive) {
   EXPECT_EQ(
       names(KAVRO_DiskDrive::static_meta_class),
-      words(std::string(element) + system_element + enabled_element +
+      words(std::string(kElement) + kSystemElement + kEnabledElement +
             "SystemCreationClassName SystemName CreationClassName DeviceID "
             "PowerManagementSupported PowerManagementCapabilities Availability StatusInfo "
             "LastErrorCode ErrorDescription ErrorCleared OtherIdentifyingInfo PowerOnHours "
@@ -108,16 +108,16 @@ TEST(Property_Order, disk_drive) {
             "MaxUnitsBeforeCleaning UnitsUsed"));
 }
 
-TEST(Property_Order, diagnostic_service_has_its_name_where_the_base_introduced_it) {
+TEST(Property_Order, DiagnosticServiceHasItsNameWhereTheBaseIntroducedIt) {
   EXPECT_EQ(names(KAVRO_HDDTest_DiagnosticService::static_meta_class),
-            words(std::string(element) + system_element + enabled_element +
+            words(std::string(kElement) + kSystemElement + kEnabledElement +
                   "SystemCreationClassName SystemName CreationClassName PrimaryOwnerName "
                   "PrimaryOwnerContact StartMode Started"));
 }
 
-TEST(Property_Order, concrete_job) {
+TEST(Property_Order, ConcreteJob) {
   EXPECT_EQ(names(KAVRO_HDDTest_ConcreteJob::static_meta_class),
-            words(std::string(element) + system_element +
+            words(std::string(kElement) + kSystemElement +
                   "JobStatus TimeSubmitted ScheduledStartTime StartTime ElapsedTime JobRunTimes "
                   "RunMonth RunDay RunDayOfWeek RunStartInterval LocalOrUtcTime UntilTime Notify "
                   "Owner Priority PercentComplete DeleteOnCompletion ErrorCode ErrorDescription "
@@ -125,23 +125,23 @@ TEST(Property_Order, concrete_job) {
                   "TimeBeforeRemoval"));
 }
 
-TEST(Property_Order, completion_record) {
+TEST(Property_Order, CompletionRecord) {
   EXPECT_EQ(names(KAVRO_HDDTest_DiagnosticCompletionRecord::static_meta_class),
-            words(std::string(element) +
+            words(std::string(kElement) +
                   "RecordFormat RecordData Locale InstanceID ServiceName ManagedElementName "
                   "ExpirationDate RecordType OtherRecordTypeDescription CreationTimeStamp "
                   "ErrorCode ErrorCount LoopsFailed LoopsPassed CompletionState "
                   "OtherCompletionStateDescription"));
 }
 
-TEST(Property_Order, available_diagnostic_service) {
+TEST(Property_Order, AvailableDiagnosticService) {
   EXPECT_THAT(names(KAVRO_HDDTest_AvailableDiagnosticService::static_meta_class),
               ElementsAre("ServiceProvided", "UserOfService", "EstimatedDurationOfService",
                           "EstimatedDurationQualifier"));
 }
 
-TEST(Properties, overriding_references_name_the_narrower_class) {
-  const auto target = [](const Meta_Class& meta, const char* name) {
+TEST(Properties, OverridingReferencesNameTheNarrowerClass) {
+  const auto target = [](const MetaClass& meta, const char* name) {
     return find_property(meta, name)->reference_class;
   };
   using Available = KAVRO_HDDTest_AvailableDiagnosticService;
@@ -158,20 +158,20 @@ TEST(Properties, overriding_references_name_the_narrower_class) {
 
 // Sets each property of each class and method record alone: a wrong type, offset or default would
 // show in another one, or to the sanitizers.
-TEST(Properties, each_is_a_member_of_its_own) {
-  std::vector<const Meta_Class*> all(kavro_repository.classes.begin(),
-                                     kavro_repository.classes.end());
-  for (const Meta_Class* meta : kavro_repository.classes)
+TEST(Properties, EachIsAMemberOfItsOwn) {
+  std::vector<const MetaClass*> all(kavro_repository.classes.begin(),
+                                    kavro_repository.classes.end());
+  for (const MetaClass* meta : kavro_repository.classes)
     all.insert(all.end(), meta->methods.begin(), meta->methods.end());
 
-  for (const Meta_Class* meta : all) {
-    for (const Meta_Property& one : meta->properties) {
+  for (const MetaClass* meta : all) {
+    for (const MetaProperty& one : meta->properties) {
       const auto instance = Ref<>::adopt(create(*meta));
       EXPECT_EQ(instance->meta_class, meta);
       visit(instance.get(), one, [](auto& property) {
         property = typename std::remove_reference_t<decltype(property)>::Value();
       });
-      for (const Meta_Property& other : meta->properties)
+      for (const MetaProperty& other : meta->properties)
         EXPECT_EQ(visit(instance.get(), other, [](auto& property) { return property.null(); }),
                   &other != &one)
             << meta->name << ": " << one.name << " and " << other.name;
@@ -179,7 +179,7 @@ TEST(Properties, each_is_a_member_of_its_own) {
   }
 }
 
-TEST(Properties, tables_lead_to_the_members_of_the_struct) {
+TEST(Properties, TablesLeadToTheMembersOfTheStruct) {
   const auto drive = make<KAVRO_DiskDrive>();
   const auto place = [&](const char* name) {
     return reinterpret_cast<char*>(static_cast<Instance*>(drive.get())) +
@@ -191,7 +191,7 @@ TEST(Properties, tables_lead_to_the_members_of_the_struct) {
   EXPECT_EQ(static_cast<void*>(place("UnitsUsed")), &drive->UnitsUsed);
 }
 
-TEST(Defaults, are_set_when_asked_for) {
+TEST(Defaults, AreSetWhenAskedFor) {
   const auto job = make<KAVRO_HDDTest_ConcreteJob>(true);
   EXPECT_EQ(job->JobRunTimes.value(), 1u);
   EXPECT_EQ(job->TimeBeforeRemoval.value().to_string(), "00000000000500.000000:000");
@@ -207,7 +207,7 @@ TEST(Defaults, are_set_when_asked_for) {
   EXPECT_TRUE(make<KAVRO_DiskDrive>()->EnabledState.null());
 }
 
-TEST(Instances, a_clone_is_of_the_same_class_and_shares_what_it_refers_to) {
+TEST(Instances, ACloneIsOfTheSameClassAndSharesWhatItRefersTo) {
   const auto available = make<KAVRO_HDDTest_AvailableDiagnosticService>();
   available->ServiceProvided = make<KAVRO_HDDTest_DiagnosticService>();
   available->EstimatedDurationOfService = 3;
@@ -220,7 +220,7 @@ TEST(Instances, a_clone_is_of_the_same_class_and_shares_what_it_refers_to) {
   EXPECT_TRUE(typed->UserOfService.null());
 }
 
-TEST(Instances, cast_follows_the_superclasses) {
+TEST(Instances, CastFollowsTheSuperclasses) {
   const auto drive = Ref<>::adopt(create(KAVRO_DiskDrive::static_meta_class));
   EXPECT_EQ(cast<KAVRO_DiskDrive>(drive.get()), drive.get());
   EXPECT_EQ(cast<CIM_MediaAccessDevice>(drive.get()), drive.get());
@@ -230,7 +230,7 @@ TEST(Instances, cast_follows_the_superclasses) {
   EXPECT_EQ(cast<KAVRO_DiskDrive>(element_only.get()), nullptr);
 }
 
-TEST(Methods, a_class_keeps_the_record_of_the_class_that_declared_the_method_last) {
+TEST(Methods, AClassKeepsTheRecordOfTheClassThatDeclaredTheMethodLast) {
   EXPECT_EQ(find_method(KAVRO_DiskDrive::static_meta_class, "Reset"),
             &CIM_LogicalDevice_Reset_method::static_meta_class);
   EXPECT_EQ(find_method(CIM_DiagnosticService::static_meta_class, "RunDiagnostic"),
@@ -240,9 +240,9 @@ TEST(Methods, a_class_keeps_the_record_of_the_class_that_declared_the_method_las
 }
 
 using Service = KAVRO_HDDTest_DiagnosticService;
-using Run_Record = KAVRO_HDDTest_DiagnosticService_RunDiagnostic_method;
+using RunRecord = KAVRO_HDDTest_DiagnosticService_RunDiagnostic_method;
 
-struct Recording_Provider {
+struct RecordingProvider {
   std::string called;
   const Service* self = nullptr;
   std::vector<const void*> arguments;
@@ -273,10 +273,10 @@ struct Recording_Provider {
   }
 };
 
-TEST(Invoke, passes_the_target_the_parameters_and_the_return_value) {
-  Recording_Provider provider;
+TEST(Invoke, PassesTheTargetTheParametersAndTheReturnValue) {
+  RecordingProvider provider;
   const auto service = make<Service>();
-  const auto record = make<Run_Record>();
+  const auto record = make<RunRecord>();
   EXPECT_EQ(Service::invoke(provider, service.get(), record.get()), 7);
   EXPECT_EQ(provider.called, "RunDiagnostic");
   EXPECT_EQ(provider.self, service.get());
@@ -285,12 +285,12 @@ TEST(Invoke, passes_the_target_the_parameters_and_the_return_value) {
                           &record->Job, &record->return_value));
 }
 
-TEST(Invoke, reaches_every_method_by_its_name_in_any_case) {
-  Recording_Provider provider;
-  for (const Meta_Class* method : Service::static_meta_class.methods) {
+TEST(Invoke, ReachesEveryMethodByItsNameInAnyCase) {
+  RecordingProvider provider;
+  for (const MetaClass* method : Service::static_meta_class.methods) {
     std::string name = method->name;
     for (char& character : name) character = static_cast<char>(std::tolower(character));
-    Meta_Class lower = *method;
+    MetaClass lower = *method;
     lower.name = name.c_str();
     const auto record = Ref<>::adopt(create(lower));
     EXPECT_EQ(Service::invoke(provider, nullptr, record.get()), 7);
@@ -299,11 +299,11 @@ TEST(Invoke, reaches_every_method_by_its_name_in_any_case) {
   }
 }
 
-TEST(Invoke, knows_no_other_method) {
-  Recording_Provider provider;
+TEST(Invoke, KnowsNoOtherMethod) {
+  RecordingProvider provider;
   const auto record = make<CIM_LogicalDevice_Reset_method>();
-  EXPECT_EQ(Service::invoke(provider, nullptr, record.get()), UNKNOWN_OPERATION);
-  EXPECT_EQ(KAVRO_HDDTest_UseOfLog::invoke(provider, nullptr, record.get()), UNKNOWN_OPERATION);
+  EXPECT_EQ(Service::invoke(provider, nullptr, record.get()), UnknownOperation);
+  EXPECT_EQ(KAVRO_HDDTest_UseOfLog::invoke(provider, nullptr, record.get()), UnknownOperation);
   EXPECT_EQ(provider.called, "");
 }
 

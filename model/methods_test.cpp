@@ -14,17 +14,17 @@ struct Method {
   std::vector<const char*> parameters;  // in their order, without the return value
 };
 
-struct Methods_Of {
+struct MethodsOf {
   const char* class_name;
   std::vector<Method> methods;
 };
 
 // As the MOF would have them; in and out parameters with both words.
-const std::vector<Methods_Of>& table() {
+const std::vector<MethodsOf>& table() {
   const Method request_state_change = {
       "RequestStateChange",
       {"in uint16 RequestedState", "out CIM_ConcreteJob REF Job", "in datetime TimeoutPeriod"}};
-  static const auto& rows = *new std::vector<Methods_Of>{
+  static const auto& rows = *new std::vector<MethodsOf>{
       {"KAVRO_DiskDrive",
        {request_state_change,
         {"SetPowerState", {"in uint16 PowerState", "in datetime Time"}},
@@ -85,7 +85,7 @@ const std::vector<Methods_Of>& table() {
   return rows;
 }
 
-std::string type_of(const Meta_Property& parameter) {
+std::string type_of(const MetaProperty& parameter) {
   switch (parameter.type) {
     case Type::boolean:
       return "boolean";
@@ -104,9 +104,9 @@ std::string type_of(const Meta_Property& parameter) {
   }
 }
 
-std::vector<std::string> parameters_of(const Meta_Class& method) {
+std::vector<std::string> parameters_of(const MetaClass& method) {
   std::vector<std::string> result;
-  for (const Meta_Property& parameter : method.properties) {
+  for (const MetaProperty& parameter : method.properties) {
     // Only a reference has a class.
     EXPECT_EQ(parameter.reference_class != nullptr, parameter.type == Type::reference);
     EXPECT_FALSE(parameter.key);
@@ -116,9 +116,9 @@ std::vector<std::string> parameters_of(const Meta_Class& method) {
   return result;
 }
 
-TEST(Methods, hold_their_parameters_in_order_and_the_return_value_last) {
+TEST(Methods, HoldTheirParametersInOrderAndTheReturnValueLast) {
   for (const auto& [class_name, methods] : table()) {
-    const Meta_Class* const meta = kavro_repository.find(class_name);
+    const MetaClass* const meta = kavro_repository.find(class_name);
     ASSERT_TRUE(meta) << class_name;
     ASSERT_EQ(meta->methods.size(), methods.size()) << class_name;
     for (std::size_t i = 0; i < methods.size(); ++i) {
@@ -131,9 +131,9 @@ TEST(Methods, hold_their_parameters_in_order_and_the_return_value_last) {
   }
 }
 
-TEST(Methods, every_one_returns_an_unsigned_number) {
-  for (const Meta_Class* meta : kavro_repository.classes)
-    for (const Meta_Class* method : meta->methods) {
+TEST(Methods, EveryOneReturnsAnUnsignedNumber) {
+  for (const MetaClass* meta : kavro_repository.classes)
+    for (const MetaClass* method : meta->methods) {
       EXPECT_STREQ(method->properties.back().name, "return_value");
       EXPECT_EQ(method->properties.back().type, Type::uint32);
       EXPECT_EQ(method->superclass, nullptr);

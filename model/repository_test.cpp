@@ -10,14 +10,14 @@
 namespace {
 
 using ovk_cimple::kavro_repository;
-using ovk_cimple::Meta_Class;
-using ovk_cimple::Meta_Property;
+using ovk_cimple::MetaClass;
+using ovk_cimple::MetaProperty;
 
-CMPIType cmpi_type(const Meta_Property& property) {
-  constexpr CMPIType types[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,
-                                CMPI_uint32,  CMPI_sint32, CMPI_uint64, CMPI_sint64,   CMPI_real32,
-                                CMPI_real64,  CMPI_char16, CMPI_string, CMPI_dateTime, CMPI_ref};
-  const CMPIType type = types[static_cast<std::size_t>(property.type)];
+CMPIType cmpi_type(const MetaProperty& property) {
+  constexpr CMPIType kTypes[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,
+                                 CMPI_uint32,  CMPI_sint32, CMPI_uint64, CMPI_sint64,   CMPI_real32,
+                                 CMPI_real64,  CMPI_char16, CMPI_string, CMPI_dateTime, CMPI_ref};
+  const CMPIType type = kTypes[static_cast<std::size_t>(property.type)];
   return property.array ? type | CMPI_ARRAY : type;
 }
 
@@ -34,19 +34,19 @@ void add(std::vector<const T*>& features, std::span<const T> declared) {
   }
 }
 
-struct Whole_Class {
+struct WholeClass {
   std::vector<const broker::Feature*> properties;
   std::vector<const broker::Method*> methods;
 };
 
-Whole_Class whole(const broker::Class& declared) {
-  Whole_Class result = declared.superclass ? whole(*declared.superclass) : Whole_Class();
+WholeClass whole(const broker::Class& declared) {
+  WholeClass result = declared.superclass ? whole(*declared.superclass) : WholeClass();
   add(result.properties, declared.properties);
   add(result.methods, declared.methods);
   return result;
 }
 
-void compare(const broker::Feature& feature, const Meta_Property& property) {
+void compare(const broker::Feature& feature, const MetaProperty& property) {
   SCOPED_TRACE(property.name);
   EXPECT_EQ(feature.name, property.name);
   EXPECT_EQ(feature.type, cmpi_type(property));
@@ -57,12 +57,12 @@ void compare(const broker::Feature& feature, const Meta_Property& property) {
   EXPECT_EQ(feature.out, property.out);
 }
 
-TEST(Repository, agrees_with_the_class_library) {
+TEST(Repository, AgreesWithTheClassLibrary) {
   const std::span<const broker::Class> classes = broker::all_classes();
   ASSERT_EQ(classes.size(), kavro_repository.classes.size());
   for (std::size_t i = 0; i < classes.size(); ++i) {
     const broker::Class& declared = classes[i];
-    const Meta_Class& meta = *kavro_repository.classes[i];
+    const MetaClass& meta = *kavro_repository.classes[i];
     SCOPED_TRACE(meta.name);
     EXPECT_EQ(declared.name, meta.name);
     EXPECT_EQ(declared.superclass ? declared.superclass->name : "",
@@ -70,7 +70,7 @@ TEST(Repository, agrees_with_the_class_library) {
     EXPECT_EQ(declared.association, meta.association);
     EXPECT_EQ(declared.abstract, meta.abstract);
 
-    const Whole_Class all = whole(declared);
+    const WholeClass all = whole(declared);
     ASSERT_EQ(all.properties.size(), meta.properties.size());
     for (std::size_t p = 0; p < meta.properties.size(); ++p)
       compare(*all.properties[p], meta.properties[p]);
@@ -78,7 +78,7 @@ TEST(Repository, agrees_with_the_class_library) {
     ASSERT_EQ(all.methods.size(), meta.methods.size());
     for (std::size_t m = 0; m < meta.methods.size(); ++m) {
       const broker::Method& method = *all.methods[m];
-      const Meta_Class& record = *meta.methods[m];
+      const MetaClass& record = *meta.methods[m];
       SCOPED_TRACE(record.name);
       EXPECT_EQ(method.name, record.name);
       EXPECT_EQ(method.type, cmpi_type(record.properties.back()));
@@ -108,7 +108,7 @@ const broker::QualifierDeclaration& declaration(std::string_view name) {
   throw std::out_of_range(std::string(name));
 }
 
-TEST(Repository, declares_every_qualifier_that_it_uses) {
+TEST(Repository, DeclaresEveryQualifierThatItUses) {
   const auto check = [](std::span<const broker::Qualifier> qualifiers) {
     for (const broker::Qualifier& one : qualifiers) EXPECT_EQ(one.type, declaration(one.name).type);
   };
@@ -122,27 +122,27 @@ TEST(Repository, declares_every_qualifier_that_it_uses) {
   }
 }
 
-TEST(Repository, holds_qualifier_declarations_as_they_stand) {
+TEST(Repository, HoldsQualifierDeclarationsAsTheyStand) {
   using Declaration = broker::QualifierDeclaration;
   const Declaration& key = declaration("Key");
-  EXPECT_EQ(key.scopes, Declaration::property | Declaration::reference);
+  EXPECT_EQ(key.scopes, Declaration::Property | Declaration::Reference);
   EXPECT_TRUE(key.has_default && !key.overridable && key.to_subclass && !key.translatable);
   EXPECT_EQ(key.default_values.front(), "false");
   const Declaration& version = declaration("Version");
   EXPECT_EQ(version.scopes,
-            Declaration::class_scope | Declaration::association | Declaration::indication);
+            Declaration::ClassScope | Declaration::Association | Declaration::Indication);
   EXPECT_TRUE(!version.has_default && !version.to_subclass && version.translatable);
   EXPECT_EQ(declaration("Deprecated").scopes, 127u) << "any";
   EXPECT_EQ(declaration("ArrayType").default_values.front(), "Bag");
 }
 
-TEST(Repository, holds_declarations_as_they_stand) {
+TEST(Repository, HoldsDeclarationsAsTheyStand) {
   EXPECT_TRUE(find("KAVRO_DiskDrive").properties.empty());
   EXPECT_EQ(find("CIM_Service").properties.size(), 8u);
   EXPECT_EQ(find("KAVRO_HDDTest_DiagnosticService").methods.size(), 1u);
 }
 
-TEST(Repository, holds_qualifiers_with_values_and_flavors) {
+TEST(Repository, HoldsQualifiersWithValuesAndFlavors) {
   const broker::Class& element = find("CIM_ManagedElement");
   const broker::Qualifier& version = qualifier(element, "Version");
   EXPECT_EQ(version.type, CMPI_string);
@@ -170,7 +170,7 @@ TEST(Repository, holds_qualifiers_with_values_and_flavors) {
   EXPECT_THAT(qualifier(job, "In").values, testing::ElementsAre("false"));
 }
 
-TEST(Repository, holds_defaults_in_the_spelling_of_the_mof) {
+TEST(Repository, HoldsDefaultsInTheSpellingOfTheMof) {
   const broker::Class& job = find("CIM_ConcreteJob");
   const auto removal = std::find_if(job.properties.begin(), job.properties.end(),
                                     [](auto& one) { return one.name == "TimeBeforeRemoval"; });

@@ -42,7 +42,7 @@ int status;
 
 }  // namespace
 
-int ovk_cimple_cmpi_adapter(int caller, Cmpi_Static_Data* static_data,
+int ovk_cimple_cmpi_adapter(int caller, CmpiStaticData* static_data,
                             const Registration* registration, const CMPIBroker* broker,
                             const CMPIContext* context, const char* provider_name, char kind,
                             void** result) {
@@ -55,7 +55,7 @@ int ovk_cimple_cmpi_adapter(int caller, Cmpi_Static_Data* static_data,
 
 namespace {
 
-using Entry_Point = void* (*)(const void* broker, const void* context);
+using EntryPoint = void* (*)(const void* broker, const void* context);
 
 class EntryPoints : public testing::Test {
  protected:
@@ -72,7 +72,7 @@ class EntryPoints : public testing::Test {
   struct Entry {
     const Registration* registration;
     char kind;
-    Entry_Point function;
+    EntryPoint function;
   };
   static std::vector<Entry> entries() {
     std::vector<Entry> found;
@@ -82,12 +82,12 @@ class EntryPoints : public testing::Test {
       for (const std::string kind : {"Instance", "Method", "Association"}) {
         const std::string name = std::string(record->provider_name) + "_Create_" + kind + "MI";
         if (void* const function = dlsym(library, name.c_str()))
-          found.push_back({record, kind[0], reinterpret_cast<Entry_Point>(function)});
+          found.push_back({record, kind[0], reinterpret_cast<EntryPoint>(function)});
       }
     return found;
   }
   static void* library;
-  const char broker = 0, context = 0;
+  const char broker_ = 0, context_ = 0;
 };
 void* EntryPoints::library;
 
@@ -98,12 +98,12 @@ TEST_F(EntryPoints, PassTheirOwnProvidersDataToTheAdapter) {
     SCOPED_TRACE(entry.registration->provider_name + std::string(1, ' ') + entry.kind);
     ++kinds[entry.kind];
     calls.clear();
-    entry.function(&broker, &context);
+    entry.function(&broker_, &context_);
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].caller, 67);
     EXPECT_EQ(calls[0].registration, entry.registration);
-    EXPECT_EQ(calls[0].broker, &broker);
-    EXPECT_EQ(calls[0].context, &context);
+    EXPECT_EQ(calls[0].broker, &broker_);
+    EXPECT_EQ(calls[0].context, &context_);
     EXPECT_EQ(static_cast<const void*>(calls[0].provider_name), entry.registration->provider_name);
     EXPECT_EQ(calls[0].kind, entry.kind);
     // One block of static data per provider, in the module, shared by its kinds.
@@ -122,7 +122,7 @@ TEST_F(EntryPoints, PassTheirOwnProvidersDataToTheAdapter) {
 TEST_F(EntryPoints, ReturnNullWhenTheAdapterLeavesTheSlotAlone) {
   for (const int returned : {0, 1, -1}) {
     status = returned;
-    for (const Entry& entry : entries()) EXPECT_EQ(entry.function(&broker, &context), nullptr);
+    for (const Entry& entry : entries()) EXPECT_EQ(entry.function(&broker_, &context_), nullptr);
   }
   EXPECT_EQ(calls.size(), 3 * kEntryPoints);
 }
@@ -133,7 +133,7 @@ TEST_F(EntryPoints, ReturnWhatTheAdapterWroteWhateverItReturns) {
     for (const Entry& entry : entries()) {
       char interface;
       answer = &interface;
-      EXPECT_EQ(entry.function(&broker, &context), &interface);
+      EXPECT_EQ(entry.function(&broker_, &context_), &interface);
     }
   }
   EXPECT_EQ(calls.size(), 3 * kEntryPoints);

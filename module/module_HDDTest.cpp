@@ -21,7 +21,7 @@ namespace {
 
 // Runs once when the library is loaded, before anybody can ask for the list. The list does not
 // change afterwards.
-[[maybe_unused]] const bool registered = [] {
+[[maybe_unused]] const bool kRegistered = [] {
 #define INSTANCE(Class)                                                                        \
   add_provider(registration_of_##Class, #Class "_Provider", &__cimple_##Class##_Provider_proc, \
                Class::static_meta_class);
@@ -41,9 +41,9 @@ OVK_CIMPLE_EXPORT const ovk_cimple::Registration* cimple_module() {
 
 #define ENTRY_POINT(Class, Kind) \
   OVK_CIMPLE_ENTRY_POINT(Class##_Provider, Kind, ovk_cimple::registration_of_##Class)
-#define INSTANCE(Class)                                 \
-  Cmpi_Static_Data _cmpi_static_data##Class##_Provider; \
-  ENTRY_POINT(Class, Instance)                          \
+#define INSTANCE(Class)                               \
+  CmpiStaticData _cmpi_static_data##Class##_Provider; \
+  ENTRY_POINT(Class, Instance)                        \
   ENTRY_POINT(Class, Method)
 #define ASSOCIATION(Class) \
   INSTANCE(Class)          \

@@ -71,12 +71,12 @@ struct Calls {
 // One provider object, for the length of a test.
 struct Loaded {
   explicit Loaded(const Registration* record) : registration(record) {
-    EXPECT_EQ(call(CREATE_PROVIDER, &provider), 0);
+    EXPECT_EQ(call(CreateProvider, &provider), 0);
     EXPECT_EQ(call(LOAD, provider), 0);
   }
   ~Loaded() {
     EXPECT_EQ(call(UNLOAD, provider), 0);
-    EXPECT_EQ(call(DESTROY_PROVIDER, provider), 0);
+    EXPECT_EQ(call(DestroyProvider, provider), 0);
   }
   sint32 call(sint32 operation, void* a0 = nullptr, void* a1 = nullptr, void* a2 = nullptr,
               void* a3 = nullptr, void* a4 = nullptr, void* a5 = nullptr, void* a6 = nullptr) {
@@ -154,15 +154,15 @@ TEST_F(Module, AnEntryPointWhoseProviderCannotBeAdaptedReturnsNull) {
 
 class EveryProvider : public Module, public testing::WithParamInterface<std::size_t> {
  protected:
-  void SetUp() override { NKVRHVX20::SetLogSink(&keep, &log); }
+  void SetUp() override { NKVRHVX20::set_log_sink(&keep, &log_); }
   // A logging provider logs at least that it was made and loaded; an inert one logs nothing.
   void TearDown() override {
-    NKVRHVX20::SetLogSink(nullptr, nullptr);
+    NKVRHVX20::set_log_sink(nullptr, nullptr);
     if (answers(contract::Provider::Logged)) {
-      EXPECT_THAT(log, testing::Not(testing::IsEmpty()));
+      EXPECT_THAT(log_, testing::Not(testing::IsEmpty()));
     }
     if (answers(contract::Provider::Inert)) {
-      EXPECT_THAT(log, testing::IsEmpty());
+      EXPECT_THAT(log_, testing::IsEmpty());
     }
   }
   bool answers(contract::Provider as) {
@@ -184,35 +184,35 @@ class EveryProvider : public Module, public testing::WithParamInterface<std::siz
   static void keep(NKVRHVX20::ILogger::EHVXLogSeverity, const std::string& text, void* data) {
     static_cast<std::vector<std::string>*>(data)->push_back(text);
   }
-  std::vector<std::string> log;
+  std::vector<std::string> log_;
 };
 
 TEST_P(EveryProvider, AnswersTheOperationsThatNeedNoObject) {
   Loaded loaded(record());
-  const Meta_Class* meta = nullptr;
-  const Meta_Repository* repository = nullptr;
-  EXPECT_EQ(loaded.call(GET_META_CLASS, &meta), 0);
+  const MetaClass* meta = nullptr;
+  const MetaRepository* repository = nullptr;
+  EXPECT_EQ(loaded.call(GetMetaClass, &meta), 0);
   EXPECT_EQ(meta, record()->meta_class);
-  EXPECT_EQ(loaded.call(GET_META_REPOSITORY, &repository), 0);
+  EXPECT_EQ(loaded.call(GetMetaRepository, &repository), 0);
   EXPECT_EQ(repository, &kavro_repository);
-  EXPECT_EQ(loaded.call(DESTROY_PROVIDER, nullptr), 0);
+  EXPECT_EQ(loaded.call(DestroyProvider, nullptr), 0);
 }
 
 TEST_P(EveryProvider, RefusesTheInstanceOperationsWithTheirFixedCodes) {
   Loaded loaded(record());
   Instance* found = nullptr;
   if (!refuses()) GTEST_SKIP() << "it has answers of its own";
-  EXPECT_EQ(loaded.call(GET_INSTANCE, loaded.provider, nullptr, &found), 61);
+  EXPECT_EQ(loaded.call(GetInstance, loaded.provider, nullptr, &found), 61);
   EXPECT_EQ(found, nullptr);
-  EXPECT_EQ(loaded.call(CREATE_INSTANCE, loaded.provider), 81);
-  EXPECT_EQ(loaded.call(DELETE_INSTANCE, loaded.provider), 91);
-  EXPECT_EQ(loaded.call(MODIFY_INSTANCE, loaded.provider), 101);
+  EXPECT_EQ(loaded.call(CreateInstance, loaded.provider), 81);
+  EXPECT_EQ(loaded.call(DeleteInstance, loaded.provider), 91);
+  EXPECT_EQ(loaded.call(ModifyInstance, loaded.provider), 101);
 }
 
 TEST_P(EveryProvider, EnumeratesSuccessfullyAndClosesOnce) {
   Loaded loaded(record());
   Calls calls;
-  EXPECT_EQ(loaded.call(ENUM_INSTANCES, loaded.provider, nullptr, calls.callback(), &calls), 0);
+  EXPECT_EQ(loaded.call(EnumInstances, loaded.provider, nullptr, calls.callback(), &calls), 0);
   EXPECT_EQ(calls.closed, std::vector<sint32>{0});
   if (!refuses()) return;
   // Before the first run there are no jobs and no records, but there is always the service.
@@ -229,11 +229,11 @@ TEST_P(EveryProvider, AssociationOperationsAreUnsupportedOrUnknownAndMakeNoClosi
                        calls.callback(), &calls);
   };
   if (row().association && !refuses()) GTEST_SKIP() << "it has answers of its own";
-  EXPECT_EQ(names(ENUM_ASSOCIATOR_NAMES), row().association ? 111 : -1);
-  EXPECT_EQ(loaded.call(ENUM_REFERENCES, loaded.provider, nullptr, nullptr, nullptr,
+  EXPECT_EQ(names(EnumAssociatorNames), row().association ? 111 : -1);
+  EXPECT_EQ(loaded.call(EnumReferences, loaded.provider, nullptr, nullptr, nullptr,
                         calls.callback(), &calls),
             row().association ? 121 : -1);
-  EXPECT_EQ(names(ENUM_ASSOCIATORS), row().association ? 171 : -1);
+  EXPECT_EQ(names(EnumAssociators), row().association ? 171 : -1);
   EXPECT_TRUE(calls.closed.empty());
   EXPECT_TRUE(calls.delivered.empty());
 }
@@ -246,21 +246,21 @@ TEST_P(EveryProvider, UnknownNumbersAnswerMinusOne) {
 
 TEST_P(EveryProvider, MethodsAreUnsupportedUnknownOnesMinusOneAndNoReturnValueIsSet) {
   Loaded loaded(record());
-  for (const Meta_Class* method : record()->meta_class->methods) {
+  for (const MetaClass* method : record()->meta_class->methods) {
     if (!refuses()) break;
     const auto call = Ref<Instance>::adopt(create(*method));
     const bool run = std::string(method->name) == "RunDiagnostic";
     // A run is answered with success when no service is given, as when it has another name.
-    EXPECT_EQ(loaded.call(INVOKE_METHOD, loaded.provider, nullptr, call.get()), run ? 0 : 131)
+    EXPECT_EQ(loaded.call(InvokeMethod, loaded.provider, nullptr, call.get()), run ? 0 : 131)
         << method->name;
-    for (const Meta_Property& parameter : method->properties)
+    for (const MetaProperty& parameter : method->properties)
       EXPECT_TRUE(visit(call.get(), parameter, [](auto& p) { return p.null(); }))
           << method->name << '.' << parameter.name;
   }
-  Meta_Class unknown = CIM_Service_StopService_method::static_meta_class;
+  MetaClass unknown = CIM_Service_StopService_method::static_meta_class;
   unknown.name = "StopServices";
   const auto call = Ref<Instance>::adopt(create(unknown));
-  EXPECT_EQ(loaded.call(INVOKE_METHOD, loaded.provider, nullptr, call.get()), -1);
+  EXPECT_EQ(loaded.call(InvokeMethod, loaded.provider, nullptr, call.get()), -1);
 }
 
 INSTANTIATE_TEST_SUITE_P(, EveryProvider, testing::Range(std::size_t{0}, rows().size()),
@@ -271,10 +271,10 @@ TEST_F(Module, MethodsAreComparedWithoutRegardToCase) {
   while (std::string(service->meta_class->name) != "KAVRO_HDDTest_DiagnosticService")
     service = service->next;
   Loaded loaded(service);
-  Meta_Class lower = *find_method(*service->meta_class, "RunDiagnostic");
+  MetaClass lower = *find_method(*service->meta_class, "RunDiagnostic");
   lower.name = "rundiagnostic";
   const auto call = Ref<Instance>::adopt(create(lower));
-  EXPECT_EQ(loaded.call(INVOKE_METHOD, loaded.provider, nullptr, call.get()), 0);
+  EXPECT_EQ(loaded.call(InvokeMethod, loaded.provider, nullptr, call.get()), 0);
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 namespace platform {
 
 // What stands at the start of a text.
-struct Utf8_Sequence {
-  static constexpr char32_t none = 0xFFFFFFFF;
+struct Utf8Sequence {
+  static constexpr char32_t kNone = 0xFFFFFFFF;
 
   char32_t character;  // none where no character of UTF-8 begins
   std::size_t length;  // bytes it takes, or that could have begun a character: at least 1
@@ -17,18 +17,18 @@ struct Utf8_Sequence {
 
 // Of a text that is not empty. Overlong forms, surrogates and what lies beyond U+10FFFF are no
 // characters.
-constexpr Utf8_Sequence first_utf8(std::string_view text) {
+constexpr Utf8Sequence first_utf8(std::string_view text) {
   const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(text[place]); };
   const unsigned lead = byte(0);
   if (lead < 0x80) return {lead, 1};
-  if (lead < 0xC2 || lead > 0xF4) return {Utf8_Sequence::none, 1};
+  if (lead < 0xC2 || lead > 0xF4) return {Utf8Sequence::kNone, 1};
   const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
   unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
   char32_t character = lead & (0x7F >> length);
   for (std::size_t place = 1; place < length; ++place) {
     if (place == text.size() || byte(place) < low || byte(place) > high)
-      return {Utf8_Sequence::none, place};
+      return {Utf8Sequence::kNone, place};
     character = character << 6 | (byte(place) & 0x3F);
     low = 0x80;
     high = 0xBF;
@@ -54,7 +54,7 @@ inline void append_utf8(std::string& text, char32_t character) {
 // none, or a control character, or ends a line for some viewers, or changes the direction of
 // writing.
 constexpr bool misleads(char32_t character) {
-  return character == Utf8_Sequence::none || character < 0x20 ||
+  return character == Utf8Sequence::kNone || character < 0x20 ||
          (character >= 0x7F && character < 0xA0) ||       // delete, C1 controls
          (character >= 0x2028 && character <= 0x202E) ||  // line ends, writing direction
          (character >= 0x2066 && character <= 0x2069) ||  // writing direction

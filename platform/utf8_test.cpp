@@ -12,7 +12,7 @@ std::vector<long> read(std::string_view text) {
   std::vector<long> result;
   while (!text.empty()) {
     const auto [character, length] = first_utf8(text);
-    const bool is_one = character != Utf8_Sequence::none;
+    const bool is_one = character != Utf8Sequence::kNone;
     result.push_back(is_one ? static_cast<long>(character) : -static_cast<long>(length));
     text.remove_prefix(length);
   }

@@ -9,7 +9,7 @@ namespace ovk_cimple {
 // reach it: it has no registration, no dispatch routine, no entry point and no associators. The
 // module is named after it.
 struct KAVRO_HDDTest_AffectedJobElement_Provider
-    : Inert_Instances<KAVRO_HDDTest_AffectedJobElement>,
-      Inert_References<KAVRO_HDDTest_AffectedJobElement> {};
+    : InertInstances<KAVRO_HDDTest_AffectedJobElement>,
+      InertReferences<KAVRO_HDDTest_AffectedJobElement> {};
 
 }  // namespace ovk_cimple

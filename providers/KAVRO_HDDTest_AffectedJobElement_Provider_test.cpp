@@ -25,8 +25,8 @@ class AffectedJobElement : public ProviderTest {};
 // No client can reach it, but it answers when it is called directly.
 TEST_F(AffectedJobElement, AnswersWithItsFixedCodesDeliversNothingAndLogsNothing) {
   const Ref<Association> given = make<Association>();
-  Enum_Handler<> names([](Instance*, sint32, void*) { ADD_FAILURE(); }, nullptr);
-  Enum_Handler<Association> references([](Instance*, sint32, void*) { ADD_FAILURE(); }, nullptr);
+  EnumHandler<> names([](Instance*, sint32, void*) { ADD_FAILURE(); }, nullptr);
+  EnumHandler<Association> references([](Instance*, sint32, void*) { ADD_FAILURE(); }, nullptr);
   for (const Association* association : {static_cast<Association*>(nullptr), given.get()}) {
     Provider provider;
     Association* found = nullptr;

@@ -24,12 +24,12 @@ namespace {
 using Provider = KAVRO_HDDTest_AvailableDiagnosticService_Provider;
 using NKVRHVX20::TOSSpecific;
 
-constexpr char provider[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
+constexpr char kProvider[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
 
 // Guards the members and the scratch file while an enumeration decides.
 std::mutex discovery_lock;
 
-constexpr int hwinfo_seconds = 300;
+constexpr int kHwinfoSeconds = 300;
 
 // A bus device as the tests look at it. Each test copies only what it needs: reading another
 // property of a broken one could end the process.
@@ -73,41 +73,41 @@ sint32 ask(Instance_Enumerator& enumerator) {
 }  // namespace
 
 Provider::KAVRO_HDDTest_AvailableDiagnosticService_Provider() {
-  log_answer(provider, provider, OK);
+  log_answer(kProvider, kProvider, OK);
 }
 Provider::~KAVRO_HDDTest_AvailableDiagnosticService_Provider() {
-  log_answer(provider, "~KAVRO_HDDTest_AvailableDiagnosticService_Provider", OK);
+  log_answer(kProvider, "~KAVRO_HDDTest_AvailableDiagnosticService_Provider", OK);
 }
 
 sint32 Provider::enum_associator_names(const Instance*, const char*, const char*, const char*,
-                                       Enum_Handler<>*) {
-  return log_answer(provider, "enum_associator_names", ENUM_ASSOCIATOR_NAMES_UNSUPPORTED);
+                                       EnumHandler<>*) {
+  return log_answer(kProvider, "enum_associator_names", EnumAssociatorNamesUnsupported);
 }
-sint32 Provider::enum_references(const Instance*, const Class*, const char*, Enum_Handler<Class>*) {
-  return log_answer(provider, "enum_references", ENUM_REFERENCES_UNSUPPORTED);
+sint32 Provider::enum_references(const Instance*, const Class*, const char*, EnumHandler<Class>*) {
+  return log_answer(kProvider, "enum_references", EnumReferencesUnsupported);
 }
 
 // Kept on purpose: the one operation that leaves no line in the log.
 sint32 Provider::enum_associators(const Instance*, const char*, const char*, const char*,
-                                  Enum_Handler<>*) {
-  return ENUM_ASSOCIATORS_UNSUPPORTED;
+                                  EnumHandler<>*) {
+  return EnumAssociatorsUnsupported;
 }
 
-sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
-  log_entering(provider, "enum_instances");
+sint32 Provider::enum_instances(const Class*, EnumHandler<Class>* handler) {
+  log_entering(kProvider, "enum_instances");
   const std::string machine_type = TOSSpecific::GetMachineTypeFromID();
   std::string bios = TOSSpecific::GetBiosID();
   for (char& c : bios) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   log_trace("MT  =" + machine_type);
-  static const std::vector<std::string> exclueMachine(discovery::excluded_machine_types.begin(),
-                                                      discovery::excluded_machine_types.end());
+  static const std::vector<std::string> exclueMachine(discovery::kExcludedMachineTypes.begin(),
+                                                      discovery::kExcludedMachineTypes.end());
   const std::set<std::string> excluded(exclueMachine.begin(), exclueMachine.end());
   if (excluded.contains(machine_type)) {
-    log_exiting(provider, "enum_instances, MT(" + machine_type + ") is not supported!");
+    log_exiting(kProvider, "enum_instances, MT(" + machine_type + ") is not supported!");
     return OK;
   }
   if (excluded.contains(bios)) {
-    log_exiting(provider, "enum_instances, BIOSID(" + bios + ") is not supported!");
+    log_exiting(kProvider, "enum_instances, BIOSID(" + bios + ") is not supported!");
     return OK;
   }
 
@@ -135,7 +135,7 @@ sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
   }
   // No lock is held while the object manager takes the instances, which may take long.
   for (Ref<Class>& one : offers) handler->handle(std::move(one));
-  log_exiting(provider, "enum_instances");
+  log_exiting(kProvider, "enum_instances");
   return OK;
 }
 
@@ -173,35 +173,35 @@ Ref<KAVRO_HDDTest_AvailableDiagnosticService> Provider::offer(const Instance& dr
 }
 
 void Provider::getDiskDeviceList() {
-  log_entering(provider, "getDiskDeviceList");
-  diskBuffer = TOSSpecific::SpawnProcess("hwinfo --disk", hwinfo_seconds);
-  log_exiting(provider, "getDiskDeviceList");
+  log_entering(kProvider, "getDiskDeviceList");
+  diskBuffer = TOSSpecific::SpawnProcess("hwinfo --disk", kHwinfoSeconds);
+  log_exiting(kProvider, "getDiskDeviceList");
 }
 
 void Provider::getUSBDeviceList() {
-  log_entering(provider, "getUSBDeviceList");
-  usbBuffer = TOSSpecific::SpawnProcess("hwinfo --usb", hwinfo_seconds);
-  log_exiting(provider, "getUSBDeviceList");
+  log_entering(kProvider, "getUSBDeviceList");
+  usbBuffer = TOSSpecific::SpawnProcess("hwinfo --usb", kHwinfoSeconds);
+  log_exiting(kProvider, "getUSBDeviceList");
 }
 
 bool Provider::isDiskDevice(std::string name) {
-  log_entering(provider, "isDiskDevice, device=" + name);
+  log_entering(kProvider, "isDiskDevice, device=" + name);
   const bool listed = discovery::lists_device(diskBuffer, name);
   log_trace("Device " + name + (listed ? " is a disk device" : " is NOT a disk device"));
-  log_exiting(provider, "isDiskDevice");
+  log_exiting(kProvider, "isDiskDevice");
   return listed;
 }
 
 bool Provider::isUSBDevice(std::string name) {
-  log_entering(provider, "isUSBDevice, device=" + name);
+  log_entering(kProvider, "isUSBDevice, device=" + name);
   const bool listed = discovery::lists_device(usbBuffer, name);
   log_trace("Device " + name + (listed ? " is a USB device" : " is NOT a USB device"));
-  log_exiting(provider, "isUSBDevice");
+  log_exiting(kProvider, "isUSBDevice");
   return listed;
 }
 
 bool Provider::isMicroFlashDevice(std::string name) {
-  log_entering(provider, "isMicroFlashDevice");
+  log_entering(kProvider, "isMicroFlashDevice");
   bool found = false;
   for (const Ref<Instance>& instance : fRefInst) {
     const BusDevice device(instance);
@@ -210,19 +210,19 @@ bool Provider::isMicroFlashDevice(std::string name) {
               (found ? " is a MicroFlash Device" : " is NOT a MicroFlash Device"));
     if (found) break;
   }
-  log_exiting(provider, "isMicroFlashDevice");
+  log_exiting(kProvider, "isMicroFlashDevice");
   return found;
 }
 
 bool Provider::isLSIRAIDDevice(std::string name, const sint32* iStatusOfRefInst) {
-  log_entering(provider, "isLSIRAIDDevice");
+  log_entering(kProvider, "isLSIRAIDDevice");
   std::string statuses;
-  for (std::size_t i = 0; i < status_table_size; ++i)
+  for (std::size_t i = 0; i < kStatusTableSize; ++i)
     statuses += std::to_string(iStatusOfRefInst[i]) + " ";
   log_trace("Size of fRefInst is : " + std::to_string(fRefInst.size()) +
             " Content of iStatusOfRefInst is : " + statuses);
-  const std::string prefix = std::string(provider) + "::isLSIRAIDDevice - BusID ";
-  for (std::size_t i = 0; i < fRefInst.size() && i < status_table_size; ++i) {
+  const std::string prefix = std::string(kProvider) + "::isLSIRAIDDevice - BusID ";
+  for (std::size_t i = 0; i < fRefInst.size() && i < kStatusTableSize; ++i) {
     if (iStatusOfRefInst[i] == 0) continue;
     const BusDevice device(fRefInst[i]);
     const std::string address = device.address();
@@ -243,36 +243,36 @@ bool Provider::isLSIRAIDDevice(std::string name, const sint32* iStatusOfRefInst)
     // Nobody knows where the drive is, so that it is left out like one behind a RAID adapter.
     if (!report) return true;
     switch (discovery::controller_of(*report, *bus_id, name)) {
-      case discovery::Controller::bus_id_not_listed:
+      case discovery::Controller::BusIdNotListed:
         log_trace("Device " + name + " is NOT a LSI_IR Device");
         break;
-      case discovery::Controller::another_device:
+      case discovery::Controller::AnotherDevice:
         log_trace("Device " + name + " is not a LSI_IR Device");
         break;
-      case discovery::Controller::onboard:
+      case discovery::Controller::Onboard:
         log_trace("Device " + name + " is Onboard hdd");
         return false;
-      case discovery::Controller::raid:
+      case discovery::Controller::Raid:
         log_trace("Device " + name + " is a LSI_IR Device");
         return true;
     }
   }
-  log_exiting(provider, "isLSIRAIDDevice, non-zero rc from enuminstances, returning false");
+  log_exiting(kProvider, "isLSIRAIDDevice, non-zero rc from enuminstances, returning false");
   return false;
 }
 
 bool Provider::isLSIMegaRAIDDevice(std::string name) {
-  log_entering(provider, "isLSIMegaRAIDDevice");
+  log_entering(kProvider, "isLSIMegaRAIDDevice");
   const discovery::Driver driver = discovery::driver_of(diskBuffer, name);
   const std::string device_text = "JBOD: Device " + name;
   switch (driver.lookup) {
-    case discovery::DriverLookup::device_not_listed:
+    case discovery::DriverLookup::DeviceNotListed:
       log_trace(device_text + " cannot be found in diskBuffer");
       break;
-    case discovery::DriverLookup::no_driver_line:
+    case discovery::DriverLookup::NoDriverLine:
       log_trace(device_text + " cannot find Driver: informaton");
       break;
-    case discovery::DriverLookup::found:
+    case discovery::DriverLookup::Found:
       log_trace(device_text + " DRIVER INFO: " + driver.information);
       if (contains(driver.information, "megaraid_sas")) {
         log_trace(device_text + " is a MegaRaid Device");
@@ -299,20 +299,20 @@ bool Provider::isLSIMegaRAIDDevice(std::string name) {
     }
     log_trace("Device " + name + " is NOT a MegaRaid Device");
   }
-  log_exiting(provider, "isLSIMegaRAIDDevice, non-zero rc from enuminstances, returning false");
+  log_exiting(kProvider, "isLSIMegaRAIDDevice, non-zero rc from enuminstances, returning false");
   return false;
 }
 
 void Provider::probe(StatusTable& iStatusOfRefInst) {
   iStatusOfRefInst.fill(1);
-  for (std::size_t i = 0; i < fRefInst.size() && i < status_table_size; ++i) {
+  for (std::size_t i = 0; i < fRefInst.size() && i < kStatusTableSize; ++i) {
     switch (discovery::probe(read, &fRefInst[i])) {
-      case discovery::Probe::survived:
+      case discovery::Probe::Survived:
         break;
-      case discovery::Probe::killed:
+      case discovery::Probe::Killed:
         iStatusOfRefInst[i] = 0;
         break;
-      case discovery::Probe::not_forked:
+      case discovery::Probe::NotForked:
         log_trace("Error in fork");
         break;
     }

@@ -22,19 +22,19 @@ class KAVRO_HDDTest_AvailableDiagnosticService_Provider
   using Class = KAVRO_HDDTest_AvailableDiagnosticService;
 
   // For each of the first bus devices 1 when it may be read, 0 when reading it killed the probe.
-  static constexpr std::size_t status_table_size = 100;
-  using StatusTable = std::array<sint32, status_table_size>;
+  static constexpr std::size_t kStatusTableSize = 100;
+  using StatusTable = std::array<sint32, kStatusTableSize>;
 
   KAVRO_HDDTest_AvailableDiagnosticService_Provider();
   ~KAVRO_HDDTest_AvailableDiagnosticService_Provider();
 
-  sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
+  sint32 enum_instances(const Class* model, EnumHandler<Class>* handler);
   sint32 enum_associator_names(const Instance* source, const char* result_class, const char* role,
-                               const char* result_role, Enum_Handler<>* handler);
+                               const char* result_role, EnumHandler<>* handler);
   sint32 enum_references(const Instance* source, const Class* model, const char* role,
-                         Enum_Handler<Class>* handler);
+                         EnumHandler<Class>* handler);
   sint32 enum_associators(const Instance* source, const char* result_class, const char* role,
-                          const char* result_role, Enum_Handler<>* handler);
+                          const char* result_role, EnumHandler<>* handler);
 
   // The steps of an enumeration. They log what they find and hold no lock; names are device names
   // as hwinfo prints them.

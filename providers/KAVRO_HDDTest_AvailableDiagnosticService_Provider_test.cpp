@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 class AvailableService : public DiscoveryTest {};
 
-const std::string excluded = discovery::excluded_machine_types.front();
+const std::string kExcluded = discovery::kExcludedMachineTypes.front();
 
 TEST_F(AvailableService, WithoutDrivesProbeAndReportsStillHappenAndNothingIsOffered) {
   write_dmi("QEMU", "Seabios-1.0");
@@ -27,12 +27,12 @@ TEST_F(AvailableService, WithoutDrivesProbeAndReportsStillHappenAndNothingIsOffe
                                       "3 Exiting " + operation("getDiskDeviceList"),
                                       "3 Exiting " + operation("enum_instances")));
   EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
-  EXPECT_THAT(cimom.asked,
+  EXPECT_THAT(cimom_.asked,
               ElementsAre("root/cimv2:KAVRO_DiskDrive", "root/cimv2:KAVRO_SysBusDevice"));
 }
 
 TEST_F(AvailableService, OffersTheServiceForADiskWithTheValuesOfTheTable) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
   take_log();
   const auto found = offers();
@@ -46,7 +46,7 @@ TEST_F(AvailableService, OffersTheServiceForADiskWithTheValuesOfTheTable) {
   EXPECT_EQ(service->Name.value(), "Hard Drive: Self Test");
   const auto* drive = cast<KAVRO_DiskDrive>(offer.UserOfService.value().get());
   ASSERT_TRUE(drive);
-  EXPECT_NE(drive, cimom.drives[0].get());  // a copy of the whole instance
+  EXPECT_NE(drive, cimom_.drives[0].get());  // a copy of the whole instance
   EXPECT_EQ(drive->DeviceID.value(), "/dev/sda");
   EXPECT_EQ(drive->name_space, "root/cimv2");
   EXPECT_THAT(take_log(), Contains("3 Initializing HDD instance for /dev/sda"));
@@ -56,12 +56,12 @@ TEST_F(AvailableService, OffersTheServiceForADiskWithTheValuesOfTheTable) {
 TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwiceHoweverMany) {
   for (const int drives : {1, 8, 24}) {
     std::string report;
-    cimom.drives.clear();
-    cimom.bus_devices.clear();
+    cimom_.drives.clear();
+    cimom_.bus_devices.clear();
     for (int i = 0; i < drives; ++i) {
       const std::string name = std::string("/dev/sd") + static_cast<char>('a' + i);
-      cimom.drives.push_back(test_drive(name));
-      cimom.bus_devices.push_back(test_bus_device(i, name, "ATA Disk", ""));
+      cimom_.drives.push_back(test_drive(name));
+      cimom_.bus_devices.push_back(test_bus_device(i, name, "ATA Disk", ""));
       report += test_block(std::to_string(i) + ":0:0:0", "ahci", name, i);
     }
     write_reports(report, "");
@@ -73,62 +73,62 @@ TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwiceHowev
 }
 
 TEST_F(AvailableService, ExcludedMachineTypeOffersNothingAndSaysSoInPlaceOfTheExitLine) {
-  cimom.drives = {test_drive("/dev/sda")};
-  for (const std::string& product : {excluded + "XYZ", "Rack Server -[" + excluded + "XYZ]-"}) {
+  cimom_.drives = {test_drive("/dev/sda")};
+  for (const std::string& product : {kExcluded + "XYZ", "Rack Server -[" + kExcluded + "XYZ]-"}) {
     write_dmi(product, "1.0");
     take_log();
     EXPECT_THAT(offers(), IsEmpty());
     EXPECT_THAT(take_log(),
-                ElementsAre("3 Entering " + operation("enum_instances"), "3 MT  =" + excluded,
-                            "3 Exiting " + operation("enum_instances, MT(" + excluded +
+                ElementsAre("3 Entering " + operation("enum_instances"), "3 MT  =" + kExcluded,
+                            "3 Exiting " + operation("enum_instances, MT(" + kExcluded +
                                                      ") is not supported!")));
   }
-  EXPECT_THAT(cimom.asked, IsEmpty());
+  EXPECT_THAT(cimom_.asked, IsEmpty());
 }
 
 TEST_F(AvailableService, BiosIdentifierThatIsAnExcludedCodeOffersNothing) {
-  write_dmi("Unlisted", excluded);
+  write_dmi("Unlisted", kExcluded);
   take_log();
   EXPECT_THAT(offers(), IsEmpty());
-  EXPECT_EQ(take_log().back(),
-            "3 Exiting " + operation("enum_instances, BIOSID(" + excluded + ") is not supported!"));
+  EXPECT_EQ(take_log().back(), "3 Exiting " + operation("enum_instances, BIOSID(" + kExcluded +
+                                                        ") is not supported!"));
 }
 
 TEST_F(AvailableService, BiosIdentifierIsComparedWholeAndInCapitals) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   write_reports("/dev/sda", "");
-  write_dmi("Unlisted", excluded + "a");
+  write_dmi("Unlisted", kExcluded + "a");
   EXPECT_EQ(offers().size(), 1u);
 }
 
 TEST_F(AvailableService, FailingDriveEnumerationIsLoggedAndTheBusDevicesAreKeptAllTheSame) {
-  cimom.drives_status = 5;
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Maker Disk")};
+  cimom_.drives_status = 5;
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Maker Disk")};
   take_log();
   EXPECT_THAT(offers(), IsEmpty());
   const auto log = take_log();
   EXPECT_THAT(log, Contains("3 cimom::enum_instances rc=5"));
   EXPECT_EQ(log.back(), "3 Exiting " + operation("enum_instances"));
   EXPECT_THAT(take_calls(), IsEmpty());
-  EXPECT_EQ(provider.fRefInst.size(), 1u);
+  EXPECT_EQ(provider_.fRefInst.size(), 1u);
 }
 
 TEST_F(AvailableService, FailingBusDeviceEnumerationLeavesTheEarlierOnesAndStillOffers) {
-  cimom.drives = {test_drive("/dev/sda")};
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Maker PQI")};
+  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Maker PQI")};
   write_reports("/dev/sda", "");
   EXPECT_THAT(offers(), IsEmpty());  // micro-flash
-  cimom.bus_devices_status = 1;
+  cimom_.bus_devices_status = 1;
   EXPECT_THAT(offers(), IsEmpty());
-  EXPECT_EQ(provider.fRefInst.size(), 1u);
-  provider.fRefInst.clear();
+  EXPECT_EQ(provider_.fRefInst.size(), 1u);
+  provider_.fRefInst.clear();
   EXPECT_EQ(offers().size(), 1u);
 }
 
 TEST_F(AvailableService, WithoutBusDevicesDrivesAreDecidedByTheReportsAlone) {
-  cimom.bus_devices_status = 1;
+  cimom_.bus_devices_status = 1;
   const std::string names[] = {"/dev/sda", "/dev/sdb", "/dev/sdc", "/dev/sdd"};
-  for (const std::string& name : names) cimom.drives.push_back(test_drive(name));
+  for (const std::string& name : names) cimom_.drives.push_back(test_drive(name));
   write_reports(test_block("0:0:0:0", "ahci", names[0], 0) +
                     test_block("1:0:0:0", "megaraid_sas", names[1], 1) +
                     test_block("2:0:0:0", "mpt2sas", names[2], 2) +
@@ -160,10 +160,10 @@ TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
       {"/dev/sdg", "Disk", "ahci", true, false, " is a USB device"},
   };
   for (const auto& row : rows) {
-    cimom.drives = {test_drive(row.name)};
-    provider.fRefInst.clear();
+    cimom_.drives = {test_drive(row.name)};
+    provider_.fRefInst.clear();
     // An address without "Port:" decides nothing.
-    cimom.bus_devices = {test_bus_device(0, row.name, row.description, "")};
+    cimom_.bus_devices = {test_bus_device(0, row.name, row.description, "")};
     write_reports(row.disk ? test_block("9:9:9:9", row.bus_driver, row.name, 9) : "",
                   row.usb ? row.name : "");
     take_log();
@@ -174,9 +174,9 @@ TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
 }
 
 TEST_F(AvailableService, ADriveBehindARaidAdapterIsLeftOutAndAnOnboardOneIsNot) {
-  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "ATA Disk"),
-                       test_bus_device(1, "/dev/sdb", "EXAMPLE Disk")};
+  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "ATA Disk"),
+                        test_bus_device(1, "/dev/sdb", "EXAMPLE Disk")};
   write_reports(
       test_block("0:0:0:0", "ahci", "/dev/sda", 0) + test_block("0:0:1:0", "mptsas", "/dev/sdb", 1),
       "");
@@ -186,14 +186,14 @@ TEST_F(AvailableService, ADriveBehindARaidAdapterIsLeftOutAndAnOnboardOneIsNot) 
 }
 
 TEST_F(AvailableService, BusDevicesAccumulateOverEnumerations) {
-  cimom.drives = {test_drive("/dev/sda")};
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", ""),
-                       test_bus_device(1, "/dev/sdb", "Disk", "")};
+  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", ""),
+                        test_bus_device(1, "/dev/sdb", "Disk", "")};
   write_reports("/dev/sda", "");
   for (const std::size_t times : {1u, 2u, 3u}) {
     take_log();
     EXPECT_EQ(offers().size(), 1u);
-    EXPECT_EQ(provider.fRefInst.size(), 2 * times);
+    EXPECT_EQ(provider_.fRefInst.size(), 2 * times);
     const auto log = take_log();
     EXPECT_EQ(std::count(log.begin(), log.end(), "3 Device /dev/sda is NOT a MicroFlash Device"),
               static_cast<std::ptrdiff_t>(2 * times));
@@ -201,52 +201,52 @@ TEST_F(AvailableService, BusDevicesAccumulateOverEnumerations) {
 }
 
 TEST_F(AvailableService, ALogicalVolumeThatCameAndWentIsRememberedByTheProvider) {
-  cimom.drives = {test_drive("/dev/sda")};
-  cimom.bus_devices = {test_bus_device(0, "/dev/sdz", "Logical Volume", "")};
+  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sdz", "Logical Volume", "")};
   write_reports("/dev/sda", "");
   EXPECT_THAT(offers(), IsEmpty());
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", "")};
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", "")};
   for (const std::size_t times : {2u, 3u}) {
     EXPECT_THAT(offers(), IsEmpty());
-    EXPECT_EQ(provider.fRefInst.size(), times);
+    EXPECT_EQ(provider_.fRefInst.size(), times);
   }
 }
 
 TEST_F(AvailableService, ReportsAreThoseOfTheLatestEnumeration) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   for (const auto& [disk, usb, offered] : {std::tuple{"/dev/sda", "", 1u},
                                            {"", "", 0u},
                                            {"/dev/sda", "/dev/sda", 0u},
                                            {"/dev/sda", "/dev/sdb", 1u}}) {
     write_reports(disk, usb);
     EXPECT_EQ(offers().size(), offered);
-    EXPECT_EQ(provider.diskBuffer, disk);
-    EXPECT_EQ(provider.usbBuffer, usb);
+    EXPECT_EQ(provider_.diskBuffer, disk);
+    EXPECT_EQ(provider_.usbBuffer, usb);
   }
 }
 
 TEST_F(AvailableService, BothEnumerationsFailing) {
-  cimom.drives_status = 7;
-  cimom.bus_devices_status = 8;
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Disk")};
+  cimom_.drives_status = 7;
+  cimom_.bus_devices_status = 8;
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Disk")};
   EXPECT_THAT(offers(), IsEmpty());
-  EXPECT_TRUE(provider.fRefInst.empty());
+  EXPECT_TRUE(provider_.fRefInst.empty());
   EXPECT_THAT(take_log(), Contains("3 cimom::enum_instances rc=7"));
 }
 
 TEST_F(AvailableService, AnExcludedMachineTypeIsToldBeforeAnExcludedBios) {
-  write_dmi(excluded + "XYZ", excluded);
+  write_dmi(kExcluded + "XYZ", kExcluded);
   take_log();
   EXPECT_THAT(offers(), IsEmpty());
-  EXPECT_THAT(take_log().back(), testing::HasSubstr("MT(" + excluded + ") is not supported!"));
-  EXPECT_TRUE(provider.fRefInst.empty());
+  EXPECT_THAT(take_log().back(), testing::HasSubstr("MT(" + kExcluded + ") is not supported!"));
+  EXPECT_TRUE(provider_.fRefInst.empty());
   EXPECT_THAT(take_calls(), IsEmpty());
 }
 
 TEST_F(AvailableService, EveryExcludedCodeIsHonouredEitherWay) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   write_reports("/dev/sda", "");
-  for (const std::string code : discovery::excluded_machine_types) {
+  for (const std::string code : discovery::kExcludedMachineTypes) {
     write_dmi(code + "XYZ", "1.0");
     EXPECT_THAT(offers(), IsEmpty()) << code;
     write_dmi("Unlisted", code);
@@ -258,7 +258,7 @@ TEST_F(AvailableService, EveryExcludedCodeIsHonouredEitherWay) {
 
 // BIOS versions of four digits are usual on boards that are sold.
 TEST_F(AvailableService, BiosVersionsAndTypesOfKnownMachinesAreNotExcluded) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   write_reports("/dev/sda", "");
   for (const std::string known : {"0414", "1232", "1416", "1708", "2420", "3650", "7125", "7921"}) {
     write_dmi("Unlisted", known);
@@ -269,7 +269,7 @@ TEST_F(AvailableService, BiosVersionsAndTypesOfKnownMachinesAreNotExcluded) {
 }
 
 TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {
-  cimom.drives = {test_bus_device(0, "/dev/sda", "Disk")};
+  cimom_.drives = {test_bus_device(0, "/dev/sda", "Disk")};
   write_reports("nothing", "nothing");
   take_log();
   // Every report contains the empty name, so that the drive counts as listed as USB.
@@ -279,7 +279,7 @@ TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {
 
 TEST_F(AvailableService, WithoutHwinfoEveryDriveIsLeftOutAsNoDisk) {
   std::ofstream("hwinfo") << "#!/bin/sh\nexit 127\n";
-  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
+  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
   take_log();
   EXPECT_THAT(offers(), IsEmpty());
   EXPECT_THAT(take_log(),
@@ -290,25 +290,25 @@ TEST_F(AvailableService, RefusesEverythingElseWithItsFixedCodesAndLogsButOne) {
   KAVRO_HDDTest_AvailableDiagnosticService* found = nullptr;
   take_log();
   const std::vector<std::tuple<std::string, sint32, sint32>> answers = {
-      {"load", provider.load(), 0},
-      {"unload", provider.unload(), 0},
-      {"get_instance", provider.get_instance(nullptr, found), 61},
-      {"create_instance", provider.create_instance(nullptr), 81},
-      {"delete_instance", provider.delete_instance(nullptr), 91},
-      {"modify_instance", provider.modify_instance(nullptr, nullptr), 101},
+      {"load", provider_.load(), 0},
+      {"unload", provider_.unload(), 0},
+      {"get_instance", provider_.get_instance(nullptr, found), 61},
+      {"create_instance", provider_.create_instance(nullptr), 81},
+      {"delete_instance", provider_.delete_instance(nullptr), 91},
+      {"modify_instance", provider_.modify_instance(nullptr, nullptr), 101},
       {"enum_associator_names",
-       provider.enum_associator_names(nullptr, nullptr, nullptr, nullptr, nullptr), 111},
-      {"enum_references", provider.enum_references(nullptr, nullptr, nullptr, nullptr), 121}};
+       provider_.enum_associator_names(nullptr, nullptr, nullptr, nullptr, nullptr), 111},
+      {"enum_references", provider_.enum_references(nullptr, nullptr, nullptr, nullptr), 121}};
   std::vector<std::string> expected;
   for (const auto& [name, status, code] : answers) {
     EXPECT_EQ(status, code) << name;
-    for (const std::string& line : trace(provider_name, name)) expected.push_back(line);
+    for (const std::string& line : trace(kProviderName, name)) expected.push_back(line);
   }
-  EXPECT_EQ(provider.enum_associators(nullptr, nullptr, nullptr, nullptr, nullptr), 171);
+  EXPECT_EQ(provider_.enum_associators(nullptr, nullptr, nullptr, nullptr, nullptr), 171);
   EXPECT_EQ(take_log(), expected);
   { const KAVRO_HDDTest_AvailableDiagnosticService_Provider another; }
-  expected = trace(provider_name, provider_name);
-  for (const std::string& line : trace(provider_name, std::string("~") + provider_name))
+  expected = trace(kProviderName, kProviderName);
+  for (const std::string& line : trace(kProviderName, std::string("~") + kProviderName))
     expected.push_back(line);
   EXPECT_EQ(take_log(), expected);
 }

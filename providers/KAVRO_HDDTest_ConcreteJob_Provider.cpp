@@ -14,13 +14,13 @@ namespace {
 
 using Provider = KAVRO_HDDTest_ConcreteJob_Provider;
 
-constexpr char provider[] = "KAVRO_HDDTest_ConcreteJob_Provider";
+constexpr char kProvider[] = "KAVRO_HDDTest_ConcreteJob_Provider";
 
 // Jobs made since the module was loaded. Guarded by the store's lock.
 unsigned job_counter = 0;
 
 unsigned next_job_number() {
-  const std::lock_guard guard(engine::StoreLock());
+  const std::lock_guard guard(engine::store_lock());
   return ++job_counter;
 }
 
@@ -60,19 +60,19 @@ void describe(KAVRO_HDDTest_ConcreteJob& job) {
 
 }  // namespace
 
-Provider::KAVRO_HDDTest_ConcreteJob_Provider() { log_answer(provider, provider, OK); }
+Provider::KAVRO_HDDTest_ConcreteJob_Provider() { log_answer(kProvider, kProvider, OK); }
 
-sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
+sint32 Provider::enum_instances(const Class*, EnumHandler<Class>* handler) {
   // Kept on purpose: the log has this one operation's name with a capital letter.
-  log_entering(provider, "Enum_instances");
+  log_entering(kProvider, "Enum_instances");
   for (const TConcreteJob& job : THDDTest::GetInstance()->GetConcreteJob())
     handler->handle(EnumJob(job));
-  log_exiting(provider, "Enum_instances");
+  log_exiting(kProvider, "Enum_instances");
   return OK;
 }
 
 KAVRO_HDDTest_ConcreteJob* Provider::CreateJob() {
-  log_entering(provider, "CreateJob");
+  log_entering(kProvider, "CreateJob");
   Ref<Class> instance = make<Class>();
   char number[16];
   std::snprintf(number, sizeof number, "%03u", next_job_number());
@@ -88,18 +88,18 @@ KAVRO_HDDTest_ConcreteJob* Provider::CreateJob() {
   job.fReserved = 0;
   instance->InstanceID = job.fInstanceID;
   THDDTest::GetInstance()->AddConcreteJob(&job);
-  log_exiting(provider, "CreateJob");
+  log_exiting(kProvider, "CreateJob");
   return instance.release();
 }
 
 KAVRO_HDDTest_ConcreteJob* Provider::EnumJob(TConcreteJob job) {
-  log_entering(provider, "EnumJob");
+  log_entering(kProvider, "EnumJob");
   Ref<Class> instance = make<Class>();
   describe(*instance);
   instance->PercentComplete = 100;
   instance->InstanceID = job.fInstanceID;
   instance->JobState = static_cast<uint16>(job.fJobState);
-  log_exiting(provider, "EnumJob");
+  log_exiting(kProvider, "EnumJob");
   return instance.release();
 }
 

@@ -15,7 +15,7 @@ class KAVRO_HDDTest_ConcreteJob_Provider : public LoggedRefusals<KAVRO_HDDTest_C
 
   KAVRO_HDDTest_ConcreteJob_Provider();
 
-  sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
+  sint32 enum_instances(const Class* model, EnumHandler<Class>* handler);
   static constexpr LoggedMethod<Class> KillJob{"KillJob"};
   static constexpr LoggedMethod<Class> RequestStateChange{"RequestStateChange"};
 

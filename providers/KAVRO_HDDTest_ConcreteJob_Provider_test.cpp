@@ -7,7 +7,7 @@ namespace {
 
 using Provider = KAVRO_HDDTest_ConcreteJob_Provider;
 using Job = KAVRO_HDDTest_ConcreteJob;
-constexpr char name[] = "KAVRO_HDDTest_ConcreteJob_Provider";
+constexpr char kName[] = "KAVRO_HDDTest_ConcreteJob_Provider";
 
 class ConcreteJob : public ProviderTest {
  protected:
@@ -17,7 +17,7 @@ class ConcreteJob : public ProviderTest {
     EXPECT_THAT(id, testing::MatchesRegex("HDDTest_ConcreteJob[0-9][0-9][0-9]+"));
     return std::stoi(id.substr(19));
   }
-  Provider provider;
+  Provider provider_;
 };
 
 void expect_common_properties(const Job& job) {
@@ -84,8 +84,8 @@ void expect_common_properties(const Job& job) {
 TEST_F(ConcreteJob, EnumerationBeforeAnyRunYieldsNothing) {
   THDDTest::GetInstance();
   take_log();
-  EXPECT_TRUE(enumerate<Job>(provider).empty());
-  EXPECT_EQ(take_log(), trace(name, "Enum_instances",
+  EXPECT_TRUE(enumerate<Job>(provider_).empty());
+  EXPECT_EQ(take_log(), trace(kName, "Enum_instances",
                               engine_trace("THDDTest::GetConcreteJob -- Entering",
                                            "THDDTest::GetConcreteJob -- Exiting")));
 }
@@ -94,14 +94,14 @@ TEST_F(ConcreteJob, CreateJobAndEnumerationLogEveryStep) {
   THDDTest::GetInstance();
   take_log();
   create();
-  EXPECT_EQ(take_log(), trace(name, "CreateJob",
+  EXPECT_EQ(take_log(), trace(kName, "CreateJob",
                               engine_trace("THDDTest::AddConcreteJob -- Entering ",
                                            "THDDTest::AddConcreteJob -- Exiting")));
-  enumerate<Job>(provider);
-  EXPECT_EQ(take_log(), trace(name, "Enum_instances",
+  enumerate<Job>(provider_);
+  EXPECT_EQ(take_log(), trace(kName, "Enum_instances",
                               joined({engine_trace("THDDTest::GetConcreteJob -- Entering",
                                                    "THDDTest::GetConcreteJob -- Exiting"),
-                                      trace(name, "EnumJob")})));
+                                      trace(kName, "EnumJob")})));
 }
 
 TEST_F(ConcreteJob, CreateJobSetsEveryPropertyOfTheTable) {
@@ -115,7 +115,7 @@ TEST_F(ConcreteJob, CreateJobSetsEveryPropertyOfTheTable) {
 TEST_F(ConcreteJob, EnumerationAfterTwoRunsYieldsTheSecondJobComplete) {
   create();
   const Ref<Job> second = create();
-  const auto jobs = enumerate<Job>(provider);
+  const auto jobs = enumerate<Job>(provider_);
   ASSERT_EQ(jobs.size(), 1u);
   expect_common_properties(*jobs[0]);
   EXPECT_EQ(jobs[0]->InstanceID.value(), second->InstanceID.value());
@@ -139,33 +139,33 @@ TEST_F(ConcreteJob, RefusalsLogAndLeaveTheJobAlone) {
     Property<uint32> return_value;
     take_log();
     const std::vector<std::tuple<std::string, sint32, sint32>> answers = {
-        {"load", provider.load(), 0},
-        {"unload", provider.unload(), 0},
-        {"get_instance", provider.get_instance(job, found), 61},
-        {"create_instance", provider.create_instance(job), 81},
-        {"delete_instance", provider.delete_instance(job), 91},
-        {"modify_instance", provider.modify_instance(job, job), 101},
-        {"KillJob", provider.KillJob(job, Property<boolean>(), return_value), 131},
+        {"load", provider_.load(), 0},
+        {"unload", provider_.unload(), 0},
+        {"get_instance", provider_.get_instance(job, found), 61},
+        {"create_instance", provider_.create_instance(job), 81},
+        {"delete_instance", provider_.delete_instance(job), 91},
+        {"modify_instance", provider_.modify_instance(job, job), 101},
+        {"KillJob", provider_.KillJob(job, Property<boolean>(), return_value), 131},
         {"RequestStateChange",
-         provider.RequestStateChange(job, Property<uint16>(), Property<Datetime>(), return_value),
+         provider_.RequestStateChange(job, Property<uint16>(), Property<Datetime>(), return_value),
          131},
     };
     Lines expected;
     for (const auto& [operation, status, code] : answers) {
       EXPECT_EQ(status, code) << operation;
-      expected = joined({expected, trace(name, operation)});
+      expected = joined({expected, trace(kName, operation)});
     }
     EXPECT_EQ(take_log(), expected);
     EXPECT_EQ(found, nullptr);
     EXPECT_TRUE(return_value.null());
   }
-  EXPECT_EQ(enumerate<Job>(provider)[0]->InstanceID.value(), latest->InstanceID.value());
+  EXPECT_EQ(enumerate<Job>(provider_)[0]->InstanceID.value(), latest->InstanceID.value());
 }
 
 TEST_F(ConcreteJob, ConstructorIsLoggedUnderTheNameOfTheClass) {
   take_log();
   { const Provider another; }
-  EXPECT_EQ(take_log(), trace(name, name));
+  EXPECT_EQ(take_log(), trace(kName, kName));
 }
 
 TEST_F(ConcreteJob, NumbersArePaddedToThreeDigitsAndGrowBeyond) {

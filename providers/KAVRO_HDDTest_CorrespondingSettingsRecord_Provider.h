@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the association of records and the settings used; no instance is ever delivered.
 struct KAVRO_HDDTest_CorrespondingSettingsRecord_Provider
-    : Inert_Association<KAVRO_HDDTest_CorrespondingSettingsRecord> {};
+    : InertAssociation<KAVRO_HDDTest_CorrespondingSettingsRecord> {};
 
 }  // namespace ovk_cimple

@@ -18,8 +18,8 @@ namespace {
 using Provider = KAVRO_HDDTest_DiagnosticCompletionRecord_Provider;
 using NKVRHVX20::TOSSpecific;
 
-constexpr char provider[] = "KAVRO_HDDTest_DiagnosticCompletionRecord_Provider";
-constexpr char service_name[] = "Hard Drive: Self Test";
+constexpr char kProvider[] = "KAVRO_HDDTest_DiagnosticCompletionRecord_Provider";
+constexpr char kServiceName[] = "Hard Drive: Self Test";
 
 // The run's status is the engine's last result. Without any result the run counts as not ended.
 int last_status() {
@@ -34,22 +34,22 @@ int last_status() {
 std::multimap<std::string, TDiagnosticResultMessage> Provider::fResults;
 
 Provider::KAVRO_HDDTest_DiagnosticCompletionRecord_Provider() {
-  log_answer(provider, provider, OK);
+  log_answer(kProvider, kProvider, OK);
 }
 Provider::~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider() {
-  log_answer(provider, "~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider", OK);
+  log_answer(kProvider, "~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider", OK);
 }
 
-sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
-  log_entering(provider, "enum_instances");
-  THDDTest::GetInstance()->VisitRecords(
+sint32 Provider::enum_instances(const Class*, EnumHandler<Class>* handler) {
+  log_entering(kProvider, "enum_instances");
+  THDDTest::GetInstance()->visit_records(
       [handler](TDiagRecord record) { handler->handle(EnumRecord(std::move(record))); });
-  log_exiting(provider, "enum_instances");
+  log_exiting(kProvider, "enum_instances");
   return OK;
 }
 
 KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::EnumRecord(TDiagRecord record) {
-  log_entering(provider, "EnumRecord");
+  log_entering(kProvider, "EnumRecord");
   Ref<Class> instance = make<Class>();
   // Kept on purpose: caption, element name and time stamp differ from what BuildRecord sets. A
   // client sees the time of its own enumeration, not that of the run.
@@ -66,13 +66,13 @@ KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::EnumRecord(TDiagRecord recor
   if (const auto now = Datetime::parse(TOSSpecific::GetLocalTime().ToString()))
     instance->CreationTimeStamp = *now;
   instance->CompletionState = static_cast<uint16>(record.fCompletionState);
-  log_exiting(provider, "EnumRecord");
+  log_exiting(kProvider, "EnumRecord");
   return instance.release();
 }
 
 KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::BuildRecord(std::string elementName,
                                                                 std::string recordId) {
-  log_entering(provider, "BuildRecord");
+  log_entering(kProvider, "BuildRecord");
   Class* const instance = make<Class>().release();
   instance->Caption = "DiagnosticCompletionRecord";
   instance->Description = "Diagnostics results record";
@@ -107,16 +107,16 @@ KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::BuildRecord(std::string elem
   record.fRecordData = record_text(messages, outcome.word);
   record.fJobID = recordId;
   record.fDeviceID = elementName;
-  record.fServiceName = service_name;
+  record.fServiceName = kServiceName;
   THDDTest::GetInstance()->AddRecord(&record);
 
   instance->CompletionState = static_cast<uint16>(outcome.completion_state);
   instance->RecordData = record.fRecordData;
   instance->InstanceID = std::move(recordId);
   instance->ManagedElementName = std::move(elementName);
-  instance->ServiceName = service_name;
+  instance->ServiceName = kServiceName;
   instance->RecordType = 2;
-  log_exiting(provider, "BuildRecord");
+  log_exiting(kProvider, "BuildRecord");
   return instance;
 }
 

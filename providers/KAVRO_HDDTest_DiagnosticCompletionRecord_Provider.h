@@ -21,7 +21,7 @@ class KAVRO_HDDTest_DiagnosticCompletionRecord_Provider
   KAVRO_HDDTest_DiagnosticCompletionRecord_Provider();
   ~KAVRO_HDDTest_DiagnosticCompletionRecord_Provider();
 
-  sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
+  sint32 enum_instances(const Class* model, EnumHandler<Class>* handler);
 
   // Makes the instance of a stored record, which the caller owns. Its time stamp is that of this
   // call.

@@ -39,9 +39,9 @@ namespace {
 using testing::UnorderedElementsAreArray;
 using Provider = KAVRO_HDDTest_DiagnosticCompletionRecord_Provider;
 using Record = KAVRO_HDDTest_DiagnosticCompletionRecord;
-constexpr char name[] = "KAVRO_HDDTest_DiagnosticCompletionRecord_Provider";
+constexpr char kName[] = "KAVRO_HDDTest_DiagnosticCompletionRecord_Provider";
 
-constexpr char messages[] =
+constexpr char kMessages[] =
     R"(<diaganalysis version="1"><diagnostictest name="Hard Drive: Self Test">
 <result state="passed"><errorcode>P0</errorcode><msg>fine</msg></result>
 <result state="aborted"><errorcode>A0</errorcode><msg>stopped</msg></result>
@@ -119,16 +119,16 @@ class CompletionRecord : public ProviderTest {
   static Ref<Record> build() {
     return Ref<Record>::adopt(Provider::BuildRecord("/dev/sdx", "job7"));
   }
-  Provider provider;
+  Provider provider_;
 };
 
 TEST_F(CompletionRecord, BuildRecordSetsEveryPropertyOfTheTableAndStoresTheRecord) {
-  write_message_file(messages);
+  write_message_file(kMessages);
   set_results({1, 0});
   take_log();
   const Ref<Record> record = build();
   ASSERT_TRUE(record);
-  EXPECT_EQ(take_log(), trace(name, "BuildRecord",
+  EXPECT_EQ(take_log(), trace(kName, "BuildRecord",
                               joined({engine_trace("THDDTest::GetResults -- Entering",
                                                    "THDDTest::GetResults -- Exiting"),
                                       {"3 theStatusRetCode=0"},
@@ -156,15 +156,15 @@ TEST_F(CompletionRecord, BuildRecordSetsEveryPropertyOfTheTableAndStoresTheRecor
 }
 
 TEST_F(CompletionRecord, EnumerationDiffersInCaptionElementNameAndTimeStamp) {
-  write_message_file(messages);
+  write_message_file(kMessages);
   set_results({4});
   build();
   take_log();
-  const auto records = enumerate<Record>(provider);
-  EXPECT_EQ(take_log(), trace(name, "enum_instances",
+  const auto records = enumerate<Record>(provider_);
+  EXPECT_EQ(take_log(), trace(kName, "enum_instances",
                               joined({engine_trace("THDDTest::GetRecord -- Entering",
                                                    "HDDTest::GetRecord -- Exiting"),
-                                      trace(name, "EnumRecord")})));
+                                      trace(kName, "EnumRecord")})));
   ASSERT_EQ(records.size(), 1u);
   const Record& record = *records[0];
   EXPECT_EQ(record.Caption.value(), "DiagnosticRecord");
@@ -189,12 +189,12 @@ TEST_F(CompletionRecord, EnumerationDiffersInCaptionElementNameAndTimeStamp) {
 }
 
 TEST_F(CompletionRecord, EnumeratingTwiceGivesTheSameRecordsWithDifferentTimeStamps) {
-  write_message_file(messages);
+  write_message_file(kMessages);
   set_results({0});
   build();
-  const auto first = enumerate<Record>(provider);
+  const auto first = enumerate<Record>(provider_);
   usleep(2000);
-  const auto second = enumerate<Record>(provider);
+  const auto second = enumerate<Record>(provider_);
   ASSERT_EQ(second.size(), first.size());
   EXPECT_EQ(first[0]->RecordData.value(), second[0]->RecordData.value());
   EXPECT_NE(first[0]->CreationTimeStamp.value(), second[0]->CreationTimeStamp.value());
@@ -208,7 +208,7 @@ TEST_F(CompletionRecord, EnumRecordCutsTheStateToSixteenBits) {
 }
 
 TEST_F(CompletionRecord, StatusChoosesStateAndText) {
-  write_message_file(messages);
+  write_message_file(kMessages);
   struct {
     int status, state;
     const char* text;
@@ -226,7 +226,7 @@ TEST_F(CompletionRecord, StatusChoosesStateAndText) {
 }
 
 TEST_F(CompletionRecord, NoStatusAtAllIsAFailedRunAndSaysSo) {
-  write_message_file(messages);
+  write_message_file(kMessages);
   set_results({});
   take_log();
   const Ref<Record> record = build();
@@ -242,7 +242,7 @@ TEST_F(CompletionRecord, MissingMessageFileGivesNothingAndStoresNothing) {
   set_results({0});
   take_log();
   EXPECT_EQ(Provider::BuildRecord("/dev/sdx", "job7"), nullptr);
-  EXPECT_EQ(take_log(), std::vector<std::string>{trace(name, "BuildRecord")[0]});
+  EXPECT_EQ(take_log(), std::vector<std::string>{trace(kName, "BuildRecord")[0]});
   EXPECT_TRUE(THDDTest::GetInstance()->GetRecord().empty());
 }
 
@@ -252,18 +252,18 @@ TEST_F(CompletionRecord, MessageFileIsReadAfreshForEveryRecord) {
   EXPECT_EQ(build()->RecordData.value(), "");
   write_message_file("<diaganalysis version='1'><diagnostictest");
   EXPECT_EQ(build()->RecordData.value(), "");
-  write_message_file(messages);
+  write_message_file(kMessages);
   EXPECT_EQ(build()->RecordData.value(), "P0: fine\n");
   EXPECT_EQ(THDDTest::GetInstance()->GetRecord().size(), 3u);
 }
 
 TEST_F(CompletionRecord, TheMessageFileGetsAByteForItsEndAndIsNotInherited) {
   set_results({0});
-  write_message_file(messages);
+  write_message_file(kMessages);
   inherited = true;
   room_for_messages = 0;
   build();
-  EXPECT_EQ(room_for_messages, sizeof messages);  // with its zero
+  EXPECT_EQ(room_for_messages, sizeof kMessages);  // with its zero
   EXPECT_FALSE(inherited);
 }
 
@@ -283,22 +283,22 @@ TEST_F(CompletionRecord, RefusesEverythingElseWithItsFixedCodesAndLogs) {
     Record* found = nullptr;
     take_log();
     const std::vector<std::tuple<std::string, sint32, sint32>> answers = {
-        {"load", provider.load(), 0},
-        {"unload", provider.unload(), 0},
-        {"get_instance", provider.get_instance(record, found), 61},
-        {"create_instance", provider.create_instance(record), 81},
-        {"delete_instance", provider.delete_instance(record), 91},
-        {"modify_instance", provider.modify_instance(record, record), 101}};
+        {"load", provider_.load(), 0},
+        {"unload", provider_.unload(), 0},
+        {"get_instance", provider_.get_instance(record, found), 61},
+        {"create_instance", provider_.create_instance(record), 81},
+        {"delete_instance", provider_.delete_instance(record), 91},
+        {"modify_instance", provider_.modify_instance(record, record), 101}};
     expected.clear();
     for (const auto& [operation, status, code] : answers) {
       EXPECT_EQ(status, code) << operation;
-      expected = joined({expected, trace(name, operation)});
+      expected = joined({expected, trace(kName, operation)});
     }
     EXPECT_EQ(take_log(), expected);
     EXPECT_EQ(found, nullptr);
   }
   { const Provider another; }
-  EXPECT_EQ(take_log(), joined({trace(name, name), trace(name, std::string("~") + name)}));
+  EXPECT_EQ(take_log(), joined({trace(kName, kName), trace(kName, std::string("~") + kName)}));
 }
 
 }  // namespace

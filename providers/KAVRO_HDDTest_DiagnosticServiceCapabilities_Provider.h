@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the class of the service's capabilities; no instance is ever delivered.
 struct KAVRO_HDDTest_DiagnosticServiceCapabilities_Provider
-    : Inert_Instances<KAVRO_HDDTest_DiagnosticServiceCapabilities> {};
+    : InertInstances<KAVRO_HDDTest_DiagnosticServiceCapabilities> {};
 
 }  // namespace ovk_cimple

@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the class of service records; what a run leaves is a completion record.
 struct KAVRO_HDDTest_DiagnosticServiceRecord_Provider
-    : Inert_Instances<KAVRO_HDDTest_DiagnosticServiceRecord> {};
+    : InertInstances<KAVRO_HDDTest_DiagnosticServiceRecord> {};
 
 }  // namespace ovk_cimple

@@ -16,15 +16,15 @@ namespace {
 
 using Provider = KAVRO_HDDTest_DiagnosticService_Provider;
 
-constexpr char provider[] = "KAVRO_HDDTest_DiagnosticService_Provider";
-constexpr char service_name[] = "Hard Drive: Self Test";
+constexpr char kProvider[] = "KAVRO_HDDTest_DiagnosticService_Provider";
+constexpr char kServiceName[] = "Hard Drive: Self Test";
 
 // One test at a time: runs share the engine's results and argument list.
 std::mutex run_lock;
 
 // No path of a device is longer. The bound matters because the record keeps whatever name a client
 // gives.
-constexpr std::size_t longest_device = 4096;
+constexpr std::size_t kLongestDevice = 4096;
 
 // The device to test, or the empty string when the element is not one that may be tested. The name
 // becomes the last argument of a program that runs as root, so that it must not look like an
@@ -33,29 +33,29 @@ std::string device_of(const Instance* element) {
   const auto* drive = cast<KAVRO_DiskDrive>(element);
   if (!drive) return {};
   const std::string& device = drive->DeviceID.value();
-  if (device.size() > longest_device || device.starts_with('-')) return {};
+  if (device.size() > kLongestDevice || device.starts_with('-')) return {};
   return device;
 }
 
 }  // namespace
 
-Provider::KAVRO_HDDTest_DiagnosticService_Provider() { log_answer(provider, provider, OK); }
+Provider::KAVRO_HDDTest_DiagnosticService_Provider() { log_answer(kProvider, kProvider, OK); }
 Provider::~KAVRO_HDDTest_DiagnosticService_Provider() {
-  log_answer(provider, "~KAVRO_HDDTest_DiagnosticService_Provider", OK);
+  log_answer(kProvider, "~KAVRO_HDDTest_DiagnosticService_Provider", OK);
 }
 
-sint32 Provider::enum_instances(const Class*, Enum_Handler<Class>* handler) {
-  log_entering(provider, "enum_instances");
-  handler->handle(BuildService(service_name));
-  log_exiting(provider, "enum_instances");
+sint32 Provider::enum_instances(const Class*, EnumHandler<Class>* handler) {
+  log_entering(kProvider, "enum_instances");
+  handler->handle(BuildService(kServiceName));
+  log_exiting(kProvider, "enum_instances");
   return OK;
 }
 
 sint32 Provider::RunDiagnostic(const Class* self, const Reference& ManagedElement, const Reference&,
                                const Reference&, Reference& Job, Property<uint32>&) {
-  log_entering(provider, "RunDiagnostic");
+  log_entering(kProvider, "RunDiagnostic");
   std::string device = device_of(ManagedElement.value().get());
-  if (!self || self->Name.value() != service_name) {
+  if (!self || self->Name.value() != kServiceName) {
     // Kept on purpose: another service's name is answered with success and no job.
   } else if (device.empty()) {
     NKVRHVX20::TRootObject::GetCoreLogger()->Log(
@@ -76,12 +76,12 @@ sint32 Provider::RunDiagnostic(const Class* self, const Reference& ManagedElemen
                                                                      job->InstanceID.value());
     }
   }
-  log_exiting(provider, "RunDiagnostic");
+  log_exiting(kProvider, "RunDiagnostic");
   return OK;
 }
 
 KAVRO_HDDTest_DiagnosticService* Provider::BuildService(std::string name) {
-  log_entering(provider, "BuildService, name=" + name);
+  log_entering(kProvider, "BuildService, name=" + name);
   Ref<Class> service = make<Class>();
   service->Caption = name;
   service->Description = "Hard Drive Test";
@@ -103,7 +103,7 @@ KAVRO_HDDTest_DiagnosticService* Provider::BuildService(std::string name) {
   service->PrimaryOwnerContact = "KVR";
   service->StartMode = "Automatic";
   service->Started = true;
-  log_exiting(provider, "BuildService");
+  log_exiting(kProvider, "BuildService");
   return service.release();
 }
 

@@ -19,7 +19,7 @@ class KAVRO_HDDTest_DiagnosticService_Provider
   KAVRO_HDDTest_DiagnosticService_Provider();
   ~KAVRO_HDDTest_DiagnosticService_Provider();
 
-  sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler);
+  sint32 enum_instances(const Class* model, EnumHandler<Class>* handler);
 
   static constexpr LoggedMethod<Class> RequestStateChange{"RequestStateChange"};
   static constexpr LoggedMethod<Class> StartService{"StartService"};

@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the class of setting records; no instance is ever delivered.
 struct KAVRO_HDDTest_DiagnosticSettingRecord_Provider
-    : Inert_Instances<KAVRO_HDDTest_DiagnosticSettingRecord> {};
+    : InertInstances<KAVRO_HDDTest_DiagnosticSettingRecord> {};
 
 }  // namespace ovk_cimple

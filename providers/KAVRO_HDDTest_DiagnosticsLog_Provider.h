@@ -6,9 +6,9 @@
 namespace ovk_cimple {
 
 // Publishes the diagnostics log class; no instance is ever delivered, no method supported.
-struct KAVRO_HDDTest_DiagnosticsLog_Provider : Inert_Instances<KAVRO_HDDTest_DiagnosticsLog> {
-  static constexpr Inert_Method RequestStateChange{};
-  static constexpr Inert_Method ClearLog{};
+struct KAVRO_HDDTest_DiagnosticsLog_Provider : InertInstances<KAVRO_HDDTest_DiagnosticsLog> {
+  static constexpr InertMethod RequestStateChange{};
+  static constexpr InertMethod ClearLog{};
 };
 
 }  // namespace ovk_cimple

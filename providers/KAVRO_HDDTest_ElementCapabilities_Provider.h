@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the association of elements and capabilities; no instance is ever delivered.
 struct KAVRO_HDDTest_ElementCapabilities_Provider
-    : Inert_Association<KAVRO_HDDTest_ElementCapabilities> {};
+    : InertAssociation<KAVRO_HDDTest_ElementCapabilities> {};
 
 }  // namespace ovk_cimple

@@ -6,6 +6,6 @@
 namespace ovk_cimple {
 
 // Publishes the association of elements and settings; no instance is ever delivered.
-struct KAVRO_HDDTest_ElementSetting_Provider : Inert_Association<KAVRO_HDDTest_ElementSetting> {};
+struct KAVRO_HDDTest_ElementSetting_Provider : InertAssociation<KAVRO_HDDTest_ElementSetting> {};
 
 }  // namespace ovk_cimple

@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the association of elements and software; no instance is ever delivered.
 struct KAVRO_HDDTest_ElementSoftwareIdentity_Provider
-    : Inert_Association<KAVRO_HDDTest_ElementSoftwareIdentity> {};
+    : InertAssociation<KAVRO_HDDTest_ElementSoftwareIdentity> {};
 
 }  // namespace ovk_cimple

@@ -6,11 +6,11 @@
 namespace ovk_cimple {
 
 // Publishes the help service class; no instance is ever delivered, no method supported.
-struct KAVRO_HDDTest_HelpService_Provider : Inert_Instances<KAVRO_HDDTest_HelpService> {
-  static constexpr Inert_Method RequestStateChange{};
-  static constexpr Inert_Method StartService{};
-  static constexpr Inert_Method StopService{};
-  static constexpr Inert_Method GetHelp{};
+struct KAVRO_HDDTest_HelpService_Provider : InertInstances<KAVRO_HDDTest_HelpService> {
+  static constexpr InertMethod RequestStateChange{};
+  static constexpr InertMethod StartService{};
+  static constexpr InertMethod StopService{};
+  static constexpr InertMethod GetHelp{};
 };
 
 }  // namespace ovk_cimple

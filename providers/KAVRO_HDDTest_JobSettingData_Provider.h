@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the class of job settings, which a run accepts and ignores; no instance is ever
 // delivered.
-struct KAVRO_HDDTest_JobSettingData_Provider : Inert_Instances<KAVRO_HDDTest_JobSettingData> {};
+struct KAVRO_HDDTest_JobSettingData_Provider : InertInstances<KAVRO_HDDTest_JobSettingData> {};
 
 }  // namespace ovk_cimple

@@ -6,7 +6,7 @@
 namespace ovk_cimple {
 
 // Publishes the association of logs and records; no instance is ever delivered.
-struct KAVRO_HDDTest_LogManagesRecord_Provider : Inert_Association<KAVRO_HDDTest_LogManagesRecord> {
+struct KAVRO_HDDTest_LogManagesRecord_Provider : InertAssociation<KAVRO_HDDTest_LogManagesRecord> {
 };
 
 }  // namespace ovk_cimple

@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the class of managed elements; no instance is ever delivered.
 struct KAVRO_HDDTest_ManagedSystemElement_Provider
-    : Inert_Instances<KAVRO_HDDTest_ManagedSystemElement> {};
+    : InertInstances<KAVRO_HDDTest_ManagedSystemElement> {};
 
 }  // namespace ovk_cimple

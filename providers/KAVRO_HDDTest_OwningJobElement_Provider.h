@@ -6,7 +6,7 @@
 namespace ovk_cimple {
 
 // Publishes the association of jobs and their owners; no instance is ever delivered.
-struct KAVRO_HDDTest_OwningJobElement_Provider : Inert_Association<KAVRO_HDDTest_OwningJobElement> {
+struct KAVRO_HDDTest_OwningJobElement_Provider : InertAssociation<KAVRO_HDDTest_OwningJobElement> {
 };
 
 }  // namespace ovk_cimple

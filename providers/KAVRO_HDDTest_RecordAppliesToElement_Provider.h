@@ -7,6 +7,6 @@ namespace ovk_cimple {
 
 // Publishes the association of records and elements; no instance is ever delivered.
 struct KAVRO_HDDTest_RecordAppliesToElement_Provider
-    : Inert_Association<KAVRO_HDDTest_RecordAppliesToElement> {};
+    : InertAssociation<KAVRO_HDDTest_RecordAppliesToElement> {};
 
 }  // namespace ovk_cimple

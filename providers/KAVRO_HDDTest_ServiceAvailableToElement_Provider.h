@@ -8,6 +8,6 @@ namespace ovk_cimple {
 // Publishes the association of services and elements. Which drives the self-test is offered for
 // stands in KAVRO_HDDTest_AvailableDiagnosticService.
 struct KAVRO_HDDTest_ServiceAvailableToElement_Provider
-    : Inert_Association<KAVRO_HDDTest_ServiceAvailableToElement> {};
+    : InertAssociation<KAVRO_HDDTest_ServiceAvailableToElement> {};
 
 }  // namespace ovk_cimple

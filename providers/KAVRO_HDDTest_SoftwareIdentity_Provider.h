@@ -6,6 +6,6 @@
 namespace ovk_cimple {
 
 // Publishes the class of the diagnostic software's identity; no instance is ever delivered.
-struct KAVRO_HDDTest_SoftwareIdentity_Provider : Inert_Instances<KAVRO_HDDTest_SoftwareIdentity> {};
+struct KAVRO_HDDTest_SoftwareIdentity_Provider : InertInstances<KAVRO_HDDTest_SoftwareIdentity> {};
 
 }  // namespace ovk_cimple

@@ -6,6 +6,6 @@
 namespace ovk_cimple {
 
 // Publishes the association of logs and what they record; no instance is ever delivered.
-struct KAVRO_HDDTest_UseOfLog_Provider : Inert_Association<KAVRO_HDDTest_UseOfLog> {};
+struct KAVRO_HDDTest_UseOfLog_Provider : InertAssociation<KAVRO_HDDTest_UseOfLog> {};
 
 }  // namespace ovk_cimple

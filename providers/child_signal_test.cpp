@@ -36,26 +36,26 @@ struct Arrangement {
   void (*handler)(int);
   int flags;
   int entry_of_a_killed_child;  // 1: nobody saw how it ended
-} const arrangements[] = {{"Default", SIG_DFL, 0, 0},
-                          {"Ignored", SIG_IGN, 0, 1},
-                          {"NoChildWait", SIG_DFL, SA_NOCLDWAIT, 1},
-                          {"HandlerThatReaps", reap_any, SA_RESTART, 1},
-                          {"HandlerThatInterrupts", reap_any, 0, 1}};
+} const kArrangements[] = {{"Default", SIG_DFL, 0, 0},
+                           {"Ignored", SIG_IGN, 0, 1},
+                           {"NoChildWait", SIG_DFL, SA_NOCLDWAIT, 1},
+                           {"HandlerThatReaps", reap_any, SA_RESTART, 1},
+                           {"HandlerThatInterrupts", reap_any, 0, 1}};
 
 class UnderChildSignal : public ProbeTest, public testing::WithParamInterface<Arrangement> {};
 
 TEST_P(UnderChildSignal, OnlyASignalThatWasSeenCountsAgainstTheDevice) {
   const ChildSignal signal(GetParam().handler, GetParam().flags);
   add(test_bus_device(0, "/dev/sda", "Disk"));
-  wait_for_child = Wait::is_late;
-  for (const auto& [how, entry] : {std::pair{Child::ordinary, 1},
-                                   {Child::exits_otherwise, 1},
-                                   {Child::fails_to_start, 1},
-                                   {Child::is_killed, GetParam().entry_of_a_killed_child},
-                                   {Child::hangs, GetParam().entry_of_a_killed_child}}) {
+  wait_for_child = Wait::IsLate;
+  for (const auto& [how, entry] : {std::pair{Child::Ordinary, 1},
+                                   {Child::ExitsOtherwise, 1},
+                                   {Child::FailsToStart, 1},
+                                   {Child::IsKilled, GetParam().entry_of_a_killed_child},
+                                   {Child::Hangs, GetParam().entry_of_a_killed_child}}) {
     child = how;
     Status status;
-    provider.probe(status);
+    provider_.probe(status);
     EXPECT_EQ(status[0], entry) << static_cast<int>(how);
   }
 }
@@ -63,10 +63,10 @@ TEST_P(UnderChildSignal, OnlyASignalThatWasSeenCountsAgainstTheDevice) {
 TEST_P(UnderChildSignal, WithoutASightOfTheChildsEndTheDeviceCountsAsReadable) {
   const ChildSignal signal(GetParam().handler, GetParam().flags);
   add(test_bus_device(0, "/dev/sda", "Disk"));
-  child = Child::is_killed;
-  wait_for_child = Wait::fails;
+  child = Child::IsKilled;
+  wait_for_child = Wait::Fails;
   Status status;
-  provider.probe(status);
+  provider_.probe(status);
   EXPECT_EQ(status[0], 1);
   EXPECT_EQ(waits, 1);
   reap_all();
@@ -76,8 +76,8 @@ TEST_P(UnderChildSignal, AnEnumerationDecidesTheSame) {
   const ChildSignal signal(GetParam().handler, GetParam().flags);
   for (int i = 0; i < 3; ++i) {
     const std::string name = std::string("/dev/sd") + static_cast<char>('a' + i);
-    cimom.drives.push_back(test_drive(name));
-    cimom.bus_devices.push_back(test_bus_device(i, name, i == 2 ? "Vellacore" : "Disk"));
+    cimom_.drives.push_back(test_drive(name));
+    cimom_.bus_devices.push_back(test_bus_device(i, name, i == 2 ? "Vellacore" : "Disk"));
   }
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0) +
                     test_block("0:0:1:0", "mptsas", "/dev/sdb", 1) +
@@ -90,7 +90,7 @@ TEST_P(UnderChildSignal, AnEnumerationDecidesTheSame) {
   EXPECT_FALSE(std::filesystem::exists("/tmp/sgMap.txt"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, UnderChildSignal, testing::ValuesIn(arrangements),
+INSTANTIATE_TEST_SUITE_P(Of, UnderChildSignal, testing::ValuesIn(kArrangements),
                          [](const auto& one) { return std::string(one.param.name); });
 
 }  // namespace

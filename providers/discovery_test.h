@@ -12,10 +12,10 @@
 #include "providers/provider_test.h"
 
 // Leaks are looked for when the test program ends, not when a child of the probe does.
-inline const pid_t test_process = getpid();
+inline const pid_t kTestProcess = getpid();
 extern "C" {
 [[gnu::used, gnu::visibility("default")]] inline int __lsan_is_turned_off() {
-  return getpid() != test_process;
+  return getpid() != kTestProcess;
 }
 }
 
@@ -27,7 +27,7 @@ Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-constexpr char provider_name[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
+constexpr char kProviderName[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
 
 inline Ref<Instance> test_drive(const std::string& name) {
   Ref<KAVRO_DiskDrive> drive = make<KAVRO_DiskDrive>();
@@ -77,7 +77,7 @@ class DiscoveryTest : public ProviderTest {
  protected:
   void SetUp() override {
     ProviderTest::SetUp();
-    setenv("HVX_SYSFS_ROOT", directory.c_str(), 1);
+    setenv("HVX_SYSFS_ROOT", directory_.c_str(), 1);
     write_reports("", "");
     write_hwinfo();
     chmod("hwinfo", 0755);
@@ -88,8 +88,8 @@ class DiscoveryTest : public ProviderTest {
   }
   // Makes a hwinfo that notes its call, prints its report and then runs the shell commands of end.
   void write_hwinfo(const std::string& end = "") const {
-    std::ofstream("hwinfo") << "#!/bin/sh\necho \"$@\" >> " << directory.string() << "/calls\ncat "
-                            << directory.string() << "/report$1\n"
+    std::ofstream("hwinfo") << "#!/bin/sh\necho \"$@\" >> " << directory_.string() << "/calls\ncat "
+                            << directory_.string() << "/report$1\n"
                             << end;
   }
   // Has hwinfo remove the scratch file, so that no report can be read from it.
@@ -99,7 +99,7 @@ class DiscoveryTest : public ProviderTest {
     std::ofstream("report--usb") << usb;
   }
   void write_dmi(const std::string& product_name, const std::string& bios_version) const {
-    const auto folder = directory / "sys/class/dmi/id";
+    const auto folder = directory_ / "sys/class/dmi/id";
     std::filesystem::create_directories(folder);
     std::ofstream(folder / "product_name") << product_name << "\n";
     std::ofstream(folder / "bios_version") << bios_version << "\n";
@@ -113,8 +113,8 @@ class DiscoveryTest : public ProviderTest {
     return lines;
   }
   std::vector<Ref<KAVRO_HDDTest_AvailableDiagnosticService>> offers() {
-    const Cimom_Scope scope(cimom);
-    return enumerate<KAVRO_HDDTest_AvailableDiagnosticService>(provider);
+    const CimomScope scope(cimom_);
+    return enumerate<KAVRO_HDDTest_AvailableDiagnosticService>(provider_);
   }
   std::vector<std::string> offered_names() {
     std::vector<std::string> names;
@@ -124,11 +124,11 @@ class DiscoveryTest : public ProviderTest {
     return names;
   }
 
-  TestCimom cimom;
-  KAVRO_HDDTest_AvailableDiagnosticService_Provider provider;
+  TestCimom cimom_;
+  KAVRO_HDDTest_AvailableDiagnosticService_Provider provider_;
 
  private:
-  const discovery::ScratchFileLock lock;
+  const discovery::ScratchFileLock lock_;
 };
 
 // Single tests of a drive, on bus devices that the test puts into the provider itself.
@@ -138,18 +138,18 @@ class DriveTest : public DiscoveryTest {
 
   void SetUp() override {
     DiscoveryTest::SetUp();
-    readable.fill(1);
+    readable_.fill(1);
   }
-  void add(const Ref<Instance>& device) { provider.fRefInst.push_back(device); }
+  void add(const Ref<Instance>& device) { provider_.fRefInst.push_back(device); }
   bool is_raid(const std::string& name) {
     take_log();
-    return provider.isLSIRAIDDevice(name, readable.data());
+    return provider_.isLSIRAIDDevice(name, readable_.data());
   }
-  Status readable;
+  Status readable_;
 };
 
 inline std::string operation(const std::string& name) {
-  return std::string(provider_name) + "::" + name;
+  return std::string(kProviderName) + "::" + name;
 }
 
 }  // namespace ovk_cimple

@@ -8,13 +8,13 @@ using testing::Contains;
 using testing::ElementsAre;
 
 TEST_F(DriveTest, DiskAndUsbAreAskedOfTheirReports) {
-  provider.diskBuffer = "Device File: /dev/sda";
-  provider.usbBuffer = "Device File: /dev/sdb";
+  provider_.diskBuffer = "Device File: /dev/sda";
+  provider_.usbBuffer = "Device File: /dev/sdb";
   take_log();
-  EXPECT_TRUE(provider.isDiskDevice("/dev/sda"));
-  EXPECT_FALSE(provider.isUSBDevice("/dev/sda"));
-  EXPECT_FALSE(provider.isDiskDevice("/dev/sdb"));
-  EXPECT_TRUE(provider.isUSBDevice("/dev/sdb"));
+  EXPECT_TRUE(provider_.isDiskDevice("/dev/sda"));
+  EXPECT_FALSE(provider_.isUSBDevice("/dev/sda"));
+  EXPECT_FALSE(provider_.isDiskDevice("/dev/sdb"));
+  EXPECT_TRUE(provider_.isUSBDevice("/dev/sdb"));
   EXPECT_THAT(
       take_log(),
       ElementsAre("3 Entering " + operation("isDiskDevice, device=/dev/sda"),
@@ -29,8 +29,8 @@ TEST_F(DriveTest, DiskAndUsbAreAskedOfTheirReports) {
 }
 
 TEST_F(DriveTest, EmptyReportsListNothing) {
-  EXPECT_FALSE(provider.isDiskDevice("/dev/sda"));
-  EXPECT_FALSE(provider.isUSBDevice("/dev/sda"));
+  EXPECT_FALSE(provider_.isDiskDevice("/dev/sda"));
+  EXPECT_FALSE(provider_.isUSBDevice("/dev/sda"));
 }
 
 TEST_F(DriveTest, MicroFlashNeedsNameAndPqiOnOneDeviceAndALaterOneMayDecide) {
@@ -39,13 +39,13 @@ TEST_F(DriveTest, MicroFlashNeedsNameAndPqiOnOneDeviceAndALaterOneMayDecide) {
   add(test_bus_device(2, "/dev/sda1", "xPQIx"));
   add(test_bus_device(3, "/dev/sda", "PQI"));
   take_log();
-  EXPECT_TRUE(provider.isMicroFlashDevice("/dev/sda"));
+  EXPECT_TRUE(provider_.isMicroFlashDevice("/dev/sda"));
   EXPECT_THAT(take_log(), ElementsAre("3 Entering " + operation("isMicroFlashDevice"),
                                       "3 Device /dev/sda is NOT a MicroFlash Device",
                                       "3 Device /dev/sda is NOT a MicroFlash Device",
                                       "3 Device /dev/sda is a MicroFlash Device",
                                       "3 Exiting " + operation("isMicroFlashDevice")));
-  EXPECT_FALSE(provider.isMicroFlashDevice("/dev/sdc"));
+  EXPECT_FALSE(provider_.isMicroFlashDevice("/dev/sdc"));
 }
 
 TEST_F(DriveTest, LogicalVolumeMakesEveryDriveAskedAboutARaidDrive) {
@@ -62,11 +62,11 @@ TEST_F(DriveTest, LogicalVolumeMakesEveryDriveAskedAboutARaidDrive) {
 
 TEST_F(DriveTest, EveryEntryOfTheTableIsLoggedHoweverManyBusDevicesThereAre) {
   for (const int count : {0, 1, 100, 101}) {
-    provider.fRefInst.clear();
+    provider_.fRefInst.clear();
     for (int i = 0; i < count; ++i) add(test_bus_device(i, "/dev/sda", "Disk", ""));
     std::string entries;
     for (int i = 0; i < 100; ++i) {
-      readable[i] = i % 3 ? 1 : 0;
+      readable_[i] = i % 3 ? 1 : 0;
       entries += i % 3 ? "1 " : "0 ";
     }
     EXPECT_FALSE(is_raid("/dev/sda"));
@@ -78,7 +78,7 @@ TEST_F(DriveTest, EveryEntryOfTheTableIsLoggedHoweverManyBusDevicesThereAre) {
 TEST_F(DriveTest, AhciIsOnboardWhateverTheBusDeviceIsCalled) {
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
   for (const char* description : {"Vellacore R5", "LSILOGIC", "LSI MegaRAID SAS", "PQI", ""}) {
-    provider.fRefInst = {test_bus_device(0, "/dev/sda", description)};
+    provider_.fRefInst = {test_bus_device(0, "/dev/sda", description)};
     EXPECT_FALSE(is_raid("/dev/sda")) << description;
     EXPECT_EQ(take_log().back(), "3 Device /dev/sda is Onboard hdd");
   }
@@ -150,21 +150,21 @@ TEST_F(DriveTest, AddressWithoutTargetLooksAtTheBeginningOfTheReport) {
 TEST_F(DriveTest, UnreadableBusDevicesAreSkipped) {
   add(test_bus_device(0, "/dev/sda", "Logical Volume"));
   add(test_bus_device(1, "/dev/sda", "Logical Volume"));
-  readable.fill(0);
+  readable_.fill(0);
   EXPECT_FALSE(is_raid("/dev/sda"));
-  readable[1] = 1;
+  readable_[1] = 1;
   EXPECT_TRUE(is_raid("/dev/sda"));
 }
 
 TEST_F(DriveTest, ReportThatCannotBeReadLeavesTheDriveOut) {
   add(test_bus_device(0, "/dev/sda", "Vellacore Disk"));
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
-  provider.diskBuffer = "Driver: \"ahci\" /dev/sda";
+  provider_.diskBuffer = "Driver: \"ahci\" /dev/sda";
   EXPECT_FALSE(is_raid("/dev/sda"));
   lose_scratch_file();
   EXPECT_TRUE(is_raid("/dev/sda"));
   EXPECT_EQ(take_log().back(), "3 " + operation("isLSIRAIDDevice - BusID parsed: 0:0:0:0"));
-  EXPECT_TRUE(provider.isLSIMegaRAIDDevice("/dev/sda"));
+  EXPECT_TRUE(provider_.isLSIMegaRAIDDevice("/dev/sda"));
   EXPECT_EQ(take_log().back(), "3 JBOD: Device /dev/sda is not a MegaRaid or mpt2sas Device");
 }
 
@@ -185,8 +185,8 @@ TEST_F(DriveTest, ReportIsCutAtItsFirstNul) {
   EXPECT_TRUE(is_raid("/dev/sda"));
   write_reports(std::string("x\0", 2) + raid, "");
   EXPECT_FALSE(is_raid("/dev/sda"));
-  provider.getDiskDeviceList();
-  EXPECT_FALSE(provider.isDiskDevice("/dev/sda"));
+  provider_.getDiskDeviceList();
+  EXPECT_FALSE(provider_.isDiskDevice("/dev/sda"));
 }
 
 TEST_F(DriveTest, FirstBusDeviceThatAnswersForTheDriveDecides) {
@@ -205,7 +205,7 @@ TEST_F(DriveTest, FirstBusDeviceThatAnswersForTheDriveDecides) {
   EXPECT_EQ(take_log().back(), "3 Device /dev/sdb is a LSI_IR Device");
   EXPECT_TRUE(is_raid("/dev/sdc"));
   EXPECT_EQ(take_log().back(), "3 Device /dev/sdc is a LSI_IR Volume");
-  provider.fRefInst = {volume, disk, other};
+  provider_.fRefInst = {volume, disk, other};
   for (const char* name : {"/dev/sda", "/dev/sdb", "/dev/sdc"}) {
     EXPECT_TRUE(is_raid(name));
     EXPECT_EQ(take_log().back(), "3 Device " + std::string(name) + " is a LSI_IR Volume");
@@ -219,9 +219,9 @@ TEST_F(DriveTest, OnboardAndRaidBlocksOfOneDriveInBothOrders) {
   write_reports(
       test_block("0:0:0:0", "ahci", "/dev/sda", 0) + test_block("0:0:1:0", "mptsas", "/dev/sda", 1),
       "");
-  provider.fRefInst = {onboard, raid};
+  provider_.fRefInst = {onboard, raid};
   EXPECT_FALSE(is_raid("/dev/sda"));
-  provider.fRefInst = {raid, onboard};
+  provider_.fRefInst = {raid, onboard};
   EXPECT_TRUE(is_raid("/dev/sda"));
 }
 
@@ -234,7 +234,7 @@ TEST_F(DriveTest, OneCharacterOfEachNumberIsLookedUp) {
         {"Port:1 Target:3 Bus:29 Lun:4", "1:2:3:4", true},
         {"Port:1 Target:3 Bus:2 Lun:40", "1:2:3:4", true},
         {"Port:71 Target:3 Bus:2 Lun:4", "7:2:3:4", false}}) {
-    provider.fRefInst = {test_bus_device(0, "/dev/sda", "Disk", address)};
+    provider_.fRefInst = {test_bus_device(0, "/dev/sda", "Disk", address)};
     EXPECT_EQ(is_raid("/dev/sda"), raid) << address;
     EXPECT_THAT(take_log(),
                 Contains("3 " + operation("isLSIRAIDDevice - BusID parsed: ") + parsed));
@@ -253,9 +253,9 @@ TEST_F(DriveTest, LastDriverLineBeforeTheNameCountsWhereverOthersStand) {
         {"Driver: \"megaraid_sa\" /dev/sda", false},
         {"Driver: \"mpt2sa\" /dev/sda", false},
         {"Driver: \"mpt2sas\", \"megaraid_sas\" /dev/sda", true}}) {
-    provider.diskBuffer = report;
+    provider_.diskBuffer = report;
     take_log();
-    EXPECT_EQ(provider.isLSIMegaRAIDDevice("/dev/sda"), raid) << report;
+    EXPECT_EQ(provider_.isLSIMegaRAIDDevice("/dev/sda"), raid) << report;
   }
   // A report that names both counts by the word that is looked for first.
   EXPECT_EQ(take_log().back(), "3 JBOD: Device /dev/sda is a MegaRaid Device");
@@ -282,9 +282,9 @@ TEST_F(DriveTest, DriverLineBeforeTheNameDecidesMegaRaid) {
        {"JBOD: Device /dev/sda DRIVER INFO: Driver: \"mpt2sas\" ",
         "JBOD: Device /dev/sda is a mpt2sas Device"}}};
   for (const auto& row : rows) {
-    provider.diskBuffer = row.report;
+    provider_.diskBuffer = row.report;
     take_log();
-    EXPECT_EQ(provider.isLSIMegaRAIDDevice("/dev/sda"), row.raid) << row.report;
+    EXPECT_EQ(provider_.isLSIMegaRAIDDevice("/dev/sda"), row.raid) << row.report;
     std::vector<std::string> expected = {"3 Entering " + operation("isLSIMegaRAIDDevice")};
     for (const std::string& line : row.lines) expected.push_back("3 " + line);
     if (!row.raid)
@@ -299,9 +299,9 @@ TEST_F(DriveTest, VellacoreAdapterNeedsTheDriveAndItsIdentifierOnOneLine) {
   add(test_bus_device(2, "/dev/sdb", "Vellacore R5"));
   write_reports("/dev/sda (/dev/sg1)\n/dev/sdb (/dev/sg2)\n", "");
   take_log();
-  EXPECT_FALSE(provider.isLSIMegaRAIDDevice("/dev/sda"));
+  EXPECT_FALSE(provider_.isLSIMegaRAIDDevice("/dev/sda"));
   EXPECT_THAT(take_log(), Contains("3 Device /dev/sda is NOT a MegaRaid Device"));
-  EXPECT_TRUE(provider.isLSIMegaRAIDDevice("/dev/sdb"));
+  EXPECT_TRUE(provider_.isLSIMegaRAIDDevice("/dev/sdb"));
   EXPECT_EQ(take_log().back(), "3 Device /dev/sdb is a MegaRaid Device");
   EXPECT_EQ(take_calls().size(), 2u);
 }

@@ -12,15 +12,15 @@ using testing::ElementsAre;
 using testing::Not;
 
 using Offer = KAVRO_HDDTest_AvailableDiagnosticService;
-using Offer_Provider = KAVRO_HDDTest_AvailableDiagnosticService_Provider;
+using OfferProvider = KAVRO_HDDTest_AvailableDiagnosticService_Provider;
 
 class HandingOver : public DiscoveryTest {};
 
 // Bus devices that count their ends.
 int ended = 0;
 Ref<Instance> counted_bus_device() {
-  static const Meta_Class meta = [] {
-    Meta_Class counting = KAVRO_SysBusDevice::static_meta_class;
+  static const MetaClass meta = [] {
+    MetaClass counting = KAVRO_SysBusDevice::static_meta_class;
     counting.superclass = &KAVRO_SysBusDevice::static_meta_class;
     counting.destruct = [](const Instance* instance) {
       ++ended;
@@ -33,14 +33,14 @@ Ref<Instance> counted_bus_device() {
 
 TEST_F(HandingOver, EachElementHoldsOneReferenceWhichEndsWithTheProvider) {
   ended = 0;
-  auto owner = std::make_unique<Offer_Provider>();
-  cimom.bus_devices = {counted_bus_device(), counted_bus_device()};
-  cimom.drives = {test_drive("/dev/sda")};
+  auto owner = std::make_unique<OfferProvider>();
+  cimom_.bus_devices = {counted_bus_device(), counted_bus_device()};
+  cimom_.drives = {test_drive("/dev/sda")};
   {
-    const Cimom_Scope scope(cimom);
+    const CimomScope scope(cimom_);
     for (int i = 0; i < 2; ++i) enumerate<Offer>(*owner);
   }
-  cimom.bus_devices.clear();
+  cimom_.bus_devices.clear();
   ASSERT_EQ(owner->fRefInst.size(), 4u);
   // The second and the fourth are one device.
   owner->fRefInst.pop_back();
@@ -52,30 +52,30 @@ TEST_F(HandingOver, EachElementHoldsOneReferenceWhichEndsWithTheProvider) {
 }
 
 // Notes what was logged before each offer, and enumerates again while an offer is handed over.
-struct Asking_Handler {
+struct AskingHandler {
   static void take(Instance* offer, sint32, void* data) {
-    auto& self = *static_cast<Asking_Handler*>(data);
+    auto& self = *static_cast<AskingHandler*>(data);
     const auto owned = Ref<Instance>::adopt(offer);
     self.before.push_back(self.take_log());
     // If a lock were still held, this would never return.
     self.offered_within.push_back(enumerate<Offer>(self.provider).size());
     self.within.push_back(self.take_log());
   }
-  Offer_Provider& provider;
+  OfferProvider& provider;
   std::function<Lines()> take_log;
   std::vector<Lines> before, within;
   std::vector<std::size_t> offered_within;
 };
 
 TEST_F(HandingOver, ComesAfterTheLastDecisionAndBeforeTheExitLineAndHoldsNoLock) {
-  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
+  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
   write_reports("/dev/sda /dev/sdb", "");
   const std::string exit_line = "3 Exiting " + operation("enum_instances");
-  Asking_Handler asking{provider, [this] { return take_log(); }, {}, {}, {}};
-  Enum_Handler<Offer> handler(&Asking_Handler::take, &asking);
-  const Cimom_Scope scope(cimom);
+  AskingHandler asking{provider_, [this] { return take_log(); }, {}, {}, {}};
+  EnumHandler<Offer> handler(&AskingHandler::take, &asking);
+  const CimomScope scope(cimom_);
   take_log();
-  EXPECT_EQ(provider.enum_instances(nullptr, &handler), 0);
+  EXPECT_EQ(provider_.enum_instances(nullptr, &handler), 0);
   EXPECT_THAT(take_log(), ElementsAre(exit_line));
   EXPECT_THAT(asking.offered_within, ElementsAre(2u, 2u));
   ASSERT_EQ(asking.before.size(), 2u);

@@ -45,8 +45,8 @@ class HwinfoTest : public DriveTest {
 };
 
 TEST_F(HwinfoTest, HasThreeHundredSecondsForEachReport) {
-  provider.getDiskDeviceList();
-  provider.getUSBDeviceList();
+  provider_.getDiskDeviceList();
+  provider_.getUSBDeviceList();
   EXPECT_THAT(programs, ElementsAre(Pair("hwinfo --disk", 300), Pair("hwinfo --usb", 300)));
   EXPECT_THAT(shell_commands, IsEmpty());
 }
@@ -64,7 +64,7 @@ TEST_F(HwinfoTest, LinesForAnAdaptersNameAreLookedUpByTheNameWithoutQuotes) {
   add(test_bus_device(0, "/dev/sda", "Vellacore"));
   for (const std::string name : {"/dev/sda", "-e /dev/sda", "/dev/sd[a]"}) {
     shell_commands.clear();
-    EXPECT_FALSE(provider.isLSIMegaRAIDDevice(name));
+    EXPECT_FALSE(provider_.isLSIMegaRAIDDevice(name));
     EXPECT_THAT(shell_commands,
                 ElementsAre("/bin/sh -c hwinfo --disk | grep " + name + " > /tmp/sgMap.txt, 300",
                             "/bin/sh -c rm -rf /tmp/sgMap.txt, 300"));
@@ -73,7 +73,7 @@ TEST_F(HwinfoTest, LinesForAnAdaptersNameAreLookedUpByTheNameWithoutQuotes) {
 
 TEST_F(HwinfoTest, IsNotAskedForBusDevicesThatCannotBeRead) {
   for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Logical Volume"));
-  readable.fill(0);
+  readable_.fill(0);
   EXPECT_FALSE(is_raid("/dev/sda"));
   EXPECT_THAT(take_log(), ElementsAre("3 Entering " + operation("isLSIRAIDDevice"), testing::_,
                                       "3 Exiting " + operation("isLSIRAIDDevice, non-zero rc from "
@@ -85,15 +85,15 @@ TEST_F(HwinfoTest, IsNotAskedForBusDevicesThatCannotBeRead) {
 TEST_F(HwinfoTest, IsNotAskedAgainForAnAdaptersNameWithoutBusDevices) {
   for (const auto& [driver, raid] :
        {std::pair{"megaraid_sas", true}, {"mpt2sas", true}, {"ahci", false}}) {
-    provider.diskBuffer = test_block("0:0:0:0", driver, "/dev/sda", 0);
-    EXPECT_EQ(provider.isLSIMegaRAIDDevice("/dev/sda"), raid) << driver;
+    provider_.diskBuffer = test_block("0:0:0:0", driver, "/dev/sda", 0);
+    EXPECT_EQ(provider_.isLSIMegaRAIDDevice("/dev/sda"), raid) << driver;
   }
   EXPECT_THAT(shell_commands, IsEmpty());
   EXPECT_THAT(programs, IsEmpty());
 }
 
 TEST_F(HwinfoTest, ThatFailsIsBelievedWhatItPrinted) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   write_reports("/dev/sda", "");
   write_hwinfo("exit 3\n");
   EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
@@ -102,12 +102,12 @@ TEST_F(HwinfoTest, ThatFailsIsBelievedWhatItPrinted) {
 }
 
 TEST_F(HwinfoTest, ThatIsKilledHasPrintedNothing) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   write_reports("/dev/sda", "/dev/sda");
   write_hwinfo("kill -KILL $$\n");
   EXPECT_THAT(offered_names(), IsEmpty());
-  EXPECT_EQ(provider.diskBuffer, "");
-  EXPECT_EQ(provider.usbBuffer, "");
+  EXPECT_EQ(provider_.diskBuffer, "");
+  EXPECT_EQ(provider_.usbBuffer, "");
   const auto log = take_log();
   EXPECT_THAT(log, Contains("3 Device /dev/sda is NOT a USB device"));
   EXPECT_THAT(log, Contains("3 Device /dev/sda is NOT a disk device, omitting from HDD Test"));

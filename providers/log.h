@@ -10,7 +10,7 @@ namespace ovk_cimple {
 
 template <class... Parts>
 void log_trace(const Parts&... parts) {
-  NKVRHVX20::LogParts(NKVRHVX20::ILogger::eTrace, parts...);
+  NKVRHVX20::log_parts(NKVRHVX20::ILogger::eTrace, parts...);
 }
 
 inline void log_entering(std::string_view provider, std::string_view operation) {

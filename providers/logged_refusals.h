@@ -21,16 +21,16 @@ struct LoggedRefusals {
   sint32 load() { return log_answer_of<Class>("load", OK); }
   sint32 unload() { return log_answer_of<Class>("unload", OK); }
   sint32 get_instance(const Class*, Class*&) {
-    return log_answer_of<Class>("get_instance", GET_INSTANCE_UNSUPPORTED);
+    return log_answer_of<Class>("get_instance", GetInstanceUnsupported);
   }
   sint32 create_instance(const Class*) {
-    return log_answer_of<Class>("create_instance", CREATE_INSTANCE_UNSUPPORTED);
+    return log_answer_of<Class>("create_instance", CreateInstanceUnsupported);
   }
   sint32 delete_instance(const Class*) {
-    return log_answer_of<Class>("delete_instance", DELETE_INSTANCE_UNSUPPORTED);
+    return log_answer_of<Class>("delete_instance", DeleteInstanceUnsupported);
   }
   sint32 modify_instance(const Class*, const Class*) {
-    return log_answer_of<Class>("modify_instance", MODIFY_INSTANCE_UNSUPPORTED);
+    return log_answer_of<Class>("modify_instance", ModifyInstanceUnsupported);
   }
 };
 
@@ -42,7 +42,7 @@ struct LoggedMethod {
 
   template <class... Arguments>
   sint32 operator()(const Arguments&...) const {
-    return log_answer_of<Class>(name, METHOD_UNSUPPORTED);
+    return log_answer_of<Class>(name, MethodUnsupported);
   }
 };
 

@@ -12,36 +12,36 @@ using namespace ovk_cimple;
 
 extern "C" {
 pid_t fork() {
-  if (child == Child::fails_to_start) return -1;
+  if (child == Child::FailsToStart) return -1;
   ++forks;
   siginfo_t information;
   children_met += waitid(P_ALL, 0, &information, WEXITED | WNOHANG | WNOWAIT) == 0;
   const pid_t pid = next<pid_t()>("fork")();
-  if (pid == 0 && (child == Child::is_killed || forks == killed_fork)) raise(SIGKILL);
-  if (pid == 0 && child == Child::exits_otherwise) _exit(7);
+  if (pid == 0 && (child == Child::IsKilled || forks == killed_fork)) raise(SIGKILL);
+  if (pid == 0 && child == Child::ExitsOtherwise) _exit(7);
   return pid;
 }
 pid_t waitpid(pid_t pid, int* status, int options) {
   ++waits;
-  if (wait_for_child == Wait::fails || (wait_for_child == Wait::is_interrupted && waits < 4)) {
-    errno = wait_for_child == Wait::fails ? ECHILD : EINTR;
+  if (wait_for_child == Wait::Fails || (wait_for_child == Wait::IsInterrupted && waits < 4)) {
+    errno = wait_for_child == Wait::Fails ? ECHILD : EINTR;
     return -1;
   }
   // The child has ended and its signal was delivered before anybody asks.
   siginfo_t information;
-  if (wait_for_child == Wait::is_late)
+  if (wait_for_child == Wait::IsLate)
     waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT);
   return next<pid_t(pid_t, int*, int)>("waitpid")(pid, status, options);
 }
 // Rings earlier than it was asked to, so that no test waits for the whole time.
 unsigned alarm(unsigned seconds) {
-  if (child != Child::hangs) return next<unsigned(unsigned)>("alarm")(seconds);
+  if (child != Child::Hangs) return next<unsigned(unsigned)>("alarm")(seconds);
   const itimerval soon = {{0, 0}, {0, 50000}};
   setitimer(ITIMER_REAL, &soon, nullptr);
   return 0;
 }
 int setrlimit(__rlimit_resource_t resource, const rlimit* limit) noexcept {
-  while (child == Child::hangs) pause();
+  while (child == Child::Hangs) pause();
   return next<int(int, const rlimit*)>("setrlimit")(static_cast<int>(resource), limit);
 }
 }
@@ -55,12 +55,12 @@ using testing::ElementsAre;
 TEST_F(ProbeTest, BusDevicesThatCannotBeReadAreAskedForTheAdaptersNameAllTheSame) {
   add(test_bus_device(0, "/dev/sda", "Vellacore"));
   write_reports("/dev/sda (/dev/sg0)", "");
-  child = Child::is_killed;
+  child = Child::IsKilled;
   Status status;
-  provider.probe(status);
+  provider_.probe(status);
   EXPECT_EQ(status[0], 0);
-  EXPECT_FALSE(provider.isLSIRAIDDevice("/dev/sda", status.data()));
-  EXPECT_TRUE(provider.isLSIMegaRAIDDevice("/dev/sda"));
+  EXPECT_FALSE(provider_.isLSIRAIDDevice("/dev/sda", status.data()));
+  EXPECT_TRUE(provider_.isLSIMegaRAIDDevice("/dev/sda"));
 }
 
 TEST_F(ProbeTest, AChildThatIsKilledMarksItsOwnIndexOnly) {
@@ -69,7 +69,7 @@ TEST_F(ProbeTest, AChildThatIsKilledMarksItsOwnIndexOnly) {
     forks = 0;
     killed_fork = killed + 1;
     Status status;
-    provider.probe(status);
+    provider_.probe(status);
     for (int i = 0; i < 100; ++i) EXPECT_EQ(status[i], i == killed ? 0 : 1) << i;
   }
   killed_fork = 0;
@@ -80,7 +80,7 @@ TEST_F(ProbeTest, LeavesReadableDevicesAloneAndChildrenLogNothing) {
   add(make<KAVRO_SysBusDevice>());  // every property null
   Status status;
   take_log();
-  provider.probe(status);
+  provider_.probe(status);
   EXPECT_THAT(status, Each(1));
   EXPECT_EQ(forks, 4);
   EXPECT_TRUE(take_log().empty());
@@ -111,9 +111,9 @@ class BrokenDevice {
 
 TEST_F(ProbeTest, MarksTheDeviceWhoseReadingKillsTheChild) {
   for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
-  const BrokenDevice broken(provider.fRefInst[1]);
+  const BrokenDevice broken(provider_.fRefInst[1]);
   Status status;
-  provider.probe(status);
+  provider_.probe(status);
   EXPECT_EQ(status[0], 1);
   EXPECT_EQ(status[1], 0);
   EXPECT_EQ(status[2], 1);
@@ -124,37 +124,37 @@ TEST_F(ProbeTest, ReadsEachPropertyThatTheAddressIsAskedFor) {
   add(test_bus_device(0, "/dev/sda", "Disk"));
   const auto probed = [&] {
     Status status;
-    provider.probe(status);
+    provider_.probe(status);
     return status[0];
   };
   EXPECT_EQ(probed(), 1);
   {
-    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::DeviceID);
+    const BrokenDevice broken(provider_.fRefInst[0], &KAVRO_SysBusDevice::DeviceID);
     EXPECT_EQ(probed(), 0);
   }
   {
-    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::OtherIdentifyingInfo);
+    const BrokenDevice broken(provider_.fRefInst[0], &KAVRO_SysBusDevice::OtherIdentifyingInfo);
     EXPECT_EQ(probed(), 0);
   }
   {
-    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::Description);
+    const BrokenDevice broken(provider_.fRefInst[0], &KAVRO_SysBusDevice::Description);
     EXPECT_EQ(probed(), 0);
   }
   {
-    const BrokenDevice broken(provider.fRefInst[0], &KAVRO_SysBusDevice::Name);
+    const BrokenDevice broken(provider_.fRefInst[0], &KAVRO_SysBusDevice::Name);
     EXPECT_EQ(probed(), 1) << "what is not asked for there may be as it will";
   }
 }
 
 TEST_F(ProbeTest, ADeviceThatKillsItsReaderIsSurvivedByEveryTest) {
-  cimom.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
+  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
   write_reports("/dev/sda (/dev/sg8)\n/dev/sdb (/dev/sg9)\n/dev/sdc (/dev/sg7)\n", "");
   for (const auto& [device, offered] :
        {std::pair{test_bus_device(8, "/dev/sda", "Vellacore"), "/dev/sdb /dev/sdc"},
         {test_bus_device(7, "/dev/sdc", "PQI"), "/dev/sda /dev/sdb"},
         {test_bus_device(9, "/dev/sdb", "Logical Volume"), "/dev/sda /dev/sdb /dev/sdc"}}) {
-    provider.fRefInst.clear();
-    cimom.bus_devices = {device};
+    provider_.fRefInst.clear();
+    cimom_.bus_devices = {device};
     const BrokenDevice broken(device);
     std::string names;
     for (const std::string& name : offered_names()) names += (names.empty() ? "" : " ") + name;
@@ -163,7 +163,7 @@ TEST_F(ProbeTest, ADeviceThatKillsItsReaderIsSurvivedByEveryTest) {
 }
 
 TEST_F(ProbeTest, WithoutDrivesTheBusDevicesAreReadAndTheReportsTakenAllTheSame) {
-  for (int i = 0; i < 3; ++i) cimom.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk"));
+  for (int i = 0; i < 3; ++i) cimom_.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk"));
   EXPECT_THAT(offers(), testing::IsEmpty());
   EXPECT_EQ(forks, 3);
   EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
@@ -171,10 +171,10 @@ TEST_F(ProbeTest, WithoutDrivesTheBusDevicesAreReadAndTheReportsTakenAllTheSame)
 
 TEST_F(ProbeTest, HasOneChildAtATime) {
   for (int i = 0; i < 5; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
-  for (const Child how : {Child::ordinary, Child::is_killed, Child::exits_otherwise}) {
+  for (const Child how : {Child::Ordinary, Child::IsKilled, Child::ExitsOtherwise}) {
     child = how;
     Status status;
-    provider.probe(status);
+    provider_.probe(status);
   }
   EXPECT_EQ(forks, 15);
   EXPECT_EQ(children_met, 0);
@@ -182,13 +182,13 @@ TEST_F(ProbeTest, HasOneChildAtATime) {
 
 TEST_F(ProbeTest, TellsHowTheChildEnded) {
   add(test_bus_device(0, "/dev/sda", "Disk"));
-  for (const auto& [how, entry] : {std::pair{Child::ordinary, 1},
-                                   {Child::is_killed, 0},
-                                   {Child::exits_otherwise, 1},
-                                   {Child::hangs, 0}}) {
+  for (const auto& [how, entry] : {std::pair{Child::Ordinary, 1},
+                                   {Child::IsKilled, 0},
+                                   {Child::ExitsOtherwise, 1},
+                                   {Child::Hangs, 0}}) {
     child = how;
     Status status;
-    provider.probe(status);
+    provider_.probe(status);
     EXPECT_EQ(status[0], entry) << static_cast<int>(how);
   }
 }
@@ -196,20 +196,20 @@ TEST_F(ProbeTest, TellsHowTheChildEnded) {
 TEST_F(ProbeTest, ThatCannotForkSaysSoAndCountsTheDeviceAsReadable) {
   add(test_bus_device(0, "/dev/sda", "Disk"));
   add(test_bus_device(1, "/dev/sda", "Disk"));
-  child = Child::fails_to_start;
+  child = Child::FailsToStart;
   Status status;
   take_log();
-  provider.probe(status);
+  provider_.probe(status);
   EXPECT_THAT(take_log(), ElementsAre("3 Error in fork", "3 Error in fork"));
   EXPECT_THAT(status, Each(1));
 }
 
 TEST_F(ProbeTest, ThatCannotWaitCountsTheDeviceAsReadable) {
   add(test_bus_device(0, "/dev/sda", "Disk"));
-  child = Child::is_killed;
-  wait_for_child = Wait::fails;
+  child = Child::IsKilled;
+  wait_for_child = Wait::Fails;
   Status status;
-  provider.probe(status);
+  provider_.probe(status);
   EXPECT_THAT(status, Each(1));
   EXPECT_EQ(waits, 1);
   reap_all();
@@ -217,26 +217,26 @@ TEST_F(ProbeTest, ThatCannotWaitCountsTheDeviceAsReadable) {
 
 TEST_F(ProbeTest, ThatIsInterruptedWaitsOn) {
   add(test_bus_device(0, "/dev/sda", "Disk"));
-  child = Child::is_killed;
-  wait_for_child = Wait::is_interrupted;
+  child = Child::IsKilled;
+  wait_for_child = Wait::IsInterrupted;
   Status status;
-  provider.probe(status);
+  provider_.probe(status);
   EXPECT_EQ(status[0], 0);
   EXPECT_EQ(waits, 4);
 }
 
 TEST_F(ProbeTest, DevicesPastTheHundredthAreNotProbedAndCountAsUnreadable) {
   for (const int count : {99, 100, 101, 250}) {
-    provider.fRefInst.clear();
+    provider_.fRefInst.clear();
     forks = 0;
     for (int i = 0; i < count; ++i)
       add(test_bus_device(i, "/dev/sda", i == count - 1 ? "Logical Volume" : "Disk", ""));
     Status status;
-    provider.probe(status);
+    provider_.probe(status);
     EXPECT_EQ(forks, std::min(count, 100));
     take_log();
-    EXPECT_EQ(provider.isLSIRAIDDevice("/dev/sda", status.data()), count <= 100) << count;
-    EXPECT_FALSE(provider.isMicroFlashDevice("/dev/sda"));
+    EXPECT_EQ(provider_.isLSIRAIDDevice("/dev/sda", status.data()), count <= 100) << count;
+    EXPECT_FALSE(provider_.isMicroFlashDevice("/dev/sda"));
     const auto log = take_log();
     EXPECT_EQ(std::count(log.begin(), log.end(), "3 Device /dev/sda is NOT a MicroFlash Device"),
               count);
@@ -245,15 +245,15 @@ TEST_F(ProbeTest, DevicesPastTheHundredthAreNotProbedAndCountAsUnreadable) {
 
 // A provider that lives long sees its bus devices again in every enumeration.
 TEST_F(ProbeTest, EnumerationsAddUpPastTheHundredthBusDevice) {
-  cimom.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {test_drive("/dev/sda")};
   for (int i = 0; i < 40; ++i)
-    cimom.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk", ""));
+    cimom_.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk", ""));
   write_reports("/dev/sda", "");
   for (const auto& [all, examined] : {std::pair{40, 40}, {80, 80}, {120, 100}, {160, 100}}) {
     forks = 0;
     take_log();
     EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
-    EXPECT_EQ(provider.fRefInst.size(), static_cast<std::size_t>(all));
+    EXPECT_EQ(provider_.fRefInst.size(), static_cast<std::size_t>(all));
     EXPECT_EQ(forks, examined);
     const auto log = take_log();
     const auto count = [&](const std::string& line) {
@@ -263,9 +263,9 @@ TEST_F(ProbeTest, EnumerationsAddUpPastTheHundredthBusDevice) {
     EXPECT_EQ(count("Device /dev/sda is NOT a MicroFlash Device"), all);
   }
   // A bus device past the table is not asked for its address, but its name still counts.
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "Logical Volume")};
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Logical Volume")};
   EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
-  cimom.bus_devices = {test_bus_device(0, "/dev/sda", "PQI")};
+  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "PQI")};
   EXPECT_THAT(offered_names(), testing::IsEmpty());
 }
 

@@ -10,14 +10,14 @@
 
 namespace ovk_cimple {
 
-enum class Child { ordinary, fails_to_start, is_killed, hangs, exits_otherwise };
-inline Child child = Child::ordinary;
+enum class Child { Ordinary, FailsToStart, IsKilled, Hangs, ExitsOtherwise };
+inline Child child = Child::Ordinary;
 inline int forks = 0;
 inline int killed_fork = 0;   // the number of the fork whose child is killed
 inline int children_met = 0;  // children that were still there when fork was called
 
-enum class Wait { ordinary, fails, is_interrupted, is_late };
-inline Wait wait_for_child = Wait::ordinary;
+enum class Wait { Ordinary, Fails, IsInterrupted, IsLate };
+inline Wait wait_for_child = Wait::Ordinary;
 inline int waits = 0;
 
 inline void reap_all() {
@@ -29,9 +29,9 @@ class ProbeTest : public DriveTest {
  protected:
   void SetUp() override {
     DriveTest::SetUp();
-    child = Child::ordinary;
+    child = Child::Ordinary;
     forks = killed_fork = children_met = waits = 0;
-    wait_for_child = Wait::ordinary;
+    wait_for_child = Wait::Ordinary;
   }
 };
 

@@ -31,18 +31,18 @@ class ProviderTest : public testing::Test {
     THDDTest::fgInstance = nullptr;
     std::string name = std::filesystem::temp_directory_path() / "provider_test.XXXXXX";
     ASSERT_TRUE(mkdtemp(name.data()));
-    directory = name;
-    previous_directory = std::filesystem::current_path();
-    previous_path = getenv("PATH");
-    setenv("PATH", (name + ":" + previous_path).c_str(), 1);
-    std::filesystem::current_path(directory);
-    NKVRHVX20::SetLogSink(&keep, this);
+    directory_ = name;
+    previous_directory_ = std::filesystem::current_path();
+    previous_path_ = getenv("PATH");
+    setenv("PATH", (name + ":" + previous_path_).c_str(), 1);
+    std::filesystem::current_path(directory_);
+    NKVRHVX20::set_log_sink(&keep, this);
   }
   void TearDown() override {
-    NKVRHVX20::SetLogSink(nullptr, nullptr);
-    setenv("PATH", previous_path.c_str(), 1);
-    std::filesystem::current_path(previous_directory);
-    std::filesystem::remove_all(directory);
+    NKVRHVX20::set_log_sink(nullptr, nullptr);
+    setenv("PATH", previous_path_.c_str(), 1);
+    std::filesystem::current_path(previous_directory_);
+    std::filesystem::remove_all(directory_);
   }
 
   void write_message_file(const std::string& text) {
@@ -57,8 +57,8 @@ class ProviderTest : public testing::Test {
 
   // The lines logged since the last call, each as its severity, a blank and its text.
   Lines take_log() {
-    const std::lock_guard guard(lock);
-    return std::exchange(lines, {});
+    const std::lock_guard guard(lock_);
+    return std::exchange(lines_, {});
   }
   // The lines of a provider's operation around those of what it calls.
   static Lines trace(const std::string& provider, const std::string& operation,
@@ -78,26 +78,26 @@ class ProviderTest : public testing::Test {
     return all;
   }
 
-  std::filesystem::path directory;
+  std::filesystem::path directory_;
 
  private:
   static void keep(NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
                    void* data) {
     auto& test = *static_cast<ProviderTest*>(data);
-    const std::lock_guard guard(test.lock);
-    test.lines.push_back(std::to_string(severity) + " " + text);
+    const std::lock_guard guard(test.lock_);
+    test.lines_.push_back(std::to_string(severity) + " " + text);
   }
-  std::filesystem::path previous_directory;
-  std::string previous_path;
-  std::mutex lock;
-  Lines lines;
+  std::filesystem::path previous_directory_;
+  std::string previous_path_;
+  std::mutex lock_;
+  Lines lines_;
 };
 
 // The instances that a provider's enumeration delivers. Each must come with success.
 template <class Class, class Provider>
 std::vector<Ref<Class>> enumerate(Provider& provider) {
   std::vector<Ref<Class>> found;
-  Enum_Handler<Class> handler(
+  EnumHandler<Class> handler(
       [](Instance* instance, sint32 status, void* data) {
         EXPECT_EQ(status, 0);
         static_cast<std::vector<Ref<Class>>*>(data)->push_back(
@@ -111,7 +111,7 @@ std::vector<Ref<Class>> enumerate(Provider& provider) {
 // Names of the properties that are not null, in the class's order.
 inline std::vector<std::string> properties_set(const Instance* instance) {
   std::vector<std::string> names;
-  for (const Meta_Property& property : instance->meta_class->properties)
+  for (const MetaProperty& property : instance->meta_class->properties)
     if (!visit(instance, property, [](auto& p) { return p.null(); }))
       names.emplace_back(property.name);
   return names;

@@ -53,7 +53,7 @@ class TDiagnosticResultParser : public NKVRHVX20::TXmlParser {
   void EndElement(const char* name) override;
   void processingInstruction(const char* target, const char* data) override;
   void characters(const char* text, unsigned int length) override;
-  void notationDecl(const char* name, const char* publicID, const char* systemID) override;
+  void notationDecl(const char* name, const char* public_id, const char* system_id) override;
   void FatalError(const char* message) override;
 
   // Every message completed so far under its test's name; messages of one test are in file

@@ -15,7 +15,7 @@
 namespace results {
 namespace {
 
-constexpr const char* test_key = "hard drive: self test";  // as the parser keeps the name
+constexpr const char* kTestKey = "hard drive: self test";  // as the parser keeps the name
 
 // Gives the parser's complaints the line and the element, and adds what the parser takes as it is.
 class Checker : public TDiagnosticResultParser {
@@ -35,7 +35,7 @@ class Checker : public TDiagnosticResultParser {
 
   void EndElement(const char* name) override {
     const bool carries_text =
-        std::any_of(std::begin(text_elements), std::end(text_elements),
+        std::any_of(std::begin(kTextElements), std::end(kTextElements),
                     [name](const char* known) { return platform::same_name(known, name); });
     if (carries_text && !has_text_)
       complain(name, "has no text of its own: a record repeats the text before it");
@@ -44,7 +44,7 @@ class Checker : public TDiagnosticResultParser {
   }
 
   void FatalError(const char* message) override {
-    if (Line() == 0 || std::strncmp(message, "line ", 5) == 0) {
+    if (line() == 0 || std::strncmp(message, "line ", 5) == 0) {
       faults.emplace_back(message);  // the reader's own: it says where
     } else if (!element_.empty()) {
       complain(element_, message);
@@ -52,10 +52,10 @@ class Checker : public TDiagnosticResultParser {
   }
 
  private:
-  static constexpr const char* text_elements[] = {"errorcode", "msg", "action"};
+  static constexpr const char* kTextElements[] = {"errorcode", "msg", "action"};
 
   void complain(const std::string& element, const std::string& what) {
-    faults.push_back("line " + std::to_string(Line()) + ": <" + element + ">: " + what);
+    faults.push_back("line " + std::to_string(line()) + ": <" + element + ">: " + what);
   }
 
   std::string element_;  // whose start tag came last; empty after an end tag
@@ -65,7 +65,7 @@ class Checker : public TDiagnosticResultParser {
 // Of every outcome of the test a record takes error code and message.
 void look_for_outcomes(const TDiagnosticResultParser& parser, std::vector<std::string>& faults) {
   const auto messages = parser.getResultMsgs();
-  const auto [begin, end] = messages.equal_range(test_key);
+  const auto [begin, end] = messages.equal_range(kTestKey);
   for (const std::string state : {"passed", "failed", "aborted"}) {
     const std::string result =
         "<result state=\"" + state + "\"> of <diagnostictest name=\"Hard Drive: Self Test\">";

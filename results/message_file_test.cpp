@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr const char* good =
+constexpr const char* kGood =
     "<diaganalysis version='1'>\n"
     "<diagnostictest name='Hard Drive: Self Test'>\n"
     "<result state='passed'><errorcode>A</errorcode><msg>M</msg></result>\n"
@@ -26,15 +26,15 @@ constexpr const char* good =
 
 // The good text with its first such part replaced.
 std::string with(const std::string& part, const std::string& by) {
-  std::string text = good;
+  std::string text = kGood;
   return text.replace(text.find(part), part.size(), by);
 }
 
 TEST(MessageText, OfWhichEveryRecordCanBeMadeHasNoFault) {
-  EXPECT_THAT(message_text_faults(good), IsEmpty());
+  EXPECT_THAT(message_text_faults(kGood), IsEmpty());
   EXPECT_THAT(message_text_faults(with("<diaganalysis", "<!-- a note -->\n<diaganalysis")),
               IsEmpty());
-  EXPECT_THAT(message_text_faults(std::string(good) + std::string(9, '\0')), IsEmpty())
+  EXPECT_THAT(message_text_faults(std::string(kGood) + std::string(9, '\0')), IsEmpty())
       << "the module reads up to the first zero too";
 }
 
@@ -81,8 +81,8 @@ TEST(MessageText, EveryOutcomeNeedsItsResultWithCodeAndMessage) {
 TEST(MessageFile, IsReadOrItIsSaidWhyNot) {
   std::string name = fs::temp_directory_path() / "hddtest_messages.XXXXXX";
   const fs::path folder = mkdtemp(name.data());
-  std::ofstream(folder / "good") << good;
-  std::ofstream(folder / "long") << good << std::string(16 << 20, ' ');
+  std::ofstream(folder / "good") << kGood;
+  std::ofstream(folder / "long") << kGood << std::string(16 << 20, ' ');
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
   EXPECT_THAT(message_file_faults(folder / "good"), IsEmpty());
   EXPECT_EQ(message_file_faults(folder / "long").front(), "line 1: document larger than 16 MiB");

@@ -10,7 +10,7 @@ namespace {
 // In the C++ ABI of this platform an object begins with the address of its table of virtual
 // functions, and a member function is called like a function whose first argument is the object.
 template <typename... Arguments>
-void CallSlot(TDiagnosticResultParser& parser, std::size_t slot, Arguments... arguments) {
+void call_slot(TDiagnosticResultParser& parser, std::size_t slot, Arguments... arguments) {
   using Function = void (*)(TDiagnosticResultParser*, Arguments...);
   Function* table;
   std::memcpy(&table, static_cast<void*>(&parser), sizeof(table));
@@ -40,33 +40,33 @@ TEST(ResultParserOrder, EachSlotOfTheVirtualTableHoldsItsFunction) {
   std::string called;
   Recorder parser(called);
   std::map<std::string, std::string> attributes;
-  CallSlot<const char*, std::map<std::string, std::string>*>(parser, 2, "", &attributes);
+  call_slot<const char*, std::map<std::string, std::string>*>(parser, 2, "", &attributes);
   EXPECT_EQ(called, "StartElement");
-  CallSlot(parser, 3, "");
+  call_slot(parser, 3, "");
   EXPECT_EQ(called, "EndElement");
-  CallSlot(parser, 4, "", "");
+  call_slot(parser, 4, "", "");
   EXPECT_EQ(called, "processingInstruction");
-  CallSlot(parser, 5, "", 0U);
+  call_slot(parser, 5, "", 0U);
   EXPECT_EQ(called, "characters");
-  CallSlot(parser, 6, "", "", "");
+  call_slot(parser, 6, "", "", "");
   EXPECT_EQ(called, "notationDecl");
-  CallSlot(parser, 7, "");
+  call_slot(parser, 7, "");
   EXPECT_EQ(called, "FatalError");
-  CallSlot(parser, 8);
+  call_slot(parser, 8);
   EXPECT_EQ(called, "ParseJSSP");
-  CallSlot(parser, 9);
+  call_slot(parser, 9);
   EXPECT_EQ(called, "ParseCharData");
-  CallSlot(parser, 10);
+  call_slot(parser, 10);
   EXPECT_EQ(called, "GetAttributeNValue");
 }
 
 TEST(ResultParserOrder, TheFirstTwoSlotsAreTheDestructors) {
   std::string called;
   alignas(Recorder) unsigned char place[sizeof(Recorder)];
-  CallSlot(*new (place) Recorder(called), 0);
+  call_slot(*new (place) Recorder(called), 0);
   EXPECT_EQ(called, "destructor");
   called.clear();
-  CallSlot(*new Recorder(called), 1);
+  call_slot(*new Recorder(called), 1);
   EXPECT_EQ(called, "destructor");
 }
 

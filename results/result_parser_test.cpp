@@ -27,12 +27,12 @@ class ResultParser : public testing::Test {
   void SetUp() override { said.clear(); }
 
   Messages Parse(std::string text) {
-    parser.Parse(text.data());
-    return parser.getResultMsgs();
+    parser_.Parse(text.data());
+    return parser_.getResultMsgs();
   }
 
   // The messages of a root element's content, in order.
-  std::vector<TDiagnosticResultMessage> ParseContent(const std::string& content) {
+  std::vector<TDiagnosticResultMessage> parse_content(const std::string& content) {
     std::vector<TDiagnosticResultMessage> messages;
     for (const auto& [key, message] :
          Parse("<diaganalysis version='1'>" + content + "</diaganalysis>")) {
@@ -42,11 +42,11 @@ class ResultParser : public testing::Test {
     return messages;
   }
 
-  void Start(const char* name, std::map<std::string, std::string> attributes = {}) {
-    parser.StartElement(name, attributes);
+  void start(const char* name, std::map<std::string, std::string> attributes = {}) {
+    parser_.StartElement(name, attributes);
   }
 
-  static std::vector<std::string> Errors() {
+  static std::vector<std::string> errors() {
     std::vector<std::string> errors;
     for (const std::string& text : said) {
       if (text.starts_with("0 ")) errors.push_back(text.substr(2));
@@ -54,10 +54,10 @@ class ResultParser : public testing::Test {
     return errors;
   }
 
-  TDiagnosticResultParser parser;
+  TDiagnosticResultParser parser_;
 };
 
-std::vector<std::string> Actions(const TDiagnosticResultMessage& message) {
+std::vector<std::string> actions(const TDiagnosticResultMessage& message) {
   std::vector<std::string> actions;
   for (const auto& action : message.fActions)
     actions.push_back(action.fPriority + "." + action.fText);
@@ -85,12 +85,12 @@ TEST_F(ResultParser, AWholeFileGivesEveryFieldOfItsMessage) {
   EXPECT_EQ(message.fErrorCode, "HD-01 A");
   EXPECT_EQ(message.fState, "failed");
   EXPECT_THAT(message.fMessages, ElementsAre("First Line", "Second Line"));
-  EXPECT_THAT(Actions(message), ElementsAre("high.Back up & replace", "2.Run again"));
-  EXPECT_THAT(Errors(), IsEmpty());
+  EXPECT_THAT(actions(message), ElementsAre("high.Back up & replace", "2.Run again"));
+  EXPECT_THAT(errors(), IsEmpty());
 }
 
 TEST_F(ResultParser, AParserThatParsedNothingHasNoMessages) {
-  EXPECT_THAT(parser.getResultMsgs(), IsEmpty());
+  EXPECT_THAT(parser_.getResultMsgs(), IsEmpty());
 }
 
 TEST_F(ResultParser, ElementNamesCountWithoutRegardToCase) {
@@ -103,14 +103,14 @@ TEST_F(ResultParser, ElementNamesCountWithoutRegardToCase) {
   EXPECT_EQ(message.fState, "s");
   EXPECT_EQ(message.fErrorCode, "E");
   EXPECT_THAT(message.fMessages, ElementsAre("M"));
-  EXPECT_THAT(Actions(message), ElementsAre("1.A"));
-  EXPECT_THAT(Errors(), IsEmpty());
+  EXPECT_THAT(actions(message), ElementsAre("1.A"));
+  EXPECT_THAT(errors(), IsEmpty());
 }
 
 TEST_F(ResultParser, AnAttributeNameInCapitalsIsUnknownAndLeavesTheTestUnnamed) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest Name='T'><result State='s'><msg>M</msg></result></diagnostictest>");
-  EXPECT_THAT(Errors(),
+  EXPECT_THAT(errors(),
               ElementsAre("Unrecognized Attribute.", "No Name Specified for Object identifier",
                           "Unrecognized Attribute."));
   ASSERT_EQ(messages.size(), 1u);
@@ -120,7 +120,7 @@ TEST_F(ResultParser, AnAttributeNameInCapitalsIsUnknownAndLeavesTheTestUnnamed) 
 }
 
 TEST_F(ResultParser, NamesStatesAndPrioritiesAreLowerCasedTextsAreNot) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='NAME'><result state='PASSED'><errorcode>CODE</errorcode>"
       "<msg>MESSAGE</msg><action priority='HIGH'>ACTION</action></result></diagnostictest>");
   ASSERT_EQ(messages.size(), 1u);
@@ -128,18 +128,18 @@ TEST_F(ResultParser, NamesStatesAndPrioritiesAreLowerCasedTextsAreNot) {
   EXPECT_EQ(messages[0].fState, "passed");
   EXPECT_EQ(messages[0].fErrorCode, "CODE");
   EXPECT_THAT(messages[0].fMessages, ElementsAre("MESSAGE"));
-  EXPECT_THAT(Actions(messages[0]), ElementsAre("high.ACTION"));
+  EXPECT_THAT(actions(messages[0]), ElementsAre("high.ACTION"));
 }
 
 TEST_F(ResultParser, TextsAreNotTrimmed) {
   const auto messages =
-      ParseContent("<diagnostictest name='t'><result><msg> \n M </msg></result></diagnostictest>");
+      parse_content("<diagnostictest name='t'><result><msg> \n M </msg></result></diagnostictest>");
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_THAT(messages[0].fMessages, ElementsAre(" \n M "));
 }
 
 TEST_F(ResultParser, ResultsOfOneStateStandUnderOneKeyInFileOrder) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'>"
       "<result state='s'><errorcode>2</errorcode></result>"
       "<result state='s'><errorcode>1</errorcode></result></diagnostictest>");
@@ -150,7 +150,7 @@ TEST_F(ResultParser, ResultsOfOneStateStandUnderOneKeyInFileOrder) {
 }
 
 TEST_F(ResultParser, TestsOfOneNameMergeUnderOneKeyInFileOrder) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'><result><errorcode>1</errorcode></result></diagnostictest>"
       "<diagnostictest name='a'><result><errorcode>2</errorcode></result></diagnostictest>"
       "<diagnostictest name='T'><result><errorcode>3</errorcode></result></diagnostictest>");
@@ -161,7 +161,7 @@ TEST_F(ResultParser, TestsOfOneNameMergeUnderOneKeyInFileOrder) {
 }
 
 TEST_F(ResultParser, KeysAreOrderedByTheirBytes) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='\xc3\xa4'><result/></diagnostictest>"
       "<diagnostictest name='b'><result/></diagnostictest>"
       "<diagnostictest name='_'><result/></diagnostictest>");
@@ -172,7 +172,7 @@ TEST_F(ResultParser, KeysAreOrderedByTheirBytes) {
 }
 
 TEST_F(ResultParser, NothingOfAResultIsLeftForTheNext) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'><result state='s'><errorcode>E</errorcode><msg>M</msg>"
       "<action priority='1'>A</action></result><result/></diagnostictest>");
   ASSERT_EQ(messages.size(), 2u);
@@ -184,22 +184,22 @@ TEST_F(ResultParser, NothingOfAResultIsLeftForTheNext) {
 
 // As the order of the tags has it: what the first end tag stores belongs to both.
 TEST_F(ResultParser, AStartTagInsideAnElementTakesNothingFromIt) {
-  const auto results = ParseContent(
+  const auto results = parse_content(
       "<diagnostictest name='t'><result state='outer'><result><errorcode>E</errorcode></result>"
       "</result></diagnostictest>");
   ASSERT_EQ(results.size(), 2u);
   EXPECT_EQ(results[0].fState, "outer");
   EXPECT_EQ(results[0].fErrorCode, "E");
   EXPECT_EQ(results[1].fState, "");
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'><result state='s'><action priority='7'><action>T</action></action>"
       "</result></diagnostictest>");
   ASSERT_EQ(messages.size(), 1u + 2u);
-  EXPECT_THAT(Actions(messages.back()), ElementsAre("7.T", ".T"));
+  EXPECT_THAT(actions(messages.back()), ElementsAre("7.T", ".T"));
 }
 
 TEST_F(ResultParser, AResultOutsideOfATestKeepsItsStateAndActionsOnly) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<result state='s'><errorcode>E</errorcode><msg>M</msg>"
       "<action priority='1'>A</action></result>");
   ASSERT_EQ(messages.size(), 1u);
@@ -207,11 +207,11 @@ TEST_F(ResultParser, AResultOutsideOfATestKeepsItsStateAndActionsOnly) {
   EXPECT_EQ(messages[0].fState, "s");
   EXPECT_EQ(messages[0].fErrorCode, "");
   EXPECT_THAT(messages[0].fMessages, IsEmpty());
-  EXPECT_THAT(Actions(messages[0]), ElementsAre("1.A"));
+  EXPECT_THAT(actions(messages[0]), ElementsAre("1.A"));
 }
 
 TEST_F(ResultParser, AfterATestLinesAndCodesAreDroppedAndActionsJoinTheNextMessage) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'><result/></diagnostictest>"
       "<errorcode>lost</errorcode><msg>lost</msg><action priority='1'>kept</action>"
       "<diagnostictest name='u'><result><msg>M</msg></result></diagnostictest>");
@@ -219,44 +219,44 @@ TEST_F(ResultParser, AfterATestLinesAndCodesAreDroppedAndActionsJoinTheNextMessa
   EXPECT_EQ(messages[1].fTestName, "u");
   EXPECT_EQ(messages[1].fErrorCode, "");
   EXPECT_THAT(messages[1].fMessages, ElementsAre("M"));
-  EXPECT_THAT(Actions(messages[1]), ElementsAre("1.kept"));
+  EXPECT_THAT(actions(messages[1]), ElementsAre("1.kept"));
 }
 
 TEST_F(ResultParser, AnActionWithoutPriorityHasNone) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'><result><action priority='1'>A</action><action>B</action></result>"
       "</diagnostictest>");
   ASSERT_EQ(messages.size(), 1u);
-  EXPECT_THAT(Actions(messages[0]), ElementsAre("1.A", ".B"));
+  EXPECT_THAT(actions(messages[0]), ElementsAre("1.A", ".B"));
 }
 
 TEST_F(ResultParser, AnElementWithoutTextRepeatsTheTextBefore) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'><result><errorcode>E</errorcode><msg></msg><msg/><msg> </msg>"
       "<action priority='1'/></result></diagnostictest>");
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_THAT(messages[0].fMessages, ElementsAre("E", "E", "E"));
-  EXPECT_THAT(Actions(messages[0]), ElementsAre("1.E"));
+  EXPECT_THAT(actions(messages[0]), ElementsAre("1.E"));
 }
 
 TEST_F(ResultParser, WithoutAnyTextBeforeAnElementIsEmpty) {
   const auto messages =
-      ParseContent("<diagnostictest name='t'><result><msg/></result></diagnostictest>");
+      parse_content("<diagnostictest name='t'><result><msg/></result></diagnostictest>");
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_THAT(messages[0].fMessages, ElementsAre(""));
 }
 
 TEST_F(ResultParser, OnlyTheLastRunBeforeAnEndTagCounts) {
-  Start("diagnostictest", {{"name", "t"}});
-  parser.characters("first", 5);
-  parser.characters("second and more", 6);  // the length is not looked at
-  parser.EndElement("msg");
-  parser.EndElement("result");
-  EXPECT_THAT(parser.getResultMsgs().find("t")->second.fMessages, ElementsAre("second and more"));
+  start("diagnostictest", {{"name", "t"}});
+  parser_.characters("first", 5);
+  parser_.characters("second and more", 6);  // the length is not looked at
+  parser_.EndElement("msg");
+  parser_.EndElement("result");
+  EXPECT_THAT(parser_.getResultMsgs().find("t")->second.fMessages, ElementsAre("second and more"));
 }
 
 TEST_F(ResultParser, NestingIsNotTracked) {
-  const auto messages = ParseContent(
+  const auto messages = parse_content(
       "<diagnostictest name='t'><msg>M</msg><errorcode>E</errorcode><result state='s'/>"
       "</diagnostictest>");
   ASSERT_EQ(messages.size(), 1u);
@@ -275,7 +275,7 @@ class ResultParserReports : public ResultParser, public testing::WithParamInterf
 
 TEST_P(ResultParserReports, TheseErrors) {
   Parse(GetParam().content);
-  EXPECT_THAT(Errors(), testing::ElementsAreArray(GetParam().errors));
+  EXPECT_THAT(errors(), testing::ElementsAreArray(GetParam().errors));
 }
 
 const std::string kNoVersion = "No Version Specified for DIAGANALYSIS identifier";
@@ -324,7 +324,7 @@ TEST_F(ResultParser, AFileThatBreaksOffYieldsWhatWasComplete) {
 
 TEST_F(ResultParser, AFileThatIsNoXmlYieldsNothing) {
   EXPECT_THAT(Parse("no XML"), IsEmpty());
-  EXPECT_EQ(Errors().size(), 1u);
+  EXPECT_EQ(errors().size(), 1u);
 }
 
 TEST_F(ResultParser, TagsAreTracedAsWrittenAttributesInOrderOfTheirNames) {
@@ -341,36 +341,36 @@ TEST_F(ResultParser, TheTraceOfATagComesBeforeItsErrors) {
 }
 
 TEST_F(ResultParser, InstructionsAndNotationsDoNothing) {
-  parser.processingInstruction("target", "data");
-  parser.notationDecl("name", "public", "system");
+  parser_.processingInstruction("target", "data");
+  parser_.notationDecl("name", "public", "system");
   EXPECT_THAT(said, IsEmpty());
-  EXPECT_THAT(parser.getResultMsgs(), IsEmpty());
+  EXPECT_THAT(parser_.getResultMsgs(), IsEmpty());
 }
 
 TEST_F(ResultParser, AFatalErrorIsHandedOnAtSeverityZero) {
-  parser.FatalError("message");
+  parser_.FatalError("message");
   EXPECT_THAT(said, ElementsAre("0 message"));
 }
 
 TEST_F(ResultParser, ACopyHasNoResults) {
-  ASSERT_EQ(ParseContent("<diagnostictest name='t'><result/></diagnostictest>").size(), 1u);
-  const TDiagnosticResultParser copy(parser);
+  ASSERT_EQ(parse_content("<diagnostictest name='t'><result/></diagnostictest>").size(), 1u);
+  const TDiagnosticResultParser copy(parser_);
   EXPECT_THAT(copy.getResultMsgs(), IsEmpty());
-  EXPECT_EQ(parser.getResultMsgs().size(), 1u);
+  EXPECT_EQ(parser_.getResultMsgs().size(), 1u);
 }
 
 TEST_F(ResultParser, ACopyCarriesTheTextMessageAndActionBeingRead) {
-  Start("diagnostictest", {{"name", "t"}});
-  Start("result", {{"state", "s"}});
-  parser.characters("E", 1);
-  parser.EndElement("errorcode");
-  parser.EndElement("msg");
-  Start("action", {{"priority", "1"}});
-  parser.EndElement("action");
-  Start("action", {{"priority", "2"}});
-  parser.characters("A", 1);
+  start("diagnostictest", {{"name", "t"}});
+  start("result", {{"state", "s"}});
+  parser_.characters("E", 1);
+  parser_.EndElement("errorcode");
+  parser_.EndElement("msg");
+  start("action", {{"priority", "1"}});
+  parser_.EndElement("action");
+  start("action", {{"priority", "2"}});
+  parser_.characters("A", 1);
 
-  TDiagnosticResultParser copy(parser);
+  TDiagnosticResultParser copy(parser_);
   copy.EndElement("action");
   copy.EndElement("result");
   ASSERT_EQ(copy.getResultMsgs().size(), 1u);
@@ -378,14 +378,14 @@ TEST_F(ResultParser, ACopyCarriesTheTextMessageAndActionBeingRead) {
   EXPECT_EQ(message.fState, "s");
   EXPECT_EQ(message.fErrorCode, "E");
   EXPECT_THAT(message.fMessages, ElementsAre("E"));
-  EXPECT_THAT(Actions(message), ElementsAre("1.E", "2.A"));
-  EXPECT_THAT(parser.getResultMsgs(), IsEmpty());
+  EXPECT_THAT(actions(message), ElementsAre("1.E", "2.A"));
+  EXPECT_THAT(parser_.getResultMsgs(), IsEmpty());
 }
 
 TEST_F(ResultParser, TheResultsHandedOutAreACopy) {
-  ParseContent("<diagnostictest name='t'><result/></diagnostictest>");
-  parser.getResultMsgs().clear();
-  EXPECT_EQ(parser.getResultMsgs().size(), 1u);
+  parse_content("<diagnostictest name='t'><result/></diagnostictest>");
+  parser_.getResultMsgs().clear();
+  EXPECT_EQ(parser_.getResultMsgs().size(), 1u);
 }
 
 }  // namespace

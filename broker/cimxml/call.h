@@ -45,6 +45,6 @@ class Reply {
 };
 
 // Bodies of more bytes are large. The receiver bounds how much memory they take together.
-inline constexpr std::size_t large_body = 64 << 10;
+inline constexpr std::size_t kLargeBody = 64 << 10;
 
 }  // namespace broker::cimxml

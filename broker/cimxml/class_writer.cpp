@@ -187,11 +187,11 @@ class ClassWriter {
 
 void write_qualifier_declaration(Text& text, const QualifierDeclaration& declared) {
   using Declaration = QualifierDeclaration;
-  static constexpr std::pair<Declaration::Scope, std::string_view> scopes[] = {
-      {Declaration::class_scope, "CLASS"},    {Declaration::association, "ASSOCIATION"},
-      {Declaration::reference, "REFERENCE"},  {Declaration::property, "PROPERTY"},
-      {Declaration::method, "METHOD"},        {Declaration::parameter, "PARAMETER"},
-      {Declaration::indication, "INDICATION"}};
+  static constexpr std::pair<Declaration::Scope, std::string_view> kScopes[] = {
+      {Declaration::ClassScope, "CLASS"},     {Declaration::Association, "ASSOCIATION"},
+      {Declaration::Reference, "REFERENCE"},  {Declaration::Property, "PROPERTY"},
+      {Declaration::Method, "METHOD"},        {Declaration::Parameter, "PARAMETER"},
+      {Declaration::Indication, "INDICATION"}};
   text << "<QUALIFIER.DECLARATION NAME=\"";
   text.attribute(declared.name);
   text << "\" TYPE=\"" << wire_type(element_type(declared.type)) << "\" ISARRAY=\""
@@ -199,7 +199,7 @@ void write_qualifier_declaration(Text& text, const QualifierDeclaration& declare
   write_flavors(text, declared.overridable, declared.to_subclass);
   if (declared.translatable) text << " TRANSLATABLE=\"true\"";
   text << "><SCOPE";
-  for (const auto& [scope, name] : scopes)
+  for (const auto& [scope, name] : kScopes)
     if ((declared.scopes & scope) != 0) text << " " << name << "=\"true\"";
   text << "/>";
   if (declared.has_default) write_values(text, is_array(declared.type), declared.default_values);

@@ -107,7 +107,7 @@ class Builder final : platform::XmlReader {
     element.name = *known;
     for (; *attributes; attributes += 2) {
       const std::string_view value = attributes[1];
-      if (value.size() > longest_attribute) throw not_valid();
+      if (value.size() > kLongestAttribute) throw not_valid();
       const auto attribute = attribute_names().find(attributes[0]);
       if (attribute == attribute_names().end()) continue;
       element.attributes.emplace_back(*attribute, keep(value));

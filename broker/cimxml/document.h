@@ -29,7 +29,7 @@ struct Element {
 };
 
 // Longer attributes are refused: they hold names, and no name is as long.
-inline constexpr std::size_t longest_attribute = 4096;
+inline constexpr std::size_t kLongestAttribute = 4096;
 
 // What the documents of one request may hold: the message, and the embedded instances in it.
 struct Allowance {

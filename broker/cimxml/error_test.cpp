@@ -34,10 +34,10 @@ class Errors : public ServiceTest {
     return refused(answer(call_of(body, "EnumerateInstanceNames", "root/cimv2")));
   }
 
-  const std::string good = message(
+  const std::string good_ = message(
       simple_intrinsic("EnumerateInstanceNames", class_parameter("ClassName", "TEST_Widget")));
   std::string replaced(std::string_view part, std::string_view by) const {
-    std::string body = good;
+    std::string body = good_;
     const std::size_t at = body.find(part);
     EXPECT_NE(at, std::string::npos) << part;
     return body.replace(at, part.size(), by);
@@ -46,10 +46,10 @@ class Errors : public ServiceTest {
 
 // Header fields.
 
-TEST_F(Errors, TheGoodRequestIsFine) { EXPECT_EQ(send(good), kFine); }
+TEST_F(Errors, TheGoodRequestIsFine) { EXPECT_EQ(send(good_), kFine); }
 
 TEST_F(Errors, OnlyMethodCallsAreCarriedOut) {
-  Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+  Call call = call_of(good_, "EnumerateInstanceNames", "root/cimv2");
   call.operation = "MethodResponse";
   EXPECT_EQ(refused(answer(call)), (Refused{400, "unsupported-operation"}));
   call.operation.reset();
@@ -61,7 +61,7 @@ TEST_F(Errors, OnlyMethodCallsAreCarriedOut) {
 }
 
 TEST_F(Errors, OtherVersionsAreNotSupported) {
-  Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+  Call call = call_of(good_, "EnumerateInstanceNames", "root/cimv2");
   call.protocol_version = "2.0";
   const Recorder reply = answer(call);
   EXPECT_EQ(refused(reply), (Refused{501, "unsupported-protocol-version"}));
@@ -81,7 +81,7 @@ TEST_F(Errors, OtherVersionsAreNotSupported) {
 
 TEST_F(Errors, HeadersMustSayWhatTheBodySays) {
   const auto with = [&](auto change) {
-    Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+    Call call = call_of(good_, "EnumerateInstanceNames", "root/cimv2");
     change(call);
     return refused(answer(call));
   };
@@ -112,7 +112,7 @@ TEST_F(Errors, HeadersOfMethodsNameTheObject) {
 
 TEST_F(Errors, BodiesAreXmlInUtf8) {
   const auto with = [&](const char* type) {
-    Call call = call_of(good, "EnumerateInstanceNames", "root/cimv2");
+    Call call = call_of(good_, "EnumerateInstanceNames", "root/cimv2");
     call.content_type = type;
     return answer(call).status;
   };
@@ -134,14 +134,14 @@ TEST_F(Errors, WhatIsNotWellFormedIsRefused) {
   for (const std::size_t size : {1, 2, 3, 1000, 1'000'000})
     EXPECT_EQ(send(std::string(size, '\0')), kNotWellFormed) << size << " zeros";
   EXPECT_EQ(send(std::string("a\0a", 3)), kNotWellFormed);
-  EXPECT_EQ(send(good.substr(0, good.size() - 1)), kNotWellFormed);
-  EXPECT_EQ(send(good + "x"), kNotWellFormed);
+  EXPECT_EQ(send(good_.substr(0, good_.size() - 1)), kNotWellFormed);
+  EXPECT_EQ(send(good_ + "x"), kNotWellFormed);
 }
 
 TEST_F(Errors, OtherEncodingsAreRefused) {
   const auto wide = [&](std::string_view mark, bool big) {
     std::string text(mark);
-    for (const char c : good.substr(good.find("<CIM"))) {
+    for (const char c : good_.substr(good_.find("<CIM"))) {
       text += big ? std::string{'\0', c} : std::string{c, '\0'};
     }
     return text;
@@ -155,7 +155,7 @@ TEST_F(Errors, OtherEncodingsAreRefused) {
   EXPECT_EQ(send(replaced("utf-8", "utf-16")), refused);
   EXPECT_EQ(send(replaced("utf-8", "UTF-8")), kFine);
   EXPECT_EQ(send(replaced(" encoding=\"utf-8\"", "")), kFine);
-  EXPECT_EQ(send("\xEF\xBB\xBF" + good), kFine);
+  EXPECT_EQ(send("\xEF\xBB\xBF" + good_), kFine);
 }
 
 TEST_F(Errors, WhatIsNoMessageIsNotValid) {
@@ -208,9 +208,9 @@ TEST_F(Errors, DepthHasALimit) {
 }
 
 TEST_F(Errors, AttributesHaveALimit) {
-  EXPECT_EQ(send(replaced("ID=\"7\"", "ID=\"" + std::string(longest_attribute, 'x') + "\"")),
+  EXPECT_EQ(send(replaced("ID=\"7\"", "ID=\"" + std::string(kLongestAttribute, 'x') + "\"")),
             kFine);
-  EXPECT_EQ(send(replaced("ID=\"7\"", "ID=\"" + std::string(longest_attribute + 1, 'x') + "\"")),
+  EXPECT_EQ(send(replaced("ID=\"7\"", "ID=\"" + std::string(kLongestAttribute + 1, 'x') + "\"")),
             kNotValid);
 }
 

@@ -67,9 +67,9 @@ void Writer::property(const Tag& tag, const Value& value) {
   const bool scalar = !tag.array && tag.type != Type::Reference;
   if (value.is_null()) {
     const std::string_view open = tag.open;
-    constexpr std::string_view value_end = "</VALUE>";
+    constexpr std::string_view kValueEnd = "</VALUE>";
     text_ << open.substr(0, open.size() - (scalar ? kValue.size() : 0))
-          << tag.close.substr(scalar ? value_end.size() : 0);
+          << tag.close.substr(scalar ? kValueEnd.size() : 0);
     return;
   }
   text_ << tag.open;

@@ -66,7 +66,7 @@ TEST_F(FewElements, ThoseOfEmbeddedInstancesCount) {
 
 // Elements make a tree and values many times as large as their text.
 TEST_F(RequestLimits, LargeRequestsTakeLittleAndGiveItBack) {
-  if (!memory_is_telling) GTEST_SKIP() << "under a sanitizer";
+  if (!kMemoryIsTelling) GTEST_SKIP() << "under a sanitizer";
   const std::size_t most = Limits().elements - kElementsAround;
   const std::string text(100, 'x');
   const std::string many = enumeration_with(repeated("<VALUE>" + text + "</VALUE>", most));

@@ -23,7 +23,7 @@ inline void reset_peak() { std::ofstream("/proc/self/clear_refs") << 5; }
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool memory_is_telling = false;
 #else
-inline constexpr bool memory_is_telling = true;
+inline constexpr bool kMemoryIsTelling = true;
 #endif
 
 }  // namespace broker::cimxml

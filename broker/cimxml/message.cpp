@@ -92,7 +92,7 @@ class MessageReader {
   }
 
   void read_content(const Element& element, Type type, bool embedded, Parameter& result) const {
-    constexpr std::pair<std::string_view, Form> forms[] = {
+    constexpr std::pair<std::string_view, Form> kForms[] = {
         {"VALUE", Form::Text},
         {"VALUE.ARRAY", Form::Texts},
         {"VALUE.REFERENCE", Form::Reference},
@@ -105,9 +105,9 @@ class MessageReader {
         {"QUALIFIER.DECLARATION", Form::NotSupported},
     };
     const auto* const found =
-        std::find_if(std::begin(forms), std::end(forms),
+        std::find_if(std::begin(kForms), std::end(kForms),
                      [&](const auto& form) { return form.first == element.name; });
-    if (found == std::end(forms)) throw not_valid();
+    if (found == std::end(kForms)) throw not_valid();
     result.form = found->second;
     switch (result.form) {
       case Form::ClassName:

@@ -86,10 +86,10 @@ TEST_F(MethodErrors, LaterMethodsOfABatchAreNotBegunForAClientThatHasGone) {
   call.operation = "MethodCall";
   call.batch = "";
   Recorder present;
-  service.answer(call, present);
+  service_.answer(call, present);
   EXPECT_EQ(count(present.body, "<RETURNVALUE"), 2u) << present.body;
   Absent absent;
-  service.answer(call, absent);
+  service_.answer(call, absent);
   EXPECT_EQ(count(absent.body, "<RETURNVALUE"), 1u) << absent.body;
   EXPECT_THAT(absent.body, AllOf(HasSubstr("the client has gone before this was begun"),
                                  HasSubstr("<CLASS NAME=\"TEST_Base\"")));

@@ -83,33 +83,33 @@ class Mutator {
   }
 
   std::string_view piece() {
-    static constexpr std::string_view pieces[] = {"<VALUE>",
-                                                  "</VALUE>",
-                                                  "<VALUE.NULL/>",
-                                                  "&#0;",
-                                                  "&lt;",
-                                                  "]]>",
-                                                  "<![CDATA[",
-                                                  "\"",
-                                                  "<",
-                                                  ">",
-                                                  "\xC3\xA4",
-                                                  "\xFF",
-                                                  "-1",
-                                                  "99999999999999999999",
-                                                  "<!--",
-                                                  "<?x?>",
-                                                  "INSTANCE",
-                                                  "reference",
-                                                  "NaN",
-                                                  "root",
-                                                  "TEST_Link",
-                                                  "<INSTANCE CLASSNAME=\"TEST_Link\"/>",
-                                                  "real64",
-                                                  "",
-                                                  "true",
-                                                  "VALUE.ARRAY"};
-    return pieces[below(std::size(pieces))];
+    static constexpr std::string_view kPieces[] = {"<VALUE>",
+                                                   "</VALUE>",
+                                                   "<VALUE.NULL/>",
+                                                   "&#0;",
+                                                   "&lt;",
+                                                   "]]>",
+                                                   "<![CDATA[",
+                                                   "\"",
+                                                   "<",
+                                                   ">",
+                                                   "\xC3\xA4",
+                                                   "\xFF",
+                                                   "-1",
+                                                   "99999999999999999999",
+                                                   "<!--",
+                                                   "<?x?>",
+                                                   "INSTANCE",
+                                                   "reference",
+                                                   "NaN",
+                                                   "root",
+                                                   "TEST_Link",
+                                                   "<INSTANCE CLASSNAME=\"TEST_Link\"/>",
+                                                   "real64",
+                                                   "",
+                                                   "true",
+                                                   "VALUE.ARRAY"};
+    return kPieces[below(std::size(kPieces))];
   }
 
   // Replaces a name or a value by another one.
@@ -179,7 +179,7 @@ TEST_F(Mutations, NeverStopTheService) {
   }
   EXPECT_GT(refused, 1000u);
   EXPECT_GT(answered, 500u);
-  EXPECT_TRUE(!memory_is_telling || resident_bytes() < resident + (4 << 20)) << resident_bytes();
+  EXPECT_TRUE(!kMemoryIsTelling || resident_bytes() < resident + (4 << 20)) << resident_bytes();
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   EXPECT_TRUE(can_open_all());
   for (const Good& good : requests) {

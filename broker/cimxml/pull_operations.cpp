@@ -57,10 +57,10 @@ void open(const Task& task, Source source, void (Writer::*write)(const Item&)) {
            room.grow_to(batch.bytes());
          }));
   const std::string first(batch.take(count));
-  constexpr bool paths = std::is_same_v<Item, ObjectPath>;
+  constexpr bool kPaths = std::is_same_v<Item, ObjectPath>;
   const std::string name =
       batch.count() == 0 ? std::string()
-                         : task.contexts.open(std::move(batch), std::move(room), paths, seconds);
+                         : task.contexts.open(std::move(batch), std::move(room), kPaths, seconds);
   write_result(task, first, name);
 }
 

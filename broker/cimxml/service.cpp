@@ -33,7 +33,7 @@ void carry_out(const Task& task) {
   if (!operation) {
     throw Error(Status::NotSupported, "operation " + asked.name + " is not supported");
   }
-  if (!(asked.target.name_space == served_name_space)) {
+  if (!(asked.target.name_space == kServedNameSpace)) {
     throw Error(Status::InvalidNamespace,
                 "there is no name space " + asked.target.name_space.str());
   }
@@ -88,9 +88,9 @@ Service::Service(ObjectManager& manager, const Limits& limits)
     : manager_(manager), limits_(limits), contexts_(std::make_unique<Contexts>(limits)) {
   // Left alone, the C library raises these to the size of the largest block that was ever freed. It
   // then keeps as much at the end of every thread's heap, where malloc_trim does not look.
-  constexpr int kept = 4 << 20;
-  mallopt(M_MMAP_THRESHOLD, kept);
-  mallopt(M_TRIM_THRESHOLD, kept);
+  constexpr int kEpt = 4 << 20;
+  mallopt(M_MMAP_THRESHOLD, kEpt);
+  mallopt(M_TRIM_THRESHOLD, kEpt);
 }
 
 Service::~Service() = default;

@@ -79,11 +79,11 @@ inline std::string message(std::string_view request) {
 class ServiceTest : public testing::Test {
  protected:
   explicit ServiceTest(Limits limits = {}, Options options = test_options())
-      : manager(test_schema(), std::move(options)), service(manager, limits) {}
+      : manager_(test_schema(), std::move(options)), service_(manager_, limits) {}
 
   Recorder answer(const Call& call) {
     Recorder recorder;
-    service.answer(call, recorder);
+    service_.answer(call, recorder);
     return recorder;
   }
 
@@ -130,8 +130,8 @@ class ServiceTest : public testing::Test {
         << name << " " << parameters;
   }
 
-  ObjectManager manager;
-  Service service;
+  ObjectManager manager_;
+  Service service_;
 };
 
 // How often a text stands in another.

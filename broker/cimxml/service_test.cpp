@@ -341,7 +341,7 @@ TEST_F(Operations, AClientThatGoesLeavesTheServiceInOrder) {
   call.batch = "";
   Recorder reply;
   reply.patience = 100'000;
-  service.answer(call, reply);
+  service_.answer(call, reply);
   EXPECT_FALSE(reply.abandoned);
   EXPECT_LE(reply.body.size(), 100'000u);
   // The operation is carried out all the same.

@@ -12,9 +12,9 @@ namespace {
 class ServiceThreads : public ServiceTest {
  protected:
   std::string context_of(const std::string& answer) {
-    constexpr std::string_view before = "PARAMTYPE=\"string\"><VALUE>";
-    const std::size_t at = answer.find(before);
-    return at == std::string::npos ? std::string() : answer.substr(at + before.size(), 32);
+    constexpr std::string_view kBefore = "PARAMTYPE=\"string\"><VALUE>";
+    const std::size_t at = answer.find(kBefore);
+    return at == std::string::npos ? std::string() : answer.substr(at + kBefore.size(), 32);
   }
 };
 
@@ -72,7 +72,7 @@ TEST_F(HeldMethods, ARequestThatWaitsIsDroppedWhenItsClientHasGone) {
   HeldCalls::wait_for_one();
   Leaver leaver;
   const std::string body = message(simple_method("Do", what, widget_name("two")));
-  service.answer(call_of(body, "Do", "root/cimv2:TEST_Widget.Name=\"two\""), leaver);
+  service_.answer(call_of(body, "Do", "root/cimv2:TEST_Widget.Name=\"two\""), leaver);
   EXPECT_THAT(leaver.body, testing::HasSubstr("<ERROR CODE=\"1\" DESCRIPTION=\"Do for two was "
                                               "not begun: its client has gone\"/>"));
   HeldCalls::let_go();

@@ -70,7 +70,7 @@ void Writer::name_space_path(const ObjectPath& path) {
   text_ << "<NAMESPACEPATH><HOST>";
   text_.content(path.host.empty() ? std::string_view(host_name()) : path.host.view());
   text_ << "</HOST>";
-  local_name_space_path(path.name_space.empty() ? served_name_space : path.name_space.view());
+  local_name_space_path(path.name_space.empty() ? kServedNameSpace : path.name_space.view());
   text_ << "</NAMESPACEPATH>";
 }
 

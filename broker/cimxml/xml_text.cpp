@@ -40,8 +40,8 @@ std::size_t character_length(std::string_view text) {
 
 // The first byte that may need a look: control characters, those above 0x7F (negative here) and
 // the special ones. May stop before the end where fewer than 16 bytes are left. Of the 30 ms that
-// 10,000 instances over HTTP may take (bench/table.py) it saves one, which that goal needs to be met
-// on a busy machine too.
+// 10,000 instances over HTTP may take (bench/table.py) it saves one, which that goal needs to be
+// met on a busy machine too.
 const char* skip_plain(const char* at, const char* end) {
   const auto all = [](char c) { return _mm_set1_epi8(c); };
   for (; end - at >= 16; at += 16) {

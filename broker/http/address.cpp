@@ -19,7 +19,7 @@ bool is_loopback_v4(std::uint32_t network_order) { return ntohl(network_order) >
 
 }  // namespace
 
-Address::Address(const std::string& host, std::uint16_t port) : v6_{} {
+Address::Address(const std::string& host, std::uint16_t port) : v6{} {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_flags = AI_PASSIVE;
@@ -33,69 +33,69 @@ Address::Address(const std::string& host, std::uint16_t port) : v6_{} {
   freeaddrinfo(found);
 }
 
-Address::Address(const sockaddr* address) : v6_{} {
-  if (address && address->sa_family == AF_INET) std::memcpy(&v4_, address, sizeof v4_);
-  if (address && address->sa_family == AF_INET6) std::memcpy(&v6_, address, sizeof v6_);
+Address::Address(const sockaddr* address) : v6{} {
+  if (address && address->sa_family == AF_INET) std::memcpy(&v4, address, sizeof v4);
+  if (address && address->sa_family == AF_INET6) std::memcpy(&v6, address, sizeof v6);
 }
 
 std::string Address::network() const {
   // Whoever is on this machine can use all of its loopback addresses.
   if (is_loopback()) return "loopback";
-  if (any_.sa_family != AF_INET6) return host();
-  if (IN6_IS_ADDR_V4MAPPED(&v6_.sin6_addr)) {
+  if (any.sa_family != AF_INET6) return host();
+  if (IN6_IS_ADDR_V4MAPPED(&v6.sin6_addr)) {
     in_addr inner;
-    std::memcpy(&inner, v6_.sin6_addr.s6_addr + 12, sizeof inner);
+    std::memcpy(&inner, v6.sin6_addr.s6_addr + 12, sizeof inner);
     char text[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &inner, text, sizeof text);
     return text;
   }
   Address network = *this;
-  std::memset(network.v6_.sin6_addr.s6_addr + 8, 0, 8);
+  std::memset(network.v6.sin6_addr.s6_addr + 8, 0, 8);
   return network.host();
 }
 
 bool Address::is_loopback() const {
-  if (any_.sa_family == AF_INET) return is_loopback_v4(v4_.sin_addr.s_addr);
-  if (any_.sa_family != AF_INET6) return false;
-  if (!IN6_IS_ADDR_V4MAPPED(&v6_.sin6_addr)) return IN6_IS_ADDR_LOOPBACK(&v6_.sin6_addr);
+  if (any.sa_family == AF_INET) return is_loopback_v4(v4.sin_addr.s_addr);
+  if (any.sa_family != AF_INET6) return false;
+  if (!IN6_IS_ADDR_V4MAPPED(&v6.sin6_addr)) return IN6_IS_ADDR_LOOPBACK(&v6.sin6_addr);
   std::uint32_t inner;
-  std::memcpy(&inner, v6_.sin6_addr.s6_addr + 12, sizeof inner);
+  std::memcpy(&inner, v6.sin6_addr.s6_addr + 12, sizeof inner);
   return is_loopback_v4(inner);
 }
 
 std::string Address::host() const {
   char text[NI_MAXHOST] = "";
-  const socklen_t length = any_.sa_family == AF_INET ? sizeof v4_ : sizeof v6_;
-  getnameinfo(&any_, length, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
+  const socklen_t length = any.sa_family == AF_INET ? sizeof v4 : sizeof v6;
+  getnameinfo(&any, length, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
   return text;
 }
 
 std::string Address::text() const {
-  if (any_.sa_family == AF_INET) return host() + ":" + std::to_string(port());
-  if (any_.sa_family != AF_INET6) return "";
+  if (any.sa_family == AF_INET) return host() + ":" + std::to_string(port());
+  if (any.sa_family != AF_INET6) return "";
   return "[" + host() + "]:" + std::to_string(port());
 }
 
 std::uint16_t Address::port() const {
-  if (any_.sa_family == AF_INET) return ntohs(v4_.sin_port);
-  return any_.sa_family == AF_INET6 ? ntohs(v6_.sin6_port) : 0;
+  if (any.sa_family == AF_INET) return ntohs(v4.sin_port);
+  return any.sa_family == AF_INET6 ? ntohs(v6.sin6_port) : 0;
 }
 
 void Address::set_port(std::uint16_t port) {
-  if (any_.sa_family == AF_INET) v4_.sin_port = htons(port);
-  if (any_.sa_family == AF_INET6) v6_.sin6_port = htons(port);
+  if (any.sa_family == AF_INET) v4.sin_port = htons(port);
+  if (any.sa_family == AF_INET6) v6.sin6_port = htons(port);
 }
 
 int Address::listen(bool only_v6) {
-  socklen_t length = any_.sa_family == AF_INET ? sizeof v4_ : sizeof v6_;
+  socklen_t length = any.sa_family == AF_INET ? sizeof v4 : sizeof v6;
   const int one = 1;
   platform::Descriptor listener(
-      socket(any_.sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  only_v6 = only_v6 && any_.sa_family == AF_INET6;
+      socket(any.sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  only_v6 = only_v6 && any.sa_family == AF_INET6;
   if (listener && setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) == 0 &&
       (!only_v6 || setsockopt(listener.get(), IPPROTO_IPV6, IPV6_V6ONLY, &one, sizeof one) == 0) &&
-      bind(listener.get(), &any_, length) == 0 && ::listen(listener.get(), SOMAXCONN) == 0 &&
-      getsockname(listener.get(), &any_, &length) == 0)
+      bind(listener.get(), &any, length) == 0 && ::listen(listener.get(), SOMAXCONN) == 0 &&
+      getsockname(listener.get(), &any, &length) == 0)
     return listener.release();
   throw std::system_error(errno, std::generic_category(), "cannot listen on " + text());
 }

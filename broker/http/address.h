@@ -33,9 +33,9 @@ class Address {
 
  private:
   union {
-    sockaddr any_{};
-    sockaddr_in v4_;
-    sockaddr_in6 v6_;
+    sockaddr any{};
+    sockaddr_in v4;
+    sockaddr_in6 v6;
   };
 };
 

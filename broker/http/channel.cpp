@@ -11,14 +11,14 @@ class PlainChannel : public Channel {
  public:
   explicit PlainChannel(int socket) : socket_(socket) {}
 
-  State shake_hands() override { return State::good; }
+  State shake_hands() override { return State::Good; }
 
   Moved read(char* to, std::size_t most) override {
     for (;;) {
       const ssize_t count = recv(socket_, to, most, MSG_DONTWAIT);
-      if (count > 0) return {static_cast<std::size_t>(count), State::good};
-      if (count == 0) return {0, State::ended};
-      if (errno != EINTR) return {0, would_block() ? State::wants_read : State::broken};
+      if (count > 0) return {static_cast<std::size_t>(count), State::Good};
+      if (count == 0) return {0, State::Ended};
+      if (errno != EINTR) return {0, would_block() ? State::WantsRead : State::Broken};
     }
   }
 
@@ -30,13 +30,13 @@ class PlainChannel : public Channel {
       if (count >= 0)
         done += static_cast<std::size_t>(count);
       else if (errno != EINTR)
-        return {done, would_block() ? State::wants_write : State::broken};
+        return {done, would_block() ? State::WantsWrite : State::Broken};
     }
-    return {done, State::good};
+    return {done, State::Good};
   }
 
   State say_goodbye() override {
-    return shutdown(socket_, SHUT_WR) == 0 ? State::good : State::broken;
+    return shutdown(socket_, SHUT_WR) == 0 ? State::Good : State::Broken;
   }
 
  private:

@@ -17,11 +17,11 @@ struct Certificate;
 class Channel {
  public:
   enum class State {
-    good,         // done as far as asked
-    wants_read,   // to be called again when the socket can be read
-    wants_write,  // to be called again when the socket can be written
-    ended,        // the peer sends no more
-    broken        // of no use any more: the socket is to be closed
+    Good,        // done as far as asked
+    WantsRead,   // to be called again when the socket can be read
+    WantsWrite,  // to be called again when the socket can be written
+    Ended,       // the peer sends no more
+    Broken       // of no use any more: the socket is to be closed
   };
   struct Moved {
     std::size_t count;

@@ -14,7 +14,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr int turns = 16;  // parts of one connection's work before others have their turn
+constexpr int kTurns = 16;  // parts of one connection's work before others have their turn
 
 }  // namespace
 
@@ -74,7 +74,7 @@ void Connection::close() noexcept {
 }
 
 void Connection::hurried(bool to_the_end) noexcept {
-  if (to_the_end || stage_ == Stage::handshake || stage_ == Stage::head || stage_ == Stage::body)
+  if (to_the_end || stage_ == Stage::Handshake || stage_ == Stage::Head || stage_ == Stage::Body)
     close();
 }
 
@@ -90,21 +90,21 @@ void Connection::guarded(Part part) noexcept {
 }
 
 void Connection::ready(std::uint32_t events) noexcept {
-  const bool waits_for_more = stage_ == Stage::reply && sent_ == out_.size() && !last_;
-  const bool sleeps = stage_ == Stage::admission || stage_ == Stage::work || waits_for_more;
-  if ((events & (EPOLLERR | EPOLLHUP)) != 0 && (sleeps || stage_ == Stage::reply)) return close();
+  const bool waits_for_more = stage_ == Stage::Reply && sent_ == out_.size() && !last_;
+  const bool sleeps = stage_ == Stage::Admission || stage_ == Stage::Work || waits_for_more;
+  if ((events & (EPOLLERR | EPOLLHUP)) != 0 && (sleeps || stage_ == Stage::Reply)) return close();
   if (sleeps) {
     // Whoever sends no more may still read the reply. Its place is given up, and what waits for its
     // turn need not begin.
     if ((events & EPOLLRDHUP) != 0) {
       client_ended_ = true;
       if (job_) job_->exchange.client_ended();
-      if (stage_ != Stage::admission) shared_.places.leave(place_);
+      if (stage_ != Stage::Admission) shared_.places.leave(place_);
       shared_.loop.want(*this, 0);
     }
     return;
   }
-  if (stage_ == Stage::handshake && shared_.secure) {
+  if (stage_ == Stage::Handshake && shared_.secure) {
     // Woken in the order of all who shake hands, since a round of the loop has time for few. Until
     // then no step is spent on who goes.
     if ((events & (EPOLLERR | EPOLLHUP | EPOLLRDHUP)) != 0) return close();
@@ -117,20 +117,20 @@ void Connection::ready(std::uint32_t events) noexcept {
 void Connection::woken() noexcept {
   guarded([this] {
     // A wake can come late, from an earlier stage: each stage looks for news of its own.
-    if (stage_ == Stage::admission) {
+    if (stage_ == Stage::Admission) {
       // Whose wrong log-in is only held back must not keep its place from others.
       if (job_->log_in_is_held) place_.has_work = false;
       if (!job_->log_in_is_answered) return;
       place_.has_work = false;
-      if (job_->log_in == LogIns::Answer::admitted) {
+      if (job_->log_in == LogIns::Answer::Admitted) {
         become_known();
       } else {
-        refusal_ = job_->log_in == LogIns::Answer::refused ? wrong_log_in() : busy();
+        refusal_ = job_->log_in == LogIns::Answer::Refused ? wrong_log_in() : busy();
       }
       admitted();
-    } else if (stage_ == Stage::work) {
+    } else if (stage_ == Stage::Work) {
       if (!job_->exchange.has_news()) return;
-      stage_ = Stage::reply;
+      stage_ = Stage::Reply;
       reply_end_ = steady_clock::now() + shared_.limits.reply;
     }
     advance();
@@ -139,24 +139,24 @@ void Connection::woken() noexcept {
 
 void Connection::advance() {
   for (int turn = 0; !is_closed(); ++turn) {
-    if (turn == turns) return shared_.loop.wake(*this);
+    if (turn == kTurns) return shared_.loop.wake(*this);
     bool more = false;
     switch (stage_) {
-      case Stage::handshake:
+      case Stage::Handshake:
         more = shake_hands();
         break;
-      case Stage::head:
-      case Stage::body:
+      case Stage::Head:
+      case Stage::Body:
         more = receive();
         break;
-      case Stage::reply:
+      case Stage::Reply:
         more = send();
         break;
-      case Stage::goodbye:
+      case Stage::Goodbye:
         more = take_leave();
         break;
-      case Stage::admission:
-      case Stage::work:
+      case Stage::Admission:
+      case Stage::Work:
         break;
     }
     if (!more) return;
@@ -165,10 +165,10 @@ void Connection::advance() {
 
 bool Connection::wait_for(Channel::State state) {
   switch (state) {
-    case Channel::State::wants_read:
+    case Channel::State::WantsRead:
       shared_.loop.want(*this, EPOLLIN);
       break;
-    case Channel::State::wants_write:
+    case Channel::State::WantsWrite:
       shared_.loop.want(*this, EPOLLOUT);
       break;
     default:
@@ -183,8 +183,8 @@ bool Connection::shake_hands() {
     shared_.loop.wake(*this);
     return false;
   }
-  if (state != Channel::State::good) return wait_for(state);
-  stage_ = Stage::head;
+  if (state != Channel::State::Good) return wait_for(state);
+  stage_ = Stage::Head;
   return true;
 }
 

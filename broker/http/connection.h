@@ -34,7 +34,7 @@ class Connection final : public Loop::Source {
   void hurried(bool to_the_end) noexcept override;  // closes it, unless a request is admitted
 
  private:
-  enum class Stage { handshake, head, admission, body, work, reply, goodbye };
+  enum class Stage { Handshake, Head, Admission, Body, Work, Reply, Goodbye };
   struct Job;
 
   template <class Part>
@@ -76,7 +76,7 @@ class Connection final : public Loop::Source {
   std::unique_ptr<Channel> channel_;
   Places::Place place_;
 
-  Stage stage_ = Stage::handshake;
+  Stage stage_ = Stage::Handshake;
   bool client_ended_ = false;
   Loop::Time patience_;     // how long the server waits for a client that it does not know
   Loop::Time request_end_;  // when this request must have come in

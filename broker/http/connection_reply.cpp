@@ -15,19 +15,19 @@ using std::chrono::steady_clock;
 
 // A client that was refused may still be sending. If the connection were closed then, the system
 // would reset it, and the reply could be lost. So what comes is dropped for a while.
-constexpr std::chrono::seconds leave_time{2};
-constexpr std::size_t most_dropped_at_leave = std::size_t{1} << 20;
+constexpr std::chrono::seconds kLeaveTime{2};
+constexpr std::size_t kMostDroppedAtLeave = std::size_t{1} << 20;
 
 }  // namespace
 
 void Connection::refuse() {
-  stage_ = Stage::reply;
+  stage_ = Stage::Reply;
   reply_end_ = steady_clock::now() + shared_.limits.reply;
   for (const auto& [name, value] : refusal_->headers)
     close_after_ = close_after_ || (name == "Connection" && value == "close");
   close_after_ = close_after_ || shared_.is_ending();
   const std::string_view text = explanation(refusal_->status);
-  const bool has_head = reader_->stage() != RequestReader::Stage::faulty;
+  const bool has_head = reader_->stage() != RequestReader::Stage::Faulty;
   Sending how;
   how.length = text.size();
   how.close = close_after_;
@@ -40,14 +40,14 @@ void Connection::refuse() {
 
 bool Connection::take_piece() {
   const auto state = job_->exchange.take(piece_);
-  if (state == Exchange::State::nothing) return false;
+  if (state == Exchange::State::Nothing) return false;
   out_.clear();
   sent_ = 0;
-  if (state == Exchange::State::broken) {
+  if (state == Exchange::State::Broken) {
     close();  // and so the client sees that the reply is not whole
     return false;
   }
-  last_ = state != Exchange::State::piece;
+  last_ = state != Exchange::State::Piece;
   if (!std::exchange(head_sent_, true)) {
     Sending how;
     how.old = reader_->head().version == "HTTP/1.0";
@@ -119,17 +119,17 @@ void Connection::end_of_reply() {
   sent_ = 0;
   head_sent_ = chunked_ = last_ = close_after_ = false;
   if (ends) {
-    stage_ = Stage::goodbye;
+    stage_ = Stage::Goodbye;
     received_ = 0;
     unread_ = {};
-    shared_.loop.expire_at(*this, steady_clock::now() + leave_time);
+    shared_.loop.expire_at(*this, steady_clock::now() + kLeaveTime);
   } else {
     rest();
   }
 }
 
 void Connection::rest() {
-  stage_ = Stage::head;
+  stage_ = Stage::Head;
   reader_.emplace(shared_.limits.header);
   const auto now = steady_clock::now();
   patience_ = now + shared_.limits.unknown;
@@ -140,14 +140,14 @@ void Connection::rest() {
 bool Connection::take_leave() {
   if (!said_goodbye_) {
     const auto state = channel_->say_goodbye();
-    if (state != Channel::State::good) return wait_for(state);
+    if (state != Channel::State::Good) return wait_for(state);
     said_goodbye_ = true;
   }
-  char buffer[at_once];
+  char buffer[kAtOnce];
   const auto moved = channel_->read(buffer, sizeof buffer);
   if (moved.count == 0) return wait_for(moved.state);
   received_ += moved.count;
-  if (received_ > most_dropped_at_leave) close();
+  if (received_ > kMostDroppedAtLeave) close();
   return true;
 }
 

@@ -29,7 +29,7 @@ bool Connection::receive() {
     take(text);
     return true;
   }
-  char buffer[at_once];
+  char buffer[kAtOnce];
   const auto moved = channel_->read(buffer, sizeof buffer);
   if (moved.count == 0) return wait_for(moved.state);
   take(std::string_view(buffer, moved.count));
@@ -38,25 +38,25 @@ bool Connection::receive() {
 
 void Connection::take(std::string_view text) {
   const bool had_begun = reader_->begun();
-  while (!is_closed() && !text.empty() && (stage_ == Stage::head || stage_ == Stage::body)) {
+  while (!is_closed() && !text.empty() && (stage_ == Stage::Head || stage_ == Stage::Body)) {
     text.remove_prefix(reader_->take(text));
-    if (reader_->stage() == RequestReader::Stage::faulty) {
+    if (reader_->stage() == RequestReader::Stage::Faulty) {
       refusal_ = reader_->fault();
       close_after_ = true;
       return refuse();
     }
-    if (stage_ == Stage::head && reader_->stage() != RequestReader::Stage::head) {
+    if (stage_ == Stage::Head && reader_->stage() != RequestReader::Stage::Head) {
       end_of_head();
-    } else if (stage_ == Stage::body) {
+    } else if (stage_ == Stage::Body) {
       take_body();
     }
   }
   if (is_closed()) return;
-  if (stage_ == Stage::head && !had_begun && reader_->begun()) {
+  if (stage_ == Stage::Head && !had_begun && reader_->begun()) {
     request_end_ = steady_clock::now() + shared_.limits.receive;
     shared_.loop.expire_at(*this, receive_end());
   }
-  if (!close_after_ || stage_ != Stage::reply) unread_ = text;
+  if (!close_after_ || stage_ != Stage::Reply) unread_ = text;
 }
 
 // Head and body of an unknown client have to be there when the server's patience ends.
@@ -129,7 +129,7 @@ bool Connection::ask(const Credentials& credentials) {
   const LogIns::Asker asker{.answer =
                                 [job = job_](LogIns::Answer answer) {
                                   Shared& shared = job->connection->shared_;
-                                  if (answer == LogIns::Answer::held) {
+                                  if (answer == LogIns::Answer::Held) {
                                     job->log_in_is_held = true;
                                     return shared.loop.wake(*job->connection);
                                   }
@@ -139,27 +139,27 @@ bool Connection::ask(const Credentials& credentials) {
                                   shared.leave();
                                 },
                             .has_gone = [job = job_] { return job->exchange.has_ended(); }};
-  if (!wait_for_others(Stage::admission)) return false;
+  if (!wait_for_others(Stage::Admission)) return false;
   shared_.log_ins.check(users_, credentials, peer_, asker);
   return true;
 }
 
 // What is left of the request is received now, also of a client that was refused.
 void Connection::admitted() {
-  stage_ = Stage::body;
+  stage_ = Stage::Body;
   request_end_ = steady_clock::now() + shared_.limits.receive;
   shared_.loop.expire_at(*this, receive_end());
   const auto length = reader_->length();
   if (!refusal_ && length && !reserve(*length)) refusal_ = busy();
-  const bool complete = reader_->stage() == RequestReader::Stage::complete;
+  const bool complete = reader_->stage() == RequestReader::Stage::Complete;
   if (!complete && field("Expect")) {
     // The client waits before it sends the body, and need not send one that is not looked at.
     if (refusal_) {
       close_after_ = true;
       return refuse();
     }
-    constexpr std::string_view go_on = "HTTP/1.1 100 Continue\r\n\r\n";
-    if (reader_->head().version != "HTTP/1.0" && channel_->write(go_on).count != go_on.size())
+    constexpr std::string_view kGoOn = "HTTP/1.1 100 Continue\r\n\r\n";
+    if (reader_->head().version != "HTTP/1.0" && channel_->write(kGoOn).count != kGoOn.size())
       return close();
   }
   if (refusal_ && !place_.known && length.value_or(0) > shared_.limits.refused_body) {
@@ -197,11 +197,11 @@ void Connection::take_body() {
       return refuse();
     }
   }
-  if (reader_->stage() == RequestReader::Stage::complete) end_of_body();
+  if (reader_->stage() == RequestReader::Stage::Complete) end_of_body();
 }
 
 void Connection::end_of_body() {
-  if (refusal_ || !wait_for_others(Stage::work)) return refuse();
+  if (refusal_ || !wait_for_others(Stage::Work)) return refuse();
   try {
     shared_.workers.run([job = job_] {
       job->answer();

@@ -5,7 +5,7 @@
 namespace broker::http {
 namespace {
 
-constexpr std::size_t piece = std::size_t{64} << 10;  // bytes that are handed over at a time
+constexpr std::size_t kPiece = std::size_t{64} << 10;  // bytes that are handed over at a time
 
 }  // namespace
 
@@ -18,7 +18,7 @@ void Exchange::write(std::string_view text) {
   // Looked at without the lock: seen late, it only costs one more piece.
   if (gone_.load(std::memory_order_relaxed)) throw Gone();
   gathered_ += text;
-  if (gathered_.size() < piece) return;
+  if (gathered_.size() < kPiece) return;
   std::unique_lock guard(lock_);
   hand_over(guard);
   if (gone_) throw Gone();
@@ -56,8 +56,8 @@ Exchange::State Exchange::take(std::string& text) {
   // The two sides pass their buffers around, so that a long reply seldom asks for memory.
   std::swap(text, ready_);
   changed_.notify_all();
-  if (finished_) return failed_ ? State::broken : State::whole;
-  return text.empty() ? State::nothing : State::piece;
+  if (finished_) return failed_ ? State::Broken : State::Whole;
+  return text.empty() ? State::Nothing : State::Piece;
 }
 
 bool Exchange::has_news() {

@@ -37,10 +37,10 @@ class Exchange final : public cimxml::Reply {
 
   // On the connection's thread.
   enum class State {
-    nothing,  // there will be more
-    piece,    // there may be more
-    whole,    // that was all
-    broken    // there will be no more, but it is no whole reply
+    Nothing,  // there will be more
+    Piece,    // there may be more
+    Whole,    // that was all
+    Broken    // there will be no more, but it is no whole reply
   };
   State take(std::string& text);
   bool has_news();  // whether take would return something else than nothing

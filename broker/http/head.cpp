@@ -16,7 +16,7 @@ namespace {
 using platform::same_name;
 using platform::trim;
 
-constexpr std::string_view extension = "http://www.dmtf.org/cim/mapping/http/v1.0";
+constexpr std::string_view kExtension = "http://www.dmtf.org/cim/mapping/http/v1.0";
 
 // Takes what stands before the separator from the front of the text.
 std::string_view take(std::string_view& text, char separator) {
@@ -34,7 +34,7 @@ std::string declared_prefix(std::string_view man) {
   std::string prefix;
   while (!man.empty()) {
     std::string_view declaration = take(man, ',');
-    if (unquote(take(declaration, ';')) != extension) return "";
+    if (unquote(take(declaration, ';')) != kExtension) return "";
     while (!declaration.empty()) {
       std::string_view value = take(declaration, ';');
       if (!same_name(take(value, '='), "ns")) continue;
@@ -74,9 +74,9 @@ bool is_single(std::string_view name) {
 
 // The answer to a method that the server does not have: 405 to HTTP's own, 501 to unknown ones.
 Refusal wrong_method(std::string_view method) {
-  constexpr std::string_view known[] = {"GET",   "HEAD",    "PUT",  "DELETE",
+  constexpr std::string_view kNown[] = {"GET",   "HEAD",    "PUT",  "DELETE",
                                         "TRACE", "CONNECT", "PATCH"};
-  const bool is_known = std::find(std::begin(known), std::end(known), method) != std::end(known);
+  const bool is_known = std::find(std::begin(kNown), std::end(kNown), method) != std::end(kNown);
   if (!is_known) return {501};
   return {405, {{"Allow", "POST, M-POST, OPTIONS"}}};
 }
@@ -191,16 +191,16 @@ Headers reply_headers(const Headers& headers, const std::string& prefix) {
   Headers replied = {
       {"Ext", " "},
       {"Cache-Control", "no-cache"},
-      {"Man", std::string(extension) + " ; ns=" + prefix.substr(0, prefix.size() - 1)}};
+      {"Man", std::string(kExtension) + " ; ns=" + prefix.substr(0, prefix.size() - 1)}};
   for (const auto& [name, value] : headers)
     replied.emplace_back(same_name(name.substr(0, 3), "CIM") ? prefix + name : name, value);
   return replied;
 }
 
 std::optional<Credentials> basic_credentials(std::string_view authorization) {
-  constexpr std::string_view scheme = "Basic ";
-  if (!same_name(authorization.substr(0, scheme.size()), scheme)) return std::nullopt;
-  const auto text = decode_base64(trim(authorization.substr(scheme.size())));
+  constexpr std::string_view kScheme = "Basic ";
+  if (!same_name(authorization.substr(0, kScheme.size()), kScheme)) return std::nullopt;
+  const auto text = decode_base64(trim(authorization.substr(kScheme.size())));
   const std::size_t colon = text ? text->find(':') : std::string::npos;
   if (colon == std::string::npos) return std::nullopt;
   return Credentials{text->substr(0, colon), text->substr(colon + 1)};

@@ -12,7 +12,7 @@
 
 namespace broker::http {
 
-constexpr std::size_t at_once = std::size_t{16} << 10;  // bytes read of a socket by one call
+constexpr std::size_t kAtOnce = std::size_t{16} << 10;  // bytes read of a socket by one call
 
 // The answers to a log-in that is wrong or missing, and to what there is no room for.
 inline Refusal wrong_log_in() { return {401, {{"WWW-Authenticate", "Basic realm=\"hddtest\""}}}; }
@@ -35,7 +35,7 @@ struct Connection::Job {
   Exchange exchange;
   Head head;
   std::string body;
-  LogIns::Answer log_in = LogIns::Answer::busy;
+  LogIns::Answer log_in = LogIns::Answer::Busy;
   std::atomic<bool> log_in_is_held = false, log_in_is_answered = false;
   std::size_t reserved = 0;  // of Shared::bodies
 };

@@ -14,19 +14,19 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::size_t most_of_a_name = 255;      // as long as a user's can be
-constexpr std::size_t most_of_a_password = 512;  // more than crypt takes
-constexpr std::size_t most_together = 512;       // requests with the same password
-constexpr std::ptrdiff_t most_users = 512;       // passwords of users that wait
-constexpr std::ptrdiff_t most_made_up = 64;      // those of names that are no user's
-constexpr std::size_t few_made_up = 4;           // that cost a hash each
-constexpr std::size_t most_held = 1024;          // answers held back
-constexpr unsigned most_lines = 10;              // of the log, in a second, about made-up names
+constexpr std::size_t kMostOfAName = 255;      // as long as a user's can be
+constexpr std::size_t kMostOfAPassword = 512;  // more than crypt takes
+constexpr std::size_t kMostTogether = 512;     // requests with the same password
+constexpr std::ptrdiff_t kMostUsers = 512;     // passwords of users that wait
+constexpr std::ptrdiff_t kMostMadeUp = 64;     // those of names that are no user's
+constexpr std::size_t kFewMadeUp = 4;          // that cost a hash each
+constexpr std::size_t kMostHeld = 1024;        // answers held back
+constexpr unsigned kMostLines = 10;            // of the log, in a second, about made-up names
 
 // What is longer is nobody's, and still is when it is cut.
 Credentials cut(const Credentials& credentials) {
-  return {credentials.user.substr(0, most_of_a_name + 1),
-          credentials.password.substr(0, most_of_a_password)};
+  return {credentials.user.substr(0, kMostOfAName + 1),
+          credentials.password.substr(0, kMostOfAPassword)};
 }
 
 bool is_same(const Credentials& a, const Credentials& b) {
@@ -49,10 +49,10 @@ LogIns::~LogIns() {
 
 void LogIns::check(const std::shared_ptr<Users>& users, const Credentials& credentials,
                    const Address& peer, const Asker& asker) {
-  Answer answer = Answer::busy;
+  Answer answer = Answer::Busy;
   try {
     if (users->remembers(credentials)) {
-      answer = Answer::admitted;
+      answer = Answer::Admitted;
     } else if (enter(users, cut(credentials), peer, asker)) {
       return;
     }
@@ -81,7 +81,7 @@ bool LogIns::enter(const std::shared_ptr<Users>& users, const Credentials& crede
       if (waiting->claimant != added->claimant) continue;
       ++of_this_claimant;
       if (waiting->users != users || !is_same(waiting->credentials, credentials)) continue;
-      if (waiting->askers.size() >= most_together) return false;
+      if (waiting->askers.size() >= kMostTogether) return false;
       waiting->askers.push_back(asker);
       return true;
     }
@@ -106,8 +106,8 @@ LogIns::Line::iterator LogIns::next() {
 LogIns::Line::iterator LogIns::one_too_many() {
   const auto is_made_up = [](const auto& waiting) { return !waiting->is_user; };
   const std::ptrdiff_t made_up = std::ranges::count_if(line_, is_made_up);
-  if (made_up > most_made_up) return std::ranges::find_if(line_, is_made_up);
-  if (std::ssize(line_) - made_up <= most_users) return line_.end();
+  if (made_up > kMostMadeUp) return std::ranges::find_if(line_, is_made_up);
+  if (std::ssize(line_) - made_up <= kMostUsers) return line_.end();
   // Of those who have failed as often the last to come: the search begins at the end.
   const auto place =
       std::max_element(line_.rbegin(), line_.rend(), [this](const auto& a, const auto& b) {
@@ -118,7 +118,7 @@ LogIns::Line::iterator LogIns::one_too_many() {
 
 bool LogIns::is_worth_a_hash(const Waiting& waiting) const {
   return waiting.is_user ||
-         (line_.size() < few_made_up &&
+         (line_.size() < kFewMadeUp &&
           std::ranges::none_of(line_, [](const auto& other) { return other->is_user; }));
 }
 
@@ -135,7 +135,7 @@ void LogIns::run() {
     const bool with_hash = is_worth_a_hash(*waiting);
     guard.unlock();
     if (is_late) {
-      waiting->answer(Answer::busy);
+      waiting->answer(Answer::Busy);
     } else {
       look_at(*waiting, with_hash);
     }
@@ -145,12 +145,12 @@ void LogIns::run() {
 }
 
 void LogIns::look_at(const Waiting& waiting, bool with_hash) {
-  Answer answer = Answer::busy;
+  Answer answer = Answer::Busy;
   try {
     Users& users = *waiting.users;
     // The same password may have been found right while this one waited for its turn.
     if (users.remembers(waiting.credentials) || (with_hash && users.verify(waiting.credentials))) {
-      answer = Answer::admitted;
+      answer = Answer::Admitted;
     } else {
       log_refusal(waiting);
       return refuse(waiting);
@@ -176,13 +176,13 @@ void LogIns::pass_over(const Waiting& waiting) {
   } catch (const std::exception& error) {
     log_failure(log_, "a log-in could not be checked", error);
   }
-  waiting.answer(Answer::busy);
+  waiting.answer(Answer::Busy);
 }
 
 void LogIns::refuse(const Waiting& waiting) {
   auto answer = [this, askers = waiting.askers] {
     --held_;
-    for (const Asker& asker : askers) asker.answer(Answer::refused);
+    for (const Asker& asker : askers) asker.answer(Answer::Refused);
   };
   Time goes = waiting.came;
   {
@@ -192,7 +192,7 @@ void LogIns::refuse(const Waiting& waiting) {
     if (present_ == &waiting) present_ = nullptr;
   }
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(goes - steady_clock::now());
-  waiting.answer(Answer::held);
+  waiting.answer(Answer::Held);
   ++held_;
   try {
     clock_.after(std::max(left, std::chrono::milliseconds(0)), std::move(answer));
@@ -201,7 +201,7 @@ void LogIns::refuse(const Waiting& waiting) {
     throw;
   }
   // A flood gets answers sooner, but no more passwords looked at.
-  if (held_ > most_held) clock_.hurry_next();
+  if (held_ > kMostHeld) clock_.hurry_next();
   const std::lock_guard guard(lock_);
   if (ending_) clock_.hurry();
 }
@@ -213,7 +213,7 @@ void LogIns::log_refusal(const Waiting& waiting) {
     logged_since_ = now;
     logged_ = 0;
   }
-  if (!waiting.is_user && ++logged_ > most_lines) {
+  if (!waiting.is_user && ++logged_ > kMostLines) {
     ++unlogged_;
     return;
   }

@@ -34,7 +34,7 @@ namespace broker::http {
 class LogIns {
  public:
   // busy: not looked at, and the client may come again. held: refused later.
-  enum class Answer { admitted, refused, busy, held };
+  enum class Answer { Admitted, Refused, Busy, Held };
 
   // Who asks. What is given here may be called on any thread; it must neither block nor throw, nor
   // call this object.

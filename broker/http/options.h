@@ -21,7 +21,7 @@ struct Limits {
   std::size_t header = std::size_t{64} << 10;  // request line and fields; more: 431
   // Bodies of more than large_body bytes share the memory of `bodies` from their announcement to
   // the end of the reply; when it is taken: 503. One alone is received whatever its size.
-  std::size_t large_body = cimxml::large_body;
+  std::size_t large_body = cimxml::kLargeBody;
   std::size_t bodies = std::size_t{32} << 20;
   // So much is still received of an unknown client's request that was refused; then the connection
   // ends.

@@ -24,7 +24,7 @@ using platform::take_word;
 using Names = OwnNames::Names;
 
 // Without it a client could keep the server reading files by asking for unknown names.
-constexpr std::chrono::seconds between_looks{5};
+constexpr std::chrono::seconds kBetweenLooks{5};
 
 // The one text of an address, which can be written in several ways. An IPv4 address within IPv6 is
 // written as IPv4.
@@ -133,7 +133,7 @@ bool OwnNames::covers(std::string_view host) const {
   const std::lock_guard guard(lock_);
   if (present_.contains(*asked)) return true;
   const auto now = machine_.now();
-  if (now - looked_ < between_looks) return false;
+  if (now - looked_ < kBetweenLooks) return false;
   looked_ = now;
   present_ = machine_.look();
   return present_.contains(*asked);

@@ -101,7 +101,7 @@ TEST(OwnNames, AreLookedForAnewNowAndThen) {
 }
 
 TEST(OwnNames, FullNameStandsBesideTheHostName) {
-  constexpr const char* hosts =
+  constexpr const char* kHosts =
       "127.0.0.1 localhost\n"
       "127.0.1.1\tdisks.example.org  DISKS \t store # alias\n"
       "::1 localhost ip6-localhost\n"
@@ -109,7 +109,7 @@ TEST(OwnNames, FullNameStandsBesideTheHostName) {
       "127.0.0.1 advertising.example\n"
       "10.0.0.2 other.example.org other\n";
   EXPECT_THAT(
-      names_of_host("disks", hosts),
+      names_of_host("disks", kHosts),
       UnorderedElementsAre("disks", "disks.example.org", "store", "localhost", "ip6-localhost"));
   EXPECT_THAT(names_of_host("Disks.Example.org", "10.0.0.1 disks files\n"),
               UnorderedElementsAre("disks", "disks.example.org", "files"));

@@ -7,10 +7,10 @@
 namespace broker::http {
 namespace {
 
-constexpr std::chrono::minutes forgotten_after{5};
-constexpr std::size_t most_networks = 1000;
-constexpr std::size_t most_records = 4000;
-constexpr std::size_t most_records_of_a_network = 250;
+constexpr std::chrono::minutes kForgottenAfter{5};
+constexpr std::size_t kMostNetworks = 1000;
+constexpr std::size_t kMostRecords = 4000;
+constexpr std::size_t kMostRecordsOfANetwork = 250;
 
 }  // namespace
 
@@ -58,7 +58,7 @@ std::size_t Penalties::size() {
 }
 
 bool Penalties::is_forgotten(const Record& record, Time now) {
-  return now - record.last > forgotten_after &&
+  return now - record.last > kForgottenAfter &&
          std::ranges::all_of(record.held, [now](Time until) { return until <= now; });
 }
 
@@ -75,16 +75,16 @@ void Penalties::make_room(const Claimant& claimant, Time now) {
   const auto network = networks_.find(claimant.network);
   const bool is_new_network = network == networks_.end();
   if (!is_new_network && network->second.users.contains(claimant.user)) return;
-  if (is_new_network && networks_.size() >= most_networks) {
+  if (is_new_network && networks_.size() >= kMostNetworks) {
     const auto least = std::ranges::min_element(networks_, {}, [](const auto& one) {
       return std::tuple(one.second.failures, one.second.last);
     });
     records_ -= least->second.users.size();
     networks_.erase(least);
   }
-  if (!is_new_network && network->second.users.size() >= most_records_of_a_network)
+  if (!is_new_network && network->second.users.size() >= kMostRecordsOfANetwork)
     drop_least(network, now);
-  if (records_ >= most_records)
+  if (records_ >= kMostRecords)
     drop_least(std::ranges::max_element(networks_, {},
                                         [](const auto& one) { return one.second.users.size(); }),
                now);

@@ -5,14 +5,14 @@
 namespace broker::http {
 namespace {
 
-constexpr std::size_t most_of_a_name = 255;
+constexpr std::size_t kMostOfAName = 255;
 
 }  // namespace
 
 // Escaped with %, since the log would escape its own backslashes once more.
 std::string quoted_name(std::string_view name) {
-  constexpr char digits[] = "0123456789ABCDEF";
-  name = name.substr(0, most_of_a_name);
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  name = name.substr(0, kMostOfAName);
   std::string text = "'";
   while (!name.empty()) {
     const auto [character, length] = platform::first_utf8(name);
@@ -20,8 +20,8 @@ std::string quoted_name(std::string_view name) {
     for (const char byte : name.substr(0, length)) {
       if (escaped) {
         text += '%';
-        text += digits[static_cast<unsigned char>(byte) >> 4];
-        text += digits[static_cast<unsigned char>(byte) & 15];
+        text += kDigits[static_cast<unsigned char>(byte) >> 4];
+        text += kDigits[static_cast<unsigned char>(byte) & 15];
       } else {
         text += byte;
       }

@@ -13,16 +13,16 @@ struct Meaning {
   std::string_view explanation;
 };
 
-constexpr std::string_view wrong_method = "the method must be POST or M-POST\n";
+constexpr std::string_view kWrongMethod = "the method must be POST or M-POST\n";
 
-constexpr Meaning meanings[] = {
+constexpr Meaning kMeanings[] = {
     {200, "OK", ""},
     {400, "Bad Request",
      "the header is malformed, or does not say for whom the request is, or where it ends\n"},
     {401, "Unauthorized", "a user and a password are needed, or these are wrong\n"},
     {403, "Forbidden", "requests of web pages are not answered\n"},
     {404, "Not Found", "the object manager is at /cimom\n"},
-    {405, "Method Not Allowed", wrong_method},
+    {405, "Method Not Allowed", kWrongMethod},
     {406, "Not Acceptable", "replies are XML in UTF-8\n"},
     {413, "Content Too Large", "the request is too long\n"},
     {415, "Unsupported Media Type", "the body must not be encoded\n"},
@@ -38,24 +38,24 @@ constexpr Meaning meanings[] = {
     {510, "Not Extended", "an M-POST must declare http://www.dmtf.org/cim/mapping/http/v1.0\n"}};
 
 const Meaning& meaning(int status) {
-  static constexpr Meaning unknown{0, "Refused", ""};
-  const auto* const found = std::find_if(std::begin(meanings), std::end(meanings),
+  static constexpr Meaning kUnknown{0, "Refused", ""};
+  const auto* const found = std::find_if(std::begin(kMeanings), std::end(kMeanings),
                                          [&](const Meaning& one) { return one.status == status; });
-  return found == std::end(meanings) ? unknown : *found;
+  return found == std::end(kMeanings) ? kUnknown : *found;
 }
 
 std::string date() {
   const std::time_t now = std::time(nullptr);
   std::tm parts{};
   gmtime_r(&now, &parts);
-  static constexpr const char* days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-  static constexpr const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                           "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  static constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+  static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                            "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
   // The names are English whatever the locale.
   char text[40];
   std::strftime(text, sizeof text, "%d xxx %Y %H:%M:%S GMT", &parts);
-  std::copy_n(months[parts.tm_mon], 3, text + 3);
-  return std::string(days[parts.tm_wday]) + ", " + text;
+  std::copy_n(kMonths[parts.tm_mon], 3, text + 3);
+  return std::string(kDays[parts.tm_wday]) + ", " + text;
 }
 
 void add(std::string& text, std::string_view name, std::string_view value) {

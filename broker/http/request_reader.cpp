@@ -14,11 +14,11 @@ using platform::take_to;
 using platform::trim;
 
 // Some clients end a body with a line end that they do not count (RFC 9112, 2.2).
-constexpr unsigned most_empty_lines = 4;
+constexpr unsigned kMostEmptyLines = 4;
 // A field takes more memory than its bytes. No CIM client sends a third as many.
-constexpr std::size_t most_fields = 100;
+constexpr std::size_t kMostFields = 100;
 // The size of a chunk, and extensions that no server has to understand (RFC 9112, 7.1.1).
-constexpr std::size_t most_of_chunk_line = 256;
+constexpr std::size_t kMostOfChunkLine = 256;
 
 bool is_control(char byte) {
   const auto code = static_cast<unsigned char>(byte);
@@ -61,10 +61,10 @@ int encoding_fault(std::string_view value) {
 
 std::size_t RequestReader::take(std::string_view bytes) {
   const Stage before = stage();
-  if (before == Stage::complete || before == Stage::faulty) return 0;
+  if (before == Stage::Complete || before == Stage::Faulty) return 0;
   std::size_t taken = 0;
   while (taken < bytes.size() && stage() == before) {
-    if (place_ == Place::body || place_ == Place::chunk) {
+    if (place_ == Place::Body || place_ == Place::Chunk) {
       taken += take_of_body(bytes.substr(taken));
     } else {
       take_of_line(bytes[taken++]);
@@ -75,15 +75,15 @@ std::size_t RequestReader::take(std::string_view bytes) {
 
 RequestReader::Stage RequestReader::stage() const {
   switch (place_) {
-    case Place::request_line:
-    case Place::fields:
-      return Stage::head;
-    case Place::complete:
-      return Stage::complete;
-    case Place::faulty:
-      return Stage::faulty;
+    case Place::RequestLine:
+    case Place::Fields:
+      return Stage::Head;
+    case Place::Complete:
+      return Stage::Complete;
+    case Place::Faulty:
+      return Stage::Faulty;
     default:
-      return Stage::body;
+      return Stage::Body;
   }
 }
 
@@ -93,44 +93,44 @@ std::size_t RequestReader::take_of_body(std::string_view bytes) {
   const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left_, bytes.size()));
   body_.append(bytes, 0, count);
   left_ -= count;
-  if (left_ == 0) place_ = place_ == Place::chunk ? Place::chunk_end : Place::complete;
+  if (left_ == 0) place_ = place_ == Place::Chunk ? Place::ChunkEnd : Place::Complete;
   return count;
 }
 
 // A byte that is wrong by itself is refused at once: a client of another protocol may never send a
 // line end.
 void RequestReader::take_of_line(char byte) {
-  const bool in_chunk_line = place_ == Place::chunk_size || place_ == Place::chunk_end;
+  const bool in_chunk_line = place_ == Place::ChunkSize || place_ == Place::ChunkEnd;
   if (!in_chunk_line && ++head_size_ > most_head_) return refuse(431);
   if (std::exchange(after_return_, byte == '\r')) return byte == '\n' ? end_line() : refuse(400);
   if (byte == '\r') return;
-  if (is_control(byte) || place_ == Place::chunk_end ||
-      (in_chunk_line && line_.size() >= most_of_chunk_line))
+  if (is_control(byte) || place_ == Place::ChunkEnd ||
+      (in_chunk_line && line_.size() >= kMostOfChunkLine))
     return refuse(400);
   line_ += byte;
 }
 
 void RequestReader::end_line() {
   switch (place_) {
-    case Place::request_line:
+    case Place::RequestLine:
       read_request_line();
       break;
-    case Place::fields:
+    case Place::Fields:
       if (line_.empty()) {
         end_head();
       } else {
         read_field();
       }
       break;
-    case Place::chunk_size:
+    case Place::ChunkSize:
       read_chunk_size();
       break;
-    case Place::chunk_end:
-      place_ = Place::chunk_size;
+    case Place::ChunkEnd:
+      place_ = Place::ChunkSize;
       break;
     default:  // a trailer, of which nothing is used
       if (line_.empty()) {
-        place_ = Place::complete;
+        place_ = Place::Complete;
       } else {
         read_field();
       }
@@ -141,7 +141,7 @@ void RequestReader::end_line() {
 void RequestReader::read_request_line() {
   if (line_.empty()) {
     head_size_ = 0;
-    if (++empty_lines_ > most_empty_lines) refuse(400);
+    if (++empty_lines_ > kMostEmptyLines) refuse(400);
     return;
   }
   std::string_view rest = line_;
@@ -152,7 +152,7 @@ void RequestReader::read_request_line() {
   head_.method = method;
   head_.target = target;
   head_.version = rest;
-  place_ = Place::fields;
+  place_ = Place::Fields;
 }
 
 // Refuses folded lines too: they begin with a blank, which no name does.
@@ -161,8 +161,8 @@ void RequestReader::read_field() {
   const bool has_colon = value.find(':') != std::string_view::npos;
   const std::string_view name = take_to(value, ':');
   if (!has_colon || !is_token(name)) return refuse(400);
-  if (place_ == Place::trailer) return;
-  if (head_.fields.size() == most_fields) return refuse(431);
+  if (place_ == Place::Trailer) return;
+  if (head_.fields.size() == kMostFields) return refuse(431);
   head_.fields.emplace_back(name, trim(value));
 }
 
@@ -187,7 +187,7 @@ void RequestReader::end_head() {
   if (encoding) {
     if (const int fault = encoding_fault(*encoding); fault != 0) return refuse(fault);
     length_.reset();
-    place_ = Place::chunk_size;
+    place_ = Place::ChunkSize;
     return;
   }
   if (length) {
@@ -197,19 +197,19 @@ void RequestReader::end_head() {
     if (read.ec != std::errc()) return refuse(413);
     length_ = left_;
   }
-  place_ = left_ > 0 ? Place::body : Place::complete;
+  place_ = left_ > 0 ? Place::Body : Place::Complete;
 }
 
 void RequestReader::read_chunk_size() {
   const char* const end = line_.data() + line_.size();
   const auto read = std::from_chars(line_.data(), end, left_, 16);
   if (read.ec != std::errc() || (read.ptr != end && *read.ptr != ';')) return refuse(400);
-  place_ = left_ > 0 ? Place::chunk : Place::trailer;
+  place_ = left_ > 0 ? Place::Chunk : Place::Trailer;
 }
 
 void RequestReader::refuse(int status) {
   fault_ = {status, {{"Connection", "close"}}};
-  place_ = Place::faulty;
+  place_ = Place::Faulty;
 }
 
 }  // namespace broker::http

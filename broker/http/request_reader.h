@@ -28,7 +28,7 @@ class RequestReader {
   // most_head: bytes of request line and fields together, and of a trailer; more: 431.
   explicit RequestReader(std::size_t most_head) : most_head_(most_head) {}
 
-  enum class Stage { head, body, complete, faulty };
+  enum class Stage { Head, Body, Complete, Faulty };
 
   // Takes from the front what belongs to this request, and returns how many bytes that were. Stops
   // at the end of the head, so that the caller can look at it, and at the end of the request. Of a
@@ -37,7 +37,7 @@ class RequestReader {
 
   Stage stage() const;
   // Whether a byte of it has come. Empty lines before the request line do not count.
-  bool begun() const { return place_ != Place::request_line || !line_.empty(); }
+  bool begun() const { return place_ != Place::RequestLine || !line_.empty(); }
   // From the end of the head on.
   const RequestHead& head() const { return head_; }
   // The announced length of the body: 0 without one, unset where it comes in chunks.
@@ -50,15 +50,15 @@ class RequestReader {
 
  private:
   enum class Place {
-    request_line,
-    fields,
-    body,
-    chunk_size,
-    chunk,
-    chunk_end,
-    trailer,
-    complete,
-    faulty
+    RequestLine,
+    Fields,
+    Body,
+    ChunkSize,
+    Chunk,
+    ChunkEnd,
+    Trailer,
+    Complete,
+    Faulty
   };
 
   void take_of_line(char byte);
@@ -71,7 +71,7 @@ class RequestReader {
   void refuse(int status);
 
   const std::size_t most_head_;
-  Place place_ = Place::request_line;
+  Place place_ = Place::RequestLine;
   std::string line_;           // what has come of the present one
   bool after_return_ = false;  // its last byte was a carriage return, which is not in line_
   unsigned empty_lines_ = 0;   // before the request line

@@ -15,7 +15,7 @@ namespace {
 using namespace std::string_literals;
 using Stage = RequestReader::Stage;
 
-constexpr std::size_t most_head = 400;
+constexpr std::size_t kMostHead = 400;
 
 // What was read from a text: a line for each of its requests.
 using Outcome = std::vector<std::string>;
@@ -23,25 +23,25 @@ using Outcome = std::vector<std::string>;
 using Cut = std::function<std::size_t(std::size_t left)>;
 
 std::string told(const RequestReader& reader, const std::string& body) {
-  if (reader.stage() == Stage::faulty) {
+  if (reader.stage() == Stage::Faulty) {
     EXPECT_THAT(reader.fault().headers, testing::ElementsAre(testing::Pair("Connection", "close")));
     return "refused " + std::to_string(reader.fault().status);
   }
   if (!reader.begun()) return "nothing";
-  if (reader.stage() == Stage::head) return "unfinished head";
+  if (reader.stage() == Stage::Head) return "unfinished head";
   const RequestHead& head = reader.head();
   std::string text = head.method + " " + head.target + " " + head.version;
   for (const auto& [name, value] : head.fields)
     text.append(" [").append(name).append(":").append(value).append("]");
   text += reader.length() ? " " + std::to_string(*reader.length()) : " chunked";
   text += " '" + body + "'";
-  return reader.stage() == Stage::complete ? text : text + " unfinished";
+  return reader.stage() == Stage::Complete ? text : text + " unfinished";
 }
 
 // A reader of its own for each request, as a connection has it.
 Outcome read_cut(std::string_view text, const Cut& cut) {
   Outcome outcome;
-  auto reader = std::make_unique<RequestReader>(most_head);
+  auto reader = std::make_unique<RequestReader>(kMostHead);
   std::string body;
   for (std::string_view pending; !text.empty() || !pending.empty();) {
     if (pending.empty()) {
@@ -53,14 +53,14 @@ Outcome read_cut(std::string_view text, const Cut& cut) {
     EXPECT_TRUE(taken == pending.size() || reader->stage() != before) << "it takes what it can";
     pending.remove_prefix(taken);
     body += reader->take_body();
-    if (reader->stage() == Stage::faulty) {
+    if (reader->stage() == Stage::Faulty) {
       EXPECT_EQ(reader->take("x"), 0u);
       break;
     }
-    if (reader->stage() != Stage::complete) continue;
+    if (reader->stage() != Stage::Complete) continue;
     EXPECT_EQ(reader->take("x"), 0u);
     outcome.push_back(told(*reader, body));
-    reader = std::make_unique<RequestReader>(most_head);
+    reader = std::make_unique<RequestReader>(kMostHead);
     body.clear();
   }
   outcome.push_back(told(*reader, body));
@@ -96,7 +96,7 @@ std::string chunks(const std::string& text) {
   return one(post("Transfer-Encoding: chunked\r\n", text));
 }
 
-constexpr const char* chunked =
+constexpr const char* kChunked =
     "POST /cimom HTTP/1.1 [Host:x] [Transfer-Encoding:chunked] chunked ";
 
 TEST(RequestReader, ReadsRequests) {
@@ -113,29 +113,29 @@ TEST(RequestReader, ReadsOneRequestAfterTheOther) {
   EXPECT_THAT(read(post("Content-Length: 1\r\n", "a") +
                    post("Transfer-Encoding: chunked\r\n", "1\r\nb\r\n0\r\n\r\n") + "GET"),
               testing::ElementsAre("POST /cimom HTTP/1.1 [Host:x] [Content-Length:1] 1 'a'",
-                                   chunked + "'b'"s, "unfinished head"));
+                                   kChunked + "'b'"s, "unfinished head"));
 }
 
 TEST(RequestReader, StopsWhereTheHeadEnds) {
   const std::string head = post("Content-Length: 2\r\n");
-  RequestReader reader(most_head);
+  RequestReader reader(kMostHead);
   EXPECT_EQ(reader.take(head + "abc"), head.size());
-  EXPECT_EQ(reader.stage(), Stage::body);
+  EXPECT_EQ(reader.stage(), Stage::Body);
   EXPECT_EQ(reader.length(), 2u);
   EXPECT_EQ(reader.take("a"), 1u);
   EXPECT_EQ(reader.take_body(), "a");
   EXPECT_EQ(reader.take_body(), "");
   EXPECT_EQ(reader.take("bc"), 1u);
-  EXPECT_EQ(reader.stage(), Stage::complete);
+  EXPECT_EQ(reader.stage(), Stage::Complete);
   EXPECT_EQ(reader.take_body(), "b");
 }
 
 TEST(RequestReader, HeadStaysWhereItIsWhileTheRestComes) {
-  RequestReader reader(most_head);
+  RequestReader reader(kMostHead);
   reader.take(post("Transfer-Encoding: chunked\r\n"));
   const std::string* const first = &reader.head().fields.front().first;
   reader.take("0\r\nt: 1\r\nu: 2\r\nv: 3\r\n\r\n");
-  EXPECT_EQ(reader.stage(), Stage::complete);
+  EXPECT_EQ(reader.stage(), Stage::Complete);
   EXPECT_EQ(&reader.head().fields.front().first, first);
   EXPECT_EQ(reader.head().fields.size(), 2u);
 }
@@ -144,7 +144,7 @@ TEST(RequestReader, TakesSomeEmptyLinesBeforeARequest) {
   EXPECT_EQ(one("\r\n\r\n\r\n\r\n" + post("")), "POST /cimom HTTP/1.1 [Host:x] 0 ''");
   EXPECT_EQ(one("\r\n\r\n\r\n\r\n\r"), "nothing");
   EXPECT_EQ(one("\r\n\r\n\r\n\r\n\r\n"), "refused 400");
-  RequestReader reader(most_head);
+  RequestReader reader(kMostHead);
   reader.take("\r\n");
   EXPECT_FALSE(reader.begun());
   reader.take("P");
@@ -245,13 +245,13 @@ TEST(RequestReader, ChunkedIsTheOneEncoding) {
 }
 
 TEST(RequestReader, ReadsChunks) {
-  EXPECT_EQ(chunks("0\r\n\r\n"), chunked + "''"s);
+  EXPECT_EQ(chunks("0\r\n\r\n"), kChunked + "''"s);
   EXPECT_EQ(chunks("3\r\nabc\r\n00A;b=\"c d\";e\r\n0123456789\r\n0\r\n\r\n"),
-            chunked + "'abc0123456789'"s);
-  EXPECT_EQ(chunks("4\r\n\r\n\r\n\r\n0\r\n\r\n"), chunked + "'\r\n\r\n'"s);
-  EXPECT_EQ(chunks("3\r\nab"), chunked + "'ab' unfinished"s);
-  EXPECT_EQ(chunks("ffffffffffffffff\r\nab"), chunked + "'ab' unfinished"s);
-  EXPECT_EQ(chunks("0\r\nt: u\r\nv:\r\n\r\n"), chunked + "''"s) << "a trailer is dropped";
+            kChunked + "'abc0123456789'"s);
+  EXPECT_EQ(chunks("4\r\n\r\n\r\n\r\n0\r\n\r\n"), kChunked + "'\r\n\r\n'"s);
+  EXPECT_EQ(chunks("3\r\nab"), kChunked + "'ab' unfinished"s);
+  EXPECT_EQ(chunks("ffffffffffffffff\r\nab"), kChunked + "'ab' unfinished"s);
+  EXPECT_EQ(chunks("0\r\nt: u\r\nv:\r\n\r\n"), kChunked + "''"s) << "a trailer is dropped";
 }
 
 TEST(RequestReader, FramingOfChunksIsExact) {
@@ -292,14 +292,14 @@ TEST(RequestReader, HeadTrailerAndChunkLinesAreBounded) {
     return begin + std::string(size - begin.size() - end.size(), 'x') + end;
   };
   const std::string begin = "POST / HTTP/1.1\r\nHost: x\r\na: ";
-  EXPECT_THAT(one(padded(begin, most_head, "\r\n\r\n")), testing::StartsWith("POST"));
-  EXPECT_THAT(one("\r\n" + padded(begin, most_head, "\r\n\r\n")), testing::StartsWith("POST"));
-  EXPECT_EQ(one(padded(begin, most_head + 1, "\r\n\r\n")), "refused 431");
-  EXPECT_EQ(one(std::string(most_head, 'x')), "unfinished head");
-  EXPECT_EQ(one(std::string(most_head + 1, 'x')), "refused 431");
-  EXPECT_EQ(chunks("0\r\n" + padded("a: ", most_head, "\r\n\r\n")), chunked + "''"s);
-  EXPECT_EQ(chunks("0\r\n" + padded("a: ", most_head + 1, "\r\n\r\n")), "refused 431");
-  EXPECT_EQ(chunks(padded("1;", 258, "\r\n") + "a\r\n0\r\n\r\n"), chunked + "'a'"s);
+  EXPECT_THAT(one(padded(begin, kMostHead, "\r\n\r\n")), testing::StartsWith("POST"));
+  EXPECT_THAT(one("\r\n" + padded(begin, kMostHead, "\r\n\r\n")), testing::StartsWith("POST"));
+  EXPECT_EQ(one(padded(begin, kMostHead + 1, "\r\n\r\n")), "refused 431");
+  EXPECT_EQ(one(std::string(kMostHead, 'x')), "unfinished head");
+  EXPECT_EQ(one(std::string(kMostHead + 1, 'x')), "refused 431");
+  EXPECT_EQ(chunks("0\r\n" + padded("a: ", kMostHead, "\r\n\r\n")), kChunked + "''"s);
+  EXPECT_EQ(chunks("0\r\n" + padded("a: ", kMostHead + 1, "\r\n\r\n")), "refused 431");
+  EXPECT_EQ(chunks(padded("1;", 258, "\r\n") + "a\r\n0\r\n\r\n"), kChunked + "'a'"s);
   EXPECT_EQ(chunks(padded("1;", 259, "\r\n")), "refused 400");
 }
 
@@ -309,7 +309,7 @@ TEST(RequestReader, FieldsAreCounted) {
     for (; count > 0; --count) fields += "a:\r\n";
     RequestReader reader(std::size_t{64} << 10);
     reader.take("POST / HTTP/1.0\r\n" + fields + "\r\n");
-    return reader.stage() == Stage::complete ? 0 : reader.fault().status;
+    return reader.stage() == Stage::Complete ? 0 : reader.fault().status;
   };
   EXPECT_EQ(with(100), 0);
   EXPECT_EQ(with(101), 431);

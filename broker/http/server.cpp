@@ -19,15 +19,15 @@
 namespace broker::http {
 namespace {
 
-constexpr int accepted_at_once = 64;
+constexpr int kAcceptedAtOnce = 64;
 // The kernel's buffers of a connection (it takes twice as much). Left alone, they grow to MiBs for
 // a client that does not read, or that sends while it is answered, and they count in MemoryMax.
 constexpr struct {
   int option;
   int size;
-} kept_by_kernel[] = {{SO_SNDBUF, 128 << 10}, {SO_RCVBUF, 64 << 10}};
-constexpr std::chrono::milliseconds pause{100};    // when there are no descriptors left
-constexpr std::chrono::seconds between_lines{60};  // of the log that say so
+} kEptByKernel[] = {{SO_SNDBUF, 128 << 10}, {SO_RCVBUF, 64 << 10}};
+constexpr std::chrono::milliseconds kPause{100};   // when there are no descriptors left
+constexpr std::chrono::seconds kBetweenLines{60};  // of the log that say so
 
 }  // namespace
 
@@ -36,7 +36,7 @@ class Listener final : public Loop::Source {
  public:
   Listener(Shared& shared, int socket) : shared_(shared), socket_(socket) {
     // Connections inherit it from their listener.
-    for (const auto& [option, size] : kept_by_kernel)
+    for (const auto& [option, size] : kEptByKernel)
       setsockopt(socket, SOL_SOCKET, option, &size, sizeof size);
   }
   ~Listener() override { close(socket_); }
@@ -57,7 +57,7 @@ class Listener final : public Loop::Source {
 };
 
 void Listener::ready(std::uint32_t) noexcept {
-  for (int i = 0; i < accepted_at_once && accept_one(); ++i) continue;
+  for (int i = 0; i < kAcceptedAtOnce && accept_one(); ++i) continue;
 }
 
 // False when nobody else waits, or there is no room for him now.
@@ -94,7 +94,7 @@ bool Listener::make_room(int error) noexcept {
   if (gone) static_cast<Connection*>(gone->owner)->close();
   // After the close, since the log may need a descriptor too.
   if (now >= next_line_) {
-    next_line_ = now + between_lines;
+    next_line_ = now + kBetweenLines;
     try {
       throw std::system_error(error, std::generic_category(), "accept");
     } catch (const std::exception& failure) {
@@ -103,7 +103,7 @@ bool Listener::make_room(int error) noexcept {
   }
   if (gone) return true;
   shared_.loop.want(*this, 0);
-  shared_.loop.expire_at(*this, now + pause);
+  shared_.loop.expire_at(*this, now + kPause);
   return false;
 }
 

@@ -188,18 +188,18 @@ TEST(Server, ClientThatGoesAwayDuringALongMethodDoesNoHarm) {
 
 TEST(Server, AnswersManyClientsAtOnce) {
   // Each handler waits for all the others, so none could finish alone.
-  constexpr int many = 64;
+  constexpr int kMany = 64;
   std::atomic<int> present = 0;
   const TestServer test([&](const cimxml::Call& call, cimxml::Reply& reply) {
-    for (++present; present < many;) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (++present; present < kMany;) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     echo(call, reply);
   });
   std::vector<std::unique_ptr<TestClient>> clients;
-  for (int i = 0; i < many; ++i) {
+  for (int i = 0; i < kMany; ++i) {
     clients.push_back(std::make_unique<TestClient>(test.port));
     clients.back()->send(request_text("POST", std::to_string(i)));
   }
-  for (int i = 0; i < many; ++i) EXPECT_EQ(clients[i]->receive().body, std::to_string(i));
+  for (int i = 0; i < kMany; ++i) EXPECT_EQ(clients[i]->receive().body, std::to_string(i));
 }
 
 TEST(Server, HandlerThatThrowsCostsOneRequest) {

@@ -71,7 +71,7 @@ TEST_F(Limited, ReadingTheReplyTakesNoLongerThanRest) {
 // The reply is longer than what system and server together hold of it.
 class SlowReader : public Limited {
  protected:
-  static constexpr std::size_t size = 20'000'000;
+  static constexpr std::size_t kSize = 20'000'000;
 
   void start_long(milliseconds time) {
     Options options;
@@ -82,7 +82,7 @@ class SlowReader : public Limited {
           if (call.body != "long") return echo(call, reply);
           reply.begin(200, {});
           try {
-            for (std::size_t sent = 0; sent < size; sent += 100'000)
+            for (std::size_t sent = 0; sent < kSize; sent += 100'000)
               reply.write(std::string(100'000, 'x'));
           } catch (const cimxml::Reply::Gone&) {
             gone_ = true;
@@ -94,7 +94,7 @@ class SlowReader : public Limited {
   // Takes a little every 50 ms, so that the connection is never idle.
   std::size_t read_slowly(TestClient& client, std::size_t piece) {
     std::size_t sum = 0;
-    for (std::size_t count = 1; count != 0 && sum < size && !gone_; sum += count) {
+    for (std::size_t count = 1; count != 0 && sum < kSize && !gone_; sum += count) {
       std::this_thread::sleep_for(milliseconds(50));
       count = client.read_up_to(piece);
     }
@@ -109,7 +109,7 @@ TEST_F(SlowReader, IsCutOffAfterAllTheTimeThereIs) {
   const auto client = connect();
   const auto begun = std::chrono::steady_clock::now();
   client->send(request_text("POST", "long"));
-  EXPECT_LT(read_slowly(*client, 3000), size);
+  EXPECT_LT(read_slowly(*client, 3000), kSize);
   EXPECT_GE(std::chrono::steady_clock::now() - begun, milliseconds(1400));
   EXPECT_TRUE(gone_);
 }
@@ -118,7 +118,7 @@ TEST_F(SlowReader, WithinTheTimeGetsAll) {
   start_long(seconds(60));
   const auto client = connect();
   client->send(request_text("POST", "long"));
-  EXPECT_GE(read_slowly(*client, 500'000), size);
+  EXPECT_GE(read_slowly(*client, 500'000), kSize);
   EXPECT_FALSE(gone_);
   EXPECT_EQ(connect()->post("x").status, 200);
 }

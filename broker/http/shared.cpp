@@ -9,10 +9,10 @@ namespace broker::http {
 namespace {
 
 // Descriptors for what is not a connection: programs that are started, files, libraries.
-constexpr std::size_t kept_descriptors = 256;
+constexpr std::size_t kEptDescriptors = 256;
 
 // What handshakes may take of a round of the loop.
-constexpr std::chrono::milliseconds handshakes_share{5};
+constexpr std::chrono::milliseconds kHandshakesShare{5};
 
 // As many connections as there may be, and in the same proportion no more than the process may have
 // descriptors for.
@@ -20,7 +20,7 @@ Limits within_descriptors(Limits limits) {
   rlimit most{};
   if (getrlimit(RLIMIT_NOFILE, &most) != 0) return limits;
   const std::size_t all = most.rlim_cur;
-  const std::size_t room = all - std::min(all / 2, kept_descriptors);
+  const std::size_t room = all - std::min(all / 2, kEptDescriptors);
   const std::size_t wanted = limits.unknown_connections + limits.known_connections;
   if (wanted <= room) return limits;
   limits.unknown_connections = std::max<std::size_t>(limits.unknown_connections * room / wanted, 1);
@@ -52,7 +52,7 @@ std::unique_ptr<Channel> Shared::channel(int socket) {
 
 bool Shared::take_handshake_step(const std::function<void()>& step) {
   if (std::exchange(handshakes_round, loop.round()) != loop.round()) handshakes_time = {};
-  if (handshakes_time >= handshakes_share) return false;
+  if (handshakes_time >= kHandshakesShare) return false;
   const auto begin = std::chrono::steady_clock::now();
   step();
   handshakes_time += std::chrono::steady_clock::now() - begin;

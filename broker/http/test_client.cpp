@@ -16,7 +16,7 @@
 namespace broker::http {
 namespace {
 
-constexpr std::string_view line_end = "\r\n";
+constexpr std::string_view kLineEnd = "\r\n";
 
 }  // namespace
 
@@ -77,10 +77,10 @@ std::optional<std::string> TestClient::take(std::size_t size) {
 
 TestReply TestClient::receive() {
   TestReply reply;
-  const auto first = take_until(line_end);
+  const auto first = take_until(kLineEnd);
   if (!first || first->size() < 12) return reply;
   reply.status = static_cast<int>(std::strtol(first->c_str() + 9, nullptr, 10));
-  while (const auto line = take_until(line_end)) {
+  while (const auto line = take_until(kLineEnd)) {
     if (line->empty()) break;
     const std::size_t colon = std::min(line->find(':'), line->size() - 1);
     const std::size_t value = std::min(line->find_first_not_of(' ', colon + 1), line->size());
@@ -93,10 +93,10 @@ TestReply TestClient::receive() {
     reply.body = body.value_or("");
     return reply;
   }
-  while (const auto size = take_until(line_end)) {
+  while (const auto size = take_until(kLineEnd)) {
     const std::size_t bytes = std::strtoul(size->c_str(), nullptr, 16);
     const auto chunk = take(bytes);
-    if (!chunk || !take_until(line_end)) break;
+    if (!chunk || !take_until(kLineEnd)) break;
     reply.body += *chunk;
     reply.whole = bytes == 0;
     if (reply.whole) break;

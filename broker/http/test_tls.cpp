@@ -140,14 +140,14 @@ void TlsClient::carry(std::size_t most) {
 }
 
 Handshake shake_hands(Channel& server, TlsClient& client) {
-  Handshake now{Channel::State::wants_read, GNUTLS_E_AGAIN};
+  Handshake now{Channel::State::WantsRead, GNUTLS_E_AGAIN};
   for (int step = 0; step < 100; ++step) {
     if (now.client == GNUTLS_E_AGAIN) now.client = client.shake_hands();
     client.carry();
-    if (now.server == Channel::State::wants_read || now.server == Channel::State::wants_write)
+    if (now.server == Channel::State::WantsRead || now.server == Channel::State::WantsWrite)
       now.server = server.shake_hands();
     client.carry();
-    if (now.server != Channel::State::wants_read && now.client != GNUTLS_E_AGAIN) break;
+    if (now.server != Channel::State::WantsRead && now.client != GNUTLS_E_AGAIN) break;
   }
   return now;
 }

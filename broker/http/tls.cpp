@@ -16,7 +16,7 @@ namespace {
 // What is served. All else is refused, also what a later GnuTLS adds. The groups of finite fields
 // are not among it, since a handshake with them costs the server many times what it costs the
 // client.
-constexpr const char* priorities =
+constexpr const char* kPriorities =
     "NONE:%SERVER_PRECEDENCE:+VERS-TLS1.3:+VERS-TLS1.2:+COMP-NULL:"
     "+ECDHE-ECDSA:+ECDHE-RSA:"
     "+GROUP-X25519:+GROUP-SECP256R1:+GROUP-SECP384R1:+GROUP-SECP521R1:"
@@ -29,7 +29,7 @@ constexpr const char* priorities =
     "+SIGN-RSA-SHA256:+SIGN-RSA-SHA384:+SIGN-RSA-SHA512";
 
 // Warning alerts in the life of a connection. Whoever sends more wants to keep the thread busy.
-constexpr unsigned most_warnings = 8;
+constexpr unsigned kMostWarnings = 8;
 
 gnutls_datum_t datum(const std::string& text) {
   const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
@@ -123,7 +123,7 @@ TlsSettings::TlsSettings(const Certificate& certificate) : parts_(std::make_uniq
   check_use(chain.own());
   parts_->begins = gnutls_x509_crt_get_activation_time(chain.own());
   parts_->ends = gnutls_x509_crt_get_expiration_time(chain.own());
-  int error = gnutls_priority_init(&parts_->priority, priorities, nullptr);
+  int error = gnutls_priority_init(&parts_->priority, kPriorities, nullptr);
   if (error == 0) error = gnutls_certificate_allocate_credentials(&parts_->credentials);
   if (error < 0) fail("cannot set up TLS", error);
   const gnutls_datum_t chain_text = datum(certificate.chain);
@@ -177,15 +177,15 @@ class TlsChannel : public Channel {
     if (error < 0 && gnutls_error_is_fatal(error) != 0)
       gnutls_alert_send_appropriate(session_, error);
     open_ = error == 0;
-    return open_ ? State::good : state_of(error);
+    return open_ ? State::Good : state_of(error);
   }
 
   Moved read(char* to, std::size_t most) override {
     ssize_t count = 0;
     do count = gnutls_record_recv(session_, to, most);
     while (count < 0 && goes_on(count));
-    if (count > 0) return {static_cast<std::size_t>(count), State::good};
-    return {0, count == 0 ? State::ended : state_of(count)};
+    if (count > 0) return {static_cast<std::size_t>(count), State::Good};
+    return {0, count == 0 ? State::Ended : state_of(count)};
   }
 
   Moved write(std::string_view text) override {
@@ -204,7 +204,7 @@ class TlsChannel : public Channel {
         held_ = true;
       }
     }
-    return {done, State::good};
+    return {done, State::Good};
   }
 
   State say_goodbye() override {
@@ -214,13 +214,13 @@ class TlsChannel : public Channel {
       while (error < 0 && goes_on(error));
     }
     if (error < 0) return state_of(error);
-    return shutdown(socket_, SHUT_WR) == 0 ? State::good : State::broken;
+    return shutdown(socket_, SHUT_WR) == 0 ? State::Good : State::Broken;
   }
 
  private:
   // Whether to call again at once.
   bool goes_on(ssize_t error) {
-    if (error == GNUTLS_E_WARNING_ALERT_RECEIVED) return ++warnings_ <= most_warnings;
+    if (error == GNUTLS_E_WARNING_ALERT_RECEIVED) return ++warnings_ <= kMostWarnings;
     return error == GNUTLS_E_INTERRUPTED;
   }
 
@@ -228,11 +228,11 @@ class TlsChannel : public Channel {
   // and before it this was a way to keep a server computing.
   State state_of(ssize_t error) {
     if (error == GNUTLS_E_AGAIN)
-      return gnutls_record_get_direction(session_) == 0 ? State::wants_read : State::wants_write;
-    if (error == GNUTLS_E_PREMATURE_TERMINATION) return State::ended;
+      return gnutls_record_get_direction(session_) == 0 ? State::WantsRead : State::WantsWrite;
+    if (error == GNUTLS_E_PREMATURE_TERMINATION) return State::Ended;
     if (error == GNUTLS_E_REHANDSHAKE)
       gnutls_alert_send(session_, GNUTLS_AL_FATAL, GNUTLS_A_NO_RENEGOTIATION);
-    return State::broken;
+    return State::Broken;
   }
 
   const int socket_;

@@ -12,7 +12,7 @@ namespace {
 
 using State = Channel::State;
 
-constexpr long day = 86400;  // in seconds
+constexpr long kDay = 86400;  // in seconds
 
 const Certificate& rsa() {
   static const Certificate made = make_certificate({GNUTLS_PK_RSA, 2048});
@@ -71,7 +71,7 @@ TEST(TlsOffer, TakesWhatIsGood) {
   for (const Offer& offer : offers) {
     const Handshake done = agree(offer);
     EXPECT_EQ(done.client, 0) << offer.priorities << ": " << gnutls_strerror(done.client);
-    EXPECT_EQ(done.server, State::good) << offer.priorities;
+    EXPECT_EQ(done.server, State::Good) << offer.priorities;
   }
 }
 
@@ -95,7 +95,7 @@ TEST(TlsOffer, RefusesWhatIsNot) {
     offers.push_back({rsa(), of_1_3("CIPHER", cipher)});
   for (const Offer& offer : offers) {
     const Handshake done = agree(offer);
-    EXPECT_EQ(done.server, State::broken) << offer.priorities;
+    EXPECT_EQ(done.server, State::Broken) << offer.priorities;
     EXPECT_EQ(done.client, GNUTLS_E_FATAL_ALERT_RECEIVED)
         << offer.priorities << ": " << gnutls_strerror(done.client);
   }
@@ -107,7 +107,7 @@ TEST(TlsOffer, ServerPicks) {
     const auto channel = tls_channel(sockets.ours, std::make_shared<const TlsSettings>(rsa()));
     TlsClient client(sockets.peer, "NORMAL:-VERS-ALL:+" + std::string(version) +
                                        ":-CIPHER-ALL:+AES-128-GCM:+AES-256-GCM");
-    EXPECT_EQ(shake_hands(*channel, client).server, State::good);
+    EXPECT_EQ(shake_hands(*channel, client).server, State::Good);
     EXPECT_EQ(gnutls_cipher_get(client.session), GNUTLS_CIPHER_AES_256_GCM);
     EXPECT_EQ(gnutls_session_is_resumed(client.session), 0);
   }
@@ -160,13 +160,13 @@ TEST(TlsCertificate, ChainAndTextAroundItAreTaken) {
 TEST(TlsCertificate, OneOutOfDateServesAndSaysSo) {
   TestCertificate what;
   EXPECT_EQ(TlsSettings(make_certificate(what)).out_of_date(), "");
-  what.begins = -3 * day;
-  what.ends = -day;
+  what.begins = -3 * kDay;
+  what.ends = -kDay;
   const Certificate ended = make_certificate(what);
   EXPECT_EQ(TlsSettings(ended).out_of_date().substr(0, 14), "it ended on 20");
-  EXPECT_EQ(agree({ended, "NORMAL"}).server, State::good);
-  what.begins = day;
-  what.ends = 2 * day;
+  EXPECT_EQ(agree({ended, "NORMAL"}).server, State::Good);
+  what.begins = kDay;
+  what.ends = 2 * kDay;
   EXPECT_EQ(TlsSettings(make_certificate(what)).out_of_date().substr(0, 15), "it begins on 20");
 }
 

@@ -24,18 +24,18 @@ namespace {
 namespace fs = std::filesystem;
 using platform::Descriptor;
 
-constexpr std::size_t most_bytes = std::size_t{1} << 20;
+constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 
 [[noreturn]] void fail(const std::string& doing, const fs::path& file, const std::string& why) {
   throw std::runtime_error("cannot " + doing + " the users file " + file.string() + ": " + why);
 }
 
 // For an administrator who named another file by mistake.
-constexpr const char* advice =
+constexpr const char* kAdvice =
     "name a file that 'hddtest passwd FILE USER' made, or none that there is yet for it to make";
 
 std::string access_fault(const struct stat& status) {
-  if (!S_ISREG(status.st_mode)) return std::string("not a regular file; ") + advice;
+  if (!S_ISREG(status.st_mode)) return std::string("not a regular file; ") + kAdvice;
   if (status.st_uid != geteuid() && status.st_uid != 0)
     return "it belongs to another user; name a file of your own or root's";
   return "";
@@ -115,7 +115,7 @@ std::vector<UsersLine> users_lines(std::string_view text) {
       if (line.hash.empty() || line.hash.find(':') != line.hash.npos ||
           !user_name_fault(line.user).empty())
         throw std::runtime_error("line " + std::to_string(line.number) + " is not USER:HASH; " +
-                                 advice);
+                                 kAdvice);
     }
     lines.push_back(line);
   }
@@ -138,7 +138,7 @@ std::optional<std::string> read_users_file(const fs::path& file) {
   if (!descriptor || fstat(descriptor.get(), &status) != 0)
     fail("read", file, std::strerror(errno));
   if (const std::string fault = access_fault(status); !fault.empty()) fail("use", file, fault);
-  std::string text(most_bytes + 1, '\0');
+  std::string text(kMostBytes + 1, '\0');
   std::size_t size = 0;
   while (size < text.size()) {
     const ssize_t count = read(descriptor.get(), text.data() + size, text.size() - size);
@@ -146,12 +146,12 @@ std::optional<std::string> read_users_file(const fs::path& file) {
     if (count > 0) size += static_cast<std::size_t>(count);
     if (count < 0 && errno != EINTR) fail("read", file, std::strerror(errno));
   }
-  if (size > most_bytes) fail("read", file, "it is longer than 1 MiB");
+  if (size > kMostBytes) fail("read", file, "it is longer than 1 MiB");
   text.resize(size);
   if ((status.st_mode & 077) == 0) return text;
   fail("use", file,
        is_users_text(text) ? "others may read or write it; chmod 600 it"
-                           : std::string("it is no users file; ") + advice);
+                           : std::string("it is no users file; ") + kAdvice);
 }
 
 void check_user_name(std::string_view user) {

@@ -8,7 +8,7 @@
 namespace broker::http {
 namespace {
 
-constexpr std::chrono::seconds patience{10};  // how long an idle thread waits for work
+constexpr std::chrono::seconds kPatience{10};  // how long an idle thread waits for work
 
 thread_local bool ends_soon = false;
 
@@ -51,7 +51,7 @@ void Workers::work() {
   while (true) {
     if (tasks_.empty() && !ending_) {
       ++idle_;
-      changed_.wait_for(guard, patience, [this] { return ending_ || !tasks_.empty(); });
+      changed_.wait_for(guard, kPatience, [this] { return ending_ || !tasks_.empty(); });
       --idle_;
     }
     if (tasks_.empty()) break;

@@ -21,8 +21,8 @@ namespace {
 
 using fuzz::require;
 
-constexpr std::size_t most_arguments = 100;
-constexpr std::array variables = {"HVX_LOG_FILE", "PATH"};
+constexpr std::size_t kMostArguments = 100;
+constexpr std::array kVariables = {"HVX_LOG_FILE", "PATH"};
 
 int times_performed = 0;
 
@@ -80,16 +80,16 @@ void read_as_values(const std::string& text) {
 }  // namespace
 
 void fuzz::read_input(std::string_view input) {
-  for (const char* const variable : variables) unsetenv(variable);
+  for (const char* const variable : kVariables) unsetenv(variable);
   std::vector<std::string> texts;
-  while (!input.empty() && texts.size() < most_arguments) {
+  while (!input.empty() && texts.size() < kMostArguments) {
     std::string line(take_line(input));
     line = line.c_str();  // an argument or a variable ends at the first NUL
     const std::size_t equals = line.find('=');
     if (!line.starts_with('$')) {
       texts.push_back(line);
     } else if (equals != line.npos) {
-      for (const std::string variable : variables)
+      for (const std::string variable : kVariables)
         if (line.substr(1, equals - 1) == variable)
           setenv(variable.c_str(), line.substr(equals + 1).c_str(), 1);
     }

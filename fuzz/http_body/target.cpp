@@ -24,11 +24,11 @@ using broker::cimxml::Call;
 using broker::cimxml::Reply;
 using fuzz::require;
 
-constexpr std::size_t longest_body = 2000;
+constexpr std::size_t kLongestBody = 2000;
 
 // Answers with all that it was given.
 void echo(const Call& call, Reply& reply) {
-  require(call.body.size() <= longest_body, "longer bodies do not come through");
+  require(call.body.size() <= kLongestBody, "longer bodies do not come through");
   require(call.principal.empty(), "nobody has logged in");
   reply.begin(200, {{"Content-Type", "text/plain"}});
   for (const auto& field : {call.operation, call.method, call.object, call.batch,
@@ -43,7 +43,7 @@ sockaddr_in serve() {
   http::Options options;
   const int listener = address.listen();
   options.listeners = {listener};
-  options.limits.body = longest_body;
+  options.limits.body = kLongestBody;
   options.limits.header = 4096;
   sockaddr_in served{};
   socklen_t size = sizeof served;
@@ -116,8 +116,8 @@ class Connection {
 
 // Removes the time of day, which differs between equal answers.
 std::string without_dates(std::string text) {
-  constexpr std::string_view date = "\r\nDate: ";
-  for (std::size_t at = 0; (at = text.find(date, at)) != text.npos;)
+  constexpr std::string_view kDate = "\r\nDate: ";
+  for (std::size_t at = 0; (at = text.find(kDate, at)) != text.npos;)
     text.erase(at, text.find("\r\n", at + 2) - at);
   return text;
 }

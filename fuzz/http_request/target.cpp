@@ -15,7 +15,7 @@ using broker::http::RequestReader;
 using fuzz::require;
 using Stage = RequestReader::Stage;
 
-constexpr std::size_t most_head = 1000;
+constexpr std::size_t kMostHead = 1000;
 
 bool has_control(std::string_view text) {
   return std::any_of(text.begin(), text.end(), [](char byte) {
@@ -36,7 +36,7 @@ void look_at(const RequestReader& reader) {
     require(value.empty() || (value.front() != ' ' && value.back() != ' '), "values are trimmed");
     size += name.size() + value.size() + 3;
   }
-  require(size + 3 <= most_head, "a head is as long as it may be");
+  require(size + 3 <= kMostHead, "a head is as long as it may be");
 }
 
 // What was read, one reader after the other: a text for each request, the last of which may be
@@ -45,8 +45,8 @@ using Outcome = std::vector<std::string>;
 
 std::string told(const RequestReader& reader, const std::string& body) {
   const std::string stage = std::to_string(static_cast<int>(reader.stage()));
-  if (reader.stage() == Stage::faulty) return stage + std::to_string(reader.fault().status);
-  if (reader.stage() == Stage::head) return stage + std::to_string(reader.begun());
+  if (reader.stage() == Stage::Faulty) return stage + std::to_string(reader.fault().status);
+  if (reader.stage() == Stage::Head) return stage + std::to_string(reader.begun());
   const auto& head = reader.head();
   std::string text = stage + head.method + " " + head.target + " " + head.version + "\r\n";
   for (const auto& [name, value] : head.fields)
@@ -57,21 +57,21 @@ std::string told(const RequestReader& reader, const std::string& body) {
 Outcome read(const std::vector<std::string_view>& pieces) {
   Outcome outcome;
   std::string body;
-  auto reader = std::make_unique<RequestReader>(most_head);
+  auto reader = std::make_unique<RequestReader>(kMostHead);
   for (std::string_view piece : pieces) {
-    while (!piece.empty() && reader->stage() != Stage::faulty) {
+    while (!piece.empty() && reader->stage() != Stage::Faulty) {
       const Stage before = reader->stage();
       const std::size_t taken = reader->take(piece);
       require(taken == piece.size() || reader->stage() != before, "it takes what it can");
       piece.remove_prefix(taken);
       body += reader->take_body();
-      if (before == Stage::head && reader->stage() == Stage::body) look_at(*reader);
-      if (reader->stage() != Stage::complete) continue;
+      if (before == Stage::Head && reader->stage() == Stage::Body) look_at(*reader);
+      if (reader->stage() != Stage::Complete) continue;
       look_at(*reader);
       require(reader->length().value_or(body.size()) == body.size(), "a body is as announced");
       outcome.push_back(told(*reader, body));
       body.clear();
-      reader = std::make_unique<RequestReader>(most_head);
+      reader = std::make_unique<RequestReader>(kMostHead);
     }
   }
   outcome.push_back(told(*reader, body));

@@ -17,18 +17,18 @@ void fuzz::read_input(std::string_view input) {
 
   using discovery::Controller;
   const Controller controller = discovery::controller_of(report, bus_id, device);
-  require((controller == Controller::bus_id_not_listed) == (text.find(bus_id) == std::string::npos),
+  require((controller == Controller::BusIdNotListed) == (text.find(bus_id) == std::string::npos),
           "a bus ID is listed where it stands");
-  if (controller == Controller::onboard || controller == Controller::raid)
+  if (controller == Controller::Onboard || controller == Controller::Raid)
     require(text.find(device) != std::string::npos, "a drive with a controller is listed");
-  if (controller == Controller::onboard)
+  if (controller == Controller::Onboard)
     require(text.find("Driver: \"ata_piix\"") != std::string::npos ||
                 text.find("Driver: \"ahci\"") != std::string::npos,
             "an onboard drive has such a driver");
 
   using discovery::DriverLookup;
   const discovery::Driver driver = discovery::driver_of(report, device);
-  if (driver.lookup == DriverLookup::found) {
+  if (driver.lookup == DriverLookup::Found) {
     const std::size_t begin = text.find(driver.information + device);
     require(begin != std::string::npos, "information ends at the device");
     // A device's name may begin with the key, or within it.

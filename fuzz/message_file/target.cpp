@@ -9,7 +9,7 @@
 namespace {
 
 // Holds the parser base to what it promises derived classes.
-class Checking_Parser : public NKVRHVX20::TXmlParser {
+class CheckingParser : public NKVRHVX20::TXmlParser {
  public:
   void StartElement(const char* name, std::map<std::string, std::string>& attributes) override {
     step();
@@ -52,7 +52,7 @@ class Checking_Parser : public NKVRHVX20::TXmlParser {
 
 void fuzz::read_input(std::string_view input) {
   std::string buffer(input);
-  Checking_Parser checking;
+  CheckingParser checking;
   checking.Parse(buffer.data());
   checking.check_end();
 

@@ -9,11 +9,11 @@
 
 namespace {
 
-constexpr auto untouched = static_cast<HDDIAG_TEST_STATUS>(2);
+constexpr auto kUntouched = static_cast<HDDIAG_TEST_STATUS>(2);
 
 // The status of the newest entry, or the value from before if the log has none.
 HDDIAG_TEST_STATUS latest_status(THDDTest& engine, const std::string& text, bool has_entry) {
-  HDDIAG_TEST_STATUS status = untouched;
+  HDDIAG_TEST_STATUS status = kUntouched;
   try {
     engine.GetLatestSelfTestStatus(text, status);
     fuzz::require(has_entry, "a log without entries has no status");
@@ -35,8 +35,8 @@ void fuzz::read_input(std::string_view input) {
   const auto count = std::count(entries.begin(), entries.end(), '#');
 
   const HDDIAG_TEST_STATUS status = latest_status(engine, text, !is_log || count > 0);
-  require(status == (is_log && count > 0 ? status : untouched), "only an entry has a status");
-  require(!is_log || count == 0 || (status != untouched && status >= 0 && status <= 4),
+  require(status == (is_log && count > 0 ? status : kUntouched), "only an entry has a status");
+  require(!is_log || count == 0 || (status != kUntouched && status >= 0 && status <= 4),
           "an entry has one of the four statuses");
   require(engine.CountLogNumer(text) == count, "every # after the keyword is an entry");
 

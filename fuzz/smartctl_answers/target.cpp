@@ -14,8 +14,8 @@ bool is_share(const std::optional<int>& share) { return !share || (*share >= 0 &
 void read_entries(std::string_view log) {
   for (const cli::LogEntry& entry : cli::read_entries(log)) {
     require(is_share(entry.remaining), "a share is one of a hundred");
-    require(entry.kind != cli::EntryKind::failed || !entry.cause.empty(), "a failure has a cause");
-    require(entry.kind == cli::EntryKind::unknown || !entry.status.empty(), "a status has a text");
+    require(entry.kind != cli::EntryKind::Failed || !entry.cause.empty(), "a failure has a cause");
+    require(entry.kind == cli::EntryKind::Unknown || !entry.status.empty(), "a status has a text");
   }
   require(!cli::has_new_entry(log, log), "nothing is newer than itself");
 }
@@ -23,13 +23,13 @@ void read_entries(std::string_view log) {
 void look(const std::string& text) {
   for (const int status : {0, 2, -1}) {
     const cli::DriveLook look = cli::read_look({status, text}, {0, text}, {0, text});
-    require(status == 0 || look.readiness != cli::Readiness::ready, "what failed is not ready");
+    require(status == 0 || look.readiness != cli::Readiness::Ready, "what failed is not ready");
     require(is_share(look.remaining), "a share is one of a hundred");
-    require((look.readiness == cli::Readiness::ready) == cli::readiness_reason(look, "x").empty(),
+    require((look.readiness == cli::Readiness::Ready) == cli::readiness_reason(look, "x").empty(),
             "what is not ready has a reason");
-    constexpr std::size_t line = 4000;
-    require(cli::readiness_reason(look, "x").size() < line && look.model.size() < line &&
-                look.serial.size() < line,
+    constexpr std::size_t kLine = 4000;
+    require(cli::readiness_reason(look, "x").size() < kLine && look.model.size() < kLine &&
+                look.serial.size() < kLine,
             "texts fit on a line");
   }
 }
@@ -40,13 +40,13 @@ void judge(const std::string& text) {
                             .start = cli::Answer{0, ""},
                             .log = text,
                             .ended = true};
-  const cli::Verdict verdict = cli::verdict_of(cli::Outcome::passed, evidence, "x");
-  require(verdict.outcome != cli::Outcome::passed || !cli::read_entries(text).empty(),
+  const cli::Verdict verdict = cli::verdict_of(cli::Outcome::Passed, evidence, "x");
+  require(verdict.outcome != cli::Outcome::Passed || !cli::read_entries(text).empty(),
           "nothing passes without an entry");
-  require(verdict.outcome == cli::Outcome::passed || !verdict.reason.empty(),
+  require(verdict.outcome == cli::Outcome::Passed || !verdict.reason.empty(),
           "what did not pass has a reason");
   evidence.take(3, text);
-  cli::verdict_of(cli::Outcome::failed, evidence, "x");
+  cli::verdict_of(cli::Outcome::Failed, evidence, "x");
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ smbios::Bytes bytes_of(std::string_view text) {
 
 // Where the kernel's files are below a root of our own.
 const fs::path& tables() {
-  static const fuzz::Scratch_Folder scratch;
+  static const fuzz::ScratchFolder scratch;
   static const fs::path folder = [] {
     setenv("HVX_SYSFS_ROOT", scratch.path().c_str(), 1);
     fs::path place = scratch.path() / "sys/firmware/dmi/tables";
@@ -40,8 +40,8 @@ void write(const char* name, std::string_view text) {
 void find_in(std::string_view table, std::size_t structures) {
   for (const std::uint8_t type : {0, 1, 2, 4, 17, 127}) {
     const smbios::Found found = smbios::find_structure(bytes_of(table), structures, type);
-    fuzz::require(found.error == SMBIOS_OK || found.structure.empty(), "what fails gives nothing");
-    if (found.error != SMBIOS_OK) continue;
+    fuzz::require(found.error == SmbiosOk || found.structure.empty(), "what fails gives nothing");
+    if (found.error != SmbiosOk) continue;
     const auto* const begin = bytes_of(table).data();
     const auto& structure = found.structure;
     fuzz::require(
@@ -58,13 +58,13 @@ void find_in(std::string_view table, std::size_t structures) {
 std::string system_information() {
   SmBiosHandle handle = nullptr;
   std::string structure;
-  if (smBiosLoad(nullptr, &handle).fCode == SMBIOS_OK) {
+  if (smBiosLoad(nullptr, &handle).fCode == SmbiosOk) {
     std::array<char, 1024> buffer{};
     std::int32_t size = buffer.size();
-    if (smBiosGetFirst(handle, 1, buffer.data(), &size).fCode == SMBIOS_OK)
+    if (smBiosGetFirst(handle, 1, buffer.data(), &size).fCode == SmbiosOk)
       structure.assign(buffer.data(), static_cast<std::size_t>(size));
   }
-  fuzz::require(smBiosClose(&handle).fCode == SMBIOS_OK && !handle, "a table can be closed");
+  fuzz::require(smBiosClose(&handle).fCode == SmbiosOk && !handle, "a table can be closed");
   return structure;
 }
 

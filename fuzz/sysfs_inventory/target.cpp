@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using fuzz::require;
 
-constexpr std::size_t most_lines = 400;
+constexpr std::size_t kMostLines = 400;
 
 // Makes files and links in the folder and nowhere else, whatever the paths are.
 class Tree {
@@ -36,9 +36,9 @@ class Tree {
   std::string root() const { return folder_ / "root"; }
 
   void lay_out(std::string_view line) const {
-    constexpr std::string_view arrow = " -> ";
-    if (const std::size_t at = line.find(arrow); at != line.npos) {
-      const auto from = place(line.substr(0, at)), to = inside(line.substr(at + arrow.size()));
+    constexpr std::string_view kArrow = " -> ";
+    if (const std::size_t at = line.find(kArrow); at != line.npos) {
+      const auto from = place(line.substr(0, at)), to = inside(line.substr(at + kArrow.size()));
       std::error_code error;
       if (from && to) fs::create_symlink(to->lexically_relative(from->parent_path()), *from, error);
     } else if (const std::size_t equals = line.find('='); equals != line.npos) {
@@ -118,8 +118,8 @@ void read_drives_of(const inventory::Sysfs& sysfs) {
 }
 
 void read_bus_devices_of(const inventory::Sysfs& sysfs) {
-  inventory::Scsi_Address before;
-  for (const inventory::Bus_Device& device : inventory::read_bus_devices(sysfs)) {
+  inventory::ScsiAddress before;
+  for (const inventory::BusDevice& device : inventory::read_bus_devices(sysfs)) {
     require(before <= device.address, "bus devices come in numeric order");
     before = device.address;
     require_clean({device.vendor, device.model, device.state});
@@ -131,9 +131,9 @@ void read_bus_devices_of(const inventory::Sysfs& sysfs) {
 }  // namespace
 
 void fuzz::read_input(std::string_view input) {
-  static const Scratch_Folder scratch;
+  static const ScratchFolder scratch;
   const Tree tree(scratch.path());
-  for (std::size_t line = 0; line < most_lines && !input.empty(); ++line)
+  for (std::size_t line = 0; line < kMostLines && !input.empty(); ++line)
     tree.lay_out(take_line(input));
 
   const inventory::Sysfs sysfs(tree.root());

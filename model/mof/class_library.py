@@ -25,8 +25,8 @@ def record_name(method):
 
 def struct_head(name, base):
     return (f"struct OVK_CIMPLE_EXPORT {name} : {base} {{\n"
-            "  static const Meta_Class static_meta_class;\n"
-            f"  explicit {name}(const Meta_Class& meta = static_meta_class) : {base}(meta) {{}}\n")
+            "  static const MetaClass static_meta_class;\n"
+            f"  explicit {name}(const MetaClass& meta = static_meta_class) : {base}(meta) {{}}\n")
 
 
 def record_struct(method):
@@ -71,7 +71,7 @@ def invoke(cls):
     if not cls.all_methods:
         return ("  template <class Provider>\n"
                 f"  static sint32 invoke(Provider&, const {cls.name}*, Instance*) {{\n"
-                "    return UNKNOWN_OPERATION;\n  }\n")
+                "    return UnknownOperation;\n  }\n")
     result = ("  template <class Provider>\n"
               f"  static sint32 invoke(Provider& provider, const {cls.name}* self, "
               "Instance* record) {\n"
@@ -82,7 +82,7 @@ def invoke(cls):
         result += (f"    if (same_name(method, {cpp.text(method.name)})) {{\n"
                    f"      auto& call = *static_cast<{record_name(method)}*>(record);\n"
                    f"      return provider.{method.name}({arguments});\n    }}\n")
-    return result + "    return UNKNOWN_OPERATION;\n  }\n"
+    return result + "    return UnknownOperation;\n  }\n"
 
 
 def class_struct(cls):
@@ -95,7 +95,7 @@ def class_struct(cls):
 REPOSITORY = """
 namespace ovk_cimple {
 // Every class, superclasses before their subclasses.
-extern OVK_CIMPLE_EXPORT const Meta_Repository kavro_repository;
+extern OVK_CIMPLE_EXPORT const MetaRepository kavro_repository;
 }  // namespace ovk_cimple
 """
 
@@ -121,7 +121,7 @@ def whole_header(model):
 // is the inherited member. One struct per method: its parameters, then its return value. invoke()
 // calls the provider's member named like the record's method (compared without regard to case, in
 // the class's order) with the target instance, the parameters and the return value, and returns
-// its status, or UNKNOWN_OPERATION when the class has no such method.
+// its status, or UnknownOperation when the class has no such method.
 #pragma once
 
 """ + includes(model.classes) + REPOSITORY
@@ -143,13 +143,13 @@ def meta_class(struct, name, superclass, properties, methods, association, abstr
     """The tables and the record of one struct."""
     result = "namespace {\n"
     if properties:
-        result += cpp.array(f"constexpr Meta_Property {struct}_properties", properties)
+        result += cpp.array(f"constexpr MetaProperty {struct}_properties", properties)
     if methods:
-        result += cpp.array(f"constexpr const Meta_Class* {struct}_methods",
+        result += cpp.array(f"constexpr const MetaClass* {struct}_methods",
                             [f"&{record_name(m)}::static_meta_class" for m in methods])
     pointer = f"&{superclass.name}::static_meta_class" if superclass else "nullptr"
     return result + f"""}}  // namespace
-constinit const Meta_Class {struct}::static_meta_class = {{
+constinit const MetaClass {struct}::static_meta_class = {{
     .name = {cpp.text(name)},
     .superclass = {pointer},
     .properties = {struct + "_properties" if properties else "{}"},
@@ -211,7 +211,7 @@ def whole_source(model):
     """The list of all classes."""
     return source('#include "model/classes.h"\n',
                   "namespace {\n" +
-                  cpp.array("constexpr const Meta_Class* all_classes",
+                  cpp.array("constexpr const MetaClass* all_classes",
                             [f"&{cls.name}::static_meta_class" for cls in model.classes]) +
                   "}  // namespace\n"
-                  "constinit const Meta_Repository kavro_repository = {all_classes};\n\n")
+                  "constinit const MetaRepository kavro_repository = {all_classes};\n\n")

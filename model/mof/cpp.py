@@ -7,7 +7,7 @@ HEADER = "// Generated from the MOF at build time.\n"
 # Names that the generated structs or the language use themselves.
 RESERVED = set("""
     invoke set_defaults static_meta_class meta_class name_space return_value self record call
-    provider meta Instance Property Array String Datetime Ref Meta_Class Provider Type boolean uint8
+    provider meta Instance Property Array String Datetime Ref MetaClass Provider Type boolean uint8
     sint8 uint16 sint16 uint32 sint32 uint64 sint64 real32 real64 char16
     alignas alignof and and_eq asm auto bitand bitor bool break case catch char char8_t char16_t
     char32_t class compl concept const consteval constexpr constinit const_cast continue co_await

@@ -4,7 +4,7 @@ from . import cpp
 from .values import flavors_of, literal_values, mof_text, qualifier_values
 
 # Those that an object manager tells of, with their names in repository.h.
-SCOPES = {"class": "class_scope", **{name: name for name in (
+SCOPES = {"class": "ClassScope", **{name: name.capitalize() for name in (
     "association", "reference", "property", "method", "parameter", "indication")}}
 CMPI_NAMES = {"datetime": "dateTime", "reference": "ref"}
 

@@ -18,24 +18,24 @@ Failure ended() { return {CMPI_RC_ERR_FAILED, "the provider was ended"}; }
 
 }  // namespace
 
-Adapted_Provider& Adapted_Provider::of(Cmpi_Static_Data& data, const Registration& registration) {
+AdaptedProvider& AdaptedProvider::of(CmpiStaticData& data, const Registration& registration) {
   static auto& mutex = *new std::mutex;
-  static auto& all = *new std::deque<Adapted_Provider>;
+  static auto& all = *new std::deque<AdaptedProvider>;
   const std::lock_guard lock(mutex);
   if (!data.adapter) data.adapter = &all.emplace_back(registration);
-  return *static_cast<Adapted_Provider*>(data.adapter);
+  return *static_cast<AdaptedProvider*>(data.adapter);
 }
 
-sint32 Adapted_Provider::dispatch(sint32 operation, void* arg0) const {
+sint32 AdaptedProvider::dispatch(sint32 operation, void* arg0) const {
   Nobody nobody;
-  const Cimom_Scope scope(nobody);
+  const CimomScope scope(nobody);
   return registration_.dispatch(&registration_, operation, arg0, nullptr, nullptr, nullptr, nullptr,
                                 nullptr, nullptr, nullptr);
 }
 
-void Adapted_Provider::start() {
+void AdaptedProvider::start() {
   void* object = nullptr;
-  const sint32 created = dispatch(CREATE_PROVIDER, &object);
+  const sint32 created = dispatch(CreateProvider, &object);
   if (created != OK || !object)
     throw Failure{CMPI_RC_ERR_FAILED, "not created, code " + std::to_string(created)};
   try {
@@ -43,23 +43,23 @@ void Adapted_Provider::start() {
     if (loaded != OK)
       throw Failure{CMPI_RC_ERR_FAILED, "not loaded, code " + std::to_string(loaded)};
   } catch (...) {
-    dispatch(DESTROY_PROVIDER, object);
+    dispatch(DestroyProvider, object);
     throw;
   }
   object_ = object;
 }
 
-void Adapted_Provider::destroy(void* object) const {
+void AdaptedProvider::destroy(void* object) const {
   try {
     dispatch(UNLOAD, object);
   } catch (...) {
-    dispatch(DESTROY_PROVIDER, object);
+    dispatch(DestroyProvider, object);
     throw;
   }
-  dispatch(DESTROY_PROVIDER, object);
+  dispatch(DestroyProvider, object);
 }
 
-ManagementInterface& Adapted_Provider::open(char kind, const CMPIBroker* broker) {
+ManagementInterface& AdaptedProvider::open(char kind, const CMPIBroker* broker) {
   const bool known =
       kind == 'I' || kind == 'M' || (kind == 'A' && registration_.meta_class->association);
   if (!known) throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "no interface of this kind"};
@@ -71,9 +71,9 @@ ManagementInterface& Adapted_Provider::open(char kind, const CMPIBroker* broker)
     return interface;
   }
   ManagementInterface& interface = interfaces_.emplace_back();
-  if (kind == 'I') interface.object.instance = {&interface, &instance_functions};
-  if (kind == 'A') interface.object.association = {&interface, &association_functions};
-  if (kind == 'M') interface.object.method = {&interface, &method_functions};
+  if (kind == 'I') interface.object.instance = {&interface, &kInstanceFunctions};
+  if (kind == 'A') interface.object.association = {&interface, &kAssociationFunctions};
+  if (kind == 'M') interface.object.method = {&interface, &kMethodFunctions};
   interface.provider = this;
   interface.broker = broker;
   interface.kind = kind;
@@ -81,7 +81,7 @@ ManagementInterface& Adapted_Provider::open(char kind, const CMPIBroker* broker)
   return interface;
 }
 
-void Adapted_Provider::close(ManagementInterface& interface) {
+void AdaptedProvider::close(ManagementInterface& interface) {
   const std::lock_guard lock(mutex_);
   interface.open = false;
   for (const ManagementInterface& other : interfaces_)
@@ -94,25 +94,25 @@ void Adapted_Provider::close(ManagementInterface& interface) {
     left_.push_back(object);
 }
 
-Adapted_Provider::Lease::Lease(Adapted_Provider& provider) : provider_(provider) {
+AdaptedProvider::Lease::Lease(AdaptedProvider& provider) : provider_(provider) {
   const std::lock_guard lock(provider.mutex_);
   object_ = provider.object_;
   if (!object_) throw ended();
   ++provider.calls_;
 }
 
-Adapted_Provider::Lease::~Lease() {
+AdaptedProvider::Lease::~Lease() {
   const std::lock_guard lock(provider_.mutex_);
   --provider_.calls_;
 }
 
-void Adapted_Provider::Lease::require_not_ended() const {
+void AdaptedProvider::Lease::require_not_ended() const {
   const std::lock_guard lock(provider_.mutex_);
   if (provider_.object_ != object_) throw ended();
 }
 
-sint32 Adapted_Provider::Lease::dispatch(sint32 operation, void* arg1, void* arg2, void* arg3,
-                                         void* arg4, void* arg5, void* arg6) const {
+sint32 AdaptedProvider::Lease::dispatch(sint32 operation, void* arg1, void* arg2, void* arg3,
+                                        void* arg4, void* arg5, void* arg6) const {
   const Registration& registration = provider_.registration_;
   return registration.dispatch(&registration, operation, object_, arg1, arg2, arg3, arg4, arg5,
                                arg6, nullptr);

@@ -3,7 +3,7 @@
 // The first interface makes and loads the provider object; all interfaces share it. When the last
 // interface is ended, the object is unloaded and destroyed. If a call is still running then, the
 // object stays until the process ends, since an object manager that stops does not wait for its
-// requests. Adapted_Provider and ManagementInterface are never freed, so that a late call still
+// requests. AdaptedProvider and ManagementInterface are never freed, so that a late call still
 // gets an answer.
 #pragma once
 
@@ -16,7 +16,7 @@
 
 namespace ovk_cimple {
 
-class Adapted_Provider;
+class AdaptedProvider;
 
 // A management interface as the object manager holds it. It belongs to the object manager that it
 // was made for. Several object managers may have interfaces of one provider.
@@ -26,27 +26,27 @@ struct ManagementInterface {
     CMPIAssociationMI association;
     CMPIMethodMI method;
   } object;
-  Adapted_Provider* provider;
+  AdaptedProvider* provider;
   const CMPIBroker* broker;
   char kind;
   bool open;
 };
 
-extern const CMPIInstanceMIFT instance_functions;
-extern const CMPIAssociationMIFT association_functions;
-extern const CMPIMethodMIFT method_functions;
+extern const CMPIInstanceMIFT kInstanceFunctions;
+extern const CMPIAssociationMIFT kAssociationFunctions;
+extern const CMPIMethodMIFT kMethodFunctions;
 
 // Safe to use from any thread.
-class Adapted_Provider {
+class AdaptedProvider {
  public:
   // The provider that the static data belongs to. The first call makes it.
-  static Adapted_Provider& of(Cmpi_Static_Data& data, const Registration& registration);
+  static AdaptedProvider& of(CmpiStaticData& data, const Registration& registration);
 
-  explicit Adapted_Provider(const Registration& registration)
+  explicit AdaptedProvider(const Registration& registration)
       : registration_(registration), name_(registration.provider_name) {}
 
   const std::string& name() const { return name_; }
-  const Meta_Class& meta_class() const { return *registration_.meta_class; }
+  const MetaClass& meta_class() const { return *registration_.meta_class; }
 
   // The interface of a kind ('I', 'A' or 'M') for an object manager. A repeated call returns the
   // same one. Makes and loads the provider if need be. Throws Failure.
@@ -58,7 +58,7 @@ class Adapted_Provider {
   // Keeps the provider object for one call. Throws Failure when it was ended.
   class Lease {
    public:
-    explicit Lease(Adapted_Provider& provider);
+    explicit Lease(AdaptedProvider& provider);
     ~Lease();
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
@@ -73,7 +73,7 @@ class Adapted_Provider {
     void require_not_ended() const;
 
    private:
-    Adapted_Provider& provider_;
+    AdaptedProvider& provider_;
     void* object_;
   };
 

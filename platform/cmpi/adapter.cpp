@@ -22,13 +22,13 @@ CMPIrc refuse(const CMPIBroker* broker, const char* provider_name) noexcept {
 
 }  // namespace
 
-int ovk_cimple_cmpi_adapter(int caller, Cmpi_Static_Data* static_data,
+int ovk_cimple_cmpi_adapter(int caller, CmpiStaticData* static_data,
                             const Registration* registration, const CMPIBroker* broker,
                             const CMPIContext*, const char*, char kind, void** result) {
   if (caller != 67 || !static_data || !registration || !broker || !result)
     return CMPI_RC_ERR_INVALID_PARAMETER;
   try {
-    *result = &Adapted_Provider::of(*static_data, *registration).open(kind, broker).object;
+    *result = &AdaptedProvider::of(*static_data, *registration).open(kind, broker).object;
     return CMPI_RC_OK;
   } catch (const abi::__forced_unwind&) {
     throw;  // the thread is being cancelled; the C library aborts whoever stops that

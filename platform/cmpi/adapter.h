@@ -9,7 +9,7 @@
 
 // Storage for what the adapter keeps of one provider. The module has it zero-initialised and passes
 // its address. It must live as long as the module stays loaded.
-struct Cmpi_Static_Data {
+struct CmpiStaticData {
   void* adapter;
 };
 
@@ -18,6 +18,6 @@ struct Cmpi_Static_Data {
 // or loaded. The provider object is shared by its interfaces and made with the first. caller is
 // 67. Returns 0 or the failure's CMPI code. Any thread may call it, repeatedly.
 extern "C" OVK_CIMPLE_EXPORT int ovk_cimple_cmpi_adapter(
-    int caller, Cmpi_Static_Data* static_data, const ovk_cimple::Registration* registration,
+    int caller, CmpiStaticData* static_data, const ovk_cimple::Registration* registration,
     const CMPIBroker* broker, const CMPIContext* context, const char* provider_name, char kind,
     void** result);

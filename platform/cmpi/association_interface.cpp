@@ -7,11 +7,11 @@ namespace ovk_cimple {
 namespace {
 
 // What a query is answered with: associations, or the instances at their far ends.
-std::vector<Ref<Instance>> answer(Client_Call& call, const CMPIObjectPath* path,
-                                  const Association_Query& query, sint32 operation) {
-  const Meta_Class& own = call.meta_class();
-  const Meta_Class* const source_class = call.class_of(path);
-  const Association_Filter filter(own, source_class, query);
+std::vector<Ref<Instance>> answer(ClientCall& call, const CMPIObjectPath* path,
+                                  const AssociationQuery& query, sint32 operation) {
+  const MetaClass& own = call.meta_class();
+  const MetaClass* const source_class = call.class_of(path);
+  const AssociationMatcher filter(own, source_class, query);
   if (!filter.possible()) return {};
   const auto source = read_path(path, *source_class);
   if (!source) return {};
@@ -24,9 +24,9 @@ std::vector<Ref<Instance>> answer(Client_Call& call, const CMPIObjectPath* path,
           ? call.enumerate(found, operation, source.get(), given(query.result_class),
                            given(query.role), given(query.result_role))
           : call.enumerate(found, operation, source.get(), model.get(), given(query.role));
-  const bool unsupported = status == ENUM_ASSOCIATOR_NAMES_UNSUPPORTED ||
-                           status == ENUM_REFERENCES_UNSUPPORTED ||
-                           status == ENUM_ASSOCIATORS_UNSUPPORTED;
+  const bool unsupported = status == EnumAssociatorNamesUnsupported ||
+                           status == EnumReferencesUnsupported ||
+                           status == EnumAssociatorsUnsupported;
   if (!unsupported) {
     call.require_ok(operation, status);
     std::erase_if(found, [&](const auto& instance) { return !filter.fits(*instance); });
@@ -49,10 +49,10 @@ CMPIStatus associators(CMPIAssociationMI* mi, const CMPIContext* context, const 
                        const CMPIObjectPath* path, const char* association_class,
                        const char* result_class, const char* role, const char* result_role,
                        const char** properties) {
-  const Association_Query query = {association_class, role, true, result_class, result_role};
-  return perform(mi->hdl, context, result, path, "associators", [&](Client_Call& call) {
+  const AssociationQuery query = {association_class, role, true, result_class, result_role};
+  return perform(mi->hdl, context, result, path, "associators", [&](ClientCall& call) {
     Selection selection(properties);
-    for (const auto& instance : answer(call, path, query, ENUM_ASSOCIATORS)) {
+    for (const auto& instance : answer(call, path, query, EnumAssociators)) {
       if (holds_more_than_keys(*instance))
         call.deliver(*instance, selection);
       else if (const CMPIInstance* const whole = call.fetch(*instance, properties))
@@ -65,9 +65,9 @@ CMPIStatus associator_names(CMPIAssociationMI* mi, const CMPIContext* context,
                             const CMPIResult* result, const CMPIObjectPath* path,
                             const char* association_class, const char* result_class,
                             const char* role, const char* result_role) {
-  const Association_Query query = {association_class, role, true, result_class, result_role};
-  return perform(mi->hdl, context, result, path, "associator names", [&](Client_Call& call) {
-    for (const auto& instance : answer(call, path, query, ENUM_ASSOCIATOR_NAMES))
+  const AssociationQuery query = {association_class, role, true, result_class, result_role};
+  return perform(mi->hdl, context, result, path, "associator names", [&](ClientCall& call) {
+    for (const auto& instance : answer(call, path, query, EnumAssociatorNames))
       call.deliver_path(*instance);
   });
 }
@@ -75,10 +75,10 @@ CMPIStatus associator_names(CMPIAssociationMI* mi, const CMPIContext* context,
 CMPIStatus references(CMPIAssociationMI* mi, const CMPIContext* context, const CMPIResult* result,
                       const CMPIObjectPath* path, const char* result_class, const char* role,
                       const char** properties) {
-  const Association_Query query = {result_class, role, false};
-  return perform(mi->hdl, context, result, path, "references", [&](Client_Call& call) {
+  const AssociationQuery query = {result_class, role, false};
+  return perform(mi->hdl, context, result, path, "references", [&](ClientCall& call) {
     Selection selection(properties);
-    for (const auto& association : answer(call, path, query, ENUM_REFERENCES))
+    for (const auto& association : answer(call, path, query, EnumReferences))
       call.deliver(*association, selection);
   });
 }
@@ -86,9 +86,9 @@ CMPIStatus references(CMPIAssociationMI* mi, const CMPIContext* context, const C
 CMPIStatus reference_names(CMPIAssociationMI* mi, const CMPIContext* context,
                            const CMPIResult* result, const CMPIObjectPath* path,
                            const char* result_class, const char* role) {
-  const Association_Query query = {result_class, role, false};
-  return perform(mi->hdl, context, result, path, "reference names", [&](Client_Call& call) {
-    for (const auto& association : answer(call, path, query, ENUM_REFERENCES))
+  const AssociationQuery query = {result_class, role, false};
+  return perform(mi->hdl, context, result, path, "reference names", [&](ClientCall& call) {
+    for (const auto& association : answer(call, path, query, EnumReferences))
       call.deliver_path(*association);
   });
 }
@@ -107,7 +107,7 @@ CMPIStatus references_filtered(CMPIAssociationMI*, const CMPIContext*, const CMP
 
 }  // namespace
 
-const CMPIAssociationMIFT association_functions = {
+const CMPIAssociationMIFT kAssociationFunctions = {
     .ftVersion = CMPIVersion210,
     .miVersion = 1,
     .miName = "ovk_cimple",

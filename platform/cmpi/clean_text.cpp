@@ -6,7 +6,7 @@ namespace ovk_cimple {
 
 namespace {
 
-constexpr std::string_view replacement = "\xEF\xBF\xBD";
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
 unsigned byte_at(std::string_view text, std::size_t index) {
   return static_cast<unsigned char>(text[index]);
@@ -37,13 +37,13 @@ std::string clean_text(std::string_view text) {
     text.remove_prefix(plain);
     if (text.empty()) break;
     const auto [character, length] = platform::first_utf8(text);
-    result += is_clean(character) ? text.substr(0, length) : replacement;
+    result += is_clean(character) ? text.substr(0, length) : kReplacement;
     text.remove_prefix(length);
   }
   return result;
 }
 
-Clean_Text::Clean_Text(const std::string& text) : text_(text.c_str()) {
+CleanText::CleanText(const std::string& text) : text_(text.c_str()) {
   if (plain_length(text) == text.size()) return;
   changed_ = clean_text(text);
   text_ = changed_.c_str();

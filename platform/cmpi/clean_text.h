@@ -16,10 +16,10 @@ bool is_clean(char32_t character);
 std::string clean_text(std::string_view text);
 
 // The same for one use, without a copy of text that may leave as it is, which nearly all text may.
-class Clean_Text {
+class CleanText {
  public:
-  explicit Clean_Text(const std::string& text);  // text must outlive it
-  Clean_Text(const Clean_Text&) = delete;
+  explicit CleanText(const std::string& text);  // text must outlive it
+  CleanText(const CleanText&) = delete;
 
   const char* c_str() const { return text_; }
 

@@ -14,7 +14,7 @@ struct Case {
 // U+FFFD
 #define R "\xEF\xBF\xBD"
 
-TEST(CleanText, replacesExactlyWhatCannotLeave) {
+TEST(CleanText, ReplacesExactlyWhatCannotLeave) {
   const Case cases[] = {
       {"empty", ""sv, ""sv},
       {"plain", "EXAMPLE DISK"sv, "EXAMPLE DISK"sv},
@@ -43,29 +43,29 @@ TEST(CleanText, replacesExactlyWhatCannotLeave) {
   }
 }
 
-TEST(CleanText, keepsWhatStandsAroundABadByte) {
+TEST(CleanText, KeepsWhatStandsAroundABadByte) {
   for (int byte = 0x80; byte < 0x100; ++byte) {
     const std::string text = {'<', static_cast<char>(byte), '>'};
     EXPECT_EQ(clean_text(text), "<" R ">") << byte;
   }
 }
 
-TEST(CleanText, findsABadByteWhereverItStandsInALongText) {
+TEST(CleanText, FindsABadByteWhereverItStandsInALongText) {
   for (std::size_t place = 0; place < 50; ++place) {
     std::string text(50, 'a'), expected = text;
     text[40] = expected[40] = '\n';
     text[place] = '\x01';
     expected.replace(place, 1, R);
     EXPECT_EQ(clean_text(text), expected) << place;
-    EXPECT_EQ(Clean_Text(text).c_str(), expected) << place;
+    EXPECT_EQ(CleanText(text).c_str(), expected) << place;
   }
 }
 
-TEST(CleanText, isNotCopiedWhenItMayLeaveAsItIs) {
+TEST(CleanText, IsNotCopiedWhenItMayLeaveAsItIs) {
   const std::string plain = "tab\tand a line\nof more than sixteen characters";
-  EXPECT_EQ(Clean_Text(plain).c_str(), plain.c_str());
+  EXPECT_EQ(CleanText(plain).c_str(), plain.c_str());
   const std::string accent = "caf\xC3\xA9";
-  EXPECT_EQ(Clean_Text(accent).c_str(), accent);
+  EXPECT_EQ(CleanText(accent).c_str(), accent);
 }
 
 }  // namespace

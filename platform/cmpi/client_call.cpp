@@ -7,56 +7,56 @@ namespace ovk_cimple {
 
 namespace {
 
-constexpr char default_name_space[] = "root/cimv2";
+constexpr char kDefaultNameSpace[] = "root/cimv2";
 
 String name_space_or_default(const CMPIObjectPath* path) {
   String result = name_space(path);
-  return result.empty() ? default_name_space : result;
+  return result.empty() ? kDefaultNameSpace : result;
 }
 
 }  // namespace
 
-Client_Call::Client_Call(const ManagementInterface& interface, const CMPIContext* context,
-                         const CMPIResult* result, const CMPIObjectPath* path)
+ClientCall::ClientCall(const ManagementInterface& interface, const CMPIContext* context,
+                       const CMPIResult* result, const CMPIObjectPath* path)
     : provider_(*interface.provider),
       lease_(provider_),
       context_(context),
       result_(result),
       translator_(interface.broker, name_space_or_default(path)) {}
 
-const Meta_Class* Client_Call::class_of(const CMPIObjectPath* path) const {
+const MetaClass* ClientCall::class_of(const CMPIObjectPath* path) const {
   const String name = class_name(path);
   return name.empty() ? &meta_class() : find_class(meta_class(), name);
 }
 
-void Client_Call::collect(Instance* instance, sint32 status, void* data) {
+void ClientCall::collect(Instance* instance, sint32 status, void* data) {
   auto owned = Ref<Instance>::adopt(instance);
   if (owned && status == OK)
     static_cast<std::vector<Ref<Instance>>*>(data)->push_back(std::move(owned));
 }
 
-void Client_Call::require_ok(sint32 operation, sint32 status) const {
+void ClientCall::require_ok(sint32 operation, sint32 status) const {
   const CMPIrc code = code_for(operation, status);
   if (code != CMPI_RC_OK) throw Failure{code, words_for(operation, status)};
 }
 
-void Client_Call::deliver(const Instance& instance, Selection& selection) const {
+void ClientCall::deliver(const Instance& instance, Selection& selection) const {
   lease_.require_not_ended();
   deliver(translator_.instance(instance, selection).get());
 }
 
-void Client_Call::deliver(const CMPIInstance* instance) const {
+void ClientCall::deliver(const CMPIInstance* instance) const {
   require(invoke(result_, &CMPIResultFT::returnInstance, instance), "result");
 }
 
-void Client_Call::deliver_path(const Instance& instance) const {
+void ClientCall::deliver_path(const Instance& instance) const {
   lease_.require_not_ended();
   auto path = translator_.path(instance);
   require(invoke(result_, &CMPIResultFT::returnObjectPath, path.get()), "result");
   if (!copies_paths(translator_.broker())) (void)path.release();
 }
 
-const CMPIInstance* Client_Call::fetch(const Instance& instance, const char** properties) const {
+const CMPIInstance* ClientCall::fetch(const Instance& instance, const char** properties) const {
   const CMPIBroker* const broker = translator_.broker();
   if (!context_ || !broker->bft || !broker->bft->getInstance)
     throw Failure{CMPI_RC_ERR_FAILED, "the object manager takes no up-calls"};
@@ -69,8 +69,8 @@ const CMPIInstance* Client_Call::fetch(const Instance& instance, const char** pr
   return found;
 }
 
-sint32 Client_Call::enum_instances(const char* name_space, const Instance& model,
-                                   Instance_Enumerator& enumerator) {
+sint32 ClientCall::enum_instances(const char* name_space, const Instance& model,
+                                  Instance_Enumerator& enumerator) {
   try {
     return add_instances(name_space, model, enumerator);
   } catch (const Failure& failure) {
@@ -78,8 +78,8 @@ sint32 Client_Call::enum_instances(const char* name_space, const Instance& model
   }
 }
 
-sint32 Client_Call::add_instances(const char* name_space, const Instance& model,
-                                  Instance_Enumerator& enumerator) const {
+sint32 ClientCall::add_instances(const char* name_space, const Instance& model,
+                                 Instance_Enumerator& enumerator) const {
   const CMPIBroker* const broker = translator_.broker();
   if (!context_ || !broker->bft || !broker->bft->enumerateInstances)
     return CMPI_RC_ERR_NOT_SUPPORTED;

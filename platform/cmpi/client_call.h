@@ -15,25 +15,25 @@
 
 namespace ovk_cimple {
 
-class Client_Call final : public Cimom {
+class ClientCall final : public Cimom {
  public:
   // The path gives the name space of the call. Throws Failure when the provider was ended.
-  Client_Call(const ManagementInterface& interface, const CMPIContext* context,
-              const CMPIResult* result, const CMPIObjectPath* path);
+  ClientCall(const ManagementInterface& interface, const CMPIContext* context,
+             const CMPIResult* result, const CMPIObjectPath* path);
 
-  const Meta_Class& meta_class() const { return provider_.meta_class(); }
+  const MetaClass& meta_class() const { return provider_.meta_class(); }
   const Translator& translator() const { return translator_; }
   const CMPIResult* result() const { return result_; }
 
   // The class that a path names, or null when it is unknown. A path without a class means the
   // provider's class.
-  const Meta_Class* class_of(const CMPIObjectPath* path) const;
+  const MetaClass* class_of(const CMPIObjectPath* path) const;
 
   // Performs an operation of the provider, whose up-calls come here, and returns its status.
   // Arguments as the operation lists them, after the provider.
   template <class... Arguments>
   sint32 dispatch(sint32 operation, Arguments... arguments) {
-    const Cimom_Scope scope(*this);
+    const CimomScope scope(*this);
     return lease_.dispatch(operation, argument(arguments)...);
   }
 
@@ -49,13 +49,13 @@ class Client_Call final : public Cimom {
   // once. If the sink throws, the rest is dropped; the provider still comes to its normal end
   // before the exception goes on.
   template <class Sink>
-  void enumerate_all(const Meta_Class& model_class, Sink sink) {
+  void enumerate_all(const MetaClass& model_class, Sink sink) {
     const auto model = Ref<Instance>::adopt(create(model_class));
     struct Receiver {
       Sink& sink;
       std::exception_ptr failure;
     } receiver{sink, nullptr};
-    const Enum_Callback callback = [](Instance* instance, sint32 status, void* data) {
+    const EnumCallback callback = [](Instance* instance, sint32 status, void* data) {
       auto owned = Ref<Instance>::adopt(instance);
       auto& receiver = *static_cast<Receiver*>(data);
       if (!owned || status != OK || receiver.failure) return;
@@ -67,10 +67,10 @@ class Client_Call final : public Cimom {
         receiver.failure = std::current_exception();
       }
     };
-    const sint32 status = dispatch(ENUM_INSTANCES, model.get(), reinterpret_cast<void*>(callback),
+    const sint32 status = dispatch(EnumInstances, model.get(), reinterpret_cast<void*>(callback),
                                    static_cast<void*>(&receiver));
     if (receiver.failure) std::rethrow_exception(receiver.failure);
-    require_ok(ENUM_INSTANCES, status);
+    require_ok(EnumInstances, status);
   }
 
   // Throws Failure unless the provider's status is OK.
@@ -97,8 +97,8 @@ class Client_Call final : public Cimom {
   static void* argument(const Instance* instance) { return const_cast<Instance*>(instance); }
   static void* argument(const char* text) { return const_cast<char*>(text); }
 
-  Adapted_Provider& provider_;
-  const Adapted_Provider::Lease lease_;
+  AdaptedProvider& provider_;
+  const AdaptedProvider::Lease lease_;
   const CMPIContext* const context_;
   const CMPIResult* const result_;
   const Translator translator_;
@@ -123,7 +123,7 @@ CMPIStatus perform(const void* handle, const CMPIContext* context, const CMPIRes
                    const CMPIObjectPath* path, const char* operation, Body body) {
   const auto& interface = *static_cast<const ManagementInterface*>(handle);
   try {
-    Client_Call call(interface, context, result, path);
+    ClientCall call(interface, context, result, path);
     body(call);
     return done_status(result);
   } catch (const abi::__forced_unwind&) {

@@ -5,6 +5,8 @@
 // that report 0 or 1 in a version field; that is 1.0.
 #pragma once
 
+// NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+
 #include "platform/cmpi/cmpi_types.h"
 
 struct CMPIBrokerFT;
@@ -279,3 +281,5 @@ struct CMPIBrokerMemFT {
   // Frees a C string made by newCharsCP.
   void (*freeChars)(const CMPIBroker* mb, char* chars);
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -1,6 +1,8 @@
 // CMPI: return codes and the other enumerations. All are four bytes wide.
 #pragma once
 
+// NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+
 // Up to 17 and 27, 29 the numbers are the CIM status codes.
 enum CMPIrc : unsigned int {
   CMPI_RC_OK = 0,
@@ -239,3 +241,5 @@ enum CMPIErrorProbableCause : unsigned int {
   Procedural_Error = 129,
   Unexpected_Information = 130,
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -7,6 +7,8 @@
 // parallel. No exception may leave any of them.
 #pragma once
 
+// NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+
 #include "platform/cmpi/cmpi_types.h"
 
 struct CMPIInstanceMIFT;
@@ -215,3 +217,5 @@ using CMPICreateIndicationMI = CMPIIndicationMI*(const CMPIBroker* mb, const CMP
 using CMPICreateGenericIndicationMI = CMPIIndicationMI*(const CMPIBroker* mb,
                                                         const CMPIContext* ctx, const char* miName,
                                                         CMPIStatus* rc);
+
+// NOLINTEND(readability-identifier-naming)

@@ -3,6 +3,8 @@
 // Release is for clones; a clone outlives the interface function that made it.
 #pragma once
 
+// NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+
 #include "platform/cmpi/cmpi_types.h"
 
 struct CMPIContextFT;
@@ -281,3 +283,5 @@ struct CMPIDateTimeFT {
   // 1 for a duration.
   CMPIBoolean (*isInterval)(const CMPIDateTime* dt, CMPIStatus* rc);
 };
+
+// NOLINTEND(readability-identifier-naming)

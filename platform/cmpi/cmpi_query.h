@@ -1,6 +1,8 @@
 // CMPI: tables of the objects that queries, filters and extended errors consist of.
 #pragma once
 
+// NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+
 #include "platform/cmpi/cmpi_objects.h"
 
 // A parsed query.
@@ -108,3 +110,5 @@ struct CMPIErrorFT {
   CMPIStatus (*setCIMStatusCodeDescription)(const CMPIError* er, const char* scd);
   CMPIStatus (*setMessageArguments)(const CMPIError* er, const CMPIArray* values);
 };
+
+// NOLINTEND(readability-identifier-naming)

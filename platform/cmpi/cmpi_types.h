@@ -1,6 +1,8 @@
 // CMPI: scalars, values, type codes, states, versions, flags and capabilities.
 #pragma once
 
+// NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -252,3 +254,5 @@ inline constexpr char CMPIPrincipal[] = "CMPIPrincipal";
 inline constexpr char CMPIRole[] = "CMPIRole";
 inline constexpr char CMPIAcceptLanguage[] = "CMPIAcceptLanguage";
 inline constexpr char CMPIContentLanguage[] = "CMPIContentLanguage";
+
+// NOLINTEND(readability-identifier-naming)

@@ -9,13 +9,13 @@ namespace {
 // The operation that a provider refuses with this "unsupported" status.
 const char* activity_of(sint32 status) {
   switch (status) {
-    case GET_INSTANCE_UNSUPPORTED:
+    case GetInstanceUnsupported:
       return "getting single instances";
-    case CREATE_INSTANCE_UNSUPPORTED:
+    case CreateInstanceUnsupported:
       return "creating instances";
-    case DELETE_INSTANCE_UNSUPPORTED:
+    case DeleteInstanceUnsupported:
       return "deleting instances";
-    case MODIFY_INSTANCE_UNSUPPORTED:
+    case ModifyInstanceUnsupported:
       return "modifying instances";
     default:
       return "following associations";
@@ -28,20 +28,20 @@ CMPIrc code_for(sint32 operation, sint32 status) {
   switch (status) {
     case OK:
       return CMPI_RC_OK;
-    case GET_INSTANCE_NOT_FOUND:
-      return operation == GET_INSTANCE ? CMPI_RC_ERR_NOT_FOUND : CMPI_RC_ERR_FAILED;
-    case GET_INSTANCE_UNSUPPORTED:
-    case CREATE_INSTANCE_UNSUPPORTED:
-    case DELETE_INSTANCE_UNSUPPORTED:
-    case MODIFY_INSTANCE_UNSUPPORTED:
-    case ENUM_ASSOCIATOR_NAMES_UNSUPPORTED:
-    case ENUM_REFERENCES_UNSUPPORTED:
-    case ENUM_ASSOCIATORS_UNSUPPORTED:
+    case GetInstanceNotFound:
+      return operation == GetInstance ? CMPI_RC_ERR_NOT_FOUND : CMPI_RC_ERR_FAILED;
+    case GetInstanceUnsupported:
+    case CreateInstanceUnsupported:
+    case DeleteInstanceUnsupported:
+    case ModifyInstanceUnsupported:
+    case EnumAssociatorNamesUnsupported:
+    case EnumReferencesUnsupported:
+    case EnumAssociatorsUnsupported:
       return CMPI_RC_ERR_NOT_SUPPORTED;
-    case METHOD_UNSUPPORTED:
+    case MethodUnsupported:
       return CMPI_RC_ERR_METHOD_NOT_AVAILABLE;
-    case UNKNOWN_OPERATION:
-      return operation == INVOKE_METHOD ? CMPI_RC_ERR_METHOD_NOT_FOUND : CMPI_RC_ERR_FAILED;
+    case UnknownOperation:
+      return operation == InvokeMethod ? CMPI_RC_ERR_METHOD_NOT_FOUND : CMPI_RC_ERR_FAILED;
     default:
       return CMPI_RC_ERR_FAILED;
   }

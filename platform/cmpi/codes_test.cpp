@@ -7,34 +7,34 @@
 namespace ovk_cimple {
 namespace {
 
-TEST(Codes, everyProviderStatusHasOneAndItsWords) {
+TEST(Codes, EveryProviderStatusHasOneAndItsWords) {
   struct Entry {
     sint32 operation, status;
     CMPIrc code;
     std::string words = {};
   };
   const Entry entries[] = {
-      {ENUM_INSTANCES, 0, CMPI_RC_OK},
-      {GET_INSTANCE, 60, CMPI_RC_ERR_NOT_FOUND, "there is no such instance"},
-      {ENUM_INSTANCES, 60, CMPI_RC_ERR_FAILED, "it failed, with the provider's code 60"},
-      {GET_INSTANCE, 61, CMPI_RC_ERR_NOT_SUPPORTED,
+      {EnumInstances, 0, CMPI_RC_OK},
+      {GetInstance, 60, CMPI_RC_ERR_NOT_FOUND, "there is no such instance"},
+      {EnumInstances, 60, CMPI_RC_ERR_FAILED, "it failed, with the provider's code 60"},
+      {GetInstance, 61, CMPI_RC_ERR_NOT_SUPPORTED,
        "getting single instances of this class is not supported"},
-      {CREATE_INSTANCE, 81, CMPI_RC_ERR_NOT_SUPPORTED,
+      {CreateInstance, 81, CMPI_RC_ERR_NOT_SUPPORTED,
        "creating instances of this class is not supported"},
-      {DELETE_INSTANCE, 91, CMPI_RC_ERR_NOT_SUPPORTED,
+      {DeleteInstance, 91, CMPI_RC_ERR_NOT_SUPPORTED,
        "deleting instances of this class is not supported"},
-      {MODIFY_INSTANCE, 101, CMPI_RC_ERR_NOT_SUPPORTED,
+      {ModifyInstance, 101, CMPI_RC_ERR_NOT_SUPPORTED,
        "modifying instances of this class is not supported"},
-      {ENUM_ASSOCIATOR_NAMES, 111, CMPI_RC_ERR_NOT_SUPPORTED,
+      {EnumAssociatorNames, 111, CMPI_RC_ERR_NOT_SUPPORTED,
        "following associations of this class is not supported"},
-      {ENUM_REFERENCES, 121, CMPI_RC_ERR_NOT_SUPPORTED,
+      {EnumReferences, 121, CMPI_RC_ERR_NOT_SUPPORTED,
        "following associations of this class is not supported"},
-      {ENUM_ASSOCIATORS, 171, CMPI_RC_ERR_NOT_SUPPORTED,
+      {EnumAssociators, 171, CMPI_RC_ERR_NOT_SUPPORTED,
        "following associations of this class is not supported"},
-      {INVOKE_METHOD, 131, CMPI_RC_ERR_METHOD_NOT_AVAILABLE, "this method is not supported"},
-      {INVOKE_METHOD, -1, CMPI_RC_ERR_METHOD_NOT_FOUND, "this class has no such method"},
-      {ENUM_ASSOCIATORS, -1, CMPI_RC_ERR_FAILED, "it failed, with the provider's code -1"},
-      {ENUM_INSTANCES, 1, CMPI_RC_ERR_FAILED, "it failed, with the provider's code 1"},
+      {InvokeMethod, 131, CMPI_RC_ERR_METHOD_NOT_AVAILABLE, "this method is not supported"},
+      {InvokeMethod, -1, CMPI_RC_ERR_METHOD_NOT_FOUND, "this class has no such method"},
+      {EnumAssociators, -1, CMPI_RC_ERR_FAILED, "it failed, with the provider's code -1"},
+      {EnumInstances, 1, CMPI_RC_ERR_FAILED, "it failed, with the provider's code 1"},
   };
   for (const Entry& entry : entries) {
     EXPECT_EQ(code_for(entry.operation, entry.status), entry.code)

@@ -9,7 +9,7 @@ namespace {
 
 // A key may be a reference whose keys are references in turn. Clients choose the depth, so that it
 // needs a bound.
-constexpr int deepest = 4;
+constexpr int kDeepest = 4;
 
 bool is_null(const CMPIData& data) {
   if (data.state & (CMPI_nullValue | CMPI_notFound | CMPI_badValue)) return true;
@@ -20,7 +20,7 @@ bool is_null(const CMPIData& data) {
 
 // Some object managers hand over an empty string as null. For a key that is missing they set an
 // error status.
-bool is_empty_key(const CMPIData& data, const Meta_Property& property) {
+bool is_empty_key(const CMPIData& data, const MetaProperty& property) {
   const bool null = (data.state & ~CMPI_keyValue) == CMPI_nullValue;
   return null && property.type == Type::string && !property.array;
 }
@@ -76,20 +76,19 @@ std::optional<Scalar> scalar_of(const CMPIData& data) {
 
 // Converts one value that is not null.
 template <class T>
-std::optional<T> single(const CMPIData& data, const Meta_Property&, int) {
+std::optional<T> single(const CMPIData& data, const MetaProperty&, int) {
   const std::optional<Scalar> scalar = scalar_of(data);
   return scalar ? convert<T>(*scalar) : std::nullopt;
 }
 
 template <>
-std::optional<Datetime> single(const CMPIData& data, const Meta_Property& property, int depth) {
+std::optional<Datetime> single(const CMPIData& data, const MetaProperty& property, int depth) {
   const std::optional<String> text = single<String>(data, property, depth);
   return text ? Datetime::parse(*text) : std::nullopt;
 }
 
 template <>
-std::optional<Ref<Instance>> single(const CMPIData& data, const Meta_Property& property,
-                                    int depth) {
+std::optional<Ref<Instance>> single(const CMPIData& data, const MetaProperty& property, int depth) {
   Ref<Instance> instance;
   if (property.reference_class && data.type == CMPI_ref)
     instance = read_path(data.value.ref, *property.reference_class, depth + 1);
@@ -99,7 +98,7 @@ std::optional<Ref<Instance>> single(const CMPIData& data, const Meta_Property& p
 }
 
 template <class T>
-std::optional<T> whole(const CMPIData& data, const Meta_Property& property, int depth, T*) {
+std::optional<T> whole(const CMPIData& data, const MetaProperty& property, int depth, T*) {
   if (data.type & CMPI_ARRAY) return std::nullopt;
   return single<T>(data, property, depth);
 }
@@ -107,7 +106,7 @@ std::optional<T> whole(const CMPIData& data, const Meta_Property& property, int 
 // A single value for an array counts as an array of one element, because the requests of some
 // clients do not tell them apart.
 template <class T>
-std::optional<Array<T>> whole(const CMPIData& data, const Meta_Property& property, int depth,
+std::optional<Array<T>> whole(const CMPIData& data, const MetaProperty& property, int depth,
                               Array<T>*) {
   CMPIStatus status{};
   const bool array = data.type & CMPI_ARRAY;
@@ -130,7 +129,7 @@ std::optional<Array<T>> whole(const CMPIData& data, const Meta_Property& propert
 
 }  // namespace
 
-Reading read(const CMPIData& data, Instance& holder, const Meta_Property& property, int depth) {
+Reading read(const CMPIData& data, Instance& holder, const MetaProperty& property, int depth) {
   return visit(&holder, property, [&]<class T>(Property<T>& target) {
     target.set_null();
     if (is_null(data)) return Reading::EMPTY;
@@ -155,38 +154,38 @@ String name_space(const CMPIObjectPath* path) {
   return text;
 }
 
-const Meta_Class* find_class(const Meta_Class& declared, const String& name) {
+const MetaClass* find_class(const MetaClass& declared, const String& name) {
   return declared.repository ? declared.repository->find(name.c_str()) : nullptr;
 }
 
 void read_keys(const CMPIObjectPath* path, Instance& instance, int depth) {
-  for (const Meta_Property& property : instance.meta_class->properties) {
+  for (const MetaProperty& property : instance.meta_class->properties) {
     if (!property.key) continue;
     const CMPIData data = read_data(path, &CMPIObjectPathFT::getKey, property.name);
     read(is_empty_key(data, property) ? empty_text() : data, instance, property, depth);
   }
 }
 
-Ref<Instance> read_path(const CMPIObjectPath* path, const Meta_Class& declared, int depth) {
-  if (!path || depth > deepest) return {};
-  const Meta_Class* const meta = find_class(declared, class_name(path));
+Ref<Instance> read_path(const CMPIObjectPath* path, const MetaClass& declared, int depth) {
+  if (!path || depth > kDeepest) return {};
+  const MetaClass* const meta = find_class(declared, class_name(path));
   auto instance = Ref<Instance>::adopt(create(meta ? *meta : declared));
   instance->name_space = name_space(path);
   read_keys(path, *instance, depth);
   return instance;
 }
 
-Ref<Instance> read_instance(const CMPIInstance* instance, const Meta_Class& declared,
+Ref<Instance> read_instance(const CMPIInstance* instance, const MetaClass& declared,
                             const String& name_space) {
   if (!instance) return {};
   CMPIStatus status{};
   const CMPIObjectPath* const path = invoke(instance, &CMPIInstanceFT::getObjectPath, &status);
-  const Meta_Class* const meta = find_class(declared, class_name(path));
+  const MetaClass* const meta = find_class(declared, class_name(path));
   auto result = Ref<Instance>::adopt(create(meta ? *meta : declared));
   result->name_space = ovk_cimple::name_space(path);
   if (result->name_space.empty()) result->name_space = name_space;
   read_keys(path, *result);
-  for (const Meta_Property& property : result->meta_class->properties) {
+  for (const MetaProperty& property : result->meta_class->properties) {
     const CMPIData data = read_data(instance, &CMPIInstanceFT::getProperty, property.name);
     // The instance may lack its keys and have them in its path only.
     if (!property.key || !is_null(data)) read(data, *result, property);

@@ -16,7 +16,7 @@ enum class Reading {
 };
 
 // Sets a property from a value, converting by meaning where the types differ.
-Reading read(const CMPIData& data, Instance& holder, const Meta_Property& property, int depth = 0);
+Reading read(const CMPIData& data, Instance& holder, const MetaProperty& property, int depth = 0);
 
 // What a path holds, or empty when it holds none. A leading slash of the name space is removed.
 String class_name(const CMPIObjectPath* path);
@@ -24,17 +24,17 @@ String name_space(const CMPIObjectPath* path);
 
 // The class of that name, from the repository of the declared class. Null for a name that the
 // repository does not know.
-const Meta_Class* find_class(const Meta_Class& declared, const String& name);
+const MetaClass* find_class(const MetaClass& declared, const String& name);
 
 // Sets the key properties from the path's keys.
 void read_keys(const CMPIObjectPath* path, Instance& instance, int depth = 0);
 
 // An instance with the path's keys and name space. Its class is the path's, or the declared one if
 // the path's is unknown. Null for a null path, and for keys that refer to each other too deeply.
-Ref<Instance> read_path(const CMPIObjectPath* path, const Meta_Class& declared, int depth = 0);
+Ref<Instance> read_path(const CMPIObjectPath* path, const MetaClass& declared, int depth = 0);
 
 // The same for an instance, with all its properties. name_space replaces one that is missing.
-Ref<Instance> read_instance(const CMPIInstance* instance, const Meta_Class& declared,
+Ref<Instance> read_instance(const CMPIInstance* instance, const MetaClass& declared,
                             const String& name_space);
 
 }  // namespace ovk_cimple

@@ -11,8 +11,8 @@ namespace {
 
 // Of the path's class and the provider's class the one that derives from the other; null when
 // neither does. A class that the repository does not know is not related to ours.
-const Meta_Class* served_class(Client_Call& call, const Meta_Class* wanted) {
-  const Meta_Class& own = call.meta_class();
+const MetaClass* served_class(ClientCall& call, const MetaClass* wanted) {
+  const MetaClass& own = call.meta_class();
   if (!wanted) return nullptr;
   if (is_subclass(own, *wanted)) return wanted;
   return is_subclass(*wanted, own) ? &own : nullptr;
@@ -20,9 +20,9 @@ const Meta_Class* served_class(Client_Call& call, const Meta_Class* wanted) {
 
 // Hands the instances of the path's class to the sink, void(Ref<Instance>), one by one.
 template <class Sink>
-void each_instance(Client_Call& call, const CMPIObjectPath* path, Sink sink) {
-  const Meta_Class* const wanted = call.class_of(path);
-  const Meta_Class* const served = served_class(call, wanted);
+void each_instance(ClientCall& call, const CMPIObjectPath* path, Sink sink) {
+  const MetaClass* const wanted = call.class_of(path);
+  const MetaClass* const served = served_class(call, wanted);
   if (!served) return;
   call.enumerate_all(*served, [&](Ref<Instance> instance) {
     if (is_a(instance.get(), *wanted)) sink(std::move(instance));
@@ -31,8 +31,8 @@ void each_instance(Client_Call& call, const CMPIObjectPath* path, Sink sink) {
 
 // The instance that a path or instance stands for, of the provider's class or a subclass. Null when
 // it cannot be of such a class.
-Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
-  const Meta_Class* const served = served_class(call, call.class_of(path));
+Ref<Instance> target_of(ClientCall& call, const CMPIObjectPath* path) {
+  const MetaClass* const served = served_class(call, call.class_of(path));
   if (!served) return {};
   auto target = Ref<Instance>::adopt(create(*served));
   target->name_space = name_space(path);
@@ -40,14 +40,14 @@ Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
   return target;
 }
 
-Ref<Instance> find(Client_Call& call, const CMPIObjectPath* path) {
+Ref<Instance> find(ClientCall& call, const CMPIObjectPath* path) {
   const auto model = target_of(call, path);
   if (!model) return {};
   Instance* slot = nullptr;
-  const sint32 status = call.dispatch(GET_INSTANCE, model.get(), static_cast<void*>(&slot));
+  const sint32 status = call.dispatch(GetInstance, model.get(), static_cast<void*>(&slot));
   auto found = Ref<Instance>::adopt(slot);
-  if (status != GET_INSTANCE_UNSUPPORTED) {
-    call.require_ok(GET_INSTANCE, status);
+  if (status != GetInstanceUnsupported) {
+    call.require_ok(GetInstance, status);
     return found;
   }
   each_instance(call, path, [&](Ref<Instance> instance) {
@@ -62,16 +62,15 @@ CMPIStatus cleanup(CMPIInstanceMI* mi, const CMPIContext*, CMPIBoolean terminati
 
 CMPIStatus enumerate_instance_names(CMPIInstanceMI* mi, const CMPIContext* context,
                                     const CMPIResult* result, const CMPIObjectPath* path) {
-  return perform(
-      mi->hdl, context, result, path, "enumerate instance names", [&](Client_Call& call) {
-        each_instance(call, path, [&](const auto& instance) { call.deliver_path(*instance); });
-      });
+  return perform(mi->hdl, context, result, path, "enumerate instance names", [&](ClientCall& call) {
+    each_instance(call, path, [&](const auto& instance) { call.deliver_path(*instance); });
+  });
 }
 
 CMPIStatus enumerate_instances(CMPIInstanceMI* mi, const CMPIContext* context,
                                const CMPIResult* result, const CMPIObjectPath* path,
                                const char** properties) {
-  return perform(mi->hdl, context, result, path, "enumerate instances", [&](Client_Call& call) {
+  return perform(mi->hdl, context, result, path, "enumerate instances", [&](ClientCall& call) {
     Selection selection(properties);
     each_instance(call, path, [&](const auto& instance) { call.deliver(*instance, selection); });
   });
@@ -79,7 +78,7 @@ CMPIStatus enumerate_instances(CMPIInstanceMI* mi, const CMPIContext* context,
 
 CMPIStatus get_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
                         const CMPIObjectPath* path, const char** properties) {
-  return perform(mi->hdl, context, result, path, "get instance", [&](Client_Call& call) {
+  return perform(mi->hdl, context, result, path, "get instance", [&](ClientCall& call) {
     const auto instance = find(call, path);
     if (!instance) throw Failure{CMPI_RC_ERR_NOT_FOUND, "no such instance"};
     Selection selection(properties);
@@ -88,7 +87,7 @@ CMPIStatus get_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CM
 }
 
 // Converts an instance of the object manager to one of the provider's class. Throws Failure.
-Ref<Instance> given_instance(Client_Call& call, const CMPIObjectPath* path,
+Ref<Instance> given_instance(ClientCall& call, const CMPIObjectPath* path,
                              const CMPIInstance* instance) {
   auto result = read_instance(instance, call.meta_class(), name_space(path));
   if (!result || !is_a(result.get(), call.meta_class()))
@@ -98,9 +97,9 @@ Ref<Instance> given_instance(Client_Call& call, const CMPIObjectPath* path,
 
 CMPIStatus create_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
                            const CMPIObjectPath* path, const CMPIInstance* given) {
-  return perform(mi->hdl, context, result, path, "create instance", [&](Client_Call& call) {
+  return perform(mi->hdl, context, result, path, "create instance", [&](ClientCall& call) {
     const auto instance = given_instance(call, path, given);
-    call.require_ok(CREATE_INSTANCE, call.dispatch(CREATE_INSTANCE, instance.get()));
+    call.require_ok(CreateInstance, call.dispatch(CreateInstance, instance.get()));
     // Not released: some object managers read the path only after this function has returned.
     auto created = call.translator().path(*instance);
     require(invoke(result, &CMPIResultFT::returnObjectPath, created.release()), "result");
@@ -110,7 +109,7 @@ CMPIStatus create_instance(CMPIInstanceMI* mi, const CMPIContext* context, const
 CMPIStatus modify_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
                            const CMPIObjectPath* path, const CMPIInstance* given,
                            const char** properties) {
-  return perform(mi->hdl, context, result, path, "modify instance", [&](Client_Call& call) {
+  return perform(mi->hdl, context, result, path, "modify instance", [&](ClientCall& call) {
     const auto model = target_of(call, path);
     if (!model) throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "not a class of this provider"};
     const auto instance = given_instance(call, path, given);
@@ -118,20 +117,20 @@ CMPIStatus modify_instance(CMPIInstanceMI* mi, const CMPIContext* context, const
     // no value.
     Selection selection(properties);
     const auto& selected = selection.of(*instance->meta_class);
-    for (const Meta_Property& property : instance->meta_class->properties)
+    for (const MetaProperty& property : instance->meta_class->properties)
       if (std::ranges::find(selected, &property) == selected.end())
         visit(instance.get(), property, [](auto& value) { value.set_null(); });
     read_keys(path, *instance);
-    call.require_ok(MODIFY_INSTANCE, call.dispatch(MODIFY_INSTANCE, model.get(), instance.get()));
+    call.require_ok(ModifyInstance, call.dispatch(ModifyInstance, model.get(), instance.get()));
   });
 }
 
 CMPIStatus delete_instance(CMPIInstanceMI* mi, const CMPIContext* context, const CMPIResult* result,
                            const CMPIObjectPath* path) {
-  return perform(mi->hdl, context, result, path, "delete instance", [&](Client_Call& call) {
+  return perform(mi->hdl, context, result, path, "delete instance", [&](ClientCall& call) {
     const auto target = target_of(call, path);
     if (!target) throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "not a class of this provider"};
-    call.require_ok(DELETE_INSTANCE, call.dispatch(DELETE_INSTANCE, target.get()));
+    call.require_ok(DeleteInstance, call.dispatch(DeleteInstance, target.get()));
   });
 }
 
@@ -149,7 +148,7 @@ CMPIStatus enumerate_instances_filtered(CMPIInstanceMI*, const CMPIContext*, con
 
 }  // namespace
 
-const CMPIInstanceMIFT instance_functions = {
+const CMPIInstanceMIFT kInstanceFunctions = {
     .ftVersion = CMPIVersion210,
     .miVersion = 1,
     .miName = "ovk_cimple",

@@ -6,7 +6,7 @@ namespace ovk_cimple {
 
 namespace {
 
-constexpr int deepest = 4;  // references as keys of references
+constexpr int kDeepest = 4;  // references as keys of references
 
 bool same_keys_at(const Instance& left, const Instance& right, int depth);
 
@@ -21,7 +21,7 @@ bool same_value(const String& left, const String& right, int) {
 }
 bool same_value(const Ref<Instance>& left, const Ref<Instance>& right, int depth) {
   if (!left || !right) return !left && !right;
-  return left->meta_class == right->meta_class && depth < deepest &&
+  return left->meta_class == right->meta_class && depth < kDeepest &&
          same_keys_at(*left, *right, depth + 1);
 }
 template <class T>
@@ -30,7 +30,7 @@ bool same_value(const Array<T>&, const Array<T>&, int) {
 }
 
 bool same_keys_at(const Instance& left, const Instance& right, int depth) {
-  for (const Meta_Property& property : left.meta_class->properties) {
+  for (const MetaProperty& property : left.meta_class->properties) {
     if (!property.key) continue;
     const bool same = visit(&left, property, [&]<class T>(const Property<T>& value) {
       const auto& other = *reinterpret_cast<const Property<T>*>(
@@ -45,15 +45,15 @@ bool same_keys_at(const Instance& left, const Instance& right, int depth) {
 
 const char* given(const char* name) { return name && *name ? name : nullptr; }
 
-bool fits_role(const char* role, const Meta_Property& property) {
+bool fits_role(const char* role, const MetaProperty& property) {
   return !given(role) || same_name(role, property.name);
 }
 
-bool related(const Meta_Class* left, const Meta_Class* right) {
+bool related(const MetaClass* left, const MetaClass* right) {
   return !left || !right || is_subclass(*left, *right) || is_subclass(*right, *left);
 }
 
-const Ref<Instance>& end_of(const Instance& association, const Meta_Property& property) {
+const Ref<Instance>& end_of(const Instance& association, const MetaProperty& property) {
   return reinterpret_cast<const Property<Ref<Instance>>*>(
              reinterpret_cast<const char*>(&association) + property.offset)
       ->value();
@@ -72,15 +72,15 @@ bool same_path(const Instance& left, const Instance& right, const String& name_s
 }
 
 bool holds_more_than_keys(const Instance& instance) {
-  for (const Meta_Property& property : instance.meta_class->properties)
+  for (const MetaProperty& property : instance.meta_class->properties)
     if (!property.key &&
         !visit(&instance, property, [](const auto& value) { return value.null(); }))
       return true;
   return false;
 }
 
-Association_Filter::Association_Filter(const Meta_Class& association, const Meta_Class* source,
-                                       const Association_Query& query)
+AssociationMatcher::AssociationMatcher(const MetaClass& association, const MetaClass* source,
+                                       const AssociationQuery& query)
     : far_ends_(query.far_ends), association_(&association) {
   const auto find = [&](const char* name) {
     return association.repository ? association.repository->find(name) : nullptr;
@@ -94,11 +94,11 @@ Association_Filter::Association_Filter(const Meta_Class& association, const Meta
     result_ = find(query.result_class);
     if (!result_) return;
   }
-  for (const Meta_Property& from : association.properties) {
+  for (const MetaProperty& from : association.properties) {
     if (from.type != Type::reference || from.array || !fits_role(query.role, from)) continue;
     if (from.reference_class && !is_subclass(*from.reference_class, *source)) continue;
     if (!far_ends_) ends_.push_back({&from, nullptr});
-    for (const Meta_Property& to : association.properties) {
+    for (const MetaProperty& to : association.properties) {
       if (!far_ends_ || to.type != Type::reference || to.array || &to == &from) continue;
       if (fits_role(query.result_role, to) && related(result_, to.reference_class))
         ends_.push_back({&from, &to});
@@ -106,7 +106,7 @@ Association_Filter::Association_Filter(const Meta_Class& association, const Meta
   }
 }
 
-std::vector<Ref<Instance>> Association_Filter::results(const Ref<Instance>& association,
+std::vector<Ref<Instance>> AssociationMatcher::results(const Ref<Instance>& association,
                                                        const Instance& source,
                                                        const String& name_space) const {
   std::vector<Ref<Instance>> found;
@@ -121,8 +121,8 @@ std::vector<Ref<Instance>> Association_Filter::results(const Ref<Instance>& asso
   return found;
 }
 
-bool Association_Filter::fits(const Instance& result) const {
-  const Meta_Class* const wanted = far_ends_ ? result_ : association_;
+bool AssociationMatcher::fits(const Instance& result) const {
+  const MetaClass* const wanted = far_ends_ ? result_ : association_;
   return !wanted || is_a(&result, *wanted);
 }
 

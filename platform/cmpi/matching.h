@@ -19,7 +19,7 @@ bool same_path(const Instance& left, const Instance& right, const String& name_s
 bool holds_more_than_keys(const Instance& instance);
 
 // A client's question. A null or empty name does not restrict the answer.
-struct Association_Query {
+struct AssociationQuery {
   const char* association_class;
   const char* role;
   bool far_ends;  // asked for the instances at the other end, rather than the associations
@@ -28,11 +28,11 @@ struct Association_Query {
 };
 
 // The answer to a query from one association class for one source class.
-class Association_Filter {
+class AssociationMatcher {
  public:
   // source is null for a class that is not known.
-  Association_Filter(const Meta_Class& association, const Meta_Class* source,
-                     const Association_Query& query);
+  AssociationMatcher(const MetaClass& association, const MetaClass* source,
+                     const AssociationQuery& query);
 
   // Whether any instance can match. An object manager may ask every association provider about
   // every object, and an enumeration may cost seconds.
@@ -47,13 +47,13 @@ class Association_Filter {
 
  private:
   struct Ends {
-    const Meta_Property* source;
-    const Meta_Property* result;  // null when asked for associations
+    const MetaProperty* source;
+    const MetaProperty* result;  // null when asked for associations
   };
 
   const bool far_ends_;
-  const Meta_Class* association_;
-  const Meta_Class* result_ = nullptr;  // null: any
+  const MetaClass* association_;
+  const MetaClass* result_ = nullptr;  // null: any
   std::vector<Ends> ends_;
 };
 

@@ -8,48 +8,48 @@ namespace ovk_cimple {
 namespace {
 
 struct Link : Instance {
-  static const Meta_Class static_meta_class;
-  explicit Link(const Meta_Class& meta = static_meta_class) : Instance(meta) {}
+  static const MetaClass static_meta_class;
+  explicit Link(const MetaClass& meta = static_meta_class) : Instance(meta) {}
   Property<Ref<Instance>> Drive_;
   Property<Ref<Instance>> Peer;
 };
 
-struct Strong_Link : Link {
-  static const Meta_Class static_meta_class;
-  explicit Strong_Link(const Meta_Class& meta = static_meta_class) : Link(meta) {}
+struct StrongLink : Link {
+  static const MetaClass static_meta_class;
+  explicit StrongLink(const MetaClass& meta = static_meta_class) : Link(meta) {}
 };
 
-constexpr Meta_Property link_properties[] = {
+constexpr MetaProperty kLinkProperties[] = {
     {"Drive", Type::reference, false, true, false, false, offsetof(Link, Drive_),
      &Drive::static_meta_class},
     {"Peer", Type::reference, false, true, false, false, offsetof(Link, Peer),
      &Device::static_meta_class},
 };
-extern const Meta_Repository link_repository;
-const Meta_Class Link::static_meta_class = {"Link",
-                                            nullptr,
-                                            link_properties,
-                                            {},
-                                            &link_repository,
-                                            true,
-                                            false,
-                                            construct_instance<Link>,
-                                            copy_instance<Link>,
-                                            destruct_instance<Link>};
-const Meta_Class Strong_Link::static_meta_class = {"Strong_Link",
-                                                   &Link::static_meta_class,
-                                                   link_properties,
-                                                   {},
-                                                   &link_repository,
-                                                   true,
-                                                   false,
-                                                   construct_instance<Strong_Link>,
-                                                   copy_instance<Strong_Link>,
-                                                   destruct_instance<Strong_Link>};
-constexpr const Meta_Class* link_classes[] = {&Device::static_meta_class, &Drive::static_meta_class,
-                                              &Link::static_meta_class,
-                                              &Strong_Link::static_meta_class};
-const Meta_Repository link_repository = {link_classes};
+extern const MetaRepository kLinkRepository;
+const MetaClass Link::static_meta_class = {"Link",
+                                           nullptr,
+                                           kLinkProperties,
+                                           {},
+                                           &kLinkRepository,
+                                           true,
+                                           false,
+                                           construct_instance<Link>,
+                                           copy_instance<Link>,
+                                           destruct_instance<Link>};
+const MetaClass StrongLink::static_meta_class = {"StrongLink",
+                                                 &Link::static_meta_class,
+                                                 kLinkProperties,
+                                                 {},
+                                                 &kLinkRepository,
+                                                 true,
+                                                 false,
+                                                 construct_instance<StrongLink>,
+                                                 copy_instance<StrongLink>,
+                                                 destruct_instance<StrongLink>};
+constexpr const MetaClass* kLinkClasses[] = {&Device::static_meta_class, &Drive::static_meta_class,
+                                             &Link::static_meta_class,
+                                             &StrongLink::static_meta_class};
+const MetaRepository kLinkRepository = {kLinkClasses};
 
 Ref<Drive> drive(const char* name) {
   auto result = make<Drive>();
@@ -69,7 +69,7 @@ Ref<Instance> link(Ref<Instance> from, Ref<Instance> to) {
   return result;
 }
 
-TEST(SameKeys, comparesTheKeysAlone) {
+TEST(SameKeys, ComparesTheKeysAlone) {
   auto one = drive("sda"), other = drive("sda");
   one->Size = 1;
   EXPECT_TRUE(same_keys(*one, *other));
@@ -78,17 +78,17 @@ TEST(SameKeys, comparesTheKeysAlone) {
   EXPECT_TRUE(same_keys(*make<Drive>(), *make<Drive>()));
 }
 
-TEST(SameKeys, findsAKeyThatLeftCleaned) {
+TEST(SameKeys, FindsAKeyThatLeftCleaned) {
   EXPECT_TRUE(same_keys(*drive("a\x01"), *drive("a\xEF\xBF\xBD")));
 }
 
-TEST(SameKeys, comparesReferencesByTheirKeys) {
+TEST(SameKeys, ComparesReferencesByTheirKeys) {
   EXPECT_TRUE(same_keys(*link(drive("a"), device("b")), *link(drive("a"), device("b"))));
   EXPECT_FALSE(same_keys(*link(drive("a"), device("b")), *link(drive("a"), drive("b"))));
   EXPECT_FALSE(same_keys(*link(drive("a"), device("b")), *link(drive("a"), {})));
 }
 
-TEST(SameKeys, aReferenceToNothingEqualsAnotherOne) {
+TEST(SameKeys, AReferenceToNothingEqualsAnotherOne) {
   auto nothing = make<Link>();
   nothing->Drive_ = Ref<Instance>();
   nothing->Peer = device("b");
@@ -98,7 +98,7 @@ TEST(SameKeys, aReferenceToNothingEqualsAnotherOne) {
   EXPECT_FALSE(same_keys(*something, *nothing));
 }
 
-TEST(SameKeys, endsInACircle) {
+TEST(SameKeys, EndsInACircle) {
   auto one = make<Link>(), other = make<Link>();
   one->Peer = Ref<Instance>(one);
   other->Peer = Ref<Instance>(other);
@@ -107,7 +107,7 @@ TEST(SameKeys, endsInACircle) {
   other->Peer.set_null();
 }
 
-TEST(SamePath, looksAtClassAndNameSpace) {
+TEST(SamePath, LooksAtClassAndNameSpace) {
   auto one = drive("a"), other = drive("a");
   EXPECT_TRUE(same_path(*one, *other, "root/cimv2"));
   one->name_space = "ROOT/cimv2";
@@ -116,7 +116,7 @@ TEST(SamePath, looksAtClassAndNameSpace) {
   EXPECT_FALSE(same_path(*other, *device("a"), "root/cimv2"));
 }
 
-TEST(HoldsMoreThanKeys, isTrueOfAnyOtherValue) {
+TEST(HoldsMoreThanKeys, IsTrueOfAnyOtherValue) {
   auto one = drive("a");
   EXPECT_FALSE(holds_more_than_keys(*one));
   one->Size = 0;
@@ -125,14 +125,14 @@ TEST(HoldsMoreThanKeys, isTrueOfAnyOtherValue) {
 
 struct Possible {
   const char* what;
-  const Meta_Class* source;
-  Association_Query query;
+  const MetaClass* source;
+  AssociationQuery query;
   bool possible;
 };
 
-TEST(AssociationFilter, knowsWhatCannotMatchBeforeEnumerating) {
-  const Meta_Class* const from_drive = &Drive::static_meta_class;
-  const Meta_Class* const from_device = &Device::static_meta_class;
+TEST(AssociationFilter, KnowsWhatCannotMatchBeforeEnumerating) {
+  const MetaClass* const from_drive = &Drive::static_meta_class;
+  const MetaClass* const from_device = &Device::static_meta_class;
   const Possible cases[] = {
       {"no filter", from_drive, {nullptr, nullptr, true, nullptr, nullptr}, true},
       {"empty filters", from_drive, {"", "", true, "", ""}, true},
@@ -141,7 +141,7 @@ TEST(AssociationFilter, knowsWhatCannotMatchBeforeEnumerating) {
       {"a superclass fits one end", from_device, {nullptr, nullptr, false}, true},
       {"but not the other", from_device, {nullptr, "Drive", false}, false},
       {"association class", from_drive, {"LINK", nullptr, false}, true},
-      {"association subclass", from_drive, {"Strong_Link", nullptr, false}, true},
+      {"association subclass", from_drive, {"StrongLink", nullptr, false}, true},
       {"another class", from_drive, {"Device", nullptr, false}, false},
       {"unknown class", from_drive, {"Nothing", nullptr, false}, false},
       {"role", from_drive, {nullptr, "peer", false}, true},
@@ -153,18 +153,18 @@ TEST(AssociationFilter, knowsWhatCannotMatchBeforeEnumerating) {
       {"result of no end", from_drive, {nullptr, nullptr, true, "Link", nullptr}, false},
   };
   for (const Possible& entry : cases) {
-    const Association_Filter filter(Link::static_meta_class, entry.source, entry.query);
+    const AssociationMatcher filter(Link::static_meta_class, entry.source, entry.query);
     EXPECT_EQ(filter.possible(), entry.possible) << entry.what;
   }
 }
 
 std::vector<Ref<Instance>> results(const Ref<Instance>& association, const Instance& source,
-                                   const Association_Query& query) {
-  const Association_Filter filter(Link::static_meta_class, source.meta_class, query);
+                                   const AssociationQuery& query) {
+  const AssociationMatcher filter(Link::static_meta_class, source.meta_class, query);
   return filter.results(association, source, "root/cimv2");
 }
 
-TEST(AssociationFilter, deliversTheOtherEnd) {
+TEST(AssociationFilter, DeliversTheOtherEnd) {
   const auto association = link(drive("a"), device("b"));
   const auto found = results(association, *drive("a"), {nullptr, nullptr, true});
   ASSERT_EQ(found.size(), 1u);
@@ -173,23 +173,23 @@ TEST(AssociationFilter, deliversTheOtherEnd) {
   EXPECT_EQ(results(association, *device("b"), {nullptr, nullptr, true}).size(), 1u);
 }
 
-TEST(AssociationFilter, deliversTheAssociationOnce) {
+TEST(AssociationFilter, DeliversTheAssociationOnce) {
   const auto to_itself = link(drive("a"), drive("a"));
   EXPECT_EQ(results(to_itself, *drive("a"), {nullptr, nullptr, false}).size(), 1u);
   EXPECT_EQ(results(to_itself, *drive("a"), {nullptr, nullptr, true}).size(), 2u);
 }
 
-TEST(AssociationFilter, looksAtTheRealClasses) {
+TEST(AssociationFilter, LooksAtTheRealClasses) {
   const auto weak = link(drive("a"), device("b"));
-  const auto strong = link<Strong_Link>(drive("a"), drive("c"));
-  EXPECT_TRUE(results(weak, *drive("a"), {"Strong_Link", nullptr, false}).empty());
-  EXPECT_EQ(results(strong, *drive("a"), {"Strong_Link", nullptr, false}).size(), 1u);
+  const auto strong = link<StrongLink>(drive("a"), drive("c"));
+  EXPECT_TRUE(results(weak, *drive("a"), {"StrongLink", nullptr, false}).empty());
+  EXPECT_EQ(results(strong, *drive("a"), {"StrongLink", nullptr, false}).size(), 1u);
   EXPECT_TRUE(results(weak, *drive("a"), {nullptr, nullptr, true, "Drive", nullptr}).empty());
   EXPECT_EQ(results(strong, *drive("a"), {nullptr, nullptr, true, "Drive", nullptr}).size(), 1u);
   EXPECT_EQ(results(strong, *drive("a"), {nullptr, nullptr, true, "Device", nullptr}).size(), 1u);
 }
 
-TEST(AssociationFilter, passesOverMissingEnds) {
+TEST(AssociationFilter, PassesOverMissingEnds) {
   EXPECT_TRUE(results(link({}, device("b")), *drive("a"), {nullptr, nullptr, true}).empty());
   EXPECT_TRUE(results(link(drive("a"), {}), *drive("a"), {nullptr, nullptr, true}).empty());
   EXPECT_EQ(results(link(drive("a"), {}), *drive("a"), {nullptr, nullptr, false}).size(), 1u);

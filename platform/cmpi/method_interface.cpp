@@ -7,9 +7,9 @@ namespace {
 
 // The instance that the method is called on. It is of the provider's class, even if the path names
 // a subclass that the repository does not know.
-Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
-  const Meta_Class& own = call.meta_class();
-  const Meta_Class* const named = call.class_of(path);
+Ref<Instance> target_of(ClientCall& call, const CMPIObjectPath* path) {
+  const MetaClass& own = call.meta_class();
+  const MetaClass* const named = call.class_of(path);
   if (named && !is_subclass(*named, own) && !is_subclass(own, *named))
     throw Failure{CMPI_RC_ERR_NOT_SUPPORTED, "not a class of this provider"};
   auto target = Ref<Instance>::adopt(create(named && is_subclass(own, *named) ? *named : own));
@@ -20,7 +20,7 @@ Ref<Instance> target_of(Client_Call& call, const CMPIObjectPath* path) {
 
 // Parameters that the method does not have are ignored; missing ones arrive as null.
 void read_parameters(const CMPIArgs* in, Instance& record) {
-  for (const Meta_Property& parameter : record.meta_class->properties) {
+  for (const MetaProperty& parameter : record.meta_class->properties) {
     if (!parameter.in) continue;
     const CMPIData data = read_data(in, &CMPIArgsFT::getArg, parameter.name);
     if (read(data, record, parameter) == Reading::UNFIT)
@@ -33,9 +33,8 @@ bool is_integer(Type type) { return type >= Type::uint8 && type <= Type::sint64;
 
 // Delivers a null integer as zero, because a common client fails on a reply with output parameters
 // and without a return value. Null values of other types cannot be delivered.
-void deliver_return_value(const Client_Call& call, Instance& record,
-                          const Meta_Property& property) {
-  Outgoing_Value value = call.translator().value(record, property);
+void deliver_return_value(const ClientCall& call, Instance& record, const MetaProperty& property) {
+  OutgoingValue value = call.translator().value(record, property);
   if (!value.value() && is_integer(property.type) && !property.array)
     value.set(&CMPIValue::uint64, CMPIUint64{0});
   if (!value.value()) return;
@@ -45,9 +44,9 @@ void deliver_return_value(const Client_Call& call, Instance& record,
 }
 
 // Leaves out null parameters, because a common client crashes on a parameter without a value.
-void deliver_parameter(const Client_Call& call, const Instance& record,
-                       const Meta_Property& parameter, CMPIArgs* out) {
-  const Outgoing_Value value = call.translator().value(record, parameter);
+void deliver_parameter(const ClientCall& call, const Instance& record,
+                       const MetaProperty& parameter, CMPIArgs* out) {
+  const OutgoingValue value = call.translator().value(record, parameter);
   if (out && value.value())
     require(invoke(out, &CMPIArgsFT::addArg, parameter.name, value.value(), value.type()),
             parameter.name);
@@ -60,15 +59,15 @@ CMPIStatus cleanup(CMPIMethodMI* mi, const CMPIContext*, CMPIBoolean terminating
 CMPIStatus invoke_method(CMPIMethodMI* mi, const CMPIContext* context, const CMPIResult* result,
                          const CMPIObjectPath* path, const char* method, const CMPIArgs* in,
                          CMPIArgs* out) {
-  return perform(mi->hdl, context, result, path, "invoke method", [&](Client_Call& call) {
+  return perform(mi->hdl, context, result, path, "invoke method", [&](ClientCall& call) {
     const auto target = target_of(call, path);
-    const Meta_Class* const meta = method ? find_method(*target->meta_class, method) : nullptr;
+    const MetaClass* const meta = method ? find_method(*target->meta_class, method) : nullptr;
     if (!meta) throw Failure{CMPI_RC_ERR_METHOD_NOT_FOUND, "no such method"};
     const auto record = Ref<Instance>::adopt(create(*meta));
     read_parameters(in, *record);
-    call.require_ok(INVOKE_METHOD, call.dispatch(INVOKE_METHOD, target.get(), record.get()));
-    const Meta_Property& returned = meta->properties.back();
-    for (const Meta_Property& parameter : meta->properties)
+    call.require_ok(InvokeMethod, call.dispatch(InvokeMethod, target.get(), record.get()));
+    const MetaProperty& returned = meta->properties.back();
+    for (const MetaProperty& parameter : meta->properties)
       if (parameter.out && &parameter != &returned)
         deliver_parameter(call, *record, parameter, out);
     deliver_return_value(call, *record, returned);
@@ -77,7 +76,7 @@ CMPIStatus invoke_method(CMPIMethodMI* mi, const CMPIContext* context, const CMP
 
 }  // namespace
 
-const CMPIMethodMIFT method_functions = {
+const CMPIMethodMIFT kMethodFunctions = {
     .ftVersion = CMPIVersion210,
     .miVersion = 1,
     .miName = "ovk_cimple",

@@ -11,15 +11,15 @@ extern Registration* _cimple_registration_head;
 extern const char* _cimple_module_name;
 
 // Fills a provider's record and puts it at the head of the module's list.
-inline void add_provider(Registration& record, const char* provider_name, Dispatch_Routine dispatch,
-                         const Meta_Class& meta_class) {
+inline void add_provider(Registration& record, const char* provider_name, DispatchRoutine dispatch,
+                         const MetaClass& meta_class) {
   record = {_cimple_module_name, provider_name, dispatch, &meta_class, _cimple_registration_head};
   _cimple_registration_head = &record;
 }
 
 // Null when the adapter could not create the interface. The adapter has logged the reason.
 template <class Interface>
-Interface* create_interface(Cmpi_Static_Data& data, const Registration& registration,
+Interface* create_interface(CmpiStaticData& data, const Registration& registration,
                             const CMPIBroker* broker, const CMPIContext* context, char kind) {
   void* result = nullptr;
   ovk_cimple_cmpi_adapter(67, &data, &registration, broker, context, registration.provider_name,

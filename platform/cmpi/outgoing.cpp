@@ -10,50 +10,50 @@ namespace ovk_cimple {
 namespace {
 
 // How deep references may be keys of references. Deeper ones are taken for a circle.
-constexpr int deepest = 4;
+constexpr int kDeepest = 4;
 
 // Some object managers keep a reference as text in a buffer of 4096 bytes without checking that it
 // fits.
-constexpr std::size_t longest_reference = 4000;
+constexpr std::size_t kLongestReference = 4000;
 
 // In the order of Type.
-constexpr CMPIType codes[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,
-                              CMPI_uint32,  CMPI_sint32, CMPI_uint64, CMPI_sint64,   CMPI_real32,
-                              CMPI_real64,  CMPI_char16, CMPI_string, CMPI_dateTime, CMPI_ref};
-static_assert(std::size(codes) == static_cast<std::size_t>(Type::reference) + 1);
+constexpr CMPIType kCodes[] = {CMPI_boolean, CMPI_uint8,  CMPI_sint8,  CMPI_uint16,   CMPI_sint16,
+                               CMPI_uint32,  CMPI_sint32, CMPI_uint64, CMPI_sint64,   CMPI_real32,
+                               CMPI_real64,  CMPI_char16, CMPI_string, CMPI_dateTime, CMPI_ref};
+static_assert(std::size(kCodes) == static_cast<std::size_t>(Type::reference) + 1);
 
-CMPIType code_of(Type type) { return codes[static_cast<std::size_t>(type)]; }
+CMPIType code_of(Type type) { return kCodes[static_cast<std::size_t>(type)]; }
 
 template <class T>
-constexpr auto member = nullptr;
+constexpr auto kMember = nullptr;
 template <>
-constexpr auto member<boolean> = &CMPIValue::boolean;
+constexpr auto kMember<boolean> = &CMPIValue::boolean;
 template <>
-constexpr auto member<uint8> = &CMPIValue::uint8;
+constexpr auto kMember<uint8> = &CMPIValue::uint8;
 template <>
-constexpr auto member<sint8> = &CMPIValue::sint8;
+constexpr auto kMember<sint8> = &CMPIValue::sint8;
 template <>
-constexpr auto member<uint16> = &CMPIValue::uint16;
+constexpr auto kMember<uint16> = &CMPIValue::uint16;
 template <>
-constexpr auto member<sint16> = &CMPIValue::sint16;
+constexpr auto kMember<sint16> = &CMPIValue::sint16;
 template <>
-constexpr auto member<uint32> = &CMPIValue::uint32;
+constexpr auto kMember<uint32> = &CMPIValue::uint32;
 template <>
-constexpr auto member<sint32> = &CMPIValue::sint32;
+constexpr auto kMember<sint32> = &CMPIValue::sint32;
 template <>
-constexpr auto member<uint64> = &CMPIValue::uint64;
+constexpr auto kMember<uint64> = &CMPIValue::uint64;
 template <>
-constexpr auto member<sint64> = &CMPIValue::sint64;
+constexpr auto kMember<sint64> = &CMPIValue::sint64;
 template <>
-constexpr auto member<real32> = &CMPIValue::real32;
+constexpr auto kMember<real32> = &CMPIValue::real32;
 template <>
-constexpr auto member<real64> = &CMPIValue::real64;
+constexpr auto kMember<real64> = &CMPIValue::real64;
 
 // The length of a path as text without its name space: CLASS.KEY="VALUE",KEY="VALUE".
 std::size_t text_size(const Instance& instance, int depth) {
-  constexpr std::size_t longest_number = 32;
+  constexpr std::size_t kLongestNumber = 32;
   std::size_t size = strlen(instance.meta_class->name);
-  for (const Meta_Property& property : instance.meta_class->properties) {
+  for (const MetaProperty& property : instance.meta_class->properties) {
     if (!property.key) continue;
     size += strlen(property.name) + strlen(",=\"\"");
     visit(&instance, property, [&]<class T>(const Property<T>& key) {
@@ -63,9 +63,9 @@ std::size_t text_size(const Instance& instance, int depth) {
         size += std::ranges::count_if(text, [](char c) { return c == '"' || c == '\\'; });
       } else if constexpr (std::is_same_v<T, Ref<Instance>>) {
         // A reference is quoted within the quotes of the path that holds it, at each level anew.
-        if (key.value() && depth < deepest) size += 2 * text_size(*key.value(), depth + 1);
+        if (key.value() && depth < kDeepest) size += 2 * text_size(*key.value(), depth + 1);
       } else {
-        size += longest_number;
+        size += kLongestNumber;
       }
     });
   }
@@ -74,12 +74,12 @@ std::size_t text_size(const Instance& instance, int depth) {
 
 }  // namespace
 
-const std::vector<const Meta_Property*>& Selection::of(const Meta_Class& meta) {
+const std::vector<const MetaProperty*>& Selection::of(const MetaClass& meta) {
   if (meta_ == &meta) return selected_;
   selected_.clear();
   selected_names_.clear();
   keys_.clear();
-  for (const Meta_Property& property : meta.properties) {
+  for (const MetaProperty& property : meta.properties) {
     bool wanted = property.key || !names_;
     for (const char** name = names_; !wanted && *name; ++name)
       wanted = same_name(*name, property.name);
@@ -94,50 +94,50 @@ const std::vector<const Meta_Property*>& Selection::of(const Meta_Class& meta) {
   return selected_;
 }
 
-void Translator::put(Outgoing_Value& result, const String& text) const {
+void Translator::put(OutgoingValue& result, const String& text) const {
   result.own(&CMPIValue::string,
-             make(broker_, "string", &CMPIBrokerEncFT::newString, Clean_Text(text).c_str()));
+             make(broker_, "string", &CMPIBrokerEncFT::newString, CleanText(text).c_str()));
 }
 
-void Translator::put(Outgoing_Value& result, const Datetime& time) const {
+void Translator::put(OutgoingValue& result, const Datetime& time) const {
   // Made from its text, because some object managers read the binary form wrongly.
   result.own(
       &CMPIValue::dateTime,
       make(broker_, "date-time", &CMPIBrokerEncFT::newDateTimeFromChars, time.to_string().c_str()));
 }
 
-void Translator::put(Outgoing_Value& result, const Ref<Instance>& reference, int depth) const {
-  if (!reference || depth >= deepest) return;
+void Translator::put(OutgoingValue& result, const Ref<Instance>& reference, int depth) const {
+  if (!reference || depth >= kDeepest) return;
   const String& own = reference->name_space;
   const String& name_space = own.empty() ? name_space_ : own;
   // A reference that is too long is delivered as null.
-  if (name_space.size() + text_size(*reference, depth) > longest_reference) return;
+  if (name_space.size() + text_size(*reference, depth) > kLongestReference) return;
   result.own(&CMPIValue::ref, path(*reference, depth + 1));
 }
 
 template <class T>
-void Translator::put_element(Outgoing_Value& result, const T& value, int depth) const {
+void Translator::put_element(OutgoingValue& result, const T& value, int depth) const {
   if constexpr (std::is_same_v<T, char16>)
     result.set(&CMPIValue::char16, is_clean(value) ? value : 0xFFFD);
   else if constexpr (std::is_same_v<T, Ref<Instance>>)
     put(result, value, depth);
   else if constexpr (std::is_arithmetic_v<T>)
-    result.set(member<T>, value);
+    result.set(kMember<T>, value);
   else
     put(result, value);
 }
 
-Outgoing_Value Translator::value(const Instance& holder, const Meta_Property& property,
-                                 int depth) const {
+OutgoingValue Translator::value(const Instance& holder, const MetaProperty& property,
+                                int depth) const {
   const CMPIType code = code_of(property.type);
-  Outgoing_Value result(property.array ? code | CMPI_ARRAY : code);
+  OutgoingValue result(property.array ? code | CMPI_ARRAY : code);
   const auto put_any = [&]<class T>(const T& value) { put_element(result, value, depth); };
   const auto put_array = [&]<class T>(const Array<T>& values) {
     // A null reference is left out, because an element without a value crashes some object
     // managers.
-    std::vector<Outgoing_Value> elements;
+    std::vector<OutgoingValue> elements;
     for (const T& value : values) {
-      Outgoing_Value element(code);
+      OutgoingValue element(code);
       put_element(element, value, depth);
       if (element.value()) elements.push_back(std::move(element));
     }
@@ -167,7 +167,7 @@ Made<CMPIObjectPath> Translator::class_path(const char* name_space, const char* 
 
 namespace {
 
-void add_key(CMPIObjectPath* path, const char* name, const Outgoing_Value& key) {
+void add_key(CMPIObjectPath* path, const char* name, const OutgoingValue& key) {
   if (key.value())
     require(invoke(path, &CMPIObjectPathFT::addKey, name, key.value(), key.type()), name);
 }
@@ -177,7 +177,7 @@ void add_key(CMPIObjectPath* path, const char* name, const Outgoing_Value& key) 
 Made<CMPIObjectPath> Translator::path(const Instance& instance, int depth) const {
   const String& own = instance.name_space;
   auto result = class_path((own.empty() ? name_space_ : own).c_str(), instance.meta_class->name);
-  for (const Meta_Property& property : instance.meta_class->properties)
+  for (const MetaProperty& property : instance.meta_class->properties)
     if (property.key) add_key(result.get(), property.name, value(instance, property, depth));
   return result;
 }
@@ -187,21 +187,21 @@ Made<CMPIInstance> Translator::instance(const Instance& instance, Selection& sel
   auto path = class_path((own.empty() ? name_space_ : own).c_str(), instance.meta_class->name);
   // Each key is made once and used twice, for the path and for its property.
   const auto& selected = selection.of(*instance.meta_class);
-  std::vector<Outgoing_Value>& keys = selection.key_values();
+  std::vector<OutgoingValue>& keys = selection.key_values();
   keys.clear();
-  for (const Meta_Property* property : selected)
+  for (const MetaProperty* property : selected)
     if (property->key) keys.push_back(value(instance, *property));
   // Object managers accept a new instance with all keys or with none.
-  if (std::ranges::all_of(keys, &Outgoing_Value::value)) {
+  if (std::ranges::all_of(keys, &OutgoingValue::value)) {
     auto key = keys.begin();
-    for (const Meta_Property* property : selected)
+    for (const MetaProperty* property : selected)
       if (property->key) add_key(path.get(), property->name, *key++);
   }
   auto result = make(broker_, "instance", &CMPIBrokerEncFT::newInstance, path.get());
 
   auto key = keys.begin();
-  for (const Meta_Property* property : selected) {
-    const Outgoing_Value value =
+  for (const MetaProperty* property : selected) {
+    const OutgoingValue value =
         property->key ? std::move(*key++) : this->value(instance, *property);
     const CMPIStatus status = invoke(result.get(), &CMPIInstanceFT::setProperty, property->name,
                                      value.value(), value.type());

@@ -11,9 +11,9 @@
 namespace ovk_cimple {
 
 // A value with the object that was made for it.
-class Outgoing_Value {
+class OutgoingValue {
  public:
-  explicit Outgoing_Value(CMPIType type) : type_(type) {}
+  explicit OutgoingValue(CMPIType type) : type_(type) {}
 
   CMPIType type() const { return type_; }
   // Null if the CIM value is null.
@@ -54,20 +54,20 @@ class Selection {
 
   bool everything() const { return !names_; }
   // Valid until asked for another class.
-  const std::vector<const Meta_Property*>& of(const Meta_Class& meta);
+  const std::vector<const MetaProperty*>& of(const MetaClass& meta);
   // The names of those, and of the keys among them, each list with a null behind the last, as
   // property filters take them.
   const char** names() { return selected_names_.data(); }
   const char** keys() { return keys_.data(); }
   // Room for the values of the keys of an instance, kept from one to the next.
-  std::vector<Outgoing_Value>& key_values() { return key_values_; }
+  std::vector<OutgoingValue>& key_values() { return key_values_; }
 
  private:
   const char** names_;
-  const Meta_Class* meta_ = nullptr;
-  std::vector<const Meta_Property*> selected_;
+  const MetaClass* meta_ = nullptr;
+  std::vector<const MetaProperty*> selected_;
   std::vector<const char*> selected_names_, keys_;
-  std::vector<Outgoing_Value> key_values_;
+  std::vector<OutgoingValue> key_values_;
 };
 
 // Makes the objects. Each is released when its handle is destroyed, since the object manager copies
@@ -81,18 +81,18 @@ class Translator {
   const CMPIBroker* broker() const { return broker_; }
   const String& name_space() const { return name_space_; }
 
-  Outgoing_Value value(const Instance& holder, const Meta_Property& property, int depth = 0) const;
+  OutgoingValue value(const Instance& holder, const MetaProperty& property, int depth = 0) const;
   // Keys that are null are left out, because a path cannot hold them.
   Made<CMPIObjectPath> path(const Instance& instance, int depth = 0) const;
   Made<CMPIObjectPath> class_path(const char* name_space, const char* class_name) const;
   Made<CMPIInstance> instance(const Instance& instance, Selection& selection) const;
 
  private:
-  void put(Outgoing_Value& result, const String& text) const;
-  void put(Outgoing_Value& result, const Datetime& time) const;
-  void put(Outgoing_Value& result, const Ref<Instance>& reference, int depth) const;
+  void put(OutgoingValue& result, const String& text) const;
+  void put(OutgoingValue& result, const Datetime& time) const;
+  void put(OutgoingValue& result, const Ref<Instance>& reference, int depth) const;
   template <class T>
-  void put_element(Outgoing_Value& result, const T& value, int depth) const;
+  void put_element(OutgoingValue& result, const T& value, int depth) const;
 
   const CMPIBroker* const broker_;
   const String name_space_;

@@ -10,9 +10,9 @@ namespace {
 using testing::ElementsAre;
 
 // The names of the properties that a selection holds of a class, and its two lists of names.
-std::vector<std::string> names_of(Selection& selection, const Meta_Class& meta) {
+std::vector<std::string> names_of(Selection& selection, const MetaClass& meta) {
   std::vector<std::string> names;
-  for (const Meta_Property* const property : selection.of(meta)) names.push_back(property->name);
+  for (const MetaProperty* const property : selection.of(meta)) names.push_back(property->name);
   return names;
 }
 std::vector<std::string> listed(const char** names) {

@@ -51,8 +51,8 @@ struct Convert<T> {
   }
   Result operator()(double value) const {
     // Both limits are powers of two, so that a floating-point number holds them exactly.
-    constexpr int bits = 8 * sizeof(T) - std::signed_integral<T>;
-    const double beyond = std::ldexp(1.0, bits);
+    constexpr int kBits = 8 * sizeof(T) - std::signed_integral<T>;
+    const double beyond = std::ldexp(1.0, kBits);
     const double least = std::signed_integral<T> ? -beyond : 0.0;
     if (!(value >= least && value < beyond) || value != std::trunc(value)) return std::nullopt;
     return static_cast<T>(value);

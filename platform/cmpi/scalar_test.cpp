@@ -10,7 +10,7 @@ namespace {
 Scalar unsigned_one(std::uint64_t value) { return value; }
 Scalar signed_one(std::int64_t value) { return value; }
 
-TEST(Scalar, integersConvertWhereTheyFit) {
+TEST(Scalar, IntegersConvertWhereTheyFit) {
   EXPECT_EQ(convert<uint16>(signed_one(65535)), uint16{65535});
   EXPECT_EQ(convert<uint16>(signed_one(65536)), std::nullopt);
   EXPECT_EQ(convert<uint16>(signed_one(-1)), std::nullopt);
@@ -22,7 +22,7 @@ TEST(Scalar, integersConvertWhereTheyFit) {
             std::numeric_limits<sint64>::min());
 }
 
-TEST(Scalar, realsBecomeIntegersOnlyWithoutLoss) {
+TEST(Scalar, RealsBecomeIntegersOnlyWithoutLoss) {
   EXPECT_EQ(convert<uint8>(Scalar(255.0)), uint8{255});
   EXPECT_EQ(convert<uint8>(Scalar(256.0)), std::nullopt);
   EXPECT_EQ(convert<uint8>(Scalar(-1.0)), std::nullopt);
@@ -32,7 +32,7 @@ TEST(Scalar, realsBecomeIntegersOnlyWithoutLoss) {
   EXPECT_EQ(convert<sint64>(Scalar(std::nan(""))), std::nullopt);
 }
 
-TEST(Scalar, textIsReadAsAWhole) {
+TEST(Scalar, TextIsReadAsAWhole) {
   const auto text = [](const char* value) { return Scalar(std::string(value)); };
   EXPECT_EQ(convert<uint32>(text("42")), 42u);
   EXPECT_EQ(convert<uint32>(text("42 ")), std::nullopt);
@@ -48,13 +48,13 @@ TEST(Scalar, textIsReadAsAWhole) {
   EXPECT_EQ(convert<char16>(text("xy")), std::nullopt);
 }
 
-TEST(Scalar, numbersBecomeText) {
+TEST(Scalar, NumbersBecomeText) {
   EXPECT_EQ(convert<String>(signed_one(-7)), "-7");
   EXPECT_EQ(convert<String>(unsigned_one(~0ULL)), "18446744073709551615");
   EXPECT_EQ(convert<String>(Scalar(true)), "true");
 }
 
-TEST(Scalar, booleansAreZeroOrOne) {
+TEST(Scalar, BooleansAreZeroOrOne) {
   EXPECT_EQ(convert<boolean>(signed_one(1)), true);
   EXPECT_EQ(convert<boolean>(unsigned_one(0)), false);
   EXPECT_EQ(convert<boolean>(unsigned_one(2)), std::nullopt);

@@ -8,9 +8,9 @@ namespace {
 thread_local Cimom* current = nullptr;
 }  // namespace
 
-Cimom_Scope::Cimom_Scope(Cimom& cimom) : previous_(std::exchange(current, &cimom)) {}
+CimomScope::CimomScope(Cimom& cimom) : previous_(std::exchange(current, &cimom)) {}
 
-Cimom_Scope::~Cimom_Scope() { current = previous_; }
+CimomScope::~CimomScope() { current = previous_; }
 
 namespace cimom {
 

@@ -33,12 +33,12 @@ class OVK_CIMPLE_EXPORT Cimom {
 
 // Directs the up-calls of this thread to an object manager until the scope ends. Scopes nest, since
 // an up-call may come back into the same module.
-class OVK_CIMPLE_EXPORT Cimom_Scope {
+class OVK_CIMPLE_EXPORT CimomScope {
  public:
-  explicit Cimom_Scope(Cimom& cimom);
-  ~Cimom_Scope();
-  Cimom_Scope(const Cimom_Scope&) = delete;
-  Cimom_Scope& operator=(const Cimom_Scope&) = delete;
+  explicit CimomScope(Cimom& cimom);
+  ~CimomScope();
+  CimomScope(const CimomScope&) = delete;
+  CimomScope& operator=(const CimomScope&) = delete;
 
  private:
   Cimom* previous_;

@@ -9,8 +9,8 @@
 namespace ovk_cimple {
 namespace {
 
-struct Fixed_Answer : Cimom {
-  explicit Fixed_Answer(sint32 answer) : status(answer) {}
+struct FixedAnswer : Cimom {
+  explicit FixedAnswer(sint32 answer) : status(answer) {}
   sint32 enum_instances(const char*, const Instance&, Instance_Enumerator& out) override {
     out.add(make<Drive>());
     return status;
@@ -26,19 +26,19 @@ sint32 ask() {
 TEST(Cimom, NobodyAnswersOutsideAnOperation) { EXPECT_EQ(ask(), -1); }
 
 TEST(Cimom, TheInnermostScopeAnswersAndTheOuterOneAgainAfterIt) {
-  Fixed_Answer outer(1), inner(2);
-  const Cimom_Scope outer_scope(outer);
+  FixedAnswer outer(1), inner(2);
+  const CimomScope outer_scope(outer);
   EXPECT_EQ(ask(), 1);
   {
-    const Cimom_Scope inner_scope(inner);
+    const CimomScope inner_scope(inner);
     EXPECT_EQ(ask(), 2);
   }
   EXPECT_EQ(ask(), 1);
 }
 
 TEST(Cimom, AScopeBelongsToItsThread) {
-  Fixed_Answer answer(1);
-  const Cimom_Scope scope(answer);
+  FixedAnswer answer(1);
+  const CimomScope scope(answer);
   sint32 seen = 0;
   std::thread([&] { seen = ask(); }).join();
   EXPECT_EQ(seen, -1);

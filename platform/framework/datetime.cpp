@@ -10,19 +10,19 @@ namespace ovk_cimple {
 
 namespace {
 
-constexpr sint64 second = 1'000'000;
-constexpr sint64 minute = 60 * second;
-constexpr sint64 hour = 60 * minute;
-constexpr sint64 day = 24 * hour;
-constexpr sint64 longest_interval = 100'000'000 * day - 1;
-constexpr std::size_t length = 25;
+constexpr sint64 kSecond = 1'000'000;
+constexpr sint64 kMinute = 60 * kSecond;
+constexpr sint64 kHour = 60 * kMinute;
+constexpr sint64 kDay = 24 * kHour;
+constexpr sint64 kLongestInterval = 100'000'000 * kDay - 1;
+constexpr std::size_t kLength = 25;
 
 constexpr sint64 days_since_epoch(std::chrono::year_month_day date) {
   return std::chrono::sys_days(date).time_since_epoch().count();
 }
 
-constexpr sint64 first_time_stamp = days_since_epoch(std::chrono::year(0) / 1 / 1) * day;
-constexpr sint64 last_time_stamp = days_since_epoch(std::chrono::year(10000) / 1 / 1) * day - 1;
+constexpr sint64 kFirstTimeStamp = days_since_epoch(std::chrono::year(0) / 1 / 1) * kDay;
+constexpr sint64 kLastTimeStamp = days_since_epoch(std::chrono::year(10000) / 1 / 1) * kDay - 1;
 
 // The number that the digits from begin on make, or -1 when one of them is not a digit. The text is
 // long enough: the caller has checked its length.
@@ -39,16 +39,16 @@ sint64 number(std::string_view text, std::size_t begin, std::size_t count) {
 }  // namespace
 
 Datetime::Datetime(uint64 microseconds)
-    : microseconds_(static_cast<sint64>(std::min<uint64>(microseconds, longest_interval))) {}
+    : microseconds_(static_cast<sint64>(std::min<uint64>(microseconds, kLongestInterval))) {}
 
 Datetime Datetime::time_stamp(sint64 microseconds_since_epoch, sint32 utc_offset_minutes) {
   Datetime result;
   result.interval_ = false;
   result.utc_offset_minutes_ = std::clamp(utc_offset_minutes, -999, 999);
   // The text shows local time, so that local time must fit the four digits of the year.
-  const sint64 offset = result.utc_offset_minutes_ * minute;
+  const sint64 offset = result.utc_offset_minutes_ * kMinute;
   result.microseconds_ =
-      std::clamp(microseconds_since_epoch, first_time_stamp - offset, last_time_stamp - offset);
+      std::clamp(microseconds_since_epoch, kFirstTimeStamp - offset, kLastTimeStamp - offset);
   return result;
 }
 
@@ -61,7 +61,7 @@ Datetime Datetime::now() {
 // asterisks, 31 February and second 60 (broker/date_time.h). A value has no place for the first,
 // and could tell the others from no other day and second.
 std::optional<Datetime> Datetime::parse(std::string_view text) {
-  if (text.size() != length || text[14] != '.') return std::nullopt;
+  if (text.size() != kLength || text[14] != '.') return std::nullopt;
   const sint64 hours = number(text, 8, 2);
   const sint64 minutes = number(text, 10, 2);
   const sint64 seconds = number(text, 12, 2);
@@ -70,12 +70,12 @@ std::optional<Datetime> Datetime::parse(std::string_view text) {
   if (hours < 0 || hours > 23 || minutes < 0 || minutes > 59 || seconds < 0 || seconds > 59 ||
       fraction < 0 || offset < 0)
     return std::nullopt;
-  const sint64 time = hours * hour + minutes * minute + seconds * second + fraction;
+  const sint64 time = hours * kHour + minutes * kMinute + seconds * kSecond + fraction;
 
   if (text[21] == ':') {
     const sint64 days = number(text, 0, 8);
     if (days < 0 || offset != 0) return std::nullopt;
-    return Datetime(static_cast<uint64>(days * day + time));
+    return Datetime(static_cast<uint64>(days * kDay + time));
   }
   if (text[21] != '+' && text[21] != '-') return std::nullopt;
   const sint64 year = number(text, 0, 4);
@@ -87,15 +87,15 @@ std::optional<Datetime> Datetime::parse(std::string_view text) {
                                          std::chrono::day(static_cast<unsigned>(day_of_month)));
   if (!date.ok()) return std::nullopt;
   const auto ahead = static_cast<sint32>(text[21] == '-' ? -offset : offset);
-  return time_stamp(days_since_epoch(date) * day + time - ahead * minute, ahead);
+  return time_stamp(days_since_epoch(date) * kDay + time - ahead * kMinute, ahead);
 }
 
 String Datetime::to_string() const {
   if (!interval_)
-    return platform::time_stamp_text(microseconds_ + utc_offset_minutes_ * minute,
+    return platform::time_stamp_text(microseconds_ + utc_offset_minutes_ * kMinute,
                                      utc_offset_minutes_);
-  return platform::date_time_text(static_cast<uint64>(microseconds_ / day),
-                                  static_cast<uint64>(microseconds_ % day), ':', 0);
+  return platform::date_time_text(static_cast<uint64>(microseconds_ / kDay),
+                                  static_cast<uint64>(microseconds_ % kDay), ':', 0);
 }
 
 }  // namespace ovk_cimple

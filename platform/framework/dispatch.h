@@ -31,21 +31,21 @@
 namespace ovk_cimple {
 
 enum Operation : sint32 {
-  GET_META_CLASS = 0,
-  CREATE_PROVIDER = 1,
-  DESTROY_PROVIDER = 2,
+  GetMetaClass = 0,
+  CreateProvider = 1,
+  DestroyProvider = 2,
   LOAD = 3,
   UNLOAD = 4,
-  GET_INSTANCE = 5,
-  ENUM_INSTANCES = 6,
-  CREATE_INSTANCE = 7,
-  DELETE_INSTANCE = 8,
-  MODIFY_INSTANCE = 9,
-  INVOKE_METHOD = 10,
-  GET_META_REPOSITORY = 13,
-  ENUM_ASSOCIATOR_NAMES = 14,
-  ENUM_REFERENCES = 15,
-  ENUM_ASSOCIATORS = 16,
+  GetInstance = 5,
+  EnumInstances = 6,
+  CreateInstance = 7,
+  DeleteInstance = 8,
+  ModifyInstance = 9,
+  InvokeMethod = 10,
+  GetMetaRepository = 13,
+  EnumAssociatorNames = 14,
+  EnumReferences = 15,
+  EnumAssociators = 16,
 };
 
 // Performs an operation on a Provider that serves Class. Is_Association says whether the
@@ -57,46 +57,46 @@ sint32 dispatch(sint32 operation, void* arg0, void* arg1, void* arg2, void* arg3
   const auto provider = static_cast<Provider*>(arg0);
   const auto instance = static_cast<const Class*>(static_cast<const Instance*>(arg1));
   const auto text = [](void* arg) { return static_cast<const char*>(arg); };
-  const auto callback = [](void* arg) { return reinterpret_cast<Enum_Callback>(arg); };
+  const auto callback = [](void* arg) { return reinterpret_cast<EnumCallback>(arg); };
 
   switch (operation) {
-    case GET_META_CLASS:
-      *static_cast<const Meta_Class**>(arg0) = &Class::static_meta_class;
+    case GetMetaClass:
+      *static_cast<const MetaClass**>(arg0) = &Class::static_meta_class;
       return OK;
-    case CREATE_PROVIDER:
+    case CreateProvider:
       *static_cast<Provider**>(arg0) = new Provider;
       return OK;
-    case DESTROY_PROVIDER:
+    case DestroyProvider:
       delete provider;  // NOLINT(clang-analyzer-cplusplus.NewDelete)
       return OK;
     case LOAD:
       return provider->load();
     case UNLOAD:
       return provider->unload();
-    case GET_INSTANCE: {
+    case GetInstance: {
       Class* found = nullptr;
       const sint32 status = provider->get_instance(instance, found);
       if (found)
         *static_cast<Instance**>(arg2) = found;  // NOLINT(clang-analyzer-core.NullDereference)
       return status;
     }
-    case ENUM_INSTANCES: {
-      Enum_Handler<Class> handler(callback(arg2), arg3);
+    case EnumInstances: {
+      EnumHandler<Class> handler(callback(arg2), arg3);
       const sint32 status = provider->enum_instances(instance, &handler);
       callback(arg2)(nullptr, status, arg3);  // closes the enumeration whatever the status
       return status;
     }
-    case CREATE_INSTANCE:
+    case CreateInstance:
       return provider->create_instance(instance);
-    case DELETE_INSTANCE:
+    case DeleteInstance:
       return provider->delete_instance(instance);
-    case MODIFY_INSTANCE:
+    case ModifyInstance:
       return provider->modify_instance(
           instance, static_cast<const Class*>(static_cast<const Instance*>(arg2)));
-    case INVOKE_METHOD:
+    case InvokeMethod:
       return Class::invoke(*provider, instance, static_cast<Instance*>(arg2));
-    case GET_META_REPOSITORY:
-      *static_cast<const Meta_Repository**>(arg0) = Class::static_meta_class.repository;
+    case GetMetaRepository:
+      *static_cast<const MetaRepository**>(arg0) = Class::static_meta_class.repository;
       return OK;
     default:
       break;
@@ -111,30 +111,30 @@ sint32 dispatch(sint32 operation, void* arg0, void* arg1, void* arg2, void* arg3
       return status;
     };
     switch (operation) {
-      case ENUM_ASSOCIATOR_NAMES: {
-        Enum_Handler<> handler(callback(arg5), arg6);
+      case EnumAssociatorNames: {
+        EnumHandler<> handler(callback(arg5), arg6);
         return close(
             provider->enum_associator_names(source, text(arg2), text(arg3), text(arg4), &handler),
-            ENUM_ASSOCIATOR_NAMES_UNSUPPORTED, arg5, arg6);
+            EnumAssociatorNamesUnsupported, arg5, arg6);
       }
-      case ENUM_REFERENCES: {
-        Enum_Handler<Class> handler(callback(arg4), arg5);
+      case EnumReferences: {
+        EnumHandler<Class> handler(callback(arg4), arg5);
         return close(provider->enum_references(
                          source, static_cast<const Class*>(static_cast<const Instance*>(arg2)),
                          text(arg3), &handler),
-                     ENUM_REFERENCES_UNSUPPORTED, arg4, arg5);
+                     EnumReferencesUnsupported, arg4, arg5);
       }
-      case ENUM_ASSOCIATORS: {
-        Enum_Handler<> handler(callback(arg5), arg6);
+      case EnumAssociators: {
+        EnumHandler<> handler(callback(arg5), arg6);
         return close(
             provider->enum_associators(source, text(arg2), text(arg3), text(arg4), &handler),
-            ENUM_ASSOCIATORS_UNSUPPORTED, arg5, arg6);
+            EnumAssociatorsUnsupported, arg5, arg6);
       }
       default:
         break;
     }
   }
-  return UNKNOWN_OPERATION;
+  return UnknownOperation;
 }
 
 }  // namespace ovk_cimple

@@ -23,12 +23,12 @@ using Arguments = std::vector<const void*>;
 
 // Delivers one drive, answers every operation with a status that a test can choose and keeps
 // the arguments.
-struct Drive_Provider {
+struct DriveProvider {
   static inline sint32 status = 0;
   Arguments arguments;  // those of the latest call, without slots and handlers
   static inline int created = 0;
-  Drive_Provider() { ++created; }
-  ~Drive_Provider() { --created; }
+  DriveProvider() { ++created; }
+  ~DriveProvider() { --created; }
 
   template <class... Taken>
   sint32 take(sint32 answer, const Taken*... taken) {
@@ -42,7 +42,7 @@ struct Drive_Provider {
     instance = make<Drive>().release();
     return take(status, model);
   }
-  sint32 enum_instances(const Drive* model, Enum_Handler<Drive>* handler) {
+  sint32 enum_instances(const Drive* model, EnumHandler<Drive>* handler) {
     if (status < 0) throw std::runtime_error("drive gone");
     handler->handle(make<Drive>());
     return take(status, model);
@@ -58,24 +58,24 @@ struct Drive_Provider {
     return take(10, self, &hard, &quiet, &return_value);
   }
   sint32 enum_associator_names(const Instance* source, const char* result_class, const char* role,
-                               const char* result_role, Enum_Handler<>* handler) {
+                               const char* result_role, EnumHandler<>* handler) {
     handler->handle(make<Drive>());
     return take(status, source, result_class, role, result_role);
   }
   sint32 enum_references(const Instance* source, const Drive* model, const char* role,
-                         Enum_Handler<Drive>* handler) {
+                         EnumHandler<Drive>* handler) {
     handler->handle(make<Drive>());
     return take(status, source, model, role);
   }
   sint32 enum_associators(const Instance* source, const char* result_class, const char* role,
-                          const char* result_role, Enum_Handler<>* handler) {
+                          const char* result_role, EnumHandler<>* handler) {
     handler->handle(make<Drive>());
     return take(status, source, result_class, role, result_role);
   }
 };
 
-struct Inert_Provider : Inert_Association<Drive> {
-  static constexpr Inert_Method Reset{};
+struct InertProvider : InertAssociation<Drive> {
+  static constexpr InertMethod Reset{};
 };
 
 struct Calls {
@@ -99,40 +99,40 @@ template <class Provider, bool Is_Association = true>
 
 class Dispatch : public testing::Test {
  protected:
-  void SetUp() override { Drive_Provider::status = 0; }
-  Drive_Provider provider;
-  Calls calls;
+  void SetUp() override { DriveProvider::status = 0; }
+  DriveProvider provider_;
+  Calls calls_;
 };
 
 TEST_F(Dispatch, GetMetaClassAndRepository) {
-  const Meta_Class* meta = nullptr;
-  const Meta_Repository* repository = nullptr;
-  EXPECT_EQ(call<Drive_Provider>(0, &meta), 0);
+  const MetaClass* meta = nullptr;
+  const MetaRepository* repository = nullptr;
+  EXPECT_EQ(call<DriveProvider>(0, &meta), 0);
   EXPECT_EQ(meta, &Drive::static_meta_class);
-  EXPECT_EQ(call<Drive_Provider>(13, &repository), 0);
-  EXPECT_EQ(repository, &device_repository);
+  EXPECT_EQ(call<DriveProvider>(13, &repository), 0);
+  EXPECT_EQ(repository, &kDeviceRepository);
 }
 
 TEST_F(Dispatch, CreateLoadUnloadDestroy) {
-  const int before = Drive_Provider::created;
-  Drive_Provider* made = nullptr;
-  EXPECT_EQ(call<Drive_Provider>(1, &made), 0);
-  EXPECT_EQ(Drive_Provider::created, before + 1);
-  EXPECT_EQ(call<Drive_Provider>(3, made), 3);
-  EXPECT_EQ(call<Drive_Provider>(4, made), 4);
-  EXPECT_EQ(call<Drive_Provider>(2, made), 0);
-  EXPECT_EQ(Drive_Provider::created, before);
-  EXPECT_EQ(call<Drive_Provider>(2, nullptr), 0);
+  const int before = DriveProvider::created;
+  DriveProvider* made = nullptr;
+  EXPECT_EQ(call<DriveProvider>(1, &made), 0);
+  EXPECT_EQ(DriveProvider::created, before + 1);
+  EXPECT_EQ(call<DriveProvider>(3, made), 3);
+  EXPECT_EQ(call<DriveProvider>(4, made), 4);
+  EXPECT_EQ(call<DriveProvider>(2, made), 0);
+  EXPECT_EQ(DriveProvider::created, before);
+  EXPECT_EQ(call<DriveProvider>(2, nullptr), 0);
 }
 
 TEST_F(Dispatch, InstanceOperationsReturnTheProvidersStatus) {
   Instance* found = nullptr;
-  EXPECT_EQ(call<Drive_Provider>(5, &provider, nullptr, &found), 0);
+  EXPECT_EQ(call<DriveProvider>(5, &provider_, nullptr, &found), 0);
   EXPECT_NE(found, nullptr);
   unref(found);
-  EXPECT_EQ(call<Drive_Provider>(7, &provider), 7);
-  EXPECT_EQ(call<Drive_Provider>(8, &provider), 8);
-  EXPECT_EQ(call<Drive_Provider>(9, &provider), 9);
+  EXPECT_EQ(call<DriveProvider>(7, &provider_), 7);
+  EXPECT_EQ(call<DriveProvider>(8, &provider_), 8);
+  EXPECT_EQ(call<DriveProvider>(9, &provider_), 9);
 }
 
 TEST_F(Dispatch, EveryArgumentReachesTheProviderInItsPlace) {
@@ -140,85 +140,86 @@ TEST_F(Dispatch, EveryArgumentReachesTheProviderInItsPlace) {
   const Ref<Device_Reset_method> reset = make<Device_Reset_method>();
   char result_class[] = "Drive", role[] = "Antecedent", result_role[] = "Dependent";
   Instance* found = nullptr;
-  void* const callback = calls.callback();
+  void* const callback = calls_.callback();
   const auto run = [&](sint32 operation, auto*... arguments) {
-    call<Drive_Provider>(operation, &provider, arguments...);
-    return std::exchange(provider.arguments, {});
+    call<DriveProvider>(operation, &provider_, arguments...);
+    return std::exchange(provider_.arguments, {});
   };
   EXPECT_EQ(run(5, model.get(), &found), Arguments{model.get()});
   unref(found);
-  EXPECT_EQ(run(6, model.get(), callback, &calls), Arguments{model.get()});
+  EXPECT_EQ(run(6, model.get(), callback, &calls_), Arguments{model.get()});
   EXPECT_EQ(run(7, drive.get()), Arguments{drive.get()});
   EXPECT_EQ(run(8, drive.get()), Arguments{drive.get()});
   EXPECT_EQ(run(9, model.get(), drive.get()), (Arguments{model.get(), drive.get()}));
   EXPECT_EQ(run(10, drive.get(), reset.get()),
             (Arguments{drive.get(), &reset->Hard, &reset->Quiet, &reset->return_value}));
-  EXPECT_EQ(run(14, drive.get(), result_class, role, result_role, callback, &calls),
+  EXPECT_EQ(run(14, drive.get(), result_class, role, result_role, callback, &calls_),
             (Arguments{drive.get(), result_class, role, result_role}));
-  EXPECT_EQ(run(15, drive.get(), model.get(), role, callback, &calls),
+  EXPECT_EQ(run(15, drive.get(), model.get(), role, callback, &calls_),
             (Arguments{drive.get(), model.get(), role}));
-  EXPECT_EQ(run(16, drive.get(), result_class, role, result_role, callback, &calls),
+  EXPECT_EQ(run(16, drive.get(), result_class, role, result_role, callback, &calls_),
             (Arguments{drive.get(), result_class, role, result_role}));
-  EXPECT_EQ(calls.delivered, std::vector<sint32>(4, 0));
-  EXPECT_EQ(calls.closed, std::vector<sint32>(4, 0));
+  EXPECT_EQ(calls_.delivered, std::vector<sint32>(4, 0));
+  EXPECT_EQ(calls_.closed, std::vector<sint32>(4, 0));
 }
 
 TEST_F(Dispatch, EnumerationIsClosedWhateverTheStatus) {
   for (const sint32 status : {0, 1, 61, 111}) {
-    Drive_Provider::status = status;
-    calls = {};
-    EXPECT_EQ(call<Drive_Provider>(6, &provider, nullptr, calls.callback(), &calls), status);
-    EXPECT_EQ(calls.delivered, std::vector<sint32>{0});
-    EXPECT_EQ(calls.closed, std::vector<sint32>{status});
+    DriveProvider::status = status;
+    calls_ = {};
+    EXPECT_EQ(call<DriveProvider>(6, &provider_, nullptr, calls_.callback(), &calls_), status);
+    EXPECT_EQ(calls_.delivered, std::vector<sint32>{0});
+    EXPECT_EQ(calls_.closed, std::vector<sint32>{status});
   }
 }
 
 TEST_F(Dispatch, AnExceptionPassesWithoutAClosingCall) {
-  Drive_Provider::status = -1;
-  EXPECT_THROW(call<Drive_Provider>(6, &provider, nullptr, calls.callback(), &calls),
+  DriveProvider::status = -1;
+  EXPECT_THROW(call<DriveProvider>(6, &provider_, nullptr, calls_.callback(), &calls_),
                std::runtime_error);
-  EXPECT_TRUE(calls.closed.empty());
+  EXPECT_TRUE(calls_.closed.empty());
 }
 
 TEST_F(Dispatch, MethodIsFoundWithoutRegardToCaseAndSetsItsReturnValue) {
   const Ref<Device_Reset_method> record = make<Device_Reset_method>();
   record->Hard = true;
-  EXPECT_EQ(call<Drive_Provider>(10, &provider, nullptr, record.get()), 10);
+  EXPECT_EQ(call<DriveProvider>(10, &provider_, nullptr, record.get()), 10);
   EXPECT_EQ(record->return_value.value(), 1u);
-  Meta_Class renamed = Device_Reset_method::static_meta_class;
+  MetaClass renamed = Device_Reset_method::static_meta_class;
   for (const auto& [name, status] : {std::pair{"rESET", 10}, {"Resets", -1}, {"", -1}}) {
     renamed.name = name;
     const auto other = Ref<Instance>::adopt(create(renamed));
-    EXPECT_EQ(call<Drive_Provider>(10, &provider, nullptr, other.get()), status) << name;
+    EXPECT_EQ(call<DriveProvider>(10, &provider_, nullptr, other.get()), status) << name;
   }
 }
 
 TEST_F(Dispatch, AssociationEnumerationsAreClosedUnlessUnsupported) {
   const auto run = [&](sint32 operation) {
-    calls = {};
-    return operation == ENUM_REFERENCES
-               ? call<Drive_Provider>(operation, &provider, nullptr, nullptr, nullptr,
-                                      calls.callback(), &calls)
-               : call<Drive_Provider>(operation, &provider, nullptr, nullptr, nullptr, nullptr,
-                                      calls.callback(), &calls);
+    calls_ = {};
+    return operation == EnumReferences
+               ? call<DriveProvider>(operation, &provider_, nullptr, nullptr, nullptr,
+                                     calls_.callback(), &calls_)
+               : call<DriveProvider>(operation, &provider_, nullptr, nullptr, nullptr, nullptr,
+                                     calls_.callback(), &calls_);
   };
   for (const auto& [operation, unsupported] : {std::pair{14, 111}, {15, 121}, {16, 171}})
     for (const sint32 status : {0, 1, 111, 121, 171}) {
-      Drive_Provider::status = status;
+      DriveProvider::status = status;
       EXPECT_EQ(run(operation), status);
-      EXPECT_EQ(calls.closed.size(), status == unsupported ? 0u : 1u) << operation << ' ' << status;
+      EXPECT_EQ(calls_.closed.size(), status == unsupported ? 0u : 1u)
+          << operation << ' ' << status;
     }
 }
 
 TEST_F(Dispatch, UnknownNumbersAnswerMinusOne) {
   for (const sint32 operation : {-1, 11, 12, 17, 1000})
-    EXPECT_EQ(call<Drive_Provider>(operation, &provider), -1) << operation;
+    EXPECT_EQ(call<DriveProvider>(operation, &provider_), -1) << operation;
   for (const sint32 operation : {14, 15, 16})
-    EXPECT_EQ((call<Drive_Provider, false>(operation, &provider)), -1) << operation;
+    EXPECT_EQ((call<DriveProvider, false>(operation, &provider_)), -1) << operation;
 }
 
 TEST(Inert, EveryOperationAnswersItsFixedStatusAndDeliversNothing) {
-  Inert_Provider provider;
+  InertProvider provider;
   Calls calls;
   Instance* found = nullptr;
   for (const auto& [operation, status] : {std::pair{3, 0},
@@ -232,16 +233,16 @@ TEST(Inert, EveryOperationAnswersItsFixedStatusAndDeliversNothing) {
                                           {15, 121},
                                           {16, 171}}) {
     void* const third = operation == 5 ? &found : calls.callback();
-    EXPECT_EQ(call<Inert_Provider>(operation, &provider, nullptr, third, &calls), status)
+    EXPECT_EQ(call<InertProvider>(operation, &provider, nullptr, third, &calls), status)
         << operation;
   }
   EXPECT_EQ(found, nullptr);
   EXPECT_TRUE(calls.delivered.empty());
   EXPECT_EQ(calls.closed, std::vector<sint32>{0});  // of operation 6 alone
   const Ref<Device_Reset_method> record = make<Device_Reset_method>();
-  EXPECT_EQ(call<Inert_Provider>(10, &provider, nullptr, record.get()), 131);
+  EXPECT_EQ(call<InertProvider>(10, &provider, nullptr, record.get()), 131);
   EXPECT_TRUE(record->return_value.null());
-  static_assert(std::is_empty_v<Inert_Provider>);
+  static_assert(std::is_empty_v<InertProvider>);
 }
 
 }  // namespace

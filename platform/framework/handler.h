@@ -7,19 +7,19 @@ namespace ovk_cimple {
 
 // Called once per instance with its status, and, to close the enumeration, once with a null
 // instance and the operation's status. Takes over the caller's reference to the instance.
-using Enum_Callback = void (*)(Instance* instance, sint32 status, void* data);
+using EnumCallback = void (*)(Instance* instance, sint32 status, void* data);
 
 template <class T = Instance>
-class Enum_Handler {
+class EnumHandler {
  public:
-  Enum_Handler(Enum_Callback callback, void* data) : callback_(callback), data_(data) {}
+  EnumHandler(EnumCallback callback, void* data) : callback_(callback), data_(data) {}
 
   // The instance belongs to the framework afterwards.
   void handle(T* instance, sint32 status = 0) { callback_(instance, status, data_); }
   void handle(Ref<T> instance, sint32 status = 0) { handle(instance.release(), status); }
 
  private:
-  Enum_Callback callback_;
+  EnumCallback callback_;
   void* data_;
 };
 

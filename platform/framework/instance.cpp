@@ -4,7 +4,7 @@
 
 namespace ovk_cimple {
 
-Instance* create(const Meta_Class& meta, bool defaults) { return meta.construct(meta, defaults); }
+Instance* create(const MetaClass& meta, bool defaults) { return meta.construct(meta, defaults); }
 
 Instance* clone(const Instance* instance) {
   return instance ? instance->meta_class->copy(*instance) : nullptr;
@@ -19,7 +19,7 @@ void unref(const Instance* instance) {
   instance->meta_class->destruct(instance);
 }
 
-bool is_a(const Instance* instance, const Meta_Class& meta) {
+bool is_a(const Instance* instance, const MetaClass& meta) {
   return instance && is_subclass(meta, *instance->meta_class);
 }
 

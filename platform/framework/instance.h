@@ -11,12 +11,12 @@
 
 namespace ovk_cimple {
 
-struct Meta_Class;
+struct MetaClass;
 
 class OVK_CIMPLE_EXPORT Instance {
  public:
   // The class the instance really is of; never null.
-  const Meta_Class* const meta_class;
+  const MetaClass* const meta_class;
 
   // The name space of an instance that came from the object manager; empty for others. References
   // to the instance are published in this name space.
@@ -25,7 +25,7 @@ class OVK_CIMPLE_EXPORT Instance {
   Instance& operator=(const Instance&) = delete;
 
  protected:
-  explicit Instance(const Meta_Class& meta) : meta_class(&meta) {}
+  explicit Instance(const MetaClass& meta) : meta_class(&meta) {}
   Instance(const Instance& other) : meta_class(other.meta_class), name_space(other.name_space) {}
   ~Instance() = default;  // unref() ends instances, by the function of their meta-class
 
@@ -37,7 +37,7 @@ class OVK_CIMPLE_EXPORT Instance {
 
 // A new instance with one reference, owned by the caller. Without defaults every property is null.
 // With defaults a property for which the schema gives a default has that value.
-OVK_CIMPLE_EXPORT Instance* create(const Meta_Class& meta, bool defaults = false);
+OVK_CIMPLE_EXPORT Instance* create(const MetaClass& meta, bool defaults = false);
 
 // A copy with a reference count of its own; instances that it refers to are shared. Null for
 // null. Owned by the caller.
@@ -51,7 +51,7 @@ OVK_CIMPLE_EXPORT void unref(const Instance* instance);
 inline void destroy(const Instance* instance) { unref(instance); }
 
 // Whether the instance's class is that class or derives from it. False for null.
-OVK_CIMPLE_EXPORT bool is_a(const Instance* instance, const Meta_Class& meta);
+OVK_CIMPLE_EXPORT bool is_a(const Instance* instance, const MetaClass& meta);
 
 // The instance as a T, or null when its class is neither T nor derived from T.
 template <class T>

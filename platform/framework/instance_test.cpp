@@ -38,7 +38,7 @@ TEST(Names, CompareWithoutRegardToCase) {
 
 TEST(Instance, IsCreatedWithEveryPropertyNull) {
   const Ref<Drive> drive = make<Drive>();
-  for (const Meta_Property& property : Drive::static_meta_class.properties)
+  for (const MetaProperty& property : Drive::static_meta_class.properties)
     EXPECT_TRUE(visit(drive.get(), property, [](auto& p) { return p.null(); })) << property.name;
 }
 
@@ -85,9 +85,9 @@ TEST(Instance, CastFollowsTheClass) {
 }
 
 TEST(Meta, FindsByNameWithoutRegardToCase) {
-  EXPECT_EQ(device_repository.find("dRIVE"), &Drive::static_meta_class);
-  EXPECT_EQ(device_repository.find("Drives"), nullptr);
-  EXPECT_EQ(device_repository.find(nullptr), nullptr);
+  EXPECT_EQ(kDeviceRepository.find("dRIVE"), &Drive::static_meta_class);
+  EXPECT_EQ(kDeviceRepository.find("Drives"), nullptr);
+  EXPECT_EQ(kDeviceRepository.find(nullptr), nullptr);
   EXPECT_STREQ(find_property(Drive::static_meta_class, "size")->name, "Size");
   EXPECT_EQ(find_property(Device::static_meta_class, "size"), nullptr);
   EXPECT_EQ(find_method(Drive::static_meta_class, "RESET"),
@@ -96,7 +96,7 @@ TEST(Meta, FindsByNameWithoutRegardToCase) {
 
 TEST(Meta, VisitReachesThePropertyOfTheDeclaredType) {
   const Ref<Drive> drive = make<Drive>();
-  const Meta_Property* size = find_property(Drive::static_meta_class, "Size");
+  const MetaProperty* size = find_property(Drive::static_meta_class, "Size");
   visit(drive.get(), *size, [](auto& property) {
     using T = typename std::decay_t<decltype(property)>::Value;
     if constexpr (std::is_same_v<T, uint64>) property = 42;

@@ -14,58 +14,58 @@
 
 namespace ovk_cimple {
 
-struct Meta_Repository;
+struct MetaRepository;
 
 // One property of a class, or one parameter of a method.
-struct Meta_Property {
+struct MetaProperty {
   const char* name;
   Type type;
   bool array;
   bool key;
-  bool in;                            // parameters only
-  bool out;                           // parameters only
-  std::size_t offset;                 // of the Property in the instance
-  const Meta_Class* reference_class;  // type reference only: the declared class, else null
+  bool in;                           // parameters only
+  bool out;                          // parameters only
+  std::size_t offset;                // of the Property in the instance
+  const MetaClass* reference_class;  // type reference only: the declared class, else null
 };
 
 // One class, or one method: a method's record is an instance too, whose properties are the
 // parameters in declaration order and, last, the return value (named "return_value").
-struct Meta_Class {
+struct MetaClass {
   const char* name;
-  const Meta_Class* superclass;                // null for a root class and for methods
-  std::span<const Meta_Property> properties;   // inherited ones first; an overriding one keeps
-                                               // the place of the one that it overrides
-  std::span<const Meta_Class* const> methods;  // the same order
-  const Meta_Repository* repository;
+  const MetaClass* superclass;                // null for a root class and for methods
+  std::span<const MetaProperty> properties;   // inherited ones first; an overriding one keeps
+                                              // the place of the one that it overrides
+  std::span<const MetaClass* const> methods;  // the same order
+  const MetaRepository* repository;
   bool association;
   bool abstract;
-  Instance* (*construct)(const Meta_Class& meta, bool defaults);
+  Instance* (*construct)(const MetaClass& meta, bool defaults);
   Instance* (*copy)(const Instance& original);
   void (*destruct)(const Instance* instance);
 };
 
 // Every class of the class library.
-struct OVK_CIMPLE_EXPORT Meta_Repository {
-  std::span<const Meta_Class* const> classes;
+struct OVK_CIMPLE_EXPORT MetaRepository {
+  std::span<const MetaClass* const> classes;
 
   // Null when there is no class of that name, and for a null name.
-  const Meta_Class* find(const char* name) const;
+  const MetaClass* find(const char* name) const;
 };
 
 // Whether a class is the ancestor itself or derives from it.
-OVK_CIMPLE_EXPORT bool is_subclass(const Meta_Class& ancestor, const Meta_Class& descendant);
+OVK_CIMPLE_EXPORT bool is_subclass(const MetaClass& ancestor, const MetaClass& descendant);
 
 // Null when the class has none of that name.
-OVK_CIMPLE_EXPORT const Meta_Property* find_property(const Meta_Class& meta, const char* name);
-OVK_CIMPLE_EXPORT const Meta_Class* find_method(const Meta_Class& meta, const char* name);
+OVK_CIMPLE_EXPORT const MetaProperty* find_property(const MetaClass& meta, const char* name);
+OVK_CIMPLE_EXPORT const MetaClass* find_method(const MetaClass& meta, const char* name);
 
 namespace detail {
 template <class T, class Holder, class Function>
-decltype(auto) visit_as(Holder* holder, const Meta_Property& property, Function& function) {
-  constexpr bool is_const = std::is_const_v<Holder>;
-  using Byte = std::conditional_t<is_const, const char, char>;
-  using Single = std::conditional_t<is_const, const Property<T>, Property<T>>;
-  using Several = std::conditional_t<is_const, const Property<Array<T>>, Property<Array<T>>>;
+decltype(auto) visit_as(Holder* holder, const MetaProperty& property, Function& function) {
+  constexpr bool kIsConst = std::is_const_v<Holder>;
+  using Byte = std::conditional_t<kIsConst, const char, char>;
+  using Single = std::conditional_t<kIsConst, const Property<T>, Property<T>>;
+  using Several = std::conditional_t<kIsConst, const Property<Array<T>>, Property<Array<T>>>;
   Byte* const place = reinterpret_cast<Byte*>(holder) + property.offset;
   if (property.array) return function(*reinterpret_cast<Several*>(place));
   return function(*reinterpret_cast<Single*>(place));
@@ -76,7 +76,7 @@ decltype(auto) visit_as(Holder* holder, const Meta_Property& property, Function&
 // Property<Array<T>> that it is, and returns what the function returns (of one type for all).
 // The instance must be of a class that has the property.
 template <class Holder, class Function>
-decltype(auto) visit(Holder* holder, const Meta_Property& property, Function&& function) {
+decltype(auto) visit(Holder* holder, const MetaProperty& property, Function&& function) {
   switch (property.type) {
     case Type::boolean:
       return detail::visit_as<boolean>(holder, property, function);
@@ -114,7 +114,7 @@ decltype(auto) visit(Holder* holder, const Meta_Property& property, Function&& f
 
 // What a meta-class needs to make, copy and end instances of its struct T.
 template <class T>
-Instance* construct_instance(const Meta_Class& meta, bool defaults) {
+Instance* construct_instance(const MetaClass& meta, bool defaults) {
   auto instance = std::make_unique<T>(meta);
   if constexpr (requires { instance->set_defaults(); })
     if (defaults) instance->set_defaults();

@@ -10,17 +10,17 @@ struct Registration;
 
 // Performs one operation of a provider. The meaning of the arguments follows from the
 // operation's number; dispatch.h lists them. The registration argument is not used.
-using Dispatch_Routine = sint32 (*)(const Registration* registration, sint32 operation, void* arg0,
-                                    void* arg1, void* arg2, void* arg3, void* arg4, void* arg5,
-                                    void* arg6, void* arg7);
+using DispatchRoutine = sint32 (*)(const Registration* registration, sint32 operation, void* arg0,
+                                   void* arg1, void* arg2, void* arg3, void* arg4, void* arg5,
+                                   void* arg6, void* arg7);
 
 // One provider. The module owns the record, statically allocated; the layout is fixed.
 struct Registration {
   const char* module_name;
   const char* provider_name;
-  Dispatch_Routine dispatch;
-  const Meta_Class* meta_class;  // of the class that the provider serves
-  Registration* next;            // null at the end of the list
+  DispatchRoutine dispatch;
+  const MetaClass* meta_class;  // of the class that the provider serves
+  Registration* next;           // null at the end of the list
 };
 
 }  // namespace ovk_cimple

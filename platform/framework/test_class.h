@@ -12,23 +12,23 @@
 namespace ovk_cimple {
 
 struct Device : Instance {
-  static const Meta_Class static_meta_class;
-  explicit Device(const Meta_Class& meta = static_meta_class) : Instance(meta) {}
+  static const MetaClass static_meta_class;
+  explicit Device(const MetaClass& meta = static_meta_class) : Instance(meta) {}
   Property<String> Name;
   Property<Array<uint16>> States;
 };
 
 struct Device_Reset_method : Instance {
-  static const Meta_Class static_meta_class;
-  explicit Device_Reset_method(const Meta_Class& meta = static_meta_class) : Instance(meta) {}
+  static const MetaClass static_meta_class;
+  explicit Device_Reset_method(const MetaClass& meta = static_meta_class) : Instance(meta) {}
   Property<boolean> Hard;
   Property<boolean> Quiet;
   Property<uint32> return_value;
 };
 
 struct Drive : Device {
-  static const Meta_Class static_meta_class;
-  explicit Drive(const Meta_Class& meta = static_meta_class) : Device(meta) { ++alive; }
+  static const MetaClass static_meta_class;
+  explicit Drive(const MetaClass& meta = static_meta_class) : Device(meta) { ++alive; }
   Drive(const Drive& other) : Device(other), Size(other.Size), Owner(other.Owner) { ++alive; }
   ~Drive() { --alive; }
   Property<uint64> Size;
@@ -41,17 +41,17 @@ struct Drive : Device {
       auto& call = *static_cast<Device_Reset_method*>(record);
       return provider.Reset(self, call.Hard, call.Quiet, call.return_value);
     }
-    return UNKNOWN_OPERATION;
+    return UnknownOperation;
   }
 
   static inline std::atomic<int> alive = 0;
 };
 
-inline constexpr Meta_Property device_properties[] = {
+inline constexpr MetaProperty kDeviceProperties[] = {
     {"Name", Type::string, false, true, false, false, offsetof(Device, Name), nullptr},
     {"States", Type::uint16, true, false, false, false, offsetof(Device, States), nullptr},
 };
-inline constexpr Meta_Property reset_parameters[] = {
+inline constexpr MetaProperty kResetParameters[] = {
     {"Hard", Type::boolean, false, false, true, false, offsetof(Device_Reset_method, Hard),
      nullptr},
     {"Quiet", Type::boolean, false, false, true, false, offsetof(Device_Reset_method, Quiet),
@@ -59,48 +59,48 @@ inline constexpr Meta_Property reset_parameters[] = {
     {"return_value", Type::uint32, false, false, false, true,
      offsetof(Device_Reset_method, return_value), nullptr},
 };
-extern const Meta_Repository device_repository;
-inline const Meta_Class Device_Reset_method::static_meta_class = {
+extern const MetaRepository kDeviceRepository;
+inline const MetaClass Device_Reset_method::static_meta_class = {
     "Reset",
     nullptr,
-    reset_parameters,
+    kResetParameters,
     {},
-    &device_repository,
+    &kDeviceRepository,
     false,
     false,
     construct_instance<Device_Reset_method>,
     copy_instance<Device_Reset_method>,
     destruct_instance<Device_Reset_method>};
-inline constexpr const Meta_Class* device_methods[] = {&Device_Reset_method::static_meta_class};
-inline const Meta_Class Device::static_meta_class = {"Device",
-                                                     nullptr,
-                                                     device_properties,
-                                                     device_methods,
-                                                     &device_repository,
-                                                     false,
-                                                     true,
-                                                     construct_instance<Device>,
-                                                     copy_instance<Device>,
-                                                     destruct_instance<Device>};
-inline constexpr Meta_Property drive_properties[] = {
-    device_properties[0],
-    device_properties[1],
+inline constexpr const MetaClass* kDeviceMethods[] = {&Device_Reset_method::static_meta_class};
+inline const MetaClass Device::static_meta_class = {"Device",
+                                                    nullptr,
+                                                    kDeviceProperties,
+                                                    kDeviceMethods,
+                                                    &kDeviceRepository,
+                                                    false,
+                                                    true,
+                                                    construct_instance<Device>,
+                                                    copy_instance<Device>,
+                                                    destruct_instance<Device>};
+inline constexpr MetaProperty kDriveProperties[] = {
+    kDeviceProperties[0],
+    kDeviceProperties[1],
     {"Size", Type::uint64, false, false, false, false, offsetof(Drive, Size), nullptr},
     {"Owner", Type::reference, false, false, false, false, offsetof(Drive, Owner),
      &Device::static_meta_class},
 };
-inline const Meta_Class Drive::static_meta_class = {"Drive",
-                                                    &Device::static_meta_class,
-                                                    drive_properties,
-                                                    device_methods,
-                                                    &device_repository,
-                                                    false,
-                                                    false,
-                                                    construct_instance<Drive>,
-                                                    copy_instance<Drive>,
-                                                    destruct_instance<Drive>};
-inline constexpr const Meta_Class* device_classes[] = {&Device::static_meta_class,
-                                                       &Drive::static_meta_class};
-inline const Meta_Repository device_repository = {device_classes};
+inline const MetaClass Drive::static_meta_class = {"Drive",
+                                                   &Device::static_meta_class,
+                                                   kDriveProperties,
+                                                   kDeviceMethods,
+                                                   &kDeviceRepository,
+                                                   false,
+                                                   false,
+                                                   construct_instance<Drive>,
+                                                   copy_instance<Drive>,
+                                                   destruct_instance<Drive>};
+inline constexpr const MetaClass* kDeviceClasses[] = {&Device::static_meta_class,
+                                                      &Drive::static_meta_class};
+inline const MetaRepository kDeviceRepository = {kDeviceClasses};
 
 }  // namespace ovk_cimple

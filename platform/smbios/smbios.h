@@ -18,14 +18,14 @@ struct TStatus {
 }  // namespace NKVRHVX20
 
 enum SmBiosError : std::int32_t {
-  SMBIOS_OK = 0,
-  SMBIOS_UNREADABLE = 1,       // there is no table, or it may not be read
-  SMBIOS_BAD_ENTRY_POINT = 2,  // neither version's anchor, or a wrong length or checksum
-  SMBIOS_BAD_TABLE = 3,        // truncated, or a structure runs past the table's end
-  SMBIOS_NOT_FOUND = 4,        // no structure of that type
-  SMBIOS_TOO_LARGE = 5,        // the structure does not fit into the buffer
-  SMBIOS_BAD_ARGUMENT = 6,     // no handle, no buffer, no size
-  SMBIOS_NO_MEMORY = 7,
+  SmbiosOk = 0,
+  SmbiosUnreadable = 1,     // there is no table, or it may not be read
+  SmbiosBadEntryPoint = 2,  // neither version's anchor, or a wrong length or checksum
+  SmbiosBadTable = 3,       // truncated, or a structure runs past the table's end
+  SmbiosNotFound = 4,       // no structure of that type
+  SmbiosTooLarge = 5,       // the structure does not fit into the buffer
+  SmbiosBadArgument = 6,    // no handle, no buffer, no size
+  SmbiosNoMemory = 7,
 };
 
 struct SmBiosTable;
@@ -33,7 +33,7 @@ using SmBiosHandle = SmBiosTable*;
 
 // Reads the table into memory; the caller closes the handle. pluginManager is not used and may
 // be null. On failure the handle is null.
-HVX_SMBIOS_EXPORT NKVRHVX20::TStatus smBiosLoad(void* pluginManager, SmBiosHandle* handle);
+HVX_SMBIOS_EXPORT NKVRHVX20::TStatus smBiosLoad(void* plugin_manager, SmBiosHandle* handle);
 
 // Copies the first structure of that type into the buffer: the formatted area followed by the
 // string set with both final NULs. size holds the buffer's size in bytes and, afterwards, the

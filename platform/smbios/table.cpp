@@ -8,8 +8,8 @@ namespace smbios {
 
 namespace {
 
-constexpr std::uint8_t end_of_table = 127;
-constexpr std::size_t header_size = 4;
+constexpr std::uint8_t kEndOfTable = 127;
+constexpr std::size_t kHeaderSize = 4;
 
 std::size_t little_endian(Bytes bytes, std::size_t offset, std::size_t count) {
   std::size_t value = 0;
@@ -36,17 +36,17 @@ bool checks(Bytes bytes) { return sum(bytes) == 0; }
 // length of the whole. Of an entry point of 30 bytes the kernel shows all but the last of them. It
 // is the revision as a decimal in two halves, or 0 where the two bytes of the version say it.
 bool checks_inside(Bytes entry_point) {
-  constexpr std::size_t begin = 0x10, size = 0x0f;
-  if (entry_point.size() >= begin + size) return checks(entry_point.subspan(begin, size));
+  constexpr std::size_t kBegin = 0x10, kSize = 0x0f;
+  if (entry_point.size() >= kBegin + kSize) return checks(entry_point.subspan(kBegin, kSize));
   const auto revision = static_cast<std::uint8_t>(entry_point[6] << 4 | entry_point[7]);
-  const Bytes shown = entry_point.subspan(begin);
+  const Bytes shown = entry_point.subspan(kBegin);
   return sum(shown) == 0 || static_cast<std::uint8_t>(sum(shown) + revision) == 0;
 }
 
 // The size of the structure that begins the bytes, its string set included; 0 when it does not
 // end within them.
 std::size_t structure_size(Bytes bytes) {
-  if (bytes.size() < header_size || bytes[1] < header_size || bytes[1] > bytes.size()) return 0;
+  if (bytes.size() < kHeaderSize || bytes[1] < kHeaderSize || bytes[1] > bytes.size()) return 0;
   for (std::size_t end = bytes[1]; end + 2 <= bytes.size(); ++end)
     if (bytes[end] == 0 && bytes[end + 1] == 0) return end + 2;
   return 0;
@@ -77,12 +77,12 @@ Found find_structure(Bytes table, std::size_t structures, std::uint8_t type) {
     // A table that does not say how many structures it has ends where its bytes end.
     if (table.empty() && structures == 0) break;
     const std::size_t size = structure_size(table);
-    if (size == 0) return {SMBIOS_BAD_TABLE, {}};
-    if (table[0] == type) return {SMBIOS_OK, table.first(size)};
-    if (table[0] == end_of_table) break;
+    if (size == 0) return {SmbiosBadTable, {}};
+    if (table[0] == type) return {SmbiosOk, table.first(size)};
+    if (table[0] == kEndOfTable) break;
     table = table.subspan(size);
   }
-  return {SMBIOS_NOT_FOUND, {}};
+  return {SmbiosNotFound, {}};
 }
 
 }  // namespace smbios

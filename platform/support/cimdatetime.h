@@ -14,15 +14,15 @@ class HVX_EXPORT TCIMDateTime {
  public:
   // Microseconds since 1970-01-01T00:00 UTC; local years 0 to 9999 and offsets of -999 to 999
   // minutes have a text form, others are brought to the nearest end.
-  TCIMDateTime(std::int64_t microsecondsSinceEpoch, int utcOffsetMinutes);
+  TCIMDateTime(std::int64_t microseconds_since_epoch, int utc_offset_minutes);
 
   // Local time and offset in the 25 characters yyyymmddhhmmss.mmmmmmsutc, for example
   // 20240131120000.000000+060.
   std::string ToString() const;
 
  private:
-  std::int64_t fMicroseconds;
-  int fUtcOffsetMinutes;
+  std::int64_t microseconds_;
+  int utc_offset_minutes_;
 };
 
 }  // namespace NKVRHVX20

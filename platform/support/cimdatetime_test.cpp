@@ -32,10 +32,10 @@ TEST(CimDateTime, LeapDays) {
 }
 
 TEST(CimDateTime, WhatHasNoTextIsBroughtToTheNearestEnd) {
-  constexpr auto least = std::numeric_limits<std::int64_t>::min();
-  constexpr auto most = std::numeric_limits<std::int64_t>::max();
-  EXPECT_EQ(text_of(most, 120), "99991231235959.999999+120");
-  EXPECT_EQ(text_of(least, -120), "00000101000000.000000-120");
+  constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
+  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+  EXPECT_EQ(text_of(kMost, 120), "99991231235959.999999+120");
+  EXPECT_EQ(text_of(kLeast, -120), "00000101000000.000000-120");
   EXPECT_EQ(text_of(0, std::numeric_limits<int>::max()), "19700101163900.000000+999");
   EXPECT_EQ(text_of(0, std::numeric_limits<int>::min()), "19691231072100.000000-999");
 }

@@ -27,13 +27,13 @@ class HelperProgram : public testing::TestWithParam<SigchldArrangement> {
 
   std::string run_client(const std::string& command) const {
     return shell("HVX_LOG_FILE=" + folder_ / "log" + " " + folder_ / "test/client" + " --sigchld " +
-                 sigchld_names[static_cast<int>(GetParam())] + " run 20 " + command);
+                 kSigchldNames[static_cast<int>(GetParam())] + " run 20 " + command);
   }
 
   TemporaryFolder folder_;
 };
-INSTANTIATE_TEST_SUITE_P(Sigchld, HelperProgram, every_arrangement, arrangement_name);
-INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessRunner, every_arrangement, arrangement_name);
+INSTANTIATE_TEST_SUITE_P(Sigchld, HelperProgram, kEveryArrangement, arrangement_name);
+INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessRunner, kEveryArrangement, arrangement_name);
 
 TEST_P(HelperProgram, BesideTheLibraryIsFound) {
   fs::copy(fs::path(SUPPORT_CLIENT).parent_path().parent_path() / "libexec/hvx-run",

@@ -1,8 +1,8 @@
 /* hvx-run: runs one program for the process runner of the support library; see hvx_run.h.
  *
  * A process of its own, because the runner works inside object managers whose handling of
- * SIGCHLD it can neither know nor change: here, waiting for a child always works. Linked statically,
- * so that nothing of the host's environment can put a library into it.
+ * SIGCHLD it can neither know nor change: here, waiting for a child always works. Linked
+ * statically, so that nothing of the host's environment can put a library into it.
  */
 #define _GNU_SOURCE
 #include "platform/support/hvx_run.h"
@@ -22,7 +22,7 @@
 
 /* A killed process that is stuck in the kernel, in a drive's command for instance, is not waited
  * for longer than this. */
-static const int64_t group_end_limit = 1000000000; /* nanoseconds */
+static const int64_t kGroupEndLimit = 1000000000; /* nanoseconds */
 
 static int child_ends; /* readable when a child has ended */
 
@@ -48,7 +48,8 @@ static int wait_until(int64_t deadline, int watch_output) {
 }
 
 /* Starts the program by its arguments (the file, then its argument vector); returns its process id,
- * or 0 with the error number. A process of our memory, which stands still until the program runs. */
+ * or 0 with the error number. A process of our memory, which stands still until the program runs.
+ */
 static pid_t start(char** arguments, int* error) {
   volatile int child_error = 0;
   sigset_t none;
@@ -80,7 +81,7 @@ static struct hvx_report watch(pid_t program, int64_t deadline) {
 }
 
 static void end_group(pid_t group) {
-  const int64_t deadline = now() + group_end_limit;
+  const int64_t deadline = now() + kGroupEndLimit;
   kill(-group, SIGKILL);
   for (;;) {
     const pid_t ended = waitpid(-group, NULL, WNOHANG);
@@ -111,8 +112,8 @@ static void reset_library_signals(void) {
 }
 
 /* A descriptor that is readable when a child has ended; negative where there can be none. SIGHUP is
- * blocked too: the kernel sends it to a stopped helper that loses its runner, and wakes it: it is to
- * end the group then, not to leave it alone. */
+ * blocked too: the kernel sends it to a stopped helper that loses its runner, and wakes it: it is
+ * to end the group then, not to leave it alone. */
 static int open_child_ends(void) {
   sigset_t blocked;
   sigset_t ended;

@@ -10,7 +10,7 @@ TEST(InstalledHelper, IsFoundWhereItWasConfigured) {
   const auto here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   ASSERT_FALSE(std::filesystem::exists(here / "../libexec/hvx-run"));
   std::string output;
-  EXPECT_EQ(RunProgram("sh", {"-c", "readlink /proc/$PPID/exe; exit 6"}, output, 60), 6);
+  EXPECT_EQ(run_program("sh", {"-c", "readlink /proc/$PPID/exe; exit 6"}, output, 60), 6);
   EXPECT_EQ(output, std::filesystem::canonical(HVX_RUN_INSTALLED).string() + "\n");
 }
 

@@ -265,11 +265,11 @@ TEST_F(KeptLog, ThreadsAndAForkedChildMoveAFullFileOnce) {
 }
 
 TEST_F(KeptLog, ThreadsLoseNoLineWhileTheFileIsRotated) {
-  constexpr int count = 2000;
+  constexpr int kCount = 2000;
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i)
     threads.emplace_back([&] {
-      for (int line = 0; line < count; ++line) write("line");
+      for (int line = 0; line < kCount; ++line) write("line");
     });
   std::vector<std::string> moved;
   for (int i = 0; i < 20; ++i) {
@@ -282,7 +282,7 @@ TEST_F(KeptLog, ThreadsLoseNoLineWhileTheFileIsRotated) {
   for (std::thread& thread : threads) thread.join();
   std::size_t written = lines().size();
   for (const std::string& path : moved) written += lines(path).size();
-  EXPECT_EQ(written, 4u * count);
+  EXPECT_EQ(written, 4u * kCount);
   EXPECT_LE(numbers_of(log_).size(), 1u);
 }
 

@@ -45,8 +45,8 @@ std::optional<LogDescriptor::Kept> LogDescriptor::look() const noexcept {
 // position as it is. Where the descriptor has come to be something else between the look and now,
 // no file takes anything at this offset.
 bool LogDescriptor::append(const Kept& kept, std::string_view line) noexcept {
-  constexpr off_t nowhere = std::numeric_limits<off_t>::max() - (off_t{1} << 20);
-  return pwrite(kept.number, line.data(), line.size(), nowhere) >= 0;
+  constexpr off_t kNowhere = std::numeric_limits<off_t>::max() - (off_t{1} << 20);
+  return pwrite(kept.number, line.data(), line.size(), kNowhere) >= 0;
 }
 
 void LogDescriptor::keep(int file, Time seen) noexcept {

@@ -75,7 +75,7 @@ void send_to_journal(const std::string& socket_path, int severity, const std::st
   std::string message = "SYSLOG_IDENTIFIER=hddtest\nPRIORITY=";
   message += std::to_string(std::clamp(severity, 0, 4) + 3);
   message += "\nMESSAGE=";
-  AppendEscaped(message, text, kLogLineLimit);
+  append_escaped(message, text, kLogLineLimit);
   message += '\n';
 
   const Descriptor connection(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -136,7 +136,7 @@ void LogDestination::write(int severity, const std::string& text) {
   // In microseconds, since nanoseconds end with the year 2262.
   const timespec time = time_of(CLOCK_REALTIME);
   const std::int64_t microseconds = std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
-  const std::string line = FormatLogLine(microseconds, severity, process_id(), text);
+  const std::string line = format_log_line(microseconds, severity, process_id(), text);
   const bool opened =
       to_standard_error_ ? write_without_signal(STDERR_FILENO, line) != EBADF : file_.append(line);
   if (!opened) send_to_journal(journal_socket_, severity, text);

@@ -11,8 +11,8 @@ namespace NKVRHVX20 {
 
 namespace {
 
-void AppendEscape(std::string& line, char byte) {
-  constexpr char digits[] = "0123456789abcdef";
+void append_escape(std::string& line, char byte) {
+  constexpr char kDigits[] = "0123456789abcdef";
   line += '\\';
   switch (byte) {
     case '\\':
@@ -29,12 +29,12 @@ void AppendEscape(std::string& line, char byte) {
       return;
   }
   line += 'x';
-  line += digits[static_cast<unsigned char>(byte) >> 4];
-  line += digits[static_cast<unsigned char>(byte) & 15];
+  line += kDigits[static_cast<unsigned char>(byte) >> 4];
+  line += kDigits[static_cast<unsigned char>(byte) & 15];
 }
 
 // Of an escaped text: the length of as many whole characters and escapes as take no more than most.
-std::size_t LengthOfWhole(std::string_view escaped, std::size_t most) {
+std::size_t length_of_whole(std::string_view escaped, std::size_t most) {
   std::size_t length = 0;
   while (length < escaped.size()) {
     const std::string_view rest = escaped.substr(length);
@@ -49,13 +49,13 @@ std::size_t LengthOfWhole(std::string_view escaped, std::size_t most) {
 
 }  // namespace
 
-void AppendEscaped(std::string& line, std::string_view text) {
+void append_escaped(std::string& line, std::string_view text) {
   std::size_t copied = 0;  // up to here; unchanged text is copied in runs
   for (std::size_t at = 0; at < text.size();) {
     const auto [character, length] = platform::first_utf8(text.substr(at));
     if (character == '\\' || platform::misleads(character)) {
       line.append(text, copied, at - copied);
-      for (const char byte : text.substr(at, length)) AppendEscape(line, byte);
+      for (const char byte : text.substr(at, length)) append_escape(line, byte);
       copied = at + length;
     }
     at += length;
@@ -63,20 +63,21 @@ void AppendEscaped(std::string& line, std::string_view text) {
   line.append(text, copied);
 }
 
-void AppendEscaped(std::string& line, std::string_view text, std::size_t most) {
+void append_escaped(std::string& line, std::string_view text, std::size_t most) {
   const std::size_t begin = line.size();
-  AppendEscaped(line, text.substr(0, most));  // that is enough: escaping makes no character shorter
+  append_escaped(line,
+                 text.substr(0, most));  // that is enough: escaping makes no character shorter
   if (text.size() <= most && line.size() - begin <= most) return;
   std::string tail = "... (";
   tail += std::to_string(text.size());
   tail += " bytes)";
   const std::string_view escaped = std::string_view(line).substr(begin);
-  line.resize(begin + LengthOfWhole(escaped, most - tail.size()));
+  line.resize(begin + length_of_whole(escaped, most - tail.size()));
   line += tail;
 }
 
-std::string FormatLogLine(std::int64_t microseconds, int severity, int processId,
-                          std::string_view text) {
+std::string format_log_line(std::int64_t microseconds, int severity, int process_id,
+                            std::string_view text) {
   // Not gmtime_r: it takes a lock, which another thread may have held when we were forked.
   using namespace std::chrono;
   const sys_time<std::chrono::microseconds> time{std::chrono::microseconds(microseconds)};
@@ -97,7 +98,7 @@ std::string FormatLogLine(std::int64_t microseconds, int severity, int processId
   put(2, clock.minutes().count(), ':');
   put(2, clock.seconds().count(), '.');
   put(6, clock.subseconds().count(), 'Z');
-  for (const int number : {severity, processId}) {
+  for (const int number : {severity, process_id}) {
     *place++ = ' ';
     place = std::to_chars(place, head + sizeof head - 1, number).ptr;
   }
@@ -106,7 +107,7 @@ std::string FormatLogLine(std::int64_t microseconds, int severity, int processId
   std::string line;
   line.reserve(std::min(length + text.size() + 1, kLogLineLimit));
   line.append(head, place);
-  AppendEscaped(line, text, kLogLineLimit - length - 1);
+  append_escaped(line, text, kLogLineLimit - length - 1);
   line += '\n';
   return line;
 }

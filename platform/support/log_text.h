@@ -12,18 +12,18 @@ namespace NKVRHVX20 {
 // \n, carriage return \r, tab \t; each byte of any other control character (C1 and the two
 // Unicode line separators included, which many viewers break lines at), of what changes the
 // direction of writing, and of what is no UTF-8 becomes \xNN, two lower-case hexadecimal digits.
-void AppendEscaped(std::string& line, std::string_view text);
+void append_escaped(std::string& line, std::string_view text);
 
 // A line is cut at this size, since texts from outside may have any length.
 inline constexpr std::size_t kLogLineLimit = 8192;
 
 // The same in no more bytes than that. A text that takes more is cut between two characters, and
 // its original length follows: "... (12345 bytes)".
-void AppendEscaped(std::string& line, std::string_view text, std::size_t most);
+void append_escaped(std::string& line, std::string_view text, std::size_t most);
 
 // A whole line with its line feed, in at most kLogLineLimit bytes. The time is in microseconds
 // since 1970-01-01T00:00 UTC.
-std::string FormatLogLine(std::int64_t microseconds, int severity, int processId,
-                          std::string_view text);
+std::string format_log_line(std::int64_t microseconds, int severity, int process_id,
+                            std::string_view text);
 
 }  // namespace NKVRHVX20

@@ -9,7 +9,7 @@ using namespace std::string_view_literals;
 
 std::string escaped(std::string_view text) {
   std::string line;
-  AppendEscaped(line, text);
+  append_escaped(line, text);
   return line;
 }
 
@@ -69,17 +69,17 @@ TEST(LogText, NoByteCanBreakALine) {
 }
 
 TEST(LogText, ALineHoldsTimeSeverityProcessAndText) {
-  EXPECT_EQ(FormatLogLine(1706702400000000, 3, 4711, "Entering ..."),
+  EXPECT_EQ(format_log_line(1706702400000000, 3, 4711, "Entering ..."),
             "2024-01-31T12:00:00.000000Z 3 4711 Entering ...\n");
-  EXPECT_EQ(FormatLogLine(1709251199000042, 0, 1, "a\nb"),
+  EXPECT_EQ(format_log_line(1709251199000042, 0, 1, "a\nb"),
             "2024-02-29T23:59:59.000042Z 0 1 a\\nb\n");
-  EXPECT_EQ(FormatLogLine(-1, -5, 2, ""), "1969-12-31T23:59:59.999999Z -5 2 \n");
+  EXPECT_EQ(format_log_line(-1, -5, 2, ""), "1969-12-31T23:59:59.999999Z -5 2 \n");
 }
 
 TEST(LogText, ALongTextIsCutAndItsLengthTold) {
   const auto cut = [](std::string_view text, std::size_t most) {
     std::string line = "head ";
-    AppendEscaped(line, text, most);
+    append_escaped(line, text, most);
     EXPECT_LE(line.size(), 5 + most);
     return line.substr(5);
   };
@@ -91,10 +91,10 @@ TEST(LogText, ALongTextIsCutAndItsLengthTold) {
 
 TEST(LogText, WhatIsEscapedCountsAsLongAsItIsWritten) {
   std::string line;
-  AppendEscaped(line, std::string(25, '\n'), 50);
+  append_escaped(line, std::string(25, '\n'), 50);
   EXPECT_EQ(line.size(), 50u);
   line.clear();
-  AppendEscaped(line, std::string(26, '\n'), 50);
+  append_escaped(line, std::string(26, '\n'), 50);
   EXPECT_EQ(line.substr(line.size() - 16), "\\n... (26 bytes)");
 }
 
@@ -109,7 +109,7 @@ TEST(LogText, IsCutBetweenCharacters) {
       std::string text(before, 'a');
       for (int count = 0; count < 51; ++count) text += character;
       std::string line;
-      AppendEscaped(line, text, 50);
+      append_escaped(line, text, 50);
       const std::string tail = "... (" + std::to_string(text.size()) + " bytes)";
       ASSERT_TRUE(line.ends_with(tail)) << line;
       const std::size_t cut = line.size() - tail.size();
@@ -121,13 +121,13 @@ TEST(LogText, IsCutBetweenCharacters) {
 }
 
 TEST(LogText, ALineIsCutAtItsLimit) {
-  const std::string head = FormatLogLine(0, 3, 4711, "");
+  const std::string head = format_log_line(0, 3, 4711, "");
   const std::size_t most = kLogLineLimit - head.size();
-  const std::string fits = FormatLogLine(0, 3, 4711, std::string(most, 'a'));
+  const std::string fits = format_log_line(0, 3, 4711, std::string(most, 'a'));
   EXPECT_EQ(fits.size(), kLogLineLimit);
   EXPECT_TRUE(fits.ends_with("aaaa\n"));
   const std::string text(most + 1, 'a');
-  const std::string cut = FormatLogLine(0, 3, 4711, text);
+  const std::string cut = format_log_line(0, 3, 4711, text);
   EXPECT_EQ(cut.size(), kLogLineLimit);
   EXPECT_TRUE(cut.ends_with("aaa... (" + std::to_string(text.size()) + " bytes)\n")) << cut;
 }

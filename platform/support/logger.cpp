@@ -16,16 +16,16 @@ namespace {
 constexpr const char* kDefaultFile = "/var/log/hvx/diagnostics.log";
 
 struct TSettings {
-  explicit TSettings(const std::string& file) : fDestination(file) {}
+  explicit TSettings(const std::string& file) : destination(file) {}
 
-  LogDestination fDestination;
-  int fLevel = ILogger::eTrace;
+  LogDestination destination;
+  int level = ILogger::eTrace;
 };
 
 struct TSink {
-  LogSink fFunction;
-  void* fData;
-  const TSink* fReplaced;  // never freed: another thread may be about to call it
+  LogSink function;
+  void* data;
+  const TSink* replaced;  // never freed: another thread may be about to call it
 };
 
 // Where a relative HVX_LOG_FILE begins: taken when the library is loaded, since object managers
@@ -38,36 +38,36 @@ const std::string& start_directory = *new std::string([] {
 constinit std::atomic<TSettings*> settings{nullptr};
 constinit std::atomic<const TSink*> sink{nullptr};
 
-std::string LogFileName() {
+std::string log_file_name() {
   const char* const file = std::getenv("HVX_LOG_FILE");
   if (file == nullptr || *file == '\0') return kDefaultFile;
   if (*file == '/' || std::string_view(file) == "-") return file;
   return start_directory + "/" + file;
 }
 
-TSettings* ReadSettings() {
-  auto* result = new TSettings(LogFileName());
+TSettings* read_settings() {
+  auto* result = new TSettings(log_file_name());
   if (const char* level = std::getenv("HVX_LOG_LEVEL"); level != nullptr) {
     const std::string_view text = level;
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error == std::errc() && end == text.data() + text.size()) result->fLevel = value;
+    if (error == std::errc() && end == text.data() + text.size()) result->level = value;
   }
   return result;
 }
 
 // Without a lock, which a child forked at the wrong moment would never get.
-[[gnu::noinline]] TSettings& FirstSettings() {
+[[gnu::noinline]] TSettings& first_settings() {
   TSettings* present = nullptr;
-  TSettings* ours = ReadSettings();
+  TSettings* ours = read_settings();
   if (settings.compare_exchange_strong(present, ours, std::memory_order_acq_rel)) return *ours;
   delete ours;
   return *present;
 }
 
-TSettings& Settings() {
+TSettings& present_settings() {
   TSettings* present = settings.load(std::memory_order_acquire);
-  return present != nullptr ? *present : FirstSettings();
+  return present != nullptr ? *present : first_settings();
 }
 
 class TCoreLogger final : public ILogger {
@@ -76,9 +76,9 @@ class TCoreLogger final : public ILogger {
     const int error = errno;  // callers log between a failure and looking at its reason
     try {
       if (const TSink* present = sink.load(std::memory_order_acquire))
-        if (present->fFunction != nullptr) present->fFunction(severity, text, present->fData);
-      TSettings& present = Settings();
-      if (severity <= present.fLevel) present.fDestination.write(severity, text);
+        if (present->function != nullptr) present->function(severity, text, present->data);
+      TSettings& present = present_settings();
+      if (severity <= present.level) present.destination.write(severity, text);
     } catch (...) {
       // Out of memory: the line is dropped, the caller goes on.
     }
@@ -92,14 +92,15 @@ constinit TCoreLogger core_logger;
 
 ILogger* TRootObject::GetCoreLogger() { return &core_logger; }
 
-bool IsLogged(ILogger::EHVXLogSeverity severity) {
+bool is_logged(ILogger::EHVXLogSeverity severity) {
   const TSink* present = sink.load(std::memory_order_acquire);
-  return (present != nullptr && present->fFunction != nullptr) || severity <= Settings().fLevel;
+  return (present != nullptr && present->function != nullptr) ||
+         severity <= present_settings().level;
 }
 
-void SetLogSink(LogSink function, void* data) {
+void set_log_sink(LogSink function, void* data) {
   auto* added = new TSink{function, data, sink.load(std::memory_order_acquire)};
-  while (!sink.compare_exchange_weak(added->fReplaced, added, std::memory_order_acq_rel)) {
+  while (!sink.compare_exchange_weak(added->replaced, added, std::memory_order_acq_rel)) {
   }
 }
 

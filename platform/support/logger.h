@@ -55,12 +55,12 @@ class HVX_EXPORT TRootObject {
 
 // Whether a line of this severity goes anywhere: to the host's sink, or by its level to the
 // destination. For callers that write many lines, whose texts need not be put together in vain.
-HVX_EXPORT bool IsLogged(ILogger::EHVXLogSeverity severity);
+HVX_EXPORT bool is_logged(ILogger::EHVXLogSeverity severity);
 
 // One line of the parts one after the other, put together only where it goes anywhere.
 template <class... Parts>
-void LogParts(ILogger::EHVXLogSeverity severity, const Parts&... parts) {
-  if (!IsLogged(severity)) return;
+void log_parts(ILogger::EHVXLogSeverity severity, const Parts&... parts) {
+  if (!is_logged(severity)) return;
   std::string text;
   text.reserve((std::string_view(parts).size() + ...));
   (text.append(parts), ...);
@@ -74,6 +74,6 @@ using LogSink = void (*)(ILogger::EHVXLogSeverity severity, const std::string& t
 // Adds the sink of a host program; at most one at a time, a later call replaces it and a null
 // function removes it. Lines that other threads are logging meanwhile may still reach the
 // earlier one, so its data has to stay valid. Each call keeps a few bytes for good.
-HVX_EXPORT void SetLogSink(LogSink sink, void* data);
+HVX_EXPORT void set_log_sink(LogSink sink, void* data);
 
 }  // namespace NKVRHVX20

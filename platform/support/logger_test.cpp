@@ -86,10 +86,10 @@ TEST_F(Logger, TheLaterSinkReplacesTheEarlier) {
   const auto count = [](ILogger::EHVXLogSeverity, const std::string&, void* data) {
     ++*static_cast<int*>(data);
   };
-  SetLogSink(count, &calls[1]);
-  SetLogSink(count, &calls[2]);
+  set_log_sink(count, &calls[1]);
+  set_log_sink(count, &calls[2]);
   TRootObject::GetCoreLogger()->Log(ILogger::eDebug, "text");
-  SetLogSink(nullptr, nullptr);
+  set_log_sink(nullptr, nullptr);
   TRootObject::GetCoreLogger()->Log(ILogger::eDebug, "text");
   EXPECT_THAT(calls, ElementsAre(std::pair(1, 0), std::pair(2, 1)));
 }
@@ -104,11 +104,12 @@ TEST_F(Logger, ARelativePathIsResolvedBeforeTheDirectoryChanges) {
 }
 
 TEST_F(Logger, KeepsTheErrorNumber) {
-  SetLogSink([](ILogger::EHVXLogSeverity, const std::string&, void*) { errno = ERANGE; }, nullptr);
+  set_log_sink([](ILogger::EHVXLogSeverity, const std::string&, void*) { errno = ERANGE; },
+               nullptr);
   errno = EDOM;
   TRootObject::GetCoreLogger()->Log(ILogger::eError, "text");
   EXPECT_EQ(errno, EDOM);
-  SetLogSink(nullptr, nullptr);
+  set_log_sink(nullptr, nullptr);
 }
 
 TEST_F(Logger, ProcessesAndThreadsShareAFileWithoutTearingLines) {

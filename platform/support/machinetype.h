@@ -13,6 +13,6 @@ namespace NKVRHVX20 {
 // characters; empty when the name has neither form. Pure. Throws std::out_of_range for a name
 // whose first hyphen is its last character, kept on purpose: callers differ in what they make of
 // such a name.
-HVX_EXPORT std::string MachineTypeFromProductName(const std::string& productName);
+HVX_EXPORT std::string machine_type_from_product_name(const std::string& product_name);
 
 }  // namespace NKVRHVX20

@@ -20,7 +20,7 @@ namespace {
 
 // A DMI text as the kernel publishes it, without the line feed that it adds; empty when the
 // machine has none. The kernel's files are one page at most.
-std::string ReadDmiText(const char* name) {
+std::string read_dmi_text(const char* name) {
   const char* root = std::getenv("HVX_SYSFS_ROOT");
   const std::string path = std::string(root != nullptr ? root : "") + "/sys/class/dmi/id/" + name;
   const platform::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -32,7 +32,7 @@ std::string ReadDmiText(const char* name) {
   return result;
 }
 
-std::vector<std::string> SplitAtBlanks(std::string_view text) {
+std::vector<std::string> split_at_blanks(std::string_view text) {
   std::vector<std::string> words;
   while (true) {
     const std::string_view word = platform::take_word(text, " \t");
@@ -43,37 +43,37 @@ std::vector<std::string> SplitAtBlanks(std::string_view text) {
 
 }  // namespace
 
-std::string MachineTypeFromProductName(const std::string& productName) {
-  const std::size_t hyphen = productName.find('-');
-  if (hyphen != std::string::npos) return productName.substr(hyphen + 2, 4);
-  return productName.size() == 7 ? productName.substr(0, 4) : std::string();
+std::string machine_type_from_product_name(const std::string& product_name) {
+  const std::size_t hyphen = product_name.find('-');
+  if (hyphen != std::string::npos) return product_name.substr(hyphen + 2, 4);
+  return product_name.size() == 7 ? product_name.substr(0, 4) : std::string();
 }
 
 int TOSSpecific::SpawnProcess(std::string program, std::vector<std::string> arguments,
-                              std::string& output, int timeoutSeconds) {
-  return RunProgram(program, arguments, output, timeoutSeconds);
+                              std::string& output, int timeout_seconds) {
+  return run_program(program, arguments, output, timeout_seconds);
 }
 
-std::string TOSSpecific::SpawnProcess(const std::string& commandLine, int limitSeconds) {
-  std::vector<std::string> words = SplitAtBlanks(commandLine);
+std::string TOSSpecific::SpawnProcess(const std::string& command_line, int limit_seconds) {
+  std::vector<std::string> words = split_at_blanks(command_line);
   if (words.empty()) return {};
   const std::string program = std::move(words.front());
   words.erase(words.begin());
   std::string output;
-  if (RunProgram(program, words, output, limitSeconds) < 0) return {};
+  if (run_program(program, words, output, limit_seconds) < 0) return {};
   return output;
 }
 
 std::string TOSSpecific::GetMachineTypeFromID() {
   try {
-    return MachineTypeFromProductName(ReadDmiText("product_name"));
+    return machine_type_from_product_name(read_dmi_text("product_name"));
   } catch (const std::out_of_range&) {
     return {};
   }
 }
 
 std::string TOSSpecific::GetBiosID() {
-  return std::string(platform::trim(ReadDmiText("bios_version"), " \t\r\n\v\f"));
+  return std::string(platform::trim(read_dmi_text("bios_version"), " \t\r\n\v\f"));
 }
 
 TCIMDateTime TOSSpecific::GetLocalTime() {

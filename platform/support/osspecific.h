@@ -32,12 +32,12 @@ class HVX_EXPORT TOSSpecific {
   // is the helper program hvx-run. If that program cannot be started, neither can any other, and
   // every attempt logs one line of severity 0.
   static int SpawnProcess(std::string program, std::vector<std::string> arguments,
-                          std::string& output, int timeoutSeconds);
+                          std::string& output, int timeout_seconds);
 
   // Runs a command line, split at blanks and tabs (no shell, no quoting), and returns its
   // standard output, whatever its exit code; the empty text after limitSeconds or when it did not
   // end by exiting.
-  static std::string SpawnProcess(const std::string& commandLine, int limitSeconds);
+  static std::string SpawnProcess(const std::string& command_line, int limit_seconds);
 
   // The machine type in the DMI product name as the kernel publishes it (machinetype.h); empty
   // when there is none. Like GetBiosID readable without root, and found under the directory that

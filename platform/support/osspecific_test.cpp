@@ -23,11 +23,12 @@ TEST(MachineType, IsCutOutOfTheProductName) {
       {"ABCDEF", ""},
       {"", ""},
   };
-  for (const auto& [name, type] : cases) EXPECT_EQ(MachineTypeFromProductName(name), type) << name;
+  for (const auto& [name, type] : cases)
+    EXPECT_EQ(machine_type_from_product_name(name), type) << name;
 }
 
 TEST(MachineType, AHyphenAtTheEndOfTheNameIsOutOfRange) {
-  EXPECT_THROW(MachineTypeFromProductName("ABC-"), std::out_of_range);
+  EXPECT_THROW(machine_type_from_product_name("ABC-"), std::out_of_range);
 }
 
 // A tree with the kernel's DMI files instead of the machine's own.

@@ -17,16 +17,16 @@ constinit std::atomic<KnownId*> place{nullptr};
 
 // Null where the kernel (before 4.14) does not empty pages.
 KnownId* make_place() noexcept {
-  constexpr std::size_t size = 4096;
+  constexpr std::size_t kSize = 4096;
   void* const page =
-      mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+      mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (page == MAP_FAILED) return nullptr;
   KnownId* present = nullptr;
-  if (madvise(page, size, MADV_WIPEONFORK) == 0) {
+  if (madvise(page, kSize, MADV_WIPEONFORK) == 0) {
     auto* const made = new (page) KnownId(0);
     if (place.compare_exchange_strong(present, made)) return made;
   }
-  munmap(page, size);
+  munmap(page, kSize);
   return present;
 }
 

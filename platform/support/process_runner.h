@@ -13,7 +13,7 @@ constexpr std::size_t kOutputLimit = std::size_t{256} << 20;
 // Runs the program and replaces output by what it wrote to its standard output; returns its
 // exit code, or -1 when it did not end by exiting. Blocks for up to timeoutSeconds, and a second
 // more when killed processes are slow to go.
-int RunProgram(const std::string& program, const std::vector<std::string>& arguments,
-               std::string& output, int timeoutSeconds);
+int run_program(const std::string& program, const std::vector<std::string>& arguments,
+                std::string& output, int timeout_seconds);
 
 }  // namespace NKVRHVX20

@@ -7,7 +7,7 @@
 namespace NKVRHVX20 {
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessRunner, every_arrangement, arrangement_name);
+INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessRunner, kEveryArrangement, arrangement_name);
 
 TEST_P(ProcessRunner, AHundredMegabytesArriveComplete) {
   const auto [status, output] = run_script("yes 123456789 | head -c 100000000; exit 5");

@@ -12,7 +12,7 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessRunner, every_arrangement, arrangement_name);
+INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessRunner, kEveryArrangement, arrangement_name);
 
 TEST_P(ProcessRunner, EveryExitCodeComesBack) {
   for (int code = 0; code <= 255; ++code)
@@ -42,15 +42,15 @@ TEST_P(ProcessRunner, WhatCannotBeStartedIsInTheLogWithTheReason) {
   write_file(folder / "no-program", "exit 3\n", 0755);
   static std::vector<std::string> lines;
   lines.clear();
-  SetLogSink([](ILogger::EHVXLogSeverity severity, const std::string& text,
-                void*) { lines.push_back(std::to_string(severity) + " " + text); },
-             nullptr);
+  set_log_sink([](ILogger::EHVXLogSeverity severity, const std::string& text,
+                  void*) { lines.push_back(std::to_string(severity) + " " + text); },
+               nullptr);
   run("no-program-has-this-name", {});
   for (const char* name : {"not-executable", "no-interpreter", "no-program", "none", "."})
     run(folder / name, {});
   run("echo", {std::string("a\0b", 3)});
   run("sh", {"-c", "exit 1"});
-  SetLogSink(nullptr, nullptr);
+  set_log_sink(nullptr, nullptr);
   const std::string begin = "0 TOSSpecific::SpawnProcess -- cannot start ";
   const std::string at = begin + folder.path() + "/";
   EXPECT_THAT(lines,

@@ -41,12 +41,12 @@ class ProcessRunner : public testing::TestWithParam<SigchldArrangement> {
   std::size_t descriptors_ = 0;
 };
 
-inline const auto every_arrangement =
-    testing::Values(SigchldArrangement::standard, SigchldArrangement::ignored,
-                    SigchldArrangement::no_child_wait, SigchldArrangement::reaping_handler);
+inline const auto kEveryArrangement =
+    testing::Values(SigchldArrangement::Standard, SigchldArrangement::Ignored,
+                    SigchldArrangement::NoChildWait, SigchldArrangement::ReapingHandler);
 
 inline std::string arrangement_name(const testing::TestParamInfo<SigchldArrangement>& info) {
-  return sigchld_names[static_cast<int>(info.param)];
+  return kSigchldNames[static_cast<int>(info.param)];
 }
 
 }  // namespace NKVRHVX20

@@ -12,9 +12,9 @@ namespace NKVRHVX20 {
 // directory, /bin:/usr/bin when PATH is unset), then in /usr/sbin, /sbin and /usr/local/sbin,
 // where drive tools are although the PATH of services and users often leaves these out. Empty
 // when there is none. May be called from any thread.
-HVX_EXPORT std::string FindProgram(const std::string& name);
+HVX_EXPORT std::string find_program(const std::string& name);
 
 // Why FindProgram finds none for a name, in words.
-std::string WhyNotFound(const std::string& name);
+std::string why_not_found(const std::string& name);
 
 }  // namespace NKVRHVX20

@@ -25,24 +25,24 @@ class FindProgramTest : public testing::Test {
 };
 
 TEST_F(FindProgramTest, TheFirstOfThePathWins) {
-  EXPECT_EQ(FindProgram("both"), folder_ / "first/both");
+  EXPECT_EQ(find_program("both"), folder_ / "first/both");
 }
 
 TEST_F(FindProgramTest, WhatCannotBeExecutedIsPassedOver) {
-  EXPECT_EQ(FindProgram("shadowed"), folder_ / "second/shadowed");
-  EXPECT_EQ(FindProgram("folder"), "");
+  EXPECT_EQ(find_program("shadowed"), folder_ / "second/shadowed");
+  EXPECT_EQ(find_program("folder"), "");
 }
 
 TEST_F(FindProgramTest, ANameWithASlashIsNotLookedUp) {
-  EXPECT_EQ(FindProgram(folder_ / "second/both"), folder_ / "second/both");
-  EXPECT_EQ(FindProgram(folder_ / "first/shadowed"), "");
-  EXPECT_EQ(FindProgram("first/both"), "");
+  EXPECT_EQ(find_program(folder_ / "second/both"), folder_ / "second/both");
+  EXPECT_EQ(find_program(folder_ / "first/shadowed"), "");
+  EXPECT_EQ(find_program("first/both"), "");
 }
 
 TEST_F(FindProgramTest, UnknownOrEmptyNamesGiveNothing) {
-  EXPECT_EQ(FindProgram("no-program-has-this-name"), "");
-  EXPECT_EQ(FindProgram(""), "");
-  EXPECT_EQ(FindProgram(std::string("both\0x", 6)), "");
+  EXPECT_EQ(find_program("no-program-has-this-name"), "");
+  EXPECT_EQ(find_program(""), "");
+  EXPECT_EQ(find_program(std::string("both\0x", 6)), "");
 }
 
 TEST_F(FindProgramTest, SystemFoldersFollowThePath) {
@@ -52,20 +52,20 @@ TEST_F(FindProgramTest, SystemFoldersFollowThePath) {
     if (entry.is_regular_file() && access(entry.path().c_str(), X_OK) == 0)
       name = entry.path().filename().string();
   ASSERT_NE(name, "");
-  EXPECT_EQ(FindProgram(name), "/usr/sbin/" + name);
+  EXPECT_EQ(find_program(name), "/usr/sbin/" + name);
 }
 
 TEST_F(FindProgramTest, AnEmptyPlaceIsTheWorkingDirectory) {
   const auto before = std::filesystem::current_path();
   std::filesystem::current_path(folder_ / "second");
   set_path(folder_ / "nowhere:");
-  EXPECT_EQ(FindProgram("both"), "both");
+  EXPECT_EQ(find_program("both"), "both");
   std::filesystem::current_path(before);
 }
 
 TEST_F(FindProgramTest, WithoutPathTheUsualPlacesAreSearched) {
   unsetenv("PATH");
-  EXPECT_EQ(FindProgram("sh"), "/bin/sh");
+  EXPECT_EQ(find_program("sh"), "/bin/sh");
 }
 
 }  // namespace

@@ -9,10 +9,10 @@
 
 namespace NKVRHVX20 {
 
-enum class SigchldArrangement { standard, ignored, no_child_wait, reaping_handler };
+enum class SigchldArrangement { Standard, Ignored, NoChildWait, ReapingHandler };
 
 // In the order of SigchldArrangement.
-inline constexpr const char* sigchld_names[] = {"Default", "Ignored", "NoChildWait",
+inline constexpr const char* kSigchldNames[] = {"Default", "Ignored", "NoChildWait",
                                                 "ReapingHandler"};
 
 inline void reap_any(int) {
@@ -27,9 +27,9 @@ inline struct sigaction arrange_sigchld(SigchldArrangement arrangement) {
   struct sigaction action {};
   struct sigaction before {};
   action.sa_handler = SIG_DFL;
-  if (arrangement == SigchldArrangement::ignored) action.sa_handler = SIG_IGN;
-  if (arrangement == SigchldArrangement::no_child_wait) action.sa_flags = SA_NOCLDWAIT;
-  if (arrangement == SigchldArrangement::reaping_handler) action.sa_handler = &reap_any;
+  if (arrangement == SigchldArrangement::Ignored) action.sa_handler = SIG_IGN;
+  if (arrangement == SigchldArrangement::NoChildWait) action.sa_flags = SA_NOCLDWAIT;
+  if (arrangement == SigchldArrangement::ReapingHandler) action.sa_handler = &reap_any;
   sigaction(SIGCHLD, &action, &before);
   return before;
 }

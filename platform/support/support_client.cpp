@@ -35,15 +35,15 @@ using namespace NKVRHVX20;
 
 namespace {
 
-ILogger::EHVXLogSeverity Severity(const std::string& text) {
+ILogger::EHVXLogSeverity severity(const std::string& text) {
   return static_cast<ILogger::EHVXLogSeverity>(std::stoi(text));
 }
 
-void Print(ILogger::EHVXLogSeverity severity, const std::string& text, void* data) {
+void print(ILogger::EHVXLogSeverity severity, const std::string& text, void* data) {
   std::fprintf(static_cast<FILE*>(data), "%d|%s|\n", severity, text.c_str());
 }
 
-void LogInThreads(int count, const std::string& text) {
+void log_in_threads(int count, const std::string& text) {
   std::vector<std::thread> threads;
   threads.reserve(4);
   for (int thread = 0; thread < 4; ++thread)
@@ -53,7 +53,7 @@ void LogInThreads(int count, const std::string& text) {
   for (std::thread& thread : threads) thread.join();
 }
 
-void LogInChildren(int count) {
+void log_in_children(int count) {
   std::atomic<bool> ended = false;
   std::thread other([&] {
     while (!ended) TRootObject::GetCoreLogger()->Log(ILogger::eTrace, "parent");
@@ -71,7 +71,7 @@ void LogInChildren(int count) {
 }
 
 // As a host that closes everything and opens files of its own.
-void ReplaceDescriptors(const std::string& path) {
+void replace_descriptors(const std::string& path) {
   const int file = open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   std::vector<int> numbers;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
@@ -85,9 +85,9 @@ void ReplaceDescriptors(const std::string& path) {
 int main(int count, char** values) {
   std::vector<std::string> words(values + 1, values + count);
   if (words.size() >= 2 && words[0] == "--sigchld") {
-    const auto* const name = std::ranges::find(sigchld_names, words[1]);
-    if (name == std::end(sigchld_names)) return 2;
-    arrange_sigchld(static_cast<SigchldArrangement>(name - sigchld_names));
+    const auto* const name = std::ranges::find(kSigchldNames, words[1]);
+    if (name == std::end(kSigchldNames)) return 2;
+    arrange_sigchld(static_cast<SigchldArrangement>(name - kSigchldNames));
     words.erase(words.begin(), words.begin() + 2);
   }
   const std::string command = words.empty() ? "" : words[0];
@@ -98,11 +98,11 @@ int main(int count, char** values) {
                                                  std::stoi(words[1]));
     std::printf("%d\n%s", status, output.c_str());
   } else if (command == "log" && words.size() == 4) {
-    for (int i = std::stoi(words[3]); i > 0; --i) logger.Log(Severity(words[1]), words[2]);
+    for (int i = std::stoi(words[3]); i > 0; --i) logger.Log(severity(words[1]), words[2]);
   } else if (command == "threads-log" && words.size() == 3) {
-    LogInThreads(std::stoi(words[1]), words[2]);
+    log_in_threads(std::stoi(words[1]), words[2]);
   } else if (command == "fork-log" && words.size() == 2) {
-    LogInChildren(std::stoi(words[1]));
+    log_in_children(std::stoi(words[1]));
   } else if (command == "moved-log" && words.size() == 3) {
     if (chdir(words[1].c_str()) != 0) return 1;
     logger.Log(ILogger::eError, words[2]);
@@ -112,13 +112,13 @@ int main(int count, char** values) {
     logger.Log(ILogger::eError, words[2]);
   } else if (command == "closed-log" && words.size() == 3) {
     logger.Log(ILogger::eError, words[2]);
-    ReplaceDescriptors(words[1]);
+    replace_descriptors(words[1]);
     logger.Log(ILogger::eError, words[2]);
   } else if (command == "sink-log" && words.size() == 3) {
-    SetLogSink(&Print, stdout);
-    logger.Log(Severity(words[1]), words[2]);
-    SetLogSink(nullptr, nullptr);
-    logger.Log(Severity(words[1]), words[2]);
+    set_log_sink(&print, stdout);
+    logger.Log(severity(words[1]), words[2]);
+    set_log_sink(nullptr, nullptr);
+    logger.Log(severity(words[1]), words[2]);
   } else if (command == "time") {
     std::printf("%s", TOSSpecific::GetLocalTime().ToString().c_str());
   } else {

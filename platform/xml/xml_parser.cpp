@@ -11,9 +11,9 @@ namespace NKVRHVX20 {
 // The state of one parse.
 struct [[gnu::visibility("hidden")]] TXmlParser::Document final : platform::XmlReader {
   explicit Document(TXmlParser & owner) : XmlReader(nullptr, kMaximumDepth), parser(owner) {
-    parser.fDocument = this;
+    parser.document_ = this;
   }
-  ~Document() { parser.fDocument = outer; }
+  ~Document() { parser.document_ = outer; }
 
   using XmlReader::read;
 
@@ -39,7 +39,7 @@ struct [[gnu::visibility("hidden")]] TXmlParser::Document final : platform::XmlR
   }
 
   TXmlParser& parser;
-  Document* const outer = parser.fDocument;  // should a callback parse a document of its own
+  Document* const outer = parser.document_;  // should a callback parse a document of its own
   std::string run;
   const char** pairs = nullptr;  // name, value, name, value, ..., null
   std::map<std::string, std::string> attributes;
@@ -50,29 +50,29 @@ struct [[gnu::visibility("hidden")]] TXmlParser::Document final : platform::XmlR
 TXmlParser::~TXmlParser() = default;
 
 void TXmlParser::ParseJSSP() {
-  if (fDocument != nullptr && fDocument->target != nullptr) {
-    processingInstruction(fDocument->target, fDocument->content);
+  if (document_ != nullptr && document_->target != nullptr) {
+    processingInstruction(document_->target, document_->content);
   }
 }
 
 void TXmlParser::ParseCharData() {
-  if (fDocument == nullptr) return;
+  if (document_ == nullptr) return;
   // The run is moved out first: it is over, whatever the derived class does with it.
-  const std::string run = std::exchange(fDocument->run, {});
+  const std::string run = std::exchange(document_->run, {});
   if (platform::trim(run).empty()) return;
   characters(run.c_str(), static_cast<unsigned int>(run.size()));
 }
 
 void TXmlParser::GetAttributeNValue() {
-  if (fDocument == nullptr || fDocument->pairs == nullptr) return;
-  fDocument->attributes.clear();
-  for (const char** pair = fDocument->pairs; *pair != nullptr; pair += 2) {
-    fDocument->attributes[pair[0]] = pair[1];
+  if (document_ == nullptr || document_->pairs == nullptr) return;
+  document_->attributes.clear();
+  for (const char** pair = document_->pairs; *pair != nullptr; pair += 2) {
+    document_->attributes[pair[0]] = pair[1];
   }
-  fDocument->pairs = nullptr;
+  document_->pairs = nullptr;
 }
 
-unsigned long TXmlParser::Line() const { return fDocument != nullptr ? fDocument->line() : 0; }
+unsigned long TXmlParser::line() const { return document_ != nullptr ? document_->line() : 0; }
 
 void TXmlParser::Parse(char* buffer) {
   const std::size_t length = strnlen(buffer, kMaximumLength + 1);
@@ -80,7 +80,7 @@ void TXmlParser::Parse(char* buffer) {
 
   Document document(*this);
   const auto complain = [this](const char* reason) {
-    FatalError(("line " + std::to_string(Line()) + ": " + reason).c_str());
+    FatalError(("line " + std::to_string(line()) + ": " + reason).c_str());
   };
   try {
     if (const char* const fault = document.read({buffer, length})) complain(fault);

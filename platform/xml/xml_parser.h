@@ -40,7 +40,7 @@ class HVX_XML_EXPORT TXmlParser {
 
   // A notation declaration. They stand in document-type declarations, so this parser has none
   // to report.
-  virtual void notationDecl(const char* name, const char* publicID, const char* systemID) = 0;
+  virtual void notationDecl(const char* name, const char* public_id, const char* system_id) = 0;
 
   // A syntax error or a refusal, with line and reason; the last call of a parse that did not
   // reach the end of the document.
@@ -56,7 +56,7 @@ class HVX_XML_EXPORT TXmlParser {
   void Parse(char* buffer);
 
   // The line, counted from 1, of what is being delivered; 0 outside of Parse.
-  unsigned long Line() const;
+  unsigned long line() const;
 
  protected:
   TXmlParser() = default;
@@ -65,7 +65,7 @@ class HVX_XML_EXPORT TXmlParser {
 
  private:
   struct Document;
-  Document* fDocument = nullptr;  // the one being parsed; lives in Parse
+  Document* document_ = nullptr;  // the one being parsed; lives in Parse
 };
 
 }  // namespace NKVRHVX20

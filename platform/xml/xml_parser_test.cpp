@@ -21,47 +21,47 @@ struct Recorder : TXmlParser {
     std::string call = std::string("<") + name;
     for (const auto& [key, value] : attributes)
       call.append(" ").append(key).append("=").append(value);
-    Record(call + ">");
+    record(call + ">");
   }
-  void EndElement(const char* name) override { Record(std::string("</") + name + ">"); }
+  void EndElement(const char* name) override { record(std::string("</") + name + ">"); }
   void processingInstruction(const char* target, const char* data) override {
-    Record(std::string("?") + target + ":" + data);
+    record(std::string("?") + target + ":" + data);
   }
   void characters(const char* text, unsigned int length) override {
     EXPECT_EQ(std::strlen(text), length);
-    Record(std::string("'") + text + "'");
+    record(std::string("'") + text + "'");
   }
-  void notationDecl(const char*, const char*, const char*) override { Record("notation"); }
+  void notationDecl(const char*, const char*, const char*) override { record("notation"); }
   void FatalError(const char* message) override { errors.emplace_back(message); }
 
-  void Record(const std::string& call) {
+  void record(const std::string& call) {
     calls.push_back(call);
     if (call == throw_at) throw std::runtime_error(call);
   }
 
-  void ParseText(std::string text) { Parse(text.data()); }
+  void parse_text(std::string text) { Parse(text.data()); }
 
   std::vector<std::string> calls;
   std::vector<std::string> errors;
   std::string throw_at = "nothing";
 };
 
-std::vector<std::string> Calls(const std::string& text) {
+std::vector<std::string> calls(const std::string& text) {
   Recorder parser;
-  parser.ParseText(text);
+  parser.parse_text(text);
   EXPECT_THAT(parser.errors, IsEmpty());
   return parser.calls;
 }
 
 // The one error of a document that does not parse.
-std::string Error(const std::string& text) {
+std::string error(const std::string& text) {
   Recorder parser;
-  parser.ParseText(text);
+  parser.parse_text(text);
   EXPECT_EQ(parser.errors.size(), 1u);
   return parser.errors.empty() ? "" : parser.errors.front();
 }
 
-std::string Nested(unsigned int depth) {
+std::string nested(unsigned int depth) {
   std::string text;
   for (unsigned int i = 0; i < depth; ++i) text += "<a>";
   for (unsigned int i = 0; i < depth; ++i) text += "</a>";
@@ -69,86 +69,86 @@ std::string Nested(unsigned int depth) {
 }
 
 TEST(XmlParser, GivesTagsAndTextInDocumentOrder) {
-  EXPECT_THAT(Calls("<a><b>one</b><b>two</b></a>"),
+  EXPECT_THAT(calls("<a><b>one</b><b>two</b></a>"),
               ElementsAre("<a>", "<b>", "'one'", "</b>", "<b>", "'two'", "</b>", "</a>"));
 }
 
 TEST(XmlParser, AnEmptyElementTagGivesStartAndEnd) {
-  EXPECT_THAT(Calls("<a><b/></a>"), ElementsAre("<a>", "<b>", "</b>", "</a>"));
+  EXPECT_THAT(calls("<a><b/></a>"), ElementsAre("<a>", "<b>", "</b>", "</a>"));
 }
 
 TEST(XmlParser, AttributesComeInOrderOfTheirNamesAndDecoded) {
-  EXPECT_THAT(Calls("<a z='1' b='x &amp; y' Name='&#65;'/>"),
+  EXPECT_THAT(calls("<a z='1' b='x &amp; y' Name='&#65;'/>"),
               ElementsAre("<a Name=A b=x & y z=1>", "</a>"));
 }
 
 TEST(XmlParser, AttributesDoNotOutliveTheirTag) {
-  EXPECT_THAT(Calls("<a x='1'><b y='2'/><c/></a>"),
+  EXPECT_THAT(calls("<a x='1'><b y='2'/><c/></a>"),
               ElementsAre("<a x=1>", "<b y=2>", "</b>", "<c>", "</c>", "</a>"));
 }
 
 TEST(XmlParser, TextBeforeAStartTagIsARunOfItsOwn) {
-  EXPECT_THAT(Calls("<a>one<b/>two</a>"),
+  EXPECT_THAT(calls("<a>one<b/>two</a>"),
               ElementsAre("<a>", "'one'", "<b>", "</b>", "'two'", "</a>"));
 }
 
 TEST(XmlParser, EntitiesAreDecodedWithinTheRun) {
-  EXPECT_THAT(Calls("<a>1 &lt; 2 &amp;&#x26; &quot;3&quot;</a>"),
+  EXPECT_THAT(calls("<a>1 &lt; 2 &amp;&#x26; &quot;3&quot;</a>"),
               ElementsAre("<a>", "'1 < 2 && \"3\"'", "</a>"));
 }
 
 TEST(XmlParser, CommentsDoNotSplitARun) {
-  EXPECT_THAT(Calls("<a>one <!-- and -->two</a>"), ElementsAre("<a>", "'one two'", "</a>"));
+  EXPECT_THAT(calls("<a>one <!-- and -->two</a>"), ElementsAre("<a>", "'one two'", "</a>"));
 }
 
 TEST(XmlParser, CdataBordersDoNotSplitARun) {
-  EXPECT_THAT(Calls("<a>one <![CDATA[<two> &amp; ]]>three</a>"),
+  EXPECT_THAT(calls("<a>one <![CDATA[<two> &amp; ]]>three</a>"),
               ElementsAre("<a>", "'one <two> &amp; three'", "</a>"));
 }
 
 TEST(XmlParser, ProcessingInstructionsDoNotSplitARunAndComeBeforeIt) {
-  EXPECT_THAT(Calls("<a>one <?do this now?>two</a>"),
+  EXPECT_THAT(calls("<a>one <?do this now?>two</a>"),
               ElementsAre("<a>", "?do:this now", "'one two'", "</a>"));
 }
 
 TEST(XmlParser, LineEndsDoNotSplitARunAndAreLineFeeds) {
-  EXPECT_THAT(Calls("<a>one\r\ntwo\rthree\n</a>"),
+  EXPECT_THAT(calls("<a>one\r\ntwo\rthree\n</a>"),
               ElementsAre("<a>", "'one\ntwo\nthree\n'", "</a>"));
 }
 
 TEST(XmlParser, AnEmptyRunIsNotDelivered) {
-  EXPECT_THAT(Calls("<a></a>"), ElementsAre("<a>", "</a>"));
+  EXPECT_THAT(calls("<a></a>"), ElementsAre("<a>", "</a>"));
 }
 
 TEST(XmlParser, ARunOfWhiteSpaceAloneIsNotDelivered) {
-  EXPECT_THAT(Calls("<a> \t\r\n <b> </b>\n</a>\n"), ElementsAre("<a>", "<b>", "</b>", "</a>"));
+  EXPECT_THAT(calls("<a> \t\r\n <b> </b>\n</a>\n"), ElementsAre("<a>", "<b>", "</b>", "</a>"));
 }
 
 TEST(XmlParser, WhiteSpaceAroundTextIsKept) {
-  EXPECT_THAT(Calls("<a>\n one </a>"), ElementsAre("<a>", "'\n one '", "</a>"));
+  EXPECT_THAT(calls("<a>\n one </a>"), ElementsAre("<a>", "'\n one '", "</a>"));
 }
 
 TEST(XmlParser, ALongRunComesWhole) {
   const std::string text(1000000, 'x');
-  EXPECT_EQ(Calls("<a>" + text + "</a>").at(1), "'" + text + "'");
+  EXPECT_EQ(calls("<a>" + text + "</a>").at(1), "'" + text + "'");
 }
 
 TEST(XmlParser, TextIsUtf8WhateverTheDocumentsEncoding) {
-  EXPECT_THAT(Calls("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe4</a>"),
+  EXPECT_THAT(calls("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe4</a>"),
               ElementsAre("<a>", "'\xc3\xa4'", "</a>"));
-  EXPECT_THAT(Calls("\xef\xbb\xbf<a>\xc3\xa4</a>"), ElementsAre("<a>", "'\xc3\xa4'", "</a>"));
+  EXPECT_THAT(calls("\xef\xbb\xbf<a>\xc3\xa4</a>"), ElementsAre("<a>", "'\xc3\xa4'", "</a>"));
 }
 
 TEST(XmlParser, ASyntaxErrorGivesLineAndReasonAndEndsTheParse) {
   Recorder parser;
-  parser.ParseText("<a>\n<b>one</b>\n<c></d>\n<e/></a>");
+  parser.parse_text("<a>\n<b>one</b>\n<c></d>\n<e/></a>");
   EXPECT_THAT(parser.calls, ElementsAre("<a>", "<b>", "'one'", "</b>", "<c>"));
   EXPECT_THAT(parser.errors, ElementsAre("line 3: mismatched tag"));
 }
 
 TEST(XmlParser, ARunThatNoTagEndsIsNotDelivered) {
   Recorder parser;
-  parser.ParseText("<a>one");
+  parser.parse_text("<a>one");
   EXPECT_THAT(parser.calls, ElementsAre("<a>"));
   EXPECT_EQ(parser.errors.size(), 1u);
 }
@@ -156,41 +156,41 @@ TEST(XmlParser, ARunThatNoTagEndsIsNotDelivered) {
 TEST(XmlParser, TellsTheLineOfWhatItDelivers) {
   struct Lines : Recorder {
     void StartElement(const char*, std::map<std::string, std::string>&) override {
-      lines.push_back(Line());
+      lines.push_back(line());
     }
-    void EndElement(const char*) override { lines.push_back(Line()); }
+    void EndElement(const char*) override { lines.push_back(line()); }
     std::vector<unsigned long> lines;
   } parser;
   std::string text = "<a>\n\n<b\n/></a>\n";
   parser.Parse(text.data());
   EXPECT_THAT(parser.lines, ElementsAre(1u, 3u, 4u, 4u));
-  EXPECT_EQ(parser.Line(), 0u);
+  EXPECT_EQ(parser.line(), 0u);
 }
 
-TEST(XmlParser, AnEmptyTextIsAnError) { EXPECT_EQ(Error(""), "line 1: no element found"); }
+TEST(XmlParser, AnEmptyTextIsAnError) { EXPECT_EQ(error(""), "line 1: no element found"); }
 
 TEST(XmlParser, ADuplicateAttributeIsAnError) {
-  EXPECT_EQ(Error("<a x='1' x='2'/>"), "line 1: duplicate attribute");
+  EXPECT_EQ(error("<a x='1' x='2'/>"), "line 1: duplicate attribute");
 }
 
 TEST(XmlParser, InvalidUtf8IsAnError) {
-  EXPECT_EQ(Error("<a>\xff</a>"), "line 1: not well-formed (invalid token)");
+  EXPECT_EQ(error("<a>\xff</a>"), "line 1: not well-formed (invalid token)");
 }
 
 TEST(XmlParser, ADocumentTypeIsRefusedBeforeItsEntitiesAreRead) {
   Recorder parser;
-  parser.ParseText("<?xml version='1.0'?>\n<!DOCTYPE a [<!ENTITY e 'text'><?do it?>]><a>&e;</a>");
+  parser.parse_text("<?xml version='1.0'?>\n<!DOCTYPE a [<!ENTITY e 'text'><?do it?>]><a>&e;</a>");
   EXPECT_THAT(parser.calls, IsEmpty());
   EXPECT_THAT(parser.errors, ElementsAre("line 2: document-type declarations are not accepted"));
 }
 
 TEST(XmlParser, ElementsMayNestToTheDepthLimit) {
-  EXPECT_EQ(Calls(Nested(TXmlParser::kMaximumDepth)).size(), 2u * TXmlParser::kMaximumDepth);
+  EXPECT_EQ(calls(nested(TXmlParser::kMaximumDepth)).size(), 2u * TXmlParser::kMaximumDepth);
 }
 
 TEST(XmlParser, OneElementDeeperIsRefused) {
   Recorder parser;
-  parser.ParseText(Nested(TXmlParser::kMaximumDepth + 1));
+  parser.parse_text(nested(TXmlParser::kMaximumDepth + 1));
   EXPECT_EQ(parser.calls.size(), TXmlParser::kMaximumDepth);
   EXPECT_THAT(parser.errors, ElementsAre("line 1: elements nested too deeply"));
 }
@@ -198,14 +198,14 @@ TEST(XmlParser, OneElementDeeperIsRefused) {
 TEST(XmlParser, DepthCountsOpenElementsOnly) {
   std::string text = "<a>";
   for (int i = 0; i < 1000; ++i) text += "<b/>";
-  EXPECT_EQ(Calls(text + "</a>").size(), 2002u);
+  EXPECT_EQ(calls(text + "</a>").size(), 2002u);
 }
 
 TEST(XmlParser, ADocumentMayHaveTheWholeLength) {
   std::string text = "<a>";
   text.append(TXmlParser::kMaximumLength - 7, 'x');
   text += "</a>";
-  EXPECT_EQ(Calls(text).size(), 3u);
+  EXPECT_EQ(calls(text).size(), 3u);
 }
 
 TEST(XmlParser, OneByteMoreIsRefusedUnread) {
@@ -213,7 +213,7 @@ TEST(XmlParser, OneByteMoreIsRefusedUnread) {
   text.append(TXmlParser::kMaximumLength - 6, 'x');
   text += "</a>";
   Recorder parser;
-  parser.ParseText(text);
+  parser.parse_text(text);
   EXPECT_THAT(parser.calls, IsEmpty());
   EXPECT_THAT(parser.errors, ElementsAre(HasSubstr("larger than 16 MiB")));
 }
@@ -234,8 +234,8 @@ TEST(XmlParser, TheBufferIsNotChanged) {
 
 TEST(XmlParser, AnObjectParsesOneDocumentAfterAnother) {
   Recorder parser;
-  parser.ParseText("<a>one");
-  parser.ParseText("<b/>");
+  parser.parse_text("<a>one");
+  parser.parse_text("<b/>");
   EXPECT_THAT(parser.calls, ElementsAre("<a>", "<b>", "</b>"));
   EXPECT_EQ(parser.errors.size(), 1u);
 }
@@ -248,7 +248,7 @@ TEST_P(XmlParserThrows, EndsTheParseAndReachesTheCaller) {
   Recorder parser;
   parser.throw_at = GetParam();
   try {
-    parser.ParseText("<a><?do it?><b>text</b><c/></a>");
+    parser.parse_text("<a><?do it?><b>text</b><c/></a>");
     FAIL() << "nothing was thrown";
   } catch (const std::runtime_error& error) {
     EXPECT_STREQ(error.what(), GetParam());
@@ -258,7 +258,7 @@ TEST_P(XmlParserThrows, EndsTheParseAndReachesTheCaller) {
 
   parser.calls.clear();
   parser.throw_at = "nothing";
-  parser.ParseText("<d/>");
+  parser.parse_text("<d/>");
   EXPECT_THAT(parser.calls, ElementsAre("<d>", "</d>"));
 }
 
@@ -273,11 +273,11 @@ TEST(XmlParser, ACopyMadeDuringAParseIsAFreshParser) {
     }
     std::optional<Recorder> copy;
   } parser;
-  parser.ParseText("<a><b/>text</a>");
+  parser.parse_text("<a><b/>text</a>");
   parser.copy->calls.clear();
   parser.copy->ParseCharData();
   EXPECT_THAT(parser.copy->calls, IsEmpty());
-  parser.copy->ParseText("<c/>");
+  parser.copy->parse_text("<c/>");
   EXPECT_THAT(parser.copy->calls, ElementsAre("<c>", "</c>"));
   EXPECT_THAT(parser.calls, ElementsAre("<a>", "<b>", "</b>", "'text'", "</a>"));
 }
@@ -286,10 +286,10 @@ TEST(XmlParser, ACallbackMayParseADocumentOfItsOwn) {
   struct Nester : Recorder {
     void StartElement(const char* name, std::map<std::string, std::string>& attributes) override {
       Recorder::StartElement(name, attributes);
-      if (std::string(name) == "a") ParseText("<inner/>");
+      if (std::string(name) == "a") parse_text("<inner/>");
     }
   } parser;
-  parser.ParseText("<a>text</a>");
+  parser.parse_text("<a>text</a>");
   EXPECT_THAT(parser.calls, ElementsAre("<a>", "<inner>", "</inner>", "'text'", "</a>"));
 }
 
@@ -304,18 +304,18 @@ TEST(XmlParser, TheStepsDoNothingOutsideOfAParse) {
 // A derived class may replace a step.
 TEST(XmlParser, TextAndInstructionsPassThroughTheirSteps) {
   struct Silent : Recorder {
-    void ParseJSSP() override { Record("jssp"); }
+    void ParseJSSP() override { record("jssp"); }
     void ParseCharData() override {}
     void GetAttributeNValue() override {}
   } parser;
-  parser.ParseText("<a x='1'>text<?do it?></a>");
+  parser.parse_text("<a x='1'>text<?do it?></a>");
   EXPECT_THAT(parser.calls, ElementsAre("<a>", "jssp", "</a>"));
 }
 
 // The order is what a derived class built elsewhere relies on. In the C++ ABI of this platform
 // a pointer to a virtual function holds its offset in the table, plus one.
 template <typename Function>
-std::size_t Slot(Function function) {
+std::size_t slot(Function function) {
   std::uintptr_t offset;
   static_assert(sizeof(function) == 2 * sizeof(offset));
   std::memcpy(&offset, &function, sizeof(offset));
@@ -323,15 +323,15 @@ std::size_t Slot(Function function) {
 }
 
 TEST(XmlParser, TheVirtualFunctionsStandInTheirOrderAfterTheTwoDestructors) {
-  EXPECT_EQ(Slot(&TXmlParser::StartElement), 2u);
-  EXPECT_EQ(Slot(&TXmlParser::EndElement), 3u);
-  EXPECT_EQ(Slot(&TXmlParser::processingInstruction), 4u);
-  EXPECT_EQ(Slot(&TXmlParser::characters), 5u);
-  EXPECT_EQ(Slot(&TXmlParser::notationDecl), 6u);
-  EXPECT_EQ(Slot(&TXmlParser::FatalError), 7u);
-  EXPECT_EQ(Slot(&TXmlParser::ParseJSSP), 8u);
-  EXPECT_EQ(Slot(&TXmlParser::ParseCharData), 9u);
-  EXPECT_EQ(Slot(&TXmlParser::GetAttributeNValue), 10u);
+  EXPECT_EQ(slot(&TXmlParser::StartElement), 2u);
+  EXPECT_EQ(slot(&TXmlParser::EndElement), 3u);
+  EXPECT_EQ(slot(&TXmlParser::processingInstruction), 4u);
+  EXPECT_EQ(slot(&TXmlParser::characters), 5u);
+  EXPECT_EQ(slot(&TXmlParser::notationDecl), 6u);
+  EXPECT_EQ(slot(&TXmlParser::FatalError), 7u);
+  EXPECT_EQ(slot(&TXmlParser::ParseJSSP), 8u);
+  EXPECT_EQ(slot(&TXmlParser::ParseCharData), 9u);
+  EXPECT_EQ(slot(&TXmlParser::GetAttributeNValue), 10u);
 }
 
 }  // namespace

@@ -5,11 +5,11 @@ namespace {
 
 using broker::Status;
 
-class Associations : public Adapter_Test {
+class Associations : public AdapterTest {
  protected:
   // sda - me (strong, with a title), sda - you, sdb - me, sdb - you
   static void publish_links() {
-    hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+    hooks<TEST_Link>().enum_instances = [](const TEST_Link*, EnumHandler<TEST_Link>* handler) {
       auto me = owner("me");
       me->Title = "Boss";
       auto strong = make<TEST_StrongLink>();
@@ -26,7 +26,7 @@ class Associations : public Adapter_Test {
   // Owners by get-instance; "you" has a title.
   static void publish_owners() {
     hooks<TEST_Owner>().get_instance = [](const TEST_Owner* model, TEST_Owner*& instance) {
-      if (model->Name.value() != "you") return GET_INSTANCE_NOT_FOUND;
+      if (model->Name.value() != "you") return GetInstanceNotFound;
       auto found = owner("you");
       found->Title = "by up-call";
       instance = found.release();
@@ -37,7 +37,7 @@ class Associations : public Adapter_Test {
 INSTANTIATE_TEST_SUITE_P(Habits, Associations, testing::ValuesIn(all_habits()),
                          [](const auto& info) { return info.param.name; });
 
-TEST_P(Associations, theEnumerationAnswersUnsupportedQueries) {
+TEST_P(Associations, TheEnumerationAnswersUnsupportedQueries) {
   publish_links();
   publish_owners();
   EXPECT_EQ(manager().reference_names(device_path("sda", 1)).size(), 2u);
@@ -56,17 +56,17 @@ TEST_P(Associations, theEnumerationAnswersUnsupportedQueries) {
   EXPECT_TRUE(manager().associator_names(device_path("sdc", 1)).empty());
 }
 
-TEST_P(Associations, whatAnUnsupportedQueryHasDeliveredIsDropped) {
+TEST_P(Associations, WhatAnUnsupportedQueryHasDeliveredIsDropped) {
   publish_links();
   hooks<TEST_Link>().enum_references = [](const Instance*, const TEST_Link*, const char*,
-                                          Enum_Handler<TEST_Link>* handler) -> sint32 {
+                                          EnumHandler<TEST_Link>* handler) -> sint32 {
     handler->handle(link(device("sda", 1), owner("nobody")));
-    return ENUM_REFERENCES_UNSUPPORTED;
+    return EnumReferencesUnsupported;
   };
   EXPECT_EQ(manager().references(device_path("sda", 1)).size(), 2u);
 }
 
-TEST_P(Associations, theOtherEndComesFromTheReferenceOrByUpCall) {
+TEST_P(Associations, TheOtherEndComesFromTheReferenceOrByUpCall) {
   publish_links();
   publish_owners();
   const auto owners = manager().associators(device_path("sda", 1));
@@ -77,8 +77,8 @@ TEST_P(Associations, theOtherEndComesFromTheReferenceOrByUpCall) {
   EXPECT_EQ(manager().associators(device_path("sdb", 2)).size(), 1u);
 }
 
-TEST_P(Associations, endsWithEmptyKeysAreFollowed) {
-  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+TEST_P(Associations, EndsWithEmptyKeysAreFollowed) {
+  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, EnumHandler<TEST_Link>* handler) {
     handler->handle(link(device("", 1), owner("")));
     return OK;
   };
@@ -98,7 +98,7 @@ TEST_P(Associations, endsWithEmptyKeysAreFollowed) {
   EXPECT_EQ(owners[0].text("Title"), "nameless");
 }
 
-TEST_P(Associations, filtersAreHonoured) {
+TEST_P(Associations, FiltersAreHonoured) {
   publish_links();
   publish_owners();
   const auto path = device_path("sda", 1);
@@ -115,7 +115,7 @@ TEST_P(Associations, filtersAreHonoured) {
   EXPECT_EQ(manager().reference_names(path, {"", "", "Owner", ""}).size(), 0u);
 }
 
-TEST_P(Associations, whatCannotMatchIsNotEnumerated) {
+TEST_P(Associations, WhatCannotMatchIsNotEnumerated) {
   publish_links();
   const auto path = device_path("sda", 1);
   manager().associator_names(path, {"", "", "Device", "Device"});
@@ -128,7 +128,7 @@ TEST_P(Associations, whatCannotMatchIsNotEnumerated) {
 }
 
 // Some object managers ask every association provider about every object.
-TEST_P(Associations, aSourceThatCanBeNoEndIsNotEnumerated) {
+TEST_P(Associations, ASourceThatCanBeNoEndIsNotEnumerated) {
   publish_links();
   static const char* source_class;
   Habit habit = GetParam();
@@ -152,10 +152,10 @@ TEST_P(Associations, aSourceThatCanBeNoEndIsNotEnumerated) {
   EXPECT_EQ(manager().associator_names(device_path("sda", 1)).size(), 2u);
 }
 
-TEST_P(Associations, aProviderThatAnswersItselfIsAskedAndChecked) {
+TEST_P(Associations, AProviderThatAnswersItselfIsAskedAndChecked) {
   hooks<TEST_Link>().enum_associator_names = [](const Instance* source, const char* result_class,
                                                 const char* role, const char* result_role,
-                                                Enum_Handler<>* handler) {
+                                                EnumHandler<>* handler) {
     EXPECT_EQ(cast<TEST_Device>(source)->Number.value(), 1);
     EXPECT_STREQ(role, "Device");
     EXPECT_EQ(result_role, nullptr);
@@ -165,7 +165,7 @@ TEST_P(Associations, aProviderThatAnswersItselfIsAskedAndChecked) {
     return OK;
   };
   hooks<TEST_Link>().enum_references = [](const Instance* source, const TEST_Link* model,
-                                          const char* role, Enum_Handler<TEST_Link>* handler) {
+                                          const char* role, EnumHandler<TEST_Link>* handler) {
     EXPECT_TRUE(source && model);
     EXPECT_EQ(role, nullptr);
     handler->handle(link(device("sda", 1), owner("me")));
@@ -181,7 +181,7 @@ TEST_P(Associations, aProviderThatAnswersItselfIsAskedAndChecked) {
   EXPECT_EQ(hooks<TEST_Link>().enumerations, 0);
 }
 
-TEST_P(Associations, aFailingUpCallFailsTheQuery) {
+TEST_P(Associations, AFailingUpCallFailsTheQuery) {
   publish_links();
   hooks<TEST_Owner>().get_instance = [](const TEST_Owner*, TEST_Owner*&) { return sint32{5}; };
   const auto failed = failure_of([&] { manager().associators(device_path("sda", 1)); });

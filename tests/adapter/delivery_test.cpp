@@ -20,7 +20,7 @@ using broker::Status;
 using broker::Tables;
 using testing::ElementsAre;
 
-class Deliveries : public Adapter_Test {
+class Deliveries : public AdapterTest {
  protected:
   // From now on on_result is called before the object manager gets a result, with the result's
   // number from 1 on. If it does not return OK, that is the object manager's answer.
@@ -68,10 +68,9 @@ class Deliveries : public Adapter_Test {
 INSTANTIATE_TEST_SUITE_P(Habits, Deliveries, testing::ValuesIn(all_habits()),
                          [](const auto& info) { return info.param.name; });
 
-TEST_P(Deliveries, nothingIsDeliveredAfterTheProviderWasEndedBetweenTwoItems) {
+TEST_P(Deliveries, NothingIsDeliveredAfterTheProviderWasEndedBetweenTwoItems) {
   restart_with({});
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*,
-                                            Enum_Handler<TEST_Device>* handler) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     handler->handle(device("sda", 1));
     end_provider();
     handler->handle(device("sdb", 2));
@@ -82,10 +81,9 @@ TEST_P(Deliveries, nothingIsDeliveredAfterTheProviderWasEndedBetweenTwoItems) {
   EXPECT_THAT(delivered_, ElementsAre("sda"));
 }
 
-TEST_P(Deliveries, noNameIsDeliveredAfterTheProviderWasEnded) {
+TEST_P(Deliveries, NoNameIsDeliveredAfterTheProviderWasEnded) {
   restart_with({});
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*,
-                                            Enum_Handler<TEST_Device>* handler) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     handler->handle(device("sda", 1));
     end_provider();
     handler->handle(device("sdb", 2));
@@ -101,7 +99,7 @@ TEST_P(Deliveries, noNameIsDeliveredAfterTheProviderWasEnded) {
   EXPECT_THAT(names, ElementsAre(device_path("sda", 1)));
 }
 
-TEST_P(Deliveries, nothingIsDeliveredAfterTheProviderWasEndedInsideAnItem) {
+TEST_P(Deliveries, NothingIsDeliveredAfterTheProviderWasEndedInsideAnItem) {
   restart_with([&](int number) {
     if (number == 2) end_provider();
     return CMPI_RC_OK;
@@ -112,12 +110,12 @@ TEST_P(Deliveries, nothingIsDeliveredAfterTheProviderWasEndedInsideAnItem) {
   EXPECT_EQ(results_, 2);
 }
 
-TEST_P(Deliveries, anUpCallBetweenTwoItemsWorks) {
-  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, Enum_Handler<TEST_Owner>* handler) {
+TEST_P(Deliveries, AnUpCallBetweenTwoItemsWorks) {
+  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, EnumHandler<TEST_Owner>* handler) {
     for (const char* name : {"one", "two"}) handler->handle(owner(name));
     return OK;
   };
-  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, Enum_Handler<TEST_Device>* handler) {
+  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     handler->handle(device("sda", 1));
     Instance_Enumerator owners;
     EXPECT_EQ(cimom::enum_instances("root/cimv2", *make<TEST_Owner>(), owners), 0);
@@ -131,11 +129,10 @@ TEST_P(Deliveries, anUpCallBetweenTwoItemsWorks) {
 
 // The provider's enumeration still runs to its end. What it offers after the refused instance is
 // dropped.
-TEST_P(Deliveries, aRefusalInTheMiddleEndsTheOperationWithItsStatus) {
+TEST_P(Deliveries, ARefusalInTheMiddleEndsTheOperationWithItsStatus) {
   restart_with([](int number) { return number == 2 ? CMPI_RC_ERROR_SYSTEM : CMPI_RC_OK; });
   bool ended = false;
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*,
-                                            Enum_Handler<TEST_Device>* handler) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     for (const char* name : {"sda", "sdb", "sdc"}) handler->handle(device(name, 1));
     ended = true;
     return OK;
@@ -150,7 +147,7 @@ TEST_P(Deliveries, aRefusalInTheMiddleEndsTheOperationWithItsStatus) {
 }
 
 // The client would take it for an enumeration that is empty or complete.
-TEST_P(Deliveries, aRefusalThatSoundsLikeTheEndIsAFailure) {
+TEST_P(Deliveries, ARefusalThatSoundsLikeTheEndIsAFailure) {
   for (const CMPIrc code : {CMPI_RC_ERR_NOT_FOUND, CMPI_RC_ERR_NOT_SUPPORTED}) {
     restart_with([=](int number) { return number == 2 ? code : CMPI_RC_OK; });
     publish({device("sda", 1), device("sdb", 2), device("sdc", 3)});
@@ -162,10 +159,10 @@ TEST_P(Deliveries, aRefusalThatSoundsLikeTheEndIsAFailure) {
 int living, most_living;
 
 Ref<TEST_Device> counted_device(int number) {
-  static const Meta_Class& meta = *[] {
-    auto* const made = new Meta_Class(TEST_Device::static_meta_class);
+  static const MetaClass& meta = *[] {
+    auto* const made = new MetaClass(TEST_Device::static_meta_class);
     made->superclass = &TEST_Device::static_meta_class;
-    made->construct = [](const Meta_Class& counted, bool defaults) {
+    made->construct = [](const MetaClass& counted, bool defaults) {
       most_living = std::max(most_living, ++living);
       return TEST_Device::static_meta_class.construct(counted, defaults);
     };
@@ -181,8 +178,8 @@ Ref<TEST_Device> counted_device(int number) {
   return result;
 }
 
-TEST_P(Deliveries, instancesAreNeverThereAllAtOnce) {
-  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, Enum_Handler<TEST_Device>* handler) {
+TEST_P(Deliveries, InstancesAreNeverThereAllAtOnce) {
+  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     for (int number = 0; number < 100; ++number) handler->handle(counted_device(number));
     return OK;
   };

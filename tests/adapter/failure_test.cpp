@@ -9,11 +9,11 @@ namespace {
 
 using broker::Status;
 
-class Failures : public Adapter_Test {};
+class Failures : public AdapterTest {};
 INSTANTIATE_TEST_SUITE_P(Habits, Failures, testing::ValuesIn(all_habits()),
                          [](const auto& info) { return info.param.name; });
 
-TEST_P(Failures, unsupportedOperationsSaySo) {
+TEST_P(Failures, UnsupportedOperationsSaySo) {
   broker::Instance instance(device_path("sda", 1));
   instance.set("Name", "sda");
   instance.set("Number", std::uint16_t{1});
@@ -26,9 +26,9 @@ TEST_P(Failures, unsupportedOperationsSaySo) {
             Status::NotSupported);
 }
 
-TEST_P(Failures, anExceptionNamesProviderOperationAndCause) {
+TEST_P(Failures, AnExceptionNamesProviderOperationAndCause) {
   hooks<TEST_Device>().enum_instances = [](const TEST_Device*,
-                                           Enum_Handler<TEST_Device>* handler) -> sint32 {
+                                           EnumHandler<TEST_Device>* handler) -> sint32 {
     handler->handle(device("sda", 1));
     throw std::out_of_range("no \x01 such place");
   };
@@ -45,17 +45,17 @@ TEST_P(Failures, anExceptionNamesProviderOperationAndCause) {
       << failed.text;
 }
 
-TEST_P(Failures, everyOperationIsNamed) {
-  constexpr auto refuse = [](auto&&...) -> sint32 { throw std::runtime_error("cause"); };
+TEST_P(Failures, EveryOperationIsNamed) {
+  constexpr auto kRefuse = [](auto&&...) -> sint32 { throw std::runtime_error("cause"); };
   auto& devices = hooks<TEST_Device>();
-  devices.get_instance = refuse;
-  devices.enum_instances = refuse;
-  devices.create_instance = devices.delete_instance = refuse;
-  devices.modify_instance = refuse;
-  method_hooks().check = refuse;
+  devices.get_instance = kRefuse;
+  devices.enum_instances = kRefuse;
+  devices.create_instance = devices.delete_instance = kRefuse;
+  devices.modify_instance = kRefuse;
+  method_hooks().check = kRefuse;
   auto& links = hooks<TEST_Link>();
-  links.enum_associators = links.enum_associator_names = refuse;
-  links.enum_references = refuse;
+  links.enum_associators = links.enum_associator_names = kRefuse;
+  links.enum_references = kRefuse;
 
   const auto path = device_path("sda", 1);
   broker::Instance instance(path);
@@ -82,7 +82,7 @@ TEST_P(Failures, everyOperationIsNamed) {
   }
 }
 
-TEST_P(Failures, anExceptionOfNoKnownKindIsContainedToo) {
+TEST_P(Failures, AnExceptionOfNoKnownKindIsContainedToo) {
   method_hooks().check = [](const TEST_Device*, Property<boolean>&) -> sint32 { throw 42; };
   const auto failed = failure_of([&] { manager().invoke_method(device_path("sda", 1), "Check"); });
   EXPECT_EQ(failed.status, Status::Failed);
@@ -97,8 +97,8 @@ TEST_P(Failures, anExceptionOfNoKnownKindIsContainedToo) {
 }
 
 // Instances are handed over as they come. Object managers drop them when a failure follows.
-TEST_P(Failures, aFailedEnumerationEndsWithItsStatus) {
-  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, Enum_Handler<TEST_Device>* handler) {
+TEST_P(Failures, AFailedEnumerationEndsWithItsStatus) {
+  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     handler->handle(device("sda", 1));
     return sint32{5};
   };
@@ -112,7 +112,7 @@ TEST_P(Failures, aFailedEnumerationEndsWithItsStatus) {
   EXPECT_NE(failed.text.find('5'), std::string::npos);
 }
 
-TEST_P(Failures, aProviderThatCannotStartGivesNoInterface) {
+TEST_P(Failures, AProviderThatCannotStartGivesNoInterface) {
   const int alive = hooks<TEST_Device>().alive;
   hooks<TEST_Device>().construct = [] { throw std::runtime_error("no"); };
   EXPECT_NE(failure_of([&] { manager().enumerate_instances("TEST_Device"); }).status, Status::Ok);

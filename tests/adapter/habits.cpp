@@ -129,10 +129,10 @@ CMPIStatus property_of_the_class(const CMPIInstance* instance, const char* name,
                                  const CMPIValue* value, CMPIType type) {
   const CMPIStatus status = original().instance.setProperty(instance, name, value, type);
   if (status.rc == CMPI_RC_ERR_NO_SUCH_PROPERTY) return {};
-  constexpr auto type_mismatch = static_cast<CMPIrc>(61);
+  constexpr auto kTypeMismatch = static_cast<CMPIrc>(61);
   if (status.rc == CMPI_RC_ERR_TYPE_MISMATCH) {
     ADD_FAILURE() << "property " << name << " was set with type " << type;
-    return {type_mismatch, nullptr};
+    return {kTypeMismatch, nullptr};
   }
   return status;
 }

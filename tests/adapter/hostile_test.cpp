@@ -11,7 +11,7 @@ namespace {
 using broker::Status;
 using broker::Tables;
 
-class Hostile : public Adapter_Test {
+class Hostile : public AdapterTest {
  protected:
   // From now on the parameter Small arrives with this type and value.
   void give(CMPIType type, CMPIValueState state, const char* text = nullptr) {
@@ -54,7 +54,7 @@ class Hostile : public Adapter_Test {
 INSTANTIATE_TEST_SUITE_P(Habits, Hostile, testing::ValuesIn(all_habits()),
                          [](const auto& info) { return info.param.name; });
 
-TEST_P(Hostile, argumentsConvertByValueOrAreRefused) {
+TEST_P(Hostile, ArgumentsConvertByValueOrAreRefused) {
   restart_with_hostile_arguments();
   give(CMPI_chars, 0, "12");
   EXPECT_EQ(probe(), 12);
@@ -70,7 +70,7 @@ TEST_P(Hostile, argumentsConvertByValueOrAreRefused) {
   EXPECT_EQ(probe(), -1) << "an unknown encapsulated type with a null pointer";
 }
 
-TEST_P(Hostile, everythingWithoutAValueIsNull) {
+TEST_P(Hostile, EverythingWithoutAValueIsNull) {
   restart_with_hostile_arguments();
   for (const CMPIType type : {CMPI_string, CMPI_chars, CMPI_ref, CMPI_instance, CMPI_dateTime,
                               CMPI_uint8A, CMPI_stringA, CMPI_null}) {
@@ -83,7 +83,7 @@ TEST_P(Hostile, everythingWithoutAValueIsNull) {
   }
 }
 
-TEST_P(Hostile, stringsWithoutTextAreNull) {
+TEST_P(Hostile, StringsWithoutTextAreNull) {
   restart_with([](Tables& tables) {
     tables.string.getCharPtr = [](const CMPIString*, CMPIStatus*) {
       return static_cast<const char*>(nullptr);
@@ -99,7 +99,7 @@ TEST_P(Hostile, stringsWithoutTextAreNull) {
   EXPECT_EQ(result.return_value, broker::Value(std::uint32_t{1}));
 }
 
-TEST_P(Hostile, aRefusedResultEndsTheOperation) {
+TEST_P(Hostile, ARefusedResultEndsTheOperation) {
   restart_with([](Tables& tables) {
     tables.result.returnInstance = [](const CMPIResult*, const CMPIInstance*) {
       return CMPIStatus{CMPI_RC_ERR_INVALID_HANDLE, nullptr};
@@ -110,7 +110,7 @@ TEST_P(Hostile, aRefusedResultEndsTheOperation) {
             Status::InvalidHandle);
 }
 
-TEST_P(Hostile, anObjectManagerThatMakesNothingGetsAStatusWithoutText) {
+TEST_P(Hostile, AnObjectManagerThatMakesNothingGetsAStatusWithoutText) {
   for (const auto member : {0, 1, 2}) {
     restart_with([member](Tables& tables) {
       tables.factories.newString = nullptr;
@@ -163,7 +163,7 @@ void count(Tables& tables) {
   };
 }
 
-TEST_P(Hostile, whatWasMadeIsReleasedAfterItsHandOver) {
+TEST_P(Hostile, WhatWasMadeIsReleasedAfterItsHandOver) {
   ledger = {};
   restart_with(count);
   publish(std::vector<Ref<TEST_Device>>(500, device("sda", 1)));
@@ -175,7 +175,7 @@ TEST_P(Hostile, whatWasMadeIsReleasedAfterItsHandOver) {
   EXPECT_TRUE(ledger.living.empty());
 }
 
-TEST_P(Hostile, returnedPathsLiveOnWhereTheyMayBeKeptByPointer) {
+TEST_P(Hostile, ReturnedPathsLiveOnWhereTheyMayBeKeptByPointer) {
   ledger = {};
   restart_with(count);
   publish(std::vector<Ref<TEST_Device>>(500, device("sda", 1)));

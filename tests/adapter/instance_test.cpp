@@ -13,13 +13,13 @@ namespace {
 using broker::Status;
 using broker::Value;
 
-class Instances : public Adapter_Test {};
+class Instances : public AdapterTest {};
 INSTANTIATE_TEST_SUITE_P(Habits, Instances, testing::ValuesIn(all_habits()),
                          [](const auto& info) { return info.param.name; });
 
 // For tests that look at every property of an answer.
-class Exact_Instances : public Adapter_Test {};
-INSTANTIATE_TEST_SUITE_P(Habits, Exact_Instances, testing::Values(standard(), old_versions()),
+class ExactInstances : public AdapterTest {};
+INSTANTIATE_TEST_SUITE_P(Habits, ExactInstances, testing::Values(standard(), old_versions()),
                          [](const auto& info) { return info.param.name; });
 
 Ref<TEST_Device> full_device() {
@@ -48,7 +48,7 @@ Ref<TEST_Device> full_device() {
   return device;
 }
 
-TEST_P(Instances, everyTypeReachesTheClient) {
+TEST_P(Instances, EveryTypeReachesTheClient) {
   publish({full_device()});
   const auto instances = manager().enumerate_instances("TEST_Device");
   ASSERT_EQ(instances.size(), 1u);
@@ -85,7 +85,7 @@ TEST_P(Instances, everyTypeReachesTheClient) {
   }
 }
 
-TEST_P(Instances, nullPropertiesAreSetAsNull) {
+TEST_P(Instances, NullPropertiesAreSetAsNull) {
   publish({device("sda", 1)});
   const auto instances = manager().enumerate_instances("TEST_Device");
   ASSERT_EQ(instances.size(), 1u);
@@ -95,7 +95,7 @@ TEST_P(Instances, nullPropertiesAreSetAsNull) {
   }
 }
 
-TEST_P(Exact_Instances, thePropertyListAndTheKeysAreAllThatLeaves) {
+TEST_P(ExactInstances, ThePropertyListAndTheKeysAreAllThatLeaves) {
   auto published = device("sda", 1);
   published->Text = "text";
   published->U8 = 1;
@@ -129,7 +129,7 @@ TEST_P(Exact_Instances, thePropertyListAndTheKeysAreAllThatLeaves) {
   EXPECT_THAT(delivered, testing::UnorderedElementsAre("Name", "Number", "Text", "Since"));
 }
 
-TEST_P(Instances, anObjectManagerMayKnowAnOlderClass) {
+TEST_P(Instances, AnObjectManagerMayKnowAnOlderClass) {
   Habit habit = GetParam();
   habit.adjust = [adjust = habit.adjust](broker::Tables& tables) {
     if (adjust) adjust(tables);
@@ -148,7 +148,7 @@ TEST_P(Instances, anObjectManagerMayKnowAnOlderClass) {
   EXPECT_EQ(manager().get_instance(device_path("sda", 1)).text("Text"), "text");
 }
 
-TEST_P(Instances, namesComeFromTheEnumeration) {
+TEST_P(Instances, NamesComeFromTheEnumeration) {
   publish({device("sda", 1), device("sdb", 2)});
   const auto names = manager().enumerate_instance_names("TEST_Device");
   ASSERT_EQ(names.size(), 2u);
@@ -156,13 +156,12 @@ TEST_P(Instances, namesComeFromTheEnumeration) {
   EXPECT_EQ(names[1], device_path("sdb", 2));
 }
 
-TEST_P(Instances, subclassesAreToldApart) {
+TEST_P(Instances, SubclassesAreToldApart) {
   auto special = make<TEST_Special>();
   special->Name = "special";
   special->Number = 3;
   special->Extra = "extra";
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*,
-                                            Enum_Handler<TEST_Device>* handler) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     handler->handle(device("sda", 1));
     handler->handle(Ref<TEST_Device>(special));
     return OK;
@@ -173,7 +172,7 @@ TEST_P(Instances, subclassesAreToldApart) {
   EXPECT_EQ(specials[0].class_name(), "TEST_Special");
 }
 
-TEST_P(Instances, getComparesTheKeysOfTheEnumeration) {
+TEST_P(Instances, GetComparesTheKeysOfTheEnumeration) {
   publish({device("sda", 1), device("sdb", 2), full_device()});
   EXPECT_EQ(manager().get_instance(device_path("sdb", 2)).path, device_path("sdb", 2));
   EXPECT_EQ(manager().get_instance(device_path("sda", 65535)).text("Text"), "caf\xC3\xA9");
@@ -182,7 +181,7 @@ TEST_P(Instances, getComparesTheKeysOfTheEnumeration) {
 }
 
 // This holds even if the object manager hands over the empty string as null.
-TEST_P(Instances, aKeyThatIsEmptyIsPresent) {
+TEST_P(Instances, AKeyThatIsEmptyIsPresent) {
   publish({device("", 1), device("sdb", 2)});
   const auto names = manager().enumerate_instance_names("TEST_Device");
   ASSERT_EQ(names.size(), 2u);
@@ -192,7 +191,7 @@ TEST_P(Instances, aKeyThatIsEmptyIsPresent) {
             Status::NotFound);
 }
 
-TEST_P(Instances, aKeyThatIsMissingIsNotEmpty) {
+TEST_P(Instances, AKeyThatIsMissingIsNotEmpty) {
   restart(combined(GetParam(), [](broker::Tables& tables) {
     tables.object_path.getKey = [](const CMPIObjectPath*, const char* name, CMPIStatus* rc) {
       CMPIData data{CMPI_string, CMPI_nullValue, {}};
@@ -206,7 +205,7 @@ TEST_P(Instances, aKeyThatIsMissingIsNotEmpty) {
             Status::NotFound);
 }
 
-TEST_P(Instances, aCleanedKeyStillFindsItsInstance) {
+TEST_P(Instances, ACleanedKeyStillFindsItsInstance) {
   publish({device("bad\xFF\x01", 1)});
   const auto names = manager().enumerate_instance_names("TEST_Device");
   ASSERT_EQ(names.size(), 1u);
@@ -214,9 +213,9 @@ TEST_P(Instances, aCleanedKeyStillFindsItsInstance) {
   EXPECT_EQ(manager().get_instance(names[0]).path, names[0]);
 }
 
-TEST_P(Instances, getGivesTheProviderItsKeys) {
+TEST_P(Instances, GetGivesTheProviderItsKeys) {
   hooks<TEST_Device>().get_instance = [](const TEST_Device* model, TEST_Device*& instance) {
-    if (model->Number.value() != 5) return GET_INSTANCE_NOT_FOUND;
+    if (model->Number.value() != 5) return GetInstanceNotFound;
     EXPECT_EQ(model->Name.value(), "sda");
     EXPECT_TRUE(model->Text.null());
     auto found = device(model->Name.value().c_str(), model->Number.value());
@@ -230,13 +229,13 @@ TEST_P(Instances, getGivesTheProviderItsKeys) {
   EXPECT_EQ(hooks<TEST_Device>().enumerations, 0);
 }
 
-TEST_P(Instances, getWithSuccessButWithoutInstanceIsNotFound) {
+TEST_P(Instances, GetWithSuccessButWithoutInstanceIsNotFound) {
   hooks<TEST_Device>().get_instance = [](const TEST_Device*, TEST_Device*&) { return OK; };
   EXPECT_EQ(failure_of([&] { manager().get_instance(device_path("sda", 5)); }).status,
             Status::NotFound);
 }
 
-TEST_P(Instances, hostileTextLeavesClean) {
+TEST_P(Instances, HostileTextLeavesClean) {
   auto published = device("sda", 1);
   published->Text = String("a\0b\x1B[31m\x80\xED\xA0\x80", 12);
   published->Texts = Array<String>{"\xFF", "ok"};
@@ -250,7 +249,7 @@ TEST_P(Instances, hostileTextLeavesClean) {
   EXPECT_EQ(*instances[0].property("Letter"), Value(u'\xFFFD'));
 }
 
-TEST_P(Instances, aKeyThatIsNullIsLeftOutOfThePath) {
+TEST_P(Instances, AKeyThatIsNullIsLeftOutOfThePath) {
   auto published = make<TEST_Device>();
   published->Name = "no number";
   publish({published});
@@ -259,8 +258,8 @@ TEST_P(Instances, aKeyThatIsNullIsLeftOutOfThePath) {
   EXPECT_TRUE(failed.status == Status::Ok || failed.status == Status::Failed) << failed.text;
 }
 
-TEST_P(Instances, aReferenceKeepsTheNameSpaceOfItsInstance) {
-  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+TEST_P(Instances, AReferenceKeepsTheNameSpaceOfItsInstance) {
+  hooks<TEST_Link>().enum_instances = [](const TEST_Link*, EnumHandler<TEST_Link>* handler) {
     auto elsewhere = owner("me");
     elsewhere->name_space = "root/elsewhere";
     handler->handle(link(device("sda", 1), elsewhere));
@@ -288,7 +287,7 @@ TEST_P(Instances, aReferenceKeepsTheNameSpaceOfItsInstance) {
   EXPECT_EQ(links[0].property("Device")->as_path(), device_path("sda", 1));
 }
 
-TEST_P(Instances, createModifyAndDeletePassThrough) {
+TEST_P(Instances, CreateModifyAndDeletePassThrough) {
   std::string seen;
   hooks<TEST_Device>().create_instance = [&](const TEST_Device* instance) {
     seen += "create " + instance->Name.value() + " " + instance->Text.value();
@@ -317,7 +316,7 @@ TEST_P(Instances, createModifyAndDeletePassThrough) {
   EXPECT_EQ(seen, "create sda new modify sda new delete 1");
 }
 
-TEST_P(Instances, whatAClientDidNotSendArrivesAsNull) {
+TEST_P(Instances, WhatAClientDidNotSendArrivesAsNull) {
   int asked = 0;
   hooks<TEST_Device>().create_instance = [&](const TEST_Device* instance) {
     ++asked;
@@ -332,8 +331,8 @@ TEST_P(Instances, whatAClientDidNotSendArrivesAsNull) {
   EXPECT_EQ(asked, 1);
 }
 
-TEST_P(Instances, upCallsReachOtherProviders) {
-  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, Enum_Handler<TEST_Owner>* handler) {
+TEST_P(Instances, UpCallsReachOtherProviders) {
+  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, EnumHandler<TEST_Owner>* handler) {
     for (const char* name : {"one", "two"}) {
       auto instance = owner(name);
       instance->Title = String("title of ") + name;
@@ -342,7 +341,7 @@ TEST_P(Instances, upCallsReachOtherProviders) {
     return OK;
   };
   std::string seen;
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, Enum_Handler<TEST_Device>*) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>*) {
     seen.clear();
     Instance_Enumerator enumerator;
     EXPECT_EQ(cimom::enum_instances("root/cimv2", *make<TEST_Owner>(), enumerator), 0);
@@ -358,12 +357,12 @@ TEST_P(Instances, upCallsReachOtherProviders) {
   EXPECT_EQ(cimom::enum_instances("root/cimv2", *make<TEST_Owner>(), outside), -1);
 }
 
-TEST_P(Instances, aFailingUpCallIsAStatusOfTheProvider) {
-  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, Enum_Handler<TEST_Owner>*) {
+TEST_P(Instances, AFailingUpCallIsAStatusOfTheProvider) {
+  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, EnumHandler<TEST_Owner>*) {
     return sint32{5};
   };
   sint32 status = 0;
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, Enum_Handler<TEST_Device>*) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>*) {
     Instance_Enumerator enumerator;
     status = cimom::enum_instances("root/cimv2", *make<TEST_Owner>(), enumerator);
     return OK;

@@ -39,7 +39,7 @@ class Life : public testing::Test {
     return result;
   }
 
-  Cmpi_Static_Data data_{};
+  CmpiStaticData data_{};
   CMPIBroker broker_{}, other_broker_{};
   CMPIInstanceMI* instance_ = nullptr;
   CMPIMethodMI* method_ = nullptr;
@@ -47,7 +47,7 @@ class Life : public testing::Test {
   int left_ = hooks<TEST_Device>().alive;  // what earlier tests left behind on purpose
 };
 
-TEST_F(Life, theInterfacesShareOneProvider) {
+TEST_F(Life, TheInterfacesShareOneProvider) {
   ASSERT_TRUE(open('I'));
   EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
   EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1);
@@ -55,7 +55,7 @@ TEST_F(Life, theInterfacesShareOneProvider) {
   EXPECT_EQ(hooks<TEST_Device>().alive, left_ + 1);
 }
 
-TEST_F(Life, repeatedFactoriesGiveTheSameInterface) {
+TEST_F(Life, RepeatedFactoriesGiveTheSameInterface) {
   void* const first = open('I');
   EXPECT_EQ(open('I'), first);
   // Each object manager gets an interface of its own, so that the provider's up-calls reach the
@@ -68,10 +68,10 @@ TEST_F(Life, repeatedFactoriesGiveTheSameInterface) {
 }
 
 // The provider of an association has every kind of interface.
-class Association_Life : public testing::Test {
+class AssociationLife : public testing::Test {
  protected:
-  Association_Life() { clear_hooks(); }
-  ~Association_Life() override {
+  AssociationLife() { clear_hooks(); }
+  ~AssociationLife() override {
     for (const char kind : {'I', 'A', 'M'}) end(kind);
     EXPECT_EQ(hooks<TEST_Link>().alive, 0);
     clear_hooks();
@@ -91,12 +91,12 @@ class Association_Life : public testing::Test {
     return ovk_cimple::end(static_cast<CMPIMethodMI*>(interface), terminating);
   }
 
-  Cmpi_Static_Data data_{};
+  CmpiStaticData data_{};
   CMPIBroker broker_{};
   std::map<char, void*> interfaces_;
 };
 
-TEST_F(Association_Life, itEndsWithTheLastInterfaceInEveryOrder) {
+TEST_F(AssociationLife, ItEndsWithTheLastInterfaceInEveryOrder) {
   int orders = 0;
   std::string opened = "AIM";
   do {
@@ -121,7 +121,7 @@ TEST_F(Association_Life, itEndsWithTheLastInterfaceInEveryOrder) {
   EXPECT_EQ(orders, 36);
 }
 
-TEST_F(Association_Life, idleUnloadingIsRefusedByEveryInterface) {
+TEST_F(AssociationLife, IdleUnloadingIsRefusedByEveryInterface) {
   for (const char kind : {'I', 'A', 'M'}) open(kind);
   for (const char kind : {'I', 'A', 'M'}) {
     EXPECT_EQ(end(kind, false), CMPI_RC_DO_NOT_UNLOAD) << kind;
@@ -132,7 +132,7 @@ TEST_F(Association_Life, idleUnloadingIsRefusedByEveryInterface) {
   EXPECT_EQ(hooks<TEST_Link>().enumerations, 1);
 }
 
-TEST_F(Life, aCallAfterTheEndFailsAndAFactoryBeginsAnew) {
+TEST_F(Life, ACallAfterTheEndFailsAndAFactoryBeginsAnew) {
   open('I');
   end(instance_);
   EXPECT_EQ(enumerate(instance_), CMPI_RC_ERR_FAILED);
@@ -140,9 +140,9 @@ TEST_F(Life, aCallAfterTheEndFailsAndAFactoryBeginsAnew) {
   EXPECT_EQ(enumerate(instance_), CMPI_RC_OK);
 }
 
-TEST_F(Life, aCallInFlightKeepsTheProvider) {
+TEST_F(Life, ACallInFlightKeepsTheProvider) {
   open('I');
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, Enum_Handler<TEST_Device>*) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>*) {
     EXPECT_EQ(end(instance_), CMPI_RC_OK);
     EXPECT_EQ(hooks<TEST_Device>().loaded, left_ + 1);
     return OK;
@@ -154,8 +154,8 @@ TEST_F(Life, aCallInFlightKeepsTheProvider) {
 }
 
 // Some object managers clean up one provider for a whole library.
-TEST_F(Life, anEndLeavesOtherProvidersOfTheLibraryAlone) {
-  Cmpi_Static_Data other_data{};
+TEST_F(Life, AnEndLeavesOtherProvidersOfTheLibraryAlone) {
+  CmpiStaticData other_data{};
   void* other = nullptr;
   ASSERT_EQ(ovk_cimple_cmpi_adapter(67, &other_data, &link_registration(), &broker_, nullptr,
                                     "TEST_Link_Provider", 'I', &other),
@@ -170,21 +170,21 @@ TEST_F(Life, anEndLeavesOtherProvidersOfTheLibraryAlone) {
 }
 
 // Factories run once for each registered class, cleanup once for the library.
-TEST_F(Life, oneEndIsEnoughForSeveralFactoryCalls) {
+TEST_F(Life, OneEndIsEnoughForSeveralFactoryCalls) {
   for (int i = 0; i < 3; ++i) open('I');
   EXPECT_EQ(end(instance_), CMPI_RC_OK);
   EXPECT_EQ(hooks<TEST_Device>().alive, left_);
   EXPECT_EQ(end(instance_), CMPI_RC_OK) << "again";
 }
 
-TEST_F(Life, failuresOfUnloadingAreContained) {
+TEST_F(Life, FailuresOfUnloadingAreContained) {
   open('I');
   hooks<TEST_Device>().unload = []() -> sint32 { throw std::runtime_error("unload"); };
   EXPECT_EQ(end(instance_), CMPI_RC_ERR_FAILED);
   EXPECT_EQ(hooks<TEST_Device>().alive, left_);
 }
 
-TEST_F(Life, factoriesThatCannotAnswer) {
+TEST_F(Life, FactoriesThatCannotAnswer) {
   EXPECT_EQ(open('A'), nullptr);  // the class is no association
   EXPECT_EQ(code_, CMPI_RC_ERR_NOT_SUPPORTED);
   EXPECT_EQ(open('X'), nullptr);
@@ -200,7 +200,7 @@ TEST_F(Life, factoriesThatCannotAnswer) {
   EXPECT_EQ(untouched, this);
 }
 
-TEST_F(Life, everyMemberOfTheTablesAnswers) {
+TEST_F(Life, EveryMemberOfTheTablesAnswers) {
   open('I');
   open('M');
   const CMPIInstanceMIFT& instance = *instance_->ft;
@@ -229,7 +229,7 @@ TEST_F(Life, everyMemberOfTheTablesAnswers) {
 }
 
 // A path without a class stands for the association itself, which cannot be one of its own ends.
-TEST_F(Association_Life, itAsksForNothingThatCannotMatch) {
+TEST_F(AssociationLife, ItAsksForNothingThatCannotMatch) {
   open('A');
   auto* const association = static_cast<CMPIAssociationMI*>(interfaces_['A']);
   const CMPIAssociationMIFT& functions = *association->ft;

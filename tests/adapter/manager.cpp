@@ -32,59 +32,59 @@ std::unique_ptr<broker::ObjectManager> start(const Habit& habit) {
 
 }  // namespace
 
-Adapter_Test::Adapter_Test() : alive_before_(hooks<TEST_Device>().alive) {
+AdapterTest::AdapterTest() : alive_before_(hooks<TEST_Device>().alive) {
   clear_hooks();
   restart(GetParam());
 }
 
-Adapter_Test::~Adapter_Test() {
+AdapterTest::~AdapterTest() {
   manager_.reset();
   EXPECT_EQ(hooks<TEST_Device>().alive, alive_before_);
   clear_hooks();
 }
 
-void Adapter_Test::restart(const Habit& habit) {
+void AdapterTest::restart(const Habit& habit) {
   manager_.reset();
   manager_ = start(habit);
 }
 
-broker::ObjectPath Adapter_Test::device_path(const char* name, int number, const char* class_name) {
+broker::ObjectPath AdapterTest::device_path(const char* name, int number, const char* class_name) {
   broker::ObjectPath path("root/cimv2", class_name);
   path.set_key("Name", name);
   path.set_key("Number", static_cast<std::uint16_t>(number));
   return path;
 }
 
-broker::ObjectPath Adapter_Test::owner_path(const char* name) {
+broker::ObjectPath AdapterTest::owner_path(const char* name) {
   broker::ObjectPath path("root/cimv2", "TEST_Owner");
   path.set_key("Name", name);
   path.set_key("Number", std::uint16_t{0});
   return path;
 }
 
-void Adapter_Test::publish(std::vector<Ref<TEST_Device>> devices) {
+void AdapterTest::publish(std::vector<Ref<TEST_Device>> devices) {
   hooks<TEST_Device>().enum_instances = [devices](const TEST_Device*,
-                                                  Enum_Handler<TEST_Device>* handler) {
+                                                  EnumHandler<TEST_Device>* handler) {
     for (const auto& device : devices) handler->handle(device);
     return OK;
   };
 }
 
-Ref<TEST_Device> Adapter_Test::device(const char* name, int number) {
+Ref<TEST_Device> AdapterTest::device(const char* name, int number) {
   auto result = make<TEST_Device>();
   result->Name = name;
   result->Number = static_cast<uint16>(number);
   return result;
 }
 
-Ref<TEST_Owner> Adapter_Test::owner(const char* name) {
+Ref<TEST_Owner> AdapterTest::owner(const char* name) {
   auto result = make<TEST_Owner>();
   result->Name = name;
   result->Number = 0;
   return result;
 }
 
-Ref<TEST_Link> Adapter_Test::link(Ref<TEST_Device> device, Ref<TEST_Owner> owner) {
+Ref<TEST_Link> AdapterTest::link(Ref<TEST_Device> device, Ref<TEST_Owner> owner) {
   auto result = make<TEST_Link>();
   result->Device = device;
   result->Owner = owner;

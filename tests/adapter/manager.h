@@ -13,10 +13,10 @@ namespace ovk_cimple {
 
 // For tests of what the adapter must do whatever the object manager's habits are. The habit is the
 // tests' parameter.
-class Adapter_Test : public testing::TestWithParam<Habit> {
+class AdapterTest : public testing::TestWithParam<Habit> {
  protected:
-  Adapter_Test();
-  ~Adapter_Test() override;
+  AdapterTest();
+  ~AdapterTest() override;
 
   broker::ObjectManager& manager() { return *manager_; }
   // Ends the object manager and starts another one with other habits.

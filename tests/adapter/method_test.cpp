@@ -6,7 +6,7 @@ namespace {
 using broker::Status;
 using broker::Value;
 
-class Methods : public Adapter_Test {
+class Methods : public AdapterTest {
  protected:
   broker::MethodResult probe(const std::vector<broker::Argument>& in = {},
                              const char* name = "Probe") {
@@ -16,7 +16,7 @@ class Methods : public Adapter_Test {
 INSTANTIATE_TEST_SUITE_P(Habits, Methods, testing::ValuesIn(all_habits()),
                          [](const auto& info) { return info.param.name; });
 
-TEST_P(Methods, parametersArriveAndReturn) {
+TEST_P(Methods, ParametersArriveAndReturn) {
   method_hooks().probe = [](const TEST_Device* self, TEST_Device_Probe_method& call) {
     EXPECT_EQ(self->Name.value(), "sda");
     EXPECT_EQ(self->Number.value(), 1);
@@ -49,7 +49,7 @@ TEST_P(Methods, parametersArriveAndReturn) {
   EXPECT_EQ(result.find("Job")->as_path(), owner_path("job"));
 }
 
-TEST_P(Methods, missingParametersArriveAsNullAndNullOnesDoNotReturn) {
+TEST_P(Methods, MissingParametersArriveAsNullAndNullOnesDoNotReturn) {
   method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method& call) {
     EXPECT_TRUE(call.Hard.null() && call.Small.null() && call.Text.null() && call.When.null());
     EXPECT_TRUE(call.Texts.null() && call.Target.null() && call.Both.null());
@@ -61,7 +61,7 @@ TEST_P(Methods, missingParametersArriveAsNullAndNullOnesDoNotReturn) {
   EXPECT_EQ(result.return_value, Value(std::uint32_t{0}));
 }
 
-TEST_P(Methods, nullReferencesAreLeftOutOfAnArray) {
+TEST_P(Methods, NullReferencesAreLeftOutOfAnArray) {
   method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method& call) {
     call.Jobs = Array<Ref<Instance>>{owner("one"), Ref<Instance>(), owner("two")};
     return OK;
@@ -72,7 +72,7 @@ TEST_P(Methods, nullReferencesAreLeftOutOfAnArray) {
             Value::array(broker::Type::Reference, {owner_path("one"), owner_path("two")}));
 }
 
-TEST_P(Methods, aNullReferenceArrivesAsNull) {
+TEST_P(Methods, ANullReferenceArrivesAsNull) {
   method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method& call) {
     EXPECT_TRUE(call.Target.null());
     call.return_value = 1;
@@ -82,7 +82,7 @@ TEST_P(Methods, aNullReferenceArrivesAsNull) {
             Value(std::uint32_t{1}));
 }
 
-TEST_P(Methods, anArgumentOfTheWrongClassArrivesAsWhatItIs) {
+TEST_P(Methods, AnArgumentOfTheWrongClassArrivesAsWhatItIs) {
   method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method& call) {
     call.return_value = cast<TEST_Owner>(call.Target.value().get()) ? 1 : 2;
     return OK;
@@ -90,7 +90,7 @@ TEST_P(Methods, anArgumentOfTheWrongClassArrivesAsWhatItIs) {
   EXPECT_EQ(probe({{"Target", device_path("sdb", 2)}}).return_value, Value(std::uint32_t{2}));
 }
 
-TEST_P(Methods, returnValuesOfEveryKind) {
+TEST_P(Methods, ReturnValuesOfEveryKind) {
   method_hooks().describe = [](const TEST_Device*, Property<String>& value) {
     value = "text\x02";
     return OK;
@@ -107,7 +107,7 @@ TEST_P(Methods, returnValuesOfEveryKind) {
   EXPECT_TRUE(probe({}, "Check").return_value.is_null());
 }
 
-TEST_P(Methods, statusCodesOfMethods) {
+TEST_P(Methods, StatusCodesOfMethods) {
   EXPECT_EQ(failure_of([&] { probe(); }).status, Status::MethodNotAvailable);
   method_hooks().probe = [](const TEST_Device*, TEST_Device_Probe_method&) { return sint32{-1}; };
   EXPECT_EQ(failure_of([&] { probe(); }).status, Status::MethodNotFound);

@@ -10,7 +10,7 @@ namespace {
 
 using broker::Tables;
 
-class Results : public Adapter_Test {
+class Results : public AdapterTest {
  protected:
   void restart_with(std::function<void(Tables&)> more) {
     restart(combined(GetParam(), std::move(more)));
@@ -28,7 +28,7 @@ INSTANTIATE_TEST_SUITE_P(Habits, Results, testing::ValuesIn(all_habits()),
 
 CMPIStatus refuse() { return {CMPI_RC_ERR_NOT_SUPPORTED, nullptr}; }
 
-TEST_P(Results, methodsReturnDataAlone) {
+TEST_P(Results, MethodsReturnDataAlone) {
   restart_with([](Tables& tables) {
     tables.result.returnInstance = [](auto...) { return refuse(); };
     tables.result.returnObjectPath = [](auto...) { return refuse(); };
@@ -44,7 +44,7 @@ TEST_P(Results, methodsReturnDataAlone) {
   EXPECT_EQ(result.find("Job")->as_path(), owner_path("job"));
 }
 
-TEST_P(Results, instancesAndPathsAreReturnedAsSuchAlone) {
+TEST_P(Results, InstancesAndPathsAreReturnedAsSuchAlone) {
   publish({device("sda", 1)});
   restart_with([](Tables& tables) {
     tables.result.returnData = [](auto...) { return refuse(); };
@@ -60,31 +60,31 @@ TEST_P(Results, instancesAndPathsAreReturnedAsSuchAlone) {
 }
 
 // Some object managers read the binary form of a time wrongly, by the time zone of the process.
-TEST_P(Results, timesTravelAsText) {
+TEST_P(Results, TimesTravelAsText) {
   restart_with([](Tables& tables) {
     tables.factories.newDateTime = nullptr;
     tables.factories.newDateTimeFromBinary = nullptr;
     tables.date_time.getBinaryFormat = nullptr;
   });
-  constexpr char when[] = "20240131120000.000000+060";
+  constexpr char kWhen[] = "20240131120000.000000+060";
   method_hooks().probe = [&](const TEST_Device*, TEST_Device_Probe_method& call) {
-    EXPECT_EQ(call.When.value().to_string(), when);
+    EXPECT_EQ(call.When.value().to_string(), kWhen);
     call.return_value = 1;
     return OK;
   };
   const auto result = manager().invoke_method(device_path("sda", 1), "Probe",
-                                              {{"When", broker::Value::datetime(when)}});
+                                              {{"When", broker::Value::datetime(kWhen)}});
   EXPECT_EQ(result.return_value, broker::Value(std::uint32_t{1}));
   auto published = device("sda", 1);
-  published->Since = *Datetime::parse(when);
+  published->Since = *Datetime::parse(kWhen);
   publish({published});
   const auto instances = manager().enumerate_instances("TEST_Device");
   ASSERT_EQ(instances.size(), 1u);
-  EXPECT_EQ(instances[0].text("Since"), when);
+  EXPECT_EQ(instances[0].text("Since"), kWhen);
 }
 
 // Some object managers do not refuse to read one element past an array's end.
-TEST_P(Results, nothingIsAskedOfAnArrayPastItsEnd) {
+TEST_P(Results, NothingIsAskedOfAnArrayPastItsEnd) {
   static int asked;
   asked = 0;
   restart_with([](Tables& tables) {
@@ -108,7 +108,7 @@ TEST_P(Results, nothingIsAskedOfAnArrayPastItsEnd) {
 
 // Some object managers do not check whether a reference fits their buffer. This one notes the
 // longest text of a reference.
-constexpr std::size_t buffer_size = 4096;
+constexpr std::size_t kBufferSize = 4096;
 std::size_t longest_text;
 
 void write(const CMPIValue* value, CMPIType type) {
@@ -156,11 +156,11 @@ void write_references(Tables& tables) {
   };
 }
 
-TEST_P(Results, referencesThatFitABufferForTextLeave) {
+TEST_P(Results, ReferencesThatFitABufferForTextLeave) {
   longest_text = 0;
   restart_with(write_references);
   const std::string name = std::string(1000, 'x') + std::string(1000, '"');
-  hooks<TEST_Link>().enum_instances = [&](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+  hooks<TEST_Link>().enum_instances = [&](const TEST_Link*, EnumHandler<TEST_Link>* handler) {
     handler->handle(link(name));
     return OK;
   };
@@ -168,10 +168,10 @@ TEST_P(Results, referencesThatFitABufferForTextLeave) {
   ASSERT_EQ(links.size(), 1u);
   EXPECT_EQ(links[0].property("Device")->as_path(), device_path(name.c_str(), 1));
   EXPECT_GT(longest_text, 3000u);
-  EXPECT_LT(longest_text, buffer_size);
+  EXPECT_LT(longest_text, kBufferSize);
 }
 
-TEST_P(Results, longerReferencesAreNull) {
+TEST_P(Results, LongerReferencesAreNull) {
   longest_text = 0;
   restart_with(write_references);
   // The second ones are short, but their text is long.
@@ -186,7 +186,7 @@ TEST_P(Results, longerReferencesAreNull) {
     EXPECT_FALSE(result.find("Job"));
     EXPECT_EQ(result.return_value, broker::Value(std::uint32_t{1}));
   }
-  EXPECT_LT(longest_text, buffer_size);
+  EXPECT_LT(longest_text, kBufferSize);
 }
 
 }  // namespace

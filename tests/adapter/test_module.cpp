@@ -18,8 +18,8 @@ template OVK_CIMPLE_EXPORT Hooks<TEST_Device>& hooks<TEST_Device>();
 template OVK_CIMPLE_EXPORT Hooks<TEST_Owner>& hooks<TEST_Owner>();
 template OVK_CIMPLE_EXPORT Hooks<TEST_Link>& hooks<TEST_Link>();
 
-Method_Hooks& method_hooks() {
-  static auto& all = *new Method_Hooks;
+MethodHooks& method_hooks() {
+  static auto& all = *new MethodHooks;
   return all;
 }
 
@@ -38,13 +38,13 @@ sint32 run(const Function& function, sint32 otherwise, Arguments&&... arguments)
 }
 
 template <class Class>
-class Hooked_Provider {
+class HookedProvider {
  public:
-  Hooked_Provider() {
+  HookedProvider() {
     if (hooks<Class>().construct) hooks<Class>().construct();
     ++hooks<Class>().alive;
   }
-  ~Hooked_Provider() { --hooks<Class>().alive; }
+  ~HookedProvider() { --hooks<Class>().alive; }
 
   sint32 load() {
     const sint32 status = run(hooks<Class>().load, OK);
@@ -56,34 +56,34 @@ class Hooked_Provider {
     return run(hooks<Class>().unload, OK);
   }
   sint32 get_instance(const Class* model, Class*& instance) {
-    return run(hooks<Class>().get_instance, GET_INSTANCE_UNSUPPORTED, model, instance);
+    return run(hooks<Class>().get_instance, GetInstanceUnsupported, model, instance);
   }
-  sint32 enum_instances(const Class* model, Enum_Handler<Class>* handler) {
+  sint32 enum_instances(const Class* model, EnumHandler<Class>* handler) {
     ++hooks<Class>().enumerations;
     return run(hooks<Class>().enum_instances, OK, model, handler);
   }
   sint32 create_instance(const Class* instance) {
-    return run(hooks<Class>().create_instance, CREATE_INSTANCE_UNSUPPORTED, instance);
+    return run(hooks<Class>().create_instance, CreateInstanceUnsupported, instance);
   }
   sint32 delete_instance(const Class* instance) {
-    return run(hooks<Class>().delete_instance, DELETE_INSTANCE_UNSUPPORTED, instance);
+    return run(hooks<Class>().delete_instance, DeleteInstanceUnsupported, instance);
   }
   sint32 modify_instance(const Class* model, const Class* instance) {
-    return run(hooks<Class>().modify_instance, MODIFY_INSTANCE_UNSUPPORTED, model, instance);
+    return run(hooks<Class>().modify_instance, ModifyInstanceUnsupported, model, instance);
   }
   sint32 enum_associator_names(const Instance* source, const char* result_class, const char* role,
-                               const char* result_role, Enum_Handler<>* handler) {
-    return run(hooks<Class>().enum_associator_names, ENUM_ASSOCIATOR_NAMES_UNSUPPORTED, source,
+                               const char* result_role, EnumHandler<>* handler) {
+    return run(hooks<Class>().enum_associator_names, EnumAssociatorNamesUnsupported, source,
                result_class, role, result_role, handler);
   }
   sint32 enum_references(const Instance* source, const Class* model, const char* role,
-                         Enum_Handler<Class>* handler) {
-    return run(hooks<Class>().enum_references, ENUM_REFERENCES_UNSUPPORTED, source, model, role,
+                         EnumHandler<Class>* handler) {
+    return run(hooks<Class>().enum_references, EnumReferencesUnsupported, source, model, role,
                handler);
   }
   sint32 enum_associators(const Instance* source, const char* result_class, const char* role,
-                          const char* result_role, Enum_Handler<>* handler) {
-    return run(hooks<Class>().enum_associators, ENUM_ASSOCIATORS_UNSUPPORTED, source, result_class,
+                          const char* result_role, EnumHandler<>* handler) {
+    return run(hooks<Class>().enum_associators, EnumAssociatorsUnsupported, source, result_class,
                role, result_role, handler);
   }
 
@@ -100,7 +100,7 @@ class Hooked_Provider {
     record->Texts = texts;
     record->Target = target;
     record->Both = both;
-    const sint32 status = run(method_hooks().probe, METHOD_UNSUPPORTED, self, *record);
+    const sint32 status = run(method_hooks().probe, MethodUnsupported, self, *record);
     both = record->Both;
     note = record->Note;
     job = record->Job;
@@ -109,23 +109,23 @@ class Hooked_Provider {
     return status;
   }
   sint32 Describe(const TEST_Device* self, Property<String>& return_value) {
-    return run(method_hooks().describe, METHOD_UNSUPPORTED, self, return_value);
+    return run(method_hooks().describe, MethodUnsupported, self, return_value);
   }
   sint32 Check(const TEST_Device* self, Property<boolean>& return_value) {
-    return run(method_hooks().check, METHOD_UNSUPPORTED, self, return_value);
+    return run(method_hooks().check, MethodUnsupported, self, return_value);
   }
 };
 
 template <class Class, bool Is_Association>
 sint32 proc(const Registration*, sint32 operation, void* arg0, void* arg1, void* arg2, void* arg3,
             void* arg4, void* arg5, void* arg6, void*) {
-  return dispatch<Hooked_Provider<Class>, Class, Is_Association>(operation, arg0, arg1, arg2, arg3,
-                                                                 arg4, arg5, arg6);
+  return dispatch<HookedProvider<Class>, Class, Is_Association>(operation, arg0, arg1, arg2, arg3,
+                                                                arg4, arg5, arg6);
 }
 
 Registration device_record, owner_record, link_record;
 
-[[maybe_unused]] const bool registered = [] {
+[[maybe_unused]] const bool kRegistered = [] {
   add_provider(device_record, "TEST_Device_Provider", proc<TEST_Device, false>,
                TEST_Device::static_meta_class);
   add_provider(owner_record, "TEST_Owner_Provider", proc<TEST_Owner, false>,
@@ -144,9 +144,9 @@ const Registration& link_registration() { return link_record; }
 
 extern "C" {
 
-Cmpi_Static_Data _cmpi_static_dataTEST_Device_Provider;
-Cmpi_Static_Data _cmpi_static_dataTEST_Owner_Provider;
-Cmpi_Static_Data _cmpi_static_dataTEST_Link_Provider;
+CmpiStaticData _cmpi_static_dataTEST_Device_Provider;
+CmpiStaticData _cmpi_static_dataTEST_Owner_Provider;
+CmpiStaticData _cmpi_static_dataTEST_Link_Provider;
 
 OVK_CIMPLE_ENTRY_POINT(TEST_Device_Provider, Instance, ovk_cimple::device_record)
 OVK_CIMPLE_ENTRY_POINT(TEST_Device_Provider, Method, ovk_cimple::device_record)

@@ -22,13 +22,13 @@ struct Hooks {
   std::function<void()> construct;
   std::function<sint32()> load, unload;
   std::function<sint32(const Class*, Class*&)> get_instance;
-  std::function<sint32(const Class*, Enum_Handler<Class>*)> enum_instances;
+  std::function<sint32(const Class*, EnumHandler<Class>*)> enum_instances;
   std::function<sint32(const Class*)> create_instance, delete_instance;
   std::function<sint32(const Class*, const Class*)> modify_instance;
-  using Associators = std::function<sint32(const Instance*, const char*, const char*, const char*,
-                                           Enum_Handler<>*)>;
+  using Associators =
+      std::function<sint32(const Instance*, const char*, const char*, const char*, EnumHandler<>*)>;
   Associators enum_associator_names, enum_associators;
-  std::function<sint32(const Instance*, const Class*, const char*, Enum_Handler<Class>*)>
+  std::function<sint32(const Instance*, const Class*, const char*, EnumHandler<Class>*)>
       enum_references;
 
   void clear() {
@@ -44,7 +44,7 @@ struct Hooks {
   }
 };
 
-struct Method_Hooks {
+struct MethodHooks {
   std::function<sint32(const TEST_Device*, TEST_Device_Probe_method&)> probe;
   std::function<sint32(const TEST_Device*, Property<String>&)> describe;
   std::function<sint32(const TEST_Device*, Property<boolean>&)> check;
@@ -53,7 +53,7 @@ struct Method_Hooks {
 // Of TEST_Device, TEST_Owner and TEST_Link.
 template <class Class>
 OVK_CIMPLE_EXPORT Hooks<Class>& hooks();
-OVK_CIMPLE_EXPORT Method_Hooks& method_hooks();
+OVK_CIMPLE_EXPORT MethodHooks& method_hooks();
 // Resets everything but the counts of providers.
 OVK_CIMPLE_EXPORT void clear_hooks();
 

@@ -8,10 +8,10 @@
 namespace ovk_cimple {
 namespace {
 
-class Threads : public Adapter_Test {
+class Threads : public AdapterTest {
  protected:
   static void publish_link() {
-    hooks<TEST_Link>().enum_instances = [](const TEST_Link*, Enum_Handler<TEST_Link>* handler) {
+    hooks<TEST_Link>().enum_instances = [](const TEST_Link*, EnumHandler<TEST_Link>* handler) {
       handler->handle(link(device("sda", 1), owner("me")));
       return OK;
     };
@@ -20,15 +20,15 @@ class Threads : public Adapter_Test {
 INSTANTIATE_TEST_SUITE_P(Habits, Threads, testing::Values(standard(), old_versions()),
                          [](const auto& info) { return info.param.name; });
 
-constexpr int threads = 8;
-constexpr int rounds = 30;
+constexpr int kThreads = 8;
+constexpr int kRounds = 30;
 
-TEST_P(Threads, callsRunSideBySideAndKeepApart) {
-  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, Enum_Handler<TEST_Owner>* handler) {
+TEST_P(Threads, CallsRunSideBySideAndKeepApart) {
+  hooks<TEST_Owner>().enum_instances = [](const TEST_Owner*, EnumHandler<TEST_Owner>* handler) {
     handler->handle(owner("me"));
     return OK;
   };
-  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, Enum_Handler<TEST_Device>* handler) {
+  hooks<TEST_Device>().enum_instances = [](const TEST_Device*, EnumHandler<TEST_Device>* handler) {
     Instance_Enumerator owners;
     EXPECT_EQ(cimom::enum_instances("root/cimv2", *make<TEST_Owner>(), owners), 0);
     for (int number = 1; number <= 3; ++number) {
@@ -45,9 +45,9 @@ TEST_P(Threads, callsRunSideBySideAndKeepApart) {
   publish_link();
 
   std::vector<std::thread> running;
-  for (int thread = 0; thread < threads; ++thread)
+  for (int thread = 0; thread < kThreads; ++thread)
     running.emplace_back([&, thread] {
-      for (int round = 0; round < rounds; ++round) {
+      for (int round = 0; round < kRounds; ++round) {
         EXPECT_EQ(manager().enumerate_instances("TEST_Device").size(), 3u);
         EXPECT_EQ(manager().get_instance(device_path("sda", 2)).path, device_path("sda", 2));
         const auto both = static_cast<std::uint16_t>(1000 * thread + round);
@@ -62,7 +62,7 @@ TEST_P(Threads, callsRunSideBySideAndKeepApart) {
   EXPECT_EQ(hooks<TEST_Device>().alive, alive_before_ + 1);
 }
 
-TEST_P(Threads, aSmallStackIsEnough) {
+TEST_P(Threads, ASmallStackIsEnough) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "instrumented code takes more stack";
 #endif
@@ -86,8 +86,8 @@ TEST_P(Threads, aSmallStackIsEnough) {
 }
 
 // An object manager that stops does not wait for requests that are still running.
-TEST_P(Threads, anEndInParallelWithACallWaitsForNobody) {
-  Cmpi_Static_Data data{};
+TEST_P(Threads, AnEndInParallelWithACallWaitsForNobody) {
+  CmpiStaticData data{};
   CMPIBroker broker{};
   void* made = nullptr;
   ASSERT_EQ(ovk_cimple_cmpi_adapter(67, &data, &device_registration(), &broker, nullptr,
@@ -96,7 +96,7 @@ TEST_P(Threads, anEndInParallelWithACallWaitsForNobody) {
   auto* const interface = static_cast<CMPIInstanceMI*>(made);
   const int alive = hooks<TEST_Device>().alive;
   std::latch begun{1}, ended{1};
-  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, Enum_Handler<TEST_Device>*) {
+  hooks<TEST_Device>().enum_instances = [&](const TEST_Device*, EnumHandler<TEST_Device>*) {
     begun.count_down();
     ended.wait();
     return OK;

@@ -9,7 +9,7 @@
 
 namespace discovery {
 
-struct Emulated_Drive {
+struct EmulatedDrive {
   std::string serial;
   std::string decision;  // testable, raid, usb, micro-flash or lsi
 };
@@ -24,9 +24,9 @@ inline std::string cut(const std::string& text, const std::string& begin, const 
 
 // The drives of "-device MODEL,KEY=VALUE,..." arguments, in their order. Of a repeated key the last
 // value counts.
-inline std::vector<Emulated_Drive> emulated_drives(const std::string& arguments) {
+inline std::vector<EmulatedDrive> emulated_drives(const std::string& arguments) {
   std::map<std::string, std::string> adapters = {{"ide", "ide"}};
-  std::vector<Emulated_Drive> drives;
+  std::vector<EmulatedDrive> drives;
   const std::string mark = "-device ";
   for (std::size_t at = arguments.find(mark); at != arguments.npos;) {
     const std::size_t next = arguments.find(" -", at + 1);

@@ -48,35 +48,35 @@ class RecordedMachine : public DiscoveryTest {
   void play(const std::filesystem::path& machine) {
     write_reports(inventory::read(machine / "hwinfo-disk.out"),
                   inventory::read(machine / "hwinfo-usb.out"));
-    cimom.drives.clear();
-    const inventory::Test_Tree tree;
+    cimom_.drives.clear();
+    const inventory::TestTree tree;
     inventory::lay_out(tree, inventory::read(machine / "sysfs.out"));
-    drives = inventory::read_drives(tree.sysfs());
-    for (const inventory::Drive& drive : drives)
-      cimom.drives.push_back(disk_drive(drive, "machine"));
-    bus_devices = inventory::read_bus_devices(tree.sysfs());
-    hosts = inventory::read_scsi_hosts(tree.sysfs());
+    drives_ = inventory::read_drives(tree.sysfs());
+    for (const inventory::Drive& drive : drives_)
+      cimom_.drives.push_back(disk_drive(drive, "machine"));
+    bus_devices_ = inventory::read_bus_devices(tree.sysfs());
+    hosts_ = inventory::read_scsi_hosts(tree.sysfs());
     deliver_bus_devices();
   }
   void deliver_bus_devices() {
-    provider.fRefInst.clear();
-    cimom.bus_devices.clear();
-    for (const inventory::Bus_Device& device : bus_devices)
-      cimom.bus_devices.push_back(sys_bus_device(device, "machine"));
+    provider_.fRefInst.clear();
+    cimom_.bus_devices.clear();
+    for (const inventory::BusDevice& device : bus_devices_)
+      cimom_.bus_devices.push_back(sys_bus_device(device, "machine"));
   }
   // Publishes addresses as if the inventory kept back those of USB drives only.
   void publish_addresses() {
-    for (inventory::Bus_Device& device : bus_devices)
-      device.address_published = hosts.driver(device.address.host) != "usb-storage";
+    for (inventory::BusDevice& device : bus_devices_)
+      device.address_published = hosts_.driver(device.address.host) != "usb-storage";
     deliver_bus_devices();
   }
   // Whether drives are on the machine's own controllers, besides USB at most, so that no address
   // is published; each address can be looked up.
   bool is_onboard() const {
     bool onboard = false;
-    for (const inventory::Bus_Device& device : bus_devices) {
+    for (const inventory::BusDevice& device : bus_devices_) {
       if (device.address_published || device.address.host > 9) return false;
-      onboard |= hosts.driver(device.address.host) != "usb-storage";
+      onboard |= hosts_.driver(device.address.host) != "usb-storage";
     }
     return onboard;
   }
@@ -105,7 +105,7 @@ class RecordedMachine : public DiscoveryTest {
   std::map<std::string, inventory::Drive> by_serial(const std::filesystem::path& machine) {
     const auto reported = inventory::disks(inventory::read(machine / "hwinfo-disk.out"));
     std::map<std::string, inventory::Drive> found;
-    for (const inventory::Drive& drive : drives) {
+    for (const inventory::Drive& drive : drives_) {
       std::string serial = drive.serial;
       if (const auto block = reported.find(drive.device); serial.empty() && block != reported.end())
         serial = discovery::cut(block->second, "Serial ID: \"", "\"");
@@ -113,9 +113,9 @@ class RecordedMachine : public DiscoveryTest {
     }
     return found;
   }
-  std::vector<inventory::Drive> drives;
-  std::vector<inventory::Bus_Device> bus_devices;
-  inventory::Scsi_Hosts hosts{{}};
+  std::vector<inventory::Drive> drives_;
+  std::vector<inventory::BusDevice> bus_devices_;
+  inventory::ScsiHosts hosts_{{}};
 };
 
 TEST_F(RecordedMachine, DecisionsAreThoseForTheDrivesThatItWasGiven) {
@@ -151,7 +151,7 @@ TEST_F(RecordedMachine, ASecondEnumerationDecidesTheSame) {
     play(machine);
     const auto first = decisions();
     EXPECT_EQ(decisions(), first);
-    EXPECT_EQ(provider.fRefInst.size(), 2 * cimom.bus_devices.size());
+    EXPECT_EQ(provider_.fRefInst.size(), 2 * cimom_.bus_devices.size());
   }
 }
 
@@ -209,11 +209,11 @@ TEST_F(RecordedMachine, DrivesBehindOtherAdaptersAreLeftOutAsRaidOnlyThroughThei
     play(machine);
     if (is_onboard()) continue;
     const auto with = decisions();
-    if (std::any_of(bus_devices.begin(), bus_devices.end(), [](const auto& device) {
+    if (std::any_of(bus_devices_.begin(), bus_devices_.end(), [](const auto& device) {
           return device.model.find("Logical Volume") != std::string::npos;
         }))
       continue;
-    for (inventory::Bus_Device& device : bus_devices) device.address_published = false;
+    for (inventory::BusDevice& device : bus_devices_) device.address_published = false;
     deliver_bus_devices();
     const auto without = decisions();
     for (const auto& [name, decision] : with) {
@@ -251,15 +251,15 @@ TEST_F(RecordedMachine, ALogicalVolumeLeavesOutWhatNoAddressHasAnsweredForBefore
     play(machine);
     if (!is_onboard()) continue;
     auto expected = decisions();
-    bus_devices.back().model = "Logical Volume";
+    bus_devices_.back().model = "Logical Volume";
     deliver_bus_devices();
     for (const auto& [name, decision] : decisions()) EXPECT_EQ(decision, "raid") << name;
     publish_addresses();
     for (auto& [name, decision] : expected) {
-      const auto is_answered_for = [&name = name](const inventory::Bus_Device& device) {
+      const auto is_answered_for = [&name = name](const inventory::BusDevice& device) {
         return device.address_published && device.block == name;
       };
-      if (std::none_of(bus_devices.begin(), bus_devices.end() - 1, is_answered_for))
+      if (std::none_of(bus_devices_.begin(), bus_devices_.end() - 1, is_answered_for))
         decision = "raid";
       testable += decision == "testable";
     }

@@ -12,14 +12,14 @@ namespace faults {
 // What a function that has failed answers: an error status and, where there is one, no value.
 template <class Answer, class... Parameters>
 Answer failed(Parameters... parameters) {
-  constexpr CMPIStatus status{CMPI_RC_ERR_FAILED, nullptr};
+  constexpr CMPIStatus kStatus{CMPI_RC_ERR_FAILED, nullptr};
   const auto tell = [&](auto parameter) {
     if constexpr (std::is_same_v<decltype(parameter), CMPIStatus*>)
-      if (parameter) *parameter = status;
+      if (parameter) *parameter = kStatus;
   };
   (tell(parameters), ...);
   if constexpr (std::is_same_v<Answer, CMPIStatus>)
-    return status;
+    return kStatus;
   else if constexpr (std::is_same_v<Answer, CMPIData>)
     return {CMPI_null, CMPI_nullValue, {}};
   else
@@ -33,7 +33,7 @@ const char* may_fail(Table& table, Answer (*Table::*)(Parameters...), const char
   static Answer (*original)(Parameters...);
   original = table.*Member;
   table.*Member = [](Parameters... parameters) -> Answer {
-    if (has_to_fail(Call::broker) || settings().refused == name)
+    if (has_to_fail(Call::Broker) || settings().refused == name)
       return failed<Answer>(parameters...);
     return original(parameters...);
   };

@@ -20,7 +20,7 @@ struct Case {
   const char* seen;
   // A line of the log, as World::logged takes it; null: the log gets no line.
   const char* log;
-  enum Needs { nothing, root, other_user, ordinary_build } needs = nothing;
+  enum Needs { Nothing, Root, OtherUser, OrdinaryBuild } needs = Nothing;
   // The beginning of the record's text, RecordData; null: the usual one of that outcome.
   const char* text = nullptr;
   void (*expect)(World&) = nullptr;  // what else has to hold after the operation
@@ -45,22 +45,22 @@ struct Operation {
 const std::vector<Operation>& operations();
 
 // Rows of docs/faults.md with cases in more than one file.
-constexpr char single_failures[] =
+constexpr char kSingleFailures[] =
     "memory runs out, or a fork, pipe, open or write, or a function of the object manager fails";
-constexpr char full_log[] = "the disk of the log is full, or a file size limit reached";
-constexpr char nothing_wrong[] =
+constexpr char kFullLog[] = "the disk of the log is full, or a file size limit reached";
+constexpr char kNothingWrong[] =
     "the clock jumps, the log is at its limit, zeros follow the messages in their file, smartctl "
     "or hwinfo is slow or leaves a program "
     "behind, sysfs is read-only, or the host ignores or reaps children, blocks signals, gives "
     "small stacks, has another locale, closed its standard streams or, when drives are listed, "
     "has another working directory";
-constexpr char no_process[] = "the host may start no process";
-constexpr char no_descriptor[] = "the host has no descriptor left";
+constexpr char kNoProcess[] = "the host may start no process";
+constexpr char kNoDescriptor[] = "the host has no descriptor left";
 
 // For arrangements.
-constexpr unsigned nobody = 65534;
+constexpr unsigned kNobody = 65534;
 
-constexpr std::int64_t ten_years = 315360000;  // seconds
+constexpr std::int64_t kTenYears = 315360000;  // seconds
 template <std::int64_t seconds>
 void expect_clock_off_by(World& world) {
   world.expect_clock_off_by(seconds);

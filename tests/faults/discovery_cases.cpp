@@ -16,30 +16,30 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char hwinfo_fails[] =
+constexpr char kHwinfoFails[] =
     "hwinfo is missing, not executable, is killed, or knows no such option, or the drive is gone "
     "when it looks";
-constexpr char hwinfo_floods[] =
+constexpr char kHwinfoFloods[] =
     "hwinfo floods: its file grows for five minutes or until `/tmp` is full, and a file over "
     "16 MiB is not read";
-constexpr char hwinfo_hangs[] =
+constexpr char kHwinfoHangs[] =
     "hwinfo hangs or is stopped: the answer takes up to ten minutes, and five more for each drive "
     "where SCSI addresses are published";
-constexpr char file_is_there[] =
+constexpr char kFileIsThere[] =
     "a file, a folder, a pipe or a link is in place of `/tmp/sgMap.txt`: it is removed";
-constexpr char file_is_taken[] =
+constexpr char kFileIsTaken[] =
     "`/tmp/sgMap.txt` is somebody else's and cannot be removed, or is replaced while hwinfo runs";
-constexpr char full_disk[] = "the disk of `/tmp` is full: the drive's own driver decides";
-constexpr char not_listed[] = "the drive is gone when drives are listed, or sysfs is missing";
-constexpr char attribute_gone[] = "the drive's size in sysfs vanishes";
-constexpr char no_list[] = "the object manager does not list drives";
+constexpr char kFullDisk[] = "the disk of `/tmp` is full: the drive's own driver decides";
+constexpr char kNotListed[] = "the drive is gone when drives are listed, or sysfs is missing";
+constexpr char kAttributeGone[] = "the drive's size in sysfs vanishes";
+constexpr char kNoList[] = "the object manager does not list drives";
 
-constexpr char no_disk[] = "3 Device /dev/sda is NOT a disk device, omitting from HDD Test";
-constexpr char raid[] = "3 Device /dev/sda is an LSI RAID device, omitting from HDD Test";
-constexpr char offered[] = "3 Initializing HDD instance for /dev/sda";
+constexpr char kNoDisk[] = "3 Device /dev/sda is NOT a disk device, omitting from HDD Test";
+constexpr char kRaid[] = "3 Device /dev/sda is an LSI RAID device, omitting from HDD Test";
+constexpr char kOffered[] = "3 Initializing HDD instance for /dev/sda";
 
-void scratch_link(const char* target) { fs::create_symlink(target, scratch_file); }
-void remove_scratch_file(World&) { EXPECT_TRUE(fs::remove(scratch_file)); }
+void scratch_link(const char* target) { fs::create_symlink(target, kScratchFile); }
+void remove_scratch_file(World&) { EXPECT_TRUE(fs::remove(kScratchFile)); }
 std::string content(const fs::path& file) {
   std::ifstream stream(file);
   return {std::istreambuf_iterator<char>(stream), {}};
@@ -57,175 +57,175 @@ const std::vector<Case>& discovery_cases() {
   static const auto& cases = *[] {
     auto* const all = new std::vector<Case>{
         // hwinfo
-        {hwinfo_fails, "HwinfoMissing",
+        {kHwinfoFails, "HwinfoMissing",
          [](World& world) {
            world.remove_program("hwinfo");
            settings().hidden = "sbin/hwinfo";
          },
-         "none", no_disk},
-        {hwinfo_fails, "HwinfoNotExecutable",
+         "none", kNoDisk},
+        {kHwinfoFails, "HwinfoNotExecutable",
          [](World& world) {
            settings().hidden = "sbin/hwinfo";
            fs::permissions(world.place("/bin/hwinfo"), fs::perms(0644));
          },
-         "none", no_disk},
-        {hwinfo_hangs, "HwinfoHangs",
+         "none", kNoDisk},
+        {kHwinfoHangs, "HwinfoHangs",
          [](World& world) {
            settings().hurry = 300;
            world.hwinfo("exec /bin/sleep 1000\n");
          },
-         "none", raid},
-        {hwinfo_hangs, "HwinfoHangsOnceItHasListedTheDrives",
+         "none", kRaid},
+        {kHwinfoHangs, "HwinfoHangsOnceItHasListedTheDrives",
          [](World& world) {
            settings().hurry = 300;
            world.hwinfo(once_listed("exec /bin/sleep 1000"));
          },
-         "none", raid},
-        {hwinfo_hangs, "HwinfoIsStopped",
+         "none", kRaid},
+        {kHwinfoHangs, "HwinfoIsStopped",
          [](World& world) {
            settings().hurry = 300;
            world.hwinfo("kill -STOP $$\n");
          },
-         "none", raid},
-        {hwinfo_fails, "HwinfoIsKilled", [](World& world) { world.hwinfo("kill -KILL $$\n"); },
-         "none", no_disk},
-        {hwinfo_fails, "HwinfoIsKilledInMidReport",
+         "none", kRaid},
+        {kHwinfoFails, "HwinfoIsKilled", [](World& world) { world.hwinfo("kill -KILL $$\n"); },
+         "none", kNoDisk},
+        {kHwinfoFails, "HwinfoIsKilledInMidReport",
          [](World& world) { world.hwinfo("${0%/*}/good_hwinfo $1\nkill -KILL $$\n"); }, "none",
-         no_disk},
+         kNoDisk},
         // Its file would grow as long as there is room; here the room is small.
-        {hwinfo_floods, "HwinfoFloods",
+        {kHwinfoFloods, "HwinfoFloods",
          [](World& world) {
            world.hwinfo("exec /usr/bin/yes\n");
            world.limit(RLIMIT_FSIZE, 8 << 20);
          },
-         "none", no_disk},
-        {hwinfo_floods, "HwinfoFloodsPastWhatIsRead",
+         "none", kNoDisk},
+        {kHwinfoFloods, "HwinfoFloodsPastWhatIsRead",
          [](World& world) {
            world.hwinfo("exec /usr/bin/yes\n");
            world.limit(RLIMIT_FSIZE, 17 << 20);
          },
-         "none", raid},
-        {nothing_wrong, "HwinfoIsSlow",
+         "none", kRaid},
+        {kNothingWrong, "HwinfoIsSlow",
          [](World& world) { world.hwinfo("/bin/sleep 0.1\nexec ${0%/*}/good_hwinfo \"$@\"\n"); },
-         "/dev/sda", offered},
-        {hwinfo_fails, "HwinfoOfAnotherVersionKnowsNoOption",
+         "/dev/sda", kOffered},
+        {kHwinfoFails, "HwinfoOfAnotherVersionKnowsNoOption",
          [](World& world) { world.hwinfo("echo 'Usage: hwinfo [OPTIONS]'\nexit 1\n"); }, "none",
-         no_disk},
+         kNoDisk},
         // The scratch file
-        {file_is_there, "ScratchFileIsALinkToNowhere",
-         [](World&) { scratch_link("/nonexistent/place"); }, "/dev/sda", offered},
-        {file_is_there, "ScratchFileIsALinkOfAnotherUser",
+        {kFileIsThere, "ScratchFileIsALinkToNowhere",
+         [](World&) { scratch_link("/nonexistent/place"); }, "/dev/sda", kOffered},
+        {kFileIsThere, "ScratchFileIsALinkOfAnotherUser",
          [](World&) {
            scratch_link("/nonexistent/place");
-           if (lchown(scratch_file, nobody, nobody) != 0) throw std::runtime_error("lchown");
+           if (lchown(kScratchFile, kNobody, kNobody) != 0) throw std::runtime_error("lchown");
          },
-         "/dev/sda", offered, Case::root},
-        {file_is_there, "ScratchFileIsALinkToAFile",
+         "/dev/sda", kOffered, Case::Root},
+        {kFileIsThere, "ScratchFileIsALinkToAFile",
          [](World& world) {
            std::ofstream(world.place("/linked")) << "precious";
            scratch_link(world.place("/linked").c_str());
          },
-         "/dev/sda", offered, Case::nothing, nullptr,
+         "/dev/sda", kOffered, Case::Nothing, nullptr,
          [](World& world) { EXPECT_EQ(content(world.place("/linked")), "precious"); }},
-        {file_is_there, "ScratchFileIsALinkToAFullDevice",
-         [](World&) { scratch_link("/dev/full"); }, "/dev/sda", offered},
-        {file_is_there, "ScratchFileIsAFolder",
-         [](World&) { fs::create_directories(scratch_file + std::string("/inner")); }, "/dev/sda",
-         offered},
-        {file_is_there, "ScratchFileIsAPipe", [](World&) { mkfifo(scratch_file, 0666); },
-         "/dev/sda", offered},
-        {file_is_there, "ScratchFileIsAFileOfAnotherUser",
+        {kFileIsThere, "ScratchFileIsALinkToAFullDevice", [](World&) { scratch_link("/dev/full"); },
+         "/dev/sda", kOffered},
+        {kFileIsThere, "ScratchFileIsAFolder",
+         [](World&) { fs::create_directories(kScratchFile + std::string("/inner")); }, "/dev/sda",
+         kOffered},
+        {kFileIsThere, "ScratchFileIsAPipe", [](World&) { mkfifo(kScratchFile, 0666); }, "/dev/sda",
+         kOffered},
+        {kFileIsThere, "ScratchFileIsAFileOfAnotherUser",
          [](World&) {
-           std::ofstream(scratch_file) << "";
-           if (chown(scratch_file, nobody, nobody) != 0) throw std::runtime_error("chown");
+           std::ofstream(kScratchFile) << "";
+           if (chown(kScratchFile, kNobody, kNobody) != 0) throw std::runtime_error("chown");
          },
-         "/dev/sda", offered, Case::root},
-        {file_is_taken, "ScratchFileIsAFolderThatCannotBeRemoved",
+         "/dev/sda", kOffered, Case::Root},
+        {kFileIsTaken, "ScratchFileIsAFolderThatCannotBeRemoved",
          [](World& world) {
-           fs::create_directory(scratch_file);
+           fs::create_directory(kScratchFile);
            become_nobody(world);
          },
-         "none", raid, Case::root},
-        {file_is_taken, "ScratchFileIsAFileThatCannotBeRemoved",
+         "none", kRaid, Case::Root},
+        {kFileIsTaken, "ScratchFileIsAFileThatCannotBeRemoved",
          [](World& world) {
-           std::ofstream(scratch_file) << "";
-           fs::permissions(scratch_file, fs::perms(0666));
+           std::ofstream(kScratchFile) << "";
+           fs::permissions(kScratchFile, fs::perms(0666));
            become_nobody(world);
          },
-         "none", raid, Case::root, nullptr, [](World&) { EXPECT_EQ(content(scratch_file), ""); }},
-        {file_is_taken, "ScratchFileIsReplacedByAPipe",
+         "none", kRaid, Case::Root, nullptr, [](World&) { EXPECT_EQ(content(kScratchFile), ""); }},
+        {kFileIsTaken, "ScratchFileIsReplacedByAPipe",
          [](World& world) {
            world.hwinfo(once_listed("rm -f /tmp/sgMap.txt; /usr/bin/mkfifo /tmp/sgMap.txt"));
          },
-         "none", raid, Case::nothing, nullptr, remove_scratch_file},
-        {file_is_taken, "ScratchFileIsReplacedByAFile",
+         "none", kRaid, Case::Nothing, nullptr, remove_scratch_file},
+        {kFileIsTaken, "ScratchFileIsReplacedByAFile",
          [](World& world) {
            world.hwinfo(
                once_listed("rm -f /tmp/sgMap.txt; ${0%/*}/good_hwinfo $1 >/tmp/sgMap.txt"));
          },
-         "none", raid, Case::nothing, nullptr, remove_scratch_file},
+         "none", kRaid, Case::Nothing, nullptr, remove_scratch_file},
         // Then nothing is known of the address, but the driver shows that the drive is onboard.
-        {full_disk, "ScratchDiskIsFull",
+        {kFullDisk, "ScratchDiskIsFull",
          [](World& world) {
            world.hwinfo(once_listed("trap '' XFSZ; ulimit -f 0; exec ${0%/*}/good_hwinfo $1"));
          },
          "/dev/sda", "3 Device /dev/sda is NOT a LSI_IR Device"},
         // Drives and sysfs
-        {not_listed, "DriveIsGone",
+        {kNotListed, "DriveIsGone",
          [](World& world) {
            world.tree.remove("/sys/block/sda");
            world.hwinfo("${0%/*}/good_hwinfo $1 | /bin/grep -v sda\n");
          },
          "none", "3 cimom::enum_instances rc=0"},
-        {attribute_gone, "AttributeOfSysfsVanishes",
+        {kAttributeGone, "AttributeOfSysfsVanishes",
          [](World& world) {
            settings().on_open = [&world] { world.tree.remove("/sys/block/sda/size"); };
          },
-         "/dev/sda", offered},
-        {hwinfo_fails, "DriveGoesBeforeHwinfoLooks", [](World& world) { world.hwinfo(""); }, "none",
-         no_disk},
-        {not_listed, "SysfsIsMissing", [](World& world) { world.tree.remove("/sys"); }, "none",
+         "/dev/sda", kOffered},
+        {kHwinfoFails, "DriveGoesBeforeHwinfoLooks", [](World& world) { world.hwinfo(""); }, "none",
+         kNoDisk},
+        {kNotListed, "SysfsIsMissing", [](World& world) { world.tree.remove("/sys"); }, "none",
          "3 cimom::enum_instances rc=0"},
-        {nothing_wrong, "SysfsIsReadOnly",
+        {kNothingWrong, "SysfsIsReadOnly",
          [](World& world) {
            become_nobody(world);
            for (const auto& entry : fs::recursive_directory_iterator(world.place("/sys")))
              if (!entry.is_symlink())
                fs::permissions(entry, fs::perms(entry.is_directory() ? 0555 : 0444));
          },
-         "/dev/sda", offered, Case::other_user},
+         "/dev/sda", kOffered, Case::OtherUser},
         // The log
-        {full_log, "LogDiskIsFull",
+        {kFullLog, "LogDiskIsFull",
          [](World& world) {
            fs::remove(world.place("/log/diagnostics.log"));
            fs::create_symlink("/dev/full", world.place("/log/diagnostics.log"));
          },
          "/dev/sda", nullptr},
         // The clock
-        {nothing_wrong, "ClockJumpsForward",
-         [](World&) { settings().on_open = [] { settings().clock_jump = ten_years; }; }, "/dev/sda",
-         offered, Case::nothing, nullptr, expect_clock_off_by<ten_years>},
+        {kNothingWrong, "ClockJumpsForward",
+         [](World&) { settings().on_open = [] { settings().clock_jump = kTenYears; }; }, "/dev/sda",
+         kOffered, Case::Nothing, nullptr, expect_clock_off_by<kTenYears>},
         // The host
-        {nothing_wrong, "HostChangesItsWorkingDirectory", [](World&) { fs::current_path("/"); },
-         "/dev/sda", offered},
-        {no_process, "HostMayStartNoProcess",
+        {kNothingWrong, "HostChangesItsWorkingDirectory", [](World&) { fs::current_path("/"); },
+         "/dev/sda", kOffered},
+        {kNoProcess, "HostMayStartNoProcess",
          [](World& world) {
            become_nobody(world);
            world.limit(RLIMIT_NPROC, 0);
          },
-         "none", "3 Error in fork", Case::other_user},
-        {no_descriptor, "HostHasNoDescriptorLeft",
+         "none", "3 Error in fork", Case::OtherUser},
+        {kNoDescriptor, "HostHasNoDescriptorLeft",
          [](World& world) { world.limit(RLIMIT_NOFILE, 0); }, "none",
          "3 cimom::enum_instances rc=1"},
         // The object manager
-        {no_list, "ManagerRefusesToListDrives",
+        {kNoList, "ManagerRefusesToListDrives",
          [](World& of) { of.refuse("CMPIBrokerFT::enumerateInstances"); }, "none",
          "3 cimom::enum_instances rc=1"},
-        {no_list, "ManagerTakesNoInstance",
+        {kNoList, "ManagerTakesNoInstance",
          [](World& of) { of.refuse("CMPIResultFT::returnInstance"); }, "none",
          "3 cimom::enum_instances rc=1"},
     };
-    for (const Case& one : host_cases("/dev/sda", offered)) all->push_back(one);
+    for (const Case& one : host_cases("/dev/sda", kOffered)) all->push_back(one);
     return all;
   }();
   return cases;

@@ -83,8 +83,8 @@ TEST(FaultsPage, EachRowIsWhatItsCasesHaveSeenAndEachCaseHasOne) {
     }
   for (const Operation& operation : {operations()[0], operations()[1]}) {  // a run, a discovery
     for (const std::string& seen : operation.may_be_seen)
-      known[single_failures].client.insert(client_sees(seen));
-    known[single_failures].log.insert(log_says(operation.first_log));
+      known[kSingleFailures].client.insert(client_sees(seen));
+    known[kSingleFailures].log.insert(log_says(operation.first_log));
   }
   for (const Row& row : rows()) {
     if (row.what.starts_with("the server") || row.what.starts_with("the client")) continue;

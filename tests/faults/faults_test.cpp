@@ -20,9 +20,9 @@ namespace fs = std::filesystem;
 void become_nobody(World& world) {
   if (geteuid() != 0) return;
   for (const auto& entry : fs::recursive_directory_iterator(world.tree.root()))
-    if (lchown(entry.path().c_str(), nobody, nobody) != 0) throw std::runtime_error("lchown");
-  if (chown(world.tree.root().c_str(), nobody, nobody) != 0 ||
-      setresgid(nobody, nobody, nobody) != 0 || setresuid(nobody, nobody, nobody) != 0)
+    if (lchown(entry.path().c_str(), kNobody, kNobody) != 0) throw std::runtime_error("lchown");
+  if (chown(world.tree.root().c_str(), kNobody, kNobody) != 0 ||
+      setresgid(kNobody, kNobody, kNobody) != 0 || setresuid(kNobody, kNobody, kNobody) != 0)
     throw std::runtime_error("cannot become another user");
 }
 
@@ -32,7 +32,7 @@ namespace {
 bool others_can_run_it() {
   const pid_t child = fork();
   if (child == 0)
-    _exit(setresuid(nobody, nobody, nobody) == 0 && access(HDDTEST_HELPER, X_OK) == 0 ? 0 : 1);
+    _exit(setresuid(kNobody, kNobody, kNobody) == 0 && access(HDDTEST_HELPER, X_OK) == 0 ? 0 : 1);
   int status = 1;
   waitpid(child, &status, 0);
   return status == 0;
@@ -83,9 +83,9 @@ class Fault : public testing::TestWithParam<Case> {
  protected:
   void SetUp() override {
     const bool is_root = geteuid() == 0;
-    if (GetParam().needs == Case::root && !is_root) GTEST_SKIP() << "only root has other users";
+    if (GetParam().needs == Case::Root && !is_root) GTEST_SKIP() << "only root has other users";
     const bool becomes_another =
-        GetParam().needs == Case::root || GetParam().needs == Case::other_user;
+        GetParam().needs == Case::Root || GetParam().needs == Case::OtherUser;
     if (becomes_another && is_root && !others_can_run_it())
       GTEST_SKIP() << "the build tree is closed to other users";
 #if defined(__SANITIZE_ADDRESS__)
@@ -102,7 +102,7 @@ TEST_P(Run, EndsAsTheTableSays) {
 
 class Discovery : public Fault {
  protected:
-  ~Discovery() override { fs::remove_all(scratch_file); }
+  ~Discovery() override { fs::remove_all(kScratchFile); }
 
  private:
   const discovery::ScratchFileLock lock_;

@@ -70,21 +70,21 @@ void speak_turkish(World& world) {
 std::vector<Case> host_cases(const char* seen, const char* log) {
   using NKVRHVX20::SigchldArrangement;
   const auto of = [&](const char* name, void (*arrange)(World&), Case::Needs needs) {
-    return Case{nothing_wrong, name, arrange, seen, log, needs};
+    return Case{kNothingWrong, name, arrange, seen, log, needs};
   };
   return {
-      of("HostHasTheStandardSigchld", arrange_children<SigchldArrangement::standard>,
-         Case::nothing),
-      of("HostIgnoresSigchld", arrange_children<SigchldArrangement::ignored>, Case::nothing),
-      of("HostWantsNoZombies", arrange_children<SigchldArrangement::no_child_wait>, Case::nothing),
-      of("HostReapsAnyChild", arrange_children<SigchldArrangement::reaping_handler>, Case::nothing),
-      of("HostBlocksAllSignals", block_signals, Case::nothing),
-      of("HostHasClosedItsStandardStreams", close_streams, Case::nothing),
-      of("HostHasAnotherLocale", change_locale, Case::nothing),
-      of("HostSpeaksTurkish", speak_turkish, Case::nothing),
+      of("HostHasTheStandardSigchld", arrange_children<SigchldArrangement::Standard>,
+         Case::Nothing),
+      of("HostIgnoresSigchld", arrange_children<SigchldArrangement::Ignored>, Case::Nothing),
+      of("HostWantsNoZombies", arrange_children<SigchldArrangement::NoChildWait>, Case::Nothing),
+      of("HostReapsAnyChild", arrange_children<SigchldArrangement::ReapingHandler>, Case::Nothing),
+      of("HostBlocksAllSignals", block_signals, Case::Nothing),
+      of("HostHasClosedItsStandardStreams", close_streams, Case::Nothing),
+      of("HostHasAnotherLocale", change_locale, Case::Nothing),
+      of("HostSpeaksTurkish", speak_turkish, Case::Nothing),
       of(
           "HostHasSmallStacks", [](World& world) { world.take_small_stack(); },
-          Case::ordinary_build),
+          Case::OrdinaryBuild),
   };
 }
 

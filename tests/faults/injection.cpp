@@ -49,7 +49,7 @@ bool open_has_to_fail() {
     on_open();
     settings().on_open = on_open;
   }
-  return has_to_fail_with(Call::open, EMFILE);
+  return has_to_fail_with(Call::Open, EMFILE);
 }
 
 }  // namespace
@@ -82,14 +82,14 @@ using faults::settings;
 
 EXPORT pid_t fork() {
   static const auto original = next<pid_t()>("fork");
-  return has_to_fail_with(Call::fork, EAGAIN) ? -1 : original();
+  return has_to_fail_with(Call::Fork, EAGAIN) ? -1 : original();
 }
 
 EXPORT int posix_spawn(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
                        const posix_spawnattr_t* attributes, char* const arguments[],
                        char* const environment[]) {
   static const auto original = next<decltype(posix_spawn)>("posix_spawn");
-  if (has_to_fail_with(Call::fork, EAGAIN)) return EAGAIN;
+  if (has_to_fail_with(Call::Fork, EAGAIN)) return EAGAIN;
   // The helper's first argument is its limit in seconds.
   std::vector<char*> all;
   for (char* const* argument = arguments; *argument; ++argument) all.push_back(*argument);
@@ -104,7 +104,7 @@ EXPORT int posix_spawn(pid_t* process, const char* path, const posix_spawn_file_
 
 EXPORT int pipe2(int ends[2], int flags) {
   static const auto original = next<int(int*, int)>("pipe2");
-  return has_to_fail_with(Call::pipe, EMFILE) ? -1 : original(ends, flags);
+  return has_to_fail_with(Call::Pipe, EMFILE) ? -1 : original(ends, flags);
 }
 
 EXPORT int open(const char* path, int flags, ...) {
@@ -128,18 +128,18 @@ EXPORT DIR* opendir(const char* path) {
 
 EXPORT ssize_t write(int file, const void* data, size_t size) {
   static const auto original = next<ssize_t(int, const void*, size_t)>("write");
-  return has_to_fail_with(Call::write, ENOSPC) ? -1 : original(file, data, size);
+  return has_to_fail_with(Call::Write, ENOSPC) ? -1 : original(file, data, size);
 }
 
 // A line of the log, and nothing else.
 EXPORT ssize_t pwrite(int file, const void* data, size_t size, off_t offset) {
   static const auto original = next<ssize_t(int, const void*, size_t, off_t)>("pwrite");
-  return has_to_fail_with(Call::write, ENOSPC) ? -1 : original(file, data, size, offset);
+  return has_to_fail_with(Call::Write, ENOSPC) ? -1 : original(file, data, size, offset);
 }
 
 // Only the logger sends, and only to the machine's journal, which must not hear of tests.
 EXPORT ssize_t sendto(int, const void* data, size_t size, int, const sockaddr*, socklen_t) {
-  if (has_to_fail_with(Call::write, ENOSPC)) return -1;
+  if (has_to_fail_with(Call::Write, ENOSPC)) return -1;
   if (FILE* const file =
           settings().journal.empty()
               ? nullptr
@@ -189,12 +189,12 @@ EXPORT unsigned sleep(unsigned) {
 namespace {
 
 // The sanitizers end a process that asks for more than there can be.
-constexpr std::size_t largest = std::size_t{1} << 40;
+constexpr std::size_t kLargest = std::size_t{1} << 40;
 
 }  // namespace
 
 static void* allocate(std::size_t size) {
-  return faults::has_to_fail(Call::allocation) || size > largest ? nullptr : std::malloc(size);
+  return faults::has_to_fail(Call::Allocation) || size > kLargest ? nullptr : std::malloc(size);
 }
 
 // Memory that the XML parser allocates. The sanitizers' allocator cannot be replaced here.
@@ -206,10 +206,10 @@ extern "C" void* __libc_realloc(void* block, size_t size);
 namespace {
 
 bool xml_parser_fails(const void* caller) {
-  if (!faults::armed || faults::armed_kind != Call::allocation) return false;
+  if (!faults::armed || faults::armed_kind != Call::Allocation) return false;
   Dl_info library;
   return dladdr(caller, &library) != 0 && std::strstr(library.dli_fname, "libexpat") &&
-         faults::has_to_fail(Call::allocation);
+         faults::has_to_fail(Call::Allocation);
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace faults {
 // open (directories and streams with it) as EMFILE, write and sendto as ENOSPC, allocation as
 // std::bad_alloc, or null where the XML parser asks; broker are the object manager's functions
 // that providers call (broker_calls.h).
-enum class Call { fork, pipe, open, write, allocation, broker };
+enum class Call { Fork, Pipe, Open, Write, Allocation, Broker };
 
 // From now on calls of that kind are counted and the number-th from here fails; 0: none does.
 void arm(Call kind, int number);

@@ -19,11 +19,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int most_allocations = 500;
-constexpr int longest_seconds = 500;  // of a test of many cases, on a machine under load
+constexpr int kMostAllocations = 500;
+constexpr int kLongestSeconds = 500;  // of a test of many cases, on a machine under load
 
 // A discovery makes many more calls; one in so many fails, up to its end.
-constexpr int late_allocation_step = 3;
+constexpr int kLateAllocationStep = 3;
 
 }  // namespace
 
@@ -97,14 +97,14 @@ struct Shared {
 };
 
 // Cold: the operation is the first of its process, so that the module is loaded in it.
-enum class Start { warm, cold };
+enum class Start { Warm, Cold };
 
 using Parameter = std::tuple<Call, int /* of operations() */, Start>;
 
 std::string name_of(const testing::TestParamInfo<Parameter>& info) {
-  static constexpr const char* kinds[] = {"Fork", "Pipe", "Open", "Write", "Allocation", "Broker"};
+  static constexpr const char* kInds[] = {"Fork", "Pipe", "Open", "Write", "Allocation", "Broker"};
   const auto& [kind, operation, start] = info.param;
-  return std::string(kinds[static_cast<int>(kind)]) + "In" + (start == Start::cold ? "First" : "") +
+  return std::string(kInds[static_cast<int>(kind)]) + "In" + (start == Start::Cold ? "First" : "") +
          operations()[operation].name;
 }
 
@@ -117,11 +117,11 @@ void warm_up(World& world) {
 class NthCall : public testing::TestWithParam<Parameter> {};
 
 void fail_each_call(Call kind, const Operation& operation, Start start) {
-  const bool is_long = kind == Call::allocation && operation.perform != &World::offered;
-  const int most = is_long ? most_allocations : INT_MAX;
+  const bool is_long = kind == Call::Allocation && operation.perform != &World::offered;
+  const int most = is_long ? kMostAllocations : INT_MAX;
   World world;
   world.holds_scratch_file = operation.perform == &World::offered;
-  if (start == Start::warm) warm_up(world);
+  if (start == Start::Warm) warm_up(world);
   int step = 1;
 #if defined(__SANITIZE_ADDRESS__)
   // The probe's forks take longest.
@@ -130,16 +130,16 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
   const Shared shared;
   int& number = shared.progress.number;
   const auto next_number = [&] {
-    const bool is_late = kind == Call::allocation && number >= most_allocations;
-    return number + (is_late ? std::max(step, late_allocation_step) : step);
+    const bool is_late = kind == Call::Allocation && number >= kMostAllocations;
+    return number + (is_late ? std::max(step, kLateAllocationStep) : step);
   };
   bool& done = shared.progress.done;
   while (!done && number < most && !testing::Test::HasFailure()) {
     in_child([&] {
-      const int most_here = start == Start::cold ? 1 : operation.in_one_process;
+      const int most_here = start == Start::Cold ? 1 : operation.in_one_process;
       // Not asked for where the operation has to be the first of its process.
       const auto records = [&] {
-        return start == Start::warm ? world.records() : std::vector<std::string>();
+        return start == Start::Warm ? world.records() : std::vector<std::string>();
       };
       const auto earlier = records();
       for (int here = 0; !done && number < most && here < most_here; ++here) {
@@ -148,7 +148,7 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
         perform(
             world, operation, records(), [&] { world.fail(kind, number); }, true,
             // An error of the object manager, a part of this program, that got no memory itself.
-            kind == Call::allocation ? "out of memory" : "");
+            kind == Call::Allocation ? "out of memory" : "");
         done = number > world.calls();
       }
       world.expect_well(earlier);
@@ -165,32 +165,32 @@ TEST_P(NthCall, FailsAndNothingElse) {
   const Operation& operation = operations()[index];
   std::optional<discovery::ScratchFileLock> lock;
   if (operation.perform == &World::offered) lock.emplace();
-  in_child([&] { fail_each_call(kind, operation, start); }, longest_seconds);
+  in_child([&] { fail_each_call(kind, operation, start); }, kLongestSeconds);
 }
 
 INSTANTIATE_TEST_SUITE_P(Run, NthCall,
-                         testing::Combine(testing::Values(Call::fork, Call::pipe, Call::open,
-                                                          Call::write, Call::broker),
-                                          testing::Values(0), testing::Values(Start::warm)),
+                         testing::Combine(testing::Values(Call::Fork, Call::Pipe, Call::Open,
+                                                          Call::Write, Call::Broker),
+                                          testing::Values(0), testing::Values(Start::Warm)),
                          name_of);
 INSTANTIATE_TEST_SUITE_P(Discovery, NthCall,
-                         testing::Combine(testing::Values(Call::fork, Call::pipe, Call::open,
-                                                          Call::write, Call::broker),
-                                          testing::Values(1), testing::Values(Start::warm)),
+                         testing::Combine(testing::Values(Call::Fork, Call::Pipe, Call::Open,
+                                                          Call::Write, Call::Broker),
+                                          testing::Values(1), testing::Values(Start::Warm)),
                          name_of);
 INSTANTIATE_TEST_SUITE_P(Listing, NthCall,
-                         testing::Combine(testing::Values(Call::open, Call::broker),
-                                          testing::Values(2, 3), testing::Values(Start::warm)),
+                         testing::Combine(testing::Values(Call::Open, Call::Broker),
+                                          testing::Values(2, 3), testing::Values(Start::Warm)),
                          name_of);
 INSTANTIATE_TEST_SUITE_P(ListingLog, NthCall,
-                         testing::Values(Parameter{Call::write, 3, Start::warm}), name_of);
+                         testing::Values(Parameter{Call::Write, 3, Start::Warm}), name_of);
 INSTANTIATE_TEST_SUITE_P(Memory, NthCall,
-                         testing::Combine(testing::Values(Call::allocation),
+                         testing::Combine(testing::Values(Call::Allocation),
                                           testing::Values(0, 1, 2, 3),
-                                          testing::Values(Start::warm)),
+                                          testing::Values(Start::Warm)),
                          name_of);
 INSTANTIATE_TEST_SUITE_P(FirstMemory, NthCall,
-                         testing::Values(Parameter{Call::allocation, 0, Start::cold}), name_of);
+                         testing::Values(Parameter{Call::Allocation, 0, Start::Cold}), name_of);
 
 // Runs in a process of its own, since the module remembers where its log is.
 void in_warm_world(const std::function<void(World&)>& work) {
@@ -202,7 +202,7 @@ void in_warm_world(const std::function<void(World&)>& work) {
         warm_up(world);
         work(world);
       },
-      longest_seconds);
+      kLongestSeconds);
 }
 
 void perform_each(World& world, const std::function<void()>& arrange, bool has_log = true) {
@@ -277,10 +277,10 @@ TEST(OneByOne, MessageFileIsCutAtEveryByte) {
     std::ifstream stream(file);
     const std::string messages{std::istreambuf_iterator<char>(stream), {}};
     const auto in_file = messages.find("</result>", messages.find("HDST-100")) + 9;
-    constexpr std::uintmax_t in_one_child = 40;  // each lists the records of all before
+    constexpr std::uintmax_t kInOneChild = 40;  // each lists the records of all before
     std::uintmax_t end = 0;
     for (std::uintmax_t rest = size; rest > 0; rest = end) {
-      end = rest - std::min(rest, in_one_child);
+      end = rest - std::min(rest, kInOneChild);
       in_child([&] {
         fs::resize_file(file, rest);
         const auto before = world.traces();

@@ -30,12 +30,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char service_class[] = "KAVRO_HDDTest_DiagnosticService";
-constexpr char offer_class[] = "KAVRO_HDDTest_AvailableDiagnosticService";
-constexpr int grace_milliseconds = 5000;  // for a process that was killed to end
+constexpr char kServiceClass[] = "KAVRO_HDDTest_DiagnosticService";
+constexpr char kOfferClass[] = "KAVRO_HDDTest_AvailableDiagnosticService";
+constexpr int kGraceMilliseconds = 5000;  // for a process that was killed to end
 
 // A drive that passes; one read of its log shows the test in progress.
-constexpr char good_smartctl[] = R"(log=${0%/*}/../drive
+constexpr char kGoodSmartctl[] = R"(log=${0%/*}/../drive
 case $1 in
 -i) echo 'SMART support is: Enabled'; : > $log ;;
 -t) echo x > $log ;;
@@ -121,7 +121,7 @@ void World::mend() {
   fresh.journal = settings().journal;
   fresh.log_looks = settings().log_looks;
   settings() = fresh;
-  for (const char* name : {"smartctl", "good_smartctl"}) program(name, good_smartctl);
+  for (const char* name : {"smartctl", "good_smartctl"}) program(name, kGoodSmartctl);
   const std::string report =
       disk_block("0", "ahci", "/dev/sda") + disk_block("1", "megaraid_sas", "/dev/sdb");
   for (const char* name : {"hwinfo", "good_hwinfo"})
@@ -138,18 +138,18 @@ void World::mend() {
   tree.file("/journal", "");
   fs::current_path(tree.root());
   std::error_code not_ours;
-  if (holds_scratch_file) fs::remove_all(scratch_file, not_ours);
+  if (holds_scratch_file) fs::remove_all(kScratchFile, not_ours);
 }
 
 std::string World::run() {
   const auto earlier = records().size();
   broker::MethodResult result;
   const broker::ObjectPath service(
-      broker::Name("root/cimv2"), broker::Name(service_class),
+      broker::Name("root/cimv2"), broker::Name(kServiceClass),
       {{broker::Name("Name"), "Hard Drive: Self Test"},
        {broker::Name("SystemName"), ""},
        {broker::Name("SystemCreationClassName"), "KAVRO_ComputerSystem"},
-       {broker::Name("CreationClassName"), service_class}});
+       {broker::Name("CreationClassName"), kServiceClass}});
   const broker::ObjectPath drive = path_of("KAVRO_DiskDrive", "DeviceID", "/dev/sda");
   const std::vector<broker::Argument> in = {{broker::Name("ManagedElement"), drive}};
   const auto request = [&] { result = manager_->invoke_method(service, "RunDiagnostic", in); };
@@ -157,7 +157,7 @@ std::string World::run() {
   EXPECT_EQ(result.return_value, broker::Value(std::uint32_t{0}));
   const broker::Value* const job = result.find("Job");
   if (!job) return "no job";
-  const auto instances = manager_->enumerate_instances(record_class);
+  const auto instances = manager_->enumerate_instances(kRecordClass);
   if (instances.size() == earlier) return "no record";
   EXPECT_EQ(instances.size(), earlier + 1);
   const broker::Instance& record = instances.back();
@@ -183,7 +183,7 @@ std::string World::ask(const std::function<void()>& request) {
   }
   settings().refused = std::exchange(refused_, {});
   ++settings().log_looks;  // whatever has become of the file
-  if (failing_ == Call::open) fs::remove(place("/log/diagnostics.log"));  // so that it is opened
+  if (failing_ == Call::Open) fs::remove(place("/log/diagnostics.log"));  // so that it is opened
   log_begin_ = log_size();
   if (failing_) arm(*failing_, failing_number_);
   failing_.reset();
@@ -224,20 +224,20 @@ std::string World::names_of(const std::string& class_name, const std::string& pr
   return names.empty() ? "none" : names;
 }
 
-std::string World::offered() { return names_of(offer_class, "UserOfService"); }
+std::string World::offered() { return names_of(kOfferClass, "UserOfService"); }
 std::string World::drives() { return names_of("KAVRO_DiskDrive", "DeviceID"); }
 
-std::string World::listed_records() { return names_of(record_class, "InstanceID"); }
+std::string World::listed_records() { return names_of(kRecordClass, "InstanceID"); }
 
 std::vector<std::string> World::records() const {
   std::vector<std::string> jobs;
-  for (const broker::Instance& record : manager_->enumerate_instances(record_class))
+  for (const broker::Instance& record : manager_->enumerate_instances(kRecordClass))
     jobs.push_back(record.text("InstanceID"));
   return jobs;
 }
 
 std::string World::text_of_last_record() const {
-  return manager_->enumerate_instances(record_class).back().text("RecordData");
+  return manager_->enumerate_instances(kRecordClass).back().text("RecordData");
 }
 
 std::uintmax_t World::log_size() const {
@@ -271,7 +271,7 @@ bool World::logged(const std::string& line) const {
 
 std::set<std::string> World::traces() const {
   std::set<std::string> found;
-  for (int waited = 0; child_of_this() == "running" && waited < grace_milliseconds; waited += 10)
+  for (int waited = 0; child_of_this() == "running" && waited < kGraceMilliseconds; waited += 10)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   if (const std::string child = child_of_this(); !child.empty()) found.insert("child " + child);
 
@@ -289,8 +289,8 @@ std::set<std::string> World::traces() const {
   const auto options = fs::directory_options::skip_permission_denied;
   for (const auto& entry : fs::recursive_directory_iterator(tree.root(), options))
     found.insert("file " + entry.path().string());
-  if (holds_scratch_file && fs::exists(fs::symlink_status(scratch_file)))
-    found.insert(scratch_file);
+  if (holds_scratch_file && fs::exists(fs::symlink_status(kScratchFile)))
+    found.insert(kScratchFile);
 
   sigset_t mask;
   pthread_sigmask(SIG_BLOCK, nullptr, &mask);
@@ -331,7 +331,7 @@ void World::expect_log_unlocked() const {
 void World::expect_well(const std::vector<std::string>& earlier_records) {
   expect_log_unlocked();
   EXPECT_EQ(run(), "passed") << "the next run, log:\n" << log();
-  if (holds_scratch_file && !fs::exists(fs::symlink_status(scratch_file))) {
+  if (holds_scratch_file && !fs::exists(fs::symlink_status(kScratchFile))) {
     EXPECT_EQ(offered(), "/dev/sda") << "the next discovery, log:\n" << log();
   }
   std::vector<std::string> present = records();
@@ -372,7 +372,7 @@ void in_child(const std::function<void()>& work, int seconds) {
     if (orphan < 0) break;
     if (orphan > 0) continue;
     waited += 10;
-    if (waited > grace_milliseconds) {
+    if (waited > kGraceMilliseconds) {
       ADD_FAILURE() << "a process is left behind";
       const auto self = std::to_string(getpid());
       std::ifstream children("/proc/self/task/" + self + "/children");

@@ -18,9 +18,9 @@
 
 namespace faults {
 
-constexpr char scratch_file[] = "/tmp/sgMap.txt";
+constexpr char kScratchFile[] = "/tmp/sgMap.txt";
 
-constexpr char record_class[] = "KAVRO_HDDTest_DiagnosticCompletionRecord";
+constexpr char kRecordClass[] = "KAVRO_HDDTest_DiagnosticCompletionRecord";
 
 class World {
  public:
@@ -78,7 +78,7 @@ class World {
   // these records.
   void expect_well(const std::vector<std::string>& earlier_records);
 
-  inventory::Test_Tree tree;
+  inventory::TestTree tree;
   bool holds_scratch_file = false;
 
  private:

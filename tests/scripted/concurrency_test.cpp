@@ -23,10 +23,10 @@ using ::testing::Field;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
-constexpr int runners = 2, runs_each = 3, listers = 8;
-constexpr char job_class[] = "KAVRO_HDDTest_ConcreteJob";
-constexpr char record_class[] = "KAVRO_HDDTest_DiagnosticCompletionRecord";
-constexpr char passed_code[] = "HDST-000: ";
+constexpr int kRunners = 2, kRunsEach = 3, kListers = 8;
+constexpr char kJobClass[] = "KAVRO_HDDTest_ConcreteJob";
+constexpr char kRecordClass[] = "KAVRO_HDDTest_DiagnosticCompletionRecord";
+constexpr char kPassedCode[] = "HDST-000: ";
 
 std::string job_name(int number) { return "HDDTest_ConcreteJob00" + std::to_string(number); }
 
@@ -76,7 +76,7 @@ void check_records(const Seen& seen) {
       EXPECT_EQ(records[i].text("InstanceID"), job_name(static_cast<int>(i) + 1));
       EXPECT_EQ(records[i].text("ManagedElementName"), "/dev/sda");
       EXPECT_EQ(records[i].text("CompletionState"), "2");
-      EXPECT_EQ(records[i].text("RecordData").substr(0, 10), passed_code);
+      EXPECT_EQ(records[i].text("RecordData").substr(0, 10), kPassedCode);
     }
   }
 }
@@ -99,7 +99,7 @@ void check_runs_do_not_overlap(const std::vector<Event>& events) {
       EXPECT_EQ(running, event.thread) << event.line;
     }
   }
-  EXPECT_EQ(complete, runners * runs_each);
+  EXPECT_EQ(complete, kRunners * kRunsEach);
 }
 
 TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
@@ -110,17 +110,17 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
   std::atomic<int> sleeps_without_listings = 0;
   // A run goes on only after clients were answered while it was in progress.
   stage.on_sleep = [&] {
-    if (!listings.wait_for(listers)) ++sleeps_without_listings;
+    if (!listings.wait_for(kListers)) ++sleeps_without_listings;
   };
 
-  std::atomic<int> running = runners;
+  std::atomic<int> running = kRunners;
   std::mutex lock;
   std::multiset<std::string> jobs;
   std::vector<std::thread> threads;
-  for (int i = 0; i < runners; ++i) {
+  for (int i = 0; i < kRunners; ++i) {
     threads.emplace_back([&] {
-      for (int n = 0; n < runs_each; ++n) {
-        const broker::MethodResult result = stage.run(stage.drive(), service_name);
+      for (int n = 0; n < kRunsEach; ++n) {
+        const broker::MethodResult result = stage.run(stage.drive(), kServiceName);
         const broker::Value* job = result.find("Job");
         const std::lock_guard guard(lock);
         jobs.insert(job ? render(*job) : "none");
@@ -128,14 +128,14 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
       --running;
     });
   }
-  std::vector<Seen> seen(listers);
-  for (int i = 0; i < listers; ++i) {
+  std::vector<Seen> seen(kListers);
+  for (int i = 0; i < kListers; ++i) {
     threads.emplace_back([&, i] {
       while (running > 0) {
         if (i % 2 == 0) {
-          seen[i].jobs.push_back(stage.manager().enumerate_instances(job_class));
+          seen[i].jobs.push_back(stage.manager().enumerate_instances(kJobClass));
         } else {
-          seen[i].records.push_back(stage.manager().enumerate_instances(record_class));
+          seen[i].records.push_back(stage.manager().enumerate_instances(kRecordClass));
         }
         stage.manager().end_idle();  // the state belongs to the process and survives the providers
         listings.add();
@@ -145,8 +145,8 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
   for (std::thread& thread : threads) thread.join();
 
   std::multiset<std::string> all_jobs;
-  for (int number = 1; number <= runners * runs_each; ++number)
-    all_jobs.insert("root/cimv2:" + std::string(job_class) + ".InstanceID=\"" + job_name(number) +
+  for (int number = 1; number <= kRunners * kRunsEach; ++number)
+    all_jobs.insert("root/cimv2:" + std::string(kJobClass) + ".InstanceID=\"" + job_name(number) +
                     "\"");
   EXPECT_EQ(jobs, all_jobs);
   EXPECT_EQ(sleeps_without_listings, 0) << "listings waited for the run";
@@ -164,7 +164,7 @@ TEST(Concurrency, RunsAreSerialisedAndListingsAnsweredMeanwhile) {
     check_records(one);
   }
   EXPECT_THAT(events, Contains(Field(&Event::line, HasSubstr("Record_Provider::~KAVRO"))));
-  EXPECT_THAT(stage.manager().enumerate_instances(record_class), SizeIs(runners * runs_each));
+  EXPECT_THAT(stage.manager().enumerate_instances(kRecordClass), SizeIs(kRunners * kRunsEach));
 }
 
 }  // namespace

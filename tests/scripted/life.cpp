@@ -11,7 +11,7 @@ namespace scripted {
 
 namespace {
 
-constexpr char blanks[] = " \t";
+constexpr char kBlanks[] = " \t";
 
 struct Line {
   std::string where, text;
@@ -38,7 +38,7 @@ Lines read_lines(const std::filesystem::path& file) {
   int number = 0;
   for (std::string text; std::getline(stream, text);) {
     ++number;
-    const std::size_t begin = text.find_first_not_of(blanks);
+    const std::size_t begin = text.find_first_not_of(kBlanks);
     if (begin == std::string::npos || text[begin] == '#') continue;
     lines.push_back({file.filename().string() + ":" + std::to_string(number), text.substr(begin)});
   }
@@ -47,9 +47,9 @@ Lines read_lines(const std::filesystem::path& file) {
 
 // Takes the first word and the blanks behind it from the text.
 std::string take_word(std::string& text) {
-  const std::size_t end = std::min(text.find_first_of(blanks), text.size());
+  const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
   std::string word = text.substr(0, end);
-  const std::size_t next = text.find_first_not_of(blanks, end);
+  const std::size_t next = text.find_first_not_of(kBlanks, end);
   text.erase(0, next);
   return word;
 }
@@ -122,7 +122,7 @@ class Reader {
     } else if (word == "case") {
       if (take_word(rest) == case_name_) set_case(rest, scope);
     } else if (word == "smartctl" && (rest == "missing" || rest == "unstartable")) {
-      life_.smartctl = rest == "missing" ? Smartctl::missing : Smartctl::unstartable;
+      life_.smartctl = rest == "missing" ? Smartctl::Missing : Smartctl::Unstartable;
     } else if (word == "messages") {
       life_.has_messages = rest != "none";
       if (life_.has_messages) life_.messages = expand(rest, scope);

@@ -54,11 +54,11 @@ struct Answer {
   bool hangs = false;
 };
 
-enum class Smartctl { stand_in, missing, unstartable };
+enum class Smartctl { StandIn, Missing, Unstartable };
 
 struct Life {
   std::string device;
-  Smartctl smartctl = Smartctl::stand_in;
+  Smartctl smartctl = Smartctl::StandIn;
   bool has_messages = true;
   std::optional<std::string> messages;  // unset: the shipped file's
   std::vector<std::string> transcript;  // without short forms

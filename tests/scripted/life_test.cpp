@@ -20,15 +20,15 @@ class LifeFile : public testing::Test {
   void SetUp() override {
     std::string name = std::filesystem::temp_directory_path() / "life_test.XXXXXX";
     ASSERT_TRUE(mkdtemp(name.data()));
-    folder = name;
-    std::filesystem::create_directory(folder / "common");
-    std::ofstream(folder / "common/drive") << "set device /dev/sda\n";
+    folder_ = name;
+    std::filesystem::create_directory(folder_ / "common");
+    std::ofstream(folder_ / "common/drive") << "set device /dev/sda\n";
   }
-  void TearDown() override { std::filesystem::remove_all(folder); }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
 
   Life read(const std::string& text, const std::string& case_name = "") {
-    std::ofstream(folder / "a.life") << text;
-    return read_life(folder / "a.life", case_name);
+    std::ofstream(folder_ / "a.life") << text;
+    return read_life(folder_ / "a.life", case_name);
   }
   std::string error(const std::string& text, const std::string& case_name = "") {
     try {
@@ -39,7 +39,7 @@ class LifeFile : public testing::Test {
     return "none";
   }
 
-  std::filesystem::path folder;
+  std::filesystem::path folder_;
 };
 
 TEST_F(LifeFile, TranscriptHoldsLinesInTheirOrderWithoutCommentsAndIndentation) {
@@ -48,7 +48,7 @@ TEST_F(LifeFile, TranscriptHoldsLinesInTheirOrderWithoutCommentsAndIndentation) 
   EXPECT_THAT(life.transcript,
               ElementsAre("> run", "3 Text with  two blanks", "sleep 5", "< return 0", ". A = 1"));
   EXPECT_EQ(life.device, "/dev/sda");
-  EXPECT_EQ(life.smartctl, Smartctl::stand_in);
+  EXPECT_EQ(life.smartctl, Smartctl::StandIn);
   EXPECT_TRUE(life.has_messages);
   EXPECT_FALSE(life.messages);
 }
@@ -101,15 +101,15 @@ TEST_F(LifeFile, CasesSetVariables) {
       "case one status=1 name=\"a b\"\ncase two status=2 name=\"\"\n3 ${case} ${status} ${name}.\n";
   EXPECT_THAT(read(text, "one").transcript, ElementsAre("3 one 1 a b."));
   EXPECT_THAT(read(text, "two").transcript, ElementsAre("3 two 2 ."));
-  EXPECT_THAT(cases_of(folder / "a.life"), ElementsAre("one", "two"));
+  EXPECT_THAT(cases_of(folder_ / "a.life"), ElementsAre("one", "two"));
   EXPECT_THAT(error(text, "three"), HasSubstr("no case three"));
   read("3 text\n");
-  EXPECT_THAT(cases_of(folder / "a.life"), ElementsAre(""));
+  EXPECT_THAT(cases_of(folder_ / "a.life"), ElementsAre(""));
 }
 
 TEST_F(LifeFile, SettingsOfTheMachine) {
-  EXPECT_EQ(read("smartctl missing\n").smartctl, Smartctl::missing);
-  EXPECT_EQ(read("smartctl unstartable\n").smartctl, Smartctl::unstartable);
+  EXPECT_EQ(read("smartctl missing\n").smartctl, Smartctl::Missing);
+  EXPECT_EQ(read("smartctl unstartable\n").smartctl, Smartctl::Unstartable);
   EXPECT_FALSE(read("messages none\n").has_messages);
   EXPECT_EQ(read("text m\n| <a/>\nmessages ${m}\n").messages, "<a/>\n");
   EXPECT_EQ(read("set device \"\"\n").device, "");
@@ -119,7 +119,8 @@ TEST_F(LifeFile, MistakesAreReportedWithTheirPlace) {
   EXPECT_EQ(error("\n3 a\nnonsense\n"), "a.life:3: \"nonsense\" is no statement");
   EXPECT_EQ(error("3 ${b}\n"), "a.life:1: there is neither a variable nor a text \"b\"");
   EXPECT_EQ(error("3 ${b\n"), "a.life:1: \"}\" is missing");
-  EXPECT_EQ(error("3 \\q\n"), "a.life:1: a backslash stands before a character that it cannot escape");
+  EXPECT_EQ(error("3 \\q\n"),
+            "a.life:1: a backslash stands before a character that it cannot escape");
   EXPECT_EQ(error("exit 1\n"), "a.life:1: there is no call that this could belong to");
   EXPECT_EQ(error("$ hwinfo\n"), "a.life:1: the program has to be smartctl");
   EXPECT_EQ(error("$ smartctl\nexit x\n"), "a.life:2: \"x\" is no number");

@@ -19,7 +19,7 @@ struct Recorder {
   std::mutex lock;
   std::vector<Event> events;
   std::filesystem::path calls;
-  off_t calls_read = sizeof(calls_head);
+  off_t calls_read = sizeof(CallsHead);
   std::function<void()> on_sleep;
 };
 
@@ -64,16 +64,16 @@ void note(std::string line) {
 }  // namespace
 
 void write_script(const std::vector<Answer>& answers, const std::filesystem::path& folder) {
-  std::vector<script_step> steps;
+  std::vector<ScriptStep> steps;
   std::string bytes;
   const auto put = [&](const std::string& text) {
-    const std::uint64_t at = answers.size() * sizeof(script_step) + bytes.size();
+    const std::uint64_t at = answers.size() * sizeof(ScriptStep) + bytes.size();
     bytes += text;
     return at;
   };
   for (const Answer& answer : answers) {
     const std::string arguments = joined(answer.arguments);
-    script_step step{};
+    ScriptStep step{};
     step.arguments_at = put(arguments);
     step.arguments_size = arguments.size();
     step.output_at = put(answer.output);
@@ -86,9 +86,9 @@ void write_script(const std::vector<Answer>& answers, const std::filesystem::pat
   }
   std::ofstream script(folder / "script", std::ios::binary);
   script.write(reinterpret_cast<const char*>(steps.data()),
-               static_cast<std::streamsize>(steps.size() * sizeof(script_step)));
+               static_cast<std::streamsize>(steps.size() * sizeof(ScriptStep)));
   script << bytes;
-  const calls_head head{answers.size(), 0};
+  const CallsHead head{answers.size(), 0};
   std::ofstream calls(folder / "calls", std::ios::binary);
   calls.write(reinterpret_cast<const char*>(&head), sizeof head);
   if (!script.flush() || !calls.flush()) throw std::runtime_error("the script cannot be written");
@@ -99,12 +99,12 @@ void start_recording(const std::filesystem::path& calls, std::function<void()> o
   const std::lock_guard guard(the.lock);
   the.calls = calls;
   the.on_sleep = std::move(on_sleep);
-  NKVRHVX20::SetLogSink([](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
-                           void*) { note(std::to_string(severity) + " " + text); },
-                        nullptr);
+  NKVRHVX20::set_log_sink([](NKVRHVX20::ILogger::EHVXLogSeverity severity, const std::string& text,
+                             void*) { note(std::to_string(severity) + " " + text); },
+                          nullptr);
 }
 
-void stop_recording() { NKVRHVX20::SetLogSink(nullptr, nullptr); }
+void stop_recording() { NKVRHVX20::set_log_sink(nullptr, nullptr); }
 
 void record(std::string line) { note(std::move(line)); }
 

@@ -6,7 +6,7 @@
 
 /* "script": one of these for each call that is to come, in order, then the bytes that they
  * refer to. Arguments are NUL-terminated one after the other, without the program's name. */
-struct script_step {
+struct ScriptStep {
   uint64_t arguments_at, arguments_size;
   uint64_t output_at, output_size;
   int32_t takes_milliseconds; /* before it prints */
@@ -17,7 +17,7 @@ struct script_step {
 
 /* "calls": this head, written by the test, then one call after the other: the size of its
  * arguments (uint64_t) and the arguments as above. Readers and writers hold flock on it. */
-struct calls_head {
+struct CallsHead {
   uint64_t steps; /* in the script */
   uint64_t made;  /* calls so far */
 };

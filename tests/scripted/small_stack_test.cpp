@@ -21,7 +21,7 @@ TEST(SmallStack, IsEnoughForATestAndForEveryClass) {
   Stage stage(life);
   std::size_t classes = 0;
   on_small_stack([&] {
-    stage.run(stage.drive(), service_name);
+    stage.run(stage.drive(), kServiceName);
     for (const auto& entry : broker::read_registration(HDDTEST_REGISTRATION_FILE)) {
       if (!entry.instance) continue;
       stage.manager().enumerate_instances(entry.class_name);

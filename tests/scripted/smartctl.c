@@ -49,7 +49,7 @@ static char* joined(int count, char** arguments, uint64_t* size) {
 static uint64_t note(const char* arguments, uint64_t size) {
   const int file = open_beside("calls", O_RDWR);
   require(flock(file, LOCK_EX) == 0);
-  struct calls_head head;
+  struct CallsHead head;
   read_at(file, &head, sizeof head, 0);
   const uint64_t number = head.made < head.steps ? head.made : head.steps;
   ++head.made;
@@ -82,7 +82,7 @@ int main(int argc, char** argv) {
   const uint64_t number = note(arguments, size);
 
   const int script = open_beside("script", O_RDONLY);
-  struct script_step step;
+  struct ScriptStep step;
   read_at(script, &step, sizeof step, number * sizeof step);
   require(step.arguments_size == size);
   char* const expected = malloc(size + 1);

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 namespace {
 
 // Folders in which a program is looked for beyond PATH.
-constexpr const char* system_folders[] = {"/usr/sbin", "/sbin", "/usr/local/sbin"};
+constexpr const char* kSystemFolders[] = {"/usr/sbin", "/sbin", "/usr/local/sbin"};
 
 void write_file(const fs::path& file, const std::string& text) {
   std::ofstream stream(file, std::ios::binary);
@@ -50,11 +50,11 @@ bool separate_mounts() {
 // The machine's own smartctl, out of sight of this thread and what it starts.
 void hide_system_smartctl() {
   bool present = false;
-  for (const char* folder : system_folders)
+  for (const char* folder : kSystemFolders)
     present = present || fs::exists(fs::path(folder) / "smartctl");
   if (!present) return;
   bool hidden = separate_mounts();
-  for (const char* folder : system_folders)
+  for (const char* folder : kSystemFolders)
     if (hidden && fs::exists(fs::path(folder) / "smartctl"))
       hidden = mount("none", folder, "tmpfs", 0, nullptr) == 0;
   if (!hidden) throw CannotHide();
@@ -101,15 +101,15 @@ void Stage::prepare_smartctl() {
   const fs::path bin = folder_ / "bin";
   const char* const path = getenv("PATH");
   switch (life_.smartctl) {
-    case Smartctl::stand_in:
+    case Smartctl::StandIn:
       fs::copy_file(HDDTEST_STAND_IN, bin / "smartctl");
       write_script(life_.answers, bin);
       break;
-    case Smartctl::unstartable:
+    case Smartctl::Unstartable:
       write_file(bin / "smartctl", "#!/no/such/interpreter\n");
       fs::permissions(bin / "smartctl", fs::perms::owner_all);
       break;
-    case Smartctl::missing:
+    case Smartctl::Missing:
       hide_system_smartctl();
       setenv("PATH", bin.c_str(), 1);
       return;
@@ -182,7 +182,7 @@ void Stage::play_action(const std::vector<std::string>& words) {
 
 void Stage::play_run(const std::vector<std::string>& words) {
   broker::Value element = drive();
-  std::string service = service_name;
+  std::string service = kServiceName;
   for (std::size_t i = 1; i < words.size(); ++i) {
     if (words[i].starts_with("service=")) {
       service = words[i].substr(8);

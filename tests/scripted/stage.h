@@ -54,6 +54,6 @@ class Stage {
 // This machine has a smartctl of its own, and it cannot be hidden from a life that has none.
 struct CannotHide {};
 
-constexpr char service_name[] = "Hard Drive: Self Test";
+constexpr char kServiceName[] = "Hard Drive: Self Test";
 
 }  // namespace scripted
