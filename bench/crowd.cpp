@@ -1,6 +1,6 @@
 // How long a client waits while others crowd the server: 500 that ask without a pause, 500 that
-// have sent half a head and never send the rest, and 300 that read a long reply slowly. Whoever is
-// put out comes again at once.
+// have sent half a head and never send the rest, and 300 that read a long reply slowly. A client
+// that is disconnected connects again at once.
 //
 //   wait/crowd    each time on a connection of its own; counter worst_wait_seconds: what 99 of 100
 //                 waits do not exceed

@@ -1,9 +1,7 @@
-// What it costs to load the module and to create the 56 interfaces that its entry points give,
+// What it costs to load the module and to create all interfaces that its entry points give,
 // against a library with the same symbols and nothing behind them. Each is loaded by a process of
 // its own that has an object manager already. Time and memory are the difference between before the
 // loading and after the last interface.
-//
-// loading load LIBRARY loads it once and prints seconds, bytes of resident memory, interfaces
 //
 //   loading load LIBRARY    loads it once and prints seconds, bytes of resident memory, interfaces
 #include <benchmark/benchmark.h>
@@ -34,13 +32,19 @@ int load(const char* library) {
   const double memory = bench::resident_bytes();
   const auto start = std::chrono::steady_clock::now();
   void* const handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
-  if (!handle) return fprintf(stderr, "%s\n", dlerror()), 1;
+  if (!handle) {
+    fprintf(stderr, "%s\n", dlerror());
+    return 1;
+  }
   int made = 0;
   for (const char* name : entry_points) {
     using EntryPoint = void* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
     CMPIStatus status{CMPI_RC_OK, nullptr};
     const auto create = reinterpret_cast<EntryPoint>(dlsym(handle, name));
-    if (!create) return fprintf(stderr, "%s\n", dlerror()), 1;
+    if (!create) {
+      fprintf(stderr, "%s\n", dlerror());
+      return 1;
+    }
     made += create(&core->tables().broker, operation.context(), &status) != nullptr;
   }
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
@@ -67,7 +71,7 @@ void measure(benchmark::State& state, const char* library, int expected) {
   state.counters["memory_bytes"] = least_memory;
 }
 
-BENCHMARK_CAPTURE(measure, module, module_library, 56)
+BENCHMARK_CAPTURE(measure, module, module_library, static_cast<int>(std::size(entry_points)))
     ->Name("module")
     ->Iterations(1)
     ->UseManualTime();

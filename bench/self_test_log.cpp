@@ -1,6 +1,6 @@
 // What it costs to read a full self-test log, with logging cut off: the outcome of its newest
-// entry, the number of its entries, and its split into them, against a search by memmem through the
-// same bytes for a text that is not in them.
+// entry and the number of its entries, against a search by memmem through the same bytes for a text
+// that is not in them.
 #include <benchmark/benchmark.h>
 #include <string.h>
 
@@ -39,12 +39,6 @@ bool outcome() {
 
 bool count() { return engine_of_all().CountLogNumer(log_text()) == 21; }
 
-bool split() {
-  std::vector<std::string> entries;
-  engine_of_all().SplitLogEntry(log_text(), entries);
-  return entries.size() == 21;
-}
-
 bool search() {
   static constexpr char missing[] = "Self-test routine in progress";
   const std::string& text = log_text();
@@ -60,7 +54,7 @@ void measure(benchmark::State& state, std::initializer_list<bool (*)()> parts) {
 
 BENCHMARK_CAPTURE(measure, outcome, {outcome})->Name("outcome");
 BENCHMARK_CAPTURE(measure, count, {count})->Name("count");
-BENCHMARK_CAPTURE(measure, all, {outcome, count, split})->Name("all");
+BENCHMARK_CAPTURE(measure, all, {outcome, count})->Name("all");
 BENCHMARK_CAPTURE(measure, memmem, {search})->Name("memmem");
 
 }  // namespace

@@ -51,7 +51,7 @@ struct Header {
 template <class CmpiHandle, Kind object_kind>
 struct Object {
   using Handle = CmpiHandle;
-  static constexpr Kind kInd = object_kind;
+  static constexpr Kind kKind = object_kind;
 
   Handle handle{};
   Header header;
@@ -80,7 +80,7 @@ class Arena {
     T* copy = new T(source);
     copy->handle.hdl = copy;
     copy->header = Header{};
-    copy->header.kind = T::kInd;
+    copy->header.kind = T::kKind;
     copy->header.destroy = source.header.destroy;
     copy->header.keeps = source.header.arena ? source.header.arena->core_ : source.header.keeps;
     return copy;
@@ -92,7 +92,7 @@ class Arena {
   // (bench/table.py).
   template <class T>
   T* reuse() {
-    Header* header = take_spare(T::kInd);
+    Header* header = take_spare(T::kKind);
     if (!header) return nullptr;
     T* object = reinterpret_cast<T*>(start(*header));
     object->handle.hdl = object;
@@ -119,7 +119,7 @@ class Arena {
     T* object = new T{{}, std::forward<Arguments>(arguments)...};
     object->handle.hdl = object;
     object->handle.ft = &(tables.*T::kTable);
-    object->header.kind = T::kInd;
+    object->header.kind = T::kKind;
     object->header.destroy = [](Header& header) { delete reinterpret_cast<T*>(start(header)); };
     return object;
   }

@@ -11,7 +11,7 @@
 // provider is still at work, so that an error may follow after items. The forms that return a
 // vector return nothing then. What a sink throws ends the operation and reaches the caller.
 //
-// One name space is served (served_name_space). A path without a name space means it.
+// One name space is served (kServedNameSpace). A path without a name space means it.
 #pragma once
 
 #include <chrono>

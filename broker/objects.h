@@ -124,7 +124,7 @@ T& object(const typename T::Handle* handle) {
     throw Error(Status::InvalidHandle, "the handle is null or not of this object manager");
   }
   auto* found = reinterpret_cast<T*>(const_cast<typename T::Handle*>(handle));
-  if (found->header.kind != T::kInd) {
+  if (found->header.kind != T::kKind) {
     throw Error(Status::InvalidHandle, "the handle is one of another kind of object");
   }
   return *found;

@@ -4,9 +4,6 @@
 //
 // What smartctl prints comes from the drive: texts in a look are cut to a length that fits on a
 // line, but not escaped.
-//
-// What smartctl prints comes from the drive: texts in a look are cut to a length that fits on a
-// line, but not escaped.
 #pragma once
 
 #include <optional>

@@ -13,7 +13,7 @@ namespace cli {
 namespace {
 
 // Mostly people whose test has failed ask for jobs and records.
-constexpr const char* kEptElsewhere =
+constexpr const char* kKeptElsewhere =
     "Jobs and records stay with the process that ran the test: 'hddtest run --json' shows them "
     "whole, and a server tells its clients of its own tests.\n";
 
@@ -43,7 +43,7 @@ int enumerate(const std::string& class_name, const Invocation& invocation) {
   if (instances.empty()) {
     output.write("There is no instance of " + escape(class_name) + ".\n");
     if (is_of_a_run(manager->schema(), asked))
-      output.write(labelled("", kEptElsewhere, output.columns()));
+      output.write(labelled("", kKeptElsewhere, output.columns()));
   }
   std::string separator;
   for (const broker::Instance& instance : instances) {

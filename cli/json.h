@@ -19,8 +19,8 @@ Json to_json(const broker::Value& value);
 // The properties by name, null ones too, in the instance's order.
 Json to_json(const broker::Instance& instance);
 
-// The text, indented, with a line feed at its end. Valid UTF-8 whatever the strings hold (what
-// is none becomes U+FFFD), and without effect on a terminal.
+// The text, indented, with a line feed at its end. Valid UTF-8 whatever the strings hold (invalid
+// bytes become U+FFFD), and without effect on a terminal.
 std::string dump(const Json& json);
 
 }  // namespace cli

@@ -36,13 +36,13 @@ inline constexpr LogText kStepTexts[] = {
 };
 
 // A read of the log during the test: the drive's log follows. An entry of it begins with '#'; the
-// newest is the first. While it holds in_progress_text, the remaining share of the test stands
+// newest is the first. While it holds kInProgressText, the remaining share of the test stands
 // behind that, as "90%".
 inline constexpr std::string_view kPollText = "Current Self-Test logs: \n";
 inline constexpr std::string_view kInProgressText = "in progress";
 
 // What smartctl answered in a step: its exit status follows, then a line that holds
-// smart_message_text, then what it printed.
+// kSmartMessageText, then what it printed.
 struct AnswerText {
   std::string_view begins;
   Step step;

@@ -91,7 +91,7 @@ class ScratchFile {
     return text;
   }
 
-  // By the command, and without it where no shell can be started. A file that somebody has put in
+  // By the shell command, or directly if no shell can be started. A file that somebody has put in
   // its place stays.
   void remove() const noexcept {
     try {

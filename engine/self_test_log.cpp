@@ -48,8 +48,7 @@ int count_entries(const std::string& text, std::size_t log) {
 }
 
 std::optional<FoundEntry> find_entry(std::string_view text, std::size_t position) {
-  // Whoever walks from entry to entry stands one character before the next mark. To look at two
-  // characters is quicker than a search.
+  // In a walk from entry to entry the position is one character before the next mark.
   const auto is_mark = [&](std::size_t place) { return place < text.size() && text[place] == '#'; };
   const std::size_t begin = is_mark(position)       ? position
                             : is_mark(position + 1) ? position + 1

@@ -8,7 +8,7 @@
 
 namespace inventory {
 
-// As valid UTF-8 on one line: control characters become blanks, what is no UTF-8 becomes U+FFFD,
+// As valid UTF-8 on one line: control characters become blanks, invalid UTF-8 becomes U+FFFD,
 // and blanks at both ends go (vendor and model fields are padded with them).
 std::string cleaned(std::string_view text);
 

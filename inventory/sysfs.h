@@ -21,7 +21,7 @@ class Sysfs {
   // A file's bytes, at most 4096 of them: the kernel's text attributes are one page.
   std::optional<std::string> bytes(const std::string& path) const;
 
-  // A text attribute, cleaned (text.h); empty when it is absent.
+  // A text attribute, cleaned (device_text.h); empty when it is absent.
   std::string text(const std::string& path) const;
 
   // An attribute that holds one unsigned decimal number.

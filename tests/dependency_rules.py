@@ -53,7 +53,7 @@ def folder_of(source, root):
 
 
 # Leaves, without includes of ours.
-ANYWHERE = ["platform/descriptor.h", "platform/digits.h", "platform/local_time.h", 
+ANYWHERE = ["platform/descriptor.h", "platform/digits.h", "platform/local_time.h",
             "platform/spawn_plan.h", "platform/utf8.h", "platform/words.h", "platform/xml_reader.h"]
 ANYWHERE_IN_TESTS = ["tests/replaced_memory.h"]
 

@@ -21,7 +21,7 @@ inline void reset_peak() { std::ofstream("/proc/self/clear_refs") << 5; }
 
 // The sanitizers keep memory that was freed.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool memory_is_telling = false;
+inline constexpr bool kMemoryIsTelling = false;
 #else
 inline constexpr bool kMemoryIsTelling = true;
 #endif

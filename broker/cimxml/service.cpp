@@ -88,9 +88,9 @@ Service::Service(ObjectManager& manager, const Limits& limits)
     : manager_(manager), limits_(limits), contexts_(std::make_unique<Contexts>(limits)) {
   // Left alone, the C library raises these to the size of the largest block that was ever freed. It
   // then keeps as much at the end of every thread's heap, where malloc_trim does not look.
-  constexpr int kEpt = 4 << 20;
-  mallopt(M_MMAP_THRESHOLD, kEpt);
-  mallopt(M_TRIM_THRESHOLD, kEpt);
+  constexpr int kKeptBytes = 4 << 20;
+  mallopt(M_MMAP_THRESHOLD, kKeptBytes);
+  mallopt(M_TRIM_THRESHOLD, kKeptBytes);
 }
 
 Service::~Service() = default;

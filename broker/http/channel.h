@@ -32,8 +32,8 @@ class Channel {
 
   // To be called before the first read or write, until it is good. Plain channels are good at once.
   virtual State shake_hands() = 0;
-  // good has moved at least one byte, the other states none. No poll tells of bytes that TLS has
-  // taken off the socket already: the caller reads until the state is no longer good, and waits
+  // good has moved at least one byte, the other states none. TLS may hold bytes that a
+  // poll does not report: the caller reads until the state is no longer good, and waits
   // then. A TLS peer that ends without saying so has ended too, since a request tells its own
   // length.
   virtual Moved read(char* to, std::size_t most) = 0;

@@ -105,8 +105,8 @@ void Connection::ready(std::uint32_t events) noexcept {
     return;
   }
   if (stage_ == Stage::Handshake && shared_.secure) {
-    // Woken in the order of all who shake hands, since a round of the loop has time for few. Until
-    // then no step is spent on who goes.
+    // Woken in the order of all who shake hands, since a round of the loop has time for few. A
+    // client that leaves before its turn costs no step.
     if ((events & (EPOLLERR | EPOLLHUP | EPOLLRDHUP)) != 0) return close();
     shared_.loop.want(*this, EPOLLRDHUP);
     return shared_.loop.wake(*this);
@@ -118,7 +118,7 @@ void Connection::woken() noexcept {
   guarded([this] {
     // A wake can come late, from an earlier stage: each stage looks for news of its own.
     if (stage_ == Stage::Admission) {
-      // Whose wrong log-in is only held back must not keep its place from others.
+      // While its refusal is held back, a connection may lose its place to others.
       if (job_->log_in_is_held) place_.has_work = false;
       if (!job_->log_in_is_answered) return;
       place_.has_work = false;

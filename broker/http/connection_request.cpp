@@ -172,7 +172,7 @@ void Connection::admitted() {
 
 bool Connection::reserve(std::size_t size) {
   if (size <= std::max(shared_.limits.large_body, job_->reserved)) return true;
-  // Only this thread takes of it, others give back. So what is free now stays free.
+  // Only this thread reserves memory; others release it. So what is free now stays free.
   const std::size_t others = shared_.bodies - job_->reserved;
   if (others != 0 && others + size > shared_.limits.bodies) return false;
   shared_.bodies += size - std::exchange(job_->reserved, size);

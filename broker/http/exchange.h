@@ -44,7 +44,7 @@ class Exchange final : public cimxml::Reply {
   };
   State take(std::string& text);
   bool has_news();  // whether take would return something else than nothing
-  // Once take has returned anything but nothing.
+  // Valid after take has returned something else than nothing.
   int status() const { return status_; }
   const Headers& headers() const { return headers_; }
   void client_ended() { client_has_gone_ = true; }  // it sends no more; it may still read

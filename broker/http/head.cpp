@@ -74,9 +74,10 @@ bool is_single(std::string_view name) {
 
 // The answer to a method that the server does not have: 405 to HTTP's own, 501 to unknown ones.
 Refusal wrong_method(std::string_view method) {
-  constexpr std::string_view kNown[] = {"GET",   "HEAD",    "PUT",  "DELETE",
-                                        "TRACE", "CONNECT", "PATCH"};
-  const bool is_known = std::find(std::begin(kNown), std::end(kNown), method) != std::end(kNown);
+  constexpr std::string_view kKnownMethods[] = {"GET",   "HEAD",    "PUT",  "DELETE",
+                                                "TRACE", "CONNECT", "PATCH"};
+  const bool is_known = std::find(std::begin(kKnownMethods), std::end(kKnownMethods), method) !=
+                        std::end(kKnownMethods);
   if (!is_known) return {501};
   return {405, {{"Allow", "POST, M-POST, OPTIONS"}}};
 }

@@ -23,7 +23,7 @@ constexpr std::size_t kFewMadeUp = 4;          // that cost a hash each
 constexpr std::size_t kMostHeld = 1024;        // answers held back
 constexpr unsigned kMostLines = 10;            // of the log, in a second, about made-up names
 
-// What is longer is nobody's, and still is when it is cut.
+// A longer text is nobody's name or password, and neither is its beginning.
 Credentials cut(const Credentials& credentials) {
   return {credentials.user.substr(0, kMostOfAName + 1),
           credentials.password.substr(0, kMostOfAPassword)};
@@ -108,7 +108,7 @@ LogIns::Line::iterator LogIns::one_too_many() {
   const std::ptrdiff_t made_up = std::ranges::count_if(line_, is_made_up);
   if (made_up > kMostMadeUp) return std::ranges::find_if(line_, is_made_up);
   if (std::ssize(line_) - made_up <= kMostUsers) return line_.end();
-  // Of those who have failed as often the last to come: the search begins at the end.
+  // Of those with equally many failures it is the last that came: the search begins at the end.
   const auto place =
       std::max_element(line_.rbegin(), line_.rend(), [this](const auto& a, const auto& b) {
         return penalties_.past(a->claimant) < penalties_.past(b->claimant);
@@ -200,7 +200,7 @@ void LogIns::refuse(const Waiting& waiting) {
     --held_;
     throw;
   }
-  // A flood gets answers sooner, but no more passwords looked at.
+  // In a flood answers go earlier, but no more passwords are checked.
   if (held_ > kMostHeld) clock_.hurry_next();
   const std::lock_guard guard(lock_);
   if (ending_) clock_.hurry();

@@ -48,7 +48,7 @@ class LogIns {
   LogIns(const LogIns&) = delete;
 
   // Does not wait. The answer is given once (held and then refused count as one), now or later.
-  // What has come to its turn when all who asked have gone is not looked at: their answer is busy.
+  // A password is not checked when all who asked have gone before its turn: their answer is busy.
   void check(const std::shared_ptr<Users>& users, const Credentials& credentials,
              const Address& peer, const Asker& asker);
   // From now on no answer is held back, and those that were go now. Whoever waits for his turn is

@@ -3,8 +3,8 @@
 // A connection is unknown until a user's log-in on it was right. Known and unknown ones have places
 // of their own, so that nobody without a password can keep out those who have one. When there are
 // too many unknown ones, one has to go of the network that has the most of them: the oldest for
-// which no worker is busy. Where all others have work, the newcomer goes only if he is of that
-// network. Not safe from several threads.
+// which no worker is busy. Where all others have work, the new connection is closed, if it comes
+// from that network. Not safe from several threads.
 #pragma once
 
 #include <cstddef>

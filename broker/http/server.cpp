@@ -25,7 +25,7 @@ constexpr int kAcceptedAtOnce = 64;
 constexpr struct {
   int option;
   int size;
-} kEptByKernel[] = {{SO_SNDBUF, 128 << 10}, {SO_RCVBUF, 64 << 10}};
+} kKernelBuffers[] = {{SO_SNDBUF, 128 << 10}, {SO_RCVBUF, 64 << 10}};
 constexpr std::chrono::milliseconds kPause{100};   // when there are no descriptors left
 constexpr std::chrono::seconds kBetweenLines{60};  // of the log that say so
 
@@ -36,7 +36,7 @@ class Listener final : public Loop::Source {
  public:
   Listener(Shared& shared, int socket) : shared_(shared), socket_(socket) {
     // Connections inherit it from their listener.
-    for (const auto& [option, size] : kEptByKernel)
+    for (const auto& [option, size] : kKernelBuffers)
       setsockopt(socket, SOL_SOCKET, option, &size, sizeof size);
   }
   ~Listener() override { close(socket_); }
@@ -60,7 +60,7 @@ void Listener::ready(std::uint32_t) noexcept {
   for (int i = 0; i < kAcceptedAtOnce && accept_one(); ++i) continue;
 }
 
-// False when nobody else waits, or there is no room for him now.
+// False when no further client waits, or there is no room for one now.
 bool Listener::accept_one() noexcept {
   sockaddr_storage address{};
   socklen_t length = sizeof address;

@@ -9,7 +9,7 @@ namespace broker::http {
 namespace {
 
 // Descriptors for what is not a connection: programs that are started, files, libraries.
-constexpr std::size_t kEptDescriptors = 256;
+constexpr std::size_t kOtherDescriptors = 256;
 
 // What handshakes may take of a round of the loop.
 constexpr std::chrono::milliseconds kHandshakesShare{5};
@@ -20,7 +20,7 @@ Limits within_descriptors(Limits limits) {
   rlimit most{};
   if (getrlimit(RLIMIT_NOFILE, &most) != 0) return limits;
   const std::size_t all = most.rlim_cur;
-  const std::size_t room = all - std::min(all / 2, kEptDescriptors);
+  const std::size_t room = all - std::min(all / 2, kOtherDescriptors);
   const std::size_t wanted = limits.unknown_connections + limits.known_connections;
   if (wanted <= room) return limits;
   limits.unknown_connections = std::max<std::size_t>(limits.unknown_connections * room / wanted, 1);

@@ -32,7 +32,8 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 
 // For an administrator who named another file by mistake.
 constexpr const char* kAdvice =
-    "name a file that 'hddtest passwd FILE USER' made, or none that there is yet for it to make";
+    "name a file that 'hddtest passwd FILE USER' made, or one that does not exist yet, for it to "
+    "make";
 
 std::string access_fault(const struct stat& status) {
   if (!S_ISREG(status.st_mode)) return std::string("not a regular file; ") + kAdvice;

@@ -1,5 +1,5 @@
-// CIM date-times, which the framework, the object manager and the support library each read: all
-// three must mean the same by one text. An input that does not have 25 characters is taken for the
+// CIM date-times. The framework and the object manager read them and agree but for asterisks, days
+// beyond a month's end and second 60; these two and the support library write them alike. An input that does not have 25 characters is taken for the
 // numbers that a date-time is made of.
 #include "fuzz/target.h"
 

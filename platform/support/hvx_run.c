@@ -48,8 +48,8 @@ static int wait_until(int64_t deadline, int watch_output) {
 }
 
 /* Starts the program by its arguments (the file, then its argument vector); returns its process id,
- * or 0 with the error number. A process of our memory, which stands still until the program runs.
- */
+ * or 0 with the error number. The child shares our memory, so this process stands still until the
+ * program runs. */
 static pid_t start(char** arguments, int* error) {
   volatile int child_error = 0;
   sigset_t none;
@@ -99,7 +99,7 @@ static void close_from(unsigned int first) {
 }
 
 /* The C library keeps two signals for itself, which spawning may leave ignored, and refuses to set
- * them: so by the kernel's call. */
+ * them, so the kernel is called directly. */
 static void reset_library_signals(void) {
   static const struct {
     void* handler;
@@ -112,8 +112,8 @@ static void reset_library_signals(void) {
 }
 
 /* A descriptor that is readable when a child has ended; negative where there can be none. SIGHUP is
- * blocked too: the kernel sends it to a stopped helper that loses its runner, and wakes it: it is
- * to end the group then, not to leave it alone. */
+ * blocked too: the kernel sends it to a stopped helper that loses its runner, and wakes it. The
+ * helper then ends the group instead of dying. */
 static int open_child_ends(void) {
   sigset_t blocked;
   sigset_t ended;

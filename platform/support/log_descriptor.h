@@ -25,8 +25,8 @@ namespace NKVRHVX20 {
 class LogDescriptor {
  public:
   // Above the numbers that a host's own files get, where the limit of the process allows it: a host
-  // that has closed its standard streams, or everything, opens others by the lowest numbers, and
-  // would print into the log if that had one of them.
+  // that has closed its standard streams opens other files at the lowest numbers. With such a
+  // number the log would get what the host prints.
   static constexpr int kLowestNumber = 500;
 
   LogDescriptor() = default;
@@ -48,8 +48,8 @@ class LogDescriptor {
   static bool append(const Kept& kept, std::string_view line) noexcept;
 
   // Keeps the file from now on, by a descriptor of its own; the one given, which has to append,
-  // stays the caller's, but has the same file position. Without effect where the process may have
-  // no further descriptor or the file system no such mark, or while another thread does the same.
+  // stays the caller's, but has the same file position. Does nothing if the process may have no
+  // further descriptor, if the file system refuses the mark, or while another thread does the same.
   void keep(int file, Time seen) noexcept;
 
   // The log's path named the file at that time too.

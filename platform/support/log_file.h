@@ -15,8 +15,8 @@ namespace NKVRHVX20 {
 // At this size a log file is renamed to FILE.1.
 constexpr std::int64_t kLogFileLimit = std::int64_t{64} << 20;
 
-// So long after the log's path has come to name another file, lines may go to the one before: with
-// the step of the clock (10 ms at most) a tenth of a second.
+// After a rotation, lines may go to the old file for so long: with the step of the clock (10 ms at
+// most) a tenth of a second.
 constexpr std::chrono::milliseconds kLogFileLookTime{90};
 
 using LogClock = std::chrono::nanoseconds (*)();  // may jump: then the path is looked at
@@ -33,9 +33,9 @@ class LogFile {
 
   // By one write, without waiting for anybody. Creates the file with mode 0640, and moves one away
   // that has reached the limit. False when it cannot be opened; a line that it does not take is
-  // dropped. Only a regular file is kept open, so that a pipe's reader sees the end of each line's
-  // writer; and none is in a process that has a limit of file sizes, since a write past that limit
-  // would send a signal.
+  // dropped. Only a regular file is kept open: a pipe is opened for each line, so that its reader
+  // sees an end. Nothing is kept open in a process that has a limit of file sizes, since a write
+  // past that limit would send a signal.
   bool append(std::string_view line);
 
  private:

@@ -11,7 +11,7 @@ namespace NKVRHVX20 {
 // Appends text so that it stays on its line and is valid UTF-8: backslash becomes \\, line feed
 // \n, carriage return \r, tab \t; each byte of any other control character (C1 and the two
 // Unicode line separators included, which many viewers break lines at), of what changes the
-// direction of writing, and of what is no UTF-8 becomes \xNN, two lower-case hexadecimal digits.
+// direction of writing, and of invalid UTF-8 becomes \xNN, two lower-case hexadecimal digits.
 void append_escaped(std::string& line, std::string_view text);
 
 // A line is cut at this size, since texts from outside may have any length.

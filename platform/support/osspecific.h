@@ -21,7 +21,7 @@ class HVX_EXPORT TOSSpecific {
   // -1 when it did not end by exiting: not found, not startable, killed, timed out, or more than
   // 256 MiB of output. After a time-out output keeps what was read.
   //
-  // The program is looked up as FindProgram does (program.h). It gets an empty standard input,
+  // The program is looked up as find_program does (program.h). It gets an empty standard input,
   // no standard error, default signals, an empty signal mask, no inherited descriptors, and the
   // host's environment and working directory. It runs in a process group of its own, which is
   // gone at return: what is left of it when the program itself has ended, or at the time-out, is

@@ -14,7 +14,7 @@ namespace NKVRHVX20 {
 // when there is none. May be called from any thread.
 HVX_EXPORT std::string find_program(const std::string& name);
 
-// Why FindProgram finds none for a name, in words.
+// Why find_program finds none for a name, in words.
 std::string why_not_found(const std::string& name);
 
 }  // namespace NKVRHVX20

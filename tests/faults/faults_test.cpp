@@ -89,7 +89,7 @@ class Fault : public testing::TestWithParam<Case> {
     if (becomes_another && is_root && !others_can_run_it())
       GTEST_SKIP() << "the build tree is closed to other users";
 #if defined(__SANITIZE_ADDRESS__)
-    if (GetParam().needs == Case::ordinary_build)
+    if (GetParam().needs == Case::OrdinaryBuild)
       GTEST_SKIP() << "instrumented code takes more stack";
 #endif
   }

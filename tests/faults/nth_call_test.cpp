@@ -102,9 +102,9 @@ enum class Start { Warm, Cold };
 using Parameter = std::tuple<Call, int /* of operations() */, Start>;
 
 std::string name_of(const testing::TestParamInfo<Parameter>& info) {
-  static constexpr const char* kInds[] = {"Fork", "Pipe", "Open", "Write", "Allocation", "Broker"};
+  static constexpr const char* kKinds[] = {"Fork", "Pipe", "Open", "Write", "Allocation", "Broker"};
   const auto& [kind, operation, start] = info.param;
-  return std::string(kInds[static_cast<int>(kind)]) + "In" + (start == Start::Cold ? "First" : "") +
+  return std::string(kKinds[static_cast<int>(kind)]) + "In" + (start == Start::Cold ? "First" : "") +
          operations()[operation].name;
 }
 
@@ -125,7 +125,7 @@ void fail_each_call(Call kind, const Operation& operation, Start start) {
   int step = 1;
 #if defined(__SANITIZE_ADDRESS__)
   // The probe's forks take longest.
-  if (world.holds_scratch_file) step = kind == Call::allocation ? 12 : 4;
+  if (world.holds_scratch_file) step = kind == Call::Allocation ? 12 : 4;
 #endif
   const Shared shared;
   int& number = shared.progress.number;

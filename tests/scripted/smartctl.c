@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
@@ -21,7 +22,8 @@ static int open_beside(const char* name, int flags) {
   const ssize_t size = readlink("/proc/self/exe", path, sizeof path - 16);
   require(size > 0);
   path[size] = '\0';
-  strcpy(strrchr(path, '/') + 1, name);
+  char* const file_name = strrchr(path, '/') + 1;
+  snprintf(file_name, sizeof path - (size_t)(file_name - path), "%s", name);
   const int file = open(path, flags | O_CLOEXEC);
   require(file >= 0);
   return file;
@@ -89,6 +91,8 @@ int main(int argc, char** argv) {
   require(expected != NULL);
   read_at(script, expected, size, step.arguments_at);
   require(memcmp(expected, arguments, size) == 0);
+  free(expected);
+  free(arguments);
 
   const struct timespec pause = {step.takes_milliseconds / 1000,
                                  step.takes_milliseconds % 1000 * 1000000L};
