@@ -4,14 +4,14 @@
 #   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file] [PLUGIN])   a shared library
 #   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
 #   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS label] [ENVIRONMENT VARIABLE=value...]
-#                [RESOURCE_LOCK what] [RECORDED VARIABLE] [SHARDS number] [COST seconds]) a GoogleTest program
+#                [RECORDED VARIABLE] [SHARDS number] [COST seconds])         a GoogleTest program
 #
 # A PLUGIN is a library that object managers load; it is installed where they look for providers,
 # the others in a folder of their own. A test program is one test of ctest, and tools/summary.py counts
 # its cases: a process for each case would take longer than most cases do. SHARDS divides the cases of a
-# program that waits long into that many tests, which run side by side. Tests of one RESOURCE_LOCK never
-# run at once. Tests of a high COST start first. RECORDED names the environment variable that says where
-# recorded data is; without that variable the program is built, but is no test.
+# program that waits long into that many tests, which run side by side. Tests
+# of a high COST start first. RECORDED names the environment variable that says where recorded data is;
+# without that variable the program is built, but is no test. Each test has a /tmp of its own.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -33,6 +33,8 @@ set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/archive)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(HDDTEST_LIBEXEC_DIR ${CMAKE_BINARY_DIR}/libexec)
 set(HDDTEST_DATA_DIR ${CMAKE_BINARY_DIR}/share)
+# In front of the command of a test that reaches the scratch file.
+set(HDDTEST_OWN_TMP ${CMAKE_SOURCE_DIR}/tests/own_tmp.sh ${CMAKE_SOURCE_DIR})
 set(HDDTEST_TEST_DIR ${CMAKE_BINARY_DIR}/test)
 set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 
@@ -186,7 +188,7 @@ file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/cases)
 function(hddtest_add_test name program)
   cmake_parse_arguments(ARG "" "" "ENVIRONMENT" ${ARGN})
   set(file ${CMAKE_BINARY_DIR}/cases/${name})
-  add_test(NAME ${name} COMMAND ${program})
+  add_test(NAME ${name} COMMAND ${HDDTEST_OWN_TMP} $<TARGET_FILE:${program}>)
   set_tests_properties(${name} PROPERTIES TIMEOUT 600 ${ARG_UNPARSED_ARGUMENTS} ENVIRONMENT
     "GTEST_OUTPUT=xml:${file}.xml;TEST_PREMATURE_EXIT_FILE=${file}.running;${ARG_ENVIRONMENT}")
   # Once in some ten thousand processes the leak checker itself fails, after the tests have passed.
@@ -200,7 +202,7 @@ function(hddtest_test name)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(ARG "" "RESOURCE_LOCK;RECORDED;SHARDS;COST" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "" "RECORDED;SHARDS;COST" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${ARG_LINK})
   hddtest_test_settings(${name})
@@ -224,11 +226,9 @@ function(hddtest_test name)
     endif()
     add_dependencies(${ARG_LABELS}_tests ${name})
   endif()
-  foreach(property RESOURCE_LOCK COST)
-    if(ARG_${property})
-      list(APPEND properties ${property} ${ARG_${property}})
-    endif()
-  endforeach()
+  if(ARG_COST)
+    list(APPEND properties COST ${ARG_COST})
+  endif()
   if(NOT ARG_SHARDS)
     hddtest_add_test(${name} ${name} ${properties} ENVIRONMENT ${ARG_ENVIRONMENT})
     return()

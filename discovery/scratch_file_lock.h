@@ -1,5 +1,6 @@
-// For tests that reach the scratch file: it is one for everybody on the machine, so they exclude
-// each other across processes and build trees.
+// For tests that reach the scratch file. Where they have no /tmp of their own (tests/own_tmp.sh),
+// the file is one for everybody on the machine: they exclude each other across processes and build
+// trees.
 #pragma once
 
 #include <fcntl.h>

@@ -58,7 +58,7 @@ class TestCommand(unittest.TestCase):
         (self.build / "build.ninja").write_text("build parts_test new_test thing: phony\n")
         (self.build / "CTestTestfile.cmake").write_text("subdirs(house)\nsubdirs(house/room)\n")
         (self.build / "house/CTestTestfile.cmake").write_text("".join(
-            f"add_test({name} {self.build}/parts_test)\n"
+            f"add_test({name} {TREE}/tests/own_tmp.sh {self.folder} {self.build}/parts_test)\n"
             f"set_tests_properties({name} PROPERTIES ENVIRONMENT \"GTEST_OUTPUT=xml:{self.build}/cases/"
             f"{name}.xml;TEST_PREMATURE_EXIT_FILE={self.build}/cases/{name}.running\" LABELS shared)\n"
             for name in ("parts_test.1", "parts_test.2")) + "add_test(new_test new_test)\n")

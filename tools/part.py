@@ -25,6 +25,8 @@ class Test:
         self.folder = os.path.relpath(properties["WORKING_DIRECTORY"], tree)
         self.labels = properties.get("LABELS", [])
         self.command = entry.get("command", [])  # there is none until the program is built
+        if self.command and self.command[0].endswith("/own_tmp.sh"):
+            self.command = self.command[2:]
         self.required = properties.get("REQUIRED_FILES", [])
         self.environment = dict(one.split("=", 1) for one in properties.get("ENVIRONMENT", []))
 
@@ -34,7 +36,7 @@ class Test:
 
     def cases(self):
         """Those of its program, if it is one of GoogleTest and built."""
-        if not self.command or "GTEST_OUTPUT" not in self.environment:
+        if "GTEST_OUTPUT" not in self.environment or not os.access(self.command[0], os.X_OK):
             return []
         listed = subprocess.run([self.command[0], "--gtest_list_tests"], capture_output=True,
                                 text=True, check=False, env={**os.environ, **self.environment})
