@@ -171,6 +171,7 @@ TEST_F(DriveTest, ReportThatCannotBeReadLeavesTheDriveOut) {
 TEST_F(DriveTest, WhatIsInPlaceOfTheScratchFileIsOutOfTheWay) {
   add(test_bus_device(0, "/dev/sda", "Disk"));
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
+  std::filesystem::remove_all("/tmp/sgMap.txt");
   std::filesystem::create_directories("/tmp/sgMap.txt/inner");
   EXPECT_FALSE(is_raid("/dev/sda"));
   std::filesystem::create_symlink("/nonexistent/place", "/tmp/sgMap.txt");
