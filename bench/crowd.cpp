@@ -23,6 +23,7 @@
 #include "bench/record_server.h"
 #include "broker/http/address.h"
 #include "broker/http/server.h"
+#include "platform/descriptor.h"
 
 namespace {
 
@@ -47,12 +48,11 @@ const sockaddr_in& server() {
   static const sockaddr_in& address = *[] {
     broker::http::Address loopback("127.0.0.1", 0);
     broker::http::Options options;
-    const int listener = loopback.listen();
-    options.listeners = {listener};
+    options.listeners.push_back(loopback.listen());
     options.users = users();
     auto* result = new sockaddr_in;
     socklen_t size = sizeof *result;
-    getsockname(listener, reinterpret_cast<sockaddr*>(result), &size);
+    getsockname(options.listeners.front().get(), reinterpret_cast<sockaddr*>(result), &size);
     auto& few = bench::module_with(10);
     auto& many = bench::module_with(10'000);
     new broker::http::Server(
@@ -76,11 +76,11 @@ std::string request(const char* language) {
          body;
 }
 
-int connection() {
-  const int result = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+platform::Descriptor connection() {
+  platform::Descriptor result(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const timeval patience{60, 0};
-  setsockopt(result, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  if (connect(result, reinterpret_cast<const sockaddr*>(&server()), sizeof server()) != 0)
+  setsockopt(result.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  if (connect(result.get(), reinterpret_cast<const sockaddr*>(&server()), sizeof server()) != 0)
     give_up("connect");
   return result;
 }
@@ -98,32 +98,37 @@ bool send_all(int to, std::string_view text) {
 void crowd(int number, std::string text, bool asks_again, std::size_t most_read,
            std::chrono::milliseconds pause) {
   std::thread([=] {
-    const int epoll = epoll_create1(EPOLL_CLOEXEC);
+    struct Client {
+      platform::Descriptor socket;
+      std::string tail;  // of what it has read
+    };
+    std::map<int, Client> clients;
+    const platform::Descriptor epoll(epoll_create1(EPOLL_CLOEXEC));
     const auto come = [&] {
-      const int socket = connection();
-      send_all(socket, text);
+      platform::Descriptor socket = connection();
+      const int number = socket.get();
+      send_all(number, text);
       epoll_event event{EPOLLIN, {}};
-      event.data.fd = socket;
-      epoll_ctl(epoll, EPOLL_CTL_ADD, socket, &event);
+      event.data.fd = number;
+      epoll_ctl(epoll.get(), EPOLL_CTL_ADD, number, &event);
+      clients[number].socket = std::move(socket);
     };
     for (int i = 0; i < number; ++i) come();
     std::vector<epoll_event> events(static_cast<std::size_t>(number));
     std::string buffer(most_read, '\0');
-    std::map<int, std::string> tails;  // of what each has read
     while (true) {
-      const int ready = epoll_wait(epoll, events.data(), number, -1);
+      const int ready = epoll_wait(epoll.get(), events.data(), number, -1);
       for (int i = 0; i < ready; ++i) {
         const int socket = events[static_cast<std::size_t>(i)].data.fd;
         const ssize_t got = recv(socket, buffer.data(), buffer.size(), 0);
         const std::string_view piece(buffer.data(),
                                      static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-        std::string& tail = tails[socket];
+        std::string& tail = clients[socket].tail;
         tail += piece;
         const bool done = tail.find(kEnd) != tail.npos;
         tail.erase(0, done ? tail.size() : tail.size() - std::min(tail.size(), kEnd.size()));
         if (got > 0 && !(done && !asks_again) && (!done || send_all(socket, text))) continue;
-        close(socket);
-        tails.erase(socket);
+        clients.erase(socket);
         come();
       }
       std::this_thread::sleep_for(pause);
@@ -144,16 +149,15 @@ void gather_crowd() {
 }
 
 bool served(const std::string& text) {
-  const int socket = connection();
+  const platform::Descriptor socket = connection();
   std::string reply;
   std::string buffer(64 << 10, '\0');
-  send_all(socket, text);
+  send_all(socket.get(), text);
   while (reply.find(kEnd, reply.size() - std::min<std::size_t>(reply.size(), 32)) == reply.npos) {
-    const ssize_t got = recv(socket, buffer.data(), buffer.size(), 0);
+    const ssize_t got = recv(socket.get(), buffer.data(), buffer.size(), 0);
     if (got <= 0) break;
     reply.append(buffer.data(), static_cast<std::size_t>(got));
   }
-  close(socket);
   return reply.starts_with("HTTP/1.1 200");
 }
 

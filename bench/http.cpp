@@ -18,6 +18,7 @@
 #include "bench/place.h"
 #include "bench/record_server.h"
 #include "broker/http/server.h"
+#include "platform/descriptor.h"
 
 namespace {
 
@@ -38,19 +39,20 @@ sockaddr_in loopback() {
   return address;
 }
 
-int listener(sockaddr_in& address) {
-  const int result = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+platform::Descriptor listener(sockaddr_in& address) {
+  platform::Descriptor result(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   address = loopback();
   socklen_t size = sizeof address;
-  if (bind(result, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(result, 64) != 0 ||
-      getsockname(result, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+  if (bind(result.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+      listen(result.get(), 64) != 0 ||
+      getsockname(result.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0)
     give_up("listen");
   return result;
 }
 
-int connection_to(const sockaddr_in& address) {
-  const int result = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (connect(result, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+platform::Descriptor connection_to(const sockaddr_in& address) {
+  platform::Descriptor result(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (connect(result.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
     give_up("connect");
   return result;
 }
@@ -69,9 +71,9 @@ const sockaddr_in& http_server() {
   static const sockaddr_in& address = *[] {
     auto* result = new sockaddr_in;
     broker::http::Options options;
-    const int from = listener(*result);
-    fcntl(from, F_SETFL, O_NONBLOCK);  // the server accepts until there is nobody left
-    options.listeners = {from};
+    options.listeners.push_back(listener(*result));
+    // The server accepts until there is nobody left.
+    fcntl(options.listeners.front().get(), F_SETFL, O_NONBLOCK);
     auto& records = bench::module_with(kRecords);
     new broker::http::Server(
         [&](const auto& call, auto& reply) { records.service().answer(call, reply); },
@@ -85,16 +87,14 @@ const sockaddr_in& http_server() {
 const sockaddr_in& plain_server() {
   static const sockaddr_in& address = *[] {
     auto* result = new sockaddr_in;
-    const int from = listener(*result);
-    std::thread([from] {
+    std::thread([from = listener(*result)] {
       for (;;) {
-        const int client = accept(from, nullptr, nullptr);
-        std::thread([client] {
+        platform::Descriptor accepted(accept(from.get(), nullptr, nullptr));
+        std::thread([client = std::move(accepted)] {
           const std::string block(64 << 10, 'x');
-          for (std::size_t size = 0; recv(client, &size, sizeof size, MSG_WAITALL) > 0;)
+          for (std::size_t size = 0; recv(client.get(), &size, sizeof size, MSG_WAITALL) > 0;)
             for (; size > 0; size -= std::min(size, block.size()))
-              send_all(client, block.data(), std::min(size, block.size()));
-          close(client);
+              send_all(client.get(), block.data(), std::min(size, block.size()));
         }).detach();
       }
     }).detach();
@@ -105,18 +105,18 @@ const sockaddr_in& plain_server() {
 
 // Bytes of the reply to the request, its head and the borders of its chunks included.
 std::size_t reply_size(int connection, const std::string& request, std::string& buffer) {
-  constexpr std::string_view end = "\r\n0\r\n\r\n";
+  constexpr std::string_view kEnd = "\r\n0\r\n\r\n";
   send_all(connection, request.data(), request.size());
   std::size_t size = 0;
   std::string tail;
-  while (!tail.ends_with(end)) {
+  while (!tail.ends_with(kEnd)) {
     const ssize_t got = recv(connection, buffer.data(), buffer.size(), 0);
     if (got <= 0) return 0;
     const std::string_view piece(buffer.data(), static_cast<std::size_t>(got));
     if (size == 0 && !piece.starts_with("HTTP/1.1 200")) return 0;
     size += piece.size();
-    tail.append(piece.substr(piece.size() - std::min(piece.size(), end.size())));
-    tail.erase(0, tail.size() - std::min(tail.size(), end.size()));
+    tail.append(piece.substr(piece.size() - std::min(piece.size(), kEnd.size())));
+    tail.erase(0, tail.size() - std::min(tail.size(), kEnd.size()));
   }
   return size;
 }
@@ -131,40 +131,37 @@ std::string request_for(const char* properties) {
 
 // How many bytes a reply takes.
 std::size_t size_of(const char* properties) {
-  const int connection = connection_to(http_server());
+  const platform::Descriptor connection = connection_to(http_server());
   std::string buffer(1 << 20, '\0');
-  const std::size_t size = reply_size(connection, request_for(properties), buffer);
-  close(connection);
+  const std::size_t size = reply_size(connection.get(), request_for(properties), buffer);
   return size;
 }
 
 void over_http(benchmark::State& state, const char* properties) {
-  const int connection = connection_to(http_server());
+  const platform::Descriptor connection = connection_to(http_server());
   const std::string request = request_for(properties);
   std::string buffer(1 << 20, '\0');
   std::size_t size = 0;
   for (auto _ : state) {
-    size = reply_size(connection, request, buffer);
+    size = reply_size(connection.get(), request, buffer);
     if (size == 0) state.SkipWithError("the request failed");
   }
-  close(connection);
   state.counters["bytes"] =
       benchmark::Counter(static_cast<double>(size), benchmark::Counter::kAvgThreads);
 }
 
 void over_socket(benchmark::State& state, const char* properties) {
   const std::size_t size = size_of(properties);
-  const int connection = connection_to(plain_server());
+  const platform::Descriptor connection = connection_to(plain_server());
   std::string buffer(1 << 20, '\0');
   for (auto _ : state) {
-    send_all(connection, reinterpret_cast<const char*>(&size), sizeof size);
+    send_all(connection.get(), reinterpret_cast<const char*>(&size), sizeof size);
     for (std::size_t left = size; left > 0;) {
-      const ssize_t got = recv(connection, buffer.data(), std::min(left, buffer.size()), 0);
+      const ssize_t got = recv(connection.get(), buffer.data(), std::min(left, buffer.size()), 0);
       if (got <= 0) give_up("recv");
       left -= static_cast<std::size_t>(got);
     }
   }
-  close(connection);
 }
 
 void add(const char* name, void (*run)(benchmark::State&, const char*), const char* properties) {

@@ -73,31 +73,17 @@ bool try_to_open(const std::vector<ListeningPlace>& places, Listeners& opened) {
       if (chosen != 0 && error.code() == std::errc::address_in_use) return false;
       throw CommandFailure(listening_fault(error, address));
     }
-    if (place.address.port() == 0) chosen = opened.addresses().back().port();
+    if (place.address.port() == 0) chosen = opened.addresses.back().port();
   }
   return true;
 }
 
 }  // namespace
 
-Listeners& Listeners::operator=(Listeners&& other) noexcept {
-  sockets_.swap(other.sockets_);
-  addresses_.swap(other.addresses_);
-  return *this;
+void Listeners::add(platform::Descriptor socket, const Address& address) {
+  sockets.push_back(std::move(socket));
+  addresses.push_back(address);
 }
-
-void Listeners::add(int socket, const Address& address) {
-  sockets_.push_back(socket);
-  addresses_.push_back(address);
-}
-
-void Listeners::close_all() {
-  for (const int socket : sockets_) close(socket);
-  sockets_.clear();
-  addresses_.clear();
-}
-
-std::vector<int> Listeners::take() { return std::exchange(sockets_, {}); }
 
 Listeners handed_over_listeners(int first) {
   const std::string process = take_variable("LISTEN_PID");
@@ -114,7 +100,8 @@ Listeners handed_over_listeners(int first) {
                     kMostHandedOver));
   Listeners listeners;
   for (int socket = first; socket < first + count; ++socket) {
-    listeners.add(socket, address_of_listener(socket));
+    const Address address = address_of_listener(socket);
+    listeners.add(platform::Descriptor(socket), address);
     fcntl(socket, F_SETFD, FD_CLOEXEC);
     fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) | O_NONBLOCK);
   }

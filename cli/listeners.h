@@ -3,31 +3,19 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "broker/http/address.h"
+#include "platform/descriptor.h"
 
 namespace cli {
 
-// TCP listening sockets with their addresses. Closes those that were not taken.
-class Listeners {
- public:
-  Listeners() = default;
-  ~Listeners() { close_all(); }
-  Listeners(Listeners&& other) noexcept { *this = std::move(other); }
-  Listeners& operator=(Listeners&& other) noexcept;
+// TCP listening sockets, and the address of each.
+struct Listeners {
+  void add(platform::Descriptor socket, const broker::http::Address& address);
 
-  void add(int socket, const broker::http::Address& address);
-  void close_all();
-  // The sockets are the caller's afterwards.
-  std::vector<int> take();
-  bool empty() const { return addresses_.empty(); }
-  const std::vector<broker::http::Address>& addresses() const { return addresses_; }
-
- private:
-  std::vector<int> sockets_;
-  std::vector<broker::http::Address> addresses_;
+  std::vector<platform::Descriptor> sockets;
+  std::vector<broker::http::Address> addresses;
 };
 
 // The sockets that the environment announces, by the protocol of sd_listen_fds(3) without its

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "cli/failure.h"
+#include "platform/descriptor.h"
 
 namespace cli {
 namespace {
@@ -26,7 +27,7 @@ std::string fault_of(const std::vector<ListeningPlace>& places) {
 bool has_v6() {
   Address address("::1", 0);
   try {
-    close(address.listen());
+    address.listen();
     return true;
   } catch (const std::system_error&) {
     return false;
@@ -51,9 +52,9 @@ TEST(Listeners, LoopbackHasBothAddresses) {
 
 TEST(Listeners, OneFreePortIsThePortOfAll) {
   Listeners opened = open_listeners(listening_places({}, 0));
-  ASSERT_EQ(opened.addresses().size(), has_v6() ? 2u : 1u);
-  EXPECT_NE(opened.addresses().front().port(), 0);
-  EXPECT_EQ(opened.addresses().front().port(), opened.addresses().back().port());
+  ASSERT_EQ(opened.addresses.size(), has_v6() ? 2u : 1u);
+  EXPECT_NE(opened.addresses.front().port(), 0);
+  EXPECT_EQ(opened.addresses.front().port(), opened.addresses.back().port());
 }
 
 TEST(Listeners, AnotherPortIsTriedWhenTheChosenOneIsTakenAtOneAddress) {
@@ -65,7 +66,7 @@ TEST(Listeners, AnotherPortIsTriedWhenTheChosenOneIsTakenAtOneAddress) {
 TEST(Listeners, AddressThatTheMachineDoesNotHaveIsLeftOutWhereItMayBe) {
   const Address none("192.0.2.1", 0);
   const Listeners opened = open_listeners({{Address("127.0.0.1", 0)}, {none, true}});
-  EXPECT_EQ(opened.addresses().size(), 1u);
+  EXPECT_EQ(opened.addresses.size(), 1u);
   EXPECT_NE(fault_of({{none}}).find("cannot listen on 192.0.2.1:0"), std::string::npos);
 }
 
@@ -73,13 +74,13 @@ TEST(Listeners, NoneIsOpenWhenOneIsTaken) {
   if (!has_v6()) GTEST_SKIP() << "without IPv6";
   for (const char* const taken : {"127.0.0.1", "::1"}) {
     Listeners holder = open_listeners(listening_places({taken}, 0));
-    const Address& address = holder.addresses().front();
+    const Address address = holder.addresses.front();
     const std::string fault = fault_of(listening_places({}, address.port()));
     EXPECT_EQ(fault.find("cannot listen on " + address.text() +
                          ": Address already in use: process " + std::to_string(getpid())),
               0u)
         << fault;
-    holder.close_all();
+    holder = {};
     EXPECT_EQ(fault_of(listening_places({}, address.port())), "");
   }
 }
@@ -103,10 +104,9 @@ class HandedOver : public testing::Test {
     fcntl(next_ - 1, F_SETFL, 0);
     return address;
   }
-  void place(int descriptor) {
-    ASSERT_EQ(dup2(descriptor, next_), next_);
+  void place(const platform::Descriptor& socket) {
+    ASSERT_EQ(dup2(socket.get(), next_), next_);
     ++next_;
-    close(descriptor);
   }
   static void announce(const std::string& number, int process = getpid()) {
     setenv("LISTEN_PID", std::to_string(process).c_str(), 1);
@@ -120,7 +120,7 @@ class HandedOver : public testing::Test {
   }
   static std::string fault() {
     try {
-      handed_over_listeners(kFirst).take();
+      handed_over_listeners(kFirst);
       return "";
     } catch (const CommandFailure& failure) {
       return failure.what();
@@ -134,25 +134,28 @@ TEST_F(HandedOver, SocketsAreUsed) {
   const Address one = place_listener("127.0.0.1");
   const Address other = place_listener("127.0.0.2");
   announce("2");
-  Listeners listeners = handed_over_listeners(kFirst);
+  const Listeners listeners = handed_over_listeners(kFirst);
   expect_variables_gone();
-  ASSERT_EQ(listeners.addresses().size(), 2u);
-  EXPECT_EQ(listeners.addresses()[0].text(), one.text());
-  EXPECT_EQ(listeners.addresses()[1].text(), other.text());
+  ASSERT_EQ(listeners.addresses.size(), 2u);
+  EXPECT_EQ(listeners.addresses[0].text(), one.text());
+  EXPECT_EQ(listeners.addresses[1].text(), other.text());
   for (const int socket : {kFirst, kFirst + 1}) {
     EXPECT_EQ(fcntl(socket, F_GETFD), FD_CLOEXEC);
     EXPECT_NE(fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
   }
-  EXPECT_EQ(listeners.take(), (std::vector<int>{kFirst, kFirst + 1}));
+  ASSERT_EQ(listeners.sockets.size(), 2u);
+  EXPECT_EQ(listeners.sockets[0].get(), kFirst);
+  EXPECT_EQ(listeners.sockets[1].get(), kFirst + 1);
+  next_ = kFirst;  // the listeners close them
 }
 
 TEST_F(HandedOver, SocketsOfAnotherProcessAreLeftAlone) {
   place_listener("127.0.0.1");
   announce("1", getpid() + 1);
-  EXPECT_TRUE(handed_over_listeners(kFirst).empty());
+  EXPECT_TRUE(handed_over_listeners(kFirst).sockets.empty());
   expect_variables_gone();
   EXPECT_EQ(fcntl(kFirst, F_GETFD), 0);
-  EXPECT_TRUE(handed_over_listeners(kFirst).empty()) << "without variables";
+  EXPECT_TRUE(handed_over_listeners(kFirst).sockets.empty()) << "without variables";
 }
 
 TEST_F(HandedOver, WhatIsNoListenerIsRefused) {
@@ -163,8 +166,8 @@ TEST_F(HandedOver, WhatIsNoListenerIsRefused) {
   EXPECT_EQ(fault(), no_listener) << "nothing there";
   const int kinds[][2] = {{AF_INET, SOCK_STREAM}, {AF_INET, SOCK_DGRAM}, {AF_UNIX, SOCK_STREAM}};
   for (const auto& [family, type] : kinds) {
-    const int socket = ::socket(family, type, 0);
-    if (family == AF_UNIX) listen(socket, 1);
+    const platform::Descriptor socket(::socket(family, type, 0));
+    if (family == AF_UNIX) listen(socket.get(), 1);
     next_ = kFirst;
     place(socket);
     announce("1");

@@ -116,7 +116,7 @@ struct Listening {
 
 Listening find_listening(const ServeOptions& options) {
   Listening listening{handed_over_listeners(), {}};
-  if (listening.handed_over.empty()) {
+  if (listening.handed_over.sockets.empty()) {
     const int standard = options.certificate.empty() ? kHttpPort : kHttpsPort;
     const int port = options.port >= 0 ? options.port : standard;
     listening.places = listening_places(options.addresses, static_cast<std::uint16_t>(port));
@@ -126,7 +126,7 @@ Listening find_listening(const ServeOptions& options) {
         "ListenStream= in the socket unit ('systemctl edit hddtest.socket'), or disable "
         "that unit");
   }
-  for (const http::Address& address : listening.handed_over.addresses())
+  for (const http::Address& address : listening.handed_over.addresses)
     check_security(options, address);
   for (const ListeningPlace& place : listening.places) check_security(options, place.address);
   return listening;
@@ -226,13 +226,13 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   Signals signals;
   const auto manager = make_manager(places, kLookForIdle);
   broker::cimxml::Service service(*manager);
-  Listeners listeners = listening.handed_over.empty() ? open_listeners(listening.places)
-                                                      : std::move(listening.handed_over);
-  settings.listeners = listeners.take();
+  Listeners listeners = listening.handed_over.sockets.empty() ? open_listeners(listening.places)
+                                                              : std::move(listening.handed_over);
+  settings.listeners = std::move(listeners.sockets);
   http::Server server([&](const auto& call, auto& reply) { service.answer(call, reply); },
                       std::move(settings));
 
-  tell(listeners.addresses(), !options.certificate.empty(), invocation.json);
+  tell(listeners.addresses, !options.certificate.empty(), invocation.json);
   serve_until_told(signals, server, options, places);
 
   notify_supervisor("STOPPING=1");

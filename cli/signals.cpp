@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 
 #include "cli/failure.h"
@@ -14,13 +15,13 @@ namespace {
 
 constexpr int kHandled[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
-int ends[2] = {-1, -1};  // of a pipe
+std::atomic<int> write_end = -1;  // of the pipe, for the handler
 
 void catch_signal(int signal) {
   const int error = errno;
   const auto byte = static_cast<unsigned char>(signal);
   // A full pipe has woken the reader already.
-  if (signal != SIGPIPE && write(ends[1], &byte, 1) < 0) errno = error;
+  if (signal != SIGPIPE && write(write_end, &byte, 1) < 0) errno = error;
   errno = error;
 }
 
@@ -33,23 +34,20 @@ void set_action(void (*handler)(int)) {
 
 }  // namespace
 
-Signals::Signals() {
-  if (pipe2(ends, O_CLOEXEC) != 0) throw CommandFailure("cannot make a pipe");
-  fcntl(ends[1], F_SETFL, O_NONBLOCK);
+Signals::Signals() : pipe_(platform::open_pipe()) {
+  if (!pipe_.read_end) throw CommandFailure("cannot make a pipe");
+  write_end = pipe_.write_end.get();
+  fcntl(write_end, F_SETFL, O_NONBLOCK);
   set_action(catch_signal);
 }
 
-Signals::~Signals() {
-  set_action(SIG_DFL);
-  close(ends[0]);
-  close(ends[1]);
-}
+Signals::~Signals() { set_action(SIG_DFL); }
 
 int Signals::wait(std::chrono::milliseconds most) {
-  pollfd end{ends[0], POLLIN, 0};
+  pollfd end{pipe_.read_end.get(), POLLIN, 0};
   if (poll(&end, 1, static_cast<int>(most.count())) != 1) return 0;
   unsigned char byte = 0;
-  while (read(ends[0], &byte, 1) != 1) continue;
+  while (read(pipe_.read_end.get(), &byte, 1) != 1) continue;
   return byte;
 }
 

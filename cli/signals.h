@@ -3,6 +3,8 @@
 
 #include <chrono>
 
+#include "platform/descriptor.h"
+
 namespace cli {
 
 // While it lives, SIGINT, SIGTERM and SIGHUP do nothing but make wait return, and SIGPIPE nothing
@@ -16,6 +18,9 @@ class Signals {
 
   // Blocks until one comes, but no longer than that; its number, 0 when none came.
   int wait(std::chrono::milliseconds most);
+
+ private:
+  platform::Pipe pipe_;  // of the numbers that came
 };
 
 }  // namespace cli

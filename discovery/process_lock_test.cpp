@@ -15,6 +15,8 @@
 #include <fstream>
 #include <thread>
 
+#include "platform/descriptor.h"
+
 namespace {
 std::atomic<int> requests = 0;
 std::atomic<int> interruptions = 0;  // of the next requests
@@ -55,10 +57,8 @@ class InProcessLock : public testing::Test {
   }
   // Whether nobody holds it, as another process sees it.
   bool is_free() const {
-    const int other = open(file_.c_str(), O_RDWR | O_CLOEXEC);
-    const bool free = flock(other, LOCK_EX | LOCK_NB) == 0;
-    close(other);
-    return free;
+    const platform::Descriptor other(open(file_.c_str(), O_RDWR | O_CLOEXEC));
+    return flock(other.get(), LOCK_EX | LOCK_NB) == 0;
   }
   fs::path root_, file_;
 };
@@ -94,8 +94,8 @@ TEST_F(InProcessLock, ProgramsOfTheHostDoNotInheritIt) {
 }
 
 TEST_F(InProcessLock, ASecondWaitsForTheFirst) {
-  const int other = open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  const platform::Descriptor other(open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
   requests = 0;
   std::atomic<bool> taken = false;
   std::thread second([&] {
@@ -105,10 +105,9 @@ TEST_F(InProcessLock, ASecondWaitsForTheFirst) {
   });
   while (requests == 0) std::this_thread::yield();
   EXPECT_FALSE(taken);
-  EXPECT_EQ(flock(other, LOCK_UN), 0);
+  EXPECT_EQ(flock(other.get(), LOCK_UN), 0);
   second.join();
   EXPECT_TRUE(taken);
-  close(other);
 }
 
 TEST_F(InProcessLock, AnInterruptedOneWaitsOn) {
@@ -120,22 +119,21 @@ TEST_F(InProcessLock, AnInterruptedOneWaitsOn) {
 
 // An object manager forks at any time.
 TEST_F(InProcessLock, AChildThatTheHostForksMeanwhileDoesNotHoldItOn) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
+  platform::Pipe pipe = platform::open_pipe();
+  ASSERT_TRUE(pipe.read_end);
   pid_t child;
   {
     const ProcessLock lock;
     child = fork();
     if (child == 0) {
-      close(ends[1]);
+      pipe.write_end.close();
       char end;
-      _exit(read(ends[0], &end, 1) == 0 ? 0 : 1);
+      _exit(read(pipe.read_end.get(), &end, 1) == 0 ? 0 : 1);
     }
   }
   EXPECT_TRUE(is_free());
-  close(ends[1]);
+  pipe.write_end.close();
   waitpid(child, nullptr, 0);
-  close(ends[0]);
 }
 
 TEST_F(InProcessLock, WithoutAPlaceThereIsNone) {

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "discovery/scratch_file_lock.h"
+#include "platform/descriptor.h"
 #include "platform/support/osspecific.h"
 #include "tests/replaced_memory.h"
 
@@ -230,11 +231,10 @@ TEST_F(ScratchFile, TakesThePlaceOfWhatIsThere) {
   fs::create_symlink(folder_ / "precious", std::string(kScratchFile) + "/inner/link");
   expect_taken("a folder");
   ASSERT_EQ(mkfifo(kScratchFile, 0666), 0);
-  const int both_ends = open(kScratchFile, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  const platform::Descriptor both_ends(open(kScratchFile, O_RDWR | O_NONBLOCK | O_CLOEXEC));
   expect_taken("a pipe");
   char byte;
-  EXPECT_EQ(::read(both_ends, &byte, 1), -1) << "it was written to";
-  close(both_ends);
+  EXPECT_EQ(::read(both_ends.get(), &byte, 1), -1) << "it was written to";
 }
 
 TEST_F(ScratchFile, ThatCannotBeMadeIsNoReportAndTheCommandIsNotRun) {
@@ -380,9 +380,9 @@ TEST_F(ScratchFile, ThatIsReplacedMeanwhileIsNoReportAndWhatIsThereStays) {
 // Another process at its own report of that name.
 TEST_F(ScratchFile, IsNotMadeBeforeAnotherProcessHasDone) {
   fs::create_directory(folder_ / "run");
-  const int other =
-      open((folder_ / "run/hddtest.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  const platform::Descriptor other(
+      open((folder_ / "run/hddtest.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
   std::ofstream(kScratchFile) << "the other's";
   locks = 0;
   std::atomic<bool> done = false;
@@ -393,9 +393,8 @@ TEST_F(ScratchFile, IsNotMadeBeforeAnotherProcessHasDone) {
   while (locks == 0 && !done) std::this_thread::yield();
   EXPECT_EQ(read(kScratchFile), "the other's");
   fs::remove(kScratchFile);
-  EXPECT_EQ(flock(other, LOCK_UN), 0);
+  EXPECT_EQ(flock(other.get(), LOCK_UN), 0);
   second.join();
-  close(other);
 }
 
 }  // namespace

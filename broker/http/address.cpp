@@ -2,14 +2,11 @@
 
 #include <arpa/inet.h>
 #include <netdb.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
-
-#include "platform/descriptor.h"
 
 namespace broker::http {
 namespace {
@@ -86,7 +83,7 @@ void Address::set_port(std::uint16_t port) {
   if (any.sa_family == AF_INET6) v6.sin6_port = htons(port);
 }
 
-int Address::listen(bool only_v6) {
+platform::Descriptor Address::listen(bool only_v6) {
   socklen_t length = any.sa_family == AF_INET ? sizeof v4 : sizeof v6;
   const int one = 1;
   platform::Descriptor listener(
@@ -96,7 +93,7 @@ int Address::listen(bool only_v6) {
       (!only_v6 || setsockopt(listener.get(), IPPROTO_IPV6, IPV6_V6ONLY, &one, sizeof one) == 0) &&
       bind(listener.get(), &any, length) == 0 && ::listen(listener.get(), SOMAXCONN) == 0 &&
       getsockname(listener.get(), &any, &length) == 0)
-    return listener.release();
+    return listener;
   throw std::system_error(errno, std::generic_category(), "cannot listen on " + text());
 }
 

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/descriptor.h"
+
 namespace broker::http {
 
 class Address {
@@ -26,10 +28,10 @@ class Address {
   std::uint16_t port() const;
   void set_port(std::uint16_t port);
 
-  // Returns a listening socket, closed on exec, which the caller owns. Afterwards the address has
-  // the port that was chosen for port 0. only_v6: "::" does not mean all IPv4 addresses too. Throws
+  // Returns a listening socket, closed on exec. Afterwards the address has the port that was chosen
+  // for port 0. only_v6: "::" does not mean all IPv4 addresses too. Throws
   // std::system_error, one line.
-  int listen(bool only_v6 = false);
+  platform::Descriptor listen(bool only_v6 = false);
 
  private:
   union {

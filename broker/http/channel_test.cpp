@@ -58,15 +58,15 @@ void write_all(Channel& channel, std::string_view text, const std::function<void
 class Plain : public testing::Test {
  protected:
   SocketPair sockets_;
-  std::unique_ptr<Channel> channel_ = plain_channel(sockets_.ours);
+  std::unique_ptr<Channel> channel_ = plain_channel(sockets_.ours.get());
 
   void send(std::string_view text) {
-    ASSERT_EQ(::send(sockets_.peer, text.data(), text.size(), 0),
+    ASSERT_EQ(::send(sockets_.peer.get(), text.data(), text.size(), 0),
               static_cast<ssize_t>(text.size()));
   }
   std::string receive() {
     std::string text(1 << 20, '\0');
-    const ssize_t count = recv(sockets_.peer, text.data(), text.size(), 0);
+    const ssize_t count = recv(sockets_.peer.get(), text.data(), text.size(), 0);
     text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     return text;
   }
@@ -90,17 +90,17 @@ TEST_F(Plain, WritesOnWhenThereIsRoom) {
 
 TEST_F(Plain, EndsEachDirectionByItself) {
   send("last");
-  shutdown(sockets_.peer, SHUT_WR);
+  shutdown(sockets_.peer.get(), SHUT_WR);
   EXPECT_EQ(read_once(*channel_), "last");
   EXPECT_EQ(state_of_read(*channel_), State::Ended);
   EXPECT_EQ(channel_->write("answer").state, State::Good);
   EXPECT_EQ(channel_->say_goodbye(), State::Good);
   EXPECT_EQ(receive(), "answer");
-  EXPECT_EQ(recv(sockets_.peer, nullptr, 0, 0), 0) << "end of file";
+  EXPECT_EQ(recv(sockets_.peer.get(), nullptr, 0, 0), 0) << "end of file";
 }
 
 TEST_F(Plain, IsBrokenWhenThePeerIsGone) {
-  sockets_.close_peer();
+  sockets_.peer.close();
   EXPECT_EQ(channel_->write("x").state, State::Broken);  // and no SIGPIPE
 }
 
@@ -120,8 +120,8 @@ class Tls : public testing::TestWithParam<const char*> {
   }
 
   SocketPair sockets_;
-  std::unique_ptr<Channel> channel_ = tls_channel(sockets_.ours, settings());
-  TlsClient client_{sockets_.peer, GetParam()};
+  std::unique_ptr<Channel> channel_ = tls_channel(sockets_.ours.get(), settings());
+  TlsClient client_{sockets_.peer.get(), GetParam()};
 };
 
 TEST_P(Tls, MovesWhatIsThere) {
@@ -160,11 +160,11 @@ TEST_P(Tls, TakesHandshakeAndRecordsByteByByte) {
 
 TEST_P(Tls, ShakesHandsOnWhenThereIsRoom) {
   std::size_t filled = 0;
-  for (ssize_t count; (count = send(sockets_.ours, kLongText.data(), 4096, 0)) > 0;)
+  for (ssize_t count; (count = send(sockets_.ours.get(), kLongText.data(), 4096, 0)) > 0;)
     filled += static_cast<std::size_t>(count);
-  while (send(sockets_.ours, "x", 1, 0) > 0) ++filled;
+  while (send(sockets_.ours.get(), "x", 1, 0) > 0) ++filled;
   EXPECT_EQ(client_.shake_hands(), GNUTLS_E_AGAIN);
-  EXPECT_GT(send(sockets_.peer, client_.outgoing.data(), client_.outgoing.size(), 0), 0);
+  EXPECT_GT(send(sockets_.peer.get(), client_.outgoing.data(), client_.outgoing.size(), 0), 0);
   client_.outgoing.clear();
   EXPECT_EQ(channel_->shake_hands(), State::WantsWrite);
   EXPECT_EQ(channel_->shake_hands(), State::WantsWrite);
@@ -196,7 +196,7 @@ TEST_P(Tls, EndsEachDirectionByItself) {
   EXPECT_EQ(client_.receive(), "answer");
   char byte;
   EXPECT_EQ(gnutls_record_recv(client_.session, &byte, 1), 0) << "it was told of the end";
-  EXPECT_EQ(recv(sockets_.peer, &byte, 1, 0), 0) << "end of file";
+  EXPECT_EQ(recv(sockets_.peer.get(), &byte, 1, 0), 0) << "end of file";
 }
 
 TEST_P(Tls, SaysGoodbyeWhenThereIsRoom) {
@@ -212,19 +212,19 @@ TEST_P(Tls, EndsWithoutAWord) {
   shake();
   client_.send("last");
   client_.carry();
-  sockets_.close_peer();
+  sockets_.peer.close();
   EXPECT_EQ(read_once(*channel_), "last");
   EXPECT_EQ(state_of_read(*channel_), State::Ended);
 }
 
 TEST_P(Tls, IsBrokenWhenThePeerIsGone) {
   shake();
-  sockets_.close_peer();
+  sockets_.peer.close();
   EXPECT_EQ(channel_->write("x").state, State::Broken);  // and no SIGPIPE
 }
 
 TEST_P(Tls, IsBrokenByWhatIsNoTls) {
-  ASSERT_GT(send(sockets_.peer, "GET / HTTP/1.1\r\nHost: x\r\n\r\n", 27, 0), 0);
+  ASSERT_GT(send(sockets_.peer.get(), "GET / HTTP/1.1\r\nHost: x\r\n\r\n", 27, 0), 0);
   EXPECT_EQ(channel_->shake_hands(), State::Broken);
   EXPECT_NE(channel_->say_goodbye(), State::WantsRead);
 }
@@ -241,7 +241,7 @@ TEST_P(Tls, EndsBeforeTheHandshakeIsDone) {
   EXPECT_EQ(client_.shake_hands(), GNUTLS_E_AGAIN);
   client_.carry();
   EXPECT_EQ(channel_->shake_hands(), State::WantsRead);
-  shutdown(sockets_.peer, SHUT_WR);
+  shutdown(sockets_.peer.get(), SHUT_WR);
   EXPECT_EQ(channel_->shake_hands(), State::Ended);
   EXPECT_EQ(channel_->say_goodbye(), State::Good);
 }

@@ -2,7 +2,6 @@
 
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <exception>
 #include <utility>
@@ -33,11 +32,11 @@ void Connection::Job::answer() noexcept {
   }
 }
 
-Connection::Connection(Shared& shared, int socket, const Address& peer)
+Connection::Connection(Shared& shared, platform::Descriptor socket, const Address& peer)
     : shared_(shared),
-      socket_(socket),
+      socket_(std::move(socket)),
       peer_(peer),
-      channel_(shared.channel(socket)),
+      channel_(shared.channel(socket_.get())),
       patience_(steady_clock::now() + shared.limits.unknown),
       request_end_(patience_),
       reader_(std::in_place, shared.limits.header) {
@@ -45,12 +44,8 @@ Connection::Connection(Shared& shared, int socket, const Address& peer)
   place_.owner = this;
 }
 
-Connection::~Connection() {
-  if (!is_closed()) ::close(socket_);
-}
-
 void Connection::open() {
-  shared_.loop.add(shared_from_this(), socket_, EPOLLIN);
+  shared_.loop.add(shared_from_this(), socket_.get(), EPOLLIN);
   Places::Place* gone = nullptr;
   try {
     gone = shared_.places.enter(place_);
@@ -70,7 +65,7 @@ void Connection::close() noexcept {
   channel_ = nullptr;
   // Here and not in the destructor: a worker may hold the object for long, and the client is to
   // learn of it now.
-  ::close(std::exchange(socket_, -1));
+  socket_.close();
 }
 
 void Connection::hurried(bool to_the_end) noexcept {

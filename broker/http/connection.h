@@ -16,13 +16,15 @@
 #include "broker/http/head.h"
 #include "broker/http/request_reader.h"
 #include "broker/http/shared.h"
+#include "platform/descriptor.h"
 
 namespace broker::http {
 
 class Connection final : public Loop::Source {
  public:
-  Connection(Shared& shared, int socket, const Address& peer);
-  ~Connection() override;  // on any thread, once it is closed: a Job may be the last to let go
+  Connection(Shared& shared, platform::Descriptor socket, const Address& peer);
+  // On any thread, once it is closed: a Job may be the last to let go.
+  ~Connection() override = default;
 
   // From now on the loop calls it. Throws what Loop::add and Places::enter throw.
   void open();
@@ -49,7 +51,7 @@ class Connection final : public Loop::Source {
   bool take_leave();
   bool wait_for(Channel::State state);  // always false
 
-  bool is_closed() const { return socket_ < 0; }
+  bool is_closed() const { return !socket_; }
 
   void take(std::string_view text);
   void end_of_head();
@@ -71,7 +73,7 @@ class Connection final : public Loop::Source {
   Loop::Time receive_end() const;
 
   Shared& shared_;
-  int socket_;  // -1: closed
+  platform::Descriptor socket_;
   const Address peer_;
   std::unique_ptr<Channel> channel_;
   Places::Place place_;

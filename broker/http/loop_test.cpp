@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/descriptor.h"
+
 namespace broker::http {
 namespace {
 
@@ -19,11 +21,10 @@ using std::chrono::steady_clock;
 
 struct Recorder : Loop::Source {
   explicit Recorder(Loop& its_loop) : loop(its_loop) {
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends) != 0) std::abort();
-  }
-  ~Recorder() override {
-    close(ends[0]);
-    close(ends[1]);
+    int both[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, both) != 0) std::abort();
+    ends[0] = platform::Descriptor(both[0]);
+    ends[1] = platform::Descriptor(both[1]);
   }
   void say(std::string text) {
     const std::lock_guard guard(lock);
@@ -40,7 +41,7 @@ struct Recorder : Loop::Source {
   void ready(std::uint32_t events) noexcept override {
     say((events & EPOLLIN) != 0 ? "r" : "?");
     char byte;
-    if (recv(ends[0], &byte, 1, 0) <= 0) say("-");
+    if (recv(ends[0].get(), &byte, 1, 0) <= 0) say("-");
     if (on_ready) on_ready();
   }
   void woken() noexcept override {
@@ -51,7 +52,7 @@ struct Recorder : Loop::Source {
   void hurried(bool to_the_end) noexcept override { say(to_the_end ? "H" : "h"); }
 
   Loop& loop;
-  int ends[2] = {-1, -1};
+  platform::Descriptor ends[2];
   std::function<void()> on_ready, on_woken;
   std::mutex lock;
   std::string said;
@@ -60,7 +61,7 @@ struct Recorder : Loop::Source {
 struct LoopTest : testing::Test {
   std::shared_ptr<Recorder> add() {
     auto source = std::make_shared<Recorder>(loop);
-    loop.add(source, source->ends[0], EPOLLIN);
+    loop.add(source, source->ends[0].get(), EPOLLIN);
     return source;
   }
   void run() {
@@ -78,7 +79,7 @@ struct LoopTest : testing::Test {
 TEST_F(LoopTest, TellsOfDataWakesHurryAndEnd) {
   const auto source = add();
   run();
-  EXPECT_EQ(write(source->ends[1], "x", 1), 1);
+  EXPECT_EQ(write(source->ends[1].get(), "x", 1), 1);
   source->wait_for("r");
   loop.wake(*source);
   source->wait_for("rw");
@@ -137,7 +138,7 @@ TEST_F(LoopTest, RemovedOnesAreNotCalledAndGo) {
     ++called;
     loop.remove(*other);
   };
-  EXPECT_EQ(write(first->ends[1], "x", 1) + write(second->ends[1], "x", 1), 2);
+  EXPECT_EQ(write(first->ends[1].get(), "x", 1) + write(second->ends[1].get(), "x", 1), 2);
   run();
   while (called == 0) std::this_thread::sleep_for(milliseconds(5));
   loop.hurry();
@@ -156,7 +157,7 @@ TEST_F(LoopTest, RemovedOnesAreNotCalledAndGo) {
 TEST_F(LoopTest, WhatIsNotWantedIsNotTold) {
   const auto source = add();
   loop.want(*source, 0);
-  EXPECT_EQ(write(source->ends[1], "x", 1), 1);
+  EXPECT_EQ(write(source->ends[1].get(), "x", 1), 1);
   run();
   loop.hurry();
   EXPECT_EQ(source->heard(), "h");

@@ -11,6 +11,7 @@
 #include "broker/cimxml/call.h"
 #include "broker/http/log.h"
 #include "broker/http/users.h"
+#include "platform/descriptor.h"
 
 namespace broker::http {
 
@@ -61,10 +62,10 @@ struct Certificate {
 };
 
 struct Options {
-  std::vector<int> listeners;    // listening sockets (address.h); the server closes them
-  std::shared_ptr<Users> users;  // null: everybody may do everything
-  std::unique_ptr<Certificate> certificate;  // null: plain HTTP
-  std::shared_ptr<OwnNames> own_names;       // null: requests for any Host are answered
+  std::vector<platform::Descriptor> listeners;  // listening sockets (address.h)
+  std::shared_ptr<Users> users;                 // null: everybody may do everything
+  std::unique_ptr<Certificate> certificate;     // null: plain HTTP
+  std::shared_ptr<OwnNames> own_names;          // null: requests for any Host are answered
   Limits limits;
   Log log;
 };

@@ -1,6 +1,5 @@
 // The small parts of the server: addresses, the clock and workers.
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <future>
@@ -47,7 +46,7 @@ TEST(Address, AllOfThisMachineAreOneNetwork) {
 
 TEST(Address, PortInUseIsSaid) {
   Address first("127.0.0.1", 0);
-  const int listener = first.listen();
+  const platform::Descriptor listener = first.listen();
   const std::string text = first.text();
   Address second("127.0.0.1",
                  static_cast<std::uint16_t>(std::stoi(text.substr(text.rfind(':') + 1))));
@@ -57,7 +56,6 @@ TEST(Address, PortInUseIsSaid) {
   } catch (const std::runtime_error& error) {
     EXPECT_EQ(error.what(), "cannot listen on " + text + ": Address already in use");
   }
-  close(listener);
 }
 
 TEST(Clock, RunsWhatIsDueInItsOrder) {

@@ -4,7 +4,6 @@
 #include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <exception>
@@ -34,14 +33,14 @@ constexpr std::chrono::seconds kBetweenLines{60};  // of the log that say so
 // A listening socket. It is closed when the server is hurried.
 class Listener final : public Loop::Source {
  public:
-  Listener(Shared& shared, int socket) : shared_(shared), socket_(socket) {
+  Listener(Shared& shared, platform::Descriptor socket)
+      : shared_(shared), socket_(std::move(socket)) {
     // Connections inherit it from their listener.
     for (const auto& [option, size] : kKernelBuffers)
-      setsockopt(socket, SOL_SOCKET, option, &size, sizeof size);
+      setsockopt(socket_.get(), SOL_SOCKET, option, &size, sizeof size);
   }
-  ~Listener() override { close(socket_); }
 
-  void open() { shared_.loop.add(shared_from_this(), socket_, EPOLLIN); }
+  void open() { shared_.loop.add(shared_from_this(), socket_.get(), EPOLLIN); }
   void ready(std::uint32_t) noexcept override;
   void woken() noexcept override {}
   void expired() noexcept override { shared_.loop.want(*this, EPOLLIN); }
@@ -52,7 +51,7 @@ class Listener final : public Loop::Source {
   bool make_room(int error) noexcept;
 
   Shared& shared_;
-  const int socket_;
+  const platform::Descriptor socket_;
   Loop::Time next_line_;
 };
 
@@ -64,23 +63,20 @@ void Listener::ready(std::uint32_t) noexcept {
 bool Listener::accept_one() noexcept {
   sockaddr_storage address{};
   socklen_t length = sizeof address;
-  const int socket = accept4(socket_, reinterpret_cast<sockaddr*>(&address), &length,
-                             SOCK_CLOEXEC | SOCK_NONBLOCK);
-  if (socket < 0 && errno == EAGAIN) return false;
+  platform::Descriptor socket(accept4(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length,
+                                      SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (!socket && errno == EAGAIN) return false;
   // The other errors tell of clients that went away before they were accepted.
-  if (socket < 0 && errno != EMFILE && errno != ENFILE && errno != ENOBUFS && errno != ENOMEM)
+  if (!socket && errno != EMFILE && errno != ENFILE && errno != ENOBUFS && errno != ENOMEM)
     return errno == EINTR || errno == ECONNABORTED || errno == EPROTO;
-  if (socket < 0) return make_room(errno);
+  if (!socket) return make_room(errno);
   // Replies are written whole: nothing follows that a small packet would have to wait for.
   const int one = 1;
-  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-  std::shared_ptr<Connection> connection;
+  setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   try {
-    connection = std::make_shared<Connection>(shared_, socket,
-                                              Address(reinterpret_cast<const sockaddr*>(&address)));
-    connection->open();
+    const Address peer(reinterpret_cast<const sockaddr*>(&address));
+    std::make_shared<Connection>(shared_, std::move(socket), peer)->open();
   } catch (const std::exception& error) {
-    if (!connection) close(socket);
     log_failure(shared_.log, "a connection was dropped", error);
   }
   return true;
@@ -115,20 +111,11 @@ struct Server::State {
 };
 
 Server::Server(Handler handler, Options options) {
-  // The listeners close their sockets. Those that no listener was made for are closed here.
-  struct Sockets {
-    ~Sockets() {
-      for (const int socket : all) close(socket);
-    }
-    std::vector<int> all;
-  } sockets{std::move(options.listeners)};
+  std::vector<platform::Descriptor> sockets = std::move(options.listeners);
   state_ = std::make_unique<State>(std::move(handler), std::move(options));
   Shared& shared = state_->shared;
-  while (!sockets.all.empty()) {
-    const auto listener = std::make_shared<Listener>(shared, sockets.all.back());
-    sockets.all.pop_back();
-    listener->open();
-  }
+  for (platform::Descriptor& socket : sockets)
+    std::make_shared<Listener>(shared, std::move(socket))->open();
   state_->thread = std::thread([&loop = shared.loop] { loop.run(); });
 }
 

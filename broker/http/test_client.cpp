@@ -4,7 +4,6 @@
 #include <gnutls/gnutls.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -25,43 +24,42 @@ TestClient::TestClient(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) std::abort();
+  if (connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    std::abort();
   const timeval minute{60, 0};
-  setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &minute, sizeof minute);
-}
-
-TestClient::~TestClient() {
-  if (socket_ >= 0) close(socket_);
+  setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &minute, sizeof minute);
 }
 
 bool TestClient::send(std::string_view text) {
   while (!text.empty()) {
-    const ssize_t sent = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
+    const ssize_t sent = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
     if (sent <= 0) return false;
     text.remove_prefix(static_cast<std::size_t>(sent));
   }
   return true;
 }
 
-void TestClient::end_sending() { shutdown(socket_, SHUT_WR); }
+void TestClient::end_sending() { shutdown(socket_.get(), SHUT_WR); }
 
 void TestClient::reset() {
   const linger at_once{1, 0};
-  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-  close(std::exchange(socket_, -1));
+  setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  socket_.close();
 }
 
 bool TestClient::read_more() {
   char buffer[65536];
-  const ssize_t count = recv(socket_, buffer, sizeof buffer, 0);
+  const ssize_t count = recv(socket_.get(), buffer, sizeof buffer, 0);
   if (count > 0) unread_.append(buffer, static_cast<std::size_t>(count));
   return count > 0;
 }
 
 std::optional<std::string> TestClient::take_until(std::string_view end) {
-  std::size_t found;
-  while ((found = unread_.find(end)) == std::string::npos)
+  std::size_t found = unread_.find(end);
+  while (found == std::string::npos) {
     if (!read_more()) return std::nullopt;
+    found = unread_.find(end);
+  }
   const std::string taken = unread_.substr(0, found);
   unread_.erase(0, found + end.size());
   return taken;
@@ -111,7 +109,7 @@ std::string TestClient::read_some() {
 
 std::size_t TestClient::read_up_to(std::size_t most) {
   std::string buffer(most, '\0');
-  const ssize_t count = recv(socket_, buffer.data(), most, MSG_WAITALL);
+  const ssize_t count = recv(socket_.get(), buffer.data(), most, MSG_WAITALL);
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
@@ -120,7 +118,7 @@ bool TestClient::closed_within(std::chrono::milliseconds time) {
   while (true) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         end - std::chrono::steady_clock::now());
-    pollfd ready{socket_, POLLIN, 0};
+    pollfd ready{socket_.get(), POLLIN, 0};
     if (left.count() <= 0 || poll(&ready, 1, static_cast<int>(left.count())) <= 0) return false;
     unread_.clear();
     if (!read_more()) return true;
@@ -151,9 +149,8 @@ std::string log_in(std::string_view credentials) {
 
 TestServer::TestServer(Handler handler, Options options) {
   Address address("127.0.0.1", 0);
-  options.listeners = {address.listen()};
-  const std::string text = address.text();
-  port = static_cast<std::uint16_t>(std::strtol(text.c_str() + text.rfind(':') + 1, nullptr, 10));
+  options.listeners.push_back(address.listen());
+  port = address.port();
   server = std::make_unique<Server>(std::move(handler), std::move(options));
 }
 

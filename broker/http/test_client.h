@@ -11,6 +11,7 @@
 
 #include "broker/http/options.h"
 #include "broker/http/server.h"
+#include "platform/descriptor.h"
 
 namespace broker::http {
 
@@ -25,8 +26,6 @@ struct TestReply {
 class TestClient {
  public:
   explicit TestClient(std::uint16_t port);
-  ~TestClient();
-  TestClient(const TestClient&) = delete;
 
   // False when the server accepts no more bytes.
   bool send(std::string_view text);
@@ -48,7 +47,7 @@ class TestClient {
   std::optional<std::string> take_until(std::string_view end);
   std::optional<std::string> take(std::size_t size);
 
-  int socket_;
+  platform::Descriptor socket_;
   std::string unread_;
 };
 

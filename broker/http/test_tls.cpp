@@ -3,7 +3,6 @@
 #include <gnutls/x509.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -77,18 +76,8 @@ Certificate make_certificate(const TestCertificate& what) {
 SocketPair::SocketPair() {
   int ends[2];
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
-  ours = ends[0];
-  peer = ends[1];
-}
-
-SocketPair::~SocketPair() {
-  close(ours);
-  close_peer();
-}
-
-void SocketPair::close_peer() {
-  const int end = std::exchange(peer, -1);
-  if (end >= 0) close(end);
+  ours = platform::Descriptor(ends[0]);
+  peer = platform::Descriptor(ends[1]);
 }
 
 TlsClient::TlsClient(int socket, const std::string& priorities) : socket_(socket) {
@@ -135,8 +124,11 @@ void TlsClient::carry(std::size_t most) {
                               MSG_DONTWAIT | MSG_NOSIGNAL);
   if (sent > 0) outgoing.erase(0, static_cast<std::size_t>(sent));
   char some[1 << 16];
-  for (ssize_t count; (count = recv(socket_, some, sizeof some, MSG_DONTWAIT)) > 0;)
+  ssize_t count = recv(socket_, some, sizeof some, MSG_DONTWAIT);
+  while (count > 0) {
     incoming.append(some, static_cast<std::size_t>(count));
+    count = recv(socket_, some, sizeof some, MSG_DONTWAIT);
+  }
 }
 
 Handshake shake_hands(Channel& server, TlsClient& client) {

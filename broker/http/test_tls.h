@@ -9,6 +9,7 @@
 
 #include "broker/http/channel.h"
 #include "broker/http/options.h"
+#include "platform/descriptor.h"
 
 namespace broker::http {
 
@@ -26,12 +27,9 @@ Certificate make_certificate(const TestCertificate& what = {});
 // Two connected sockets that do not block.
 struct SocketPair {
   SocketPair();
-  ~SocketPair();
-  SocketPair(const SocketPair&) = delete;
-  void close_peer();
 
-  int ours = -1;  // the channel's
-  int peer = -1;
+  platform::Descriptor ours;  // the channel's
+  platform::Descriptor peer;
 };
 
 // A TLS client on a socket that moves only as many bytes as the test lets through.

@@ -33,8 +33,8 @@ struct Offer {
 Handshake agree(const Offer& offer) {
   const SocketPair sockets;
   const auto channel =
-      tls_channel(sockets.ours, std::make_shared<const TlsSettings>(offer.certificate));
-  TlsClient client(sockets.peer, offer.priorities);
+      tls_channel(sockets.ours.get(), std::make_shared<const TlsSettings>(offer.certificate));
+  TlsClient client(sockets.peer.get(), offer.priorities);
   return shake_hands(*channel, client);
 }
 
@@ -104,9 +104,10 @@ TEST(TlsOffer, RefusesWhatIsNot) {
 TEST(TlsOffer, ServerPicks) {
   for (const char* version : {"VERS-TLS1.2", "VERS-TLS1.3"}) {
     const SocketPair sockets;
-    const auto channel = tls_channel(sockets.ours, std::make_shared<const TlsSettings>(rsa()));
-    TlsClient client(sockets.peer, "NORMAL:-VERS-ALL:+" + std::string(version) +
-                                       ":-CIPHER-ALL:+AES-128-GCM:+AES-256-GCM");
+    const auto channel =
+        tls_channel(sockets.ours.get(), std::make_shared<const TlsSettings>(rsa()));
+    TlsClient client(sockets.peer.get(), "NORMAL:-VERS-ALL:+" + std::string(version) +
+                                             ":-CIPHER-ALL:+AES-128-GCM:+AES-256-GCM");
     EXPECT_EQ(shake_hands(*channel, client).server, State::Good);
     EXPECT_EQ(gnutls_cipher_get(client.session), GNUTLS_CIPHER_AES_256_GCM);
     EXPECT_EQ(gnutls_session_is_resumed(client.session), 0);

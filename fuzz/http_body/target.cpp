@@ -7,7 +7,6 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +15,7 @@
 #include "broker/http/address.h"
 #include "broker/http/head.h"
 #include "broker/http/server.h"
+#include "platform/descriptor.h"
 
 namespace {
 
@@ -41,13 +41,12 @@ void echo(const Call& call, Reply& reply) {
 sockaddr_in serve() {
   http::Address address("127.0.0.1", 0);
   http::Options options;
-  const int listener = address.listen();
-  options.listeners = {listener};
+  options.listeners.push_back(address.listen());
   options.limits.body = kLongestBody;
   options.limits.header = 4096;
   sockaddr_in served{};
   socklen_t size = sizeof served;
-  getsockname(listener, reinterpret_cast<sockaddr*>(&served), &size);
+  getsockname(options.listeners.front().get(), reinterpret_cast<sockaddr*>(&served), &size);
   static http::Server& server = *new http::Server(echo, std::move(options));
   static_cast<void>(server);
   return served;
@@ -68,21 +67,19 @@ class Connection {
     sockaddr_in own{};
     own.sin_family = AF_INET;
     own.sin_addr.s_addr = htonl((127U << 24) + 1 + ++host % 1000);
-    require(bind(socket_, reinterpret_cast<const sockaddr*>(&own), sizeof own) == 0,
+    require(bind(socket_.get(), reinterpret_cast<const sockaddr*>(&own), sizeof own) == 0,
             "all of 127/8 is this machine");
-    require(connect(socket_, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0,
+    require(connect(socket_.get(), reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0,
             "the server takes connections");
     const int yes = 1;
-    setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     const timeval patience{20, 0};
-    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   }
-  ~Connection() { close(socket_); }
-  Connection(const Connection&) = delete;
 
   void send(std::string_view text) {
     while (!text.empty()) {
-      const ssize_t sent = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
+      const ssize_t sent = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
       if (sent < 0 && errno != EINTR) return;  // the server reads no more; its answer says why
       text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
     }
@@ -98,10 +95,10 @@ class Connection {
       // The client closes its side only when nothing has arrived for a moment, because the server
       // answers a client that has closed its side only the request that it is working on.
       const timespec moment{0, 500'000};
-      pollfd readable{socket_, POLLIN, 0};
+      pollfd readable{socket_.get(), POLLIN, 0};
       if (sends && ppoll(&readable, 1, &moment, nullptr) <= 0)
-        sends = shutdown(socket_, SHUT_WR) != 0;
-      count = recv(socket_, buffer, sizeof buffer, 0);
+        sends = shutdown(socket_.get(), SHUT_WR) != 0;
+      count = recv(socket_.get(), buffer, sizeof buffer, 0);
       answer.text.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
       // The search's timer interrupts system calls by a signal.
     } while (count > 0 || (count < 0 && errno == EINTR));
@@ -111,14 +108,17 @@ class Connection {
   }
 
  private:
-  const int socket_;
+  const platform::Descriptor socket_;
 };
 
 // Removes the time of day, which differs between equal answers.
 std::string without_dates(std::string text) {
   constexpr std::string_view kDate = "\r\nDate: ";
-  for (std::size_t at = 0; (at = text.find(kDate, at)) != text.npos;)
+  std::size_t at = text.find(kDate);
+  while (at != text.npos) {
     text.erase(at, text.find("\r\n", at + 2) - at);
+    at = text.find(kDate, at);
+  }
   return text;
 }
 

@@ -5,6 +5,7 @@
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 
+#include "platform/descriptor.h"
 #include "platform/support/process_runner_test.h"
 
 namespace NKVRHVX20 {
@@ -81,11 +82,11 @@ TEST_P(ProcessRunner, AStuckHelperIsGivenUp) {
 std::string descriptors_of_a_program(bool kernel_closes_ranges) {
   const std::string helper =
       fs::path(SUPPORT_CLIENT).parent_path().parent_path() / "libexec/hvx-run";
-  int output[2];
-  EXPECT_EQ(pipe2(output, O_CLOEXEC), 0);
+  platform::Pipe output = platform::open_pipe();
+  EXPECT_TRUE(output.read_end);
   const pid_t child = fork();
   if (child == 0) {
-    dup2(output[1], STDOUT_FILENO);
+    dup2(output.write_end.get(), STDOUT_FILENO);
     for (const int extra : {3, 40}) dup2(STDIN_FILENO, extra);
     sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 0, 1),
@@ -98,15 +99,14 @@ std::string descriptors_of_a_program(bool kernel_closes_ranges) {
     execl(helper.c_str(), "hvx-run", "60", "/bin/ls", "ls", "/proc/self/fd", nullptr);
     _exit(1);
   }
-  close(output[1]);
+  output.write_end.close();
   std::string text;
   char buffer[256];
-  ssize_t count = read(output[0], buffer, sizeof buffer);
+  ssize_t count = read(output.read_end.get(), buffer, sizeof buffer);
   while (count > 0) {
     text.append(buffer, static_cast<std::size_t>(count));
-    count = read(output[0], buffer, sizeof buffer);
+    count = read(output.read_end.get(), buffer, sizeof buffer);
   }
-  close(output[0]);
   waitpid(child, nullptr, 0);
   return text;
 }

@@ -9,6 +9,7 @@
 
 #include <cstring>
 
+#include "platform/descriptor.h"
 #include "platform/support/log_text.h"
 #include "platform/support/support_test.h"
 
@@ -26,18 +27,18 @@ class FakeJournal {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, path.c_str());
-    if (bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) std::abort();
+    if (bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+      std::abort();
   }
-  ~FakeJournal() { close(socket_); }
   // The next datagram; empty when there is none.
   std::string receive() const {
     char text[2 * kLogLineLimit];
-    const ssize_t size = recv(socket_, text, sizeof text, MSG_DONTWAIT);
+    const ssize_t size = recv(socket_.get(), text, sizeof text, MSG_DONTWAIT);
     return {text, size > 0 ? static_cast<std::size_t>(size) : 0};
   }
 
  private:
-  int socket_;
+  platform::Descriptor socket_;
 };
 
 class LogDestinationTest : public testing::Test {
@@ -89,12 +90,11 @@ TEST_F(LogDestinationTest, IsRenamedAtTheLimitExactly) {
 TEST_F(LogDestinationTest, IsLeftWhereItIsWhileAnotherHasTheLock) {
   write_file(log_, "");
   fs::resize_file(log_, kLogFileLimit);
-  const int other = open(log_.c_str(), O_RDONLY | O_CLOEXEC);
-  ASSERT_EQ(flock(other, LOCK_SH), 0);
+  const platform::Descriptor other(open(log_.c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(flock(other.get(), LOCK_SH), 0);
   write_line("line");
   EXPECT_FALSE(fs::exists(log_ + ".1"));
   EXPECT_GT(fs::file_size(log_), static_cast<std::uintmax_t>(kLogFileLimit));
-  close(other);
 }
 
 TEST_F(LogDestinationTest, TheJournalTakesWhatCannotBeOpened) {
@@ -182,12 +182,12 @@ TEST_F(LogDestinationTest, KeepsNoDescriptorOfWhatIsNoFile) {
   write_elsewhere(folder_.path(), 0, "text");
   LogDestination pipe(folder_ / "pipe", journal_path_);
   ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
-  const int reader = open((folder_ / "pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  platform::Descriptor reader(open((folder_ / "pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   pipe.write(0, "text");
   char text[100];
-  EXPECT_GT(read(reader, text, sizeof text), 0);
-  EXPECT_EQ(read(reader, text, sizeof text), 0) << "its reader sees the end";
-  close(reader);
+  EXPECT_GT(read(reader.get(), text, sizeof text), 0);
+  EXPECT_EQ(read(reader.get(), text, sizeof text), 0) << "its reader sees the end";
+  reader.close();
   EXPECT_EQ(open_descriptors(), before);
 }
 

@@ -20,6 +20,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/descriptor.h"
+
 namespace NKVRHVX20 {
 
 // A folder that goes with its owner.
@@ -72,25 +74,24 @@ inline std::string shell(const std::string& command) {
 // whatever is set for SIGCHLD.
 template <typename Function>
 std::string in_child(Function function) {
-  int ends[2];
-  if (pipe(ends) != 0) std::abort();
+  platform::Pipe pipe = platform::open_pipe();
+  if (!pipe.read_end) std::abort();
   const pid_t child = fork();
   if (child == 0) {
-    close(ends[0]);
-    const int out = fcntl(ends[1], F_DUPFD_CLOEXEC, 100);
-    close(ends[1]);
+    pipe.read_end.close();
+    const int out = fcntl(pipe.write_end.get(), F_DUPFD_CLOEXEC, 100);
+    pipe.write_end.close();
     const std::string result = function();
     _exit(write(out, result.data(), result.size()) == static_cast<ssize_t>(result.size()) ? 0 : 1);
   }
-  close(ends[1]);
+  pipe.write_end.close();
   std::string result;
   char buffer[4096];
-  ssize_t count = read(ends[0], buffer, sizeof buffer);
+  ssize_t count = read(pipe.read_end.get(), buffer, sizeof buffer);
   while (count != 0) {
     if (count > 0) result.append(buffer, static_cast<std::size_t>(count));
-    count = read(ends[0], buffer, sizeof buffer);
+    count = read(pipe.read_end.get(), buffer, sizeof buffer);
   }
-  close(ends[0]);
   while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
   return result;

@@ -21,6 +21,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/descriptor.h"
 #include "tests/faults/broker_calls.h"
 #include "tests/small_stack.h"
 
@@ -323,9 +324,8 @@ void World::expect_clock_off_by(std::int64_t seconds) const {
 void World::expect_log_unlocked() const {
   const fs::path log_file = place("/log/diagnostics.log");
   if (!fs::is_regular_file(log_file)) return;
-  const int file = open(log_file.c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(flock(file, LOCK_EX | LOCK_NB), 0) << "the log file is locked";
-  close(file);
+  const platform::Descriptor file(open(log_file.c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(flock(file.get(), LOCK_EX | LOCK_NB), 0) << "the log file is locked";
 }
 
 void World::expect_well(const std::vector<std::string>& earlier_records) {
@@ -355,13 +355,12 @@ void in_child(const std::function<void()>& work, int seconds) {
     std::fflush(nullptr);
     _exit(testing::Test::HasFailure() ? 1 : 0);
   }
-  const int handle = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
-  pollfd end{handle, POLLIN, 0};
+  const platform::Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+  pollfd end{handle.get(), POLLIN, 0};
   if (poll(&end, 1, seconds * 1000) != 1) {
     ADD_FAILURE() << "it does not end";
     kill(child, SIGKILL);
   }
-  close(handle);
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_FALSE(WIFSIGNALED(status)) << "killed by signal " << WTERMSIG(status);

@@ -1,15 +1,13 @@
 // Plays every life and compares what happened with what has to happen, line by line.
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <ostream>
 
+#include "platform/spawn_plan.h"
 #include "tests/scripted/life.h"
 #include "tests/scripted/stage.h"
-
-extern char** environ;
 
 namespace scripted {
 
@@ -86,7 +84,7 @@ class Lives : public testing::TestWithParam<Chosen> {
     char* arguments[] = {program.data(), filter.data(), output.data(), nullptr};
     pid_t process = 0;
     int status = -1;
-    EXPECT_EQ(posix_spawn(&process, program.c_str(), nullptr, nullptr, arguments, environ), 0);
+    EXPECT_EQ(platform::SpawnPlan().start(process, program.c_str(), arguments), 0);
     EXPECT_EQ(waitpid(process, &status, 0), process);
     EXPECT_EQ(status, 0);
     return true;

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "platform/descriptor.h"
 #include "platform/support/logger.h"
 #include "tests/scripted/script.h"
 
@@ -37,13 +38,13 @@ std::string joined(const std::vector<std::string>& arguments) {
 
 // Takes over the calls that were made since the last time. The lock is held.
 void take_calls(Recorder& the) {
-  const int file = open(the.calls.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return;
-  flock(file, LOCK_SH);
+  const platform::Descriptor file(open(the.calls.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) return;
+  flock(file.get(), LOCK_SH);
   std::uint64_t size = 0;
-  while (pread(file, &size, sizeof size, the.calls_read) == sizeof size) {
+  while (pread(file.get(), &size, sizeof size, the.calls_read) == sizeof size) {
     std::string arguments(size, '\0');
-    const auto got = pread(file, arguments.data(), size, the.calls_read + off_t{sizeof size});
+    const auto got = pread(file.get(), arguments.data(), size, the.calls_read + off_t{sizeof size});
     if (got != static_cast<ssize_t>(size)) break;
     the.calls_read += static_cast<off_t>(sizeof size + size);
     std::string line = "$ smartctl";
@@ -51,7 +52,6 @@ void take_calls(Recorder& the) {
       line += std::string(" ") + (arguments.data() + at);
     the.events.push_back({{}, line});
   }
-  close(file);
 }
 
 void note(std::string line) {
