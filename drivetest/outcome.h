@@ -1,0 +1,31 @@
+// What became of a test, told by the drive's own code.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "drivetest/drive.h"
+
+namespace drivetest {
+
+// Never Passed without a code that says so.
+enum class Outcome { Passed, Failed, Aborted, Unknown };
+
+std::string_view name_of(Outcome outcome);  // "passed" and so on
+std::optional<Outcome> outcome_named(std::string_view name);
+
+struct Verdict {
+  Outcome outcome = Outcome::Unknown;
+  std::string cause;  // in words, without full stop: "read failure", "aborted by the host"
+};
+
+// The code of a running test, in the status and in the log of ATA and SCSI drives; for NVMe, whose
+// unused rows have it, it is no result either.
+inline constexpr int kRunningCode = 15;
+
+// What a result code of the drive means, 0 to 15 (ATA: the upper half of the status byte). Not set
+// for kRunningCode and for what is no such code.
+std::optional<Verdict> verdict_of(Protocol protocol, int code);
+
+}  // namespace drivetest

@@ -1,0 +1,60 @@
+#include "drivetest/outcome.h"
+
+#include <gtest/gtest.h>
+
+namespace drivetest {
+namespace {
+
+// A letter for each code from 0 to 15: passed, failed, aborted, unknown, none.
+std::string outcomes_of(Protocol protocol) {
+  std::string letters;
+  for (int code = 0; code <= 15; ++code) {
+    const auto verdict = verdict_of(protocol, code);
+    letters += verdict ? name_of(verdict->outcome).front() : '-';
+    EXPECT_TRUE(!verdict || !verdict->cause.empty()) << code;
+  }
+  return letters;
+}
+
+TEST(Outcome, IsThatOfTheDrivesOwnCode) {
+  EXPECT_EQ(outcomes_of(Protocol::Ata), "paaffffffuuuuuu-");
+  EXPECT_EQ(outcomes_of(Protocol::Scsi), "paafffffuuuuuuu-");
+  EXPECT_EQ(outcomes_of(Protocol::Nvme), "paaaafffaauuuuu-");
+  EXPECT_EQ(outcomes_of(Protocol::Unknown), "----------------");
+}
+
+TEST(Outcome, OfWhatIsNoCodeIsNone) {
+  EXPECT_FALSE(verdict_of(Protocol::Ata, -1));
+  EXPECT_FALSE(verdict_of(Protocol::Ata, 16));
+  EXPECT_FALSE(verdict_of(Protocol::Nvme, 255));
+}
+
+TEST(Outcome, SaysWhichCodeHasNoMeaning) {
+  EXPECT_EQ(verdict_of(Protocol::Scsi, 8)->cause, "result code 8, which has no meaning");
+  EXPECT_EQ(verdict_of(Protocol::Ata, 7)->cause, "read failure");
+}
+
+TEST(Names, AreReadBack) {
+  for (const Outcome one : {Outcome::Passed, Outcome::Failed, Outcome::Aborted, Outcome::Unknown})
+    EXPECT_EQ(outcome_named(name_of(one)), one);
+  for (const TestKind kind : kTestKinds) EXPECT_EQ(test_kind_named(name_of(kind)), kind);
+  EXPECT_EQ(protocol_named("NVMe"), Protocol::Nvme);
+  EXPECT_FALSE(outcome_named("Passed"));
+  EXPECT_FALSE(test_kind_named("extended"));
+}
+
+TEST(Identity, IsWhatTheDriveSaysOfItself) {
+  Drive drive;
+  EXPECT_EQ(drive.identity(), "");
+  drive.model = "Example Disk 1";
+  EXPECT_EQ(drive.identity(), "");
+  drive.serial_number = "S1";
+  EXPECT_EQ(drive.identity(), "Example Disk 1\nS1");
+  drive.model = "Example\nDisk 1";
+  EXPECT_EQ(drive.identity(), "Example Disk 1\nS1");
+  drive.world_wide_name = "wwn-0x5000000000000001";
+  EXPECT_EQ(drive.identity(), "wwn-0x5000000000000001");
+}
+
+}  // namespace
+}  // namespace drivetest

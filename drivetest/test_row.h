@@ -1,0 +1,57 @@
+// A test of a drive as the history keeps it: begun here, or found in the drive's own log.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivetest/drive.h"
+#include "drivetest/look.h"
+#include "drivetest/outcome.h"
+
+namespace drivetest {
+
+using Time = std::chrono::sys_seconds;  // UTC
+
+// Who began the test.
+enum class Source {
+  Library,  // hddtest, through this library
+  Module,   // hddtest or an object manager, through the module
+  Other,    // somebody else, as far as the drive's log tells
+};
+
+// A row: everything that is known of one test of one drive. It is running as long as it has no
+// outcome.
+struct TestRow {
+  std::int64_t number = 0;  // the history's own, 0 before it is kept; grows with each row
+  std::string drive;        // Drive::identity()
+  std::string machine_id;   // of /etc/machine-id, lower case
+  std::string host_name;
+  Place place;  // at the time of the test
+
+  Source source = Source::Library;
+  std::optional<TestKind> kind;  // not set: a test by others that we cannot start
+  int test_code = 0;             // the drive's own; 0 where it is not known
+
+  // Nobody was there when a test of others began or ended: then these are not set, and `hours` of
+  // the log tells when it was.
+  std::optional<Time> started;
+  std::optional<Time> ended;                  // when it was seen to have ended
+  std::optional<Time> looked;                 // the last look that showed it running
+  std::optional<unsigned> remaining_percent;  // at that look
+  std::optional<Time> progressed;             // the first look that showed that percentage
+
+  std::optional<Outcome> outcome;
+  std::string cause;  // in words
+  std::optional<int> result_code;
+  std::optional<std::uint64_t> first_bad_block;
+  std::optional<unsigned> segment;
+  std::optional<std::uint64_t> hours;  // power-on hours that the log's entry has
+  std::optional<std::uint64_t> hours_at_start;
+  // The drive's log before the test began, to tell the test's own entry from older ones.
+  std::vector<LogEntry> log_before;
+};
+
+}  // namespace drivetest
