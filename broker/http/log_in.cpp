@@ -36,7 +36,7 @@ bool is_same(const Credentials& a, const Credentials& b) {
 
 }  // namespace
 
-LogIns::LogIns(const Limits& limits, Log log)
+LogIns::LogIns(const ServerLimits& limits, Log log)
     : log_(std::move(log)),
       penalties_(limits.delay, limits.longest_delay, limits.held_log_ins),
       thread_([this] { run(); }) {}

@@ -24,8 +24,8 @@
 #include "broker/http/address.h"
 #include "broker/http/clock.h"
 #include "broker/http/log.h"
-#include "broker/http/options.h"
 #include "broker/http/penalties.h"
+#include "broker/http/server_options.h"
 #include "broker/http/users.h"
 
 namespace broker::http {
@@ -43,7 +43,7 @@ class LogIns {
     std::function<bool()> has_gone;  // whether the answer is for nobody any more
   };
 
-  LogIns(const Limits& limits, Log log);
+  LogIns(const ServerLimits& limits, Log log);
   ~LogIns();
   LogIns(const LogIns&) = delete;
 

@@ -27,7 +27,7 @@ std::string line(const std::string& user, const std::string& password,
 class LogInsTest : public testing::Test {
  protected:
   explicit LogInsTest(milliseconds delay = minutes(10)) {
-    Limits limits;
+    ServerLimits limits;
     limits.delay = limits.longest_delay = delay;
     log_ins_.emplace(limits, [this](int, const std::string& text) {
       std::unique_lock guard(lock_);

@@ -104,13 +104,13 @@ bool Listener::make_room(int error) noexcept {
 }
 
 struct Server::State {
-  State(Handler handler, Options options) : shared(std::move(handler), std::move(options)) {}
+  State(Handler handler, ServerOptions options) : shared(std::move(handler), std::move(options)) {}
 
   Shared shared;
   std::thread thread;
 };
 
-Server::Server(Handler handler, Options options) {
+Server::Server(Handler handler, ServerOptions options) {
   std::vector<platform::Descriptor> sockets = std::move(options.listeners);
   state_ = std::make_unique<State>(std::move(handler), std::move(options));
   Shared& shared = state_->shared;

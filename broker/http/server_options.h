@@ -17,7 +17,7 @@ namespace broker::http {
 
 class OwnNames;  // own_names.h
 
-struct Limits {
+struct ServerLimits {
   std::size_t body = std::size_t{16} << 20;    // more is answered with 413
   std::size_t header = std::size_t{64} << 10;  // request line and fields; more: 431
   // Bodies of more than large_body bytes share the memory of `bodies` from their announcement to
@@ -61,12 +61,12 @@ struct Certificate {
   std::string key;
 };
 
-struct Options {
+struct ServerOptions {
   std::vector<platform::Descriptor> listeners;  // listening sockets (address.h)
   std::shared_ptr<Users> users;                 // null: everybody may do everything
   std::unique_ptr<Certificate> certificate;     // null: plain HTTP
   std::shared_ptr<OwnNames> own_names;          // null: requests for any Host are answered
-  Limits limits;
+  ServerLimits limits;
   Log log;
 };
 
