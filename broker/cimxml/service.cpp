@@ -7,8 +7,8 @@
 
 #include "broker/cimxml/contexts.h"
 #include "broker/cimxml/head.h"
+#include "broker/cimxml/http_error.h"
 #include "broker/cimxml/output.h"
-#include "broker/cimxml/refusal.h"
 #include "broker/cimxml/task.h"
 
 namespace broker::cimxml {
@@ -71,12 +71,12 @@ void respond(const Task& task) {
   text << "</" << element << "></SIMPLERSP>";
 }
 
-void refuse(Reply& reply, const Refusal& refusal) {
+void refuse(Reply& reply, const HttpError& error) {
   try {
     Reply::Headers headers;
-    if (refusal.error()) headers.emplace_back("CIMError", refusal.error());
-    if (refusal.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
-    reply.begin(refusal.http_status(), headers);
+    if (error.cim_error()) headers.emplace_back("CIMError", error.cim_error());
+    if (error.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
+    reply.begin(error.http_status(), headers);
   } catch (...) {
     // Nobody is left to be told.
   }
@@ -121,8 +121,8 @@ void Service::answer(const Call& call, Reply& reply) {
     output.finish();
   } catch (const Reply::Gone&) {
     // Nobody is left to be told.
-  } catch (const Refusal& refusal) {
-    refuse(reply, refusal);
+  } catch (const HttpError& error) {
+    refuse(reply, error);
   } catch (...) {
     // A result broke off, or there was no memory for the message itself.
     try {
