@@ -86,7 +86,7 @@ bool Listener::accept_one() noexcept {
 // many wait to be accepted.
 bool Listener::make_room(int error) noexcept {
   const auto now = std::chrono::steady_clock::now();
-  Places::Place* const gone = shared_.places.crowd_out();
+  ConnectionSlots::Slot* const gone = shared_.slots.crowd_out();
   if (gone) static_cast<Connection*>(gone->owner)->close();
   // After the close, since the log may need a descriptor too.
   if (now >= next_line_) {

@@ -126,8 +126,8 @@ TEST_F(Conversation, KernelKeepsLittleForAClient) {
   }
 }
 
-// A place that its client no longer needs is free, even while a handler still works for it.
-TEST_F(Limited, ClientThatGoesAwayDuringWorkLeavesItsPlace) {
+// A slot that its client no longer needs is free, even while a handler still works for it.
+TEST_F(Limited, ClientThatGoesAwayDuringWorkLeavesItsSlot) {
   std::promise<void> go_on;
   auto may_go_on = go_on.get_future().share();
   std::atomic<int> present = 0, told = 0, finished = 0;

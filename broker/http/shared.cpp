@@ -39,7 +39,7 @@ Shared::Shared(Handler answer, ServerOptions options)
       users(std::move(options.users)),
       tls(options.certificate ? std::make_shared<const TlsSettings>(*options.certificate)
                               : nullptr),
-      places(limits.unknown_connections, limits.known_connections),
+      slots(limits.unknown_connections, limits.known_connections),
       log_ins(limits, log),
       workers(limits.workers) {}
 

@@ -11,9 +11,9 @@
 #include <mutex>
 
 #include "broker/http/channel.h"
+#include "broker/http/connection_slots.h"
 #include "broker/http/log_in.h"
 #include "broker/http/loop.h"
-#include "broker/http/places.h"
 #include "broker/http/server_options.h"
 #include "broker/http/workers.h"
 
@@ -50,7 +50,7 @@ struct Shared {
 
   std::atomic<std::size_t> bodies = 0;  // bytes of large bodies, from announcement to reply
   // Used by the loop's thread alone.
-  Places places;
+  ConnectionSlots slots;
   std::uint64_t handshakes_round = 0;
   std::chrono::steady_clock::duration handshakes_time{0};  // of that round
 
