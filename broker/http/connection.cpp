@@ -117,10 +117,10 @@ void Connection::woken() noexcept {
       if (job_->log_in_is_held) slot_.has_work = false;
       if (!job_->log_in_is_answered) return;
       slot_.has_work = false;
-      if (job_->log_in == LogIns::Answer::Admitted) {
+      if (job_->log_in == LogIns::Admission::Admitted) {
         become_known();
       } else {
-        refusal_ = job_->log_in == LogIns::Answer::Refused ? wrong_log_in() : busy();
+        refusal_ = job_->log_in == LogIns::Admission::Refused ? wrong_log_in() : busy();
       }
       admitted();
     } else if (stage_ == Stage::Work) {

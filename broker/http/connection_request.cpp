@@ -127,9 +127,9 @@ void Connection::admit() {
 bool Connection::ask(const Credentials& credentials) {
   // Made before it counts as in hand: there may be no memory for it.
   const LogIns::Asker asker{.answer =
-                                [job = job_](LogIns::Answer answer) {
+                                [job = job_](LogIns::Admission answer) {
                                   Shared& shared = job->connection->shared_;
-                                  if (answer == LogIns::Answer::Held) {
+                                  if (answer == LogIns::Admission::Held) {
                                     job->log_in_is_held = true;
                                     return shared.loop.wake(*job->connection);
                                   }

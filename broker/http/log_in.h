@@ -34,12 +34,12 @@ namespace broker::http {
 class LogIns {
  public:
   // busy: not looked at, and the client may come again. held: refused later.
-  enum class Answer { Admitted, Refused, Busy, Held };
+  enum class Admission { Admitted, Refused, Busy, Held };
 
   // Who asks. What is given here may be called on any thread; it must neither block nor throw, nor
   // call this object.
   struct Asker {
-    std::function<void(Answer)> answer;
+    std::function<void(Admission)> answer;
     std::function<bool()> has_gone;  // whether the answer is for nobody any more
   };
 
@@ -68,7 +68,7 @@ class LogIns {
     Time came;
     std::vector<Asker> askers;
 
-    void answer(Answer answer) const {
+    void answer(Admission answer) const {
       for (const Asker& asker : askers) asker.answer(answer);
     }
     bool is_for_nobody() const {
