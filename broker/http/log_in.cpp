@@ -195,15 +195,15 @@ void LogIns::refuse(const Waiting& waiting) {
   waiting.answer(Admission::Held);
   ++held_;
   try {
-    clock_.after(std::max(left, std::chrono::milliseconds(0)), std::move(answer));
+    timer_.after(std::max(left, std::chrono::milliseconds(0)), std::move(answer));
   } catch (const std::exception&) {
     --held_;
     throw;
   }
   // In a flood answers go earlier, but no more passwords are checked.
-  if (held_ > kMostHeld) clock_.hurry_next();
+  if (held_ > kMostHeld) timer_.hurry_next();
   const std::lock_guard guard(lock_);
-  if (ending_) clock_.hurry();
+  if (ending_) timer_.hurry();
 }
 
 // Made-up names must not fill the log: they are counted after a few lines in a second.
@@ -228,7 +228,7 @@ void LogIns::end() {
   {
     const std::lock_guard guard(lock_);
     ending_ = true;
-    clock_.hurry();
+    timer_.hurry();
   }
   changed_.notify_all();
 }

@@ -22,10 +22,10 @@
 #include <vector>
 
 #include "broker/http/address.h"
-#include "broker/http/clock.h"
 #include "broker/http/log.h"
 #include "broker/http/penalties.h"
 #include "broker/http/server_options.h"
+#include "broker/http/timer.h"
 #include "broker/http/users.h"
 
 namespace broker::http {
@@ -101,7 +101,7 @@ class LogIns {
   unsigned logged_ = 0;
   std::atomic<unsigned> unlogged_ = 0;
   std::atomic<std::size_t> held_ = 0;
-  Clock clock_;
+  Timer timer_;
   std::thread thread_;
 };
 
