@@ -8,7 +8,7 @@
 #include "broker/cimxml/contexts.h"
 #include "broker/cimxml/head.h"
 #include "broker/cimxml/http_error.h"
-#include "broker/cimxml/output.h"
+#include "broker/cimxml/reply_stream.h"
 #include "broker/cimxml/task.h"
 
 namespace broker::cimxml {
@@ -44,13 +44,13 @@ void carry_out(const Task& task) {
 
 // One SIMPLERSP. An error takes the place of all that was written of the result.
 void respond(const Task& task) {
-  Output& output = task.output;
+  ReplyStream& output = task.output;
   Text& text = output.text();
   const std::string_view element = task.asked.intrinsic ? "IMETHODRESPONSE" : "METHODRESPONSE";
   text << "<SIMPLERSP><" << element << " NAME=\"";
   text.attribute(task.asked.name);
   text << "\">";
-  const Output::Mark start = output.mark();
+  const ReplyStream::Mark start = output.mark();
   const auto fail = [&](const Error& error) {
     output.take_back(start);
     write_error(text, error);
@@ -96,7 +96,7 @@ Service::Service(ObjectManager& manager, const Limits& limits)
 Service::~Service() = default;
 
 void Service::answer(const Call& call, Reply& reply) {
-  Output output(reply);
+  ReplyStream output(reply);
   try {
     check_head(call);
     Allowance allowance{limits_.depth, limits_.elements};
