@@ -5,6 +5,7 @@
 
 #include "platform/digits.h"
 #include "platform/local_time.h"
+#include "platform/words.h"
 
 namespace broker {
 namespace {
@@ -56,7 +57,7 @@ bool valid(std::string_view text, const std::array<Field, N>& fields) {
     // Microseconds alone may lose digits from the right.
     const std::size_t digits = field.size == 6 ? part.find('*') : std::string_view::npos;
     const std::string_view head = part.substr(0, digits);
-    if (head.find_first_not_of("0123456789") != std::string_view::npos) return false;
+    if (!platform::only_digits(head)) return false;
     if (!stars(part.substr(head.size()))) return false;
     if (!significant && !offset) return false;
     if (head.size() < part.size()) {

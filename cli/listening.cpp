@@ -10,6 +10,8 @@
 #include <sstream>
 #include <vector>
 
+#include "platform/words.h"
+
 namespace cli {
 namespace {
 
@@ -76,7 +78,7 @@ std::string who_listens(const Address& address, const fs::path& proc) {
   for (fs::directory_iterator entry(proc, error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string number = entry->path().filename();
-    if (number.find_first_not_of("0123456789") != number.npos) continue;
+    if (!platform::only_digits(number)) continue;
     if (!holds_one(entry->path(), sockets)) continue;
     std::ifstream stream(entry->path() / "comm");
     std::string name;

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "model/contract.h"
+#include "platform/words.h"
 
 namespace ovk_cimple {
 namespace {
@@ -288,11 +289,10 @@ TEST(Invoke, PassesTheTargetTheParametersAndTheReturnValue) {
 TEST(Invoke, ReachesEveryMethodByItsNameInAnyCase) {
   RecordingProvider provider;
   for (const MetaClass* method : Service::static_meta_class.methods) {
-    std::string name = method->name;
-    for (char& character : name) character = static_cast<char>(std::tolower(character));
-    MetaClass lower = *method;
-    lower.name = name.c_str();
-    const auto record = Ref<>::adopt(create(lower));
+    const std::string name = platform::lower(method->name);
+    MetaClass in_lower_case = *method;
+    in_lower_case.name = name.c_str();
+    const auto record = Ref<>::adopt(create(in_lower_case));
     EXPECT_EQ(Service::invoke(provider, nullptr, record.get()), 7);
     EXPECT_EQ(provider.called, method->name);
     EXPECT_EQ(provider.arguments.size(), method->properties.size());

@@ -19,6 +19,20 @@ inline std::string lower(std::string text) {
   return text;
 }
 
+constexpr char upper(char letter) {
+  return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+}
+
+inline std::string upper(std::string text) {
+  for (char& letter : text) letter = upper(letter);
+  return text;
+}
+
+// Whether the text holds nothing but decimal digits. An empty text holds nothing else either.
+constexpr bool only_digits(std::string_view text) {
+  return text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 // Names of CIM, of HTTP fields and the like: equal but for case.
 constexpr bool same_name(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
@@ -43,12 +57,12 @@ constexpr std::string_view take_to(std::string_view& text, char separator) {
   return piece;
 }
 
-// Takes the first word from the front of the text, and the blanks before it. Empty where there is
-// none.
+// Takes the first word from the front of the text, and the blanks on both sides of it. Empty where
+// the text has no word.
 constexpr std::string_view take_word(std::string_view& text, std::string_view blanks = kBlanks) {
   text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
   const std::string_view word = text.substr(0, text.find_first_of(blanks));
-  text.remove_prefix(word.size());
+  text.remove_prefix(std::min(text.find_first_not_of(blanks, word.size()), text.size()));
   return word;
 }
 

@@ -14,6 +14,18 @@ TEST(SameName, IsBlindToTheCaseOfAsciiAlone) {
   EXPECT_FALSE(same_name("\xC3\x84", "\xC3\xA4"));  // the letter A with dots, in both cases
 }
 
+TEST(Case, IsThatOfAsciiAlone) {
+  EXPECT_EQ(lower("aZ@[\xC3\x84"), "az@[\xC3\x84");
+  EXPECT_EQ(upper("zA`{\xC3\xA4"), "ZA`{\xC3\xA4");
+}
+
+TEST(OnlyDigits, AreDecimal) {
+  EXPECT_TRUE(only_digits("0123456789"));
+  EXPECT_TRUE(only_digits(""));
+  for (const char* const text : {"1 ", "-1", "1.5", "0x1", "/", ":", "\xD9\xA1"})
+    EXPECT_FALSE(only_digits(text)) << text;
+}
+
 TEST(Trim, TakesBlanksFromBothEnds) {
   EXPECT_EQ(trim(" \ta b\r\n"), "a b");
   EXPECT_EQ(trim("a"), "a");
@@ -32,11 +44,12 @@ TEST(TakeTo, TakesTheSeparatorToo) {
   EXPECT_EQ(take_to(text, ','), "");
 }
 
-TEST(TakeWord, TakesTheBlanksBeforeIt) {
+TEST(TakeWord, TakesTheBlanksOnBothSides) {
   std::string_view text = " one\t two ";
   EXPECT_EQ(take_word(text), "one");
-  EXPECT_EQ(text, "\t two ");
+  EXPECT_EQ(text, "two ");
   EXPECT_EQ(take_word(text), "two");
+  EXPECT_EQ(text, "");
   EXPECT_EQ(take_word(text), "");
   EXPECT_EQ(text, "");
 }

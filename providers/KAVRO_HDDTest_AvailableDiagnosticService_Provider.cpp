@@ -1,6 +1,5 @@
 #include "providers/KAVRO_HDDTest_AvailableDiagnosticService_Provider.h"
 
-#include <cctype>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -14,6 +13,7 @@
 #include "platform/framework/module_unit.h"
 #include "platform/framework/status.h"
 #include "platform/support/osspecific.h"
+#include "platform/words.h"
 #include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"
 #include "providers/log.h"
 
@@ -96,8 +96,7 @@ sint32 Provider::enum_associators(const Instance*, const char*, const char*, con
 sint32 Provider::enum_instances(const Class*, EnumHandler<Class>* handler) {
   log_entering(kProvider, "enum_instances");
   const std::string machine_type = TOSSpecific::GetMachineTypeFromID();
-  std::string bios = TOSSpecific::GetBiosID();
-  for (char& c : bios) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  const std::string bios = platform::upper(TOSSpecific::GetBiosID());
   log_trace("MT  =" + machine_type);
   static const std::vector<std::string> exclueMachine(discovery::kExcludedMachineTypes.begin(),
                                                       discovery::kExcludedMachineTypes.end());

@@ -54,19 +54,28 @@ def folder_of(source, root):
     return next(parent for parent in parents if parent in RULES)
 
 
-# Leaves, without includes of ours.
-ANYWHERE = ["platform/descriptor.h", "platform/digits.h", "platform/local_time.h",
-            "platform/spawn_plan.h", "platform/utf8.h", "platform/words.h", "platform/xml_reader.h"]
 ANYWHERE_IN_TESTS = ["tests/replaced_memory.h"]
 
 
+def leaves(root):
+    """The headers that every folder may include: those directly in platform/."""
+    return [str(header.relative_to(root)) for header in sorted((root / "platform").glob("*.h"))]
+
+
+def wrong_leaves(root):
+    for leaf in leaves(root):
+        for header in OURS.findall((root / leaf).read_text(encoding="utf-8")):
+            yield f"{leaf} includes {header}: every folder may include it, so it includes none of ours"
+
+
 def wrong_includes(root):
+    anywhere = leaves(root)
     for folder, allowed in RULES.items():
         for source in sorted((root / folder).rglob("*")):
             if source.suffix not in {".h", ".c", ".cpp", ".def"} or folder_of(source, root) != folder:
                 continue
             for header in OURS.findall(source.read_text(encoding="utf-8")):
-                places = [folder, *allowed, *ANYWHERE]
+                places = [folder, *allowed, *anywhere]
                 if source.stem.endswith("_test"):
                     places += ANYWHERE_IN_TESTS
                 if not inside(header, places) or inside(header, FORBIDDEN.get(folder, [])):
@@ -82,7 +91,7 @@ def wrong_libraries(program):
 
 def main():
     root = pathlib.Path(sys.argv[1])
-    faults = [*wrong_includes(root), *wrong_libraries(sys.argv[2])]
+    faults = [*wrong_leaves(root), *wrong_includes(root), *wrong_libraries(sys.argv[2])]
     print("\n".join(faults))
     return 1 if faults else 0
 

@@ -7,9 +7,9 @@
 
 namespace broker::cimxml {
 
-// Before the body is read. Throws HttpError.
+// Before the body is read. Throws Refusal.
 void check_head(const Call& call);
-// Throws HttpError (header-mismatch).
+// Throws Refusal (header-mismatch).
 void check_match(const Call& call, const Message& message);
 
 }  // namespace broker::cimxml

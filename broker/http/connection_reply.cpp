@@ -79,7 +79,7 @@ bool Connection::send() {
     const auto moved = channel_->write(std::string_view(out_).substr(sent_));
     sent_ += moved.count;
     if (moved.count != 0) continue;
-    slot_.has_work = false;  // the reply waits for its own client alone
+    place_.has_work = false;  // the reply waits for its own client alone
     shared_.loop.expire_at(*this, std::min(reply_end_, steady_clock::now() + shared_.limits.idle));
     return wait_for(moved.state);
   }
@@ -89,7 +89,7 @@ bool Connection::send() {
   }
   if (take_piece()) return true;
   if (!is_closed()) {
-    slot_.has_work = true;
+    place_.has_work = true;
     shared_.loop.want(*this, client_ended_ ? std::uint32_t{0} : EPOLLRDHUP);
     shared_.loop.expire_at(*this, reply_end_);
   }
@@ -109,7 +109,7 @@ void Connection::end_request() noexcept {
 }
 
 void Connection::end_of_reply() {
-  slot_.has_work = false;
+  place_.has_work = false;
   end_request();
   const bool ends = close_after_ || client_ended_ || shared_.is_ending();
   users_ = nullptr;

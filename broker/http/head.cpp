@@ -13,6 +13,7 @@
 namespace broker::http {
 namespace {
 
+using platform::only_digits;
 using platform::same_name;
 using platform::trim;
 
@@ -39,9 +40,7 @@ std::string declared_prefix(std::string_view man) {
       std::string_view value = take(declaration, ';');
       if (!same_name(take(value, '='), "ns")) continue;
       const std::string_view number = trim(value);
-      if (number.size() < 2 || number.size() > 9 ||
-          number.find_first_not_of("0123456789") != std::string_view::npos)
-        return "";
+      if (number.size() < 2 || number.size() > 9 || !only_digits(number)) return "";
       prefix = std::string(number) + "-";
     }
   }
@@ -207,6 +206,7 @@ std::optional<Credentials> basic_credentials(std::string_view authorization) {
   return Credentials{text->substr(0, colon), text->substr(colon + 1)};
 }
 
+// Decoded here, since none of the libraries that are linked reads %XX.
 std::string decode_escapes(std::string_view text) {
   std::string decoded;
   for (; !text.empty(); text.remove_prefix(1)) {

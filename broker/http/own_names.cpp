@@ -18,6 +18,7 @@
 namespace broker::http {
 namespace {
 
+using platform::only_digits;
 using platform::same_name;
 using platform::take_to;
 using platform::take_word;
@@ -56,10 +57,11 @@ std::optional<std::string> name_text(std::string_view text) {
 std::optional<std::string> host_of(std::string_view field) {
   const bool bracketed = field.starts_with('[');
   const std::size_t end = std::min(field.find(bracketed ? ']' : ':'), field.size());
-  if (bracketed && end == field.size()) return std::nullopt;  // the bracket is not closed
-  const std::string_view port = field.substr(bracketed ? end + 1 : end);  // with its colon
+  if (bracketed && end == field.size()) return std::nullopt;        // the bracket is not closed
+  std::string_view port = field.substr(bracketed ? end + 1 : end);  // with its colon
   if (!port.empty() && port.front() != ':') return std::nullopt;
-  if (port.find_first_not_of("0123456789", 1) != port.npos) return std::nullopt;
+  take_to(port, ':');
+  if (!only_digits(port)) return std::nullopt;
   if (bracketed) return address_text(field.substr(1, end - 1));
   const std::string_view host = field.substr(0, end);
   const auto address = address_text(host);
@@ -113,8 +115,8 @@ Names names_of_host(std::string_view host_name, std::string_view hosts_file) {
 OwnNames::OwnNames(const std::vector<std::string>& added)
     : OwnNames(added, {look_at_this_machine, std::chrono::steady_clock::now}) {}
 
-OwnNames::OwnNames(const std::vector<std::string>& added, Lookup machine)
-    : lookup_(std::move(machine)), present_(lookup_.look()), looked_(lookup_.now()) {
+OwnNames::OwnNames(const std::vector<std::string>& added, Machine machine)
+    : machine_(std::move(machine)), present_(machine_.look()), looked_(machine_.now()) {
   for (const std::string& host : added) {
     const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     auto own = address_text(bracketed ? host.substr(1, host.size() - 2) : host);
@@ -132,10 +134,10 @@ bool OwnNames::covers(std::string_view host) const {
   if (is_loopback(*asked) || added_.contains(*asked)) return true;
   const std::lock_guard guard(lock_);
   if (present_.contains(*asked)) return true;
-  const auto now = lookup_.now();
+  const auto now = machine_.now();
   if (now - looked_ < kBetweenLooks) return false;
   looked_ = now;
-  present_ = lookup_.look();
+  present_ = machine_.look();
   return present_.contains(*asked);
 }
 

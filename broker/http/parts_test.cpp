@@ -1,4 +1,4 @@
-// The small parts of the server: addresses, the timer and workers.
+// The small parts of the server: addresses, the clock and workers.
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "broker/http/address.h"
-#include "broker/http/timer.h"
+#include "broker/http/clock.h"
 #include "broker/http/workers.h"
 
 namespace broker::http {
@@ -58,44 +58,44 @@ TEST(Address, PortInUseIsSaid) {
   }
 }
 
-TEST(Timer, RunsWhatIsDueInItsOrder) {
+TEST(Clock, RunsWhatIsDueInItsOrder) {
   std::string order;
   std::promise<void> last;
-  Timer timer;
-  timer.after(milliseconds(30), [&] {
+  Clock clock;
+  clock.after(milliseconds(30), [&] {
     order += 'c';
     last.set_value();
   });
-  timer.after(milliseconds(20), [&] { order += 'b'; });
-  timer.after(milliseconds(0), [&] { order += 'a'; });
+  clock.after(milliseconds(20), [&] { order += 'b'; });
+  clock.after(milliseconds(0), [&] { order += 'a'; });
   last.get_future().wait();
   EXPECT_EQ(order, "abc");
 }
 
-TEST(Timer, HurryRunsEverythingOnce) {
+TEST(Clock, HurryRunsEverythingOnce) {
   int runs = 0;
   {
-    Timer timer;
-    timer.after(minutes(10), [&] { ++runs; });
-    timer.hurry();
+    Clock clock;
+    clock.after(minutes(10), [&] { ++runs; });
+    clock.hurry();
     EXPECT_EQ(runs, 1);
-    timer.after(minutes(10), [&] { ++runs; });
-    timer.hurry();
+    clock.after(minutes(10), [&] { ++runs; });
+    clock.hurry();
     EXPECT_EQ(runs, 2);
-    timer.after(minutes(10), [&] { ++runs; });
+    clock.after(minutes(10), [&] { ++runs; });
   }
-  EXPECT_EQ(runs, 2) << "what is not due is forgotten with the timer";
+  EXPECT_EQ(runs, 2) << "what is not due is forgotten with the clock";
 }
 
-TEST(Timer, HurriesWhatIsDueFirst) {
+TEST(Clock, HurriesWhatIsDueFirst) {
   std::string order;
-  Timer timer;
-  timer.after(minutes(20), [&] { order += 'b'; });
-  timer.after(minutes(10), [&] { order += 'a'; });
-  timer.hurry_next();
+  Clock clock;
+  clock.after(minutes(20), [&] { order += 'b'; });
+  clock.after(minutes(10), [&] { order += 'a'; });
+  clock.hurry_next();
   EXPECT_EQ(order, "a");
-  timer.hurry_next();
-  timer.hurry_next();
+  clock.hurry_next();
+  clock.hurry_next();
   EXPECT_EQ(order, "ab");
 }
 

@@ -7,11 +7,14 @@
 #include <map>
 #include <stdexcept>
 
+#include "platform/words.h"
+
 namespace scripted {
 
 namespace {
 
-constexpr char kBlanks[] = " \t";
+using platform::only_digits;
+using platform::take_word;
 
 struct Line {
   std::string where, text;
@@ -38,26 +41,17 @@ Lines read_lines(const std::filesystem::path& file) {
   int number = 0;
   for (std::string text; std::getline(stream, text);) {
     ++number;
-    const std::size_t begin = text.find_first_not_of(kBlanks);
+    const std::size_t begin = text.find_first_not_of(platform::kBlanks);
     if (begin == std::string::npos || text[begin] == '#') continue;
     lines.push_back({file.filename().string() + ":" + std::to_string(number), text.substr(begin)});
   }
   return lines;
 }
 
-// Takes the first word and the blanks behind it from the text.
-std::string take_word(std::string& text) {
-  const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
-  std::string word = text.substr(0, end);
-  const std::size_t next = text.find_first_not_of(kBlanks, end);
-  text.erase(0, next);
-  return word;
-}
-
-int number_of(const std::string& text) {
-  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos)
-    fail("\"" + text + "\" is no number");
-  return std::stoi(text);
+int number_of(std::string_view text) {
+  const std::string number(text);
+  if (number.empty() || !only_digits(number)) fail("\"" + number + "\" is no number");
+  return std::stoi(number);
 }
 
 class Reader {
@@ -85,8 +79,8 @@ class Reader {
 
   // Performs the statement at the index, and leaves the index at its last line.
   void statement(const Lines& lines, std::size_t& i, Variables& scope) {
-    std::string rest = lines[i].text;
-    const std::string word = take_word(rest);
+    std::string_view rest = lines[i].text;
+    const std::string word(take_word(rest));
     if (word.size() == 1 && std::string("><.01234").find(word) != std::string::npos) {
       life_.transcript.push_back(word + " " + expand(rest, scope));
     } else if (word == "$") {
@@ -117,7 +111,7 @@ class Reader {
       while (i + 1 < lines.size() && is_text(lines[i + 1].text)) inner.push_back(lines[++i]);
       define(texts_, rest, inner);
     } else if (word == "set") {
-      const std::string name = take_word(rest);
+      const std::string name(take_word(rest));
       scope[name] = single(rest, scope);
     } else if (word == "case") {
       if (take_word(rest) == case_name_) set_case(rest, scope);
@@ -140,8 +134,8 @@ class Reader {
     Lines inner;
     int depth = 1;
     while (++i < lines.size()) {
-      std::string rest = lines[i].text;
-      const std::string word = take_word(rest);
+      std::string_view rest = lines[i].text;
+      const std::string_view word = take_word(rest);
       if (word == "repeat" || word == "sequence") ++depth;
       if (word == "end" && --depth == 0) return inner;
       inner.push_back(lines[i]);
@@ -149,14 +143,14 @@ class Reader {
     fail("\"end\" is missing");
   }
 
-  static void define(std::map<std::string, Block>& blocks, std::string head, Lines lines) {
-    const std::string name = take_word(head);
+  static void define(std::map<std::string, Block>& blocks, std::string_view head, Lines lines) {
+    const std::string name(take_word(head));
     if (name.empty()) fail("a name is missing");
     if (!blocks.emplace(name, Block{words_of(head), std::move(lines)}).second)
       fail("\"" + name + "\" stands already");
   }
 
-  void set_case(const std::string& settings, Variables& scope) {
+  void set_case(std::string_view settings, Variables& scope) {
     scope["case"] = case_name_;
     for (const std::string& setting : words_of(settings)) {
       const std::size_t sign = setting.find('=');
@@ -165,7 +159,7 @@ class Reader {
     }
   }
 
-  void call(const std::string& line, const Variables& scope) {
+  void call(std::string_view line, const Variables& scope) {
     std::vector<std::string> words = words_of(line);
     if (words.empty() || words[0] != "smartctl") fail("the program has to be smartctl");
     Answer answer;
@@ -183,7 +177,7 @@ class Reader {
     return life_.answers.back();
   }
 
-  void play_sequence(const std::string& line, Variables& scope) {
+  void play_sequence(std::string_view line, Variables& scope) {
     std::vector<std::string> words = words_of(line);
     if (words.empty()) fail("a name is missing");
     const auto found = sequences_.find(words[0]);
@@ -203,14 +197,14 @@ class Reader {
     return inner;
   }
 
-  std::string single(const std::string& text, const Variables& scope) const {
+  std::string single(std::string_view text, const Variables& scope) const {
     const std::vector<std::string> words = words_of(text);
     if (words.size() != 1) fail("one value is wanted; put it in quotes");
     return expand(words[0], scope);
   }
 
   // Replaces escapes and ${...} in a piece of text. What is put in is not looked at again.
-  std::string expand(const std::string& text, const Variables& scope) const {
+  std::string expand(std::string_view text, const Variables& scope) const {
     std::string result;
     std::size_t at = 0;
     for (std::size_t begin = text.find("${"); begin != std::string::npos;
@@ -223,7 +217,7 @@ class Reader {
     return result + unescape(text.substr(at));
   }
 
-  static std::size_t end_of_reference(const std::string& text, std::size_t at) {
+  static std::size_t end_of_reference(std::string_view text, std::size_t at) {
     int depth = 0;
     for (; at < text.size(); ++at) {
       if (text.compare(at, 2, "${") == 0) ++depth;
@@ -232,7 +226,7 @@ class Reader {
     fail("\"}\" is missing");
   }
 
-  std::string value_of(const std::string& reference, const Variables& scope) const {
+  std::string value_of(std::string_view reference, const Variables& scope) const {
     std::vector<std::string> words = words_of(reference);
     if (words.empty()) fail("a name is missing in ${}");
     words[0] = expand(words[0], scope);
@@ -242,11 +236,12 @@ class Reader {
     const Variables inner = with_arguments(found->second, words, scope);
     std::string result;
     for (const Line& line : found->second.lines) {
-      std::string text = line.text;
+      std::string_view text = line.text;
       int times = 1;
-      if (text[0] == 'x') times = number_of(take_word(text).substr(1));
-      const bool whole = text[0] == '|';
-      text.erase(0, text.size() > 1 && text[1] == ' ' ? 2 : 1);
+      if (text.starts_with('x')) times = number_of(take_word(text).substr(1));
+      const bool whole = text.starts_with('|');
+      text.remove_prefix(std::min<std::size_t>(text.size(), 1));
+      if (text.starts_with(' ')) text.remove_prefix(1);
       const std::string piece = expand(text, inner) + (whole ? "\n" : "");
       for (int n = 0; n < times; ++n) result += piece;
     }
@@ -263,8 +258,10 @@ class Reader {
 
 std::vector<std::string> cases_of(const std::filesystem::path& file) {
   std::vector<std::string> names;
-  for (Line& line : read_lines(file))
-    if (take_word(line.text) == "case") names.push_back(take_word(line.text));
+  for (const Line& line : read_lines(file)) {
+    std::string_view text = line.text;
+    if (take_word(text) == "case") names.emplace_back(take_word(text));
+  }
   return names.empty() ? std::vector<std::string>{""} : names;
 }
 
@@ -281,7 +278,7 @@ Life read_life(const std::filesystem::path& file, const std::string& case_name) 
   return life;
 }
 
-std::string unescape(const std::string& text) {
+std::string unescape(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] != '\\') {
@@ -299,7 +296,7 @@ std::string unescape(const std::string& text) {
       result += '\\';
     } else if (kind == 'x' && i + 2 < text.size()) {
       std::size_t used = 0;
-      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), &used, 16));
+      result += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), &used, 16));
       if (used != 2) fail("\"\\x\" wants two hexadecimal digits");
       i += 2;
     } else {
@@ -328,7 +325,7 @@ std::string escape(const std::string& text) {
   return result;
 }
 
-std::vector<std::string> words_of(const std::string& line) {
+std::vector<std::string> words_of(std::string_view line) {
   std::vector<std::string> words;
   bool quoted = false, open = false;
   int braces = 0;

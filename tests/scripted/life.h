@@ -40,6 +40,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace scripted {
@@ -72,10 +73,10 @@ std::vector<std::string> cases_of(const std::filesystem::path& file);
 Life read_life(const std::filesystem::path& file, const std::string& case_name);
 
 // "\n", "\xNN" and so on to characters and back. The first throws std::runtime_error.
-std::string unescape(const std::string& text);
+std::string unescape(std::string_view text);
 std::string escape(const std::string& text);
 
 // Words of a line, see above, not yet unescaped.
-std::vector<std::string> words_of(const std::string& line);
+std::vector<std::string> words_of(std::string_view line);
 
 }  // namespace scripted

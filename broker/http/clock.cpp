@@ -1,12 +1,12 @@
-#include "broker/http/timer.h"
+#include "broker/http/clock.h"
 
 #include <utility>
 
 namespace broker::http {
 
-Timer::Timer() : thread_([this] { run(); }) {}
+Clock::Clock() : thread_([this] { run(); }) {}
 
-Timer::~Timer() {
+Clock::~Clock() {
   {
     const std::lock_guard guard(lock_);
     ending_ = true;
@@ -15,26 +15,26 @@ Timer::~Timer() {
   thread_.join();
 }
 
-void Timer::after(std::chrono::milliseconds delay, std::function<void()> what) {
+void Clock::after(std::chrono::milliseconds delay, std::function<void()> what) {
   const std::lock_guard guard(lock_);
   const auto added = due_.emplace(std::chrono::steady_clock::now() + delay, std::move(what));
   if (added == due_.begin()) changed_.notify_one();
 }
 
-void Timer::hurry() {
+void Clock::hurry() {
   const std::lock_guard guard(lock_);
   for (const auto& [when, what] : due_) what();
   due_.clear();
 }
 
-void Timer::hurry_next() {
+void Clock::hurry_next() {
   const std::lock_guard guard(lock_);
   if (due_.empty()) return;
   due_.begin()->second();
   due_.erase(due_.begin());
 }
 
-void Timer::run() {
+void Clock::run() {
   std::unique_lock guard(lock_);
   while (!ending_) {
     if (due_.empty()) {

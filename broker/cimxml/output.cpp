@@ -1,13 +1,13 @@
-#include "broker/cimxml/reply_stream.h"
+#include "broker/cimxml/output.h"
 
 namespace broker::cimxml {
 
-void ReplyStream::take_back(Mark mark) {
+void Output::take_back(Mark mark) {
   if (mark < written_) throw Broken();
   text_.cut(mark - written_);
 }
 
-void ReplyStream::write_out() {
+void Output::write_out() {
   if (!gone_) {
     try {
       if (!begun_) {
@@ -25,7 +25,7 @@ void ReplyStream::write_out() {
   if (gone_) throw Reply::Gone();
 }
 
-void ReplyStream::finish() {
+void Output::finish() {
   if (!gone_) write_out();
 }
 
