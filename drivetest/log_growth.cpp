@@ -1,0 +1,101 @@
+#include "drivetest/log_growth.h"
+
+#include <algorithm>
+
+namespace drivetest {
+
+namespace {
+
+using Log = std::vector<LogEntry>;
+
+bool is_running(const LogEntry& entry) { return entry.result_code == kRunningCode; }
+
+// Whether the log now is that of before under so many new rows. A log that was not full loses none.
+bool continues(const Log& before, const Log& now, std::size_t added) {
+  const std::size_t rest = now.size() - added;
+  if (rest > before.size()) return false;
+  if (rest < before.size() && now.size() != before.size()) return false;
+  return std::equal(now.begin() + static_cast<std::ptrdiff_t>(added), now.end(), before.begin());
+}
+
+// How many rows may have been added; every number that fits, the smallest first.
+std::vector<std::size_t> fitting(const Log& before, const Log& now) {
+  std::vector<std::size_t> numbers;
+  for (std::size_t added = 0; added <= now.size(); ++added)
+    if (continues(before, now, added)) numbers.push_back(added);
+  return numbers;
+}
+
+// Hours are 16 bits wide in ATA's log, whatever the drive's counter of power-on hours has.
+constexpr std::uint64_t kWrap = 1U << 16;
+// SCSI's stay there instead.
+constexpr std::uint64_t kLastScsiHour = kWrap - 1;
+
+bool can_have_ended_at(const OwnTest& test, std::uint64_t hours) {
+  if (!test.hours_at_start) return false;
+  const std::uint64_t begin = *test.hours_at_start;
+  switch (test.protocol) {
+    case Protocol::Nvme:
+      return hours >= begin && hours - begin <= test.most_hours;
+    case Protocol::Scsi:
+      if (hours == kLastScsiHour && begin + test.most_hours >= kLastScsiHour) return true;
+      [[fallthrough]];
+    default:
+      return (hours - begin) % kWrap <= test.most_hours;
+  }
+}
+
+}  // namespace
+
+LogGrowth growth_of(const Log& before, const Log& now) {
+  // A running test's row gives way to that of its result, or is left behind for ever and then
+  // still there.
+  const bool had_running = !before.empty() && is_running(before.front());
+  const bool is_left_behind =
+      had_running && std::find(now.begin(), now.end(), before.front()) != now.end();
+  const Log old(before.begin() + (had_running && !is_left_behind ? 1 : 0), before.end());
+  Log rows = now;
+  const bool has_running =
+      !rows.empty() && is_running(rows.front()) && (old.empty() || rows.front() != old.front());
+  if (has_running) rows.erase(rows.begin());
+
+  LogGrowth growth;
+  std::vector<std::size_t> numbers = fitting(old, rows);
+  // A full log shows one row less while its first is the running test's.
+  if (numbers.empty() && has_running && rows.size() + 1 == old.size())
+    numbers = fitting(Log(old.begin(), old.end() - 1), rows);
+  const bool has_overlap = !numbers.empty() && (old.empty() || numbers.front() < rows.size());
+  const std::size_t added = has_overlap ? numbers.front() : rows.size();
+  // That none of the old rows is left always fits; it is a doubt only if nothing else does.
+  const std::size_t doubts = has_overlap && !old.empty() && numbers.back() == rows.size() ? 1 : 0;
+  growth.is_certain = has_overlap && (added == rows.size() || numbers.size() - doubts == 1);
+  std::copy_if(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(added),
+               std::back_inserter(growth.added),
+               [](const LogEntry& row) { return !is_running(row); });
+  return growth;
+}
+
+OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
+  const auto is_of_its_kind = [&](const LogEntry& row) {
+    return !test.kind || row.kind == test.kind;
+  };
+  const auto oldest = std::find_if(growth.added.rbegin(), growth.added.rend(), is_of_its_kind);
+  if (growth.is_certain) {
+    if (oldest != growth.added.rend()) return {*oldest, ""};
+    return {std::nullopt, growth.added.empty()
+                              ? "the drive has written no entry in its log"
+                              : "the drive has written entries of other tests only"};
+  }
+  // Rows may have come and gone since: the hours must tell which is the test's.
+  std::vector<LogEntry> fitting;
+  for (const LogEntry& row : growth.added)
+    if (is_of_its_kind(row) && row.hours && can_have_ended_at(test, *row.hours))
+      fitting.push_back(row);
+  const bool agree = std::all_of(fitting.begin(), fitting.end(), [&](const LogEntry& row) {
+    return row.result_code == fitting.front().result_code;
+  });
+  if (!fitting.empty() && agree) return {fitting.back(), ""};
+  return {std::nullopt, "the drive's log does not tell which entry is this test's"};
+}
+
+}  // namespace drivetest

@@ -1,0 +1,49 @@
+// What has been added to a drive's self-test log between two looks, and which of it is the entry of
+// one's own test. Pure functions.
+//
+// A drive's log is a list of a few rows (ATA 21 or 19 per sector, SCSI and NVMe 20), the newest
+// first; a full one loses its oldest row with each new one. Rows have no number. So what was added
+// is told by where the rows of before go on: below the added ones. Some drives write no row for an
+// aborted test, some show the running test as the first row, some leave such a row behind for ever
+// when they lose power, and hours wrap, stand still or follow a clock of their own.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivetest/drive.h"
+#include "drivetest/look.h"
+#include "drivetest/outcome.h"
+
+namespace drivetest {
+
+struct LogGrowth {
+  std::vector<LogEntry> added;  // newest first, without rows of a running test
+  // Whether nothing else can have been added. Not so where a full log of equal rows may have got
+  // one more of the same, and where no row of before is left or the log has become shorter.
+  bool is_certain = true;
+};
+
+LogGrowth growth_of(const std::vector<LogEntry>& before, const std::vector<LogEntry>& now);
+
+// One's own test, which was started when the log was as before.
+struct OwnTest {
+  Protocol protocol = Protocol::Unknown;
+  std::optional<TestKind> kind;  // not set: any
+  std::optional<std::uint64_t> hours_at_start;
+  // How many hours after its start the test may have ended at most.
+  std::uint64_t most_hours = 0;
+};
+
+struct OwnEntry {
+  std::optional<LogEntry> entry;
+  std::string reason;  // why there is none, in words; may be empty with an entry
+};
+
+// The entry of the test among those that were added. With several of its kind it is the oldest,
+// for no other test can have begun before it. None in doubt.
+OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth);
+
+}  // namespace drivetest

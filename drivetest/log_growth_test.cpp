@@ -1,0 +1,152 @@
+#include "drivetest/log_growth.h"
+
+#include <gmock/gmock.h>
+
+namespace drivetest {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Log = std::vector<LogEntry>;
+
+LogEntry row(int code, std::uint64_t hours, TestKind kind = TestKind::Short) {
+  LogEntry entry;
+  entry.test_code = static_cast<int>(kind) + 1;
+  entry.kind = kind;
+  entry.result_code = code;
+  entry.hours = hours;
+  return entry;
+}
+
+LogEntry running(unsigned remaining, std::uint64_t hours = 100) {
+  LogEntry entry = row(kRunningCode, hours);
+  entry.remaining_percent = remaining;
+  return entry;
+}
+
+Log under(const LogEntry& first, Log log, std::size_t most = 21) {
+  log.insert(log.begin(), first);
+  if (log.size() > most) log.pop_back();
+  return log;
+}
+
+// A full log of rows that are all different, or all equal.
+Log full(bool equal = false, std::uint64_t newest = 90) {
+  Log log;
+  for (std::uint64_t i = 0; i < 21; ++i) log.push_back(row(0, equal ? newest : newest - i));
+  return log;
+}
+
+OwnEntry own(const Log& before, const Log& now, std::uint64_t start = 100,
+             Protocol protocol = Protocol::Ata) {
+  return own_entry({protocol, TestKind::Short, start, 10}, growth_of(before, now));
+}
+
+TEST(LogGrowth, IsWhatStandsAboveTheRowsOfBefore) {
+  const Log before = {row(0, 80), row(7, 70)};
+  EXPECT_THAT(growth_of(before, before).added, IsEmpty());
+  const LogGrowth growth = growth_of(before, under(row(1, 100), before));
+  EXPECT_THAT(growth.added, ElementsAre(row(1, 100)));
+  EXPECT_TRUE(growth.is_certain);
+  EXPECT_THAT(growth_of({}, before).added, ElementsAre(row(0, 80), row(7, 70)));
+  EXPECT_TRUE(growth_of({}, before).is_certain);
+}
+
+TEST(LogGrowth, OfAFullLogLosesTheOldestRow) {
+  const LogGrowth growth = growth_of(full(), under(row(0, 100), full()));
+  EXPECT_THAT(growth.added, ElementsAre(row(0, 100)));
+  EXPECT_TRUE(growth.is_certain);
+  EXPECT_TRUE(growth_of(full(), full()).is_certain);
+}
+
+TEST(LogGrowth, OfAFullLogOfEqualRowsIsNotCertain) {
+  EXPECT_FALSE(growth_of(full(true), full(true)).is_certain);
+  const LogGrowth growth = growth_of(full(true), under(row(7, 100), full(true)));
+  EXPECT_THAT(growth.added, ElementsAre(row(7, 100)));
+  EXPECT_FALSE(growth.is_certain) << "one of the equal rows may be new, too";
+  EXPECT_EQ(own(full(true), under(row(7, 100), full(true))).entry, row(7, 100));
+}
+
+TEST(LogGrowth, OfALogOfEqualRowsThatIsNotFullIsToldByItsLength) {
+  const Log before = {row(0, 80), row(0, 80)};
+  const LogGrowth growth = growth_of(before, under(row(0, 80), before));
+  EXPECT_THAT(growth.added, ElementsAre(row(0, 80)));
+  EXPECT_TRUE(growth.is_certain);
+}
+
+TEST(LogGrowth, HasNoRunningTest) {
+  const Log before = {row(0, 80)};
+  EXPECT_THAT(growth_of(before, under(running(90), before)).added, IsEmpty());
+  EXPECT_THAT(growth_of(under(running(90), before), under(running(10), before)).added, IsEmpty());
+  const LogGrowth ended = growth_of(under(running(10), before), under(row(0, 100), before));
+  EXPECT_THAT(ended.added, ElementsAre(row(0, 100)));
+  EXPECT_TRUE(ended.is_certain);
+  EXPECT_TRUE(growth_of(full(), under(running(90), full())).is_certain);
+  EXPECT_THAT(growth_of(under(running(10), full()), under(row(0, 100), full())).added,
+              ElementsAre(row(0, 100)));
+}
+
+TEST(LogGrowth, LeavesARowAloneThatALossOfPowerLeftBehind) {
+  const Log before = {running(60, 50), row(0, 40)};
+  EXPECT_THAT(growth_of(before, before).added, IsEmpty());
+  const LogGrowth growth = growth_of(before, under(row(7, 100), before));
+  EXPECT_THAT(growth.added, ElementsAre(row(7, 100)));
+  EXPECT_TRUE(growth.is_certain);
+  EXPECT_THAT(growth_of(before, under(running(60, 50), before)).added, IsEmpty());
+}
+
+TEST(LogGrowth, OfALogWithoutAnyRowOfBeforeIsNotCertain) {
+  const Log later = {row(0, 500), row(0, 400)};
+  EXPECT_FALSE(growth_of({row(0, 80), row(0, 70)}, later).is_certain);
+  EXPECT_FALSE(growth_of({row(0, 80), row(0, 70), row(0, 60)}, later).is_certain);
+  EXPECT_FALSE(growth_of({row(0, 80), row(0, 70)}, {row(0, 80)}).is_certain);
+}
+
+TEST(OwnEntry, IsTheOnlyNewOneOfItsKindWhateverItsHours) {
+  const Log before = {row(0, 80)};
+  EXPECT_EQ(own(before, under(row(7, 4660), before)).entry, row(7, 4660));
+  EXPECT_FALSE(own(before, before).entry);
+  EXPECT_EQ(own(before, before).reason, "the drive has written no entry in its log");
+}
+
+TEST(OwnEntry, IsTheOldestOfItsKindAmongSeveral) {
+  const Log before = {row(0, 80)};
+  const Log now = under(row(0, 101), under(row(1, 100), before));
+  EXPECT_EQ(own(before, now).entry, row(1, 100));
+  const Log other = under(row(0, 101, TestKind::Long), before);
+  EXPECT_FALSE(own(before, other).entry);
+  EXPECT_EQ(own(before, other).reason, "the drive has written entries of other tests only");
+  EXPECT_EQ(own(before, under(row(7, 102), other)).entry, row(7, 102));
+}
+
+TEST(OwnEntry, IsToldByItsHoursWhereAllRowsAreNew) {
+  Log later;
+  for (std::uint64_t i = 0; i < 21; ++i) later.push_back(row(0, 500 - i * 20));
+  EXPECT_EQ(own(full(), later, 95).entry, row(0, 100));
+  EXPECT_FALSE(own(full(), later, 70).entry);
+  later.back().result_code = 7;
+  EXPECT_EQ(own(full(), later, 95).entry->result_code, 7);
+  later[19] = row(0, 101);
+  EXPECT_FALSE(own(full(), later, 95).entry) << "two of unlike results fit";
+}
+
+TEST(OwnEntry, IsFoundWhereHoursWrapOrStandStill) {
+  Log later;
+  for (std::uint64_t i = 0; i < 20; ++i) later.push_back(row(0, 1000 - i * 20));
+  later.push_back(row(7, 4));
+  EXPECT_EQ(own(full(), later, 65530).entry, row(7, 4));
+  EXPECT_EQ(own(full(), later, 65530 + 65536).entry, row(7, 4));
+  EXPECT_FALSE(own(full(), later, 65530, Protocol::Nvme).entry);
+  later.back() = row(7, 65535);
+  EXPECT_EQ(own(full(), later, 70000, Protocol::Scsi).entry, row(7, 65535));
+  EXPECT_FALSE(own(full(), later, 300, Protocol::Scsi).entry);
+}
+
+TEST(OwnEntry, OfAFullLogOfEqualRowsIsNone) {
+  EXPECT_FALSE(own(full(true, 100), full(true, 100)).entry);
+  EXPECT_EQ(own(full(true, 100), full(true, 100)).reason,
+            "the drive's log does not tell which entry is this test's");
+}
+
+}  // namespace
+}  // namespace drivetest
