@@ -1,0 +1,164 @@
+#include "drivetest/progress.h"
+
+#include <gtest/gtest.h>
+
+namespace drivetest {
+namespace {
+
+using std::chrono::hours;
+using std::chrono::minutes;
+
+constexpr Time kStart{std::chrono::seconds(1'700'000'000)};
+
+LogEntry entry(int code, TestKind kind = TestKind::Short) {
+  LogEntry entry;
+  entry.test_code = static_cast<int>(kind) + 1;
+  entry.kind = kind;
+  entry.result_code = code;
+  entry.hours = 100;
+  return entry;
+}
+
+Look idle(Protocol protocol = Protocol::Ata, std::optional<int> status = 0) {
+  Look look;
+  look.drive.protocol = protocol;
+  look.drive.world_wide_name = "wwn-0x5000000000000001";
+  look.drive.place.device = "/dev/sda";
+  look.has_log = true;
+  look.power_on_hours = 100;
+  if (protocol == Protocol::Ata) look.status_code = status;
+  return look;
+}
+
+Look running(unsigned remaining, Protocol protocol = Protocol::Ata,
+             std::optional<TestKind> kind = {}) {
+  Look look = idle(protocol, kRunningCode);
+  look.running = RunningTest{kind, remaining};
+  return look;
+}
+
+TestRow begun(TestKind kind = TestKind::Short) {
+  TestRow row;
+  row.kind = kind;
+  row.started = kStart;
+  row.hours_at_start = 100;
+  return row;
+}
+
+// After a look that showed it running.
+TestRow seen(unsigned remaining = 90) {
+  return progress_of(begun(), running(remaining), {}, kStart + minutes(1), {}).row;
+}
+
+Finding found(const TestRow& row, const Look& look, const std::vector<LogEntry>& added = {},
+              Circumstances circumstances = {true, false}) {
+  return progress_of(row, look, {added, true}, kStart + minutes(5), circumstances);
+}
+
+TEST(Progress, OfATestThatRunsIsKept) {
+  const TestRow row = found(seen(90), running(40)).row;
+  EXPECT_FALSE(row.outcome);
+  EXPECT_EQ(row.remaining_percent, 40);
+  EXPECT_EQ(row.looked, kStart + minutes(5));
+  EXPECT_EQ(row.progressed, kStart + minutes(5));
+  EXPECT_EQ(found(seen(90), running(90)).row.progressed, kStart + minutes(1));
+}
+
+TEST(Progress, EndsByTheTestsOwnEntry) {
+  LogEntry failure = entry(7);
+  failure.first_bad_block = 4711;
+  failure.segment = 2;
+  const Finding finding = found(seen(), idle(Protocol::Ata, 7), {failure}, {});
+  EXPECT_EQ(finding.row.outcome, Outcome::Failed);
+  EXPECT_EQ(finding.row.cause, "read failure");
+  EXPECT_EQ(finding.row.result_code, 7);
+  EXPECT_EQ(finding.row.first_bad_block, 4711);
+  EXPECT_EQ(finding.row.segment, 2);
+  EXPECT_EQ(finding.row.hours, 100);
+  EXPECT_EQ(finding.row.ended, kStart + minutes(5));
+  EXPECT_FALSE(finding.row.remaining_percent);
+  EXPECT_EQ(finding.entry, failure);
+}
+
+TEST(Progress, EndsByItsEntryWhileAnotherTestRuns) {
+  EXPECT_EQ(found(seen(), running(90), {entry(1)}).row.outcome, Outcome::Aborted);
+}
+
+TEST(Progress, OfWhatIsNeitherRunningNorWrittenNeedsASecondLook) {
+  const Finding first = found(seen(), idle(), {}, {});
+  EXPECT_TRUE(first.look_again);
+  EXPECT_FALSE(first.row.outcome);
+  EXPECT_FALSE(found(seen(), idle()).look_again);
+}
+
+TEST(Progress, EndsByAtasStatusOnlyAfterALookThatShowedItRunning) {
+  EXPECT_EQ(found(seen(), idle()).row.outcome, Outcome::Passed);
+  EXPECT_EQ(found(seen(), idle(Protocol::Ata, 7)).row.outcome, Outcome::Failed);
+  EXPECT_EQ(found(seen(), idle(Protocol::Ata, 7)).row.result_code, 7);
+  const TestRow unseen = found(begun(), idle()).row;
+  EXPECT_EQ(unseen.outcome, Outcome::Unknown);
+  EXPECT_EQ(unseen.cause,
+            "no look showed the test running, and the drive has written no entry in its log");
+  EXPECT_FALSE(unseen.result_code);
+}
+
+TEST(Progress, IsNotToldByAStatusThatAnotherTestMayHaveSet) {
+  const TestRow row = found(seen(), idle(), {entry(0, TestKind::Long)}).row;
+  EXPECT_EQ(row.outcome, Outcome::Unknown);
+  EXPECT_EQ(row.cause, "the drive has written entries of other tests only");
+  EXPECT_EQ(progress_of(seen(), idle(), {{}, false}, kStart, {true, false}).row.outcome,
+            Outcome::Unknown);
+}
+
+TEST(Progress, WithoutEntryOrStatusEndsUnknownAndNeverPassed) {
+  for (const Protocol protocol : {Protocol::Scsi, Protocol::Nvme}) {
+    TestRow row = found(begun(), running(50, protocol, TestKind::Short)).row;
+    EXPECT_FALSE(row.outcome);
+    EXPECT_EQ(found(row, idle(protocol)).row.outcome, Outcome::Unknown);
+    EXPECT_EQ(found(row, idle(protocol), {}, {true, true}).row.outcome, Outcome::Aborted);
+  }
+  Look look = idle(Protocol::Scsi);
+  look.has_log = false;
+  EXPECT_EQ(found(begun(), look, {entry(0)}).row.outcome, Outcome::Unknown);
+}
+
+TEST(Progress, TellsAnotherTestThatRunsNow) {
+  EXPECT_EQ(found(seen(10), running(90)).row.outcome, Outcome::Unknown);
+  EXPECT_FALSE(found(seen(80), running(90)).row.outcome);
+  EXPECT_EQ(found(begun(), running(90, Protocol::Nvme, TestKind::Long)).row.outcome,
+            Outcome::Unknown);
+  TestRow row = begun(TestKind::Long);
+  row.remaining_percent = 10;
+  EXPECT_FALSE(found(row, running(60, Protocol::Nvme, TestKind::Long)).row.outcome);
+}
+
+TEST(Progress, OfOthersIsKeptTheSameWay) {
+  const TestRow row = row_of_running(running(60), kStart);
+  EXPECT_EQ(row.source, Source::Other);
+  EXPECT_FALSE(row.kind);
+  EXPECT_FALSE(row.started);
+  EXPECT_EQ(row.drive, "wwn-0x5000000000000001");
+  const TestRow ended = found(row, idle(), {entry(0, TestKind::Long)}).row;
+  EXPECT_EQ(ended.outcome, Outcome::Passed);
+  EXPECT_EQ(ended.kind, TestKind::Long);
+  const TestRow kept = row_of_entry(idle(), entry(7));
+  EXPECT_EQ(kept.outcome, Outcome::Failed);
+  EXPECT_EQ(kept.hours, 100);
+  EXPECT_FALSE(kept.ended);
+}
+
+TEST(Progress, IsStalledAfterThreeTimesTheAnnouncedTimeAndAnHourAtLeast) {
+  Abilities abilities{};
+  const TestRow row = seen();  // progressed at the first minute
+  const Time since = kStart + minutes(1);
+  EXPECT_FALSE(is_stalled(row, abilities, since + minutes(59)));
+  EXPECT_TRUE(is_stalled(row, abilities, since + hours(1)));
+  abilities[0].minutes = 30;
+  EXPECT_FALSE(is_stalled(row, abilities, since + minutes(89)));
+  EXPECT_TRUE(is_stalled(row, abilities, since + minutes(90)));
+  EXPECT_FALSE(is_stalled(found(row, idle()).row, abilities, since + hours(100)));
+  EXPECT_TRUE(is_stalled(begun(), abilities, kStart + minutes(90)));
+}
+
+}  // namespace
+}  // namespace drivetest
