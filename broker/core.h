@@ -77,6 +77,8 @@ class Core : public std::enable_shared_from_this<Core> {
   // class an invalid parameter (InvalidNamespace, InvalidParameter).
   const ClassInfo& source_class(const ObjectPath& path) const;
   void check_name_space(const ObjectPath& path) const;
+  // The path of an instance, its keys typed; it must have some, if the class has any.
+  ObjectPath instance_path(const ObjectPath& path, const ClassInfo& info) const;
 
   // Adds to the number of threads that have a prepared context or are attached.
   void thread_attached(int change);
@@ -120,8 +122,6 @@ class Core : public std::enable_shared_from_this<Core> {
   Value typed(const Value& value, Type type, bool array, const std::string& what) const;
   ObjectPath typed_path(const ObjectPath& path, const ClassInfo& info) const;
   Instance typed_instance(const Instance& instance, const ClassInfo& info, Status unknown) const;
-  // The same for the path of an instance, which has keys if its class has any.
-  ObjectPath instance_path(const ObjectPath& path, const ClassInfo& info) const;
 
   const Schema& schema_;
   Options options_;

@@ -11,7 +11,8 @@
 // provider is still at work, so that an error may follow after items. The forms that return a
 // vector return nothing then. What a sink throws ends the operation and reaches the caller.
 //
-// One name space is served (kServedNameSpace). A path without a name space means it.
+// Providers serve one name space (kServedNameSpace). A path without a name space means it. What the
+// manager tells of itself stands in a second one, "interop" (interop.h), if it is to tell.
 #pragma once
 
 #include <chrono>
@@ -25,6 +26,7 @@
 
 #include "broker/error.h"
 #include "broker/instance.h"
+#include "broker/interop.h"
 #include "broker/object_path.h"
 #include "broker/registration.h"
 #include "broker/schema.h"
@@ -32,7 +34,8 @@
 
 namespace broker {
 
-struct Tables;  // tables.h
+class InteropSpace;  // interop_space.h
+struct Tables;       // tables.h
 
 // A method of which one call runs at a time (turns.h): calls that come from outside wait for their
 // turn before the provider is asked, first come, first served. A call that waits is dropped when
@@ -67,6 +70,9 @@ struct Options {
   std::chrono::milliseconds look_for_idle{0};
 
   std::vector<OneAtATime> one_at_a_time;
+
+  // What "interop" tells; unset: there is no such name space.
+  std::optional<InteropFacts> interop;
 
   // For tests. Called once, before any provider is loaded, with the function tables that every
   // provider of this manager will see. A test can change them, to show a provider an object manager
@@ -157,7 +163,7 @@ class ObjectManager {
                              const std::vector<Argument>& in = {}, const Request& request = {});
 
   // Classes. With a class name, its direct subclasses, or with deep those of all levels. Without
-  // one, the root classes, or with deep the whole schema.
+  // one, the root classes, or with deep all of the name space.
   const ClassInfo& get_class(const ObjectPath& class_path) const;
   std::vector<const ClassInfo*> enumerate_classes(const ObjectPath& class_path, bool deep) const;
   std::vector<Name> enumerate_class_names(const ObjectPath& class_path, bool deep) const;
@@ -178,6 +184,12 @@ class ObjectManager {
                                           const AssociationFilter& filter = {},
                                           const Request& request = {});
 
+  // The path with its keys typed as their class declares them. Throws Error (InvalidParameter).
+  ObjectPath typed_path(const ObjectPath& path, const ClassInfo& info) const;
+
+  // Throws Error (InvalidNamespace) for a name space that is not served.
+  void check_name_space(std::string_view name_space) const;
+
   // Refuses the calls that wait for their turn (Options::one_at_a_time) and those that follow. A
   // call that has begun goes on. For a process that is about to end its manager.
   void end_turns();
@@ -190,7 +202,11 @@ class ObjectManager {
   std::size_t end_idle();
 
  private:
+  const InteropSpace* interop_of(const ObjectPath& path) const;
+  void refuse_interop(const ObjectPath& path) const;
+
   std::shared_ptr<class Core> core_;
+  std::unique_ptr<InteropSpace> interop_;        // null: there is none
   std::unique_ptr<class IdleWatch> idle_watch_;  // null: nobody looks
 };
 

@@ -1,6 +1,7 @@
 #include "cli/manager.h"
 
 #include <string_view>
+#include <utility>
 
 #include "cli/diagnostic_call.h"
 #include "cli/failure.h"
@@ -33,7 +34,8 @@ constexpr Advice kAdvices[] = {
 }  // namespace
 
 std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
-                                                    std::chrono::milliseconds look_for_idle) {
+                                                    std::chrono::milliseconds look_for_idle,
+                                                    std::optional<broker::InteropFacts> interop) {
   enter_data_folder(places);
   broker::Options options;
   options.registration = broker::read_registration(places.registration);
@@ -41,6 +43,7 @@ std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
   options.log = note;
   options.one_at_a_time = {one_test_at_a_time()};
   options.look_for_idle = look_for_idle;
+  options.interop = std::move(interop);
   return std::make_unique<broker::ObjectManager>(broker::generated_schema(), std::move(options));
 }
 

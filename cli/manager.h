@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "broker/object_manager.h"
@@ -13,8 +14,10 @@ namespace cli {
 // Enters the data folder and makes the object manager of the registration there. It and its
 // providers write to the core log. A thread looks for idle providers at this interval; zero means
 // never. Throws CommandFailure and broker::Error.
-std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
-                                                    std::chrono::milliseconds look_for_idle = {});
+// interop: what it tells of itself; unset: it has no such name space.
+std::unique_ptr<broker::ObjectManager> make_manager(
+    const Places& places, std::chrono::milliseconds look_for_idle = {},
+    std::optional<broker::InteropFacts> interop = std::nullopt);
 
 // The class of that name. Throws CommandFailure, with a near name where there is one.
 const broker::ClassInfo& find_class(const broker::Schema& schema, const std::string& name);

@@ -22,6 +22,7 @@
 #include "cli/manager.h"
 #include "cli/memory.h"
 #include "cli/output.h"
+#include "cli/served_facts.h"
 #include "cli/signals.h"
 #include "cli/supervisor.h"
 #include "platform/support/logger.h"
@@ -58,8 +59,9 @@ constexpr std::chrono::seconds kLookForIdle{30};
 constexpr const char* kDescription = "Serves CIM operations (CIM-XML over HTTP) until it is ended.";
 
 constexpr const char* kFooter =
-    "Clients use http://ADDRESS:PORT/cimom and the name space root/cimv2. Other addresses\n"
-    "than those of this machine's own loopback need --users, --cert and --key.\n"
+    "Clients use http://ADDRESS:PORT/cimom and the name space root/cimv2; what the server tells\n"
+    "of itself stands in interop. Other addresses than those of this machine's own loopback need\n"
+    "--users, --cert and --key.\n"
     "SIGHUP makes it read users file and certificate again; SIGTERM and Ctrl-C end it, but no\n"
     "test that a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when ended so.\n"
     "The log may be moved away at any time; lines go to a new file of its name soon after.";
@@ -224,8 +226,12 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   raise_descriptor_limit();
   bound_heaps();
   Signals signals;
-  const auto manager = make_manager(places, kLookForIdle);
-  broker::cimxml::Service service(*manager);
+  const broker::cimxml::Limits limits;
+  const auto manager = make_manager(places, kLookForIdle,
+                                    served_facts({.encrypts = !options.certificate.empty(),
+                                                  .authenticates = !options.no_auth,
+                                                  .longest_timeout = limits.context_seconds}));
+  broker::cimxml::Service service(*manager, limits);
   Listeners listeners = listening.handed_over.sockets.empty() ? open_listeners(listening.places)
                                                               : std::move(listening.handed_over);
   settings.listeners = std::move(listeners.sockets);

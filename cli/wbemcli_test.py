@@ -17,9 +17,9 @@ SERVICE_PATH = SERVICE + "." + ",".join(f'{name}="{value}"' for name, value in S
 
 
 class Wbemcli(ServerTest):
-    def ask_with(self, *arguments, user=""):
-        """The arguments with the server's address in place of each leading @."""
-        where = self.url.replace("://", f"://{user}@" if user else "://") + "/root/cimv2:"
+    def ask_with(self, *arguments, user="", space="root/cimv2"):
+        """The arguments with the server's address and a name space in place of each leading @."""
+        where = self.url.replace("://", f"://{user}@" if user else "://") + f"/{space}:"
         words = [re.sub("^@", lambda _: where, word) for word in arguments]
         done = subprocess.run(["wbemcli", *words], capture_output=True, text=True, timeout=60)
         self.status, self.output, self.errors = done.returncode, done.stdout, done.stderr
@@ -95,6 +95,28 @@ class Wbemcli(ServerTest):
         self.assertEqual(record.count(f":{RECORD}.InstanceID="), 1)
         self.assertIn('ManagedElementName="/dev/sda"', record)
         self.assertIn("HDST-000", record)
+
+    def test_a_newcomer_finds_the_service_from_the_name_space_interop(self):
+        self.machine("sda")
+        self.serve("--no-auth")
+        for space in ["interop", "root/interop"]:
+            names = self.lines("ein", "@CIM_Namespace", space=space)
+            self.assertEqual([re.search(',Name="([^"]*)"', name)[1] for name in names],
+                             ["root/cimv2", "interop", "root/interop"])
+            (manager,) = self.lines("ei", "@CIM_ObjectManager", space=space)
+            self.assertIn("hddtest object manager Version ", manager)
+            (profile,) = self.lines("ein", "@CIM_RegisteredProfile", space=space)
+            profile = profile.split(":", 2)[2]
+            (whole,) = self.lines("gi", "@" + profile, space=space)
+            self.assertIn('RegisteredName="Hard Drive Self Test"', whole)
+            (service,) = self.lines("ain", "-ac", "CIM_ElementConformsToProfile", "@" + profile,
+                                    space=space)
+            self.assertTrue(service.endswith(f"/root/cimv2:{SERVICE_PATH}"), service)
+            classes = self.lines("ecn", "@CIM_ManagedElement", space=space)
+            self.assertTrue(classes[-1].endswith(":CIM_Namespace"), classes)
+            self.assertIn("ClassInfo", "\n".join(self.lines("gc", "@CIM_Namespace", space=space)))
+        (back,) = self.lines("ain", "-ac", "CIM_ElementConformsToProfile", f"@{SERVICE_PATH}")
+        self.assertTrue(back.endswith("/interop:" + profile), back)
 
     def test_errors_are_those_of_cim(self):
         self.serve("--no-auth")

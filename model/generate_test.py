@@ -354,7 +354,7 @@ class Writing(unittest.TestCase):
 class TheModel(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.model = Model([declaration for name in ("cim.mof", "kavro.mof")
+        cls.model = Model([declaration for name in ("cim.mof", "kavro.mof", "interop.mof")
                            for declaration in parse((HERE / name).read_text(), name)])
 
     def test_it_has_the_classes(self):

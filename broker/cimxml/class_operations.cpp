@@ -104,26 +104,29 @@ void class_associations(const Task& task, bool far_end, bool names) {
     if (!info || (result && !info->is_a(*result))) return;
     if (std::find(found.begin(), found.end(), info) == found.end()) found.push_back(info);
   };
-  for (const ClassInfo& association : schema.classes()) {
-    if (!association.association() || (filter && !association.is_a(*filter))) continue;
-    for (const PropertyInfo& near : association.properties()) {
+  const ObjectPath everything(task.asked.target.name_space, "");
+  for (const ClassInfo* association : task.manager.enumerate_classes(everything, true)) {
+    if (!association->association() || (filter && !association->is_a(*filter))) continue;
+    for (const PropertyInfo& near : association->properties()) {
       if (!role.fits(near)) continue;
       const ClassInfo* end = schema.find(near.feature->reference_class);
       if (!end || !source.is_a(*end)) continue;
-      if (!far_end) add(&association);
-      for (const PropertyInfo& far : association.properties()) {
+      if (!far_end) add(association);
+      for (const PropertyInfo& far : association->properties()) {
         if (!far_end || &far == &near || !result_role.fits(far)) continue;
         add(schema.find(far.feature->reference_class));
       }
     }
   }
   const ClassChoice choice = choice_of(task, false, false);
+  const Name name_space =
+      Name::borrowed(is_interop(everything.name_space) ? kInteropNameSpace : kServedNameSpace);
   Writer writer(task.output.text(), schema);
   Text& text = writer.text();
   text << "<IRETURNVALUE>";
   for (const ClassInfo* info : found) {
     text << (names ? "<OBJECTPATH>" : "<VALUE.OBJECTWITHPATH>");
-    writer.class_path(info->name());
+    writer.class_path(ObjectPath(name_space, info->name()));
     if (!names) write_class(text, *info, choice);
     text << (names ? "</OBJECTPATH>" : "</VALUE.OBJECTWITHPATH>");
     task.output.offer();

@@ -33,10 +33,7 @@ void carry_out(const Task& task) {
   if (!operation) {
     throw Error(Status::NotSupported, "operation " + asked.name + " is not supported");
   }
-  if (!(asked.target.name_space == kServedNameSpace)) {
-    throw Error(Status::InvalidNamespace,
-                "there is no name space " + asked.target.name_space.str());
-  }
+  task.manager.check_name_space(asked.target.name_space);
   if (asked.error) throw *asked.error;
   check_parameters(asked, *operation);
   operation->carry_out(task);

@@ -81,10 +81,10 @@ void Writer::instance_path(const ObjectPath& path) {
   text_ << "</INSTANCEPATH>";
 }
 
-void Writer::class_path(std::string_view name) {
+void Writer::class_path(const ObjectPath& path) {
   text_ << "<CLASSPATH>";
-  name_space_path({});
-  class_name(name);
+  name_space_path(path);
+  class_name(path.class_name);
   text_ << "</CLASSPATH>";
 }
 

@@ -33,7 +33,7 @@ class Writer {
   void name_space_path(const ObjectPath& path);       // NAMESPACEPATH
   void local_name_space_path(std::string_view name);  // LOCALNAMESPACEPATH
   void instance_path(const ObjectPath& path);         // INSTANCEPATH
-  void class_path(std::string_view name);             // CLASSPATH
+  void class_path(const ObjectPath& path);            // CLASSPATH
   void instance(const Instance& instance);            // INSTANCE
   void named_instance(const Instance& instance);      // VALUE.NAMEDINSTANCE
   void instance_with_path(const Instance& instance);  // VALUE.INSTANCEWITHPATH

@@ -1,0 +1,135 @@
+#include "broker/interop_space.h"
+
+#include <algorithm>
+
+#include "broker/delivery.h"
+
+namespace broker {
+namespace {
+
+Instance chosen(const Instance& instance, const PropertyChoice& choice) {
+  Instance result = instance;
+  std::erase_if(result.properties,
+                [&](const Property& property) { return !choice.wants(property.name); });
+  return result;
+}
+
+// Both names of the name space become one, and what has none means it, also in references.
+ObjectPath in_interop(const ObjectPath& path) {
+  ObjectPath result = path;
+  if (path.name_space.empty() || is_interop(path.name_space))
+    result.name_space = Name::borrowed(kInteropNameSpace);
+  for (Key& key : result.keys) {
+    if (key.value.type() == Type::Reference) key.value = Value(in_interop(key.value.as_path()));
+  }
+  return result;
+}
+
+}  // namespace
+
+InteropSpace::InteropSpace(ObjectManager& manager, InteropFacts facts)
+    : manager_(manager), facts_(std::move(facts)) {
+  for (const std::string_view name : interop_classes()) {
+    for (const ClassInfo* info = &manager.schema().get(name); info; info = info->superclass())
+      classes_.insert(info);
+  }
+}
+
+const ClassInfo& InteropSpace::class_of(const ObjectPath& path) const {
+  const ClassInfo* const info = manager_.schema().find(path.class_name);
+  if (info && has(*info)) return *info;
+  throw Error(Status::InvalidClass, "there is no class " + path.class_name.str() + " in " +
+                                        std::string(kInteropNameSpace));
+}
+
+HeldInstances InteropSpace::held() const {
+  std::vector<Conforming> conforming;
+  for (const ProfileFacts& profile : facts_.profiles)
+    conforming.push_back({&profile, manager_.enumerate_instance_names(profile.central_class)});
+  return {manager_.schema(), interop_instances(facts_, conforming)};
+}
+
+std::optional<ObjectPath> InteropSpace::source(const ObjectPath& path) const {
+  const Schema& schema = manager_.schema();
+  const ClassInfo* const info = schema.find(path.class_name);
+  if (!info) {
+    throw Error(Status::InvalidParameter, "there is no class " + path.class_name.str());
+  }
+  if (is_interop(path.name_space)) {
+    if (!has(*info)) {
+      throw Error(Status::InvalidParameter, "there is no class " + path.class_name.str() + " in " +
+                                                std::string(kInteropNameSpace));
+    }
+    return manager_.typed_path(in_interop(path), *info);
+  }
+  const bool central =
+      std::any_of(facts_.profiles.begin(), facts_.profiles.end(), [&](const ProfileFacts& profile) {
+        const ClassInfo* const class_of_profile = schema.find(profile.central_class);
+        return class_of_profile && info->is_a(*class_of_profile);
+      });
+  if (!central) return std::nullopt;
+  return manager_.typed_path(path, *info);
+}
+
+void InteropSpace::enumerate_instances(const ObjectPath& path, const InstanceSink& sink,
+                                       const Request& request) const {
+  const ClassInfo& info = class_of(path);
+  const PropertyChoice choice{&request, request.deep_inheritance ? nullptr : &info};
+  const HeldInstances all = held();
+  for (const Instance* instance : all.of_class(info)) sink(chosen(*instance, choice));
+}
+
+void InteropSpace::enumerate_instance_names(const ObjectPath& path, const PathSink& sink) const {
+  const ClassInfo& info = class_of(path);
+  const HeldInstances all = held();
+  for (const Instance* instance : all.of_class(info)) sink(instance->path);
+}
+
+Instance InteropSpace::get_instance(const ObjectPath& path, const Request& request) const {
+  const ClassInfo& info = class_of(path);
+  const ObjectPath wanted = manager_.typed_path(in_interop(path), info);
+  const HeldInstances all = held();
+  const Instance* const found = all.find(wanted);
+  if (!found) throw Error(Status::NotFound, "there is no instance " + wanted.to_text());
+  return chosen(*found, {&request, nullptr});
+}
+
+void InteropSpace::associators(const ObjectPath& path, const AssociationFilter& filter,
+                               const InstanceSink& sink, const Request& request) const {
+  const auto object = source(path);
+  if (!object) return;
+  const HeldInstances all = held();
+  for (const ObjectPath& far : all.associated(*object, filter)) {
+    if (const Instance* const here = all.find(far))
+      sink(chosen(*here, {&request, nullptr}));
+    else
+      sink(manager_.get_instance(far, request));
+  }
+}
+
+void InteropSpace::associator_names(const ObjectPath& path, const AssociationFilter& filter,
+                                    const PathSink& sink) const {
+  const auto object = source(path);
+  if (!object) return;
+  const HeldInstances all = held();
+  for (const ObjectPath& far : all.associated(*object, filter)) sink(far);
+}
+
+void InteropSpace::references(const ObjectPath& path, const AssociationFilter& filter,
+                              const InstanceSink& sink, const Request& request) const {
+  const auto object = source(path);
+  if (!object) return;
+  const HeldInstances all = held();
+  for (const Instance* association : all.referring(*object, filter))
+    sink(chosen(*association, {&request, nullptr}));
+}
+
+void InteropSpace::reference_names(const ObjectPath& path, const AssociationFilter& filter,
+                                   const PathSink& sink) const {
+  const auto object = source(path);
+  if (!object) return;
+  const HeldInstances all = held();
+  for (const Instance* association : all.referring(*object, filter)) sink(association->path);
+}
+
+}  // namespace broker

@@ -1,0 +1,51 @@
+// The operations on the name space "interop" (interop.h), and what its associations add to those of
+// root/cimv2.
+//
+// Instances are made anew for each operation, so that they say what holds at that moment; those
+// that conform to a profile are asked of their providers then. Functions block for as long.
+//
+// Threads: any thread may call. Failure: every function throws Error as ObjectManager does.
+#pragma once
+
+#include <unordered_set>
+
+#include "broker/held_instances.h"
+#include "broker/interop.h"
+
+namespace broker {
+
+class InteropSpace {
+ public:
+  // The manager must outlive this. Throws Error (InvalidClass) when its schema lacks a class.
+  InteropSpace(ObjectManager& manager, InteropFacts facts);
+
+  // Throws Error (InvalidClass) for a class that the name space does not have.
+  const ClassInfo& class_of(const ObjectPath& path) const;
+  bool has(const ClassInfo& info) const { return classes_.contains(&info); }
+
+  void enumerate_instances(const ObjectPath& path, const InstanceSink& sink,
+                           const Request& request) const;
+  void enumerate_instance_names(const ObjectPath& path, const PathSink& sink) const;
+  Instance get_instance(const ObjectPath& path, const Request& request) const;
+
+  // Of objects of either name space. What stands at the far end may be of the other one.
+  void associators(const ObjectPath& path, const AssociationFilter& filter,
+                   const InstanceSink& sink, const Request& request) const;
+  void associator_names(const ObjectPath& path, const AssociationFilter& filter,
+                        const PathSink& sink) const;
+  void references(const ObjectPath& path, const AssociationFilter& filter, const InstanceSink& sink,
+                  const Request& request) const;
+  void reference_names(const ObjectPath& path, const AssociationFilter& filter,
+                       const PathSink& sink) const;
+
+ private:
+  HeldInstances held() const;
+  // The path as the held instances have it; unset when nothing of them refers to such an object.
+  std::optional<ObjectPath> source(const ObjectPath& path) const;
+
+  ObjectManager& manager_;
+  const InteropFacts facts_;
+  std::unordered_set<const ClassInfo*> classes_;
+};
+
+}  // namespace broker
