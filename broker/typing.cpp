@@ -1,7 +1,18 @@
 // Values from outside get the types that their classes declare.
 #include "broker/core.h"
+#include "platform/words.h"
 
 namespace broker {
+namespace {
+
+// A key of a client as text. White space around it says nothing, but in a key that is a text.
+Value key_of(const Value& value, Type type) {
+  const bool text = type == Type::String || type == Type::Char16;
+  if (text || value.type() != Type::String || value.is_null() || value.is_array()) return value;
+  return Value(platform::trim(value.as_text()));
+}
+
+}  // namespace
 
 Value Core::typed(const Value& value, Type type, bool array, const std::string& what) const {
   try {
@@ -43,7 +54,8 @@ ObjectPath Core::typed_path(const ObjectPath& path, const ClassInfo& info) const
       throw Error(Status::InvalidParameter,
                   "class " + info.name().str() + " has no key " + key.name.str());
     }
-    Value value = typed(key.value, property->type, false, "key " + key.name.str());
+    Value value =
+        typed(key_of(key.value, property->type), property->type, false, "key " + key.name.str());
     if (value.is_null())
       throw Error(Status::InvalidParameter, "key " + key.name.str() + " is null");
     if (result.key(property->name)) {
