@@ -66,7 +66,8 @@ constexpr const char* kFooter =
     "test that a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when ended so.\n"
     "The log may be moved away at any time; lines go to a new file of its name soon after.";
 
-// Memory that a crowd of clients has left is given back within this time.
+// Memory that a crowd of clients has left is given back within this time, and that of enumerations
+// which expired.
 constexpr std::chrono::seconds kLookForMemory{5};
 
 void note(int severity, const std::string& text) {
@@ -193,15 +194,23 @@ void tell(const std::vector<http::Address>& addresses, bool tls, bool json) {
   notify_supervisor("READY=1");
 }
 
+void give_back(broker::cimxml::Service& service, FreeMemory& memory) {
+  if (const std::size_t dropped = service.drop_expired(); dropped != 0)
+    note(NKVRHVX20::ILogger::eTrace,
+         fmt::format("dropped {} open enumeration{} that nobody pulled in time", dropped,
+                     dropped == 1 ? "" : "s"));
+  memory.look();
+}
+
 // Returns at a signal that ends the server. Until then reads users and certificate again when told
 // to, and gives back memory that clients no longer use.
-void serve_until_told(Signals& signals, http::Server& server, const ServeOptions& options,
-                      const Places& places) {
+void serve_until_told(Signals& signals, http::Server& server, broker::cimxml::Service& service,
+                      const ServeOptions& options, const Places& places) {
   FreeMemory memory;
   for (;;) {
     const int signal = signals.wait(kLookForMemory);
     if (signal == 0)
-      memory.look();
+      give_back(service, memory);
     else if (signal == SIGHUP)
       reload(server, options, places);
     else
@@ -239,7 +248,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
                       std::move(settings));
 
   tell(listeners.addresses, !options.certificate.empty(), invocation.json);
-  serve_until_told(signals, server, options, places);
+  serve_until_told(signals, server, service, options, places);
 
   notify_supervisor("STOPPING=1");
   manager->end_turns();  // what has not begun need not be waited for

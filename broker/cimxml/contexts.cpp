@@ -16,14 +16,19 @@ std::string_view Batch::take(std::size_t count) {
   return text_.view().substr(begin, end - begin);
 }
 
-void Contexts::drop_expired() {
-  const auto now = Clock::now();
-  std::erase_if(entries_, [now](const auto& entry) { return entry.second.deadline <= now; });
+std::size_t Contexts::erase_expired() {
+  const Time now = now_();
+  return std::erase_if(entries_, [now](const auto& entry) { return entry.second.deadline <= now; });
+}
+
+std::size_t Contexts::drop_expired() {
+  const std::lock_guard lock(mutex_);
+  return erase_expired();
 }
 
 Room Contexts::reserve(const std::string& principal) {
   const std::lock_guard lock(mutex_);
-  drop_expired();
+  erase_expired();
   return Room(budget_, principal);
 }
 
@@ -35,14 +40,14 @@ std::string Contexts::open(Batch batch, Room room, bool paths, unsigned seconds)
                   random_());
   } while (entries_.contains(name));
   const std::chrono::seconds time(seconds);
-  const auto now = Clock::now();
+  const Time now = now_();
   entries_.emplace(name, Entry{std::move(batch), std::move(room), paths, time,
                                now + std::min(time, life_), now + life_});
   return name;
 }
 
 Contexts::Entries::iterator Contexts::find(const std::string& name, const std::string& principal) {
-  drop_expired();
+  erase_expired();
   const auto found = entries_.find(name);
   if (found == entries_.end() || found->second.room.principal() != principal) {
     throw Error(kInvalidEnumerationContext, "there is no such open enumeration");
@@ -60,7 +65,7 @@ Contexts::Pulled Contexts::pull(const std::string& name, bool paths, const std::
                                                   : "the enumeration is one of instance paths");
   }
   Pulled result{std::string(entry.batch.take(count)), entry.batch.count() == 0};
-  entry.deadline = std::min(Clock::now() + entry.time, entry.end);
+  entry.deadline = std::min(now_() + entry.time, entry.end);
   if (result.end) entries_.erase(found);
   return result;
 }

@@ -1,6 +1,6 @@
 // Open enumerations: what clients have not yet pulled, as text that is ready to send. An
-// enumeration that has expired is dropped at the next call for any of them, and counts towards the
-// limits until then.
+// enumeration that has expired is dropped at the next call for any of them, or by drop_expired, and
+// counts towards the limits until then.
 //
 // Threads: every function may be called by any thread.
 #pragma once
@@ -36,14 +36,15 @@ class Batch {
 
 class Contexts {
  public:
-  using Clock = std::chrono::steady_clock;
+  using Time = std::chrono::steady_clock::time_point;
   struct Pulled {
     std::string objects;
     bool end;
   };
 
-  explicit Contexts(const Limits& limits)
+  Contexts(const Limits& limits, Now now)
       : life_(limits.context_life_seconds),
+        now_(std::move(now)),
         budget_({limits.contexts, limits.context_bytes},
                 {limits.contexts_of_one, limits.context_bytes_of_one}) {}
 
@@ -57,6 +58,8 @@ class Contexts {
   // kind has that name.
   Pulled pull(const std::string& name, bool paths, const std::string& principal, std::size_t count);
   void close(const std::string& name, const std::string& principal);
+  // Returns how many there were.
+  std::size_t drop_expired();
 
  private:
   struct Entry {
@@ -64,15 +67,17 @@ class Contexts {
     Room room;
     bool paths;
     std::chrono::seconds time;
-    Clock::time_point deadline;
-    Clock::time_point end;  // of its life
+    Time deadline;
+    Time end;  // of its life
   };
   using Entries = std::map<std::string, Entry, std::less<>>;
 
+  // The lock is held.
   Entries::iterator find(const std::string& name, const std::string& principal);
-  void drop_expired();
+  std::size_t erase_expired();
 
   const std::chrono::seconds life_;
+  const Now now_;
   Budget budget_;
   std::mutex mutex_;
   Entries entries_;

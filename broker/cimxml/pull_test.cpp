@@ -1,6 +1,5 @@
 // Enumerations that are opened, pulled and closed.
 #include <chrono>
-#include <thread>
 
 #include "broker/cimxml/budget.h"
 #include "broker/cimxml/service_fixture.h"
@@ -158,24 +157,55 @@ TEST_F(Pulls, WhatIsNotSupported) {
   expect_error(5, "OpenEnumerateInstances", class_parameter("ClassName", "TEST_None"));
 }
 
+// Every Open and Pull has the same limits; what is beyond them is refused before anything is asked.
+TEST_F(Pulls, TimeoutsAndCountsHaveLimits) {
+  const std::string widgets = class_parameter("ClassName", "TEST_Widget");
+  const std::string one = widget_parameter("InstanceName", "one");
+  const std::pair<std::string_view, const std::string&> opens[] = {
+      {"OpenEnumerateInstances", widgets}, {"OpenEnumerateInstancePaths", widgets},
+      {"OpenAssociatorInstances", one},    {"OpenAssociatorInstancePaths", one},
+      {"OpenReferenceInstances", one},     {"OpenReferenceInstancePaths", one}};
+  const int longest = static_cast<int>(Limits().context_seconds);
+  for (const auto& [operation, object] : opens) {
+    for (const int seconds : {1, longest - 1, longest})
+      EXPECT_NE(context_of(ask(operation, object + number("OperationTimeout", seconds))), "");
+    for (const int seconds : {0, longest + 1})
+      expect_error(22, operation, object + number("OperationTimeout", seconds));
+    expect_error(4, operation, object + number("OperationTimeout", -1));
+    expect_error(4, operation, object + value_parameter("OperationTimeout", "4294967296"));
+    expect_error(4, operation, object + value_parameter("MaxObjectCount", "4294967296"));
+    expect_error(25, operation, object + value_parameter("FilterQueryLanguage", "DMTF:FQL"));
+    expect_error(25, operation, object + value_parameter("FilterQuery", ""));
+    expect_error(26, operation, object + value_parameter("ContinueOnError", "true"));
+  }
+}
+
 class FewPulls : public Pulls {
  protected:
-  FewPulls() : Pulls({.contexts = 2, .maximum_pull = 3}) {}
+  FewPulls() : Pulls({.contexts = 2, .maximum_pull = 2}) {}
 };
 
 TEST_F(FewPulls, OpenEnumerationsHaveALimit) {
   const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
   context_of(ask("OpenEnumerateInstances", open_parameters(0)));
   expect_error(27, "OpenEnumerateInstances", open_parameters(0));
-  pull("PullInstancesWithPath", context, 3);
-  pull("PullInstancesWithPath", context, 3);
+  pull("PullInstancesWithPath", context, 2);
+  expect_error(27, "OpenEnumerateInstances", open_parameters(0));
+  pull("PullInstancesWithPath", context, 2);
   EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
 }
 
+// A client that wants more gets the limit's number and has to pull again.
 TEST_F(FewPulls, OnePullHasALimit) {
-  const std::string first = ask("OpenEnumerateInstances", open_parameters(1000));
-  EXPECT_EQ(count(first, "<VALUE.INSTANCEWITHPATH>"), 3u);
-  EXPECT_NE(context_of(first), "");
+  for (const auto& [wanted, given] : {std::pair(1, 1), {2, 2}, {3, 2}, {1'000'000, 2}}) {
+    const std::string first = ask("OpenEnumerateInstances", open_parameters(wanted));
+    EXPECT_EQ(count(first, "<VALUE.INSTANCEWITHPATH>"), static_cast<std::size_t>(given));
+    const std::string context = context_of(first);
+    const std::string next = pull("PullInstancesWithPath", context, wanted);
+    EXPECT_EQ(count(next, "<VALUE.INSTANCEWITHPATH>"), static_cast<std::size_t>(given));
+    if (context_of(next) != "")
+      ask("CloseEnumeration", value_parameter("EnumerationContext", context));
+  }
 }
 
 class SmallPulls : public Pulls {
@@ -251,35 +281,67 @@ TEST(Budgets, TakeBackFromAUserWhatOneOfSeveralEnumerationsHeld) {
   }
 }
 
-class ShortPulls : public Pulls {
- protected:
-  ShortPulls() : Pulls({.contexts = 1, .context_seconds = 1}) {}
-};
+using std::chrono::milliseconds;
+using std::chrono::seconds;
 
-TEST_F(ShortPulls, ExpireWhenNobodyPulls) {
-  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
-  EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<IRETURNVALUE>"));
-  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+TEST_F(Pulls, ExpireWhenNobodyPullsForTheAgreedTime) {
+  const std::string context =
+      context_of(ask("OpenEnumerateInstances", open_parameters(0) + number("OperationTimeout", 2)));
+  for (int i = 0; i < 3; ++i) {
+    let_pass(seconds(2) - milliseconds(1));
+    EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<IRETURNVALUE>"));
+  }
+  let_pass(seconds(2));
   EXPECT_THAT(pull("PullInstancesWithPath", context, 1), StartsWith("<ERROR CODE=\"21\""));
-  // Their room is free then.
-  EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
 }
 
-class ShortLives : public Pulls {
+TEST_F(Pulls, ExpireAfterTheLongestTimeWhereNoneIsAgreed) {
+  const Limits limits;
+  std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  let_pass(seconds(limits.context_seconds) - milliseconds(1));
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 0), StartsWith("<IRETURNVALUE>"));
+  let_pass(seconds(limits.context_seconds));
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 0), StartsWith("<ERROR CODE=\"21\""));
+}
+
+TEST_F(Pulls, EndHoweverOftenTheyArePulled) {
+  const Limits limits;
+  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  const seconds step(limits.context_life_seconds / 15);
+  for (int i = 0; i < 14; ++i) {
+    let_pass(step);
+    EXPECT_THAT(pull("PullInstancesWithPath", context, 0), StartsWith("<IRETURNVALUE>")) << i;
+  }
+  let_pass(step - milliseconds(1));
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 0), StartsWith("<IRETURNVALUE>"));
+  let_pass(milliseconds(1));
+  EXPECT_THAT(pull("PullInstancesWithPath", context, 0), StartsWith("<ERROR CODE=\"21\""));
+}
+
+TEST_F(Pulls, OnesThatExpiredFreeTheirMemoryWithoutAnotherRequest) {
+  context_of(ask("OpenEnumerateInstances", open_parameters(0) + number("OperationTimeout", 1)));
+  context_of(ask("OpenEnumerateInstances", open_parameters(0) + number("OperationTimeout", 2)));
+  const std::string last = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
+  let_pass(seconds(1) - milliseconds(1));
+  EXPECT_EQ(service_.drop_expired(), 0u);
+  let_pass(milliseconds(1));
+  EXPECT_EQ(service_.drop_expired(), 1u);
+  let_pass(seconds(1));
+  EXPECT_EQ(service_.drop_expired(), 1u);
+  EXPECT_THAT(pull("PullInstancesWithPath", last, 0), StartsWith("<IRETURNVALUE>"));
+}
+
+class OnePull : public Pulls {
  protected:
-  ShortLives() : Pulls({.context_life_seconds = 1}) {}
+  OnePull() : Pulls({.contexts = 1}) {}
 };
 
-TEST_F(ShortLives, EndHoweverOftenTheyArePulled) {
-  const std::string context = context_of(ask("OpenEnumerateInstances", open_parameters(0)));
-  const auto start = std::chrono::steady_clock::now();
-  std::string answer;
-  do {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    answer = pull("PullInstancesWithPath", context, 0);
-  } while (answer.starts_with("<IRETURNVALUE>") &&
-           std::chrono::steady_clock::now() - start < std::chrono::seconds(30));
-  EXPECT_THAT(answer, StartsWith("<ERROR CODE=\"21\""));
+TEST_F(OnePull, GivesItsPlaceToAnotherWhenItExpires) {
+  context_of(ask("OpenEnumerateInstances", open_parameters(0) + number("OperationTimeout", 1)));
+  let_pass(seconds(1) - milliseconds(1));
+  expect_error(27, "OpenEnumerateInstances", open_parameters(0));
+  let_pass(milliseconds(1));
+  EXPECT_NE(context_of(ask("OpenEnumerateInstances", open_parameters(0))), "");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "broker/cimxml/contexts.h"
 #include "broker/cimxml/head.h"
@@ -81,8 +82,10 @@ void refuse(Reply& reply, const Refusal& refusal) {
 
 }  // namespace
 
-Service::Service(ObjectManager& manager, const Limits& limits)
-    : manager_(manager), limits_(limits), contexts_(std::make_unique<Contexts>(limits)) {
+Service::Service(ObjectManager& manager, const Limits& limits, Now now)
+    : manager_(manager),
+      limits_(limits),
+      contexts_(std::make_unique<Contexts>(limits, std::move(now))) {
   // Left alone, the C library raises these to the size of the largest block that was ever freed. It
   // then keeps as much at the end of every thread's heap, where malloc_trim does not look.
   constexpr int kKeptBytes = 4 << 20;
@@ -91,6 +94,8 @@ Service::Service(ObjectManager& manager, const Limits& limits)
 }
 
 Service::~Service() = default;
+
+std::size_t Service::drop_expired() { return contexts_->drop_expired(); }
 
 void Service::answer(const Call& call, Reply& reply) {
   Output output(reply);

@@ -13,7 +13,9 @@
 // provider works and the client reads, which for a self-test is minutes.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 
 #include "broker/cimxml/call.h"
@@ -39,16 +41,24 @@ struct Limits {
 
 class Contexts;
 
+// What the time is. A test moves it on.
+using Now = std::function<std::chrono::steady_clock::time_point()>;
+
 class Service {
  public:
   // The manager must outlive the service.
-  explicit Service(ObjectManager& manager, const Limits& limits = {});
+  explicit Service(ObjectManager& manager, const Limits& limits = {},
+                   Now now = std::chrono::steady_clock::now);
   ~Service();
   Service(const Service&) = delete;
 
   // Writes one whole reply, whatever the call holds; throws nothing. A client that has gone ends
   // the writing, never the operation: what a method has begun is finished.
   void answer(const Call& call, Reply& reply);
+
+  // Frees the memory of open enumerations that have expired; returns how many there were. The next
+  // pulled operation does the same, so this is for times without one. Safe from any thread.
+  std::size_t drop_expired();
 
  private:
   ObjectManager& manager_;

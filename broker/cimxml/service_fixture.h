@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <string_view>
@@ -79,7 +80,8 @@ inline std::string message(std::string_view request) {
 class ServiceTest : public testing::Test {
  protected:
   explicit ServiceTest(Limits limits = {}, Options options = test_options())
-      : manager_(test_schema(), std::move(options)), service_(manager_, limits) {}
+      : manager_(test_schema(), std::move(options)),
+        service_(manager_, limits, [this] { return now_; }) {}
 
   Recorder answer(const Call& call) {
     Recorder recorder;
@@ -130,6 +132,9 @@ class ServiceTest : public testing::Test {
         << name << " " << parameters;
   }
 
+  void let_pass(std::chrono::milliseconds time) { now_ += time; }
+
+  std::chrono::steady_clock::time_point now_ = std::chrono::steady_clock::now();
   ObjectManager manager_;
   Service service_;
 };
