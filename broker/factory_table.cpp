@@ -298,13 +298,22 @@ CMPIStatus write_log(const CMPIBroker* broker, int severity, const char* source,
   });
 }
 
+int level_of(CMPISeverity severity) {
+  switch (severity) {
+    case CMPI_SEV_ERROR:
+      return 0;
+    case CMPI_SEV_WARNING:
+      return 1;
+    case CMPI_SEV_INFO:
+      return 2;
+    default:
+      return 3;
+  }
+}
+
 CMPIStatus log_message(const CMPIBroker* broker, CMPISeverity severity, const char* id,
                        const char* text, const CMPIString* string) {
-  const int level = severity == CMPI_SEV_ERROR     ? 0
-                    : severity == CMPI_SEV_WARNING ? 1
-                    : severity == CMPI_SEV_INFO    ? 2
-                                                   : 3;
-  return write_log(broker, level, id, text, string);
+  return write_log(broker, level_of(severity), id, text, string);
 }
 
 CMPIStatus trace(const CMPIBroker* broker, CMPILevel, const char* component, const char* text,

@@ -91,7 +91,8 @@ TEST(ObjectManagerThreads, IdleUnloadingAndRequestsDoNotMeet) {
 
 TEST(ObjectManagerThreads, AThreadLooksForIdleProviders) {
   Options options = test_options();
-  options.idle_time = options.look_for_idle = std::chrono::milliseconds(1);
+  options.idle_time = std::chrono::milliseconds(1);
+  options.look_for_idle = std::chrono::milliseconds(1);
   std::promise<void> ended;
   bool told = false;
   options.log = [&](int, const std::string& text) {
@@ -106,7 +107,8 @@ TEST(ObjectManagerThreads, AThreadLooksForIdleProviders) {
 TEST(ObjectManagerThreads, TheThreadThatLooksOutlivesALookThatFails) {
   Options options = test_options();
   options.registration = {test_entry("TEST_Widget", "Odd", "i")};
-  options.idle_time = options.look_for_idle = std::chrono::milliseconds(1);
+  options.idle_time = std::chrono::milliseconds(1);
+  options.look_for_idle = std::chrono::milliseconds(1);
   std::promise<void> ended;
   bool told = false;
   options.log = [&](int, const std::string& text) {

@@ -124,7 +124,8 @@ void Provider::end_if_due(std::chrono::milliseconds idle_time,
   if (leases_ != 0 || empty()) return;
   const Clock::time_point now = Clock::now();
   if (now - used_ < idle_time && now - made_ < longest_life) return;
-  made_ = used_ = now;
+  made_ = now;
+  used_ = now;
   end(ending);
 }
 

@@ -191,7 +191,8 @@ TEST_F(ProviderTest, UnloadNeverKeepsTheLibraryAndMakesTheProviderAnew) {
 TEST_F(ProviderTest, UnloadNeverDoesNotAsk) {
   RegistrationEntry keeper = test_entry("TEST_Widget", "Keeper", "i");
   RegistrationEntry never = test_entry("TEST_Gadget", "Never", "i");
-  keeper.unload_never = never.unload_never = true;
+  keeper.unload_never = true;
+  never.unload_never = true;
   ObjectManager manager = make({keeper, never});
   for (int round = 0; round < 2; ++round) {
     manager.enumerate_instances("TEST_Widget");

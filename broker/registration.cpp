@@ -97,10 +97,10 @@ class RegistrationReader {
   }
 
   void set_type(RegistrationEntry& entry, std::string_view type) {
-    bool* flag = type == "instance"      ? &entry.instance
-                 : type == "method"      ? &entry.method
-                 : type == "association" ? &entry.association
-                                         : nullptr;
+    bool* flag = nullptr;
+    if (type == "instance") flag = &entry.instance;
+    if (type == "method") flag = &entry.method;
+    if (type == "association") flag = &entry.association;
     if (!flag) fail("unknown type '" + std::string(type) + "'");
     if (*flag) fail("type '" + std::string(type) + "' is given twice");
     *flag = true;

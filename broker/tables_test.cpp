@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
+#include <string>
 #include <thread>
 
 #include "broker/tables_fixture.h"
@@ -132,9 +134,11 @@ TEST_F(TablesTest, PropertiesAreCheckedAgainstTheClass) {
 TEST_F(TablesTest, PropertiesMayBeSetInAnyOrderAndAgain) {
   CMPIInstance* const made = instance("TEST_Widget");
   CMPIValue value{};
+  const std::map<std::string, CMPIType> types = {
+      {"U8", CMPI_uint8}, {"S8", CMPI_sint8}, {"Flag", CMPI_boolean}};
   for (const char* name : {"U8", "S8", "U8", "Flag", "S8", "Flag"}) {
     ++value.uint8;
-    const CMPIType type = *name == 'U' ? CMPI_uint8 : (*name == 'S' ? CMPI_sint8 : CMPI_boolean);
+    const CMPIType type = types.at(name);
     EXPECT_EQ(made->ft->setProperty(made, name, &value, type).rc, CMPI_RC_OK) << name;
   }
   EXPECT_EQ(made->ft->getPropertyCount(made, nullptr), 3u);

@@ -133,9 +133,10 @@ std::string do_it(const State& provider, const CMPIContext* context, const CMPIR
   }
   if (what == "meet") {  // it returns when two callers are inside at once
     ++inside;
-    int seen = 0;
-    for (int i = 0; i < 2000 && (seen = inside) < 2 && most_inside < 2; ++i) {
+    int seen = inside;
+    for (int i = 0; i < 2000 && seen < 2 && most_inside < 2; ++i) {
       mb->xft->threadSleep(10);
+      seen = inside;
     }
     if (seen >= 2) most_inside = seen;
     return most_inside >= 2 ? "met" : "alone";

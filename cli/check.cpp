@@ -13,17 +13,25 @@ namespace {
 
 constexpr int kStatusMissing = 1;
 
+struct Word {
+  std::string text;
+  Colour colour;
+};
+
+Word word_for(const Finding& finding) {
+  if (finding.hidden) return {"unknown", finding.ok ? Colour::Green : Colour::Red};
+  if (!finding.ok) return {"missing", Colour::Red};
+  if (!finding.remedy.empty()) return {"note", Colour::Yellow};
+  return {"ok", Colour::Green};
+}
+
 std::string line(const Finding& finding, const Output& output) {
   // Colour codes would count as characters of the label, so the colour is added last.
-  const std::string word = finding.hidden           ? "unknown"
-                           : !finding.ok            ? "missing"
-                           : finding.remedy.empty() ? "ok"
-                                                    : "note";
+  const auto [word, colour] = word_for(finding);
   std::string text = finding.found;
   if (!finding.remedy.empty()) text += "; " + finding.remedy;
   const std::string label = fmt::format("{:9}{:14}", word, finding.name);
   const std::string plain = labelled(label, escape(text), output.columns());
-  const Colour colour = !finding.ok ? Colour::Red : word == "note" ? Colour::Yellow : Colour::Green;
   return output.coloured(word, colour) + plain.substr(word.size());
 }
 

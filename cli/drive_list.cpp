@@ -106,7 +106,8 @@ std::optional<bool> smart_of(const DriveLook& look) {
 }
 
 std::string_view Drive::left_out_cause() const {
-  return testable() ? "" : reason == kHwinfoMissing ? kCauseNoHwinfo : kCauseLeftOut;
+  if (testable()) return "";
+  return reason == kHwinfoMissing ? kCauseNoHwinfo : kCauseLeftOut;
 }
 
 std::string Drive::words() const {

@@ -59,8 +59,10 @@ std::optional<Registration> registration(const std::string& line) {
     else
       parts.back() += character;
   }
-  const std::size_t places = parts[0] == "sfcb" ? 4 : parts[0] == "pegasus" ? 2 : parts.size();
-  if (parts.size() <= places) return {};
+  std::size_t places = 0;
+  if (parts[0] == "sfcb") places = 4;
+  if (parts[0] == "pegasus") places = 2;
+  if (places == 0 || parts.size() <= places) return {};
   const auto state = parts.begin() + 1 + static_cast<std::ptrdiff_t>(places);
   Registration found{parts[0], {parts.begin() + 1, state}, "", {}};
   if (state != parts.end()) {

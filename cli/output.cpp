@@ -45,10 +45,11 @@ void Output::write(std::string_view text) {
 }
 
 std::string Output::coloured(std::string_view text, Colour colour) const {
-  if (!colours_ || colour == Colour::None) return std::string(text);
-  const char* const code = colour == Colour::Green    ? "\x1b[1;32m"
-                           : colour == Colour::Yellow ? "\x1b[1;33m"
-                                                      : "\x1b[1;31m";
+  std::string code;
+  if (colour == Colour::Red) code = "\x1b[1;31m";
+  if (colour == Colour::Green) code = "\x1b[1;32m";
+  if (colour == Colour::Yellow) code = "\x1b[1;33m";
+  if (!colours_ || code.empty()) return std::string(text);
   return code + std::string(text) + "\x1b[0m";
 }
 

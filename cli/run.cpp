@@ -245,10 +245,14 @@ class Run {
       complain("interrupted");
     } else {
       const bool several = testing.rfind(' ') != 0;
-      complain(std::string("interrupted; the ") +
-               (several ? "drives go on testing by themselves; to stop one of them: smartctl -X"
-                        : "drive goes on testing by itself; to stop it: smartctl -X") +
-               (several ? " DEVICE (" + testing.substr(1) + ")" : testing));
+      if (several)
+        complain(
+            "interrupted; the drives go on testing by themselves; to stop one of them: smartctl -X "
+            "DEVICE (" +
+            testing.substr(1) + ")");
+      else
+        complain("interrupted; the drive goes on testing by itself; to stop it: smartctl -X" +
+                 testing);
     }
     running_.clear();
     if (json_) standard_output().write(array());

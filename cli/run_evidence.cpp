@@ -29,10 +29,13 @@ void RunEvidence::take(int severity, std::string_view text) {
   if (severity != kTrace) return;
   for (const AnswerText& known : kAnswerTexts) {
     if (!text.starts_with(known.begins)) continue;
-    std::optional<Answer>& answer = known.step == Step::Checking  ? information
-                                    : known.step == Step::Reading ? baseline
-                                                                  : start;
-    answer = read_answer(text.substr(known.begins.size()));
+    const std::optional<Answer> answer = read_answer(text.substr(known.begins.size()));
+    if (known.step == Step::Checking)
+      information = answer;
+    else if (known.step == Step::Reading)
+      baseline = answer;
+    else
+      start = answer;
   }
   if (text.starts_with(kPollText)) log = text.substr(kPollText.size());
   if (text == kStillInProgressText) in_progress = true;

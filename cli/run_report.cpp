@@ -16,9 +16,9 @@ namespace {
 constexpr int kFormat = 1;  // of the objects of --json
 
 Colour colour_of(Outcome outcome) {
-  return outcome == Outcome::Passed   ? Colour::Green
-         : outcome == Outcome::Failed ? Colour::Red
-                                      : Colour::Yellow;
+  if (outcome == Outcome::Passed) return Colour::Green;
+  if (outcome == Outcome::Failed) return Colour::Red;
+  return Colour::Yellow;
 }
 
 // Its test began, whatever came of it.
@@ -136,8 +136,9 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
     if (text.empty()) continue;
     std::string& of = drives[text];
     const std::string drive = escape(identity(result));
-    of += (of.empty() ? "" : ", ") + escape(result.device) +
-          (drive.empty() ? "" : " (" + drive + ")");
+    if (!of.empty()) of += ", ";
+    of += escape(result.device);
+    if (!drive.empty()) of += " (" + drive + ")";
   }
   std::string all;
   for (const auto& [text, of] : drives)

@@ -15,9 +15,9 @@ DriveResult result(const std::string& device, std::optional<Outcome> outcome,
   made.verdict.outcome = outcome;
   made.begin = std::chrono::sys_seconds(std::chrono::seconds(1'000'000'000));
   made.elapsed = std::chrono::seconds(75);
-  const std::string code = outcome == Outcome::Failed    ? "HDST-100"
-                           : outcome == Outcome::Aborted ? "HDST-200"
-                                                         : "HDST-000";
+  std::string code = "HDST-000";
+  if (outcome == Outcome::Failed) code = "HDST-100";
+  if (outcome == Outcome::Aborted) code = "HDST-200";
   if (outcome) made.record = {{"RecordData", code + ": text\n1. do\n"}};
   return made;
 }

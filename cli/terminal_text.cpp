@@ -110,7 +110,9 @@ std::string size_text(std::uint64_t bytes) {
   // What rounds to 1000 is one of the next unit.
   for (; number >= 999.5 && unit + 1 < kUnits.size(); ++unit) number /= 1000;
   if (unit == 0) return fmt::format("{} B", bytes);
-  const int decimals = number < 9.995 ? 2 : number < 99.95 ? 1 : 0;
+  int decimals = 0;
+  if (number < 99.95) decimals = 1;
+  if (number < 9.995) decimals = 2;
   return fmt::format("{:.{}f} {}", number, decimals, kUnits[unit]);
 }
 

@@ -45,7 +45,9 @@ std::string connection(std::string_view device_path, std::string_view host_drive
   const bool raid = passes(device_path, "end_device-") ||
                     std::find(std::begin(kRaidDrivers), std::end(kRaidDrivers), host_driver) !=
                         std::end(kRaidDrivers);
-  std::string word = raid ? "SAS/RAID" : passes(device_path, "host") ? "SCSI" : "";
+  std::string word;
+  if (passes(device_path, "host")) word = "SCSI";
+  if (raid) word = "SAS/RAID";
   if (!word.empty() && !host_driver.empty()) word.append(" (").append(host_driver).append(")");
   return word;
 }

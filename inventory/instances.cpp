@@ -110,9 +110,9 @@ Ref<KAVRO_DiskDrive> disk_drive(const inventory::Drive& drive, const String& sys
 
 Ref<KAVRO_SysBusDevice> sys_bus_device(const inventory::BusDevice& device,
                                        const String& system_name) {
-  const String id = !device.generic.empty() ? device.generic
-                    : !device.block.empty() ? device.block
-                                            : to_string(device.address);
+  String id = device.generic;
+  if (id.empty()) id = device.block;
+  if (id.empty()) id = to_string(device.address);
   const String name = device.block.empty() ? id : device.block;
   auto result = make<KAVRO_SysBusDevice>(true);
   set_keys(*result, system_name, id);

@@ -22,9 +22,17 @@ constexpr Utf8Sequence first_utf8(std::string_view text) {
   const unsigned lead = byte(0);
   if (lead < 0x80) return {lead, 1};
   if (lead < 0xC2 || lead > 0xF4) return {Utf8Sequence::kNone, 1};
-  const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  std::size_t length = 2;
+  if (lead >= 0xE0) length = 3;
+  if (lead >= 0xF0) length = 4;
+  // What the second byte may be: the bounds leave out overlong forms, surrogates, and what is too
+  // large.
+  unsigned low = 0x80;
+  unsigned high = 0xBF;
+  if (lead == 0xE0) low = 0xA0;
+  if (lead == 0xED) high = 0x9F;
+  if (lead == 0xF0) low = 0x90;
+  if (lead == 0xF4) high = 0x8F;
   char32_t character = lead & (0x7F >> length);
   for (std::size_t place = 1; place < length; ++place) {
     if (place == text.size() || byte(place) < low || byte(place) > high)
@@ -43,8 +51,16 @@ inline void append_utf8(std::string& text, char32_t character) {
     text += static_cast<char>(character);
     return;
   }
-  const unsigned tail = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-  const unsigned lead = tail == 1 ? 0xC0 : tail == 2 ? 0xE0 : 0xF0;
+  unsigned tail = 1;  // bytes behind the first
+  unsigned lead = 0xC0;
+  if (character >= 0x800) {
+    tail = 2;
+    lead = 0xE0;
+  }
+  if (character >= 0x10000) {
+    tail = 3;
+    lead = 0xF0;
+  }
   text += static_cast<char>(lead | character >> (6 * tail));
   for (unsigned left = tail; left-- > 0;)
     text += static_cast<char>(0x80 | (character >> (6 * left) & 0x3F));

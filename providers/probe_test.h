@@ -30,7 +30,10 @@ class ProbeTest : public DriveTest {
   void SetUp() override {
     DriveTest::SetUp();
     child = Child::Ordinary;
-    forks = killed_fork = children_met = waits = 0;
+    forks = 0;
+    killed_fork = 0;
+    children_met = 0;
+    waits = 0;
     wait_for_child = Wait::Ordinary;
   }
 };

@@ -363,7 +363,12 @@ TEST_F(Errors, EmbeddingHasALimit) {
     for (int i = 0; i < levels; ++i) {
       std::string escaped;
       for (const char c : text) {
-        escaped += c == '<' ? "&lt;" : (c == '&' ? "&amp;" : std::string(1, c));
+        if (c == '<')
+          escaped += "&lt;";
+        else if (c == '&')
+          escaped += "&amp;";
+        else
+          escaped += c;
       }
       text =
           "<INSTANCE CLASSNAME=\"TEST_Widget\"><PROPERTY NAME=\"Inner\" TYPE=\"string\" "

@@ -94,8 +94,7 @@ void Text::grow(std::size_t more) {
 void Text::escape(std::string_view text, const Classes& plain) {
   const char* const end = text.data() + text.size();
   const char* run = text.data();
-  const char* at = run;
-  while ((at = skip_plain(at, end)) < end) {
+  for (const char* at = skip_plain(run, end); at < end; at = skip_plain(at, end)) {
     const auto byte = static_cast<unsigned char>(*at);
     if (plain[byte]) {
       ++at;
@@ -108,9 +107,10 @@ void Text::escape(std::string_view text, const Classes& plain) {
       }
     }
     *this << std::string_view(run, static_cast<std::size_t>(at - run)) << escaped(*at);
-    run = ++at;
+    ++at;
+    run = at;
   }
-  *this << std::string_view(run, static_cast<std::size_t>(at - run));
+  *this << std::string_view(run, static_cast<std::size_t>(end - run));
 }
 
 void Text::number(std::uint64_t number) {

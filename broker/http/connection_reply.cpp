@@ -35,7 +35,8 @@ void Connection::refuse() {
   out_ = reply_head(refusal_->status, refusal_->headers, how);
   if (!has_head || reader_->head().method != "HEAD") out_ += text;
   sent_ = 0;
-  head_sent_ = last_ = true;
+  head_sent_ = true;
+  last_ = true;
 }
 
 bool Connection::take_piece() {
@@ -54,7 +55,8 @@ bool Connection::take_piece() {
     if (last_) {
       how.length = piece_.size();
     } else {
-      how.chunked = chunked_ = !how.old;
+      chunked_ = !how.old;
+      how.chunked = chunked_;
       close_after_ = close_after_ || how.old;
     }
     close_after_ = close_after_ || shared_.is_ending();
@@ -117,7 +119,10 @@ void Connection::end_of_reply() {
   out_ = {};
   piece_ = {};
   sent_ = 0;
-  head_sent_ = chunked_ = last_ = close_after_ = false;
+  head_sent_ = false;
+  chunked_ = false;
+  last_ = false;
+  close_after_ = false;
   if (ends) {
     stage_ = Stage::Goodbye;
     received_ = 0;

@@ -28,7 +28,8 @@ class LogInsTest : public testing::Test {
  protected:
   explicit LogInsTest(milliseconds delay = minutes(10)) {
     Limits limits;
-    limits.delay = limits.longest_delay = delay;
+    limits.delay = delay;
+    limits.longest_delay = delay;
     log_ins_.emplace(limits, [this](int, const std::string& text) {
       std::unique_lock guard(lock_);
       log_.push_back(text);

@@ -26,7 +26,8 @@ class Strangers : public Limited {
   void SetUp() override {
     Options options;
     options.users = std::make_shared<Users>("operator:$5$rounds=1000$salt$" + std::string(43, 'a'));
-    options.limits.delay = options.limits.longest_delay = milliseconds(1);
+    options.limits.delay = milliseconds(1);
+    options.limits.longest_delay = milliseconds(1);
     options.limits.held_log_ins = 1000;
     options.log = [this](int, const std::string&) {
       ++looked_at_;

@@ -46,7 +46,8 @@ class Memory : public testing::Test {
   void fail_each(int at_a_time, const std::string& fields, int status) {
     Options options;
     if (!fields.empty()) options.users = operators();
-    options.limits.delay = options.limits.longest_delay = milliseconds(1);
+    options.limits.delay = milliseconds(1);
+    options.limits.longest_delay = milliseconds(1);
     std::atomic<int> logged = 0;
     options.log = [&](int, const std::string& text) { logged += !text.empty(); };
     TestServer test(echo, std::move(options));
@@ -58,7 +59,8 @@ class Memory : public testing::Test {
       TestClient client(test.port);
       const int seen = client.post("x", fields).status;
       client.post("the end of the one before", fields);
-      first_to_fail = last_to_fail = INT_MAX;
+      last_to_fail = INT_MAX;
+      first_to_fail = INT_MAX;
       reached = allocations;
       failed += seen != status;
       EXPECT_TRUE(seen == status || seen == 0 || seen >= 500) << seen << " at " << number;

@@ -38,9 +38,8 @@ std::size_t length_of_whole(std::string_view escaped, std::size_t most) {
   std::size_t length = 0;
   while (length < escaped.size()) {
     const std::string_view rest = escaped.substr(length);
-    const std::size_t next = rest[0] != '\\'  ? platform::first_utf8(rest).length
-                             : rest[1] == 'x' ? std::size_t{4}
-                                              : std::size_t{2};
+    std::size_t next = platform::first_utf8(rest).length;
+    if (rest[0] == '\\') next = rest[1] == 'x' ? 4 : 2;
     if (length + next > most) break;
     length += next;
   }

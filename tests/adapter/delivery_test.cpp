@@ -183,7 +183,8 @@ TEST_P(Deliveries, InstancesAreNeverThereAllAtOnce) {
     for (int number = 0; number < 100; ++number) handler->handle(counted_device(number));
     return OK;
   };
-  living = most_living = 0;
+  living = 0;
+  most_living = 0;
   EXPECT_EQ(enumerate().status, Status::Ok);
   EXPECT_EQ(delivered_.size(), 100u);
   EXPECT_EQ(manager().enumerate_instance_names("TEST_Device").size(), 100u);

@@ -50,11 +50,13 @@ TEST_P(Failures, EveryOperationIsNamed) {
   auto& devices = hooks<TEST_Device>();
   devices.get_instance = kRefuse;
   devices.enum_instances = kRefuse;
-  devices.create_instance = devices.delete_instance = kRefuse;
+  devices.create_instance = kRefuse;
+  devices.delete_instance = kRefuse;
   devices.modify_instance = kRefuse;
   method_hooks().check = kRefuse;
   auto& links = hooks<TEST_Link>();
-  links.enum_associators = links.enum_associator_names = kRefuse;
+  links.enum_associators = kRefuse;
+  links.enum_associator_names = kRefuse;
   links.enum_references = kRefuse;
 
   const auto path = device_path("sda", 1);

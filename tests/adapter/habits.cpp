@@ -30,9 +30,15 @@ CMPIData not_found(CMPIStatus* rc) {
 }
 
 void set_object_versions(Tables& tables, CMPIVersion version) {
-  tables.context.ftVersion = tables.result.ftVersion = tables.string.ftVersion = version;
-  tables.array.ftVersion = tables.enumeration.ftVersion = tables.instance.ftVersion = version;
-  tables.object_path.ftVersion = tables.args.ftVersion = tables.date_time.ftVersion = version;
+  tables.context.ftVersion = version;
+  tables.result.ftVersion = version;
+  tables.string.ftVersion = version;
+  tables.array.ftVersion = version;
+  tables.enumeration.ftVersion = version;
+  tables.instance.ftVersion = version;
+  tables.object_path.ftVersion = version;
+  tables.args.ftVersion = version;
+  tables.date_time.ftVersion = version;
 }
 
 void remove_optional_members(Tables& tables) {

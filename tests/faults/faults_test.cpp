@@ -47,7 +47,8 @@ std::string additions(const std::set<std::string>& before, const std::set<std::s
 
 // How the text of a record begins.
 std::string usual_text(const std::string& outcome) {
-  return outcome == "passed" ? "HDST-000: " : outcome == "failed" ? "HDST-100: " : "HDST-200: ";
+  if (outcome == "passed") return "HDST-000: ";
+  return outcome == "failed" ? "HDST-100: " : "HDST-200: ";
 }
 
 void expect_text(const std::string& text, const std::string& begin) {

@@ -165,7 +165,9 @@ std::string World::run() {
   EXPECT_EQ(job->as_path().keys.front().value, *record.property("InstanceID"));
   EXPECT_EQ(record.text("ManagedElementName"), "/dev/sda");
   const std::string state = record.text("CompletionState");
-  return state == "2" ? "passed" : state == "5" ? "failed" : state == "6" ? "aborted" : state;
+  if (state == "2") return "passed";
+  if (state == "5") return "failed";
+  return state == "6" ? "aborted" : state;
 }
 
 void World::fail(Call kind, int number) {
