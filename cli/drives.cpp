@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
@@ -10,6 +9,7 @@
 #include "cli/json.h"
 #include "cli/manager.h"
 #include "cli/output.h"
+#include "cli/table.h"
 #include "cli/terminal_text.h"
 #include "cli/waiting_line.h"
 
@@ -56,63 +56,22 @@ Json json_of(const Drive& drive) {
           {"remaining", remaining}};
 }
 
-enum Column : std::size_t { Device, Size, Model, Serial, Connection, Test, ColumnCount };
-constexpr std::size_t kGap = 2;
-using Row = std::array<std::string, ColumnCount>;
-
-Row row_of(const Drive& drive) {
-  Row row = {drive.device,     drive.bytes ? size_text(*drive.bytes) : "",
-             drive.model,      drive.serial,
-             drive.connection, drive.words()};
-  for (std::string& text : row) text = text.empty() ? "-" : escape(text);
-  return row;
-}
-
-// The width of each column, 0 of a column that is left out.
-using Widths = std::array<std::size_t, ColumnCount>;
-
-std::size_t sum(const Widths& widths) {
-  std::size_t all = 0;
-  for (const std::size_t width : widths) all += width > 0 ? width + kGap : 0;
-  return all - kGap;
-}
-
-// Where the terminal is too narrow, columns are shortened one after the other, then left out.
-void fit(Widths& widths, std::size_t columns) {
-  constexpr std::size_t kLeast = 8;
-  const auto shorten = [&](Column column) {
-    const std::size_t over = sum(widths) - std::min(sum(widths), columns);
-    const std::size_t spare = widths[column] - std::min(widths[column], kLeast);
-    widths[column] -= std::min(spare, over);
-  };
-  for (const Column column : {Model, Connection, Serial}) shorten(column);
-  for (const Column column : {Connection, Serial, Size, Model})
-    if (sum(widths) > columns) widths[column] = 0;
-  shorten(Test);
-}
-
 std::string table(const std::vector<Drive>& drives, const Output& output) {
-  std::vector<Row> rows = {{"DEVICE", "SIZE", "MODEL", "SERIAL", "CONNECTION", "TEST"}};
-  for (const Drive& drive : drives) rows.push_back(row_of(drive));
-  Widths widths{};
-  for (const Row& row : rows)
-    for (std::size_t column = 0; column < ColumnCount; ++column)
-      widths[column] = std::max(widths[column], columns_of(row[column]));
-  if (output.columns() > 0) fit(widths, output.columns());
-  std::string text;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    for (std::size_t column = 0; column < Test; ++column) {
-      if (widths[column] == 0) continue;
-      const std::string cell = elide(rows[i][column], widths[column]);
-      const std::string blanks(widths[column] - columns_of(cell), ' ');
-      text += (column == Size ? blanks + cell : cell + blanks) + std::string(kGap, ' ');
-    }
-    const bool ready = i > 0 && drives[i - 1].ready();
-    text +=
-        output.coloured(elide(rows[i][Test], widths[Test]), ready ? Colour::Green : Colour::None) +
-        "\n";
-  }
-  return text;
+  std::vector<std::vector<TableCell>> rows;
+  for (const Drive& drive : drives)
+    rows.push_back({{drive.device},
+                    {drive.bytes ? size_text(*drive.bytes) : ""},
+                    {drive.model},
+                    {drive.serial},
+                    {drive.connection},
+                    {drive.words(), drive.ready() ? Colour::Green : Colour::None}});
+  return table_text({{"DEVICE"},
+                     {.title = "SIZE", .is_right_aligned = true, .left_out = 3},
+                     {.title = "MODEL", .shortened = 1, .left_out = 4},
+                     {.title = "SERIAL", .shortened = 3, .left_out = 2},
+                     {.title = "CONNECTION", .shortened = 2, .left_out = 1},
+                     {"TEST"}},
+                    rows, output);
 }
 
 // What is missing in the list, and who would see it.
