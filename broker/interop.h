@@ -50,7 +50,7 @@ struct Conforming {
   std::vector<ObjectPath> instances;
 };
 
-// Whole instances with whole paths.
+// With whole paths. Properties that are null are left out.
 std::vector<Instance> interop_instances(const InteropFacts& facts,
                                         const std::vector<Conforming>& conforming);
 

@@ -14,6 +14,16 @@ Instance chosen(const Instance& instance, const PropertyChoice& choice) {
   return result;
 }
 
+// The instance with every property of its class; those that nobody set are null.
+Instance whole(const Instance& instance, const ClassInfo& info) {
+  Instance result(instance.path);
+  for (const PropertyInfo& property : info.properties()) {
+    const Value* const value = instance.property(property.name);
+    result.set(property.name, value ? *value : Value::null(property.type, property.array));
+  }
+  return result;
+}
+
 // Both names of the name space become one, and what has none means it, also in references.
 ObjectPath in_interop(const ObjectPath& path) {
   ObjectPath result = path;
@@ -46,7 +56,9 @@ HeldInstances InteropSpace::held() const {
   std::vector<Conforming> conforming;
   for (const ProfileFacts& profile : facts_.profiles)
     conforming.push_back({&profile, manager_.enumerate_instance_names(profile.central_class)});
-  return {manager_.schema(), interop_instances(facts_, conforming)};
+  std::vector<Instance> instances = interop_instances(facts_, conforming);
+  for (Instance& one : instances) one = whole(one, manager_.schema().get(one.class_name()));
+  return {manager_.schema(), std::move(instances)};
 }
 
 std::optional<ObjectPath> InteropSpace::source(const ObjectPath& path) const {

@@ -8,7 +8,7 @@ import re
 
 from command_case import main
 from interop_case import ASSOCIATIONS, HELD, INTEROP, SPACES, InteropTest
-from server_case import SERVICE, SERVICE_KEYS
+from server_case import RECORD, SERVICE, SERVICE_KEYS, run_of
 from wbem_client import Path, read_path, read_properties
 
 SERVICE_PATH = Path(SERVICE, SERVICE_KEYS, "root/cimv2")
@@ -54,16 +54,19 @@ class Answers(InteropTest):
             for _, properties in client.instances(space, "CIM_WBEMService"):
                 self.assertLess(names | {"GatherStatisticalData"}, set(properties))
 
-    def test_every_property_is_one_of_its_class(self):
+    def test_an_instance_has_every_property_of_its_class(self):
         client = self.client()
         for class_name in HELD:
             declared = {one.get("NAME"): one
-                        for one in client.class_declaration("interop", class_name)}
+                        for one in client.class_declaration("interop", class_name)
+                        if one.tag.startswith("PROPERTY")}
             for found in client.ask("interop", "EnumerateInstances", ClassName=class_name):
                 for one in found.find("INSTANCE"):
                     declaration = declared[one.get("NAME")]
                     self.assertEqual((one.tag, one.get("TYPE")),
                                      (declaration.tag, declaration.get("TYPE")))
+                self.assertEqual([one.get("NAME") for one in found.find("INSTANCE")],
+                                 list(declared))
                 for name, one in declared.items():
                     if {"Key", "Required"} & {had.get("NAME") for had in one.iter("QUALIFIER")}:
                         held = read_properties(found.find("INSTANCE"))
@@ -108,6 +111,8 @@ class Answers(InteropTest):
             self.assertEqual(len(found), count)
             self.assertEqual(client.associator_names(space, path, **fits),
                              [far for far, _ in found])
+            for one in client.ask(space, "AssociatorNames", ObjectName=path, **fits):
+                self.assertTrue(one.findtext("INSTANCEPATH/NAMESPACEPATH/HOST"))
             for far, properties in found:
                 self.assertNotEqual(far.space, "")
                 again = client.instance(far.space, far)
@@ -246,6 +251,12 @@ class Mechanism(InteropTest):
         for word in ["ContinuationOnError", "NoOperationTimeout"]:
             self.assertEqual(spoken[f"PulledEnumeration{word}Supported"], "FALSE")
 
+    def test_what_nobody_pulls_is_forgotten_without_another_request(self):
+        client = self.client()
+        client.ask("interop", "OpenEnumerateInstances", ClassName="CIM_Namespace",
+                   OperationTimeout=1)
+        self.wait_for_log("dropped 1 open enumeration that nobody pulled in time")
+
     def test_it_tells_how_the_server_was_started(self):
         self.make_user()
         certificate = self.make_certificate()
@@ -269,9 +280,13 @@ class Refusals(InteropTest):
     def test_nothing_is_written(self):
         client = self.client()
         manager, properties = self.one(client, "CIM_ObjectManager")
-        drive, = client.paths("root/cimv2", "KAVRO_DiskDrive")
-        for space, path in [*((name, manager) for name in INTEROP), ("root/cimv2", drive),
-                            ("root/cimv2", SERVICE_PATH)]:
+        self.ask(run_of("/dev/sda"))  # now there are a job and a record
+        # Of each class that has instances.
+        paths = {path.class_name: path for path in client.paths("root/cimv2", "CIM_ManagedElement")}
+        self.assertLess({SERVICE, RECORD, "KAVRO_DiskDrive", "KAVRO_HDDTest_ConcreteJob"},
+                        set(paths))
+        for space, path in [*((name, manager) for name in INTEROP),
+                            *(("root/cimv2", path) for path in paths.values())]:
             self.fails(7, client.ask, space, "CreateInstance",
                        NewInstance=f'<INSTANCE CLASSNAME="{path.class_name}"/>')
             self.fails(7, client.ask, space, "ModifyInstance", ModifiedInstance=instance_xml(path))
@@ -279,6 +294,9 @@ class Refusals(InteropTest):
             self.fails(7, client.ask, space, "SetProperty", InstanceName=path,
                        PropertyName="ElementName", NewValue="<VALUE>x</VALUE>")
         self.assertEqual(client.instance("interop", manager), properties)
+        for name in client.class_names("root/cimv2", DeepInheritance="true"):
+            self.fails(7, client.ask, "root/cimv2", "CreateInstance",
+                       NewInstance=f'<INSTANCE CLASSNAME="{name}"/>')
 
     def test_classes_and_qualifiers_are_not_changed(self):
         client = self.client()

@@ -21,8 +21,6 @@ inline constexpr FunctionalGroup kFunctionalGroups[] = {
     {"Basic Read", 2, true,
      "GetClass EnumerateClasses EnumerateClassNames GetInstance EnumerateInstances "
      "EnumerateInstanceNames GetProperty"},
-    {"Basic Write", 3, true, "SetProperty"},
-    {"Instance Manipulation", 5, true, "CreateInstance ModifyInstance DeleteInstance"},
     {"Association Traversal", 6, true, "Associators AssociatorNames References ReferenceNames"},
     {"Pulled Read", 10, false,
      "OpenEnumerateInstances OpenEnumerateInstancePaths OpenAssociatorInstances "
@@ -30,8 +28,10 @@ inline constexpr FunctionalGroup kFunctionalGroups[] = {
      "PullInstancesWithPath PullInstancePaths CloseEnumeration"},
 };
 
-// Those of a group that is served in part.
-inline constexpr std::string_view kOtherOperations = "EnumerateQualifiers GetQualifier";
+// Those of groups that are served in part. Operations that write are handed to the providers, none
+// of which writes, so that clients are not told of them.
+inline constexpr std::string_view kOtherOperations =
+    "EnumerateQualifiers GetQualifier SetProperty CreateInstance ModifyInstance DeleteInstance";
 
 // The names of the groups, as the field CIMSupportedFunctionalGroups has them.
 inline std::string functional_groups() {

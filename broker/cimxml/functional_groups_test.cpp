@@ -33,8 +33,7 @@ TEST(FunctionalGroups, HoldWhatIsServed) {
 }
 
 TEST(FunctionalGroups, AreWrittenAsTheHeaderFieldHasThem) {
-  EXPECT_EQ(functional_groups(),
-            "Basic Read, Basic Write, Instance Manipulation, Association Traversal");
+  EXPECT_EQ(functional_groups(), "Basic Read, Association Traversal");
 }
 
 }  // namespace
