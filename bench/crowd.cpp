@@ -47,7 +47,7 @@ std::shared_ptr<broker::http::Users> users() {
 const sockaddr_in& server() {
   static const sockaddr_in& address = *[] {
     broker::http::Address loopback("127.0.0.1", 0);
-    broker::http::Options options;
+    broker::http::ServerOptions options;
     options.listeners.push_back(loopback.listen());
     options.users = users();
     auto* result = new sockaddr_in;

@@ -70,7 +70,7 @@ void send_all(int to, const char* data, std::size_t size) {
 const sockaddr_in& http_server() {
   static const sockaddr_in& address = *[] {
     auto* result = new sockaddr_in;
-    broker::http::Options options;
+    broker::http::ServerOptions options;
     options.listeners.push_back(listener(*result));
     // The server accepts until there is nobody left.
     fcntl(options.listeners.front().get(), F_SETFL, O_NONBLOCK);

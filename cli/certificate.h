@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "broker/http/options.h"
+#include "broker/http/server_options.h"
 
 namespace cli {
 

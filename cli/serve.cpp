@@ -139,8 +139,8 @@ CertificateFiles certificate_files(const ServeOptions& options, const Places& pl
   return {resolve(places, options.certificate), resolve(places, options.key)};
 }
 
-http::Options server_options(const ServeOptions& options, const Places& places) {
-  http::Options server;
+http::ServerOptions server_options(const ServeOptions& options, const Places& places) {
+  http::ServerOptions server;
   server.log = note;
   server.own_names = std::make_shared<http::OwnNames>(options.hosts);
   if (!options.users.empty()) server.users = http::Users::read(resolve(places, options.users));
@@ -230,7 +230,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
     warn("records of tests may lack their texts: " + places.message_file.string() + ": " +
          faults.front() + "; mend it or reinstall hddtest, or name its data with --data");
   Listening listening = find_listening(options);
-  http::Options settings = server_options(options, places);
+  http::ServerOptions settings = server_options(options, places);
 
   raise_descriptor_limit();
   bound_heaps();

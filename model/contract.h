@@ -9,25 +9,25 @@
 namespace contract {
 
 // How the class's provider answers; contract.def says what each word means.
-enum class Provider { Inert, Logged, Own, Inventory, Unregistered };
+enum class ProviderKind { Inert, Logged, Own, Inventory, Unregistered };
 
 struct Class {
   const char* name;
   const char* superclass;
   bool association;
-  Provider provider;
+  ProviderKind provider;
   std::size_t properties;
   const char* keys;     // with blanks between
   const char* methods;  // likewise
 
-  bool in_module() const { return provider <= Provider::Own; }
+  bool in_module() const { return provider <= ProviderKind::Own; }
 };
 
 inline constexpr Class kClasses[] = {
 #define INSTANCE(name, superclass, provider, properties, keys, methods) \
-  {#name, #superclass, false, Provider::provider, properties, keys, methods},
+  {#name, #superclass, false, ProviderKind::provider, properties, keys, methods},
 #define ASSOCIATION(name, superclass, provider, properties, keys, methods) \
-  {#name, #superclass, true, Provider::provider, properties, keys, methods},
+  {#name, #superclass, true, ProviderKind::provider, properties, keys, methods},
 #include "model/contract.def"
 };
 

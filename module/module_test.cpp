@@ -158,20 +158,20 @@ class EveryProvider : public Module, public testing::WithParamInterface<std::siz
   // A logging provider logs at least that it was made and loaded; an inert one logs nothing.
   void TearDown() override {
     NKVRHVX20::set_log_sink(nullptr, nullptr);
-    if (answers(contract::Provider::Logged)) {
+    if (answers(contract::ProviderKind::Logged)) {
       EXPECT_THAT(log_, testing::Not(testing::IsEmpty()));
     }
-    if (answers(contract::Provider::Inert)) {
+    if (answers(contract::ProviderKind::Inert)) {
       EXPECT_THAT(log_, testing::IsEmpty());
     }
   }
-  bool answers(contract::Provider as) {
+  bool answers(contract::ProviderKind as) {
     const contract::Class* const row = contract::find(this->row().class_name);
     return row && row->provider == as;
   }
   // Inert and logging providers refuse the same operations.
   bool refuses() {
-    return answers(contract::Provider::Inert) || answers(contract::Provider::Logged);
+    return answers(contract::ProviderKind::Inert) || answers(contract::ProviderKind::Logged);
   }
   const Registration* record() {
     const Registration* record = head();

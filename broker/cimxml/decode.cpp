@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "broker/cimxml/refusal.h"
+#include "broker/cimxml/http_error.h"
 #include "broker/error.h"
 #include "platform/words.h"
 
@@ -221,7 +221,7 @@ Instance Decoder::embedded_instance(std::string_view text) const {
     const Document document = parse_document(text, allowance_);
     if (document.root.name != "INSTANCE") throw not_valid();
     return inner.instance(document.root);
-  } catch (const Refusal&) {
+  } catch (const HttpError&) {
     throw Error(Status::InvalidParameter, "the text of an embedded object is no instance in XML");
   }
 }

@@ -1,6 +1,6 @@
 // Values, names and instances out of the elements of a request (DSP0201).
 //
-// An element without the standard's form throws Refusal (not valid), and the whole message is
+// An element without the standard's form throws HttpError (not valid), and the whole message is
 // refused. One that has the form but holds no value of its type throws Error (InvalidParameter),
 // which concerns the one operation. Text without a type stays a string value; the object manager
 // gives it the declared type.

@@ -5,7 +5,7 @@
 #include <memory>
 #include <unordered_set>
 
-#include "broker/cimxml/refusal.h"
+#include "broker/cimxml/http_error.h"
 #include "broker/name.h"
 #include "platform/words.h"
 #include "platform/xml_reader.h"
@@ -94,7 +94,7 @@ class Builder final : platform::XmlReader {
   }
 
   void start(const char* name, const char** attributes) override {
-    if (allowance_.elements == 0) throw Refusal(413, nullptr);
+    if (allowance_.elements == 0) throw HttpError(413, nullptr);
     --allowance_.elements;
     const auto known = element_names().find(name);
     if (skipping_ != 0 || known == element_names().end()) {

@@ -22,9 +22,9 @@ struct Element {
 
   // Null when there is none.
   const std::string_view* find(std::string_view attribute) const;
-  // Throws Refusal (not valid) when there is none.
+  // Throws HttpError (not valid) when there is none.
   std::string_view get(std::string_view attribute) const;
-  // The child, which must be the only one and of one of these names; throws Refusal (not valid).
+  // The child, which must be the only one and of one of these names; throws HttpError (not valid).
   const Element& only_child(std::initializer_list<std::string_view> names) const;
 };
 
@@ -42,7 +42,7 @@ struct Document {
   Element root;
 };
 
-// Reads a whole document in UTF-8. Throws Refusal: not well-formed; another encoding; too many
+// Reads a whole document in UTF-8. Throws HttpError: not well-formed; another encoding; too many
 // elements; or not valid, where it has a document type, too much depth or text out of place.
 Document parse_document(std::string_view text, Allowance& allowance);
 

@@ -5,14 +5,15 @@
 
 namespace broker::cimxml {
 
-enum class Source {
+enum class ObjectSource {
   Class,       // by ClassName
   Associated,  // by the object, AssocClass, ResultClass, Role, ResultRole
   Referring,   // by the object, ResultClass, Role
 };
 
 // object: the name of the parameter that names the class or the instance.
-void gather(const Task& task, Source source, std::string_view object, const InstanceSink& sink);
-void gather(const Task& task, Source source, std::string_view object, const PathSink& sink);
+void gather(const Task& task, ObjectSource source, std::string_view object,
+            const InstanceSink& sink);
+void gather(const Task& task, ObjectSource source, std::string_view object, const PathSink& sink);
 
 }  // namespace broker::cimxml

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "broker/cimxml/refusal.h"
+#include "broker/cimxml/http_error.h"
 #include "broker/error.h"
 #include "platform/words.h"
 
@@ -56,22 +56,22 @@ bool names_target(const std::string& header, const SimpleRequest& asked) {
 
 void check_head(const Call& call) {
   if (!call.operation || !same_name(trim(*call.operation), "MethodCall")) {
-    throw Refusal(400, "unsupported-operation");
+    throw HttpError(400, "unsupported-operation");
   }
-  if (call.content_type && !is_xml_in_utf8(*call.content_type)) throw Refusal(415, nullptr);
+  if (call.content_type && !is_xml_in_utf8(*call.content_type)) throw HttpError(415, nullptr);
   try {
     if (call.protocol_version && !same_major(trim(*call.protocol_version), '1')) {
-      throw Refusal(501, "unsupported-protocol-version");
+      throw HttpError(501, "unsupported-protocol-version");
     }
-  } catch (const Refusal& refusal) {
-    if (refusal.http_status() == 501) throw;
-    throw Refusal(400, "header-mismatch");  // no version, so it differs from the body's
+  } catch (const HttpError& error) {
+    if (error.http_status() == 501) throw;
+    throw HttpError(400, "header-mismatch");  // no version, so it differs from the body's
   }
 }
 
 void check_match(const Call& call, const Message& message) {
   const auto require = [](bool match) {
-    if (!match) throw Refusal(400, "header-mismatch");
+    if (!match) throw HttpError(400, "header-mismatch");
   };
   require(!call.protocol_version || trim(*call.protocol_version) == message.protocol_version);
   require(call.batch.has_value() == message.batch);

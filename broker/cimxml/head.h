@@ -7,9 +7,9 @@
 
 namespace broker::cimxml {
 
-// Before the body is read. Throws Refusal.
+// Before the body is read. Throws HttpError.
 void check_head(const Call& call);
-// Throws Refusal (header-mismatch).
+// Throws HttpError (header-mismatch).
 void check_match(const Call& call, const Message& message);
 
 }  // namespace broker::cimxml

@@ -38,18 +38,18 @@ struct Paths {
 };
 
 template <class Kind, class Sink>
-void ask(const Task& task, Source source, std::string_view object, const Sink& sink) {
+void ask(const Task& task, ObjectSource source, std::string_view object, const Sink& sink) {
   const ObjectPath path = task.path(object);
   Request request = task.request();
   switch (source) {
-    case Source::Class:
+    case ObjectSource::Class:
       request.deep_inheritance = task.boolean("DeepInheritance", true);
       (task.manager.*Kind::enumerate)(path, sink, request);
       break;
-    case Source::Associated:
+    case ObjectSource::Associated:
       (task.manager.*Kind::associated)(path, filter_of(task), sink, request);
       break;
-    case Source::Referring:
+    case ObjectSource::Referring:
       (task.manager.*Kind::referring)(path, filter_of(task), sink, request);
       break;
   }
@@ -62,7 +62,7 @@ Writer writer_of(const Task& task) {
 
 // Writes each object as it comes.
 template <class Item>
-void stream(const Task& task, Source source, std::string_view object,
+void stream(const Task& task, ObjectSource source, std::string_view object,
             void (Writer::*write)(const Item&)) {
   Writer writer = writer_of(task);
   writer.text() << "<IRETURNVALUE>";
@@ -75,9 +75,9 @@ void stream(const Task& task, Source source, std::string_view object,
 
 // The object of an association operation may be a class, too.
 template <class Item>
-void follow(const Task& task, Source source, void (Writer::*write)(const Item&)) {
+void follow(const Task& task, ObjectSource source, void (Writer::*write)(const Item&)) {
   if (task.find("ObjectName")->form == Form::ClassName) {
-    class_associations(task, source == Source::Associated, std::is_same_v<Item, ObjectPath>);
+    class_associations(task, source == ObjectSource::Associated, std::is_same_v<Item, ObjectPath>);
   } else {
     stream(task, source, "ObjectName", write);
   }
@@ -85,11 +85,12 @@ void follow(const Task& task, Source source, void (Writer::*write)(const Item&))
 
 }  // namespace
 
-void gather(const Task& task, Source source, std::string_view object, const InstanceSink& sink) {
+void gather(const Task& task, ObjectSource source, std::string_view object,
+            const InstanceSink& sink) {
   ask<Instances>(task, source, object, sink);
 }
 
-void gather(const Task& task, Source source, std::string_view object, const PathSink& sink) {
+void gather(const Task& task, ObjectSource source, std::string_view object, const PathSink& sink) {
   ask<Paths>(task, source, object, sink);
 }
 
@@ -97,20 +98,28 @@ void gather(const Task& task, Source source, std::string_view object, const Path
 // values, whole instances without qualifiers, as the standard recommends.
 
 void enumerate_instances(const Task& task) {
-  stream(task, Source::Class, "ClassName", &Writer::named_instance);
+  stream(task, ObjectSource::Class, "ClassName", &Writer::named_instance);
 }
 
 void enumerate_instance_names(const Task& task) {
-  stream(task, Source::Class, "ClassName", &Writer::instance_name);
+  stream(task, ObjectSource::Class, "ClassName", &Writer::instance_name);
 }
 
-void associators(const Task& task) { follow(task, Source::Associated, &Writer::object_with_path); }
+void associators(const Task& task) {
+  follow(task, ObjectSource::Associated, &Writer::object_with_path);
+}
 
-void associator_names(const Task& task) { follow(task, Source::Associated, &Writer::object_path); }
+void associator_names(const Task& task) {
+  follow(task, ObjectSource::Associated, &Writer::object_path);
+}
 
-void references(const Task& task) { follow(task, Source::Referring, &Writer::object_with_path); }
+void references(const Task& task) {
+  follow(task, ObjectSource::Referring, &Writer::object_with_path);
+}
 
-void reference_names(const Task& task) { follow(task, Source::Referring, &Writer::object_path); }
+void reference_names(const Task& task) {
+  follow(task, ObjectSource::Referring, &Writer::object_path);
+}
 
 void get_instance(const Task& task) {
   Writer writer = writer_of(task);

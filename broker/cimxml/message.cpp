@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "broker/cimxml/refusal.h"
+#include "broker/cimxml/http_error.h"
 
 namespace broker::cimxml {
 namespace {
@@ -15,17 +15,17 @@ class MessageReader {
 
   Message read(const Element& root) const {
     if (root.name != "CIM") throw not_valid();
-    if (!same_major(root.get("CIMVERSION"), '2')) throw Refusal(501, "unsupported-cim-version");
-    if (!same_major(root.get("DTDVERSION"), '2')) throw Refusal(501, "unsupported-dtd-version");
+    if (!same_major(root.get("CIMVERSION"), '2')) throw HttpError(501, "unsupported-cim-version");
+    if (!same_major(root.get("DTDVERSION"), '2')) throw HttpError(501, "unsupported-dtd-version");
     const Element& element = root.only_child({"MESSAGE"});
     Message message;
     message.id = element.get("ID");
     message.protocol_version = element.get("PROTOCOLVERSION");
     if (!same_major(message.protocol_version, '1')) {
-      throw Refusal(501, "unsupported-protocol-version");
+      throw HttpError(501, "unsupported-protocol-version");
     }
     if (element.children.size() == 1 && element.children[0].name.ends_with("EXPREQ")) {
-      throw Refusal(400, "unsupported-operation");
+      throw HttpError(400, "unsupported-operation");
     }
     const Element& asked = element.only_child({"SIMPLEREQ", "MULTIREQ"});
     message.batch = asked.name == "MULTIREQ";
@@ -34,7 +34,7 @@ class MessageReader {
       return message;
     }
     if (asked.children.size() < 2) throw not_valid();
-    if (asked.children.size() > batch_) throw Refusal(501, "multiple-requests-unsupported");
+    if (asked.children.size() > batch_) throw HttpError(501, "multiple-requests-unsupported");
     for (const Element& each : asked.children) {
       if (each.name != "SIMPLEREQ") throw not_valid();
       message.requests.push_back(simple(each));

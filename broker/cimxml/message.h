@@ -46,13 +46,13 @@ struct Message {
   std::vector<SimpleRequest> requests;
 };
 
-// batch: how many requests a message may hold. Throws Refusal when the text is no request that
+// batch: how many requests a message may hold. Throws HttpError when the text is no request that
 // this server could answer.
 Message read_message(std::string_view text, const Schema& schema, Allowance& allowance,
                      std::size_t batch);
 
 // Whether versions of a protocol understand each other: their first numbers are the same.
-// Throws Refusal (not valid) for text that is no version.
+// Throws HttpError (not valid) for text that is no version.
 bool same_major(std::string_view version, char major);
 
 }  // namespace broker::cimxml

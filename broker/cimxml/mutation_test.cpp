@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "broker/cimxml/document.h"
+#include "broker/cimxml/http_error.h"
 #include "broker/cimxml/memory_of_process.h"
-#include "broker/cimxml/refusal.h"
 #include "broker/cimxml/service_fixture.h"
 
 namespace broker::cimxml {

@@ -38,7 +38,7 @@ unsigned agreed_seconds(const Task& task) {
 }
 
 template <class Item>
-void open(const Task& task, Source source, void (Writer::*write)(const Item&)) {
+void open(const Task& task, ObjectSource source, void (Writer::*write)(const Item&)) {
   if (task.find("FilterQueryLanguage") || task.find("FilterQuery")) {
     throw Error(kFilteredEnumerationNotSupported, "filter queries are not supported");
   }
@@ -50,7 +50,7 @@ void open(const Task& task, Source source, void (Writer::*write)(const Item&)) {
   Room room = task.contexts.reserve(task.caller.principal);
   Batch batch;
   Writer writer(batch.text(), task.manager.schema(), task.boolean("IncludeClassOrigin", false));
-  const std::string_view object = source == Source::Class ? "ClassName" : "InstanceName";
+  const std::string_view object = source == ObjectSource::Class ? "ClassName" : "InstanceName";
   gather(task, source, object, std::function<void(const Item&)>([&](const Item& item) {
            (writer.*write)(item);
            batch.end_object();
@@ -74,27 +74,27 @@ void pull(const Task& task, bool paths) {
 }  // namespace
 
 void open_enumerate_instances(const Task& task) {
-  open(task, Source::Class, &Writer::instance_with_path);
+  open(task, ObjectSource::Class, &Writer::instance_with_path);
 }
 
 void open_enumerate_instance_paths(const Task& task) {
-  open(task, Source::Class, &Writer::instance_path);
+  open(task, ObjectSource::Class, &Writer::instance_path);
 }
 
 void open_associator_instances(const Task& task) {
-  open(task, Source::Associated, &Writer::instance_with_path);
+  open(task, ObjectSource::Associated, &Writer::instance_with_path);
 }
 
 void open_associator_instance_paths(const Task& task) {
-  open(task, Source::Associated, &Writer::instance_path);
+  open(task, ObjectSource::Associated, &Writer::instance_path);
 }
 
 void open_reference_instances(const Task& task) {
-  open(task, Source::Referring, &Writer::instance_with_path);
+  open(task, ObjectSource::Referring, &Writer::instance_with_path);
 }
 
 void open_reference_instance_paths(const Task& task) {
-  open(task, Source::Referring, &Writer::instance_path);
+  open(task, ObjectSource::Referring, &Writer::instance_path);
 }
 
 void pull_instances_with_path(const Task& task) { pull(task, false); }

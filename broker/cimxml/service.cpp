@@ -8,8 +8,8 @@
 
 #include "broker/cimxml/contexts.h"
 #include "broker/cimxml/head.h"
-#include "broker/cimxml/output.h"
-#include "broker/cimxml/refusal.h"
+#include "broker/cimxml/http_error.h"
+#include "broker/cimxml/reply_stream.h"
 #include "broker/cimxml/task.h"
 
 namespace broker::cimxml {
@@ -42,13 +42,13 @@ void carry_out(const Task& task) {
 
 // One SIMPLERSP. An error takes the place of all that was written of the result.
 void respond(const Task& task) {
-  Output& output = task.output;
+  ReplyStream& output = task.output;
   Text& text = output.text();
   const std::string_view element = task.asked.intrinsic ? "IMETHODRESPONSE" : "METHODRESPONSE";
   text << "<SIMPLERSP><" << element << " NAME=\"";
   text.attribute(task.asked.name);
   text << "\">";
-  const Output::Mark start = output.mark();
+  const ReplyStream::Mark start = output.mark();
   const auto fail = [&](const Error& error) {
     output.take_back(start);
     write_error(text, error);
@@ -69,12 +69,12 @@ void respond(const Task& task) {
   text << "</" << element << "></SIMPLERSP>";
 }
 
-void refuse(Reply& reply, const Refusal& refusal) {
+void refuse(Reply& reply, const HttpError& error) {
   try {
     Reply::Headers headers;
-    if (refusal.error()) headers.emplace_back("CIMError", refusal.error());
-    if (refusal.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
-    reply.begin(refusal.http_status(), headers);
+    if (error.cim_error()) headers.emplace_back("CIMError", error.cim_error());
+    if (error.http_status() == 501) headers.emplace_back("CIMProtocolVersion", "1.0");
+    reply.begin(error.http_status(), headers);
   } catch (...) {
     // Nobody is left to be told.
   }
@@ -98,7 +98,7 @@ Service::~Service() = default;
 std::size_t Service::drop_expired() { return contexts_->drop_expired(); }
 
 void Service::answer(const Call& call, Reply& reply) {
-  Output output(reply);
+  ReplyStream output(reply);
   try {
     check_head(call);
     Allowance allowance{limits_.depth, limits_.elements};
@@ -123,8 +123,8 @@ void Service::answer(const Call& call, Reply& reply) {
     output.finish();
   } catch (const Reply::Gone&) {
     // Nobody is left to be told.
-  } catch (const Refusal& refusal) {
-    refuse(reply, refusal);
+  } catch (const HttpError& error) {
+    refuse(reply, error);
   } catch (...) {
     // A result broke off, or there was no memory for the message itself.
     try {

@@ -8,7 +8,7 @@
 
 #include "broker/cimxml/contexts.h"
 #include "broker/cimxml/message.h"
-#include "broker/cimxml/output.h"
+#include "broker/cimxml/reply_stream.h"
 #include "broker/object_manager.h"
 
 namespace broker::cimxml {
@@ -18,7 +18,7 @@ struct Task {
   Contexts& contexts;
   const Limits& limits;
   Allowance& allowance;  // what is left of it
-  Output& output;
+  ReplyStream& output;
   const SimpleRequest& asked;
   const Request& caller;  // its principal and languages
 

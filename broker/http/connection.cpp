@@ -40,15 +40,15 @@ Connection::Connection(Shared& shared, platform::Descriptor socket, const Addres
       patience_(steady_clock::now() + shared.limits.unknown),
       request_end_(patience_),
       reader_(std::in_place, shared.limits.header) {
-  place_.network = peer.network();
-  place_.owner = this;
+  slot_.network = peer.network();
+  slot_.owner = this;
 }
 
 void Connection::open() {
   shared_.loop.add(shared_from_this(), socket_.get(), EPOLLIN);
-  Places::Place* gone = nullptr;
+  ConnectionSlots::Slot* gone = nullptr;
   try {
-    gone = shared_.places.enter(place_);
+    gone = shared_.slots.enter(slot_);
   } catch (...) {
     shared_.loop.remove(*this);
     throw;
@@ -60,7 +60,7 @@ void Connection::open() {
 void Connection::close() noexcept {
   if (is_closed()) return;
   end_request();
-  shared_.places.leave(place_);
+  shared_.slots.leave(slot_);
   shared_.loop.remove(*this);
   channel_ = nullptr;
   // Here and not in the destructor: a worker may hold the object for long, and the client is to
@@ -89,12 +89,12 @@ void Connection::ready(std::uint32_t events) noexcept {
   const bool sleeps = stage_ == Stage::Admission || stage_ == Stage::Work || waits_for_more;
   if ((events & (EPOLLERR | EPOLLHUP)) != 0 && (sleeps || stage_ == Stage::Reply)) return close();
   if (sleeps) {
-    // Whoever sends no more may still read the reply. Its place is given up, and what waits for its
+    // Whoever sends no more may still read the reply. Its slot is given up, and what waits for its
     // turn need not begin.
     if ((events & EPOLLRDHUP) != 0) {
       client_ended_ = true;
       if (job_) job_->exchange.client_ended();
-      if (stage_ != Stage::Admission) shared_.places.leave(place_);
+      if (stage_ != Stage::Admission) shared_.slots.leave(slot_);
       shared_.loop.want(*this, 0);
     }
     return;
@@ -113,14 +113,14 @@ void Connection::woken() noexcept {
   guarded([this] {
     // A wake can come late, from an earlier stage: each stage looks for news of its own.
     if (stage_ == Stage::Admission) {
-      // While its refusal is held back, a connection may lose its place to others.
-      if (job_->log_in_is_held) place_.has_work = false;
+      // While its refusal is held back, a connection may lose its slot to others.
+      if (job_->log_in_is_held) slot_.has_work = false;
       if (!job_->log_in_is_answered) return;
-      place_.has_work = false;
-      if (job_->log_in == LogIns::Answer::Admitted) {
+      slot_.has_work = false;
+      if (job_->log_in == LogIns::Admission::Admitted) {
         become_known();
       } else {
-        refusal_ = job_->log_in == LogIns::Answer::Refused ? wrong_log_in() : busy();
+        refusal_ = job_->log_in == LogIns::Admission::Refused ? wrong_log_in() : busy();
       }
       admitted();
     } else if (stage_ == Stage::Work) {

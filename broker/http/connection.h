@@ -26,7 +26,7 @@ class Connection final : public Loop::Source {
   // On any thread, once it is closed: a Job may be the last to let go.
   ~Connection() override = default;
 
-  // From now on the loop calls it. Throws what Loop::add and Places::enter throw.
+  // From now on the loop calls it. Throws what Loop::add and ConnectionSlots::enter throw.
   void open();
   void close() noexcept;
 
@@ -76,7 +76,7 @@ class Connection final : public Loop::Source {
   platform::Descriptor socket_;
   const Address peer_;
   std::unique_ptr<Channel> channel_;
-  Places::Place place_;
+  ConnectionSlots::Slot slot_;
 
   Stage stage_ = Stage::Handshake;
   bool client_ended_ = false;

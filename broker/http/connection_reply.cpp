@@ -81,7 +81,7 @@ bool Connection::send() {
     const auto moved = channel_->write(std::string_view(out_).substr(sent_));
     sent_ += moved.count;
     if (moved.count != 0) continue;
-    place_.has_work = false;  // the reply waits for its own client alone
+    slot_.has_work = false;  // the reply waits for its own client alone
     shared_.loop.expire_at(*this, std::min(reply_end_, steady_clock::now() + shared_.limits.idle));
     return wait_for(moved.state);
   }
@@ -91,7 +91,7 @@ bool Connection::send() {
   }
   if (take_piece()) return true;
   if (!is_closed()) {
-    place_.has_work = true;
+    slot_.has_work = true;
     shared_.loop.want(*this, client_ended_ ? std::uint32_t{0} : EPOLLRDHUP);
     shared_.loop.expire_at(*this, reply_end_);
   }
@@ -111,7 +111,7 @@ void Connection::end_request() noexcept {
 }
 
 void Connection::end_of_reply() {
-  place_.has_work = false;
+  slot_.has_work = false;
   end_request();
   const bool ends = close_after_ || client_ended_ || shared_.is_ending();
   users_ = nullptr;

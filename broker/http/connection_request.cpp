@@ -61,7 +61,7 @@ void Connection::take(std::string_view text) {
 
 // Head and body of an unknown client have to be there when the server's patience ends.
 Loop::Time Connection::receive_end() const {
-  return place_.known ? request_end_ : std::min(request_end_, patience_);
+  return slot_.known ? request_end_ : std::min(request_end_, patience_);
 }
 
 std::optional<std::string> Connection::field(std::string_view name) const {
@@ -127,9 +127,9 @@ void Connection::admit() {
 bool Connection::ask(const Credentials& credentials) {
   // Made before it counts as in hand: there may be no memory for it.
   const LogIns::Asker asker{.answer =
-                                [job = job_](LogIns::Answer answer) {
+                                [job = job_](LogIns::Admission answer) {
                                   Shared& shared = job->connection->shared_;
-                                  if (answer == LogIns::Answer::Held) {
+                                  if (answer == LogIns::Admission::Held) {
                                     job->log_in_is_held = true;
                                     return shared.loop.wake(*job->connection);
                                   }
@@ -162,7 +162,7 @@ void Connection::admitted() {
     if (reader_->head().version != "HTTP/1.0" && channel_->write(kGoOn).count != kGoOn.size())
       return close();
   }
-  if (refusal_ && !place_.known && length.value_or(0) > shared_.limits.refused_body) {
+  if (refusal_ && !slot_.known && length.value_or(0) > shared_.limits.refused_body) {
     close_after_ = true;
     return refuse();
   }
@@ -192,7 +192,7 @@ void Connection::take_body() {
     job_->body = {};
     // The rest of a known client's body is read and dropped, within the time for receiving: the
     // client reads the answer when it has sent all.
-    if (!place_.known && received_ > shared_.limits.refused_body) {
+    if (!slot_.known && received_ > shared_.limits.refused_body) {
       close_after_ = true;
       return refuse();
     }
@@ -209,7 +209,7 @@ void Connection::end_of_body() {
     });
   } catch (const std::exception&) {
     shared_.leave();
-    place_.has_work = false;
+    slot_.has_work = false;
     refusal_ = busy();
     refuse();
   }
@@ -223,15 +223,15 @@ bool Connection::wait_for_others(Stage stage) {
     return false;
   }
   stage_ = stage;
-  place_.has_work = true;
+  slot_.has_work = true;
   shared_.loop.want(*this, EPOLLRDHUP);
   shared_.loop.expire_at(*this, Loop::Time::max());
   return true;
 }
 
 void Connection::become_known() {
-  Places::Place* const gone = shared_.places.become_known(place_);
-  if (gone == &place_) {
+  ConnectionSlots::Slot* const gone = shared_.slots.become_known(slot_);
+  if (gone == &slot_) {
     refusal_ = busy();
   } else if (gone) {
     static_cast<Connection*>(gone->owner)->close();

@@ -35,7 +35,7 @@ struct Connection::Job {
   Exchange exchange;
   Head head;
   std::string body;
-  LogIns::Answer log_in = LogIns::Answer::Busy;
+  LogIns::Admission log_in = LogIns::Admission::Busy;
   std::atomic<bool> log_in_is_held = false, log_in_is_answered = false;
   std::size_t reserved = 0;  // of Shared::bodies
 };

@@ -14,8 +14,8 @@ namespace broker::http {
 // A server with these limits; every test ends with a client that is served as before.
 class Limited : public testing::Test {
  protected:
-  void start(const Limits& limits) {
-    Options options;
+  void start(const ServerLimits& limits) {
+    ServerOptions options;
     options.limits = limits;
     test_ = std::make_unique<TestServer>(echo, std::move(options));
   }

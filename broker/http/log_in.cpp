@@ -36,7 +36,7 @@ bool is_same(const Credentials& a, const Credentials& b) {
 
 }  // namespace
 
-LogIns::LogIns(const Limits& limits, Log log)
+LogIns::LogIns(const ServerLimits& limits, Log log)
     : log_(std::move(log)),
       penalties_(limits.delay, limits.longest_delay, limits.held_log_ins),
       thread_([this] { run(); }) {}
@@ -49,10 +49,10 @@ LogIns::~LogIns() {
 
 void LogIns::check(const std::shared_ptr<Users>& users, const Credentials& credentials,
                    const Address& peer, const Asker& asker) {
-  Answer answer = Answer::Busy;
+  Admission answer = Admission::Busy;
   try {
     if (users->remembers(credentials)) {
-      answer = Answer::Admitted;
+      answer = Admission::Admitted;
     } else if (enter(users, cut(credentials), peer, asker)) {
       return;
     }
@@ -135,7 +135,7 @@ void LogIns::run() {
     const bool with_hash = is_worth_a_hash(*waiting);
     guard.unlock();
     if (is_late) {
-      waiting->answer(Answer::Busy);
+      waiting->answer(Admission::Busy);
     } else {
       look_at(*waiting, with_hash);
     }
@@ -145,12 +145,12 @@ void LogIns::run() {
 }
 
 void LogIns::look_at(const Waiting& waiting, bool with_hash) {
-  Answer answer = Answer::Busy;
+  Admission answer = Admission::Busy;
   try {
     Users& users = *waiting.users;
     // The same password may have been found right while this one waited for its turn.
     if (users.remembers(waiting.credentials) || (with_hash && users.verify(waiting.credentials))) {
-      answer = Answer::Admitted;
+      answer = Admission::Admitted;
     } else {
       log_refusal(waiting);
       return refuse(waiting);
@@ -176,13 +176,13 @@ void LogIns::pass_over(const Waiting& waiting) {
   } catch (const std::exception& error) {
     log_failure(log_, "a log-in could not be checked", error);
   }
-  waiting.answer(Answer::Busy);
+  waiting.answer(Admission::Busy);
 }
 
 void LogIns::refuse(const Waiting& waiting) {
   auto answer = [this, askers = waiting.askers] {
     --held_;
-    for (const Asker& asker : askers) asker.answer(Answer::Refused);
+    for (const Asker& asker : askers) asker.answer(Admission::Refused);
   };
   Time goes = waiting.came;
   {
@@ -192,18 +192,18 @@ void LogIns::refuse(const Waiting& waiting) {
     if (present_ == &waiting) present_ = nullptr;
   }
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(goes - steady_clock::now());
-  waiting.answer(Answer::Held);
+  waiting.answer(Admission::Held);
   ++held_;
   try {
-    clock_.after(std::max(left, std::chrono::milliseconds(0)), std::move(answer));
+    timer_.after(std::max(left, std::chrono::milliseconds(0)), std::move(answer));
   } catch (const std::exception&) {
     --held_;
     throw;
   }
   // In a flood answers go earlier, but no more passwords are checked.
-  if (held_ > kMostHeld) clock_.hurry_next();
+  if (held_ > kMostHeld) timer_.hurry_next();
   const std::lock_guard guard(lock_);
-  if (ending_) clock_.hurry();
+  if (ending_) timer_.hurry();
 }
 
 // Made-up names must not fill the log: they are counted after a few lines in a second.
@@ -228,7 +228,7 @@ void LogIns::end() {
   {
     const std::lock_guard guard(lock_);
     ending_ = true;
-    clock_.hurry();
+    timer_.hurry();
   }
   changed_.notify_all();
 }

@@ -22,10 +22,10 @@
 #include <vector>
 
 #include "broker/http/address.h"
-#include "broker/http/clock.h"
 #include "broker/http/log.h"
-#include "broker/http/options.h"
 #include "broker/http/penalties.h"
+#include "broker/http/server_options.h"
+#include "broker/http/timer.h"
 #include "broker/http/users.h"
 
 namespace broker::http {
@@ -34,16 +34,16 @@ namespace broker::http {
 class LogIns {
  public:
   // busy: not looked at, and the client may come again. held: refused later.
-  enum class Answer { Admitted, Refused, Busy, Held };
+  enum class Admission { Admitted, Refused, Busy, Held };
 
   // Who asks. What is given here may be called on any thread; it must neither block nor throw, nor
   // call this object.
   struct Asker {
-    std::function<void(Answer)> answer;
+    std::function<void(Admission)> answer;
     std::function<bool()> has_gone;  // whether the answer is for nobody any more
   };
 
-  LogIns(const Limits& limits, Log log);
+  LogIns(const ServerLimits& limits, Log log);
   ~LogIns();
   LogIns(const LogIns&) = delete;
 
@@ -68,7 +68,7 @@ class LogIns {
     Time came;
     std::vector<Asker> askers;
 
-    void answer(Answer answer) const {
+    void answer(Admission answer) const {
       for (const Asker& asker : askers) asker.answer(answer);
     }
     bool is_for_nobody() const {
@@ -101,7 +101,7 @@ class LogIns {
   unsigned logged_ = 0;
   std::atomic<unsigned> unlogged_ = 0;
   std::atomic<std::size_t> held_ = 0;
-  Clock clock_;
+  Timer timer_;
   std::thread thread_;
 };
 

@@ -16,7 +16,7 @@ using std::chrono::milliseconds;
 using std::chrono::minutes;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using Answer = LogIns::Answer;
+using Admission = LogIns::Admission;
 
 std::string line(const std::string& user, const std::string& password,
                  const char* setting = "$5$rounds=1000$salt$") {
@@ -27,7 +27,7 @@ std::string line(const std::string& user, const std::string& password,
 class LogInsTest : public testing::Test {
  protected:
   explicit LogInsTest(milliseconds delay = minutes(10)) {
-    Limits limits;
+    ServerLimits limits;
     limits.delay = delay;
     limits.longest_delay = delay;
     log_ins_.emplace(limits, [this](int, const std::string& text) {
@@ -44,13 +44,13 @@ class LogInsTest : public testing::Test {
     EXPECT_EQ(outstanding_, 0) << "each has one answer";
   }
 
-  std::future<Answer> check(
+  std::future<Admission> check(
       const std::string& host, const std::string& user, const std::string& password,
       std::function<bool()> has_gone = [] { return false; }) {
-    const auto answer = std::make_shared<std::promise<Answer>>();
+    const auto answer = std::make_shared<std::promise<Admission>>();
     ++outstanding_;
-    const auto take = [this, answer](Answer given) {
-      if (given == Answer::Held) {
+    const auto take = [this, answer](Admission given) {
+      if (given == Admission::Held) {
         ++held_;
         return;
       }
@@ -80,7 +80,7 @@ class LogInsTest : public testing::Test {
     std::unique_lock guard(lock_);
     changed_.wait(guard, [&] { return log_.size() >= count; });
   }
-  static bool is_held(const std::future<Answer>& answer) {
+  static bool is_held(const std::future<Admission>& answer) {
     return answer.wait_for(milliseconds(0)) == std::future_status::timeout;
   }
 
@@ -100,24 +100,24 @@ std::string from(int number) {  // an address in a network of its own
 
 TEST_F(LogInsTest, WrongPasswordsOfOneUserLockNobodyElseOut) {
   for (int i = 0; i < 10; ++i) check("127.0.0.1", "monitor", "wrong " + std::to_string(i));
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Admitted);
-  EXPECT_EQ(check("127.0.0.1", "monitor", "good").get(), Answer::Busy) << "guessed at from here";
-  EXPECT_EQ(check("192.0.2.1", "monitor", "good").get(), Answer::Admitted);
-  EXPECT_EQ(check("127.0.0.1", "monitor", "good").get(), Answer::Admitted) << "is known by now";
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Admitted);
+  EXPECT_EQ(check("127.0.0.1", "monitor", "good").get(), Admission::Busy) << "guessed at from here";
+  EXPECT_EQ(check("192.0.2.1", "monitor", "good").get(), Admission::Admitted);
+  EXPECT_EQ(check("127.0.0.1", "monitor", "good").get(), Admission::Admitted) << "is known by now";
 }
 
 TEST_F(LogInsTest, AddressesOfThisMachineGuessTogether) {
   for (const char* host : {"127.0.0.1", "127.0.0.2", "::1", "::ffff:127.0.0.3"})
     check(host, "operator", host);
-  EXPECT_EQ(check("127.9.9.9", "operator", "guess").get(), Answer::Busy);
+  EXPECT_EQ(check("127.9.9.9", "operator", "guess").get(), Admission::Busy);
 }
 
 TEST_F(LogInsTest, NamesOfNobodyAreTreatedLikeUsers) {
   for (const char* user : {"operator", "nobody"}) {
-    std::vector<std::future<Answer>> answers;
+    std::vector<std::future<Admission>> answers;
     for (int i = 0; i < 5; ++i)
       answers.push_back(check("127.0.0.1", user, "wrong " + std::to_string(i)));
-    EXPECT_EQ(answers.back().get(), Answer::Busy) << user;
+    EXPECT_EQ(answers.back().get(), Admission::Busy) << user;
     answers.pop_back();
     EXPECT_TRUE(std::ranges::all_of(answers, is_held)) << user;
   }
@@ -130,13 +130,13 @@ TEST_F(LogInsTest, FloodOfNamesLeavesALogInItsTurn) {
   EXPECT_TRUE(is_held(good));
   EXPECT_LE(outstanding_, 1024 + 64 + 2);
   go_on();
-  EXPECT_EQ(good.get(), Answer::Admitted);
+  EXPECT_EQ(good.get(), Admission::Admitted);
 }
 
 TEST_F(LogInsTest, FloodOfNamesHoldsFewAnswersAndLogsFewLines) {
-  std::future<Answer> last;
+  std::future<Admission> last;
   for (int i = 0; i < 10'000; ++i) last = check("127.0.0.1", "name " + std::to_string(i), "x");
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Admitted);
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Admitted);
   EXPECT_LE(outstanding_, 1024 + 64 + 1);
   const std::lock_guard guard(lock_);
   EXPECT_GE(log_.size(), 1u);
@@ -170,7 +170,7 @@ TEST_F(LogInsTest, NamesOfNobodyCostNothingWhileOthersWait) {
   for (int i = 0; i < 200; ++i) check("127.0.0.1", "name " + std::to_string(i), "x");
   auto good = check("127.0.0.1", "operator", "right");
   go_on();
-  EXPECT_EQ(good.get(), Answer::Admitted);
+  EXPECT_EQ(good.get(), Admission::Admitted);
   EXPECT_LT(std::clock() - before_many, 20 * one);
 }
 
@@ -198,7 +198,7 @@ TEST_F(LogInsTest, ManyNetworksGuessingAtOneUserDoNotKeepHimOut) {
   for (int i = 0; i < kNetworks; ++i) check(from(i), "operator", "wrong");
   wait_for_lines(kNetworks);
   stop();
-  std::vector<std::future<Answer>> answers;
+  std::vector<std::future<Admission>> answers;
   for (int guess = 0; guess < 3; ++guess)
     for (int i = 0; i < kNetworks; ++i)
       answers.push_back(check(from(i), "operator", std::to_string(guess)));
@@ -208,21 +208,21 @@ TEST_F(LogInsTest, ManyNetworksGuessingAtOneUserDoNotKeepHimOut) {
   auto good = check("192.0.2.1", "operator", "right");
   EXPECT_TRUE(is_held(good)) << "another one was dropped for it";
   go_on();
-  EXPECT_EQ(good.get(), Answer::Admitted);
+  EXPECT_EQ(good.get(), Admission::Admitted);
 }
 
 TEST_F(LogInsTest, TheSamePasswordIsCheckedOnceForAll) {
   stop();
-  std::vector<std::future<Answer>> right, wrong;
+  std::vector<std::future<Admission>> right, wrong;
   for (int i = 0; i < 100; ++i) {
     right.push_back(check("127.0.0.1", "operator", "right"));
     wrong.push_back(check("127.0.0.1", "monitor", "wrong"));
   }
   go_on();
-  for (auto& answer : right) EXPECT_EQ(answer.get(), Answer::Admitted);
+  for (auto& answer : right) EXPECT_EQ(answer.get(), Admission::Admitted);
   wait_for_lines(1);
   log_ins_->end();
-  for (auto& answer : wrong) EXPECT_EQ(answer.get(), Answer::Refused);
+  for (auto& answer : wrong) EXPECT_EQ(answer.get(), Admission::Refused);
   EXPECT_EQ(log_.size(), 1u);
   EXPECT_EQ(held_, 101) << "and was told before, as was who had stopped the line";
 }
@@ -236,9 +236,9 @@ TEST_F(LogInsTest, WhatIsForNobodyAnyMoreIsNotLookedAt) {
   auto second = check("127.0.0.1", "monitor", "good");
   gone = true;
   go_on();
-  EXPECT_EQ(alone.get(), Answer::Busy);
-  EXPECT_EQ(first.get(), Answer::Admitted) << "with who has come with the same password";
-  EXPECT_EQ(second.get(), Answer::Admitted);
+  EXPECT_EQ(alone.get(), Admission::Busy);
+  EXPECT_EQ(first.get(), Admission::Admitted) << "with who has come with the same password";
+  EXPECT_EQ(second.get(), Admission::Admitted);
 }
 
 TEST_F(LogInsTest, LongNamesAndPasswordsAreWrongAndCut) {
@@ -248,18 +248,18 @@ TEST_F(LogInsTest, LongNamesAndPasswordsAreWrongAndCut) {
   EXPECT_TRUE(is_held(name));
   EXPECT_TRUE(is_held(password));
   EXPECT_THAT(log_[0], HasSubstr("'" + std::string(255, 'n') + "' from"));
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Admitted);
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Admitted);
 }
 
 TEST_F(LogInsTest, KnownUserIsAdmittedWhateverGoesOn) {
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Admitted);
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Admitted);
   stop();
   for (int i = 0; i < 10; ++i) check("127.0.0.1", "operator", "wrong " + std::to_string(i));
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Admitted);
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Admitted);
   const auto before = std::exchange(
       users_, std::make_shared<Users>(line("operator", "right") + line("another", "x")));
   users_->follow(*before);
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Admitted) << "after a reload";
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Admitted) << "after a reload";
 }
 
 TEST_F(LogInsTest, EndHoldsNobodyBack) {
@@ -268,10 +268,10 @@ TEST_F(LogInsTest, EndHoldsNobodyBack) {
   stop();
   auto waiting = check("127.0.0.1", "monitor", "good");
   log_ins_->end();
-  EXPECT_EQ(held.get(), Answer::Refused);
+  EXPECT_EQ(held.get(), Admission::Refused);
   go_on();
-  EXPECT_EQ(waiting.get(), Answer::Busy);
-  EXPECT_EQ(check("127.0.0.1", "monitor", "good").get(), Answer::Busy);
+  EXPECT_EQ(waiting.get(), Admission::Busy);
+  EXPECT_EQ(check("127.0.0.1", "monitor", "good").get(), Admission::Busy);
 }
 
 class Guesser : public LogInsTest {
@@ -281,15 +281,15 @@ class Guesser : public LogInsTest {
 
 TEST_F(Guesser, WaitsFromWhenHeAskedOn) {
   const auto begun = std::chrono::steady_clock::now();
-  EXPECT_EQ(check("127.0.0.1", "operator", "wrong").get(), Answer::Refused);
+  EXPECT_EQ(check("127.0.0.1", "operator", "wrong").get(), Admission::Refused);
   EXPECT_GE(std::chrono::steady_clock::now() - begun, milliseconds(300));
 }
 
 TEST_F(Guesser, IsLookedAtAgainWhenHisAnswersAreOut) {
   for (int i = 0; i < 4; ++i) check("127.0.0.1", "operator", std::to_string(i));
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Busy);
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Busy);
   std::this_thread::sleep_for(milliseconds(300));
-  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Answer::Admitted);
+  EXPECT_EQ(check("127.0.0.1", "operator", "right").get(), Admission::Admitted);
 }
 
 }  // namespace

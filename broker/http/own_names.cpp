@@ -115,8 +115,8 @@ Names names_of_host(std::string_view host_name, std::string_view hosts_file) {
 OwnNames::OwnNames(const std::vector<std::string>& added)
     : OwnNames(added, {look_at_this_machine, std::chrono::steady_clock::now}) {}
 
-OwnNames::OwnNames(const std::vector<std::string>& added, Machine machine)
-    : machine_(std::move(machine)), present_(machine_.look()), looked_(machine_.now()) {
+OwnNames::OwnNames(const std::vector<std::string>& added, Lookup machine)
+    : lookup_(std::move(machine)), present_(lookup_.look()), looked_(lookup_.now()) {
   for (const std::string& host : added) {
     const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     auto own = address_text(bracketed ? host.substr(1, host.size() - 2) : host);
@@ -134,10 +134,10 @@ bool OwnNames::covers(std::string_view host) const {
   if (is_loopback(*asked) || added_.contains(*asked)) return true;
   const std::lock_guard guard(lock_);
   if (present_.contains(*asked)) return true;
-  const auto now = machine_.now();
+  const auto now = lookup_.now();
   if (now - looked_ < kBetweenLooks) return false;
   looked_ = now;
-  present_ = machine_.look();
+  present_ = lookup_.look();
   return present_.contains(*asked);
 }
 

@@ -1,4 +1,4 @@
-// The small parts of the server: addresses, the clock and workers.
+// The small parts of the server: addresses, the timer and workers.
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "broker/http/address.h"
-#include "broker/http/clock.h"
+#include "broker/http/timer.h"
 #include "broker/http/workers.h"
 
 namespace broker::http {
@@ -58,44 +58,44 @@ TEST(Address, PortInUseIsSaid) {
   }
 }
 
-TEST(Clock, RunsWhatIsDueInItsOrder) {
+TEST(Timer, RunsWhatIsDueInItsOrder) {
   std::string order;
   std::promise<void> last;
-  Clock clock;
-  clock.after(milliseconds(30), [&] {
+  Timer timer;
+  timer.after(milliseconds(30), [&] {
     order += 'c';
     last.set_value();
   });
-  clock.after(milliseconds(20), [&] { order += 'b'; });
-  clock.after(milliseconds(0), [&] { order += 'a'; });
+  timer.after(milliseconds(20), [&] { order += 'b'; });
+  timer.after(milliseconds(0), [&] { order += 'a'; });
   last.get_future().wait();
   EXPECT_EQ(order, "abc");
 }
 
-TEST(Clock, HurryRunsEverythingOnce) {
+TEST(Timer, HurryRunsEverythingOnce) {
   int runs = 0;
   {
-    Clock clock;
-    clock.after(minutes(10), [&] { ++runs; });
-    clock.hurry();
+    Timer timer;
+    timer.after(minutes(10), [&] { ++runs; });
+    timer.hurry();
     EXPECT_EQ(runs, 1);
-    clock.after(minutes(10), [&] { ++runs; });
-    clock.hurry();
+    timer.after(minutes(10), [&] { ++runs; });
+    timer.hurry();
     EXPECT_EQ(runs, 2);
-    clock.after(minutes(10), [&] { ++runs; });
+    timer.after(minutes(10), [&] { ++runs; });
   }
-  EXPECT_EQ(runs, 2) << "what is not due is forgotten with the clock";
+  EXPECT_EQ(runs, 2) << "what is not due is forgotten with the timer";
 }
 
-TEST(Clock, HurriesWhatIsDueFirst) {
+TEST(Timer, HurriesWhatIsDueFirst) {
   std::string order;
-  Clock clock;
-  clock.after(minutes(20), [&] { order += 'b'; });
-  clock.after(minutes(10), [&] { order += 'a'; });
-  clock.hurry_next();
+  Timer timer;
+  timer.after(minutes(20), [&] { order += 'b'; });
+  timer.after(minutes(10), [&] { order += 'a'; });
+  timer.hurry_next();
   EXPECT_EQ(order, "a");
-  clock.hurry_next();
-  clock.hurry_next();
+  timer.hurry_next();
+  timer.hurry_next();
   EXPECT_EQ(order, "ab");
 }
 

@@ -86,7 +86,7 @@ bool Listener::accept_one() noexcept {
 // many wait to be accepted.
 bool Listener::make_room(int error) noexcept {
   const auto now = std::chrono::steady_clock::now();
-  Places::Place* const gone = shared_.places.crowd_out();
+  ConnectionSlots::Slot* const gone = shared_.slots.crowd_out();
   if (gone) static_cast<Connection*>(gone->owner)->close();
   // After the close, since the log may need a descriptor too.
   if (now >= next_line_) {
@@ -104,13 +104,13 @@ bool Listener::make_room(int error) noexcept {
 }
 
 struct Server::State {
-  State(Handler handler, Options options) : shared(std::move(handler), std::move(options)) {}
+  State(Handler handler, ServerOptions options) : shared(std::move(handler), std::move(options)) {}
 
   Shared shared;
   std::thread thread;
 };
 
-Server::Server(Handler handler, Options options) {
+Server::Server(Handler handler, ServerOptions options) {
   std::vector<platform::Descriptor> sockets = std::move(options.listeners);
   state_ = std::make_unique<State>(std::move(handler), std::move(options));
   Shared& shared = state_->shared;

@@ -10,7 +10,7 @@
 #include <chrono>
 #include <memory>
 
-#include "broker/http/options.h"
+#include "broker/http/server_options.h"
 
 namespace broker::http {
 
@@ -18,7 +18,7 @@ class Server {
  public:
   // Serves from now on. Throws std::runtime_error, one line. The handler and what options.log
   // uses must outlive the server.
-  Server(Handler handler, Options options);
+  Server(Handler handler, ServerOptions options);
   // Accepts no more, waits until every handler has returned, and closes the connections.
   ~Server();
   Server(const Server&) = delete;

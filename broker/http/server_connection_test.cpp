@@ -18,7 +18,7 @@ using std::chrono::seconds;
 
 class Conversation : public Limited {
  protected:
-  void SetUp() override { start(Limits()); }
+  void SetUp() override { start(ServerLimits()); }
 };
 
 TEST_F(Conversation, RequestsSentTogetherAreAnsweredInTurn) {
@@ -84,7 +84,7 @@ TEST_F(Conversation, ReplyToHeadHasNoBody) {
 }
 
 TEST_F(Limited, OnlyRequestsForItselfAreAnswered) {
-  Options options;
+  ServerOptions options;
   options.own_names = std::make_shared<OwnNames>(std::vector<std::string>{"test"});
   test_ = std::make_unique<TestServer>(echo, std::move(options));
   const auto client = connect();
@@ -126,12 +126,12 @@ TEST_F(Conversation, KernelKeepsLittleForAClient) {
   }
 }
 
-// A place that its client no longer needs is free, even while a handler still works for it.
-TEST_F(Limited, ClientThatGoesAwayDuringWorkLeavesItsPlace) {
+// A slot that its client no longer needs is free, even while a handler still works for it.
+TEST_F(Limited, ClientThatGoesAwayDuringWorkLeavesItsSlot) {
   std::promise<void> go_on;
   auto may_go_on = go_on.get_future().share();
   std::atomic<int> present = 0, told = 0, finished = 0;
-  Options options;
+  ServerOptions options;
   options.limits.known_connections = 3;
   test_ = std::make_unique<TestServer>(
       [&](const cimxml::Call& call, cimxml::Reply& reply) {
@@ -189,7 +189,7 @@ TEST_F(Limited, ClientThatGoesAwayBetweenPiecesIsNoticed) {
 class Stranger : public Limited {
  protected:
   void SetUp() override {
-    Options options;
+    ServerOptions options;
     options.users = std::make_shared<Users>("operator:$5$rounds=1000$salt$" + std::string(43, 'a'));
     options.limits.unknown = milliseconds(1500);
     test_ = std::make_unique<TestServer>(echo, std::move(options));

@@ -24,7 +24,7 @@ std::ptrdiff_t threads() {
 class Strangers : public Limited {
  protected:
   void SetUp() override {
-    Options options;
+    ServerOptions options;
     options.users = std::make_shared<Users>("operator:$5$rounds=1000$salt$" + std::string(43, 'a'));
     options.limits.delay = milliseconds(1);
     options.limits.longest_delay = milliseconds(1);

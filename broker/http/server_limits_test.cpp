@@ -20,7 +20,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 TEST_F(Limited, Body) {
-  Limits limits;
+  ServerLimits limits;
   limits.body = 1000;
   start(limits);
   const auto client = connect();
@@ -31,7 +31,7 @@ TEST_F(Limited, Body) {
 }
 
 TEST_F(Limited, ChunkedBody) {
-  Limits limits;
+  ServerLimits limits;
   limits.body = 0x20;
   start(limits);
   const auto client = connect();
@@ -44,7 +44,7 @@ TEST_F(Limited, ChunkedBody) {
 }
 
 TEST_F(Limited, Header) {
-  Limits limits;
+  ServerLimits limits;
   limits.header = 4096;
   start(limits);
   const std::string rest = request_text("POST", "", "X: \r\n");
@@ -60,7 +60,7 @@ TEST_F(Limited, Header) {
 
 // Where there are no users, a client is known when it has sent the head of a request.
 TEST_F(Limited, OldestOfTheUnknownGoesForTheNext) {
-  Limits limits;
+  ServerLimits limits;
   limits.unknown_connections = 3;
   start(limits);
   auto known = three_clients();
@@ -78,7 +78,7 @@ TEST_F(Limited, OldestOfTheUnknownGoesForTheNext) {
 }
 
 TEST_F(Limited, RestingKnownOneGoesForTheNext) {
-  Limits limits;
+  ServerLimits limits;
   limits.known_connections = 3;
   start(limits);
   auto clients = three_clients();
@@ -91,7 +91,7 @@ TEST_F(Limited, NobodyAtWorkGoesForTheNext) {
   std::promise<void> go_on;
   auto may_go_on = go_on.get_future().share();
   std::atomic<int> present = 0;
-  Options options;
+  ServerOptions options;
   options.limits.known_connections = 3;
   test_ = std::make_unique<TestServer>(
       [&](const cimxml::Call& call, cimxml::Reply& reply) {
@@ -117,7 +117,7 @@ TEST_F(Limited, NobodyAtWorkGoesForTheNext) {
 // Two long replies that nobody reads, each with a thread that waits for its client.
 TEST_F(Limited, SlowReaderGoesForTheNext) {
   std::atomic<int> gone = 0;
-  Options options;
+  ServerOptions options;
   options.limits.known_connections = 2;
   test_ = std::make_unique<TestServer>(
       [&](const cimxml::Call& call, cimxml::Reply& reply) {
@@ -148,7 +148,7 @@ TEST_F(Limited, SlowReaderGoesForTheNext) {
 
 // The length that a client announces counts before the body has come.
 TEST_F(Limited, LargeBodiesShareTheirRoom) {
-  Limits limits;
+  ServerLimits limits;
   limits.large_body = 1000;
   limits.bodies = 10'000;
   start(limits);
@@ -176,7 +176,7 @@ TEST_F(Limited, LargeBodiesShareTheirRoom) {
 }
 
 TEST_F(Limited, LargeBodiesInChunksShareTheirRoomToo) {
-  Limits limits;
+  ServerLimits limits;
   limits.large_body = 1000;
   limits.bodies = 10'000;
   start(limits);
@@ -199,7 +199,7 @@ TEST_F(Limited, BodyThatEndsEarlyIsNoRequest) {
 }
 
 TEST_F(Limited, BodyOfZerosIsHandedOverAsItIs) {
-  start(Limits());
+  start(ServerLimits());
   const std::string zeros(100'000, '\0');
   EXPECT_EQ(connect()->post(zeros).body, zeros);
 }
@@ -218,7 +218,7 @@ TEST_P(Malformed, IsRefused) {
 // Two readers could see one request here or two: it is refused as a whole, and the rest is not
 // answered.
 TEST_F(Limited, HeadersInDoubtAreRefusedOnce) {
-  start(Limits());
+  start(ServerLimits());
   for (const std::string fields :
        {"Content-Length: 1\r\n", "Host: x\r\nHost: y\r\nContent-Length: 1\r\n",
         "Host: x\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n",
@@ -253,7 +253,7 @@ INSTANTIATE_TEST_SUITE_P(
 // Without TCP_NODELAY the second packet of a reply waits for the client's delayed acknowledgement
 // of the first.
 TEST_F(Limited, SocketsSendAtOnce) {
-  start(Limits());
+  start(ServerLimits());
   const auto client = connect();
   EXPECT_EQ(client->post("x").status, 200);
   int connections = 0;
@@ -275,7 +275,7 @@ TEST_F(Limited, SocketsSendAtOnce) {
 }
 
 TEST_F(Limited, SocketsAreClosedOnExec) {
-  start(Limits());
+  start(ServerLimits());
   const auto client = connect();
   EXPECT_EQ(client->post("x").status, 200);
   int checked = 0, own = -1;

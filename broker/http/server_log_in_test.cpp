@@ -26,7 +26,7 @@ std::shared_ptr<Users> users_with(const std::string& user, const std::string& pa
 class LogIn : public testing::Test {
  protected:
   void start(milliseconds delay = milliseconds(1), int growth = 4) {
-    Options options;
+    ServerOptions options;
     options.users = users_with("operator", "right");
     options.limits.delay = delay;
     options.limits.longest_delay = delay * growth;

@@ -44,7 +44,7 @@ class Memory : public testing::Test {
   // Asks once for each allocation that the server makes for a request. That one fails, and those
   // after it. Whatever becomes of such a request, the next one is answered.
   void fail_each(int at_a_time, const std::string& fields, int status) {
-    Options options;
+    ServerOptions options;
     if (!fields.empty()) options.users = operators();
     options.limits.delay = milliseconds(1);
     options.limits.longest_delay = milliseconds(1);

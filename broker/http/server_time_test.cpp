@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 TEST_F(Limited, RestBetweenRequests) {
-  Limits limits;
+  ServerLimits limits;
   limits.idle = seconds(1);
   start(limits);
   const auto client = connect();
@@ -27,12 +27,12 @@ TEST_F(Limited, RestBetweenRequests) {
 // have ended the connection if the handler's time counted. A self-test takes minutes, where these
 // limits are a minute.
 TEST_F(Limited, WorkIsNoRest) {
-  Limits limits;
+  ServerLimits limits;
   limits.reply = milliseconds(1000);
   limits.unknown = milliseconds(1000);
   limits.idle = seconds(1);
   limits.receive = milliseconds(500);
-  Options options;
+  ServerOptions options;
   options.limits = limits;
   test_ = std::make_unique<TestServer>(
       [](const cimxml::Call& call, cimxml::Reply& reply) {
@@ -46,10 +46,10 @@ TEST_F(Limited, WorkIsNoRest) {
 }
 
 TEST_F(Limited, ReadingTheReplyTakesNoLongerThanRest) {
-  Limits limits;
+  ServerLimits limits;
   limits.idle = seconds(1);
   std::atomic<bool> gone = false;
-  Options options;
+  ServerOptions options;
   options.limits = limits;
   test_ = std::make_unique<TestServer>(
       [&](const cimxml::Call& call, cimxml::Reply& reply) {
@@ -74,7 +74,7 @@ class SlowReader : public Limited {
   static constexpr std::size_t kSize = 20'000'000;
 
   void start_long(milliseconds time) {
-    Options options;
+    ServerOptions options;
     options.limits.idle = seconds(5);
     options.limits.reply = time;
     test_ = std::make_unique<TestServer>(
@@ -126,7 +126,7 @@ TEST_F(SlowReader, WithinTheTimeGetsAll) {
 class SlowSender : public Limited, public testing::WithParamInterface<std::string> {};
 
 TEST_P(SlowSender, HasAllTheTimeThereIsAndNotMore) {
-  Limits limits;
+  ServerLimits limits;
   limits.receive = milliseconds(1000);
   start(limits);
   const std::string request = GetParam();
@@ -146,7 +146,7 @@ INSTANTIATE_TEST_SUITE_P(Parts, SlowSender,
                                              std::string(2000, 'b')));
 
 TEST_F(Limited, SlowSenderWithinTheTimeIsServed) {
-  start(Limits());
+  start(ServerLimits());
   const auto client = connect();
   for (const char byte : request_text("POST", "slow")) {
     client->send(std::string(1, byte));
@@ -156,7 +156,7 @@ TEST_F(Limited, SlowSenderWithinTheTimeIsServed) {
 }
 
 TEST_F(Limited, HeadOfAnUnknownClientMustComeSoon) {
-  Limits limits;
+  ServerLimits limits;
   limits.unknown = milliseconds(1000);
   start(limits);
   const auto silent = connect(), half = connect(), quick = connect();
@@ -177,7 +177,7 @@ class HalfRequest : public Limited, public testing::WithParamInterface<std::stri
 
 // With the limits as they ship, a minute and more. End and data arrive together.
 TEST_P(HalfRequest, EndsWithItsClient) {
-  Limits limits;
+  ServerLimits limits;
   limits.unknown = limits.receive;
   start(limits);
   EXPECT_EQ(connect()->post("x").status, 200);
@@ -200,7 +200,7 @@ INSTANTIATE_TEST_SUITE_P(Parts, HalfRequest,
                                          "Content-Length: 500\r\n\r\n<CIM"));
 
 TEST_F(Limited, ClientThatHasEndedSendingGetsItsReplyAfterLongWork) {
-  Options options;
+  ServerOptions options;
   test_ = std::make_unique<TestServer>(
       [](const cimxml::Call& call, cimxml::Reply& reply) {
         if (call.body == "half") std::this_thread::sleep_for(seconds(2));
@@ -214,7 +214,7 @@ TEST_F(Limited, ClientThatHasEndedSendingGetsItsReplyAfterLongWork) {
 }
 
 TEST_F(Limited, ClientThatHasEndedSendingGetsItsReply) {
-  start(Limits());
+  start(ServerLimits());
   const auto client = connect();
   client->send(request_text("POST", "half"));
   client->end_sending();

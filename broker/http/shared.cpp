@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds kHandshakesShare{5};
 
 // As many connections as there may be, and in the same proportion no more than the process may have
 // descriptors for.
-Limits within_descriptors(Limits limits) {
+ServerLimits within_descriptors(ServerLimits limits) {
   rlimit most{};
   if (getrlimit(RLIMIT_NOFILE, &most) != 0) return limits;
   const std::size_t all = most.rlim_cur;
@@ -30,7 +30,7 @@ Limits within_descriptors(Limits limits) {
 
 }  // namespace
 
-Shared::Shared(Handler answer, Options options)
+Shared::Shared(Handler answer, ServerOptions options)
     : handler(std::move(answer)),
       limits(within_descriptors(options.limits)),
       log(std::move(options.log)),
@@ -39,7 +39,7 @@ Shared::Shared(Handler answer, Options options)
       users(std::move(options.users)),
       tls(options.certificate ? std::make_shared<const TlsSettings>(*options.certificate)
                               : nullptr),
-      places(limits.unknown_connections, limits.known_connections),
+      slots(limits.unknown_connections, limits.known_connections),
       log_ins(limits, log),
       workers(limits.workers) {}
 

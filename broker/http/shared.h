@@ -11,16 +11,16 @@
 #include <mutex>
 
 #include "broker/http/channel.h"
+#include "broker/http/connection_slots.h"
 #include "broker/http/log_in.h"
 #include "broker/http/loop.h"
-#include "broker/http/options.h"
-#include "broker/http/places.h"
+#include "broker/http/server_options.h"
 #include "broker/http/workers.h"
 
 namespace broker::http {
 
 struct Shared {
-  Shared(Handler answer, Options options);
+  Shared(Handler answer, ServerOptions options);
 
   // Plain or with TLS, as the server was set up.
   std::unique_ptr<Channel> channel(int socket);
@@ -35,7 +35,7 @@ struct Shared {
   bool is_ending();
 
   const Handler handler;
-  const Limits limits;
+  const ServerLimits limits;
   const Log log;
   const bool secure;                          // whether connections begin with a handshake
   const std::shared_ptr<OwnNames> own_names;  // null: any Host
@@ -50,7 +50,7 @@ struct Shared {
 
   std::atomic<std::size_t> bodies = 0;  // bytes of large bodies, from announcement to reply
   // Used by the loop's thread alone.
-  Places places;
+  ConnectionSlots slots;
   std::uint64_t handshakes_round = 0;
   std::chrono::steady_clock::duration handshakes_time{0};  // of that round
 

@@ -147,7 +147,7 @@ std::string log_in(std::string_view credentials) {
   return "Authorization: Basic " + base64 + "\r\n";
 }
 
-TestServer::TestServer(Handler handler, Options options) {
+TestServer::TestServer(Handler handler, ServerOptions options) {
   Address address("127.0.0.1", 0);
   options.listeners.push_back(address.listen());
   port = address.port();
@@ -160,8 +160,8 @@ void echo(const cimxml::Call& call, cimxml::Reply& reply) {
   reply.write(call.body);
 }
 
-Limits quick_limits() {
-  Limits limits;
+ServerLimits quick_limits() {
+  ServerLimits limits;
   limits.delay = std::chrono::milliseconds(1);
   limits.idle = std::chrono::seconds(1);
   limits.receive = std::chrono::milliseconds(300);

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "broker/http/options.h"
 #include "broker/http/server.h"
+#include "broker/http/server_options.h"
 #include "platform/descriptor.h"
 
 namespace broker::http {
@@ -60,7 +60,7 @@ std::string log_in(std::string_view credentials);
 
 // A server on a free port of 127.0.0.1.
 struct TestServer {
-  explicit TestServer(Handler handler, Options options = {});
+  explicit TestServer(Handler handler, ServerOptions options = {});
 
   std::uint16_t port = 0;
   std::unique_ptr<Server> server;
@@ -70,6 +70,6 @@ struct TestServer {
 void echo(const cimxml::Call& call, cimxml::Reply& reply);
 
 // Limits with which a test need not wait.
-Limits quick_limits();
+ServerLimits quick_limits();
 
 }  // namespace broker::http

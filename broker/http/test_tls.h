@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "broker/http/channel.h"
-#include "broker/http/options.h"
+#include "broker/http/server_options.h"
 #include "platform/descriptor.h"
 
 namespace broker::http {

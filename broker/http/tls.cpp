@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "broker/http/channel.h"
-#include "broker/http/options.h"
+#include "broker/http/server_options.h"
 
 namespace broker::http {
 namespace {

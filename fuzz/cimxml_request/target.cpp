@@ -10,7 +10,7 @@
 #include <variant>
 
 #include "broker/cimxml/document.h"
-#include "broker/cimxml/refusal.h"
+#include "broker/cimxml/http_error.h"
 #include "broker/cimxml/service.h"
 #include "broker/http/head.h"
 #include "broker/test_classes.h"
@@ -91,7 +91,7 @@ bool is_document(std::string_view text) {
   try {
     cimxml::parse_document(text, allowance);
     return true;
-  } catch (const cimxml::Refusal&) {
+  } catch (const cimxml::HttpError&) {
     return false;
   }
 }

@@ -40,7 +40,7 @@ void echo(const Call& call, Reply& reply) {
 
 sockaddr_in serve() {
   http::Address address("127.0.0.1", 0);
-  http::Options options;
+  http::ServerOptions options;
   options.listeners.push_back(address.listen());
   options.limits.body = kLongestBody;
   options.limits.header = 4096;

@@ -30,7 +30,7 @@
 
 namespace ovk_cimple {
 
-enum Operation : sint32 {
+enum OperationNumber : sint32 {
   GetMetaClass = 0,
   CreateProvider = 1,
   DestroyProvider = 2,

@@ -126,7 +126,7 @@ class LogIn(AttackTest):
         self.wait_for(lambda: self.resources()[0] <= before[0], f"{before} before")
 
     def test_answers_held_back_keep_nobody_out(self):
-        # As many answers as there are places, and more; each is held back for up to eight seconds.
+        # As many answers as there are slots, and more; each is held back for up to eight seconds.
         for number in range(400):
             for password in "abcd":
                 self.guess(f"name{number}", password)

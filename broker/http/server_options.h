@@ -17,7 +17,7 @@ namespace broker::http {
 
 class OwnNames;  // own_names.h
 
-struct Limits {
+struct ServerLimits {
   std::size_t body = std::size_t{16} << 20;    // more is answered with 413
   std::size_t header = std::size_t{64} << 10;  // request line and fields; more: 431
   // Bodies of more than large_body bytes share the memory of `bodies` from their announcement to
@@ -32,9 +32,9 @@ struct Limits {
   // unit's TasksMax has room for as many, and for the programs that they start.
   std::size_t workers = 400;
 
-  // Connections without and with a user whose log-in was right (places.h). Where there are no
-  // users, whoever has sent the head of a request is known. There are fewer when the process may
-  // not have as many descriptors.
+  // Connections without and with a user whose log-in was right (connection_slots.h). Where there
+  // are no users, whoever has sent the head of a request is known. There are fewer when the process
+  // may not have as many descriptors.
   std::size_t unknown_connections = 1000;
   std::size_t known_connections = 1000;
   // Within this time a connection that is not known sends head and body of a request, counted from
@@ -61,12 +61,12 @@ struct Certificate {
   std::string key;
 };
 
-struct Options {
+struct ServerOptions {
   std::vector<platform::Descriptor> listeners;  // listening sockets (address.h)
   std::shared_ptr<Users> users;                 // null: everybody may do everything
   std::unique_ptr<Certificate> certificate;     // null: plain HTTP
   std::shared_ptr<OwnNames> own_names;          // null: requests for any Host are answered
-  Limits limits;
+  ServerLimits limits;
   Log log;
 };
 

@@ -6,13 +6,13 @@
 
 namespace broker::cimxml {
 
-class Refusal : public std::exception {
+class HttpError : public std::exception {
  public:
   // error: a literal; null where the standard has no word for it.
-  Refusal(int http_status, const char* error) : http_status_(http_status), error_(error) {}
+  HttpError(int http_status, const char* error) : http_status_(http_status), error_(error) {}
 
   int http_status() const { return http_status_; }
-  const char* error() const { return error_; }
+  const char* cim_error() const { return error_; }
   const char* what() const noexcept override { return error_ ? error_ : "refused"; }
 
  private:
@@ -20,9 +20,9 @@ class Refusal : public std::exception {
   const char* error_;
 };
 
-inline Refusal other_encoding() { return {415, nullptr}; }  // than UTF-8
-inline Refusal not_well_formed() { return {400, "request-not-well-formed"}; }
+inline HttpError other_encoding() { return {415, nullptr}; }  // than UTF-8
+inline HttpError not_well_formed() { return {400, "request-not-well-formed"}; }
 // Validation is loose: what the standard does not know is skipped, and what it knows must fit.
-inline Refusal not_valid() { return {400, "request-not-loosely-valid"}; }
+inline HttpError not_valid() { return {400, "request-not-loosely-valid"}; }
 
 }  // namespace broker::cimxml

@@ -10,15 +10,15 @@
 
 namespace broker::http {
 
-// Safe from any thread. What is due runs one after the other under the clock's lock, so it must be
-// short and must not call the clock.
-class Clock {
+// Safe from any thread. What is due runs one after the other under the timer's lock, so it must be
+// short and must not call the timer.
+class Timer {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  Clock();
-  ~Clock();  // forgets what is not yet due
-  Clock(const Clock&) = delete;
+  Timer();
+  ~Timer();  // forgets what is not yet due
+  Timer(const Timer&) = delete;
 
   void after(std::chrono::milliseconds delay, std::function<void()> what);
   void hurry();       // runs everything now

@@ -13,12 +13,12 @@
 
 namespace broker::cimxml {
 
-class Output {
+class ReplyStream {
  public:
   struct Broken {};
   using Mark = std::size_t;
 
-  explicit Output(Reply& reply) : reply_(reply) {}
+  explicit ReplyStream(Reply& reply) : reply_(reply) {}
 
   Text& text() { return text_; }
   // Writes out a full block; to be called at least after each object. Throws Reply::Gone, now and

@@ -1,13 +1,13 @@
-#include "broker/cimxml/output.h"
+#include "broker/cimxml/reply_stream.h"
 
 namespace broker::cimxml {
 
-void Output::take_back(Mark mark) {
+void ReplyStream::take_back(Mark mark) {
   if (mark < written_) throw Broken();
   text_.cut(mark - written_);
 }
 
-void Output::write_out() {
+void ReplyStream::write_out() {
   if (!gone_) {
     try {
       if (!begun_) {
@@ -25,7 +25,7 @@ void Output::write_out() {
   if (gone_) throw Reply::Gone();
 }
 
-void Output::finish() {
+void ReplyStream::finish() {
   if (!gone_) write_out();
 }
 

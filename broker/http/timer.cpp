@@ -1,12 +1,12 @@
-#include "broker/http/clock.h"
+#include "broker/http/timer.h"
 
 #include <utility>
 
 namespace broker::http {
 
-Clock::Clock() : thread_([this] { run(); }) {}
+Timer::Timer() : thread_([this] { run(); }) {}
 
-Clock::~Clock() {
+Timer::~Timer() {
   {
     const std::lock_guard guard(lock_);
     ending_ = true;
@@ -15,26 +15,26 @@ Clock::~Clock() {
   thread_.join();
 }
 
-void Clock::after(std::chrono::milliseconds delay, std::function<void()> what) {
+void Timer::after(std::chrono::milliseconds delay, std::function<void()> what) {
   const std::lock_guard guard(lock_);
   const auto added = due_.emplace(std::chrono::steady_clock::now() + delay, std::move(what));
   if (added == due_.begin()) changed_.notify_one();
 }
 
-void Clock::hurry() {
+void Timer::hurry() {
   const std::lock_guard guard(lock_);
   for (const auto& [when, what] : due_) what();
   due_.clear();
 }
 
-void Clock::hurry_next() {
+void Timer::hurry_next() {
   const std::lock_guard guard(lock_);
   if (due_.empty()) return;
   due_.begin()->second();
   due_.erase(due_.begin());
 }
 
-void Clock::run() {
+void Timer::run() {
   std::unique_lock guard(lock_);
   while (!ending_) {
     if (due_.empty()) {
