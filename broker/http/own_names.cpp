@@ -115,7 +115,7 @@ Names names_of_host(std::string_view host_name, std::string_view hosts_file) {
 OwnNames::OwnNames(const std::vector<std::string>& added)
     : OwnNames(added, {look_at_this_machine, std::chrono::steady_clock::now}) {}
 
-OwnNames::OwnNames(const std::vector<std::string>& added, Lookup machine)
+OwnNames::OwnNames(const std::vector<std::string>& added, NameLookup machine)
     : lookup_(std::move(machine)), present_(lookup_.look()), looked_(lookup_.now()) {
   for (const std::string& host : added) {
     const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';

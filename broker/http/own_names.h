@@ -23,7 +23,7 @@ class OwnNames {
  public:
   using Names = std::set<std::string, std::less<>>;
   // How names and addresses of the machine are found, and what time it is.
-  struct Lookup {
+  struct NameLookup {
     std::function<Names()> look;
     std::function<std::chrono::steady_clock::time_point()> now;
   };
@@ -31,7 +31,7 @@ class OwnNames {
   // added: host names and addresses, without a port. Throws std::runtime_error, in one line, for
   // what is neither.
   explicit OwnNames(const std::vector<std::string>& added = {});
-  OwnNames(const std::vector<std::string>& added, Lookup machine);
+  OwnNames(const std::vector<std::string>& added, NameLookup machine);
 
   // host: the field's value. The port in it is not compared, since another one may be forwarded to
   // the server's. For an unknown name the machine's names and addresses are read anew, at most
@@ -39,7 +39,7 @@ class OwnNames {
   bool covers(std::string_view host) const;
 
  private:
-  const Lookup lookup_;
+  const NameLookup lookup_;
   Names added_;
   mutable std::mutex lock_;
   mutable Names present_;
