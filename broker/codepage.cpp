@@ -1,11 +1,11 @@
-// Code pages of text (memory.h). The system's page is taken to be UTF-8.
+// Code pages of text (provider_memory.h). The system's page is taken to be UTF-8.
 #include <iconv.h>
 
 #include <optional>
 #include <string_view>
 
 #include "broker/error.h"
-#include "broker/memory.h"
+#include "broker/provider_memory.h"
 
 namespace broker {
 namespace {

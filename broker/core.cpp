@@ -6,7 +6,7 @@
 #include <atomic>
 #include <utility>
 
-#include "broker/memory.h"
+#include "broker/provider_memory.h"
 
 namespace broker {
 namespace {

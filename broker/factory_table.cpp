@@ -6,8 +6,8 @@
 #include "broker/date_time.h"
 #include "broker/family.h"
 #include "broker/marshal.h"
-#include "broker/memory.h"
 #include "broker/message.h"
+#include "broker/provider_memory.h"
 
 namespace broker {
 namespace {

@@ -8,7 +8,7 @@ namespace broker {
 void fill_operation_table(Tables& tables);    // operation_table.cpp: up-calls
 void fill_factory_table(Tables& tables);      // factory_table.cpp
 void fill_system_table(Tables& tables);       // system_table.cpp
-void fill_memory_table(Tables& tables);       // memory.cpp
+void fill_memory_table(Tables& tables);       // provider_memory.cpp
 void fill_string_tables(Tables& tables);      // string_tables.cpp
 void fill_collection_tables(Tables& tables);  // collection_tables.cpp
 void fill_instance_table(Tables& tables);     // instance_table.cpp

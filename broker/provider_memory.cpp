@@ -1,4 +1,4 @@
-#include "broker/memory.h"
+#include "broker/provider_memory.h"
 
 #include <cstdlib>
 #include <cstring>
