@@ -6,7 +6,7 @@
 #include "broker/date_time.h"
 #include "broker/family.h"
 #include "broker/marshal.h"
-#include "broker/message.h"
+#include "broker/message_template.h"
 #include "broker/provider_memory.h"
 
 namespace broker {

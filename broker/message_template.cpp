@@ -1,4 +1,4 @@
-#include "broker/message.h"
+#include "broker/message_template.h"
 
 #include <vector>
 
