@@ -28,7 +28,7 @@
 #include "broker/instance.h"
 #include "broker/interop.h"
 #include "broker/object_path.h"
-#include "broker/registration.h"
+#include "broker/registration_file.h"
 #include "broker/schema.h"
 #include "broker/value.h"
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "broker/error.h"
-#include "broker/registration.h"
+#include "broker/registration_file.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "broker/registration.h"
+#include "broker/registration_file.h"
 
 #include <gtest/gtest.h>
 
