@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "broker/cimxml/contexts.h"
-#include "broker/cimxml/head.h"
+#include "broker/cimxml/header_check.h"
 #include "broker/cimxml/http_error.h"
 #include "broker/cimxml/reply_stream.h"
 #include "broker/cimxml/task.h"

@@ -1,4 +1,4 @@
-#include "broker/cimxml/head.h"
+#include "broker/cimxml/header_check.h"
 
 #include <algorithm>
 
