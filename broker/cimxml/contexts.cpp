@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "broker/cimxml/status.h"
+#include "broker/cimxml/enumeration_status.h"
 
 namespace broker::cimxml {
 

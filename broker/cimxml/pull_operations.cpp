@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "broker/cimxml/enumeration_status.h"
 #include "broker/cimxml/gather.h"
-#include "broker/cimxml/status.h"
 #include "broker/cimxml/writer.h"
 
 namespace broker::cimxml {
