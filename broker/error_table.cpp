@@ -5,10 +5,10 @@
 namespace broker {
 namespace {
 
-using Text = std::optional<std::string> ErrorObject::*;
+using TextMember = std::optional<std::string> ErrorObject::*;
 using List = std::optional<std::vector<Value>> ErrorObject::*;
 
-template <Text member>
+template <TextMember member>
 CMPIString* get_text(const CMPIError* error, CMPIStatus* rc) {
   return answer(rc, static_cast<CMPIString*>(nullptr), [&]() -> CMPIString* {
     const auto& text = object<ErrorObject>(error).*member;
@@ -16,7 +16,7 @@ CMPIString* get_text(const CMPIError* error, CMPIStatus* rc) {
   });
 }
 
-template <Text member>
+template <TextMember member>
 CMPIStatus set_text(const CMPIError* error, const char* text) {
   return answer([&] {
     auto& target = object<ErrorObject>(error).*member;

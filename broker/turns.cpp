@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds kLookForGone{500};
 
 Turns::Turns(const OneAtATime& settings, Note note) : settings_(settings), note_(std::move(note)) {}
 
-Turns::Turn Turns::take(const std::string& subject, const Gone& gone) {
+Turns::Turn Turns::take(const std::string& subject, const HasGone& gone) {
   try {
     std::unique_lock lock(mutex_);
     if (taken_ || closed_) {

@@ -17,7 +17,7 @@ namespace broker {
 
 class Turns {
  public:
-  using Gone = std::function<bool()>;
+  using HasGone = std::function<bool()>;
   using Note = std::function<void(const std::string&)>;
 
   // The right of a call to run, or nothing. When it is destroyed, the next call gets its turn.
@@ -46,7 +46,7 @@ class Turns {
   // and whenever another call comes or ends, on the thread of any of them. Throws Error:
   // ServerLimitsExceeded at once where enough others wait, or where one with the same subject does;
   // Failed when the client has gone; ServerIsShuttingDown after close().
-  Turn take(const std::string& subject, const Gone& gone);
+  Turn take(const std::string& subject, const HasGone& gone);
 
   // Refuses the calls that wait and those that follow. The call that has its turn goes on.
   void close();
@@ -58,7 +58,7 @@ class Turns {
   enum class State { Waits, Begins, Dropped };
   struct Waiting {
     const std::string& subject;
-    const Gone& gone;
+    const HasGone& gone;
     State state = State::Waits;
   };
 

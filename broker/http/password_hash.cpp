@@ -100,13 +100,13 @@ std::string sha_fault(std::string_view& text) {
   return take_part(text).size() > 16 ? kDamaged : "";
 }
 
-struct Method {
+struct HashMethod {
   std::string_view prefix;
   std::size_t length;  // of the hash itself
   std::string (*fault)(std::string_view& text);
 };
 
-constexpr Method kMethods[] = {
+constexpr HashMethod kMethods[] = {
     {"$y$", 43, yescrypt_fault}, {"$gy$", 43, yescrypt_fault}, {"$7$", 43, scrypt_fault},
     {"$2a$", 53, bcrypt_fault},  {"$2b$", 53, bcrypt_fault},   {"$2y$", 53, bcrypt_fault},
     {"$6$", 86, sha_fault},      {"$5$", 43, sha_fault},
@@ -117,15 +117,15 @@ constexpr Method kMethods[] = {
 bool is_good_hash(const std::string& hash) {
   const int judged = crypt_checksalt(hash.c_str());
   const bool known = std::ranges::any_of(
-      kMethods, [&](const Method& method) { return hash.starts_with(method.prefix); });
+      kMethods, [&](const HashMethod& method) { return hash.starts_with(method.prefix); });
   return known && (judged == CRYPT_SALT_OK ||
                    (judged == CRYPT_SALT_METHOD_LEGACY && hash.starts_with("$5$")));
 }
 
 std::string hash_fault(const std::string& hash) {
   if (!is_good_hash(hash)) return "no password hash, or one of a method that is too weak";
-  const Method& method = *std::ranges::find_if(
-      kMethods, [&](const Method& one) { return hash.starts_with(one.prefix); });
+  const HashMethod& method = *std::ranges::find_if(
+      kMethods, [&](const HashMethod& one) { return hash.starts_with(one.prefix); });
   std::string_view text = std::string_view(hash).substr(method.prefix.size());
   std::string fault = method.fault(text);
   if (fault.empty() && (text.size() != method.length || !is_of_digits(text))) fault = kDamaged;

@@ -32,7 +32,7 @@ std::chrono::milliseconds Penalties::failed(const Claimant& claimant, Time came)
   Network& network = networks_[claimant.network];
   const auto [entry, added] = network.users.try_emplace(claimant.user);
   if (added) ++records_;
-  Record& record = entry->second;
+  User& record = entry->second;
   std::erase_if(record.held, [came](Time until) { return until <= came; });
   record.delay = added ? first_ : std::min(record.delay * 2, longest_);
   record.held.push_back(came + record.delay);
@@ -57,7 +57,7 @@ std::size_t Penalties::size() {
   return records_;
 }
 
-bool Penalties::is_forgotten(const Record& record, Time now) {
+bool Penalties::is_forgotten(const User& record, Time now) {
   return now - record.last > kForgottenAfter &&
          std::ranges::all_of(record.held, [now](Time until) { return until <= now; });
 }
@@ -93,7 +93,7 @@ void Penalties::make_room(const Claimant& claimant, Time now) {
 void Penalties::drop_least(std::map<std::string, Network>::iterator network, Time now) {
   auto& users = network->second.users;
   users.erase(std::ranges::min_element(users, {}, [now](const auto& user) {
-    const Record& record = user.second;
+    const User& record = user.second;
     const bool is_held =
         std::ranges::any_of(record.held, [now](Time until) { return until > now; });
     return std::tuple(record.delay, is_held, record.last);

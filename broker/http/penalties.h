@@ -49,7 +49,7 @@ class Penalties {
   std::size_t size();  // records that are kept
 
  private:
-  struct Record {
+  struct User {
     std::size_t failures = 0;
     std::chrono::milliseconds delay{};
     Time last{};
@@ -58,10 +58,10 @@ class Penalties {
   struct Network {
     std::size_t failures = 0;
     Time last{};
-    std::map<std::string, Record> users;
+    std::map<std::string, User> users;
   };
 
-  static bool is_forgotten(const Record& record, Time now);
+  static bool is_forgotten(const User& record, Time now);
   void make_room(const Claimant& claimant, Time now);
   void drop_least(std::map<std::string, Network>::iterator network, Time now);
 
