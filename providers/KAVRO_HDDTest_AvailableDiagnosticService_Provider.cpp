@@ -11,7 +11,7 @@
 #include "model/KAVRO_DiskDrive.h"
 #include "model/KAVRO_SysBusDevice.h"
 #include "platform/framework/module_unit.h"
-#include "platform/framework/status.h"
+#include "platform/framework/provider_status.h"
 #include "platform/support/osspecific.h"
 #include "platform/words.h"
 #include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"

@@ -5,7 +5,7 @@
 
 #include "engine/locks.h"
 #include "platform/framework/module_unit.h"
-#include "platform/framework/status.h"
+#include "platform/framework/provider_status.h"
 #include "providers/log.h"
 
 namespace ovk_cimple {

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "platform/framework/module_unit.h"
-#include "platform/framework/status.h"
+#include "platform/framework/provider_status.h"
 #include "platform/support/osspecific.h"
 #include "providers/log.h"
 #include "providers/record_text.h"

@@ -5,7 +5,7 @@
 #include "engine/HDDTest.h"
 #include "model/KAVRO_DiskDrive.h"
 #include "platform/framework/module_unit.h"
-#include "platform/framework/status.h"
+#include "platform/framework/provider_status.h"
 #include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"
 #include "providers/KAVRO_HDDTest_DiagnosticCompletionRecord_Provider.h"
 #include "providers/log.h"

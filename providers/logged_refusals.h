@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/framework/status.h"
+#include "platform/framework/provider_status.h"
 #include "providers/log.h"
 
 namespace ovk_cimple {

@@ -110,7 +110,7 @@ def header(cls):
         '#include "platform/framework/datetime.h"\n'
         '#include "platform/framework/instance.h"\n'
         '#include "platform/framework/meta.h"\n'
-        '#include "platform/framework/status.h"\n')
+        '#include "platform/framework/provider_status.h"\n')
     return (cpp.HEADER + "#pragma once\n\n" + included + "\nnamespace ovk_cimple {\n\n" +
             class_struct(cls) + "}  // namespace ovk_cimple\n")
 

@@ -25,8 +25,8 @@
 #pragma once
 
 #include "platform/framework/handler.h"
+#include "platform/framework/provider_status.h"
 #include "platform/framework/registration.h"
-#include "platform/framework/status.h"
 
 namespace ovk_cimple {
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/framework/handler.h"
-#include "platform/framework/status.h"
+#include "platform/framework/provider_status.h"
 
 namespace ovk_cimple {
 

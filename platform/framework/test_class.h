@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "platform/framework/meta.h"
-#include "platform/framework/status.h"
+#include "platform/framework/provider_status.h"
 
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 

@@ -7,7 +7,7 @@ namespace ovk_cimple {
 
 // Each "unsupported" code belongs to one operation. The adapter chooses the object manager's code
 // for it.
-enum Status : sint32 {
+enum ProviderStatus : sint32 {
   UnknownOperation = -1,  // or no method of that name
   OK = 0,
   GetInstanceNotFound = 60,  // for providers that look up by key
