@@ -1,7 +1,7 @@
 // The module's outer shell: the list of registrations that the framework walks, and the CMPI
 // entry points by which an object manager obtains each provider's management interfaces.
 #include "model/classes.h"
-#include "module/dispatch.h"
+#include "module/dispatch_routines.h"
 #include "platform/cmpi/module.h"
 #include "platform/framework/module_unit.h"
 

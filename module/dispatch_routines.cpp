@@ -3,7 +3,7 @@
 
 #include <type_traits>
 
-#include "module/dispatch.h"
+#include "module/dispatch_routines.h"
 #include "platform/framework/module_unit.h"
 #include "providers/all.h"
 
