@@ -5,7 +5,7 @@
 #include <memory>
 #include <new>
 
-#include "platform/support/machinetype.h"
+#include "platform/support/product_name.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 
 #include "platform/descriptor.h"
 #include "platform/local_time.h"
-#include "platform/support/machinetype.h"
 #include "platform/support/process_runner.h"
+#include "platform/support/product_name.h"
 #include "platform/words.h"
 
 namespace NKVRHVX20 {

@@ -39,7 +39,7 @@ class HVX_EXPORT TOSSpecific {
   // end by exiting.
   static std::string SpawnProcess(const std::string& command_line, int limit_seconds);
 
-  // The machine type in the DMI product name as the kernel publishes it (machinetype.h); empty
+  // The machine type in the DMI product name as the kernel publishes it (product_name.h); empty
   // when there is none. Like GetBiosID readable without root, and found under the directory that
   // HVX_SYSFS_ROOT names instead of the root when that is set.
   static std::string GetMachineTypeFromID();

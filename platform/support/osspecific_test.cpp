@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "platform/support/machinetype.h"
+#include "platform/support/product_name.h"
 #include "platform/support/support_test.h"
 
 namespace NKVRHVX20 {
