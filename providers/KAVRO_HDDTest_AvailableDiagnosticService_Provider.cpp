@@ -15,7 +15,7 @@
 #include "platform/support/osspecific.h"
 #include "platform/words.h"
 #include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"
-#include "providers/log.h"
+#include "providers/operation_log.h"
 
 namespace ovk_cimple {
 

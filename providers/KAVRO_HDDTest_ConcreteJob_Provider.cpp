@@ -6,7 +6,7 @@
 #include "engine/locks.h"
 #include "platform/framework/module_unit.h"
 #include "platform/framework/provider_status.h"
-#include "providers/log.h"
+#include "providers/operation_log.h"
 
 namespace ovk_cimple {
 

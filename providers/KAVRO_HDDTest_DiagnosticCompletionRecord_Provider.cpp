@@ -8,7 +8,7 @@
 #include "platform/framework/module_unit.h"
 #include "platform/framework/provider_status.h"
 #include "platform/support/osspecific.h"
-#include "providers/log.h"
+#include "providers/operation_log.h"
 #include "providers/record_text.h"
 
 namespace ovk_cimple {

@@ -8,7 +8,7 @@
 #include "platform/framework/provider_status.h"
 #include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"
 #include "providers/KAVRO_HDDTest_DiagnosticCompletionRecord_Provider.h"
-#include "providers/log.h"
+#include "providers/operation_log.h"
 
 namespace ovk_cimple {
 

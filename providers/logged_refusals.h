@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "platform/framework/provider_status.h"
-#include "providers/log.h"
+#include "providers/operation_log.h"
 
 namespace ovk_cimple {
 
