@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "inventory/connection.h"
 #include "inventory/device_text.h"
+#include "inventory/drive_connection.h"
 
 namespace inventory {
 

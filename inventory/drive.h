@@ -19,7 +19,7 @@ struct Drive {
   std::string revision;
   std::string serial;
   std::string world_wide_name;
-  std::string connection;                    // connection.h
+  std::string connection;                    // drive_connection.h
   std::string state;                         // the kernel's word: running, live, offline, ...
   std::optional<ScsiAddress> address;        // only when it is to be published
   std::optional<std::uint64_t> bytes;        // capacity; 0 for an empty bay

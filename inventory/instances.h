@@ -7,7 +7,7 @@
 //   drive        "Serial Number"
 //                "WWN"
 //                "SCSI Address"    H:C:T:L
-//                "Connection"      a word for people (connection.h)
+//                "Connection"      a word for people (drive_connection.h)
 //                "Size in bytes"   decimal; exact, which MaxMediaSize (in units of 1000) is not
 //   bus device   "SCSI Address"    "Port:H Target:T Bus:C Lun:L"; always the first
 //   computer     "DMI UUID"

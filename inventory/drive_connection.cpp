@@ -1,4 +1,4 @@
-#include "inventory/connection.h"
+#include "inventory/drive_connection.h"
 
 #include <algorithm>
 
