@@ -44,14 +44,14 @@ std::optional<std::string> working_directory(const fs::path& file) {
 }
 
 // A line of the note, its parts as deploy/register/notes.py has them.
-struct Registration {
+struct NotedRegistration {
   std::string manager;
   std::vector<std::string> places;  // four of sfcb, two of OpenPegasus
   std::string state;                // empty in lines of versions that noted none
   std::vector<fs::path> made;
 };
 
-std::optional<Registration> registration(const std::string& line) {
+std::optional<NotedRegistration> registration(const std::string& line) {
   std::vector<std::string> parts{""};
   for (const char character : line) {
     if (character == '|')
@@ -64,7 +64,7 @@ std::optional<Registration> registration(const std::string& line) {
   if (parts[0] == "pegasus") places = 2;
   if (places == 0 || parts.size() <= places) return {};
   const auto state = parts.begin() + 1 + static_cast<std::ptrdiff_t>(places);
-  Registration found{parts[0], {parts.begin() + 1, state}, "", {}};
+  NotedRegistration found{parts[0], {parts.begin() + 1, state}, "", {}};
   if (state != parts.end()) {
     found.state = *state;
     found.made.assign(state + 1, parts.end());
@@ -73,7 +73,8 @@ std::optional<Registration> registration(const std::string& line) {
 }
 
 // The finding for a registration that did not take place, or is not there any more.
-std::optional<Finding> unfinished_finding(const Registration& registered, const fs::path& root) {
+std::optional<Finding> unfinished_finding(const NotedRegistration& registered,
+                                          const fs::path& root) {
   const std::string again = "hddtest-register " + registered.manager;
   if (registered.state == "leaving") {
     return Finding{registered.manager, false, "its repository still has the self-test",
@@ -92,7 +93,7 @@ std::optional<Finding> unfinished_finding(const Registration& registered, const 
   return {};
 }
 
-Finding pegasus_finding(const Registration& registered, const fs::path& root) {
+Finding pegasus_finding(const NotedRegistration& registered, const fs::path& root) {
   const std::string& unit = registered.places[0];
   std::string directory = registered.places[1];
   if (!unit.empty()) {
@@ -108,7 +109,7 @@ Finding pegasus_finding(const Registration& registered, const fs::path& root) {
   return message_finding("pegasus", root / fs::path(directory).relative_path());
 }
 
-Finding finding_of(const Registration& registered, const fs::path& root) {
+Finding finding_of(const NotedRegistration& registered, const fs::path& root) {
   if (const auto unfinished = unfinished_finding(registered, root)) return *unfinished;
   return registered.manager == "sfcb" ? message_finding("sfcb", root)
                                       : pegasus_finding(registered, root);
