@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/framework/cimom.h"
-#include "tests/adapter/manager.h"
+#include "tests/adapter/adapter_test.h"
 
 extern "C" CMPIInstanceMI* TEST_Device_Provider_Create_InstanceMI(const CMPIBroker*,
                                                                   const CMPIContext*, CMPIStatus*);

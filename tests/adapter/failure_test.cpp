@@ -2,7 +2,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "tests/adapter/manager.h"
+#include "tests/adapter/adapter_test.h"
 
 namespace ovk_cimple {
 namespace {

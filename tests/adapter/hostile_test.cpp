@@ -3,7 +3,7 @@
 #include <cstring>
 #include <map>
 
-#include "tests/adapter/manager.h"
+#include "tests/adapter/adapter_test.h"
 
 namespace ovk_cimple {
 namespace {

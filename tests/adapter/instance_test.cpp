@@ -5,7 +5,7 @@
 
 #include "platform/framework/cimom.h"
 
-#include "tests/adapter/manager.h"
+#include "tests/adapter/adapter_test.h"
 
 namespace ovk_cimple {
 namespace {

@@ -2,7 +2,7 @@
 #include <thread>
 
 #include "platform/framework/cimom.h"
-#include "tests/adapter/manager.h"
+#include "tests/adapter/adapter_test.h"
 #include "tests/small_stack.h"
 
 namespace ovk_cimple {

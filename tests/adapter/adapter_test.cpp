@@ -1,4 +1,4 @@
-#include "tests/adapter/manager.h"
+#include "tests/adapter/adapter_test.h"
 
 namespace ovk_cimple {
 
