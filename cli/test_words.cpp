@@ -1,0 +1,80 @@
+#include "cli/test_words.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ctime>
+
+namespace cli {
+
+using drivetest::Outcome;
+using drivetest::Source;
+using drivetest::TestRow;
+using drivetest::Time;
+using std::chrono::days;
+using std::chrono::hours;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+namespace {
+
+std::string counted(std::int64_t number, const char* unit) {
+  return fmt::format("{} {}{} ago", number, unit, number == 1 ? "" : "s");
+}
+
+// When it was, as far as that is known.
+std::string when(const TestRow& row, Time now) {
+  if (row.ended) return " " + age_text(now - *row.ended);
+  if (row.hours) return fmt::format(" at power-on hour {}", *row.hours);
+  return "";
+}
+
+}  // namespace
+
+std::string age_text(seconds age) {
+  if (age < seconds(-60)) return "in the future";
+  if (age < minutes(1)) return "just now";
+  if (age < hours(1)) return counted(age / minutes(1), "minute");
+  if (age < days(1)) return counted(age / hours(1), "hour");
+  return counted(age / days(1), "day");
+}
+
+std::string time_text(Time time) {
+  const std::time_t number = time.time_since_epoch().count();
+  std::tm local{};
+  localtime_r(&number, &local);
+  char text[32];
+  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
+  return std::string(text, length);
+}
+
+std::string kind_text(const TestRow& row) {
+  return row.kind ? std::string(name_of(*row.kind)) + " test" : "test";
+}
+
+std::string outcome_text(const TestRow& row) {
+  if (!row.outcome) return "running";
+  if (*row.outcome == Outcome::Passed) return "passed";
+  std::string text =
+      *row.outcome == Outcome::Unknown ? "result not known" : std::string(name_of(*row.outcome));
+  if (!row.cause.empty()) text += ": " + row.cause;
+  if (row.segment) text += fmt::format(", segment {}", *row.segment);
+  if (row.first_bad_block) text += fmt::format(", first bad block {}", *row.first_bad_block);
+  return text;
+}
+
+std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled, Time now) {
+  if (!row) return "never tested";
+  std::string text = kind_text(*row);
+  if (row->outcome) {
+    const std::string outcome = outcome_text(*row);
+    const std::size_t word = std::min(outcome.find(':'), outcome.size());
+    return text + " " + outcome.substr(0, word) + when(*row, now) + outcome.substr(word);
+  }
+  text += is_stalled ? " stalled" : " running";
+  if (row->remaining_percent) text += fmt::format(", {}% remaining", *row->remaining_percent);
+  if (row->source == Source::Other) text += ", started by somebody else";
+  return text;
+}
+
+}  // namespace cli

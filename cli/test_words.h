@@ -1,0 +1,30 @@
+// Tests of drives in words for people. Pure functions; causes quote drives and are not escaped.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "drivetest/test_row.h"
+
+namespace cli {
+
+// "just now", "5 minutes ago", "3 hours ago", "12 days ago"; "in the future" where a clock went
+// back since.
+std::string age_text(std::chrono::seconds age);
+
+// "2026-11-22 15:04" in local time.
+std::string time_text(drivetest::Time time);
+
+// "short test", "test" where the kind is not known.
+std::string kind_text(const drivetest::TestRow& row);
+
+// "passed", or "failed: read failure, first bad block 4711".
+std::string outcome_text(const drivetest::TestRow& row);
+
+// What a list says of a drive's newest test: "short test running, 40% remaining", "long test passed
+// 3 days ago", "never tested".
+std::string newest_test_text(const std::optional<drivetest::TestRow>& row, bool is_stalled,
+                             drivetest::Time now);
+
+}  // namespace cli

@@ -1,0 +1,75 @@
+#include "cli/test_words.h"
+
+#include <gtest/gtest.h>
+
+namespace cli {
+namespace {
+
+using drivetest::Outcome;
+using drivetest::Source;
+using drivetest::TestKind;
+using drivetest::TestRow;
+using drivetest::Time;
+using std::chrono::days;
+using std::chrono::hours;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+constexpr Time kNow{seconds(1'700'000'000)};
+
+TestRow ended(Outcome outcome, const std::string& cause) {
+  TestRow row;
+  row.kind = TestKind::Short;
+  row.outcome = outcome;
+  row.cause = cause;
+  row.ended = kNow - hours(3);
+  return row;
+}
+
+TEST(TestWords, TellAnAge) {
+  EXPECT_EQ(age_text(seconds(59)), "just now");
+  EXPECT_EQ(age_text(minutes(1)), "1 minute ago");
+  EXPECT_EQ(age_text(hours(2)), "2 hours ago");
+  EXPECT_EQ(age_text(days(400)), "400 days ago");
+  EXPECT_EQ(age_text(seconds(-30)), "just now");
+  EXPECT_EQ(age_text(seconds(-61)), "in the future");
+}
+
+TEST(TestWords, TellTheNewestTest) {
+  EXPECT_EQ(newest_test_text({}, false, kNow), "never tested");
+  EXPECT_EQ(newest_test_text(ended(Outcome::Passed, "completed without error"), false, kNow),
+            "short test passed 3 hours ago");
+  EXPECT_EQ(newest_test_text(ended(Outcome::Unknown, "no entry"), false, kNow),
+            "short test result not known 3 hours ago: no entry");
+  TestRow failed = ended(Outcome::Failed, "read failure");
+  failed.first_bad_block = 4711;
+  EXPECT_EQ(newest_test_text(failed, false, kNow),
+            "short test failed 3 hours ago: read failure, first bad block 4711");
+  failed.ended.reset();
+  failed.hours = 1234;
+  failed.kind.reset();
+  EXPECT_EQ(newest_test_text(failed, false, kNow),
+            "test failed at power-on hour 1234: read failure, first bad block 4711");
+}
+
+TEST(TestWords, TellARunningTest) {
+  TestRow row;
+  row.kind = TestKind::Long;
+  EXPECT_EQ(newest_test_text(row, false, kNow), "long test running");
+  row.remaining_percent = 40;
+  EXPECT_EQ(newest_test_text(row, false, kNow), "long test running, 40% remaining");
+  row.source = Source::Other;
+  EXPECT_EQ(newest_test_text(row, true, kNow),
+            "long test stalled, 40% remaining, started by somebody else");
+}
+
+TEST(TestWords, TellAnOutcome) {
+  EXPECT_EQ(outcome_text(ended(Outcome::Passed, "completed without error")), "passed");
+  TestRow row = ended(Outcome::Failed, "a segment failed");
+  row.segment = 3;
+  EXPECT_EQ(outcome_text(row), "failed: a segment failed, segment 3");
+  EXPECT_EQ(outcome_text({}), "running");
+}
+
+}  // namespace
+}  // namespace cli
