@@ -13,7 +13,7 @@ run_packages="smartmontools hwinfo"
 lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsystemd-shared"
 package_packages="dpkg-dev file git" # git tells the time of the commit
 test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate locales
- universal-ctags"
+ universal-ctags nvme-cli"
 lint_packages="clang-format clang-tidy"
 bench_packages="libbenchmark-dev hwinfo"
 fuzz_packages="clang libclang-rt-dev"

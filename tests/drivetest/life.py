@@ -1,0 +1,108 @@
+"""Reads lives of drives: what happens to them, what users do meanwhile, and what has to come of it.
+
+A life is a text file; README.md describes its lines.
+"""
+
+import dataclasses
+import pathlib
+import re
+import shlex
+
+WORDS = {">", "killed", "begin", "await", "<", "!", "exit", "json", "clock", "@", "field", "row",
+         "no", "drive", "tool", "alone"}
+
+
+class NotALife(Exception):
+    pass
+
+
+@dataclasses.dataclass
+class Step:
+    place: str  # file and line, for messages
+    word: str
+    rest: str
+    lines: list  # indented below it
+
+
+@dataclasses.dataclass
+class Life:
+    path: pathlib.Path
+    drives: dict  # name: lines of its file
+    tools: dict   # name: text of a program that stands in for the real one
+    alone: str    # why no second process may look at the drives; empty: it may
+    steps: list
+
+
+def fields_of(step, folder):
+    """The lines of a drive's file: those that its kind has in common, then its own, which win."""
+    name, *kinds = step.rest.split()
+    lines = []
+    for kind in kinds:
+        lines += (folder / "common" / f"{kind}.drive").read_text().splitlines()
+    return name, lines + step.lines
+
+
+def steps_of(path):
+    steps = []
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        place = f"{path.name}:{number}"
+        text = line.strip()
+        if not text or text.startswith("#"):
+            continue
+        if line[0] == " ":
+            if not steps or steps[-1].word not in {"drive", "tool"}:
+                raise NotALife(f"{place}: nothing that this line belongs to")
+            steps[-1].lines.append(text)
+            continue
+        word, _, rest = text.partition(" ")
+        if word not in WORDS:
+            raise NotALife(f"{place}: what is '{word}'?")
+        steps.append(Step(place, word, rest.strip(), []))
+    return steps
+
+
+def read_life(path):
+    life = Life(path, {}, {}, "", [])
+    for step in steps_of(path):
+        if step.word == "drive":
+            name, lines = fields_of(step, path.parent.parent)
+            life.drives[name] = lines
+        elif step.word == "tool":
+            life.tools[step.rest] = "\n".join(step.lines) + "\n"
+        elif step.word == "alone":
+            life.alone = step.rest
+        else:
+            life.steps.append(step)
+    if not life.steps:
+        raise NotALife(f"{path.name}: nothing happens")
+    return life
+
+
+def words_of(step):
+    try:
+        return shlex.split(step.rest)
+    except ValueError as error:
+        raise NotALife(f"{step.place}: {error}") from error
+
+
+def pattern_of(lines):
+    """"..." stands for any text within a line, and alone for any lines."""
+    parts = []
+    for line in lines:
+        if line == "...":
+            parts.append(r"(?:[^\n]*\n)*?")
+        else:
+            parts.append("[^\n]*".join(map(re.escape, line.split("..."))) + "\n")
+    return re.compile("".join(parts) + r"\Z")
+
+
+def value_at(document, path):
+    """The value at "a.b.0.c" of a JSON document; None where there is none."""
+    for name in path.split("."):
+        if isinstance(document, list):
+            document = document[int(name)] if int(name) < len(document) else None
+        elif isinstance(document, dict):
+            document = document.get(name)
+        else:
+            return None
+    return document

@@ -1,0 +1,177 @@
+"""Plays lives of drives: the programs talk to the real smartctl and nvme, and these to the stand-in.
+
+    lives_test.py PROGRAMS STANDIN LIVES...
+
+PROGRAMS is the folder with hddtest, STANDIN that with the stand-in, LIVES a folder with lives. Each
+life is played as it is written, watched by a second process, and with each look of it killed in the
+middle before it is made again.
+"""
+
+import json
+import pathlib
+import shutil
+import sys
+import unittest
+
+from life import pattern_of, read_life, value_at, words_of
+from stage import Stage
+
+PROGRAMS, STANDIN = sys.argv[1:3]
+LIVES = [pathlib.Path(folder) for folder in sys.argv[3:]]
+LOOKS = {"status", "history"}
+WATCH = ["hddtest", "status", "--json"]
+
+
+class Play:
+    """One playing of one life. What differs from the life is an AssertionError."""
+
+    def __init__(self, life, stage, test, is_watched=False, is_killed=False):
+        self.life, self.stage, self.test = life, stage, test
+        self.is_watched, self.is_killed = is_watched, is_killed
+        self.status, self.output, self.errors = 0, "", ""
+        self.pending = {}
+        self.expected = {}  # of the last program: "<", "!" and "exit", in the life's words
+        self.place = ""
+        self.rows = []
+
+    def play(self):
+        for step in self.life.steps:
+            if step.word != "row":
+                self.expect_rows()
+            if step.word not in {"<", "!", "exit", "json"}:
+                self.expect_last()
+            self.place = step.place
+            names = {"<": "expect_line", "!": "expect_line", "@": "event", ">": "run"}
+            getattr(self, names.get(step.word, "do_" + step.word))(step)
+        self.expect_last()
+        self.expect_rows()
+        self.test.assertEqual(self.pending, {}, "begun and never awaited")
+
+    def fail(self, text):
+        said = "".join(f"\n{sign} {line}" for sign, lines in (("<", self.output), ("!", self.errors))
+                       for line in lines.splitlines())
+        self.test.fail(f"{self.place}: {text}{said}")
+
+    def is_look(self, words):
+        return words[0] == "hddtest" and len(words) > 1 and words[1] in LOOKS
+
+    def run(self, step):
+        words = words_of(step)
+        if self.is_killed and self.is_look(words):
+            self.stage.run_killed(words, self.stage.names, 2)
+        watcher = self.stage.start(WATCH) if self.is_watched and words[0] == "hddtest" else None
+        self.ended(*self.stage.run(words))
+        if watcher:
+            output, errors = watcher.communicate(timeout=120)
+            if errors or watcher.returncode not in (0, 1, 2, 3):
+                self.fail(f"the second process: exit {watcher.returncode}, {errors}{output}")
+
+    def ended(self, status, output, errors):
+        self.status, self.output, self.errors = status, output, errors
+        self.expected = {"<": [], "!": [], "exit": 0}
+
+    def do_killed(self, step):
+        """killed DRIVE NUMBER > PROGRAM..., or "start" instead of the number"""
+        drive, command, _, *words = words_of(step)
+        number = -1 if command == "start" else int(command)
+        if not self.stage.run_killed(words, [drive], number):
+            self.fail(f"it ended before command {command}")
+
+    def do_begin(self, step):
+        name, _, *words = words_of(step)
+        self.pending[name] = self.stage.start(words)
+
+    def do_await(self, step):
+        process = self.pending.pop(step.rest)
+        output, errors = process.communicate(timeout=120)
+        self.ended(process.returncode, output, errors)
+
+    def expect_line(self, step):
+        self.expected[step.word].append(step.rest)
+
+    def do_exit(self, step):
+        self.expected["exit"] = int(step.rest)
+
+    def do_json(self, step):
+        path, *values = words_of(step)
+        try:
+            found = value_at(json.loads(self.output), path)
+        except ValueError:
+            self.fail("no JSON")
+        shown = "absent" if found is None else found if isinstance(found, str) else json.dumps(found)
+        if shown != " ".join(values):
+            self.fail(f"{path} is {shown}")
+
+    def expect_last(self):
+        expected, self.expected = self.expected, {}
+        if not expected:
+            return
+        if self.status != expected["exit"]:
+            self.fail(f"exit {self.status}")
+        if expected["<"] and not pattern_of(expected["<"]).match(self.output):
+            self.fail("other output than " + "".join(f"\n< {line}" for line in expected["<"]))
+        if not pattern_of(expected["!"]).match(self.errors):
+            self.fail("other errors than " + "".join(f"\n! {line}" for line in expected["!"]))
+
+    def do_clock(self, step):
+        self.stage.clock(int(step.rest))
+
+    def event(self, step):
+        self.stage.event(*words_of(step))
+
+    def do_field(self, step):
+        drive, name, *value = words_of(step)
+        found = self.stage.field(drive, name)
+        if found != " ".join(value):
+            self.fail(f"{name} of {drive} is {found}")
+
+    def do_row(self, step):
+        self.rows.append(step)
+
+    def do_no(self, _):
+        """no rows"""
+        if self.stage.rows():
+            self.fail(f"the history has {self.stage.rows()}")
+
+    def expect_rows(self):
+        steps, self.rows = self.rows, []
+        if not steps:
+            return
+        found = self.stage.rows()
+        if len(found) != len(steps):
+            self.fail(f"the history has {len(found)} rows: {found}")
+        for step, row in zip(steps, found):
+            for name, _, value in (word.partition("=") for word in words_of(step)):
+                shown = "-" if row[name] is None else str(row[name])
+                if shown != value:
+                    self.fail(f"{step.place}: {name} is {shown} in {row}")
+
+
+def test_of(path, **how):
+    def test(self):
+        life = read_life(path)
+        if life.alone and how:
+            self.skipTest(life.alone)
+        stage = Stage(life, PROGRAMS, STANDIN)
+        self.addCleanup(stage.close)
+        Play(life, stage, self, **how).play()
+    return test
+
+
+class Lives(unittest.TestCase):
+    pass
+
+
+for one in sorted(path for folder in LIVES for path in folder.glob("*.life")):
+    place = f"{one.parent.name}_{one.stem}"
+    setattr(Lives, f"test_{place}", test_of(one))
+    if any(step.word == ">" and step.rest.startswith("hddtest ") for step in read_life(one).steps):
+        setattr(Lives, f"test_{place}_watched", test_of(one, is_watched=True))
+        setattr(Lives, f"test_{place}_killed", test_of(one, is_killed=True))
+
+if __name__ == "__main__":
+    for tool in ("smartctl", "nvme"):
+        if not shutil.which(tool, path="/usr/sbin"):
+            print(f"{tool} is not installed")
+            sys.exit(77)
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,111 @@
+"""The stage of a life: a machine of the stand-in, programs that are run in it, and its history."""
+
+import os
+import pathlib
+import select
+import shutil
+import sqlite3
+import subprocess
+import tempfile
+
+TIMES = ["recorded", "started", "ended", "looked", "progressed"]
+
+
+class Stage:
+    """`programs` are the folder with hddtest; `standin` that with the preload and standin_drive."""
+
+    def __init__(self, life, programs, standin):
+        self.standin = pathlib.Path(standin)
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="drive_lives."))
+        (self.folder / "drives").mkdir()
+        self.names = list(life.drives)
+        for name, lines in life.drives.items():
+            (self.folder / "drives" / name).write_text("\n".join(lines) + "\n")
+        self.event("make", str(self.standin / "libstandin.so"))
+        for name, text in life.tools.items():
+            tool = self.folder / "bin" / name
+            tool.write_text(text)
+            tool.chmod(0o755)
+        self.environment = dict(
+            os.environ, PATH=f"{self.folder}/bin:{programs}:/usr/bin:/bin", LC_ALL="C.UTF-8",
+            TZ="UTC", HVX_SYSFS_ROOT=str(self.folder / "machine"),
+            HVX_STATE_DIR=str(self.folder / "history"), HVX_LOG_FILE=str(self.folder / "log"))
+        self.environment.pop("NO_COLOR", None)
+
+    def close(self):
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def event(self, *words):
+        done = subprocess.run([self.standin / "standin_drive", self.folder, *words],
+                              capture_output=True, text=True, check=False)
+        if done.returncode != 0:
+            raise AssertionError(f"standin_drive {' '.join(words)}: exit {done.returncode}, "
+                                 f"{done.stderr.strip()}")
+        return done.stdout
+
+    def field(self, drive, name):
+        for line in self.event("show", drive).splitlines():
+            if line.split(" ")[0] == name:
+                return line.partition(" ")[2]
+        raise AssertionError(f"{drive} has no field {name}")
+
+    def start(self, words):
+        return subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, text=True, cwd=self.folder,
+                                env=self.environment)
+
+    def run(self, words):
+        """Exit status, standard output, standard error."""
+        process = self.start(words)
+        output, errors = process.communicate(timeout=120)
+        return process.returncode, output, errors
+
+    def run_killed(self, words, drives, command):
+        """Kills the program when one of the drives has carried out this command of it, by number or
+        -1 for the next that starts a test, and before it answers. Returns whether it came so far."""
+        for drive in drives:
+            self.event("set", drive, "hold_in", str(command))
+        held = os.open(self.folder / "held", os.O_RDONLY | os.O_NONBLOCK)
+        go = os.open(self.folder / "go", os.O_RDWR | os.O_NONBLOCK)
+        process = self.start(words)
+        ended = os.pidfd_open(process.pid)
+        poll = select.poll()
+        poll.register(held, select.POLLIN | select.POLLHUP)
+        poll.register(ended, select.POLLIN)
+        is_held = any(what == held for what, _ in poll.poll(120_000))
+        process.kill()
+        for drive in drives:
+            self.event("set", drive, "hold_in", "0")
+        os.write(go, b"." * len(drives) * 8)  # more than can be held
+        process.communicate(timeout=120)
+        os.set_blocking(held, True)
+        while is_held and os.read(held, 64):
+            pass  # until all that it left behind has ended, and can look at no drive later
+        for descriptor in (held, go, ended):
+            os.close(descriptor)
+        return is_held
+
+    def clock(self, seconds):
+        """Time passes: for the drives, and for the history, which is then as much older."""
+        self.event("clock", f"+{seconds}")
+        file = self.folder / "history" / "history.sqlite"
+        if not file.exists():
+            return
+        shifted = ", ".join(f"{name} = strftime('%Y-%m-%dT%H:%M:%SZ', {name}, '-{seconds} seconds')"
+                            for name in TIMES)
+        with sqlite3.connect(file) as database:
+            database.execute(f"UPDATE tests SET {shifted}")
+        database.close()
+
+    def rows(self):
+        """The tests of the history, oldest first, with the texts of their drives."""
+        file = self.folder / "history" / "history.sqlite"
+        if not file.exists():
+            return []
+        database = sqlite3.connect(file)
+        database.row_factory = sqlite3.Row
+        rows = [dict(row) for row in database.execute(
+            "SELECT drives.identity, drives.protocol, drives.model, drives.serial_number, tests.*"
+            " FROM tests JOIN drives ON drives.number = tests.drive ORDER BY tests.number")]
+        database.close()
+        return rows

@@ -1,0 +1,64 @@
+/* A drive that the stand-in plays: what it is, how it behaves, and what it does at the moment. It
+ * is a text file with a line for each field (README.md lists them), so that a test can write and
+ * read it. */
+#pragma once
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+enum { MaxRows = 21, TextSize = 160, PathSize = 4096 };
+
+/* Codes of tests. Short and long have the same in all three protocols. */
+enum { TestOffline = 0, TestShort = 1, TestLong = 2, TestConveyance = 3, TestSelective = 4 };
+
+enum { ResultPassed = 0, ResultAborted = 1, ResultReset = 2, ResultRunning = 15 };
+
+/* A row of the drive's own log. */
+struct LogRow {
+  int64_t type;
+  int64_t result;
+  int64_t remaining; /* ATA: tenths */
+  int64_t hours;     /* of the drive's life, before the log cuts them to its width */
+  int64_t lba;       /* -1: none */
+  int64_t segment;
+  int64_t sense; /* SCSI: key, code and qualifier; NVMe: 0, status code type, status code; a byte
+                    each */
+};
+
+typedef char Text[TextSize];
+
+struct StandInDrive {
+  /* What it is. */
+  Text protocol, nodes, vendor, model, serial, firmware, wwn, nguid, usb, bridge;
+  int64_t size, rotational;
+  /* What it can do. */
+  Text tests, takes; /* what it says that it can, and what it does besides */
+  int64_t short_minutes, long_minutes, conveyance_minutes, has_log;
+  /* How it does it. */
+  Text start, rows, running_row, power_loss;
+  int64_t result, result_lba, result_segment, result_sense, seconds, ends_at, stuck_at, start_delay,
+      refusals, spins_down, stale_completion, log_nsid_all_only;
+  int64_t power_on_minutes, log_hours, log_hours_offset, power_mode, health;
+  /* How it answers. */
+  int64_t slow, open_errno, fail_in, fail_for, fail_errno, hold_in;
+  /* What it does, and what it was asked. */
+  int64_t test, is_testing, test_started, status, rolled, last_command;
+  int64_t commands, starts, aborts, woken;
+
+  struct LogRow log[MaxRows]; /* newest first */
+  int64_t log_size;
+};
+
+/* False where the file cannot be read or holds a line that is none; `why` is then the reason, of
+ * PathSize bytes. Fields that the file does not name have their defaults. */
+bool drive_read(const char* path, struct StandInDrive* drive, char* why);
+/* Replaces the file at once or not at all. */
+bool drive_write(const char* path, const struct StandInDrive* drive);
+/* Sets one field by its name. */
+bool drive_set(struct StandInDrive* drive, const char* name, const char* value);
+
+/* Whether the words of a text, parted by blanks, hold this one. */
+bool has_word(const char* text, const char* word);
+bool is_nvme(const struct StandInDrive* drive);
+bool is_ata(const struct StandInDrive* drive);

@@ -1,0 +1,212 @@
+#include "tests/drivetest/standin/machine_tree.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <ftw.h>
+#include <inttypes.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/drivetest/standin/state.h"
+
+struct Tree {
+  const char* folder;
+  char root[PathSize];
+  int hosts; /* so far */
+};
+
+static void make_parents(char* path) {
+  for (char* slash = strchr(path + 1, '/'); slash != NULL; slash = strchr(slash + 1, '/')) {
+    *slash = '\0';
+    mkdir(path, 0755);
+    *slash = '/';
+  }
+}
+
+static void place_in(const struct Tree* tree, const char* path, char* place) {
+  if (snprintf(place, PathSize, "%s%s", tree->root, path) >= PathSize) abort();
+  make_parents(place);
+}
+
+/* A file below `folder`, of one line. */
+static void put(const struct Tree* tree, const char* folder, const char* name, const char* format,
+                ...) {
+  char path[PathSize];
+  char place[PathSize];
+  if (snprintf(path, sizeof path, "%s/%s", folder, name) >= PathSize) abort();
+  place_in(tree, path, place);
+  FILE* const file = fopen(place, "we");
+  if (file == NULL) return;
+  va_list arguments;
+  va_start(arguments, format);
+  vfprintf(file, format, arguments);
+  va_end(arguments);
+  fputc('\n', file);
+  fclose(file);
+}
+
+/* A link at `path` to another path of the machine, relative as all links of sysfs are. */
+static void put_link(const struct Tree* tree, const char* path, const char* target) {
+  char place[PathSize];
+  char relative[PathSize] = "";
+  place_in(tree, path, place);
+  for (const char* slash = strchr(path + 1, '/'); slash != NULL; slash = strchr(slash + 1, '/'))
+    strcat(relative, "../");
+  strcat(relative, target + 1);
+  if (symlink(relative, place) != 0 && errno != EEXIST) perror(place);
+}
+
+static void put_disk(const struct Tree* tree, const struct StandInDrive* drive, const char* place,
+                     const char* device, const char* name) {
+  char path[PathSize];
+  put(tree, place, "size", "%" PRId64, drive->size / 512);
+  put(tree, place, "removable", "0");
+  put(tree, place, "ro", "0");
+  put(tree, place, "hidden", "0");
+  put(tree, place, "queue/logical_block_size", "512");
+  put(tree, place, "queue/rotational", "%" PRId64, drive->rotational);
+  snprintf(path, sizeof path, "%s/device", place);
+  put_link(tree, path, device);
+  snprintf(path, sizeof path, "/sys/block/%s", name);
+  put_link(tree, path, place);
+  snprintf(path, sizeof path, "/sys/class/block/%s", name);
+  put_link(tree, path, place);
+}
+
+static void put_scsi(struct Tree* tree, const struct StandInDrive* drive, const char* name) {
+  const int host = tree->hosts++;
+  char place[PathSize];
+  char below[128];
+  char path[PathSize];
+  const char* driver = "ahci";
+  if (*drive->usb != '\0') {
+    driver = "usb-storage";
+    snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-%d", host + 1);
+    put(tree, place, "idVendor", "%.4s", drive->usb);
+    put(tree, place, "idProduct", "%.4s", drive->usb + 5);
+    put(tree, place, "bcdDevice", "0100");
+    snprintf(below, sizeof below, "/1-%d:1.0", host + 1);
+  } else if (is_ata(drive)) {
+    snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:00:1f.2/ata%d", host + 1);
+    below[0] = '\0';
+  } else {
+    driver = "mpt3sas";
+    snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:01:00.0");
+    below[0] = '\0';
+  }
+  strcat(place, below);
+  snprintf(below, sizeof below, "/host%d/target%d:0:0/%d:0:0:0", host, host, host);
+  if (!is_ata(drive))
+    snprintf(below, sizeof below, "/host%d/port-%d:0/end_device-%d:0/target%d:0:0/%d:0:0:0", host,
+             host, host, host, host);
+  strcat(place, below);
+  put(tree, place, "vendor", "%-8.8s",
+      is_ata(drive) && *drive->usb == '\0' ? "ATA" : drive->vendor);
+  put(tree, place, "model", "%-16.16s", drive->model);
+  put(tree, place, "rev", "%-4.4s", drive->firmware);
+  put(tree, place, "type", "0");
+  put(tree, place, "state", "running");
+  if (*drive->wwn != '\0') put(tree, place, "wwid", "naa.%s", drive->wwn);
+  snprintf(path, sizeof path, "/sys/bus/scsi/devices/%d:0:0:0", host);
+  put_link(tree, path, place);
+  snprintf(path, sizeof path, "/sys/class/scsi_host/host%d", host);
+  put(tree, path, "proc_name", "%s", driver);
+  snprintf(path, sizeof path, "%s/block/%s", place, name);
+  put_disk(tree, drive, path, place, name);
+}
+
+static void put_nvme(const struct Tree* tree, const struct StandInDrive* drive, const char* name) {
+  char place[PathSize];
+  char path[PathSize];
+  char controller[TextSize];
+  snprintf(controller, sizeof controller, "%s", name);
+  char* const space = strchr(controller + strlen("nvme"), 'n');
+  if (space != NULL) *space = '\0';
+  snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:%02x:00.0/nvme/%s",
+           2 + atoi(controller + strlen("nvme")), controller);
+  put(tree, place, "model", "%-40.40s", drive->model);
+  put(tree, place, "serial", "%-20.20s", drive->serial);
+  put(tree, place, "firmware_rev", "%-8.8s", drive->firmware);
+  put(tree, place, "transport", "pcie");
+  put(tree, place, "state", "live");
+  put(tree, place, "cntlid", "1");
+  snprintf(path, sizeof path, "/sys/class/nvme/%s", controller);
+  put_link(tree, path, place);
+  if (space == NULL) return;
+  snprintf(path, sizeof path, "%s/%s", place, name);
+  put(tree, path, "nsid", "1");
+  if (*drive->nguid != '\0')
+    put(tree, path, "wwid", "eui.%s", drive->nguid);
+  else if (*drive->wwn != '\0')
+    put(tree, path, "wwid", "eui.%s", drive->wwn);
+  put_disk(tree, drive, path, place, name);
+}
+
+/* A link of /dev/disk/by-id; blanks are underscores there. */
+static void put_by_id(const struct Tree* tree, const char* node, const char* format, ...) {
+  char id[PathSize] = "/dev/disk/by-id/";
+  const size_t head = strlen(id);
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(id + head, sizeof id - head, format, arguments);
+  va_end(arguments);
+  for (char* blank = strchr(id, ' '); blank != NULL; blank = strchr(blank, ' ')) *blank = '_';
+  put_link(tree, id, node);
+}
+
+static void put_links(const struct Tree* tree, const struct StandInDrive* drive, const char* node) {
+  const char* const wwn = drive->wwn;
+  if (is_nvme(drive)) {
+    if (strchr(node + strlen("/dev/nvme"), 'n') == NULL) return;
+    put_by_id(tree, node, "nvme-%s_%s", drive->model, drive->serial);
+    if (*wwn != '\0') put_by_id(tree, node, "nvme-eui.%s", wwn);
+    return;
+  }
+  const char* const bus = *drive->usb != '\0' ? "usb" : is_ata(drive) ? "ata" : "scsi";
+  if (is_ata(drive))
+    put_by_id(tree, node, "%s-%s_%s", bus, drive->model, drive->serial);
+  else
+    put_by_id(tree, node, "%s-3%s", bus, wwn);
+  if (*wwn != '\0') put_by_id(tree, node, "wwn-0x%s", wwn);
+}
+
+static bool put_drive(const char* name, void* what) {
+  struct Tree* const tree = what;
+  struct StandInDrive drive;
+  if (!state_load(tree->folder, name, &drive)) return false;
+  for (char *rest = drive.nodes, *node; (node = strsep(&rest, " ")) != NULL;) {
+    if (strncmp(node, "/dev/", 5) != 0) continue;
+    const char* const short_name = node + strlen("/dev/");
+    put(tree, "/dev", short_name, "%s", name);
+    put_links(tree, &drive, node);
+    if (is_nvme(&drive))
+      put_nvme(tree, &drive, short_name);
+    else
+      put_scsi(tree, &drive, short_name);
+  }
+  return false;
+}
+
+static int remove_one(const char* path, const struct stat* status, int type, struct FTW* place) {
+  (void)status;
+  (void)type;
+  (void)place;
+  return remove(path);
+}
+
+void machine_tree_make(const char* folder) {
+  struct Tree tree = {.folder = folder};
+  snprintf(tree.root, sizeof tree.root, "%s/machine", folder);
+  nftw(tree.root, remove_one, 16, FTW_DEPTH | FTW_PHYS);
+  static const char* const kFolders[] = {"/sys/block/", "/sys/class/block/", "/sys/class/nvme/",
+                                         "/sys/class/scsi_host/", "/dev/disk/by-id/"};
+  for (size_t i = 0; i < sizeof kFolders / sizeof kFolders[0]; ++i) {
+    char place[PathSize];
+    place_in(&tree, kFolders[i], place);
+  }
+  state_each(folder, put_drive, &tree);
+}
