@@ -8,7 +8,8 @@
 #   show_help FILE "$@"           shows the comment at the head of FILE and ends if --help is asked for
 
 build_packages="g++ cmake ninja-build python3 libexpat1-dev libcli11-dev nlohmann-json3-dev
- libfmt-dev libgnutls28-dev libcrypt-dev libgtest-dev libgmock-dev"
+ libfmt-dev libgnutls28-dev libcrypt-dev libsqlite3-dev libgtest-dev
+ libgmock-dev"
 run_packages="smartmontools hwinfo"
 lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsystemd-shared"
 package_packages="dpkg-dev file git" # git tells the time of the commit
