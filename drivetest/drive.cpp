@@ -32,4 +32,8 @@ std::string Drive::identity() const {
   return identity;
 }
 
+std::string Drive::identity_at_place() const {
+  return identity() + "\nat " + place.device + (place.type.empty() ? "" : " -d " + place.type);
+}
+
 }  // namespace drivetest

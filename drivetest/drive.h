@@ -52,6 +52,9 @@ struct Drive {
   // line feed between, which neither holds. Empty for a drive that says neither; then nothing but
   // its place tells it from others.
   std::string identity() const;
+  // The same for a drive without identity, or with one that another drive claims too: the place is
+  // a part of it then.
+  std::string identity_at_place() const;
 };
 
 // Which tests a drive can do, and how many minutes it says that each takes. Not set: it does not

@@ -22,11 +22,16 @@ enum class Source {
   Other,    // somebody else, as far as the drive's log tells
 };
 
+// "hddtest", "module", "other".
+std::string_view name_of(Source source);
+std::optional<Source> source_named(std::string_view name);
+
 // A row: everything that is known of one test of one drive. It is running as long as it has no
 // outcome.
 struct TestRow {
   std::int64_t number = 0;  // the history's own, 0 before it is kept; grows with each row
-  std::string drive;        // Drive::identity()
+  std::string id;           // 32 hexadecimal digits, the same in each history that has the test
+  std::string drive;        // Drive::identity(), or identity_at_place()
   std::string machine_id;   // of /etc/machine-id, lower case
   std::string host_name;
   Place place;  // at the time of the test
@@ -35,6 +40,9 @@ struct TestRow {
   std::optional<TestKind> kind;  // not set: a test by others that we cannot start
   int test_code = 0;             // the drive's own; 0 where it is not known
 
+  // When the history got the row; never before that of the drive's row before, also where the clock
+  // went back. Rows of a drive are in this order.
+  Time recorded{};
   // Nobody was there when a test of others began or ended: then these are not set, and `hours` of
   // the log tells when it was.
   std::optional<Time> started;
@@ -50,8 +58,21 @@ struct TestRow {
   std::optional<unsigned> segment;
   std::optional<std::uint64_t> hours;  // power-on hours that the log's entry has
   std::optional<std::uint64_t> hours_at_start;
-  // The drive's log before the test began, to tell the test's own entry from older ones.
+  // The drive's log before the test began, to tell the test's own entry from older ones. Kept until
+  // the test has ended.
   std::vector<LogEntry> log_before;
+
+  // Not set where one of the times is not known or the clock went back between them.
+  std::optional<std::chrono::seconds> duration() const;
+
+  bool operator==(const TestRow&) const = default;
+};
+
+// A row of the history with the drive that it is about, which is where it was at the time of the
+// test.
+struct KeptTest {
+  Drive drive;
+  TestRow row;
 };
 
 }  // namespace drivetest

@@ -1,0 +1,253 @@
+#include "drivetest/history.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "drivetest/database.h"
+#include "drivetest/history_rows.h"
+#include "drivetest/time_text.h"
+
+namespace drivetest {
+
+namespace {
+
+std::string new_id() {
+  std::array<unsigned char, 16> bytes{};
+  if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
+    throw HistoryError(HistoryFault::Broken, "the kernel gives no random numbers");
+  std::string id;
+  for (const unsigned char byte : bytes) {
+    id += "0123456789abcdef"[byte >> 4];
+    id += "0123456789abcdef"[byte & 0xF];
+  }
+  return id;
+}
+
+std::optional<std::int64_t> number_of(Query query) {
+  if (!query.step()) return std::nullopt;
+  return query.next_optional_integer();
+}
+
+std::vector<KeptTest> tests_of(Database& database, Query numbers) {
+  std::vector<KeptTest> tests;
+  while (numbers.step()) {
+    const std::optional<std::int64_t> number = numbers.next_optional_integer();
+    if (!number) continue;  // a drive without tests
+    if (auto test = read_test(database, *number)) tests.push_back(*std::move(test));
+  }
+  return tests;
+}
+
+std::optional<std::int64_t> running_number(Database& database, std::int64_t drive) {
+  return number_of(
+      database.query("SELECT number FROM tests WHERE drive = ? AND outcome IS NULL", drive));
+}
+
+}  // namespace
+
+Time History::next_recorded(std::int64_t drive) {
+  const Time now = options_.clock();
+  return std::max(now, last_recorded(*database_, drive).value_or(now));
+}
+
+TestRow History::completed(const Drive& drive, TestRow row) const {
+  row.id = new_id();
+  row.machine_id = options_.host.machine_id;
+  row.host_name = options_.host.name;
+  if (row.drive.empty()) row.drive = drive.identity();
+  if (row.drive.empty()) row.drive = drive.identity_at_place();
+  return row;
+}
+
+History::Begun History::begin(const Drive& drive, TestRow row) {
+  row = completed(drive, std::move(row));
+  row.outcome.reset();
+  Begun begun;
+  write([&] {
+    begun = {};
+    const std::int64_t number = keep_drive(*database_, {drive, row});
+    if (const auto running = running_number(*database_, number)) {
+      begun.running = read_test(*database_, *running);
+      return;
+    }
+    row.recorded = next_recorded(number);
+    begun.number = insert_test(*database_, number, row);
+  });
+  return begun;
+}
+
+bool History::withdraw(std::int64_t number) {
+  bool is_done = false;
+  write([&] {
+    database_->run("DELETE FROM tests WHERE number = ? AND outcome IS NULL", number);
+    is_done = database_->changes() > 0;
+  });
+  return is_done;
+}
+
+bool History::progress(std::int64_t number, Time looked,
+                       std::optional<unsigned> remaining_percent) {
+  bool is_done = false;
+  write([&] {
+    database_->run(
+        "UPDATE tests SET progressed = iif(looked IS NOT NULL AND remaining_percent IS ?3,"
+        " progressed, ?2), looked = ?2, remaining_percent = ?3"
+        " WHERE number = ?1 AND outcome IS NULL",
+        number, time_text(looked), remaining_percent);
+    is_done = database_->changes() > 0;
+  });
+  return is_done;
+}
+
+bool History::end(const TestRow& row) {
+  if (!row.outcome) throw std::invalid_argument("a test that ends has an outcome");
+  bool is_done = false;
+  write([&] { is_done = end_test(*database_, row); });
+  return is_done;
+}
+
+std::vector<LogEntry> History::log_seen(std::string_view drive) {
+  std::vector<LogEntry> log;
+  read([&] {
+    log.clear();
+    const auto number = find_drive(*database_, options_.host.machine_id, drive);
+    if (number) log = read_log(*database_, LogTable::Seen, *number);
+  });
+  return log;
+}
+
+bool History::add_found(const Drive& drive, const std::vector<LogEntry>& before,
+                        const std::vector<LogEntry>& now, const std::vector<TestRow>& found) {
+  std::vector<TestRow> rows;
+  for (const TestRow& row : found) {
+    if (!row.outcome) throw std::invalid_argument("a test that was found has an outcome");
+    rows.push_back(completed(drive, row));
+  }
+  bool is_done = false;
+  write([&] {
+    is_done = false;
+    const TestRow any = completed(drive, rows.empty() ? TestRow{} : rows.front());
+    const std::int64_t number = keep_drive(*database_, {drive, any});
+    if (read_log(*database_, LogTable::Seen, number) != before) return;
+    for (TestRow& row : rows) {
+      row.recorded = next_recorded(number);
+      insert_test(*database_, number, row);
+    }
+    replace_log(*database_, LogTable::Seen, number, now);
+    is_done = before != now || !rows.empty();
+  });
+  return is_done;
+}
+
+std::vector<KeptTest> History::running() {
+  std::vector<KeptTest> tests;
+  read([&] {
+    // Without the name SQLite prefers to read all rows in their order.
+    tests = tests_of(*database_, database_->query("SELECT number FROM tests INDEXED BY"
+                                                  " one_running_test_of_a_drive"
+                                                  " WHERE outcome IS NULL"));
+  });
+  std::erase_if(
+      tests, [&](const KeptTest& test) { return test.row.machine_id != options_.host.machine_id; });
+  return tests;
+}
+
+std::optional<KeptTest> History::running(std::string_view drive) {
+  std::optional<KeptTest> test;
+  read([&] {
+    test.reset();
+    const auto known = find_drive(*database_, options_.host.machine_id, drive);
+    const auto number = known ? running_number(*database_, *known) : std::nullopt;
+    if (number) test = read_test(*database_, *number);
+  });
+  return test;
+}
+
+std::vector<KeptTest> History::last_of_each_drive() {
+  std::vector<KeptTest> tests;
+  read([&] {
+    tests = tests_of(*database_,
+                     database_->query("SELECT (SELECT tests.number FROM tests WHERE tests.drive ="
+                                      " drives.number ORDER BY recorded DESC, tests.number DESC"
+                                      " LIMIT 1) FROM drives ORDER BY drives.number"));
+  });
+  return tests;
+}
+
+std::vector<KeptTest> History::of_drive(std::string_view drive, std::size_t limit) {
+  std::vector<KeptTest> tests;
+  read([&] {
+    tests.clear();
+    const auto known = find_drive(*database_, options_.host.machine_id, drive);
+    if (!known) return;
+    constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+    tests = tests_of(
+        *database_,
+        database_->query("SELECT number FROM tests WHERE drive = ?"
+                         " ORDER BY recorded DESC, number DESC LIMIT ?",
+                         *known, static_cast<std::int64_t>(std::min<std::size_t>(limit, kMost))));
+  });
+  return tests;
+}
+
+std::optional<KeptTest> History::find(std::int64_t number) {
+  std::optional<KeptTest> test;
+  read([&] { test = read_test(*database_, number); });
+  return test;
+}
+
+void History::each(const std::function<void(const KeptTest&)>& visit) {
+  std::int64_t shown = 0;  // is not shown again where the file turns out to be damaged
+  read([&] {
+    Query numbers =
+        database_->query("SELECT number FROM tests WHERE number > ? ORDER BY number", shown);
+    while (numbers.step()) {
+      const auto test = read_test(*database_, numbers.next_integer());
+      if (!test) continue;
+      shown = test->row.number;
+      visit(*test);
+    }
+  });
+}
+
+std::size_t History::forget_before(Time time) {
+  std::size_t forgotten = 0;
+  write([&] {
+    database_->run(
+        "DELETE FROM tests WHERE outcome IS NOT NULL AND coalesce(ended, started, recorded) < ?",
+        time_text(time));
+    forgotten = static_cast<std::size_t>(database_->changes());
+  });
+  return forgotten;
+}
+
+History::Import History::import(const KeptTest& test) {
+  Import what = Import::Added;
+  const auto take = [&] {
+    const auto known =
+        number_of(database_->query("SELECT number FROM tests WHERE id = ?", test.row.id));
+    if (!known) {
+      auto drive = find_drive(*database_, test.row.machine_id, test.row.drive);
+      if (!drive) drive = keep_drive(*database_, test);
+      if (!test.row.outcome && running_number(*database_, *drive)) return Import::DriveIsBusy;
+      insert_test(*database_, *drive, test.row);
+      return Import::Added;
+    }
+    TestRow row = test.row;
+    row.number = *known;
+    const std::optional<KeptTest> here = read_test(*database_, *known);
+    if (!here || here->row.drive != row.drive || here->row.machine_id != row.machine_id)
+      return Import::Different;
+    if (!row.outcome || here->row == row) return Import::Unchanged;
+    return end_test(*database_, row) ? Import::Ended : Import::Different;
+  };
+  write([&] { what = take(); });
+  return what;
+}
+
+}  // namespace drivetest

@@ -1,0 +1,141 @@
+// The history: every test of every drive, in a file that stays when processes, object managers and
+// the machine end. A row is begun before the drive is told to test itself, and ended by whoever
+// sees the end first.
+//
+// Several processes may use one history at once. A History is one thread's at a time and belongs to
+// the process that made it, not to a child after fork. Calls block while others write, each at most
+// for the patience. When begin, end or another function that writes has returned, the disk has it;
+// when it has thrown, nothing was written.
+//
+// Functions throw HistoryError, whose words say what to do, or std::bad_alloc. A damaged file is no
+// error: it is given another name, a new history is begun, and take_notes tells it.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivetest/history_error.h"
+#include "drivetest/test_row.h"
+
+namespace drivetest {
+
+class Database;
+class HistoryFolder;
+
+// Whose tests are begun here.
+struct Host {
+  std::string machine_id;
+  std::string name;
+};
+// Of /etc/machine-id, in lower case; empty where there is none. And the host's name.
+Host this_host();
+
+// /var/lib/hvx, or what HVX_STATE_DIR says, made absolute.
+std::string state_folder();
+
+Time system_time();
+
+struct HistoryOptions {
+  std::string folder = state_folder();
+  Host host = this_host();
+  std::chrono::milliseconds patience{10'000};
+  Time (*clock)() = system_time;
+  const char* file_system = nullptr;  // a VFS of SQLite, for tests
+};
+
+class History {
+ public:
+  // Opens the history, and makes it where there is none.
+  explicit History(HistoryOptions options = {});
+  ~History();
+  History(const History&) = delete;
+  History& operator=(const History&) = delete;
+
+  struct Begun {
+    std::int64_t number = 0;          // of the new row; 0 if there is none because
+    std::optional<KeptTest> running;  // this test runs already
+  };
+  // Keeps a test that is about to begin. Of the row it takes everything but number, id and
+  // recorded; machine and host are this one's, and `drive` is the drive's identity where it is
+  // empty. A drive has one running test at most.
+  Begun begin(const Drive& drive, TestRow row);
+  // Takes back a row that was begun where the drive has begun nothing. False if it runs no more.
+  bool withdraw(std::int64_t number);
+
+  // What a look has shown of a running test. False if it runs no more.
+  bool progress(std::int64_t number, Time looked, std::optional<unsigned> remaining_percent);
+  // Keeps how the test with the row's number has ended; the row has an outcome. A test ends once:
+  // false, and nothing changes, if somebody else has told its end or there is no such test.
+  bool end(const TestRow& row);
+
+  // The drive's log as it was when last told here, to see which entries are new.
+  std::vector<LogEntry> log_seen(std::string_view drive);
+  // Keeps tests that a look has found in the drive's log, and that log. `before` is what log_seen
+  // gave when they were worked out: false, and nothing changes, if another process has told of a
+  // look since, as after the same call a second time. The oldest test comes first. Rows have an
+  // outcome.
+  bool add_found(const Drive& drive, const std::vector<LogEntry>& before,
+                 const std::vector<LogEntry>& now, const std::vector<TestRow>& found);
+
+  // The rows of this machine that run.
+  std::vector<KeptTest> running();
+  std::optional<KeptTest> running(std::string_view drive);
+  // The newest row of each drive, of this and other machines.
+  std::vector<KeptTest> last_of_each_drive();
+  // The rows of a drive of this machine, the newest first.
+  std::vector<KeptTest> of_drive(std::string_view drive, std::size_t limit);
+  std::optional<KeptTest> find(std::int64_t number);
+  // All rows, in the order in which the history got them, as they are at the beginning of the call.
+  void each(const std::function<void(const KeptTest&)>& visit);
+
+  // Removes the tests that ended (where that is not known: began, else were recorded) before then,
+  // none that runs. How many there were.
+  std::size_t forget_before(Time time);
+
+  // What became of a row that another history has.
+  enum class Import { Added, Ended, Unchanged, Different, DriveIsBusy };
+  // Takes over a row with all that it says. A test is known by its id. Ended: it ran here and the
+  // row tells its end. Different: it has ended here otherwise, which stays. DriveIsBusy: the row
+  // says that the test runs, but another one of its drive does; nothing was changed.
+  Import import(const KeptTest& test);
+
+  // All that the function writes here is kept, or nothing of it if something throws. It may be
+  // called twice.
+  void together(const std::function<void()>& work);
+
+  // What has happened to the file that the user is to know, in words; empty from then on.
+  std::vector<std::string> take_notes();
+
+  const std::string& file() const;
+
+  // For those who look at how SQLite does it.
+  Database& database() { return *database_; }
+
+ private:
+  void open();
+  bool open_locked(bool is_exclusive);
+  void open_file();
+  void begin_anew(const std::string& damage);
+  bool is_open_file_in_place() const;
+  void set_aside(const std::string& damage);
+  void write(const std::function<void()>& work);
+  void read(const std::function<void()>& work);
+  void guarded(const std::function<void()>& work);
+  TestRow completed(const Drive& drive, TestRow row) const;
+  Time next_recorded(std::int64_t drive);
+
+  HistoryOptions options_;
+  std::unique_ptr<HistoryFolder> folder_;
+  std::unique_ptr<Database> database_;
+  std::uint64_t device_ = 0;  // of the open file
+  std::uint64_t inode_ = 0;
+  bool is_together_ = false;
+  std::vector<std::string> notes_;
+};
+
+}  // namespace drivetest

@@ -1,0 +1,58 @@
+// The folder that has the history's files: for its owner alone, and without links. Internal to the
+// history.
+//
+// SQLite finds its file by name. So nobody but the owner may change names in the folder, and what
+// is wrong with folder or file is told before SQLite opens anything.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "drivetest/test_row.h"
+#include "platform/descriptor.h"
+
+namespace drivetest {
+
+class HistoryFolder {
+ public:
+  // Makes the folder where it is missing (its parent must be there). Throws HistoryError.
+  explicit HistoryFolder(const std::string& path);
+
+  const std::string& file() const { return file_; }
+
+  // Held by those who write (shared), and alone by whoever puts another file into its place. Ends
+  // with the process at the latest. Throws HistoryError if it takes longer than the patience.
+  platform::Descriptor lock(bool is_exclusive, std::chrono::milliseconds patience) const;
+
+  struct FileId {
+    dev_t device = 0;
+    ino_t number = 0;
+    off_t size = 0;
+
+    bool is_same(const FileId& other) const {
+      return device == other.device && number == other.number;
+    }
+  };
+  // Of the history file; not set if there is none. Throws HistoryError for what is not safe.
+  std::optional<FileId> file_id() const;
+
+  // The following need the lock for oneself.
+
+  void make_file() const;
+  // Gives the file and what belongs to it a name of their own, and returns that.
+  std::string set_aside(Time now) const;
+  // Whether there are changes that a history file lacks which is missing or empty.
+  bool has_changes_alone() const;
+  bool is_full() const;
+
+ private:
+  std::string path_;
+  std::string file_;
+  platform::Descriptor folder_;
+};
+
+}  // namespace drivetest

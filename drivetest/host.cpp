@@ -1,0 +1,35 @@
+#include <sys/utsname.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "drivetest/history.h"
+#include "platform/words.h"
+
+namespace drivetest {
+
+Host this_host() {
+  Host host;
+  std::string id;
+  std::getline(std::ifstream("/etc/machine-id"), id);
+  constexpr std::size_t kDigits = 32;
+  // systemd writes "uninitialized" before the first boot.
+  if (id.size() == kDigits) host.machine_id = platform::lower(id);
+  struct utsname names {};
+  if (uname(&names) == 0) host.name = names.nodename;
+  return host;
+}
+
+std::string state_folder() {
+  const char* const chosen = std::getenv("HVX_STATE_DIR");
+  if (!chosen || *chosen == '\0') return "/var/lib/hvx";
+  return std::filesystem::absolute(chosen);
+}
+
+Time system_time() {
+  return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+}
+
+}  // namespace drivetest
