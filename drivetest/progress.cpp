@@ -61,17 +61,21 @@ void go_on(TestRow& row, const RunningTest& running, Time now) {
 // of the last test for ever, so that it counts only after a look that showed this one running, and
 // with no entry of another test since.
 std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
-                                         const LogGrowth& growth) {
-  if (look.drive.protocol != Protocol::Ata || !look.status_code || !row.looked) return std::nullopt;
+                                         const LogGrowth& growth, bool was_seen) {
+  if (look.drive.protocol != Protocol::Ata || !look.status_code) return std::nullopt;
+  if (!row.looked && !was_seen) return std::nullopt;
   if (!growth.is_certain || !growth.added.empty()) return std::nullopt;
   return verdict_of(Protocol::Ata, *look.status_code);
 }
 
 Verdict verdict_without_entry(const TestRow& row, const Look& look, const LogGrowth& growth,
-                              const std::string& reason, bool was_stopped) {
-  if (auto verdict = verdict_by_status(row, look, growth)) return *verdict;
-  if (was_stopped) return {Outcome::Aborted, "stopped by hddtest; the drive has written no entry"};
-  if (!row.looked) return {Outcome::Unknown, "no look showed the test running, and " + reason};
+                              const std::string& reason, const Circumstances& circumstances) {
+  const bool was_seen = circumstances.was_seen;
+  if (auto verdict = verdict_by_status(row, look, growth, was_seen)) return *verdict;
+  if (circumstances.was_stopped)
+    return {Outcome::Aborted, "stopped by hddtest; the drive has written no entry"};
+  if (!row.looked && !was_seen)
+    return {Outcome::Unknown, "no look showed the test running, and " + reason};
   return {Outcome::Unknown, reason};
 }
 
@@ -94,8 +98,7 @@ Finding progress_of(const TestRow& row, const Look& look, const LogGrowth& growt
   } else if (!circumstances.is_second_look) {
     finding.look_again = true;
   } else {
-    end(finding.row,
-        verdict_without_entry(row, look, growth, own.reason, circumstances.was_stopped), now);
+    end(finding.row, verdict_without_entry(row, look, growth, own.reason, circumstances), now);
     if (finding.row.outcome != Outcome::Unknown && look.status_code)
       finding.row.result_code = look.status_code;
   }

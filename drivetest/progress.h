@@ -22,6 +22,8 @@ struct Finding {
 struct Circumstances {
   bool is_second_look = false;
   bool was_stopped = false;  // by us, and the drive took the command
+  bool is_over = false;      // who began it says so
+  bool was_seen = false;     // by who began it, while it ran
 };
 
 // `look` has no fault, `growth` is that of the drive's log since the row began or was last brought

@@ -1,0 +1,323 @@
+#include "drivetest/keeper.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "drivetest/log_growth.h"
+#include "drivetest/progress.h"
+
+namespace drivetest {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// What a drive shows of a test that has just begun or ended may be some seconds old.
+constexpr milliseconds kBetweenLooks = seconds(1);
+constexpr int kLooksAfterAcceptance = 10;
+constexpr int kLooksAfterRefusal = 2;
+constexpr milliseconds kBeforeSecondLook = seconds(2);
+// For so long a test belongs to the process that is starting it: no other ends its row.
+constexpr seconds kStarting = seconds(20);
+
+bool is_starting(const TestRow& row, Time now) {
+  return row.started && !row.looked && now >= *row.started && now - *row.started < kStarting;
+}
+
+// Rows of the history, the oldest first.
+std::vector<TestRow> rows_of(const Look& look, const std::vector<LogEntry>& entries) {
+  std::vector<TestRow> rows;
+  std::transform(entries.rbegin(), entries.rend(), std::back_inserter(rows),
+                 [&](const LogEntry& entry) { return row_of_entry(look, entry); });
+  return rows;
+}
+
+struct Decision {
+  DriveChange change;
+  bool look_again = false;
+};
+
+Decision decide(const DriveState& state, const Look& look, Time now,
+                const Circumstances& circumstances) {
+  Decision decision;
+  DriveChange& change = decision.change;
+  LogGrowth growth;
+  if (look.has_log) growth = growth_of(state.log.value_or(std::vector<LogEntry>()), look.log);
+  if (state.running) {
+    const Finding finding = progress_of(*state.running, look, growth, now, circumstances);
+    const bool is_without_trace =
+        finding.look_again || (finding.row.outcome == Outcome::Unknown && !finding.entry);
+    // Whoever began it decides whether it came about.
+    const bool is_left =
+        circumstances.is_over ? !circumstances.was_seen : is_starting(*state.running, now);
+    if (finding.look_again || (is_without_trace && is_left)) return {{}, true};
+    if (finding.entry)
+      growth.added.erase(std::find(growth.added.begin(), growth.added.end(), *finding.entry));
+    change.running = finding.row;
+  }
+  change.added = rows_of(look, growth.added);
+  if (look.running && (!change.running || change.running->outcome))
+    change.added.push_back(row_of_running(look, now));
+  if (look.has_log) change.log = look.log;
+  return decision;
+}
+
+// What is known of the drive after a change.
+void apply(DriveState& state, const DriveChange& change) {
+  if (change.log) state.log = change.log;
+  if (change.running) state.running = change.running;
+  if (state.running && state.running->outcome) state.running.reset();
+  for (const TestRow& row : change.added)
+    if (!row.outcome) state.running = row;
+}
+
+std::string identity_of(const Drive& drive) {
+  const std::string identity = drive.identity();
+  return identity.empty() ? drive.identity_at_place() : identity;
+}
+
+DriveState state_in(History& history, const std::string& identity) {
+  DriveState state;
+  state.log = history.log_seen(identity);
+  if (auto kept = history.running(identity)) state.running = std::move(kept->row);
+  return state;
+}
+
+void keep(History& history, const Drive& drive, const DriveState& before,
+          const DriveChange& change) {
+  if (const auto& row = change.running; row && row->outcome)
+    history.end(*row);
+  else if (row)
+    history.progress(row->number, *row->looked, row->remaining_percent);
+  std::vector<TestRow> found;
+  std::copy_if(change.added.begin(), change.added.end(), std::back_inserter(found),
+               [](const TestRow& row) { return row.outcome.has_value(); });
+  if (change.log) history.add_found(drive, *before.log, *change.log, found);
+  for (const TestRow& row : change.added)
+    if (!row.outcome) history.begin(drive, row);
+}
+
+}  // namespace
+
+// What the drive shows goes through the history, so that several processes at once see one truth.
+// Where that cannot be written the keeper goes on with what it remembers itself.
+std::optional<TestRow> Keeper::change(const Drive& drive,
+                                      const std::function<DriveChange(const DriveState&)>& decide) {
+  const std::string identity = identity_of(drive);
+  const std::lock_guard guard(lock_);
+  const auto remembered = remembered_.find(identity);
+  std::optional<DriveState> after;
+  const auto decide_on = [&](const DriveState& before) {
+    DriveChange change = decide(before);
+    after = before;
+    apply(*after, change);
+    return change;
+  };
+  if (history_ && remembered == remembered_.end()) {
+    try {
+      history_->together([&] {
+        const DriveState before = state_in(*history_, identity);
+        keep(*history_, drive, before, decide_on(before));
+        if (after->running) after->running = history_->running(identity).value().row;
+      });
+      return after->running;
+    } catch (const HistoryError& error) {
+      if (history_fault_.empty()) history_fault_ = error.what();
+    }
+  }
+  if (!after) decide_on(remembered == remembered_.end() ? DriveState() : remembered->second);
+  remembered_[identity] = *after;
+  return after->running;
+}
+
+struct Keeper::Settled {
+  std::optional<TestRow> running;
+  std::vector<TestRow> ended;
+  bool look_again = false;
+};
+
+Keeper::Settled Keeper::settle(const Look& look, const Circumstances& circumstances) {
+  Settled settled;
+  settled.running = change(look.drive, [&](const DriveState& state) {
+    Decision decision = decide(state, look, time_.now(), circumstances);
+    settled.look_again = decision.look_again;
+    settled.ended.clear();
+    if (decision.change.running && decision.change.running->outcome)
+      settled.ended.push_back(*decision.change.running);
+    return decision.change;
+  });
+  return settled;
+}
+
+DriveStatus Keeper::settle_by_looks(Look look, bool wake, Circumstances circumstances) {
+  DriveStatus status;
+  if (look.fault == LookFault::None) {
+    Settled settled = settle(look, circumstances);
+    if (settled.look_again) {
+      time_.wait(kBeforeSecondLook);
+      Look second = access_.look(look.drive.place, wake);
+      if (second.fault == LookFault::None) {
+        look = std::move(second);
+        circumstances.is_second_look = true;
+        settled = settle(look, circumstances);
+      }
+    }
+    status.running = std::move(settled.running);
+    status.ended = std::move(settled.ended);
+    status.is_stalled = status.running && is_stalled(*status.running, look.abilities, time_.now());
+  }
+  status.look = std::move(look);
+  return status;
+}
+
+DriveStatus Keeper::look(const Place& place, bool wake) {
+  return settle_by_looks(access_.look(place, wake), wake, {});
+}
+
+std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source source) {
+  bool runs_already = false;
+  const std::optional<TestRow> row = change(look.drive, [&](const DriveState& state) {
+    DriveChange change;
+    runs_already = state.running.has_value();
+    if (runs_already) return change;
+    TestRow row;
+    row.drive = identity_of(look.drive);
+    row.place = look.drive.place;
+    row.source = source;
+    row.kind = kind;
+    row.started = time_.now();
+    row.hours_at_start = look.power_on_hours;
+    change.added.push_back(row);
+    return change;
+  });
+  return runs_already ? std::nullopt : row;
+}
+
+StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool wake) {
+  StartOutcome outcome;
+  outcome.status = look(place, wake);
+  const auto end = [&](StartResult result, std::string reason) {
+    outcome.result = result;
+    outcome.reason = std::move(reason);
+    return outcome;
+  };
+  if (outcome.status.look.fault != LookFault::None)
+    return end(StartResult::NotStarted, outcome.status.look.reason);
+  if (outcome.status.look.running && replace) {
+    StopOutcome stopped = stop(place, wake);
+    outcome.status = stopped.status;
+    outcome.replaced = stopped.row;
+    if (stopped.result == StopResult::NotStopped)
+      return end(StartResult::NotStarted, "the test that runs does not stop: " + stopped.reason);
+  }
+  const Look& look = outcome.status.look;
+  if (look.running) {
+    outcome.row = outcome.status.running;
+    return end(StartResult::AlreadyRunning, "");
+  }
+  if (!look.inability.empty()) return end(StartResult::NotAble, look.inability);
+  if (!look.abilities[static_cast<std::size_t>(kind)].is_able)
+    return end(StartResult::NotAble,
+               "the drive knows no " + std::string(name_of(kind)) + " self-test");
+  const std::optional<TestRow> row = begin(look, kind, Source::Library);
+  if (!row) {
+    outcome.row = outcome.status.running;
+    return end(StartResult::AlreadyRunning, "");
+  }
+  const Drive drive = look.drive;
+  return await_start(std::move(outcome), access_.start(drive, kind), *row);
+}
+
+// The tool's word proves nothing: the drive has to show the test, or its entry.
+StartOutcome Keeper::await_start(StartOutcome outcome, const Reply& reply, const TestRow& row) {
+  const Place place = outcome.status.look.drive.place;
+  const int looks = reply.answer == Answer::Accepted ? kLooksAfterAcceptance : kLooksAfterRefusal;
+  for (int number = 0; number < looks; ++number) {
+    if (number > 0) time_.wait(kBetweenLooks);
+    Look look = access_.look(place, true);
+    if (look.fault != LookFault::None) continue;
+    Settled settled = settle(look, {});
+    outcome.status = {std::move(look), settled.running, settled.ended, false};
+    const bool has_ended = !settled.ended.empty();
+    if (!has_ended && (!settled.running || settled.look_again || !settled.running->looked))
+      continue;
+    outcome.row = has_ended ? settled.ended.front() : settled.running;
+    if (has_ended && outcome.row->outcome == Outcome::Unknown && !outcome.row->result_code) break;
+    outcome.result = StartResult::Started;
+    return outcome;
+  }
+  withdraw(row);
+  outcome.row.reset();
+  outcome.status.running.reset();
+  outcome.reason = reply.answer == Answer::Accepted
+                       ? "the drive took the command, but shows no test"
+                       : reply.words;
+  return outcome;
+}
+
+StopOutcome Keeper::stop(const Place& place, bool wake) {
+  StopOutcome outcome;
+  outcome.status = look(place, wake);
+  if (outcome.status.look.fault != LookFault::None) {
+    outcome.reason = outcome.status.look.reason;
+    return outcome;
+  }
+  if (!outcome.status.look.running) {
+    outcome.result = StopResult::NothingRuns;
+    return outcome;
+  }
+  outcome.row = outcome.status.running;
+  const Reply reply = access_.stop(outcome.status.look.drive);
+  const bool was_stopped = reply.answer == Answer::Accepted;
+  for (int number = 0; number < (was_stopped ? kLooksAfterAcceptance : kLooksAfterRefusal);
+       ++number) {
+    if (number > 0) time_.wait(kBetweenLooks);
+    DriveStatus status =
+        settle_by_looks(access_.look(place, true), true, {.was_stopped = was_stopped});
+    if (status.look.fault != LookFault::None) continue;
+    if (!status.ended.empty()) outcome.row = status.ended.front();
+    outcome.status = std::move(status);
+    if (outcome.status.look.running) continue;
+    outcome.result = StopResult::Stopped;
+    return outcome;
+  }
+  outcome.reason = was_stopped ? "the drive took the command, but the test goes on" : reply.words;
+  return outcome;
+}
+
+std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, Source source) {
+  const DriveStatus status = look(place, true);
+  if (status.look.fault != LookFault::None || status.look.running) return std::nullopt;
+  return begin(status.look, kind, source);
+}
+
+std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {
+  const DriveStatus status =
+      settle_by_looks(access_.look(row.place, true), true, {.is_over = true, .was_seen = was_seen});
+  if (!status.ended.empty()) return status.ended.front();
+  if (status.look.running) return status.running;
+  if (was_seen) return row;
+  withdraw(row);
+  return std::nullopt;
+}
+
+void Keeper::withdraw(const TestRow& row) {
+  const std::lock_guard guard(lock_);
+  if (const auto remembered = remembered_.find(row.drive); remembered != remembered_.end())
+    remembered->second.running.reset();
+  if (!history_ || row.number == 0) return;
+  try {
+    history_->withdraw(row.number);
+  } catch (const HistoryError& error) {
+    if (history_fault_.empty()) history_fault_ = error.what();
+  }
+}
+
+std::string Keeper::history_fault() const {
+  const std::lock_guard guard(lock_);
+  return history_fault_;
+}
+
+}  // namespace drivetest

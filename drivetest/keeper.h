@@ -1,0 +1,103 @@
+// Starts, looks at and stops the tests of drives, and keeps the history in step with what the
+// drives show. The drives do the work: no process has to stay, and whoever looks next brings the
+// history up to date.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivetest/drive_access.h"
+#include "drivetest/drive_change.h"
+#include "drivetest/history.h"
+#include "drivetest/look.h"
+#include "drivetest/progress.h"
+#include "drivetest/test_row.h"
+
+namespace drivetest {
+
+// What a look at a drive has shown, and what the history knows of its tests since.
+struct DriveStatus {
+  Look look;
+  std::optional<TestRow> running;  // with look.fault: as it was at the last look
+  std::vector<TestRow> ended;      // by this look
+  bool is_stalled = false;
+};
+
+enum class StartResult {
+  Started,         // the drive shows it
+  AlreadyRunning,  // a test of ours or of somebody else, which was left alone
+  NotAble,         // the drive knows no such test
+  NotStarted,
+};
+
+struct StartOutcome {
+  StartResult result = StartResult::NotStarted;
+  std::string reason;               // why it was not started, in words; from outside in part
+  std::optional<TestRow> row;       // of the test that runs, or that has ended already
+  std::optional<TestRow> replaced;  // the test that was ended for it
+  DriveStatus status;
+};
+
+enum class StopResult { Stopped, NothingRuns, NotStopped };
+
+struct StopOutcome {
+  StopResult result = StopResult::NotStopped;
+  std::string reason;
+  std::optional<TestRow> row;  // the test that was stopped, or has ended by itself meanwhile
+  DriveStatus status;
+};
+
+// All members may be called from several threads at once, for different drives. Each blocks for as
+// long as the drive takes to answer, and for seconds more where it does not show at once what it
+// was told to do.
+class Keeper {
+ public:
+  // All must outlive the keeper. Without a history drives are tested all the same, and nothing is
+  // kept.
+  Keeper(DriveAccess& access, TimeSource& time, History* history)
+      : access_(access), time_(time), history_(history) {}
+
+  DriveStatus look(const Place& place, bool wake);
+
+  // Source is who is said to have begun it. With replace a test that runs is ended first.
+  StartOutcome start(const Place& place, TestKind kind, bool replace, bool wake);
+
+  StopOutcome stop(const Place& place, bool wake);
+
+  // For a test that somebody else begins and ends, as the module does: what is kept of it from then
+  // on. Not set where something runs, the drive cannot be asked or there is no history.
+  std::optional<TestRow> begin_foreign(const Place& place, TestKind kind, Source source);
+  // The row as it is when that test is over. was_seen: who began it has seen it running. Not set
+  // where the drive shows no trace of a test that nobody has seen: then it did not come about, and
+  // the row is taken back. A row that still runs is brought up to date by a later look.
+  std::optional<TestRow> end_foreign(const TestRow& row, bool was_seen);
+  // Takes back the row of a test that did not come about.
+  void withdraw(const TestRow& row);
+
+  // Why something could not be kept, the first time that this happened; empty: all was kept.
+  std::string history_fault() const;
+
+ private:
+  struct Settled;
+
+  std::optional<TestRow> change(const Drive& drive,
+                                const std::function<DriveChange(const DriveState&)>& decide);
+  Settled settle(const Look& look, const Circumstances& circumstances);
+  DriveStatus settle_by_looks(Look look, bool wake, Circumstances circumstances);
+  std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
+  StartOutcome await_start(StartOutcome outcome, const Reply& reply, const TestRow& row);
+
+  DriveAccess& access_;
+  TimeSource& time_;
+  History* const history_;
+  mutable std::mutex lock_;  // over what follows
+  std::string history_fault_;
+  // What the history has failed to keep, by drive.
+  std::map<std::string, DriveState> remembered_;
+};
+
+}  // namespace drivetest

@@ -1,0 +1,261 @@
+#include "drivetest/keeper.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "drivetest/fake_drive.h"
+
+namespace drivetest {
+namespace {
+
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+std::filesystem::path make_folder() {
+  std::string name = testing::TempDir() + "hddtest_keeper.XXXXXX";
+  return mkdtemp(name.data());
+}
+
+class KeeperTest : public testing::TestWithParam<Protocol> {
+ protected:
+  ~KeeperTest() override {
+    history_.reset();
+    std::filesystem::remove_all(folder_);
+  }
+
+  DriveStatus look() { return keeper_.look(place_, false); }
+  StartOutcome start(TestKind kind = TestKind::Short, bool replace = false) {
+    return keeper_.start(place_, kind, replace, false);
+  }
+  StopOutcome stop() { return keeper_.stop(place_, false); }
+  std::vector<TestRow> rows() {
+    std::vector<TestRow> rows;
+    history_->each([&](const KeptTest& kept) { rows.push_back(kept.row); });
+    return rows;
+  }
+
+  // The outcomes in the order of the rows.
+  std::string outcomes() {
+    std::string words;
+    for (const TestRow& row : rows())
+      words += std::string(row.outcome ? name_of(*row.outcome) : "running") + " ";
+    return words;
+  }
+
+  const std::filesystem::path folder_ = make_folder();
+  std::unique_ptr<History> history_ =
+      std::make_unique<History>(HistoryOptions{.folder = folder_ / "hvx", .host = {"aa", "host"}});
+  FakeTime time_;
+  FakeDrive drive_{time_, GetParam()};
+  Keeper keeper_{drive_, time_, history_.get()};
+  const Place place_{"/dev/sda", ""};
+};
+
+INSTANTIATE_TEST_SUITE_P(Protocols, KeeperTest,
+                         testing::Values(Protocol::Ata, Protocol::Scsi, Protocol::Nvme),
+                         [](const auto& tested) { return std::string(name_of(tested.param)); });
+
+TEST_P(KeeperTest, StartsATestAndBringsItsRowUpToDate) {
+  const StartOutcome started = start();
+  EXPECT_EQ(started.result, StartResult::Started) << started.reason;
+  ASSERT_TRUE(started.row);
+  EXPECT_FALSE(started.row->outcome);
+  EXPECT_EQ(outcomes(), "running ");
+  time_.wait(minutes(1));
+  const DriveStatus status = look();
+  ASSERT_TRUE(status.running);
+  EXPECT_EQ(status.running->remaining_percent, 50);
+  time_.wait(minutes(5));
+  const DriveStatus ended = look();
+  EXPECT_FALSE(ended.running);
+  ASSERT_EQ(ended.ended.size(), 1);
+  EXPECT_EQ(ended.ended.front().outcome, Outcome::Passed);
+  EXPECT_EQ(outcomes(), "passed ");
+}
+
+TEST_P(KeeperTest, TellsAFailureByTheDrivesOwnEntry) {
+  drive_.result_code = 7;
+  start();
+  time_.wait(minutes(3));
+  EXPECT_EQ(look().ended.front().outcome, Outcome::Failed);
+}
+
+TEST_P(KeeperTest, LeavesARunningTestAloneUnlessItIsToBeReplaced) {
+  drive_.begin(TestKind::Long);
+  const StartOutcome left = start();
+  EXPECT_EQ(left.result, StartResult::AlreadyRunning);
+  EXPECT_EQ(left.row->source, Source::Other);
+  EXPECT_EQ(outcomes(), "running ");
+  const StartOutcome replaced = start(TestKind::Short, true);
+  EXPECT_EQ(replaced.result, StartResult::Started) << replaced.reason;
+  ASSERT_TRUE(replaced.replaced);
+  EXPECT_EQ(replaced.replaced->source, Source::Other);
+  EXPECT_EQ(replaced.replaced->outcome, Outcome::Aborted);
+  EXPECT_EQ(outcomes(), "aborted running ");
+}
+
+TEST_P(KeeperTest, WaitsForADriveThatShowsTheTestLate) {
+  drive_.delay = seconds(6);
+  EXPECT_EQ(start().result, StartResult::Started);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperTest, DoesNotBelieveThatATestBeganWhichTheDriveDoesNotShow) {
+  drive_.refusal = Reply{Answer::Accepted, ""};
+  const StartOutcome outcome = start();
+  EXPECT_EQ(outcome.result, StartResult::NotStarted);
+  EXPECT_EQ(outcome.reason, "the drive took the command, but shows no test");
+  EXPECT_EQ(outcomes(), "");
+  drive_.refusal = Reply{Answer::Refused, "some error"};
+  EXPECT_EQ(start().reason, "some error");
+  EXPECT_EQ(outcomes(), "");
+}
+
+TEST_P(KeeperTest, BelievesTheDriveWhereTheToolSaysThatTheTestDidNotBegin) {
+  drive_.refusal = Reply{Answer::Refused, "some error"};
+  drive_.before_start = [&] { drive_.begin(TestKind::Short); };
+  EXPECT_EQ(start().result, StartResult::Started);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperTest, StopsATestAndSaysSoWhenNoneRuns) {
+  EXPECT_EQ(stop().result, StopResult::NothingRuns);
+  start(TestKind::Long);
+  const StopOutcome stopped = stop();
+  EXPECT_EQ(stopped.result, StopResult::Stopped) << stopped.reason;
+  EXPECT_EQ(stopped.row->outcome, Outcome::Aborted);
+  EXPECT_EQ(outcomes(), "aborted ");
+}
+
+TEST_P(KeeperTest, StopsATestThatLeavesNoEntry) {
+  drive_.writes_entries = false;
+  start();
+  const StopOutcome stopped = stop();
+  EXPECT_EQ(stopped.result, StopResult::Stopped);
+  EXPECT_EQ(stopped.row->outcome, Outcome::Aborted);
+}
+
+TEST_P(KeeperTest, SaysThatADriveDoesNotStop) {
+  drive_.obeys_stop = false;
+  start();
+  const StopOutcome outcome = stop();
+  EXPECT_EQ(outcome.result, StopResult::NotStopped);
+  EXPECT_EQ(outcome.reason, "the drive took the command, but the test goes on");
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperTest, WithoutEntryKnowsTheResultByAtasStatusAlone) {
+  drive_.writes_entries = false;
+  start();
+  time_.wait(minutes(3));
+  EXPECT_EQ(look().ended.front().outcome,
+            GetParam() == Protocol::Ata ? Outcome::Passed : Outcome::Unknown);
+}
+
+TEST_P(KeeperTest, TakesOverWhatOthersHaveTestedOnce) {
+  drive_.result_code = 7;
+  drive_.begin(TestKind::Short);
+  time_.wait(minutes(3));
+  EXPECT_TRUE(look().ended.empty()) << "nobody waited for it";
+  drive_.begin(TestKind::Long);
+  time_.wait(minutes(200));
+  look();
+  look();
+  EXPECT_EQ(outcomes(), "failed failed ");
+  for (const TestRow& row : rows()) EXPECT_EQ(row.source, Source::Other);
+}
+
+TEST_P(KeeperTest, DoesNotTakeTheTestOfAnotherForItsOwn) {
+  start();
+  drive_.end(1);
+  drive_.result_code = 0;
+  drive_.begin(TestKind::Long);
+  time_.wait(minutes(3));
+  EXPECT_EQ(look().ended.front().outcome, Outcome::Aborted);
+  EXPECT_EQ(outcomes(), "aborted passed ");
+}
+
+TEST_P(KeeperTest, KeepsTheRowOfADriveThatDoesNotAnswer) {
+  start();
+  drive_.fault = LookFault::NoSuchDrive;
+  time_.wait(minutes(3));
+  EXPECT_EQ(look().look.reason, "the drive does not answer");
+  EXPECT_EQ(outcomes(), "running ");
+  EXPECT_EQ(start().result, StartResult::NotStarted);
+  EXPECT_EQ(stop().result, StopResult::NotStopped);
+  drive_.fault = LookFault::None;
+  EXPECT_EQ(look().ended.front().outcome, Outcome::Passed);
+}
+
+TEST_P(KeeperTest, TestsWithoutAHistoryToo) {
+  Keeper keeper(drive_, time_, nullptr);
+  EXPECT_EQ(keeper.start(place_, TestKind::Short, false, false).result, StartResult::Started);
+  time_.wait(minutes(3));
+  const DriveStatus status = keeper.look(place_, false);
+  ASSERT_EQ(status.ended.size(), 1);
+  EXPECT_EQ(status.ended.front().outcome, Outcome::Passed);
+  EXPECT_EQ(outcomes(), "");
+}
+
+TEST_P(KeeperTest, LeavesARowToTheProcessThatIsStartingItsTest) {
+  drive_.delay = seconds(6);
+  drive_.before_start = [&] {
+    Keeper other(drive_, time_, history_.get());
+    EXPECT_TRUE(other.look(place_, false).ended.empty());
+    EXPECT_EQ(other.start(place_, TestKind::Long, false, false).result,
+              StartResult::AlreadyRunning);
+  };
+  EXPECT_EQ(start().result, StartResult::Started);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperTest, EndsTheRowOfAProcessThatDiedBeforeItsTestBegan) {
+  EXPECT_TRUE(keeper_.begin_foreign(place_, TestKind::Short, Source::Module));
+  time_.wait(minutes(1));
+  const DriveStatus status = look();
+  ASSERT_EQ(status.ended.size(), 1);
+  EXPECT_EQ(status.ended.front().outcome, Outcome::Unknown);
+  EXPECT_EQ(status.ended.front().cause,
+            "no look showed the test running, and the drive has written no entry in its log");
+}
+
+TEST_P(KeeperTest, KeepsWhatTheModuleTests) {
+  const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
+  ASSERT_TRUE(row);
+  drive_.begin(TestKind::Short);
+  drive_.result_code = 7;
+  time_.wait(minutes(3));
+  const auto ended = keeper_.end_foreign(*row, true);
+  ASSERT_TRUE(ended);
+  EXPECT_EQ(ended->source, Source::Module);
+  EXPECT_EQ(ended->outcome, Outcome::Failed);
+  EXPECT_EQ(outcomes(), "failed ");
+}
+
+TEST_P(KeeperTest, TakesBackATestOfTheModuleThatDidNotComeAbout) {
+  const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
+  EXPECT_FALSE(keeper_.end_foreign(*row, false));
+  EXPECT_EQ(outcomes(), "");
+}
+
+TEST_P(KeeperTest, KeepsATestOfTheModuleThatOnlyTheModuleHasSeen) {
+  drive_.writes_entries = false;
+  const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
+  drive_.begin(TestKind::Short);
+  time_.wait(minutes(3));
+  EXPECT_EQ(keeper_.end_foreign(*row, true)->outcome,
+            GetParam() == Protocol::Ata ? Outcome::Passed : Outcome::Unknown);
+}
+
+TEST_P(KeeperTest, LeavesATestOfTheModuleThatStillRunsToALaterLook) {
+  const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
+  drive_.begin(TestKind::Short);
+  EXPECT_FALSE(keeper_.end_foreign(*row, true)->outcome);
+  EXPECT_EQ(outcomes(), "running ");
+  time_.wait(minutes(3));
+  EXPECT_EQ(look().ended.front().outcome, Outcome::Passed);
+}
+
+}  // namespace
+}  // namespace drivetest
