@@ -30,7 +30,9 @@ Turns::Turn Turns::take(const std::string& subject, const HasGone& gone) {
     note_(text);
     throw Error(error.status(), text);
   }
-  return Turn(*this);
+  Turn turn(*this);
+  if (settings_.accompany) turn.company_ = settings_.accompany(subject);
+  return turn;
 }
 
 void Turns::admit(const std::string& subject) const {

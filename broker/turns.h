@@ -8,8 +8,10 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "broker/object_manager.h"
 
@@ -25,13 +27,17 @@ class Turns {
    public:
     Turn() = default;
     explicit Turn(Turns& turns) : turns_(&turns) {}
-    Turn(const Turn&) = delete;
+    Turn(Turn&& other) noexcept
+        : turns_(std::exchange(other.turns_, nullptr)), company_(std::move(other.company_)) {}
     ~Turn() {
+      company_.reset();
       if (turns_) turns_->give_back();
     }
 
    private:
+    friend class Turns;
     Turns* turns_ = nullptr;
+    std::shared_ptr<void> company_;
   };
 
   // settings must outlive this. note receives a line for every call that begins to wait, and for

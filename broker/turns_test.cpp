@@ -231,5 +231,23 @@ TEST_F(TurnsTest, TheEndRefusesAllButTheOneThatHasBegun) {
                                   "Run for sdd was not begun: the server is shutting down"));
 }
 
+TEST(Turns, AreAccompaniedUntilTheNextOneBegins) {
+  std::vector<std::string> told;
+  OneAtATime settings = run_of_a_drive();
+  settings.accompany = [&](const std::string& drive) {
+    told.push_back("begins " + drive);
+    return std::shared_ptr<void>(nullptr,
+                                 [&told, drive](void*) { told.push_back("ends " + drive); });
+  };
+  Turns turns(settings, [](const std::string&) {});
+  {
+    const Turns::Turn turn = turns.take("sda", {});
+    EXPECT_THAT(told, ElementsAre("begins sda"));
+  }
+  EXPECT_THAT(told, ElementsAre("begins sda", "ends sda"));
+  const Turns::Turn next = turns.take("sdb", {});
+  EXPECT_THAT(told, ElementsAre("begins sda", "ends sda", "begins sdb"));
+}
+
 }  // namespace
 }  // namespace broker
