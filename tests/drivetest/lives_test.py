@@ -9,6 +9,7 @@ middle before it is made again.
 
 import json
 import pathlib
+import re
 import shutil
 import sys
 import unittest
@@ -20,6 +21,14 @@ PROGRAMS, STANDIN = sys.argv[1:3]
 LIVES = [pathlib.Path(folder) for folder in sys.argv[3:]]
 LOOKS = {"status", "history"}
 WATCH = ["hddtest", "status", "--json"]
+# What the exit statuses of hddtest mean.
+EXITS = {
+    "started": 0, "running": 0, "stalled": 0, "passed": 0, "stopped": 0, "idle": 0,
+    "failed": 1,
+    "aborted": 2, "unable": 2,
+    "unknown": 3, "busy": 3, "refused": 3, "unreachable": 3,
+    "any": None,
+}
 
 
 class Play:
@@ -38,7 +47,7 @@ class Play:
         for step in self.life.steps:
             if step.word != "row":
                 self.expect_rows()
-            if step.word not in {"<", "!", "exit", "json"}:
+            if step.word not in {"<", "!", "exit", "json", "says"}:
                 self.expect_last()
             self.place = step.place
             names = {"<": "expect_line", "!": "expect_line", "@": "event", ">": "run"}
@@ -90,7 +99,12 @@ class Play:
         self.expected[step.word].append(step.rest)
 
     def do_exit(self, step):
-        self.expected["exit"] = int(step.rest)
+        word = step.rest
+        self.expected["exit"] = EXITS[word] if word in EXITS else int(word)
+
+    def do_says(self, step):
+        if not re.search("[^\n]*".join(map(re.escape, step.rest.split("..."))), self.output):
+            self.fail(f"it does not say {step.rest}")
 
     def do_json(self, step):
         path, *values = words_of(step)
@@ -106,7 +120,7 @@ class Play:
         expected, self.expected = self.expected, {}
         if not expected:
             return
-        if self.status != expected["exit"]:
+        if expected["exit"] not in (self.status, None):
             self.fail(f"exit {self.status}")
         if expected["<"] and not pattern_of(expected["<"]).match(self.output):
             self.fail("other output than " + "".join(f"\n< {line}" for line in expected["<"]))

@@ -24,7 +24,7 @@ class Stage:
         self.event("make", str(self.standin / "libstandin.so"))
         for name, text in life.tools.items():
             tool = self.folder / "bin" / name
-            tool.write_text(text)
+            tool.write_text("#!/bin/sh\n" + text)
             tool.chmod(0o755)
         self.environment = dict(
             os.environ, PATH=f"{self.folder}/bin:{programs}:/usr/bin:/bin", LC_ALL="C.UTF-8",

@@ -1,5 +1,6 @@
 #include "tests/drivetest/standin/answer.h"
 
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -8,9 +9,13 @@ enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code) {
     const char* word;
     enum StartAnswer answer;
   } kWords[] = {
-      {"ok", StartTaken},        {"nothing", StartIgnored},
-      {"busy", StartBusy},       {"unsupported", StartUnsupported},
-      {"aborted", StartAborted}, {"eio", StartEio},
+      {"ok", StartTaken},
+      {"nothing", StartIgnored},
+      {"busy", StartBusy},
+      {"unsupported", StartUnsupported},
+      {"aborted", StartAborted},
+      {"eio", StartEio},
+      {"begun_eio", StartTakenWithEio},
   };
   ++drive->starts;
   enum StartAnswer answer = StartCode;
@@ -22,6 +27,12 @@ enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code) {
     drive->refusals = -1;
   }
   return answer;
+}
+
+int said_of(enum StartAnswer answer) {
+  if (answer != StartTakenWithEio) return 0;
+  errno = EIO;
+  return -1;
 }
 
 int check_condition(struct sg_io_hdr* command, int key, int code, int qualifier) {

@@ -25,11 +25,15 @@ enum StartAnswer {
   StartUnsupported,
   StartAborted,
   StartEio,
+  StartTakenWithEio, /* it begins all the same */
   StartCode
 };
 /* Counts the command; a refusal that is meant for a number of times is used up. `code` is set for
  * StartCode: a status of NVMe, or sense key, code and qualifier. */
 enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code);
+
+/* What ioctl returns for a start that was taken. */
+int said_of(enum StartAnswer answer);
 
 /* Ends a command with a sense of this key, code and qualifier. */
 int check_condition(struct sg_io_hdr* command, int key, int code, int qualifier);

@@ -166,7 +166,8 @@ static int execute(struct StandInDrive* drive, int64_t now, int type, struct sg_
   }
   if (type == TestOffline) return 0;
   int64_t code = 0;
-  switch (next_start(drive, &code)) {
+  const enum StartAnswer answer = next_start(drive, &code);
+  switch (answer) {
     case StartIgnored:
       return 0;
     case StartBusy:
@@ -183,13 +184,14 @@ static int execute(struct StandInDrive* drive, int64_t now, int type, struct sg_
       return check_condition(command, (int)(code >> 16), (int)(code >> 8 & 0xff),
                              (int)(code & 0xff));
     case StartTaken:
+    case StartTakenWithEio:
       break;
   }
   if (!can_start(drive, type)) return aborted(command);
   self_test_end(drive, ResultAborted, now); /* a new test ends the older one */
   self_test_begin(drive, type, now);
   if (type & Captive) self_test_end(drive, drive->result, now);
-  return 0;
+  return said_of(answer);
 }
 
 /* Registers of the drive, which the host asked for, in a descriptor of the sense. */

@@ -62,6 +62,7 @@ static const struct Field kFields[] = {
     NUMBER(power_mode, 255),
     NUMBER(health, 0),
     NUMBER(slow, 0),
+    NUMBER(haste, 0),
     NUMBER(open_errno, 0),
     NUMBER(fail_in, 0),
     NUMBER(fail_for, 1),

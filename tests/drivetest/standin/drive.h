@@ -41,7 +41,7 @@ struct StandInDrive {
       refusals, spins_down, stale_completion, log_nsid_all_only;
   int64_t power_on_minutes, log_hours, log_hours_offset, power_mode, health;
   /* How it answers. */
-  int64_t slow, open_errno, fail_in, fail_for, fail_errno, hold_in;
+  int64_t slow, haste, open_errno, fail_in, fail_for, fail_errno, hold_in;
   /* What it does, and what it was asked. */
   int64_t test, is_testing, test_started, status, rolled, last_command;
   int64_t commands, starts, aborts, woken;

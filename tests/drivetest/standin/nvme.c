@@ -129,7 +129,8 @@ static int device_self_test(struct StandInDrive* drive, int64_t now, int type) {
     return 0;
   }
   int64_t code = 0;
-  switch (next_start(drive, &code)) {
+  const enum StartAnswer answer = next_start(drive, &code);
+  switch (answer) {
     case StartIgnored:
       return 0;
     case StartBusy:
@@ -144,12 +145,13 @@ static int device_self_test(struct StandInDrive* drive, int64_t now, int type) {
     case StartCode:
       return (int)code;
     case StartTaken:
+    case StartTakenWithEio:
       break;
   }
   if (type != TestShort && type != TestLong && type != 0xe) return InvalidField;
   if (drive->is_testing) return TestInProgress;
   self_test_begin(drive, type, now);
-  return 0;
+  return said_of(answer);
 }
 
 /* Gives the part of a page that the command wants; the rest of its buffer is zero. */

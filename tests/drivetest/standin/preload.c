@@ -147,6 +147,7 @@ static int ask(int handle, unsigned long request, void* argument) {
   if (is_held || drive.hold_in > 0) drive.hold_in = is_held ? 0 : drive.hold_in - 1;
   const struct timespec pause = {drive.slow / 1000, drive.slow % 1000 * 1000000L};
   state_save(folder, handles[handle].name, &drive);
+  if (drive.haste != 0) state_set_clock(folder, now + drive.haste);
   state_unlock(lock);
   nanosleep(&pause, NULL);
   if (is_held) hold(folder);

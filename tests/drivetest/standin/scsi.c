@@ -179,7 +179,8 @@ static int log_sense(const struct StandInDrive* drive, int64_t now, const uint8_
 
 static int begin(struct StandInDrive* drive, int64_t now, int code, struct sg_io_hdr* command) {
   int64_t sense = 0;
-  switch (next_start(drive, &sense)) {
+  const enum StartAnswer answer = next_start(drive, &sense);
+  switch (answer) {
     case StartIgnored:
       return 0;
     case StartBusy:
@@ -195,6 +196,7 @@ static int begin(struct StandInDrive* drive, int64_t now, int code, struct sg_io
       return check_condition(command, (int)(sense >> 16), (int)(sense >> 8 & 0xff),
                              (int)(sense & 0xff));
     case StartTaken:
+    case StartTakenWithEio:
       break;
   }
   if (drive->is_testing) return check_condition(command, 2, 4, 9);
@@ -202,7 +204,7 @@ static int begin(struct StandInDrive* drive, int64_t now, int code, struct sg_io
   if (!has_word(drive->tests, is_short ? "short" : "long")) return invalid_field(command);
   self_test_begin(drive, code, now);
   if (code >= 5) self_test_end(drive, drive->result, now); /* in the foreground: until its end */
-  return 0;
+  return said_of(answer);
 }
 
 static int send_diagnostic(struct StandInDrive* drive, int64_t now, const uint8_t* cdb,

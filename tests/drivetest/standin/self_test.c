@@ -116,6 +116,8 @@ void self_test_power_loss(struct StandInDrive* drive, int64_t now) {
                                 .lba = -1,
                                 .remaining = self_test_tenths(drive, now),
                                 .hours = hours_for_log(drive, now)});
+  if (strcmp(drive->power_loss, "forgotten") != 0)
+    drive->status = ResultReset << 4 | self_test_tenths(drive, now);
   drive->is_testing = 0;
 }
 
