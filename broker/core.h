@@ -3,7 +3,7 @@
 //
 // It is a class of its own for two reasons. Clones and attached threads of a provider may outlive
 // the ObjectManager: they share ownership of its core, which holds their function tables and
-// refuses what they still ask. And whoever uses an ObjectManager gets to see nothing of CMPI.
+// refuses what they still ask. And users of ObjectManager see nothing of CMPI.
 #pragma once
 
 #include <condition_variable>

@@ -304,7 +304,7 @@ std::string readiness_reason(const DriveLook& look, const std::string& device) {
     case Readiness::NoPermission:
       return look.words + "; " + permission_advice(geteuid() == 0);
     case Readiness::NoDevice:
-      return look.words + "; see with 'hddtest drives' what there is, and check cable and power";
+      return look.words + "; list the drives with 'hddtest drives', and check cable and power";
     case Readiness::NoSmartctl:
       return "smartctl is not installed; install the package smartmontools";
     case Readiness::NoAnswer:

@@ -20,7 +20,7 @@ struct Answer {
 
 enum class Readiness {
   Ready,
-  Running,  // a test runs in the drive, whoever started it
+  Running,  // a test runs in the drive, ours or another
   SmartOff,
   NoSmart,        // none that smartctl can reach by this name
   NotUnderstood,  // SMART is on, but smartctl says so in words that the module does not know

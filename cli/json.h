@@ -1,5 +1,5 @@
-// CIM values as JSON. Whoever looks into a Json includes <nlohmann/json.hpp>, which takes long to
-// compile.
+// CIM values as JSON. Units that look into a Json include <nlohmann/json.hpp> themselves, since it
+// takes long to compile.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>

@@ -28,7 +28,7 @@ constexpr Advice kAdvices[] = {
     {broker::Status::Failed, "registration", "reinstall hddtest, or name its data with --data"},
     {broker::Status::Failed, "provider", "'hddtest check' tells what is missing"},
     {broker::Status::InvalidNamespace, "", "the name space is root/cimv2"},
-    {broker::Status::NotFound, "", "'hddtest enumerate CLASS' lists the paths that there are"},
+    {broker::Status::NotFound, "", "'hddtest enumerate CLASS' lists the paths of its instances"},
 };
 
 }  // namespace

@@ -48,8 +48,7 @@ std::string meant(const std::string& name, const std::vector<Drive>& drives) {
     if (drive.device == "/dev/" + name) return "did you mean " + drive.device + "?";
   }
   const std::string near = near_match(name, devices);
-  return near.empty() ? "'hddtest drives' lists the drives that there are"
-                      : "did you mean " + near + "?";
+  return near.empty() ? "'hddtest drives' lists all drives" : "did you mean " + near + "?";
 }
 
 // The same text for a named drive and for all, as with a missing smartctl.

@@ -64,9 +64,8 @@ TEST(PlanNamed, FollowsLinks) {
 
 TEST(PlanNamed, SaysWhatIsNoDrive) {
   const std::vector<PlannedDrive> plan = plan_named({"/dev/null", "none"}, {.start = "/"}, {});
-  EXPECT_EQ(plan[0].reason, "not a block device; 'hddtest drives' lists the drives that there are");
-  EXPECT_EQ(plan[1].reason,
-            "No such file or directory; 'hddtest drives' lists the drives that there are");
+  EXPECT_EQ(plan[0].reason, "not a block device; 'hddtest drives' lists all drives");
+  EXPECT_EQ(plan[1].reason, "No such file or directory; 'hddtest drives' lists all drives");
 }
 
 TEST(PlanNamed, AsksForTheDriveThatWasMeant) {

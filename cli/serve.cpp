@@ -182,7 +182,7 @@ void reload(http::Server& server, const ServeOptions& options, const Places& pla
   if (!options.certificate.empty()) reload_certificate(server, certificate_files(options, places));
 }
 
-// Tells where the server listens, in the log and to whoever started it.
+// Tells where the server listens, in the log and on standard output.
 void tell(const std::vector<http::Address>& addresses, bool tls, bool json) {
   std::vector<std::string> urls;
   for (const http::Address& address : addresses)
@@ -251,7 +251,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   serve_until_told(signals, server, service, options, places);
 
   notify_supervisor("STOPPING=1");
-  manager->end_turns();  // what has not begun need not be waited for
+  manager->end_turns();  // so that calls that have not begun are not waited for
   const std::size_t at_work = server.stop(kGrace);
   note(NKVRHVX20::ILogger::eNotice, "the server ends");
   if (!end_children(kGraceOfKilled))

@@ -1,6 +1,6 @@
-"""Makes the packages, for the tests that look into them and install them too: whoever makes them
-again gets the same bytes, wherever it is built, and lintian finds nothing. The build tree is the first argument. Exit
-status 77: not possible here.
+"""Makes the packages, for the tests that look into them and install them too. A second build gets
+the same bytes, wherever it is done, and lintian finds nothing. The build tree is the first argument.
+Exit status 77: not possible here.
 """
 
 import os

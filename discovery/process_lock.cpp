@@ -21,7 +21,7 @@ std::string place() {
   return std::string(root ? root : "") + kLockFile;
 }
 
-// Whoever can open a file can hold its lock.
+// Every user who can open a file can hold its lock.
 bool is_ours_alone(int file) {
   struct stat status {};
   return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&

@@ -5,7 +5,7 @@
 // records grow with every run; results and the job are those of the latest.
 //
 // The store (results, records, job) may be used from any thread: each access takes the store
-// lock. SelfTest and its steps share fToolArgs and may run only one at a time; whoever calls
+// lock. SelfTest and its steps share fToolArgs and may run only one at a time; the caller of
 // SelfTest sees to that. Every operation writes its entry and exit into the core log.
 #pragma once
 

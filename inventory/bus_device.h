@@ -14,7 +14,7 @@ struct BusDevice {
   ScsiAddress address;
   bool address_published = false;
   std::string generic;  // "/dev/sg0", the device file for raw commands; empty without the driver sg
-  std::string block;    // "/dev/sda"; empty for what is no block device
+  std::string block;    // "/dev/sda"; empty where it is no block device
   std::string vendor;
   std::string model;
   std::string state;  // the kernel's word: running, offline, ...

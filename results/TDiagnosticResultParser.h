@@ -45,7 +45,7 @@ class TDiagnosticResultParser : public NKVRHVX20::TXmlParser {
  public:
   TDiagnosticResultParser() = default;
   // Kept on purpose: the copy carries the element, text, message and action being read, but no
-  // results; whoever copies a parser that has finished gets an empty getResultMsgs().
+  // results. The copy of a parser that has finished has an empty getResultMsgs().
   TDiagnosticResultParser(const TDiagnosticResultParser& other);
   ~TDiagnosticResultParser() override;
 

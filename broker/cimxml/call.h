@@ -34,7 +34,7 @@ class Reply {
   using Headers = std::vector<std::pair<std::string, std::string>>;
 
   virtual ~Reply() = default;
-  // status: 200, or the HTTP status that refuses what is no CIM request.
+  // status: 200, or the HTTP status that refuses a text that is not a CIM request.
   virtual void begin(int status, const Headers& headers) = 0;
   virtual void write(std::string_view text) = 0;
   // Called last, in place of the rest of a reply that has begun and cannot be completed: the

@@ -36,7 +36,7 @@ Address::Address(const sockaddr* address) : v6{} {
 }
 
 std::string Address::network() const {
-  // Whoever is on this machine can use all of its loopback addresses.
+  // A client on this machine can use all of its loopback addresses.
   if (is_loopback()) return "loopback";
   if (any.sa_family != AF_INET6) return host();
   if (IN6_IS_ADDR_V4MAPPED(&v6.sin6_addr)) {

@@ -109,7 +109,7 @@ int hexadecimal(char digit) {
   return -1;
 }
 
-// Nothing for what is no Base64 with all its padding.
+// Unset when the text is not Base64 with all its padding.
 std::optional<std::string> decode_base64(std::string_view text) {
   const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
   const gnutls_datum_t encoded = {const_cast<unsigned char*>(bytes),

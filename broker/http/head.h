@@ -37,8 +37,8 @@ std::variant<Head, Refusal> read_head(std::string_view method, std::string_view 
 // target.
 std::optional<std::string> host_of(std::string_view target);
 
-// Whether a field that can have one value alone stands there more than once. Whatever has looked at
-// the request on its way may have gone by another one of them.
+// Whether a field that can have one value alone stands there more than once. A proxy on the way may
+// have gone by another one of them.
 bool says_twice(const Headers& fields);
 
 // The fields of a reply to such a request: those of CIM get the prefix, and an M-POST is told that
@@ -48,7 +48,7 @@ Headers reply_headers(const Headers& headers, const std::string& prefix);
 // User and password of an Authorization field; unset when it is not of the Basic scheme (RFC 7617).
 std::optional<Credentials> basic_credentials(std::string_view authorization);
 
-// "%2F" becomes "/". What is no such escape stays as it is.
+// "%2F" becomes "/". Everything else stays as it is.
 std::string decode_escapes(std::string_view text);
 
 }  // namespace broker::http

@@ -14,11 +14,11 @@ namespace broker::http {
 
 constexpr std::size_t kAtOnce = std::size_t{16} << 10;  // bytes read of a socket by one call
 
-// The answers to a log-in that is wrong or missing, and to what there is no room for.
+// The answers to a log-in that is wrong or missing, and to a request when the server is full.
 inline Refusal wrong_log_in() { return {401, {{"WWW-Authenticate", "Basic realm=\"hddtest\""}}}; }
 inline Refusal busy() { return {503, {{"Retry-After", "10"}}}; }
 
-// Shared by the connection and by whoever works for it; keeps the connection in memory.
+// Shared by the connection and by the worker that answers; keeps the connection in memory.
 struct Connection::Job {
   explicit Job(std::shared_ptr<Connection> owner)
       : connection(std::move(owner)), exchange([this](bool last) {

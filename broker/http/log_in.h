@@ -1,10 +1,10 @@
 // Log-ins. Passwords are checked one at a time, and the answers to wrong ones are held back, so
 // that guessing takes long.
 //
-// One client does not keep others waiting. Whoever was found right before is admitted at once. The
-// others take turns: first those whose network, and then whose name, has failed the least. A
-// network and a name that fail too often are not looked at for a while (penalties.h), which nobody
-// else notices.
+// One client does not keep others waiting. A user whose password was right before is admitted at
+// once. The others take turns: first those whose network, and then whose name, has failed the
+// least. A network and a name that fail too often are not looked at for a while (penalties.h),
+// which nobody else notices.
 //
 // Neither answers nor times tell which names are users'. A made-up name takes its turn and costs a
 // hash like any other. While others wait it costs none, but its answer goes when that of a user
@@ -51,8 +51,8 @@ class LogIns {
   // A password is not checked when all who asked have gone before its turn: their answer is busy.
   void check(const std::shared_ptr<Users>& users, const Credentials& credentials,
              const Address& peer, const Asker& asker);
-  // From now on no answer is held back, and those that were go now. Whoever waits for his turn is
-  // told that the server is busy.
+  // From now on no answer is held back, and those that were go now. A log-in that waits for its
+  // turn is told that the server is busy.
   void end();
 
  private:

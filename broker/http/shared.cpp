@@ -69,7 +69,7 @@ void Shared::leave() noexcept {
   {
     const std::lock_guard guard(lock);
     --in_hand;
-    // With the lock held, since whoever waits for the last one may destroy this right after it.
+    // With the lock held, since a thread that waits for the last one may destroy this right after.
     changed.notify_all();
   }
 }

@@ -28,7 +28,8 @@ constexpr const char* kPriorities =
     "+SIGN-RSA-PSS-RSAE-SHA256:+SIGN-RSA-PSS-RSAE-SHA384:+SIGN-RSA-PSS-RSAE-SHA512:"
     "+SIGN-RSA-SHA256:+SIGN-RSA-SHA384:+SIGN-RSA-SHA512";
 
-// Warning alerts in the life of a connection. Whoever sends more wants to keep the thread busy.
+// Warning alerts in the life of a connection. A client that sends more wants to keep the thread
+// busy.
 constexpr unsigned kMostWarnings = 8;
 
 gnutls_datum_t datum(const std::string& text) {
@@ -154,7 +155,8 @@ class TlsChannel : public Channel {
   TlsChannel(int socket, std::shared_ptr<const TlsSettings> settings)
       : socket_(socket), settings_(std::move(settings)) {
     const TlsSettings::Parts& parts = *settings_->parts_;
-    // No tickets: whoever steals their key can read connections that were recorded before.
+    // No tickets: with their key, once stolen, one could read connections that were recorded
+    // before.
     int error = gnutls_init(&session_,
                             GNUTLS_SERVER | GNUTLS_NONBLOCK | GNUTLS_NO_SIGNAL | GNUTLS_NO_TICKETS);
     if (error < 0) fail("cannot begin TLS", error);

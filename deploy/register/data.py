@@ -33,4 +33,4 @@ class Data:
         for folder in (prefix / "lib", *sorted(prefix.glob("lib/*/cmpi"))):
             if all((folder / library).is_file() for library in self.libraries):
                 return machine.name(folder)
-        return "DIR"  # whoever moved them knows
+        return "DIR"  # the administrator, who has moved them, knows it

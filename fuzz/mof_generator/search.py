@@ -1,4 +1,4 @@
-"""The search for inputs. It changes the inputs that there are, and keeps each that reaches a place
+"""The search for inputs. It changes the stored inputs, and keeps each that reaches a place
 in the generator by a new way, to go on from there."""
 
 import pathlib

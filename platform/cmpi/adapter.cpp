@@ -31,7 +31,7 @@ int ovk_cimple_cmpi_adapter(int caller, CmpiStaticData* static_data,
     *result = &AdaptedProvider::of(*static_data, *registration).open(kind, broker).object;
     return CMPI_RC_OK;
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is being cancelled; the C library aborts whoever stops that
+    throw;  // the thread is being cancelled; the C library aborts a process that stops that
   } catch (...) {
     return refuse(broker, registration->provider_name);
   }

@@ -127,7 +127,7 @@ CMPIStatus perform(const void* handle, const CMPIContext* context, const CMPIRes
     body(call);
     return done_status(result);
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is being cancelled; the C library aborts whoever stops that
+    throw;  // the thread is being cancelled; the C library aborts a process that stops that
   } catch (...) {
     return failed_status(interface, operation);
   }

@@ -3,7 +3,7 @@
 // The process is not ours: its host may close the descriptor, open something else that gets its
 // number, fork at any moment and log in several threads. So:
 // - The descriptor is known by a mark, its file position, which is far behind the end of any file.
-//   Whoever writes looks for the mark before, and writes so that the position stays. That is
+//   A writer looks for the mark before, and writes so that the position stays. That is
 //   cheaper than to ask for device and inode, and tells the log from another opening of the same
 //   file too.
 // - A number is not given back, since another thread may be about to write to it. A new file takes

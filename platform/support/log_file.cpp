@@ -49,10 +49,10 @@ bool names(const std::string& path, const struct stat& file) {
          present.st_ino == file.st_ino;
 }
 
-// Moves the full file away, unless another thread or process has done so or is about to: whoever
-// does not get the lock writes on where it is. The lock belongs to the opening of the file, so the
-// descriptor has to be one that was opened for this, and not the one that all threads and forked
-// children share.
+// Moves the full file away, unless another thread or process has done so or is about to. A
+// writer that does not get the lock writes on where it is. The lock belongs to the opening of the
+// file, so the descriptor has to be one that was opened for this, and not the one that all threads
+// and forked children share.
 void move_away(const Descriptor& file, const std::string& path, const struct stat& full) {
   if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) return;
   if (names(path, full)) std::rename(path.c_str(), (path + ".1").c_str());

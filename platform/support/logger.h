@@ -1,10 +1,11 @@
-// The core logger: one line per call, for whoever has to find out later what a run did.
+// The core logger: one line per call, from which one can find out later what a run did.
 //
 // A line holds UTC time with microseconds, severity, process id and text:
 //   2024-01-31T12:00:00.000000Z 3 4711 Entering ...
-// Backslash, line ends, control characters, what changes the direction of writing, and invalid
-// UTF-8 in the text are written as \\, \n, \r, \t and \xNN, so that text from a drive can forge no
-// line. A line that would take more than 8 kB is cut, with the length of its text at the end:
+// Backslash, line ends, control characters, characters that change the direction of writing, and
+// invalid UTF-8 in the text are written as \\, \n, \r, \t and \xNN, so that text from a drive can
+// forge no line. A line that would take more than 8 kB is cut, with the length of its text at the
+// end:
 // "... (12345 bytes)".
 //
 // The destination is the file named by HVX_LOG_FILE ("-" is standard error), else

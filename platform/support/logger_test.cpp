@@ -77,7 +77,7 @@ TEST_F(Logger, TheSinkComesBeforeLevelAndDestination) {
   EXPECT_EQ(client(to_log_, "sink-log 0 text"), "0|text|\n");
   const std::string text(20'000, 'x');
   EXPECT_EQ(client(to_log_ + " HVX_LOG_LEVEL=0", "sink-log 4 " + text), "4|" + text + "|\n")
-      << "whoever reads answers of programs there needs all of them";
+      << "a sink that reads answers of programs needs all of each";
   EXPECT_EQ(lines().size(), 2u);  // with and without the sink
 }
 

@@ -53,7 +53,7 @@ class HVX_EXPORT TOSSpecific {
   // The working directory; empty when it has been removed.
   static std::string GetCurrentDir();
 
-  // The size in bytes; 0 for what is no readable regular file.
+  // The size in bytes; 0 unless it is a regular file that can be read.
   static std::uint64_t GetFileSize(const std::string& path);
 };
 

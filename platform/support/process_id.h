@@ -5,8 +5,9 @@
 
 namespace NKVRHVX20 {
 
-// Right in a forked child too, whoever forked it: the kernel empties the page where the id is kept.
-// May be called by any thread. The child of a vfork, which shares our memory, gets its parent's.
+// Right in a forked child too, also where the host forked it: the kernel empties the page where the
+// id is kept. May be called by any thread. The child of a vfork, which shares our memory, gets its
+// parent's.
 pid_t process_id() noexcept;
 
 }  // namespace NKVRHVX20

@@ -155,7 +155,7 @@ TEST_P(Deliveries, ARefusalThatSoundsLikeTheEndIsAFailure) {
   }
 }
 
-// TEST_Device with a count of the instances that there are.
+// TEST_Device with a count of the instances that live.
 int living, most_living;
 
 Ref<TEST_Device> counted_device(int number) {

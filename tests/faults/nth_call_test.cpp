@@ -104,8 +104,8 @@ using Parameter = std::tuple<Call, int /* of operations() */, Start>;
 std::string name_of(const testing::TestParamInfo<Parameter>& info) {
   static constexpr const char* kKinds[] = {"Fork", "Pipe", "Open", "Write", "Allocation", "Broker"};
   const auto& [kind, operation, start] = info.param;
-  return std::string(kKinds[static_cast<int>(kind)]) + "In" + (start == Start::Cold ? "First" : "") +
-         operations()[operation].name;
+  return std::string(kKinds[static_cast<int>(kind)]) + "In" +
+         (start == Start::Cold ? "First" : "") + operations()[operation].name;
 }
 
 void warm_up(World& world) {
@@ -270,7 +270,8 @@ TEST(OneByOne, MessageFileIsCutAtEveryByte) {
   in_warm_world([](World& world) {
     const auto file = world.place("/hddtest/hddtest.msg.xml");
     const auto size = fs::file_size(file);
-    settings().hidden = "/smartctl";  // a run that starts no program, so that there is time for all
+    settings().hidden =
+        "/smartctl";  // a run without programs is short enough to be done for each byte
     ASSERT_EQ(world.run(), "failed");
     const std::string whole = world.text_of_last_record();
     ASSERT_TRUE(whole.starts_with("HDST-100: ")) << whole;
