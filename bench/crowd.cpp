@@ -55,11 +55,12 @@ const sockaddr_in& server() {
     getsockname(options.listeners.front().get(), reinterpret_cast<sockaddr*>(result), &size);
     auto& few = bench::module_with(10);
     auto& many = bench::module_with(10'000);
-    new broker::http::Server(
+    static auto& server = *new broker::http::Server(
         [&](const auto& call, auto& reply) {
           (call.accept_language == "slow" ? many : few).service().answer(call, reply);
         },
         std::move(options));
+    static_cast<void>(server);
     return result;
   }();
   return address;

@@ -16,11 +16,11 @@
 
 namespace {
 
-constexpr char module_library[] = HDDTEST_LIBRARY_FOLDER "/libhddtest.cmpi.so";
-constexpr char empty_library[] = HDDTEST_BENCH_FOLDER "/libbench_empty.so";
+constexpr char kModuleLibrary[] = HDDTEST_LIBRARY_FOLDER "/libhddtest.cmpi.so";
+constexpr char kEmptyLibrary[] = HDDTEST_BENCH_FOLDER "/libbench_empty.so";
 
 // The providers' entry points.
-constexpr const char* entry_points[] = {
+constexpr const char* kEntryPoints[] = {
 #define INSTANCE(Class) #Class "_Provider_Create_InstanceMI", #Class "_Provider_Create_MethodMI",
 #define ASSOCIATION(Class) INSTANCE(Class) #Class "_Provider_Create_AssociationMI",
 #include "module/providers.def"
@@ -37,7 +37,7 @@ int load(const char* library) {
     return 1;
   }
   int made = 0;
-  for (const char* name : entry_points) {
+  for (const char* name : kEntryPoints) {
     using EntryPoint = void* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
     CMPIStatus status{CMPI_RC_OK, nullptr};
     const auto create = reinterpret_cast<EntryPoint>(dlsym(handle, name));
@@ -71,11 +71,11 @@ void measure(benchmark::State& state, const char* library, int expected) {
   state.counters["memory_bytes"] = least_memory;
 }
 
-BENCHMARK_CAPTURE(measure, module, module_library, static_cast<int>(std::size(entry_points)))
+BENCHMARK_CAPTURE(measure, module, kModuleLibrary, static_cast<int>(std::size(kEntryPoints)))
     ->Name("module")
     ->Iterations(1)
     ->UseManualTime();
-BENCHMARK_CAPTURE(measure, empty, empty_library, 0)->Name("empty")->Iterations(1)->UseManualTime();
+BENCHMARK_CAPTURE(measure, empty, kEmptyLibrary, 0)->Name("empty")->Iterations(1)->UseManualTime();
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 #include "bench/record_filler.h"
 #include "platform/cmpi/cmpi.h"
@@ -32,7 +33,7 @@ struct Column {
   Source source;
   const char* fixed;
 };
-const Column columns[] = {
+const Column kColumns[] = {
     {"Caption", CMPI_string, Fixed, "DiagnosticRecord"},
     {"Description", CMPI_string, Fixed, "Diagnostics results record"},
     {"ElementName", CMPI_string, Fixed, "Result for HDDTest"},
@@ -94,9 +95,9 @@ void set_number(CMPIInstance* instance, const char* name, CMPIUint16 number) {
 CMPIStatus enumerate_instances(CMPIInstanceMI*, const CMPIContext*, const CMPIResult* result,
                                const CMPIObjectPath* class_path, const char** properties) {
   const CMPIStatus ok = {CMPI_RC_OK, nullptr};
-  const Column* chosen[sizeof columns / sizeof *columns];
+  const Column* chosen[std::size(kColumns)];
   size_t width = 0;
-  for (const Column& column : columns)
+  for (const Column& column : kColumns)
     if (wanted(properties, column.name)) chosen[width++] = &column;
   CMPIString* name_space = class_path->ft->getNameSpace(class_path, nullptr);
   const char* place = name_space->ft->getCharPtr(name_space, nullptr);
@@ -154,7 +155,7 @@ CMPIStatus cleanup(CMPIInstanceMI*, const CMPIContext*, CMPIBoolean) {
   return {CMPI_RC_OK, nullptr};
 }
 
-const CMPIInstanceMIFT functions = {
+const CMPIInstanceMIFT kFunctions = {
     .ftVersion = CMPIVersion100,
     .miVersion = CMPIVersion100,
     .miName = "PlainRecord",
@@ -168,7 +169,7 @@ const CMPIInstanceMIFT functions = {
     .execQuery = nullptr,
     .enumerateInstancesFiltered = nullptr,
 };
-CMPIInstanceMI interface_table = {nullptr, &functions};
+CMPIInstanceMI interface_table = {nullptr, &kFunctions};
 
 }  // namespace
 

@@ -51,26 +51,26 @@ void message_file(benchmark::State& state) {
 }
 BENCHMARK(message_file);
 
-constexpr std::string_view time_stamp = "20240131120000.000000+060";
+constexpr std::string_view kTimeStamp = "20240131120000.000000+060";
 
 void date_time(benchmark::State& state) {
-  measure(state, time_stamp.size(),
-          [] { return ovk_cimple::Datetime::parse(time_stamp)->utc_offset_minutes() == 60; });
+  measure(state, kTimeStamp.size(),
+          [] { return ovk_cimple::Datetime::parse(kTimeStamp)->utc_offset_minutes() == 60; });
 }
 BENCHMARK(date_time);
 
 void manager_date_time(benchmark::State& state) {
-  measure(state, time_stamp.size(), [] {
-    return broker::is_datetime(time_stamp) && broker::datetime_microseconds(time_stamp) > 0;
+  measure(state, kTimeStamp.size(), [] {
+    return broker::is_datetime(kTimeStamp) && broker::datetime_microseconds(kTimeStamp) > 0;
   });
 }
 BENCHMARK(manager_date_time);
 
 void object_path(benchmark::State& state) {
-  constexpr std::string_view text =
+  constexpr std::string_view kPath =
       "root/cimv2:KAVRO_DiskDrive.CreationClassName=\"KAVRO_DiskDrive\",DeviceID=\"/dev/sda\","
       "SystemCreationClassName=\"KAVRO_ComputerSystem\",SystemName=\"host.example.org\"";
-  measure(state, text.size(), [&] { return broker::ObjectPath::parse(text).keys.size() == 4; });
+  measure(state, kPath.size(), [&] { return broker::ObjectPath::parse(kPath).keys.size() == 4; });
 }
 BENCHMARK(object_path);
 

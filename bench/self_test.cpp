@@ -12,7 +12,7 @@ namespace {
 
 using broker::Name;
 
-constexpr int runs = 10;  // in one iteration, so that the start of the shell does not count much
+constexpr int kRuns = 10;  // in one iteration, so that the start of the shell does not count much
 
 broker::ObjectPath path(const char* class_name, const char* system, const char* key,
                         const char* value) {
@@ -33,9 +33,9 @@ void measure(benchmark::State& state, Action action) {
     const auto start = std::chrono::steady_clock::now();
     action();
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-    state.SetIterationTime(time.count() / runs);
+    state.SetIterationTime(time.count() / kRuns);
   }
-  const double all = static_cast<double>(state.iterations()) * runs;
+  const double all = static_cast<double>(state.iterations()) * kRuns;
   const double used = processor_seconds(RUSAGE_SELF) - own;
   state.counters["own_seconds"] = used / all;
   state.counters["all_seconds"] = (used + processor_seconds(RUSAGE_CHILDREN) - others) / all;
@@ -51,7 +51,7 @@ void module(benchmark::State& state) {
   };
   run();
   measure(state, [&] {
-    for (int i = 0; i < runs; ++i)
+    for (int i = 0; i < kRuns; ++i)
       if (!run().find("Job")) state.SkipWithError("a run made no job");
   });
   const auto record =
@@ -61,7 +61,7 @@ void module(benchmark::State& state) {
 BENCHMARK(module)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 void shell_loop(benchmark::State& state) {
-  const std::string script = "i=0; while [ $i -lt " + std::to_string(runs) + R"( ]; do
+  const std::string script = "i=0; while [ $i -lt " + std::to_string(kRuns) + R"( ]; do
     information=$(smartctl -i /dev/sda)
     before=$(smartctl -l selftest /dev/sda)
     started=$(smartctl -t short /dev/sda)

@@ -40,9 +40,9 @@ bool outcome() {
 bool count() { return engine_of_all().CountLogNumer(log_text()) == 21; }
 
 bool search() {
-  static constexpr char missing[] = "Self-test routine in progress";
+  static constexpr char kMissing[] = "Self-test routine in progress";
   const std::string& text = log_text();
-  return memmem(text.data(), text.size(), missing, sizeof missing - 1) == nullptr;
+  return memmem(text.data(), text.size(), kMissing, sizeof kMissing - 1) == nullptr;
 }
 
 void measure(benchmark::State& state, std::initializer_list<bool (*)()> parts) {
