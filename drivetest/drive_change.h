@@ -13,6 +13,8 @@ struct DriveState {
   // The drive's log when it was last looked at, as it was then; not set before the first look.
   std::optional<std::vector<LogEntry>> log;
   std::optional<TestRow> running;  // there is one at most
+
+  bool operator==(const DriveState&) const = default;
 };
 
 // What is not set stays as it is.

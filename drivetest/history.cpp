@@ -43,11 +43,6 @@ std::vector<KeptTest> tests_of(Database& database, Query numbers) {
   return tests;
 }
 
-std::optional<std::int64_t> running_number(Database& database, std::int64_t drive) {
-  return number_of(
-      database.query("SELECT number FROM tests WHERE drive = ? AND outcome IS NULL", drive));
-}
-
 }  // namespace
 
 Time History::next_recorded(std::int64_t drive) {
@@ -90,56 +85,36 @@ bool History::withdraw(std::int64_t number) {
   return is_done;
 }
 
-bool History::progress(std::int64_t number, Time looked,
-                       std::optional<unsigned> remaining_percent) {
+bool History::update(const TestRow& row) {
   bool is_done = false;
-  write([&] {
-    database_->run(
-        "UPDATE tests SET progressed = iif(looked IS NOT NULL AND remaining_percent IS ?3,"
-        " progressed, ?2), looked = ?2, remaining_percent = ?3"
-        " WHERE number = ?1 AND outcome IS NULL",
-        number, time_text(looked), remaining_percent);
-    is_done = database_->changes() > 0;
-  });
+  write([&] { is_done = update_test(*database_, row); });
   return is_done;
 }
 
-bool History::end(const TestRow& row) {
-  if (!row.outcome) throw std::invalid_argument("a test that ends has an outcome");
-  bool is_done = false;
-  write([&] { is_done = end_test(*database_, row); });
-  return is_done;
-}
-
-std::vector<LogEntry> History::log_seen(std::string_view drive) {
-  std::vector<LogEntry> log;
+DriveState History::state(std::string_view drive) {
+  DriveState state;
   read([&] {
-    log.clear();
     const auto number = find_drive(*database_, options_.host.machine_id, drive);
-    if (number) log = read_log(*database_, LogTable::Seen, *number);
+    state = number ? read_state(*database_, *number) : DriveState{};
   });
-  return log;
+  return state;
 }
 
-bool History::add_found(const Drive& drive, const std::vector<LogEntry>& before,
-                        const std::vector<LogEntry>& now, const std::vector<TestRow>& found) {
-  std::vector<TestRow> rows;
-  for (const TestRow& row : found) {
-    if (!row.outcome) throw std::invalid_argument("a test that was found has an outcome");
-    rows.push_back(completed(drive, row));
-  }
+bool History::change(const Drive& drive, const DriveState& before, const DriveChange& change) {
+  const TestRow any = completed(
+      drive, change.added.empty() ? change.running.value_or(TestRow{}) : change.added.front());
   bool is_done = false;
   write([&] {
-    is_done = false;
-    const TestRow any = completed(drive, rows.empty() ? TestRow{} : rows.front());
     const std::int64_t number = keep_drive(*database_, {drive, any});
-    if (read_log(*database_, LogTable::Seen, number) != before) return;
-    for (TestRow& row : rows) {
+    is_done = read_state(*database_, number) == before;
+    if (!is_done) return;
+    if (change.running) update_test(*database_, *change.running);
+    for (const TestRow& added : change.added) {
+      TestRow row = completed(drive, added);
       row.recorded = next_recorded(number);
       insert_test(*database_, number, row);
     }
-    replace_log(*database_, LogTable::Seen, number, now);
-    is_done = before != now || !rows.empty();
+    if (change.log) keep_log_seen(*database_, number, *change.log, options_.clock());
   });
   return is_done;
 }
@@ -244,7 +219,7 @@ History::Import History::import(const KeptTest& test) {
     if (!here || here->row.drive != row.drive || here->row.machine_id != row.machine_id)
       return Import::Different;
     if (!row.outcome || here->row == row) return Import::Unchanged;
-    return end_test(*database_, row) ? Import::Ended : Import::Different;
+    return update_test(*database_, row) ? Import::Ended : Import::Different;
   };
   write([&] { what = take(); });
   return what;

@@ -4,8 +4,8 @@
 //
 // Several processes may use one history at once. A History is one thread's at a time and belongs to
 // the process that made it, not to a child after fork. Calls block while others write, each at most
-// for the patience. When begin, end or another function that writes has returned, the disk has it;
-// when it has thrown, nothing was written.
+// for the patience. When begin, update or another function that writes has returned, the disk has
+// it; when it has thrown, nothing was written.
 //
 // Functions throw HistoryError, whose words say what to do, or std::bad_alloc. A damaged file is no
 // error: it is given another name, a new history is begun, and take_notes tells it.
@@ -19,6 +19,7 @@
 #include <string_view>
 #include <vector>
 
+#include "drivetest/drive_change.h"
 #include "drivetest/history_error.h"
 #include "drivetest/test_row.h"
 
@@ -67,20 +68,16 @@ class History {
   // Takes back a row that was begun where the drive has begun nothing. False if it runs no more.
   bool withdraw(std::int64_t number);
 
-  // What a look has shown of a running test. False if it runs no more.
-  bool progress(std::int64_t number, Time looked, std::optional<unsigned> remaining_percent);
-  // Keeps how the test with the row's number has ended; the row has an outcome. A test ends once:
+  // Brings the row with the row's number up to date; with an outcome it ends. A test ends once:
   // false, and nothing changes, if somebody else has told its end or there is no such test.
-  bool end(const TestRow& row);
+  bool update(const TestRow& row);
 
-  // The drive's log as it was when last told here, to see which entries are new.
-  std::vector<LogEntry> log_seen(std::string_view drive);
-  // Keeps tests that a look has found in the drive's log, and that log. `before` is what log_seen
-  // gave when they were worked out: false, and nothing changes, if another process has told of a
-  // look since, as after the same call a second time. The oldest test comes first. Rows have an
-  // outcome.
-  bool add_found(const Drive& drive, const std::vector<LogEntry>& before,
-                 const std::vector<LogEntry>& now, const std::vector<TestRow>& found);
+  // What the history knows of a drive of this machine, by its identity.
+  DriveState state(std::string_view drive);
+  // Keeps what a look at the drive has changed. `before` is what state gave when it was worked out:
+  // false, and nothing changes, if somebody else has changed it since. So what a log shows is taken
+  // over once. Rows that are added get what begin gives them.
+  bool change(const Drive& drive, const DriveState& before, const DriveChange& change);
 
   // The rows of this machine that run.
   std::vector<KeptTest> running();

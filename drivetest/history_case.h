@@ -82,7 +82,7 @@ class HistoryCase : public testing::Test {
   static std::int64_t tested(History& history, unsigned number) {
     const std::int64_t row = history.begin(drive(number), begun_row(number)).number;
     EXPECT_NE(row, 0);
-    EXPECT_TRUE(history.end(ended_row(row)));
+    EXPECT_TRUE(history.update(ended_row(row)));
     return row;
   }
 

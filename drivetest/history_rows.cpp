@@ -98,8 +98,32 @@ constexpr LogStatements kSeen = {
     "DELETE FROM log_seen WHERE drive = ?",
     "INSERT INTO log_seen VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"};
 
-const LogStatements& statements_of(LogTable table) {
-  return table == LogTable::Before ? kBefore : kSeen;
+std::vector<LogEntry> read_log(Database& database, const LogStatements& table, std::int64_t owner) {
+  Query query = database.query(table.select, owner);
+  std::vector<LogEntry> log;
+  while (query.step()) {
+    LogEntry& entry = log.emplace_back();
+    entry.test_code = next_small<int>(query);
+    entry.kind = next_optional_name(query, test_kind_named);
+    entry.result_code = next_small<int>(query);
+    entry.remaining_percent = next_optional_small<unsigned>(query);
+    entry.hours = query.next_optional_unsigned();
+    entry.first_bad_block = query.next_optional_unsigned();
+    entry.segment = next_optional_small<unsigned>(query);
+    entry.namespace_id = query.next_optional_integer();
+    entry.error_codes = divided(query.next_text());
+  }
+  return log;
+}
+
+void replace_log(Database& database, const LogStatements& table, std::int64_t owner,
+                 const std::vector<LogEntry>& log) {
+  database.run(table.remove, owner);
+  std::int64_t position = 0;
+  for (const LogEntry& entry : log)
+    database.run(table.insert, owner, position++, entry.test_code, name_of_optional(entry.kind),
+                 entry.result_code, entry.remaining_percent, entry.hours, entry.first_bad_block,
+                 entry.segment, entry.namespace_id, joined(entry.error_codes));
 }
 
 }  // namespace
@@ -146,11 +170,11 @@ std::int64_t insert_test(Database& database, std::int64_t drive, const TestRow& 
       name_of_optional(row.outcome), row.cause, row.result_code, row.first_bad_block, row.segment,
       row.hours, row.hours_at_start);
   const std::int64_t number = database.last_number();
-  if (!row.outcome) replace_log(database, LogTable::Before, number, row.log_before);
+  if (!row.outcome) replace_log(database, kBefore, number, row.log_before);
   return number;
 }
 
-bool end_test(Database& database, const TestRow& row) {
+bool update_test(Database& database, const TestRow& row) {
   database.run(
       "UPDATE tests SET kind = ?, test_code = ?, started = ?, ended = ?, looked = ?,"
       " remaining_percent = ?, progressed = ?, outcome = ?, cause = ?, result_code = ?,"
@@ -160,8 +184,15 @@ bool end_test(Database& database, const TestRow& row) {
       name_of_optional(row.outcome), row.cause, row.result_code, row.first_bad_block, row.segment,
       row.hours, row.number);
   if (database.changes() == 0) return false;
-  replace_log(database, LogTable::Before, row.number, {});
+  if (row.outcome) replace_log(database, kBefore, row.number, {});
   return true;
+}
+
+std::optional<std::int64_t> running_number(Database& database, std::int64_t drive) {
+  Query query =
+      database.query("SELECT number FROM tests WHERE drive = ? AND outcome IS NULL", drive);
+  if (!query.step()) return std::nullopt;
+  return query.next_integer();
 }
 
 std::optional<Time> last_recorded(Database& database, std::int64_t drive) {
@@ -215,37 +246,25 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number) {
   row.segment = next_optional_small<unsigned>(query);
   row.hours = query.next_optional_unsigned();
   row.hours_at_start = query.next_optional_unsigned();
-  if (!row.outcome) row.log_before = read_log(database, LogTable::Before, number);
+  if (!row.outcome) row.log_before = read_log(database, kBefore, number);
   return test;
 }
 
-std::vector<LogEntry> read_log(Database& database, LogTable table, std::int64_t owner) {
-  Query query = database.query(statements_of(table).select, owner);
-  std::vector<LogEntry> log;
-  while (query.step()) {
-    LogEntry& entry = log.emplace_back();
-    entry.test_code = next_small<int>(query);
-    entry.kind = next_optional_name(query, test_kind_named);
-    entry.result_code = next_small<int>(query);
-    entry.remaining_percent = next_optional_small<unsigned>(query);
-    entry.hours = query.next_optional_unsigned();
-    entry.first_bad_block = query.next_optional_unsigned();
-    entry.segment = next_optional_small<unsigned>(query);
-    entry.namespace_id = query.next_optional_integer();
-    entry.error_codes = divided(query.next_text());
+DriveState read_state(Database& database, std::int64_t drive) {
+  DriveState state;
+  {
+    Query query = database.query("SELECT looked FROM drives WHERE number = ?", drive);
+    if (query.step() && query.next_optional_text()) state.log = read_log(database, kSeen, drive);
   }
-  return log;
+  if (const auto number = running_number(database, drive))
+    if (auto test = read_test(database, *number)) state.running = std::move(test->row);
+  return state;
 }
 
-void replace_log(Database& database, LogTable table, std::int64_t owner,
-                 const std::vector<LogEntry>& log) {
-  database.run(statements_of(table).remove, owner);
-  std::int64_t position = 0;
-  for (const LogEntry& entry : log)
-    database.run(statements_of(table).insert, owner, position++, entry.test_code,
-                 name_of_optional(entry.kind), entry.result_code, entry.remaining_percent,
-                 entry.hours, entry.first_bad_block, entry.segment, entry.namespace_id,
-                 joined(entry.error_codes));
+void keep_log_seen(Database& database, std::int64_t drive, const std::vector<LogEntry>& log,
+                   Time looked) {
+  replace_log(database, kSeen, drive, log);
+  database.run("UPDATE drives SET looked = ? WHERE number = ?", time_text(looked), drive);
 }
 
 }  // namespace drivetest

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "drivetest/database.h"
-#include "drivetest/look.h"
+#include "drivetest/drive_change.h"
 #include "drivetest/test_row.h"
 
 namespace drivetest {
@@ -20,17 +20,18 @@ std::int64_t keep_drive(Database& database, const KeptTest& test);
 
 // As it stands, and with its log of before; returns its number.
 std::int64_t insert_test(Database& database, std::int64_t drive, const TestRow& row);
-// Sets how the test ended where it runs; returns whether it did.
-bool end_test(Database& database, const TestRow& row);
+// What a running row is to be, found by its number; returns whether there was one.
+bool update_test(Database& database, const TestRow& row);
+// The drive's running row.
+std::optional<std::int64_t> running_number(Database& database, std::int64_t drive);
 // When the newest row of the drive was recorded.
 std::optional<Time> last_recorded(Database& database, std::int64_t drive);
 
 // With the log of before, if the test runs.
 std::optional<KeptTest> read_test(Database& database, std::int64_t number);
 
-enum class LogTable { Before, Seen };  // of a test, of a drive
-std::vector<LogEntry> read_log(Database& database, LogTable table, std::int64_t owner);
-void replace_log(Database& database, LogTable table, std::int64_t owner,
-                 const std::vector<LogEntry>& log);
+DriveState read_state(Database& database, std::int64_t drive);
+void keep_log_seen(Database& database, std::int64_t drive, const std::vector<LogEntry>& log,
+                   Time looked);
 
 }  // namespace drivetest

@@ -22,6 +22,7 @@ CREATE TABLE drives (
   world_wide_name TEXT NOT NULL,
   size ANY,                  -- bytes
   is_rotational INTEGER CHECK (is_rotational IN (0, 1)),
+  looked TEXT CHECK (strftime('%Y-%m-%dT%H:%M:%SZ', looked) = looked),  -- at its log
   UNIQUE (machine_id, identity)
 ) STRICT;
 

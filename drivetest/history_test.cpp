@@ -84,7 +84,7 @@ TEST_F(HistoryTest, KeepsARowWithAllThatItSays) {
   end.first_bad_block = std::uint64_t{1} << 63;
   end.segment = 4;
   end.hours = 65535;
-  EXPECT_TRUE(history.end(end));
+  EXPECT_TRUE(history.update(end));
   end.log_before.clear();
   EXPECT_EQ(history.find(number)->row, end);
   EXPECT_EQ(history.find(number)->row.duration(), 5min);
@@ -102,7 +102,7 @@ TEST_F(HistoryTest, HasOneRunningTestOfADriveAndMachine) {
   EXPECT_NE(other.begin(drive(2), begun_row()).number, 0);
   History elsewhere(options("b"));
   EXPECT_NE(elsewhere.begin(drive(1), begun_row()).number, 0);
-  EXPECT_TRUE(history.end(ended_row(first)));
+  EXPECT_TRUE(history.update(ended_row(first)));
   EXPECT_NE(other.begin(drive(1), begun_row()).number, 0);
 }
 
@@ -120,13 +120,14 @@ TEST_F(HistoryTest, HasTablesThatRefuseASecondRunningTest) {
 TEST_F(HistoryTest, EndsATestOnce) {
   History history(options());
   const std::int64_t number = history.begin(drive(1), begun_row()).number;
-  EXPECT_TRUE(history.end(ended_row(number, Outcome::Failed)));
-  EXPECT_FALSE(history.end(ended_row(number, Outcome::Passed)));
-  EXPECT_FALSE(history.progress(number, now, 10));
+  EXPECT_TRUE(history.update(ended_row(number, Outcome::Failed)));
+  EXPECT_FALSE(history.update(ended_row(number, Outcome::Passed)));
+  TestRow running = begun_row();
+  running.number = number;
+  EXPECT_FALSE(history.update(running));
   EXPECT_FALSE(history.withdraw(number));
-  EXPECT_FALSE(history.end(ended_row(number + 1)));
+  EXPECT_FALSE(history.update(ended_row(number + 1)));
   EXPECT_EQ(history.find(number)->row.outcome, Outcome::Failed);
-  EXPECT_THROW(history.end(begun_row()), std::invalid_argument);
 }
 
 TEST_F(HistoryTest, TakesBackWhatTheDriveHasNotBegun) {
@@ -138,41 +139,68 @@ TEST_F(HistoryTest, TakesBackWhatTheDriveHasNotBegun) {
   EXPECT_GT(history.begin(drive(1), begun_row()).number, number);  // no number twice
 }
 
-TEST_F(HistoryTest, KnowsSinceWhenATestHasMadeProgress) {
+TEST_F(HistoryTest, BringsARunningTestUpToDate) {
   History history(options());
   const std::int64_t number = history.begin(drive(1), begun_row()).number;
-  const auto progressed = [&] { return history.find(number)->row.progressed; };
-  EXPECT_TRUE(history.progress(number, now, std::nullopt));
-  EXPECT_EQ(progressed(), now);
-  EXPECT_TRUE(history.progress(number, now + 1min, 90));
-  EXPECT_TRUE(history.progress(number, now + 2min, 90));
-  EXPECT_EQ(progressed(), now + 1min);
-  EXPECT_EQ(history.find(number)->row.looked, now + 2min);
-  EXPECT_TRUE(history.progress(number, now + 3min, 80));
-  EXPECT_EQ(progressed(), now + 3min);
-  EXPECT_EQ(history.find(number)->row.remaining_percent, 80U);
+  TestRow row = history.find(number)->row;
+  row.looked = now + 2min;
+  row.progressed = now + 1min;
+  row.remaining_percent = 90;
+  row.kind = TestKind::Long;
+  EXPECT_TRUE(history.update(row));
+  EXPECT_EQ(history.find(number)->row, row);
+  row.remaining_percent.reset();
+  EXPECT_TRUE(history.update(row));
+  EXPECT_EQ(history.running(drive(1).identity())->row, row);
 }
 
 TEST_F(HistoryTest, TakesOverWhatALogShowsOnce) {
   History history(options());
-  const std::vector<LogEntry> log = {entry(50), entry(50), entry(40)};
-  std::vector<TestRow> found(3);
-  for (TestRow& row : found) {
-    row.source = Source::Other;
-    row.outcome = Outcome::Passed;
-  }
-  EXPECT_TRUE(history.add_found(drive(1), {}, log, found));
-  EXPECT_FALSE(history.add_found(drive(1), {}, log, found));
-  EXPECT_EQ(history.log_seen(drive(1).identity()), log);
-  EXPECT_EQ(history.of_drive(drive(1).identity(), 10).size(), 3U);
-  // The same entries once more are other tests, where a look of before has been seen.
-  const std::vector<LogEntry> longer = {entry(50), entry(50), entry(50), entry(40)};
-  EXPECT_TRUE(history.add_found(drive(1), log, longer, {found.front()}));
-  EXPECT_FALSE(history.add_found(drive(1), log, longer, {found.front()}));
-  EXPECT_EQ(history.of_drive(drive(1).identity(), 10).size(), 4U);
-  EXPECT_TRUE(history.log_seen(drive(2).identity()).empty());
-  // Nothing new.
-  EXPECT_FALSE(history.add_found(drive(1), longer, longer, {}));
+  const std::string identity = drive(1).identity();
+  TestRow found;
+  found.source = Source::Other;
+  found.outcome = Outcome::Passed;
+  DriveChange change;
+  change.log = {entry(50), entry(50), entry(40)};
+  change.added = {found, found, found};
+  const DriveState unknown = history.state(identity);
+  EXPECT_FALSE(unknown.log);
+  EXPECT_TRUE(history.change(drive(1), unknown, change));
+  EXPECT_FALSE(history.change(drive(1), unknown, change));
+  EXPECT_EQ(history.of_drive(identity, 10).size(), 3U);
+  const DriveState known = history.state(identity);
+  EXPECT_EQ(known.log, change.log);
+  // An entry like the others is another test, where a look of before has been seen.
+  change.log->push_back(entry(40));
+  change.added = {found};
+  EXPECT_TRUE(history.change(drive(1), known, change));
+  EXPECT_FALSE(history.change(drive(1), known, change));
+  EXPECT_EQ(history.of_drive(identity, 10).size(), 4U);
+  EXPECT_FALSE(history.state(drive(2).identity()).log);
+}
+
+TEST_F(HistoryTest, KnowsAnEmptyLogFromOneThatWasNotSeen) {
+  History history(options());
+  DriveChange change;
+  change.log.emplace();
+  EXPECT_TRUE(history.change(drive(1), {}, change));
+  EXPECT_EQ(history.state(drive(1).identity()).log, std::vector<LogEntry>());
+}
+
+TEST_F(HistoryTest, ChangesNothingOfADriveThatSomebodyElseHasChanged) {
+  History history(options());
+  history.begin(drive(1), begun_row());
+  const DriveState before = history.state(drive(1).identity());
+  DriveChange change;
+  change.running = before.running;
+  change.running->remaining_percent = 50;
+  EXPECT_TRUE(History(options()).change(drive(1), before, change));
+  change.running = ended_row(before.running->number);
+  change.log.emplace();
+  EXPECT_FALSE(history.change(drive(1), before, change));
+  EXPECT_EQ(history.running(drive(1).identity())->row.remaining_percent, 50U);
+  EXPECT_TRUE(history.change(drive(1), history.state(drive(1).identity()), change));
+  EXPECT_FALSE(history.running(drive(1).identity()));
 }
 
 TEST_F(HistoryTest, ShowsTheNewestFirst) {
@@ -200,7 +228,7 @@ TEST_F(HistoryTest, KeepsTheOrderWhenTheClockGoesBack) {
   TestRow row = ended_row(before);
   now -= 24h * 365;
   row.ended = now;
-  EXPECT_TRUE(history.end(row));
+  EXPECT_TRUE(history.update(row));
   const std::int64_t after = tested(history, 1);
   EXPECT_THAT(numbers_of(history.of_drive(drive(1).identity(), 9)), ElementsAre(after, before));
   EXPECT_EQ(history.last_of_each_drive().front().row.number, after);
@@ -218,8 +246,9 @@ TEST_F(HistoryTest, TakesAnyClockForATimeOfItsYears) {
   TestRow row = begun_row();
   const std::int64_t early = history.begin(drive(1), row).number;
   EXPECT_EQ(history.find(early)->row.started, Time{});
-  now = Time::max();
-  EXPECT_TRUE(history.progress(early, now, 10));
+  row = history.find(early)->row;
+  row.looked = Time::max();
+  EXPECT_TRUE(history.update(row));
   EXPECT_EQ(text_of(history.database(), "SELECT looked FROM tests"), "9999-12-31T23:59:59Z");
 }
 
@@ -229,7 +258,10 @@ TEST_F(HistoryTest, ForgetsWhatEndedBeforeADate) {
   const std::int64_t running = history.begin(drive(1), begun_row()).number;
   TestRow found;
   found.outcome = Outcome::Passed;
-  EXPECT_TRUE(history.add_found(drive(2), {}, {entry(1)}, {found}));
+  DriveChange change;
+  change.log = {entry(1)};
+  change.added = {found};
+  EXPECT_TRUE(history.change(drive(2), {}, change));
   now += 24h;
   const std::int64_t recent = tested(history, 2);
   EXPECT_EQ(history.forget_before(now), 2U);
@@ -238,8 +270,8 @@ TEST_F(HistoryTest, ForgetsWhatEndedBeforeADate) {
   EXPECT_THAT(numbers_of(history.of_drive(drive(2).identity(), 9)), ElementsAre(recent));
   EXPECT_EQ(history.forget_before(now), 0U);
   // What was forgotten is not taken over again.
-  EXPECT_FALSE(history.add_found(drive(2), {}, {entry(1)}, {found}));
-  EXPECT_EQ(history.log_seen(drive(2).identity()).size(), 1U);
+  EXPECT_FALSE(history.change(drive(2), {}, change));
+  EXPECT_EQ(history.state(drive(2).identity()).log, change.log);
 }
 
 TEST_F(HistoryTest, ShowsWhatADriveSaidLast) {
@@ -305,8 +337,10 @@ TEST_F(HistoryTest, LooksTestsUpByIndex) {
   history.last_of_each_drive();
   history.running();
   history.running(drive(1).identity());
-  history.add_found(drive(1), {}, {entry(1)}, {ended_row(0)});
-  history.log_seen(drive(1).identity());
+  DriveChange change;
+  change.log = {entry(1)};
+  change.added = {ended_row(0)};
+  EXPECT_TRUE(history.change(drive(1), history.state(drive(1).identity()), change));
   KeptTest other = *history.find(1);
   other.row.id = "other";
   history.import(other);

@@ -78,27 +78,6 @@ std::string identity_of(const Drive& drive) {
   return identity.empty() ? drive.identity_at_place() : identity;
 }
 
-DriveState state_in(History& history, const std::string& identity) {
-  DriveState state;
-  state.log = history.log_seen(identity);
-  if (auto kept = history.running(identity)) state.running = std::move(kept->row);
-  return state;
-}
-
-void keep(History& history, const Drive& drive, const DriveState& before,
-          const DriveChange& change) {
-  if (const auto& row = change.running; row && row->outcome)
-    history.end(*row);
-  else if (row)
-    history.progress(row->number, *row->looked, row->remaining_percent);
-  std::vector<TestRow> found;
-  std::copy_if(change.added.begin(), change.added.end(), std::back_inserter(found),
-               [](const TestRow& row) { return row.outcome.has_value(); });
-  if (change.log) history.add_found(drive, *before.log, *change.log, found);
-  for (const TestRow& row : change.added)
-    if (!row.outcome) history.begin(drive, row);
-}
-
 }  // namespace
 
 // What the drive shows goes through the history, so that several processes at once see one truth.
@@ -118,8 +97,8 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
   if (history_ && remembered == remembered_.end()) {
     try {
       history_->together([&] {
-        const DriveState before = state_in(*history_, identity);
-        keep(*history_, drive, before, decide_on(before));
+        const DriveState before = history_->state(identity);
+        history_->change(drive, before, decide_on(before));
         if (after->running) after->running = history_->running(identity).value().row;
       });
       return after->running;
