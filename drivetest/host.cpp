@@ -14,9 +14,11 @@ Host this_host() {
   Host host;
   std::string id;
   std::getline(std::ifstream("/etc/machine-id"), id);
+  id = platform::lower(id);
   constexpr std::size_t kDigits = 32;
   // systemd writes "uninitialized" before the first boot.
-  if (id.size() == kDigits) host.machine_id = platform::lower(id);
+  if (id.size() == kDigits && id.find_first_not_of("0123456789abcdef") == std::string::npos)
+    host.machine_id = id;
   struct utsname names {};
   if (uname(&names) == 0) host.name = names.nodename;
   return host;
