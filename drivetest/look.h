@@ -19,7 +19,7 @@ struct LogEntry {
   std::optional<unsigned> remaining_percent;
   std::optional<std::uint64_t> hours;  // power-on hours; 16 bits, but for NVMe
   std::optional<std::uint64_t> first_bad_block;
-  std::optional<unsigned> segment;
+  std::optional<unsigned> segment;           // of a failed test
   std::optional<std::int64_t> namespace_id;  // NVMe; -1: all
   // SCSI sense key, code and qualifier, or NVMe status code type and status code.
   std::vector<unsigned> error_codes;
@@ -31,6 +31,10 @@ struct LogEntry {
 struct RunningTest {
   std::optional<TestKind> kind;               // ATA's status does not tell it
   std::optional<unsigned> remaining_percent;  // in the drive's own steps: ATA 10 %, others 1 %
+  // Some drives say the same when the test has ended. Then its entry in the log decides.
+  bool is_doubtful = false;
+
+  bool operator==(const RunningTest&) const = default;
 };
 
 // Why a look told less than it might.

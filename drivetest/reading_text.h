@@ -1,0 +1,20 @@
+// What has been read from a tool, as text that tests compare: every fact that was told, on a line
+// of its own.
+#pragma once
+
+#include <string>
+
+#include "drivetest/drive_access.h"
+#include "drivetest/look.h"
+#include "drivetest/tool_output.h"
+
+namespace drivetest {
+
+std::string text_of(const Look& look);
+std::string text_of(const Reply& reply);
+
+// What a reader makes of an output: "smartctl" (completed by settle), "id-ctrl", "self-test-log",
+// or "reply" for what follows a start or a stop. Empty for another word.
+std::string reading_of(const std::string& way, const ToolOutput& output);
+
+}  // namespace drivetest

@@ -1,0 +1,22 @@
+// Reads what smartctl prints with --json=o. Pure: nothing is run.
+#pragma once
+
+#include "drivetest/look.h"
+#include "drivetest/tool_output.h"
+
+namespace drivetest {
+
+// Older ones print no log of SCSI drives as JSON.
+inline constexpr ToolVersion kOldestSmartctl{7, 3};
+// Older ones know nothing of the self-tests of NVMe drives.
+inline constexpr ToolVersion kFirstSmartctlOfNvmeTests{7, 4};
+
+struct SmartctlReport {
+  ToolVersion version;
+  Look look;  // to be completed by settle (inability.h)
+};
+
+// Whatever the tool has printed: what is told is in the look, also besides a fault.
+SmartctlReport read_smartctl(const Place& place, const ToolOutput& output);
+
+}  // namespace drivetest
