@@ -64,7 +64,7 @@ std::size_t RequestReader::take(std::string_view bytes) {
   if (before == Stage::Complete || before == Stage::Faulty) return 0;
   std::size_t taken = 0;
   while (taken < bytes.size() && stage() == before) {
-    if (place_ == Place::Body || place_ == Place::Chunk) {
+    if (position_ == Position::Body || position_ == Position::Chunk) {
       taken += take_of_body(bytes.substr(taken));
     } else {
       take_of_line(bytes[taken++]);
@@ -74,13 +74,13 @@ std::size_t RequestReader::take(std::string_view bytes) {
 }
 
 RequestReader::Stage RequestReader::stage() const {
-  switch (place_) {
-    case Place::RequestLine:
-    case Place::Fields:
+  switch (position_) {
+    case Position::RequestLine:
+    case Position::Fields:
       return Stage::Head;
-    case Place::Complete:
+    case Position::Complete:
       return Stage::Complete;
-    case Place::Faulty:
+    case Position::Faulty:
       return Stage::Faulty;
     default:
       return Stage::Body;
@@ -93,44 +93,45 @@ std::size_t RequestReader::take_of_body(std::string_view bytes) {
   const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left_, bytes.size()));
   body_.append(bytes, 0, count);
   left_ -= count;
-  if (left_ == 0) place_ = place_ == Place::Chunk ? Place::ChunkEnd : Place::Complete;
+  if (left_ == 0)
+    position_ = position_ == Position::Chunk ? Position::ChunkEnd : Position::Complete;
   return count;
 }
 
 // A byte that is wrong by itself is refused at once: a client of another protocol may never send a
 // line end.
 void RequestReader::take_of_line(char byte) {
-  const bool in_chunk_line = place_ == Place::ChunkSize || place_ == Place::ChunkEnd;
+  const bool in_chunk_line = position_ == Position::ChunkSize || position_ == Position::ChunkEnd;
   if (!in_chunk_line && ++head_size_ > most_head_) return refuse(431);
   if (std::exchange(after_return_, byte == '\r')) return byte == '\n' ? end_line() : refuse(400);
   if (byte == '\r') return;
-  if (is_control(byte) || place_ == Place::ChunkEnd ||
+  if (is_control(byte) || position_ == Position::ChunkEnd ||
       (in_chunk_line && line_.size() >= kMostOfChunkLine))
     return refuse(400);
   line_ += byte;
 }
 
 void RequestReader::end_line() {
-  switch (place_) {
-    case Place::RequestLine:
+  switch (position_) {
+    case Position::RequestLine:
       read_request_line();
       break;
-    case Place::Fields:
+    case Position::Fields:
       if (line_.empty()) {
         end_head();
       } else {
         read_field();
       }
       break;
-    case Place::ChunkSize:
+    case Position::ChunkSize:
       read_chunk_size();
       break;
-    case Place::ChunkEnd:
-      place_ = Place::ChunkSize;
+    case Position::ChunkEnd:
+      position_ = Position::ChunkSize;
       break;
     default:  // a trailer, of which nothing is used
       if (line_.empty()) {
-        place_ = Place::Complete;
+        position_ = Position::Complete;
       } else {
         read_field();
       }
@@ -152,7 +153,7 @@ void RequestReader::read_request_line() {
   head_.method = method;
   head_.target = target;
   head_.version = rest;
-  place_ = Place::Fields;
+  position_ = Position::Fields;
 }
 
 // Refuses folded lines too: they begin with a blank, which no name does.
@@ -161,7 +162,7 @@ void RequestReader::read_field() {
   const bool has_colon = value.find(':') != std::string_view::npos;
   const std::string_view name = take_to(value, ':');
   if (!has_colon || !is_token(name)) return refuse(400);
-  if (place_ == Place::Trailer) return;
+  if (position_ == Position::Trailer) return;
   if (head_.fields.size() == kMostFields) return refuse(431);
   head_.fields.emplace_back(name, trim(value));
 }
@@ -187,7 +188,7 @@ void RequestReader::end_head() {
   if (encoding) {
     if (const int fault = encoding_fault(*encoding); fault != 0) return refuse(fault);
     length_.reset();
-    place_ = Place::ChunkSize;
+    position_ = Position::ChunkSize;
     return;
   }
   if (length) {
@@ -197,19 +198,19 @@ void RequestReader::end_head() {
     if (read.ec != std::errc()) return refuse(413);
     length_ = left_;
   }
-  place_ = left_ > 0 ? Place::Body : Place::Complete;
+  position_ = left_ > 0 ? Position::Body : Position::Complete;
 }
 
 void RequestReader::read_chunk_size() {
   const char* const end = line_.data() + line_.size();
   const auto read = std::from_chars(line_.data(), end, left_, 16);
   if (read.ec != std::errc() || (read.ptr != end && *read.ptr != ';')) return refuse(400);
-  place_ = left_ > 0 ? Place::Chunk : Place::Trailer;
+  position_ = left_ > 0 ? Position::Chunk : Position::Trailer;
 }
 
 void RequestReader::refuse(int status) {
   fault_ = {status, {{"Connection", "close"}}};
-  place_ = Place::Faulty;
+  position_ = Position::Faulty;
 }
 
 }  // namespace broker::http

@@ -37,7 +37,7 @@ class RequestReader {
 
   Stage stage() const;
   // Whether a byte of it has come. Empty lines before the request line do not count.
-  bool begun() const { return place_ != Place::RequestLine || !line_.empty(); }
+  bool begun() const { return position_ != Position::RequestLine || !line_.empty(); }
   // From the end of the head on.
   const RequestHead& head() const { return head_; }
   // The announced length of the body: 0 without one, unset where it comes in chunks.
@@ -49,7 +49,7 @@ class RequestReader {
   const Refusal& fault() const { return fault_; }
 
  private:
-  enum class Place {
+  enum class Position {
     RequestLine,
     Fields,
     Body,
@@ -71,7 +71,7 @@ class RequestReader {
   void refuse(int status);
 
   const std::size_t most_head_;
-  Place place_ = Place::RequestLine;
+  Position position_ = Position::RequestLine;
   std::string line_;           // what has come of the present one
   bool after_return_ = false;  // its last byte was a carriage return, which is not in line_
   unsigned empty_lines_ = 0;   // before the request line
