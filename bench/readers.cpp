@@ -9,7 +9,7 @@
 #include "broker/date_time.h"
 #include "broker/object_path.h"
 #include "platform/framework/datetime.h"
-#include "platform/smbios/table.h"
+#include "platform/smbios/smbios_table.h"
 #include "platform/smbios/test_table.h"
 #include "results/TDiagnosticResultParser.h"
 

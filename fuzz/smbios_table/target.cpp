@@ -10,7 +10,7 @@
 
 #include "discovery/machinetype.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/smbios/table.h"
+#include "platform/smbios/smbios_table.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/descriptor.h"
-#include "platform/smbios/table.h"
+#include "platform/smbios/smbios_table.h"
 
 struct SmBiosTable {
   std::vector<std::uint8_t> bytes;

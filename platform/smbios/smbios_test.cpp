@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "platform/smbios/table.h"
+#include "platform/smbios/smbios_table.h"
 #include "platform/smbios/test_table.h"
 #include "tests/replaced_memory.h"
 

@@ -1,4 +1,4 @@
-#include "platform/smbios/table.h"
+#include "platform/smbios/smbios_table.h"
 
 #include <cstring>
 #include <numeric>
