@@ -54,6 +54,11 @@ int TOSSpecific::SpawnProcess(std::string program, std::vector<std::string> argu
   return run_program(program, arguments, output, timeout_seconds);
 }
 
+int TOSSpecific::SpawnProcess(std::string program, std::vector<std::string> arguments,
+                              std::string& output, std::string& errors, int timeout_seconds) {
+  return run_program(program, arguments, output, timeout_seconds, &errors);
+}
+
 std::string TOSSpecific::SpawnProcess(const std::string& command_line, int limit_seconds) {
   std::vector<std::string> words = split_at_blanks(command_line);
   if (words.empty()) return {};

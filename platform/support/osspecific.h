@@ -34,6 +34,11 @@ class HVX_EXPORT TOSSpecific {
   static int SpawnProcess(std::string program, std::vector<std::string> arguments,
                           std::string& output, int timeout_seconds);
 
+  // The same, with what the program wrote to its standard error: the first 64 KiB of it. More is
+  // lost, and the program's writing of it fails.
+  static int SpawnProcess(std::string program, std::vector<std::string> arguments,
+                          std::string& output, std::string& errors, int timeout_seconds);
+
   // Runs a command line, split at blanks and tabs (no shell, no quoting), and returns its
   // standard output, whatever its exit code; the empty text after limitSeconds or when it did not
   // end by exiting.

@@ -20,6 +20,7 @@
 #include "platform/descriptor.h"
 #include "platform/spawn_plan.h"
 #include "platform/support/hvx_run.h"
+#include "platform/support/kept_errors.h"
 #include "platform/support/logger.h"
 #include "platform/support/program.h"
 
@@ -75,11 +76,15 @@ bool open(Pipe& pipe) {
 }
 
 // The helper has to outlive what a terminal sends to the host, and so is in a group of its own.
-int start_helper(pid_t& process, const Pipe& output, const Pipe& report, char** arguments) {
+int start_helper(pid_t& process, const Pipe& output, const KeptErrors& errors, const Pipe& report,
+                 char** arguments) {
   platform::SpawnPlan plan;
   plan.open(STDIN_FILENO, "/dev/null", O_RDONLY);
   plan.give(output.write_end.get(), STDOUT_FILENO);
-  plan.open(STDERR_FILENO, "/dev/null", O_WRONLY);
+  if (errors.descriptor() >= 0)
+    plan.give(errors.descriptor(), STDERR_FILENO);
+  else
+    plan.open(STDERR_FILENO, "/dev/null", O_WRONLY);
   plan.give(report.write_end.get(), HVX_REPORT_DESCRIPTOR);
   plan.default_signals();
   return plan.start(process, helper_path.c_str(), arguments);
@@ -92,6 +97,9 @@ class TRun {
   TRun(const TRun&) = delete;
   ~TRun();
 
+  // Errors that cannot be kept are lost, as those that nobody wants to have.
+  void keep_errors() { errors_.open(HVX_REPORT_DESCRIPTOR); }
+  std::string errors() const { return errors_.text(); }
   bool start(std::vector<char*> arguments);
   int collect(TClock::time_point deadline);
   // Why the program could not be started, as an error number; 0 when it was.
@@ -104,6 +112,7 @@ class TRun {
   std::string& output_text_;
   const std::unique_ptr<char[]> buffer_{new char[kReadSize]};  // stacks may be small
   Pipe output_;
+  KeptErrors errors_;
   Pipe report_;
   pid_t helper_ = 0;
   bool given_up_ = false;
@@ -130,7 +139,7 @@ TRun::~TRun() {
 bool TRun::start(std::vector<char*> arguments) {
   if (!open(output_) || !open(report_)) return false;
   arguments.push_back(nullptr);
-  const int error = start_helper(helper_, output_, report_, arguments.data());
+  const int error = start_helper(helper_, output_, errors_, report_, arguments.data());
   if (error != 0) {
     helper_ = 0;
     log_not_started(helper_path, message_of(error));
@@ -199,8 +208,9 @@ bool holds_nul(const std::string& text) { return text.find('\0') != std::string:
 }  // namespace
 
 int run_program(const std::string& program, const std::vector<std::string>& arguments,
-                std::string& output, int timeout_seconds) {
+                std::string& output, int timeout_seconds, std::string* errors) {
   output.clear();
+  if (errors) errors->clear();
   const std::string path = find_program(program);
   if (path.empty()) {
     log_not_started(program, why_not_found(program));
@@ -221,9 +231,11 @@ int run_program(const std::string& program, const std::vector<std::string>& argu
   for (const std::string& text : arguments) add(text);
 
   TRun run(output);
+  if (errors) run.keep_errors();
   if (!run.start(std::move(all))) return -1;
   const int status = run.collect(TClock::now() +
                                  std::chrono::seconds(std::max(timeout_seconds, 0)) + kHelperDelay);
+  if (errors) *errors = run.errors();
   if (const int error = run.start_error()) log_not_started(program, message_of(error));
   return status;
 }
