@@ -1,0 +1,37 @@
+// The real way to drives: smartctl of smartmontools, and nvme of nvme-cli where smartctl is too old
+// for the self-tests of NVMe drives.
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivetest/drive_access.h"
+#include "drivetest/smartctl_report.h"
+#include "drivetest/tool_output.h"
+
+namespace drivetest {
+
+// Programs are looked up as the support library does (PATH, then /usr/sbin and so on), and run
+// with LC_ALL=C, since their messages are read. Each run is ended after a minute. From any thread.
+class Tools : public DriveAccess {
+ public:
+  Look look(const Place& place, bool wake) override;
+  Reply start(const Drive& drive, TestKind kind) override;
+  Reply stop(const Drive& drive) override;
+
+  // What "smartctl --scan-open" prints as JSON.
+  ToolOutput scan();
+
+ private:
+  ToolVersion smartctl_version();
+  void ask_nvme(Look& look, ToolVersion smartctl);
+  Reply tell(const Drive& drive, const std::vector<std::string>& of_smartctl,
+             const std::string& of_nvme);
+
+  std::mutex lock_;
+  std::optional<ToolVersion> smartctl_;  // once it is known
+};
+
+}  // namespace drivetest
