@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <ctime>
 
+#include "cli/exit_status.h"
+
 namespace cli {
 
 using drivetest::Outcome;
@@ -39,7 +41,7 @@ std::string age_text(seconds age) {
   return counted(age / days(1), "day");
 }
 
-std::string time_text(Time time) {
+std::string local_time_text(Time time) {
   const std::time_t number = time.time_since_epoch().count();
   std::tm local{};
   localtime_r(&number, &local);
@@ -61,6 +63,45 @@ std::string outcome_text(const TestRow& row) {
   if (row.segment) text += fmt::format(", segment {}", *row.segment);
   if (row.first_bad_block) text += fmt::format(", first bad block {}", *row.first_bad_block);
   return text;
+}
+
+std::string_view starter_text(const TestRow& row) {
+  switch (row.source) {
+    case Source::Library:
+      return "hddtest";
+    case Source::Module:
+      return "the module";
+    case Source::Other:
+      break;
+  }
+  return "somebody else";
+}
+
+std::string minutes_text(unsigned number) {
+  if (number == 1) return "1 minute";
+  if (number < 120) return fmt::format("{} minutes", number);
+  return fmt::format("{} h {} min", number / 60, number % 60);
+}
+
+int status_of(const TestRow& row) {
+  if (!row.outcome) return kStatusOk;
+  switch (*row.outcome) {
+    case Outcome::Passed:
+      return kStatusOk;
+    case Outcome::Failed:
+      return kStatusFailed;
+    case Outcome::Aborted:
+      return kStatusAborted;
+    case Outcome::Unknown:
+      break;
+  }
+  return kStatusCannot;
+}
+
+int gravest(const std::vector<int>& statuses) {
+  for (const int status : {kStatusCannot, kStatusFailed, kStatusAborted})
+    if (std::find(statuses.begin(), statuses.end(), status) != statuses.end()) return status;
+  return kStatusOk;
 }
 
 std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled, Time now) {

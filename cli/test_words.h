@@ -4,6 +4,8 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "drivetest/test_row.h"
 
@@ -14,13 +16,28 @@ namespace cli {
 std::string age_text(std::chrono::seconds age);
 
 // "2026-11-22 15:04" in local time.
-std::string time_text(drivetest::Time time);
+std::string local_time_text(drivetest::Time time);
 
 // "short test", "test" where the kind is not known.
 std::string kind_text(const drivetest::TestRow& row);
 
 // "passed", or "failed: read failure, first bad block 4711".
 std::string outcome_text(const drivetest::TestRow& row);
+
+// Who began it: "hddtest", "the module", "somebody else".
+std::string_view starter_text(const drivetest::TestRow& row);
+
+// "2 minutes", "1 minute", "5 h 20 min".
+std::string minutes_text(unsigned minutes);
+
+// As 'hddtest run' has them, beside those that all commands share.
+inline constexpr int kStatusFailed = 1;
+inline constexpr int kStatusAborted = 2;  // or the drive knows no such test
+
+// The exit status that the test's outcome makes: 0 too while it runs.
+int status_of(const drivetest::TestRow& row);
+// Of several: 3, else 1, else 2, else 0.
+int gravest(const std::vector<int>& statuses);
 
 // What a list says of a drive's newest test: "short test running, 40% remaining", "long test passed
 // 3 days ago", "never tested".

@@ -80,6 +80,11 @@ std::string identity_of(const Drive& drive) {
 
 }  // namespace
 
+History* Keeper::opened_history() {
+  if (const OpenHistory open = std::exchange(open_, nullptr)) history_ = open();
+  return history_;
+}
+
 // What the drive shows goes through the history, so that several processes at once see one truth.
 // Where that cannot be written the keeper goes on with what it remembers itself.
 std::optional<TestRow> Keeper::change(const Drive& drive,
@@ -94,14 +99,16 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
     apply(*after, change);
     return change;
   };
-  if (history_ && remembered == remembered_.end()) {
+  if (remembered == remembered_.end()) {
     try {
-      history_->together([&] {
-        const DriveState before = history_->state(identity);
-        history_->change(drive, before, decide_on(before));
-        if (after->running) after->running = history_->running(identity).value().row;
-      });
-      return after->running;
+      if (History* const history = opened_history()) {
+        history->together([&] {
+          const DriveState before = history->state(identity);
+          history->change(drive, before, decide_on(before));
+          if (after->running) after->running = history->running(identity).value().row;
+        });
+        return after->running;
+      }
     } catch (const HistoryError& error) {
       if (history_fault_.empty()) history_fault_ = error.what();
     }

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "drivetest/drive_access.h"
@@ -56,10 +57,13 @@ struct StopOutcome {
 // was told to do.
 class Keeper {
  public:
-  // All must outlive the keeper. Without a history drives are tested all the same, and nothing is
-  // kept.
-  Keeper(DriveAccess& access, TimeSource& time, History* history)
-      : access_(access), time_(time), history_(history) {}
+  // Gives the history the first time that something is to be kept; nullptr or HistoryError: there
+  // is none. Then drives are tested all the same, and nothing is kept.
+  using OpenHistory = std::function<History*()>;
+
+  // All must outlive the keeper, the history too.
+  Keeper(DriveAccess& access, TimeSource& time, OpenHistory open)
+      : access_(access), time_(time), open_(std::move(open)) {}
 
   DriveStatus look(const Place& place, bool wake);
 
@@ -91,10 +95,13 @@ class Keeper {
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
   StartOutcome await_start(StartOutcome outcome, const Reply& reply, const TestRow& row);
 
+  History* opened_history();
+
   DriveAccess& access_;
   TimeSource& time_;
-  History* const history_;
   mutable std::mutex lock_;  // over what follows
+  OpenHistory open_;         // empty once it was called
+  History* history_ = nullptr;
   std::string history_fault_;
   // What the history has failed to keep, by drive.
   std::map<std::string, DriveState> remembered_;

@@ -48,7 +48,7 @@ class KeeperTest : public testing::TestWithParam<Protocol> {
       std::make_unique<History>(HistoryOptions{.folder = folder_ / "hvx", .host = {"aa", "host"}});
   FakeTime time_;
   FakeDrive drive_{time_, GetParam()};
-  Keeper keeper_{drive_, time_, history_.get()};
+  Keeper keeper_{drive_, time_, [this] { return history_.get(); }};
   const Place place_{"/dev/sda", ""};
 };
 
@@ -189,7 +189,7 @@ TEST_P(KeeperTest, KeepsTheRowOfADriveThatDoesNotAnswer) {
 }
 
 TEST_P(KeeperTest, TestsWithoutAHistoryToo) {
-  Keeper keeper(drive_, time_, nullptr);
+  Keeper keeper(drive_, time_, [] { return nullptr; });
   EXPECT_EQ(keeper.start(place_, TestKind::Short, false, false).result, StartResult::Started);
   time_.wait(minutes(3));
   const DriveStatus status = keeper.look(place_, false);
@@ -198,10 +198,34 @@ TEST_P(KeeperTest, TestsWithoutAHistoryToo) {
   EXPECT_EQ(outcomes(), "");
 }
 
+TEST_P(KeeperTest, TestsWithAHistoryThatCannotBeOpenedAndSaysWhy) {
+  int opened = 0;
+  Keeper keeper(drive_, time_, [&]() -> History* {
+    ++opened;
+    throw HistoryError(HistoryFault::Full, "no room");
+  });
+  EXPECT_EQ(keeper.history_fault(), "");
+  EXPECT_EQ(keeper.start(place_, TestKind::Short, false, false).result, StartResult::Started);
+  EXPECT_EQ(keeper.history_fault(), "no room");
+  time_.wait(minutes(3));
+  EXPECT_EQ(keeper.look(place_, false).ended.front().outcome, Outcome::Passed);
+  EXPECT_EQ(opened, 1);
+}
+
+TEST_P(KeeperTest, OpensNoHistoryForADriveThatCannotBeAsked) {
+  drive_.fault = LookFault::NoSuchDrive;
+  Keeper keeper(drive_, time_, []() -> History* {
+    ADD_FAILURE() << "opened";
+    return nullptr;
+  });
+  keeper.look(place_, false);
+  EXPECT_FALSE(keeper.begin_foreign(place_, TestKind::Short, Source::Module));
+}
+
 TEST_P(KeeperTest, LeavesARowToTheProcessThatIsStartingItsTest) {
   drive_.delay = seconds(6);
   drive_.before_start = [&] {
-    Keeper other(drive_, time_, history_.get());
+    Keeper other(drive_, time_, [this] { return history_.get(); });
     EXPECT_TRUE(other.look(place_, false).ended.empty());
     EXPECT_EQ(other.start(place_, TestKind::Long, false, false).result,
               StartResult::AlreadyRunning);
