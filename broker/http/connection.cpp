@@ -89,8 +89,8 @@ void Connection::ready(std::uint32_t events) noexcept {
   const bool sleeps = stage_ == Stage::Admission || stage_ == Stage::Work || waits_for_more;
   if ((events & (EPOLLERR | EPOLLHUP)) != 0 && (sleeps || stage_ == Stage::Reply)) return close();
   if (sleeps) {
-    // A client that sends no more may still read the reply. The connection's slot is given up, and a
-    // call that waits for its turn need not begin.
+    // A client that sends no more may still read the reply. The connection's slot is given up, and
+    // a call that waits for its turn need not begin.
     if ((events & EPOLLRDHUP) != 0) {
       client_ended_ = true;
       if (job_) job_->exchange.client_ended();

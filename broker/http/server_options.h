@@ -33,8 +33,8 @@ struct ServerLimits {
   std::size_t workers = 400;
 
   // Connections without and with a user whose log-in was right (connection_slots.h). In a server
-  // without users, a connection is known as soon as it has sent the head of a request. These numbers
-  // are lower when the process may not have as many descriptors.
+  // without users, a connection is known as soon as it has sent the head of a request. These
+  // numbers are lower when the process may not have as many descriptors.
   std::size_t unknown_connections = 1000;
   std::size_t known_connections = 1000;
   // Within this time a connection that is not known sends head and body of a request, counted from
