@@ -10,16 +10,11 @@ constexpr std::string_view kValue = "<VALUE>";
 }  // namespace
 
 Writer::ClassTags& Writer::tags_of(std::string_view class_name) {
-  if (last_ && last_->info && last_->info->declaration().name == class_name) return *last_;
-  const ClassInfo* info = schema_.find(class_name);
-  if (info) {
-    last_ = &classes_[info];
-    last_->info = info;
-  } else {
-    last_ = &unknown_;
-    unknown_.tags.clear();
-  }
-  return *last_;
+  const ClassInfo* const info = schema_.find(class_name);
+  ClassTags& known = classes_[info];
+  if (!info) known.tags.clear();
+  known.info = info;
+  return known;
 }
 
 bool Writer::fits(const Tag& tag, const Property& property) {

@@ -66,9 +66,8 @@ class Writer {
   Text& text_;
   const Schema& schema_;
   bool class_origin_;
+  // At null: those of the latest class that the schema does not have.
   std::unordered_map<const ClassInfo*, ClassTags> classes_;
-  ClassTags* last_ = nullptr;
-  ClassTags unknown_;  // of the latest class that the schema does not have
 };
 
 // The value of the attributes TYPE and PARAMTYPE: an embedded instance is a string.

@@ -1,9 +1,6 @@
 #include "broker/cimxml/xml_text.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
-#include <bit>
 #include <charconv>
 #include <cmath>
 
@@ -36,25 +33,6 @@ std::size_t character_length(std::string_view text) {
   const auto [character, length] = platform::first_utf8(text);
   const bool allowed = character <= 0x10FFFF && character != 0xFFFE && character != 0xFFFF;
   return allowed ? length : 0;
-}
-
-// The first byte that may need a look: control characters, those above 0x7F (negative here) and
-// the special ones. May stop before the end where fewer than 16 bytes are left. Of the 30 ms that
-// 10,000 instances over HTTP may take (bench/table.py) it saves one, which that goal needs to be
-// met on a busy machine too.
-const char* skip_plain(const char* at, const char* end) {
-  const auto all = [](char c) { return _mm_set1_epi8(c); };
-  for (; end - at >= 16; at += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const __m128i special = _mm_or_si128(
-        _mm_or_si128(_mm_cmplt_epi8(bytes, all(0x20)), _mm_cmpeq_epi8(bytes, all('"'))),
-        _mm_or_si128(
-            _mm_cmpeq_epi8(bytes, all('&')),
-            _mm_or_si128(_mm_cmpeq_epi8(bytes, all('<')), _mm_cmpeq_epi8(bytes, all('>')))));
-    const auto found = static_cast<unsigned>(_mm_movemask_epi8(special));
-    if (found != 0) return at + std::countr_zero(found);
-  }
-  return at;
 }
 
 std::string_view escaped(char c) {
@@ -94,7 +72,8 @@ void Text::grow(std::size_t more) {
 void Text::escape(std::string_view text, const Classes& plain) {
   const char* const end = text.data() + text.size();
   const char* run = text.data();
-  for (const char* at = skip_plain(run, end); at < end; at = skip_plain(at, end)) {
+  const char* at = run;
+  while (at < end) {
     const auto byte = static_cast<unsigned char>(*at);
     if (plain[byte]) {
       ++at;

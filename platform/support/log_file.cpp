@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -17,7 +16,6 @@
 
 #include "platform/descriptor.h"
 #include "platform/support/log_text.h"
-#include "platform/support/process_id.h"
 #include "platform/support/signal_free_write.h"
 
 namespace NKVRHVX20 {
@@ -36,11 +34,11 @@ bool is_full(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_size >= kLogFileLimit;
 }
 
-// Whether writing may send a signal even for a file. By the kernel's own call, which takes half the
-// time of the C library's: every line asks, as the host may set a limit at any moment.
+// Whether writing may send a signal even for a file. Every line asks, since the host may set a
+// limit at any moment.
 bool sizes_are_limited() {
   rlimit limit{};
-  return syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+  return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
 }
 
 bool names(const std::string& path, const struct stat& file) {
@@ -136,7 +134,7 @@ void LogDestination::write(int severity, const std::string& text) {
   // In microseconds, since nanoseconds end with the year 2262.
   const timespec time = time_of(CLOCK_REALTIME);
   const std::int64_t microseconds = std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
-  const std::string line = format_log_line(microseconds, severity, process_id(), text);
+  const std::string line = format_log_line(microseconds, severity, getpid(), text);
   const bool opened =
       to_standard_error_ ? write_without_signal(STDERR_FILENO, line) != EBADF : file_.append(line);
   if (!opened) send_to_journal(journal_socket_, severity, text);
