@@ -10,7 +10,7 @@ namespace drivetest {
 namespace {
 
 [[noreturn]] void throw_error(sqlite3* connection, int code) {
-  if ((code & 0xFF) == SQLITE_NOMEM) throw std::bad_alloc();
+  if ((code & 0xFF) == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM) throw std::bad_alloc();
   const char* const words = connection ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
   throw DatabaseError(code, words);
 }

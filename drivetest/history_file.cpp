@@ -27,7 +27,8 @@ HistoryFault fault_of(const DatabaseError& error, const HistoryFolder& folder) {
     case SQLITE_NOTADB:
       return HistoryFault::Damaged;
     default:
-      // SQLite tells of most writes that found no room as of other errors.
+      // Here SQLite gives most writes that found no room, or no right to write, the same name.
+      if (folder.is_read_only()) return HistoryFault::ReadOnly;
       return folder.is_full() ? HistoryFault::Full : HistoryFault::Broken;
   }
 }

@@ -213,4 +213,9 @@ bool HistoryFolder::is_full() const {
   return fstatvfs(folder_.get(), &status) == 0 && status.f_bavail < kFewBlocks;
 }
 
+bool HistoryFolder::is_read_only() const {
+  struct statvfs status {};
+  return fstatvfs(folder_.get(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
+}
+
 }  // namespace drivetest

@@ -40,6 +40,9 @@ class HistoryFolder {
   // Of the history file; not set if there is none. Throws HistoryError for what is not safe.
   std::optional<FileId> file_id() const;
 
+  bool is_full() const;
+  bool is_read_only() const;
+
   // The following need the lock for oneself.
 
   void make_file() const;
@@ -47,7 +50,6 @@ class HistoryFolder {
   std::string set_aside(Time now) const;
   // Whether there are changes that a history file lacks which is missing or empty.
   bool has_changes_alone() const;
-  bool is_full() const;
 
  private:
   std::string path_;
