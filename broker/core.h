@@ -80,12 +80,12 @@ class Core : public std::enable_shared_from_this<Core> {
   // The path of an instance, its keys typed; it must have some, if the class has any.
   ObjectPath instance_path(const ObjectPath& path, const ClassInfo& info) const;
 
+  class Flight;  // flight.h
+
   // Adds to the number of threads that have a prepared context or are attached.
   void thread_attached(int change);
 
  private:
-  class Flight;  // flight.h
-
   // Who serves the class's instances or methods; null when nobody does.
   const Registered* find_instances(const ClassInfo& info) const;
   const Registered* find_methods(const ClassInfo& info) const;

@@ -39,9 +39,9 @@ struct InteropFacts {
   std::string system_name;
   // How it is spoken to.
   std::vector<std::uint16_t> operations;  // groups, by their numbers in CIM
-  bool encrypts;                          // by TLS
-  bool authenticates;                     // clients log in
-  std::uint32_t longest_timeout;  // in seconds, that a client may wish for an open enumeration
+  bool encrypts = false;                  // by TLS
+  bool authenticates = false;             // clients log in
+  std::uint32_t longest_timeout = 0;  // in seconds, that a client may wish for an open enumeration
   std::vector<ProfileFacts> profiles;
 };
 

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "broker/delivery.h"
+#include "broker/core.h"
+#include "broker/flight.h"
 
 namespace broker {
 namespace {
@@ -37,16 +38,15 @@ ObjectPath in_interop(const ObjectPath& path) {
 
 }  // namespace
 
-InteropSpace::InteropSpace(ObjectManager& manager, InteropFacts facts)
-    : manager_(manager), facts_(std::move(facts)) {
+InteropSpace::InteropSpace(Core& core, InteropFacts facts) : core_(core), facts_(std::move(facts)) {
   for (const std::string_view name : interop_classes()) {
-    for (const ClassInfo* info = &manager.schema().get(name); info; info = info->superclass())
+    for (const ClassInfo* info = &core.schema().get(name); info; info = info->superclass())
       classes_.insert(info);
   }
 }
 
 const ClassInfo& InteropSpace::class_of(const ObjectPath& path) const {
-  const ClassInfo* const info = manager_.schema().find(path.class_name);
+  const ClassInfo* const info = core_.schema().find(path.class_name);
   if (info && has(*info)) return *info;
   throw Error(Status::InvalidClass, "there is no class " + path.class_name.str() + " in " +
                                         std::string(kInteropNameSpace));
@@ -54,15 +54,19 @@ const ClassInfo& InteropSpace::class_of(const ObjectPath& path) const {
 
 HeldInstances InteropSpace::held() const {
   std::vector<Conforming> conforming;
-  for (const ProfileFacts& profile : facts_.profiles)
-    conforming.push_back({&profile, manager_.enumerate_instance_names(profile.central_class)});
+  for (const ProfileFacts& profile : facts_.profiles) {
+    std::vector<ObjectPath> central;
+    core_.enumerate_instance_names(ObjectPath({}, profile.central_class),
+                                   [&](const ObjectPath& path) { central.push_back(path); }, {});
+    conforming.push_back({&profile, std::move(central)});
+  }
   std::vector<Instance> instances = interop_instances(facts_, conforming);
-  for (Instance& one : instances) one = whole(one, manager_.schema().get(one.class_name()));
-  return {manager_.schema(), std::move(instances)};
+  for (Instance& one : instances) one = whole(one, core_.schema().get(one.class_name()));
+  return {core_.schema(), std::move(instances)};
 }
 
 std::optional<ObjectPath> InteropSpace::source(const ObjectPath& path) const {
-  const Schema& schema = manager_.schema();
+  const Schema& schema = core_.schema();
   const ClassInfo* const info = schema.find(path.class_name);
   if (!info) {
     throw Error(Status::InvalidParameter, "there is no class " + path.class_name.str());
@@ -72,7 +76,7 @@ std::optional<ObjectPath> InteropSpace::source(const ObjectPath& path) const {
       throw Error(Status::InvalidParameter, "there is no class " + path.class_name.str() + " in " +
                                                 std::string(kInteropNameSpace));
     }
-    return manager_.typed_path(in_interop(path), *info);
+    return core_.instance_path(in_interop(path), *info);
   }
   const bool central =
       std::any_of(facts_.profiles.begin(), facts_.profiles.end(), [&](const ProfileFacts& profile) {
@@ -80,11 +84,12 @@ std::optional<ObjectPath> InteropSpace::source(const ObjectPath& path) const {
         return class_of_profile && info->is_a(*class_of_profile);
       });
   if (!central) return std::nullopt;
-  return manager_.typed_path(path, *info);
+  return core_.instance_path(path, *info);
 }
 
 void InteropSpace::enumerate_instances(const ObjectPath& path, const InstanceSink& sink,
                                        const Request& request) const {
+  const Core::Flight flight(core_);
   const ClassInfo& info = class_of(path);
   const PropertyChoice choice{&request, request.deep_inheritance ? nullptr : &info};
   const HeldInstances all = held();
@@ -92,14 +97,16 @@ void InteropSpace::enumerate_instances(const ObjectPath& path, const InstanceSin
 }
 
 void InteropSpace::enumerate_instance_names(const ObjectPath& path, const PathSink& sink) const {
+  const Core::Flight flight(core_);
   const ClassInfo& info = class_of(path);
   const HeldInstances all = held();
   for (const Instance* instance : all.of_class(info)) sink(instance->path);
 }
 
 Instance InteropSpace::get_instance(const ObjectPath& path, const Request& request) const {
+  const Core::Flight flight(core_);
   const ClassInfo& info = class_of(path);
-  const ObjectPath wanted = manager_.typed_path(in_interop(path), info);
+  const ObjectPath wanted = core_.instance_path(in_interop(path), info);
   const HeldInstances all = held();
   const Instance* const found = all.find(wanted);
   if (!found) throw Error(Status::NotFound, "there is no instance " + wanted.to_text());
@@ -108,6 +115,7 @@ Instance InteropSpace::get_instance(const ObjectPath& path, const Request& reque
 
 void InteropSpace::associators(const ObjectPath& path, const AssociationFilter& filter,
                                const InstanceSink& sink, const Request& request) const {
+  const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
   const HeldInstances all = held();
@@ -115,12 +123,13 @@ void InteropSpace::associators(const ObjectPath& path, const AssociationFilter& 
     if (const Instance* const here = all.find(far))
       sink(chosen(*here, {&request, nullptr}));
     else
-      sink(manager_.get_instance(far, request));
+      sink(core_.get_instance(far, request));
   }
 }
 
 void InteropSpace::associator_names(const ObjectPath& path, const AssociationFilter& filter,
                                     const PathSink& sink) const {
+  const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
   const HeldInstances all = held();
@@ -129,6 +138,7 @@ void InteropSpace::associator_names(const ObjectPath& path, const AssociationFil
 
 void InteropSpace::references(const ObjectPath& path, const AssociationFilter& filter,
                               const InstanceSink& sink, const Request& request) const {
+  const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
   const HeldInstances all = held();
@@ -138,6 +148,7 @@ void InteropSpace::references(const ObjectPath& path, const AssociationFilter& f
 
 void InteropSpace::reference_names(const ObjectPath& path, const AssociationFilter& filter,
                                    const PathSink& sink) const {
+  const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
   const HeldInstances all = held();

@@ -14,10 +14,12 @@
 
 namespace broker {
 
+class Core;  // core.h
+
 class InteropSpace {
  public:
-  // The manager must outlive this. Throws Error (InvalidClass) when its schema lacks a class.
-  InteropSpace(ObjectManager& manager, InteropFacts facts);
+  // The core must outlive this. Throws Error (InvalidClass) when its schema lacks a class.
+  InteropSpace(Core& core, InteropFacts facts);
 
   // Throws Error (InvalidClass) for a class that the name space does not have.
   const ClassInfo& class_of(const ObjectPath& path) const;
@@ -43,7 +45,7 @@ class InteropSpace {
   // The path as the held instances have it; unset when nothing of them refers to such an object.
   std::optional<ObjectPath> source(const ObjectPath& path) const;
 
-  ObjectManager& manager_;
+  Core& core_;
   const InteropFacts facts_;
   std::unordered_set<const ClassInfo*> classes_;
 };

@@ -11,7 +11,7 @@ namespace broker {
 ObjectManager::ObjectManager(const Schema& schema, Options options)
     : core_(std::make_shared<Core>(schema, options)) {
   if (options.interop)
-    interop_ = std::make_unique<InteropSpace>(*this, std::move(*options.interop));
+    interop_ = std::make_unique<InteropSpace>(*core_, std::move(*options.interop));
   if (const auto interval = core_->look_for_idle(); interval.count() > 0)
     idle_watch_ = std::make_unique<IdleWatch>(*core_, interval);
 }
@@ -37,10 +37,6 @@ void ObjectManager::refuse_interop(const ObjectPath& path) const {
 void ObjectManager::check_name_space(std::string_view name_space) const {
   const ObjectPath path(name_space, "");
   if (!interop_of(path)) core_->check_name_space(path);
-}
-
-ObjectPath ObjectManager::typed_path(const ObjectPath& path, const ClassInfo& info) const {
-  return core_->instance_path(path, info);
 }
 
 void ObjectManager::enumerate_instances(const ObjectPath& class_path, const InstanceSink& sink,

@@ -188,9 +188,6 @@ class ObjectManager {
                                           const AssociationFilter& filter = {},
                                           const Request& request = {});
 
-  // The path with its keys typed as their class declares them. Throws Error (InvalidParameter).
-  ObjectPath typed_path(const ObjectPath& path, const ClassInfo& info) const;
-
   // Throws Error (InvalidNamespace) for a name space that is not served.
   void check_name_space(std::string_view name_space) const;
 

@@ -206,27 +206,40 @@ TEST(ObjectManagerThreads, CallsWithinOneThatHasItsTurnDoNotWait) {
   EXPECT_EQ(within, "4 then 18");
 }
 
-TEST(ObjectManagerThreads, TheEndWaitsForRequestsInFlight) {
-  auto manager = std::make_unique<ObjectManager>(test_schema(), test_options());
+// Ends the manager while it enumerates the class.
+void end_within_enumeration(std::unique_ptr<ObjectManager> manager, const ObjectPath& class_path,
+                            int instances) {
   std::atomic<bool> started{false}, finished{false}, ended{false};
   std::thread request([&, &running = *manager] {
     int seen = 0;
-    running.enumerate_instances(ObjectPath({}, "TEST_Widget"), [&](const Instance&) {
+    running.enumerate_instances(class_path, [&](const Instance&) {
       if (seen++ == 0) {
         started = true;
         started.notify_all();
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         EXPECT_FALSE(ended);
       }
-      if (seen == 4) finished = true;
+      if (seen == instances) finished = true;
     });
-    EXPECT_EQ(seen, 4);
+    EXPECT_EQ(seen, instances);
   });
   started.wait(false);
   manager.reset();
   ended = true;
   EXPECT_TRUE(finished);
   request.join();
+}
+
+TEST(ObjectManagerThreads, TheEndWaitsForRequestsInFlight) {
+  end_within_enumeration(std::make_unique<ObjectManager>(test_schema(), test_options()),
+                         ObjectPath({}, "TEST_Widget"), 4);
+}
+
+TEST(ObjectManagerThreads, TheEndWaitsForRequestsOnInteropToo) {
+  Options options;
+  options.interop.emplace();
+  end_within_enumeration(std::make_unique<ObjectManager>(generated_schema(), std::move(options)),
+                         ObjectPath(kInteropNameSpace, "CIM_Namespace"), 3);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "broker/object_manager.h"
+#include "broker/core.h"
 
 namespace broker {
 namespace {
@@ -24,11 +24,11 @@ class Keys : public testing::Test {
   // The key of that name, given as text.
   Value typed(const char* name, const char* text) const {
     const ObjectPath given({}, "TEST_Keys", {{name, Value(text)}});
-    return *manager_.typed_path(given, schema_.get("TEST_Keys")).key(name);
+    return *core_->instance_path(given, schema_.get("TEST_Keys")).key(name);
   }
 
   const Schema schema_{kClasses};
-  const ObjectManager manager_{schema_, {}};
+  const std::shared_ptr<Core> core_ = std::make_shared<Core>(schema_, Options());
 };
 
 TEST_F(Keys, WhiteSpaceAroundThemDoesNotCountWhereTheyAreNoTexts) {
