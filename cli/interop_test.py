@@ -37,6 +37,20 @@ class Answers(InteropTest):
                 for key, value in path.keys.items():
                     self.assertEqual(properties[key], value)
 
+    def test_both_names_of_the_name_space_are_one_in_references_too(self):
+        client = self.client()
+        for class_name in ASSOCIATIONS:
+            path, properties = client.instances("interop", class_name)[0]
+            for role, far in path.keys.items():
+                for space in INTEROP if far.space == "interop" else []:
+                    other = Path(far.class_name, far.keys, space)
+                    link = Path(path.class_name, dict(path.keys, **{role: other}))
+                    self.assertEqual(client.instance("interop", link), properties)
+                other = Path(far.class_name, far.keys,
+                             "root/cimv2" if far.space == "interop" else "interop")
+                link = Path(path.class_name, dict(path.keys, **{role: other}))
+                self.fails(6, client.instance, "interop", link)
+
     def test_an_instance_has_the_properties_of_the_list_or_of_the_class(self):
         client = self.client()
         names = {"Name", "Started"}
