@@ -1,0 +1,245 @@
+#include "drivetest/find_drives.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "drivetest/tool_json.h"
+#include "inventory/device_text.h"
+#include "inventory/drive.h"
+#include "inventory/sysfs.h"
+
+namespace drivetest {
+
+namespace {
+
+using inventory::Sysfs;
+
+// A -d type that may be handed on: "sat+megaraid,5".
+bool is_type(std::string_view type) {
+  return !type.empty() && type.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789,+-/_") ==
+                              std::string_view::npos;
+}
+
+std::vector<Place> scanned_places(const ToolOutput& scan) {
+  const JsonDocument document(scan.text);
+  const JsonPart list = document.root()["devices"];
+  std::vector<Place> places;
+  for (std::size_t number = 0; number < list.size(); ++number) {
+    const JsonPart device = list.at(number);
+    Place place{device["name"].text(), device["type"].text()};
+    const bool is_usable = place.device.starts_with("/dev/") &&
+                           inventory::is_device_name(place.device) && is_type(place.type) &&
+                           device["open_error"].text().empty();
+    if (is_usable) places.push_back(std::move(place));
+  }
+  return places;
+}
+
+std::string last_name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+bool is_nvme_namespace(const std::string& device) {
+  return device.starts_with("/dev/nvme") && device.find('n', 9) != std::string::npos;
+}
+
+// "naa.5000c500a1b2c3d4". The USB bridges of drives have names of their own, which are not the
+// drives'.
+std::string world_wide_name(const inventory::Drive& drive) {
+  constexpr std::string_view kForm = "naa.";
+  const std::string& name = drive.world_wide_name;
+  if (!name.starts_with(kForm) || drive.connection == "USB") return {};
+  return "wwn-0x" + name.substr(kForm.size());
+}
+
+std::vector<FoundDrive> disks(const Sysfs& sysfs) {
+  std::vector<FoundDrive> found;
+  for (const inventory::Drive& disk : inventory::read_drives(sysfs)) {
+    if (is_nvme_namespace(disk.device)) continue;
+    FoundDrive one;
+    one.drive.place.device = disk.device;
+    one.drive.serial_number = disk.serial;
+    one.drive.world_wide_name = world_wide_name(disk);
+    one.drive.size = disk.bytes;
+    const std::string block = "/sys/block/" + last_name(disk.device);
+    if (const auto rotates = sysfs.number(block + "/queue/rotational"))
+      one.drive.is_rotational = *rotates != 0;
+    one.names = {disk.device};
+    found.push_back(std::move(one));
+  }
+  return found;
+}
+
+// The controllers that a namespace belongs to: one, or all of its subsystem.
+std::vector<std::string> controllers_of(const Sysfs& sysfs, const std::string& block) {
+  const std::string owner = last_name(sysfs.target("/sys/block/" + block + "/device"));
+  if (!owner.starts_with("nvme-subsys")) return {owner};
+  return sysfs.entries("/sys/class/nvme-subsystem/" + owner);
+}
+
+std::vector<FoundDrive> nvme_drives(const Sysfs& sysfs) {
+  std::vector<std::string> controllers = sysfs.entries("/sys/class/nvme");
+  std::sort(controllers.begin(), controllers.end(), [](const auto& a, const auto& b) {
+    return inventory::natural_key(a) < inventory::natural_key(b);
+  });
+  std::vector<FoundDrive> found;
+  std::map<std::string, std::size_t> by_subsystem;
+  std::map<std::string, std::size_t> by_controller;
+  for (const std::string& controller : controllers) {
+    const std::string folder = "/sys/class/nvme/" + controller + "/";
+    FoundDrive one;
+    one.drive.place.device = "/dev/" + controller;
+    if (!inventory::is_device_name(one.drive.place.device)) continue;
+    one.drive.protocol = Protocol::Nvme;
+    one.drive.model = sysfs.text(folder + "model");
+    one.drive.serial_number = sysfs.text(folder + "serial");
+    one.drive.firmware = sysfs.text(folder + "firmware_rev");
+    one.names = {one.drive.place.device};
+    const std::string name = sysfs.text(folder + "subsysnqn");
+    const std::string key = name.empty() ? controller : name + "\n" + one.drive.serial_number;
+    const auto [place, is_new] = by_subsystem.emplace(key, found.size());
+    by_controller[controller] = place->second;
+    if (is_new) {
+      found.push_back(std::move(one));
+      continue;
+    }
+    FoundDrive& first = found[place->second];
+    first.paths.push_back(one.drive.place);
+    first.names.push_back(one.drive.place.device);
+  }
+  for (const std::string& block : sysfs.entries("/sys/block")) {
+    if (!is_nvme_namespace("/dev/" + block)) continue;
+    for (const std::string& controller : controllers_of(sysfs, block)) {
+      const auto owner = by_controller.find(controller);
+      if (owner == by_controller.end()) continue;
+      found[owner->second].names.push_back("/dev/" + block);
+      break;
+    }
+  }
+  return found;
+}
+
+bool is_same_drive(const Drive& a, const Drive& b) {
+  return !a.world_wide_name.empty() && a.world_wide_name == b.world_wide_name &&
+         !a.serial_number.empty() && a.serial_number == b.serial_number && a.size == b.size;
+}
+
+// A drive in standby does not say its serial number. Then the name decides, unless something
+// differs.
+bool is_same_drive(const Look& a, const Look& b) {
+  if (is_same_drive(a.drive, b.drive)) return true;
+  const std::string& serial = a.drive.serial_number;
+  const bool is_silent = (a.fault != LookFault::None && serial.empty()) ||
+                         (b.fault != LookFault::None && b.drive.serial_number.empty());
+  return is_silent && !a.drive.world_wide_name.empty() &&
+         a.drive.world_wide_name == b.drive.world_wide_name && a.drive.size == b.drive.size;
+}
+
+void add_path(FoundDrive& first, const FoundDrive& other) {
+  first.paths.push_back(other.drive.place);
+  first.paths.insert(first.paths.end(), other.paths.begin(), other.paths.end());
+  first.names.insert(first.names.end(), other.names.begin(), other.names.end());
+}
+
+void add_types(std::vector<FoundDrive>& drives, const std::vector<Place>& scanned) {
+  for (const Place& place : scanned) {
+    const auto known = std::find_if(drives.begin(), drives.end(), [&](const FoundDrive& one) {
+      return one.drive.place.device == place.device && !one.names.empty();
+    });
+    if (known == drives.end()) {
+      FoundDrive one;
+      one.drive.place = place;
+      drives.push_back(std::move(one));
+    } else if (known->drive.protocol != Protocol::Nvme && known->drive.place.type.empty()) {
+      known->drive.place.type = place.type;
+    }
+  }
+}
+
+void add_links(const Sysfs& sysfs, std::vector<FoundDrive>& drives) {
+  const std::string folder = "/dev/disk/by-id/";
+  std::map<std::string, std::vector<std::string>> links;
+  for (const std::string& link : sysfs.entries(folder))
+    links[sysfs.target(folder + link)].push_back(folder + link);
+  for (FoundDrive& one : drives) {
+    std::set<std::string> all;
+    for (const std::string& name : one.names)
+      if (const auto found = links.find(name); found != links.end())
+        all.insert(found->second.begin(), found->second.end());
+    one.names.insert(one.names.end(), all.begin(), all.end());
+  }
+}
+
+}  // namespace
+
+std::vector<FoundDrive> find_drives(const ToolOutput& scan) {
+  const Sysfs sysfs;
+  std::vector<FoundDrive> all = disks(sysfs);
+  std::vector<FoundDrive> nvme = nvme_drives(sysfs);
+  all.insert(all.end(), nvme.begin(), nvme.end());
+  add_types(all, scanned_places(scan));
+  std::stable_sort(all.begin(), all.end(), [](const FoundDrive& a, const FoundDrive& b) {
+    const auto key = [](const Place& place) {
+      return std::pair(inventory::natural_key(place.device), inventory::natural_key(place.type));
+    };
+    return key(a.drive.place) < key(b.drive.place);
+  });
+
+  std::vector<FoundDrive> drives;
+  for (FoundDrive& one : all) {
+    const auto first = std::find_if(drives.begin(), drives.end(), [&](const FoundDrive& other) {
+      return is_same_drive(other.drive, one.drive);
+    });
+    if (first == drives.end())
+      drives.push_back(std::move(one));
+    else
+      add_path(*first, one);
+  }
+  add_links(sysfs, drives);
+  return drives;
+}
+
+std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const std::string& name,
+                                 const std::string& type) {
+  const bool is_path = name.starts_with("/");
+  const std::string target = is_path ? Sysfs().target(name) : std::string();
+  const auto is_meant = [&](const std::string& known) {
+    return known == name || known == target || (!is_path && last_name(known) == name);
+  };
+  for (const FoundDrive& one : drives) {
+    if (std::none_of(one.names.begin(), one.names.end(), is_meant)) continue;
+    if (type.empty()) return one.drive.place;
+    return Place{one.drive.place.device, type};
+  }
+  if (is_path) return Place{name, type};
+  std::vector<Place> places;
+  for (const FoundDrive& one : drives)
+    if (!name.empty() && one.drive.serial_number == name) places.push_back(one.drive.place);
+  if (places.size() != 1) return std::nullopt;
+  if (!type.empty()) places.front().type = type;
+  return places.front();
+}
+
+std::vector<Place> join_paths(std::vector<FoundDrive>& drives, std::vector<Look>& looks) {
+  std::vector<Place> shared;
+  for (std::size_t place = 0; place < looks.size(); ++place)
+    for (std::size_t other = place + 1; other < looks.size();) {
+      const Drive& first = looks[place].drive;
+      const Drive& second = looks[other].drive;
+      if (is_same_drive(looks[place], looks[other])) {
+        add_path(drives[place], drives[other]);
+        drives.erase(drives.begin() + static_cast<std::ptrdiff_t>(other));
+        looks.erase(looks.begin() + static_cast<std::ptrdiff_t>(other));
+        continue;
+      }
+      if (!first.identity().empty() && first.identity() == second.identity())
+        for (const Place& claimant : {first.place, second.place})
+          if (std::find(shared.begin(), shared.end(), claimant) == shared.end())
+            shared.push_back(claimant);
+      ++other;
+    }
+  return shared;
+}
+
+}  // namespace drivetest

@@ -1,0 +1,46 @@
+// Which drives there are, and where. The kernel is asked, and smartctl for the drives that the
+// kernel shows only as a RAID controller's; neither wakes a drive.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivetest/drive.h"
+#include "drivetest/drive_access.h"
+#include "drivetest/tool_output.h"
+
+namespace drivetest {
+
+struct FoundDrive {
+  // As far as the kernel tells, which is all that a drive in standby lets one know. The model is
+  // set only where the kernel has it whole, as of NVMe drives.
+  Drive drive;
+  std::vector<Place> paths;        // other ways to the same drive
+  std::vector<std::string> names;  // its nodes, and the links to them in /dev/disk/by-id
+};
+
+// Every drive once, in the natural order of their nodes: an NVMe drive by its controller, however
+// many namespaces it has, and a drive on several host adapters by the first of its nodes. The tree
+// below HVX_SYSFS_ROOT is read where that is set. `scan` is what smartctl --scan-open has printed
+// as JSON. Without it no place has a -d type, and drives behind RAID controllers are missing.
+std::vector<FoundDrive> find_drives(const ToolOutput& scan);
+
+// The place of what a user has named: a node or a link to one, the name of such a link, or a serial
+// number; with a -d type, which may be one that the scan does not know. A path that was not found
+// is taken as it is, since only the type may make a drive of it. Not set: no drive has that name or
+// number, or several have that number.
+std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const std::string& name,
+                                 const std::string& type);
+
+// Looks at all drives, several at once; in their order. What the kernel tells takes the place of
+// what a drive in standby does not say of itself.
+std::vector<Look> look_at(DriveAccess& access, const std::vector<FoundDrive>& drives, bool wake,
+                          unsigned most_at_once = 8);
+
+// What the looks tell of drives that claim one identity. With the same world wide name, serial
+// number and size they are one: the later is taken away, here and there, and is a path of the
+// first. Else they are told by this list of their places, and their places alone tell them apart.
+std::vector<Place> join_paths(std::vector<FoundDrive>& drives, std::vector<Look>& looks);
+
+}  // namespace drivetest

@@ -1,0 +1,237 @@
+#include "drivetest/find_drives.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <thread>
+
+#include "inventory/test_tree.h"
+
+namespace drivetest {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string scan_of(const std::vector<Place>& places) {
+  std::string list;
+  for (const Place& place : places)
+    list += (list.empty() ? "" : ",") + std::string(R"({"name":")") + place.device +
+            R"(","type":")" + place.type + "\"}";
+  return R"({"devices":[)" + list + "]}";
+}
+
+class FindDrives : public testing::Test {
+ protected:
+  FindDrives() { setenv("HVX_SYSFS_ROOT", tree_.root().c_str(), 1); }
+  ~FindDrives() override { unsetenv("HVX_SYSFS_ROOT"); }
+
+  std::string disk(int host, const std::string& name, const std::string& wwn,
+                   const std::string& serial) {
+    const std::string device = tree_.ahci_disk(host, name);
+    if (!wwn.empty()) tree_.file(device + "/wwid", "naa." + wwn + "\n");
+    const std::string head("\0\x80\0", 3);
+    if (!serial.empty())
+      tree_.file(device + "/vpd_pg80", head + static_cast<char>(serial.size()) + serial);
+    tree_.file("/dev/" + name, "");
+    return device;
+  }
+  void controller(const std::string& name, const std::string& subsystem = "") {
+    const std::string place = "/sys/devices/pci0000:00/0000:02:00.0/nvme/" + name;
+    tree_.file(place + "/model", "Example NVMe   \n");
+    tree_.file(place + "/serial", "N1  \n");
+    if (!subsystem.empty()) tree_.file(place + "/subsysnqn", subsystem + "\n");
+    tree_.link("/sys/class/nvme/" + name, place);
+  }
+  void name_space(const std::string& owner, const std::string& name) {
+    tree_.whole_disk("/sys/devices/virtual/" + name, "/sys/class/" + owner, name);
+    tree_.file("/dev/" + name, "");
+  }
+  static std::vector<Place> places_of(const std::vector<FoundDrive>& drives) {
+    std::vector<Place> places;
+    for (const FoundDrive& one : drives) places.push_back(one.drive.place);
+    return places;
+  }
+
+  inventory::TestTree tree_;
+};
+
+TEST_F(FindDrives, HasThoseOfTheKernelWithTheTypesOfTheScan) {
+  disk(0, "sdb", "5000000000000002", "S2");
+  disk(1, "sda", "", "S1");
+  const auto drives = find_drives({scan_of({{"/dev/sda", "sat"}}), "", 0});
+  EXPECT_THAT(places_of(drives), ElementsAre(Place{"/dev/sda", "sat"}, Place{"/dev/sdb", ""}));
+  EXPECT_EQ(drives[1].drive.world_wide_name, "wwn-0x5000000000000002");
+  EXPECT_EQ(drives[1].drive.serial_number, "S2");
+  EXPECT_EQ(drives[1].drive.size, 131072U * 512);
+  EXPECT_EQ(drives[0].drive.identity(), "") << "the kernel cuts models";
+}
+
+TEST_F(FindDrives, HasThoseBehindAControllerFromTheScanAlone) {
+  const auto drives = find_drives({scan_of({{"/dev/bus/0", "megaraid,10"},
+                                            {"/dev/bus/0", "megaraid,9"},
+                                            {"/dev/sd;x", "sat"},
+                                            {"/dev/sdx", "a b"},
+                                            {"--help", "sat"}}),
+                                   "", 0});
+  EXPECT_THAT(places_of(drives),
+              ElementsAre(Place{"/dev/bus/0", "megaraid,9"}, Place{"/dev/bus/0", "megaraid,10"}));
+  EXPECT_THAT(find_drives({"no scan", "", -1}), IsEmpty());
+}
+
+TEST_F(FindDrives, HasAnNvmeDriveOnceByItsController) {
+  controller("nvme0");
+  name_space("nvme/nvme0", "nvme0n1");
+  name_space("nvme/nvme0", "nvme0n2");
+  const auto drives = find_drives({scan_of({{"/dev/nvme0", "nvme"}}), "", 0});
+  ASSERT_THAT(places_of(drives), ElementsAre(Place{"/dev/nvme0", ""}));
+  EXPECT_EQ(drives[0].drive.identity(), "Example NVMe\nN1");
+  for (const char* const node : {"/dev/nvme0", "/dev/nvme0n1", "/dev/nvme0n2", "nvme0n2", "N1"})
+    EXPECT_EQ(place_named(drives, node, ""), (Place{"/dev/nvme0", ""})) << node;
+}
+
+TEST_F(FindDrives, TakesTheControllersOfOneSubsystemForPathsToOneDrive) {
+  controller("nvme1", "nqn.example");
+  controller("nvme0", "nqn.example");
+  controller("nvme2", "nqn.other");
+  tree_.file("/sys/class/nvme-subsystem/nvme-subsys5/nvme1", "");
+  name_space("nvme-subsystem/nvme-subsys5", "nvme5n1");
+  const auto drives = find_drives({});
+  EXPECT_THAT(places_of(drives), ElementsAre(Place{"/dev/nvme0", ""}, Place{"/dev/nvme2", ""}));
+  EXPECT_THAT(drives[0].paths, ElementsAre(Place{"/dev/nvme1", ""}));
+  EXPECT_EQ(place_named(drives, "/dev/nvme5n1", ""), (Place{"/dev/nvme0", ""}));
+}
+
+TEST_F(FindDrives, TakesNodesOfOneNameAndSerialNumberForPathsToOneDrive) {
+  disk(0, "sda", "5000000000000001", "S1");
+  disk(1, "sdb", "5000000000000001", "S1");
+  disk(2, "sdc", "5000000000000001", "S2");
+  const auto drives = find_drives({});
+  EXPECT_THAT(places_of(drives), ElementsAre(Place{"/dev/sda", ""}, Place{"/dev/sdc", ""}));
+  EXPECT_THAT(drives[0].paths, ElementsAre(Place{"/dev/sdb", ""}));
+  EXPECT_EQ(place_named(drives, "/dev/sdb", ""), (Place{"/dev/sda", ""}));
+}
+
+TEST_F(FindDrives, KnowsADriveByItsLinksAndBySerialNumber) {
+  disk(0, "sda", "", "S1");
+  disk(1, "sdb", "", "S1");
+  disk(2, "sdc", "", "S3");
+  tree_.link("/dev/disk/by-id/ata-Example_S1", "/dev/sda");
+  tree_.link("/dev/disk/by-path/pci-1", "/dev/sdb");
+  const auto drives = find_drives({});
+  const Place first{"/dev/sda", ""};
+  EXPECT_EQ(place_named(drives, "/dev/disk/by-id/ata-Example_S1", ""), first);
+  EXPECT_EQ(place_named(drives, "ata-Example_S1", ""), first);
+  EXPECT_EQ(place_named(drives, "/dev/disk/by-path/pci-1", ""), (Place{"/dev/sdb", ""}));
+  EXPECT_EQ(place_named(drives, "S3", ""), (Place{"/dev/sdc", ""}));
+  EXPECT_EQ(place_named(drives, "S1", ""), std::nullopt) << "of two drives";
+  EXPECT_EQ(place_named(drives, "", ""), std::nullopt);
+  EXPECT_EQ(place_named(drives, "S4", ""), std::nullopt);
+}
+
+TEST_F(FindDrives, TakesATypeThatTheScanDoesNotKnow) {
+  disk(0, "sda", "", "S1");
+  const auto drives = find_drives({scan_of({{"/dev/sda", "sat"}}), "", 0});
+  EXPECT_EQ(place_named(drives, "/dev/sda", "cciss,1"), (Place{"/dev/sda", "cciss,1"}));
+  EXPECT_EQ(place_named(drives, "/dev/sg3", "cciss,1"), (Place{"/dev/sg3", "cciss,1"}));
+  EXPECT_EQ(place_named(drives, "S1", "sat,12"), (Place{"/dev/sda", "sat,12"}));
+}
+
+// Answers with what was prepared for each place, and counts who asks at once.
+class PreparedAccess : public DriveAccess {
+ public:
+  Look look(const Place& place, bool) override {
+    const int now = ++inside_;
+    for (int most = most_; now > most && !most_.compare_exchange_weak(most, now);) {
+    }
+    std::this_thread::yield();
+    Look look;
+    look.drive.place = place;
+    if (place.device == "/dev/sdb") look.fault = LookFault::Standby;
+    --inside_;
+    return look;
+  }
+  Reply start(const Drive&, TestKind) override { return {}; }
+  Reply stop(const Drive&) override { return {}; }
+  int most() const { return most_; }
+
+ private:
+  std::atomic<int> inside_ = 0;
+  std::atomic<int> most_ = 0;
+};
+
+TEST(LookAt, KeepsTheOrderAndTheBound) {
+  std::vector<FoundDrive> drives(50);
+  for (std::size_t place = 0; place < drives.size(); ++place)
+    drives[place].drive.place.device = "/dev/" + std::to_string(place);
+  PreparedAccess access;
+  const auto looks = look_at(access, drives, false, 3);
+  for (std::size_t place = 0; place < drives.size(); ++place)
+    EXPECT_EQ(looks[place].drive.place, drives[place].drive.place);
+  EXPECT_LE(access.most(), 3);
+  EXPECT_THAT(look_at(access, {}, false), IsEmpty());
+}
+
+TEST(LookAt, TakesTheIdentityOfADriveInStandbyFromTheKernel) {
+  std::vector<FoundDrive> drives(2);
+  drives[0].drive.place.device = "/dev/sda";
+  drives[1].drive.place.device = "/dev/sdb";
+  for (FoundDrive& one : drives) {
+    one.drive.world_wide_name = "wwn-0x5000000000000001";
+    one.drive.size = 7;
+  }
+  PreparedAccess access;
+  const auto looks = look_at(access, drives, false);
+  EXPECT_EQ(looks[0].drive.world_wide_name, "") << "it says itself who it is";
+  EXPECT_EQ(looks[0].drive.size, 7U);
+  EXPECT_EQ(looks[1].drive.world_wide_name, "wwn-0x5000000000000001");
+}
+
+class JoinPaths : public testing::Test {
+ protected:
+  void add(const std::string& device, const std::string& wwn, const std::string& serial,
+           LookFault fault = LookFault::None) {
+    Look look;
+    look.drive.place.device = device;
+    look.drive.world_wide_name = wwn;
+    look.drive.serial_number = serial;
+    look.drive.model = "Example";
+    look.fault = fault;
+    looks_.push_back(look);
+    FoundDrive found;
+    found.drive.place.device = device;
+    drives_.push_back(found);
+  }
+  std::vector<FoundDrive> drives_;
+  std::vector<Look> looks_;
+};
+
+TEST_F(JoinPaths, MakesOneOfTheSameNameAndSerialNumber) {
+  add("/dev/sda", "wwn-1", "S1");
+  add("/dev/sdb", "wwn-2", "S2");
+  add("/dev/sdc", "wwn-1", "S1");
+  add("/dev/sdd", "wwn-2", "", LookFault::Standby);
+  EXPECT_THAT(join_paths(drives_, looks_), IsEmpty());
+  ASSERT_EQ(drives_.size(), 2U);
+  EXPECT_EQ(looks_.size(), 2U);
+  EXPECT_THAT(drives_[0].paths, ElementsAre(Place{"/dev/sdc", ""}));
+  EXPECT_THAT(drives_[1].paths, ElementsAre(Place{"/dev/sdd", ""}));
+}
+
+TEST_F(JoinPaths, TellsDifferentDrivesThatClaimOneIdentity) {
+  add("/dev/sda", "wwn-1", "S1");
+  add("/dev/sdb", "wwn-1", "S2");
+  add("/dev/sdc", "wwn-1", "S3");
+  add("/dev/sdd", "", "000000");
+  add("/dev/sde", "", "000000");
+  add("/dev/sdf", "", "");
+  add("/dev/sdg", "", "");
+  EXPECT_THAT(join_paths(drives_, looks_),
+              ElementsAre(Place{"/dev/sda", ""}, Place{"/dev/sdb", ""}, Place{"/dev/sdc", ""},
+                          Place{"/dev/sdd", ""}, Place{"/dev/sde", ""}));
+  EXPECT_EQ(drives_.size(), 7U);
+}
+
+}  // namespace
+}  // namespace drivetest
