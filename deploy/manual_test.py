@@ -77,6 +77,21 @@ class Command(unittest.TestCase):
             self.assertIn(name, told)
 
 
+class Readme(unittest.TestCase):
+    text = (TREE / "README.md").read_text(encoding="utf-8")
+
+    def test_its_list_has_only_commands_and_options_of_the_program(self):
+        block = re.search(r"^hddtest drives .*?(?=^```)", self.text, re.MULTILINE | re.DOTALL).group()
+        lines = re.findall(r"^hddtest (\w+)(.*?)  ", block, re.MULTILINE)
+        self.assertEqual(len(lines), len(block.splitlines()), "a line is no command with its words")
+        for command, arguments in lines:
+            with self.subTest(command=command):
+                self.assertIn(command, commands())
+                self.assertLessEqual(set(OPTION.findall(arguments)), options(help_of(PROGRAM, command)))
+        for command in re.findall(r"`hddtest (\w+)", self.text):
+            self.assertIn(command, commands())
+
+
 # Each path that the pages name, with a file of this tree that has it, and the text there.
 REGISTER = "deploy/register"
 NOTE = {"/var/lib/hddtest/registrations": (f"{REGISTER}/notes.py",

@@ -156,10 +156,9 @@ TEST(DriverOf, MissingDeviceAndMissingLine) {
   EXPECT_EQ(driver_of("/dev/sda\nDriver: \"x\"", "/dev/sda").lookup, DriverLookup::NoDriverLine);
 }
 
-TEST(ExcludedMachineTypes, AreEightyOneDifferentCodesOfFourDigits) {
+TEST(ExcludedMachineTypes, AreDifferentCodesOfFourDigits) {
   std::set<std::string> codes(kExcludedMachineTypes.begin(), kExcludedMachineTypes.end());
-  EXPECT_EQ(kExcludedMachineTypes.size(), 81u);
-  EXPECT_EQ(codes.size(), 81u);
+  EXPECT_EQ(codes.size(), kExcludedMachineTypes.size());
   bool leading_zero = false;
   for (const std::string& code : codes) {
     EXPECT_EQ(code.size(), 4u) << code;

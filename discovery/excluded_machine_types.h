@@ -3,8 +3,7 @@
 // them as its type or as its BIOS version, so that nobody's drives are left out by chance.
 //
 // A distributor replaces them by those of its own models: exactly four decimal digits each, as the
-// machine's product name or its BIOS version gives them. If their number changes, so does the one
-// that classification_test.cpp expects.
+// machine's product name or its BIOS version gives them.
 #pragma once
 
 #include <array>

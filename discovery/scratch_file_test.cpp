@@ -36,8 +36,7 @@ struct Command {
   int seconds;
 };
 std::vector<Command> commands;
-int inherited =
-    0;  // descriptors of the file that programs of the host get at the time of a command
+int inherited = 0;  // descriptors of the file that other programs of the host would get
 
 // What becomes of the next commands.
 struct Runs {
@@ -245,8 +244,7 @@ TEST_F(ScratchFile, ThatCannotBeMadeIsNoReportAndTheCommandIsNotRun) {
   if (child == 0) {
     commands.clear();
     if (setresgid(kNobody, kNobody, kNobody) != 0 || setuid(kNobody) != 0) _exit(2);
-    const bool answer = through_scratch_file(kCommand).has_value();
-    _exit(answer || !commands.empty() ? 1 : 0);
+    _exit(through_scratch_file(kCommand) || !commands.empty() ? 1 : 0);
   }
   int status = 1;
   waitpid(child, &status, 0);

@@ -1,4 +1,5 @@
-"""The arrows of the house: which folder may include what, and what the broker may link.
+"""The arrows of the house: which folder may include what, that a unit includes its own header, and
+what the broker may link.
 
     dependency_rules.py SOURCE-DIRECTORY PROGRAM
 """
@@ -83,6 +84,16 @@ def wrong_includes(root):
                     yield f"{source.relative_to(root)} includes {header}"
 
 
+def wrong_units(root):
+    """A unit that was copied and still includes the header that it was copied with."""
+    for folder in RULES:
+        for source in sorted((root / folder).rglob("*.cpp")):
+            header = source.with_suffix(".h")
+            own = str(header.relative_to(root))
+            if header.exists() and own not in OURS.findall(source.read_text(encoding="utf-8")):
+                yield f"{source.relative_to(root)} does not include {own}"
+
+
 def wrong_libraries(program):
     listing = subprocess.run(["readelf", "-d", program], check=True, capture_output=True, text=True)
     for library in LINKED.findall(listing.stdout):
@@ -92,7 +103,8 @@ def wrong_libraries(program):
 
 def main():
     root = pathlib.Path(sys.argv[1])
-    faults = [*wrong_leaves(root), *wrong_includes(root), *wrong_libraries(sys.argv[2])]
+    faults = [*wrong_leaves(root), *wrong_includes(root), *wrong_units(root),
+              *wrong_libraries(sys.argv[2])]
     print("\n".join(faults))
     return 1 if faults else 0
 
