@@ -72,7 +72,7 @@ std::optional<int> execution_status(std::string_view capabilities) {
   return status;
 }
 
-void read_running(const Answer& log, const Answer& capabilities, DriveLook& look) {
+void read_running(const SmartctlAnswer& log, const SmartctlAnswer& capabilities, DriveLook& look) {
   constexpr int kInProgress = 15;
   if (const std::optional<int> status = execution_status(capabilities.output)) {
     if (*status >> 4 != kInProgress) return;
@@ -98,7 +98,7 @@ bool knows_self_tests(std::string_view capabilities) {
 }
 
 // Why a step of smartctl failed.
-void read_failure(const Answer& answer, DriveLook& look) {
+void read_failure(const SmartctlAnswer& answer, DriveLook& look) {
   look.words = short_text(complaint_of(answer.output));
   const auto says = [&](std::string_view text) { return contains(look.words, text); };
   if (answer.status < 0)
@@ -115,8 +115,8 @@ void read_failure(const Answer& answer, DriveLook& look) {
     look.words = fmt::format("smartctl ended with status {}", answer.status);
 }
 
-Answer ask(std::vector<std::string> arguments, const std::string& device) {
-  Answer answer;
+SmartctlAnswer ask(std::vector<std::string> arguments, const std::string& device) {
+  SmartctlAnswer answer;
   arguments.push_back(device);
   answer.status = NKVRHVX20::TOSSpecific::SpawnProcess("smartctl", std::move(arguments),
                                                        answer.output, kAnswerSeconds);
@@ -148,7 +148,7 @@ std::optional<int> told_remaining(std::string_view output) {
   return remaining;
 }
 
-DriveLook read_information(const Answer& information) {
+DriveLook read_information(const SmartctlAnswer& information) {
   const std::string& text = information.output;
   DriveLook look;
   look.model = field(text, "Device Model:");
@@ -179,7 +179,8 @@ DriveLook read_information(const Answer& information) {
   return look;
 }
 
-DriveLook read_look(const Answer& information, const Answer& log, const Answer& capabilities) {
+DriveLook read_look(const SmartctlAnswer& information, const SmartctlAnswer& log,
+                    const SmartctlAnswer& capabilities) {
   DriveLook look = read_information(information);
   if (look.readiness != Readiness::Ready) return look;
   if (contains(log.output, "SMART Self-test Log not supported") ||
@@ -193,7 +194,7 @@ DriveLook read_look(const Answer& information, const Answer& log, const Answer& 
   return look;
 }
 
-DriveLook read_refusal(const Answer& start) {
+DriveLook read_refusal(const SmartctlAnswer& start) {
   DriveLook look;
   read_failure(start, look);
   look.remaining = told_remaining(start.output);
@@ -210,11 +211,12 @@ DriveLook look_at(const std::string& device) {
   if (device.empty() || device.starts_with('-'))
     return {.readiness = Readiness::NoDevice, .words = "not the name of a device"};
   if (NKVRHVX20::find_program("smartctl").empty()) return {.readiness = Readiness::NoSmartctl};
-  const Answer information = ask({"-i"}, device);
+  const SmartctlAnswer information = ask({"-i"}, device);
   if (read_information(information).readiness != Readiness::Ready)
     return read_information(information);
-  const Answer log = ask({"-l", "selftest"}, device);
-  return read_look(information, log, step_failed(log.status) ? Answer{} : ask({"-c"}, device));
+  const SmartctlAnswer log = ask({"-l", "selftest"}, device);
+  return read_look(information, log,
+                   step_failed(log.status) ? SmartctlAnswer{} : ask({"-c"}, device));
 }
 
 std::string permission_advice(bool root) {

@@ -13,7 +13,7 @@
 namespace cli {
 
 // What a call of smartctl printed, and its exit status; -1 when it did not end by exiting.
-struct Answer {
+struct SmartctlAnswer {
   int status = 0;
   std::string output{};
 };
@@ -44,14 +44,15 @@ struct DriveLook {
 // Reads the answers of "smartctl -i", "-l selftest" and "-c". The last two count only where SMART
 // is on. The last may be empty. It tells of a running test that the log does not show, and rules
 // out one that the log shows for ever because it never ended.
-DriveLook read_look(const Answer& information, const Answer& log, const Answer& capabilities);
+DriveLook read_look(const SmartctlAnswer& information, const SmartctlAnswer& log,
+                    const SmartctlAnswer& capabilities);
 
 // Reads only the answer of "smartctl -i". Ready then means that SMART is on.
-DriveLook read_information(const Answer& information);
+DriveLook read_information(const SmartctlAnswer& information);
 
 // Why "smartctl -t short" did not start a test, by an answer whose status says so. Running means
 // that smartctl refused to end another test for it.
-DriveLook read_refusal(const Answer& start);
+DriveLook read_refusal(const SmartctlAnswer& start);
 
 // Whether smartctl's exit status fails a step of the module's test.
 bool step_failed(int status);

@@ -105,9 +105,10 @@ TEST(DriveLook, TestThatTheLogShowsForEver) {
 }
 
 TEST(DriveLook, VirtioDriveHasNoSmart) {
-  const Answer unknown{1,
-                       "/dev/vda: Unable to detect device type\nPlease specify device type with "
-                       "the -d option.\n"};
+  const SmartctlAnswer unknown{
+      1,
+      "/dev/vda: Unable to detect device type\nPlease specify device type with "
+      "the -d option.\n"};
   EXPECT_EQ(read_look(unknown, {}, {}).readiness, Readiness::NoSmart);
 }
 

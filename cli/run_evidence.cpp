@@ -8,8 +8,8 @@ namespace cli {
 namespace {
 
 // "STATUS\n... Smart Message \nOUTPUT". An answer of another form proves nothing.
-std::optional<Answer> read_answer(std::string_view text) {
-  Answer answer;
+std::optional<SmartctlAnswer> read_answer(std::string_view text) {
+  SmartctlAnswer answer;
   const char* const end = text.data() + text.size();
   const auto read = std::from_chars(text.data(), end, answer.status);
   if (read.ec != std::errc() || read.ptr == end || *read.ptr != '\n') return std::nullopt;
@@ -29,7 +29,7 @@ void RunEvidence::take(int severity, std::string_view text) {
   if (severity != kTrace) return;
   for (const AnswerText& known : kAnswerTexts) {
     if (!text.starts_with(known.begins)) continue;
-    const std::optional<Answer> answer = read_answer(text.substr(known.begins.size()));
+    const std::optional<SmartctlAnswer> answer = read_answer(text.substr(known.begins.size()));
     if (known.step == Step::Checking)
       information = answer;
     else if (known.step == Step::Reading)

@@ -13,12 +13,12 @@
 namespace cli {
 
 struct RunEvidence {
-  std::optional<Answer> information{};  // "smartctl -i"
-  std::optional<Answer> baseline{};     // the log before the test
-  std::optional<Answer> start{};        // "smartctl -t short"
-  std::optional<std::string> log{};     // the last read of the log during the test
-  bool in_progress = false;             // a read showed a test in progress
-  bool ended = false;                   // the module saw an end of the test
+  std::optional<SmartctlAnswer> information{};  // "smartctl -i"
+  std::optional<SmartctlAnswer> baseline{};     // the log before the test
+  std::optional<SmartctlAnswer> start{};        // "smartctl -t short"
+  std::optional<std::string> log{};             // the last read of the log during the test
+  bool in_progress = false;                     // a read showed a test in progress
+  bool ended = false;                           // the module saw an end of the test
 
   // Takes a line of the core log. For one thread at a time.
   void take(int severity, std::string_view text);

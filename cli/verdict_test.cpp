@@ -17,9 +17,9 @@ std::string log_of(const std::string& status, const std::string& share = "00%",
 
 // A run that began well, and ended with a read of this log.
 RunEvidence ended(const std::string& log, bool in_progress = true) {
-  return {.information = Answer{0, "SMART support is: Enabled\n"},
-          .baseline = Answer{0, kHead + "# 1" + kOldEntry},
-          .start = Answer{0, "Testing has begun.\n"},
+  return {.information = SmartctlAnswer{0, "SMART support is: Enabled\n"},
+          .baseline = SmartctlAnswer{0, kHead + "# 1" + kOldEntry},
+          .start = SmartctlAnswer{0, "Testing has begun.\n"},
           .log = log,
           .in_progress = in_progress,
           .ended = true};
@@ -100,31 +100,33 @@ TEST(Verdict, AnEntryOfAnotherTestOrOfNoKnownStatusProvesNothing) {
 }
 
 TEST(Verdict, WhatWasNotTestedIsNotFailed) {
-  expect_untested({.information = Answer{2, "Smartctl open device: x failed: Permission denied\n"}},
-                  "no-permission", "CAP_SYS_RAWIO and the right to open the drive");
-  expect_untested({.information = Answer{0, "SMART support is: Disabled\n"}}, "smart-off",
+  expect_untested(
+      {.information = SmartctlAnswer{2, "Smartctl open device: x failed: Permission denied\n"}},
+      "no-permission", "CAP_SYS_RAWIO and the right to open the drive");
+  expect_untested({.information = SmartctlAnswer{0, "SMART support is: Disabled\n"}}, "smart-off",
                   "'smartctl -s on /dev/sda'");
   RunEvidence evidence = ended("");
   evidence.start.reset();
-  evidence.baseline = Answer{-1, ""};
+  evidence.baseline = SmartctlAnswer{-1, ""};
   expect_untested(evidence, "no-answer", "hddtest check");
 }
 
 TEST(Verdict, ARefusedStartIsNotFailed) {
   RunEvidence evidence = ended("");
-  evidence.start = Answer{
+  evidence.start = SmartctlAnswer{
       4, "Can't start self-test without aborting current test (60% remaining),\nadd '-t force'\n"};
   expect_untested(evidence, "running", "a test runs in it already, 60% remaining");
   EXPECT_EQ(of(Outcome::Failed, evidence).remaining, 60);
-  evidence.start = Answer{4, "Command \"Execute SMART Short self-test\" failed: aborted command\n"};
+  evidence.start =
+      SmartctlAnswer{4, "Command \"Execute SMART Short self-test\" failed: aborted command\n"};
   expect_untested(evidence, "refused", "the drive refused the test: Command ");
-  evidence.start = Answer{-1, ""};
+  evidence.start = SmartctlAnswer{-1, ""};
   expect_untested(evidence, "no-answer", "the drive may be testing");
 }
 
 TEST(Verdict, NoSelfTestIsAborted) {
   RunEvidence evidence = ended("");
-  evidence.start = Answer{4, "Short offline self test failed [unsupported scsi opcode]\n"};
+  evidence.start = SmartctlAnswer{4, "Short offline self test failed [unsupported scsi opcode]\n"};
   EXPECT_EQ(of(Outcome::Failed, evidence).outcome, Outcome::Aborted);
   evidence = ended(kHead + "No self-tests have been logged.\n", false);
   evidence.ended = false;

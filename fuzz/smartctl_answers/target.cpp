@@ -35,9 +35,9 @@ void look(const std::string& text) {
 }
 
 void judge(const std::string& text) {
-  cli::RunEvidence evidence{.information = cli::Answer{0, "SMART support is: Enabled"},
-                            .baseline = cli::Answer{0, ""},
-                            .start = cli::Answer{0, ""},
+  cli::RunEvidence evidence{.information = cli::SmartctlAnswer{0, "SMART support is: Enabled"},
+                            .baseline = cli::SmartctlAnswer{0, ""},
+                            .start = cli::SmartctlAnswer{0, ""},
                             .log = text,
                             .ended = true};
   const cli::Verdict verdict = cli::verdict_of(cli::Outcome::Passed, evidence, "x");
