@@ -46,7 +46,7 @@ Decision decide(const DriveState& state, const Look& look, Time now,
   LogGrowth growth;
   if (look.has_log) growth = growth_of(state.log.value_or(std::vector<LogEntry>()), look.log);
   if (state.running) {
-    const Finding finding = progress_of(*state.running, look, growth, now, circumstances);
+    const ProgressFinding finding = progress_of(*state.running, look, growth, now, circumstances);
     const bool is_without_trace =
         finding.look_again || (finding.row.outcome == Outcome::Unknown && !finding.entry);
     // Whoever began it decides whether it came about.

@@ -81,9 +81,9 @@ Verdict verdict_without_entry(const TestRow& row, const Look& look, const LogGro
 
 }  // namespace
 
-Finding progress_of(const TestRow& row, const Look& look, const LogGrowth& growth, Time now,
-                    const Circumstances& circumstances) {
-  Finding finding{row, false, std::nullopt};
+ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowth& growth, Time now,
+                            const Circumstances& circumstances) {
+  ProgressFinding finding{row, false, std::nullopt};
   const Protocol protocol = look.drive.protocol;
   OwnEntry own{std::nullopt, "the drive's log cannot be read"};
   if (look.has_log)

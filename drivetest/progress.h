@@ -9,7 +9,7 @@
 
 namespace drivetest {
 
-struct Finding {
+struct ProgressFinding {
   TestRow row;  // as it is now
   // Set where this look alone cannot tell: the drive does not show the test as running and has no
   // entry of it, which some drives do for seconds after the start and before the entry. A second
@@ -28,8 +28,8 @@ struct Circumstances {
 
 // `look` has no fault, `growth` is that of the drive's log since the row began or was last brought
 // up to date.
-Finding progress_of(const TestRow& row, const Look& look, const LogGrowth& growth, Time now,
-                    const Circumstances& circumstances);
+ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowth& growth, Time now,
+                            const Circumstances& circumstances);
 
 // The row of a test that nobody here has started and that runs now.
 TestRow row_of_running(const Look& look, Time now);

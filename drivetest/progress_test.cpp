@@ -50,8 +50,8 @@ TestRow seen(unsigned remaining = 90) {
   return progress_of(begun(), running(remaining), {}, kStart + minutes(1), {}).row;
 }
 
-Finding found(const TestRow& row, const Look& look, const std::vector<LogEntry>& added = {},
-              Circumstances circumstances = {true, false}) {
+ProgressFinding found(const TestRow& row, const Look& look, const std::vector<LogEntry>& added = {},
+                      Circumstances circumstances = {true, false}) {
   return progress_of(row, look, {added, true}, kStart + minutes(5), circumstances);
 }
 
@@ -68,7 +68,7 @@ TEST(Progress, EndsByTheTestsOwnEntry) {
   LogEntry failure = entry(7);
   failure.first_bad_block = 4711;
   failure.segment = 2;
-  const Finding finding = found(seen(), idle(Protocol::Ata, 7), {failure}, {});
+  const ProgressFinding finding = found(seen(), idle(Protocol::Ata, 7), {failure}, {});
   EXPECT_EQ(finding.row.outcome, Outcome::Failed);
   EXPECT_EQ(finding.row.cause, "read failure");
   EXPECT_EQ(finding.row.result_code, 7);
@@ -85,7 +85,7 @@ TEST(Progress, EndsByItsEntryWhileAnotherTestRuns) {
 }
 
 TEST(Progress, OfWhatIsNeitherRunningNorWrittenNeedsASecondLook) {
-  const Finding first = found(seen(), idle(), {}, {});
+  const ProgressFinding first = found(seen(), idle(), {}, {});
   EXPECT_TRUE(first.look_again);
   EXPECT_FALSE(first.row.outcome);
   EXPECT_FALSE(found(seen(), idle()).look_again);
