@@ -1,6 +1,7 @@
 #include "tests/drivetest/standin/answer.h"
 
 #include <errno.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -8,7 +9,7 @@ enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code) {
   static const struct {
     const char* word;
     enum StartAnswer answer;
-  } kWords[] = {
+  } words[] = {
       {"ok", StartTaken},
       {"nothing", StartIgnored},
       {"busy", StartBusy},
@@ -20,10 +21,10 @@ enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code) {
   ++drive->starts;
   enum StartAnswer answer = StartCode;
   *code = strtoll(drive->start, NULL, 0);
-  for (size_t i = 0; i < sizeof kWords / sizeof kWords[0]; ++i)
-    if (strcmp(drive->start, kWords[i].word) == 0) answer = kWords[i].answer;
+  for (size_t i = 0; i < sizeof words / sizeof words[0]; ++i)
+    if (strcmp(drive->start, words[i].word) == 0) answer = words[i].answer;
   if (drive->refusals > 0 && --drive->refusals == 0) {
-    strcpy(drive->start, "ok");
+    snprintf(drive->start, TextSize, "ok");
     drive->refusals = -1;
   }
   return answer;

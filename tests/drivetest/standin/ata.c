@@ -30,7 +30,7 @@ static void put_swapped(uint8_t* place, const char* text, size_t size) {
 }
 
 static void put_word(uint8_t* block, int word, uint64_t value) {
-  put_le(block + 2 * word, value, 2);
+  put_le(block + (size_t)2 * word, value, 2);
 }
 
 static void identify(const struct StandInDrive* drive, uint8_t* block) {
@@ -64,10 +64,10 @@ static unsigned capabilities(const struct StandInDrive* drive) {
 }
 
 static void smart_data(const struct StandInDrive* drive, int64_t now, uint8_t* block) {
-  static const uint8_t kAttributes[][12] = {
+  static const uint8_t attributes[][12] = {
       {5, 0x33, 0, 100, 100}, {9, 0x32, 0, 99, 99}, {194, 0x22, 0, 64, 50, 36}};
   put_le(block, 16, 2);
-  for (int i = 0; i < 3; ++i) memcpy(block + 2 + 12 * i, kAttributes[i], 12);
+  for (int i = 0; i < 3; ++i) memcpy(block + 2 + (size_t)12 * i, attributes[i], 12);
   put_le(block + 2 + 12 + 5, (uint64_t)power_on_hours(drive, now), 4);
   block[362] = 0x82;
   block[363] = self_test_shows(drive, now) ? (uint8_t)(0xf0 | self_test_tenths(drive, now))
@@ -139,10 +139,7 @@ static bool read_log(const struct StandInDrive* drive, int64_t now, int log, boo
     else
       standard_log(rows, count, drive->rolled, block);
     set_checksum(block);
-  } else if (log == 1 && !is_extended) {
-    block[0] = 1;
-    set_checksum(block);
-  } else if (log == 9 && !is_extended) {
+  } else if ((log == 1 || log == 9) && !is_extended) { /* errors, selective tests: none */
     block[0] = 1;
     set_checksum(block);
   } else {
@@ -152,10 +149,10 @@ static bool read_log(const struct StandInDrive* drive, int64_t now, int log, boo
 }
 
 static bool can_start(const struct StandInDrive* drive, int type) {
-  static const char* const kNames[] = {NULL, "short", "long", "conveyance", "selective"};
+  static const char* const names[] = {NULL, "short", "long", "conveyance", "selective"};
   const int number = type & 0x7f;
   if (number < TestShort || number > TestSelective) return false;
-  return has_word(drive->tests, kNames[number]) || has_word(drive->takes, kNames[number]);
+  return has_word(drive->tests, names[number]) || has_word(drive->takes, names[number]);
 }
 
 static int execute(struct StandInDrive* drive, int64_t now, int type, struct sg_io_hdr* command) {

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <inttypes.h>
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -121,7 +122,7 @@ bool drive_set(struct StandInDrive* drive, const char* name, const char* value) 
   if (strcmp(name, "row") == 0) {
     char words[PathSize];
     if (drive->log_size == MaxRows || strlen(value) >= sizeof words) return false;
-    strcpy(words, value);
+    snprintf(words, sizeof words, "%s", value);
     return set_row(&drive->log[drive->log_size++], words);
   }
   for (int i = 0; i < FieldCount; ++i) {
@@ -129,7 +130,7 @@ bool drive_set(struct StandInDrive* drive, const char* name, const char* value) 
     if (strcmp(field->name, name) != 0) continue;
     if (field->text == NULL) return parse(value, number_at(drive, field));
     if (strlen(value) >= TextSize) return false;
-    strcpy(text_at(drive, field), value);
+    snprintf(text_at(drive, field), TextSize, "%s", value);
     return true;
   }
   return false;
@@ -141,7 +142,7 @@ static void set_defaults(struct StandInDrive* drive) {
     if (kFields[i].text == NULL)
       *number_at(drive, &kFields[i]) = kFields[i].number;
     else
-      strcpy(text_at(drive, &kFields[i]), kFields[i].text);
+      snprintf(text_at(drive, &kFields[i]), TextSize, "%s", kFields[i].text);
   }
 }
 
@@ -149,7 +150,7 @@ bool drive_read(const char* path, struct StandInDrive* drive, char* why) {
   set_defaults(drive);
   FILE* const file = fopen(path, "re");
   if (file == NULL) {
-    snprintf(why, PathSize, "%s: %s", path, strerror(errno));
+    make_path(why, "%s: %s", path, strerror(errno));
     return false;
   }
   char line[PathSize];
@@ -161,15 +162,15 @@ bool drive_read(const char* path, struct StandInDrive* drive, char* why) {
     char* value = name + strcspn(name, " ");
     if (*value != '\0') *value++ = '\0';
     is_good = drive_set(drive, name, value);
-    if (!is_good) snprintf(why, PathSize, "%s:%d: not a field, or not its value", path, number);
+    if (!is_good) make_path(why, "%s:%d: not a field, or not its value", path, number);
   }
   fclose(file);
   return is_good;
 }
 
 bool drive_write(const char* path, const struct StandInDrive* drive) {
-  char other[PathSize + 8];
-  snprintf(other, sizeof other, "%s.new", path);
+  char other[PathSize];
+  make_path(other, "%s.new", path);
   FILE* const file = fopen(other, "we");
   if (file == NULL) return false;
   struct StandInDrive copy = *drive;
@@ -187,6 +188,14 @@ bool drive_write(const char* path, const struct StandInDrive* drive) {
   }
   const bool is_whole = ferror(file) == 0;
   return fclose(file) == 0 && is_whole && rename(other, path) == 0;
+}
+
+void make_path(char* path, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const int size = vsnprintf(path, PathSize, format, arguments);
+  va_end(arguments);
+  if (size < 0 || size >= PathSize) abort();
 }
 
 bool has_word(const char* text, const char* word) {

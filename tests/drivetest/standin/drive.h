@@ -58,6 +58,9 @@ bool drive_write(const char* path, const struct StandInDrive* drive);
 /* Sets one field by its name. */
 bool drive_set(struct StandInDrive* drive, const char* name, const char* value);
 
+/* Prints into `path`, of PathSize bytes. Ends the process when it is longer. */
+__attribute__((format(printf, 2, 3))) void make_path(char* path, const char* format, ...);
+
 /* Whether the words of a text, parted by blanks, hold this one. */
 bool has_word(const char* text, const char* word);
 bool is_nvme(const struct StandInDrive* drive);

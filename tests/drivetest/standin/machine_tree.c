@@ -28,7 +28,7 @@ static void make_parents(char* path) {
 }
 
 static void place_in(const struct Tree* tree, const char* path, char* place) {
-  if (snprintf(place, PathSize, "%s%s", tree->root, path) >= PathSize) abort();
+  make_path(place, "%s%s", tree->root, path);
   make_parents(place);
 }
 
@@ -37,7 +37,7 @@ static void put(const struct Tree* tree, const char* folder, const char* name, c
                 ...) {
   char path[PathSize];
   char place[PathSize];
-  if (snprintf(path, sizeof path, "%s/%s", folder, name) >= PathSize) abort();
+  make_path(path, "%s/%s", folder, name);
   place_in(tree, path, place);
   FILE* const file = fopen(place, "we");
   if (file == NULL) return;
@@ -52,11 +52,14 @@ static void put(const struct Tree* tree, const char* folder, const char* name, c
 /* A link at `path` to another path of the machine, relative as all links of sysfs are. */
 static void put_link(const struct Tree* tree, const char* path, const char* target) {
   char place[PathSize];
-  char relative[PathSize] = "";
+  char up[PathSize] = "";
+  char relative[PathSize];
   place_in(tree, path, place);
+  int depth = 0;
   for (const char* slash = strchr(path + 1, '/'); slash != NULL; slash = strchr(slash + 1, '/'))
-    strcat(relative, "../");
-  strcat(relative, target + 1);
+    ++depth;
+  for (int i = 0; i < depth; ++i) memcpy(up + (size_t)3 * i, "../", 4);
+  make_path(relative, "%s%s", up, target + 1);
   if (symlink(relative, place) != 0 && errno != EEXIST) perror(place);
 }
 
@@ -69,41 +72,43 @@ static void put_disk(const struct Tree* tree, const struct StandInDrive* drive, 
   put(tree, place, "hidden", "0");
   put(tree, place, "queue/logical_block_size", "512");
   put(tree, place, "queue/rotational", "%" PRId64, drive->rotational);
-  snprintf(path, sizeof path, "%s/device", place);
+  make_path(path, "%s/device", place);
   put_link(tree, path, device);
-  snprintf(path, sizeof path, "/sys/block/%s", name);
+  make_path(path, "/sys/block/%s", name);
   put_link(tree, path, place);
-  snprintf(path, sizeof path, "/sys/class/block/%s", name);
+  make_path(path, "/sys/class/block/%s", name);
   put_link(tree, path, place);
+}
+
+/* The device of a SCSI host and all that is above it, as the kernel names them. */
+static const char* scsi_place(const struct Tree* tree, const struct StandInDrive* drive, int host,
+                              char* place) {
+  char device[64];
+  snprintf(device, sizeof device, "target%d:0:0/%d:0:0:0", host, host);
+  if (*drive->usb != '\0') {
+    char port[PathSize];
+    make_path(port, "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-%d", host + 1);
+    put(tree, port, "idVendor", "%.4s", drive->usb);
+    put(tree, port, "idProduct", "%.4s", drive->usb + 5);
+    put(tree, port, "bcdDevice", "0100");
+    make_path(place, "%s/1-%d:1.0/host%d/%s", port, host + 1, host, device);
+    return "usb-storage";
+  }
+  if (is_ata(drive)) {
+    make_path(place, "/sys/devices/pci0000:00/0000:00:1f.2/ata%d/host%d/%s", host + 1, host,
+              device);
+    return "ahci";
+  }
+  make_path(place, "/sys/devices/pci0000:00/0000:01:00.0/host%d/port-%d:0/end_device-%d:0/%s", host,
+            host, host, device);
+  return "mpt3sas";
 }
 
 static void put_scsi(struct Tree* tree, const struct StandInDrive* drive, const char* name) {
   const int host = tree->hosts++;
   char place[PathSize];
-  char below[128];
   char path[PathSize];
-  const char* driver = "ahci";
-  if (*drive->usb != '\0') {
-    driver = "usb-storage";
-    snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-%d", host + 1);
-    put(tree, place, "idVendor", "%.4s", drive->usb);
-    put(tree, place, "idProduct", "%.4s", drive->usb + 5);
-    put(tree, place, "bcdDevice", "0100");
-    snprintf(below, sizeof below, "/1-%d:1.0", host + 1);
-  } else if (is_ata(drive)) {
-    snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:00:1f.2/ata%d", host + 1);
-    below[0] = '\0';
-  } else {
-    driver = "mpt3sas";
-    snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:01:00.0");
-    below[0] = '\0';
-  }
-  strcat(place, below);
-  snprintf(below, sizeof below, "/host%d/target%d:0:0/%d:0:0:0", host, host, host);
-  if (!is_ata(drive))
-    snprintf(below, sizeof below, "/host%d/port-%d:0/end_device-%d:0/target%d:0:0/%d:0:0:0", host,
-             host, host, host, host);
-  strcat(place, below);
+  const char* const driver = scsi_place(tree, drive, host, place);
   put(tree, place, "vendor", "%-8.8s",
       is_ata(drive) && *drive->usb == '\0' ? "ATA" : drive->vendor);
   put(tree, place, "model", "%-16.16s", drive->model);
@@ -111,33 +116,33 @@ static void put_scsi(struct Tree* tree, const struct StandInDrive* drive, const 
   put(tree, place, "type", "0");
   put(tree, place, "state", "running");
   if (*drive->wwn != '\0') put(tree, place, "wwid", "naa.%s", drive->wwn);
-  snprintf(path, sizeof path, "/sys/bus/scsi/devices/%d:0:0:0", host);
+  make_path(path, "/sys/bus/scsi/devices/%d:0:0:0", host);
   put_link(tree, path, place);
-  snprintf(path, sizeof path, "/sys/class/scsi_host/host%d", host);
+  make_path(path, "/sys/class/scsi_host/host%d", host);
   put(tree, path, "proc_name", "%s", driver);
-  snprintf(path, sizeof path, "%s/block/%s", place, name);
+  make_path(path, "%s/block/%s", place, name);
   put_disk(tree, drive, path, place, name);
 }
 
 static void put_nvme(const struct Tree* tree, const struct StandInDrive* drive, const char* name) {
   char place[PathSize];
   char path[PathSize];
-  char controller[TextSize];
-  snprintf(controller, sizeof controller, "%s", name);
+  char controller[PathSize];
+  make_path(controller, "%s", name);
   char* const space = strchr(controller + strlen("nvme"), 'n');
   if (space != NULL) *space = '\0';
-  snprintf(place, sizeof place, "/sys/devices/pci0000:00/0000:%02x:00.0/nvme/%s",
-           2 + atoi(controller + strlen("nvme")), controller);
+  make_path(place, "/sys/devices/pci0000:00/0000:%02x:00.0/nvme/%s",
+            2 + (int)strtol(controller + strlen("nvme"), NULL, 10), controller);
   put(tree, place, "model", "%-40.40s", drive->model);
   put(tree, place, "serial", "%-20.20s", drive->serial);
   put(tree, place, "firmware_rev", "%-8.8s", drive->firmware);
   put(tree, place, "transport", "pcie");
   put(tree, place, "state", "live");
   put(tree, place, "cntlid", "1");
-  snprintf(path, sizeof path, "/sys/class/nvme/%s", controller);
+  make_path(path, "/sys/class/nvme/%s", controller);
   put_link(tree, path, place);
   if (space == NULL) return;
-  snprintf(path, sizeof path, "%s/%s", place, name);
+  make_path(path, "%s/%s", place, name);
   put(tree, path, "nsid", "1");
   if (*drive->nguid != '\0')
     put(tree, path, "wwid", "eui.%s", drive->nguid);
@@ -200,13 +205,13 @@ static int remove_one(const char* path, const struct stat* status, int type, str
 
 void machine_tree_make(const char* folder) {
   struct Tree tree = {.folder = folder};
-  snprintf(tree.root, sizeof tree.root, "%s/machine", folder);
+  make_path(tree.root, "%s/machine", folder);
   nftw(tree.root, remove_one, 16, FTW_DEPTH | FTW_PHYS);
-  static const char* const kFolders[] = {"/sys/block/", "/sys/class/block/", "/sys/class/nvme/",
-                                         "/sys/class/scsi_host/", "/dev/disk/by-id/"};
-  for (size_t i = 0; i < sizeof kFolders / sizeof kFolders[0]; ++i) {
+  static const char* const folders[] = {"/sys/block/", "/sys/class/block/", "/sys/class/nvme/",
+                                        "/sys/class/scsi_host/", "/dev/disk/by-id/"};
+  for (size_t i = 0; i < sizeof folders / sizeof folders[0]; ++i) {
     char place[PathSize];
-    place_in(&tree, kFolders[i], place);
+    place_in(&tree, folders[i], place);
   }
   state_each(folder, put_drive, &tree);
 }

@@ -50,7 +50,7 @@ static void identify_controller(const struct StandInDrive* drive, uint8_t* page)
 }
 
 static void identify_namespace(const struct StandInDrive* drive, uint8_t* page) {
-  for (int i = 0; i < 3; ++i) put_le(page + 8 * i, (uint64_t)drive->size / 512, 8);
+  for (int i = 0; i < 3; ++i) put_le(page + (size_t)8 * i, (uint64_t)drive->size / 512, 8);
   put_hex(page + 104, drive->nguid);
   put_hex(page + 120, drive->wwn);
   page[130] = 9;

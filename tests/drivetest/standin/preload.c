@@ -87,13 +87,14 @@ EXPORTED int close(int handle) {
  * The pipe "held" stays open until this process ends, which tells whoever reads it that it did. */
 static void hold(const char* folder) {
   char path[PathSize];
-  snprintf(path, sizeof path, "%s/held", folder);
+  make_path(path, "%s/held", folder);
   const int held = open(path, O_RDWR | O_CLOEXEC);
-  snprintf(path, sizeof path, "%s/go", folder);
+  make_path(path, "%s/go", folder);
   struct pollfd go = {.fd = open(path, O_RDWR | O_CLOEXEC), .events = POLLIN};
   char byte = 'h';
-  if (held >= 0 && write(held, &byte, 1) == 1 && poll(&go, 1, 30000) == 1)
-    byte = read(go.fd, &byte, 1) == 1;
+  if (held >= 0 && write(held, &byte, 1) == 1 && poll(&go, 1, 30000) == 1 &&
+      read(go.fd, &byte, 1) < 0)
+    perror("stand-in");
   if (go.fd >= 0) close(go.fd);
 }
 

@@ -45,7 +45,9 @@ EXPORTED char* realpath(const char* restrict path, char* restrict resolved) {
   if (redirected(path, place) == path || strncmp(path, "/dev/", 5) != 0)
     return NEXT(realpath)(path, resolved);
   if (!resolve_node(path, node)) return NULL;
-  return resolved == NULL ? strdup(node) : strcpy(resolved, node);
+  if (resolved == NULL) return strdup(node);
+  make_path(resolved, "%s", node);
+  return resolved;
 }
 
 EXPORTED FILE* fopen(const char* restrict path, const char* restrict mode) {

@@ -17,7 +17,8 @@ const char* redirected(const char* path, char* place) {
   bool is_ours = false;
   for (size_t i = 0; i < sizeof kPlaces / sizeof kPlaces[0]; ++i)
     is_ours = is_ours || strncmp(path, kPlaces[i], strlen(kPlaces[i])) == 0;
-  if (!is_ours || snprintf(place, PathSize, "%s/machine%s", folder, path) >= PathSize) return path;
+  if (!is_ours) return path;
+  make_path(place, "%s/machine%s", folder, path);
   return place;
 }
 
@@ -26,7 +27,7 @@ bool resolve_node(const char* path, char* node) {
   char machine[PathSize];
   char root[PATH_MAX];
   char target[PATH_MAX];
-  snprintf(machine, sizeof machine, "%s/machine", stand_in_folder());
+  make_path(machine, "%s/machine", stand_in_folder());
   if (realpath(redirected(path, place), target) == NULL || realpath(machine, root) == NULL)
     return false;
   const size_t size = strlen(root);
@@ -34,6 +35,6 @@ bool resolve_node(const char* path, char* node) {
     errno = ENOENT;
     return false;
   }
-  snprintf(node, PathSize, "%s", target + size);
+  make_path(node, "%s", target + size);
   return true;
 }

@@ -29,9 +29,9 @@ static int inquiry(const struct StandInDrive* drive, const uint8_t* cdb,
     put_text(reply + 16, drive->model, 16);
     put_text(reply + 32, drive->firmware, 4);
   } else if (cdb[2] == 0) {
-    static const uint8_t kPages[] = {0, 0x80, 0x83, 0xb1};
-    reply[3] = sizeof kPages;
-    memcpy(reply + 4, kPages, sizeof kPages);
+    static const uint8_t pages[] = {0, 0x80, 0x83, 0xb1};
+    reply[3] = sizeof pages;
+    memcpy(reply + 4, pages, sizeof pages);
     size = 8;
   } else if (cdb[2] == 0x80) {
     const size_t length = strlen(drive->serial) < 64 ? strlen(drive->serial) : 64;
@@ -140,10 +140,10 @@ static int log_sense(const struct StandInDrive* drive, int64_t now, const uint8_
   size_t size = LogSize;
   switch (reply[0]) {
     case 0x00: {
-      static const uint8_t kPages[] = {0, 2, 3, 5, 0x0d, 0x2f, 0x10};
+      static const uint8_t pages[] = {0, 2, 3, 5, 0x0d, 0x2f, 0x10};
       if (cdb[3] != 0) return invalid_field(command);
-      reply[3] = (uint8_t)(sizeof kPages - (drive->has_log ? 0 : 1));
-      memcpy(reply + 4, kPages, reply[3]);
+      reply[3] = (uint8_t)(sizeof pages - (drive->has_log ? 0 : 1));
+      memcpy(reply + 4, pages, reply[3]);
       size = 4 + reply[3];
       break;
     }
@@ -153,10 +153,10 @@ static int log_sense(const struct StandInDrive* drive, int64_t now, const uint8_
       size = 4;
       break;
     case 0x0d: { /* temperature, and the one at which the drive trips */
-      static const uint8_t kParameters[] = {0, 0, 3, 2, 0, 33, 0, 1, 3, 2, 0, 65};
-      reply[3] = sizeof kParameters;
-      memcpy(reply + 4, kParameters, sizeof kParameters);
-      size = 4 + sizeof kParameters;
+      static const uint8_t parameters[] = {0, 0, 3, 2, 0, 33, 0, 1, 3, 2, 0, 65};
+      reply[3] = sizeof parameters;
+      memcpy(reply + 4, parameters, sizeof parameters);
+      size = 4 + sizeof parameters;
       break;
     }
     case 0x10:

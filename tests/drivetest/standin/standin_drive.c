@@ -18,9 +18,9 @@ struct Call {
 };
 
 static int type_named(const char* name) {
-  static const char* const kNames[] = {"offline", "short", "long", "conveyance", "selective"};
+  static const char* const names[] = {"offline", "short", "long", "conveyance", "selective"};
   for (int i = 0; i < 5; ++i)
-    if (strcmp(kNames[i], name) == 0) return i;
+    if (strcmp(names[i], name) == 0) return i;
   return (int)strtol(name, NULL, 0);
 }
 
@@ -55,9 +55,9 @@ static bool power_cycle(struct StandInDrive* drive, const struct Call* call) {
 static bool set(struct StandInDrive* drive, const struct Call* call) {
   char value[PathSize] = "";
   for (char** word = call->words + 2; *word != NULL; ++word) {
-    if (word != call->words + 2) strcat(value, " ");
-    strncat(value, *word, TextSize - 1);
-    if (strlen(value) >= PathSize - TextSize) return false;
+    char so_far[PathSize];
+    memcpy(so_far, value, sizeof so_far);
+    make_path(value, "%s%s%s", so_far, word == call->words + 2 ? "" : " ", *word);
   }
   return drive_set(drive, call->words[1], value);
 }
@@ -107,7 +107,7 @@ static bool swap(const char* folder, char** names) {
 
 static void write_wrapper(const char* folder, const char* library, const char* tool) {
   char path[PathSize];
-  snprintf(path, sizeof path, "%s/bin/%s", folder, tool);
+  make_path(path, "%s/bin/%s", folder, tool);
   FILE* const file = fopen(path, "we");
   if (file == NULL) exit(2);
   fprintf(file, "#!/bin/sh\nSTANDIN_STATE='%s' LD_PRELOAD='%s' exec /usr/sbin/%s \"$@\"\n", folder,
@@ -117,14 +117,14 @@ static void write_wrapper(const char* folder, const char* library, const char* t
 }
 
 static void make(const char* folder, const char* library) {
-  static const char* const kPipes[] = {"held", "go"};
+  static const char* const pipes[] = {"held", "go"};
   char path[PathSize];
-  snprintf(path, sizeof path, "%s/bin", folder);
+  make_path(path, "%s/bin", folder);
   mkdir(path, 0755);
   write_wrapper(folder, library, "smartctl");
   write_wrapper(folder, library, "nvme");
   for (int i = 0; i < 2; ++i) {
-    snprintf(path, sizeof path, "%s/%s", folder, kPipes[i]);
+    make_path(path, "%s/%s", folder, pipes[i]);
     mkfifo(path, 0666);
   }
   machine_tree_make(folder);

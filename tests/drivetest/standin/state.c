@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 static void path_in(const char* folder, const char* name, char* path) {
-  if (snprintf(path, PathSize, "%s/%s", folder, name) >= PathSize) path[0] = '\0';
+  make_path(path, "%s/%s", folder, name);
 }
 
 int state_lock(const char* folder) {
@@ -95,7 +95,7 @@ static bool is_at(const char* name, void* what) {
   struct StandInDrive drive;
   if (!state_load(search->folder, name, &drive) || !has_word(drive.nodes, search->node))
     return false;
-  snprintf(search->name, PathSize, "%s", name);
+  make_path(search->name, "%s", name);
   return true;
 }
 
