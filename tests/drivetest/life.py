@@ -8,7 +8,7 @@ import pathlib
 import re
 import shlex
 
-WORDS = {">", "killed", "begin", "await", "<", "!", "exit", "json", "clock", "@", "field", "row", "says",
+WORDS = {">", "killed", "held", "begin", "await", "<", "!", "exit", "json", "clock", "@", "field", "row", "says",
          "no", "drive", "tool", "alone"}
 
 

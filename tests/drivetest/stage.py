@@ -60,29 +60,41 @@ class Stage:
         output, errors = process.communicate(timeout=120)
         return process.returncode, output, errors
 
-    def run_killed(self, words, drives, command):
-        """Kills the program when one of the drives has carried out this command of it, by number or
-        -1 for the next that starts a test, and before it answers. Returns whether it came so far."""
+    def start_held(self, words, drives, command):
+        """Starts a program, and waits until one of the drives has carried out this command of it
+        (a number, "start", or "end" for all that a tool asks), which then gets no answer. Tells
+        what release needs; None if the program has ended before."""
+        number = {"start": -1, "end": -2}.get(command) or int(command)
         for drive in drives:
-            self.event("set", drive, "hold_in", str(command))
+            self.event("set", drive, "hold_in", str(number))
         held = os.open(self.folder / "held", os.O_RDONLY | os.O_NONBLOCK)
-        go = os.open(self.folder / "go", os.O_RDWR | os.O_NONBLOCK)
         process = self.start(words)
         ended = os.pidfd_open(process.pid)
         poll = select.poll()
-        poll.register(held, select.POLLIN | select.POLLHUP)
+        poll.register(held, select.POLLIN)
         poll.register(ended, select.POLLIN)
         is_held = any(what == held for what, _ in poll.poll(120_000))
-        process.kill()
         for drive in drives:
             self.event("set", drive, "hold_in", "0")
-        os.write(go, b"." * len(drives) * 8)  # more than can be held
-        process.communicate(timeout=120)
+        os.close(ended)
+        return process, held, is_held
+
+    def release(self, held):
+        """Lets the tools that are held go on, and waits for their end."""
+        go = os.open(self.folder / "go", os.O_RDWR | os.O_NONBLOCK)
+        os.write(go, b"." * len(self.names) * 8)  # more than can be held
         os.set_blocking(held, True)
-        while is_held and os.read(held, 64):
-            pass  # until all that it left behind has ended, and can look at no drive later
-        for descriptor in (held, go, ended):
-            os.close(descriptor)
+        while os.read(held, 64):
+            pass
+        os.close(held)
+        os.close(go)
+
+    def run_killed(self, words, drives, command):
+        """Kills a program in the place where start_held holds it. Returns whether it came so far."""
+        process, held, is_held = self.start_held(words, drives, command)
+        process.kill()
+        self.release(held)
+        process.communicate(timeout=120)
         return is_held
 
     def clock(self, seconds):

@@ -63,9 +63,10 @@ static unsigned capabilities(const struct StandInDrive* drive) {
   return bits;
 }
 
-static void smart_data(const struct StandInDrive* drive, int64_t now, uint8_t* block) {
+static void smart_data(struct StandInDrive* drive, int64_t now, uint8_t* block) {
   static const uint8_t attributes[][12] = {
       {5, 0x33, 0, 100, 100}, {9, 0x32, 0, 99, 99}, {194, 0x22, 0, 64, 50, 36}};
+  ++drive->looks;
   put_le(block, 16, 2);
   for (int i = 0; i < 3; ++i) memcpy(block + 2 + (size_t)12 * i, attributes[i], 12);
   put_le(block + 2 + 12 + 5, (uint64_t)power_on_hours(drive, now), 4);
@@ -124,7 +125,7 @@ static void extended_log(const struct LogRow* rows, int64_t count, uint8_t* bloc
 }
 
 /* SMART READ LOG, or READ LOG EXT: the self-test log has another number and form in each. */
-static bool read_log(const struct StandInDrive* drive, int64_t now, int log, bool is_extended,
+static bool read_log(struct StandInDrive* drive, int64_t now, int log, bool is_extended,
                      uint8_t* block) {
   struct LogRow rows[MaxRows + 1];
   const int64_t count = shown_log(drive, now, rows);
@@ -134,6 +135,7 @@ static bool read_log(const struct StandInDrive* drive, int64_t now, int log, boo
     block[12] = 1;
     block[is_extended ? 14 : 18] = 1;
   } else if (log == (is_extended ? 7 : 6) && drive->has_log) {
+    ++drive->looks;
     if (is_extended)
       extended_log(rows, count, block);
     else

@@ -76,6 +76,7 @@ static const struct Field kFields[] = {
     NUMBER(rolled, 0),
     NUMBER(last_command, 0),
     NUMBER(commands, 0),
+    NUMBER(looks, 0),
     NUMBER(starts, 0),
     NUMBER(aborts, 0),
     NUMBER(woken, 0),

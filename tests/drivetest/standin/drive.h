@@ -14,6 +14,8 @@ enum { TestOffline = 0, TestShort = 1, TestLong = 2, TestConveyance = 3, TestSel
 
 enum { ResultPassed = 0, ResultAborted = 1, ResultReset = 2, ResultRunning = 15 };
 
+enum { HoldAtStart = -1, HoldAtClose = -2 };
+
 /* A row of the drive's own log. */
 struct LogRow {
   int64_t type;
@@ -40,11 +42,11 @@ struct StandInDrive {
   int64_t result, result_lba, result_segment, result_sense, seconds, ends_at, stuck_at, start_delay,
       refusals, spins_down, stale_completion, log_nsid_all_only;
   int64_t power_on_minutes, log_hours, log_hours_offset, power_mode, health;
-  /* How it answers. */
+  /* How it answers. hold_in is the number of a command, or one of these. */
   int64_t slow, haste, open_errno, fail_in, fail_for, fail_errno, hold_in;
   /* What it does, and what it was asked. */
   int64_t test, is_testing, test_started, status, rolled, last_command;
-  int64_t commands, starts, aborts, woken;
+  int64_t commands, looks, starts, aborts, woken;
 
   struct LogRow log[MaxRows]; /* newest first */
   int64_t log_size;

@@ -102,7 +102,7 @@ static void self_test_log(const struct StandInDrive* drive, int64_t now, uint8_t
   }
 }
 
-static int get_log(const struct StandInDrive* drive, int64_t now, struct nvme_admin_cmd* command,
+static int get_log(struct StandInDrive* drive, int64_t now, struct nvme_admin_cmd* command,
                    uint8_t* page) {
   switch (command->cdw10 & 0xff) {
     case 0x01:
@@ -114,6 +114,7 @@ static int get_log(const struct StandInDrive* drive, int64_t now, struct nvme_ad
       if (!can_test(drive) || !drive->has_log) return InvalidField;
       if (drive->log_nsid_all_only && command->nsid != (uint32_t)EveryNamespace)
         return InvalidFieldAskMore;
+      ++drive->looks;
       self_test_log(drive, now, page);
       return 0;
     default:

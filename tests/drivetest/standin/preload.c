@@ -25,6 +25,9 @@ static struct {
   char name[NodeSize];
 } handles[MaxHandles];
 
+/* Whether this process has read the state of a test. */
+static bool has_looked;
+
 typedef int OpenCall(const char*, int, ...);
 
 static int open_drive(OpenCall* next, const char* node) {
@@ -78,11 +81,6 @@ EXPORTED int open64(const char* path, int flags, ...) {
 EXPORTED int __open_2(const char* path, int flags) { return open_by("open", path, flags, 0); }
 EXPORTED int __open64_2(const char* path, int flags) { return open_by("open64", path, flags, 0); }
 
-EXPORTED int close(int handle) {
-  if (handle >= 0 && handle < MaxHandles) handles[handle].node[0] = '\0';
-  return ((int (*)(int))dlsym(RTLD_NEXT, "close"))(handle);
-}
-
 /* Says that a command has been carried out, and waits with the answer until somebody lets it go.
  * The pipe "held" stays open until this process ends, which tells whoever reads it that it did. */
 static void hold(const char* folder) {
@@ -92,10 +90,31 @@ static void hold(const char* folder) {
   make_path(path, "%s/go", folder);
   struct pollfd go = {.fd = open(path, O_RDWR | O_CLOEXEC), .events = POLLIN};
   char byte = 'h';
-  if (held >= 0 && write(held, &byte, 1) == 1 && poll(&go, 1, 30000) == 1 &&
+  if (held >= 0 && write(held, &byte, 1) == 1 && poll(&go, 1, 10000) == 1 &&
       read(go.fd, &byte, 1) < 0)
     perror("stand-in");
   if (go.fd >= 0) close(go.fd);
+}
+
+/* Waits at the end of what a tool wanted from the drive, if it is to. */
+static void hold_at_close(const char* name) {
+  const char* const folder = stand_in_folder();
+  struct StandInDrive drive;
+  const int lock = state_lock(folder);
+  const bool is_held =
+      has_looked && state_load(folder, name, &drive) && drive.hold_in == HoldAtClose;
+  drive.hold_in = 0;
+  if (is_held) state_save(folder, name, &drive);
+  state_unlock(lock);
+  if (is_held) hold(folder);
+}
+
+EXPORTED int close(int handle) {
+  if (handle >= 0 && handle < MaxHandles && handles[handle].node[0] != '\0') {
+    handles[handle].node[0] = '\0';
+    hold_at_close(handles[handle].name);
+  }
+  return ((int (*)(int))dlsym(RTLD_NEXT, "close"))(handle);
 }
 
 static bool is_controller(const char* node) {
@@ -136,6 +155,7 @@ static int ask(int handle, unsigned long request, void* argument) {
   self_test_advance(&drive, now);
   ++drive.commands;
   const int64_t starts = drive.starts;
+  const int64_t looks = drive.looks;
   int result = -1;
   int error = (int)drive.fail_errno;
   if (!fails(&drive)) {
@@ -144,7 +164,9 @@ static int ask(int handle, unsigned long request, void* argument) {
     error = errno;
     drive.last_command = now;
   }
-  const bool is_held = drive.hold_in == 1 || (drive.hold_in < 0 && drive.starts > starts);
+  has_looked = has_looked || drive.looks > looks;
+  const bool is_held =
+      drive.hold_in == 1 || (drive.hold_in == HoldAtStart && drive.starts > starts);
   if (is_held || drive.hold_in > 0) drive.hold_in = is_held ? 0 : drive.hold_in - 1;
   const struct timespec pause = {drive.slow / 1000, drive.slow % 1000 * 1000000L};
   state_save(folder, handles[handle].name, &drive);

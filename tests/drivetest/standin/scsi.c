@@ -134,7 +134,7 @@ static void self_test_log(const struct StandInDrive* drive, int64_t now, uint8_t
   }
 }
 
-static int log_sense(const struct StandInDrive* drive, int64_t now, const uint8_t* cdb,
+static int log_sense(struct StandInDrive* drive, int64_t now, const uint8_t* cdb,
                      struct sg_io_hdr* command) {
   uint8_t reply[LogSize] = {cdb[2] & 0x3f};
   size_t size = LogSize;
@@ -161,6 +161,7 @@ static int log_sense(const struct StandInDrive* drive, int64_t now, const uint8_
     }
     case 0x10:
       if (!drive->has_log) return invalid_field(command);
+      ++drive->looks;
       self_test_log(drive, now, reply);
       break;
     case 0x2f:
