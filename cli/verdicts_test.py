@@ -89,7 +89,7 @@ class Verdicts(CommandTest):
                         INFORMATION=r"Smartctl open device: /dev/fake failed: Permission denied\n")
 
     def test_no_such_device(self):
-        self.not_tested("Smartctl open device: /dev/fake failed: No such device; see with",
+        self.not_tested("Smartctl open device: /dev/fake failed: No such device; list the drives with",
                         "no-device", INFORMATION_STATUS="2",
                         INFORMATION=r"Smartctl open device: /dev/fake failed: No such device\n")
 
