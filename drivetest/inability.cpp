@@ -33,19 +33,19 @@ bool is_named_as_volume(const std::string& model) {
                      [&](std::string_view word) { return name.find(word) != std::string::npos; });
 }
 
-std::string why_unable(const Look& look) {
-  if (look.drive.protocol == Protocol::Scsi && !look.has_log &&
-      is_named_as_volume(look.drive.model))
-    return "this is a volume of a RAID controller; its drives are reached with a --type, such as "
-           "megaraid,0";
-  // ATA drives tell the result in their status, too.
-  if (look.drive.protocol == Protocol::Scsi && !look.has_log)
-    return "the drive keeps no log of self-tests, so nobody would learn the result";
-  const bool is_able = std::any_of(look.abilities.begin(), look.abilities.end(),
-                                   [](const Ability& ability) { return ability.is_able; });
-  if (!is_able) return "the drive does not say that it can test itself";
-  if (look.drive.protocol == Protocol::Nvme && !look.has_log)
-    return "the drive's log of self-tests cannot be read, so nobody would learn the result";
+bool is_able(const Look& look) {
+  return std::any_of(look.abilities.begin(), look.abilities.end(),
+                     [](const Ability& ability) { return ability.is_able; });
+}
+
+// What a look has to tell, or nobody could say whether a test has ended.
+std::string what_is_missing(const Look& look) {
+  const Protocol protocol = look.drive.protocol;
+  if (protocol == Protocol::Ata && !look.status_code)
+    return "the drive did not tell the state of its self-tests";
+  if ((protocol == Protocol::Scsi || (protocol == Protocol::Nvme && is_able(look))) &&
+      !look.has_log)
+    return "the drive's log of self-tests could not be read";
   return {};
 }
 
@@ -68,9 +68,24 @@ std::string inability_of_type(const std::string& type) {
   return row ? std::string(row->inability) : std::string();
 }
 
+std::string inability_without_log(const Drive& drive) {
+  if (is_named_as_volume(drive.model))
+    return "this is a volume of a RAID controller; its drives are reached with a --type, such as "
+           "megaraid,0";
+  return "the drive keeps no log of self-tests, so nobody would learn the result";
+}
+
 void settle(Look& look) {
   if (look.fault != LookFault::None) return;
-  if (look.inability.empty()) look.inability = why_unable(look);
+  if (look.inability.empty()) {
+    if (std::string missing = what_is_missing(look); !missing.empty()) {
+      look.fault = LookFault::CannotBeReached;
+      look.reason = std::move(missing);
+      if (!look.notes.empty()) look.reason += ": " + look.notes.back();
+      return;
+    }
+    if (!is_able(look)) look.inability = "the drive does not say that it can test itself";
+  }
   if (!look.inability.empty()) look.abilities = {};
 }
 

@@ -14,9 +14,13 @@ bool is_writing_type(const std::string& type);
 // What the way to the drive does not let through, in words; empty: nothing is known to be amiss.
 std::string inability_of_type(const std::string& type);
 
-// To be called when all tools were asked: a drive without a test that can be started, or whose
-// result nobody would learn, gets an inability and loses its abilities. The fault of a look that
-// failed says enough.
+// Of a SCSI drive that says it has no log of self-tests.
+std::string inability_without_log(const Drive& drive);
+
+// To be called when all tools were asked. A look that lacks what tells whether a test has ended is
+// a fault: a command may have failed this once, and no test may be taken as ended for that. A drive
+// without a test that can be started gets an inability, and one with an inability loses its
+// abilities.
 void settle(Look& look);
 
 }  // namespace drivetest

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "drivetest/inability.h"
+#include "drivetest/find_drives.h"
 #include "drivetest/name_table.h"
 #include "drivetest/nvme_report.h"
 #include "drivetest/smartctl_report.h"
@@ -51,6 +51,12 @@ std::string text_of(const LogEntry& entry) {
   return text + "\n";
 }
 
+std::string text_of(const std::vector<FoundDrive>& drives) {
+  std::string text;
+  for (const FoundDrive& one : drives) add(text, one.drive.place.device, one.drive.place.type);
+  return text;
+}
+
 }  // namespace
 
 std::string text_of(const Look& look) {
@@ -90,12 +96,9 @@ std::string text_of(const Reply& reply) {
 }
 
 std::string reading_of(const std::string& way, const ToolOutput& output) {
+  if (way == "smartctl") return text_of(read_smartctl({"/dev/example", ""}, output).look);
+  if (way == "scan") return text_of(find_drives(output));
   Look look;
-  if (way == "smartctl") {
-    look = read_smartctl({"/dev/example", ""}, output).look;
-    settle(look);
-    return text_of(look);
-  }
   if (way == "id-ctrl") add_nvme_identity(look, output);
   if (way == "self-test-log") add_nvme_log(look, output);
   return way == "reply" ? text_of(read_reply(output)) : text_of(look);

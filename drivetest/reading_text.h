@@ -13,8 +13,8 @@ namespace drivetest {
 std::string text_of(const Look& look);
 std::string text_of(const Reply& reply);
 
-// What a reader makes of an output: "smartctl" (completed by settle), "id-ctrl", "self-test-log",
-// or "reply" for what follows a start or a stop. Empty for another word.
+// What a reader makes of an output: "smartctl", "id-ctrl", "self-test-log", "reply" for what
+// follows a start or a stop, or "scan", which also reads the tree below HVX_SYSFS_ROOT.
 std::string reading_of(const std::string& way, const ToolOutput& output);
 
 }  // namespace drivetest

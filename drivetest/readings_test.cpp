@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -43,6 +44,8 @@ ToolOutput recorded(const std::string& name) {
 }
 
 TEST(RecordedOutput, IsReadAsTheTableSays) {
+  // The drives of this machine are no part of what a scan has printed.
+  setenv("HVX_SYSFS_ROOT", "/nonexistent", 1);
   std::istringstream table(content_of(kFolder / "expected.txt"));
   std::string line;
   std::string way;
@@ -64,6 +67,7 @@ TEST(RecordedOutput, IsReadAsTheTableSays) {
     }
   }
   compare();
+  unsetenv("HVX_SYSFS_ROOT");
   EXPECT_GT(count, 70U);
 }
 

@@ -10,6 +10,7 @@ each fact that was told. The library's own words, as those of its reasons, are l
 
 import collections
 import json
+import os
 import pathlib
 import re
 import subprocess
@@ -111,7 +112,7 @@ class Smartctl:
         self.messages = [one for one in get(root, "smartctl", "messages") or []
                          if not one["string"].strip().startswith("=======> VALID")]
         self.protocol = get(root, "device", "protocol")
-        self.unable = False
+        self.reason = None  # what is quoted of a fault is no note
 
     def fault(self):
         version = tuple(get(self.root, "smartctl", "version") or ())
@@ -122,14 +123,16 @@ class Smartctl:
         for one in self.messages:
             if re.fullmatch(r"Device is in \S.* mode, exit\(\d+\)", one["string"]):
                 self.messages.remove(one)
+                self.reason = one["string"]
                 return "standby"
         if not self.status & 3 or self.status == 255:
             return None
         texts = [one for one in self.messages if one["severity"] != "information"]
         if not texts:
+            self.reason = next((words(line) for line in self.lines if "failed" in line), None)
             return "cannot be reached"
         self.messages.remove(texts[0])
-        text = texts[0]["string"]
+        text = self.reason = texts[0]["string"]
         if re.search(r"(Permission denied|Operation not permitted)$", text):
             return "not permitted"
         if re.search(r"No such (device|device or address|file or directory)$", text):
@@ -192,13 +195,25 @@ class Smartctl:
                     "long": None if seconds in (None, 65535) else -(-seconds // 60)}
         elif self.protocol == "NVMe":
             told = get(root, "nvme_optional_admin_commands", "self_test")
-            if "nvme_self_test_log" in root and told is not False:
+            for line in self.lines:
+                listed = re.match(r"Optional Admin Commands \(0x([0-9a-f]{4})\)", line)
+                if listed and told is None:
+                    told = bool(int(listed[1], 16) & 16)
+            if told or ("nvme_self_test_log" in root and told is not False):
                 able = {"short": None, "long": None}
         return able
 
     def is_refused(self):
         kind = get(self.root, "device", "type") or ""
         return bool(re.match("jmb39x|jms56x|sntasmedia|sntrealtek", kind))
+
+    def is_unable(self):
+        said = {"ATA": [False in self.root.get("smart_support", {}).values(),
+                        get(self.root, "ata_smart_data", "capabilities", "self_tests_supported") is False],
+                "SCSI": ["Device does not support Self Test logging" in self.lines],
+                "NVMe": [get(self.root, "nvme_optional_admin_commands", "self_test") is False,
+                         "Self-tests not supported" in self.lines]}
+        return self.is_refused() or any(said.get(self.protocol, []))
 
     def has_scsi_log(self):
         return "scsi_self_test_0" in self.root or bool(
@@ -248,7 +263,7 @@ class Smartctl:
         for kind in ("short", "long", "conveyance"):
             if kind in able:
                 yield f"can {kind} yes" + (f" {able[kind]} min" if able[kind] else "")
-        if not able and (not fault or self.is_refused()):
+        if self.is_unable():
             yield "inability"
         state, log = {"ATA": self.ata_lines, "SCSI": self.scsi_lines,
                       "NVMe": self.nvme_lines}.get(self.protocol, lambda: ([], []))()
@@ -256,8 +271,14 @@ class Smartctl:
         if number(get(self.root, "power_on_time", "hours"), 10**7) is not None:
             yield f"hours {self.root['power_on_time']['hours']}"
         yield from log
-        for one in self.messages:
-            yield f"note {words(one['string'])}"
+        notes = [words(one["string"]) for one in self.messages]
+        for line in self.lines:
+            line = words(line)
+            if re.search(r" failed|^Self-test Log Sense length is", line) and line not in notes:
+                if line != self.reason:
+                    notes.append(line)
+        for note in notes:
+            yield f"note {note}"
 
 
 def first_line(text):
@@ -334,7 +355,12 @@ def read_reply(case):
     return "not asked" if case["status"] else "nothing done"
 
 
-READERS = {"smartctl": read_smartctl, "id-ctrl": read_id_ctrl, "self-test-log": read_self_test_log,
+def read_scan(case):
+    root = json.loads(case["text"])
+    return "\n".join(sorted(f"{one['name']} {one['type']}" for one in root.get("devices", [])))
+
+
+READERS = {"scan": read_scan, "smartctl": read_smartctl, "id-ctrl": read_id_ctrl, "self-test-log": read_self_test_log,
            "reply": read_reply}
 
 
@@ -347,7 +373,10 @@ def cases_of(path):
     """What the file holds, and in which ways it is read."""
     text = path.read_bytes().decode(errors="replace")
     case = {"text": text, "errors": "", "status": 0}
-    if path.suffix == ".json" and '"smartctl"' in text or path.parent.name == "smartctl-json":
+    if path.parent.name == "scan" or "-scan-" in path.name:
+        return case, ["scan"]
+    if path.parent.name == "smartctl-json" or (
+            path.suffix == ".json" and '"smartctl"' in text):
         try:
             case["status"] = get(json.loads(text), "smartctl", "exit_status") or 0
         except ValueError:
@@ -394,7 +423,8 @@ def without_passes(value, name=""):
 
 def readings(program, questions):
     asked = subprocess.run([program], input="\n".join(map(json.dumps, questions)),
-                           capture_output=True, text=True, check=True)
+                           capture_output=True, text=True, check=True,
+                           env={**os.environ, "HVX_SYSFS_ROOT": "/nonexistent"})
     answers = [json.loads(line) for line in asked.stdout.splitlines()]
     assert len(answers) == len(questions), "the reader has given up"
     return answers
@@ -405,7 +435,7 @@ def unfounded_passes(program, questions):
     asked = []
     for path, question in questions:
         try:
-            if question["way"] != "reply":
+            if question["way"] not in {"reply", "scan"}:
                 text = json.dumps(without_passes(json.loads(question["text"])))
                 asked.append((path, {**question, "text": text}))
         except ValueError:
@@ -430,9 +460,14 @@ def main():
     for (path, question), ours in zip(questions, answers):
         way = question["way"]
         second = READERS[way](question)
-        ours = ours.split(":")[0].strip() if way == "reply" else without_own_words(ours)
+        if way == "reply":
+            ours = ours.split(":")[0].strip()
+        elif way == "scan":
+            ours = "\n".join(sorted(ours.splitlines()))
+        else:
+            ours = without_own_words(ours)
         kind = re.search("^fault .*", ours, re.MULTILINE) or re.search("^protocol .*", ours)
-        counts[f"{way}: {ours if way == 'reply' else kind[0] if kind else 'no protocol'}"] += 1
+        counts[f"{way}: {ours if way == 'reply' else kind[0] if kind else 'read'}"] += 1
         if ours != second.strip():
             counts["differences"] += 1
             print(f"{path.name} as {way}\n--- the reader\n{ours}\n--- the second reader\n{second}\n")

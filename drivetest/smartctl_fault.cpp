@@ -73,7 +73,9 @@ void find_fault(const ToolOutput& output, const JsonDocument& document, ToolVers
   const auto error = std::find_if(messages.begin(), messages.end(),
                                   [](const ToolMessage& one) { return !one.is_information; });
   if (error != messages.end()) {
-    set_fault(look, fault_of(error->text), error->text);
+    const bool is_unknown_bridge = error->text.find("Unknown USB bridge") != std::string::npos;
+    set_fault(look, fault_of(error->text),
+              error->text + (is_unknown_bridge ? "; a --type may reach it, such as sat" : ""));
     messages.erase(error);
     return;
   }

@@ -163,6 +163,8 @@ void read_scsi(JsonPart root, const std::vector<std::string>& lines, Look& look)
   for (const std::string& line : lines) {
     if (line == "No Self-tests have been logged" || line == "SMART Self-test log")
       look.has_log = true;
+    if (line == "Device does not support Self Test logging")
+      look.inability = inability_without_log(look.drive);
     if (const auto percent = remaining_of(line)) remaining = percent;
   }
   const JsonPart status = root["scsi_self_test_status"];
@@ -239,6 +241,14 @@ std::vector<std::string> lines_of(JsonPart output) {
   return lines;
 }
 
+// Most failures are told by the text alone.
+bool tells_of_failure(const std::string& line, const Look& look) {
+  const bool is_failure = line.find(" failed") != std::string::npos ||
+                          line.starts_with("Self-test Log Sense length is");
+  return is_failure && line != look.reason &&
+         std::find(look.notes.begin(), look.notes.end(), line) == look.notes.end();
+}
+
 }  // namespace
 
 SmartctlReport read_smartctl(const Place& place, const ToolOutput& output) {
@@ -265,6 +275,8 @@ SmartctlReport read_smartctl(const Place& place, const ToolOutput& output) {
   find_fault(output, document, report.version, messages, lines, look);
   for (const ToolMessage& message : messages)
     if (look.notes.size() < kMostNotes) look.notes.push_back(message.text);
+  for (const std::string& line : lines)
+    if (look.notes.size() < kMostNotes && tells_of_failure(line, look)) look.notes.push_back(line);
   return report;
 }
 

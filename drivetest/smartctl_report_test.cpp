@@ -122,6 +122,7 @@ TEST(ScsiReport, TellsTheRunningTestByItsRowWhateverItsHours) {
 TEST(ScsiReport, KnowsAnEmptyLogByItsText) {
   Look seen = look("SCSI", "", R"("No Self-tests have been logged")");
   settle(seen);
+  EXPECT_EQ(seen.fault, LookFault::None);
   EXPECT_TRUE(seen.has_log);
   EXPECT_TRUE(seen.abilities[1].is_able);
   seen = look("SCSI", "", R"("Device does not support Self Test logging")");
@@ -131,7 +132,8 @@ TEST(ScsiReport, KnowsAnEmptyLogByItsText) {
 }
 
 TEST(ScsiReport, OfAVolumeNamesTheDrivesBehindIt) {
-  Look seen = look("SCSI", R"("model_name":"Example Raid 1 Volume")");
+  Look seen = look("SCSI", R"("model_name":"Example Raid 1 Volume")",
+                   R"("Device does not support Self Test logging")");
   settle(seen);
   EXPECT_THAT(seen.inability, HasSubstr("volume of a RAID controller"));
 }
@@ -184,6 +186,26 @@ TEST(NvmeReport, ReadsTheAbilityOfTheTextBefore75) {
             "the drive says that it has no self-test");
 }
 
+// A command that failed once must not look like the end of a test.
+TEST(Report, ThatLacksTheStateOfTheTestsIsAFault) {
+  const auto settled = [](Look seen) {
+    settle(seen);
+    return std::pair(seen.fault, seen.reason);
+  };
+  using testing::Pair;
+  constexpr auto kFault = LookFault::CannotBeReached;
+  EXPECT_THAT(settled(look("ATA", "", R"("Read SMART Data failed: Input/output error")")),
+              Pair(kFault,
+                   "the drive did not tell the state of its self-tests: Read SMART Data "
+                   "failed: Input/output error"));
+  EXPECT_THAT(settled(look("SCSI", "", "")),
+              Pair(kFault, "the drive's log of self-tests could not be read"));
+  EXPECT_THAT(settled(look("NVMe", R"("nvme_optional_admin_commands":{"self_test":true})")),
+              Pair(kFault, "the drive's log of self-tests could not be read"));
+  EXPECT_EQ(settled(ata(R"("status":{"value":0})")).first, LookFault::None) << "without a log";
+  EXPECT_EQ(settled(look("NVMe", "")).first, LookFault::None) << "without a test";
+}
+
 TEST(Identity, OfAnNvmeDriveIsThatOfItsOnlyNamespace) {
   const auto name = [](const std::string& count) {
     return look("NVMe", R"("nvme_number_of_namespaces":)" + count +
@@ -220,7 +242,7 @@ TEST(Report, OfAFaultQuotesTheFirstError) {
       R"({"string":"=======> VALID ARGUMENTS ARE: x","severity":"error"}]}})";
   const Look seen = read_smartctl({}, {text, "", 1}).look;
   EXPECT_EQ(seen.fault, LookFault::CannotBeReached);
-  EXPECT_EQ(seen.reason, "/dev/sda: Unknown USB bridge [0x1]");
+  EXPECT_EQ(seen.reason, "/dev/sda: Unknown USB bridge [0x1]; a --type may reach it, such as sat");
   EXPECT_THAT(seen.notes, ElementsAre("a note"));
   EXPECT_EQ(read_smartctl({}, {text, "", 64}).look.fault, LookFault::None);
 }

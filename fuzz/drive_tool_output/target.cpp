@@ -1,10 +1,12 @@
 // What smartctl and nvme print of a drive. The first line of an input says which of them printed it
-// ("smartctl", "id-ctrl", "self-test-log", "reply") and with which exit status; "errors" alone on a
-// line parts the output from the standard error. Whatever it is, what is read keeps to its ranges,
-// all texts are UTF-8, and a drive is able or says why not.
+// ("smartctl", "id-ctrl", "self-test-log", "reply", "scan") and with which exit status; "errors"
+// alone on a line parts the output from the standard error. Whatever it is, what is read keeps to
+// its ranges, all texts are UTF-8, and a drive is able or says why not.
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 
+#include "drivetest/find_drives.h"
 #include "drivetest/inability.h"
 #include "drivetest/nvme_report.h"
 #include "drivetest/outcome.h"
@@ -62,6 +64,12 @@ void fuzz::read_input(std::string_view input) {
     require(is_text(reply.words), "words are UTF-8");
     require(output.exit_status != 0 || reply.answer != Answer::Accepted || !reply.words.empty(),
             "nothing is accepted without words");
+    return;
+  }
+  if (way == "scan") {
+    setenv("HVX_SYSFS_ROOT", "/nonexistent", 1);
+    for (const FoundDrive& one : find_drives(output))
+      require(one.drive.place.device.starts_with("/dev/"), "a drive is a device");
     return;
   }
   Look look;
