@@ -65,6 +65,11 @@ HeldInstances InteropSpace::held() const {
   return {core_.schema(), std::move(instances)};
 }
 
+// A reference may come as text, which shows its name space only when it has its type.
+ObjectPath InteropSpace::typed_path(const ObjectPath& path, const ClassInfo& info) const {
+  return in_interop(core_.instance_path(in_interop(path), info));
+}
+
 std::optional<ObjectPath> InteropSpace::source(const ObjectPath& path) const {
   const Schema& schema = core_.schema();
   const ClassInfo* const info = schema.find(path.class_name);
@@ -76,7 +81,7 @@ std::optional<ObjectPath> InteropSpace::source(const ObjectPath& path) const {
       throw Error(Status::InvalidParameter, "there is no class " + path.class_name.str() + " in " +
                                                 std::string(kInteropNameSpace));
     }
-    return core_.instance_path(in_interop(path), *info);
+    return typed_path(path, *info);
   }
   const bool central =
       std::any_of(facts_.profiles.begin(), facts_.profiles.end(), [&](const ProfileFacts& profile) {
@@ -106,7 +111,7 @@ void InteropSpace::enumerate_instance_names(const ObjectPath& path, const PathSi
 Instance InteropSpace::get_instance(const ObjectPath& path, const Request& request) const {
   const Core::Flight flight(core_);
   const ClassInfo& info = class_of(path);
-  const ObjectPath wanted = core_.instance_path(in_interop(path), info);
+  const ObjectPath wanted = typed_path(path, info);
   const HeldInstances all = held();
   const Instance* const found = all.find(wanted);
   if (!found) throw Error(Status::NotFound, "there is no instance " + wanted.to_text());

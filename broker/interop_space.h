@@ -42,7 +42,10 @@ class InteropSpace {
 
  private:
   HeldInstances held() const;
-  // The path as the held instances have it; unset when nothing of them refers to such an object.
+  // The path of an object of "interop" as the held instances have it.
+  ObjectPath typed_path(const ObjectPath& path, const ClassInfo& info) const;
+  // The same for an object of either name space. Unset when no held instance can refer to an object
+  // of its class.
   std::optional<ObjectPath> source(const ObjectPath& path) const;
 
   Core& core_;

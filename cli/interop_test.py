@@ -46,6 +46,9 @@ class Answers(InteropTest):
                     other = Path(far.class_name, far.keys, space)
                     link = Path(path.class_name, dict(path.keys, **{role: other}))
                     self.assertEqual(client.instance("interop", link), properties)
+                as_text = f"{far.space}:{far.text()}".replace("interop:", "root/interop:")
+                link = Path(path.class_name, dict(path.keys, **{role: as_text}))
+                self.assertEqual(client.instance("interop", link), properties)
                 other = Path(far.class_name, far.keys,
                              "root/cimv2" if far.space == "interop" else "interop")
                 link = Path(path.class_name, dict(path.keys, **{role: other}))
