@@ -22,7 +22,7 @@ std::string_view name_of(TestKind kind) { return name_in(kKinds, kind); }
 std::optional<Protocol> protocol_named(std::string_view name) { return named_in(kProtocols, name); }
 std::optional<TestKind> test_kind_named(std::string_view name) { return named_in(kKinds, name); }
 
-std::string Drive::identity() const {
+std::string Drive::claimed_identity() const {
   if (!world_wide_name.empty()) return world_wide_name;
   if (model.empty() || serial_number.empty()) return {};
   std::string identity = model + "\n" + serial_number;
@@ -32,8 +32,10 @@ std::string Drive::identity() const {
   return identity;
 }
 
-std::string Drive::identity_at_place() const {
-  return identity() + "\nat " + place.device + (place.type.empty() ? "" : " -d " + place.type);
+std::string Drive::identity() const {
+  std::string identity = claimed_identity();
+  if (!identity.empty() && !shares_identity) return identity;
+  return identity + "\nat " + place.device + (place.type.empty() ? "" : " -d " + place.type);
 }
 
 }  // namespace drivetest

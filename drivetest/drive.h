@@ -48,13 +48,16 @@ struct Drive {
   std::optional<std::uint64_t> size;  // bytes
   std::optional<bool> is_rotational;
 
-  // By what the history knows the drive: the world wide name, else model and serial number with a
-  // line feed between, which neither holds. Empty for a drive that says neither; then nothing but
-  // its place tells it from others.
+  // Another drive claims to be the same one. Told by those who know all drives.
+  bool shares_identity = false;
+
+  // The world wide name, else model and serial number with a line feed between, which neither
+  // holds; empty for a drive that says neither.
+  std::string claimed_identity() const;
+
+  // By what the history knows the drive: what it claims to be or, where that is nothing or not its
+  // alone, also its place.
   std::string identity() const;
-  // The same for a drive without identity, or with one that another drive claims too: the place is
-  // a part of it then.
-  std::string identity_at_place() const;
 };
 
 // Which tests a drive can do, and how many minutes it says that each takes. Not set: it does not

@@ -233,7 +233,8 @@ std::vector<Place> join_paths(std::vector<FoundDrive>& drives, std::vector<Look>
         looks.erase(looks.begin() + static_cast<std::ptrdiff_t>(other));
         continue;
       }
-      if (!first.identity().empty() && first.identity() == second.identity())
+      if (!first.claimed_identity().empty() &&
+          first.claimed_identity() == second.claimed_identity())
         for (const Place& claimant : {first.place, second.place})
           if (std::find(shared.begin(), shared.end(), claimant) == shared.end())
             shared.push_back(claimant);

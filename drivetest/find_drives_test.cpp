@@ -65,7 +65,7 @@ TEST_F(FindDrives, HasThoseOfTheKernelWithTheTypesOfTheScan) {
   EXPECT_EQ(drives[1].drive.world_wide_name, "wwn-0x5000000000000002");
   EXPECT_EQ(drives[1].drive.serial_number, "S2");
   EXPECT_EQ(drives[1].drive.size, 131072U * 512);
-  EXPECT_EQ(drives[0].drive.identity(), "") << "the kernel cuts models";
+  EXPECT_EQ(drives[0].drive.claimed_identity(), "") << "the kernel cuts models";
 }
 
 TEST_F(FindDrives, HasThoseBehindAControllerFromTheScanAlone) {

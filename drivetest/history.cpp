@@ -55,7 +55,6 @@ TestRow History::completed(const Drive& drive, TestRow row) const {
   row.machine_id = options_.host.machine_id;
   row.host_name = options_.host.name;
   if (row.drive.empty()) row.drive = drive.identity();
-  if (row.drive.empty()) row.drive = drive.identity_at_place();
   return row;
 }
 

@@ -73,11 +73,6 @@ void apply(DriveState& state, const DriveChange& change) {
     if (!row.outcome) state.running = row;
 }
 
-std::string identity_of(const Drive& drive) {
-  const std::string identity = drive.identity();
-  return identity.empty() ? drive.identity_at_place() : identity;
-}
-
 }  // namespace
 
 History* Keeper::opened_history() {
@@ -89,7 +84,7 @@ History* Keeper::opened_history() {
 // Where that cannot be written the keeper goes on with what it remembers itself.
 std::optional<TestRow> Keeper::change(const Drive& drive,
                                       const std::function<DriveChange(const DriveState&)>& decide) {
-  const std::string identity = identity_of(drive);
+  const std::string identity = drive.identity();
   const std::lock_guard guard(lock_);
   const auto remembered = remembered_.find(identity);
   std::optional<DriveState> after;
@@ -124,7 +119,7 @@ struct Keeper::Settled {
   bool look_again = false;
 };
 
-Keeper::Settled Keeper::settle(const Look& look, const Circumstances& circumstances) {
+Keeper::Settled Keeper::settle_by(const Look& look, const Circumstances& circumstances) {
   Settled settled;
   settled.running = change(look.drive, [&](const DriveState& state) {
     Decision decision = decide(state, look, time_.now(), circumstances);
@@ -140,14 +135,14 @@ Keeper::Settled Keeper::settle(const Look& look, const Circumstances& circumstan
 DriveStatus Keeper::settle_by_looks(Look look, bool wake, Circumstances circumstances) {
   DriveStatus status;
   if (look.fault == LookFault::None) {
-    Settled settled = settle(look, circumstances);
+    Settled settled = settle_by(look, circumstances);
     if (settled.look_again) {
       time_.wait(kBeforeSecondLook);
       Look second = access_.look(look.drive.place, wake);
       if (second.fault == LookFault::None) {
         look = std::move(second);
         circumstances.is_second_look = true;
-        settled = settle(look, circumstances);
+        settled = settle_by(look, circumstances);
       }
     }
     status.running = std::move(settled.running);
@@ -159,7 +154,11 @@ DriveStatus Keeper::settle_by_looks(Look look, bool wake, Circumstances circumst
 }
 
 DriveStatus Keeper::look(const Place& place, bool wake) {
-  return settle_by_looks(access_.look(place, wake), wake, {});
+  return settle(access_.look(place, wake), wake);
+}
+
+DriveStatus Keeper::settle(Look look, bool wake) {
+  return settle_by_looks(std::move(look), wake, {});
 }
 
 std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source source) {
@@ -169,7 +168,7 @@ std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source sou
     runs_already = state.running.has_value();
     if (runs_already) return change;
     TestRow row;
-    row.drive = identity_of(look.drive);
+    row.drive = look.drive.identity();
     row.place = look.drive.place;
     row.source = source;
     row.kind = kind;
@@ -224,7 +223,7 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const Reply& reply, const
     if (number > 0) time_.wait(kBetweenLooks);
     Look look = access_.look(place, true);
     if (look.fault != LookFault::None) continue;
-    Settled settled = settle(look, {});
+    Settled settled = settle_by(look, {});
     outcome.status = {std::move(look), settled.running, settled.ended, false};
     const bool has_ended = !settled.ended.empty();
     if (!has_ended && (!settled.running || settled.look_again || !settled.running->looked))

@@ -66,6 +66,8 @@ class Keeper {
       : access_(access), time_(time), open_(std::move(open)) {}
 
   DriveStatus look(const Place& place, bool wake);
+  // The same with a look that was taken just now. The drive may be looked at once more.
+  DriveStatus settle(Look look, bool wake);
 
   // Source is who is said to have begun it. With replace a test that runs is ended first.
   StartOutcome start(const Place& place, TestKind kind, bool replace, bool wake);
@@ -90,7 +92,7 @@ class Keeper {
 
   std::optional<TestRow> change(const Drive& drive,
                                 const std::function<DriveChange(const DriveState&)>& decide);
-  Settled settle(const Look& look, const Circumstances& circumstances);
+  Settled settle_by(const Look& look, const Circumstances& circumstances);
   DriveStatus settle_by_looks(Look look, bool wake, Circumstances circumstances);
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
   StartOutcome await_start(StartOutcome outcome, const Reply& reply, const TestRow& row);

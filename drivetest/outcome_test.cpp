@@ -45,15 +45,26 @@ TEST(Names, AreReadBack) {
 
 TEST(Identity, IsWhatTheDriveSaysOfItself) {
   Drive drive;
-  EXPECT_EQ(drive.identity(), "");
+  drive.place = {"/dev/sda", ""};
+  EXPECT_EQ(drive.claimed_identity(), "");
   drive.model = "Example Disk 1";
-  EXPECT_EQ(drive.identity(), "");
+  EXPECT_EQ(drive.claimed_identity(), "");
   drive.serial_number = "S1";
   EXPECT_EQ(drive.identity(), "Example Disk 1\nS1");
   drive.model = "Example\nDisk 1";
   EXPECT_EQ(drive.identity(), "Example Disk 1\nS1");
   drive.world_wide_name = "wwn-0x5000000000000001";
   EXPECT_EQ(drive.identity(), "wwn-0x5000000000000001");
+}
+
+TEST(Identity, HasThePlaceWhereTheDriveSaysNothingOrAnotherSaysTheSame) {
+  Drive drive;
+  drive.place = {"/dev/sda", "sat"};
+  EXPECT_EQ(drive.identity(), "\nat /dev/sda -d sat");
+  drive.world_wide_name = "wwn-0x5000000000000001";
+  drive.shares_identity = true;
+  EXPECT_EQ(drive.identity(), "wwn-0x5000000000000001\nat /dev/sda -d sat");
+  EXPECT_EQ(drive.claimed_identity(), "wwn-0x5000000000000001");
 }
 
 }  // namespace

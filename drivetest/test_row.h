@@ -31,7 +31,7 @@ std::optional<Source> source_named(std::string_view name);
 struct TestRow {
   std::int64_t number = 0;  // the history's own, 0 before it is kept; grows with each row
   std::string id;           // 32 hexadecimal digits, the same in each history that has the test
-  std::string drive;        // Drive::identity(), or identity_at_place()
+  std::string drive;        // Drive::identity()
   std::string machine_id;   // of /etc/machine-id, lower case
   std::string host_name;
   Place place;  // at the time of the test
