@@ -11,12 +11,12 @@ namespace ovk_cimple {
 
 // Providers keep their state in the engine. Only the discovery of drives has state of its own.
 template <class Provider>
-constexpr bool is_empty_but_for_discovery =
+constexpr bool kIsEmptyButForDiscovery =
     std::is_empty_v<Provider> ||
     std::is_same_v<Provider, KAVRO_HDDTest_AvailableDiagnosticService_Provider>;
 
 #define ROUTINE(Class, is_association)                                                          \
-  static_assert(is_empty_but_for_discovery<Class##_Provider>);                                  \
+  static_assert(kIsEmptyButForDiscovery<Class##_Provider>);                                     \
   sint32 __cimple_##Class##_Provider_proc(const Registration*, sint32 operation, void* arg0,    \
                                           void* arg1, void* arg2, void* arg3, void* arg4,       \
                                           void* arg5, void* arg6, void*) {                      \

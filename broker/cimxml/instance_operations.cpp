@@ -14,25 +14,25 @@ AssociationFilter filter_of(const Task& task) {
 
 // Each operation has two forms: with the objects, or with their names alone.
 struct Instances {
-  static constexpr auto enumerate =
+  static constexpr auto kEnumerate =
       static_cast<void (ObjectManager::*)(const ObjectPath&, const InstanceSink&, const Request&)>(
           &ObjectManager::enumerate_instances);
-  static constexpr auto associated = static_cast<void (ObjectManager::*)(
+  static constexpr auto kAssociated = static_cast<void (ObjectManager::*)(
       const ObjectPath&, const AssociationFilter&, const InstanceSink&, const Request&)>(
       &ObjectManager::associators);
-  static constexpr auto referring = static_cast<void (ObjectManager::*)(
+  static constexpr auto kReferring = static_cast<void (ObjectManager::*)(
       const ObjectPath&, const AssociationFilter&, const InstanceSink&, const Request&)>(
       &ObjectManager::references);
 };
 
 struct Paths {
-  static constexpr auto enumerate =
+  static constexpr auto kEnumerate =
       static_cast<void (ObjectManager::*)(const ObjectPath&, const PathSink&, const Request&)>(
           &ObjectManager::enumerate_instance_names);
-  static constexpr auto associated = static_cast<void (ObjectManager::*)(
+  static constexpr auto kAssociated = static_cast<void (ObjectManager::*)(
       const ObjectPath&, const AssociationFilter&, const PathSink&, const Request&)>(
       &ObjectManager::associator_names);
-  static constexpr auto referring = static_cast<void (ObjectManager::*)(
+  static constexpr auto kReferring = static_cast<void (ObjectManager::*)(
       const ObjectPath&, const AssociationFilter&, const PathSink&, const Request&)>(
       &ObjectManager::reference_names);
 };
@@ -44,13 +44,13 @@ void ask(const Task& task, ObjectSource source, std::string_view object, const S
   switch (source) {
     case ObjectSource::Class:
       request.deep_inheritance = task.boolean("DeepInheritance", true);
-      (task.manager.*Kind::enumerate)(path, sink, request);
+      (task.manager.*Kind::kEnumerate)(path, sink, request);
       break;
     case ObjectSource::Associated:
-      (task.manager.*Kind::associated)(path, filter_of(task), sink, request);
+      (task.manager.*Kind::kAssociated)(path, filter_of(task), sink, request);
       break;
     case ObjectSource::Referring:
-      (task.manager.*Kind::referring)(path, filter_of(task), sink, request);
+      (task.manager.*Kind::kReferring)(path, filter_of(task), sink, request);
       break;
   }
 }

@@ -10,7 +10,7 @@ namespace {
 struct Link : Instance {
   static const MetaClass static_meta_class;
   explicit Link(const MetaClass& meta = static_meta_class) : Instance(meta) {}
-  Property<Ref<Instance>> Drive_;
+  Property<Ref<Instance>> DriveEnd;
   Property<Ref<Instance>> Peer;
 };
 
@@ -20,7 +20,7 @@ struct StrongLink : Link {
 };
 
 constexpr MetaProperty kLinkProperties[] = {
-    {"Drive", Type::reference, false, true, false, false, offsetof(Link, Drive_),
+    {"Drive", Type::reference, false, true, false, false, offsetof(Link, DriveEnd),
      &Drive::static_meta_class},
     {"Peer", Type::reference, false, true, false, false, offsetof(Link, Peer),
      &Device::static_meta_class},
@@ -64,7 +64,7 @@ Ref<Device> device(const char* name) {
 template <class T = Link>
 Ref<Instance> link(Ref<Instance> from, Ref<Instance> to) {
   auto result = make<T>();
-  if (from) result->Drive_ = from;
+  if (from) result->DriveEnd = from;
   if (to) result->Peer = to;
   return result;
 }
@@ -90,7 +90,7 @@ TEST(SameKeys, ComparesReferencesByTheirKeys) {
 
 TEST(SameKeys, AReferenceToNothingEqualsAnotherOne) {
   auto nothing = make<Link>();
-  nothing->Drive_ = Ref<Instance>();
+  nothing->DriveEnd = Ref<Instance>();
   nothing->Peer = device("b");
   const auto something = link(drive("a"), device("b"));
   EXPECT_TRUE(same_keys(*nothing, *nothing));
