@@ -116,6 +116,8 @@ static void put_scsi(struct Tree* tree, const struct StandInDrive* drive, const 
   put(tree, place, "type", "0");
   put(tree, place, "state", "running");
   if (*drive->wwn != '\0') put(tree, place, "wwid", "naa.%s", drive->wwn);
+  if (*drive->usb == '\0') /* the page of VPD with the serial number, as it is */
+    put(tree, place, "vpd_pg80", "%c\x80%c%c%s", 0, 0, (int)strlen(drive->serial), drive->serial);
   make_path(path, "/sys/bus/scsi/devices/%d:0:0:0", host);
   put_link(tree, path, place);
   make_path(path, "/sys/class/scsi_host/host%d", host);
@@ -139,6 +141,7 @@ static void put_nvme(const struct Tree* tree, const struct StandInDrive* drive, 
   put(tree, place, "transport", "pcie");
   put(tree, place, "state", "live");
   put(tree, place, "cntlid", "1");
+  put(tree, place, "subsysnqn", "nqn.2026-01.com.example:%s", drive->serial);
   make_path(path, "/sys/class/nvme/%s", controller);
   put_link(tree, path, place);
   if (space == NULL) return;
