@@ -49,8 +49,8 @@ struct OneAtATime {
   // declared types; the argument is null when it is not given.
   std::function<std::string(const ObjectPath& target, const Value* argument)> subject;
 
-  // Called when a call has its turn, before the provider is asked; must not throw. What it returns is
-  // destroyed when the call has ended, before the turn of the next. Unset: nothing.
+  // Called when a call has its turn, before the provider is asked; must not throw. What it returns
+  // is destroyed when the call has ended, before the turn of the next. Unset: nothing.
   std::function<std::shared_ptr<void>(const std::string& subject)> accompany;
 
   // Further calls are refused, and so is one whose subject a waiting call has.

@@ -107,11 +107,11 @@ std::string complaint(const DriveResult& result) {
 }
 
 std::string summary(const std::vector<DriveResult>& results, std::size_t left_out) {
-  constexpr std::string_view not_begun = "could not be tested";
-  constexpr std::string_view not_known = "without a result";
+  constexpr std::string_view kNotBegun = "could not be tested";
+  constexpr std::string_view kNotKnown = "without a result";
   const auto word_of = [&](const DriveResult& result) -> std::string_view {
     if (result.verdict.outcome) return shown_outcome(result.verdict);
-    return was_started(result.verdict) ? not_known : not_begun;
+    return was_started(result.verdict) ? kNotKnown : kNotBegun;
   };
   std::string counts;
   const auto add = [&](std::ptrdiff_t count, std::string_view word) {
@@ -119,7 +119,7 @@ std::string summary(const std::vector<DriveResult>& results, std::size_t left_ou
   };
   for (const std::string_view word :
        {std::string_view("passed"), std::string_view("failed"), std::string_view("aborted"),
-        std::string_view("no self-test"), not_known, not_begun}) {
+        std::string_view("no self-test"), kNotKnown, kNotBegun}) {
     add(std::count_if(results.begin(), results.end(),
                       [&](const DriveResult& result) { return word_of(result) == word; }),
         word);

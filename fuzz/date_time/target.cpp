@@ -1,6 +1,6 @@
 // CIM date-times. The framework and the object manager read them and agree but for asterisks, days
-// beyond a month's end and second 60; these two and the support library write them alike. An input that does not have 25 characters is taken for the
-// numbers that a date-time is made of.
+// beyond a month's end and second 60; these two and the support library write them alike. An input
+// that does not have 25 characters is taken for the numbers that a date-time is made of.
 #include "fuzz/target.h"
 
 #include <algorithm>
