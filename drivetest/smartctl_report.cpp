@@ -241,12 +241,18 @@ std::vector<std::string> lines_of(JsonPart output) {
   return lines;
 }
 
-// Most failures are told by the text alone.
-bool tells_of_failure(const std::string& line, const Look& look) {
-  const bool is_failure = line.find(" failed") != std::string::npos ||
-                          line.starts_with("Self-test Log Sense length is");
-  return is_failure && line != look.reason &&
-         std::find(look.notes.begin(), look.notes.end(), line) == look.notes.end();
+// Most failures are told by the text alone. They matter where something is missing.
+void note_failures(const std::vector<std::string>& lines, Look& look) {
+  const bool is_complete =
+      look.drive.protocol == Protocol::Ata ? look.status_code.has_value() : look.has_log;
+  for (const std::string& line : lines) {
+    const bool is_failure = line.find(" failed") != std::string::npos ||
+                            line.starts_with("Self-test Log Sense length is");
+    const bool is_known = line == look.reason ||
+                          std::find(look.notes.begin(), look.notes.end(), line) != look.notes.end();
+    if (is_failure && !is_complete && !is_known && look.notes.size() < kMostNotes)
+      look.notes.push_back(line);
+  }
 }
 
 }  // namespace
@@ -275,8 +281,7 @@ SmartctlReport read_smartctl(const Place& place, const ToolOutput& output) {
   find_fault(output, document, report.version, messages, lines, look);
   for (const ToolMessage& message : messages)
     if (look.notes.size() < kMostNotes) look.notes.push_back(message.text);
-  for (const std::string& line : lines)
-    if (look.notes.size() < kMostNotes && tells_of_failure(line, look)) look.notes.push_back(line);
+  note_failures(lines, look);
   return report;
 }
 
