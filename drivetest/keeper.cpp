@@ -44,7 +44,8 @@ Decision decide(const DriveState& state, const Look& look, Time now,
   Decision decision;
   DriveChange& change = decision.change;
   LogGrowth growth;
-  if (look.has_log) growth = growth_of(state.log.value_or(std::vector<LogEntry>()), look.log);
+  if (look.has_log)
+    growth = state.log ? growth_of(*state.log, look.log) : growth_from_unknown(look.log);
   if (state.running) {
     const ProgressFinding finding = progress_of(*state.running, look, growth, now, circumstances);
     const bool is_without_trace =

@@ -28,6 +28,9 @@ struct LogGrowth {
 
 LogGrowth growth_of(const std::vector<LogEntry>& before, const std::vector<LogEntry>& now);
 
+// Where nothing is known of before, every row may have been added, and none certainly has.
+LogGrowth growth_from_unknown(const std::vector<LogEntry>& now);
+
 // One's own test, which was started when the log was as before.
 struct OwnTest {
   Protocol protocol = Protocol::Unknown;

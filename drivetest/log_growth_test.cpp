@@ -102,6 +102,32 @@ TEST(LogGrowth, OfALogWithoutAnyRowOfBeforeIsNotCertain) {
   EXPECT_FALSE(growth_of({row(0, 80), row(0, 70)}, {row(0, 80)}).is_certain);
 }
 
+TEST(LogGrowth, OfALogThatBecameFullMeanwhileLosesRowsToo) {
+  Log before = full();
+  before.pop_back();
+  Log now = under(row(0, 110), under(row(7, 100), before));
+  ASSERT_EQ(now.size(), 21U);
+  EXPECT_THAT(growth_of(before, now).added, ElementsAre(row(0, 110), row(7, 100)));
+  EXPECT_TRUE(growth_of(before, now).is_certain);
+}
+
+// As where the extended log could be read before, and the standard one, which is shorter, now.
+TEST(LogGrowth, HasNoRowThatStoodThereBefore) {
+  Log before = full();
+  for (std::uint64_t hours = 60; hours > 56; --hours) before.push_back(row(0, hours));
+  EXPECT_THAT(growth_of(before, full()).added, IsEmpty());
+  EXPECT_FALSE(growth_of(before, full()).is_certain);
+  EXPECT_THAT(growth_of(before, under(row(7, 100), full())).added, ElementsAre(row(7, 100)));
+}
+
+TEST(LogGrowth, WithoutALogOfBeforeIsNotCertain) {
+  const LogGrowth growth = growth_from_unknown({running(90), row(0, 80)});
+  EXPECT_THAT(growth.added, ElementsAre(row(0, 80)));
+  EXPECT_FALSE(growth.is_certain);
+  EXPECT_FALSE(own_entry({Protocol::Ata, TestKind::Short, 100, 10}, growth).entry)
+      << "a test of old is not taken for one's own";
+}
+
 TEST(OwnEntry, IsTheOnlyNewOneOfItsKindWhateverItsHours) {
   const Log before = {row(0, 80)};
   EXPECT_EQ(own(before, under(row(7, 4660), before)).entry, row(7, 4660));
