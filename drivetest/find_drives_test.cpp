@@ -68,6 +68,18 @@ TEST_F(FindDrives, HasThoseOfTheKernelWithTheTypesOfTheScan) {
   EXPECT_EQ(drives[0].drive.claimed_identity(), "") << "the kernel cuts models";
 }
 
+// The bridge has a name of its own.
+TEST_F(FindDrives, TakesNoNameFromAUsbBridge) {
+  tree_.scsi_host(7, "usb-storage");
+  const std::string device =
+      tree_.scsi_device("pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0", "7:0:0:0", "Example", "Bridge");
+  tree_.file(device + "/wwid", "naa.5000000000000003\n");
+  tree_.block(device, "sdq");
+  const auto drives = find_drives({});
+  ASSERT_THAT(places_of(drives), ElementsAre(Place{"/dev/sdq", ""}));
+  EXPECT_EQ(drives[0].drive.world_wide_name, "");
+}
+
 TEST_F(FindDrives, HasThoseBehindAControllerFromTheScanAlone) {
   const auto drives = find_drives({scan_of({{"/dev/bus/0", "megaraid,10"},
                                             {"/dev/bus/0", "megaraid,9"},

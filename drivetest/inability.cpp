@@ -43,8 +43,9 @@ std::string what_is_missing(const Look& look) {
   const Protocol protocol = look.drive.protocol;
   if (protocol == Protocol::Ata && !look.status_code)
     return "the drive did not tell the state of its self-tests";
-  if ((protocol == Protocol::Scsi || (protocol == Protocol::Nvme && is_able(look))) &&
-      !look.has_log)
+  const bool has_to_have_log =
+      protocol == Protocol::Scsi || (protocol == Protocol::Nvme && is_able(look));
+  if ((has_to_have_log && !look.has_log) || look.is_log_lost)
     return "the drive's log of self-tests could not be read";
   return {};
 }

@@ -61,6 +61,7 @@ struct Look {
   // in a drive that has never been tested.
   std::optional<int> status_code;
   bool has_log = false;       // whether the drive keeps a log that could be read
+  bool is_log_lost = false;   // ATA: it keeps one that could not be read this time
   std::vector<LogEntry> log;  // newest first, rows without a test left out
   std::optional<std::uint64_t> power_on_hours;
   // What the tool printed besides, such as its warnings. From outside: escape before showing.

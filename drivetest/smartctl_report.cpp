@@ -114,6 +114,12 @@ void read_ata_log(JsonPart logs, Look& look) {
     look.log = std::move(entries);
 }
 
+// A drive without a log aborts the command. All else may succeed the next time.
+bool tells_of_lost_log(const std::string& line) {
+  return line.starts_with("Read SMART Self-test Log failed") &&
+         !line.ends_with("aborted command") && line.find("unsupported") == std::string::npos;
+}
+
 // Of an ATA drive; in others SMART is something else, on which their self-tests do not depend.
 std::string why_without_smart(JsonPart support) {
   if (support["available"].truth() == false) return "the drive has no SMART";
@@ -125,6 +131,7 @@ void read_ata(JsonPart root, const std::vector<std::string>& lines, Look& look) 
   const JsonPart data = root["ata_smart_data"];
   read_ata_abilities(data, look);
   read_ata_log(root["ata_smart_self_test_log"], look);
+  look.is_log_lost = !look.has_log && std::any_of(lines.begin(), lines.end(), tells_of_lost_log);
   if (std::string why = why_without_smart(root["smart_support"]); !why.empty())
     look.inability = std::move(why);
   const JsonPart status = data["self_test"]["status"];
@@ -244,7 +251,7 @@ std::vector<std::string> lines_of(JsonPart output) {
 // Most failures are told by the text alone. They matter where something is missing.
 void note_failures(const std::vector<std::string>& lines, Look& look) {
   const bool is_complete =
-      look.drive.protocol == Protocol::Ata ? look.status_code.has_value() : look.has_log;
+      look.drive.protocol == Protocol::Ata ? look.status_code && !look.is_log_lost : look.has_log;
   for (const std::string& line : lines) {
     const bool is_failure = line.find(" failed") != std::string::npos ||
                             line.starts_with("Self-test Log Sense length is");

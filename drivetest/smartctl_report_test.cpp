@@ -202,7 +202,13 @@ TEST(Report, ThatLacksTheStateOfTheTestsIsAFault) {
               Pair(kFault, "the drive's log of self-tests could not be read"));
   EXPECT_THAT(settled(look("NVMe", R"("nvme_optional_admin_commands":{"self_test":true})")),
               Pair(kFault, "the drive's log of self-tests could not be read"));
-  EXPECT_EQ(settled(ata(R"("status":{"value":0})")).first, LookFault::None) << "without a log";
+  const std::string lost = "Read SMART Self-test Log failed: Input/output error";
+  EXPECT_THAT(settled(ata(R"("status":{"value":0})", "", "\"" + lost + "\"")),
+              Pair(kFault, "the drive's log of self-tests could not be read: " + lost));
+  for (const char* const line :
+       {R"("SMART Self-test Log not supported")",
+        R"("Read SMART Self-test Log failed: scsi error aborted command")"})
+    EXPECT_EQ(settled(ata(R"("status":{"value":0})", "", line)).first, LookFault::None) << line;
   EXPECT_EQ(settled(look("NVMe", "")).first, LookFault::None) << "without a test";
 }
 

@@ -73,7 +73,8 @@ class ToolsCall : public testing::Test {
 TEST_F(ToolsCall, LooksInOneRunAndLetsTheDriveRest) {
   install("smartctl");
   answer("smartctl.else", R"({"smartctl":{"version":[7,3]},"device":{"protocol":"ATA"},)"
-                          R"("ata_smart_data":{"self_test":{"status":{"value":0}}}})");
+                          R"("ata_smart_data":{"self_test":{"status":{"value":0}}},)"
+                          R"("ata_smart_self_test_log":{"standard":{"count":0}}})");
   const Look look = tools_.look({"/dev/sda", "sat,12"}, false);
   EXPECT_EQ(look.fault, LookFault::None) << look.reason;
   EXPECT_EQ(look.drive.place, (Place{"/dev/sda", "sat,12"}));
