@@ -100,6 +100,7 @@ set(CPACK_DEBIAN_MODULE_PACKAGE_CONTROL_EXTRA
 
 set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME hddtest)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "hddtest-module (= ${PROJECT_VERSION}-${release})")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS "smartmontools, nvme-cli")
 set(CPACK_DEBIAN_COMMAND_DESCRIPTION
     "hard-disk self-tests from the command line and over CIM
 The command tests hard drives with their SMART short self-test and says what

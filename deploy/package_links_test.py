@@ -10,10 +10,15 @@ import shutil
 import clean_root
 from package_case import PackageCase, main
 
-FOLDERS = {"etc/hddtest": 0o700, "var/log/hvx": 0o750, "var/lib/hddtest": 0o755}
+FOLDERS = {"etc/hddtest": 0o700, "var/log/hvx": 0o750, "var/lib/hddtest": 0o755,
+           "var/lib/hvx": 0o700}
 MADE = ("etc/hddtest", "var/log/hvx")  # at installation
+DAMAGED = "var/lib/hvx/history.sqlite.damaged-2026-11-22T12-00-00Z"
+HISTORY = ("var/lib/hvx/history.sqlite", "var/lib/hvx/history.sqlite-wal",
+           "var/lib/hvx/history.sqlite-shm", "var/lib/hvx/history.sqlite-journal", DAMAGED,
+           f"{DAMAGED}-wal", f"{DAMAGED}.2", f"{DAMAGED}.2-wal", f"{DAMAGED}.12")
 FILES = ("etc/hddtest/users", "var/log/hvx/diagnostics.log", "var/log/hvx/diagnostics.log.1",
-         "var/log/hvx/diagnostics.log.2.gz", "var/lib/hddtest/registrations", "var/lib/hddtest/lock",
+         "var/log/hvx/diagnostics.log.2.gz", *HISTORY, "var/lib/hddtest/registrations", "var/lib/hddtest/lock",
          "var/lib/hddtest/before")
 UNITS = "etc/systemd/system"
 ENABLED = {f"{UNITS}/multi-user.target.wants/hddtest.service": "hddtest.service",
@@ -156,7 +161,8 @@ class Links(PackageCase):
 
     def test_purge_leaves_what_others_have_made(self):
         self.install()
-        foreign = [f"{name}/own" for name in FOLDERS] + ["var/log/hvx/other.log"]
+        foreign = [f"{name}/own" for name in FOLDERS] + [
+            "var/log/hvx/other.log", "var/lib/hvx/history.sqlite.damaged-own"]
         for name in (*FILES[:-1], *foreign):
             (self.root / name).parent.mkdir(exist_ok=True)
             (self.root / name).write_text("text\n")
@@ -167,6 +173,20 @@ class Links(PackageCase):
             self.assertFalse((self.root / name).exists(), name)
         for name in FOLDERS:
             self.assertIn(f"/{name} stays", said)
+
+    def test_the_history_stays_until_the_purge(self):
+        self.install()
+        for name in HISTORY:
+            (self.root / name).parent.mkdir(exist_ok=True)
+            (self.root / name).write_text("text\n")
+        (self.root / "var/lib/hvx").chmod(0o700)
+        self.install()  # an upgrade
+        self.remove()
+        for name in HISTORY:
+            self.assertEqual((self.root / name).read_text(), "text\n")
+        self.assertEqual(self.mode("var/lib/hvx"), "0o700")
+        self.purge()
+        self.assertFalse((self.root / "var/lib/hvx").exists())
 
     def test_purge_takes_back_what_enabled_the_units_and_no_units_of_others(self):
         for folder in ("/lib/systemd/system", "/usr/lib/systemd/system"):

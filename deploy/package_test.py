@@ -75,8 +75,8 @@ class PackageTest(PackageCase):
               for name in ("copyright", "changelog.Debian.gz")),
             "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest/NEWS.Debian.gz",
             *(f"usr/share/doc/hddtest/docs/{name}.md"
-              for name in ("architecture", "clients", "deployment", "faults", "limits",
-                           "troubleshooting")),
+              for name in ("architecture", "clients", "deployment", "faults", "history",
+                           "limits", "troubleshooting")),
             *(f"usr/share/doc/hddtest-module/{name}.md"
               for name in ("deployment", "faults", "limits", "troubleshooting")),
             "usr/share/bash-completion/completions/hddtest",

@@ -186,7 +186,7 @@ std::string HistoryFolder::set_aside(Time now) const {
                0 ||
            errno == ENOENT;
   };
-  constexpr unsigned kMostOfASecond = 1000;
+  constexpr unsigned kMostOfASecond = 99;  // which is what removing the package looks for
   for (unsigned number = 1; number <= kMostOfASecond; ++number) {
     const std::string aside =
         name + ".damaged-" + date + (number > 1 ? "." + std::to_string(number) : "");

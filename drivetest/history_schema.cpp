@@ -89,7 +89,7 @@ CREATE TABLE log_seen (
 
 -- What a person asks for. No duration where the clock went back.
 CREATE VIEW history AS
-SELECT tests.number, drives.machine_id, tests.host_name, tests.device, drives.model,
+SELECT tests.number, tests.drive, drives.machine_id, tests.host_name, tests.device, drives.model,
        drives.serial_number, tests.source, tests.kind, tests.started, tests.ended,
        CASE WHEN tests.ended >= tests.started
             THEN (unixepoch(tests.ended) - unixepoch(tests.started)) / 60 END AS minutes,

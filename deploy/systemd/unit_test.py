@@ -22,6 +22,8 @@ SendSIGKILL=yes
 MemoryMax=1G
 TasksMax=512
 LimitNOFILE=4096
+StateDirectory=hvx
+StateDirectoryMode=0700
 """
 SOCKET = """
 ListenStream=127.0.0.1:5988

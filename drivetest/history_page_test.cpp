@@ -1,0 +1,107 @@
+// docs/history.md tells the truth.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "drivetest/history_case.h"
+#include "drivetest/time_text.h"
+
+namespace drivetest {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class HistoryPage : public HistoryCase {
+ protected:
+  HistoryPage() {
+    std::ifstream file(HDDTEST_HISTORY_PAGE);
+    page_.assign(std::istreambuf_iterator<char>(file), {});
+  }
+  const std::string& page() const { return page_; }
+
+  std::vector<std::string> queries() const {
+    std::vector<std::string> found;
+    constexpr std::string_view kBegin = "```sql\n";
+    for (std::size_t place = page_.find(kBegin); place != std::string::npos;
+         place = page_.find(kBegin, place)) {
+      place += kBegin.size();
+      found.push_back(page_.substr(place, page_.find("```", place) - place));
+    }
+    return found;
+  }
+
+  // Each row's columns with a bar between.
+  static std::vector<std::string> rows_of(Database& database, const std::string& sql,
+                                          const std::vector<bool>& is_text) {
+    std::vector<std::string> rows;
+    Query query = database.query(sql);
+    while (query.step()) {
+      std::string row;
+      for (const bool text : is_text)
+        row += (text ? query.next_optional_text().value_or("")
+                     : std::to_string(query.next_optional_integer().value_or(-1))) +
+               "|";
+      rows.push_back(row);
+    }
+    return rows;
+  }
+
+ private:
+  std::string page_;
+};
+
+TEST_F(HistoryPage, HasQueriesThatAnswer) {
+  now = system_time() - std::chrono::hours(24 * 100);
+  History history(options());
+  const auto test = [&](unsigned which, TestKind kind, Outcome outcome) {
+    TestRow begun = begun_row(which);
+    begun.kind = kind;
+    TestRow end = begun;
+    end.number = history.begin(drive(which), begun).number;
+    end.ended = now;
+    end.outcome = outcome;
+    end.cause = outcome == Outcome::Failed ? "read failure" : "completed without error";
+    if (outcome == Outcome::Failed) end.first_bad_block = 77;
+    end.hours = 10;
+    EXPECT_TRUE(history.update(end));
+  };
+  test(1, TestKind::Short, Outcome::Failed);
+  test(2, TestKind::Long, Outcome::Passed);
+  const std::string then = time_text(now);
+  now += std::chrono::hours(24 * 50);
+  test(1, TestKind::Long, Outcome::Passed);
+  history.begin(drive(2), begun_row(2));
+  const std::string later = time_text(now);
+
+  const std::vector<std::string> asked = queries();
+  ASSERT_EQ(asked.size(), 3U);
+  EXPECT_THAT(rows_of(history.database(), asked[0], std::vector<bool>(6, true)),
+              ElementsAre("Example Disk|S1|long|" + later + "|passed|completed without error|",
+                          "Example Disk|S2|short|" + later + "|running||"));
+  EXPECT_THAT(
+      rows_of(history.database(), asked[1],
+              {true, true, true, true, true, true, false, true, false}),
+      ElementsAre("host-a|Example Disk|S1|/dev/sdb|short|" + then + "|10|read failure|77|"));
+  EXPECT_THAT(rows_of(history.database(), asked[2], {true, true}), ElementsAre("Example Disk|S2|"));
+}
+
+TEST_F(HistoryPage, NamesEveryTableAndColumn) {
+  History history(options());
+  Query query = history.database().query(
+      "SELECT m.name, p.name FROM sqlite_schema m JOIN pragma_table_info(m.name) p"
+      " WHERE m.type IN ('table', 'view') AND m.name NOT LIKE 'sqlite%'");
+  std::size_t columns = 0;
+  while (query.step()) {
+    const std::string table = query.next_text();
+    const std::string column = query.next_text();
+    EXPECT_THAT(page(), HasSubstr("`" + table + "`"));
+    EXPECT_THAT(page(), HasSubstr("`" + column + "`")) << table;
+    ++columns;
+  }
+  EXPECT_GT(columns, 50U);
+}
+
+}  // namespace
+}  // namespace drivetest
