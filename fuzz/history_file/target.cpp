@@ -1,0 +1,74 @@
+// The file of the history, as somebody or a broken disk may have left it. The input is the file.
+#include <fstream>
+#include <iterator>
+
+#include "drivetest/history.h"
+#include "fuzz/scratch_folder.h"
+#include "fuzz/target.h"
+
+namespace {
+
+using fuzz::require;
+namespace fs = std::filesystem;
+
+std::string content_of(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A history in a new folder, whose file is the input.
+drivetest::HistoryOptions lay_out(std::string_view input) {
+  static const fuzz::ScratchFolder scratch;
+  drivetest::HistoryOptions options;
+  options.folder = scratch.path() / "state";
+  options.host = {"0123456789abcdef0123456789abcdef", "host"};
+  fs::remove_all(options.folder);
+  fs::create_directory(options.folder);
+  fs::permissions(options.folder, fs::perms::owner_all);
+  const fs::path file = fs::path(options.folder) / "history.sqlite";
+  std::ofstream(file, std::ios::binary) << input;
+  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+  return options;
+}
+
+void use(drivetest::History& history) {
+  drivetest::Drive drive;
+  drive.place.device = "/dev/sda";
+  drive.model = "Example Disk";
+  drive.serial_number = "S1";
+  history.running();
+  for (const drivetest::KeptTest& test : history.last_of_each_drive())
+    history.of_drive(test.row.drive, 100);
+  history.each(
+      [](const drivetest::KeptTest& test) { require(test.row.number != 0, "a row has a number"); });
+  const drivetest::History::Begun begun = history.begin(drive, {});
+  require(begun.number != 0 || begun.running, "a test is begun, or runs");
+  if (begun.number != 0) require(history.find(begun.number).has_value(), "what was begun is kept");
+  drivetest::DriveChange change;
+  change.log.emplace(3);
+  const drivetest::DriveState before = history.state(drive.identity());
+  if (history.change(drive, before, change))
+    require(history.state(drive.identity()).log == change.log, "what was changed is kept");
+}
+
+}  // namespace
+
+void fuzz::read_input(std::string_view input) {
+  const drivetest::HistoryOptions options = lay_out(input);
+  try {
+    drivetest::History history(options);
+    use(history);
+    history.forget_before(drivetest::Time::max());
+  } catch (const drivetest::HistoryError& error) {
+    require(std::string_view(error.what()).find("history.sqlite") != std::string_view::npos,
+            "an error names the file");
+  }
+  for (const auto& one : fs::directory_iterator(options.folder)) {
+    const std::string name = one.path().filename();
+    // A file that was found out later has been written to before.
+    if (name.starts_with("history.sqlite.damaged-") && !name.ends_with("-wal"))
+      require(one.file_size() >= std::min<std::size_t>(input.size(), 512) ||
+                  content_of(one.path()) == input,
+              "a damaged file is kept");
+  }
+}
