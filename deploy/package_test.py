@@ -78,7 +78,7 @@ class PackageTest(PackageCase):
               for name in ("architecture", "clients", "deployment", "faults", "history",
                            "limits", "troubleshooting")),
             *(f"usr/share/doc/hddtest-module/{name}.md"
-              for name in ("deployment", "faults", "limits", "troubleshooting")),
+              for name in ("deployment", "faults", "history", "limits", "troubleshooting")),
             "usr/share/bash-completion/completions/hddtest",
             "usr/share/lintian/overrides/hddtest", "usr/share/lintian/overrides/hddtest-module",
             "var/log/hvx", "etc/hddtest"}

@@ -133,13 +133,40 @@ std::optional<std::uint64_t> Query::next_optional_unsigned() {
 
 Database::Database(const std::string& path, std::chrono::milliseconds patience,
                    const char* file_system) {
-  constexpr int kFlags =
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE;
+  open(path, SQLITE_OPEN_READWRITE, file_system);
+  sqlite3_busy_timeout(connection_.get(), static_cast<int>(patience.count()));
+}
+
+Database Database::unwritable(const std::string& path) {
+  std::string name = "file:";
+  for (const char letter : path) {
+    // Some mean something in such a name.
+    switch (letter) {
+      case '%':
+        name += "%25";
+        break;
+      case '?':
+        name += "%3F";
+        break;
+      case '#':
+        name += "%23";
+        break;
+      default:
+        name += letter;
+    }
+  }
+  Database database;
+  database.open(name + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+  return database;
+}
+
+void Database::open(const std::string& name, int flags, const char* file_system) {
   sqlite3* connection = nullptr;
-  const int code = sqlite3_open_v2(path.c_str(), &connection, kFlags, file_system);
+  const int code = sqlite3_open_v2(
+      name.c_str(), &connection,
+      flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, file_system);
   connection_.reset(connection);
   if (code != SQLITE_OK) throw_error(connection, code);
-  sqlite3_busy_timeout(connection, static_cast<int>(patience.count()));
   // What somebody has put into the file must not do more than be read.
   sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);

@@ -89,6 +89,8 @@ class Database {
   // of SQLite; nullptr: the usual one. Waits for others at most `patience` each time.
   Database(const std::string& path, std::chrono::milliseconds patience,
            const char* file_system = nullptr);
+  // Opens a file that nobody can write, and makes nothing beside it.
+  static Database unwritable(const std::string& path);
 
   // The statement is kept for the next time. Its text has to stay where it is (a literal), and one
   // text must not be queried again before the last query of it has gone.
@@ -117,6 +119,8 @@ class Database {
   struct Finalizer {
     void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
   };
+  Database() = default;
+  void open(const std::string& name, int flags, const char* file_system);
   sqlite3_stmt* kept(std::string_view sql);
 
   std::unique_ptr<sqlite3, Closer> connection_;

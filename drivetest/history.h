@@ -51,7 +51,8 @@ struct HistoryOptions {
 
 class History {
  public:
-  // Opens the history, and makes it where there is none.
+  // Opens the history, and makes it where there is none. On a file system that is read-only it can
+  // be read where the last program that wrote it has ended well.
   explicit History(HistoryOptions options = {});
   ~History();
   History(const History&) = delete;
@@ -116,6 +117,7 @@ class History {
  private:
   void open();
   bool open_locked(bool is_exclusive);
+  void open_unwritable();
   void open_file();
   void begin_anew(const std::string& damage);
   bool is_open_file_in_place() const;

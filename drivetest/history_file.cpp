@@ -72,6 +72,16 @@ bool is_damaged(Database& database) {
   }
 }
 
+void expect_not_newer(std::int64_t version, const HistoryFolder& folder) {
+  const std::size_t known = schema_steps().size();
+  if (std::cmp_less_equal(version, known)) return;
+  throw HistoryError(HistoryFault::Newer,
+                     folder.file() + " was written by a newer hddtest (version " +
+                         std::to_string(version) + " of its tables, this one knows " +
+                         std::to_string(known) +
+                         "): upgrade hddtest, or set HVX_STATE_DIR to another folder");
+}
+
 }  // namespace
 
 History::History(HistoryOptions options) : options_(std::move(options)) { open(); }
@@ -95,6 +105,10 @@ void History::open() {
 
 // Whether it could be opened with such a lock.
 bool History::open_locked(bool is_exclusive) {
+  if (folder_->is_read_only()) {
+    open_unwritable();
+    return true;
+  }
   const bool has_changes_alone = folder_->has_changes_alone();
   if (!folder_->file_id() || has_changes_alone) {
     if (!is_exclusive) return false;
@@ -105,12 +119,7 @@ bool History::open_locked(bool is_exclusive) {
     open_file();
     const std::span<const std::string_view> steps = schema_steps();
     const std::int64_t version = schema_version(*database_);
-    if (std::cmp_greater(version, steps.size()))
-      throw HistoryError(HistoryFault::Newer,
-                         folder_->file() + " was written by a newer hddtest (version " +
-                             std::to_string(version) + " of its tables, this one knows " +
-                             std::to_string(steps.size()) +
-                             "): upgrade hddtest, or set HVX_STATE_DIR to another folder");
+    expect_not_newer(version, *folder_);
     if (!std::cmp_equal(version, steps.size()) || !is_write_ahead(*database_)) {
       if (!is_exclusive) {
         database_.reset();
@@ -128,6 +137,7 @@ bool History::open_locked(bool is_exclusive) {
       database_.reset();
       throw_fault(error, *folder_);
     }
+    if (database_) database_->leave_files_alone();
     if (is_exclusive) set_aside(error.what());
     database_.reset();
     return is_exclusive && open_locked(true);
@@ -136,6 +146,31 @@ bool History::open_locked(bool is_exclusive) {
     throw;
   }
   return true;
+}
+
+// A disk that fails leaves a file system that is read-only, and that is when a history is wanted.
+void History::open_unwritable() {
+  const std::optional<HistoryFolder::FileId> id = folder_->file_id();
+  if (!id || folder_->has_changes())
+    throw HistoryError(
+        HistoryFault::ReadOnly,
+        "the file system of " + folder_->file() + " is read-only, and " +
+            (id ? "changes stand beside the file that have to be written into it first: "
+                : "there is no history yet: ") +
+            std::string(remedy_of(HistoryFault::ReadOnly)));
+  device_ = id->device;
+  inode_ = id->number;
+  try {
+    database_.reset(new Database(Database::unwritable(folder_->file())));
+    expect_not_newer(schema_version(*database_), *folder_);
+    expect_tables(*database_);
+  } catch (const DatabaseError& error) {
+    database_.reset();
+    throw_fault(error, *folder_);
+  } catch (...) {
+    database_.reset();
+    throw;
+  }
 }
 
 void History::open_file() {

@@ -164,17 +164,23 @@ void HistoryFolder::make_file() const {
   synchronize(folder_.get());
 }
 
+bool HistoryFolder::has_bytes(const std::string& name) const {
+  struct stat status {};
+  return fstatat(folder_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         status.st_size > 0;
+}
+
+bool HistoryFolder::has_changes() const {
+  return std::any_of(kChanges.begin(), kChanges.end(), [&](std::string_view suffix) {
+    return has_bytes(std::string(kName) + std::string(suffix));
+  });
+}
+
 bool HistoryFolder::has_changes_alone() const {
   const std::optional<FileId> file = file_id();
-  if (file && file->size != 0) return false;
-  const auto is_there = [&](std::string_view suffix) {
-    struct stat status {};
-    const std::string name = std::string(kName) + std::string(suffix);
-    return fstatat(folder_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           status.st_size > 0;
-  };
+  if (!file) return has_changes();
   // Beside an empty file a journal is what the making of the tables leaves that was broken off.
-  return is_there(kChanges[0]) || (!file && is_there(kChanges[1]));
+  return file->size == 0 && has_bytes(std::string(kName) + std::string(kChanges[0]));
 }
 
 std::string HistoryFolder::set_aside(Time now) const {

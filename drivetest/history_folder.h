@@ -40,6 +40,8 @@ class HistoryFolder {
   // Of the history file; not set if there is none. Throws HistoryError for what is not safe.
   std::optional<FileId> file_id() const;
 
+  // Whether the history file lacks changes that stand beside it.
+  bool has_changes() const;
   bool is_full() const;
   bool is_read_only() const;
 
@@ -52,6 +54,8 @@ class HistoryFolder {
   bool has_changes_alone() const;
 
  private:
+  bool has_bytes(const std::string& name) const;
+
   std::string path_;
   std::string file_;
   platform::Descriptor folder_;

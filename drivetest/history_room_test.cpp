@@ -107,25 +107,62 @@ TEST_F(HistoryRoomTest, LosesNothingWhereFilesAreLimited) {
             0);
 }
 
-TEST_F(HistoryRoomTest, SaysThatItsFileSystemIsReadOnly) {
-  { History history(options()); }
-  const int status = in_child([&]() -> std::string {
-    if (!has_own_mounts()) return "not possible";
-    if (mount(folder().c_str(), folder().c_str(), "", MS_BIND, "") != 0 ||
-        mount("", folder().c_str(), "", MS_REMOUNT | MS_BIND | MS_RDONLY, "") != 0)
-      return "not possible";
+class ReadOnlyHistoryTest : public HistoryRoomTest {
+ protected:
+  // In a process whose file system is read-only. The work returns what is wrong, or "".
+  template <class Work>
+  void expect_read_only(Work work) const {
+    const int status = in_child([&]() -> std::string {
+      if (!has_own_mounts()) return "not possible";
+      if (mount(folder().c_str(), folder().c_str(), "", MS_BIND, "") != 0 ||
+          mount("", folder().c_str(), "", MS_REMOUNT | MS_BIND | MS_RDONLY, "") != 0)
+        return "not possible";
+      return work();
+    });
+    if (status == kNotPossible) GTEST_SKIP() << "there may be no mounts here";
+    EXPECT_EQ(status, 0);
+  }
+  // What is wrong with the error of the work, or "".
+  template <class Work>
+  static std::string fault_of(Work work, const std::string& words) {
     try {
-      History history(options());
-      history.begin(drive(1), begun_row());
-      return "it was begun";
+      work();
+      return "there was no error";
     } catch (const HistoryError& error) {
-      const std::string words = error.what();
-      const bool is_told = words.find("mount its file system for writing") != std::string::npos;
-      return error.fault() == HistoryFault::ReadOnly && is_told ? "" : words;
+      const std::string what = error.what();
+      const bool is_told = what.find(words) != std::string::npos &&
+                           what.find("mount its file system for writing") != std::string::npos;
+      return error.fault() == HistoryFault::ReadOnly && is_told ? "" : what;
     }
+  }
+};
+
+TEST_F(ReadOnlyHistoryTest, CanBeReadAndSaysThatItCannotBeWritten) {
+  {
+    History history(options());
+    tested(history, 1);
+  }
+  expect_read_only([&]() -> std::string {
+    History history(options());
+    if (history.last_of_each_drive().size() != 1) return "it has not one test";
+    if (history.running().size() != 0) return "a test runs";
+    return fault_of([&] { history.begin(drive(1), begun_row()); }, "readonly database");
   });
-  if (status == kNotPossible) GTEST_SKIP() << "there may be no mounts here";
-  EXPECT_EQ(status, 0);
+}
+
+TEST_F(ReadOnlyHistoryTest, IsNotReadWithoutTheChangesBesideIt) {
+  History history(options());
+  tested(history, 1);
+  expect_read_only(
+      [&] { return fault_of([&] { const History history(options()); }, "changes stand beside"); });
+}
+
+TEST_F(ReadOnlyHistoryTest, IsNotMade) {
+  { History history(options()); }
+  std::filesystem::remove(file());
+  expect_read_only([&] {
+    return fault_of([&] { const History history(options()); }, "there is no history yet");
+  });
 }
 
 }  // namespace
