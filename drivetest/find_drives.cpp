@@ -171,6 +171,13 @@ void add_links(const Sysfs& sysfs, std::vector<FoundDrive>& drives) {
   }
 }
 
+void note_shared(std::vector<Place>& shared, const Drive& first, const Drive& second) {
+  if (first.claimed_identity().empty() || first.claimed_identity() != second.claimed_identity())
+    return;
+  for (const Place& place : {first.place, second.place})
+    if (std::find(shared.begin(), shared.end(), place) == shared.end()) shared.push_back(place);
+}
+
 }  // namespace
 
 std::vector<FoundDrive> find_drives(const ToolOutput& scan) {
@@ -198,6 +205,14 @@ std::vector<FoundDrive> find_drives(const ToolOutput& scan) {
   }
   add_links(sysfs, drives);
   return drives;
+}
+
+std::vector<Place> shared_places(const std::vector<FoundDrive>& drives) {
+  std::vector<Place> shared;
+  for (auto first = drives.begin(); first != drives.end(); ++first)
+    for (auto second = first + 1; second != drives.end(); ++second)
+      note_shared(shared, first->drive, second->drive);
+  return shared;
 }
 
 std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const std::string& name,
@@ -233,11 +248,7 @@ std::vector<Place> join_paths(std::vector<FoundDrive>& drives, std::vector<Look>
         looks.erase(looks.begin() + static_cast<std::ptrdiff_t>(other));
         continue;
       }
-      if (!first.claimed_identity().empty() &&
-          first.claimed_identity() == second.claimed_identity())
-        for (const Place& claimant : {first.place, second.place})
-          if (std::find(shared.begin(), shared.end(), claimant) == shared.end())
-            shared.push_back(claimant);
+      note_shared(shared, first, second);
       ++other;
     }
   return shared;

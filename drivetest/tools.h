@@ -21,6 +21,9 @@ class Tools : public DriveAccess {
   Reply start(const Drive& drive, TestKind kind) override;
   Reply stop(const Drive& drive) override;
 
+  // From now on a look at one of these places says that the drive shares its identity.
+  void keep_apart(std::vector<Place> places);
+
   // What "smartctl --scan-open" prints as JSON.
   ToolOutput scan();
 
@@ -32,6 +35,7 @@ class Tools : public DriveAccess {
 
   std::mutex lock_;
   std::optional<ToolVersion> smartctl_;  // once it is known
+  std::vector<Place> kept_apart_;
 };
 
 }  // namespace drivetest
