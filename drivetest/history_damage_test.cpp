@@ -134,6 +134,23 @@ TEST_F(HistoryDamageTest, OfAnyPageIsSurvived) {
   EXPECT_GE(found, whole.size() / kPage);
 }
 
+// The description of the tables is a text in the file, and names functions.
+TEST_F(HistoryDamageTest, OfTheTablesDescriptionIsFound) {
+  std::string whole = healthy();
+  for (std::size_t place = whole.find("strftime"); place != std::string::npos;
+       place = whole.find("strftime", place))
+    whole.replace(place, 8, "strfdime");
+  // And the tests, which is noticed.
+  constexpr std::size_t kPage = 4096;
+  for (std::size_t page = 0; page < whole.size(); page += kPage)
+    if (whole.substr(page, kPage).find("host-a") != std::string::npos)
+      whole.replace(page, kPage, kPage, 'x');
+  put(whole);
+  History history(options());
+  use(history);
+  EXPECT_EQ(kept_aside().size(), 1U);
+}
+
 TEST_F(HistoryDamageTest, OfACutFileIsFound) {
   const std::string whole = healthy();
   for (const std::size_t size : {whole.size() / 2, std::size_t{4096}, std::size_t{100}}) {

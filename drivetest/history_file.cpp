@@ -67,7 +67,8 @@ bool is_damaged(Database& database) {
     Query query = database.query("PRAGMA integrity_check(1)");
     return !query.step() || query.next_text() != "ok";
   } catch (const DatabaseError& error) {
-    if (!error.is_damage()) throw;
+    // Where the tables' description is damaged it may say what SQLite does not understand.
+    if (!error.is_damage() && error.code() != SQLITE_ERROR) throw;
     return true;
   }
 }
@@ -196,7 +197,7 @@ void History::set_aside(const std::string& damage) {
 }
 
 void History::begin_anew(const std::string& damage) {
-  {
+  try {
     const platform::Descriptor lock = folder_->lock(true, options_.patience);
     if (is_open_file_in_place()) {
       if (!is_damaged(*database_))
@@ -205,6 +206,8 @@ void History::begin_anew(const std::string& damage) {
                                "), though a look at all of it finds nothing wrong: try again");
       set_aside(damage);
     }
+  } catch (const DatabaseError& error) {
+    throw_fault(error, *folder_);
   }
   open();
 }

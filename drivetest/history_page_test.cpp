@@ -11,7 +11,6 @@ namespace drivetest {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 class HistoryPage : public HistoryCase {
  protected:
@@ -19,7 +18,9 @@ class HistoryPage : public HistoryCase {
     std::ifstream file(HDDTEST_HISTORY_PAGE);
     page_.assign(std::istreambuf_iterator<char>(file), {});
   }
-  const std::string& page() const { return page_; }
+  bool has(const std::string& name) const {
+    return page_.find("`" + name + "`") != std::string::npos;
+  }
 
   std::vector<std::string> queries() const {
     std::vector<std::string> found;
@@ -96,8 +97,8 @@ TEST_F(HistoryPage, NamesEveryTableAndColumn) {
   while (query.step()) {
     const std::string table = query.next_text();
     const std::string column = query.next_text();
-    EXPECT_THAT(page(), HasSubstr("`" + table + "`"));
-    EXPECT_THAT(page(), HasSubstr("`" + column + "`")) << table;
+    EXPECT_TRUE(has(table)) << table;
+    EXPECT_TRUE(has(column)) << table << '.' << column;
     ++columns;
   }
   EXPECT_GT(columns, 50U);

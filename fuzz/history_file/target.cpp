@@ -1,4 +1,5 @@
-// The file of the history, as somebody or a broken disk may have left it. The input is the file.
+// The file of the history, as somebody or a broken disk may have left it. The input is the file or,
+// behind an "E", what is different in a sound one: a byte's place, in two bytes, and the byte.
 #include <fstream>
 #include <iterator>
 
@@ -16,13 +17,52 @@ std::string content_of(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A history in a new folder, whose file is the input.
-drivetest::HistoryOptions lay_out(std::string_view input) {
+drivetest::HistoryOptions new_options() {
   static const fuzz::ScratchFolder scratch;
   drivetest::HistoryOptions options;
   options.folder = scratch.path() / "state";
   options.host = {"0123456789abcdef0123456789abcdef", "host"};
   fs::remove_all(options.folder);
+  return options;
+}
+
+std::string sound_file() {
+  const drivetest::HistoryOptions options = new_options();
+  {
+    drivetest::History history(options);
+    drivetest::Drive drive;
+    drive.model = "Example Disk";
+    for (const char* const serial_number : {"S1", "S2", "S3"}) {
+      drive.serial_number = serial_number;
+      drivetest::TestRow row;
+      row.log_before.emplace_back();
+      row.number = history.begin(drive, row).number;
+      row.outcome = drivetest::Outcome::Failed;
+      row.cause = "read failure";
+      history.update(row);
+      history.begin(drive, row);
+      drivetest::DriveChange change;
+      change.log = row.log_before;
+      history.change(drive, history.state(drive.identity()), change);
+    }
+  }
+  return content_of(fs::path(options.folder) / "history.sqlite");
+}
+
+std::string edited(std::string_view edits) {
+  static const std::string sound = sound_file();
+  std::string file = sound;
+  constexpr std::size_t kEdit = 3;
+  for (; edits.size() >= kEdit; edits.remove_prefix(kEdit)) {
+    const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(edits[place]); };
+    file[(byte(0) << 8 | byte(1)) % file.size()] = edits[2];
+  }
+  return file;
+}
+
+// A history in a new folder, with this file.
+drivetest::HistoryOptions lay_out(std::string_view input) {
+  const drivetest::HistoryOptions options = new_options();
   fs::create_directory(options.folder);
   fs::permissions(options.folder, fs::perms::owner_all);
   const fs::path file = fs::path(options.folder) / "history.sqlite";
@@ -54,7 +94,8 @@ void use(drivetest::History& history) {
 }  // namespace
 
 void fuzz::read_input(std::string_view input) {
-  const drivetest::HistoryOptions options = lay_out(input);
+  const std::string content = input.starts_with('E') ? edited(input.substr(1)) : std::string(input);
+  const drivetest::HistoryOptions options = lay_out(content);
   try {
     drivetest::History history(options);
     use(history);
@@ -67,8 +108,8 @@ void fuzz::read_input(std::string_view input) {
     const std::string name = one.path().filename();
     // A file that was found out later has been written to before.
     if (name.starts_with("history.sqlite.damaged-") && !name.ends_with("-wal"))
-      require(one.file_size() >= std::min<std::size_t>(input.size(), 512) ||
-                  content_of(one.path()) == input,
+      require(one.file_size() >= std::min<std::size_t>(content.size(), 512) ||
+                  content_of(one.path()) == content,
               "a damaged file is kept");
   }
 }
