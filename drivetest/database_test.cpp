@@ -81,7 +81,7 @@ TEST_F(DatabaseTest, KeepsNothingOfATransactionThatWasNotCommitted) {
     return query.next_integer();
   };
   constexpr std::string_view kInsert =
-      "INSERT INTO drives VALUES (NULL, '', ?, 'ATA', '', '', '', '', NULL, NULL, NULL)";
+      "INSERT INTO drives VALUES (NULL, '', ?, 'ATA', '', '', '', '', NULL, NULL, NULL, 0)";
   {
     Transaction transaction(database);
     database.run(kInsert, "1");

@@ -1,6 +1,7 @@
 // What the history knows of one drive, and what a look at it changes there.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -13,6 +14,8 @@ struct DriveState {
   // The drive's log when it was last looked at, as it was then; not set before the first look.
   std::optional<std::vector<LogEntry>> log;
   std::optional<TestRow> running;  // there is one at most
+  // The number of the drive's last change among those of all drives; see History::changes().
+  std::int64_t changed = 0;
 
   bool operator==(const DriveState&) const = default;
 };

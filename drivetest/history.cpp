@@ -114,8 +114,23 @@ bool History::change(const Drive& drive, const DriveState& before, const DriveCh
       insert_test(*database_, number, row);
     }
     if (change.log) keep_log_seen(*database_, number, *change.log, options_.clock());
+    if (change.running || !change.added.empty() || (change.log && change.log != before.log))
+      database_->run(
+          "UPDATE drives SET changed = (SELECT max(changed) FROM drives) + 1"
+          " WHERE number = ?",
+          number);
   });
   return is_done;
+}
+
+std::int64_t History::changes() {
+  std::int64_t number = 0;
+  read([&] {
+    Query query = database_->query("SELECT coalesce(max(changed), 0) FROM drives");
+    query.step();
+    number = query.next_integer();
+  });
+  return number;
 }
 
 std::vector<KeptTest> History::running() {

@@ -79,6 +79,9 @@ class History {
   // false, and nothing changes, if somebody else has changed it since. So what a log shows is taken
   // over once. Rows that are added get what begin gives them.
   bool change(const Drive& drive, const DriveState& before, const DriveChange& change);
+  // How many such changes there were, of all drives. A look that was begun at a number below
+  // DriveState::changed is older than what the history knows.
+  std::int64_t changes();
 
   // The rows of this machine that run.
   std::vector<KeptTest> running();

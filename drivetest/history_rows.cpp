@@ -253,8 +253,11 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number) {
 DriveState read_state(Database& database, std::int64_t drive) {
   DriveState state;
   {
-    Query query = database.query("SELECT looked FROM drives WHERE number = ?", drive);
-    if (query.step() && query.next_optional_text()) state.log = read_log(database, kSeen, drive);
+    Query query = database.query("SELECT changed, looked FROM drives WHERE number = ?", drive);
+    if (query.step()) {
+      state.changed = query.next_integer();
+      if (query.next_optional_text()) state.log = read_log(database, kSeen, drive);
+    }
   }
   if (const auto number = running_number(database, drive))
     if (auto test = read_test(database, *number)) state.running = std::move(test->row);

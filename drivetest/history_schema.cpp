@@ -23,6 +23,7 @@ CREATE TABLE drives (
   size ANY,                  -- bytes
   is_rotational INTEGER CHECK (is_rotational IN (0, 1)),
   looked TEXT CHECK (strftime('%Y-%m-%dT%H:%M:%SZ', looked) = looked),  -- at its log
+  changed INTEGER NOT NULL DEFAULT 0,  -- the number of the last change, counted over all drives
   UNIQUE (machine_id, identity)
 ) STRICT;
 

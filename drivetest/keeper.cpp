@@ -76,6 +76,19 @@ void apply(DriveState& state, const DriveChange& change) {
 
 }  // namespace
 
+void Keeper::note_fault(const HistoryError& error) {
+  if (history_fault_.empty()) history_fault_ = error.what();
+}
+
+void Keeper::open_history() {
+  const std::lock_guard guard(lock_);
+  try {
+    opened_history();
+  } catch (const HistoryError& error) {
+    note_fault(error);
+  }
+}
+
 History* Keeper::opened_history() {
   if (const OpenHistory open = std::exchange(open_, nullptr)) history_ = open();
   return history_;
@@ -106,10 +119,11 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
         return after->running;
       }
     } catch (const HistoryError& error) {
-      if (history_fault_.empty()) history_fault_ = error.what();
+      note_fault(error);
     }
   }
   if (!after) decide_on(remembered == remembered_.end() ? DriveState() : remembered->second);
+  after->changed = 0;  // nobody else knows of it
   remembered_[identity] = *after;
   return after->running;
 }
@@ -120,46 +134,71 @@ struct Keeper::Settled {
   bool look_again = false;
 };
 
-Keeper::Settled Keeper::settle_by(const Look& look, const Circumstances& circumstances) {
-  Settled settled;
-  settled.running = change(look.drive, [&](const DriveState& state) {
-    Decision decision = decide(state, look, time_.now(), circumstances);
-    settled.look_again = decision.look_again;
-    settled.ended.clear();
-    if (decision.change.running && decision.change.running->outcome)
-      settled.ended.push_back(*decision.change.running);
-    return decision.change;
-  });
-  return settled;
+SeenLook Keeper::see(const Place& place, bool wake) {
+  SeenLook seen;
+  {
+    const std::lock_guard guard(lock_);
+    try {
+      if (history_) seen.changes = history_->changes();
+    } catch (const HistoryError& error) {
+      note_fault(error);
+    }
+  }
+  seen.look = access_.look(place, wake);
+  return seen;
 }
 
-DriveStatus Keeper::settle_by_looks(Look look, bool wake, Circumstances circumstances) {
+// Another process may have looked later and been quicker. Its news must not be undone.
+Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, const Circumstances& circumstances) {
+  Settled settled;
+  constexpr int kMostLooks = 5;
+  for (int looks = 1;; ++looks) {
+    bool is_old = false;
+    settled.running = change(seen.look.drive, [&](const DriveState& state) {
+      settled.ended.clear();
+      is_old = state.changed > seen.changes.value_or(0) && looks < kMostLooks;
+      if (is_old) return DriveChange();
+      Decision decision = decide(state, seen.look, time_.now(), circumstances);
+      settled.look_again = decision.look_again;
+      if (decision.change.running && decision.change.running->outcome)
+        settled.ended.push_back(*decision.change.running);
+      return decision.change;
+    });
+    if (!is_old) return settled;
+    SeenLook later = see(seen.look.drive.place, wake);
+    if (later.look.fault != LookFault::None) return settled;
+    later.look.drive.shares_identity = seen.look.drive.shares_identity;
+    seen = std::move(later);
+  }
+}
+
+DriveStatus Keeper::settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances) {
   DriveStatus status;
-  if (look.fault == LookFault::None) {
-    Settled settled = settle_by(look, circumstances);
+  if (seen.look.fault == LookFault::None) {
+    Settled settled = settle_by(seen, wake, circumstances);
     if (settled.look_again) {
       time_.wait(kBeforeSecondLook);
-      Look second = access_.look(look.drive.place, wake);
-      if (second.fault == LookFault::None) {
-        look = std::move(second);
+      SeenLook second = see(seen.look.drive.place, wake);
+      if (second.look.fault == LookFault::None) {
+        second.look.drive.shares_identity = seen.look.drive.shares_identity;
+        seen = std::move(second);
         circumstances.is_second_look = true;
-        settled = settle_by(look, circumstances);
+        settled = settle_by(seen, wake, circumstances);
       }
     }
     status.running = std::move(settled.running);
     status.ended = std::move(settled.ended);
-    status.is_stalled = status.running && is_stalled(*status.running, look.abilities, time_.now());
+    status.is_stalled =
+        status.running && is_stalled(*status.running, seen.look.abilities, time_.now());
   }
-  status.look = std::move(look);
+  status.look = std::move(seen.look);
   return status;
 }
 
-DriveStatus Keeper::look(const Place& place, bool wake) {
-  return settle(access_.look(place, wake), wake);
-}
+DriveStatus Keeper::look(const Place& place, bool wake) { return settle(see(place, wake), wake); }
 
-DriveStatus Keeper::settle(Look look, bool wake) {
-  return settle_by_looks(std::move(look), wake, {});
+DriveStatus Keeper::settle(SeenLook seen, bool wake) {
+  return settle_by_looks(std::move(seen), wake, {});
 }
 
 std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source source) {
@@ -222,10 +261,10 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const Reply& reply, const
   const int looks = reply.answer == Answer::Accepted ? kLooksAfterAcceptance : kLooksAfterRefusal;
   for (int number = 0; number < looks; ++number) {
     if (number > 0) time_.wait(kBetweenLooks);
-    Look look = access_.look(place, true);
-    if (look.fault != LookFault::None) continue;
-    Settled settled = settle_by(look, {});
-    outcome.status = {std::move(look), settled.running, settled.ended, false};
+    SeenLook seen = see(place, true);
+    if (seen.look.fault != LookFault::None) continue;
+    Settled settled = settle_by(seen, true, {});
+    outcome.status = {std::move(seen.look), settled.running, settled.ended, false};
     const bool has_ended = !settled.ended.empty();
     if (!has_ended && (!settled.running || settled.look_again || !settled.running->looked))
       continue;
@@ -260,8 +299,7 @@ StopOutcome Keeper::stop(const Place& place, bool wake) {
   for (int number = 0; number < (was_stopped ? kLooksAfterAcceptance : kLooksAfterRefusal);
        ++number) {
     if (number > 0) time_.wait(kBetweenLooks);
-    DriveStatus status =
-        settle_by_looks(access_.look(place, true), true, {.was_stopped = was_stopped});
+    DriveStatus status = settle_by_looks(see(place, true), true, {.was_stopped = was_stopped});
     if (status.look.fault != LookFault::None) continue;
     if (!status.ended.empty()) outcome.row = status.ended.front();
     outcome.status = std::move(status);
@@ -281,7 +319,7 @@ std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, 
 
 std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {
   const DriveStatus status =
-      settle_by_looks(access_.look(row.place, true), true, {.is_over = true, .was_seen = was_seen});
+      settle_by_looks(see(row.place, true), true, {.is_over = true, .was_seen = was_seen});
   if (!status.ended.empty()) return status.ended.front();
   if (status.look.running) return status.running;
   if (was_seen) return row;
@@ -297,7 +335,7 @@ void Keeper::withdraw(const TestRow& row) {
   try {
     history_->withdraw(row.number);
   } catch (const HistoryError& error) {
-    if (history_fault_.empty()) history_fault_ = error.what();
+    note_fault(error);
   }
 }
 

@@ -20,6 +20,13 @@
 
 namespace drivetest {
 
+// A look, and what the history had when it began. Where the history has changed since, the look may
+// be older than what is known, and is taken again.
+struct SeenLook {
+  Look look;
+  std::optional<std::int64_t> changes;  // History::changes()
+};
+
 // What a look at a drive has shown, and what the history knows of its tests since.
 struct DriveStatus {
   Look look;
@@ -65,11 +72,16 @@ class Keeper {
   Keeper(DriveAccess& access, TimeSource& time, OpenHistory open)
       : access_(access), time_(time), open_(std::move(open)) {}
 
-  DriveStatus look(const Place& place, bool wake);
-  // The same with a look that was taken just now. The drive may be looked at once more.
-  DriveStatus settle(Look look, bool wake);
+  // Opens the history now, which saves a second look at drives that it knows.
+  void open_history();
 
-  // Source is who is said to have begun it. With replace a test that runs is ended first.
+  DriveStatus look(const Place& place, bool wake);
+  // The same in two steps, for those who compare the looks at all drives before the history knows
+  // of them.
+  SeenLook see(const Place& place, bool wake);
+  DriveStatus settle(SeenLook seen, bool wake);
+
+  // With replace a test that runs is ended first.
   StartOutcome start(const Place& place, TestKind kind, bool replace, bool wake);
 
   StopOutcome stop(const Place& place, bool wake);
@@ -92,12 +104,13 @@ class Keeper {
 
   std::optional<TestRow> change(const Drive& drive,
                                 const std::function<DriveChange(const DriveState&)>& decide);
-  Settled settle_by(const Look& look, const Circumstances& circumstances);
-  DriveStatus settle_by_looks(Look look, bool wake, Circumstances circumstances);
+  Settled settle_by(SeenLook& seen, bool wake, const Circumstances& circumstances);
+  DriveStatus settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances);
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
   StartOutcome await_start(StartOutcome outcome, const Reply& reply, const TestRow& row);
 
   History* opened_history();
+  void note_fault(const HistoryError& error);
 
   DriveAccess& access_;
   TimeSource& time_;

@@ -222,6 +222,21 @@ TEST_P(KeeperTest, OpensNoHistoryForADriveThatCannotBeAsked) {
   EXPECT_FALSE(keeper.begin_foreign(place_, TestKind::Short, Source::Module));
 }
 
+TEST_P(KeeperTest, DoesNotUndoWhatALaterLookHasTold) {
+  start();
+  const SeenLook old = keeper_.see(place_, false);
+  Keeper other(drive_, time_, [this] { return history_.get(); });
+  EXPECT_EQ(other.stop(place_, false).result, StopResult::Stopped);
+  EXPECT_FALSE(keeper_.settle(old, false).running);
+  EXPECT_EQ(outcomes(), "aborted ");
+  start();
+  const SeenLook running = keeper_.see(place_, false);
+  time_.wait(minutes(3));
+  other.look(place_, false);
+  keeper_.settle(running, false);
+  EXPECT_EQ(outcomes(), "aborted passed ");
+}
+
 TEST_P(KeeperTest, LeavesARowToTheProcessThatIsStartingItsTest) {
   drive_.delay = seconds(6);
   drive_.before_start = [&] {

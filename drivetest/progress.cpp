@@ -58,14 +58,17 @@ void go_on(TestRow& row, const RunningTest& running, Time now) {
 }
 
 // What is left to tell the end of a test without an entry: ATA's status byte. It keeps the result
-// of the last test for ever, so that it counts only after a look that showed this one running, and
-// with no entry of another test since.
+// of the last test for ever, or falls back to an older one when power is lost. So a result counts
+// only of a drive that has no log of its tests, after somebody has seen this one run.
 std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
                                          const LogGrowth& growth, bool was_seen) {
   if (look.drive.protocol != Protocol::Ata || !look.status_code) return std::nullopt;
   if (!row.looked && !was_seen) return std::nullopt;
   if (!growth.is_certain || !growth.added.empty()) return std::nullopt;
-  return verdict_of(Protocol::Ata, *look.status_code);
+  std::optional<Verdict> verdict = verdict_of(Protocol::Ata, *look.status_code);
+  // What says that the test has not come to its end is true in any case.
+  const bool is_aborted = verdict && verdict->outcome == Outcome::Aborted;
+  return look.log.empty() || is_aborted ? verdict : std::nullopt;
 }
 
 Verdict verdict_without_entry(const TestRow& row, const Look& look, const LogGrowth& growth,

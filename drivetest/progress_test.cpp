@@ -102,6 +102,16 @@ TEST(Progress, EndsByAtasStatusOnlyAfterALookThatShowedItRunning) {
   EXPECT_FALSE(unseen.result_code);
 }
 
+TEST(Progress, IsNotToldByTheStatusOfADriveThatKeepsALog) {
+  Look look = idle();
+  look.log = {entry(0)};
+  EXPECT_EQ(found(seen(), look).row.outcome, Outcome::Unknown);
+  look.status_code = 7;
+  EXPECT_EQ(found(seen(), look).row.outcome, Outcome::Unknown);
+  look.status_code = 1;
+  EXPECT_EQ(found(seen(), look).row.outcome, Outcome::Aborted);
+}
+
 TEST(Progress, IsNotToldByAStatusThatAnotherTestMayHaveSet) {
   const TestRow row = found(seen(), idle(), {entry(0, TestKind::Long)}).row;
   EXPECT_EQ(row.outcome, Outcome::Unknown);
