@@ -78,7 +78,8 @@ class CommandTest(unittest.TestCase):
         self.smartctl.chmod(0o755)
         self.log = self.folder / "log"
         self.environment = dict(os.environ, PATH=f"{binaries}:/usr/bin:/bin",
-                                HVX_LOG_FILE=str(self.log), LC_ALL="C.UTF-8", TERM="xterm")
+                                HVX_LOG_FILE=str(self.log), LC_ALL="C.UTF-8", TERM="xterm",
+                                HVX_STATE_DIR=str(self.folder / "state"))
         self.environment.pop("NO_COLOR", None)
         self.machine()  # so that no test asks for the drives of the machine that it runs on
 

@@ -45,6 +45,10 @@ struct Command {
 // The invocation must outlive the command.
 Command drives_command(const Invocation& invocation);
 Command run_command(const Invocation& invocation);
+Command start_command(const Invocation& invocation);
+Command status_command(const Invocation& invocation);
+Command stop_command(const Invocation& invocation);
+Command history_command(const Invocation& invocation);
 Command enumerate_command(const Invocation& invocation);
 Command invoke_command(const Invocation& invocation);
 Command check_command(const Invocation& invocation);

@@ -65,7 +65,7 @@ std::string outcome_text(const TestRow& row) {
   return text;
 }
 
-std::string_view starter_text(const TestRow& row) {
+std::string starter_text(const TestRow& row) {
   switch (row.source) {
     case Source::Library:
       return "hddtest";

@@ -25,7 +25,7 @@ std::string kind_text(const drivetest::TestRow& row);
 std::string outcome_text(const drivetest::TestRow& row);
 
 // Who began it: "hddtest", "the module", "somebody else".
-std::string_view starter_text(const drivetest::TestRow& row);
+std::string starter_text(const drivetest::TestRow& row);
 
 // "2 minutes", "1 minute", "5 h 20 min".
 std::string minutes_text(unsigned minutes);

@@ -66,7 +66,8 @@ class Command(unittest.TestCase):
 
     def test_every_variable_of_the_environment_is_explained(self):
         read = set()
-        for folder in ("cli", "broker", "platform", "engine", "discovery", "providers", "inventory"):
+        for folder in ("cli", "broker", "platform", "engine", "discovery", "drivetest", "providers",
+                       "inventory"):
             for path in (TREE / folder).rglob("*.cpp"):
                 if not path.name.endswith("_test.cpp"):
                     read |= set(re.findall(r'\b(?:getenv|environment)\("(\w+)"\)',
@@ -111,6 +112,7 @@ FILES = {
                                                 "DESTINATION /usr/lib/systemd/system"),
         "/usr/lib/systemd/system/hddtest.socket": ("deploy/package.cmake",
                                                    "systemd/hddtest.socket"),
+        "/var/lib/hvx/history.sqlite": ("drivetest/history_folder.cpp", '"history.sqlite"'),
         "/tmp/sgMap.txt": ("discovery/scratch_file.cpp", '"/tmp/sgMap.txt"'),
         "/run/hddtest.lock": ("discovery/process_lock.cpp", '"/run/hddtest.lock"')},
     "hddtest-register.8": {

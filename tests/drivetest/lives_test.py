@@ -28,7 +28,7 @@ EXITS = {
     "started": 0, "running": 0, "stalled": 0, "passed": 0, "stopped": 0, "idle": 0,
     "failed": 1,
     "aborted": 2, "unable": 2,
-    "unknown": 3, "busy": 3, "refused": 3, "unreachable": 3,
+    "unknown": 3, "refused": 3, "unreachable": 3,
     "any": None,
 }
 

@@ -110,7 +110,7 @@ class Stage:
         database.close()
 
     def rows(self):
-        """The tests of the history, oldest first, with the texts of their drives."""
+        """The tests of the history, drive by drive, oldest first, with what the drives say of themselves."""
         file = self.folder / "history" / "history.sqlite"
         if not file.exists():
             return []
@@ -120,4 +120,8 @@ class Stage:
             "SELECT drives.identity, drives.protocol, drives.model, drives.serial_number, tests.*"
             " FROM tests JOIN drives ON drives.number = tests.drive ORDER BY tests.number")]
         database.close()
-        return rows
+        # Tests that were started at once have no order; drives have, by where they were first.
+        first = {}
+        for row in rows:
+            first.setdefault(row["drive"], row["device"])
+        return sorted(rows, key=lambda row: (first[row["drive"]], row["number"]))

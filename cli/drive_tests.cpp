@@ -1,0 +1,173 @@
+#include "cli/drive_tests.h"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <iterator>
+#include <map>
+#include <thread>
+
+#include "cli/failure.h"
+#include "cli/output.h"
+
+namespace cli {
+
+using drivetest::Drive;
+using drivetest::DriveStatus;
+using drivetest::FoundDrive;
+using drivetest::Look;
+using drivetest::LookFault;
+using drivetest::Place;
+using drivetest::TestRow;
+
+namespace {
+
+constexpr std::size_t kAtOnce = 16;
+
+std::string text_of(const Place& place) { return place.device + "\n" + place.type; }
+
+ChosenDrive chosen(const std::vector<FoundDrive>& found, const std::string& name,
+                   const std::string& type) {
+  const std::optional<Place> place = place_named(found, name, type);
+  if (!place)
+    return {name,
+            {},
+            "there is no such drive, or several have that serial number; 'hddtest "
+            "status' shows them",
+            {}};
+  ChosenDrive drive{name, *place, {}, {}};
+  for (const FoundDrive& one : found)
+    if (one.drive.place.device == drive.place.device) drive.known = one.drive;
+  return drive;
+}
+
+}  // namespace
+
+void DrivesApart::keep_apart(const Place& place) {
+  const std::lock_guard guard(lock_);
+  apart_.insert(text_of(place));
+}
+
+Look DrivesApart::look(const Place& place, bool wake) {
+  Look look = tools_.look(place, wake);
+  look.drive.shares_identity = is_apart(place);
+  return look;
+}
+
+bool DrivesApart::is_apart(const Place& place) {
+  const std::lock_guard guard(lock_);
+  return apart_.contains(text_of(place));
+}
+
+void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
+
+DriveTests::DriveTests() : keeper_(drives_, time_, [this] { return &history(); }) {
+  keeper_.open_history();
+}
+
+std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& names,
+                                            const std::string& type) {
+  if (names.empty() && !type.empty())
+    throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
+  std::vector<FoundDrive> found = find_drives(drives_.scan());
+  tell_apart(found);
+  std::vector<ChosenDrive> drives;
+  for (const std::string& name : names) drives.push_back(chosen(found, name, type));
+  if (names.empty())
+    for (const FoundDrive& one : found)
+      drives.push_back({one.drive.place.device, one.drive.place, {}, one.drive});
+  return drives;
+}
+
+// Where the kernel shows two of one name, their own words decide: a second path to a drive is left
+// out, and different drives with one identity are known by their places.
+void DriveTests::tell_apart(std::vector<FoundDrive>& found) {
+  std::map<std::string, std::size_t> claims;
+  for (const FoundDrive& one : found) ++claims[one.drive.claimed_identity()];
+  claims.erase("");
+  const auto is_doubtful = [&](const FoundDrive& one) {
+    const auto claim = claims.find(one.drive.claimed_identity());
+    return claim != claims.end() && claim->second > 1;
+  };
+  std::vector<FoundDrive> doubtful;
+  std::copy_if(found.begin(), found.end(), std::back_inserter(doubtful), is_doubtful);
+  if (doubtful.empty()) return;
+  std::vector<Look> looks = drivetest::look_at(drives_, doubtful, false);
+  std::string names;
+  for (const Place& place : join_paths(doubtful, looks)) {
+    drives_.keep_apart(place);
+    names += " " + place.device;
+  }
+  if (!names.empty())
+    complain("these drives claim to be one and the same, and are known by their places:" + names);
+  std::erase_if(found, [&](FoundDrive& one) {
+    if (!is_doubtful(one)) return false;
+    const auto kept = std::find_if(doubtful.begin(), doubtful.end(), [&](const FoundDrive& other) {
+      return other.drive.place == one.drive.place;
+    });
+    if (kept != doubtful.end()) one = *kept;
+    return kept == doubtful.end();
+  });
+}
+
+drivetest::History& DriveTests::history() {
+  if (!history_) history_ = std::make_unique<drivetest::History>();
+  return *history_;
+}
+
+std::vector<DriveStatus> DriveTests::look_at(const std::vector<ChosenDrive>& drives, bool wake) {
+  std::vector<DriveStatus> statuses(drives.size());
+  at_once(drives.size(), [&](std::size_t i) {
+    if (drives[i].reason.empty()) statuses[i] = keeper_.look(drives[i].place, wake);
+  });
+  return statuses;
+}
+
+std::string DriveTests::identity_of(const ChosenDrive& drive) {
+  if (!drive.reason.empty()) return {};
+  const Look look = drives_.look(drive.place, false);
+  const Drive& known = look.fault == LookFault::None ? look.drive : drive.known;
+  return known.identity();
+}
+
+std::optional<TestRow> DriveTests::newest(const DriveStatus& status) {
+  if (status.running) return status.running;
+  try {
+    auto rows = history().of_drive(status.look.drive.identity(), 1);
+    if (!rows.empty()) return std::move(rows.front().row);
+  } catch (const drivetest::HistoryError&) {
+    // The keeper has met the same, and tells it.
+  }
+  return status.ended.empty() ? std::nullopt : std::optional(status.ended.front());
+}
+
+void DriveTests::tell_of_history() {
+  if (const std::string fault = keeper_.history_fault(); !fault.empty())
+    complain("nothing is kept in the history: " + fault);
+  if (!history_) return;
+  for (const std::string& note : history_->take_notes()) complain(note);
+}
+
+void at_once(std::size_t count, const std::function<void(std::size_t)>& work) {
+  std::atomic<std::size_t> next = 0;
+  std::exception_ptr thrown;
+  std::mutex lock;
+  const auto work_on = [&] {
+    for (std::size_t i = next++; i < count; i = next++) {
+      try {
+        work(i);
+      } catch (...) {
+        const std::lock_guard guard(lock);
+        if (!thrown) thrown = std::current_exception();
+      }
+    }
+  };
+  {
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 1; i < std::min(kAtOnce, count); ++i) threads.emplace_back(work_on);
+    work_on();
+  }
+  if (thrown) std::rethrow_exception(thrown);
+}
+
+}  // namespace cli

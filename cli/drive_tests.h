@@ -1,0 +1,94 @@
+// What the commands over tests of any drive share: which drives are meant, the keeper of their
+// tests, and the history.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "drivetest/find_drives.h"
+#include "drivetest/history.h"
+#include "drivetest/keeper.h"
+#include "drivetest/tools.h"
+
+namespace cli {
+
+// A drive of the machine, or a name that is none.
+struct ChosenDrive {
+  std::string name;  // as the user wrote it; the device where nobody named it
+  drivetest::Place place;
+  std::string reason;      // why there is no such drive; empty: there is one
+  drivetest::Drive known;  // what the kernel tells of it; it may be less than the drive itself does
+};
+
+// Drives that claim to be one and the same are known by their places, wherever they are looked at.
+class DrivesApart : public drivetest::DriveAccess {
+ public:
+  // From now on the drive at that place is known by it.
+  void keep_apart(const drivetest::Place& place);
+  bool is_apart(const drivetest::Place& place);
+
+  drivetest::Look look(const drivetest::Place& place, bool wake) override;
+  drivetest::Reply start(const drivetest::Drive& drive, drivetest::TestKind kind) override {
+    return tools_.start(drive, kind);
+  }
+  drivetest::Reply stop(const drivetest::Drive& drive) override { return tools_.stop(drive); }
+  drivetest::ToolOutput scan() { return tools_.scan(); }
+
+ private:
+  drivetest::Tools tools_;
+  std::mutex lock_;
+  std::set<std::string> apart_;  // devices with their types
+};
+
+// The machine's clock.
+class SystemTime : public drivetest::TimeSource {
+ public:
+  std::chrono::sys_seconds now() override { return drivetest::system_time(); }
+  void wait(std::chrono::milliseconds duration) override;
+};
+
+class DriveTests {
+ public:
+  DriveTests();
+
+  // The drives that go by these names: device, serial number or name below /dev/disk/by-id; all
+  // drives of the machine without names. Tells on standard error of drives that claim to be one.
+  // Throws WrongCommandLine for a type without names.
+  std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type);
+
+  drivetest::Keeper& keeper() { return keeper_; }
+  // Throws HistoryError where there is none.
+  drivetest::History& history();
+
+  // Looks at the drives, several at once, and brings the history up to date.
+  std::vector<drivetest::DriveStatus> look_at(const std::vector<ChosenDrive>& drives, bool wake);
+
+  // The test that runs in the drive, or the last one that is kept.
+  std::optional<drivetest::TestRow> newest(const drivetest::DriveStatus& status);
+
+  // By what the history knows the drive.
+  std::string identity_of(const ChosenDrive& drive);
+
+  // Says on standard error why nothing could be kept, and what has happened to the history.
+  void tell_of_history();
+
+ private:
+  void tell_apart(std::vector<drivetest::FoundDrive>& found);
+
+  DrivesApart drives_;
+  SystemTime time_;
+  std::unique_ptr<drivetest::History> history_;
+  drivetest::Keeper keeper_;
+};
+
+// Does the work for each index, several at once; returns when all is done. What one throws is
+// thrown here, once the others have ended.
+void at_once(std::size_t count, const std::function<void(std::size_t)>& work);
+
+}  // namespace cli

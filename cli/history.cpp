@@ -1,0 +1,172 @@
+// hddtest history: the tests of drives that are kept.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "cli/commands.h"
+#include "cli/drive_tests.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "cli/table.h"
+#include "cli/test_words.h"
+#include "drivetest/history_json.h"
+#include "drivetest/history_transfer.h"
+#include "drivetest/time_text.h"
+
+namespace cli {
+namespace {
+
+using drivetest::KeptTest;
+using drivetest::Outcome;
+using drivetest::TestRow;
+
+struct HistoryOptions {
+  std::vector<std::string> devices;
+  int limit = 0;
+  std::string import;
+  std::string forget_before;
+};
+
+constexpr const char* kFooter =
+    "The newest test comes first. Tests by others are those that the drives' own logs have\n"
+    "shown; where nobody saw when they were, the power-on hour stands. With --json each test\n"
+    "is a line of JSON, the oldest first, which --import takes over on this or another\n"
+    "machine: all of a file or, where one line is wrong, nothing. Everything is kept until\n"
+    "--forget-before DATE removes the tests that ended before that day.\n"
+    "The history is /var/lib/hvx/history.sqlite, or in the folder that HVX_STATE_DIR names;\n"
+    "root sees it.\n"
+    "Exit status: 0, or 3 if the history cannot be read or written.";
+
+// Whether the test is that of a drive which is gone, or of another machine, that goes by the name.
+bool goes_by(const KeptTest& test, const std::string& name) {
+  return test.drive.serial_number == name || test.drive.world_wide_name == name ||
+         test.row.place.device == name;
+}
+
+// The newest first.
+std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& options) {
+  drivetest::History& history = tests.history();
+  const std::size_t limit = options.limit > 0 ? static_cast<std::size_t>(options.limit) : SIZE_MAX;
+  std::map<std::int64_t, KeptTest, std::greater<>> kept;  // by number
+  const auto keep = [&](const KeptTest& test) {
+    kept.emplace(test.row.number, test);
+    if (kept.size() > limit) kept.erase(std::prev(kept.end()));
+  };
+  if (options.devices.empty()) history.each(keep);
+  std::set<std::string> gone;
+  if (!options.devices.empty()) {
+    for (const ChosenDrive& drive : tests.choose(options.devices, "")) {
+      const auto found = history.of_drive(tests.identity_of(drive), limit);
+      if (found.empty()) gone.insert(drive.name);
+      for (const KeptTest& test : found) keep(test);
+    }
+  }
+  if (!gone.empty()) {
+    history.each([&](const KeptTest& test) {
+      const auto names_it = [&](const std::string& name) { return goes_by(test, name); };
+      if (std::any_of(gone.begin(), gone.end(), names_it)) keep(test);
+    });
+  }
+  std::vector<KeptTest> shown;
+  for (auto& [number, test] : kept) shown.push_back(std::move(test));
+  return shown;
+}
+
+std::string when(const TestRow& row) {
+  if (row.started) return local_time_text(*row.started);
+  if (row.ended) return local_time_text(*row.ended);
+  if (row.hours) return fmt::format("hour {}", *row.hours);
+  return "";
+}
+
+Colour colour_of(const TestRow& row) {
+  if (!row.outcome) return Colour::None;
+  if (*row.outcome == Outcome::Passed) return Colour::Green;
+  return *row.outcome == Outcome::Failed ? Colour::Red : Colour::Yellow;
+}
+
+std::string table(const std::vector<KeptTest>& kept, const Output& output) {
+  std::vector<std::vector<TableCell>> rows;
+  for (const KeptTest& test : kept) {
+    rows.push_back({{when(test.row)},
+                    {test.row.place.device},
+                    {test.drive.model},
+                    {test.drive.serial_number},
+                    {kind_text(test.row)},
+                    {starter_text(test.row)},
+                    {outcome_text(test.row), colour_of(test.row)}});
+  }
+  return table_text({{"WHEN"},
+                     {"DEVICE"},
+                     {.title = "MODEL", .shortened = 1, .left_out = 1},
+                     {.title = "SERIAL", .shortened = 2, .left_out = 3},
+                     {"TEST"},
+                     {.title = "BY", .left_out = 2},
+                     {"RESULT"}},
+                    rows, output);
+}
+
+void import(DriveTests& tests, const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  if (!file) throw CommandFailure(name + ": " + std::strerror(errno));
+  try {
+    const drivetest::ImportCounts counts = import_history(tests.history(), file);
+    standard_output().write(
+        fmt::format("{} tests taken over, {} ended, {} known already, {} kept "
+                    "as they were\n",
+                    counts.added, counts.ended, counts.unchanged, counts.different));
+  } catch (const drivetest::TransferError& error) {
+    throw CommandFailure(name + ": " + error.what());
+  }
+}
+
+void forget(DriveTests& tests, const std::string& date) {
+  const auto time = drivetest::time_from_text(date + "T00:00:00Z");
+  if (!time)
+    throw WrongCommandLine("'" + date + "' is not a date; --forget-before takes one such as " +
+                           "2025-12-31");
+  const std::size_t count = tests.history().forget_before(*time);
+  standard_output().write(fmt::format("{} {} removed\n", count, count == 1 ? "test" : "tests"));
+}
+
+int history(const HistoryOptions& options, bool json) {
+  DriveTests tests;
+  if (!options.import.empty()) import(tests, options.import);
+  if (!options.forget_before.empty()) forget(tests, options.forget_before);
+  if (options.import.empty() && options.forget_before.empty()) {
+    const std::vector<KeptTest> kept = tests_to_show(tests, options);
+    Output& output = standard_output();
+    if (json)
+      std::for_each(kept.rbegin(), kept.rend(),
+                    [&](const KeptTest& test) { output.write(drivetest::json_line(test) + "\n"); });
+    else
+      output.write(kept.empty() ? "No test is kept.\n" : table(kept, output));
+  }
+  tests.tell_of_history();
+  return kStatusOk;
+}
+
+}  // namespace
+
+Command history_command(const Invocation& invocation) {
+  auto options = std::make_shared<HistoryOptions>();
+  return {
+      "history",
+      "Lists the tests of drives that are kept.",
+      kFooter,
+      {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
+       {"--limit", Number{&options->limit, 0, 1'000'000'000}, "The newest N tests; 0: all", "N"},
+       {"--import", &options->import, "Take over the tests of a file", "FILE"},
+       {"--forget-before", &options->forget_before, "Remove tests, such as 2025-12-31", "DATE"}},
+      [&invocation, options] { return history(*options, invocation.json); }};
+}
+
+}  // namespace cli

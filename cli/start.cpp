@@ -1,0 +1,170 @@
+// hddtest start: starts tests and leaves the drives to them.
+#include <fmt/format.h>
+
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "cli/drive_tests.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/outcome.h"
+#include "cli/output.h"
+#include "cli/terminal_text.h"
+#include "cli/test_json.h"
+#include "cli/test_words.h"
+
+namespace cli {
+namespace {
+
+using drivetest::StartOutcome;
+using drivetest::StartResult;
+using drivetest::TestKind;
+
+struct StartOptions {
+  std::vector<std::string> devices;
+  std::string kind = "short";
+  std::string type;
+  bool replace = false;
+  bool wake = false;
+};
+
+constexpr const char* kFooter =
+    "The drive tests itself: nothing has to stay, 'hddtest status' shows how far it is and\n"
+    "'hddtest stop' ends it. A test that runs already, whoever started it, is left alone.\n"
+    "Without DEVICE the test is started in every drive that knows it. Tests of single ranges,\n"
+    "captive, off-line and vendors' tests are left out; see hddtest(1).\n"
+    "Exit status: 3 if a test could not be started, else 1 if one has failed already, else 2\n"
+    "if a named drive knows no such test, else 0.";
+
+TestKind kind_of(const StartOptions& options) {
+  if (const auto kind = drivetest::test_kind_named(options.kind)) return *kind;
+  throw WrongCommandLine("there is no test '" + options.kind +
+                         "'; --test takes short, long or conveyance");
+}
+
+struct Started {
+  ChosenDrive drive;
+  StartOutcome outcome;
+
+  bool is_left_out(bool was_named) const {
+    return !was_named && outcome.result == StartResult::NotAble;
+  }
+};
+
+std::string_view word_of(StartResult result) {
+  switch (result) {
+    case StartResult::Started:
+      return "started";
+    case StartResult::AlreadyRunning:
+      return "running";
+    case StartResult::NotAble:
+      return "not-able";
+    case StartResult::NotStarted:
+      break;
+  }
+  return "not-started";
+}
+
+int status_of(const StartOutcome& outcome) {
+  switch (outcome.result) {
+    case StartResult::Started:
+      return cli::status_of(*outcome.row);
+    case StartResult::AlreadyRunning:
+      return kStatusOk;
+    case StartResult::NotAble:
+      return kStatusAborted;
+    case StartResult::NotStarted:
+      break;
+  }
+  return kStatusCannot;
+}
+
+std::string line(const Started& started) {
+  const StartOutcome& outcome = started.outcome;
+  const drivetest::TestRow& row = *outcome.row;
+  std::string text = started.drive.name + ": ";
+  if (outcome.result == StartResult::AlreadyRunning)
+    return text + "left alone: " + newest_test_text(row, false, drivetest::system_time()) +
+           "; --replace ends it";
+  if (outcome.replaced)
+    text += "the " + kind_text(*outcome.replaced) + " of " + starter_text(*outcome.replaced) +
+            " was ended, ";
+  text += kind_text(row) + " started";
+  if (row.outcome) return text + " and ended: " + outcome_text(row);
+  const auto minutes = outcome.status.look.abilities[static_cast<std::size_t>(*row.kind)].minutes;
+  if (minutes)
+    text += fmt::format(", takes {} or more by the drive's word", minutes_text(*minutes));
+  return text;
+}
+
+// What stands in the place of a line, on standard error.
+std::string complaint(const Started& started) {
+  const bool is_able = started.outcome.result != StartResult::NotAble;
+  return started.drive.name + (is_able ? ": not started: " : ": cannot be tested: ") +
+         started.outcome.reason;
+}
+
+void show(const Started& started, bool was_named) {
+  if (started.outcome.row)
+    standard_output().write(escape(line(started)) + "\n");
+  else if (started.is_left_out(was_named))
+    standard_output().write(escape(complaint(started)) + "\n");
+  else
+    complain(complaint(started));
+}
+
+Json json_of(const Started& started) {
+  Json json = drive_json(started.drive, started.outcome.status.look);
+  json["result"] = word_of(started.outcome.result);
+  json["reason"] = text_or_null(started.outcome.reason);
+  json["test"] = row_json(started.outcome.status.look, started.outcome.row);
+  json["replaced"] = row_json(started.outcome.status.look, started.outcome.replaced);
+  return json;
+}
+
+int start(const StartOptions& options, bool json) {
+  const TestKind kind = kind_of(options);
+  const bool was_named = !options.devices.empty();
+  DriveTests tests;
+  std::vector<Started> all;
+  for (ChosenDrive& drive : tests.choose(options.devices, options.type))
+    all.push_back({std::move(drive), {}});
+  at_once(all.size(), [&](std::size_t i) {
+    Started& one = all[i];
+    if (one.drive.reason.empty())
+      one.outcome = tests.keeper().start(one.drive.place, kind, options.replace, options.wake);
+    else
+      one.outcome.reason = one.drive.reason;
+  });
+  Json array = Json::array();
+  std::vector<int> statuses;
+  for (const Started& one : all) {
+    if (json)
+      array.push_back(json_of(one));
+    else
+      show(one, was_named);
+    if (!one.is_left_out(was_named)) statuses.push_back(status_of(one.outcome));
+  }
+  if (json) standard_output().write(dump(array));
+  tests.tell_of_history();
+  if (statuses.empty()) throw CommandFailure("no drive of this machine knows such a test");
+  return gravest(statuses);
+}
+
+}  // namespace
+
+Command start_command(const Invocation& invocation) {
+  auto options = std::make_shared<StartOptions>();
+  return {"start",
+          "Starts a self-test in drives and returns at once.",
+          kFooter,
+          {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
+           {"--test", &options->kind, "short, long or conveyance (short)", "KIND"},
+           {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
+           {"--replace", &options->replace, "End a test that runs, and say whose it was"},
+           {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
+          [&invocation, options] { return start(*options, invocation.json); }};
+}
+
+}  // namespace cli

@@ -1,0 +1,132 @@
+// hddtest status: the tests that run in drives, and the last one of each.
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "cli/drive_tests.h"
+#include "cli/json.h"
+#include "cli/outcome.h"
+#include "cli/output.h"
+#include "cli/table.h"
+#include "cli/test_json.h"
+#include "cli/test_words.h"
+
+namespace cli {
+namespace {
+
+using drivetest::DriveStatus;
+using drivetest::LookFault;
+using drivetest::Outcome;
+using drivetest::TestRow;
+
+struct StatusOptions {
+  std::vector<std::string> devices;
+  std::string type;
+  bool wake = false;
+};
+
+constexpr const char* kFooter =
+    "Looks at the drives and brings the history up to date. Drives in standby are left in\n"
+    "peace but with --wake. A test is called stalled when it has made no progress for three\n"
+    "times the time that the drive announced, an hour at least: it may still end; 'hddtest\n"
+    "stop' ends it.\n"
+    "Exit status: 3 if a drive could not be looked at or the result of its last test is not\n"
+    "known, else 1 if the last test of one failed, else 2 if one's was aborted, else 0.";
+
+struct Looked {
+  ChosenDrive drive;
+  DriveStatus status;
+  std::optional<TestRow> last;  // the newest that the history has, running or ended
+
+  // A drive in standby is asked nothing, which is what its user wants.
+  bool is_unknown() const {
+    const LookFault fault = status.look.fault;
+    return !drive.reason.empty() || (fault != LookFault::None && fault != LookFault::Standby);
+  }
+  std::string reason() const { return drive.reason.empty() ? status.look.reason : drive.reason; }
+};
+
+std::string test_text(const Looked& one) {
+  std::string text = newest_test_text(one.last, one.status.is_stalled, drivetest::system_time());
+  if (one.status.look.fault == LookFault::Standby) return text + " (in standby, not looked at)";
+  if (!one.is_unknown() && !one.last && !one.status.look.inability.empty())
+    return "cannot be tested: " + one.status.look.inability;
+  return text;
+}
+
+Colour colour_of(const Looked& one) {
+  if (!one.last || !one.last->outcome) return Colour::None;
+  if (*one.last->outcome == Outcome::Passed) return Colour::Green;
+  return *one.last->outcome == Outcome::Failed ? Colour::Red : Colour::Yellow;
+}
+
+std::string table(const std::vector<Looked>& all, const Output& output) {
+  std::vector<std::vector<TableCell>> rows;
+  for (const Looked& one : all) {
+    if (one.is_unknown()) continue;
+    const drivetest::Drive& drive = one.status.look.drive;
+    rows.push_back(
+        {{one.drive.name}, {drive.model}, {drive.serial_number}, {test_text(one), colour_of(one)}});
+  }
+  if (rows.empty()) return "";
+  return table_text({{"DEVICE"},
+                     {.title = "MODEL", .shortened = 1, .left_out = 2},
+                     {.title = "SERIAL", .shortened = 2, .left_out = 1},
+                     {"TEST"}},
+                    rows, output);
+}
+
+Json json_of(const Looked& one) {
+  Json json = drive_json(one.drive, one.status.look);
+  json["running"] = row_json(one.status.look, one.status.running);
+  json["stalled"] = one.status.is_stalled;
+  json["last"] = row_json(one.status.look, one.last && one.last->outcome ? one.last : std::nullopt);
+  json["reason"] = text_or_null(one.reason());
+  return json;
+}
+
+int status_of(const Looked& one) {
+  if (one.is_unknown()) return kStatusCannot;
+  return one.last && one.last->outcome ? cli::status_of(*one.last) : kStatusOk;
+}
+
+int status(const StatusOptions& options, bool json) {
+  DriveTests tests;
+  std::vector<Looked> all;
+  std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type);
+  std::vector<DriveStatus> statuses_of = tests.look_at(drives, options.wake);
+  for (std::size_t i = 0; i < drives.size(); ++i)
+    all.push_back({std::move(drives[i]), std::move(statuses_of[i]), {}});
+  Json array = Json::array();
+  std::vector<int> statuses;
+  for (Looked& one : all) {
+    one.last = tests.newest(one.status);
+    statuses.push_back(status_of(one));
+    if (json) array.push_back(json_of(one));
+  }
+  if (json) {
+    standard_output().write(dump(array));
+  } else {
+    standard_output().write(all.empty() ? "There is no drive on this machine.\n"
+                                        : table(all, standard_output()));
+    for (const Looked& one : all)
+      if (one.is_unknown()) complain(one.drive.name + ": not looked at: " + one.reason());
+  }
+  tests.tell_of_history();
+  return gravest(statuses);
+}
+
+}  // namespace
+
+Command status_command(const Invocation& invocation) {
+  auto options = std::make_shared<StatusOptions>();
+  return {"status",
+          "Shows the tests that run in drives, and the last one of each.",
+          kFooter,
+          {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
+           {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
+           {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
+          [&invocation, options] { return status(*options, invocation.json); }};
+}
+
+}  // namespace cli

@@ -1,0 +1,102 @@
+// hddtest stop: ends tests that run in drives.
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "cli/drive_tests.h"
+#include "cli/failure.h"
+#include "cli/json.h"
+#include "cli/outcome.h"
+#include "cli/output.h"
+#include "cli/terminal_text.h"
+#include "cli/test_json.h"
+#include "cli/test_words.h"
+
+namespace cli {
+namespace {
+
+using drivetest::Outcome;
+using drivetest::StopOutcome;
+using drivetest::StopResult;
+
+struct StopOptions {
+  std::vector<std::string> devices;
+  std::string type;
+  bool wake = false;
+};
+
+constexpr const char* kFooter =
+    "Ends the test that runs in each DEVICE, whoever has started it; the drive loses nothing\n"
+    "but the test. Where no test runs, that is said and is no failure.\n"
+    "Exit status: 3 if a drive could not be asked or its test goes on, else 0.";
+
+std::string_view word_of(StopResult result) {
+  switch (result) {
+    case StopResult::Stopped:
+      return "stopped";
+    case StopResult::NothingRuns:
+      return "nothing-runs";
+    case StopResult::NotStopped:
+      break;
+  }
+  return "not-stopped";
+}
+
+std::string line(const std::string& name, const StopOutcome& outcome) {
+  if (outcome.result == StopResult::NothingRuns) return name + ": no test runs";
+  if (!outcome.row) return name + ": test stopped";
+  const drivetest::TestRow& row = *outcome.row;
+  if (row.outcome && *row.outcome != Outcome::Aborted && *row.outcome != Outcome::Unknown)
+    return name + ": " + kind_text(row) + " ended before it could be stopped: " + outcome_text(row);
+  return name + ": " + kind_text(row) + " of " + starter_text(row) + " stopped";
+}
+
+int stop(const StopOptions& options, bool json) {
+  if (options.devices.empty())
+    throw WrongCommandLine("name the drives whose tests are to be stopped");
+  DriveTests tests;
+  const std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type);
+  std::vector<StopOutcome> outcomes(drives.size());
+  at_once(drives.size(), [&](std::size_t i) {
+    if (drives[i].reason.empty())
+      outcomes[i] = tests.keeper().stop(drives[i].place, options.wake);
+    else
+      outcomes[i].reason = drives[i].reason;
+  });
+  int status = kStatusOk;
+  Json array = Json::array();
+  for (std::size_t i = 0; i < drives.size(); ++i) {
+    const StopOutcome& outcome = outcomes[i];
+    const bool is_stopped = outcome.result != StopResult::NotStopped;
+    if (!is_stopped) status = kStatusCannot;
+    if (json) {
+      Json one = drive_json(drives[i], outcome.status.look);
+      one["result"] = word_of(outcome.result);
+      one["reason"] = text_or_null(outcome.reason);
+      one["test"] = row_json(outcome.status.look, outcome.row);
+      array.push_back(std::move(one));
+    } else if (is_stopped) {
+      standard_output().write(escape(line(drives[i].name, outcome)) + "\n");
+    } else {
+      complain(drives[i].name + ": not stopped: " + outcome.reason);
+    }
+  }
+  if (json) standard_output().write(dump(array));
+  tests.tell_of_history();
+  return status;
+}
+
+}  // namespace
+
+Command stop_command(const Invocation& invocation) {
+  auto options = std::make_shared<StopOptions>();
+  return {"stop",
+          "Ends the self-tests that run in drives.",
+          kFooter,
+          {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
+           {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
+           {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
+          [&invocation, options] { return stop(*options, invocation.json); }};
+}
+
+}  // namespace cli

@@ -1,0 +1,50 @@
+#include "cli/test_json.h"
+
+#include <nlohmann/json.hpp>
+
+#include "drivetest/history_json.h"
+
+namespace cli {
+namespace {
+
+template <class Value>
+Json or_null(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json();
+}
+
+Json abilities_json(const drivetest::Look& look) {
+  Json json = Json::object();
+  for (const drivetest::TestKind kind : drivetest::kTestKinds) {
+    const drivetest::Ability& ability = look.abilities[static_cast<std::size_t>(kind)];
+    json[std::string(name_of(kind))] = {{"able", ability.is_able},
+                                        {"minutes", or_null(ability.minutes)}};
+  }
+  return json;
+}
+
+}  // namespace
+
+Json text_or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
+
+Json drive_json(const ChosenDrive& chosen, const drivetest::Look& look) {
+  const drivetest::Drive& drive = look.drive;
+  return {{"name", chosen.name},
+          {"device", text_or_null(chosen.place.device)},
+          {"type", text_or_null(chosen.place.type)},
+          {"protocol", name_of(drive.protocol)},
+          {"model", text_or_null(drive.model)},
+          {"serial", text_or_null(drive.serial_number)},
+          {"firmware", text_or_null(drive.firmware)},
+          {"world_wide_name", text_or_null(drive.world_wide_name)},
+          {"size", or_null(drive.size)},
+          {"rotational", or_null(drive.is_rotational)},
+          {"tests", abilities_json(look)},
+          {"inability", text_or_null(look.inability)}};
+}
+
+Json row_json(const drivetest::Look& look, const std::optional<drivetest::TestRow>& row) {
+  if (!row) return {};
+  return drivetest::to_json({look.drive, *row});
+}
+
+}  // namespace cli
