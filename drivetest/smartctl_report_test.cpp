@@ -108,6 +108,9 @@ TEST(ScsiReport, ReadsThePercentageOfTheTextAndOfTheJson) {
   EXPECT_EQ(look("SCSI", R"("scsi_self_test_status":{"in_progress":true,"completion_percent":30})")
                 .running,
             (RunningTest{std::nullopt, 70, false}));
+  EXPECT_FALSE(
+      look("SCSI", R"("scsi_self_test_status":{"in_progress":false,"completion_percent":100})")
+          .running);
   const std::string absurd =
       R"("Self-test execution status:\t\t-7% of test","no 5% of test remaining")";
   EXPECT_FALSE(look("SCSI", "", absurd).running);
