@@ -38,7 +38,7 @@ std::vector<KeptTest> tests_of(Database& database, Query numbers) {
   while (numbers.step()) {
     const std::optional<std::int64_t> number = numbers.next_optional_integer();
     if (!number) continue;  // a drive without tests
-    if (auto test = read_test(database, *number)) tests.push_back(*std::move(test));
+    tests.push_back(read_known_test(database, *number));
   }
   return tests;
 }
@@ -66,7 +66,7 @@ History::Begun History::begin(const Drive& drive, TestRow row) {
     begun = {};
     const std::int64_t number = keep_drive(*database_, {drive, row});
     if (const auto running = running_number(*database_, number)) {
-      begun.running = read_test(*database_, *running);
+      begun.running = read_known_test(*database_, *running);
       return;
     }
     row.recorded = next_recorded(number);
@@ -152,7 +152,7 @@ std::optional<KeptTest> History::running(std::string_view drive) {
     test.reset();
     const auto known = find_drive(*database_, options_.host.machine_id, drive);
     const auto number = known ? running_number(*database_, *known) : std::nullopt;
-    if (number) test = read_test(*database_, *number);
+    if (number) test = read_known_test(*database_, *number);
   });
   return test;
 }
@@ -196,10 +196,9 @@ void History::each(const std::function<void(const KeptTest&)>& visit) {
     Query numbers =
         database_->query("SELECT number FROM tests WHERE number > ? ORDER BY number", shown);
     while (numbers.step()) {
-      const auto test = read_test(*database_, numbers.next_integer());
-      if (!test) continue;
-      shown = test->row.number;
-      visit(*test);
+      const KeptTest test = read_known_test(*database_, numbers.next_integer());
+      shown = test.row.number;
+      visit(test);
     }
   });
 }

@@ -250,6 +250,12 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number) {
   return test;
 }
 
+KeptTest read_known_test(Database& database, std::int64_t number) {
+  std::optional<KeptTest> test = read_test(database, number);
+  if (!test) throw_unreadable("an index has a test that is not there");
+  return *std::move(test);
+}
+
 DriveState read_state(Database& database, std::int64_t drive) {
   DriveState state;
   {
@@ -260,7 +266,7 @@ DriveState read_state(Database& database, std::int64_t drive) {
     }
   }
   if (const auto number = running_number(database, drive))
-    if (auto test = read_test(database, *number)) state.running = std::move(test->row);
+    state.running = read_known_test(database, *number).row;
   return state;
 }
 

@@ -29,6 +29,9 @@ std::optional<Time> last_recorded(Database& database, std::int64_t drive);
 
 // With the log of before, if the test runs.
 std::optional<KeptTest> read_test(Database& database, std::int64_t number);
+// The same of a number that the history has just given, in the same transaction: it is damaged if
+// there is no such row.
+KeptTest read_known_test(Database& database, std::int64_t number);
 
 DriveState read_state(Database& database, std::int64_t drive);
 void keep_log_seen(Database& database, std::int64_t drive, const std::vector<LogEntry>& log,
