@@ -1,6 +1,5 @@
 #include "drivetest/nvme_report.h"
 
-#include <cstdio>
 #include <string_view>
 
 #include "drivetest/log_rows.h"
@@ -50,10 +49,7 @@ void fill(std::string& text, JsonPart part) {
 }  // namespace
 
 ToolVersion nvme_version(const ToolOutput& output) {
-  ToolVersion version;
-  if (std::sscanf(output.text.c_str(), "nvme version %4u.%4u", &version.major, &version.minor) != 2)
-    return {};
-  return version;
+  return version_after(output, "nvme version ");
 }
 
 void add_nvme_identity(Look& look, const ToolOutput& output) {

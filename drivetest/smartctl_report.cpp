@@ -9,6 +9,7 @@
 #include "drivetest/smartctl_fault.h"
 #include "drivetest/smartctl_state.h"
 #include "drivetest/tool_json.h"
+#include "drivetest/tool_text.h"
 
 namespace drivetest {
 
@@ -101,6 +102,10 @@ void note_failures(const std::vector<std::string>& lines, Look& look) {
 }
 
 }  // namespace
+
+ToolVersion smartctl_version(const ToolOutput& output) {
+  return version_after(output, "smartctl ");
+}
 
 SmartctlReport read_smartctl(const Place& place, const ToolOutput& output) {
   const JsonDocument document(output.text);

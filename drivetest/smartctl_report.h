@@ -11,6 +11,9 @@ inline constexpr ToolVersion kOldestSmartctl{7, 3};
 // Older ones know nothing of the self-tests of NVMe drives.
 inline constexpr ToolVersion kFirstSmartctlOfNvmeTests{7, 4};
 
+// Of "smartctl --version", which is all text; 0.0 where it says none.
+ToolVersion smartctl_version(const ToolOutput& output);
+
 struct SmartctlReport {
   ToolVersion version;
   Look look;  // to be completed by settle (inability.h)

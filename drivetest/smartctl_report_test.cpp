@@ -244,6 +244,13 @@ TEST(Report, OfAnOldToolIsReadAndSaysWhichIsNeeded) {
   EXPECT_EQ(look("ATA", "", "", "sat", "10,0").fault, LookFault::None);
 }
 
+TEST(SmartctlVersion, IsThatOfItsFirstLine) {
+  EXPECT_EQ(smartctl_version({"smartctl 7.3 2022-02-28 r5338 [x86_64-linux]\n", "", 0}),
+            (ToolVersion{7, 3}));
+  EXPECT_EQ(smartctl_version({"smartctl pre-7.3", "", 0}), ToolVersion{});
+  EXPECT_EQ(smartctl_version({"", "", -1}), ToolVersion{});
+}
+
 TEST(Report, OfAFaultQuotesTheFirstError) {
   const std::string text =
       R"({"smartctl":{"version":[7,3],"messages":[{"string":"a note","severity":"information"},)"

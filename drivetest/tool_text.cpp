@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 #include "drivetest/tool_json.h"
 #include "platform/words.h"
@@ -33,6 +34,14 @@ std::string first_line(std::string_view text) {
   text = platform::trim(text);
   text = platform::trim(text.substr(0, std::min(text.find_first_of("\r\n"), kLongest)));
   return valid_utf8(text);
+}
+
+ToolVersion version_after(const ToolOutput& output, std::string_view words) {
+  ToolVersion version;
+  if (!output.text.starts_with(words) || std::sscanf(output.text.c_str() + words.size(), "%4u.%4u",
+                                                     &version.major, &version.minor) != 2)
+    return {};
+  return version;
 }
 
 }  // namespace drivetest

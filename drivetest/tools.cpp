@@ -1,7 +1,6 @@
 #include "drivetest/tools.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "drivetest/inability.h"
 #include "drivetest/nvme_report.h"
@@ -100,13 +99,15 @@ const char* nvme_code(TestKind kind) {
 
 ToolVersion Tools::smartctl_version() {
   const std::lock_guard guard(lock_);
-  if (smartctl_) return *smartctl_;
-  ToolVersion version;
-  const ToolOutput output = run(kSmartctl, {"--version"});
-  if (std::sscanf(output.text.c_str(), "smartctl %4u.%4u", &version.major, &version.minor) != 2)
-    return {};
-  smartctl_ = version;
-  return version;
+  if (smartctl_ == ToolVersion{})
+    smartctl_ = drivetest::smartctl_version(run(kSmartctl, {"--version"}));
+  return smartctl_;
+}
+
+ToolVersion Tools::nvme_version() {
+  const std::lock_guard guard(lock_);
+  if (nvme_ == ToolVersion{}) nvme_ = drivetest::nvme_version(run(kNvme, {"version"}));
+  return nvme_;
 }
 
 // nvme alone tells how long the long test takes. Of a new smartctl nothing else is missing, and
@@ -128,8 +129,7 @@ void Tools::ask_nvme(Look& look, ToolVersion smartctl) {
   const ToolOutput identity = run(kNvme, {"id-ctrl", place.device, "-o", "json"});
   if (is_needed || identity.exit_status == 0) add_nvme_identity(look, identity);
   if (!is_needed) return;
-  const ToolVersion version = nvme_version(run(kNvme, {"version"}));
-  if (version < kOldestNvme) {
+  if (nvme_version() < kOldestNvme) {
     look.fault = LookFault::ToolTooOld;
     look.reason = "nvme is too old: version 2.3 is needed (package nvme-cli)";
     return;

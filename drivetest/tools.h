@@ -29,12 +29,14 @@ class Tools : public DriveAccess {
 
  private:
   ToolVersion smartctl_version();
+  ToolVersion nvme_version();
   void ask_nvme(Look& look, ToolVersion smartctl);
   Reply tell(const Drive& drive, const std::vector<std::string>& of_smartctl,
              const std::string& of_nvme);
 
   std::mutex lock_;
-  std::optional<ToolVersion> smartctl_;  // once it is known
+  ToolVersion smartctl_;  // once it is known
+  ToolVersion nvme_;
   std::vector<Place> kept_apart_;
 };
 
