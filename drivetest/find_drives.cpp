@@ -207,14 +207,6 @@ std::vector<FoundDrive> find_drives(const ToolOutput& scan) {
   return drives;
 }
 
-std::vector<Place> shared_places(const std::vector<FoundDrive>& drives) {
-  std::vector<Place> shared;
-  for (auto first = drives.begin(); first != drives.end(); ++first)
-    for (auto second = first + 1; second != drives.end(); ++second)
-      note_shared(shared, first->drive, second->drive);
-  return shared;
-}
-
 std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const std::string& name,
                                  const std::string& type) {
   const bool is_path = name.starts_with("/");

@@ -26,10 +26,6 @@ struct FoundDrive {
 // as JSON. Without it no place has a -d type, and drives behind RAID controllers are missing.
 std::vector<FoundDrive> find_drives(const ToolOutput& scan);
 
-// The places of drives that claim one identity and are different drives, as far as the kernel
-// tells.
-std::vector<Place> shared_places(const std::vector<FoundDrive>& drives);
-
 // The place of what a user has named: a node or a link to one, the name of such a link, or a serial
 // number; with a -d type, which may be one that the scan does not know. A path that was not found
 // is taken as it is, since only the type may make a drive of it. Not set: no drive has that name or

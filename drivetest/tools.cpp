@@ -1,7 +1,5 @@
 #include "drivetest/tools.h"
 
-#include <algorithm>
-
 #include "drivetest/inability.h"
 #include "drivetest/nvme_report.h"
 #include "drivetest/start_report.h"
@@ -156,9 +154,6 @@ Look Tools::look(const Place& place, bool wake) {
   if (look.fault == LookFault::None && look.drive.protocol == Protocol::Nvme)
     ask_nvme(look, report.version);
   settle(look);
-  const std::lock_guard guard(lock_);
-  look.drive.shares_identity =
-      std::find(kept_apart_.begin(), kept_apart_.end(), place) != kept_apart_.end();
   return look;
 }
 
@@ -178,11 +173,6 @@ Reply Tools::start(const Drive& drive, TestKind kind) {
 }
 
 Reply Tools::stop(const Drive& drive) { return tell(drive, {"--json=o", "-X"}, "0xf"); }
-
-void Tools::keep_apart(std::vector<Place> places) {
-  const std::lock_guard guard(lock_);
-  kept_apart_ = std::move(places);
-}
 
 ToolOutput Tools::scan() { return run(kSmartctl, {"--json=o", "--scan-open"}); }
 

@@ -21,9 +21,6 @@ class Tools : public DriveAccess {
   Reply start(const Drive& drive, TestKind kind) override;
   Reply stop(const Drive& drive) override;
 
-  // From now on a look at one of these places says that the drive shares its identity.
-  void keep_apart(std::vector<Place> places);
-
   // What "smartctl --scan-open" prints as JSON.
   ToolOutput scan();
 
@@ -37,7 +34,6 @@ class Tools : public DriveAccess {
   std::mutex lock_;
   ToolVersion smartctl_;  // once it is known
   ToolVersion nvme_;
-  std::vector<Place> kept_apart_;
 };
 
 }  // namespace drivetest

@@ -85,16 +85,6 @@ TEST_F(ToolsCall, LooksInOneRunAndLetsTheDriveRest) {
   EXPECT_THAT(calls(), HasSubstr("xselftest,selftest /dev/sda [C]\n"));
 }
 
-TEST_F(ToolsCall, KeepsDrivesApartThatShareAnIdentity) {
-  install_smartctl("5");
-  answer("smartctl.else", R"({"smartctl":{"version":[7,5]},"device":{"protocol":"NVMe"},)"
-                          R"("model_name":"Example","serial_number":"0"})");
-  EXPECT_EQ(tools_.look(nvme_, true).drive.identity(), "Example\n0");
-  tools_.keep_apart({nvme_});
-  EXPECT_EQ(tools_.look(nvme_, true).drive.identity(), "Example\n0\nat /dev/nvme0");
-  EXPECT_EQ(tools_.look({"/dev/nvme1", ""}, true).drive.identity(), "Example\n0");
-}
-
 TEST_F(ToolsCall, AsksForAMissingToolByItsPackage) {
   // Where programs are looked for besides there may be a real one.
   if (!std::filesystem::exists("/usr/sbin/smartctl")) {
