@@ -110,7 +110,7 @@ class Members {
   auto optional_name(const char* name, Reader read) -> decltype(read({})) {
     if (take(name).is_null()) return std::nullopt;
     const std::string text = this->text(name);
-    const auto value = read(text);
+    auto value = read(text);
     if (!value) refuse(place_of(name) + " is " + quoted(text));
     return value;
   }
