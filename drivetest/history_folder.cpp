@@ -194,8 +194,9 @@ std::string HistoryFolder::set_aside(Time now) const {
   };
   constexpr unsigned kMostOfASecond = 99;  // which is what removing the package looks for
   for (unsigned number = 1; number <= kMostOfASecond; ++number) {
-    const std::string aside =
-        name + ".damaged-" + date + (number > 1 ? "." + std::to_string(number) : "");
+    std::string aside = name;
+    aside.append(".damaged-").append(date);
+    if (number > 1) aside.append(".").append(std::to_string(number));
     // All of them under one name, or none: SQLite finds the changes by the name of the file.
     bool is_free = true;
     for (const std::string_view suffix : {std::string_view(), kChanges[0], kChanges[1]})
