@@ -52,17 +52,29 @@ const ClassInfo& InteropSpace::class_of(const ObjectPath& path) const {
                                         std::string(kInteropNameSpace));
 }
 
-HeldInstances InteropSpace::held() const {
+HeldInstances InteropSpace::held(Conformance conformance) const {
   std::vector<Conforming> conforming;
   for (const ProfileFacts& profile : facts_.profiles) {
     std::vector<ObjectPath> central;
-    core_.enumerate_instance_names(ObjectPath({}, profile.central_class),
-                                   [&](const ObjectPath& path) { central.push_back(path); }, {});
+    if (conformance == Conformance::Asked) {
+      core_.enumerate_instance_names(ObjectPath({}, profile.central_class),
+                                     [&](const ObjectPath& path) { central.push_back(path); }, {});
+    }
     conforming.push_back({&profile, std::move(central)});
   }
   std::vector<Instance> instances = interop_instances(facts_, conforming);
   for (Instance& one : instances) one = whole(one, core_.schema().get(one.class_name()));
   return {core_.schema(), std::move(instances)};
+}
+
+HeldInstances InteropSpace::held_of(const ClassInfo& info) const {
+  const bool asked = info.name() == "CIM_ElementConformsToProfile";
+  return held(asked ? Conformance::Asked : Conformance::Unasked);
+}
+
+HeldInstances InteropSpace::held_around(const ObjectPath& object) const {
+  const bool asked = !is_interop(object.name_space) || object.class_name == "CIM_RegisteredProfile";
+  return held(asked ? Conformance::Asked : Conformance::Unasked);
 }
 
 // A reference may come as text, which shows its name space only when it has its type.
@@ -97,14 +109,14 @@ void InteropSpace::enumerate_instances(const ObjectPath& path, const InstanceSin
   const Core::Flight flight(core_);
   const ClassInfo& info = class_of(path);
   const PropertyChoice choice{&request, request.deep_inheritance ? nullptr : &info};
-  const HeldInstances all = held();
+  const HeldInstances all = held_of(info);
   for (const Instance* instance : all.of_class(info)) sink(chosen(*instance, choice));
 }
 
 void InteropSpace::enumerate_instance_names(const ObjectPath& path, const PathSink& sink) const {
   const Core::Flight flight(core_);
   const ClassInfo& info = class_of(path);
-  const HeldInstances all = held();
+  const HeldInstances all = held_of(info);
   for (const Instance* instance : all.of_class(info)) sink(instance->path);
 }
 
@@ -112,7 +124,7 @@ Instance InteropSpace::get_instance(const ObjectPath& path, const Request& reque
   const Core::Flight flight(core_);
   const ClassInfo& info = class_of(path);
   const ObjectPath wanted = typed_path(path, info);
-  const HeldInstances all = held();
+  const HeldInstances all = held_of(info);
   const Instance* const found = all.find(wanted);
   if (!found) throw Error(Status::NotFound, "there is no instance " + wanted.to_text());
   return chosen(*found, {&request, nullptr});
@@ -123,7 +135,7 @@ void InteropSpace::associators(const ObjectPath& path, const AssociationFilter& 
   const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
-  const HeldInstances all = held();
+  const HeldInstances all = held_around(*object);
   for (const ObjectPath& far : all.associated(*object, filter)) {
     if (const Instance* const here = all.find(far))
       sink(chosen(*here, {&request, nullptr}));
@@ -137,7 +149,7 @@ void InteropSpace::associator_names(const ObjectPath& path, const AssociationFil
   const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
-  const HeldInstances all = held();
+  const HeldInstances all = held_around(*object);
   for (const ObjectPath& far : all.associated(*object, filter)) sink(far);
 }
 
@@ -146,7 +158,7 @@ void InteropSpace::references(const ObjectPath& path, const AssociationFilter& f
   const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
-  const HeldInstances all = held();
+  const HeldInstances all = held_around(*object);
   for (const Instance* association : all.referring(*object, filter))
     sink(chosen(*association, {&request, nullptr}));
 }
@@ -156,7 +168,7 @@ void InteropSpace::reference_names(const ObjectPath& path, const AssociationFilt
   const Core::Flight flight(core_);
   const auto object = source(path);
   if (!object) return;
-  const HeldInstances all = held();
+  const HeldInstances all = held_around(*object);
   for (const Instance* association : all.referring(*object, filter)) sink(association->path);
 }
 

@@ -1,8 +1,9 @@
 // The operations on the name space "interop" (interop.h), and what its associations add to those of
 // root/cimv2.
 //
-// Instances are made anew for each operation, so that they say what holds at that moment; those
-// that conform to a profile are asked of their providers then. Functions block for as long.
+// Instances are made anew for each operation, so that they say what holds at that moment. Providers
+// are asked for those that conform to a profile, and only where the answer can depend on them, so
+// that clients learn the rest also where a provider fails. Functions block for as long.
 //
 // Threads: any thread may call. Failure: every function throws Error as ObjectManager does.
 #pragma once
@@ -41,7 +42,12 @@ class InteropSpace {
                        const PathSink& sink) const;
 
  private:
-  HeldInstances held() const;
+  enum class Conformance { Unasked, Asked };
+  HeldInstances held(Conformance conformance) const;
+  // For an enumeration of the class, or one instance of it.
+  HeldInstances held_of(const ClassInfo& info) const;
+  // For associations of the object.
+  HeldInstances held_around(const ObjectPath& object) const;
   // The path of an object of "interop" as the held instances have it.
   ObjectPath typed_path(const ObjectPath& path, const ClassInfo& info) const;
   // The same for an object of either name space. Unset when no held instance can refer to an object
