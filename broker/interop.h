@@ -54,7 +54,7 @@ struct Conforming {
 std::vector<Instance> interop_instances(const InteropFacts& facts,
                                         const std::vector<Conforming>& conforming);
 
-// The classes that "interop" has, besides their superclasses.
+// The classes that "interop" has, besides their superclasses and those to which they refer.
 std::vector<std::string_view> interop_classes();
 
 }  // namespace broker

@@ -39,10 +39,20 @@ ObjectPath in_interop(const ObjectPath& path) {
 }  // namespace
 
 InteropSpace::InteropSpace(Core& core, InteropFacts facts) : core_(core), facts_(std::move(facts)) {
-  for (const std::string_view name : interop_classes()) {
-    for (const ClassInfo* info = &core.schema().get(name); info; info = info->superclass())
-      classes_.insert(info);
-  }
+  for (const std::string_view name : interop_classes()) add_class(core.schema().get(name));
+}
+
+// With its superclasses and those to which it refers, so that clients find every class that they
+// read of.
+void InteropSpace::add_class(const ClassInfo& info) {
+  if (!classes_.insert(&info).second) return;
+  if (info.superclass()) add_class(*info.superclass());
+  const auto add_end = [this](const Feature& feature) {
+    if (const ClassInfo* const end = core_.schema().find(feature.reference_class)) add_class(*end);
+  };
+  for (const PropertyInfo& property : info.properties()) add_end(*property.feature);
+  for (const MethodInfo& method : info.methods())
+    for (const ParameterInfo& parameter : method.parameters) add_end(*parameter.feature);
 }
 
 const ClassInfo& InteropSpace::class_of(const ObjectPath& path) const {

@@ -42,6 +42,7 @@ class InteropSpace {
                        const PathSink& sink) const;
 
  private:
+  void add_class(const ClassInfo& info);
   enum class Conformance { Unasked, Asked };
   HeldInstances held(Conformance conformance) const;
   // For an enumeration of the class, or one instance of it.

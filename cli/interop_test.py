@@ -181,7 +181,7 @@ class Answers(InteropTest):
                         self.assertEqual(read_properties(one.find("INSTANCE")),
                                          read_properties(other.find("INSTANCE")))
 
-    def test_classes_are_those_that_are_used_and_their_superclasses(self):
+    def test_classes_are_those_that_are_used_with_those_that_they_name(self):
         client = self.client()
         names = {space: client.class_names(space, DeepInheritance="true") for space in SPACES}
         self.assertEqual(names["interop"], names["root/interop"])
@@ -193,6 +193,9 @@ class Answers(InteropTest):
         for one in declared:
             if one.get("SUPERCLASS"):
                 self.assertIn(one.get("SUPERCLASS"), names["interop"])
+            for end in one.iter():
+                if end.get("REFERENCECLASS"):
+                    self.assertIn(end.get("REFERENCECLASS"), names["interop"])
         self.assertEqual(client.class_names("interop", ClassName="CIM_Service"), ["CIM_WBEMService"])
         # The same from class to class.
         (far,) = client.ask("interop", "AssociatorNames", ObjectName="CIM_Namespace",
