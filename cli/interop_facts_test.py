@@ -1,10 +1,66 @@
-"""What the name space interop says where a provider fails.
+"""What the instances of the name space interop say, and that they say it where a provider fails.
 
     interop_facts_test.py PROGRAM
 """
 
 from command_case import main
 from interop_case import HELD, INTEROP, InteropTest
+
+# By the labels of the classes: OperationalStatus OK, EnabledState Enabled, RequestedState Not
+# Applicable, ClassType CIM, CommunicationMechanism CIM-XML, AdvertiseTypes Not Advertised,
+# RegisteredOrganization Other, SpecificationType Profile.
+RUNS = {"OperationalStatus": ["2"], "EnabledState": "2", "RequestedState": "12"}
+SAID = {
+    "CIM_ObjectManager": {
+        **RUNS, "CreationClassName": "CIM_ObjectManager", "ElementName": "hddtest object manager",
+        "Caption": "hddtest object manager", "Started": "TRUE", "GatherStatisticalData": "FALSE"},
+    "CIM_Namespace": {
+        "CreationClassName": "CIM_Namespace", "ObjectManagerCreationClassName": "CIM_ObjectManager",
+        "ClassInfo": "0", "ClassType": "2", "ClassTypeVersion": "2.13.1"},
+    "CIM_CIMXMLCommunicationMechanism": {
+        **RUNS, "CreationClassName": "CIM_CIMXMLCommunicationMechanism",
+        "CommunicationMechanism": "2", "Version": "1.0", "CIMXMLProtocolVersion": "1",
+        "CIMValidated": "FALSE", "MultipleOperationsSupported": "TRUE",
+        "FunctionalProfilesSupported": ["2", "6", "10"], "AdvertiseTypes": ["2"],
+        "PulledEnumerationClosureOnExceedingServerLimitsSupported": "FALSE",
+        "PulledEnumerationContinuationOnErrorSupported": "FALSE",
+        "PulledEnumerationMinimumOperationTimeout": "1",
+        "PulledEnumerationMaximumOperationTimeout": "90",
+        "PulledEnumerationNoOperationTimeoutSupported": "FALSE"},
+    "CIM_RegisteredProfile": {
+        "InstanceID": "KAVRO:Hard Drive Self Test/1.0.0", "SpecificationType": "2",
+        "RegisteredOrganization": "1", "OtherRegisteredOrganization": "KAVRO",
+        "RegisteredName": "Hard Drive Self Test", "RegisteredVersion": "1.0.0",
+        "ElementName": "Hard Drive Self Test", "AdvertiseTypes": ["2"],
+        "ImplementedFeatures": None},
+}
+
+
+class Facts(InteropTest):
+    def test_instances_say_what_is_served(self):
+        client = self.client()
+        for class_name, said in SAID.items():
+            for _, properties in client.instances("interop", class_name):
+                self.assertEqual({name: properties[name] for name in said}, said, class_name)
+
+    def test_name_spaces_and_mechanism_have_the_keys_of_the_manager(self):
+        client = self.client()
+        manager, _ = self.one(client, "CIM_ObjectManager")
+        for path in client.paths("interop", "CIM_Namespace"):
+            self.assertEqual((path.keys["ObjectManagerName"], path.keys["SystemName"],
+                              path.keys["SystemCreationClassName"]),
+                             (manager.keys["Name"], manager.keys["SystemName"],
+                              manager.keys["SystemCreationClassName"]))
+        mechanism, _ = self.one(client, "CIM_CIMXMLCommunicationMechanism")
+        self.assertEqual(mechanism.keys, {**manager.keys, "Name": manager.keys["Name"] + ":CIM-XML",
+                                          "CreationClassName": mechanism.class_name})
+
+    def test_case_of_the_name_space_does_not_count(self):
+        client = self.client()
+        for class_name in HELD:
+            for space in ["INTEROP", "Root/InterOp"]:
+                self.assertEqual(client.instances(space, class_name),
+                                 client.instances("interop", class_name))
 
 
 class WithoutProvider(InteropTest):

@@ -157,7 +157,7 @@ TEST_F(Pulls, WhatIsNotSupported) {
   expect_error(5, "OpenEnumerateInstances", class_parameter("ClassName", "TEST_None"));
 }
 
-// Every Open and Pull has the same limits; what is beyond them is refused before anything is asked.
+// Every Open has the same limits; what is beyond them is refused before anything is asked.
 TEST_F(Pulls, TimeoutsAndCountsHaveLimits) {
   const std::string widgets = class_parameter("ClassName", "TEST_Widget");
   const std::string one = widget_parameter("InstanceName", "one");
@@ -177,6 +177,23 @@ TEST_F(Pulls, TimeoutsAndCountsHaveLimits) {
     expect_error(25, operation, object + value_parameter("FilterQueryLanguage", "DMTF:FQL"));
     expect_error(25, operation, object + value_parameter("FilterQuery", ""));
     expect_error(26, operation, object + value_parameter("ContinueOnError", "true"));
+    EXPECT_EQ(context_of(ask(operation, object + value_parameter("MaxObjectCount", "4294967295"))),
+              "");
+  }
+}
+
+TEST_F(Pulls, PulledCountsHaveLimits) {
+  const std::pair<std::string_view, std::string_view> pulls[] = {
+      {"OpenEnumerateInstances", "PullInstancesWithPath"},
+      {"OpenEnumerateInstancePaths", "PullInstancePaths"}};
+  for (const auto& [open, pull] : pulls) {
+    const std::string context = context_of(ask(open, open_parameters(0)));
+    const std::string parameter = value_parameter("EnumerationContext", context);
+    for (const std::string_view count : {"-1", "4294967296", ""})
+      expect_error(4, pull, parameter + value_parameter("MaxObjectCount", count));
+    expect_error(4, pull, parameter);
+    EXPECT_EQ(context_of(ask(pull, parameter + value_parameter("MaxObjectCount", "4294967295"))),
+              "");
   }
 }
 

@@ -55,6 +55,8 @@ REFUSED = {
     "no Host": (400, LINE + b"\r\n"),
     "two Hosts": (400, with_field(b"Host: localhost")),
     "two methods of CIM": (400, with_field(b"CIMMethod: GetClass\r\nCIMMethod: DeleteClass")),
+    "two operations of CIM": (400, with_field(
+        b"CIMOperation: MethodCall\r\ncimoperation: MethodCall")),
     "two log-ins": (400, with_field(b"Authorization: Basic YTpi\r\nauthorization: Basic YTpj")),
     "two types of content": (400, with_field(b"Content-Type: text/xml\r\nContent-Type: text/plain")),
     "a long head": (431, with_field(b"a: " + b"b" * 70000)),
