@@ -46,6 +46,10 @@ Decision decide(const DriveState& state, const Look& look, Time now,
   LogGrowth growth;
   if (look.has_log)
     growth = state.log ? growth_of(*state.log, look.log) : growth_from_unknown(look.log);
+  // A look asks for the status first and for the log then: a test that ends between the two shows
+  // as running and as ended. A second look tells whether another one runs.
+  const bool has_news = state.log && !growth.added.empty();
+  decision.look_again = look.running && has_news && !circumstances.is_second_look;
   if (state.running) {
     const ProgressFinding finding = progress_of(*state.running, look, growth, now, circumstances);
     const bool is_without_trace =
@@ -59,7 +63,8 @@ Decision decide(const DriveState& state, const Look& look, Time now,
     change.running = finding.row;
   }
   change.added = rows_of(look, growth.added);
-  if (look.running && (!change.running || change.running->outcome))
+  const bool has_row = change.running && !change.running->outcome;
+  if (look.running && !has_row && !decision.look_again)
     change.added.push_back(row_of_running(look, now));
   if (look.has_log) change.log = look.log;
   return decision;
@@ -183,7 +188,9 @@ DriveStatus Keeper::settle_by_looks(SeenLook seen, bool wake, Circumstances circ
         second.look.drive.shares_identity = seen.look.drive.shares_identity;
         seen = std::move(second);
         circumstances.is_second_look = true;
+        std::vector<TestRow> ended = std::move(settled.ended);
         settled = settle_by(seen, wake, circumstances);
+        settled.ended.insert(settled.ended.begin(), ended.begin(), ended.end());
       }
     }
     status.running = std::move(settled.running);

@@ -237,6 +237,18 @@ TEST_P(KeeperTest, DoesNotUndoWhatALaterLookHasTold) {
   EXPECT_EQ(outcomes(), "aborted passed ");
 }
 
+TEST_P(KeeperTest, TakesATestThatEndsDuringALookForOne) {
+  start();
+  SeenLook torn = keeper_.see(place_, false);
+  drive_.end(1);
+  torn.look.log = keeper_.see(place_, false).look.log;
+  const DriveStatus status = keeper_.settle(torn, false);
+  EXPECT_FALSE(status.running);
+  ASSERT_EQ(status.ended.size(), 1);
+  EXPECT_EQ(status.ended.front().outcome, Outcome::Aborted);
+  EXPECT_EQ(outcomes(), "aborted ");
+}
+
 TEST_P(KeeperTest, LeavesARowToTheProcessThatIsStartingItsTest) {
   drive_.delay = seconds(6);
   drive_.before_start = [&] {
