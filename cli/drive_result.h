@@ -23,6 +23,7 @@ struct DriveResult {
   Json record{};
   std::optional<std::chrono::sys_seconds> begin{};  // nothing where nothing was asked
   std::chrono::seconds elapsed{0};
+  std::string history_fault{};  // why the history does not have it; empty: nothing was wrong
 };
 
 }  // namespace cli

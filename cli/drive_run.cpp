@@ -8,6 +8,7 @@
 
 #include "cli/diagnostic_call.h"
 #include "cli/drive_result.h"
+#include "cli/kept_run.h"
 #include "cli/log_listener.h"
 #include "cli/manager.h"
 #include "cli/run_evidence.h"
@@ -96,6 +97,12 @@ void run_module(broker::ObjectManager& manager, const std::string& device,
   }
 }
 
+// Whether the module has seen a test run in the drive, whatever came of it.
+bool has_run(const Verdict& verdict) {
+  if (verdict.outcome) return verdict.cause != kCauseNoSelfTest;
+  return verdict.cause == kCauseNotEnded || verdict.cause == kCauseUnknown;
+}
+
 }  // namespace
 
 DriveResult test_drive(broker::ObjectManager& manager, const std::string& device,
@@ -106,10 +113,15 @@ DriveResult test_drive(broker::ObjectManager& manager, const std::string& device
   DriveResult result{.device = device, .model = look.model, .serial = look.serial};
   result.begin =
       std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now());
-  if (look.readiness == Readiness::Ready)
+  if (look.readiness == Readiness::Ready) {
+    KeptRun kept(device);
     run_module(manager, device, changed, result);
-  else
+    if (const auto row = kept.end(has_run(result.verdict)))
+      result.verdict = verdict_by_entry(result.verdict, *row, kept.protocol());
+    result.history_fault = kept.fault();
+  } else {
     result.verdict = verdict_of(look, device);
+  }
   result.elapsed = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start);
   return result;
 }

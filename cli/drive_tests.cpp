@@ -61,8 +61,9 @@ bool DrivesApart::is_apart(const Place& place) {
 
 void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
 
-DriveTests::DriveTests() : keeper_(drives_, time_, [this] { return &history(); }) {
-  keeper_.open_history();
+DriveTests::DriveTests(OpensHistory opens)
+    : keeper_(drives_, time_, [this] { return &history(); }) {
+  if (opens == OpensHistory::AtOnce) keeper_.open_history();
 }
 
 std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& names,

@@ -55,7 +55,9 @@ class SystemTime : public drivetest::TimeSource {
 
 class DriveTests {
  public:
-  DriveTests();
+  // At once: a command is about to look at drives. When needed: it may never come to that.
+  enum class OpensHistory { AtOnce, WhenNeeded };
+  explicit DriveTests(OpensHistory opens = OpensHistory::AtOnce);
 
   // The drives that go by these names: device, serial number or name below /dev/disk/by-id; all
   // drives of the machine without names. Tells on standard error of drives that claim to be one.

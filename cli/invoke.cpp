@@ -9,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
+#include "cli/kept_run.h"
 #include "cli/log_listener.h"
 #include "cli/log_texts.h"
 #include "cli/manager.h"
@@ -56,7 +57,7 @@ broker::MethodResult invoke_heard(broker::ObjectManager& manager, const broker::
 
 int invoke(const InvokeOptions& options, const Invocation& invocation) {
   const broker::ObjectPath path = broker::ObjectPath::parse(options.path);
-  const auto manager = make_manager(find_places(invocation.data));
+  const auto manager = make_manager(find_places(invocation.data), {}, std::nullopt, keep_run);
   const broker::ClassInfo& info = find_class(manager->schema(), path.class_name.str());
   const broker::MethodInfo& method = find_method(info, options.method);
   const std::vector<broker::Argument> arguments = parse_arguments(info, method, options.arguments);

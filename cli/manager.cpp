@@ -33,15 +33,17 @@ constexpr Advice kAdvices[] = {
 
 }  // namespace
 
-std::unique_ptr<broker::ObjectManager> make_manager(const Places& places,
-                                                    std::chrono::milliseconds look_for_idle,
-                                                    std::optional<broker::InteropFacts> interop) {
+std::unique_ptr<broker::ObjectManager> make_manager(
+    const Places& places, std::chrono::milliseconds look_for_idle,
+    std::optional<broker::InteropFacts> interop,
+    std::function<std::shared_ptr<void>(const std::string&)> accompany) {
   enter_data_folder(places);
   broker::Options options;
   options.registration = broker::read_registration(places.registration);
   options.library_folders = places.libraries;
   options.log = note;
   options.one_at_a_time = {one_test_at_a_time()};
+  options.one_at_a_time.front().accompany = std::move(accompany);
   options.look_for_idle = look_for_idle;
   options.interop = std::move(interop);
   return std::make_unique<broker::ObjectManager>(broker::generated_schema(), std::move(options));

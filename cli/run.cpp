@@ -9,6 +9,7 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 
 #include "cli/commands.h"
 #include "cli/drive_result.h"
@@ -202,6 +203,8 @@ class Run {
       output.write(every_drive() ? short_report(result, output)
                                  : full_report(result, plan_.size() == 1, output));
     }
+    if (!result.history_fault.empty() && !std::exchange(history_fault_told_, true))
+      complain("not kept in the history: " + result.history_fault);
     results_[index] = std::move(result);
   }
 
@@ -267,6 +270,7 @@ class Run {
   std::vector<PlannedDrive> plan_;
   std::vector<DriveResult> results_;  // of the plan's drives
   std::list<Running> running_;
+  bool history_fault_told_ = false;
 };
 
 int run(const RunOptions& options, const Invocation& invocation) {

@@ -18,6 +18,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/json.h"
+#include "cli/kept_run.h"
 #include "cli/listeners.h"
 #include "cli/manager.h"
 #include "cli/memory.h"
@@ -239,7 +240,8 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   const auto manager = make_manager(places, kLookForIdle,
                                     served_facts({.encrypts = !options.certificate.empty(),
                                                   .authenticates = !options.no_auth,
-                                                  .longest_timeout = limits.context_seconds}));
+                                                  .longest_timeout = limits.context_seconds}),
+                                    keep_run);
   broker::cimxml::Service service(*manager, limits);
   Listeners listeners = listening.handed_over.sockets.empty() ? open_listeners(listening.places)
                                                               : std::move(listening.handed_over);

@@ -55,7 +55,8 @@ Json pack(const DriveResult& result) {
           {"job", result.job},
           {"record", result.record},
           {"begin", std::move(begin)},
-          {"elapsed", result.elapsed.count()}};
+          {"elapsed", result.elapsed.count()},
+          {"history_fault", result.history_fault}};
 }
 
 DriveResult unpack(const Json& json) {
@@ -75,6 +76,7 @@ DriveResult unpack(const Json& json) {
   if (const auto begin = optional_value<std::int64_t>(json.at("begin")))
     result.begin = std::chrono::sys_seconds(std::chrono::seconds(*begin));
   result.elapsed = std::chrono::seconds(json.at("elapsed").get<std::int64_t>());
+  result.history_fault = json.at("history_fault");
   return result;
 }
 

@@ -1,0 +1,120 @@
+#include "cli/kept_run.h"
+
+#include <array>
+#include <new>
+
+#include "cli/drive_tests.h"
+#include "cli/test_words.h"
+#include "platform/support/logger.h"
+
+namespace cli {
+
+using drivetest::Protocol;
+using drivetest::TestRow;
+
+namespace {
+
+// The words of 'hddtest run --json', by the drive's code.
+constexpr std::array<std::string_view, 9> kAtaCauses = {"",
+                                                        "aborted",
+                                                        "interrupted",
+                                                        "unknown-error",
+                                                        "unknown-failure",
+                                                        "electrical-failure",
+                                                        "servo-seek-failure",
+                                                        "read-failure",
+                                                        "handling-damage"};
+constexpr std::array<std::string_view, 8> kScsiCauses = {"",
+                                                         "aborted",
+                                                         "interrupted",
+                                                         "unknown-error",
+                                                         "segment-failed",
+                                                         "segment-failed",
+                                                         "segment-failed",
+                                                         "segment-failed"};
+
+std::string cause_of(const TestRow& row, Protocol protocol) {
+  const auto code = static_cast<std::size_t>(row.result_code.value_or(0));
+  if (protocol == Protocol::Scsi && code < kScsiCauses.size())
+    return std::string(kScsiCauses[code]);
+  return code < kAtaCauses.size() ? std::string(kAtaCauses[code]) : "";
+}
+
+std::optional<Outcome> outcome_of(const TestRow& row) {
+  if (!row.outcome) return std::nullopt;
+  switch (*row.outcome) {
+    case drivetest::Outcome::Passed:
+      return Outcome::Passed;
+    case drivetest::Outcome::Failed:
+      return Outcome::Failed;
+    case drivetest::Outcome::Aborted:
+      return Outcome::Aborted;
+    case drivetest::Outcome::Unknown:
+      break;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+KeptRun::KeptRun(const std::string& device) {
+  try {
+    tests_ = std::make_unique<DriveTests>(DriveTests::OpensHistory::WhenNeeded);
+    row_ = tests_->keeper().begin_foreign({device, ""}, drivetest::TestKind::Short,
+                                          drivetest::Source::Module);
+    fault_ = tests_->keeper().history_fault();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    fault_ = error.what();
+  }
+}
+
+KeptRun::~KeptRun() {
+  try {
+    end(false);
+  } catch (const std::exception&) {
+    // The row runs on in the history, until a look at the drive ends it.
+  }
+}
+
+std::optional<TestRow> KeptRun::end(bool was_seen) {
+  if (!row_) return std::nullopt;
+  const TestRow row = *row_;
+  row_.reset();
+  std::optional<TestRow> ended = tests_->keeper().end_foreign(row, was_seen);
+  if (fault_.empty()) fault_ = tests_->keeper().history_fault();
+  if (ended && fault_.empty())
+    if (const auto kept = tests_->history().find(ended->number)) protocol_ = kept->drive.protocol;
+  return ended;
+}
+
+std::shared_ptr<void> keep_run(const std::string& device) noexcept {
+  try {
+    auto kept = std::make_shared<KeptRun>(device);
+    if (!kept->fault().empty()) {
+      using NKVRHVX20::ILogger;
+      NKVRHVX20::TRootObject::GetCoreLogger()->Log(
+          ILogger::eWarning, "the run is not kept in the history: " + kept->fault());
+    }
+    return kept;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+Verdict verdict_by_entry(const Verdict& verdict, const TestRow& row, Protocol protocol) {
+  const std::optional<Outcome> outcome = outcome_of(row);
+  if (!outcome || outcome == verdict.outcome) return verdict;
+  Verdict own;
+  own.outcome = outcome;
+  own.cause = cause_of(row, protocol);
+  own.block = row.first_bad_block;
+  own.hours = row.hours;
+  own.reason = "the drive's own log says: " + outcome_text(row);
+  if (verdict.outcome)
+    own.reason += "; the module recorded: " + std::string(outcome_word(*verdict.outcome));
+  return own;
+}
+
+}  // namespace cli
