@@ -5,6 +5,7 @@
 
 from command_case import main
 from interop_case import HELD, INTEROP, InteropTest
+from wbem_client import read_path
 
 # By the labels of the classes: OperationalStatus OK, EnabledState Enabled, RequestedState Not
 # Applicable, ClassType CIM, CommunicationMechanism CIM-XML, AdvertiseTypes Not Advertised,
@@ -61,6 +62,23 @@ class Facts(InteropTest):
             for space in ["INTEROP", "Root/InterOp"]:
                 self.assertEqual(client.instances(space, class_name),
                                  client.instances("interop", class_name))
+
+
+    def test_pulled_associations_lead_across_name_spaces(self):
+        client = self.client()
+        profile, _ = self.one(client, "CIM_RegisteredProfile")
+        (service,) = client.associator_names("interop", profile)
+        link, _ = self.one(client, "CIM_ElementConformsToProfile")
+        profile.space = link.space = "interop"
+        for space, path, far in [*((name, profile, service) for name in INTEROP),
+                                 (service.space, service, profile)]:
+            for opened, wanted, chosen in [("Associator", far, "AssocClass"),
+                                           ("Reference", link, "ResultClass")]:
+                for kind in ["Instances", "InstancePaths"]:
+                    (found,) = client.pull(space, f"Open{opened}{kind}", InstanceName=path,
+                                           **{chosen: "CIM_ElementConformsToProfile"})
+                    found = read_path(found)
+                    self.assertEqual((found.space, found), (wanted.space, wanted))
 
 
 class WithoutProvider(InteropTest):
