@@ -21,7 +21,7 @@ namespace cli {
 namespace {
 
 constexpr const char* kDescription =
-    "Tests hard drives with their SMART short self-test, through its CIM classes.";
+    "Tests drives with the self-tests that they bring along, and keeps what came out.";
 
 constexpr const char* kFooter =
     "Exit status: 3 if what was asked for could not be done; else see COMMAND --help.\n"

@@ -103,9 +103,10 @@ set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "hddtest-module (= ${PROJECT_VERSION}-$
 set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS "smartmontools, nvme-cli")
 set(CPACK_DEBIAN_COMMAND_DESCRIPTION
     "hard-disk self-tests from the command line and over CIM
-The command tests hard drives with their SMART short self-test and says what
-to do about the outcome. It holds an object manager of its own, which serves
-the tests to WBEM management clients too, where no other one is installed.")
+The command starts the self-tests of ATA, SCSI and NVMe drives, short, long or
+conveyance, shows how far they are and what came out, and keeps a history of
+them. It holds an object manager of its own, which serves the short test to
+WBEM management clients too, where no other one is installed.")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_CONTROL_EXTRA
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/postinst
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/prerm
