@@ -77,10 +77,20 @@ class Loopback(Listen):
         for url in told["urls"]:
             self.assertEqual(self.ask_at(url), 200)
 
+    def port_that_is_free_elsewhere(self, host):
+        """The port of a listener at one loopback address that nobody has at the other."""
+        while True:
+            port = self.listener(host).getsockname()[1]
+            if host == "127.0.0.1":
+                return port
+            with socket.socket() as other, contextlib.suppress(OSError):
+                other.bind(("127.0.0.1", port))
+                return port
+
     def test_somebody_at_either_address_keeps_it_from_starting(self):
         """The other program would be sent the passwords of clients that ask for localhost."""
         for host in ["127.0.0.1", "::1"] if has_v6() else ["127.0.0.1"]:
-            port = self.listener(host).getsockname()[1]
+            port = self.port_that_is_free_elsewhere(host)
             self.run_command("serve", "--no-auth", "--port", str(port))
             at = rf"\[{host}\]" if ":" in host else host
             self.expect_one_line(3, f"cannot listen on {at}:{port}: Address already in use: process "
