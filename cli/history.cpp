@@ -3,17 +3,21 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
+#include <system_error>
 
 #include "cli/commands.h"
 #include "cli/drive_tests.h"
 #include "cli/failure.h"
+#include "cli/json.h"
 #include "cli/output.h"
 #include "cli/table.h"
 #include "cli/test_words.h"
@@ -31,8 +35,9 @@ using drivetest::TestRow;
 struct HistoryOptions {
   std::vector<std::string> devices;
   int limit = 0;
-  std::string import;
-  std::string forget_before;
+  // One at most; a list, so that an empty text is told from none.
+  std::vector<std::string> import;
+  std::vector<std::string> forget_before;
 };
 
 constexpr const char* kFooter =
@@ -40,7 +45,7 @@ constexpr const char* kFooter =
     "shown; where nobody saw when they were, the power-on hour stands. With --json each test\n"
     "is a line of JSON, the oldest first, which --import takes over on this or another\n"
     "machine: all of a file or, where one line is wrong, nothing. Everything is kept until\n"
-    "--forget-before DATE removes the tests that ended before that day.\n"
+    "--forget-before DATE removes the tests that ended before that day began in UTC.\n"
     "The history is /var/lib/hvx/history.sqlite, or in the folder that HVX_STATE_DIR names;\n"
     "root sees it.\n"
     "Exit status: 0, or 3 if the history cannot be read or written.";
@@ -114,42 +119,76 @@ std::string table(const std::vector<KeptTest>& kept, const Output& output) {
                     rows, output);
 }
 
-void import(DriveTests& tests, const std::string& name) {
+std::string tests_text(std::size_t count) {
+  return fmt::format("{} {}", count, count == 1 ? "test" : "tests");
+}
+
+drivetest::ImportCounts import(DriveTests& tests, const std::string& name) {
+  if (name.empty()) throw WrongCommandLine("--import needs the name of a file");
+  // A folder can be opened as a file is, and reads as if it were empty.
+  std::error_code error;
+  if (std::filesystem::is_directory(name, error)) throw CommandFailure(name + ": this is a folder");
   std::ifstream file(name, std::ios::binary);
-  if (!file) throw CommandFailure(name + ": " + std::strerror(errno));
+  if (!file) throw CommandFailure(name + ": " + std::generic_category().message(errno));
   try {
-    const drivetest::ImportCounts counts = import_history(tests.history(), file);
-    standard_output().write(
-        fmt::format("{} tests taken over, {} ended, {} known already, {} kept "
-                    "as they were\n",
-                    counts.added, counts.ended, counts.unchanged, counts.different));
-  } catch (const drivetest::TransferError& error) {
-    throw CommandFailure(name + ": " + error.what());
+    return import_history(tests.history(), file);
+  } catch (const drivetest::TransferError& transfer_error) {
+    throw CommandFailure(name + ": " + transfer_error.what());
   }
 }
 
-void forget(DriveTests& tests, const std::string& date) {
+drivetest::Time day_of(const std::string& date) {
   const auto time = drivetest::time_from_text(date + "T00:00:00Z");
   if (!time)
     throw WrongCommandLine("'" + date + "' is not a date; --forget-before takes one such as " +
                            "2025-12-31");
-  const std::size_t count = tests.history().forget_before(*time);
-  standard_output().write(fmt::format("{} {} removed\n", count, count == 1 ? "test" : "tests"));
+  return *time;
+}
+
+// What is wrong with the command line is said before anything changes.
+void change(DriveTests& tests, const HistoryOptions& options, bool json) {
+  if (!options.devices.empty() || options.limit > 0)
+    throw WrongCommandLine(
+        "--import and --forget-before are about the whole history: leave out DEVICE and --limit");
+  if (options.import.size() > 1 || options.forget_before.size() > 1)
+    throw WrongCommandLine("--import takes one FILE, and --forget-before one DATE");
+  std::optional<drivetest::Time> day;
+  if (!options.forget_before.empty()) day = day_of(options.forget_before.front());
+  Json numbers;
+  std::string text;
+  if (!options.import.empty()) {
+    const drivetest::ImportCounts counts = import(tests, options.import.front());
+    numbers = {{"added", counts.added},
+               {"ended", counts.ended},
+               {"unchanged", counts.unchanged},
+               {"different", counts.different}};
+    text = fmt::format("{} taken over, {} ended, {} known already, {} kept as they were\n",
+                       tests_text(counts.added), counts.ended, counts.unchanged, counts.different);
+  }
+  if (day) {
+    const std::size_t count = tests.history().forget_before(*day);
+    numbers["removed"] = count;
+    text += tests_text(count) + " removed\n";
+  }
+  standard_output().write(json ? dump(numbers) : text);
+}
+
+void list(DriveTests& tests, const HistoryOptions& options, bool json) {
+  const std::vector<KeptTest> kept = tests_to_show(tests, options);
+  Output& output = standard_output();
+  if (json)
+    std::for_each(kept.rbegin(), kept.rend(),
+                  [&](const KeptTest& test) { output.write(drivetest::json_line(test) + "\n"); });
+  else
+    output.write(kept.empty() ? "No test is kept.\n" : table(kept, output));
 }
 
 int history(const HistoryOptions& options, bool json) {
   DriveTests tests;
-  if (!options.import.empty()) import(tests, options.import);
-  if (!options.forget_before.empty()) forget(tests, options.forget_before);
-  if (options.import.empty() && options.forget_before.empty()) {
-    const std::vector<KeptTest> kept = tests_to_show(tests, options);
-    Output& output = standard_output();
-    if (json)
-      std::for_each(kept.rbegin(), kept.rend(),
-                    [&](const KeptTest& test) { output.write(drivetest::json_line(test) + "\n"); });
-    else
-      output.write(kept.empty() ? "No test is kept.\n" : table(kept, output));
-  }
+  if (options.import.empty() && options.forget_before.empty())
+    list(tests, options, json);
+  else
+    change(tests, options, json);
   tests.tell_of_history();
   return kStatusOk;
 }
