@@ -57,24 +57,36 @@ void go_on(TestRow& row, const RunningTest& running, Time now) {
   if (!row.kind) row.kind = running.kind;
 }
 
+// Whether the drive has had the time that it announced.
+bool had_its_time(const TestRow& row, const Abilities& abilities, Time now) {
+  const auto announced = announced_minutes(abilities, row.kind);
+  return announced && row.started && now - *row.started >= minutes(*announced);
+}
+
 // What is left to tell the end of a test without an entry: ATA's status byte. It keeps the result
 // of the last test for ever, or falls back to an older one when power is lost. So a result counts
 // only of a drive that has no log of its tests, after somebody has seen this one run.
 std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
-                                         const LogGrowth& growth, bool was_seen) {
+                                         const LogGrowth& growth, Time now, bool was_seen) {
   if (look.drive.protocol != Protocol::Ata || !look.status_code) return std::nullopt;
   if (!row.looked && !was_seen) return std::nullopt;
   if (!growth.is_certain || !growth.added.empty()) return std::nullopt;
   std::optional<Verdict> verdict = verdict_of(Protocol::Ata, *look.status_code);
   // What says that the test has not come to its end is true in any case.
   const bool is_aborted = verdict && verdict->outcome == Outcome::Aborted;
-  return look.log.empty() || is_aborted ? verdict : std::nullopt;
+  if (is_aborted) return verdict;
+  // A drive that has never been tested says "passed" too, also where the power went during the
+  // test and nothing of it is left.
+  const bool is_too_early =
+      verdict && verdict->outcome == Outcome::Passed && !had_its_time(row, look.abilities, now);
+  return look.log.empty() && !is_too_early ? verdict : std::nullopt;
 }
 
 Verdict verdict_without_entry(const TestRow& row, const Look& look, const LogGrowth& growth,
-                              const std::string& reason, const Circumstances& circumstances) {
+                              const std::string& reason, Time now,
+                              const Circumstances& circumstances) {
   const bool was_seen = circumstances.was_seen;
-  if (auto verdict = verdict_by_status(row, look, growth, was_seen)) return *verdict;
+  if (auto verdict = verdict_by_status(row, look, growth, now, was_seen)) return *verdict;
   if (circumstances.was_stopped)
     return {Outcome::Aborted, "stopped by hddtest; the drive has written no entry"};
   if (!row.looked && !was_seen)
@@ -101,7 +113,7 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   } else if (!circumstances.is_second_look) {
     finding.look_again = true;
   } else {
-    end(finding.row, verdict_without_entry(row, look, growth, own.reason, circumstances), now);
+    end(finding.row, verdict_without_entry(row, look, growth, own.reason, now, circumstances), now);
     if (finding.row.outcome != Outcome::Unknown && look.status_code)
       finding.row.result_code = look.status_code;
   }

@@ -26,6 +26,7 @@ Look idle(Protocol protocol = Protocol::Ata, std::optional<int> status = 0) {
   look.drive.place.device = "/dev/sda";
   look.has_log = true;
   look.power_on_hours = 100;
+  for (Ability& ability : look.abilities) ability = {true, 5U};
   if (protocol == Protocol::Ata) look.status_code = status;
   return look;
 }
@@ -100,6 +101,19 @@ TEST(Progress, EndsByAtasStatusOnlyAfterALookThatShowedItRunning) {
   EXPECT_EQ(unseen.cause,
             "no look showed the test running, and the drive has written no entry in its log");
   EXPECT_FALSE(unseen.result_code);
+}
+
+// A drive that was never tested says "passed" before and after a test of which nothing is left.
+TEST(Progress, IsNotPassedByAStatusBeforeTheDriveHadItsTime) {
+  Look look = idle();
+  for (const std::optional<unsigned> announced : {std::optional(6U), std::optional<unsigned>()}) {
+    look.abilities[static_cast<std::size_t>(TestKind::Short)].minutes = announced;
+    look.status_code = 0;
+    EXPECT_EQ(found(seen(), look).row.outcome, Outcome::Unknown);
+    EXPECT_EQ(found(seen(), look).row.cause, "the drive has written no entry in its log");
+    look.status_code = 7;
+    EXPECT_EQ(found(seen(), look).row.outcome, Outcome::Failed);
+  }
 }
 
 TEST(Progress, IsNotToldByTheStatusOfADriveThatKeepsALog) {
