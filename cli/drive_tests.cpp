@@ -24,6 +24,13 @@ namespace {
 
 constexpr std::size_t kAtOnce = 16;
 
+// What the kernel knows a drive by. It may know no model, and cheap drives have neither a name nor
+// a serial number of their own.
+std::string claim_of(const Drive& drive) {
+  std::string claim = drive.claimed_identity();
+  return claim.empty() ? drive.serial_number : claim;
+}
+
 std::string text_of(const Place& place) { return place.device + "\n" + place.type; }
 
 ChosenDrive chosen(const std::vector<FoundDrive>& found, const std::string& name,
@@ -84,10 +91,10 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
 // out, and different drives with one identity are known by their places.
 void DriveTests::tell_apart(std::vector<FoundDrive>& found) {
   std::map<std::string, std::size_t> claims;
-  for (const FoundDrive& one : found) ++claims[one.drive.claimed_identity()];
+  for (const FoundDrive& one : found) ++claims[claim_of(one.drive)];
   claims.erase("");
   const auto is_doubtful = [&](const FoundDrive& one) {
-    const auto claim = claims.find(one.drive.claimed_identity());
+    const auto claim = claims.find(claim_of(one.drive));
     return claim != claims.end() && claim->second > 1;
   };
   std::vector<FoundDrive> doubtful;
@@ -126,15 +133,30 @@ std::vector<DriveStatus> DriveTests::look_at(const std::vector<ChosenDrive>& dri
 
 std::string DriveTests::identity_of(const ChosenDrive& drive) {
   if (!drive.reason.empty()) return {};
-  const Look look = drives_.look(drive.place, false);
-  const Drive& known = look.fault == LookFault::None ? look.drive : drive.known;
-  return known.identity();
+  return identity_of(drive, drives_.look(drive.place, false));
 }
 
-std::optional<TestRow> DriveTests::newest(const DriveStatus& status) {
+// A drive that says nothing, as in standby, is known by what the kernel knows of it or, where that
+// is but the serial number, by the only drive that was tested here and has it.
+std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
+  if (look.fault == LookFault::None) return look.drive.identity();
+  Drive known = drive.known;
+  known.place = drive.place;
+  known.shares_identity = drives_.is_apart(drive.place);
+  if (!known.claimed_identity().empty() || known.serial_number.empty()) return known.identity();
+  std::set<std::string> tested;
+  for (const drivetest::KeptTest& test : history().last_of_each_drive())
+    if (test.drive.serial_number == known.serial_number &&
+        test.row.machine_id == drivetest::this_host().machine_id &&
+        (!known.shares_identity || test.row.drive.ends_with(known.identity())))
+      tested.insert(test.row.drive);
+  return tested.size() == 1 ? *tested.begin() : known.identity();
+}
+
+std::optional<TestRow> DriveTests::newest(const ChosenDrive& drive, const DriveStatus& status) {
   if (status.running) return status.running;
   try {
-    auto rows = history().of_drive(status.look.drive.identity(), 1);
+    auto rows = history().of_drive(identity_of(drive, status.look), 1);
     if (!rows.empty()) return std::move(rows.front().row);
   } catch (const drivetest::HistoryError&) {
     // The keeper has met the same, and tells it.

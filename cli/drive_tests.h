@@ -72,7 +72,8 @@ class DriveTests {
   std::vector<drivetest::DriveStatus> look_at(const std::vector<ChosenDrive>& drives, bool wake);
 
   // The test that runs in the drive, or the last one that is kept.
-  std::optional<drivetest::TestRow> newest(const drivetest::DriveStatus& status);
+  std::optional<drivetest::TestRow> newest(const ChosenDrive& drive,
+                                           const drivetest::DriveStatus& status);
 
   // By what the history knows the drive.
   std::string identity_of(const ChosenDrive& drive);
@@ -81,6 +82,7 @@ class DriveTests {
   void tell_of_history();
 
  private:
+  std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
   void tell_apart(std::vector<drivetest::FoundDrive>& found);
 
   DrivesApart drives_;

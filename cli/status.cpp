@@ -43,7 +43,9 @@ struct Looked {
     const LookFault fault = status.look.fault;
     return !drive.reason.empty() || (fault != LookFault::None && fault != LookFault::Standby);
   }
-  std::string reason() const { return drive.reason.empty() ? status.look.reason : drive.reason; }
+  std::string reason() const {
+    return drive.reason.empty() ? fault_text(status.look) : drive.reason;
+  }
 };
 
 std::string test_text(const Looked& one) {
@@ -66,7 +68,10 @@ std::string table(const std::vector<Looked>& all, const Output& output) {
     if (one.is_unknown()) continue;
     const drivetest::Drive& drive = one.status.look.drive;
     rows.push_back(
-        {{one.drive.name}, {drive.model}, {drive.serial_number}, {test_text(one), colour_of(one)}});
+        {{one.drive.name},
+         {drive.model},
+         {drive.serial_number.empty() ? one.drive.known.serial_number : drive.serial_number},
+         {test_text(one), colour_of(one)}});
   }
   if (rows.empty()) return "";
   return table_text({{"DEVICE"},
@@ -100,7 +105,7 @@ int status(const StatusOptions& options, bool json) {
   Json array = Json::array();
   std::vector<int> statuses;
   for (Looked& one : all) {
-    one.last = tests.newest(one.status);
+    one.last = tests.newest(one.drive, one.status);
     statuses.push_back(status_of(one));
     if (json) array.push_back(json_of(one));
   }

@@ -66,7 +66,9 @@ int stop(const StopOptions& options, bool json) {
   int status = kStatusOk;
   Json array = Json::array();
   for (std::size_t i = 0; i < drives.size(); ++i) {
-    const StopOutcome& outcome = outcomes[i];
+    StopOutcome& outcome = outcomes[i];
+    if (outcome.status.look.fault != drivetest::LookFault::None)
+      outcome.reason = fault_text(outcome.status.look);
     const bool is_stopped = outcome.result != StopResult::NotStopped;
     if (!is_stopped) status = kStatusCannot;
     if (json) {

@@ -1,10 +1,12 @@
 #include "cli/test_words.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <ctime>
 
+#include "cli/drive_look.h"
 #include "cli/exit_status.h"
 
 namespace cli {
@@ -75,6 +77,14 @@ std::string starter_text(const TestRow& row) {
       break;
   }
   return "somebody else";
+}
+
+std::string fault_text(const drivetest::Look& look) {
+  if (look.fault == drivetest::LookFault::Standby)
+    return "it is in standby; --wake asks it all the same";
+  if (look.fault == drivetest::LookFault::NotPermitted)
+    return look.reason + "; " + permission_advice(geteuid() == 0);
+  return look.reason;
 }
 
 std::string minutes_text(unsigned number) {

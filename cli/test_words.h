@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "drivetest/look.h"
 #include "drivetest/test_row.h"
 
 namespace cli {
@@ -26,6 +27,9 @@ std::string outcome_text(const drivetest::TestRow& row);
 
 // Who began it: "hddtest", "the module", "somebody else".
 std::string starter_text(const drivetest::TestRow& row);
+
+// Why the drive was not looked at, with what to do where that is known.
+std::string fault_text(const drivetest::Look& look);
 
 // "2 minutes", "1 minute", "5 h 20 min".
 std::string minutes_text(unsigned minutes);

@@ -63,6 +63,17 @@ TEST(TestWords, TellARunningTest) {
             "long test stalled, 40% remaining, started by somebody else");
 }
 
+TEST(TestWords, TellWhatToDoWhereADriveWasNotLookedAt) {
+  drivetest::Look look;
+  look.reason = "Permission denied";
+  look.fault = drivetest::LookFault::Standby;
+  EXPECT_EQ(fault_text(look), "it is in standby; --wake asks it all the same");
+  look.fault = drivetest::LookFault::NotPermitted;
+  EXPECT_EQ(fault_text(look).find("Permission denied; "), 0U);
+  look.fault = drivetest::LookFault::CannotBeReached;
+  EXPECT_EQ(fault_text(look), "Permission denied");
+}
+
 TEST(TestWords, TellAnOutcome) {
   EXPECT_EQ(outcome_text(ended(Outcome::Passed, "completed without error")), "passed");
   TestRow row = ended(Outcome::Failed, "a segment failed");

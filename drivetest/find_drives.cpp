@@ -171,10 +171,18 @@ void add_links(const Sysfs& sysfs, std::vector<FoundDrive>& drives) {
   }
 }
 
-void note_shared(std::vector<Place>& shared, const Drive& first, const Drive& second) {
-  if (first.claimed_identity().empty() || first.claimed_identity() != second.claimed_identity())
-    return;
-  for (const Place& place : {first.place, second.place})
+// A drive in standby does not say its model; then the serial number that the kernel knows decides.
+bool claim_the_same(const Look& a, const Look& b) {
+  const std::string claim = a.drive.claimed_identity();
+  if (!claim.empty() && claim == b.drive.claimed_identity()) return true;
+  const bool is_silent = a.fault != LookFault::None || b.fault != LookFault::None;
+  return is_silent && a.drive.world_wide_name.empty() && b.drive.world_wide_name.empty() &&
+         !a.drive.serial_number.empty() && a.drive.serial_number == b.drive.serial_number;
+}
+
+void note_shared(std::vector<Place>& shared, const Look& first, const Look& second) {
+  if (!claim_the_same(first, second)) return;
+  for (const Place& place : {first.drive.place, second.drive.place})
     if (std::find(shared.begin(), shared.end(), place) == shared.end()) shared.push_back(place);
 }
 
@@ -232,15 +240,13 @@ std::vector<Place> join_paths(std::vector<FoundDrive>& drives, std::vector<Look>
   std::vector<Place> shared;
   for (std::size_t place = 0; place < looks.size(); ++place)
     for (std::size_t other = place + 1; other < looks.size();) {
-      const Drive& first = looks[place].drive;
-      const Drive& second = looks[other].drive;
       if (is_same_drive(looks[place], looks[other])) {
         add_path(drives[place], drives[other]);
         drives.erase(drives.begin() + static_cast<std::ptrdiff_t>(other));
         looks.erase(looks.begin() + static_cast<std::ptrdiff_t>(other));
         continue;
       }
-      note_shared(shared, first, second);
+      note_shared(shared, looks[place], looks[other]);
       ++other;
     }
   return shared;

@@ -239,10 +239,12 @@ TEST_F(JoinPaths, TellsDifferentDrivesThatClaimOneIdentity) {
   add("/dev/sde", "", "000000");
   add("/dev/sdf", "", "");
   add("/dev/sdg", "", "");
+  add("/dev/sdh", "", "000000", LookFault::Standby);
+  looks_.back().drive.model.clear();
   EXPECT_THAT(join_paths(drives_, looks_),
               ElementsAre(Place{"/dev/sda", ""}, Place{"/dev/sdb", ""}, Place{"/dev/sdc", ""},
-                          Place{"/dev/sdd", ""}, Place{"/dev/sde", ""}));
-  EXPECT_EQ(drives_.size(), 7U);
+                          Place{"/dev/sdd", ""}, Place{"/dev/sde", ""}, Place{"/dev/sdh", ""}));
+  EXPECT_EQ(drives_.size(), 8U);
 }
 
 }  // namespace
