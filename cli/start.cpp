@@ -80,16 +80,20 @@ int status_of(const StartOutcome& outcome) {
   return kStatusCannot;
 }
 
+// Whose test was ended for this one; it may have come to its end by itself meanwhile.
+std::string replaced_text(const StartOutcome& outcome) {
+  if (!outcome.replaced) return {};
+  return "the " + kind_text(*outcome.replaced) + " of " + starter_text(*outcome.replaced) +
+         " was ended, ";
+}
+
 std::string line(const Started& started) {
   const StartOutcome& outcome = started.outcome;
   const drivetest::TestRow& row = *outcome.row;
-  std::string text = started.drive.name + ": ";
+  std::string text = started.drive.name + ": " + replaced_text(outcome);
   if (outcome.result == StartResult::AlreadyRunning)
     return text + "left alone: " + newest_test_text(row, false, drivetest::system_time()) +
            "; --replace ends it";
-  if (outcome.replaced)
-    text += "the " + kind_text(*outcome.replaced) + " of " + starter_text(*outcome.replaced) +
-            " was ended, ";
   text += kind_text(row) + " started";
   if (row.outcome) return text + " and ended: " + outcome_text(row);
   const auto minutes = outcome.status.look.abilities[static_cast<std::size_t>(*row.kind)].minutes;
@@ -101,8 +105,8 @@ std::string line(const Started& started) {
 // What stands in the place of a line, on standard error.
 std::string complaint(const Started& started) {
   const bool is_able = started.outcome.result != StartResult::NotAble;
-  return started.drive.name + (is_able ? ": not started: " : ": cannot be tested: ") +
-         started.outcome.reason;
+  return started.drive.name + ": " + replaced_text(started.outcome) +
+         (is_able ? "not started: " : "cannot be tested: ") + started.outcome.reason;
 }
 
 void show(const Started& started, bool was_named) {
@@ -139,7 +143,9 @@ int start(const StartOptions& options, bool json) {
   });
   Json array = Json::array();
   std::vector<int> statuses;
-  for (const Started& one : all) {
+  for (Started& one : all) {
+    if (one.outcome.status.look.fault != drivetest::LookFault::None)
+      one.outcome.reason = fault_text(one.outcome.status.look);
     if (json)
       array.push_back(json_of(one));
     else

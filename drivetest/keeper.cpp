@@ -34,6 +34,13 @@ std::vector<TestRow> rows_of(const Look& look, const std::vector<LogEntry>& entr
   return rows;
 }
 
+// Why the drive cannot do such a test, in words; empty: it can.
+std::string why_not_able(const Look& look, TestKind kind) {
+  if (!look.inability.empty()) return look.inability;
+  if (look.abilities[static_cast<std::size_t>(kind)].is_able) return {};
+  return "the drive knows no " + std::string(name_of(kind)) + " self-test";
+}
+
 struct Decision {
   DriveChange change;
   bool look_again = false;
@@ -237,6 +244,9 @@ StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool
   };
   if (outcome.status.look.fault != LookFault::None)
     return end(StartResult::NotStarted, outcome.status.look.reason);
+  // Nobody's test is ended for one that cannot be.
+  if (std::string why = why_not_able(outcome.status.look, kind); replace && !why.empty())
+    return end(StartResult::NotAble, std::move(why));
   if (outcome.status.look.running && replace) {
     StopOutcome stopped = stop(place, wake);
     outcome.status = stopped.status;
@@ -249,10 +259,8 @@ StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool
     outcome.row = outcome.status.running;
     return end(StartResult::AlreadyRunning, "");
   }
-  if (!look.inability.empty()) return end(StartResult::NotAble, look.inability);
-  if (!look.abilities[static_cast<std::size_t>(kind)].is_able)
-    return end(StartResult::NotAble,
-               "the drive knows no " + std::string(name_of(kind)) + " self-test");
+  if (std::string why = why_not_able(look, kind); !why.empty())
+    return end(StartResult::NotAble, std::move(why));
   const std::optional<TestRow> row = begin(look, kind, Source::Library);
   if (!row) {
     outcome.row = outcome.status.running;
