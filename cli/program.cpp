@@ -26,7 +26,7 @@ constexpr const char* kDescription =
 constexpr const char* kFooter =
     "Exit status: 3 if what was asked for could not be done; else see COMMAND --help.\n"
     "The log is /var/log/hvx/diagnostics.log, or the file that HVX_LOG_FILE names\n"
-    "(- for standard error).";
+    "(- for standard error). The history of tests is /var/lib/hvx/history.sqlite.";
 
 void add_option(CLI::App& app, const Option& option) {
   const bool argument = !option.name.starts_with('-');
