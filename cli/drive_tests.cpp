@@ -80,11 +80,28 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
   std::vector<FoundDrive> found = find_drives(drives_.scan());
   tell_apart(found);
   std::vector<ChosenDrive> drives;
-  for (const std::string& name : names) drives.push_back(chosen(found, name, type));
+  std::vector<FoundDrive> asked;
+  for (const std::string& name : names) {
+    ChosenDrive drive = chosen(found, name, type);
+    // The kernel does not know the serial numbers of all drives.
+    if (!drive.reason.empty()) {
+      if (asked.empty()) asked = with_serial_numbers(found);
+      drive = chosen(asked, name, type);
+    }
+    drives.push_back(std::move(drive));
+  }
   if (names.empty())
     for (const FoundDrive& one : found)
       drives.push_back({one.drive.place.device, one.drive.place, {}, one.drive});
   return drives;
+}
+
+std::vector<FoundDrive> DriveTests::with_serial_numbers(std::vector<FoundDrive> found) {
+  const std::vector<Look> looks = drivetest::look_at(drives_, found, false);
+  for (std::size_t i = 0; i < found.size(); ++i)
+    if (!looks[i].drive.serial_number.empty())
+      found[i].drive.serial_number = looks[i].drive.serial_number;
+  return found;
 }
 
 // Where the kernel shows two of one name, their own words decide: a second path to a drive is left

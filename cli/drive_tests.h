@@ -83,6 +83,8 @@ class DriveTests {
 
  private:
   std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
+  // By what the drives themselves say; none is woken.
+  std::vector<drivetest::FoundDrive> with_serial_numbers(std::vector<drivetest::FoundDrive> found);
   void tell_apart(std::vector<drivetest::FoundDrive>& found);
 
   DrivesApart drives_;
