@@ -78,6 +78,9 @@ class DriveTests {
   // By what the history knows the drive.
   std::string identity_of(const ChosenDrive& drive);
 
+  // Whether the history told who began tests, and which there were.
+  bool has_history() const { return keeper_.history_fault().empty(); }
+
   // Says on standard error why nothing could be kept, and what has happened to the history.
   void tell_of_history();
 

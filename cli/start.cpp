@@ -81,18 +81,18 @@ int status_of(const StartOutcome& outcome) {
 }
 
 // Whose test was ended for this one; it may have come to its end by itself meanwhile.
-std::string replaced_text(const StartOutcome& outcome) {
+std::string replaced_text(const StartOutcome& outcome, bool has_history) {
   if (!outcome.replaced) return {};
-  return "the " + kind_text(*outcome.replaced) + " of " + starter_text(*outcome.replaced) +
-         " was ended, ";
+  return "the " + owned_test_text(*outcome.replaced, has_history) + " was ended, ";
 }
 
-std::string line(const Started& started) {
+std::string line(const Started& started, bool has_history) {
   const StartOutcome& outcome = started.outcome;
   const drivetest::TestRow& row = *outcome.row;
-  std::string text = started.drive.name + ": " + replaced_text(outcome);
+  std::string text = started.drive.name + ": " + replaced_text(outcome, has_history);
   if (outcome.result == StartResult::AlreadyRunning)
-    return text + "left alone: " + newest_test_text(row, false, drivetest::system_time()) +
+    return text +
+           "left alone: " + newest_test_text(row, false, has_history, drivetest::system_time()) +
            "; --replace ends it";
   text += kind_text(row) + " started";
   if (row.outcome) return text + " and ended: " + outcome_text(row);
@@ -103,19 +103,19 @@ std::string line(const Started& started) {
 }
 
 // What stands in the place of a line, on standard error.
-std::string complaint(const Started& started) {
+std::string complaint(const Started& started, bool has_history) {
   const bool is_able = started.outcome.result != StartResult::NotAble;
-  return started.drive.name + ": " + replaced_text(started.outcome) +
+  return started.drive.name + ": " + replaced_text(started.outcome, has_history) +
          (is_able ? "not started: " : "cannot be tested: ") + started.outcome.reason;
 }
 
-void show(const Started& started, bool was_named) {
+void show(const Started& started, bool was_named, bool has_history) {
   if (started.outcome.row)
-    standard_output().write(escape(line(started)) + "\n");
+    standard_output().write(escape(line(started, has_history)) + "\n");
   else if (started.is_left_out(was_named))
-    standard_output().write(escape(complaint(started)) + "\n");
+    standard_output().write(escape(complaint(started, has_history)) + "\n");
   else
-    complain(complaint(started));
+    complain(complaint(started, has_history));
 }
 
 Json json_of(const Started& started) {
@@ -149,7 +149,7 @@ int start(const StartOptions& options, bool json) {
     if (json)
       array.push_back(json_of(one));
     else
-      show(one, was_named);
+      show(one, was_named, tests.has_history());
     if (!one.is_left_out(was_named)) statuses.push_back(status_of(one.outcome));
   }
   if (json) standard_output().write(dump(array));

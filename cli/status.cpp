@@ -48,9 +48,11 @@ struct Looked {
   }
 };
 
-std::string test_text(const Looked& one) {
-  std::string text = newest_test_text(one.last, one.status.is_stalled, drivetest::system_time());
-  if (one.status.look.fault == LookFault::Standby) return text + " (in standby, not looked at)";
+std::string test_text(const Looked& one, bool has_history) {
+  std::string text =
+      newest_test_text(one.last, one.status.is_stalled, has_history, drivetest::system_time());
+  if (one.status.look.fault == LookFault::Standby)
+    return (has_history || one.last ? text : "not known") + " (in standby, not looked at)";
   if (!one.is_unknown() && !one.last && !one.status.look.inability.empty())
     return "cannot be tested: " + one.status.look.inability;
   return text;
@@ -62,7 +64,7 @@ Colour colour_of(const Looked& one) {
   return *one.last->outcome == Outcome::Failed ? Colour::Red : Colour::Yellow;
 }
 
-std::string table(const std::vector<Looked>& all, const Output& output) {
+std::string table(const std::vector<Looked>& all, bool has_history, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
   for (const Looked& one : all) {
     if (one.is_unknown()) continue;
@@ -71,7 +73,7 @@ std::string table(const std::vector<Looked>& all, const Output& output) {
         {{one.drive.name},
          {drive.model},
          {drive.serial_number.empty() ? one.drive.known.serial_number : drive.serial_number},
-         {test_text(one), colour_of(one)}});
+         {test_text(one, has_history), colour_of(one)}});
   }
   if (rows.empty()) return "";
   return table_text({{"DEVICE"},
@@ -113,7 +115,7 @@ int status(const StatusOptions& options, bool json) {
     standard_output().write(dump(array));
   } else {
     standard_output().write(all.empty() ? "There is no drive on this machine.\n"
-                                        : table(all, standard_output()));
+                                        : table(all, tests.has_history(), standard_output()));
     for (const Looked& one : all)
       if (one.is_unknown()) complain(one.drive.name + ": not looked at: " + one.reason());
   }

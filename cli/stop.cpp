@@ -42,13 +42,13 @@ std::string_view word_of(StopResult result) {
   return "not-stopped";
 }
 
-std::string line(const std::string& name, const StopOutcome& outcome) {
+std::string line(const std::string& name, const StopOutcome& outcome, bool has_history) {
   if (outcome.result == StopResult::NothingRuns) return name + ": no test runs";
   if (!outcome.row) return name + ": test stopped";
   const drivetest::TestRow& row = *outcome.row;
   if (row.outcome && *row.outcome != Outcome::Aborted && *row.outcome != Outcome::Unknown)
     return name + ": " + kind_text(row) + " ended before it could be stopped: " + outcome_text(row);
-  return name + ": " + kind_text(row) + " of " + starter_text(row) + " stopped";
+  return name + ": " + owned_test_text(row, has_history) + " stopped";
 }
 
 int stop(const StopOptions& options, bool json) {
@@ -78,7 +78,7 @@ int stop(const StopOptions& options, bool json) {
       one["test"] = row_json(outcome.status.look, outcome.row);
       array.push_back(std::move(one));
     } else if (is_stopped) {
-      standard_output().write(escape(line(drives[i].name, outcome)) + "\n");
+      standard_output().write(escape(line(drives[i].name, outcome, tests.has_history())) + "\n");
     } else {
       complain(drives[i].name + ": not stopped: " + outcome.reason);
     }

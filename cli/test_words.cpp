@@ -79,6 +79,10 @@ std::string starter_text(const TestRow& row) {
   return "somebody else";
 }
 
+std::string owned_test_text(const TestRow& row, bool has_history) {
+  return kind_text(row) + (has_history ? " of " + starter_text(row) : "");
+}
+
 std::string fault_text(const drivetest::Look& look) {
   if (look.fault == drivetest::LookFault::Standby)
     return "it is in standby; --wake asks it all the same";
@@ -114,8 +118,9 @@ int gravest(const std::vector<int>& statuses) {
   return kStatusOk;
 }
 
-std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled, Time now) {
-  if (!row) return "never tested";
+std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled, bool has_history,
+                             Time now) {
+  if (!row) return has_history ? "never tested" : "no test runs";
   std::string text = kind_text(*row);
   if (row->outcome) {
     const std::string outcome = outcome_text(*row);
@@ -124,7 +129,7 @@ std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled,
   }
   text += is_stalled ? " stalled" : " running";
   if (row->remaining_percent) text += fmt::format(", {}% remaining", *row->remaining_percent);
-  if (row->source == Source::Other) text += ", started by somebody else";
+  if (has_history && row->source == Source::Other) text += ", started by somebody else";
   return text;
 }
 

@@ -28,6 +28,9 @@ std::string outcome_text(const drivetest::TestRow& row);
 // Who began it: "hddtest", "the module", "somebody else".
 std::string starter_text(const drivetest::TestRow& row);
 
+// "long test of somebody else"; "long test" where no history tells who began it.
+std::string owned_test_text(const drivetest::TestRow& row, bool has_history);
+
 // Why the drive was not looked at, with what to do where that is known.
 std::string fault_text(const drivetest::Look& look);
 
@@ -44,8 +47,8 @@ int status_of(const drivetest::TestRow& row);
 int gravest(const std::vector<int>& statuses);
 
 // What a list says of a drive's newest test: "short test running, 40% remaining", "long test passed
-// 3 days ago", "never tested".
+// 3 days ago", "never tested". Without a history nobody knows of former tests, nor who began one.
 std::string newest_test_text(const std::optional<drivetest::TestRow>& row, bool is_stalled,
-                             drivetest::Time now);
+                             bool has_history, drivetest::Time now);
 
 }  // namespace cli

@@ -36,31 +36,41 @@ TEST(TestWords, TellAnAge) {
 }
 
 TEST(TestWords, TellTheNewestTest) {
-  EXPECT_EQ(newest_test_text({}, false, kNow), "never tested");
-  EXPECT_EQ(newest_test_text(ended(Outcome::Passed, "completed without error"), false, kNow),
+  EXPECT_EQ(newest_test_text({}, false, true, kNow), "never tested");
+  EXPECT_EQ(newest_test_text(ended(Outcome::Passed, "completed without error"), false, true, kNow),
             "short test passed 3 hours ago");
-  EXPECT_EQ(newest_test_text(ended(Outcome::Unknown, "no entry"), false, kNow),
+  EXPECT_EQ(newest_test_text(ended(Outcome::Unknown, "no entry"), false, true, kNow),
             "short test result not known 3 hours ago: no entry");
   TestRow failed = ended(Outcome::Failed, "read failure");
   failed.first_bad_block = 4711;
-  EXPECT_EQ(newest_test_text(failed, false, kNow),
+  EXPECT_EQ(newest_test_text(failed, false, true, kNow),
             "short test failed 3 hours ago: read failure, first bad block 4711");
   failed.ended.reset();
   failed.hours = 1234;
   failed.kind.reset();
-  EXPECT_EQ(newest_test_text(failed, false, kNow),
+  EXPECT_EQ(newest_test_text(failed, false, true, kNow),
             "test failed at power-on hour 1234: read failure, first bad block 4711");
 }
 
 TEST(TestWords, TellARunningTest) {
   TestRow row;
   row.kind = TestKind::Long;
-  EXPECT_EQ(newest_test_text(row, false, kNow), "long test running");
+  EXPECT_EQ(newest_test_text(row, false, true, kNow), "long test running");
   row.remaining_percent = 40;
-  EXPECT_EQ(newest_test_text(row, false, kNow), "long test running, 40% remaining");
+  EXPECT_EQ(newest_test_text(row, false, true, kNow), "long test running, 40% remaining");
   row.source = Source::Other;
-  EXPECT_EQ(newest_test_text(row, true, kNow),
+  EXPECT_EQ(newest_test_text(row, true, true, kNow),
             "long test stalled, 40% remaining, started by somebody else");
+}
+
+TEST(TestWords, SayNothingOfOthersWithoutAHistory) {
+  TestRow row;
+  row.kind = TestKind::Long;
+  row.source = Source::Other;
+  EXPECT_EQ(newest_test_text(row, false, false, kNow), "long test running");
+  EXPECT_EQ(newest_test_text({}, false, false, kNow), "no test runs");
+  EXPECT_EQ(owned_test_text(row, false), "long test");
+  EXPECT_EQ(owned_test_text(row, true), "long test of somebody else");
 }
 
 TEST(TestWords, TellWhatToDoWhereADriveWasNotLookedAt) {
