@@ -54,9 +54,9 @@ class HistoryCase(CommandTest):
         self.expect(0)
         return lines
 
-    def expect_refused(self, pattern, *arguments, status=3):
+    def expect_refused(self, pattern, *arguments):
         self.run_command("history", *arguments)
-        self.expect_one_line(status, pattern)
+        self.expect_one_line(3, pattern)
 
 
 class History(HistoryCase):
