@@ -57,10 +57,14 @@ void go_on(TestRow& row, const RunningTest& running, Time now) {
   if (!row.kind) row.kind = running.kind;
 }
 
-// Whether the drive has had the time that it announced.
+// Whether the drive has had the time that it announced, and for what was left when it was last seen
+// running, that share of it.
 bool had_its_time(const TestRow& row, const Abilities& abilities, Time now) {
+  constexpr unsigned kStep = 10;
   const auto announced = announced_minutes(abilities, row.kind);
-  return announced && row.started && now - *row.started >= minutes(*announced);
+  if (!announced || !row.started || now - *row.started < minutes(*announced)) return false;
+  if (!row.looked || row.remaining_percent.value_or(0) <= kStep) return true;
+  return now - *row.looked >= minutes(*announced) * (*row.remaining_percent - kStep) / 100;
 }
 
 // What is left to tell the end of a test without an entry: ATA's status byte. It keeps the result

@@ -114,6 +114,12 @@ TEST(Progress, IsNotPassedByAStatusBeforeTheDriveHadItsTime) {
     look.status_code = 7;
     EXPECT_EQ(found(seen(), look).row.outcome, Outcome::Failed);
   }
+  TestRow slow = found(seen(), running(70)).row;
+  const auto outcome_at = [&](Time now) {
+    return progress_of(slow, idle(), {}, now, {true, false}).row.outcome;
+  };
+  EXPECT_EQ(outcome_at(kStart + minutes(7)), Outcome::Unknown) << "60% of 5 minutes are left";
+  EXPECT_EQ(outcome_at(kStart + minutes(8)), Outcome::Passed);
 }
 
 TEST(Progress, IsNotToldByTheStatusOfADriveThatKeepsALog) {
