@@ -11,7 +11,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 #include <system_error>
 
 #include "cli/commands.h"
@@ -51,9 +50,10 @@ constexpr const char* kFooter =
     "Exit status: 0, or 3 if the history cannot be read or written.";
 
 // Whether the test is that of a drive which is gone, or of another machine, that goes by the name.
-bool goes_by(const KeptTest& test, const std::string& name) {
+// A device is a name of those only where no drive has it now.
+bool goes_by(const KeptTest& test, const std::string& name, bool is_taken) {
   return test.drive.serial_number == name || test.drive.world_wide_name == name ||
-         test.row.place.device == name;
+         (!is_taken && test.row.place.device == name);
 }
 
 // The newest first.
@@ -66,17 +66,19 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& opt
     if (kept.size() > limit) kept.erase(std::prev(kept.end()));
   };
   if (options.devices.empty()) history.each(keep);
-  std::set<std::string> gone;
+  std::map<std::string, bool> gone;  // names, and whether a drive has it now
   if (!options.devices.empty()) {
     for (const ChosenDrive& drive : tests.choose(options.devices, "")) {
       const auto found = history.of_drive(tests.identity_of(drive), limit);
-      if (found.empty()) gone.insert(drive.name);
+      if (found.empty()) gone.emplace(drive.name, !drive.known.place.device.empty());
       for (const KeptTest& test : found) keep(test);
     }
   }
   if (!gone.empty()) {
     history.each([&](const KeptTest& test) {
-      const auto names_it = [&](const std::string& name) { return goes_by(test, name); };
+      const auto names_it = [&](const auto& name) {
+        return goes_by(test, name.first, name.second);
+      };
       if (std::any_of(gone.begin(), gone.end(), names_it)) keep(test);
     });
   }
