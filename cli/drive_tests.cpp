@@ -43,8 +43,12 @@ ChosenDrive chosen(const std::vector<FoundDrive>& found, const std::string& name
             "status' shows them",
             {}};
   ChosenDrive drive{name, *place, {}, {}};
-  for (const FoundDrive& one : found)
-    if (one.drive.place.device == drive.place.device) drive.known = one.drive;
+  // Drives behind a controller share a device; a type of the user's own is not among those found.
+  for (const FoundDrive& one : found) {
+    const bool is_first = drive.known.place.device.empty();
+    if (one.drive.place == place || (is_first && one.drive.place.device == place->device))
+      drive.known = one.drive;
+  }
   return drive;
 }
 
