@@ -130,6 +130,7 @@ std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled,
   text += is_stalled ? " stalled" : " running";
   if (row->remaining_percent) text += fmt::format(", {}% remaining", *row->remaining_percent);
   if (has_history && row->source == Source::Other) text += ", started by somebody else";
+  if (is_stalled) text += "; it may still end, and 'hddtest stop' ends it";
   return text;
 }
 

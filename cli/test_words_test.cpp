@@ -60,7 +60,8 @@ TEST(TestWords, TellARunningTest) {
   EXPECT_EQ(newest_test_text(row, false, true, kNow), "long test running, 40% remaining");
   row.source = Source::Other;
   EXPECT_EQ(newest_test_text(row, true, true, kNow),
-            "long test stalled, 40% remaining, started by somebody else");
+            "long test stalled, 40% remaining, started by somebody else; it may still end, and "
+            "'hddtest stop' ends it");
 }
 
 TEST(TestWords, SayNothingOfOthersWithoutAHistory) {
