@@ -4,7 +4,6 @@
 #include <atomic>
 #include <exception>
 #include <iterator>
-#include <map>
 #include <thread>
 
 #include "cli/failure.h"
@@ -29,6 +28,16 @@ constexpr std::size_t kAtOnce = 16;
 std::string claim_of(const Drive& drive) {
   std::string claim = drive.claimed_identity();
   return claim.empty() ? drive.serial_number : claim;
+}
+
+// What more than one of the drives claims to be.
+std::set<std::string> shared_claims(const std::vector<FoundDrive>& found) {
+  std::set<std::string> all;
+  std::set<std::string> shared;
+  for (const FoundDrive& one : found)
+    if (const std::string claim = claim_of(one.drive); !claim.empty() && !all.insert(claim).second)
+      shared.insert(claim);
+  return shared;
 }
 
 std::string text_of(const Place& place) { return place.device + "\n" + place.type; }
@@ -81,8 +90,8 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
                                             const std::string& type) {
   if (names.empty() && !type.empty())
     throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
-  std::vector<FoundDrive> found = find_drives(drives_.scan());
-  tell_apart(found);
+  std::vector<FoundDrive> found = drivetest::find_drives(drives_.scan());
+  tell_apart(found, true);
   std::vector<ChosenDrive> drives;
   std::vector<FoundDrive> asked;
   for (const std::string& name : names) {
@@ -100,6 +109,15 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
   return drives;
 }
 
+Place DriveTests::place_of(const std::string& device) {
+  if (shared_claims(drivetest::find_drives({})).empty()) return {device, ""};
+  std::vector<FoundDrive> found = drivetest::find_drives(drives_.scan());
+  tell_apart(found, false);
+  for (const FoundDrive& one : found)
+    if (one.drive.place.device == device) return one.drive.place;
+  return {device, ""};
+}
+
 std::vector<FoundDrive> DriveTests::with_serial_numbers(std::vector<FoundDrive> found) {
   const std::vector<Look> looks = drivetest::look_at(drives_, found, false);
   for (std::size_t i = 0; i < found.size(); ++i)
@@ -110,13 +128,10 @@ std::vector<FoundDrive> DriveTests::with_serial_numbers(std::vector<FoundDrive> 
 
 // Where the kernel shows two of one name, their own words decide: a second path to a drive is left
 // out, and different drives with one identity are known by their places.
-void DriveTests::tell_apart(std::vector<FoundDrive>& found) {
-  std::map<std::string, std::size_t> claims;
-  for (const FoundDrive& one : found) ++claims[claim_of(one.drive)];
-  claims.erase("");
+void DriveTests::tell_apart(std::vector<FoundDrive>& found, bool is_told) {
+  const std::set<std::string> shared = shared_claims(found);
   const auto is_doubtful = [&](const FoundDrive& one) {
-    const auto claim = claims.find(claim_of(one.drive));
-    return claim != claims.end() && claim->second > 1;
+    return shared.contains(claim_of(one.drive));
   };
   std::vector<FoundDrive> doubtful;
   std::copy_if(found.begin(), found.end(), std::back_inserter(doubtful), is_doubtful);
@@ -127,7 +142,7 @@ void DriveTests::tell_apart(std::vector<FoundDrive>& found) {
     drives_.keep_apart(place);
     names += " " + place.device;
   }
-  if (!names.empty())
+  if (!names.empty() && is_told)
     complain("these drives claim to be one and the same, and are known by their places:" + names);
   std::erase_if(found, [&](FoundDrive& one) {
     if (!is_doubtful(one)) return false;

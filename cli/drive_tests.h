@@ -64,6 +64,10 @@ class DriveTests {
   // Throws WrongCommandLine for a type without names.
   std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type);
 
+  // Of a device that is tested by its name alone: with its type where other drives claim to be the
+  // same one, for then the place is a part of what it is known by.
+  drivetest::Place place_of(const std::string& device);
+
   drivetest::Keeper& keeper() { return keeper_; }
   // Throws HistoryError where there is none.
   drivetest::History& history();
@@ -88,7 +92,7 @@ class DriveTests {
   std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
   // By what the drives themselves say; none is woken.
   std::vector<drivetest::FoundDrive> with_serial_numbers(std::vector<drivetest::FoundDrive> found);
-  void tell_apart(std::vector<drivetest::FoundDrive>& found);
+  void tell_apart(std::vector<drivetest::FoundDrive>& found, bool is_told);
 
   DrivesApart drives_;
   SystemTime time_;

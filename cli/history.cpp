@@ -84,6 +84,12 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& opt
   }
   std::vector<KeptTest> shown;
   for (auto& [number, test] : kept) shown.push_back(std::move(test));
+  // A typing error must not look like a drive that was never tested.
+  for (const auto& [name, is_there] : gone) {
+    const auto names_it = [&](const KeptTest& test) { return goes_by(test, name, is_there); };
+    if (!is_there && std::none_of(shown.begin(), shown.end(), names_it))
+      throw CommandFailure(name + ": there is no such drive, and no test of one is kept");
+  }
   return shown;
 }
 

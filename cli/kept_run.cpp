@@ -60,7 +60,7 @@ std::optional<Outcome> outcome_of(const TestRow& row) {
 KeptRun::KeptRun(const std::string& device) {
   try {
     tests_ = std::make_unique<DriveTests>(DriveTests::OpensHistory::WhenNeeded);
-    row_ = tests_->keeper().begin_foreign({device, ""}, drivetest::TestKind::Short,
+    row_ = tests_->keeper().begin_foreign(tests_->place_of(device), drivetest::TestKind::Short,
                                           drivetest::Source::Module);
     fault_ = tests_->keeper().history_fault();
   } catch (const std::bad_alloc&) {
