@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -35,10 +36,11 @@ bool is_full(const struct stat& status) {
 }
 
 // Whether writing may send a signal even for a file. Every line asks, since the host may set a
-// limit at any moment.
+// limit at any moment. By the kernel's own call: with the C library's, which takes twice the time,
+// an enumeration with the log takes 2.52 times one without, and the goal is 2.5.
 bool sizes_are_limited() {
   rlimit limit{};
-  return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+  return syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
 }
 
 bool names(const std::string& path, const struct stat& file) {
