@@ -6,10 +6,10 @@
 #include <atomic>
 #include <charconv>
 #include <mutex>
-#include <thread>
 
 #include "cli/log_listener.h"
 #include "cli/log_texts.h"
+#include "platform/at_once.h"
 #include "platform/support/program.h"
 
 namespace cli {
@@ -46,23 +46,16 @@ Drive drive_of(const broker::Instance& instance) {
 }
 
 void look_at_each(std::vector<Drive>& drives, const Doing& doing) {
-  std::atomic<std::size_t> next = 0;
   std::atomic<std::size_t> seen = 0;
-  const auto look = [&] {
-    for (std::size_t i = next++; i < drives.size(); i = next++) {
-      Drive& drive = drives[i];
-      drive.look = look_at(drive.device);
-      drive.smart = smart_of(*drive.look);
-      // The kernel cuts the model's name, and does not know that of every USB drive.
-      if (!drive.look->model.empty()) drive.model = drive.look->model;
-      if (!drive.look->serial.empty()) drive.serial = drive.look->serial;
-      if (doing) doing(fmt::format("smartctl, {} of {}", ++seen, drives.size()));
-    }
-  };
-  std::vector<std::jthread> threads;
-  for (std::size_t i = 1; i < std::min(kLookedAtAtOnce, drives.size()); ++i)
-    threads.emplace_back(look);
-  look();
+  platform::at_once(drives.size(), kLookedAtAtOnce, [&](std::size_t i) {
+    Drive& drive = drives[i];
+    drive.look = look_at(drive.device);
+    drive.smart = smart_of(*drive.look);
+    // The kernel cuts the model's name, and does not know that of every USB drive.
+    if (!drive.look->model.empty()) drive.model = drive.look->model;
+    if (!drive.look->serial.empty()) drive.serial = drive.look->serial;
+    if (doing) doing(fmt::format("smartctl, {} of {}", ++seen, drives.size()));
+  });
 }
 
 constexpr std::string_view kHwinfoMissing = "hwinfo missing";

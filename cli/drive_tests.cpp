@@ -1,13 +1,12 @@
 #include "cli/drive_tests.h"
 
 #include <algorithm>
-#include <atomic>
-#include <exception>
 #include <iterator>
 #include <thread>
 
 #include "cli/failure.h"
 #include "cli/output.h"
+#include "platform/at_once.h"
 
 namespace cli {
 
@@ -208,25 +207,7 @@ void DriveTests::tell_of_history() {
 }
 
 void at_once(std::size_t count, const std::function<void(std::size_t)>& work) {
-  std::atomic<std::size_t> next = 0;
-  std::exception_ptr thrown;
-  std::mutex lock;
-  const auto work_on = [&] {
-    for (std::size_t i = next++; i < count; i = next++) {
-      try {
-        work(i);
-      } catch (...) {
-        const std::lock_guard guard(lock);
-        if (!thrown) thrown = std::current_exception();
-      }
-    }
-  };
-  {
-    std::vector<std::jthread> threads;
-    for (std::size_t i = 1; i < std::min(kAtOnce, count); ++i) threads.emplace_back(work_on);
-    work_on();
-  }
-  if (thrown) std::rethrow_exception(thrown);
+  platform::at_once(count, kAtOnce, work);
 }
 
 }  // namespace cli

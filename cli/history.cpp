@@ -100,12 +100,6 @@ std::string when(const TestRow& row) {
   return "";
 }
 
-Colour colour_of(const TestRow& row) {
-  if (!row.outcome) return Colour::None;
-  if (*row.outcome == Outcome::Passed) return Colour::Green;
-  return *row.outcome == Outcome::Failed ? Colour::Red : Colour::Yellow;
-}
-
 std::string table(const std::vector<KeptTest>& kept, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
   for (const KeptTest& test : kept) {

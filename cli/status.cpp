@@ -58,12 +58,6 @@ std::string test_text(const Looked& one, bool has_history) {
   return text;
 }
 
-Colour colour_of(const Looked& one) {
-  if (!one.last || !one.last->outcome) return Colour::None;
-  if (*one.last->outcome == Outcome::Passed) return Colour::Green;
-  return *one.last->outcome == Outcome::Failed ? Colour::Red : Colour::Yellow;
-}
-
 std::string table(const std::vector<Looked>& all, bool has_history, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
   for (const Looked& one : all) {
@@ -73,7 +67,7 @@ std::string table(const std::vector<Looked>& all, bool has_history, const Output
         {{one.drive.name},
          {drive.model},
          {drive.serial_number.empty() ? one.drive.known.serial_number : drive.serial_number},
-         {test_text(one, has_history), colour_of(one)}});
+         {test_text(one, has_history), one.last ? colour_of(*one.last) : Colour::None}});
   }
   if (rows.empty()) return "";
   return table_text({{"DEVICE"},

@@ -97,6 +97,12 @@ std::string minutes_text(unsigned number) {
   return fmt::format("{} h {} min", number / 60, number % 60);
 }
 
+Colour colour_of(const TestRow& row) {
+  if (!row.outcome) return Colour::None;
+  if (*row.outcome == Outcome::Passed) return Colour::Green;
+  return *row.outcome == Outcome::Failed ? Colour::Red : Colour::Yellow;
+}
+
 int status_of(const TestRow& row) {
   if (!row.outcome) return kStatusOk;
   switch (*row.outcome) {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/output.h"
 #include "drivetest/look.h"
 #include "drivetest/test_row.h"
 
@@ -45,6 +46,9 @@ inline constexpr int kStatusAborted = 2;  // or the drive knows no such test
 int status_of(const drivetest::TestRow& row);
 // Of several: 3, else 1, else 2, else 0.
 int gravest(const std::vector<int>& statuses);
+
+// What a list shows the test in; none while it runs.
+Colour colour_of(const drivetest::TestRow& row);
 
 // What a list says of a drive's newest test: "short test running, 40% remaining", "long test passed
 // 3 days ago", "never tested". Without a history nobody knows of former tests, nor who began one.

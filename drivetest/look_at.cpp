@@ -1,9 +1,7 @@
 #include <algorithm>
-#include <atomic>
-#include <system_error>
-#include <thread>
 
 #include "drivetest/find_drives.h"
+#include "platform/at_once.h"
 
 namespace drivetest {
 
@@ -33,20 +31,9 @@ Look look_at_one(DriveAccess& access, const FoundDrive& found, bool wake) {
 std::vector<Look> look_at(DriveAccess& access, const std::vector<FoundDrive>& drives, bool wake,
                           unsigned most_at_once) {
   std::vector<Look> looks(drives.size());
-  std::atomic<std::size_t> next = 0;
-  const auto work = [&] {
-    for (std::size_t place = next++; place < drives.size(); place = next++)
-      looks[place] = look_at_one(access, drives[place], wake);
-  };
-  std::vector<std::jthread> helpers;
-  const std::size_t count = std::min<std::size_t>(most_at_once, drives.size());
-  try {
-    while (helpers.size() + 1 < count) helpers.emplace_back(work);
-  } catch (const std::system_error&) {
-    // Fewer at once, then.
-  }
-  work();
-  helpers.clear();
+  platform::at_once(drives.size(), most_at_once, [&](std::size_t place) {
+    looks[place] = look_at_one(access, drives[place], wake);
+  });
   return looks;
 }
 
