@@ -55,7 +55,6 @@ class HistoryCase : public testing::Test {
     row.test_code = 1;
     row.started = now;
     row.hours_at_start = 100;
-    row.log_before = {entry(99)};
     return row;
   }
 

@@ -16,8 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kDeepest = 4;                  // a code of an entry of the log of a test
-constexpr std::size_t kMostEntries = 1024;   // of a log
+constexpr int kDeepest = 2;                  // a member of the drive
 constexpr std::size_t kLongestText = 16384;  // of a member
 
 template <class Value>
@@ -35,18 +34,6 @@ Json of_name(const std::optional<Value>& value) {
 Json of_time(const std::optional<Time>& time) {
   if (!time) return nullptr;
   return time_text(*time);
-}
-
-Json of_entry(const LogEntry& entry) {
-  return {{"test_code", entry.test_code},
-          {"kind", of_name(entry.kind)},
-          {"result_code", entry.result_code},
-          {"remaining_percent", of_optional(entry.remaining_percent)},
-          {"hours", of_optional(entry.hours)},
-          {"first_bad_block", of_optional(entry.first_bad_block)},
-          {"segment", of_optional(entry.segment)},
-          {"namespace_id", of_optional(entry.namespace_id)},
-          {"error_codes", entry.error_codes}};
 }
 
 std::string quoted(const std::string& text) {
@@ -122,15 +109,6 @@ class Members {
     return *value;
   }
 
-  std::vector<unsigned> numbers(const char* name) {
-    const Json& values = take(name);
-    if (!values.is_array() || values.size() > kMostEntries) refuse(place_of(name) + " is no list");
-    std::vector<unsigned> numbers;
-    for (const Json& value : values)
-      numbers.push_back(in_range<unsigned>(value, name, 0, std::numeric_limits<unsigned>::max()));
-    return numbers;
-  }
-
   void expect_no_others() const {
     for (const auto& [name, value] : object_.items())
       if (!known_.contains(name)) refuse(place_of(quoted(name)) + " is no member of a test");
@@ -157,22 +135,6 @@ class Members {
   const std::string place_;
   std::set<std::string> known_;
 };
-
-LogEntry entry_from(const Json& json, const std::string& place) {
-  Members members(json, place);
-  LogEntry entry;
-  entry.test_code = members.number<int>("test_code");
-  entry.kind = members.optional_name("kind", test_kind_named);
-  entry.result_code = members.number<int>("result_code");
-  entry.remaining_percent = members.optional_number<unsigned>("remaining_percent");
-  entry.hours = members.optional_number<std::uint64_t>("hours");
-  entry.first_bad_block = members.optional_number<std::uint64_t>("first_bad_block");
-  entry.segment = members.optional_number<unsigned>("segment");
-  entry.namespace_id = members.optional_number<std::int64_t>("namespace_id");
-  entry.error_codes = members.numbers("error_codes");
-  members.expect_no_others();
-  return entry;
-}
 
 Drive drive_from(const Json& json, std::string& identity) {
   Members members(json, "drive");
@@ -228,11 +190,6 @@ Json parsed(std::string_view line) {
 
 nlohmann::ordered_json to_json(const KeptTest& test) {
   const auto& [drive, row] = test;
-  Json log = nullptr;
-  if (!row.outcome) {
-    log = Json::array();
-    for (const LogEntry& entry : row.log_before) log.push_back(of_entry(entry));
-  }
   return {{"number", row.number},
           {"id", row.id},
           {"machine_id", row.machine_id},
@@ -263,8 +220,7 @@ nlohmann::ordered_json to_json(const KeptTest& test) {
           {"first_bad_block", of_optional(row.first_bad_block)},
           {"segment", of_optional(row.segment)},
           {"hours", of_optional(row.hours)},
-          {"hours_at_start", of_optional(row.hours_at_start)},
-          {"log_before", log}};
+          {"hours_at_start", of_optional(row.hours_at_start)}};
 }
 
 std::string json_line(const KeptTest& test) {
@@ -300,15 +256,6 @@ KeptTest test_from_json(std::string_view line) {
   row.segment = members.optional_number<unsigned>("segment");
   row.hours = members.optional_number<std::uint64_t>("hours");
   row.hours_at_start = members.optional_number<std::uint64_t>("hours_at_start");
-  const Json& log = members.take("log_before");
-  if (log.is_null() != row.outcome.has_value())
-    refuse("a test that runs has a log_before, another one has none");
-  if (!log.is_null()) {
-    if (!log.is_array() || log.size() > kMostEntries) refuse("log_before is no list");
-    for (const Json& entry : log)
-      row.log_before.push_back(
-          entry_from(entry, "log_before[" + std::to_string(row.log_before.size()) + "]"));
-  }
   members.expect_no_others();
   return test;
 }

@@ -50,7 +50,6 @@ class HistoryRoomTest : public HistoryCase {
     try {
       for (int test = 0; test < kMany; ++test) {
         TestRow row = begun_row();
-        row.log_before.assign(21, entry(1));
         const std::int64_t number = history.begin(drive(1), row).number;
         if (number == 0) return std::nullopt;
         row = ended_row(number);

@@ -80,26 +80,11 @@ std::vector<unsigned> divided(const std::string& text) {
   return numbers;
 }
 
-// A table of log entries: its statements.
-struct LogStatements {
-  std::string_view select;
-  std::string_view remove;
-  std::string_view insert;
-};
-
-constexpr LogStatements kBefore = {
-    "SELECT test_code, kind, result_code, remaining_percent, hours, first_bad_block, segment, "
-    "namespace_id, error_codes FROM log_before WHERE test = ? ORDER BY position",
-    "DELETE FROM log_before WHERE test = ?",
-    "INSERT INTO log_before VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"};
-constexpr LogStatements kSeen = {
-    "SELECT test_code, kind, result_code, remaining_percent, hours, first_bad_block, segment, "
-    "namespace_id, error_codes FROM log_seen WHERE drive = ? ORDER BY position",
-    "DELETE FROM log_seen WHERE drive = ?",
-    "INSERT INTO log_seen VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"};
-
-std::vector<LogEntry> read_log(Database& database, const LogStatements& table, std::int64_t owner) {
-  Query query = database.query(table.select, owner);
+std::vector<LogEntry> read_log_seen(Database& database, std::int64_t drive) {
+  Query query = database.query(
+      "SELECT test_code, kind, result_code, remaining_percent, hours, first_bad_block, segment, "
+      "namespace_id, error_codes FROM log_seen WHERE drive = ? ORDER BY position",
+      drive);
   std::vector<LogEntry> log;
   while (query.step()) {
     LogEntry& entry = log.emplace_back();
@@ -114,16 +99,6 @@ std::vector<LogEntry> read_log(Database& database, const LogStatements& table, s
     entry.error_codes = divided(query.next_text());
   }
   return log;
-}
-
-void replace_log(Database& database, const LogStatements& table, std::int64_t owner,
-                 const std::vector<LogEntry>& log) {
-  database.run(table.remove, owner);
-  std::int64_t position = 0;
-  for (const LogEntry& entry : log)
-    database.run(table.insert, owner, position++, entry.test_code, name_of_optional(entry.kind),
-                 entry.result_code, entry.remaining_percent, entry.hours, entry.first_bad_block,
-                 entry.segment, entry.namespace_id, joined(entry.error_codes));
 }
 
 }  // namespace
@@ -169,9 +144,7 @@ std::int64_t insert_test(Database& database, std::int64_t drive, const TestRow& 
       text_of(row.ended), text_of(row.looked), row.remaining_percent, text_of(row.progressed),
       name_of_optional(row.outcome), row.cause, row.result_code, row.first_bad_block, row.segment,
       row.hours, row.hours_at_start);
-  const std::int64_t number = database.last_number();
-  if (!row.outcome) replace_log(database, kBefore, number, row.log_before);
-  return number;
+  return database.last_number();
 }
 
 bool update_test(Database& database, const TestRow& row) {
@@ -183,9 +156,7 @@ bool update_test(Database& database, const TestRow& row) {
       text_of(row.looked), row.remaining_percent, text_of(row.progressed),
       name_of_optional(row.outcome), row.cause, row.result_code, row.first_bad_block, row.segment,
       row.hours, row.number);
-  if (database.changes() == 0) return false;
-  if (row.outcome) replace_log(database, kBefore, row.number, {});
-  return true;
+  return database.changes() > 0;
 }
 
 std::optional<std::int64_t> running_number(Database& database, std::int64_t drive) {
@@ -246,7 +217,6 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number) {
   row.segment = next_optional_small<unsigned>(query);
   row.hours = query.next_optional_unsigned();
   row.hours_at_start = query.next_optional_unsigned();
-  if (!row.outcome) row.log_before = read_log(database, kBefore, number);
   return test;
 }
 
@@ -262,7 +232,7 @@ DriveState read_state(Database& database, std::int64_t drive) {
     Query query = database.query("SELECT changed, looked FROM drives WHERE number = ?", drive);
     if (query.step()) {
       state.changed = query.next_integer();
-      if (query.next_optional_text()) state.log = read_log(database, kSeen, drive);
+      if (query.next_optional_text()) state.log = read_log_seen(database, drive);
     }
   }
   if (const auto number = running_number(database, drive))
@@ -272,7 +242,13 @@ DriveState read_state(Database& database, std::int64_t drive) {
 
 void keep_log_seen(Database& database, std::int64_t drive, const std::vector<LogEntry>& log,
                    Time looked) {
-  replace_log(database, kSeen, drive, log);
+  database.run("DELETE FROM log_seen WHERE drive = ?", drive);
+  std::int64_t position = 0;
+  for (const LogEntry& entry : log)
+    database.run("INSERT INTO log_seen VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)", drive, position++,
+                 entry.test_code, name_of_optional(entry.kind), entry.result_code,
+                 entry.remaining_percent, entry.hours, entry.first_bad_block, entry.segment,
+                 entry.namespace_id, joined(entry.error_codes));
   database.run("UPDATE drives SET looked = ? WHERE number = ?", time_text(looked), drive);
 }
 

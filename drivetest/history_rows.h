@@ -18,7 +18,7 @@ std::optional<std::int64_t> find_drive(Database& database, std::string_view mach
 // was.
 std::int64_t keep_drive(Database& database, const KeptTest& test);
 
-// As it stands, and with its log of before; returns its number.
+// As it stands; returns its number.
 std::int64_t insert_test(Database& database, std::int64_t drive, const TestRow& row);
 // What a running row is to be, found by its number; returns whether there was one.
 bool update_test(Database& database, const TestRow& row);
@@ -27,7 +27,6 @@ std::optional<std::int64_t> running_number(Database& database, std::int64_t driv
 // When the newest row of the drive was recorded.
 std::optional<Time> last_recorded(Database& database, std::int64_t drive);
 
-// With the log of before, if the test runs.
 std::optional<KeptTest> read_test(Database& database, std::int64_t number);
 // The same of a number that the history has just given, in the same transaction: it is damaged if
 // there is no such row.

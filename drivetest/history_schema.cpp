@@ -56,23 +56,8 @@ CREATE TABLE tests (
 CREATE INDEX tests_of_a_drive ON tests (drive, recorded);
 CREATE UNIQUE INDEX one_running_test_of_a_drive ON tests (drive) WHERE outcome IS NULL;
 
--- The drive's own log when a test began that has not ended; position 0 is the newest entry.
-CREATE TABLE log_before (
-  test INTEGER NOT NULL REFERENCES tests (number) ON DELETE CASCADE,
-  position INTEGER NOT NULL,
-  test_code INTEGER NOT NULL,
-  kind TEXT CHECK (kind IN ('short', 'long', 'conveyance')),
-  result_code INTEGER NOT NULL,
-  remaining_percent INTEGER,
-  hours ANY,
-  first_bad_block ANY,
-  segment INTEGER,
-  namespace_id INTEGER,
-  error_codes TEXT NOT NULL,  -- numbers with blanks between
-  PRIMARY KEY (test, position)
-) STRICT, WITHOUT ROWID;
-
--- The drive's own log when it was last looked at, to tell which entries are new.
+-- The drive's own log when it was last looked at, to tell which entries are new; position 0 is the
+-- newest entry.
 CREATE TABLE log_seen (
   drive INTEGER NOT NULL REFERENCES drives (number) ON DELETE CASCADE,
   position INTEGER NOT NULL,
@@ -84,7 +69,7 @@ CREATE TABLE log_seen (
   first_bad_block ANY,
   segment INTEGER,
   namespace_id INTEGER,
-  error_codes TEXT NOT NULL,
+  error_codes TEXT NOT NULL,  -- numbers with blanks between
   PRIMARY KEY (drive, position)
 ) STRICT, WITHOUT ROWID;
 
@@ -101,9 +86,8 @@ FROM tests JOIN drives ON drives.number = tests.drive;
 
 constexpr std::array<std::string_view, 1> kSteps = {kFirst};
 
-constexpr std::array<std::string_view, 7> kNames = {
-    "drives",     "tests",    "tests_of_a_drive", "one_running_test_of_a_drive",
-    "log_before", "log_seen", "history"};
+constexpr std::array<std::string_view, 6> kNames = {
+    "drives", "tests", "tests_of_a_drive", "one_running_test_of_a_drive", "log_seen", "history"};
 
 [[noreturn]] void throw_damage(const std::string& words) {
   throw DatabaseError(SQLITE_CORRUPT, words);

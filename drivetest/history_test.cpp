@@ -48,13 +48,6 @@ TEST_F(HistoryTest, IsWrittenAheadAndToTheDisk) {
 TEST_F(HistoryTest, KeepsARowWithAllThatItSays) {
   TestRow row = begun_row();
   row.source = Source::Module;
-  row.log_before = {entry(7), entry(6)};
-  row.log_before[0].first_bad_block = ~std::uint64_t{0};
-  row.log_before[0].remaining_percent = 90;
-  row.log_before[0].segment = 2;
-  row.log_before[0].namespace_id = -1;
-  row.log_before[0].error_codes = {3, 0x11, 0};
-  row.log_before[1].kind.reset();
   std::int64_t number = 0;
   {
     History history(options());
@@ -85,7 +78,6 @@ TEST_F(HistoryTest, KeepsARowWithAllThatItSays) {
   end.segment = 4;
   end.hours = 65535;
   EXPECT_TRUE(history.update(end));
-  end.log_before.clear();
   EXPECT_EQ(history.find(number)->row, end);
   EXPECT_EQ(history.find(number)->row.duration(), 5min);
 }
@@ -98,7 +90,6 @@ TEST_F(HistoryTest, HasOneRunningTestOfADriveAndMachine) {
   EXPECT_EQ(refused.number, 0);
   ASSERT_TRUE(refused.running);
   EXPECT_EQ(refused.running->row.number, first);
-  EXPECT_EQ(refused.running->row.log_before, begun_row().log_before);
   EXPECT_NE(other.begin(drive(2), begun_row()).number, 0);
   History elsewhere(options("b"));
   EXPECT_NE(elsewhere.begin(drive(1), begun_row()).number, 0);
@@ -135,7 +126,6 @@ TEST_F(HistoryTest, TakesBackWhatTheDriveHasNotBegun) {
   const std::int64_t number = history.begin(drive(1), begun_row()).number;
   EXPECT_TRUE(history.withdraw(number));
   EXPECT_FALSE(history.find(number));
-  EXPECT_EQ(number_of(history.database(), "SELECT count(*) FROM log_before"), 0);
   EXPECT_GT(history.begin(drive(1), begun_row()).number, number);  // no number twice
 }
 

@@ -5,10 +5,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "drivetest/drive.h"
-#include "drivetest/look.h"
 #include "drivetest/outcome.h"
 
 namespace drivetest {
@@ -58,9 +56,6 @@ struct TestRow {
   std::optional<unsigned> segment;
   std::optional<std::uint64_t> hours;  // power-on hours that the log's entry has
   std::optional<std::uint64_t> hours_at_start;
-  // The drive's log before the test began, to tell the test's own entry from older ones. Kept until
-  // the test has ended.
-  std::vector<LogEntry> log_before;
 
   // Not set where one of the times is not known or the clock went back between them.
   std::optional<std::chrono::seconds> duration() const;

@@ -35,14 +35,13 @@ std::string sound_file() {
     for (const char* const serial_number : {"S1", "S2", "S3"}) {
       drive.serial_number = serial_number;
       drivetest::TestRow row;
-      row.log_before.emplace_back();
       row.number = history.begin(drive, row).number;
       row.outcome = drivetest::Outcome::Failed;
       row.cause = "read failure";
       history.update(row);
       history.begin(drive, row);
       drivetest::DriveChange change;
-      change.log = row.log_before;
+      change.log.emplace(1);
       history.change(drive, history.state(drive.identity()), change);
     }
   }
