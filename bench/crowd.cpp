@@ -19,8 +19,8 @@
 #include <thread>
 #include <vector>
 
-#include "bench/place.h"
 #include "bench/record_server.h"
+#include "bench/workspace.h"
 #include "broker/http/address.h"
 #include "broker/http/server.h"
 #include "platform/descriptor.h"
@@ -188,7 +188,7 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("wait/alone", wait, false)->Iterations(1)->UseRealTime();
   benchmark::RegisterBenchmark("wait/crowd", wait, true)->Iterations(1)->UseRealTime();
   {
-    const bench::Place place;
+    const bench::Workspace workspace;
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
   }

@@ -18,7 +18,7 @@
 #include <chrono>
 #include <sstream>
 
-#include "bench/place.h"
+#include "bench/workspace.h"
 #include "inventory/test_tree.h"
 #include "platform/support/osspecific.h"
 
@@ -152,7 +152,7 @@ int main(int count, char** words) {
   // What is printed must not wait in memory: the probe's children end with exit() and would print
   // it once more.
   setvbuf(stdout, nullptr, _IONBF, 0);
-  const bench::Place place;
+  const bench::Workspace workspace;
   benchmark::Initialize(&count, words);
   benchmark::RunSpecifiedBenchmarks();
 }

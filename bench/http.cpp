@@ -15,8 +15,8 @@
 
 #include <thread>
 
-#include "bench/place.h"
 #include "bench/record_server.h"
+#include "bench/workspace.h"
 #include "broker/http/server.h"
 #include "platform/descriptor.h"
 
@@ -181,7 +181,7 @@ int main(int argc, char** argv) {
   add("http_all", over_http, "");
   add("socket_all", over_socket, "");
   {
-    const bench::Place place;
+    const bench::Workspace workspace;
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
   }

@@ -11,7 +11,7 @@
 #include <chrono>
 #include <sstream>
 
-#include "bench/place.h"
+#include "bench/workspace.h"
 #include "broker/core.h"
 
 namespace {
@@ -81,7 +81,7 @@ BENCHMARK_CAPTURE(measure, empty, kEmptyLibrary, 0)->Name("empty")->Iterations(1
 
 int main(int count, char** words) {
   if (count == 3 && std::string(words[1]) == "load") return load(words[2]);
-  const bench::Place place;
+  const bench::Workspace workspace;
   benchmark::Initialize(&count, words);
   benchmark::RunSpecifiedBenchmarks();
 }

@@ -6,7 +6,7 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
-#include "bench/place.h"
+#include "bench/workspace.h"
 #include "platform/support/osspecific.h"
 
 namespace {
@@ -65,7 +65,7 @@ BENCHMARK(spawn)->Arg(0)->Arg(4096)->Iterations(50)->UseRealTime()->Unit(benchma
 }  // namespace
 
 int main(int count, char** words) {
-  const bench::Place place;
+  const bench::Workspace workspace;
   benchmark::Initialize(&count, words);
   benchmark::RunSpecifiedBenchmarks();
 }

@@ -5,7 +5,7 @@
 
 #include <iterator>
 
-#include "bench/place.h"
+#include "bench/workspace.h"
 #include "broker/date_time.h"
 #include "broker/object_path.h"
 #include "platform/framework/datetime.h"

@@ -12,8 +12,8 @@
 #include <fstream>
 #include <string>
 
-#include "bench/place.h"
 #include "bench/record_server.h"
+#include "bench/workspace.h"
 
 namespace {
 
@@ -83,7 +83,7 @@ BENCHMARK(of_plain)->Name("plain")->Arg(10'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(growth)->RangeMultiplier(10)->Range(10, 100'000)->Unit(benchmark::kMillisecond);
 
 int main(int count, char** words) {
-  const bench::Place place;
+  const bench::Workspace workspace;
   benchmark::Initialize(&count, words);
   benchmark::RunSpecifiedBenchmarks();
 }

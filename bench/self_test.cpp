@@ -6,7 +6,7 @@
 // module and its object manager; all_seconds adds that of the programs that were started.
 #include <benchmark/benchmark.h>
 
-#include "bench/place.h"
+#include "bench/workspace.h"
 
 namespace {
 
@@ -77,8 +77,8 @@ BENCHMARK(shell_loop)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisec
 }  // namespace
 
 int main(int count, char** words) {
-  const bench::Place place;
-  std::filesystem::copy_file(HDDTEST_BENCH_FOLDER "/smartctl", place.folder() / "bin/smartctl");
+  const bench::Workspace workspace;
+  std::filesystem::copy_file(HDDTEST_BENCH_FOLDER "/smartctl", workspace.folder() / "bin/smartctl");
   benchmark::Initialize(&count, words);
   benchmark::RunSpecifiedBenchmarks();
 }

@@ -4,7 +4,7 @@
 #include <benchmark/benchmark.h>
 #include <string.h>
 
-#include "bench/place.h"
+#include "bench/workspace.h"
 #include "engine/HDDTest.h"
 
 namespace {
@@ -61,7 +61,7 @@ BENCHMARK_CAPTURE(measure, memmem, {search})->Name("memmem");
 
 int main(int count, char** words) {
   setenv("HVX_LOG_LEVEL", "-1", 1);
-  const bench::Place place;
+  const bench::Workspace workspace;
   benchmark::Initialize(&count, words);
   benchmark::RunSpecifiedBenchmarks();
 }

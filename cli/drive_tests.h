@@ -34,10 +34,10 @@ class DrivesApart : public drivetest::DriveAccess {
   bool is_apart(const drivetest::Place& place);
 
   drivetest::Look look(const drivetest::Place& place, bool wake) override;
-  drivetest::Reply start(const drivetest::Drive& drive, drivetest::TestKind kind) override {
+  drivetest::ToolReply start(const drivetest::Drive& drive, drivetest::TestKind kind) override {
     return tools_.start(drive, kind);
   }
-  drivetest::Reply stop(const drivetest::Drive& drive) override { return tools_.stop(drive); }
+  drivetest::ToolReply stop(const drivetest::Drive& drive) override { return tools_.stop(drive); }
   drivetest::ToolOutput scan() { return tools_.scan(); }
 
  private:

@@ -12,7 +12,7 @@ namespace drivetest {
 
 // What a tool said to the wish to start or to stop a test. A hint and no proof: only the next look
 // shows what the drive does.
-enum class Answer {
+enum class ToolAnswer {
   Accepted,
   Busy,          // another test runs
   NotSupported,  // the drive or the way to it knows no such test
@@ -21,8 +21,8 @@ enum class Answer {
   NotAsked,      // the tool is missing, may not open the drive, or did not end
 };
 
-struct Reply {
-  Answer answer = Answer::NotAsked;
+struct ToolReply {
+  ToolAnswer answer = ToolAnswer::NotAsked;
   std::string words;  // the tool's own line that says why, or our reason; escape before showing
 };
 
@@ -35,9 +35,9 @@ class DriveAccess {
   // Never throws but for want of memory: what went wrong is in Look::fault. A drive in standby is
   // asked only if it may be woken.
   virtual Look look(const Place& place, bool wake) = 0;
-  virtual Reply start(const Drive& drive, TestKind kind) = 0;
+  virtual ToolReply start(const Drive& drive, TestKind kind) = 0;
   // Ends whatever test runs.
-  virtual Reply stop(const Drive& drive) = 0;
+  virtual ToolReply stop(const Drive& drive) = 0;
 };
 
 // The time of day, and waiting, so that tests need not wait.

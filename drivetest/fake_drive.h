@@ -37,9 +37,9 @@ class FakeDrive : public DriveAccess {
 
   bool writes_entries = true;
   bool obeys_stop = true;
-  std::chrono::seconds delay{};  // until a test that was started shows
-  int result_code = 0;           // of tests that run to their end
-  std::optional<Reply> refusal;  // instead of starting
+  std::chrono::seconds delay{};      // until a test that was started shows
+  int result_code = 0;               // of tests that run to their end
+  std::optional<ToolReply> refusal;  // instead of starting
   LookFault fault = LookFault::None;
   std::size_t most_rows = 21;
   std::function<void()> before_start;  // what others do meanwhile
@@ -68,16 +68,16 @@ class FakeDrive : public DriveAccess {
     return look;
   }
 
-  Reply start(const Drive&, TestKind kind) override {
+  ToolReply start(const Drive&, TestKind kind) override {
     if (before_start) before_start();
     if (refusal) return *refusal;
     begin(kind);
-    return {Answer::Accepted, ""};
+    return {ToolAnswer::Accepted, ""};
   }
 
-  Reply stop(const Drive&) override {
+  ToolReply stop(const Drive&) override {
     if (obeys_stop) end(1);
-    return {Answer::Accepted, ""};
+    return {ToolAnswer::Accepted, ""};
   }
 
   void begin(TestKind kind) {

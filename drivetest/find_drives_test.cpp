@@ -164,8 +164,8 @@ class PreparedAccess : public DriveAccess {
     --inside_;
     return look;
   }
-  Reply start(const Drive&, TestKind) override { return {}; }
-  Reply stop(const Drive&) override { return {}; }
+  ToolReply start(const Drive&, TestKind) override { return {}; }
+  ToolReply stop(const Drive&) override { return {}; }
   int most() const { return most_; }
 
  private:

@@ -271,9 +271,10 @@ StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool
 }
 
 // The tool's word proves nothing: the drive has to show the test, or its entry.
-StartOutcome Keeper::await_start(StartOutcome outcome, const Reply& reply, const TestRow& row) {
+StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row) {
   const Place place = outcome.status.look.drive.place;
-  const int looks = reply.answer == Answer::Accepted ? kLooksAfterAcceptance : kLooksAfterRefusal;
+  const int looks =
+      reply.answer == ToolAnswer::Accepted ? kLooksAfterAcceptance : kLooksAfterRefusal;
   for (int number = 0; number < looks; ++number) {
     if (number > 0) time_.wait(kBetweenLooks);
     SeenLook seen = see(place, true);
@@ -291,7 +292,7 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const Reply& reply, const
   withdraw(row);
   outcome.row.reset();
   outcome.status.running.reset();
-  outcome.reason = reply.answer == Answer::Accepted
+  outcome.reason = reply.answer == ToolAnswer::Accepted
                        ? "the drive took the command, but shows no test"
                        : reply.words;
   return outcome;
@@ -309,8 +310,8 @@ StopOutcome Keeper::stop(const Place& place, bool wake) {
     return outcome;
   }
   outcome.row = outcome.status.running;
-  const Reply reply = access_.stop(outcome.status.look.drive);
-  const bool was_stopped = reply.answer == Answer::Accepted;
+  const ToolReply reply = access_.stop(outcome.status.look.drive);
+  const bool was_stopped = reply.answer == ToolAnswer::Accepted;
   for (int number = 0; number < (was_stopped ? kLooksAfterAcceptance : kLooksAfterRefusal);
        ++number) {
     if (number > 0) time_.wait(kBetweenLooks);

@@ -107,7 +107,7 @@ class Keeper {
   Settled settle_by(SeenLook& seen, bool wake, const Circumstances& circumstances);
   DriveStatus settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances);
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
-  StartOutcome await_start(StartOutcome outcome, const Reply& reply, const TestRow& row);
+  StartOutcome await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row);
 
   History* opened_history();
   void note_fault(const HistoryError& error);

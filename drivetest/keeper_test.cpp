@@ -102,18 +102,18 @@ TEST_P(KeeperTest, WaitsForADriveThatShowsTheTestLate) {
 }
 
 TEST_P(KeeperTest, DoesNotBelieveThatATestBeganWhichTheDriveDoesNotShow) {
-  drive_.refusal = Reply{Answer::Accepted, ""};
+  drive_.refusal = ToolReply{ToolAnswer::Accepted, ""};
   const StartOutcome outcome = start();
   EXPECT_EQ(outcome.result, StartResult::NotStarted);
   EXPECT_EQ(outcome.reason, "the drive took the command, but shows no test");
   EXPECT_EQ(outcomes(), "");
-  drive_.refusal = Reply{Answer::Refused, "some error"};
+  drive_.refusal = ToolReply{ToolAnswer::Refused, "some error"};
   EXPECT_EQ(start().reason, "some error");
   EXPECT_EQ(outcomes(), "");
 }
 
 TEST_P(KeeperTest, BelievesTheDriveWhereTheToolSaysThatTheTestDidNotBegin) {
-  drive_.refusal = Reply{Answer::Refused, "some error"};
+  drive_.refusal = ToolReply{ToolAnswer::Refused, "some error"};
   drive_.before_start = [&] { drive_.begin(TestKind::Short); };
   EXPECT_EQ(start().result, StartResult::Started);
   EXPECT_EQ(outcomes(), "running ");

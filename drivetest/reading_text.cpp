@@ -19,12 +19,12 @@ constexpr NameTable<LookFault, 7> kFaults = {{{LookFault::None, "none"},
                                               {LookFault::NotPermitted, "not permitted"},
                                               {LookFault::NoSuchDrive, "no such drive"},
                                               {LookFault::CannotBeReached, "cannot be reached"}}};
-constexpr NameTable<Answer, 6> kAnswers = {{{Answer::Accepted, "accepted"},
-                                            {Answer::Busy, "busy"},
-                                            {Answer::NotSupported, "not supported"},
-                                            {Answer::Refused, "refused"},
-                                            {Answer::NothingDone, "nothing done"},
-                                            {Answer::NotAsked, "not asked"}}};
+constexpr NameTable<ToolAnswer, 6> kAnswers = {{{ToolAnswer::Accepted, "accepted"},
+                                                {ToolAnswer::Busy, "busy"},
+                                                {ToolAnswer::NotSupported, "not supported"},
+                                                {ToolAnswer::Refused, "refused"},
+                                                {ToolAnswer::NothingDone, "nothing done"},
+                                                {ToolAnswer::NotAsked, "not asked"}}};
 
 void add(std::string& text, const std::string& name, const std::string& value) {
   if (!value.empty()) text += name + " " + value + "\n";
@@ -90,7 +90,7 @@ std::string text_of(const Look& look) {
   return text;
 }
 
-std::string text_of(const Reply& reply) {
+std::string text_of(const ToolReply& reply) {
   const std::string answer(name_in(kAnswers, reply.answer));
   return answer + (reply.words.empty() ? "" : ": " + reply.words) + "\n";
 }

@@ -11,7 +11,7 @@
 namespace drivetest {
 
 std::string text_of(const Look& look);
-std::string text_of(const Reply& reply);
+std::string text_of(const ToolReply& reply);
 
 // What a reader makes of an output: "smartctl", "id-ctrl", "self-test-log", "reply" for what
 // follows a start or a stop, or "scan", which also reads the tree below HVX_SYSFS_ROOT.

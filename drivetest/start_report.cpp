@@ -21,38 +21,38 @@ constexpr int kCommandFailed = 4;
 
 struct AnswerRow {
   std::string_view words;
-  Answer answer;
+  ToolAnswer answer;
 };
 
 // The first row decides whose words any line has. What says that the test began comes before what
 // smartctl complains of besides.
 constexpr std::array kAnswers = {
-    AnswerRow{"Testing has begun", Answer::Accepted},
-    AnswerRow{"Self Test has begun", Answer::Accepted},
-    AnswerRow{"Self-test has begun", Answer::Accepted},
-    AnswerRow{"Self Test Successful", Answer::Accepted},
-    AnswerRow{"Self-testing aborted!", Answer::Accepted},
-    AnswerRow{"Self-test aborted!", Answer::Accepted},
-    AnswerRow{"Self Test returned without error", Answer::Accepted},
-    AnswerRow{"Device self-test started", Answer::Accepted},
-    AnswerRow{"Aborting device self-test operation", Answer::Accepted},
-    AnswerRow{"Can't start self-test without aborting current test", Answer::Busy},
-    AnswerRow{"Device Self-test In Progress", Answer::Busy},
-    AnswerRow{"Self-tests not supported", Answer::NotSupported},
-    AnswerRow{"Self-test functions not supported", Answer::NotSupported},
-    AnswerRow{"Invalid Command Opcode", Answer::NotSupported},
-    AnswerRow{"unsupported scsi opcode", Answer::NotSupported},
-    AnswerRow{"Smartctl open device", Answer::NotAsked},
-    AnswerRow{"Read NVMe Identify Controller failed", Answer::NotAsked},
-    AnswerRow{"Standard Inquiry", Answer::NotAsked},
-    AnswerRow{"Read Device Identity failed", Answer::NotAsked},
-    AnswerRow{"device successfully opened", Answer::NothingDone},
-    AnswerRow{" mode, exit(", Answer::NothingDone},
-    AnswerRow{"self test failed [", Answer::Refused},
-    AnswerRow{"\" failed: ", Answer::Refused},
-    AnswerRow{"NVMe Self-test cmd with type", Answer::Refused},
-    AnswerRow{"NVMe status: ", Answer::Refused},
-    AnswerRow{"Device self-test: ", Answer::Refused}};
+    AnswerRow{"Testing has begun", ToolAnswer::Accepted},
+    AnswerRow{"Self Test has begun", ToolAnswer::Accepted},
+    AnswerRow{"Self-test has begun", ToolAnswer::Accepted},
+    AnswerRow{"Self Test Successful", ToolAnswer::Accepted},
+    AnswerRow{"Self-testing aborted!", ToolAnswer::Accepted},
+    AnswerRow{"Self-test aborted!", ToolAnswer::Accepted},
+    AnswerRow{"Self Test returned without error", ToolAnswer::Accepted},
+    AnswerRow{"Device self-test started", ToolAnswer::Accepted},
+    AnswerRow{"Aborting device self-test operation", ToolAnswer::Accepted},
+    AnswerRow{"Can't start self-test without aborting current test", ToolAnswer::Busy},
+    AnswerRow{"Device Self-test In Progress", ToolAnswer::Busy},
+    AnswerRow{"Self-tests not supported", ToolAnswer::NotSupported},
+    AnswerRow{"Self-test functions not supported", ToolAnswer::NotSupported},
+    AnswerRow{"Invalid Command Opcode", ToolAnswer::NotSupported},
+    AnswerRow{"unsupported scsi opcode", ToolAnswer::NotSupported},
+    AnswerRow{"Smartctl open device", ToolAnswer::NotAsked},
+    AnswerRow{"Read NVMe Identify Controller failed", ToolAnswer::NotAsked},
+    AnswerRow{"Standard Inquiry", ToolAnswer::NotAsked},
+    AnswerRow{"Read Device Identity failed", ToolAnswer::NotAsked},
+    AnswerRow{"device successfully opened", ToolAnswer::NothingDone},
+    AnswerRow{" mode, exit(", ToolAnswer::NothingDone},
+    AnswerRow{"self test failed [", ToolAnswer::Refused},
+    AnswerRow{"\" failed: ", ToolAnswer::Refused},
+    AnswerRow{"NVMe Self-test cmd with type", ToolAnswer::Refused},
+    AnswerRow{"NVMe status: ", ToolAnswer::Refused},
+    AnswerRow{"Device self-test: ", ToolAnswer::Refused}};
 
 void add_lines(std::vector<std::string>& lines, std::string_view text) {
   constexpr std::size_t kMost = 200;
@@ -82,20 +82,21 @@ std::vector<std::string> lines_of(const ToolOutput& output) {
 
 }  // namespace
 
-Reply read_reply(const ToolOutput& output) {
+ToolReply read_reply(const ToolOutput& output) {
   const std::vector<std::string> lines = lines_of(output);
   for (const AnswerRow& row : kAnswers) {
     const auto line = std::find_if(lines.begin(), lines.end(), [&row](const std::string& one) {
       return one.find(row.words) != std::string::npos;
     });
     if (line == lines.end()) continue;
-    const bool is_kept_out = row.answer == Answer::Refused && fault_of(*line) != kNoFaultOfAccess;
-    return {is_kept_out ? Answer::NotAsked : row.answer, *line};
+    const bool is_kept_out =
+        row.answer == ToolAnswer::Refused && fault_of(*line) != kNoFaultOfAccess;
+    return {is_kept_out ? ToolAnswer::NotAsked : row.answer, *line};
   }
   const std::string words = lines.empty() ? std::string() : lines.front();
   // Without --json=o smartctl leaves out most of what it says.
-  if (output.exit_status == 0) return {Answer::NothingDone, ""};
-  return {output.exit_status == kCommandFailed ? Answer::Refused : Answer::NotAsked, words};
+  if (output.exit_status == 0) return {ToolAnswer::NothingDone, ""};
+  return {output.exit_status == kCommandFailed ? ToolAnswer::Refused : ToolAnswer::NotAsked, words};
 }
 
 }  // namespace drivetest

@@ -8,6 +8,6 @@ namespace drivetest {
 
 // Of smartctl and of nvme. Only a hint: smartctl ends with 0 where it did nothing, and with 4 where
 // the test may have begun.
-Reply read_reply(const ToolOutput& output);
+ToolReply read_reply(const ToolOutput& output);
 
 }  // namespace drivetest

@@ -5,36 +5,38 @@
 namespace drivetest {
 namespace {
 
-Reply reply(const std::string& line, int status = 0) {
+ToolReply reply(const std::string& line, int status = 0) {
   return read_reply(
       {R"({"smartctl":{"output":["smartctl 7.3 of today",")" + line + "\"]}}", "", status});
 }
 
 TEST(ToolReply, IsToldByTheWordsAndNotByTheStatus) {
-  EXPECT_EQ(reply("Testing has begun.", 4).answer, Answer::Accepted);
+  EXPECT_EQ(reply("Testing has begun.", 4).answer, ToolAnswer::Accepted);
   EXPECT_EQ(reply("Testing has begun.", 4).words, "Testing has begun.");
-  EXPECT_EQ(reply("NVMe device successfully opened").answer, Answer::NothingDone);
-  EXPECT_EQ(reply("Self-tests not supported").answer, Answer::NotSupported);
+  EXPECT_EQ(reply("NVMe device successfully opened").answer, ToolAnswer::NothingDone);
+  EXPECT_EQ(reply("Self-tests not supported").answer, ToolAnswer::NotSupported);
   EXPECT_EQ(
       reply("Can't start self-test without aborting current test (42% completed)", 255).answer,
-      Answer::Busy);
+      ToolAnswer::Busy);
 }
 
 TEST(ToolReply, WithoutWordsIsNoAcceptance) {
-  EXPECT_EQ(reply("").answer, Answer::NothingDone);
-  EXPECT_EQ(reply("", 4).answer, Answer::Refused);
-  EXPECT_EQ(reply("", 2).answer, Answer::NotAsked);
-  EXPECT_EQ(read_reply({"", "", -1}).answer, Answer::NotAsked);
+  EXPECT_EQ(reply("").answer, ToolAnswer::NothingDone);
+  EXPECT_EQ(reply("", 4).answer, ToolAnswer::Refused);
+  EXPECT_EQ(reply("", 2).answer, ToolAnswer::NotAsked);
+  EXPECT_EQ(read_reply({"", "", -1}).answer, ToolAnswer::NotAsked);
   EXPECT_EQ(reply("").words, "");
 }
 
 TEST(ToolReply, OfNvmeStandsAmongItsErrors) {
   const auto refused = [](const char* line) { return read_reply({"", line, 1}).answer; };
-  EXPECT_EQ(refused("NVMe status: Device Self-test In Progress: The ...(0x11d)\n"), Answer::Busy);
-  EXPECT_EQ(refused("NVMe status: INVALID_FIELD: A reserved ...(0x6002)\n"), Answer::Refused);
-  EXPECT_EQ(refused("Device self-test: Permission denied\n"), Answer::NotAsked);
-  EXPECT_EQ(refused("Device self-test: Input/output error\n"), Answer::Refused);
-  EXPECT_EQ(read_reply({"Extended Device self-test started\n", "", 0}).answer, Answer::Accepted);
+  EXPECT_EQ(refused("NVMe status: Device Self-test In Progress: The ...(0x11d)\n"),
+            ToolAnswer::Busy);
+  EXPECT_EQ(refused("NVMe status: INVALID_FIELD: A reserved ...(0x6002)\n"), ToolAnswer::Refused);
+  EXPECT_EQ(refused("Device self-test: Permission denied\n"), ToolAnswer::NotAsked);
+  EXPECT_EQ(refused("Device self-test: Input/output error\n"), ToolAnswer::Refused);
+  EXPECT_EQ(read_reply({"Extended Device self-test started\n", "", 0}).answer,
+            ToolAnswer::Accepted);
 }
 
 }  // namespace

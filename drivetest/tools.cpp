@@ -157,22 +157,24 @@ Look Tools::look(const Place& place, bool wake) {
   return look;
 }
 
-Reply Tools::tell(const Drive& drive, const Arguments& of_smartctl, const std::string& of_nvme) {
-  if (std::string why = why_not_asked(drive.place); !why.empty()) return {Answer::NotAsked, why};
+ToolReply Tools::tell(const Drive& drive, const Arguments& of_smartctl,
+                      const std::string& of_nvme) {
+  if (std::string why = why_not_asked(drive.place); !why.empty())
+    return {ToolAnswer::NotAsked, why};
   const bool needs_nvme = drive.protocol == Protocol::Nvme && is_nvme_node(drive.place.device) &&
                           smartctl_version() < kFirstSmartctlOfNvmeTests;
   const char* const tool = needs_nvme ? kNvme : kSmartctl;
-  if (!is_installed(tool)) return {Answer::NotAsked, how_to_install(tool)};
-  if (needs_nvme && of_nvme.empty()) return {Answer::NotSupported, "NVMe has no such test"};
+  if (!is_installed(tool)) return {ToolAnswer::NotAsked, how_to_install(tool)};
+  if (needs_nvme && of_nvme.empty()) return {ToolAnswer::NotSupported, "NVMe has no such test"};
   return read_reply(needs_nvme ? run(kNvme, {"device-self-test", drive.place.device, "-s", of_nvme})
                                : run(kSmartctl, with_place(of_smartctl, drive.place)));
 }
 
-Reply Tools::start(const Drive& drive, TestKind kind) {
+ToolReply Tools::start(const Drive& drive, TestKind kind) {
   return tell(drive, {"--json=o", "-t", smartctl_name(kind)}, nvme_code(kind));
 }
 
-Reply Tools::stop(const Drive& drive) { return tell(drive, {"--json=o", "-X"}, "0xf"); }
+ToolReply Tools::stop(const Drive& drive) { return tell(drive, {"--json=o", "-X"}, "0xf"); }
 
 ToolOutput Tools::scan() { return run(kSmartctl, {"--json=o", "--scan-open"}); }
 

@@ -18,8 +18,8 @@ namespace drivetest {
 class Tools : public DriveAccess {
  public:
   Look look(const Place& place, bool wake) override;
-  Reply start(const Drive& drive, TestKind kind) override;
-  Reply stop(const Drive& drive) override;
+  ToolReply start(const Drive& drive, TestKind kind) override;
+  ToolReply stop(const Drive& drive) override;
 
   // What "smartctl --scan-open" prints as JSON.
   ToolOutput scan();
@@ -28,8 +28,8 @@ class Tools : public DriveAccess {
   ToolVersion smartctl_version();
   ToolVersion nvme_version();
   void ask_nvme(Look& look, ToolVersion smartctl);
-  Reply tell(const Drive& drive, const std::vector<std::string>& of_smartctl,
-             const std::string& of_nvme);
+  ToolReply tell(const Drive& drive, const std::vector<std::string>& of_smartctl,
+                 const std::string& of_nvme);
 
   std::mutex lock_;
   ToolVersion smartctl_;  // once it is known

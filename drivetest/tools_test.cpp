@@ -110,11 +110,11 @@ TEST_F(ToolsCall, TakesNvmeWhereSmartctlIsTooOldForNvmeDrives) {
   EXPECT_EQ(look.abilities[1].minutes, 30);
   EXPECT_EQ(look.running, (RunningTest{TestKind::Short, 90, false}));
   answer("nvme.device-self-test", "Extended Device self-test started");
-  EXPECT_EQ(tools_.start(look.drive, TestKind::Long).answer, Answer::Accepted);
+  EXPECT_EQ(tools_.start(look.drive, TestKind::Long).answer, ToolAnswer::Accepted);
   EXPECT_THAT(calls(), HasSubstr("nvme device-self-test /dev/nvme0 -s 2 [C]"));
   tools_.stop(look.drive);
   EXPECT_THAT(calls(), HasSubstr("nvme device-self-test /dev/nvme0 -s 0xf [C]"));
-  EXPECT_EQ(tools_.start(look.drive, TestKind::Conveyance).answer, Answer::NotSupported);
+  EXPECT_EQ(tools_.start(look.drive, TestKind::Conveyance).answer, ToolAnswer::NotSupported);
 }
 
 TEST_F(ToolsCall, ReadsTheRefusalOfNvmeFromItsErrors) {
@@ -122,8 +122,8 @@ TEST_F(ToolsCall, ReadsTheRefusalOfNvmeFromItsErrors) {
   install_nvme();
   write("nvme.device-self-test",
         "echo 'NVMe status: Device Self-test In Progress(0x11d)' >&2\nexit 1\n");
-  const Reply reply = tools_.start(tools_.look(nvme_, false).drive, TestKind::Short);
-  EXPECT_EQ(reply.answer, Answer::Busy);
+  const ToolReply reply = tools_.start(tools_.look(nvme_, false).drive, TestKind::Short);
+  EXPECT_EQ(reply.answer, ToolAnswer::Busy);
   EXPECT_EQ(reply.words, "NVMe status: Device Self-test In Progress(0x11d)");
 }
 
@@ -132,7 +132,7 @@ TEST_F(ToolsCall, TakesSmartctlWhereItIsNewEnough) {
   install_nvme();
   const Look look = tools_.look(nvme_, false);
   EXPECT_FALSE(look.running) << "smartctl has read the log";
-  EXPECT_EQ(tools_.start(look.drive, TestKind::Short).answer, Answer::NothingDone);
+  EXPECT_EQ(tools_.start(look.drive, TestKind::Short).answer, ToolAnswer::NothingDone);
   EXPECT_THAT(calls(), HasSubstr("smartctl --json=o -t short /dev/nvme0 [C]"));
   EXPECT_THAT(calls(), testing::Not(HasSubstr("self-test-log")));
 }
@@ -153,8 +153,8 @@ TEST_F(ToolsCall, AsksNothingOfDrivesThatItMustNotReach) {
     EXPECT_EQ(tools_.look(place, true).fault, LookFault::CannotBeReached) << place.device;
     Drive drive;
     drive.place = place;
-    EXPECT_EQ(tools_.start(drive, TestKind::Short).answer, Answer::NotAsked) << place.device;
-    EXPECT_EQ(tools_.stop(drive).answer, Answer::NotAsked) << place.device;
+    EXPECT_EQ(tools_.start(drive, TestKind::Short).answer, ToolAnswer::NotAsked) << place.device;
+    EXPECT_EQ(tools_.stop(drive).answer, ToolAnswer::NotAsked) << place.device;
   }
   EXPECT_THAT(calls(), IsEmpty());
 }

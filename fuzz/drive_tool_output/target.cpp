@@ -60,9 +60,9 @@ void fuzz::read_input(std::string_view input) {
   if (errors != std::string_view::npos) output.errors = input.substr(errors + kErrors.size());
 
   if (way == "reply") {
-    const Reply reply = read_reply(output);
+    const ToolReply reply = read_reply(output);
     require(is_text(reply.words), "words are UTF-8");
-    require(output.exit_status != 0 || reply.answer != Answer::Accepted || !reply.words.empty(),
+    require(output.exit_status != 0 || reply.answer != ToolAnswer::Accepted || !reply.words.empty(),
             "nothing is accepted without words");
     return;
   }

@@ -18,9 +18,9 @@ namespace bench {
 // The working directory of the process while it lives, removed with all that is in it at the end.
 // The log goes to a file in it, as in use, unless HVX_LOG_FILE says otherwise; HVX_LOG_LEVEL=-1
 // cuts logging off. Programs in its folder "bin" are found before those of the machine.
-class Place {
+class Workspace {
  public:
-  Place() {
+  Workspace() {
     std::string name = std::filesystem::temp_directory_path() / "hddtest_bench.XXXXXX";
     if (!mkdtemp(name.data())) std::perror("a temporary folder"), std::exit(1);
     folder_ = name;
@@ -31,8 +31,8 @@ class Place {
     setenv("PATH", (folder_ / "bin:").string().append(getenv("PATH")).c_str(), 1);
     std::filesystem::current_path(folder_);
   }
-  Place(const Place&) = delete;
-  ~Place() {
+  Workspace(const Workspace&) = delete;
+  ~Workspace() {
     std::filesystem::current_path("/");
     std::filesystem::remove_all(folder_);
   }
