@@ -37,6 +37,10 @@ class DrivesApart : public drivetest::DriveAccess {
   drivetest::ToolReply start(const drivetest::Drive& drive, drivetest::TestKind kind) override {
     return tools_.start(drive, kind);
   }
+  drivetest::ToolReply start_in_doubt(const drivetest::Drive& drive,
+                                      drivetest::TestKind kind) override {
+    return tools_.start_in_doubt(drive, kind);
+  }
   drivetest::ToolReply stop(const drivetest::Drive& drive) override { return tools_.stop(drive); }
   drivetest::ToolOutput scan() { return tools_.scan(); }
 

@@ -93,7 +93,7 @@ std::string line(const Started& started, bool has_history) {
   if (outcome.result == StartResult::AlreadyRunning)
     return text +
            "left alone: " + newest_test_text(row, false, has_history, drivetest::system_time()) +
-           "; --replace ends it";
+           doubt_text(outcome.status.look) + "; --replace ends it";
   text += kind_text(row) + " started";
   if (row.outcome) return text + " and ended: " + outcome_text(row);
   const auto minutes = outcome.status.look.abilities[static_cast<std::size_t>(*row.kind)].minutes;

@@ -55,7 +55,7 @@ std::string test_text(const Looked& one, bool has_history) {
     return (has_history || one.last ? text : "not known") + " (in standby, not looked at)";
   if (!one.is_unknown() && !one.last && !one.status.look.inability.empty())
     return "cannot be tested: " + one.status.look.inability;
-  return text;
+  return text + doubt_text(one.status.look);
 }
 
 std::string table(const std::vector<Looked>& all, bool has_history, const Output& output) {
@@ -81,6 +81,7 @@ Json json_of(const Looked& one) {
   Json json = drive_json(one.drive, one.status.look);
   json["running"] = row_json(one.status.look, one.status.running);
   json["stalled"] = one.status.is_stalled;
+  json["doubtful"] = one.status.look.running && one.status.look.running->is_doubtful;
   json["last"] = row_json(one.status.look, one.last && one.last->outcome ? one.last : std::nullopt);
   json["reason"] = text_or_null(one.reason());
   return json;

@@ -83,6 +83,13 @@ std::string owned_test_text(const TestRow& row, bool has_history) {
   return kind_text(row) + (has_history ? " of " + starter_text(row) : "");
 }
 
+std::string doubt_text(const drivetest::Look& look) {
+  const bool is_doubtful = look.running && look.running->is_doubtful;
+  return is_doubtful
+             ? "; the drive says that a test is at its end, which it also says when none runs"
+             : "";
+}
+
 std::string fault_text(const drivetest::Look& look) {
   if (look.fault == drivetest::LookFault::Standby)
     return "it is in standby; --wake asks it all the same";

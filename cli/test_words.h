@@ -32,6 +32,9 @@ std::string starter_text(const drivetest::TestRow& row);
 // "long test of somebody else"; "long test" where no history tells who began it.
 std::string owned_test_text(const drivetest::TestRow& row, bool has_history);
 
+// What is to be known of a drive that says "running" of a test which may be over; empty of others.
+std::string doubt_text(const drivetest::Look& look);
+
 // Why the drive was not looked at, with what to do where that is known.
 std::string fault_text(const drivetest::Look& look);
 

@@ -37,9 +37,10 @@ class FakeDrive : public DriveAccess {
 
   bool writes_entries = true;
   bool obeys_stop = true;
-  std::chrono::seconds delay{};      // until a test that was started shows
-  int result_code = 0;               // of tests that run to their end
-  std::optional<ToolReply> refusal;  // instead of starting
+  bool says_running_for_ever = false;  // ATA: from the last tenth of a test on
+  std::chrono::seconds delay{};        // until a test that was started shows
+  int result_code = 0;                 // of tests that run to their end
+  std::optional<ToolReply> refusal;    // instead of starting
   LookFault fault = LookFault::None;
   std::size_t most_rows = 21;
   std::function<void()> before_start;  // what others do meanwhile
@@ -64,13 +65,21 @@ class FakeDrive : public DriveAccess {
       look.running = RunningTest{std::nullopt, left / 10 * 10};
       if (drive_.protocol != Protocol::Ata) look.running = RunningTest{test_->kind, left};
     }
-    if (drive_.protocol == Protocol::Ata) look.status_code = shows_test() ? kRunningCode : status_;
+    const bool is_at_end = !look.running || look.running->remaining_percent < 10U;
+    if (says_running_for_ever && is_at_end) look.running = RunningTest{std::nullopt, 0U, true};
+    if (drive_.protocol == Protocol::Ata) look.status_code = look.running ? kRunningCode : status_;
     return look;
   }
 
   ToolReply start(const Drive&, TestKind kind) override {
     if (before_start) before_start();
     if (refusal) return *refusal;
+    if (says_running_for_ever) return {ToolAnswer::Busy, "another test runs"};
+    begin(kind);
+    return {ToolAnswer::Accepted, ""};
+  }
+
+  ToolReply start_in_doubt(const Drive&, TestKind kind) override {
     begin(kind);
     return {ToolAnswer::Accepted, ""};
   }

@@ -56,7 +56,8 @@ Decision decide(const DriveState& state, const Look& look, Time now,
   // A look asks for the status first and for the log then: a test that ends between the two shows
   // as running and as ended. A second look tells whether another one runs.
   const bool has_news = state.log && !growth.added.empty();
-  decision.look_again = look.running && has_news && !circumstances.is_second_look;
+  const bool is_testing = look.running && !look.running->is_doubtful;
+  decision.look_again = is_testing && has_news && !circumstances.is_second_look;
   if (state.running) {
     const ProgressFinding finding = progress_of(*state.running, look, growth, now, circumstances);
     const bool is_without_trace =
@@ -71,7 +72,7 @@ Decision decide(const DriveState& state, const Look& look, Time now,
   }
   change.added = rows_of(look, growth.added);
   const bool has_row = change.running && !change.running->outcome;
-  if (look.running && !has_row && !decision.look_again)
+  if (is_testing && !has_row && !decision.look_again)
     change.added.push_back(row_of_running(look, now));
   if (look.has_log) change.log = look.log;
   return decision;
@@ -247,7 +248,7 @@ StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool
   // Nobody's test is ended for one that cannot be.
   if (std::string why = why_not_able(outcome.status.look, kind); replace && !why.empty())
     return end(StartResult::NotAble, std::move(why));
-  if (outcome.status.look.running && replace) {
+  if (outcome.status.is_testing() && replace) {
     StopOutcome stopped = stop(place, wake);
     outcome.status = stopped.status;
     outcome.replaced = stopped.row;
@@ -255,7 +256,7 @@ StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool
       return end(StartResult::NotStarted, "the test that runs does not stop: " + stopped.reason);
   }
   const Look& look = outcome.status.look;
-  if (look.running) {
+  if (outcome.status.is_testing()) {
     outcome.row = outcome.status.running;
     return end(StartResult::AlreadyRunning, "");
   }
@@ -266,8 +267,18 @@ StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool
     outcome.row = outcome.status.running;
     return end(StartResult::AlreadyRunning, "");
   }
-  const Drive drive = look.drive;
-  return await_start(std::move(outcome), access_.start(drive, kind), *row);
+  const ToolReply reply = tell_to_start(look, kind);
+  return await_start(std::move(outcome), reply, *row);
+}
+
+// A tool refuses to start over a test that the drive may only say to run. What has begun since the
+// look is left alone.
+ToolReply Keeper::tell_to_start(const Look& look, TestKind kind) {
+  ToolReply reply = access_.start(look.drive, kind);
+  if (!look.running || reply.answer != ToolAnswer::Busy) return reply;
+  const Look now = access_.look(look.drive.place, true);
+  const bool is_as_before = now.fault == LookFault::None && now.running && now.running->is_doubtful;
+  return is_as_before ? access_.start_in_doubt(look.drive, kind) : reply;
 }
 
 // The tool's word proves nothing: the drive has to show the test, or its entry.
@@ -319,8 +330,10 @@ StopOutcome Keeper::stop(const Place& place, bool wake) {
     if (status.look.fault != LookFault::None) continue;
     if (!status.ended.empty()) outcome.row = status.ended.front();
     outcome.status = std::move(status);
-    if (outcome.status.look.running) continue;
-    outcome.result = StopResult::Stopped;
+    if (outcome.status.is_testing()) continue;
+    // A drive that still says the same as before, and of whose test nobody knows, had none.
+    const bool had_none = !outcome.row && outcome.status.look.running;
+    outcome.result = had_none ? StopResult::NothingRuns : StopResult::Stopped;
     return outcome;
   }
   outcome.reason = was_stopped ? "the drive took the command, but the test goes on" : reply.words;
@@ -329,7 +342,7 @@ StopOutcome Keeper::stop(const Place& place, bool wake) {
 
 std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, Source source) {
   const DriveStatus status = look(place, true);
-  if (status.look.fault != LookFault::None || status.look.running) return std::nullopt;
+  if (status.look.fault != LookFault::None || status.is_testing()) return std::nullopt;
   return begin(status.look, kind, source);
 }
 
@@ -337,7 +350,7 @@ std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {
   const DriveStatus status =
       settle_by_looks(see(row.place, true), true, {.is_over = true, .was_seen = was_seen});
   if (!status.ended.empty()) return status.ended.front();
-  if (status.look.running) return status.running;
+  if (status.is_testing()) return status.running;
   if (was_seen) return row;
   withdraw(row);
   return std::nullopt;

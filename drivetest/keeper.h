@@ -33,6 +33,10 @@ struct DriveStatus {
   std::optional<TestRow> running;  // with look.fault: as it was at the last look
   std::vector<TestRow> ended;      // by this look
   bool is_stalled = false;
+
+  // Whether the drive is busy with a test. One that may only say so is not, unless the history
+  // knows of the test.
+  bool is_testing() const { return look.running && (running || !look.running->is_doubtful); }
 };
 
 enum class StartResult {
@@ -107,6 +111,7 @@ class Keeper {
   Settled settle_by(SeenLook& seen, bool wake, const Circumstances& circumstances);
   DriveStatus settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances);
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
+  ToolReply tell_to_start(const Look& look, TestKind kind);
   StartOutcome await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row);
 
   History* opened_history();

@@ -27,11 +27,12 @@ struct LogEntry {
   bool operator==(const LogEntry&) const = default;
 };
 
-// A test that the drive does now, whoever has started it.
+// A test that the drive does now, no matter who has started it.
 struct RunningTest {
   std::optional<TestKind> kind;               // ATA's status does not tell it
   std::optional<unsigned> remaining_percent;  // in the drive's own steps: ATA 10 %, others 1 %
-  // Some drives say the same when the test has ended. Then its entry in the log decides.
+  // Some drives go on saying that a test is at its end when it has ended. Such a word alone makes no
+  // test: see progress.h.
   bool is_doubtful = false;
 
   bool operator==(const RunningTest&) const = default;

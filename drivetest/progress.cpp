@@ -57,6 +57,15 @@ void go_on(TestRow& row, const RunningTest& running, Time now) {
   if (!row.kind) row.kind = running.kind;
 }
 
+// Whether what the drive shows is the row's test. A drive that says "at its end" also when the test
+// is over is believed of one that was seen running, until it is stalled.
+bool is_shown(const TestRow& row, const Look& look, Time now, const Circumstances& circumstances) {
+  if (!look.running) return false;
+  if (!look.running->is_doubtful) return !is_another(row, look);
+  const bool is_known_to_be_over = circumstances.was_stopped || circumstances.is_over;
+  return row.looked && !is_known_to_be_over && !is_stalled(row, look.abilities, now);
+}
+
 // Whether the drive has had the time that it announced, and for what was left when it was last seen
 // running, that share of it.
 bool had_its_time(const TestRow& row, const Abilities& abilities, Time now) {
@@ -86,14 +95,11 @@ std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
   return look.log.empty() && !is_too_early ? verdict : std::nullopt;
 }
 
-Verdict verdict_without_entry(const TestRow& row, const Look& look, const LogGrowth& growth,
-                              const std::string& reason, Time now,
+Verdict verdict_without_trace(const TestRow& row, const std::string& reason,
                               const Circumstances& circumstances) {
-  const bool was_seen = circumstances.was_seen;
-  if (auto verdict = verdict_by_status(row, look, growth, now, was_seen)) return *verdict;
   if (circumstances.was_stopped)
     return {Outcome::Aborted, "stopped by hddtest; the drive has written no entry"};
-  if (!row.looked && !was_seen)
+  if (!row.looked && !circumstances.was_seen)
     return {Outcome::Unknown, "no look showed the test running, and " + reason};
   return {Outcome::Unknown, reason};
 }
@@ -110,16 +116,19 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   if (own.entry) {
     end(finding.row, protocol, *own.entry, now);
     finding.entry = own.entry;
-  } else if (look.running && !is_another(row, look)) {
+  } else if (is_shown(row, look, now, circumstances)) {
     go_on(finding.row, *look.running, now);
-  } else if (look.running) {
+  } else if (look.running && !look.running->is_doubtful) {
     end(finding.row, {Outcome::Unknown, "another test runs in the drive, and " + own.reason}, now);
   } else if (!circumstances.is_second_look) {
     finding.look_again = true;
+  } else if (auto verdict = verdict_by_status(row, look, growth, now, circumstances.was_seen)) {
+    end(finding.row, *std::move(verdict), now);
+    if (finding.row.outcome != Outcome::Unknown) finding.row.result_code = look.status_code;
   } else {
-    end(finding.row, verdict_without_entry(row, look, growth, own.reason, now, circumstances), now);
-    if (finding.row.outcome != Outcome::Unknown && look.status_code)
-      finding.row.result_code = look.status_code;
+    if (look.running)
+      own.reason = "the drive goes on saying that the test is at its end; " + own.reason;
+    end(finding.row, verdict_without_trace(row, own.reason, circumstances), now);
   }
   return finding;
 }

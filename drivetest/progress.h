@@ -26,6 +26,8 @@ struct Circumstances {
   bool was_seen = false;     // by who began it, while it ran
 };
 
+// What a drive shows that may say "running" of a test which is over (RunningTest::is_doubtful) is
+// taken for the row's test only if an earlier look has shown that running, and until it is stalled.
 // `look` has no fault, `growth` is that of the drive's log since the row began or was last brought
 // up to date.
 ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowth& growth, Time now,

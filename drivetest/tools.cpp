@@ -174,6 +174,11 @@ ToolReply Tools::start(const Drive& drive, TestKind kind) {
   return tell(drive, {"--json=o", "-t", smartctl_name(kind)}, nvme_code(kind));
 }
 
+// smartctl, too, asks the drive whether a test runs.
+ToolReply Tools::start_in_doubt(const Drive& drive, TestKind kind) {
+  return tell(drive, {"--json=o", "-t", "force", "-t", smartctl_name(kind)}, nvme_code(kind));
+}
+
 ToolReply Tools::stop(const Drive& drive) { return tell(drive, {"--json=o", "-X"}, "0xf"); }
 
 ToolOutput Tools::scan() { return run(kSmartctl, {"--json=o", "--scan-open"}); }

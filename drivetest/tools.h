@@ -19,6 +19,7 @@ class Tools : public DriveAccess {
  public:
   Look look(const Place& place, bool wake) override;
   ToolReply start(const Drive& drive, TestKind kind) override;
+  ToolReply start_in_doubt(const Drive& drive, TestKind kind) override;
   ToolReply stop(const Drive& drive) override;
 
   // What "smartctl --scan-open" prints as JSON.

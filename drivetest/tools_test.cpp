@@ -137,6 +137,16 @@ TEST_F(ToolsCall, TakesSmartctlWhereItIsNewEnough) {
   EXPECT_THAT(calls(), testing::Not(HasSubstr("self-test-log")));
 }
 
+TEST_F(ToolsCall, LetsSmartctlNotAskWhetherATestRunsWhereTheDriveDoesNotKnow) {
+  install("smartctl");
+  answer("smartctl.else", R"({"smartctl":{"version":[7,3],"output":["Testing has begun."]}})");
+  Drive drive;
+  drive.protocol = Protocol::Ata;
+  drive.place = {"/dev/sda", ""};
+  EXPECT_EQ(tools_.start_in_doubt(drive, TestKind::Long).answer, ToolAnswer::Accepted);
+  EXPECT_THAT(calls(), HasSubstr("smartctl --json=o -t force -t long /dev/sda [C]"));
+}
+
 TEST_F(ToolsCall, SaysWhichVersionOfNvmeIsNeeded) {
   install_smartctl("3");
   install_nvme();

@@ -24,6 +24,8 @@ class Stage:
         self.event("make", str(self.standin / "libstandin.so"))
         for name, text in life.tools.items():
             tool = self.folder / "bin" / name
+            if tool.exists():
+                tool.rename(tool.with_name("standin_" + name))
             tool.write_text("#!/bin/sh\n" + text)
             tool.chmod(0o755)
         self.environment = dict(

@@ -71,8 +71,10 @@ static void smart_data(struct StandInDrive* drive, int64_t now, uint8_t* block) 
   for (int i = 0; i < 3; ++i) memcpy(block + 2 + (size_t)12 * i, attributes[i], 12);
   put_le(block + 2 + 12 + 5, (uint64_t)power_on_hours(drive, now), 4);
   block[362] = 0x82;
-  block[363] = self_test_shows(drive, now) ? (uint8_t)(0xf0 | self_test_tenths(drive, now))
-                                           : (uint8_t)drive->status;
+  if (self_test_shows(drive, now))
+    block[363] = (uint8_t)(0xf0 | self_test_tenths(drive, now));
+  else
+    block[363] = drive->stays_at_end ? 0xf0 : (uint8_t)drive->status;
   put_le(block + 364, 575, 2);
   block[367] = (uint8_t)capabilities(drive);
   block[368] = 3;

@@ -52,6 +52,7 @@ static const struct Field kFields[] = {
     NUMBER(seconds, 0),
     NUMBER(ends_at, 100),
     NUMBER(stuck_at, -1),
+    NUMBER(stays_at_end, 0),
     NUMBER(start_delay, 0),
     NUMBER(refusals, -1),
     NUMBER(spins_down, 0),
