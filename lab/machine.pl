@@ -5,7 +5,8 @@
 #   machine.pl --permitted                                 whether this machine lets us play lives
 #
 # LIFE is SECONDS:OUTCOME[:BLOCK]: each self-test takes so many seconds of the guest's time and ends
-# so, with the first unreadable block; or it is smart-off.
+# so, with the first unreadable block; or it is smart-off. A reset of the machine interrupts a test
+# that runs.
 #
 # The emulated drives know SMART, but end every self-test at once and without error. Real ones take
 # their time, so this program rewrites their self-test logs in the emulator's memory while the guest
@@ -89,16 +90,20 @@ sub begin_life {
 }
 
 sub live {
-    my ( $drive, $now ) = @_;
+    my ( $drive, $now, $is_reset ) = @_;
     my ( $seconds, $outcome, $block ) = split /:/, $drive->{life};
     my $count = ord peek( $drive->{count}, 1 );
-    return if !$count;
+    return if !$count || $count == ( $drive->{interrupted} // 0 );
     if ( $count != ( $drive->{seen} // 0 ) ) {
         @$drive{qw(seen started)} = ( $count, $now );
     }
     my $entry  = $drive->{log} + 2 + 24 * ( $count - 1 );
     my $tenths = 9 - int( 9 * ( $now - $drive->{started} ) / $seconds );    # not yet tested
-    if ( $tenths > 0 ) {
+    if ( $tenths > 0 && $is_reset ) {
+        poke( $entry + 1, chr( 0x20 | $tenths ) );
+        $drive->{interrupted} = $count;
+    }
+    elsif ( $tenths > 0 ) {
         poke( $entry + 1, chr( 0xf0 | $tenths ) );
     }
     else {
@@ -134,10 +139,18 @@ sub start {
     return $process;
 }
 
+# Brings all drives up to date with the guest's clock.
+sub live_all {
+    my ($is_reset) = @_;
+    my $now = guest_seconds();
+    live( $_, $now, $is_reset ) for grep { $_->{life} ne 'smart-off' } values %drives;
+}
+
 sub run {
     my ($process) = @_;
     command('{"execute": "qmp_capabilities"}');
     while (<$monitor>) {
+        live_all(1) if $memory && /"event": "RESET"/;
         next unless /"event": "STOP"/;
         if ( !$memory && %drives ) {
             open_memory($process) or die "the emulator's memory cannot be opened: $!\n";
@@ -147,8 +160,7 @@ sub run {
                 begin_life( $drives{$serial} );
             }
         }
-        my $now = guest_seconds();
-        live( $_, $now ) for grep { $_->{life} ne 'smart-off' } values %drives;
+        live_all(0);
         command('{"execute": "cont"}');
     }
 }

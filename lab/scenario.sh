@@ -10,6 +10,9 @@
 #                          on which the test is not offered
 #   with_udev              the guest runs udev
 #   with_client            the guest has wbemcli, as this machine has it
+#   with_nvme              the guest has nvme, as this machine has it
+#   lasting_disk           /var/lib is on a disk that stays when guest calls power_cycle; then drivers are
+#                          loaded in the opposite order, and guest_again() { ...; } runs
 #   real_time              the guest's clock does not leap: takes a third less where nothing waits
 #   pack() { ...; }        on the host, puts more files into the guest's root, its argument
 #   guest() { ...; }       runs in the guest's shell; $format is --json, or empty on a console
@@ -53,13 +56,26 @@ drive() {
 
 machine() { devices+=(-smbios "type=1,product=$1" ${2+-smbios "type=0,version=$2"}); }
 
+# In the guest's memory, which a reset leaves alone. A file on the host would make the guest wait.
+lasting_disk() {
+  lasting=yes reboot=()
+  kernel_options+=('memmap=16M!128M')
+  with_program mkfs.ext4
+}
+
 real_time() { clock=(); }
 
 with_udev() { udev=("$build/lab/udev.cpio"); }
 
-with_client() {
-  client=$(command -v wbemcli) || { echo "skipped $name: wbemcli is not installed"; exit 77; }
+with_program() { # with_program NAME: as this machine has it
+  local program
+  program=$(PATH=$PATH:/usr/sbin:/sbin command -v "$1") || { echo "skipped $name: $1 is not installed"; exit 77; }
+  programs+=("$program")
 }
+
+with_client() { with_program wbemcli; }
+
+with_nvme() { with_program nvme; }
 
 pack() { :; }
 
@@ -137,10 +153,10 @@ pack_libraries() {
     done
 }
 
-pack_client() {
-  [ -n "$client" ] || return 0
-  mkdir -p "$1/usr/bin" && cp -L "$client" "$1/usr/bin"
-  pack_libraries "$1" "$client"
+pack_tools() {
+  [ ${#programs[@]} -gt 0 ] || return 0
+  mkdir -p "$1/usr/bin" && cp -L "${programs[@]}" "$1/usr/bin"
+  pack_libraries "$1" "${programs[@]}"
 }
 
 # The program as it stands in the build tree, and the libraries that it needs.
@@ -156,29 +172,46 @@ pack_program() {
 
 archive() { ( cd "$1" && find . | "$build"/lab/unpacked/busybox-static/bin/busybox cpio -o -H newc -R 0:0 2> /dev/null ); }
 
+load_drivers() { # load_drivers DRIVER...: in this order
+  local driver present=${lasting:+1}
+  for driver; do
+    present=$((present + on_controller[$driver]))
+    echo "load '${controllers[$driver]%% *}' $present"
+  done
+}
+
+# run_guest FUNCTION: and take what it left out of the guest
+run_guest() {
+  declare -f "$1"
+  if [ -n "$console" ]; then
+    echo "export format= TERM=${TERM:-dumb} ${NO_COLOR:+NO_COLOR=1}"
+    if [ -n "$terminal" ]; then echo "stty cols $(tput cols) rows $(tput lines)"; echo "$1"; else echo "$1 | cat"; fi
+  else
+    echo "$1 > /tmp/output 2> /tmp/errors; echo \$? > /tmp/status"
+    echo leave_results
+  fi
+}
+
 # What the guest runs. The first test gives each drive the log by which machine.pl knows it.
 guest_commands() {
   cat "$lab/guest/words"
   echo 'export PATH=/opt/hddtest/bin:$PATH HVX_LOG_FILE=/tmp/log format=--json'
   if [ ${#udev[@]} -gt 0 ]; then echo start_udev; fi
-  local driver present=0
-  for driver in "${drivers[@]}"; do
-    present=$((present + on_controller[$driver]))
-    echo "load '${controllers[$driver]%% *}' $present"
-  done
+  if [ -n "$lasting" ]; then
+    echo mount_lasting_disk
+    echo 'if [ -e /var/lib/begun ]; then'
+    local opposite
+    mapfile -t opposite < <(printf '%s\n' "${drivers[@]}" | tac)
+    load_drivers "${opposite[@]}"
+    run_guest guest_again
+    echo 'poweroff -f; fi; touch /var/lib/begun; sync'
+  fi
+  load_drivers "${drivers[@]}"
   if [ ${#lives[@]} -gt 0 ]; then
     echo 'for drive in /dev/sd?; do /lab/smartctl -t short $drive; done > /dev/null'
     echo 'smartctl -V > /dev/null'
   fi
-  declare -f guest
-  if [ -n "$console" ]; then
-    echo "export format= TERM=${TERM:-dumb} ${NO_COLOR:+NO_COLOR=1}"
-    if [ -n "$terminal" ]; then echo "stty cols $(tput cols) rows $(tput lines)"; echo guest; else echo 'guest | cat'; fi
-  else
-    echo 'guest > /tmp/output 2> /tmp/errors; echo $? > /tmp/status'
-    echo 'modprobe -a virtio_pci 9pnet_virtio 9p'
-    echo 'mount -t 9p -o trans=virtio,version=9p2000.L results /mnt && cp /tmp/* /mnt'
-  fi
+  run_guest guest
 }
 
 # On a busy host the starting kernel does not get the interrupts by which it checks its timer, and
@@ -190,11 +223,11 @@ run_machine() {
   if [ -n "$console" ]; then real_time; fi
   mkdir -p "$work/$name/lab"
   guest_commands > "$work/$name/lab/scenario"
-  pack_client "$work/$name"
+  pack_tools "$work/$name"
   pack "$work/$name"
   { cat "$build/lab/base.cpio" "${udev[@]}" "$work/program.cpio"; archive "$work/$name"; } > "$work/$name.cpio"
   timeout --foreground 300 "$lab/machine.pl" "${lives[@]}" -- qemu-system-x86_64 -M pc -accel tcg -m 384 -nodefaults \
-    -display none -no-reboot -rtc base=2020-01-01,clock=vm -device pvpanic -action panic=pause "${clock[@]}" \
+    -display none "${reboot[@]}" -rtc base=2020-01-01,clock=vm -device pvpanic -action panic=pause "${clock[@]}" \
     -kernel "$build/lab/vmlinux" -initrd "$work/$name.cpio" -append "${kernel_options[*]}" \
     -serial stdio -virtfs "local,path=$results,mount_tag=results,security_model=none" \
     "${devices[@]}" < /dev/null
@@ -206,7 +239,7 @@ run_scenario() {
   results=$build/lab/results/$name
   # Under virtual time the guest's clock leaps to the next timer whenever the guest is idle.
   clock=(-icount shift=2,sleep=off)
-  devices=() drivers=() lives=() drives=0 udev=() client=
+  devices=() drivers=() lives=() drives=0 udev=() programs=() lasting= reboot=(-no-reboot)
   local -A on_controller=()
   [ -f "$lab/scenarios/$name.sh" ] || wrong "there is no such scenario"
   source "$lab/scenarios/$name.sh"
