@@ -172,20 +172,19 @@ std::string DriveTests::identity_of(const ChosenDrive& drive) {
 }
 
 // A drive that says nothing, as in standby, is known by what the kernel knows of it or, where that
-// is but the serial number, by the only drive that was tested here and has it.
+// is but the serial number, by the only drive that was seen here and has it.
 std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
   if (look.fault == LookFault::None) return look.drive.identity();
   Drive known = drive.known;
   known.place = drive.place;
   known.shares_identity = drives_.is_apart(drive.place);
   if (!known.claimed_identity().empty() || known.serial_number.empty()) return known.identity();
-  std::set<std::string> tested;
-  for (const drivetest::KeptTest& test : history().last_of_each_drive())
-    if (test.drive.serial_number == known.serial_number &&
-        test.row.machine_id == drivetest::this_host().machine_id &&
-        (!known.shares_identity || test.row.drive.ends_with(known.identity())))
-      tested.insert(test.row.drive);
-  return tested.size() == 1 ? *tested.begin() : known.identity();
+  std::set<std::string> seen;
+  for (const drivetest::KnownDrive& one : history().drives())
+    if (one.drive.serial_number == known.serial_number &&
+        (!known.shares_identity || one.identity.ends_with(known.identity())))
+      seen.insert(one.identity);
+  return seen.size() == 1 ? *seen.begin() : known.identity();
 }
 
 std::optional<TestRow> DriveTests::newest(const ChosenDrive& drive, const DriveStatus& status) {

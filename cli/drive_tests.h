@@ -83,8 +83,9 @@ class DriveTests {
   std::optional<drivetest::TestRow> newest(const ChosenDrive& drive,
                                            const drivetest::DriveStatus& status);
 
-  // By what the history knows the drive.
+  // By what the history knows the drive. Without a look at it, it is looked at.
   std::string identity_of(const ChosenDrive& drive);
+  std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
 
   // Whether the history told who began tests, and which there were.
   bool has_history() const { return keeper_.history_fault().empty(); }
@@ -93,7 +94,6 @@ class DriveTests {
   void tell_of_history();
 
  private:
-  std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
   // By what the drives themselves say; none is woken.
   std::vector<drivetest::FoundDrive> with_serial_numbers(std::vector<drivetest::FoundDrive> found);
   void tell_apart(std::vector<drivetest::FoundDrive>& found, bool is_told);

@@ -157,6 +157,12 @@ std::optional<KeptTest> History::running(std::string_view drive) {
   return test;
 }
 
+std::vector<KnownDrive> History::drives() {
+  std::vector<KnownDrive> drives;
+  read([&] { drives = read_drives(*database_, options_.host.machine_id); });
+  return drives;
+}
+
 std::vector<KeptTest> History::last_of_each_drive() {
   std::vector<KeptTest> tests;
   read([&] {

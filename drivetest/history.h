@@ -86,6 +86,8 @@ class History {
   // The rows of this machine that run.
   std::vector<KeptTest> running();
   std::optional<KeptTest> running(std::string_view drive);
+  // The drives of this machine, also those that are gone or were never tested.
+  std::vector<KnownDrive> drives();
   // The newest row of each drive, of this and other machines.
   std::vector<KeptTest> last_of_each_drive();
   // The rows of a drive of this machine, the newest first.

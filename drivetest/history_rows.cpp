@@ -80,6 +80,20 @@ std::vector<unsigned> divided(const std::string& text) {
   return numbers;
 }
 
+// The columns from protocol to is_rotational.
+Drive next_drive(Query& query) {
+  Drive drive;
+  drive.protocol = read_name(query.next_text(), protocol_named);
+  drive.model = query.next_text();
+  drive.serial_number = query.next_text();
+  drive.firmware = query.next_text();
+  drive.world_wide_name = query.next_text();
+  drive.size = query.next_optional_unsigned();
+  const std::optional<std::int64_t> is_rotational = query.next_optional_integer();
+  if (is_rotational) drive.is_rotational = *is_rotational != 0;
+  return drive;
+}
+
 std::vector<LogEntry> read_log_seen(Database& database, std::int64_t drive) {
   Query query = database.query(
       "SELECT test_code, kind, result_code, remaining_percent, hours, first_bad_block, segment, "
@@ -188,14 +202,7 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number) {
   row.number = number;
   row.machine_id = query.next_text();
   row.drive = query.next_text();
-  drive.protocol = read_name(query.next_text(), protocol_named);
-  drive.model = query.next_text();
-  drive.serial_number = query.next_text();
-  drive.firmware = query.next_text();
-  drive.world_wide_name = query.next_text();
-  drive.size = query.next_optional_unsigned();
-  const std::optional<std::int64_t> is_rotational = query.next_optional_integer();
-  if (is_rotational) drive.is_rotational = *is_rotational != 0;
+  drive = next_drive(query);
   row.id = query.next_text();
   row.host_name = query.next_text();
   row.place.device = query.next_text();
@@ -224,6 +231,20 @@ KeptTest read_known_test(Database& database, std::int64_t number) {
   std::optional<KeptTest> test = read_test(database, number);
   if (!test) throw_unreadable("an index has a test that is not there");
   return *std::move(test);
+}
+
+std::vector<KnownDrive> read_drives(Database& database, std::string_view machine_id) {
+  Query query = database.query(
+      "SELECT identity, protocol, model, serial_number, firmware, world_wide_name, size,"
+      " is_rotational FROM drives WHERE machine_id = ? ORDER BY number",
+      machine_id);
+  std::vector<KnownDrive> drives;
+  while (query.step()) {
+    KnownDrive& known = drives.emplace_back();
+    known.identity = query.next_text();
+    known.drive = next_drive(query);
+  }
+  return drives;
 }
 
 DriveState read_state(Database& database, std::int64_t drive) {

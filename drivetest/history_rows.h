@@ -32,6 +32,9 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number);
 // there is no such row.
 KeptTest read_known_test(Database& database, std::int64_t number);
 
+// The drives of a machine, in the order in which they became known.
+std::vector<KnownDrive> read_drives(Database& database, std::string_view machine_id);
+
 DriveState read_state(Database& database, std::int64_t drive);
 void keep_log_seen(Database& database, std::int64_t drive, const std::vector<LogEntry>& log,
                    Time looked);

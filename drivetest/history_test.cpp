@@ -264,6 +264,21 @@ TEST_F(HistoryTest, ForgetsWhatEndedBeforeADate) {
   EXPECT_EQ(history.state(drive(2).identity()).log, change.log);
 }
 
+TEST_F(HistoryTest, KnowsTheDrivesOfThisMachineTestedOrNot) {
+  History history(options());
+  History(options("b")).begin(drive(3), begun_row(3));
+  tested(history, 2);
+  DriveChange change;
+  change.log.emplace();
+  EXPECT_TRUE(history.change(drive(1), {}, change));
+  const std::vector<KnownDrive> known = history.drives();
+  ASSERT_EQ(known.size(), 2U);
+  EXPECT_EQ(known[0].identity, drive(2).identity());
+  EXPECT_EQ(known[1].identity, drive(1).identity());
+  EXPECT_EQ(known[1].drive.firmware, "F1");
+  EXPECT_EQ(known[1].drive.size, drive(1).size);
+}
+
 TEST_F(HistoryTest, ShowsWhatADriveSaidLast) {
   History history(options());
   tested(history, 1);

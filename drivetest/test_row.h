@@ -70,4 +70,10 @@ struct KeptTest {
   TestRow row;
 };
 
+// A drive that the history knows, tested or not. Where it was belongs to its tests.
+struct KnownDrive {
+  std::string identity;  // Drive::identity()
+  Drive drive;
+};
+
 }  // namespace drivetest
