@@ -138,7 +138,7 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
   for (const Command& command :
        {drives_command(invocation), run_command(invocation), start_command(invocation),
         status_command(invocation), stop_command(invocation), history_command(invocation),
-        check_command(invocation), serve_command(invocation), passwd_command(),
+        metrics_command(invocation), check_command(invocation), serve_command(invocation), passwd_command(),
         enumerate_command(invocation), invoke_command(invocation), help_command(program)})
     add_command(program, invocation, command);
   // For the build, which installs what it prints.

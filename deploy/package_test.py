@@ -75,7 +75,7 @@ class PackageTest(PackageCase):
               for name in ("copyright", "changelog.Debian.gz")),
             "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest/NEWS.Debian.gz",
             *(f"usr/share/doc/hddtest/docs/{name}.md"
-              for name in ("architecture", "clients", "deployment", "faults", "history",
+              for name in ("architecture", "clients", "deployment", "faults", "fleet", "history",
                            "limits", "troubleshooting")),
             *(f"usr/share/doc/hddtest-module/{name}.md"
               for name in ("deployment", "faults", "history", "limits", "troubleshooting")),

@@ -1,0 +1,135 @@
+// hddtest metrics: drives and their tests for monitoring systems.
+#include "cli/metrics.h"
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "cli/metrics_text.h"
+#include "cli/output.h"
+#include "cli/published_file.h"
+#include "cli/test_words.h"
+
+namespace cli {
+namespace {
+
+using drivetest::DriveStatus;
+using drivetest::KeptTest;
+using drivetest::LookFault;
+using drivetest::TestRow;
+
+struct MetricsOptions {
+  // One at most; a list, so that an empty text is told from none.
+  std::vector<std::string> output;
+};
+
+constexpr const char* kFooter =
+    "Looks at the drives as 'hddtest status' does, drives in standby left in peace, and prints\n"
+    "them and their tests in the text format of Prometheus. With --output the file is replaced\n"
+    "at once, in mode 0644, as the textfile collector of node_exporter wants it. Drives that\n"
+    "could not be looked at are counted in hddtest_scrape_errors, and told.\n"
+    "Exit status: 0, or 3 if the metrics could not be written.";
+
+std::vector<TestRow> rows_of(drivetest::History& history, const std::string& identity) {
+  std::vector<TestRow> rows;
+  for (KeptTest& test : history.of_drive(identity, std::numeric_limits<std::size_t>::max()))
+    rows.push_back(std::move(test.row));
+  return rows;
+}
+
+// What this look alone has shown.
+std::vector<TestRow> rows_of(const DriveStatus& status) {
+  std::vector<TestRow> rows = status.ended;
+  if (status.running) rows.insert(rows.begin(), *status.running);
+  return rows;
+}
+
+MeasuredDrive measured(const ChosenDrive& chosen, DriveStatus status) {
+  MeasuredDrive one;
+  one.identity = status.look.drive.identity();
+  one.drive = chosen.known;
+  one.is_stalled = status.is_stalled;
+  one.tests = rows_of(status);
+  one.look = std::move(status.look);
+  return one;
+}
+
+// The history knows more of the drives than they say now, and of drives that are gone.
+void add_history(DriveTests& tests, const std::vector<ChosenDrive>& chosen,
+                 std::vector<MeasuredDrive>& drives) {
+  std::set<std::string> present;
+  for (std::size_t i = 0; i < chosen.size(); ++i) {
+    MeasuredDrive& one = drives[i];
+    one.identity = tests.identity_of(chosen[i], *one.look);
+    present.insert(one.identity);
+    one.tests = rows_of(tests.history(), one.identity);
+  }
+  for (const drivetest::KnownDrive& known : tests.history().drives()) {
+    if (present.contains(known.identity)) {
+      for (MeasuredDrive& one : drives)
+        if (one.identity == known.identity) one.drive = known.drive;
+      continue;
+    }
+    MeasuredDrive gone;
+    gone.identity = known.identity;
+    gone.drive = known.drive;
+    gone.tests = rows_of(tests.history(), known.identity);
+    drives.push_back(std::move(gone));
+  }
+}
+
+int metrics(const MetricsOptions& options, bool json) {
+  if (json)
+    throw WrongCommandLine("metrics have one form only; 'hddtest status --json' tells the same");
+  if (options.output.size() > 1) throw WrongCommandLine("--output takes one FILE");
+  if (!options.output.empty() && options.output.front().empty())
+    throw WrongCommandLine("--output needs the name of a file");
+  DriveTests tests;
+  const std::string text = measure(tests);
+  if (options.output.empty())
+    standard_output().write(text);
+  else
+    publish(options.output.front(), text);
+  return kStatusOk;
+}
+
+}  // namespace
+
+std::string measure(DriveTests& tests) {
+  const std::vector<ChosenDrive> chosen = tests.choose({}, "");
+  std::vector<DriveStatus> statuses = tests.look_at(chosen, false);
+  std::vector<MeasuredDrive> drives;
+  for (std::size_t i = 0; i < chosen.size(); ++i) {
+    const drivetest::Look& look = statuses[i].look;
+    if (look.fault != LookFault::None && look.fault != LookFault::Standby)
+      complain(chosen[i].name + ": not looked at: " + fault_text(look));
+    drives.push_back(measured(chosen[i], std::move(statuses[i])));
+  }
+  std::size_t errors = 0;
+  try {
+    if (tests.has_history()) add_history(tests, chosen, drives);
+  } catch (const drivetest::HistoryError& error) {
+    complain(error.what());
+    ++errors;
+  }
+  if (!tests.has_history()) ++errors;
+  tests.tell_of_history();
+  const Metrics metrics = metrics_of(drives, errors);
+  for (const std::string& clash : metrics.clashes) complain(clash);
+  return metrics.text;
+}
+
+Command metrics_command(const Invocation& invocation) {
+  auto options = std::make_shared<MetricsOptions>();
+  return {"metrics",
+          "Prints drives and their tests for monitoring systems.",
+          kFooter,
+          {{"--output", &options->output, "Replace a file by it, for node_exporter", "FILE"}},
+          [&invocation, options] { return metrics(*options, invocation.json); }};
+}
+
+}  // namespace cli
