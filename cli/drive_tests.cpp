@@ -154,7 +154,13 @@ void DriveTests::tell_apart(std::vector<FoundDrive>& found, bool is_told) {
 }
 
 drivetest::History& DriveTests::history() {
-  if (!history_) history_ = std::make_unique<drivetest::History>();
+  if (no_history_) throw drivetest::HistoryError(*no_history_);
+  try {
+    if (!history_) history_ = std::make_unique<drivetest::History>();
+  } catch (const drivetest::HistoryError& error) {
+    no_history_ = error;
+    throw;
+  }
   return *history_;
 }
 

@@ -101,6 +101,7 @@ class DriveTests {
   DrivesApart drives_;
   SystemTime time_;
   std::unique_ptr<drivetest::History> history_;
+  std::optional<drivetest::HistoryError> no_history_;  // why it cannot be opened
   drivetest::Keeper keeper_;
 };
 

@@ -91,6 +91,8 @@ void apply(DriveState& state, const DriveChange& change) {
 
 void Keeper::note_fault(const HistoryError& error) {
   if (history_fault_.empty()) history_fault_ = error.what();
+  // Each further drive would wait as long.
+  if (error.fault() == HistoryFault::Busy) history_ = nullptr;
 }
 
 void Keeper::open_history() {
@@ -105,6 +107,20 @@ void Keeper::open_history() {
 History* Keeper::opened_history() {
   if (const OpenHistory open = std::exchange(open_, nullptr)) history_ = open();
   return history_;
+}
+
+std::optional<TestRow> Keeper::known_running(const Drive& drive) {
+  const std::string identity = drive.identity();
+  const std::lock_guard guard(lock_);
+  const auto remembered = remembered_.find(identity);
+  if (remembered != remembered_.end()) return remembered->second.running;
+  try {
+    if (history_)
+      if (const auto kept = history_->running(identity)) return kept->row;
+  } catch (const HistoryError& error) {
+    note_fault(error);
+  }
+  return std::nullopt;
 }
 
 // What the drive shows goes through the history, so that several processes at once see one truth.
@@ -205,6 +221,8 @@ DriveStatus Keeper::settle_by_looks(SeenLook seen, bool wake, Circumstances circ
     status.ended = std::move(settled.ended);
     status.is_stalled =
         status.running && is_stalled(*status.running, seen.look.abilities, time_.now());
+  } else {
+    status.running = known_running(seen.look.drive);
   }
   status.look = std::move(seen.look);
   return status;

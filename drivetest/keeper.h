@@ -30,8 +30,10 @@ struct SeenLook {
 // What a look at a drive has shown, and what the history knows of its tests since.
 struct DriveStatus {
   Look look;
-  std::optional<TestRow> running;  // with look.fault: as it was at the last look
-  std::vector<TestRow> ended;      // by this look
+  // With look.fault: as it was at the last look, where the history is open and the look tells which
+  // drive it is.
+  std::optional<TestRow> running;
+  std::vector<TestRow> ended;  // by this look
   bool is_stalled = false;
 
   // Whether the drive is busy with a test. One that may only say so is not, unless the history
@@ -69,7 +71,8 @@ struct StopOutcome {
 class Keeper {
  public:
   // Gives the history the first time that something is to be kept; nullptr or HistoryError: there
-  // is none. Then drives are tested all the same, and nothing is kept.
+  // is none. Then drives are tested all the same, and nothing is kept. So it is from then on when
+  // others have kept the history busy for all of its patience.
   using OpenHistory = std::function<History*()>;
 
   // All must outlive the keeper, the history too.
@@ -114,14 +117,15 @@ class Keeper {
   ToolReply tell_to_start(const Look& look, TestKind kind);
   StartOutcome await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row);
 
+  std::optional<TestRow> known_running(const Drive& drive);
   History* opened_history();
   void note_fault(const HistoryError& error);
 
   DriveAccess& access_;
   TimeSource& time_;
-  mutable std::mutex lock_;  // over what follows
-  OpenHistory open_;         // empty once it was called
-  History* history_ = nullptr;
+  mutable std::mutex lock_;     // over what follows
+  OpenHistory open_;            // empty once it was called
+  History* history_ = nullptr;  // none any more when it was busy
   std::string history_fault_;
   // What the history has failed to keep, by drive.
   std::map<std::string, DriveState> remembered_;

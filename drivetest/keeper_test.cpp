@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "drivetest/database.h"
 #include "drivetest/fake_drive.h"
 
 namespace drivetest {
@@ -252,6 +253,39 @@ TEST_P(KeeperTest, KeepsTheRowOfADriveThatDoesNotAnswer) {
   EXPECT_EQ(stop().result, StopResult::NotStopped);
   drive_.fault = LookFault::None;
   EXPECT_EQ(look().ended.front().outcome, Outcome::Passed);
+}
+
+TEST_P(KeeperTest, TellsTheRunningTestOfADriveThatDoesNotAnswer) {
+  start();
+  drive_.fault = LookFault::Standby;
+  const DriveStatus status = look();
+  ASSERT_TRUE(status.running);
+  EXPECT_EQ(status.running->number, rows().front().number);
+  EXPECT_FALSE(status.is_testing()) << "nobody has asked it";
+}
+
+TEST_P(KeeperTest, TellsTheRunningTestThatItRemembersItself) {
+  Keeper keeper(drive_, time_, [] { return nullptr; });
+  keeper.start(place_, TestKind::Short, false, false);
+  drive_.fault = LookFault::Standby;
+  EXPECT_TRUE(keeper.look(place_, false).running);
+}
+
+TEST_P(KeeperTest, WaitsOnceForAHistoryThatOthersKeepBusy) {
+  History impatient({.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = {}});
+  Keeper keeper(drive_, time_, [&] { return &impatient; });
+  drive_.begin(TestKind::Short);
+  SeenLook other = keeper.see(place_, false);
+  other.look.drive.world_wide_name = "wwn-0x5000000000000002";
+  {
+    const Transaction transaction(history_->database());
+    EXPECT_TRUE(keeper.look(place_, false).running);
+  }
+  EXPECT_THAT(keeper.history_fault(), testing::HasSubstr("history.sqlite"));
+  EXPECT_TRUE(keeper.settle(other, false).running);
+  EXPECT_EQ(outcomes(), "") << "it was tried again for the other drive";
+  time_.wait(minutes(3));
+  EXPECT_EQ(keeper.look(place_, false).ended.size(), 1);
 }
 
 TEST_P(KeeperTest, TestsWithoutAHistoryToo) {
