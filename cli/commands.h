@@ -12,11 +12,18 @@
 
 namespace cli {
 
+// What a command prints with --json where it cannot answer. cause: kCauseCommandLine or
+// kCauseModule.
+using FailureText = std::string (*)(const std::string& cause, const std::string& reason);
+// The list with one object that 'hddtest run' prints, which most commands share.
+std::string failure_as_of_run(const std::string& cause, const std::string& reason);
+
 // What all commands share.
 struct Invocation {
   bool json = false;
   std::string data;             // argument of --data
   std::function<int()> action;  // of the command that was named; invocation must outlive it
+  FailureText failure = failure_as_of_run;  // its
 };
 
 struct Number {
@@ -40,6 +47,7 @@ struct Command {
   std::string footer;  // of its help
   std::vector<Option> options;
   std::function<int()> action;  // keeps what the options set; returns the exit status
+  FailureText failure = failure_as_of_run;
 };
 
 // The invocation must outlive the command.

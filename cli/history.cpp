@@ -185,6 +185,11 @@ void list(DriveTests& tests, const HistoryOptions& options, bool json) {
     output.write(kept.empty() ? "No test is kept.\n" : table(kept, output));
 }
 
+// A line, as each test is.
+std::string failure(const std::string&, const std::string& reason) {
+  return Json({{"reason", reason}}).dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
 int history(const HistoryOptions& options, bool json) {
   DriveTests tests;
   if (options.import.empty() && options.forget_before.empty())
@@ -207,7 +212,8 @@ Command history_command(const Invocation& invocation) {
        {"--limit", Number{&options->limit, 0, 1'000'000'000}, "The newest N tests; 0: all", "N"},
        {"--import", &options->import, "Take over the tests of a file", "FILE"},
        {"--forget-before", &options->forget_before, "Remove tests, such as 2025-12-31", "DATE"}},
-      [&invocation, options] { return history(*options, invocation.json); }};
+      [&invocation, options] { return history(*options, invocation.json); },
+      failure};
 }
 
 }  // namespace cli

@@ -75,6 +75,9 @@ int help(const CLI::App& program, const std::vector<std::string>& names) {
 
 void add_command(CLI::App& program, Invocation& invocation, const Command& command) {
   CLI::App& app = *program.add_subcommand(command.name, command.description);
+  // When its name is read, before the rest of the command line can be found wrong.
+  app.preparse_callback(
+      [&invocation, failure = command.failure](std::size_t) { invocation.failure = failure; });
   app.group("Commands");
   add_shared_options(app, invocation);
   for (const Option& option : command.options) add_option(app, option);
@@ -93,14 +96,14 @@ Command help_command(const CLI::App& program) {
 }
 
 // Says why there is no answer: on standard error, and in JSON in the answer's place.
-int refuse(bool json, std::string_view cause, const std::string& reason) {
-  if (json) standard_output().write(dump(failure_json(std::string(cause), reason)));
+int refuse(FailureText failure, std::string_view cause, const std::string& reason) {
+  if (failure) standard_output().write(failure(std::string(cause), reason));
   complain(reason);
   return kStatusCannot;
 }
 
-int refuse(bool json, const WrongCommandLine& wrong) {
-  refuse(json, kCauseCommandLine, wrong.what());
+int refuse(FailureText failure, const WrongCommandLine& wrong) {
+  refuse(failure, kCauseCommandLine, wrong.what());
   standard_error().write(wrong.more());
   return kStatusCannot;
 }
@@ -114,15 +117,20 @@ bool asks_for_json(int argc, const char* const* argv) {
 
 }  // namespace
 
+std::string failure_as_of_run(const std::string& cause, const std::string& reason) {
+  return dump(failure_json(cause, reason));
+}
+
 int perform(const Invocation& invocation) {
+  const FailureText failure = invocation.json ? invocation.failure : nullptr;
   try {
     return invocation.action();
   } catch (const WrongCommandLine& wrong) {
-    return refuse(invocation.json, wrong);
+    return refuse(failure, wrong);
   } catch (const broker::Error& error) {
-    return refuse(invocation.json, kCauseModule, error_text(error));
+    return refuse(failure, kCauseModule, error_text(error));
   } catch (const std::exception& error) {
-    return refuse(invocation.json, kCauseModule, error.what());
+    return refuse(failure, kCauseModule, error.what());
   }
 }
 
@@ -160,7 +168,8 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
     standard_output().write(program.help());
     status = kStatusOk;
   } catch (const CLI::ParseError& error) {
-    status = refuse(asks_for_json(argc, argv), wrong_command_line(program, error));
+    const FailureText failure = asks_for_json(argc, argv) ? invocation.failure : nullptr;
+    status = refuse(failure, wrong_command_line(program, error));
   }
   if (!standard_output().failure().empty()) {
     complain("cannot write the output: " + standard_output().failure());

@@ -118,13 +118,19 @@ void show(const Started& started, bool was_named, bool has_history) {
     complain(complaint(started, has_history));
 }
 
-Json json_of(const Started& started) {
+Json json_of(const Started& started, bool has_history) {
   Json json = drive_json(started.drive, started.outcome.status.look);
   json["result"] = word_of(started.outcome.result);
   json["reason"] = text_or_null(started.outcome.reason);
-  json["test"] = row_json(started.outcome.status.look, started.outcome.row);
-  json["replaced"] = row_json(started.outcome.status.look, started.outcome.replaced);
+  json["test"] = row_json(started.outcome.status.look, started.outcome.row, has_history);
+  json["replaced"] = row_json(started.outcome.status.look, started.outcome.replaced, has_history);
   return json;
+}
+
+std::string failure(const std::string&, const std::string& reason) {
+  Started none;
+  none.outcome.reason = reason;
+  return dump(Json::array({json_of(none, false)}));
 }
 
 int start(const StartOptions& options, bool json) {
@@ -147,7 +153,7 @@ int start(const StartOptions& options, bool json) {
     if (one.outcome.status.look.fault != drivetest::LookFault::None)
       one.outcome.reason = fault_text(one.outcome.status.look);
     if (json)
-      array.push_back(json_of(one));
+      array.push_back(json_of(one, tests.has_history()));
     else
       show(one, was_named, tests.has_history());
     if (!one.is_left_out(was_named)) statuses.push_back(status_of(one.outcome));
@@ -170,7 +176,8 @@ Command start_command(const Invocation& invocation) {
            {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
            {"--replace", &options->replace, "End a test that runs, and say whose it was"},
            {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
-          [&invocation, options] { return start(*options, invocation.json); }};
+          [&invocation, options] { return start(*options, invocation.json); },
+          failure};
 }
 
 }  // namespace cli

@@ -77,14 +77,24 @@ std::string table(const std::vector<Looked>& all, bool has_history, const Output
                     rows, output);
 }
 
-Json json_of(const Looked& one) {
+Json json_of(const Looked& one, bool has_history) {
+  const auto if_running = [&](bool running) {
+    const bool is_it = one.last && !one.last->outcome == running;
+    return row_json(one.status.look, is_it ? one.last : std::nullopt, has_history);
+  };
   Json json = drive_json(one.drive, one.status.look);
-  json["running"] = row_json(one.status.look, one.status.running);
+  json["running"] = if_running(true);
   json["stalled"] = one.status.is_stalled;
   json["doubtful"] = one.status.look.running && one.status.look.running->is_doubtful;
-  json["last"] = row_json(one.status.look, one.last && one.last->outcome ? one.last : std::nullopt);
+  json["last"] = if_running(false);
   json["reason"] = text_or_null(one.reason());
   return json;
+}
+
+std::string failure(const std::string&, const std::string& reason) {
+  Looked none;
+  none.drive.reason = reason;
+  return dump(Json::array({json_of(none, false)}));
 }
 
 int status_of(const Looked& one) {
@@ -104,7 +114,7 @@ int status(const StatusOptions& options, bool json) {
   for (Looked& one : all) {
     one.last = tests.newest(one.drive, one.status);
     statuses.push_back(status_of(one));
-    if (json) array.push_back(json_of(one));
+    if (json) array.push_back(json_of(one, tests.has_history()));
   }
   if (json) {
     standard_output().write(dump(array));
@@ -128,7 +138,8 @@ Command status_command(const Invocation& invocation) {
           {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
            {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
            {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
-          [&invocation, options] { return status(*options, invocation.json); }};
+          [&invocation, options] { return status(*options, invocation.json); },
+          failure};
 }
 
 }  // namespace cli

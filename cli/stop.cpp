@@ -51,6 +51,20 @@ std::string line(const std::string& name, const StopOutcome& outcome, bool has_h
   return name + ": " + owned_test_text(row, has_history) + " stopped";
 }
 
+Json json_of(const ChosenDrive& drive, const StopOutcome& outcome, bool has_history) {
+  Json json = drive_json(drive, outcome.status.look);
+  json["result"] = word_of(outcome.result);
+  json["reason"] = text_or_null(outcome.reason);
+  json["test"] = row_json(outcome.status.look, outcome.row, has_history);
+  return json;
+}
+
+std::string failure(const std::string&, const std::string& reason) {
+  StopOutcome none;
+  none.reason = reason;
+  return dump(Json::array({json_of({}, none, false)}));
+}
+
 int stop(const StopOptions& options, bool json) {
   if (options.devices.empty())
     throw WrongCommandLine("name the drives whose tests are to be stopped");
@@ -72,11 +86,7 @@ int stop(const StopOptions& options, bool json) {
     const bool is_stopped = outcome.result != StopResult::NotStopped;
     if (!is_stopped) status = kStatusCannot;
     if (json) {
-      Json one = drive_json(drives[i], outcome.status.look);
-      one["result"] = word_of(outcome.result);
-      one["reason"] = text_or_null(outcome.reason);
-      one["test"] = row_json(outcome.status.look, outcome.row);
-      array.push_back(std::move(one));
+      array.push_back(json_of(drives[i], outcome, tests.has_history()));
     } else if (is_stopped) {
       standard_output().write(escape(line(drives[i].name, outcome, tests.has_history())) + "\n");
     } else {
@@ -98,7 +108,8 @@ Command stop_command(const Invocation& invocation) {
           {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
            {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
            {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
-          [&invocation, options] { return stop(*options, invocation.json); }};
+          [&invocation, options] { return stop(*options, invocation.json); },
+          failure};
 }
 
 }  // namespace cli

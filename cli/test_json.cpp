@@ -28,7 +28,7 @@ Json text_or_null(const std::string& text) { return text.empty() ? Json() : Json
 
 Json drive_json(const ChosenDrive& chosen, const drivetest::Look& look) {
   const drivetest::Drive& drive = look.drive;
-  return {{"name", chosen.name},
+  return {{"name", text_or_null(chosen.name)},
           {"device", text_or_null(chosen.place.device)},
           {"type", text_or_null(chosen.place.type)},
           {"protocol", name_of(drive.protocol)},
@@ -42,9 +42,12 @@ Json drive_json(const ChosenDrive& chosen, const drivetest::Look& look) {
           {"inability", text_or_null(look.inability)}};
 }
 
-Json row_json(const drivetest::Look& look, const std::optional<drivetest::TestRow>& row) {
+Json row_json(const drivetest::Look& look, const std::optional<drivetest::TestRow>& row,
+              bool has_history) {
   if (!row) return {};
-  return drivetest::to_json({look.drive, *row});
+  Json json = drivetest::to_json({look.drive, *row});
+  if (!has_history && row->source == drivetest::Source::Other) json["source"] = nullptr;
+  return json;
 }
 
 }  // namespace cli

@@ -16,7 +16,9 @@ Json text_or_null(const std::string& text);
 // What the drive says of itself and which tests it can do; null where it does not say.
 Json drive_json(const ChosenDrive& drive, const drivetest::Look& look);
 
-// The test's keys are those of 'hddtest history --json'; null without a row.
-Json row_json(const drivetest::Look& look, const std::optional<drivetest::TestRow>& row);
+// The test's keys are those of 'hddtest history --json'; null without a row. Without a history it
+// is not known who began a test that was found running.
+Json row_json(const drivetest::Look& look, const std::optional<drivetest::TestRow>& row,
+              bool has_history);
 
 }  // namespace cli
