@@ -32,7 +32,7 @@ class Smartctl:
             return None
         texts = [one for one in self.messages if one["severity"] != "information"]
         if not texts:
-            self.reason = next((words(line) for line in self.lines if "failed" in line), None)
+            self.reason = self.failure()
             return "cannot be reached"
         self.messages.remove(texts[0])
         text = self.reason = texts[0]["string"]
@@ -41,6 +41,16 @@ class Smartctl:
         if re.search(r"No such (device|device or address|file or directory)$", text):
             return "no such drive"
         return "cannot be reached"
+
+    def failure(self):
+        """The first line of a failure, or the one before it where it only says that smartctl gave up."""
+        places = [place for place, line in enumerate(self.lines) if "failed" in line]
+        if not places:
+            return None
+        line = self.lines[places[0]]
+        if line.startswith("A mandatory SMART command failed") and places[0] > 0:
+            line = self.lines[places[0] - 1] or line
+        return words(line)
 
     def name(self):
         root = self.root

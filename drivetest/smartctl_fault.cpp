@@ -1,6 +1,7 @@
 #include "drivetest/smartctl_fault.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "drivetest/smartctl_report.h"
 #include "drivetest/tool_text.h"
@@ -79,9 +80,13 @@ void find_fault(const ToolOutput& output, const JsonDocument& document, ToolVers
     messages.erase(error);
     return;
   }
-  const auto line = std::find_if(lines.begin(), lines.end(), [](const std::string& one) {
+  auto line = std::find_if(lines.begin(), lines.end(), [](const std::string& one) {
     return one.find("failed") != std::string::npos;
   });
+  // This one only says that smartctl gave up. Why stands in the line before, where there is one.
+  if (line != lines.begin() && line != lines.end() &&
+      line->starts_with("A mandatory SMART command failed") && !std::prev(line)->empty())
+    --line;
   set_fault(look, LookFault::CannotBeReached,
             line != lines.end()
                 ? *line

@@ -263,6 +263,21 @@ TEST(Report, OfAFaultQuotesTheFirstError) {
   EXPECT_EQ(read_smartctl({}, {text, "", 64}).look.fault, LookFault::None);
 }
 
+TEST(Report, OfAFaultInWordsQuotesTheLineThatTellsIt) {
+  const auto reason = [](const std::string& lines) {
+    return look("SCSI", "", lines, "scsi", "7,3", 2).reason;
+  };
+  const std::string given_up =
+      R"("A mandatory SMART command failed: exiting. To continue, add one or more options.")";
+  EXPECT_EQ(reason(R"("Read Device Identity failed: scsi error aborted command","",)" + given_up),
+            "Read Device Identity failed: scsi error aborted command");
+  EXPECT_EQ(reason(R"("device Test Unit Ready  [medium or hardware error]",)" + given_up),
+            "device Test Unit Ready  [medium or hardware error]");
+  EXPECT_THAT(reason(R"("",)" + given_up), HasSubstr("A mandatory SMART command failed"));
+  EXPECT_THAT(reason(given_up), HasSubstr("A mandatory SMART command failed"));
+  EXPECT_EQ(reason(""), "smartctl ended with status 2");
+}
+
 TEST(Report, OfWhatIsNoReportIsAFault) {
   for (const char* const text : {"", "[]", "null", "{", "{}", "\xFF", "{\"smartctl\":3}"})
     EXPECT_EQ(read_smartctl({}, {text, "", 0}).look.fault, LookFault::CannotBeReached) << text;

@@ -3,6 +3,7 @@
 #include "drivetest/inability.h"
 #include "drivetest/nvme_report.h"
 #include "drivetest/start_report.h"
+#include "inventory/sysfs.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
 
@@ -49,6 +50,18 @@ Look failed_look(const Place& place, LookFault fault, std::string reason) {
   look.fault = fault;
   look.reason = std::move(reason);
   return look;
+}
+
+// smartctl goes by names. A disk of which it knows nothing by its name, such as /dev/vda, is a
+// virtual one, or memory. A path that is no disk at all stays a fault.
+void settle_unknown_kind(Look& look) {
+  const std::string& device = look.drive.place.device;
+  if (!look.reason.ends_with(": Unable to detect device type")) return;
+  const std::string disk = "/sys/block/" + device.substr(device.rfind('/') + 1);
+  if (inventory::Sysfs().target(disk).empty()) return;
+  look.fault = LookFault::None;
+  look.reason.clear();
+  look.inability = "smartctl has no commands for a device of this kind, such as a virtual disk";
 }
 
 bool is_nvme_node(const std::string& device) { return device.starts_with("/dev/nvme"); }
@@ -153,6 +166,7 @@ Look Tools::look(const Place& place, bool wake) {
   }
   if (look.fault == LookFault::None && look.drive.protocol == Protocol::Nvme)
     ask_nvme(look, report.version);
+  settle_unknown_kind(look);
   settle(look);
   return look;
 }
