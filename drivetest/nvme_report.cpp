@@ -29,7 +29,9 @@ constexpr NvmeLogNames kNames = {.operation = "Current Device Self-Test Operatio
 // where smartctl has told something.
 bool is_answered(Look& look, const ToolOutput& output, const JsonDocument& document) {
   if (output.exit_status == 0 && document.is_readable()) return true;
-  std::string line = first_line(output.errors);
+  // nvme 2.13 tells the error in its JSON, and may print its usage beside it.
+  std::string line = first_line(document.root()["error"].text());
+  if (line.empty()) line = first_line(output.errors);
   if (line.empty()) line = first_line(output.text);
   if (line.empty()) line = "nvme ended with status " + std::to_string(output.exit_status);
   const LookFault fault = fault_of(line);

@@ -72,6 +72,18 @@ TEST(NvmeCliReport, OfARefusalIsANoteOrAFault) {
   EXPECT_EQ(look.reason, "/dev/nvme0: Permission denied");
 }
 
+// As nvme 2.13 prints it.
+TEST(NvmeCliReport, TakesTheErrorFromTheJson) {
+  Look look;
+  add_nvme_log(look, {"{\n  \"error\":\"self test log: Input/output error\"\n}\n", "", 1});
+  EXPECT_EQ(look.fault, LookFault::None);
+  EXPECT_THAT(look.notes, ElementsAre("self test log: Input/output error"));
+  add_nvme_identity(look, {"{\n  \"error\":\"/dev/nvme0: Permission denied\"\n}\n",
+                           "\x1b[1mUsage: nvme id-ctrl <device> [OPTIONS]\x1b[0m\n", 1});
+  EXPECT_EQ(look.fault, LookFault::NotPermitted);
+  EXPECT_EQ(look.reason, "/dev/nvme0: Permission denied");
+}
+
 TEST(NvmeCliVersion, IsThatOfItsFirstLine) {
   EXPECT_EQ(nvme_version({"nvme version 2.3 (git 2.3)\nlibnvme version 1.3\n", "", 0}),
             (ToolVersion{2, 3}));

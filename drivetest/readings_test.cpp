@@ -68,7 +68,7 @@ TEST(RecordedOutput, IsReadAsTheTableSays) {
   }
   compare();
   unsetenv("HVX_SYSFS_ROOT");
-  EXPECT_GT(count, 70U);
+  EXPECT_GT(count, 80U);
 }
 
 TEST(RecordedOutput, IsInTheTableIfItIsInTheFolder) {

@@ -35,8 +35,8 @@ def read_smartctl(case):
     return "\n".join(Smartctl(root, case["status"]).text())
 
 
-def refusal(case):
-    line = first_line(case["errors"]) or first_line(case["text"])
+def refusal(case, error=""):
+    line = error or first_line(case["errors"]) or first_line(case["text"])
     if re.search(r"(Permission denied|Operation not permitted)$", line):
         return "fault not permitted"
     if re.search(r"No such (device|device or address|file or directory)$", line):
@@ -49,6 +49,8 @@ def read_id_ctrl(case):
         root = json.loads(case["text"])
     except ValueError:
         return refusal(case)
+    if "error" in root:
+        return refusal(case, root["error"])
     lines = ["protocol NVMe"] + [f"{word} {words(root[key])}" for word, key in
                                  (("model", "mn"), ("serial", "sn"), ("firmware", "fr"))
                                  if words(root.get(key))]
@@ -65,6 +67,8 @@ def read_self_test_log(case):
         root = json.loads(case["text"])
     except ValueError:
         return refusal(case)
+    if "error" in root:
+        return refusal(case, root["error"])
     rows = list(nvme_rows(root.get("List of Valid Reports"), NVME_NAMES))
     return "\n".join(nvme_lines(root["Current Device Self-Test Operation"],
                                 root["Current Device Self-Test Completion"], rows))
