@@ -38,6 +38,11 @@ constexpr const char* kFooter =
     "if a named drive knows no such test, else 0.";
 
 TestKind kind_of(const StartOptions& options) {
+  // Else 'start long /dev/sda' would start a short test.
+  for (const std::string& device : options.devices)
+    if (drivetest::test_kind_named(device))
+      throw WrongCommandLine("'" + device + "' is no drive; '--test " + device +
+                             "' says which test");
   if (const auto kind = drivetest::test_kind_named(options.kind)) return *kind;
   throw WrongCommandLine("there is no test '" + options.kind +
                          "'; --test takes short, long or conveyance");

@@ -26,6 +26,13 @@ std::string counted(std::int64_t number, const char* unit) {
   return fmt::format("{} {}{} ago", number, unit, number == 1 ? "" : "s");
 }
 
+// "aborted: by the host", where the cause says again that it was aborted.
+std::string cause_text(const TestRow& row) {
+  constexpr std::string_view kAborted = "aborted ";
+  const bool repeats = row.outcome == Outcome::Aborted && row.cause.starts_with(kAborted);
+  return repeats ? row.cause.substr(kAborted.size()) : row.cause;
+}
+
 // When it was, as far as that is known.
 std::string when(const TestRow& row, Time now) {
   if (row.ended) return " " + age_text(now - *row.ended);
@@ -61,7 +68,7 @@ std::string outcome_text(const TestRow& row) {
   if (*row.outcome == Outcome::Passed) return "passed";
   std::string text =
       *row.outcome == Outcome::Unknown ? "result not known" : std::string(name_of(*row.outcome));
-  if (!row.cause.empty()) text += ": " + row.cause;
+  if (!row.cause.empty()) text += ": " + cause_text(row);
   if (row.segment) text += fmt::format(", segment {}", *row.segment);
   if (row.first_bad_block) text += fmt::format(", first bad block {}", *row.first_bad_block);
   return text;

@@ -91,6 +91,11 @@ TEST(TestWords, TellAnOutcome) {
   row.segment = 3;
   EXPECT_EQ(outcome_text(row), "failed: a segment failed, segment 3");
   EXPECT_EQ(outcome_text({}), "running");
+  EXPECT_EQ(outcome_text(ended(Outcome::Aborted, "aborted by the host")), "aborted: by the host");
+  EXPECT_EQ(newest_test_text(ended(Outcome::Aborted, "aborted by a format"), false, true, kNow),
+            "short test aborted 3 hours ago: by a format");
+  EXPECT_EQ(outcome_text(ended(Outcome::Aborted, "interrupted by a reset")),
+            "aborted: interrupted by a reset");
 }
 
 }  // namespace

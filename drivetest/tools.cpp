@@ -61,7 +61,7 @@ void settle_unknown_kind(Look& look) {
   if (inventory::Sysfs().target(disk).empty()) return;
   look.fault = LookFault::None;
   look.reason.clear();
-  look.inability = "smartctl has no commands for a device of this kind, such as a virtual disk";
+  look.inability = "smartctl does not know this kind of device";
 }
 
 bool is_nvme_node(const std::string& device) { return device.starts_with("/dev/nvme"); }
