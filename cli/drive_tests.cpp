@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <numeric>
 #include <thread>
+#include <utility>
 
 #include "cli/failure.h"
 #include "cli/output.h"
@@ -16,55 +18,26 @@ using drivetest::FoundDrive;
 using drivetest::Look;
 using drivetest::LookFault;
 using drivetest::Place;
+using drivetest::SeenLook;
 using drivetest::TestRow;
 
 namespace {
 
 constexpr std::size_t kAtOnce = 16;
 
-// What the kernel knows a drive by. It may know no model, and cheap drives have neither a name nor
-// a serial number of their own.
-std::string claim_of(const Drive& drive) {
-  std::string claim = drive.claimed_identity();
-  return claim.empty() ? drive.serial_number : claim;
-}
-
-// What more than one of the drives claims to be.
-std::set<std::string> shared_claims(const std::vector<FoundDrive>& found) {
-  std::set<std::string> all;
-  std::set<std::string> shared;
-  for (const FoundDrive& one : found)
-    if (const std::string claim = claim_of(one.drive); !claim.empty() && !all.insert(claim).second)
-      shared.insert(claim);
-  return shared;
-}
-
 std::string text_of(const Place& place) { return place.device + "\n" + place.type; }
 
-ChosenDrive chosen(const std::vector<FoundDrive>& found, const std::string& name,
-                   const std::string& type) {
-  const std::optional<Place> place = place_named(found, name, type);
-  if (!place)
-    return {name,
-            {},
-            "there is no such drive, or several have that serial number; 'hddtest "
-            "status' shows them",
-            {}};
-  ChosenDrive drive{name, *place, {}, {}};
-  // Drives behind a controller share a device; a type of the user's own is not among those found.
-  for (const FoundDrive& one : found) {
-    const bool is_first = drive.known.place.device.empty();
-    if (one.drive.place == place || (is_first && one.drive.place.device == place->device))
-      drive.known = one.drive;
-  }
-  return drive;
+std::vector<std::size_t> all_of(std::size_t count) {
+  std::vector<std::size_t> numbers(count);
+  std::iota(numbers.begin(), numbers.end(), std::size_t{0});
+  return numbers;
 }
 
 }  // namespace
 
-void DrivesApart::keep_apart(const Place& place) {
+bool DrivesApart::keep_apart(const Place& place) {
   const std::lock_guard guard(lock_);
-  apart_.insert(text_of(place));
+  return apart_.insert(text_of(place)).second;
 }
 
 Look DrivesApart::look(const Place& place, bool wake) {
@@ -85,72 +58,131 @@ DriveTests::DriveTests(OpensHistory opens)
   if (opens == OpensHistory::AtOnce) keeper_.open_history();
 }
 
+ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
+                               const std::string& type) {
+  const std::optional<Place> place = place_named(survey.found, name, type);
+  ChosenDrive drive;
+  drive.name = name;
+  if (!place) {
+    drive.reason =
+        "there is no such drive, or several have that serial number; 'hddtest status' shows them";
+    return drive;
+  }
+  drive.place = *place;
+  // Drives behind a controller share a device; a type of the user's own is not among those found.
+  for (std::size_t number = 0; number < survey.found.size(); ++number) {
+    const Drive& one = survey.found[number].drive;
+    const bool is_first = drive.known.place.device.empty();
+    if (one.place == place || (is_first && one.place.device == place->device)) drive.known = one;
+    if (one.place == place && survey.looks[number])
+      drive.seen = SeenLook{*survey.looks[number], survey.changes};
+  }
+  return drive;
+}
+
 std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& names,
-                                            const std::string& type) {
+                                            const std::string& type, bool wake) {
   if (names.empty() && !type.empty())
     throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
-  std::vector<FoundDrive> found = drivetest::find_drives(drives_.scan());
-  tell_apart(found, true);
-  std::vector<ChosenDrive> drives;
-  std::vector<FoundDrive> asked;
-  for (const std::string& name : names) {
-    ChosenDrive drive = chosen(found, name, type);
-    // The kernel does not know the serial numbers of all drives.
-    if (!drive.reason.empty()) {
-      if (asked.empty()) asked = with_serial_numbers(found);
-      drive = chosen(asked, name, type);
-    }
-    drives.push_back(std::move(drive));
+  Survey survey{drivetest::find_drives(drives_.scan()), {}, keeper_.changes()};
+  survey.looks.resize(survey.found.size());
+  if (names.empty()) look_at(survey, all_of(survey.found.size()), wake);
+  std::string apart = tell_apart(survey);
+  const auto is_found = [&](const std::string& name) {
+    return place_named(survey.found, name, type).has_value();
+  };
+  // The kernel does not know the serial numbers of all drives.
+  if (!std::all_of(names.begin(), names.end(), is_found)) {
+    look_at(survey, all_of(survey.found.size()), false);
+    apart += tell_apart(survey);
   }
+  if (!apart.empty())
+    complain("these drives claim to be one and the same, and are known by their places:" + apart);
+  std::vector<ChosenDrive> drives;
+  for (const std::string& name : names) drives.push_back(chosen(survey, name, type));
   if (names.empty())
-    for (const FoundDrive& one : found)
-      drives.push_back({one.drive.place.device, one.drive.place, {}, one.drive});
+    for (std::size_t number = 0; number < survey.found.size(); ++number) {
+      const Drive& known = survey.found[number].drive;
+      drives.push_back({known.place.device,
+                        known.place,
+                        {},
+                        known,
+                        SeenLook{*survey.looks[number], survey.changes}});
+    }
   return drives;
 }
 
+SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
+  std::optional<SeenLook> seen = std::exchange(drive.seen, std::nullopt);
+  const bool is_asleep = seen && seen->look.fault == LookFault::Standby;
+  if (!seen || (wake && is_asleep)) return keeper_.see(drive.place, wake);
+  return *std::move(seen);
+}
+
 Place DriveTests::place_of(const std::string& device) {
-  if (shared_claims(drivetest::find_drives({})).empty()) return {device, ""};
-  std::vector<FoundDrive> found = drivetest::find_drives(drives_.scan());
-  tell_apart(found, false);
-  for (const FoundDrive& one : found)
-    if (one.drive.place.device == device) return one.drive.place;
+  Survey survey{drivetest::find_drives({}), {}, {}};
+  survey.looks.resize(survey.found.size());
+  if (drivetest::drives_in_doubt(survey.found, survey.looks).empty()) return {device, ""};
+  survey.found = drivetest::find_drives(drives_.scan());
+  survey.looks.assign(survey.found.size(), std::nullopt);
+  tell_apart(survey);
+  for (const FoundDrive& one : survey.found)
+    if (one.drive.place.device == device && drives_.is_apart(one.drive.place))
+      return one.drive.place;
   return {device, ""};
 }
 
-std::vector<FoundDrive> DriveTests::with_serial_numbers(std::vector<FoundDrive> found) {
-  const std::vector<Look> looks = drivetest::look_at(drives_, found, false);
-  for (std::size_t i = 0; i < found.size(); ++i)
-    if (!looks[i].drive.serial_number.empty())
-      found[i].drive.serial_number = looks[i].drive.serial_number;
-  return found;
+// Those of these numbers that were not looked at yet.
+void DriveTests::look_at(Survey& survey, std::vector<std::size_t> numbers, bool wake) {
+  std::erase_if(numbers, [&](std::size_t number) { return survey.looks[number].has_value(); });
+  std::vector<FoundDrive> asked;
+  for (const std::size_t number : numbers) asked.push_back(survey.found[number]);
+  std::vector<Look> looks = drivetest::look_at(drives_, asked, wake, kAtOnce);
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    std::string& serial_number = survey.found[numbers[i]].drive.serial_number;
+    if (!looks[i].drive.serial_number.empty()) serial_number = looks[i].drive.serial_number;
+    survey.looks[numbers[i]] = std::move(looks[i]);
+  }
 }
 
-// Where the kernel shows two of one name, their own words decide: a second path to a drive is left
-// out, and different drives with one identity are known by their places.
-void DriveTests::tell_apart(std::vector<FoundDrive>& found, bool is_told) {
-  const std::set<std::string> shared = shared_claims(found);
-  const auto is_doubtful = [&](const FoundDrive& one) {
-    return shared.contains(claim_of(one.drive));
-  };
-  std::vector<FoundDrive> doubtful;
-  std::copy_if(found.begin(), found.end(), std::back_inserter(doubtful), is_doubtful);
-  if (doubtful.empty()) return;
-  std::vector<Look> looks = drivetest::look_at(drives_, doubtful, false);
-  std::string names;
-  for (const Place& place : join_paths(doubtful, looks)) {
-    drives_.keep_apart(place);
-    names += " " + place.device;
+// Where the kernel does not tell, the drives' own words decide: a second path to a drive is left
+// out, and different drives with one identity are known by their places. Returns the names of
+// these.
+std::string DriveTests::tell_apart(Survey& survey) {
+  const auto is_unseen = [&](std::size_t number) { return !survey.looks[number]; };
+  // What a drive says may bring another into doubt.
+  for (;;) {
+    const auto doubtful = drivetest::drives_in_doubt(survey.found, survey.looks);
+    if (std::none_of(doubtful.begin(), doubtful.end(), is_unseen)) break;
+    look_at(survey, doubtful, false);
   }
-  if (!names.empty() && is_told)
-    complain("these drives claim to be one and the same, and are known by their places:" + names);
-  std::erase_if(found, [&](FoundDrive& one) {
-    if (!is_doubtful(one)) return false;
-    const auto kept = std::find_if(doubtful.begin(), doubtful.end(), [&](const FoundDrive& other) {
-      return other.drive.place == one.drive.place;
-    });
-    if (kept != doubtful.end()) one = *kept;
-    return kept == doubtful.end();
-  });
+  std::string names;
+  for (const Place& place : join_paths(survey.found, survey.looks))
+    if (drives_.keep_apart(place)) names += " " + place.device;
+  keep_apart_beside_silent(survey);
+  for (std::optional<Look>& look : survey.looks)
+    if (look) look->drive.shares_identity = drives_.is_apart(look->drive.place);
+  return names;
+}
+
+// A drive in standby that the kernel does not know may claim what another one does. Then the other
+// is known by its place if it was before.
+void DriveTests::keep_apart_beside_silent(const Survey& survey) {
+  const auto is_silent = [](const std::optional<Look>& look) {
+    return look && look->drive.claimed_identity().empty() && look->drive.serial_number.empty();
+  };
+  if (std::none_of(survey.looks.begin(), survey.looks.end(), is_silent)) return;
+  for (const std::optional<Look>& look : survey.looks)
+    if (look && !is_silent(look) && was_apart(look->drive)) drives_.keep_apart(look->drive.place);
+}
+
+bool DriveTests::was_apart(Drive drive) {
+  drive.shares_identity = true;
+  try {
+    return !history().of_drive(drive.identity(), 1).empty();
+  } catch (const drivetest::HistoryError&) {
+    return false;  // the keeper meets the same, and tells it
+  }
 }
 
 drivetest::History& DriveTests::history() {
@@ -164,17 +196,17 @@ drivetest::History& DriveTests::history() {
   return *history_;
 }
 
-std::vector<DriveStatus> DriveTests::look_at(const std::vector<ChosenDrive>& drives, bool wake) {
+std::vector<DriveStatus> DriveTests::look_at(std::vector<ChosenDrive>& drives, bool wake) {
   std::vector<DriveStatus> statuses(drives.size());
   at_once(drives.size(), [&](std::size_t i) {
-    if (drives[i].reason.empty()) statuses[i] = keeper_.look(drives[i].place, wake);
+    if (drives[i].reason.empty()) statuses[i] = keeper_.settle(look_of(drives[i], wake), wake);
   });
   return statuses;
 }
 
-std::string DriveTests::identity_of(const ChosenDrive& drive) {
+std::string DriveTests::identity_of(ChosenDrive& drive) {
   if (!drive.reason.empty()) return {};
-  return identity_of(drive, drives_.look(drive.place, false));
+  return identity_of(drive, look_of(drive, false).look);
 }
 
 // A drive that says nothing, as in standby, is known by what the kernel knows of it or, where that

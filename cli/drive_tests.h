@@ -24,13 +24,15 @@ struct ChosenDrive {
   drivetest::Place place;
   std::string reason;      // why there is no such drive; empty: there is one
   drivetest::Drive known;  // what the kernel tells of it; it may be less than the drive itself does
+  // A look that was taken to tell drives apart, so that no second one is needed.
+  std::optional<drivetest::SeenLook> seen;
 };
 
 // Drives that claim to be one and the same are known by their places, wherever they are looked at.
 class DrivesApart : public drivetest::DriveAccess {
  public:
-  // From now on the drive at that place is known by it.
-  void keep_apart(const drivetest::Place& place);
+  // From now on the drive at that place is known by it; whether that is new.
+  bool keep_apart(const drivetest::Place& place);
   bool is_apart(const drivetest::Place& place);
 
   drivetest::Look look(const drivetest::Place& place, bool wake) override;
@@ -64,9 +66,15 @@ class DriveTests {
   explicit DriveTests(OpensHistory opens = OpensHistory::AtOnce);
 
   // The drives that go by these names: device, serial number or name below /dev/disk/by-id; all
-  // drives of the machine without names. Tells on standard error of drives that claim to be one.
-  // Throws WrongCommandLine for a type without names.
-  std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type);
+  // drives of the machine without names. Without names it looks at all of them, else at those of
+  // which the kernel does not tell which drives they are. wake: those that are chosen. Tells on
+  // standard error of drives that claim to be one. Throws WrongCommandLine for a type without
+  // names.
+  std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type,
+                                  bool wake);
+
+  // The look at a drive that was chosen: the one that was taken, the first time.
+  drivetest::SeenLook look_of(ChosenDrive& drive, bool wake);
 
   // Of a device that is tested by its name alone: with its type where other drives claim to be the
   // same one, for then the place is a part of what it is known by.
@@ -77,14 +85,14 @@ class DriveTests {
   drivetest::History& history();
 
   // Looks at the drives, several at once, and brings the history up to date.
-  std::vector<drivetest::DriveStatus> look_at(const std::vector<ChosenDrive>& drives, bool wake);
+  std::vector<drivetest::DriveStatus> look_at(std::vector<ChosenDrive>& drives, bool wake);
 
   // The test that runs in the drive, or the last one that is kept.
   std::optional<drivetest::TestRow> newest(const ChosenDrive& drive,
                                            const drivetest::DriveStatus& status);
 
   // By what the history knows the drive. Without a look at it, it is looked at.
-  std::string identity_of(const ChosenDrive& drive);
+  std::string identity_of(ChosenDrive& drive);
   std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
 
   // Whether the history told who began tests, and which there were.
@@ -94,9 +102,17 @@ class DriveTests {
   void tell_of_history();
 
  private:
-  // By what the drives themselves say; none is woken.
-  std::vector<drivetest::FoundDrive> with_serial_numbers(std::vector<drivetest::FoundDrive> found);
-  void tell_apart(std::vector<drivetest::FoundDrive>& found, bool is_told);
+  // All drives that were found, and the looks at them so far.
+  struct Survey {
+    std::vector<drivetest::FoundDrive> found;
+    std::vector<std::optional<drivetest::Look>> looks;
+    std::optional<std::int64_t> changes;  // SeenLook::changes, for all looks
+  };
+  void look_at(Survey& survey, std::vector<std::size_t> numbers, bool wake);
+  std::string tell_apart(Survey& survey);
+  void keep_apart_beside_silent(const Survey& survey);
+  bool was_apart(drivetest::Drive drive);
+  static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
 
   DrivesApart drives_;
   SystemTime time_;

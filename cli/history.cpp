@@ -68,7 +68,7 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& opt
   if (options.devices.empty()) history.each(keep);
   std::map<std::string, bool> gone;  // names, and whether a drive has it now
   if (!options.devices.empty()) {
-    for (const ChosenDrive& drive : tests.choose(options.devices, "")) {
+    for (ChosenDrive& drive : tests.choose(options.devices, "", false)) {
       const auto found = history.of_drive(tests.identity_of(drive), limit);
       if (found.empty()) gone.emplace(drive.name, !drive.known.place.device.empty());
       for (const KeptTest& test : found) keep(test);

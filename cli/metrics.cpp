@@ -100,7 +100,7 @@ int metrics(const MetricsOptions& options, bool json) {
 }  // namespace
 
 std::string measure(DriveTests& tests) {
-  const std::vector<ChosenDrive> chosen = tests.choose({}, "");
+  std::vector<ChosenDrive> chosen = tests.choose({}, "", false);
   std::vector<DriveStatus> statuses = tests.look_at(chosen, false);
   std::vector<MeasuredDrive> drives;
   for (std::size_t i = 0; i < chosen.size(); ++i) {

@@ -143,12 +143,13 @@ int start(const StartOptions& options, bool json) {
   const bool was_named = !options.devices.empty();
   DriveTests tests;
   std::vector<Started> all;
-  for (ChosenDrive& drive : tests.choose(options.devices, options.type))
+  for (ChosenDrive& drive : tests.choose(options.devices, options.type, options.wake))
     all.push_back({std::move(drive), {}});
   at_once(all.size(), [&](std::size_t i) {
     Started& one = all[i];
     if (one.drive.reason.empty())
-      one.outcome = tests.keeper().start(one.drive.place, kind, options.replace, options.wake);
+      one.outcome = tests.keeper().start(tests.look_of(one.drive, options.wake), kind,
+                                         options.replace, options.wake);
     else
       one.outcome.reason = one.drive.reason;
   });

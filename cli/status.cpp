@@ -38,6 +38,13 @@ struct Looked {
   DriveStatus status;
   std::optional<TestRow> last;  // the newest that the history has, running or ended
 
+  // Whether anybody tells which drive it is.
+  bool is_told() const {
+    const auto tells = [](const drivetest::Drive& one) {
+      return !one.claimed_identity().empty() || !one.serial_number.empty();
+    };
+    return tells(status.look.drive) || tells(drive.known);
+  }
   // A drive in standby is asked nothing, which is what its user wants.
   bool is_unknown() const {
     const LookFault fault = status.look.fault;
@@ -52,7 +59,8 @@ std::string test_text(const Looked& one, bool has_history) {
   std::string text =
       newest_test_text(one.last, one.status.is_stalled, has_history, drivetest::system_time());
   if (one.status.look.fault == LookFault::Standby)
-    return (has_history || one.last ? text : "not known") + " (in standby, not looked at)";
+    return (one.last || (has_history && one.is_told()) ? text : "not known") +
+           " (in standby, not looked at)";
   if (!one.is_unknown() && !one.last && !one.status.look.inability.empty())
     return "cannot be tested: " + one.status.look.inability;
   return text + doubt_text(one.status.look);
@@ -105,7 +113,7 @@ int status_of(const Looked& one) {
 int status(const StatusOptions& options, bool json) {
   DriveTests tests;
   std::vector<Looked> all;
-  std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type);
+  std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type, options.wake);
   std::vector<DriveStatus> statuses_of = tests.look_at(drives, options.wake);
   for (std::size_t i = 0; i < drives.size(); ++i)
     all.push_back({std::move(drives[i]), std::move(statuses_of[i]), {}});

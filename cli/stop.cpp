@@ -69,11 +69,11 @@ int stop(const StopOptions& options, bool json) {
   if (options.devices.empty())
     throw WrongCommandLine("name the drives whose tests are to be stopped");
   DriveTests tests;
-  const std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type);
+  std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type, options.wake);
   std::vector<StopOutcome> outcomes(drives.size());
   at_once(drives.size(), [&](std::size_t i) {
     if (drives[i].reason.empty())
-      outcomes[i] = tests.keeper().stop(drives[i].place, options.wake);
+      outcomes[i] = tests.keeper().stop(tests.look_of(drives[i], options.wake), options.wake);
     else
       outcomes[i].reason = drives[i].reason;
   });

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "drivetest/tool_json.h"
@@ -136,6 +137,19 @@ bool is_same_drive(const Look& a, const Look& b) {
          a.drive.world_wide_name == b.drive.world_wide_name && a.drive.size == b.drive.size;
 }
 
+bool is_able(const Look& look) {
+  return std::any_of(look.abilities.begin(), look.abilities.end(),
+                     [](const Ability& ability) { return ability.is_able; });
+}
+
+// A drive is reached by the way that answers, by which it can be tested, that has a node.
+bool is_better_way(const Look& a, const FoundDrive& of_a, const Look& b, const FoundDrive& of_b) {
+  const auto worth = [](const Look& look, const FoundDrive& found) {
+    return std::tuple(look.fault == LookFault::None, is_able(look), !found.names.empty());
+  };
+  return worth(a, of_a) > worth(b, of_b);
+}
+
 void add_path(FoundDrive& first, const FoundDrive& other) {
   first.paths.push_back(other.drive.place);
   first.paths.insert(first.paths.end(), other.paths.begin(), other.paths.end());
@@ -145,7 +159,7 @@ void add_path(FoundDrive& first, const FoundDrive& other) {
 void add_types(std::vector<FoundDrive>& drives, const std::vector<Place>& scanned) {
   for (const Place& place : scanned) {
     const auto known = std::find_if(drives.begin(), drives.end(), [&](const FoundDrive& one) {
-      return one.drive.place.device == place.device && !one.names.empty();
+      return std::find(one.names.begin(), one.names.end(), place.device) != one.names.end();
     });
     if (known == drives.end()) {
       FoundDrive one;
@@ -169,6 +183,21 @@ void add_links(const Sysfs& sysfs, std::vector<FoundDrive>& drives) {
         all.insert(found->second.begin(), found->second.end());
     one.names.insert(one.names.end(), all.begin(), all.end());
   }
+}
+
+// What the kernel knows a drive by. It may know no model, and cheap drives have neither a name nor
+// a serial number of their own.
+std::string known_claim(const Drive& drive) {
+  std::string claim = drive.claimed_identity();
+  return claim.empty() ? drive.serial_number : claim;
+}
+
+bool may_be(const Drive& known, const Drive& said) {
+  const auto is_it = [](const std::string& a, const std::string& b) {
+    return !a.empty() && a == b;
+  };
+  return is_it(known.world_wide_name, said.world_wide_name) ||
+         is_it(known.serial_number, said.serial_number);
 }
 
 // A drive in standby does not say its model; then the serial number that the kernel knows decides.
@@ -236,18 +265,43 @@ std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const st
   return places.front();
 }
 
-std::vector<Place> join_paths(std::vector<FoundDrive>& drives, std::vector<Look>& looks) {
+std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
+                                         const std::vector<std::optional<Look>>& looks) {
+  if (drives.size() < 2) return {};
+  std::map<std::string, int> claims;
+  for (const FoundDrive& one : drives) ++claims[known_claim(one.drive)];
+  const auto is_said_elsewhere = [&](std::size_t number) {
+    const Drive& known = drives[number].drive;
+    for (std::size_t other = 0; other < drives.size(); ++other)
+      if (other != number && looks[other] && may_be(known, looks[other]->drive)) return true;
+    return false;
+  };
+  std::vector<std::size_t> doubtful;
+  for (std::size_t number = 0; number < drives.size(); ++number) {
+    const std::string claim = known_claim(drives[number].drive);
+    if (claim.empty() || claims[claim] > 1 || is_said_elsewhere(number)) doubtful.push_back(number);
+  }
+  return doubtful;
+}
+
+std::vector<Place> join_paths(std::vector<FoundDrive>& drives,
+                              std::vector<std::optional<Look>>& looks) {
   std::vector<Place> shared;
   for (std::size_t place = 0; place < looks.size(); ++place)
     for (std::size_t other = place + 1; other < looks.size();) {
-      if (is_same_drive(looks[place], looks[other])) {
-        add_path(drives[place], drives[other]);
-        drives.erase(drives.begin() + static_cast<std::ptrdiff_t>(other));
-        looks.erase(looks.begin() + static_cast<std::ptrdiff_t>(other));
+      const bool are_known = looks[place] && looks[other];
+      if (!are_known || !is_same_drive(*looks[place], *looks[other])) {
+        if (are_known) note_shared(shared, *looks[place], *looks[other]);
+        ++other;
         continue;
       }
-      note_shared(shared, looks[place], looks[other]);
-      ++other;
+      if (is_better_way(*looks[other], drives[other], *looks[place], drives[place])) {
+        std::swap(drives[place], drives[other]);
+        std::swap(looks[place], looks[other]);
+      }
+      add_path(drives[place], drives[other]);
+      drives.erase(drives.begin() + static_cast<std::ptrdiff_t>(other));
+      looks.erase(looks.begin() + static_cast<std::ptrdiff_t>(other));
     }
   return shared;
 }

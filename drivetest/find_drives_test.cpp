@@ -96,7 +96,8 @@ TEST_F(FindDrives, HasAnNvmeDriveOnceByItsController) {
   controller("nvme0");
   name_space("nvme/nvme0", "nvme0n1");
   name_space("nvme/nvme0", "nvme0n2");
-  const auto drives = find_drives({scan_of({{"/dev/nvme0", "nvme"}}), "", 0});
+  const auto drives =
+      find_drives({scan_of({{"/dev/nvme0", "nvme"}, {"/dev/nvme0n2", "nvme"}}), "", 0});
   ASSERT_THAT(places_of(drives), ElementsAre(Place{"/dev/nvme0", ""}));
   EXPECT_EQ(drives[0].drive.identity(), "Example NVMe\nN1");
   for (const char* const node : {"/dev/nvme0", "/dev/nvme0n1", "/dev/nvme0n2", "nvme0n2", "N1"})
@@ -216,7 +217,7 @@ class JoinPaths : public testing::Test {
     drives_.push_back(found);
   }
   std::vector<FoundDrive> drives_;
-  std::vector<Look> looks_;
+  std::vector<std::optional<Look>> looks_;
 };
 
 TEST_F(JoinPaths, MakesOneOfTheSameNameAndSerialNumber) {
@@ -231,6 +232,68 @@ TEST_F(JoinPaths, MakesOneOfTheSameNameAndSerialNumber) {
   EXPECT_THAT(drives_[1].paths, ElementsAre(Place{"/dev/sdd", ""}));
 }
 
+TEST_F(JoinPaths, KeepsTheWayByWhichMoreIsPossible) {
+  add("/dev/bus/0", "wwn-1", "S1");
+  add("/dev/sda", "wwn-1", "S1");
+  drives_.back().names = {"/dev/sda"};
+  add("/dev/sdb", "wwn-2", "S2");
+  add("/dev/sdc", "wwn-2", "S2");
+  looks_.back()->abilities[0].is_able = true;
+  add("/dev/sdd", "wwn-3", "", LookFault::CannotBeReached);
+  add("/dev/sde", "wwn-3", "S3");
+  EXPECT_THAT(join_paths(drives_, looks_), IsEmpty());
+  std::vector<Place> places;
+  for (const FoundDrive& one : drives_) places.push_back(one.drive.place);
+  EXPECT_THAT(places,
+              ElementsAre(Place{"/dev/sda", ""}, Place{"/dev/sdc", ""}, Place{"/dev/sde", ""}));
+  for (std::size_t i = 0; i < drives_.size(); ++i)
+    EXPECT_EQ(looks_[i]->drive.place, drives_[i].drive.place);
+}
+
+TEST_F(JoinPaths, LeavesDrivesAloneThatWereNotLookedAt) {
+  add("/dev/sda", "wwn-1", "S1");
+  add("/dev/sdb", "wwn-1", "S1");
+  looks_.back().reset();
+  EXPECT_THAT(join_paths(drives_, looks_), IsEmpty());
+  EXPECT_EQ(drives_.size(), 2U);
+}
+
+class DrivesInDoubt : public JoinPaths {
+ protected:
+  // As the kernel knows it, and not looked at.
+  void add_known(const std::string& device, const std::string& wwn, const std::string& serial) {
+    add(device, "", "");
+    looks_.back().reset();
+    drives_.back().drive.world_wide_name = wwn;
+    drives_.back().drive.serial_number = serial;
+  }
+};
+
+TEST_F(DrivesInDoubt, AreThoseThatTheKernelDoesNotTellApart) {
+  add_known("/dev/sda", "wwn-1", "S1");
+  add_known("/dev/sdb", "wwn-2", "");
+  add_known("/dev/sdc", "wwn-2", "S2");
+  add_known("/dev/sdd", "", "S3");
+  add_known("/dev/sde", "", "");
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(1U, 2U, 4U));
+  add_known("/dev/sdf", "", "S3");
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(1U, 2U, 3U, 4U, 5U));
+}
+
+TEST_F(DrivesInDoubt, AreThoseThatAnotherDriveSaysItIs) {
+  add_known("/dev/sda", "wwn-1", "S1");
+  add_known("/dev/sdb", "", "S2");
+  add_known("/dev/sdc", "wwn-3", "S3");
+  add("/dev/sdd", "wwn-1", "S9");
+  add("/dev/sde", "", "S2");
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(0U, 1U, 3U, 4U));
+}
+
+TEST_F(DrivesInDoubt, AreNoneWhereThereIsOneAlone) {
+  add_known("/dev/sda", "", "");
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), IsEmpty());
+}
+
 TEST_F(JoinPaths, TellsDifferentDrivesThatClaimOneIdentity) {
   add("/dev/sda", "wwn-1", "S1");
   add("/dev/sdb", "wwn-1", "S2");
@@ -240,7 +303,7 @@ TEST_F(JoinPaths, TellsDifferentDrivesThatClaimOneIdentity) {
   add("/dev/sdf", "", "");
   add("/dev/sdg", "", "");
   add("/dev/sdh", "", "000000", LookFault::Standby);
-  looks_.back().drive.model.clear();
+  looks_.back()->drive.model.clear();
   EXPECT_THAT(join_paths(drives_, looks_),
               ElementsAre(Place{"/dev/sda", ""}, Place{"/dev/sdb", ""}, Place{"/dev/sdc", ""},
                           Place{"/dev/sdd", ""}, Place{"/dev/sde", ""}, Place{"/dev/sdh", ""}));

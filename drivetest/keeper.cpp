@@ -163,16 +163,19 @@ struct Keeper::Settled {
   bool look_again = false;
 };
 
+std::optional<std::int64_t> Keeper::changes() {
+  const std::lock_guard guard(lock_);
+  try {
+    if (history_) return history_->changes();
+  } catch (const HistoryError& error) {
+    note_fault(error);
+  }
+  return std::nullopt;
+}
+
 SeenLook Keeper::see(const Place& place, bool wake) {
   SeenLook seen;
-  {
-    const std::lock_guard guard(lock_);
-    try {
-      if (history_) seen.changes = history_->changes();
-    } catch (const HistoryError& error) {
-      note_fault(error);
-    }
-  }
+  seen.changes = changes();
   seen.look = access_.look(place, wake);
   return seen;
 }
@@ -254,8 +257,13 @@ std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source sou
 }
 
 StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool wake) {
+  return start(see(place, wake), kind, replace, wake);
+}
+
+StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake) {
+  const Place place = seen.look.drive.place;
   StartOutcome outcome;
-  outcome.status = look(place, wake);
+  outcome.status = settle(std::move(seen), wake);
   const auto end = [&](StartResult result, std::string reason) {
     outcome.result = result;
     outcome.reason = std::move(reason);
@@ -327,9 +335,12 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
   return outcome;
 }
 
-StopOutcome Keeper::stop(const Place& place, bool wake) {
+StopOutcome Keeper::stop(const Place& place, bool wake) { return stop(see(place, wake), wake); }
+
+StopOutcome Keeper::stop(SeenLook seen, bool wake) {
+  const Place place = seen.look.drive.place;
   StopOutcome outcome;
-  outcome.status = look(place, wake);
+  outcome.status = settle(std::move(seen), wake);
   if (outcome.status.look.fault != LookFault::None) {
     outcome.reason = outcome.status.look.reason;
     return outcome;

@@ -87,11 +87,15 @@ class Keeper {
   // of them.
   SeenLook see(const Place& place, bool wake);
   DriveStatus settle(SeenLook seen, bool wake);
+  // What SeenLook::changes is before a look.
+  std::optional<std::int64_t> changes();
 
   // With replace a test that runs is ended first.
   StartOutcome start(const Place& place, TestKind kind, bool replace, bool wake);
+  StartOutcome start(SeenLook seen, TestKind kind, bool replace, bool wake);
 
   StopOutcome stop(const Place& place, bool wake);
+  StopOutcome stop(SeenLook seen, bool wake);
 
   // For a test that somebody else begins and ends, as the module does: what is kept of it from then
   // on. Not set where something runs, the drive cannot be asked or there is no history.
