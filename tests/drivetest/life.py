@@ -30,6 +30,7 @@ class Life:
     drives: dict  # name: lines of its file
     tools: dict   # name: text of a program that stands in for the real one
     alone: str    # why no second process may look at the drives; empty: it may
+    pace: int     # how many seconds of the clock a second is that hddtest waits; 0: real ones
     steps: list
 
 
@@ -62,7 +63,7 @@ def steps_of(path):
 
 
 def read_life(path):
-    life = Life(path, {}, {}, "", [])
+    life = Life(path, {}, {}, "", 0, [])
     for step in steps_of(path):
         if step.word == "drive":
             name, lines = fields_of(step, path.parent.parent)
@@ -71,6 +72,8 @@ def read_life(path):
             life.tools[step.rest] = "\n".join(step.lines) + "\n"
         elif step.word == "alone":
             life.alone = step.rest
+        elif step.word == "clock" and step.rest.startswith("runs"):
+            life.pace = int(step.rest.partition(" ")[2] or 1)
         else:
             life.steps.append(step)
     if not life.steps:

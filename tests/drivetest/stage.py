@@ -33,9 +33,17 @@ class Stage:
             TZ="UTC", HVX_SYSFS_ROOT=str(self.folder / "machine"),
             HVX_STATE_DIR=str(self.folder / "history"), HVX_LOG_FILE=str(self.folder / "log"))
         self.environment.pop("NO_COLOR", None)
+        if life.pace:
+            self.let_clock_run(life.pace)
 
     def close(self):
         shutil.rmtree(self.folder, ignore_errors=True)
+
+    def let_clock_run(self, pace):
+        """From now on hddtest waits without any real time passing: the clock goes on instead, so
+        many seconds for each."""
+        self.environment.update(STANDIN_STATE=str(self.folder), STANDIN_PACE=str(pace),
+                                LD_PRELOAD=str(self.standin / "libstandin_time.so"))
 
     def event(self, *words):
         done = subprocess.run([self.standin / "standin_drive", self.folder, *words],
