@@ -55,6 +55,7 @@ Command drives_command(const Invocation& invocation);
 Command run_command(const Invocation& invocation);
 Command start_command(const Invocation& invocation);
 Command status_command(const Invocation& invocation);
+Command watch_command(const Invocation& invocation);
 Command stop_command(const Invocation& invocation);
 Command history_command(const Invocation& invocation);
 Command metrics_command(const Invocation& invocation);

@@ -277,15 +277,22 @@ std::string name_in_command(const std::string& device) {
   return usable ? device : "DEVICE";
 }
 
+std::string busy_advice(const std::string& device) {
+  const std::string name = name_in_command(device);
+  return fmt::format(
+      "wait for its end, which 'hddtest watch {}' shows, or end it with 'hddtest stop {}'", name,
+      name);
+}
+
 std::string readiness_reason(const DriveLook& look, const std::string& device) {
   const std::string name = name_in_command(device);
   switch (look.readiness) {
     case Readiness::Ready:
       return {};
     case Readiness::Running:
-      return fmt::format(
-          "a test runs in it already{}; wait for its end, or end it with 'smartctl -X {}'",
-          look.remaining ? fmt::format(", {}% remaining", *look.remaining) : "", name);
+      return fmt::format("a test runs in it already{}; {}",
+                         look.remaining ? fmt::format(", {}% remaining", *look.remaining) : "",
+                         busy_advice(device));
     case Readiness::SmartOff:
       return fmt::format("SMART is off; 'smartctl -s on {}' switches it on", name);
     case Readiness::NoSmart:

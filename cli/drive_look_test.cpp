@@ -73,8 +73,8 @@ TEST(DriveLook, RunningTestOfTheLog) {
   EXPECT_EQ(running.remaining, 60);
   EXPECT_EQ(readiness_words(running), "test running, 60% remaining");
   EXPECT_EQ(readiness_reason(running, "/dev/sda"),
-            "a test runs in it already, 60% remaining; wait for its end, or end it with "
-            "'smartctl -X /dev/sda'");
+            "a test runs in it already, 60% remaining; wait for its end, which "
+            "'hddtest watch /dev/sda' shows, or end it with 'hddtest stop /dev/sda'");
   const DriveLook silent = look(entry("Self-test routine in progress", "150%"));
   EXPECT_EQ(silent.readiness, Readiness::Running);
   EXPECT_EQ(readiness_words(silent), "test running");

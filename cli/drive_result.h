@@ -8,12 +8,15 @@
 
 #include "cli/json.h"
 #include "cli/verdict.h"
+#include "drivetest/drive.h"
 
 namespace cli {
 
 struct DriveResult {
   std::string device{};  // as the user named it
-  Verdict verdict{};     // without outcome and cause: see verdict_of()
+  // Not set for somebody else's test whose drive does not tell.
+  std::optional<drivetest::TestKind> kind = drivetest::TestKind::Short;
+  Verdict verdict{};  // without outcome and cause: see verdict_of()
   // The entry of the drive's own log that decided.
   std::optional<std::string> entry{};
   std::string model{};  // as smartctl prints it; empty where it was not asked or does not say

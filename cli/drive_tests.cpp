@@ -27,6 +27,15 @@ constexpr std::size_t kAtOnce = 16;
 
 std::string text_of(const Place& place) { return place.device + "\n" + place.type; }
 
+// Where the kernel shows the drive: /dev/nvme0 and /dev/nvme0n1, or both of two paths.
+std::vector<std::string> nodes_of(const FoundDrive& found) {
+  std::vector<std::string> nodes = {found.drive.place.device};
+  for (const Place& path : found.paths) nodes.push_back(path.device);
+  for (const std::string& name : found.names)
+    if (!name.starts_with("/dev/disk/")) nodes.push_back(name);
+  return nodes;
+}
+
 std::vector<std::size_t> all_of(std::size_t count) {
   std::vector<std::size_t> numbers(count);
   std::iota(numbers.begin(), numbers.end(), std::size_t{0});
@@ -73,7 +82,10 @@ ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
   for (std::size_t number = 0; number < survey.found.size(); ++number) {
     const Drive& one = survey.found[number].drive;
     const bool is_first = drive.known.place.device.empty();
-    if (one.place == place || (is_first && one.place.device == place->device)) drive.known = one;
+    if (one.place == place || (is_first && one.place.device == place->device)) {
+      drive.known = one;
+      drive.nodes = nodes_of(survey.found[number]);
+    }
     if (one.place == place && survey.looks[number])
       drive.seen = SeenLook{*survey.looks[number], survey.changes};
   }
@@ -107,7 +119,8 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
                         known.place,
                         {},
                         known,
-                        SeenLook{*survey.looks[number], survey.changes}});
+                        SeenLook{*survey.looks[number], survey.changes},
+                        nodes_of(survey.found[number])});
     }
   return drives;
 }

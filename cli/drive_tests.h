@@ -26,6 +26,8 @@ struct ChosenDrive {
   drivetest::Drive known;  // what the kernel tells of it; it may be less than the drive itself does
   // A look that was taken to tell drives apart, so that no second one is needed.
   std::optional<drivetest::SeenLook> seen;
+  // Where the kernel shows it; empty for a name of the user's own.
+  std::vector<std::string> nodes{};
 };
 
 // Drives that claim to be one and the same are known by their places, wherever they are looked at.
@@ -83,6 +85,10 @@ class DriveTests {
   drivetest::Keeper& keeper() { return keeper_; }
   // Throws HistoryError where there is none.
   drivetest::History& history();
+  drivetest::TimeSource& time() { return time_; }
+  // For a drive whose place other processes know to be a part of its identity.
+  void keep_apart(const drivetest::Place& place) { drives_.keep_apart(place); }
+  bool is_apart(const drivetest::Place& place) { return drives_.is_apart(place); }
 
   // Looks at the drives, several at once, and brings the history up to date.
   std::vector<drivetest::DriveStatus> look_at(std::vector<ChosenDrive>& drives, bool wake);

@@ -54,4 +54,8 @@ std::string dump(const Json& json) {
   return result + '\n';
 }
 
+std::string dump_line(const Json& json) {
+  return json.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n';
+}
+
 }  // namespace cli

@@ -23,4 +23,7 @@ Json to_json(const broker::Instance& instance);
 // bytes become U+FFFD), and without effect on a terminal.
 std::string dump(const Json& json);
 
+// The same on one line of ASCII, with a line feed at its end.
+std::string dump_line(const Json& json);
+
 }  // namespace cli

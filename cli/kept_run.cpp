@@ -1,9 +1,9 @@
 #include "cli/kept_run.h"
 
-#include <array>
 #include <new>
 
 #include "cli/drive_tests.h"
+#include "cli/row_verdict.h"
 #include "cli/test_words.h"
 #include "platform/support/logger.h"
 
@@ -11,51 +11,6 @@ namespace cli {
 
 using drivetest::Protocol;
 using drivetest::TestRow;
-
-namespace {
-
-// The words of 'hddtest run --json', by the drive's code.
-constexpr std::array<std::string_view, 9> kAtaCauses = {"",
-                                                        "aborted",
-                                                        "interrupted",
-                                                        "unknown-error",
-                                                        "unknown-failure",
-                                                        "electrical-failure",
-                                                        "servo-seek-failure",
-                                                        "read-failure",
-                                                        "handling-damage"};
-constexpr std::array<std::string_view, 8> kScsiCauses = {"",
-                                                         "aborted",
-                                                         "interrupted",
-                                                         "unknown-error",
-                                                         "segment-failed",
-                                                         "segment-failed",
-                                                         "segment-failed",
-                                                         "segment-failed"};
-
-std::string cause_of(const TestRow& row, Protocol protocol) {
-  const auto code = static_cast<std::size_t>(row.result_code.value_or(0));
-  if (protocol == Protocol::Scsi && code < kScsiCauses.size())
-    return std::string(kScsiCauses[code]);
-  return code < kAtaCauses.size() ? std::string(kAtaCauses[code]) : "";
-}
-
-std::optional<Outcome> outcome_of(const TestRow& row) {
-  if (!row.outcome) return std::nullopt;
-  switch (*row.outcome) {
-    case drivetest::Outcome::Passed:
-      return Outcome::Passed;
-    case drivetest::Outcome::Failed:
-      return Outcome::Failed;
-    case drivetest::Outcome::Aborted:
-      return Outcome::Aborted;
-    case drivetest::Outcome::Unknown:
-      break;
-  }
-  return std::nullopt;
-}
-
-}  // namespace
 
 KeptRun::KeptRun(const std::string& device) {
   try {
@@ -104,13 +59,8 @@ std::shared_ptr<void> keep_run(const std::string& device) noexcept {
 }
 
 Verdict verdict_by_entry(const Verdict& verdict, const TestRow& row, Protocol protocol) {
-  const std::optional<Outcome> outcome = outcome_of(row);
-  if (!outcome || outcome == verdict.outcome) return verdict;
-  Verdict own;
-  own.outcome = outcome;
-  own.cause = cause_of(row, protocol);
-  own.block = row.first_bad_block;
-  own.hours = row.hours;
+  Verdict own = verdict_of_row(row, protocol, {});
+  if (!own.outcome || own.outcome == verdict.outcome) return verdict;
   own.reason = "the drive's own log says: " + outcome_text(row);
   if (verdict.outcome)
     own.reason += "; the module recorded: " + std::string(outcome_word(*verdict.outcome));

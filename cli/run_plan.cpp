@@ -80,7 +80,8 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
 
 std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names) {
   std::vector<PlannedDrive> plan;
-  for (const std::string& name : names) add(plan, {name, name});
+  for (const std::string& name : names)
+    add(plan, {.name = name, .device = name, .way = Way::Forced});
   return plan;
 }
 

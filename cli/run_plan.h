@@ -10,12 +10,25 @@
 
 namespace cli {
 
+// Who tests the drive.
+enum class Way {
+  Module,   // or, where its SMART is off, the library
+  Forced,   // the module, whatever it thinks of the drive
+  Library,  // drivetest
+};
+
 struct PlannedDrive {
   std::string name;                     // as the user named it
-  std::string device;                   // as the module will know it
-  std::optional<std::string> reason{};  // why it is not tested
+  std::string device;                   // as the module will know it, or where the library finds it
+  std::optional<std::string> reason{};  // why it is not tested; Way::Library: by the module
   std::string cause{};                  // the same as one word for programs
   std::string words{};                  // the same in the words of the list of drives
+  Way way = Way::Module;
+  std::string type{};        // for smartctl -d; Way::Library
+  bool is_apart = false;     // another drive claims to be this one; Way::Library
+  std::string controller{};  // that it is behind; see drivetest/controller.h
+
+  bool is_tested() const { return !reason || way == Way::Library; }
 };
 
 // Without discovery: every name is passed on as it stands. Several names of one drive count once.

@@ -9,6 +9,7 @@
 #include "cli/drive_result.h"
 #include "cli/drive_run.h"
 #include "cli/terminal_text.h"
+#include "drivetest/time_text.h"
 
 namespace cli {
 namespace {
@@ -32,10 +33,12 @@ std::string_view shown_outcome(const Verdict& verdict) {
 }
 
 std::string outcome_text(const DriveResult& result, const Output& output) {
-  return fmt::format(
-      "{}: {} ({})", escape(result.device),
-      output.coloured(shown_outcome(result.verdict), colour_of(*result.verdict.outcome)),
-      duration_text(result.elapsed));
+  const std::string outcome =
+      output.coloured(shown_outcome(result.verdict), colour_of(*result.verdict.outcome));
+  // Nobody knows when somebody else's test began.
+  const bool is_timed = result.begin || result.elapsed.count() > 0;
+  return escape(result.device) + ": " + outcome +
+         (is_timed ? " (" + duration_text(result.elapsed) + ")" : "");
 }
 
 // "MODEL, serial number SERIAL", of which any part may be unknown.
@@ -146,6 +149,16 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
   return all;
 }
 
+std::string go_on_words(const std::vector<std::string>& devices) {
+  if (devices.empty()) return {};
+  std::string names;
+  for (const std::string& device : devices) names += " " + name_in_command(device);
+  const bool is_one = devices.size() == 1;
+  return fmt::format("; the {} in the {}; 'hddtest watch{}' shows {}, 'hddtest stop{}' ends {}",
+                     is_one ? "test goes on" : "tests go on", is_one ? "drive" : "drives", names,
+                     is_one ? "it" : "them", names, is_one ? "it" : "them");
+}
+
 Json run_json(const DriveResult& result) {
   const Verdict& verdict = result.verdict;
   return {{"format", kFormat},
@@ -155,7 +168,7 @@ Json run_json(const DriveResult& result) {
           {"job", result.job},
           {"record", result.record},
           {"status", exit_status({verdict.outcome})},
-          {"test", "short"},
+          {"test", result.kind ? Json(name_of(*result.kind)) : Json()},
           {"cause", or_null(verdict.cause)},
           {"remaining", or_null(verdict.remaining)},
           {"block", or_null(verdict.block)},
@@ -166,6 +179,18 @@ Json run_json(const DriveResult& result) {
           {"end", time_json(result, result.elapsed)},
           {"duration", result.begin ? Json(result.elapsed.count()) : Json()},
           {"advice", or_null(advice_code(result))}};
+}
+
+Json progress_json(const std::string& device, const TestProgress& progress, drivetest::Time now) {
+  return {{"format", kFormat},
+          {"event", "progress"},
+          {"device", device},
+          {"test", progress.kind ? Json(name_of(*progress.kind)) : Json()},
+          {"remaining", or_null(progress.percent)},
+          {"minutes", or_null(progress.minutes)},
+          {"stalled", progress.is_stalled},
+          {"source", name_of(progress.source)},
+          {"time", drivetest::time_text(now)}};
 }
 
 Json failure_json(const std::string& cause, const std::string& reason) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/follow.h"
 #include "cli/json.h"
 #include "cli/output.h"
 
@@ -28,8 +29,15 @@ std::string summary(const std::vector<DriveResult>& results, std::size_t left_ou
 // for.
 std::string advice(const std::vector<DriveResult>& results, const Output& output);
 
+// "; the test goes on in the drive; 'hddtest watch /dev/sda' shows it, ...": what is said of the
+// drives whose tests go on when the command is ended; empty without.
+std::string go_on_words(const std::vector<std::string>& devices);
+
 // The drive as an object of the array that --json prints.
 Json run_json(const DriveResult& result);
+
+// How far the drive's test is, as a line of --json-lines. device: as the user named it.
+Json progress_json(const std::string& device, const TestProgress& progress, drivetest::Time now);
 
 // What kept a command from its answer: the array that --json prints of every command, with one
 // object of the same form whose device is null.

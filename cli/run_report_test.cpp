@@ -98,5 +98,33 @@ TEST(RunJson, OfADriveThatWasNotAsked) {
   EXPECT_EQ(failure_json("command-line", "x")[0].size(), json.size());
 }
 
+TEST(RunReport, SaysWhichTestsGoOn) {
+  EXPECT_EQ(go_on_words({}), "");
+  EXPECT_EQ(go_on_words({"/dev/a"}),
+            "; the test goes on in the drive; 'hddtest watch /dev/a' shows it, 'hddtest stop "
+            "/dev/a' ends it");
+  EXPECT_EQ(go_on_words({"/dev/a", "x y"}),
+            "; the tests go on in the drives; 'hddtest watch /dev/a DEVICE' shows them, 'hddtest "
+            "stop /dev/a DEVICE' ends them");
+}
+
+TEST(RunReport, LeavesOutHowLongSomebodyElsesTestTook) {
+  DriveResult other = result("/dev/a", Outcome::Passed);
+  other.begin.reset();
+  other.elapsed = std::chrono::seconds(0);
+  EXPECT_EQ(short_report(other, standard_error()).find('('), std::string::npos);
+}
+
+TEST(ProgressJson, HasNullsForWhatIsNotKnown) {
+  TestProgress progress{.kind = drivetest::TestKind::Long, .percent = 50U, .minutes = 42U};
+  const drivetest::Time time{std::chrono::seconds(0)};
+  EXPECT_EQ(progress_json("/dev/a", progress, time).dump(),
+            R"({"format":1,"event":"progress","device":"/dev/a","test":"long","remaining":50,)"
+            R"("minutes":42,"stalled":false,"source":"hddtest","time":"1970-01-01T00:00:00Z"})");
+  const Json unknown = progress_json("/dev/a", {}, time);
+  for (const char* const name : {"test", "remaining", "minutes"})
+    EXPECT_TRUE(unknown[name].is_null());
+}
+
 }  // namespace
 }  // namespace cli

@@ -232,8 +232,8 @@ class Interrupted(CommandTest):
     def test_says_that_the_drive_goes_on_and_how_to_stop_it(self):
         status = self.interrupt(signal.SIGINT)
         self.assertEqual(status, -signal.SIGINT, "a shell sees 130")
-        self.assertEqual(self.errors, "hddtest: interrupted; the drive goes on testing by itself; "
-                                      "to stop it: smartctl -X /dev/fake\n")
+        self.assertEqual(self.errors, "hddtest: interrupted; the test goes on in the drive; 'hddtest "
+                                      "watch /dev/fake' shows it, 'hddtest stop /dev/fake' ends it\n")
         self.assertNotIn("passed", self.output)
 
     def test_shell_sees_130(self):

@@ -37,17 +37,6 @@ constexpr const char* kFooter =
     "Exit status: 3 if a test could not be started, else 1 if one has failed already, else 2\n"
     "if a named drive knows no such test, else 0.";
 
-TestKind kind_of(const StartOptions& options) {
-  // Else 'start long /dev/sda' would start a short test.
-  for (const std::string& device : options.devices)
-    if (drivetest::test_kind_named(device))
-      throw WrongCommandLine("'" + device + "' is no drive; '--test " + device +
-                             "' says which test");
-  if (const auto kind = drivetest::test_kind_named(options.kind)) return *kind;
-  throw WrongCommandLine("there is no test '" + options.kind +
-                         "'; --test takes short, long or conveyance");
-}
-
 struct Started {
   ChosenDrive drive;
   StartOutcome outcome;
@@ -139,7 +128,7 @@ std::string failure(const std::string&, const std::string& reason) {
 }
 
 int start(const StartOptions& options, bool json) {
-  const TestKind kind = kind_of(options);
+  const TestKind kind = kind_named(options.kind, options.devices);
   const bool was_named = !options.devices.empty();
   DriveTests tests;
   std::vector<Started> all;

@@ -8,6 +8,7 @@
 
 #include "cli/drive_look.h"
 #include "cli/exit_status.h"
+#include "cli/failure.h"
 
 namespace cli {
 
@@ -57,6 +58,16 @@ std::string local_time_text(Time time) {
   char text[32];
   const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
   return std::string(text, length);
+}
+
+drivetest::TestKind kind_named(const std::string& name, const std::vector<std::string>& devices) {
+  // Else 'start long /dev/sda' would start a short test.
+  for (const std::string& device : devices)
+    if (drivetest::test_kind_named(device))
+      throw WrongCommandLine("'" + device + "' is no drive; '--test " + device +
+                             "' says which test");
+  if (const auto kind = drivetest::test_kind_named(name)) return *kind;
+  throw WrongCommandLine("there is no test '" + name + "'; --test takes short, long or conveyance");
 }
 
 std::string kind_text(const TestRow& row) {

@@ -20,6 +20,9 @@ std::string age_text(std::chrono::seconds age);
 // "2026-11-22 15:04" in local time.
 std::string local_time_text(drivetest::Time time);
 
+// The test that an option --test names, for these drives; throws WrongCommandLine.
+drivetest::TestKind kind_named(const std::string& name, const std::vector<std::string>& devices);
+
 // "short test", "test" where the kind is not known.
 std::string kind_text(const drivetest::TestRow& row);
 

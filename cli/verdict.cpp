@@ -90,7 +90,7 @@ Verdict by_entry(const RunEvidence& evidence, const std::string& device) {
 Verdict not_ended(std::optional<int> remaining, const std::string& device) {
   return {.cause = std::string(kCauseNotEnded),
           .reason = fmt::format("the test has not ended after ten minutes{}; the drive goes on: {} "
-                                "later, 'smartctl -X {}' ends it",
+                                "later, 'hddtest stop {}' ends it",
                                 remaining ? fmt::format(", {}% remaining", *remaining) : "",
                                 see_the_log(device), name_in_command(device)),
           .remaining = remaining,

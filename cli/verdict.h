@@ -28,6 +28,7 @@ inline constexpr std::string_view kCauseGone = "drive-gone";
 inline constexpr std::string_view kCauseNotEnded = "not-ended";
 inline constexpr std::string_view kCauseUnknown = "unknown-result";
 inline constexpr std::string_view kCauseNoSelfTest = "no-self-test";
+inline constexpr std::string_view kCauseUnreachable = "unreachable";
 inline constexpr std::string_view kCauseModule = "module-error";
 inline constexpr std::string_view kCauseCommandLine = "command-line";
 

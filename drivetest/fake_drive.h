@@ -44,14 +44,26 @@ class FakeDrive : public DriveAccess {
   LookFault fault = LookFault::None;
   std::size_t most_rows = 21;
   std::function<void()> before_start;  // what others do meanwhile
+  int looks = 0;
+  int mend_after = -1;  // looks, after which the fault is no more
+  bool rests = false;   // until it is woken
+  int woken = 0;
+  bool stands_still = false;  // a test that runs makes no progress
 
-  Look look(const Place& place, bool) override {
+  Look look(const Place& place, bool wake) override {
+    ++looks;
+    if (fault != LookFault::None && mend_after-- == 0) fault = LookFault::None;
+    if (rests && wake) {
+      rests = false;
+      ++woken;
+    }
+    if (test_ && stands_still) test_->begin = time_.now();
     bring_up_to_date();
     Look look;
     look.drive = drive_;
     look.drive.place = place;
-    look.fault = fault;
-    if (fault != LookFault::None) {
+    look.fault = rests ? LookFault::Standby : fault;
+    if (look.fault != LookFault::None) {
       look.reason = "the drive does not answer";
       return look;
     }
@@ -94,6 +106,9 @@ class FakeDrive : public DriveAccess {
     if (test_) end(1);
     test_ = Test{kind, time_.now() + delay};
   }
+
+  // Another drive is in its place from now on.
+  void rename(const std::string& name) { drive_.world_wide_name = name; }
 
   // The test ends now with that code.
   void end(int code) {

@@ -397,6 +397,17 @@ void Keeper::withdraw(const TestRow& row) {
   }
 }
 
+std::optional<TestRow> Keeper::kept(std::int64_t number) {
+  const std::lock_guard guard(lock_);
+  if (!history_ || number == 0) return std::nullopt;
+  try {
+    if (std::optional<KeptTest> test = history_->find(number)) return std::move(test->row);
+  } catch (const HistoryError& error) {
+    note_fault(error);
+  }
+  return std::nullopt;
+}
+
 std::string Keeper::history_fault() const {
   const std::lock_guard guard(lock_);
   return history_fault_;

@@ -107,6 +107,9 @@ class Keeper {
   // Takes back the row of a test that did not come about.
   void withdraw(const TestRow& row);
 
+  // A row as the history has it now; not set where it has none of that number, or there is none.
+  std::optional<TestRow> kept(std::int64_t number);
+
   // Why something could not be kept, the first time that this happened; empty: all was kept.
   std::string history_fault() const;
 

@@ -1,0 +1,135 @@
+#include "cli/library_run.h"
+
+#include <fmt/format.h>
+
+#include "cli/drive_run.h"
+#include "cli/drive_tests.h"
+#include "cli/row_verdict.h"
+#include "cli/test_words.h"
+
+namespace cli {
+
+using drivetest::LookFault;
+using drivetest::Place;
+using drivetest::StartOutcome;
+using drivetest::StartResult;
+using drivetest::TestKind;
+using drivetest::TestRow;
+
+namespace {
+
+std::string go_on_advice(const std::string& device) {
+  const std::string name = name_in_command(device);
+  return fmt::format("'hddtest watch {}' shows it, 'hddtest stop {}' ends it", name, name);
+}
+
+Verdict stalled_verdict(const TestRow& row, const std::string& device) {
+  Verdict verdict{.cause = std::string(kCauseNotEnded)};
+  verdict.reason = "the test makes no progress any more";
+  if (row.remaining_percent) {
+    verdict.remaining = static_cast<int>(*row.remaining_percent);
+    verdict.reason += fmt::format(", {}% remaining", *row.remaining_percent);
+  }
+  verdict.reason += "; it may still end: " + go_on_advice(device);
+  return verdict;
+}
+
+Verdict gone_verdict(const drivetest::Look& look) {
+  const std::string why =
+      look.fault == LookFault::None ? "another drive is in its place" : look.reason;
+  return {.outcome = Outcome::Failed,
+          .cause = std::string(kCauseGone),
+          .reason = "the drive disappeared during the test: " + why};
+}
+
+Verdict untold_verdict(const drivetest::Look& look, const std::string& device) {
+  return {.cause = std::string(kCauseUnknown),
+          .reason = fmt::format("how the test ended is not known: {}; the drive may go on: {}",
+                                fault_text(look), go_on_advice(device))};
+}
+
+Verdict verdict_of(const Followed& followed, const std::string& device) {
+  switch (followed.end) {
+    case Followed::End::Stalled:
+      return stalled_verdict(followed.row, device);
+    case Followed::End::Gone:
+      return gone_verdict(followed.look);
+    case Followed::End::NotTold:
+      return untold_verdict(followed.look, device);
+    case Followed::End::Ended:
+      break;
+  }
+  return verdict_of_row(followed.row, followed.drive.protocol, device);
+}
+
+// What a passed test is told by: "long test: completed without error, at 4660 power-on hours".
+std::optional<std::string> entry_of(const TestRow& row) {
+  if (row.outcome != drivetest::Outcome::Passed) return std::nullopt;
+  std::string text = kind_text(row) + ": " + row.cause;
+  if (row.hours) text += fmt::format(", at {} power-on hours", *row.hours);
+  return text;
+}
+
+void add_drive(DriveResult& result, const drivetest::Drive& drive) {
+  result.model = drive.model;
+  result.serial = drive.serial_number;
+}
+
+// Of a test that did not come about.
+LibraryResult not_started(const StartOutcome& outcome, bool has_history,
+                          const std::string& device) {
+  LibraryResult result{{.device = device}, Hindrance::Other};
+  const drivetest::Look& look = outcome.status.look;
+  Verdict& verdict = result.result.verdict;
+  add_drive(result.result, look.drive);
+  if (outcome.result == StartResult::AlreadyRunning) {
+    verdict = verdict_of_busy(outcome.row.value_or(TestRow()), has_history, device);
+  } else if (outcome.result == StartResult::NotAble) {
+    verdict = {.outcome = Outcome::Aborted,
+               .cause = std::string(kCauseNoSelfTest),
+               .reason = outcome.reason};
+    result.hindrance = Hindrance::Unable;
+  } else if (look.fault != LookFault::None) {
+    verdict = verdict_of_fault(look);
+    if (look.fault == LookFault::CannotBeReached || look.fault == LookFault::NoSuchDrive)
+      result.hindrance = Hindrance::Unreachable;
+  } else {
+    verdict = {.cause = std::string(readiness_cause(Readiness::Refused)),
+               .reason = "the test was not started: " + outcome.reason};
+  }
+  return result;
+}
+
+}  // namespace
+
+DriveResult result_of(const Followed& followed, const std::string& device) {
+  const TestRow& row = followed.row;
+  DriveResult result{.device = device, .verdict = verdict_of(followed, device)};
+  result.kind = row.kind;
+  add_drive(result, followed.drive);
+  result.entry = entry_of(row);
+  result.begin = row.started;
+  if (const auto duration = row.duration()) result.elapsed = *duration;
+  return result;
+}
+
+LibraryResult test_by_library(DriveTests& tests, const Place& place, TestKind kind,
+                              const std::function<void(const TestProgress&)>& report) {
+  const drivetest::Time begin = tests.time().now();
+  const StartOutcome outcome = tests.keeper().start(place, kind, false, true);
+  LibraryResult result;
+  if (outcome.result == StartResult::Started) {
+    const Followed followed = follow(tests.keeper(), tests.time(), *outcome.row, outcome.status,
+                                     {.gives_up_stalled = true, .wakes = true}, report);
+    result.result = result_of(followed, place.device);
+  } else {
+    result = not_started(outcome, tests.has_history(), place.device);
+  }
+  result.result.kind = kind;
+  result.result.begin = begin;
+  result.result.elapsed = tests.time().now() - begin;
+  result.result.history_fault = tests.keeper().history_fault();
+  return result;
+}
+
+}  // namespace cli

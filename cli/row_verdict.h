@@ -1,0 +1,22 @@
+// What a row of the history means to those who asked for the test: the verdict in the words and the
+// causes of 'hddtest run'. Pure functions.
+#pragma once
+
+#include "cli/verdict.h"
+#include "drivetest/look.h"
+#include "drivetest/test_row.h"
+
+namespace cli {
+
+// Without outcome where the row has none or its result is not known.
+Verdict verdict_of_row(const drivetest::TestRow& row, drivetest::Protocol protocol,
+                       const std::string& device);
+
+// Of a drive that was looked at in vain.
+Verdict verdict_of_fault(const drivetest::Look& look);
+
+// Of a drive in which this test runs already, for somebody who wanted to start one. has_history:
+// the row tells who began it.
+Verdict verdict_of_busy(const drivetest::TestRow& row, bool has_history, const std::string& device);
+
+}  // namespace cli

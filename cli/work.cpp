@@ -1,0 +1,87 @@
+// The process that tests a drive: its side of worker.h.
+#include <sys/prctl.h>
+
+#include <csignal>
+
+#include "cli/drive_run.h"
+#include "cli/drive_tests.h"
+#include "cli/exit_status.h"
+#include "cli/manager.h"
+#include "cli/output.h"
+#include "cli/progress.h"
+#include "cli/row_verdict.h"
+#include "cli/worker.h"
+#include "cli/worker_message.h"
+
+namespace cli {
+namespace {
+
+void tell(const std::string& doing, Step step, const std::optional<TestProgress>& progress) {
+  standard_output().write(dump_line({{"doing", doing},
+                                     {"step", static_cast<int>(step)},
+                                     {"progress", progress ? pack(*progress) : Json()}}));
+}
+
+LibraryResult work_by_library(const WorkerTask& task) {
+  tell("starting the test", Step::Starting, std::nullopt);
+  DriveTests tests;
+  const drivetest::Place place = task.type.empty() && !task.is_apart
+                                     ? tests.place_of(task.device)
+                                     : drivetest::Place{task.device, task.type};
+  if (task.is_apart) tests.keep_apart(place);
+  return test_by_library(tests, place, task.kind, [](const TestProgress& progress) {
+    tell("testing" + remaining_text(progress), Step::Testing, progress);
+  });
+}
+
+// Why the module does not ask the drive, though the library may be able to.
+bool is_without_smart(const Verdict& verdict) {
+  return verdict.cause == readiness_cause(Readiness::SmartOff) ||
+         verdict.cause == readiness_cause(Readiness::NoSmart) ||
+         verdict.cause == readiness_cause(Readiness::NotUnderstood);
+}
+
+DriveResult work_by_module(const Places& places, const WorkerTask& task) {
+  const auto manager = make_manager(places);
+  DriveResult result = test_drive(*manager, task.device, [](const Progress& progress) {
+    std::optional<TestProgress> told;
+    if (progress.step() == Step::Testing) {
+      told = {drivetest::TestKind::Short, drivetest::Source::Module};
+      told->percent = progress.remaining();
+    }
+    tell(progress.shown(), progress.step(), told);
+  });
+  if (task.way == Way::Forced) return result;
+  if (result.verdict.cause == readiness_cause(Readiness::Running)) {
+    DriveTests tests;
+    const drivetest::DriveStatus status = tests.keeper().look(tests.place_of(task.device), true);
+    if (status.running)
+      result.verdict = verdict_of_busy(*status.running, tests.has_history(), task.device);
+  }
+  if (is_without_smart(result.verdict)) {
+    LibraryResult other = work_by_library(task);
+    if (other.hindrance == Hindrance::None || other.hindrance == Hindrance::Other)
+      return other.result;
+  }
+  return result;
+}
+
+}  // namespace
+
+int work(const Places& places, const WorkerTask& task) {
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  LibraryResult result;
+  try {
+    if (task.way == Way::Library)
+      result = work_by_library(task);
+    else
+      result.result = work_by_module(places, task);
+  } catch (const std::exception& error) {
+    result = {not_tested(task.device, std::string(kCauseModule), error.what()), Hindrance::Other};
+  }
+  standard_output().write(dump_line(
+      {{"result", pack(result.result)}, {"hindrance", static_cast<int>(result.hindrance)}}));
+  return kStatusOk;
+}
+
+}  // namespace cli

@@ -1,0 +1,211 @@
+"""How 'hddtest run' and 'hddtest watch' wait: lines for programs, a terminal, Ctrl-C, and how many tests
+run behind one controller. The tools are real and the drives the stand-in's, with a clock that goes on
+while the commands wait.
+
+    waiting_test.py PROGRAMS STANDIN
+"""
+
+import fcntl
+import json
+import os
+import pty
+import re
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import termios
+import unittest
+
+from life import Life
+from stage import Stage
+
+PROGRAMS, STANDIN = sys.argv[1:3]
+
+PROGRESS = ["format", "event", "device", "test", "remaining", "minutes", "stalled", "source", "time"]
+
+
+def disk(number, **fields):
+    """An ATA disk, /dev/sda for 0."""
+    letter = "abcdef"[number]
+    lines = ["protocol ata", f"nodes /dev/sd{letter}", "vendor EXAMPLE", "model Example Disk 500",
+             f"serial EX000{number}", "firmware 1.0", f"wwn 5000c500a1b2c3d{number}"]
+    return lines + [f"{name} {value}" for name, value in fields.items()]
+
+
+SOLID = ["protocol nvme", "nodes /dev/nvme0 /dev/nvme0n1", "model Example NVMe 512", "serial EXNVME1",
+         "firmware 2.0", "wwn 0025385b71b0a7c1", "tests short long", "long_minutes 30"]
+
+
+class Waiting(unittest.TestCase):
+    def stage(self, pace=10, **drives):
+        stage = Stage(Life(None, drives, {}, "", pace, []), PROGRAMS, STANDIN)
+        self.addCleanup(stage.close)
+        return stage
+
+    def run_lines(self, stage, status, *words):
+        """The lines, each as an object."""
+        found, output, errors = stage.run(["hddtest", *words])
+        self.assertEqual((found, errors), (status, ""), output)
+        return [json.loads(line) for line in output.splitlines()]
+
+    def interrupt(self, stage, drive, *words):
+        """Ctrl-C while the drive is asked for the 30th time; status, output, errors."""
+        process, held, is_held = stage.start_held(["hddtest", *words], [drive], "30")
+        self.assertTrue(is_held)
+        process.send_signal(signal.SIGINT)
+        output, errors = process.communicate(timeout=60)
+        stage.release(held)
+        return process.returncode, output, errors
+
+    def on_terminal(self, stage, *words):
+        master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 120, 0, 0))
+        with subprocess.Popen(["hddtest", *words], stdin=slave, stdout=slave, stderr=slave,
+                              cwd=stage.folder, env=dict(stage.environment, TERM="xterm")) as process:
+            os.close(slave)
+            written = b""
+            while True:
+                try:
+                    piece = os.read(master, 65536)
+                except OSError:  # the terminal's last user has gone
+                    break
+                written += piece
+            os.close(master)
+            return written.decode(), process.wait(timeout=60)
+
+
+class JsonLines(Waiting):
+    def test_progress_and_then_the_result(self):
+        stage = self.stage(disk=disk(0))
+        *events, result = self.run_lines(stage, 0, "run", "--json-lines", "--test=long", "/dev/sda")
+        for event in events:
+            self.assertEqual(list(event), PROGRESS)
+            self.assertEqual((event["event"], event["device"], event["test"], event["source"]),
+                             ("progress", "/dev/sda", "long", "hddtest"))
+            self.assertRegex(event["time"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+        self.assertEqual([(event["remaining"], event["minutes"]) for event in events][0], (90, 76))
+        percents = [event["remaining"] for event in events]
+        self.assertEqual(percents, sorted(set(percents), reverse=True))
+        self.assertGreater(len(events), 5)
+        (same,) = json.loads(stage.run(["hddtest", "watch", "--json", "/dev/sda"])[1])
+        self.assertEqual(list(result), list(same), "the members of --json")
+        self.assertEqual((result["outcome"], result["test"], result["status"], result["serial"]),
+                         ("passed", "long", 0, "EX0000"))
+        self.assertGreaterEqual(result["duration"], 84 * 60)
+
+    def test_watch_tells_the_same_of_somebody_elses_test(self):
+        stage = self.stage(disk=disk(0, result=7, result_lba=4711))
+        stage.event("start", "disk", "long")
+        *events, result = self.run_lines(stage, 1, "watch", "--json-lines")
+        self.assertGreater(len(events), 5)
+        for event in events:
+            self.assertEqual(list(event), PROGRESS)
+            self.assertEqual(event["source"], "other")
+        self.assertEqual((result["outcome"], result["cause"], result["block"], result["begin"]),
+                         ("failed", "read-failure", 4711, None))
+        self.assertEqual(self.run_lines(stage, 0, "watch", "--json-lines"), [], "no test runs")
+
+    def test_lines_come_at_once(self):
+        stage = self.stage(pace=1, disk=disk(0))
+        process, held, is_held = stage.start_held(
+            ["hddtest", "run", "--json-lines", "--test=long", "/dev/sda"], ["disk"], "30")
+        self.assertTrue(is_held)
+        self.assertEqual(json.loads(process.stdout.readline())["remaining"], 90)
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=60)
+        stage.release(held)
+
+    def test_drives_that_are_not_tested_have_a_line_each(self):
+        stage = self.stage(disk=disk(0), solid=SOLID)
+        lines = stage.run(["hddtest", "run", "--json-lines", "--test=conveyance", "/dev/nvme0",
+                           "NONE"])[1].splitlines()
+        self.assertEqual({(line["device"], line["cause"], line["test"])
+                          for line in map(json.loads, lines)},
+                         {("/dev/nvme0", "no-self-test", "conveyance"),
+                          ("NONE", "no-device", "conveyance")})
+
+
+class PerController(Waiting):
+    def order(self, *options):
+        """Which drives have begun before the first one ended, and how many at most at once."""
+        stage = self.stage(one=disk(0), two=disk(1), three=disk(2), solid=SOLID)
+        lines = self.run_lines(stage, 0, "run", "--json-lines", "--test=long", *options)
+        running, most, most_disks = set(), 0, 0
+        for line in lines:
+            if "event" in line:
+                running.add(line["device"])
+            else:
+                running.remove(line["device"])
+            most = max(most, len(running))
+            most_disks = max(most_disks, len(running - {"/dev/nvme0"}))
+        self.assertEqual(len([line for line in lines if "event" not in line]), 4)
+        return most, most_disks
+
+    def test_one_behind_each(self):
+        self.assertEqual(self.order("--per-controller=1"), (2, 1))
+
+    def test_any_number_by_default(self):
+        self.assertEqual(self.order(), (4, 3))
+
+    def test_jobs_are_the_most_in_all(self):
+        self.assertEqual(self.order("--per-controller=2", "--jobs=2")[0], 2)
+
+
+class CtrlC(Waiting):
+    GOES_ON = ("hddtest: interrupted; the test goes on in the drive; 'hddtest watch /dev/sda' shows "
+               "it, 'hddtest stop /dev/sda' ends it\n")
+
+    def test_run_leaves_the_test_to_the_drive(self):
+        stage = self.stage(pace=2, disk=disk(0))
+        status, _, errors = self.interrupt(stage, "disk", "run", "--test=long", "/dev/sda")
+        self.assertEqual((status, errors), (-signal.SIGINT, self.GOES_ON))
+        self.assertEqual(stage.field("disk", "is_testing"), "1")
+        self.assertEqual(stage.field("disk", "aborts"), "0")
+        status, output, _ = stage.run(["hddtest", "watch", "/dev/sda"])
+        self.assertEqual(status, 0)
+        self.assertIn("/dev/sda: passed", output)
+        self.assertEqual([row["outcome"] for row in stage.rows()], ["passed"])
+
+    def test_watch_stops_watching_alone(self):
+        stage = self.stage(pace=2, disk=disk(0))
+        stage.event("start", "disk", "long")
+        status, _, errors = self.interrupt(stage, "disk", "watch")
+        self.assertEqual((status, errors), (-signal.SIGINT, self.GOES_ON))
+        self.assertEqual(stage.field("disk", "is_testing"), "1")
+
+    def test_json_has_what_is_known(self):
+        stage = self.stage(pace=2, disk=disk(0))
+        for words in (["run", "--json", "--test=long", "/dev/sda"], ["watch", "--json"]):
+            (drive,) = json.loads(self.interrupt(stage, "disk", *words)[1])
+            self.assertEqual((drive["device"], drive["outcome"], drive["cause"], drive["status"]),
+                             ("/dev/sda", None, "interrupted-command", 3))
+
+
+class Terminal(Waiting):
+    def test_progress_is_written_over(self):
+        for words in (["run", "--test=long", "/dev/sda"], ["watch", "/dev/sda"]):
+            stage = self.stage(disk=disk(0))
+            if words[0] == "watch":
+                stage.event("start", "disk", "long")
+            written, status = self.on_terminal(stage, *words)
+            self.assertEqual(status, 0)
+            before, _ = written.split("\x1b[1;32mpassed\x1b[0m")
+            self.assertNotIn("\n", before)
+            self.assertRegex(before, r"\r/dev/sda: [a-z ]+, \d0% remaining, \d+ minutes or more \(\d")
+            self.assertTrue(before.endswith("\r\x1b[K/dev/sda: "), before)
+
+    def test_stalled_test_is_shown_with_what_to_do(self):
+        stage = self.stage(pace=60, disk=disk(0, stuck_at=90))
+        written, status = self.on_terminal(stage, "run", "--test=long", "/dev/sda")
+        self.assertEqual(status, 3)
+        self.assertIn("it may still end: 'hddtest watch /dev/sda' shows it", re.sub(r"\s+", " ", written))
+
+
+if __name__ == "__main__":
+    for tool in ("smartctl", "nvme"):
+        if not shutil.which(tool, path="/usr/sbin"):
+            print(f"{tool} is not installed")
+            sys.exit(77)
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
