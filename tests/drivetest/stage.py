@@ -85,7 +85,9 @@ class Stage:
         poll.register(ended, select.POLLIN)
         is_held = any(what == held for what, _ in poll.poll(120_000))
         for drive in drives:
-            self.event("set", drive, "hold_in", "0")
+            # Setting a field makes the machine's tree anew, which others may be reading.
+            if self.field(drive, "hold_in") != "0":
+                self.event("set", drive, "hold_in", "0")
         os.close(ended)
         return process, held, is_held
 

@@ -128,29 +128,37 @@ class JsonLines(Waiting):
 
 
 class PerController(Waiting):
-    def order(self, *options):
-        """Which drives have begun before the first one ended, and how many at most at once."""
+    """While the start of one disk's test is held, others begin and end, or do not begin."""
+
+    def starts_beside_held(self, awaited, *options):
+        """How often tests of the other disks were started when those of these devices had ended."""
         stage = self.stage(one=disk(0), two=disk(1), three=disk(2), solid=SOLID)
-        lines = self.run_lines(stage, 0, "run", "--json-lines", "--test=long", *options)
-        running, most, most_disks = set(), 0, 0
-        for line in lines:
-            if "event" in line:
-                running.add(line["device"])
-            else:
-                running.remove(line["device"])
-            most = max(most, len(running))
-            most_disks = max(most_disks, len(running - {"/dev/nvme0"}))
-        self.assertEqual(len([line for line in lines if "event" not in line]), 4)
-        return most, most_disks
+        process, held, is_held = stage.start_held(
+            ["hddtest", "run", "--json-lines", "--test=long", *options], ["one"], "start")
+        self.assertTrue(is_held)
+        ended = set()
+        while not awaited <= ended:
+            line = json.loads(process.stdout.readline())
+            if "event" not in line:
+                self.assertEqual(line["outcome"], "passed", line)
+                ended.add(line["device"])
+        starts = [int(stage.field(name, "starts")) for name in ("two", "three")]
+        stage.release(held)
+        output, errors = process.communicate(timeout=60)
+        self.assertEqual((process.returncode, errors), (0, ""))
+        self.assertEqual(len(ended) + sum('"outcome":"passed"' in line
+                                          for line in output.splitlines()), 4)
+        return starts
 
     def test_one_behind_each(self):
-        self.assertEqual(self.order("--per-controller=1"), (2, 1))
+        self.assertEqual(self.starts_beside_held({"/dev/nvme0"}, "--per-controller=1"), [0, 0])
+
+    def test_two_behind_each(self):
+        self.assertEqual(self.starts_beside_held({"/dev/sdb", "/dev/sdc"}, "--per-controller=2"),
+                         [1, 1], "one after the other")
 
     def test_any_number_by_default(self):
-        self.assertEqual(self.order(), (4, 3))
-
-    def test_jobs_are_the_most_in_all(self):
-        self.assertEqual(self.order("--per-controller=2", "--jobs=2")[0], 2)
+        self.assertEqual(self.starts_beside_held({"/dev/nvme0", "/dev/sdb", "/dev/sdc"}), [1, 1])
 
 
 class CtrlC(Waiting):
