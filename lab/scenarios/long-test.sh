@@ -1,6 +1,6 @@
 # A long test is started and left alone, beside drives that cannot be tested, each with its reason.
 # The drive refuses to end its test, which is said, and goes on to its end.
-drive piix LAB0001 3600:passed
+drive piix LAB0001 600:passed
 drive megasas LAB0002
 drive usb-storage LAB0003
 drive nvme LAB0004
@@ -9,11 +9,11 @@ with_nvme
 guest() {
   hddtest start --test long > /tmp/start 2> /tmp/start.errors
   echo $? > /tmp/start.status
-  sleep 1200
+  sleep 230
   hddtest status /dev/sda > /tmp/halfway
   hddtest stop --json /dev/sda > /tmp/stop 2> /tmp/stop.errors
   echo $? > /tmp/stop.status
-  sleep 2700
+  sleep 450
   hddtest status --json
   local status=$?
   hddtest history --json > /tmp/history

@@ -1,13 +1,13 @@
 # The machine loses power while both drives test themselves, one of them since a moment ago, and comes
 # back with the drives under each other's names. The history knows both tests, and says of each, for
 # the drive that it was, what became of it.
-drive piix LAB0001 3600:passed
-drive ahci LAB0002 3600:passed
+drive piix LAB0001 600:passed
+drive ahci LAB0002 600:passed
 lasting_disk
 
 guest() {
   hddtest start --test long /dev/sda > /tmp/long
-  sleep 1200
+  sleep 230
   hddtest status /dev/sda > /tmp/running
   keep_results
   hddtest start /dev/sdb > /dev/null && power_cycle
