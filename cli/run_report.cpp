@@ -8,6 +8,7 @@
 
 #include "cli/drive_result.h"
 #include "cli/drive_run.h"
+#include "cli/pull.h"
 #include "cli/terminal_text.h"
 #include "drivetest/time_text.h"
 
@@ -49,6 +50,15 @@ std::string identity(const DriveResult& result) {
   return text;
 }
 
+// A drive that has gone may come back when its cable is mended; the others are to be pulled.
+bool is_to_be_pulled(const DriveResult& result) {
+  return result.verdict.outcome == Outcome::Failed && result.verdict.cause != kCauseGone;
+}
+
+std::string bay(const DriveResult& result) {
+  return is_to_be_pulled(result) ? bay_text({result.device, ""}) : "";
+}
+
 // "HDST-100", with which the text of a record begins; empty without.
 std::string advice_code(const DriveResult& result) {
   if (!result.record.is_object()) return {};
@@ -86,6 +96,7 @@ std::string full_report(const DriveResult& result, bool alone, const Output& out
     if (!value.empty()) text += labelled(label, value, columns);
   };
   add("  Drive:   ", identity(result));
+  add("  Bay:     ", bay(result));
   add("  Reason:  ", verdict.reason);
   add("  Log:     ", result.entry.value_or(""));
   if (result.job.is_object()) add("  Job:     ", result.job.value("InstanceID", ""));
@@ -138,7 +149,9 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
     const std::string text = advice_text(result);
     if (text.empty()) continue;
     std::string& of = drives[text];
-    const std::string drive = escape(identity(result));
+    std::string drive = escape(identity(result));
+    if (const std::string place = bay(result); !place.empty())
+      drive += (drive.empty() ? "" : ", ") + escape(place);
     if (!of.empty()) of += ", ";
     of += escape(result.device);
     if (!drive.empty()) of += " (" + drive + ")";
@@ -178,7 +191,8 @@ Json run_json(const DriveResult& result) {
           {"begin", time_json(result, {})},
           {"end", time_json(result, result.elapsed)},
           {"duration", result.begin ? Json(result.elapsed.count()) : Json()},
-          {"advice", or_null(advice_code(result))}};
+          {"advice", or_null(advice_code(result))},
+          {"bay", is_to_be_pulled(result) ? bay_json({result.device, ""}) : Json()}};
 }
 
 Json progress_json(const std::string& device, const TestProgress& progress, drivetest::Time now) {

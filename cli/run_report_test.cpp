@@ -84,7 +84,9 @@ TEST(RunJson, HasEveryMemberOfTheFormat) {
             R"("record":{"RecordData":"HDST-100: text\n1. do\n"},"status":1,"test":"short",)"
             R"("cause":"read-failure","remaining":null,"block":12345,"hours":1217,"model":"M",)"
             R"("serial":"S","begin":"2001-09-09T01:46:40Z","end":"2001-09-09T01:47:55Z",)"
-            R"("duration":75,"advice":"HDST-100"})");
+            R"("duration":75,"advice":"HDST-100","bay":{"by_path":null,"enclosure":null,)"
+            R"("enclosure_name":null,"enclosure_id":null,"slot":null,"controller":null,)"
+            R"("locate":null}})");
 }
 
 TEST(RunJson, OfADriveThatWasNotAsked) {
@@ -92,7 +94,7 @@ TEST(RunJson, OfADriveThatWasNotAsked) {
   EXPECT_EQ(json["outcome"], nullptr);
   EXPECT_EQ(json["reason"], "USB");
   EXPECT_EQ(json["status"], 3);
-  for (const char* name : {"begin", "end", "duration", "model", "advice", "record", "job"})
+  for (const char* name : {"begin", "end", "duration", "model", "advice", "record", "job", "bay"})
     EXPECT_EQ(json[name], nullptr) << name;
   EXPECT_EQ(failure_json("command-line", "x")[0]["device"], nullptr);
   EXPECT_EQ(failure_json("command-line", "x")[0].size(), json.size());
