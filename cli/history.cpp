@@ -40,8 +40,9 @@ struct HistoryOptions {
 };
 
 constexpr const char* kFooter =
-    "The newest test comes first. Tests by others are those that the drives' own logs have\n"
-    "shown; where nobody saw when they were, the power-on hour stands. With --json each test\n"
+    "The newest test comes first. Those BY others were begun by another program, such as\n"
+    "smartd or udisks, or by a person: the drives' own logs have shown them, and do not tell\n"
+    "who it was; where nobody saw when they were, the power-on hour stands. With --json each test\n"
     "is a line of JSON, the oldest first, which --import takes over on this or another\n"
     "machine: all of a file or, where one line is wrong, nothing. Everything is kept until\n"
     "--forget-before DATE removes the tests that ended before that day began in UTC.\n"
@@ -103,13 +104,14 @@ std::string when(const TestRow& row) {
 std::string table(const std::vector<KeptTest>& kept, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
   for (const KeptTest& test : kept) {
-    rows.push_back({{when(test.row)},
-                    {test.row.place.device},
-                    {test.drive.model},
-                    {test.drive.serial_number},
-                    {kind_text(test.row)},
-                    {starter_text(test.row)},
-                    {outcome_text(test.row), colour_of(test.row)}});
+    rows.push_back(
+        {{when(test.row)},
+         {test.row.place.device},
+         {test.drive.model},
+         {test.drive.serial_number},
+         {kind_text(test.row)},
+         {test.row.source == drivetest::Source::Other ? "others" : starter_text(test.row)},
+         {outcome_text(test.row), colour_of(test.row)}});
   }
   return table_text({{"WHEN"},
                      {"DEVICE"},

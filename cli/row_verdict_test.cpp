@@ -94,8 +94,9 @@ TEST(VerdictOfBusy, TellsWhoseTestItIs) {
   const Verdict verdict = verdict_of_busy(row, true, "/dev/sda");
   EXPECT_EQ(verdict.cause, "running");
   EXPECT_EQ(verdict.remaining, 40);
-  EXPECT_EQ(verdict.reason,
-            "a test runs in it already, 40% remaining (long test of somebody else)" + advice);
+  EXPECT_EQ(
+      verdict.reason,
+      "a test runs in it already, 40% remaining (long test of another program or person)" + advice);
   EXPECT_EQ(verdict_of_busy(row, false, "/dev/sda").reason,
             "a test runs in it already, 40% remaining (long test)" + advice);
   EXPECT_EQ(verdict_of_busy(TestRow(), false, "/dev/sda").reason,

@@ -94,7 +94,7 @@ std::string starter_text(const TestRow& row) {
     case Source::Other:
       break;
   }
-  return "somebody else";
+  return "another program or person";
 }
 
 std::string owned_test_text(const TestRow& row, bool has_history) {
@@ -152,15 +152,17 @@ int gravest(const std::vector<int>& statuses) {
 std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled, bool has_history,
                              Time now) {
   if (!row) return has_history ? "never tested" : "no test runs";
+  const bool is_of_others = has_history && row->source == Source::Other;
   std::string text = kind_text(*row);
   if (row->outcome) {
     const std::string outcome = outcome_text(*row);
     const std::size_t word = std::min(outcome.find(':'), outcome.size());
-    return text + " " + outcome.substr(0, word) + when(*row, now) + outcome.substr(word);
+    return text + " " + outcome.substr(0, word) + when(*row, now) + outcome.substr(word) +
+           (is_of_others ? " (by " + starter_text(*row) + ")" : "");
   }
   text += is_stalled ? " stalled" : " running";
   if (row->remaining_percent) text += fmt::format(", {}% remaining", *row->remaining_percent);
-  if (has_history && row->source == Source::Other) text += ", started by somebody else";
+  if (is_of_others) text += ", started by " + starter_text(*row);
   if (is_stalled) text += "; it may still end, and 'hddtest stop' ends it";
   return text;
 }

@@ -29,10 +29,11 @@ std::string kind_text(const drivetest::TestRow& row);
 // "passed", or "failed: read failure, first bad block 4711".
 std::string outcome_text(const drivetest::TestRow& row);
 
-// Who began it: "hddtest", "the module", "somebody else".
+// Who began it: "hddtest", "the module", "another program or person". No drive tells which: smartd
+// and udisks look like a person.
 std::string starter_text(const drivetest::TestRow& row);
 
-// "long test of somebody else"; "long test" where no history tells who began it.
+// "long test of another program or person"; "long test" where no history tells who began it.
 std::string owned_test_text(const drivetest::TestRow& row, bool has_history);
 
 // What is to be known of a drive that says "running" of a test which may be over; empty of others.

@@ -60,8 +60,21 @@ TEST(TestWords, TellARunningTest) {
   EXPECT_EQ(newest_test_text(row, false, true, kNow), "long test running, 40% remaining");
   row.source = Source::Other;
   EXPECT_EQ(newest_test_text(row, true, true, kNow),
-            "long test stalled, 40% remaining, started by somebody else; it may still end, and "
-            "'hddtest stop' ends it");
+            "long test stalled, 40% remaining, started by another program or person; it may "
+            "still end, and 'hddtest stop' ends it");
+}
+
+TEST(TestWords, TellTheSourceOfAnEndedTestOfOthers) {
+  TestRow row = ended(Outcome::Failed, "read failure");
+  row.source = Source::Other;
+  EXPECT_EQ(newest_test_text(row, false, true, kNow),
+            "short test failed 3 hours ago: read failure (by another program or person)");
+  EXPECT_EQ(newest_test_text(row, false, false, kNow),
+            "short test failed 3 hours ago: read failure");
+  row.source = Source::Module;
+  EXPECT_EQ(newest_test_text(row, false, true, kNow),
+            "short test failed 3 hours ago: read failure");
+  EXPECT_EQ(starter_text(row), "the module");
 }
 
 TEST(TestWords, SayNothingOfOthersWithoutAHistory) {
@@ -71,7 +84,7 @@ TEST(TestWords, SayNothingOfOthersWithoutAHistory) {
   EXPECT_EQ(newest_test_text(row, false, false, kNow), "long test running");
   EXPECT_EQ(newest_test_text({}, false, false, kNow), "no test runs");
   EXPECT_EQ(owned_test_text(row, false), "long test");
-  EXPECT_EQ(owned_test_text(row, true), "long test of somebody else");
+  EXPECT_EQ(owned_test_text(row, true), "long test of another program or person");
 }
 
 TEST(TestWords, TellWhatToDoWhereADriveWasNotLookedAt) {

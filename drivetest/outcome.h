@@ -24,6 +24,9 @@ struct Verdict {
 // unused rows have it, it is no result either.
 inline constexpr int kRunningCode = 15;
 
+// The code of ATA drives for a test that the host ended: a program, or a bridge between.
+inline constexpr int kAbortedByHost = 1;
+
 // What a result code of the drive means, 0 to 15 (ATA: the upper half of the status byte). Not set
 // for kRunningCode and for what is no such code.
 std::optional<Verdict> verdict_of(Protocol protocol, int code);

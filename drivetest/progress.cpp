@@ -29,8 +29,20 @@ void end(TestRow& row, Verdict verdict, Time now) {
   row.remaining_percent.reset();
 }
 
-void end(TestRow& row, Protocol protocol, const LogEntry& entry, Time now) {
-  end(row, verdict_of(protocol, entry.result_code).value_or(Verdict{}), now);
+// The drive's own code cannot tell a program that ended the test from a bridge that did.
+Verdict explained(Verdict verdict, const Drive& drive, int code, bool was_stopped) {
+  if (verdict.outcome != Outcome::Aborted) return verdict;
+  if (was_stopped)
+    verdict.cause += " (by 'hddtest stop')";
+  else if (drive.is_on_usb && drive.protocol == Protocol::Ata)
+    verdict.cause += code == kAbortedByHost ? ", as USB bridges do when they let a drive spin down"
+                                            : ", of the drive or of its USB bridge";
+  return verdict;
+}
+
+void end(TestRow& row, const Drive& drive, const LogEntry& entry, Time now, bool was_stopped) {
+  Verdict verdict = verdict_of(drive.protocol, entry.result_code).value_or(Verdict{});
+  end(row, explained(std::move(verdict), drive, entry.result_code, was_stopped), now);
   row.test_code = entry.test_code;
   row.result_code = entry.result_code;
   row.first_bad_block = entry.first_bad_block;
@@ -114,7 +126,7 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   if (look.has_log)
     own = own_entry({protocol, row.kind, row.hours_at_start, most_hours(row, look)}, growth);
   if (own.entry) {
-    end(finding.row, protocol, *own.entry, now);
+    end(finding.row, look.drive, *own.entry, now, circumstances.was_stopped);
     finding.entry = own.entry;
   } else if (is_shown(row, look, now, circumstances)) {
     go_on(finding.row, *look.running, now);
@@ -123,7 +135,9 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   } else if (!circumstances.is_second_look) {
     finding.look_again = true;
   } else if (auto verdict = verdict_by_status(row, look, growth, now, circumstances.was_seen)) {
-    end(finding.row, *std::move(verdict), now);
+    end(finding.row,
+        explained(*std::move(verdict), look.drive, *look.status_code, circumstances.was_stopped),
+        now);
     if (finding.row.outcome != Outcome::Unknown) finding.row.result_code = look.status_code;
   } else {
     if (look.running)
@@ -149,7 +163,7 @@ TestRow row_of_entry(const Look& look, const LogEntry& entry) {
   row.place = look.drive.place;
   row.source = Source::Other;
   row.kind = entry.kind;
-  end(row, look.drive.protocol, entry, Time{});
+  end(row, look.drive, entry, Time{}, false);
   row.ended.reset();  // nobody was there
   return row;
 }

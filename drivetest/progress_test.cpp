@@ -190,5 +190,28 @@ TEST(Progress, IsStalledAfterThreeTimesTheAnnouncedTimeAndAnHourAtLeast) {
   EXPECT_TRUE(is_stalled(begun(), abilities, kStart + minutes(90)));
 }
 
+TEST(Progress, TellsAUsbBridgeThatEndsATest) {
+  Look look = idle(Protocol::Ata, 1);
+  EXPECT_EQ(found(seen(), look, {entry(1)}).row.cause, "aborted by the host");
+  look.drive.is_on_usb = true;
+  EXPECT_EQ(found(seen(), look, {entry(1)}).row.cause,
+            "aborted by the host, as USB bridges do when they let a drive spin down");
+  EXPECT_EQ(found(seen(), look, {entry(2)}).row.cause,
+            "interrupted by a reset or a loss of power, of the drive or of its USB bridge");
+  EXPECT_EQ(found(seen(), look, {entry(7)}).row.cause, "read failure");
+  // By the status alone, of a drive that writes no entry.
+  EXPECT_EQ(found(seen(), look).row.cause,
+            "aborted by the host, as USB bridges do when they let a drive spin down");
+}
+
+TEST(Progress, TellsATestThatWasStoppedHere) {
+  Look look = idle();
+  look.drive.is_on_usb = true;
+  EXPECT_EQ(found(seen(), look, {entry(1)}, {.was_stopped = true}).row.cause,
+            "aborted by the host (by 'hddtest stop')");
+  EXPECT_EQ(found(seen(), look, {entry(0)}, {.was_stopped = true}).row.cause,
+            "completed without error");
+}
+
 }  // namespace
 }  // namespace drivetest

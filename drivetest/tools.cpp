@@ -1,5 +1,6 @@
 #include "drivetest/tools.h"
 
+#include "drivetest/bay.h"
 #include "drivetest/inability.h"
 #include "drivetest/nvme_report.h"
 #include "drivetest/start_report.h"
@@ -160,6 +161,7 @@ Look Tools::look(const Place& place, bool wake) {
       run(kSmartctl, with_place(look_arguments(wake, is_log_readable), place));
   SmartctlReport report = read_smartctl(place, output);
   Look& look = report.look;
+  look.drive.is_on_usb = is_on_usb(place);
   if (output.exit_status < 0) {
     look.fault = LookFault::CannotBeReached;
     look.reason = output.errors;
