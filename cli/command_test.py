@@ -243,7 +243,7 @@ class CommandLine(CommandTest):
             (["enumerate", "--json"], wrong, "CLASS is required; see hddtest enumerate --help"),
             (["enumerate", "None", "--json"], "module-error", "there is no class None"),
             (["invoke", "=", "None", "--json"], "module-error", ""),
-            (["drives", "--data", "none", "--json"], "module-error", ""),
+            (["drives", "--offered", "--data", "none", "--json"], "module-error", ""),
         ]:
             (error,) = json.loads(self.run_command(*arguments))
             self.assertEqual({name: error[name] for name in members}, members, arguments)

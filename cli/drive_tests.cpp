@@ -93,12 +93,13 @@ ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
 }
 
 std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& names,
-                                            const std::string& type, bool wake) {
+                                            const std::string& type, bool wake, LooksAhead ahead) {
   if (names.empty() && !type.empty())
     throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
   Survey survey{drivetest::find_drives(drives_.scan()), {}, keeper_.changes()};
   survey.looks.resize(survey.found.size());
-  if (names.empty()) look_at(survey, all_of(survey.found.size()), wake);
+  if (names.empty() && ahead == LooksAhead::AtAll)
+    look_at(survey, all_of(survey.found.size()), wake);
   std::string apart = tell_apart(survey);
   const auto is_found = [&](const std::string& name) {
     return place_named(survey.found, name, type).has_value();
@@ -114,13 +115,13 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
   for (const std::string& name : names) drives.push_back(chosen(survey, name, type));
   if (names.empty())
     for (std::size_t number = 0; number < survey.found.size(); ++number) {
-      const Drive& known = survey.found[number].drive;
-      drives.push_back({known.place.device,
-                        known.place,
-                        {},
-                        known,
-                        SeenLook{*survey.looks[number], survey.changes},
-                        nodes_of(survey.found[number])});
+      ChosenDrive drive;
+      drive.known = survey.found[number].drive;
+      drive.place = drive.known.place;
+      drive.name = drive.place.device;
+      if (const auto& look = survey.looks[number]) drive.seen = SeenLook{*look, survey.changes};
+      drive.nodes = nodes_of(survey.found[number]);
+      drives.push_back(std::move(drive));
     }
   return drives;
 }
@@ -240,9 +241,13 @@ std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) 
 
 std::optional<TestRow> DriveTests::newest(const ChosenDrive& drive, const DriveStatus& status) {
   if (status.running) return status.running;
+  std::optional<TestRow> newest;
   try {
-    auto rows = history().of_drive(identity_of(drive, status.look), 1);
-    if (!rows.empty()) return std::move(rows.front().row);
+    keeper_.with_history([&](drivetest::History& history) {
+      auto rows = history.of_drive(identity_of(drive, status.look), 1);
+      if (!rows.empty()) newest = std::move(rows.front().row);
+    });
+    if (newest) return newest;
   } catch (const drivetest::HistoryError&) {
     // The keeper has met the same, and tells it.
   }

@@ -67,13 +67,17 @@ class DriveTests {
   enum class OpensHistory { AtOnce, WhenNeeded };
   explicit DriveTests(OpensHistory opens = OpensHistory::AtOnce);
 
+  // Which drives are looked at before they are chosen, where no names are given: all, or only those
+  // of which the kernel does not tell which drives they are.
+  enum class LooksAhead { AtAll, InDoubt };
+
   // The drives that go by these names: device, serial number or name below /dev/disk/by-id; all
   // drives of the machine without names. Without names it looks at all of them, else at those of
   // which the kernel does not tell which drives they are. wake: those that are chosen. Tells on
   // standard error of drives that claim to be one. Throws WrongCommandLine for a type without
   // names.
   std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type,
-                                  bool wake);
+                                  bool wake, LooksAhead ahead = LooksAhead::AtAll);
 
   // The look at a drive that was chosen: the one that was taken, the first time.
   drivetest::SeenLook look_of(ChosenDrive& drive, bool wake);
@@ -93,7 +97,8 @@ class DriveTests {
   // Looks at the drives, several at once, and brings the history up to date.
   std::vector<drivetest::DriveStatus> look_at(std::vector<ChosenDrive>& drives, bool wake);
 
-  // The test that runs in the drive, or the last one that is kept.
+  // The test that runs in the drive, or the last one that is kept. May be called while other
+  // threads look at drives.
   std::optional<drivetest::TestRow> newest(const ChosenDrive& drive,
                                            const drivetest::DriveStatus& status);
 

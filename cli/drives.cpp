@@ -1,25 +1,47 @@
-// hddtest drives: the drives of the machine, and which can be tested.
-#include <unistd.h>
-
+// hddtest drives: the drives of the machine, what can be done with each, and what became of it.
 #include <algorithm>
+#include <exception>
+#include <future>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "cli/commands.h"
-#include "cli/drive_list.h"
+#include "cli/drive_tests.h"
+#include "cli/exit_status.h"
 #include "cli/json.h"
-#include "cli/manager.h"
+#include "cli/looked_drive.h"
+#include "cli/offered_drives.h"
 #include "cli/output.h"
 #include "cli/table.h"
 #include "cli/terminal_text.h"
+#include "cli/test_words.h"
 #include "cli/waiting_line.h"
 
 namespace cli {
 namespace {
 
+using drivetest::DriveStatus;
+using drivetest::FoundDrive;
+using drivetest::TestKind;
+
+struct DrivesOptions {
+  bool offered = false;
+  bool wake = false;
+};
+
 constexpr const char* kFooter =
-    "Runs hwinfo and smartctl, which changes nothing and takes some seconds, and with SAS or RAID\n"
-    "adapters one hwinfo more for each drive and device on them. TEST says what can be done:\n"
-    "  ready                         'hddtest run' tests it\n"
+    "Shows each drive as soon as it has answered: which TESTS 'hddtest start' can start in\n"
+    "it, and the test that runs, with what remains and who began it, or else the\n"
+    "last one with its age and result. What a look shows is kept in the history. Drives in\n"
+    "standby are left in peace but with --wake. Below the list stands what to do about a\n"
+    "drive that failed, with all that tells which one to pull, or whose test was aborted.\n"
+    "\n"
+    "--offered asks the module instead which drives it offers to WBEM clients for the short\n"
+    "test. That runs hwinfo and smartctl, which changes nothing, takes some seconds and may\n"
+    "wake drives, and with SAS or RAID adapters one hwinfo more for each drive and device on\n"
+    "them. There TEST says:\n"
+    "  ready                         a client can have it tested\n"
     "  test running                  wait for its end; somebody else may have started it\n"
     "  SMART is off                  switch it on with 'smartctl -s on DEVICE'\n"
     "  no SMART, no self-test        the drive, or the way to it, knows none\n"
@@ -27,96 +49,173 @@ constexpr const char* kFooter =
     "  smartctl failed or missing, no answer, no such device, SMART not understood: see what\n"
     "  'smartctl -i DEVICE' and 'hddtest check' say\n"
     "  on USB, micro-flash, behind a RAID controller, beside a RAID volume, not on an onboard\n"
-    "  controller, excluded: BIOS or machine type: left out; 'hddtest run --force' tests it\n"
-    "  where smartctl can reach it by that name\n"
+    "  controller, excluded: BIOS or machine type: left out; 'hddtest start' tests it where\n"
+    "  smartctl can reach it\n"
     "  not a disk, hwinfo missing    hwinfo does not list it, or is not there\n"
     "  not looked at                 it came while the others were looked at: ask again\n"
-    "Exit status: 0, or 3 if the drives cannot be listed.";
+    "Exit status: 0, whatever the drives are like; 3 if they cannot be listed. That of\n"
+    "'hddtest status' tells whether one has failed.";
 
-// The words of the list as one word for programs; empty when a test could begin.
-std::string cause_of(const Drive& drive) {
-  if (!drive.testable()) return std::string(drive.left_out_cause());
-  return drive.look && !drive.ready() ? std::string(readiness_cause(drive.look->readiness)) : "";
-}
-
-Json json_of(const Drive& drive) {
-  const auto text = [](const std::string& value) { return value.empty() ? Json() : Json(value); };
-  Json remaining;  // null
-  if (drive.look && drive.look->remaining) remaining = *drive.look->remaining;
-  return {{"device", drive.device},
-          {"testable", drive.testable()},
-          {"reason", text(drive.reason)},
-          {"smart", drive.smart ? Json(*drive.smart) : Json()},
-          {"model", text(drive.model)},
-          {"serial", text(drive.serial)},
-          {"size", drive.bytes ? Json(*drive.bytes) : Json()},
-          {"connection", text(drive.connection)},
-          {"status", drive.words()},
-          {"cause", text(cause_of(drive))},
-          {"remaining", remaining}};
-}
-
-std::string table(const std::vector<Drive>& drives, const Output& output) {
-  std::vector<std::vector<TableCell>> rows;
-  for (const Drive& drive : drives)
-    rows.push_back({{drive.device},
-                    {drive.bytes ? size_text(*drive.bytes) : ""},
-                    {drive.model},
-                    {drive.serial},
-                    {drive.connection},
-                    {drive.words(), drive.ready() ? Colour::Green : Colour::None}});
-  return table_text({{"DEVICE"},
-                     {.title = "SIZE", .is_right_aligned = true, .left_out = 3},
-                     {.title = "MODEL", .shortened = 1, .left_out = 4},
-                     {.title = "SERIAL", .shortened = 3, .left_out = 2},
-                     {.title = "CONNECTION", .shortened = 2, .left_out = 1},
-                     {"TEST"}},
-                    rows, output);
-}
-
-// What is missing in the list, and who would see it.
-void tell_of_permission(const std::vector<Drive>& drives) {
-  const bool hidden = std::any_of(drives.begin(), drives.end(), [](const Drive& drive) {
-    return drive.look && drive.look->readiness == Readiness::NoPermission;
-  });
-  if (!hidden) return;
-  complain(geteuid() != 0 ? "root sees more: whole names, serial numbers, and what can be tested; "
-                            "'sudo hddtest drives'"
-                          : "this container or service may not ask all drives; give it "
-                            "CAP_SYS_RAWIO and the right to open them");
-}
-
-std::vector<Drive> find_drives(broker::ObjectManager& manager, const Places& places) {
-  // A line that is written over needs the terminal for itself. Lines of the log would stand in the
-  // middle of it, and where the list goes elsewhere, errors may be collected as well.
-  const bool show = standard_output().is_terminal() && log_file(places) != "-";
-  WaitingLine line(standard_error(), "looking for drives", show);
-  return list_drives(manager, true, [&](const std::string& doing) { line.say(doing); });
-}
-
-int drives(const Invocation& invocation) {
-  const Places places = find_places(invocation.data);
-  const auto manager = make_manager(places);
-  const std::vector<Drive> found = find_drives(*manager, places);
-  Output& output = standard_output();
-  if (invocation.json) {
-    Json array = Json::array();
-    for (const Drive& drive : found) array.push_back(json_of(drive));
-    output.write(dump(array));
-  } else if (found.empty()) {
-    output.write("There is no drive on this machine.\n");
-  } else {
-    output.write(table(found, output));
+// "short long"; conveyance is cut, since few drives know it and all lines would be longer.
+std::string tests_text(const drivetest::Look& look) {
+  std::string text;
+  for (const TestKind kind : drivetest::kTestKinds) {
+    if (!look.abilities[static_cast<std::size_t>(kind)].is_able) continue;
+    if (!text.empty()) text += " ";
+    text += kind == TestKind::Conveyance ? "conv" : name_of(kind);
   }
-  tell_of_permission(found);
+  return look.inability.empty() ? text : "";
+}
+
+std::string device_text(const ChosenDrive& drive) {
+  // Drives behind a controller share its device.
+  const bool is_shared = drive.place.type.find(',') != std::string::npos;
+  return is_shared ? drive.name + " " + drive.place.type : drive.name;
+}
+
+std::vector<TableColumn> columns() {
+  return {{"DEVICE"},
+          {.title = "MODEL", .shortened = 1, .left_out = 5},
+          {.title = "SERIAL", .shortened = 2, .left_out = 4},
+          {.title = "SIZE", .is_right_aligned = true, .left_out = 2},
+          {.title = "TYPE", .left_out = 1},
+          {.title = "TESTS", .left_out = 3},
+          {"NEWEST TEST"}};
+}
+
+std::vector<TableCell> row_of(const LookedDrive& one, bool has_history) {
+  const drivetest::Drive& drive = one.status.look.drive;
+  const bool is_known = drive.protocol != drivetest::Protocol::Unknown;
+  return {{device_text(one.drive)},
+          {drive.model.empty() ? one.drive.known.model : drive.model},
+          {one.serial_number()},
+          {drive.size ? size_text(*drive.size) : ""},
+          {is_known ? std::string(name_of(drive.protocol)) : ""},
+          {tests_text(one.status.look)},
+          {one.is_unknown() ? "not looked at: " + one.reason() : test_text(one, has_history),
+           one.last ? colour_of(*one.last) : Colour::None}};
+}
+
+// Rows as they may come, by what the kernel knows: the columns have their widths before any drive
+// has answered.
+std::vector<std::vector<TableCell>> expected_rows(const std::vector<FoundDrive>& found) {
+  std::vector<std::vector<TableCell>> rows;
+  for (const FoundDrive& one : found) {
+    const auto known = [](const std::string& text, const char* usual) {
+      return text.empty() ? std::string(usual) : text;
+    };
+    rows.push_back({{one.drive.place.device},
+                    {known(one.drive.model, "EXAMPLE Example Disk 1000")},
+                    {known(one.drive.serial_number, "EX00000001")},
+                    {one.drive.size ? size_text(*one.drive.size) : ""},
+                    {"NVMe"},
+                    {"short long conv"},
+                    {"long test running, 90% remaining"}});
+  }
+  return rows;
+}
+
+// Looks at drives, several at once, and gives the answers in the order of the drives.
+class Looks {
+ public:
+  // Both must outlive it. Its end waits for all looks.
+  Looks(DriveTests& tests, std::vector<ChosenDrive>& drives, bool wake) : answers_(drives.size()) {
+    for (auto& answer : answers_) statuses_.push_back(answer.get_future());
+    thread_ = std::jthread([this, &tests, &drives, wake] {
+      at_once(drives.size(), [&](std::size_t i) {
+        try {
+          answers_[i].set_value(tests.keeper().settle(tests.look_of(drives[i], wake), wake));
+        } catch (...) {
+          answers_[i].set_exception(std::current_exception());
+        }
+      });
+    });
+  }
+
+  // Waits for the answer. A terminal shows after a second which drive is waited for. Throws what
+  // the look has thrown.
+  DriveStatus take(std::size_t drive, const std::string& name) {
+    WaitingLine line(standard_error(), "waiting for " + escape(name),
+                     standard_output().is_terminal());
+    return statuses_[drive].get();
+  }
+
+ private:
+  std::vector<std::promise<DriveStatus>> answers_;
+  std::vector<std::future<DriveStatus>> statuses_;
+  std::jthread thread_;  // the last: it uses the others
+};
+
+std::vector<LookedDrive> look_at_all(DriveTests& tests, const DrivesOptions& options,
+                                     const std::function<void(const LookedDrive&)>& show) {
+  std::vector<ChosenDrive> drives =
+      tests.choose({}, "", options.wake, DriveTests::LooksAhead::InDoubt);
+  Looks looks(tests, drives, options.wake);
+  std::vector<LookedDrive> all;
+  for (std::size_t i = 0; i < drives.size(); ++i) {
+    DriveStatus status = looks.take(i, drives[i].name);
+    LookedDrive one{std::move(drives[i]), std::move(status), {}};
+    drivetest::Drive& told = one.status.look.drive;
+    if (!told.size) told.size = one.drive.known.size;
+    if (!told.is_rotational) told.is_rotational = one.drive.known.is_rotational;
+    one.last = tests.newest(one.drive, one.status);
+    show(one);
+    all.push_back(std::move(one));
+  }
+  return all;
+}
+
+// The members that --offered has, null where only it can tell.
+Json overview_json(const LookedDrive& one, bool has_history) {
+  Json json = json_of(one, has_history);
+  json["not_looked_at"] = json["reason"];
+  for (const char* name : {"testable", "reason", "smart", "connection", "cause"})
+    json[name] = nullptr;
+  json["status"] = one.is_unknown() ? "not looked at" : test_text(one, has_history);
+  const bool is_known = one.last && !one.last->outcome && one.last->remaining_percent;
+  json["remaining"] = is_known ? Json(*one.last->remaining_percent) : Json();
+  return json;
+}
+
+int overview(const DrivesOptions& options, bool json) {
+  DriveTests tests;
+  Output& output = standard_output();
+  if (json) {
+    Json array = Json::array();
+    look_at_all(tests, options, [&](const LookedDrive& one) {
+      array.push_back(overview_json(one, tests.has_history()));
+    });
+    output.write(dump(array));
+  } else {
+    // The titles come before anything is asked that may take its time.
+    const auto expected = expected_rows(drivetest::find_drives({}));
+    const Table table(columns(), expected, output);
+    bool has_titles = !expected.empty();
+    if (has_titles) output.write(table.titles());
+    const auto all = look_at_all(tests, options, [&](const LookedDrive& one) {
+      if (!has_titles) output.write(table.titles());
+      has_titles = true;
+      output.write(table.row(row_of(one, tests.has_history())));
+    });
+    output.write(advice_text(all, output));
+    if (all.empty()) output.write("There is no drive on this machine.\n");
+  }
+  tests.tell_of_history();
   return kStatusOk;
 }
 
 }  // namespace
 
 Command drives_command(const Invocation& invocation) {
-  return {"drives", "Lists the drives, and which can be tested.", kFooter, {}, [&invocation] {
-            return drives(invocation);
+  auto options = std::make_shared<DrivesOptions>();
+  return {"drives",
+          "Lists the drives, their tests, and the newest of each.",
+          kFooter,
+          {{"--offered", &options->offered, "Which drives WBEM clients are offered, and why not"},
+           {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
+          [&invocation, options] {
+            return options->offered ? show_offered_drives(invocation)
+                                    : overview(*options, invocation.json);
           }};
 }
 

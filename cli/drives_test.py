@@ -15,7 +15,7 @@ EXCLUDED_TYPE = subprocess.run([BUILD / "test/excluded_machine_types"], check=Tr
 
 class Drives(CommandTest):
     def drives(self, **environment):
-        listed = json.loads(self.run_command("drives", "--json", **environment))
+        listed = json.loads(self.run_command("drives", "--offered", "--json", **environment))
         self.expect(0)
         return {drive["device"]: drive for drive in listed}
 
@@ -49,30 +49,30 @@ class Drives(CommandTest):
         self.machine("sda")
         self.smartctl.write_text("#!/bin/sh\necho 'Smartctl open device: /dev/sda failed: "
                                  "Permission denied'\nexit 2\n")
-        self.run_command("drives")
+        self.run_command("drives", "--offered")
         self.assertEqual(self.status, 0)
         self.assertRegex(self.output, r"/dev/sda .*  no permission\n\Z")
-        says = "CAP_SYS_RAWIO" if os.geteuid() == 0 else "root sees more: .* 'sudo hddtest drives'"
+        says = "CAP_SYS_RAWIO" if os.geteuid() == 0 else "root sees more: .* 'sudo hddtest drives --offered'"
         self.assertRegex(self.errors, rf"\Ahddtest: .*{says}.*\n\Z")
 
     def test_terminal_shows_what_is_waited_for(self):
         self.machine("sda")
         hwinfo = self.smartctl.with_name("hwinfo")
         hwinfo.write_text(hwinfo.read_text().replace("*) ", "*) sleep 1.2; "))
-        written, status = self.on_terminal("drives", NO_COLOR="1")
+        written, status = self.on_terminal("drives", "--offered", NO_COLOR="1")
         self.assertEqual(status, 0)
         self.assertRegex(written, r"looking for drives: hwinfo.* \(0:0\d\)")
         self.assertRegex(written, r"\r\x1b\[KDEVICE")
 
     def test_table(self):
         self.machine("sda", "sdb", usb=["sdb"])
-        self.run_command("drives", NO_SMART="/dev/sdb")
+        self.run_command("drives", "--offered", NO_SMART="/dev/sdb")
         self.expect(0)
         self.assertEqual(self.output.splitlines(), [
             "DEVICE       SIZE  MODEL       SERIAL  CONNECTION  TEST",
             "/dev/sda  1.02 GB  ATA DISK 0  -       SATA        ready",
             "/dev/sdb  1.02 GB  ATA DISK 1  -       SATA        on USB"])
-        self.run_command("drives", NO_SMART="/dev/sda")
+        self.run_command("drives", "--offered", NO_SMART="/dev/sda")
         self.assertIn("no SMART", self.output)
 
     def test_reasons_are_the_decisions_of_discovery(self):
@@ -117,8 +117,8 @@ class Drives(CommandTest):
 
     def test_no_drive(self):
         self.machine()
-        self.assertEqual(self.run_command("drives"), "There is no drive on this machine.\n")
-        self.assertEqual(json.loads(self.run_command("drives", "--json")), [])
+        self.assertEqual(self.run_command("drives", "--offered"), "There is no drive on this machine.\n")
+        self.assertEqual(json.loads(self.run_command("drives", "--offered", "--json")), [])
         self.run_command("run")
         self.expect_one_line(3, "there is no drive on this machine")
 
@@ -126,17 +126,17 @@ class Drives(CommandTest):
         self.machine("sda")
         (model,) = self.folder.glob("machine/sys/devices/*/*/*/*/*/*/model")
         model.write_text("A MODEL OF A LONG NAME\n")
-        written, status = self.on_terminal("drives", columns=70, NO_COLOR="1")
+        written, status = self.on_terminal("drives", "--offered", columns=70, NO_COLOR="1")
         self.assertEqual(status, 0)
         lines = written.replace("\r", "").splitlines()
         self.assertRegex(lines[1], r"ATA .*\.\.\.")
         for line in lines:
             self.assertLessEqual(len(line), 70)
-        written, _ = self.on_terminal("drives", columns=53, NO_COLOR="1")
+        written, _ = self.on_terminal("drives", "--offered", columns=53, NO_COLOR="1")
         for line in written.replace("\r", "").splitlines():
             self.assertLessEqual(len(line), 53)
         for columns in [40, 30, 20]:  # what can be done stays longest
-            written, _ = self.on_terminal("drives", columns=columns, NO_COLOR="1")
+            written, _ = self.on_terminal("drives", "--offered", columns=columns, NO_COLOR="1")
             lines = written.replace("\r", "").splitlines()
             self.assertTrue(lines[1].startswith("/dev/sda "))
             self.assertTrue(lines[1].endswith(" ready"), lines)
@@ -147,7 +147,8 @@ class Drives(CommandTest):
         self.machine("sda")
         (model,) = self.folder.glob("machine/sys/devices/*/*/*/*/*/*/model")
         model.write_bytes(b"a\x1b[2J\xc2\x9b\xff" + "\u202e\u2069\u200f\u061c\n".encode())
-        for arguments in [["drives"], ["drives", "--json"], ["enumerate", "KAVRO_DiskDrive"]]:
+        for arguments in [["drives"], ["drives", "--json"], ["drives", "--offered"],
+                          ["drives", "--offered", "--json"], ["enumerate", "KAVRO_DiskDrive"]]:
             self.run_command(*arguments)
             self.assertIn("DiskDrive" if "enumerate" in arguments else "/dev/sda", self.output)
             self.assertNotRegex(self.output, CONTROL)

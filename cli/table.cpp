@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "cli/terminal_text.h"
 
@@ -30,7 +31,10 @@ std::vector<std::size_t> ranked(const std::vector<TableColumn>& columns, int Tab
   return order;
 }
 
+std::string shown(const TableCell& cell) { return cell.text.empty() ? "-" : escape(cell.text); }
+
 void fit(Widths& widths, const std::vector<TableColumn>& columns, std::size_t most) {
+  const Widths whole = widths;
   const auto shorten = [&](std::size_t column) {
     const std::size_t over = sum(widths) - std::min(sum(widths), most);
     const std::size_t spare = widths[column] - std::min(widths[column], kLeast);
@@ -40,36 +44,59 @@ void fit(Widths& widths, const std::vector<TableColumn>& columns, std::size_t mo
   for (const std::size_t column : ranked(columns, &TableColumn::left_out))
     if (sum(widths) > most) widths[column] = 0;
   shorten(columns.size() - 1);
+  // What was left out may have made more room than was missing.
+  const auto shortened = ranked(columns, &TableColumn::shortened);
+  for (auto column = shortened.rbegin(); column != shortened.rend(); ++column) {
+    const std::size_t spare = most - std::min(most, sum(widths));
+    if (widths[*column] > 0) widths[*column] = std::min(whole[*column], widths[*column] + spare);
+  }
 }
 
 }  // namespace
 
+Table::Table(std::vector<TableColumn> columns, const std::vector<std::vector<TableCell>>& expected,
+             const Output& output)
+    : columns_(std::move(columns)), output_(output), is_cut_(output.columns() > 0) {
+  for (const TableColumn& column : columns_) widths_.push_back(columns_of(column.title));
+  for (const auto& row : expected)
+    for (std::size_t column = 0; column < columns_.size(); ++column)
+      widths_[column] = std::max(widths_[column], columns_of(shown(row[column])));
+  if (!is_cut_) return;
+  fit(widths_, columns_, output.columns());
+  // The last column has all that is left.
+  const std::size_t others = sum(widths_) - widths_.back();
+  if (others < output.columns())
+    widths_.back() = std::max(widths_.back(), output.columns() - others);
+}
+
+std::string Table::titles() const {
+  std::vector<TableCell> cells;
+  for (const TableColumn& column : columns_) cells.push_back({column.title, Colour::None});
+  return row(cells);
+}
+
+std::string Table::row(const std::vector<TableCell>& cells) const {
+  std::string text;
+  for (std::size_t column = 0; column < columns_.size(); ++column) {
+    const std::size_t width = widths_[column];
+    if (width == 0) continue;
+    const std::string whole = shown(cells[column]);
+    const std::string cell = is_cut_ ? elide(whole, width) : whole;
+    const bool is_last = column + 1 == columns_.size();
+    const std::size_t used = std::min(columns_of(cell), width);
+    const std::string blanks(is_last ? 0 : width - used, ' ');
+    const std::string coloured = output_.coloured(cell, cells[column].colour);
+    text += columns_[column].is_right_aligned ? blanks + coloured : coloured + blanks;
+    text += is_last ? "\n" : std::string(kGap, ' ');
+  }
+  return text;
+}
+
 std::string table_text(const std::vector<TableColumn>& columns,
                        const std::vector<std::vector<TableCell>>& rows, const Output& output) {
-  std::vector<std::vector<TableCell>> cells(1);
-  for (const TableColumn& column : columns) cells.front().push_back({column.title, Colour::None});
-  cells.insert(cells.end(), rows.begin(), rows.end());
-  Widths widths(columns.size());
-  for (auto& row : cells) {
-    for (std::size_t column = 0; column < columns.size(); ++column) {
-      std::string& text = row[column].text;
-      text = text.empty() ? "-" : escape(text);
-      widths[column] = std::max(widths[column], columns_of(text));
-    }
-  }
-  if (output.columns() > 0) fit(widths, columns, output.columns());
-  std::string text;
-  for (const auto& row : cells) {
-    for (std::size_t column = 0; column < columns.size(); ++column) {
-      if (widths[column] == 0) continue;
-      const std::string cell = elide(row[column].text, widths[column]);
-      const bool is_last = column + 1 == columns.size();
-      const std::string blanks(is_last ? 0 : widths[column] - columns_of(cell), ' ');
-      const std::string shown = output.coloured(cell, row[column].colour);
-      text += columns[column].is_right_aligned ? blanks + shown : shown + blanks;
-      text += is_last ? "\n" : std::string(kGap, ' ');
-    }
-  }
+  const Table table(columns, rows, output);
+  std::string text = table.titles();
+  for (const auto& row : rows) text += table.row(row);
   return text;
 }
 

@@ -1,6 +1,7 @@
 // Rows under titles, fitted to the width of the terminal.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,27 @@ struct TableCell {
   Colour colour = Colour::None;
 };
 
-// Ends with a line feed. Each row has a cell for each column. Where the output is no terminal
+// A table whose rows are shown before all of them are known. Where the output is no terminal
 // nothing is shortened.
+class Table {
+ public:
+  // The widths are those of `expected` rows. What turns out to be longer is cut on a terminal, and
+  // elsewhere breaks its line out of the columns. The output is borrowed.
+  Table(std::vector<TableColumn> columns, const std::vector<std::vector<TableCell>>& expected,
+        const Output& output);
+
+  // Each a line with its line feed. A row has a cell for each column.
+  std::string titles() const;
+  std::string row(const std::vector<TableCell>& cells) const;
+
+ private:
+  std::vector<TableColumn> columns_;
+  std::vector<std::size_t> widths_;  // 0 of a column that is left out
+  const Output& output_;
+  bool is_cut_;
+};
+
+// The titles and all rows.
 std::string table_text(const std::vector<TableColumn>& columns,
                        const std::vector<std::vector<TableCell>>& rows, const Output& output);
 

@@ -408,6 +408,13 @@ std::optional<TestRow> Keeper::kept(std::int64_t number) {
   return std::nullopt;
 }
 
+bool Keeper::with_history(const std::function<void(History&)>& work) {
+  const std::lock_guard guard(lock_);
+  History* const history = opened_history();
+  if (history) work(*history);
+  return history != nullptr;
+}
+
 std::string Keeper::history_fault() const {
   const std::lock_guard guard(lock_);
   return history_fault_;

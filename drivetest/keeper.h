@@ -110,6 +110,10 @@ class Keeper {
   // A row as the history has it now; not set where it has none of that number, or there is none.
   std::optional<TestRow> kept(std::int64_t number);
 
+  // Works with the history while no other thread of the keeper's does; it must call nothing of the
+  // keeper. False: there is no history. Throws HistoryError.
+  bool with_history(const std::function<void(History&)>& work);
+
   // Why something could not be kept, the first time that this happened; empty: all was kept.
   std::string history_fault() const;
 

@@ -9,7 +9,7 @@ guest() {
   offered
   rm /usr/sbin/hwinfo
   offered without
-  HVX_LOG_FILE=/dev/null hddtest drives --json > /tmp/drives
+  HVX_LOG_FILE=/dev/null hddtest drives --offered --json > /tmp/drives
 }
 
 check() {

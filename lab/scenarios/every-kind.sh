@@ -6,7 +6,7 @@ drive usb-storage LAB0004
 drive nvme LAB0005
 
 guest() {
-  if [ -n "$format" ]; then hddtest drives $format > /tmp/drives; else hddtest drives; fi
+  if [ -n "$format" ]; then hddtest drives --offered $format > /tmp/drives; else hddtest drives; fi
   hddtest run $format
 }
 

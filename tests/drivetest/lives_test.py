@@ -21,7 +21,7 @@ from stage import Stage
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 LIVES = [pathlib.Path(folder) for folder in sys.argv[3:]]
-LOOKS = {"status", "history", "metrics", "watch"}
+LOOKS = {"drives", "status", "history", "metrics", "watch"}
 WATCH = ["hddtest", "status", "--json"]
 # What the exit statuses of hddtest mean.
 EXITS = {

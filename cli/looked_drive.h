@@ -1,0 +1,44 @@
+// A drive that was looked at, with its newest test: what the commands show that look at many
+// drives.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "cli/drive_tests.h"
+#include "cli/json.h"
+#include "cli/output.h"
+#include "drivetest/keeper.h"
+#include "drivetest/test_row.h"
+
+namespace cli {
+
+struct LookedDrive {
+  ChosenDrive drive;
+  drivetest::DriveStatus status;
+  std::optional<drivetest::TestRow> last;  // the newest that the history has, running or ended
+
+  // A drive in standby is asked nothing, which is what its user wants.
+  bool is_unknown() const;
+  bool is_in_standby() const;
+  // Whether anybody tells which drive it is.
+  bool is_told() const;
+  // Why it was not looked at; empty: it was.
+  std::string reason() const;
+  // As the drive itself tells, else the kernel.
+  std::string serial_number() const;
+  // What to do about it, as test_advice has it; sysfs may be read.
+  std::string advice() const;
+};
+
+// The newest test in words for a list, or why there can be none. Not escaped.
+std::string test_text(const LookedDrive& one, bool has_history);
+
+// What to do about those of the drives that need it, as paragraphs with an empty line before each;
+// escaped, and fitted to the output.
+std::string advice_text(const std::vector<LookedDrive>& drives, const Output& output);
+
+// drive_json with the tests, whose source is null without a history: running, stalled, doubtful, last, reason, advice, bay.
+Json json_of(const LookedDrive& one, bool has_history);
+
+}  // namespace cli
