@@ -76,7 +76,7 @@ class PackageTest(PackageCase):
             "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest/NEWS.Debian.gz",
             *(f"usr/share/doc/hddtest/docs/{name}.md"
               for name in ("architecture", "clients", "deployment", "faults", "fleet", "history",
-                           "limits", "troubleshooting")),
+                           "limits", "tests", "troubleshooting")),
             *(f"usr/share/doc/hddtest-module/{name}.md"
               for name in ("deployment", "faults", "history", "limits", "troubleshooting")),
             "usr/share/bash-completion/completions/hddtest",

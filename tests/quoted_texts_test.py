@@ -16,7 +16,8 @@ import unittest
 
 TREE = pathlib.Path(sys.argv[1])
 EXCLUDED_TYPES = sys.argv[2]  # a program that lists them
-PAGES = ("docs/deployment.md", "docs/faults.md", "docs/limits.md", "docs/troubleshooting.md", "README.md")
+PAGES = ("docs/deployment.md", "docs/faults.md", "docs/limits.md", "docs/tests.md",
+         "docs/troubleshooting.md", "README.md")
 FOLDERS = ("broker", "cli", "deploy", "discovery", "drivetest", "engine", "inventory", "model",
            "module", "platform", "providers", "results")
 
