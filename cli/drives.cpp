@@ -32,10 +32,11 @@ struct DrivesOptions {
 
 constexpr const char* kFooter =
     "Shows each drive as soon as it has answered: which TESTS 'hddtest start' can start in\n"
-    "it, and the test that runs, with what remains and who began it, or else the\n"
-    "last one with its age and result. What a look shows is kept in the history. Drives in\n"
-    "standby are left in peace but with --wake. Below the list stands what to do about a\n"
-    "drive that failed, with all that tells which one to pull, or whose test was aborted.\n"
+    "it (all: conveyance tests too), and the test that runs, with what remains and who began\n"
+    "it, or else the last one with its age and result. What a look shows is kept in the\n"
+    "history. Drives in standby are left in peace but with --wake. Below the list stands what\n"
+    "to do about a drive that failed, with all that tells which one to pull, or whose test\n"
+    "was aborted.\n"
     "\n"
     "--offered asks the module instead which drives it offers to WBEM clients for the short\n"
     "test. That runs hwinfo and smartctl, which changes nothing, takes some seconds and may\n"
@@ -56,15 +57,17 @@ constexpr const char* kFooter =
     "Exit status: 0, whatever the drives are like; 3 if they cannot be listed. That of\n"
     "'hddtest status' tells whether one has failed.";
 
-// "short long"; conveyance is cut, since few drives know it and all lines would be longer.
+// "short long"; "all" of a drive that knows conveyance tests too.
 std::string tests_text(const drivetest::Look& look) {
+  if (!look.inability.empty()) return {};
   std::string text;
+  std::size_t count = 0;
   for (const TestKind kind : drivetest::kTestKinds) {
     if (!look.abilities[static_cast<std::size_t>(kind)].is_able) continue;
-    if (!text.empty()) text += " ";
-    text += kind == TestKind::Conveyance ? "conv" : name_of(kind);
+    text += (text.empty() ? "" : " ") + std::string(name_of(kind));
+    ++count;
   }
-  return look.inability.empty() ? text : "";
+  return count == drivetest::kTestKinds.size() ? "all" : text;
 }
 
 std::string device_text(const ChosenDrive& drive) {
@@ -93,7 +96,7 @@ std::vector<TableCell> row_of(const LookedDrive& one, bool has_history) {
           {is_known ? std::string(name_of(drive.protocol)) : ""},
           {tests_text(one.status.look)},
           {one.is_unknown() ? "not looked at: " + one.reason() : test_text(one, has_history),
-           one.last ? colour_of(*one.last) : Colour::None}};
+           one.last ? colour_of(*one.last) : Colour::None, brief_text(one, has_history)}};
 }
 
 // Rows as they may come, by what the kernel knows: the columns have their widths before any drive
@@ -109,8 +112,8 @@ std::vector<std::vector<TableCell>> expected_rows(const std::vector<FoundDrive>&
                     {known(one.drive.serial_number, "EX00000001")},
                     {one.drive.size ? size_text(*one.drive.size) : ""},
                     {"NVMe"},
-                    {"short long conv"},
-                    {"long test running, 90% remaining"}});
+                    {"short long"},
+                    {"short aborted 59 minutes ago"}});
   }
   return rows;
 }
@@ -197,7 +200,11 @@ int overview(const DrivesOptions& options, bool json) {
       has_titles = true;
       output.write(table.row(row_of(one, tests.has_history())));
     });
-    output.write(advice_text(all, output));
+    output.write(advice_text(all, tests.has_history(), output));
+    // A narrow terminal has not shown why.
+    for (const LookedDrive& one : all)
+      if (one.is_unknown() && output.columns() > 0)
+        complain(one.drive.name + ": not looked at: " + one.reason());
     if (all.empty()) output.write("There is no drive on this machine.\n");
   }
   tests.tell_of_history();

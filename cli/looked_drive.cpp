@@ -60,11 +60,21 @@ std::string test_text(const LookedDrive& one, bool has_history) {
   return text + doubt_text(one.status.look);
 }
 
-std::string advice_text(const std::vector<LookedDrive>& drives, const Output& output) {
+std::string brief_text(const LookedDrive& one, bool has_history) {
+  if (one.is_unknown()) return "not looked at";
+  if (one.is_in_standby()) return "in standby";
+  if (!one.last && !one.status.look.inability.empty()) return "cannot be tested";
+  return brief_test_text(one.last, one.status.is_stalled, has_history, drivetest::system_time());
+}
+
+std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history,
+                        const Output& output) {
   std::string text;
   for (const LookedDrive& one : drives)
-    if (const std::string what = one.advice(); !what.empty())
-      text += "\n" + labelled("", one.drive.name + ": " + what, output.columns());
+    if (const std::string what = one.advice(); !what.empty()) {
+      const std::string test = output.columns() > 0 ? test_text(one, has_history) + "; " : "";
+      text += "\n" + labelled("", one.drive.name + ": " + test + what, output.columns());
+    }
   return text;
 }
 

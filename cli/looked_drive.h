@@ -34,11 +34,17 @@ struct LookedDrive {
 // The newest test in words for a list, or why there can be none. Not escaped.
 std::string test_text(const LookedDrive& one, bool has_history);
 
+// The same in few words, for narrow terminals.
+std::string brief_text(const LookedDrive& one, bool has_history);
+
 // What to do about those of the drives that need it, as paragraphs with an empty line before each;
 // escaped, and fitted to the output.
-std::string advice_text(const std::vector<LookedDrive>& drives, const Output& output);
+// On a terminal with the tests, whose cause a list may have left out.
+std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history,
+                        const Output& output);
 
-// drive_json with the tests, whose source is null without a history: running, stalled, doubtful, last, reason, advice, bay.
+// drive_json with the tests, whose source is null without a history: running, stalled, doubtful,
+// last, reason, advice, bay.
 Json json_of(const LookedDrive& one, bool has_history);
 
 }  // namespace cli

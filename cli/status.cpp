@@ -40,7 +40,8 @@ std::string table(const std::vector<LookedDrive>& all, bool has_history, const O
     rows.push_back({{one.drive.name},
                     {one.status.look.drive.model},
                     {one.serial_number()},
-                    {test_text(one, has_history), one.last ? colour_of(*one.last) : Colour::None}});
+                    {test_text(one, has_history), one.last ? colour_of(*one.last) : Colour::None,
+                     brief_text(one, has_history)}});
   }
   if (rows.empty()) return "";
   return table_text({{"DEVICE"},
@@ -80,7 +81,7 @@ int status(const StatusOptions& options, bool json) {
   } else {
     standard_output().write(all.empty() ? "There is no drive on this machine.\n"
                                         : table(all, tests.has_history(), standard_output()));
-    standard_output().write(advice_text(all, standard_output()));
+    standard_output().write(advice_text(all, tests.has_history(), standard_output()));
     for (const LookedDrive& one : all)
       if (one.is_unknown()) complain(one.drive.name + ": not looked at: " + one.reason());
   }

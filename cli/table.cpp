@@ -33,6 +33,18 @@ std::vector<std::size_t> ranked(const std::vector<TableColumn>& columns, int Tab
 
 std::string shown(const TableCell& cell) { return cell.text.empty() ? "-" : escape(cell.text); }
 
+// What the cell needs.
+std::size_t least_columns(const TableCell& cell, bool is_cut) {
+  const std::size_t whole = columns_of(shown(cell));
+  return is_cut && !cell.brief.empty() ? std::min(whole, columns_of(escape(cell.brief))) : whole;
+}
+
+std::string shown_within(const TableCell& cell, std::size_t width) {
+  const std::string whole = shown(cell);
+  const bool is_long = columns_of(whole) > width && !cell.brief.empty();
+  return elide(is_long ? escape(cell.brief) : whole, width);
+}
+
 void fit(Widths& widths, const std::vector<TableColumn>& columns, std::size_t most) {
   const Widths whole = widths;
   const auto shorten = [&](std::size_t column) {
@@ -44,11 +56,13 @@ void fit(Widths& widths, const std::vector<TableColumn>& columns, std::size_t mo
   for (const std::size_t column : ranked(columns, &TableColumn::left_out))
     if (sum(widths) > most) widths[column] = 0;
   shorten(columns.size() - 1);
-  // What was left out may have made more room than was missing.
+  // What was left out may have made more room than was missing: each gets its share.
   const auto shortened = ranked(columns, &TableColumn::shortened);
-  for (auto column = shortened.rbegin(); column != shortened.rend(); ++column) {
-    const std::size_t spare = most - std::min(most, sum(widths));
-    if (widths[*column] > 0) widths[*column] = std::min(whole[*column], widths[*column] + spare);
+  for (std::size_t before = 0; before != sum(widths) && sum(widths) < most;) {
+    before = sum(widths);
+    for (const std::size_t column : shortened)
+      if (widths[column] > 0 && widths[column] < whole[column] && sum(widths) < most)
+        ++widths[column];
   }
 }
 
@@ -60,7 +74,7 @@ Table::Table(std::vector<TableColumn> columns, const std::vector<std::vector<Tab
   for (const TableColumn& column : columns_) widths_.push_back(columns_of(column.title));
   for (const auto& row : expected)
     for (std::size_t column = 0; column < columns_.size(); ++column)
-      widths_[column] = std::max(widths_[column], columns_of(shown(row[column])));
+      widths_[column] = std::max(widths_[column], least_columns(row[column], is_cut_));
   if (!is_cut_) return;
   fit(widths_, columns_, output.columns());
   // The last column has all that is left.
@@ -80,8 +94,7 @@ std::string Table::row(const std::vector<TableCell>& cells) const {
   for (std::size_t column = 0; column < columns_.size(); ++column) {
     const std::size_t width = widths_[column];
     if (width == 0) continue;
-    const std::string whole = shown(cells[column]);
-    const std::string cell = is_cut_ ? elide(whole, width) : whole;
+    const std::string cell = is_cut_ ? shown_within(cells[column], width) : shown(cells[column]);
     const bool is_last = column + 1 == columns_.size();
     const std::size_t used = std::min(columns_of(cell), width);
     const std::string blanks(is_last ? 0 : width - used, ' ');

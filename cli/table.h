@@ -21,14 +21,16 @@ struct TableColumn {
 struct TableCell {
   std::string text;  // as it came: escaped here, and "-" where it is empty
   Colour colour = Colour::None;
+  std::string brief{};  // what stands for the text where that is too long for a terminal; escaped
 };
 
 // A table whose rows are shown before all of them are known. Where the output is no terminal
 // nothing is shortened.
 class Table {
  public:
-  // The widths are those of `expected` rows. What turns out to be longer is cut on a terminal, and
-  // elsewhere breaks its line out of the columns. The output is borrowed.
+  // The widths are those of `expected` rows, on a terminal of their brief texts; the last column
+  // has all that is left. What turns out to be longer is cut on a terminal, and elsewhere breaks
+  // its line out of the columns. The output is borrowed.
   Table(std::vector<TableColumn> columns, const std::vector<std::vector<TableCell>>& expected,
         const Output& output);
 

@@ -18,9 +18,9 @@ constexpr int kReset = 2;
 std::string abort_advice(const Drive& drive, int code) {
   const bool is_by_host = code == drivetest::kAbortedByHost;
   if (drive.protocol == Protocol::Ata && drive.is_on_usb && (is_by_host || code == kReset))
-    return "a USB bridge that spins the drive down, or that is reset, ends its test; keep it awake "
-           "and test again: switch its sleep timer off, or read from it every minute, as 'dd if=" +
-           drive.place.device + " of=/dev/null bs=4096 count=1 iflag=direct' does";
+    return "keep it awake during the test: switch the sleep timer of its USB bridge off, or read "
+           "from it every minute, as 'dd if=" +
+           drive.place.device + " of=/dev/null bs=4096 count=1 iflag=direct' does; then test again";
   if (is_by_host)
     return drive.protocol == Protocol::Ata
                ? "another program or a person ended the test, or the drive was sent to standby, as "

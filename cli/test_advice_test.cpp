@@ -37,7 +37,8 @@ TEST(TestAdvice, NamesTheUsbBridgeThatSpinsTheDriveDown) {
   bridged.is_on_usb = true;
   for (const int code : {1, 2}) {
     const std::string text = test_advice(bridged, ended(Outcome::Aborted, code));
-    EXPECT_EQ(text.find("a USB bridge that spins the drive down"), 0U) << text;
+    EXPECT_EQ(text.find("keep it awake during the test: switch the sleep timer of its USB"), 0U)
+        << text;
     EXPECT_NE(text.find("'dd if=/dev/example of=/dev/null"), std::string::npos) << text;
   }
 }

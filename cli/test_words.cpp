@@ -167,4 +167,19 @@ std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled,
   return text;
 }
 
+std::string brief_test_text(const std::optional<TestRow>& row, bool is_stalled, bool has_history,
+                            Time now) {
+  if (!row) return newest_test_text(row, is_stalled, has_history, now);
+  const std::string text(row->kind ? name_of(*row->kind) : "test");
+  if (row->outcome) {
+    const std::string outcome = *row->outcome == Outcome::Unknown
+                                    ? "result not known"
+                                    : std::string(name_of(*row->outcome));
+    return text + " " + outcome + when(*row, now);
+  }
+  std::string brief = text + (is_stalled ? " stalled" : "");
+  brief += row->remaining_percent ? fmt::format(", {}% left", *row->remaining_percent) : " running";
+  return brief + (has_history && row->source == Source::Other ? ", others" : "");
+}
+
 }  // namespace cli

@@ -77,6 +77,21 @@ TEST(TestWords, TellTheSourceOfAnEndedTestOfOthers) {
   EXPECT_EQ(starter_text(row), "the module");
 }
 
+TEST(TestWords, AreFewWhereThereIsLittleRoom) {
+  EXPECT_EQ(brief_test_text({}, false, true, kNow), "never tested");
+  EXPECT_EQ(brief_test_text(ended(Outcome::Failed, "read failure"), false, true, kNow),
+            "short failed 3 hours ago");
+  EXPECT_EQ(brief_test_text(ended(Outcome::Unknown, "no entry"), false, true, kNow),
+            "short result not known 3 hours ago");
+  TestRow row;
+  row.kind = TestKind::Long;
+  EXPECT_EQ(brief_test_text(row, false, true, kNow), "long running");
+  row.remaining_percent = 40;
+  row.source = Source::Other;
+  EXPECT_EQ(brief_test_text(row, false, true, kNow), "long, 40% left, others");
+  EXPECT_EQ(brief_test_text(row, true, false, kNow), "long stalled, 40% left");
+}
+
 TEST(TestWords, SayNothingOfOthersWithoutAHistory) {
   TestRow row;
   row.kind = TestKind::Long;
