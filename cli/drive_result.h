@@ -14,6 +14,8 @@ namespace cli {
 
 struct DriveResult {
   std::string device{};  // as the user named it
+  // Where the drive was asked; without a device where the module tested it, by that name.
+  drivetest::Place place{};
   // Not set for somebody else's test whose drive does not tell.
   std::optional<drivetest::TestKind> kind = drivetest::TestKind::Short;
   Verdict verdict{};  // without outcome and cause: see verdict_of()

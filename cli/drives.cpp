@@ -57,17 +57,17 @@ constexpr const char* kFooter =
     "Exit status: 0, whatever the drives are like; 3 if they cannot be listed. That of\n"
     "'hddtest status' tells whether one has failed.";
 
-// "short long"; "all" of a drive that knows conveyance tests too.
-std::string tests_text(const drivetest::Look& look) {
-  if (!look.inability.empty()) return {};
-  std::string text;
+TableCell tests_cell(const drivetest::Look& look) {
+  TableCell cell;
+  if (!look.inability.empty()) return cell;
   std::size_t count = 0;
   for (const TestKind kind : drivetest::kTestKinds) {
     if (!look.abilities[static_cast<std::size_t>(kind)].is_able) continue;
-    text += (text.empty() ? "" : " ") + std::string(name_of(kind));
+    cell.text += (cell.text.empty() ? "" : " ") + std::string(name_of(kind));
     ++count;
   }
-  return count == drivetest::kTestKinds.size() ? "all" : text;
+  if (count == drivetest::kTestKinds.size()) cell.brief = "all";
+  return cell;
 }
 
 std::string device_text(const ChosenDrive& drive) {
@@ -94,7 +94,7 @@ std::vector<TableCell> row_of(const LookedDrive& one, bool has_history) {
           {one.serial_number()},
           {drive.size ? size_text(*drive.size) : ""},
           {is_known ? std::string(name_of(drive.protocol)) : ""},
-          {tests_text(one.status.look)},
+          tests_cell(one.status.look),
           {one.is_unknown() ? "not looked at: " + one.reason() : test_text(one, has_history),
            one.last ? colour_of(*one.last) : Colour::None, brief_text(one, has_history)}};
 }
@@ -112,7 +112,7 @@ std::vector<std::vector<TableCell>> expected_rows(const std::vector<FoundDrive>&
                     {known(one.drive.serial_number, "EX00000001")},
                     {one.drive.size ? size_text(*one.drive.size) : ""},
                     {"NVMe"},
-                    {"short long"},
+                    {.text = "short long conveyance", .brief = "short long"},
                     {"short aborted 59 minutes ago"}});
   }
   return rows;

@@ -105,6 +105,7 @@ LibraryResult not_started(const StartOutcome& outcome, bool has_history,
 DriveResult result_of(const Followed& followed, const std::string& device) {
   const TestRow& row = followed.row;
   DriveResult result{.device = device, .verdict = verdict_of(followed, device)};
+  result.place = row.place;
   result.kind = row.kind;
   add_drive(result, followed.drive);
   result.entry = entry_of(row);

@@ -14,6 +14,8 @@ using drivetest::LookFault;
 using drivetest::Outcome;
 using drivetest::TestRow;
 
+constexpr const char* kUnable = "cannot be tested";
+
 bool LookedDrive::is_unknown() const {
   const LookFault fault = status.look.fault;
   return !drive.reason.empty() || (fault != LookFault::None && fault != LookFault::Standby);
@@ -56,25 +58,30 @@ std::string test_text(const LookedDrive& one, bool has_history) {
     return (last || (has_history && one.is_told()) ? text : "not known") +
            " (in standby, not looked at)";
   if (!one.is_unknown() && !last && !one.status.look.inability.empty())
-    return "cannot be tested: " + one.status.look.inability;
+    return kUnable + (": " + one.status.look.inability);
   return text + doubt_text(one.status.look);
 }
 
 std::string brief_text(const LookedDrive& one, bool has_history) {
   if (one.is_unknown()) return "not looked at";
   if (one.is_in_standby()) return "in standby";
-  if (!one.last && !one.status.look.inability.empty()) return "cannot be tested";
+  if (!one.last && !one.status.look.inability.empty()) return kUnable;
   return brief_test_text(one.last, one.status.is_stalled, has_history, drivetest::system_time());
 }
 
 std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history,
                         const Output& output) {
   std::string text;
-  for (const LookedDrive& one : drives)
+  for (const LookedDrive& one : drives) {
+    const bool is_unable = brief_text(one, has_history) == kUnable;
+    if (is_unable && output.columns() > 0)
+      text += "\n" +
+              labelled("", one.drive.name + ": " + test_text(one, has_history), output.columns());
     if (const std::string what = one.advice(); !what.empty()) {
       const std::string test = output.columns() > 0 ? test_text(one, has_history) + "; " : "";
       text += "\n" + labelled("", one.drive.name + ": " + test + what, output.columns());
     }
+  }
   return text;
 }
 

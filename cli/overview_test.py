@@ -109,7 +109,7 @@ class Overview(CommandTest):
         self.assertEqual(self.status, 0)
         first, second, third = self.output.splitlines()
         self.assertEqual(first.split(), "DEVICE MODEL SERIAL SIZE TYPE TESTS NEWEST TEST".split())
-        self.assertRegex(second, r"^/dev/sda  Example Disk 500 +S-sda +1\.02 GB  ATA   short long  "
+        self.assertRegex(second, r"^/dev/sda  Example Disk 500 +S-sda +1\.02 GB  ATA   short long             "
                                  r"short test passed at power-on hour 9 "
                                  r"\(by another program or person\)$")
         self.assertRegex(third, r"^/dev/sdc .*  not looked at: .*Permission denied")

@@ -55,8 +55,12 @@ bool is_to_be_pulled(const DriveResult& result) {
   return result.verdict.outcome == Outcome::Failed && result.verdict.cause != kCauseGone;
 }
 
+drivetest::Place place_of(const DriveResult& result) {
+  return result.place.device.empty() ? drivetest::Place{result.device, ""} : result.place;
+}
+
 std::string bay(const DriveResult& result) {
-  return is_to_be_pulled(result) ? bay_text({result.device, ""}) : "";
+  return is_to_be_pulled(result) ? bay_text(place_of(result)) : "";
 }
 
 // "HDST-100", with which the text of a record begins; empty without.
@@ -192,7 +196,7 @@ Json run_json(const DriveResult& result) {
           {"end", time_json(result, result.elapsed)},
           {"duration", result.begin ? Json(result.elapsed.count()) : Json()},
           {"advice", or_null(advice_code(result))},
-          {"bay", is_to_be_pulled(result) ? bay_json({result.device, ""}) : Json()}};
+          {"bay", is_to_be_pulled(result) ? bay_json(place_of(result)) : Json()}};
 }
 
 Json progress_json(const std::string& device, const TestProgress& progress, drivetest::Time now) {

@@ -65,6 +65,18 @@ TEST(FullReport, HasTheDriveAndTheAdvice) {
   EXPECT_EQ(full_report(failed, false, kNone).find("HDST-100"), std::string::npos);
 }
 
+// By its name somebody would pull the drive that the controller shows there.
+TEST(FullReport, OfADriveBehindAControllerNamesNoOtherDrive) {
+  DriveResult failed = result("/dev/a", Outcome::Failed, "read-failure");
+  failed.place = {"/dev/a", "megaraid,5"};
+  EXPECT_NE(full_report(failed, true, kNone)
+                .find("  Bay:     megaraid,5 of the RAID controller at /dev/a"),
+            std::string::npos);
+  EXPECT_EQ(run_json(failed)["bay"]["controller"], "megaraid,5");
+  failed.verdict.cause = "drive-gone";
+  EXPECT_EQ(run_json(failed)["bay"], nullptr);
+}
+
 TEST(Complaint, SaysNotTestedOnlyOfWhatWasNot) {
   EXPECT_EQ(complaint(result("/dev/a", {}, "running")), "/dev/a was not tested: why");
   EXPECT_EQ(complaint(result("", {}, "running")), "'' was not tested: why");

@@ -178,7 +178,8 @@ std::string brief_test_text(const std::optional<TestRow>& row, bool is_stalled, 
     return text + " " + outcome + when(*row, now);
   }
   std::string brief = text + (is_stalled ? " stalled" : "");
-  brief += row->remaining_percent ? fmt::format(", {}% left", *row->remaining_percent) : " running";
+  brief +=
+      row->remaining_percent ? fmt::format(", {}% remaining", *row->remaining_percent) : " running";
   return brief + (has_history && row->source == Source::Other ? ", others" : "");
 }
 

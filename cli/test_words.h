@@ -62,7 +62,7 @@ Colour colour_of(const drivetest::TestRow& row);
 std::string newest_test_text(const std::optional<drivetest::TestRow>& row, bool is_stalled,
                              bool has_history, drivetest::Time now);
 
-// The same in few words, without cause: "short, 40% left, others", "long failed 3 days ago".
+// The same in few words, without cause: "short, 40% remaining, others", "long failed 3 days ago".
 std::string brief_test_text(const std::optional<drivetest::TestRow>& row, bool is_stalled,
                             bool has_history, drivetest::Time now);
 

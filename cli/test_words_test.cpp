@@ -88,8 +88,8 @@ TEST(TestWords, AreFewWhereThereIsLittleRoom) {
   EXPECT_EQ(brief_test_text(row, false, true, kNow), "long running");
   row.remaining_percent = 40;
   row.source = Source::Other;
-  EXPECT_EQ(brief_test_text(row, false, true, kNow), "long, 40% left, others");
-  EXPECT_EQ(brief_test_text(row, true, false, kNow), "long stalled, 40% left");
+  EXPECT_EQ(brief_test_text(row, false, true, kNow), "long, 40% remaining, others");
+  EXPECT_EQ(brief_test_text(row, true, false, kNow), "long stalled, 40% remaining");
 }
 
 TEST(TestWords, SayNothingOfOthersWithoutAHistory) {
