@@ -122,6 +122,9 @@ class Looks(MetricsCase):
         self.machine("sda", "sdb")
         self.read()
         self.run_command("metrics", "--output", self.file)
+        self.assertEqual(self.run_command("patrol").splitlines()[-1],
+                         "2 drives: 2 that cannot be tested")
+        self.assertEqual(self.status, 0)
         self.assertFalse((self.folder / "hwinfo_was_started").exists())
 
 
