@@ -56,8 +56,14 @@ install(FILES debian/hddtest-module.logrotate DESTINATION ${CMAKE_INSTALL_FULL_S
 install(FILES debian/hddtest-module.overrides DESTINATION ${overrides} RENAME hddtest-module
         COMPONENT module)
 install(FILES debian/hddtest.overrides DESTINATION ${overrides} RENAME hddtest COMPONENT command)
-install(FILES systemd/hddtest.service systemd/hddtest.socket
+install(FILES systemd/hddtest.service systemd/hddtest.socket systemd/hddtest-run@.service
+              systemd/hddtest-run@.timer systemd/hddtest-metrics.service
+              systemd/hddtest-metrics.timer
         DESTINATION /usr/lib/systemd/system COMPONENT command)
+install(DIRECTORY systemd/hddtest-run@short.timer.d systemd/hddtest-run@long.timer.d
+        DESTINATION /usr/lib/systemd/system COMPONENT command)
+install(FILES debian/hddtest.default DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default
+        RENAME hddtest COMPONENT command)
 
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   return()
@@ -108,6 +114,7 @@ conveyance, shows how far they are and what came out, and keeps a history of
 them. It holds an object manager of its own, which serves the short test to
 WBEM management clients too, where no other one is installed.")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/conffiles
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/postinst
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/prerm
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/command/postrm)

@@ -22,7 +22,12 @@ FILES = ("etc/hddtest/users", "var/log/hvx/diagnostics.log", "var/log/hvx/diagno
          "var/lib/hddtest/before")
 UNITS = "etc/systemd/system"
 ENABLED = {f"{UNITS}/multi-user.target.wants/hddtest.service": "hddtest.service",
-           f"{UNITS}/sockets.target.wants/hddtest.socket": "hddtest.socket"}
+           f"{UNITS}/sockets.target.wants/hddtest.socket": "hddtest.socket",
+           f"{UNITS}/timers.target.wants/hddtest-run@short.timer": "hddtest-run@.timer",
+           f"{UNITS}/timers.target.wants/hddtest-run@long.timer": "hddtest-run@.timer",
+           f"{UNITS}/timers.target.wants/hddtest-metrics.timer": "hddtest-metrics.timer"}
+STAMPS = tuple(f"var/lib/systemd/timers/stamp-hddtest-run@{name}.timer" for name in ("short", "long"))
+COLLECTED = "var/lib/prometheus/node-exporter"
 
 
 class Links(PackageCase):
@@ -37,11 +42,13 @@ class Links(PackageCase):
         self.before = clean_root.contents(self.victim), self.victim.stat()
 
     def tidy(self):
-        for name in (*FOLDERS, *ENABLED, "srv"):
+        made = [name for name in ("var/lib/prometheus", "var/lib/systemd", "var/lib/systemd/timers")
+                if name not in self.pristine]
+        for name in (*FOLDERS, *ENABLED, "srv", *made):
             path = self.root / name
             if path.is_dir() and not path.is_symlink():
                 shutil.rmtree(path)
-            else:
+            elif path.parent.is_dir():
                 path.unlink(missing_ok=True)
         for folder in sorted({str(path) for name in ENABLED for path in pathlib.Path(name).parents},
                              reverse=True):
@@ -187,6 +194,27 @@ class Links(PackageCase):
         self.assertEqual(self.mode("var/lib/hvx"), "0o700")
         self.purge()
         self.assertFalse((self.root / "var/lib/hvx").exists())
+
+    def test_what_the_timers_have_made_goes(self):
+        self.install()
+        others = [f"{COLLECTED}/other.prom", "var/lib/systemd/timers/stamp-other.timer"]
+        for name in (*STAMPS, f"{COLLECTED}/hddtest.prom", *others):
+            (self.root / name).parent.mkdir(parents=True, exist_ok=True)
+            (self.root / name).write_text("text\n")
+        self.remove()
+        self.assertFalse((self.root / COLLECTED / "hddtest.prom").exists())
+        self.purge()
+        for name in STAMPS:
+            self.assertFalse((self.root / name).exists(), name)
+        for name in others:
+            self.assertEqual((self.root / name).read_text(), "text\n")
+
+    def test_metrics_behind_a_link_are_left_alone(self):
+        self.install()
+        (self.victim / "hddtest.prom").write_text("text\n")
+        self.link(COLLECTED, "/srv/victim")
+        self.purge()
+        self.assertEqual((self.victim / "hddtest.prom").read_text(), "text\n")
 
     def test_purge_takes_back_what_enabled_the_units_and_no_units_of_others(self):
         for folder in ("/lib/systemd/system", "/usr/lib/systemd/system"):

@@ -71,6 +71,10 @@ class PackageTest(PackageCase):
             "usr/share/man/man1/hddtest.1.gz", "usr/share/man/man8/hddtest-register.8.gz",
             "usr/lib/systemd/system/hddtest.service",
             "usr/lib/systemd/system/hddtest.socket", "etc/logrotate.d/hddtest-module",
+            *(f"usr/lib/systemd/system/hddtest-{name}" for name in (
+                "run@.service", "run@.timer", "run@short.timer.d/schedule.conf",
+                "run@long.timer.d/schedule.conf", "metrics.service", "metrics.timer")),
+            "etc/default/hddtest",
             *(f"usr/share/doc/{package}/{name}" for package in ("hddtest", "hddtest-module")
               for name in ("copyright", "changelog.Debian.gz")),
             "usr/share/doc/hddtest/README.md", "usr/share/doc/hddtest/NEWS.Debian.gz",
@@ -90,7 +94,7 @@ class PackageTest(PackageCase):
 
     def test_the_units_are_not_enabled(self):
         self.assertEqual([path for path in clean_root.contents(self.root)
-                          if path.endswith((".wants/hddtest.service", ".wants/hddtest.socket"))], [])
+                          if ".wants/hddtest" in path], [])
 
     def test_nothing_is_missing(self):
         for name, finding in self.findings().items():
