@@ -129,7 +129,7 @@ std::string char_text(std::uint64_t unit) {
   return text;
 }
 
-std::string quoted(std::string_view text) {
+std::string in_quotes(std::string_view text) {
   std::string result = "\"";
   for (char c : text) {
     if (c == '"' || c == '\\') result += '\\';
@@ -231,7 +231,7 @@ std::string to_mof(const Value& value) {
     case Type::String:
     case Type::Datetime:
     case Type::Reference:
-      return quoted(scalar_text(value));
+      return in_quotes(scalar_text(value));
     default:
       return scalar_text(value);
   }
