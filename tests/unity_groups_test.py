@@ -67,9 +67,9 @@ class UnityGroupsTest(unittest.TestCase):
         self.assertEqual(list(self.groups(units, most=2).values()), [0, 0, 1, 1, 2])
 
     def test_a_unit_has_one_group_in_all_targets(self):
-        units = {"a.cpp": "int f() {", "b.cpp": "int f() {", "c.cpp": ""}
-        self.assertEqual(self.groups(units, {"one": ["a.cpp", "c.cpp"], "two": ["a.cpp", "b.cpp"]}),
-                         {"a.cpp": 0, "c.cpp": 0, "b.cpp": 1})
+        units = {"a.cpp": "", "b.cpp": "int f() {", "c.cpp": "int f() {"}
+        self.assertEqual(self.groups(units, {"two": ["b.cpp", "c.cpp"], "one": ["a.cpp", "c.cpp"]}),
+                         {"a.cpp": 0, "b.cpp": 0, "c.cpp": 1})
 
 
 if __name__ == "__main__":
