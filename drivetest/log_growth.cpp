@@ -38,6 +38,15 @@ std::vector<std::size_t> fitting(const Log& before, const Log& now) {
   return numbers;
 }
 
+void add_fitting(std::vector<std::size_t>& numbers, const Log& before, const Log& now) {
+  const std::vector<std::size_t> others = fitting(before, now);
+  // That none of the old rows is left fits always.
+  std::copy_if(others.begin(), others.end(), std::back_inserter(numbers),
+               [&](std::size_t number) { return number < now.size(); });
+  std::sort(numbers.begin(), numbers.end());
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+}
+
 // Hours are 16 bits wide in ATA's log, whatever the drive's counter of power-on hours has.
 constexpr std::uint64_t kWrap = 1U << 16;
 // SCSI's stay there instead.
@@ -63,31 +72,38 @@ LogGrowth growth_from_unknown(const Log& now) {
   LogGrowth growth;
   std::remove_copy_if(now.begin(), now.end(), std::back_inserter(growth.added), is_running);
   growth.is_certain = false;
+  growth.is_before_known = false;
   return growth;
 }
 
 LogGrowth growth_of(const Log& before, const Log& now) {
-  // A running test's row gives way to that of its result, or is left behind for ever and then
-  // still there.
-  const bool had_running = !before.empty() && is_running(before.front());
-  const bool is_left_behind =
-      had_running && std::find(now.begin(), now.end(), before.front()) != now.end();
-  const Log old(before.begin() + (had_running && !is_left_behind ? 1 : 0), before.end());
-  Log rows = now;
-  const bool has_running =
-      !rows.empty() && is_running(rows.front()) && (old.empty() || rows.front() != old.front());
-  if (has_running) rows.erase(rows.begin());
+  // A running test's row gives way to that of its result, or is left behind for ever; then it is
+  // among the rows that were added, and no result.
+  const auto without_running = [](const Log& log) {
+    return Log(log.begin() + (!log.empty() && is_running(log.front()) ? 1 : 0), log.end());
+  };
+  const Log old = without_running(before);
+  const Log rows = without_running(now);
+  const bool had_running = old.size() < before.size();
+  const bool has_running = rows.size() < now.size();
 
   LogGrowth growth;
   std::vector<std::size_t> numbers = fitting(old, rows);
-  // A full log shows one row less while its first is the running test's.
-  if (numbers.empty() && has_running && rows.size() + 1 == old.size())
-    numbers = fitting(Log(old.begin(), old.end() - 1), rows);
+  // A full log shows one row less while its first is the running test's, and that row again where
+  // the test has left no entry.
+  if (has_running && rows.size() + 1 == old.size())
+    add_fitting(numbers, Log(old.begin(), old.end() - 1), rows);
+  if (had_running && rows.size() == before.size() && may_be_full(before))
+    add_fitting(numbers, old, Log(rows.begin(), rows.end() - 1));
   const bool has_overlap = !numbers.empty() && (old.empty() || numbers.front() < rows.size());
   const std::size_t added = has_overlap ? numbers.front() : rows.size();
   // That none of the old rows is left always fits; it is a doubt only if nothing else does.
   const std::size_t doubts = has_overlap && !old.empty() && numbers.back() == rows.size() ? 1 : 0;
   growth.is_certain = has_overlap && (added == rows.size() || numbers.size() - doubts == 1);
+  if (has_overlap && !growth.is_certain)
+    growth.doubtful.assign(
+        rows.begin() + static_cast<std::ptrdiff_t>(added),
+        rows.begin() + static_cast<std::ptrdiff_t>(numbers[numbers.size() - 1 - doubts]));
   // Where nothing goes on, rows that stood there before are still not new: the log may have been
   // read in another way, or its rows have changed places.
   const auto is_old = [&](const LogEntry& row) {
@@ -104,21 +120,37 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
   };
   const auto oldest = std::find_if(growth.added.rbegin(), growth.added.rend(), is_of_its_kind);
   if (growth.is_certain) {
-    if (oldest != growth.added.rend()) return {*oldest, ""};
-    return {std::nullopt, growth.added.empty()
-                              ? "the drive has written no entry in its log"
-                              : "the drive has written entries of other tests only"};
+    if (oldest != growth.added.rend()) return {*oldest, "", true};
+    return {std::nullopt,
+            growth.added.empty() ? "the drive has written no entry in its log"
+                                 : "the drive has written entries of other tests only",
+            false};
   }
-  // Rows may have come and gone since: the hours must tell which is the test's.
+  const OwnEntry none{std::nullopt, "the drive's log does not tell which entry is this test's",
+                      growth.is_before_known && oldest != growth.added.rend()};
+  if (!growth.doubtful.empty()) {
+    if (oldest == growth.added.rend()) return none;
+    // Where its hours are those of the test, so are a rival's.
+    const bool tells_hours = oldest->hours && can_have_ended_at(test, *oldest->hours);
+    const bool has_rival =
+        std::any_of(growth.doubtful.begin(), growth.doubtful.end(), [&](const LogEntry& row) {
+          return is_of_its_kind(row) && row.result_code != oldest->result_code &&
+                 (!tells_hours || (row.hours && can_have_ended_at(test, *row.hours)));
+        });
+    return has_rival ? none : OwnEntry{*oldest, "", true};
+  }
+  // Rows may have come and gone since: the hours must tell which is the test's. What ended in the
+  // hour of its start may have been there before.
   std::vector<LogEntry> fitting;
   for (const LogEntry& row : growth.added)
-    if (is_of_its_kind(row) && row.hours && can_have_ended_at(test, *row.hours))
+    if (is_of_its_kind(row) && row.hours && can_have_ended_at(test, *row.hours) &&
+        (growth.is_before_known || (*row.hours - *test.hours_at_start) % kWrap > 0))
       fitting.push_back(row);
   const bool agree = std::all_of(fitting.begin(), fitting.end(), [&](const LogEntry& row) {
     return row.result_code == fitting.front().result_code;
   });
-  if (!fitting.empty() && agree) return {fitting.back(), ""};
-  return {std::nullopt, "the drive's log does not tell which entry is this test's"};
+  if (!fitting.empty() && agree) return {fitting.back(), "", true};
+  return none;
 }
 
 }  // namespace drivetest

@@ -24,6 +24,9 @@ struct LogGrowth {
   // Whether nothing else can have been added. Not so where a full log of equal rows may have got
   // one more of the same, and where no row of before is left or the log has become shorter.
   bool is_certain = true;
+  // The rows below them that may have been added, too, since equal ones stood there before.
+  std::vector<LogEntry> doubtful = {};
+  bool is_before_known = true;  // else any of the rows may be old
 };
 
 LogGrowth growth_of(const std::vector<LogEntry>& before, const std::vector<LogEntry>& now);
@@ -43,6 +46,8 @@ struct OwnTest {
 struct OwnEntry {
   std::optional<LogEntry> entry;
   std::string reason;  // why there is none, in words; may be empty with an entry
+  // Whether the test is over: none of its kind began before it, and one has ended.
+  bool is_over = false;
 };
 
 // The entry of the test among those that were added. With several of its kind it is the oldest,

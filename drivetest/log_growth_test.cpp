@@ -120,6 +120,23 @@ TEST(LogGrowth, HasNoRowThatStoodThereBefore) {
   EXPECT_THAT(growth_of(before, under(row(7, 100), full())).added, ElementsAre(row(7, 100)));
 }
 
+TEST(LogGrowth, TakesNoOldRowForNewThatARunningTestHadPushedOut) {
+  EXPECT_THAT(growth_of(under(running(90), full()), full()).added, IsEmpty());
+  EXPECT_THAT(growth_of(under(running(90), full(true)), full(true)).added, IsEmpty());
+}
+
+TEST(LogGrowth, TellsTheEndOfATestThoughAnotherRunsAlready) {
+  const Log before = {running(90), row(0, 80)};
+  EXPECT_THAT(growth_of(before, {running(90), row(7, 100), row(0, 80)}).added,
+              ElementsAre(row(7, 100)));
+}
+
+TEST(LogGrowth, TellsTheEndOfATestWhereARowOfTheSameIsLeftBehind) {
+  const Log before = {running(90), row(1, 90), running(90)};
+  EXPECT_THAT(growth_of(before, {row(7, 100), row(1, 90), running(90)}).added,
+              ElementsAre(row(7, 100)));
+}
+
 TEST(LogGrowth, WithoutALogOfBeforeIsNotCertain) {
   const LogGrowth growth = growth_from_unknown({running(90), row(0, 80)});
   EXPECT_THAT(growth.added, ElementsAre(row(0, 80)));
@@ -166,6 +183,28 @@ TEST(OwnEntry, IsFoundWhereHoursWrapOrStandStill) {
   later.back() = row(7, 65535);
   EXPECT_EQ(own(full(), later, 70000, Protocol::Scsi).entry, row(7, 65535));
   EXPECT_FALSE(own(full(), later, 300, Protocol::Scsi).entry);
+}
+
+TEST(OwnEntry, OfUnknownBeforeIsNoneThatEndedInTheHourOfTheStart) {
+  const OwnTest test{Protocol::Ata, TestKind::Short, 100, 10};
+  EXPECT_FALSE(own_entry(test, growth_from_unknown({row(0, 100)})).entry);
+  EXPECT_EQ(own_entry(test, growth_from_unknown({row(0, 101)})).entry, row(0, 101));
+}
+
+// Of a full log of equal rows any number may have been added, but the new one is new in any case.
+TEST(OwnEntry, IsTheNewOneAboveEqualRowsThatCannotBeIt) {
+  const Log before = full(true);
+  const Log aborted = under(row(1, 90), before);
+  EXPECT_FALSE(own(before, aborted, 90).entry) << "one that passed may have been added below";
+  EXPECT_EQ(own(before, under(row(1, 95), before), 95).entry, row(1, 95));
+  EXPECT_EQ(own(before, under(row(0, 4660), before), 95).entry, row(0, 4660));
+  EXPECT_FALSE(own(before, under(row(1, 4660), before), 95).entry) << "of another clock";
+}
+
+TEST(OwnEntry, TellsThatTheTestIsOverWhereItDoesNotTellWhichItIs) {
+  EXPECT_TRUE(own(full(true), under(row(1, 4660), full(true)), 95).is_over);
+  EXPECT_FALSE(own(full(true), full(true)).is_over);
+  EXPECT_FALSE(own({}, {row(0, 100, TestKind::Long)}).is_over);
 }
 
 TEST(OwnEntry, OfAFullLogOfEqualRowsIsNone) {
