@@ -48,7 +48,8 @@ class FakeDrive : public DriveAccess {
   int mend_after = -1;  // looks, after which the fault is no more
   bool rests = false;   // until it is woken
   int woken = 0;
-  bool stands_still = false;  // a test that runs makes no progress
+  bool stands_still = false;          // a test that runs makes no progress
+  std::function<void()> during_look;  // once, between the state of the test and the log
 
   Look look(const Place& place, bool wake) override {
     ++looks;
@@ -80,6 +81,10 @@ class FakeDrive : public DriveAccess {
     const bool is_at_end = !look.running || look.running->remaining_percent < 10U;
     if (says_running_for_ever && is_at_end) look.running = RunningTest{std::nullopt, 0U, true};
     if (drive_.protocol == Protocol::Ata) look.status_code = look.running ? kRunningCode : status_;
+    if (const auto meanwhile = std::exchange(during_look, nullptr)) {
+      meanwhile();
+      look.log = log_;
+    }
     return look;
   }
 

@@ -54,10 +54,10 @@ Decision decide(const DriveState& state, const Look& look, Time now,
   if (look.has_log)
     growth = state.log ? growth_of(*state.log, look.log) : growth_from_unknown(look.log);
   // A look asks for the status first and for the log then: a test that ends between the two shows
-  // as running and as ended. A second look tells whether another one runs.
+  // as running and as ended. Another look tells whether another one runs.
   const bool has_news = state.log && !growth.added.empty();
   const bool is_testing = look.running && !look.running->is_doubtful;
-  decision.look_again = is_testing && has_news && !circumstances.is_second_look;
+  decision.look_again = is_testing && has_news;
   if (state.running) {
     const ProgressFinding finding = progress_of(*state.running, look, growth, now, circumstances);
     const bool is_without_trace =
@@ -140,12 +140,14 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
   if (remembered == remembered_.end()) {
     try {
       if (History* const history = opened_history()) {
+        std::optional<TestRow> running;  // believed only when all was written
         history->together([&] {
           const DriveState before = history->state(identity);
           history->change(drive, before, decide_on(before));
-          if (after->running) after->running = history->running(identity).value().row;
+          running.reset();
+          if (after->running) running = history->running(identity).value().row;
         });
-        return after->running;
+        return running;
       }
     } catch (const HistoryError& error) {
       note_fault(error);
@@ -181,7 +183,8 @@ SeenLook Keeper::see(const Place& place, bool wake) {
 }
 
 // Another process may have looked later and been quicker. Its news must not be undone.
-Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, const Circumstances& circumstances) {
+Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circumstances) {
+  circumstances.booted = time_.booted();
   Settled settled;
   constexpr int kMostLooks = 5;
   for (int looks = 1;; ++looks) {
@@ -208,17 +211,17 @@ DriveStatus Keeper::settle_by_looks(SeenLook seen, bool wake, Circumstances circ
   DriveStatus status;
   if (seen.look.fault == LookFault::None) {
     Settled settled = settle_by(seen, wake, circumstances);
-    if (settled.look_again) {
+    constexpr int kMostLooks = 3;
+    for (int looks = 1; settled.look_again && looks < kMostLooks; ++looks) {
       time_.wait(kBeforeSecondLook);
-      SeenLook second = see(seen.look.drive.place, wake);
-      if (second.look.fault == LookFault::None) {
-        second.look.drive.shares_identity = seen.look.drive.shares_identity;
-        seen = std::move(second);
-        circumstances.is_second_look = true;
-        std::vector<TestRow> ended = std::move(settled.ended);
-        settled = settle_by(seen, wake, circumstances);
-        settled.ended.insert(settled.ended.begin(), ended.begin(), ended.end());
-      }
+      SeenLook next = see(seen.look.drive.place, wake);
+      if (next.look.fault != LookFault::None) break;
+      next.look.drive.shares_identity = seen.look.drive.shares_identity;
+      seen = std::move(next);
+      circumstances.is_second_look = true;
+      std::vector<TestRow> ended = std::move(settled.ended);
+      settled = settle_by(seen, wake, circumstances);
+      settled.ended.insert(settled.ended.begin(), ended.begin(), ended.end());
     }
     status.running = std::move(settled.running);
     status.ended = std::move(settled.ended);

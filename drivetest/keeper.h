@@ -122,7 +122,7 @@ class Keeper {
 
   std::optional<TestRow> change(const Drive& drive,
                                 const std::function<DriveChange(const DriveState&)>& decide);
-  Settled settle_by(SeenLook& seen, bool wake, const Circumstances& circumstances);
+  Settled settle_by(SeenLook& seen, bool wake, Circumstances circumstances);
   DriveStatus settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances);
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
   ToolReply tell_to_start(const Look& look, TestKind kind);

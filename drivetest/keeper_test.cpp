@@ -6,6 +6,7 @@
 
 #include "drivetest/database.h"
 #include "drivetest/fake_drive.h"
+#include "drivetest/faulty_file_system.h"
 
 namespace drivetest {
 namespace {
@@ -347,6 +348,31 @@ TEST_P(KeeperTest, TakesATestThatEndsDuringALookForOne) {
   ASSERT_EQ(status.ended.size(), 1);
   EXPECT_EQ(status.ended.front().outcome, Outcome::Aborted);
   EXPECT_EQ(outcomes(), "aborted ");
+}
+
+TEST_P(KeeperTest, LooksOnceMoreWhereAnotherTestEndsDuringTheSecondLook) {
+  start();
+  drive_.during_look = [&] {
+    drive_.end(1);
+    drive_.begin(TestKind::Long);
+    drive_.during_look = [&] { drive_.end(7); };
+  };
+  EXPECT_FALSE(look().running);
+  EXPECT_EQ(outcomes(), "aborted failed ");
+}
+
+TEST_P(KeeperTest, GivesARowThatCouldNotBeKeptNoNumber) {
+  plan_faults({});
+  History history(
+      {.folder = folder_ / "full", .host = {"aa", "host"}, .file_system = kFaultyFileSystem});
+  Keeper keeper(drive_, time_, [&] { return &history; });
+  keeper.look(place_, false);
+  plan_faults({FaultPlan::Kind::Full, 1});
+  const StartOutcome outcome = keeper.start(place_, TestKind::Short, false, false);
+  plan_faults({});
+  EXPECT_EQ(outcome.result, StartResult::Started);
+  EXPECT_NE(keeper.history_fault(), "");
+  EXPECT_EQ(outcome.row->number, 0) << "another test may get it";
 }
 
 TEST_P(KeeperTest, LeavesARowToTheProcessThatIsStartingItsTest) {

@@ -88,13 +88,20 @@ bool had_its_time(const TestRow& row, const Abilities& abilities, Time now) {
   return now - *row.looked >= minutes(*announced) * (*row.remaining_percent - kStep) / 100;
 }
 
+// Whether the machine was started anew since the test was seen running, if only for a moment.
+bool may_have_lost_power(const TestRow& row, const Circumstances& circumstances) {
+  const std::optional<Time> seen = row.looked ? row.looked : row.started;
+  return circumstances.booted && seen && *seen < *circumstances.booted;
+}
+
 // What is left to tell the end of a test without an entry: ATA's status byte. It keeps the result
 // of the last test for ever, or falls back to an older one when power is lost. So a result counts
 // only of a drive that has no log of its tests, after somebody has seen this one run.
 std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
-                                         const LogGrowth& growth, Time now, bool was_seen) {
+                                         const LogGrowth& growth, Time now,
+                                         const Circumstances& circumstances) {
   if (look.drive.protocol != Protocol::Ata || !look.status_code) return std::nullopt;
-  if (!row.looked && !was_seen) return std::nullopt;
+  if (!row.looked && !circumstances.was_seen) return std::nullopt;
   if (!growth.is_certain || !growth.added.empty()) return std::nullopt;
   std::optional<Verdict> verdict = verdict_of(Protocol::Ata, *look.status_code);
   // What says that the test has not come to its end is true in any case.
@@ -102,14 +109,15 @@ std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
   if (is_aborted) return verdict;
   // A drive that has never been tested says "passed" too, also where the power went during the
   // test and nothing of it is left.
-  const bool is_too_early =
-      verdict && verdict->outcome == Outcome::Passed && !had_its_time(row, look.abilities, now);
-  return look.log.empty() && !is_too_early ? verdict : std::nullopt;
+  const bool is_in_doubt =
+      verdict && verdict->outcome == Outcome::Passed &&
+      (!had_its_time(row, look.abilities, now) || may_have_lost_power(row, circumstances));
+  return look.log.empty() && !is_in_doubt ? verdict : std::nullopt;
 }
 
-Verdict verdict_without_trace(const TestRow& row, const std::string& reason,
-                              const Circumstances& circumstances) {
-  if (circumstances.was_stopped)
+Verdict verdict_without_trace(const TestRow& row, const LogGrowth& growth,
+                              const std::string& reason, const Circumstances& circumstances) {
+  if (circumstances.was_stopped && growth.added.empty())
     return {Outcome::Aborted, "stopped by hddtest; the drive has written no entry"};
   if (!row.looked && !circumstances.was_seen)
     return {Outcome::Unknown, "no look showed the test running, and " + reason};
@@ -122,19 +130,23 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
                             const Circumstances& circumstances) {
   ProgressFinding finding{row, false, std::nullopt};
   const Protocol protocol = look.drive.protocol;
-  OwnEntry own{std::nullopt, "the drive's log cannot be read"};
+  OwnEntry own{std::nullopt, "the drive's log cannot be read", false};
   if (look.has_log)
     own = own_entry({protocol, row.kind, row.hours_at_start, most_hours(row, look)}, growth);
+  // Nothing else has ended since the test ran but this one.
+  if (!own.entry && circumstances.was_stopped && !look.running && !growth.added.empty() &&
+      (!row.kind || growth.added.front().kind == row.kind))
+    own.entry = growth.added.front();
   if (own.entry) {
     end(finding.row, look.drive, *own.entry, now, circumstances.was_stopped);
     finding.entry = own.entry;
-  } else if (is_shown(row, look, now, circumstances)) {
+  } else if (!own.is_over && is_shown(row, look, now, circumstances)) {
     go_on(finding.row, *look.running, now);
   } else if (look.running && !look.running->is_doubtful) {
     end(finding.row, {Outcome::Unknown, "another test runs in the drive, and " + own.reason}, now);
   } else if (!circumstances.is_second_look) {
     finding.look_again = true;
-  } else if (auto verdict = verdict_by_status(row, look, growth, now, circumstances.was_seen)) {
+  } else if (auto verdict = verdict_by_status(row, look, growth, now, circumstances)) {
     end(finding.row,
         explained(*std::move(verdict), look.drive, *look.status_code, circumstances.was_stopped),
         now);
@@ -142,7 +154,7 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   } else {
     if (look.running)
       own.reason = "the drive goes on saying that the test is at its end; " + own.reason;
-    end(finding.row, verdict_without_trace(row, own.reason, circumstances), now);
+    end(finding.row, verdict_without_trace(row, growth, own.reason, circumstances), now);
   }
   return finding;
 }

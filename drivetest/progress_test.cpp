@@ -140,6 +140,42 @@ TEST(Progress, IsNotToldByAStatusThatAnotherTestMayHaveSet) {
             Outcome::Unknown);
 }
 
+// Such as a log of equal rows, to which any number may have been added.
+LogGrowth doubtful_growth() { return {{entry(1)}, false, {entry(0)}}; }
+
+TEST(Progress, OfATestThatWasStoppedIsToldByTheNewestEntry) {
+  const Circumstances stopped{true, true};
+  const ProgressFinding finding = progress_of(seen(), idle(), doubtful_growth(), kStart, stopped);
+  EXPECT_EQ(finding.row.outcome, Outcome::Aborted);
+  EXPECT_EQ(finding.entry, entry(1));
+  EXPECT_EQ(progress_of(seen(), idle(), doubtful_growth(), kStart, {true, false}).row.outcome,
+            Outcome::Unknown);
+}
+
+TEST(Progress, DoesNotTakeAnothersTestThatWasStoppedForItsOwn) {
+  Look look = idle();
+  look.drive.protocol = Protocol::Scsi;
+  const TestRow row = found(begun(), look, {entry(1, TestKind::Long)}, {true, true}).row;
+  EXPECT_EQ(row.outcome, Outcome::Unknown);
+}
+
+TEST(Progress, DoesNotTakeAnothersTestForItsOwnOnceOneOfItsKindHasEnded) {
+  const TestRow row =
+      progress_of(seen(), running(90), doubtful_growth(), kStart + minutes(5), {true}).row;
+  EXPECT_EQ(row.outcome, Outcome::Unknown);
+}
+
+TEST(Progress, WithoutEntryIsInDoubtWhereTheMachineWasStartedAnew) {
+  Look look = idle();
+  look.status_code = 0;
+  Circumstances circumstances{true, false};
+  circumstances.booted = kStart - minutes(1);
+  const Time later = kStart + minutes(60);
+  EXPECT_EQ(progress_of(seen(), look, {}, later, circumstances).row.outcome, Outcome::Passed);
+  circumstances.booted = kStart + minutes(2);
+  EXPECT_EQ(progress_of(seen(), look, {}, later, circumstances).row.outcome, Outcome::Unknown);
+}
+
 TEST(Progress, WithoutEntryOrStatusEndsUnknownAndNeverPassed) {
   for (const Protocol protocol : {Protocol::Scsi, Protocol::Nvme}) {
     TestRow row = found(begun(), running(50, protocol, TestKind::Short)).row;
