@@ -93,8 +93,10 @@ LogGrowth growth_of(const Log& before, const Log& now) {
   // the test has left no entry.
   if (has_running && rows.size() + 1 == old.size())
     add_fitting(numbers, Log(old.begin(), old.end() - 1), rows);
+  const std::size_t fewest = numbers.empty() ? rows.size() : numbers.front();
   if (had_running && rows.size() == before.size() && may_be_full(before))
     add_fitting(numbers, old, Log(rows.begin(), rows.end() - 1));
+  growth.is_result_in_doubt = !numbers.empty() && numbers.front() < fewest && fewest < rows.size();
   const bool has_overlap = !numbers.empty() && (old.empty() || numbers.front() < rows.size());
   const std::size_t added = has_overlap ? numbers.front() : rows.size();
   // That none of the old rows is left always fits; it is a doubt only if nothing else does.

@@ -27,6 +27,9 @@ struct LogGrowth {
   // The rows below them that may have been added, too, since equal ones stood there before.
   std::vector<LogEntry> doubtful = {};
   bool is_before_known = true;  // else any of the rows may be old
+  // The row that a running test had in a full log has given way to its result or, where it left
+  // none, to an old row that is the same.
+  bool is_result_in_doubt = false;
 };
 
 LogGrowth growth_of(const std::vector<LogEntry>& before, const std::vector<LogEntry>& now);

@@ -102,22 +102,28 @@ std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
                                          const Circumstances& circumstances) {
   if (look.drive.protocol != Protocol::Ata || !look.status_code) return std::nullopt;
   if (!row.looked && !circumstances.was_seen) return std::nullopt;
-  if (!growth.is_certain || !growth.added.empty()) return std::nullopt;
+  const bool may_have_entry =
+      growth.is_result_in_doubt &&
+      std::any_of(growth.doubtful.begin(), growth.doubtful.end(), [&](const LogEntry& entry) {
+        return entry.kind == row.kind && entry.result_code == *look.status_code;
+      });
+  if (!growth.added.empty() || (!growth.is_certain && !may_have_entry)) return std::nullopt;
   std::optional<Verdict> verdict = verdict_of(Protocol::Ata, *look.status_code);
   // What says that the test has not come to its end is true in any case.
   const bool is_aborted = verdict && verdict->outcome == Outcome::Aborted;
   if (is_aborted) return verdict;
+  if (!look.log.empty() && !may_have_entry) return std::nullopt;
   // A drive that has never been tested says "passed" too, also where the power went during the
   // test and nothing of it is left.
   const bool is_in_doubt =
       verdict && verdict->outcome == Outcome::Passed &&
       (!had_its_time(row, look.abilities, now) || may_have_lost_power(row, circumstances));
-  return look.log.empty() && !is_in_doubt ? verdict : std::nullopt;
+  return is_in_doubt ? std::nullopt : verdict;
 }
 
 Verdict verdict_without_trace(const TestRow& row, const LogGrowth& growth,
                               const std::string& reason, const Circumstances& circumstances) {
-  if (circumstances.was_stopped && growth.added.empty())
+  if (circumstances.was_stopped && growth.is_certain && growth.added.empty())
     return {Outcome::Aborted, "stopped by hddtest; the drive has written no entry"};
   if (!row.looked && !circumstances.was_seen)
     return {Outcome::Unknown, "no look showed the test running, and " + reason};

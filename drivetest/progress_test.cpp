@@ -152,6 +152,26 @@ TEST(Progress, OfATestThatWasStoppedIsToldByTheNewestEntry) {
             Outcome::Unknown);
 }
 
+TEST(Progress, DoesNotSayThatThereIsNoEntryWhereTheLogDoesNotTell) {
+  Look look = idle(Protocol::Scsi);
+  look.log = {entry(0), entry(0)};
+  const LogGrowth growth{{}, false, look.log};
+  EXPECT_EQ(progress_of(seen(), look, growth, kStart, {true, true}).row.outcome, Outcome::Unknown);
+}
+
+TEST(Progress, IsToldByTheStatusWhereItsRowGaveWayToOneThatMayBeItsResult) {
+  Look look = idle();
+  look.log = {entry(0), entry(0)};
+  LogGrowth growth{{}, false, look.log};
+  const Time later = kStart + minutes(10);
+  const auto outcome = [&] { return progress_of(seen(), look, growth, later, {true}).row.outcome; };
+  EXPECT_EQ(outcome(), Outcome::Unknown);
+  growth.is_result_in_doubt = true;
+  EXPECT_EQ(outcome(), Outcome::Passed);
+  look.status_code = 7;
+  EXPECT_EQ(outcome(), Outcome::Unknown);
+}
+
 TEST(Progress, DoesNotTakeAnothersTestThatWasStoppedForItsOwn) {
   Look look = idle();
   look.drive.protocol = Protocol::Scsi;
