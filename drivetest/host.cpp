@@ -1,7 +1,9 @@
 #include <sys/utsname.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -13,7 +15,14 @@ namespace drivetest {
 Host this_host() {
   Host host;
   std::string id;
-  std::getline(std::ifstream("/etc/machine-id"), id);
+  std::ifstream file("/etc/machine-id");
+  const bool is_missing = !file && errno == ENOENT;
+  std::getline(file, id);
+  // Else the tests would be kept as those of another machine.
+  if (!is_missing && (!file.is_open() || file.bad()))
+    throw HistoryError(HistoryFault::Broken, "/etc/machine-id cannot be read (" +
+                                                 std::string(std::strerror(errno)) +
+                                                 "), and tests are kept by it: try again");
   id = platform::lower(id);
   constexpr std::size_t kDigits = 32;
   // systemd writes "uninitialized" before the first boot.
