@@ -27,7 +27,8 @@ def kept_test(number, drive=(), **members):
         "started": f"2025-03-{number:02}T10:00:00Z", "ended": f"2025-03-{number:02}T10:02:00Z",
         "looked": None, "remaining_percent": None, "progressed": None, "outcome": "passed",
         "cause": "completed without error", "result_code": 0, "first_bad_block": None,
-        "segment": None, "hours": 4000 + number, "hours_at_start": 4000 + number}
+        "segment": None, "hours": 4000 + number, "hours_at_start": 4000 + number,
+        "power_cycles_at_start": None}
     test["drive"].update(drive)
     return json.dumps(dict(test, **members))
 

@@ -36,6 +36,7 @@ class FakeDrive : public DriveAccess {
   }
 
   bool writes_entries = true;
+  std::optional<std::uint64_t> power_cycles = 20U;
   bool obeys_stop = true;
   bool says_running_for_ever = false;  // ATA: from the last tenth of a test on
   std::chrono::seconds delay{};        // until a test that was started shows
@@ -72,6 +73,7 @@ class FakeDrive : public DriveAccess {
     look.has_log = true;
     look.log = log_;
     look.power_on_hours = hours();
+    look.power_cycles = power_cycles;
     if (shows_test()) {
       const auto done = (time_.now() - test_->begin) * 100 / kDuration;
       const unsigned left = 100 - static_cast<unsigned>(done);

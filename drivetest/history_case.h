@@ -55,6 +55,7 @@ class HistoryCase : public testing::Test {
     row.test_code = 1;
     row.started = now;
     row.hours_at_start = 100;
+    row.power_cycles_at_start = 20;
     return row;
   }
 

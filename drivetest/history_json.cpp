@@ -220,7 +220,8 @@ nlohmann::ordered_json to_json(const KeptTest& test) {
           {"first_bad_block", of_optional(row.first_bad_block)},
           {"segment", of_optional(row.segment)},
           {"hours", of_optional(row.hours)},
-          {"hours_at_start", of_optional(row.hours_at_start)}};
+          {"hours_at_start", of_optional(row.hours_at_start)},
+          {"power_cycles_at_start", of_optional(row.power_cycles_at_start)}};
 }
 
 std::string json_line(const KeptTest& test) {
@@ -256,6 +257,7 @@ KeptTest test_from_json(std::string_view line) {
   row.segment = members.optional_number<unsigned>("segment");
   row.hours = members.optional_number<std::uint64_t>("hours");
   row.hours_at_start = members.optional_number<std::uint64_t>("hours_at_start");
+  row.power_cycles_at_start = members.optional_number<std::uint64_t>("power_cycles_at_start");
   members.expect_no_others();
   return test;
 }

@@ -78,7 +78,7 @@ TEST_F(HistoryJsonTest, HasTheseMembers) {
             R"("remaining_percent":0,"progressed":"2027-01-15T08:00:00Z","outcome":"failed",)"
             R"("cause":"completed without error","result_code":0,)"
             R"("first_bad_block":18446744073709551615,"segment":7,"hours":100,)"
-            R"("hours_at_start":100})");
+            R"("hours_at_start":100,"power_cycles_at_start":20})");
 }
 
 TEST_F(HistoryJsonTest, HasNoEffectOnATerminal) {

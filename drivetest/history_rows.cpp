@@ -151,13 +151,13 @@ std::int64_t insert_test(Database& database, std::int64_t drive, const TestRow& 
   database.run(
       "INSERT INTO tests (id, drive, host_name, device, device_type, source, kind, test_code,"
       " recorded, started, ended, looked, remaining_percent, progressed, outcome, cause,"
-      " result_code, first_bad_block, segment, hours, hours_at_start)"
-      " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+      " result_code, first_bad_block, segment, hours, hours_at_start, power_cycles_at_start)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
       row.id, drive, row.host_name, row.place.device, row.place.type, name_of(row.source),
       name_of_optional(row.kind), row.test_code, time_text(row.recorded), text_of(row.started),
       text_of(row.ended), text_of(row.looked), row.remaining_percent, text_of(row.progressed),
       name_of_optional(row.outcome), row.cause, row.result_code, row.first_bad_block, row.segment,
-      row.hours, row.hours_at_start);
+      row.hours, row.hours_at_start, row.power_cycles_at_start);
   return database.last_number();
 }
 
@@ -193,7 +193,8 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number) {
       " drives.is_rotational, tests.id, tests.host_name, tests.device, tests.device_type,"
       " tests.source, tests.kind, tests.test_code, tests.recorded, tests.started, tests.ended,"
       " tests.looked, tests.remaining_percent, tests.progressed, tests.outcome, tests.cause,"
-      " tests.result_code, tests.first_bad_block, tests.segment, tests.hours, tests.hours_at_start"
+      " tests.result_code, tests.first_bad_block, tests.segment, tests.hours, tests.hours_at_start,"
+      " tests.power_cycles_at_start"
       " FROM tests JOIN drives ON drives.number = tests.drive WHERE tests.number = ?",
       number);
   if (!query.step()) return std::nullopt;
@@ -224,6 +225,7 @@ std::optional<KeptTest> read_test(Database& database, std::int64_t number) {
   row.segment = next_optional_small<unsigned>(query);
   row.hours = query.next_optional_unsigned();
   row.hours_at_start = query.next_optional_unsigned();
+  row.power_cycles_at_start = query.next_optional_unsigned();
   return test;
 }
 

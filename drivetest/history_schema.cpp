@@ -51,7 +51,8 @@ CREATE TABLE tests (
   first_bad_block ANY,
   segment INTEGER,
   hours ANY,                 -- power-on hours of the drive's own entry
-  hours_at_start ANY
+  hours_at_start ANY,
+  power_cycles_at_start ANY  -- how often the drive had been switched on
 ) STRICT;
 CREATE INDEX tests_of_a_drive ON tests (drive, recorded);
 CREATE UNIQUE INDEX one_running_test_of_a_drive ON tests (drive) WHERE outcome IS NULL;

@@ -253,6 +253,7 @@ std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source sou
     row.kind = kind;
     row.started = time_.now();
     row.hours_at_start = look.power_on_hours;
+    row.power_cycles_at_start = look.power_cycles;
     change.added.push_back(row);
     return change;
   });

@@ -155,6 +155,17 @@ TEST_P(KeeperTest, WithoutEntryKnowsTheResultByAtasStatusAlone) {
             GetParam() == Protocol::Ata ? Outcome::Passed : Outcome::Unknown);
 }
 
+TEST_P(KeeperTest, BelievesNoStatusAfterALossOfPower) {
+  drive_.writes_entries = false;
+  for (const std::optional<std::uint64_t> later : {std::optional(21U), std::optional<unsigned>()}) {
+    start();
+    time_.wait(minutes(3));
+    drive_.power_cycles = later;
+    EXPECT_EQ(look().ended.front().outcome, Outcome::Unknown);
+    drive_.power_cycles = 20U;
+  }
+}
+
 TEST_P(KeeperTest, TakesOverWhatOthersHaveTestedOnce) {
   drive_.result_code = 7;
   drive_.begin(TestKind::Short);

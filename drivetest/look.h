@@ -65,6 +65,7 @@ struct Look {
   bool is_log_lost = false;   // ATA: it keeps one that could not be read this time
   std::vector<LogEntry> log;  // newest first, rows without a test left out
   std::optional<std::uint64_t> power_on_hours;
+  std::optional<std::uint64_t> power_cycles;  // how often it was switched on
   // What the tool printed besides, such as its warnings. From outside: escape before showing.
   std::vector<std::string> notes;
 };

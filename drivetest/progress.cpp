@@ -88,10 +88,10 @@ bool had_its_time(const TestRow& row, const Abilities& abilities, Time now) {
   return now - *row.looked >= minutes(*announced) * (*row.remaining_percent - kStep) / 100;
 }
 
-// Whether the machine was started anew since the test was seen running, if only for a moment.
-bool may_have_lost_power(const TestRow& row, const Circumstances& circumstances) {
-  const std::optional<Time> seen = row.looked ? row.looked : row.started;
-  return circumstances.booted && seen && *seen < *circumstances.booted;
+// Whether the drive was switched off since the test began; not set where it does not count that.
+std::optional<bool> lost_power(const TestRow& row, const Look& look) {
+  if (!row.power_cycles_at_start || !look.power_cycles) return std::nullopt;
+  return row.power_cycles_at_start != look.power_cycles;
 }
 
 // What is left to tell the end of a test without an entry: ATA's status byte. It keeps the result
@@ -112,13 +112,13 @@ std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
   // What says that the test has not come to its end is true in any case.
   const bool is_aborted = verdict && verdict->outcome == Outcome::Aborted;
   if (is_aborted) return verdict;
-  if (!look.log.empty() && !may_have_entry) return std::nullopt;
-  // A drive that has never been tested says "passed" too, also where the power went during the
-  // test and nothing of it is left.
-  const bool is_in_doubt =
-      verdict && verdict->outcome == Outcome::Passed &&
-      (!had_its_time(row, look.abilities, now) || may_have_lost_power(row, circumstances));
-  return is_in_doubt ? std::nullopt : verdict;
+  if (!verdict || (!look.log.empty() && !may_have_entry)) return std::nullopt;
+  // After a loss of power the status may be that of a former test. A drive that has never been
+  // tested says "passed" too, so that this needs to be certain.
+  const std::optional<bool> is_lost = lost_power(row, look);
+  if (is_lost == true) return std::nullopt;
+  const bool is_certain = is_lost == false && had_its_time(row, look.abilities, now);
+  return verdict->outcome != Outcome::Passed || is_certain ? verdict : std::nullopt;
 }
 
 Verdict verdict_without_trace(const TestRow& row, const LogGrowth& growth,
@@ -171,6 +171,7 @@ TestRow row_of_running(const Look& look, Time now) {
   row.place = look.drive.place;
   row.source = Source::Other;
   row.hours_at_start = look.power_on_hours;
+  row.power_cycles_at_start = look.power_cycles;
   go_on(row, *look.running, now);
   return row;
 }

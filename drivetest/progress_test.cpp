@@ -26,6 +26,7 @@ Look idle(Protocol protocol = Protocol::Ata, std::optional<int> status = 0) {
   look.drive.place.device = "/dev/sda";
   look.has_log = true;
   look.power_on_hours = 100;
+  look.power_cycles = 20;
   for (Ability& ability : look.abilities) ability = {true, 5U};
   if (protocol == Protocol::Ata) look.status_code = status;
   return look;
@@ -43,6 +44,7 @@ TestRow begun(TestKind kind = TestKind::Short) {
   row.kind = kind;
   row.started = kStart;
   row.hours_at_start = 100;
+  row.power_cycles_at_start = 20;
   return row;
 }
 
@@ -120,6 +122,24 @@ TEST(Progress, IsNotPassedByAStatusBeforeTheDriveHadItsTime) {
   };
   EXPECT_EQ(outcome_at(kStart + minutes(7)), Outcome::Unknown) << "60% of 5 minutes are left";
   EXPECT_EQ(outcome_at(kStart + minutes(8)), Outcome::Passed);
+}
+
+// The status may then be that of a former test.
+TEST(Progress, IsNotToldByAStatusThatOutlastedALossOfPower) {
+  Look look = idle();
+  const auto outcome = [&](int status) {
+    look.status_code = status;
+    return found(seen(), look).row.outcome;
+  };
+  look.power_cycles = 21;
+  EXPECT_EQ(outcome(0), Outcome::Unknown);
+  EXPECT_EQ(outcome(7), Outcome::Unknown);
+  EXPECT_EQ(outcome(2), Outcome::Aborted);
+  look.power_cycles.reset();
+  EXPECT_EQ(outcome(0), Outcome::Unknown) << "it does not tell";
+  EXPECT_EQ(outcome(7), Outcome::Failed);
+  look.power_cycles = 20;
+  EXPECT_EQ(outcome(0), Outcome::Passed);
 }
 
 TEST(Progress, IsNotToldByTheStatusOfADriveThatKeepsALog) {

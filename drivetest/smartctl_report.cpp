@@ -17,6 +17,7 @@ namespace {
 
 // More power-on hours than this, over a thousand years, are another attribute's.
 constexpr std::uint64_t kMostHours = 10'000'000;
+constexpr std::uint64_t kMostCycles = 0xFFFFFFFF;
 constexpr std::size_t kMostNotes = 16;
 
 std::string hexadecimal(const char* prefix, std::uint64_t front, int front_digits,
@@ -120,6 +121,7 @@ SmartctlReport read_smartctl(const Place& place, const ToolOutput& output) {
                     static_cast<unsigned>(version.at(1).number(1000).value_or(0))};
   read_identity(root, look.drive);
   look.power_on_hours = root["power_on_time"]["hours"].number(kMostHours);
+  look.power_cycles = root["power_cycle_count"].number(kMostCycles);
   if (look.drive.protocol == Protocol::Ata) read_ata(root, lines, look);
   if (look.drive.protocol == Protocol::Scsi) read_scsi(root, lines, look);
   if (look.drive.protocol == Protocol::Nvme) read_nvme(root, lines, report.version, look);

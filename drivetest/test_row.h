@@ -56,6 +56,7 @@ struct TestRow {
   std::optional<unsigned> segment;
   std::optional<std::uint64_t> hours;  // power-on hours that the log's entry has
   std::optional<std::uint64_t> hours_at_start;
+  std::optional<std::uint64_t> power_cycles_at_start;
 
   // Not set where one of the times is not known or the clock went back between them.
   std::optional<std::chrono::seconds> duration() const;

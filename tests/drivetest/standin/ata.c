@@ -70,6 +70,11 @@ static void smart_data(struct StandInDrive* drive, int64_t now, uint8_t* block) 
   put_le(block, 16, 2);
   for (int i = 0; i < 3; ++i) memcpy(block + 2 + (size_t)12 * i, attributes[i], 12);
   put_le(block + 2 + 12 + 5, (uint64_t)power_on_hours(drive, now), 4);
+  if (drive->power_cycles >= 0) {
+    static const uint8_t cycles[] = {12, 0x32, 0, 99, 99};
+    memcpy(block + 2 + (size_t)12 * 3, cycles, sizeof cycles);
+    put_le(block + 2 + (size_t)12 * 3 + 5, (uint64_t)drive->power_cycles, 4);
+  }
   block[362] = 0x82;
   if (self_test_shows(drive, now))
     block[363] = (uint8_t)(0xf0 | self_test_tenths(drive, now));

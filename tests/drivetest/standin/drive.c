@@ -59,6 +59,7 @@ static const struct Field kFields[] = {
     NUMBER(stale_completion, 0),
     NUMBER(log_nsid_all_only, 0),
     NUMBER(power_on_minutes, 600000),
+    NUMBER(power_cycles, -1),
     NUMBER(log_hours, -1),
     NUMBER(log_hours_offset, 0),
     NUMBER(power_mode, 255),

@@ -41,7 +41,7 @@ struct StandInDrive {
   Text start, rows, running_row, power_loss;
   int64_t result, result_lba, result_segment, result_sense, seconds, ends_at, stuck_at,
       stays_at_end, start_delay, refusals, spins_down, stale_completion, log_nsid_all_only;
-  int64_t power_on_minutes, log_hours, log_hours_offset, power_mode, health;
+  int64_t power_on_minutes, power_cycles, log_hours, log_hours_offset, power_mode, health;
   /* How it answers. hold_in is the number of a command, or one of these. */
   int64_t slow, haste, open_errno, fail_in, fail_for, fail_errno, hold_in;
   /* What it does, and what it was asked. */

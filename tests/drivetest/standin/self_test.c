@@ -105,6 +105,7 @@ void self_test_reset(struct StandInDrive* drive, int64_t now) {
 }
 
 void self_test_power_loss(struct StandInDrive* drive, int64_t now) {
+  if (drive->power_cycles >= 0) ++drive->power_cycles;
   if (!drive->is_testing || (is_nvme(drive) && drive->test == TestLong)) return;
   if (strcmp(drive->power_loss, "row") == 0) {
     self_test_reset(drive, now);
