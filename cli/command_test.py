@@ -108,8 +108,8 @@ class Check(CommandTest):
         self.run_command("check")
         self.assertEqual(self.errors, "")
         names = [line[9:].split()[0] for line in self.output.splitlines()]
-        self.assertEqual(names, ["privileges", "smartctl", "hwinfo", "log", "messages",
-                                 "registration", "module"])
+        self.assertEqual(names, ["privileges", "smartctl", "nvme", "hwinfo", "history", "log",
+                                 "messages", "registration", "module"])
         self.assertRegex(self.output, r"(?m)^ok       smartctl      .*\(smartctl 7.3 stand-in\)$")
         self.assertRegex(self.output,
                          r"(?m)^ok       module        \d+ classes answer from .*libhddtest.cmpi.so")
@@ -162,6 +162,17 @@ class Check(CommandTest):
         finding = self.findings(HVX_LOG_FILE=str(self.folder / "none/log"))["log"]
         self.assertEqual((finding["ok"], self.status), (False, 1))
         self.assertIn("HVX_LOG_FILE", finding["remedy"])
+
+    def test_history_that_cannot_be_used(self):
+        state = self.folder / "state"
+        found = self.findings()["history"]
+        self.assertEqual((found["ok"], found["found"]), (True, f"{state}: made with the first test"))
+        self.assertFalse(state.exists())
+        state.mkdir()
+        state.chmod(0o755)
+        found = self.findings()["history"]
+        self.assertFalse(found["ok"])
+        self.assertEqual(found["found"], f"{state} is open to other users: chmod 700 {state}")
 
     def test_smartctl_that_does_not_run(self):
         self.smartctl.write_text("#!/bin/sh\nexit 7\n")

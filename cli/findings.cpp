@@ -15,6 +15,8 @@
 #include "cli/log_listener.h"
 #include "cli/manager.h"
 #include "cli/object_managers.h"
+#include "drivetest/history.h"
+#include "inventory/sysfs.h"
 #include "platform/descriptor.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
@@ -148,14 +150,17 @@ Finding module_finding(const Places& places) {
 std::vector<Finding> all_findings(const Places& places) {
   std::ifstream stream("/proc/self/status");
   const std::string status{std::istreambuf_iterator<char>(stream), {}};
-  std::vector<Finding> findings = {
-      privileges_finding(geteuid() == 0, status),
-      program_finding("smartctl", "smartmontools", ask_version("smartctl")),
-      program_finding("hwinfo", "hwinfo", ask_version("hwinfo")),
-      log_finding(log_file(places), is_log_file_chosen()),
-      message_finding(places.message_file),
-      file_finding("registration", places.registration),
-      module_finding(places)};
+  const VersionAnswer smartctl = ask_version("smartctl");
+  const bool has_nvme_drives = !inventory::Sysfs().entries("/sys/class/nvme").empty();
+  std::vector<Finding> findings = {privileges_finding(geteuid() == 0, status),
+                                   smartctl_finding(smartctl),
+                                   nvme_finding(ask_version("nvme"), smartctl, has_nvme_drives),
+                                   program_finding("hwinfo", "hwinfo", ask_version("hwinfo")),
+                                   history_finding(drivetest::state_folder()),
+                                   log_finding(log_file(places), is_log_file_chosen()),
+                                   message_finding(places.message_file),
+                                   file_finding("registration", places.registration),
+                                   module_finding(places)};
   const std::vector<Finding> managers = object_manager_findings();
   findings.insert(findings.end(), managers.begin(), managers.end());
   return findings;

@@ -33,6 +33,15 @@ struct VersionAnswer {
 Finding program_finding(const std::string& name, const std::string& package,
                         const VersionAnswer& answer);
 
+// smartctl, with a note where it is too old for tests of any drive.
+Finding smartctl_finding(const VersionAnswer& answer);
+// nvme, which is missing only where smartctl is too old for NVMe drives and there are some.
+Finding nvme_finding(const VersionAnswer& nvme, const VersionAnswer& smartctl,
+                     bool has_nvme_drives);
+
+// Whether tests can be kept in this folder. Changes nothing there.
+Finding history_finding(const std::string& folder);
+
 // Whether a record can be made of every outcome of a test.
 Finding message_finding(const std::filesystem::path& file);
 
@@ -48,7 +57,7 @@ Finding log_finding(const std::string& file, bool chosen);
 // for its instances. Enters the data folder. May take as long as these classes take.
 Finding module_finding(const Places& places);
 
-// All of them. Runs smartctl and hwinfo for their versions.
+// All of them. Runs smartctl, nvme and hwinfo for their versions.
 std::vector<Finding> all_findings(const Places& places);
 
 }  // namespace cli

@@ -53,6 +53,38 @@ TEST(Program, IsMissingWhenNotFoundOrNotRunning) {
   }
 }
 
+VersionAnswer smartctl(const std::string& version) {
+  return {"/usr/sbin/smartctl", 0, "smartctl " + version + " 2022-02-28 r1\n", ""};
+}
+const VersionAnswer kNoNvme{"", -1, "", ""};
+const VersionAnswer kNvme{"/usr/sbin/nvme", 0, "nvme version 2.3 (git 2.3)\n", ""};
+const VersionAnswer kOldNvme{"/usr/sbin/nvme", 0, "nvme version 1.12\n", ""};
+
+TEST(Nvme, IsMissingOnlyWhereADriveNeedsIt) {
+  EXPECT_TRUE(nvme_finding(kNvme, smartctl("7.3"), true).ok);
+  EXPECT_EQ(nvme_finding(kNvme, smartctl("7.3"), true).remedy, "");
+  EXPECT_FALSE(nvme_finding(kNoNvme, smartctl("7.3"), true).ok);
+  EXPECT_EQ(nvme_finding(kNoNvme, smartctl("7.3"), true).remedy, "install the package nvme-cli");
+  EXPECT_TRUE(nvme_finding(kNoNvme, smartctl("7.3"), false).ok);
+  EXPECT_EQ(nvme_finding(kNoNvme, smartctl("7.3"), false).remedy, "install the package nvme-cli");
+  EXPECT_TRUE(nvme_finding(kNoNvme, smartctl("7.4"), true).ok);
+  EXPECT_EQ(nvme_finding(kNoNvme, smartctl("7.4"), true).remedy, "");
+}
+
+TEST(Nvme, IsTooOldBeforeVersion2Point3) {
+  const Finding finding = nvme_finding(kOldNvme, smartctl("7.3"), true);
+  EXPECT_FALSE(finding.ok);
+  EXPECT_EQ(finding.remedy, "install version 2.3 or newer of the package nvme-cli");
+  EXPECT_TRUE(nvme_finding(kOldNvme, smartctl("7.5"), true).ok);
+}
+
+TEST(Smartctl, IsNotedWhereItIsTooOldForTestsOfAnyDrive) {
+  EXPECT_EQ(smartctl_finding(smartctl("7.3")).remedy, "");
+  const Finding finding = smartctl_finding(smartctl("7.2"));
+  EXPECT_TRUE(finding.ok) << "run needs no more";
+  EXPECT_NE(finding.remedy.find("need version 7.3"), std::string::npos);
+}
+
 class Files : public testing::Test {
  protected:
   Files() {
@@ -94,6 +126,15 @@ TEST_F(Files, AreNoConditionWhereNobodyChoseTheLog) {
             "for a log file, as root: mkdir -m 0750 " + (folder_ / "none").string());
   EXPECT_EQ(log_finding(folder_ / "file", false).remedy, "");
   EXPECT_EQ(log_finding(folder_ / "file/log", false).remedy, "HVX_LOG_FILE names another file");
+}
+
+TEST_F(Files, AreAHistoryOrBecomeOne) {
+  EXPECT_TRUE(history_finding(folder_ / "state").ok);
+  EXPECT_FALSE(fs::exists(folder_ / "state")) << "looking makes no folder";
+  fs::create_directory_symlink(folder_, folder_ / "link");
+  const Finding finding = history_finding(folder_ / "link");
+  EXPECT_FALSE(finding.ok);
+  EXPECT_NE(finding.found.find("is a link: move it away"), std::string::npos) << finding.found;
 }
 
 TEST_F(Files, MakeNoModuleWithoutRegistration) {
