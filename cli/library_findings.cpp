@@ -4,6 +4,7 @@
 #include "cli/findings.h"
 #include "drivetest/history_check.h"
 #include "drivetest/nvme_report.h"
+#include "drivetest/smartctl_report.h"
 
 namespace cli {
 

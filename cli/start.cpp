@@ -31,9 +31,9 @@ struct StartOptions {
 
 constexpr const char* kFooter =
     "The drive tests itself: nothing has to stay, 'hddtest status' shows how far it is and\n"
-    "'hddtest stop' ends it. A test that runs already, whoever started it, is left alone.\n"
-    "Without DEVICE the test is started in every drive that knows it. Tests of single ranges,\n"
-    "captive, off-line and vendors' tests are left out; see hddtest(1).\n"
+    "'hddtest stop' ends it. A test that runs already, no matter who started it, is left\n"
+    "alone. Without DEVICE the test is started in every drive that knows it. Tests of single\n"
+    "ranges, captive, off-line and vendors' tests are left out; see hddtest(1).\n"
     "Exit status: 3 if a test could not be started, else 1 if one has failed already, else 2\n"
     "if a named drive knows no such test, else 0.";
 

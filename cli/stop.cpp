@@ -26,8 +26,8 @@ struct StopOptions {
 };
 
 constexpr const char* kFooter =
-    "Ends the test that runs in each DEVICE, whoever has started it; the drive loses nothing\n"
-    "but the test. Where no test runs, that is said and is no failure.\n"
+    "Ends the test that runs in each DEVICE, no matter who has started it; the drive loses\n"
+    "nothing but the test. Where no test runs, that is said and is no failure.\n"
     "Exit status: 3 if a drive could not be asked or its test goes on, else 0.";
 
 std::string_view word_of(StopResult result) {

@@ -1,6 +1,6 @@
 // The history: every test of every drive, in a file that stays when processes, object managers and
-// the machine end. A row is begun before the drive is told to test itself, and ended by whoever
-// sees the end first.
+// the machine end. A row is begun before the drive is told to test itself, and ended by the process
+// that sees the end first.
 //
 // Several processes may use one history at once. A History is one thread's at a time and belongs to
 // the process that made it, not to a child after fork. Calls block while others write, each at most

@@ -93,8 +93,8 @@ const std::string& History::file() const { return folder_->file(); }
 
 std::vector<std::string> History::take_notes() { return std::exchange(notes_, {}); }
 
-// Nearly always the file is there and needs nothing but to be opened. Whoever has to make, change
-// or replace it does so alone.
+// Nearly always the file is there and needs nothing but to be opened. A process that has to make,
+// change or replace it does so alone.
 void History::open() {
   database_.reset();
   folder_ = std::make_unique<HistoryFolder>(options_.folder);

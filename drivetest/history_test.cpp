@@ -97,7 +97,7 @@ TEST_F(HistoryTest, HasOneRunningTestOfADriveAndMachine) {
   EXPECT_NE(other.begin(drive(1), begun_row()).number, 0);
 }
 
-// The tables themselves refuse it, whoever writes.
+// The tables themselves refuse it, no matter who writes.
 TEST_F(HistoryTest, HasTablesThatRefuseASecondRunningTest) {
   History history(options());
   history.begin(drive(1), begun_row());

@@ -62,7 +62,7 @@ Decision decide(const DriveState& state, const Look& look, Time now,
     const ProgressFinding finding = progress_of(*state.running, look, growth, now, circumstances);
     const bool is_without_trace =
         finding.look_again || (finding.row.outcome == Outcome::Unknown && !finding.entry);
-    // Whoever began it decides whether it came about.
+    // The process that began it decides whether it came about.
     const bool is_left =
         circumstances.is_over ? !circumstances.was_seen : is_starting(*state.running, now);
     if (finding.look_again || (is_without_trace && is_left)) return {{}, true};

@@ -1,6 +1,6 @@
 // Starts, looks at and stops the tests of drives, and keeps the history in step with what the
-// drives show. The drives do the work: no process has to stay, and whoever looks next brings the
-// history up to date.
+// drives show. The drives do the work: no process has to stay, and the next look, no matter
+// whose, brings the history up to date.
 #pragma once
 
 #include <functional>
