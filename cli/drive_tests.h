@@ -58,7 +58,6 @@ class DrivesApart : public drivetest::DriveAccess {
 class SystemTime : public drivetest::TimeSource {
  public:
   std::chrono::sys_seconds now() override { return drivetest::system_time(); }
-  std::optional<std::chrono::sys_seconds> booted() override { return drivetest::boot_time(); }
   void wait(std::chrono::milliseconds duration) override;
 };
 

@@ -48,8 +48,6 @@ class TimeSource {
  public:
   virtual ~TimeSource() = default;
   virtual std::chrono::sys_seconds now() = 0;
-  // When the machine was started, by the same clock; not set: that is not known.
-  virtual std::optional<std::chrono::sys_seconds> booted() { return std::nullopt; }
   virtual void wait(std::chrono::milliseconds duration) = 0;
 };
 

@@ -41,10 +41,6 @@ std::string state_folder();
 
 Time system_time();
 
-// When the machine was started, by the clock as it is now; not set: that cannot be told. Read below
-// HVX_SYSFS_ROOT where that is set.
-std::optional<Time> boot_time();
-
 struct HistoryOptions {
   std::string folder = state_folder();
   Host host = this_host();

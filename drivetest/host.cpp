@@ -39,14 +39,6 @@ std::string state_folder() {
   return std::filesystem::absolute(chosen);
 }
 
-std::optional<Time> boot_time() {
-  const char* const root = std::getenv("HVX_SYSFS_ROOT");
-  std::ifstream file((root ? root : "") + std::string("/proc/uptime"));
-  double uptime = 0;
-  if (!(file >> uptime) || !(uptime >= 0) || uptime > 1e10) return std::nullopt;
-  return system_time() - std::chrono::seconds(static_cast<std::int64_t>(uptime));
-}
-
 Time system_time() {
   return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
 }

@@ -184,7 +184,6 @@ SeenLook Keeper::see(const Place& place, bool wake) {
 
 // Another process may have looked later and been quicker. Its news must not be undone.
 Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circumstances) {
-  circumstances.booted = time_.booted();
   Settled settled;
   constexpr int kMostLooks = 5;
   for (int looks = 1;; ++looks) {

@@ -24,8 +24,6 @@ struct Circumstances {
   bool was_stopped = false;  // by us, and the drive took the command
   bool is_over = false;      // who began it says so
   bool was_seen = false;     // by who began it, while it ran
-  // When the machine was started; not set: that is not known.
-  std::optional<Time> booted = std::nullopt;
 };
 
 // What a drive shows that may say "running" of a test which is over (RunningTest::is_doubtful) is

@@ -205,17 +205,6 @@ TEST(Progress, DoesNotTakeAnothersTestForItsOwnOnceOneOfItsKindHasEnded) {
   EXPECT_EQ(row.outcome, Outcome::Unknown);
 }
 
-TEST(Progress, WithoutEntryIsInDoubtWhereTheMachineWasStartedAnew) {
-  Look look = idle();
-  look.status_code = 0;
-  Circumstances circumstances{true, false};
-  circumstances.booted = kStart - minutes(1);
-  const Time later = kStart + minutes(60);
-  EXPECT_EQ(progress_of(seen(), look, {}, later, circumstances).row.outcome, Outcome::Passed);
-  circumstances.booted = kStart + minutes(2);
-  EXPECT_EQ(progress_of(seen(), look, {}, later, circumstances).row.outcome, Outcome::Unknown);
-}
-
 TEST(Progress, WithoutEntryOrStatusEndsUnknownAndNeverPassed) {
   for (const Protocol protocol : {Protocol::Scsi, Protocol::Nvme}) {
     TestRow row = found(begun(), running(50, protocol, TestKind::Short)).row;
