@@ -48,7 +48,8 @@ struct Drive {
   std::optional<std::uint64_t> size;  // bytes
   std::optional<bool> is_rotational;
 
-  // The bridge between may do what the drive would not: let it rest during a test. The kernel tells.
+  // The bridge between may do what the drive would not: let it rest during a test. The kernel
+  // tells.
   bool is_on_usb = false;
 
   // Another drive claims to be the same one. Told by those who know all drives.
