@@ -41,6 +41,7 @@ std::string text_of(const Traits& traits) {
   add(traits.leaves_running_row, "and stays there when the power is lost");
   add(traits.forgets_status, "forgets the status when the power is lost");
   add(!traits.tells_hours, "tells no power-on hours");
+  add(!traits.tells_power_cycles, "tells no power cycles");
   add(traits.clock == Traits::Clock::Zero, "log hours are 0");
   add(traits.clock == Traits::Clock::Constant, "log hours are 4660");
   add(traits.clock == Traits::Clock::Other, "log hours of another clock");
@@ -141,6 +142,7 @@ void PlayedDrive::lose_power() {
     add_entry(running_row(), -1);
   reset();
   if (traits_.forgets_status) status_ = 0;
+  ++power_cycles_;
 }
 
 PlayedDrive::Begun PlayedDrive::begin(int code, std::optional<TestKind> kind, int result, int call,
@@ -220,6 +222,7 @@ void PlayedDrive::show_status(drivetest::Look& look) const {
     look.abilities[static_cast<std::size_t>(kind)] = {
         true, static_cast<unsigned>(announced_minutes(kind))};
   }
+  if (traits_.tells_power_cycles) look.power_cycles = power_cycles_;
   if (traits_.tells_hours) look.power_on_hours = static_cast<std::uint64_t>(hour());
   if (traits_.protocol == Protocol::Ata) look.status_code = shows_test() ? kRuns : status_;
   if (!shows_test()) return;

@@ -30,6 +30,7 @@ struct Traits {
   bool leaves_running_row = false;  // there, when the power is lost
   bool forgets_status = false;      // ATA's status byte, when the power is lost
   bool tells_hours = true;
+  bool tells_power_cycles = true;
   enum class Clock { PowerOn, Zero, Constant, Other } clock = Clock::PowerOn;  // of the log
   std::int64_t first_hour = 1000;
   std::int64_t old_entries = 0;
@@ -113,6 +114,7 @@ class PlayedDrive {
   Seconds done_ = 0;  // of the running test
   int running_ = -1;
   int status_ = 0;
+  std::uint64_t power_cycles_ = 20;
   std::vector<RealTest> tests_;
   std::vector<LogEntry> log_;
   std::vector<int> log_tests_;

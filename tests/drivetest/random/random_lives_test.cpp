@@ -89,8 +89,8 @@ class RandomLives : public testing::TestWithParam<std::uint64_t> {
     for (const auto member :
          {&Traits::has_log, &Traits::log_grows, &Traits::keeps_aborted, &Traits::keeps_interrupted,
           &Traits::shows_running_row, &Traits::leaves_running_row, &Traits::forgets_status,
-          &Traits::tells_hours, &Traits::old_are_equal, &Traits::gets_stuck, &Traits::obeys_stop,
-          &Traits::has_world_wide_name})
+          &Traits::tells_hours, &Traits::tells_power_cycles, &Traits::old_are_equal,
+          &Traits::gets_stuck, &Traits::obeys_stop, &Traits::has_world_wide_name})
       try_plain(member);
   }
 

@@ -33,6 +33,7 @@ Traits traits_by(Dice& dice) {
   traits.leaves_running_row = dice.once_in(3);
   traits.forgets_status = dice.once_in(2);
   traits.tells_hours = !dice.once_in(5);
+  traits.tells_power_cycles = !dice.once_in(5);
   traits.clock =
       dice.one_of({Traits::Clock::PowerOn, Traits::Clock::PowerOn, Traits::Clock::PowerOn,
                    Traits::Clock::Zero, Traits::Clock::Constant, Traits::Clock::Other});

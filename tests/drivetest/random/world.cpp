@@ -90,7 +90,6 @@ class World::Clock : public drivetest::TimeSource {
  public:
   explicit Clock(World& world) : world_(world) {}
   std::chrono::sys_seconds now() override { return world_.clock(); }
-  std::optional<Time> booted() override { return world_.booted(); }
   void wait(std::chrono::milliseconds duration) override {
     world_.begin_call();
     world_.pass((duration.count() + 999) / 1000);
@@ -129,8 +128,6 @@ World::World(const Life& life, std::filesystem::path folder)
 World::~World() { drivetest::plan_faults({}); }
 
 Time World::clock() const { return Time(std::chrono::seconds(kFirstSecond + now_ + clock_)); }
-
-Time World::booted() const { return Time(std::chrono::seconds(kFirstSecond + booted_ + clock_)); }
 
 int World::drive_at(const std::string& name) const { return at_[name == "/dev/sda" ? 0 : 1]; }
 
@@ -275,7 +272,6 @@ void World::restart(const Step& step) {
     }
   }
   now_ += duration;
-  booted_ = now_;
   if (step.amount % 2 == 0) std::swap(at_[0], at_[1]);
 }
 

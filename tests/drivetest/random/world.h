@@ -55,7 +55,6 @@ class World {
   bool was_clock_moved() const { return was_clock_moved_; }
   bool has_history_failed() const { return has_history_failed_; }
   drivetest::Time clock() const;
-  drivetest::Time booted() const;
 
  private:
   class Access;
@@ -95,7 +94,6 @@ class World {
   std::vector<Call> calls_;
   std::int64_t row_that_begins_ = 0;
   Seconds now_ = 0;
-  Seconds booted_ = 0;
   Seconds clock_ = 0;  // ahead of what it should say
   bool was_clock_moved_ = false;
   bool has_history_failed_ = false;
