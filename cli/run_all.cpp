@@ -209,10 +209,12 @@ class Run {
     progress_.note(line(one, told.doing));
   }
 
-  // The module leaves the drive out, and the library does not reach it.
-  static DriveResult left_to_nobody(const PlannedDrive& drive, const DriveResult& by_library) {
-    return not_tested(drive.name, drive.cause,
-                      *drive.reason + "; asked for its own test: " + by_library.verdict.reason);
+  // The module leaves the drive out, and the library does not reach it. Who named it learns both.
+  DriveResult left_to_nobody(const PlannedDrive& drive, const DriveResult& by_library) const {
+    std::string reason = *drive.reason;
+    if (!every_drive() && drive.cause == kCauseLeftOut)
+      reason += "; asked for its own test: " + by_library.verdict.reason;
+    return not_tested(drive.name, drive.cause, reason);
   }
 
   DriveResult of_kind(DriveResult result) const {
