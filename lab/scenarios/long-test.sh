@@ -52,10 +52,13 @@ check() {
   expect 0.running None
   expect 0.last.outcome passed
   expect 0.reason None
+  # The disk behind the RAID controller and its volume, /dev/sdb, are one drive.
+  expect_in output 4 '"name": '
+  expect_untested 1 '/dev/bus/*' inability "$no_log"
+  expect 1.type megaraid,0
+  expect 1.serial LAB0002
   expect_untested 2 /dev/sdc reason "*Unknown USB bridge *; a --type may reach it, such as sat"
-  expect_untested 3 '/dev/bus/*' inability "$no_log"
-  expect 3.type megaraid,0
-  expect_untested 4 /dev/nvme0 inability "$no_test"
+  expect_untested 3 /dev/nvme0 inability "$no_test"
   expect --in history number 1 # and no second test
   expect --in history kind long
   expect --in history source hddtest
