@@ -38,7 +38,7 @@ std::string plain(std::string_view text) {
 }
 
 // As a value of a label stands between its quotes.
-std::string quoted(std::string_view text) {
+std::string label_text(std::string_view text) {
   std::string result;
   for (const char letter : plain(text)) {
     if (letter == '\\' || letter == '"') result += '\\';
@@ -76,9 +76,9 @@ class Samples {
 
   template <class Number>
   void add(Number value, std::initializer_list<Label> labels = {}) {
-    text_ += fmt::format("{}{{drive=\"{}\"", metric_, quoted(drive_));
+    text_ += fmt::format("{}{{drive=\"{}\"", metric_, label_text(drive_));
     for (const Label& label : labels)
-      text_ += fmt::format(",{}=\"{}\"", label.name, quoted(label.value));
+      text_ += fmt::format(",{}=\"{}\"", label.name, label_text(label.value));
     text_ += fmt::format("}} {}\n", value);
   }
 
