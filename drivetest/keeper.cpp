@@ -332,6 +332,15 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
   withdraw(row);
   outcome.row.reset();
   outcome.status.running.reset();
+  // Somebody else was quicker, with a test of another kind. The history has no row of it yet.
+  if (outcome.status.is_testing()) {
+    outcome.status = look(place, true);
+    outcome.row = outcome.status.running;
+    if (outcome.status.is_testing()) {
+      outcome.result = StartResult::AlreadyRunning;
+      return outcome;
+    }
+  }
   outcome.reason = reply.answer == ToolAnswer::Accepted
                        ? "the drive took the command, but shows no test"
                        : reply.words;

@@ -114,6 +114,18 @@ TEST_P(KeeperTest, DoesNotBelieveThatATestBeganWhichTheDriveDoesNotShow) {
   EXPECT_EQ(outcomes(), "");
 }
 
+TEST_P(KeeperTest, TellsATestOfAnotherKindThatSomebodyElseWasQuickerWith) {
+  if (GetParam() == Protocol::Ata) return;  // where the kind of a running test cannot be seen
+  drive_.refusal = ToolReply{ToolAnswer::Busy, "another test runs"};
+  drive_.before_start = [&] { drive_.begin(TestKind::Long); };
+  const StartOutcome outcome = start(TestKind::Short);
+  EXPECT_EQ(outcome.result, StartResult::AlreadyRunning) << outcome.reason;
+  ASSERT_TRUE(outcome.row);
+  EXPECT_EQ(outcome.row->source, Source::Other);
+  EXPECT_EQ(outcome.row->kind, TestKind::Long);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
 TEST_P(KeeperTest, BelievesTheDriveWhereTheToolSaysThatTheTestDidNotBegin) {
   drive_.refusal = ToolReply{ToolAnswer::Refused, "some error"};
   drive_.before_start = [&] { drive_.begin(TestKind::Short); };
