@@ -54,8 +54,9 @@ Decision decide(const DriveState& state, const Look& look, Time now,
   if (look.has_log)
     growth = state.log ? growth_of(*state.log, look.log) : growth_from_unknown(look.log);
   // A look asks for the status first and for the log then: a test that ends between the two shows
-  // as running and as ended. Another look tells whether another one runs.
-  const bool has_news = state.log && !growth.added.empty();
+  // as running and as ended. Another look tells whether another one runs. At the first look any
+  // entry may be of such a test.
+  const bool has_news = !growth.added.empty();
   const bool is_testing = look.running && !look.running->is_doubtful;
   decision.look_again = is_testing && has_news;
   if (state.running) {

@@ -384,6 +384,13 @@ TEST_P(KeeperTest, LooksOnceMoreWhereAnotherTestEndsDuringTheSecondLook) {
   EXPECT_EQ(outcomes(), "aborted failed ");
 }
 
+TEST_P(KeeperTest, KeepsATestThatEndsDuringTheFirstLookOnce) {
+  drive_.begin(TestKind::Short);
+  drive_.during_look = [&] { drive_.end(7); };
+  EXPECT_FALSE(look().running);
+  EXPECT_EQ(outcomes(), "failed ");
+}
+
 TEST_P(KeeperTest, GivesARowThatCouldNotBeKeptNoNumber) {
   plan_faults({});
   History history(
