@@ -127,6 +127,13 @@ TEST(LogGrowth, TakesNoOldRowForNewThatARunningTestHadPushedOut) {
   EXPECT_TRUE(growth.is_result_in_doubt);
 }
 
+TEST(LogGrowth, TakesNoOldRowForNewWhereARowThatWasLeftBehindIsTheFirstAgain) {
+  const Log left_behind = under(running(60, 50), full());
+  const LogGrowth growth = growth_of(under(running(90), left_behind), left_behind);
+  EXPECT_THAT(growth.added, IsEmpty());
+  EXPECT_TRUE(growth.is_certain);
+}
+
 TEST(LogGrowth, TellsTheEndOfATestThoughAnotherRunsAlready) {
   const Log before = {running(90), row(0, 80)};
   EXPECT_THAT(growth_of(before, {running(90), row(7, 100), row(0, 80)}).added,
