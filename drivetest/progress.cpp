@@ -51,11 +51,17 @@ void end(TestRow& row, const Drive& drive, const LogEntry& entry, Time now, bool
   if (!row.kind) row.kind = entry.kind;
 }
 
+// Whether the look would tell the kind of the test that runs if it were one that we can start.
+bool tells_kind(const Look& look) {
+  return look.running->kind || look.drive.protocol == Protocol::Nvme ||
+         (!look.log.empty() && look.log.front().result_code == kRunningCode);
+}
+
 // Whether what runs now began after the row's test. The percentage that remains never grows but
 // for a long test of NVMe, which may go back when the power returns.
 bool is_another(const TestRow& row, const Look& look) {
   const RunningTest& running = *look.running;
-  if (row.kind && running.kind && row.kind != running.kind) return true;
+  if (row.kind && tells_kind(look) && row.kind != running.kind) return true;
   if (look.drive.protocol == Protocol::Nvme) return false;
   constexpr unsigned kStep = 10;
   return row.remaining_percent && running.remaining_percent &&

@@ -278,5 +278,15 @@ TEST(Progress, TellsATestThatWasStoppedHere) {
             "completed without error");
 }
 
+TEST(Progress, TakesNoTestOfAKindThatNobodyHereStartsForItsOwn) {
+  const Look vendors = running(90, Protocol::Nvme);
+  EXPECT_EQ(found(begun(), vendors).row.outcome, Outcome::Unknown);
+  Look foreground = running(90, Protocol::Scsi);
+  EXPECT_FALSE(found(begun(), foreground).row.outcome) << "its kind cannot be seen";
+  foreground.log = {entry(kRunningCode)};
+  foreground.log.front().kind.reset();
+  EXPECT_EQ(found(begun(), foreground).row.outcome, Outcome::Unknown);
+}
+
 }  // namespace
 }  // namespace drivetest
