@@ -129,7 +129,9 @@ std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
 
 Verdict verdict_without_trace(const TestRow& row, const LogGrowth& growth,
                               const std::string& reason, const Circumstances& circumstances) {
-  if (circumstances.was_stopped && growth.is_certain && growth.added.empty())
+  const bool has_no_entry = growth.is_certain && growth.added.empty();
+  // What was stopped need not be a test that nobody has seen.
+  if (circumstances.was_stopped && row.looked && has_no_entry)
     return {Outcome::Aborted, "stopped by hddtest; the drive has written no entry"};
   if (!row.looked && !circumstances.was_seen)
     return {Outcome::Unknown, "no look showed the test running, and " + reason};

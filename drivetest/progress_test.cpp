@@ -288,5 +288,14 @@ TEST(Progress, TakesNoTestOfAKindThatNobodyHereStartsForItsOwn) {
   EXPECT_EQ(found(begun(), foreground).row.outcome, Outcome::Unknown);
 }
 
+TEST(Progress, ClaimsNoTestAsStoppedThatNobodySawRunning) {
+  const Circumstances stopped{.is_second_look = true, .was_stopped = true};
+  EXPECT_EQ(found(seen(), idle(Protocol::Nvme), {}, stopped).row.outcome, Outcome::Aborted);
+  const TestRow unseen = found(begun(), idle(Protocol::Nvme), {}, stopped).row;
+  EXPECT_EQ(unseen.outcome, Outcome::Unknown);
+  EXPECT_EQ(unseen.cause,
+            "no look showed the test running, and the drive has written no entry in its log");
+}
+
 }  // namespace
 }  // namespace drivetest
