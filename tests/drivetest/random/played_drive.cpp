@@ -141,6 +141,8 @@ void PlayedDrive::lose_power() {
       traits_.protocol == Protocol::Ata)
     add_entry(running_row(), -1);
   reset();
+  // What goes on when the power returns has long begun.
+  if (runs()) tests_[index(running_)].shows_late = false;
   if (traits_.forgets_status) status_ = 0;
   ++power_cycles_;
 }
@@ -163,6 +165,8 @@ PlayedDrive::Begun PlayedDrive::begin(int code, std::optional<TestKind> kind, in
 }
 
 void PlayedDrive::stop() {
+  if (!runs() && !tests_.empty() && tests_.back().ended)
+    tests_.back().was_stopped_at_end = now_ - *tests_.back().ended <= 2;
   if (runs() && traits_.obeys_stop) end(1, traits_.keeps_aborted);
 }
 
@@ -230,7 +234,9 @@ void PlayedDrive::show_status(drivetest::Look& look) const {
   Seconds left = traits_.gets_stuck ? 100 : 100 - done_ * 100 / duration_of_running();
   left = std::max<Seconds>(left, 0);
   if (traits_.protocol == Protocol::Ata) left = std::min<Seconds>(left / 10 * 10, 90);
-  if (traits_.protocol != Protocol::Ata) running_test.kind = running()->kind;
+  const bool tells_kind = traits_.protocol == Protocol::Nvme ||
+                          (traits_.protocol == Protocol::Scsi && traits_.shows_running_row);
+  if (tells_kind) running_test.kind = running()->kind;
   running_test.remaining_percent = static_cast<unsigned>(left);
   look.running = running_test;
 }

@@ -53,9 +53,10 @@ struct RealTest {
   std::optional<Seconds> ended;
   int result = 0;
   bool shows_late = false;
-  std::optional<LogEntry> entry;  // that the log got
-  bool is_shown = false;          // the entry was in the log that the history took over
-  bool is_hidden = false;         // the log could not tell that this entry was new
+  bool was_stopped_at_end = false;  // told to end in the moment in which it had ended by itself
+  std::optional<LogEntry> entry;    // that the log got
+  bool is_shown = false;            // the entry was in the log that the history took over
+  bool is_hidden = false;           // the log could not tell that this entry was new
 };
 
 // 'P', 'F', 'A' or '?' by the meaning that the standards give the code.
