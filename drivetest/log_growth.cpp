@@ -66,6 +66,18 @@ bool can_have_ended_at(const OwnTest& test, std::uint64_t hours) {
   }
 }
 
+// An hour between the start of the test and now is one of the counter that told both. Logs of which
+// the clock is another one tell other hours.
+bool has_ended_later(const OwnTest& test, std::uint64_t hours) {
+  if (!test.hours_at_start || !test.hours_now || *test.hours_now < *test.hours_at_start)
+    return false;
+  const std::uint64_t begin = *test.hours_at_start;
+  if (test.protocol == Protocol::Nvme && hours < begin) return false;
+  const std::uint64_t after =
+      test.protocol == Protocol::Nvme ? hours - begin : (hours - begin) % kWrap;
+  return after > test.usual_hours && after <= *test.hours_now - begin;
+}
+
 }  // namespace
 
 LogGrowth growth_from_unknown(const Log& now) {
@@ -125,6 +137,8 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
   };
   const auto oldest = std::find_if(growth.added.rbegin(), growth.added.rend(), is_of_its_kind);
   if (growth.is_certain) {
+    if (oldest != growth.added.rend() && oldest->hours && has_ended_later(test, *oldest->hours))
+      return {std::nullopt, "the drive has written entries of later tests only", true};
     if (oldest != growth.added.rend()) return {*oldest, "", true};
     return {std::nullopt,
             growth.added.empty() ? "the drive has written no entry in its log"

@@ -44,6 +44,10 @@ struct OwnTest {
   std::optional<std::uint64_t> hours_at_start;
   // How many hours after its start the test may have ended at most.
   std::uint64_t most_hours = 0;
+  std::optional<std::uint64_t> hours_now = std::nullopt;
+  // Within how many hours after its start it would have ended. An entry of a later hour, told by
+  // the drive's own counter of hours, is another test's.
+  std::uint64_t usual_hours = 0;
 };
 
 struct OwnEntry {

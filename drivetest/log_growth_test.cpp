@@ -161,6 +161,22 @@ TEST(OwnEntry, IsTheOnlyNewOneOfItsKindWhateverItsHours) {
   EXPECT_EQ(own(before, before).reason, "the drive has written no entry in its log");
 }
 
+TEST(OwnEntry, IsNoneOfAnHourAtWhichTheTestWasLongOver) {
+  const auto told = [](std::uint64_t hours, std::uint64_t now, Protocol protocol = Protocol::Ata) {
+    const LogGrowth growth = growth_of({}, {row(0, hours)});
+    return own_entry({protocol, TestKind::Short, 100, 48, now, 6}, growth);
+  };
+  EXPECT_TRUE(told(106, 130).entry);
+  EXPECT_FALSE(told(107, 130).entry);
+  EXPECT_EQ(told(107, 130).reason, "the drive has written entries of later tests only");
+  EXPECT_TRUE(told(107, 130).is_over);
+  EXPECT_FALSE(told(1100, 1100, Protocol::Nvme).entry);
+  // Of another clock.
+  EXPECT_TRUE(told(4660, 130).entry);
+  EXPECT_TRUE(told(0, 130).entry);
+  EXPECT_TRUE(told(0, 130, Protocol::Nvme).entry);
+}
+
 TEST(OwnEntry, IsTheOldestOfItsKindAmongSeveral) {
   const Log before = {row(0, 80)};
   const Log now = under(row(0, 101), under(row(1, 100), before));

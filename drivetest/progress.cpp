@@ -22,6 +22,17 @@ std::uint64_t most_hours(const TestRow& row, const Look& look) {
   return kLeast + announced / 10;  // six times
 }
 
+// Hours of the drive, which do not go on while it is switched off. A test that was seen running for
+// long may go on for long.
+std::uint64_t usual_hours(const TestRow& row, const Look& look) {
+  constexpr std::uint64_t kLeast = 6;
+  const unsigned announced = announced_minutes(look.abilities, row.kind).value_or(0);
+  const auto seen = row.looked && row.started && *row.looked > *row.started
+                        ? std::chrono::ceil<hours>(*row.looked - *row.started)
+                        : hours(0);
+  return kLeast + announced / 10 + static_cast<std::uint64_t>(seen.count());
+}
+
 void end(TestRow& row, Verdict verdict, Time now) {
   row.outcome = verdict.outcome;
   row.cause = std::move(verdict.cause);
@@ -146,7 +157,9 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   const Protocol protocol = look.drive.protocol;
   OwnEntry own{std::nullopt, "the drive's log cannot be read", false};
   if (look.has_log)
-    own = own_entry({protocol, row.kind, row.hours_at_start, most_hours(row, look)}, growth);
+    own = own_entry({protocol, row.kind, row.hours_at_start, most_hours(row, look),
+                     look.power_on_hours, usual_hours(row, look)},
+                    growth);
   // Nothing else has ended since the test ran but this one.
   if (!own.entry && circumstances.was_stopped && !look.running && !growth.added.empty() &&
       (!row.kind || growth.added.front().kind == row.kind))
@@ -195,11 +208,30 @@ TestRow row_of_entry(const Look& look, const LogEntry& entry) {
   return row;
 }
 
+namespace {
+
+// What the drive announces. A kind that nobody knows may be the longest, and a drive that does not
+// announce the time of a long test may take days for one.
+minutes expected_time(const Abilities& abilities, const std::optional<TestKind>& kind) {
+  constexpr hours kLong(24);
+  if (kind) {
+    const auto announced = announced_minutes(abilities, kind);
+    if (announced) return minutes(*announced);
+    return *kind == TestKind::Long ? kLong : minutes(0);
+  }
+  minutes longest(0);
+  for (const TestKind one : kTestKinds)
+    if (abilities[static_cast<std::size_t>(one)].is_able)
+      longest = std::max(longest, expected_time(abilities, one));
+  return longest;
+}
+
+}  // namespace
+
 bool is_stalled(const TestRow& row, const Abilities& abilities, Time now) {
   const std::optional<Time> since = row.progressed ? row.progressed : row.started;
   if (row.outcome || !since) return false;
-  const unsigned announced = announced_minutes(abilities, row.kind).value_or(0);
-  return now - *since >= std::max<minutes>(hours(1), minutes(3 * announced));
+  return now - *since >= std::max<minutes>(hours(1), 3 * expected_time(abilities, row.kind));
 }
 
 }  // namespace drivetest

@@ -255,6 +255,21 @@ TEST(Progress, IsStalledAfterThreeTimesTheAnnouncedTimeAndAnHourAtLeast) {
   EXPECT_TRUE(is_stalled(begun(), abilities, kStart + minutes(90)));
 }
 
+TEST(Progress, IsNotStalledForAsLongAsTheTestMayTake) {
+  Abilities abilities{};
+  for (Ability& one : abilities) one.is_able = true;
+  abilities[0].minutes = 2;
+  TestRow row = begun();
+  row.kind = TestKind::Long;  // the drive does not say how long it takes
+  EXPECT_FALSE(is_stalled(row, abilities, kStart + hours(71)));
+  EXPECT_TRUE(is_stalled(row, abilities, kStart + hours(72)));
+  row.kind.reset();
+  EXPECT_FALSE(is_stalled(row, abilities, kStart + hours(71)));
+  abilities[1].minutes = 1800;
+  EXPECT_FALSE(is_stalled(row, abilities, kStart + hours(89)));
+  EXPECT_TRUE(is_stalled(row, abilities, kStart + hours(90)));
+}
+
 TEST(Progress, TellsAUsbBridgeThatEndsATest) {
   Look look = idle(Protocol::Ata, 1);
   EXPECT_EQ(found(seen(), look, {entry(1)}).row.cause, "aborted by the host");
