@@ -78,7 +78,8 @@ History::Begun History::begin(const Drive& drive, TestRow row) {
 bool History::withdraw(std::int64_t number) {
   bool is_done = false;
   write([&] {
-    database_->run("DELETE FROM tests WHERE number = ? AND outcome IS NULL", number);
+    database_->run("DELETE FROM tests WHERE number = ? AND looked IS NULL AND outcome IS NULL",
+                   number);
     is_done = database_->changes() > 0;
   });
   return is_done;

@@ -66,7 +66,8 @@ class History {
   // recorded; machine and host are this one's, and `drive` is the drive's identity where it is
   // empty. A drive has one running test at most.
   Begun begin(const Drive& drive, TestRow row);
-  // Takes back a row that was begun where the drive has begun nothing. False if it runs no more.
+  // Takes back a row that was begun where the drive has begun nothing. False if it has ended,
+  // or a look has shown it running.
   bool withdraw(std::int64_t number);
 
   // Brings the row with the row's number up to date; with an outcome it ends. A test ends once:

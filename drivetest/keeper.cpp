@@ -314,12 +314,18 @@ ToolReply Keeper::tell_to_start(const Look& look, TestKind kind) {
 // The tool's word proves nothing: the drive has to show the test, or its entry.
 StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row) {
   const Place place = outcome.status.look.drive.place;
-  const int looks =
-      reply.answer == ToolAnswer::Accepted ? kLooksAfterAcceptance : kLooksAfterRefusal;
+  const bool was_accepted = reply.answer == ToolAnswer::Accepted;
+  const int looks = was_accepted ? kLooksAfterAcceptance : kLooksAfterRefusal;
+  std::string fault;
+  bool has_answered = false;
   for (int number = 0; number < looks; ++number) {
     if (number > 0) time_.wait(kBetweenLooks);
     SeenLook seen = see(place, true);
-    if (seen.look.fault != LookFault::None) continue;
+    if (seen.look.fault != LookFault::None) {
+      fault = seen.look.reason;
+      continue;
+    }
+    has_answered = true;
     Settled settled = settle_by(seen, true, {});
     outcome.status = {std::move(seen.look), settled.running, settled.ended, false};
     const bool has_ended = !settled.ended.empty();
@@ -330,7 +336,19 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
     outcome.result = StartResult::Started;
     return outcome;
   }
-  withdraw(row);
+  // The drive may have begun it: the row stays, for a later look to tell.
+  if (!has_answered) {
+    outcome.reason = (was_accepted ? "the drive took the command" : reply.words) +
+                     ", and has not answered since: " + fault;
+    return outcome;
+  }
+  if (!withdraw(row)) {
+    if (std::optional<TestRow> other = kept(row.number)) {
+      outcome.row = std::move(other);
+      outcome.result = StartResult::Started;
+      return outcome;
+    }
+  }
   outcome.row.reset();
   outcome.status.running.reset();
   // Somebody else was quicker, with a test of another kind. The history has no row of it yet.
@@ -342,9 +360,7 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
       return outcome;
     }
   }
-  outcome.reason = reply.answer == ToolAnswer::Accepted
-                       ? "the drive took the command, but shows no test"
-                       : reply.words;
+  outcome.reason = was_accepted ? "the drive took the command, but shows no test" : reply.words;
   return outcome;
 }
 
@@ -393,21 +409,23 @@ std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {
       settle_by_looks(see(row.place, true), true, {.is_over = true, .was_seen = was_seen});
   if (!status.ended.empty()) return status.ended.front();
   if (status.is_testing()) return status.running;
-  if (was_seen) return row;
-  withdraw(row);
-  return std::nullopt;
+  // What became of it is told by a later look.
+  if (was_seen || status.look.fault != LookFault::None) return row;
+  if (withdraw(row)) return std::nullopt;
+  return row;
 }
 
-void Keeper::withdraw(const TestRow& row) {
+bool Keeper::withdraw(const TestRow& row) {
   const std::lock_guard guard(lock_);
   if (const auto remembered = remembered_.find(row.drive); remembered != remembered_.end())
     remembered->second.running.reset();
-  if (!history_ || row.number == 0) return;
+  if (!history_ || row.number == 0) return true;
   try {
-    history_->withdraw(row.number);
+    return history_->withdraw(row.number);
   } catch (const HistoryError& error) {
     note_fault(error);
   }
+  return true;
 }
 
 std::optional<TestRow> Keeper::kept(std::int64_t number) {

@@ -45,7 +45,7 @@ enum class StartResult {
   Started,         // the drive shows it
   AlreadyRunning,  // a test of ours or of somebody else, which was left alone
   NotAble,         // the drive knows no such test
-  NotStarted,
+  NotStarted,      // or the drive has not answered since: then the history keeps the row
 };
 
 struct StartOutcome {
@@ -104,8 +104,9 @@ class Keeper {
   // where the drive shows no trace of a test that nobody has seen: then it did not come about, and
   // the row is taken back. A row that still runs is brought up to date by a later look.
   std::optional<TestRow> end_foreign(const TestRow& row, bool was_seen);
-  // Takes back the row of a test that did not come about.
-  void withdraw(const TestRow& row);
+  // Takes back the row of a test that did not come about. False where another process has seen that
+  // it did.
+  bool withdraw(const TestRow& row);
 
   // A row as the history has it now; not set where it has none of that number, or there is none.
   std::optional<TestRow> kept(std::int64_t number);

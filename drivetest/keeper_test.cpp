@@ -2,11 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-
 #include "drivetest/database.h"
-#include "drivetest/fake_drive.h"
 #include "drivetest/faulty_file_system.h"
+#include "drivetest/keeper_case.h"
 
 namespace drivetest {
 namespace {
@@ -14,49 +12,9 @@ namespace {
 using std::chrono::minutes;
 using std::chrono::seconds;
 
-std::filesystem::path make_folder() {
-  std::string name = testing::TempDir() + "hddtest_keeper.XXXXXX";
-  return mkdtemp(name.data());
-}
+class KeeperTest : public KeeperCase {};
 
-class KeeperTest : public testing::TestWithParam<Protocol> {
- protected:
-  ~KeeperTest() override {
-    history_.reset();
-    std::filesystem::remove_all(folder_);
-  }
-
-  DriveStatus look() { return keeper_.look(place_, false); }
-  StartOutcome start(TestKind kind = TestKind::Short, bool replace = false) {
-    return keeper_.start(place_, kind, replace, false);
-  }
-  StopOutcome stop() { return keeper_.stop(place_, false); }
-  std::vector<TestRow> rows() {
-    std::vector<TestRow> rows;
-    history_->each([&](const KeptTest& kept) { rows.push_back(kept.row); });
-    return rows;
-  }
-
-  // The outcomes in the order of the rows.
-  std::string outcomes() {
-    std::string words;
-    for (const TestRow& row : rows())
-      words += std::string(row.outcome ? name_of(*row.outcome) : "running") + " ";
-    return words;
-  }
-
-  const std::filesystem::path folder_ = make_folder();
-  std::unique_ptr<History> history_ =
-      std::make_unique<History>(HistoryOptions{.folder = folder_ / "hvx", .host = {"aa", "host"}});
-  FakeTime time_;
-  FakeDrive drive_{time_, GetParam()};
-  Keeper keeper_{drive_, time_, [this] { return history_.get(); }};
-  const Place place_{"/dev/sda", ""};
-};
-
-INSTANTIATE_TEST_SUITE_P(Protocols, KeeperTest,
-                         testing::Values(Protocol::Ata, Protocol::Scsi, Protocol::Nvme),
-                         [](const auto& tested) { return std::string(name_of(tested.param)); });
+INSTANTIATE_TEST_SUITE_P(Protocols, KeeperTest, every_protocol(), protocol_name);
 
 TEST_P(KeeperTest, StartsATestAndBringsItsRowUpToDate) {
   const StartOutcome started = start();
@@ -265,34 +223,6 @@ TEST_P(DoubtfulKeeperTest, EndsATestOfTheModuleThatTheModuleHasSeenEnd) {
   look();
   time_.wait(minutes(2));
   EXPECT_EQ(keeper_.end_foreign(*row, true)->outcome, Outcome::Unknown);
-}
-
-TEST_P(KeeperTest, KeepsTheRowOfADriveThatDoesNotAnswer) {
-  start();
-  drive_.fault = LookFault::NoSuchDrive;
-  time_.wait(minutes(3));
-  EXPECT_EQ(look().look.reason, "the drive does not answer");
-  EXPECT_EQ(outcomes(), "running ");
-  EXPECT_EQ(start().result, StartResult::NotStarted);
-  EXPECT_EQ(stop().result, StopResult::NotStopped);
-  drive_.fault = LookFault::None;
-  EXPECT_EQ(look().ended.front().outcome, Outcome::Passed);
-}
-
-TEST_P(KeeperTest, TellsTheRunningTestOfADriveThatDoesNotAnswer) {
-  start();
-  drive_.fault = LookFault::Standby;
-  const DriveStatus status = look();
-  ASSERT_TRUE(status.running);
-  EXPECT_EQ(status.running->number, rows().front().number);
-  EXPECT_FALSE(status.is_testing()) << "nobody has asked it";
-}
-
-TEST_P(KeeperTest, TellsTheRunningTestThatItRemembersItself) {
-  Keeper keeper(drive_, time_, [] { return nullptr; });
-  keeper.start(place_, TestKind::Short, false, false);
-  drive_.fault = LookFault::Standby;
-  EXPECT_TRUE(keeper.look(place_, false).running);
 }
 
 TEST_P(KeeperTest, WaitsOnceForAHistoryThatOthersKeepBusy) {
