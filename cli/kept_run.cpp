@@ -39,8 +39,12 @@ std::optional<TestRow> KeptRun::end(bool was_seen) {
   row_.reset();
   std::optional<TestRow> ended = tests_->keeper().end_foreign(row, was_seen);
   if (fault_.empty()) fault_ = tests_->keeper().history_fault();
-  if (ended && fault_.empty())
+  if (!ended || !fault_.empty()) return ended;
+  try {
     if (const auto kept = tests_->history().find(ended->number)) protocol_ = kept->drive.protocol;
+  } catch (const drivetest::HistoryError& error) {
+    fault_ = error.what();
+  }
   return ended;
 }
 
@@ -60,6 +64,11 @@ std::shared_ptr<void> keep_run(const std::string& device) noexcept {
 
 Verdict verdict_by_entry(const Verdict& verdict, const TestRow& row, Protocol protocol) {
   Verdict own = verdict_of_row(row, protocol, {});
+  if (row.outcome == drivetest::Outcome::Unknown && verdict.outcome == Outcome::Passed) {
+    own.reason =
+        "the module recorded: passed; by the drive's own log the result is not known: " + row.cause;
+    return own;
+  }
   if (!own.outcome || own.outcome == verdict.outcome) return verdict;
   own.reason = "the drive's own log says: " + outcome_text(row);
   if (verdict.outcome)

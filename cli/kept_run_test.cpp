@@ -52,5 +52,17 @@ TEST(KeptRun, LeavesTheVerdictWhereBothAgreeOrTheEntryTellsNothing) {
   EXPECT_EQ(verdict_by_entry(failed, TestRow(), Protocol::Ata).reason, failed.reason);
 }
 
+TEST(KeptRun, BelievesNoPassedThatTheDrivesLogDoesNotTell) {
+  TestRow unknown;
+  unknown.outcome = drivetest::Outcome::Unknown;
+  unknown.cause = "the drive has written no entry in its log";
+  const Verdict verdict = verdict_by_entry({.outcome = Outcome::Passed}, unknown, Protocol::Ata);
+  EXPECT_FALSE(verdict.outcome);
+  EXPECT_EQ(verdict.cause, kCauseUnknown);
+  EXPECT_EQ(verdict.reason,
+            "the module recorded: passed; by the drive's own log the result is not known: the "
+            "drive has written no entry in its log");
+}
+
 }  // namespace
 }  // namespace cli

@@ -43,7 +43,9 @@ std::string_view word_of(StopResult result) {
 }
 
 std::string line(const std::string& name, const StopOutcome& outcome, bool has_history) {
-  if (outcome.result == StopResult::NothingRuns) return name + ": no test runs";
+  const bool rests = outcome.status.look.fault == drivetest::LookFault::Standby;
+  if (outcome.result == StopResult::NothingRuns)
+    return name + (rests ? ": no test runs: it is in standby" : ": no test runs");
   if (!outcome.row) return name + ": test stopped";
   const drivetest::TestRow& row = *outcome.row;
   if (row.outcome && *row.outcome != Outcome::Aborted && *row.outcome != Outcome::Unknown)
@@ -81,7 +83,11 @@ int stop(const StopOptions& options, bool json) {
   Json array = Json::array();
   for (std::size_t i = 0; i < drives.size(); ++i) {
     StopOutcome& outcome = outcomes[i];
-    if (outcome.status.look.fault != drivetest::LookFault::None)
+    const drivetest::LookFault fault = outcome.status.look.fault;
+    // A drive that rests tests nothing.
+    if (fault == drivetest::LookFault::Standby && !outcome.status.running)
+      outcome.result = StopResult::NothingRuns;
+    else if (fault != drivetest::LookFault::None)
       outcome.reason = fault_text(outcome.status.look);
     const bool is_stopped = outcome.result != StopResult::NotStopped;
     if (!is_stopped) status = kStatusCannot;
