@@ -60,8 +60,7 @@ DriveResult work_by_module(const Places& places, const WorkerTask& task) {
   }
   if (is_without_smart(result.verdict)) {
     LibraryResult other = work_by_library(task);
-    if (other.hindrance == Hindrance::None || other.hindrance == Hindrance::Other)
-      return other.result;
+    if (other.hindrance != Hindrance::Unreachable) return other.result;
   }
   return result;
 }
