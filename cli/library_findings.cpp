@@ -36,6 +36,7 @@ Finding nvme_finding(const VersionAnswer& nvme, const VersionAnswer& smartctl,
     finding.remedy.clear();
   } else if (!has_nvme_drives) {
     finding.found += "; no NVMe drive needs it";
+    finding.remedy.clear();
   } else {
     finding.found += ", and smartctl older than 7.4 tests no NVMe drives";
   }

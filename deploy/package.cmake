@@ -38,8 +38,9 @@ configure_file(debian/NEWS ${CMAKE_CURRENT_BINARY_DIR}/NEWS.Debian @ONLY)
 hddtest_compressed(command ${command_documents} ${CMAKE_CURRENT_BINARY_DIR}/NEWS.Debian NEWS.Debian)
 
 install(FILES debian/copyright ${CMAKE_SOURCE_DIR}/docs/deployment.md
-              ${CMAKE_SOURCE_DIR}/docs/faults.md ${CMAKE_SOURCE_DIR}/docs/history.md
-              ${CMAKE_SOURCE_DIR}/docs/limits.md ${CMAKE_SOURCE_DIR}/docs/troubleshooting.md
+              ${CMAKE_SOURCE_DIR}/docs/faults.md ${CMAKE_SOURCE_DIR}/docs/fleet.md
+              ${CMAKE_SOURCE_DIR}/docs/history.md ${CMAKE_SOURCE_DIR}/docs/limits.md
+              ${CMAKE_SOURCE_DIR}/docs/tests.md ${CMAKE_SOURCE_DIR}/docs/troubleshooting.md
         DESTINATION ${module_documents} COMPONENT module)
 # Links to pages that only the sources have become plain text in the package.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/README.md)

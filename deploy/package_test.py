@@ -82,7 +82,8 @@ class PackageTest(PackageCase):
               for name in ("architecture", "clients", "deployment", "faults", "fleet", "history",
                            "limits", "tests", "troubleshooting")),
             *(f"usr/share/doc/hddtest-module/{name}.md"
-              for name in ("deployment", "faults", "history", "limits", "troubleshooting")),
+              for name in ("deployment", "faults", "fleet", "history", "limits", "tests",
+                           "troubleshooting")),
             "usr/share/bash-completion/completions/hddtest",
             "usr/share/lintian/overrides/hddtest", "usr/share/lintian/overrides/hddtest-module",
             "var/log/hvx", "etc/hddtest"}
