@@ -24,10 +24,14 @@ class Smartctl:
         if version < (7, 3):
             return "tool too old"
         for one in self.messages:
-            if re.fullmatch(r"Device is in \S.* mode, exit\(\d+\)", one["string"]):
+            mode = re.fullmatch(r"Device is in (\S.*) mode, exit\(\d+\)", one["string"])
+            if mode:
                 self.messages.remove(one)
-                self.reason = one["string"]
-                return "standby"
+                if re.fullmatch(r"(STANDBY|IDLE).*", mode[1]):
+                    self.reason = one["string"]
+                    return "standby"
+                self.reason = "it does not say whether it rests: it sleeps, or does not answer"
+                return "cannot be reached"
         if not self.status & 3 or self.status == 255:
             return None
         texts = [one for one in self.messages if one["severity"] != "information"]

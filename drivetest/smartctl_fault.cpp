@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 
 #include "drivetest/smartctl_report.h"
 #include "drivetest/tool_text.h"
@@ -13,10 +14,20 @@ namespace {
 constexpr int kWrongCommandLine = 1;
 constexpr int kNotOpened = 2;
 
+constexpr std::string_view kMode = "Device is in ";
+
 // "Device is in STANDBY mode, exit(3)"
-bool tells_of_standby(const ToolMessage& message) {
-  return message.is_information && message.text.starts_with("Device is in ") &&
+bool tells_of_a_mode(const ToolMessage& message) {
+  return message.is_information && message.text.starts_with(kMode) &&
          message.text.find(" mode, exit(") != std::string::npos;
+}
+
+// Smartctl says SLEEP also where the drive did not answer the question, as a dead drive or one
+// behind a bridge that passes the question to none. A drive that rests says STANDBY or IDLE, some
+// with a letter behind it.
+bool tells_of_rest(const ToolMessage& message) {
+  const std::string_view mode = std::string_view(message.text).substr(kMode.size());
+  return mode.starts_with("STANDBY") || mode.starts_with("IDLE");
 }
 
 void set_fault(Look& look, LookFault fault, std::string reason) {
@@ -60,10 +71,14 @@ void find_fault(const ToolOutput& output, const JsonDocument& document, ToolVers
                   " is needed (package smartmontools)");
     return;
   }
-  const auto standby = std::find_if(messages.begin(), messages.end(), tells_of_standby);
-  if (standby != messages.end()) {
-    set_fault(look, LookFault::Standby, standby->text);
-    messages.erase(standby);
+  const auto mode = std::find_if(messages.begin(), messages.end(), tells_of_a_mode);
+  if (mode != messages.end()) {
+    if (tells_of_rest(*mode))
+      set_fault(look, LookFault::Standby, mode->text);
+    else
+      set_fault(look, LookFault::CannotBeReached,
+                "it does not say whether it rests: it sleeps, or does not answer");
+    messages.erase(mode);
     return;
   }
   if (output.exit_status >= 0 && (output.exit_status & (kWrongCommandLine | kNotOpened)) == 0)

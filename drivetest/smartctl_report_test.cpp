@@ -263,6 +263,21 @@ TEST(Report, OfAFaultQuotesTheFirstError) {
   EXPECT_EQ(read_smartctl({}, {text, "", 64}).look.fault, LookFault::None);
 }
 
+TEST(Report, OfADriveThatMayNotAnswerIsNoRest) {
+  const auto of_mode = [](const std::string& mode) {
+    const std::string text =
+        R"({"smartctl":{"version":[7,3],"messages":[{"string":"Device is in )" + mode +
+        R"x( mode, exit(3)","severity":"information"}]}})x";
+    return read_smartctl({}, {text, "", 3}).look;
+  };
+  for (const char* mode : {"STANDBY", "STANDBY_Y", "IDLE", "IDLE_B"})
+    EXPECT_EQ(of_mode(mode).fault, LookFault::Standby) << mode;
+  const Look seen = of_mode("SLEEP");
+  EXPECT_EQ(seen.fault, LookFault::CannotBeReached);
+  EXPECT_EQ(seen.reason, "it does not say whether it rests: it sleeps, or does not answer");
+  EXPECT_THAT(seen.notes, IsEmpty());
+}
+
 TEST(Report, OfAFaultInWordsQuotesTheLineThatTellsIt) {
   const auto reason = [](const std::string& lines) {
     return look("SCSI", "", lines, "scsi", "7,3", 2).reason;
