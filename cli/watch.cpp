@@ -104,9 +104,12 @@ class Watch {
       const bool can_be_asked =
           one.drive.reason.empty() && one.status.look.fault == LookFault::None;
       one.is_running = can_be_asked && one.status.running;
-      // The history knows of a test whose drive cannot be asked for it.
+      // The history knows of a test whose drive cannot be asked for it. A drive at rest tests
+      // nothing.
       const bool may_run = one.row && !one.row->outcome;
-      if (every_drive() && !may_run) continue;
+      const bool is_at_rest = one.status.look.fault == LookFault::Standby;
+      const bool tests_nothing = one.drive.reason.empty() && (can_be_asked || is_at_rest);
+      if (every_drive() && tests_nothing && !may_run) continue;
       watched_.push_back(std::move(one));
       if (!watched_.back().is_running) tell_idle(watched_.back());
     }
