@@ -271,7 +271,8 @@ class Run {
     }
     Output& output = standard_output();
     if (every_drive() && !json_) output.write(summary(tested, results_.size() - tested.size()));
-    if (plan_.size() > 1 && !json_) output.write(advice(tested, output));
+    // Of a single drive that was named, the report has it.
+    if ((every_drive() || plan_.size() > 1) && !json_) output.write(advice(tested, output));
     if (every_drive() && tested.empty()) {
       complain(kind_ == drivetest::TestKind::Short
                    ? "no drive was tested: the module leaves all of them out; --force tests a "
