@@ -14,7 +14,7 @@ namespace cli {
 
 struct DriveResult {
   std::string device{};  // as the user named it
-  // Where the drive was asked; without a device where the module tested it, by that name.
+  // Where the drive was asked; without a device where nobody asked it.
   drivetest::Place place{};
   // Not set for somebody else's test whose drive does not tell.
   std::optional<drivetest::TestKind> kind = drivetest::TestKind::Short;

@@ -199,6 +199,8 @@ class Run {
     const std::size_t index = one->index;
     if (one->worker.hindrance() == Hindrance::Unreachable && plan_[index].reason)
       result = left_to_nobody(plan_[index], result);
+    // The module knows the drive by its device alone, whatever the user named.
+    if (result.place.device.empty()) result.place.device = plan_[index].device;
     running_.erase(one);
     finish(index, std::move(result));
   }
