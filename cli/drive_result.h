@@ -21,6 +21,9 @@ struct DriveResult {
   Verdict verdict{};  // without outcome and cause: see verdict_of()
   // The entry of the drive's own log that decided.
   std::optional<std::string> entry{};
+  // What to do where no module tested it and its row says why it ended; empty: nothing to do. Not
+  // set: advice_for() knows.
+  std::optional<std::string> advice{};
   std::string model{};  // as smartctl prints it; empty where it was not asked or does not say
   std::string serial{};
   // The instances; null where there is none, or where it wrongly calls the drive failed.

@@ -5,6 +5,7 @@
 #include "cli/drive_run.h"
 #include "cli/drive_tests.h"
 #include "cli/row_verdict.h"
+#include "cli/test_advice.h"
 #include "cli/test_words.h"
 
 namespace cli {
@@ -109,6 +110,12 @@ DriveResult result_of(const Followed& followed, const std::string& device) {
   result.kind = row.kind;
   add_drive(result, followed.drive);
   result.entry = entry_of(row);
+  // Of a failed drive the report says which one to pull.
+  if (row.outcome == drivetest::Outcome::Aborted && followed.end == Followed::End::Ended) {
+    drivetest::Drive drive = followed.drive;
+    drive.place = row.place;
+    result.advice = test_advice(drive, row);
+  }
   result.begin = row.started;
   if (const auto duration = row.duration()) result.elapsed = *duration;
   return result;

@@ -72,6 +72,7 @@ std::string advice_code(const DriveResult& result) {
 }
 
 std::string advice_text(const DriveResult& result) {
+  if (result.advice) return *result.advice;
   const std::string code = advice_code(result);
   std::string text(advice_for(result.verdict.outcome, result.verdict.cause));
   return code.empty() || text.empty() ? text : code + ": " + text;

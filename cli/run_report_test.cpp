@@ -65,6 +65,17 @@ TEST(FullReport, HasTheDriveAndTheAdvice) {
   EXPECT_EQ(full_report(failed, false, kNone).find("HDST-100"), std::string::npos);
 }
 
+TEST(FullReport, HasTheAdviceOfTheDrivesOwnRowInThePlaceOfTheModules) {
+  DriveResult aborted = result("/dev/a", Outcome::Aborted, "aborted");
+  aborted.advice = "keep it awake";
+  EXPECT_NE(full_report(aborted, true, kNone).find("  Advice:  keep it awake\n"),
+            std::string::npos);
+  EXPECT_EQ(advice({aborted}, kNone), "\n/dev/a:\nkeep it awake\n");
+  aborted.advice = "";
+  EXPECT_EQ(full_report(aborted, true, kNone).find("Advice"), std::string::npos);
+  EXPECT_EQ(advice({aborted}, kNone), "");
+}
+
 // By its name somebody would pull the drive that the controller shows there.
 TEST(FullReport, OfADriveBehindAControllerNamesNoOtherDrive) {
   DriveResult failed = result("/dev/a", Outcome::Failed, "read-failure");

@@ -31,6 +31,7 @@ Json pack(const DriveResult& result) {
           {"block", optional_json(verdict.block)},
           {"hours", optional_json(verdict.hours)},
           {"entry", optional_json(result.entry)},
+          {"advice", optional_json(result.advice)},
           {"place", {result.place.device, result.place.type}},
           {"model", result.model},
           {"serial", result.serial},
@@ -52,6 +53,7 @@ DriveResult unpack_result(const Json& json) {
   result.verdict.block = optional_value<std::uint64_t>(json.at("block"));
   result.verdict.hours = optional_value<std::uint64_t>(json.at("hours"));
   result.entry = optional_value<std::string>(json.at("entry"));
+  result.advice = optional_value<std::string>(json.at("advice"));
   result.place = {json.at("place").at(0), json.at("place").at(1)};
   result.model = json.at("model");
   result.serial = json.at("serial");
