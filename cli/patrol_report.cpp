@@ -6,6 +6,7 @@
 #include <array>
 
 #include "cli/exit_status.h"
+#include "cli/test_advice.h"
 #include "cli/test_words.h"
 
 namespace cli {
@@ -85,6 +86,11 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed) {
     case Followed::End::Ended:
       one.result = result_of(followed.row.outcome.value_or(Outcome::Unknown));
       one.reason = cause_of(followed.row);
+      if (one.result == PatrolResult::Failed) {
+        drivetest::Drive told = followed.drive;
+        told.place = drive.place;
+        one.advice = test_advice(told, followed.row);
+      }
       break;
     case Followed::End::Stalled:
       one.reason = "the test makes no progress any more, and may still end";
@@ -103,6 +109,7 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed) {
 std::string line_of(const PatrolledDrive& drive) {
   std::string line = drive.drive.name + ": " + std::string(words_of(drive.result).in_line);
   if (!drive.reason.empty()) line += ": " + drive.reason;
+  if (!drive.advice.empty()) line += "; " + drive.advice;
   return line;
 }
 

@@ -1,4 +1,5 @@
-// What a patrol has found: every drive of the machine tested, or why not. Pure functions.
+// What a patrol has found: every drive of the machine tested, or why not.
+// Of a failed drive sysfs is read.
 #pragma once
 
 #include <optional>
@@ -32,6 +33,7 @@ struct PatrolledDrive {
   std::string reason;                     // why it did not pass, in words; not escaped
   drivetest::Look look;                   // the last one; empty where there was none
   std::optional<drivetest::TestRow> row;  // of the test that was started, or that runs
+  std::string advice{};                   // what to do about a failed one; not escaped
 
   // Somebody has to look after the drive.
   bool is_bad() const {
@@ -45,7 +47,8 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const drivetest::StartOutcome
 // Of one that did.
 PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed);
 
-// "/dev/sda: failed: read failure", "/dev/sdb: left alone: md0: recovery".
+// "/dev/sda: failed: read failure; back up its data, then replace it: Example Disk 500, serial
+// number EX0001", "/dev/sdb: left alone: md0: recovery".
 std::string line_of(const PatrolledDrive& drive);
 
 // "3 drives: 1 passed, 2 left alone since their arrays work"; "no drive".

@@ -31,6 +31,8 @@ PatrolledDrive of_end(End end, std::optional<Outcome> outcome = {}) {
   followed.end = end;
   followed.row.outcome = outcome;
   followed.row.cause = "read failure";
+  followed.drive.model = "Example Disk 500";
+  followed.drive.serial_number = "EX0001";
   followed.look.reason = "the look says no";
   return patrolled(kDrive, followed);
 }
@@ -52,7 +54,9 @@ TEST(PatrolReport, SaysWhyNoTestWasStarted) {
 
 TEST(PatrolReport, SaysHowATestEnded) {
   EXPECT_EQ(line_of(of_end(End::Ended, Outcome::Passed)), "/dev/sda: passed");
-  EXPECT_EQ(line_of(of_end(End::Ended, Outcome::Failed)), "/dev/sda: failed: read failure");
+  EXPECT_EQ(line_of(of_end(End::Ended, Outcome::Failed)),
+            "/dev/sda: failed: read failure; back up its data, then replace it: Example Disk 500, "
+            "serial number EX0001");
   EXPECT_EQ(of_end(End::Ended, Outcome::Aborted).result, PatrolResult::Aborted);
   EXPECT_EQ(of_end(End::Ended, Outcome::Unknown).result, PatrolResult::Unknown);
   EXPECT_EQ(of_end(End::Stalled).result, PatrolResult::Unknown);

@@ -77,8 +77,9 @@ class Watch {
     look();
     follow_all();
     write_json();
-    if (watched_.size() > 1 && !json_)
-      standard_output().write(advice(results(), standard_output()));
+    // The report on the end of a single test has it.
+    const bool is_in_report = watched_.size() == 1 && watched_.front().is_told;
+    if (!is_in_report && !json_) standard_output().write(advice(results(), standard_output()));
     tests_.tell_of_history();
     std::vector<int> statuses;
     for (const Watched& one : watched_) statuses.push_back(one.exit_status);
@@ -130,7 +131,9 @@ class Watch {
       return;
     }
     if (one.row) {
-      result = result_of({Followed::End::Ended, *one.row, one.status.look.drive, one.status.look},
+      TestRow row = *one.row;
+      row.place = one.drive.place;  // which may have changed since the test
+      result = result_of({Followed::End::Ended, row, one.status.look.drive, one.status.look},
                          one.drive.name);
       one.exit_status = status_of(*one.row);
     } else {
