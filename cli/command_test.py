@@ -261,6 +261,20 @@ class CommandLine(CommandTest):
             self.assertEqual((self.status, error["cause"]), (3, cause), arguments)
             self.assertTrue(error["reason"].startswith(reason), (arguments, error["reason"]))
             self.assertEqual(self.errors.splitlines()[0], "hddtest: " + error["reason"])
+        for arguments, cause, reason in [
+            (["run", "--json-lines", "--jobs", "0"], wrong, "--jobs: '0' is not a number from 1 to 1000; see"),
+            (["run", "--json", "--json-lines", "--force"], wrong, "--force needs a DEVICE: "),
+            (["watch", "--json-lines", "--type", "sat"], wrong, ""),
+            (["run", "--data", "none", "--json-lines", "--force", "/dev/fake"], None, ""),
+        ]:
+            (line,) = self.run_command(*arguments).splitlines()
+            error = json.loads(line)
+            self.assertEqual({name: error[name] for name in members if name != "device"},
+                             {name: members[name] for name in members if name != "device"}, arguments)
+            self.assertEqual(self.status, 3)
+            if cause:
+                self.assertEqual((error["device"], error["cause"]), (None, cause), arguments)
+            self.assertTrue(error["reason"].startswith(reason), (arguments, error["reason"]))
         # Behind -- it is an argument.
         self.run_command("enumerate", "--", "--json")
         self.expect_one_line(3, "there is no class --json")

@@ -21,6 +21,7 @@ std::string failure_as_of_run(const std::string& cause, const std::string& reaso
 // What all commands share.
 struct Invocation {
   bool json = false;
+  bool json_lines = false;      // --json-lines, which few commands know
   std::string data;             // argument of --data
   std::function<int()> action;  // of the command that was named; invocation must outlive it
   FailureText failure = failure_as_of_run;  // its

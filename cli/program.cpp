@@ -108,11 +108,21 @@ int refuse(FailureText failure, const WrongCommandLine& wrong) {
   return kStatusCannot;
 }
 
-// Whether a command line that could not be read asks for JSON.
-bool asks_for_json(int argc, const char* const* argv) {
+// Whether the command line has the flag, even if it cannot be read.
+bool has_flag(std::string_view flag, int argc, const char* const* argv) {
   for (int i = 1; i < argc && argv[i] != std::string_view("--"); ++i)
-    if (argv[i] == std::string_view("--json")) return true;
+    if (argv[i] == flag) return true;
   return false;
+}
+
+std::string failure_as_line(const std::string& cause, const std::string& reason) {
+  return dump_line(failure_json(cause, reason).front());
+}
+
+// What prints a failure where JSON was asked for; null where it was not.
+FailureText failure_text(const Invocation& invocation, bool json) {
+  if (invocation.json_lines) return failure_as_line;
+  return json ? invocation.failure : nullptr;
 }
 
 }  // namespace
@@ -122,7 +132,7 @@ std::string failure_as_of_run(const std::string& cause, const std::string& reaso
 }
 
 int perform(const Invocation& invocation) {
-  const FailureText failure = invocation.json ? invocation.failure : nullptr;
+  const FailureText failure = failure_text(invocation, invocation.json);
   try {
     return invocation.action();
   } catch (const WrongCommandLine& wrong) {
@@ -159,6 +169,7 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
   });
 
   int status = kStatusCannot;
+  invocation.json_lines = has_flag("--json-lines", argc, argv);
   try {
     program.parse(argc, argv);
     status = action(invocation);
@@ -169,7 +180,7 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
     standard_output().write(program.help());
     status = kStatusOk;
   } catch (const CLI::ParseError& error) {
-    const FailureText failure = asks_for_json(argc, argv) ? invocation.failure : nullptr;
+    const FailureText failure = failure_text(invocation, has_flag("--json", argc, argv));
     status = refuse(failure, wrong_command_line(program, error));
   }
   if (!standard_output().failure().empty()) {
