@@ -240,8 +240,8 @@ void write_head(std::string& text, std::string_view name, std::string_view type,
   text += fmt::format("# HELP {0} {2}\n# TYPE {0} {1}\n", name, type, help);
 }
 
-// Two drives may say the same of themselves. Series have to differ all the same. Whoever has chosen
-// the drives tells of those that are known by their places.
+// Two drives may say the same of themselves. Series have to differ all the same. The
+// caller, which has chosen the drives, tells of those that are known by their places.
 std::vector<LabelledDrive> labelled(const std::vector<MeasuredDrive>& drives,
                                     std::vector<std::string>& clashes) {
   std::vector<LabelledDrive> all;

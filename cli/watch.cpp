@@ -39,8 +39,8 @@ struct WatchOptions {
 };
 
 constexpr const char* kFooter =
-    "Shows the tests of the named drives, or of all, whoever started them: the share that\n"
-    "remains and, of the time that the drive announced, the minutes. Ends when none of them\n"
+    "Shows the tests of the named drives, or of all, no matter who started them: the share\n"
+    "that remains and, of the time that the drive announced, the minutes. Ends when none of them\n"
     "runs any more, with what they came to. Ctrl-C ends the watching, and no test. A test is\n"
     "called stalled as 'hddtest status' calls it; 'hddtest stop' ends it.\n"
     "Exit status: 3 if a drive could not be looked at or the result of its test is not known,\n"

@@ -1,4 +1,4 @@
-// Where a drive sits, for whoever has to pull it: what the kernel tells of it in sysfs and below
+// Where a drive sits, for people who have to pull it: what the kernel tells of it in sysfs and below
 // /dev/disk/by-path. No drive is asked.
 #pragma once
 
