@@ -4,6 +4,7 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -156,7 +157,12 @@ class Watch {
     for (Watched& one : watched_) {
       if (!one.is_running) continue;
       one.progress = progress_of(*one.row, one.status.look.abilities, one.status.is_stalled);
-      threads.emplace_back([this, &one] { follow_one(one); });
+      try {
+        threads.emplace_back([this, &one] { follow_one(one); });
+      } catch (const std::system_error& error) {
+        // The others are watched all the same.
+        end_watching(one, not_watched(one, error));
+      }
     }
     for (bool goes_on = true; goes_on;) {
       goes_on = false;
@@ -177,10 +183,28 @@ class Watch {
       one.has_news = true;
       news_.notify_one();
     };
-    Followed followed = follow(tests_.keeper(), tests_.time(), *one.row, one.status,
-                               {.wakes = options_.wake}, report);
+    DriveResult result;
+    try {
+      result = result_of(follow(tests_.keeper(), tests_.time(), *one.row, one.status,
+                                {.wakes = options_.wake}, report),
+                         one.drive.name);
+    } catch (const std::exception& error) {
+      result = not_watched(one, error);
+    }
     const std::lock_guard guard(lock_);
-    one.result = result_of(followed, one.drive.name);
+    end_watching(one, std::move(result));
+  }
+
+  static DriveResult not_watched(const Watched& one, const std::exception& error) {
+    DriveResult result = not_tested(one.drive.name, std::string(kCauseUnknown),
+                                    std::string("the test cannot be watched: ") + error.what());
+    result.kind = one.row->kind;
+    return result;
+  }
+
+  // The lock is held.
+  void end_watching(Watched& one, DriveResult result) {
+    one.result = std::move(result);
     one.is_running = false;
     one.has_news = true;
     news_.notify_one();
