@@ -16,7 +16,7 @@ Finding smartctl_finding(const VersionAnswer& answer) {
   const ToolVersion version = drivetest::smartctl_version({answer.output, "", answer.status});
   if (finding.ok && version < drivetest::kOldestSmartctl)
     finding.remedy =
-        "start, status and stop need version 7.3: install a newer package smartmontools";
+        "all tests but the module's need version 7.3: install a newer package smartmontools";
   return finding;
 }
 
