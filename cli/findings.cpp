@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <fstream>
@@ -15,8 +16,8 @@
 #include "cli/log_listener.h"
 #include "cli/manager.h"
 #include "cli/object_managers.h"
+#include "drivetest/find_drives.h"
 #include "drivetest/history.h"
-#include "inventory/sysfs.h"
 #include "platform/descriptor.h"
 #include "platform/support/osspecific.h"
 #include "platform/support/program.h"
@@ -151,7 +152,10 @@ std::vector<Finding> all_findings(const Places& places) {
   std::ifstream stream("/proc/self/status");
   const std::string status{std::istreambuf_iterator<char>(stream), {}};
   const VersionAnswer smartctl = ask_version("smartctl");
-  const bool has_nvme_drives = !inventory::Sysfs().entries("/sys/class/nvme").empty();
+  const bool has_nvme_drives =
+      std::ranges::any_of(drivetest::find_drives({}), [](const drivetest::FoundDrive& found) {
+        return found.drive.protocol == drivetest::Protocol::Nvme;
+      });
   std::vector<Finding> findings = {privileges_finding(geteuid() == 0, status),
                                    smartctl_finding(smartctl),
                                    nvme_finding(ask_version("nvme"), smartctl, has_nvme_drives),
