@@ -60,7 +60,10 @@ DriveResult work_by_module(const Places& places, const WorkerTask& task) {
   }
   if (is_without_smart(result.verdict)) {
     LibraryResult other = work_by_library(task);
-    if (other.hindrance != Hindrance::Unreachable) return other.result;
+    // A drive that only has to be switched on is not one that cannot be tested.
+    const bool is_only_off = other.hindrance == Hindrance::Unable &&
+                             result.verdict.cause == readiness_cause(Readiness::SmartOff);
+    if (other.hindrance != Hindrance::Unreachable && !is_only_off) return other.result;
   }
   return result;
 }
