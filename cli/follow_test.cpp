@@ -12,7 +12,6 @@ using drivetest::FakeTime;
 using drivetest::Keeper;
 using drivetest::LookFault;
 using drivetest::Place;
-using drivetest::Protocol;
 using drivetest::Source;
 using drivetest::StartOutcome;
 using drivetest::TestKind;

@@ -87,8 +87,11 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& opt
   for (auto& [number, test] : kept) shown.push_back(std::move(test));
   // A typing error must not look like a drive that was never tested.
   for (const auto& [name, is_there] : gone) {
-    const auto names_it = [&](const KeptTest& test) { return goes_by(test, name, is_there); };
-    if (!is_there && std::none_of(shown.begin(), shown.end(), names_it))
+    const bool is_shown =
+        std::ranges::any_of(shown, [&name = name, &is_there = is_there](const KeptTest& test) {
+          return goes_by(test, name, is_there);
+        });
+    if (!is_there && !is_shown)
       throw CommandFailure(name + ": there is no such drive, and no test of one is kept");
   }
   return shown;

@@ -1,5 +1,5 @@
-// Where a drive sits, for people who have to pull it: what the kernel tells of it in sysfs and below
-// /dev/disk/by-path. No drive is asked.
+// Where a drive sits, for people who have to pull it: what the kernel tells of it in sysfs and
+// below /dev/disk/by-path. No drive is asked.
 #pragma once
 
 #include <optional>

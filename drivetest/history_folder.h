@@ -25,7 +25,8 @@ class HistoryFolder {
   const std::string& file() const { return file_; }
 
   // Held by those who write (shared), and alone by the process that puts another file into its
-  // place. Ends with the process at the latest. Throws HistoryError if it takes longer than the patience.
+  // place. Ends with the process at the latest. Throws HistoryError if it takes longer than the
+  // patience.
   platform::Descriptor lock(bool is_exclusive, std::chrono::milliseconds patience) const;
 
   struct FileId {

@@ -31,8 +31,8 @@ struct LogEntry {
 struct RunningTest {
   std::optional<TestKind> kind;               // ATA's status does not tell it
   std::optional<unsigned> remaining_percent;  // in the drive's own steps: ATA 10 %, others 1 %
-  // Some drives go on saying that a test is at its end when it has ended. Such a word alone makes no
-  // test: see progress.h.
+  // Some drives go on saying that a test is at its end when it has ended. Such a word alone makes
+  // no test: see progress.h.
   bool is_doubtful = false;
 
   bool operator==(const RunningTest&) const = default;
