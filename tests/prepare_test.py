@@ -103,6 +103,36 @@ class Prepare(unittest.TestCase):
         self.assertEqual(status, 3)
         self.assertIn("This user may not install packages: there is no sudo that lets it.\n", says)
 
+    def test_services_of_the_fleets_programs_are_masked_and_never_started(self):
+        units, policy = (self.folder / name for name in ("etc/systemd/system", "usr/sbin/policy-rc.d"))
+        policy.parent.mkdir(parents=True)
+        self.program("dpkg-query", 'case $4 in prometheus-node-exporter) echo installed;; *) exit 1;; esac')
+        self.program("apt-get", f'[ "$1" != update ] || exit 0; {policy}; echo $? >refused\n'
+                                f'ls -l {units} >units; echo "$*" >installed')
+        (self.folder / "etc/systemd/system").mkdir(parents=True)
+        (units / "prometheus-alertmanager.service").write_text("of the administrator\n")
+        status, says = self.call("require_fleet_packages", machine_root=str(self.folder))
+        self.assertEqual(status, 0, says)
+        self.assertEqual((self.folder / "refused").read_text(), "101\n")
+        self.assertIn("prometheus.service -> /dev/null\n", (self.folder / "units").read_text())
+        self.assertRegex((self.folder / "installed").read_text(), "^install .* prometheus .*ansible-lint")
+        self.assertEqual(sorted(path.name for path in units.iterdir()),
+                         ["prometheus-alertmanager.service", "prometheus.service"])
+        self.assertEqual((units / "prometheus-alertmanager.service").read_text(), "of the administrator\n")
+        self.assertFalse(policy.exists(), "only while the packages are installed")
+
+    def test_own_policy_of_a_machine_stays(self):
+        policy = self.folder / "usr/sbin/policy-rc.d"
+        policy.parent.mkdir(parents=True)
+        policy.write_text("own\n")
+        status, _ = self.call("require_fleet_packages", machine_root=str(self.folder))
+        self.assertEqual((status, policy.read_text()), (3, "own\n"))
+
+    def test_installed_programs_of_fleets_are_left_as_they_are(self):
+        self.program("dpkg-query", "echo installed")
+        self.assertEqual(self.call("require_fleet_packages", machine_root=str(self.folder)), (0, ""))
+        self.assertFalse((self.folder / "etc").exists())
+
     def test_help_is_shown_before_anything_is_installed(self):
         for name in ("run", "test"):
             done = subprocess.run([TREE / name, "--help"], env=self.environment, cwd=self.folder,

@@ -66,7 +66,9 @@ class TestCommand(unittest.TestCase):
             f"add_test(script true {self.build}/thing)\nadd_test(packed true {self.build})\n"
             f"add_test(lab.one true {self.build})\n"
             f"set_tests_properties(lab.one PROPERTIES REQUIRED_FILES {self.build}/parts_test)\n"
-            f"add_test(apart true)\nset_tests_properties(apart PROPERTIES LABELS odd)\n")
+            f"add_test(apart true)\nset_tests_properties(apart PROPERTIES LABELS odd)\n"
+            f"add_test(many {self.folder}/bin/many)\nset_tests_properties(many PROPERTIES LABELS fleet)\n")
+        self.program("bin/many", f"#!/bin/sh\ncat {self.folder}/built >{self.folder}/before_many\n")
 
     def program(self, name, text):
         path = self.folder / name
@@ -94,12 +96,13 @@ class TestCommand(unittest.TestCase):
                 ("parts_test", "6 passed, 0 failed, 2 skipped", ["parts_test"]),
                 ("parts_test.1", "3 passed, 0 failed, 1 skipped", ["parts_test"]),
                 ("shared", "6 passed, 0 failed, 2 skipped", ["parts_test"]),
-                ("house/room", "4 passed, 0 failed", ["all"]),
-                ("house/room/", "4 passed, 0 failed", ["all"]),
+                ("house/room", "5 passed, 0 failed", ["all"]),
+                ("house/room/", "5 passed, 0 failed", ["all"]),
                 ("script", "1 passed, 0 failed", ["thing"]),
                 ("packed", "1 passed, 0 failed", ["all"]),
                 ("lab", "1 passed, 0 failed", ["parts_test"]),
                 ("odd", "1 passed, 0 failed", []),
+                ("fleet", "1 passed, 0 failed", []),
                 ("^s.*pt$", "1 passed, 0 failed", ["thing"]),
                 ("d\\.Skip|Good.Passes", "2 passed, 0 failed, 2 skipped", ["parts_test"])]:
             with self.subTest(name):
@@ -117,8 +120,8 @@ class TestCommand(unittest.TestCase):
             status, last, lines = self.call(name)
             self.assertEqual((status, last, lines[1:]), (2, [], [
                 f"./test: there is no part '{name}': no test, folder, label or case that is built.",
-                "Tests: apart lab new_test packed parts_test script", "Folders: house house/room",
-                "Labels: odd shared"]))
+                "Tests: apart lab many new_test packed parts_test script", "Folders: house house/room",
+                "Labels: fleet odd shared"]))
             self.assertEqual(self.built(), [])
         self.assertEqual(self.call("one", "two")[0], 2)
 
@@ -155,8 +158,18 @@ class TestCommand(unittest.TestCase):
     def test_whole_suite_adds_up_three_trees(self):
         self.three_trees()
         status, last, lines = self.call(FAIL="1")
-        self.assertEqual((status, last), (1, ["10 passed, 3 failed, 2 skipped"]), "\n".join(lines))
+        self.assertEqual((status, last), (1, ["11 passed, 3 failed, 2 skipped"]), "\n".join(lines))
+        self.assertEqual((self.folder / "before_many").read_text(), (self.folder / "built").read_text(),
+                         "the fleet's tests come last")
         self.assertEqual(self.built(), ["all", "all", "thread_tests"])
+
+    def test_whole_suite_goes_on_without_the_packages_of_fleets_and_fails(self):
+        self.three_trees()
+        self.program("bin/dpkg-query", "#!/bin/sh\ncase $4 in ansible*) ;; *) echo installed;; esac\n")
+        self.program("bin/apt-get", "#!/bin/sh\nexit 100\n")
+        status, last, lines = self.call()
+        self.assertEqual((status, last), (1, ["13 passed, 1 failed, 2 skipped"]), "\n".join(lines))
+        self.assertIn("Packages are missing and could not be installed (the log is build/install.log).", lines)
 
     def test_build_beside_the_tests_that_fails_shows_its_log_and_ends_all(self):
         self.three_trees()

@@ -3,6 +3,7 @@
 # installs missing Debian packages and builds.
 #
 #   require_packages PACKAGE...   installs those that are missing; exits with 3 when it may not
+#   require_fleet_packages        installs those of ./test fleet; returns another status when it may not
 #   require_package_lists         fetches apt's package lists when there are none
 #   build PRESET [TARGET...]      configures and builds; shows how far it is, and the log when it fails
 #   show_help FILE "$@"           shows the comment at the head of FILE and ends if --help is asked for
@@ -15,6 +16,8 @@ lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsyste
 package_packages="dpkg-dev file git" # git tells the time of the commit
 test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate locales
  universal-ctags nvme-cli"
+fleet_packages="prometheus prometheus-alertmanager prometheus-node-exporter ansible-core ansible-lint
+ chromium"
 lint_packages="clang-format clang-tidy"
 bench_packages="libbenchmark-dev hwinfo"
 fuzz_packages="clang libclang-rt-dev"
@@ -74,6 +77,29 @@ require_packages() {
   say "  apt-get update && apt-get install --no-install-recommends ${missing% }"
   exit 3
 }
+
+# The tests start these programs themselves. As services, which a package starts when it is installed, they
+# would listen on the network. So each unit that comes with them is masked, which 'systemctl unmask'
+# takes back; and for a container without systemd, which knows no masks, policy-rc.d refuses all starts
+# while the packages are installed.
+require_fleet_packages() (
+  missing=$(missing_packages $fleet_packages)
+  units=${machine_root-}/etc/systemd/system policy=${machine_root-}/usr/sbin/policy-rc.d
+  services=$(grep '^prometheus' <<< "$missing" | tr '\n' ' ')
+  if [ -n "$services" ] && { [ -z "$as_root" ] || $as_root -n true 2>/dev/null || [ -t 0 ]; }; then
+    say "Masking the services of ${services% }"
+    $as_root mkdir -p "$units"
+    for service in $services; do
+      [ -e "$units/$service.service" ] || $as_root ln -s /dev/null "$units/$service.service"
+    done
+    if [ ! -e "$policy" ]; then
+      trap '$as_root rm -f "$policy"' EXIT
+      printf '#!/bin/sh\nexit 101\n' | $as_root tee "$policy" >/dev/null
+      $as_root chmod 755 "$policy"
+    fi
+  fi
+  require_packages $missing
+)
 
 # The lab fetches its kernel through apt's package lists, which a new machine may lack.
 require_package_lists() {
