@@ -60,6 +60,7 @@ Command watch_command(const Invocation& invocation);
 Command stop_command(const Invocation& invocation);
 Command history_command(const Invocation& invocation);
 Command metrics_command(const Invocation& invocation);
+Command report_command(const Invocation& invocation);
 Command patrol_command(const Invocation& invocation);
 Command enumerate_command(const Invocation& invocation);
 Command invoke_command(const Invocation& invocation);

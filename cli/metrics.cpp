@@ -99,17 +99,17 @@ int metrics(const MetricsOptions& options, bool json) {
 
 }  // namespace
 
-std::string measure(DriveTests& tests) {
+MeasuredDrives measured_drives(DriveTests& tests) {
   std::vector<ChosenDrive> chosen = tests.choose({}, "", false);
   std::vector<DriveStatus> statuses = tests.look_at(chosen, false);
-  std::vector<MeasuredDrive> drives;
+  MeasuredDrives found;
+  auto& [drives, errors] = found;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     const drivetest::Look& look = statuses[i].look;
     if (look.fault != LookFault::None && look.fault != LookFault::Standby)
       complain(chosen[i].name + ": not looked at: " + fault_text(look));
     drives.push_back(measured(chosen[i], std::move(statuses[i])));
   }
-  std::size_t errors = 0;
   try {
     if (tests.has_history()) add_history(tests, chosen, drives);
   } catch (const drivetest::HistoryError& error) {
@@ -118,6 +118,11 @@ std::string measure(DriveTests& tests) {
   }
   if (!tests.has_history()) ++errors;
   tests.tell_of_history();
+  return found;
+}
+
+std::string measure(DriveTests& tests) {
+  const auto [drives, errors] = measured_drives(tests);
   const Metrics metrics = metrics_of(drives, errors);
   for (const std::string& clash : metrics.clashes) complain(clash);
   return metrics.text;

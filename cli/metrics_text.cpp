@@ -110,16 +110,6 @@ void write_present(Samples& samples, const MeasuredDrive& one) {
   samples.add(number_of(one.look.has_value()));
 }
 
-// A drive in standby says nothing of its tests. Where one of them is kept it knows some.
-std::optional<bool> is_testable(const MeasuredDrive& one) {
-  if (!one.look) return false;
-  if (one.look->fault == LookFault::Standby)
-    return one.tests.empty() ? std::nullopt : std::optional(true);
-  if (one.look->fault != LookFault::None || !one.look->inability.empty()) return false;
-  return std::any_of(one.look->abilities.begin(), one.look->abilities.end(),
-                     [](const drivetest::Ability& ability) { return ability.is_able; });
-}
-
 void write_testable(Samples& samples, const MeasuredDrive& one) {
   if (const auto testable = is_testable(one)) samples.add(number_of(*testable));
 }
@@ -267,6 +257,16 @@ bool is_error(const MeasuredDrive& one) {
 }
 
 }  // namespace
+
+// Where a test of a drive in standby is kept it knows some.
+std::optional<bool> is_testable(const MeasuredDrive& one) {
+  if (!one.look) return false;
+  if (one.look->fault == LookFault::Standby)
+    return one.tests.empty() ? std::nullopt : std::optional(true);
+  if (one.look->fault != LookFault::None || !one.look->inability.empty()) return false;
+  return std::any_of(one.look->abilities.begin(), one.look->abilities.end(),
+                     [](const drivetest::Ability& ability) { return ability.is_able; });
+}
 
 Metrics metrics_of(const std::vector<MeasuredDrive>& drives, std::size_t errors) {
   Metrics metrics;

@@ -22,6 +22,10 @@ struct MeasuredDrive {
   std::vector<drivetest::TestRow> tests;  // all that are kept, the newest first
 };
 
+// Whether a self-test can be started in the drive; not set for one in standby of which no test is
+// kept, since a drive in standby says nothing of its tests.
+std::optional<bool> is_testable(const MeasuredDrive& one);
+
 struct Metrics {
   std::string text;
   // Drives that would have had the label of another one, in words.

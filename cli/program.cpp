@@ -156,9 +156,10 @@ int run_program(int argc, const char* const* argv, int (*action)(const Invocatio
   for (const Command& command :
        {drives_command(invocation), run_command(invocation), start_command(invocation),
         status_command(invocation), watch_command(invocation), stop_command(invocation),
-        history_command(invocation), metrics_command(invocation), patrol_command(invocation),
-        check_command(invocation), serve_command(invocation), passwd_command(),
-        enumerate_command(invocation), invoke_command(invocation), help_command(program)})
+        history_command(invocation), metrics_command(invocation), report_command(invocation),
+        patrol_command(invocation), check_command(invocation), serve_command(invocation),
+        passwd_command(), enumerate_command(invocation), invoke_command(invocation),
+        help_command(program)})
     add_command(program, invocation, command);
   // For the build, which installs what it prints.
   program.add_subcommand("completion")->group("")->callback([&] {

@@ -1,0 +1,116 @@
+// hddtest report: drives and their tests on a page for people.
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "cli/metrics.h"
+#include "cli/output.h"
+#include "cli/published_file.h"
+#include "cli/pull.h"
+#include "cli/report_page.h"
+#include "cli/test_advice.h"
+#include "cli/test_words.h"
+
+namespace cli {
+namespace {
+
+using drivetest::LookFault;
+using drivetest::Time;
+
+struct ReportOptions {
+  // One at most; a list, so that an empty text is told from none.
+  std::vector<std::string> output;
+};
+
+constexpr const char* kFooter =
+    "Makes one page of HTML of the drives of this machine and their tests: those first that need\n"
+    "somebody, each with a line of its tests over time. Looks at the drives as 'hddtest status'\n"
+    "does, drives in standby left in peace. The page has no scripts and fetches nothing, so it\n"
+    "can be sent by mail. With --output the file is replaced at once, in mode 0644; without it\n"
+    "the page goes to standard output, which is to be no terminal.\n"
+    "Exit status: 0, or 3 if something could not be read or the page could not be written.";
+
+FoundNow found_now(const MeasuredDrive& one) {
+  FoundNow found;
+  found.is_here = one.look.has_value();
+  found.is_stalled = one.is_stalled;
+  found.is_testable = is_testable(one);
+  if (!one.look) return found;
+  found.inability = one.look->inability;
+  if (one.look->fault != LookFault::None && one.look->fault != LookFault::Standby)
+    found.fault = fault_text(*one.look);
+  return found;
+}
+
+ReportedDrive reported(const MeasuredDrive& one) {
+  const bool has_told = one.look && one.look->fault == LookFault::None;
+  drivetest::Drive drive = has_told ? one.look->drive : one.drive;
+  if (one.look) drive.place = one.look->drive.place;
+  ReportedDrive reported;
+  // The newest comes first there.
+  std::for_each(one.tests.rbegin(), one.tests.rend(), [&](const drivetest::TestRow& row) {
+    reported.add({drive, row});
+  });
+  reported.drive = drive;
+  reported.found = found_now(one);
+  if (!one.look) reported.running.reset();  // nothing runs in a drive that is gone
+  const drivetest::TestRow* const failed = reported.failed();
+  if (failed && one.look) reported.advice = test_advice(drive, *failed);
+  return reported;
+}
+
+struct Report {
+  std::string page;
+  bool is_whole = true;
+};
+
+Report report_of_this_machine() {
+  DriveTests tests;
+  const MeasuredDrives measured = measured_drives(tests);
+  const Time now = drivetest::system_time();
+  std::vector<JudgedDrive> drives;
+  for (const MeasuredDrive& one : measured.drives) {
+    ReportedDrive drive = reported(one);
+    Attention attention = attention_of(drive, now, now);
+    drives.push_back({std::move(drive), std::move(attention)});
+  }
+  std::vector<std::string> notes;
+  if (measured.errors > 0)
+    notes.emplace_back("The history of tests could not be read, so tests are missing here.");
+  return {machine_page(drivetest::this_host().name, std::move(drives), notes, now),
+          measured.errors == 0};
+}
+
+int report(const ReportOptions& options, bool json) {
+  if (json)
+    throw WrongCommandLine(
+        "the report is a page for people; 'hddtest history --json' tells the same");
+  if (options.output.size() > 1) throw WrongCommandLine("--output takes one FILE");
+  if (!options.output.empty() && options.output.front().empty())
+    throw WrongCommandLine("--output needs the name of a file");
+  if (options.output.empty() && standard_output().is_terminal())
+    throw WrongCommandLine(
+        "the report is a page of HTML: name a file for it, as in 'hddtest report "
+        "--output drives.html'");
+  const Report report = report_of_this_machine();
+  if (options.output.empty())
+    standard_output().write(report.page);
+  else
+    publish(options.output.front(), report.page);
+  return report.is_whole ? kStatusOk : kStatusCannot;
+}
+
+}  // namespace
+
+Command report_command(const Invocation& invocation) {
+  auto options = std::make_shared<ReportOptions>();
+  return {"report",
+          "Makes a page of drives and their tests.",
+          kFooter,
+          {{"--output", &options->output, "Replace a file by it, such as drives.html", "FILE"}},
+          [&invocation, options] { return report(*options, invocation.json); }};
+}
+
+}  // namespace cli

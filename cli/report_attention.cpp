@@ -1,0 +1,133 @@
+#include "cli/report_attention.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "cli/test_words.h"
+#include "drivetest/progress.h"
+#include "drivetest/time_text.h"
+#include "platform/words.h"
+
+namespace cli {
+
+using drivetest::Outcome;
+using drivetest::TestRow;
+using drivetest::Time;
+using std::chrono::days;
+
+namespace {
+
+constexpr days kUnseen{7};
+
+std::string sentence(std::string text) {
+  if (!text.empty()) text.front() = platform::upper(text.front());
+  if (!text.ends_with('.')) text += '.';
+  return text;
+}
+
+std::string failed_words(const ReportedDrive& drive, const TestRow& row) {
+  std::string words =
+      sentence(dated_test_text(row)) + " " +
+      sentence(drive.advice.empty() ? "back up its data, then replace it" : drive.advice);
+  if (&row != drive.last() && drive.last() && drive.last()->outcome == Outcome::Passed)
+    words += " A shorter or other test that has passed since does not change that.";
+  return words;
+}
+
+bool is_stalled(const ReportedDrive& drive, Time now, Time told) {
+  if (!drive.running) return false;
+  const TestRow& row = *drive.running;
+  if (drive.found) return drive.found->is_stalled;
+  // No file tells what the drive has announced.
+  drivetest::Abilities abilities;
+  abilities.fill({true, std::nullopt});
+  return drivetest::is_stalled(row, abilities, told) ||
+         now - row.progressed.value_or(row.started.value_or(row.recorded)) >= kUnseen;
+}
+
+std::string stalled_words(const TestRow& row) {
+  const Time since = row.progressed.value_or(row.started.value_or(row.recorded));
+  std::string words = sentence(kind_text(row) + " without progress since " + date_text(since));
+  if (row.remaining_percent) words += fmt::format(" {}% remained then.", *row.remaining_percent);
+  return words + " It may still end, and 'hddtest stop' ends it.";
+}
+
+// Not of a drive that can do no test, or one that nobody has been able to ask.
+bool is_expected_to_be_tested(const ReportedDrive& drive) {
+  return !drive.found || drive.found->is_testable.value_or(drive.total() > 0);
+}
+
+std::string overdue_words(const ReportedDrive& drive, Time told) {
+  std::string words = drive.passed ? "The last test that passed was on " + date_text(*drive.passed)
+                                   : std::string("No test is known to have passed with a date");
+  words += '.';
+  if (drive.last() && (!drive.passed || drive.last()->outcome != Outcome::Passed))
+    words += " The newest: " + dated_test_text(*drive.last()) + ".";
+  if (!drive.found && told - drive.heard >= kOverdue)
+    words += " Its machine has told of other drives since: it may be gone.";
+  return words;
+}
+
+std::string quiet_words(const ReportedDrive& drive) {
+  if (drive.running) {
+    std::string words = kind_text(*drive.running) + " running";
+    if (drive.running->remaining_percent)
+      words += fmt::format(", {}% remaining", *drive.running->remaining_percent);
+    return sentence(words);
+  }
+  if (drive.last()) return sentence(dated_test_text(*drive.last()));
+  return "No test is kept.";
+}
+
+}  // namespace
+
+std::string_view name_of(Need need) {
+  constexpr std::array<std::string_view, kNeeds> kNames = {
+      "failed",       "gone",     "stalled",           "not known",     "overdue",
+      "never tested", "in order", "without self-test", "no longer here"};
+  return kNames[static_cast<std::size_t>(need)];
+}
+
+std::string date_text(Time time) { return drivetest::time_text(time).substr(0, 10); }
+
+std::string dated_test_text(const TestRow& row) {
+  const std::string outcome = outcome_text(row);
+  const std::size_t word = std::min(outcome.find(':'), outcome.size());
+  std::string when;
+  if (const auto date = date_of(row))
+    when = fmt::format(" on {} at {}", date_text(*date), drivetest::time_text(*date).substr(11, 5));
+  else if (row.hours)
+    when = fmt::format(" at power-on hour {}", *row.hours);
+  return kind_text(row) + " " + outcome.substr(0, word) + when + outcome.substr(word);
+}
+
+Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
+  const bool is_gone = drive.found && !drive.found->is_here;
+  if (is_gone && now - drive.heard >= kOverdue)
+    return {Need::Former, "It was last seen on " + date_text(drive.heard) + "."};
+  if (const TestRow* const failed = drive.failed())
+    return {Need::Failed,
+            failed_words(drive, *failed) + (is_gone ? " It is no longer in this machine." : "")};
+  if (is_gone)
+    return {Need::Gone, "It was last seen on " + date_text(drive.heard) +
+                            " and is no longer in this machine. If nobody has removed it, check "
+                            "cable and power."};
+  if (is_stalled(drive, now, told)) return {Need::Stalled, stalled_words(*drive.running)};
+  if (drive.found && !drive.found->fault.empty())
+    return {Need::Unknown, sentence("it could not be looked at: " + drive.found->fault)};
+  if (drive.last() && drive.last()->outcome == Outcome::Unknown)
+    return {Need::Unknown, sentence(dated_test_text(*drive.last())) +
+                               " Test it again, and look while the test runs."};
+  if (drive.found && drive.found->is_testable == false && drive.total() == 0)
+    return {Need::Untestable, sentence(drive.found->inability)};
+  if (drive.running || !is_expected_to_be_tested(drive)) return {Need::None, quiet_words(drive)};
+  if (drive.total() == 0)
+    return {Need::NeverTested, "No test of it is kept. 'hddtest start' starts one."};
+  if (!drive.passed || now - *drive.passed >= kOverdue)
+    return {Need::Overdue, overdue_words(drive, told)};
+  return {Need::None, quiet_words(drive)};
+}
+
+}  // namespace cli

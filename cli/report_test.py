@@ -1,0 +1,138 @@
+"""The page that 'hddtest report' makes, as a reader of HTML understands it.
+
+    report_test.py PROGRAM
+"""
+
+import html.parser
+import json
+import os
+import unittest
+
+from command_case import main
+from history_test import kept_test
+from metrics_test import MetricsCase, machine_id
+
+HOSTILE = "</svg></title></style><script>alert(\"1\" & '2')</script>\x1b[31m\u202e\x85é"
+SHOWN = HOSTILE.replace("\x1b", "\ufffd").replace("\u202e", "\ufffd").replace("\x85", "\ufffd")
+EMPTY_ELEMENTS = {"meta"}
+ELEMENTS = {"html", "head", "meta", "title", "style", "body", "main", "header", "section", "article",
+            "footer", "h1", "h2", "h3", "p", "b", "bdi", "span", "div", "time", "ul", "li",
+            "details", "summary", "table", "thead", "tbody", "tr", "th", "td", "svg", "path", "desc"}
+ATTRIBUTES = {"lang", "charset", "http-equiv", "content", "name", "class", "id", "role",
+              "aria-labelledby", "aria-label", "aria-hidden", "viewbox", "width", "height",
+              "preserveaspectratio", "d", "datetime", "scope"}
+
+
+class Page(html.parser.HTMLParser):
+    """Its elements, and what stands in them. Fails on whatever a page of ours never has."""
+
+    def __init__(self, text):
+        super().__init__(convert_charrefs=True)
+        self.open, self.texts, self.attributes = [], [], []
+        self.feed(text)
+        self.close()
+        assert not self.open, self.open
+
+    def handle_starttag(self, tag, attrs):
+        assert tag in ELEMENTS and {name for name, _ in attrs} <= ATTRIBUTES, (tag, attrs)
+        self.attributes += [(tag, name, value) for name, value in attrs]
+        if tag not in EMPTY_ELEMENTS:
+            self.open.append(tag)
+
+    def handle_startendtag(self, tag, attrs):
+        self.handle_starttag(tag, attrs)
+        self.handle_endtag(tag)
+
+    def handle_endtag(self, tag):
+        assert self.open and self.open.pop() == tag, tag
+
+    def handle_data(self, data):
+        self.texts.append((self.open[-1] if self.open else "", data))
+
+    def all_in(self, element):
+        return [text for tag, text in self.texts if tag == element]
+
+    def text(self):
+        return " ".join(text for tag, text in self.texts if tag != "style")
+
+
+class ReportCase(MetricsCase):
+    def report(self, *arguments, status=0):
+        text = self.run_command("report", *arguments)
+        self.assertEqual(self.status, status, self.errors)
+        return Page(text)
+
+
+@unittest.skipUnless(machine_id(), "the machine has no /etc/machine-id")
+class OneMachine(ReportCase):
+    def test_what_needs_somebody_comes_first(self):
+        here = {"machine_id": machine_id()}
+        self.machine("sda")  # the stand-in speaks no JSON
+        self.keep(kept_test(1, **here), kept_test(2, outcome="failed", cause="read failure", **here))
+        page = self.report()
+        self.assertEqual(page.all_in("h2"), ["Needs attention", "The other drives"])
+        self.assertEqual(page.all_in("b"), ["Not known", "No longer here"])
+        self.assertIn("Example Disk 500, EX0001", page.all_in("bdi"))
+        self.assertIn("2 tests: 1 passed, 1 failed", page.all_in("summary"))
+        self.assertRegex(self.errors, r"\Ahddtest: /dev/sda: not looked at: .*\n\Z")
+
+    def test_hostile_texts_stay_texts(self):
+        texts = {name: HOSTILE for name in ("model", "serial_number", "firmware")}
+        self.keep(kept_test(1, dict(texts, identity=HOSTILE), machine_id=machine_id(),
+                            outcome="failed", cause=HOSTILE, device=HOSTILE, device_type=HOSTILE,
+                            host_name=HOSTILE))
+        page = self.report()
+        self.assertIn(f"{SHOWN}, {SHOWN}", page.all_in("bdi"))
+        self.assertIn(f"failed: {SHOWN}", page.all_in("td"))
+        self.assertIn(f"Tests of {SHOWN}, {SHOWN} over time", page.all_in("title"))
+
+    def test_a_history_that_cannot_be_read_is_told(self):
+        state = self.folder / "state"
+        state.mkdir()
+        state.chmod(0o777)
+        page = self.report(status=3)
+        self.assertIn("The history of tests could not be read", page.text())
+        self.assertRegex(self.errors, r"\Ahddtest: nothing is kept in the history: .*\n\Z")
+
+
+class Anywhere(ReportCase):
+    def test_a_machine_without_drives(self):
+        page = self.report()
+        self.assertIn("There is no drive on this machine", page.text())
+        self.expect(0)
+
+    def test_forbids_what_it_does_not_have(self):
+        policy, = [value for _, name, value in self.report().attributes
+                   if name == "content" and "default-src" in value]
+        self.assertTrue(policy.startswith("default-src 'none'; style-src 'unsafe-inline'"))
+
+    def test_replaces_a_file_for_everybody_to_read(self):
+        file = self.folder / "drives.html"
+        file.write_text("old")
+        before = os.umask(0o077)
+        self.addCleanup(os.umask, before)
+        self.assertEqual(self.run_command("report", "--output", file), "")
+        self.expect(0)
+        Page(file.read_text())
+        self.assertEqual(file.stat().st_mode & 0o7777, 0o644)
+        self.assertEqual([one.name for one in self.folder.glob("*drives.html*")], ["drives.html"])
+
+    def test_a_terminal_is_no_place_for_a_page(self):
+        written, status = self.on_terminal("report")
+        self.assertEqual(status, 3)
+        self.assertNotIn("<html", written)
+        self.assertIn("hddtest report --output drives.html", written)
+
+    def test_wrong_command_lines(self):
+        for arguments, words in [(["--output", ""], "--output needs the name of a file"),
+                                 (["--output", "a", "--output", "b"], "--output takes one FILE"),
+                                 (["--output", "none/file"], "cannot write 'none/file'")]:
+            self.run_command("report", *arguments)
+            self.expect_one_line(3, words)
+        answer = json.loads(self.run_command("report", "--json"))
+        self.assertIn("a page for people", answer[0]["reason"])
+        self.assertEqual(self.status, 3)
+
+
+if __name__ == "__main__":
+    main()
