@@ -9,6 +9,7 @@
 #include "cli/output.h"
 #include "cli/published_file.h"
 #include "cli/pull.h"
+#include "cli/report_fleet.h"
 #include "cli/report_page.h"
 #include "cli/test_advice.h"
 #include "cli/test_words.h"
@@ -20,6 +21,7 @@ using drivetest::LookFault;
 using drivetest::Time;
 
 struct ReportOptions {
+  std::vector<std::string> files;
   // One at most; a list, so that an empty text is told from none.
   std::vector<std::string> output;
 };
@@ -27,9 +29,13 @@ struct ReportOptions {
 constexpr const char* kFooter =
     "Makes one page of HTML of the drives of this machine and their tests: those first that need\n"
     "somebody, each with a line of its tests over time. Looks at the drives as 'hddtest status'\n"
-    "does, drives in standby left in peace. The page has no scripts and fetches nothing, so it\n"
-    "can be sent by mail. With --output the file is replaced at once, in mode 0644; without it\n"
-    "the page goes to standard output, which is to be no terminal.\n"
+    "does, drives in standby left in peace. With files it is a page of the machines that these\n"
+    "are of: each is what 'hddtest history --json' has printed on a machine, and is called as the\n"
+    "machine, with .json or .jsonl behind; of a folder all such files are meant. Drives that need\n"
+    "somebody are shown in full, of the others each machine's count; no drive is looked at.\n"
+    "The page has no scripts and fetches nothing, so it can be sent by mail. With --output the\n"
+    "file is replaced at once, in mode 0644; without it the page goes to standard output, which\n"
+    "is to be no terminal.\n"
     "Exit status: 0, or 3 if something could not be read or the page could not be written.";
 
 FoundNow found_now(const MeasuredDrive& one) {
@@ -61,11 +67,6 @@ ReportedDrive reported(const MeasuredDrive& one) {
   return reported;
 }
 
-struct Report {
-  std::string page;
-  bool is_whole = true;
-};
-
 Report report_of_this_machine() {
   DriveTests tests;
   const MeasuredDrives measured = measured_drives(tests);
@@ -94,7 +95,9 @@ int report(const ReportOptions& options, bool json) {
     throw WrongCommandLine(
         "the report is a page of HTML: name a file for it, as in 'hddtest report "
         "--output drives.html'");
-  const Report report = report_of_this_machine();
+  const Report report = options.files.empty()
+                            ? report_of_this_machine()
+                            : report_of_files(files_of(options.files), drivetest::system_time());
   if (options.output.empty())
     standard_output().write(report.page);
   else
@@ -109,7 +112,8 @@ Command report_command(const Invocation& invocation) {
   return {"report",
           "Makes a page of drives and their tests.",
           kFooter,
-          {{"--output", &options->output, "Replace a file by it, such as drives.html", "FILE"}},
+          {{"FILE", &options->files, "Histories of machines as JSON, or folders of such files"},
+           {"--output", &options->output, "Replace a file by it, such as drives.html", "FILE"}},
           [&invocation, options] { return report(*options, invocation.json); }};
 }
 

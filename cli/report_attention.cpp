@@ -13,6 +13,7 @@
 namespace cli {
 
 using drivetest::Outcome;
+using drivetest::TestKind;
 using drivetest::TestRow;
 using drivetest::Time;
 using std::chrono::days;
@@ -32,7 +33,7 @@ std::string failed_words(const ReportedDrive& drive, const TestRow& row) {
       sentence(dated_test_text(row)) + " " +
       sentence(drive.advice.empty() ? "back up its data, then replace it" : drive.advice);
   if (&row != drive.last() && drive.last() && drive.last()->outcome == Outcome::Passed)
-    words += " A shorter or other test that has passed since does not change that.";
+    words += " That a " + kind_text(*drive.last()) + " has passed since does not change that.";
   return words;
 }
 
@@ -59,14 +60,24 @@ bool is_expected_to_be_tested(const ReportedDrive& drive) {
   return !drive.found || drive.found->is_testable.value_or(drive.total() > 0);
 }
 
-std::string overdue_words(const ReportedDrive& drive, Time told) {
-  std::string words = drive.passed ? "The last test that passed was on " + date_text(*drive.passed)
-                                   : std::string("No test is known to have passed with a date");
-  words += '.';
-  if (drive.last() && (!drive.passed || drive.last()->outcome != Outcome::Passed))
+// In words, which kind of test has not passed for too long; empty where none is overdue.
+std::string overdue_text(const ReportedDrive& drive, Time now) {
+  const auto long_test = drive.passed(TestKind::Long);
+  const auto short_test = drive.passed(TestKind::Short);
+  if (!long_test && !short_test) return "No short or long test is known to have passed.";
+  if (long_test && now - *long_test >= kLongOverdue)
+    return "The last long test that passed was on " + date_text(*long_test) + ".";
+  const bool is_long_test_enough = long_test && now - *long_test < kShortOverdue;
+  if (!short_test || is_long_test_enough || now - *short_test < kShortOverdue) return "";
+  return "The last short test that passed was on " + date_text(*short_test) +
+         ", and no long one has since.";
+}
+
+std::string overdue_words(const ReportedDrive& drive, std::string words, Time told) {
+  if (drive.last() && (drive.last()->outcome != Outcome::Passed || !date_of(*drive.last())))
     words += " The newest: " + dated_test_text(*drive.last()) + ".";
-  if (!drive.found && told - drive.heard >= kOverdue)
-    words += " Its machine has told of other drives since: it may be gone.";
+  if (!drive.found && told - drive.heard >= kTakenOut)
+    words += " Its machine has told of other drives since: it may have been taken out.";
   return words;
 }
 
@@ -105,7 +116,7 @@ std::string dated_test_text(const TestRow& row) {
 
 Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
   const bool is_gone = drive.found && !drive.found->is_here;
-  if (is_gone && now - drive.heard >= kOverdue)
+  if (is_gone && now - drive.heard >= kTakenOut)
     return {Need::Former, "It was last seen on " + date_text(drive.heard) + "."};
   if (const TestRow* const failed = drive.failed())
     return {Need::Failed,
@@ -125,8 +136,8 @@ Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
   if (drive.running || !is_expected_to_be_tested(drive)) return {Need::None, quiet_words(drive)};
   if (drive.total() == 0)
     return {Need::NeverTested, "No test of it is kept. 'hddtest start' starts one."};
-  if (!drive.passed || now - *drive.passed >= kOverdue)
-    return {Need::Overdue, overdue_words(drive, told)};
+  if (const std::string overdue = overdue_text(drive, now); !overdue.empty())
+    return {Need::Overdue, overdue_words(drive, overdue, told)};
   return {Need::None, quiet_words(drive)};
 }
 

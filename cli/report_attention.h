@@ -32,9 +32,13 @@ struct Attention {
   std::string words;  // a sentence or two for people; not escaped
 };
 
-// A drive without a test that passed for so long is overdue: a monthly test, and some days. One
-// that was taken out before that is of no interest any more.
-inline constexpr std::chrono::days kOverdue{40};
+// A drive is overdue as the alerts for fleets have it: its last long test passed longer ago than a
+// month and some days, or its last short one longer than two weeks and a day, without a long one in
+// that time; or neither is known to have passed.
+inline constexpr std::chrono::days kLongOverdue{40};
+inline constexpr std::chrono::days kShortOverdue{15};
+// A drive that was not seen for so long has been taken out.
+inline constexpr std::chrono::days kTakenOut{40};
 
 // `now` is the time of the report; `told` the last time that its machine's history tells of, since
 // a file may be older than the report.

@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 constexpr Time kNow{seconds(1'800'000'000)};  // 2027-01-15T08:00:00Z
 
-KeptTest test(days age, std::optional<Outcome> outcome, std::optional<TestKind> kind) {
+KeptTest test(hours age, std::optional<Outcome> outcome, std::optional<TestKind> kind) {
   KeptTest test;
   test.drive.model = "Example Disk";
   test.row.kind = kind;
@@ -64,6 +64,20 @@ TEST(Attention, IsWhatTheTestsSay) {
        Need::Unknown},
       {"no longer unknown", drive({test(days(5), Outcome::Unknown, TestKind::Long), kPassedShort}),
        Need::None},
+      {"a short test is overdue",
+       drive({test(days(15) + hours(3), Outcome::Passed, TestKind::Short)}), Need::Overdue},
+      {"a long test in its place",
+       drive({test(days(17), Outcome::Passed, TestKind::Short),
+              test(days(12), Outcome::Passed, TestKind::Long)}),
+       Need::None},
+      {"a long test that is too old for that",
+       drive({test(days(18), Outcome::Passed, TestKind::Long),
+              test(days(17), Outcome::Passed, TestKind::Short)}),
+       Need::Overdue},
+      {"short tests do not replace the long one",
+       drive({test(days(41), Outcome::Passed, TestKind::Long), kPassedShort}), Need::Overdue},
+      {"a conveyance test is none of the regular ones",
+       drive({test(days(1), Outcome::Passed, TestKind::Conveyance)}), Need::Overdue},
       {"one second to go", drive({test(days(40), Outcome::Passed, TestKind::Long)}), Need::None},
       {"overdue", drive({test(days(41), Outcome::Passed, TestKind::Long)}), Need::Overdue},
       {"aborted alone", drive({test(days(1), Outcome::Aborted, TestKind::Long)}), Need::Overdue},
@@ -90,12 +104,12 @@ TEST(Attention, KnowsWhatWasFoundOfADriveOfThisMachine) {
   EXPECT_THAT(attention(one).words, HasSubstr("it does not answer"));
   one.found->is_here = false;
   EXPECT_EQ(attention(one).need, Need::Gone);
-  EXPECT_EQ(attention_of(one, kNow + kOverdue, kNow + kOverdue).need, Need::Former);
+  EXPECT_EQ(attention_of(one, kNow + kTakenOut, kNow + kTakenOut).need, Need::Former);
   ReportedDrive failed = drive({kFailedLong});
   failed.found = one.found;
   EXPECT_EQ(attention(failed).need, Need::Failed);
   EXPECT_THAT(attention(failed).words, HasSubstr("It is no longer in this machine."));
-  EXPECT_EQ(attention_of(failed, kNow + kOverdue, kNow + kOverdue).need, Need::Former);
+  EXPECT_EQ(attention_of(failed, kNow + kTakenOut, kNow + kTakenOut).need, Need::Former);
 
   ReportedDrive untested;
   untested.found = FoundNow{
@@ -121,13 +135,13 @@ TEST(Attention, SaysWhatWasAndWhatToDo) {
             "Long test failed on 2027-01-12 at 10:00: read failure. Back up its data, then replace "
             "it.");
   EXPECT_THAT(attention(drive({kFailedLong, kPassedShort})).words,
-              HasSubstr("that has passed since does not change that"));
+              HasSubstr(" That a short test has passed since does not change that."));
   ReportedDrive advised = drive({kFailedLong});
   advised.advice = "replace what is in slot 3";
   EXPECT_THAT(attention(advised).words, HasSubstr(". Replace what is in slot 3."));
   EXPECT_EQ(attention(drive({test(days(50), Outcome::Passed, TestKind::Long)})).words,
-            "The last test that passed was on 2026-11-26. Its machine has told of other drives "
-            "since: it may be gone.");
+            "The last long test that passed was on 2026-11-26. Its machine has told of other "
+            "drives since: it may have been taken out.");
 }
 
 TEST(Attention, DoesNotTakeATestWithoutDateForARecentOne) {
@@ -137,7 +151,7 @@ TEST(Attention, DoesNotTakeATestWithoutDateForARecentOne) {
   undated.row.hours = 4711;
   const ReportedDrive one = drive({undated});
   EXPECT_EQ(attention(one).need, Need::Overdue);
-  EXPECT_THAT(attention(one).words, HasSubstr("No test is known to have passed with a date."));
+  EXPECT_THAT(attention(one).words, HasSubstr("No short or long test is known to have passed."));
   EXPECT_THAT(attention(one).words, HasSubstr("short test passed at power-on hour 4711"));
   EXPECT_TRUE(one.marks().empty());
   EXPECT_EQ(one.undated, 1U);

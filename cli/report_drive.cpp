@@ -58,6 +58,7 @@ void ReportedDrive::add_ended(const TestRow& row) {
   if (const auto date = date_of(row)) {
     marks_.push_back({*date, row.kind, outcome});
     if (marks_.size() > kMostMarks) marks_.pop_front();
+    std::optional<Time>& passed = passed_[place_of(row.kind)];
     if (outcome == Outcome::Passed) passed = std::max(passed.value_or(*date), *date);
   } else {
     ++undated;

@@ -61,14 +61,18 @@ class ReportedDrive {
   const drivetest::TestRow* failed() const;
 
   std::optional<drivetest::TestRow> running;
-  std::optional<drivetest::Time> passed;  // when the last one passed, if somebody saw it
-  drivetest::Time heard{};                // the last time that the history tells anything of it
+  // When the last test of the kind passed, if somebody saw it.
+  std::optional<drivetest::Time> passed(drivetest::TestKind kind) const {
+    return passed_[static_cast<std::size_t>(kind)];
+  }
+  drivetest::Time heard{};  // the last time that the history tells anything of it
 
  private:
   void add_ended(const drivetest::TestRow& row);
 
   std::deque<TestMark> marks_;
   std::deque<drivetest::TestRow> listed_;
+  std::array<std::optional<drivetest::Time>, drivetest::kTestKinds.size() + 1> passed_;
   std::array<std::optional<drivetest::TestRow>, drivetest::kTestKinds.size() + 1> failed_;
 };
 

@@ -53,13 +53,14 @@ std::string head(const std::string& title, Time now) {
       markup(title), kReportStyle, isolated(title), drivetest::time_text(now), minute_text(now));
 }
 
-constexpr std::string_view kFoot =
-    "<footer><p>Times are UTC. A drive is overdue when no test of it has passed for {} days. Tests "
-    "that nobody saw have no date: they are counted, and not "
-    "drawn.</p></footer>\n</main>\n</body>\n"
-    "</html>\n";
-
-std::string foot() { return fmt::format(kFoot, kOverdue.count()); }
+std::string foot() {
+  return fmt::format(
+      "<footer><p>Times are UTC. A drive is overdue when its last long test passed {} days ago, or "
+      "its "
+      "last short one {} days ago and no long one since. Tests that nobody saw have no date: they "
+      "are counted and listed, not drawn.</p></footer>\n</main>\n</body>\n</html>\n",
+      kLongOverdue.count(), kShortOverdue.count());
+}
 
 std::string sums(const Counts& counts) {
   std::string text = "<ul class=\"sum\">";
@@ -146,6 +147,54 @@ std::string section(const std::string& title, const std::string& content) {
   return "<section>\n<h2>" + title + "</h2>\n" + content + "</section>\n";
 }
 
+// Those with needs first, the gravest at the top, then by name.
+bool comes_before(const ReportedMachine& one, const ReportedMachine& other) {
+  const Need need = std::min(one.gravest(), Need::None);
+  const Need other_need = std::min(other.gravest(), Need::None);
+  if (need != other_need) return need < other_need;
+  return one.name < other.name;
+}
+
+// "1 failed 23 in order", each word in its colour.
+std::string state(const ReportedMachine& machine) {
+  std::string text;
+  for (std::size_t place = 0; place < kNeeds; ++place) {
+    if (machine.counts[place] == 0) continue;
+    const auto need = static_cast<Need>(place);
+    text += fmt::format("<b class=\"word {}\">{} {}</b> ", colour_of(need), machine.counts[place],
+                        name_of(need));
+  }
+  for (const std::string& note : machine.notes) text += markup(note, 400) + " ";
+  return text;
+}
+
+std::string machine_row(const ReportedMachine& machine) {
+  return fmt::format(
+      "<tr><th scope=\"row\">{}</th><td>{}</td><td class=\"date\">{}"
+      "</td></tr>\n",
+      isolated(machine.name), state(machine), machine.drives() == 0 ? "" : date_text(machine.told));
+}
+
+std::string machines_table(const std::vector<ReportedMachine>& machines) {
+  std::string rows;
+  for (const ReportedMachine& machine : machines)
+    if (machine.fault.empty()) rows += machine_row(machine);
+  if (rows.empty()) return "";
+  return "<div class=\"fleet\"><table><thead><tr><th scope=\"col\">Machine</th><th "
+         "scope=\"col\">State</th><th scope=\"col\">Newest "
+         "test</th></tr></thead>\n<tbody>" +
+         rows + "</tbody></table></div>\n";
+}
+
+std::string unread_list(const std::vector<ReportedMachine>& machines) {
+  std::string text;
+  for (const ReportedMachine& machine : machines)
+    if (!machine.fault.empty())
+      text += "<p class=\"note\"><b class=\"word red\">Not shown</b> " + isolated(machine.name) +
+              ": " + markup(machine.fault, 400) + "</p>\n";
+  return text;
+}
+
 }  // namespace
 
 bool is_graver(const JudgedDrive& one, const JudgedDrive& other) {
@@ -175,6 +224,39 @@ std::string machine_page(const std::string& machine, std::vector<JudgedDrive> dr
         "<p class=\"note\">There is no drive on this machine, and no test of one is kept.</p>\n";
   return page + section("Needs attention", needy) +
          section(needy.empty() ? "All drives" : "The other drives", quiet) + foot();
+}
+
+std::size_t ReportedMachine::drives() const {
+  return std::accumulate(counts.begin(), counts.end(), std::size_t{0});
+}
+
+// The gravest need of the machine. One without a test needs somebody as a drive without one does.
+Need ReportedMachine::gravest() const {
+  if (drives() == 0) return Need::NeverTested;
+  const auto first =
+      std::find_if(counts.begin(), counts.end(), [](auto count) { return count > 0; });
+  return static_cast<Need>(first - counts.begin());
+}
+
+std::string fleet_page(std::vector<ReportedMachine> machines,
+                       const std::vector<JudgedDrive>& drives, std::size_t left_out, Time now) {
+  std::sort(machines.begin(), machines.end(), comes_before);
+  Counts counts{};
+  for (const ReportedMachine& machine : machines)
+    for (std::size_t need = 0; need < kNeeds; ++need) counts[need] += machine.counts[need];
+  const Span span = span_of_all(drives, now);
+  std::string needy;
+  for (std::size_t number = 0; number < drives.size(); ++number)
+    needy += card(drives[number], span, number + 1);
+  if (left_out > 0)
+    needy += fmt::format(
+        "<p class=\"note\">{} more, which are less grave, stand with their machines below.</p>\n",
+        left_out);
+  const std::string title = fmt::format("Drives of {} {}", machines.size(),
+                                        machines.size() == 1 ? "machine" : "machines");
+  return head(title, now) + sums(counts) + legend() + "</header>\n" +
+         section("Machines that are not shown", unread_list(machines)) +
+         section("Needs attention", needy) + section("Machines", machines_table(machines)) + foot();
 }
 
 }  // namespace cli

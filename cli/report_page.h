@@ -27,4 +27,22 @@ bool is_graver(const JudgedDrive& one, const JudgedDrive& other);
 std::string machine_page(const std::string& machine, std::vector<JudgedDrive> drives,
                          const std::vector<std::string>& notes, drivetest::Time now);
 
+// A machine of many.
+struct ReportedMachine {
+  std::string name;
+  std::string fault;  // why its drives are not shown; empty: they are
+  std::vector<std::string> notes{};
+  std::array<std::size_t, kNeeds> counts{};  // of drives, by Need
+  drivetest::Time told{};                    // the last time that its history tells of
+
+  std::size_t drives() const;
+  Need gravest() const;
+};
+
+// The page of many machines. `drives` are those that need somebody and have room on the page;
+// `left_out` is how many have none and stand in the counts alone.
+std::string fleet_page(std::vector<ReportedMachine> machines,
+                       const std::vector<JudgedDrive>& drives, std::size_t left_out,
+                       drivetest::Time now);
+
 }  // namespace cli

@@ -31,9 +31,9 @@ h3 .quiet{font-weight:400}
 .sum .amber{background:var(--amber-back)}
 article,.note{background:var(--card);border:1px solid var(--edge);border-radius:.6rem;
 padding:.9rem 1rem;margin:0 0 .8rem}
-article{color:var(--text)}
-article.red{background:var(--card);border-left:4px solid var(--red)}
-article.amber{background:var(--card);border-left:4px solid var(--amber)}
+article.red,article.amber,article.green,article.quiet{color:var(--text);background:var(--card)}
+article.red{border-left:4px solid var(--red)}
+article.amber{border-left:4px solid var(--amber)}
 article>p{margin-top:.35rem}
 .word{display:inline-block;padding:0 .5rem;margin-right:.45rem;border-radius:.3rem;font-weight:650;
 font-size:.875rem}
@@ -66,9 +66,10 @@ table{width:100%;border-collapse:collapse;font-variant-numeric:tabular-nums}
 th,td{padding:.35rem .8rem .35rem 0;text-align:left;vertical-align:top;border-top:1px solid var(--edge);
 overflow-wrap:anywhere}
 th{font-weight:400;color:var(--quiet);border-top:0}
-tbody th{color:inherit;border-top:1px solid var(--edge)}
+tbody th{color:inherit;border-top:1px solid var(--edge);min-width:7rem}
+thead th{overflow-wrap:normal}
+td .word{margin:0 .3rem 0 0}
 .date{white-space:nowrap}
-.number{text-align:right}
 .fleet{background:var(--card);border:1px solid var(--edge);border-radius:.6rem;padding:.3rem 1rem}
 footer{margin-top:2.5rem;color:var(--quiet);font-size:.875rem}
 @media (max-width:32rem){main{padding:1rem .6rem 2rem}article,.note{padding:.7rem .7rem}

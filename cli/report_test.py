@@ -3,6 +3,7 @@
     report_test.py PROGRAM
 """
 
+import datetime
 import html.parser
 import json
 import os
@@ -93,6 +94,104 @@ class OneMachine(ReportCase):
         page = self.report(status=3)
         self.assertIn("The history of tests could not be read", page.text())
         self.assertRegex(self.errors, r"\Ahddtest: nothing is kept in the history: .*\n\Z")
+
+
+def recent(number, days=1, **members):
+    """A test that a drive of machine number has passed lately."""
+    time = (datetime.datetime.now(datetime.timezone.utc)
+            - datetime.timedelta(days=days)).strftime("%Y-%m-%dT%H:%M:%SZ")
+    return kept_test(number, {"serial_number": f"EX{number}"},
+                     **{"machine_id": f"{number:032x}", "kind": "long", "recorded": time,
+                        "started": time, "ended": time, **members})
+
+
+class Fleet(ReportCase):
+    def setUp(self):
+        super().setUp()
+        self.files = self.folder / "histories"
+        self.files.mkdir()
+
+    def machine_file(self, name, *lines):
+        file = self.files / name
+        file.write_text("".join(line + "\n" for line in lines))
+        return file
+
+    def test_drives_that_need_somebody_and_a_line_for_each_machine(self):
+        well = self.machine_file("web1.example.com.json", recent(1))
+        bad = self.machine_file("web2", recent(2, outcome="failed", cause="read failure"))
+        page = self.report(well, bad)
+        self.expect(0)
+        self.assertEqual(page.all_in("h1"), [])  # its text stands in an element of its own
+        self.assertIn("Drives of 2 machines", page.all_in("bdi"))
+        self.assertEqual(page.all_in("h2"), ["Needs attention", "Machines"])
+        self.assertIn("Example Disk 500, EX2", page.all_in("bdi"))
+        self.assertNotIn("Example Disk 500, EX1", page.all_in("bdi"))
+        self.assertEqual(page.all_in("bdi")[-2:], ["web2", "web1.example.com"])
+        self.assertEqual(page.all_in("b")[-2:], ["1 failed", "1 in order"])
+
+    def test_what_history_prints_is_read(self):
+        self.keep(recent(1), recent(2, outcome="failed"))
+        lines = self.run_command("history", "--json").splitlines()
+        page = self.report(self.machine_file("host.json", *lines))
+        self.expect(0)
+        self.assertIn("1 test of other machines left out. ", page.text())
+
+    def test_of_a_folder_the_files_that_are_histories(self):
+        for number, name in enumerate(("b.json", "a.jsonl", ".hidden.json", "notes.txt"), 1):
+            self.machine_file(name, recent(number))
+        (self.files / "folder.json").mkdir()
+        page = self.report(self.files)
+        self.assertEqual(page.all_in("bdi")[1:], ["a", "b"])
+        (self.folder / "empty").mkdir()
+        self.run_command("report", "empty")
+        self.expect_one_line(3, "empty: there is no file in it that ends in .json or .jsonl")
+
+    def test_a_damaged_file_is_told_and_the_others_are_shown(self):
+        good = self.machine_file("good.json", recent(1))
+        line = recent(2)
+        for what, text, words in [
+                ("cut off", line + "\n" + line[:100], "line 2: it is no JSON: at byte 101"),
+                ("another schema", '{"reason": "x"}\n', "line 1: id is missing"),
+                ("a member more", line[:-1] + ', "\\u001b": 1}', "no member of a test"),
+                ("NUL", "\0" * 100, "line 1: it is no JSON: at byte 1"),
+                ("no UTF-8", line.replace("EX2", "EX\udcff"), "line 1: it is no JSON"),
+                ("no line ends", "x" * 5_000_000, "line 1: it is longer than 262144 bytes"),
+                ("HTML", "<script>alert(1)</script>", "line 1: it is no JSON")]:
+            with self.subTest(what=what):
+                bad = self.files / "bad.json"
+                bad.write_bytes(text.encode("utf-8", "surrogateescape"))
+                page = self.report(bad, good, status=3)
+                self.assertRegex(self.errors, rf"\Ahddtest: .*bad\.json: .*{words}.*\n\Z")
+                self.assertIn("Not shown", page.all_in("b"))
+                self.assertEqual(page.all_in("h2"), ["Machines that are not shown", "Machines"])
+                self.assertEqual(page.all_in("bdi")[-2:], ["bad", "good"])
+
+    def test_a_file_that_is_not_there(self):
+        page = self.report("none.json", self.machine_file("good.json", recent(1)), status=3)
+        self.expect(3, "hddtest: none.json: No such file or directory\n")
+        self.assertIn("none", page.all_in("bdi"))
+
+    def test_two_files_of_one_machine_are_told(self):
+        page = self.report(self.machine_file("a.json", recent(1)), self.machine_file("b.json", recent(1)))
+        self.assertEqual(self.status, 0)
+        self.assertRegex(self.errors, r"\Ahddtest: .*b\.json: it has the machine id of a: .*\n\Z")
+        self.assertIn("Has the machine id of a.", page.text())
+
+    def test_hostile_names_and_texts_stay_texts(self):
+        texts = {name: HOSTILE for name in ("identity", "model", "serial_number", "firmware")}
+        name = HOSTILE.replace("/", "|") + "\udcff"
+        self.machine_file(name + ".json", kept_test(1, texts, outcome="failed", cause=HOSTILE,
+                                                    device=HOSTILE))
+        page = self.report(self.files)
+        shown = SHOWN.replace("/", "|") + "\ufffd"
+        self.assertEqual(page.all_in("bdi")[-1], shown)
+        self.assertIn(f"Tests of {shown}: {SHOWN}, {SHOWN} over time", page.all_in("title"))
+
+    def test_no_drive_is_looked_at(self):
+        self.machine("sda")
+        self.report(self.machine_file("a.json", recent(1)))
+        self.expect(0)
+        self.assertFalse((self.folder / "state").exists())
 
 
 class Anywhere(ReportCase):

@@ -1,0 +1,42 @@
+// The history of a machine from a file, as 'hddtest history --json' has printed it there.
+#pragma once
+
+#include <cstddef>
+#include <istream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/report_drive.h"
+
+namespace cli {
+
+// What a file may have at most, so that a wrong one does no harm.
+struct FileLimits {
+  std::size_t line = 256 * 1024;            // bytes
+  std::size_t file = std::size_t{4} << 30;  // bytes
+  std::size_t drives = 4096;
+};
+
+// Why the file is none of a machine. Its words have the number of the line; they may quote the
+// file, without effect on a terminal.
+class MachineFileError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct MachineHistory {
+  std::string machine_id;             // empty where the file has no test, or the machine no id
+  std::vector<ReportedDrive> drives;  // in the order in which the file names them first
+  std::size_t tests_elsewhere = 0;    // of other machines, which are left out
+  drivetest::Time told{};             // the last time that the file tells of
+};
+
+// Reads line after line and keeps what a page shows. The machine is the one of the newest test:
+// a history may hold tests that were taken over from others. A file that has a line with anything
+// else than a test is refused as a whole, since what is missing may be the worst. Throws
+// MachineFileError.
+MachineHistory read_machine(std::istream& file, const FileLimits& limits = {});
+
+}  // namespace cli
