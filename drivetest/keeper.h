@@ -119,7 +119,11 @@ class Keeper {
   std::string history_fault() const;
 
  private:
-  struct Settled;
+  struct Settled {
+    std::optional<TestRow> running;
+    std::vector<TestRow> ended;
+    bool look_again = false;
+  };
 
   std::optional<TestRow> change(const Drive& drive,
                                 const std::function<DriveChange(const DriveState&)>& decide);

@@ -1,0 +1,185 @@
+// What the keeper tells drives to do, and how it sees that they have done it.
+#include <utility>
+
+#include "drivetest/keeper.h"
+
+namespace drivetest {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// What a drive shows of a test that has just begun or ended may be some seconds old.
+constexpr milliseconds kBetweenLooks = seconds(1);
+constexpr int kLooksAfterAcceptance = 10;
+constexpr int kLooksAfterRefusal = 2;
+
+// Why the drive cannot do such a test, in words; empty: it can.
+std::string why_not_able(const Look& look, TestKind kind) {
+  if (!look.inability.empty()) return look.inability;
+  if (look.abilities[static_cast<std::size_t>(kind)].is_able) return {};
+  return "the drive knows no " + std::string(name_of(kind)) + " self-test";
+}
+
+}  // namespace
+
+std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source source) {
+  bool runs_already = false;
+  const std::optional<TestRow> row = change(look.drive, [&](const DriveState& state) {
+    DriveChange change;
+    runs_already = state.running.has_value();
+    if (runs_already) return change;
+    TestRow row;
+    row.drive = look.drive.identity();
+    row.place = look.drive.place;
+    row.source = source;
+    row.kind = kind;
+    row.started = time_.now();
+    row.hours_at_start = look.power_on_hours;
+    row.power_cycles_at_start = look.power_cycles;
+    change.added.push_back(row);
+    return change;
+  });
+  return runs_already ? std::nullopt : row;
+}
+
+StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool wake) {
+  return start(see(place, wake), kind, replace, wake);
+}
+
+StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake) {
+  const Place place = seen.look.drive.place;
+  StartOutcome outcome;
+  outcome.status = settle(std::move(seen), wake);
+  const auto end = [&](StartResult result, std::string reason) {
+    outcome.result = result;
+    outcome.reason = std::move(reason);
+    return outcome;
+  };
+  if (outcome.status.look.fault != LookFault::None)
+    return end(StartResult::NotStarted, outcome.status.look.reason);
+  // Nobody's test is ended for one that cannot be.
+  if (std::string why = why_not_able(outcome.status.look, kind); replace && !why.empty())
+    return end(StartResult::NotAble, std::move(why));
+  if (outcome.status.is_testing() && replace) {
+    StopOutcome stopped = stop(place, wake);
+    outcome.status = stopped.status;
+    outcome.replaced = stopped.row;
+    if (stopped.result == StopResult::NotStopped)
+      return end(StartResult::NotStarted, "the test that runs does not stop: " + stopped.reason);
+  }
+  const Look& look = outcome.status.look;
+  if (outcome.status.is_testing()) {
+    outcome.row = outcome.status.running;
+    return end(StartResult::AlreadyRunning, "");
+  }
+  if (std::string why = why_not_able(look, kind); !why.empty())
+    return end(StartResult::NotAble, std::move(why));
+  const std::optional<TestRow> row = begin(look, kind, Source::Library);
+  if (!row) {
+    outcome.row = outcome.status.running;
+    return end(StartResult::AlreadyRunning, "");
+  }
+  const ToolReply reply = tell_to_start(look, kind);
+  return await_start(std::move(outcome), reply, *row);
+}
+
+// A tool refuses to start over a test that the drive may only say to run. What has begun since the
+// look is left alone.
+ToolReply Keeper::tell_to_start(const Look& look, TestKind kind) {
+  ToolReply reply = access_.start(look.drive, kind);
+  if (!look.running || reply.answer != ToolAnswer::Busy) return reply;
+  const Look now = access_.look(look.drive.place, true);
+  const bool is_as_before = now.fault == LookFault::None && now.running && now.running->is_doubtful;
+  return is_as_before ? access_.start_in_doubt(look.drive, kind) : reply;
+}
+
+// The tool's word proves nothing: the drive has to show the test, or its entry.
+StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row) {
+  const Place place = outcome.status.look.drive.place;
+  const bool was_accepted = reply.answer == ToolAnswer::Accepted;
+  const int looks = was_accepted ? kLooksAfterAcceptance : kLooksAfterRefusal;
+  std::string fault;
+  bool has_answered = false;
+  for (int number = 0; number < looks; ++number) {
+    if (number > 0) time_.wait(kBetweenLooks);
+    SeenLook seen = see(place, true);
+    if (seen.look.fault != LookFault::None) {
+      fault = seen.look.reason;
+      continue;
+    }
+    has_answered = true;
+    Settled settled = settle_by(seen, true, {});
+    outcome.status = {std::move(seen.look), settled.running, settled.ended, false};
+    const bool has_ended = !settled.ended.empty();
+    if (!has_ended && (!settled.running || settled.look_again || !settled.running->looked))
+      continue;
+    outcome.row = has_ended ? settled.ended.front() : settled.running;
+    if (has_ended && outcome.row->outcome == Outcome::Unknown && !outcome.row->result_code) break;
+    outcome.result = StartResult::Started;
+    return outcome;
+  }
+  // The drive may have begun it: the row stays, for a later look to tell.
+  if (!has_answered) {
+    outcome.reason = (was_accepted ? "the drive took the command" : reply.words) +
+                     ", and has not answered since: " + fault;
+    return outcome;
+  }
+  if (!withdraw(row)) {
+    if (std::optional<TestRow> other = kept(row.number)) {
+      outcome.row = std::move(other);
+      outcome.result = StartResult::Started;
+      return outcome;
+    }
+  }
+  outcome.row.reset();
+  outcome.status.running.reset();
+  // Somebody else was quicker, with a test of another kind. The history has no row of it yet.
+  if (outcome.status.is_testing()) {
+    outcome.status = look(place, true);
+    outcome.row = outcome.status.running;
+    if (outcome.status.is_testing()) {
+      outcome.result = StartResult::AlreadyRunning;
+      return outcome;
+    }
+  }
+  outcome.reason = was_accepted ? "the drive took the command, but shows no test" : reply.words;
+  return outcome;
+}
+
+StopOutcome Keeper::stop(const Place& place, bool wake) { return stop(see(place, wake), wake); }
+
+StopOutcome Keeper::stop(SeenLook seen, bool wake) {
+  const Place place = seen.look.drive.place;
+  StopOutcome outcome;
+  outcome.status = settle(std::move(seen), wake);
+  if (outcome.status.look.fault != LookFault::None) {
+    outcome.reason = outcome.status.look.reason;
+    return outcome;
+  }
+  if (!outcome.status.look.running) {
+    outcome.result = StopResult::NothingRuns;
+    return outcome;
+  }
+  outcome.row = outcome.status.running;
+  const ToolReply reply = access_.stop(outcome.status.look.drive);
+  const bool was_stopped = reply.answer == ToolAnswer::Accepted;
+  for (int number = 0; number < (was_stopped ? kLooksAfterAcceptance : kLooksAfterRefusal);
+       ++number) {
+    if (number > 0) time_.wait(kBetweenLooks);
+    DriveStatus status = settle_by_looks(see(place, true), true, {.was_stopped = was_stopped});
+    if (status.look.fault != LookFault::None) continue;
+    if (!status.ended.empty()) outcome.row = status.ended.front();
+    outcome.status = std::move(status);
+    if (outcome.status.is_testing()) continue;
+    // A drive that still says the same as before, and of whose test nobody knows, had none.
+    const bool had_none = !outcome.row && outcome.status.look.running;
+    outcome.result = had_none ? StopResult::NothingRuns : StopResult::Stopped;
+    return outcome;
+  }
+  outcome.reason = was_stopped ? "the drive took the command, but the test goes on" : reply.words;
+  return outcome;
+}
+
+}  // namespace drivetest

@@ -1,0 +1,131 @@
+// Starting and stopping tests.
+#include "drivetest/keeper_case.h"
+
+namespace drivetest {
+namespace {
+
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+class KeeperCommands : public KeeperCase {};
+
+INSTANTIATE_TEST_SUITE_P(Protocols, KeeperCommands, every_protocol(), protocol_name);
+
+TEST_P(KeeperCommands, StartsATestAndBringsItsRowUpToDate) {
+  const StartOutcome started = start();
+  EXPECT_EQ(started.result, StartResult::Started) << started.reason;
+  ASSERT_TRUE(started.row);
+  EXPECT_FALSE(started.row->outcome);
+  EXPECT_EQ(outcomes(), "running ");
+  time_.wait(minutes(1));
+  const DriveStatus status = look();
+  ASSERT_TRUE(status.running);
+  EXPECT_EQ(status.running->remaining_percent, 50);
+  time_.wait(minutes(5));
+  const DriveStatus ended = look();
+  EXPECT_FALSE(ended.running);
+  ASSERT_EQ(ended.ended.size(), 1);
+  EXPECT_EQ(ended.ended.front().outcome, Outcome::Passed);
+  EXPECT_EQ(outcomes(), "passed ");
+}
+
+TEST_P(KeeperCommands, LeavesARunningTestAloneUnlessItIsToBeReplaced) {
+  drive_.begin(TestKind::Long);
+  const StartOutcome left = start();
+  EXPECT_EQ(left.result, StartResult::AlreadyRunning);
+  EXPECT_EQ(left.row->source, Source::Other);
+  EXPECT_EQ(outcomes(), "running ");
+  const StartOutcome replaced = start(TestKind::Short, true);
+  EXPECT_EQ(replaced.result, StartResult::Started) << replaced.reason;
+  ASSERT_TRUE(replaced.replaced);
+  EXPECT_EQ(replaced.replaced->source, Source::Other);
+  EXPECT_EQ(replaced.replaced->outcome, Outcome::Aborted);
+  EXPECT_EQ(outcomes(), "aborted running ");
+}
+
+TEST_P(KeeperCommands, WaitsForADriveThatShowsTheTestLate) {
+  drive_.delay = seconds(6);
+  EXPECT_EQ(start().result, StartResult::Started);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, DoesNotBelieveThatATestBeganWhichTheDriveDoesNotShow) {
+  drive_.refusal = ToolReply{ToolAnswer::Accepted, ""};
+  const StartOutcome outcome = start();
+  EXPECT_EQ(outcome.result, StartResult::NotStarted);
+  EXPECT_EQ(outcome.reason, "the drive took the command, but shows no test");
+  EXPECT_EQ(outcomes(), "");
+  drive_.refusal = ToolReply{ToolAnswer::Refused, "some error"};
+  EXPECT_EQ(start().reason, "some error");
+  EXPECT_EQ(outcomes(), "");
+}
+
+TEST_P(KeeperCommands, TellsATestOfAnotherKindThatSomebodyElseWasQuickerWith) {
+  if (GetParam() == Protocol::Ata) return;  // where the kind of a running test cannot be seen
+  drive_.refusal = ToolReply{ToolAnswer::Busy, "another test runs"};
+  drive_.before_start = [&] { drive_.begin(TestKind::Long); };
+  const StartOutcome outcome = start(TestKind::Short);
+  EXPECT_EQ(outcome.result, StartResult::AlreadyRunning) << outcome.reason;
+  ASSERT_TRUE(outcome.row);
+  EXPECT_EQ(outcome.row->source, Source::Other);
+  EXPECT_EQ(outcome.row->kind, TestKind::Long);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, BelievesTheDriveWhereTheToolSaysThatTheTestDidNotBegin) {
+  drive_.refusal = ToolReply{ToolAnswer::Refused, "some error"};
+  drive_.before_start = [&] { drive_.begin(TestKind::Short); };
+  EXPECT_EQ(start().result, StartResult::Started);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, StopsATestAndSaysSoWhenNoneRuns) {
+  EXPECT_EQ(stop().result, StopResult::NothingRuns);
+  start(TestKind::Long);
+  const StopOutcome stopped = stop();
+  EXPECT_EQ(stopped.result, StopResult::Stopped) << stopped.reason;
+  EXPECT_EQ(stopped.row->outcome, Outcome::Aborted);
+  EXPECT_EQ(outcomes(), "aborted ");
+}
+
+TEST_P(KeeperCommands, StopsATestThatLeavesNoEntry) {
+  drive_.writes_entries = false;
+  start();
+  const StopOutcome stopped = stop();
+  EXPECT_EQ(stopped.result, StopResult::Stopped);
+  EXPECT_EQ(stopped.row->outcome, Outcome::Aborted);
+}
+
+TEST_P(KeeperCommands, SaysThatADriveDoesNotStop) {
+  drive_.obeys_stop = false;
+  start();
+  const StopOutcome outcome = stop();
+  EXPECT_EQ(outcome.result, StopResult::NotStopped);
+  EXPECT_EQ(outcome.reason, "the drive took the command, but the test goes on");
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, LeavesARowToTheProcessThatIsStartingItsTest) {
+  drive_.delay = seconds(6);
+  drive_.before_start = [&] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    EXPECT_TRUE(other.look(place_, false).ended.empty());
+    EXPECT_EQ(other.start(place_, TestKind::Long, false, false).result,
+              StartResult::AlreadyRunning);
+  };
+  EXPECT_EQ(start().result, StartResult::Started);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, EndsTheRowOfAProcessThatDiedBeforeItsTestBegan) {
+  EXPECT_TRUE(keeper_.begin_foreign(place_, TestKind::Short, Source::Module));
+  time_.wait(minutes(1));
+  const DriveStatus status = look();
+  ASSERT_EQ(status.ended.size(), 1);
+  EXPECT_EQ(status.ended.front().outcome, Outcome::Unknown);
+  EXPECT_EQ(status.ended.front().cause,
+            "no look showed the test running, and the drive has written no entry in its log");
+}
+
+}  // namespace
+}  // namespace drivetest

@@ -1,0 +1,83 @@
+// Histories that others keep busy, that are full, or that cannot be opened.
+#include <gmock/gmock.h>
+
+#include "drivetest/database.h"
+#include "drivetest/faulty_file_system.h"
+#include "drivetest/keeper_case.h"
+
+namespace drivetest {
+namespace {
+
+using std::chrono::minutes;
+
+class KeeperWithoutHistory : public KeeperCase {};
+
+INSTANTIATE_TEST_SUITE_P(Protocols, KeeperWithoutHistory, every_protocol(), protocol_name);
+
+TEST_P(KeeperWithoutHistory, WaitsOnceForAHistoryThatOthersKeepBusy) {
+  History impatient({.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = {}});
+  Keeper keeper(drive_, time_, [&] { return &impatient; });
+  drive_.begin(TestKind::Short);
+  SeenLook other = keeper.see(place_, false);
+  other.look.drive.world_wide_name = "wwn-0x5000000000000002";
+  {
+    const Transaction transaction(history_->database());
+    EXPECT_TRUE(keeper.look(place_, false).running);
+  }
+  EXPECT_THAT(keeper.history_fault(), testing::HasSubstr("history.sqlite"));
+  EXPECT_TRUE(keeper.settle(other, false).running);
+  EXPECT_EQ(outcomes(), "") << "it was tried again for the other drive";
+  time_.wait(minutes(3));
+  EXPECT_EQ(keeper.look(place_, false).ended.size(), 1);
+}
+
+TEST_P(KeeperWithoutHistory, TestsWithoutAHistoryToo) {
+  Keeper keeper(drive_, time_, [] { return nullptr; });
+  EXPECT_EQ(keeper.start(place_, TestKind::Short, false, false).result, StartResult::Started);
+  time_.wait(minutes(3));
+  const DriveStatus status = keeper.look(place_, false);
+  ASSERT_EQ(status.ended.size(), 1);
+  EXPECT_EQ(status.ended.front().outcome, Outcome::Passed);
+  EXPECT_EQ(outcomes(), "");
+}
+
+TEST_P(KeeperWithoutHistory, TestsWithAHistoryThatCannotBeOpenedAndSaysWhy) {
+  int opened = 0;
+  Keeper keeper(drive_, time_, [&]() -> History* {
+    ++opened;
+    throw HistoryError(HistoryFault::Full, "no room");
+  });
+  EXPECT_EQ(keeper.history_fault(), "");
+  EXPECT_EQ(keeper.start(place_, TestKind::Short, false, false).result, StartResult::Started);
+  EXPECT_EQ(keeper.history_fault(), "no room");
+  time_.wait(minutes(3));
+  EXPECT_EQ(keeper.look(place_, false).ended.front().outcome, Outcome::Passed);
+  EXPECT_EQ(opened, 1);
+}
+
+TEST_P(KeeperWithoutHistory, OpensNoHistoryForADriveThatCannotBeAsked) {
+  drive_.fault = LookFault::NoSuchDrive;
+  Keeper keeper(drive_, time_, []() -> History* {
+    ADD_FAILURE() << "opened";
+    return nullptr;
+  });
+  keeper.look(place_, false);
+  EXPECT_FALSE(keeper.begin_foreign(place_, TestKind::Short, Source::Module));
+}
+
+TEST_P(KeeperWithoutHistory, GivesARowThatCouldNotBeKeptNoNumber) {
+  plan_faults({});
+  History history(
+      {.folder = folder_ / "full", .host = {"aa", "host"}, .file_system = kFaultyFileSystem});
+  Keeper keeper(drive_, time_, [&] { return &history; });
+  keeper.look(place_, false);
+  plan_faults({FaultPlan::Kind::Full, 1});
+  const StartOutcome outcome = keeper.start(place_, TestKind::Short, false, false);
+  plan_faults({});
+  EXPECT_EQ(outcome.result, StartResult::Started);
+  EXPECT_NE(keeper.history_fault(), "");
+  EXPECT_EQ(outcome.row->number, 0) << "another test may get it";
+}
+
+}  // namespace
+}  // namespace drivetest
