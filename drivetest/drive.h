@@ -43,7 +43,8 @@ struct Drive {
   std::string serial_number;
   std::string firmware;
   // The identifier that no other drive has: "wwn-0x5000c500a1b2c3d4", "eui-0025385b71b0a7c1",
-  // "nguid-0025385b71b0a7c10025385b71b0a7c1"; in lower case.
+  // "nguid-0025385b71b0a7c10025385b71b0a7c1"; in lower case. An NVMe drive has that of its only
+  // namespace, the NGUID where there is no EUI-64.
   std::string world_wide_name;
   std::optional<std::uint64_t> size;  // bytes
   std::optional<bool> is_rotational;

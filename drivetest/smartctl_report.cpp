@@ -47,9 +47,11 @@ std::string scsi_world_wide_name(const std::string& unit) {
   return "wwn-" + unit;
 }
 
+bool has_one_namespace(JsonPart root) { return root["nvme_number_of_namespaces"].number() == 1; }
+
 // Each namespace has a name of its own: the drive's is that of the only one.
 std::string nvme_world_wide_name(JsonPart root) {
-  if (root["nvme_number_of_namespaces"].number() != 1) return {};
+  if (!has_one_namespace(root)) return {};
   const JsonPart name = root["nvme_namespaces"].at(0)["eui64"];
   const auto maker = name["oui"].number(0xFFFFFF);
   const auto number = name["ext_id"].number(0xFFFFFFFFFF);
@@ -120,6 +122,7 @@ SmartctlReport read_smartctl(const Place& place, const ToolOutput& output) {
   report.version = {static_cast<unsigned>(version.at(0).number(1000).value_or(0)),
                     static_cast<unsigned>(version.at(1).number(1000).value_or(0))};
   read_identity(root, look.drive);
+  report.has_one_namespace = has_one_namespace(root);
   look.power_on_hours = root["power_on_time"]["hours"].number(kMostHours);
   look.power_cycles = root["power_cycle_count"].number(kMostCycles);
   if (look.drive.protocol == Protocol::Ata) read_ata(root, lines, look);

@@ -16,7 +16,8 @@ ToolVersion smartctl_version(const ToolOutput& output);
 
 struct SmartctlReport {
   ToolVersion version;
-  Look look;  // to be completed by settle (inability.h)
+  bool has_one_namespace = false;  // of an NVMe drive, which can have no second one
+  Look look;                       // to be completed by settle (inability.h)
 };
 
 // Whatever the tool has printed: what is told is in the look, also besides a fault.

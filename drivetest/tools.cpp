@@ -2,6 +2,7 @@
 
 #include "drivetest/bay.h"
 #include "drivetest/inability.h"
+#include "drivetest/namespace_name.h"
 #include "drivetest/nvme_report.h"
 #include "drivetest/start_report.h"
 #include "inventory/sysfs.h"
@@ -162,6 +163,8 @@ Look Tools::look(const Place& place, bool wake) {
   SmartctlReport report = read_smartctl(place, output);
   Look& look = report.look;
   look.drive.is_on_usb = is_on_usb(place);
+  if (report.has_one_namespace && look.drive.world_wide_name.empty())
+    look.drive.world_wide_name = nguid_of(place);
   if (output.exit_status < 0) {
     look.fault = LookFault::CannotBeReached;
     look.reason = output.errors;

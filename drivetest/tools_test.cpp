@@ -9,6 +9,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "inventory/test_tree.h"
+
 namespace drivetest {
 namespace {
 
@@ -115,6 +117,23 @@ TEST_F(ToolsCall, TakesNvmeWhereSmartctlIsTooOldForNvmeDrives) {
   tools_.stop(look.drive);
   EXPECT_THAT(calls(), HasSubstr("nvme device-self-test /dev/nvme0 -s 0xf [C]"));
   EXPECT_EQ(tools_.start(look.drive, TestKind::Conveyance).answer, ToolAnswer::NotSupported);
+}
+
+TEST_F(ToolsCall, TakesTheNguidWhereAnNvmeDriveHasNoOtherName) {
+  const inventory::TestTree tree;
+  tree.file("/sys/class/nvme/nvme0/nvme0n1/nguid", "0025385b-71b0-a7c1-0025-385b71b0a7c1\n");
+  setenv("HVX_SYSFS_ROOT", tree.root().c_str(), 1);
+  install_smartctl("5");
+  const auto name = [&](const std::string& count, const std::string& eui) {
+    answer("smartctl.else", R"({"smartctl":{"version":[7,5]},"device":{"protocol":"NVMe"},)"
+                            R"("nvme_number_of_namespaces":)" +
+                                count + R"(,"nvme_namespaces":[{"id":1)" + eui + "}]}");
+    return tools_.look(nvme_, false).drive.world_wide_name;
+  };
+  EXPECT_EQ(name("1", ""), "nguid-0025385b71b0a7c10025385b71b0a7c1");
+  EXPECT_EQ(name("1", R"(,"eui64":{"oui":9528,"ext_id":1})"), "eui-0025380000000001");
+  EXPECT_EQ(name("32", ""), "") << "another namespace may come";
+  unsetenv("HVX_SYSFS_ROOT");
 }
 
 TEST_F(ToolsCall, ReadsTheRefusalOfNvmeFromItsErrors) {

@@ -147,6 +147,10 @@ static void put_nvme(const struct Tree* tree, const struct StandInDrive* drive, 
   if (space == NULL) return;
   make_path(path, "%s/%s", place, name);
   put(tree, path, "nsid", "1");
+  const char* const nguid = drive->nguid;
+  if (strlen(nguid) == 32)
+    put(tree, path, "nguid", "%.8s-%.4s-%.4s-%.4s-%.12s", nguid, nguid + 8, nguid + 12, nguid + 16,
+        nguid + 20);
   if (*drive->nguid != '\0')
     put(tree, path, "wwid", "eui.%s", drive->nguid);
   else if (*drive->wwn != '\0')
