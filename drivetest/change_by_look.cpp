@@ -4,16 +4,16 @@
 #include <iterator>
 #include <utility>
 
+#include "drivetest/drive_access.h"
 #include "drivetest/log_growth.h"
 
 namespace drivetest {
 
 namespace {
 
-using std::chrono::seconds;
-
-// For so long a test belongs to the process that is starting it: no other ends its row.
-constexpr seconds kStarting = seconds(20);
+// For so long a test belongs to the process that is starting it: no other ends its row. The command
+// may take as long as an answer may, and so may the first look after it.
+constexpr std::chrono::seconds kStarting = 2 * kLongestAnswer;
 
 bool is_starting(const TestRow& row, Time now) {
   return row.started && !row.looked && now >= *row.started && now - *row.started < kStarting;

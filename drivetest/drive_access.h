@@ -27,8 +27,11 @@ struct ToolReply {
   std::string words;  // the tool's own line that says why, or our reason; escape before showing
 };
 
-// Each call blocks until the drive has answered, for a minute at most. May be used from several
-// threads at once.
+// For so long a tool may wait for a drive.
+inline constexpr std::chrono::seconds kLongestAnswer(60);
+
+// Each call blocks until the drive has answered, for kLongestAnswer at most for each tool that it
+// takes; a look at an NVMe drive takes up to three. May be used from several threads at once.
 class DriveAccess {
  public:
   virtual ~DriveAccess() = default;

@@ -117,9 +117,30 @@ TEST_P(KeeperCommands, LeavesARowToTheProcessThatIsStartingItsTest) {
   EXPECT_EQ(outcomes(), "running ");
 }
 
+TEST_P(KeeperCommands, LeavesARowToAProcessWhoseDriveAnswersSlowly) {
+  const auto look_at_it = [&] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    EXPECT_TRUE(other.look(place_, false).ended.empty());
+  };
+  drive_.delay = seconds(55);
+  drive_.before_start = [&] {
+    time_.wait(seconds(59));
+    look_at_it();
+    drive_.during_look = [&] {
+      time_.wait(seconds(50));
+      look_at_it();
+    };
+  };
+  const StartOutcome started = start();
+  EXPECT_EQ(started.result, StartResult::Started);
+  ASSERT_TRUE(started.row);
+  EXPECT_EQ(started.row->source, Source::Library);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
 TEST_P(KeeperCommands, EndsTheRowOfAProcessThatDiedBeforeItsTestBegan) {
   EXPECT_TRUE(keeper_.begin_foreign(place_, TestKind::Short, Source::Module));
-  time_.wait(minutes(1));
+  time_.wait(minutes(2));
   const DriveStatus status = look();
   ASSERT_EQ(status.ended.size(), 1);
   EXPECT_EQ(status.ended.front().outcome, Outcome::Unknown);

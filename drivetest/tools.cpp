@@ -15,7 +15,6 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-constexpr int kMostSeconds = 60;
 constexpr char kSmartctl[] = "smartctl";
 constexpr char kNvme[] = "nvme";
 
@@ -32,8 +31,8 @@ ToolOutput run(const char* tool, const Arguments& arguments) {
   Arguments all = {"LC_ALL=C", path};
   all.insert(all.end(), arguments.begin(), arguments.end());
   ToolOutput output;
-  output.exit_status = NKVRHVX20::TOSSpecific::SpawnProcess("env", std::move(all), output.text,
-                                                            output.errors, kMostSeconds);
+  output.exit_status = NKVRHVX20::TOSSpecific::SpawnProcess(
+      "env", std::move(all), output.text, output.errors, static_cast<int>(kLongestAnswer.count()));
   if (output.exit_status < 0 && output.errors.empty())
     output.errors = std::string(tool) + " did not end within a minute, or was killed";
   return output;

@@ -204,8 +204,8 @@ void Judge::judge_look(const World::Report::Seen& seen, const Rows& rows) const 
   const auto runs = std::find_if(rows.begin(), rows.end(), [&](const KeptTest& kept) {
     return !kept.row.outcome && drive_of(kept.row) == seen.drive;
   });
-  // For some seconds a row belongs to the process that is starting its test, if only to die of it.
-  constexpr std::chrono::seconds kStarting(20);
+  // For two minutes a row belongs to the process that is starting its test, if only to die of it.
+  constexpr std::chrono::seconds kStarting(120);
   const bool is_starting = runs != rows.end() && !runs->row.looked &&
                            world_.clock() - *runs->row.started < kStarting + kStarting / 4;
   if (runs != rows.end() && !seen.runs && !is_starting)
