@@ -110,9 +110,10 @@ std::string tests_table(const ReportedDrive& reported) {
   std::string rows;
   const auto& listed = reported.listed();
   for (auto row = listed.rbegin(); row != listed.rend(); ++row) {
-    rows += fmt::format("<tr><td class=\"date\">{}</td><td>{}</td><td>{}</td></tr>\n",
-                        when_text(*row), row->kind ? drivetest::name_of(*row->kind) : "other",
-                        markup(outcome_text(*row), 400));
+    rows +=
+        fmt::format("<tr><td class=\"whole\">{}</td><td class=\"whole\">{}</td><td>{}</td></tr>\n",
+                    when_text(*row), row->kind ? drivetest::name_of(*row->kind) : "other",
+                    markup(outcome_text(*row), 400));
   }
   const std::string which = reported.total() > listed.size()
                                 ? fmt::format(". The newest {}", listed.size())
@@ -170,7 +171,7 @@ std::string state(const ReportedMachine& machine) {
 
 std::string machine_row(const ReportedMachine& machine) {
   return fmt::format(
-      "<tr><th scope=\"row\">{}</th><td>{}</td><td class=\"date\">{}"
+      "<tr><th scope=\"row\">{}</th><td>{}</td><td class=\"whole\">{}"
       "</td></tr>\n",
       isolated(machine.name), state(machine), machine.drives() == 0 ? "" : date_text(machine.told));
 }

@@ -100,8 +100,9 @@ TEST(MachinePage, ListsTheNewestTestsAndCountsAll) {
   }
   const std::string page = machine_page("host", {one}, {}, kNow);
   EXPECT_THAT(page, HasSubstr("<summary>21 tests: 21 passed. The newest 12</summary>"));
-  EXPECT_THAT(page, HasSubstr("<tbody><tr><td class=\"date\">hour 4019</td><td>other</td>"
-                              "<td>passed</td></tr>"));
+  EXPECT_THAT(
+      page, HasSubstr("<tbody><tr><td class=\"whole\">hour 4019</td><td class=\"whole\">other</td>"
+                      "<td>passed</td></tr>"));
   EXPECT_THAT(page, Not(HasSubstr("hour 4007")));
 }
 

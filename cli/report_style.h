@@ -66,14 +66,19 @@ table{width:100%;border-collapse:collapse;font-variant-numeric:tabular-nums}
 th,td{padding:.35rem .8rem .35rem 0;text-align:left;vertical-align:top;border-top:1px solid var(--edge);
 overflow-wrap:anywhere}
 th{font-weight:400;color:var(--quiet);border-top:0}
-tbody th{color:inherit;border-top:1px solid var(--edge);min-width:7rem}
+tbody th{color:inherit;border-top:1px solid var(--edge)}
 thead th{overflow-wrap:normal}
 td .word{margin:0 .3rem 0 0}
-.date{white-space:nowrap}
+.whole{white-space:nowrap}
 .fleet{background:var(--card);border:1px solid var(--edge);border-radius:.6rem;padding:.3rem 1rem}
+.fleet table{table-layout:fixed}
+.fleet thead th:first-child{width:36%}
+.fleet thead th:last-child{width:7rem}
 footer{margin-top:2.5rem;color:var(--quiet);font-size:.875rem}
 @media (max-width:32rem){main{padding:1rem .6rem 2rem}article,.note{padding:.7rem .7rem}
-.fleet{padding:.3rem .7rem}th,td{padding-right:.5rem}}
+.fleet{padding:.3rem .7rem}th,td{padding-right:.5rem}
+.fleet thead{display:none}.fleet tr{display:grid;grid-template-columns:minmax(0,1fr) auto}
+.fleet td:nth-child(2){grid-row:2;grid-column:1/3;border:0;padding-top:0}.fleet .whole{padding-right:0}}
 @media print{:root{--page:#fff;--card:#fff;--text:#000;--quiet:#444;--edge:#bbb;--red:#a01a12;
 --red-back:#fff;--amber:#6b4500;--amber-back:#fff;--green:#14532f;--grid:#ccc}
 body{font-size:10.5pt}main{max-width:none;padding:0}article{break-inside:avoid}h2{break-after:avoid}
