@@ -3,6 +3,7 @@
 
 #include "drivetest/history_json.h"
 #include "drivetest/history_transfer.h"
+#include "drivetest/written_line.h"
 #include "fuzz/scratch_folder.h"
 #include "fuzz/target.h"
 
@@ -26,11 +27,15 @@ std::string exported(drivetest::History& history) {
 }
 
 void read_line(std::string_view line) {
+  const auto quick = drivetest::test_from_written_line(line);
   try {
     const drivetest::KeptTest test = drivetest::test_from_json(line);
+    require(!quick || (quick->row == test.row && json_line(*quick) == json_line(test)),
+            "both readers read the same");
     const std::string written = drivetest::json_line(test);
     require(drivetest::test_from_json(written).row == test.row, "a line is read back");
   } catch (const drivetest::JsonLineError& error) {
+    require(!quick, "the quick reader refuses what the strict one does");
     for (const char* letter = error.what(); *letter != '\0'; ++letter)
       require(*letter >= ' ' && *letter < 0x7F, "an error has no effect on a terminal");
   }
