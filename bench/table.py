@@ -105,6 +105,12 @@ ROWS = [
         "among 100", "of_drive/100", 0.050, MORE),
     Row("keeping a test among 1,000,000, from beginning to end", "history", "test/1000000",
         "among 100", "test/100", 0.050, MORE),
+    # A page of 1,000 such machines is to take 30 seconds at most, and 5 MB.
+    Row("a machine of 24 drives with two years of tests on the page of a fleet", "report", "machine",
+        goal=0.030, figure=PLAIN),
+    Row("the same", "report", "machine", "reading the lines of its file", "lines"),
+    Row("the page of 1,000 machines whose drives have all failed", "report", "page",
+        goal=5e6, figure=PLAIN, quantity="page_bytes"),
     Row("reading SMBIOS structures", "readers", "smbios_table",
         figure=PLAIN, quantity="bytes_per_second"),
     Row("reading the message file", "readers", "message_file",
