@@ -1,6 +1,6 @@
 """The alerts of fleet/prometheus, as promtool and amtool find them.
 
-    alerts_test.py PROGRAM
+    alerts_test.py
 """
 
 import pathlib
@@ -49,4 +49,4 @@ if __name__ == "__main__":
     if missing:
         print(f"skipped: not installed: {', '.join(missing)}")
         sys.exit(77)
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
+    unittest.main()

@@ -3,14 +3,10 @@
     node_exporter_test.py PROGRAM
 """
 
-import os
 import pathlib
-import re
-import select
 import shutil
 import subprocess
 import sys
-import time
 import unittest
 import urllib.request
 
@@ -18,6 +14,7 @@ sys.path.append(str(pathlib.Path(__file__).parent.parent.parent / "cli"))
 # pylint: disable=wrong-import-position
 from exposition import Exposition
 from metrics_test import HOSTILE, MetricsCase, kept_test, machine_id
+from service import Service
 
 PROGRAMS = ("promtool", "prometheus-node-exporter")
 
@@ -37,35 +34,18 @@ class NodeExporter(MetricsCase):
         self.run_command("metrics", "--output", self.file)
         self.assertEqual(self.status, 0, self.errors)
 
-    def address_of(self, exporter):
-        """What it listens at, as its log says."""
-        said, end = "", time.monotonic() + 60
-        while time.monotonic() < end and exporter.poll() is None:
-            if select.select([exporter.stderr], [], [], 1)[0]:
-                said += os.read(exporter.stderr.fileno(), 65536).decode()
-            found = re.search(r'msg="Listening on" address=(127\.0\.0\.1:\d+)(?=\s)', said)
-            if found:
-                return found[1]
-        self.fail(said)
-
     def test_promtool_finds_no_fault(self):
         done = subprocess.run(["promtool", "check", "metrics"], input=self.file.read_bytes(),
                               capture_output=True)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
 
     def test_every_sample_arrives(self):
-        exporter = subprocess.Popen(
-            ["prometheus-node-exporter", "--collector.disable-defaults", "--collector.textfile",
-             f"--collector.textfile.directory={self.collected}", "--web.disable-exporter-metrics",
-             "--web.listen-address=127.0.0.1:0"], stderr=subprocess.PIPE)
-        try:
-            address = self.address_of(exporter)
-            with urllib.request.urlopen(f"http://{address}/metrics", timeout=60) as answer:
-                collected = Exposition(answer.read())
-        finally:
-            exporter.kill()
-            exporter.wait()
-            exporter.stderr.close()
+        exporter = Service(self, ["prometheus-node-exporter", "--collector.disable-defaults",
+                                  "--collector.textfile", "--web.disable-exporter-metrics",
+                                  f"--collector.textfile.directory={self.collected}",
+                                  "--web.listen-address=127.0.0.1:0"], self.folder)
+        with urllib.request.urlopen(f"http://{exporter.address}/metrics", timeout=60) as answer:
+            collected = Exposition(answer.read())
         written = Exposition(self.file.read_bytes())
         self.assertGreater(len(written.samples), 20)
         self.assertEqual({key: value for key, value in collected.samples.items()
