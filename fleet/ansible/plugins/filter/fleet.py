@@ -1,0 +1,89 @@
+"""What the playbooks want to know of their machines, in words for people."""
+
+import json
+
+
+def waves(hosts, groups, rack_prefix="", cap=0):
+    """The machines in waves: of each rack one at most, and no more than the cap where it is not 0. A rack
+    is a group whose name begins with the prefix; machines in none are alone."""
+    racks = {}
+    for name, members in groups.items():
+        if rack_prefix and name.startswith(rack_prefix):
+            for host in members:
+                racks.setdefault(host, set()).add(name)
+    found = []
+    for host in hosts:
+        for wave, taken in found:
+            if not (cap and len(wave) >= cap) and not taken & racks.get(host, set()):
+                break
+        else:
+            wave, taken = [], set()
+            found.append((wave, taken))
+        wave.append(host)
+        taken |= racks.get(host, set())
+    return [wave for wave, _ in found]
+
+
+def _last_line(text):
+    return next((line.strip() for line in reversed(str(text or "").splitlines()) if line.strip()), "")
+
+
+def fault(result):
+    """Why a task did not do its work on a machine; empty: it did."""
+    if result.get("unreachable"):
+        return "unreachable: " + _last_line(result.get("msg"))
+    if result.get("skipped"):
+        return ""
+    message = str(result.get("msg", ""))
+    if "No such file or directory: b'hddtest'" in message or result.get("rc") == 127:
+        return "hddtest is not installed"
+    # Ansible did not come so far as to start the command.
+    if "module_stderr" in result or ("rc" not in result and (result.get("failed") or message)):
+        return (_last_line(result.get("module_stderr")) or _last_line(result.get("module_stdout")) or
+                _last_line(message))
+    return ""
+
+
+def _ended(is_good, text):
+    return {"is_good": is_good, "text": text}
+
+
+def tested(result):
+    """How a patrol ended, told by its JSON."""
+    if fault(result):
+        return _ended(False, fault(result))
+    if result.get("skipped"):
+        return _ended(True, "would be tested")
+    try:
+        drives = json.loads(result.get("stdout", ""))
+    except ValueError:
+        return _ended(False, _last_line(result.get("stderr")) or f"exit status {result.get('rc')}")
+    if not drives:
+        return _ended(True, "no drive to test")
+    counts = {}
+    for drive in drives:
+        counts[drive["result"]] = counts.get(drive["result"], 0) + 1
+    text = ", ".join(f"{count} {word}" for word, count in counts.items())
+    bad = [drive for drive in drives if drive["result"] in ("failed", "not-started")]
+    for drive in bad:
+        text += f"; {drive['name']}: " + (drive.get("reason") or drive["result"])
+    return _ended(result.get("rc") == 0 and not bad, text)
+
+
+def gathered(result):
+    """How far a machine's history came."""
+    if fault(result):
+        return _ended(False, fault(result))
+    if result.get("skipped"):
+        return _ended(True, "would be gathered")
+    if result.get("rc", 0) != 0:
+        return _ended(False, _last_line(result.get("stderr")) or f"exit status {result['rc']}")
+    count = int(result["stdout"].split()[0])
+    return _ended(True, f"tests: {count}" if count else "no tests are kept")
+
+
+class FilterModule:
+    """Ansible asks it for the filters."""
+
+    def filters(self):
+        return {"waves": waves, "fault": fault, "tested": tested, "gathered": gathered}

@@ -1,0 +1,78 @@
+"""Machines of a fleet for Ansible: played ones on this computer, each with a drive of the stand-in and the
+real hddtest."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TREE = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.path.append(str(TREE / "tests/drivetest"))
+# pylint: disable=wrong-import-position
+from life import Life
+from stage import Stage
+
+COLLECTION = TREE / "fleet/ansible"
+WRAPPER = """#!/bin/sh
+{settings}
+echo "begin {name} $1" >>{log}
+{program} "$@"
+status=$?
+echo "end {name} $1" >>{log}
+exit $status
+"""
+
+
+class AnsibleCase(unittest.TestCase):
+    programs = "/nonexistent"  # with the hddtest of the computer that Ansible is called on
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="hddtest_fleet."))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.log = self.folder / "calls"
+        self.inventory = self.folder / "inventory"
+        (self.folder / "ansible.cfg").write_text("")
+        collections = self.folder / "collections/ansible_collections/hddtest"
+        collections.mkdir(parents=True)
+        (collections / "fleet").symlink_to(COLLECTION)
+
+    def play_machine(self, name, drives, programs, standin):
+        """Its folder of programs; the clock goes on while they wait. A drive of None: there is no hddtest."""
+        stage = Stage(Life(None, drives, {}, "", 60, []), programs, standin)
+        self.addCleanup(stage.close)
+        settings = [f"export {key}='{value}'" for key, value in stage.environment.items()
+                    if os.environ.get(key) != value]
+        (stage.folder / "fleet").mkdir()
+        program = stage.folder / "fleet/hddtest"
+        program.write_text(WRAPPER.format(settings="\n".join(settings), name=name, log=self.log,
+                                          program=pathlib.Path(programs) / "hddtest"))
+        program.chmod(0o755)
+        return program.parent
+
+    def ansible(self, *words):
+        """Exit status and what was printed. Nothing of this computer's own settings counts."""
+        environment = {"PATH": f"{self.programs}:{os.environ['PATH']}", "LC_ALL": "C.UTF-8", "HOME": str(self.folder),
+                       "ANSIBLE_CONFIG": str(self.folder / "ansible.cfg"), "ANSIBLE_NOCOLOR": "1", "ANSIBLE_PIPELINING": "1",
+                       "ANSIBLE_COLLECTIONS_PATH": str(self.folder / "collections"),
+                       "ANSIBLE_INVENTORY": str(self.inventory), "ANSIBLE_TIMEOUT": "20",
+                       "ANSIBLE_LOCALHOST_WARNING": "0", "PYTHONDONTWRITEBYTECODE": "1"}
+        done = subprocess.run(["ansible-playbook", *words], cwd=self.folder, env=environment, text=True,
+                              stdin=subprocess.DEVNULL, capture_output=True, timeout=500, check=False)
+        return done.returncode, done.stdout + done.stderr
+
+    def told(self, output):
+        """What the last play says of each machine, and whether it calls that good."""
+        said = output.rpartition("TASK [Tell]")[2].partition("PLAY ")[0]
+        found = re.findall(r'^(ok|fatal): \[([^]]+)\](?:: FAILED!)? => \{.*?"msg": "(.*?)"\n?\}', said,
+                           re.MULTILINE | re.DOTALL)
+        return {name: (word == "ok", text) for word, name, text in found}
+
+    def recap(self, output):
+        """By machine, the counts of the end: ok, changed, ..."""
+        return {name: {word: int(count) for word, count in re.findall(r"(\w+)=(\d+)", counts)}
+                for name, counts in re.findall(r"^(\S+) +: (ok=.*)$", output.partition("PLAY RECAP")[2],
+                                               re.MULTILINE)}

@@ -1,0 +1,169 @@
+"""The playbooks over 50 machines that are played on this one, some of which cannot be tested.
+
+    ansible_playbooks_test.py PROGRAMS STANDIN
+"""
+
+import shutil
+import sys
+import unittest
+
+from ansible_case import AnsibleCase, COLLECTION
+
+sys.path.append(str(COLLECTION / "plugins/filter"))
+# pylint: disable=wrong-import-position
+from fleet import gathered, tested, waves
+
+PROGRAMS, STANDIN = sys.argv[1:3]
+NEEDED = ("ansible-playbook", "smartctl")
+
+
+def disk(number, *more):
+    return ["protocol ata", "nodes /dev/sda", "model Example Disk 500", f"serial EX{number:04}",
+            "firmware 1.0", f"wwn 5000c500a1b2{number:04}", *more]
+
+
+class Waves(unittest.TestCase):
+    def test_have_one_machine_of_each_rack_and_no_more_than_the_cap(self):
+        racks = {"all": list("abcdef"), "rack_1": ["a", "b", "c"], "rack_2": ["d"]}
+        for prefix, cap, found in [("", 0, ["abcdef"]), ("", 2, ["ab", "cd", "ef"]),
+                                   ("rack_", 0, ["adef", "b", "c"]), ("rack_", 2, ["ad", "be", "cf"]),
+                                   ("rack_", 1, list("abcdef"))]:
+            with self.subTest(prefix=prefix, cap=cap):
+                self.assertEqual(waves("abcdef", racks, prefix, cap), [list(wave) for wave in found])
+        self.assertEqual(waves([], racks), [])
+
+    def test_machine_in_two_racks_waits_for_both(self):
+        racks = {"rack_1": ["a", "b"], "rack_2": ["b", "c"]}
+        self.assertEqual(waves("abc", racks, "rack_"), [["a", "c"], ["b"]])
+
+
+class Words(unittest.TestCase):
+    def test_of_machines_that_could_not_be_asked(self):
+        for result, text in [
+                ({"unreachable": True, "msg": "Failed\nno route"}, "unreachable: no route"),
+                ({"msg": "MODULE FAILURE", "rc": 1, "module_stderr": "sudo: no\n"}, "sudo: no"),
+                ({"failed": True, "rc": 2, "msg": "[Errno 2] No such file or directory: b'hddtest'"},
+                 "hddtest is not installed"),
+                ({"rc": 127, "stderr": "sh: 1: hddtest: not found"}, "hddtest is not installed")]:
+            for told in (tested(result), gathered(result)):
+                self.assertEqual(told, {"is_good": False, "text": text})
+
+    def test_of_patrols(self):
+        one = '{"name": "/dev/sda", "result": "%s", "reason": %s}'
+        for drives, status, is_good, text in [
+                ("[]", 0, True, "no drive to test"),
+                (f'[{one % ("passed", "null")}, {one % ("passed", "null")}]', 0, True, "2 passed"),
+                (f'[{one % ("failed", chr(34) + "servo" + chr(34))}]', 1, False, "1 failed; /dev/sda: servo"),
+                (f'[{one % ("unknown", "null")}]', 1, False, "1 unknown"),
+                (f'[{one % ("not-started", "null")}]', 0, False, "1 not-started; /dev/sda: not-started"),
+                ("", 3, False, "exit status 3")]:
+            with self.subTest(drives):
+                self.assertEqual(tested({"rc": status, "stdout": drives}),
+                                 {"is_good": is_good, "text": text})
+
+
+class Playbooks(AnsibleCase):
+    programs = PROGRAMS
+
+    def play(self, numbers):
+        """These machines, m00 to m49, and in self.wanted what is to be told of a test of each."""
+        lines = ["[all:vars]", "ansible_connection=local", f"ansible_python_interpreter={sys.executable}",
+                 "hddtest_poll=1", "", "[all]"]
+        self.wanted = {}
+        nowhere = self.folder / "nowhere"
+        nowhere.mkdir()
+        refusing = self.folder / "refuses"
+        refusing.write_text("#!/bin/sh\necho 'sudo: a password is required' >&2\nexit 1\n")
+        refusing.chmod(0o755)
+        for number in numbers:
+            name, more, place, drives = f"m{number:02}", "", nowhere, {"disk": disk(number)}
+            if number in range(3, 9):
+                drives["disk"] += ["result 7", "result_lba 4711"]
+                self.wanted[name] = (False, "1 failed; /dev/sda: ")
+            elif number in range(10, 14):
+                drives = {}
+                self.wanted[name] = (True, "no drive to test")
+            elif number in (20, 30):
+                drives = None
+                self.wanted[name] = (False, "hddtest is not installed")
+            elif number in (21, 22, 40):
+                more = " ansible_connection=ssh ansible_host=127.0.0.1 ansible_port=1"
+                drives = None
+                self.wanted[name] = (False, "unreachable: ")
+            elif number in (23, 49):
+                more = f" ansible_become_user=nobody ansible_become_exe={refusing}"
+                drives = None
+                self.wanted[name] = (False, "sudo: a password is required")
+            else:
+                self.wanted[name] = (True, "1 passed")
+            if drives is not None:
+                place = self.play_machine(name, drives, PROGRAMS, STANDIN)
+            lines.append(f"{name}{more} ansible_async_dir={self.folder}/async-{name} "
+                         f"hddtest_environment=\"{{'PATH': '{place}:/usr/bin:/bin'}}\"")
+        for rack in range(10):
+            lines += [f"[rack_{rack}]", *(f"m{number:02}" for number in numbers if number // 5 == rack)]
+        self.inventory.write_text("\n".join(lines) + "\n")
+
+    def expect_told(self, output, wanted):
+        told = self.told(output)
+        self.assertEqual(told.keys(), wanted.keys(), output)
+        for name, (is_good, text) in wanted.items():
+            self.assertEqual(told[name][0], is_good, f"{name}: {told[name]}")
+            self.assertTrue(told[name][1].startswith(text), f"{name}: {told[name]}")
+
+    def most_at_once(self, rack_of):
+        """Of all that tests ran at, and of one rack."""
+        running, most, in_rack = set(), 0, 0
+        for line in self.log.read_text().splitlines():
+            word, name, _ = line.split()
+            (running.add if word == "begin" else running.remove)(name)
+            most = max(most, len(running))
+            in_rack = max([in_rack, *(sum(rack_of(other) == rack_of(name) for other in running)
+                                      for name in running)])
+        return most, in_rack
+
+    def test_of_all_tell_of_each(self):
+        self.play(range(50))
+        status, output = self.ansible("-f", "10", "-e", "hddtest_cap=8", "hddtest.fleet.test")
+        self.expect_told(output, self.wanted)
+        self.assertEqual(status, 2, output)
+        most, in_rack = self.most_at_once(lambda name: int(name[1:]) // 5)
+        self.assertEqual(in_rack, 1)
+        self.assertIn(most, range(2, 9))
+
+        status, output = self.ansible("-f", "10", "hddtest.fleet.gather")
+        tests = {name: (True, "tests: 1") if text in ("1 passed", "1 failed; /dev/sda: ") else
+                 (True, "no tests are kept") if is_good else (is_good, text)
+                 for name, (is_good, text) in self.wanted.items()}
+        self.expect_told(output, tests)
+        kept = {path.stem for path in (self.folder / "hddtest-histories").glob("*.jsonl") if path.stat().st_size}
+        self.assertEqual(kept, {name for name, (_, text) in tests.items() if text == "tests: 1"})
+        self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/m03.jsonl").read_text())
+
+        # What has not changed is not changed again.
+        _, output = self.ansible("-f", "10", "hddtest.fleet.gather")
+        self.assertEqual({name for name, counts in self.recap(output).items() if counts["changed"]}, set())
+
+    def test_check_mode_tests_nothing(self):
+        self.play(range(5))
+        status, output = self.ansible("--check", "hddtest.fleet.test")
+        self.assertEqual(status, 0, output)
+        self.assertEqual(set(self.told(output).values()), {(True, "would be tested")})
+        self.assertFalse(self.log.exists())
+
+    def test_limit_leaves_the_waves_whole(self):
+        self.play([0, 1, 2, 45, 46, 47, 48, 49])
+        status, output = self.ansible("--limit", "m00,m01,rack_9", "-e", "hddtest_hosts=all,!m49",
+                                      "hddtest.fleet.test")
+        names = {"m00", "m01", "m45", "m46", "m47", "m48"}
+        self.expect_told(output, {name: self.wanted[name] for name in names})
+        self.assertEqual(status, 0, output)
+        self.assertEqual(self.most_at_once(lambda name: int(name[1:]) // 5)[1], 1)
+
+
+if __name__ == "__main__":
+    missing = [name for name in NEEDED if not shutil.which(name)]
+    if missing:
+        print(f"skipped: not installed: {', '.join(missing)}")
+        sys.exit(77)
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
