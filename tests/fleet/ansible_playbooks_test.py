@@ -140,6 +140,10 @@ class Playbooks(AnsibleCase):
         self.assertEqual(kept, {name for name, (_, text) in tests.items() if text == "tests: 1"})
         self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/m03.jsonl").read_text())
 
+        page = (self.folder / "hddtest-histories/fleet.html").read_text()
+        self.assertEqual([name for name in self.wanted if name not in page], sorted(
+            name for name, (_, text) in tests.items() if text not in ("tests: 1", "no tests are kept")))
+
         # What has not changed is not changed again.
         _, output = self.ansible("-f", "10", "hddtest.fleet.gather")
         self.assertEqual({name for name, counts in self.recap(output).items() if counts["changed"]}, set())
