@@ -117,7 +117,7 @@ class Prepare(unittest.TestCase):
         self.assertIn("prometheus.service -> /dev/null\n", (self.folder / "units").read_text())
         self.assertRegex((self.folder / "installed").read_text(), "^install .* prometheus .*ansible-lint")
         self.assertEqual(sorted(path.name for path in units.iterdir()),
-                         ["prometheus-alertmanager.service", "prometheus.service"])
+                         ["prometheus-alertmanager.service", "prometheus.service", "ssh.service"])
         self.assertEqual((units / "prometheus-alertmanager.service").read_text(), "of the administrator\n")
         self.assertFalse(policy.exists(), "only while the packages are installed")
 

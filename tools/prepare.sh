@@ -17,7 +17,7 @@ package_packages="dpkg-dev file git" # git tells the time of the commit
 test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate locales
  universal-ctags nvme-cli"
 fleet_packages="prometheus prometheus-alertmanager prometheus-node-exporter ansible-core ansible-lint
- chromium"
+ python3-apt openssh-client openssh-server chromium"
 lint_packages="clang-format clang-tidy"
 bench_packages="libbenchmark-dev hwinfo"
 fuzz_packages="clang libclang-rt-dev"
@@ -85,9 +85,9 @@ require_packages() {
 require_fleet_packages() (
   missing=$(missing_packages $fleet_packages)
   units=${machine_root-}/etc/systemd/system policy=${machine_root-}/usr/sbin/policy-rc.d
-  services=$(grep '^prometheus' <<< "$missing" | tr '\n' ' ')
+  services=$(sed -n 's/^openssh-server$/ssh/p; /^prometheus/p' <<< "$missing" | tr '\n' ' ')
   if [ -n "$services" ] && { [ -z "$as_root" ] || $as_root -n true 2>/dev/null || [ -t 0 ]; }; then
-    say "Masking the services of ${services% }"
+    say "Masking the services ${services% }"
     $as_root mkdir -p "$units"
     for service in $services; do
       [ -e "$units/$service.service" ] || $as_root ln -s /dev/null "$units/$service.service"

@@ -106,10 +106,10 @@ class Alerting(unittest.TestCase):
         (self.folder / "alertmanager.yml").write_text(replaced(
             "alertmanager.yml", ("localhost:9095", f"127.0.0.1:{self.webhook.port}"),
             (r"group_wait: \w+", "group_wait: 100ms"), (r"group_interval: \w+", "group_interval: 1s")))
-        manager = Service(self, ["prometheus-alertmanager", "--config.file=alertmanager.yml",
+        manager = Service(self.addCleanup, ["prometheus-alertmanager", "--config.file=alertmanager.yml",
                                  "--storage.path=alertmanager", "--cluster.listen-address=",
                                  "--web.listen-address=127.0.0.1:0"], self.folder)
-        exporter = Service(self, ["prometheus-node-exporter", "--collector.disable-defaults",
+        exporter = Service(self.addCleanup, ["prometheus-node-exporter", "--collector.disable-defaults",
                                   "--collector.textfile", "--web.disable-exporter-metrics",
                                   f"--collector.textfile.directory={self.collected}",
                                   "--web.listen-address=127.0.0.1:0"], self.folder)
@@ -120,7 +120,7 @@ class Alerting(unittest.TestCase):
         (self.folder / "prometheus.yml").write_text(replaced(
             "prometheus.yml", ("scrape_interval: 1m", "scrape_interval: 1s"),
             ("localhost:9093", manager.address)))
-        Service(self, ["prometheus", "--config.file=prometheus.yml", "--storage.tsdb.path=samples",
+        Service(self.addCleanup, ["prometheus", "--config.file=prometheus.yml", "--storage.tsdb.path=samples",
                        "--web.listen-address=127.0.0.1:0"], self.folder)
 
     def hddtest(self, status, *words):

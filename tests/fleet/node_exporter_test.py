@@ -40,7 +40,7 @@ class NodeExporter(MetricsCase):
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
 
     def test_every_sample_arrives(self):
-        exporter = Service(self, ["prometheus-node-exporter", "--collector.disable-defaults",
+        exporter = Service(self.addCleanup, ["prometheus-node-exporter", "--collector.disable-defaults",
                                   "--collector.textfile", "--web.disable-exporter-metrics",
                                   f"--collector.textfile.directory={self.collected}",
                                   "--web.listen-address=127.0.0.1:0"], self.folder)

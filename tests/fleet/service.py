@@ -6,9 +6,10 @@ import threading
 
 
 class Service:
-    """The programs of Prometheus: told to listen at port 0, they log the address that they got."""
+    """The programs of Prometheus: told to listen at port 0, they log the address that they got. What is to
+    be called at the end is handed to add_cleanup."""
 
-    def __init__(self, test, words, folder):
+    def __init__(self, add_cleanup, words, folder):
         self.said = ""
         self.listens = threading.Event()
         self.address = None
@@ -16,9 +17,10 @@ class Service:
                                         stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         self.reader = threading.Thread(target=self.read)
         self.reader.start()
-        test.addCleanup(self.end)
+        add_cleanup(self.end)
         self.listens.wait(60)
-        test.assertIsNotNone(self.address, self.said)
+        if self.address is None:
+            raise AssertionError(self.said)
 
     def read(self):
         """All that it says, so that it never waits for a reader."""

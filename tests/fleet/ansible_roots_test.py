@@ -1,0 +1,191 @@
+"""The role and the playbooks over SSH, as on real machines: two systems of this one's files, each with changes
+of its own, mounts of its own and an sshd on loopback. Needs root; exit status 77: not possible here.
+
+    ansible_roots_test.py BUILD PROGRAMS STANDIN
+"""
+
+import json
+import os
+import pathlib
+import shutil
+import socket
+import subprocess
+import sys
+import unittest
+
+from ansible_case import AnsibleCase, TREE
+
+BUILD = pathlib.Path(sys.argv[1]).resolve()
+PROGRAMS, STANDIN = sys.argv[2:4]
+NEEDED = ("ansible-playbook", "sshd", "ssh", "ssh-keygen", "smartctl", "cpack", "unshare", "systemctl")
+
+# $0 is a folder for the system, the other words are folders that it sees as they are here. Nothing of it
+# outlasts the first process.
+SYSTEM = """
+set -e
+mount -t tmpfs tmpfs "$0"
+mkdir "$0/changes" "$0/work" "$0/root"
+mount -t overlay overlay -o "lowerdir=/,upperdir=$0/changes,workdir=$0/work" "$0/root"
+for place; do mkdir -p "$0/root$place"; mount --rbind "$place" "$0/root$place"; done
+mount -t proc proc "$0/root/proc"
+mount -t tmpfs tmpfs "$0/root/run"
+mkdir -p "$0/root/run/sshd" "$0/root/tmp"
+rm -rf "$0/root/etc/hddtest" "$0/root/etc/default/hddtest"
+exec chroot "$0/root" /usr/sbin/sshd -D -e -f "$CONFIGURATION"
+"""
+
+# There is no systemd, so its units are enabled and never started.
+CONFIGURATION = """
+ListenAddress 127.0.0.1:{port}
+HostKey {folder}/host_key
+AuthorizedKeysFile {folder}/key.pub
+StrictModes no
+PermitRootLogin prohibit-password
+PasswordAuthentication no
+UsePAM no
+PidFile none
+SetEnv SYSTEMD_OFFLINE=1
+Subsystem sftp internal-sftp
+"""
+
+HASH = "$y$j9T$neverShown$example"
+KEY = "-----BEGIN EXAMPLE KEY-----\nneverShownEither\n-----END EXAMPLE KEY-----\n"
+
+
+def free_port():
+    with socket.socket() as free:
+        free.bind(("127.0.0.1", 0))
+        return free.getsockname()[1]
+
+
+def disk(number, *more):
+    return ["protocol ata", "nodes /dev/sda", "model Example Disk 500", f"serial EX{number:04}",
+            "firmware 1.0", f"wwn 5000c500a1b2{number:04}", *more]
+
+
+class Roots(AnsibleCase):
+    def setUp(self):
+        super().setUp()
+        for name in ("key", "host_key"):
+            subprocess.run(["ssh-keygen", "-q", "-N", "", "-t", "ed25519", "-f", self.folder / name], check=True)
+        packed = subprocess.run([TREE / "deploy/pack", BUILD, self.folder / "packages"], capture_output=True,
+                                text=True, check=True).stdout.split()
+        self.packages = sorted(packed, key=lambda path: "hddtest-module" not in path)
+        self.ports = {}
+        lines = []
+        for name, drives in (("one", {"disk": disk(1)}), ("two", {"disk": disk(2, "result 7")})):
+            place = self.play_machine(name, drives, "/usr/bin", STANDIN)
+            self.start_system(name)
+            lines.append(f"{name} ansible_port={self.ports[name]} "
+                         f"hddtest_environment=\"{{'PATH': '{place}:/usr/sbin:/usr/bin:/sbin:/bin'}}\"")
+        self.inventory.write_text("\n".join([
+            *lines, "[all:vars]", "ansible_host=127.0.0.1", "ansible_user=root", "hddtest_poll=1",
+            "ansible_python_interpreter=/usr/bin/python3", f"ansible_ssh_private_key_file={self.folder}/key",
+            f"ansible_ssh_common_args='{' '.join(self.ssh_options())}'"]) + "\n")
+
+    def ssh_options(self):
+        return ["-F", "none", "-o", "UserKnownHostsFile=/dev/null", "-o", "StrictHostKeyChecking=no", "-o",
+                "LogLevel=ERROR", "-o", "ControlMaster=no", "-o", "ControlPath=none"]
+
+    def start_system(self, name):
+        root = self.folder / name
+        root.mkdir()
+        self.ports[name] = free_port()
+        configuration = self.folder / f"{name}.conf"
+        configuration.write_text(CONFIGURATION.format(port=self.ports[name], folder=self.folder))
+        system = subprocess.Popen(
+            ["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-c", SYSTEM, root, "/dev",
+             self.folder.parent, BUILD], env=dict(os.environ, CONFIGURATION=str(configuration)),
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(system.stderr.close)
+        self.addCleanup(system.wait)
+        self.addCleanup(system.kill)
+        line = ""
+        while "Server listening" not in line:
+            line = system.stderr.readline()
+            if not line:
+                self.skipTest("this machine does not let us make another system")
+
+    def inside(self, name, command):
+        done = subprocess.run(["ssh", *self.ssh_options(), "-i", self.folder / "key", "-p",
+                               str(self.ports[name]), "root@127.0.0.1", command], capture_output=True,
+                              text=True, check=False, stdin=subprocess.DEVNULL)
+        self.assertEqual(done.returncode, 0, f"{command}: {done.stderr}")
+        return done.stdout
+
+    def expect(self, output, status, changed):
+        """What the end says of both; `changed` is a test of the number."""
+        self.assertEqual(status, 0, output)
+        for name, counts in self.recap(output).items():
+            self.assertEqual((counts["failed"], counts["unreachable"]), (0, 0), output)
+            self.assertTrue(changed(counts["changed"]), f"{name}: {output}")
+
+    def set_up(self, *words, **variables):
+
+        file = self.folder / "variables.json"
+        file.write_text(json.dumps({"hddtest_packages": self.packages, **variables}))
+        return self.ansible("hddtest.fleet.setup", "-e", f"@{file}", *words)
+
+    def test_machines_are_set_up_tested_gathered_and_upgraded(self):
+        status, output = self.set_up("--check")
+        self.expect(output, status, lambda count: count > 0)
+        self.assertEqual(self.inside("one", "ls /usr/bin/hddtest /var/cache/hddtest 2>&1 | grep -c 'No such'"), "2\n")
+
+        server = {"hddtest_server": True, "hddtest_server_users": {"operator": HASH},
+                  "hddtest_server_listen": ["192.0.2.7"], "hddtest_server_certificate": "EXAMPLE\n",
+                  "hddtest_server_key": KEY, "hddtest_patrol_options": "--wake --jobs 4"}
+        status, output = self.set_up("--diff", "-vvv", **server)
+        self.expect(output, status, lambda count: count > 0)
+        self.assertIn("PATROL_OPTIONS", output)
+        for secret in ("neverShown", "operator"):
+            shown = [line for line in output.splitlines() if secret in line]
+            self.assertEqual(shown, [])
+        self.assertEqual(self.inside("two", "cat /etc/hddtest/users /etc/hddtest/key.pem"),
+                         f"operator:{HASH}\n{KEY}")
+        self.assertEqual(self.inside("two", "cd /etc/hddtest && stat -c '%a %U %n' . users key.pem"),
+                         "700 root .\n600 root users\n600 root key.pem\n")
+        self.assertIn('PATROL_OPTIONS="--wake --jobs 4"\n', self.inside("one", "cat /etc/default/hddtest"))
+        self.assertEqual(self.inside("one", "cd /etc/systemd/system && ls */hddtest* | sort"),
+                         "multi-user.target.wants/hddtest.service\n"
+                         "timers.target.wants/hddtest-metrics.timer\n"
+                         "timers.target.wants/hddtest-run@long.timer\n"
+                         "timers.target.wants/hddtest-run@short.timer\n")
+        self.assertIn("--key /etc/hddtest/key.pem --listen 192.0.2.7\n",
+                      self.inside("one", "cat /etc/systemd/system/hddtest.service.d/fleet.conf"))
+
+        for words in ([], ["--check"]):
+            status, output = self.set_up(*words, **server)
+            self.expect(output, status, lambda count: count == 0)
+
+        status, output = self.ansible("hddtest.fleet.test")
+        told = self.told(output)
+        self.assertEqual((status, told["one"]), (2, (True, "1 passed")), output)
+        self.assertEqual(told["two"][0], False)
+        self.assertIn("1 failed; /dev/sda: read failure", told["two"][1])
+        self.ansible("hddtest.fleet.gather")
+        self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/two.jsonl").read_text())
+
+        file = self.folder / "variables.json"
+        status, output = self.ansible("hddtest.fleet.upgrade", "-e", f"@{file}")
+        self.expect(output, status, lambda count: count == 0)
+        self.assertEqual({text.split()[0] for _, text in self.told(output).values()}, {"hddtest"}, output)
+
+        status, output = self.set_up(hddtest_server=False, hddtest_timers={"run@long": False})
+        self.expect(output, status, lambda count: count > 0)
+        self.assertEqual(self.inside("one", "cd /etc/systemd/system && ls */hddtest* | sort"),
+                         "timers.target.wants/hddtest-metrics.timer\n"
+                         "timers.target.wants/hddtest-run@short.timer\n")
+
+
+if __name__ == "__main__":
+    path = os.environ["PATH"] + ":/usr/sbin:/sbin"
+    missing = [name for name in NEEDED if not shutil.which(name, path=path)]
+    reasons = [f"not installed: {', '.join(missing)}"] if missing else []
+    if os.geteuid() != 0:
+        reasons.append("only root can mount")
+    if os.path.exists("/usr/bin/hddtest"):
+        reasons.append("hddtest is installed here, and so it would be in each system")
+    if reasons:
+        print("skipped:", "; ".join(reasons))
+        sys.exit(77)
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:])
