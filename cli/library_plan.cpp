@@ -7,8 +7,6 @@
 
 namespace cli {
 
-using drivetest::Place;
-
 namespace {
 
 std::string cause_text(Readiness readiness) { return std::string(readiness_cause(readiness)); }

@@ -1,5 +1,6 @@
 #include "cli/looked_drive.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "cli/pull.h"
@@ -79,7 +80,8 @@ std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history
               labelled("", one.drive.name + ": " + test_text(one, has_history), output.columns());
     if (const std::string what = one.advice(); !what.empty()) {
       const std::string test = output.columns() > 0 ? test_text(one, has_history) + "; " : "";
-      text += "\n" + labelled("", one.drive.name + ": " + test + what, output.columns());
+      text += "\n" +
+              labelled("", fmt::format("{}: {}{}", one.drive.name, test, what), output.columns());
     }
   }
   return text;

@@ -1,5 +1,6 @@
 #include "cli/metrics_text.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -80,7 +81,8 @@ TEST(MetricsText, TellsTheLastTestOfEachKind) {
   const std::string outcome = "hddtest_last_test_outcome" + kLabel;
   EXPECT_THAT(text, has_line(outcome + ",test=\"short\",outcome=\"aborted\"} 1"));
   for (const std::string other : {"passed", "failed", "unknown"})
-    EXPECT_THAT(text, has_line(outcome + ",test=\"short\",outcome=\"" + other + "\"} 0"));
+    EXPECT_THAT(text,
+                has_line(fmt::format("{},test=\"short\",outcome=\"{}\"}} 0", outcome, other)));
   EXPECT_THAT(text, has_line(outcome + ",test=\"long\",outcome=\"failed\"} 1"));
   EXPECT_THAT(text, has_line("hddtest_last_test_end_timestamp_seconds" + kLabel +
                              ",test=\"short\"} 1800000120"));

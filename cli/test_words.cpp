@@ -64,8 +64,8 @@ drivetest::TestKind kind_named(const std::string& name, const std::vector<std::s
   // Else 'start long /dev/sda' would start a short test.
   for (const std::string& device : devices)
     if (drivetest::test_kind_named(device))
-      throw WrongCommandLine("'" + device + "' is no drive; '--test " + device +
-                             "' says which test");
+      throw WrongCommandLine(
+          fmt::format("'{0}' is no drive; '--test {0}' says which test", device));
   if (const auto kind = drivetest::test_kind_named(name)) return *kind;
   throw WrongCommandLine("there is no test '" + name + "'; --test takes short, long or conveyance");
 }
