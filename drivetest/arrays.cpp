@@ -90,7 +90,7 @@ std::vector<BusyArray> busy_arrays(std::string_view mdstat) {
     if (!is_indented || !array) continue;
     array->work = work_of(line);
     if (array->work.empty()) continue;
-    arrays.push_back(*std::move(array));
+    arrays.push_back(*array);
     array.reset();
   }
   return arrays;

@@ -29,7 +29,7 @@ class FindDrives : public testing::Test {
 
   std::string disk(int host, const std::string& name, const std::string& wwn,
                    const std::string& serial) {
-    const std::string device = tree_.ahci_disk(host, name);
+    std::string device = tree_.ahci_disk(host, name);
     if (!wwn.empty()) tree_.file(device + "/wwid", "naa." + wwn + "\n");
     const std::string head("\0\x80\0", 3);
     if (!serial.empty())

@@ -79,11 +79,11 @@ TEST_F(HistoryRoomTest, LosesNothingOnAFullDisk) {
     if (mount("tmpfs", folder().c_str(), "tmpfs", 0, "size=512k,mode=0700") != 0)
       return "not possible";
     // Room that comes back.
-    std::ofstream(folder() / "other") << std::string(128 * 1024, 'x');
+    std::ofstream(folder() / "other") << std::string(std::size_t{128} * 1024, 'x');
     std::vector<std::int64_t> ended;
     if (fill(ended) != HistoryFault::Full) return "the disk was not full";
     std::filesystem::remove(folder() / "other");
-    if (const std::string lost = lost_of(ended); !lost.empty()) return lost;
+    if (std::string lost = lost_of(ended); !lost.empty()) return lost;
     History history(options());
     return history.begin(drive(2), begun_row()).number != 0 ? "" : "it does not go on";
   });

@@ -145,8 +145,8 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
                                  : "the drive has written entries of other tests only",
             false};
   }
-  const OwnEntry none{std::nullopt, "the drive's log does not tell which entry is this test's",
-                      growth.is_before_known && oldest != growth.added.rend()};
+  OwnEntry none{std::nullopt, "the drive's log does not tell which entry is this test's",
+                growth.is_before_known && oldest != growth.added.rend()};
   if (!growth.doubtful.empty()) {
     if (oldest == growth.added.rend()) return none;
     // Where its hours are those of the test, so are a rival's.

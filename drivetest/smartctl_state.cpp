@@ -63,10 +63,11 @@ std::optional<unsigned> remaining_of(const std::string& line) {
   if (!line.starts_with("Self-test execution status:")) return std::nullopt;
   unsigned percent = 0;
   const std::size_t place = line.find_first_of("0123456789");
-  if (place == std::string::npos || line.find("% of test remaining") == std::string::npos ||
-      std::sscanf(line.c_str() + place, "%3u%%", &percent) != 1 || percent > 100)
+  if (place == std::string::npos || line.find("% of test remaining") == std::string::npos)
     return std::nullopt;
-  return percent;
+  // NOLINTNEXTLINE(cert-err34-c): three digits are no overflow
+  const int numbers = std::sscanf(line.c_str() + place, "%3u%%", &percent);
+  return numbers == 1 && percent <= 100 ? std::optional(percent) : std::nullopt;
 }
 
 constexpr NvmeLogNames kNvmeNames = {.operation = "current_self_test_operation",
@@ -96,6 +97,7 @@ std::optional<bool> has_nvme_tests(JsonPart root, const std::vector<std::string>
   constexpr unsigned kSelfTestBit = 0x10;
   for (const std::string& line : lines) {
     unsigned commands = 0;
+    // NOLINTNEXTLINE(cert-err34-c): four digits are no overflow
     if (std::sscanf(line.c_str(), "Optional Admin Commands (0x%4x)", &commands) == 1)
       return (commands & kSelfTestBit) != 0;
     if (line == "Self-tests not supported") return false;
@@ -158,7 +160,7 @@ void read_scsi(JsonPart root, const std::vector<std::string>& lines, Look& look)
   ability(look, TestKind::Short).is_able = true;
   Ability& of_long = ability(look, TestKind::Long);
   of_long.is_able = true;
-  const auto seconds = root["scsi_extended_self_test_seconds"].number(60 * 0xFFFF);
+  const auto seconds = root["scsi_extended_self_test_seconds"].number(std::uint64_t{60} * 0xFFFF);
   if (seconds && *seconds != 0xFFFF) of_long.minutes = minutes((*seconds + 59) / 60);
 }
 

@@ -37,11 +37,12 @@ std::string first_line(std::string_view text) {
 }
 
 ToolVersion version_after(const ToolOutput& output, std::string_view words) {
+  if (!output.text.starts_with(words)) return {};
+  const char* const text = output.text.c_str() + words.size();
   ToolVersion version;
-  if (!output.text.starts_with(words) || std::sscanf(output.text.c_str() + words.size(), "%4u.%4u",
-                                                     &version.major, &version.minor) != 2)
-    return {};
-  return version;
+  // NOLINTNEXTLINE(cert-err34-c): four digits are no overflow
+  const int numbers = std::sscanf(text, "%4u.%4u", &version.major, &version.minor);
+  return numbers == 2 ? version : ToolVersion();
 }
 
 }  // namespace drivetest

@@ -61,7 +61,7 @@ std::string edited(std::string_view edits) {
 
 // A history in a new folder, with this file.
 drivetest::HistoryOptions lay_out(std::string_view input) {
-  const drivetest::HistoryOptions options = new_options();
+  drivetest::HistoryOptions options = new_options();
   fs::create_directory(options.folder);
   fs::permissions(options.folder, fs::perms::owner_all);
   const fs::path file = fs::path(options.folder) / "history.sqlite";

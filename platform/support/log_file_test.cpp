@@ -26,7 +26,8 @@ class FakeJournal {
   explicit FakeJournal(const std::string& path) : socket_(socket(AF_UNIX, SOCK_DGRAM, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, path.c_str());
+    if (path.size() >= sizeof address.sun_path) std::abort();
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     if (bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
       std::abort();
   }
@@ -130,7 +131,8 @@ TEST_F(LogDestinationTest, WithoutFileAndJournalTheLineIsDropped) {
 }
 
 TEST_F(LogDestinationTest, FileAndJournalGetTheBeginningOfALongText) {
-  const std::string text(10'000'000, 'x');
+  std::string text;
+  text.resize(10'000'000, 'x');
   write_line(text);
   write_elsewhere(folder_.path(), 0, text);
   EXPECT_EQ(fs::file_size(log_), kLogLineLimit);

@@ -228,7 +228,7 @@ TEST_F(Machine, TheServiceIsFoundWhereEmptyKeysComeAsNull) {
 // offered.
 TEST_F(Machine, TheHundredthListingCostsWhatTheFirstCostWhenIdleProvidersEnd) {
   constexpr std::size_t kRuns = 2 + 1 + 2 + 3 + 3;
-  constexpr std::size_t kKept = 2 * 3000;
+  constexpr std::size_t kKept = std::size_t{2} * 3000;
   std::size_t memory = 0;
   for (int listing = 1; listing <= 100; ++listing) {
     EXPECT_THAT(offered(), SizeIs(2));

@@ -15,7 +15,6 @@
 namespace ovk_cimple {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAreArray;
 
 std::filesystem::path machines() {

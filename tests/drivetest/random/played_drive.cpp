@@ -1,6 +1,7 @@
 #include "tests/drivetest/random/played_drive.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace random_lives {
 

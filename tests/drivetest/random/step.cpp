@@ -45,8 +45,8 @@ Traits traits_by(Dice& dice) {
 }
 
 Seconds duration_by(Dice& dice) {
-  return dice.one_of<Seconds>({3, 30, 60, 150, 20 * 60, kHour, 3 * kHour, 12 * kHour, 2 * kDay,
-                               9 * kDay, 400 * kDay}) +
+  return dice.one_of<Seconds>(
+             {3, 30, 60, 150, 1200, kHour, 3 * kHour, 12 * kHour, 2 * kDay, 9 * kDay, 400 * kDay}) +
          dice.below(20);
 }
 

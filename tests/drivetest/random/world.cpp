@@ -70,7 +70,7 @@ class World::Access : public drivetest::DriveAccess {
   ToolReply start(const drivetest::Drive& drive, TestKind kind) override {
     world_.note_row_that_begins(drive);
     world_.begin_call();
-    const ToolReply reply = world_.begin(world_.drive_at(drive.place.device), kind);
+    ToolReply reply = world_.begin(world_.drive_at(drive.place.device), kind);
     world_.begin_call();
     return reply;
   }

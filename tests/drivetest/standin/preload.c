@@ -78,8 +78,10 @@ EXPORTED int open64(const char* path, int flags, ...) {
   return open_by("open64", path, flags, mode);
 }
 
+/* NOLINTBEGIN(readability-identifier-naming): the names are those of the C library. */
 EXPORTED int __open_2(const char* path, int flags) { return open_by("open", path, flags, 0); }
 EXPORTED int __open64_2(const char* path, int flags) { return open_by("open64", path, flags, 0); }
+/* NOLINTEND(readability-identifier-naming) */
 
 /* Says that a command has been carried out, and waits with the answer until somebody lets it go.
  * The pipe "held" stays open until this process ends, which tells whoever reads it that it did. */
