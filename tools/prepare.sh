@@ -11,11 +11,11 @@
 build_packages="g++ cmake ninja-build python3 libexpat1-dev libcli11-dev nlohmann-json3-dev
  libfmt-dev libgnutls28-dev libcrypt-dev libsqlite3-dev libgtest-dev
  libgmock-dev"
-run_packages="smartmontools hwinfo"
+run_packages="smartmontools nvme-cli hwinfo"
 lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsystemd-shared"
 package_packages="dpkg-dev file git" # git tells the time of the commit
 test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate locales
- universal-ctags nvme-cli"
+ universal-ctags"
 fleet_packages="prometheus prometheus-alertmanager prometheus-node-exporter ansible-core ansible-lint
  python3-apt openssh-client openssh-server chromium"
 lint_packages="clang-format clang-tidy"
