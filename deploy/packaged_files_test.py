@@ -123,6 +123,25 @@ class Documents(unittest.TestCase):
                 self.assertRegex(changelog.readline(), r"^hddtest \(")
 
 
+class Recommended(unittest.TestCase):
+    # The command can start without them; it names them where it needs one that is missing.
+    PROGRAMS = {"smartmontools": "smartctl", "nvme-cli": "nvme"}
+
+    def test_packages_are_those_that_the_command_asks_for(self):
+        package = next((BUILD / "packages").glob("hddtest_*.deb"))
+        recommended = listing("dpkg-deb", "--field", package, "Recommends").strip()
+        self.assertEqual(set(recommended.split(", ")), set(self.PROGRAMS))
+        command = (ROOT / "usr/bin/hddtest").read_bytes()
+        for name in self.PROGRAMS:
+            self.assertIn(name.encode(), command)
+
+    def test_packages_have_the_programs(self):
+        for package, program in self.PROGRAMS.items():
+            place = shutil.which(program, path="/usr/sbin:/usr/bin")
+            if place:
+                self.assertEqual(listing("dpkg-query", "--search", place).split(":")[0], package)
+
+
 class Origin(unittest.TestCase):
     def test_no_file_knows_where_it_was_built(self):
         # The identity of a packaged file was made from the names of its sources, among others.

@@ -84,6 +84,7 @@ std::string text_of(const Look& look) {
             (look.running->is_doubtful ? " doubtful" : ""));
   if (look.status_code) add(text, "status", std::to_string(*look.status_code));
   if (look.power_on_hours) add(text, "hours", std::to_string(*look.power_on_hours));
+  if (look.power_cycles) add(text, "power cycles", std::to_string(*look.power_cycles));
   if (look.has_log) add(text, "log", std::to_string(look.log.size()));
   for (const LogEntry& entry : look.log) text += text_of(entry);
   for (const std::string& note : look.notes) add(text, "note", note);

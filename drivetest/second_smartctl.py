@@ -187,6 +187,8 @@ class Smartctl:
         yield from state
         if number(get(self.root, "power_on_time", "hours"), 10**7) is not None:
             yield f"hours {self.root['power_on_time']['hours']}"
+        if number(self.root.get("power_cycle_count"), 2**32 - 1) is not None:
+            yield f"power cycles {self.root['power_cycle_count']}"
         yield from log
         notes = [words(one["string"]) for one in self.messages]
         has_log = any(line.startswith("log") for line in log)
