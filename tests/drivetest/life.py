@@ -9,7 +9,7 @@ import re
 import shlex
 
 WORDS = {">", "killed", "held", "begin", "await", "<", "!", "exit", "json", "clock", "@", "field", "row", "says",
-         "no", "drive", "tool", "alone"}
+         "no", "drive", "tool", "alone", "unwatched", "unkilled"}
 
 
 class NotALife(Exception):
@@ -27,10 +27,11 @@ class Step:
 @dataclasses.dataclass
 class Life:
     path: pathlib.Path
-    drives: dict  # name: lines of its file
-    tools: dict   # name: text of a program that stands in for the real one
-    alone: str    # why no second process may look at the drives; empty: it may
-    pace: int     # how many seconds of the clock a second is that hddtest waits; 0: real ones
+    drives: dict    # name: lines of its file
+    tools: dict     # name: text of a program that stands in for the real one
+    unwatched: str  # why no second process may look at the drives; empty: it may
+    unkilled: str   # why no look may be killed; empty: each may
+    pace: int       # how many seconds of the clock a second is that hddtest waits; 0: real ones
     steps: list
 
 
@@ -63,15 +64,16 @@ def steps_of(path):
 
 
 def read_life(path):
-    life = Life(path, {}, {}, "", 0, [])
+    life = Life(path, {}, {}, "", "", 0, [])
     for step in steps_of(path):
         if step.word == "drive":
             name, lines = fields_of(step, path.parent.parent)
             life.drives[name] = lines
         elif step.word == "tool":
             life.tools[step.rest] = "\n".join(step.lines) + "\n"
-        elif step.word == "alone":
-            life.alone = step.rest
+        elif step.word in {"alone", "unwatched", "unkilled"}:
+            life.unwatched = life.unwatched if step.word == "unkilled" else step.rest
+            life.unkilled = life.unkilled if step.word == "unwatched" else step.rest
         elif step.word == "clock" and step.rest.startswith("runs"):
             life.pace = int(step.rest.partition(" ")[2] or 1)
         else:

@@ -3,8 +3,8 @@
     lives_test.py PROGRAMS STANDIN LIVES...
 
 PROGRAMS is the folder with hddtest, STANDIN that with the stand-in, LIVES a folder with lives. Each
-life is played as it is written, watched by a second process, and with each look of it killed in the
-middle before it is made again.
+life with commands is played as it is written and watched by a second process, one with looks also with
+each look killed in the middle before it is made again.
 """
 
 import json
@@ -64,12 +64,9 @@ class Play:
                        for line in lines.splitlines())
         self.test.fail(f"{self.place}: {text}{said}")
 
-    def is_look(self, words):
-        return words[0] == "hddtest" and len(words) > 1 and words[1] in LOOKS
-
     def run(self, step):
         words = words_of(step)
-        if self.is_killed and self.is_look(words):
+        if self.is_killed and is_look(words):
             self.stage.run_killed(words, self.stage.names, "2")
         watcher = self.stage.start(WATCH) if self.is_watched and words[0] == "hddtest" else None
         self.ended(*self.stage.run(words))
@@ -174,15 +171,16 @@ class Play:
                     self.fail(f"{step.place}: {name} is {shown} in {row}")
 
 
-def test_of(path, **how):
+def test_of(life, **how):
     def test(self):
-        life = read_life(path)
-        if life.alone and how:
-            self.skipTest(life.alone)
         stage = Stage(life, PROGRAMS, STANDIN)
         self.addCleanup(stage.close)
         Play(life, stage, self, **how).play()
     return test
+
+
+def is_look(words):
+    return words[0] == "hddtest" and len(words) > 1 and words[1] in LOOKS
 
 
 class Lives(unittest.TestCase):
@@ -191,10 +189,13 @@ class Lives(unittest.TestCase):
 
 for one in sorted(path for folder in LIVES for path in folder.glob("*.life")):
     place = f"{one.parent.name}_{one.stem}"
-    setattr(Lives, f"test_{place}", test_of(one))
-    if any(step.word == ">" and step.rest.startswith("hddtest ") for step in read_life(one).steps):
-        setattr(Lives, f"test_{place}_watched", test_of(one, is_watched=True))
-        setattr(Lives, f"test_{place}_killed", test_of(one, is_killed=True))
+    played = read_life(one)
+    programs = [words_of(step) for step in played.steps if step.word == ">"]
+    setattr(Lives, f"test_{place}", test_of(played))
+    if not played.unwatched and any(words[0] == "hddtest" for words in programs):
+        setattr(Lives, f"test_{place}_watched", test_of(played, is_watched=True))
+    if not played.unkilled and any(map(is_look, programs)):
+        setattr(Lives, f"test_{place}_killed", test_of(played, is_killed=True))
 
 
 def load_tests(loader, tests, _):
