@@ -27,12 +27,13 @@ class Step:
 @dataclasses.dataclass
 class Life:
     path: pathlib.Path
-    drives: dict    # name: lines of its file
-    tools: dict     # name: text of a program that stands in for the real one
-    unwatched: str  # why no second process may look at the drives; empty: it may
-    unkilled: str   # why no look may be killed; empty: each may
-    pace: int       # how many seconds of the clock a second is that hddtest waits; 0: real ones
-    steps: list
+    drives: dict  # name: lines of its file
+    tools: dict   # name: text of a program that stands in for the real one
+    _: dataclasses.KW_ONLY
+    unwatched: str = ""  # why no second process may look at the drives; empty: it may
+    unkilled: str = ""   # why no look may be killed; empty: each may
+    pace: int = 0        # how many seconds of the clock a second is that hddtest waits; 0: real ones
+    steps: list = dataclasses.field(default_factory=list)
 
 
 def fields_of(step, folder):
@@ -64,7 +65,7 @@ def steps_of(path):
 
 
 def read_life(path):
-    life = Life(path, {}, {}, "", "", 0, [])
+    life = Life(path, {}, {})
     for step in steps_of(path):
         if step.word == "drive":
             name, lines = fields_of(step, path.parent.parent)

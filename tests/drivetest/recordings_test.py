@@ -56,7 +56,7 @@ class Recordings(unittest.TestCase):
     maxDiff = None
 
     def play(self, fields, words):
-        stage = Stage(Life(None, {"disk": fields}, {}, "", []), "/nowhere", STANDIN)
+        stage = Stage(Life(None, {"disk": fields}, {}), "/nowhere", STANDIN)
         self.addCleanup(stage.close)
         stage.environment["LC_ALL"] = "C"
         return stage.run(words)

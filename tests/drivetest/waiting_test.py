@@ -40,7 +40,7 @@ SOLID = ["protocol nvme", "nodes /dev/nvme0 /dev/nvme0n1", "model Example NVMe 5
 
 class Waiting(unittest.TestCase):
     def stage(self, pace=10, **drives):
-        stage = Stage(Life(None, drives, {}, "", pace, []), PROGRAMS, STANDIN)
+        stage = Stage(Life(None, drives, {}, pace=pace), PROGRAMS, STANDIN)
         self.addCleanup(stage.close)
         return stage
 

@@ -96,7 +96,7 @@ class Alerting(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="hddtest_alerting."))
         self.addCleanup(shutil.rmtree, self.folder)
-        self.stage = Stage(Life(None, {"disk": DISK, "solid": SOLID}, {}, "", 0, []), PROGRAMS, STANDIN)
+        self.stage = Stage(Life(None, {"disk": DISK, "solid": SOLID}, {}), PROGRAMS, STANDIN)
         self.addCleanup(self.stage.close)
         self.collected = self.folder / "collected"
         self.collected.mkdir()

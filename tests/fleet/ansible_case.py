@@ -42,7 +42,7 @@ class AnsibleCase(unittest.TestCase):
 
     def play_machine(self, name, drives, programs, standin):
         """Its folder of programs; the clock goes on while they wait. A drive of None: there is no hddtest."""
-        stage = Stage(Life(None, drives, {}, "", 60, []), programs, standin)
+        stage = Stage(Life(None, drives, {}, pace=60), programs, standin)
         self.addCleanup(stage.close)
         settings = [f"export {key}='{value}'" for key, value in stage.environment.items()
                     if os.environ.get(key) != value]
