@@ -79,5 +79,30 @@ TEST_P(KeeperWithoutHistory, GivesARowThatCouldNotBeKeptNoNumber) {
   EXPECT_EQ(outcome.row->number, 0) << "another test may get it";
 }
 
+TEST_P(KeeperWithoutHistory, SaysAtOnceThatItCannotBeOpened) {
+  Keeper keeper(drive_, time_,
+                []() -> History* { throw HistoryError(HistoryFault::Full, "no room"); });
+  keeper.open_history();
+  EXPECT_EQ(keeper.history_fault(), "no room");
+  EXPECT_FALSE(keeper.with_history([](History&) { ADD_FAILURE() << "there is none"; }));
+  EXPECT_FALSE(keeper.kept(1));
+}
+
+TEST_P(KeeperWithoutHistory, SaysThatARowCouldNotBeTakenBack) {
+  plan_faults({});
+  History history(
+      {.folder = folder_ / "full", .host = {"aa", "host"}, .file_system = kFaultyFileSystem});
+  Keeper keeper(drive_, time_, [&] { return &history; });
+  const auto row = keeper.begin_foreign(place_, TestKind::Short, Source::Module);
+  ASSERT_TRUE(row);
+  plan_faults({FaultPlan::Kind::Full, 1});
+  EXPECT_TRUE(keeper.withdraw(*row));
+  plan_faults({});
+  EXPECT_NE(keeper.history_fault(), "");
+  const auto kept = keeper.kept(row->number);
+  ASSERT_TRUE(kept);
+  EXPECT_FALSE(kept->outcome) << "a later look ends it";
+}
+
 }  // namespace
 }  // namespace drivetest
