@@ -17,7 +17,7 @@ using drivetest::Time;
 
 namespace {
 
-constexpr std::size_t kChunk = 1 << 20;
+constexpr std::size_t kChunk = std::size_t{1} << 20;
 
 [[noreturn]] void refuse(std::size_t line, const std::string& words) {
   throw MachineFileError(fmt::format("line {}: {}", line, words));

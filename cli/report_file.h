@@ -14,8 +14,8 @@ namespace cli {
 
 // What a file may have at most, so that a wrong one does no harm.
 struct FileLimits {
-  std::size_t line = 256 * 1024;            // bytes
-  std::size_t file = std::size_t{4} << 30;  // bytes
+  std::size_t line = std::size_t{256} * 1024;  // bytes
+  std::size_t file = std::size_t{4} << 30;     // bytes
   std::size_t drives = 4096;
 };
 
