@@ -75,7 +75,9 @@ std::vector<std::string> lines_of(const ToolOutput& output) {
   }
   add_lines(lines, output.errors);
   std::erase_if(lines, [](const std::string& line) {
-    return line.empty() || line.starts_with("smartctl ") || line.starts_with("Copyright (C)");
+    // "smartctl 7.3 2022-02-28 r5338 [x86_64-linux-6.1.0] (local build)"
+    const bool is_title = line.starts_with("smartctl ") && line.find(" [") != line.npos;
+    return line.empty() || is_title || line.starts_with("Copyright (C)");
   });
   return lines;
 }

@@ -28,6 +28,15 @@ TEST(ToolReply, WithoutWordsIsNoAcceptance) {
   EXPECT_EQ(reply("").words, "");
 }
 
+TEST(ToolReply, SaysWhatBecameOfTheToolItself) {
+  constexpr const char* kWords = "smartctl did not end within a minute";
+  EXPECT_EQ(read_reply({"", kWords, -1}).words, kWords);
+  EXPECT_EQ(read_reply({"smartctl 7.3 2022-02-28 r5338 [x86_64-linux-6.1.0] (local build)\n",
+                        kWords, -1})
+                .words,
+            kWords);
+}
+
 TEST(ToolReply, OfNvmeStandsAmongItsErrors) {
   const auto refused = [](const char* line) { return read_reply({"", line, 1}).answer; };
   EXPECT_EQ(refused("NVMe status: Device Self-test In Progress: The ...(0x11d)\n"),
