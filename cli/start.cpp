@@ -98,9 +98,11 @@ std::string line(const Started& started, bool has_history) {
 
 // What stands in the place of a line, on standard error.
 std::string complaint(const Started& started, bool has_history) {
-  const bool is_able = started.outcome.result != StartResult::NotAble;
-  return started.drive.name + ": " + replaced_text(started.outcome, has_history) +
-         (is_able ? "not started: " : "cannot be tested: ") + started.outcome.reason;
+  const StartOutcome& outcome = started.outcome;
+  std::string text = started.drive.name + ": " + replaced_text(outcome, has_history);
+  if (outcome.result == StartResult::NotAble) return text + "cannot be tested: " + outcome.reason;
+  return text + (outcome.is_untold ? "not known whether it was started: " : "not started: ") +
+         outcome.reason;
 }
 
 void show(const Started& started, bool was_named, bool has_history) {

@@ -96,7 +96,9 @@ int stop(const StopOptions& options, bool json) {
     } else if (is_stopped) {
       standard_output().write(escape(line(drives[i].name, outcome, tests.has_history())) + "\n");
     } else {
-      complain(drives[i].name + ": not stopped: " + outcome.reason);
+      complain(drives[i].name +
+               (outcome.is_untold ? ": not known whether it was stopped: " : ": not stopped: ") +
+               outcome.reason);
     }
   }
   if (json) standard_output().write(dump(array));

@@ -44,7 +44,8 @@ class FakeDrive : public DriveAccess {
   std::optional<ToolReply> refusal;    // instead of starting
   LookFault fault = LookFault::None;
   std::size_t most_rows = 21;
-  std::function<void()> before_start;  // what others do meanwhile
+  std::function<void()> before_start;   // what others do meanwhile
+  std::function<void()> after_command;  // once, after a start or a stop
   int looks = 0;
   int mend_after = -1;  // looks, after which the fault is no more
   bool rests = false;   // until it is woken
@@ -95,6 +96,7 @@ class FakeDrive : public DriveAccess {
     if (refusal) return *refusal;
     if (says_running_for_ever) return {ToolAnswer::Busy, "another test runs"};
     begin(kind);
+    if (const auto meanwhile = std::exchange(after_command, nullptr)) meanwhile();
     return {ToolAnswer::Accepted, ""};
   }
 
@@ -105,6 +107,7 @@ class FakeDrive : public DriveAccess {
 
   ToolReply stop(const Drive&) override {
     if (obeys_stop) end(1);
+    if (const auto meanwhile = std::exchange(after_command, nullptr)) meanwhile();
     return {ToolAnswer::Accepted, ""};
   }
 

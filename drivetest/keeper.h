@@ -54,6 +54,7 @@ struct StartOutcome {
   std::optional<TestRow> row;       // of the test that runs, or that has ended already
   std::optional<TestRow> replaced;  // the test that was ended for it
   DriveStatus status;
+  bool is_untold = false;  // NotStarted: it may have begun, as the drive has not answered since
 };
 
 enum class StopResult { Stopped, NothingRuns, NotStopped };
@@ -63,6 +64,7 @@ struct StopOutcome {
   std::string reason;
   std::optional<TestRow> row;  // the test that was stopped, or has ended by itself meanwhile
   DriveStatus status;
+  bool is_untold = false;  // NotStopped: it may have ended, as the drive has not answered since
 };
 
 // All members may be called from several threads at once, for different drives. Each blocks for as

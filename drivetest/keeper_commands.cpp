@@ -22,6 +22,11 @@ std::string why_not_able(const Look& look, TestKind kind) {
   return "the drive knows no " + std::string(name_of(kind)) + " self-test";
 }
 
+// Rows that nobody keeps have no number.
+bool is_another(const std::optional<TestRow>& row, const TestRow& known) {
+  return row && row->number != 0 && known.number != 0 && row->number != known.number;
+}
+
 }  // namespace
 
 std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source source) {
@@ -116,12 +121,16 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
     if (!has_ended && (!settled.running || settled.look_again || !settled.running->looked))
       continue;
     outcome.row = has_ended ? settled.ended.front() : settled.running;
+    // Somebody else may have seen its end, and have begun the next one.
+    if (is_another(outcome.row, row))
+      if (std::optional<TestRow> own = kept(row.number)) outcome.row = std::move(own);
     if (has_ended && outcome.row->outcome == Outcome::Unknown && !outcome.row->result_code) break;
     outcome.result = StartResult::Started;
     return outcome;
   }
   // The drive may have begun it: the row stays, for a later look to tell.
   if (!has_answered) {
+    outcome.is_untold = true;
     outcome.reason = (was_accepted ? "the drive took the command" : reply.words) +
                      ", and has not answered since: " + fault;
     return outcome;
@@ -165,13 +174,24 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
   outcome.row = outcome.status.running;
   const ToolReply reply = access_.stop(outcome.status.look.drive);
   const bool was_stopped = reply.answer == ToolAnswer::Accepted;
+  std::string fault;
   for (int number = 0; number < (was_stopped ? kLooksAfterAcceptance : kLooksAfterRefusal);
        ++number) {
     if (number > 0) time_.wait(kBetweenLooks);
     DriveStatus status = settle_by_looks(see(place, true), true, {.was_stopped = was_stopped});
-    if (status.look.fault != LookFault::None) continue;
+    outcome.is_untold = status.look.fault != LookFault::None;
+    if (outcome.is_untold) {
+      fault = status.look.reason;
+      continue;
+    }
     if (!status.ended.empty()) outcome.row = status.ended.front();
     outcome.status = std::move(status);
+    if (outcome.row && is_another(outcome.status.running, *outcome.row)) {
+      // Somebody else has seen it stop, and has begun the next one.
+      if (std::optional<TestRow> own = kept(outcome.row->number)) outcome.row = std::move(own);
+      outcome.result = StopResult::Stopped;
+      return outcome;
+    }
     if (outcome.status.is_testing()) continue;
     // A drive that still says the same as before, and of whose test nobody knows, had none.
     const bool had_none = !outcome.row && outcome.status.look.running;
@@ -179,6 +199,9 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
     return outcome;
   }
   outcome.reason = was_stopped ? "the drive took the command, but the test goes on" : reply.words;
+  if (outcome.is_untold)
+    outcome.reason = (was_stopped ? "the drive took the command" : reply.words) +
+                     ", and has not answered since: " + fault;
   return outcome;
 }
 

@@ -105,6 +105,38 @@ TEST_P(KeeperCommands, SaysThatADriveDoesNotStop) {
   EXPECT_EQ(outcomes(), "running ");
 }
 
+TEST_P(KeeperCommands, DoNotCallATestRunningThatCouldNotBeLookedAtAnyMore) {
+  start();
+  drive_.after_command = [this] { drive_.fault = LookFault::CannotBeReached; };
+  const StopOutcome outcome = stop();
+  EXPECT_EQ(outcome.result, StopResult::NotStopped);
+  EXPECT_TRUE(outcome.is_untold);
+  EXPECT_EQ(outcome.reason,
+            "the drive took the command, and has not answered since: the drive does not answer");
+}
+
+TEST_P(KeeperCommands, TellTheirTestFromTheNextThatSomebodyHasBegunMeanwhile) {
+  const auto next_begins = [this] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    time_.wait(FakeDrive::kDuration);
+    other.look(place_, false);
+    EXPECT_EQ(other.start(place_, TestKind::Long, false, false).result, StartResult::Started);
+  };
+  drive_.after_command = next_begins;
+  const StartOutcome started = start();
+  EXPECT_EQ(started.result, StartResult::Started);
+  EXPECT_EQ(started.row->number, 1);
+  EXPECT_EQ(started.row->outcome, Outcome::Passed);
+  EXPECT_EQ(outcomes(), "passed running ");
+
+  drive_.after_command = next_begins;
+  const StopOutcome stopped = stop();
+  EXPECT_EQ(stopped.result, StopResult::Stopped) << stopped.reason;
+  EXPECT_EQ(stopped.row->number, 2);
+  EXPECT_EQ(stopped.row->outcome, Outcome::Aborted);
+  EXPECT_EQ(outcomes(), "passed aborted running ");
+}
+
 TEST_P(KeeperCommands, LeavesARowToTheProcessThatIsStartingItsTest) {
   drive_.delay = seconds(6);
   drive_.before_start = [&] {
