@@ -2,6 +2,7 @@
 // command then ends with status 3.
 #pragma once
 
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -23,5 +24,10 @@ class WrongCommandLine : public CommandFailure {
  private:
   std::string more_;
 };
+
+// What an exception says, for people.
+inline std::string reason_of(const std::exception& error) {
+  return dynamic_cast<const std::bad_alloc*>(&error) ? "out of memory" : error.what();
+}
 
 }  // namespace cli

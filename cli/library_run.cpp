@@ -4,6 +4,7 @@
 
 #include "cli/drive_run.h"
 #include "cli/drive_tests.h"
+#include "cli/failure.h"
 #include "cli/row_verdict.h"
 #include "cli/test_advice.h"
 #include "cli/test_words.h"
@@ -18,11 +19,6 @@ using drivetest::TestKind;
 using drivetest::TestRow;
 
 namespace {
-
-std::string go_on_advice(const std::string& device) {
-  const std::string name = name_in_command(device);
-  return fmt::format("'hddtest watch {}' shows it, 'hddtest stop {}' ends it", name, name);
-}
 
 Verdict stalled_verdict(const TestRow& row, const std::string& device) {
   Verdict verdict{.cause = std::string(kCauseNotEnded)};
@@ -43,12 +39,6 @@ Verdict gone_verdict(const drivetest::Look& look) {
           .reason = "the drive disappeared during the test: " + why};
 }
 
-Verdict untold_verdict(const drivetest::Look& look, const std::string& device) {
-  return {.cause = std::string(kCauseUnknown),
-          .reason = fmt::format("how the test ended is not known: {}; the drive may go on: {}",
-                                fault_text(look), go_on_advice(device))};
-}
-
 Verdict verdict_of(const Followed& followed, const std::string& device) {
   switch (followed.end) {
     case Followed::End::Stalled:
@@ -56,7 +46,7 @@ Verdict verdict_of(const Followed& followed, const std::string& device) {
     case Followed::End::Gone:
       return gone_verdict(followed.look);
     case Followed::End::NotTold:
-      return untold_verdict(followed.look, device);
+      return verdict_of_untold(fault_text(followed.look), device);
     case Followed::End::Ended:
       break;
   }
@@ -83,7 +73,9 @@ LibraryResult not_started(const StartOutcome& outcome, bool has_history,
   const drivetest::Look& look = outcome.status.look;
   Verdict& verdict = result.result.verdict;
   add_drive(result.result, look.drive);
-  if (outcome.result == StartResult::AlreadyRunning) {
+  if (outcome.is_untold) {
+    verdict = verdict_of_untold(outcome.reason, device);
+  } else if (outcome.result == StartResult::AlreadyRunning) {
     verdict = verdict_of_busy(outcome.row.value_or(TestRow()), has_history, device);
   } else if (outcome.result == StartResult::NotAble) {
     verdict = {.outcome = Outcome::Aborted,
@@ -124,14 +116,20 @@ DriveResult result_of(const Followed& followed, const std::string& device) {
 LibraryResult test_by_library(DriveTests& tests, const Place& place, TestKind kind,
                               const std::function<void(const TestProgress&)>& report) {
   const drivetest::Time begin = tests.time().now();
-  const StartOutcome outcome = tests.keeper().start(place, kind, false, true);
   LibraryResult result;
-  if (outcome.result == StartResult::Started) {
-    const Followed followed = follow(tests.keeper(), tests.time(), *outcome.row, outcome.status,
-                                     {.gives_up_stalled = true, .wakes = true}, report);
-    result.result = result_of(followed, place.device);
-  } else {
-    result = not_started(outcome, tests.has_history(), place.device);
+  try {
+    const StartOutcome outcome = tests.keeper().start(place, kind, false, true);
+    if (outcome.result == StartResult::Started) {
+      const Followed followed = follow(tests.keeper(), tests.time(), *outcome.row, outcome.status,
+                                       {.gives_up_stalled = true, .wakes = true}, report);
+      result.result = result_of(followed, place.device);
+    } else {
+      result = not_started(outcome, tests.has_history(), place.device);
+    }
+  } catch (const std::exception& error) {
+    // The drive may have begun the test all the same.
+    result.result = {.device = place.device,
+                     .verdict = verdict_of_untold(reason_of(error), place.device)};
   }
   result.result.kind = kind;
   result.result.begin = begin;

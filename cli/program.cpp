@@ -140,7 +140,7 @@ int perform(const Invocation& invocation) {
   } catch (const broker::Error& error) {
     return refuse(failure, kCauseModule, error_text(error));
   } catch (const std::exception& error) {
-    return refuse(failure, kCauseModule, error.what());
+    return refuse(failure, kCauseModule, reason_of(error));
   }
 }
 

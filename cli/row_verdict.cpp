@@ -118,6 +118,17 @@ Verdict verdict_of_fault(const drivetest::Look& look) {
   return {.cause = std::string(cause_of(look.fault)), .reason = fault_text(look)};
 }
 
+std::string go_on_advice(const std::string& device) {
+  const std::string name = name_in_command(device);
+  return fmt::format("'hddtest watch {}' shows it, 'hddtest stop {}' ends it", name, name);
+}
+
+Verdict verdict_of_untold(const std::string& why, const std::string& device) {
+  return {.cause = std::string(kCauseUnknown),
+          .reason = fmt::format("how the test ended is not known: {}; the drive may go on: {}", why,
+                                go_on_advice(device))};
+}
+
 Verdict verdict_of_busy(const TestRow& row, bool has_history, const std::string& device) {
   Verdict verdict{.cause = std::string(readiness_cause(Readiness::Running))};
   verdict.reason = "a test runs in it already";

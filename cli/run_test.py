@@ -271,7 +271,8 @@ class Interrupted(CommandTest):
         os.kill(int(worker), signal.SIGKILL)
         output, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 3)
-        self.assertIn("/dev/fake was not tested: the process that tested it was ended by signal 9",
+        self.assertIn("/dev/fake: how the test ended is not known: the process that tested it was ended "
+                      "by signal 9 (Killed); the drive may go on: 'hddtest watch /dev/fake' shows it",
                       errors)
         self.assertIsNone(json.loads(output)[0]["outcome"])
 

@@ -12,6 +12,7 @@
 #include "cli/drive_result.h"
 #include "cli/drive_run.h"
 #include "cli/drive_tests.h"
+#include "cli/failure.h"
 #include "cli/follow.h"
 #include "cli/interrupt.h"
 #include "cli/json.h"
@@ -197,7 +198,7 @@ class Watch {
 
   static DriveResult not_watched(const Watched& one, const std::exception& error) {
     DriveResult result = not_tested(one.drive.name, std::string(kCauseUnknown),
-                                    std::string("the test cannot be watched: ") + error.what());
+                                    "the test cannot be watched: " + reason_of(error));
     result.kind = one.row->kind;
     return result;
   }

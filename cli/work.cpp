@@ -6,6 +6,7 @@
 #include "cli/drive_run.h"
 #include "cli/drive_tests.h"
 #include "cli/exit_status.h"
+#include "cli/failure.h"
 #include "cli/manager.h"
 #include "cli/output.h"
 #include "cli/progress.h"
@@ -79,7 +80,8 @@ int work(const Places& places, const WorkerTask& task) {
     else
       result.result = work_by_module(places, task);
   } catch (const std::exception& error) {
-    result = {not_tested(task.device, std::string(kCauseModule), error.what()), Hindrance::Other};
+    result = {not_tested(task.device, std::string(kCauseModule), reason_of(error)),
+              Hindrance::Other};
   }
   standard_output().write(dump_line(
       {{"result", pack(result.result)}, {"hindrance", static_cast<int>(result.hindrance)}}));

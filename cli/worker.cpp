@@ -11,6 +11,8 @@
 #include <utility>
 
 #include "cli/failure.h"
+#include "cli/log_texts.h"
+#include "cli/row_verdict.h"
 #include "cli/worker_message.h"
 #include "platform/spawn_plan.h"
 
@@ -111,11 +113,12 @@ void Worker::end() {
   output_.close();
   ended_ = true;
   if (ended_well_) return;
-  result_.verdict.cause = kCauseModule;
-  result_.verdict.reason =
+  const std::string why =
       WIFSIGNALED(status) ? fmt::format("the process that tested it was ended by signal {} ({})",
                                         WTERMSIG(status), strsignal(WTERMSIG(status)))
                           : "the process that tested it ended before the test";
+  result_.verdict = may_test(step_) ? verdict_of_untold(why, result_.device)
+                                    : Verdict{.cause = std::string(kCauseModule), .reason = why};
 }
 
 }  // namespace cli
