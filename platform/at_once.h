@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -36,6 +37,8 @@ void at_once(std::size_t count, std::size_t most, const Work& work) {
       for (std::size_t i = 1; i < std::min(most, count); ++i) threads.emplace_back(work_on);
     } catch (const std::system_error&) {
       // Fewer at once, then.
+    } catch (const std::bad_alloc&) {
+      // The same.
     }
     work_on();
   }
