@@ -3,6 +3,8 @@
  * from that one on, and FAILING_COUNT the file to which the number of such calls is written at the
  * end. With FAILING_WORKER those fail of the process that 'hddtest run' starts for a drive, else
  * its own. Other programs are left alone.
+ * What comes before main and after it is left alone, such as the making of the libraries' own
+ * objects: nobody could say there what has failed.
  */
 #include <dirent.h>
 #include <dlfcn.h>
@@ -28,6 +30,8 @@ static long first_failing;
 static int fail_all_later;
 static long calls;
 static int is_armed;
+static int failing_is_over;
+static int (*real_main)(int, char**, char**);
 
 static void* next(const char* name) { return dlsym(RTLD_NEXT, name); }
 
@@ -38,7 +42,7 @@ static int is_ours(int count, char** arguments) {
   return is_worker == (getenv("FAILING_WORKER") != NULL);
 }
 
-__attribute__((constructor)) static void arm(int count, char** arguments) {
+static void arm(int count, char** arguments) {
   const char* call = getenv("FAILING_CALL");
   const char* number = getenv("FAILING_NUMBER");
   const char* file = getenv("FAILING_COUNT");
@@ -51,6 +55,27 @@ __attribute__((constructor)) static void arm(int count, char** arguments) {
   is_armed = 1;
 }
 
+static int armed_main(int count, char** arguments, char** environment) {
+  arm(count, arguments);
+  const int status = real_main(count, arguments, environment);
+  failing_is_over = 1;
+  return status;
+}
+
+/* Called by each program first. */
+int __libc_start_main(int (*main)(int, char**, char**), int count, char** arguments,
+                      void (*init)(void), void (*end)(void), void (*end_of_loader)(void),
+                      void* stack);
+int __libc_start_main(int (*main)(int, char**, char**), int count, char** arguments,
+                      void (*init)(void), void (*end)(void), void (*end_of_loader)(void),
+                      void* stack) {
+  int (*original)(int (*)(int, char**, char**), int, char**, void (*)(void), void (*)(void),
+                  void (*)(void), void*);
+  *(void**)&original = next("__libc_start_main");
+  real_main = main;
+  return original(armed_main, count, arguments, init, end, end_of_loader, stack);
+}
+
 __attribute__((destructor)) static void tell(void) {
   if (!is_armed) return;
   is_armed = 0;
@@ -61,7 +86,7 @@ __attribute__((destructor)) static void tell(void) {
 }
 
 static int has_to_fail(const char* what, int error) {
-  if (!is_armed || strcmp(what, kind) != 0) return 0;
+  if (!is_armed || failing_is_over || strcmp(what, kind) != 0) return 0;
   const long call = __atomic_add_fetch(&calls, 1, __ATOMIC_RELAXED);
   if (call != first_failing && !(fail_all_later && first_failing > 0 && call > first_failing))
     return 0;
