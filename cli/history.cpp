@@ -28,7 +28,6 @@ namespace cli {
 namespace {
 
 using drivetest::KeptTest;
-using drivetest::Outcome;
 using drivetest::TestRow;
 
 struct HistoryOptions {

@@ -129,7 +129,7 @@ Report report_of_files(const std::vector<std::string>& files, Time now) {
     if (!names.insert(name).second) name = file;
     try {
       const std::string told = fleet.add(name, read_file(file));
-      if (!told.empty()) complain(file + ": " + told);
+      if (!told.empty()) complain(fmt::format("{}: {}", file, told));
     } catch (const MachineFileError& error) {
       complain(file + ": " + error.what());
       fleet.add_unread(name, error.what());
