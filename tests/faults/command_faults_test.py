@@ -81,7 +81,7 @@ class CommandFaults(unittest.TestCase):
         assert never == set() or os.environ.get("HDDTEST_FAULTS"), f"no such call was made: {never}"
 
     def setUp(self):
-        self.stage = Stage(Life(pathlib.Path("faults"), DRIVES, {}, "", 0, []), PROGRAMS, STANDIN)
+        self.stage = Stage(Life(None, DRIVES, {}), PROGRAMS, STANDIN)
         self.addCleanup(self.stage.close)
         self.kept = pathlib.Path(f"{self.stage.folder}.kept")
         self.addCleanup(shutil.rmtree, self.kept, ignore_errors=True)

@@ -45,7 +45,7 @@ def disk(number):
 class DriveSoak(unittest.TestCase):
     def setUp(self):
         drives = {f"disk{number}": disk(number) for number in range(DRIVES)}
-        self.stage = Stage(Life(None, drives, {}, "", 0, []), PROGRAMS, STANDIN)
+        self.stage = Stage(Life(None, drives, {}), PROGRAMS, STANDIN)
         self.addCleanup(self.stage.close)
         self.scratch = tempfile.mkdtemp(prefix="drive_soak.")
         self.addCleanup(shutil.rmtree, self.scratch, ignore_errors=True)
