@@ -100,9 +100,8 @@ TEST_F(SeveralThreads, KeepOneHistory) {
 }
 
 TEST_F(SeveralThreads, RememberWhatTheHistoryFailsToKeep) {
-  Keeper keeper(machine_, time_, []() -> History* {
-    throw HistoryError(HistoryFault::Full, "no room");
-  });
+  Keeper keeper(machine_, time_,
+                []() -> History* { throw HistoryError(HistoryFault::Full, "no room"); });
   test_all(keeper);
   EXPECT_EQ(keeper.history_fault(), "no room");
 }

@@ -31,10 +31,10 @@ TEST(ToolReply, WithoutWordsIsNoAcceptance) {
 TEST(ToolReply, SaysWhatBecameOfTheToolItself) {
   constexpr const char* kWords = "smartctl did not end within a minute";
   EXPECT_EQ(read_reply({"", kWords, -1}).words, kWords);
-  EXPECT_EQ(read_reply({"smartctl 7.3 2022-02-28 r5338 [x86_64-linux-6.1.0] (local build)\n",
-                        kWords, -1})
-                .words,
-            kWords);
+  EXPECT_EQ(
+      read_reply({"smartctl 7.3 2022-02-28 r5338 [x86_64-linux-6.1.0] (local build)\n", kWords, -1})
+          .words,
+      kWords);
 }
 
 TEST(ToolReply, OfNvmeStandsAmongItsErrors) {

@@ -34,7 +34,7 @@ ToolOutput run(const char* tool, const Arguments& arguments) {
   output.exit_status = NKVRHVX20::TOSSpecific::SpawnProcess(
       "env", std::move(all), output.text, output.errors, static_cast<int>(kLongestAnswer.count()));
   if (output.exit_status < 0 && output.errors.empty())
-    output.errors = 
+    output.errors =
         std::string(tool) + " could not be started, did not end within a minute, or was killed";
   return output;
 }

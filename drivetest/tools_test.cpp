@@ -199,7 +199,8 @@ TEST_F(ToolsCall, SaysWhenAToolDidNotEnd) {
   write("smartctl.else", "kill -9 $$\n");
   const Look look = tools_.look({"/dev/sda", ""}, false);
   EXPECT_EQ(look.fault, LookFault::CannotBeReached);
-  EXPECT_EQ(look.reason, "smartctl could not be started, did not end within a minute, or was killed");
+  EXPECT_EQ(look.reason,
+            "smartctl could not be started, did not end within a minute, or was killed");
 }
 
 }  // namespace
