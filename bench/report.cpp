@@ -77,7 +77,7 @@ void lines(benchmark::State& state) {
     std::istringstream file(text);
     std::size_t count = 0;
     while (std::getline(file, line)) ++count;
-    if (count != kDrives * kWeeks) state.SkipWithError("lines are missing");
+    if (count != std::size_t{kDrives} * kWeeks) state.SkipWithError("lines are missing");
   }
 }
 
