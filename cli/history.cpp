@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "cli/commands.h"
 #include "cli/drive_tests.h"
@@ -60,9 +61,10 @@ bool goes_by(const KeptTest& test, const std::string& name, bool is_taken) {
 std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& options) {
   drivetest::History& history = tests.history();
   const std::size_t limit = options.limit > 0 ? static_cast<std::size_t>(options.limit) : SIZE_MAX;
-  std::map<std::int64_t, KeptTest, std::greater<>> kept;  // by number
+  // Rows that were imported may be older than what was here before them.
+  std::map<std::pair<drivetest::Time, std::int64_t>, KeptTest, std::greater<>> kept;
   const auto keep = [&](const KeptTest& test) {
-    kept.emplace(test.row.number, test);
+    kept.emplace(std::pair(test.row.recorded, test.row.number), test);
     if (kept.size() > limit) kept.erase(std::prev(kept.end()));
   };
   if (options.devices.empty()) history.each(keep);
@@ -83,7 +85,7 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& opt
     });
   }
   std::vector<KeptTest> shown;
-  for (auto& [number, test] : kept) shown.push_back(std::move(test));
+  for (auto& [place, test] : kept) shown.push_back(std::move(test));
   // A typing error must not look like a drive that was never tested.
   for (const auto& [name, is_there] : gone) {
     const bool is_shown =

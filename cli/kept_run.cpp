@@ -63,6 +63,9 @@ std::shared_ptr<void> keep_run(const std::string& device) noexcept {
 }
 
 Verdict verdict_by_entry(const Verdict& verdict, const TestRow& row, Protocol protocol) {
+  if (!row.outcome && verdict.outcome == Outcome::Passed)
+    return {.cause = std::string(kCauseUnknown),
+            .reason = "the module recorded: passed; the drive's own log does not tell so yet"};
   Verdict own = verdict_of_row(row, protocol, {});
   if (row.outcome == drivetest::Outcome::Unknown && verdict.outcome == Outcome::Passed) {
     own.reason =

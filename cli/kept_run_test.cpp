@@ -52,6 +52,12 @@ TEST(KeptRun, LeavesTheVerdictWhereBothAgreeOrTheEntryTellsNothing) {
   EXPECT_EQ(verdict_by_entry(failed, TestRow(), Protocol::Ata).reason, failed.reason);
 }
 
+TEST(KeptRun, BelievesNoPassedBeforeTheDriveTellsAnEnd) {
+  const Verdict verdict = verdict_by_entry({.outcome = Outcome::Passed}, TestRow(), Protocol::Ata);
+  EXPECT_FALSE(verdict.outcome);
+  EXPECT_EQ(verdict.cause, kCauseUnknown);
+}
+
 TEST(KeptRun, BelievesNoPassedThatTheDrivesLogDoesNotTell) {
   TestRow unknown;
   unknown.outcome = drivetest::Outcome::Unknown;

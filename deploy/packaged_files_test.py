@@ -112,7 +112,7 @@ class Documents(unittest.TestCase):
 
     def test_paths_in_manual_pages_are_installed(self):
         for page in ROOT.rglob("*.[18].gz"):
-            for path in re.findall(r"/usr/(?:share|lib)/[\w./-]*hddtest[\w./-]*\w",
+            for path in re.findall(r"/usr/(?:share|lib)/[\w./@-]*hddtest[\w./@-]*\w",
                                    gzip.decompress(page.read_bytes()).decode().replace("\\-", "-")):
                 self.assertTrue((ROOT / path[1:]).exists(), f"{page.name}: {path}")
 

@@ -74,18 +74,28 @@ TEST_F(HistoryPage, HasQueriesThatAnswer) {
   now += std::chrono::hours(24 * 50);
   test(1, TestKind::Long, Outcome::Passed);
   history.begin(drive(2), begun_row(2));
+  // A look at a drive that others have tested records all of its log at once, the oldest first.
+  test(3, TestKind::Short, Outcome::Passed);
+  test(3, TestKind::Short, Outcome::Aborted);
+  history.database()
+      .query(
+          "UPDATE tests SET recorded = (SELECT max(recorded) FROM tests)"
+          " WHERE drive = (SELECT max(drive) FROM tests)")
+      .step();
   const std::string later = time_text(now);
 
   const std::vector<std::string> asked = queries();
   ASSERT_EQ(asked.size(), 3U);
   EXPECT_THAT(rows_of(history.database(), asked[0], std::vector<bool>(6, true)),
               ElementsAre("Example Disk|S1|long|" + later + "|passed|completed without error|",
-                          "Example Disk|S2|short|" + later + "|running||"));
+                          "Example Disk|S2|short|" + later + "|running||",
+                          "Example Disk|S3|short|" + later + "|aborted|completed without error|"));
   EXPECT_THAT(
       rows_of(history.database(), asked[1],
               {true, true, true, true, true, true, false, true, false}),
       ElementsAre("host-a|Example Disk|S1|/dev/sdb|short|" + then + "|10|read failure|77|"));
-  EXPECT_THAT(rows_of(history.database(), asked[2], {true, true}), ElementsAre("Example Disk|S2|"));
+  EXPECT_THAT(rows_of(history.database(), asked[2], {true, true}),
+              ElementsAre("Example Disk|S2|", "Example Disk|S3|"));
 }
 
 TEST_F(HistoryPage, NamesEveryTableAndColumn) {

@@ -87,6 +87,13 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
     return end(StartResult::AlreadyRunning, "");
   }
   const ToolReply reply = tell_to_start(look, kind);
+  // The tool or the drive has seen a test, and no command was sent or obeyed: it is not ours.
+  if (reply.answer == ToolAnswer::Busy && withdraw(*row)) {
+    outcome.status = this->look(place, true);
+    outcome.row = outcome.status.running;
+    return outcome.status.is_testing() ? end(StartResult::AlreadyRunning, "")
+                                       : end(StartResult::NotStarted, reply.words);
+  }
   return await_start(std::move(outcome), reply, *row);
 }
 

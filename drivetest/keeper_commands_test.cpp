@@ -72,6 +72,15 @@ TEST_P(KeeperCommands, TellsATestOfAnotherKindThatSomebodyElseWasQuickerWith) {
   EXPECT_EQ(outcomes(), "running ");
 }
 
+TEST_P(KeeperCommands, TakesNoTestForItsOwnThatKeptItsOwnFromBeginning) {
+  drive_.refusal = ToolReply{ToolAnswer::Busy, "another test runs"};
+  drive_.before_start = [&] { drive_.begin(TestKind::Short); };
+  const StartOutcome outcome = start(TestKind::Short);
+  EXPECT_EQ(outcome.result, StartResult::AlreadyRunning) << outcome.reason;
+  ASSERT_TRUE(outcome.row);
+  EXPECT_EQ(outcome.row->source, Source::Other);
+}
+
 TEST_P(KeeperCommands, BelievesTheDriveWhereTheToolSaysThatTheTestDidNotBegin) {
   drive_.refusal = ToolReply{ToolAnswer::Refused, "some error"};
   drive_.before_start = [&] { drive_.begin(TestKind::Short); };

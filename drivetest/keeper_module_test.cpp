@@ -38,6 +38,17 @@ TEST_P(ModuleTest, KeepsATestOfTheModuleThatOnlyTheModuleHasSeen) {
             GetParam() == Protocol::Ata ? Outcome::Passed : Outcome::Unknown);
 }
 
+TEST_P(ModuleTest, TellsTheEndOfATestOfTheModuleThatAnotherProcessHasSeen) {
+  const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
+  drive_.begin(TestKind::Short);
+  drive_.result_code = 7;
+  time_.wait(minutes(3));
+  EXPECT_EQ(look().ended.size(), 1U);
+  const auto ended = keeper_.end_foreign(*row, true);
+  ASSERT_TRUE(ended);
+  EXPECT_EQ(ended->outcome, Outcome::Failed);
+}
+
 TEST_P(ModuleTest, LeavesATestOfTheModuleThatStillRunsToALaterLook) {
   const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
   drive_.begin(TestKind::Short);

@@ -121,13 +121,12 @@ LogGrowth growth_of(const Log& before, const Log& now) {
     growth.doubtful.assign(
         rows.begin() + static_cast<std::ptrdiff_t>(added),
         rows.begin() + static_cast<std::ptrdiff_t>(numbers[numbers.size() - 1 - doubts]));
-  // Where nothing goes on, rows that stood there before are still not new: the log may have been
-  // read in another way, or its rows have changed places.
-  const auto is_old = [&](const LogEntry& row) {
-    return is_running(row) || (!has_overlap && std::find(old.begin(), old.end(), row) != old.end());
-  };
-  std::remove_copy_if(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(added),
-                      std::back_inserter(growth.added), is_old);
+  // Where nothing goes on, what stands from the first known row on is still not new: the log may
+  // have been read in another way, which shows more old rows, or its rows have changed places.
+  const auto first_old = has_overlap
+                             ? rows.begin() + static_cast<std::ptrdiff_t>(added)
+                             : std::find_first_of(rows.begin(), rows.end(), old.begin(), old.end());
+  std::remove_copy_if(rows.begin(), first_old, std::back_inserter(growth.added), is_running);
   return growth;
 }
 

@@ -118,6 +118,9 @@ TEST(LogGrowth, HasNoRowThatStoodThereBefore) {
   EXPECT_THAT(growth_of(before, full()).added, IsEmpty());
   EXPECT_FALSE(growth_of(before, full()).is_certain);
   EXPECT_THAT(growth_of(before, under(row(7, 100), full())).added, ElementsAre(row(7, 100)));
+  // And the other way round.
+  EXPECT_THAT(growth_of(full(), before).added, IsEmpty());
+  EXPECT_THAT(growth_of(full(), under(row(7, 100), before)).added, ElementsAre(row(7, 100)));
 }
 
 TEST(LogGrowth, TakesNoOldRowForNewThatARunningTestHadPushedOut) {
