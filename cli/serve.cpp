@@ -64,7 +64,7 @@ constexpr const char* kFooter =
     "of itself stands in interop. Other addresses than those of this machine's own loopback need\n"
     "--users, --cert and --key.\n"
     "SIGHUP makes it read users file and certificate again; SIGTERM and Ctrl-C end it, but no\n"
-    "test that a drive is running: 'smartctl -X DEVICE' does. Exit status: 0 when ended so.\n"
+    "test that a drive is running: 'hddtest stop DEVICE' does. Exit status: 0 when ended so.\n"
     "The log may be moved away at any time; lines go to a new file of its name soon after.";
 
 // Memory that a crowd of clients has left is given back within this time, and that of enumerations
@@ -263,7 +263,7 @@ int serve(const ServeOptions& options, const Invocation& invocation) {
   if (at_work == 0) return kStatusOk;
   warn(
       fmt::format("ended with {} request{} in work; drives go on testing by themselves; to stop "
-                  "one: smartctl -X DEVICE",
+                  "one: hddtest stop DEVICE",
                   at_work, at_work == 1 ? "" : "s"));
   // A provider that is at work cannot be stopped, and its threads use objects that returning from
   // here would destroy.
