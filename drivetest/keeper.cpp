@@ -88,7 +88,7 @@ std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {
   if (!status.ended.empty()) return status.ended.front();
   if (status.is_testing()) return status.running;
   // Another process may have seen its end.
-  if (const std::optional<TestRow> now = kept(row.number); now && now->outcome) return now;
+  if (std::optional<TestRow> now = kept(row.number); now && now->outcome) return now;
   // What became of it is told by a later look.
   if (was_seen || status.look.fault != LookFault::None) return row;
   if (withdraw(row)) return std::nullopt;
