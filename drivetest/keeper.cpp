@@ -85,10 +85,10 @@ std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, 
 std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {
   const DriveStatus status =
       settle_by_looks(see(row.place, true), true, {.is_over = true, .was_seen = was_seen});
+  // Another process may have seen its end, and the next test may run.
+  if (std::optional<TestRow> now = kept(row.number); now && now->outcome) return now;
   if (!status.ended.empty()) return status.ended.front();
   if (status.is_testing()) return status.running;
-  // Another process may have seen its end.
-  if (std::optional<TestRow> now = kept(row.number); now && now->outcome) return now;
   // What became of it is told by a later look.
   if (was_seen || status.look.fault != LookFault::None) return row;
   if (withdraw(row)) return std::nullopt;

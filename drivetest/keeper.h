@@ -134,6 +134,8 @@ class Keeper {
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
   ToolReply tell_to_start(const Look& look, TestKind kind);
   StartOutcome await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row);
+  // Tells the test of somebody else that is seen at another look, or else the reason.
+  StartOutcome give_way(StartOutcome outcome, std::string reason);
 
   std::optional<TestRow> known_running(const Drive& drive);
   History* opened_history();

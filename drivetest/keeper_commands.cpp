@@ -88,13 +88,19 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   }
   const ToolReply reply = tell_to_start(look, kind);
   // The tool or the drive has seen a test, and no command was sent or obeyed: it is not ours.
-  if (reply.answer == ToolAnswer::Busy && withdraw(*row)) {
-    outcome.status = this->look(place, true);
-    outcome.row = outcome.status.running;
-    return outcome.status.is_testing() ? end(StartResult::AlreadyRunning, "")
-                                       : end(StartResult::NotStarted, reply.words);
-  }
+  if (reply.answer == ToolAnswer::Busy && withdraw(*row))
+    return give_way(std::move(outcome), reply.words);
   return await_start(std::move(outcome), reply, *row);
+}
+
+StartOutcome Keeper::give_way(StartOutcome outcome, std::string reason) {
+  outcome.status = look(outcome.status.look.drive.place, true);
+  outcome.row = outcome.status.running;
+  if (outcome.status.is_testing())
+    outcome.result = StartResult::AlreadyRunning;
+  else
+    outcome.reason = std::move(reason);
+  return outcome;
 }
 
 // A tool refuses to start over a test that the drive may only say to run. What has begun since the
@@ -151,16 +157,10 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
   }
   outcome.row.reset();
   outcome.status.running.reset();
+  std::string reason = was_accepted ? "the drive took the command, but shows no test" : reply.words;
   // Somebody else was quicker, with a test of another kind. The history has no row of it yet.
-  if (outcome.status.is_testing()) {
-    outcome.status = look(place, true);
-    outcome.row = outcome.status.running;
-    if (outcome.status.is_testing()) {
-      outcome.result = StartResult::AlreadyRunning;
-      return outcome;
-    }
-  }
-  outcome.reason = was_accepted ? "the drive took the command, but shows no test" : reply.words;
+  if (outcome.status.is_testing()) return give_way(std::move(outcome), std::move(reason));
+  outcome.reason = std::move(reason);
   return outcome;
 }
 
