@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "drivetest/time_text.h"
+#include "platform/words.h"
 
 namespace drivetest {
 
@@ -16,8 +17,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kDeepest = 2;                  // a member of the drive
-constexpr std::size_t kLongestText = 16384;  // of a member
+constexpr int kDeepest = 2;  // a member of the drive
 
 template <class Value>
 Json of_optional(const std::optional<Value>& value) {
@@ -64,7 +64,7 @@ class Members {
     const Json& value = take(name);
     if (!value.is_string()) refuse(place_of(name) + " is no string");
     std::string text = value.get<std::string>();
-    if (text.size() > kLongestText) refuse(place_of(name) + " is too long");
+    if (text.size() > kLongestMember) refuse(place_of(name) + " is too long");
     if (text.find('\0') != std::string::npos) refuse(place_of(name) + " holds a NUL");
     return text;
   }
@@ -153,10 +153,7 @@ Drive drive_from(const Json& json, std::string& identity) {
 }
 
 std::optional<std::string> id_from(std::string_view text) {
-  constexpr std::size_t kDigits = 32;
-  const bool is_id = text.size() == kDigits &&
-                     text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
-  if (!is_id) return std::nullopt;
+  if (!platform::is_hexadecimal(text, kIdDigits)) return std::nullopt;
   return std::string(text);
 }
 

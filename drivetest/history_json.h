@@ -2,6 +2,7 @@
 // are not known are null. docs/history.md has them all.
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
 #include <string>
@@ -10,6 +11,9 @@
 #include "drivetest/test_row.h"
 
 namespace drivetest {
+
+inline constexpr std::size_t kLongestMember = 16384;  // of the texts of a line, in bytes
+inline constexpr std::size_t kIdDigits = 32;          // hexadecimal, of a test and of a machine
 
 nlohmann::ordered_json to_json(const KeptTest& test);
 

@@ -26,8 +26,7 @@ Host this_host() {
   id = platform::lower(id);
   constexpr std::size_t kDigits = 32;
   // systemd writes "uninitialized" before the first boot.
-  if (id.size() == kDigits && id.find_first_not_of("0123456789abcdef") == std::string::npos)
-    host.machine_id = id;
+  if (platform::is_hexadecimal(id, kDigits)) host.machine_id = id;
   struct utsname names {};
   if (uname(&names) == 0) host.name = names.nodename;
   return host;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "inventory/sysfs.h"
+#include "platform/words.h"
 
 namespace drivetest {
 
@@ -21,9 +22,8 @@ std::string nguid_of(const Place& place) {
   if (names.size() != 1) return {};
   std::string name = sysfs.text(folder + names.front() + "/nguid");
   std::erase(name, '-');
-  const bool is_name = name.size() == kDigits &&
-                       name.find_first_not_of("0123456789abcdef") == name.npos &&
-                       name.find_first_not_of('0') != name.npos;
+  const bool is_name =
+      platform::is_hexadecimal(name, kDigits) && name.find_first_not_of('0') != name.npos;
   return is_name ? "nguid-" + name : std::string();
 }
 

@@ -5,14 +5,13 @@
 #include <string>
 #include <utility>
 
+#include "drivetest/history_json.h"
 #include "drivetest/time_text.h"
+#include "platform/words.h"
 
 namespace drivetest {
 
 namespace {
-
-constexpr std::size_t kLongestText = 16384;  // of a member
-constexpr std::size_t kIdDigits = 32;
 
 // Reads a line from the front. Each function returns whether that stood there.
 class Reader {
@@ -30,7 +29,7 @@ class Reader {
   bool text(std::string& value) {
     if (!word("\"")) return false;
     value.clear();
-    while (!rest_.empty() && value.size() <= kLongestText) {
+    while (!rest_.empty() && value.size() <= kLongestMember) {
       const char letter = rest_.front();
       rest_.remove_prefix(1);
       if (letter == '"') return true;
@@ -41,10 +40,7 @@ class Reader {
   }
 
   // Of hexadecimal digits.
-  bool id(std::string& value) {
-    return text(value) && value.size() == kIdDigits &&
-           value.find_first_not_of("0123456789abcdef") == std::string::npos;
-  }
+  bool id(std::string& value) { return text(value) && platform::is_hexadecimal(value, kIdDigits); }
 
   // As JSON writes them: without plus sign and leading zeros.
   template <class Number>

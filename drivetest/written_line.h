@@ -1,5 +1,6 @@
-// The quick way to read a test from a line of JSON. Whoever reads the histories of many machines
-// meets millions of such lines, and nearly all stand there just as json_line has written them.
+// The quick way to read a test from a line of JSON. A reader of the histories of many
+// machines meets millions of such lines, and nearly all stand there just as json_line has written
+// them.
 #pragma once
 
 #include <optional>

@@ -33,6 +33,12 @@ constexpr bool only_digits(std::string_view text) {
   return text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+// Whether the text is so many hexadecimal digits, with small letters.
+constexpr bool is_hexadecimal(std::string_view text, std::size_t digits) {
+  return text.size() == digits &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
 // Names of CIM, of HTTP fields and the like: equal but for case.
 constexpr bool same_name(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
