@@ -9,6 +9,7 @@
 
 #include "cli/report_attention.h"
 #include "cli/report_text.h"
+#include "platform/words.h"
 
 namespace cli {
 
@@ -44,17 +45,6 @@ constexpr std::array kMarks = {
     Mark{Outcome::Passed, "passed", "p"}, Mark{Outcome::Aborted, "aborted", "a i"},
     Mark{Outcome::Unknown, "not known", "u j"}, Mark{Outcome::Failed, "failed", "s f"}};
 
-std::vector<std::string_view> words_of(std::string_view text) {
-  std::vector<std::string_view> words;
-  for (std::size_t blank = text.find(' '); blank != std::string_view::npos;
-       blank = text.find(' ')) {
-    words.push_back(text.substr(0, blank));
-    text.remove_prefix(blank + 1);
-  }
-  words.push_back(text);
-  return words;
-}
-
 // A stroke with a height, or one without, in the middle of its lane.
 std::string stroke(std::string_view layer, int x, int lane) {
   const int middle = lane * kLane + kLane / 2;
@@ -81,7 +71,8 @@ std::vector<Lane> lanes_of(const ReportedDrive& drive) {
 std::string paths(const ReportedDrive& drive, const Span& span, const std::vector<Lane>& lanes) {
   std::string text;
   for (const Mark& kind : kMarks) {
-    for (const std::string_view layer : words_of(kind.layers)) {
+    for (std::string_view layers = kind.layers; !layers.empty();) {
+      const std::string_view layer = platform::take_word(layers);
       std::string strokes;
       for (const TestMark& mark : drive.marks()) {
         if (mark.outcome != kind.outcome || mark.time < span.from) continue;
@@ -153,8 +144,10 @@ std::string legend() {
   std::string text = "<ul class=\"legend\" aria-label=\"Marks on the lines of tests\">";
   for (const Mark& mark : kMarks) {
     text += "<li><svg width=\"16\" height=\"20\" viewBox=\"0 0 16 20\" aria-hidden=\"true\">";
-    for (const std::string_view layer : words_of(mark.layers))
+    for (std::string_view layers = mark.layers; !layers.empty();) {
+      const std::string_view layer = platform::take_word(layers);
       text += fmt::format("<path class=\"{}\" d=\"{}\"/>", layer, stroke(layer, 8, 0));
+    }
     text += fmt::format("</svg>{}</li>", mark.word);
   }
   return text + "</ul>\n";

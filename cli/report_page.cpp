@@ -11,6 +11,7 @@
 #include "cli/terminal_text.h"
 #include "cli/test_words.h"
 #include "drivetest/time_text.h"
+#include "platform/words.h"
 
 namespace cli {
 
@@ -29,7 +30,7 @@ std::string_view colour_of(Need need) {
 
 std::string capital(std::string_view word) {
   std::string text(word);
-  text.front() = static_cast<char>(text.front() - 'a' + 'A');
+  text.front() = platform::upper(text.front());
   return text;
 }
 
@@ -56,9 +57,8 @@ std::string head(const std::string& title, Time now) {
 std::string foot() {
   return fmt::format(
       "<footer><p>Times are UTC. A drive is overdue when its last long test passed {} days ago, or "
-      "its "
-      "last short one {} days ago and no long one since. Tests that nobody saw have no date: they "
-      "are counted and listed, not drawn.</p></footer>\n</main>\n</body>\n</html>\n",
+      "its last short one {} days ago and no long one since. Tests that nobody saw have no date: "
+      "they are counted and listed, not drawn.</p></footer>\n</main>\n</body>\n</html>\n",
       kLongOverdue.count(), kShortOverdue.count());
 }
 
