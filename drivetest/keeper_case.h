@@ -2,9 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,16 +10,12 @@
 #include "drivetest/fake_drive.h"
 #include "drivetest/history.h"
 #include "drivetest/keeper.h"
+#include "platform/support/support_test.h"
 
 namespace drivetest {
 
 class KeeperCase : public testing::TestWithParam<Protocol> {
  protected:
-  ~KeeperCase() override {
-    history_.reset();
-    std::filesystem::remove_all(folder_);
-  }
-
   DriveStatus look() { return keeper_.look(place_, false); }
   StartOutcome start(TestKind kind = TestKind::Short, bool replace = false) {
     return keeper_.start(place_, kind, replace, false);
@@ -41,12 +35,7 @@ class KeeperCase : public testing::TestWithParam<Protocol> {
     return words;
   }
 
-  static std::filesystem::path make_folder() {
-    std::string name = testing::TempDir() + "hddtest_keeper.XXXXXX";
-    return mkdtemp(name.data());
-  }
-
-  const std::filesystem::path folder_ = make_folder();
+  const NKVRHVX20::TemporaryFolder folder_;
   std::unique_ptr<History> history_ =
       std::make_unique<History>(HistoryOptions{.folder = folder_ / "hvx", .host = {"aa", "host"}});
   FakeTime time_;

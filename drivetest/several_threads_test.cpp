@@ -1,8 +1,6 @@
 // Many drives at once, as the commands treat them: one keeper, one history and several threads.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,6 +11,7 @@
 #include "drivetest/history.h"
 #include "drivetest/keeper.h"
 #include "platform/at_once.h"
+#include "platform/support/support_test.h"
 
 namespace drivetest {
 namespace {
@@ -61,13 +60,6 @@ class Machine : public DriveAccess {
 
 class SeveralThreads : public testing::Test {
  protected:
-  ~SeveralThreads() override { std::filesystem::remove_all(folder_); }
-
-  static std::filesystem::path make_folder() {
-    std::string name = testing::TempDir() + "several_threads.XXXXXX";
-    return mkdtemp(name.data());
-  }
-
   // Starts a test in each drive, looks at it, and stops it.
   void test_all(Keeper& keeper) {
     platform::at_once(kDrives, kThreads, [&](std::size_t number) {
@@ -80,7 +72,7 @@ class SeveralThreads : public testing::Test {
     });
   }
 
-  const std::filesystem::path folder_ = make_folder();
+  const NKVRHVX20::TemporaryFolder folder_;
   LockedTime time_;
   Machine machine_{time_};
 };

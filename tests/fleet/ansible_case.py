@@ -27,6 +27,12 @@ exit $status
 """
 
 
+def disk(number, *more):
+    """The lines of a drive of the stand-in that differs from those of other numbers."""
+    return ["protocol ata", "nodes /dev/sda", "model Example Disk 500", f"serial EX{number:04}",
+            "firmware 1.0", f"wwn 5000c500a1b2{number:04}", *more]
+
+
 class AnsibleCase(unittest.TestCase):
     programs = "/nonexistent"  # with the hddtest of the computer that Ansible is called on
 

@@ -7,7 +7,7 @@ import shutil
 import sys
 import unittest
 
-from ansible_case import AnsibleCase, COLLECTION
+from ansible_case import AnsibleCase, COLLECTION, disk
 
 sys.path.append(str(COLLECTION / "plugins/filter"))
 # pylint: disable=wrong-import-position
@@ -15,11 +15,6 @@ from fleet import gathered, tested, waves
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 NEEDED = ("ansible-playbook", "smartctl")
-
-
-def disk(number, *more):
-    return ["protocol ata", "nodes /dev/sda", "model Example Disk 500", f"serial EX{number:04}",
-            "firmware 1.0", f"wwn 5000c500a1b2{number:04}", *more]
 
 
 class Waves(unittest.TestCase):

@@ -13,7 +13,7 @@ import subprocess
 import sys
 import unittest
 
-from ansible_case import AnsibleCase, TREE
+from ansible_case import AnsibleCase, TREE, disk
 
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 PROGRAMS, STANDIN = sys.argv[2:4]
@@ -56,11 +56,6 @@ def free_port():
     with socket.socket() as free:
         free.bind(("127.0.0.1", 0))
         return free.getsockname()[1]
-
-
-def disk(number, *more):
-    return ["protocol ata", "nodes /dev/sda", "model Example Disk 500", f"serial EX{number:04}",
-            "firmware 1.0", f"wwn 5000c500a1b2{number:04}", *more]
 
 
 class Roots(AnsibleCase):
