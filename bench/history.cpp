@@ -1,6 +1,6 @@
-// What a history of many tests costs whoever asks it: it is opened as a command does, and asked for
-// the last test of each of 24 drives, for the last ten of one, or to keep a test from beginning to
-// end. The same in a history of a few tests is the floor.
+// What a history of many tests costs its reader: it is opened as a command does, and asked for the
+// last test of each of 24 drives, for the last ten of one, or to keep a test from beginning to end.
+// The same in a history of a few tests is the floor.
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
 
