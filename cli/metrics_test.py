@@ -15,7 +15,7 @@ from history_test import kept_test
 
 GAUGES = {
     "hddtest_drive_info", "hddtest_drive_present", "hddtest_drive_testable",
-    "hddtest_test_running", "hddtest_test_stalled", "hddtest_last_test_outcome",
+    "hddtest_test_running", "hddtest_test_stalled", "hddtest_last_test_outcome", "hddtest_failure_open",
     "hddtest_last_test_end_timestamp_seconds", "hddtest_last_test_duration_seconds",
     "hddtest_last_passed_timestamp_seconds", "hddtest_scrape_errors"}
 HOSTILE = "a\"b\\c\nhddtest_forged 1\r\x1b[31m\u202e\u2028é"  # the history takes no NUL
@@ -72,6 +72,8 @@ class Kept(MetricsCase):
                                      ("long", "passed", 1), ("conveyance", "passed", None)]:
             self.assertEqual(metrics.value("hddtest_last_test_outcome", drive=drive, test=test,
                                            outcome=outcome), value)
+        # A long test has passed since.
+        self.assertEqual(metrics.value("hddtest_failure_open", drive=drive, test="short"), 0)
         self.assertEqual(metrics.value("hddtest_last_test_end_timestamp_seconds", drive=drive,
                                        test="short"), 1740909720)  # 2025-03-02T10:02:00Z
         self.assertEqual(metrics.value("hddtest_last_test_duration_seconds", drive=drive,

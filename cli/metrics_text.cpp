@@ -163,6 +163,18 @@ void write_outcome(Samples& samples, const MeasuredDrive& one) {
   });
 }
 
+// A test that was aborted, or whose outcome is not known, takes nothing back.
+void write_failure(Samples& samples, const MeasuredDrive& one) {
+  for_newest(one, kAny, [&](const Label& test, const TestRow& last) {
+    const auto telling = std::find_if(one.tests.begin(), one.tests.end(), [&](const TestRow& row) {
+      const bool has_failed = row.outcome == Outcome::Failed && row.kind == last.kind;
+      return has_failed || row.answers_failure(last.kind);
+    });
+    const bool is_open = telling != one.tests.end() && telling->outcome == Outcome::Failed;
+    samples.add(number_of(is_open), {test});
+  });
+}
+
 std::int64_t seconds_of(drivetest::Time time) { return time.time_since_epoch().count(); }
 
 void write_end(Samples& samples, const MeasuredDrive& one) {
@@ -215,6 +227,8 @@ constexpr Metric kMetrics[] = {
      write_stalled},
     {"hddtest_last_test_outcome", "gauge", "1 for the outcome of the last test that has ended.",
      write_outcome},
+    {"hddtest_failure_open", "gauge",
+     "Whether a test has failed, and none that makes up for it has passed since.", write_failure},
     {"hddtest_last_test_end_timestamp_seconds", "gauge",
      "When the last test was seen to have ended.", write_end},
     {"hddtest_last_test_duration_seconds", "gauge",

@@ -99,6 +99,40 @@ TEST(MetricsText, TellsTheLastTestOfEachKind) {
   EXPECT_THAT(text, has_line(total + "\"unknown\"} 0"));
 }
 
+TEST(MetricsText, TellsAFailureUntilATestThatCanAnswerItPasses) {
+  using enum Outcome;
+  const auto is_open = [](const std::vector<TestRow>& newest_first, const std::string& kind) {
+    MeasuredDrive one = drive();
+    one.tests = newest_first;
+    const std::string series = "\nhddtest_failure_open" + kLabel + ",test=\"" + kind + "\"} ";
+    const std::string text = text_of(one);
+    const std::size_t place = text.find(series);
+    return place == std::string::npos ? std::string() : text.substr(place + series.size(), 1);
+  };
+  EXPECT_EQ(is_open({test(Failed)}, "short"), "1");
+  EXPECT_EQ(is_open({test(Passed), test(Failed)}, "short"), "0");
+  EXPECT_EQ(is_open({test(Failed), test(Passed)}, "short"), "1");
+  // Nobody learns anything good of a drive by a test that does not end.
+  EXPECT_EQ(is_open({test(Aborted), test(Unknown), test(Failed)}, "short"), "1");
+  EXPECT_EQ(is_open({TestRow{}, test(Aborted), test(Failed), test(Passed)}, "short"), "1");
+  EXPECT_EQ(is_open({test(Aborted)}, "short"), "0");
+  // The long test does all that the short one does, and no other test does what another one does.
+  const TestRow long_passed = test(Passed, TestKind::Long);
+  EXPECT_EQ(is_open({test(Aborted), long_passed, test(Failed)}, "short"), "0");
+  EXPECT_EQ(is_open({test(Passed), test(Failed, TestKind::Long)}, "long"), "1");
+  EXPECT_EQ(is_open({long_passed, test(Failed, TestKind::Conveyance)}, "conveyance"), "1");
+  EXPECT_EQ(is_open({long_passed}, "long"), "0");
+  EXPECT_EQ(is_open({long_passed}, "short"), "");
+  // One that somebody else started, and that nobody saw, has no time and no kind.
+  TestRow other = test(Failed);
+  other.kind.reset();
+  other.started = other.ended = std::nullopt;
+  EXPECT_EQ(is_open({long_passed, other}, "other"), "1");
+  TestRow other_passed = other;
+  other_passed.outcome = Passed;
+  EXPECT_EQ(is_open({other_passed, other}, "other"), "0");
+}
+
 TEST(MetricsText, InventsNoTimeWhereNobodySawTheTest) {
   MeasuredDrive one = drive();
   one.tests = {test(Outcome::Passed)};

@@ -64,11 +64,8 @@ void ReportedDrive::add_ended(const TestRow& row) {
     ++undated;
   }
   if (outcome == Outcome::Failed) failed_[place_of(row.kind)] = row;
-  if (outcome == Outcome::Passed) {
-    failed_[place_of(row.kind)].reset();
-    // The long test does all that the short one does.
-    if (row.kind == TestKind::Long) failed_[place_of(TestKind::Short)].reset();
-  }
+  for (std::optional<TestRow>& failed : failed_)
+    if (failed && row.answers_failure(failed->kind)) failed.reset();
   listed_.push_back(row);
   if (listed_.size() > kMostListed) listed_.pop_front();
 }

@@ -56,8 +56,7 @@ class ReportedDrive {
   const std::deque<drivetest::TestRow>& listed() const { return listed_; }
   const drivetest::TestRow* last() const { return listed_.empty() ? nullptr : &listed_.back(); }
 
-  // The newest failed test that no later one has answered: a test of the same kind that passed, or
-  // for a short test a long one.
+  // The newest failed test that no later one has answered.
   const drivetest::TestRow* failed() const;
 
   std::optional<drivetest::TestRow> running;

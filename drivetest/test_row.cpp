@@ -19,4 +19,9 @@ std::optional<std::chrono::seconds> TestRow::duration() const {
   return *ended - *started;
 }
 
+bool TestRow::answers_failure(std::optional<TestKind> failed) const {
+  if (outcome != Outcome::Passed) return false;
+  return kind == failed || (kind == TestKind::Long && failed == TestKind::Short);
+}
+
 }  // namespace drivetest

@@ -61,6 +61,10 @@ struct TestRow {
   // Not set where one of the times is not known or the clock went back between them.
   std::optional<std::chrono::seconds> duration() const;
 
+  // Whether a drive that failed a test of the kind earlier has shown by this one that it can pass
+  // it: it passed, and is of the same kind, or a long test, which does all that a short one does.
+  bool answers_failure(std::optional<TestKind> failed) const;
+
   bool operator==(const TestRow&) const = default;
 };
 
