@@ -19,7 +19,8 @@ SeenLook Keeper::see(const Place& place, bool wake) {
   return seen;
 }
 
-// Another process may have looked later and been quicker. Its news must not be undone.
+// Another process may have looked later and been quicker. Its news must not be undone: where others
+// are quicker each time, what they have kept counts, and this look is dropped.
 Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circumstances) {
   Settled settled;
   constexpr int kMostLooks = 5;
@@ -27,7 +28,7 @@ Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circu
     bool is_old = false;
     settled.running = change(seen.look.drive, [&](const DriveState& state) {
       settled.ended.clear();
-      is_old = state.changed > seen.changes.value_or(0) && looks < kMostLooks;
+      is_old = state.changed > seen.changes.value_or(0);
       if (is_old) return DriveChange();
       ChangeByLook found = change_by_look(state, seen.look, time_.now(), circumstances);
       settled.look_again = found.look_again;
@@ -35,7 +36,7 @@ Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circu
         settled.ended.push_back(*found.change.running);
       return found.change;
     });
-    if (!is_old) return settled;
+    if (!is_old || looks == kMostLooks) return settled;
     SeenLook later = see(seen.look.drive.place, wake);
     if (later.look.fault != LookFault::None) return settled;
     later.look.drive.shares_identity = seen.look.drive.shares_identity;

@@ -76,6 +76,24 @@ TEST_P(KeeperTest, DoesNotUndoWhatALaterLookHasTold) {
   EXPECT_EQ(outcomes(), "aborted passed ");
 }
 
+TEST_P(KeeperTest, DoesNotUndoWhatOthersTellWhoAreQuickerEachTime) {
+  start();
+  Keeper other(drive_, time_, [this] { return history_.get(); });
+  int looks = 0;
+  const std::function<void()> meanwhile = [&] {
+    constexpr int kManyLooks = 5;
+    if (++looks == kManyLooks) {
+      other.stop(place_, false);
+      return;
+    }
+    other.look(place_, false);
+    drive_.during_look = meanwhile;
+  };
+  drive_.during_look = meanwhile;
+  EXPECT_FALSE(look().running);
+  EXPECT_EQ(outcomes(), "aborted ");
+}
+
 TEST_P(KeeperTest, TakesATestThatEndsDuringALookForOne) {
   start();
   SeenLook torn = keeper_.see(place_, false);
