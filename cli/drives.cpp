@@ -1,22 +1,20 @@
 // hddtest drives: the drives of the machine, what can be done with each, and what became of it.
 #include <algorithm>
-#include <exception>
-#include <future>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <thread>
+#include <utility>
 
 #include "cli/commands.h"
 #include "cli/drive_tests.h"
 #include "cli/exit_status.h"
 #include "cli/json.h"
 #include "cli/looked_drive.h"
+#include "cli/looks.h"
 #include "cli/offered_drives.h"
 #include "cli/output.h"
 #include "cli/table.h"
 #include "cli/terminal_text.h"
 #include "cli/test_words.h"
-#include "cli/waiting_line.h"
 
 namespace cli {
 namespace {
@@ -31,12 +29,12 @@ struct DrivesOptions {
 };
 
 constexpr const char* kFooter =
-    "Shows each drive as soon as it has answered: which TESTS 'hddtest start' can start in\n"
-    "it (all: conveyance tests too), and the test that runs, with what remains and who began\n"
-    "it, or else the last one with its age and result. What a look shows is kept in the\n"
-    "history. Drives in standby are left in peace but with --wake. Below the list stands what\n"
-    "to do about a drive that failed, with all that tells which one to pull, or whose test\n"
-    "was aborted.\n"
+    "Shows each drive as soon as it has answered, on a terminal slow ones last: which TESTS\n"
+    "'hddtest start' can start in it (all: conveyance tests too), and the test that runs, with\n"
+    "what remains and who began it, or else the last one with its age and result. What a look\n"
+    "shows is kept in the history. Drives in standby are left in peace but with --wake. Below\n"
+    "the list stands what to do about a drive that failed, with all that tells which one to\n"
+    "pull, or whose test was aborted.\n"
     "\n"
     "--offered asks the module instead which drives it offers to WBEM clients for the short\n"
     "test. That runs hwinfo and smartctl, which changes nothing, takes some seconds and may\n"
@@ -118,52 +116,22 @@ std::vector<std::vector<TableCell>> expected_rows(const std::vector<FoundDrive>&
   return rows;
 }
 
-// Looks at drives, several at once, and gives the answers in the order of the drives.
-class Looks {
- public:
-  // Both must outlive it. Its end waits for all looks.
-  Looks(DriveTests& tests, std::vector<ChosenDrive>& drives, bool wake) : answers_(drives.size()) {
-    for (auto& answer : answers_) statuses_.push_back(answer.get_future());
-    thread_ = std::jthread([this, &tests, &drives, wake] {
-      at_once(drives.size(), [&](std::size_t i) {
-        try {
-          answers_[i].set_value(tests.keeper().settle(tests.look_of(drives[i], wake), wake));
-        } catch (...) {
-          answers_[i].set_exception(std::current_exception());
-        }
-      });
-    });
-  }
-
-  // Waits for the answer. A terminal shows after a second which drive is waited for. Throws what
-  // the look has thrown.
-  DriveStatus take(std::size_t drive, const std::string& name) {
-    WaitingLine line(standard_error(), "waiting for " + escape(name),
-                     standard_output().is_terminal());
-    return statuses_[drive].get();
-  }
-
- private:
-  std::vector<std::promise<DriveStatus>> answers_;
-  std::vector<std::future<DriveStatus>> statuses_;
-  std::jthread thread_;  // the last: it uses the others
-};
-
+// In the order of the drives; `show` gets each as soon as it has answered, slow ones late.
 std::vector<LookedDrive> look_at_all(DriveTests& tests, const DrivesOptions& options,
                                      const std::function<void(const LookedDrive&)>& show) {
   std::vector<ChosenDrive> drives =
       tests.choose({}, "", options.wake, DriveTests::LooksAhead::InDoubt);
-  Looks looks(tests, drives, options.wake);
-  std::vector<LookedDrive> all;
-  for (std::size_t i = 0; i < drives.size(); ++i) {
-    DriveStatus status = looks.take(i, drives[i].name);
-    LookedDrive one{std::move(drives[i]), std::move(status), {}};
+  std::vector<LookedDrive> all(drives.size());
+  for (Looks looks(tests, drives, options.wake); looks.has_next();) {
+    auto [number, status] = looks.next();
+    LookedDrive& one = all[number];
+    one.drive = std::move(drives[number]);
+    one.status = std::move(status);
     drivetest::Drive& told = one.status.look.drive;
     if (!told.size) told.size = one.drive.known.size;
     if (!told.is_rotational) told.is_rotational = one.drive.known.is_rotational;
     one.last = tests.newest(one.drive, one.status);
     show(one);
-    all.push_back(std::move(one));
   }
   return all;
 }
@@ -185,9 +153,8 @@ int overview(const DrivesOptions& options, bool json) {
   Output& output = standard_output();
   if (json) {
     Json array = Json::array();
-    look_at_all(tests, options, [&](const LookedDrive& one) {
+    for (const LookedDrive& one : look_at_all(tests, options, [](const LookedDrive&) {}))
       array.push_back(overview_json(one, tests.has_history()));
-    });
     output.write(dump(array));
   } else {
     // The titles come before anything is asked that may take its time.

@@ -6,6 +6,7 @@
 import json
 import os
 import pathlib
+import pty
 import subprocess
 
 from command_case import CONTROL, PROGRAM, CommandTest, main
@@ -51,6 +52,12 @@ class Overview(CommandTest):
         os.mkfifo(path)
         return path
 
+    def name(self, *drives):
+        """Drives that nobody knows are all looked at first, since two may claim to be one."""
+        root = pathlib.Path(self.environment["HVX_SYSFS_ROOT"])
+        for number, drive in enumerate(drives):
+            (root / f"sys/block/{drive}/device/wwid").write_text(f"naa.5000c500a1b2c3d{number}\n")
+
     def start(self, *arguments):
         process = subprocess.Popen([PROGRAM, "drives", *arguments], cwd=self.folder, text=True,
                                    env=self.environment, stdout=subprocess.PIPE)
@@ -60,10 +67,7 @@ class Overview(CommandTest):
 
     def test_each_drive_is_shown_as_soon_as_it_has_answered(self):
         self.machine("sda", "sdb", "sdc")
-        # Drives that nobody knows are all looked at first, since two may claim to be one.
-        root = pathlib.Path(self.environment["HVX_SYSFS_ROOT"])
-        for number, name in enumerate(("sda", "sdb", "sdc")):
-            (root / f"sys/block/{name}/device/wwid").write_text(f"naa.5000c500a1b2c3d{number}\n")
+        self.name("sda", "sdb", "sdc")
         block = self.pipe("block")
         process = self.start()
         self.assertIn("NEWEST TEST", process.stdout.readline())
@@ -73,6 +77,22 @@ class Overview(CommandTest):
         self.assertIn("/dev/sdc", process.stdout.readline())
         self.assertEqual(process.stdout.read(), "")
         self.assertEqual(process.wait(timeout=60), 0)
+
+    def test_terminal_shows_slow_drives_last(self):
+        self.machine("sda", "sdb", "sdc")
+        self.name("sda", "sdb", "sdc")
+        block = self.pipe("block")
+        master, slave = pty.openpty()
+        with subprocess.Popen([PROGRAM, "drives"], cwd=self.folder, env=self.environment, stdout=slave,
+                              stderr=subprocess.DEVNULL) as process:
+            os.close(slave)
+            with os.fdopen(master) as terminal:
+                lines = [terminal.readline() for _ in range(3)]
+                block.write_text("\n")
+                lines.append(terminal.readline())
+            self.assertEqual([line.split()[0] for line in lines],
+                             ["DEVICE", "/dev/sda", "/dev/sdc", "/dev/sdb"])
+            self.assertEqual(process.wait(timeout=60), 0)
 
     def test_first_line_of_24_drives_waits_for_none(self):
         self.machine(*(f"sd{letter}" for letter in "abcdefghijklmnopqrstuvwx"))
