@@ -76,13 +76,10 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& opt
       for (const KeptTest& test : found) keep(test);
     }
   }
-  if (!gone.empty()) {
-    history.each([&](const KeptTest& test) {
-      const auto names_it = [&](const auto& name) {
-        return goes_by(test, name.first, name.second);
-      };
-      if (std::any_of(gone.begin(), gone.end(), names_it)) keep(test);
-    });
+  for (const auto& [name, is_there] : gone) {
+    for (const KeptTest& test : history.of_drives_named(name, limit)) keep(test);
+    if (is_there) continue;
+    for (const KeptTest& test : history.at_device(name)) keep(test);
   }
   std::vector<KeptTest> shown;
   for (auto& [place, test] : kept) shown.push_back(std::move(test));

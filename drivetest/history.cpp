@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -41,6 +42,16 @@ std::vector<KeptTest> tests_of(Database& database, Query numbers) {
     tests.push_back(read_known_test(database, *number));
   }
   return tests;
+}
+
+// The newest first.
+std::vector<KeptTest> newest_of(Database& database, std::int64_t drive, std::size_t limit) {
+  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+  return tests_of(
+      database,
+      database.query("SELECT number FROM tests WHERE drive = ?"
+                     " ORDER BY recorded DESC, number DESC LIMIT ?",
+                     drive, static_cast<std::int64_t>(std::min<std::size_t>(limit, kMost))));
 }
 
 }  // namespace
@@ -180,13 +191,32 @@ std::vector<KeptTest> History::of_drive(std::string_view drive, std::size_t limi
   read([&] {
     tests.clear();
     const auto known = find_drive(*database_, options_.host.machine_id, drive);
-    if (!known) return;
-    constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+    if (known) tests = newest_of(*database_, *known, limit);
+  });
+  return tests;
+}
+
+std::vector<KeptTest> History::of_drives_named(std::string_view name, std::size_t limit) {
+  std::vector<KeptTest> tests;
+  if (name.empty()) return tests;
+  read([&] {
+    tests.clear();
+    Query drives = database_->query(
+        "SELECT number FROM drives WHERE serial_number = ? OR world_wide_name = ?", name, name);
+    while (drives.step()) {
+      auto found = newest_of(*database_, drives.next_integer(), limit);
+      std::move(found.begin(), found.end(), std::back_inserter(tests));
+    }
+  });
+  return tests;
+}
+
+std::vector<KeptTest> History::at_device(std::string_view device) {
+  std::vector<KeptTest> tests;
+  read([&] {
     tests = tests_of(
         *database_,
-        database_->query("SELECT number FROM tests WHERE drive = ?"
-                         " ORDER BY recorded DESC, number DESC LIMIT ?",
-                         *known, static_cast<std::int64_t>(std::min<std::size_t>(limit, kMost))));
+        database_->query("SELECT number FROM tests WHERE device = ? ORDER BY number", device));
   });
   return tests;
 }

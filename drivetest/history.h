@@ -93,6 +93,12 @@ class History {
   std::vector<KeptTest> last_of_each_drive();
   // The rows of a drive of this machine, the newest first.
   std::vector<KeptTest> of_drive(std::string_view drive, std::size_t limit);
+  // The same of the drives with that serial number or world wide name, of this and other machines,
+  // drive by drive; none for an empty name.
+  std::vector<KeptTest> of_drives_named(std::string_view name, std::size_t limit);
+  // The rows of all drives that were at a device when they were tested, in the order in which the
+  // history got them. All rows are read for it.
+  std::vector<KeptTest> at_device(std::string_view device);
   std::optional<KeptTest> find(std::int64_t number);
   // All rows, in the order in which the history got them, as they are at the beginning of the call.
   void each(const std::function<void(const KeptTest&)>& visit);

@@ -212,6 +212,20 @@ TEST_F(HistoryTest, ShowsTheNewestFirst) {
   EXPECT_THAT(numbers_of(all), ElementsAre(one, other, two, running));
 }
 
+TEST_F(HistoryTest, ShowsTestsByWhatTheirDriveIsCalled) {
+  History history(options());
+  const std::int64_t one = tested(history, 1);
+  const std::int64_t two = tested(history, 1);
+  tested(history, 2);
+  History elsewhere(options("b"));
+  const std::int64_t three = tested(elsewhere, 1);
+  EXPECT_THAT(numbers_of(history.of_drives_named("S1", 10)), ElementsAre(two, one, three));
+  EXPECT_THAT(numbers_of(history.of_drives_named("S1", 1)), ElementsAre(two, three));
+  EXPECT_THAT(numbers_of(history.at_device("/dev/sdb")), ElementsAre(one, two, three));
+  EXPECT_TRUE(history.of_drives_named("/dev/sdb", 10).empty());
+  EXPECT_TRUE(history.of_drives_named("", 10).empty()) << "not all that have no world wide name";
+}
+
 TEST_F(HistoryTest, KeepsTheOrderWhenTheClockGoesBack) {
   History history(options());
   const std::int64_t before = history.begin(drive(1), begun_row()).number;
@@ -339,6 +353,7 @@ TEST_F(HistoryTest, LooksTestsUpByIndex) {
   History history(options());
   tested(history, 1);
   history.of_drive(drive(1).identity(), 3);
+  history.of_drives_named("S1", 3);
   history.last_of_each_drive();
   history.running();
   history.running(drive(1).identity());
