@@ -19,7 +19,7 @@ test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db lo
 fleet_packages="prometheus prometheus-alertmanager prometheus-node-exporter ansible-core ansible-lint
  python3-apt openssh-client openssh-server chromium"
 lint_packages="clang-format clang-tidy"
-bench_packages="libbenchmark-dev hwinfo"
+bench_packages="libbenchmark-dev hwinfo smartmontools"
 fuzz_packages="clang libclang-rt-dev"
 
 as_root=

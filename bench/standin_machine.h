@@ -1,0 +1,117 @@
+// A machine with drives of the stand-in below the real smartctl, and hddtest run on it.
+#pragma once
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <pty.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "bench/filled_history.h"
+
+namespace bench {
+
+// A program whose standard output is read here. It has ended when this is destroyed: by itself, or
+// else it is killed.
+class Program {
+ public:
+  enum class Output { Pipe, Terminal };
+
+  explicit Program(const std::vector<std::string>& words, Output output = Output::Pipe) {
+    int here = -1;
+    int there = -1;
+    int ends[2] = {-1, -1};
+    if (output == Output::Terminal && openpty(&here, &there, nullptr, nullptr, nullptr) != 0)
+      return;
+    if (output == Output::Pipe) {
+      if (pipe2(ends, O_CLOEXEC) != 0) return;
+      here = ends[0];
+      there = ends[1];
+    }
+    fcntl(here, F_SETFD, FD_CLOEXEC);
+    std::vector<char*> arguments;
+    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, there, STDOUT_FILENO);
+    if (posix_spawn(&process_, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
+      process_ = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    close(there);
+    output_ = fdopen(here, "r");
+  }
+  Program(const Program&) = delete;
+  ~Program() {
+    if (output_) fclose(output_);
+    if (process_ < 0) return;
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+
+  // Without its end; empty: there is none.
+  std::string line() {
+    std::string text;
+    for (int next = read(); next != EOF && next != '\n'; next = read())
+      text += static_cast<char>(next);
+    return text;
+  }
+
+  // The number of lines that are left.
+  int lines() {
+    int count = 0;
+    for (int next = read(); next != EOF; next = read()) count += next == '\n';
+    return count;
+  }
+
+ private:
+  int read() { return output_ ? getc_unlocked(output_) : EOF; }
+
+  pid_t process_ = -1;
+  FILE* output_ = nullptr;
+};
+
+// While it lives, programs that this process starts are on that machine. There is one at a time.
+class StandInMachine {
+ public:
+  // The drives are those of the filled histories. The first `slow` of them take so many
+  // milliseconds for each answer, of which a look needs about ten.
+  explicit StandInMachine(int slow = 0, int milliseconds = 0) {
+    std::string name = std::filesystem::temp_directory_path() / "hddtest_bench.XXXXXX";
+    if (!mkdtemp(name.data())) std::abort();
+    folder_ = name;
+    std::filesystem::create_directory(folder_ / "drives");
+    for (int number = 0; number < kDrives; ++number)
+      std::ofstream(folder_ / "drives" / fmt::format("disk{:02}", number))
+          << "protocol ata\nnodes " << node(number) << "\nserial " << drive(number).serial_number
+          << "\nwwn " << world_wide_name(number) << "\nslow " << (number < slow ? milliseconds : 0)
+          << "\n";
+    const std::string make = fmt::format("'{0}/standin_drive' '{1}' make '{0}/libstandin.so'",
+                                         HDDTEST_STANDIN_FOLDER, folder_.string());
+    if (std::system(make.c_str()) != 0) std::abort();
+    setenv("PATH", (folder_ / "bin:/usr/bin:/bin").c_str(), 1);
+    setenv("HVX_SYSFS_ROOT", (folder_ / "machine").c_str(), 1);
+    setenv("HVX_LOG_FILE", (folder_ / "log").c_str(), 1);
+    setenv("LC_ALL", "C.UTF-8", 1);
+  }
+  StandInMachine(const StandInMachine&) = delete;
+  ~StandInMachine() { std::filesystem::remove_all(folder_); }
+
+  static std::string node(int number) {
+    return std::string("/dev/sd") + static_cast<char>('a' + number);
+  }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+}  // namespace bench
