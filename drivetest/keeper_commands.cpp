@@ -83,7 +83,8 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
     return end(StartResult::NotAble, std::move(why));
   const std::optional<TestRow> row = begin(look, kind, Source::Library);
   if (!row) {
-    outcome.row = outcome.status.running;
+    // Another process may have made its row since the look.
+    outcome.row = known_running(look.drive);
     return end(StartResult::AlreadyRunning, "");
   }
   const ToolReply reply = tell_to_start(look, kind);
