@@ -5,7 +5,9 @@
 #include <stdlib.h>
 #include <string.h>
 
-enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code) {
+#include "tests/drivetest/standin/self_test.h"
+
+enum StartAnswer next_start(struct StandInDrive* drive, int64_t now, int64_t* code) {
   static const struct {
     const char* word;
     enum StartAnswer answer;
@@ -19,6 +21,8 @@ enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code) {
       {"begun_eio", StartTakenWithEio},
   };
   ++drive->starts;
+  if (drive->rival != 0 && !drive->is_testing) self_test_begin(drive, drive->rival, now);
+  drive->rival = 0;
   enum StartAnswer answer = StartCode;
   *code = strtoll(drive->start, NULL, 0);
   for (size_t i = 0; i < sizeof words / sizeof words[0]; ++i)

@@ -28,9 +28,9 @@ enum StartAnswer {
   StartTakenWithEio, /* it begins all the same */
   StartCode
 };
-/* Counts the command; a refusal that is meant for a number of times is used up. `code` is set for
- * StartCode: a status of NVMe, or sense key, code and qualifier. */
-enum StartAnswer next_start(struct StandInDrive* drive, int64_t* code);
+/* Counts the command; a refusal that is meant for a number of times is used up. A rival begins its
+ * test first. `code` is set for StartCode: a status of NVMe, or sense key, code and qualifier. */
+enum StartAnswer next_start(struct StandInDrive* drive, int64_t now, int64_t* code);
 
 /* What ioctl returns for a start that was taken. */
 int said_of(enum StartAnswer answer);

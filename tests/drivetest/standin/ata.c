@@ -172,7 +172,7 @@ static int execute(struct StandInDrive* drive, int64_t now, int type, struct sg_
   }
   if (type == TestOffline) return 0;
   int64_t code = 0;
-  const enum StartAnswer answer = next_start(drive, &code);
+  const enum StartAnswer answer = next_start(drive, now, &code);
   switch (answer) {
     case StartIgnored:
       return 0;

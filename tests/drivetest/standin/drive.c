@@ -55,6 +55,7 @@ static const struct Field kFields[] = {
     NUMBER(stays_at_end, 0),
     NUMBER(start_delay, 0),
     NUMBER(refusals, -1),
+    NUMBER(rival, 0),
     NUMBER(spins_down, 0),
     NUMBER(stale_completion, 0),
     NUMBER(log_nsid_all_only, 0),
@@ -80,6 +81,7 @@ static const struct Field kFields[] = {
     NUMBER(commands, 0),
     NUMBER(looks, 0),
     NUMBER(starts, 0),
+    NUMBER(tests_begun, 0),
     NUMBER(aborts, 0),
     NUMBER(woken, 0),
 };

@@ -14,7 +14,9 @@ enum { TestOffline = 0, TestShort = 1, TestLong = 2, TestConveyance = 3, TestSel
 
 enum { ResultPassed = 0, ResultAborted = 1, ResultReset = 2, ResultRunning = 15 };
 
-enum { HoldAtStart = -1, HoldAtClose = -2 };
+/* In the place of a command's number: one that begins a test, one that ends it, and the end of what
+ * a tool wanted. */
+enum { HoldAtStart = -1, HoldAtClose = -2, HoldAtStop = -3 };
 
 /* A row of the drive's own log. */
 struct LogRow {
@@ -40,13 +42,13 @@ struct StandInDrive {
   /* How it does it. */
   Text start, rows, running_row, power_loss;
   int64_t result, result_lba, result_segment, result_sense, seconds, ends_at, stuck_at,
-      stays_at_end, start_delay, refusals, spins_down, stale_completion, log_nsid_all_only;
+      stays_at_end, start_delay, refusals, rival, spins_down, stale_completion, log_nsid_all_only;
   int64_t power_on_minutes, power_cycles, log_hours, log_hours_offset, power_mode, health;
   /* How it answers. hold_in is the number of a command, or one of these. */
   int64_t slow, haste, open_errno, fail_in, fail_for, fail_errno, hold_in;
   /* What it does, and what it was asked. */
   int64_t test, is_testing, test_started, status, rolled, last_command;
-  int64_t commands, looks, starts, aborts, woken;
+  int64_t commands, looks, starts, tests_begun, aborts, woken;
 
   struct LogRow log[MaxRows]; /* newest first */
   int64_t log_size;

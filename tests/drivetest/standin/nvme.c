@@ -130,7 +130,7 @@ static int device_self_test(struct StandInDrive* drive, int64_t now, int type) {
     return 0;
   }
   int64_t code = 0;
-  const enum StartAnswer answer = next_start(drive, &code);
+  const enum StartAnswer answer = next_start(drive, now, &code);
   switch (answer) {
     case StartIgnored:
       return 0;

@@ -143,6 +143,11 @@ static bool fails(struct StandInDrive* drive) {
   return true;
 }
 
+/* Whether the command between the two states has begun a test, with no rival before it. */
+static bool has_begun(const struct StandInDrive* before, const struct StandInDrive* now) {
+  return now->tests_begun > before->tests_begun && before->rival == 0;
+}
+
 static int ask(int handle, unsigned long request, void* argument) {
   const char* const folder = stand_in_folder();
   const int lock = state_lock(folder);
@@ -156,8 +161,7 @@ static int ask(int handle, unsigned long request, void* argument) {
   const int64_t now = state_clock(folder);
   self_test_advance(&drive, now);
   ++drive.commands;
-  const int64_t starts = drive.starts;
-  const int64_t looks = drive.looks;
+  const struct StandInDrive before = drive;
   int result = -1;
   int error = (int)drive.fail_errno;
   if (!fails(&drive)) {
@@ -166,9 +170,10 @@ static int ask(int handle, unsigned long request, void* argument) {
     error = errno;
     drive.last_command = now;
   }
-  has_looked = has_looked || drive.looks > looks;
-  const bool is_held =
-      drive.hold_in == 1 || (drive.hold_in == HoldAtStart && drive.starts > starts);
+  has_looked = has_looked || drive.looks > before.looks;
+  const bool is_held = drive.hold_in == 1 ||
+                       (drive.hold_in == HoldAtStart && has_begun(&before, &drive)) ||
+                       (drive.hold_in == HoldAtStop && drive.aborts > before.aborts);
   if (is_held || drive.hold_in > 0) drive.hold_in = is_held ? 0 : drive.hold_in - 1;
   const struct timespec pause = {drive.slow / 1000, drive.slow % 1000 * 1000000L};
   state_save(folder, handles[handle].name, &drive);

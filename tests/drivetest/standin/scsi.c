@@ -180,7 +180,7 @@ static int log_sense(struct StandInDrive* drive, int64_t now, const uint8_t* cdb
 
 static int begin(struct StandInDrive* drive, int64_t now, int code, struct sg_io_hdr* command) {
   int64_t sense = 0;
-  const enum StartAnswer answer = next_start(drive, &sense);
+  const enum StartAnswer answer = next_start(drive, now, &sense);
   switch (answer) {
     case StartIgnored:
       return 0;

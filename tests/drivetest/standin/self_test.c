@@ -94,6 +94,7 @@ void self_test_advance(struct StandInDrive* drive, int64_t now) {
 }
 
 void self_test_begin(struct StandInDrive* drive, int64_t type, int64_t now) {
+  ++drive->tests_begun;
   drive->test = type;
   drive->is_testing = 1;
   drive->test_started = now;

@@ -1,5 +1,6 @@
 /* Makes the stand-in's machine, and does to its drives what a test needs besides the commands that
  * tools send: time that passes, resets, other programs. The usage is in README.md. */
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -62,6 +63,10 @@ static bool set(struct StandInDrive* drive, const struct Call* call) {
   return drive_set(drive, call->words[1], value);
 }
 
+static bool hold(struct StandInDrive* drive, const struct Call* call) {
+  return drive_set(drive, "hold_in", call->words[1]);
+}
+
 static bool clear_log(struct StandInDrive* drive, const struct Call* call) {
   (void)call;
   drive->log_size = 0;
@@ -82,6 +87,7 @@ static const struct Command {
     {"power-cycle", 1, power_cycle, false},
     {"clear-log", 1, clear_log, false},
     {"set", 2, set, true},
+    {"hold", 2, hold, false},
 };
 
 static bool change_drive(const char* name, void* what) {
@@ -105,15 +111,29 @@ static bool swap(const char* folder, char** names) {
   return state_save(folder, names[0], &drives[0]) && state_save(folder, names[1], &drives[1]);
 }
 
-static void write_wrapper(const char* folder, const char* library, const char* tool) {
+static void write_file(const char* folder, const char* name, mode_t mode, const char* format, ...) {
   char path[PathSize];
-  make_path(path, "%s/bin/%s", folder, tool);
+  va_list arguments;
+  make_path(path, "%s/%s", folder, name);
   FILE* const file = fopen(path, "we");
   if (file == NULL) exit(2);
-  fprintf(file, "#!/bin/sh\nSTANDIN_STATE='%s' LD_PRELOAD='%s' exec /usr/sbin/%s \"$@\"\n", folder,
-          library, tool);
+  va_start(arguments, format);
+  vfprintf(file, format, arguments);
+  va_end(arguments);
   fclose(file);
-  chmod(path, 0755);
+  chmod(path, mode);
+}
+
+static void write_wrappers(const char* folder, const char* library) {
+  static const char wrapper[] =
+      "#!/bin/sh\nSTANDIN_STATE='%s' LD_PRELOAD='%s' exec /usr/sbin/%s \"$@\"\n";
+  char smartctl[PathSize];
+  make_path(smartctl, "smartctl -B '%s/drivedb.h'", folder);
+  write_file(folder, "bin/smartctl", 0755, wrapper, folder, library, smartctl);
+  write_file(folder, "bin/nvme", 0755, wrapper, folder, library, "nvme");
+  /* What of smartctl's database the drives here need. All of it takes most of its time to read. */
+  write_file(folder, "drivedb.h", 0644,
+             "{ \"USB: ; \", \"0x152d:0x0578\", \"\", \"\", \"-d sat\" },\n");
 }
 
 static void make(const char* folder, const char* library) {
@@ -121,8 +141,7 @@ static void make(const char* folder, const char* library) {
   char path[PathSize];
   make_path(path, "%s/bin", folder);
   mkdir(path, 0755);
-  write_wrapper(folder, library, "smartctl");
-  write_wrapper(folder, library, "nvme");
+  write_wrappers(folder, library);
   for (int i = 0; i < 2; ++i) {
     make_path(path, "%s/%s", folder, pipes[i]);
     mkfifo(path, 0666);
