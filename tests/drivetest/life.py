@@ -8,8 +8,9 @@ import pathlib
 import re
 import shlex
 
-WORDS = {">", "killed", "held", "begin", "await", "<", "!", "exit", "json", "clock", "@", "field", "row", "says",
-         "no", "drive", "tool", "alone", "unwatched", "unkilled"}
+WORDS = {">", "killed", "held", "begin", "await", "<", "!", "exit", "json", "clock", "@", "field", "row", "rows",
+         "says", "no", "drive", "tool", "alone", "unwatched", "unkilled"}
+ANY = "..."  # any text within a line, and alone any lines
 
 
 class NotALife(Exception):
@@ -31,7 +32,7 @@ class Life:
     tools: dict   # name: text of a program that stands in for the real one
     _: dataclasses.KW_ONLY
     unwatched: str = ""  # why no second process may look at the drives; empty: it may
-    unkilled: str = ""   # why no look may be killed; empty: each may
+    unkilled: str = ""   # why no program may be killed; empty: each may
     pace: int = 0        # how many seconds of the clock a second is that hddtest waits; 0: real ones
     steps: list = dataclasses.field(default_factory=list)
 
@@ -81,7 +82,21 @@ def read_life(path):
             life.steps.append(step)
     if not life.steps:
         raise NotALife(f"{path.name}: nothing happens")
+    missing = [what for what, is_it in EXPECTED.items() if not any(map(is_it, life.steps))]
+    if missing:
+        raise NotALife(f"{path.name}: nothing is expected of {' and '.join(missing)}")
     return life
+
+
+# What each life has to say. Any status and any text are nothing that is expected.
+EXPECTED = {
+    "the rows of the history ('no rows' where there are to be none)":
+        lambda step: step.word in {"row", "rows", "no"},
+    "the output of a program":
+        lambda step: step.word in {"says", "json"} or (step.word in {"<", "!"} and step.rest != ANY),
+    "its exit status":
+        lambda step: step.word == "exit" and step.rest != "any",
+}
 
 
 def words_of(step):
@@ -92,13 +107,12 @@ def words_of(step):
 
 
 def pattern_of(lines):
-    """"..." stands for any text within a line, and alone for any lines."""
     parts = []
     for line in lines:
-        if line == "...":
+        if line == ANY:
             parts.append(r"(?:[^\n]*\n)*?")
         else:
-            parts.append("[^\n]*".join(map(re.escape, line.split("..."))) + "\n")
+            parts.append("[^\n]*".join(map(re.escape, line.split(ANY))) + "\n")
     return re.compile("".join(parts) + r"\Z")
 
 

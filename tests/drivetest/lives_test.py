@@ -3,10 +3,14 @@
     lives_test.py PROGRAMS STANDIN LIVES...
 
 PROGRAMS is the folder with hddtest, STANDIN that with the stand-in, LIVES a folder with lives. Each
-life with commands is played as it is written and watched by a second process, one with looks also with
-each look killed in the middle before it is made again.
+life with commands of hddtest is played as it is written, watched by a second process, and with its
+commands killed in the middle: a look when the drive has carried out its second command, and it is made
+again; 'start', 'run' and 'stop' when the drive has begun or ended the test for them, and hddtest is asked
+what became of it. Each killed life has to have a program that died so. At the end stands how many did.
 """
 
+import collections
+import dataclasses
 import json
 import os
 import pathlib
@@ -21,7 +25,9 @@ from stage import Stage
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 LIVES = [pathlib.Path(folder) for folder in sys.argv[3:]]
-LOOKS = {"drives", "status", "history", "metrics", "watch"}
+# Where a command is killed: Stage.start_held.
+KILLED_AT = {**dict.fromkeys(("drives", "status", "metrics", "watch", "patrol"), "2"),
+             "start": "start", "run": "start", "stop": "stop"}
 WATCH = ["hddtest", "status", "--json"]
 # What the exit statuses of hddtest mean.
 EXITS = {
@@ -36,19 +42,23 @@ EXITS = {
 class Play:
     """One playing of one life. What differs from the life is an AssertionError."""
 
+    kills = collections.Counter()  # of all plays, by command; "early", and "ended" before it was killed
+
     def __init__(self, life, stage, test, is_watched=False, is_killed=False):
         self.life, self.stage, self.test = life, stage, test
         self.is_watched, self.is_killed = is_watched, is_killed
+        self.hits = 0  # how many programs were killed in the middle
         self.status, self.output, self.errors = 0, "", ""
         self.pending = {}
         self.held = None  # what lets the program go on that is held; there is one at most
         self.expected = {}  # of the last program: "<", "!" and "exit", in the life's words
+        self.is_told = True  # whether what it says is what the life tells
         self.place = ""
         self.rows = []
 
     def play(self):
         for step in self.life.steps:
-            if step.word != "row":
+            if step.word not in {"row", "rows"}:
                 self.expect_rows()
             if step.word not in {"<", "!", "exit", "json", "says"}:
                 self.expect_last()
@@ -58,6 +68,8 @@ class Play:
         self.expect_last()
         self.expect_rows()
         self.test.assertEqual(self.pending, {}, "begun and never awaited")
+        if self.is_killed and not self.hits:
+            self.fail("no program was killed in the middle")
 
     def fail(self, text):
         said = "".join(f"\n{sign} {line}" for sign, lines in (("<", self.output), ("!", self.errors))
@@ -66,8 +78,8 @@ class Play:
 
     def run(self, step):
         words = words_of(step)
-        if self.is_killed and is_look(words):
-            self.stage.run_killed(words, self.stage.names, "2")
+        if self.is_killed and killed_at(words):
+            return self.run_with_kills(words)
         watcher = self.stage.start(WATCH) if self.is_watched and words[0] == "hddtest" else None
         self.ended(*self.stage.run(words))
         if watcher:
@@ -77,18 +89,51 @@ class Play:
 
     def ended(self, status, output, errors):
         self.status, self.output, self.errors = status, output, errors
+        self.is_told = True
         self.expected = {"<": [], "!": [], "exit": 0}
+
+    def kill(self, words, place, name):
+        """Not set if the program died of it; what it told where it ended before."""
+        ended = self.stage.run_killed(words, "all", place)
+        self.hits += ended is None
+        self.kills[name if ended is None else "ended"] += 1
+        return ended
+
+    def run_with_kills(self, words):
+        place = killed_at(words)
+        if place == "2":
+            self.kill(words, place, words[1])
+            return self.ended(*self.stage.run(words))
+        # What the drive refuses is killed nowhere else.
+        if not self.hits:
+            self.kill(words, "2", "early")
+        # Of several drives one has begun its test, and of the others nobody knows.
+        devices = devices_of(words)
+        concerned = [word for word in devices if word.startswith("/dev/")] if devices else self.stage.names
+        if place == "start" and len(concerned) > 1:
+            return self.ended(*self.stage.run(words))
+        ended = self.kill(words, place, words[1])
+        if ended:
+            return self.ended(*ended)
+        # Its end has the status that the command would have had, but for 'start', which says whether the
+        # test has begun.
+        again = {"start": "status", "run": "watch", "stop": "stop"}[words[1]]
+        self.ended(*self.stage.run(["hddtest", again, *(devices or self.stage.nodes())]))
+        self.is_told = False
+        if again == "status":
+            self.test.assertIn(self.status, (0, 1, 2, 3), self.errors)
+            self.expected["exit"] = None
 
     def do_killed(self, step):
         """killed DRIVE NUMBER > PROGRAM..."""
         drive, command, _, *words = words_of(step)
-        if not self.stage.run_killed(words, [drive], command):
+        if self.stage.run_killed(words, drive, command):
             self.fail(f"it ended before command {command}")
 
     def do_held(self, step):
         """held NAME DRIVE NUMBER > PROGRAM..."""
         name, drive, command, _, *words = words_of(step)
-        process, self.held, is_held = self.stage.start_held(words, [drive], command)
+        process, self.held, is_held = self.stage.start_held(words, drive, command)
         self.pending[name] = process
         if not is_held:
             self.fail(f"it ended before command {command}")
@@ -110,14 +155,17 @@ class Play:
 
     def do_exit(self, step):
         word = step.rest
-        self.expected["exit"] = EXITS[word] if word in EXITS else int(word)
+        if self.expected["exit"] is not None:
+            self.expected["exit"] = EXITS[word] if word in EXITS else int(word)
 
     def do_says(self, step):
-        if not re.search("[^\n]*".join(map(re.escape, step.rest.split("..."))), self.output):
+        if self.is_told and not re.search("[^\n]*".join(map(re.escape, step.rest.split("..."))), self.output):
             self.fail(f"it does not say {step.rest}")
 
     def do_json(self, step):
         path, *values = words_of(step)
+        if not self.is_told:
+            return
         try:
             found = value_at(json.loads(self.output), path)
         except ValueError:
@@ -132,6 +180,8 @@ class Play:
             return
         if expected["exit"] not in (self.status, None):
             self.fail(f"exit {self.status}")
+        if not self.is_told:
+            return
         if expected["<"] and not pattern_of(expected["<"]).match(self.output):
             self.fail("other output than " + "".join(f"\n< {line}" for line in expected["<"]))
         if not pattern_of(expected["!"]).match(self.errors):
@@ -151,6 +201,11 @@ class Play:
 
     def do_row(self, step):
         self.rows.append(step)
+
+    def do_rows(self, step):
+        """rows NUMBER COLUMN=VALUE...: so many that have these."""
+        number, _, values = step.rest.partition(" ")
+        self.rows += [dataclasses.replace(step, rest=values)] * int(number)
 
     def do_no(self, _):
         """no rows"""
@@ -179,8 +234,22 @@ def test_of(life, **how):
     return test
 
 
-def is_look(words):
-    return words[0] == "hddtest" and len(words) > 1 and words[1] in LOOKS
+def killed_at(words):
+    return KILLED_AT.get(words[1]) if words[0] == "hddtest" and len(words) > 1 else None
+
+
+def devices_of(words):
+    """Those that a command names, with their type; none where it is for all."""
+    devices = []
+    rest = iter(words[2:])
+    for word in rest:
+        if word == "--test":
+            next(rest)
+        elif word == "--type":
+            devices += [word, next(rest)]
+        elif not word.startswith("-"):
+            devices.append(word)
+    return devices
 
 
 class Lives(unittest.TestCase):
@@ -194,7 +263,7 @@ for one in sorted(path for folder in LIVES for path in folder.glob("*.life")):
     setattr(Lives, f"test_{place}", test_of(played))
     if not played.unwatched and any(words[0] == "hddtest" for words in programs):
         setattr(Lives, f"test_{place}_watched", test_of(played, is_watched=True))
-    if not played.unkilled and any(map(is_look, programs)):
+    if not played.unkilled and any(map(killed_at, programs)):
         setattr(Lives, f"test_{place}_killed", test_of(played, is_killed=True))
 
 
@@ -213,7 +282,14 @@ def play_in_parts(count):
              for part in range(count)]
     outputs = [part.communicate()[0] for part in parts]
     print("".join(outputs), end="")
-    return max(part.returncode for part in parts)
+    kills = sum((collections.Counter(json.loads(line)) for line in
+                 re.findall(r"^Killed: (.*)$", "".join(outputs), re.MULTILINE)), collections.Counter())
+    missed = kills.pop("ended", 0)
+    print(f"{kills.total()} commands were killed in the middle, {dict(kills)}; {missed} had ended before")
+    unkilled = [name for name in KILLED_AT if not kills[name]]
+    if unkilled:
+        print(f"never killed: {unkilled}")
+    return max([*(part.returncode for part in parts), len(unkilled) > 0])
 
 
 if __name__ == "__main__":
@@ -223,4 +299,6 @@ if __name__ == "__main__":
             sys.exit(77)
     if "DRIVE_LIVES_PART" not in os.environ:
         sys.exit(play_in_parts(8))
-    unittest.main(argv=sys.argv[:1])
+    result = unittest.main(argv=sys.argv[:1], exit=False).result
+    print(f"Killed: {json.dumps(Play.kills)}")
+    sys.exit(not result.wasSuccessful())

@@ -4,11 +4,15 @@ import os
 import pathlib
 import select
 import shutil
+import signal
 import sqlite3
 import subprocess
 import tempfile
 
 TIMES = ["recorded", "started", "ended", "looked", "progressed"]
+# Where a program is held besides the places that are numbers of commands: where a drive has begun a test
+# for it, has ended one, and where a tool has read the state of its tests.
+HOLDS = {"start": -1, "end": -2, "stop": -3}
 
 
 class Stage:
@@ -59,6 +63,10 @@ class Stage:
                 return line.partition(" ")[2]
         raise AssertionError(f"{drive} has no field {name}")
 
+    def nodes(self):
+        """The first node of each drive that has one."""
+        return [nodes.split()[0] for nodes in (self.field(name, "nodes") for name in self.names) if nodes]
+
     def start(self, words):
         return subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE, text=True, cwd=self.folder,
@@ -70,13 +78,11 @@ class Stage:
         output, errors = process.communicate(timeout=120)
         return process.returncode, output, errors
 
-    def start_held(self, words, drives, command):
-        """Starts a program, and waits until one of the drives has carried out this command of it
-        (a number, "start", or "end" for all that a tool asks), which then gets no answer. Tells
-        what release needs; None if the program has ended before."""
-        number = {"start": -1, "end": -2}.get(command) or int(command)
-        for drive in drives:
-            self.event("set", drive, "hold_in", str(number))
+    def start_held(self, words, drive, command):
+        """Starts a program, and waits until the drive, or one of "all", has carried out this command
+        of it (a number, or a name of HOLDS), which then gets no answer. The process, what release
+        needs, and whether it is held; else it has ended before."""
+        self.event("hold", drive, str(HOLDS.get(command) or int(command)))
         held = os.open(self.folder / "held", os.O_RDONLY | os.O_NONBLOCK)
         process = self.start(words)
         ended = os.pidfd_open(process.pid)
@@ -84,10 +90,7 @@ class Stage:
         poll.register(held, select.POLLIN)
         poll.register(ended, select.POLLIN)
         is_held = any(what == held for what, _ in poll.poll(120_000))
-        for drive in drives:
-            # Setting a field makes the machine's tree anew, which others may be reading.
-            if self.field(drive, "hold_in") != "0":
-                self.event("set", drive, "hold_in", "0")
+        self.event("hold", drive, "0")
         os.close(ended)
         return process, held, is_held
 
@@ -101,13 +104,15 @@ class Stage:
         os.close(held)
         os.close(go)
 
-    def run_killed(self, words, drives, command):
-        """Kills a program in the place where start_held holds it. Returns whether it came so far."""
-        process, held, is_held = self.start_held(words, drives, command)
-        process.kill()
+    def run_killed(self, words, drive, command):
+        """Kills a program in the place where start_held holds it. Not set if it died there; what run
+        tells where it has ended before."""
+        process, held, is_held = self.start_held(words, drive, command)
+        if is_held:
+            process.kill()
         self.release(held)
-        process.communicate(timeout=120)
-        return is_held
+        output, errors = process.communicate(timeout=120)
+        return None if process.returncode == -signal.SIGKILL else (process.returncode, output, errors)
 
     def clock(self, seconds):
         """Time passes: for the drives, and for the history, which is then as much older."""
@@ -135,5 +140,5 @@ class Stage:
         # Tests that were started at once have no order; drives have, by where they were first.
         first = {}
         for row in rows:
-            first.setdefault(row["drive"], row["device"])
+            first.setdefault(row["drive"], (row["device"], row["device_type"] or ""))
         return sorted(rows, key=lambda row: (first[row["drive"]], row["number"]))

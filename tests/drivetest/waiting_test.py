@@ -52,7 +52,7 @@ class Waiting(unittest.TestCase):
 
     def interrupt(self, stage, drive, *words):
         """Ctrl-C while the drive is asked for the 30th time; status, output, errors."""
-        process, held, is_held = stage.start_held(["hddtest", *words], [drive], "30")
+        process, held, is_held = stage.start_held(["hddtest", *words], drive, "30")
         self.assertTrue(is_held)
         process.send_signal(signal.SIGINT)
         output, errors = process.communicate(timeout=60)
@@ -110,7 +110,7 @@ class JsonLines(Waiting):
     def test_lines_come_at_once(self):
         stage = self.stage(pace=1, disk=disk(0))
         process, held, is_held = stage.start_held(
-            ["hddtest", "run", "--json-lines", "--test=long", "/dev/sda"], ["disk"], "30")
+            ["hddtest", "run", "--json-lines", "--test=long", "/dev/sda"], "disk", "30")
         self.assertTrue(is_held)
         self.assertEqual(json.loads(process.stdout.readline())["remaining"], 90)
         process.send_signal(signal.SIGINT)
@@ -134,7 +134,7 @@ class PerController(Waiting):
         """How often tests of the other disks were started when those of these devices had ended."""
         stage = self.stage(one=disk(0), two=disk(1), three=disk(2), solid=SOLID)
         process, held, is_held = stage.start_held(
-            ["hddtest", "run", "--json-lines", "--test=long", *options], ["one"], "start")
+            ["hddtest", "run", "--json-lines", "--test=long", *options], "one", "start")
         self.assertTrue(is_held)
         ended = set()
         while not awaited <= ended:
