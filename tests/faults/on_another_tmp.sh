@@ -1,12 +1,13 @@
 #!/bin/sh
-# Runs test programs with a file system of its choice under /tmp, in a mount namespace of their own:
-# what becomes of the scratch file there must not depend on it.
+# Runs test programs with a folder of a disk in place of /tmp, in a mount namespace of their own: what
+# becomes of the scratch file there must not depend on the file system. A tmpfs is there in all other
+# runs of these programs (tests/own_tmp.sh).
 #
-#   on_another_tmp.sh tmpfs|FOLDER PROGRAM...     FOLDER is put in place of /tmp
+#   on_another_tmp.sh FOLDER PROGRAM...
 #
 # Ends with 77, skipped, where this may not be done or would hide the programs.
 set -u
-what=$1
+folder=$1
 shift
 for program; do
   case $program in /tmp/*) exit 77 ;; esac
@@ -14,14 +15,9 @@ done
 unshare --mount true 2>/dev/null || exit 77
 # shellcheck disable=SC2016
 exec unshare --mount sh -c '
-  what=$0
-  if [ "$what" = tmpfs ]; then
-    mount -t tmpfs tmpfs /tmp
-  else
-    mkdir -p "$what" && mount --bind "$what" /tmp
-  fi && chmod 1777 /tmp || exit 77
+  mkdir -p "$0" && mount --bind "$0" /tmp && chmod 1777 /tmp || exit 77
   status=0
   for program; do
     "$program" || status=1
   done
-  exit $status' "$what" "$@"
+  exit $status' "$folder" "$@"
