@@ -171,6 +171,19 @@ class TestCommand(unittest.TestCase):
         self.assertEqual((status, last), (1, ["13 passed, 1 failed, 2 skipped"]), "\n".join(lines))
         self.assertIn("Packages are missing and could not be installed (the log is build/install.log).", lines)
 
+    def test_packages_of_fleets_are_fetched_while_the_first_tree_is_built(self):
+        self.three_trees()
+        asked, fetched, built = (self.folder / name for name in ("asked", "fetched", "built"))
+        self.program("bin/dpkg-query", f"#!/bin/sh\ncase $4 in ansible*) [ -e {fetched} ] ;; esac && "
+                     "echo installed\n")
+        self.program("bin/apt-get", f"#!/bin/sh\ntouch {asked}\n"
+                     f"for i in $(seq 300); do [ ! -e {built} ] || break; sleep 0.1; done\n"
+                     f"[ ! -e {built} ] || touch {fetched}\n")
+        self.program("bin/cmake", f"#!/bin/sh\nfor i in $(seq 300); do [ ! -e {asked} ] || break; "
+                     f"sleep 0.1; done\n[ ! -e {asked} ] || touch {built}\n")
+        self.call()
+        self.assertTrue(fetched.exists())
+
     def test_build_beside_the_tests_that_fails_shows_its_log_and_ends_all(self):
         self.three_trees()
         for broken in ("address", "thread"):
