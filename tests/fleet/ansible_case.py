@@ -42,9 +42,13 @@ class AnsibleCase(unittest.TestCase):
         self.log = self.folder / "calls"
         self.inventory = self.folder / "inventory"
         (self.folder / "ansible.cfg").write_text("")
-        collections = self.folder / "collections/ansible_collections/hddtest"
-        collections.mkdir(parents=True)
-        (collections / "fleet").symlink_to(COLLECTION)
+        self.place_of_collection("collections").symlink_to(COLLECTION)
+
+    def place_of_collection(self, collections):
+        """Where Ansible looks for ours, in a folder of collections."""
+        place = self.folder / collections / "ansible_collections/hddtest/fleet"
+        place.parent.mkdir(parents=True)
+        return place
 
     def play_machine(self, name, drives, programs, standin):
         """Its folder of programs; the clock goes on while they wait. A drive of None: there is no hddtest."""
@@ -59,11 +63,11 @@ class AnsibleCase(unittest.TestCase):
         program.chmod(0o755)
         return program.parent
 
-    def ansible(self, *words):
+    def ansible(self, *words, collections="collections"):
         """Exit status and what was printed. Nothing of this computer's own settings counts."""
         environment = {"PATH": f"{self.programs}:{os.environ['PATH']}", "LC_ALL": "C.UTF-8", "HOME": str(self.folder),
                        "ANSIBLE_CONFIG": str(self.folder / "ansible.cfg"), "ANSIBLE_NOCOLOR": "1", "ANSIBLE_PIPELINING": "1",
-                       "ANSIBLE_COLLECTIONS_PATH": str(self.folder / "collections"),
+                       "ANSIBLE_COLLECTIONS_PATH": str(self.folder / collections),
                        "ANSIBLE_INVENTORY": str(self.inventory), "ANSIBLE_TIMEOUT": "20",
                        "ANSIBLE_LOCALHOST_WARNING": "0", "PYTHONDONTWRITEBYTECODE": "1"}
         done = subprocess.run(["ansible-playbook", *words], cwd=self.folder, env=environment, text=True,

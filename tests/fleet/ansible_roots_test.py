@@ -4,16 +4,18 @@ of its own, mounts of its own and an sshd on loopback. Needs root; exit status 7
     ansible_roots_test.py BUILD PROGRAMS STANDIN
 """
 
+import concurrent.futures
 import json
 import os
 import pathlib
+import re
 import shutil
 import socket
 import subprocess
 import sys
 import unittest
 
-from ansible_case import AnsibleCase, TREE, disk
+from ansible_case import COLLECTION, AnsibleCase, TREE, disk
 
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 PROGRAMS, STANDIN = sys.argv[2:4]
@@ -79,8 +81,10 @@ class Roots(AnsibleCase):
             f"ansible_ssh_common_args='{' '.join(self.ssh_options())}'"]) + "\n")
 
     def ssh_options(self):
+        """One connection for all that is done on a machine; its socket must have a short name."""
         return ["-F", "none", "-o", "UserKnownHostsFile=/dev/null", "-o", "StrictHostKeyChecking=no", "-o",
-                "LogLevel=ERROR", "-o", "ControlMaster=no", "-o", "ControlPath=none"]
+                "LogLevel=ERROR", "-o", "ControlMaster=auto", "-o", "ControlPersist=600", "-o",
+                f"ControlPath={self.folder}/%p"]
 
     def start_system(self, name):
         root = self.folder / name
@@ -115,11 +119,27 @@ class Roots(AnsibleCase):
             self.assertEqual((counts["failed"], counts["unreachable"]), (0, 0), output)
             self.assertTrue(changed(counts["changed"]), f"{name}: {output}")
 
-    def set_up(self, *words, **variables):
+    def set_up(self, *words, collections="collections", **variables):
+        variables = json.dumps({"hddtest_packages": self.packages, **variables})
+        return self.ansible("hddtest.fleet.setup", "-e", variables, *words, collections=collections)
 
-        file = self.folder / "variables.json"
-        file.write_text(json.dumps({"hddtest_packages": self.packages, **variables}))
-        return self.ansible("hddtest.fleet.setup", "-e", f"@{file}", *words)
+    def expect_no_secret(self, output):
+        for secret in ("neverShown", "operator"):
+            self.assertEqual([line for line in output.splitlines() if secret in line], [])
+
+    def at_once(self, *calls):
+        """What each returns. Each is about machines of its own."""
+        with concurrent.futures.ThreadPoolExecutor(len(calls)) as pool:
+            return [running.result() for running in [pool.submit(call) for call in calls]]
+
+    def set_up_without(self, setting, name, **variables):
+        """With a role that lacks this line; the machine is asked what would be changed."""
+        shutil.copytree(COLLECTION, self.place_of_collection(setting))
+        tasks = self.folder / setting / "ansible_collections/hddtest/fleet/roles/hddtest/tasks/server.yml"
+        text, count = re.subn(rf"^ *{setting}: .*\n", "", tasks.read_text(), flags=re.MULTILINE)
+        self.assertEqual(count, 2)
+        tasks.write_text(text)
+        return self.set_up("--check", "--diff", "-vvv", "--limit", name, collections=setting, **variables)
 
     def test_machines_are_set_up_tested_gathered_and_upgraded(self):
         status, output = self.set_up("--check")
@@ -132,9 +152,7 @@ class Roots(AnsibleCase):
         status, output = self.set_up("--diff", "-vvv", **server)
         self.expect(output, status, lambda count: count > 0)
         self.assertIn("PATROL_OPTIONS", output)
-        for secret in ("neverShown", "operator"):
-            shown = [line for line in output.splitlines() if secret in line]
-            self.assertEqual(shown, [])
+        self.expect_no_secret(output)
         self.assertEqual(self.inside("two", "cat /etc/hddtest/users /etc/hddtest/key.pem"),
                          f"operator:{HASH}\n{KEY}")
         self.assertEqual(self.inside("two", "cd /etc/hddtest && stat -c '%a %U %n' . users key.pem"),
@@ -148,9 +166,18 @@ class Roots(AnsibleCase):
         self.assertIn("--key /etc/hddtest/key.pem --listen 192.0.2.7\n",
                       self.inside("one", "cat /etc/systemd/system/hddtest.service.d/fleet.conf"))
 
-        for words in ([], ["--check"]):
-            status, output = self.set_up(*words, **server)
+        # Both machines are alike.
+        for status, output in self.at_once(lambda: self.set_up("--limit", "one", **server),
+                                           lambda: self.set_up("--check", "--limit", "two", **server)):
             self.expect(output, status, lambda count: count == 0)
+
+        # Either of two settings keeps secrets out of sight where the other one is forgotten.
+        others = {**server, "hddtest_server_users": {"operator": HASH + "2"}, "hddtest_server_key": KEY + KEY,
+                  "hddtest_packages": [], "hddtest_timers": {}}
+        for status, output in self.at_once(lambda: self.set_up_without("diff", "one", **others),
+                                           lambda: self.set_up_without("no_log", "two", **others)):
+            self.expect(output, status, lambda count: count == 2)
+            self.expect_no_secret(output)
 
         status, output = self.ansible("hddtest.fleet.test")
         told = self.told(output)
@@ -160,12 +187,11 @@ class Roots(AnsibleCase):
         self.ansible("hddtest.fleet.gather")
         self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/two.jsonl").read_text())
 
-        file = self.folder / "variables.json"
-        status, output = self.ansible("hddtest.fleet.upgrade", "-e", f"@{file}")
+        status, output = self.ansible("hddtest.fleet.upgrade", "-e", json.dumps({"hddtest_packages": self.packages}))
         self.expect(output, status, lambda count: count == 0)
         self.assertEqual({text.split()[0] for _, text in self.told(output).values()}, {"hddtest"}, output)
 
-        status, output = self.set_up(hddtest_server=False, hddtest_timers={"run@long": False})
+        status, output = self.set_up("--limit", "one", hddtest_server=False, hddtest_timers={"run@long": False})
         self.expect(output, status, lambda count: count > 0)
         self.assertEqual(self.inside("one", "cd /etc/systemd/system && ls */hddtest* | sort"),
                          "timers.target.wants/hddtest-metrics.timer\n"
