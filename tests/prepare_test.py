@@ -6,6 +6,7 @@
 import os
 import pathlib
 import pty
+import re
 import shutil
 import subprocess
 import tempfile
@@ -120,6 +121,22 @@ class Prepare(unittest.TestCase):
                          ["prometheus-alertmanager.service", "prometheus.service", "ssh.service"])
         self.assertEqual((units / "prometheus-alertmanager.service").read_text(), "of the administrator\n")
         self.assertFalse(policy.exists(), "only while the packages are installed")
+
+    @unittest.skipUnless(shutil.which("dpkg-query"), "there is no dpkg-query")
+    def test_with_them_comes_each_program_that_their_tests_look_for(self):
+        _, says = self.call("say $build_packages $fleet_packages")
+        for path in sorted((TREE / "tests/fleet").glob("*_test.py")):
+            for names in re.findall(r"^(?:NEEDED|PROGRAMS) = \(([^)]*)\)", path.read_text(), re.MULTILINE):
+                for name in re.findall(r'"([^"]+)"', names):
+                    found = shutil.which(name, path="/usr/sbin:/usr/bin:/sbin:/bin")
+                    if not found:
+                        continue
+                    # Packages may name it below /bin or /usr/bin, which are one folder.
+                    done = subprocess.run(["dpkg-query", "-S", f"*bin/{os.path.basename(os.path.realpath(found))}"],
+                                          capture_output=True, text=True, check=False)
+                    packages = {line.partition(":")[0] for line in done.stdout.splitlines()}
+                    if "util-linux" not in packages:  # a part of every Debian
+                        self.assertTrue(packages & set(says.split()), f"{path.name}: {name} of {packages}")
 
     def test_own_policy_of_a_machine_stays(self):
         policy = self.folder / "usr/sbin/policy-rc.d"

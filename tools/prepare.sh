@@ -16,8 +16,8 @@ lab_packages="qemu-system-x86 perl-base xz-utils zstd binutils libkmod2 libsyste
 package_packages="dpkg-dev file git" # git tells the time of the commit
 test_packages="$package_packages sblim-wbemcli openssl systemd lintian man-db logrotate locales
  universal-ctags"
-fleet_packages="prometheus prometheus-alertmanager prometheus-node-exporter ansible-core ansible-lint
- python3-apt openssh-client openssh-server chromium"
+fleet_packages="$run_packages $package_packages systemd prometheus prometheus-alertmanager
+ prometheus-node-exporter ansible-core ansible-lint python3-apt openssh-client openssh-server chromium"
 lint_packages="clang-format clang-tidy"
 bench_packages="libbenchmark-dev hwinfo smartmontools"
 fuzz_packages="clang libclang-rt-dev"
