@@ -34,6 +34,7 @@ def disk(number, *more):
 
 
 class AnsibleCase(unittest.TestCase):
+    patience = 500  # seconds for a playbook
     programs = "/nonexistent"  # with the hddtest of the computer that Ansible is called on
 
     def setUp(self):
@@ -71,7 +72,7 @@ class AnsibleCase(unittest.TestCase):
                        "ANSIBLE_INVENTORY": str(self.inventory), "ANSIBLE_TIMEOUT": "20",
                        "ANSIBLE_LOCALHOST_WARNING": "0", "PYTHONDONTWRITEBYTECODE": "1"}
         done = subprocess.run(["ansible-playbook", *words], cwd=self.folder, env=environment, text=True,
-                              stdin=subprocess.DEVNULL, capture_output=True, timeout=500, check=False)
+                              stdin=subprocess.DEVNULL, capture_output=True, timeout=self.patience, check=False)
         return done.returncode, done.stdout + done.stderr
 
     def told(self, output):
