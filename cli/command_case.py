@@ -169,4 +169,4 @@ class CommandTest(unittest.TestCase):
 
 
 def main():
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
+    unittest.main(argv=sys.argv[:1] + sys.argv[2:], verbosity=2)

@@ -85,4 +85,4 @@ def main():
         skip(reason)
     clean_root.present_as(PackageCase.root, "/usr/bin/hddtest")
     PackageCase.pristine = frozenset(clean_root.contents(PackageCase.root))
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]])
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)

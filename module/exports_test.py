@@ -97,4 +97,4 @@ class FullTable(unittest.TestCase):
         self.assertEqual(self.matches(member, "bB"), [name])
 
 
-unittest.main(argv=sys.argv[:1])
+unittest.main(argv=sys.argv[:1], verbosity=2)

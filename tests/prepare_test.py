@@ -196,4 +196,4 @@ class Prepare(unittest.TestCase):
                           done.stderr)
 
 
-unittest.main()
+unittest.main(verbosity=2)

@@ -1,10 +1,12 @@
-"""Adds up the results of ctest: prints "N passed, N failed" and fails when a test did.
+"""Adds up the results of ctest: prints "N passed, N failed" and fails when a test did. Before that it
+names what failed, and what was skipped and why.
 
     summary.py TREE...    build trees with ctest's junit.xml; in their folder cases/ each GoogleTest
                           program has NAME.running until its end, and NAME.xml from then on
 
 The cases of such a program count one by one. Of a program that broke off, the cases count that its
-output tells of, and the one that it was in counts as failed, whatever the program's exit status.
+output tells of, and the one that it was in counts as failed, whatever the program's exit status. A Python
+test counts as one, and what it skips beside that; it tells why if it runs with verbosity 2.
 """
 
 import pathlib
@@ -29,11 +31,18 @@ def state_of_test(test):
     return state(test)
 
 
+def last_line(text):
+    return text.strip().rpartition("\n")[2].strip()
+
+
 def cases_written(path):
-    """Pairs of name and state, from what GoogleTest wrote at the end."""
-    return [(f"{case.get('classname')}.{case.get('name')}", state(case))
-            for case in ElementTree.parse(path).getroot().iter("testcase")
-            if case.get("status") == "run"]
+    """Name, state and reason of each, from what GoogleTest wrote at the end."""
+    for case in ElementTree.parse(path).getroot().iter("testcase"):
+        if case.get("status") == "run":
+            skipped = case.find("skipped")
+            # Its first line is the place in the sources.
+            why = "" if skipped is None else last_line(skipped.get("message", "")) or "no reason was told"
+            yield f"{case.get('classname')}.{case.get('name')}", state(case), why
 
 
 def cases_printed(output):
@@ -45,34 +54,49 @@ def cases_printed(output):
     announced = re.search(r"^\[=+\] Running (\d+) test", output, re.MULTILINE)
     missing = int(announced[1]) - len(cases) if announced else 0
     rest = f" (broke off, {missing} more not run)" if missing else " (broke off)"
-    return [(name + rest, "failed") if how == "broke off" else (name, how)
+    return [(name + rest, "failed", "") if how == "broke off" else (name, how, "")
             for name, how in cases.items()]
 
 
+def skips_of_unittest(output):
+    """Name, state and reason of what a Python test left out."""
+    name, told = "", []
+    for line in output.splitlines():
+        named = re.match(r" *(\w+) \(\S+\)", line)
+        name = named[1] if named else name
+        why = re.search(r"(?:^|\.\.\. )skipped (['\"])(.*)\1$", line)
+        if why:
+            told.append((name, "skipped", why[2]))
+    counted = re.search(r"^OK \(.*?skipped=(\d+)", output, re.MULTILINE)
+    silent = int(counted[1]) - len(told) if counted else 0
+    return told + [("one of its cases", "skipped", "no reason was told")] * silent
+
+
 def results(tree):
-    """Name and state of all that ran in a tree."""
+    """Name, state and reason of all that ran in a tree."""
     for test in ElementTree.parse(tree / "junit.xml").getroot().iter("testcase"):
-        name, whole = test.get("name"), state_of_test(test)
+        name, whole, output = test.get("name"), state_of_test(test), test.findtext("system-out") or ""
         written, cases = tree / "cases" / f"{name}.xml", []
         if (tree / "cases" / f"{name}.running").exists():
-            cases, whole = cases_printed(test.findtext("system-out") or ""), "failed"
+            cases, whole = cases_printed(output), "failed"
         elif written.exists():
-            cases = cases_written(written)
-        yield from ((f"{name}: {case}", how) for case, how in cases)
-        # Such as a leak, which is found after the last case.
+            cases = list(cases_written(written))
+        yield from ((f"{name}: {case}", how, why) for case, how, why in cases)
         if not cases:
-            yield name, whole
-        elif whole == "failed" and all(how != "failed" for _, how in cases):
-            yield f"{name}: after its cases", "failed"
+            yield name, whole, last_line(output) if whole == "skipped" else ""
+            yield from ((f"{name}: {case}", how, why) for case, how, why in skips_of_unittest(output))
+        # Such as a leak, which is found after the last case.
+        elif whole == "failed" and all(how != "failed" for _, how, _ in cases):
+            yield f"{name}: after its cases", "failed", ""
 
 
 def main(trees):
     counts = dict.fromkeys(STATES.values(), 0)
     for tree in map(pathlib.Path, trees):
-        for name, how in results(tree):
+        for name, how, why in results(tree):
             counts[how] += 1
             if how != "passed":
-                print(f"{how}: {name} ({tree})")
+                print(f"{how}: {name} ({tree}){': ' if why else ''}{why}")
     skipped = f", {counts['skipped']} skipped" if counts["skipped"] else ""
     print(f"{counts['passed']} passed, {counts['failed']} failed{skipped}")
     return 1 if counts["failed"] or not counts["passed"] else 0

@@ -10,12 +10,15 @@ set -u
 folder=$1
 shift
 for program; do
-  case $program in /tmp/*) exit 77 ;; esac
+  case $program in /tmp/*) echo "the build tree is in /tmp"; exit 77 ;; esac
 done
-unshare --mount true 2>/dev/null || exit 77
+unshare --mount true 2>/dev/null || { echo "this machine does not let us have mounts of our own"; exit 77; }
 # shellcheck disable=SC2016
 exec unshare --mount sh -c '
-  mkdir -p "$0" && mount --bind "$0" /tmp && chmod 1777 /tmp || exit 77
+  mkdir -p "$0" && mount --bind "$0" /tmp && chmod 1777 /tmp || {
+    echo "this machine does not let us mount another /tmp"
+    exit 77
+  }
   status=0
   for program; do
     "$program" || status=1

@@ -209,4 +209,4 @@ if __name__ == "__main__":
     if reasons:
         print("skipped:", "; ".join(reasons))
         sys.exit(77)
-    unittest.main(argv=sys.argv[:1] + sys.argv[4:])
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:], verbosity=2)

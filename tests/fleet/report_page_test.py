@@ -196,4 +196,4 @@ if __name__ == "__main__":
     if not shutil.which("chromium"):
         print("skipped: not installed: chromium")
         sys.exit(77)
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1], verbosity=2)
