@@ -137,11 +137,13 @@ bool Judge::has_row(const RealTest& test) const {
 }
 
 // A test that has left no entry, as when the power was lost, cannot always be told from one that
-// somebody else has begun since.
+// somebody else has begun since. So it is with one that has left an entry of which nothing tells
+// that it is new, where the other test has left one that does.
 bool Judge::is_excused(const TestRow& row, const Call* call, PlayedDrive& drive) const {
   const std::vector<RealTest>& tests = drive.tests();
   const auto number = call && call->test >= 0 ? static_cast<std::size_t>(call->test) : tests.size();
-  if (number < tests.size() && tests[number].entry) return false;
+  if (number < tests.size() && tests[number].entry && !tests[number].is_hidden) return false;
+  const bool is_hidden = number < tests.size() && tests[number].is_hidden;
   // What a drive without a log says may be older than the test, which the clock has to tell.
   if (world_.was_clock_moved() && drive.log().empty()) return true;
   const std::size_t first = number < tests.size() ? number + 1 : 0;
@@ -152,7 +154,8 @@ bool Judge::is_excused(const TestRow& row, const Call* call, PlayedDrive& drive)
   };
   return std::any_of(
       tests.begin() + static_cast<std::ptrdiff_t>(first), tests.end(), [&](const RealTest& test) {
-        return !has_row(test) && test.ended && test.begun >= 0 && can_be_of_its_kind(test) &&
+        return (test.entry || !is_hidden) && !has_row(test) && test.ended && test.begun >= 0 &&
+               can_be_of_its_kind(test) &&
                meaning_of(drive.traits().protocol, test.result) == letter_of(*row.outcome);
       });
 }

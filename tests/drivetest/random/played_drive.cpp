@@ -8,6 +8,7 @@ namespace random_lives {
 namespace {
 
 constexpr int kRuns = 15;
+constexpr std::uint64_t kBadBlock = 4711;
 
 // By result code: passed, aborted, failed, or nothing that a standard names.
 constexpr std::string_view kAta = "PAAFFFFFF??????";
@@ -34,6 +35,7 @@ std::string text_of(const Traits& traits) {
   add(true, std::to_string(traits.rows) + " rows, hour " + std::to_string(traits.first_hour));
   add(traits.old_entries > 0,
       std::to_string(traits.old_entries) + (traits.old_are_equal ? " equal" : "") + " old entries");
+  add(traits.old_result != 0, "each with result " + std::to_string(traits.old_result));
   add(!traits.has_log, "no log");
   add(!traits.log_grows, "the log never grows");
   add(!traits.keeps_aborted, "no entry of aborted tests");
@@ -77,13 +79,14 @@ PlayedDrive::PlayedDrive(const Traits& traits, int number) : traits_(traits) {
     RealTest test;
     test.code = 1;
     test.kind = TestKind::Short;
-    test.result = !traits.old_are_equal && old % 5 == 3 ? 4 : 0;
+    test.result = traits.old_are_equal ? traits.old_result : (old % 5 == 3 ? 4 : 0);
     if (traits.protocol == Protocol::Nvme && test.result == 4) test.result = 6;
     test.begun = test.ended.emplace(-1);
     LogEntry entry;
     entry.test_code = 1;
     entry.kind = TestKind::Short;
     entry.result_code = test.result;
+    if (names_bad_block(traits.protocol, test.result)) entry.first_bad_block = kBadBlock;
     const std::int64_t before = traits.old_are_equal ? 1 : 30 * (traits.old_entries - old);
     entry.hours = log_hour() < static_cast<std::uint64_t>(before)
                       ? 0
@@ -186,11 +189,19 @@ void PlayedDrive::end(int result, bool is_kept) {
     entry.kind = test.kind;
     entry.result_code = result;
     entry.hours = log_hour();
-    if (names_bad_block(traits_.protocol, result)) entry.first_bad_block = 4711;
+    if (names_bad_block(traits_.protocol, result)) entry.first_bad_block = kBadBlock;
     test.entry = entry;
     add_entry(entry, running_);
+    // It may be new, or one of those that stood there before.
+    test.is_hidden = is_full_of_equals();
   }
   running_ = -1;
+}
+
+bool PlayedDrive::is_full_of_equals() const {
+  return std::cmp_equal(log_.size(), traits_.rows) &&
+         std::all_of(log_.begin(), log_.end(),
+                     [&](const LogEntry& one) { return one == log_.front(); });
 }
 
 void PlayedDrive::add_entry(const LogEntry& entry, int test) {
@@ -248,8 +259,17 @@ void PlayedDrive::show_log(drivetest::Look& look) const {
 }
 
 void PlayedDrive::mark_shown() {
-  for (std::size_t row = 0; row < log_tests_.size(); ++row)
-    if (log_tests_[row] >= 0) tests_[index(log_tests_[row])].is_shown = true;
+  // The row of a running test takes the place of the oldest one in a full log.
+  const bool has_running = shows_test() && traits_.shows_running_row;
+  const std::size_t rows = log().size() - (has_running ? 1 : 0);
+  const auto test_of = [&](std::size_t row) {
+    return log_tests_[row] < 0 ? nullptr : &tests_[index(log_tests_[row])];
+  };
+  // That row comes back where the test has left none, and could as well be the new one.
+  RealTest* const last = rows == log_.size() && is_full_of_equals() ? test_of(rows - 1) : nullptr;
+  if (last && !last->is_shown && test_of(0) && test_of(0)->is_shown) last->is_hidden = true;
+  for (std::size_t row = 0; row < rows; ++row)
+    if (RealTest* const test = test_of(row)) test->is_shown = true;
 }
 
 }  // namespace random_lives

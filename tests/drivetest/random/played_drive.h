@@ -35,6 +35,7 @@ struct Traits {
   std::int64_t first_hour = 1000;
   std::int64_t old_entries = 0;
   bool old_are_equal = false;
+  int old_result = 0;           // of those, if they are equal
   Seconds seconds_to_show = 0;  // until a test that has begun shows
   std::int64_t pace = 100;      // per cent of the announced time that a test takes
   bool gets_stuck = false;      // its tests never end by themselves
@@ -106,6 +107,8 @@ class PlayedDrive {
   Seconds duration_of_running() const;
   void end(int result, bool is_kept);
   void add_entry(const LogEntry& entry, int test);
+  // Then nothing tells whether its log has got one more.
+  bool is_full_of_equals() const;
   LogEntry running_row() const;
 
   Traits traits_;

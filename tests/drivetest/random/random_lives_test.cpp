@@ -82,6 +82,7 @@ class RandomLives : public testing::TestWithParam<std::uint64_t> {
       if (fault_of(life).empty()) traits.*member = before;
     };
     try_plain(&Traits::old_entries);
+    try_plain(&Traits::old_result);
     try_plain(&Traits::first_hour);
     try_plain(&Traits::pace);
     try_plain(&Traits::seconds_to_show);

@@ -75,6 +75,32 @@ Step step_by(Dice& dice) {
   return step;
 }
 
+// A drive of which the log is full of entries that new ones are equal to. Nothing tells whether
+// such a log has got one more.
+void fill_with_equals(Traits& traits, Dice& dice) {
+  traits.has_log = traits.log_grows = true;
+  traits.old_entries = traits.rows;
+  traits.old_are_equal = true;
+  traits.old_result = dice.one_of({0, 0, 7});
+  traits.clock = dice.one_of({Traits::Clock::Zero, Traits::Clock::Constant});
+  traits.keeps_aborted = dice.once_in(2);
+  traits.gets_stuck = false;
+}
+
+// Most tests of it would leave such an entry, and others come in between.
+void make_equal(Step& step, const Traits& traits, Dice& dice) {
+  if (dice.once_in(4)) return;
+  step.what = dice.one_of({What::Start, What::Start, What::Start, What::Stop, What::Look,
+                           What::Look, What::Look, What::OtherStarts, What::OtherStarts,
+                           What::OtherStops, What::Pass, What::Pass, What::Pass});
+  step.name = 0;
+  step.kind = TestKind::Short;
+  step.code = 1;
+  step.result = traits.old_result;
+  step.manner = Manner::Begins;
+  step.amount = dice.one_of<Seconds>({3, 30, 60, 150, 1200});
+}
+
 bool has_calls(What what) {
   return what == What::Start || what == What::Replace || what == What::Stop || what == What::Look ||
          what == What::ModuleTest;
@@ -125,6 +151,11 @@ Life life_of(std::uint64_t seed, std::uint64_t number) {
     made.meanwhile->amount %= 400;
     if (dice.once_in(2) || !can_be_meanwhile(made.meanwhile->what))
       made.meanwhile->what = What::Kill;
+  }
+  if (number % 8 == 0) {
+    fill_with_equals(life.drives.front(), dice);
+    for (Step& step : life.steps)
+      if (!step.meanwhile) make_equal(step, life.drives.front(), dice);
   }
   return life;
 }
