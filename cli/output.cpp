@@ -63,6 +63,9 @@ Output& standard_error() {
   return output;
 }
 
-void complain(std::string_view text) { standard_error().write("hddtest: " + escape(text) + "\n"); }
+void complain(std::string_view text) {
+  Output& output = standard_error();
+  output.write(labelled("", "hddtest: " + escape(text), output.columns()));
+}
 
 }  // namespace cli

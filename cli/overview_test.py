@@ -192,6 +192,14 @@ class Overview(CommandTest):
             self.assertTrue(row.startswith("/dev/sda  "))
             self.assertIn("MODEL" if columns >= 60 else "", title)
 
+    def test_terminal_gets_no_complaint_that_it_has_to_break(self):
+        self.machine("sda", "sdc")
+        written, _ = self.on_terminal("status", columns=40, NO_COLOR="1", FAULT="1")
+        complaint = written.replace("\r", "").partition("hddtest: ")[2].splitlines()
+        self.assertIn("Permission denied", " ".join(complaint))
+        self.assertGreater(len(complaint), 1)
+        self.assertLessEqual(max(len(line) for line in complaint), 40)
+
     def test_no_drive(self):
         self.assertEqual(self.run_command("drives"), "There is no drive on this machine.\n")
         self.assertEqual(json.loads(self.run_command("drives", "--json")), [])

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "cli/terminal_text.h"
 
@@ -17,8 +18,17 @@ std::string back(std::size_t lines) {
 }  // namespace
 
 std::string line_text(const ProgressLine& line, std::size_t columns) {
-  const std::string rest = fmt::format(": {} ({})", line.doing, duration_text(line.elapsed));
-  if (columns == 0) return line.title + rest;
+  std::string_view doing = line.doing;
+  const auto rest_of_line = [&] {
+    return fmt::format(": {} ({})", doing, duration_text(line.elapsed));
+  };
+  if (columns == 0) return line.title + rest_of_line();
+  const std::size_t first = doing.find(", ");
+  for (std::size_t comma = doing.rfind(", ");
+       comma != first && columns_of(line.title + rest_of_line()) > columns;
+       comma = doing.rfind(", "))
+    doing = doing.substr(0, comma);
+  const std::string rest = rest_of_line();
   constexpr std::size_t kShortestTitle = 8;
   const std::size_t room = columns - std::min(columns, columns_of(rest));
   return elide(elide(line.title, std::max(room, kShortestTitle)) + rest, columns);

@@ -14,7 +14,7 @@ namespace cli {
 
 struct ProgressLine {
   std::string title;  // the drive, escaped
-  std::string doing;
+  std::string doing;  // the most important first: "testing, 90% remaining, 2 minutes or more"
   std::chrono::seconds elapsed;
 };
 
@@ -39,7 +39,8 @@ class ProgressLines {
   std::size_t drawn_ = 0;
 };
 
-// The line, cut to that many columns (0: not cut). The title is cut before the rest.
+// The line, cut to that many columns (0: not cut). What is done loses what stands behind its commas
+// but the first, from the end, then the title is cut, then the rest.
 std::string line_text(const ProgressLine& line, std::size_t columns);
 
 }  // namespace cli

@@ -2,8 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
+#include "cli/progress_line.h"
+
 namespace cli {
 namespace {
+
+TEST(ProgressLine, LosesWhatMattersLeastOnANarrowTerminal) {
+  const ProgressLine line{"[1/3] /dev/sda", "testing, 90% remaining, 2 minutes or more",
+                          std::chrono::seconds(8)};
+  EXPECT_EQ(line_text(line, 0), "[1/3] /dev/sda: testing, 90% remaining, 2 minutes or more (0:08)");
+  EXPECT_EQ(line_text(line, 63), "[1/3] /dev/sda: testing, 90% remaining (0:08)");
+  EXPECT_EQ(line_text(line, 45), "[1/3] /dev/sda: testing, 90% remaining (0:08)");
+  EXPECT_EQ(line_text(line, 43), "[1/3].../sda: testing, 90% remaining (0:08)");
+}
 
 const std::string kHead =
     "smartctl 7.3\n\nSMART Self-test log structure revision number 1\n"

@@ -33,13 +33,19 @@ std::string_view shown_outcome(const Verdict& verdict) {
   return verdict.cause == kCauseNoSelfTest ? "no self-test" : outcome_word(*verdict.outcome);
 }
 
-std::string outcome_text(const DriveResult& result, const Output& output) {
-  const std::string outcome =
-      output.coloured(shown_outcome(result.verdict), colour_of(*result.verdict.outcome));
+// "DEVICE: passed (0:42)" and what follows, fitted to the output.
+std::string outcome_text(const DriveResult& result, const std::string& more, const Output& output) {
+  const std::string outcome(shown_outcome(result.verdict));
+  const std::string name = escape(result.device) + ": ";
   // Nobody knows when somebody else's test began.
   const bool is_timed = result.begin || result.elapsed.count() > 0;
-  return escape(result.device) + ": " + outcome +
-         (is_timed ? " (" + duration_text(result.elapsed) + ")" : "");
+  const std::string time = is_timed ? " (" + duration_text(result.elapsed) + ")" : "";
+  std::string text = labelled("", name + outcome + time + more, output.columns());
+  // A very narrow terminal has broken it.
+  if (text.compare(name.size(), outcome.size(), outcome) == 0)
+    text.replace(name.size(), outcome.size(),
+                 output.coloured(outcome, colour_of(*result.verdict.outcome)));
+  return text;
 }
 
 // "MODEL, serial number SERIAL", of which any part may be unknown.
@@ -96,7 +102,7 @@ Json time_json(const DriveResult& result, std::chrono::seconds after) {
 std::string full_report(const DriveResult& result, bool alone, const Output& output) {
   const std::size_t columns = output.columns();
   const Verdict& verdict = result.verdict;
-  std::string text = outcome_text(result, output) + "\n";
+  std::string text = outcome_text(result, "", output);
   const auto add = [&](std::string_view label, const std::string& value) {
     if (!value.empty()) text += labelled(label, value, columns);
   };
@@ -113,11 +119,9 @@ std::string full_report(const DriveResult& result, bool alone, const Output& out
 }
 
 std::string short_report(const DriveResult& result, const Output& output) {
-  std::string text = outcome_text(result, output);
   const std::string& reason = result.verdict.reason;
   const std::string why = reason.empty() ? result.entry.value_or("") : reason;
-  if (!why.empty()) text += ": " + escape(why);
-  return text + "\n";
+  return outcome_text(result, why.empty() ? "" : ": " + escape(why), output);
 }
 
 std::string complaint(const DriveResult& result) {

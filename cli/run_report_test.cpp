@@ -1,8 +1,12 @@
 #include "cli/run_report.h"
-#include "cli/drive_result.h"
-#include "cli/drive_run.h"
 
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <stdlib.h>
+
+#include "cli/drive_result.h"
+#include "cli/drive_run.h"
+#include "platform/descriptor.h"
 
 namespace cli {
 namespace {
@@ -33,6 +37,26 @@ TEST(Summary, Counts) {
                      result("c", Outcome::Aborted, "aborted")},
                     0),
             "2 drives: 1 aborted, 1 no self-test\n");
+}
+
+TEST(ShortReport, BreaksItsLinesAtBlanksOnATerminal) {
+  int ends[2] = {-1, -1};
+  winsize size{24, 40, 0, 0};
+  ASSERT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, &size), 0);
+  const platform::Descriptor master(ends[0]);
+  const platform::Descriptor slave(ends[1]);
+  setenv("TERM", "xterm", 1);
+  unsetenv("NO_COLOR");
+  const Output terminal(slave.get());
+  DriveResult failed = result("/dev/sdb", Outcome::Failed);
+  failed.verdict.reason = "the drive reported: read failure\x1b, first bad block 4711";
+  EXPECT_EQ(short_report(failed, terminal),
+            "/dev/sdb: \x1b[1;31mfailed\x1b[0m (1:15): the drive\n"
+            "reported: read failure\\x1b, first bad\n"
+            "block 4711\n");
+  EXPECT_EQ(
+      short_report(failed, kNone),
+      "/dev/sdb: failed (1:15): the drive reported: read failure\\x1b, first bad block 4711\n");
 }
 
 TEST(Advice, ComesOnceForDrivesWithTheSameCause) {
