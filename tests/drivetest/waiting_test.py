@@ -5,9 +5,12 @@ while the commands wait.
     waiting_test.py PROGRAMS STANDIN
 """
 
+import contextlib
+import ctypes
 import fcntl
 import json
 import os
+import pathlib
 import pty
 import re
 import shutil
@@ -16,6 +19,7 @@ import struct
 import subprocess
 import sys
 import termios
+import time
 import unittest
 
 from life import Life
@@ -59,9 +63,9 @@ class Waiting(unittest.TestCase):
         stage.release(held)
         return process.returncode, output, errors
 
-    def on_terminal(self, stage, *words):
+    def on_terminal(self, stage, *words, columns=120):
         master, slave = pty.openpty()
-        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 120, 0, 0))
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         with subprocess.Popen(["hddtest", *words], stdin=slave, stdout=slave, stderr=slave,
                               cwd=stage.folder, env=dict(stage.environment, TERM="xterm")) as process:
             os.close(slave)
@@ -191,6 +195,38 @@ class CtrlC(Waiting):
                              ("/dev/sda", None, "interrupted-command", 3))
 
 
+class Ended(Waiting):
+    """While a tool waits for its drive, the command is ended."""
+
+    @staticmethod
+    def children():
+        return [int(child) for task in pathlib.Path("/proc/self/task").iterdir()
+                for child in (task / "children").read_text().split()]
+
+    def test_leaves_no_process(self):
+        is_child_subreaper = 36  # those that lose their parent become this process's children
+        ctypes.CDLL(None).prctl(is_child_subreaper, 1, 0, 0, 0)
+        self.addCleanup(ctypes.CDLL(None).prctl, is_child_subreaper, 0, 0, 0, 0)
+        for words in (["drives"], ["start"], ["run", "--test=long"], ["watch"]):
+            for how in (signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+                with self.subTest(command=words, signal=how):
+                    stage = self.stage(one=disk(0), two=disk(1), three=disk(2))
+                    stage.event("start", "one", "long")
+                    process, held, is_held = stage.start_held(["hddtest", *words], "one", "8")
+                    self.assertTrue(is_held)
+                    process.send_signal(how)
+                    process.communicate(timeout=60)
+                    self.assertEqual(process.returncode, -how)
+                    # The tool would wait for ten seconds.
+                    deadline = time.monotonic() + 5
+                    while self.children():
+                        self.assertLess(time.monotonic(), deadline, "it goes on")
+                        with contextlib.suppress(ChildProcessError):
+                            os.waitid(os.P_ALL, 0, os.WEXITED | os.WNOHANG)
+                        time.sleep(0.01)
+                    os.close(held)
+
+
 class Terminal(Waiting):
     def test_progress_is_written_over(self):
         for words in (["run", "--test=long", "/dev/sda"], ["watch", "/dev/sda"]):
@@ -203,6 +239,16 @@ class Terminal(Waiting):
             self.assertNotIn("\n", before)
             self.assertRegex(before, r"\r/dev/sda: [a-z ]+, \d0% remaining, \d+ minutes or more \(\d")
             self.assertTrue(before.endswith("\r\x1b[K/dev/sda: "), before)
+
+    def test_narrow_terminal_has_nothing_to_break(self):
+        stage = self.stage(one=disk(0, result=7, result_lba=4711), two=disk(1), three=disk(2))
+        stage.environment["NO_COLOR"] = "1"
+        written, status = self.on_terminal(stage, "run", "--test=long", columns=50)
+        self.assertEqual(status, 1)
+        lines = re.split(r"\r?\n|\r", re.sub(r"\x1b\[\d*[A-Z]", "", written))
+        self.assertLessEqual(max(map(len, lines)), 50)
+        self.assertRegex(written, r"\[1/3\] /dev/sda: testing, \d0% remaining \(\d+:\d\d\)")
+        self.assertIn("first bad block", written)
 
     def test_stalled_test_is_shown_with_what_to_do(self):
         stage = self.stage(pace=60, disk=disk(0, stuck_at=90))
