@@ -283,6 +283,7 @@ class WrongCommandLines(HistoryCase):
         for arguments, words in [
             (["start", "--test", "captive"],
              "there is no test 'captive'; --test takes short, long or conveyance"),
+            (["start", "-t", "captive"], "there is no test 'captive'; --test takes"),
             (["start", "--test", ""], "there is no test ''; --test takes"),
             (["start", "--type", "sat"], "--type needs a DEVICE: "),
             (["start", "--wait"], "'hddtest start' has no option '--wait'"),

@@ -125,7 +125,7 @@ class Looks(MetricsCase):
         self.read()
         self.run_command("metrics", "--output", self.file)
         self.assertEqual(self.run_command("patrol").splitlines()[-1],
-                         "2 drives: 2 that cannot be tested")
+                         "2 drives: 2 not testable")
         self.assertEqual(self.status, 0)
         self.assertFalse((self.folder / "hwinfo_was_started").exists())
 

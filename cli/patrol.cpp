@@ -120,7 +120,7 @@ Command patrol_command(const Invocation& invocation) {
   return {"patrol",
           "Tests all drives, with nobody there, as timers have it do.",
           kFooter,
-          {{"--test", &options->kind, "short or long (short)", "KIND"},
+          {{"-t,--test", &options->kind, "short or long (short)", "KIND"},
            {"--jobs", Number{&options->jobs, 1, 1000}, "Tests at once at most (all)", "N"},
            {"--wake", &options->wake, "Test drives in standby too, which wakes them"}},
           [&invocation, options] { return Patrol(*options, invocation.json).run(); }};

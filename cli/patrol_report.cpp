@@ -33,7 +33,7 @@ constexpr std::array kWords = {
     Words{"running", "left alone", "left alone since a test runs already"},
     Words{"in-array", "left alone", "left alone since their arrays work"},
     Words{"in-standby", "left alone", "left alone in standby"},
-    Words{"unable", "cannot be tested", "that cannot be tested"},
+    Words{"unable", "cannot be tested", "not testable"},
     Words{"not-started", "not started", "not started"},
 };
 

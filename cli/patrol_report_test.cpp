@@ -92,6 +92,7 @@ TEST(PatrolReport, CountsWhatBecameOfTheDrives) {
                        of_end(End::Ended, Outcome::Passed),
                        of_end(End::Ended, Outcome::Passed)}),
             "3 drives: 2 passed, 1 left alone since their arrays work");
+  EXPECT_EQ(counts_of({of_start(StartResult::NotAble)}), "1 drive: 1 not testable");
 }
 
 TEST(PatrolReport, HasAWordForEachResult) {

@@ -18,7 +18,10 @@ namespace fs = std::filesystem;
 Places find_places(const std::string& data) {
   std::error_code error;
   const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  if (error) throw CommandFailure("cannot tell where this program is: /proc is not mounted");
+  if (error == std::errc::no_such_file_or_directory)
+    throw CommandFailure("cannot tell where this program is: /proc is not mounted");
+  if (error)
+    throw CommandFailure("cannot tell where this program is: /proc/self/exe: " + error.message());
   const fs::path root = program.parent_path().parent_path();
   Places places;
   places.start = fs::current_path(error);

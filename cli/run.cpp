@@ -56,7 +56,7 @@ Command run_command(const Invocation& invocation) {
           kDescription,
           kFooter,
           {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
-           {"--test", &options->kind, "short, long or conveyance (short)", "KIND"},
+           {"-t,--test", &options->kind, "short, long or conveyance (short)", "KIND"},
            {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
            {"--jobs", Number{&options->jobs, 1, kAnyNumber},
             "How many drives are tested at once (4)", "N"},

@@ -169,7 +169,7 @@ Command start_command(const Invocation& invocation) {
           "Starts a self-test in drives and returns at once.",
           kFooter,
           {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
-           {"--test", &options->kind, "short, long or conveyance (short)", "KIND"},
+           {"-t,--test", &options->kind, "short, long or conveyance (short)", "KIND"},
            {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
            {"--replace", &options->replace, "End a test that runs, and say whose it was"},
            {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
