@@ -10,10 +10,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "bench/filled_history.h"
@@ -104,7 +107,15 @@ class StandInMachine {
     setenv("LC_ALL", "C.UTF-8", 1);
   }
   StandInMachine(const StandInMachine&) = delete;
-  ~StandInMachine() { std::filesystem::remove_all(folder_); }
+  ~StandInMachine() {
+    // The tools of a command that was killed end soon after it, and write there until then.
+    std::error_code error;
+    for (int tries = 0; tries < 100; ++tries) {
+      std::filesystem::remove_all(folder_, error);
+      if (!error) return;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  }
 
   static std::string node(int number) {
     return std::string("/dev/sd") + static_cast<char>('a' + number);
