@@ -86,18 +86,19 @@ class Program {
 // While it lives, programs that this process starts are on that machine. There is one at a time.
 class StandInMachine {
  public:
-  // The drives are those of the filled histories. The first `slow` of them take so many
-  // milliseconds for each answer, of which a look needs about ten.
-  explicit StandInMachine(int slow = 0, int milliseconds = 0) {
+  // The drives are those of the filled histories, but for the last `nvme` of them, which are NVMe
+  // drives. The first `slow` take so many milliseconds for each answer, of which a look needs about
+  // ten.
+  explicit StandInMachine(int slow = 0, int milliseconds = 0, int nvme = 0)
+      : first_nvme_(kDrives - nvme) {
     std::string name = std::filesystem::temp_directory_path() / "hddtest_bench.XXXXXX";
     if (!mkdtemp(name.data())) std::abort();
     folder_ = name;
     std::filesystem::create_directory(folder_ / "drives");
     for (int number = 0; number < kDrives; ++number)
       std::ofstream(folder_ / "drives" / fmt::format("disk{:02}", number))
-          << "protocol ata\nnodes " << node(number) << "\nserial " << drive(number).serial_number
-          << "\nwwn " << world_wide_name(number) << "\nslow " << (number < slow ? milliseconds : 0)
-          << "\n";
+          << (number < first_nvme_ ? ata_lines(number) : nvme_lines(number)) << "serial "
+          << drive(number).serial_number << "\nslow " << (number < slow ? milliseconds : 0) << "\n";
     const std::string make = fmt::format("'{0}/standin_drive' '{1}' make '{0}/libstandin.so'",
                                          HDDTEST_STANDIN_FOLDER, folder_.string());
     if (std::system(make.c_str()) != 0) std::abort();
@@ -120,8 +121,20 @@ class StandInMachine {
   static std::string node(int number) {
     return std::string("/dev/sd") + static_cast<char>('a' + number);
   }
+  static std::string nvme_node(int number) { return fmt::format("/dev/nvme{}", number); }
+  // For a history of its own.
+  std::string history() const { return folder_ / "history"; }
 
  private:
+  static std::string ata_lines(int number) {
+    return fmt::format("protocol ata\nnodes {}\nwwn {}\n", node(number), world_wide_name(number));
+  }
+  static std::string nvme_lines(int number) {
+    return fmt::format("protocol nvme\nnodes {0} {0}n1\nwwn {1:016x}\ntests short long\n",
+                       nvme_node(number), number + 1);
+  }
+
+  int first_nvme_;
   std::filesystem::path folder_;
 };
 

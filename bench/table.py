@@ -117,6 +117,8 @@ ROWS = [
         goal=1.0, figure=PLAIN),
     Row("the same where one is slow", "commands", "first_line/1", goal=1.0, figure=PLAIN),
     Row("the same where all are slow", "commands", "first_line/24", goal=1.0, figure=PLAIN),
+    Row("hddtest status of 12 ATA and 12 NVMe drives, 100 ms for an answer", "commands", "look/12",
+        "the longest smartctl call of it, alone", "longest_call/12", 1.3),
     Row("the first drive in hddtest drives", "commands", "first_drive/0", figure=PLAIN),
     Row("the same where that drive is slow", "commands", "first_drive/1", figure=PLAIN),
     # A page of 1,000 such machines is to take 30 seconds at most, and 5 MB.

@@ -23,7 +23,8 @@ using drivetest::TestRow;
 
 namespace {
 
-constexpr std::size_t kAtOnce = 16;
+// Drives that are asked at a time: those of a full enclosure, since most of a look is waiting.
+constexpr std::size_t kAtOnce = 24;
 
 std::string text_of(const Place& place) { return place.device + "\n" + place.type; }
 
