@@ -35,7 +35,10 @@ def fault(result):
     if result.get("skipped"):
         return ""
     message = str(result.get("msg", ""))
-    if "No such file or directory: b'hddtest'" in message or result.get("rc") == 127:
+    if "No such file or directory: b'hddtest'" in message:
+        return "hddtest is not installed"
+    # A shell did not find the command; where Ansible did not come so far, it did not find sudo or Python.
+    if result.get("rc") == 127 and "module_stderr" not in result:
         return "hddtest is not installed"
     # Ansible did not come so far as to start the command.
     if "module_stderr" in result or ("rc" not in result and (result.get("failed") or message)):
