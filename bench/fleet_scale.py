@@ -41,7 +41,7 @@ def metrics_of_hddtest(programs, standin):
     drives = {f"d{number}": ["protocol ata", f"nodes /dev/sd{chr(97 + number)}", "model Example Disk 500",
                              f"serial EX{number:02}{NUMBER}", "firmware 1.0",
                              f"wwn 5000c5{number:02}{NUMBER}"] for number in range(DRIVES)}
-    stage = Stage(Life(None, drives, {}, "", 60, []), programs, standin)
+    stage = Stage(Life(None, drives, {}, pace=60), programs, standin)
     try:
         for kind in ("short", "long"):
             stage.run(["hddtest", "patrol", "--test", kind])
