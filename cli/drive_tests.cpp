@@ -257,7 +257,9 @@ std::optional<TestRow> DriveTests::newest(const ChosenDrive& drive, const DriveS
 
 void DriveTests::tell_of_history() {
   if (const std::string fault = keeper_.history_fault(); !fault.empty())
-    complain("nothing is kept in the history: " + fault);
+    complain((keeper_.had_history() ? "not everything is kept in the history: "
+                                    : "nothing is kept in the history: ") +
+             fault);
   if (!history_) return;
   for (const std::string& note : history_->take_notes()) complain(note);
 }

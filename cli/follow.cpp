@@ -117,9 +117,10 @@ Followed follow(Keeper& keeper, drivetest::TimeSource& time, const TestRow& row,
     is_stalled = status.is_stalled;
     std::optional<TestRow> now = row_after(keeper, status, followed.row);
     if (!now) {
-      // Somebody has removed it from the history, or that cannot be read.
       followed.row.outcome = drivetest::Outcome::Unknown;
-      followed.row.cause = "the history has lost the test";
+      followed.row.cause = keeper.history_fault().empty()
+                               ? "somebody has removed the test from the history"
+                               : "the history, which knows the test, cannot be read any more";
       break;
     }
     followed.row = std::move(*now);

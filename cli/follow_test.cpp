@@ -1,8 +1,14 @@
 #include "cli/follow.h"
 
 #include <gmock/gmock.h>
+#include <stdlib.h>
 
+#include <filesystem>
+#include <string>
+
+#include "drivetest/database.h"
 #include "drivetest/fake_drive.h"
+#include "drivetest/history.h"
 
 namespace cli {
 namespace {
@@ -171,6 +177,58 @@ TEST_F(Follow, GoesOnWithATestWithoutProgress) {
         if (told.is_stalled) drive_.stands_still = false;
       });
   EXPECT_EQ(followed.end, Followed::End::Ended);
+}
+
+// Other programs, and a second process of hddtest, use the history meanwhile.
+class FollowWithHistory : public Follow {
+ protected:
+  ~FollowWithHistory() override { std::filesystem::remove_all(folder_); }
+
+  static std::filesystem::path make_folder() {
+    std::string name = testing::TempDir() + "hddtest_follow.XXXXXX";
+    return mkdtemp(name.data());
+  }
+
+  Followed followed() {
+    const StartOutcome started = keeper_.start(place_, TestKind::Short, false, false);
+    number_ = started.row->number;
+    return cli::follow(keeper_, time_, *started.row, started.status, {},
+                       [&](const TestProgress& progress) {
+                         told_.push_back(progress);
+                         if (told_.size() == 3) meanwhile_();
+                       });
+  }
+
+  const std::filesystem::path folder_ = make_folder();
+  drivetest::History history_{
+      {.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = std::chrono::milliseconds()}};
+  drivetest::History other_{{.folder = folder_ / "hvx", .host = {"aa", "host"}}};
+  Keeper keeper_{drive_, time_, [this] { return &history_; }};
+  std::int64_t number_ = 0;
+};
+
+TEST_F(FollowWithHistory, TellsTheEndOfATestWhoseHistoryOthersKeepBusy) {
+  std::optional<drivetest::Transaction> busy;
+  meanwhile_ = [&] { busy.emplace(other_.database()); };
+  const Followed told = followed();
+  EXPECT_EQ(told.end, Followed::End::Ended);
+  EXPECT_EQ(told.row.outcome, drivetest::Outcome::Passed) << told.row.cause;
+  EXPECT_EQ(told.row.number, number_);
+  EXPECT_EQ(told.row.source, Source::Library);
+  EXPECT_THAT(keeper_.history_fault(), testing::HasSubstr("busy"));
+  EXPECT_TRUE(keeper_.had_history());
+  busy.reset();
+  EXPECT_FALSE(other_.find(number_)->row.outcome) << "a later look ends it";
+  Keeper later(drive_, time_, [this] { return &other_; });
+  later.look(place_, false);
+  EXPECT_EQ(other_.find(number_)->row.outcome, drivetest::Outcome::Passed);
+}
+
+TEST_F(FollowWithHistory, SaysWhoHasLostTheTest) {
+  meanwhile_ = [&] { other_.database().run("DELETE FROM tests"); };
+  const Followed told = followed();
+  EXPECT_EQ(told.row.outcome, drivetest::Outcome::Unknown);
+  EXPECT_EQ(told.row.cause, "somebody has removed the test from the history");
 }
 
 }  // namespace

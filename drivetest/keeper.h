@@ -74,7 +74,8 @@ class Keeper {
  public:
   // Gives the history the first time that something is to be kept; nullptr or HistoryError: there
   // is none. Then drives are tested all the same, and nothing is kept. So it is from then on when
-  // others have kept the history busy for all of its patience.
+  // others have kept the history busy for all of its patience: a later look, by another keeper,
+  // tells what became of tests that ran then.
   using OpenHistory = std::function<History*()>;
 
   // All must outlive the keeper, the history too.
@@ -117,8 +118,10 @@ class Keeper {
   // keeper. False: there is no history. Throws HistoryError.
   bool with_history(const std::function<void(History&)>& work);
 
-  // Why something could not be kept, the first time that this happened; empty: all was kept.
+  // Why something could not be read or kept, the first time that this happened; empty: all was.
   std::string history_fault() const;
+  // Whether there was a history that could be used, be it only for a time.
+  bool had_history() const;
 
  private:
   struct Settled {
@@ -138,6 +141,7 @@ class Keeper {
   StartOutcome give_way(StartOutcome outcome, std::string reason);
 
   std::optional<TestRow> known_running(const Drive& drive);
+  const DriveState* unkept(const std::string& identity) const;
   History* opened_history();
   void note_fault(const HistoryError& error);
 
@@ -147,8 +151,14 @@ class Keeper {
   OpenHistory open_;            // empty once it was called
   History* history_ = nullptr;  // none any more when it was busy
   std::string history_fault_;
-  // What the history has failed to keep, by drive.
-  std::map<std::string, DriveState> remembered_;
+  bool had_history_ = false;
+
+  // What is known of a drive since the last look.
+  struct Remembered {
+    DriveState state;
+    bool is_kept = false;  // by the history, which is asked first then
+  };
+  std::map<std::string, Remembered> remembered_;  // by Drive::identity()
 };
 
 }  // namespace drivetest

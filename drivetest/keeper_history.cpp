@@ -23,30 +23,38 @@ void Keeper::open_history() {
 
 History* Keeper::opened_history() {
   if (const OpenHistory open = std::exchange(open_, nullptr)) history_ = open();
+  had_history_ = had_history_ || history_;
   return history_;
+}
+
+// What the history has failed to keep of the drive; nullptr: nothing, and the history is asked.
+const DriveState* Keeper::unkept(const std::string& identity) const {
+  const auto found = remembered_.find(identity);
+  return found == remembered_.end() || found->second.is_kept ? nullptr : &found->second.state;
 }
 
 std::optional<TestRow> Keeper::known_running(const Drive& drive) {
   const std::string identity = drive.identity();
   const std::lock_guard guard(lock_);
-  const auto remembered = remembered_.find(identity);
-  if (remembered != remembered_.end()) return remembered->second.running;
+  if (const DriveState* const state = unkept(identity)) return state->running;
   try {
-    if (history_)
-      if (const auto kept = history_->running(identity)) return kept->row;
+    if (history_) {
+      const std::optional<KeptTest> kept = history_->running(identity);
+      return kept ? std::optional(kept->row) : std::nullopt;
+    }
   } catch (const HistoryError& error) {
     note_fault(error);
   }
-  return std::nullopt;
+  const auto remembered = remembered_.find(identity);
+  return remembered == remembered_.end() ? std::nullopt : remembered->second.state.running;
 }
 
 // What the drive shows goes through the history, so that several processes at once see one truth.
-// Where that cannot be written the keeper goes on with what it remembers itself.
+// Where that cannot be read or written the keeper goes on with what it remembers itself.
 std::optional<TestRow> Keeper::change(const Drive& drive,
                                       const std::function<DriveChange(const DriveState&)>& decide) {
   const std::string identity = drive.identity();
   const std::lock_guard guard(lock_);
-  const auto remembered = remembered_.find(identity);
   std::optional<DriveState> after;
   const auto decide_on = [&](const DriveState& before) {
     DriveChange change = decide(before);
@@ -54,7 +62,7 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
     apply(*after, change);
     return change;
   };
-  if (remembered == remembered_.end()) {
+  if (!unkept(identity)) {
     try {
       if (History* const history = opened_history()) {
         std::optional<TestRow> running;  // believed only when all was written
@@ -64,16 +72,19 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
           running.reset();
           if (after->running) running = history->running(identity).value().row;
         });
+        after->running = running;
+        remembered_[identity] = {*std::move(after), true};
         return running;
       }
     } catch (const HistoryError& error) {
       note_fault(error);
     }
   }
-  if (!after) decide_on(remembered == remembered_.end() ? DriveState() : remembered->second);
+  // What another process has changed meanwhile is not seen, and the history has it all the same.
+  if (!after) decide_on(remembered_[identity].state);
   after->changed = 0;  // nobody else knows of it
-  remembered_[identity] = *after;
-  return after->running;
+  const Remembered& now = remembered_[identity] = {*std::move(after), false};
+  return now.state.running;
 }
 
 std::optional<std::int64_t> Keeper::changes() {
@@ -89,7 +100,7 @@ std::optional<std::int64_t> Keeper::changes() {
 bool Keeper::withdraw(const TestRow& row) {
   const std::lock_guard guard(lock_);
   if (const auto remembered = remembered_.find(row.drive); remembered != remembered_.end())
-    remembered->second.running.reset();
+    remembered->second.state.running.reset();
   if (!history_ || row.number == 0) return true;
   try {
     return history_->withdraw(row.number);
@@ -120,6 +131,11 @@ bool Keeper::with_history(const std::function<void(History&)>& work) {
 std::string Keeper::history_fault() const {
   const std::lock_guard guard(lock_);
   return history_fault_;
+}
+
+bool Keeper::had_history() const {
+  const std::lock_guard guard(lock_);
+  return had_history_;
 }
 
 }  // namespace drivetest

@@ -31,6 +31,45 @@ TEST_P(KeeperWithoutHistory, WaitsOnceForAHistoryThatOthersKeepBusy) {
   EXPECT_EQ(keeper.look(place_, false).ended.size(), 1);
 }
 
+TEST_P(KeeperWithoutHistory, GoesOnWithWhatItKnewWhenOthersKeepTheHistoryBusy) {
+  History impatient({.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = {}});
+  Keeper keeper(drive_, time_, [&] { return &impatient; });
+  const StartOutcome outcome = keeper.start(place_, TestKind::Short, false, false);
+  ASSERT_TRUE(outcome.row);
+  const Transaction transaction(history_->database());
+  const DriveStatus running = keeper.look(place_, false);
+  ASSERT_TRUE(running.running);
+  EXPECT_EQ(running.running->number, outcome.row->number);
+  EXPECT_EQ(running.running->source, Source::Library);
+  drive_.fault = LookFault::Standby;
+  const DriveStatus at_rest = keeper.look(place_, false);
+  ASSERT_TRUE(at_rest.running);
+  EXPECT_EQ(at_rest.running->number, outcome.row->number);
+  drive_.fault = LookFault::None;
+  time_.wait(minutes(3));
+  const DriveStatus status = keeper.look(place_, false);
+  ASSERT_EQ(status.ended.size(), 1);
+  EXPECT_EQ(status.ended.front().number, outcome.row->number);
+  EXPECT_EQ(status.ended.front().outcome, Outcome::Passed);
+  EXPECT_FALSE(keeper.look(place_, false).running);
+}
+
+// A drive that cannot be asked is told with what the history knew of it.
+TEST_P(KeeperWithoutHistory, KnowsWhichTestRanAlsoWhereTheHistoryIsBusyFirstThen) {
+  History impatient({.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = {}});
+  Keeper keeper(drive_, time_, [&] { return &impatient; });
+  const StartOutcome outcome = keeper.start(place_, TestKind::Short, false, false);
+  const Transaction transaction(history_->database());
+  SeenLook other = keeper.see(place_, false);
+  other.look.drive.world_wide_name = "wwn-0x5000000000000002";
+  keeper.settle(other, false);
+  EXPECT_NE(keeper.history_fault(), "");
+  drive_.fault = LookFault::NoSuchDrive;
+  const DriveStatus gone = keeper.look(place_, false);
+  ASSERT_TRUE(gone.running);
+  EXPECT_EQ(gone.running->number, outcome.row->number);
+}
+
 TEST_P(KeeperWithoutHistory, TestsWithoutAHistoryToo) {
   Keeper keeper(drive_, time_, [] { return nullptr; });
   EXPECT_EQ(keeper.start(place_, TestKind::Short, false, false).result, StartResult::Started);
@@ -84,6 +123,7 @@ TEST_P(KeeperWithoutHistory, SaysAtOnceThatItCannotBeOpened) {
                 []() -> History* { throw HistoryError(HistoryFault::Full, "no room"); });
   keeper.open_history();
   EXPECT_EQ(keeper.history_fault(), "no room");
+  EXPECT_FALSE(keeper.had_history());
   EXPECT_FALSE(keeper.with_history([](History&) { ADD_FAILURE() << "there is none"; }));
   EXPECT_FALSE(keeper.kept(1));
 }
