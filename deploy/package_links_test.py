@@ -16,7 +16,7 @@ MADE = ("etc/hddtest", "var/log/hvx")  # at installation
 DAMAGED = "var/lib/hvx/history.sqlite.damaged-2026-11-22T12-00-00Z"
 HISTORY = ("var/lib/hvx/history.sqlite", "var/lib/hvx/history.sqlite-wal",
            "var/lib/hvx/history.sqlite-shm", "var/lib/hvx/history.sqlite-journal", DAMAGED,
-           f"{DAMAGED}-wal", f"{DAMAGED}.2", f"{DAMAGED}.2-wal", f"{DAMAGED}.12")
+           "var/lib/hvx/history.lock", f"{DAMAGED}-wal", f"{DAMAGED}.2", f"{DAMAGED}.2-wal", f"{DAMAGED}.12")
 FILES = ("etc/hddtest/users", "var/log/hvx/diagnostics.log", "var/log/hvx/diagnostics.log.1",
          "var/log/hvx/diagnostics.log.2.gz", *HISTORY, "var/lib/hddtest/registrations", "var/lib/hddtest/lock",
          "var/lib/hddtest/before")

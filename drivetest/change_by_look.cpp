@@ -11,12 +11,15 @@ namespace drivetest {
 
 namespace {
 
-// For so long a test belongs to the process that is starting it: no other ends its row. The command
-// may take as long as an answer may, and so may the first look after it.
+// For so long the command to start may still reach the drive of a process that was killed: its tool
+// may outlive it, and wait for the drive as long as for an answer.
 constexpr std::chrono::seconds kStarting = 2 * kLongestAnswer;
 
-bool is_starting(const TestRow& row, Time now) {
-  return row.started && !row.looked && now >= *row.started && now - *row.started < kStarting;
+// Such a test belongs to the process that is starting it: no other ends its row.
+bool is_starting(const DriveState& state, Time now) {
+  const TestRow& row = *state.running;
+  if (!row.started || row.looked) return false;
+  return state.is_starting || (now >= *row.started && now - *row.started < kStarting);
 }
 
 // Rows of the history, the oldest first.
@@ -47,8 +50,7 @@ ChangeByLook change_by_look(const DriveState& state, const Look& look, Time now,
     const bool is_without_trace =
         finding.look_again || (finding.row.outcome == Outcome::Unknown && !finding.entry);
     // The process that began it decides whether it came about.
-    const bool is_left =
-        circumstances.is_over ? !circumstances.was_seen : is_starting(*state.running, now);
+    const bool is_left = circumstances.is_over ? !circumstances.was_seen : is_starting(state, now);
     if (finding.look_again || (is_without_trace && is_left)) return {{}, true};
     if (finding.entry)
       growth.added.erase(std::find(growth.added.begin(), growth.added.end(), *finding.entry));

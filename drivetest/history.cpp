@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "drivetest/database.h"
+#include "drivetest/history_folder.h"
 #include "drivetest/history_rows.h"
 #include "drivetest/time_text.h"
 
@@ -96,6 +97,10 @@ bool History::withdraw(std::int64_t number) {
   return is_done;
 }
 
+platform::Descriptor History::mark_starting(const TestRow& row) {
+  return folder_->mark_starting(row.id);
+}
+
 bool History::update(const TestRow& row) {
   bool is_done = false;
   write([&] { is_done = update_test(*database_, row); });
@@ -108,6 +113,9 @@ DriveState History::state(std::string_view drive) {
     const auto number = find_drive(*database_, options_.host.machine_id, drive);
     state = number ? read_state(*database_, *number) : DriveState{};
   });
+  // A look has told of a test that has one.
+  if (state.running && !state.running->looked)
+    state.is_starting = folder_->is_marked_starting(state.running->id);
   return state;
 }
 
@@ -117,7 +125,9 @@ bool History::change(const Drive& drive, const DriveState& before, const DriveCh
   bool is_done = false;
   write([&] {
     const std::int64_t number = keep_drive(*database_, {drive, any});
-    is_done = read_state(*database_, number) == before;
+    DriveState now = read_state(*database_, number);
+    now.is_starting = before.is_starting;
+    is_done = now == before;
     if (!is_done) return;
     if (change.running) update_test(*database_, *change.running);
     for (const TestRow& added : change.added) {

@@ -22,6 +22,7 @@
 #include "drivetest/drive_change.h"
 #include "drivetest/history_error.h"
 #include "drivetest/test_row.h"
+#include "platform/descriptor.h"
 
 namespace drivetest {
 
@@ -69,6 +70,10 @@ class History {
   // Takes back a row that was begun where the drive has begun nothing. False if it has ended,
   // or a look has shown it running.
   bool withdraw(std::int64_t number);
+
+  // As long as the descriptor is open and the process lives, the test is being started: all
+  // processes see that in DriveState. Without a descriptor where the file system cannot say so.
+  platform::Descriptor mark_starting(const TestRow& row);
 
   // Brings the row with the row's number up to date; with an outcome it ends. A test ends once:
   // false, and nothing changes, if somebody else has told its end or there is no such test.

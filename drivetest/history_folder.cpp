@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -23,6 +25,7 @@ namespace {
 
 constexpr std::string_view kName = "history.sqlite";
 constexpr std::array<std::string_view, 2> kChanges = {"-wal", "-journal"};
+constexpr std::string_view kMarks = "history.lock";
 constexpr mode_t kOfOthers = 077;
 
 HistoryFault fault_of(int error) {
@@ -96,6 +99,21 @@ std::string resolved(const std::string& path) {
   return parent / folder.filename();
 }
 
+// The byte of the file of marks that is the test's: as many of the id's digits as its size may
+// have.
+struct flock byte_of(const std::string& id) {
+  constexpr std::size_t kDigits = 15;
+  constexpr int kHexadecimal = 16;
+  std::int64_t place = 0;
+  std::from_chars(id.data(), id.data() + std::min(id.size(), kDigits), place, kHexadecimal);
+  struct flock byte {};
+  byte.l_type = F_WRLCK;
+  byte.l_whence = SEEK_SET;
+  byte.l_start = place;
+  byte.l_len = 1;
+  return byte;
+}
+
 void synchronize(int folder) {
   // Some file systems cannot do this to folders, and need not.
   if (fsync(folder) != 0 && errno != EINVAL && errno != EROFS)
@@ -142,6 +160,23 @@ platform::Descriptor HistoryFolder::lock(bool is_exclusive,
     std::this_thread::sleep_for(kPause);
   }
   return lock;
+}
+
+// A byte for each test, which is never written. Not in the history's file: closing a descriptor of
+// that would end SQLite's locks in this process.
+platform::Descriptor HistoryFolder::mark_starting(const std::string& id) const {
+  platform::Descriptor mark(openat(folder_.get(), kMarks.data(),
+                                   O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+  struct flock byte = byte_of(id);
+  if (mark && fcntl(mark.get(), F_OFD_SETLK, &byte) != 0) mark.close();
+  return mark;
+}
+
+bool HistoryFolder::is_marked_starting(const std::string& id) const {
+  const platform::Descriptor marks(
+      openat(folder_.get(), kMarks.data(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct flock byte = byte_of(id);
+  return marks && fcntl(marks.get(), F_OFD_GETLK, &byte) == 0 && byte.l_type != F_UNLCK;
 }
 
 std::optional<HistoryFolder::FileId> HistoryFolder::file_id() const {

@@ -29,6 +29,13 @@ class HistoryFolder {
   // patience.
   platform::Descriptor lock(bool is_exclusive, std::chrono::milliseconds patience) const;
 
+  // Says to all processes, for as long as it is open, that the process which has it is starting the
+  // test of that id. Ends with the process, and does not depend on any clock. Without a descriptor
+  // where the file system knows no such locks.
+  platform::Descriptor mark_starting(const std::string& id) const;
+  // Whether a process, this one or another, has marked it so.
+  bool is_marked_starting(const std::string& id) const;
+
   struct FileId {
     dev_t device = 0;
     ino_t number = 0;

@@ -1,5 +1,6 @@
 // Folder and file that are not what they are to be.
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -125,6 +126,49 @@ TEST_F(HistoryFolderTest, SaysThatItsPlaceIsMissing) {
 }
 
 // The way to the folder may lead through links: /var/run is one.
+TEST_F(HistoryFolderTest, TellsWhichTestsAProcessIsStartingUntilItEnds) {
+  History history(options());
+  for (const unsigned number : {1U, 2U}) history.begin(drive(number), begun_row(number));
+  const auto is_starting = [&](unsigned number) {
+    History other(options());
+    return other.state(drive(number).identity()).is_starting;
+  };
+  EXPECT_FALSE(is_starting(1));
+  const auto mark = history.mark_starting(history.find(1)->row);
+  ASSERT_TRUE(mark);
+  EXPECT_TRUE(is_starting(1));
+  EXPECT_FALSE(is_starting(2)) << "another test";
+  EXPECT_TRUE(history.state(drive(1).identity()).is_starting) << "its own, too";
+
+  // Another process, which is killed.
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    History own(options());
+    const auto its_mark = own.mark_starting(own.find(2)->row);
+    (void)!write(ends[1], "x", 1);
+    pause();
+  }
+  char byte = 0;
+  ASSERT_EQ(read(ends[0], &byte, 1), 1);
+  EXPECT_TRUE(is_starting(2));
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_FALSE(is_starting(2));
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(HistoryFolderTest, WritesThroughNoLinkToTellWhatIsStarting) {
+  History history(options());
+  history.begin(drive(1), begun_row());
+  std::filesystem::create_symlink(root() / "elsewhere", folder() / "history.lock");
+  EXPECT_FALSE(history.mark_starting(history.find(1)->row));
+  EXPECT_FALSE(history.state(drive(1).identity()).is_starting);
+  EXPECT_FALSE(std::filesystem::exists(root() / "elsewhere"));
+}
+
 TEST_F(HistoryFolderTest, MayBeBehindALinkOfTheWay) {
   std::filesystem::create_directory(root() / "real");
   std::filesystem::create_directory_symlink("real", root() / "way");

@@ -80,10 +80,20 @@ DriveStatus Keeper::settle(SeenLook seen, bool wake) {
 std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, Source source) {
   const DriveStatus status = look(place, true);
   if (status.look.fault != LookFault::None || status.is_testing()) return std::nullopt;
-  return begin(status.look, kind, source);
+  std::optional<TestRow> row = begin(status.look, kind, source);
+  if (!row) return row;
+  platform::Descriptor starting = mark_starting(*row);
+  const std::lock_guard guard(lock_);
+  starting_[row->number] = std::move(starting);
+  return row;
 }
 
 std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {
+  platform::Descriptor starting;  // until its end is kept
+  {
+    const std::lock_guard guard(lock_);
+    if (auto mark = starting_.extract(row.number)) starting = std::move(mark.mapped());
+  }
   const DriveStatus status =
       settle_by_looks(see(row.place, true), true, {.is_over = true, .was_seen = was_seen});
   // Another process may have seen its end, and the next test may run.

@@ -135,6 +135,7 @@ class Keeper {
   Settled settle_by(SeenLook& seen, bool wake, Circumstances circumstances);
   DriveStatus settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances);
   std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
+  platform::Descriptor mark_starting(const TestRow& row);
   ToolReply tell_to_start(const Look& look, TestKind kind);
   StartOutcome await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row);
   // Tells the test of somebody else that is seen at another look, or else the reason.
@@ -159,6 +160,8 @@ class Keeper {
     bool is_kept = false;  // by the history, which is asked first then
   };
   std::map<std::string, Remembered> remembered_;  // by Drive::identity()
+  // Of tests that somebody else begins, by the row's number.
+  std::map<std::int64_t, platform::Descriptor> starting_;
 };
 
 }  // namespace drivetest

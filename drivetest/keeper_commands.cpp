@@ -87,6 +87,7 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
     outcome.row = known_running(look.drive);
     return end(StartResult::AlreadyRunning, "");
   }
+  const platform::Descriptor starting = mark_starting(*row);
   const ToolReply reply = tell_to_start(look, kind);
   // The tool or the drive has seen a test, and no command was sent or obeyed: it is not ours.
   if (reply.answer == ToolAnswer::Busy && withdraw(*row))

@@ -179,8 +179,56 @@ TEST_P(KeeperCommands, LeavesARowToAProcessWhoseDriveAnswersSlowly) {
   EXPECT_EQ(outcomes(), "running ");
 }
 
+// Neither how long the drive takes nor what the clock does meanwhile matters.
+TEST_P(KeeperCommands, LeavesARowToTheProcessThatIsStartingItsTestAsLongAsThatLives) {
+  History second({.folder = folder_ / "hvx", .host = {"aa", "host"}});
+  const auto look_at_it = [&] {
+    Keeper other(drive_, time_, [&] { return &second; });
+    const DriveStatus status = other.look(place_, false);
+    EXPECT_TRUE(status.ended.empty());
+    EXPECT_TRUE(status.running);
+  };
+  drive_.before_start = [&] {
+    for (const auto jump : {minutes(10), minutes(-60)}) {
+      time_.wait(jump);
+      look_at_it();
+    }
+    // The first look after the command takes long, too.
+    drive_.delay = minutes(10);
+    drive_.during_look = [&] { time_.wait(minutes(10)); };
+  };
+  const StartOutcome started = start();
+  EXPECT_EQ(started.result, StartResult::Started) << started.reason;
+  ASSERT_TRUE(started.row);
+  EXPECT_EQ(started.row->source, Source::Library);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, LeavesARowToTheProcessWhoseModuleTests) {
+  History second({.folder = folder_ / "hvx", .host = {"aa", "host"}});
+  Keeper other(drive_, time_, [&] { return &second; });
+  const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
+  ASSERT_TRUE(row);
+  time_.wait(minutes(10));
+  EXPECT_TRUE(other.look(place_, false).ended.empty());
+  EXPECT_FALSE(keeper_.end_foreign(*row, false)) << "it did not come about";
+  EXPECT_EQ(outcomes(), "");
+
+  const auto untold = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
+  ASSERT_TRUE(untold);
+  drive_.fault = LookFault::CannotBeReached;
+  EXPECT_FALSE(keeper_.end_foreign(*untold, false)->outcome);
+  drive_.fault = LookFault::None;
+  time_.wait(minutes(2));
+  EXPECT_EQ(other.look(place_, false).ended.size(), 1) << "nobody starts it any more";
+}
+
 TEST_P(KeeperCommands, EndsTheRowOfAProcessThatDiedBeforeItsTestBegan) {
-  EXPECT_TRUE(keeper_.begin_foreign(place_, TestKind::Short, Source::Module));
+  {
+    Keeper dead(drive_, time_, [this] { return history_.get(); });
+    EXPECT_TRUE(dead.begin_foreign(place_, TestKind::Short, Source::Module));
+  }
+  EXPECT_TRUE(look().ended.empty()) << "its tool may still ask the drive";
   time_.wait(minutes(2));
   const DriveStatus status = look();
   ASSERT_EQ(status.ended.size(), 1);

@@ -83,6 +83,7 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
   // What another process has changed meanwhile is not seen, and the history has it all the same.
   if (!after) decide_on(remembered_[identity].state);
   after->changed = 0;  // nobody else knows of it
+  after->is_starting = false;
   const Remembered& now = remembered_[identity] = {*std::move(after), false};
   return now.state.running;
 }
@@ -95,6 +96,11 @@ std::optional<std::int64_t> Keeper::changes() {
     note_fault(error);
   }
   return std::nullopt;
+}
+
+platform::Descriptor Keeper::mark_starting(const TestRow& row) {
+  const std::lock_guard guard(lock_);
+  return history_ && row.number != 0 ? history_->mark_starting(row) : platform::Descriptor();
 }
 
 bool Keeper::withdraw(const TestRow& row) {
