@@ -150,7 +150,7 @@ class FakeDrive : public DriveAccess {
       entry.test_code = static_cast<int>(test_->kind) + 1;
       entry.kind = test_->kind;
       entry.result_code = code;
-      entry.hours = hours() % 65536;
+      entry.hours = drive_.protocol == Protocol::Nvme ? hours() : hours() % 65536;
       log_.insert(log_.begin(), entry);
       if (log_.size() > most_rows) log_.pop_back();
     }

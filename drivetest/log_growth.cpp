@@ -131,14 +131,21 @@ LogGrowth growth_of(const Log& before, const Log& now) {
 }
 
 OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
+  // NVMe's log has the counter of power-on hours, which does not go back.
+  const auto is_of_before = [&](const LogEntry& row) {
+    return test.protocol == Protocol::Nvme && row.hours && test.hours_at_start &&
+           *row.hours < *test.hours_at_start;
+  };
   const auto is_of_its_kind = [&](const LogEntry& row) {
-    return !test.kind || row.kind == test.kind;
+    return (!test.kind || row.kind == test.kind) && !is_of_before(row);
   };
   const auto oldest = std::find_if(growth.added.rbegin(), growth.added.rend(), is_of_its_kind);
   if (growth.is_certain) {
     if (oldest != growth.added.rend() && oldest->hours && has_ended_later(test, *oldest->hours))
       return {std::nullopt, "the drive has written entries of later tests only", true};
     if (oldest != growth.added.rend()) return {*oldest, "", true};
+    if (std::any_of(growth.added.begin(), growth.added.end(), is_of_before))
+      return {std::nullopt, "the drive has written entries of hours before the test began", false};
     return {std::nullopt,
             growth.added.empty() ? "the drive has written no entry in its log"
                                  : "the drive has written entries of other tests only",

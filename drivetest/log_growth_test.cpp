@@ -177,7 +177,21 @@ TEST(OwnEntry, IsNoneOfAnHourAtWhichTheTestWasLongOver) {
   // Of another clock.
   EXPECT_TRUE(told(4660, 130).entry);
   EXPECT_TRUE(told(0, 130).entry);
-  EXPECT_TRUE(told(0, 130, Protocol::Nvme).entry);
+}
+
+TEST(OwnEntry, IsNoneOfNvmeThatIsOfAnHourBeforeTheTest) {
+  const auto own = [](const Log& now) {
+    return own_entry({Protocol::Nvme, TestKind::Short, 100, 48, 130, 6}, growth_of({}, now));
+  };
+  EXPECT_TRUE(own({row(0, 100)}).entry);
+  EXPECT_FALSE(own({row(0, 99)}).entry);
+  EXPECT_FALSE(own({row(0, 99)}).is_over) << "the test may go on";
+  EXPECT_EQ(own({row(0, 99)}).reason,
+            "the drive has written entries of hours before the test began");
+  EXPECT_EQ(own({row(7, 100), row(0, 99)}).entry, row(7, 100)) << "not the oldest of its kind";
+  LogEntry without_hours = row(0, 99);
+  without_hours.hours.reset();
+  EXPECT_TRUE(own({without_hours}).entry);
 }
 
 TEST(OwnEntry, IsTheOldestOfItsKindAmongSeveral) {

@@ -37,6 +37,8 @@ Traits traits_by(Dice& dice) {
   traits.clock =
       dice.one_of({Traits::Clock::PowerOn, Traits::Clock::PowerOn, Traits::Clock::PowerOn,
                    Traits::Clock::Zero, Traits::Clock::Constant, Traits::Clock::Other});
+  // By the standard the log of these has the counter that the drive tells.
+  if (traits.protocol == Protocol::Nvme) traits.clock = Traits::Clock::PowerOn;
   traits.old_are_equal = dice.once_in(3);
   traits.gets_stuck = dice.once_in(10);
   traits.obeys_stop = !dice.once_in(8);
