@@ -242,11 +242,22 @@ std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) 
 
 std::optional<TestRow> DriveTests::newest(const ChosenDrive& drive, const DriveStatus& status) {
   if (status.running) return status.running;
+  return newest_kept(drive, status, [](const TestRow&) { return true; });
+}
+
+std::optional<TestRow> DriveTests::last_ended(const ChosenDrive& drive, const DriveStatus& status) {
+  return newest_kept(drive, status, [](const TestRow& row) { return row.outcome.has_value(); });
+}
+
+std::optional<TestRow> DriveTests::newest_kept(
+    const ChosenDrive& drive, const DriveStatus& status,
+    const std::function<bool(const TestRow&)>& is_meant) {
+  constexpr std::size_t kEnough = 2;  // one test of a drive runs at most
   std::optional<TestRow> newest;
   try {
     keeper_.with_history([&](drivetest::History& history) {
-      auto rows = history.of_drive(identity_of(drive, status.look), 1);
-      if (!rows.empty()) newest = std::move(rows.front().row);
+      for (drivetest::KeptTest& test : history.of_drive(identity_of(drive, status.look), kEnough))
+        if (!newest && is_meant(test.row)) newest = std::move(test.row);
     });
     if (newest) return newest;
   } catch (const drivetest::HistoryError&) {

@@ -102,6 +102,10 @@ class DriveTests {
   std::optional<drivetest::TestRow> newest(const ChosenDrive& drive,
                                            const drivetest::DriveStatus& status);
 
+  // The last test of the drive that has ended, also while another one runs.
+  std::optional<drivetest::TestRow> last_ended(const ChosenDrive& drive,
+                                               const drivetest::DriveStatus& status);
+
   // By what the history knows the drive. Without a look at it, it is looked at.
   std::string identity_of(ChosenDrive& drive);
   std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
@@ -123,6 +127,9 @@ class DriveTests {
   std::string tell_apart(Survey& survey);
   void keep_apart_beside_silent(const Survey& survey);
   bool was_apart(drivetest::Drive drive);
+  std::optional<drivetest::TestRow> newest_kept(
+      const ChosenDrive& drive, const drivetest::DriveStatus& status,
+      const std::function<bool(const drivetest::TestRow&)>& is_meant);
   static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
 
   DrivesApart drives_;

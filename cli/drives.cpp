@@ -94,7 +94,7 @@ std::vector<TableCell> row_of(const LookedDrive& one, bool has_history) {
           {is_known ? std::string(name_of(drive.protocol)) : ""},
           tests_cell(one.status.look),
           {one.is_unknown() ? "not looked at: " + one.reason() : test_text(one, has_history),
-           one.last ? colour_of(*one.last) : Colour::None, brief_text(one, has_history)}};
+           colour_of(one), brief_text(one, has_history)}};
 }
 
 // Rows as they may come, by what the kernel knows: the columns have their widths before any drive
@@ -125,12 +125,10 @@ std::vector<LookedDrive> look_at_all(DriveTests& tests, const DrivesOptions& opt
   for (Looks looks(tests, drives, options.wake); looks.has_next();) {
     auto [number, status] = looks.next();
     LookedDrive& one = all[number];
-    one.drive = std::move(drives[number]);
-    one.status = std::move(status);
+    one = looked_drive(tests, std::move(drives[number]), std::move(status));
     drivetest::Drive& told = one.status.look.drive;
     if (!told.size) told.size = one.drive.known.size;
     if (!told.is_rotational) told.is_rotational = one.drive.known.is_rotational;
-    one.last = tests.newest(one.drive, one.status);
     show(one);
   }
   return all;

@@ -40,13 +40,40 @@ std::string LookedDrive::serial_number() const {
   return told.empty() ? drive.known.serial_number : told;
 }
 
+// While another test runs nothing can be done about one that was aborted.
 std::string LookedDrive::advice() const {
-  if (!last || is_unknown()) return {};
+  const bool has_failed = ended && ended->outcome == Outcome::Failed;
+  const std::optional<TestRow>& told_of = has_failed ? ended : last;
+  if (!told_of || is_unknown()) return {};
   drivetest::Drive told = status.look.drive;
   told.place = drive.place;
   told.serial_number = serial_number();
-  return test_advice(told, *last);
+  return test_advice(told, *told_of);
 }
+
+LookedDrive looked_drive(DriveTests& tests, ChosenDrive drive, drivetest::DriveStatus status) {
+  LookedDrive one{std::move(drive), std::move(status), {}, {}};
+  one.last = tests.newest(one.drive, one.status);
+  const bool is_running = one.last && !one.last->outcome;
+  one.ended = is_running ? tests.last_ended(one.drive, one.status) : one.last;
+  return one;
+}
+
+Colour colour_of(const LookedDrive& one) {
+  if (one.ended && one.ended->outcome == Outcome::Failed) return colour_of(*one.ended);
+  return one.last ? colour_of(*one.last) : Colour::None;
+}
+
+namespace {
+
+// "; before it: short test failed 2 hours ago: read failure".
+std::string text_of_before(const LookedDrive& one, bool has_history) {
+  if (!one.ended || !one.last || one.last->outcome) return {};
+  return "; before it: " +
+         newest_test_text(one.ended, false, has_history, drivetest::system_time());
+}
+
+}  // namespace
 
 std::string test_text(const LookedDrive& one, bool has_history) {
   const std::optional<TestRow>& last = one.last;
@@ -54,13 +81,14 @@ std::string test_text(const LookedDrive& one, bool has_history) {
       newest_test_text(last, one.status.is_stalled, has_history, drivetest::system_time());
   // A drive in standby does not test itself.
   if (one.is_in_standby() && last && !last->outcome)
-    return text + ", at the last look; in standby now, which ends tests: --wake asks it";
+    return text + ", at the last look; in standby now, which ends tests: --wake asks it" +
+           text_of_before(one, has_history);
   if (one.is_in_standby())
     return (last || (has_history && one.is_told()) ? text : "not known") +
            " (in standby, not looked at)";
   if (!one.is_unknown() && !last && !one.status.look.inability.empty())
     return kUnable + (": " + one.status.look.inability);
-  return text + doubt_text(one.status.look);
+  return text + doubt_text(one.status.look) + text_of_before(one, has_history);
 }
 
 std::string brief_text(const LookedDrive& one, bool has_history) {
@@ -88,17 +116,13 @@ std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history
 }
 
 Json json_of(const LookedDrive& one, bool has_history) {
-  const std::optional<TestRow>& last = one.last;
-  const auto if_running = [&](bool running) {
-    const bool is_it = last && !last->outcome == running;
-    return row_json(one.status.look, is_it ? last : std::nullopt, has_history);
-  };
-  const bool has_failed = !one.is_unknown() && last && last->outcome == Outcome::Failed;
+  const bool is_running = one.last && !one.last->outcome;
+  const bool has_failed = !one.is_unknown() && one.ended && one.ended->outcome == Outcome::Failed;
   Json json = drive_json(one.drive, one.status.look);
-  json["running"] = if_running(true);
+  json["running"] = row_json(one.status.look, is_running ? one.last : std::nullopt, has_history);
   json["stalled"] = one.status.is_stalled;
   json["doubtful"] = one.status.look.running && one.status.look.running->is_doubtful;
-  json["last"] = if_running(false);
+  json["last"] = row_json(one.status.look, one.ended, has_history);
   json["reason"] = text_or_null(one.reason());
   json["advice"] = text_or_null(one.advice());
   json["bay"] = has_failed ? bay_json(one.drive.place) : Json();

@@ -16,7 +16,8 @@ namespace cli {
 struct LookedDrive {
   ChosenDrive drive;
   drivetest::DriveStatus status;
-  std::optional<drivetest::TestRow> last;  // the newest that the history has, running or ended
+  std::optional<drivetest::TestRow> last;   // the newest that the history has, running or ended
+  std::optional<drivetest::TestRow> ended;  // the newest that has ended
 
   // A drive in standby is asked nothing, which is what its user wants.
   bool is_unknown() const;
@@ -31,8 +32,15 @@ struct LookedDrive {
   std::string advice() const;
 };
 
-// The newest test in words for a list, or why there can be none. Not escaped.
+// The drive and what is kept of its tests.
+LookedDrive looked_drive(DriveTests& tests, ChosenDrive drive, drivetest::DriveStatus status);
+
+// The newest test in words for a list, or why there can be none; of one that runs also the one
+// before. Not escaped.
 std::string test_text(const LookedDrive& one, bool has_history);
+
+// As its cell in a list is printed: a drive that has failed stays one while it is tested again.
+Colour colour_of(const LookedDrive& one);
 
 // The same in few words, for narrow terminals.
 std::string brief_text(const LookedDrive& one, bool has_history);

@@ -31,7 +31,8 @@ constexpr const char* kFooter =
     "that tells which one to pull, or whose test was aborted. Tests by another program or\n"
     "person are shown as such; drives do not tell who it was.\n"
     "Exit status: 3 if a drive could not be looked at or the result of its last test is not\n"
-    "known, else 1 if the last test of one failed, else 2 if one's was aborted, else 0.";
+    "known, else 1 if the last test of one failed, else 2 if one's was aborted, else 0. While\n"
+    "a test runs, the one before is the last one.";
 
 std::string table(const std::vector<LookedDrive>& all, bool has_history, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
@@ -40,8 +41,7 @@ std::string table(const std::vector<LookedDrive>& all, bool has_history, const O
     rows.push_back({{one.drive.name},
                     {one.status.look.drive.model},
                     {one.serial_number()},
-                    {test_text(one, has_history), one.last ? colour_of(*one.last) : Colour::None,
-                     brief_text(one, has_history)}});
+                    {test_text(one, has_history), colour_of(one), brief_text(one, has_history)}});
   }
   if (rows.empty()) return "";
   return table_text({{"DEVICE"},
@@ -59,7 +59,7 @@ std::string failure(const std::string&, const std::string& reason) {
 
 int status_of(const LookedDrive& one) {
   if (one.is_unknown()) return kStatusCannot;
-  return one.last && one.last->outcome ? cli::status_of(*one.last) : kStatusOk;
+  return one.ended ? cli::status_of(*one.ended) : kStatusOk;
 }
 
 int status(const StatusOptions& options, bool json) {
@@ -68,11 +68,10 @@ int status(const StatusOptions& options, bool json) {
   std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type, options.wake);
   std::vector<DriveStatus> statuses_of = tests.look_at(drives, options.wake);
   for (std::size_t i = 0; i < drives.size(); ++i)
-    all.push_back({std::move(drives[i]), std::move(statuses_of[i]), {}});
+    all.push_back(looked_drive(tests, std::move(drives[i]), std::move(statuses_of[i])));
   Json array = Json::array();
   std::vector<int> statuses;
-  for (LookedDrive& one : all) {
-    one.last = tests.newest(one.drive, one.status);
+  for (const LookedDrive& one : all) {
     statuses.push_back(status_of(one));
     if (json) array.push_back(json_of(one, tests.has_history()));
   }

@@ -27,13 +27,19 @@ struct StopOptions {
 
 constexpr const char* kFooter =
     "Ends the test that runs in each DEVICE, no matter who has started it; the drive loses\n"
-    "nothing but the test. Where no test runs, that is said and is no failure.\n"
+    "nothing but the test. Where no test runs, that is said and is no failure, nor is a test\n"
+    "that has ended by itself meanwhile.\n"
     "Exit status: 3 if a drive could not be asked or its test goes on, else 0.";
 
-std::string_view word_of(StopResult result) {
-  switch (result) {
+// Whether the test that was to be stopped has come to an end, and nobody knows that it was stopped.
+bool has_ended(const StopOutcome& outcome) {
+  return outcome.row && outcome.row->outcome && *outcome.row->outcome != Outcome::Aborted;
+}
+
+std::string_view word_of(const StopOutcome& outcome) {
+  switch (outcome.result) {
     case StopResult::Stopped:
-      return "stopped";
+      return has_ended(outcome) ? "ended" : "stopped";
     case StopResult::NothingRuns:
       return "nothing-runs";
     case StopResult::NotStopped:
@@ -48,14 +54,17 @@ std::string line(const std::string& name, const StopOutcome& outcome, bool has_h
     return name + (rests ? ": no test runs: it is in standby" : ": no test runs");
   if (!outcome.row) return name + ": test stopped";
   const drivetest::TestRow& row = *outcome.row;
-  if (row.outcome && *row.outcome != Outcome::Aborted && *row.outcome != Outcome::Unknown)
+  if (row.outcome == Outcome::Unknown)
+    return name + ": " + owned_test_text(row, has_history) + " does not run any more; " +
+           outcome_text(row);
+  if (row.outcome && *row.outcome != Outcome::Aborted)
     return name + ": " + kind_text(row) + " ended before it could be stopped: " + outcome_text(row);
   return name + ": " + owned_test_text(row, has_history) + " stopped";
 }
 
 Json json_of(const ChosenDrive& drive, const StopOutcome& outcome, bool has_history) {
   Json json = drive_json(drive, outcome.status.look);
-  json["result"] = word_of(outcome.result);
+  json["result"] = word_of(outcome);
   json["reason"] = text_or_null(outcome.reason);
   json["test"] = row_json(outcome.status.look, outcome.row, has_history);
   return json;
