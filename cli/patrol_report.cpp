@@ -67,7 +67,10 @@ std::string_view word_of(PatrolResult result) { return words_of(result).word; }
 PatrolledDrive patrolled(const ChosenDrive& drive, const StartOutcome& outcome) {
   PatrolledDrive one{drive, PatrolResult::NotStarted, outcome.reason, outcome.status.look,
                      outcome.row};
-  if (outcome.result == StartResult::AlreadyRunning) {
+  if (outcome.is_untold) {
+    one.result = PatrolResult::Unknown;
+    one.reason = "it may have been started: " + outcome.reason;
+  } else if (outcome.result == StartResult::AlreadyRunning) {
     one.result = PatrolResult::Running;
     one.reason = (outcome.row ? kind_text(*outcome.row) : "a test") + " runs already";
   } else if (outcome.result == StartResult::NotAble) {

@@ -16,7 +16,7 @@ enum class PatrolResult {
   Passed,
   Failed,  // or the drive disappeared during its test
   Aborted,
-  Unknown,     // how the test ended, or it has stalled and may still end
+  Unknown,     // how the test ended, or whether it began; or it has stalled and may still end
   Running,     // another test, which was left alone
   InArray,     // that rebuilds or checks its drives now
   InStandby,   // and was not to be woken

@@ -52,6 +52,18 @@ TEST(PatrolReport, SaysWhyNoTestWasStarted) {
   EXPECT_EQ(of_start(StartResult::NotStarted, LookFault::Standby).result, PatrolResult::InStandby);
 }
 
+TEST(PatrolReport, CallsATestThatMayHaveBegunNotKnown) {
+  StartOutcome outcome;
+  outcome.reason = "the drive took the command, and has not answered since: no such device";
+  outcome.is_untold = true;
+  const PatrolledDrive drive = patrolled(kDrive, outcome);
+  EXPECT_EQ(drive.result, PatrolResult::Unknown);
+  EXPECT_TRUE(drive.is_bad());
+  EXPECT_EQ(line_of(drive),
+            "/dev/sda: result not known: it may have been started: the drive took the command, and "
+            "has not answered since: no such device");
+}
+
 TEST(PatrolReport, SaysHowATestEnded) {
   EXPECT_EQ(line_of(of_end(End::Ended, Outcome::Passed)), "/dev/sda: passed");
   EXPECT_EQ(line_of(of_end(End::Ended, Outcome::Failed)),

@@ -107,6 +107,34 @@ bool History::update(const TestRow& row) {
   return is_done;
 }
 
+void History::recognise(const Drive& drive) {
+  if (!drive.world_wide_name.starts_with("nguid-")) return;
+  Drive unnamed = drive;
+  unnamed.world_wide_name.clear();
+  const auto number_of_drive = [&](const Drive& one) {
+    return find_drive(*database_, options_.host.machine_id, one.identity());
+  };
+  std::optional<std::int64_t> before;
+  read([&] { before = number_of_drive(unnamed); });
+  if (!before) return;
+  write([&] {
+    before = number_of_drive(unnamed);
+    if (!before) return;
+    const auto now = number_of_drive(drive);
+    if (!now) {
+      database_->run("UPDATE drives SET identity = ?, world_wide_name = ? WHERE number = ?",
+                     drive.identity(), drive.world_wide_name, *before);
+      return;
+    }
+    database_->run("UPDATE tests SET drive = ? WHERE drive = ? AND outcome IS NOT NULL", *now,
+                   *before);
+    database_->run(
+        "DELETE FROM drives WHERE number = ?1"
+        " AND NOT EXISTS (SELECT 1 FROM tests WHERE drive = ?1)",
+        *before);
+  });
+}
+
 DriveState History::state(std::string_view drive) {
   DriveState state;
   read([&] {

@@ -79,6 +79,11 @@ class History {
   // false, and nothing changes, if somebody else has told its end or there is no such test.
   bool update(const TestRow& row);
 
+  // An NVMe drive that has told its NGUID, and that the history knew by model and serial number
+  // before that could be read, is known by the NGUID from now on, with all its tests that have
+  // ended and, where the history has not met the NGUID before, the one that runs.
+  void recognise(const Drive& drive);
+
   // What the history knows of a drive of this machine, by its identity.
   DriveState state(std::string_view drive);
   // Keeps what a look at the drive has changed. `before` is what state gave when it was worked out:

@@ -67,6 +67,7 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
       if (History* const history = opened_history()) {
         std::optional<TestRow> running;  // believed only when all was written
         history->together([&] {
+          history->recognise(drive);
           const DriveState before = history->state(identity);
           history->change(drive, before, decide_on(before));
           running.reset();

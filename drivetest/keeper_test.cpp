@@ -1,5 +1,8 @@
 #include "drivetest/keeper.h"
 
+#include <filesystem>
+#include <fstream>
+
 #include "drivetest/keeper_case.h"
 
 namespace drivetest {
@@ -122,6 +125,46 @@ TEST_P(KeeperTest, KeepsATestThatEndsDuringTheFirstLookOnce) {
   drive_.during_look = [&] { drive_.end(7); };
   EXPECT_FALSE(look().running);
   EXPECT_EQ(outcomes(), "failed ");
+}
+
+// An earlier version could not read the NGUID.
+TEST_P(KeeperTest, KnowsADriveOfNvmeAgainThatTellsItsNguid) {
+  if (GetParam() != Protocol::Nvme) return;
+  drive_.rename("");
+  start();
+  drive_.rename("nguid-0025385b71b0a7c10025385b71b0a7c1");
+  time_.wait(minutes(3));
+  EXPECT_EQ(look().ended.size(), 1);
+  EXPECT_EQ(outcomes(), "passed ");
+  EXPECT_EQ(rows().front().drive, "nguid-0025385b71b0a7c10025385b71b0a7c1");
+  EXPECT_EQ(rows().front().source, Source::Library);
+}
+
+// What docs/history.md advises, since an import would add the test a second time.
+TEST_P(KeeperTest, HasATestOnceWhereACopyIsPutBackInThePlaceOfADamagedHistory) {
+  const std::filesystem::path file = folder_ / "hvx" / "history.sqlite";
+  const auto look_anew = [&] {
+    history_ = std::make_unique<History>(
+        HistoryOptions{.folder = folder_ / "hvx", .host = {"aa", "host"}});
+    Keeper(drive_, time_, [this] { return history_.get(); }).look(place_, false);
+  };
+  start();
+  time_.wait(minutes(3));
+  look();
+  history_.reset();
+  std::filesystem::copy_file(file, folder_ / "copy");
+  std::ofstream(file) << "no history";
+  look_anew();
+  ASSERT_EQ(rows().size(), 1);
+  EXPECT_EQ(rows().front().source, Source::Other) << "the log does not tell more";
+  history_.reset();
+  std::filesystem::rename(folder_ / "copy", file);
+  drive_.begin(TestKind::Long);
+  time_.wait(minutes(3));
+  look_anew();
+  ASSERT_EQ(rows().size(), 2);
+  EXPECT_EQ(rows()[0].source, Source::Library);
+  EXPECT_EQ(rows()[1].source, Source::Other) << "the test since";
 }
 
 }  // namespace
