@@ -159,7 +159,9 @@ void change(DriveTests& tests, const HistoryOptions& options, bool json) {
     throw WrongCommandLine("--import takes one FILE, and --forget-before one DATE");
   std::optional<drivetest::Time> day;
   if (!options.forget_before.empty()) day = day_of(options.forget_before.front());
-  Json numbers;
+  // Not null at first: to make that an object without memory leaves it in a state in which its
+  // destructor crashes (nlohmann 3.11).
+  Json numbers = Json::object();
   std::string text;
   if (!options.import.empty()) {
     const drivetest::ImportCounts counts = import(tests, options.import.front());
