@@ -1,14 +1,11 @@
 #include "cli/follow.h"
 
 #include <gmock/gmock.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <string>
 
 #include "drivetest/database.h"
 #include "drivetest/fake_drive.h"
 #include "drivetest/history.h"
+#include "platform/support/support_test.h"
 
 namespace cli {
 namespace {
@@ -182,13 +179,6 @@ TEST_F(Follow, GoesOnWithATestWithoutProgress) {
 // Other programs, and a second process of hddtest, use the history meanwhile.
 class FollowWithHistory : public Follow {
  protected:
-  ~FollowWithHistory() override { std::filesystem::remove_all(folder_); }
-
-  static std::filesystem::path make_folder() {
-    std::string name = testing::TempDir() + "hddtest_follow.XXXXXX";
-    return mkdtemp(name.data());
-  }
-
   Followed followed() {
     const StartOutcome started = keeper_.start(place_, TestKind::Short, false, false);
     number_ = started.row->number;
@@ -199,7 +189,7 @@ class FollowWithHistory : public Follow {
                        });
   }
 
-  const std::filesystem::path folder_ = make_folder();
+  const NKVRHVX20::TemporaryFolder folder_;
   drivetest::History history_{
       {.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = std::chrono::milliseconds()}};
   drivetest::History other_{{.folder = folder_ / "hvx", .host = {"aa", "host"}}};

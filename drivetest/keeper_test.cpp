@@ -142,7 +142,7 @@ TEST_P(KeeperTest, KnowsADriveOfNvmeAgainThatTellsItsNguid) {
 
 // What docs/history.md advises, since an import would add the test a second time.
 TEST_P(KeeperTest, HasATestOnceWhereACopyIsPutBackInThePlaceOfADamagedHistory) {
-  const std::filesystem::path file = folder_ / "hvx" / "history.sqlite";
+  const std::filesystem::path file = folder_ / "hvx/history.sqlite";
   const auto look_anew = [&] {
     history_ = std::make_unique<History>(
         HistoryOptions{.folder = folder_ / "hvx", .host = {"aa", "host"}});
