@@ -31,8 +31,8 @@ constexpr const char* kFooter =
     "that tells which one to pull, or whose test was aborted. Tests by another program or\n"
     "person are shown as such; drives do not tell who it was.\n"
     "Exit status: 3 if a drive could not be looked at or the result of its last test is not\n"
-    "known, else 1 if the last test of one failed, else 2 if one's was aborted, else 0. While\n"
-    "a test runs, the one before is the last one.";
+    "known, else 1 if the last test of one failed, else 2 if one's was aborted, else 0. A\n"
+    "drive that failed its last test counts so also while another test runs in it.";
 
 std::string table(const std::vector<LookedDrive>& all, bool has_history, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
@@ -59,7 +59,9 @@ std::string failure(const std::string&, const std::string& reason) {
 
 int status_of(const LookedDrive& one) {
   if (one.is_unknown()) return kStatusCannot;
-  return one.ended ? cli::status_of(*one.ended) : kStatusOk;
+  const bool has_failed = one.ended && one.ended->outcome == drivetest::Outcome::Failed;
+  const std::optional<drivetest::TestRow>& told = has_failed ? one.ended : one.last;
+  return told ? cli::status_of(*told) : kStatusOk;
 }
 
 int status(const StatusOptions& options, bool json) {

@@ -14,6 +14,11 @@ constexpr int kNames = 2;
 constexpr Seconds kHour = 3600;
 constexpr Seconds kDay = 24 * kHour;
 
+// The log of an NVMe drive has the counter of hours that the drive tells.
+void keep_to_standard(Traits& traits) {
+  if (traits.protocol == Protocol::Nvme) traits.clock = Traits::Clock::PowerOn;
+}
+
 Traits traits_by(Dice& dice) {
   Traits traits;
   traits.protocol = dice.one_of({Protocol::Ata, Protocol::Ata, Protocol::Scsi, Protocol::Nvme});
@@ -37,8 +42,7 @@ Traits traits_by(Dice& dice) {
   traits.clock =
       dice.one_of({Traits::Clock::PowerOn, Traits::Clock::PowerOn, Traits::Clock::PowerOn,
                    Traits::Clock::Zero, Traits::Clock::Constant, Traits::Clock::Other});
-  // By the standard the log of these has the counter that the drive tells.
-  if (traits.protocol == Protocol::Nvme) traits.clock = Traits::Clock::PowerOn;
+  keep_to_standard(traits);
   traits.old_are_equal = dice.once_in(3);
   traits.gets_stuck = dice.once_in(10);
   traits.obeys_stop = !dice.once_in(8);
@@ -85,6 +89,7 @@ void fill_with_equals(Traits& traits, Dice& dice) {
   traits.old_are_equal = true;
   traits.old_result = dice.one_of({0, 0, 7});
   traits.clock = dice.one_of({Traits::Clock::Zero, Traits::Clock::Constant});
+  keep_to_standard(traits);
   traits.keeps_aborted = dice.once_in(2);
   traits.gets_stuck = false;
 }
