@@ -202,6 +202,9 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
       return outcome;
     }
     if (outcome.status.is_testing()) continue;
+    // Somebody else has seen its end.
+    if (outcome.row && !outcome.row->outcome)
+      if (std::optional<TestRow> own = kept(outcome.row->number)) outcome.row = std::move(own);
     // A drive that still says the same as before, and of whose test nobody knows, had none.
     const bool had_none = !outcome.row && outcome.status.look.running;
     outcome.result = had_none ? StopResult::NothingRuns : StopResult::Stopped;
