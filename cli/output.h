@@ -43,8 +43,8 @@ class Output {
 Output& standard_output();
 Output& standard_error();
 
-// Writes "hddtest: " and the text, escaped, as one line to standard error; a terminal gets as many as
-// it needs.
+// Writes "hddtest: " and the text, escaped, as one line to standard error; a terminal gets as many
+// as it needs.
 void complain(std::string_view text);
 
 }  // namespace cli
