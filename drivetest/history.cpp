@@ -12,6 +12,7 @@
 #include "drivetest/database.h"
 #include "drivetest/history_folder.h"
 #include "drivetest/history_rows.h"
+#include "drivetest/joined_drives.h"
 #include "drivetest/time_text.h"
 
 namespace drivetest {
@@ -53,6 +54,24 @@ std::vector<KeptTest> newest_of(Database& database, std::int64_t drive, std::siz
       database.query("SELECT number FROM tests WHERE drive = ?"
                      " ORDER BY recorded DESC, number DESC LIMIT ?",
                      drive, static_cast<std::int64_t>(std::min<std::size_t>(limit, kMost))));
+}
+
+bool has_nguid(const Drive& drive) { return drive.world_wide_name.starts_with("nguid-"); }
+
+// As the drive was known before its NGUID could be read.
+Drive unnamed(Drive drive) {
+  drive.world_wide_name.clear();
+  return drive;
+}
+
+// What is known of the drive by model and serial number is known by its NGUID from now on.
+void name_drive(Database& database, std::string_view machine_id, const Drive& drive, Time now) {
+  const auto before = find_drive(database, machine_id, unnamed(drive).identity());
+  if (!before) return;
+  if (const auto named = find_drive(database, machine_id, drive.identity()))
+    return join_drives(database, *before, *named, now);
+  database.run("UPDATE drives SET identity = ?, world_wide_name = ? WHERE number = ?",
+               drive.identity(), drive.world_wide_name, *before);
 }
 
 }  // namespace
@@ -108,31 +127,14 @@ bool History::update(const TestRow& row) {
 }
 
 void History::recognise(const Drive& drive) {
-  if (!drive.world_wide_name.starts_with("nguid-")) return;
-  Drive unnamed = drive;
-  unnamed.world_wide_name.clear();
-  const auto number_of_drive = [&](const Drive& one) {
-    return find_drive(*database_, options_.host.machine_id, one.identity());
-  };
-  std::optional<std::int64_t> before;
-  read([&] { before = number_of_drive(unnamed); });
-  if (!before) return;
-  write([&] {
-    before = number_of_drive(unnamed);
-    if (!before) return;
-    const auto now = number_of_drive(drive);
-    if (!now) {
-      database_->run("UPDATE drives SET identity = ?, world_wide_name = ? WHERE number = ?",
-                     drive.identity(), drive.world_wide_name, *before);
-      return;
-    }
-    database_->run("UPDATE tests SET drive = ? WHERE drive = ? AND outcome IS NOT NULL", *now,
-                   *before);
-    database_->run(
-        "DELETE FROM drives WHERE number = ?1"
-        " AND NOT EXISTS (SELECT 1 FROM tests WHERE drive = ?1)",
-        *before);
+  if (!has_nguid(drive)) return;
+  bool has_former = false;
+  read([&] {
+    has_former =
+        find_drive(*database_, options_.host.machine_id, unnamed(drive).identity()).has_value();
   });
+  if (has_former)
+    write([&] { name_drive(*database_, options_.host.machine_id, drive, options_.clock()); });
 }
 
 DriveState History::state(std::string_view drive) {

@@ -80,8 +80,8 @@ class History {
   bool update(const TestRow& row);
 
   // An NVMe drive that has told its NGUID, and that the history knew by model and serial number
-  // before that could be read, is known by the NGUID from now on, with all its tests that have
-  // ended and, where the history has not met the NGUID before, the one that runs.
+  // before that could be read, is known by the NGUID from now on, with all its tests. Where both
+  // names are known, see joined_drives.h.
   void recognise(const Drive& drive);
 
   // What the history knows of a drive of this machine, by its identity.

@@ -364,6 +364,10 @@ TEST_F(HistoryTest, LooksTestsUpByIndex) {
   KeptTest other = *history.find(1);
   other.row.id = "other";
   history.import(other);
+  Drive named = drive(1);
+  named.world_wide_name = "nguid-0025385b71b0a7c10025385b71b0a7c1";
+  history.begin(named, begun_row());
+  history.recognise(named);
   Database database(file(), 1s);
   std::size_t plans = 0;
   for (const std::string& sql : history.database().texts()) {
@@ -394,65 +398,6 @@ TEST_F(HistoryTest, IsWhereTheEnvironmentSays) {
   setenv("HVX_STATE_DIR", "state", 1);
   EXPECT_EQ(state_folder(), std::filesystem::current_path() / "state");
   unsetenv("HVX_STATE_DIR");
-}
-
-// A drive of NVMe whose name space has an NGUID.
-class RecognisedDrive : public HistoryCase {
- protected:
-  static Drive unnamed() {
-    Drive unnamed = drive(1);
-    unnamed.protocol = Protocol::Nvme;
-    return unnamed;
-  }
-  static Drive named() {
-    Drive named = unnamed();
-    named.world_wide_name = "nguid-0025385b71b0a7c10025385b71b0a7c1";
-    return named;
-  }
-  static std::size_t count(History& history, const Drive& drive) {
-    return history.of_drive(drive.identity(), 100).size();
-  }
-};
-
-TEST_F(RecognisedDrive, HasItsTestsOfBeforeAndTheOneThatRuns) {
-  History history(options());
-  tested(history, 2);
-  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
-  const std::int64_t running = history.begin(unnamed(), begun_row()).number;
-  for (int time = 0; time < 2; ++time) {
-    history.recognise(named());
-    EXPECT_EQ(count(history, named()), 2);
-    EXPECT_EQ(count(history, unnamed()), 0);
-    EXPECT_EQ(count(history, drive(2)), 1) << "another drive";
-  }
-  EXPECT_EQ(history.running(named().identity())->row.number, running);
-  EXPECT_EQ(history.drives().size(), 2);
-}
-
-TEST_F(RecognisedDrive, GetsTheTestsOfBeforeBesideThoseOfItsName) {
-  History history(options());
-  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
-  const std::int64_t running = history.begin(named(), begun_row()).number;
-  history.recognise(named());
-  EXPECT_EQ(count(history, named()), 2);
-  EXPECT_EQ(history.running(named().identity())->row.number, running);
-  EXPECT_EQ(history.drives().size(), 1);
-}
-
-TEST_F(RecognisedDrive, IsOfThisMachineAndHasAnNguid) {
-  {
-    History other(options("b"));
-    other.update(ended_row(other.begin(unnamed(), begun_row()).number));
-  }
-  History history(options());
-  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
-  Drive other_name = unnamed();
-  other_name.world_wide_name = "eui-0025385b71b0a7c1";
-  history.recognise(other_name);
-  EXPECT_EQ(count(history, unnamed()), 1) << "an EUI-64 could always be read";
-  history.recognise(named());
-  EXPECT_EQ(count(history, named()), 1);
-  EXPECT_EQ(count(*std::make_unique<History>(options("b")), unnamed()), 1);
 }
 
 }  // namespace

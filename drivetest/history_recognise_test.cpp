@@ -1,0 +1,209 @@
+#include <gmock/gmock.h>
+
+#include "drivetest/history.h"
+#include "drivetest/history_case.h"
+
+namespace drivetest {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+
+// A drive of NVMe whose name space has an NGUID.
+class RecognisedDrive : public HistoryCase {
+ protected:
+  static Drive unnamed() {
+    Drive unnamed = drive(1);
+    unnamed.protocol = Protocol::Nvme;
+    return unnamed;
+  }
+  static Drive named() {
+    Drive named = unnamed();
+    named.world_wide_name = "nguid-0025385b71b0a7c10025385b71b0a7c1";
+    return named;
+  }
+  static std::size_t count(History& history, const Drive& drive) {
+    return history.of_drive(drive.identity(), 100).size();
+  }
+  // A look at the drive that has shown a log of tests by others, of which so many are new.
+  static void look_at(History& history, const Drive& drive, const std::vector<LogEntry>& log,
+                      std::size_t added) {
+    DriveChange change;
+    change.log = log;
+    for (std::size_t i = added; i-- > 0;) {
+      TestRow row = ended_row(0);
+      row.source = Source::Other;
+      row.started.reset();
+      row.hours = log[i].hours;
+      change.added.push_back(row);
+    }
+    ASSERT_TRUE(history.change(drive, history.state(drive.identity()), change));
+  }
+  static TestRow running_row(Source source) {
+    TestRow row = begun_row();
+    row.source = source;
+    return row;
+  }
+  // The hours of its tests, the newest first.
+  static std::vector<std::uint64_t> hours_of(History& history, const Drive& drive) {
+    std::vector<std::uint64_t> hours;
+    for (const KeptTest& test : history.of_drive(drive.identity(), 100))
+      hours.push_back(test.row.hours.value_or(0));
+    return hours;
+  }
+};
+
+TEST_F(RecognisedDrive, HasItsTestsOfBeforeAndTheOneThatRuns) {
+  History history(options());
+  tested(history, 2);
+  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
+  const std::int64_t running = history.begin(unnamed(), begun_row()).number;
+  for (int time = 0; time < 2; ++time) {
+    history.recognise(named());
+    EXPECT_EQ(count(history, named()), 2);
+    EXPECT_EQ(count(history, unnamed()), 0);
+    EXPECT_EQ(count(history, drive(2)), 1) << "another drive";
+  }
+  EXPECT_EQ(history.running(named().identity())->row.number, running);
+  EXPECT_EQ(history.drives().size(), 2);
+}
+
+TEST_F(RecognisedDrive, GetsTheTestsOfBeforeBesideThoseOfItsName) {
+  History history(options());
+  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
+  const std::int64_t running = history.begin(named(), begun_row()).number;
+  history.recognise(named());
+  EXPECT_EQ(count(history, named()), 2);
+  EXPECT_EQ(history.running(named().identity())->row.number, running);
+  EXPECT_EQ(history.drives().size(), 1);
+}
+
+TEST_F(RecognisedDrive, IsOfThisMachineAndHasAnNguid) {
+  {
+    History other(options("b"));
+    other.update(ended_row(other.begin(unnamed(), begun_row()).number));
+  }
+  History history(options());
+  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
+  Drive other_name = unnamed();
+  other_name.world_wide_name = "eui-0025385b71b0a7c1";
+  history.recognise(other_name);
+  EXPECT_EQ(count(history, unnamed()), 1) << "an EUI-64 could always be read";
+  history.recognise(named());
+  EXPECT_EQ(count(history, named()), 1);
+  EXPECT_EQ(count(*std::make_unique<History>(options("b")), unnamed()), 1);
+}
+
+// The NGUID could not be read for a time, in which a test was started.
+TEST_F(RecognisedDrive, HasTheTestThatRunsBesideTheTestsOfItsName) {
+  History history(options());
+  history.update(ended_row(history.begin(named(), begun_row()).number));
+  look_at(history, named(), {entry(100)}, 0);
+  now += 1h;
+  look_at(history, unnamed(), {entry(200), entry(100)}, 2);
+  const std::int64_t running = history.begin(unnamed(), begun_row()).number;
+  history.recognise(named());
+  ASSERT_TRUE(history.running(named().identity()));
+  EXPECT_EQ(history.running(named().identity())->row.number, running);
+  EXPECT_THAT(hours_of(history, named()), ElementsAre(0, 200, 100));
+  EXPECT_THAT(history.state(named().identity()).log, testing::Optional(testing::SizeIs(2)))
+      << "the log as it was when the test began";
+  EXPECT_EQ(history.drives().size(), 1);
+}
+
+TEST_F(RecognisedDrive, EndsTheEarlierOfTwoTestsThatRun) {
+  for (const bool is_named_first : {true, false}) {
+    HistoryOptions other = options();
+    other.folder = root() / (is_named_first ? "named" : "unnamed");
+    History history(other);
+    const std::int64_t first =
+        history.begin(is_named_first ? named() : unnamed(), begun_row()).number;
+    now += 1h;
+    const std::int64_t second =
+        history.begin(is_named_first ? unnamed() : named(), begun_row()).number;
+    history.recognise(named());
+    EXPECT_EQ(history.running(named().identity())->row.number, second);
+    const TestRow row = history.find(first)->row;
+    EXPECT_EQ(row.outcome, Outcome::Unknown);
+    EXPECT_EQ(row.ended, now);
+    EXPECT_EQ(row.cause,
+              "the drive was known by another name meanwhile, and nobody saw how the test ended");
+    EXPECT_EQ(history.drives().size(), 1);
+  }
+}
+
+TEST_F(RecognisedDrive, HasATestOnceThatAnotherNameWasSeenRunning) {
+  for (const bool is_named_first : {true, false}) {
+    HistoryOptions other = options();
+    other.folder = root() / (is_named_first ? "named" : "unnamed");
+    History history(other);
+    const std::int64_t own =
+        history.begin(is_named_first ? named() : unnamed(), begun_row()).number;
+    now += 1h;
+    history.begin(is_named_first ? unnamed() : named(), running_row(Source::Other));
+    history.recognise(named());
+    EXPECT_EQ(history.running(named().identity())->row.number, own);
+    EXPECT_EQ(count(history, named()), 1);
+  }
+}
+
+TEST_F(RecognisedDrive, EndsATestWhereAnotherWasBegunSince) {
+  History history(options());
+  const std::int64_t first = history.begin(named(), begun_row()).number;
+  now += 1h;
+  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
+  history.recognise(named());
+  EXPECT_EQ(history.find(first)->row.outcome, Outcome::Unknown);
+  EXPECT_TRUE(history.running().empty());
+}
+
+// Its end is still to be told from the log as it was when it began.
+TEST_F(RecognisedDrive, LeavesItsEntryToTheTestThatRuns) {
+  History history(options());
+  look_at(history, named(), {entry(90)}, 1);
+  history.begin(named(), begun_row());
+  now += 1h;
+  look_at(history, unnamed(), {entry(100), entry(90)}, 2);
+  history.recognise(named());
+  EXPECT_THAT(hours_of(history, named()), ElementsAre(0, 90));
+  EXPECT_THAT(history.state(named().identity()).log, testing::Optional(ElementsAre(entry(90))));
+  EXPECT_TRUE(history.running(named().identity()));
+}
+
+TEST_F(RecognisedDrive, HasATestOnceThatBothNamesTookFromTheLog) {
+  History history(options());
+  look_at(history, named(), {entry(100), entry(100), entry(90)}, 3);
+  now += 1h;
+  look_at(history, unnamed(), {entry(100), entry(100), entry(100), entry(90)}, 4);
+  history.recognise(named());
+  EXPECT_THAT(hours_of(history, named()), ElementsAre(100, 100, 100, 90));
+  EXPECT_THAT(history.state(named().identity()).log, testing::Optional(testing::SizeIs(4)));
+  EXPECT_EQ(history.drives().size(), 1);
+}
+
+TEST_F(RecognisedDrive, HasATestOfOursOnceThatItsOtherNameTookFromTheLog) {
+  for (const bool is_own_named : {true, false}) {
+    HistoryOptions other = options();
+    other.folder = root() / (is_own_named ? "named" : "unnamed");
+    History history(other);
+    const std::int64_t own = history.begin(is_own_named ? named() : unnamed(), begun_row()).number;
+    history.update(ended_row(own));
+    look_at(history, is_own_named ? unnamed() : named(), {entry(100)}, 1);
+    history.recognise(named());
+    EXPECT_EQ(count(history, named()), 1);
+    EXPECT_TRUE(history.find(own));
+  }
+}
+
+TEST_F(RecognisedDrive, GetsNoTestBackThatWasForgotten) {
+  History history(options());
+  look_at(history, named(), {entry(100), entry(90)}, 2);
+  history.forget_before(now + 24h);
+  now += 1h;
+  look_at(history, unnamed(), {entry(110), entry(100), entry(90)}, 3);
+  history.recognise(named());
+  EXPECT_THAT(hours_of(history, named()), ElementsAre(110));
+}
+
+}  // namespace
+}  // namespace drivetest
