@@ -227,10 +227,7 @@ std::string DriveTests::identity_of(ChosenDrive& drive) {
 // A drive that says nothing, as in standby, is known by what the kernel knows of it or, where that
 // is but the serial number, by the only drive that was seen here and has it.
 std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
-  if (look.fault == LookFault::None) {
-    history().recognise(look.drive);
-    return look.drive.identity();
-  }
+  if (look.fault == LookFault::None) return history().identity_of(look.drive);
   Drive known = drive.known;
   known.place = drive.place;
   known.shares_identity = drives_.is_apart(drive.place);

@@ -137,6 +137,23 @@ void History::recognise(const Drive& drive) {
     write([&] { name_drive(*database_, options_.host.machine_id, drive, options_.clock()); });
 }
 
+std::string History::identity_of(const Drive& drive) {
+  try {
+    recognise(drive);
+    return drive.identity();
+  } catch (const HistoryError&) {
+    std::string former = unnamed(drive).identity();
+    bool is_former = false;
+    read([&] {
+      const auto is_known = [&](std::string_view identity) {
+        return find_drive(*database_, options_.host.machine_id, identity).has_value();
+      };
+      is_former = !is_known(drive.identity()) && is_known(former);
+    });
+    return is_former ? former : drive.identity();
+  }
+}
+
 DriveState History::state(std::string_view drive) {
   DriveState state;
   read([&] {

@@ -83,6 +83,9 @@ class History {
   // before that could be read, is known by the NGUID from now on, with all its tests. Where both
   // names are known, see joined_drives.h.
   void recognise(const Drive& drive);
+  // By what the history knows the drive, after that. Where the history cannot be written, this may
+  // still be model and serial number.
+  std::string identity_of(const Drive& drive);
 
   // What the history knows of a drive of this machine, by its identity.
   DriveState state(std::string_view drive);

@@ -205,5 +205,21 @@ TEST_F(RecognisedDrive, GetsNoTestBackThatWasForgotten) {
   EXPECT_THAT(hours_of(history, named()), ElementsAre(110));
 }
 
+TEST_F(RecognisedDrive, IsKnownByItsFormerNameWhereNothingCanBeWritten) {
+  History history(options());
+  tested(history, 2);
+  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
+  history.database().run("PRAGMA query_only = ON");
+  EXPECT_THROW(history.recognise(named()), HistoryError);
+  EXPECT_EQ(history.identity_of(named()), unnamed().identity());
+  EXPECT_EQ(history.identity_of(drive(2)), drive(2).identity());
+  history.database().run("PRAGMA query_only = OFF");
+  EXPECT_EQ(history.identity_of(named()), named().identity());
+  EXPECT_EQ(count(history, named()), 1);
+  history.update(ended_row(history.begin(unnamed(), begun_row()).number));
+  history.database().run("PRAGMA query_only = ON");
+  EXPECT_EQ(history.identity_of(named()), named().identity());
+}
+
 }  // namespace
 }  // namespace drivetest
