@@ -74,6 +74,33 @@ void name_drive(Database& database, std::string_view machine_id, const Drive& dr
                drive.identity(), drive.world_wide_name, *before);
 }
 
+// The drive of a row, which tells by its identity whether another claims to be the same.
+Drive kept_drive(const KeptTest& test) {
+  Drive drive = test.drive;
+  drive.shares_identity = test.row.drive != drive.claimed_identity();
+  return drive;
+}
+
+// Whether a file from before the drive's NGUID was known has the identity.
+bool is_former_identity(std::string_view identity, const KeptTest& here) {
+  const Drive drive = kept_drive(here);
+  return has_nguid(drive) && unnamed(drive).identity() == identity;
+}
+
+// The only drive with an NGUID that a drive without one can be; not set where there are several.
+std::optional<std::int64_t> find_named(Database& database, std::string_view machine_id,
+                                       const Drive& drive) {
+  if (!drive.world_wide_name.empty() || drive.shares_identity || drive.protocol != Protocol::Nvme)
+    return std::nullopt;
+  Query query = database.query(
+      "SELECT number FROM drives WHERE machine_id = ? AND identity >= 'nguid-'"
+      " AND identity < 'nguid.' AND identity = world_wide_name AND model = ? AND serial_number = ?",
+      machine_id, drive.model, drive.serial_number);
+  if (!query.step()) return std::nullopt;
+  const std::int64_t number = query.next_integer();
+  return query.step() ? std::nullopt : std::optional(number);
+}
+
 }  // namespace
 
 Time History::next_recorded(std::int64_t drive) {
@@ -310,11 +337,15 @@ std::size_t History::forget_before(Time time) {
 
 History::Import History::import(const KeptTest& test) {
   Import what = Import::Added;
+  const Drive imported = kept_drive(test);
   const auto take = [&] {
+    if (has_nguid(imported) && imported.identity() == test.row.drive)
+      name_drive(*database_, test.row.machine_id, imported, options_.clock());
     const auto known =
         number_of(database_->query("SELECT number FROM tests WHERE id = ?", test.row.id));
     if (!known) {
       auto drive = find_drive(*database_, test.row.machine_id, test.row.drive);
+      if (!drive) drive = find_named(*database_, test.row.machine_id, imported);
       if (!drive) drive = keep_drive(*database_, test);
       if (!test.row.outcome && running_number(*database_, *drive)) return Import::DriveIsBusy;
       insert_test(*database_, *drive, test.row);
@@ -323,6 +354,7 @@ History::Import History::import(const KeptTest& test) {
     TestRow row = test.row;
     row.number = *known;
     const std::optional<KeptTest> here = read_test(*database_, *known);
+    if (here && is_former_identity(row.drive, *here)) row.drive = here->row.drive;
     if (!here || here->row.drive != row.drive || here->row.machine_id != row.machine_id)
       return Import::Different;
     if (!row.outcome || here->row == row) return Import::Unchanged;

@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 #include "drivetest/history.h"
 #include "drivetest/history_case.h"
+#include "drivetest/history_transfer.h"
 
 namespace drivetest {
 namespace {
@@ -50,6 +53,25 @@ class RecognisedDrive : public HistoryCase {
     for (const KeptTest& test : history.of_drive(drive.identity(), 100))
       hours.push_back(test.row.hours.value_or(0));
     return hours;
+  }
+  static std::string exported(History& history) {
+    std::string lines;
+    export_history(history, [&](std::string_view line) { lines += line; });
+    return lines;
+  }
+  static ImportCounts imported(History& history, const std::string& lines) {
+    std::istringstream file(lines);
+    return import_history(history, file);
+  }
+  // One test has ended and one runs, under the former name.
+  static void history_of_two(History& history) {
+    history.update(ended_row(history.begin(unnamed(), begun_row()).number));
+    history.begin(unnamed(), begun_row());
+  }
+  HistoryOptions other_options() const {
+    HistoryOptions other = options();
+    other.folder = root() / "other";
+    return other;
   }
 };
 
@@ -219,6 +241,51 @@ TEST_F(RecognisedDrive, IsKnownByItsFormerNameWhereNothingCanBeWritten) {
   history.update(ended_row(history.begin(unnamed(), begun_row()).number));
   history.database().run("PRAGMA query_only = ON");
   EXPECT_EQ(history.identity_of(named()), named().identity());
+}
+
+TEST_F(RecognisedDrive, IsTheSameInFilesFromBeforeAndAfter) {
+  std::string before;
+  std::string after;
+  {
+    History from(options());
+    history_of_two(from);
+    before = exported(from);
+    from.recognise(named());
+    after = exported(from);
+  }
+  ASSERT_NE(before, after);
+  for (const bool is_older_first : {true, false}) {
+    HistoryOptions other = options("b");
+    other.folder = root() / (is_older_first ? "older" : "newer");
+    History to(other);
+    EXPECT_EQ(imported(to, is_older_first ? before : after).added, 2);
+    EXPECT_EQ(imported(to, is_older_first ? after : before).unchanged, 2);
+    EXPECT_EQ(exported(to), after);
+    EXPECT_EQ(imported(to, before).unchanged, 2);
+  }
+}
+
+TEST_F(RecognisedDrive, HasTestsOfAFileFromBefore) {
+  History from(options());
+  history_of_two(from);
+  History to(other_options());
+  to.update(ended_row(to.begin(named(), begun_row()).number));
+  EXPECT_EQ(imported(to, exported(from)).added, 2);
+  EXPECT_EQ(count(to, named()), 3);
+  EXPECT_EQ(to.drives().size(), 1);
+}
+
+// A name space that was made anew: nobody knows which of the two drives it was.
+TEST_F(RecognisedDrive, IsNotGuessedForAFileFromBefore) {
+  History from(options());
+  history_of_two(from);
+  History to(other_options());
+  to.begin(named(), begun_row());
+  Drive anew = named();
+  anew.world_wide_name.back() = '2';
+  to.begin(anew, begun_row());
+  EXPECT_EQ(imported(to, exported(from)).added, 2);
+  EXPECT_EQ(count(to, unnamed()), 2);
 }
 
 }  // namespace

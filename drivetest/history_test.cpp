@@ -364,6 +364,9 @@ TEST_F(HistoryTest, LooksTestsUpByIndex) {
   KeptTest other = *history.find(1);
   other.row.id = "other";
   history.import(other);
+  other.drive.protocol = Protocol::Nvme;
+  other.row.id = "another";
+  history.import(other);
   Drive named = drive(1);
   named.world_wide_name = "nguid-0025385b71b0a7c10025385b71b0a7c1";
   history.begin(named, begun_row());
