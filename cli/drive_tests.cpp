@@ -242,28 +242,38 @@ std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) 
 
 std::optional<TestRow> DriveTests::newest(const ChosenDrive& drive, const DriveStatus& status) {
   if (status.running) return status.running;
-  return newest_kept(drive, status, [](const TestRow&) { return true; });
+  const std::vector<TestRow> tests = newest_tests(drive, status, 1);
+  return tests.empty() ? std::nullopt : std::optional(tests.front());
 }
 
-std::optional<TestRow> DriveTests::last_ended(const ChosenDrive& drive, const DriveStatus& status) {
-  return newest_kept(drive, status, [](const TestRow& row) { return row.outcome.has_value(); });
-}
-
-std::optional<TestRow> DriveTests::newest_kept(
-    const ChosenDrive& drive, const DriveStatus& status,
-    const std::function<bool(const TestRow&)>& is_meant) {
-  constexpr std::size_t kEnough = 2;  // one test of a drive runs at most
-  std::optional<TestRow> newest;
+std::vector<TestRow> DriveTests::newest_tests(const ChosenDrive& drive, const DriveStatus& status,
+                                              std::size_t most) {
+  std::vector<TestRow> tests;
   try {
     keeper_.with_history([&](drivetest::History& history) {
-      for (drivetest::KeptTest& test : history.of_drive(identity_of(drive, status.look), kEnough))
-        if (!newest && is_meant(test.row)) newest = std::move(test.row);
+      for (drivetest::KeptTest& test : history.of_drive(identity_of(drive, status.look), most))
+        tests.push_back(std::move(test.row));
     });
-    if (newest) return newest;
   } catch (const drivetest::HistoryError&) {
     // The keeper has met the same, and tells it.
   }
-  return status.ended.empty() ? std::nullopt : std::optional(status.ended.front());
+  // The history may have been unable to keep the end that was just seen.
+  if (!status.ended.empty() && (tests.empty() || !has_history())) {
+    const TestRow& ended = status.ended.front();
+    std::erase_if(tests, [&](const TestRow& row) {
+      return !row.outcome || (row.number != 0 && row.number == ended.number);
+    });
+    tests.insert(tests.begin(), ended);
+  }
+  return tests;
+}
+
+bool DriveTests::can_read_history() {
+  try {
+    return keeper_.with_history([](drivetest::History&) {});
+  } catch (const drivetest::HistoryError&) {
+    return false;
+  }
 }
 
 void DriveTests::tell_of_history() {

@@ -102,9 +102,10 @@ class DriveTests {
   std::optional<drivetest::TestRow> newest(const ChosenDrive& drive,
                                            const drivetest::DriveStatus& status);
 
-  // The last test of the drive that has ended, also while another one runs.
-  std::optional<drivetest::TestRow> last_ended(const ChosenDrive& drive,
-                                               const drivetest::DriveStatus& status);
+  // The newest tests of the drive, running and ended, the newest first; at most so many.
+  std::vector<drivetest::TestRow> newest_tests(const ChosenDrive& drive,
+                                               const drivetest::DriveStatus& status,
+                                               std::size_t most);
 
   // By what the history knows the drive. Without a look at it, it is looked at.
   std::string identity_of(ChosenDrive& drive);
@@ -112,6 +113,9 @@ class DriveTests {
 
   // Whether the history told who began tests, and which there were.
   bool has_history() const { return keeper_.history_fault().empty(); }
+
+  // Whether the history can be read, though it may keep nothing more.
+  bool can_read_history();
 
   // Says on standard error why nothing could be kept, and what has happened to the history.
   void tell_of_history();
@@ -127,9 +131,6 @@ class DriveTests {
   std::string tell_apart(Survey& survey);
   void keep_apart_beside_silent(const Survey& survey);
   bool was_apart(drivetest::Drive drive);
-  std::optional<drivetest::TestRow> newest_kept(
-      const ChosenDrive& drive, const drivetest::DriveStatus& status,
-      const std::function<bool(const drivetest::TestRow&)>& is_meant);
   static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
 
   DrivesApart drives_;

@@ -19,7 +19,6 @@
 namespace cli {
 namespace {
 
-using drivetest::DriveStatus;
 using drivetest::FoundDrive;
 using drivetest::TestKind;
 

@@ -1,7 +1,10 @@
 #include "cli/looked_drive.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "cli/pull.h"
 #include "cli/terminal_text.h"
@@ -42,8 +45,7 @@ std::string LookedDrive::serial_number() const {
 
 // While another test runs nothing can be done about one that was aborted.
 std::string LookedDrive::advice() const {
-  const bool has_failed = ended && ended->outcome == Outcome::Failed;
-  const std::optional<TestRow>& told_of = has_failed ? ended : last;
+  const std::optional<TestRow>& told_of = failed ? failed : last;
   if (!told_of || is_unknown()) return {};
   drivetest::Drive told = status.look.drive;
   told.place = drive.place;
@@ -51,16 +53,37 @@ std::string LookedDrive::advice() const {
   return test_advice(told, *told_of);
 }
 
+namespace {
+
+// Its failures before these tests are history: they are read for each drive at each look.
+constexpr std::size_t kTestsRead = 100;
+
+// The newest that failed and that no later one makes up for.
+std::optional<TestRow> open_failure(const std::vector<TestRow>& tests) {
+  for (auto test = tests.begin(); test != tests.end(); ++test) {
+    const auto answers = [&](const TestRow& later) { return later.answers_failure(test->kind); };
+    if (test->outcome == Outcome::Failed && std::none_of(tests.begin(), test, answers))
+      return *test;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
 LookedDrive looked_drive(DriveTests& tests, ChosenDrive drive, drivetest::DriveStatus status) {
-  LookedDrive one{std::move(drive), std::move(status), {}, {}};
-  one.last = tests.newest(one.drive, one.status);
-  const bool is_running = one.last && !one.last->outcome;
-  one.ended = is_running ? tests.last_ended(one.drive, one.status) : one.last;
+  LookedDrive one{std::move(drive), std::move(status), {}, {}, {}};
+  const std::vector<TestRow> rows = tests.newest_tests(one.drive, one.status, kTestsRead);
+  const auto ended = std::find_if(rows.begin(), rows.end(),
+                                  [](const TestRow& row) { return row.outcome.has_value(); });
+  if (ended != rows.end()) one.ended = *ended;
+  one.last = one.status.running;
+  if (!one.last && !rows.empty()) one.last = rows.front();
+  one.failed = open_failure(rows);
   return one;
 }
 
 Colour colour_of(const LookedDrive& one) {
-  if (one.ended && one.ended->outcome == Outcome::Failed) return colour_of(*one.ended);
+  if (one.failed) return colour_of(*one.failed);
   return one.last ? colour_of(*one.last) : Colour::None;
 }
 
@@ -68,9 +91,12 @@ namespace {
 
 // "; before it: short test failed 2 hours ago: read failure".
 std::string text_of_before(const LookedDrive& one, bool has_history) {
-  if (!one.ended || !one.last || one.last->outcome) return {};
-  return "; before it: " +
-         newest_test_text(one.ended, false, has_history, drivetest::system_time());
+  const bool is_running = one.last && !one.last->outcome;
+  const bool is_told = one.ended && one.failed && one.ended->number == one.failed->number;
+  if (!one.last || (!is_running && (is_told || !one.failed))) return {};
+  const std::optional<TestRow>& before = one.failed ? one.failed : one.ended;
+  if (!before) return {};
+  return "; before it: " + newest_test_text(before, false, has_history, drivetest::system_time());
 }
 
 }  // namespace
@@ -117,15 +143,15 @@ std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history
 
 Json json_of(const LookedDrive& one, bool has_history) {
   const bool is_running = one.last && !one.last->outcome;
-  const bool has_failed = !one.is_unknown() && one.ended && one.ended->outcome == Outcome::Failed;
   Json json = drive_json(one.drive, one.status.look);
   json["running"] = row_json(one.status.look, is_running ? one.last : std::nullopt, has_history);
   json["stalled"] = one.status.is_stalled;
   json["doubtful"] = one.status.look.running && one.status.look.running->is_doubtful;
   json["last"] = row_json(one.status.look, one.ended, has_history);
+  json["failed"] = row_json(one.status.look, one.failed, has_history);
   json["reason"] = text_or_null(one.reason());
   json["advice"] = text_or_null(one.advice());
-  json["bay"] = has_failed ? bay_json(one.drive.place) : Json();
+  json["bay"] = one.failed && !one.is_unknown() ? bay_json(one.drive.place) : Json();
   return json;
 }
 

@@ -18,6 +18,9 @@ struct LookedDrive {
   drivetest::DriveStatus status;
   std::optional<drivetest::TestRow> last;   // the newest that the history has, running or ended
   std::optional<drivetest::TestRow> ended;  // the newest that has ended
+  // The newest that failed, where no later one of its kind, or of the long kind for a short one,
+  // has passed. Of the last hundred tests.
+  std::optional<drivetest::TestRow> failed;
 
   // A drive in standby is asked nothing, which is what its user wants.
   bool is_unknown() const;
@@ -52,7 +55,7 @@ std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history
                         const Output& output);
 
 // drive_json with the tests, whose source is null without a history: running, stalled, doubtful,
-// last, reason, advice, bay.
+// last, failed, reason, advice, bay.
 Json json_of(const LookedDrive& one, bool has_history);
 
 }  // namespace cli

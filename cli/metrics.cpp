@@ -111,12 +111,16 @@ MeasuredDrives measured_drives(DriveTests& tests) {
     drives.push_back(measured(chosen[i], std::move(statuses[i])));
   }
   try {
-    if (tests.has_history()) add_history(tests, chosen, drives);
+    add_history(tests, chosen, drives);
   } catch (const drivetest::HistoryError& error) {
-    complain(error.what());
+    if (tests.has_history()) complain(error.what());
     ++errors;
+    for (MeasuredDrive& one : drives) {
+      one.tests.clear();
+      one.knows_tests = false;
+    }
   }
-  if (!tests.has_history()) ++errors;
+  if (errors == 0 && !tests.has_history()) ++errors;
   tests.tell_of_history();
   return found;
 }

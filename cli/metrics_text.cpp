@@ -199,6 +199,7 @@ void write_passed(Samples& samples, const MeasuredDrive& one) {
 }
 
 void write_total(Samples& samples, const MeasuredDrive& one) {
+  if (!one.knows_tests) return;
   for (const Outcome outcome : kOutcomes)
     samples.add(std::count_if(one.tests.begin(), one.tests.end(),
                               [&](const TestRow& row) { return row.outcome == outcome; }),

@@ -20,6 +20,7 @@ struct MeasuredDrive {
   std::optional<drivetest::Look> look;    // not set: the drive is gone
   bool is_stalled = false;                // the test that runs in it
   std::vector<drivetest::TestRow> tests;  // all that are kept, the newest first
+  bool knows_tests = true;                // not where the history cannot be read
 };
 
 // Whether a self-test can be started in the drive; not set for one in standby of which no test is

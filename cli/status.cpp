@@ -31,8 +31,9 @@ constexpr const char* kFooter =
     "that tells which one to pull, or whose test was aborted. Tests by another program or\n"
     "person are shown as such; drives do not tell who it was.\n"
     "Exit status: 3 if a drive could not be looked at or the result of its last test is not\n"
-    "known, else 1 if the last test of one failed, else 2 if one's was aborted, else 0. A\n"
-    "drive that failed its last test counts so also while another test runs in it.";
+    "known, else 1 if a test of one has failed and none has passed since that makes up for\n"
+    "it, which is one of its kind or, for a short one, a long one; else 2 if one's was\n"
+    "aborted, else 0, also where a test runs or none is known.";
 
 std::string table(const std::vector<LookedDrive>& all, bool has_history, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
@@ -57,10 +58,10 @@ std::string failure(const std::string&, const std::string& reason) {
   return dump(Json::array({json_of(none, false)}));
 }
 
-int status_of(const LookedDrive& one) {
+int status_of(const LookedDrive& one, bool can_read_history) {
   if (one.is_unknown()) return kStatusCannot;
-  const bool has_failed = one.ended && one.ended->outcome == drivetest::Outcome::Failed;
-  const std::optional<drivetest::TestRow>& told = has_failed ? one.ended : one.last;
+  const std::optional<drivetest::TestRow>& told = one.failed ? one.failed : one.last;
+  if (!told && !can_read_history) return kStatusCannot;
   return told ? cli::status_of(*told) : kStatusOk;
 }
 
@@ -71,10 +72,11 @@ int status(const StatusOptions& options, bool json) {
   std::vector<DriveStatus> statuses_of = tests.look_at(drives, options.wake);
   for (std::size_t i = 0; i < drives.size(); ++i)
     all.push_back(looked_drive(tests, std::move(drives[i]), std::move(statuses_of[i])));
+  const bool can_read_history = tests.can_read_history();
   Json array = Json::array();
   std::vector<int> statuses;
   for (const LookedDrive& one : all) {
-    statuses.push_back(status_of(one));
+    statuses.push_back(status_of(one, can_read_history));
     if (json) array.push_back(json_of(one, tests.has_history()));
   }
   if (json) {

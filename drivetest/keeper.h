@@ -73,9 +73,9 @@ struct StopOutcome {
 class Keeper {
  public:
   // Gives the history the first time that something is to be kept; nullptr or HistoryError: there
-  // is none. Then drives are tested all the same, and nothing is kept. So it is from then on when
-  // others have kept the history busy for all of its patience: a later look, by another keeper,
-  // tells what became of tests that ran then.
+  // is none. Then drives are tested all the same, and nothing is kept. From then on nothing is
+  // written either when others have kept the history busy for all of its patience, and it is still
+  // read: a later look, by another keeper, tells what became of tests that ran then.
   using OpenHistory = std::function<History*()>;
 
   // All must outlive the keeper, the history too.
@@ -143,6 +143,7 @@ class Keeper {
 
   std::optional<TestRow> known_running(const Drive& drive);
   const DriveState* unkept(const std::string& identity) const;
+  DriveState last_known(const std::string& identity);
   History* opened_history();
   void note_fault(const HistoryError& error);
 
@@ -150,7 +151,8 @@ class Keeper {
   TimeSource& time_;
   mutable std::mutex lock_;     // over what follows
   OpenHistory open_;            // empty once it was called
-  History* history_ = nullptr;  // none any more when it was busy
+  History* history_ = nullptr;  // none any more when it was too busy to be read
+  bool is_busy_ = false;        // then nothing more is written
   std::string history_fault_;
   bool had_history_ = false;
 

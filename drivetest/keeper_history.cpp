@@ -8,8 +8,9 @@ namespace drivetest {
 
 void Keeper::note_fault(const HistoryError& error) {
   if (history_fault_.empty()) history_fault_ = error.what();
-  // Each further drive would wait as long.
-  if (error.fault() == HistoryFault::Busy) history_ = nullptr;
+  if (error.fault() != HistoryFault::Busy) return;
+  // Each further drive would wait as long. Who waits to write may read all the same, as a rule.
+  if (std::exchange(is_busy_, true)) history_ = nullptr;
 }
 
 void Keeper::open_history() {
@@ -64,7 +65,7 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
   };
   if (!unkept(identity)) {
     try {
-      if (History* const history = opened_history()) {
+      if (History* const history = opened_history(); history && !is_busy_) {
         std::optional<TestRow> running;  // believed only when all was written
         history->together([&] {
           history->recognise(drive);
@@ -82,11 +83,22 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
     }
   }
   // What another process has changed meanwhile is not seen, and the history has it all the same.
-  if (!after) decide_on(remembered_[identity].state);
+  if (!after) decide_on(last_known(identity));
   after->changed = 0;  // nobody else knows of it
   after->is_starting = false;
   const Remembered& now = remembered_[identity] = {*std::move(after), false};
   return now.state.running;
+}
+
+DriveState Keeper::last_known(const std::string& identity) {
+  if (const auto found = remembered_.find(identity); found != remembered_.end())
+    return found->second.state;
+  try {
+    if (history_) return history_->state(identity);
+  } catch (const HistoryError& error) {
+    note_fault(error);
+  }
+  return {};
 }
 
 std::optional<std::int64_t> Keeper::changes() {
@@ -108,7 +120,7 @@ bool Keeper::withdraw(const TestRow& row) {
   const std::lock_guard guard(lock_);
   if (const auto remembered = remembered_.find(row.drive); remembered != remembered_.end())
     remembered->second.state.running.reset();
-  if (!history_ || row.number == 0) return true;
+  if (!history_ || is_busy_ || row.number == 0) return true;
   try {
     return history_->withdraw(row.number);
   } catch (const HistoryError& error) {
