@@ -133,11 +133,12 @@ History::Begun History::begin(const Drive& drive, TestRow row) {
   return begun;
 }
 
-bool History::withdraw(std::int64_t number) {
+bool History::withdraw(std::int64_t number, bool also_seen) {
   bool is_done = false;
   write([&] {
-    database_->run("DELETE FROM tests WHERE number = ? AND looked IS NULL AND outcome IS NULL",
-                   number);
+    database_->run(
+        "DELETE FROM tests WHERE number = ? AND (? OR looked IS NULL) AND outcome IS NULL", number,
+        also_seen);
     is_done = database_->changes() > 0;
   });
   return is_done;
@@ -151,6 +152,13 @@ bool History::update(const TestRow& row) {
   bool is_done = false;
   write([&] { is_done = update_test(*database_, row); });
   return is_done;
+}
+
+void History::explain(const TestRow& row) {
+  write([&] {
+    database_->run("UPDATE tests SET cause = ? WHERE number = ? AND outcome IS NOT NULL", row.cause,
+                   row.number);
+  });
 }
 
 void History::recognise(const Drive& drive) {

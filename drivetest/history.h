@@ -68,8 +68,8 @@ class History {
   // empty. A drive has one running test at most.
   Begun begin(const Drive& drive, TestRow row);
   // Takes back a row that was begun where the drive has begun nothing. False if it has ended,
-  // or a look has shown it running.
-  bool withdraw(std::int64_t number);
+  // or a look has shown it running; with also_seen only if it has ended.
+  bool withdraw(std::int64_t number, bool also_seen = false);
 
   // As long as the descriptor is open and the process lives, the test is being started: all
   // processes see that in DriveState. Without a descriptor where the file system cannot say so.
@@ -78,6 +78,9 @@ class History {
   // Brings the row with the row's number up to date; with an outcome it ends. A test ends once:
   // false, and nothing changes, if somebody else has told its end or there is no such test.
   bool update(const TestRow& row);
+  // Keeps the row's cause of a test that has ended, where more is known of it than to the process
+  // that has seen its end.
+  void explain(const TestRow& row);
 
   // An NVMe drive that has told its NGUID, and that the history knew by model and serial number
   // before that could be read, is known by the NGUID from now on, with all its tests. Where both

@@ -129,6 +129,33 @@ TEST_F(HistoryTest, TakesBackWhatTheDriveHasNotBegun) {
   EXPECT_GT(history.begin(drive(1), begun_row()).number, number);  // no number twice
 }
 
+TEST_F(HistoryTest, TakesBackATestThatWasSeenOnlyWhereItIsToAndNoneThatHasEnded) {
+  History history(options());
+  TestRow row = begun_row();
+  row.number = history.begin(drive(1), row).number;
+  row.looked = now;
+  EXPECT_TRUE(history.update(row));
+  EXPECT_FALSE(history.withdraw(row.number));
+  EXPECT_TRUE(history.withdraw(row.number, true));
+  EXPECT_FALSE(history.find(row.number));
+  const std::int64_t ended = history.begin(drive(1), begun_row()).number;
+  EXPECT_TRUE(history.update(ended_row(ended)));
+  EXPECT_FALSE(history.withdraw(ended, true));
+}
+
+TEST_F(HistoryTest, ExplainsTheEndOfATestAndNothingElse) {
+  History history(options());
+  TestRow row = ended_row(history.begin(drive(1), begun_row()).number);
+  row.cause = "another cause";
+  history.explain(row);
+  EXPECT_EQ(history.find(row.number)->row.cause, "") << "it runs";
+  EXPECT_TRUE(history.update(ended_row(row.number)));
+  history.explain(row);
+  row = ended_row(row.number);
+  EXPECT_EQ(history.find(row.number)->row.cause, "another cause");
+  EXPECT_EQ(history.find(row.number)->row.outcome, row.outcome);
+}
+
 TEST_F(HistoryTest, BringsARunningTestUpToDate) {
   History history(options());
   const std::int64_t number = history.begin(drive(1), begun_row()).number;

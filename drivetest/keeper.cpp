@@ -80,12 +80,12 @@ DriveStatus Keeper::settle(SeenLook seen, bool wake) {
 std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, Source source) {
   const DriveStatus status = look(place, true);
   if (status.look.fault != LookFault::None || status.is_testing()) return std::nullopt;
-  std::optional<TestRow> row = begin(status.look, kind, source);
-  if (!row) return row;
-  platform::Descriptor starting = mark_starting(*row);
+  Begun begun = begin(status.look, kind, source);
+  if (begun.runs_already || !begun.row) return std::nullopt;
+  platform::Descriptor starting = mark_starting(*begun.row);
   const std::lock_guard guard(lock_);
-  starting_[row->number] = std::move(starting);
-  return row;
+  starting_[begun.row->number] = std::move(starting);
+  return std::move(begun.row);
 }
 
 std::optional<TestRow> Keeper::end_foreign(const TestRow& row, bool was_seen) {

@@ -50,8 +50,9 @@ enum class StartResult {
 
 struct StartOutcome {
   StartResult result = StartResult::NotStarted;
-  std::string reason;               // why it was not started, in words; from outside in part
-  std::optional<TestRow> row;       // of the test that runs, or that has ended already
+  std::string reason;  // why it was not started, in words; from outside in part
+  // Of the test that runs, or that has ended already: with Started and AlreadyRunning alone.
+  std::optional<TestRow> row;
   std::optional<TestRow> replaced;  // the test that was ended for it
   DriveStatus status;
   bool is_untold = false;  // NotStarted: it may have begun, as the drive has not answered since
@@ -108,8 +109,9 @@ class Keeper {
   // the row is taken back. A row that still runs is brought up to date by a later look.
   std::optional<TestRow> end_foreign(const TestRow& row, bool was_seen);
   // Takes back the row of a test that did not come about. False where another process has seen that
-  // it did.
-  bool withdraw(const TestRow& row);
+  // it did. With was_refused what a look has shown is another test: then only a row that has ended
+  // stays.
+  bool withdraw(const TestRow& row, bool was_refused = false);
 
   // A row as the history has it now; not set where it has none of that number, or there is none.
   std::optional<TestRow> kept(std::int64_t number);
@@ -129,17 +131,24 @@ class Keeper {
     std::vector<TestRow> ended;
     bool look_again = false;
   };
+  struct Begun {
+    std::optional<TestRow> row;  // set
+    bool runs_already = false;   // the row is that of a test that another process has begun
+  };
 
   std::optional<TestRow> change(const Drive& drive,
                                 const std::function<DriveChange(const DriveState&)>& decide);
   Settled settle_by(SeenLook& seen, bool wake, Circumstances circumstances);
   DriveStatus settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances);
-  std::optional<TestRow> begin(const Look& look, TestKind kind, Source source);
+  Begun begin(const Look& look, TestKind kind, Source source);
   platform::Descriptor mark_starting(const TestRow& row);
   ToolReply tell_to_start(const Look& look, TestKind kind);
   StartOutcome await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row);
   // Tells the test of somebody else that is seen at another look, or else the reason.
   StartOutcome give_way(StartOutcome outcome, std::string reason);
+  TestRow row_of_testing(const DriveStatus& status);
+  void tell_end_seen_by_others(StopOutcome& outcome, bool was_stopped);
+  void explain(const TestRow& row);
 
   std::optional<TestRow> known_running(const Drive& drive);
   const DriveState* unkept(const std::string& identity) const;

@@ -29,12 +29,12 @@ bool is_another(const std::optional<TestRow>& row, const TestRow& known) {
 
 }  // namespace
 
-std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source source) {
-  bool runs_already = false;
-  const std::optional<TestRow> row = change(look.drive, [&](const DriveState& state) {
+Keeper::Begun Keeper::begin(const Look& look, TestKind kind, Source source) {
+  Begun begun;
+  begun.row = change(look.drive, [&](const DriveState& state) {
     DriveChange change;
-    runs_already = state.running.has_value();
-    if (runs_already) return change;
+    begun.runs_already = state.running.has_value();
+    if (begun.runs_already) return change;
     TestRow row;
     row.drive = look.drive.identity();
     row.place = look.drive.place;
@@ -46,7 +46,7 @@ std::optional<TestRow> Keeper::begin(const Look& look, TestKind kind, Source sou
     change.added.push_back(row);
     return change;
   });
-  return runs_already ? std::nullopt : row;
+  return begun;
 }
 
 StartOutcome Keeper::start(const Place& place, TestKind kind, bool replace, bool wake) {
@@ -76,33 +76,44 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   }
   const Look& look = outcome.status.look;
   if (outcome.status.is_testing()) {
-    outcome.row = outcome.status.running;
+    outcome.row = row_of_testing(outcome.status);
     return end(StartResult::AlreadyRunning, "");
   }
   if (std::string why = why_not_able(look, kind); !why.empty())
     return end(StartResult::NotAble, std::move(why));
-  const std::optional<TestRow> row = begin(look, kind, Source::Library);
-  if (!row) {
-    // Another process may have made its row since the look.
-    outcome.row = known_running(look.drive);
+  const Begun begun = begin(look, kind, Source::Library);
+  const TestRow row = begun.row.value();
+  if (begun.runs_already) {
+    // Another process has made its row, and the drive shows no test that could be replaced.
+    if (replace) return end(StartResult::NotStarted, "another process is starting a test");
+    outcome.row = row;
     return end(StartResult::AlreadyRunning, "");
   }
-  const platform::Descriptor starting = mark_starting(*row);
+  const platform::Descriptor starting = mark_starting(row);
   const ToolReply reply = tell_to_start(look, kind);
-  // The tool or the drive has seen a test, and no command was sent or obeyed: it is not ours.
-  if (reply.answer == ToolAnswer::Busy && withdraw(*row))
+  // The tool or the drive has seen a test, and no command was sent or obeyed: it is not ours, also
+  // where another process has taken it for the test of our row.
+  if (reply.answer == ToolAnswer::Busy) {
+    withdraw(row, true);
     return give_way(std::move(outcome), reply.words);
-  return await_start(std::move(outcome), reply, *row);
+  }
+  return await_start(std::move(outcome), reply, row);
 }
 
 StartOutcome Keeper::give_way(StartOutcome outcome, std::string reason) {
   outcome.status = look(outcome.status.look.drive.place, true);
-  outcome.row = outcome.status.running;
-  if (outcome.status.is_testing())
+  if (outcome.status.is_testing()) {
+    outcome.row = row_of_testing(outcome.status);
     outcome.result = StartResult::AlreadyRunning;
-  else
+  } else {
     outcome.reason = std::move(reason);
+  }
   return outcome;
+}
+
+// What the drive shows is told also where no row could be made of it.
+TestRow Keeper::row_of_testing(const DriveStatus& status) {
+  return status.running ? *status.running : row_of_running(status.look, time_.now());
 }
 
 // A tool refuses to start over a test that the drive may only say to run. What has begun since the
@@ -197,14 +208,13 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
     outcome.status = std::move(status);
     if (outcome.row && is_another(outcome.status.running, *outcome.row)) {
       // Somebody else has seen it stop, and has begun the next one.
-      if (std::optional<TestRow> own = kept(outcome.row->number)) outcome.row = std::move(own);
+      tell_end_seen_by_others(outcome, was_stopped);
       outcome.result = StopResult::Stopped;
       return outcome;
     }
     if (outcome.status.is_testing()) continue;
     // Somebody else has seen its end.
-    if (outcome.row && !outcome.row->outcome)
-      if (std::optional<TestRow> own = kept(outcome.row->number)) outcome.row = std::move(own);
+    if (outcome.row && !outcome.row->outcome) tell_end_seen_by_others(outcome, was_stopped);
     // A drive that still says the same as before, and of whose test nobody knows, had none.
     const bool had_none = !outcome.row && outcome.status.look.running;
     outcome.result = had_none ? StopResult::NothingRuns : StopResult::Stopped;
@@ -215,6 +225,19 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
     outcome.reason = (was_stopped ? "the drive took the command" : reply.words) +
                      ", and has not answered since: " + fault;
   return outcome;
+}
+
+// Another process cannot know who ended the test.
+void Keeper::tell_end_seen_by_others(StopOutcome& outcome, bool was_stopped) {
+  std::optional<TestRow> own = kept(outcome.row->number);
+  if (!own) return;
+  const auto cause =
+      was_stopped ? cause_when_stopped(*own, outcome.status.look.drive) : std::nullopt;
+  if (cause && cause != own->cause) {
+    own->cause = *cause;
+    explain(*own);
+  }
+  outcome.row = std::move(own);
 }
 
 }  // namespace drivetest

@@ -1,4 +1,6 @@
 // Starting and stopping tests.
+#include <gmock/gmock.h>
+
 #include "drivetest/keeper_case.h"
 
 namespace drivetest {
@@ -81,6 +83,74 @@ TEST_P(KeeperCommands, TakesNoTestForItsOwnThatKeptItsOwnFromBeginning) {
   EXPECT_EQ(outcome.row->source, Source::Other);
 }
 
+TEST_P(KeeperCommands, TakesNoTestForItsOwnThatAnotherProcessHasSeenInItsRow) {
+  drive_.refusal = ToolReply{ToolAnswer::Busy, "another test runs"};
+  drive_.before_start = [&] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    drive_.begin(TestKind::Short);
+    EXPECT_EQ(other.look(place_, false).running->source, Source::Library);
+  };
+  const StartOutcome outcome = start(TestKind::Short);
+  EXPECT_EQ(outcome.result, StartResult::AlreadyRunning) << outcome.reason;
+  ASSERT_TRUE(outcome.row);
+  EXPECT_EQ(outcome.row->source, Source::Other);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, TakesNoTestForItsOwnThatHasEndedInItsRow) {
+  drive_.refusal = ToolReply{ToolAnswer::Busy, "another test runs"};
+  drive_.before_start = [&] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    drive_.begin(TestKind::Short);
+    time_.wait(FakeDrive::kDuration);
+    EXPECT_EQ(other.look(place_, false).ended.size(), 1);
+  };
+  const StartOutcome outcome = start(TestKind::Short);
+  EXPECT_EQ(outcome.result, StartResult::NotStarted);
+  EXPECT_EQ(outcome.reason, "another test runs");
+  EXPECT_FALSE(outcome.row);
+}
+
+TEST_P(KeeperCommands, TellsATestThatRunsAlsoWhereEachLookShowsAnother) {
+  const std::function<void()> next_begins = [&] {
+    drive_.end(0);
+    drive_.begin(TestKind::Short);
+    drive_.during_look = next_begins;
+  };
+  drive_.begin(TestKind::Short);
+  look();
+  drive_.during_look = next_begins;
+  const StartOutcome outcome = start();
+  EXPECT_EQ(outcome.result, StartResult::AlreadyRunning);
+  ASSERT_TRUE(outcome.row) << "nothing is left to tell";
+  EXPECT_EQ(outcome.row->source, Source::Other);
+}
+
+TEST_P(KeeperCommands, TellsNoRowOfATestThatAnotherProcessStartsMeanwhile) {
+  Keeper other(drive_, time_, [this] { return history_.get(); });
+  drive_.refusal = ToolReply{ToolAnswer::Busy, "another test runs"};
+  drive_.before_start = [&] {
+    drive_.during_look = [&] {
+      EXPECT_TRUE(other.begin_foreign(place_, TestKind::Short, Source::Module));
+    };
+  };
+  const StartOutcome outcome = start();
+  EXPECT_EQ(outcome.result, StartResult::NotStarted);
+  EXPECT_EQ(outcome.reason, "another test runs");
+  EXPECT_FALSE(outcome.row);
+}
+
+TEST_P(KeeperCommands, DoNotCallATestLeftAloneThatWasToBeReplaced) {
+  Keeper other(drive_, time_, [this] { return history_.get(); });
+  ASSERT_TRUE(other.begin_foreign(place_, TestKind::Long, Source::Module));
+  EXPECT_EQ(start().result, StartResult::AlreadyRunning);
+  const StartOutcome starting = start(TestKind::Short, true);
+  EXPECT_EQ(starting.result, StartResult::NotStarted);
+  EXPECT_EQ(starting.reason, "another process is starting a test");
+  EXPECT_FALSE(starting.row);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
 TEST_P(KeeperCommands, BelievesTheDriveWhereTheToolSaysThatTheTestDidNotBegin) {
   drive_.refusal = ToolReply{ToolAnswer::Refused, "some error"};
   drive_.before_start = [&] { drive_.begin(TestKind::Short); };
@@ -95,6 +165,32 @@ TEST_P(KeeperCommands, StopsATestAndSaysSoWhenNoneRuns) {
   EXPECT_EQ(stopped.result, StopResult::Stopped) << stopped.reason;
   EXPECT_EQ(stopped.row->outcome, Outcome::Aborted);
   EXPECT_EQ(outcomes(), "aborted ");
+}
+
+TEST_P(KeeperCommands, SayThatTheyStoppedATestWhoseEndAnotherProcessHasSeen) {
+  start();
+  drive_.after_command = [this] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    ASSERT_EQ(other.look(place_, false).ended.size(), 1);
+    EXPECT_THAT(rows().front().cause, testing::Not(testing::HasSubstr("hddtest stop")));
+  };
+  const StopOutcome stopped = stop();
+  EXPECT_EQ(stopped.result, StopResult::Stopped) << stopped.reason;
+  EXPECT_THAT(stopped.row->cause, testing::EndsWith(" (by 'hddtest stop')"));
+  EXPECT_EQ(rows().front().cause, stopped.row->cause);
+  EXPECT_EQ(outcomes(), "aborted ");
+}
+
+TEST_P(KeeperCommands, DoNotSayThatTheyStoppedATestThatHasPassed) {
+  start();
+  drive_.obeys_stop = false;
+  drive_.after_command = [this] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    time_.wait(FakeDrive::kDuration);
+    EXPECT_EQ(other.look(place_, false).ended.size(), 1);
+  };
+  EXPECT_THAT(stop().row->cause, testing::Not(testing::HasSubstr("hddtest stop")));
+  EXPECT_EQ(outcomes(), "passed ");
 }
 
 TEST_P(KeeperCommands, StopsATestThatLeavesNoEntry) {
@@ -143,6 +239,7 @@ TEST_P(KeeperCommands, TellTheirTestFromTheNextThatSomebodyHasBegunMeanwhile) {
   EXPECT_EQ(stopped.result, StopResult::Stopped) << stopped.reason;
   EXPECT_EQ(stopped.row->number, 2);
   EXPECT_EQ(stopped.row->outcome, Outcome::Aborted);
+  EXPECT_THAT(stopped.row->cause, testing::EndsWith(" (by 'hddtest stop')"));
   EXPECT_EQ(outcomes(), "passed aborted running ");
 }
 

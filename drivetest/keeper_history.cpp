@@ -91,8 +91,12 @@ std::optional<TestRow> Keeper::change(const Drive& drive,
 }
 
 DriveState Keeper::last_known(const std::string& identity) {
-  if (const auto found = remembered_.find(identity); found != remembered_.end())
-    return found->second.state;
+  if (const auto found = remembered_.find(identity); found != remembered_.end()) {
+    DriveState state = found->second.state;
+    state.changed = 0;  // nobody else knows of what follows, so no look is too old
+    state.is_starting = false;
+    return state;
+  }
   try {
     if (history_) return history_->state(identity);
   } catch (const HistoryError& error) {
@@ -116,17 +120,26 @@ platform::Descriptor Keeper::mark_starting(const TestRow& row) {
   return history_ && row.number != 0 ? history_->mark_starting(row) : platform::Descriptor();
 }
 
-bool Keeper::withdraw(const TestRow& row) {
+bool Keeper::withdraw(const TestRow& row, bool was_refused) {
   const std::lock_guard guard(lock_);
-  if (const auto remembered = remembered_.find(row.drive); remembered != remembered_.end())
-    remembered->second.state.running.reset();
-  if (!history_ || is_busy_ || row.number == 0) return true;
   try {
-    return history_->withdraw(row.number);
+    const bool can_write = history_ && !is_busy_ && row.number != 0;
+    if (can_write && !history_->withdraw(row.number, was_refused)) return false;
   } catch (const HistoryError& error) {
     note_fault(error);
   }
+  if (const auto remembered = remembered_.find(row.drive); remembered != remembered_.end())
+    remembered->second.state.running.reset();
   return true;
+}
+
+void Keeper::explain(const TestRow& row) {
+  const std::lock_guard guard(lock_);
+  try {
+    if (history_ && !is_busy_) history_->explain(row);
+  } catch (const HistoryError& error) {
+    note_fault(error);
+  }
 }
 
 std::optional<TestRow> Keeper::kept(std::int64_t number) {

@@ -70,6 +70,35 @@ TEST_P(KeeperWithoutHistory, KnowsWhichTestRanAlsoWhereTheHistoryIsBusyFirstThen
   EXPECT_EQ(gone.running->number, outcome.row->number);
 }
 
+TEST_P(KeeperWithoutHistory, LooksOnceAtADriveThatItRemembers) {
+  History impatient({.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = {}});
+  Keeper keeper(drive_, time_, [&] { return &impatient; });
+  drive_.begin(TestKind::Short);
+  SeenLook other = keeper.see(place_, false);
+  other.look.drive.world_wide_name = "wwn-0x5000000000000002";
+  for (int look = 0; look < 2; ++look) keeper.look(place_, false);
+  const Transaction transaction(history_->database());
+  keeper.settle(other, false);
+  EXPECT_NE(keeper.history_fault(), "");
+  const int looks = drive_.looks;
+  EXPECT_TRUE(keeper.look(place_, false).running);
+  EXPECT_EQ(drive_.looks, looks + 1);
+}
+
+TEST_P(KeeperWithoutHistory, RemembersATestWhoseRowItCouldNotTakeBack) {
+  History impatient({.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = {}});
+  Keeper keeper(drive_, time_, [&] { return &impatient; });
+  const auto row = keeper.begin_foreign(place_, TestKind::Short, Source::Module);
+  ASSERT_TRUE(row);
+  drive_.begin(TestKind::Short);
+  EXPECT_TRUE(look().running);
+  EXPECT_FALSE(keeper.withdraw(*row)) << "another process has seen it";
+  const Transaction transaction(history_->database());
+  const DriveStatus status = keeper.look(place_, false);
+  ASSERT_TRUE(status.running);
+  EXPECT_EQ(status.running->number, row->number);
+}
+
 TEST_P(KeeperWithoutHistory, TestsWithoutAHistoryToo) {
   Keeper keeper(drive_, time_, [] { return nullptr; });
   EXPECT_EQ(keeper.start(place_, TestKind::Short, false, false).result, StartResult::Started);

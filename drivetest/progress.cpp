@@ -186,6 +186,13 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   return finding;
 }
 
+std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive) {
+  if (row.outcome != Outcome::Aborted || !row.result_code) return std::nullopt;
+  std::optional<Verdict> verdict = verdict_of(drive.protocol, *row.result_code);
+  if (!verdict || verdict->outcome != Outcome::Aborted) return std::nullopt;
+  return explained(*std::move(verdict), drive, *row.result_code, true).cause;
+}
+
 TestRow row_of_running(const Look& look, Time now) {
   TestRow row;
   row.drive = look.drive.identity();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "drivetest/log_growth.h"
 #include "drivetest/look.h"
@@ -32,6 +33,10 @@ struct Circumstances {
 // up to date.
 ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowth& growth, Time now,
                             const Circumstances& circumstances);
+
+// The cause of a test that has ended, if it was we who stopped it; not set where the drive has not
+// told that it was aborted.
+std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive);
 
 // The row of a test that nobody here has started and that runs now.
 TestRow row_of_running(const Look& look, Time now);
