@@ -1,6 +1,7 @@
 #include "cli/run_all.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <poll.h>
 
 #include <algorithm>
@@ -71,7 +72,7 @@ class Run {
     plan_ = std::move(plan);
     has_ended_.resize(plan_.size());
     for (const PlannedDrive& drive : plan_)
-      results_.push_back(of_kind(not_tested(drive.name, "interrupted-command", "interrupted")));
+      results_.push_back(of_kind(not_tested(drive.name, "interrupted-command", kReasonNotBegun)));
     std::list<std::size_t> to_come;
     for (std::size_t index = 0; index < plan_.size(); ++index) {
       plan_[index].controller = drivetest::controller_of({plan_[index].device, plan_[index].type});
@@ -309,9 +310,19 @@ class Run {
     if (waiting_) waiting_->end();
     progress_.clear();
     std::vector<std::string> testing;
-    for (const Running& one : running_)
-      if (may_test(one.worker.step())) testing.push_back(one.name);
-    complain("interrupted" + go_on_words(testing));
+    std::vector<std::string> not_begun;
+    for (const Running& one : running_) {
+      if (!may_test(one.worker.step())) continue;
+      testing.push_back(one.name);
+      results_[one.index].verdict.reason = kReasonGoesOn;
+    }
+    for (std::size_t index = 0; index < results_.size(); ++index)
+      if (!has_ended_[index] && results_[index].verdict.reason == kReasonNotBegun)
+        not_begun.push_back(escape(plan_[index].name));
+    complain("interrupted" + go_on_words(testing) +
+             (testing.empty() || not_begun.empty()
+                  ? ""
+                  : fmt::format("; not begun: {}", fmt::join(not_begun, ", "))));
     running_.clear();
     write_json();
   }

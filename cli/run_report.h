@@ -29,6 +29,10 @@ std::string summary(const std::vector<DriveResult>& results, std::size_t left_ou
 // for.
 std::string advice(const std::vector<DriveResult>& results, const Output& output);
 
+// Why a drive has no outcome when the command is ended.
+inline constexpr const char* kReasonGoesOn = "interrupted; the test goes on in the drive";
+inline constexpr const char* kReasonNotBegun = "interrupted before its test began";
+
 // "; the test goes on in the drive; 'hddtest watch /dev/sda' shows it, ...": what is said of the
 // drives whose tests go on when the command is ended; empty without.
 std::string go_on_words(const std::vector<std::string>& devices);

@@ -254,7 +254,7 @@ class Interrupted(CommandTest):
         drives = {drive["device"]: drive for drive in json.loads(self.output)}
         self.assertEqual(sorted(drives), ["/dev/fake", "/dev/two"])
         self.assertEqual((drives["/dev/fake"]["outcome"], drives["/dev/fake"]["reason"]),
-                         (None, "interrupted"))
+                         (None, "interrupted; the test goes on in the drive"))
 
     def test_ends_the_processes_that_test(self):
         self.interrupt(signal.SIGINT)

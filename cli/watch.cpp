@@ -292,7 +292,11 @@ class Watch {
     for (Watched& one : watched_) {
       if (!one.is_running) continue;
       testing.push_back(one.drive.name);
-      one.result = not_tested(one.drive.name, "interrupted-command", "interrupted");
+      one.result = not_tested(one.drive.name, "interrupted-command", kReasonGoesOn);
+      one.result.kind = one.row->kind;
+      one.result.model = one.status.look.drive.model;
+      one.result.serial = one.status.look.drive.serial_number;
+      one.result.begin = one.row->started;
       one.exit_status = kStatusCannot;
     }
     complain("interrupted" + go_on_words(testing));

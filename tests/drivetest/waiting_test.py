@@ -193,6 +193,16 @@ class CtrlC(Waiting):
             (drive,) = json.loads(self.interrupt(stage, "disk", *words)[1])
             self.assertEqual((drive["device"], drive["outcome"], drive["cause"], drive["status"]),
                              ("/dev/sda", None, "interrupted-command", 3))
+            self.assertEqual((drive["test"], drive["reason"]),
+                             ("long", "interrupted; the test goes on in the drive"))
+
+    def test_drives_whose_test_was_not_begun_are_told(self):
+        stage = self.stage(pace=2, disk=disk(0), other=disk(1))
+        words = ["run", "--test=long", "--jobs=1", "/dev/sda", "/dev/sdb"]
+        _, output, errors = self.interrupt(stage, "disk", *words, "--json")
+        self.assertEqual(errors, self.GOES_ON.replace("\n", "; not begun: /dev/sdb\n"))
+        self.assertEqual([drive["reason"] for drive in json.loads(output)][1],
+                         "interrupted before its test began")
 
 
 class Ended(Waiting):
