@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "bench/scratch_folder.h"
 #include "drivetest/database.h"
 #include "drivetest/history.h"
 
@@ -30,11 +31,7 @@ inline drivetest::Drive drive(int number) {
 // Folders with a history each, removed at the end.
 class Histories {
  public:
-  Histories() {
-    std::string name = std::filesystem::temp_directory_path() / "hddtest_bench.XXXXXX";
-    if (!mkdtemp(name.data())) std::abort();
-    root_ = name;
-  }
+  Histories() { root_ = make_scratch_folder(); }
   Histories(const Histories&) = delete;
   ~Histories() { std::filesystem::remove_all(root_); }
 

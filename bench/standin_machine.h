@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "bench/filled_history.h"
+#include "bench/scratch_folder.h"
 
 namespace bench {
 
@@ -91,9 +92,7 @@ class StandInMachine {
   // ten.
   explicit StandInMachine(int slow = 0, int milliseconds = 0, int nvme = 0)
       : first_nvme_(kDrives - nvme) {
-    std::string name = std::filesystem::temp_directory_path() / "hddtest_bench.XXXXXX";
-    if (!mkdtemp(name.data())) std::abort();
-    folder_ = name;
+    folder_ = make_scratch_folder();
     std::filesystem::create_directory(folder_ / "drives");
     for (int number = 0; number < kDrives; ++number)
       std::ofstream(folder_ / "drives" / fmt::format("disk{:02}", number))

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <string>
 
+#include "bench/scratch_folder.h"
 #include "broker/object_manager.h"
 
 namespace bench {
@@ -21,9 +22,7 @@ namespace bench {
 class Workspace {
  public:
   Workspace() {
-    std::string name = std::filesystem::temp_directory_path() / "hddtest_bench.XXXXXX";
-    if (!mkdtemp(name.data())) std::perror("a temporary folder"), std::exit(1);
-    folder_ = name;
+    folder_ = make_scratch_folder();
     std::filesystem::create_directory(folder_ / "bin");
     std::filesystem::create_directory(folder_ / "hddtest");
     std::filesystem::copy_file(HDDTEST_MESSAGE_FILE, folder_ / "hddtest/hddtest.msg.xml");
