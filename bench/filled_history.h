@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fmt/format.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <set>
