@@ -37,6 +37,19 @@ std::vector<std::string> nodes_of(const FoundDrive& found) {
   return nodes;
 }
 
+// Why the name is that of no drive or of more than one, and what to do. No other name is proposed:
+// the serial number next to it is another drive's.
+std::string not_chosen_reason(const std::vector<FoundDrive>& drives, const std::string& name) {
+  std::string owners;
+  for (const FoundDrive& one : drives) {
+    if (name.empty() || one.drive.serial_number != name) continue;
+    const auto& [device, type] = one.drive.place;
+    owners += " " + device + (type.empty() ? "" : " (--type " + type + ")");
+  }
+  if (owners.empty()) return "there is no such drive; 'hddtest status' shows all";
+  return "several drives have that serial number:" + owners + "; name one by its device";
+}
+
 std::vector<std::size_t> all_of(std::size_t count) {
   std::vector<std::size_t> numbers(count);
   std::iota(numbers.begin(), numbers.end(), std::size_t{0});
@@ -74,8 +87,7 @@ ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
   ChosenDrive drive;
   drive.name = name;
   if (!place) {
-    drive.reason =
-        "there is no such drive, or several have that serial number; 'hddtest status' shows them";
+    drive.reason = not_chosen_reason(survey.found, name);
     return drive;
   }
   drive.place = *place;

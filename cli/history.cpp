@@ -112,7 +112,7 @@ std::string table(const std::vector<KeptTest>& kept, const Output& output) {
          {test.drive.serial_number},
          {kind_text(test.row)},
          {test.row.source == drivetest::Source::Other ? "others" : starter_text(test.row)},
-         {outcome_text(test.row), colour_of(test.row)}});
+         {outcome_text(test.row), colour_of(test.row), result_word(test.row)}});
   }
   return table_text({{"WHEN"},
                      {"DEVICE"},
@@ -147,6 +147,9 @@ drivetest::Time day_of(const std::string& date) {
   if (!time)
     throw WrongCommandLine("'" + date + "' is not a date; --forget-before takes one such as " +
                            "2025-12-31");
+  // A typing error in the year would remove everything.
+  if (*time > drivetest::system_time())
+    throw WrongCommandLine("'" + date + "' lies ahead; --forget-before takes a day that has begun");
   return *time;
 }
 

@@ -7,6 +7,7 @@ status and stop.
 import json
 import os
 import unittest
+from datetime import datetime, timedelta, timezone
 
 from command_case import CONTROL, CommandTest, main
 
@@ -171,6 +172,13 @@ class ForgetBefore(HistoryCase):
                                     "--forget-before", date)
         self.assertEqual(len(self.lines()), 1)
 
+    def test_refuses_a_day_that_lies_ahead(self):
+        self.take_over(kept_test(1))
+        tomorrow = (datetime.now(timezone.utc) + timedelta(days=1)).strftime("%Y-%m-%d")
+        for date in (tomorrow, "2925-03-02"):
+            self.expect_refused(f"'{date}' lies ahead", "--forget-before", date)
+        self.assertEqual(len(self.lines()), 1)
+
     def test_is_not_about_single_drives(self):
         self.take_over(kept_test(1))
         for arguments in (["EX0002"], ["--limit", "3"]):
@@ -240,6 +248,16 @@ class StateFolder(HistoryCase):
         self.expect(0)
         self.take_over(kept_test(1))
         self.assertEqual(aside.read_bytes(), damage)
+
+
+class NarrowTerminal(HistoryCase):
+    def test_no_word_of_a_result_is_cut(self):
+        self.take_over(kept_test(1, outcome="failed", cause="read failure", first_bad_block=4711))
+        for columns, words in ((100, "failed: read failure, first bad block 4711"),
+                               (60, "failed"), (50, "failed")):
+            written, _ = self.on_terminal("history", columns=columns, NO_COLOR="1")
+            title, row = written.replace("\r\n", "\n").splitlines()
+            self.assertEqual(row[title.index("RESULT"):], words, written)
 
 
 class HostileTexts(HistoryCase):
@@ -314,7 +332,7 @@ class WrongCommandLines(HistoryCase):
                                ("stop", "not stopped")):
             with self.subTest(command=command):
                 self.run_command(command, "EX\x1b[2J")
-                self.expect_one_line(3, rf"EX\\x1b\[2J: {words}: there is no such drive, or several")
+                self.expect_one_line(3, rf"EX\\x1b\[2J: {words}: there is no such drive; 'hddtest status' shows all")
                 (told,) = json.loads(self.run_command(command, "--json", "NONE"))
                 self.assertEqual((self.status, told["name"]), (3, "NONE"))
                 self.assertIn("there is no such drive", told["reason"])

@@ -121,7 +121,11 @@ std::string brief_text(const LookedDrive& one, bool has_history) {
   if (one.is_unknown()) return "not looked at";
   if (one.is_in_standby()) return "in standby";
   if (!one.last && !one.status.look.inability.empty()) return kUnable;
-  return brief_test_text(one.last, one.status.is_stalled, has_history, drivetest::system_time());
+  // A test that passed since does not make up for the failure.
+  const bool is_running = one.last && !one.last->outcome;
+  const std::optional<TestRow>& told = one.failed && !is_running ? one.failed : one.last;
+  return brief_test_text(told, one.status.is_stalled, has_history, drivetest::system_time()) +
+         (one.failed && is_running ? ", failed before" : "");
 }
 
 std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history,

@@ -96,8 +96,8 @@ std::string quiet_words(const ReportedDrive& drive) {
 
 std::string_view name_of(Need need) {
   constexpr std::array<std::string_view, kNeeds> kNames = {
-      "failed",       "gone",     "stalled",           "not known",     "overdue",
-      "never tested", "in order", "without self-test", "no longer here"};
+      "failed",        "gone",     "stalled",           "not known",     "overdue",
+      "no test known", "in order", "without self-test", "no longer here"};
   return kNames[static_cast<std::size_t>(need)];
 }
 

@@ -24,7 +24,7 @@ enum class Need {
 inline constexpr std::size_t kNeeds = static_cast<std::size_t>(Need::Former) + 1;
 constexpr bool is_needy(Need need) { return need < Need::None; }
 
-// "failed", "never tested"; of None "in order".
+// "failed", "no test known"; of None "in order".
 std::string_view name_of(Need need);
 
 struct Attention {

@@ -41,8 +41,12 @@ std::size_t least_columns(const TableCell& cell, bool is_cut) {
 
 std::string shown_within(const TableCell& cell, std::size_t width) {
   const std::string whole = shown(cell);
-  const bool is_long = columns_of(whole) > width && !cell.brief.empty();
-  return elide(is_long ? escape(cell.brief) : whole, width);
+  const std::string brief = escape(cell.brief);
+  const bool is_long = columns_of(whole) > width && !brief.empty();
+  // Some more words say more than the brief text that they continue.
+  constexpr std::size_t kWorthCutting = 12;
+  const bool continues = whole.starts_with(brief) && width >= columns_of(brief) + kWorthCutting;
+  return elide(is_long && !continues ? brief : whole, width);
 }
 
 void fit(Widths& widths, const std::vector<TableColumn>& columns, std::size_t most) {

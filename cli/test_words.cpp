@@ -74,11 +74,14 @@ std::string kind_text(const TestRow& row) {
   return row.kind ? std::string(name_of(*row.kind)) + " test" : "test";
 }
 
-std::string outcome_text(const TestRow& row) {
+std::string result_word(const TestRow& row) {
   if (!row.outcome) return "running";
-  if (*row.outcome == Outcome::Passed) return "passed";
-  std::string text =
-      *row.outcome == Outcome::Unknown ? "result not known" : std::string(name_of(*row.outcome));
+  return *row.outcome == Outcome::Unknown ? "result not known" : std::string(name_of(*row.outcome));
+}
+
+std::string outcome_text(const TestRow& row) {
+  std::string text = result_word(row);
+  if (!row.outcome || *row.outcome == Outcome::Passed) return text;
   if (!row.cause.empty()) text += ": " + cause_text(row);
   if (row.segment) text += fmt::format(", segment {}", *row.segment);
   if (row.first_bad_block) text += fmt::format(", first bad block {}", *row.first_bad_block);
@@ -151,13 +154,12 @@ int gravest(const std::vector<int>& statuses) {
 
 std::string newest_test_text(const std::optional<TestRow>& row, bool is_stalled, bool has_history,
                              Time now) {
-  if (!row) return has_history ? "never tested" : "no test runs";
+  if (!row) return has_history ? "no test known" : "no test runs";
   const bool is_of_others = has_history && row->source == Source::Other;
   std::string text = kind_text(*row);
   if (row->outcome) {
-    const std::string outcome = outcome_text(*row);
-    const std::size_t word = std::min(outcome.find(':'), outcome.size());
-    return text + " " + outcome.substr(0, word) + when(*row, now) + outcome.substr(word) +
+    const std::string outcome = result_word(*row);
+    return text + " " + outcome + when(*row, now) + outcome_text(*row).substr(outcome.size()) +
            (is_of_others ? " (by " + starter_text(*row) + ")" : "");
   }
   text += is_stalled ? " stalled" : " running";
@@ -172,10 +174,7 @@ std::string brief_test_text(const std::optional<TestRow>& row, bool is_stalled, 
   if (!row) return newest_test_text(row, is_stalled, has_history, now);
   const std::string text(row->kind ? name_of(*row->kind) : "test");
   if (row->outcome) {
-    const std::string outcome = *row->outcome == Outcome::Unknown
-                                    ? "result not known"
-                                    : std::string(name_of(*row->outcome));
-    return text + " " + outcome + when(*row, now);
+    return text + " " + result_word(*row) + when(*row, now);
   }
   std::string brief = text + (is_stalled ? " stalled" : "");
   brief +=

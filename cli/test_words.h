@@ -26,6 +26,9 @@ drivetest::TestKind kind_named(const std::string& name, const std::vector<std::s
 // "short test", "test" where the kind is not known.
 std::string kind_text(const drivetest::TestRow& row);
 
+// "passed", "result not known", "running".
+std::string result_word(const drivetest::TestRow& row);
+
 // "passed", or "failed: read failure, first bad block 4711".
 std::string outcome_text(const drivetest::TestRow& row);
 
@@ -58,7 +61,7 @@ int gravest(const std::vector<int>& statuses);
 Colour colour_of(const drivetest::TestRow& row);
 
 // What a list says of a drive's newest test: "short test running, 40% remaining", "long test passed
-// 3 days ago", "never tested". Without a history nobody knows of former tests, nor who began one.
+// 3 days ago", "no test known". Without a history nobody knows of former tests, nor who began one.
 std::string newest_test_text(const std::optional<drivetest::TestRow>& row, bool is_stalled,
                              bool has_history, drivetest::Time now);
 

@@ -36,7 +36,7 @@ TEST(TestWords, TellAnAge) {
 }
 
 TEST(TestWords, TellTheNewestTest) {
-  EXPECT_EQ(newest_test_text({}, false, true, kNow), "never tested");
+  EXPECT_EQ(newest_test_text({}, false, true, kNow), "no test known");
   EXPECT_EQ(newest_test_text(ended(Outcome::Passed, "completed without error"), false, true, kNow),
             "short test passed 3 hours ago");
   EXPECT_EQ(newest_test_text(ended(Outcome::Unknown, "no entry"), false, true, kNow),
@@ -78,7 +78,7 @@ TEST(TestWords, TellTheSourceOfAnEndedTestOfOthers) {
 }
 
 TEST(TestWords, AreFewWhereThereIsLittleRoom) {
-  EXPECT_EQ(brief_test_text({}, false, true, kNow), "never tested");
+  EXPECT_EQ(brief_test_text({}, false, true, kNow), "no test known");
   EXPECT_EQ(brief_test_text(ended(Outcome::Failed, "read failure"), false, true, kNow),
             "short failed 3 hours ago");
   EXPECT_EQ(brief_test_text(ended(Outcome::Unknown, "no entry"), false, true, kNow),

@@ -19,6 +19,7 @@ import sqlite3
 import sys
 import time
 import unittest
+from datetime import datetime, timedelta, timezone
 
 TESTS = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(TESTS / "drivetest"))
@@ -44,6 +45,7 @@ LAST = {"memory": 8}
 # takes the drive much of its own.
 LONG = ["--test", "long", "/dev/sda"]
 ENDED = ["start", "clock 90000"]
+IN_TWO_DAYS = (datetime.now(timezone.utc) + timedelta(days=2)).strftime("%Y-%m-%d")
 COMMANDS = {
     "start": (["start", *LONG], []),
     "start_without_history": (["start", *LONG], ["no history"]),
@@ -54,7 +56,7 @@ COMMANDS = {
     "stop": (["stop", "/dev/sda"], ["start", "clock 60"]),
     "history": (["history"], [*ENDED, "status"]),
     "history_of_drive": (["history", "/dev/sda"], [*ENDED, "status"]),
-    "forget": (["history", "--forget-before", "2100-01-01"], [*ENDED, "status"]),
+    "forget": (["history", "--forget-before", IN_TWO_DAYS], [*ENDED, "status", "clock 90000"]),
     "watch": (["watch", "/dev/sda"], ["fails", "start", "runs"]),
     "run": (["run", *LONG], ["runs"]),
     "run_worker": (["run", *LONG], ["fails", "runs"]),
