@@ -37,15 +37,22 @@ std::vector<std::string> nodes_of(const FoundDrive& found) {
   return nodes;
 }
 
+// " /dev/sda", with the type that tells it from the others where drives behind a controller share
+// their device.
+std::string listed(const Place& place, const std::vector<FoundDrive>& drives) {
+  const auto is_there = [&](const FoundDrive& one) {
+    return one.drive.place.device == place.device;
+  };
+  const bool is_shared = std::count_if(drives.begin(), drives.end(), is_there) > 1;
+  return " " + place.device + (is_shared ? " (--type " + place.type + ")" : "");
+}
+
 // Why the name is that of no drive or of more than one, and what to do. No other name is proposed:
 // the serial number next to it is another drive's.
 std::string not_chosen_reason(const std::vector<FoundDrive>& drives, const std::string& name) {
   std::string owners;
-  for (const FoundDrive& one : drives) {
-    if (name.empty() || one.drive.serial_number != name) continue;
-    const auto& [device, type] = one.drive.place;
-    owners += " " + device + (type.empty() ? "" : " (--type " + type + ")");
-  }
+  for (const FoundDrive& one : drives)
+    if (!name.empty() && one.drive.serial_number == name) owners += listed(one.drive.place, drives);
   if (owners.empty()) return "there is no such drive; 'hddtest status' shows all";
   return "several drives have that serial number:" + owners + "; name one by its device";
 }
@@ -185,7 +192,7 @@ std::string DriveTests::tell_apart(Survey& survey) {
   }
   std::string names;
   for (const Place& place : join_paths(survey.found, survey.looks))
-    if (drives_.keep_apart(place)) names += " " + place.device;
+    if (drives_.keep_apart(place)) names += listed(place, survey.found);
   keep_apart_beside_silent(survey);
   for (std::optional<Look>& look : survey.looks)
     if (look) look->drive.shares_identity = drives_.is_apart(look->drive.place);

@@ -253,7 +253,7 @@ class StateFolder(HistoryCase):
 class NarrowTerminal(HistoryCase):
     def test_no_word_of_a_result_is_cut(self):
         self.take_over(kept_test(1, outcome="failed", cause="read failure", first_bad_block=4711))
-        for columns, words in ((100, "failed: read failure, first bad block 4711"),
+        for columns, words in ((140, "failed: read failure, first bad block 4711"),
                                (60, "failed"), (50, "failed")):
             written, _ = self.on_terminal("history", columns=columns, NO_COLOR="1")
             title, row = written.replace("\r\n", "\n").splitlines()
