@@ -44,7 +44,7 @@ set(HDDTEST_PLUGIN_PLACE ${CMAKE_INSTALL_LIBDIR}/cmpi)
 set(HDDTEST_LIBRARY_PLACE ${CMAKE_INSTALL_LIBDIR}/hddtest)
 
 set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
-option(HDDTEST_UNITY "Compile several units of a target as one (cmake/Unity.cmake)" OFF)
+set(HDDTEST_UNITY OFF CACHE STRING "Compile several units of a target as one (cmake/Unity.cmake): OFF, TESTS or ON")
 option(HDDTEST_FUZZ "Build for the fuzz targets, which then search for inputs by themselves (clang)" OFF)
 
 add_compile_options(-Wall -Wextra -Werror)

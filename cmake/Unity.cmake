@@ -1,6 +1,7 @@
 # Compiles up to eight units of a target as one, so that what they all include is read once. This is for a
-# tree that is built from nothing, as those with sanitizers are: there it takes a third of the time. A
-# change to one unit compiles all eight. A target whose units have to stay apart has UNITY_BUILD OFF.
+# tree that is built from nothing, as those with sanitizers are: there it takes a third of the time. The
+# whole ./test does so for the tests of an ordinary tree too, where it makes that tree itself. A change to
+# one unit compiles all eight; "cmake --preset default -D HDDTEST_UNITY=OFF" sets them apart again. A target whose units have to stay apart has UNITY_BUILD OFF.
 
 # The units of these targets, which are the folder's, get the number of their group.
 function(hddtest_group_units folder)
@@ -25,18 +26,18 @@ function(hddtest_group_units folder)
   endforeach()
 endfunction()
 
-# Does so for all targets of the folder and of those in it. It is called when all are known.
-function(hddtest_unite folder)
+# Does so for all targets of these types in the folder and in those below. It is called when all are known.
+function(hddtest_unite folder types)
   get_directory_property(folders DIRECTORY ${folder} SUBDIRECTORIES)
   foreach(one ${folders})
-    hddtest_unite(${one})
+    hddtest_unite(${one} "${types}")
   endforeach()
   get_directory_property(targets DIRECTORY ${folder} BUILDSYSTEM_TARGETS)
   set(compiled)
   foreach(target ${targets})
     get_target_property(type ${target} TYPE)
     get_target_property(unity ${target} UNITY_BUILD)
-    if(type MATCHES "LIBRARY|EXECUTABLE" AND NOT unity STREQUAL OFF)
+    if(type MATCHES "${types}" AND NOT unity STREQUAL OFF)
       list(APPEND compiled ${target})
     endif()
   endforeach()
