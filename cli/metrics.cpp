@@ -77,6 +77,7 @@ void add_history(DriveTests& tests, const std::vector<ChosenDrive>& chosen,
     MeasuredDrive gone;
     gone.identity = known.identity;
     gone.drive = known.drive;
+    gone.looked = known.looked;
     gone.tests = rows_of(tests.history(), known.identity);
     drives.push_back(std::move(gone));
   }

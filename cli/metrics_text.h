@@ -17,6 +17,7 @@ namespace cli {
 struct MeasuredDrive {
   std::string identity;                   // by which the history knows it
   drivetest::Drive drive;                 // what the history or the kernel tells of it
+  std::optional<drivetest::Time> looked;  // when its log was last read, of a drive that is gone
   std::optional<drivetest::Look> look;    // not set: the drive is gone
   bool is_stalled = false;                // the test that runs in it
   std::vector<drivetest::TestRow> tests;  // all that are kept, the newest first

@@ -61,6 +61,7 @@ ReportedDrive reported(const MeasuredDrive& one) {
   });
   reported.drive = drive;
   reported.found = found_now(one);
+  if (one.looked) reported.heard = std::max(reported.heard, *one.looked);
   if (!one.look) reported.running.reset();  // nothing runs in a drive that is gone
   const drivetest::TestRow* const failed = reported.failed();
   if (failed && one.look) reported.advice = test_advice(drive, *failed);

@@ -116,6 +116,8 @@ std::string dated_test_text(const TestRow& row) {
 
 Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
   const bool is_gone = drive.found && !drive.found->is_here;
+  if (is_gone && drive.heard == Time{})
+    return {Need::Former, "It kept no log of self-tests, and no test of it is known."};
   if (is_gone && now - drive.heard >= kTakenOut)
     return {Need::Former, "It was last seen on " + date_text(drive.heard) + "."};
   if (const TestRow* const failed = drive.failed())

@@ -130,6 +130,19 @@ TEST(Attention, KnowsWhatWasFoundOfADriveOfThisMachine) {
   EXPECT_EQ(attention(running).need, Need::Stalled);
 }
 
+TEST(Attention, KnowsADriveThatIsGoneByTheLastLookAtIt) {
+  ReportedDrive one = drive({test(days(60), Outcome::Passed, TestKind::Short)});
+  one.found.emplace();
+  EXPECT_EQ(attention(one).need, Need::Former);
+  one.heard = kNow - days(1);
+  EXPECT_EQ(attention(one).need, Need::Gone);
+  EXPECT_THAT(attention(one).words, HasSubstr("last seen on 2027-01-14"));
+  ReportedDrive unknown;
+  unknown.found.emplace();
+  EXPECT_EQ(attention(unknown).need, Need::Former);
+  EXPECT_THAT(attention(unknown).words, testing::Not(HasSubstr("1970")));
+}
+
 TEST(Attention, SaysWhatWasAndWhatToDo) {
   EXPECT_EQ(attention(drive({kFailedLong})).words,
             "Long test failed on 2027-01-12 at 10:00: read failure. Back up its data, then replace "

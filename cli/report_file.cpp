@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <optional>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 
 #include "drivetest/history_json.h"
 #include "drivetest/written_line.h"
+#include "platform/words.h"
 
 namespace cli {
 
@@ -98,12 +100,30 @@ struct OneMachine {
   std::vector<ReportedDrive> drives;
   std::unordered_map<std::string, std::size_t> places;  // by identity
   std::size_t tests = 0;
-  Time recorded{};  // the newest test
+  Time recorded{};        // the newest test
+  std::string host_name;  // of that test
 };
+
+std::string_view first_label(std::string_view name) { return name.substr(0, name.find('.')); }
+
+// How well the file's name fits: 2 for the whole one, 1 up to the first dot, else 0.
+int likeness(std::string_view host_name, std::string_view file_name) {
+  if (host_name.empty()) return 0;
+  if (platform::same_name(host_name, file_name)) return 2;
+  return platform::same_name(first_label(host_name), first_label(file_name)) ? 1 : 0;
+}
+
+// The greatest is that of the machine which has printed the file.
+std::tuple<int, std::size_t, Time, std::string_view> claim_of(std::string_view id,
+                                                              const OneMachine& machine,
+                                                              std::string_view file_name) {
+  const int like = likeness(machine.host_name, file_name);
+  return {like, like > 0 ? 0 : machine.tests, machine.recorded, id};
+}
 
 }  // namespace
 
-MachineHistory read_machine(std::istream& file, const FileLimits& limits) {
+MachineHistory read_machine(std::istream& file, std::string_view name, const FileLimits& limits) {
   std::unordered_map<std::string, OneMachine> machines;  // by id
   std::size_t drives = 0;
   Lines lines(file, limits);
@@ -118,19 +138,20 @@ MachineHistory read_machine(std::istream& file, const FileLimits& limits) {
     }
     machine.drives[place->second].add(test);
     ++machine.tests;
-    machine.recorded = std::max(machine.recorded, test.row.recorded);
+    if (test.row.recorded < machine.recorded) continue;
+    machine.recorded = test.row.recorded;
+    if (machine.host_name != test.row.host_name) machine.host_name = test.row.host_name;
   }
   MachineHistory history;
   if (machines.empty()) return history;
-  const auto newest =
-      std::max_element(machines.begin(), machines.end(), [](const auto& one, const auto& other) {
-        return std::pair(one.second.recorded, one.first) <
-               std::pair(other.second.recorded, other.first);
+  const auto owner =
+      std::max_element(machines.begin(), machines.end(), [&](const auto& one, const auto& other) {
+        return claim_of(one.first, one.second, name) < claim_of(other.first, other.second, name);
       });
   for (const auto& [id, machine] : machines)
-    if (id != newest->first) history.tests_elsewhere += machine.tests;
-  history.machine_id = newest->first;
-  history.drives = std::move(newest->second.drives);
+    if (id != owner->first) history.tests_elsewhere += machine.tests;
+  history.machine_id = owner->first;
+  history.drives = std::move(owner->second.drives);
   for (const ReportedDrive& drive : history.drives)
     history.told = std::max(history.told, drive.heard);
   return history;

@@ -33,10 +33,13 @@ struct MachineHistory {
   drivetest::Time told{};             // the last time that the file tells of
 };
 
-// Reads line after line and keeps what a page shows. The machine is the one of the newest test:
-// a history may hold tests that were taken over from others. A file that has a line with anything
+// Reads line after line and keeps what a page shows. A history may hold tests that were taken over
+// from other machines. The file is that of the machine whose host name is the file's, whole or up
+// to the first dot; of several, which is one that was set up anew, that of the newest test. Where
+// no machine is called so, it is the one with the most tests. A file that has a line with anything
 // else than a test is refused as a whole, since what is missing may be the worst. Throws
 // MachineFileError.
-MachineHistory read_machine(std::istream& file, const FileLimits& limits = {});
+MachineHistory read_machine(std::istream& file, std::string_view name,
+                            const FileLimits& limits = {});
 
 }  // namespace cli

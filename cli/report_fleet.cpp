@@ -51,13 +51,13 @@ std::vector<std::string> files_in(const fs::path& folder) {
   return files;
 }
 
-MachineHistory read_file(const std::string& name) {
+MachineHistory read_file(const std::string& name, const std::string& machine) {
   std::ifstream file;
   // Reads go into the reader's own, larger buffer.
   file.rdbuf()->pubsetbuf(nullptr, 0);
   file.open(name, std::ios::binary);
   if (!file) throw MachineFileError(std::generic_category().message(errno));
-  return read_machine(file);
+  return read_machine(file, machine);
 }
 
 }  // namespace
@@ -124,11 +124,11 @@ Report report_of_files(const std::vector<std::string>& files, Time now) {
   Report report;
   std::set<std::string> names;
   for (const std::string& file : files) {
-    std::string name = machine_of(file);
+    const std::string machine = machine_of(file);
     // Files of one name in several folders are told apart by their folders.
-    if (!names.insert(name).second) name = file;
+    const std::string name = names.insert(machine).second ? machine : file;
     try {
-      const std::string told = fleet.add(name, read_file(file));
+      const std::string told = fleet.add(name, read_file(file, machine));
       if (!told.empty()) complain(fmt::format("{}: {}", file, told));
     } catch (const MachineFileError& error) {
       complain(file + ": " + error.what());

@@ -39,9 +39,10 @@ KeptTest test(const std::string& drive, days age = days(1), Outcome outcome = Ou
 
 std::string line(const KeptTest& test) { return json_line(test) + "\n"; }
 
-MachineHistory read(const std::string& text, const FileLimits& limits = {}) {
+MachineHistory read(const std::string& text, const FileLimits& limits = {},
+                    const std::string& name = "web1") {
   std::istringstream file(text);
-  return read_machine(file, limits);
+  return read_machine(file, name, limits);
 }
 
 std::string fault(const std::string& text, const FileLimits& limits = {}) {
@@ -72,13 +73,41 @@ TEST(MachineFile, TakesALineInAnyOrderAndTheLastWithoutItsEnd) {
   EXPECT_TRUE(read("").drives.empty());
 }
 
-TEST(MachineFile, IsThatOfTheMachineWithTheNewestTest) {
-  KeptTest other = test("B", days(3));
-  other.row.machine_id = std::string(32, 'b');
-  const MachineHistory history = read(line(test("A")) + line(other) + line(other));
+KeptTest test_on(char machine, const std::string& host_name, days age) {
+  KeptTest one = test(std::string(1, machine), age);
+  one.row.machine_id = std::string(32, machine);
+  one.row.host_name = host_name;
+  return one;
+}
+
+TEST(MachineFile, IsThatOfTheMachineThatIsCalledSo) {
+  const std::string other = line(test_on('b', "web2", days(1)));
+  const auto owner = [&](const std::string& host_name, const std::string& file_name) {
+    return read(line(test_on('a', host_name, days(3))) + other + other, {}, file_name).machine_id;
+  };
+  const std::string b(32, 'b');
+  EXPECT_EQ(owner("web1", "web1"), kMachine);
+  EXPECT_EQ(owner("web1.example.com", "web1"), kMachine);
+  EXPECT_EQ(owner("WEB1", "web1.example.com"), kMachine);
+  EXPECT_EQ(owner("web", "web1"), b);
+  EXPECT_EQ(owner("", "10.0.0.1"), b);
+  EXPECT_EQ(owner("", ""), b);
+  EXPECT_EQ(owner("web2.example.com", "web2"), b) << "the whole name says more";
+  EXPECT_EQ(owner("web2.example.com", "web2.example.com"), kMachine);
+}
+
+TEST(MachineFile, IsThatOfTheNewestOfMachinesThatAreCalledSo) {
+  const std::string before = line(test_on('b', "web1", days(3)));
+  EXPECT_EQ(read(before + before + line(test_on('a', "web1", days(1)))).machine_id, kMachine);
+}
+
+TEST(MachineFile, IsElseThatOfTheMachineWithTheMostTests) {
+  const std::string own = line(test_on('a', "", days(3)));
+  const MachineHistory history = read(own + own + line(test_on('b', "web2", days(1))));
   EXPECT_EQ(history.machine_id, kMachine);
   EXPECT_EQ(history.drives.size(), 1U);
-  EXPECT_EQ(history.tests_elsewhere, 2U);
+  EXPECT_EQ(history.tests_elsewhere, 1U);
+  EXPECT_EQ(read(own + line(test_on('b', "web2", days(1)))).machine_id, std::string(32, 'b'));
 }
 
 TEST(MachineFile, IsRefusedWithTheLineThatIsWrong) {

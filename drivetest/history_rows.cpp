@@ -238,13 +238,14 @@ KeptTest read_known_test(Database& database, std::int64_t number) {
 std::vector<KnownDrive> read_drives(Database& database, std::string_view machine_id) {
   Query query = database.query(
       "SELECT identity, protocol, model, serial_number, firmware, world_wide_name, size,"
-      " is_rotational FROM drives WHERE machine_id = ? ORDER BY number",
+      " is_rotational, looked FROM drives WHERE machine_id = ? ORDER BY number",
       machine_id);
   std::vector<KnownDrive> drives;
   while (query.step()) {
     KnownDrive& known = drives.emplace_back();
     known.identity = query.next_text();
     known.drive = next_drive(query);
+    known.looked = next_optional_time(query);
   }
   return drives;
 }

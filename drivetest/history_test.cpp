@@ -317,6 +317,8 @@ TEST_F(HistoryTest, KnowsTheDrivesOfThisMachineTestedOrNot) {
   EXPECT_EQ(known[1].identity, drive(1).identity());
   EXPECT_EQ(known[1].drive.firmware, "F1");
   EXPECT_EQ(known[1].drive.size, drive(1).size);
+  EXPECT_FALSE(known[0].looked);
+  EXPECT_EQ(known[1].looked, now);
 }
 
 TEST_F(HistoryTest, ShowsWhatADriveSaidLast) {

@@ -79,6 +79,7 @@ struct KeptTest {
 struct KnownDrive {
   std::string identity;  // Drive::identity()
   Drive drive;
+  std::optional<Time> looked;  // when its log was last read; drives without one have none
 };
 
 }  // namespace drivetest
