@@ -11,7 +11,6 @@ namespace cli {
 
 using drivetest::DriveStatus;
 using drivetest::Keeper;
-using drivetest::Look;
 using drivetest::LookFault;
 using drivetest::TestKind;
 using drivetest::TestRow;
@@ -27,8 +26,13 @@ std::optional<unsigned> announced_minutes(const drivetest::Abilities& abilities,
   return kind ? abilities[static_cast<std::size_t>(*kind)].minutes : std::nullopt;
 }
 
-bool is_another_drive(const Look& look, const TestRow& row) {
-  return look.fault == LookFault::None && look.drive.identity() != row.drive;
+// A drive that says less of itself than before, since one of the commands failed, is no other one.
+bool is_another_drive(const drivetest::Drive& drive, const drivetest::Drive& before) {
+  const auto differ = [](const std::string& one, const std::string& other) {
+    return !one.empty() && !other.empty() && one != other;
+  };
+  return differ(drive.world_wide_name, before.world_wide_name) ||
+         differ(drive.serial_number, before.serial_number) || differ(drive.model, before.model);
 }
 
 // The row as it is after a look. Where another process has seen the end first, the history has it.
@@ -105,8 +109,14 @@ Followed follow(Keeper& keeper, drivetest::TimeSource& time, const TestRow& row,
     // A drive that rests tests no more.
     if (status.look.fault == LookFault::Standby && std::exchange(may_wake, false))
       status = keeper.look(place, true);
-    const bool is_another = is_another_drive(status.look, row);
+    const bool is_silent =
+        status.look.fault == LookFault::None && status.look.drive.identity() != row.drive;
+    const bool is_another = is_silent && is_another_drive(status.look.drive, first.look.drive);
     followed.look = std::move(status.look);
+    if (is_silent && !is_another) {
+      followed.look.fault = LookFault::CannotBeReached;
+      followed.look.reason = "it does not say any more who it is";
+    }
     if (is_another || followed.look.fault != LookFault::None) {
       if (++faults < kMostFaults) continue;
       const bool is_gone = is_another || followed.look.fault == LookFault::NoSuchDrive;

@@ -140,6 +140,13 @@ TEST_F(Follow, TakesAnotherDriveInThePlaceForNone) {
   EXPECT_EQ(follow(start()).end, Followed::End::Gone);
 }
 
+TEST_F(Follow, TakesADriveThatSaysLessForNoOther) {
+  meanwhile_ = [&] { drive_.rename(""); };
+  const Followed followed = follow(start());
+  EXPECT_EQ(followed.end, Followed::End::NotTold);
+  EXPECT_EQ(followed.look.reason, "it does not say any more who it is");
+}
+
 TEST_F(Follow, WakesADriveThatRestsOnceAndOnlyIfItMay) {
   meanwhile_ = [&] {
     drive_.end(1);

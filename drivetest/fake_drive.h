@@ -50,6 +50,7 @@ class FakeDrive : public DriveAccess {
   int mend_after = -1;  // looks, after which the fault is no more
   bool rests = false;   // until it is woken
   int woken = 0;
+  bool shows_log = true;
   bool stands_still = false;          // a test that runs makes no progress
   std::function<void()> during_look;  // once, between the state of the test and the log
 
@@ -71,8 +72,8 @@ class FakeDrive : public DriveAccess {
       return look;
     }
     for (Ability& ability : look.abilities) ability = {true, 2U};
-    look.has_log = true;
-    look.log = log_;
+    look.has_log = shows_log;
+    if (shows_log) look.log = log_;
     look.power_on_hours = hours();
     look.power_cycles = power_cycles;
     if (shows_test()) {

@@ -165,7 +165,10 @@ void add_types(std::vector<FoundDrive>& drives, const std::vector<Place>& scanne
       FoundDrive one;
       one.drive.place = place;
       drives.push_back(std::move(one));
-    } else if (known->drive.protocol != Protocol::Nvme && known->drive.place.type.empty()) {
+      // smartctl's own choice for a SCSI disk needs no words. The scan also calls an ATA drive so
+      // that did not answer at that moment, and as such its tests could not be read.
+    } else if (known->drive.protocol != Protocol::Nvme && known->drive.place.type.empty() &&
+               place.type != "scsi") {
       known->drive.place.type = place.type;
     }
   }

@@ -68,6 +68,12 @@ TEST_F(FindDrives, HasThoseOfTheKernelWithTheTypesOfTheScan) {
   EXPECT_EQ(drives[0].drive.claimed_identity(), "") << "the kernel cuts models";
 }
 
+TEST_F(FindDrives, LeavesTheChoiceOfScsiToSmartctl) {
+  disk(0, "sda", "5000000000000001", "S1");
+  const auto drives = find_drives({scan_of({{"/dev/sda", "scsi"}}), "", 0});
+  EXPECT_THAT(places_of(drives), ElementsAre(Place{"/dev/sda", ""}));
+}
+
 // The bridge has a name of its own.
 TEST_F(FindDrives, TakesNoNameFromAUsbBridge) {
   tree_.scsi_host(7, "usb-storage");

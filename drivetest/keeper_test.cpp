@@ -41,6 +41,17 @@ TEST_P(KeeperTest, BelievesNoStatusAfterALossOfPower) {
   }
 }
 
+// A wrong type, or a command that failed, may show the drive without the log that it has.
+TEST_P(KeeperTest, ALookThatDoesNotReachTheLogEndsNothing) {
+  start();
+  time_.wait(minutes(3));
+  drive_.shows_log = false;
+  EXPECT_TRUE(look().ended.empty());
+  EXPECT_TRUE(look().running) << "as far as anybody knows";
+  drive_.shows_log = true;
+  EXPECT_EQ(look().ended.front().outcome, Outcome::Passed);
+}
+
 TEST_P(KeeperTest, TakesOverWhatOthersHaveTestedOnce) {
   drive_.result_code = 7;
   drive_.begin(TestKind::Short);

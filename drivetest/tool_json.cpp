@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t kLongestDocument = std::size_t{8} << 20;
 constexpr int kDeepest = 32;
+constexpr const char* kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 
 nlohmann::json parsed(std::string_view text) {
   if (text.size() > kLongestDocument) return nlohmann::json::value_t::discarded;
@@ -62,10 +63,13 @@ std::optional<bool> JsonPart::truth() const {
   return json_->get<bool>();
 }
 
+// The history keeps no NUL, and a drive must be the same there as here.
 std::string JsonPart::text() const {
-  return json_ && json_->is_string()
-             ? std::string(platform::trim(json_->get_ref<const std::string&>()))
-             : std::string();
+  if (!json_ || !json_->is_string()) return {};
+  std::string text(platform::trim(json_->get_ref<const std::string&>()));
+  for (std::size_t at = text.find('\0'); at != text.npos; at = text.find('\0', at))
+    text.replace(at, 1, kReplacement);
+  return text;
 }
 
 std::optional<std::uint64_t> JsonPart::code(std::uint64_t most) const {

@@ -30,7 +30,8 @@ class JsonPart {
   std::optional<std::uint64_t> number(
       std::uint64_t most = std::numeric_limits<std::uint64_t>::max()) const;
   std::optional<bool> truth() const;
-  std::string text() const;  // without blanks at the ends; empty when it is no text
+  // Without blanks at the ends, U+FFFD in the place of a NUL; empty when it is no text.
+  std::string text() const;
   // The number, or that of the member "value": smartctl prints codes with their names.
   std::optional<std::uint64_t> code(std::uint64_t most) const;
   // A whole number of either sign.

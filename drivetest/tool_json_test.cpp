@@ -48,6 +48,11 @@ TEST(ToolJson, GivesValidUtf8WhateverTheDriveSays) {
   EXPECT_EQ(document.root()["a"].text(), "x\xEF\xBF\xBDy\xC3\xA9");
 }
 
+TEST(ToolJson, HasNoNulInItsTexts) {
+  const JsonDocument document(R"({"a": "x\u0000y"})");
+  EXPECT_EQ(document.root()["a"].text(), "x\xEF\xBF\xBDy");
+}
+
 TEST(ToolText, HasAFirstLineThatCanBeQuoted) {
   EXPECT_EQ(first_line("\n\n  one \r\ntwo"), "one");
   EXPECT_EQ(first_line(" \n"), "");

@@ -2,7 +2,7 @@
 
 #include "drivetest/bay.h"
 #include "drivetest/inability.h"
-#include "drivetest/namespace_name.h"
+#include "drivetest/kernel_name.h"
 #include "drivetest/nvme_report.h"
 #include "drivetest/start_report.h"
 #include "inventory/sysfs.h"
@@ -163,8 +163,9 @@ Look Tools::look(const Place& place, bool wake) {
   SmartctlReport report = read_smartctl(place, output);
   Look& look = report.look;
   look.drive.is_on_usb = is_on_usb(place);
-  if (report.has_one_namespace && look.drive.world_wide_name.empty())
-    look.drive.world_wide_name = nguid_of(place);
+  const bool has_one_name = look.drive.protocol != Protocol::Nvme || report.has_one_namespace;
+  if (look.drive.world_wide_name.empty() && has_one_name)
+    look.drive.world_wide_name = kernel_name_of(look.drive);
   if (output.exit_status < 0) {
     look.fault = LookFault::CannotBeReached;
     look.reason = output.errors;

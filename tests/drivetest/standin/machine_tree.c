@@ -151,6 +151,10 @@ static void put_nvme(const struct Tree* tree, const struct StandInDrive* drive, 
   if (strlen(nguid) == 32)
     put(tree, path, "nguid", "%.8s-%.4s-%.4s-%.4s-%.12s", nguid, nguid + 8, nguid + 12, nguid + 16,
         nguid + 20);
+  const char* const eui = drive->wwn;
+  if (strlen(eui) == 16)
+    put(tree, path, "eui", "%.2s %.2s %.2s %.2s %.2s %.2s %.2s %.2s", eui, eui + 2, eui + 4,
+        eui + 6, eui + 8, eui + 10, eui + 12, eui + 14);
   if (*drive->nguid != '\0')
     put(tree, path, "wwid", "eui.%s", drive->nguid);
   else if (*drive->wwn != '\0')

@@ -1,0 +1,89 @@
+#include "drivetest/kernel_name.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "inventory/test_tree.h"
+
+namespace drivetest {
+namespace {
+
+Drive drive_at(const std::string& device, Protocol protocol, const std::string& type = "") {
+  Drive drive;
+  drive.place = {device, type};
+  drive.protocol = protocol;
+  return drive;
+}
+
+std::string name_at(const std::string& device, Protocol protocol = Protocol::Nvme,
+                    const std::string& type = "") {
+  return kernel_name_of(drive_at(device, protocol, type));
+}
+
+class KernelName : public testing::Test {
+ protected:
+  KernelName() {
+    setenv("HVX_SYSFS_ROOT", tree_.root().c_str(), 1);
+    tree_.file(folder_ + "model", "Example NVMe\n");
+    tree_.file(folder_ + "nvme-subsystem", "");
+  }
+  ~KernelName() override { unsetenv("HVX_SYSFS_ROOT"); }
+
+  std::string name_of(const std::string& nguid) const {
+    tree_.file(folder_ + "nvme0n1/nguid", nguid + "\n");
+    return name_at("/dev/nvme0");
+  }
+
+  const inventory::TestTree tree_;
+  const std::string folder_ = "/sys/class/nvme/nvme0/";
+};
+
+TEST_F(KernelName, IsTheNguidOfTheOnlyNamespace) {
+  EXPECT_EQ(name_at("/dev/nvme0"), "");
+  const std::string name = "nguid-0025385b71b0a7c10025385b71b0a7c1";
+  EXPECT_EQ(name_of("0025385b-71b0-a7c1-0025-385b71b0a7c1"), name);
+  tree_.remove(folder_ + "nvme0n1");
+  tree_.file(folder_ + "nvme0c0n1/nguid", "0025385b-71b0-a7c1-0025-385b71b0a7c1\n");
+  EXPECT_EQ(name_at("/dev/nvme0"), name);
+  tree_.file(folder_ + "nvme0c0n2/nguid", "0025385b-71b0-a7c1-0025-385b71b0a7c2\n");
+  EXPECT_EQ(name_at("/dev/nvme0"), "") << "the drive is neither of them";
+}
+
+TEST_F(KernelName, IsTheEuiWhereThereIsOne) {
+  tree_.file(folder_ + "nvme0n1/eui", "00 25 38 5b 71 b0 a7 c1\n");
+  EXPECT_EQ(name_of("0025385b-71b0-a7c1-0025-385b71b0a7c1"), "eui-0025385b71b0a7c1");
+  tree_.file(folder_ + "nvme0n1/eui", "00 00 00 00 00 00 00 00\n");
+  EXPECT_EQ(name_at("/dev/nvme0"), "nguid-0025385b71b0a7c10025385b71b0a7c1");
+}
+
+TEST_F(KernelName, IsTheSameByTheNodeOfTheNamespace) {
+  tree_.file("/sys/block/nvme0n1/nguid", "0025385b-71b0-a7c1-0025-385b71b0a7c1\n");
+  EXPECT_EQ(name_at("/dev/nvme0n1"), "nguid-0025385b71b0a7c10025385b71b0a7c1");
+}
+
+TEST_F(KernelName, IsNoneWhereTheKernelTellsNone) {
+  EXPECT_EQ(name_of(""), "");
+  EXPECT_EQ(name_of("00000000-0000-0000-0000-000000000000"), "");
+  EXPECT_EQ(name_of("0025385b-71b0-a7c1"), "");
+  EXPECT_EQ(name_of("0025385b-71b0-a7c1-0025-385b71b0a7cx"), "");
+  EXPECT_EQ(name_at("/dev/sda"), "");
+  EXPECT_EQ(name_at("nvme0"), "");
+}
+
+TEST_F(KernelName, OfAScsiDiskIsItsOwnAndNotThatOfABridge) {
+  EXPECT_EQ(name_at("/dev/sda", Protocol::Scsi), "");
+  tree_.file("/sys/block/sda/device/wwid", "naa.5000c50001020304\n");
+  EXPECT_EQ(name_at("/dev/sda", Protocol::Scsi), "wwn-0x5000c50001020304");
+  EXPECT_EQ(name_at("/dev/sda", Protocol::Scsi, "scsi"), "wwn-0x5000c50001020304");
+  EXPECT_EQ(name_at("/dev/sda", Protocol::Scsi, "megaraid,0"), "");
+  EXPECT_EQ(name_at("/dev/sda", Protocol::Ata), "") << "which tells its own in the same answer";
+  Drive bridged = drive_at("/dev/sda", Protocol::Scsi);
+  bridged.is_on_usb = true;
+  EXPECT_EQ(kernel_name_of(bridged), "");
+  tree_.file("/sys/block/sda/device/wwid", "t10.EXAMPLE\n");
+  EXPECT_EQ(name_at("/dev/sda", Protocol::Scsi), "");
+}
+
+}  // namespace
+}  // namespace drivetest
