@@ -32,7 +32,8 @@ constexpr const char* kFooter =
     "them and their tests in the text format of Prometheus. With --output the file is replaced\n"
     "at once, in mode 0644, as the textfile collector of node_exporter wants it. Drives that\n"
     "could not be looked at are counted in hddtest_scrape_errors, and told.\n"
-    "Exit status: 0, or 3 if the metrics could not be written.";
+    "Exit status: 0, or 3 if the history cannot be read or the metrics could not be written:\n"
+    "then nothing is printed, and a file stays as it was.";
 
 std::vector<TestRow> rows_of(drivetest::History& history, const std::string& identity) {
   std::vector<TestRow> rows;
@@ -104,7 +105,7 @@ MeasuredDrives measured_drives(DriveTests& tests) {
   std::vector<ChosenDrive> chosen = tests.choose({}, "", false);
   std::vector<DriveStatus> statuses = tests.look_at(chosen, false);
   MeasuredDrives found;
-  auto& [drives, errors] = found;
+  auto& [drives, errors, knows_tests] = found;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     const drivetest::Look& look = statuses[i].look;
     if (look.fault != LookFault::None && look.fault != LookFault::Standby)
@@ -116,10 +117,8 @@ MeasuredDrives measured_drives(DriveTests& tests) {
   } catch (const drivetest::HistoryError& error) {
     if (tests.has_history()) complain(error.what());
     ++errors;
-    for (MeasuredDrive& one : drives) {
-      one.tests.clear();
-      one.knows_tests = false;
-    }
+    knows_tests = false;
+    for (MeasuredDrive& one : drives) one.tests.clear();
   }
   if (errors == 0 && !tests.has_history()) ++errors;
   tests.tell_of_history();
@@ -127,7 +126,9 @@ MeasuredDrives measured_drives(DriveTests& tests) {
 }
 
 std::string measure(DriveTests& tests) {
-  const auto [drives, errors] = measured_drives(tests);
+  const auto [drives, errors, knows_tests] = measured_drives(tests);
+  if (!knows_tests)
+    throw CommandFailure("no metrics: without the history nobody knows which drives have failed");
   const Metrics metrics = metrics_of(drives, errors);
   for (const std::string& clash : metrics.clashes) complain(clash);
   return metrics.text;

@@ -110,22 +110,26 @@ class Looks(MetricsCase):
         self.assertRegex(self.errors, r"\Ahddtest: /dev/sda: not looked at: .*\n\Z")
         self.assertEqual(metrics.value("hddtest_scrape_errors"), 1)
         present, = metrics.labels("hddtest_drive_present")
-        self.assertEqual(metrics.value("hddtest_drive_testable", **present), 0)
+        self.assertIsNone(metrics.value("hddtest_drive_testable", **present))
 
-    def test_a_history_that_cannot_be_read_is_counted_and_told(self):
+    def test_without_the_history_nothing_is_told_and_the_former_file_stays(self):
         state = self.folder / "state"
         state.mkdir(mode=0o777)
         state.chmod(0o777)
-        metrics = self.read()
-        self.assertRegex(self.errors, r"\Ahddtest: nothing is kept in the history: .*\n\Z")
-        self.assertEqual(metrics.value("hddtest_scrape_errors"), 1)
+        self.file.write_text("old")
+        for words in (), ("--output", self.file):
+            self.assertEqual(self.run_command("metrics", *words), "")
+            self.assertEqual(self.status, 3)
+            self.assertRegex(self.errors, r"\Ahddtest: nothing is kept in the history: .*\n"
+                                          r"hddtest: no metrics: without the history .*\n\Z")
+        self.assertEqual(self.file.read_text(), "old")
 
     def test_hwinfo_is_never_started(self):
         self.machine("sda", "sdb")
         self.read()
         self.run_command("metrics", "--output", self.file)
         self.assertEqual(self.run_command("patrol").splitlines()[-1],
-                         "2 drives: 2 not testable")
+                         "2 drives: 2 that could not be asked")
         self.assertEqual(self.status, 0)
         self.assertFalse((self.folder / "hwinfo_was_started").exists())
 

@@ -199,7 +199,6 @@ void write_passed(Samples& samples, const MeasuredDrive& one) {
 }
 
 void write_total(Samples& samples, const MeasuredDrive& one) {
-  if (!one.knows_tests) return;
   for (const Outcome outcome : kOutcomes)
     samples.add(std::count_if(one.tests.begin(), one.tests.end(),
                               [&](const TestRow& row) { return row.outcome == outcome; }),
@@ -273,12 +272,17 @@ bool is_error(const MeasuredDrive& one) {
 
 }  // namespace
 
-// Where a test of a drive in standby is kept it knows some.
+// A drive that nobody can ask has to become overdue like any other: else it would be forgotten.
 std::optional<bool> is_testable(const MeasuredDrive& one) {
   if (!one.look) return false;
-  if (one.look->fault == LookFault::Standby)
-    return one.tests.empty() ? std::nullopt : std::optional(true);
-  if (one.look->fault != LookFault::None || !one.look->inability.empty()) return false;
+  if (one.look->fault != LookFault::None) {
+    const bool rests = one.look->fault == LookFault::Standby;
+    const bool has_tested = std::any_of(
+        one.tests.begin(), one.tests.end(),
+        [&](const TestRow& row) { return rests || row.source != drivetest::Source::Other; });
+    return has_tested ? std::optional(true) : std::nullopt;
+  }
+  if (!one.look->inability.empty()) return false;
   return std::any_of(one.look->abilities.begin(), one.look->abilities.end(),
                      [](const drivetest::Ability& ability) { return ability.is_able; });
 }

@@ -21,11 +21,11 @@ struct MeasuredDrive {
   std::optional<drivetest::Look> look;    // not set: the drive is gone
   bool is_stalled = false;                // the test that runs in it
   std::vector<drivetest::TestRow> tests;  // all that are kept, the newest first
-  bool knows_tests = true;                // not where the history cannot be read
 };
 
-// Whether a self-test can be started in the drive; not set for one in standby of which no test is
-// kept, since a drive in standby says nothing of its tests.
+// Whether a self-test can be started in the drive. One that rests or cannot be asked says nothing
+// of its tests: where the history has some of it they can be started, else nobody knows, and it is
+// not set. For a drive that cannot be asked tests by others do not count.
 std::optional<bool> is_testable(const MeasuredDrive& one);
 
 struct Metrics {

@@ -199,10 +199,21 @@ TEST(MetricsText, SaysOfADriveThatCannotBeTestedThatItCannot) {
   one.look->inability = "the bridge does not let tests through";
   EXPECT_THAT(text_of(one), has_line("hddtest_drive_testable" + kLabel + "} 0"));
   EXPECT_THAT(text_of(one), has_line("hddtest_scrape_errors 0"));
-  one = drive();
+}
+
+TEST(MetricsText, SaysOfADriveThatCannotBeAskedWhatItsTestsTell) {
+  MeasuredDrive one = drive();
   one.look->fault = LookFault::CannotBeReached;
-  EXPECT_THAT(text_of(one), has_line("hddtest_drive_testable" + kLabel + "} 0"));
+  const std::string testable = "hddtest_drive_testable";
+  EXPECT_THAT(text_of(one), Not(HasSubstr(testable)));
   EXPECT_THAT(text_of(one), has_line("hddtest_scrape_errors 1"));
+  one.tests = {test(Outcome::Passed)};
+  one.tests[0].source = drivetest::Source::Other;
+  EXPECT_THAT(text_of(one), Not(HasSubstr(testable)));
+  one.tests.push_back(test(Outcome::Aborted));
+  EXPECT_THAT(text_of(one), has_line(testable + kLabel + "} 1"));
+  one.tests[1].source = drivetest::Source::Module;
+  EXPECT_THAT(text_of(one), has_line(testable + kLabel + "} 1"));
 }
 
 TEST(MetricsText, HasEachSeriesOnceAlsoOfDrivesWithOneName) {

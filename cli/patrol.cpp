@@ -35,7 +35,8 @@ constexpr const char* kFooter =
     "test already, and those of an array of Linux that rebuilds or checks its drives: the next\n"
     "patrol finds them again. Each drive has a line, and the last line counts them.\n"
     "Exit status: 1 if a drive failed its test or disappeared during it, 3 if the command line\n"
-    "is wrong, else 0, also where no drive could be tested.";
+    "is wrong, else 0, also where no drive could be tested. Drives that could not be asked are\n"
+    "told on standard error, and counted apart from those that know no such test.";
 
 TestKind kind_of(const PatrolOptions& options) {
   const auto kind = drivetest::test_kind_named(options.kind);

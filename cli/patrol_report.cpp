@@ -34,6 +34,7 @@ constexpr std::array kWords = {
     Words{"in-array", "left alone", "left alone since their arrays work"},
     Words{"in-standby", "left alone", "left alone in standby"},
     Words{"unable", "cannot be tested", "not testable"},
+    Words{"not-asked", "could not be asked", "that could not be asked"},
     Words{"not-started", "not started", "not started"},
 };
 
@@ -77,7 +78,7 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const StartOutcome& outcome) 
     one.result = PatrolResult::Unable;
   } else if (one.look.fault != LookFault::None) {
     const bool rests = one.look.fault == LookFault::Standby;
-    one.result = rests ? PatrolResult::InStandby : PatrolResult::Unable;
+    one.result = rests ? PatrolResult::InStandby : PatrolResult::NotAsked;
     one.reason = fault_text(one.look);
   }
   return one;

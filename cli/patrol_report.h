@@ -20,7 +20,8 @@ enum class PatrolResult {
   Running,     // another test, which was left alone
   InArray,     // that rebuilds or checks its drives now
   InStandby,   // and was not to be woken
-  Unable,      // the drive knows no such test, or cannot be looked at
+  Unable,      // the drive knows no such test
+  NotAsked,    // it does not answer, or the tool that asks it is missing
   NotStarted,  // for another reason
 };
 
@@ -38,7 +39,7 @@ struct PatrolledDrive {
   // Somebody has to look after the drive.
   bool is_bad() const {
     return result == PatrolResult::Failed || result == PatrolResult::Unknown ||
-           result == PatrolResult::NotStarted;
+           result == PatrolResult::NotAsked || result == PatrolResult::NotStarted;
   }
 };
 

@@ -48,7 +48,7 @@ TEST(PatrolReport, SaysWhyNoTestWasStarted) {
             "/dev/sda: cannot be tested: the tool says no");
   EXPECT_EQ(line_of(of_start(StartResult::NotStarted)), "/dev/sda: not started: the tool says no");
   EXPECT_EQ(line_of(of_start(StartResult::NotStarted, LookFault::CannotBeReached)),
-            "/dev/sda: cannot be tested: the look says no");
+            "/dev/sda: could not be asked: the look says no");
   EXPECT_EQ(of_start(StartResult::NotStarted, LookFault::Standby).result, PatrolResult::InStandby);
 }
 
@@ -88,6 +88,7 @@ TEST(PatrolReport, FailsForAFailedDriveAlone) {
       of_start(StartResult::NotAble),
       of_start(StartResult::NotStarted),
       of_start(StartResult::NotStarted, LookFault::Standby),
+      of_start(StartResult::NotStarted, LookFault::ToolMissing),
       {kDrive, PatrolResult::InArray, "md0: recovery", {}, {}}};
   EXPECT_EQ(status_of({}), 0);
   EXPECT_EQ(status_of(others), 0);
@@ -104,12 +105,15 @@ TEST(PatrolReport, CountsWhatBecameOfTheDrives) {
                        of_end(End::Ended, Outcome::Passed),
                        of_end(End::Ended, Outcome::Passed)}),
             "3 drives: 2 passed, 1 left alone since their arrays work");
-  EXPECT_EQ(counts_of({of_start(StartResult::NotAble)}), "1 drive: 1 not testable");
+  EXPECT_EQ(counts_of({of_start(StartResult::NotAble),
+                       of_start(StartResult::NotStarted, LookFault::CannotBeReached)}),
+            "2 drives: 1 not testable, 1 that could not be asked");
 }
 
 TEST(PatrolReport, HasAWordForEachResult) {
   EXPECT_EQ(word_of(PatrolResult::Passed), "passed");
   EXPECT_EQ(word_of(PatrolResult::InArray), "in-array");
+  EXPECT_EQ(word_of(PatrolResult::NotAsked), "not-asked");
   EXPECT_EQ(word_of(PatrolResult::NotStarted), "not-started");
 }
 
