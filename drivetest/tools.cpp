@@ -142,7 +142,13 @@ void Tools::ask_nvme(Look& look, ToolVersion smartctl) {
   const ToolOutput identity = run(kNvme, {"id-ctrl", place.device, "-o", "json"});
   if (is_needed || identity.exit_status == 0) add_nvme_identity(look, identity);
   if (!is_needed) return;
-  if (nvme_version() < kOldestNvme) {
+  const ToolVersion version = nvme_version();
+  if (version == ToolVersion{}) {
+    look.fault = LookFault::CannotBeReached;
+    look.reason = "nvme does not say its version";
+    return;
+  }
+  if (version < kOldestNvme) {
     look.fault = LookFault::ToolTooOld;
     look.reason = "nvme is too old: version 2.3 is needed (package nvme-cli)";
     return;

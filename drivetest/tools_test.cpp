@@ -175,6 +175,15 @@ TEST_F(ToolsCall, SaysWhichVersionOfNvmeIsNeeded) {
   EXPECT_THAT(look.reason, HasSubstr("2.3 is needed (package nvme-cli)"));
 }
 
+TEST_F(ToolsCall, DoesNotCallAnNvmeOldThatSaysNothing) {
+  install_smartctl("3");
+  install_nvme();
+  write("nvme.version", "exit 1\n");
+  const Look look = tools_.look(nvme_, false);
+  EXPECT_EQ(look.fault, LookFault::CannotBeReached);
+  EXPECT_EQ(look.reason, "nvme does not say its version");
+}
+
 TEST_F(ToolsCall, AsksNothingOfDrivesThatItMustNotReach) {
   install("smartctl");
   for (const Place& place :
