@@ -299,14 +299,14 @@ std::string readiness_reason(const DriveLook& look, const std::string& device) {
       if (look.nvme)
         return fmt::format(
             "smartctl shows no SMART of NVMe drives; "
-            "'nvme device-self-test -s 1 {}' tests it",
+            "'hddtest start {}' tests it",
             name);
       return "it has no SMART that smartctl can reach by this name; "
              "test it with the tool of its maker or its adapter";
     case Readiness::NotUnderstood:
       return fmt::format(
           "SMART is on, but smartctl says so in words that the test does not know; "
-          "'smartctl -t short {}' tests it",
+          "'hddtest start {}' tests it",
           name);
     case Readiness::NoSelfTest:
       return "it knows no self-tests or keeps no log of them; test it with its maker's tool";

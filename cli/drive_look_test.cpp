@@ -48,7 +48,7 @@ TEST(DriveLook, NamesOfOtherDrives) {
   EXPECT_EQ(nvme.model, "EXAMPLE NVME");
   EXPECT_EQ(nvme.readiness, Readiness::NoSmart);
   EXPECT_EQ(readiness_reason(nvme, "/dev/nvme0n1"),
-            "smartctl shows no SMART of NVMe drives; 'nvme device-self-test -s 1 /dev/nvme0n1' "
+            "smartctl shows no SMART of NVMe drives; 'hddtest start /dev/nvme0n1' "
             "tests it");
 }
 

@@ -72,7 +72,8 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
   }
   if (const auto why = refusal(path))
     return {name, path, *why + "; " + meant(name, drives), "no-device"};
-  return {name, path, "not one of the drives that 'hddtest drives' lists; --force tests it",
+  return {name, path,
+          "not one of the drives that 'hddtest drives --offered' lists; --force tests it",
           std::string(kCauseLeftOut)};
 }
 
