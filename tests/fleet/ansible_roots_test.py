@@ -5,6 +5,8 @@ of its own, mounts of its own and an sshd on loopback. Needs root; exit status 7
 """
 
 import concurrent.futures
+import functools
+import http.server
 import json
 import os
 import pathlib
@@ -13,9 +15,11 @@ import shutil
 import socket
 import subprocess
 import sys
+import threading
 import unittest
 
 from ansible_case import COLLECTION, AnsibleCase, TREE, disk
+from newer_packages import newer
 
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 PROGRAMS, STANDIN = sys.argv[2:4]
@@ -52,6 +56,11 @@ Subsystem sftp internal-sftp
 
 HASH = "$y$j9T$neverShown$example"
 KEY = "-----BEGIN EXAMPLE KEY-----\nneverShownEither\n-----END EXAMPLE KEY-----\n"
+
+
+class Files(http.server.SimpleHTTPRequestHandler):
+    def log_message(self, *_):
+        """Says nothing."""
 
 
 def free_port():
@@ -141,6 +150,66 @@ class Roots(AnsibleCase):
         tasks.write_text(text)
         return self.set_up("--check", "--diff", "-vvv", "--limit", name, collections=setting, **variables)
 
+    def serve(self, folder):
+        """The address of a web server of the folder's files."""
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Files, directory=folder))
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        return f"http://127.0.0.1:{server.server_port}"
+
+    def upgrade(self, packages, *words):
+        return self.ansible("hddtest.fleet.upgrade", "-e", json.dumps({"hddtest_packages": packages}), *words)
+
+    def expect_versions(self, version):
+        for name in ("one", "two"):
+            self.assertEqual(self.inside(name, "dpkg-query -W -f '${db:Status-Status} ${Version}, ' "
+                                               "hddtest hddtest-module"), f"installed {version}, " * 2)
+
+    def expect_upgrades(self):
+        """From the packages that are installed to others, from files and from a web server."""
+        first = pathlib.Path(self.packages[0]).name.split("_")[1]
+        status, output = self.upgrade(self.packages)
+        self.expect(output, status, lambda count: count == 0)
+        self.assertEqual({text.split()[0] for _, text in self.told(output).values()}, {"hddtest"}, output)
+        self.expect_versions(first)
+
+        folder = self.folder / "newer"
+        folder.mkdir()
+        files = [newer(package, "0.2.0-1", folder) for package in self.packages]
+        address = self.serve(folder)
+        urls = [f"{address}/{pathlib.Path(file).name}" for file in files]
+
+        # One package alone would need the other one to go, or to be as new.
+        (_, of_module), (_, of_command) = refused = self.at_once(
+            lambda: self.upgrade(files[:1], "--limit", "one"), lambda: self.upgrade(files[1:], "--limit", "two"))
+        self.assertEqual([status for status, _ in refused], [2, 2], refused)
+        self.assertEqual(self.told(of_module)["one"], (
+            False, "apt-get: The following packages will be REMOVED: hddtest; "
+            "Packages need to be removed but remove is disabled."))
+        self.assertFalse(self.told(of_command)["two"][0])
+        self.assertIn("apt-get: The following packages have unmet dependencies: "
+                      "hddtest : Depends: hddtest-module (= 0.2.0-1)", self.told(of_command)["two"][1])
+        status, output = self.upgrade(urls, "--check")
+        self.expect(output, status, lambda count: count == 1)
+        self.expect_versions(first)
+
+        for status, output in self.at_once(lambda: self.upgrade(files, "--limit", "one"),
+                                           lambda: self.upgrade(urls, "--limit", "two")):
+            self.expect(output, status, lambda count: count > 0)
+        self.expect_versions("0.2.0-1")
+        self.assertIn('PATROL_OPTIONS="--wake --jobs 4"\n', self.inside("one", "cat /etc/default/hddtest"))
+        for status, output in self.at_once(lambda: self.upgrade(files, "--limit", "one"),
+                                           lambda: self.upgrade(urls, "--limit", "two")):
+            self.expect(output, status, lambda count: count == 0)
+
+        # Whoever asks for older ones is told so.
+        status, output = self.upgrade(self.packages)
+        self.assertEqual(status, 2, output)
+        for is_good, text in self.told(output).values():
+            self.assertFalse(is_good)
+            self.assertIn("downgrade", text)
+
     def test_machines_are_set_up_tested_gathered_and_upgraded(self):
         status, output = self.set_up("--check")
         self.expect(output, status, lambda count: count > 0)
@@ -187,11 +256,9 @@ class Roots(AnsibleCase):
         self.ansible("hddtest.fleet.gather")
         self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/two.jsonl").read_text())
 
-        status, output = self.ansible("hddtest.fleet.upgrade", "-e", json.dumps({"hddtest_packages": self.packages}))
-        self.expect(output, status, lambda count: count == 0)
-        self.assertEqual({text.split()[0] for _, text in self.told(output).values()}, {"hddtest"}, output)
+        self.expect_upgrades()
 
-        status, output = self.set_up("--limit", "one", hddtest_server=False, hddtest_timers={"run@long": False})
+        status, output = self.set_up("--limit", "one", hddtest_packages=[], hddtest_server=False, hddtest_timers={"run@long": False})
         self.expect(output, status, lambda count: count > 0)
         self.assertEqual(self.inside("one", "cd /etc/systemd/system && ls */hddtest* | sort"),
                          "timers.target.wants/hddtest-metrics.timer\n"

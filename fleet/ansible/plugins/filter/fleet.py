@@ -34,13 +34,16 @@ def fault(result):
         return "unreachable: " + _last_line(result.get("msg"))
     if result.get("skipped"):
         return ""
+    faults = [fault(item) for item in result.get("results", []) if item.get("failed")]
+    if faults:
+        return "; ".join(faults)
     message = str(result.get("msg", ""))
     if "No such file or directory: b'hddtest'" in message:
         return "hddtest is not installed"
     # A shell did not find the command; where Ansible did not come so far, it did not find sudo or Python.
     if result.get("rc") == 127 and "module_stderr" not in result:
         return "hddtest is not installed"
-    # Ansible did not come so far as to start the command.
+    # Ansible did not come so far as to start the command, or the task has none.
     if "module_stderr" in result or ("rc" not in result and (result.get("failed") or message)):
         return (_last_line(result.get("module_stderr")) or _last_line(result.get("module_stdout")) or
                 _last_line(message))
