@@ -258,11 +258,19 @@ class Roots(AnsibleCase):
 
         self.expect_upgrades()
 
-        status, output = self.set_up("--limit", "one", hddtest_packages=[], hddtest_server=False, hddtest_timers={"run@long": False})
-        self.expect(output, status, lambda count: count > 0)
-        self.assertEqual(self.inside("one", "cd /etc/systemd/system && ls */hddtest* | sort"),
+        # Nobody is left to log in only where no server runs.
+        status, output = self.set_up("--limit", "one", hddtest_packages=[], hddtest_server=True, hddtest_server_users={})
+        self.assertEqual((status, self.told(output)["one"][0]), (2, False), output)
+        self.assertIn("the server does not run without users", self.told(output)["one"][1])
+        for name, users in (("one", {"hddtest_server_users": {}}), ("two", {})):
+            status, output = self.set_up("--limit", name, hddtest_packages=[], hddtest_server=False,
+                                         hddtest_timers={"run@long": False}, **users)
+            self.expect(output, status, lambda count: count > 0)
+        self.assertEqual(self.inside("one", "cd /etc/systemd/system && ls */hddtest* | sort; ls /etc/hddtest"),
                          "timers.target.wants/hddtest-metrics.timer\n"
-                         "timers.target.wants/hddtest-run@short.timer\n")
+                         "timers.target.wants/hddtest-run@short.timer\n"
+                         "certificate.pem\nkey.pem\n")
+        self.assertEqual(self.inside("two", "cat /etc/hddtest/users"), f"operator:{HASH}\n")
 
 
 if __name__ == "__main__":
