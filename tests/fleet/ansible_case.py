@@ -39,7 +39,7 @@ class AnsibleCase(unittest.TestCase):
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="hddtest_fleet."))
-        self.addCleanup(shutil.rmtree, self.folder)
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)  # ssh removes its sockets meanwhile
         self.log = self.folder / "calls"
         self.inventory = self.folder / "inventory"
         (self.folder / "ansible.cfg").write_text("")
@@ -51,9 +51,10 @@ class AnsibleCase(unittest.TestCase):
         place.parent.mkdir(parents=True)
         return place
 
-    def play_machine(self, name, drives, programs, standin):
-        """Its folder of programs; the clock goes on while they wait. A drive of None: there is no hddtest."""
-        stage = Stage(Life(None, drives, {}, pace=60), programs, standin)
+    def play_machine(self, name, drives, programs, standin, tools=None):
+        """Its folder of programs; the clock goes on while they wait. `tools` are the texts of programs that take
+        the place of real ones."""
+        stage = Stage(Life(None, drives, tools or {}, pace=60), programs, standin)
         self.addCleanup(stage.close)
         settings = [f"export {key}='{value}'" for key, value in stage.environment.items()
                     if os.environ.get(key) != value]

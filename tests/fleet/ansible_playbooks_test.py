@@ -11,7 +11,7 @@ from ansible_case import AnsibleCase, COLLECTION, disk
 
 sys.path.append(str(COLLECTION / "plugins/filter"))
 # pylint: disable=wrong-import-position
-from fleet import gathered, tested, waves
+from fleet import gathered, has_started, installed, tested, waves
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 NEEDED = ("ansible-playbook", "smartctl")
@@ -42,7 +42,7 @@ class Words(unittest.TestCase):
                 ({"failed": True, "rc": 2, "msg": "[Errno 2] No such file or directory: b'hddtest'"},
                  "hddtest is not installed"),
                 ({"rc": 127, "stderr": "sh: 1: hddtest: not found"}, "hddtest is not installed")]:
-            for told in (tested(result), gathered(result)):
+            for told in (tested(result), gathered(result), installed(result, False)):
                 self.assertEqual(told, {"is_good": False, "text": text})
 
     def test_of_patrols(self):
@@ -51,12 +51,24 @@ class Words(unittest.TestCase):
                 ("[]", 0, True, "no drive to test"),
                 (f'[{one % ("passed", "null")}, {one % ("passed", "null")}]', 0, True, "2 passed"),
                 (f'[{one % ("failed", chr(34) + "servo" + chr(34))}]', 1, False, "1 failed; /dev/sda: servo"),
-                (f'[{one % ("unknown", "null")}]', 1, False, "1 unknown"),
+                (f'[{one % ("unknown", "null")}]', 0, False, "1 unknown; /dev/sda: unknown"),
+                (f'[{one % ("unable", "null")}]', 0, True, "1 unable"),
+                (f'[{one % ("not-asked", chr(34) + "no answer" + chr(34))}]', 0, False,
+                 "1 not-asked; /dev/sda: no answer"),
                 (f'[{one % ("not-started", "null")}]', 0, False, "1 not-started; /dev/sda: not-started"),
                 ("", 3, False, "exit status 3")]:
             with self.subTest(drives):
                 self.assertEqual(tested({"rc": status, "stdout": drives}),
                                  {"is_good": is_good, "text": text})
+
+    def test_of_patrols_that_have_started_nothing(self):
+        one = '[{"name": "/dev/sda", "result": "%s", "test": {"started": "2026-01-01T00:00:00Z"}}]'
+        for word in ("running", "in-array", "in-standby", "unable", "not-asked", "not-started"):
+            self.assertFalse(has_started({"rc": 0, "stdout": one % word}), word)
+        for word in ("passed", "failed", "aborted", "unknown"):
+            self.assertTrue(has_started({"rc": 0, "stdout": one % word}), word)
+        self.assertFalse(has_started({"skipped": True}))
+        self.assertFalse(has_started({"rc": 3, "stdout": ""}))
 
 
 class Playbooks(AnsibleCase):
@@ -69,14 +81,20 @@ class Playbooks(AnsibleCase):
         self.wanted = {}
         nowhere = self.folder / "nowhere"
         nowhere.mkdir()
+        temporary = self.folder / "temporary"
+        temporary.mkdir()
         refusing = self.folder / "refuses"
         refusing.write_text("#!/bin/sh\necho 'sudo: a password is required' >&2\nexit 1\n")
         refusing.chmod(0o755)
         for number in numbers:
             name, more, place, drives = f"m{number:02}", "", nowhere, {"disk": disk(number)}
+            tools = {}
             if number in range(3, 9):
                 drives["disk"] += ["result 7", "result_lba 4711"]
                 self.wanted[name] = (False, "1 failed; /dev/sda: ")
+            elif number in (14, 15):
+                tools["smartctl"] = "echo broken >&2\nexit 1\n"
+                self.wanted[name] = (False, "1 not-asked; /dev/sda: ")
             elif number in range(10, 14):
                 drives = {}
                 self.wanted[name] = (True, "no drive to test")
@@ -94,9 +112,9 @@ class Playbooks(AnsibleCase):
             else:
                 self.wanted[name] = (True, "1 passed")
             if drives is not None:
-                place = self.play_machine(name, drives, PROGRAMS, STANDIN)
+                place = self.play_machine(name, drives, PROGRAMS, STANDIN, tools)
             lines.append(f"{name}{more} ansible_async_dir={self.folder}/async-{name} "
-                         f"hddtest_environment=\"{{'PATH': '{place}:/usr/bin:/bin'}}\"")
+                         f"hddtest_environment=\"{{'PATH': '{place}:/usr/bin:/bin', 'TMPDIR': '{temporary}'}}\"")
         for rack in range(10):
             lines += [f"[rack_{rack}]", *(f"m{number:02}" for number in numbers if number // 5 == rack)]
         self.inventory.write_text("\n".join(lines) + "\n")
@@ -126,11 +144,13 @@ class Playbooks(AnsibleCase):
         self.assertEqual(status, 2, output)
         most, in_rack = self.most_at_once(lambda name: int(name[1:]) // 5)
         self.assertEqual(in_rack, 1)
+        self.assertEqual({name for name, counts in self.recap(output).items() if counts["changed"]},
+                         {name for name, (_, text) in self.wanted.items() if text.startswith(("1 passed", "1 failed"))})
         self.assertIn(most, range(2, 9))
 
         status, output = self.ansible("-f", "10", "hddtest.fleet.gather")
         tests = {name: (True, "tests: 1") if text in ("1 passed", "1 failed; /dev/sda: ") else
-                 (True, "no tests are kept") if is_good else (is_good, text)
+                 (True, "no tests are kept") if is_good or text.startswith("1 not-asked") else (is_good, text)
                  for name, (is_good, text) in self.wanted.items()}
         self.expect_told(output, tests)
         kept = {path.stem for path in (self.folder / "hddtest-histories").glob("*.jsonl") if path.stat().st_size}
@@ -142,10 +162,33 @@ class Playbooks(AnsibleCase):
             name for name, (_, text) in tests.items() if text not in ("tests: 1", "no tests are kept")))
 
         # What has not changed is not changed again; these racks have machines of each kind.
-        _, output = self.ansible("-f", "10", "--limit", "rack_0,rack_2,rack_4,localhost", "hddtest.fleet.gather")
+        (self.folder / "hddtest-histories/fleet.html").unlink()
+        _, output = self.ansible("-f", "10", "--limit", "rack_0,rack_2,rack_4", "hddtest.fleet.gather")
         changed = {name: counts["changed"] for name, counts in self.recap(output).items()}
         self.assertEqual({name for name, count in changed.items() if count}, set())
-        self.assertEqual(len(changed), 16, output)
+        self.assertEqual(len(changed), 15, output)
+        # The report is of all that were gathered, those that were not meant now too.
+        self.assertIn("m09", (self.folder / "hddtest-histories/fleet.html").read_text())
+
+    def test_history_that_cannot_be_fetched_leaves_nothing_behind(self):
+        self.play(range(2))
+        in_the_way = self.folder / "hddtest-histories/m01.jsonl"
+        in_the_way.mkdir(parents=True)
+        status, output = self.ansible("hddtest.fleet.gather")
+        told = self.told(output)
+        self.assertEqual(status, 2, output)
+        self.assertEqual(told["m00"], (True, "no tests are kept"))
+        self.assertFalse(told.get("m01", (True,))[0], output)
+        self.assertIn("dest is an existing directory", told["m01"][1])
+        self.assertEqual(list((self.folder / "temporary").iterdir()), [])
+
+    def test_report_that_cannot_be_written_is_an_error(self):
+        self.play(range(1))
+        (self.folder / "hddtest-histories/fleet.html").mkdir(parents=True)
+        status, output = self.ansible("hddtest.fleet.gather")
+        self.assertEqual(self.told(output), {"m00": (True, "no tests are kept")}, output)
+        self.assertIn("fleet.html", output.partition("TASK [Tell of the report]")[2])
+        self.assertEqual(status, 2, output)
 
     def test_check_mode_tests_nothing(self):
         self.play(range(5))

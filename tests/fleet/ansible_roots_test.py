@@ -213,6 +213,7 @@ class Roots(AnsibleCase):
     def test_machines_are_set_up_tested_gathered_and_upgraded(self):
         status, output = self.set_up("--check")
         self.expect(output, status, lambda count: count > 0)
+        self.assertEqual(set(self.told(output).values()), {(True, "would be installed")}, output)
         self.assertEqual(self.inside("one", "ls /usr/bin/hddtest /var/cache/hddtest 2>&1 | grep -c 'No such'"), "2\n")
 
         server = {"hddtest_server": True, "hddtest_server_users": {"operator": HASH},
@@ -220,6 +221,8 @@ class Roots(AnsibleCase):
                   "hddtest_server_key": KEY, "hddtest_patrol_options": "--wake --jobs 4"}
         status, output = self.set_up("--diff", "-vvv", **server)
         self.expect(output, status, lambda count: count > 0)
+        self.assertEqual({(is_good, text.split()[0]) for is_good, text in self.told(output).values()},
+                         {(True, "hddtest")}, output)
         self.assertIn("PATROL_OPTIONS", output)
         self.expect_no_secret(output)
         self.assertEqual(self.inside("two", "cat /etc/hddtest/users /etc/hddtest/key.pem"),

@@ -2,6 +2,11 @@
 
 import json
 
+# How tests end that a patrol has started, in the words of its JSON.
+ENDS = ("passed", "failed", "aborted", "unknown")
+# What somebody has to look after.
+BAD = ("failed", "unknown", "not-asked", "not-started")
+
 
 def waves(hosts, groups, rack_prefix="", cap=0):
     """The machines in waves: of each rack one at most, and no more than the cap where it is not 0. A rack
@@ -54,6 +59,18 @@ def _ended(is_good, text):
     return {"is_good": is_good, "text": text}
 
 
+def reached(result):
+    """Whether a machine lets us work on it."""
+    return _ended(not fault(result), fault(result))
+
+
+def installed(result, check_mode):
+    """Which version hddtest tells of itself at the end."""
+    if fault(result):
+        return _ended(check_mode, "would be installed" if check_mode else fault(result))
+    return _ended(result["rc"] == 0, _last_line(result["stdout"]) or _last_line(result["stderr"]))
+
+
 def tested(result):
     """How a patrol ended, told by its JSON."""
     if fault(result):
@@ -70,10 +87,19 @@ def tested(result):
     for drive in drives:
         counts[drive["result"]] = counts.get(drive["result"], 0) + 1
     text = ", ".join(f"{count} {word}" for word, count in counts.items())
-    bad = [drive for drive in drives if drive["result"] in ("failed", "not-started")]
+    bad = [drive for drive in drives if drive["result"] in BAD]
     for drive in bad:
         text += f"; {drive['name']}: " + (drive.get("reason") or drive["result"])
     return _ended(result.get("rc") == 0 and not bad, text)
+
+
+def has_started(result):
+    """Whether a patrol has started a test: that of another is none of its own."""
+    try:
+        drives = json.loads(result.get("stdout", ""))
+    except ValueError:
+        return False
+    return any(drive["result"] in ENDS for drive in drives)
 
 
 def gathered(result):
@@ -88,8 +114,15 @@ def gathered(result):
     return _ended(True, f"tests: {count}" if count else "no tests are kept")
 
 
+def and_then(ended, results):
+    """What is told after these tasks, which do nothing where the machine has not ended well."""
+    faults = [fault(result) for result in results if fault(result)]
+    return _ended(False, "; ".join(faults)) if faults else ended
+
+
 class FilterModule:
     """Ansible asks it for the filters."""
 
     def filters(self):
-        return {"waves": waves, "fault": fault, "tested": tested, "gathered": gathered}
+        return {"waves": waves, "fault": fault, "reached": reached, "installed": installed, "tested": tested,
+                "has_started": has_started, "gathered": gathered, "and_then": and_then}
