@@ -2,6 +2,12 @@
 of its own, mounts of its own and an sshd on loopback. Needs root; exit status 77: not possible here.
 
     ansible_roots_test.py BUILD PROGRAMS STANDIN
+
+HDDTEST_FLEET_BASE names the root folder of another system whose files are taken, which is left as it is. By hand,
+as root: a bare Debian, whose own archives give what the packages depend on.
+
+    debootstrap --variant=minbase --include=openssh-server,python3,systemd-sysv bookworm FOLDER
+    printf '#!/bin/sh\\nexit 101\\n' >FOLDER/usr/sbin/policy-rc.d; chmod 755 FOLDER/usr/sbin/policy-rc.d
 """
 
 import concurrent.futures
@@ -23,6 +29,7 @@ from newer_packages import newer
 
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 PROGRAMS, STANDIN = sys.argv[2:4]
+BASE = os.environ.get("HDDTEST_FLEET_BASE", "/")
 NEEDED = ("ansible-playbook", "sshd", "ssh", "ssh-keygen", "smartctl", "cpack", "unshare", "systemctl")
 
 # $0 is a folder for the system, the other words are folders that it sees as they are here. Nothing of it
@@ -31,11 +38,12 @@ SYSTEM = """
 set -e
 mount -t tmpfs tmpfs "$0"
 mkdir "$0/changes" "$0/work" "$0/root"
-mount -t overlay overlay -o "lowerdir=/,upperdir=$0/changes,workdir=$0/work" "$0/root"
+mount -t overlay overlay -o "lowerdir=$BASE,upperdir=$0/changes,workdir=$0/work" "$0/root"
 for place; do mkdir -p "$0/root$place"; mount --rbind "$place" "$0/root$place"; done
 mount -t proc proc "$0/root/proc"
 mount -t tmpfs tmpfs "$0/root/run"
 mkdir -p "$0/root/run/sshd" "$0/root/tmp"
+cmp -s /etc/resolv.conf "$0/root/etc/resolv.conf" || cp /etc/resolv.conf "$0/root/etc/"
 rm -rf "$0/root/etc/hddtest" "$0/root/etc/default/hddtest"
 exec chroot "$0/root" /usr/sbin/sshd -D -e -f "$CONFIGURATION"
 """
@@ -103,7 +111,7 @@ class Roots(AnsibleCase):
         configuration.write_text(CONFIGURATION.format(port=self.ports[name], folder=self.folder))
         system = subprocess.Popen(
             ["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-c", SYSTEM, root, "/dev",
-             self.folder.parent, BUILD], env=dict(os.environ, CONFIGURATION=str(configuration)),
+             self.folder.parent, BUILD], env=dict(os.environ, CONFIGURATION=str(configuration), BASE=BASE),
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         self.addCleanup(system.stderr.close)
         self.addCleanup(system.wait)
@@ -282,8 +290,8 @@ if __name__ == "__main__":
     reasons = [f"not installed: {', '.join(missing)}"] if missing else []
     if os.geteuid() != 0:
         reasons.append("only root can mount")
-    if os.path.exists("/usr/bin/hddtest"):
-        reasons.append("hddtest is installed here, and so it would be in each system")
+    if os.path.exists(BASE + "/usr/bin/hddtest"):
+        reasons.append("hddtest is installed there, and so it would be in each system")
     if reasons:
         print("skipped:", "; ".join(reasons))
         sys.exit(77)
