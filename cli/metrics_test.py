@@ -171,7 +171,8 @@ class Page(unittest.TestCase):
         metrics = page.split("\n## Metrics\n")[1].split("\n## ")[0]
         listed = re.findall(r"^\| `(hddtest_\w+)` \|", metrics, re.MULTILINE)
         self.assertEqual(sorted(listed), sorted(
-            GAUGES | {"hddtest_tests_total", "hddtest_test_remaining_ratio"}))
+            GAUGES | {"hddtest_tests_total", "hddtest_test_remaining_ratio",
+                      "hddtest_tried_since_timestamp_seconds"}))
 
 
 class Reader(unittest.TestCase):

@@ -114,15 +114,21 @@ void write_testable(Samples& samples, const MeasuredDrive& one) {
   if (const auto testable = is_testable(one)) samples.add(number_of(*testable));
 }
 
-// Nothing runs in a drive that is gone, whatever its row says.
+// Nobody knows what a drive does that cannot be asked.
+bool cannot_be_asked(const MeasuredDrive& one) {
+  return one.look && one.look->fault != LookFault::None && one.look->fault != LookFault::Standby;
+}
+
+// Nothing runs in a drive that is gone or rests, whatever its row says.
 const TestRow* running_test(const MeasuredDrive& one) {
+  if (one.look && one.look->fault != LookFault::None) return nullptr;
   const auto running = std::find_if(one.tests.begin(), one.tests.end(),
                                     [](const TestRow& row) { return !row.outcome; });
   return one.look && running != one.tests.end() ? &*running : nullptr;
 }
 
 void write_running(Samples& samples, const MeasuredDrive& one) {
-  samples.add(number_of(running_test(one) != nullptr));
+  if (!cannot_be_asked(one)) samples.add(number_of(running_test(one) != nullptr));
 }
 
 void write_remaining(Samples& samples, const MeasuredDrive& one) {
@@ -198,6 +204,21 @@ void write_passed(Samples& samples, const MeasuredDrive& one) {
   });
 }
 
+void write_tried(Samples& samples, const MeasuredDrive& one) {
+  for (const std::string_view test : kTests) {
+    const auto has_passed = [&](const TestRow& row) {
+      return row.outcome == Outcome::Passed && row.ended && test_of(row) == test;
+    };
+    if (std::any_of(one.tests.begin(), one.tests.end(), has_passed)) continue;
+    const auto first = std::find_if(one.tests.rbegin(), one.tests.rend(), [&](const TestRow& row) {
+      return row.outcome && test_of(row) == test && (row.started || row.ended);
+    });
+    if (first != one.tests.rend())
+      samples.add(seconds_of(first->started ? *first->started : *first->ended),
+                  {{"test", std::string(test)}});
+  }
+}
+
 void write_total(Samples& samples, const MeasuredDrive& one) {
   for (const Outcome outcome : kOutcomes)
     samples.add(std::count_if(one.tests.begin(), one.tests.end(),
@@ -235,6 +256,8 @@ constexpr Metric kMetrics[] = {
      "From the start of the last test until its end was seen.", write_duration},
     {"hddtest_last_passed_timestamp_seconds", "gauge",
      "When the last test that passed was seen to have ended.", write_passed},
+    {"hddtest_tried_since_timestamp_seconds", "gauge",
+     "When the first test was begun, where none is known to have passed.", write_tried},
     {"hddtest_tests_total", "counter", "Tests that are kept in the history and have ended.",
      write_total},
 };
@@ -265,9 +288,7 @@ std::vector<LabelledDrive> labelled(const std::vector<MeasuredDrive>& drives,
 }
 
 bool is_error(const MeasuredDrive& one) {
-  if (!one.look) return false;
-  return (one.look->fault != LookFault::None && one.look->fault != LookFault::Standby) ||
-         one.look->drive.shares_identity;
+  return cannot_be_asked(one) || (one.look && one.look->drive.shares_identity);
 }
 
 }  // namespace

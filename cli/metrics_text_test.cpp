@@ -159,6 +159,33 @@ TEST(MetricsText, TellsOfTheRunningTest) {
   EXPECT_THAT(text, Not(HasSubstr("test=\"long\"")));
 }
 
+TEST(MetricsText, TellsOfNoRunningTestInADriveThatRestsOrCannotBeAsked) {
+  MeasuredDrive one = drive();
+  TestRow running;
+  running.remaining_percent = 70;
+  one.tests = {running};
+  one.look->fault = LookFault::Standby;
+  EXPECT_THAT(text_of(one), has_line("hddtest_test_running" + kLabel + "} 0"));
+  EXPECT_THAT(text_of(one), Not(HasSubstr("remaining_ratio")));
+  one.look->fault = LookFault::CannotBeReached;
+  EXPECT_THAT(text_of(one), Not(HasSubstr("hddtest_test_running")));
+  EXPECT_THAT(text_of(one), Not(HasSubstr("remaining_ratio")));
+}
+
+TEST(MetricsText, TellsSinceWhenATestIsTriedThatNeverPasses) {
+  MeasuredDrive one = drive();
+  TestRow first = test(Outcome::Aborted, TestKind::Long);
+  first.started = kNow - 900s;
+  TestRow undated = test(Outcome::Passed, TestKind::Long);
+  undated.started = undated.ended = std::nullopt;
+  one.tests = {test(Outcome::Unknown, TestKind::Long), test(Outcome::Passed), undated, first};
+  const std::string tried = "hddtest_tried_since_timestamp_seconds" + kLabel + ",test=";
+  EXPECT_THAT(text_of(one), has_line(tried + "\"long\"} 1799999100"));
+  EXPECT_THAT(text_of(one), Not(HasSubstr(tried + "\"short")));
+  one.tests.insert(one.tests.begin(), test(Outcome::Passed, TestKind::Long));
+  EXPECT_THAT(text_of(one), Not(HasSubstr(tried)));
+}
+
 TEST(MetricsText, KnowsADriveThatIsGoneByTheHistory) {
   MeasuredDrive one = drive();
   one.drive = one.look->drive;
