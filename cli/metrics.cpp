@@ -1,6 +1,8 @@
 // hddtest metrics: drives and their tests for monitoring systems.
 #include "cli/metrics.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -13,6 +15,7 @@
 #include "cli/output.h"
 #include "cli/published_file.h"
 #include "cli/test_words.h"
+#include "cli/wrong_dates.h"
 
 namespace cli {
 namespace {
@@ -63,10 +66,13 @@ MeasuredDrive measured(const ChosenDrive& chosen, DriveStatus status) {
 void add_history(DriveTests& tests, const std::vector<ChosenDrive>& chosen,
                  std::vector<MeasuredDrive>& drives) {
   std::set<std::string> present;
+  std::set<std::string> claimed;  // by drives that are known by their places
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     MeasuredDrive& one = drives[i];
     one.identity = tests.identity_of(chosen[i], *one.look);
     present.insert(one.identity);
+    if (one.look->drive.shares_identity)
+      claimed.insert(one.identity.substr(0, one.identity.rfind("\nat ")));
     one.tests = rows_of(tests.history(), one.identity);
   }
   for (const drivetest::KnownDrive& known : tests.history().drives()) {
@@ -79,9 +85,20 @@ void add_history(DriveTests& tests, const std::vector<ChosenDrive>& chosen,
     gone.identity = known.identity;
     gone.drive = known.drive;
     gone.looked = known.looked;
+    gone.is_known_by_place = claimed.contains(known.identity);
     gone.tests = rows_of(tests.history(), known.identity);
     drives.push_back(std::move(gone));
   }
+}
+
+std::size_t drop_dates_ahead(std::vector<MeasuredDrive>& drives, drivetest::Time now) {
+  std::ptrdiff_t count = 0;
+  for (MeasuredDrive& one : drives) {
+    count += std::count_if(one.tests.begin(), one.tests.end(),
+                           [&](TestRow& row) { return cli::drop_dates_ahead(row, now); });
+    if (one.looked && lies_ahead(*one.looked, now)) one.looked.reset();
+  }
+  return static_cast<std::size_t>(count);
 }
 
 int metrics(const MetricsOptions& options, bool json) {
@@ -105,7 +122,7 @@ MeasuredDrives measured_drives(DriveTests& tests) {
   std::vector<ChosenDrive> chosen = tests.choose({}, "", false);
   std::vector<DriveStatus> statuses = tests.look_at(chosen, false);
   MeasuredDrives found;
-  auto& [drives, errors, knows_tests] = found;
+  auto& [drives, errors, dated_ahead, knows_tests] = found;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     const drivetest::Look& look = statuses[i].look;
     if (look.fault != LookFault::None && look.fault != LookFault::Standby)
@@ -120,13 +137,15 @@ MeasuredDrives measured_drives(DriveTests& tests) {
     knows_tests = false;
     for (MeasuredDrive& one : drives) one.tests.clear();
   }
+  dated_ahead = drop_dates_ahead(drives, tests.time().now());
+  if (dated_ahead > 0) complain(dated_ahead_text(dated_ahead));
   if (errors == 0 && !tests.has_history()) ++errors;
   tests.tell_of_history();
   return found;
 }
 
 std::string measure(DriveTests& tests) {
-  const auto [drives, errors, knows_tests] = measured_drives(tests);
+  const auto [drives, errors, dated_ahead, knows_tests] = measured_drives(tests);
   if (!knows_tests)
     throw CommandFailure("no metrics: without the history nobody knows which drives have failed");
   const Metrics metrics = metrics_of(drives, errors);

@@ -13,8 +13,9 @@ namespace cli {
 // Drives of this machine, now or before, with their tests.
 struct MeasuredDrives {
   std::vector<MeasuredDrive> drives;
-  std::size_t errors = 0;   // faults of the history, which standard error has told
-  bool knows_tests = true;  // false: the history cannot be read, and no drive has tests here
+  std::size_t errors = 0;       // faults of the history, which standard error has told
+  std::size_t dated_ahead = 0;  // tests, by a clock that was wrong; standard error has told
+  bool knows_tests = true;      // false: the history cannot be read, and no drive has tests here
 };
 
 // Looks at all drives but those in standby, which brings the history up to date. What goes wrong

@@ -82,6 +82,17 @@ class Kept(MetricsCase):
                                        test="short"), 1740823320)
         self.assertEqual(metrics.value("hddtest_tests_total", drive=drive, outcome="passed"), 2)
 
+    def test_dates_that_lie_ahead_are_none_and_are_told(self):
+        here = {"machine_id": machine_id()}
+        ahead = dict.fromkeys(("recorded", "started", "ended"), "2099-01-01T00:00:00Z")
+        self.keep(kept_test(1, **here), kept_test(2, **ahead, **here))
+        metrics = self.read()
+        self.assertRegex(self.errors, r"\Ahddtest: one test is of later than now, by a clock .*\n\Z")
+        drive = {"drive": "wwn-0x5000c500a1b2c3d4"}
+        self.assertEqual(metrics.value("hddtest_last_passed_timestamp_seconds", test="short", **drive),
+                         1740823320)
+        self.assertEqual(metrics.value("hddtest_tests_total", outcome="passed", **drive), 2)
+
     def test_hostile_texts_forge_nothing(self):
         texts = {"identity": HOSTILE, "model": HOSTILE.replace("\n", " "), "serial_number": HOSTILE,
                  "firmware": HOSTILE, "world_wide_name": ""}

@@ -107,7 +107,7 @@ void write_info(Samples& samples, const MeasuredDrive& one) {
 }
 
 void write_present(Samples& samples, const MeasuredDrive& one) {
-  samples.add(number_of(one.look.has_value()));
+  samples.add(number_of(one.look || one.is_known_by_place));
 }
 
 void write_testable(Samples& samples, const MeasuredDrive& one) {
@@ -295,7 +295,7 @@ bool is_error(const MeasuredDrive& one) {
 
 // A drive that nobody can ask has to become overdue like any other: else it would be forgotten.
 std::optional<bool> is_testable(const MeasuredDrive& one) {
-  if (!one.look) return false;
+  if (!one.look) return one.is_known_by_place ? std::nullopt : std::optional(false);
   if (one.look->fault != LookFault::None) {
     const bool rests = one.look->fault == LookFault::Standby;
     const bool has_tested = std::any_of(

@@ -19,6 +19,9 @@ struct MeasuredDrive {
   drivetest::Drive drive;                 // what the history or the kernel tells of it
   std::optional<drivetest::Time> looked;  // when its log was last read, of a drive that is gone
   std::optional<drivetest::Look> look;    // not set: the drive is gone
+  // Of one without a look: it has not gone, but drives that are here claim to be it, and are known
+  // by their places since there are several.
+  bool is_known_by_place = false;
   bool is_stalled = false;                // the test that runs in it
   std::vector<drivetest::TestRow> tests;  // all that are kept, the newest first
 };

@@ -11,8 +11,10 @@
 #include "cli/pull.h"
 #include "cli/report_fleet.h"
 #include "cli/report_page.h"
+#include "cli/report_text.h"
 #include "cli/test_advice.h"
 #include "cli/test_words.h"
+#include "cli/wrong_dates.h"
 
 namespace cli {
 namespace {
@@ -43,6 +45,8 @@ FoundNow found_now(const MeasuredDrive& one) {
   found.is_here = one.look.has_value();
   found.is_stalled = one.is_stalled;
   found.is_testable = is_testable(one);
+  found.is_known_by_place = one.is_known_by_place;
+  found.rests = one.look && one.look->fault == LookFault::Standby;
   if (!one.look) return found;
   found.inability = one.look->inability;
   if (one.look->fault != LookFault::None && one.look->fault != LookFault::Standby)
@@ -81,6 +85,7 @@ Report report_of_this_machine() {
   std::vector<std::string> notes;
   if (measured.errors > 0)
     notes.emplace_back("The history of tests could not be read, so tests are missing here.");
+  if (measured.dated_ahead > 0) notes.push_back(sentence(dated_ahead_text(measured.dated_ahead)));
   return {machine_page(drivetest::this_host().name, std::move(drives), notes, now),
           measured.errors == 0};
 }

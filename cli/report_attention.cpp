@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "cli/report_text.h"
 #include "cli/test_words.h"
 #include "drivetest/progress.h"
 #include "drivetest/time_text.h"
@@ -21,12 +22,7 @@ using std::chrono::days;
 namespace {
 
 constexpr days kUnseen{7};
-
-std::string sentence(std::string text) {
-  if (!text.empty()) text.front() = platform::upper(text.front());
-  if (!text.ends_with('.')) text += '.';
-  return text;
-}
+constexpr days kLongestTest{14};  // longer than any drive takes, other work and pauses included
 
 std::string failed_words(const ReportedDrive& drive, const TestRow& row) {
   std::string words =
@@ -45,12 +41,18 @@ bool is_stalled(const ReportedDrive& drive, Time now, Time told) {
   drivetest::Abilities abilities;
   abilities.fill({true, std::nullopt});
   return drivetest::is_stalled(row, abilities, told) ||
+         now - row.started.value_or(row.recorded) >= kLongestTest ||
          now - row.progressed.value_or(row.started.value_or(row.recorded)) >= kUnseen;
 }
 
-std::string stalled_words(const TestRow& row) {
-  const Time since = row.progressed.value_or(row.started.value_or(row.recorded));
-  std::string words = sentence(kind_text(row) + " without progress since " + date_text(since));
+std::string stalled_words(const TestRow& row, Time now) {
+  const Time begun = row.started.value_or(row.recorded);
+  const Time since = row.progressed.value_or(begun);
+  std::string words = kind_text(row) + " without progress since " + date_text(since);
+  if (now - since < kUnseen && now - begun >= kLongestTest)
+    words = kind_text(row) + " running since " + date_text(begun) + ", longer than a test takes";
+  if (since == Time{}) words = kind_text(row) + " running since a date that is not known";
+  words = sentence(words);
   if (row.remaining_percent) words += fmt::format(" {}% remained then.", *row.remaining_percent);
   return words + " It may still end, and 'hddtest stop' ends it.";
 }
@@ -65,6 +67,10 @@ std::string overdue_text(const ReportedDrive& drive, Time now) {
   const auto long_test = drive.passed(TestKind::Long);
   const auto short_test = drive.passed(TestKind::Short);
   if (!long_test && !short_test) return "No short or long test is known to have passed.";
+  // One that was tried once, by hand, is no reason to expect another.
+  const auto tried = drive.tried(TestKind::Long);
+  if (!long_test && tried && now - tried->first >= kLongOverdue && now - tried->last < kLongOverdue)
+    return "Long tests are tried since " + date_text(tried->first) + ", and none has passed.";
   if (long_test && now - *long_test >= kLongOverdue)
     return "The last long test that passed was on " + date_text(*long_test) + ".";
   const bool is_long_test_enough = long_test && now - *long_test < kShortOverdue;
@@ -73,15 +79,27 @@ std::string overdue_text(const ReportedDrive& drive, Time now) {
          ", and no long one has since.";
 }
 
+// A drive that rests ends its test, and only a look that wakes it tells what became of it.
+bool has_rest_ended_test(const ReportedDrive& drive) {
+  return drive.running && drive.found && drive.found->rests;
+}
+
+std::string rest_words(const ReportedDrive& drive) {
+  return sentence(kind_text(*drive.running) +
+                  " running at the last look; in standby now, which ends tests");
+}
+
 std::string overdue_words(const ReportedDrive& drive, std::string words, Time told) {
   if (drive.last() && (drive.last()->outcome != Outcome::Passed || !date_of(*drive.last())))
     words += " The newest: " + dated_test_text(*drive.last()) + ".";
+  if (has_rest_ended_test(drive)) words += " " + rest_words(drive);
   if (!drive.found && told - drive.heard >= kTakenOut)
     words += " Its machine has told of other drives since: it may have been taken out.";
   return words;
 }
 
 std::string quiet_words(const ReportedDrive& drive) {
+  if (has_rest_ended_test(drive)) return rest_words(drive);
   if (drive.running) {
     std::string words = kind_text(*drive.running) + " running";
     if (drive.running->remaining_percent)
@@ -115,6 +133,11 @@ std::string dated_test_text(const TestRow& row) {
 }
 
 Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
+  constexpr const char* kByPlace =
+      "Drives here claim to be this one, and are known by their places now.";
+  const bool is_by_place = drive.found && drive.found->is_known_by_place;
+  if (is_by_place && !drive.failed()) return {Need::Former, kByPlace};
+  if (is_by_place) return {Need::Failed, failed_words(drive, *drive.failed()) + " " + kByPlace};
   const bool is_gone = drive.found && !drive.found->is_here;
   if (is_gone && drive.heard == Time{})
     return {Need::Former, "It kept no log of self-tests, and no test of it is known."};
@@ -127,7 +150,7 @@ Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
     return {Need::Gone, "It was last seen on " + date_text(drive.heard) +
                             " and is no longer in this machine. If nobody has removed it, check "
                             "cable and power."};
-  if (is_stalled(drive, now, told)) return {Need::Stalled, stalled_words(*drive.running)};
+  if (is_stalled(drive, now, told)) return {Need::Stalled, stalled_words(*drive.running, now)};
   if (drive.found && !drive.found->fault.empty())
     return {Need::Unknown, sentence("it could not be looked at: " + drive.found->fault)};
   if (drive.last() && drive.last()->outcome == Outcome::Unknown)
@@ -135,8 +158,9 @@ Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
                                " Test it again, and look while the test runs."};
   if (drive.found && drive.found->is_testable == false && drive.total() == 0)
     return {Need::Untestable, sentence(drive.found->inability)};
-  if (drive.running || !is_expected_to_be_tested(drive)) return {Need::None, quiet_words(drive)};
-  if (drive.total() == 0)
+  const bool runs = drive.running && !has_rest_ended_test(drive);
+  if (runs || !is_expected_to_be_tested(drive)) return {Need::None, quiet_words(drive)};
+  if (drive.total() == 0 && !drive.running)
     return {Need::NeverTested, "No test of it is kept. 'hddtest start' starts one."};
   if (const std::string overdue = overdue_text(drive, now); !overdue.empty())
     return {Need::Overdue, overdue_words(drive, overdue, told)};

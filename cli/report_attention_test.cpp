@@ -130,6 +130,56 @@ TEST(Attention, KnowsWhatWasFoundOfADriveOfThisMachine) {
   EXPECT_EQ(attention(running).need, Need::Stalled);
 }
 
+TEST(Attention, TakesLongTestsThatNeverPassForOverdue) {
+  const KeptTest first = test(days(41), Outcome::Aborted, TestKind::Long);
+  const KeptTest last = test(days(11), Outcome::Aborted, TestKind::Long);
+  EXPECT_EQ(attention(drive({first, last, kPassedShort})).need, Need::Overdue);
+  EXPECT_THAT(attention(drive({first, last, kPassedShort})).words,
+              HasSubstr("Long tests are tried since 2026-12-05, and none has passed."));
+  EXPECT_EQ(attention(drive({first, kPassedShort})).need, Need::None) << "by hand";
+  EXPECT_EQ(
+      attention(drive({test(days(39), Outcome::Aborted, TestKind::Long), last, kPassedShort})).need,
+      Need::None);
+  EXPECT_EQ(attention(drive({first, test(days(14), Outcome::Passed, TestKind::Long), last})).need,
+            Need::None);
+}
+
+TEST(Attention, TakesNoTestForRunningInADriveThatRests) {
+  ReportedDrive one = drive({kPassedShort, test(days(1), std::nullopt, TestKind::Long)});
+  one.found = FoundNow{
+      .is_here = true, .is_stalled = false, .is_testable = true, .inability = "", .fault = ""};
+  EXPECT_EQ(attention(one).words, "Long test running.");
+  one.found->rests = true;
+  EXPECT_EQ(attention(one).need, Need::None);
+  EXPECT_EQ(attention(one).words,
+            "Long test running at the last look; in standby now, which ends tests.");
+  ReportedDrive untested = drive({test(days(60), std::nullopt, TestKind::Long)});
+  untested.found = one.found;
+  EXPECT_EQ(attention(untested).need, Need::Overdue);
+  EXPECT_THAT(attention(untested).words, HasSubstr("in standby now, which ends tests."));
+}
+
+TEST(Attention, BelievesNoTestThatRunsLongerThanAnyTakes) {
+  KeptTest one = test(days(14), std::nullopt, TestKind::Long);
+  one.row.progressed = kNow - days(1);
+  EXPECT_EQ(attention(drive({kPassedShort, one})).need, Need::Stalled);
+  EXPECT_THAT(attention(drive({one})).words,
+              HasSubstr("Long test running since 2027-01-01, longer than a test takes."));
+  one.row.started = kNow - days(13);
+  EXPECT_EQ(attention(drive({kPassedShort, one})).need, Need::None);
+}
+
+TEST(Attention, DoesNotMissADriveThatOthersClaimToBe) {
+  ReportedDrive one = drive({kPassedShort});
+  one.found.emplace();
+  one.found->is_known_by_place = true;
+  EXPECT_EQ(attention(one).need, Need::Former);
+  EXPECT_THAT(attention(one).words, HasSubstr("known by their places"));
+  ReportedDrive failed = drive({kFailedLong});
+  failed.found = one.found;
+  EXPECT_EQ(attention(failed).need, Need::Failed);
+}
+
 TEST(Attention, KnowsADriveThatIsGoneByTheLastLookAtIt) {
   ReportedDrive one = drive({test(days(60), Outcome::Passed, TestKind::Short)});
   one.found.emplace();

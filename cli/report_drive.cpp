@@ -58,6 +58,9 @@ void ReportedDrive::add_ended(const TestRow& row) {
   if (const auto date = date_of(row)) {
     marks_.push_back({*date, row.kind, outcome});
     if (marks_.size() > kMostMarks) marks_.pop_front();
+    Tried& tried = tried_[place_of(row.kind)].emplace(
+        tried_[place_of(row.kind)].value_or(Tried{*date, *date}));
+    tried = {std::min(tried.first, *date), std::max(tried.last, *date)};
     std::optional<Time>& passed = passed_[place_of(row.kind)];
     if (outcome == Outcome::Passed) passed = std::max(passed.value_or(*date), *date);
   } else {

@@ -28,6 +28,8 @@ struct FoundNow {
   std::optional<bool> is_testable;  // not set: it rests, and nobody knows
   std::string inability;            // why no test can be started in it
   std::string fault;                // why it could not be looked at
+  bool rests = false;
+  bool is_known_by_place = false;  // not here; drives that are claim to be it
 };
 
 class ReportedDrive {
@@ -64,6 +66,14 @@ class ReportedDrive {
   std::optional<drivetest::Time> passed(drivetest::TestKind kind) const {
     return passed_[static_cast<std::size_t>(kind)];
   }
+  // When a test of the kind was tried, whatever came of it, if somebody saw it.
+  struct Tried {
+    drivetest::Time first;
+    drivetest::Time last;
+  };
+  std::optional<Tried> tried(drivetest::TestKind kind) const {
+    return tried_[static_cast<std::size_t>(kind)];
+  }
   drivetest::Time heard{};  // the last time that the history tells anything of it
 
  private:
@@ -72,6 +82,7 @@ class ReportedDrive {
   std::deque<TestMark> marks_;
   std::deque<drivetest::TestRow> listed_;
   std::array<std::optional<drivetest::Time>, drivetest::kTestKinds.size() + 1> passed_;
+  std::array<std::optional<Tried>, drivetest::kTestKinds.size() + 1> tried_;
   std::array<std::optional<drivetest::TestRow>, drivetest::kTestKinds.size() + 1> failed_;
 };
 

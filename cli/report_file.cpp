@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "cli/wrong_dates.h"
 #include "drivetest/history_json.h"
 #include "drivetest/written_line.h"
 #include "platform/words.h"
@@ -100,6 +101,7 @@ struct OneMachine {
   std::vector<ReportedDrive> drives;
   std::unordered_map<std::string, std::size_t> places;  // by identity
   std::size_t tests = 0;
+  std::size_t dated_ahead = 0;
   Time recorded{};        // the newest test
   std::string host_name;  // of that test
 };
@@ -123,13 +125,15 @@ std::tuple<int, std::size_t, Time, std::string_view> claim_of(std::string_view i
 
 }  // namespace
 
-MachineHistory read_machine(std::istream& file, std::string_view name, const FileLimits& limits) {
+MachineHistory read_machine(std::istream& file, std::string_view name, Time now,
+                            const FileLimits& limits) {
   std::unordered_map<std::string, OneMachine> machines;  // by id
   std::size_t drives = 0;
   Lines lines(file, limits);
   while (const auto line = lines.next()) {
-    const KeptTest test = test_of(*line, lines.number());
+    KeptTest test = test_of(*line, lines.number());
     OneMachine& machine = machines[test.row.machine_id];
+    if (drop_dates_ahead(test.row, now)) ++machine.dated_ahead;
     const auto [place, is_new] = machine.places.try_emplace(test.row.drive, machine.drives.size());
     if (is_new) {
       if (++drives > limits.drives)
@@ -151,6 +155,7 @@ MachineHistory read_machine(std::istream& file, std::string_view name, const Fil
   for (const auto& [id, machine] : machines)
     if (id != owner->first) history.tests_elsewhere += machine.tests;
   history.machine_id = owner->first;
+  history.dated_ahead = owner->second.dated_ahead;
   history.drives = std::move(owner->second.drives);
   for (const ReportedDrive& drive : history.drives)
     history.told = std::max(history.told, drive.heard);

@@ -30,6 +30,7 @@ struct MachineHistory {
   std::string machine_id;             // empty where the file has no test, or the machine no id
   std::vector<ReportedDrive> drives;  // in the order in which the file names them first
   std::size_t tests_elsewhere = 0;    // of other machines, which are left out
+  std::size_t dated_ahead = 0;        // tests of the machine, by a clock that was wrong
   drivetest::Time told{};             // the last time that the file tells of
 };
 
@@ -37,9 +38,9 @@ struct MachineHistory {
 // from other machines. The file is that of the machine whose host name is the file's, whole or up
 // to the first dot; of several, which is one that was set up anew, that of the newest test. Where
 // no machine is called so, it is the one with the most tests. A file that has a line with anything
-// else than a test is refused as a whole, since what is missing may be the worst. Throws
-// MachineFileError.
-MachineHistory read_machine(std::istream& file, std::string_view name,
+// else than a test is refused as a whole, since what is missing may be the worst. Dates that lie
+// ahead of `now` are taken out of the tests. Throws MachineFileError.
+MachineHistory read_machine(std::istream& file, std::string_view name, drivetest::Time now,
                             const FileLimits& limits = {});
 
 }  // namespace cli

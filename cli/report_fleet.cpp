@@ -12,6 +12,8 @@
 
 #include "cli/failure.h"
 #include "cli/output.h"
+#include "cli/report_text.h"
+#include "cli/wrong_dates.h"
 
 namespace cli {
 
@@ -51,13 +53,13 @@ std::vector<std::string> files_in(const fs::path& folder) {
   return files;
 }
 
-MachineHistory read_file(const std::string& name, const std::string& machine) {
+MachineHistory read_file(const std::string& name, const std::string& machine, Time now) {
   std::ifstream file;
   // Reads go into the reader's own, larger buffer.
   file.rdbuf()->pubsetbuf(nullptr, 0);
   file.open(name, std::ios::binary);
   if (!file) throw MachineFileError(std::generic_category().message(errno));
-  return read_machine(file, machine);
+  return read_machine(file, machine, now);
 }
 
 }  // namespace
@@ -79,6 +81,8 @@ std::string FleetReport::add(const std::string& name, MachineHistory history) {
     machine.notes.push_back(fmt::format("{} {} of other machines left out.",
                                         history.tests_elsewhere,
                                         history.tests_elsewhere == 1 ? "test" : "tests"));
+  if (history.dated_ahead > 0)
+    machine.notes.push_back(sentence(dated_ahead_text(history.dated_ahead)));
   if (history.drives.empty()) machine.notes.emplace_back("No test is kept.");
   for (ReportedDrive& drive : history.drives) {
     drive.machine = name;
@@ -128,7 +132,7 @@ Report report_of_files(const std::vector<std::string>& files, Time now) {
     // Files of one name in several folders are told apart by their folders.
     const std::string name = names.insert(machine).second ? machine : file;
     try {
-      const std::string told = fleet.add(name, read_file(file, machine));
+      const std::string told = fleet.add(name, read_file(file, machine, now));
       if (!told.empty()) complain(fmt::format("{}: {}", file, told));
     } catch (const MachineFileError& error) {
       complain(file + ": " + error.what());

@@ -42,7 +42,7 @@ std::string line(const KeptTest& test) { return json_line(test) + "\n"; }
 MachineHistory read(const std::string& text, const FileLimits& limits = {},
                     const std::string& name = "web1") {
   std::istringstream file(text);
-  return read_machine(file, name, limits);
+  return read_machine(file, name, kNow, limits);
 }
 
 std::string fault(const std::string& text, const FileLimits& limits = {}) {
@@ -108,6 +108,19 @@ TEST(MachineFile, IsElseThatOfTheMachineWithTheMostTests) {
   EXPECT_EQ(history.drives.size(), 1U);
   EXPECT_EQ(history.tests_elsewhere, 1U);
   EXPECT_EQ(read(own + line(test_on('b', "web2", days(1)))).machine_id, std::string(32, 'b'));
+}
+
+TEST(MachineFile, TakesNoDateThatLiesAhead) {
+  const MachineHistory history =
+      read(line(test("A", -days(9000))) + line(test("A", days(200), Outcome::Aborted)) +
+           line(test("B", days(3))));
+  EXPECT_EQ(history.dated_ahead, 1U);
+  EXPECT_EQ(history.told, kNow - days(3));
+  EXPECT_FALSE(history.drives[0].passed(TestKind::Long));
+  FleetReport fleet(kNow);
+  fleet.add("web1", history);
+  EXPECT_THAT(fleet.page(), HasSubstr("One test is of later than now, by a clock that was wrong"));
+  EXPECT_THAT(fleet.page(), HasSubstr("1 overdue</b>"));
 }
 
 TEST(MachineFile, IsRefusedWithTheLineThatIsWrong) {

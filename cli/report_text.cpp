@@ -1,6 +1,7 @@
 #include "cli/report_text.h"
 
 #include "platform/utf8.h"
+#include "platform/words.h"
 
 namespace cli {
 
@@ -39,6 +40,12 @@ std::string markup(std::string_view text, std::size_t most) {
     text.remove_prefix(length);
   }
   return result;
+}
+
+std::string sentence(std::string text) {
+  if (!text.empty()) text.front() = platform::upper(text.front());
+  if (!text.ends_with('.')) text += '.';
+  return text;
 }
 
 }  // namespace cli

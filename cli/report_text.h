@@ -17,4 +17,7 @@ inline constexpr std::size_t kMostShown = 200;
 // more, and a page of ours has none there.
 std::string markup(std::string_view text, std::size_t most = kMostShown);
 
+// The words with a capital at the front and a full stop at the end.
+std::string sentence(std::string text);
+
 }  // namespace cli
