@@ -51,11 +51,13 @@ class AnsibleCase(unittest.TestCase):
         place.parent.mkdir(parents=True)
         return place
 
-    def play_machine(self, name, drives, programs, standin, tools=None):
+    def play_machine(self, name, drives, programs, standin, tools=None, events=()):
         """Its folder of programs; the clock goes on while they wait. `tools` are the texts of programs that take
-        the place of real ones."""
+        the place of real ones; `events` are what has happened to the drives."""
         stage = Stage(Life(None, drives, tools or {}, pace=60), programs, standin)
         self.addCleanup(stage.close)
+        for words in events:
+            stage.event(*words)
         settings = [f"export {key}='{value}'" for key, value in stage.environment.items()
                     if os.environ.get(key) != value]
         (stage.folder / "fleet").mkdir()

@@ -88,13 +88,16 @@ class Playbooks(AnsibleCase):
         refusing.chmod(0o755)
         for number in numbers:
             name, more, place, drives = f"m{number:02}", "", nowhere, {"disk": disk(number)}
-            tools = {}
+            tools, events = {}, []
             if number in range(3, 9):
                 drives["disk"] += ["result 7", "result_lba 4711"]
                 self.wanted[name] = (False, "1 failed; /dev/sda: ")
             elif number in (14, 15):
                 tools["smartctl"] = "echo broken >&2\nexit 1\n"
                 self.wanted[name] = (False, "1 not-asked; /dev/sda: ")
+            elif number == 16:
+                events.append(("start", "disk", "long"))  # by another program
+                self.wanted[name] = (True, "1 running")
             elif number in range(10, 14):
                 drives = {}
                 self.wanted[name] = (True, "no drive to test")
@@ -112,7 +115,7 @@ class Playbooks(AnsibleCase):
             else:
                 self.wanted[name] = (True, "1 passed")
             if drives is not None:
-                place = self.play_machine(name, drives, PROGRAMS, STANDIN, tools)
+                place = self.play_machine(name, drives, PROGRAMS, STANDIN, tools, events)
             lines.append(f"{name}{more} ansible_async_dir={self.folder}/async-{name} "
                          f"hddtest_environment=\"{{'PATH': '{place}:/usr/bin:/bin', 'TMPDIR': '{temporary}'}}\"")
         for rack in range(10):
@@ -149,7 +152,7 @@ class Playbooks(AnsibleCase):
         self.assertIn(most, range(2, 9))
 
         status, output = self.ansible("-f", "10", "hddtest.fleet.gather")
-        tests = {name: (True, "tests: 1") if text in ("1 passed", "1 failed; /dev/sda: ") else
+        tests = {name: (True, "tests: 1") if text in ("1 passed", "1 running", "1 failed; /dev/sda: ") else
                  (True, "no tests are kept") if is_good or text.startswith("1 not-asked") else (is_good, text)
                  for name, (is_good, text) in self.wanted.items()}
         self.expect_told(output, tests)
@@ -188,6 +191,17 @@ class Playbooks(AnsibleCase):
         status, output = self.ansible("hddtest.fleet.gather")
         self.assertEqual(self.told(output), {"m00": (True, "no tests are kept")}, output)
         self.assertIn("fleet.html", output.partition("TASK [Tell of the report]")[2])
+        self.assertEqual(status, 2, output)
+
+    def test_upgrade_tells_why_it_did_nothing(self):
+        self.play([0, 21, 23])
+        bad = {name: self.wanted[name] for name in ("m21", "m23")}
+        status, output = self.ansible("-e", '{"hddtest_packages": []}', "hddtest.fleet.upgrade")
+        self.expect_told(output, {"m00": (True, "hddtest "), **bad})
+        self.assertEqual(status, 2, output)
+        # In check mode, since the machine is this one.
+        status, output = self.ansible("--check", "-e", '{"hddtest_packages": ["absent.deb"]}', "hddtest.fleet.upgrade")
+        self.expect_told(output, {"m00": (False, "Could not find or access 'absent.deb'"), **bad})
         self.assertEqual(status, 2, output)
 
     def test_check_mode_tests_nothing(self):

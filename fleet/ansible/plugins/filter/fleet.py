@@ -51,7 +51,7 @@ def fault(result):
     # Ansible did not come so far as to start the command, or the task has none.
     if "module_stderr" in result or ("rc" not in result and (result.get("failed") or message)):
         return (_last_line(result.get("module_stderr")) or _last_line(result.get("module_stdout")) or
-                _last_line(message))
+                message.strip().partition("\n")[0])
     return ""
 
 
