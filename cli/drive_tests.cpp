@@ -26,7 +26,32 @@ namespace {
 // Drives that are asked at a time: those of a full enclosure, since most of a look is waiting.
 constexpr std::size_t kAtOnce = 24;
 
-std::string text_of(const Place& place) { return place.device + "\n" + place.type; }
+std::string text_of(const Place& place) {
+  return place.device + "\n" + drivetest::member_type(place.type);
+}
+
+// A type of the user's own takes the place of what smartctl has found for the drives that are
+// named. Which drives these are.
+std::vector<std::size_t> take_type(std::vector<FoundDrive>& found,
+                                   const std::vector<std::string>& names, const std::string& type) {
+  std::set<std::size_t> numbers;
+  for (const std::string& name : names) {
+    const std::optional<Place> place = place_named(found, name, type);
+    for (std::size_t number = 0; place && number < found.size(); ++number)
+      if (text_of(found[number].drive.place) == text_of(*place)) numbers.insert(number);
+  }
+  for (const std::size_t number : numbers) found[number].drive.place.type = type;
+  return {numbers.begin(), numbers.end()};
+}
+
+// Whether the drive tells nothing of which drive it is. One that a bridge keeps from answering is
+// not told by the bridge's serial number.
+bool is_silent(const Look& look) {
+  const Drive& drive = look.drive;
+  const bool is_unreached = look.fault == LookFault::CannotBeReached;
+  return drive.claimed_identity().empty() &&
+         (drive.serial_number.empty() || (is_unreached && drive.is_on_usb));
+}
 
 // Where the kernel shows the drive: /dev/nvme0 and /dev/nvme0n1, or both of two paths.
 std::vector<std::string> nodes_of(const FoundDrive& found) {
@@ -120,6 +145,8 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
   survey.looks.resize(survey.found.size());
   if (names.empty() && ahead == LooksAhead::AtAll)
     look_at(survey, all_of(survey.found.size()), wake);
+  else if (!type.empty())
+    look_at(survey, take_type(survey.found, names, type), wake);
   std::string apart = tell_apart(survey);
   const auto is_found = [&](const std::string& name) {
     return place_named(survey.found, name, type).has_value();
@@ -190,24 +217,65 @@ std::string DriveTests::tell_apart(Survey& survey) {
     if (std::none_of(doubtful.begin(), doubtful.end(), is_unseen)) break;
     look_at(survey, doubtful, false);
   }
-  std::string names;
-  for (const Place& place : join_paths(survey.found, survey.looks))
-    if (drives_.keep_apart(place)) names += listed(place, survey.found);
+  std::string names = keep_apart(survey.found, survey.looks);
+  names += tell_from_silent(survey);
   keep_apart_beside_silent(survey);
   for (std::optional<Look>& look : survey.looks)
     if (look) look->drive.shares_identity = drives_.is_apart(look->drive.place);
   return names;
 }
 
+std::string DriveTests::keep_apart(std::vector<FoundDrive>& found,
+                                   std::vector<std::optional<Look>>& looks) {
+  std::string names;
+  for (const Place& place : join_paths(found, looks))
+    if (drives_.keep_apart(place)) names += listed(place, found);
+  return names;
+}
+
+// A drive behind a bridge that smartctl does not know answers only to a type that its user has
+// given. Where the one that claims an identity was there before, it is asked with the type of then.
+std::string DriveTests::tell_from_silent(const Survey& survey) {
+  Survey asked = survey;
+  for (std::size_t number = 0; number < survey.found.size(); ++number) {
+    const std::optional<Look>& look = survey.looks[number];
+    if (!look || look->fault != LookFault::CannotBeReached || !is_silent(*look)) continue;
+    for (const std::optional<Look>& other : survey.looks) {
+      if (!other || other->fault != LookFault::None || is_silent(*other)) continue;
+      const std::optional<Place> place = known_place(survey.found[number], other->drive);
+      if (place) asked.looks[number] = drives_.look(*place, false);
+    }
+  }
+  return keep_apart(asked.found, asked.looks);
+}
+
+// Where the history has last seen a test of what the claimant claims to be, if that is the place of
+// the silent drive and has a type of its own.
+std::optional<Place> DriveTests::known_place(const FoundDrive& silent, const Drive& claimant) {
+  std::optional<Place> known;
+  const std::string& device = silent.drive.place.device;
+  Drive at_place = claimant;
+  at_place.shares_identity = true;
+  at_place.place = silent.drive.place;
+  try {
+    for (const std::string& identity : {claimant.claimed_identity(), at_place.identity()})
+      for (const drivetest::KeptTest& test : history().of_drive(identity, 1))
+        if (test.row.place.device == device && !test.row.place.type.empty()) known = test.row.place;
+  } catch (const drivetest::HistoryError&) {
+    return std::nullopt;  // the keeper meets the same, and tells it
+  }
+  return known;
+}
+
 // A drive in standby that the kernel does not know may claim what another one does. Then the other
 // is known by its place if it was before.
 void DriveTests::keep_apart_beside_silent(const Survey& survey) {
-  const auto is_silent = [](const std::optional<Look>& look) {
-    return look && look->drive.claimed_identity().empty() && look->drive.serial_number.empty();
+  const auto is_told_silent = [](const std::optional<Look>& look) {
+    return look && is_silent(*look);
   };
-  if (std::none_of(survey.looks.begin(), survey.looks.end(), is_silent)) return;
+  if (std::none_of(survey.looks.begin(), survey.looks.end(), is_told_silent)) return;
   for (const std::optional<Look>& look : survey.looks)
-    if (look && !is_silent(look) && was_apart(look->drive)) drives_.keep_apart(look->drive.place);
+    if (look && !is_silent(*look) && was_apart(look->drive)) drives_.keep_apart(look->drive.place);
 }
 
 bool DriveTests::was_apart(Drive drive) {

@@ -33,7 +33,8 @@ struct ChosenDrive {
 // Drives that claim to be one and the same are known by their places, wherever they are looked at.
 class DrivesApart : public drivetest::DriveAccess {
  public:
-  // From now on the drive at that place is known by it; whether that is new.
+  // From now on the drive at that place is known by it, whatever type says how it is reached;
+  // whether that is new.
   bool keep_apart(const drivetest::Place& place);
   bool is_apart(const drivetest::Place& place);
 
@@ -51,7 +52,7 @@ class DrivesApart : public drivetest::DriveAccess {
  private:
   drivetest::Tools tools_;
   std::mutex lock_;
-  std::set<std::string> apart_;  // devices with their types
+  std::set<std::string> apart_;  // devices, with the types that choose among drives
 };
 
 // The machine's clock.
@@ -129,6 +130,11 @@ class DriveTests {
   };
   void look_at(Survey& survey, std::vector<std::size_t> numbers, bool wake);
   std::string tell_apart(Survey& survey);
+  std::string keep_apart(std::vector<drivetest::FoundDrive>& found,
+                         std::vector<std::optional<drivetest::Look>>& looks);
+  std::string tell_from_silent(const Survey& survey);
+  std::optional<drivetest::Place> known_place(const drivetest::FoundDrive& silent,
+                                              const drivetest::Drive& claimant);
   void keep_apart_beside_silent(const Survey& survey);
   bool was_apart(drivetest::Drive drive);
   static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);

@@ -15,17 +15,6 @@ namespace {
 
 using inventory::Sysfs;
 
-// With these -d types the device is that of a controller, or a bridge of several drives.
-constexpr std::array<std::string_view, 10> kTypesOfControllers = {
-    "megaraid", "cciss",   "areca",  "3ware",  "aacraid",
-    "hpt",      "sssraid", "jmb39x", "jms56x", "usbasm1352r"};
-
-bool is_behind_controller(const Place& place) {
-  return std::any_of(
-      kTypesOfControllers.begin(), kTypesOfControllers.end(),
-      [&](std::string_view type) { return place.type.find(type) != place.type.npos; });
-}
-
 // The nodes of the drive's blocks, such as /dev/sda, and for NVMe those of its name spaces.
 std::vector<std::string> block_devices(const Sysfs& sysfs, const Place& place) {
   std::vector<std::string> nodes;
@@ -80,7 +69,7 @@ void add_enclosure(const Sysfs& sysfs, const std::string& node, Bay& bay) {
 }  // namespace
 
 std::optional<Bay> bay_of(const Place& place) {
-  if (is_behind_controller(place)) return std::nullopt;
+  if (!member_type(place.type).empty()) return std::nullopt;
   const Sysfs sysfs;
   Bay bay;
   for (const std::string& node : block_devices(sysfs, place)) {

@@ -1,6 +1,8 @@
 #include "drivetest/drive.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 
 #include "drivetest/name_table.h"
 
@@ -22,6 +24,18 @@ std::string_view name_of(TestKind kind) { return name_in(kKinds, kind); }
 std::optional<Protocol> protocol_named(std::string_view name) { return named_in(kProtocols, name); }
 std::optional<TestKind> test_kind_named(std::string_view name) { return named_in(kKinds, name); }
 
+std::string member_type(const std::string& type) {
+  // The device is that of a controller, or of a bridge of several drives.
+  constexpr std::array<std::string_view, 14> kControllers = {
+      "megaraid",     "cciss",        "areca",          "3ware",         "aacraid",
+      "hpt",          "sssraid",      "jmb39x",         "jms56x",        "usbasm1352r",
+      "usbjmicron,0", "usbjmicron,1", "usbjmicron,x,0", "usbjmicron,x,1"};
+  for (const std::string_view controller : kControllers)
+    if (const std::size_t found = type.find(controller); found != type.npos)
+      return type.substr(found, type.find('+', found) - found);
+  return {};
+}
+
 std::string Drive::claimed_identity() const {
   if (!world_wide_name.empty()) return world_wide_name;
   if (model.empty() || serial_number.empty()) return {};
@@ -35,7 +49,8 @@ std::string Drive::claimed_identity() const {
 std::string Drive::identity() const {
   std::string identity = claimed_identity();
   if (!identity.empty() && !shares_identity) return identity;
-  return identity + "\nat " + place.device + (place.type.empty() ? "" : " -d " + place.type);
+  const std::string member = member_type(place.type);
+  return identity + "\nat " + place.device + (member.empty() ? "" : " -d " + member);
 }
 
 }  // namespace drivetest

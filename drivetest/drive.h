@@ -33,6 +33,10 @@ struct Place {
   bool operator==(const Place&) const = default;
 };
 
+// The part of a -d type that chooses one of several drives which share a device: "megaraid,5" of
+// "sat+megaraid,5". Empty: the type says only how the drive is reached.
+std::string member_type(const std::string& type);
+
 // What a drive says of itself. Texts are as the drive gives them without blanks at the ends, valid
 // UTF-8 and otherwise unchecked: escape them before a terminal or a page sees them. Empty: not
 // told.
@@ -61,7 +65,7 @@ struct Drive {
   std::string claimed_identity() const;
 
   // By what the history knows the drive: what it claims to be or, where that is nothing or not its
-  // alone, also its place.
+  // alone, also its place. A type that only says how the drive is reached is no part of it.
   std::string identity() const;
 };
 

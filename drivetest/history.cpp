@@ -64,14 +64,51 @@ Drive unnamed(Drive drive) {
   return drive;
 }
 
-// What is known of the drive by model and serial number is known by its NGUID from now on.
-void name_drive(Database& database, std::string_view machine_id, const Drive& drive, Time now) {
-  const auto before = find_drive(database, machine_id, unnamed(drive).identity());
+// By what else the drive may have been known: by model and serial number before its NGUID could be
+// read, and by its place with a type that only says how it is reached.
+std::vector<std::string> former_identities(const Drive& drive) {
+  std::vector<std::string> former;
+  if (has_nguid(drive)) former.push_back(unnamed(drive).identity());
+  const std::string identity = drive.identity();
+  if (identity != drive.claimed_identity() && member_type(drive.place.type) != drive.place.type)
+    former.push_back(identity + " -d " + drive.place.type);
+  return former;
+}
+
+// What is known of the drive by a former name is known by its own from now on.
+void name_drive(Database& database, std::string_view machine_id, const std::string& former,
+                const Drive& drive, Time now) {
+  const auto before = find_drive(database, machine_id, former);
   if (!before) return;
   if (const auto named = find_drive(database, machine_id, drive.identity()))
     return join_drives(database, *before, *named, now);
   database.run("UPDATE drives SET identity = ?, world_wide_name = ? WHERE number = ?",
                drive.identity(), drive.world_wide_name, *before);
+}
+
+// The test that was begun in a drive before it was seen that another one claims to be the same; not
+// set where the other may have begun it.
+std::optional<KeptTest> running_before_apart(Database& database, std::string_view machine_id,
+                                             const Drive& drive) {
+  if (!drive.shares_identity) return std::nullopt;
+  const auto claimed = find_drive(database, machine_id, drive.claimed_identity());
+  const auto number = claimed ? running_number(database, *claimed) : std::nullopt;
+  if (!number) return std::nullopt;
+  KeptTest test = read_known_test(database, *number);
+  return test.row.place.device == drive.place.device ? std::optional(std::move(test))
+                                                     : std::nullopt;
+}
+
+// The test goes on as that of the drive at its place, which is told from the log of before it.
+void take_running(Database& database, const Drive& drive, KeptTest test, Time now) {
+  const auto claimed = find_drive(database, test.row.machine_id, drive.claimed_identity()).value();
+  const std::optional<std::vector<LogEntry>> log = read_state(database, claimed).log;
+  test.drive = drive;
+  test.row.drive = drive.identity();
+  const std::int64_t apart = keep_drive(database, test);
+  if (running_number(database, apart)) return;
+  database.run("UPDATE tests SET drive = ? WHERE number = ?", apart, test.row.number);
+  if (log) keep_log_seen(database, apart, *log, now);
 }
 
 // The drive of a row, which tells by its identity whether another claims to be the same.
@@ -162,14 +199,23 @@ void History::explain(const TestRow& row) {
 }
 
 void History::recognise(const Drive& drive) {
-  if (!has_nguid(drive)) return;
-  bool has_former = false;
+  const std::vector<std::string> former = former_identities(drive);
+  if (former.empty() && !drive.shares_identity) return;
+  const std::string& machine_id = options_.host.machine_id;
+  bool is_needed = false;
   read([&] {
-    has_former =
-        find_drive(*database_, options_.host.machine_id, unnamed(drive).identity()).has_value();
+    is_needed = running_before_apart(*database_, machine_id, drive).has_value() ||
+                std::ranges::any_of(former, [&](const std::string& identity) {
+                  return find_drive(*database_, machine_id, identity).has_value();
+                });
   });
-  if (has_former)
-    write([&] { name_drive(*database_, options_.host.machine_id, drive, options_.clock()); });
+  if (!is_needed) return;
+  write([&] {
+    for (const std::string& identity : former)
+      name_drive(*database_, machine_id, identity, drive, options_.clock());
+    if (auto test = running_before_apart(*database_, machine_id, drive))
+      take_running(*database_, drive, *std::move(test), options_.clock());
+  });
 }
 
 std::string History::identity_of(const Drive& drive) {
@@ -348,7 +394,8 @@ History::Import History::import(const KeptTest& test) {
   const Drive imported = kept_drive(test);
   const auto take = [&] {
     if (has_nguid(imported) && imported.identity() == test.row.drive)
-      name_drive(*database_, test.row.machine_id, imported, options_.clock());
+      name_drive(*database_, test.row.machine_id, unnamed(imported).identity(), imported,
+                 options_.clock());
     const auto known =
         number_of(database_->query("SELECT number FROM tests WHERE id = ?", test.row.id));
     if (!known) {

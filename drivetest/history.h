@@ -84,7 +84,8 @@ class History {
 
   // An NVMe drive that has told its NGUID, and that the history knew by model and serial number
   // before that could be read, is known by the NGUID from now on, with all its tests. Where both
-  // names are known, see joined_drives.h.
+  // names are known, see joined_drives.h. A test that runs in a drive which shares its identity,
+  // and was begun before that was seen, becomes that of the drive at its place.
   void recognise(const Drive& drive);
   // By what the history knows the drive, after that. Where the history cannot be written, this may
   // still be model and serial number.

@@ -59,12 +59,26 @@ TEST(Identity, IsWhatTheDriveSaysOfItself) {
 
 TEST(Identity, HasThePlaceWhereTheDriveSaysNothingOrAnotherSaysTheSame) {
   Drive drive;
-  drive.place = {"/dev/sda", "sat"};
-  EXPECT_EQ(drive.identity(), "\nat /dev/sda -d sat");
+  drive.place = {"/dev/sda", ""};
+  EXPECT_EQ(drive.identity(), "\nat /dev/sda");
   drive.world_wide_name = "wwn-0x5000000000000001";
   drive.shares_identity = true;
-  EXPECT_EQ(drive.identity(), "wwn-0x5000000000000001\nat /dev/sda -d sat");
+  EXPECT_EQ(drive.identity(), "wwn-0x5000000000000001\nat /dev/sda");
   EXPECT_EQ(drive.claimed_identity(), "wwn-0x5000000000000001");
+}
+
+TEST(Identity, HasTheTypeOnlyWhereThatChoosesAmongDrives) {
+  const auto identity_of = [](const std::string& type) {
+    Drive drive;
+    drive.place = {"/dev/sda", type};
+    return drive.identity();
+  };
+  for (const char* const type : {"sat", "sat,12", "scsi", "usbjmicron,x", "sntjmicron,1"})
+    EXPECT_EQ(identity_of(type), "\nat /dev/sda") << type;
+  for (const char* const type : {"megaraid,5", "cciss,1", "areca,3/2", "usbjmicron,1"})
+    EXPECT_EQ(identity_of(type), std::string("\nat /dev/sda -d ") + type);
+  EXPECT_EQ(identity_of("sat+megaraid,5"), identity_of("megaraid,5"));
+  EXPECT_EQ(identity_of("areca,3/2+sat"), identity_of("areca,3/2"));
 }
 
 }  // namespace
