@@ -72,9 +72,9 @@ class Busy(unittest.TestCase):
         self.let_a_test_fail()
         self.call(1, "status")
         (self.stage.folder / "history").chmod(0o777)
-        metrics, _ = self.call(0, "metrics")
-        self.assertNotIn("hddtest_tests_total{", metrics)
-        self.assertIn("hddtest_scrape_errors 1\n", metrics)
+        metrics, errors = self.call(3, "metrics")
+        self.assertEqual(metrics, "")
+        self.assertIn("no metrics: without the history nobody knows which drives have failed", errors)
 
 
 if __name__ == "__main__":
