@@ -83,7 +83,8 @@ std::string FleetReport::add(const std::string& name, MachineHistory history) {
                                         history.tests_elsewhere == 1 ? "test" : "tests"));
   if (history.dated_ahead > 0)
     machine.notes.push_back(sentence(dated_ahead_text(history.dated_ahead)));
-  if (history.drives.empty()) machine.notes.emplace_back("No test is kept.");
+  if (history.drives.empty())
+    machine.notes.emplace_back("No test is in its file: none is kept, or it was not fetched.");
   for (ReportedDrive& drive : history.drives) {
     drive.machine = name;
     Attention attention = attention_of(drive, now_, history.told);
