@@ -127,8 +127,11 @@ ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
   for (std::size_t number = 0; number < survey.found.size(); ++number) {
     const Drive& one = survey.found[number].drive;
     const bool is_first = drive.known.place.device.empty();
-    if (one.place == place || (is_first && one.place.device == place->device)) {
+    if (text_of(one.place) == text_of(*place)) {
       drive.known = one;
+      drive.nodes = nodes_of(survey.found[number]);
+    } else if (is_first && one.place.device == place->device) {
+      drive.known.place = one.place;
       drive.nodes = nodes_of(survey.found[number]);
     }
     if (one.place == place && survey.looks[number])
@@ -176,7 +179,16 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
 SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
   std::optional<SeenLook> seen = std::exchange(drive.seen, std::nullopt);
   const bool is_asleep = seen && seen->look.fault == LookFault::Standby;
-  if (!seen || (wake && is_asleep)) return keeper_.see(drive.place, wake);
+  if (!seen || (wake && is_asleep)) seen = keeper_.see(drive.place, wake);
+  if (seen->look.fault != LookFault::None) {
+    try {
+      keeper_.with_history([&](drivetest::History& history) {
+        seen->look.drive = recognised(history, drive, seen->look);
+      });
+    } catch (const drivetest::HistoryError&) {
+      // The keeper meets the same, and tells it.
+    }
+  }
   return *std::move(seen);
 }
 
@@ -202,6 +214,7 @@ void DriveTests::look_at(Survey& survey, std::vector<std::size_t> numbers, bool 
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     std::string& serial_number = survey.found[numbers[i]].drive.serial_number;
     if (!looks[i].drive.serial_number.empty()) serial_number = looks[i].drive.serial_number;
+    if (looks[i].fault == LookFault::None) answered_.insert(looks[i].drive.claimed_identity());
     survey.looks[numbers[i]] = std::move(looks[i]);
   }
 }
@@ -311,20 +324,57 @@ std::string DriveTests::identity_of(ChosenDrive& drive) {
   return identity_of(drive, look_of(drive, false).look);
 }
 
-// A drive that says nothing, as in standby, is known by what the kernel knows of it or, where that
-// is but the serial number, by the only drive that was seen here and has it.
 std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
   if (look.fault == LookFault::None) return history().identity_of(look.drive);
-  Drive known = drive.known;
-  known.place = drive.place;
-  known.shares_identity = drives_.is_apart(drive.place);
-  if (!known.claimed_identity().empty() || known.serial_number.empty()) return known.identity();
-  std::set<std::string> seen;
-  for (const drivetest::KnownDrive& one : history().drives())
-    if (one.drive.serial_number == known.serial_number &&
-        (!known.shares_identity || one.identity.ends_with(known.identity())))
-      seen.insert(one.identity);
-  return seen.size() == 1 ? *seen.begin() : known.identity();
+  return recognised(history(), drive, look).identity();
+}
+
+// A drive that does not answer, as in standby, is known by what it says all the same and by what
+// the kernel knows of it or, where that is not its name, by the drive that was seen here and fits.
+Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& chosen,
+                             const Look& look) {
+  Drive told = look.drive;
+  for (std::string Drive::*const text :
+       {&Drive::world_wide_name, &Drive::serial_number, &Drive::model})
+    if ((told.*text).empty()) told.*text = chosen.known.*text;
+  told.place = chosen.place;
+  told.shares_identity = told.shares_identity || drives_.is_apart(chosen.place);
+  if (!told.world_wide_name.empty()) return told;
+  std::optional<Drive> known = known_drive(history, told);
+  if (!known) return told;
+  known->is_on_usb = told.is_on_usb;
+  return *std::move(known);
+}
+
+// The only drive of this machine that has the serial number, and the model where that is told. Of a
+// drive that tells nothing, behind a controller, the one that was tested last at its place.
+std::optional<Drive> DriveTests::known_drive(drivetest::History& history, const Drive& told) {
+  const std::vector<drivetest::KnownDrive> drives = history.drives();
+  std::set<std::string> fitting;
+  if (!told.serial_number.empty()) {
+    Drive nameless;
+    nameless.place = told.place;
+    for (const drivetest::KnownDrive& one : drives)
+      if (one.drive.serial_number == told.serial_number &&
+          (told.model.empty() || one.drive.model == told.model) &&
+          (!told.shares_identity || one.identity.ends_with(nameless.identity())))
+        fitting.insert(one.identity);
+  } else if (!drivetest::member_type(told.place.type).empty()) {
+    const std::string machine_id = drivetest::this_host().machine_id;
+    std::optional<TestRow> newest;
+    for (const drivetest::KeptTest& test : history.last_of_each_drive())
+      if (test.row.machine_id == machine_id && text_of(test.row.place) == text_of(told.place) &&
+          !answered_.contains(test.row.drive) && (!newest || newest->recorded < test.row.recorded))
+        newest = test.row;
+    if (newest) fitting.insert(newest->drive);
+  }
+  if (fitting.size() != 1) return std::nullopt;
+  const auto known = std::ranges::find(drives, *fitting.begin(), &drivetest::KnownDrive::identity);
+  if (known == drives.end()) return std::nullopt;
+  Drive drive = known->drive;
+  drive.place = told.place;
+  drive.shares_identity = known->identity != drive.claimed_identity();
+  return drive.identity() == known->identity ? std::optional(drive) : std::nullopt;
 }
 
 std::optional<TestRow> DriveTests::newest(const ChosenDrive& drive, const DriveStatus& status) {
@@ -370,6 +420,14 @@ void DriveTests::tell_of_history() {
              fault);
   if (!history_) return;
   for (const std::string& note : history_->take_notes()) complain(note);
+}
+
+std::vector<ChosenDrive> each_once(std::vector<ChosenDrive> drives) {
+  std::set<std::string> places;
+  std::erase_if(drives, [&](const ChosenDrive& drive) {
+    return drive.reason.empty() && !places.insert(text_of(drive.place)).second;
+  });
+  return drives;
 }
 
 void at_once(std::size_t count, const std::function<void(std::size_t)>& work) {

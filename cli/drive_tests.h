@@ -80,7 +80,8 @@ class DriveTests {
   std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type,
                                   bool wake, LooksAhead ahead = LooksAhead::AtAll);
 
-  // The look at a drive that was chosen: the one that was taken, the first time.
+  // The look at a drive that was chosen: the one that was taken, the first time. What a drive that
+  // does not answer leaves untold of itself is what the history knows of it.
   drivetest::SeenLook look_of(ChosenDrive& drive, bool wake);
 
   // Of a device that is tested by its name alone: with its type where other drives claim to be the
@@ -133,6 +134,10 @@ class DriveTests {
   std::string keep_apart(std::vector<drivetest::FoundDrive>& found,
                          std::vector<std::optional<drivetest::Look>>& looks);
   std::string tell_from_silent(const Survey& survey);
+  drivetest::Drive recognised(drivetest::History& history, const ChosenDrive& chosen,
+                              const drivetest::Look& look);
+  std::optional<drivetest::Drive> known_drive(drivetest::History& history,
+                                              const drivetest::Drive& told);
   std::optional<drivetest::Place> known_place(const drivetest::FoundDrive& silent,
                                               const drivetest::Drive& claimant);
   void keep_apart_beside_silent(const Survey& survey);
@@ -140,11 +145,15 @@ class DriveTests {
   static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
 
   DrivesApart drives_;
+  std::set<std::string> answered_;  // what the drives claim to be that have said so
   SystemTime time_;
   std::unique_ptr<drivetest::History> history_;
   std::optional<drivetest::HistoryError> no_history_;  // why it cannot be opened
   drivetest::Keeper keeper_;
 };
+
+// The drives without those that stand there already by another of their names.
+std::vector<ChosenDrive> each_once(std::vector<ChosenDrive> drives);
 
 // Does the work for each index, several at once; returns when all is done. What one throws is
 // thrown here, once the others have ended.

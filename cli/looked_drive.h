@@ -18,8 +18,8 @@ struct LookedDrive {
   drivetest::DriveStatus status;
   std::optional<drivetest::TestRow> last;   // the newest that the history has, running or ended
   std::optional<drivetest::TestRow> ended;  // the newest that has ended
-  // The newest that failed, where no later one of its kind, or of the long kind for a short one,
-  // has passed. Of the last hundred tests.
+  // The newest that failed, where none has passed since that makes up for it, as
+  // TestRow::answers_failure has it. Of the last hundred tests.
   std::optional<drivetest::TestRow> failed;
 
   // A drive in standby is asked nothing, which is what its user wants.

@@ -134,7 +134,7 @@ int start(const StartOptions& options, bool json) {
   const bool was_named = !options.devices.empty();
   DriveTests tests;
   std::vector<Started> all;
-  for (ChosenDrive& drive : tests.choose(options.devices, options.type, options.wake))
+  for (ChosenDrive& drive : each_once(tests.choose(options.devices, options.type, options.wake)))
     all.push_back({std::move(drive), {}});
   at_once(all.size(), [&](std::size_t i) {
     Started& one = all[i];

@@ -30,10 +30,11 @@ constexpr const char* kFooter =
     "stop' ends it. Below the list stands what to do about a drive that failed, with all\n"
     "that tells which one to pull, or whose test was aborted. Tests by another program or\n"
     "person are shown as such; drives do not tell who it was.\n"
-    "Exit status: 3 if a drive could not be looked at or the result of its last test is not\n"
-    "known, else 1 if a test of one has failed and none has passed since that makes up for\n"
-    "it, which is one of its kind or, for a short one, a long one; else 2 if one's was\n"
-    "aborted, else 0, also where a test runs or none is known.";
+    "Exit status: 3 if a drive could not be looked at, else 1 if a test of one has failed and\n"
+    "none has passed since that makes up for it, which is one of its kind or, for all but\n"
+    "conveyance tests, a long one. Of the other drives the last test counts: 3 if the result\n"
+    "of one is not known, which outranks 1, 2 if one was aborted, else 0, also where a test\n"
+    "runs or none is known.";
 
 std::string table(const std::vector<LookedDrive>& all, bool has_history, const Output& output) {
   std::vector<std::vector<TableCell>> rows;

@@ -1,4 +1,5 @@
 // hddtest stop: ends tests that run in drives.
+#include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -48,6 +49,23 @@ std::string_view word_of(const StopOutcome& outcome) {
   return "not-stopped";
 }
 
+// A test that another process has begun, and that the drive does not show yet.
+bool may_be_starting(const StopOutcome& outcome) {
+  return outcome.result == StopResult::NothingRuns && outcome.status.running &&
+         !outcome.status.running->looked;
+}
+
+StopOutcome stopped(DriveTests& tests, ChosenDrive& drive, bool wake) {
+  constexpr std::chrono::seconds kBetweenLooks(1);
+  constexpr int kLooksForStart = 10;
+  StopOutcome outcome = tests.keeper().stop(tests.look_of(drive, wake), wake);
+  for (int looks = 1; looks < kLooksForStart && may_be_starting(outcome); ++looks) {
+    tests.time().wait(kBetweenLooks);
+    outcome = tests.keeper().stop(tests.look_of(drive, wake), wake);
+  }
+  return outcome;
+}
+
 std::string line(const std::string& name, const StopOutcome& outcome, bool has_history) {
   const bool rests = outcome.status.look.fault == drivetest::LookFault::Standby;
   if (outcome.result == StopResult::NothingRuns)
@@ -80,11 +98,12 @@ int stop(const StopOptions& options, bool json) {
   if (options.devices.empty())
     throw WrongCommandLine("name the drives whose tests are to be stopped");
   DriveTests tests;
-  std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type, options.wake);
+  std::vector<ChosenDrive> drives =
+      each_once(tests.choose(options.devices, options.type, options.wake));
   std::vector<StopOutcome> outcomes(drives.size());
   at_once(drives.size(), [&](std::size_t i) {
     if (drives[i].reason.empty())
-      outcomes[i] = tests.keeper().stop(tests.look_of(drives[i], options.wake), options.wake);
+      outcomes[i] = stopped(tests, drives[i], options.wake);
     else
       outcomes[i].reason = drives[i].reason;
   });
@@ -93,7 +112,8 @@ int stop(const StopOptions& options, bool json) {
   for (std::size_t i = 0; i < drives.size(); ++i) {
     StopOutcome& outcome = outcomes[i];
     const drivetest::LookFault fault = outcome.status.look.fault;
-    // A drive that rests tests nothing.
+    // Nobody knows of a test in a drive that rests, and it is not woken for nothing. One that runs
+    // as far as is known may go on behind a bridge that rests.
     if (fault == drivetest::LookFault::Standby && !outcome.status.running)
       outcome.result = StopResult::NothingRuns;
     else if (fault != drivetest::LookFault::None)

@@ -20,8 +20,8 @@ std::optional<std::chrono::seconds> TestRow::duration() const {
 }
 
 bool TestRow::answers_failure(std::optional<TestKind> failed) const {
-  if (outcome != Outcome::Passed) return false;
-  return kind == failed || (kind == TestKind::Long && failed == TestKind::Short);
+  if (outcome != Outcome::Passed || !kind) return false;
+  return kind == failed || (kind == TestKind::Long && failed != TestKind::Conveyance);
 }
 
 }  // namespace drivetest

@@ -62,7 +62,9 @@ struct TestRow {
   std::optional<std::chrono::seconds> duration() const;
 
   // Whether a drive that failed a test of the kind earlier has shown by this one that it can pass
-  // it: it passed, and is of the same kind, or a long test, which does all that a short one does.
+  // it: it passed, and is of the same kind, or a long test, which reads the whole drive and so does
+  // what a short one does, and what selective, off-line and captive ones do. These, of which the
+  // kind is not set, show nothing: two of them may have tested different things.
   bool answers_failure(std::optional<TestKind> failed) const;
 
   bool operator==(const TestRow&) const = default;
