@@ -1,6 +1,6 @@
-// A drive's world wide name as the kernel has read it when the drive came. smartctl tells of NVMe the
-// EUI-64 alone, and many drives for data centres have an NGUID instead; and a command of smartctl's
-// that fails once must not make another drive of this one.
+// A drive's world wide name as the kernel has read it when the drive came. smartctl tells of NVMe
+// the EUI-64 alone, and many drives for data centres have an NGUID instead; and a command of
+// smartctl's that fails once must not make another drive of this one.
 #pragma once
 
 #include <string>
