@@ -64,7 +64,8 @@ class ClassInfo {
   // Every property; an overriding one keeps the place of the one it overrides.
   std::span<const PropertyInfo> properties() const { return properties_; }
   const PropertyInfo* find_property(std::string_view name) const;
-  // The same, quicker for names in the order of the properties, as most providers set them.
+  // The same, quicker for names in the order of the properties, as most providers set them: see
+  // InstanceObject::last.
   // previous: the one found before; null at the beginning.
   const PropertyInfo* find_next_property(const PropertyInfo* previous, std::string_view name) const;
   std::span<const PropertyInfo* const> keys() const { return keys_; }

@@ -24,7 +24,7 @@ struct Invocation {
   bool json_lines = false;      // --json-lines, which few commands know
   std::string data;             // argument of --data
   std::function<int()> action;  // of the command that was named; invocation must outlive it
-  FailureText failure = failure_as_of_run;  // its
+  FailureText failure = failure_as_of_run;  // of that command
 };
 
 struct Number {

@@ -30,7 +30,7 @@ class KeptRun {
   // Of the drive, where a row was begun.
   drivetest::Protocol protocol() const { return protocol_; }
 
-  // Why nothing could be kept; empty: there was no such reason.
+  // Why nothing could be kept; empty where everything was.
   const std::string& fault() const { return fault_; }
 
  private:

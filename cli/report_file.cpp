@@ -53,7 +53,8 @@ class Lines {
     if (end - begin_ > limits_.line)
       refuse(number_, fmt::format("it is longer than {} bytes", limits_.line));
     const std::string_view line(buffer_.data() + begin_, end - begin_);
-    begin_ = searched_ = next;
+    begin_ = next;
+    searched_ = next;
     return line;
   }
 

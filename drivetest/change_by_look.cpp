@@ -45,7 +45,8 @@ ChangeByLook change_by_look(const DriveState& state, const Look& look, Time now,
   const bool has_news = !growth.added.empty();
   const bool is_testing = look.running && !look.running->is_doubtful;
   found.look_again = is_testing && has_news;
-  // What had a log has one: this look did not reach it, as with a wrong type, and tells nothing.
+  // A drive that had a log still has one. This look could not read it, perhaps because of a wrong
+  // -d type, so it tells nothing.
   if (state.running && state.log && !look.has_log) return {{}, true};
   if (state.running) {
     const ProgressFinding finding = progress_of(*state.running, look, growth, now, circumstances);

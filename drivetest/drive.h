@@ -64,8 +64,9 @@ struct Drive {
   // holds; empty for a drive that says neither.
   std::string claimed_identity() const;
 
-  // By what the history knows the drive: what it claims to be or, where that is nothing or not its
-  // alone, also its place. A type that only says how the drive is reached is no part of it.
+  // The name under which the history keeps the drive: its claimed identity. Its place is added
+  // where the drive claims none, or shares it with another drive. A type that only says how the
+  // drive is reached is no part of it.
   std::string identity() const;
 };
 

@@ -142,7 +142,8 @@ bool is_able(const Look& look) {
                      [](const Ability& ability) { return ability.is_able; });
 }
 
-// A drive is reached by the way that answers, by which it can be tested, that has a node.
+// Of several ways to a drive the best one answers. Next counts whether tests can be started by it,
+// and then whether it has a device node.
 bool is_better_way(const Look& a, const FoundDrive& of_a, const Look& b, const FoundDrive& of_b) {
   const auto worth = [](const Look& look, const FoundDrive& found) {
     return std::tuple(look.fault == LookFault::None, is_able(look), !found.names.empty());

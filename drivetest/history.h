@@ -60,8 +60,8 @@ class History {
   History& operator=(const History&) = delete;
 
   struct Begun {
-    std::int64_t number = 0;          // of the new row; 0 if there is none because
-    std::optional<KeptTest> running;  // this test runs already
+    std::int64_t number = 0;          // of the new row; 0: none was made
+    std::optional<KeptTest> running;  // the test that runs already, which is why none was made
   };
   // Keeps a test that is about to begin. Of the row it takes everything but number, id and
   // recorded; machine and host are this one's, and `drive` is the drive's identity where it is

@@ -13,7 +13,7 @@ enum class HistoryFault {
   Full,
   Busy,     // others have written for longer than was waited
   Newer,    // a newer version has written it
-  Damaged,  // and could not be kept aside, or there is more to it than that
+  Damaged,  // and the damaged file could not be kept aside
   Broken,   // all else, such as an error of the disk
 };
 

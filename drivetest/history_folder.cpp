@@ -214,7 +214,7 @@ bool HistoryFolder::has_changes() const {
 bool HistoryFolder::has_changes_alone() const {
   const std::optional<FileId> file = file_id();
   if (!file) return has_changes();
-  // Beside an empty file a journal is what the making of the tables leaves that was broken off.
+  // When making the tables was interrupted, an empty file with a journal beside it is left.
   return file->size == 0 && has_bytes(std::string(kName) + std::string(kChanges[0]));
 }
 

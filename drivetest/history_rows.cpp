@@ -10,7 +10,7 @@ namespace drivetest {
 
 namespace {
 
-// What the file says and cannot be: its reader takes it for damage.
+// The file says something that cannot be true. Its reader takes that for damage.
 [[noreturn]] void throw_unreadable(const std::string& words) {
   throw DatabaseError(SQLITE_CORRUPT, words);
 }

@@ -64,7 +64,7 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   };
   if (outcome.status.look.fault != LookFault::None)
     return end(StartResult::NotStarted, outcome.status.look.reason);
-  // Nobody's test is ended for one that cannot be.
+  // A running test is not ended to start one that the drive cannot do.
   if (std::string why = why_not_able(outcome.status.look, kind); replace && !why.empty())
     return end(StartResult::NotAble, std::move(why));
   if (outcome.status.is_testing() && replace) {

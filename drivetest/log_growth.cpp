@@ -40,7 +40,7 @@ std::vector<std::size_t> fitting(const Log& before, const Log& now) {
 
 void add_fitting(std::vector<std::size_t>& numbers, const Log& before, const Log& now) {
   const std::vector<std::size_t> others = fitting(before, now);
-  // That none of the old rows is left fits always.
+  // The log may always have been replaced as a whole, so this case is not counted.
   std::copy_if(others.begin(), others.end(), std::back_inserter(numbers),
                [&](std::size_t number) { return number < now.size(); });
   std::sort(numbers.begin(), numbers.end());
@@ -114,7 +114,7 @@ LogGrowth growth_of(const Log& before, const Log& now) {
   growth.is_result_in_doubt = !numbers.empty() && numbers.front() < fewest && fewest < rows.size();
   const bool has_overlap = !numbers.empty() && (old.empty() || numbers.front() < rows.size());
   const std::size_t added = has_overlap ? numbers.front() : rows.size();
-  // That none of the old rows is left always fits; it is a doubt only if nothing else does.
+  // The log may always have been replaced as a whole. That is a doubt only if nothing else fits.
   const std::size_t doubts = has_overlap && !old.empty() && numbers.back() == rows.size() ? 1 : 0;
   growth.is_certain = has_overlap && (added == rows.size() || numbers.size() - doubts == 1);
   if (has_overlap && !growth.is_certain)

@@ -28,7 +28,7 @@ inline constexpr int kRunningCode = 15;
 inline constexpr int kAbortedByHost = 1;
 
 // What a result code of the drive means, 0 to 15 (ATA: the upper half of the status byte). Not set
-// for kRunningCode and for what is no such code.
+// for kRunningCode and for numbers outside of that range.
 std::optional<Verdict> verdict_of(Protocol protocol, int code);
 
 }  // namespace drivetest

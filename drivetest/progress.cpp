@@ -95,8 +95,8 @@ bool is_shown(const TestRow& row, const Look& look, Time now, const Circumstance
   return row.looked && !is_known_to_be_over && !is_stalled(row, look.abilities, now);
 }
 
-// Whether the drive has had the time that it announced, and for what was left when it was last seen
-// running, that share of it.
+// Whether the time that the drive announced has passed since the start and, since the last look,
+// the part of it that was still left then.
 bool had_its_time(const TestRow& row, const Abilities& abilities, Time now) {
   constexpr unsigned kStep = 10;
   const auto announced = announced_minutes(abilities, row.kind);

@@ -13,7 +13,7 @@
 
 namespace drivetest {
 
-// The text with U+FFFD in the place of what is no UTF-8.
+// The text with U+FFFD in the place of bytes that are not UTF-8.
 std::string valid_utf8(std::string_view text);
 
 // A part of a document, or nothing; valid as long as the document. No member throws.

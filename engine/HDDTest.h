@@ -25,11 +25,11 @@ enum HDDIAG_TEST_STATUS : std::int32_t {
 // One finished run, as the completion record provider builds it and reads it back. The state
 // has no value until its creator sets it.
 struct TDiagRecord {
-  std::string fJobID;       // the InstanceID of the run's job
-  std::string fRecordData;  // the text composed from the message file
-  std::string fServiceName;
-  std::string fDeviceID;          // as passed to SelfTest
-  std::int32_t fCompletionState;  // 2 passed, 5 failed, 6 aborted
+  std::string fJobID{};       // the InstanceID of the run's job
+  std::string fRecordData{};  // the text composed from the message file
+  std::string fServiceName{};
+  std::string fDeviceID{};            // as passed to SelfTest
+  std::int32_t fCompletionState = 0;  // 2 passed, 5 failed, 6 aborted
 };
 
 // The job of one run. The integers have no value until its creator sets them.

@@ -43,8 +43,8 @@ class Exchange final : public cimxml::Reply {
     Broken    // there will be no more, but it is no whole reply
   };
   State take(std::string& text);
-  bool has_news();  // whether take would return something else than nothing
-  // Valid after take has returned something else than nothing.
+  bool has_news();  // whether take would return anything but Nothing
+  // Valid after take has returned anything but Nothing.
   int status() const { return status_; }
   const Headers& headers() const { return headers_; }
   void client_ended() { client_has_gone_ = true; }  // it sends no more; it may still read

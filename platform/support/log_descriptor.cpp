@@ -15,7 +15,7 @@ int duplicate(int file) {
   return number >= 0 ? number : fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
-// Beyond what files of a host are long, within what file systems count to, and another each time.
+// Larger than any file of the host, small enough for every file system, and different each time.
 // 0: there is none.
 off_t new_mark() {
   std::uint32_t random = 0;

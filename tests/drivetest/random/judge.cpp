@@ -94,9 +94,8 @@ void Judge::judge_changes(const Rows& rows) {
     const TestRow& row = before.row;
     const auto found = now.find(number);
     const auto& limit = world_.report().forgotten_before;
-    const bool is_to_be_forgotten =
-        limit && row.outcome &&
-        (row.ended ? *row.ended : (row.started ? *row.started : row.recorded)) < *limit;
+    const Time when = row.ended.value_or(row.started.value_or(row.recorded));
+    const bool is_to_be_forgotten = limit && row.outcome && when < *limit;
     if (is_to_be_forgotten != (found == now.end()) && (row.outcome || reported_.count(number)))
       violate(text_of(row) + (is_to_be_forgotten ? " was not forgotten" : " was lost"));
     if (is_to_be_forgotten) forgotten_.emplace(number, before);

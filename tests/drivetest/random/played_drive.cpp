@@ -22,8 +22,9 @@ bool names_bad_block(Protocol protocol, int result) {
 }  // namespace
 
 char meaning_of(Protocol protocol, int result) {
-  const std::string_view codes =
-      protocol == Protocol::Ata ? kAta : (protocol == Protocol::Scsi ? kScsi : kNvme);
+  std::string_view codes = kNvme;
+  if (protocol == Protocol::Ata) codes = kAta;
+  if (protocol == Protocol::Scsi) codes = kScsi;
   return codes.at(static_cast<std::size_t>(result));
 }
 
@@ -79,7 +80,8 @@ PlayedDrive::PlayedDrive(const Traits& traits, int number) : traits_(traits) {
     RealTest test;
     test.code = 1;
     test.kind = TestKind::Short;
-    test.result = traits.old_are_equal ? traits.old_result : (old % 5 == 3 ? 4 : 0);
+    test.result = old % 5 == 3 ? 4 : 0;
+    if (traits.old_are_equal) test.result = traits.old_result;
     if (traits.protocol == Protocol::Nvme && test.result == 4) test.result = 6;
     test.begun = test.ended.emplace(-1);
     LogEntry entry;

@@ -245,7 +245,8 @@ void World::work(const Step& step) {
       trouble.rests = true;
       return;
     case What::FailHistory:
-      fails_history_ = has_history_failed_ = true;
+      fails_history_ = true;
+      has_history_failed_ = true;
       return drivetest::plan_faults({FaultPlan::Kind::Full, 1});
     case What::MendHistory:
       fails_history_ = false;

@@ -173,7 +173,8 @@ static int run(const char* folder, int count, char** words) {
   }
   if (strcmp(name, "clock") == 0 && count == 2) {
     const int64_t seconds = strtoll(words[1], NULL, 10);
-    return state_set_clock(folder, *words[1] == '+' ? now + seconds : seconds) ? 0 : 2;
+    const int64_t clock = *words[1] == '+' ? now + seconds : seconds;
+    return state_set_clock(folder, clock) ? 0 : 2;
   }
   if (strcmp(name, "show") == 0 && count == 2) return show(folder, words[1], now);
   if (strcmp(name, "swap") == 0 && count == 3) {
