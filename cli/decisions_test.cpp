@@ -86,8 +86,8 @@ TEST(LeftOutWords, SayWhatKeepsADriveFromATest) {
   EXPECT_EQ(words("excluded machine type", "/dev/sda", ""), "excluded: BIOS 1708");
 }
 
-TEST(Drive, SaysInOneWordWhatCanBeDone) {
-  Drive drive{.device = "/dev/sda", .reason = ""};
+TEST(ListedDrive, SaysInOneWordWhatCanBeDone) {
+  ListedDrive drive{.device = "/dev/sda", .reason = ""};
   EXPECT_EQ(drive.words(), "testable");
   EXPECT_FALSE(drive.ready());
   drive.look = DriveLook{.readiness = Readiness::SmartOff};

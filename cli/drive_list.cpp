@@ -27,8 +27,9 @@ std::vector<std::string> texts(const broker::Instance& instance, std::string_vie
   return result;
 }
 
-Drive drive_of(const broker::Instance& instance) {
-  Drive drive{.device = instance.text("DeviceID"), .reason = {}, .model = instance.text("Caption")};
+ListedDrive drive_of(const broker::Instance& instance) {
+  ListedDrive drive{
+      .device = instance.text("DeviceID"), .reason = {}, .model = instance.text("Caption")};
   const std::vector<std::string> values = texts(instance, "OtherIdentifyingInfo");
   const std::vector<std::string> names = texts(instance, "IdentifyingDescriptions");
   for (std::size_t i = 0; i < std::min(values.size(), names.size()); ++i) {
@@ -45,10 +46,10 @@ Drive drive_of(const broker::Instance& instance) {
   return drive;
 }
 
-void look_at_each(std::vector<Drive>& drives, const Doing& doing) {
+void look_at_each(std::vector<ListedDrive>& drives, const Doing& doing) {
   std::atomic<std::size_t> seen = 0;
   platform::at_once(drives.size(), kLookedAtAtOnce, [&](std::size_t i) {
-    Drive& drive = drives[i];
+    ListedDrive& drive = drives[i];
     drive.look = look_at(drive.device);
     drive.smart = smart_of(*drive.look);
     // The kernel cuts the model's name, and does not know that of every USB drive.
@@ -98,17 +99,18 @@ std::optional<bool> smart_of(const DriveLook& look) {
   }
 }
 
-std::string_view Drive::left_out_cause() const {
+std::string_view ListedDrive::left_out_cause() const {
   if (testable()) return "";
   return reason == kHwinfoMissing ? kCauseNoHwinfo : kCauseLeftOut;
 }
 
-std::string Drive::words() const {
+std::string ListedDrive::words() const {
   if (!testable()) return left_out;
   return look ? readiness_words(*look) : "testable";
 }
 
-std::vector<Drive> list_drives(broker::ObjectManager& manager, bool look, const Doing& doing) {
+std::vector<ListedDrive> list_drives(broker::ObjectManager& manager, bool look,
+                                     const Doing& doing) {
   Decisions decisions;
   if (doing) doing("hwinfo");
   {
@@ -123,9 +125,9 @@ std::vector<Drive> list_drives(broker::ObjectManager& manager, bool look, const 
     manager.enumerate_instances("KAVRO_HDDTest_AvailableDiagnosticService");
   }
   const bool has_hwinfo = !NKVRHVX20::find_program("hwinfo").empty();
-  std::vector<Drive> drives;
+  std::vector<ListedDrive> drives;
   for (const broker::Instance& instance : manager.enumerate_instances("KAVRO_DiskDrive")) {
-    Drive drive = drive_of(instance);
+    ListedDrive drive = drive_of(instance);
     drive.reason = reason_words(decisions.reason(drive.device), has_hwinfo);
     drive.left_out = left_out_words(drive.reason, decisions, drive.device, drive.connection);
     drives.push_back(std::move(drive));

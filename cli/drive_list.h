@@ -16,7 +16,7 @@ namespace cli {
 inline constexpr std::string_view kCauseLeftOut = "left-out";
 inline constexpr std::string_view kCauseNoHwinfo = "no-hwinfo";
 
-struct Drive {
+struct ListedDrive {
   std::string device;           // such as /dev/sda; the key that the module knows it by
   std::string reason;           // why discovery leaves it out, in words; empty: it can be tested
   std::optional<bool> smart{};  // whether a test would find SMART switched on; nothing: unknown
@@ -53,6 +53,7 @@ using Doing = std::function<void(const std::string&)>;
 // The drives in the order of the inventory, with discovery's decision on each. Listens to the core
 // log meanwhile; runs hwinfo, which takes seconds. look: also looks at each drive with smartctl,
 // several at once. Throws broker::Error.
-std::vector<Drive> list_drives(broker::ObjectManager& manager, bool look, const Doing& doing = {});
+std::vector<ListedDrive> list_drives(broker::ObjectManager& manager, bool look,
+                                     const Doing& doing = {});
 
 }  // namespace cli

@@ -82,7 +82,7 @@ void read_running(const SmartctlAnswer& log, const SmartctlAnswer& capabilities,
   }
   // A SCSI drive tells the share in a line of its own.
   look.remaining = told_remaining(log.output);
-  const std::vector<LogEntry> entries = read_entries(log.output);
+  const std::vector<PrintedEntry> entries = read_entries(log.output);
   const bool in_log = !entries.empty() && entries.front().kind == EntryKind::Running;
   if (in_log && !look.remaining) look.remaining = entries.front().remaining;
   if (in_log || look.remaining) look.readiness = Readiness::Running;

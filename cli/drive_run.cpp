@@ -28,8 +28,8 @@ std::optional<Instance> find_by_id(broker::ObjectManager& manager, std::string_v
 }
 
 // Has the module test the drive; the outcome that it recorded.
-std::optional<Outcome> ask(broker::ObjectManager& manager, const std::string& device,
-                           DriveResult& result) {
+std::optional<RunOutcome> ask(broker::ObjectManager& manager, const std::string& device,
+                              DriveResult& result) {
   const broker::MethodResult answer =
       manager.invoke_method(service_path(), kRunMethod, {{kRunArgument, drive_path(device)}});
   const broker::Value* const job = answer.find("Job");
@@ -68,7 +68,7 @@ void run_module(broker::ObjectManager& manager, const std::string& device,
   std::mutex lock;
   Progress progress;
   RunEvidence evidence;
-  std::optional<Outcome> recorded;
+  std::optional<RunOutcome> recorded;
   std::string fault;
   {
     const LogListener listener([&](int severity, const std::string& text) {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "broker/object_manager.h"
-#include "cli/progress.h"
+#include "cli/run_progress.h"
 
 namespace cli {
 

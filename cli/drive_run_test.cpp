@@ -79,7 +79,7 @@ class DriveRun : public testing::Test {
 TEST_F(DriveRun, PassedHasRecordAndJobOfTheRun) {
   write("last", entry("Completed without error       00%"));
   const DriveResult result = test();
-  EXPECT_EQ(result.verdict.outcome, Outcome::Passed);
+  EXPECT_EQ(result.verdict.outcome, RunOutcome::Passed);
   EXPECT_EQ(result.verdict.reason, "");
   EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
   ASSERT_FALSE(result.job.is_null() || result.record.is_null());
@@ -120,7 +120,7 @@ TEST_F(DriveRun, FailureHasWhatTheDriveReported) {
   write("information", "Device Model:     M 1\nSerial Number:    S1\nSMART support is: Enabled\n");
   write("last", "# 1  Short offline       Completed: read failure       70%      1217    12345\n");
   const DriveResult result = test();
-  EXPECT_EQ(result.verdict.outcome, Outcome::Failed);
+  EXPECT_EQ(result.verdict.outcome, RunOutcome::Failed);
   EXPECT_EQ(result.verdict.cause, "read-failure");
   EXPECT_EQ(result.verdict.block, 12345U);
   EXPECT_EQ(result.verdict.hours, 1217U);
@@ -135,7 +135,7 @@ TEST_F(DriveRun, AnswersLongerThanALineOfTheLogAreReadWhole) {
   write("information", much + "\nSMART support is: Enabled\n");
   write("last", much + "\n" + entry("Completed without error       00%"));
   const DriveResult result = test();
-  EXPECT_EQ(result.verdict.outcome, Outcome::Passed) << result.verdict.reason;
+  EXPECT_EQ(result.verdict.outcome, RunOutcome::Passed) << result.verdict.reason;
   EXPECT_EQ(result.entry, "# 1 Short offline Completed without error 00% 1217 -");
 }
 
@@ -234,7 +234,7 @@ TEST_F(DriveRun, EachTextOfEnabledSmartLetsTheEngineTest) {
   for (const std::string_view text : kSmartEnabledTexts) {
     fs::remove(folder_ / "started");
     write("information", std::string(text) + "\n");
-    EXPECT_EQ(test().verdict.outcome, Outcome::Passed) << text;
+    EXPECT_EQ(test().verdict.outcome, RunOutcome::Passed) << text;
   }
   write("information", "SMART support is: Available\n");
   EXPECT_EQ(test().verdict.cause, "no-smart");

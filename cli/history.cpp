@@ -31,7 +31,7 @@ namespace {
 using drivetest::KeptTest;
 using drivetest::TestRow;
 
-struct HistoryOptions {
+struct HistoryArguments {
   std::vector<std::string> devices;
   int limit = 0;
   // One at most; a list, so that an empty text is told from none.
@@ -58,7 +58,7 @@ bool goes_by(const KeptTest& test, const std::string& name, bool is_taken) {
 }
 
 // The newest first.
-std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryOptions& options) {
+std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryArguments& options) {
   drivetest::History& history = tests.history();
   const std::size_t limit = options.limit > 0 ? static_cast<std::size_t>(options.limit) : SIZE_MAX;
   // Rows that were imported may be older than what was here before them.
@@ -154,7 +154,7 @@ drivetest::Time day_of(const std::string& date) {
 }
 
 // What is wrong with the command line is said before anything changes.
-void change(DriveTests& tests, const HistoryOptions& options, bool json) {
+void change(DriveTests& tests, const HistoryArguments& options, bool json) {
   if (!options.devices.empty() || options.limit > 0)
     throw WrongCommandLine(
         "--import and --forget-before are about the whole history: leave out DEVICE and --limit");
@@ -183,7 +183,7 @@ void change(DriveTests& tests, const HistoryOptions& options, bool json) {
   standard_output().write(json ? dump(numbers) : text);
 }
 
-void list(DriveTests& tests, const HistoryOptions& options, bool json) {
+void list(DriveTests& tests, const HistoryArguments& options, bool json) {
   const std::vector<KeptTest> kept = tests_to_show(tests, options);
   Output& output = standard_output();
   if (json)
@@ -198,7 +198,7 @@ std::string failure(const std::string&, const std::string& reason) {
   return Json({{"reason", reason}}).dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
 }
 
-int history(const HistoryOptions& options, bool json) {
+int history(const HistoryArguments& options, bool json) {
   DriveTests tests;
   if (options.import.empty() && options.forget_before.empty())
     list(tests, options, json);
@@ -211,7 +211,7 @@ int history(const HistoryOptions& options, bool json) {
 }  // namespace
 
 Command history_command(const Invocation& invocation) {
-  auto options = std::make_shared<HistoryOptions>();
+  auto options = std::make_shared<HistoryArguments>();
   return {
       "history",
       "Lists the tests of drives that are kept.",

@@ -63,11 +63,11 @@ std::shared_ptr<void> keep_run(const std::string& device) noexcept {
 }
 
 Verdict verdict_by_entry(const Verdict& verdict, const TestRow& row, Protocol protocol) {
-  if (!row.outcome && verdict.outcome == Outcome::Passed)
+  if (!row.outcome && verdict.outcome == RunOutcome::Passed)
     return {.cause = std::string(kCauseUnknown),
             .reason = "the module recorded: passed; the drive's own log does not tell so yet"};
   Verdict own = verdict_of_row(row, protocol, {});
-  if (row.outcome == drivetest::Outcome::Unknown && verdict.outcome == Outcome::Passed) {
+  if (row.outcome == drivetest::Outcome::Unknown && verdict.outcome == RunOutcome::Passed) {
     own.reason =
         "the module recorded: passed; by the drive's own log the result is not known: " + row.cause;
     return own;

@@ -19,10 +19,10 @@ TestRow row(drivetest::Outcome outcome, int code, const std::string& cause) {
 }
 
 TEST(KeptRun, LetsTheDrivesOwnEntryDecide) {
-  const Verdict passed{.outcome = Outcome::Passed};
+  const Verdict passed{.outcome = RunOutcome::Passed};
   const TestRow failed = row(drivetest::Outcome::Failed, 7, "read failure");
   const Verdict verdict = verdict_by_entry(passed, failed, Protocol::Ata);
-  EXPECT_EQ(verdict.outcome, Outcome::Failed);
+  EXPECT_EQ(verdict.outcome, RunOutcome::Failed);
   EXPECT_EQ(verdict.cause, "read-failure");
   EXPECT_EQ(verdict.block, 4711);
   EXPECT_EQ(verdict.hours, 100);
@@ -36,14 +36,14 @@ TEST(KeptRun, TakesTheEntryWhereTheModuleKnowsNoEnd) {
   const Verdict unknown{.cause = std::string(kCauseUnknown), .reason = "not known"};
   const Verdict verdict =
       verdict_by_entry(unknown, row(drivetest::Outcome::Aborted, 2, "reset"), Protocol::Ata);
-  EXPECT_EQ(verdict.outcome, Outcome::Aborted);
+  EXPECT_EQ(verdict.outcome, RunOutcome::Aborted);
   EXPECT_EQ(verdict.cause, "interrupted");
   EXPECT_EQ(verdict.reason, "the drive's own log says: aborted: reset, first bad block 4711");
 }
 
 TEST(KeptRun, LeavesTheVerdictWhereBothAgreeOrTheEntryTellsNothing) {
   const Verdict failed{
-      .outcome = Outcome::Failed, .cause = "read-failure", .reason = "the drive reported: ..."};
+      .outcome = RunOutcome::Failed, .cause = "read-failure", .reason = "the drive reported: ..."};
   EXPECT_EQ(verdict_by_entry(failed, row(drivetest::Outcome::Failed, 7, "x"), Protocol::Ata).reason,
             failed.reason);
   EXPECT_EQ(
@@ -53,7 +53,8 @@ TEST(KeptRun, LeavesTheVerdictWhereBothAgreeOrTheEntryTellsNothing) {
 }
 
 TEST(KeptRun, BelievesNoPassedBeforeTheDriveTellsAnEnd) {
-  const Verdict verdict = verdict_by_entry({.outcome = Outcome::Passed}, TestRow(), Protocol::Ata);
+  const Verdict verdict =
+      verdict_by_entry({.outcome = RunOutcome::Passed}, TestRow(), Protocol::Ata);
   EXPECT_FALSE(verdict.outcome);
   EXPECT_EQ(verdict.cause, kCauseUnknown);
 }
@@ -62,7 +63,7 @@ TEST(KeptRun, BelievesNoPassedThatTheDrivesLogDoesNotTell) {
   TestRow unknown;
   unknown.outcome = drivetest::Outcome::Unknown;
   unknown.cause = "the drive has written no entry in its log";
-  const Verdict verdict = verdict_by_entry({.outcome = Outcome::Passed}, unknown, Protocol::Ata);
+  const Verdict verdict = verdict_by_entry({.outcome = RunOutcome::Passed}, unknown, Protocol::Ata);
   EXPECT_FALSE(verdict.outcome);
   EXPECT_EQ(verdict.cause, kCauseUnknown);
   EXPECT_EQ(verdict.reason,

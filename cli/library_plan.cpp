@@ -51,7 +51,7 @@ bool is_left_to_library(const PlannedDrive& drive) {
 }
 
 std::vector<PlannedDrive> named_with_library(std::vector<PlannedDrive> plan, DriveTests& tests,
-                                             const std::vector<Drive>& drives) {
+                                             const std::vector<ListedDrive>& drives) {
   std::vector<PlannedDrive*> left;
   std::vector<std::string> names;
   for (PlannedDrive& drive : plan) {
@@ -63,7 +63,7 @@ std::vector<PlannedDrive> named_with_library(std::vector<PlannedDrive> plan, Dri
   const std::vector<ChosenDrive> all = tests.choose(names, "", false);
   for (std::size_t i = 0; i < all.size(); ++i) {
     PlannedDrive& drive = *left[i];
-    const auto known = std::find_if(drives.begin(), drives.end(), [&](const Drive& one) {
+    const auto known = std::find_if(drives.begin(), drives.end(), [&](const ListedDrive& one) {
       return one.testable() && has_node(all[i], one.device);
     });
     if (known != drives.end())
@@ -108,7 +108,7 @@ std::vector<PlannedDrive> plan_by_library(DriveTests& tests, const std::vector<s
 }
 
 std::vector<PlannedDrive> with_library(std::vector<PlannedDrive> plan, DriveTests& tests,
-                                       const std::vector<Drive>& drives, bool every_drive) {
+                                       const std::vector<ListedDrive>& drives, bool every_drive) {
   if (every_drive) return all_with_library(std::move(plan), tests);
   return named_with_library(std::move(plan), tests, drives);
 }

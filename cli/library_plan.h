@@ -20,6 +20,6 @@ std::vector<PlannedDrive> plan_by_library(DriveTests& tests, const std::vector<s
 // such as a serial number, may be that of a drive of the module's. `drives` is what the module's
 // plan was made of.
 std::vector<PlannedDrive> with_library(std::vector<PlannedDrive> plan, DriveTests& tests,
-                                       const std::vector<Drive>& drives, bool every_drive);
+                                       const std::vector<ListedDrive>& drives, bool every_drive);
 
 }  // namespace cli

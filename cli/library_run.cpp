@@ -34,7 +34,7 @@ Verdict stalled_verdict(const TestRow& row, const std::string& device) {
 Verdict gone_verdict(const drivetest::Look& look) {
   const std::string why =
       look.fault == LookFault::None ? "another drive is in its place" : look.reason;
-  return {.outcome = Outcome::Failed,
+  return {.outcome = RunOutcome::Failed,
           .cause = std::string(kCauseGone),
           .reason = "the drive disappeared during the test: " + why};
 }
@@ -78,7 +78,7 @@ LibraryResult not_started(const StartOutcome& outcome, bool has_history,
   } else if (outcome.result == StartResult::AlreadyRunning) {
     verdict = verdict_of_busy(outcome.row.value_or(TestRow()), has_history, device);
   } else if (outcome.result == StartResult::NotAble) {
-    verdict = {.outcome = Outcome::Aborted,
+    verdict = {.outcome = RunOutcome::Aborted,
                .cause = std::string(kCauseNoSelfTest),
                .reason = outcome.reason};
     result.hindrance = Hindrance::Unable;

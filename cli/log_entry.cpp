@@ -52,7 +52,7 @@ std::optional<Number> number(std::string_view word) {
 
 // What stands behind the status: for ATA drives the share that remained, for SCSI drives a segment;
 // then the hours and the block.
-void read_columns(std::string_view columns, LogEntry& entry) {
+void read_columns(std::string_view columns, PrintedEntry& entry) {
   std::string_view first = take_word(columns);
   while (first == "..." || first == "-->") first = take_word(columns);
   if (first.ends_with('%')) {
@@ -65,11 +65,11 @@ void read_columns(std::string_view columns, LogEntry& entry) {
 }
 
 // An entry's line is '#', a number of two columns, and the rest. Nothing for any other line.
-std::optional<LogEntry> read_entry(std::string_view line) {
+std::optional<PrintedEntry> read_entry(std::string_view line) {
   if (!line.starts_with('#')) return std::nullopt;
   std::string_view rest = line.substr(1);
   if (!number<int>(take_word(rest))) return std::nullopt;
-  LogEntry entry{.text = trim(rest), .type = {}, .status = trim(rest)};
+  PrintedEntry entry{.text = trim(rest), .type = {}, .status = trim(rest)};
   std::size_t place = std::string_view::npos;
   for (const StatusText& known : kStatusTexts) {
     // The test's type comes first and may hold a status' beginning only by chance.
@@ -88,19 +88,19 @@ std::optional<LogEntry> read_entry(std::string_view line) {
 
 }  // namespace
 
-bool LogEntry::is_short() const {
+bool PrintedEntry::is_short() const {
   return type.starts_with("Short") || type.starts_with("Background short");
 }
 
-std::vector<LogEntry> read_entries(std::string_view log) {
-  std::vector<LogEntry> entries;
+std::vector<PrintedEntry> read_entries(std::string_view log) {
+  std::vector<PrintedEntry> entries;
   while (!log.empty()) {
     if (auto entry = read_entry(platform::take_to(log, '\n'))) entries.push_back(*entry);
   }
   return entries;
 }
 
-std::string_view short_status(const LogEntry& entry) {
+std::string_view short_status(const PrintedEntry& entry) {
   std::string_view text = entry.status;
   for (const std::string_view begin : {"Completed: ", "Completed, "})
     if (text.starts_with(begin)) text.remove_prefix(begin.size());
@@ -108,12 +108,12 @@ std::string_view short_status(const LogEntry& entry) {
 }
 
 bool has_new_entry(std::string_view before, std::string_view after) {
-  const std::vector<LogEntry> old = read_entries(before);
-  const std::vector<LogEntry> now = read_entries(after);
+  const std::vector<PrintedEntry> old = read_entries(before);
+  const std::vector<PrintedEntry> now = read_entries(after);
   if (now.empty()) return false;
   return !std::equal(
       now.begin(), now.end(), old.begin(), old.end(),
-      [](const LogEntry& one, const LogEntry& other) { return one.text == other.text; });
+      [](const PrintedEntry& one, const PrintedEntry& other) { return one.text == other.text; });
 }
 
 }  // namespace cli

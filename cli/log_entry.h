@@ -18,7 +18,7 @@ namespace cli {
 
 enum class EntryKind { Passed, Failed, Aborted, Running, Unknown };
 
-struct LogEntry {
+struct PrintedEntry {
   std::string_view text;  // the line behind the number, which tells the place only
   std::string_view type;  // "Short offline": what the drive was asked for
   EntryKind kind = EntryKind::Unknown;
@@ -33,10 +33,10 @@ struct LogEntry {
 };
 
 // The entries, the newest first; their texts are parts of the log.
-std::vector<LogEntry> read_entries(std::string_view log);
+std::vector<PrintedEntry> read_entries(std::string_view log);
 
 // The status as a part of a sentence: "read failure".
-std::string_view short_status(const LogEntry& entry);
+std::string_view short_status(const PrintedEntry& entry);
 
 // Whether the newest entry came between the two: the logs' entries differ, numbers aside.
 bool has_new_entry(std::string_view before, std::string_view after);

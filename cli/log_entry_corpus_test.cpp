@@ -34,7 +34,7 @@ TEST(LogEntryCorpus, NewestEntriesMeanWhatTheirReadersFound) {
     if (kind == "nvme") continue;  // logs of another form, which the module does not read
     std::ifstream stream(corpus + file, std::ios::binary);
     const std::string log{std::istreambuf_iterator<char>(stream), {}};
-    const std::vector<LogEntry> entries = read_entries(log);
+    const std::vector<PrintedEntry> entries = read_entries(log);
     EXPECT_EQ(entries.empty() ? "none" : word(entries.front().kind), outcome) << file;
     ++logs;
   }

@@ -5,13 +5,13 @@
 namespace cli {
 namespace {
 
-LogEntry one(std::string_view line) {
-  const std::vector<LogEntry> entries = read_entries(line);
-  return entries.size() == 1 ? entries.front() : LogEntry{};
+PrintedEntry one(std::string_view line) {
+  const std::vector<PrintedEntry> entries = read_entries(line);
+  return entries.size() == 1 ? entries.front() : PrintedEntry{};
 }
 
-TEST(LogEntry, OfAtaDrives) {
-  const LogEntry entry =
+TEST(PrintedEntry, OfAtaDrives) {
+  const PrintedEntry entry =
       one("# 1  Short offline       Completed: read failure       70%      4660         12345\n");
   EXPECT_EQ(entry.type, "Short offline");
   EXPECT_TRUE(entry.is_short());
@@ -22,8 +22,8 @@ TEST(LogEntry, OfAtaDrives) {
   EXPECT_EQ(entry.block, 12345U);
 }
 
-TEST(LogEntry, OfScsiDrives) {
-  const LogEntry entry =
+TEST(PrintedEntry, OfScsiDrives) {
+  const PrintedEntry entry =
       one("# 3  Background long   Failed in segment -->       3   16273        287362177 [0x3 0x5d "
           "0x1]");
   EXPECT_EQ(entry.type, "Background long");
@@ -33,7 +33,7 @@ TEST(LogEntry, OfScsiDrives) {
   EXPECT_EQ(entry.remaining, std::nullopt);
   EXPECT_EQ(entry.hours, 16273U);
   EXPECT_EQ(entry.block, 287362177U);
-  const LogEntry running = one(
+  const PrintedEntry running = one(
       "# 1  Background short  Self test in progress ...   -     NOW                 - [-   -  ]");
   EXPECT_EQ(running.kind, EntryKind::Running);
   EXPECT_TRUE(running.is_short());
@@ -41,7 +41,7 @@ TEST(LogEntry, OfScsiDrives) {
   EXPECT_EQ(running.block, std::nullopt);
 }
 
-TEST(LogEntry, KnowsStatusesByTheirWholeText) {
+TEST(PrintedEntry, KnowsStatusesByTheirWholeText) {
   const auto kind = [](const std::string& status) {
     return one("# 1  Short offline       " + status + "       00%      1217         -").kind;
   };
@@ -58,8 +58,8 @@ TEST(LogEntry, KnowsStatusesByTheirWholeText) {
             EntryKind::Failed);
 }
 
-TEST(LogEntry, LeavesOutWhatIsNoNumber) {
-  const LogEntry entry =
+TEST(PrintedEntry, LeavesOutWhatIsNoNumber) {
+  const PrintedEntry entry =
       one("# 1  Short offline  Completed: read failure  150%  99999999999999999999  0x12");
   EXPECT_EQ(entry.remaining, std::nullopt);
   EXPECT_EQ(entry.hours, std::nullopt);
@@ -67,12 +67,12 @@ TEST(LogEntry, LeavesOutWhatIsNoNumber) {
   EXPECT_EQ(one("# 1").kind, EntryKind::Unknown);
 }
 
-TEST(LogEntry, OnlyLinesWithANumberAreEntries) {
+TEST(PrintedEntry, OnlyLinesWithANumberAreEntries) {
   EXPECT_TRUE(read_entries("SMART Self-test log\n# x\n#\n  # 1  Short\n").empty());
   EXPECT_EQ(read_entries("# 1  a\n# 2  b\n#10  c").size(), 3U);
 }
 
-TEST(LogEntry, NewOnesAreToldFromOldOnes) {
+TEST(PrintedEntry, NewOnesAreToldFromOldOnes) {
   const std::string a = "  Short offline  Completed without error  00%  1  -\n";
   const std::string b = "  Short offline  Completed without error  00%  2  -\n";
   EXPECT_TRUE(has_new_entry("", "# 1" + a));

@@ -17,12 +17,12 @@ namespace cli {
 namespace {
 
 // The words of the list as one word for programs; empty when a test could begin.
-std::string cause_of(const Drive& drive) {
+std::string cause_of(const ListedDrive& drive) {
   if (!drive.testable()) return std::string(drive.left_out_cause());
   return drive.look && !drive.ready() ? std::string(readiness_cause(drive.look->readiness)) : "";
 }
 
-Json json_of(const Drive& drive) {
+Json json_of(const ListedDrive& drive) {
   const auto text = [](const std::string& value) { return value.empty() ? Json() : Json(value); };
   Json remaining;  // null
   if (drive.look && drive.look->remaining) remaining = *drive.look->remaining;
@@ -39,9 +39,9 @@ Json json_of(const Drive& drive) {
           {"remaining", remaining}};
 }
 
-std::string table(const std::vector<Drive>& drives, const Output& output) {
+std::string table(const std::vector<ListedDrive>& drives, const Output& output) {
   std::vector<std::vector<TableCell>> rows;
-  for (const Drive& drive : drives)
+  for (const ListedDrive& drive : drives)
     rows.push_back({{drive.device},
                     {drive.bytes ? size_text(*drive.bytes) : ""},
                     {drive.model},
@@ -58,8 +58,8 @@ std::string table(const std::vector<Drive>& drives, const Output& output) {
 }
 
 // What is missing in the list, and who would see it.
-void tell_of_permission(const std::vector<Drive>& drives) {
-  const bool hidden = std::any_of(drives.begin(), drives.end(), [](const Drive& drive) {
+void tell_of_permission(const std::vector<ListedDrive>& drives) {
+  const bool hidden = std::any_of(drives.begin(), drives.end(), [](const ListedDrive& drive) {
     return drive.look && drive.look->readiness == Readiness::NoPermission;
   });
   if (!hidden) return;
@@ -69,7 +69,7 @@ void tell_of_permission(const std::vector<Drive>& drives) {
                             "CAP_SYS_RAWIO and the right to open them");
 }
 
-std::vector<Drive> find_drives(broker::ObjectManager& manager, const Places& places) {
+std::vector<ListedDrive> find_drives(broker::ObjectManager& manager, const Places& places) {
   // A line that is written over needs the terminal for itself. Lines of the log would stand in the
   // middle of it, and where the list goes elsewhere, errors may be collected as well.
   const bool show = standard_output().is_terminal() && log_file(places) != "-";
@@ -82,11 +82,11 @@ std::vector<Drive> find_drives(broker::ObjectManager& manager, const Places& pla
 int show_offered_drives(const Invocation& invocation) {
   const Places places = find_places(invocation.data);
   const auto manager = make_manager(places);
-  const std::vector<Drive> found = find_drives(*manager, places);
+  const std::vector<ListedDrive> found = find_drives(*manager, places);
   Output& output = standard_output();
   if (invocation.json) {
     Json array = Json::array();
-    for (const Drive& drive : found) array.push_back(json_of(drive));
+    for (const ListedDrive& drive : found) array.push_back(json_of(drive));
     output.write(dump(array));
   } else if (found.empty()) {
     output.write("There is no drive on this machine.\n");

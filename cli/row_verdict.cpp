@@ -55,15 +55,15 @@ std::string cause_of(const TestRow& row, Protocol protocol) {
   return code < causes.size() ? std::string(causes[code]) : "";
 }
 
-std::optional<Outcome> outcome_of(const TestRow& row) {
+std::optional<RunOutcome> outcome_of(const TestRow& row) {
   if (!row.outcome) return std::nullopt;
   switch (*row.outcome) {
     case drivetest::Outcome::Passed:
-      return Outcome::Passed;
+      return RunOutcome::Passed;
     case drivetest::Outcome::Failed:
-      return Outcome::Failed;
+      return RunOutcome::Failed;
     case drivetest::Outcome::Aborted:
-      return Outcome::Aborted;
+      return RunOutcome::Aborted;
     case drivetest::Outcome::Unknown:
       break;
   }
@@ -101,7 +101,7 @@ std::string_view cause_of(LookFault fault) {
 
 Verdict verdict_of_row(const TestRow& row, Protocol protocol, const std::string& device) {
   Verdict verdict{.outcome = outcome_of(row), .block = row.first_bad_block, .hours = row.hours};
-  if (verdict.outcome == Outcome::Passed) return verdict;
+  if (verdict.outcome == RunOutcome::Passed) return verdict;
   if (verdict.outcome) {
     verdict.cause = cause_of(row, protocol);
     verdict.reason = report_of(row);

@@ -24,7 +24,7 @@ TEST(VerdictOfRow, HasTheDrivesOwnWordsAndNumbers) {
   row.first_bad_block = 4711;
   row.hours = 4660;
   const Verdict verdict = verdict_of_row(row, Protocol::Ata, "/dev/sda");
-  EXPECT_EQ(verdict.outcome, Outcome::Failed);
+  EXPECT_EQ(verdict.outcome, RunOutcome::Failed);
   EXPECT_EQ(verdict.cause, "read-failure");
   EXPECT_EQ(verdict.reason,
             "the drive reported: read failure, first bad block 4711, at 4660 power-on hours");

@@ -109,14 +109,14 @@ class Run {
   bool shows_progress() const { return log_file(places_) != "-"; }
 
   // Shows what it is waiting for: with many adapters this takes minutes.
-  std::vector<Drive> find_drives() {
+  std::vector<ListedDrive> find_drives() {
     const auto manager = make_manager(places_);
     {
       const std::lock_guard guard(lock_);
       const bool show = shows_progress() && (json_ || standard_output().is_terminal());
       waiting_.emplace(standard_error(), "looking for drives", show);
     }
-    std::vector<Drive> drives =
+    std::vector<ListedDrive> drives =
         list_drives(*manager, false, [this](const std::string& doing) { waiting_->say(doing); });
     const std::lock_guard guard(lock_);
     waiting_.reset();
@@ -141,7 +141,7 @@ class Run {
       return plan_none(options_.devices, "message-file", fault);
     }
     if (options_.force) return plan_forced(options_.devices);
-    const std::vector<Drive> drives = find_drives();
+    const std::vector<ListedDrive> drives = find_drives();
     DriveTests tests(DriveTests::OpensHistory::WhenNeeded);
     return with_library(
         every_drive() ? plan_all(drives) : plan_named(options_.devices, places_, drives), tests,
@@ -267,7 +267,7 @@ class Run {
   int end() {
     write_json();
     std::vector<DriveResult> tested;
-    std::vector<std::optional<Outcome>> outcomes;
+    std::vector<std::optional<RunOutcome>> outcomes;
     for (std::size_t i = 0; i < results_.size(); ++i) {
       if (left_out(i)) continue;
       tested.push_back(results_[i]);

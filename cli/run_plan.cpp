@@ -41,9 +41,9 @@ std::optional<std::string> opening_fault(const std::string& device) {
 }
 
 // Which drive may have been meant by a name that is none.
-std::string meant(const std::string& name, const std::vector<Drive>& drives) {
+std::string meant(const std::string& name, const std::vector<ListedDrive>& drives) {
   std::vector<std::string> devices;
-  for (const Drive& drive : drives) {
+  for (const ListedDrive& drive : drives) {
     devices.push_back(drive.device);
     if (drive.device == "/dev/" + name) return "did you mean " + drive.device + "?";
   }
@@ -57,15 +57,15 @@ constexpr const char* kNoHwinfo =
     "hwinfo";
 
 // Why a drive that was named is left out, and what to do.
-std::string left_out_reason(const Drive& drive) {
+std::string left_out_reason(const ListedDrive& drive) {
   if (drive.left_out_cause() == kCauseNoHwinfo) return kNoHwinfo;
   return drive.words() + "; --force tests it all the same";
 }
 
 PlannedDrive planned(const std::string& name, const fs::path& path,
-                     const std::vector<Drive>& drives) {
+                     const std::vector<ListedDrive>& drives) {
   const std::string device = target(path);
-  for (const Drive& drive : drives) {
+  for (const ListedDrive& drive : drives) {
     if (drive.device != device && drive.device != path) continue;
     if (drive.testable()) return {name, drive.device, opening_fault(drive.device), "no-permission"};
     return {name, drive.device, left_out_reason(drive), std::string(drive.left_out_cause())};
@@ -87,7 +87,7 @@ std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names) {
 }
 
 std::vector<PlannedDrive> plan_named(const std::vector<std::string>& names, const Places& places,
-                                     const std::vector<Drive>& drives) {
+                                     const std::vector<ListedDrive>& drives) {
   std::vector<PlannedDrive> plan;
   for (const std::string& name : names) add(plan, planned(name, resolve(places, name), drives));
   return plan;
@@ -100,9 +100,9 @@ std::vector<PlannedDrive> plan_none(const std::vector<std::string>& names, const
   return plan;
 }
 
-std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives) {
+std::vector<PlannedDrive> plan_all(const std::vector<ListedDrive>& drives) {
   std::vector<PlannedDrive> plan;
-  for (const Drive& drive : drives) {
+  for (const ListedDrive& drive : drives) {
     if (drive.testable())
       plan.push_back({drive.device, drive.device});
     else if (drive.left_out_cause() == kCauseNoHwinfo)

@@ -37,13 +37,13 @@ std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names);
 // The named drives, with what discovery decided on them. A name may be a link, such as one below
 // /dev/disk/by-id, and a relative path.
 std::vector<PlannedDrive> plan_named(const std::vector<std::string>& names, const Places& places,
-                                     const std::vector<Drive>& drives);
+                                     const std::vector<ListedDrive>& drives);
 
 // The named drives, none of which is tested.
 std::vector<PlannedDrive> plan_none(const std::vector<std::string>& names, const std::string& cause,
                                     const std::string& reason);
 
 // Every drive of the machine: those that discovery offers, and the others with its reason.
-std::vector<PlannedDrive> plan_all(const std::vector<Drive>& drives);
+std::vector<PlannedDrive> plan_all(const std::vector<ListedDrive>& drives);
 
 }  // namespace cli

@@ -9,7 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<Drive> drives() {
+std::vector<ListedDrive> drives() {
   return {{.device = "/dev/a", .reason = "", .smart = true},
           {.device = "/dev/b", .reason = "", .smart = false},
           {.device = "/dev/c", .reason = "USB", .smart = true, .left_out = "on USB"},
@@ -37,7 +37,7 @@ TEST(PlanNamed, DoesNotAskForSmart) {
 }
 
 TEST(Plan, SaysThatHwinfoIsMissing) {
-  const std::vector<Drive> unknown = {{.device = "/dev/a", .reason = "hwinfo missing"}};
+  const std::vector<ListedDrive> unknown = {{.device = "/dev/a", .reason = "hwinfo missing"}};
   const std::vector<PlannedDrive> all = plan_all(unknown);
   const std::vector<PlannedDrive> named = plan_named({"/dev/a"}, {.start = "/"}, unknown);
   for (const PlannedDrive& drive : {all.at(0), named.at(0)}) {
@@ -87,7 +87,7 @@ TEST(PlanNamed, SaysWhatMayNotBeOpened) {
   fs::copy_file("/proc/self/comm", device);
   fs::permissions(device, fs::perms::none);
   fs::permissions(folder, fs::perms::owner_all | fs::perms::others_exec);
-  const std::vector<Drive> drives = {{.device = device, .reason = ""}};
+  const std::vector<ListedDrive> drives = {{.device = device, .reason = ""}};
   constexpr uid_t kNobody = 65534;
   const bool root = geteuid() == 0;  // which may open everything
   if (root) {

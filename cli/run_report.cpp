@@ -17,9 +17,9 @@ namespace {
 
 constexpr int kFormat = 1;  // of the objects of --json
 
-Colour colour_of(Outcome outcome) {
-  if (outcome == Outcome::Passed) return Colour::Green;
-  if (outcome == Outcome::Failed) return Colour::Red;
+Colour colour_of(RunOutcome outcome) {
+  if (outcome == RunOutcome::Passed) return Colour::Green;
+  if (outcome == RunOutcome::Failed) return Colour::Red;
   return Colour::Yellow;
 }
 
@@ -58,7 +58,7 @@ std::string identity(const DriveResult& result) {
 
 // A drive that has gone may come back when its cable is mended; the others are to be pulled.
 bool is_to_be_pulled(const DriveResult& result) {
-  return result.verdict.outcome == Outcome::Failed && result.verdict.cause != kCauseGone;
+  return result.verdict.outcome == RunOutcome::Failed && result.verdict.cause != kCauseGone;
 }
 
 drivetest::Place place_of(const DriveResult& result) {
@@ -111,7 +111,7 @@ std::string full_report(const DriveResult& result, bool alone, const Output& out
   add("  Reason:  ", verdict.reason);
   add("  Log:     ", result.entry.value_or(""));
   if (result.job.is_object()) add("  Job:     ", result.job.value("InstanceID", ""));
-  if (verdict.outcome != Outcome::Passed)
+  if (verdict.outcome != RunOutcome::Passed)
     add("  Advice:  ", alone ? advice_text(result) : "");
   else if (result.record.is_object())
     add("  Record:  ", result.record.value("RecordData", ""));

@@ -13,28 +13,28 @@ namespace {
 
 const Output kNone(-1);
 
-DriveResult result(const std::string& device, std::optional<Outcome> outcome,
+DriveResult result(const std::string& device, std::optional<RunOutcome> outcome,
                    const std::string& cause = "") {
   DriveResult made = not_tested(device, cause, cause.empty() ? "" : "why");
   made.verdict.outcome = outcome;
   made.begin = std::chrono::sys_seconds(std::chrono::seconds(1'000'000'000));
   made.elapsed = std::chrono::seconds(75);
   std::string code = "HDST-000";
-  if (outcome == Outcome::Failed) code = "HDST-100";
-  if (outcome == Outcome::Aborted) code = "HDST-200";
+  if (outcome == RunOutcome::Failed) code = "HDST-100";
+  if (outcome == RunOutcome::Aborted) code = "HDST-200";
   if (outcome) made.record = {{"RecordData", code + ": text\n1. do\n"}};
   return made;
 }
 
 TEST(Summary, Counts) {
-  const DriveResult passed = result("a", Outcome::Passed);
+  const DriveResult passed = result("a", RunOutcome::Passed);
   EXPECT_EQ(summary({passed}, 0), "1 drive: 1 passed\n");
   EXPECT_EQ(summary({passed, result("c", std::nullopt, "running")}, 2),
             "4 drives: 1 passed, 1 could not be tested, 2 not tested\n");
   EXPECT_EQ(summary({passed, result("c", std::nullopt, "not-ended")}, 0),
             "2 drives: 1 passed, 1 without a result\n");
-  EXPECT_EQ(summary({result("b", Outcome::Aborted, "no-self-test"),
-                     result("c", Outcome::Aborted, "aborted")},
+  EXPECT_EQ(summary({result("b", RunOutcome::Aborted, "no-self-test"),
+                     result("c", RunOutcome::Aborted, "aborted")},
                     0),
             "2 drives: 1 aborted, 1 no self-test\n");
 }
@@ -48,7 +48,7 @@ TEST(ShortReport, BreaksItsLinesAtBlanksOnATerminal) {
   setenv("TERM", "xterm", 1);
   unsetenv("NO_COLOR");
   const Output terminal(slave.get());
-  DriveResult failed = result("/dev/sdb", Outcome::Failed);
+  DriveResult failed = result("/dev/sdb", RunOutcome::Failed);
   failed.verdict.reason = "the drive reported: read failure\x1b, first bad block 4711";
   EXPECT_EQ(short_report(failed, terminal),
             "/dev/sdb: \x1b[1;31mfailed\x1b[0m (1:15): the drive\n"
@@ -60,14 +60,14 @@ TEST(ShortReport, BreaksItsLinesAtBlanksOnATerminal) {
 }
 
 TEST(Advice, ComesOnceForDrivesWithTheSameCause) {
-  DriveResult one = result("/dev/a", Outcome::Failed, "read-failure");
+  DriveResult one = result("/dev/a", RunOutcome::Failed, "read-failure");
   one.model = "M\x1b 1";
   one.serial = "S1";
-  const std::string text =
-      advice({one, result("/dev/b", Outcome::Failed, "electrical-failure"),
-              result("/dev/c", Outcome::Passed), result("/dev/d", Outcome::Failed, "drive-gone"),
-              result("/dev/e", std::nullopt, "running")},
-             kNone);
+  const std::string text = advice(
+      {one, result("/dev/b", RunOutcome::Failed, "electrical-failure"),
+       result("/dev/c", RunOutcome::Passed), result("/dev/d", RunOutcome::Failed, "drive-gone"),
+       result("/dev/e", std::nullopt, "running")},
+      kNone);
   EXPECT_EQ(text,
             "\n/dev/a (M\\x1b 1, serial number S1), /dev/b:\n"
             "HDST-100: Back up the data on this drive now, then replace it, even if it still seems "
@@ -78,7 +78,7 @@ TEST(Advice, ComesOnceForDrivesWithTheSameCause) {
 }
 
 TEST(FullReport, HasTheDriveAndTheAdvice) {
-  DriveResult failed = result("/dev/a", Outcome::Failed, "read-failure");
+  DriveResult failed = result("/dev/a", RunOutcome::Failed, "read-failure");
   failed.model = "M 1";
   EXPECT_EQ(full_report(failed, true, kNone),
             "/dev/a: failed (1:15)\n"
@@ -90,7 +90,7 @@ TEST(FullReport, HasTheDriveAndTheAdvice) {
 }
 
 TEST(FullReport, HasTheAdviceOfTheDrivesOwnRowInThePlaceOfTheModules) {
-  DriveResult aborted = result("/dev/a", Outcome::Aborted, "aborted");
+  DriveResult aborted = result("/dev/a", RunOutcome::Aborted, "aborted");
   aborted.advice = "keep it awake";
   EXPECT_NE(full_report(aborted, true, kNone).find("  Advice:  keep it awake\n"),
             std::string::npos);
@@ -102,7 +102,7 @@ TEST(FullReport, HasTheAdviceOfTheDrivesOwnRowInThePlaceOfTheModules) {
 
 // By its name somebody would pull the drive that the controller shows there.
 TEST(FullReport, OfADriveBehindAControllerNamesNoOtherDrive) {
-  DriveResult failed = result("/dev/a", Outcome::Failed, "read-failure");
+  DriveResult failed = result("/dev/a", RunOutcome::Failed, "read-failure");
   failed.place = {"/dev/a", "megaraid,5"};
   EXPECT_NE(full_report(failed, true, kNone)
                 .find("  Bay:     megaraid,5 of the RAID controller at /dev/a"),
@@ -120,7 +120,7 @@ TEST(Complaint, SaysNotTestedOnlyOfWhatWasNot) {
 }
 
 TEST(RunJson, HasEveryMemberOfTheFormat) {
-  DriveResult failed = result("/dev/a", Outcome::Failed, "read-failure");
+  DriveResult failed = result("/dev/a", RunOutcome::Failed, "read-failure");
   failed.verdict.block = 12345;
   failed.verdict.hours = 1217;
   failed.model = "M";
@@ -158,7 +158,7 @@ TEST(RunReport, SaysWhichTestsGoOn) {
 }
 
 TEST(RunReport, LeavesOutHowLongSomebodyElsesTestTook) {
-  DriveResult other = result("/dev/a", Outcome::Passed);
+  DriveResult other = result("/dev/a", RunOutcome::Passed);
   other.begin.reset();
   other.elapsed = std::chrono::seconds(0);
   EXPECT_EQ(short_report(other, standard_error()).find('('), std::string::npos);

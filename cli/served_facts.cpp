@@ -39,7 +39,7 @@ std::string server_name(std::string_view machine_id, const std::string& host) {
   return fmt::format("KAVRO:hddtest:{:02x}", fmt::join(hash.begin(), hash.begin() + 16, ""));
 }
 
-broker::InteropFacts served_facts(const Started& started) {
+broker::InteropFacts served_facts(const ServerStart& started) {
   const std::string& host = broker::cimxml::host_name();
   return {.name = server_name(read_machine_id(), host),
           .product = "hddtest object manager",

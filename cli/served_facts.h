@@ -10,13 +10,13 @@
 namespace cli {
 
 // How the server was started.
-struct Started {
+struct ServerStart {
   bool encrypts;                  // by TLS
   bool authenticates;             // clients log in
   std::uint32_t longest_timeout;  // of open enumerations, in seconds
 };
 
-broker::InteropFacts served_facts(const Started& started);
+broker::InteropFacts served_facts(const ServerStart& started);
 
 // A name that no other machine's server has, and that lasts as long as the machine's identity in
 // /etc/machine-id does. That itself must stay unknown to others (machine-id(5)) and is hashed. On a

@@ -28,7 +28,7 @@ Verdict unknown(std::string why, const std::string& device) {
 }
 
 Verdict gone(std::string_view words) {
-  return {.outcome = Outcome::Failed,
+  return {.outcome = RunOutcome::Failed,
           .cause = std::string(kCauseGone),
           .reason = "the drive disappeared during the test: " + std::string(words)};
 }
@@ -48,13 +48,13 @@ Verdict without_log(const std::string& log, const std::string& device) {
 // A log that was full of equal entries reads the same with one more of them.
 bool is_full_of_equals(const std::string& log) {
   constexpr std::size_t kLeast = 20;  // entries of a SCSI drive's log; ATA drives keep 21
-  const std::vector<LogEntry> entries = read_entries(log);
+  const std::vector<PrintedEntry> entries = read_entries(log);
   return entries.size() >= kLeast &&
          std::all_of(entries.begin(), entries.end(),
-                     [&](const LogEntry& entry) { return entry.text == entries.front().text; });
+                     [&](const PrintedEntry& entry) { return entry.text == entries.front().text; });
 }
 
-std::string failure_text(const LogEntry& entry) {
+std::string failure_text(const PrintedEntry& entry) {
   std::string text = fmt::format("the drive reported: {}", short_status(entry));
   if (entry.block) text += fmt::format(", first bad block {}", *entry.block);
   if (entry.hours) text += fmt::format(", at {} power-on hours", *entry.hours);
@@ -63,9 +63,9 @@ std::string failure_text(const LogEntry& entry) {
 
 // The verdict by the drive's newest entry, if that can only be this test's.
 Verdict by_entry(const RunEvidence& evidence, const std::string& device) {
-  const std::vector<LogEntry> entries = read_entries(*evidence.log);
+  const std::vector<PrintedEntry> entries = read_entries(*evidence.log);
   if (entries.empty()) return unknown("its log has no entry", device);
-  const LogEntry& entry = entries.front();
+  const PrintedEntry& entry = entries.front();
   const bool is_new =
       has_new_entry(evidence.baseline ? evidence.baseline->output : "", *evidence.log) ||
       (evidence.in_progress && is_full_of_equals(*evidence.log));
@@ -75,13 +75,13 @@ Verdict by_entry(const RunEvidence& evidence, const std::string& device) {
   }
   if (!entry.is_short()) return unknown("the newest entry is of another test", device);
   Verdict verdict{.cause = std::string(entry.cause), .block = entry.block, .hours = entry.hours};
-  if (entry.kind == EntryKind::Passed) verdict.outcome = Outcome::Passed;
+  if (entry.kind == EntryKind::Passed) verdict.outcome = RunOutcome::Passed;
   if (entry.kind == EntryKind::Aborted) {
-    verdict.outcome = Outcome::Aborted;
+    verdict.outcome = RunOutcome::Aborted;
     verdict.reason = fmt::format("the drive reported: {}", short_status(entry));
   }
   if (entry.kind == EntryKind::Failed) {
-    verdict.outcome = Outcome::Failed;
+    verdict.outcome = RunOutcome::Failed;
     verdict.reason = failure_text(entry);
   }
   return verdict;
@@ -112,11 +112,11 @@ Verdict verdict_of(const DriveLook& look, const std::string& device) {
   Verdict verdict{.cause = std::string(readiness_cause(look.readiness)),
                   .reason = readiness_reason(look, device)};
   if (look.readiness == Readiness::Running) verdict.remaining = look.remaining;
-  if (look.readiness == Readiness::NoSelfTest) verdict.outcome = Outcome::Aborted;
+  if (look.readiness == Readiness::NoSelfTest) verdict.outcome = RunOutcome::Aborted;
   return verdict;
 }
 
-Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
+Verdict verdict_of(std::optional<RunOutcome> recorded, const RunEvidence& evidence,
                    const std::string& device) {
   const auto of_look = [&](const DriveLook& look) {
     return look.readiness == Readiness::Ready ? Verdict{} : verdict_of(look, device);
@@ -141,14 +141,14 @@ Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
   }
   if (!evidence.log || !recorded) return {};
   const std::string& log = *evidence.log;
-  const std::vector<LogEntry> entries = read_entries(log);
+  const std::vector<PrintedEntry> entries = read_entries(log);
   if (!entries.empty() && entries.front().kind == EntryKind::Running) {
     const std::optional<int> told = told_remaining(log);
     return not_ended(told ? told : entries.front().remaining, device);
   }
   if (evidence.ended && log.find("Self-test log") == std::string::npos)
     return without_log(log, device);
-  if (!evidence.ended && entries.empty() && recorded == Outcome::Aborted)
+  if (!evidence.ended && entries.empty() && recorded == RunOutcome::Aborted)
     return verdict_of(DriveLook{.readiness = Readiness::NoSelfTest}, device);
   // The module waits as long as an older entry says "in progress", but the newest entry counts.
   Verdict verdict = by_entry(evidence, device);
@@ -156,15 +156,15 @@ Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
   return verdict;
 }
 
-std::string_view advice_for(std::optional<Outcome> outcome, std::string_view cause) {
-  if (outcome == Outcome::Failed) {
+std::string_view advice_for(std::optional<RunOutcome> outcome, std::string_view cause) {
+  if (outcome == RunOutcome::Failed) {
     return cause == kCauseGone
                ? "Back up what can still be read. Check cable, power and controller of the drive; "
                  "replace it if that happens again."
                : "Back up the data on this drive now, then replace it, even if it still seems to "
                  "work.";
   }
-  if (outcome == Outcome::Aborted) {
+  if (outcome == RunOutcome::Aborted) {
     return cause == kCauseNoSelfTest
                ? "Test it with the test program of its maker."
                : "Test again while the machine is idle, without a reset meanwhile; if another "

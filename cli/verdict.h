@@ -7,13 +7,13 @@
 #include <string>
 
 #include "cli/drive_look.h"
-#include "cli/outcome.h"
 #include "cli/run_evidence.h"
+#include "cli/run_outcome.h"
 
 namespace cli {
 
 struct Verdict {
-  std::optional<Outcome> outcome{};  // nothing: not tested, or how it ended is not known
+  std::optional<RunOutcome> outcome{};  // nothing: not tested, or how it ended is not known
   // One word for programs: that of the drive's entry, of readiness_cause(), or one of verdict.cpp;
   // empty when passed, or when the evidence says nothing.
   std::string cause{};
@@ -36,7 +36,7 @@ inline constexpr std::string_view kCauseCommandLine = "command-line";
 Verdict verdict_of(const DriveLook& look, const std::string& device);
 
 // Of a run that the module recorded with this outcome.
-Verdict verdict_of(std::optional<Outcome> recorded, const RunEvidence& evidence,
+Verdict verdict_of(std::optional<RunOutcome> recorded, const RunEvidence& evidence,
                    const std::string& device);
 
 // The same of an open verdict, by a look at the drive after the run.
@@ -44,6 +44,6 @@ Verdict verdict_after(const Verdict& verdict, const DriveLook& now, const std::s
 
 // What to do about a drive that failed or was not tested to the end, in a sentence or two; empty
 // when passed.
-std::string_view advice_for(std::optional<Outcome> outcome, std::string_view cause);
+std::string_view advice_for(std::optional<RunOutcome> outcome, std::string_view cause);
 
 }  // namespace cli

@@ -25,13 +25,13 @@ RunEvidence ended(const std::string& log, bool in_progress = true) {
           .ended = true};
 }
 
-Verdict of(Outcome recorded, const RunEvidence& evidence) {
+Verdict of(RunOutcome recorded, const RunEvidence& evidence) {
   return verdict_of(recorded, evidence, "/dev/sda");
 }
 
 // What the module calls failed, though the drive did not say so.
 void expect_untested(const RunEvidence& evidence, std::string_view cause, std::string_view reason) {
-  const Verdict verdict = of(Outcome::Failed, evidence);
+  const Verdict verdict = of(RunOutcome::Failed, evidence);
   EXPECT_EQ(verdict.outcome, std::nullopt) << reason;
   EXPECT_EQ(verdict.cause, cause);
   EXPECT_NE(verdict.reason.find(reason), std::string::npos) << verdict.reason;
@@ -40,8 +40,8 @@ void expect_untested(const RunEvidence& evidence, std::string_view cause, std::s
 TEST(Verdict, PassedByTheDrivesOwnEntry) {
   for (const bool in_progress : {false, true}) {
     const Verdict verdict =
-        of(Outcome::Passed, ended(log_of("Completed without error"), in_progress));
-    EXPECT_EQ(verdict.outcome, Outcome::Passed);
+        of(RunOutcome::Passed, ended(log_of("Completed without error"), in_progress));
+    EXPECT_EQ(verdict.outcome, RunOutcome::Passed);
     EXPECT_EQ(verdict.cause, "");
     EXPECT_EQ(verdict.reason, "");
     EXPECT_EQ(verdict.hours, 1217U);
@@ -50,8 +50,8 @@ TEST(Verdict, PassedByTheDrivesOwnEntry) {
 
 TEST(Verdict, FailedByTheDrivesOwnEntry) {
   const Verdict verdict =
-      of(Outcome::Failed, ended(log_of("Completed: read failure", "70%", "12345")));
-  EXPECT_EQ(verdict.outcome, Outcome::Failed);
+      of(RunOutcome::Failed, ended(log_of("Completed: read failure", "70%", "12345")));
+  EXPECT_EQ(verdict.outcome, RunOutcome::Failed);
   EXPECT_EQ(verdict.cause, "read-failure");
   EXPECT_EQ(verdict.reason,
             "the drive reported: read failure, first bad block 12345, at 1217 power-on hours");
@@ -59,21 +59,21 @@ TEST(Verdict, FailedByTheDrivesOwnEntry) {
 }
 
 TEST(Verdict, WhatTheModulePassesThoughItIsAFailure) {
-  const Verdict verdict = of(Outcome::Passed, ended(log_of("Completed: handling damage??")));
-  EXPECT_EQ(verdict.outcome, Outcome::Failed);
+  const Verdict verdict = of(RunOutcome::Passed, ended(log_of("Completed: handling damage??")));
+  EXPECT_EQ(verdict.outcome, RunOutcome::Failed);
   EXPECT_EQ(verdict.cause, "handling-damage");
 }
 
 TEST(Verdict, AbortedByTheDrivesOwnEntry) {
-  const Verdict verdict = of(Outcome::Aborted, ended(log_of("Aborted by host", "80%")));
-  EXPECT_EQ(verdict.outcome, Outcome::Aborted);
+  const Verdict verdict = of(RunOutcome::Aborted, ended(log_of("Aborted by host", "80%")));
+  EXPECT_EQ(verdict.outcome, RunOutcome::Aborted);
   EXPECT_EQ(verdict.cause, "aborted");
   EXPECT_EQ(verdict.reason, "the drive reported: Aborted by host");
 }
 
 TEST(Verdict, AnOldEntryProvesNothing) {
   const std::string same = kHead + "# 1" + kOldEntry;
-  for (const Outcome recorded : {Outcome::Passed, Outcome::Failed, Outcome::Aborted}) {
+  for (const RunOutcome recorded : {RunOutcome::Passed, RunOutcome::Failed, RunOutcome::Aborted}) {
     const Verdict verdict = of(recorded, ended("Warning: something\n" + same));
     EXPECT_EQ(verdict.outcome, std::nullopt);
     EXPECT_EQ(verdict.cause, "unknown-result");
@@ -86,11 +86,11 @@ TEST(Verdict, AFullLogOfEqualEntriesNeedsATestInProgress) {
     full += (number < 10 ? "# " : "#") + std::to_string(number) + kOldEntry;
   RunEvidence evidence = ended(full);
   evidence.baseline->output = full;
-  EXPECT_EQ(of(Outcome::Passed, evidence).outcome, Outcome::Passed);
+  EXPECT_EQ(of(RunOutcome::Passed, evidence).outcome, RunOutcome::Passed);
   evidence.in_progress = false;
-  EXPECT_EQ(of(Outcome::Passed, evidence).outcome, std::nullopt);
+  EXPECT_EQ(of(RunOutcome::Passed, evidence).outcome, std::nullopt);
   evidence.ended = false;  // as the module does after ten minutes: it assumes an end
-  EXPECT_EQ(of(Outcome::Passed, evidence).cause, "not-ended");
+  EXPECT_EQ(of(RunOutcome::Passed, evidence).cause, "not-ended");
 }
 
 TEST(Verdict, AnEntryOfAnotherTestOrOfNoKnownStatusProvesNothing) {
@@ -116,7 +116,7 @@ TEST(Verdict, ARefusedStartIsNotFailed) {
   evidence.start = SmartctlAnswer{
       4, "Can't start self-test without aborting current test (60% remaining),\nadd '-t force'\n"};
   expect_untested(evidence, "running", "a test runs in it already, 60% remaining");
-  EXPECT_EQ(of(Outcome::Failed, evidence).remaining, 60);
+  EXPECT_EQ(of(RunOutcome::Failed, evidence).remaining, 60);
   evidence.start =
       SmartctlAnswer{4, "Command \"Execute SMART Short self-test\" failed: aborted command\n"};
   expect_untested(evidence, "refused", "the drive refused the test: Command ");
@@ -127,11 +127,11 @@ TEST(Verdict, ARefusedStartIsNotFailed) {
 TEST(Verdict, NoSelfTestIsAborted) {
   RunEvidence evidence = ended("");
   evidence.start = SmartctlAnswer{4, "Short offline self test failed [unsupported scsi opcode]\n"};
-  EXPECT_EQ(of(Outcome::Failed, evidence).outcome, Outcome::Aborted);
+  EXPECT_EQ(of(RunOutcome::Failed, evidence).outcome, RunOutcome::Aborted);
   evidence = ended(kHead + "No self-tests have been logged.\n", false);
   evidence.ended = false;
-  EXPECT_EQ(of(Outcome::Aborted, evidence).outcome, Outcome::Aborted);
-  EXPECT_EQ(of(Outcome::Aborted, evidence).cause, "no-self-test");
+  EXPECT_EQ(of(RunOutcome::Aborted, evidence).outcome, RunOutcome::Aborted);
+  EXPECT_EQ(of(RunOutcome::Aborted, evidence).cause, "no-self-test");
 }
 
 TEST(Verdict, ADriveThatGoesFails) {
@@ -139,8 +139,8 @@ TEST(Verdict, ADriveThatGoesFails) {
                             "Smartctl open device: /dev/sda failed: No such device or address",
                             "Read Device Identity failed: Input/output error"}) {
     const Verdict verdict =
-        of(Outcome::Failed, ended(std::string("smartctl 7.3\n\n") + words + "\n"));
-    EXPECT_EQ(verdict.outcome, Outcome::Failed);
+        of(RunOutcome::Failed, ended(std::string("smartctl 7.3\n\n") + words + "\n"));
+    EXPECT_EQ(verdict.outcome, RunOutcome::Failed);
     EXPECT_EQ(verdict.cause, "drive-gone");
     EXPECT_EQ(verdict.reason, std::string("the drive disappeared during the test: ") + words);
   }
@@ -164,13 +164,13 @@ TEST(Verdict, AnOlderEntryInProgressDoesNotHideTheNewest) {
   RunEvidence evidence = ended(log_of("Completed without error") +
                                "# 3  Extended offline  Self-test routine in progress  90%  7  -\n");
   evidence.ended = false;
-  EXPECT_EQ(of(Outcome::Failed, evidence).outcome, Outcome::Passed);
+  EXPECT_EQ(of(RunOutcome::Failed, evidence).outcome, RunOutcome::Passed);
 }
 
 TEST(Verdict, AfterTenMinutesALookTellsMore) {
   RunEvidence evidence = ended(kHead + "# 1" + kOldEntry);
   evidence.ended = false;
-  const Verdict open = of(Outcome::Failed, evidence);
+  const Verdict open = of(RunOutcome::Failed, evidence);
   EXPECT_TRUE(open.open);
   const DriveLook running{.readiness = Readiness::Running, .remaining = 40};
   EXPECT_EQ(verdict_after(open, running, "/dev/sda").remaining, 40);
@@ -179,19 +179,19 @@ TEST(Verdict, AfterTenMinutesALookTellsMore) {
 }
 
 TEST(Verdict, AfterASmartctlWithoutAnswerALookTellsWhetherTheDriveIsThere) {
-  const Verdict open = of(Outcome::Failed, ended(""));
+  const Verdict open = of(RunOutcome::Failed, ended(""));
   EXPECT_TRUE(open.open);
   EXPECT_EQ(verdict_after(open, {}, "/dev/sda").cause, "unknown-result");
   const DriveLook none{.readiness = Readiness::NoDevice, .words = "x failed: No such device"};
   const Verdict gone = verdict_after(open, none, "/dev/sda");
-  EXPECT_EQ(gone.outcome, Outcome::Failed);
+  EXPECT_EQ(gone.outcome, RunOutcome::Failed);
   EXPECT_EQ(gone.cause, "drive-gone");
   EXPECT_EQ(gone.reason, "the drive disappeared during the test: x failed: No such device");
-  EXPECT_FALSE(of(Outcome::Failed, ended(log_of("Unknown status (0x9)"))).open);
+  EXPECT_FALSE(of(RunOutcome::Failed, ended(log_of("Unknown status (0x9)"))).open);
 }
 
 TEST(Verdict, WithoutEvidenceThereIsNone) {
-  EXPECT_EQ(of(Outcome::Passed, {}).outcome, std::nullopt);
+  EXPECT_EQ(of(RunOutcome::Passed, {}).outcome, std::nullopt);
   EXPECT_EQ(verdict_of(std::nullopt, ended(log_of("Completed without error")), "x").outcome,
             std::nullopt)
       << "no record";

@@ -9,8 +9,8 @@
 #include "cli/failure.h"
 #include "cli/manager.h"
 #include "cli/output.h"
-#include "cli/progress.h"
 #include "cli/row_verdict.h"
+#include "cli/run_progress.h"
 #include "cli/worker.h"
 #include "cli/worker_message.h"
 

@@ -80,7 +80,7 @@ DriveStatus Keeper::settle(SeenLook seen, bool wake) {
 std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, Source source) {
   const DriveStatus status = look(place, true);
   if (status.look.fault != LookFault::None || status.is_testing()) return std::nullopt;
-  Begun begun = begin(status.look, kind, source);
+  BegunTest begun = begin(status.look, kind, source);
   if (begun.runs_already || !begun.row) return std::nullopt;
   platform::Descriptor starting = mark_starting(*begun.row);
   const std::lock_guard guard(lock_);

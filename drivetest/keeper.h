@@ -131,7 +131,7 @@ class Keeper {
     std::vector<TestRow> ended;
     bool look_again = false;
   };
-  struct Begun {
+  struct BegunTest {
     std::optional<TestRow> row;  // set
     bool runs_already = false;   // the row is that of a test that another process has begun
   };
@@ -140,7 +140,7 @@ class Keeper {
                                 const std::function<DriveChange(const DriveState&)>& decide);
   Settled settle_by(SeenLook& seen, bool wake, Circumstances circumstances);
   DriveStatus settle_by_looks(SeenLook seen, bool wake, Circumstances circumstances);
-  Begun begin(const Look& look, TestKind kind, Source source);
+  BegunTest begin(const Look& look, TestKind kind, Source source);
   platform::Descriptor mark_starting(const TestRow& row);
   ToolReply tell_to_start(const Look& look, TestKind kind);
   StartOutcome await_start(StartOutcome outcome, const ToolReply& reply, const TestRow& row);

@@ -29,8 +29,8 @@ bool is_another(const std::optional<TestRow>& row, const TestRow& known) {
 
 }  // namespace
 
-Keeper::Begun Keeper::begin(const Look& look, TestKind kind, Source source) {
-  Begun begun;
+Keeper::BegunTest Keeper::begin(const Look& look, TestKind kind, Source source) {
+  BegunTest begun;
   begun.row = change(look.drive, [&](const DriveState& state) {
     DriveChange change;
     begun.runs_already = state.running.has_value();
@@ -81,7 +81,7 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   }
   if (std::string why = why_not_able(look, kind); !why.empty())
     return end(StartResult::NotAble, std::move(why));
-  const Begun begun = begin(look, kind, Source::Library);
+  const BegunTest begun = begin(look, kind, Source::Library);
   const TestRow row = begun.row.value();
   if (begun.runs_already) {
     // Another process has made its row, and the drive shows no test that could be replaced.

@@ -15,7 +15,7 @@ enum class Outcome { Passed, Failed, Aborted, Unknown };
 std::string_view name_of(Outcome outcome);  // "passed" and so on
 std::optional<Outcome> outcome_named(std::string_view name);
 
-struct Verdict {
+struct ResultMeaning {
   Outcome outcome = Outcome::Unknown;
   std::string cause;  // in words, without full stop: "read failure", "aborted by the host"
 };
@@ -29,6 +29,6 @@ inline constexpr int kAbortedByHost = 1;
 
 // What a result code of the drive means, 0 to 15 (ATA: the upper half of the status byte). Not set
 // for kRunningCode and for numbers outside of that range.
-std::optional<Verdict> verdict_of(Protocol protocol, int code);
+std::optional<ResultMeaning> verdict_of(Protocol protocol, int code);
 
 }  // namespace drivetest

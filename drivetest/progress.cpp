@@ -33,7 +33,7 @@ std::uint64_t usual_hours(const TestRow& row, const Look& look) {
   return kLeast + announced / 10 + static_cast<std::uint64_t>(seen.count());
 }
 
-void end(TestRow& row, Verdict verdict, Time now) {
+void end(TestRow& row, ResultMeaning verdict, Time now) {
   row.outcome = verdict.outcome;
   row.cause = std::move(verdict.cause);
   row.ended = now;
@@ -41,7 +41,7 @@ void end(TestRow& row, Verdict verdict, Time now) {
 }
 
 // The drive's own code cannot tell a program that ended the test from a bridge that did.
-Verdict explained(Verdict verdict, const Drive& drive, int code, bool was_stopped) {
+ResultMeaning explained(ResultMeaning verdict, const Drive& drive, int code, bool was_stopped) {
   if (verdict.outcome != Outcome::Aborted) return verdict;
   if (was_stopped)
     verdict.cause += " (by 'hddtest stop')";
@@ -52,7 +52,7 @@ Verdict explained(Verdict verdict, const Drive& drive, int code, bool was_stoppe
 }
 
 void end(TestRow& row, const Drive& drive, const LogEntry& entry, Time now, bool was_stopped) {
-  Verdict verdict = verdict_of(drive.protocol, entry.result_code).value_or(Verdict{});
+  ResultMeaning verdict = verdict_of(drive.protocol, entry.result_code).value_or(ResultMeaning{});
   end(row, explained(std::move(verdict), drive, entry.result_code, was_stopped), now);
   row.test_code = entry.test_code;
   row.result_code = entry.result_code;
@@ -114,9 +114,9 @@ std::optional<bool> lost_power(const TestRow& row, const Look& look) {
 // What is left to tell the end of a test without an entry: ATA's status byte. It keeps the result
 // of the last test for ever, or falls back to an older one when power is lost. So a result counts
 // only of a drive that has no log of its tests, after somebody has seen this one run.
-std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
-                                         const LogGrowth& growth, Time now,
-                                         const Circumstances& circumstances) {
+std::optional<ResultMeaning> verdict_by_status(const TestRow& row, const Look& look,
+                                               const LogGrowth& growth, Time now,
+                                               const Circumstances& circumstances) {
   if (look.drive.protocol != Protocol::Ata || !look.status_code) return std::nullopt;
   if (!row.looked && !circumstances.was_seen) return std::nullopt;
   const bool may_have_entry =
@@ -125,7 +125,7 @@ std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
         return entry.kind == row.kind && entry.result_code == *look.status_code;
       });
   if (!growth.added.empty() || (!growth.is_certain && !may_have_entry)) return std::nullopt;
-  std::optional<Verdict> verdict = verdict_of(Protocol::Ata, *look.status_code);
+  std::optional<ResultMeaning> verdict = verdict_of(Protocol::Ata, *look.status_code);
   // What says that the test has not come to its end is true in any case.
   const bool is_aborted = verdict && verdict->outcome == Outcome::Aborted;
   if (is_aborted) return verdict;
@@ -138,8 +138,8 @@ std::optional<Verdict> verdict_by_status(const TestRow& row, const Look& look,
   return verdict->outcome != Outcome::Passed || is_certain ? verdict : std::nullopt;
 }
 
-Verdict verdict_without_trace(const TestRow& row, const LogGrowth& growth,
-                              const std::string& reason, const Circumstances& circumstances) {
+ResultMeaning verdict_without_trace(const TestRow& row, const LogGrowth& growth,
+                                    const std::string& reason, const Circumstances& circumstances) {
   const bool has_no_entry = growth.is_certain && growth.added.empty();
   // What was stopped need not be a test that nobody has seen.
   if (circumstances.was_stopped && row.looked && has_no_entry)
@@ -188,7 +188,7 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
 
 std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive) {
   if (row.outcome != Outcome::Aborted || !row.result_code) return std::nullopt;
-  std::optional<Verdict> verdict = verdict_of(drive.protocol, *row.result_code);
+  std::optional<ResultMeaning> verdict = verdict_of(drive.protocol, *row.result_code);
   if (!verdict || verdict->outcome != Outcome::Aborted) return std::nullopt;
   return explained(*std::move(verdict), drive, *row.result_code, true).cause;
 }

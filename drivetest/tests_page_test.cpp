@@ -20,7 +20,7 @@ std::vector<std::string> lines() {
   return all;
 }
 
-std::string line_of(Protocol protocol, int code, const Verdict& verdict) {
+std::string line_of(Protocol protocol, int code, const ResultMeaning& verdict) {
   return "| " + std::string(name_of(protocol)) + " | " + std::to_string(code) + " | " +
          verdict.cause + " | " + std::string(name_of(verdict.outcome)) + " |";
 }
@@ -29,7 +29,7 @@ TEST(TestsPage, HasTheWordsOfAllResultsAndNoOthers) {
   std::set<std::string> expected;
   for (const Protocol protocol : {Protocol::Ata, Protocol::Scsi, Protocol::Nvme})
     for (int code = 0; code < kRunningCode; ++code) {
-      const Verdict verdict = verdict_of(protocol, code).value();
+      const ResultMeaning verdict = verdict_of(protocol, code).value();
       if (verdict.outcome != Outcome::Unknown) expected.insert(line_of(protocol, code, verdict));
     }
   std::set<std::string> told;

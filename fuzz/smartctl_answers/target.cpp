@@ -12,7 +12,7 @@ using fuzz::require;
 bool is_share(const std::optional<int>& share) { return !share || (*share >= 0 && *share <= 100); }
 
 void read_entries(std::string_view log) {
-  for (const cli::LogEntry& entry : cli::read_entries(log)) {
+  for (const cli::PrintedEntry& entry : cli::read_entries(log)) {
     require(is_share(entry.remaining), "a share is one of a hundred");
     require(entry.kind != cli::EntryKind::Failed || !entry.cause.empty(), "a failure has a cause");
     require(entry.kind == cli::EntryKind::Unknown || !entry.status.empty(), "a status has a text");
@@ -40,13 +40,13 @@ void judge(const std::string& text) {
                             .start = cli::SmartctlAnswer{0, ""},
                             .log = text,
                             .ended = true};
-  const cli::Verdict verdict = cli::verdict_of(cli::Outcome::Passed, evidence, "x");
-  require(verdict.outcome != cli::Outcome::Passed || !cli::read_entries(text).empty(),
+  const cli::Verdict verdict = cli::verdict_of(cli::RunOutcome::Passed, evidence, "x");
+  require(verdict.outcome != cli::RunOutcome::Passed || !cli::read_entries(text).empty(),
           "nothing passes without an entry");
-  require(verdict.outcome == cli::Outcome::Passed || !verdict.reason.empty(),
+  require(verdict.outcome == cli::RunOutcome::Passed || !verdict.reason.empty(),
           "what did not pass has a reason");
   evidence.take(3, text);
-  cli::verdict_of(cli::Outcome::Failed, evidence, "x");
+  cli::verdict_of(cli::RunOutcome::Failed, evidence, "x");
 }
 
 }  // namespace

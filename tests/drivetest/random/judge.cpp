@@ -94,7 +94,7 @@ void Judge::judge_changes(const Rows& rows) {
     const TestRow& row = before.row;
     const auto found = now.find(number);
     const auto& limit = world_.report().forgotten_before;
-    const Time when = row.ended.value_or(row.started.value_or(row.recorded));
+    const drivetest::Time when = row.ended.value_or(row.started.value_or(row.recorded));
     const bool is_to_be_forgotten = limit && row.outcome && when < *limit;
     if (is_to_be_forgotten != (found == now.end()) && (row.outcome || reported_.count(number)))
       violate(text_of(row) + (is_to_be_forgotten ? " was not forgotten" : " was lost"));

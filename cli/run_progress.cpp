@@ -1,4 +1,4 @@
-#include "cli/progress.h"
+#include "cli/run_progress.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "cli/outcome.h"
+#include "cli/run_outcome.h"
 
 #include <gtest/gtest.h>
 
@@ -6,9 +6,9 @@ namespace cli {
 namespace {
 
 constexpr std::nullopt_t kNone = std::nullopt;
-constexpr Outcome kPassed = Outcome::Passed;
-constexpr Outcome kFailed = Outcome::Failed;
-constexpr Outcome kAborted = Outcome::Aborted;
+constexpr RunOutcome kPassed = RunOutcome::Passed;
+constexpr RunOutcome kFailed = RunOutcome::Failed;
+constexpr RunOutcome kAborted = RunOutcome::Aborted;
 
 TEST(OutcomeOf, KnowsTheThreeStatesOfARecord) {
   EXPECT_EQ(outcome_of(2), kPassed);

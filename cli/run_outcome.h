@@ -9,15 +9,15 @@
 namespace cli {
 
 // The numbers are those of CompletionState in the completion record.
-enum class Outcome : std::uint16_t { Passed = 2, Failed = 5, Aborted = 6 };
+enum class RunOutcome : std::uint16_t { Passed = 2, Failed = 5, Aborted = 6 };
 
 // Nothing for a state that no test of ours ends in.
-std::optional<Outcome> outcome_of(std::uint64_t completion_state);
+std::optional<RunOutcome> outcome_of(std::uint64_t completion_state);
 
-std::string_view outcome_word(Outcome outcome);
+std::string_view outcome_word(RunOutcome outcome);
 
 // 3 if any drive has no outcome, since it could not be tested, else 1 if one failed, else 2 if
 // one was aborted or does not support the test, else 0.
-int exit_status(const std::vector<std::optional<Outcome>>& outcomes);
+int exit_status(const std::vector<std::optional<RunOutcome>>& outcomes);
 
 }  // namespace cli
