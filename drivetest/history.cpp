@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "drivetest/database.h"
+#include "drivetest/drive_names.h"
 #include "drivetest/history_folder.h"
 #include "drivetest/history_rows.h"
-#include "drivetest/joined_drives.h"
 #include "drivetest/time_text.h"
 
 namespace drivetest {
@@ -54,88 +54,6 @@ std::vector<KeptTest> newest_of(Database& database, std::int64_t drive, std::siz
       database.query("SELECT number FROM tests WHERE drive = ?"
                      " ORDER BY recorded DESC, number DESC LIMIT ?",
                      drive, static_cast<std::int64_t>(std::min<std::size_t>(limit, kMost))));
-}
-
-bool has_nguid(const Drive& drive) { return drive.world_wide_name.starts_with("nguid-"); }
-
-// As the drive was known before its NGUID could be read.
-Drive unnamed(Drive drive) {
-  drive.world_wide_name.clear();
-  return drive;
-}
-
-// By what else the drive may have been known: by model and serial number before its NGUID could be
-// read, and by its place with a type that only says how it is reached.
-std::vector<std::string> former_identities(const Drive& drive) {
-  std::vector<std::string> former;
-  if (has_nguid(drive)) former.push_back(unnamed(drive).identity());
-  const std::string identity = drive.identity();
-  if (identity != drive.claimed_identity() && member_type(drive.place.type) != drive.place.type)
-    former.push_back(identity + " -d " + drive.place.type);
-  return former;
-}
-
-// What is known of the drive by a former name is known by its own from now on.
-void name_drive(Database& database, std::string_view machine_id, const std::string& former,
-                const Drive& drive, Time now) {
-  const auto before = find_drive(database, machine_id, former);
-  if (!before) return;
-  if (const auto named = find_drive(database, machine_id, drive.identity()))
-    return join_drives(database, *before, *named, now);
-  database.run("UPDATE drives SET identity = ?, world_wide_name = ? WHERE number = ?",
-               drive.identity(), drive.world_wide_name, *before);
-}
-
-// The test that was begun in a drive before it was seen that another one claims to be the same; not
-// set where the other may have begun it.
-std::optional<KeptTest> running_before_apart(Database& database, std::string_view machine_id,
-                                             const Drive& drive) {
-  if (!drive.shares_identity) return std::nullopt;
-  const auto claimed = find_drive(database, machine_id, drive.claimed_identity());
-  const auto number = claimed ? running_number(database, *claimed) : std::nullopt;
-  if (!number) return std::nullopt;
-  KeptTest test = read_known_test(database, *number);
-  return test.row.place.device == drive.place.device ? std::optional(std::move(test))
-                                                     : std::nullopt;
-}
-
-// The test goes on as that of the drive at its place, which is told from the log of before it.
-void take_running(Database& database, const Drive& drive, KeptTest test, Time now) {
-  const auto claimed = find_drive(database, test.row.machine_id, drive.claimed_identity()).value();
-  const std::optional<std::vector<LogEntry>> log = read_state(database, claimed).log;
-  test.drive = drive;
-  test.row.drive = drive.identity();
-  const std::int64_t apart = keep_drive(database, test);
-  if (running_number(database, apart)) return;
-  database.run("UPDATE tests SET drive = ? WHERE number = ?", apart, test.row.number);
-  if (log) keep_log_seen(database, apart, *log, now);
-}
-
-// The drive of a row, which tells by its identity whether another claims to be the same.
-Drive kept_drive(const KeptTest& test) {
-  Drive drive = test.drive;
-  drive.shares_identity = test.row.drive != drive.claimed_identity();
-  return drive;
-}
-
-// Whether a file from before the drive's NGUID was known has the identity.
-bool is_former_identity(std::string_view identity, const KeptTest& here) {
-  const Drive drive = kept_drive(here);
-  return has_nguid(drive) && unnamed(drive).identity() == identity;
-}
-
-// The only drive with an NGUID that a drive without one can be; not set where there are several.
-std::optional<std::int64_t> find_named(Database& database, std::string_view machine_id,
-                                       const Drive& drive) {
-  if (!drive.world_wide_name.empty() || drive.shares_identity || drive.protocol != Protocol::Nvme)
-    return std::nullopt;
-  Query query = database.query(
-      "SELECT number FROM drives WHERE machine_id = ? AND identity >= 'nguid-'"
-      " AND identity < 'nguid.' AND identity = world_wide_name AND model = ? AND serial_number = ?",
-      machine_id, drive.model, drive.serial_number);
-  if (!query.step()) return std::nullopt;
-  const std::int64_t number = query.next_integer();
-  return query.step() ? std::nullopt : std::optional(number);
 }
 
 }  // namespace

@@ -1,0 +1,82 @@
+// Which drive one is that does not answer: by what the kernel and the history know of it.
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "cli/drive_tests.h"
+
+namespace cli {
+
+using drivetest::Drive;
+using drivetest::Look;
+using drivetest::LookFault;
+using drivetest::Place;
+using drivetest::TestRow;
+
+namespace {
+
+bool is_same_place(const Place& a, const Place& b) {
+  return a.device == b.device && drivetest::member_type(a.type) == drivetest::member_type(b.type);
+}
+
+}  // namespace
+
+std::string DriveTests::identity_of(ChosenDrive& drive) {
+  if (!drive.reason.empty()) return {};
+  return identity_of(drive, look_of(drive, false).look);
+}
+
+std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
+  if (look.fault == LookFault::None) return history().identity_of(look.drive);
+  return recognised(history(), drive, look).identity();
+}
+
+// A drive that does not answer, as in standby, is known by what it says all the same and by what
+// the kernel knows of it or, where that is not its name, by the drive that was seen here and fits.
+Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& chosen,
+                             const Look& look) {
+  Drive told = look.drive;
+  for (std::string Drive::*const text :
+       {&Drive::world_wide_name, &Drive::serial_number, &Drive::model})
+    if ((told.*text).empty()) told.*text = chosen.known.*text;
+  told.place = chosen.place;
+  told.shares_identity = told.shares_identity || drives_.is_apart(chosen.place);
+  if (!told.world_wide_name.empty()) return told;
+  std::optional<Drive> known = known_drive(history, told);
+  if (!known) return told;
+  known->is_on_usb = told.is_on_usb;
+  return *std::move(known);
+}
+
+// The only drive of this machine that has the serial number, and the model where that is told. Of a
+// drive that tells nothing, behind a controller, the one that was tested last at its place.
+std::optional<Drive> DriveTests::known_drive(drivetest::History& history, const Drive& told) {
+  const std::vector<drivetest::KnownDrive> drives = history.drives();
+  std::set<std::string> fitting;
+  if (!told.serial_number.empty()) {
+    Drive nameless;
+    nameless.place = told.place;
+    for (const drivetest::KnownDrive& one : drives)
+      if (one.drive.serial_number == told.serial_number &&
+          (told.model.empty() || one.drive.model == told.model) &&
+          (!told.shares_identity || one.identity.ends_with(nameless.identity())))
+        fitting.insert(one.identity);
+  } else if (!drivetest::member_type(told.place.type).empty()) {
+    const std::string machine_id = drivetest::this_host().machine_id;
+    std::optional<TestRow> newest;
+    for (const drivetest::KeptTest& test : history.last_of_each_drive())
+      if (test.row.machine_id == machine_id && is_same_place(test.row.place, told.place) &&
+          !answered_.contains(test.row.drive) && (!newest || newest->recorded < test.row.recorded))
+        newest = test.row;
+    if (newest) fitting.insert(newest->drive);
+  }
+  if (fitting.size() != 1) return std::nullopt;
+  const auto known = std::ranges::find(drives, *fitting.begin(), &drivetest::KnownDrive::identity);
+  if (known == drives.end()) return std::nullopt;
+  Drive drive = known->drive;
+  drive.place = told.place;
+  drive.shares_identity = known->identity != drive.claimed_identity();
+  return drive.identity() == known->identity ? std::optional(drive) : std::nullopt;
+}
+
+}  // namespace cli

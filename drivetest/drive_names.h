@@ -1,0 +1,42 @@
+// The names by which the history knows a drive, now and formerly. Internal to the history.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivetest/database.h"
+#include "drivetest/history_rows.h"
+
+namespace drivetest {
+
+bool has_nguid(const Drive& drive);
+// As the drive was known before its NGUID could be read.
+Drive unnamed(Drive drive);
+
+// By what else the drive may have been known: by model and serial number before its NGUID could be
+// read, and by its place with a type that only says how it is reached.
+std::vector<std::string> former_identities(const Drive& drive);
+
+// What is known of the drive by a former name is known by its own from now on.
+void name_drive(Database& database, std::string_view machine_id, const std::string& former,
+                const Drive& drive, Time now);
+
+// The test that was begun in a drive before it was seen that another one claims to be the same; not
+// set where the other may have begun it.
+std::optional<KeptTest> running_before_apart(Database& database, std::string_view machine_id,
+                                             const Drive& drive);
+// The test goes on as that of the drive at its place, which is told from the log of before it.
+void take_running(Database& database, const Drive& drive, KeptTest test, Time now);
+
+// The drive of a row, which tells by its identity whether another claims to be the same.
+Drive kept_drive(const KeptTest& test);
+// Whether a file from before the drive's NGUID was known has the identity.
+bool is_former_identity(std::string_view identity, const KeptTest& here);
+// The only drive with an NGUID that a drive without one can be; not set where there are several.
+std::optional<std::int64_t> find_named(Database& database, std::string_view machine_id,
+                                       const Drive& drive);
+
+}  // namespace drivetest
