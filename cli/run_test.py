@@ -250,11 +250,13 @@ class Interrupted(CommandTest):
         self.assertEqual(output.splitlines()[-1], str(128 + signal.SIGTERM))
 
     def test_prints_what_was_done_as_json(self):
-        self.interrupt(signal.SIGTERM, "--json", "/dev/two")
-        drives = {drive["device"]: drive for drive in json.loads(self.output)}
-        self.assertEqual(sorted(drives), ["/dev/fake", "/dev/two"])
-        self.assertEqual((drives["/dev/fake"]["outcome"], drives["/dev/fake"]["reason"]),
-                         (None, "interrupted; the test goes on in the drive"))
+        # One at a time, so that it is known which of the tests has begun.
+        self.interrupt(signal.SIGTERM, "--json", "--jobs", "1", "/dev/two")
+        drives = {drive["device"]: (drive["outcome"], drive["reason"])
+                  for drive in json.loads(self.output)}
+        self.assertEqual(drives, {
+            "/dev/fake": (None, "interrupted; the test goes on in the drive"),
+            "/dev/two": (None, "interrupted before its test began")})
 
     def test_ends_the_processes_that_test(self):
         self.interrupt(signal.SIGINT)
