@@ -15,8 +15,8 @@ namespace drivetest {
 
 // What an import takes at most, so that a wrong file does no harm.
 struct TransferLimits {
-  std::size_t line = 256 * 1024;            // bytes
-  std::size_t file = std::size_t{4} << 30;  // bytes
+  std::size_t line = std::size_t{256} << 10;  // bytes
+  std::size_t file = std::size_t{4} << 30;    // bytes
 };
 
 struct ImportCounts {

@@ -1,4 +1,4 @@
-"""The arrows of the house: which folder may include what, that a unit includes its own header, and
+"""The arrows of the house: which folder may include what, that a unit includes its own header, that each test is built, and
 what the broker may link.
 
     dependency_rules.py SOURCE-DIRECTORY PROGRAM
@@ -94,6 +94,16 @@ def wrong_units(root):
                 yield f"{source.relative_to(root)} does not include {own}"
 
 
+def forgotten_tests(root):
+    """A test that no CMakeLists.txt names is never built, and nobody misses it."""
+    for folder in RULES:
+        for test in sorted((root / folder).rglob("*_test.cpp")):
+            lists = (parent / "CMakeLists.txt" for parent in test.parents if parent.is_relative_to(root))
+            if not any(re.search(rf"\b{test.stem}\b", one.read_text(encoding="utf-8"))
+                       for one in lists if one.exists()):
+                yield f"{test.relative_to(root)} is built by no CMakeLists.txt"
+
+
 def wrong_libraries(program):
     listing = subprocess.run(["readelf", "-d", program], check=True, capture_output=True, text=True)
     for library in LINKED.findall(listing.stdout):
@@ -104,7 +114,7 @@ def wrong_libraries(program):
 def main():
     root = pathlib.Path(sys.argv[1])
     faults = [*wrong_leaves(root), *wrong_includes(root), *wrong_units(root),
-              *wrong_libraries(sys.argv[2])]
+              *forgotten_tests(root), *wrong_libraries(sys.argv[2])]
     print("\n".join(faults))
     return 1 if faults else 0
 
