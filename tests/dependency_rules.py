@@ -1,5 +1,5 @@
-"""The arrows of the house: which folder may include what, that a unit includes its own header, that each test is built, and
-what the broker may link.
+"""The arrows of the house: which folder may include what, that a unit includes its own header, that each
+test is built, and what the broker may link.
 
     dependency_rules.py SOURCE-DIRECTORY PROGRAM
 """
