@@ -100,7 +100,7 @@ KAVRO_HDDTest_DiagnosticCompletionRecord* Provider::BuildRecord(std::string elem
 
   const int status = last_status();
   log_trace("theStatusRetCode=" + std::to_string(status));
-  const RunOutcome outcome = outcome_of(status);
+  const RecordedOutcome outcome = outcome_of(status);
 
   TDiagRecord record;
   record.fCompletionState = outcome.completion_state;

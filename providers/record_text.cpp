@@ -2,7 +2,7 @@
 
 namespace ovk_cimple {
 
-RunOutcome outcome_of(int status) {
+RecordedOutcome outcome_of(int status) {
   switch (status) {
     case 0:
       return {2, "passed"};

@@ -8,14 +8,14 @@
 
 namespace ovk_cimple {
 
-struct RunOutcome {
+struct RecordedOutcome {
   int completion_state;  // as the record's CompletionState
   const char* word;      // as the message file's states
 };
 
 // The outcome of a run that ended with that HDDIAG_TEST_STATUS; 2, which the engine never
 // produces, counts as aborted, any unknown value as failed.
-RunOutcome outcome_of(int status);
+RecordedOutcome outcome_of(int status);
 
 // The text of the record: for each message of the self-test with that state, in file order, its
 // error code, ": ", its last message line and its actions, a line each.
