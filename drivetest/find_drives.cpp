@@ -9,7 +9,7 @@
 
 #include "drivetest/tool_json.h"
 #include "inventory/device_text.h"
-#include "inventory/drive.h"
+#include "inventory/disk.h"
 #include "inventory/sysfs.h"
 
 namespace drivetest {
@@ -47,7 +47,7 @@ bool is_nvme_namespace(const std::string& device) {
 
 // "naa.5000c500a1b2c3d4". The USB bridges of drives have names of their own, which are not the
 // drives'.
-std::string world_wide_name(const inventory::Drive& drive) {
+std::string world_wide_name(const inventory::Disk& drive) {
   constexpr std::string_view kForm = "naa.";
   const std::string& name = drive.world_wide_name;
   if (!name.starts_with(kForm) || drive.connection == "USB") return {};
@@ -56,7 +56,7 @@ std::string world_wide_name(const inventory::Drive& drive) {
 
 std::vector<FoundDrive> disks(const Sysfs& sysfs) {
   std::vector<FoundDrive> found;
-  for (const inventory::Drive& disk : inventory::read_drives(sysfs)) {
+  for (const inventory::Disk& disk : inventory::read_disks(sysfs)) {
     if (is_nvme_namespace(disk.device)) continue;
     FoundDrive one;
     one.drive.place.device = disk.device;

@@ -8,7 +8,7 @@ namespace ovk_cimple {
 std::vector<Ref<KAVRO_DiskDrive>> KAVRO_Inventory_DiskDrive_Provider::instances() {
   const String system_name = inventory::host_name();
   std::vector<Ref<KAVRO_DiskDrive>> result;
-  for (const auto& one : inventory::read_drives(inventory::Sysfs()))
+  for (const auto& one : inventory::read_disks(inventory::Sysfs()))
     result.push_back(disk_drive(one, system_name));
   return result;
 }

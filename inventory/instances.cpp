@@ -76,35 +76,35 @@ void set_identification(Element& element, std::initializer_list<Identification> 
 
 }  // namespace
 
-Ref<KAVRO_DiskDrive> disk_drive(const inventory::Drive& drive, const String& system_name) {
+Ref<KAVRO_DiskDrive> disk_drive(const inventory::Disk& disk, const String& system_name) {
   auto result = make<KAVRO_DiskDrive>(true);  // RequestedState and EnabledDefault are defaults
-  set_keys(*result, system_name, drive.device);
-  set_state(*result, drive.state);
-  result->ElementName = drive.device;
-  result->Name = drive.device;
-  set_unless_empty(result->Caption, inventory::cut(inventory::joined({drive.vendor, drive.model}),
+  set_keys(*result, system_name, disk.device);
+  set_state(*result, disk.state);
+  result->ElementName = disk.device;
+  result->Name = disk.device;
+  set_unless_empty(result->Caption, inventory::cut(inventory::joined({disk.vendor, disk.model}),
                                                    kCaptionCharacters));
   set_unless_empty(result->Description,
-                   inventory::joined({drive.vendor, drive.model, drive.revision}));
+                   inventory::joined({disk.vendor, disk.model, disk.revision}));
   set_identification(*result,
-                     {{"Serial Number", drive.serial},
-                      {"WWN", drive.world_wide_name},
-                      {"SCSI Address", drive.address ? to_string(*drive.address) : String()},
-                      {"Connection", drive.connection},
-                      {"Size in bytes", drive.bytes ? std::to_string(*drive.bytes) : String()}});
+                     {{"Serial Number", disk.serial},
+                      {"WWN", disk.world_wide_name},
+                      {"SCSI Address", disk.address ? to_string(*disk.address) : String()},
+                      {"Connection", disk.connection},
+                      {"Size in bytes", disk.bytes ? std::to_string(*disk.bytes) : String()}});
 
-  if (drive.bytes) result->MaxMediaSize = *drive.bytes / 1000;
-  if (drive.block_bytes) {
-    result->DefaultBlockSize = *drive.block_bytes;
-    result->MinBlockSize = *drive.block_bytes;
-    result->MaxBlockSize = *drive.block_bytes;
+  if (disk.bytes) result->MaxMediaSize = *disk.bytes / 1000;
+  if (disk.block_bytes) {
+    result->DefaultBlockSize = *disk.block_bytes;
+    result->MinBlockSize = *disk.block_bytes;
+    result->MaxBlockSize = *disk.block_bytes;
   }
   result->NumberOfMediaSupported = 1;
-  Array<uint16> capabilities = {3};                 // random access
-  if (!drive.read_only) capabilities.push_back(4);  // supports writing
-  if (drive.removable) capabilities.push_back(7);   // supports removable media
+  Array<uint16> capabilities = {3};                // random access
+  if (!disk.read_only) capabilities.push_back(4);  // supports writing
+  if (disk.removable) capabilities.push_back(7);   // supports removable media
   result->Capabilities = std::move(capabilities);
-  result->Security = drive.read_only ? 4 : 2;  // read only, unknown
+  result->Security = disk.read_only ? 4 : 2;  // read only, unknown
   return result;
 }
 

@@ -17,7 +17,7 @@
 #pragma once
 
 #include "inventory/bus_device.h"
-#include "inventory/drive.h"
+#include "inventory/disk.h"
 #include "inventory/machine.h"
 #include "model/KAVRO_ComputerSystem.h"
 #include "model/KAVRO_DiskDrive.h"
@@ -26,7 +26,7 @@
 namespace ovk_cimple {
 
 // system_name is the Name of the computer system that the device belongs to.
-Ref<KAVRO_DiskDrive> disk_drive(const inventory::Drive& drive, const String& system_name);
+Ref<KAVRO_DiskDrive> disk_drive(const inventory::Disk& disk, const String& system_name);
 Ref<KAVRO_SysBusDevice> sys_bus_device(const inventory::BusDevice& device,
                                        const String& system_name);
 Ref<KAVRO_ComputerSystem> computer_system(const inventory::Machine& machine, const String& name);

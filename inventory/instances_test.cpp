@@ -19,24 +19,24 @@ std::vector<std::string> published(const Instance& instance) {
   return names;
 }
 
-inventory::Drive full_drive() {
-  inventory::Drive drive;
-  drive.device = "/dev/sda";
-  drive.vendor = "EXAMPLE";
-  drive.model = "DISK 1";
-  drive.revision = "S229";
-  drive.serial = "LABS0001";
-  drive.world_wide_name = "naa.5000c500a0b0c0d3";
-  drive.connection = "SAS/RAID (megaraid_sas)";
-  drive.state = "running";
-  drive.address = {{8, 2, 0, 0}};
-  drive.bytes = 73407868928;
-  drive.block_bytes = 4096;
-  return drive;
+inventory::Disk full_disk() {
+  inventory::Disk disk;
+  disk.device = "/dev/sda";
+  disk.vendor = "EXAMPLE";
+  disk.model = "DISK 1";
+  disk.revision = "S229";
+  disk.serial = "LABS0001";
+  disk.world_wide_name = "naa.5000c500a0b0c0d3";
+  disk.connection = "SAS/RAID (megaraid_sas)";
+  disk.state = "running";
+  disk.address = {{8, 2, 0, 0}};
+  disk.bytes = 73407868928;
+  disk.block_bytes = 4096;
+  return disk;
 }
 
 TEST(Disk_Drive, PublishesEveryPropertyThatSysfsTells) {
-  const auto drive = disk_drive(full_drive(), "host.example.org");
+  const auto drive = disk_drive(full_disk(), "host.example.org");
   EXPECT_EQ(drive->SystemCreationClassName.value(), "KAVRO_ComputerSystem");
   EXPECT_EQ(drive->SystemName.value(), "host.example.org");
   EXPECT_EQ(drive->CreationClassName.value(), "KAVRO_DiskDrive");
@@ -67,7 +67,7 @@ TEST(Disk_Drive, PublishesEveryPropertyThatSysfsTells) {
 }
 
 TEST(Disk_Drive, LeavesEveryOtherPropertyNull) {
-  EXPECT_THAT(published(*disk_drive(full_drive(), "host")),
+  EXPECT_THAT(published(*disk_drive(full_disk(), "host")),
               UnorderedElementsAre(
                   "Caption", "Description", "ElementName", "Name", "OperationalStatus",
                   "StatusDescriptions", "Status", "EnabledState", "RequestedState",
@@ -78,10 +78,10 @@ TEST(Disk_Drive, LeavesEveryOtherPropertyNull) {
 }
 
 TEST(Disk_Drive, WhatIsUnknownIsNull) {
-  inventory::Drive drive;
-  drive.device = "/dev/sda";
+  inventory::Disk disk;
+  disk.device = "/dev/sda";
   EXPECT_THAT(
-      published(*disk_drive(drive, "host")),
+      published(*disk_drive(disk, "host")),
       UnorderedElementsAre("ElementName", "Name", "OperationalStatus", "StatusDescriptions",
                            "Status", "EnabledState", "RequestedState", "EnabledDefault",
                            "SystemCreationClassName", "SystemName", "CreationClassName", "DeviceID",
@@ -89,7 +89,7 @@ TEST(Disk_Drive, WhatIsUnknownIsNull) {
 }
 
 TEST(Disk_Drive, DescriptionsStayBesideTheirTextsWhenOthersAreUnknown) {
-  auto facts = full_drive();
+  auto facts = full_disk();
   facts.serial.clear();
   facts.address.reset();
   const auto drive = disk_drive(facts, "host");
@@ -128,9 +128,9 @@ void expect_state(const Device& device, const StateCase& expected) {
 TEST(State, OfDrivesAndBusDevicesIsTheKernels) {
   for (const StateCase& one : kStateCases) {
     SCOPED_TRACE(one.state);
-    auto drive = full_drive();
-    drive.state = one.state;
-    expect_state(*disk_drive(drive, "host"), one);
+    auto disk = full_disk();
+    disk.state = one.state;
+    expect_state(*disk_drive(disk, "host"), one);
     inventory::BusDevice device;
     device.state = one.state;
     expect_state(*sys_bus_device(device, "host"), one);
@@ -139,10 +139,10 @@ TEST(State, OfDrivesAndBusDevicesIsTheKernels) {
 
 TEST(Disk_Drive, CapabilitiesAndSecurityFollowTheMedium) {
   const auto with = [](bool removable, bool read_only) {
-    auto drive = full_drive();
-    drive.removable = removable;
-    drive.read_only = read_only;
-    return disk_drive(drive, "host");
+    auto disk = full_disk();
+    disk.removable = removable;
+    disk.read_only = read_only;
+    return disk_drive(disk, "host");
   };
   EXPECT_THAT(with(true, false)->Capabilities.value(), ElementsAre(3, 4, 7));
   EXPECT_THAT(with(false, true)->Capabilities.value(), ElementsAre(3));
@@ -152,29 +152,29 @@ TEST(Disk_Drive, CapabilitiesAndSecurityFollowTheMedium) {
 }
 
 TEST(Disk_Drive, CaptionHasAtMostSixtyFourCharacters) {
-  auto drive = full_drive();
-  drive.vendor = "V";
-  drive.model.clear();
-  for (int i = 0; i < 1000; ++i) drive.model += "\u00fc";
-  const auto instance = disk_drive(drive, "host");
-  EXPECT_EQ(instance->Caption.value(), "V " + drive.model.substr(0, 124));
-  EXPECT_EQ(instance->Description.value(), "V " + drive.model + " S229");
+  auto disk = full_disk();
+  disk.vendor = "V";
+  disk.model.clear();
+  for (int i = 0; i < 1000; ++i) disk.model += "\u00fc";
+  const auto instance = disk_drive(disk, "host");
+  EXPECT_EQ(instance->Caption.value(), "V " + disk.model.substr(0, 124));
+  EXPECT_EQ(instance->Description.value(), "V " + disk.model + " S229");
 }
 
 TEST(Disk_Drive, IdentifyingTextsHaveAtMostTwoHundredFiftySixCharacters) {
-  auto drive = full_drive();
-  drive.world_wide_name = std::string(300, 'w');
-  EXPECT_EQ(disk_drive(drive, "host")->OtherIdentifyingInfo.value()[1], std::string(256, 'w'));
+  auto disk = full_disk();
+  disk.world_wide_name = std::string(300, 'w');
+  EXPECT_EQ(disk_drive(disk, "host")->OtherIdentifyingInfo.value()[1], std::string(256, 'w'));
 }
 
 TEST(Disk_Drive, TheExactSizeStandsBesideTheRoundedOne) {
-  auto drive = full_drive();
-  drive.bytes = std::numeric_limits<std::uint64_t>::max();
-  auto instance = disk_drive(drive, "host");
+  auto disk = full_disk();
+  disk.bytes = std::numeric_limits<std::uint64_t>::max();
+  auto instance = disk_drive(disk, "host");
   EXPECT_EQ(instance->MaxMediaSize.value(), 18446744073709551u);
   EXPECT_EQ(instance->OtherIdentifyingInfo.value().back(), "18446744073709551615");
-  drive.bytes = 0;
-  instance = disk_drive(drive, "host");
+  disk.bytes = 0;
+  instance = disk_drive(disk, "host");
   EXPECT_EQ(instance->MaxMediaSize.value(), 0u);
   EXPECT_EQ(instance->OtherIdentifyingInfo.value().back(), "0");
 }

@@ -8,7 +8,7 @@
 #include "inventory/KAVRO_Inventory_DiskDrive_Provider.h"
 #include "inventory/KAVRO_Inventory_SysBusDevice_Provider.h"
 #include "inventory/bus_device.h"
-#include "inventory/drive.h"
+#include "inventory/disk.h"
 #include "inventory/test_tree.h"
 
 namespace ovk_cimple {
@@ -69,18 +69,18 @@ TEST(ManyDevices, ReadingGoesOnWhileDrivesComeAndGo) {
     const inventory::Sysfs sysfs = tree.sysfs();
     int with = 0, without = 0;
     while ((with < 500 || without < 500) && std::chrono::steady_clock::now() < deadline) {
-      const auto drives = inventory::read_drives(sysfs);
-      ++(drives.size() == 3 ? with : without);
-      for (const inventory::Drive& drive : drives) {
-        EXPECT_THAT(drive.device, AnyOf("/dev/sda", "/dev/sdb", "/dev/sdc"));
-        if (drive.device == "/dev/sdb") {
-          EXPECT_THAT(drive.model, AnyOf("", "QEMU HARDDISK"));
+      const auto disks = inventory::read_disks(sysfs);
+      ++(disks.size() == 3 ? with : without);
+      for (const inventory::Disk& disk : disks) {
+        EXPECT_THAT(disk.device, AnyOf("/dev/sda", "/dev/sdb", "/dev/sdc"));
+        if (disk.device == "/dev/sdb") {
+          EXPECT_THAT(disk.model, AnyOf("", "QEMU HARDDISK"));
           continue;
         }
-        EXPECT_EQ(drive.model, "QEMU HARDDISK");
-        EXPECT_EQ(drive.bytes, 67108864u);
+        EXPECT_EQ(disk.model, "QEMU HARDDISK");
+        EXPECT_EQ(disk.bytes, 67108864u);
       }
-      EXPECT_GE(drives.size(), 2u);
+      EXPECT_GE(disks.size(), 2u);
       const auto devices = inventory::read_bus_devices(sysfs);
       EXPECT_GE(devices.size(), 2u);
       EXPECT_LE(devices.size(), 3u);

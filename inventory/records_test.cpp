@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "inventory/drive.h"
+#include "inventory/disk.h"
 #include "inventory/recorded_machine.h"
 
 namespace inventory {
@@ -39,20 +39,19 @@ TEST(Recorded_Machines, HwinfoSeesTheSameDrives) {
     TestTree tree;
     lay_out(tree, facts);
     const auto reported = disks(read(folder.path() / "hwinfo-disk.out"));
-    const auto drives = read_drives(tree.sysfs());
-    EXPECT_EQ(drives.size(), reported.size());
-    for (const Drive& drive : drives) {
-      SCOPED_TRACE(drive.device);
-      ASSERT_TRUE(reported.contains(drive.device));
-      const std::string& block = reported.at(drive.device);
-      ASSERT_TRUE(drive.bytes);
-      EXPECT_EQ(std::to_string(*drive.bytes),
-                between(between(block, "Capacity: ", "\n"), "(", " "));
+    const auto disks = read_disks(tree.sysfs());
+    EXPECT_EQ(disks.size(), reported.size());
+    for (const Disk& disk : disks) {
+      SCOPED_TRACE(disk.device);
+      ASSERT_TRUE(reported.contains(disk.device));
+      const std::string& block = reported.at(disk.device);
+      ASSERT_TRUE(disk.bytes);
+      EXPECT_EQ(std::to_string(*disk.bytes), between(between(block, "Capacity: ", "\n"), "(", " "));
       const std::string driver = between(block, "Driver: \"", "\"");
       ASSERT_TRUE(words_of_drivers().contains(driver)) << driver;
-      EXPECT_EQ(drive.connection, words_of_drivers().at(driver));
-      if (drive.address) {
-        EXPECT_EQ(to_string(*drive.address), between(block, "SysFS BusID: ", "\n"));
+      EXPECT_EQ(disk.connection, words_of_drivers().at(driver));
+      if (disk.address) {
+        EXPECT_EQ(to_string(*disk.address), between(block, "SysFS BusID: ", "\n"));
       }
     }
   }

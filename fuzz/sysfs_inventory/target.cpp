@@ -11,7 +11,7 @@
 #include "fuzz/scratch_folder.h"
 #include "inventory/bus_device.h"
 #include "inventory/device_text.h"
-#include "inventory/drive.h"
+#include "inventory/disk.h"
 #include "inventory/machine.h"
 
 namespace {
@@ -99,20 +99,20 @@ void require_device(const std::string& device) {
           "devices have names fit for publishing");
 }
 
-void read_drives_of(const inventory::Sysfs& sysfs) {
+void read_disks_of(const inventory::Sysfs& sysfs) {
   std::string before;
-  for (const inventory::Drive& drive : inventory::read_drives(sysfs)) {
-    require_device(drive.device);
-    require_clean({drive.vendor, drive.model, drive.revision, drive.serial, drive.world_wide_name,
-                   drive.connection, drive.state});
+  for (const inventory::Disk& disk : inventory::read_disks(sysfs)) {
+    require_device(disk.device);
+    require_clean({disk.vendor, disk.model, disk.revision, disk.serial, disk.world_wide_name,
+                   disk.connection, disk.state});
     // The kernel writes an exclamation mark for a slash.
-    std::string name = drive.device.substr(5);
+    std::string name = disk.device.substr(5);
     std::replace(name.begin(), name.end(), '/', '!');
     const std::string key = inventory::natural_key(name);
     require(before <= key, "drives come in natural order");
     before = key;
-    if (drive.address)
-      require(inventory::parse_address(inventory::to_string(*drive.address)) == drive.address,
+    if (disk.address)
+      require(inventory::parse_address(inventory::to_string(*disk.address)) == disk.address,
               "addresses can be read again");
   }
 }
@@ -142,7 +142,7 @@ void fuzz::read_input(std::string_view input) {
     require(target.empty() || target.starts_with("/"), "what a link leads to lies below the root");
     require(target.find("/../") == target.npos, "without a way out");
   }
-  read_drives_of(sysfs);
+  read_disks_of(sysfs);
   read_bus_devices_of(sysfs);
   const inventory::Machine machine = inventory::read_machine(sysfs);
   require_clean({machine.vendor, machine.product, machine.version, machine.uuid, machine.serial});

@@ -36,7 +36,7 @@ std::vector<std::filesystem::path> recorded_machines() {
 
 // Kept on purpose: only one character of each number of an address is looked up, so that the
 // decision on a drive with longer numbers is a matter of chance.
-bool is_looked_up_in_full(const inventory::Drive& drive) {
+bool is_looked_up_in_full(const inventory::Disk& drive) {
   if (!drive.address) return true;
   const auto& [host, channel, target, lun] = *drive.address;
   return std::max({host, channel, target, lun}) < 10;
@@ -50,8 +50,8 @@ class RecordedMachine : public DiscoveryTest {
     cimom_.drives.clear();
     const inventory::TestTree tree;
     inventory::lay_out(tree, inventory::read(machine / "sysfs.out"));
-    drives_ = inventory::read_drives(tree.sysfs());
-    for (const inventory::Drive& drive : drives_)
+    drives_ = inventory::read_disks(tree.sysfs());
+    for (const inventory::Disk& drive : drives_)
       cimom_.drives.push_back(disk_drive(drive, "machine"));
     bus_devices_ = inventory::read_bus_devices(tree.sysfs());
     hosts_ = inventory::read_scsi_hosts(tree.sysfs());
@@ -101,10 +101,10 @@ class RecordedMachine : public DiscoveryTest {
     return found;
   }
   // The drives by the serial number that hwinfo or sysfs gives.
-  std::map<std::string, inventory::Drive> by_serial(const std::filesystem::path& machine) {
+  std::map<std::string, inventory::Disk> by_serial(const std::filesystem::path& machine) {
     const auto reported = inventory::disks(inventory::read(machine / "hwinfo-disk.out"));
-    std::map<std::string, inventory::Drive> found;
-    for (const inventory::Drive& drive : drives_) {
+    std::map<std::string, inventory::Disk> found;
+    for (const inventory::Disk& drive : drives_) {
       std::string serial = drive.serial;
       if (const auto block = reported.find(drive.device); serial.empty() && block != reported.end())
         serial = discovery::cut(block->second, "Serial ID: \"", "\"");
@@ -112,7 +112,7 @@ class RecordedMachine : public DiscoveryTest {
     }
     return found;
   }
-  std::vector<inventory::Drive> drives_;
+  std::vector<inventory::Disk> drives_;
   std::vector<inventory::BusDevice> bus_devices_;
   inventory::ScsiHosts hosts_{{}};
 };
@@ -129,7 +129,7 @@ TEST_F(RecordedMachine, DecisionsAreThoseForTheDrivesThatItWasGiven) {
     const auto named = by_serial(machine);
     for (const auto& [serial, decision] : expected) {
       ASSERT_TRUE(named.contains(serial)) << serial;
-      const inventory::Drive& drive = named.at(serial);
+      const inventory::Disk& drive = named.at(serial);
       if (!is_looked_up_in_full(drive)) continue;
       EXPECT_EQ(decided.at(drive.device), decision) << serial << " " << drive.device;
       ++of_each[decision];

@@ -1,4 +1,4 @@
-#include "inventory/drive.h"
+#include "inventory/disk.h"
 
 #include <algorithm>
 #include <limits>
@@ -35,46 +35,45 @@ std::string device_name(std::string name) {
   return "/dev/" + name;
 }
 
-std::optional<Drive> read_drive(const Sysfs& sysfs, const ScsiHosts& hosts,
-                                const std::string& name) {
+std::optional<Disk> read_disk(const Sysfs& sysfs, const ScsiHosts& hosts, const std::string& name) {
   const std::string place = "/sys/block/" + name + "/";
-  Drive drive;
-  drive.device = device_name(name);
-  if (!is_device_name(drive.device) || is_floppy(name)) return std::nullopt;
+  Disk disk;
+  disk.device = device_name(name);
+  if (!is_device_name(disk.device) || is_floppy(name)) return std::nullopt;
   const std::string path = sysfs.target(place + "device");
   if (path.empty() || sysfs.flag(place + "hidden")) return std::nullopt;
 
-  drive.address = parse_address(std::string_view(path).substr(path.rfind('/') + 1));
+  disk.address = parse_address(std::string_view(path).substr(path.rfind('/') + 1));
   std::string_view driver;
-  if (drive.address) {
+  if (disk.address) {
     const auto type = sysfs.number(place + "device/type");
     if (type && type != 0 && type != 14) return std::nullopt;
-    driver = hosts.driver(drive.address->host);
-    if (!hosts.publishes(*drive.address)) drive.address.reset();
+    driver = hosts.driver(disk.address->host);
+    if (!hosts.publishes(*disk.address)) disk.address.reset();
   }
-  drive.connection = connection(path, driver);
+  disk.connection = connection(path, driver);
 
-  drive.vendor = sysfs.text(place + "device/vendor");
+  disk.vendor = sysfs.text(place + "device/vendor");
   // virtio publishes its maker's number there, not a name.
-  if (drive.vendor.starts_with("0x")) drive.vendor.clear();
-  drive.model = first_text(sysfs, place, {"device/model", "device/name"});
-  drive.revision = first_text(sysfs, place, {"device/rev", "device/firmware_rev"});
-  drive.serial = page_serial(sysfs.bytes(place + "device/vpd_pg80").value_or(""));
-  if (drive.serial.empty()) drive.serial = first_text(sysfs, place, {"device/serial", "serial"});
-  drive.world_wide_name = first_text(sysfs, place, {"device/wwid", "wwid"});
-  drive.state = sysfs.text(place + "device/state");
-  drive.bytes = sysfs.number(place + "size");
-  if (drive.bytes > std::numeric_limits<std::uint64_t>::max() / kSectorBytes) drive.bytes.reset();
-  if (drive.bytes) *drive.bytes *= kSectorBytes;
-  drive.block_bytes = sysfs.number(place + "queue/logical_block_size");
-  drive.removable = sysfs.flag(place + "removable");
-  drive.read_only = sysfs.flag(place + "ro");
-  return drive;
+  if (disk.vendor.starts_with("0x")) disk.vendor.clear();
+  disk.model = first_text(sysfs, place, {"device/model", "device/name"});
+  disk.revision = first_text(sysfs, place, {"device/rev", "device/firmware_rev"});
+  disk.serial = page_serial(sysfs.bytes(place + "device/vpd_pg80").value_or(""));
+  if (disk.serial.empty()) disk.serial = first_text(sysfs, place, {"device/serial", "serial"});
+  disk.world_wide_name = first_text(sysfs, place, {"device/wwid", "wwid"});
+  disk.state = sysfs.text(place + "device/state");
+  disk.bytes = sysfs.number(place + "size");
+  if (disk.bytes > std::numeric_limits<std::uint64_t>::max() / kSectorBytes) disk.bytes.reset();
+  if (disk.bytes) *disk.bytes *= kSectorBytes;
+  disk.block_bytes = sysfs.number(place + "queue/logical_block_size");
+  disk.removable = sysfs.flag(place + "removable");
+  disk.read_only = sysfs.flag(place + "ro");
+  return disk;
 }
 
 }  // namespace
 
-std::vector<Drive> read_drives(const Sysfs& sysfs) {
+std::vector<Disk> read_disks(const Sysfs& sysfs) {
   std::vector<std::pair<std::string, std::string>> names;
   for (std::string& name : sysfs.entries("/sys/block")) {
     std::string key = natural_key(name);
@@ -83,10 +82,10 @@ std::vector<Drive> read_drives(const Sysfs& sysfs) {
   std::sort(names.begin(), names.end());
 
   const ScsiHosts hosts = read_scsi_hosts(sysfs);
-  std::vector<Drive> drives;
+  std::vector<Disk> disks;
   for (const auto& [key, name] : names)
-    if (auto drive = read_drive(sysfs, hosts, name)) drives.push_back(std::move(*drive));
-  return drives;
+    if (auto disk = read_disk(sysfs, hosts, name)) disks.push_back(std::move(*disk));
+  return disks;
 }
 
 }  // namespace inventory

@@ -12,7 +12,7 @@
 namespace inventory {
 
 // Texts are cleaned (device_text.h) and empty when unknown.
-struct Drive {
+struct Disk {
   std::string device;  // "/dev/sda"; fit for publishing
   std::string vendor;
   std::string model;
@@ -32,6 +32,6 @@ struct Drive {
 // neither hidden paths, nor floppies, nor SCSI devices of a type other than disk (0) and
 // simplified disk (14). USB and RAID drives are among them. Left out is what has no name fit for
 // publishing. Takes time in proportion to the number of drives.
-std::vector<Drive> read_drives(const Sysfs& sysfs);
+std::vector<Disk> read_disks(const Sysfs& sysfs);
 
 }  // namespace inventory
