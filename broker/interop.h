@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 
 namespace broker {
 

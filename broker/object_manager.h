@@ -25,7 +25,7 @@
 #include <vector>
 
 #include "broker/error.h"
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 #include "broker/interop.h"
 #include "broker/object_path.h"
 #include "broker/registration_file.h"

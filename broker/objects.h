@@ -11,7 +11,7 @@
 
 #include "broker/arena.h"
 #include "broker/error.h"
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 #include "broker/object_manager.h"
 #include "broker/schema.h"
 #include "broker/value.h"

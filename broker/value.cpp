@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "broker/error.h"
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 #include "broker/object_path.h"
 
 namespace broker {

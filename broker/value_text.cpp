@@ -8,7 +8,7 @@
 
 #include "broker/date_time.h"
 #include "broker/error.h"
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 #include "broker/object_path.h"
 #include "broker/value.h"
 #include "platform/utf8.h"

@@ -5,7 +5,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 
 namespace cli {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 
 namespace cli {
 

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "broker/cimxml/document.h"
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 #include "broker/object_path.h"
 #include "broker/schema.h"
 #include "broker/value.h"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "broker/cimxml/xml_text.h"
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 #include "broker/object_path.h"
 #include "broker/schema.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 #include "broker/value.h"
 
 namespace scripted {

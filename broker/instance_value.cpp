@@ -1,4 +1,4 @@
-#include "broker/instance.h"
+#include "broker/instance_value.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-// Instances as the object manager delivers and accepts them.
+// Instances as plain values: what the object manager delivers and accepts.
 #pragma once
 
 #include <string_view>
