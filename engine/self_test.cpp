@@ -1,33 +1,16 @@
 // The engine's runs of smartctl and the self-test made of them.
-#include "engine/self_test.h"
-
 #include <unistd.h>
 
 #include <utility>
 
 #include "engine/HDDTest.h"
 #include "engine/locks.h"
+#include "engine/smartctl_answer.h"
 #include "engine/trace.h"
 #include "platform/support/osspecific.h"
 
 using engine::log_error;
 using engine::trace;
-
-namespace engine {
-
-bool step_failed(int status) { return (status & 15) != 0; }
-
-bool is_smart_enabled(const std::string& information) {
-  return information.find("SMART support is: Enabled") != std::string::npos ||
-         information.find("Device supports SMART and is Enabled") != std::string::npos;
-}
-
-bool keeps_no_log(const std::string& log) {
-  return log.find("No self-tests have been logged") != std::string::npos ||
-         log.find("SMART Self-test Log not supported") != std::string::npos;
-}
-
-}  // namespace engine
 
 namespace {
 

@@ -1,4 +1,4 @@
-// Decisions of a self-test run, over plain data.
+// What an answer of smartctl means for a self-test run, over plain data.
 #pragma once
 
 #include <string>
