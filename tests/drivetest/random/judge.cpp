@@ -63,25 +63,25 @@ std::optional<std::size_t> unmatched(std::size_t left, std::size_t right,
 }  // namespace
 
 void Judge::judge() {
-  World::Report& report = world_.report();
+  PlayedMachine::Report& report = machine_.report();
   for (const std::int64_t row : report.started) reported_[row] = true;
-  const Rows& rows = world_.rows();
+  const Rows& rows = machine_.rows();
   judge_changes(rows);
   judge_times(rows);
   for (const KeptTest& kept : rows) judge_outcome(kept);
   judge_sources(rows);
-  for (const World::Report::Seen& seen : report.seen) judge_look(seen, rows);
+  for (const PlayedMachine::Report::Seen& seen : report.seen) judge_look(seen, rows);
   if (!report.lies.empty()) violate(report.lies.front());
 }
 
 int Judge::drive_of(const TestRow& row) const {
-  for (int drive = 0; drive < world_.drives(); ++drive)
-    if (world_.drive(drive).drive().identity() == row.drive) return drive;
+  for (int drive = 0; drive < machine_.drives(); ++drive)
+    if (machine_.drive(drive).drive().identity() == row.drive) return drive;
   violate(text_of(row) + " is of a drive that nobody has");
 }
 
 const Call* Judge::call_of(const TestRow& row) const {
-  for (const Call& call : world_.calls())
+  for (const Call& call : machine_.calls())
     if (call.row == row.number) return &call;
   return nullptr;
 }
@@ -93,7 +93,7 @@ void Judge::judge_changes(const Rows& rows) {
   for (const auto& [number, before] : known_) {
     const TestRow& row = before.row;
     const auto found = now.find(number);
-    const auto& limit = world_.report().forgotten_before;
+    const auto& limit = machine_.report().forgotten_before;
     const drivetest::Time when = row.ended.value_or(row.started.value_or(row.recorded));
     const bool is_to_be_forgotten = limit && row.outcome && when < *limit;
     if (is_to_be_forgotten != (found == now.end()) && (row.outcome || reported_.count(number)))
@@ -118,7 +118,7 @@ void Judge::judge_times(const Rows& rows) const {
     last = row.recorded;
     if (!row.outcome && !runs.insert(row.drive).second)
       violate(text_of(row) + " is the second that runs");
-    if (world_.was_clock_moved()) continue;
+    if (machine_.was_clock_moved()) continue;
     const auto expect_order = [&](const auto& earlier, const auto& later) {
       if (earlier && later && *later < *earlier) violate(text_of(row) + " has times out of order");
     };
@@ -132,7 +132,7 @@ void Judge::judge_times(const Rows& rows) const {
 // Whether the history has a row that was made for the test before it began.
 bool Judge::has_row(const RealTest& test) const {
   return test.call >= 0 &&
-         known_.count(world_.calls()[static_cast<std::size_t>(test.call)].row) > 0;
+         known_.count(machine_.calls()[static_cast<std::size_t>(test.call)].row) > 0;
 }
 
 // A test that has left no entry, as when the power was lost, cannot always be told from one that
@@ -144,7 +144,7 @@ bool Judge::is_excused(const TestRow& row, const Call* call, PlayedDrive& drive)
   if (number < tests.size() && tests[number].entry && !tests[number].is_hidden) return false;
   const bool is_hidden = number < tests.size() && tests[number].is_hidden;
   // What a drive without a log says may be older than the test, which the clock has to tell.
-  if (world_.was_clock_moved() && drive.log().empty()) return true;
+  if (machine_.was_clock_moved() && drive.log().empty()) return true;
   const std::size_t first = number < tests.size() ? number + 1 : 0;
   // The status of an ATA drive does not tell of which kind its test is; only an entry does.
   const auto can_be_of_its_kind = [&](const RealTest& test) {
@@ -163,7 +163,7 @@ bool Judge::is_excused(const TestRow& row, const Call* call, PlayedDrive& drive)
 void Judge::judge_outcome(const KeptTest& kept) const {
   const TestRow& row = kept.row;
   if (!row.outcome || row.source == Source::Other || row.outcome == Outcome::Unknown) return;
-  PlayedDrive& drive = world_.drive(drive_of(row));
+  PlayedDrive& drive = machine_.drive(drive_of(row));
   const Call* const call = call_of(row);
   const RealTest* const test =
       call && call->test >= 0 ? &drive.tests()[static_cast<std::size_t>(call->test)] : nullptr;
@@ -179,8 +179,8 @@ void Judge::judge_outcome(const KeptTest& kept) const {
 
 // Each row is of a test of its own. Rows of which the outcome is not known may be of any.
 void Judge::judge_sources(const Rows& rows) const {
-  for (int number = 0; number < world_.drives(); ++number) {
-    PlayedDrive& drive = world_.drive(number);
+  for (int number = 0; number < machine_.drives(); ++number) {
+    PlayedDrive& drive = machine_.drive(number);
     std::vector<const TestRow*> told;
     for (const KeptTest& kept : rows)
       if (drive_of(kept.row) == number && tells_of_a_test(kept.row)) told.push_back(&kept.row);
@@ -202,14 +202,14 @@ void Judge::judge_sources(const Rows& rows) const {
   }
 }
 
-void Judge::judge_look(const World::Report::Seen& seen, const Rows& rows) const {
+void Judge::judge_look(const PlayedMachine::Report::Seen& seen, const Rows& rows) const {
   const auto runs = std::find_if(rows.begin(), rows.end(), [&](const KeptTest& kept) {
     return !kept.row.outcome && drive_of(kept.row) == seen.drive;
   });
   // For two minutes a row belongs to the process that is starting its test, if only to die of it.
   constexpr std::chrono::seconds kStarting(120);
   const bool is_starting = runs != rows.end() && !runs->row.looked &&
-                           world_.clock() - *runs->row.started < kStarting + kStarting / 4;
+                           machine_.clock() - *runs->row.started < kStarting + kStarting / 4;
   if (runs != rows.end() && !seen.runs && !is_starting)
     violate(text_of(runs->row) + " runs, its drive does not");
   if (runs == rows.end() && seen.shows_test) violate("a test runs that the history has not");
@@ -218,7 +218,7 @@ void Judge::judge_look(const World::Report::Seen& seen, const Rows& rows) const 
 
 // Every failure that stands in the log has a row.
 void Judge::judge_failures(int number, const Rows& rows) const {
-  PlayedDrive& drive = world_.drive(number);
+  PlayedDrive& drive = machine_.drive(number);
   std::vector<const RealTest*> failures;
   for (const RealTest& test : drive.tests())
     if (test.entry && test.is_shown && !test.is_hidden &&

@@ -34,19 +34,19 @@ class RandomLives : public testing::TestWithParam<std::uint64_t> {
   std::string fault_of(const Life& life, std::ostream* out = nullptr) {
     const std::filesystem::path state = folder_ / "state";
     std::filesystem::remove_all(state);
-    World world(life, state);
-    Judge judge(world);
+    PlayedMachine machine(life, state);
+    Judge judge(machine);
     std::size_t number = 0;
     try {
       for (const Step& step : life.steps) {
         ++number;
-        world.take(step);
-        if (out) show(*out, text_of(step), world);
+        machine.take(step);
+        if (out) show(*out, text_of(step), machine);
         judge.judge();
       }
       ++number;
-      world.settle();
-      if (out) show(*out, "everything settles", world);
+      machine.settle();
+      if (out) show(*out, "everything settles", machine);
       judge.judge();
     } catch (const Violation& violation) {
       return "after step " + std::to_string(number) + ": " + violation.what();
@@ -95,9 +95,9 @@ class RandomLives : public testing::TestWithParam<std::uint64_t> {
       try_plain(member);
   }
 
-  static void show(std::ostream& out, const std::string& step, World& world) {
+  static void show(std::ostream& out, const std::string& step, PlayedMachine& machine) {
     out << step << "\n";
-    for (const drivetest::KeptTest& kept : world.rows()) {
+    for (const drivetest::KeptTest& kept : machine.rows()) {
       const drivetest::TestRow& row = kept.row;
       out << "     row " << row.number << " drive " << kept.drive.serial_number << " "
           << name_of(row.source) << " " << (row.kind ? name_of(*row.kind) : "test") << " "

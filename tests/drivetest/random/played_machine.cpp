@@ -1,4 +1,4 @@
-#include "tests/drivetest/random/world.h"
+#include "tests/drivetest/random/played_machine.h"
 
 #include <algorithm>
 #include <utility>
@@ -28,7 +28,7 @@ constexpr Seconds kFirstSecond = 1'700'000'000;
 // For so long a drive may not show what it does.
 constexpr Seconds kMoment = 10;
 
-const World* clock_of_history = nullptr;
+const PlayedMachine* clock_of_history = nullptr;
 Time history_clock() { return clock_of_history->clock(); }
 
 std::string name_of_device(int name) { return name == 0 ? "/dev/sda" : "/dev/sdb"; }
@@ -36,15 +36,15 @@ std::string name_of_device(int name) { return name == 0 ? "/dev/sda" : "/dev/sdb
 }  // namespace
 
 // All drives, behind their names. Each half of a look takes time, so a test may end between them.
-class World::Access : public drivetest::DriveAccess {
+class PlayedMachine::Access : public drivetest::DriveAccess {
  public:
-  explicit Access(World& world) : world_(world) {}
+  explicit Access(PlayedMachine& machine) : machine_(machine) {}
 
   Look look(const Place& place, bool wake) override {
-    world_.begin_call();
-    const int number = world_.drive_at(place.device);
-    Trouble& trouble = world_.troubles_[static_cast<std::size_t>(number)];
-    PlayedDrive& drive = world_.drive(number);
+    machine_.begin_call();
+    const int number = machine_.drive_at(place.device);
+    Trouble& trouble = machine_.troubles_[static_cast<std::size_t>(number)];
+    PlayedDrive& drive = machine_.drive(number);
     Look look;
     look.drive = drive.drive();
     look.drive.place = place;
@@ -61,47 +61,47 @@ class World::Access : public drivetest::DriveAccess {
     trouble.rests = false;
     drive.show_status(look);
     look.drive.place = place;
-    world_.begin_call();
-    world_.pass(1);
+    machine_.begin_call();
+    machine_.pass(1);
     drive.show_log(look);
     return look;
   }
 
   ToolReply start(const drivetest::Drive& drive, TestKind kind) override {
-    world_.note_row_that_begins(drive);
-    world_.begin_call();
-    ToolReply reply = world_.begin(world_.drive_at(drive.place.device), kind);
-    world_.begin_call();
+    machine_.note_row_that_begins(drive);
+    machine_.begin_call();
+    ToolReply reply = machine_.begin(machine_.drive_at(drive.place.device), kind);
+    machine_.begin_call();
     return reply;
   }
 
   ToolReply stop(const drivetest::Drive& drive) override {
-    world_.begin_call();
-    world_.drive(world_.drive_at(drive.place.device)).stop();
-    world_.begin_call();
+    machine_.begin_call();
+    machine_.drive(machine_.drive_at(drive.place.device)).stop();
+    machine_.begin_call();
     return {ToolAnswer::Accepted, ""};
   }
 
  private:
-  World& world_;
+  PlayedMachine& machine_;
 };
 
-class World::Clock : public drivetest::TimeSource {
+class PlayedMachine::Clock : public drivetest::TimeSource {
  public:
-  explicit Clock(World& world) : world_(world) {}
-  std::chrono::sys_seconds now() override { return world_.clock(); }
+  explicit Clock(PlayedMachine& machine) : machine_(machine) {}
+  std::chrono::sys_seconds now() override { return machine_.clock(); }
   void wait(std::chrono::milliseconds duration) override {
-    world_.begin_call();
-    world_.pass((duration.count() + 999) / 1000);
+    machine_.begin_call();
+    machine_.pass((duration.count() + 999) / 1000);
   }
 
  private:
-  World& world_;
+  PlayedMachine& machine_;
 };
 
-struct World::Process {
-  Process(World& world, HistoryOptions options)
-      : access(world), clock(world), keeper(access, clock, [this, options] {
+struct PlayedMachine::Process {
+  Process(PlayedMachine& machine, HistoryOptions options)
+      : access(machine), clock(machine), keeper(access, clock, [this, options] {
           history = std::make_unique<History>(options);
           return history.get();
         }) {}
@@ -112,7 +112,7 @@ struct World::Process {
   Keeper keeper;
 };
 
-World::World(const Life& life, std::filesystem::path folder)
+PlayedMachine::PlayedMachine(const Life& life, std::filesystem::path folder)
     : folder_(std::move(folder)), troubles_(life.drives.size()), processes_(3) {
   clock_of_history = this;
   drivetest::plan_faults({});
@@ -125,13 +125,17 @@ World::World(const Life& life, std::filesystem::path folder)
       HistoryOptions{.folder = folder_, .host = {"aa", "host"}, .clock = history_clock});
 }
 
-World::~World() { drivetest::plan_faults({}); }
+PlayedMachine::~PlayedMachine() { drivetest::plan_faults({}); }
 
-Time World::clock() const { return Time(std::chrono::seconds(kFirstSecond + now_ + clock_)); }
+Time PlayedMachine::clock() const {
+  return Time(std::chrono::seconds(kFirstSecond + now_ + clock_));
+}
 
-int World::drive_at(const std::string& name) const { return at_[name == "/dev/sda" ? 0 : 1]; }
+int PlayedMachine::drive_at(const std::string& name) const {
+  return at_[name == "/dev/sda" ? 0 : 1];
+}
 
-const std::vector<drivetest::KeptTest>& World::rows() {
+const std::vector<drivetest::KeptTest>& PlayedMachine::rows() {
   drivetest::Query query = observer_->database().query("PRAGMA data_version");
   query.step();
   const std::int64_t version = query.next_integer();
@@ -143,7 +147,7 @@ const std::vector<drivetest::KeptTest>& World::rows() {
   return rows_;
 }
 
-World::Process& World::process(int number) {
+PlayedMachine::Process& PlayedMachine::process(int number) {
   auto& process = processes_[static_cast<std::size_t>(number)];
   if (!process)
     process = std::make_unique<Process>(
@@ -154,15 +158,17 @@ World::Process& World::process(int number) {
   return *process;
 }
 
-void World::end_process(int number) { processes_[static_cast<std::size_t>(number)].reset(); }
+void PlayedMachine::end_process(int number) {
+  processes_[static_cast<std::size_t>(number)].reset();
+}
 
-void World::pass(Seconds duration) {
+void PlayedMachine::pass(Seconds duration) {
   now_ += duration;
   for (auto& drive : drives_) drive->pass(duration);
 }
 
 // What a process does can be interrupted here, by something else or for good.
-void World::begin_call() {
+void PlayedMachine::begin_call() {
   if (!meanwhile_ || --calls_until_ > 0) return;
   const std::shared_ptr<Step> step = std::exchange(meanwhile_, nullptr);
   if (step->what == What::Kill) throw Killed();
@@ -171,7 +177,7 @@ void World::begin_call() {
   is_meanwhile_ = false;
 }
 
-void World::take(const Step& step) {
+void PlayedMachine::take(const Step& step) {
   report_ = {};
   meanwhile_ = step.meanwhile;
   calls_until_ = step.at;
@@ -184,7 +190,7 @@ void World::take(const Step& step) {
   is_meanwhile_ = false;
 }
 
-void World::settle() {
+void PlayedMachine::settle() {
   report_ = {};
   fails_history_ = false;
   drivetest::plan_faults({});
@@ -199,7 +205,7 @@ void World::settle() {
   }
 }
 
-void World::work(const Step& step) {
+void PlayedMachine::work(const Step& step) {
   const Step* const before = std::exchange(step_, &step);
   struct Restore {
     const Step*& place;
@@ -259,7 +265,7 @@ void World::work(const Step& step) {
   }
 }
 
-void World::restart(const Step& step) {
+void PlayedMachine::restart(const Step& step) {
   for (const int process : {0, 1, 2}) end_process(process);
   const bool is_off = step.what == What::SwitchOff;
   const Seconds duration = is_off ? step.amount : 60;
@@ -276,7 +282,7 @@ void World::restart(const Step& step) {
   if (step.amount % 2 == 0) std::swap(at_[0], at_[1]);
 }
 
-void World::begin_by_other(const Step& step) {
+void PlayedMachine::begin_by_other(const Step& step) {
   PlayedDrive& drive = this->drive(drive_at(name_of_device(step.name)));
   const Protocol protocol = drive.traits().protocol;
   int code = step.code;
@@ -289,7 +295,7 @@ void World::begin_by_other(const Step& step) {
 }
 
 // The row that the process has just made for the test that it is about to begin.
-void World::note_row_that_begins(const drivetest::Drive& drive) {
+void PlayedMachine::note_row_that_begins(const drivetest::Drive& drive) {
   const auto running = observer_->running(drive.identity());
   const bool is_new = running && running->row.started &&
                       clock() - *running->row.started < std::chrono::seconds(2) &&
@@ -299,7 +305,7 @@ void World::note_row_that_begins(const drivetest::Drive& drive) {
 
 // What the drive makes of our command, and what the tool says. Nobody begins a test while another
 // does not show yet, and no drive is slow where its tool fails: who looks then cannot know better.
-ToolReply World::begin(int number, TestKind kind) {
+ToolReply PlayedMachine::begin(int number, TestKind kind) {
   PlayedDrive& drive = this->drive(number);
   Call call{number, std::exchange(row_that_begins_, 0), -1};
   const Manner manner = step_->manner;
@@ -321,7 +327,7 @@ ToolReply World::begin(int number, TestKind kind) {
   return reply;
 }
 
-void World::start(const Step& step, Process& process, const Place& place) {
+void PlayedMachine::start(const Step& step, Process& process, const Place& place) {
   const std::size_t calls = calls_.size();
   const int number = drive_at(place.device);
   PlayedDrive& drive = this->drive(number);
@@ -345,7 +351,7 @@ void World::start(const Step& step, Process& process, const Place& place) {
     lie("said that a test runs already, and has no row of it");
 }
 
-void World::stop(Process& process, const Place& place) {
+void PlayedMachine::stop(Process& process, const Place& place) {
   const PlayedDrive& drive = this->drive(drive_at(place.device));
   const bool did_show = drive.shows_test();
   const auto outcome = process.keeper.stop(place, false);
@@ -356,7 +362,7 @@ void World::stop(Process& process, const Place& place) {
     lie("said that nothing runs, and a test does");
 }
 
-void World::look(Process& process, const Place& place) {
+void PlayedMachine::look(Process& process, const Place& place) {
   const int number = drive_at(place.device);
   PlayedDrive& drive = this->drive(number);
   const bool did_show = drive.shows_test();
@@ -369,7 +375,7 @@ void World::look(Process& process, const Place& place) {
   report_.seen.push_back({number, did_show && drive.shows_test(), did_run || drive.runs()});
 }
 
-void World::test_by_module(const Step& step, Process& process, const Place& place) {
+void PlayedMachine::test_by_module(const Step& step, Process& process, const Place& place) {
   const auto row = process.keeper.begin_foreign(place, TestKind::Short, drivetest::Source::Module);
   if (!row) return;
   note_row_that_begins(drive(drive_at(place.device)).drive());

@@ -22,12 +22,12 @@ struct Call {
 // Thrown through the library where a process is killed.
 struct Killed {};
 
-class World {
+class PlayedMachine {
  public:
-  World(const Life& life, std::filesystem::path folder);
-  ~World();
-  World(const World&) = delete;
-  World& operator=(const World&) = delete;
+  PlayedMachine(const Life& life, std::filesystem::path folder);
+  ~PlayedMachine();
+  PlayedMachine(const PlayedMachine&) = delete;
+  PlayedMachine& operator=(const PlayedMachine&) = delete;
 
   void take(const Step& step);
   // All troubles end, all tests have had their time, and a new process looks at every drive.
