@@ -5,7 +5,7 @@
 #include <linux/nvme_ioctl.h>
 #include <scsi/sg.h>
 
-#include "tests/drivetest/standin/drive.h"
+#include "tests/drivetest/standin/drive_file.h"
 
 int scsi_answer(struct StandInDrive* drive, int64_t now, struct sg_io_hdr* command);
 int nvme_answer(struct StandInDrive* drive, int64_t now, struct nvme_admin_cmd* command);

@@ -1,7 +1,7 @@
 /* Which paths of a tool lead to the stand-in's machine instead of the real one. */
 #pragma once
 
-#include "tests/drivetest/standin/drive.h"
+#include "tests/drivetest/standin/drive_file.h"
 
 /* The folder that STANDIN_STATE names; null when it is not set: then nothing is redirected. */
 const char* stand_in_folder(void);

@@ -1,7 +1,7 @@
 /* The self-test of a drive, by the stand-in's clock: starts, goes on, ends, and leaves its row. */
 #pragma once
 
-#include "tests/drivetest/standin/drive.h"
+#include "tests/drivetest/standin/drive_file.h"
 
 /* Brings the drive up to `now`, in seconds of the clock: a test that is over ends at its own time.
  */

@@ -2,7 +2,7 @@
  * same. */
 #pragma once
 
-#include "tests/drivetest/standin/drive.h"
+#include "tests/drivetest/standin/drive_file.h"
 
 /* Holds the folder's lock, for it alone, until state_unlock. Blocks. Returns -1 when it cannot. */
 int state_lock(const char* folder);

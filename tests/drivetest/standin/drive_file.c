@@ -1,4 +1,4 @@
-#include "tests/drivetest/standin/drive.h"
+#include "tests/drivetest/standin/drive_file.h"
 
 #include <errno.h>
 #include <inttypes.h>
