@@ -7,9 +7,9 @@
 #include <set>
 #include <string>
 
-#include "bench/scratch_folder.h"
 #include "drivetest/database.h"
 #include "drivetest/history.h"
+#include "tests/scratch_folder.h"
 
 namespace bench {
 
@@ -30,15 +30,11 @@ inline drivetest::Drive drive(int number) {
 // Folders with a history each, removed at the end.
 class Histories {
  public:
-  Histories() { root_ = make_scratch_folder(); }
-  Histories(const Histories&) = delete;
-  ~Histories() { std::filesystem::remove_all(root_); }
-
   // A folder with a history of so many tests, as many of each of the first `drives` drives. It is
   // made at the first call.
   std::string folder(std::int64_t tests, int drives = kDrives) {
     drivetest::HistoryOptions options;
-    options.folder = root_ / fmt::format("{}of{}", tests, drives);
+    options.folder = root_.path() / fmt::format("{}of{}", tests, drives);
     if (made_.insert(options.folder).second) make(options, tests, drives);
     return options.folder;
   }
@@ -64,7 +60,7 @@ class Histories {
         std::int64_t{drives}, tests, std::int64_t{drives});
   }
 
-  std::filesystem::path root_;
+  ScratchFolder root_;
   std::set<std::string> made_;
 };
 

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "bench/filled_history.h"
-#include "bench/scratch_folder.h"
+#include "tests/scratch_folder.h"
 
 namespace bench {
 
@@ -92,18 +92,17 @@ class StandInMachine {
   // ten.
   explicit StandInMachine(int slow = 0, int milliseconds = 0, int nvme = 0)
       : first_nvme_(kDrives - nvme) {
-    folder_ = make_scratch_folder();
-    std::filesystem::create_directory(folder_ / "drives");
+    std::filesystem::create_directory(folder() / "drives");
     for (int number = 0; number < kDrives; ++number)
-      std::ofstream(folder_ / "drives" / fmt::format("disk{:02}", number))
+      std::ofstream(folder() / "drives" / fmt::format("disk{:02}", number))
           << (number < first_nvme_ ? ata_lines(number) : nvme_lines(number)) << "serial "
           << drive(number).serial_number << "\nslow " << (number < slow ? milliseconds : 0) << "\n";
     const std::string make = fmt::format("'{0}/standin_drive' '{1}' make '{0}/libstandin.so'",
-                                         HDDTEST_STANDIN_FOLDER, folder_.string());
+                                         HDDTEST_STANDIN_FOLDER, folder().string());
     if (std::system(make.c_str()) != 0) std::abort();
-    setenv("PATH", (folder_ / "bin:/usr/bin:/bin").c_str(), 1);
-    setenv("HVX_SYSFS_ROOT", (folder_ / "machine").c_str(), 1);
-    setenv("HVX_LOG_FILE", (folder_ / "log").c_str(), 1);
+    setenv("PATH", (folder() / "bin:/usr/bin:/bin").c_str(), 1);
+    setenv("HVX_SYSFS_ROOT", (folder() / "machine").c_str(), 1);
+    setenv("HVX_LOG_FILE", (folder() / "log").c_str(), 1);
     setenv("LC_ALL", "C.UTF-8", 1);
   }
   StandInMachine(const StandInMachine&) = delete;
@@ -111,7 +110,7 @@ class StandInMachine {
     // The tools of a command that was killed end soon after it, and write there until then.
     std::error_code error;
     for (int tries = 0; tries < 100; ++tries) {
-      std::filesystem::remove_all(folder_, error);
+      std::filesystem::remove_all(folder(), error);
       if (!error) return;
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
@@ -122,7 +121,7 @@ class StandInMachine {
   }
   static std::string nvme_node(int number) { return fmt::format("/dev/nvme{}", number); }
   // For a history of its own.
-  std::string history() const { return folder_ / "history"; }
+  std::string history() const { return folder() / "history"; }
 
  private:
   static std::string ata_lines(int number) {
@@ -133,8 +132,10 @@ class StandInMachine {
                        nvme_node(number), number + 1);
   }
 
+  const std::filesystem::path& folder() const { return folder_.path(); }
+
   int first_nvme_;
-  std::filesystem::path folder_;
+  ScratchFolder folder_;
 };
 
 }  // namespace bench

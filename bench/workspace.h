@@ -11,8 +11,8 @@
 #include <fstream>
 #include <string>
 
-#include "bench/scratch_folder.h"
 #include "broker/object_manager.h"
+#include "tests/scratch_folder.h"
 
 namespace bench {
 
@@ -22,23 +22,19 @@ namespace bench {
 class Workspace {
  public:
   Workspace() {
-    folder_ = make_scratch_folder();
-    std::filesystem::create_directory(folder_ / "bin");
-    std::filesystem::create_directory(folder_ / "hddtest");
-    std::filesystem::copy_file(HDDTEST_MESSAGE_FILE, folder_ / "hddtest/hddtest.msg.xml");
-    setenv("HVX_LOG_FILE", (folder_ / "log").c_str(), 0);
-    setenv("PATH", (folder_ / "bin:").string().append(getenv("PATH")).c_str(), 1);
-    std::filesystem::current_path(folder_);
+    std::filesystem::create_directory(folder() / "bin");
+    std::filesystem::create_directory(folder() / "hddtest");
+    std::filesystem::copy_file(HDDTEST_MESSAGE_FILE, folder() / "hddtest/hddtest.msg.xml");
+    setenv("HVX_LOG_FILE", (folder() / "log").c_str(), 0);
+    setenv("PATH", (folder() / "bin:").string().append(getenv("PATH")).c_str(), 1);
+    std::filesystem::current_path(folder());
   }
   Workspace(const Workspace&) = delete;
-  ~Workspace() {
-    std::filesystem::current_path("/");
-    std::filesystem::remove_all(folder_);
-  }
-  const std::filesystem::path& folder() const { return folder_; }
+  ~Workspace() { std::filesystem::current_path("/"); }
+  const std::filesystem::path& folder() const { return folder_.path(); }
 
  private:
-  std::filesystem::path folder_;
+  ScratchFolder folder_;
 };
 
 inline broker::Options options() {

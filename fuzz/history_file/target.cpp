@@ -4,8 +4,8 @@
 #include <iterator>
 
 #include "drivetest/history.h"
-#include "fuzz/scratch_folder.h"
 #include "fuzz/target.h"
+#include "tests/scratch_folder.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ std::string content_of(const fs::path& path) {
 }
 
 drivetest::HistoryOptions new_options() {
-  static const fuzz::ScratchFolder scratch;
+  static const ScratchFolder scratch;
   drivetest::HistoryOptions options;
   options.folder = scratch.path() / "state";
   options.host = {"0123456789abcdef0123456789abcdef", "host"};

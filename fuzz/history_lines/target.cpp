@@ -4,15 +4,15 @@
 #include "drivetest/history_json.h"
 #include "drivetest/history_transfer.h"
 #include "drivetest/written_line.h"
-#include "fuzz/scratch_folder.h"
 #include "fuzz/target.h"
+#include "tests/scratch_folder.h"
 
 namespace {
 
 using fuzz::require;
 
 drivetest::HistoryOptions new_history() {
-  static const fuzz::ScratchFolder scratch;
+  static const ScratchFolder scratch;
   drivetest::HistoryOptions options;
   options.folder = scratch.path() / "state";
   options.host = {"0123456789abcdef0123456789abcdef", "host"};

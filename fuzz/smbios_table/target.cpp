@@ -9,8 +9,8 @@
 #include <stdexcept>
 
 #include "discovery/machinetype.h"
-#include "fuzz/scratch_folder.h"
 #include "platform/smbios/smbios_table.h"
+#include "tests/scratch_folder.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ smbios::Bytes bytes_of(std::string_view text) {
 
 // Where the kernel's files are below a root of our own.
 const fs::path& tables() {
-  static const fuzz::ScratchFolder scratch;
+  static const ScratchFolder scratch;
   static const fs::path folder = [] {
     setenv("HVX_SYSFS_ROOT", scratch.path().c_str(), 1);
     fs::path place = scratch.path() / "sys/firmware/dmi/tables";

@@ -8,11 +8,11 @@
 #include <fstream>
 #include <optional>
 
-#include "fuzz/scratch_folder.h"
 #include "inventory/bus_device.h"
 #include "inventory/device_text.h"
 #include "inventory/disk.h"
 #include "inventory/machine.h"
+#include "tests/scratch_folder.h"
 
 namespace {
 
