@@ -20,7 +20,7 @@
 
 namespace broker::http {
 
-class Connection final : public Loop::Source {
+class Connection final : public Loop::SocketOwner {
  public:
   Connection(Shared& shared, platform::Descriptor socket, const Address& peer);
   // On any thread, once it is closed: a Job may be the last to let go.

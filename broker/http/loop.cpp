@@ -27,51 +27,51 @@ Loop::Loop()
   fail("cannot wait for connections");
 }
 
-void Loop::add(const std::shared_ptr<Source>& source, int socket, std::uint32_t events) {
-  const auto place = sources_.insert(sources_.end(), source);
+void Loop::add(const std::shared_ptr<SocketOwner>& owner, int socket, std::uint32_t events) {
+  const auto place = owners_.insert(owners_.end(), owner);
   try {
-    source->deadline_ = deadlines_.emplace(Time::max(), source.get());
+    owner->deadline_ = deadlines_.emplace(Time::max(), owner.get());
   } catch (...) {
-    sources_.erase(place);
+    owners_.erase(place);
     throw;
   }
   epoll_event event{};
   event.events = events;
-  event.data.ptr = source.get();
+  event.data.ptr = owner.get();
   if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, socket, &event) != 0) {
     const int error = errno;
-    deadlines_.erase(source->deadline_);
-    sources_.erase(place);
+    deadlines_.erase(owner->deadline_);
+    owners_.erase(place);
     errno = error;
     fail("cannot wait for a connection");
   }
-  source->socket_ = socket;
-  source->events_ = events;
-  source->place_ = place;
-  source->present_ = true;
+  owner->socket_ = socket;
+  owner->events_ = events;
+  owner->place_ = place;
+  owner->present_ = true;
 }
 
-void Loop::want(Source& source, std::uint32_t events) noexcept {
-  if (!source.present_ || source.events_ == events) return;
+void Loop::want(SocketOwner& owner, std::uint32_t events) noexcept {
+  if (!owner.present_ || owner.events_ == events) return;
   epoll_event event{};
   event.events = events;
-  event.data.ptr = &source;
-  epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, source.socket_, &event);
-  source.events_ = events;
+  event.data.ptr = &owner;
+  epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, owner.socket_, &event);
+  owner.events_ = events;
 }
 
-void Loop::expire_at(Source& source, Time time) noexcept {
-  if (!source.present_ || source.deadline_->first == time) return;
-  auto node = deadlines_.extract(source.deadline_);
+void Loop::expire_at(SocketOwner& owner, Time time) noexcept {
+  if (!owner.present_ || owner.deadline_->first == time) return;
+  auto node = deadlines_.extract(owner.deadline_);
   node.key() = time;
-  source.deadline_ = deadlines_.insert(std::move(node));
+  owner.deadline_ = deadlines_.insert(std::move(node));
 }
 
-void Loop::remove(Source& source) noexcept {
-  if (!std::exchange(source.present_, false)) return;
-  epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, source.socket_, nullptr);
-  deadlines_.erase(source.deadline_);
-  removed_.splice(removed_.end(), sources_, source.place_);
+void Loop::remove(SocketOwner& owner) noexcept {
+  if (!std::exchange(owner.present_, false)) return;
+  epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, owner.socket_, nullptr);
+  deadlines_.erase(owner.deadline_);
+  removed_.splice(removed_.end(), owners_, owner.place_);
 }
 
 void Loop::stop() noexcept {
@@ -82,25 +82,25 @@ void Loop::stop() noexcept {
   eventfd_write(event_.get(), 1);
 }
 
-void Loop::wake(Source& source) noexcept {
+void Loop::wake(SocketOwner& owner) noexcept {
   {
     const std::lock_guard guard(lock_);
-    if (std::exchange(source.woken_, true)) return;
-    source.next_woken_ = std::move(first_woken_);
-    first_woken_ = source.shared_from_this();
-    if (source.next_woken_) return;  // the first of the list has told the loop already
+    if (std::exchange(owner.woken_, true)) return;
+    owner.next_woken_ = std::move(first_woken_);
+    first_woken_ = owner.shared_from_this();
+    if (owner.next_woken_) return;  // the first of the list has told the loop already
   }
   eventfd_write(event_.get(), 1);
 }
 
 void Loop::call_woken() {
-  std::shared_ptr<Source> first;
+  std::shared_ptr<SocketOwner> first;
   std::unique_lock guard(lock_);
   // Wakes are put in front of the list: it is turned round, so that they are called in their order.
-  for (auto source = std::move(first_woken_); source;) {
-    auto next = std::exchange(source->next_woken_, std::move(first));
-    first = std::move(source);
-    source = std::move(next);
+  for (auto owner = std::move(first_woken_); owner;) {
+    auto next = std::exchange(owner->next_woken_, std::move(first));
+    first = std::move(owner);
+    owner = std::move(next);
   }
   while (first) {
     auto next = std::move(first->next_woken_);
@@ -115,9 +115,9 @@ void Loop::call_woken() {
 void Loop::call_expired() {
   const Time now = std::chrono::steady_clock::now();
   while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
-    Source& source = *deadlines_.begin()->second;
-    expire_at(source, Time::max());
-    source.expired();
+    SocketOwner& owner = *deadlines_.begin()->second;
+    expire_at(owner, Time::max());
+    owner.expired();
   }
 }
 
@@ -133,10 +133,10 @@ void Loop::call_hurried(bool to_the_end) {
   const unsigned asked = hurries_asked_;
   if (asked == hurries_done_ && !to_the_end) return;
   guard.unlock();
-  for (auto place = sources_.begin(); place != sources_.end();) {
-    Source& source = **place;
-    ++place;  // before the call, which may move the source to the list of the removed
-    source.hurried(to_the_end);
+  for (auto place = owners_.begin(); place != owners_.end();) {
+    SocketOwner& owner = **place;
+    ++place;  // before the call, which may move the owner to the list of the removed
+    owner.hurried(to_the_end);
   }
   guard.lock();
   hurries_done_ = asked;
@@ -157,12 +157,13 @@ void Loop::run() {
     const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()),
                                  milliseconds_left());
     for (int i = 0; i < count; ++i) {
-      Source* const source = static_cast<Source*>(events[static_cast<std::size_t>(i)].data.ptr);
-      if (!source) {
+      SocketOwner* const owner =
+          static_cast<SocketOwner*>(events[static_cast<std::size_t>(i)].data.ptr);
+      if (!owner) {
         eventfd_t ignored;
         eventfd_read(event_.get(), &ignored);
-      } else if (source->present_) {  // one before it may have ended it
-        source->ready(events[static_cast<std::size_t>(i)].events);
+      } else if (owner->present_) {  // one before it may have ended it
+        owner->ready(events[static_cast<std::size_t>(i)].events);
       }
     }
     call_woken();

@@ -19,7 +19,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-struct Recorder : Loop::Source {
+struct Recorder : Loop::SocketOwner {
   explicit Recorder(Loop& its_loop) : loop(its_loop) {
     int both[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, both) != 0) std::abort();
@@ -60,9 +60,9 @@ struct Recorder : Loop::Source {
 
 struct LoopTest : testing::Test {
   std::shared_ptr<Recorder> add() {
-    auto source = std::make_shared<Recorder>(loop);
-    loop.add(source, source->ends[0].get(), EPOLLIN);
-    return source;
+    auto owner = std::make_shared<Recorder>(loop);
+    loop.add(owner, owner->ends[0].get(), EPOLLIN);
+    return owner;
   }
   void run() {
     thread = std::thread([this] { loop.run(); });
@@ -77,16 +77,16 @@ struct LoopTest : testing::Test {
 };
 
 TEST_F(LoopTest, TellsOfDataWakesHurryAndEnd) {
-  const auto source = add();
+  const auto owner = add();
   run();
-  EXPECT_EQ(write(source->ends[1].get(), "x", 1), 1);
-  source->wait_for("r");
-  loop.wake(*source);
-  source->wait_for("rw");
+  EXPECT_EQ(write(owner->ends[1].get(), "x", 1), 1);
+  owner->wait_for("r");
+  loop.wake(*owner);
+  owner->wait_for("rw");
   loop.hurry();
-  EXPECT_EQ(source->heard(), "rwh");
+  EXPECT_EQ(owner->heard(), "rwh");
   end();
-  EXPECT_EQ(source->heard(), "rwhH");
+  EXPECT_EQ(owner->heard(), "rwhH");
 }
 
 TEST_F(LoopTest, WakesAreCalledInTheirTurnAndSeveralAsOne) {
@@ -94,7 +94,7 @@ TEST_F(LoopTest, WakesAreCalledInTheirTurnAndSeveralAsOne) {
   std::string order;
   first->on_woken = [&] {
     order += "1";
-    // The other one's event is of this round. The new source must not get it.
+    // The other one's event is of this round. The new owner must not get it.
     if (order.size() < 2) loop.wake(*first);
   };
   second->on_woken = [&] { order += "2"; };
@@ -155,15 +155,15 @@ TEST_F(LoopTest, RemovedOnesAreNotCalledAndGo) {
 }
 
 TEST_F(LoopTest, WhatIsNotWantedIsNotTold) {
-  const auto source = add();
-  loop.want(*source, 0);
-  EXPECT_EQ(write(source->ends[1].get(), "x", 1), 1);
+  const auto owner = add();
+  loop.want(*owner, 0);
+  EXPECT_EQ(write(owner->ends[1].get(), "x", 1), 1);
   run();
   loop.hurry();
-  EXPECT_EQ(source->heard(), "h");
-  source->on_woken = [&] { loop.want(*source, EPOLLIN); };
-  loop.wake(*source);
-  source->wait_for("hwr");
+  EXPECT_EQ(owner->heard(), "h");
+  owner->on_woken = [&] { loop.want(*owner, EPOLLIN); };
+  loop.wake(*owner);
+  owner->wait_for("hwr");
   end();
 }
 

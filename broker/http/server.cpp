@@ -31,7 +31,7 @@ constexpr std::chrono::seconds kBetweenLines{60};  // of the log that say so
 }  // namespace
 
 // A listening socket. It is closed when the server is hurried.
-class Listener final : public Loop::Source {
+class Listener final : public Loop::SocketOwner {
  public:
   Listener(Shared& shared, platform::Descriptor socket)
       : shared_(shared), socket_(std::move(socket)) {
