@@ -24,13 +24,13 @@ Record* records;
 unsigned long count;
 const CMPIBroker* broker;
 
-enum Source { None, Fixed, Job, Text, Service, Device, Time, State, Kind };
+enum Content { None, Fixed, Job, Text, Service, Device, Time, State, Kind };
 
 // In the order of the class; what stands at None is published as null.
 struct Column {
   const char* name;
   CMPIType type;
-  Source source;
+  Content content;
   const char* fixed;
 };
 const Column kColumns[] = {
@@ -113,7 +113,7 @@ CMPIStatus enumerate_instances(CMPIInstanceMI*, const CMPIContext*, const CMPIRe
     CMPIInstance* instance = broker->eft->newInstance(broker, path, nullptr);
     for (size_t c = 0; c < width; ++c) {
       const Column& column = *chosen[c];
-      switch (column.source) {
+      switch (column.content) {
         case None:
           instance->ft->setProperty(instance, column.name, nullptr, column.type);
           break;

@@ -58,15 +58,15 @@ _hddtest() {
 complete -F _hddtest hddtest
 )bash";
 
-struct Tables {
+struct Arrays {
   std::string words;
   std::string values;
 };
 
-void add(Tables& tables, const std::string& name, const CLI::App& app) {
+void add(Arrays& arrays, const std::string& name, const CLI::App& app) {
   std::string words;
   const auto entry = [&](const std::string& key, const std::string& value) {
-    tables.values += "  ['" + name + " " + key + "']='" + value + "'\n";
+    arrays.values += "  ['" + name + " " + key + "']='" + value + "'\n";
   };
   for (const CLI::App* command : listed_commands(app)) words += command->get_name() + " ";
   int arguments = 0;
@@ -85,19 +85,19 @@ void add(Tables& tables, const std::string& name, const CLI::App& app) {
     }
   }
   if (words.ends_with(' ')) words.pop_back();
-  tables.words += "  ['" + name + "']='" + words + "'\n";
+  arrays.words += "  ['" + name + "']='" + words + "'\n";
 }
 
 }  // namespace
 
 std::string completion_script(const CLI::App& program) {
-  Tables tables;
-  add(tables, "hddtest", program);
+  Arrays arrays;
+  add(arrays, "hddtest", program);
   for (const CLI::App* command : listed_commands(program))
-    add(tables, "hddtest " + command->get_name(), *command);
+    add(arrays, "hddtest " + command->get_name(), *command);
   return "# Completion of hddtest's command line in bash; the program has made this itself.\n"
          "declare -gA _hddtest_words=(\n" +
-         tables.words + ")\ndeclare -gA _hddtest_values=(\n" + tables.values + ")\n" + kFunctions;
+         arrays.words + ")\ndeclare -gA _hddtest_values=(\n" + arrays.values + ")\n" + kFunctions;
 }
 
 }  // namespace cli

@@ -36,14 +36,14 @@ constexpr std::array kLanes = {Lane{TestKind::Long, "long"}, Lane{TestKind::Shor
 // Each outcome has a form of its own beside its colour: a stroke, a ball on a stem, a ring, an open
 // square. A stroke without length is a ball or a square, and a smaller one of the page's own colour
 // inside makes the ring.
-struct Mark {
+struct Style {
   Outcome outcome;
   std::string_view word;
   std::string_view layers;  // classes of strokes, one over the other
 };
-constexpr std::array kMarks = {
-    Mark{Outcome::Passed, "passed", "p"}, Mark{Outcome::Aborted, "aborted", "a i"},
-    Mark{Outcome::Unknown, "not known", "u j"}, Mark{Outcome::Failed, "failed", "s f"}};
+constexpr std::array kStyles = {
+    Style{Outcome::Passed, "passed", "p"}, Style{Outcome::Aborted, "aborted", "a i"},
+    Style{Outcome::Unknown, "not known", "u j"}, Style{Outcome::Failed, "failed", "s f"}};
 
 // A stroke with a height, or one without, in the middle of its lane.
 std::string stroke(std::string_view layer, int x, int lane) {
@@ -70,12 +70,12 @@ std::vector<Lane> lanes_of(const ReportedDrive& drive) {
 
 std::string paths(const ReportedDrive& drive, const Span& span, const std::vector<Lane>& lanes) {
   std::string text;
-  for (const Mark& kind : kMarks) {
-    for (std::string_view layers = kind.layers; !layers.empty();) {
+  for (const Style& style : kStyles) {
+    for (std::string_view layers = style.layers; !layers.empty();) {
       const std::string_view layer = platform::take_word(layers);
       std::string strokes;
       for (const TestMark& mark : drive.marks()) {
-        if (mark.outcome != kind.outcome || mark.time < span.from) continue;
+        if (mark.outcome != style.outcome || mark.time < span.from) continue;
         const auto lane = std::find_if(lanes.begin(), lanes.end(),
                                        [&](const Lane& one) { return one.kind == mark.kind; });
         strokes += stroke(layer, x_of(mark.time, span), static_cast<int>(lane - lanes.begin()));
@@ -142,13 +142,13 @@ std::string drawing(const ReportedDrive& drive, const Span& span, std::string_vi
 
 std::string legend() {
   std::string text = "<ul class=\"legend\" aria-label=\"Marks on the lines of tests\">";
-  for (const Mark& mark : kMarks) {
+  for (const Style& style : kStyles) {
     text += "<li><svg width=\"16\" height=\"20\" viewBox=\"0 0 16 20\" aria-hidden=\"true\">";
-    for (std::string_view layers = mark.layers; !layers.empty();) {
+    for (std::string_view layers = style.layers; !layers.empty();) {
       const std::string_view layer = platform::take_word(layers);
       text += fmt::format("<path class=\"{}\" d=\"{}\"/>", layer, stroke(layer, 8, 0));
     }
-    text += fmt::format("</svg>{}</li>", mark.word);
+    text += fmt::format("</svg>{}</li>", style.word);
   }
   return text + "</ul>\n";
 }

@@ -17,13 +17,13 @@ bool passes(std::string_view path, std::string_view name) {
   return false;
 }
 
-struct Place {
+struct Medium {
   std::string_view component;
   const char* word;
 };
 
 // In this order: the medium that a drive is reached through stands before what it speaks there.
-constexpr Place kPlaces[] = {
+constexpr Medium kMedia[] = {
     {"usb", "USB"},       {"nvme", "NVMe"},  {"nvme-subsys", "NVMe"},
     {"virtio", "virtio"}, {"mmc", "MMC/SD"}, {"vbd-", "Xen"},
 };
@@ -37,8 +37,8 @@ constexpr std::string_view kRaidDrivers[] = {
 }  // namespace
 
 std::string connection(std::string_view device_path, std::string_view host_driver) {
-  for (const Place& place : kPlaces)
-    if (passes(device_path, place.component)) return place.word;
+  for (const Medium& medium : kMedia)
+    if (passes(device_path, medium.component)) return medium.word;
   if (passes(device_path, "ata"))
     return host_driver.starts_with("ahci") || host_driver.starts_with("sata_") ? "SATA" : "ATA";
 

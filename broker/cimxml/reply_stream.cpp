@@ -2,9 +2,9 @@
 
 namespace broker::cimxml {
 
-void ReplyStream::take_back(Mark mark) {
-  if (mark < written_) throw Broken();
-  text_.cut(mark - written_);
+void ReplyStream::take_back(Position start) {
+  if (start < written_) throw Broken();
+  text_.cut(start - written_);
 }
 
 void ReplyStream::write_out() {

@@ -16,7 +16,7 @@ namespace broker::cimxml {
 class ReplyStream {
  public:
   struct Broken {};
-  using Mark = std::size_t;
+  using Position = std::size_t;
 
   explicit ReplyStream(Reply& reply) : reply_(reply) {}
 
@@ -27,9 +27,9 @@ class ReplyStream {
     if (text_.size() >= kBlock) write_out();
   }
 
-  Mark mark() const { return written_ + text_.size(); }
-  // Takes back what was put in since the mark. Throws Broken when some of it was written already.
-  void take_back(Mark mark);
+  Position position() const { return written_ + text_.size(); }
+  // Takes back what was put in since that position. Throws Broken when some was written already.
+  void take_back(Position start);
 
   // The end of the message; writes nothing for a client that has gone.
   void finish();

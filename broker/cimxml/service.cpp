@@ -48,7 +48,7 @@ void respond(const Task& task) {
   text << "<SIMPLERSP><" << element << " NAME=\"";
   text.attribute(task.asked.name);
   text << "\">";
-  const ReplyStream::Mark start = output.mark();
+  const ReplyStream::Position start = output.position();
   const auto fail = [&](const Error& error) {
     output.take_back(start);
     write_error(text, error);

@@ -43,13 +43,13 @@ struct Convert;
 
 template <std::integral T>
 struct Convert<T> {
-  using Result = std::optional<T>;
-  Result operator()(bool value) const { return static_cast<T>(value); }
+  using Converted = std::optional<T>;
+  Converted operator()(bool value) const { return static_cast<T>(value); }
   template <std::integral From>
-  Result operator()(From value) const {
-    return std::in_range<T>(value) ? Result(static_cast<T>(value)) : std::nullopt;
+  Converted operator()(From value) const {
+    return std::in_range<T>(value) ? Converted(static_cast<T>(value)) : std::nullopt;
   }
-  Result operator()(double value) const {
+  Converted operator()(double value) const {
     // Both limits are powers of two, so that a floating-point number holds them exactly.
     constexpr int kBits = 8 * sizeof(T) - std::signed_integral<T>;
     const double beyond = std::ldexp(1.0, kBits);
@@ -57,33 +57,33 @@ struct Convert<T> {
     if (!(value >= least && value < beyond) || value != std::trunc(value)) return std::nullopt;
     return static_cast<T>(value);
   }
-  Result operator()(const std::string& text) const { return parse<T>(text); }
+  Converted operator()(const std::string& text) const { return parse<T>(text); }
 };
 
 template <>
 struct Convert<bool> {
-  using Result = std::optional<bool>;
-  Result operator()(bool value) const { return value; }
+  using Converted = std::optional<bool>;
+  Converted operator()(bool value) const { return value; }
   template <class Number>
-  Result operator()(Number value) const {
+  Converted operator()(Number value) const {
     if (value == Number(0)) return false;
-    return value == Number(1) ? Result(true) : std::nullopt;
+    return value == Number(1) ? Converted(true) : std::nullopt;
   }
-  Result operator()(const std::string& text) const {
+  Converted operator()(const std::string& text) const {
     if (same_name(text.c_str(), "true")) return true;
-    return same_name(text.c_str(), "false") ? Result(false) : std::nullopt;
+    return same_name(text.c_str(), "false") ? Converted(false) : std::nullopt;
   }
 };
 
 template <>
 struct Convert<char16> {
-  using Result = std::optional<char16>;
+  using Converted = std::optional<char16>;
   template <class From>
-  Result operator()(From value) const {
+  Converted operator()(From value) const {
     const auto unit = Convert<std::uint16_t>()(value);
-    return unit ? Result(*unit) : std::nullopt;
+    return unit ? Converted(*unit) : std::nullopt;
   }
-  Result operator()(const std::string& text) const {
+  Converted operator()(const std::string& text) const {
     if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80) return std::nullopt;
     return static_cast<char16>(text[0]);
   }
@@ -91,23 +91,23 @@ struct Convert<char16> {
 
 template <std::floating_point T>
 struct Convert<T> {
-  using Result = std::optional<T>;
+  using Converted = std::optional<T>;
   template <class Number>
-  Result operator()(Number value) const {
+  Converted operator()(Number value) const {
     return static_cast<T>(value);
   }
-  Result operator()(const std::string& text) const { return parse<T>(text); }
+  Converted operator()(const std::string& text) const { return parse<T>(text); }
 };
 
 template <>
 struct Convert<String> {
-  using Result = std::optional<String>;
-  Result operator()(bool value) const { return value ? "true" : "false"; }
+  using Converted = std::optional<String>;
+  Converted operator()(bool value) const { return value ? "true" : "false"; }
   template <class Number>
-  Result operator()(Number value) const {
+  Converted operator()(Number value) const {
     return print(value);
   }
-  Result operator()(const std::string& text) const { return text; }
+  Converted operator()(const std::string& text) const { return text; }
 };
 
 }  // namespace detail

@@ -6,43 +6,42 @@ namespace {
 
 class ProcessErrors : public ProcessRunner {
  protected:
-  struct Result {
+  struct Ended {
     int status = 0;
     std::string output;
     std::string errors = "what was there before";
   };
-  static Result run_script(const std::string& script) {
-    Result result;
-    result.status =
-        TOSSpecific::SpawnProcess("sh", {"-c", script}, result.output, result.errors, 60);
-    return result;
+  static Ended run_script(const std::string& script) {
+    Ended ended;
+    ended.status = TOSSpecific::SpawnProcess("sh", {"-c", script}, ended.output, ended.errors, 60);
+    return ended;
   }
 };
 
 INSTANTIATE_TEST_SUITE_P(Sigchld, ProcessErrors, kEveryArrangement, arrangement_name);
 
 TEST_P(ProcessErrors, ComeApartFromTheOutput) {
-  const Result result = run_script("echo one; echo two >&2; sh -c 'echo three >&2'; exit 5");
-  EXPECT_EQ(result.status, 5);
-  EXPECT_EQ(result.output, "one\n");
-  EXPECT_EQ(result.errors, "two\nthree\n");
+  const Ended ended = run_script("echo one; echo two >&2; sh -c 'echo three >&2'; exit 5");
+  EXPECT_EQ(ended.status, 5);
+  EXPECT_EQ(ended.output, "one\n");
+  EXPECT_EQ(ended.errors, "two\nthree\n");
   EXPECT_EQ(run_script("exit 0").errors, "");
 }
 
 TEST_P(ProcessErrors, BeyondTheirRoomAreLostAndHoldNobodyUp) {
-  const Result result = run_script("head -c 1000000 /dev/zero | tr '\\0' x >&2; echo end");
-  EXPECT_EQ(result.output, "end\n");
-  EXPECT_LE(result.errors.size(), 65536U);
-  EXPECT_EQ(result.errors.find_first_not_of('x'), std::string::npos);
-  EXPECT_FALSE(result.errors.empty());
+  const Ended ended = run_script("head -c 1000000 /dev/zero | tr '\\0' x >&2; echo end");
+  EXPECT_EQ(ended.output, "end\n");
+  EXPECT_LE(ended.errors.size(), 65536U);
+  EXPECT_EQ(ended.errors.find_first_not_of('x'), std::string::npos);
+  EXPECT_FALSE(ended.errors.empty());
 }
 
 TEST_P(ProcessErrors, OfWhatCannotBeStartedAreNone) {
-  Result result;
-  result.status =
-      TOSSpecific::SpawnProcess("no-program-has-this-name", {}, result.output, result.errors, 60);
-  EXPECT_EQ(result.status, -1);
-  EXPECT_EQ(result.errors, "");
+  Ended ended;
+  ended.status =
+      TOSSpecific::SpawnProcess("no-program-has-this-name", {}, ended.output, ended.errors, 60);
+  EXPECT_EQ(ended.status, -1);
+  EXPECT_EQ(ended.errors, "");
 }
 
 // A host with closed standard streams: the numbers that the program gets are free in it.
@@ -51,13 +50,13 @@ TEST_P(ProcessErrors, AreKeptInAHostWithClosedStreams) {
   const int err = dup(STDERR_FILENO);
   close(STDIN_FILENO);
   close(STDERR_FILENO);
-  const Result result = run_script("echo one; echo two >&2");
+  const Ended ended = run_script("echo one; echo two >&2");
   dup2(in, STDIN_FILENO);
   dup2(err, STDERR_FILENO);
   close(in);
   close(err);
-  EXPECT_EQ(result.output, "one\n");
-  EXPECT_EQ(result.errors, "two\n");
+  EXPECT_EQ(ended.output, "one\n");
+  EXPECT_EQ(ended.errors, "two\n");
 }
 
 }  // namespace
