@@ -104,7 +104,7 @@ std::string_view short_status(const PrintedEntry& entry) {
   std::string_view text = entry.status;
   for (const std::string_view begin : {"Completed: ", "Completed, "})
     if (text.starts_with(begin)) text.remove_prefix(begin.size());
-  return text.substr(0, text.find_last_not_of("? ") + 1);
+  return platform::trim_end(text, "? ");
 }
 
 bool has_new_entry(std::string_view before, std::string_view after) {

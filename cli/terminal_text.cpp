@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/utf8.h"
+#include "platform/words.h"
 
 namespace cli {
 namespace {
@@ -80,7 +81,7 @@ std::string labelled(std::string_view label, std::string_view text, std::size_t 
   const auto add_line = [&](std::string_view line) {
     result += result.empty() ? std::string(label) : std::string(margin, ' ');
     result += line;
-    result.erase(result.find_last_not_of(' ') + 1);
+    result.resize(platform::trim_end(result, " ").size());
     result += '\n';
   };
   if (text.ends_with('\n')) text.remove_suffix(1);

@@ -2,6 +2,7 @@
 
 #include "cli/listed.h"
 #include "cli/near_match.h"
+#include "platform/words.h"
 
 namespace cli {
 namespace {
@@ -25,8 +26,8 @@ std::string unexpected(const CLI::App& command, const std::string& caller, const
 }
 
 // In words what the library says of an option and its value.
-std::string of_option(std::string text) {
-  while (text.ends_with('\n')) text.pop_back();
+std::string of_option(std::string_view said) {
+  const std::string text(platform::trim_end(said, "\n"));
   const std::size_t colon = text.find(": ");
   if (colon == text.npos) return text;
   const std::string name = text.substr(0, colon);

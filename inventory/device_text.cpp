@@ -34,13 +34,11 @@ std::string cleaned(std::string_view text) {
   return std::string(platform::trim(result, " "));
 }
 
-std::string cut(std::string text, std::size_t characters) {
+std::string cut(std::string_view text, std::size_t characters) {
   std::size_t end = 0;
   while (end < text.size() && characters-- > 0)
-    end += platform::first_utf8(std::string_view(text).substr(end)).length;
-  text.resize(end);
-  text.erase(text.find_last_not_of(' ') + 1);
-  return text;
+    end += platform::first_utf8(text.substr(end)).length;
+  return std::string(platform::trim_end(text.substr(0, end), " "));
 }
 
 std::string joined(std::initializer_list<std::string_view> texts) {

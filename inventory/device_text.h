@@ -13,7 +13,7 @@ namespace inventory {
 std::string cleaned(std::string_view text);
 
 // The first so many characters of valid UTF-8, without a blank at the end.
-std::string cut(std::string text, std::size_t characters);
+std::string cut(std::string_view text, std::size_t characters);
 
 // The texts with one blank between them, empty ones left out.
 std::string joined(std::initializer_list<std::string_view> texts);

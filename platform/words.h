@@ -49,10 +49,13 @@ constexpr bool same_name(std::string_view a, std::string_view b) {
   return true;
 }
 
-// The text without the blanks at both ends.
+// The text without the blanks at its end, and at both ends.
+constexpr std::string_view trim_end(std::string_view text, std::string_view blanks = kBlanks) {
+  return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
 constexpr std::string_view trim(std::string_view text, std::string_view blanks = kBlanks) {
   text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-  return text.substr(0, text.find_last_not_of(blanks) + 1);
+  return trim_end(text, blanks);
 }
 
 // Takes what stands before the separator from the front of the text, and the separator too. Takes

@@ -34,6 +34,13 @@ TEST(Trim, TakesBlanksFromBothEnds) {
   EXPECT_EQ(trim("\t a ", " "), "\t a");
 }
 
+TEST(TrimEnd, LeavesTheBlanksInFront) {
+  EXPECT_EQ(trim_end(" a b\r\n"), " a b");
+  EXPECT_EQ(trim_end("a??", "?"), "a");
+  EXPECT_EQ(trim_end(" \n"), "");
+  EXPECT_EQ(trim_end(""), "");
+}
+
 TEST(TakeTo, TakesTheSeparatorToo) {
   std::string_view text = "a,,b";
   EXPECT_EQ(take_to(text, ','), "a");
