@@ -4,22 +4,20 @@
 #include <fmt/ranges.h>
 #include <gnutls/crypto.h>
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 #include <fstream>
 
 #include "broker/cimxml/functional_groups.h"
 #include "broker/cimxml/writer.h"
+#include "platform/support/machine_id.h"
 
 namespace cli {
 namespace {
 
-constexpr std::size_t kIdDigits = 32;
 constexpr std::string_view kPurpose = "hddtest object manager";
 
 std::string read_machine_id() {
-  std::ifstream file("/etc/machine-id");
+  std::ifstream file(NKVRHVX20::kMachineIdFile);
   std::string line;
   std::getline(file, line);
   return line;
@@ -28,13 +26,11 @@ std::string read_machine_id() {
 }  // namespace
 
 std::string server_name(std::string_view machine_id, const std::string& host) {
-  while (!machine_id.empty() && machine_id.back() == '\n') machine_id.remove_suffix(1);
-  const bool whole = machine_id.size() == kIdDigits &&
-                     std::all_of(machine_id.begin(), machine_id.end(),
-                                 [](unsigned char digit) { return std::isxdigit(digit) != 0; });
+  machine_id = platform::trim_end(machine_id, "\n");
   std::array<unsigned char, 32> hash{};
-  if (!whole || gnutls_hmac_fast(GNUTLS_MAC_SHA256, machine_id.data(), machine_id.size(),
-                                 kPurpose.data(), kPurpose.size(), hash.data()) != 0)
+  if (NKVRHVX20::machine_id_in(machine_id).empty() ||
+      gnutls_hmac_fast(GNUTLS_MAC_SHA256, machine_id.data(), machine_id.size(), kPurpose.data(),
+                       kPurpose.size(), hash.data()) != 0)
     return "KAVRO:hddtest@" + host;
   return fmt::format("KAVRO:hddtest:{:02x}", fmt::join(hash.begin(), hash.begin() + 16, ""));
 }

@@ -8,25 +8,22 @@
 #include <fstream>
 
 #include "drivetest/history.h"
-#include "platform/words.h"
+#include "platform/support/machine_id.h"
 
 namespace drivetest {
 
 Host this_host() {
   Host host;
   std::string id;
-  std::ifstream file("/etc/machine-id");
+  std::ifstream file(NKVRHVX20::kMachineIdFile);
   const bool is_missing = !file && errno == ENOENT;
   std::getline(file, id);
   // Else the tests would be kept as those of another machine.
   if (!is_missing && (!file.is_open() || file.bad()))
-    throw HistoryError(HistoryFault::Broken, "/etc/machine-id cannot be read (" +
-                                                 std::string(std::strerror(errno)) +
+    throw HistoryError(HistoryFault::Broken, std::string(NKVRHVX20::kMachineIdFile) +
+                                                 " cannot be read (" + std::strerror(errno) +
                                                  "), and tests are kept by it: try again");
-  id = platform::lower(id);
-  constexpr std::size_t kDigits = 32;
-  // systemd writes "uninitialized" before the first boot.
-  if (platform::is_hexadecimal(id, kDigits)) host.machine_id = id;
+  host.machine_id = NKVRHVX20::machine_id_in(id);
   struct utsname names {};
   if (uname(&names) == 0) host.name = names.nodename;
   return host;
