@@ -1,10 +1,10 @@
 #include "drivetest/controller.h"
 
-#include <cctype>
 #include <cstddef>
 #include <string_view>
 
 #include "inventory/sysfs.h"
+#include "platform/words.h"
 
 namespace drivetest {
 namespace {
@@ -16,8 +16,7 @@ bool is_pci_function(std::string_view name) {
   const std::size_t more = name.size() - kForm.size();
   for (std::size_t i = 0; i < name.size(); ++i) {
     const char form = i < more ? 'x' : kForm[i - more];
-    const bool is_digit = std::isxdigit(static_cast<unsigned char>(name[i])) != 0;
-    const bool fits = form == 'x' ? is_digit : name[i] == form;
+    const bool fits = form == 'x' ? platform::hexadecimal_value(name[i]) >= 0 : name[i] == form;
     if (!fits) return false;
   }
   return true;

@@ -33,6 +33,13 @@ constexpr bool only_digits(std::string_view text) {
   return text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+// Of a hexadecimal digit, in either case; -1 for any other character.
+constexpr int hexadecimal_value(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  const char letter = lower(digit);
+  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
+}
+
 // Whether the text is so many hexadecimal digits, with small letters.
 constexpr bool is_hexadecimal(std::string_view text, std::size_t digits) {
   return text.size() == digits &&

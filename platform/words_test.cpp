@@ -26,6 +26,15 @@ TEST(OnlyDigits, AreDecimal) {
     EXPECT_FALSE(only_digits(text)) << text;
 }
 
+TEST(HexadecimalValue, IsThatOfDigitsInBothCases) {
+  for (int value = 0; value < 16; ++value) {
+    EXPECT_EQ(hexadecimal_value("0123456789abcdef"[value]), value);
+    EXPECT_EQ(hexadecimal_value("0123456789ABCDEF"[value]), value);
+  }
+  for (const char other : {'/', ':', '@', 'G', '`', 'g', ' ', '\0', '\xB1'})
+    EXPECT_EQ(hexadecimal_value(other), -1) << other;
+}
+
 TEST(Trim, TakesBlanksFromBothEnds) {
   EXPECT_EQ(trim(" \ta b\r\n"), "a b");
   EXPECT_EQ(trim("a"), "a");

@@ -13,6 +13,7 @@
 namespace broker::http {
 namespace {
 
+using platform::hexadecimal_value;
 using platform::only_digits;
 using platform::same_name;
 using platform::trim;
@@ -100,13 +101,6 @@ bool accepts(std::string_view field, std::initializer_list<std::string_view> ran
     }
   }
   return false;
-}
-
-int digit_value(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
 }
 
 // Unset when the text is not Base64 with all its padding.
@@ -210,8 +204,8 @@ std::optional<Credentials> basic_credentials(std::string_view authorization) {
 std::string decode_escapes(std::string_view text) {
   std::string decoded;
   for (; !text.empty(); text.remove_prefix(1)) {
-    const int high = text.size() >= 3 && text[0] == '%' ? digit_value(text[1]) : -1;
-    const int low = high >= 0 ? digit_value(text[2]) : -1;
+    const int high = text.size() >= 3 && text[0] == '%' ? hexadecimal_value(text[1]) : -1;
+    const int low = high >= 0 ? hexadecimal_value(text[2]) : -1;
     if (low >= 0) {
       decoded += static_cast<char>(high << 4 | low);
       text.remove_prefix(2);
