@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 #include <pty.h>
 #include <signal.h>
-#include <spawn.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,6 +19,8 @@
 #include <vector>
 
 #include "bench/filled_history.h"
+#include "platform/descriptor.h"
+#include "platform/spawn_plan.h"
 #include "tests/scratch_folder.h"
 
 namespace bench {
@@ -31,28 +32,15 @@ class Program {
   enum class Output { Pipe, Terminal };
 
   explicit Program(const std::vector<std::string>& words, Output output = Output::Pipe) {
-    int here = -1;
-    int there = -1;
-    int ends[2] = {-1, -1};
-    if (output == Output::Terminal && openpty(&here, &there, nullptr, nullptr, nullptr) != 0)
-      return;
-    if (output == Output::Pipe) {
-      if (pipe2(ends, O_CLOEXEC) != 0) return;
-      here = ends[0];
-      there = ends[1];
-    }
-    fcntl(here, F_SETFD, FD_CLOEXEC);
+    platform::Pipe ends = output == Output::Pipe ? platform::open_pipe() : open_terminal();
+    if (!ends.read_end) return;
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, there, STDOUT_FILENO);
-    if (posix_spawn(&process_, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
-      process_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    close(there);
-    output_ = fdopen(here, "r");
+    platform::SpawnPlan plan;
+    plan.give(ends.write_end.get(), STDOUT_FILENO);
+    if (plan.start(process_, arguments[0], arguments.data()) != 0) process_ = -1;
+    output_ = fdopen(ends.read_end.release(), "r");
   }
   Program(const Program&) = delete;
   ~Program() {
@@ -78,6 +66,15 @@ class Program {
   }
 
  private:
+  // With a terminal at the end that is written to.
+  static platform::Pipe open_terminal() {
+    int here = -1;
+    int there = -1;
+    if (openpty(&here, &there, nullptr, nullptr, nullptr) != 0) return {};
+    for (const int end : {here, there}) fcntl(end, F_SETFD, FD_CLOEXEC);
+    return {platform::Descriptor(here), platform::Descriptor(there)};
+  }
+
   int read() { return output_ ? getc_unlocked(output_) : EOF; }
 
   pid_t process_ = -1;
