@@ -33,12 +33,15 @@ struct Hooks {
 
   void clear() {
     construct = {};
-    load = unload = {};
+    load = {};
+    unload = {};
     get_instance = {};
     enum_instances = {};
-    create_instance = delete_instance = {};
+    create_instance = {};
+    delete_instance = {};
     modify_instance = {};
-    enum_associator_names = enum_associators = {};
+    enum_associator_names = {};
+    enum_associators = {};
     enum_references = {};
     enumerations = 0;
   }
