@@ -252,11 +252,11 @@ void History::write(const std::function<void()>& work) {
 
 void History::together(const std::function<void()>& work) {
   write([&] {
-    struct Mark {
+    struct Together {
       bool& is_set;
       const bool before = std::exchange(is_set, true);
-      ~Mark() { is_set = before; }
-    } mark{is_together_};
+      ~Together() { is_set = before; }
+    } together{is_together_};
     work();
   });
 }

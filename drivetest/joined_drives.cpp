@@ -48,10 +48,10 @@ Side side_of(Database& database, std::int64_t number) {
 using Entry = std::tuple<int, std::optional<int>, std::optional<std::uint64_t>,
                          std::optional<std::uint64_t>, std::optional<unsigned>>;
 
-template <class Source>
-Entry entry_of(const Source& source) {
-  return {source.test_code, source.result_code, source.hours, source.first_bad_block,
-          source.segment};
+template <class Holder>
+Entry entry_of(const Holder& holder) {
+  return {holder.test_code, holder.result_code, holder.hours, holder.first_bad_block,
+          holder.segment};
 }
 
 bool has_entry(const Side& side, const TestRow& row) {
