@@ -10,6 +10,7 @@
 #include "drivetest/smartctl_state.h"
 #include "drivetest/tool_json.h"
 #include "drivetest/tool_text.h"
+#include "platform/words.h"
 
 namespace drivetest {
 
@@ -39,12 +40,12 @@ std::string ata_world_wide_name(JsonPart wwn) {
 
 // "0x" and 64 or 128 bits. Some drives have a text in that place.
 std::string scsi_world_wide_name(const std::string& unit) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  if ((unit.size() != 18 && unit.size() != 34) || !unit.starts_with("0x") ||
-      unit.find_first_not_of(kDigits, 2) != std::string::npos ||
-      unit.find_first_not_of('0', 2) == std::string::npos)
-    return {};
-  return "wwn-" + unit;
+  if (!unit.starts_with("0x")) return {};
+  const std::string_view number = std::string_view(unit).substr(2);
+  const bool is_name =
+      (platform::is_hexadecimal(number, 16) || platform::is_hexadecimal(number, 32)) &&
+      number.find_first_not_of('0') != number.npos;
+  return is_name ? "wwn-" + unit : std::string();
 }
 
 bool has_one_namespace(JsonPart root) { return root["nvme_number_of_namespaces"].number() == 1; }
