@@ -7,6 +7,7 @@
 #include <tuple>
 #include <utility>
 
+#include "drivetest/kernel_name.h"
 #include "drivetest/tool_json.h"
 #include "inventory/device_text.h"
 #include "inventory/disk.h"
@@ -41,17 +42,9 @@ std::vector<Place> scanned_places(const ToolOutput& scan) {
 
 std::string last_name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
-bool is_nvme_namespace(const std::string& device) {
-  return device.starts_with("/dev/nvme") && device.find('n', 9) != std::string::npos;
-}
-
-// "naa.5000c500a1b2c3d4". The USB bridges of drives have names of their own, which are not the
-// drives'.
-std::string world_wide_name(const inventory::Disk& drive) {
-  constexpr std::string_view kForm = "naa.";
-  const std::string& name = drive.world_wide_name;
-  if (!name.starts_with(kForm) || drive.connection == "USB") return {};
-  return "wwn-0x" + name.substr(kForm.size());
+// The USB bridges of drives have names of their own, which are not the drives'.
+std::string world_wide_name(const inventory::Disk& disk) {
+  return disk.connection == "USB" ? "" : name_of_naa(disk.world_wide_name);
 }
 
 std::vector<FoundDrive> disks(const Sysfs& sysfs) {

@@ -20,17 +20,13 @@ std::string name_in(const inventory::Sysfs& sysfs, const std::string& file, cons
   return is_name ? form + platform::lower(name) : std::string();
 }
 
-bool is_namespace(std::string_view name) { return name.find('n', 1) != name.npos; }
-
 // Where the kernel shows the namespace; empty where the controller has none or several.
 std::string folder_of_namespace(const inventory::Sysfs& sysfs, const std::string& node) {
-  if (is_namespace(node)) return "/sys/block/" + node;
+  if (is_nvme_namespace("/dev/" + node)) return "/sys/block/" + node;
   const std::string folder = "/sys/class/nvme/" + node + "/";
   std::vector<std::string> names = sysfs.entries(folder);
   // "nvme0n1", or "nvme0c0n1" for a path to it.
-  std::erase_if(names, [](const std::string& name) {
-    return !name.starts_with("nvme") || !is_namespace(name);
-  });
+  std::erase_if(names, [](const std::string& name) { return !is_nvme_namespace("/dev/" + name); });
   return names.size() == 1 ? folder + names.front() : std::string();
 }
 
@@ -38,7 +34,6 @@ std::string folder_of_namespace(const inventory::Sysfs& sysfs, const std::string
 
 std::string kernel_name_of(const Drive& drive) {
   constexpr std::string_view kNodes = "/dev/";
-  constexpr std::string_view kNaa = "naa.";
   const Place& place = drive.place;
   if (!place.device.starts_with(kNodes)) return {};
   const std::string node = place.device.substr(kNodes.size());
@@ -53,8 +48,18 @@ std::string kernel_name_of(const Drive& drive) {
   const bool is_own = drive.protocol == Protocol::Scsi && !drive.is_on_usb &&
                       (place.type.empty() || place.type == "scsi");
   if (!is_own) return {};
-  const std::string name = sysfs.text("/sys/block/" + node + "/device/wwid");
-  return name.starts_with(kNaa) ? "wwn-0x" + name.substr(kNaa.size()) : std::string();
+  return name_of_naa(sysfs.text("/sys/block/" + node + "/device/wwid"));
+}
+
+std::string name_of_naa(std::string_view text) {
+  constexpr std::string_view kForm = "naa.";
+  if (!text.starts_with(kForm)) return {};
+  return "wwn-0x" + std::string(text.substr(kForm.size()));
+}
+
+bool is_nvme_namespace(std::string_view device) {
+  constexpr std::string_view kForm = "/dev/nvme";
+  return device.starts_with(kForm) && device.find('n', kForm.size()) != device.npos;
 }
 
 }  // namespace drivetest

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "drivetest/drive.h"
 
@@ -14,5 +15,12 @@ namespace drivetest {
 // RAID controller. From the kernel's memory; asks no drive. The tree below HVX_SYSFS_ROOT is read
 // where that is set.
 std::string kernel_name_of(const Drive& drive);
+
+// In the same form what the kernel writes as "naa.5000c500a1b2c3d4"; empty for a name that it
+// writes in another form.
+std::string name_of_naa(std::string_view text);
+
+// Whether the device is a name space, "/dev/nvme0n1", and neither a controller nor another disk.
+bool is_nvme_namespace(std::string_view device);
 
 }  // namespace drivetest

@@ -85,5 +85,18 @@ TEST_F(KernelName, OfAScsiDiskIsItsOwnAndNotThatOfABridge) {
   EXPECT_EQ(name_at("/dev/sda", Protocol::Scsi), "");
 }
 
+TEST(NvmeNamespace, IsNeitherItsControllerNorAnotherDisk) {
+  for (const char* const device : {"/dev/nvme0n1", "/dev/nvme12n3", "/dev/nvme0c0n1"})
+    EXPECT_TRUE(is_nvme_namespace(device)) << device;
+  for (const char* const device : {"/dev/nvme0", "/dev/nvme", "/dev/sdn", "nvme0n1", ""})
+    EXPECT_FALSE(is_nvme_namespace(device)) << device;
+}
+
+TEST(NameOfNaa, IsOfThatFormAlone) {
+  EXPECT_EQ(name_of_naa("naa.5000c500a1b2c3d4"), "wwn-0x5000c500a1b2c3d4");
+  EXPECT_EQ(name_of_naa("t10.ATA     Example Disk"), "");
+  EXPECT_EQ(name_of_naa(""), "");
+}
+
 }  // namespace
 }  // namespace drivetest
