@@ -260,17 +260,27 @@ void PlayedDrive::show_log(drivetest::Look& look) const {
   if (traits_.has_log) look.log = log();
 }
 
-void PlayedDrive::mark_shown() {
+std::size_t PlayedDrive::rows_shown() const {
   // The row of a running test takes the place of the oldest one in a full log.
   const bool has_running = shows_test() && traits_.shows_running_row;
-  const std::size_t rows = log().size() - (has_running ? 1 : 0);
-  const auto test_of = [&](std::size_t row) {
-    return log_tests_[row] < 0 ? nullptr : &tests_[index(log_tests_[row])];
-  };
-  // That row comes back where the test has left none, and could as well be the new one.
-  RealTest* const last = rows == log_.size() && is_full_of_equals() ? test_of(rows - 1) : nullptr;
-  if (last && !last->is_shown && test_of(0) && test_of(0)->is_shown) last->is_hidden = true;
-  for (std::size_t row = 0; row < rows; ++row)
+  return log().size() - (has_running ? 1 : 0);
+}
+
+RealTest* PlayedDrive::test_of(std::size_t row) {
+  return log_tests_[row] < 0 ? nullptr : &tests_[index(log_tests_[row])];
+}
+
+void PlayedDrive::mark_hidden() {
+  if (log_.empty() || !is_full_of_equals()) return;
+  const bool is_hidden_now = rows_shown() < log_.size();
+  RealTest* const last = test_of(log_.size() - 1);
+  const bool has_looked = test_of(0) && test_of(0)->is_shown;
+  if (last && !last->is_shown && (is_hidden_now || has_looked)) last->is_hidden = true;
+}
+
+void PlayedDrive::mark_shown() {
+  mark_hidden();
+  for (std::size_t row = 0; row < rows_shown(); ++row)
     if (RealTest* const test = test_of(row)) test->is_shown = true;
 }
 

@@ -88,6 +88,9 @@ class PlayedDrive {
   void show_log(drivetest::Look& look) const;
   // The history has taken over what stands in the log now.
   void mark_shown();
+  // Any look: the oldest entry of a full log of equals, which the row of a running test hides,
+  // could as well be the new one when it comes back.
+  void mark_hidden();
 
   const Traits& traits() const { return traits_; }
   const drivetest::Drive& drive() const { return drive_; }
@@ -110,6 +113,8 @@ class PlayedDrive {
   // Then nothing tells whether its log has got one more.
   bool is_full_of_equals() const;
   LogEntry running_row() const;
+  std::size_t rows_shown() const;
+  RealTest* test_of(std::size_t row);  // of a row of the log; nullptr: it is of none
 
   Traits traits_;
   drivetest::Drive drive_;

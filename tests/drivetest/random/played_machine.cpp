@@ -332,6 +332,7 @@ void PlayedMachine::start(const Step& step, Process& process, const Place& place
   const int number = drive_at(place.device);
   PlayedDrive& drive = this->drive(number);
   const Seconds begun = now_;
+  drive.mark_hidden();
   const auto outcome = process.keeper.start(place, step.kind, step.what == What::Replace, false);
   const bool was_told = calls_.size() > calls;
   if (outcome.result == StartResult::Started) {
@@ -352,8 +353,9 @@ void PlayedMachine::start(const Step& step, Process& process, const Place& place
 }
 
 void PlayedMachine::stop(Process& process, const Place& place) {
-  const PlayedDrive& drive = this->drive(drive_at(place.device));
+  PlayedDrive& drive = this->drive(drive_at(place.device));
   const bool did_show = drive.shows_test();
+  drive.mark_hidden();
   const auto outcome = process.keeper.stop(place, false);
   if (!is_alone()) return;
   if (outcome.result == StopResult::Stopped && drive.shows_test())
