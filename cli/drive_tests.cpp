@@ -98,6 +98,7 @@ bool DrivesApart::keep_apart(const Place& place) {
 Look DrivesApart::look(const Place& place, bool wake) {
   Look look = tools_.look(place, wake);
   look.drive.shares_identity = is_apart(place);
+  if (look.drive.world_wide_name.empty()) look.drive.world_wide_name = name_of_(look.drive);
   return look;
 }
 
@@ -109,7 +110,8 @@ bool DrivesApart::is_apart(const Place& place) {
 void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
 
 DriveTests::DriveTests(OpensHistory opens)
-    : keeper_(drives_, time_, [this] { return &history(); }) {
+    : drives_([this](const Drive& drive) { return name_of(drive); }),
+      keeper_(drives_, time_, [this] { return &history(); }) {
   if (opens == OpensHistory::AtOnce) keeper_.open_history();
 }
 
@@ -190,6 +192,18 @@ SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
     }
   }
   return *std::move(seen);
+}
+
+// Of drives of other protocols the kernel tells.
+std::string DriveTests::name_of(const Drive& drive) {
+  std::string name;
+  if (drive.protocol != drivetest::Protocol::Nvme) return name;
+  try {
+    keeper_.with_history([&](drivetest::History& history) { name = history.name_of(drive); });
+  } catch (const drivetest::HistoryError&) {
+    // The keeper meets the same, and tells it.
+  }
+  return name;
 }
 
 Place DriveTests::place_of(const std::string& device) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "drivetest/find_drives.h"
@@ -38,6 +39,10 @@ class DrivesApart : public drivetest::DriveAccess {
   bool keep_apart(const drivetest::Place& place);
   bool is_apart(const drivetest::Place& place);
 
+  // Who knows the name of a drive that does not tell it. Several threads may call it at once.
+  using NameOf = std::function<std::string(const drivetest::Drive&)>;
+  explicit DrivesApart(NameOf name_of) : name_of_(std::move(name_of)) {}
+
   drivetest::Look look(const drivetest::Place& place, bool wake) override;
   drivetest::ToolReply start(const drivetest::Drive& drive, drivetest::TestKind kind) override {
     return tools_.start(drive, kind);
@@ -51,6 +56,7 @@ class DrivesApart : public drivetest::DriveAccess {
 
  private:
   drivetest::Tools tools_;
+  NameOf name_of_;
   std::mutex lock_;
   std::set<std::string> apart_;  // devices, with the types that choose among drives
 };
@@ -142,6 +148,7 @@ class DriveTests {
                                               const drivetest::Drive& claimant);
   void keep_apart_beside_silent(const Survey& survey);
   bool was_apart(drivetest::Drive drive);
+  std::string name_of(const drivetest::Drive& drive);
   static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
 
   DrivesApart drives_;

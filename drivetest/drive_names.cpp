@@ -68,7 +68,8 @@ bool is_former_identity(std::string_view identity, const KeptTest& here) {
 
 std::optional<std::int64_t> find_named(Database& database, std::string_view machine_id,
                                        const Drive& drive) {
-  if (!drive.world_wide_name.empty() || drive.shares_identity || drive.protocol != Protocol::Nvme)
+  if (!drive.world_wide_name.empty() || drive.shares_identity || drive.protocol != Protocol::Nvme ||
+      drive.serial_number.empty())
     return std::nullopt;
   Query query = database.query(
       "SELECT number FROM drives WHERE machine_id = ? AND identity >= 'nguid-'"

@@ -136,6 +136,18 @@ void History::recognise(const Drive& drive) {
   });
 }
 
+std::string History::name_of(const Drive& drive) {
+  std::string name;
+  read([&] {
+    name.clear();
+    const auto number = find_named(*database_, options_.host.machine_id, drive);
+    if (!number) return;
+    Query query = database_->query("SELECT world_wide_name FROM drives WHERE number = ?", *number);
+    if (query.step()) name = query.next_text();
+  });
+  return name;
+}
+
 std::string History::identity_of(const Drive& drive) {
   try {
     recognise(drive);

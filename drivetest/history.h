@@ -87,6 +87,10 @@ class History {
   // names are known, see joined_drives.h. A test that runs in a drive which shares its identity,
   // and was begun before that was seen, becomes that of the drive at its place.
   void recognise(const Drive& drive);
+  // The NGUID of the NVMe drive with that model and serial number, for a drive that tells no name:
+  // it may not be readable for a time, and a drive of several namespaces has none that is its own.
+  // Empty: the drive has a name, or none or several such drives have tests here.
+  std::string name_of(const Drive& drive);
   // By what the history knows the drive, after that. Where the history cannot be written, this may
   // still be model and serial number.
   std::string identity_of(const Drive& drive);

@@ -318,5 +318,36 @@ TEST_F(RecognisedDrive, IsKnownByItsPlaceWithoutATypeThatChoosesNoDrive) {
   EXPECT_EQ(count(history, apart), 1);
 }
 
+// What the earlier log has beyond the kept one was pushed out of it and is not found again.
+TEST_F(RecognisedDrive, KeepsTestsThatTheLaterLogHasNoMore) {
+  History history(options());
+  const auto log = [](std::uint64_t newest, std::uint64_t oldest) {
+    std::vector<LogEntry> rows;
+    for (std::uint64_t hours = newest; hours >= oldest; --hours) rows.push_back(entry(hours));
+    return rows;
+  };
+  look_at(history, named(), log(20, 1), 20);
+  now += 1h;
+  look_at(history, unnamed(), log(25, 6), 20);
+  history.begin(unnamed(), begun_row());
+  history.recognise(named());
+  EXPECT_EQ(count(history, named()), 26);
+}
+
+TEST_F(RecognisedDrive, LendsItsNameToTheSameDriveWithoutOne) {
+  History history(options());
+  EXPECT_EQ(history.name_of(unnamed()), "");
+  look_at(history, named(), {entry(1)}, 1);
+  EXPECT_EQ(history.name_of(unnamed()), named().world_wide_name);
+  Drive other = unnamed();
+  other.serial_number = "EX9999";
+  EXPECT_EQ(history.name_of(other), "");
+  // Which of several it is nobody knows.
+  Drive twin = named();
+  twin.world_wide_name = "nguid-0025385b71b0a7c10025385b71b0a7c2";
+  look_at(history, twin, {entry(1)}, 1);
+  EXPECT_EQ(history.name_of(unnamed()), "");
+}
+
 }  // namespace
 }  // namespace drivetest

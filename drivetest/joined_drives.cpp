@@ -106,6 +106,8 @@ void settle_running(Database& database, Side& before, Side& named, Time now) {
 // The next look goes on from the log of that side, and finds again what the other side's log has
 // beyond it. One of these entries may be the running test's.
 void leave_to_next_look(Database& database, const Side& kept, Side& other) {
+  // What the kept log lacks of an earlier one has been pushed out of it, and is not found again.
+  if (kept.looked && other.looked && *kept.looked > *other.looked) return;
   for (const TestRow& row : std::vector<TestRow>(other.rows))
     if (row.source == Source::Other && row.outcome && has_entry(other, row) &&
         !has_entry(kept, row))
