@@ -147,7 +147,9 @@ class Keeper {
   // Tells the test of somebody else that is seen at another look, or else the reason.
   StartOutcome give_way(StartOutcome outcome, std::string reason);
   TestRow row_of_testing(const DriveStatus& status);
-  void tell_end_seen_by_others(StopOutcome& outcome, bool was_stopped);
+  // With is_replaced it is ended so that another test can begin.
+  StopOutcome stop(SeenLook seen, bool wake, bool is_replaced);
+  void tell_end_seen_by_others(StopOutcome& outcome, const Circumstances& circumstances);
   void explain(const TestRow& row);
 
   std::optional<TestRow> known_running(const Drive& drive);

@@ -68,7 +68,7 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   if (std::string why = why_not_able(outcome.status.look, kind); replace && !why.empty())
     return end(StartResult::NotAble, std::move(why));
   if (outcome.status.is_testing() && replace) {
-    StopOutcome stopped = stop(place, wake);
+    StopOutcome stopped = stop(see(place, wake), wake, true);
     outcome.status = stopped.status;
     outcome.replaced = stopped.row;
     if (stopped.result == StopResult::NotStopped)
@@ -179,7 +179,9 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
 
 StopOutcome Keeper::stop(const Place& place, bool wake) { return stop(see(place, wake), wake); }
 
-StopOutcome Keeper::stop(SeenLook seen, bool wake) {
+StopOutcome Keeper::stop(SeenLook seen, bool wake) { return stop(std::move(seen), wake, false); }
+
+StopOutcome Keeper::stop(SeenLook seen, bool wake, bool is_replaced) {
   const Place place = seen.look.drive.place;
   StopOutcome outcome;
   outcome.status = settle(std::move(seen), wake);
@@ -194,11 +196,12 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
   outcome.row = outcome.status.running;
   const ToolReply reply = access_.stop(outcome.status.look.drive);
   const bool was_stopped = reply.answer == ToolAnswer::Accepted;
+  const Circumstances circumstances{.was_stopped = was_stopped, .was_replaced = is_replaced};
   std::string fault;
   for (int number = 0; number < (was_stopped ? kLooksAfterAcceptance : kLooksAfterRefusal);
        ++number) {
     if (number > 0) time_.wait(kBetweenLooks);
-    DriveStatus status = settle_by_looks(see(place, true), true, {.was_stopped = was_stopped});
+    DriveStatus status = settle_by_looks(see(place, true), true, circumstances);
     outcome.is_untold = status.look.fault != LookFault::None;
     if (outcome.is_untold) {
       fault = status.look.reason;
@@ -208,13 +211,13 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
     outcome.status = std::move(status);
     if (outcome.row && is_another(outcome.status.running, *outcome.row)) {
       // Somebody else has seen it stop, and has begun the next one.
-      tell_end_seen_by_others(outcome, was_stopped);
+      tell_end_seen_by_others(outcome, circumstances);
       outcome.result = StopResult::Stopped;
       return outcome;
     }
     if (outcome.status.is_testing()) continue;
     // Somebody else has seen its end.
-    if (outcome.row && !outcome.row->outcome) tell_end_seen_by_others(outcome, was_stopped);
+    if (outcome.row && !outcome.row->outcome) tell_end_seen_by_others(outcome, circumstances);
     // A drive that still says the same as before, and of whose test nobody knows, had none.
     const bool had_none = !outcome.row && outcome.status.look.running;
     outcome.result = had_none ? StopResult::NothingRuns : StopResult::Stopped;
@@ -228,11 +231,12 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake) {
 }
 
 // Another process cannot know who ended the test.
-void Keeper::tell_end_seen_by_others(StopOutcome& outcome, bool was_stopped) {
+void Keeper::tell_end_seen_by_others(StopOutcome& outcome, const Circumstances& circumstances) {
   std::optional<TestRow> own = kept(outcome.row->number);
   if (!own) return;
-  const auto cause =
-      was_stopped ? cause_when_stopped(*own, outcome.status.look.drive) : std::nullopt;
+  const auto cause = circumstances.was_stopped ? cause_when_stopped(*own, outcome.status.look.drive,
+                                                                    circumstances.was_replaced)
+                                               : std::nullopt;
   if (cause && cause != own->cause) {
     own->cause = *cause;
     explain(*own);

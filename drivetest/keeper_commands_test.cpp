@@ -42,6 +42,7 @@ TEST_P(KeeperCommands, LeavesARunningTestAloneUnlessItIsToBeReplaced) {
   ASSERT_TRUE(replaced.replaced);
   EXPECT_EQ(replaced.replaced->source, Source::Other);
   EXPECT_EQ(replaced.replaced->outcome, Outcome::Aborted);
+  EXPECT_THAT(replaced.replaced->cause, testing::EndsWith(" (by 'hddtest start --replace')"));
   EXPECT_EQ(outcomes(), "aborted running ");
 }
 
@@ -179,6 +180,17 @@ TEST_P(KeeperCommands, SayThatTheyStoppedATestWhoseEndAnotherProcessHasSeen) {
   EXPECT_THAT(stopped.row->cause, testing::EndsWith(" (by 'hddtest stop')"));
   EXPECT_EQ(rows().front().cause, stopped.row->cause);
   EXPECT_EQ(outcomes(), "aborted ");
+}
+
+TEST_P(KeeperCommands, SayThatTheyReplacedATestWhoseEndAnotherProcessHasSeen) {
+  start();
+  drive_.after_command = [this] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    ASSERT_EQ(other.look(place_, false).ended.size(), 1);
+  };
+  const StartOutcome started = start(TestKind::Long, true);
+  EXPECT_EQ(started.result, StartResult::Started) << started.reason;
+  EXPECT_THAT(rows().front().cause, testing::EndsWith(" (by 'hddtest start --replace')"));
 }
 
 TEST_P(KeeperCommands, DoNotSayThatTheyStoppedATestThatHasPassed) {

@@ -41,19 +41,22 @@ void end(TestRow& row, ResultMeaning verdict, Time now) {
 }
 
 // The drive's own code cannot tell a program that ended the test from a bridge that did.
-ResultMeaning explained(ResultMeaning verdict, const Drive& drive, int code, bool was_stopped) {
+ResultMeaning explained(ResultMeaning verdict, const Drive& drive, int code,
+                        const Circumstances& circumstances) {
   if (verdict.outcome != Outcome::Aborted) return verdict;
-  if (was_stopped)
-    verdict.cause += " (by 'hddtest stop')";
+  if (circumstances.was_stopped)
+    verdict.cause +=
+        circumstances.was_replaced ? " (by 'hddtest start --replace')" : " (by 'hddtest stop')";
   else if (drive.is_on_usb && drive.protocol == Protocol::Ata)
     verdict.cause += code == kAbortedByHost ? ", as USB bridges do when they let a drive spin down"
                                             : ", of the drive or of its USB bridge";
   return verdict;
 }
 
-void end(TestRow& row, const Drive& drive, const LogEntry& entry, Time now, bool was_stopped) {
+void end(TestRow& row, const Drive& drive, const LogEntry& entry, Time now,
+         const Circumstances& circumstances) {
   ResultMeaning verdict = verdict_of(drive.protocol, entry.result_code).value_or(ResultMeaning{});
-  end(row, explained(std::move(verdict), drive, entry.result_code, was_stopped), now);
+  end(row, explained(std::move(verdict), drive, entry.result_code, circumstances), now);
   row.test_code = entry.test_code;
   row.result_code = entry.result_code;
   row.first_bad_block = entry.first_bad_block;
@@ -165,7 +168,7 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
       (!row.kind || growth.added.front().kind == row.kind))
     own.entry = growth.added.front();
   if (own.entry) {
-    end(finding.row, look.drive, *own.entry, now, circumstances.was_stopped);
+    end(finding.row, look.drive, *own.entry, now, circumstances);
     finding.entry = own.entry;
   } else if (!own.is_over && is_shown(row, look, now, circumstances)) {
     go_on(finding.row, *look.running, now);
@@ -174,8 +177,7 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   } else if (!circumstances.is_second_look) {
     finding.look_again = true;
   } else if (auto verdict = verdict_by_status(row, look, growth, now, circumstances)) {
-    end(finding.row,
-        explained(*std::move(verdict), look.drive, *look.status_code, circumstances.was_stopped),
+    end(finding.row, explained(*std::move(verdict), look.drive, *look.status_code, circumstances),
         now);
     if (finding.row.outcome != Outcome::Unknown) finding.row.result_code = look.status_code;
   } else {
@@ -186,11 +188,14 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   return finding;
 }
 
-std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive) {
+std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive,
+                                              bool was_replaced) {
   if (row.outcome != Outcome::Aborted || !row.result_code) return std::nullopt;
   std::optional<ResultMeaning> verdict = verdict_of(drive.protocol, *row.result_code);
   if (!verdict || verdict->outcome != Outcome::Aborted) return std::nullopt;
-  return explained(*std::move(verdict), drive, *row.result_code, true).cause;
+  return explained(*std::move(verdict), drive, *row.result_code,
+                   {.was_stopped = true, .was_replaced = was_replaced})
+      .cause;
 }
 
 TestRow row_of_running(const Look& look, Time now) {
@@ -210,7 +215,7 @@ TestRow row_of_entry(const Look& look, const LogEntry& entry) {
   row.place = look.drive.place;
   row.source = Source::Other;
   row.kind = entry.kind;
-  end(row, look.drive, entry, Time{}, false);
+  end(row, look.drive, entry, Time{}, {});
   row.ended.reset();  // nobody was there
   return row;
 }

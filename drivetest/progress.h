@@ -22,9 +22,10 @@ struct ProgressFinding {
 
 struct Circumstances {
   bool is_second_look = false;
-  bool was_stopped = false;  // by us, and the drive took the command
-  bool is_over = false;      // who began it says so
-  bool was_seen = false;     // by who began it, while it ran
+  bool was_stopped = false;   // by us, and the drive took the command
+  bool was_replaced = false;  // was_stopped: to begin another test
+  bool is_over = false;       // who began it says so
+  bool was_seen = false;      // by who began it, while it ran
 };
 
 // What a drive shows that may say "running" of a test which is over (RunningTest::is_doubtful) is
@@ -34,9 +35,10 @@ struct Circumstances {
 ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowth& growth, Time now,
                             const Circumstances& circumstances);
 
-// The cause of a test that has ended, if it was we who stopped it; not set where the drive has not
-// told that it was aborted.
-std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive);
+// The cause of a test that has ended, if it was we who stopped it, or replaced it by another one;
+// not set where the drive has not told that it was aborted.
+std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive,
+                                              bool was_replaced);
 
 // The row of a test that nobody here has started and that runs now.
 TestRow row_of_running(const Look& look, Time now);

@@ -289,6 +289,8 @@ TEST(Progress, TellsATestThatWasStoppedHere) {
   look.drive.is_on_usb = true;
   EXPECT_EQ(found(seen(), look, {entry(1)}, {.was_stopped = true}).row.cause,
             "aborted by the host (by 'hddtest stop')");
+  EXPECT_EQ(found(seen(), look, {entry(1)}, {.was_stopped = true, .was_replaced = true}).row.cause,
+            "aborted by the host (by 'hddtest start --replace')");
   EXPECT_EQ(found(seen(), look, {entry(0)}, {.was_stopped = true}).row.cause,
             "completed without error");
 }

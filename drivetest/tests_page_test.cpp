@@ -45,15 +45,17 @@ TEST(TestsPage, HasTheWordsOfAbortedTests) {
   look.drive.protocol = Protocol::Ata;
   look.has_log = true;
   LogEntry entry;
-  const auto cause = [&](int code, bool is_on_usb, bool was_stopped) {
+  const auto cause = [&](int code, bool is_on_usb, const Circumstances& circumstances) {
     look.drive.is_on_usb = is_on_usb;
     entry.result_code = code;
     TestRow row;
     row.looked = Time{};
-    return progress_of(row, look, {{entry}, true}, Time{}, {.was_stopped = was_stopped}).row.cause;
+    return progress_of(row, look, {{entry}, true}, Time{}, circumstances).row.cause;
   };
-  for (const std::string& words : {cause(1, false, true), cause(1, false, false),
-                                   cause(1, true, false), cause(2, false, false)})
+  const Circumstances stopped{.was_stopped = true};
+  const Circumstances replaced{.was_stopped = true, .was_replaced = true};
+  for (const std::string& words : {cause(1, false, stopped), cause(1, false, replaced),
+                                   cause(1, false, {}), cause(1, true, {}), cause(2, false, {})})
     EXPECT_THAT(lines(), testing::Contains(testing::StartsWith("| " + words + " |")));
 }
 
