@@ -55,8 +55,24 @@ std::string LookedDrive::advice() const {
 
 namespace {
 
-// Its failures before these tests are history: they are read for each drive at each look.
-constexpr std::size_t kTestsRead = 100;
+// The one that runs and the newest that has ended.
+constexpr std::size_t kTestsShown = 2;
+
+// Of the newest tests and of those that tell of failures, however old, again the newest first. A
+// test may stand in both, and one that could not be kept stands in the first only.
+std::vector<TestRow> telling_tests(DriveTests& tests, const LookedDrive& one,
+                                   std::vector<TestRow> newest) {
+  try {
+    tests.keeper().with_history([&](drivetest::History& history) {
+      const std::string identity = tests.identity_of(one.drive, one.status.look);
+      for (drivetest::KeptTest& test : history.telling_of_failures(identity))
+        newest.push_back(std::move(test.row));
+    });
+  } catch (const drivetest::HistoryError&) {
+    // The keeper has met the same, and tells it.
+  }
+  return newest;
+}
 
 // The newest that failed and that no later one makes up for.
 std::optional<TestRow> open_failure(const std::vector<TestRow>& tests) {
@@ -72,13 +88,13 @@ std::optional<TestRow> open_failure(const std::vector<TestRow>& tests) {
 
 LookedDrive looked_drive(DriveTests& tests, ChosenDrive drive, drivetest::DriveStatus status) {
   LookedDrive one{std::move(drive), std::move(status), {}, {}, {}};
-  const std::vector<TestRow> rows = tests.newest_tests(one.drive, one.status, kTestsRead);
+  std::vector<TestRow> rows = tests.newest_tests(one.drive, one.status, kTestsShown);
   const auto ended = std::find_if(rows.begin(), rows.end(),
                                   [](const TestRow& row) { return row.outcome.has_value(); });
   if (ended != rows.end()) one.ended = *ended;
   one.last = one.status.running;
   if (!one.last && !rows.empty()) one.last = rows.front();
-  one.failed = open_failure(rows);
+  one.failed = open_failure(telling_tests(tests, one, std::move(rows)));
   return one;
 }
 

@@ -19,7 +19,7 @@ struct LookedDrive {
   std::optional<drivetest::TestRow> last;   // the newest that the history has, running or ended
   std::optional<drivetest::TestRow> ended;  // the newest that has ended
   // The newest that failed, where none has passed since that makes up for it, as
-  // TestRow::answers_failure has it. Of the last hundred tests.
+  // TestRow::answers_failure has it, however many there were since.
   std::optional<drivetest::TestRow> failed;
 
   // A drive in standby is asked nothing, which is what its user wants.

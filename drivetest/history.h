@@ -114,6 +114,9 @@ class History {
   std::vector<KeptTest> last_of_each_drive();
   // The rows of a drive of this machine, the newest first.
   std::vector<KeptTest> of_drive(std::string_view drive, std::size_t limit);
+  // Of each kind the newest test that passed and the newest that failed, the newest first: what it
+  // takes to say which failure no later test answers (TestRow::answers_failure).
+  std::vector<KeptTest> telling_of_failures(std::string_view drive);
   // The same of the drives with that serial number or world wide name, of this and other machines,
   // drive by drive; none for an empty name.
   std::vector<KeptTest> of_drives_named(std::string_view name, std::size_t limit);

@@ -73,6 +73,15 @@ bool is_damaged(Database& database) {
   }
 }
 
+// Where there is no room for them, or others write all the time, a later process makes them.
+void make_missing_indexes(Database& database) {
+  try {
+    if (lacks_indexes(database)) make_indexes(database);
+  } catch (const DatabaseError& error) {
+    if (error.is_damage()) throw;
+  }
+}
+
 void expect_not_newer(std::int64_t version, const HistoryFolder& folder) {
   const std::size_t known = schema_steps().size();
   if (std::cmp_less_equal(version, known)) return;
@@ -133,6 +142,7 @@ bool History::open_locked(bool is_exclusive) {
     }
     database_->run_script("PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON");
     expect_tables(*database_);
+    make_missing_indexes(*database_);
   } catch (const DatabaseError& error) {
     if (!error.is_damage()) {
       database_.reset();

@@ -18,6 +18,7 @@ TEST_F(HistoryIndex, LooksTestsUpByIndex) {
   history.of_drive(drive(1).identity(), 3);
   history.of_drives_named("S1", 3);
   history.last_of_each_drive();
+  history.telling_of_failures(drive(1).identity());
   history.running();
   history.running(drive(1).identity());
   DriveChange change;
@@ -50,6 +51,9 @@ TEST_F(HistoryIndex, LooksTestsUpByIndex) {
                   step == "SCAN CONSTANT ROW")
           << sql << "\n"
           << step;
+      if (sql.find("kind IS ?") != std::string::npos) {
+        EXPECT_THAT(step, HasSubstr("ended_tests_of_a_drive (drive=? AND outcome=? AND kind=?)"));
+      }
       EXPECT_THAT(step, testing::Not(HasSubstr("TEMP B-TREE"))) << sql;
     }
   }

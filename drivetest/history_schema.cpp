@@ -87,6 +87,12 @@ FROM tests JOIN drives ON drives.number = tests.drive;
 
 constexpr std::array<std::string_view, 1> kSteps = {kFirst};
 
+constexpr std::string_view kEndedTests = "ended_tests_of_a_drive";
+constexpr const char* kIndexes = R"(
+CREATE INDEX IF NOT EXISTS ended_tests_of_a_drive ON tests (drive, outcome, kind, recorded)
+  WHERE outcome IS NOT NULL;
+)";
+
 constexpr std::array<std::string_view, 6> kNames = {
     "drives", "tests", "tests_of_a_drive", "one_running_test_of_a_drive", "log_seen", "history"};
 
@@ -123,6 +129,14 @@ void bring_up_to_date(Database& database, std::span<const std::string_view> step
                         "; PRAGMA user_version = " + std::to_string(done + 1));
     transaction.commit();
   }
+}
+
+bool lacks_indexes(Database& database) { return !has(database, kEndedTests); }
+
+void make_indexes(Database& database) {
+  Transaction transaction(database);
+  database.run_script(kIndexes);
+  transaction.commit();
 }
 
 void expect_tables(Database& database) {

@@ -20,6 +20,11 @@ std::int64_t schema_version(Database& database);
 // newer than the steps.
 void bring_up_to_date(Database& database, std::span<const std::string_view> steps);
 
+// Indexes without which it only takes longer to look tests up. They are no part of a version: a
+// hddtest that does not know them keeps them in step all the same.
+bool lacks_indexes(Database& database);
+void make_indexes(Database& database);
+
 // A cheap look at a file with all steps: throws DatabaseError, as damage, if it is none of ours or
 // lacks a table. What an administrator has added, such as a view, is let be.
 void expect_tables(Database& database);
