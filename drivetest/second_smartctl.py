@@ -6,6 +6,16 @@ from second_rows import (KINDS, RUNNING, SMARTCTL_NAMES, ata_rows, get, number, 
                          running_text, scsi_rows, words)
 
 
+def rows_of_both(extended, standard):
+    """The standard log has no block of 48 bits, and the extended one ends sooner. Logs that tell of different
+    tests are no two views of one: the one with more rows."""
+    told = [[(get(row, "type", "value"), get(row, "status", "value") >> 4, get(row, "lifetime_hours"))
+             for row in rows] for rows in (extended, standard)]
+    if told[1][:len(told[0])] == told[0]:
+        return extended + standard[len(extended):]
+    return max(extended, standard, key=len)
+
+
 class Smartctl:
     """One output of smartctl."""
 
@@ -140,7 +150,7 @@ class Smartctl:
         status = get(self.root, "ata_smart_data", "self_test", "status", "value")
         logs = self.root.get("ata_smart_self_test_log", {})
         tables = [get(logs, name, "table") or [] for name in ("extended", "standard")]
-        rows = tables[0] if len(tables[0]) >= len(tables[1]) else tables[1]
+        rows = rows_of_both(*tables)
         state = []
         if status is not None:
             if status >> 4 == RUNNING:

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "drivetest/inability.h"
+#include "drivetest/log_growth.h"
 #include "drivetest/outcome.h"
 
 namespace drivetest {
@@ -79,6 +80,33 @@ TEST(AtaReport, TakesTheLogThatGoesFurtherBack) {
   EXPECT_EQ(ata("", "\"standard\":" + one + ",\"extended\":" + two).log.size(), 2U);
   EXPECT_TRUE(ata("", "\"standard\":{\"count\":0}").has_log);
   EXPECT_FALSE(ata("").has_log);
+}
+
+// A block of more than 32 bits stands in the extended log only, which has room for fewer rows.
+TEST(AtaReport, TakesTheRowsOfTheExtendedLogAndThoseThatOnlyTheStandardOneHas) {
+  constexpr std::uint64_t kBlock = 5'000'000'000;
+  const auto log = [](int newest, int rows, bool has_block) {
+    std::string table;
+    for (int i = 0; i < rows; ++i) {
+      std::string one = row(2, 0x77, newest - i);
+      if (has_block) one.insert(one.size() - 1, ",\"lba\":" + std::to_string(kBlock));
+      table += (i > 0 ? "," : "") + one;
+    }
+    return R"({"table":[)" + table + "]}";
+  };
+  const auto logs = [&](int newest, int extended, int standard) {
+    return ata("", "\"extended\":" + log(newest, extended, true) +
+                       ",\"standard\":" + log(newest, standard, false))
+        .log;
+  };
+  const std::vector<LogEntry> before = logs(900, 19, 19);
+  const std::vector<LogEntry> now = logs(901, 19, 20);
+  ASSERT_EQ(now.size(), 20U);
+  EXPECT_EQ(now.at(18).first_bad_block, kBlock);
+  EXPECT_FALSE(now.at(19).first_bad_block);
+  EXPECT_EQ(now.at(19).hours, 882U);
+  EXPECT_EQ(growth_of(before, now).added.size(), 1U);
+  EXPECT_EQ(logs(900, 25, 21).size(), 25U);
 }
 
 TEST(AtaReport, LetsNoTestBeStartedWhereSmartctlWouldSendTheCommandAllTheSame) {

@@ -114,7 +114,8 @@ static void standard_log(const struct LogRow* rows, int64_t count, int64_t rolle
     place[0] = (uint8_t)rows[i].type;
     place[1] = status_of(&rows[i]);
     put_le(place + 2, (uint64_t)rows[i].hours, 2);
-    put_le(place + 5, rows[i].lba < 0 ? kNoBlock32 : (uint64_t)rows[i].lba, 4);
+    const bool has_block = rows[i].lba >= 0 && (uint64_t)rows[i].lba < kNoBlock32;
+    put_le(place + 5, has_block ? (uint64_t)rows[i].lba : kNoBlock32, 4);
   }
 }
 
