@@ -11,10 +11,15 @@ from ansible_case import AnsibleCase, COLLECTION, disk
 
 sys.path.append(str(COLLECTION / "plugins/filter"))
 # pylint: disable=wrong-import-position
-from fleet import gathered, has_started, installed, tested, waves
+from fleet import broken, gathered, has_started, installed, tested, waves
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 NEEDED = ("ansible-playbook", "smartctl")
+REFUSES = """#!/bin/sh
+echo '[{"device": null, "reason": "no memory", "cause": "module-error"}]'
+echo 'no memory' >&2
+exit 3
+"""
 
 
 class Waves(unittest.TestCase):
@@ -45,6 +50,11 @@ class Words(unittest.TestCase):
             for told in (tested(result), gathered(result), installed(result, False)):
                 self.assertEqual(told, {"is_good": False, "text": text})
 
+    def test_of_tasks_that_failed(self):
+        for result in ({}, None, {"failed": True, "rc": 0, "stdout": "[]"}):
+            self.assertEqual(broken(result)["text"], "a task has failed; its output above says how")
+        self.assertEqual(broken({"failed": True, "msg": "no space left"}), {"is_good": False, "text": "no space left"})
+
     def test_of_patrols(self):
         one = '{"name": "/dev/sda", "result": "%s", "reason": %s}'
         for drives, status, is_good, text in [
@@ -56,10 +66,16 @@ class Words(unittest.TestCase):
                 (f'[{one % ("not-asked", chr(34) + "no answer" + chr(34))}]', 0, False,
                  "1 not-asked; /dev/sda: no answer"),
                 (f'[{one % ("not-started", "null")}]', 0, False, "1 not-started; /dev/sda: not-started"),
+                ('[{"device": null, "reason": "no memory", "cause": "module-error"}]', 3, False, "no memory"),
+                ('[{"device": null, "reason": null}]', 3, False, "exit status 3"),
+                ("[1]", 0, False, "exit status 0"),
+                ("{}", 0, False, "exit status 0"),
                 ("", 3, False, "exit status 3")]:
             with self.subTest(drives):
                 self.assertEqual(tested({"rc": status, "stdout": drives}),
                                  {"is_good": is_good, "text": text})
+        self.assertEqual(tested({"rc": 3, "stdout": '[{"device": null}]', "stderr": "usage\nno such option\n"}),
+                         {"is_good": False, "text": "no such option"})
 
     def test_of_patrols_that_have_started_nothing(self):
         one = '[{"name": "/dev/sda", "result": "%s", "test": {"started": "2026-01-01T00:00:00Z"}}]'
@@ -68,7 +84,8 @@ class Words(unittest.TestCase):
         for word in ("passed", "failed", "aborted", "unknown"):
             self.assertTrue(has_started({"rc": 0, "stdout": one % word}), word)
         self.assertFalse(has_started({"skipped": True}))
-        self.assertFalse(has_started({"rc": 3, "stdout": ""}))
+        for output in ("", "null", "[]", "[1]", "{}", '[{"device": null, "reason": "no memory"}]'):
+            self.assertFalse(has_started({"rc": 3, "stdout": output}), output)
 
 
 class Playbooks(AnsibleCase):
@@ -98,6 +115,13 @@ class Playbooks(AnsibleCase):
             elif number == 16:
                 events.append(("start", "disk", "long"))  # by another program
                 self.wanted[name] = (True, "1 running")
+            elif number == 17:
+                drives = None
+                place = self.folder / name
+                place.mkdir()
+                (place / "hddtest").write_text(REFUSES)
+                (place / "hddtest").chmod(0o755)
+                self.wanted[name] = (False, "no memory")
             elif number in range(10, 14):
                 drives = {}
                 self.wanted[name] = (True, "no drive to test")

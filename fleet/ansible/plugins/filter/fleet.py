@@ -64,11 +64,37 @@ def reached(result):
     return _ended(not fault(result), fault(result))
 
 
+def broken(result):
+    """What is told where a task failed that had no result to tell of, or one that seems good."""
+    return _ended(False, fault(result or {}) or "a task has failed; its output above says how")
+
+
 def installed(result, check_mode):
     """Which version hddtest tells of itself at the end."""
     if fault(result):
         return _ended(check_mode, "would be installed" if check_mode else fault(result))
     return _ended(result["rc"] == 0, _last_line(result["stdout"]) or _last_line(result["stderr"]))
+
+
+def _told(result):
+    """What a patrol tells in JSON; None: it tells nothing so."""
+    try:
+        return json.loads(result.get("stdout") or "")
+    except ValueError:
+        return None
+
+
+def _is_of_drives(told):
+    """Whether that is how it went with each drive. hddtest that could not begin tells why in its place."""
+    return isinstance(told, list) and all(isinstance(one, dict) and "result" in one for one in told)
+
+
+def _refusal(result):
+    """Why a patrol could not begin."""
+    told = _told(result)
+    parts = told if isinstance(told, list) else []
+    reasons = [str(part["reason"]) for part in parts if isinstance(part, dict) and part.get("reason")]
+    return "; ".join(reasons) or _last_line(result.get("stderr")) or f"exit status {result.get('rc')}"
 
 
 def tested(result):
@@ -77,10 +103,9 @@ def tested(result):
         return _ended(False, fault(result))
     if result.get("skipped"):
         return _ended(True, "would be tested")
-    try:
-        drives = json.loads(result.get("stdout", ""))
-    except ValueError:
-        return _ended(False, _last_line(result.get("stderr")) or f"exit status {result.get('rc')}")
+    drives = _told(result)
+    if not _is_of_drives(drives):
+        return _ended(False, _refusal(result))
     if not drives:
         return _ended(True, "no drive to test")
     counts = {}
@@ -89,17 +114,14 @@ def tested(result):
     text = ", ".join(f"{count} {word}" for word, count in counts.items())
     bad = [drive for drive in drives if drive["result"] in BAD]
     for drive in bad:
-        text += f"; {drive['name']}: " + (drive.get("reason") or drive["result"])
+        text += f"; {drive.get('name')}: " + (drive.get("reason") or drive["result"])
     return _ended(result.get("rc") == 0 and not bad, text)
 
 
 def has_started(result):
     """Whether a patrol has started a test: that of another is none of its own."""
-    try:
-        drives = json.loads(result.get("stdout", ""))
-    except ValueError:
-        return False
-    return any(drive["result"] in ENDS for drive in drives)
+    drives = _told(result)
+    return _is_of_drives(drives) and any(drive["result"] in ENDS for drive in drives)
 
 
 def gathered(result):
@@ -124,5 +146,5 @@ class FilterModule:
     """Ansible asks it for the filters."""
 
     def filters(self):
-        return {"waves": waves, "fault": fault, "reached": reached, "installed": installed, "tested": tested,
-                "has_started": has_started, "gathered": gathered, "and_then": and_then}
+        return {"waves": waves, "fault": fault, "reached": reached, "broken": broken, "installed": installed,
+                "tested": tested, "has_started": has_started, "gathered": gathered, "and_then": and_then}
