@@ -25,7 +25,9 @@ class Alerts(unittest.TestCase):
         self.assertNotIn("FAILED", self.run_in_folder("promtool", "check", "rules", "hddtest.rules.yml"))
 
     def test_alerts_come_and_go_at_their_edges(self):
-        self.run_in_folder("promtool", "test", "rules", "hddtest.rules.test.yml")
+        tests = sorted(path.name for path in FOLDER.glob("*.test.yml"))
+        self.assertEqual(tests, ["hddtest.rules.test.yml", "hddtest.weeks.test.yml"])
+        self.run_in_folder("promtool", "test", "rules", *tests)
 
     def test_examples_of_configurations_are_right(self):
         self.run_in_folder("promtool", "check", "config", "prometheus.yml")
