@@ -12,7 +12,7 @@ from ansible_case import AnsibleCase, COLLECTION, disk
 
 sys.path.append(str(COLLECTION / "plugins/filter"))
 # pylint: disable=wrong-import-position
-from fleet import broken, gathered, has_started, installed, tested, waves
+from fleet import broken, gathered, has_started, installed, reported, tested, waves
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 NEEDED = ("ansible-playbook", "smartctl")
@@ -55,6 +55,24 @@ class Words(unittest.TestCase):
         for result in ({}, None, {"failed": True, "rc": 0, "stdout": "[]"}):
             self.assertEqual(broken(result)["text"], "a task has failed; its output above says how")
         self.assertEqual(broken({"failed": True, "msg": "no space left"}), {"is_good": False, "text": "no space left"})
+
+    def test_of_reports(self):
+        old, new = {"stat": {"isreg": True, "mtime": 1.5, "inode": 4}}, {"stat": {"isreg": True, "mtime": 2.5, "inode": 4}}
+        folder, absent = {"stat": {"isreg": False, "mtime": 2.5, "inode": 5}}, {"stat": {"exists": False}}
+        for result, before, after, text in [
+                ({"skipped": True}, old, old, "PAGE would be written"),
+                ({"rc": 0}, old, new, "PAGE"),
+                ({"failed": True, "rc": 2, "msg": "[Errno 2] No such file or directory: b'hddtest'"}, old, old,
+                 "hddtest is not installed"),
+                ({"rc": 3, "stderr": "a is no JSON\nb is no JSON\n"}, old, new,
+                 "a is no JSON\nb is no JSON\nPAGE was written without that"),
+                ({"rc": 3, "stderr": "a is no JSON"}, absent, new, "a is no JSON\nPAGE was written without that"),
+                ({"rc": 3, "stderr": "cannot write"}, old, old, "cannot write"),
+                ({"rc": 3, "stderr": "cannot write"}, absent, absent, "cannot write"),
+                ({"rc": 3, "stderr": "cannot write"}, absent, folder, "cannot write"),
+                ({"rc": -9, "stderr": ""}, old, old, "exit status -9")]:
+            with self.subTest(text):
+                self.assertEqual(reported(result, "PAGE", before, after), text)
 
     def test_of_patrols(self):
         one = '{"name": "/dev/sda", "result": "%s", "reason": %s}'
@@ -200,6 +218,12 @@ class Playbooks(AnsibleCase):
 
     def test_history_that_cannot_be_fetched_leaves_nothing_behind(self):
         self.play(range(2))
+        # What it finds of earlier runs: files whose removal failed, or that are still written; and files of others.
+        names = ["hddtest-gather.old", "hddtest-gather.young", "hddtest-other.old"]
+        for name in names:
+            (self.folder / "temporary" / name).write_text("")
+            if name.endswith("old"):
+                os.utime(self.folder / "temporary" / name, (0, 0))
         in_the_way = self.folder / "hddtest-histories/m01.jsonl"
         in_the_way.mkdir(parents=True)
         status, output = self.ansible("hddtest.fleet.gather")
@@ -210,20 +234,34 @@ class Playbooks(AnsibleCase):
         self.assertIn("dest is an existing directory", told["m01"][1])
         self.assertEqual(sorted(path.name for path in (self.folder / "temporary").iterdir()), names[1:])
 
-    def test_report_that_cannot_be_written_is_an_error(self):
-        self.play(range(1))
-        (self.folder / "hddtest-histories/fleet.html").mkdir(parents=True)
-        status, output = self.ansible("hddtest.fleet.gather")
-        self.assertEqual(self.told(output), {"m00": (True, "no tests are kept")}, output)
-        self.assertIn("fleet.html", output.partition("TASK [Tell of the report]")[2])
-        self.assertEqual(status, 2, output)
+    def gather_one(self, *words):
+        """Exit status, and what is told of the report. The machine itself ends well each time."""
+        status, output = self.ansible(*words, "hddtest.fleet.gather")
+        self.assertTrue(self.told(output)["m00"][0], output)
+        return status, output.partition("TASK [Tell of the report]")[2].partition("PLAY ")[0]
 
-        # What it finds of earlier runs: files whose removal failed, or that are still written; and files of others.
-        names = ["hddtest-gather.old", "hddtest-gather.young", "hddtest-other.old"]
-        for name in names:
-            (self.folder / "temporary" / name).write_text("")
-            if name.endswith("old"):
-                os.utime(self.folder / "temporary" / name, (0, 0))
+    def test_what_became_of_the_report_is_told(self):
+        self.play(range(1))
+        histories = self.folder / "hddtest-histories"
+        page = histories / "fleet.html"
+        status, told = self.gather_one("--check")
+        self.assertEqual(status, 0, told)
+        self.assertIn("fleet.html would be written", told)
+
+        page.mkdir(parents=True)
+        status, told = self.gather_one()
+        self.assertEqual(status, 2, told)
+        self.assertIn("fleet.html", told)
+        self.assertNotIn("was written", told)
+
+        page.rmdir()
+        (histories / "broken.jsonl").write_text("no history\n")
+        status, told = self.gather_one()
+        self.assertEqual(status, 2, told)
+        self.assertIn("broken.jsonl: line 1", told)
+        self.assertIn("fleet.html was written without that", told)
+        self.assertTrue(page.is_file())
+
     def test_upgrade_tells_why_it_did_nothing(self):
         self.play([0, 21, 23])
         bad = {name: self.wanted[name] for name in ("m21", "m23")}

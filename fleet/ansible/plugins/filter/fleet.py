@@ -142,9 +142,25 @@ def and_then(ended, results):
     return _ended(False, "; ".join(faults)) if faults else ended
 
 
+def reported(result, page, before, after):
+    """What is told of the report, the two stats of whose page say whether it was written: it is where some
+    file could not be read, too."""
+    if result.get("skipped"):
+        return f"{page} would be written"
+    if fault(result):
+        return fault(result)
+    if result["rc"] == 0:
+        return page
+    before, after = before.get("stat", {}), after.get("stat", {})
+    is_new = after.get("isreg") and any(before.get(key) != after[key] for key in ("mtime", "inode"))
+    said = str(result.get("stderr", "")).strip() or f"exit status {result['rc']}"
+    return f"{said}\n{page} was written without that" if is_new else said
+
+
 class FilterModule:
     """Ansible asks it for the filters."""
 
     def filters(self):
         return {"waves": waves, "fault": fault, "reached": reached, "broken": broken, "installed": installed,
-                "tested": tested, "has_started": has_started, "gathered": gathered, "and_then": and_then}
+                "tested": tested, "has_started": has_started, "gathered": gathered, "and_then": and_then,
+                "reported": reported}
