@@ -7,13 +7,17 @@ takes minutes there takes a second here, and days are a clock that is moved.
 
 import http.server
 import json
+import os
 import pathlib
 import re
 import shutil
 import sys
 import tempfile
 import threading
+import time
 import unittest
+import urllib.parse
+import urllib.request
 
 TREE = pathlib.Path(__file__).resolve().parent.parent.parent
 sys.path += [str(TREE / "cli"), str(TREE / "tests/drivetest")]
@@ -32,6 +36,7 @@ SOLID = ["protocol nvme", "nodes /dev/nvme0 /dev/nvme0n1", "model Example NVMe 5
          "firmware 2.0", "wwn 0025385b71b0a7c1", "tests short long", "long_minutes 30"]
 DISK_NAME, SOLID_NAME = "wwn-0x5000c500a1b2c3d4", "eui-0025385b71b0a7c1"
 DAY = 86400
+PATIENCE = 60  # seconds
 
 
 class Webhook:
@@ -77,9 +82,23 @@ class Webhook:
         def is_told():
             return self.alerts.get(key, ())[:2] == (path, state)
         with self.changed:
-            if not self.changed.wait_for(is_told, timeout=60):
+            if not self.changed.wait_for(is_told, timeout=PATIENCE):
                 raise AssertionError(f"{key} is not {state} at {path}: {self.sequence}")
             return self.alerts[key][2]
+
+
+def ask(address, path, **words):
+    """The answer of a service to a question."""
+    with urllib.request.urlopen(f"http://{address}{path}?{urllib.parse.urlencode(words)}", timeout=PATIENCE) as answer:
+        return json.load(answer)
+
+
+def wait_until(holds, what):
+    end = time.monotonic() + PATIENCE
+    while not holds():
+        if time.monotonic() > end:
+            raise AssertionError(f"for {PATIENCE} seconds not: {what}")
+        time.sleep(0.2)
 
 
 def replaced(name, *changes):
@@ -106,7 +125,7 @@ class Alerting(unittest.TestCase):
         (self.folder / "alertmanager.yml").write_text(replaced(
             "alertmanager.yml", ("localhost:9095", f"127.0.0.1:{self.webhook.port}"),
             (r"group_wait: \w+", "group_wait: 100ms"), (r"group_interval: \w+", "group_interval: 1s")))
-        manager = Service(self.addCleanup, ["prometheus-alertmanager", "--config.file=alertmanager.yml",
+        self.manager = manager = Service(self.addCleanup, ["prometheus-alertmanager", "--config.file=alertmanager.yml",
                                  "--storage.path=alertmanager", "--cluster.listen-address=",
                                  "--web.listen-address=127.0.0.1:0"], self.folder)
         exporter = Service(self.addCleanup, ["prometheus-node-exporter", "--collector.disable-defaults",
@@ -120,15 +139,29 @@ class Alerting(unittest.TestCase):
         (self.folder / "prometheus.yml").write_text(replaced(
             "prometheus.yml", ("scrape_interval: 1m", "scrape_interval: 1s"),
             ("localhost:9093", manager.address)))
-        Service(self.addCleanup, ["prometheus", "--config.file=prometheus.yml", "--storage.tsdb.path=samples",
+        self.server = Service(self.addCleanup, ["prometheus", "--config.file=prometheus.yml", "--storage.tsdb.path=samples",
                        "--web.listen-address=127.0.0.1:0"], self.folder)
 
     def hddtest(self, status, *words):
         found, output, errors = self.stage.run(["hddtest", *words])
         self.assertEqual(found, status, output + errors)
 
-    def publish(self):
-        self.hddtest(0, "metrics", "--output", str(self.collected / "hddtest.prom"))
+    def publish(self, age=0):
+        """The file of metrics, as if it had been written so many seconds ago."""
+        written = self.folder / "hddtest.prom"
+        self.hddtest(0, "metrics", "--output", str(written))
+        os.utime(written, (time.time() - age,) * 2)
+        written.replace(self.collected / written.name)
+
+    def query(self, expression):
+        """How many series there are of it now."""
+        return len(ask(self.server.address, "/api/v1/query", query=expression)["data"]["result"])
+
+    def inhibited(self):
+        """Name, drive and test of the alerts that the manager keeps to itself."""
+        alerts = ask(self.manager.address, "/api/v2/alerts", active="false")
+        return {tuple(alert["labels"].get(name) for name in ("alertname", "drive", "test"))
+                for alert in alerts if alert["status"]["inhibitedBy"]}
 
     def try_drive(self, kind, device="/dev/sda"):
         self.hddtest(0, "start", "--test", kind, device)
@@ -145,20 +178,49 @@ class Alerting(unittest.TestCase):
         told = self.webhook.wait(failed, "/now", "firing")
         self.assertEqual(told["drive"], "Example Disk 500, serial number EX0001, /dev/sda")
         self.assertIn("replace it", told["description"])
+        # An aborted test takes nothing back, for as long as a look at it takes, and longer.
+        self.hddtest(0, "start", "--test", "short", "/dev/sda")
+        self.stage.event("abort", "disk")
+        self.publish()
+        aborted = 'hddtest_last_test_outcome{test="short", outcome="aborted"} == 1'
+        wait_until(lambda: self.query(f"count_over_time(({aborted})[5s:1s]) == 5"), "aborted")
+        self.assertEqual(self.query('ALERTS{alertname="DriveSelfTestFailed", alertstate="firing"}'), 1)
+        self.webhook.wait(failed, "/now", "firing")
         self.stage.event("set", "disk", "result", "0")
         self.try_drive("short")
         self.webhook.wait(failed, "/now", "resolved")
 
-        overdue = ("DriveSelfTestOverdue", DISK_NAME, "long")
-        self.try_drive("long")
-        self.stage.clock(40 * DAY + 1)
+        cannot_look = ("HddtestCannotLook", None, None)
+        smartctl = self.stage.folder / "bin/smartctl"
+        smartctl.rename(smartctl.with_name("mended"))
+        smartctl.write_text("#!/bin/sh\necho broken >&2\nexit 1\n")
+        smartctl.chmod(0o755)
         self.publish()
+        told = self.webhook.wait(cannot_look, "/daily", "firing")
+        self.assertIn("a drive does not answer", told["description"])
+        smartctl.with_name("mended").replace(smartctl)
+        self.publish()
+        self.webhook.wait(cannot_look, "/daily", "resolved")
+
+        overdue = ("DriveSelfTestOverdue", DISK_NAME, "long")
+        overdue_short = (*overdue[:2], "short")
+        stale = ("HddtestMetricsStale", None, None)
+        self.try_drive("long")
+        self.publish(age=3 * 3600)
+        self.webhook.wait(stale, "/daily", "firing")
+        # What is old may be wrong, and is told when it is looked at anew.
+        self.stage.clock(40 * DAY + 1)
+        self.publish(age=3 * 3600)
+        wait_until(lambda: self.inhibited() == {overdue, overdue_short}, "inhibited")
+        self.assertFalse({overdue, overdue_short} & self.webhook.alerts.keys(), self.webhook.sequence)
+        self.publish()
+        self.webhook.wait(stale, "/daily", "resolved")
         told = self.webhook.wait(overdue, "/daily", "firing")
         self.assertIn("hddtest-run@long.timer", told["description"])
-        self.webhook.wait((*overdue[:2], "short"), "/daily", "firing")
+        self.webhook.wait(overdue_short, "/daily", "firing")
         self.try_drive("long")
         self.webhook.wait(overdue, "/daily", "resolved")
-        self.webhook.wait((*overdue[:2], "short"), "/daily", "resolved")
+        self.webhook.wait(overdue_short, "/daily", "resolved")
 
         self.try_drive("short", "/dev/nvme0")
         gone = ("DriveGone", SOLID_NAME, None)
@@ -171,7 +233,7 @@ class Alerting(unittest.TestCase):
         self.webhook.wait(gone, "/now", "resolved")
 
         self.assertEqual({key for key, *_ in self.webhook.alerts.items()},
-                         {failed, overdue, (*overdue[:2], "short"), gone}, self.webhook.sequence)
+                         {failed, cannot_look, overdue, overdue_short, stale, gone}, self.webhook.sequence)
 
 
 if __name__ == "__main__":
