@@ -62,6 +62,17 @@ SetEnv SYSTEMD_OFFLINE=1
 Subsystem sftp internal-sftp
 """
 
+# A systemd that lets nothing start. Without it there, Ansible's module would not even try.
+SYSTEMCTL = """#!/bin/sh
+case $1 in
+  show) echo LoadState=loaded; echo ActiveState=active;;
+  restart|reload) echo "the job of $2 has failed" >&2; exit 1;;
+esac
+"""
+ONLINE = """#!/bin/sh
+SYSTEMD_OFFLINE=0 exec python3 "$@"
+"""
+
 HASH = "$y$j9T$neverShown$example"
 KEY = "-----BEGIN EXAMPLE KEY-----\nneverShownEither\n-----END EXAMPLE KEY-----\n"
 
@@ -157,6 +168,23 @@ class Roots(AnsibleCase):
         self.assertEqual(count, 2)
         tasks.write_text(text)
         return self.set_up("--check", "--diff", "-vvv", "--limit", name, collections=setting, **variables)
+
+    def expect_reasons_of_servers_that_do_not_start(self, **server):
+        """Of a change that the server is to read, and of one for which it is to start anew."""
+        places = {"/usr/local/bin/systemctl": SYSTEMCTL, "/usr/local/bin/python-online": ONLINE}
+        actions = {"one": ("reload", {"hddtest_server_users": {"operator": HASH + "3"}}),
+                   "two": ("restart", {"hddtest_server_listen": ["192.0.2.8"]})}
+        online = ("-e", "ansible_python_interpreter=/usr/local/bin/python-online")
+        for name in actions:
+            for place, text in places.items():
+                self.inside(name, f"cat >{place} <<'END'\n{text}END\nchmod 755 {place}")
+        ended = self.at_once(*(functools.partial(self.set_up, "--limit", name, *online, **{
+            **server, **change, "hddtest_packages": [], "hddtest_timers": {}}) for name, (_, change) in actions.items()))
+        for (status, output), (name, (action, _)) in zip(ended, actions.items()):
+            self.assertEqual(status, 2, output)
+            self.assertEqual(self.told(output).get(name), (
+                False, f"Unable to {action} service hddtest.service: the job of hddtest.service has failed"), output)
+            self.inside(name, "rm " + " ".join(places))
 
     def serve(self, folder):
         """The address of a web server of the folder's files."""
@@ -268,6 +296,8 @@ class Roots(AnsibleCase):
         self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/two.jsonl").read_text())
 
         self.expect_upgrades()
+
+        self.expect_reasons_of_servers_that_do_not_start(**server)
 
         # Nobody is left to log in only where no server runs.
         status, output = self.set_up("--limit", "one", hddtest_packages=[], hddtest_server=True, hddtest_server_users={})
