@@ -92,13 +92,18 @@ std::vector<std::size_t> all_of(std::size_t count) {
 
 bool DrivesApart::keep_apart(const Place& place) {
   const std::lock_guard guard(lock_);
-  return apart_.insert(text_of(place)).second;
+  apart_.insert(text_of(place));
+  return told_.insert(text_of(place)).second;
 }
 
 Look DrivesApart::look(const Place& place, bool wake) {
   Look look = tools_.look(place, wake);
-  look.drive.shares_identity = is_apart(place);
   if (look.drive.world_wide_name.empty()) look.drive.world_wide_name = name_of_(look.drive);
+  if (!is_apart(place) && was_apart_(look.drive)) {
+    const std::lock_guard guard(lock_);
+    apart_.insert(text_of(place));
+  }
+  look.drive.shares_identity = is_apart(place);
   return look;
 }
 
@@ -110,7 +115,8 @@ bool DrivesApart::is_apart(const Place& place) {
 void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
 
 DriveTests::DriveTests(OpensHistory opens)
-    : drives_([this](const Drive& drive) { return name_of(drive); }),
+    : drives_([this](const Drive& drive) { return name_of(drive); },
+              [this](const Drive& drive) { return was_apart(drive); }),
       keeper_(drives_, time_, [this] { return &history(); }) {
   if (opens == OpensHistory::AtOnce) keeper_.open_history();
 }
@@ -186,6 +192,7 @@ SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
     try {
       keeper_.with_history([&](drivetest::History& history) {
         seen->look.drive = recognised(history, drive, seen->look);
+        history.identity_of(seen->look.drive);
       });
     } catch (const drivetest::HistoryError&) {
       // The keeper meets the same, and tells it.
@@ -197,12 +204,8 @@ SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
 // Of drives of other protocols the kernel tells.
 std::string DriveTests::name_of(const Drive& drive) {
   std::string name;
-  if (drive.protocol != drivetest::Protocol::Nvme) return name;
-  try {
-    keeper_.with_history([&](drivetest::History& history) { name = history.name_of(drive); });
-  } catch (const drivetest::HistoryError&) {
-    // The keeper meets the same, and tells it.
-  }
+  if (drive.protocol == drivetest::Protocol::Nvme)
+    ask_history([&](drivetest::History& history) { name = history.name_of(drive); });
   return name;
 }
 
@@ -246,7 +249,6 @@ std::string DriveTests::tell_apart(Survey& survey) {
   }
   std::string names = keep_apart(survey.found, survey.looks);
   names += tell_from_silent(survey);
-  keep_apart_beside_silent(survey);
   for (std::optional<Look>& look : survey.looks)
     if (look) look->drive.shares_identity = drives_.is_apart(look->drive.place);
   return names;
@@ -294,23 +296,24 @@ std::optional<Place> DriveTests::known_place(const FoundDrive& silent, const Dri
   return known;
 }
 
-// A drive in standby that the kernel does not know may claim what another one does. Then the other
-// is known by its place if it was before.
-void DriveTests::keep_apart_beside_silent(const Survey& survey) {
-  const auto is_told_silent = [](const std::optional<Look>& look) {
-    return look && is_silent(*look);
-  };
-  if (std::none_of(survey.looks.begin(), survey.looks.end(), is_told_silent)) return;
-  for (const std::optional<Look>& look : survey.looks)
-    if (look && !is_silent(*look) && was_apart(look->drive)) drives_.keep_apart(look->drive.place);
+bool DriveTests::was_apart(const Drive& drive) {
+  bool is_apart = false;
+  if (!drive.claimed_identity().empty())
+    ask_history([&](drivetest::History& history) { is_apart = history.is_known_apart(drive); });
+  return is_apart;
 }
 
-bool DriveTests::was_apart(Drive drive) {
-  drive.shares_identity = true;
+// While drives are looked at. Where it cannot tell, each further drive would wait as long.
+void DriveTests::ask_history(const std::function<void(drivetest::History&)>& work) {
+  keeper_.open_history();  // which keeps in mind why there is none
   try {
-    return !history().of_drive(drive.identity(), 1).empty();
+    keeper_.with_history([&](drivetest::History& history) {
+      if (!std::exchange(can_ask_, false)) return;
+      work(history);
+      can_ask_ = true;
+    });
   } catch (const drivetest::HistoryError&) {
-    return false;  // the keeper meets the same, and tells it
+    // The keeper meets the same, and tells it.
   }
 }
 

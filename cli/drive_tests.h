@@ -35,13 +35,17 @@ struct ChosenDrive {
 class DrivesApart : public drivetest::DriveAccess {
  public:
   // From now on the drive at that place is known by it, whatever type says how it is reached;
-  // whether that is new.
+  // whether that is new to the caller.
   bool keep_apart(const drivetest::Place& place);
   bool is_apart(const drivetest::Place& place);
 
   // Who knows the name of a drive that does not tell it. Several threads may call it at once.
   using NameOf = std::function<std::string(const drivetest::Drive&)>;
-  explicit DrivesApart(NameOf name_of) : name_of_(std::move(name_of)) {}
+  // Whether drives were known by their places that claim to be this one. Where the other one has
+  // gone, nobody else can tell which one is left.
+  using WasApart = std::function<bool(const drivetest::Drive&)>;
+  DrivesApart(NameOf name_of, WasApart was_apart)
+      : name_of_(std::move(name_of)), was_apart_(std::move(was_apart)) {}
 
   drivetest::Look look(const drivetest::Place& place, bool wake) override;
   drivetest::ToolReply start(const drivetest::Drive& drive, drivetest::TestKind kind) override {
@@ -57,8 +61,11 @@ class DrivesApart : public drivetest::DriveAccess {
  private:
   drivetest::Tools tools_;
   NameOf name_of_;
+  WasApart was_apart_;
   std::mutex lock_;
-  std::set<std::string> apart_;  // devices, with the types that choose among drives
+  // Devices, with the types that choose among drives.
+  std::set<std::string> apart_;
+  std::set<std::string> told_;  // those of them that a caller knows of
 };
 
 // The machine's clock.
@@ -146,9 +153,9 @@ class DriveTests {
                                               const drivetest::Drive& told);
   std::optional<drivetest::Place> known_place(const drivetest::FoundDrive& silent,
                                               const drivetest::Drive& claimant);
-  void keep_apart_beside_silent(const Survey& survey);
-  bool was_apart(drivetest::Drive drive);
   std::string name_of(const drivetest::Drive& drive);
+  bool was_apart(const drivetest::Drive& drive);
+  void ask_history(const std::function<void(drivetest::History&)>& work);
   static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
 
   DrivesApart drives_;
@@ -156,6 +163,7 @@ class DriveTests {
   SystemTime time_;
   std::unique_ptr<drivetest::History> history_;
   std::optional<drivetest::HistoryError> no_history_;  // why it cannot be opened
+  bool can_ask_ = true;  // until the history could not tell; used with it alone
   drivetest::Keeper keeper_;
 };
 

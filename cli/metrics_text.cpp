@@ -287,8 +287,20 @@ std::vector<LabelledDrive> labelled(const std::vector<MeasuredDrive>& drives,
   return all;
 }
 
-bool is_error(const MeasuredDrive& one) {
-  return cannot_be_asked(one) || (one.look && one.look->drive.shares_identity);
+std::string claim_of(const MeasuredDrive& one) {
+  return one.identity.substr(0, one.identity.rfind("\nat "));
+}
+
+// Whether another drive that is here claims to be this one, or may: one in standby does not say.
+bool is_claimed_by_others(const MeasuredDrive& one, const std::vector<MeasuredDrive>& drives) {
+  if (!one.look || !one.look->drive.shares_identity) return false;
+  const std::string claim = claim_of(one);
+  return std::any_of(drives.begin(), drives.end(), [&](const MeasuredDrive& other) {
+    if (&other == &one || !other.look) return false;
+    const std::string other_claim = claim_of(other);
+    const bool is_silent = other_claim.empty() && other.look->fault != LookFault::None;
+    return is_silent || other_claim == claim;
+  });
 }
 
 }  // namespace
@@ -325,7 +337,9 @@ Metrics metrics_of(const std::vector<MeasuredDrive>& drives, std::size_t errors)
   write_head(
       metrics.text, kErrors, "gauge",
       "Drives that could not be looked at or claim to be another, and faults of the history.");
-  const auto faults = std::count_if(drives.begin(), drives.end(), is_error);
+  const auto faults = std::count_if(drives.begin(), drives.end(), [&](const MeasuredDrive& one) {
+    return cannot_be_asked(one) || is_claimed_by_others(one, drives);
+  });
   metrics.text += fmt::format("{} {}\n", kErrors,
                               errors + metrics.clashes.size() + static_cast<std::size_t>(faults));
   return metrics;

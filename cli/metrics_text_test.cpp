@@ -269,6 +269,13 @@ TEST(MetricsText, CountsDrivesThatAreKnownByTheirPlaces) {
               has_line("hddtest_drive_present{drive=\"wwn-0x5000000000000001 at /dev/sda\"} 1"));
   EXPECT_THAT(metrics.text, has_line("hddtest_scrape_errors 2"));
   EXPECT_TRUE(metrics.clashes.empty());
+  second.look.reset();
+  EXPECT_THAT(metrics_of({first, second}, 0).text, has_line("hddtest_scrape_errors 0"))
+      << "the other one has gone, and nobody else claims to be the first";
+  MeasuredDrive silent = drive("\nat /dev/sdc");
+  EXPECT_THAT(metrics_of({first, silent}, 0).text, has_line("hddtest_scrape_errors 0"));
+  silent.look->fault = LookFault::Standby;
+  EXPECT_THAT(metrics_of({first, silent}, 0).text, has_line("hddtest_scrape_errors 1")) << "it may";
 }
 
 TEST(MetricsText, LetsNoTextOfADriveForgeALineOrEndTheFile) {

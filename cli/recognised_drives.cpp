@@ -28,7 +28,7 @@ std::string DriveTests::identity_of(ChosenDrive& drive) {
 
 std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
   if (look.fault == LookFault::None) return history().identity_of(look.drive);
-  return recognised(history(), drive, look).identity();
+  return history().identity_of(recognised(history(), drive, look));
 }
 
 // A drive that does not answer, as in standby, is known by what it says all the same and by what
@@ -40,7 +40,8 @@ Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& cho
        {&Drive::world_wide_name, &Drive::serial_number, &Drive::model})
     if ((told.*text).empty()) told.*text = chosen.known.*text;
   told.place = chosen.place;
-  told.shares_identity = told.shares_identity || drives_.is_apart(chosen.place);
+  told.shares_identity =
+      told.shares_identity || drives_.is_apart(chosen.place) || history.is_known_apart(told);
   if (!told.world_wide_name.empty()) return told;
   std::optional<Drive> known = known_drive(history, told);
   if (!known) return told;
@@ -53,14 +54,15 @@ Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& cho
 std::optional<Drive> DriveTests::known_drive(drivetest::History& history, const Drive& told) {
   const std::vector<drivetest::KnownDrive> drives = history.drives();
   std::set<std::string> fitting;
+  std::set<std::string> by_place;
   if (!told.serial_number.empty()) {
     Drive nameless;
     nameless.place = told.place;
     for (const drivetest::KnownDrive& one : drives)
       if (one.drive.serial_number == told.serial_number &&
-          (told.model.empty() || one.drive.model == told.model) &&
-          (!told.shares_identity || one.identity.ends_with(nameless.identity())))
-        fitting.insert(one.identity);
+          (told.model.empty() || one.drive.model == told.model))
+        (one.identity.ends_with(nameless.identity()) ? by_place : fitting).insert(one.identity);
+    if (told.shares_identity || !by_place.empty()) fitting = by_place;
   } else if (!drivetest::member_type(told.place.type).empty()) {
     const std::string machine_id = drivetest::this_host().machine_id;
     std::optional<TestRow> newest;

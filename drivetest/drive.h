@@ -57,7 +57,7 @@ struct Drive {
   // tells.
   bool is_on_usb = false;
 
-  // Another drive claims to be the same one. Told by those who know all drives.
+  // Another drive claims to be the same one, or did before. Told by those who know all drives.
   bool shares_identity = false;
 
   // The world wide name, else model and serial number with a line feed between, which neither

@@ -7,6 +7,27 @@
 
 namespace drivetest {
 
+namespace {
+
+bool is_same_place(const Place& a, const Place& b) {
+  return a.device == b.device && member_type(a.type) == member_type(b.type);
+}
+
+bool differ(const std::optional<std::uint64_t>& a, const std::optional<std::uint64_t>& b) {
+  return a && b && *a != *b;
+}
+
+std::optional<std::int64_t> running_or_newest(Database& database, std::int64_t drive) {
+  if (const auto running = running_number(database, drive)) return running;
+  Query query = database.query(
+      "SELECT number FROM tests WHERE drive = ? ORDER BY recorded DESC, number DESC LIMIT 1",
+      drive);
+  if (!query.step()) return std::nullopt;
+  return query.next_integer();
+}
+
+}  // namespace
+
 bool has_nguid(const Drive& drive) { return drive.world_wide_name.starts_with("nguid-"); }
 
 Drive unnamed(Drive drive) {
@@ -33,26 +54,43 @@ void name_drive(Database& database, std::string_view machine_id, const std::stri
                drive.identity(), drive.world_wide_name, *before);
 }
 
-std::optional<KeptTest> running_before_apart(Database& database, std::string_view machine_id,
-                                             const Drive& drive) {
-  if (!drive.shares_identity) return std::nullopt;
-  const auto claimed = find_drive(database, machine_id, drive.claimed_identity());
-  const auto number = claimed ? running_number(database, *claimed) : std::nullopt;
-  if (!number) return std::nullopt;
-  KeptTest test = read_known_test(database, *number);
-  return test.row.place.device == drive.place.device ? std::optional(std::move(test))
-                                                     : std::nullopt;
+bool is_known_apart(Database& database, std::string_view machine_id, const Drive& drive) {
+  const std::string claimed = drive.claimed_identity();
+  if (claimed.empty()) return false;
+  return database
+      .query("SELECT 1 FROM drives WHERE machine_id = ? AND identity >= ? AND identity < ? LIMIT 1",
+             machine_id, claimed + "\nat ", claimed + "\nat!")
+      .step();
 }
 
-void take_running(Database& database, const Drive& drive, KeptTest test, Time now) {
-  const auto claimed = find_drive(database, test.row.machine_id, drive.claimed_identity()).value();
-  const std::optional<std::vector<LogEntry>> log = read_state(database, claimed).log;
-  test.drive = drive;
-  test.row.drive = drive.identity();
-  const std::int64_t apart = keep_drive(database, test);
-  if (running_number(database, apart)) return;
-  database.run("UPDATE tests SET drive = ? WHERE number = ?", apart, test.row.number);
-  if (log) keep_log_seen(database, apart, *log, now);
+std::optional<std::int64_t> known_before_apart(Database& database, std::string_view machine_id,
+                                               const Drive& drive) {
+  if (!drive.shares_identity) return std::nullopt;
+  const auto claimed = find_drive(database, machine_id, drive.claimed_identity());
+  const auto number = claimed ? running_or_newest(database, *claimed) : std::nullopt;
+  if (!number) return std::nullopt;
+  const KeptTest test = read_known_test(database, *number);
+  const bool is_here =
+      is_same_place(test.row.place, drive.place) && !differ(test.drive.size, drive.size);
+  return is_here ? claimed : std::nullopt;
+}
+
+void know_apart(Database& database, std::string_view machine_id, std::int64_t claimed,
+                const Drive& drive, Time now) {
+  if (const auto apart = find_drive(database, machine_id, drive.identity()))
+    return join_drives(database, claimed, *apart, now);
+  database.run(
+      "INSERT INTO drives (machine_id, identity, protocol, model, serial_number, firmware,"
+      " world_wide_name, size, is_rotational, looked, changed)"
+      " SELECT machine_id, ?, protocol, model, serial_number, firmware, world_wide_name, size,"
+      " is_rotational, looked, changed FROM drives WHERE number = ?",
+      drive.identity(), claimed);
+  const std::int64_t apart = database.last_number();
+  database.run(
+      "INSERT INTO log_seen SELECT ?, position, test_code, kind, result_code, remaining_percent,"
+      " hours, first_bad_block, segment, namespace_id, error_codes FROM log_seen WHERE drive = ?",
+      apart, claimed);
+  database.run("UPDATE tests SET drive = ? WHERE drive = ?", apart, claimed);
 }
 
 Drive kept_drive(const KeptTest& test) {
@@ -63,6 +101,7 @@ Drive kept_drive(const KeptTest& test) {
 
 bool is_former_identity(std::string_view identity, const KeptTest& here) {
   const Drive drive = kept_drive(here);
+  if (drive.shares_identity && drive.claimed_identity() == identity) return true;
   return has_nguid(drive) && unnamed(drive).identity() == identity;
 }
 

@@ -24,16 +24,22 @@ std::vector<std::string> former_identities(const Drive& drive);
 void name_drive(Database& database, std::string_view machine_id, const std::string& former,
                 const Drive& drive, Time now);
 
-// The test that was begun in a drive before it was seen that another one claims to be the same; not
-// set where the other may have begun it.
-std::optional<KeptTest> running_before_apart(Database& database, std::string_view machine_id,
-                                             const Drive& drive);
-// The test goes on as that of the drive at its place, which is told from the log of before it.
-void take_running(Database& database, const Drive& drive, KeptTest test, Time now);
+// Whether the history knows drives by their places that claim to be this one, at this place or
+// another.
+bool is_known_apart(Database& database, std::string_view machine_id, const Drive& drive);
+// The number of what a drive claims to be, where its tests were kept before it was seen that
+// another one claims the same. Not set where there are none, or they may be the other's: then the
+// one that runs, else the newest, was at another place or in a drive of another size.
+std::optional<std::int64_t> known_before_apart(Database& database, std::string_view machine_id,
+                                               const Drive& drive);
+// These tests are those of the drive at its place from now on, and what was seen of the log is.
+void know_apart(Database& database, std::string_view machine_id, std::int64_t claimed,
+                const Drive& drive, Time now);
 
 // The drive of a row, which tells by its identity whether another claims to be the same.
 Drive kept_drive(const KeptTest& test);
-// Whether a file from before the drive's NGUID was known has the identity.
+// Whether a file has the identity that is from before the drive's NGUID was known, or before the
+// drive was known by its place.
 bool is_former_identity(std::string_view identity, const KeptTest& here);
 // The only drive with an NGUID that a drive without one can be; not set where there are several.
 std::optional<std::int64_t> find_named(Database& database, std::string_view machine_id,

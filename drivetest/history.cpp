@@ -122,7 +122,7 @@ void History::recognise(const Drive& drive) {
   const std::string& machine_id = options_.host.machine_id;
   bool is_needed = false;
   read([&] {
-    is_needed = running_before_apart(*database_, machine_id, drive).has_value() ||
+    is_needed = known_before_apart(*database_, machine_id, drive).has_value() ||
                 std::ranges::any_of(former, [&](const std::string& identity) {
                   return find_drive(*database_, machine_id, identity).has_value();
                 });
@@ -131,8 +131,8 @@ void History::recognise(const Drive& drive) {
   write([&] {
     for (const std::string& identity : former)
       name_drive(*database_, machine_id, identity, drive, options_.clock());
-    if (auto test = running_before_apart(*database_, machine_id, drive))
-      take_running(*database_, drive, *std::move(test), options_.clock());
+    if (const auto claimed = known_before_apart(*database_, machine_id, drive))
+      know_apart(*database_, machine_id, *claimed, drive, options_.clock());
   });
 }
 
@@ -148,20 +148,32 @@ std::string History::name_of(const Drive& drive) {
   return name;
 }
 
+bool History::is_known_apart(const Drive& drive) {
+  bool is_apart = false;
+  read([&] { is_apart = drivetest::is_known_apart(*database_, options_.host.machine_id, drive); });
+  return is_apart;
+}
+
 std::string History::identity_of(const Drive& drive) {
   try {
     recognise(drive);
     return drive.identity();
   } catch (const HistoryError&) {
-    std::string former = unnamed(drive).identity();
-    bool is_former = false;
+    const std::string& machine_id = options_.host.machine_id;
+    std::string identity;
     read([&] {
-      const auto is_known = [&](std::string_view identity) {
-        return find_drive(*database_, options_.host.machine_id, identity).has_value();
+      const auto is_known = [&](std::string_view name) {
+        return find_drive(*database_, machine_id, name).has_value();
       };
-      is_former = !is_known(drive.identity()) && is_known(former);
+      const std::string former = unnamed(drive).identity();
+      identity = drive.identity();
+      if (is_known(identity)) return;
+      if (is_known(former))
+        identity = former;
+      else if (known_before_apart(*database_, machine_id, drive))
+        identity = drive.claimed_identity();
     });
-    return is_former ? former : drive.identity();
+    return identity;
   }
 }
 

@@ -84,15 +84,17 @@ class History {
 
   // An NVMe drive that has told its NGUID, and that the history knew by model and serial number
   // before that could be read, is known by the NGUID from now on, with all its tests. Where both
-  // names are known, see joined_drives.h. A test that runs in a drive which shares its identity,
-  // and was begun before that was seen, becomes that of the drive at its place.
+  // names are known, see joined_drives.h. The tests of a drive which shares its identity, from
+  // before that was seen, become those of the drive at its place.
   void recognise(const Drive& drive);
   // The NGUID of the NVMe drive with that model and serial number, for a drive that tells no name:
   // it may not be readable for a time, and a drive of several namespaces has none that is its own.
   // Empty: the drive has a name, or none or several such drives have tests here.
   std::string name_of(const Drive& drive);
-  // By what the history knows the drive, after that. Where the history cannot be written, this may
-  // still be model and serial number.
+  // Whether drives of this machine that claim to be this one are known by their places.
+  bool is_known_apart(const Drive& drive);
+  // By what the history knows the drive, after recognise. Where the history cannot be written, this
+  // may still be what it was known by before.
   std::string identity_of(const Drive& drive);
 
   // What the history knows of a drive of this machine, by its identity.

@@ -288,36 +288,6 @@ TEST_F(RecognisedDrive, IsNotGuessedForAFileFromBefore) {
   EXPECT_EQ(count(to, unnamed()), 2);
 }
 
-// A drive of which it was seen during a test that another one claims to be the same.
-TEST_F(RecognisedDrive, KeepsTheTestThatWasBegunBeforeAnotherClaimedToBeIt) {
-  History history(options());
-  tested(history, 1);
-  const std::int64_t running = history.begin(drive(1), begun_row()).number;
-  Drive other = drive(1);
-  other.shares_identity = true;
-  other.place.device = "/dev/sdz";
-  history.recognise(other);
-  EXPECT_EQ(count(history, other), 0);
-  Drive apart = drive(1);
-  apart.shares_identity = true;
-  apart.place.type = "sat,12";
-  history.recognise(apart);
-  ASSERT_TRUE(history.running(apart.identity()));
-  EXPECT_EQ(history.running(apart.identity())->row.number, running);
-  EXPECT_EQ(count(history, drive(1)), 1);
-}
-
-TEST_F(RecognisedDrive, IsKnownByItsPlaceWithoutATypeThatChoosesNoDrive) {
-  History history(options());
-  tested(history, 1);
-  history.database().run(
-      "UPDATE drives SET identity = identity || char(10) || 'at /dev/sdb -d sat'");
-  Drive apart = drive(1);
-  apart.shares_identity = true;
-  history.recognise(apart);
-  EXPECT_EQ(count(history, apart), 1);
-}
-
 // What the earlier log has beyond the kept one was pushed out of it and is not found again.
 TEST_F(RecognisedDrive, KeepsTestsThatTheLaterLogHasNoMore) {
   History history(options());
