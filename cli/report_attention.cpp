@@ -139,13 +139,15 @@ Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
   if (is_by_place && !drive.failed()) return {Need::Former, kByPlace};
   if (is_by_place) return {Need::Failed, failed_words(drive, *drive.failed()) + " " + kByPlace};
   const bool is_gone = drive.found && !drive.found->is_here;
-  if (is_gone && drive.heard == Time{})
+  const bool is_dated = drive.heard != Time{};
+  if (is_gone && !is_dated && drive.total() == 0)
     return {Need::Former, "It kept no log of self-tests, and no test of it is known."};
-  if (is_gone && now - drive.heard >= kTakenOut)
+  if (is_gone && is_dated && now - drive.heard >= kTakenOut)
     return {Need::Former, "It was last seen on " + date_text(drive.heard) + "."};
   if (const TestRow* const failed = drive.failed())
     return {Need::Failed,
             failed_words(drive, *failed) + (is_gone ? " It is no longer in this machine." : "")};
+  if (is_gone && !is_dated) return {Need::Former, "When it was last seen is not known."};
   if (is_gone)
     return {Need::Gone, "It was last seen on " + date_text(drive.heard) +
                             " and is no longer in this machine. If nobody has removed it, check "

@@ -197,6 +197,21 @@ TEST(Attention, KnowsADriveThatIsGoneByTheLastLookAtIt) {
   EXPECT_THAT(attention(unknown).words, testing::Not(HasSubstr("1970")));
 }
 
+TEST(Attention, DoesNotHideAFailureOfADriveThatHasGoneBehindUnknownDates) {
+  const auto undated_and_gone = [](KeptTest test) {
+    test.row.recorded = Time{};
+    test.row.started.reset();
+    test.row.ended.reset();
+    ReportedDrive one = drive({test});
+    one.found.emplace();
+    return attention(one);
+  };
+  EXPECT_EQ(undated_and_gone(kFailedLong).need, Need::Failed);
+  EXPECT_THAT(undated_and_gone(kFailedLong).words, HasSubstr("It is no longer in this machine."));
+  EXPECT_EQ(undated_and_gone(kPassedLong).need, Need::Former);
+  EXPECT_EQ(undated_and_gone(kPassedLong).words, "When it was last seen is not known.");
+}
+
 TEST(Attention, SaysWhatWasAndWhatToDo) {
   EXPECT_EQ(attention(drive({kFailedLong})).words,
             "Long test failed on 2027-01-12 at 10:00: read failure. Back up its data, then replace "
