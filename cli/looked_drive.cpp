@@ -127,7 +127,7 @@ std::string test_text(const LookedDrive& one, bool has_history) {
            text_of_before(one, has_history);
   if (one.is_in_standby())
     return (last || (has_history && one.is_told()) ? text : "not known") +
-           " (in standby, not looked at)";
+           " (in standby, not looked at)" + text_of_before(one, has_history);
   if (!one.is_unknown() && !last && !one.status.look.inability.empty())
     return kUnable + (": " + one.status.look.inability);
   return text + doubt_text(one.status.look) + text_of_before(one, has_history);
@@ -135,7 +135,7 @@ std::string test_text(const LookedDrive& one, bool has_history) {
 
 std::string brief_text(const LookedDrive& one, bool has_history) {
   if (one.is_unknown()) return "not looked at";
-  if (one.is_in_standby()) return "in standby";
+  if (one.is_in_standby()) return std::string("in standby") + (one.failed ? ", failed before" : "");
   if (!one.last && !one.status.look.inability.empty()) return kUnable;
   // A test that passed since does not make up for the failure.
   const bool is_running = one.last && !one.last->outcome;
