@@ -19,6 +19,14 @@ bool is_same_place(const Place& a, const Place& b) {
   return a.device == b.device && drivetest::member_type(a.type) == drivetest::member_type(b.type);
 }
 
+void add_what_is_known(drivetest::History& history, Drive& told) {
+  const std::vector<drivetest::KnownDrive> drives = history.drives();
+  const auto known = std::ranges::find(drives, told.identity(), &drivetest::KnownDrive::identity);
+  if (known == drives.end()) return;
+  for (std::string Drive::*const text : {&Drive::model, &Drive::firmware})
+    if ((told.*text).empty()) told.*text = known->drive.*text;
+}
+
 }  // namespace
 
 std::string DriveTests::identity_of(ChosenDrive& drive) {
@@ -33,6 +41,7 @@ std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) 
 
 // A drive that does not answer, as in standby, is known by what it says all the same and by what
 // the kernel knows of it or, where that is not its name, by the drive that was seen here and fits.
+// The kernel tells no model of most, and firmware of none.
 Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& chosen,
                              const Look& look) {
   Drive told = look.drive;
@@ -42,7 +51,10 @@ Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& cho
   told.place = chosen.place;
   told.shares_identity =
       told.shares_identity || drives_.is_apart(chosen.place) || history.is_known_apart(told);
-  if (!told.world_wide_name.empty()) return told;
+  if (!told.world_wide_name.empty()) {
+    if (told.model.empty() || told.firmware.empty()) add_what_is_known(history, told);
+    return told;
+  }
   std::optional<Drive> known = known_drive(history, told);
   if (!known) return told;
   known->is_on_usb = told.is_on_usb;
