@@ -79,12 +79,15 @@ Report report_of_this_machine() {
   std::vector<JudgedDrive> drives;
   for (const MeasuredDrive& one : measured.drives) {
     ReportedDrive drive = reported(one);
+    drive.found->are_tests_known = measured.knows_tests;
     Attention attention = attention_of(drive, now, now);
     drives.push_back({std::move(drive), std::move(attention)});
   }
   std::vector<std::string> notes;
-  if (measured.errors > 0)
+  if (!measured.knows_tests)
     notes.emplace_back("The history of tests could not be read, so tests are missing here.");
+  else if (measured.errors > 0)
+    notes.emplace_back("The history could not be written; this look is not kept.");
   if (measured.dated_ahead > 0) notes.push_back(sentence(dated_ahead_text(measured.dated_ahead)));
   return {machine_page(drivetest::this_host().name, std::move(drives), notes, now),
           measured.errors == 0};

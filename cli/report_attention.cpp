@@ -155,6 +155,8 @@ Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
   if (is_stalled(drive, now, told)) return {Need::Stalled, stalled_words(*drive.running, now)};
   if (drive.found && !drive.found->fault.empty())
     return {Need::Unknown, sentence("it could not be looked at: " + drive.found->fault)};
+  if (drive.found && !drive.found->are_tests_known)
+    return {Need::Unknown, "Without the history nobody knows what its tests came to."};
   if (drive.last() && drive.last()->outcome == Outcome::Unknown)
     return {Need::Unknown, sentence(dated_test_text(*drive.last())) +
                                " Test it again, and look while the test runs."};

@@ -212,6 +212,20 @@ TEST(Attention, DoesNotHideAFailureOfADriveThatHasGoneBehindUnknownDates) {
   EXPECT_EQ(undated_and_gone(kPassedLong).words, "When it was last seen is not known.");
 }
 
+TEST(Attention, DoesNotTakeADriveWhoseTestsNobodyKnowsForOneWithoutTests) {
+  ReportedDrive one;
+  one.found.emplace();
+  one.found->is_here = true;
+  one.found->are_tests_known = false;
+  for (const std::optional<bool> is_testable : {std::optional(true), std::optional<bool>()}) {
+    one.found->is_testable = is_testable;
+    EXPECT_EQ(attention(one).need, Need::Unknown);
+    EXPECT_EQ(attention(one).words, "Without the history nobody knows what its tests came to.");
+  }
+  one.found->fault = "it does not answer";
+  EXPECT_THAT(attention(one).words, HasSubstr("it does not answer"));
+}
+
 TEST(Attention, SaysWhatWasAndWhatToDo) {
   EXPECT_EQ(attention(drive({kFailedLong})).words,
             "Long test failed on 2027-01-12 at 10:00: read failure. Back up its data, then replace "

@@ -30,6 +30,7 @@ struct FoundNow {
   std::string fault;                // why it could not be looked at
   bool rests = false;
   bool is_known_by_place = false;  // not here; drives that are claim to be it
+  bool are_tests_known = true;     // false: no history could be read
 };
 
 class ReportedDrive {

@@ -51,6 +51,7 @@ class Busy(unittest.TestCase):
         with self.busy(), concurrent.futures.ThreadPoolExecutor() as at_once:  # each waits for long
             status = at_once.submit(self.call, 1, "status")
             status_json = at_once.submit(self.call, 1, "status", "--json")
+            report = at_once.submit(self.call, 3, "report")
             metrics, _ = self.call(0, "metrics")
             output, errors = status.result()
             self.assertIn("before it: short test failed", output)
@@ -60,6 +61,10 @@ class Busy(unittest.TestCase):
             self.assertRegex(metrics, r'hddtest_failure_open\{[^}]*test="short"\} 1\n')
             self.assertRegex(metrics, r'hddtest_tests_total\{[^}]*outcome="failed"\} 1\n')
             self.assertIn("hddtest_scrape_errors 1\n", metrics)
+            page, _ = report.result()
+            self.assertIn("The history could not be written; this look is not kept.", page)
+            self.assertNotIn("could not be read", page)
+            self.assertIn("Short test failed", page)
 
     def test_end_that_cannot_be_kept_is_told(self):
         self.let_a_test_fail()
@@ -67,6 +72,15 @@ class Busy(unittest.TestCase):
             output, _ = self.call(1, "status")
             self.assertIn("short test failed just now", output)
         self.call(1, "status")
+
+    def test_report_calls_no_test_unknown_where_no_history_can_be_read(self):
+        self.let_a_test_fail()
+        self.call(1, "status")
+        (self.stage.folder / "history").chmod(0o777)
+        page, _ = self.call(3, "report")
+        self.assertIn("The history of tests could not be read, so tests are missing here.", page)
+        self.assertIn(">Not known</b> Without the history nobody knows what its tests came to.", page)
+        self.assertNotIn("No test of it is kept", page)
 
     def test_totals_are_not_told_where_no_history_can_be_read(self):
         self.let_a_test_fail()
