@@ -93,7 +93,7 @@ std::string overdue_words(const ReportedDrive& drive, std::string words, Time to
   if (drive.last() && (drive.last()->outcome != Outcome::Passed || !date_of(*drive.last())))
     words += " The newest: " + dated_test_text(*drive.last()) + ".";
   if (has_rest_ended_test(drive)) words += " " + rest_words(drive);
-  if (!drive.found && told - drive.heard >= kTakenOut)
+  if (!drive.found && drive.heard != Time{} && told - drive.heard >= kTakenOut)
     words += " Its machine has told of other drives since: it may have been taken out.";
   return words;
 }

@@ -123,6 +123,18 @@ TEST(MachineFile, TakesNoDateThatLiesAhead) {
   EXPECT_THAT(fleet.page(), HasSubstr("1 overdue</b>"));
 }
 
+TEST(FleetReport, ConcludesNothingFromDatesThatAllLieAhead) {
+  const std::string ahead = line(test("A", -days(9000)));
+  FleetReport alone(kNow);
+  alone.add("web1", read(ahead));
+  EXPECT_THAT(alone.page(), HasSubstr("1 overdue</b>"));
+  EXPECT_THAT(alone.page(), Not(HasSubstr("1970")));
+  FleetReport beside(kNow);
+  beside.add("web1", read(ahead + line(test("B", days(3)))));
+  EXPECT_THAT(beside.page(), HasSubstr("1 overdue</b>"));
+  EXPECT_THAT(beside.page(), Not(HasSubstr("may have been taken out")));
+}
+
 TEST(MachineFile, IsRefusedWithTheLineThatIsWrong) {
   const std::string good = line(test("A"));
   EXPECT_EQ(fault(good + good.substr(0, 100)), "line 2: it is no JSON: at byte 101");

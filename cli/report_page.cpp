@@ -173,7 +173,8 @@ std::string machine_row(const ReportedMachine& machine) {
   return fmt::format(
       "<tr><th scope=\"row\">{}</th><td>{}</td><td class=\"whole\">{}"
       "</td></tr>\n",
-      isolated(machine.name), state(machine), machine.drives() == 0 ? "" : date_text(machine.told));
+      isolated(machine.name), state(machine),
+      machine.told == Time{} ? "" : date_text(machine.told));
 }
 
 std::string machines_table(const std::vector<ReportedMachine>& machines) {
