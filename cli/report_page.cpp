@@ -57,8 +57,9 @@ std::string head(const std::string& title, Time now) {
 std::string foot() {
   return fmt::format(
       "<footer><p>Times are UTC. A drive is overdue when its last long test passed {} days ago, or "
-      "its last short one {} days ago and no long one since. Tests that nobody saw have no date: "
-      "they are counted and listed, not drawn.</p></footer>\n</main>\n</body>\n</html>\n",
+      "long ones are tried for so long and none has passed, or its last short one passed {} days "
+      "ago and no long one since, or neither is known to have passed. Tests that nobody saw have "
+      "no date: they are counted and listed, not drawn.</p></footer>\n</main>\n</body>\n</html>\n",
       kLongOverdue.count(), kShortOverdue.count());
 }
 

@@ -106,6 +106,13 @@ TEST(MachinePage, ListsTheNewestTestsAndCountsAll) {
   EXPECT_THAT(page, Not(HasSubstr("hour 4007")));
 }
 
+TEST(MachinePage, SaysWhenADriveIsOverdue) {
+  EXPECT_THAT(machine_page("host", {}, {}, kNow),
+              HasSubstr("its last long test passed 40 days ago, or long ones are tried for so long "
+                        "and none has passed, or its last short one passed 15 days ago and no long "
+                        "one since, or neither is known to have passed."));
+}
+
 TEST(MachinePage, SaysThatThereIsNothing) {
   EXPECT_THAT(machine_page("host", {}, {}, kNow), HasSubstr("There is no drive on this machine"));
 }
