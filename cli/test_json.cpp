@@ -47,6 +47,9 @@ Json row_json(const drivetest::Look& look, const std::optional<drivetest::TestRo
   if (!row) return {};
   Json json = drivetest::to_json({look.drive, *row});
   if (!has_history && row->source == drivetest::Source::Other) json["source"] = nullptr;
+  const bool is_kept = row->number != 0;
+  if (!is_kept)
+    for (const char* name : {"number", "id", "recorded"}) json[name] = nullptr;
   return json;
 }
 

@@ -17,7 +17,8 @@ Json text_or_null(const std::string& text);
 Json drive_json(const ChosenDrive& drive, const drivetest::Look& look);
 
 // The test's keys are those of 'hddtest history --json'; null without a row. Without a history it
-// is not known who began a test that was found running.
+// is not known who began a test that was found running. What the history gives to a test that it
+// keeps (number, id, recorded) is null of others.
 Json row_json(const drivetest::Look& look, const std::optional<drivetest::TestRow>& row,
               bool has_history);
 
