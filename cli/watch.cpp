@@ -17,6 +17,7 @@
 #include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/library_run.h"
+#include "cli/looked_drive.h"
 #include "cli/output.h"
 #include "cli/progress_line.h"
 #include "cli/row_verdict.h"
@@ -46,8 +47,8 @@ constexpr const char* kFooter =
     "runs any more, with what they came to. Ctrl-C ends the watching, and no test. A test is\n"
     "called stalled as 'hddtest status' calls it; 'hddtest stop' ends it.\n"
     "Exit status: 3 if a drive could not be looked at or the result of its test is not known,\n"
-    "else 1 if one failed, else 2 if one was aborted, else 0. In a named drive without a\n"
-    "running test, the last one counts.";
+    "else 1 if one failed, else 2 if one was aborted, else 0. Of a named drive without a\n"
+    "running test it says what 'hddtest status' says.";
 
 // A drive, and the test of it that is watched.
 struct Watched {
@@ -132,23 +133,27 @@ class Watch {
       complain(one.drive.name + ": not watched: " + one.reason());
       return;
     }
-    if (one.row) {
-      TestRow row = *one.row;
+    const LookedDrive looked = looked_drive(tests_, one.drive, one.status);
+    // As 'hddtest status' has it: a test that passed since may not make up for one that failed.
+    if (const std::optional<TestRow>& told = looked.failed ? looked.failed : one.row) {
+      TestRow row = *told;
       row.place = one.drive.place;  // which may have changed since the test
       result = result_of({Followed::End::Ended, row, one.status.look.drive, one.status.look},
                          one.drive.name);
-      one.exit_status = status_of(*one.row);
+      one.exit_status = status_of(row);
     } else {
+      const bool is_known = tests_.can_read_history();
       result.device = one.drive.name;
       result.verdict.cause = "no-test";
-      result.verdict.reason = "no test runs, and none is kept";
+      result.verdict.reason = is_known ? "no test runs, and none is kept"
+                                       : "no test runs, and no history tells of former ones";
       result.kind.reset();
+      one.exit_status = is_known ? kStatusOk : kStatusCannot;
     }
     if (json_) return;
-    const std::string last =
-        newest_test_text(one.row, false, tests_.has_history(), drivetest::system_time());
-    standard_output().write(escape(one.drive.name) + ": no test runs" +
-                            (one.row ? "; " + escape(last) : "") + "\n");
+    standard_output().write(
+        escape(one.drive.name) + ": no test runs" +
+        (one.row ? "; " + escape(test_text(looked, tests_.has_history())) : "") + "\n");
   }
 
   // Each drive is looked at by a thread of its own, since each has its own time to wait.
