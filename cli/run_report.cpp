@@ -201,6 +201,7 @@ Json run_json(const DriveResult& result) {
           {"end", time_json(result, result.elapsed)},
           {"duration", result.begin ? Json(result.elapsed.count()) : Json()},
           {"advice", or_null(advice_code(result))},
+          {"advice_text", or_null(advice_text(result))},
           {"bay", is_to_be_pulled(result) ? bay_json(place_of(result)) : Json()}};
 }
 

@@ -87,6 +87,7 @@ TEST(FullReport, HasTheDriveAndTheAdvice) {
             "  Advice:  HDST-100: Back up the data on this drive now, then replace it, even if it "
             "still seems to work.\n");
   EXPECT_EQ(full_report(failed, false, kNone).find("HDST-100"), std::string::npos);
+  EXPECT_EQ(run_json(result("/dev/a", RunOutcome::Passed))["advice_text"], nullptr);
 }
 
 TEST(FullReport, HasTheAdviceOfTheDrivesOwnRowInThePlaceOfTheModules) {
@@ -95,6 +96,7 @@ TEST(FullReport, HasTheAdviceOfTheDrivesOwnRowInThePlaceOfTheModules) {
   EXPECT_NE(full_report(aborted, true, kNone).find("  Advice:  keep it awake\n"),
             std::string::npos);
   EXPECT_EQ(advice({aborted}, kNone), "\n/dev/a:\nkeep it awake\n");
+  EXPECT_EQ(run_json(aborted)["advice_text"], "keep it awake");
   aborted.advice = "";
   EXPECT_EQ(full_report(aborted, true, kNone).find("Advice"), std::string::npos);
   EXPECT_EQ(advice({aborted}, kNone), "");
@@ -131,9 +133,10 @@ TEST(RunJson, HasEveryMemberOfTheFormat) {
             R"("record":{"RecordData":"HDST-100: text\n1. do\n"},"status":1,"test":"short",)"
             R"("cause":"read-failure","remaining":null,"block":12345,"hours":1217,"model":"M",)"
             R"("serial":"S","begin":"2001-09-09T01:46:40Z","end":"2001-09-09T01:47:55Z",)"
-            R"("duration":75,"advice":"HDST-100","bay":{"by_path":null,"enclosure":null,)"
-            R"("enclosure_name":null,"enclosure_id":null,"slot":null,"controller":null,)"
-            R"("locate":null}})");
+            R"("duration":75,"advice":"HDST-100","advice_text":"HDST-100: Back up the data on )"
+            R"(this drive now, then replace it, even if it still seems to work.",)"
+            R"("bay":{"by_path":null,"enclosure":null,"enclosure_name":null,"enclosure_id":null,)"
+            R"("slot":null,"controller":null,"locate":null}})");
 }
 
 TEST(RunJson, OfADriveThatWasNotAsked) {
@@ -141,7 +144,8 @@ TEST(RunJson, OfADriveThatWasNotAsked) {
   EXPECT_EQ(json["outcome"], nullptr);
   EXPECT_EQ(json["reason"], "USB");
   EXPECT_EQ(json["status"], 3);
-  for (const char* name : {"begin", "end", "duration", "model", "advice", "record", "job", "bay"})
+  for (const char* name :
+       {"begin", "end", "duration", "model", "advice", "advice_text", "record", "job", "bay"})
     EXPECT_EQ(json[name], nullptr) << name;
   EXPECT_EQ(failure_json("command-line", "x")[0]["device"], nullptr);
   EXPECT_EQ(failure_json("command-line", "x")[0].size(), json.size());

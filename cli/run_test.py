@@ -86,7 +86,7 @@ class Run(CommandTest):
         self.assertEqual(list(drive), [
             "format", "device", "outcome", "reason", "job", "record", "status", "test", "cause",
             "remaining", "block", "hours", "model", "serial", "begin", "end", "duration", "advice",
-            "bay"])
+            "advice_text", "bay"])
         self.assertEqual((drive["format"], drive["status"], drive["test"]), (1, 0, "short"))
         self.assertEqual((drive["hours"], drive["advice"]), (1217, "HDST-000"))
         self.assertEqual((drive["device"], drive["outcome"], drive["reason"]),
