@@ -155,11 +155,14 @@ drivetest::Time day_of(const std::string& date) {
 
 // What is wrong with the command line is said before anything changes.
 void change(DriveTests& tests, const HistoryArguments& options, bool json) {
-  if (!options.devices.empty() || options.limit > 0)
+  if (options.import.size() > 1 || (!options.import.empty() && !options.devices.empty()))
     throw WrongCommandLine(
-        "--import and --forget-before are about the whole history: leave out DEVICE and --limit");
-  if (options.import.size() > 1 || options.forget_before.size() > 1)
-    throw WrongCommandLine("--import takes one FILE, and --forget-before one DATE");
+        "--import takes one FILE, and no DEVICE: name other files in calls of their own");
+  if (options.forget_before.size() > 1 || !options.devices.empty())
+    throw WrongCommandLine("--forget-before takes one DATE, and no DEVICE: leave out the others");
+  if (options.limit > 0)
+    throw WrongCommandLine(
+        "--import and --forget-before are about the whole history: leave out --limit");
   std::optional<drivetest::Time> day;
   if (!options.forget_before.empty()) day = day_of(options.forget_before.front());
   // Not null at first: to make that an object without memory leaves it in a state in which its

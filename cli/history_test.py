@@ -179,14 +179,23 @@ class ForgetBefore(HistoryCase):
             self.expect_refused(f"'{date}' lies ahead", "--forget-before", date)
         self.assertEqual(len(self.lines()), 1)
 
+    def test_help_shows_that_options_take_one_word(self):
+        self.run_command("history", "--help")
+        self.assertNotRegex(self.output, r"(FILE|DATE) *\.\.\.")
+        self.assertRegex(self.output, r"--import FILE +Take over")
+        self.assertRegex(self.output, r"\[DEVICE\.\.\.\]|DEVICE .*\.\.\.", "drives may be many")
+
     def test_is_not_about_single_drives(self):
         self.take_over(kept_test(1))
-        for arguments in (["EX0002"], ["--limit", "3"]):
-            self.expect_refused("leave out DEVICE and --limit", *arguments,
-                                "--forget-before=2026-01-01")
-            self.expect_refused("leave out DEVICE and --limit", *arguments, "--import=lines")
-        self.expect_refused("--import takes one FILE, and --forget-before one DATE",
-                            "--forget-before=2025-01-01", "--forget-before=2026-01-01")
+        for change in ("--forget-before=2026-01-01", "--import=lines"):
+            self.expect_refused("leave out --limit", "--limit", "3", change)
+        one_file = "--import takes one FILE, and no DEVICE: name other files in calls of their own"
+        one_date = "--forget-before takes one DATE, and no DEVICE: leave out the others"
+        file = self.file_of(kept_test(2))
+        for second in ("EX0002", file, "--import=lines"):
+            self.expect_refused(one_file, "--import", file, second)
+        for second in ("EX0002", "2026-01-02", "--forget-before=2026-01-01"):
+            self.expect_refused(one_date, "--forget-before", "2025-01-01", second)
         # A wrong date is told before a file is taken over.
         self.expect_refused("is not a date", "--forget-before=x", "--import",
                             self.file_of(kept_test(2)))
