@@ -168,5 +168,10 @@ class CommandTest(unittest.TestCase):
         return written.decode("utf-8"), process.wait(timeout=60)
 
 
+def lines_left(written):
+    """What stands on a terminal in the end, without a line that was drawn anew while somebody waited."""
+    return [re.split("\x1b\\[[KJ]", line.rstrip("\r"))[-1] for line in written.split("\n")[:-1]]
+
+
 def main():
     unittest.main(argv=sys.argv[:1] + sys.argv[2:], verbosity=2)

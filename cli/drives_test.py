@@ -7,7 +7,7 @@ import json
 import os
 import subprocess
 
-from command_case import BUILD, CONTROL, PROGRAM, CommandTest, main
+from command_case import BUILD, CONTROL, PROGRAM, CommandTest, lines_left, main
 
 EXCLUDED_TYPE = subprocess.run([BUILD / "test/excluded_machine_types"], check=True,
                                capture_output=True, text=True).stdout.split()[0]
@@ -128,16 +128,16 @@ class Drives(CommandTest):
         model.write_text("A MODEL OF A LONG NAME\n")
         written, status = self.on_terminal("drives", "--offered", columns=70, NO_COLOR="1")
         self.assertEqual(status, 0)
-        lines = written.replace("\r", "").splitlines()
+        lines = lines_left(written)
         self.assertRegex(lines[1], r"ATA .*\.\.\.")
         for line in lines:
             self.assertLessEqual(len(line), 70)
         written, _ = self.on_terminal("drives", "--offered", columns=53, NO_COLOR="1")
-        for line in written.replace("\r", "").splitlines():
+        for line in lines_left(written):
             self.assertLessEqual(len(line), 53)
         for columns in [40, 30, 20]:  # what can be done stays longest
             written, _ = self.on_terminal("drives", "--offered", columns=columns, NO_COLOR="1")
-            lines = written.replace("\r", "").splitlines()
+            lines = lines_left(written)
             self.assertTrue(lines[1].startswith("/dev/sda "))
             self.assertTrue(lines[1].endswith(" ready"), lines)
             for line in lines:

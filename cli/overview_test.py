@@ -9,7 +9,7 @@ import pathlib
 import pty
 import subprocess
 
-from command_case import CONTROL, PROGRAM, CommandTest, main
+from command_case import CONTROL, PROGRAM, CommandTest, lines_left, main
 
 # Says what smartctl --json=o says of an ATA drive, its model in $MODEL. Where a pipe "block" or
 # "scan" lies beside it, a look at the second drive or the scan waits until somebody has written there.
@@ -187,7 +187,7 @@ class Overview(CommandTest):
             written, status = self.on_terminal("drives", columns=columns, NO_COLOR="1",
                                                MODEL="A model of a name that is longer than others")
             self.assertEqual(status, 0)
-            title, row = written.replace("\r", "").splitlines()
+            title, row = lines_left(written)
             self.assertLessEqual(max(len(title), len(row)), columns)
             self.assertTrue(row.startswith("/dev/sda  "))
             self.assertIn("MODEL" if columns >= 60 else "", title)

@@ -78,6 +78,7 @@ class Stop(ServerTest):
 
     def test_everything_stopped(self):
         self.begin("trap '' HUP; sleep 1000")
+        self.wait_for_state("sleep", "S")
         for name in ("sleep", "smartctl", "hvx-run"):
             self.stop(name)
         self.expect_nothing_left()

@@ -125,8 +125,10 @@ TEST_P(ProcessRunner, AGrandchildThatHoldsTheOutputDoesNotHoldTheCaller) {
 }
 
 TEST_P(ProcessRunner, ADaemonThatHoldsTheOutputDoesNotHoldTheCaller) {
-  const auto [status, output] =
-      run_script("setsid sh -c 'echo $$; exec sleep 300' & sleep 1; exit 8");
+  // The script ends when the daemon has told its number.
+  const auto [status, output] = run_script(
+      "setsid sh -c 'echo $$; exec sleep 300' & until read name < /proc/$!/comm && "
+      "[ \"$name\" = sleep ]; do sleep 0.1; done; exit 8");
   EXPECT_EQ(status, 8);
   ASSERT_THAT(output, testing::Not(IsEmpty()));
   kill(std::stoi(output), SIGKILL);

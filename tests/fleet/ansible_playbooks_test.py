@@ -152,7 +152,9 @@ class Playbooks(AnsibleCase):
                 drives = None
                 self.wanted[name] = (False, "unreachable: ")
             elif number in (23, 49):
-                more = f" ansible_become_user=nobody ansible_become_exe={refusing}"
+                # What was copied for a user whom nobody became stays where it is.
+                more = (f" ansible_become_user=nobody ansible_become_exe={refusing}"
+                        f" ansible_system_tmpdirs=\"['{temporary}']\"")
                 drives = None
                 self.wanted[name] = (False, "sudo: a password is required")
             else:
