@@ -124,7 +124,11 @@ class Watch {
   // A drive in which no test can be watched.
   void tell_idle(Watched& one) {
     DriveResult& result = one.result;
-    if (!one.drive.reason.empty() || one.status.look.fault != LookFault::None) {
+    // A drive at rest tests nothing. What came of a test that ran before, it does not say.
+    const bool rests = one.status.look.fault == LookFault::Standby;
+    const bool is_untold = one.row && !one.row->outcome;
+    if (!one.drive.reason.empty() ||
+        (one.status.look.fault != LookFault::None && !(rests && !is_untold))) {
       result.device = one.drive.name;
       result.verdict = verdict_of_fault(one.status.look);
       result.verdict.reason = one.reason();
@@ -138,22 +142,26 @@ class Watch {
     if (const std::optional<TestRow>& told = looked.failed ? looked.failed : one.row) {
       TestRow row = *told;
       row.place = one.drive.place;  // which may have changed since the test
-      result = result_of({Followed::End::Ended, row, one.status.look.drive, one.status.look},
-                         one.drive.name);
+      drivetest::Drive drive = one.status.look.drive;
+      drive.serial_number = looked.serial_number();  // of a drive at rest the kernel may tell it
+      result = result_of({Followed::End::Ended, row, drive, one.status.look}, one.drive.name);
       one.exit_status = status_of(row);
     } else {
       const bool is_known = tests_.can_read_history();
       result.device = one.drive.name;
       result.verdict.cause = "no-test";
-      result.verdict.reason = is_known ? "no test runs, and none is kept"
-                                       : "no test runs, and no history tells of former ones";
+      result.verdict.reason =
+          !is_known ? "no test runs, and no history tells of former ones"
+          : looked.is_told()
+              ? "no test runs, and none is kept"
+              : "no test runs, and while it is in standby the drive does not say which it is";
       result.kind.reset();
       one.exit_status = is_known ? kStatusOk : kStatusCannot;
     }
     if (json_) return;
     standard_output().write(
         escape(one.drive.name) + ": no test runs" +
-        (one.row ? "; " + escape(test_text(looked, tests_.has_history())) : "") + "\n");
+        (one.row || rests ? "; " + escape(test_text(looked, tests_.has_history())) : "") + "\n");
   }
 
   // Each drive is looked at by a thread of its own, since each has its own time to wait.
