@@ -11,6 +11,7 @@
 #include "cli/json.h"
 #include "cli/output.h"
 #include "cli/patrol_report.h"
+#include "cli/pull.h"
 #include "cli/terminal_text.h"
 #include "cli/test_json.h"
 #include "drivetest/arrays.h"
@@ -106,6 +107,11 @@ class Patrol {
     json["result"] = word_of(one.result);
     json["reason"] = text_or_null(one.reason);
     json["test"] = row_json(one.look, one.row, has_history);
+    json["advice"] = text_or_null(one.advice);
+    // Where it disappeared, another drive may be in its place.
+    const bool is_there = one.result == PatrolResult::Failed && one.look.fault == LookFault::None &&
+                          one.row && one.row->outcome;
+    json["bay"] = is_there ? bay_json(one.drive.place) : Json();
     return json;
   }
 

@@ -6,6 +6,7 @@
 #include <array>
 
 #include "cli/exit_status.h"
+#include "cli/pull.h"
 #include "cli/test_advice.h"
 #include "cli/test_words.h"
 
@@ -102,6 +103,8 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed) {
     case Followed::End::Gone:
       one.result = PatrolResult::Failed;
       one.reason = "the drive disappeared during the test";
+      one.advice = "back up what can still be read, then check cable and power of " +
+                   drive_text(followed.drive.model, followed.drive.serial_number);
       break;
     case Followed::End::NotTold:
       one.reason = fault_text(followed.look);

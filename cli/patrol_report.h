@@ -34,7 +34,7 @@ struct PatrolledDrive {
   std::string reason;                     // why it did not pass, in words; not escaped
   drivetest::Look look;                   // the last one; empty where there was none
   std::optional<drivetest::TestRow> row;  // of the test that was started, or that runs
-  std::string advice{};                   // what to do about a failed one; not escaped
+  std::string advice{};  // of a failed one, what to do and which drive it is; not escaped
 
   // Somebody has to look after the drive.
   bool is_bad() const {

@@ -73,7 +73,9 @@ TEST(PatrolReport, SaysHowATestEnded) {
   EXPECT_EQ(of_end(End::Ended, Outcome::Unknown).result, PatrolResult::Unknown);
   EXPECT_EQ(of_end(End::Stalled).result, PatrolResult::Unknown);
   EXPECT_EQ(line_of(of_end(End::NotTold)), "/dev/sda: result not known: the look says no");
-  EXPECT_EQ(line_of(of_end(End::Gone)), "/dev/sda: failed: the drive disappeared during the test");
+  EXPECT_EQ(line_of(of_end(End::Gone)),
+            "/dev/sda: failed: the drive disappeared during the test; back up what can still be "
+            "read, then check cable and power of Example Disk 500, serial number EX0001");
 }
 
 TEST(PatrolReport, FailsForAFailedDriveAlone) {

@@ -26,6 +26,12 @@ std::string enclosure_text(const Bay& bay) {
   return bay.enclosure_id.empty() ? text : text + " (" + bay.enclosure_id + ")";
 }
 
+// As a drive calls itself; empty where it tells nothing.
+std::string told_text(const std::string& model, const std::string& serial) {
+  if (serial.empty()) return model;
+  return (model.empty() ? "serial number " : model + ", serial number ") + serial;
+}
+
 }  // namespace
 
 std::string bay_text(const Place& place) {
@@ -40,9 +46,13 @@ std::string bay_text(const Place& place) {
   return text;
 }
 
+std::string drive_text(const std::string& model, const std::string& serial) {
+  const std::string text = told_text(model, serial);
+  return text.empty() ? "the drive" : text;
+}
+
 std::string pull_text(const Place& place, const std::string& model, const std::string& serial) {
-  std::string text = model;
-  if (!serial.empty()) text += (text.empty() ? "serial number " : ", serial number ") + serial;
+  const std::string text = told_text(model, serial);
   const std::string bay = bay_text(place);
   return text.empty() || bay.empty() ? text + bay : text + ", " + bay;
 }

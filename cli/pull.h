@@ -13,7 +13,10 @@ namespace cli {
 // Nobody runs it here. Not escaped. Reads sysfs.
 std::string bay_text(const drivetest::Place& place);
 
-// The same behind the drive's own words: "Example Disk 500, serial number EX0001, at ...".
+// "Example Disk 500, serial number EX0001"; "the drive" where it told neither. Not escaped.
+std::string drive_text(const std::string& model, const std::string& serial);
+
+// The place behind the drive's own words: "Example Disk 500, serial number EX0001, at ...".
 std::string pull_text(const drivetest::Place& place, const std::string& model,
                       const std::string& serial);
 
