@@ -244,7 +244,8 @@ constexpr Metric kMetrics[] = {
     {"hddtest_test_remaining_ratio", "gauge", "What is left of the test that runs, 0 to 1.",
      write_remaining},
     {"hddtest_test_stalled", "gauge",
-     "Whether the test that runs has made no progress for three times the announced time.",
+     "Whether the test that runs has made no progress for three times the announced time, or for "
+     "three days where none is announced.",
      write_stalled},
     {"hddtest_last_test_outcome", "gauge", "1 for the outcome of the last test that has ended.",
      write_outcome},

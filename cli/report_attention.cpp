@@ -72,10 +72,10 @@ std::string overdue_text(const ReportedDrive& drive, Time now) {
   if (!long_test && tried && now - tried->first >= kLongOverdue && now - tried->last < kLongOverdue)
     return "Long tests are tried since " + date_text(tried->first) + ", and none has passed.";
   if (long_test && now - *long_test >= kLongOverdue)
-    return "The last long test that passed was on " + date_text(*long_test) + ".";
+    return "The last long test that was seen to pass did so on " + date_text(*long_test) + ".";
   const bool is_long_test_enough = long_test && now - *long_test < kShortOverdue;
   if (!short_test || is_long_test_enough || now - *short_test < kShortOverdue) return "";
-  return "The last short test that passed was on " + date_text(*short_test) +
+  return "The last short test that was seen to pass did so on " + date_text(*short_test) +
          ", and no long one has since.";
 }
 

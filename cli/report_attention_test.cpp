@@ -236,8 +236,8 @@ TEST(Attention, SaysWhatWasAndWhatToDo) {
   advised.advice = "replace what is in slot 3";
   EXPECT_THAT(attention(advised).words, HasSubstr(". Replace what is in slot 3."));
   EXPECT_EQ(attention(drive({test(days(50), Outcome::Passed, TestKind::Long)})).words,
-            "The last long test that passed was on 2026-11-26. Its machine has told of other "
-            "drives since: it may have been taken out.");
+            "The last long test that was seen to pass did so on 2026-11-26. Its machine has "
+            "told of other drives since: it may have been taken out.");
 }
 
 TEST(Attention, DoesNotTakeATestWithoutDateForARecentOne) {
