@@ -51,8 +51,9 @@ constexpr int kHttpsPort = 5989;
 // longer anyway.
 constexpr std::chrono::seconds kGrace{2};
 
-// How long the programs that the server has started may take to go after they were killed.
-constexpr std::chrono::seconds kGraceOfKilled{2};
+// How long the programs that the server has started may take to go after they were killed: on a
+// busy machine seconds, and the unit file has 15 for both.
+constexpr std::chrono::seconds kGraceOfKilled{10};
 
 // Providers are idle for minutes before they end, so half a minute more does not matter.
 constexpr std::chrono::seconds kLookForIdle{30};
