@@ -87,6 +87,10 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const StartOutcome& outcome) 
 
 PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed) {
   PatrolledDrive one{drive, PatrolResult::Unknown, "", followed.look, followed.row};
+  // A drive that does not answer any more, or another one in its place, does not say which was
+  // tested.
+  if (followed.end == Followed::End::Gone || followed.end == Followed::End::NotTold)
+    one.look.drive = followed.drive;
   switch (followed.end) {
     case Followed::End::Ended:
       one.result = result_of(followed.row.outcome.value_or(Outcome::Unknown));
