@@ -17,6 +17,8 @@ constexpr NameTable<Protocol, 4> kProtocols = {{{Protocol::Unknown, "unknown"},
 constexpr NameTable<TestKind, 3> kKinds = {
     {{TestKind::Short, "short"}, {TestKind::Long, "long"}, {TestKind::Conveyance, "conveyance"}}};
 
+constexpr std::string_view kAtPlace = "\nat ";
+
 }  // namespace
 
 std::string_view name_of(Protocol protocol) { return name_in(kProtocols, protocol); }
@@ -43,6 +45,9 @@ std::string Drive::claimed_identity() const {
   // A line feed of the drive's own would make two drives one.
   std::replace(identity.begin(), identity.begin() + static_cast<std::ptrdiff_t>(model.size()), '\n',
                ' ');
+  // Nor may its words make it another drive at its place: a blank tells them from a place.
+  for (auto at = identity.find(kAtPlace); at != identity.npos; at = identity.find(kAtPlace, at))
+    identity.insert(at + 1, " ");
   return identity;
 }
 
@@ -50,7 +55,8 @@ std::string Drive::identity() const {
   std::string identity = claimed_identity();
   if (!identity.empty() && !shares_identity) return identity;
   const std::string member = member_type(place.type);
-  return identity + "\nat " + place.device + (member.empty() ? "" : " -d " + member);
+  identity += kAtPlace;
+  return identity + place.device + (member.empty() ? "" : " -d " + member);
 }
 
 }  // namespace drivetest

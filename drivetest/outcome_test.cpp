@@ -67,6 +67,19 @@ TEST(Identity, HasThePlaceWhereTheDriveSaysNothingOrAnotherSaysTheSame) {
   EXPECT_EQ(drive.claimed_identity(), "wwn-0x5000000000000001");
 }
 
+// Some bridges make up what they tell.
+TEST(Identity, IsNotThatOfAnotherDriveAtItsPlaceWhateverTheDriveSays) {
+  Drive drive;
+  drive.model = "wwn-0x5000000000000001";
+  drive.serial_number = "at /dev/sda";
+  EXPECT_EQ(drive.identity(), "wwn-0x5000000000000001\n at /dev/sda");
+  drive.model = "Example Disk 1";
+  drive.serial_number = "S1\nat \nat /dev/sda";
+  EXPECT_EQ(drive.identity(), "Example Disk 1\nS1\n at \n at /dev/sda");
+  drive.serial_number = "atlas";
+  EXPECT_EQ(drive.identity(), "Example Disk 1\natlas");
+}
+
 TEST(Identity, HasTheTypeOnlyWhereThatChoosesAmongDrives) {
   const auto identity_of = [](const std::string& type) {
     Drive drive;
