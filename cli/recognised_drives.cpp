@@ -67,14 +67,21 @@ std::optional<Drive> DriveTests::known_drive(drivetest::History& history, const 
   const std::vector<drivetest::KnownDrive> drives = history.drives();
   std::set<std::string> fitting;
   std::set<std::string> by_place;
+  std::set<std::string> claims;
   if (!told.serial_number.empty()) {
     Drive nameless;
     nameless.place = told.place;
     for (const drivetest::KnownDrive& one : drives)
       if (one.drive.serial_number == told.serial_number &&
-          (told.model.empty() || one.drive.model == told.model))
+          (told.model.empty() || one.drive.model == told.model)) {
+        claims.insert(one.drive.claimed_identity());
         (one.identity.ends_with(nameless.identity()) ? by_place : fitting).insert(one.identity);
-    if (told.shares_identity || !by_place.empty()) fitting = by_place;
+      }
+    const bool is_one_claim = claims.size() == 1 && !by_place.empty();
+    if (told.shares_identity || is_one_claim)
+      fitting = by_place;
+    else
+      fitting.merge(by_place);
   } else if (!drivetest::member_type(told.place.type).empty()) {
     const std::string machine_id = drivetest::this_host().machine_id;
     std::optional<TestRow> newest;
