@@ -109,8 +109,10 @@ Followed follow(Keeper& keeper, drivetest::TimeSource& time, const TestRow& row,
     // A drive that rests tests no more.
     if (status.look.fault == LookFault::Standby && std::exchange(may_wake, false))
       status = keeper.look(place, true);
+    // The drive may be known by its place since, where another one that claims to be it has come.
+    const std::string known_as = keeper.kept(row.number).value_or(followed.row).drive;
     const bool is_silent =
-        status.look.fault == LookFault::None && status.look.drive.identity() != row.drive;
+        status.look.fault == LookFault::None && status.look.drive.identity() != known_as;
     const bool is_another = is_silent && is_another_drive(status.look.drive, first.look.drive);
     followed.look = std::move(status.look);
     if (is_silent && !is_another) {

@@ -221,6 +221,14 @@ TEST_F(FollowWithHistory, TellsTheEndOfATestWhoseHistoryOthersKeepBusy) {
   EXPECT_EQ(other_.find(number_)->row.outcome, drivetest::Outcome::Passed);
 }
 
+TEST_F(FollowWithHistory, GoesOnWithADriveThatIsKnownByItsPlaceSinceAnotherOneClaimsToBeIt) {
+  meanwhile_ = [&] { drive_.share_identity(); };
+  const Followed told = followed();
+  EXPECT_EQ(told.end, Followed::End::Ended);
+  EXPECT_EQ(told.row.outcome, drivetest::Outcome::Passed) << told.row.cause;
+  EXPECT_EQ(told.row.number, number_);
+}
+
 TEST_F(FollowWithHistory, SaysWhoHasLostTheTest) {
   meanwhile_ = [&] { other_.database().run("DELETE FROM tests"); };
   const Followed told = followed();

@@ -121,6 +121,9 @@ class FakeDrive : public DriveAccess {
   // Another drive is in its place from now on.
   void rename(const std::string& name) { drive_.world_wide_name = name; }
 
+  // Another drive claims to be it from now on.
+  void share_identity() { drive_.shares_identity = true; }
+
   // The test ends now with that code.
   void end(int code) {
     bring_up_to_date();
