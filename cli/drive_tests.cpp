@@ -90,28 +90,6 @@ std::vector<std::size_t> all_of(std::size_t count) {
 
 }  // namespace
 
-bool DrivesApart::keep_apart(const Place& place) {
-  const std::lock_guard guard(lock_);
-  apart_.insert(text_of(place));
-  return told_.insert(text_of(place)).second;
-}
-
-Look DrivesApart::look(const Place& place, bool wake) {
-  Look look = tools_.look(place, wake);
-  if (look.drive.world_wide_name.empty()) look.drive.world_wide_name = name_of_(look.drive);
-  if (!is_apart(place) && was_apart_(look.drive)) {
-    const std::lock_guard guard(lock_);
-    apart_.insert(text_of(place));
-  }
-  look.drive.shares_identity = is_apart(place);
-  return look;
-}
-
-bool DrivesApart::is_apart(const Place& place) {
-  const std::lock_guard guard(lock_);
-  return apart_.contains(text_of(place));
-}
-
 void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
 
 DriveTests::DriveTests(OpensHistory opens)
@@ -217,8 +195,7 @@ Place DriveTests::place_of(const std::string& device) {
   survey.looks.assign(survey.found.size(), std::nullopt);
   tell_apart(survey);
   for (const FoundDrive& one : survey.found)
-    if (one.drive.place.device == device && drives_.is_apart(one.drive.place))
-      return one.drive.place;
+    if (one.drive.place.device == device && is_apart(one.drive.place)) return one.drive.place;
   return {device, ""};
 }
 
@@ -250,15 +227,15 @@ std::string DriveTests::tell_apart(Survey& survey) {
   std::string names = keep_apart(survey.found, survey.looks);
   names += tell_from_silent(survey);
   for (std::optional<Look>& look : survey.looks)
-    if (look) look->drive.shares_identity = drives_.is_apart(look->drive.place);
+    if (look) look->drive.shares_identity = drives_.is_apart(look->drive);
   return names;
 }
 
 std::string DriveTests::keep_apart(std::vector<FoundDrive>& found,
                                    std::vector<std::optional<Look>>& looks) {
   std::string names;
-  for (const Place& place : join_paths(found, looks))
-    if (drives_.keep_apart(place)) names += listed(place, found);
+  for (const Drive& drive : join_paths(found, looks))
+    if (drives_.keep_apart(drive)) names += listed(drive.place, found);
   return names;
 }
 

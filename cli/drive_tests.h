@@ -5,17 +5,16 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "cli/drives_apart.h"
 #include "drivetest/find_drives.h"
 #include "drivetest/history.h"
 #include "drivetest/keeper.h"
-#include "drivetest/tools.h"
 
 namespace cli {
 
@@ -29,43 +28,6 @@ struct ChosenDrive {
   std::optional<drivetest::SeenLook> seen;
   // Where the kernel shows it; empty for a name of the user's own.
   std::vector<std::string> nodes{};
-};
-
-// Drives that claim to be one and the same are known by their places, wherever they are looked at.
-class DrivesApart : public drivetest::DriveAccess {
- public:
-  // From now on the drive at that place is known by it, whatever type says how it is reached;
-  // whether that is new to the caller.
-  bool keep_apart(const drivetest::Place& place);
-  bool is_apart(const drivetest::Place& place);
-
-  // Who knows the name of a drive that does not tell it. Several threads may call it at once.
-  using NameOf = std::function<std::string(const drivetest::Drive&)>;
-  // Whether drives were known by their places that claim to be this one. Where the other one has
-  // gone, nobody else can tell which one is left.
-  using WasApart = std::function<bool(const drivetest::Drive&)>;
-  DrivesApart(NameOf name_of, WasApart was_apart)
-      : name_of_(std::move(name_of)), was_apart_(std::move(was_apart)) {}
-
-  drivetest::Look look(const drivetest::Place& place, bool wake) override;
-  drivetest::ToolReply start(const drivetest::Drive& drive, drivetest::TestKind kind) override {
-    return tools_.start(drive, kind);
-  }
-  drivetest::ToolReply start_in_doubt(const drivetest::Drive& drive,
-                                      drivetest::TestKind kind) override {
-    return tools_.start_in_doubt(drive, kind);
-  }
-  drivetest::ToolReply stop(const drivetest::Drive& drive) override { return tools_.stop(drive); }
-  drivetest::ToolOutput scan() { return tools_.scan(); }
-
- private:
-  drivetest::Tools tools_;
-  NameOf name_of_;
-  WasApart was_apart_;
-  std::mutex lock_;
-  // Devices, with the types that choose among drives.
-  std::set<std::string> apart_;
-  std::set<std::string> told_;  // those of them that a caller knows of
 };
 
 // The machine's clock.

@@ -50,7 +50,7 @@ Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& cho
     if ((told.*text).empty()) told.*text = chosen.known.*text;
   told.place = chosen.place;
   told.shares_identity =
-      told.shares_identity || drives_.is_apart(chosen.place) || history.is_known_apart(told);
+      told.shares_identity || drives_.is_apart(told) || history.is_known_apart(told);
   if (!told.world_wide_name.empty()) {
     if (told.model.empty() || told.firmware.empty()) add_what_is_known(history, told);
     return told;

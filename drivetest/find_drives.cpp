@@ -206,10 +206,11 @@ bool claim_the_same(const Look& a, const Look& b) {
          !a.drive.serial_number.empty() && a.drive.serial_number == b.drive.serial_number;
 }
 
-void note_shared(std::vector<Place>& shared, const Look& first, const Look& second) {
+void note_shared(std::vector<Drive>& shared, const Look& first, const Look& second) {
   if (!claim_the_same(first, second)) return;
-  for (const Place& place : {first.drive.place, second.drive.place})
-    if (std::find(shared.begin(), shared.end(), place) == shared.end()) shared.push_back(place);
+  for (const Look* const look : {&first, &second})
+    if (std::ranges::find(shared, look->drive.place, &Drive::place) == shared.end())
+      shared.push_back(look->drive);
 }
 
 }  // namespace
@@ -281,9 +282,9 @@ std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
   return doubtful;
 }
 
-std::vector<Place> join_paths(std::vector<FoundDrive>& drives,
+std::vector<Drive> join_paths(std::vector<FoundDrive>& drives,
                               std::vector<std::optional<Look>>& looks) {
-  std::vector<Place> shared;
+  std::vector<Drive> shared;
   for (std::size_t place = 0; place < looks.size(); ++place)
     for (std::size_t other = place + 1; other < looks.size();) {
       const bool are_known = looks[place] && looks[other];

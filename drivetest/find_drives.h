@@ -48,9 +48,9 @@ std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
 
 // What the looks tell of drives that claim one identity. With the same world wide name, serial
 // number and size they are one: one is taken away, here and there, and is a path of the other, by
-// which more is possible; as a rule the first. Else they are told by this list of their places, and
+// which more is possible; as a rule the first. Else they are told by this list of them, and
 // their places alone tell them apart. Drives without a look are left alone.
-std::vector<Place> join_paths(std::vector<FoundDrive>& drives,
+std::vector<Drive> join_paths(std::vector<FoundDrive>& drives,
                               std::vector<std::optional<Look>>& looks);
 
 }  // namespace drivetest

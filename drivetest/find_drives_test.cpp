@@ -310,7 +310,9 @@ TEST_F(JoinPaths, TellsDifferentDrivesThatClaimOneIdentity) {
   add("/dev/sdg", "", "");
   add("/dev/sdh", "", "000000", LookFault::Standby);
   looks_.back()->drive.model.clear();
-  EXPECT_THAT(join_paths(drives_, looks_),
+  std::vector<Place> places;
+  for (const Drive& drive : join_paths(drives_, looks_)) places.push_back(drive.place);
+  EXPECT_THAT(places,
               ElementsAre(Place{"/dev/sda", ""}, Place{"/dev/sdb", ""}, Place{"/dev/sdc", ""},
                           Place{"/dev/sdd", ""}, Place{"/dev/sde", ""}, Place{"/dev/sdh", ""}));
   EXPECT_EQ(drives_.size(), 8U);
