@@ -30,7 +30,7 @@ class Fleet(AnsibleCase):
                  "hddtest_poll=1", "", "[all]"]
         for number in range(count):
             place = self.play_machine(f"m{number}", {"disk": disk(number)}, programs, standin)
-            lines.append(f"m{number} ansible_async_dir={self.folder}/async-{number} "
+            lines.append(f"m{number} hddtest_async_dir={self.folder}/async-{number} "
                          f"hddtest_environment=\"{{'PATH': '{place}:/usr/bin:/bin'}}\"")
         self.inventory.write_text("\n".join(lines) + "\n")
 

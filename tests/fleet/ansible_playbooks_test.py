@@ -12,7 +12,7 @@ from ansible_case import AnsibleCase, COLLECTION, disk
 
 sys.path.append(str(COLLECTION / "plugins/filter"))
 # pylint: disable=wrong-import-position
-from fleet import broken, gathered, has_started, installed, reported, tested, waves
+from fleet import broken, gathered, has_ended, has_started, installed, reported, tested, waves
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 NEEDED = ("ansible-playbook", "smartctl")
@@ -96,6 +96,22 @@ class Words(unittest.TestCase):
         self.assertEqual(tested({"rc": 3, "stdout": '[{"device": null}]', "stderr": "usage\nno such option\n"}),
                          {"is_good": False, "text": "no such option"})
 
+    def test_of_patrols_that_somebody_waits_for(self):
+        gone, lost = {"msg": "could not find job", "finished": 1}, {"unreachable": True, "msg": "no route"}
+        for looked, is_ended in [({"started": 1, "finished": 0, "attempts": 1}, False),
+                                 ({"finished": 1, "rc": 1, "stdout": "[]", "attempts": 1}, True),
+                                 ({**gone, "attempts": 1}, False), ({**gone, "attempts": 2}, True), (lost, True),
+                                 ({"finished": 0, "msg": "MODULE FAILURE", "module_stderr": "sudo: no"}, True)]:
+            self.assertEqual(has_ended(looked), is_ended, looked)
+        begun, skipped = {"ansible_job_id": "1"}, {"skipped": True}
+        for first, looked, is_good, text in [
+                (begun, {"rc": 0, "stdout": "[]"}, True, "no drive to test"),
+                (begun, lost, False, "became unreachable while its drives tested: no route; they go on, "),
+                (begun, gone, False, "nobody knows how its patrol ended, "),
+                (lost, skipped, False, "unreachable: no route"), (skipped, skipped, True, "would be tested")]:
+            ended = tested(first, looked)
+            self.assertEqual((ended["is_good"], ended["text"][:len(text)]), (is_good, text))
+
     def test_of_patrols_that_have_started_nothing(self):
         one = '[{"name": "/dev/sda", "result": "%s", "test": {"started": "2026-01-01T00:00:00Z"}}]'
         for word in ("running", "in-array", "in-standby", "unable", "not-asked", "not-started"):
@@ -161,7 +177,7 @@ class Playbooks(AnsibleCase):
                 self.wanted[name] = (True, "1 passed")
             if drives is not None:
                 place = self.play_machine(name, drives, PROGRAMS, STANDIN, tools, events)
-            lines.append(f"{name}{more} ansible_async_dir={self.folder}/async-{name} "
+            lines.append(f"{name}{more} hddtest_async_dir={self.folder}/async-{name} "
                          f"hddtest_environment=\"{{'PATH': '{place}:/usr/bin:/bin', 'TMPDIR': '{temporary}'}}\"")
         for rack in range(10):
             lines += [f"[rack_{rack}]", *(f"m{number:02}" for number in numbers if number // 5 == rack)]

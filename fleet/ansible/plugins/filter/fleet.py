@@ -6,6 +6,8 @@ import json
 ENDS = ("passed", "failed", "aborted", "unknown")
 # What somebody has to look after.
 BAD = ("failed", "unknown", "not-asked", "not-started")
+# What Ansible says where nothing is left of a task that went on by itself.
+GONE = "could not find job"
 
 
 def waves(hosts, groups, rack_prefix="", cap=0):
@@ -97,8 +99,23 @@ def _refusal(result):
     return "; ".join(reasons) or _last_line(result.get("stderr")) or f"exit status {result.get('rc')}"
 
 
-def tested(result):
-    """How a patrol ended, told by its JSON."""
+def has_ended(looked):
+    """Whether a look at a patrol that goes on by itself found its end, or what a further look would find as well.
+    On a busy machine the first look may be too early to find anything."""
+    if looked.get("msg") == GONE and looked.get("attempts") == 1:
+        return False
+    return bool(looked.get("finished") or fault(looked))
+
+
+def tested(begun, looked=None):
+    """How a patrol ended, told by its JSON, which the last look at it found; none was taken where it did not begin."""
+    result = looked if begun.get("ansible_job_id") else begun
+    if result is looked and result.get("unreachable"):
+        return _ended(False, f"became unreachable while its drives tested: {_last_line(result.get('msg'))}; "
+                      "they go on, and 'hddtest status' there tells of them")
+    if result is looked and result.get("msg") == GONE:
+        return _ended(False, "nobody knows how its patrol ended, as when a machine starts anew; 'hddtest status' "
+                      "there tells of its drives")
     if fault(result):
         return _ended(False, fault(result))
     if result.get("skipped"):
@@ -162,5 +179,5 @@ class FilterModule:
 
     def filters(self):
         return {"waves": waves, "fault": fault, "reached": reached, "broken": broken, "installed": installed,
-                "tested": tested, "has_started": has_started, "gathered": gathered, "and_then": and_then,
-                "reported": reported}
+                "tested": tested, "has_started": has_started, "has_ended": has_ended, "gathered": gathered,
+                "and_then": and_then, "reported": reported}

@@ -1,0 +1,75 @@
+"""Playbooks over machines whose connections are lost while they work. All are this computer, behind an ssh of the
+test and with a hddtest of the test.
+
+    ansible_lost_test.py
+"""
+
+import shutil
+import sys
+import unittest
+
+from ansible_case import AnsibleCase
+
+NEEDED = ("ansible-playbook",)
+# The last word is what the machine is to do.
+SSH = """#!/bin/sh
+for command; do :; done
+if [ -e {folder}/dead ] || rm {folder}/lose 2>/dev/null; then
+  echo "ssh: connect to host {name} port 22: No route to host" >&2
+  exit 255
+fi
+exec sh -c "$command"
+"""
+PASSED = """echo '[{"name": "/dev/sda", "result": "passed", "reason": null}]'"""
+NO_ROUTE = "ssh: connect to host {} port 22: No route to host"
+
+
+class Lost(AnsibleCase):
+    patience = 120
+
+    def play(self, patrols):
+        """Machines by name, each with what its patrol does in a shell, in a folder of its own."""
+        lines = ["[all:vars]", "ansible_connection=ssh", "ansible_user=root", "hddtest_poll=1",
+                 "hddtest_reconnections=1", "ansible_ssh_transfer_method=piped",
+                 f"ansible_python_interpreter={sys.executable}", "[all]"]
+        for name, patrol in patrols.items():
+            folder = self.folder / name
+            (folder / "async").mkdir(parents=True)
+            for program, text in (("ssh", SSH.format(folder=folder, name=name)),
+                                  ("hddtest", f"#!/bin/sh\ncd {folder}\n{patrol}\n")):
+                (folder / program).write_text(text)
+                (folder / program).chmod(0o755)
+            lines.append(f"{name} ansible_ssh_executable={folder}/ssh hddtest_async_dir={folder}/async "
+                         f"hddtest_environment=\"{{'PATH': '{folder}:/usr/bin:/bin'}}\"")
+        self.inventory.write_text("\n".join(lines) + "\n")
+
+    def left(self, name):
+        """What Ansible left of a patrol."""
+        return [path.name for path in (self.folder / name / "async").glob("*")]
+
+    def test_machine_that_dies_during_its_test_stops_no_later_wave(self):
+        self.play({"dies": f"touch dead; sleep 3; {PASSED}", "anew": f"rm -r async; sleep 5; {PASSED}",
+                   "blinks": f"touch lose; sleep 3; {PASSED}", "lives": PASSED})
+        status, output = self.ansible("-e", "hddtest_cap=1", "hddtest.fleet.test")
+        told = self.told(output)
+        is_good, text = told.pop("dies")
+        self.assertFalse(is_good)
+        self.assertRegex(text, "^became unreachable while its drives tested: .*" + NO_ROUTE.format("dies") +
+                         "; they go on, and 'hddtest status' there tells of them$")
+        self.assertEqual(told, {
+            "anew": (False, "nobody knows how its patrol ended, as when a machine starts anew; 'hddtest status' "
+                            "there tells of its drives"),
+            "blinks": (True, "1 passed"), "lives": (True, "1 passed")}, output)
+        self.assertEqual(status, 2, output)
+        self.assertFalse((self.folder / "blinks/lose").exists(), output)
+        self.assertEqual((self.left("blinks"), self.left("lives")), ([], []))
+        self.assertEqual({name: counts["changed"] for name, counts in self.recap(output).items()},
+                         {"dies": 0, "anew": 0, "blinks": 1, "lives": 1}, output)
+
+
+if __name__ == "__main__":
+    missing = [name for name in NEEDED if not shutil.which(name)]
+    if missing:
+        print(f"skipped: not installed: {', '.join(missing)}")
+        sys.exit(77)
+    unittest.main()
