@@ -21,6 +21,7 @@ fi
 exec sh -c "$command"
 """
 PASSED = """echo '[{"name": "/dev/sda", "result": "passed", "reason": null}]'"""
+FAILED = """echo '[{"name": "/dev/sda", "result": "failed", "reason": "nobody else came"}]'"""
 NO_ROUTE = "ssh: connect to host {} port 22: No route to host"
 
 
@@ -65,6 +66,16 @@ class Lost(AnsibleCase):
         self.assertEqual((self.left("blinks"), self.left("lives")), ([], []))
         self.assertEqual({name: counts["changed"] for name, counts in self.recap(output).items()},
                          {"dies": 0, "anew": 0, "blinks": 1, "lives": 1}, output)
+
+    def test_all_machines_of_a_wave_test_at_once(self):
+        names = [f"m{number}" for number in range(12)]
+        here = self.folder / "here"
+        here.mkdir()
+        self.play({name: f"touch {here}/{name}\nfor second in $(seq 60); do\n"
+                         f"  [ $(ls {here} | wc -l) != {len(names)} ] || {{ {PASSED}; exit; }}\n  sleep 1\n"
+                         f"done\n{FAILED}; exit 1" for name in names})
+        status, output = self.ansible("hddtest.fleet.test")
+        self.assertEqual((status, self.told(output)), (0, {name: (True, "1 passed") for name in names}), output)
 
 
 if __name__ == "__main__":
