@@ -4,11 +4,12 @@ test and with a hddtest of the test.
     ansible_lost_test.py
 """
 
+import re
 import shutil
 import sys
 import unittest
 
-from ansible_case import AnsibleCase
+from ansible_case import COLLECTION, AnsibleCase
 
 NEEDED = ("ansible-playbook",)
 # The last word is what the machine is to do.
@@ -23,6 +24,20 @@ exec sh -c "$command"
 PASSED = """echo '[{"name": "/dev/sda", "result": "passed", "reason": null}]'"""
 FAILED = """echo '[{"name": "/dev/sda", "result": "failed", "reason": "nobody else came"}]'"""
 NO_ROUTE = "ssh: connect to host {} port 22: No route to host"
+
+# Tasks of a role: after the first one machine cannot be reached once.
+LOSE = """
+- ansible.builtin.file: {{path: "{folder}/one/lose", state: touch}}
+  when: inventory_hostname == "one"
+"""
+DO = """
+- ansible.builtin.command: "true"
+  register: hddtest_done_it
+"""
+REPEAT = DO + "  loop: [1, 2]\n"
+FAIL = """
+- ansible.builtin.command: "false"
+"""
 
 
 class Lost(AnsibleCase):
@@ -76,6 +91,36 @@ class Lost(AnsibleCase):
                          f"done\n{FAILED}; exit 1" for name in names})
         status, output = self.ansible("hddtest.fleet.test")
         self.assertEqual((status, self.told(output)), (0, {name: (True, "1 passed") for name in names}), output)
+
+
+    def set_up(self, playbook, tasks):
+        """What is told, with a role of these tasks: the real one would change this computer."""
+        place = self.folder / "other/ansible_collections/hddtest/fleet"
+        shutil.copytree(COLLECTION, place, dirs_exist_ok=True)
+        for name in ("main", "packages"):
+            (place / f"roles/hddtest/tasks/{name}.yml").write_text(tasks.format(folder=self.folder))
+        return self.told(self.ansible("-e", "hddtest_cap=1", f"hddtest.fleet.{playbook}", collections="other")[1])
+
+    def test_machine_that_is_lost_while_it_is_set_up_is_not_told_as_set_up(self):
+        self.play({"one": "echo hddtest 0.1.0", "two": "echo hddtest 0.1.0"})
+        self.programs = self.folder / "one"
+        for playbook, tasks in (("setup", LOSE + DO), ("setup", LOSE + REPEAT), ("setup", LOSE + DO + FAIL),
+                                ("upgrade", LOSE + DO)):
+            with self.subTest(playbook, tasks=tasks):
+                told = self.set_up(playbook, tasks)
+                self.assertEqual(told["two"], told["two"] if FAIL in tasks else (True, "hddtest 0.1.0"))
+                self.assertEqual((told["one"][0], told["one"][1].split()[0]), (False, "unreachable:"), told)
+                self.assertIn(NO_ROUTE.format("one"), told["one"][1])
+
+    def test_role_keeps_the_result_of_each_task(self):
+        tasks = [task for file in sorted((COLLECTION / "roles/hddtest/tasks").glob("*.yml"))
+                 for task in re.split(r"^ *- name: ", file.read_text(), flags=re.MULTILINE)[1:]]
+        there = [task for task in tasks if not re.search(r"^ *(ansible\.builtin\.(assert|import_tasks)|block):", task,
+                                                         re.MULTILINE)]
+        self.assertGreater(len(there), 10)
+        kept = [re.search(r"^ *register: (hddtest_done_\w+)$", task, re.MULTILINE) for task in there]
+        self.assertEqual([task.partition("\n")[0] for task, name in zip(there, kept) if not name], [])
+        self.assertEqual(len({name[1] for name in kept}), len(there))
 
 
 if __name__ == "__main__":

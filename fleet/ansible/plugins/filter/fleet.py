@@ -78,6 +78,12 @@ def installed(result, check_mode):
     return _ended(result["rc"] == 0, _last_line(result["stdout"]) or _last_line(result["stderr"]))
 
 
+def unless_lost(ended, results):
+    """What is told after these tasks, which are not done where their connection was lost."""
+    lost = [one for result in results for one in (result, *result.get("results", [])) if one.get("unreachable")]
+    return reached(lost[0]) if lost else ended
+
+
 def _told(result):
     """What a patrol tells in JSON; None: it tells nothing so."""
     try:
@@ -180,4 +186,4 @@ class FilterModule:
     def filters(self):
         return {"waves": waves, "fault": fault, "reached": reached, "broken": broken, "installed": installed,
                 "tested": tested, "has_started": has_started, "has_ended": has_ended, "gathered": gathered,
-                "and_then": and_then, "reported": reported}
+                "and_then": and_then, "unless_lost": unless_lost, "reported": reported}
