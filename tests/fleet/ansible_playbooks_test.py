@@ -307,6 +307,22 @@ class Playbooks(AnsibleCase):
         self.assertEqual(status, 0, output)
         self.assertEqual(self.most_at_once(lambda name: int(name[1:]) // 5)[1], 1)
 
+    def test_limit_may_name_files_of_machines(self):
+        self.play(range(5))
+        (self.folder / "some").write_text("m01\n\n  m02  \nm03\n")
+        status, output = self.ansible("--check", "--limit", "@some,m04,!m03", "hddtest.fleet.test")
+        self.assertEqual((status, self.told(output)),
+                         (0, dict.fromkeys(["m01", "m02", "m04"], (True, "would be tested"))), output)
+
+    def test_machine_that_nothing_was_done_on_is_told_so(self):
+        self.play(range(1))
+        status, output = self.ansible("hddtest.fleet.tell")
+        self.assertEqual((status, self.told(output)), (2, {"m00": (False, "nothing was done there")}), output)
+        for playbook in ("setup", "test", "gather", "upgrade"):
+            status, output = self.ansible("-e", "hddtest_hosts=nobody", f"hddtest.fleet.{playbook}")
+            self.assertEqual((status, self.told(output)), (0, {}), output)
+            self.assertIn("no hosts matched", output)
+
 
 if __name__ == "__main__":
     missing = [name for name in NEEDED if not shutil.which(name)]

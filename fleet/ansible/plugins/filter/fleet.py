@@ -10,6 +10,19 @@ BAD = ("failed", "unknown", "not-asked", "not-started")
 GONE = "could not find job"
 
 
+def patterns(limit):
+    """Those of --limit, where a word that begins with @ names a file of them."""
+    from ansible.inventory.manager import split_host_pattern  # pylint: disable=import-outside-toplevel
+    found = []
+    for word in split_host_pattern(limit):
+        if word.startswith("@"):
+            with open(word[1:], encoding="utf-8") as file:
+                found += [line.strip() for line in file]
+        else:
+            found.append(word)
+    return found
+
+
 def waves(hosts, groups, rack_prefix="", cap=0):
     """The machines in waves: of each rack one at most, and no more than the cap where it is not 0. A rack
     is a group whose name begins with the prefix; machines in none are alone."""
@@ -184,6 +197,6 @@ class FilterModule:
     """Ansible asks it for the filters."""
 
     def filters(self):
-        return {"waves": waves, "fault": fault, "reached": reached, "broken": broken, "installed": installed,
+        return {"patterns": patterns, "waves": waves, "fault": fault, "reached": reached, "broken": broken, "installed": installed,
                 "tested": tested, "has_started": has_started, "has_ended": has_ended, "gathered": gathered,
                 "and_then": and_then, "unless_lost": unless_lost, "reported": reported}
