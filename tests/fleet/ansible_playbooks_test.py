@@ -217,6 +217,7 @@ class Playbooks(AnsibleCase):
                  (True, "no tests are kept") if is_good or text.startswith("1 not-asked") else (is_good, text)
                  for name, (is_good, text) in self.wanted.items()}
         self.expect_told(output, tests)
+        self.assertEqual((self.folder / "hddtest-histories").stat().st_mode & 0o777, 0o700)
         kept = {path.stem for path in (self.folder / "hddtest-histories").glob("*.jsonl") if path.stat().st_size}
         self.assertEqual(kept, {name for name, (_, text) in tests.items() if text == "tests: 1"})
         self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/m03.jsonl").read_text())
@@ -267,8 +268,10 @@ class Playbooks(AnsibleCase):
         self.assertIn("fleet.html would be written", told)
 
         page.mkdir(parents=True)
+        histories.chmod(0o750)
         status, told = self.gather_one()
         self.assertEqual(status, 2, told)
+        self.assertEqual(histories.stat().st_mode & 0o777, 0o750)
         self.assertIn("fleet.html", told)
         self.assertNotIn("was written", told)
 
