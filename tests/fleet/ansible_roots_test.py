@@ -312,6 +312,7 @@ class Roots(AnsibleCase):
                          "timers.target.wants/hddtest-run@short.timer\n"
                          "certificate.pem\nkey.pem\n")
         self.assertEqual(self.inside("two", "cat /etc/hddtest/users"), f"operator:{HASH}\n")
+        self.assertIn('PATROL_OPTIONS="--wake --jobs 4"\n', self.inside("one", "cat /etc/default/hddtest"))
 
 
 if __name__ == "__main__":
