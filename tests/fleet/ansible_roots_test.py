@@ -162,11 +162,13 @@ class Roots(AnsibleCase):
 
     def set_up_without(self, setting, name, **variables):
         """With a role that lacks this line; the machine is asked what would be changed."""
-        shutil.copytree(COLLECTION, self.place_of_collection(setting))
-        tasks = self.folder / setting / "ansible_collections/hddtest/fleet/roles/hddtest/tasks/server.yml"
-        text, count = re.subn(rf"^ *{setting}: .*\n", "", tasks.read_text(), flags=re.MULTILINE)
-        self.assertEqual(count, 2)
-        tasks.write_text(text)
+        place = self.place_of_collection(setting)
+        shutil.copytree(COLLECTION, place)
+        for part in ("users", "server"):
+            tasks = place / f"roles/hddtest/tasks/{part}.yml"
+            text, count = re.subn(rf"^ *{setting}: .*\n", "", tasks.read_text(), flags=re.MULTILINE)
+            self.assertEqual(count, 1)
+            tasks.write_text(text)
         return self.set_up("--check", "--diff", "-vvv", "--limit", name, collections=setting, **variables)
 
     def expect_reasons_of_servers_that_do_not_start(self, **server):
@@ -180,6 +182,10 @@ class Roots(AnsibleCase):
                 self.inside(name, f"cat >{place} <<'END'\n{text}END\nchmod 755 {place}")
         ended = self.at_once(*(functools.partial(self.set_up, "--limit", name, *online, **{
             **server, **change, "hddtest_packages": [], "hddtest_timers": {}}) for name, (_, change) in actions.items()))
+        # A server that runs reads users that come alone.
+        alone = self.set_up("--limit", "one", *online, hddtest_packages=[], hddtest_timers={},
+                            hddtest_server_users={"operator": HASH + "4"})
+        self.assertEqual(self.told(alone[1]), self.told(ended[0][1]), alone)
         for (status, output), (name, (action, _)) in zip(ended, actions.items()):
             self.assertEqual(status, 2, output)
             self.assertEqual(self.told(output).get(name), (
@@ -300,9 +306,13 @@ class Roots(AnsibleCase):
         self.expect_reasons_of_servers_that_do_not_start(**server)
 
         # Nobody is left to log in only where no server runs.
-        status, output = self.set_up("--limit", "one", hddtest_packages=[], hddtest_server=True, hddtest_server_users={})
-        self.assertEqual((status, self.told(output)["one"][0]), (2, False), output)
-        self.assertIn("the server does not run without users", self.told(output)["one"][1])
+        for name, (status, output) in zip(("one", "two"), self.at_once(
+                *(functools.partial(self.set_up, "--limit", name, hddtest_packages=[], hddtest_server_users={}, **server)
+                  for name, server in (("one", {"hddtest_server": True}), ("two", {}))))):
+            self.assertEqual((status, self.told(output)[name][0]), (2, False), output)
+            self.assertIn("the server does not run without users", self.told(output)[name][1])
+        status, output = self.set_up("--limit", "two", hddtest_packages=[], hddtest_server_users={"guest": HASH})
+        self.expect(output, status, lambda count: count == 1)
         for name, users in (("one", {"hddtest_server_users": {}}), ("two", {})):
             status, output = self.set_up("--limit", name, hddtest_packages=[], hddtest_server=False,
                                          hddtest_timers={"run@long": False}, **users)
@@ -311,7 +321,7 @@ class Roots(AnsibleCase):
                          "timers.target.wants/hddtest-metrics.timer\n"
                          "timers.target.wants/hddtest-run@short.timer\n"
                          "certificate.pem\nkey.pem\n")
-        self.assertEqual(self.inside("two", "cat /etc/hddtest/users"), f"operator:{HASH}\n")
+        self.assertEqual(self.inside("two", "cat /etc/hddtest/users"), f"guest:{HASH}\n")
         self.assertIn('PATROL_OPTIONS="--wake --jobs 4"\n', self.inside("one", "cat /etc/default/hddtest"))
 
 
