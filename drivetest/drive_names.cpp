@@ -28,7 +28,10 @@ std::optional<std::int64_t> running_or_newest(Database& database, std::int64_t d
 
 }  // namespace
 
-bool has_nguid(const Drive& drive) { return drive.world_wide_name.starts_with("nguid-"); }
+bool is_named_by_namespace(const Drive& drive) {
+  const std::string_view name = drive.world_wide_name;
+  return name.starts_with("eui-") || name.starts_with("nguid-");
+}
 
 Drive unnamed(Drive drive) {
   drive.world_wide_name.clear();
@@ -37,7 +40,7 @@ Drive unnamed(Drive drive) {
 
 std::vector<std::string> former_identities(const Drive& drive) {
   std::vector<std::string> former;
-  if (has_nguid(drive)) former.push_back(unnamed(drive).identity());
+  if (is_named_by_namespace(drive)) former.push_back(unnamed(drive).identity());
   const std::string identity = drive.identity();
   if (identity != drive.claimed_identity() && member_type(drive.place.type) != drive.place.type)
     former.push_back(identity + " -d " + drive.place.type);
@@ -102,7 +105,7 @@ Drive kept_drive(const KeptTest& test) {
 bool is_former_identity(std::string_view identity, const KeptTest& here) {
   const Drive drive = kept_drive(here);
   if (drive.shares_identity && drive.claimed_identity() == identity) return true;
-  return has_nguid(drive) && unnamed(drive).identity() == identity;
+  return is_named_by_namespace(drive) && unnamed(drive).identity() == identity;
 }
 
 std::optional<std::int64_t> find_named(Database& database, std::string_view machine_id,
@@ -111,8 +114,8 @@ std::optional<std::int64_t> find_named(Database& database, std::string_view mach
       drive.serial_number.empty())
     return std::nullopt;
   Query query = database.query(
-      "SELECT number FROM drives WHERE machine_id = ? AND identity >= 'nguid-'"
-      " AND identity < 'nguid.' AND identity = world_wide_name AND model = ? AND serial_number = ?",
+      "SELECT number FROM drives WHERE machine_id = ? AND identity = world_wide_name"
+      " AND (identity GLOB 'eui-*' OR identity GLOB 'nguid-*') AND model = ? AND serial_number = ?",
       machine_id, drive.model, drive.serial_number);
   if (!query.step()) return std::nullopt;
   const std::int64_t number = query.next_integer();

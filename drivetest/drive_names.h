@@ -12,12 +12,13 @@
 
 namespace drivetest {
 
-bool has_nguid(const Drive& drive);
-// As the drive was known before its NGUID could be read.
+// By an EUI-64 or NGUID, which can be read only while the namespace is there.
+bool is_named_by_namespace(const Drive& drive);
+// As the drive is known while the name of its namespace cannot be read.
 Drive unnamed(Drive drive);
 
-// By what else the drive may have been known: by model and serial number before its NGUID could be
-// read, and by its place with a type that only says how it is reached.
+// By what else the drive may have been known: by model and serial number before the name
+// of its namespace could be read, and by its place with a type that only says how it is reached.
 std::vector<std::string> former_identities(const Drive& drive);
 
 // What is known of the drive by a former name is known by its own from now on.
@@ -38,10 +39,10 @@ void know_apart(Database& database, std::string_view machine_id, std::int64_t cl
 
 // The drive of a row, which tells by its identity whether another claims to be the same.
 Drive kept_drive(const KeptTest& test);
-// Whether a file has the identity that is from before the drive's NGUID was known, or before the
-// drive was known by its place.
+// Whether a file has the identity that is from before the name of the drive's namespace was
+// known, or before the drive was known by its place.
 bool is_former_identity(std::string_view identity, const KeptTest& here);
-// The only drive with an NGUID that a drive without one can be; not set where there are several.
+// The only drive with such a name that a drive without one can be; not set where there are several.
 std::optional<std::int64_t> find_named(Database& database, std::string_view machine_id,
                                        const Drive& drive);
 

@@ -335,7 +335,7 @@ History::Import History::import(const KeptTest& test) {
   Import what = Import::Added;
   const Drive imported = kept_drive(test);
   const auto take = [&] {
-    if (has_nguid(imported) && imported.identity() == test.row.drive)
+    if (is_named_by_namespace(imported) && imported.identity() == test.row.drive)
       name_drive(*database_, test.row.machine_id, unnamed(imported).identity(), imported,
                  options_.clock());
     const auto known =

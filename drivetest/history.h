@@ -82,13 +82,13 @@ class History {
   // that has seen its end.
   void explain(const TestRow& row);
 
-  // An NVMe drive that has told its NGUID, and that the history knew by model and serial number
-  // before that could be read, is known by the NGUID from now on, with all its tests. Where both
-  // names are known, see joined_drives.h. The tests of a drive which shares its identity, from
-  // before that was seen, become those of the drive at its place.
+  // An NVMe drive that has told the EUI-64 or NGUID of its namespace, and that the history knew by
+  // model and serial number while that could not be read, is known by that name from now on, with
+  // all its tests. Where both names are known, see joined_drives.h. The tests of a drive which
+  // shares its identity, from before that was seen, become those of the drive at its place.
   void recognise(const Drive& drive);
-  // The NGUID of the NVMe drive with that model and serial number, for a drive that tells no name:
-  // it may not be readable for a time, and a drive of several namespaces has none that is its own.
+  // That name of the NVMe drive with that model and serial number, for a drive that tells none: it
+  // may not be readable for a time, and a drive of no namespace or of several has none of its own.
   // Empty: the drive has a name, or none or several such drives have tests here.
   std::string name_of(const Drive& drive);
   // Whether drives of this machine that claim to be this one are known by their places.

@@ -100,7 +100,7 @@ TEST_F(RecognisedDrive, GetsTheTestsOfBeforeBesideThoseOfItsName) {
   EXPECT_EQ(history.drives().size(), 1);
 }
 
-TEST_F(RecognisedDrive, IsOfThisMachineAndHasAnNguid) {
+TEST_F(RecognisedDrive, IsOfThisMachineAndHasTheNameOfItsNamespace) {
   {
     History other(options("b"));
     other.update(ended_row(other.begin(unnamed(), begun_row()).number));
@@ -108,12 +108,25 @@ TEST_F(RecognisedDrive, IsOfThisMachineAndHasAnNguid) {
   History history(options());
   history.update(ended_row(history.begin(unnamed(), begun_row()).number));
   Drive other_name = unnamed();
-  other_name.world_wide_name = "eui-0025385b71b0a7c1";
+  other_name.world_wide_name = "wwn-0x5000c500a1b2c3d4";
   history.recognise(other_name);
-  EXPECT_EQ(count(history, unnamed()), 1) << "an EUI-64 could always be read";
+  EXPECT_EQ(count(history, unnamed()), 1);
   history.recognise(named());
   EXPECT_EQ(count(history, named()), 1);
   EXPECT_EQ(count(*std::make_unique<History>(options("b")), unnamed()), 1);
+}
+
+// The EUI-64 can be read no more where the name space is gone.
+TEST_F(RecognisedDrive, HasItsTestsOfBeforeByItsEui64) {
+  History history(options());
+  Drive drive = unnamed();
+  drive.world_wide_name = "eui-0025385b71b0a7c1";
+  history.update(ended_row(history.begin(drive, begun_row()).number));
+  EXPECT_EQ(history.name_of(unnamed()), drive.world_wide_name);
+  history.begin(unnamed(), begun_row());
+  history.recognise(drive);
+  EXPECT_EQ(count(history, drive), 2);
+  EXPECT_EQ(count(history, unnamed()), 0);
 }
 
 // The NGUID could not be read for a time, in which a test was started.
