@@ -79,15 +79,15 @@ std::optional<std::int64_t> known_before_apart(Database& database, std::string_v
 }
 
 void know_apart(Database& database, std::string_view machine_id, std::int64_t claimed,
-                const Drive& drive, Time now) {
-  if (const auto apart = find_drive(database, machine_id, drive.identity()))
+                std::string_view identity, Time now) {
+  if (const auto apart = find_drive(database, machine_id, identity))
     return join_drives(database, claimed, *apart, now);
   database.run(
       "INSERT INTO drives (machine_id, identity, protocol, model, serial_number, firmware,"
       " world_wide_name, size, is_rotational, looked, changed)"
       " SELECT machine_id, ?, protocol, model, serial_number, firmware, world_wide_name, size,"
       " is_rotational, looked, changed FROM drives WHERE number = ?",
-      drive.identity(), claimed);
+      identity, claimed);
   const std::int64_t apart = database.last_number();
   database.run(
       "INSERT INTO log_seen SELECT ?, position, test_code, kind, result_code, remaining_percent,"
@@ -100,6 +100,12 @@ Drive kept_drive(const KeptTest& test) {
   Drive drive = test.drive;
   drive.shares_identity = test.row.drive != drive.claimed_identity();
   return drive;
+}
+
+bool is_apart_since(const KeptTest& here, const KeptTest& test) {
+  return here.row.machine_id == test.row.machine_id &&
+         here.row.drive == test.drive.claimed_identity() &&
+         test.row.drive.starts_with(here.row.drive + "\nat ");
 }
 
 bool is_former_identity(std::string_view identity, const KeptTest& here) {

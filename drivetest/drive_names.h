@@ -33,12 +33,16 @@ bool is_known_apart(Database& database, std::string_view machine_id, const Drive
 // one that runs, else the newest, was at another place or in a drive of another size.
 std::optional<std::int64_t> known_before_apart(Database& database, std::string_view machine_id,
                                                const Drive& drive);
-// These tests are those of the drive at its place from now on, and what was seen of the log is.
+// These tests are those of the drive with that identity, which has its place, from now on, and what
+// was seen of the log is.
 void know_apart(Database& database, std::string_view machine_id, std::int64_t claimed,
-                const Drive& drive, Time now);
+                std::string_view identity, Time now);
 
 // The drive of a row, which tells by its identity whether another claims to be the same.
 Drive kept_drive(const KeptTest& test);
+// Whether the test, which a file has as well, is there that of a drive that is known by its place,
+// and here that of what it claims to be.
+bool is_apart_since(const KeptTest& here, const KeptTest& test);
 // Whether a file has the identity that is from before the name of the drive's namespace was
 // known, or before the drive was known by its place.
 bool is_former_identity(std::string_view identity, const KeptTest& here);

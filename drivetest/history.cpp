@@ -132,7 +132,7 @@ void History::recognise(const Drive& drive) {
     for (const std::string& identity : former)
       name_drive(*database_, machine_id, identity, drive, options_.clock());
     if (const auto claimed = known_before_apart(*database_, machine_id, drive))
-      know_apart(*database_, machine_id, *claimed, drive, options_.clock());
+      know_apart(*database_, machine_id, *claimed, drive.identity(), options_.clock());
   });
 }
 
@@ -350,7 +350,12 @@ History::Import History::import(const KeptTest& test) {
     }
     TestRow row = test.row;
     row.number = *known;
-    const std::optional<KeptTest> here = read_test(*database_, *known);
+    std::optional<KeptTest> here = read_test(*database_, *known);
+    if (here && is_apart_since(*here, test)) {
+      const auto claimed = find_drive(*database_, row.machine_id, here->row.drive);
+      know_apart(*database_, row.machine_id, claimed.value(), row.drive, options_.clock());
+      here = read_test(*database_, *known);
+    }
     if (here && is_former_identity(row.drive, *here)) row.drive = here->row.drive;
     if (!here || here->row.drive != row.drive || here->row.machine_id != row.machine_id)
       return Import::Different;

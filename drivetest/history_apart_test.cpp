@@ -143,6 +143,35 @@ TEST_F(DriveApart, IsTheSameInAFileFromBeforeAnotherClaimedToBeIt) {
   EXPECT_EQ(count(history, drive(1)), 0);
 }
 
+// The tests of before have gone over to the drive at its place, and so has the one that ran.
+TEST_F(DriveApart, IsTheSameInAFileFromAfterAnotherClaimedToBeIt) {
+  std::string before;
+  std::string after;
+  {
+    History from(options());
+    tested(from, 1);
+    Drive elsewhere = drive(1);
+    elsewhere.place.device = "/dev/sdz";
+    TestRow row = begun_row();
+    row.place = elsewhere.place;
+    from.update(ended_row(from.begin(elsewhere, row).number));
+    const std::int64_t running = from.begin(drive(1), begun_row()).number;
+    before = exported(from);
+    from.recognise(by_place(drive(1)));
+    from.update(ended_row(running));
+    after = exported(from);
+  }
+  HistoryOptions other = options("b");
+  other.folder = root() / "other";
+  History to(other);
+  EXPECT_EQ(imported(to, before).added, 3);
+  const ImportCounts counts = imported(to, after);
+  EXPECT_EQ(counts.unchanged, 2);
+  EXPECT_EQ(counts.ended, 1);
+  EXPECT_EQ(exported(to), after);
+  EXPECT_EQ(imported(to, before).unchanged, 3);
+}
+
 TEST_F(DriveApart, IsKnownByItsPlaceWithoutATypeThatChoosesNoDrive) {
   History history(options());
   tested(history, 1);
