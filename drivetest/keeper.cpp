@@ -10,6 +10,13 @@ namespace {
 
 constexpr std::chrono::milliseconds kBeforeSecondLook = std::chrono::seconds(2);
 
+// Who has compared the looks at all drives may have told of the first look alone that another drive
+// claims to be the same. What the later one has found is news.
+void share_as_before(Drive& later, const Drive& before) {
+  if (before.shares_identity && later.claimed_identity() == before.claimed_identity())
+    later.shares_identity = true;
+}
+
 }  // namespace
 
 SeenLook Keeper::see(const Place& place, bool wake) {
@@ -39,7 +46,7 @@ Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circu
     if (!is_old || looks == kMostLooks) return settled;
     SeenLook later = see(seen.look.drive.place, wake);
     if (later.look.fault != LookFault::None) return settled;
-    later.look.drive.shares_identity = seen.look.drive.shares_identity;
+    share_as_before(later.look.drive, seen.look.drive);
     seen = std::move(later);
   }
 }
@@ -53,7 +60,7 @@ DriveStatus Keeper::settle_by_looks(SeenLook seen, bool wake, Circumstances circ
       time_.wait(kBeforeSecondLook);
       SeenLook next = see(seen.look.drive.place, wake);
       if (next.look.fault != LookFault::None) break;
-      next.look.drive.shares_identity = seen.look.drive.shares_identity;
+      share_as_before(next.look.drive, seen.look.drive);
       seen = std::move(next);
       circumstances.is_second_look = true;
       std::vector<TestRow> ended = std::move(settled.ended);

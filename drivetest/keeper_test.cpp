@@ -138,6 +138,20 @@ TEST_P(KeeperTest, KeepsATestThatEndsDuringTheFirstLookOnce) {
   EXPECT_EQ(outcomes(), "failed ");
 }
 
+// Another process sees it between the two looks of this one, and moves what is kept of the drive.
+TEST_P(KeeperTest, KeepsATestOnceOfADriveThatAnotherOneClaimsToBeMeanwhile) {
+  start();
+  drive_.during_look = [&] {
+    drive_.share_identity();
+    History other({.folder = folder_ / "hvx", .host = {"aa", "host"}});
+    Keeper(drive_, time_, [&] { return &other; }).look(place_, false);
+    drive_.end(7);
+  };
+  EXPECT_FALSE(look().running);
+  EXPECT_EQ(outcomes(), "failed ");
+  EXPECT_EQ(rows().front().source, Source::Library);
+}
+
 // An earlier version could not read the NGUID.
 TEST_P(KeeperTest, KnowsADriveOfNvmeAgainThatTellsItsNguid) {
   if (GetParam() != Protocol::Nvme) return;
