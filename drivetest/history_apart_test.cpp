@@ -32,6 +32,7 @@ class DriveApart : public HistoryCase {
       row.source = Source::Other;
       row.started.reset();
       row.hours = log[i].hours;
+      row.first_bad_block = log[i].first_bad_block;
       change.added.push_back(row);
     }
     ASSERT_TRUE(history.change(drive, history.state(drive.identity()), change));
@@ -101,6 +102,25 @@ TEST_F(DriveApart, KeepsOnceWhatWasKnownByItsPlaceAndNotByIt) {
   history.recognise(here);
   EXPECT_THAT(hours_of(history, here), ElementsAre(100, 90));
   EXPECT_EQ(count(history, drive(1)), 0);
+}
+
+// One of the names was looked at where only the standard log could be read.
+TEST_F(DriveApart, KeepsTheBlockThatOneOfItsLogsCannotTell) {
+  for (const bool is_told_by_place : {true, false}) {
+    HistoryOptions other = options();
+    other.folder = root() / (is_told_by_place ? "place" : "claim");
+    History history(other);
+    const Drive here = by_place(drive(1));
+    LogEntry told = entry(90);
+    told.first_bad_block = 5'000'000'000;
+    look_at(history, here, {is_told_by_place ? told : entry(90)}, 1);
+    now += 1h;
+    look_at(history, drive(1), {is_told_by_place ? entry(90) : told}, 1);
+    history.recognise(here);
+    const std::vector<KeptTest> kept = history.of_drive(here.identity(), 100);
+    ASSERT_EQ(kept.size(), 1U);
+    EXPECT_EQ(kept.front().row.first_bad_block, told.first_bad_block);
+  }
 }
 
 TEST_F(DriveApart, HasNoTestsOfADriveThatWasAnotherOne) {

@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "drivetest/ata_logs.h"
 #include "drivetest/history_rows.h"
 
 namespace drivetest {
@@ -54,9 +55,18 @@ Entry entry_of(const Holder& holder) {
           holder.segment};
 }
 
+constexpr std::size_t kBlock = 3;
+
+// Whether both may be of one test, whichever log of an ATA drive each was read from.
+bool is_same(const Entry& one, const Entry& other) {
+  Entry same = one;
+  std::get<kBlock>(same) = std::get<kBlock>(other);
+  return same == other && is_same_block(std::get<kBlock>(one), std::get<kBlock>(other));
+}
+
 bool has_entry(const Side& side, const TestRow& row) {
   return std::ranges::any_of(
-      side.log, [&](const LogEntry& entry) { return entry_of(entry) == entry_of(row); });
+      side.log, [&](const LogEntry& entry) { return is_same(entry_of(entry), entry_of(row)); });
 }
 
 void drop(Database& database, Side& side, std::int64_t number) {
@@ -119,20 +129,38 @@ void leave_to_next_look(Database& database, const Side& kept, Side& other) {
 void drop_repeated(Database& database, Side& before, Side& named) {
   struct Count {
     std::size_t before = 0, named = 0, own = 0, logged = 0;
-    std::vector<std::int64_t> others;  // those of `named` first
+    std::ptrdiff_t telling = 0;        // of the others
+    std::vector<std::int64_t> others;  // those of `named` first, but for those that tell less
+  };
+  std::vector<Entry> of_extended_log;
+  const auto add = [&](const Entry& entry) {
+    const auto& block = std::get<kBlock>(entry);
+    if (block && is_same_block(block, std::nullopt)) of_extended_log.push_back(entry);
+  };
+  for (const Side* const side : {&named, &before}) {
+    for (const TestRow& row : side->rows) add(entry_of(row));
+    for (const LogEntry& entry : side->log) add(entry_of(entry));
+  }
+  const auto told = [&](const Entry& entry) {
+    const auto found = std::ranges::find_if(
+        of_extended_log, [&](const Entry& other) { return is_same(entry, other); });
+    return found == of_extended_log.end() ? entry : *found;
   };
   std::map<Entry, Count> counts;
   for (Side* const side : {&named, &before})
     for (const TestRow& row : side->rows) {
       if (!row.result_code) continue;
-      Count& count = counts[entry_of(row)];
+      const Entry entry = told(entry_of(row));
+      Count& count = counts[entry];
       ++(side == &named ? count.named : count.before);
-      if (row.source == Source::Other)
-        count.others.push_back(row.number);
-      else
+      if (row.source != Source::Other)
         ++count.own;
+      else if (entry == entry_of(row))
+        count.others.insert(count.others.begin() + count.telling++, row.number);
+      else
+        count.others.push_back(row.number);
     }
-  for (const LogEntry& entry : named.log) ++counts[entry_of(entry)].logged;
+  for (const LogEntry& entry : named.log) ++counts[told(entry_of(entry))].logged;
   for (const auto& [entry, count] : counts) {
     const std::size_t known = std::max(count.named, count.logged);
     const std::size_t tests = std::max({known, count.before, count.own});

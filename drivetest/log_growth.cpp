@@ -4,6 +4,8 @@
 #include <array>
 #include <iterator>
 
+#include "drivetest/ata_logs.h"
+
 namespace drivetest {
 
 namespace {
@@ -27,7 +29,8 @@ bool continues(const Log& before, const Log& now, std::size_t added) {
   const bool has_lost = rest < before.size();
   if (has_lost && (now.size() < before.size() || (now.size() > before.size() && !may_be_full(now))))
     return false;
-  return std::equal(now.begin() + static_cast<std::ptrdiff_t>(added), now.end(), before.begin());
+  return std::equal(now.begin() + static_cast<std::ptrdiff_t>(added), now.end(), before.begin(),
+                    is_same_test);
 }
 
 // How many rows may have been added; every number that fits, the smallest first.
@@ -123,9 +126,9 @@ LogGrowth growth_of(const Log& before, const Log& now) {
         rows.begin() + static_cast<std::ptrdiff_t>(numbers[numbers.size() - 1 - doubts]));
   // Where nothing goes on, what stands from the first known row on is still not new: the log may
   // have been read in another way, which shows more old rows, or its rows have changed places.
-  const auto first_old = has_overlap
-                             ? rows.begin() + static_cast<std::ptrdiff_t>(added)
-                             : std::find_first_of(rows.begin(), rows.end(), old.begin(), old.end());
+  const auto first_old = has_overlap ? rows.begin() + static_cast<std::ptrdiff_t>(added)
+                                     : std::find_first_of(rows.begin(), rows.end(), old.begin(),
+                                                          old.end(), is_same_test);
   std::remove_copy_if(rows.begin(), first_old, std::back_inserter(growth.added), is_running);
   return growth;
 }

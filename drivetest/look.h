@@ -11,7 +11,8 @@
 
 namespace drivetest {
 
-// An entry of a drive's self-test log. Two entries are the same only if all that they say is.
+// An entry of a drive's self-test log. Two entries are equal only if all that they say is; whether
+// they are of one test is told by is_same_test (ata_logs.h).
 struct LogEntry {
   int test_code = 0;  // the drive's own: ATA 1, 2, 3, 81h ...; SCSI 1, 2, 5 ...; NVMe 1, 2, Eh
   std::optional<TestKind> kind;  // not set for a test that we cannot start

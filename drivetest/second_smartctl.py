@@ -6,12 +6,19 @@ from second_rows import (KINDS, RUNNING, SMARTCTL_NAMES, ata_rows, get, number, 
                          running_text, scsi_rows, words)
 
 
+def are_one(extended, standard):
+    """Both rows are of one test. The standard log has no room for a block of more than 32 bits."""
+    told = [(get(row, "type", "value"), get(row, "status", "value"), get(row, "lifetime_hours"))
+            for row in (extended, standard)]
+    block, other = get(extended, "lba"), get(standard, "lba")
+    is_long = block is not None and block >= 2**32 - 1
+    return told[0] == told[1] and (other == block or is_long and other in (None, block % 2**32))
+
+
 def rows_of_both(extended, standard):
-    """The standard log has no block of 48 bits, and the extended one ends sooner. Logs that tell of different
-    tests are no two views of one: the one with more rows."""
-    told = [[(get(row, "type", "value"), get(row, "status", "value") >> 4, get(row, "lifetime_hours"))
-             for row in rows] for rows in (extended, standard)]
-    if told[1][:len(told[0])] == told[0]:
+    """The extended log ends sooner. Logs that tell of different tests are no two views of one: the one with more
+    rows."""
+    if all(are_one(*pair) for pair in zip(extended, standard)):
         return extended + standard[len(extended):]
     return max(extended, standard, key=len)
 

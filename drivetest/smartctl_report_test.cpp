@@ -106,6 +106,7 @@ TEST(AtaReport, TakesTheRowsOfTheExtendedLogAndThoseThatOnlyTheStandardOneHas) {
   EXPECT_FALSE(now.at(19).first_bad_block);
   EXPECT_EQ(now.at(19).hours, 882U);
   EXPECT_EQ(growth_of(before, now).added.size(), 1U);
+  EXPECT_TRUE(growth_of(before, now).is_certain);
   EXPECT_EQ(logs(900, 25, 21).size(), 25U);
 }
 

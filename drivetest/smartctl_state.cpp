@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "drivetest/ata_logs.h"
 #include "drivetest/inability.h"
 #include "drivetest/log_rows.h"
 #include "drivetest/outcome.h"
@@ -35,28 +36,11 @@ void read_ata_abilities(JsonPart data, Look& look) {
     ability(look, TestKind::Conveyance) = {true, minutes(times["conveyance"].number(0xFF))};
 }
 
-// Whether both rows are of one test. What they say besides need not be the same: a block of more
-// than 32 bits stands in the extended log only.
-bool is_same_test(const LogEntry& one, const LogEntry& other) {
-  return one.test_code == other.test_code && one.result_code == other.result_code &&
-         one.hours == other.hours;
-}
-
-// The extended log knows more of each test, the standard one may go further back. Some drives keep
-// only one of them up to date: where they differ, it is the longer one.
-std::vector<LogEntry> joined(std::vector<LogEntry> extended, std::vector<LogEntry> standard) {
-  const auto [of_extended, of_standard] = std::mismatch(
-      extended.begin(), extended.end(), standard.begin(), standard.end(), is_same_test);
-  if (of_extended != extended.end()) return standard.size() > extended.size() ? standard : extended;
-  extended.insert(extended.end(), of_standard, standard.end());
-  return extended;
-}
-
 void read_ata_log(JsonPart logs, Look& look) {
   const JsonPart standard = logs["standard"];
   const JsonPart extended = logs["extended"];
   look.has_log = standard.is_object() || extended.is_object();
-  look.log = joined(ata_log(extended["table"]), ata_log(standard["table"]));
+  look.log = joined_logs(ata_log(extended["table"]), ata_log(standard["table"]));
 }
 
 // A drive without a log aborts the command. All else may succeed the next time.
