@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <span>
 
+#include "drivetest/outcome.h"
+
 namespace drivetest {
 
 namespace {
@@ -12,11 +14,20 @@ using Rows = std::span<const LogEntry>;
 
 constexpr std::uint64_t kNoBlock = 0xFFFFFFFF;  // as the standard log says it
 
+Rows ended(const Log& log) {
+  const bool has_running = !log.empty() && log.front().result_code == kRunningCode;
+  return Rows(log).subspan(has_running ? 1 : 0);
+}
+
 // Whether both are the same as far as both go back.
 bool agree(Rows one, Rows other) {
   const auto [of_one, of_other] =
       std::mismatch(one.begin(), one.end(), other.begin(), other.end(), is_same_test);
   return of_one == one.end() || of_other == other.end();
+}
+
+bool is_one_ahead(Rows one, Rows other) {
+  return one.size() > 1 && !other.empty() && agree(one.subspan(1), other);
 }
 
 }  // namespace
@@ -33,12 +44,28 @@ bool is_same_test(const LogEntry& one, const LogEntry& other) {
   return same == other && is_same_block(one.first_bad_block, other.first_bad_block);
 }
 
+// A test may end after smartctl has read the one log and before it reads the other, and some drives
+// show a running test in one of them only.
 std::vector<LogEntry> joined_logs(const Log& extended, const Log& standard) {
-  if (!agree(extended, standard)) return standard.size() > extended.size() ? standard : extended;
-  Log log = extended;
-  const Rows older = Rows(standard).subspan(std::min(extended.size(), standard.size()));
-  log.insert(log.end(), older.begin(), older.end());
-  return log;
+  const Rows of_extended = ended(extended);
+  const Rows of_standard = ended(standard);
+  const auto joined = [&](Rows newest, std::size_t in_both) {
+    Log log(newest.begin(), newest.end());
+    log.insert(log.end(), of_extended.begin(), of_extended.end());
+    const Rows older = of_standard.subspan(std::min(in_both, of_standard.size()));
+    log.insert(log.end(), older.begin(), older.end());
+    return log;
+  };
+  const Rows extended_running = Rows(extended).first(extended.size() - of_extended.size());
+  const Rows standard_running = Rows(standard).first(standard.size() - of_standard.size());
+  if (agree(of_extended, of_standard))
+    return joined(extended_running.empty() ? standard_running : extended_running,
+                  of_extended.size());
+  if (is_one_ahead(of_standard, of_extended))
+    return joined(Rows(standard).first(standard_running.size() + 1), of_extended.size() + 1);
+  if (is_one_ahead(of_extended, of_standard))
+    return joined(extended_running, of_extended.size() - 1);
+  return standard.size() > extended.size() ? standard : extended;
 }
 
 }  // namespace drivetest

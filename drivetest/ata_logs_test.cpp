@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "drivetest/log_growth.h"
+#include "drivetest/outcome.h"
 
 namespace drivetest {
 namespace {
@@ -25,6 +26,8 @@ LogEntry row(std::uint64_t hours, std::optional<std::uint64_t> block = kBlock, i
 
 LogEntry in_standard(std::uint64_t hours) { return row(hours, std::nullopt); }
 
+LogEntry running(std::uint64_t hours) { return row(hours, std::nullopt, kRunningCode); }
+
 // So many tests that failed at such a block, one in each hour.
 Log extended(std::uint64_t newest, std::uint64_t rows) {
   Log log;
@@ -35,6 +38,11 @@ Log extended(std::uint64_t newest, std::uint64_t rows) {
 Log standard(std::uint64_t newest, std::uint64_t rows) {
   Log log;
   for (std::uint64_t i = 0; i < rows; ++i) log.push_back(in_standard(newest - i));
+  return log;
+}
+
+Log under(const LogEntry& first, Log log) {
+  log.insert(log.begin(), first);
   return log;
 }
 
@@ -78,6 +86,32 @@ TEST(JoinedLogs, GoOnAsOneLog) {
     EXPECT_THAT(growth_of(standard(900, rows), before).added, IsEmpty()) << rows;
     EXPECT_TRUE(growth_of(standard(900, rows), before).is_certain) << rows;
   }
+}
+
+TEST(JoinedLogs, NeedNotBothHaveTheRowOfTheRunningTest) {
+  const Log ended = joined_logs(extended(900, 19), standard(900, 20));
+  EXPECT_EQ(joined_logs(under(running(901), extended(900, 19)), standard(900, 20)),
+            under(running(901), ended));
+  EXPECT_EQ(joined_logs(extended(900, 19), under(running(901), standard(900, 20))),
+            under(running(901), ended));
+  EXPECT_EQ(
+      joined_logs(under(running(901), extended(900, 18)), under(running(901), standard(900, 20))),
+      under(running(901), joined_logs(extended(900, 18), standard(900, 20))));
+}
+
+TEST(JoinedLogs, MayBeReadBeforeAndAfterTheEndOfATest) {
+  EXPECT_EQ(joined_logs(extended(900, 19), standard(901, 21)),
+            under(in_standard(901), joined_logs(extended(900, 19), standard(900, 20))));
+  EXPECT_EQ(joined_logs(under(running(901), extended(900, 18)), standard(901, 21)),
+            under(in_standard(901), joined_logs(extended(900, 18), standard(900, 20))));
+  EXPECT_EQ(joined_logs(extended(901, 19), standard(900, 20)),
+            joined_logs(extended(901, 19), standard(901, 21)));
+  EXPECT_EQ(joined_logs(extended(901, 19), under(running(901), standard(900, 20))),
+            joined_logs(extended(901, 19), standard(901, 21)));
+  // And another one runs already.
+  EXPECT_EQ(joined_logs(extended(900, 19), under(running(902), standard(901, 20))),
+            under(running(902),
+                  under(in_standard(901), joined_logs(extended(900, 19), standard(900, 19)))));
 }
 
 TEST(JoinedLogs, ThatTellOfDifferentTestsAreTheLongerOneOrElseTheExtendedOne) {

@@ -16,10 +16,19 @@ def are_one(extended, standard):
 
 
 def rows_of_both(extended, standard):
-    """The extended log ends sooner. Logs that tell of different tests are no two views of one: the one with more
-    rows."""
-    if all(are_one(*pair) for pair in zip(extended, standard)):
-        return extended + standard[len(extended):]
+    """The standard log has no block of 48 bits, and the extended one ends sooner. The one may have a test that
+    runs, or that has just ended, and the other not yet. Logs that tell of different tests are no two views of
+    one: the one with more rows."""
+    running = [rows[:1] if rows and get(rows[0], "status", "value") >> 4 == RUNNING else []
+               for rows in (extended, standard)]
+    ended = [extended[len(running[0]):], standard[len(running[1]):]]
+    for ahead in ((0, 0), (0, 1), (1, 0)):
+        both = list(zip(ended[0][ahead[0]:], ended[1][ahead[1]:]))
+        if (both or ahead == (0, 0)) and all(are_one(*pair) for pair in both):
+            first = standard[:len(running[1]) + 1] if ahead[1] else running[0]
+            if ahead == (0, 0):
+                first = running[0] or running[1]
+            return first + ended[0] + ended[1][len(ended[0]) - ahead[0] + ahead[1]:]
     return max(extended, standard, key=len)
 
 
