@@ -30,6 +30,15 @@ bool is_one_ahead(Rows one, Rows other) {
   return one.size() > 1 && !other.empty() && agree(one.subspan(1), other);
 }
 
+// Hours have 16 bits, and a log may count them from any time: of two hours, the later one is that
+// to which fewer lead.
+bool is_newer(Rows one, Rows other) {
+  constexpr std::uint64_t kHours = 1U << 16;
+  if (one.empty() || other.empty() || !one.front().hours || !other.front().hours) return false;
+  const std::uint64_t later = (*one.front().hours - *other.front().hours) % kHours;
+  return later > 0 && later < kHours / 2;
+}
+
 }  // namespace
 
 bool is_same_block(const std::optional<std::uint64_t>& one,
@@ -65,6 +74,8 @@ std::vector<LogEntry> joined_logs(const Log& extended, const Log& standard) {
     return joined(Rows(standard).first(standard_running.size() + 1), of_extended.size() + 1);
   if (is_one_ahead(of_extended, of_standard))
     return joined(extended_running, of_extended.size() - 1);
+  if (is_newer(of_extended, of_standard)) return extended;
+  if (is_newer(of_standard, of_extended)) return standard;
   return standard.size() > extended.size() ? standard : extended;
 }
 

@@ -21,7 +21,7 @@ bool is_same_block(const std::optional<std::uint64_t>& one,
 bool is_same_test(const LogEntry& one, const LogEntry& other);
 
 // The extended log, and what only the standard one has. Where they tell of different tests, it is
-// the longer one: some drives keep only one of them up to date.
+// one of them alone: that of which the newest test is of a later hour, or else the longer one.
 std::vector<LogEntry> joined_logs(const std::vector<LogEntry>& extended,
                                   const std::vector<LogEntry>& standard);
 

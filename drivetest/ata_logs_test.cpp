@@ -114,7 +114,16 @@ TEST(JoinedLogs, MayBeReadBeforeAndAfterTheEndOfATest) {
                   under(in_standard(901), joined_logs(extended(900, 19), standard(900, 19)))));
 }
 
-TEST(JoinedLogs, ThatTellOfDifferentTestsAreTheLongerOneOrElseTheExtendedOne) {
+TEST(JoinedLogs, ThatTellOfDifferentTestsAreTheOneWithTheLaterTest) {
+  EXPECT_EQ(joined_logs(extended(900, 5), standard(905, 5)), standard(905, 5));
+  EXPECT_EQ(joined_logs(extended(905, 5), standard(900, 5)), extended(905, 5));
+  EXPECT_EQ(joined_logs(extended(900, 19), standard(905, 1)), standard(905, 1));
+  EXPECT_EQ(joined_logs(extended(905, 1), standard(900, 21)), extended(905, 1));
+  EXPECT_EQ(joined_logs({row(65530)}, {in_standard(4)}), Log{in_standard(4)}) << "hours wrap";
+  EXPECT_EQ(joined_logs({row(4)}, {in_standard(65530)}), Log{row(4)});
+}
+
+TEST(JoinedLogs, OfDifferentTestsOfOneHourAreTheLongerOneOrElseTheExtendedOne) {
   const Log passed = {row(900, std::nullopt, 0)};
   EXPECT_EQ(joined_logs(extended(900, 1), passed), extended(900, 1));
   EXPECT_EQ(joined_logs(passed, standard(900, 2)), standard(900, 2));

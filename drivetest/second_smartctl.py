@@ -18,7 +18,7 @@ def are_one(extended, standard):
 def rows_of_both(extended, standard):
     """The standard log has no block of 48 bits, and the extended one ends sooner. The one may have a test that
     runs, or that has just ended, and the other not yet. Logs that tell of different tests are no two views of
-    one: the one with more rows."""
+    one: the one of the later hour, or with more rows."""
     running = [rows[:1] if rows and get(rows[0], "status", "value") >> 4 == RUNNING else []
                for rows in (extended, standard)]
     ended = [extended[len(running[0]):], standard[len(running[1]):]]
@@ -29,6 +29,9 @@ def rows_of_both(extended, standard):
             if ahead == (0, 0):
                 first = running[0] or running[1]
             return first + ended[0] + ended[1][len(ended[0]) - ahead[0] + ahead[1]:]
+    hours = [get(rows, 0, "lifetime_hours") for rows in ended]
+    if None not in hours and (hours[0] - hours[1]) % 2**16 not in (0, 2**15):
+        return extended if (hours[0] - hours[1]) % 2**16 < 2**15 else standard
     return max(extended, standard, key=len)
 
 
