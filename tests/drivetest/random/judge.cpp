@@ -32,10 +32,12 @@ char letter_of(Outcome outcome) {
   return kLetters.at(static_cast<std::size_t>(outcome));
 }
 
+// The standard log of an ATA drive has no block of more than 32 bits.
 bool is_row_of(const TestRow& row, const LogEntry& entry) {
+  const bool is_without_block = !row.first_bad_block && entry.first_bad_block > 0xFFFFFFFFU;
   return row.kind == entry.kind && row.test_code == entry.test_code &&
          row.result_code == entry.result_code && row.hours == entry.hours &&
-         row.first_bad_block == entry.first_bad_block;
+         (row.first_bad_block == entry.first_bad_block || is_without_block);
 }
 
 // Whether each of the left has another of the right that suits it; which has none, else.

@@ -9,6 +9,8 @@ namespace {
 
 constexpr int kRuns = 15;
 constexpr std::uint64_t kBadBlock = 4711;
+constexpr std::size_t kExtendedRows = 19;
+constexpr std::uint64_t kLongBlock = 5'000'000'000;
 
 // By result code: passed, aborted, failed, or nothing that a standard names.
 constexpr std::string_view kAta = "PAAFFFFFF??????";
@@ -37,6 +39,7 @@ std::string text_of(const Traits& traits) {
   add(traits.old_entries > 0,
       std::to_string(traits.old_entries) + (traits.old_are_equal ? " equal" : "") + " old entries");
   add(traits.old_result != 0, "each with result " + std::to_string(traits.old_result));
+  add(traits.has_long_blocks, "blocks of more than 32 bits");
   add(!traits.has_log, "no log");
   add(!traits.log_grows, "the log never grows");
   add(!traits.keeps_aborted, "no entry of aborted tests");
@@ -82,13 +85,14 @@ PlayedDrive::PlayedDrive(const Traits& traits, int number) : traits_(traits) {
     test.kind = TestKind::Short;
     test.result = old % 5 == 3 ? 4 : 0;
     if (traits.old_are_equal) test.result = traits.old_result;
+    if (traits.has_long_blocks) test.result = old % 3 == 0 ? 0 : 7;
     if (traits.protocol == Protocol::Nvme && test.result == 4) test.result = 6;
     test.begun = test.ended.emplace(-1);
     LogEntry entry;
     entry.test_code = 1;
     entry.kind = TestKind::Short;
     entry.result_code = test.result;
-    if (names_bad_block(traits.protocol, test.result)) entry.first_bad_block = kBadBlock;
+    entry.first_bad_block = bad_block(test.result);
     const std::int64_t before = traits.old_are_equal ? 1 : 30 * (traits.old_entries - old);
     entry.hours = log_hour() < static_cast<std::uint64_t>(before)
                       ? 0
@@ -191,7 +195,7 @@ void PlayedDrive::end(int result, bool is_kept) {
     entry.kind = test.kind;
     entry.result_code = result;
     entry.hours = log_hour();
-    if (names_bad_block(traits_.protocol, result)) entry.first_bad_block = kBadBlock;
+    entry.first_bad_block = bad_block(result);
     test.entry = entry;
     add_entry(entry, running_);
     // It may be new, or one of those that stood there before.
@@ -213,6 +217,11 @@ void PlayedDrive::add_entry(const LogEntry& entry, int test) {
     log_.pop_back();
     log_tests_.pop_back();
   }
+}
+
+std::optional<std::uint64_t> PlayedDrive::bad_block(int result) const {
+  if (!names_bad_block(traits_.protocol, result)) return std::nullopt;
+  return traits_.has_long_blocks ? kLongBlock : kBadBlock;
 }
 
 LogEntry PlayedDrive::running_row() const {
@@ -255,9 +264,14 @@ void PlayedDrive::show_status(drivetest::Look& look) const {
   look.running = running_test;
 }
 
-void PlayedDrive::show_log(drivetest::Look& look) const {
+void PlayedDrive::show_log(drivetest::Look& look) {
   look.has_log = traits_.has_log;
-  if (traits_.has_log) look.log = log();
+  if (!traits_.has_log) return;
+  look.log = log();
+  if (!traits_.has_long_blocks) return;
+  const bool is_extended_read = ++looks_ % 4 != 0;
+  for (std::size_t row = is_extended_read ? kExtendedRows : 0; row < look.log.size(); ++row)
+    look.log[row].first_bad_block.reset();
 }
 
 std::size_t PlayedDrive::rows_shown() const {

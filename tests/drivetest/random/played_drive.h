@@ -35,7 +35,10 @@ struct Traits {
   std::int64_t first_hour = 1000;
   std::int64_t old_entries = 0;
   bool old_are_equal = false;
-  int old_result = 0;           // of those, if they are equal
+  int old_result = 0;  // of those, if they are equal
+  // Bad blocks have more than 32 bits. They stand in the extended log only, which has 19 rows and
+  // cannot always be read.
+  bool has_long_blocks = false;
   Seconds seconds_to_show = 0;  // until a test that has begun shows
   std::int64_t pace = 100;      // per cent of the announced time that a test takes
   bool gets_stuck = false;      // its tests never end by themselves
@@ -85,7 +88,7 @@ class PlayedDrive {
 
   // The two halves of a look, and what both have in common.
   void show_status(drivetest::Look& look) const;
-  void show_log(drivetest::Look& look) const;
+  void show_log(drivetest::Look& look);
   // The history has taken over what stands in the log now.
   void mark_shown();
   // Any look: the oldest entry of a full log of equals, which the row of a running test hides,
@@ -113,6 +116,7 @@ class PlayedDrive {
   // Then nothing tells whether its log has got one more.
   bool is_full_of_equals() const;
   LogEntry running_row() const;
+  std::optional<std::uint64_t> bad_block(int result) const;
   std::size_t rows_shown() const;
   RealTest* test_of(std::size_t row);  // of a row of the log; nullptr: it is of none
 
@@ -123,6 +127,7 @@ class PlayedDrive {
   Seconds done_ = 0;  // of the running test
   int running_ = -1;
   int status_ = 0;
+  int looks_ = 0;
   std::uint64_t power_cycles_ = 20;
   std::vector<RealTest> tests_;
   std::vector<LogEntry> log_;

@@ -94,6 +94,16 @@ void fill_with_equals(Traits& traits, Dice& dice) {
   traits.gets_stuck = false;
 }
 
+// An ATA drive of which the extended log has lost a test, or will with one of the next ones.
+void give_long_blocks(Traits& traits, std::uint64_t number) {
+  traits.protocol = Protocol::Ata;
+  traits.has_log = traits.log_grows = true;
+  traits.rows = 21;
+  traits.old_entries = 18 + static_cast<std::int64_t>(number % 4);
+  traits.old_are_equal = false;
+  traits.has_long_blocks = true;
+}
+
 // Most tests of it would leave such an entry, and others come in between.
 void make_equal(Step& step, const Traits& traits, Dice& dice) {
   if (dice.once_in(4)) return;
@@ -164,6 +174,7 @@ Life life_of(std::uint64_t seed, std::uint64_t number) {
     for (Step& step : life.steps)
       if (!step.meanwhile) make_equal(step, life.drives.front(), dice);
   }
+  if (number % 8 == 4) give_long_blocks(life.drives.front(), number / 8);
   return life;
 }
 
