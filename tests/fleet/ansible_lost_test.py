@@ -41,7 +41,7 @@ FAIL = """
 
 
 class Lost(AnsibleCase):
-    patience = 120
+    patience = 280
 
     def play(self, patrols):
         """Machines by name, each with what its patrol does in a shell, in a folder of its own."""
