@@ -80,6 +80,8 @@ class Words(unittest.TestCase):
                 ("[]", 0, True, "no drive to test"),
                 (f'[{one % ("passed", "null")}, {one % ("passed", "null")}]', 0, True, "2 passed"),
                 (f'[{one % ("failed", chr(34) + "servo" + chr(34))}]', 1, False, "1 failed; /dev/sda: servo"),
+                ('[{"name": "/dev/sda", "result": "failed", "reason": "servo", "advice": "replace it: EX0001"}]', 1,
+                 False, "1 failed; /dev/sda: servo; replace it: EX0001"),
                 (f'[{one % ("unknown", "null")}]', 0, False, "1 unknown; /dev/sda: unknown"),
                 (f'[{one % ("unable", "null")}]', 0, True, "1 unable"),
                 (f'[{one % ("not-asked", chr(34) + "no answer" + chr(34))}]', 0, False,

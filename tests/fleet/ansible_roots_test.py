@@ -297,7 +297,7 @@ class Roots(AnsibleCase):
         told = self.told(output)
         self.assertEqual((status, told["one"]), (2, (True, "1 passed")), output)
         self.assertEqual(told["two"][0], False)
-        self.assertIn("1 failed; /dev/sda: read failure", told["two"][1])
+        self.assertIn("1 failed; /dev/sda: read failure; back up its data, then replace it: ", told["two"][1])
         self.ansible("hddtest.fleet.gather")
         self.assertIn('"outcome":"failed"', (self.folder / "hddtest-histories/two.jsonl").read_text())
 

@@ -151,6 +151,7 @@ def tested(begun, looked=None):
     bad = [drive for drive in drives if drive["result"] in BAD]
     for drive in bad:
         text += f"; {drive.get('name')}: " + (drive.get("reason") or drive["result"])
+        text += "; " + drive["advice"] if drive.get("advice") else ""
     return _ended(result.get("rc") == 0 and not bad, text)
 
 
@@ -197,6 +198,6 @@ class FilterModule:
     """Ansible asks it for the filters."""
 
     def filters(self):
-        return {"patterns": patterns, "waves": waves, "fault": fault, "reached": reached, "broken": broken, "installed": installed,
-                "tested": tested, "has_started": has_started, "has_ended": has_ended, "gathered": gathered,
-                "and_then": and_then, "unless_lost": unless_lost, "reported": reported}
+        return {one.__name__: one for one in (
+            and_then, broken, fault, gathered, has_ended, has_started, installed, patterns, reached, reported,
+            tested, unless_lost, waves)}
