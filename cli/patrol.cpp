@@ -20,6 +20,7 @@
 namespace cli {
 namespace {
 
+using drivetest::LookFault;
 using drivetest::StartOutcome;
 using drivetest::StartResult;
 using drivetest::TestKind;
