@@ -48,7 +48,8 @@ constexpr const char* kFooter =
     "called stalled as 'hddtest status' calls it; 'hddtest stop' ends it.\n"
     "Exit status: 3 if a drive could not be looked at or the result of its test is not known,\n"
     "else 1 if one failed, else 2 if one was aborted, else 0. Of a named drive without a\n"
-    "running test it says what 'hddtest status' says.";
+    "running test it says what 'hddtest status' says; a drive in standby does not tell what\n"
+    "came of a test that ran in it, so that such a one is not watched.";
 
 // A drive, and the test of it that is watched.
 struct Watched {
@@ -129,7 +130,10 @@ class Watch {
     const bool is_untold = one.row && !one.row->outcome;
     if (!one.drive.reason.empty() ||
         (one.status.look.fault != LookFault::None && !(rests && !is_untold))) {
+      const LookedDrive looked = looked_drive(tests_, one.drive, one.status);
       result.device = one.drive.name;
+      result.model = looked.status.look.drive.model;
+      result.serial = looked.serial_number();
       result.verdict = verdict_of_fault(one.status.look);
       result.verdict.reason = one.reason();
       result.kind = one.row ? one.row->kind : std::nullopt;
