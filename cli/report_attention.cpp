@@ -155,13 +155,13 @@ Attention attention_of(const ReportedDrive& drive, Time now, Time told) {
   if (is_stalled(drive, now, told)) return {Need::Stalled, stalled_words(*drive.running, now)};
   if (drive.found && !drive.found->fault.empty())
     return {Need::Unknown, sentence("it could not be looked at: " + drive.found->fault)};
-  if (drive.found && !drive.found->are_tests_known)
+  const bool is_untestable = drive.found && drive.found->is_testable == false && drive.total() == 0;
+  if (drive.found && !drive.found->are_tests_known && !is_untestable)
     return {Need::Unknown, "Without the history nobody knows what its tests came to."};
   if (drive.last() && drive.last()->outcome == Outcome::Unknown)
     return {Need::Unknown, sentence(dated_test_text(*drive.last())) +
                                " Test it again, and look while the test runs."};
-  if (drive.found && drive.found->is_testable == false && drive.total() == 0)
-    return {Need::Untestable, sentence(drive.found->inability)};
+  if (is_untestable) return {Need::Untestable, sentence(drive.found->inability)};
   const bool runs = drive.running && !has_rest_ended_test(drive);
   if (runs || !is_expected_to_be_tested(drive)) return {Need::None, quiet_words(drive)};
   if (drive.total() == 0 && !drive.running)

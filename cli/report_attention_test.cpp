@@ -222,6 +222,9 @@ TEST(Attention, DoesNotTakeADriveWhoseTestsNobodyKnowsForOneWithoutTests) {
     EXPECT_EQ(attention(one).need, Need::Unknown);
     EXPECT_EQ(attention(one).words, "Without the history nobody knows what its tests came to.");
   }
+  one.found->is_testable = false;
+  one.found->inability = "the drive says that it has no self-test";
+  EXPECT_EQ(attention(one).need, Need::Untestable);
   one.found->fault = "it does not answer";
   EXPECT_THAT(attention(one).words, HasSubstr("it does not answer"));
 }
