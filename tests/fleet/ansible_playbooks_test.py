@@ -48,6 +48,9 @@ class Words(unittest.TestCase):
                 ({"failed": True, "rc": 2, "msg": "[Errno 2] No such file or directory: b'hddtest'"},
                  "hddtest is not installed"),
                 ({"rc": 127, "stderr": "sh: 1: hddtest: not found"}, "hddtest is not installed")]:
+            # In check mode a machine may have no hddtest yet, but it has to be there.
+            if result.get("unreachable"):
+                self.assertFalse(installed(result, True)["is_good"], result)
             for told in (tested(result), gathered(result), installed(result, False)):
                 self.assertEqual(told, {"is_good": False, "text": text})
 
@@ -110,6 +113,8 @@ class Words(unittest.TestCase):
                 (begun, {"rc": 0, "stdout": "[]"}, True, "no drive to test"),
                 (begun, lost, False, "became unreachable while its drives tested: no route; they go on, "),
                 (begun, gone, False, "nobody knows how its patrol ended, "),
+                (begun, {"finished": 0, "msg": "MODULE FAILURE", "module_stderr": "sudo: no"}, False,
+                 "could not be asked any more while its drives tested: sudo: no; they go on, "),
                 (lost, skipped, False, "unreachable: no route"), (skipped, skipped, True, "would be tested")]:
             ended = tested(first, looked)
             self.assertEqual((ended["is_good"], ended["text"][:len(text)]), (is_good, text))

@@ -87,7 +87,8 @@ def broken(result):
 def installed(result, check_mode):
     """Which version hddtest tells of itself at the end."""
     if fault(result):
-        return _ended(check_mode, "would be installed" if check_mode else fault(result))
+        is_told = check_mode and not result.get("unreachable")
+        return _ended(is_told, "would be installed" if is_told else fault(result))
     return _ended(result["rc"] == 0, _last_line(result["stdout"]) or _last_line(result["stderr"]))
 
 
@@ -119,7 +120,7 @@ def _refusal(result):
 
 
 def has_ended(looked):
-    """Whether a look at a patrol that goes on by itself found its end, or what a further look would find as well.
+    """Whether a look at a patrol that goes on by itself found its end, or could not be taken.
     On a busy machine the first look may be too early to find anything."""
     if looked.get("msg") == GONE and looked.get("attempts") == 1:
         return False
@@ -132,6 +133,9 @@ def tested(begun, looked=None):
     if result is looked and result.get("unreachable"):
         return _ended(False, f"became unreachable while its drives tested: {_last_line(result.get('msg'))}; "
                       "they go on, and 'hddtest status' there tells of them")
+    if result is looked and not result.get("finished") and fault(result):
+        return _ended(False, f"could not be asked any more while its drives tested: {fault(result)}; they go on, and "
+                      "'hddtest status' there tells of them")
     if result is looked and result.get("msg") == GONE:
         return _ended(False, "nobody knows how its patrol ended, as when a machine starts anew; 'hddtest status' "
                       "there tells of its drives")
