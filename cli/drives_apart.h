@@ -15,11 +15,12 @@ namespace cli {
 class DrivesApart : public drivetest::DriveAccess {
  public:
   // From now on the drive is known by its place, whatever type says how it is reached; whether that
-  // is new to the caller. Another drive that comes to the place is not: it claims to be another
-  // one. Of a drive that does not say who it is, the next look that tells it decides.
+  // is new to the caller. A drive that comes to the place later and claims to be another one is not
+  // known by it. One that does not say who it is now is taken for the next that does say it there.
   bool keep_apart(const drivetest::Drive& drive);
   bool keep_apart(const drivetest::Place& place);
-  // By the place alone, and for a drive that does not say who it is: whether any drive there is.
+  // Whether the drive is known by its place. A drive that does not say who it is, and a place, are
+  // taken for any drive that was kept apart there.
   bool is_apart(const drivetest::Drive& drive);
   bool is_apart(const drivetest::Place& place);
 

@@ -39,7 +39,7 @@ void add_option(CLI::App& app, const Option& option) {
   } else if (auto* const text = std::get_if<std::string*>(&option.target)) {
     add(**text)->required(argument);
   } else if (auto* const texts = std::get_if<std::vector<std::string>*>(&option.target)) {
-    // One word each time, for which the library would say that there may be more.
+    // A list takes one word each time; with more the library would write "..." in the help.
     CLI::Option* const added = add(**texts)->allow_extra_args(argument);
     if (!argument) added->option_text(option.value);
   } else {

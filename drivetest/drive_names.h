@@ -33,8 +33,8 @@ bool is_known_apart(Database& database, std::string_view machine_id, const Drive
 // one that runs, else the newest, was at another place or in a drive of another size.
 std::optional<std::int64_t> known_before_apart(Database& database, std::string_view machine_id,
                                                const Drive& drive);
-// These tests are those of the drive with that identity, which has its place, from now on, and what
-// was seen of the log is.
+// Gives the tests that were kept under what a drive claims to be, and its log as it was seen, to
+// the drive of that identity, which has its place in it.
 void know_apart(Database& database, std::string_view machine_id, std::int64_t claimed,
                 std::string_view identity, Time now);
 

@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kBeforeSecondLook = std::chrono::seconds(2);
 
-// Who has compared the looks at all drives may have told of the first look alone that another drive
-// claims to be the same. What the later one has found is news.
+// That another drive claims to be the same is found by comparing the looks at all drives. The first
+// look at a drive may have been compared so, and the later one not.
 void share_as_before(Drive& later, const Drive& before) {
   if (before.shares_identity && later.claimed_identity() == before.claimed_identity())
     later.shares_identity = true;
