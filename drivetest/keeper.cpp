@@ -27,7 +27,8 @@ SeenLook Keeper::see(const Place& place, bool wake) {
 }
 
 // Another process may have looked later and been quicker. Its news must not be undone: where others
-// are quicker each time, what they have kept counts, and this look is dropped.
+// are quicker each time, what they have kept counts, and this look is dropped. Where the drive does
+// not answer the second time nothing rests on the first look either.
 Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circumstances) {
   Settled settled;
   constexpr int kMostLooks = 5;
@@ -45,9 +46,9 @@ Keeper::Settled Keeper::settle_by(SeenLook& seen, bool wake, Circumstances circu
     });
     if (!is_old || looks == kMostLooks) return settled;
     SeenLook later = see(seen.look.drive.place, wake);
-    if (later.look.fault != LookFault::None) return settled;
-    share_as_before(later.look.drive, seen.look.drive);
+    if (later.look.fault == LookFault::None) share_as_before(later.look.drive, seen.look.drive);
     seen = std::move(later);
+    if (seen.look.fault != LookFault::None) return settled;
   }
 }
 
@@ -69,8 +70,8 @@ DriveStatus Keeper::settle_by_looks(SeenLook seen, bool wake, Circumstances circ
     }
     status.running = std::move(settled.running);
     status.ended = std::move(settled.ended);
-    status.is_stalled =
-        status.running && is_stalled(*status.running, seen.look.abilities, time_.now());
+    status.is_stalled = seen.look.fault == LookFault::None && status.running &&
+                        is_stalled(*status.running, seen.look.abilities, time_.now());
   } else {
     status.running = known_running(seen.look.drive);
   }

@@ -136,12 +136,13 @@ StartOutcome Keeper::await_start(StartOutcome outcome, const ToolReply& reply, c
   for (int number = 0; number < looks; ++number) {
     if (number > 0) time_.wait(kBetweenLooks);
     SeenLook seen = see(place, true);
+    Settled settled;
+    if (seen.look.fault == LookFault::None) settled = settle_by(seen, true, {});
     if (seen.look.fault != LookFault::None) {
       fault = seen.look.reason;
       continue;
     }
     has_answered = true;
-    Settled settled = settle_by(seen, true, {});
     outcome.status = {std::move(seen.look), settled.running, settled.ended, false};
     const bool has_ended = !settled.ended.empty();
     if (!has_ended && (!settled.running || settled.look_again || !settled.running->looked))

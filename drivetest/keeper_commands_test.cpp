@@ -141,6 +141,21 @@ TEST_P(KeeperCommands, TellsNoRowOfATestThatAnotherProcessStartsMeanwhile) {
   EXPECT_FALSE(outcome.row);
 }
 
+TEST_P(KeeperCommands, StartNothingWhereOthersLookedMeanwhileAndTheDriveAnswersNoMore) {
+  look();
+  drive_.during_look = [&] {
+    Keeper other(drive_, time_, [this] { return history_.get(); });
+    drive_.begin(TestKind::Short);
+    EXPECT_TRUE(other.look(place_, false).running);
+    drive_.fault = LookFault::CannotBeReached;
+  };
+  const StartOutcome outcome = start(TestKind::Short, true);
+  EXPECT_EQ(outcome.result, StartResult::NotStarted);
+  EXPECT_EQ(outcome.reason, "the drive does not answer");
+  EXPECT_EQ(outcomes(), "running ");
+  EXPECT_EQ(rows().front().source, Source::Other);
+}
+
 TEST_P(KeeperCommands, DoNotCallATestLeftAloneThatWasToBeReplaced) {
   Keeper other(drive_, time_, [this] { return history_.get(); });
   ASSERT_TRUE(other.begin_foreign(place_, TestKind::Long, Source::Module));

@@ -58,5 +58,21 @@ TEST_P(ModuleTest, LeavesATestOfTheModuleThatStillRunsToALaterLook) {
   EXPECT_EQ(look().ended.front().outcome, Outcome::Passed);
 }
 
+// A keeper that opens the history late cannot tell how old its look is, so the drive is asked
+// again.
+TEST_P(ModuleTest, BeginsNothingWhereTheDriveAnswersNoSecondTime) {
+  look();
+  drive_.begin(TestKind::Short);  // somebody else's, of which no look is kept
+  drive_.result_code = 7;
+  time_.wait(minutes(3));
+  Keeper module(drive_, time_, [this] { return history_.get(); });
+  drive_.during_look = [this] { drive_.fault = LookFault::CannotBeReached; };
+  EXPECT_FALSE(module.begin_foreign(place_, TestKind::Short, Source::Module));
+  EXPECT_EQ(outcomes(), "");
+  drive_.fault = LookFault::None;
+  EXPECT_TRUE(module.begin_foreign(place_, TestKind::Short, Source::Module));
+  EXPECT_EQ(outcomes(), "failed running ");
+}
+
 }  // namespace
 }  // namespace drivetest
