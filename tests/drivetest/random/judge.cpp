@@ -193,7 +193,9 @@ void Judge::judge_sources(const Rows& rows) const {
       const TestRow& row = *told[which];
       const RealTest& test = tests[real];
       const Call* const call = call_of(row);
-      if (call && call->test >= 0) return std::cmp_equal(call->test, real);
+      // Somebody else's that was taken for it may have an entry that tells the difference.
+      if (call && call->test >= 0 && tests[static_cast<std::size_t>(call->test)].call >= 0)
+        return std::cmp_equal(call->test, real);
       if (row.outcome && row.result_code && test.entry && is_row_of(row, *test.entry)) return true;
       // It was seen running. Its entry may be missing.
       return !row.outcome || (!test.entry && row.looked);
