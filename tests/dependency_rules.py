@@ -1,5 +1,5 @@
-"""The arrows of the house: which folder may include what, that a unit includes its own header, that each
-test is built, and what the broker may link.
+"""The arrows of the house: which folder may include what, that a unit includes its own header, what only
+one place may use, that each test is built or run, and what the broker may link.
 
     dependency_rules.py SOURCE-DIRECTORY PROGRAM
 """
@@ -41,6 +41,24 @@ RULES = {
 }
 # What a rule would allow otherwise.
 FORBIDDEN = {"broker": ["broker/cimxml", "broker/http"], "broker/cimxml": ["broker/http"]}
+
+# The folders of the product, and those that have tests.
+FOLDERS = sorted({folder.split("/")[0] for folder in RULES})
+TESTED = [*FOLDERS, "deploy", "lab", "tests"]
+
+# What is done in one place: how it looks, and the files that may do it. All others call these.
+ONE_PLACE = [
+    ("starts a process", re.compile(r"\bposix_spawnp?\b"), ["platform/spawn_plan.h"]),
+    ("makes an XML parser", re.compile(r"\bXML_ParserCreate"), ["platform/xml_reader.h"]),
+    ("reads UTF-8", re.compile(r"\b0x[CcEe]0\b"), ["platform/utf8.h"]),
+    ("reads Base64", re.compile(r"\bgnutls_base64_decode|\bEVP_Decode"), ["broker/http/head.cpp"]),
+    ("compares without regard to case", re.compile(r"\bstrn?casecmp\b"), ["platform/words.h"]),
+    ("opens a database", re.compile(r"\bsqlite3_open"), ["drivetest/database.cpp"]),
+    # The present, and the times that people read.
+    ("asks for local time", re.compile(r"\blocaltime(_r)?\b"),
+     ["platform/local_time.h", "cli/test_words.cpp"]),
+]
+NO_PRODUCT = re.compile(r"(^|/)test_|_test\.")
 
 OURS = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 LINKED = re.compile(r"\(NEEDED\).*\[(.*)\]")
@@ -94,14 +112,39 @@ def wrong_units(root):
                 yield f"{source.relative_to(root)} does not include {own}"
 
 
+def second_places(root):
+    for folder in FOLDERS:
+        for source in sorted((root / folder).rglob("*")):
+            name = str(source.relative_to(root))
+            if source.suffix not in {".h", ".c", ".cpp"} or NO_PRODUCT.search(name):
+                continue
+            code = re.sub(r"//.*", "", source.read_text(encoding="utf-8"))
+            for what, pattern, places in ONE_PLACE:
+                if pattern.search(code) and name not in places:
+                    yield f"{name} {what} by itself; {' or '.join(places)} does so"
+
+
+def names_file(commands, name):
+    """Whether the commands of a CMakeLists.txt name the file: as it is, or as that of a loop, such as
+    ${name}_test.py, whose words stand there too."""
+    for named in re.findall(r"(?:\w|\$\{\w+\})+\.(?:cpp|py)\b", commands):
+        pattern = re.sub(r"\\\$\\\{\w+\\\}", r"(\\w+)", re.escape(named))
+        if (found := re.fullmatch(pattern, name)) and all(
+                re.search(rf"(?<![\w./]){word}(?![\w.])", commands) for word in found.groups()):
+            return True
+    return False
+
+
 def forgotten_tests(root):
-    """A test that no CMakeLists.txt names is never built, and nobody misses it."""
-    for folder in RULES:
-        for test in sorted((root / folder).rglob("*_test.cpp")):
+    """A test that no CMakeLists.txt names is never built or run, and nobody misses it."""
+    for folder in TESTED:
+        for test in sorted((root / folder).rglob("*_test.*")):
+            if test.suffix not in {".cpp", ".py"}:
+                continue
             lists = (parent / "CMakeLists.txt" for parent in test.parents if parent.is_relative_to(root))
-            if not any(re.search(rf"\b{test.stem}\b", one.read_text(encoding="utf-8"))
+            if not any(names_file(re.sub("#.*", "", one.read_text(encoding="utf-8")), test.name)
                        for one in lists if one.exists()):
-                yield f"{test.relative_to(root)} is built by no CMakeLists.txt"
+                yield f"{test.relative_to(root)} is in no CMakeLists.txt"
 
 
 def wrong_libraries(program):
@@ -114,9 +157,10 @@ def wrong_libraries(program):
 def main():
     root = pathlib.Path(sys.argv[1])
     faults = [*wrong_leaves(root), *wrong_includes(root), *wrong_units(root),
-              *forgotten_tests(root), *wrong_libraries(sys.argv[2])]
+              *second_places(root), *forgotten_tests(root), *wrong_libraries(sys.argv[2])]
     print("\n".join(faults))
     return 1 if faults else 0
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())

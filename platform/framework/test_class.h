@@ -61,27 +61,30 @@ inline constexpr MetaProperty kResetParameters[] = {
 };
 extern const MetaRepository kDeviceRepository;
 inline const MetaClass Device_Reset_method::static_meta_class = {
-    "Reset",
-    nullptr,
-    kResetParameters,
-    {},
-    &kDeviceRepository,
-    false,
-    false,
-    construct_instance<Device_Reset_method>,
-    copy_instance<Device_Reset_method>,
-    destruct_instance<Device_Reset_method>};
+    .name = "Reset",
+    .superclass = nullptr,
+    .properties = kResetParameters,
+    .methods = {},
+    .repository = &kDeviceRepository,
+    .association = false,
+    .abstract = false,
+    .construct = construct_instance<Device_Reset_method>,
+    .copy = copy_instance<Device_Reset_method>,
+    .destruct = destruct_instance<Device_Reset_method>,
+};
 inline constexpr const MetaClass* kDeviceMethods[] = {&Device_Reset_method::static_meta_class};
-inline const MetaClass Device::static_meta_class = {"Device",
-                                                    nullptr,
-                                                    kDeviceProperties,
-                                                    kDeviceMethods,
-                                                    &kDeviceRepository,
-                                                    false,
-                                                    true,
-                                                    construct_instance<Device>,
-                                                    copy_instance<Device>,
-                                                    destruct_instance<Device>};
+inline const MetaClass Device::static_meta_class = {
+    .name = "Device",
+    .superclass = nullptr,
+    .properties = kDeviceProperties,
+    .methods = kDeviceMethods,
+    .repository = &kDeviceRepository,
+    .association = false,
+    .abstract = true,
+    .construct = construct_instance<Device>,
+    .copy = copy_instance<Device>,
+    .destruct = destruct_instance<Device>,
+};
 inline constexpr MetaProperty kDriveProperties[] = {
     kDeviceProperties[0],
     kDeviceProperties[1],
@@ -89,16 +92,18 @@ inline constexpr MetaProperty kDriveProperties[] = {
     {"Owner", Type::reference, false, false, false, false, offsetof(Drive, Owner),
      &Device::static_meta_class},
 };
-inline const MetaClass Drive::static_meta_class = {"Drive",
-                                                   &Device::static_meta_class,
-                                                   kDriveProperties,
-                                                   kDeviceMethods,
-                                                   &kDeviceRepository,
-                                                   false,
-                                                   false,
-                                                   construct_instance<Drive>,
-                                                   copy_instance<Drive>,
-                                                   destruct_instance<Drive>};
+inline const MetaClass Drive::static_meta_class = {
+    .name = "Drive",
+    .superclass = &Device::static_meta_class,
+    .properties = kDriveProperties,
+    .methods = kDeviceMethods,
+    .repository = &kDeviceRepository,
+    .association = false,
+    .abstract = false,
+    .construct = construct_instance<Drive>,
+    .copy = copy_instance<Drive>,
+    .destruct = destruct_instance<Drive>,
+};
 inline constexpr const MetaClass* kDeviceClasses[] = {&Device::static_meta_class,
                                                       &Drive::static_meta_class};
 inline const MetaRepository kDeviceRepository = {kDeviceClasses};
