@@ -63,7 +63,7 @@ std::optional<int> execution_status(std::string_view capabilities) {
   each_line(capabilities, [&](std::string_view line) {
     if (!line.starts_with("Self-test execution status:")) return false;
     line.remove_prefix(std::min(line.find('('), line.size()));
-    line.remove_prefix(std::min(line.find_first_not_of("( "), line.size()));
+    line = platform::trim_begin(line, "( ");
     int value = -1;
     std::from_chars(line.data(), line.data() + line.size(), value);
     if (value >= 0 && value <= 255) status = value;

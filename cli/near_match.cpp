@@ -10,8 +10,7 @@ namespace {
 
 // In small letters, without the hyphens of an option.
 std::string letters(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of('-'), text.size()));
-  return platform::lower(std::string(text));
+  return platform::lower(std::string(platform::trim_begin(text, "-")));
 }
 
 // How many slips lead from one to the other.

@@ -1,6 +1,5 @@
 #include "cli/run_progress.h"
 
-#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -31,7 +30,7 @@ std::optional<int> remaining_percentage(std::string_view log) {
   const std::size_t found = entry.find(kInProgressText);
   if (found == std::string_view::npos) return std::nullopt;
   entry.remove_prefix(found + kInProgressText.size());
-  entry.remove_prefix(std::min(entry.find_first_not_of(" ."), entry.size()));
+  entry = platform::trim_begin(entry, " .");
   int percentage = 0;
   const auto [end, error] = std::from_chars(entry.data(), entry.data() + entry.size(), percentage);
   const bool given = error == std::errc() && end != entry.data() + entry.size() && *end == '%';

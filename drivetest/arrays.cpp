@@ -28,7 +28,7 @@ std::optional<BusyArray> array_of(std::string_view line) {
     const std::string_view word = platform::take_word(line);
     const std::size_t bracket = word.find('[');
     const bool is_member = bracket != std::string_view::npos && bracket > 0 &&
-                           word.find_first_not_of("0123456789", bracket + 1) != bracket + 1 &&
+                           platform::only_digits(word.substr(bracket + 1, 1)) &&
                            word.find(']', bracket) != std::string_view::npos;
     if (is_member) array.members.emplace_back(word.substr(0, bracket));
   }

@@ -24,7 +24,7 @@ bool is_pci_function(std::string_view name) {
 
 bool is_numbered(std::string_view name, std::string_view kind) {
   return name.starts_with(kind) && name.size() > kind.size() &&
-         name.find_first_not_of("0123456789", kind.size()) == std::string_view::npos;
+         platform::only_digits(name.substr(kind.size()));
 }
 
 // The folder of the kernel's device behind the node.
@@ -44,11 +44,9 @@ std::string controller_of(const Place& place) {
   std::string host;
   const std::string folder = device_folder(inventory::Sysfs(), place.device);
   for (std::string_view rest = folder; !rest.empty();) {
-    const std::size_t end = rest.find('/');
-    const std::string_view name = rest.substr(0, end);
+    const std::string_view name = platform::take_to(rest, '/');
     if (is_pci_function(name)) function = name;
     if (is_numbered(name, "host")) host = name;
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   }
   if (!function.empty()) return function;
   return host.empty() ? place.device : host;

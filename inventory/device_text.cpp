@@ -69,7 +69,7 @@ std::string natural_key(std::string_view name) {
     std::string_view run = name.substr(0, static_cast<std::size_t>(end - name.begin()));
     name.remove_prefix(run.size());
     if (digits) {
-      run.remove_prefix(std::min(run.find_first_not_of('0'), run.size()));
+      run = platform::trim_begin(run, "0");
     } else {
       key += run.substr(0, 2);
       run.remove_prefix(std::min<std::size_t>(2, run.size()));

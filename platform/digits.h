@@ -3,6 +3,7 @@
 // time stamp costs.)
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -48,6 +49,25 @@ inline std::string date_time_text(std::uint64_t day, std::uint64_t time, char si
 // A date as one number of eight digits.
 constexpr std::uint64_t date_number(int year, unsigned month, unsigned day) {
   return static_cast<std::uint64_t>(year) * 10000 + std::uint64_t{month} * 100 + day;
+}
+
+// A point in time that CIM's 25 characters can say.
+struct TimeStamp {
+  std::int64_t microseconds;  // since 1970-01-01T00:00 UTC
+  int minutes_from_utc;       // by which local time is ahead
+};
+
+// The nearest of them. It is the local time that has to fit the four digits of the year.
+constexpr TimeStamp nearest_time_stamp(std::int64_t microseconds_since_epoch,
+                                       int minutes_from_utc) {
+  using namespace std::chrono;
+  constexpr sys_days kFirstDay = year(0) / 1 / 1;
+  constexpr sys_days kDayAfterLast = year(10000) / 1 / 1;
+  const int ahead = std::clamp(minutes_from_utc, -999, 999);
+  const microseconds offset = minutes(ahead);
+  const microseconds first = kFirstDay.time_since_epoch() - offset;
+  const microseconds last = kDayAfterLast.time_since_epoch() - offset - microseconds(1);
+  return {std::clamp<std::int64_t>(microseconds_since_epoch, first.count(), last.count()), ahead};
 }
 
 // CIM's 25 characters for a point in time of the years 0 to 9999: microseconds of local time since

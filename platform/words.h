@@ -56,13 +56,16 @@ constexpr bool same_name(std::string_view a, std::string_view b) {
   return true;
 }
 
-// The text without the blanks at its end, and at both ends.
+// The text without the blanks at its beginning, at its end, and at both ends.
+constexpr std::string_view trim_begin(std::string_view text, std::string_view blanks = kBlanks) {
+  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+  return text;
+}
 constexpr std::string_view trim_end(std::string_view text, std::string_view blanks = kBlanks) {
   return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 constexpr std::string_view trim(std::string_view text, std::string_view blanks = kBlanks) {
-  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-  return trim_end(text, blanks);
+  return trim_end(trim_begin(text, blanks), blanks);
 }
 
 // Takes what stands before the separator from the front of the text, and the separator too. Takes
@@ -76,9 +79,9 @@ constexpr std::string_view take_to(std::string_view& text, char separator) {
 // Takes the first word from the front of the text, and the blanks on both sides of it. Empty where
 // the text has no word.
 constexpr std::string_view take_word(std::string_view& text, std::string_view blanks = kBlanks) {
-  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+  text = trim_begin(text, blanks);
   const std::string_view word = text.substr(0, text.find_first_of(blanks));
-  text.remove_prefix(std::min(text.find_first_not_of(blanks, word.size()), text.size()));
+  text = trim_begin(text.substr(word.size()), blanks);
   return word;
 }
 

@@ -43,6 +43,13 @@ TEST(Trim, TakesBlanksFromBothEnds) {
   EXPECT_EQ(trim("\t a ", " "), "\t a");
 }
 
+TEST(TrimBegin, LeavesTheBlanksAtTheEnd) {
+  EXPECT_EQ(trim_begin("\t\r\n a b "), "a b ");
+  EXPECT_EQ(trim_begin("--a-", "-"), "a-");
+  EXPECT_EQ(trim_begin(" \n"), "");
+  EXPECT_EQ(trim_begin(""), "");
+}
+
 TEST(TrimEnd, LeavesTheBlanksInFront) {
   EXPECT_EQ(trim_end(" a b\r\n"), " a b");
   EXPECT_EQ(trim_end("a??", "?"), "a");

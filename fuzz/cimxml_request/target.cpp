@@ -2,8 +2,6 @@
 // is its body; without such lines the fields are those that fit the body.
 #include "fuzz/target.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -14,6 +12,7 @@
 #include "broker/cimxml/service.h"
 #include "broker/http/head.h"
 #include "broker/test_classes.h"
+#include "platform/words.h"
 
 namespace {
 
@@ -104,7 +103,7 @@ void fuzz::read_input(std::string_view input) {
   if (fields.empty()) fields = fitting_fields(body);
   const auto field = [&](const std::string& name) -> std::optional<std::string> {
     for (const auto& [present, value] : fields)
-      if (strcasecmp(present.c_str(), name.c_str()) == 0) return value;
+      if (platform::same_name(present, name)) return value;
     return std::nullopt;
   };
   auto head = broker::http::read_head(fields.contains("Man") ? "M-POST" : "POST", "/cimom", field);

@@ -21,9 +21,6 @@ constexpr sint64 days_since_epoch(std::chrono::year_month_day date) {
   return std::chrono::sys_days(date).time_since_epoch().count();
 }
 
-constexpr sint64 kFirstTimeStamp = days_since_epoch(std::chrono::year(0) / 1 / 1) * kDay;
-constexpr sint64 kLastTimeStamp = days_since_epoch(std::chrono::year(10000) / 1 / 1) * kDay - 1;
-
 // The number that the digits from begin on make, or -1 when one of them is not a digit. The text is
 // long enough: the caller has checked its length.
 sint64 number(std::string_view text, std::size_t begin, std::size_t count) {
@@ -42,13 +39,12 @@ Datetime::Datetime(uint64 microseconds)
     : microseconds_(static_cast<sint64>(std::min<uint64>(microseconds, kLongestInterval))) {}
 
 Datetime Datetime::time_stamp(sint64 microseconds_since_epoch, sint32 utc_offset_minutes) {
+  const platform::TimeStamp nearest =
+      platform::nearest_time_stamp(microseconds_since_epoch, utc_offset_minutes);
   Datetime result;
   result.interval_ = false;
-  result.utc_offset_minutes_ = std::clamp(utc_offset_minutes, -999, 999);
-  // The text shows local time, so that local time must fit the four digits of the year.
-  const sint64 offset = result.utc_offset_minutes_ * kMinute;
-  result.microseconds_ =
-      std::clamp(microseconds_since_epoch, kFirstTimeStamp - offset, kLastTimeStamp - offset);
+  result.utc_offset_minutes_ = nearest.minutes_from_utc;
+  result.microseconds_ = nearest.microseconds;
   return result;
 }
 

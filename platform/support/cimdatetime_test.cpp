@@ -74,12 +74,11 @@ TEST(CimDateTime, LocalTimeHasTheOffsetOfTheZoneInForce) {
   EXPECT_EQ(offset_of("EST5EDT,0/0,J365/72"), "-240");
 }
 
-TEST(CimDateTime, AZoneThatTheProcessChangesToShowsWithinASecond) {
+TEST(CimDateTime, AZoneThatTheProcessChangesToShowsAtOnce) {
   const std::string offset = in_child([] {
     TOSSpecific::GetLocalTime();
     setenv("TZ", "NPT-5:45", 1);
     tzset();
-    for (const std::time_t start = exact_seconds(); exact_seconds() == start;) usleep(1000);
     return TOSSpecific::GetLocalTime().ToString().substr(21);
   });
   EXPECT_EQ(offset, "+345");

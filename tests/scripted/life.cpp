@@ -41,9 +41,9 @@ Lines read_lines(const std::filesystem::path& file) {
   int number = 0;
   for (std::string text; std::getline(stream, text);) {
     ++number;
-    const std::size_t begin = text.find_first_not_of(platform::kBlanks);
-    if (begin == std::string::npos || text[begin] == '#') continue;
-    lines.push_back({file.filename().string() + ":" + std::to_string(number), text.substr(begin)});
+    const std::string_view line = platform::trim_begin(text);
+    if (line.empty() || line.front() == '#') continue;
+    lines.push_back({file.filename().string() + ":" + std::to_string(number), std::string(line)});
   }
   return lines;
 }
