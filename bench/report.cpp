@@ -65,7 +65,7 @@ void machine(benchmark::State& state) {
   for (auto _ : state) {
     std::istringstream file(text);
     cli::FleetReport fleet(kNow);
-    fleet.add("machine", cli::read_machine(file, "machine", kNow));
+    fleet.add("machine", cli::read_machine_history(file, "machine", kNow));
     benchmark::DoNotOptimize(fleet);
   }
 }
@@ -83,7 +83,7 @@ void lines(benchmark::State& state) {
 
 void page(benchmark::State& state) {
   std::istringstream file(history(Outcome::Failed));
-  const cli::MachineHistory one = cli::read_machine(file, "machine", kNow);
+  const cli::MachineHistory one = cli::read_machine_history(file, "machine", kNow);
   cli::FleetReport fleet(kNow);
   for (int number = 0; number < 1000; ++number) fleet.add(fmt::format("machine{}", number), one);
   std::size_t size = 0;

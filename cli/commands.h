@@ -73,6 +73,6 @@ int perform(const Invocation& invocation);
 
 // Reads the command line and does what it asks for; returns the exit status. Whatever goes wrong is
 // one line on standard error.
-int run_program(int argc, const char* const* argv, int (*action)(const Invocation&) = perform);
+int run_command_line(int argc, const char* const* argv, int (*action)(const Invocation&) = perform);
 
 }  // namespace cli

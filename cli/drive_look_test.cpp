@@ -8,7 +8,7 @@ namespace {
 
 const std::string kAta =
     "Device Model:     EXAMPLE DISK-00GXCB0\n"
-    "Serial Number:    WD-WCC7K0AAAAAA\n"
+    "Serial Number:    EX-012345ABCDEF\n"
     "SMART support is: Available - device has SMART capability.\n"
     "SMART support is: Enabled\n";
 
@@ -23,11 +23,11 @@ DriveLook look(const std::string& log, const std::string& capabilities = "") {
   return read_look({0, kAta}, {0, log}, {0, capabilities});
 }
 
-TEST(DriveLook, Ready) {
+TEST(DriveLook, IsReadyWhenNoTestRuns) {
   const DriveLook ready = look(entry("Completed: read failure"));
   EXPECT_EQ(ready.readiness, Readiness::Ready);
   EXPECT_EQ(ready.model, "EXAMPLE DISK-00GXCB0");
-  EXPECT_EQ(ready.serial, "WD-WCC7K0AAAAAA");
+  EXPECT_EQ(ready.serial, "EX-012345ABCDEF");
   EXPECT_EQ(readiness_words(ready), "ready");
   EXPECT_EQ(readiness_reason(ready, "/dev/sda"), "");
   EXPECT_EQ(look(kEmptyLog).readiness, Readiness::Ready);

@@ -49,7 +49,7 @@ std::optional<RunOutcome> ask(broker::ObjectManager& manager, const std::string&
 
 }  // namespace
 
-std::optional<std::string> refusal(const std::string& path) {
+std::optional<std::string> why_not_a_drive(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) return std::strerror(errno);
   if (!S_ISBLK(status.st_mode)) return "not a block device";

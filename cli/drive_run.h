@@ -18,7 +18,7 @@ struct DriveResult;
 DriveResult not_tested(std::string device, std::string cause, std::string reason);
 
 // Nothing, or why the path is no drive.
-std::optional<std::string> refusal(const std::string& path);
+std::optional<std::string> why_not_a_drive(const std::string& path);
 
 // Looks at the drive that the module will know by this text, and tests it if it is ready; blocks
 // until it is done, which may be ten minutes. Listens to the core log meanwhile; changed is called

@@ -275,10 +275,10 @@ TEST_F(DriveRun, JobNumbersAreNumbersInCmpiTextAndJson) {
 }
 
 TEST(Refusal, TakesBlockDevicesOnly) {
-  EXPECT_EQ(refusal("/dev/null"), "not a block device");
-  EXPECT_EQ(refusal("/etc/passwd"), "not a block device");
-  EXPECT_EQ(refusal("/dev"), "not a block device");
-  EXPECT_EQ(refusal("/no/such"), "No such file or directory");
+  EXPECT_EQ(why_not_a_drive("/dev/null"), "not a block device");
+  EXPECT_EQ(why_not_a_drive("/etc/passwd"), "not a block device");
+  EXPECT_EQ(why_not_a_drive("/dev"), "not a block device");
+  EXPECT_EQ(why_not_a_drive("/no/such"), "No such file or directory");
 }
 
 }  // namespace

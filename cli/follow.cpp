@@ -46,8 +46,8 @@ std::optional<TestRow> row_after(Keeper& keeper, const DriveStatus& status, cons
 
 }  // namespace
 
-TestProgress progress_of(const TestRow& row, const drivetest::Abilities& abilities,
-                         bool is_stalled) {
+TestProgress test_progress(const TestRow& row, const drivetest::Abilities& abilities,
+                           bool is_stalled) {
   TestProgress progress{row.kind, row.source, row.remaining_percent, {}, is_stalled};
   constexpr unsigned kAll = 100;
   const auto announced = announced_minutes(abilities, row.kind);
@@ -97,7 +97,7 @@ Followed follow(Keeper& keeper, drivetest::TimeSource& time, const TestRow& row,
   bool may_wake = options.wakes;
   std::optional<TestProgress> reported;
   for (int faults = 0; !followed.row.outcome;) {
-    const TestProgress progress = progress_of(followed.row, abilities, is_stalled);
+    const TestProgress progress = test_progress(followed.row, abilities, is_stalled);
     if (reported != progress) report(progress);
     reported = progress;
     if (is_stalled && options.gives_up_stalled) {

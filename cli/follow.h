@@ -22,8 +22,8 @@ struct TestProgress {
   bool operator==(const TestProgress&) const = default;
 };
 
-TestProgress progress_of(const drivetest::TestRow& row, const drivetest::Abilities& abilities,
-                         bool is_stalled);
+TestProgress test_progress(const drivetest::TestRow& row, const drivetest::Abilities& abilities,
+                           bool is_stalled);
 
 // ", 50% remaining, 42 minutes or more", with what to do about a test that has stalled; empty where
 // the drive tells nothing.

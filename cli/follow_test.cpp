@@ -40,21 +40,21 @@ TEST(TimeToNextLook, IsAHundredthOfTheAnnouncedTimeWithinBounds) {
 TEST(RemainingText, TellsPercentAndMinutes) {
   drivetest::TestRow row;
   row.kind = TestKind::Long;
-  EXPECT_EQ(remaining_text(progress_of(row, announced(84), false)), "");
+  EXPECT_EQ(remaining_text(test_progress(row, announced(84), false)), "");
   row.remaining_percent = 50;
-  EXPECT_EQ(remaining_text(progress_of(row, announced(84), false)),
+  EXPECT_EQ(remaining_text(test_progress(row, announced(84), false)),
             ", 50% remaining, 42 minutes or more");
-  EXPECT_EQ(remaining_text(progress_of(row, {}, false)), ", 50% remaining");
+  EXPECT_EQ(remaining_text(test_progress(row, {}, false)), ", 50% remaining");
   row.remaining_percent = 1;
-  EXPECT_EQ(remaining_text(progress_of(row, announced(84), false)),
+  EXPECT_EQ(remaining_text(test_progress(row, announced(84), false)),
             ", 1% remaining, 1 minute or more");
   row.remaining_percent = 0;
-  EXPECT_EQ(remaining_text(progress_of(row, announced(84), false)), ", 0% remaining");
-  EXPECT_EQ(remaining_text(progress_of(row, announced(84), true)),
+  EXPECT_EQ(remaining_text(test_progress(row, announced(84), false)), ", 0% remaining");
+  EXPECT_EQ(remaining_text(test_progress(row, announced(84), true)),
             ", 0% remaining, stalled: it may still end, and 'hddtest stop' ends it");
   row.kind.reset();
   row.remaining_percent = 50;
-  EXPECT_EQ(remaining_text(progress_of(row, announced(84), false)), ", 50% remaining");
+  EXPECT_EQ(remaining_text(test_progress(row, announced(84), false)), ", 50% remaining");
 }
 
 TEST(IsWorthALine, TakesStepsOfTenPercent) {

@@ -6,7 +6,7 @@
 
 namespace cli {
 
-enum class Step {
+enum class RunStep {
   Waiting,     // nothing heard yet
   Checking,    // smartctl -i
   Reading,     // the log before the test
@@ -16,23 +16,25 @@ enum class Step {
 };
 
 // Whether the drive may be testing.
-constexpr bool may_test(Step step) { return step == Step::Starting || step == Step::Testing; }
+constexpr bool may_test(RunStep step) {
+  return step == RunStep::Starting || step == RunStep::Testing;
+}
 
 // A trace line (severity 3) that begins so. Most go on with the device.
 struct LogText {
   std::string_view begins;
-  Step step;
+  RunStep step;
   std::string_view shown;  // what the drive is doing, for the progress line
 };
 
 inline constexpr LogText kStepTexts[] = {
-    {"Check SMART support status on ", Step::Checking, "checking SMART"},
-    {"Retrieve test logs recorded before triggering new Self-Test on ", Step::Reading,
+    {"Check SMART support status on ", RunStep::Checking, "checking SMART"},
+    {"Retrieve test logs recorded before triggering new Self-Test on ", RunStep::Reading,
      "reading its log"},
-    {"Trigger Self-Test on ", Step::Starting, "starting the test"},
-    {"Get Self-Test status on ", Step::Testing, "testing"},
-    {"Test is completed, get test status", Step::Classifying, "reading the result"},
-    {"Log entry has been changed, get test status", Step::Classifying, "reading the result"},
+    {"Trigger Self-Test on ", RunStep::Starting, "starting the test"},
+    {"Get Self-Test status on ", RunStep::Testing, "testing"},
+    {"Test is completed, get test status", RunStep::Classifying, "reading the result"},
+    {"Log entry has been changed, get test status", RunStep::Classifying, "reading the result"},
 };
 
 // A read of the log during the test: the drive's log follows. An entry of it begins with '#'; the
@@ -45,13 +47,13 @@ inline constexpr std::string_view kInProgressText = "in progress";
 // kSmartMessageText, then what it printed.
 struct AnswerText {
   std::string_view begins;
-  Step step;
+  RunStep step;
 };
 
 inline constexpr AnswerText kAnswerTexts[] = {
-    {"Check SMART support status: ErrorRet = ", Step::Checking},
-    {"Retrieve test logs: ErrorRet = ", Step::Reading},
-    {"Trigger Self-Test: ErrorRet = ", Step::Starting},
+    {"Check SMART support status: ErrorRet = ", RunStep::Checking},
+    {"Retrieve test logs: ErrorRet = ", RunStep::Reading},
+    {"Trigger Self-Test: ErrorRet = ", RunStep::Starting},
 };
 
 // What smartctl printed in a step follows. The line of it that says why a step failed holds one of

@@ -37,7 +37,7 @@ void tell_of_lost_memory() {
 int main(int argc, char** argv) {
   std::set_terminate(terminate);
   try {
-    return cli::run_program(argc, argv);
+    return cli::run_command_line(argc, argv);
   } catch (const std::bad_alloc&) {
     tell_of_lost_memory();
     return cli::kStatusCannot;

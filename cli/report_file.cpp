@@ -126,8 +126,8 @@ std::tuple<int, std::size_t, Time, std::string_view> claim_of(std::string_view i
 
 }  // namespace
 
-MachineHistory read_machine(std::istream& file, std::string_view name, Time now,
-                            const FileLimits& limits) {
+MachineHistory read_machine_history(std::istream& file, std::string_view name, Time now,
+                                    const FileLimits& limits) {
   std::unordered_map<std::string, OneMachine> machines;  // by id
   std::size_t drives = 0;
   Lines lines(file, limits);

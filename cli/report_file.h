@@ -40,7 +40,7 @@ struct MachineHistory {
 // no machine is called so, it is the one with the most tests. A file that has a line with anything
 // else than a test is refused as a whole, since what is missing may be the worst. Dates that lie
 // ahead of `now` are taken out of the tests. Throws MachineFileError.
-MachineHistory read_machine(std::istream& file, std::string_view name, drivetest::Time now,
-                            const FileLimits& limits = {});
+MachineHistory read_machine_history(std::istream& file, std::string_view name, drivetest::Time now,
+                                    const FileLimits& limits = {});
 
 }  // namespace cli

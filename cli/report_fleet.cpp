@@ -59,7 +59,7 @@ MachineHistory read_file(const std::string& name, const std::string& machine, Ti
   file.rdbuf()->pubsetbuf(nullptr, 0);
   file.open(name, std::ios::binary);
   if (!file) throw MachineFileError(std::generic_category().message(errno));
-  return read_machine(file, machine, now);
+  return read_machine_history(file, machine, now);
 }
 
 }  // namespace

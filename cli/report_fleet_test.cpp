@@ -42,7 +42,7 @@ std::string line(const KeptTest& test) { return json_line(test) + "\n"; }
 MachineHistory read(const std::string& text, const FileLimits& limits = {},
                     const std::string& name = "web1") {
   std::istringstream file(text);
-  return read_machine(file, name, kNow, limits);
+  return read_machine_history(file, name, kNow, limits);
 }
 
 std::string fault(const std::string& text, const FileLimits& limits = {}) {

@@ -39,7 +39,7 @@ TEST(VerdictOfRow, HasTheDrivesOwnWordsAndNumbers) {
 
 TEST(VerdictOfRow, HasACauseForEachCodeOfEachProtocol) {
   const auto cause = [](Protocol protocol, int code) {
-    const auto known = drivetest::verdict_of(protocol, code);
+    const auto known = drivetest::result_meaning(protocol, code);
     return verdict_of_row(ended(known->outcome, code, known->cause), protocol, "/dev/sda").cause;
   };
   for (const Protocol protocol : {Protocol::Ata, Protocol::Scsi, Protocol::Nvme}) {

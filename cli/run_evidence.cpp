@@ -30,9 +30,9 @@ void RunEvidence::take(int severity, std::string_view text) {
   for (const AnswerText& known : kAnswerTexts) {
     if (!text.starts_with(known.begins)) continue;
     const std::optional<SmartctlAnswer> answer = read_answer(text.substr(known.begins.size()));
-    if (known.step == Step::Checking)
+    if (known.step == RunStep::Checking)
       information = answer;
-    else if (known.step == Step::Reading)
+    else if (known.step == RunStep::Reading)
       baseline = answer;
     else
       start = answer;
@@ -40,7 +40,7 @@ void RunEvidence::take(int severity, std::string_view text) {
   if (text.starts_with(kPollText)) log = text.substr(kPollText.size());
   if (text == kStillInProgressText) in_progress = true;
   for (const LogText& known : kStepTexts)
-    if (known.step == Step::Classifying && text.starts_with(known.begins)) ended = true;
+    if (known.step == RunStep::Classifying && text.starts_with(known.begins)) ended = true;
 }
 
 }  // namespace cli

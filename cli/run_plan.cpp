@@ -70,7 +70,7 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
     if (drive.testable()) return {name, drive.device, opening_fault(drive.device), "no-permission"};
     return {name, drive.device, left_out_reason(drive), std::string(drive.left_out_cause())};
   }
-  if (const auto why = refusal(path))
+  if (const auto why = why_not_a_drive(path))
     return {name, path, *why + "; " + meant(name, drives), "no-device"};
   return {name, path,
           "not one of the drives that 'hddtest drives --offered' lists; --force tests it",

@@ -65,7 +65,7 @@ bool Progress::take(int severity, std::string_view text) {
 
 std::string Progress::shown() const {
   std::string text(doing_);
-  if (step_ == Step::Testing && remaining_)
+  if (step_ == RunStep::Testing && remaining_)
     text += ", " + std::to_string(*remaining_) + "% remaining";
   return text;
 }

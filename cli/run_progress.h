@@ -19,7 +19,7 @@ class Progress {
   // Takes a line of the core log; true when what is to be shown has changed.
   bool take(int severity, std::string_view text);
 
-  Step step() const { return step_; }
+  RunStep step() const { return step_; }
   // As the drive told it last.
   std::optional<int> remaining() const { return remaining_; }
   // What the drive is doing: "testing, 90% remaining".
@@ -31,7 +31,7 @@ class Progress {
   const std::optional<std::string>& entry() const { return entry_; }
 
  private:
-  Step step_ = Step::Waiting;
+  RunStep step_ = RunStep::Waiting;
   std::string_view doing_ = "waiting";
   std::optional<int> remaining_;
   std::string complaint_;

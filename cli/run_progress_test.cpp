@@ -52,12 +52,12 @@ TEST(RemainingPercentage, IsUnknownWhenTheDriveDoesNotSay) {
 
 TEST(Progress, FollowsTheStepsOfARun) {
   Progress progress;
-  EXPECT_EQ(progress.step(), Step::Waiting);
+  EXPECT_EQ(progress.step(), RunStep::Waiting);
   EXPECT_TRUE(progress.take(3, "Check SMART support status on /dev/sda"));
-  EXPECT_EQ(progress.step(), Step::Checking);
+  EXPECT_EQ(progress.step(), RunStep::Checking);
   EXPECT_FALSE(progress.take(3, "Check SMART support status on /dev/sda"));
   EXPECT_TRUE(progress.take(3, "Trigger Self-Test on /dev/sda"));
-  EXPECT_EQ(progress.step(), Step::Starting);
+  EXPECT_EQ(progress.step(), RunStep::Starting);
   EXPECT_TRUE(progress.take(3, "Get Self-Test status on /dev/sda"));
   EXPECT_EQ(progress.shown(), "testing");
   EXPECT_TRUE(progress.take(3, "Current Self-Test logs: \n" + in_progress("90%")));
@@ -65,7 +65,7 @@ TEST(Progress, FollowsTheStepsOfARun) {
   EXPECT_FALSE(progress.take(3, "Current Self-Test logs: \n" + in_progress("90%")));
   EXPECT_FALSE(progress.take(3, "Current Self-Test logs: \n" + kHead)) << "what is known stays";
   EXPECT_TRUE(progress.take(3, "Test is completed, get test status"));
-  EXPECT_EQ(progress.step(), Step::Classifying);
+  EXPECT_EQ(progress.step(), RunStep::Classifying);
 }
 
 TEST(Progress, KeepsTheLastFailureAsReason) {
@@ -75,7 +75,7 @@ TEST(Progress, KeepsTheLastFailureAsReason) {
   EXPECT_FALSE(progress.take(0, "first"));
   EXPECT_FALSE(progress.take(0, "Trigger Self-Test on /dev/sda Failed"));
   EXPECT_EQ(progress.reason(), "Trigger Self-Test on /dev/sda Failed");
-  EXPECT_EQ(progress.step(), Step::Waiting) << "a failure is no step";
+  EXPECT_EQ(progress.step(), RunStep::Waiting) << "a failure is no step";
 }
 
 TEST(Progress, ReasonHoldsWhatSmartctlComplainedOf) {

@@ -174,7 +174,7 @@ class Watch {
     std::unique_lock guard(lock_);
     for (Watched& one : watched_) {
       if (!one.is_running) continue;
-      one.progress = progress_of(*one.row, one.status.look.abilities, one.status.is_stalled);
+      one.progress = test_progress(*one.row, one.status.look.abilities, one.status.is_stalled);
       try {
         threads.emplace_back([this, &one] { follow_one(one); });
       } catch (const std::system_error& error) {

@@ -17,21 +17,21 @@
 namespace cli {
 namespace {
 
-void tell(const std::string& doing, Step step, const std::optional<TestProgress>& progress) {
+void tell(const std::string& doing, RunStep step, const std::optional<TestProgress>& progress) {
   standard_output().write(dump_line({{"doing", doing},
                                      {"step", static_cast<int>(step)},
                                      {"progress", progress ? pack(*progress) : Json()}}));
 }
 
 LibraryResult work_by_library(const WorkerTask& task) {
-  tell("starting the test", Step::Starting, std::nullopt);
+  tell("starting the test", RunStep::Starting, std::nullopt);
   DriveTests tests;
   const drivetest::Place place = task.type.empty() && !task.is_apart
                                      ? tests.place_of(task.device)
                                      : drivetest::Place{task.device, task.type};
   if (task.is_apart) tests.keep_apart(place);
   return test_by_library(tests, place, task.kind, [](const TestProgress& progress) {
-    tell("testing" + remaining_text(progress), Step::Testing, progress);
+    tell("testing" + remaining_text(progress), RunStep::Testing, progress);
   });
 }
 
@@ -46,7 +46,7 @@ DriveResult work_by_module(const Places& places, const WorkerTask& task) {
   const auto manager = make_manager(places);
   DriveResult result = test_drive(*manager, task.device, [](const Progress& progress) {
     std::optional<TestProgress> told;
-    if (progress.step() == Step::Testing) {
+    if (progress.step() == RunStep::Testing) {
       told = {drivetest::TestKind::Short, drivetest::Source::Module};
       told->percent = progress.remaining();
     }

@@ -99,8 +99,8 @@ void Worker::take(std::string_view line) {
     return;
   }
   const std::string before = std::exchange(doing_, json.value("doing", doing_));
-  step_ = static_cast<Step>(json.value("step", static_cast<int>(step_)));
-  if (step_ != Step::Testing || doing_ == before) return;
+  step_ = static_cast<RunStep>(json.value("step", static_cast<int>(step_)));
+  if (step_ != RunStep::Testing || doing_ == before) return;
   const Json progress = json.value("progress", Json());
   told_.push_back(
       {doing_, progress.is_object() ? std::optional(unpack_progress(progress)) : std::nullopt});

@@ -54,7 +54,7 @@ class Worker {
   bool read();
 
   const std::string& doing() const { return doing_; }  // for the progress line
-  Step step() const { return step_; }
+  RunStep step() const { return step_; }
   // What it was doing in the test, each change since the last read: several may have come at once.
   const std::vector<Told>& told() const { return told_; }
   const DriveResult& result() const { return result_; }  // once it has ended
@@ -68,7 +68,7 @@ class Worker {
   platform::Descriptor output_;
   std::string unread_;
   std::string doing_ = "waiting";
-  Step step_ = Step::Waiting;
+  RunStep step_ = RunStep::Waiting;
   std::vector<Told> told_;
   Hindrance hindrance_ = Hindrance::None;
   bool ended_ = false;

@@ -52,7 +52,7 @@ LogEntry entry_of(Protocol protocol, std::uint64_t test_code, std::uint64_t resu
 }
 
 bool has_failed(Protocol protocol, int result_code) {
-  const auto verdict = verdict_of(protocol, result_code);
+  const auto verdict = result_meaning(protocol, result_code);
   return verdict && verdict->outcome == Outcome::Failed;
 }
 

@@ -88,7 +88,7 @@ const Codes* codes_of(Protocol protocol) {
 std::string_view name_of(Outcome outcome) { return name_in(kOutcomes, outcome); }
 std::optional<Outcome> outcome_named(std::string_view name) { return named_in(kOutcomes, name); }
 
-std::optional<ResultMeaning> verdict_of(Protocol protocol, int code) {
+std::optional<ResultMeaning> result_meaning(Protocol protocol, int code) {
   const Codes* const codes = codes_of(protocol);
   if (!codes || code < 0 || code >= kRunningCode) return std::nullopt;
   const Row& row = (*codes)[static_cast<std::size_t>(code)];

@@ -29,6 +29,6 @@ inline constexpr int kAbortedByHost = 1;
 
 // What a result code of the drive means, 0 to 15 (ATA: the upper half of the status byte). Not set
 // for kRunningCode and for numbers outside of that range.
-std::optional<ResultMeaning> verdict_of(Protocol protocol, int code);
+std::optional<ResultMeaning> result_meaning(Protocol protocol, int code);
 
 }  // namespace drivetest

@@ -9,7 +9,7 @@ namespace {
 std::string outcomes_of(Protocol protocol) {
   std::string letters;
   for (int code = 0; code <= 15; ++code) {
-    const auto verdict = verdict_of(protocol, code);
+    const auto verdict = result_meaning(protocol, code);
     letters += verdict ? name_of(verdict->outcome).front() : '-';
     EXPECT_TRUE(!verdict || !verdict->cause.empty()) << code;
   }
@@ -24,14 +24,14 @@ TEST(Outcome, IsThatOfTheDrivesOwnCode) {
 }
 
 TEST(Outcome, OfWhatIsNoCodeIsNone) {
-  EXPECT_FALSE(verdict_of(Protocol::Ata, -1));
-  EXPECT_FALSE(verdict_of(Protocol::Ata, 16));
-  EXPECT_FALSE(verdict_of(Protocol::Nvme, 255));
+  EXPECT_FALSE(result_meaning(Protocol::Ata, -1));
+  EXPECT_FALSE(result_meaning(Protocol::Ata, 16));
+  EXPECT_FALSE(result_meaning(Protocol::Nvme, 255));
 }
 
 TEST(Outcome, SaysWhichCodeHasNoMeaning) {
-  EXPECT_EQ(verdict_of(Protocol::Scsi, 8)->cause, "result code 8, which has no meaning");
-  EXPECT_EQ(verdict_of(Protocol::Ata, 7)->cause, "read failure");
+  EXPECT_EQ(result_meaning(Protocol::Scsi, 8)->cause, "result code 8, which has no meaning");
+  EXPECT_EQ(result_meaning(Protocol::Ata, 7)->cause, "read failure");
 }
 
 TEST(Names, AreReadBack) {

@@ -55,7 +55,8 @@ ResultMeaning explained(ResultMeaning verdict, const Drive& drive, int code,
 
 void end(TestRow& row, const Drive& drive, const LogEntry& entry, Time now,
          const Circumstances& circumstances) {
-  ResultMeaning verdict = verdict_of(drive.protocol, entry.result_code).value_or(ResultMeaning{});
+  ResultMeaning verdict =
+      result_meaning(drive.protocol, entry.result_code).value_or(ResultMeaning{});
   end(row, explained(std::move(verdict), drive, entry.result_code, circumstances), now);
   row.test_code = entry.test_code;
   row.result_code = entry.result_code;
@@ -128,7 +129,7 @@ std::optional<ResultMeaning> verdict_by_status(const TestRow& row, const Look& l
         return entry.kind == row.kind && entry.result_code == *look.status_code;
       });
   if (!growth.added.empty() || (!growth.is_certain && !may_have_entry)) return std::nullopt;
-  std::optional<ResultMeaning> verdict = verdict_of(Protocol::Ata, *look.status_code);
+  std::optional<ResultMeaning> verdict = result_meaning(Protocol::Ata, *look.status_code);
   // What says that the test has not come to its end is true in any case.
   const bool is_aborted = verdict && verdict->outcome == Outcome::Aborted;
   if (is_aborted) return verdict;
@@ -191,7 +192,7 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
 std::optional<std::string> cause_when_stopped(const TestRow& row, const Drive& drive,
                                               bool was_replaced) {
   if (row.outcome != Outcome::Aborted || !row.result_code) return std::nullopt;
-  std::optional<ResultMeaning> verdict = verdict_of(drive.protocol, *row.result_code);
+  std::optional<ResultMeaning> verdict = result_meaning(drive.protocol, *row.result_code);
   if (!verdict || verdict->outcome != Outcome::Aborted) return std::nullopt;
   return explained(*std::move(verdict), drive, *row.result_code,
                    {.was_stopped = true, .was_replaced = was_replaced})

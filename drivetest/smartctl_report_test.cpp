@@ -40,8 +40,8 @@ TEST(AtaReport, BelievesNoPassedButTheCode) {
   const Look seen = ata(R"("status":{"value":144,"passed":true})",
                         R"("standard":{"table":[)" + row(1, 0x90) + "," + row(1, 0xF9) + "]}");
   EXPECT_EQ(seen.status_code, 9);
-  EXPECT_EQ(verdict_of(Protocol::Ata, seen.log.at(0).result_code)->outcome, Outcome::Unknown);
-  EXPECT_FALSE(verdict_of(Protocol::Ata, seen.log.at(1).result_code));
+  EXPECT_EQ(result_meaning(Protocol::Ata, seen.log.at(0).result_code)->outcome, Outcome::Unknown);
+  EXPECT_FALSE(result_meaning(Protocol::Ata, seen.log.at(1).result_code));
   EXPECT_FALSE(seen.running) << "a row that a loss of power left behind";
 }
 

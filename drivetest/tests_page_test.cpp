@@ -29,7 +29,7 @@ TEST(TestsPage, HasTheWordsOfAllResultsAndNoOthers) {
   std::set<std::string> expected;
   for (const Protocol protocol : {Protocol::Ata, Protocol::Scsi, Protocol::Nvme})
     for (int code = 0; code < kRunningCode; ++code) {
-      const ResultMeaning verdict = verdict_of(protocol, code).value();
+      const ResultMeaning verdict = result_meaning(protocol, code).value();
       if (verdict.outcome != Outcome::Unknown) expected.insert(line_of(protocol, code, verdict));
     }
   std::set<std::string> told;

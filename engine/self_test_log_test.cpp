@@ -41,7 +41,9 @@ struct Outcome {
 
 class EntryOutcome : public testing::TestWithParam<Outcome> {};
 
-TEST_P(EntryOutcome, Is) { EXPECT_EQ(engine::classify_entry(GetParam().entry), GetParam().status); }
+TEST_P(EntryOutcome, IsThatOfItsWords) {
+  EXPECT_EQ(engine::classify_entry(GetParam().entry), GetParam().status);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Table, EntryOutcome,

@@ -19,7 +19,7 @@ std::vector<std::string> addresses(const TestTree& tree) {
   return result;
 }
 
-TEST(Bus_Devices, OneIsReadInFull) {
+TEST(BusDevices, OneIsReadInFull) {
   TestTree tree;
   tree.scsi_host(8, "megaraid_sas");
   const std::string device =
@@ -37,7 +37,7 @@ TEST(Bus_Devices, OneIsReadInFull) {
   EXPECT_EQ(devices[0].state, "running");
 }
 
-TEST(Bus_Devices, AreOfAnyTypeInNumericOrder) {
+TEST(BusDevices, AreOfAnyTypeInNumericOrder) {
   TestTree tree;
   for (const char* address : {"10:0:0:0", "2:0:0:0", "0:0:10:0", "0:0:2:0", "0:0:2:10", "0:0:2:9"})
     tree.scsi_device(kController, address, "V", "M", "13");
@@ -45,7 +45,7 @@ TEST(Bus_Devices, AreOfAnyTypeInNumericOrder) {
               ElementsAre("0:0:2:0", "0:0:2:9", "0:0:2:10", "0:0:10:0", "2:0:0:0", "10:0:0:0"));
 }
 
-TEST(Bus_Devices, HostsAndTargetsOnTheBusAreNone) {
+TEST(BusDevices, HostsAndTargetsOnTheBusAreNone) {
   TestTree tree;
   tree.scsi_device(kController, "0:0:0:0", "V", "M");
   tree.link("/sys/bus/scsi/devices/host0", std::string("/sys/devices/") + kController + "/host0");
@@ -54,7 +54,7 @@ TEST(Bus_Devices, HostsAndTargetsOnTheBusAreNone) {
   EXPECT_THAT(addresses(tree), ElementsAre("0:0:0:0"));
 }
 
-TEST(Bus_Devices, WithoutDeviceFilesHaveNone) {
+TEST(BusDevices, WithoutDeviceFilesHaveNone) {
   TestTree tree;
   tree.scsi_device(kController, "0:0:0:0", "V", "M", "3");
   const auto devices = read_bus_devices(tree.sysfs());
@@ -63,7 +63,7 @@ TEST(Bus_Devices, WithoutDeviceFilesHaveNone) {
   EXPECT_EQ(devices[0].block, "");
 }
 
-TEST(Bus_Devices, DeviceFilesUnfitForPublishingAreLeftOut) {
+TEST(BusDevices, DeviceFilesUnfitForPublishingAreLeftOut) {
   TestTree tree;
   const std::string device = tree.scsi_device(kController, "0:0:0:0", "V", "M");
   tree.scsi_generic(device, "sg 0");
@@ -74,7 +74,7 @@ TEST(Bus_Devices, DeviceFilesUnfitForPublishingAreLeftOut) {
   EXPECT_EQ(devices[0].block, "");
 }
 
-TEST(Bus_Devices, OneThatVanishedBehindItsLinkIsNone) {
+TEST(BusDevices, OneThatVanishedBehindItsLinkIsNone) {
   TestTree tree;
   const std::string gone = tree.scsi_device(kController, "0:0:0:0", "V", "M");
   tree.scsi_device(kController, "0:0:1:0", "V", "M");
@@ -82,7 +82,7 @@ TEST(Bus_Devices, OneThatVanishedBehindItsLinkIsNone) {
   EXPECT_THAT(addresses(tree), ElementsAre("0:0:1:0"));
 }
 
-TEST(Bus_Devices, PublishTheirAddressByTheMachinesAdapters) {
+TEST(BusDevices, PublishTheirAddressByTheMachinesAdapters) {
   TestTree tree;
   tree.scsi_host(0, "ahci");
   tree.scsi_host(1, "usb-storage");
@@ -99,7 +99,7 @@ TEST(Bus_Devices, PublishTheirAddressByTheMachinesAdapters) {
   EXPECT_FALSE(devices[1].address_published);
 }
 
-TEST(Bus_Devices, NoSysfsAtAllIsNoDevice) {
+TEST(BusDevices, NoSysfsAtAllIsNoDevice) {
   EXPECT_THAT(read_bus_devices(Sysfs("/nonexistent")), IsEmpty());
 }
 

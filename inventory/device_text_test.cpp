@@ -55,7 +55,7 @@ TEST(Joined, LeavesEmptyTextsOut) {
   EXPECT_EQ(joined({"", ""}), "");
 }
 
-TEST(Device_Name, HoldsNothingThatAShellWouldRead) {
+TEST(DeviceName, HoldsNothingThatAShellWouldRead) {
   for (const char* name : {"/dev/sda", "/dev/cciss/c0d0", "/dev/nvme0n1", "/dev/a_b.c-d"})
     EXPECT_TRUE(is_device_name(name)) << name;
   for (const char* name : {"", "/dev/sd a", "/dev/sda;reboot", "/dev/$(id)", "/dev/`id`",
@@ -65,7 +65,7 @@ TEST(Device_Name, HoldsNothingThatAShellWouldRead) {
   EXPECT_FALSE(is_device_name("/dev/" + std::string(60, 'x'))) << "longer than an identifier";
 }
 
-TEST(Natural_Order, IsThatOfPeople) {
+TEST(NaturalOrder, IsThatOfPeople) {
   const std::vector<std::string> expected = {
       "mmcblk0", "mmcblk1", "nvme0n1", "nvme0n2", "nvme0n10", "nvme2n1", "nvme10n1", "sda", "sdb",
       "sdz",     "sdaa",    "sdab",    "sdzz",    "sdaaa",    "vda",     "vdz",      "vdaa"};
@@ -78,7 +78,7 @@ TEST(Natural_Order, IsThatOfPeople) {
   EXPECT_EQ(names, expected);
 }
 
-TEST(Natural_Order, TakesTheLongestAndTheOddestNames) {
+TEST(NaturalOrder, TakesTheLongestAndTheOddestNames) {
   EXPECT_LT(natural_key(std::string(254, 'a')), natural_key(std::string(255, 'a')));
   EXPECT_LT(natural_key("x" + std::string(200, '9')), natural_key("x1" + std::string(200, '0')));
   EXPECT_LT(natural_key("c0d2"), natural_key("c0d10"));

@@ -35,7 +35,7 @@ inventory::Disk full_disk() {
   return disk;
 }
 
-TEST(Disk_Drive, PublishesEveryPropertyThatSysfsTells) {
+TEST(DiskDrive, PublishesEveryPropertyThatSysfsTells) {
   const auto drive = disk_drive(full_disk(), "host.example.org");
   EXPECT_EQ(drive->SystemCreationClassName.value(), "KAVRO_ComputerSystem");
   EXPECT_EQ(drive->SystemName.value(), "host.example.org");
@@ -66,7 +66,7 @@ TEST(Disk_Drive, PublishesEveryPropertyThatSysfsTells) {
   EXPECT_EQ(drive->Availability.value(), 3);
 }
 
-TEST(Disk_Drive, LeavesEveryOtherPropertyNull) {
+TEST(DiskDrive, LeavesEveryOtherPropertyNull) {
   EXPECT_THAT(published(*disk_drive(full_disk(), "host")),
               UnorderedElementsAre(
                   "Caption", "Description", "ElementName", "Name", "OperationalStatus",
@@ -77,7 +77,7 @@ TEST(Disk_Drive, LeavesEveryOtherPropertyNull) {
                   "MaxBlockSize", "MinBlockSize", "Security"));
 }
 
-TEST(Disk_Drive, WhatIsUnknownIsNull) {
+TEST(DiskDrive, WhatIsUnknownIsNull) {
   inventory::Disk disk;
   disk.device = "/dev/sda";
   EXPECT_THAT(
@@ -88,7 +88,7 @@ TEST(Disk_Drive, WhatIsUnknownIsNull) {
                            "Availability", "Capabilities", "NumberOfMediaSupported", "Security"));
 }
 
-TEST(Disk_Drive, DescriptionsStayBesideTheirTextsWhenOthersAreUnknown) {
+TEST(DiskDrive, DescriptionsStayBesideTheirTextsWhenOthersAreUnknown) {
   auto facts = full_disk();
   facts.serial.clear();
   facts.address.reset();
@@ -137,7 +137,7 @@ TEST(State, OfDrivesAndBusDevicesIsTheKernels) {
   }
 }
 
-TEST(Disk_Drive, CapabilitiesAndSecurityFollowTheMedium) {
+TEST(DiskDrive, CapabilitiesAndSecurityFollowTheMedium) {
   const auto with = [](bool removable, bool read_only) {
     auto disk = full_disk();
     disk.removable = removable;
@@ -151,7 +151,7 @@ TEST(Disk_Drive, CapabilitiesAndSecurityFollowTheMedium) {
   EXPECT_EQ(with(true, false)->Security.value(), 2);
 }
 
-TEST(Disk_Drive, CaptionHasAtMostSixtyFourCharacters) {
+TEST(DiskDrive, CaptionHasAtMostSixtyFourCharacters) {
   auto disk = full_disk();
   disk.vendor = "V";
   disk.model.clear();
@@ -161,13 +161,13 @@ TEST(Disk_Drive, CaptionHasAtMostSixtyFourCharacters) {
   EXPECT_EQ(instance->Description.value(), "V " + disk.model + " S229");
 }
 
-TEST(Disk_Drive, IdentifyingTextsHaveAtMostTwoHundredFiftySixCharacters) {
+TEST(DiskDrive, IdentifyingTextsHaveAtMostTwoHundredFiftySixCharacters) {
   auto disk = full_disk();
   disk.world_wide_name = std::string(300, 'w');
   EXPECT_EQ(disk_drive(disk, "host")->OtherIdentifyingInfo.value()[1], std::string(256, 'w'));
 }
 
-TEST(Disk_Drive, TheExactSizeStandsBesideTheRoundedOne) {
+TEST(DiskDrive, TheExactSizeStandsBesideTheRoundedOne) {
   auto disk = full_disk();
   disk.bytes = std::numeric_limits<std::uint64_t>::max();
   auto instance = disk_drive(disk, "host");
@@ -191,7 +191,7 @@ inventory::BusDevice full_bus_device() {
   return device;
 }
 
-TEST(Sys_Bus_Device, PublishesEveryPropertyThatSysfsTells) {
+TEST(SysBusDevice, PublishesEveryPropertyThatSysfsTells) {
   const auto device = sys_bus_device(full_bus_device(), "host");
   EXPECT_EQ(device->SystemCreationClassName.value(), "KAVRO_ComputerSystem");
   EXPECT_EQ(device->SystemName.value(), "host");
@@ -211,7 +211,7 @@ TEST(Sys_Bus_Device, PublishesEveryPropertyThatSysfsTells) {
                   "DeviceID", "Availability", "OtherIdentifyingInfo", "IdentifyingDescriptions"));
 }
 
-TEST(Sys_Bus_Device, WithoutPublishedAddressTheAddressListIsNull) {
+TEST(SysBusDevice, WithoutPublishedAddressTheAddressListIsNull) {
   auto facts = full_bus_device();
   facts.address_published = false;
   const auto device = sys_bus_device(facts, "host");
@@ -219,7 +219,7 @@ TEST(Sys_Bus_Device, WithoutPublishedAddressTheAddressListIsNull) {
   EXPECT_TRUE(device->IdentifyingDescriptions.null());
 }
 
-TEST(Sys_Bus_Device, IsNamedByWhatItHas) {
+TEST(SysBusDevice, IsNamedByWhatItHas) {
   auto facts = full_bus_device();
   facts.generic.clear();
   EXPECT_EQ(sys_bus_device(facts, "host")->DeviceID.value(), "/dev/sdc");
@@ -233,7 +233,7 @@ TEST(Sys_Bus_Device, IsNamedByWhatItHas) {
 
 inventory::Machine full_machine() { return {"Maker", "Example Server 1", "1.0", "uuid", "serial"}; }
 
-TEST(Computer_System, PublishesEveryPropertyThatIsKnown) {
+TEST(ComputerSystem, PublishesEveryPropertyThatIsKnown) {
   const auto system = computer_system(full_machine(), "host.example.org");
   EXPECT_EQ(system->CreationClassName.value(), "KAVRO_ComputerSystem");
   EXPECT_EQ(system->Name.value(), "host.example.org");
@@ -260,13 +260,13 @@ TEST(Computer_System, PublishesEveryPropertyThatIsKnown) {
                                    "IdentifyingDescriptions", "Dedicated", "ResetCapability"));
 }
 
-TEST(Computer_System, AShortNameIsOfAnotherFormat) {
+TEST(ComputerSystem, AShortNameIsOfAnotherFormat) {
   const auto system = computer_system(full_machine(), "host");
   EXPECT_EQ(system->NameFormat.value(), "Other");
   EXPECT_EQ(system->ElementName.value(), "host");
 }
 
-TEST(Computer_System, WithoutFirmwareTextsThesePropertiesAreNull) {
+TEST(ComputerSystem, WithoutFirmwareTextsThesePropertiesAreNull) {
   const auto system = computer_system({}, "host");
   EXPECT_TRUE(system->Caption.null());
   EXPECT_TRUE(system->Description.null());
@@ -274,7 +274,7 @@ TEST(Computer_System, WithoutFirmwareTextsThesePropertiesAreNull) {
   EXPECT_TRUE(system->IdentifyingDescriptions.null());
 }
 
-TEST(Computer_System, PublishesWhatAnOrdinaryUserMayRead) {
+TEST(ComputerSystem, PublishesWhatAnOrdinaryUserMayRead) {
   auto machine = full_machine();
   machine.uuid.clear();
   EXPECT_THAT(computer_system(machine, "host")->IdentifyingDescriptions.value(),

@@ -29,7 +29,7 @@ TEST(Machine, WithoutFirmwareTextsIsUnknown) {
   EXPECT_EQ(machine.vendor + machine.product + machine.version + machine.uuid + machine.serial, "");
 }
 
-TEST(Host_Name, IsTheKernels) {
+TEST(HostName, IsTheKernels) {
   utsname kernel{};
   ASSERT_EQ(uname(&kernel), 0);
   EXPECT_EQ(host_name(), kernel.nodename);

@@ -29,7 +29,7 @@ const std::map<std::string, std::string>& words_of_drivers() {
   return words;
 }
 
-TEST(Recorded_Machines, HwinfoSeesTheSameDrives) {
+TEST(RecordedMachines, HwinfoSeesTheSameDrives) {
   int machines = 0;
   for (const auto& folder : std::filesystem::directory_iterator(std::getenv("HDDTEST_RECORDS"))) {
     const std::string facts = read(folder.path() / "sysfs.out");

@@ -43,7 +43,7 @@ bool publishes(std::map<std::uint64_t, std::string> drivers, std::uint64_t host)
   return ScsiHosts(std::move(drivers)).publishes({host, 0, 0, 0});
 }
 
-TEST(Published_Addresses, NoneWhereEveryAdapterIsAhciAtaPiixOrUsbStorage) {
+TEST(PublishedAddresses, NoneWhereEveryAdapterIsAhciAtaPiixOrUsbStorage) {
   EXPECT_FALSE(publishes({{0, "ahci"}}, 0));
   EXPECT_FALSE(publishes({{0, "ata_piix"}}, 0));
   EXPECT_FALSE(publishes({{0, "usb-storage"}}, 0));
@@ -51,7 +51,7 @@ TEST(Published_Addresses, NoneWhereEveryAdapterIsAhciAtaPiixOrUsbStorage) {
     EXPECT_FALSE(publishes({{0, "ahci"}, {1, "ata_piix"}, {2, "usb-storage"}}, host)) << host;
 }
 
-TEST(Published_Addresses, AllButThoseOfUsbStorageAsSoonAsThereIsAnyOtherAdapter) {
+TEST(PublishedAddresses, AllButThoseOfUsbStorageAsSoonAsThereIsAnyOtherAdapter) {
   for (const char* other : {"megaraid_sas", "mpt2sas", "virtio_scsi", "sata_nv", "pata_amd", "uas",
                             "", "ahci_platform"}) {
     const std::map<std::uint64_t, std::string> drivers = {
@@ -63,16 +63,16 @@ TEST(Published_Addresses, AllButThoseOfUsbStorageAsSoonAsThereIsAnyOtherAdapter)
   }
 }
 
-TEST(Published_Addresses, AnAdapterWithoutDevicesCountsToo) {
+TEST(PublishedAddresses, AnAdapterWithoutDevicesCountsToo) {
   EXPECT_TRUE(publishes({{0, "ahci"}, {7, "smartpqi"}}, 0));
 }
 
-TEST(Published_Addresses, NeverOfUsbStorageEvenBehindARaidAdapter) {
+TEST(PublishedAddresses, NeverOfUsbStorageEvenBehindARaidAdapter) {
   EXPECT_FALSE(publishes({{0, "megaraid_sas"}, {1, "usb-storage"}}, 1));
 }
 
 // Card readers and odd sticks have a driver of their own, which hands on to usb-storage.
-TEST(Published_Addresses, SubDriversOfUsbStorageAreAsItIs) {
+TEST(PublishedAddresses, SubDriversOfUsbStorageAreAsItIs) {
   for (const char* driver : {"ums-realtek", "ums-alauda", "ums-eneub6250"}) {
     EXPECT_FALSE(publishes({{0, "ahci"}, {1, driver}}, 0)) << driver;
     EXPECT_FALSE(publishes({{0, "ahci"}, {1, driver}}, 1)) << driver;

@@ -94,7 +94,7 @@ constexpr auto kSystemElement =
 constexpr auto kEnabledElement =
     "EnabledState OtherEnabledState RequestedState EnabledDefault TimeOfLastStateChange ";
 
-TEST(Property_Order, DiskDrive) {
+TEST(PropertyOrder, DiskDriveHasThatOfTheDeclarations) {
   EXPECT_EQ(
       names(KAVRO_DiskDrive::static_meta_class),
       words(std::string(kElement) + kSystemElement + kEnabledElement +
@@ -109,14 +109,14 @@ TEST(Property_Order, DiskDrive) {
             "MaxUnitsBeforeCleaning UnitsUsed"));
 }
 
-TEST(Property_Order, DiagnosticServiceHasItsNameWhereTheBaseIntroducedIt) {
+TEST(PropertyOrder, DiagnosticServiceHasItsNameWhereTheBaseIntroducedIt) {
   EXPECT_EQ(names(KAVRO_HDDTest_DiagnosticService::static_meta_class),
             words(std::string(kElement) + kSystemElement + kEnabledElement +
                   "SystemCreationClassName SystemName CreationClassName PrimaryOwnerName "
                   "PrimaryOwnerContact StartMode Started"));
 }
 
-TEST(Property_Order, ConcreteJob) {
+TEST(PropertyOrder, ConcreteJobHasThatOfTheDeclarations) {
   EXPECT_EQ(names(KAVRO_HDDTest_ConcreteJob::static_meta_class),
             words(std::string(kElement) + kSystemElement +
                   "JobStatus TimeSubmitted ScheduledStartTime StartTime ElapsedTime JobRunTimes "
@@ -126,7 +126,7 @@ TEST(Property_Order, ConcreteJob) {
                   "TimeBeforeRemoval"));
 }
 
-TEST(Property_Order, CompletionRecord) {
+TEST(PropertyOrder, CompletionRecordHasThatOfTheDeclarations) {
   EXPECT_EQ(names(KAVRO_HDDTest_DiagnosticCompletionRecord::static_meta_class),
             words(std::string(kElement) +
                   "RecordFormat RecordData Locale InstanceID ServiceName ManagedElementName "
@@ -135,7 +135,7 @@ TEST(Property_Order, CompletionRecord) {
                   "OtherCompletionStateDescription"));
 }
 
-TEST(Property_Order, AvailableDiagnosticService) {
+TEST(PropertyOrder, AvailableDiagnosticServiceHasThatOfTheDeclarations) {
   EXPECT_THAT(names(KAVRO_HDDTest_AvailableDiagnosticService::static_meta_class),
               ElementsAre("ServiceProvided", "UserOfService", "EstimatedDurationOfService",
                           "EstimatedDurationQualifier"));

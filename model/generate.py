@@ -14,7 +14,7 @@ import argparse
 import pathlib
 import sys
 
-from mof import class_library, cpp, repository
+from mof import class_library, cpp, repository_tables
 from mof.lexer import MofError
 from mof.model import Model
 from mof.parser import parse
@@ -28,7 +28,7 @@ def generate(files, parts):
     result = {f"{cls.name}.h": class_library.header(cls) for cls in model.classes}
     result["classes.h"] = class_library.whole_header(model)
     result["classes.cpp"] = class_library.whole_source(model)
-    result["repository.cpp"] = repository.source(model)
+    result["repository.cpp"] = repository_tables.source(model)
     for number, text in enumerate(class_library.sources(model, parts), 1):
         result[f"classes_{number}.cpp"] = text
     return result

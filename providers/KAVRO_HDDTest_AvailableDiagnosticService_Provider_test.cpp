@@ -32,7 +32,7 @@ TEST_F(AvailableService, WithoutDrivesProbeAndReportsStillHappenAndNothingIsOffe
 }
 
 TEST_F(AvailableService, OffersTheServiceForADiskWithTheValuesOfTheTable) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
   take_log();
   const auto found = offers();
@@ -60,8 +60,8 @@ TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwiceHowev
     cimom_.bus_devices.clear();
     for (int i = 0; i < drives; ++i) {
       const std::string name = std::string("/dev/sd") + static_cast<char>('a' + i);
-      cimom_.drives.push_back(test_drive(name));
-      cimom_.bus_devices.push_back(test_bus_device(i, name, "ATA Disk", ""));
+      cimom_.drives.push_back(drive_instance(name));
+      cimom_.bus_devices.push_back(bus_device_instance(i, name, "ATA Disk", ""));
       report += test_block(std::to_string(i) + ":0:0:0", "ahci", name, i);
     }
     write_reports(report, "");
@@ -73,7 +73,7 @@ TEST_F(AvailableService, AnEnumerationOfOnboardDrivesRunsHwinfoExactlyTwiceHowev
 }
 
 TEST_F(AvailableService, ExcludedMachineTypeOffersNothingAndSaysSoInPlaceOfTheExitLine) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   for (const std::string& product : {kExcluded + "XYZ", "Rack Server -[" + kExcluded + "XYZ]-"}) {
     write_dmi(product, "1.0");
     take_log();
@@ -95,7 +95,7 @@ TEST_F(AvailableService, BiosIdentifierThatIsAnExcludedCodeOffersNothing) {
 }
 
 TEST_F(AvailableService, BiosIdentifierIsComparedWholeAndInCapitals) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   write_reports("/dev/sda", "");
   write_dmi("Unlisted", kExcluded + "a");
   EXPECT_EQ(offers().size(), 1u);
@@ -103,7 +103,7 @@ TEST_F(AvailableService, BiosIdentifierIsComparedWholeAndInCapitals) {
 
 TEST_F(AvailableService, FailingDriveEnumerationIsLoggedAndTheBusDevicesAreKeptAllTheSame) {
   cimom_.drives_status = 5;
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Maker Disk")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "Maker Disk")};
   take_log();
   EXPECT_THAT(offers(), IsEmpty());
   const auto log = take_log();
@@ -114,8 +114,8 @@ TEST_F(AvailableService, FailingDriveEnumerationIsLoggedAndTheBusDevicesAreKeptA
 }
 
 TEST_F(AvailableService, FailingBusDeviceEnumerationLeavesTheEarlierOnesAndStillOffers) {
-  cimom_.drives = {test_drive("/dev/sda")};
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Maker PQI")};
+  cimom_.drives = {drive_instance("/dev/sda")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "Maker PQI")};
   write_reports("/dev/sda", "");
   EXPECT_THAT(offers(), IsEmpty());  // micro-flash
   cimom_.bus_devices_status = 1;
@@ -128,7 +128,7 @@ TEST_F(AvailableService, FailingBusDeviceEnumerationLeavesTheEarlierOnesAndStill
 TEST_F(AvailableService, WithoutBusDevicesDrivesAreDecidedByTheReportsAlone) {
   cimom_.bus_devices_status = 1;
   const std::string names[] = {"/dev/sda", "/dev/sdb", "/dev/sdc", "/dev/sdd"};
-  for (const std::string& name : names) cimom_.drives.push_back(test_drive(name));
+  for (const std::string& name : names) cimom_.drives.push_back(drive_instance(name));
   write_reports(test_block("0:0:0:0", "ahci", names[0], 0) +
                     test_block("1:0:0:0", "megaraid_sas", names[1], 1) +
                     test_block("2:0:0:0", "mpt2sas", names[2], 2) +
@@ -160,10 +160,10 @@ TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
       {"/dev/sdg", "Disk", "ahci", true, false, " is a USB device"},
   };
   for (const auto& row : rows) {
-    cimom_.drives = {test_drive(row.name)};
+    cimom_.drives = {drive_instance(row.name)};
     provider_.fRefInst.clear();
     // An address without "Port:" decides nothing.
-    cimom_.bus_devices = {test_bus_device(0, row.name, row.description, "")};
+    cimom_.bus_devices = {bus_device_instance(0, row.name, row.description, "")};
     write_reports(row.disk ? test_block("9:9:9:9", row.bus_driver, row.name, 9) : "",
                   row.usb ? row.name : "");
     take_log();
@@ -174,9 +174,9 @@ TEST_F(AvailableService, EveryDriveIsDecidedByTheFirstTestThatApplies) {
 }
 
 TEST_F(AvailableService, ADriveBehindARaidAdapterIsLeftOutAndAnOnboardOneIsNot) {
-  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "ATA Disk"),
-                        test_bus_device(1, "/dev/sdb", "EXAMPLE Disk")};
+  cimom_.drives = {drive_instance("/dev/sda"), drive_instance("/dev/sdb")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "ATA Disk"),
+                        bus_device_instance(1, "/dev/sdb", "EXAMPLE Disk")};
   write_reports(
       test_block("0:0:0:0", "ahci", "/dev/sda", 0) + test_block("0:0:1:0", "mptsas", "/dev/sdb", 1),
       "");
@@ -186,9 +186,9 @@ TEST_F(AvailableService, ADriveBehindARaidAdapterIsLeftOutAndAnOnboardOneIsNot) 
 }
 
 TEST_F(AvailableService, BusDevicesAccumulateOverEnumerations) {
-  cimom_.drives = {test_drive("/dev/sda")};
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", ""),
-                        test_bus_device(1, "/dev/sdb", "Disk", "")};
+  cimom_.drives = {drive_instance("/dev/sda")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "Disk", ""),
+                        bus_device_instance(1, "/dev/sdb", "Disk", "")};
   write_reports("/dev/sda", "");
   for (const std::size_t times : {1u, 2u, 3u}) {
     take_log();
@@ -201,11 +201,11 @@ TEST_F(AvailableService, BusDevicesAccumulateOverEnumerations) {
 }
 
 TEST_F(AvailableService, ALogicalVolumeThatCameAndWentIsRememberedByTheProvider) {
-  cimom_.drives = {test_drive("/dev/sda")};
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sdz", "Logical Volume", "")};
+  cimom_.drives = {drive_instance("/dev/sda")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sdz", "Logical Volume", "")};
   write_reports("/dev/sda", "");
   EXPECT_THAT(offers(), IsEmpty());
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Disk", "")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "Disk", "")};
   for (const std::size_t times : {2u, 3u}) {
     EXPECT_THAT(offers(), IsEmpty());
     EXPECT_EQ(provider_.fRefInst.size(), times);
@@ -213,7 +213,7 @@ TEST_F(AvailableService, ALogicalVolumeThatCameAndWentIsRememberedByTheProvider)
 }
 
 TEST_F(AvailableService, ReportsAreThoseOfTheLatestEnumeration) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   for (const auto& [disk, usb, offered] : {std::tuple{"/dev/sda", "", 1u},
                                            {"", "", 0u},
                                            {"/dev/sda", "/dev/sda", 0u},
@@ -228,7 +228,7 @@ TEST_F(AvailableService, ReportsAreThoseOfTheLatestEnumeration) {
 TEST_F(AvailableService, BothEnumerationsFailing) {
   cimom_.drives_status = 7;
   cimom_.bus_devices_status = 8;
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Disk")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "Disk")};
   EXPECT_THAT(offers(), IsEmpty());
   EXPECT_TRUE(provider_.fRefInst.empty());
   EXPECT_THAT(take_log(), Contains("3 cimom::enum_instances rc=7"));
@@ -244,7 +244,7 @@ TEST_F(AvailableService, AnExcludedMachineTypeIsToldBeforeAnExcludedBios) {
 }
 
 TEST_F(AvailableService, EveryExcludedCodeIsHonouredEitherWay) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   write_reports("/dev/sda", "");
   for (const std::string code : discovery::kExcludedMachineTypes) {
     write_dmi(code + "XYZ", "1.0");
@@ -258,7 +258,7 @@ TEST_F(AvailableService, EveryExcludedCodeIsHonouredEitherWay) {
 
 // BIOS versions of four digits are usual on boards that are sold.
 TEST_F(AvailableService, BiosVersionsAndTypesOfKnownMachinesAreNotExcluded) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   write_reports("/dev/sda", "");
   for (const std::string known : {"0414", "1232", "1416", "1708", "2420", "3650", "7125", "7921"}) {
     write_dmi("Unlisted", known);
@@ -269,7 +269,7 @@ TEST_F(AvailableService, BiosVersionsAndTypesOfKnownMachinesAreNotExcluded) {
 }
 
 TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {
-  cimom_.drives = {test_bus_device(0, "/dev/sda", "Disk")};
+  cimom_.drives = {bus_device_instance(0, "/dev/sda", "Disk")};
   write_reports("nothing", "nothing");
   take_log();
   // Every report contains the empty name, so that the drive counts as listed as USB.
@@ -279,7 +279,7 @@ TEST_F(AvailableService, WhatIsNoDriveIsNoDisk) {
 
 TEST_F(AvailableService, WithoutHwinfoEveryDriveIsLeftOutAsNoDisk) {
   std::ofstream("hwinfo") << "#!/bin/sh\nexit 127\n";
-  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb")};
+  cimom_.drives = {drive_instance("/dev/sda"), drive_instance("/dev/sdb")};
   take_log();
   EXPECT_THAT(offers(), IsEmpty());
   EXPECT_THAT(take_log(),

@@ -46,7 +46,7 @@ class UnderChildSignal : public ProbeTest, public testing::WithParamInterface<Ar
 
 TEST_P(UnderChildSignal, OnlyASignalThatWasSeenCountsAgainstTheDevice) {
   const ChildSignal signal(GetParam().handler, GetParam().flags);
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   wait_for_child = Wait::IsLate;
   for (const auto& [how, entry] : {std::pair{Child::Ordinary, 1},
                                    {Child::ExitsOtherwise, 1},
@@ -62,7 +62,7 @@ TEST_P(UnderChildSignal, OnlyASignalThatWasSeenCountsAgainstTheDevice) {
 
 TEST_P(UnderChildSignal, WithoutASightOfTheChildsEndTheDeviceCountsAsReadable) {
   const ChildSignal signal(GetParam().handler, GetParam().flags);
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   child = Child::IsKilled;
   wait_for_child = Wait::Fails;
   Status status;
@@ -76,8 +76,8 @@ TEST_P(UnderChildSignal, AnEnumerationDecidesTheSame) {
   const ChildSignal signal(GetParam().handler, GetParam().flags);
   for (int i = 0; i < 3; ++i) {
     const std::string name = std::string("/dev/sd") + static_cast<char>('a' + i);
-    cimom_.drives.push_back(test_drive(name));
-    cimom_.bus_devices.push_back(test_bus_device(i, name, i == 2 ? "Vellacore" : "Disk"));
+    cimom_.drives.push_back(drive_instance(name));
+    cimom_.bus_devices.push_back(bus_device_instance(i, name, i == 2 ? "Vellacore" : "Disk"));
   }
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0) +
                     test_block("0:0:1:0", "mptsas", "/dev/sdb", 1) +

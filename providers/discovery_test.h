@@ -29,7 +29,7 @@ Function* next(const char* name) {
 
 constexpr char kProviderName[] = "KAVRO_HDDTest_AvailableDiagnosticService_Provider";
 
-inline Ref<Instance> test_drive(const std::string& name) {
+inline Ref<Instance> drive_instance(const std::string& name) {
   Ref<KAVRO_DiskDrive> drive = make<KAVRO_DiskDrive>();
   drive->ElementName = name;
   drive->DeviceID = name;
@@ -38,9 +38,9 @@ inline Ref<Instance> test_drive(const std::string& name) {
 }
 
 // number is that of the generic device; the address is "0:0:number:0" unless it is given.
-inline Ref<Instance> test_bus_device(int number, const std::string& name,
-                                     const std::string& description,
-                                     const std::string& address = "-") {
+inline Ref<Instance> bus_device_instance(int number, const std::string& name,
+                                         const std::string& description,
+                                         const std::string& address = "-") {
   Ref<KAVRO_SysBusDevice> device = make<KAVRO_SysBusDevice>();
   device->Name = name;
   device->DeviceID = "/dev/sg" + std::to_string(number);

@@ -34,10 +34,10 @@ TEST_F(DriveTest, EmptyReportsListNothing) {
 }
 
 TEST_F(DriveTest, MicroFlashNeedsNameAndPqiOnOneDeviceAndALaterOneMayDecide) {
-  add(test_bus_device(0, "/dev/sda", "Flash pqi"));
-  add(test_bus_device(1, "/dev/sdb", "PQI"));
-  add(test_bus_device(2, "/dev/sda1", "xPQIx"));
-  add(test_bus_device(3, "/dev/sda", "PQI"));
+  add(bus_device_instance(0, "/dev/sda", "Flash pqi"));
+  add(bus_device_instance(1, "/dev/sdb", "PQI"));
+  add(bus_device_instance(2, "/dev/sda1", "xPQIx"));
+  add(bus_device_instance(3, "/dev/sda", "PQI"));
   take_log();
   EXPECT_TRUE(provider_.isMicroFlashDevice("/dev/sda"));
   EXPECT_THAT(take_log(), ElementsAre("3 Entering " + operation("isMicroFlashDevice"),
@@ -49,7 +49,7 @@ TEST_F(DriveTest, MicroFlashNeedsNameAndPqiOnOneDeviceAndALaterOneMayDecide) {
 }
 
 TEST_F(DriveTest, LogicalVolumeMakesEveryDriveAskedAboutARaidDrive) {
-  add(test_bus_device(0, "/dev/sdz", "LSILOGIC Logical Volume"));
+  add(bus_device_instance(0, "/dev/sdz", "LSILOGIC Logical Volume"));
   EXPECT_TRUE(is_raid("/dev/sda"));
   const auto log = take_log();
   EXPECT_THAT(log, ElementsAre("3 Entering " + operation("isLSIRAIDDevice"), testing::_,
@@ -63,7 +63,7 @@ TEST_F(DriveTest, LogicalVolumeMakesEveryDriveAskedAboutARaidDrive) {
 TEST_F(DriveTest, EveryEntryOfTheTableIsLoggedHoweverManyBusDevicesThereAre) {
   for (const int count : {0, 1, 100, 101}) {
     provider_.fRefInst.clear();
-    for (int i = 0; i < count; ++i) add(test_bus_device(i, "/dev/sda", "Disk", ""));
+    for (int i = 0; i < count; ++i) add(bus_device_instance(i, "/dev/sda", "Disk", ""));
     std::string entries;
     for (int i = 0; i < 100; ++i) {
       readable_[i] = i % 3 ? 1 : 0;
@@ -78,15 +78,15 @@ TEST_F(DriveTest, EveryEntryOfTheTableIsLoggedHoweverManyBusDevicesThereAre) {
 TEST_F(DriveTest, AhciIsOnboardWhateverTheBusDeviceIsCalled) {
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
   for (const char* description : {"Vellacore R5", "LSILOGIC", "LSI MegaRAID SAS", "PQI", ""}) {
-    provider_.fRefInst = {test_bus_device(0, "/dev/sda", description)};
+    provider_.fRefInst = {bus_device_instance(0, "/dev/sda", description)};
     EXPECT_FALSE(is_raid("/dev/sda")) << description;
     EXPECT_EQ(take_log().back(), "3 Device /dev/sda is Onboard hdd");
   }
 }
 
 TEST_F(DriveTest, AddressWithoutPortGoesOn) {
-  add(test_bus_device(0, "/dev/sda", "Disk", ""));
-  add(test_bus_device(1, "/dev/sda", "Disk", "Target:1 Bus:0 Lun:0"));
+  add(bus_device_instance(0, "/dev/sda", "Disk", ""));
+  add(bus_device_instance(1, "/dev/sda", "Disk", "Target:1 Bus:0 Lun:0"));
   EXPECT_FALSE(is_raid("/dev/sda"));
   const std::string from = "3 " + operation("isLSIRAIDDevice - BusID from scsidev: ");
   EXPECT_THAT(
@@ -110,7 +110,7 @@ TEST_F(DriveTest, BlockOfTheBusIdDecides) {
                     {"ahci", true, false, " is Onboard hdd"},
                     {"ata_piix", true, false, " is Onboard hdd"},
                     {"mptsas", true, true, " is a LSI_IR Device"}};
-  add(test_bus_device(3, "/dev/sda", "Disk"));
+  add(bus_device_instance(3, "/dev/sda", "Disk"));
   for (const auto& row : rows) {
     write_reports(test_block("0:0:3:0", row.driver, "/dev/sda", 3) +
                       (row.last ? "" : test_block("0:0:4:0", "x", "/dev/sdb", 4)),
@@ -124,8 +124,8 @@ TEST_F(DriveTest, BlockOfTheBusIdDecides) {
 }
 
 TEST_F(DriveTest, UnlistedBusIdAndAnotherDrivesBlockGoOn) {
-  add(test_bus_device(7, "/dev/sda", "Disk"));
-  add(test_bus_device(3, "/dev/sdb", "Disk"));
+  add(bus_device_instance(7, "/dev/sda", "Disk"));
+  add(bus_device_instance(3, "/dev/sdb", "Disk"));
   write_reports(test_block("0:0:3:0", "mptsas", "/dev/sdb", 3), "");
   EXPECT_FALSE(is_raid("/dev/sda"));
   const auto log = take_log();
@@ -135,21 +135,21 @@ TEST_F(DriveTest, UnlistedBusIdAndAnotherDrivesBlockGoOn) {
 }
 
 TEST_F(DriveTest, TwoDigitTargetMayMatchAnotherDisk) {
-  add(test_bus_device(12, "/dev/sdb", "Disk"));
+  add(bus_device_instance(12, "/dev/sdb", "Disk"));
   write_reports(test_block("0:0:1:0", "mptsas", "/dev/sda", 1), "");
   EXPECT_TRUE(is_raid("/dev/sda"));
 }
 
 TEST_F(DriveTest, AddressWithoutTargetLooksAtTheBeginningOfTheReport) {
-  add(test_bus_device(0, "/dev/sda", "Disk", "Port:0 Bus:0 Lun:0"));
+  add(bus_device_instance(0, "/dev/sda", "Disk", "Port:0 Bus:0 Lun:0"));
   write_reports("Driver: \"mptsas\" /dev/sda Unique ID", "");
   EXPECT_TRUE(is_raid("/dev/sda"));
   EXPECT_THAT(take_log(), Contains("3 " + operation("isLSIRAIDDevice - BusID parsed: ")));
 }
 
 TEST_F(DriveTest, UnreadableBusDevicesAreSkipped) {
-  add(test_bus_device(0, "/dev/sda", "Logical Volume"));
-  add(test_bus_device(1, "/dev/sda", "Logical Volume"));
+  add(bus_device_instance(0, "/dev/sda", "Logical Volume"));
+  add(bus_device_instance(1, "/dev/sda", "Logical Volume"));
   readable_.fill(0);
   EXPECT_FALSE(is_raid("/dev/sda"));
   readable_[1] = 1;
@@ -157,7 +157,7 @@ TEST_F(DriveTest, UnreadableBusDevicesAreSkipped) {
 }
 
 TEST_F(DriveTest, ReportThatCannotBeReadLeavesTheDriveOut) {
-  add(test_bus_device(0, "/dev/sda", "Vellacore Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Vellacore Disk"));
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
   provider_.diskBuffer = "Driver: \"ahci\" /dev/sda";
   EXPECT_FALSE(is_raid("/dev/sda"));
@@ -169,7 +169,7 @@ TEST_F(DriveTest, ReportThatCannotBeReadLeavesTheDriveOut) {
 }
 
 TEST_F(DriveTest, WhatIsInPlaceOfTheScratchFileIsOutOfTheWay) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   write_reports(test_block("0:0:0:0", "ahci", "/dev/sda", 0), "");
   std::filesystem::remove_all("/tmp/sgMap.txt");
   std::filesystem::create_directories("/tmp/sgMap.txt/inner");
@@ -180,7 +180,7 @@ TEST_F(DriveTest, WhatIsInPlaceOfTheScratchFileIsOutOfTheWay) {
 }
 
 TEST_F(DriveTest, ReportIsCutAtItsFirstNul) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   const std::string raid = test_block("0:0:0:0", "mptsas", "/dev/sda", 0);
   write_reports(raid, "");
   EXPECT_TRUE(is_raid("/dev/sda"));
@@ -191,9 +191,9 @@ TEST_F(DriveTest, ReportIsCutAtItsFirstNul) {
 }
 
 TEST_F(DriveTest, FirstBusDeviceThatAnswersForTheDriveDecides) {
-  const auto volume = test_bus_device(9, "/dev/sdz", "Logical Volume");
-  const auto disk = test_bus_device(0, "/dev/sda", "Disk");
-  const auto other = test_bus_device(1, "/dev/sdb", "Disk");
+  const auto volume = bus_device_instance(9, "/dev/sdz", "Logical Volume");
+  const auto disk = bus_device_instance(0, "/dev/sda", "Disk");
+  const auto other = bus_device_instance(1, "/dev/sdb", "Disk");
   write_reports(
       test_block("0:0:0:0", "ahci", "/dev/sda", 0) + test_block("0:0:1:0", "mptsas", "/dev/sdb", 1),
       "");
@@ -215,8 +215,8 @@ TEST_F(DriveTest, FirstBusDeviceThatAnswersForTheDriveDecides) {
 
 // A drive may be published with two addresses. The first of the list decides.
 TEST_F(DriveTest, OnboardAndRaidBlocksOfOneDriveInBothOrders) {
-  const auto onboard = test_bus_device(0, "/dev/sda", "Disk");
-  const auto raid = test_bus_device(1, "/dev/sda", "Disk");
+  const auto onboard = bus_device_instance(0, "/dev/sda", "Disk");
+  const auto raid = bus_device_instance(1, "/dev/sda", "Disk");
   write_reports(
       test_block("0:0:0:0", "ahci", "/dev/sda", 0) + test_block("0:0:1:0", "mptsas", "/dev/sda", 1),
       "");
@@ -235,7 +235,7 @@ TEST_F(DriveTest, OneCharacterOfEachNumberIsLookedUp) {
         {"Port:1 Target:3 Bus:29 Lun:4", "1:2:3:4", true},
         {"Port:1 Target:3 Bus:2 Lun:40", "1:2:3:4", true},
         {"Port:71 Target:3 Bus:2 Lun:4", "7:2:3:4", false}}) {
-    provider_.fRefInst = {test_bus_device(0, "/dev/sda", "Disk", address)};
+    provider_.fRefInst = {bus_device_instance(0, "/dev/sda", "Disk", address)};
     EXPECT_EQ(is_raid("/dev/sda"), raid) << address;
     EXPECT_THAT(take_log(),
                 Contains("3 " + operation("isLSIRAIDDevice - BusID parsed: ") + parsed));
@@ -296,8 +296,8 @@ TEST_F(DriveTest, DriverLineBeforeTheNameDecidesMegaRaid) {
 }
 
 TEST_F(DriveTest, VellacoreAdapterNeedsTheDriveAndItsIdentifierOnOneLine) {
-  add(test_bus_device(1, "/dev/sda", "Disk"));
-  add(test_bus_device(2, "/dev/sdb", "Vellacore R5"));
+  add(bus_device_instance(1, "/dev/sda", "Disk"));
+  add(bus_device_instance(2, "/dev/sdb", "Vellacore R5"));
   write_reports("/dev/sda (/dev/sg1)\n/dev/sdb (/dev/sg2)\n", "");
   take_log();
   EXPECT_FALSE(provider_.isLSIMegaRAIDDevice("/dev/sda"));

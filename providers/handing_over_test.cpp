@@ -35,7 +35,7 @@ TEST_F(HandingOver, EachElementHoldsOneReferenceWhichEndsWithTheProvider) {
   ended = 0;
   auto owner = std::make_unique<OfferProvider>();
   cimom_.bus_devices = {counted_bus_device(), counted_bus_device()};
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   {
     const CimomScope scope(cimom_);
     for (int i = 0; i < 2; ++i) enumerate<Offer>(*owner);
@@ -68,7 +68,8 @@ struct AskingHandler {
 };
 
 TEST_F(HandingOver, ComesAfterTheLastDecisionAndBeforeTheExitLineAndHoldsNoLock) {
-  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
+  cimom_.drives = {drive_instance("/dev/sda"), drive_instance("/dev/sdb"),
+                   drive_instance("/dev/sdc")};
   write_reports("/dev/sda /dev/sdb", "");
   const std::string exit_line = "3 Exiting " + operation("enum_instances");
   AskingHandler asking{provider_, [this] { return take_log(); }, {}, {}, {}};

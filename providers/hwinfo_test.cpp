@@ -52,7 +52,7 @@ TEST_F(HwinfoTest, HasThreeHundredSecondsForEachReport) {
 }
 
 TEST_F(HwinfoTest, ReportsForAnAddressGoThroughTheScratchFile) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   EXPECT_FALSE(is_raid("/dev/sda"));
   EXPECT_THAT(shell_commands, ElementsAre("/bin/sh -c hwinfo --disk > /tmp/sgMap.txt, 300",
                                           "/bin/sh -c rm -rf /tmp/sgMap.txt, 300"));
@@ -61,7 +61,7 @@ TEST_F(HwinfoTest, ReportsForAnAddressGoThroughTheScratchFile) {
 
 // Kept on purpose: names are not quoted. The inventory publishes no name that a shell would split.
 TEST_F(HwinfoTest, LinesForAnAdaptersNameAreLookedUpByTheNameWithoutQuotes) {
-  add(test_bus_device(0, "/dev/sda", "Vellacore"));
+  add(bus_device_instance(0, "/dev/sda", "Vellacore"));
   for (const std::string name : {"/dev/sda", "-e /dev/sda", "/dev/sd[a]"}) {
     shell_commands.clear();
     EXPECT_FALSE(provider_.isLSIMegaRAIDDevice(name));
@@ -72,7 +72,7 @@ TEST_F(HwinfoTest, LinesForAnAdaptersNameAreLookedUpByTheNameWithoutQuotes) {
 }
 
 TEST_F(HwinfoTest, IsNotAskedForBusDevicesThatCannotBeRead) {
-  for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Logical Volume"));
+  for (int i = 0; i < 3; ++i) add(bus_device_instance(i, "/dev/sda", "Logical Volume"));
   readable_.fill(0);
   EXPECT_FALSE(is_raid("/dev/sda"));
   EXPECT_THAT(take_log(), ElementsAre("3 Entering " + operation("isLSIRAIDDevice"), testing::_,
@@ -93,7 +93,7 @@ TEST_F(HwinfoTest, IsNotAskedAgainForAnAdaptersNameWithoutBusDevices) {
 }
 
 TEST_F(HwinfoTest, ThatFailsIsBelievedWhatItPrinted) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   write_reports("/dev/sda", "");
   write_hwinfo("exit 3\n");
   EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
@@ -102,7 +102,7 @@ TEST_F(HwinfoTest, ThatFailsIsBelievedWhatItPrinted) {
 }
 
 TEST_F(HwinfoTest, ThatIsKilledHasPrintedNothing) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   write_reports("/dev/sda", "/dev/sda");
   write_hwinfo("kill -KILL $$\n");
   EXPECT_THAT(offered_names(), IsEmpty());

@@ -53,7 +53,7 @@ using testing::Each;
 using testing::ElementsAre;
 
 TEST_F(ProbeTest, BusDevicesThatCannotBeReadAreAskedForTheAdaptersNameAllTheSame) {
-  add(test_bus_device(0, "/dev/sda", "Vellacore"));
+  add(bus_device_instance(0, "/dev/sda", "Vellacore"));
   write_reports("/dev/sda (/dev/sg0)", "");
   child = Child::IsKilled;
   Status status;
@@ -64,7 +64,7 @@ TEST_F(ProbeTest, BusDevicesThatCannotBeReadAreAskedForTheAdaptersNameAllTheSame
 }
 
 TEST_F(ProbeTest, AChildThatIsKilledMarksItsOwnIndexOnly) {
-  for (int i = 0; i < 5; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  for (int i = 0; i < 5; ++i) add(bus_device_instance(i, "/dev/sda", "Disk"));
   for (int killed = 0; killed < 5; ++killed) {
     forks = 0;
     killed_fork = killed + 1;
@@ -76,7 +76,7 @@ TEST_F(ProbeTest, AChildThatIsKilledMarksItsOwnIndexOnly) {
 }
 
 TEST_F(ProbeTest, LeavesReadableDevicesAloneAndChildrenLogNothing) {
-  for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  for (int i = 0; i < 3; ++i) add(bus_device_instance(i, "/dev/sda", "Disk"));
   add(make<KAVRO_SysBusDevice>());  // every property null
   Status status;
   take_log();
@@ -110,7 +110,7 @@ class BrokenDevice {
 };
 
 TEST_F(ProbeTest, MarksTheDeviceWhoseReadingKillsTheChild) {
-  for (int i = 0; i < 3; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  for (int i = 0; i < 3; ++i) add(bus_device_instance(i, "/dev/sda", "Disk"));
   const BrokenDevice broken(provider_.fRefInst[1]);
   Status status;
   provider_.probe(status);
@@ -121,7 +121,7 @@ TEST_F(ProbeTest, MarksTheDeviceWhoseReadingKillsTheChild) {
 
 // The probe reads what isLSIRAIDDevice would read: identifier, addresses and description.
 TEST_F(ProbeTest, ReadsEachPropertyThatTheAddressIsAskedFor) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   const auto probed = [&] {
     Status status;
     provider_.probe(status);
@@ -147,12 +147,13 @@ TEST_F(ProbeTest, ReadsEachPropertyThatTheAddressIsAskedFor) {
 }
 
 TEST_F(ProbeTest, ADeviceThatKillsItsReaderIsSurvivedByEveryTest) {
-  cimom_.drives = {test_drive("/dev/sda"), test_drive("/dev/sdb"), test_drive("/dev/sdc")};
+  cimom_.drives = {drive_instance("/dev/sda"), drive_instance("/dev/sdb"),
+                   drive_instance("/dev/sdc")};
   write_reports("/dev/sda (/dev/sg8)\n/dev/sdb (/dev/sg9)\n/dev/sdc (/dev/sg7)\n", "");
   for (const auto& [device, offered] :
-       {std::pair{test_bus_device(8, "/dev/sda", "Vellacore"), "/dev/sdb /dev/sdc"},
-        {test_bus_device(7, "/dev/sdc", "PQI"), "/dev/sda /dev/sdb"},
-        {test_bus_device(9, "/dev/sdb", "Logical Volume"), "/dev/sda /dev/sdb /dev/sdc"}}) {
+       {std::pair{bus_device_instance(8, "/dev/sda", "Vellacore"), "/dev/sdb /dev/sdc"},
+        {bus_device_instance(7, "/dev/sdc", "PQI"), "/dev/sda /dev/sdb"},
+        {bus_device_instance(9, "/dev/sdb", "Logical Volume"), "/dev/sda /dev/sdb /dev/sdc"}}) {
     provider_.fRefInst.clear();
     cimom_.bus_devices = {device};
     const BrokenDevice broken(device);
@@ -163,14 +164,15 @@ TEST_F(ProbeTest, ADeviceThatKillsItsReaderIsSurvivedByEveryTest) {
 }
 
 TEST_F(ProbeTest, WithoutDrivesTheBusDevicesAreReadAndTheReportsTakenAllTheSame) {
-  for (int i = 0; i < 3; ++i) cimom_.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk"));
+  for (int i = 0; i < 3; ++i)
+    cimom_.bus_devices.push_back(bus_device_instance(i, "/dev/sda", "Disk"));
   EXPECT_THAT(offers(), testing::IsEmpty());
   EXPECT_EQ(forks, 3);
   EXPECT_THAT(take_calls(), ElementsAre("--usb", "--disk"));
 }
 
 TEST_F(ProbeTest, HasOneChildAtATime) {
-  for (int i = 0; i < 5; ++i) add(test_bus_device(i, "/dev/sda", "Disk"));
+  for (int i = 0; i < 5; ++i) add(bus_device_instance(i, "/dev/sda", "Disk"));
   for (const Child how : {Child::Ordinary, Child::IsKilled, Child::ExitsOtherwise}) {
     child = how;
     Status status;
@@ -181,7 +183,7 @@ TEST_F(ProbeTest, HasOneChildAtATime) {
 }
 
 TEST_F(ProbeTest, TellsHowTheChildEnded) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   for (const auto& [how, entry] : {std::pair{Child::Ordinary, 1},
                                    {Child::IsKilled, 0},
                                    {Child::ExitsOtherwise, 1},
@@ -194,8 +196,8 @@ TEST_F(ProbeTest, TellsHowTheChildEnded) {
 }
 
 TEST_F(ProbeTest, ThatCannotForkSaysSoAndCountsTheDeviceAsReadable) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
-  add(test_bus_device(1, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(1, "/dev/sda", "Disk"));
   child = Child::FailsToStart;
   Status status;
   take_log();
@@ -205,7 +207,7 @@ TEST_F(ProbeTest, ThatCannotForkSaysSoAndCountsTheDeviceAsReadable) {
 }
 
 TEST_F(ProbeTest, ThatCannotWaitCountsTheDeviceAsReadable) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   child = Child::IsKilled;
   wait_for_child = Wait::Fails;
   Status status;
@@ -216,7 +218,7 @@ TEST_F(ProbeTest, ThatCannotWaitCountsTheDeviceAsReadable) {
 }
 
 TEST_F(ProbeTest, ThatIsInterruptedWaitsOn) {
-  add(test_bus_device(0, "/dev/sda", "Disk"));
+  add(bus_device_instance(0, "/dev/sda", "Disk"));
   child = Child::IsKilled;
   wait_for_child = Wait::IsInterrupted;
   Status status;
@@ -230,7 +232,7 @@ TEST_F(ProbeTest, DevicesPastTheHundredthAreNotProbedAndCountAsUnreadable) {
     provider_.fRefInst.clear();
     forks = 0;
     for (int i = 0; i < count; ++i)
-      add(test_bus_device(i, "/dev/sda", i == count - 1 ? "Logical Volume" : "Disk", ""));
+      add(bus_device_instance(i, "/dev/sda", i == count - 1 ? "Logical Volume" : "Disk", ""));
     Status status;
     provider_.probe(status);
     EXPECT_EQ(forks, std::min(count, 100));
@@ -245,9 +247,9 @@ TEST_F(ProbeTest, DevicesPastTheHundredthAreNotProbedAndCountAsUnreadable) {
 
 // A provider that lives long sees its bus devices again in every enumeration.
 TEST_F(ProbeTest, EnumerationsAddUpPastTheHundredthBusDevice) {
-  cimom_.drives = {test_drive("/dev/sda")};
+  cimom_.drives = {drive_instance("/dev/sda")};
   for (int i = 0; i < 40; ++i)
-    cimom_.bus_devices.push_back(test_bus_device(i, "/dev/sda", "Disk", ""));
+    cimom_.bus_devices.push_back(bus_device_instance(i, "/dev/sda", "Disk", ""));
   write_reports("/dev/sda", "");
   for (const auto& [all, examined] : {std::pair{40, 40}, {80, 80}, {120, 100}, {160, 100}}) {
     forks = 0;
@@ -263,9 +265,9 @@ TEST_F(ProbeTest, EnumerationsAddUpPastTheHundredthBusDevice) {
     EXPECT_EQ(count("Device /dev/sda is NOT a MicroFlash Device"), all);
   }
   // A bus device past the table is not asked for its address, but its name still counts.
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "Logical Volume")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "Logical Volume")};
   EXPECT_THAT(offered_names(), ElementsAre("/dev/sda"));
-  cimom_.bus_devices = {test_bus_device(0, "/dev/sda", "PQI")};
+  cimom_.bus_devices = {bus_device_instance(0, "/dev/sda", "PQI")};
   EXPECT_THAT(offered_names(), testing::IsEmpty());
 }
 

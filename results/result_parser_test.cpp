@@ -273,7 +273,7 @@ struct Report {
 
 class ResultParserReports : public ResultParser, public testing::WithParamInterface<Report> {};
 
-TEST_P(ResultParserReports, TheseErrors) {
+TEST_P(ResultParserReports, TellTheErrorsInTheirOrder) {
   Parse(GetParam().content);
   EXPECT_THAT(errors(), testing::ElementsAreArray(GetParam().errors));
 }

@@ -19,7 +19,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-TEST_F(Limited, Body) {
+TEST_F(Limited, BodyOverTheLimitIsRefused) {
   ServerLimits limits;
   limits.body = 1000;
   start(limits);
@@ -30,7 +30,7 @@ TEST_F(Limited, Body) {
   EXPECT_EQ(client->receive().status, 413) << "without a 100 before";
 }
 
-TEST_F(Limited, ChunkedBody) {
+TEST_F(Limited, ChunkedBodyOverTheLimitIsRefused) {
   ServerLimits limits;
   limits.body = 0x20;
   start(limits);
@@ -43,7 +43,7 @@ TEST_F(Limited, ChunkedBody) {
   EXPECT_EQ(client->receive().status, 413);
 }
 
-TEST_F(Limited, Header) {
+TEST_F(Limited, HeaderOverTheLimitIsRefused) {
   ServerLimits limits;
   limits.header = 4096;
   start(limits);

@@ -100,7 +100,7 @@ void fuzz::read_input(std::string_view input) {
   arguments.push_back(nullptr);
 
   times_performed = 0;
-  const int status = cli::run_program(count, arguments.data(), note);
+  const int status = cli::run_command_line(count, arguments.data(), note);
   require(status == 0 || status == 3, "it is done, or could not be");
   require(times_performed <= (status == 0 ? 1 : 0), "at most once, and not after an error");
   const std::string before = path();

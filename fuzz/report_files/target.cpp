@@ -44,7 +44,7 @@ void fuzz::read_input(std::string_view input) {
   std::istringstream file{std::string(input)};
   cli::FleetReport fleet(kNow);
   try {
-    fleet.add(std::string(name), cli::read_machine(file, name, kNow));
+    fleet.add(std::string(name), cli::read_machine_history(file, name, kNow));
   } catch (const cli::MachineFileError& error) {
     fleet.add_unread(std::string(name), error.what());
   }

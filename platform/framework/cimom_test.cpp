@@ -44,7 +44,7 @@ TEST(Cimom, AScopeBelongsToItsThread) {
   EXPECT_EQ(seen, -1);
 }
 
-TEST(Instance_Enumerator, DeliversInOrderAndThenNothing) {
+TEST(InstanceEnumerator, DeliversInOrderAndThenNothing) {
   Instance_Enumerator enumerator;
   EXPECT_FALSE(enumerator.more());
   const Ref<Drive> first = make<Drive>(), second = make<Drive>();

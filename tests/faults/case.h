@@ -32,7 +32,7 @@ const std::vector<Case>& discovery_cases();  // the testable drives are listed
 std::vector<Case> host_cases(const char* seen, const char* log);
 
 // The operations in which each single call is made to fail.
-struct Operation {
+struct FailingOperation {
   const char* name;
   std::string (World::*perform)();
   // What may be seen, whatever fails. The drive of a run fails its test, so that "passed" would be
@@ -42,7 +42,7 @@ struct Operation {
   const char *first_log, *last_log;
   int in_one_process;  // one after the other; every discovery remembers more bus devices
 };
-const std::vector<Operation>& operations();
+const std::vector<FailingOperation>& operations();
 
 // Rows of docs/faults.md with cases in more than one file.
 constexpr char kSingleFailures[] =

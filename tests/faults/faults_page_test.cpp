@@ -81,7 +81,8 @@ TEST(FaultsPage, EachRowIsWhatItsCasesHaveSeenAndEachCaseHasOne) {
       known[one.row].client.insert(client_sees(one.seen));
       known[one.row].log.insert(log_says(one.log));
     }
-  for (const Operation& operation : {operations()[0], operations()[1]}) {  // a run, a discovery
+  for (const FailingOperation& operation :
+       {operations()[0], operations()[1]}) {  // a run, a discovery
     for (const std::string& seen : operation.may_be_seen)
       known[kSingleFailures].client.insert(client_sees(seen));
     known[kSingleFailures].log.insert(log_says(operation.first_log));

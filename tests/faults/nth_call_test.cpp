@@ -27,8 +27,8 @@ constexpr int kLateAllocationStep = 3;
 
 }  // namespace
 
-const std::vector<Operation>& operations() {
-  static const auto& all = *new std::vector<Operation>{
+const std::vector<FailingOperation>& operations() {
+  static const auto& all = *new std::vector<FailingOperation>{
       {"Run",
        &World::run,
        {"failed", "no record", "no job", "CIM error 1"},
@@ -55,9 +55,9 @@ const std::vector<Operation>& operations() {
 namespace {
 
 // The operation with a fault, and what has to hold right after it.
-void perform(World& world, const Operation& operation, const std::vector<std::string>& records,
-             const std::function<void()>& arrange, bool has_log = true,
-             const char* also_seen = "") {
+void perform(World& world, const FailingOperation& operation,
+             const std::vector<std::string>& records, const std::function<void()>& arrange,
+             bool has_log = true, const char* also_seen = "") {
   const auto before = world.traces();
   setenv("RESULT", ": read failure", 1);
   arrange();
@@ -116,7 +116,7 @@ void warm_up(World& world) {
 
 class NthCall : public testing::TestWithParam<Parameter> {};
 
-void fail_each_call(Call kind, const Operation& operation, Start start) {
+void fail_each_call(Call kind, const FailingOperation& operation, Start start) {
   const bool is_long = kind == Call::Allocation && operation.perform != &World::offered;
   const int most = is_long ? kMostAllocations : INT_MAX;
   World world;
@@ -162,7 +162,7 @@ TEST_P(NthCall, FailsAndNothingElse) {
   const auto kind = std::get<0>(GetParam());
   const auto index = std::get<1>(GetParam());
   const auto start = std::get<2>(GetParam());
-  const Operation& operation = operations()[index];
+  const FailingOperation& operation = operations()[index];
   std::optional<discovery::ScratchFileLock> lock;
   if (operation.perform == &World::offered) lock.emplace();
   in_child([&] { fail_each_call(kind, operation, start); }, kLongestSeconds);
@@ -208,7 +208,7 @@ void in_warm_world(const std::function<void(World&)>& work) {
 void perform_each(World& world, const std::function<void()>& arrange, bool has_log = true) {
   in_child([&] {
     const auto earlier = world.records();
-    for (const Operation& operation : operations()) {
+    for (const FailingOperation& operation : operations()) {
       SCOPED_TRACE(operation.name);
       perform(world, operation, world.records(), arrange, has_log);
     }

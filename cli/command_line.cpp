@@ -146,7 +146,7 @@ int perform(const Invocation& invocation) {
   }
 }
 
-int run_program(int argc, const char* const* argv, int (*action)(const Invocation&)) {
+int run_command_line(int argc, const char* const* argv, int (*action)(const Invocation&)) {
   extend_program_path();
   Invocation invocation;
   CLI::App program(kDescription, "hddtest");
