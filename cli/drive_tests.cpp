@@ -173,7 +173,7 @@ SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
         history.identity_of(seen->look.drive);
       });
     } catch (const drivetest::HistoryError&) {
-      // The keeper meets the same, and tells it.
+      // The keeper meets this failure too, and reports it.
     }
   }
   return *std::move(seen);
@@ -239,8 +239,8 @@ std::string DriveTests::keep_apart(std::vector<FoundDrive>& found,
   return names;
 }
 
-// A drive behind a bridge that smartctl does not know answers only to a type that its user has
-// given. Where the one that claims an identity was there before, it is asked with the type of then.
+// A drive behind a bridge that smartctl does not know answers only to the -d type that the user
+// gave earlier. If the history has a test of the claimed drive at this place, its type is tried.
 std::string DriveTests::tell_from_silent(const Survey& survey) {
   Survey asked = survey;
   for (std::size_t number = 0; number < survey.found.size(); ++number) {
@@ -268,7 +268,7 @@ std::optional<Place> DriveTests::known_place(const FoundDrive& silent, const Dri
       for (const drivetest::KeptTest& test : history().of_drive(identity, 1))
         if (test.row.place.device == device && !test.row.place.type.empty()) known = test.row.place;
   } catch (const drivetest::HistoryError&) {
-    return std::nullopt;  // the keeper meets the same, and tells it
+    return std::nullopt;  // the keeper meets this failure too, and reports it
   }
   return known;
 }
@@ -290,7 +290,7 @@ void DriveTests::ask_history(const std::function<void(drivetest::History&)>& wor
       can_ask_ = true;
     });
   } catch (const drivetest::HistoryError&) {
-    // The keeper meets the same, and tells it.
+    // The keeper meets this failure too, and reports it.
   }
 }
 
@@ -328,7 +328,7 @@ std::vector<TestRow> DriveTests::newest_tests(const ChosenDrive& drive, const Dr
         tests.push_back(std::move(test.row));
     });
   } catch (const drivetest::HistoryError&) {
-    // The keeper has met the same, and tells it.
+    // The keeper meets this failure too, and reports it.
   }
   // The history may have been unable to keep the end that was just seen.
   if (!status.ended.empty() && (tests.empty() || !has_history())) {

@@ -16,7 +16,7 @@ class DrivesApart : public drivetest::DriveAccess {
  public:
   // From now on the drive is known by its place, whatever type says how it is reached; whether that
   // is new to the caller. A drive that comes to the place later and claims to be another one is not
-  // known by it. One that does not say who it is now is taken for the next that does say it there.
+  // known by it. A silent drive is taken for the next one that says at this place who it is.
   bool keep_apart(const drivetest::Drive& drive);
   bool keep_apart(const drivetest::Place& place);
   // Whether the drive is known by its place. A drive that does not say who it is, and a place, are

@@ -15,10 +15,9 @@ class DriveTests;
 std::vector<PlannedDrive> plan_by_library(DriveTests& tests, const std::vector<std::string>& names,
                                           const std::string& type);
 
-// The module's plan for these names, or for all drives without names, with the library's way for
-// each drive that the module leaves out and the library knows. A name that only the library knows,
-// such as a serial number, may be that of a drive of the module's. `drives` is what the module's
-// plan was made of.
+// Adds to the module's plan how the library tests each drive that the module leaves out and the
+// library knows. A name that only the library knows, such as a serial number, may be that of a
+// drive of the module's. `drives` is what the module's plan was made of.
 std::vector<PlannedDrive> with_library(std::vector<PlannedDrive> plan, DriveTests& tests,
                                        const std::vector<ListedDrive>& drives, bool every_drive);
 

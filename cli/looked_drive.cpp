@@ -69,7 +69,7 @@ std::vector<TestRow> telling_tests(DriveTests& tests, const LookedDrive& one,
         newest.push_back(std::move(test.row));
     });
   } catch (const drivetest::HistoryError&) {
-    // The keeper has met the same, and tells it.
+    // The keeper meets this failure too, and reports it.
   }
   return newest;
 }

@@ -70,7 +70,7 @@ std::string overdue_text(const ReportedDrive& drive, Time now) {
   // One that was tried once, by hand, is no reason to expect another.
   const auto tried = drive.tried(TestKind::Long);
   if (!long_test && tried && now - tried->first >= kLongOverdue && now - tried->last < kLongOverdue)
-    return "Long tests are tried since " + date_text(tried->first) + ", and none has passed.";
+    return "Long tests have been tried since " + date_text(tried->first) + ", and none has passed.";
   if (long_test && now - *long_test >= kLongOverdue)
     return "The last long test that was seen to pass did so on " + date_text(*long_test) + ".";
   const bool is_long_test_enough = long_test && now - *long_test < kShortOverdue;

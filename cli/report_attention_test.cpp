@@ -139,7 +139,7 @@ TEST(Attention, TakesLongTestsThatNeverPassForOverdue) {
   const KeptTest last = test(days(11), Outcome::Aborted, TestKind::Long);
   EXPECT_EQ(attention(drive({first, last, kPassedShort})).need, Need::Overdue);
   EXPECT_THAT(attention(drive({first, last, kPassedShort})).words,
-              HasSubstr("Long tests are tried since 2026-12-05, and none has passed."));
+              HasSubstr("Long tests have been tried since 2026-12-05, and none has passed."));
   EXPECT_EQ(attention(drive({first, kPassedShort})).need, Need::None) << "by hand";
   EXPECT_EQ(
       attention(drive({test(days(39), Outcome::Aborted, TestKind::Long), last, kPassedShort})).need,

@@ -29,7 +29,7 @@ struct FoundNow {
   std::string inability;            // why no test can be started in it
   std::string fault;                // why it could not be looked at
   bool rests = false;
-  bool is_known_by_place = false;  // not here; drives that are claim to be it
+  bool is_known_by_place = false;  // not here; present drives claim its identity
   bool are_tests_known = true;     // false: no history could be read
 };
 

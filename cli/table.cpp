@@ -43,7 +43,7 @@ std::string shown_within(const TableCell& cell, std::size_t width) {
   const std::string whole = shown(cell);
   const std::string brief = escape(cell.brief);
   const bool is_long = columns_of(whole) > width && !brief.empty();
-  // Some more words say more than the brief text that they continue.
+  // A cut text may still say more than the brief one that it begins with.
   constexpr std::size_t kWorthCutting = 12;
   const bool continues = whole.starts_with(brief) && width >= columns_of(brief) + kWorthCutting;
   return elide(is_long && !continues ? brief : whole, width);

@@ -61,7 +61,7 @@ std::string local_time_text(Time time) {
 }
 
 drivetest::TestKind kind_named(const std::string& name, const std::vector<std::string>& devices) {
-  // Else 'start long /dev/sda' would start a short test.
+  // Otherwise 'start long /dev/sda' would start a short test in /dev/sda.
   for (const std::string& device : devices)
     if (drivetest::test_kind_named(device))
       throw WrongCommandLine(

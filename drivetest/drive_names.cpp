@@ -60,6 +60,8 @@ void name_drive(Database& database, std::string_view machine_id, const std::stri
 bool is_known_apart(Database& database, std::string_view machine_id, const Drive& drive) {
   const std::string claimed = drive.claimed_identity();
   if (claimed.empty()) return false;
+  // Identities with a place go on with "\nat ". '!' is the character after the blank, so the range
+  // holds all of them, and the index finds it.
   return database
       .query("SELECT 1 FROM drives WHERE machine_id = ? AND identity >= ? AND identity < ? LIMIT 1",
              machine_id, claimed + "\nat ", claimed + "\nat!")

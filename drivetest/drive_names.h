@@ -28,20 +28,19 @@ void name_drive(Database& database, std::string_view machine_id, const std::stri
 // Whether the history knows drives by their places that claim to be this one, at this place or
 // another.
 bool is_known_apart(Database& database, std::string_view machine_id, const Drive& drive);
-// The number of what a drive claims to be, where its tests were kept before it was seen that
-// another one claims the same. Not set where there are none, or they may be the other's: then the
-// one that runs, else the newest, was at another place or in a drive of another size.
+// The row of the claimed identity, if its tests are this drive's: they were kept before a second
+// drive claimed it. Not set where there is no test, or where the running one (else the newest) was
+// at another place or in a drive of another size.
 std::optional<std::int64_t> known_before_apart(Database& database, std::string_view machine_id,
                                                const Drive& drive);
-// Gives the tests that were kept under what a drive claims to be, and its log as it was seen, to
-// the drive of that identity, which has its place in it.
+// Gives the tests and the seen log of the claimed identity to the identity with the place.
 void know_apart(Database& database, std::string_view machine_id, std::int64_t claimed,
                 std::string_view identity, Time now);
 
 // The drive of a row, which tells by its identity whether another claims to be the same.
 Drive kept_drive(const KeptTest& test);
-// Whether the test, which a file has as well, is there that of a drive that is known by its place,
-// and here that of what it claims to be.
+// Whether the file has the test under an identity with its place, and this history under the
+// claimed identity.
 bool is_apart_since(const KeptTest& here, const KeptTest& test);
 // Whether a file has the identity that is from before the name of the drive's namespace was
 // known, or before the drive was known by its place.

@@ -12,7 +12,7 @@ FaultPlan plan;
 int calls = 0;
 bool is_unsynchronised = false;
 
-// The usual file stands behind this in memory.
+// SQLite's usual file object follows this one in memory.
 struct File {
   sqlite3_file base;
   bool is_log;

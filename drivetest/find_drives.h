@@ -38,18 +38,16 @@ std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const st
 std::vector<Look> look_at(DriveAccess& access, const std::vector<FoundDrive>& drives, bool wake,
                           unsigned most_at_once = 8);
 
-// Which drives have to say themselves who they are, before it is known that each is one drive and
-// no other is it: those of which the kernel tells nothing, as of drives behind USB bridges and RAID
-// controllers, and those of which it tells the same. None where there is one drive alone. `looks`
-// are those that were taken already, not set for the others: what a drive has said there may be
-// what the kernel tells of another one.
+// Drives that must be asked who they are, because the kernel tells nothing of them (USB bridges,
+// RAID controllers) or the same of two. One drive alone need not be asked. `looks` has the looks
+// taken so far: what a drive said may be what the kernel tells of another.
 std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
                                          const std::vector<std::optional<Look>>& looks);
 
-// What the looks tell of drives that claim one identity. With the same world wide name, serial
-// number and size they are one: one is taken away, here and there, and is a path of the other, by
-// which more is possible; as a rule the first. Else they are told by this list of them, and
-// their places alone tell them apart. Drives without a look are left alone.
+// Compares drives that claim one identity. If world wide name, serial number and size agree, they
+// are paths to one drive: the better path, else the first, stays, and the other is removed from
+// both lists. The others are returned; only their places tell them apart. Drives without a look are
+// left alone.
 std::vector<Drive> join_paths(std::vector<FoundDrive>& drives,
                               std::vector<std::optional<Look>>& looks);
 

@@ -11,7 +11,7 @@ using testing::HasSubstr;
 
 using HistoryIndex = HistoryCase;
 
-// With many tests nothing takes longer that a person or a timer asks often.
+// What people or timers ask often takes no longer when there are many tests.
 TEST_F(HistoryIndex, LooksTestsUpByIndex) {
   History history(options());
   tested(history, 1);

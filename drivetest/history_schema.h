@@ -26,7 +26,7 @@ bool lacks_indexes(Database& database);
 void make_indexes(Database& database);
 
 // A cheap look at a file with all steps: throws DatabaseError, as damage, if it is none of ours or
-// lacks a table. What an administrator has added, such as a view, is let be.
+// lacks a table. It ignores what an administrator has added, such as a view.
 void expect_tables(Database& database);
 
 }  // namespace drivetest

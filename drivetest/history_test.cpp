@@ -186,7 +186,7 @@ TEST_F(HistoryTest, TakesOverWhatALogShowsOnce) {
   EXPECT_EQ(history.of_drive(identity, 10).size(), 3U);
   const DriveState known = history.state(identity);
   EXPECT_EQ(known.log, change.log);
-  // An entry like the others is another test, where a look of before has been seen.
+  // After a look that was kept, one more equal entry is a new test.
   change.log->push_back(entry(40));
   change.added = {found};
   EXPECT_TRUE(history.change(drive(1), known, change));

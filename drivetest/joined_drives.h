@@ -9,8 +9,8 @@
 namespace drivetest {
 
 // All that is known of `before` becomes that of `named`, and `before` is no more. A test that both
-// took from the drive's log stands once. One test runs at most: of two, the one that began earlier
-// ends as unknown, but for a row that only says that the other one runs, which goes.
+// took from the drive's log stands once. If both have a running test, the earlier one ends as
+// unknown. But a row that merely repeats the other one's test is deleted.
 void join_drives(Database& database, std::int64_t before, std::int64_t named, Time now);
 
 }  // namespace drivetest

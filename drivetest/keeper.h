@@ -73,10 +73,9 @@ struct StopOutcome {
 // was told to do.
 class Keeper {
  public:
-  // Gives the history the first time that something is to be kept; nullptr or HistoryError: there
-  // is none. Then drives are tested all the same, and nothing is kept. From then on nothing is
-  // written either when others have kept the history busy for all of its patience, and it is still
-  // read: a later look, by another keeper, tells what became of tests that ran then.
+  // Opens the history when it is first needed. Returns null or throws HistoryError if there is
+  // none: drives are tested and nothing is kept. After others have kept it busy for the whole
+  // patience, the keeper only reads; a later keeper tells how those tests ended.
   using OpenHistory = std::function<History*()>;
 
   // All must outlive the keeper, the history too.

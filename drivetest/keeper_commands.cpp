@@ -91,8 +91,8 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   }
   const platform::Descriptor starting = mark_starting(row);
   const ToolReply reply = tell_to_start(look, kind);
-  // The tool or the drive has seen a test, and no command was sent or obeyed: it is not ours, also
-  // where another process has taken it for the test of our row.
+  // A test runs and our command was not obeyed, so the test is not ours, even if another process
+  // has taken it for our row's.
   if (reply.answer == ToolAnswer::Busy) {
     withdraw(row, true);
     return give_way(std::move(outcome), reply.words);
@@ -219,7 +219,7 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake, bool is_replaced) {
     if (outcome.status.is_testing()) continue;
     // Somebody else has seen its end.
     if (outcome.row && !outcome.row->outcome) tell_end_seen_by_others(outcome, circumstances);
-    // A drive that still says the same as before, and of whose test nobody knows, had none.
+    // If no row tells of a test and the drive still says 'running', nothing ran.
     const bool had_none = !outcome.row && outcome.status.look.running;
     outcome.result = had_none ? StopResult::NothingRuns : StopResult::Stopped;
     return outcome;

@@ -158,7 +158,7 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
                 growth.is_before_known && oldest != growth.added.rend()};
   if (!growth.doubtful.empty()) {
     if (oldest == growth.added.rend()) return none;
-    // Where its hours are those of the test, so are a rival's.
+    // If the hours fit this test, only a rival whose hours fit too counts.
     const bool tells_hours = oldest->hours && can_have_ended_at(test, *oldest->hours);
     const bool has_rival =
         std::any_of(growth.doubtful.begin(), growth.doubtful.end(), [&](const LogEntry& row) {

@@ -55,7 +55,7 @@ TEST(AtaReport, TellsTheRunningTestByTheStatus) {
   EXPECT_FALSE(ata(R"("status":{"value":9})", log).running);
 }
 
-// The drives for which smartctl has this words say 240 also when the test has ended.
+// Drives for which smartctl prints these words say 240 after the test has ended, too.
 TEST(AtaReport, DoubtsTheStatusOfDrivesThatAlwaysSayThatATestRuns) {
   const std::string line = R"("with unknown result or self-test in")";
   const Look seen = ata(R"("status":{"value":240})", "", line);

@@ -91,8 +91,8 @@ class PlayedDrive {
   void show_log(drivetest::Look& look);
   // The history has taken over what stands in the log now.
   void mark_shown();
-  // Any look: the oldest entry of a full log of equals, which the row of a running test hides,
-  // could as well be the new one when it comes back.
+  // At any look. When a running test's row hides the oldest of equal entries, that entry cannot be
+  // told from a new one once it shows again.
   void mark_hidden();
 
   const Traits& traits() const { return traits_; }

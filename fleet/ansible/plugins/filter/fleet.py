@@ -160,7 +160,7 @@ def tested(begun, looked=None):
 
 
 def has_started(result):
-    """Whether a patrol has started a test: that of another is none of its own."""
+    """Whether this patrol started a test; one that another patrol started does not count."""
     drives = _told(result)
     return _is_of_drives(drives) and any(drive["result"] in ENDS for drive in drives)
 
@@ -184,8 +184,7 @@ def and_then(ended, results):
 
 
 def reported(result, page, before, after):
-    """What is told of the report, the two stats of whose page say whether it was written: it is where some
-    file could not be read, too."""
+    """What is told of the report. A changed page was written, even if some file could not be read."""
     if result.get("skipped"):
         return f"{page} would be written"
     if fault(result):
