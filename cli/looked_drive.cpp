@@ -125,9 +125,11 @@ std::string test_text(const LookedDrive& one, bool has_history) {
   if (one.is_in_standby() && last && !last->outcome)
     return text + ", at the last look; in standby now, which ends tests: --wake asks it" +
            text_of_before(one, has_history);
-  if (one.is_in_standby())
-    return (last || (has_history && one.is_told()) ? text : "not known") +
-           " (in standby, not looked at)" + text_of_before(one, has_history);
+  if (one.is_in_standby()) {
+    const bool is_known = last || (has_history && one.is_told());
+    if (!is_known) text = "not known";
+    return text + " (in standby, not looked at)" + text_of_before(one, has_history);
+  }
   if (!one.is_unknown() && !last && !one.status.look.inability.empty())
     return kUnable + (": " + one.status.look.inability);
   return text + doubt_text(one.status.look) + text_of_before(one, has_history);

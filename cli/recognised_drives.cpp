@@ -75,7 +75,10 @@ std::optional<Drive> DriveTests::known_drive(drivetest::History& history, const 
       if (one.drive.serial_number == told.serial_number &&
           (told.model.empty() || one.drive.model == told.model)) {
         claims.insert(one.drive.claimed_identity());
-        (one.identity.ends_with(nameless.identity()) ? by_place : fitting).insert(one.identity);
+        if (one.identity.ends_with(nameless.identity()))
+          by_place.insert(one.identity);
+        else
+          fitting.insert(one.identity);
       }
     const bool is_one_claim = claims.size() == 1 && !by_place.empty();
     if (told.shares_identity || is_one_claim)

@@ -154,11 +154,13 @@ class Watch {
       const bool is_known = tests_.can_read_history();
       result.device = one.drive.name;
       result.verdict.cause = "no-test";
-      result.verdict.reason =
-          !is_known ? "no test runs, and no history tells of former ones"
-          : looked.is_told()
-              ? "no test runs, and none is kept"
-              : "no test runs, and while it is in standby the drive does not say which it is";
+      if (!is_known)
+        result.verdict.reason = "no test runs, and no history tells of former ones";
+      else if (looked.is_told())
+        result.verdict.reason = "no test runs, and none is kept";
+      else
+        result.verdict.reason =
+            "no test runs, and while it is in standby the drive does not say which it is";
       result.kind.reset();
       one.exit_status = is_known ? kStatusOk : kStatusCannot;
     }

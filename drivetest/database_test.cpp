@@ -61,7 +61,10 @@ TEST_F(DatabaseTest, CallsAValueOfAnotherKindDamage) {
     return false;
   };
   EXPECT_TRUE(is_damage([](Query& query) { query.next_text(); }));
-  EXPECT_TRUE(is_damage([](Query& query) { query.next_integer(), query.next_integer(); }));
+  EXPECT_TRUE(is_damage([](Query& query) {
+    query.next_integer();
+    query.next_integer();
+  }));
   EXPECT_TRUE(is_damage([](Query& query) {
     query.next_integer();
     query.next_optional_unsigned();

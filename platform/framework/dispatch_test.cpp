@@ -83,7 +83,10 @@ struct Calls {
   std::vector<sint32> closed;     // the status of each closing call
   static void record(Instance* instance, sint32 status, void* data) {
     auto& calls = *static_cast<Calls*>(data);
-    (instance ? calls.delivered : calls.closed).push_back(status);
+    if (instance)
+      calls.delivered.push_back(status);
+    else
+      calls.closed.push_back(status);
     unref(instance);
   }
   void* callback() { return reinterpret_cast<void*>(&record); }

@@ -221,8 +221,9 @@ std::string World::names_of(const std::string& class_name, const std::string& pr
     const std::size_t begin = text.find("/dev/");
     const std::string name =
         begin == text.npos ? text : text.substr(begin, text.find('"', begin) - begin);
-    names += (names.empty() ? "" : " ") +
-             (name.empty() || name.find('=') != name.npos ? "nameless" : name);
+    const bool is_nameless = name.empty() || name.find('=') != name.npos;
+    if (!names.empty()) names += " ";
+    names += is_nameless ? "nameless" : name;
   }
   return names.empty() ? "none" : names;
 }

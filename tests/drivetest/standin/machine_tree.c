@@ -174,6 +174,11 @@ static void put_by_id(const struct Tree* tree, const char* node, const char* for
   put_link(tree, id, node);
 }
 
+static const char* bus_of(const struct StandInDrive* drive) {
+  if (*drive->usb != '\0') return "usb";
+  return is_ata(drive) ? "ata" : "scsi";
+}
+
 static void put_links(const struct Tree* tree, const struct StandInDrive* drive, const char* node) {
   const char* const wwn = drive->wwn;
   if (is_nvme(drive)) {
@@ -182,7 +187,7 @@ static void put_links(const struct Tree* tree, const struct StandInDrive* drive,
     if (*wwn != '\0') put_by_id(tree, node, "nvme-eui.%s", wwn);
     return;
   }
-  const char* const bus = *drive->usb != '\0' ? "usb" : is_ata(drive) ? "ata" : "scsi";
+  const char* const bus = bus_of(drive);
   if (is_ata(drive))
     put_by_id(tree, node, "%s-%s_%s", bus, drive->model, drive->serial);
   else
