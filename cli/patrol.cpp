@@ -62,7 +62,10 @@ class Patrol {
 
   int run() {
     DriveTests tests;
-    const std::vector<ChosenDrive> chosen = tests.choose({}, "", false);
+    // A drive in an array that works is not even looked at, unless the kernel does not tell which
+    // drive it is.
+    const std::vector<ChosenDrive> chosen =
+        tests.choose({}, "", false, DriveTests::LooksAhead::InDoubt);
     std::vector<PatrolledDrive> drives(chosen.size());
     const std::size_t most =
         options_.jobs > 0 ? static_cast<std::size_t>(options_.jobs) : chosen.size();
