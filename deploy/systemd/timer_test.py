@@ -68,6 +68,29 @@ class Units(unittest.TestCase):
             self.assertEqual(self.faults(name), [])
         self.assertIn("OnFailure=hddtest-mail@%i.service", extension)
 
+    def test_the_mail_has_the_log_of_the_run_that_failed(self):
+        page = (FOLDER.parent.parent / "docs/fleet.md").read_text()
+        command = re.search(r'^ExecStart=/bin/sh -c "(.*)"$', page, re.MULTILINE)[1]
+        for name, script in (("journalctl", 'echo "asked for $*"'), ("mail", 'echo "$*"; cat')):
+            program = self.folder / name
+            program.write_text(f"#!/bin/sh\n{script}\n")
+            program.chmod(0o755)
+        done = subprocess.run(
+            ["/bin/sh", "-c", command.replace("%i", "long").replace("%H", "host")], capture_output=True,
+            text=True, env={"PATH": f"{self.folder}:/usr/bin:/bin", "MONITOR_INVOCATION_ID": "0123abcd"})
+        self.assertEqual((done.stdout, done.stderr), (
+            "-s hddtest-run@long of host has failed root\n"
+            "asked for --no-pager _SYSTEMD_INVOCATION_ID=0123abcd\n", ""))
+
+    def test_whatever_came_out_the_metrics_are_written_where_their_folder_is_there(self):
+        run = (FOLDER / "hddtest-run@.service").read_text()
+        for name in ("OnSuccess", "OnFailure"):
+            self.assertIn(f"\n{name}=hddtest-metrics.service\n", run)
+        metrics = (FOLDER / "hddtest-metrics.service").read_text()
+        folder, = re.findall(r"^ConditionPathIsDirectory=(.*)$", metrics, re.MULTILINE)
+        self.assertIn(("ExecStart", f"/usr/bin/hddtest metrics --output {folder}/hddtest.prom"),
+                      settings("hddtest-metrics.service"))
+
     def test_timers_of_other_names_are_refused(self):
         self.assertRegex("\n".join(self.faults("hddtest-run@conveyance.timer")), "Refusing")
 
