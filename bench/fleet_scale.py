@@ -6,8 +6,9 @@ that the stand-in plays.
     bench/fleet_scale.py [--node] MACHINES PROGRAMS STANDIN
 
 24 drives in each machine, asked each minute for six minutes. --node: serves what the real node_exporter
-tells of 24 disks instead, for comparison. The time of a rule that looks back for a day stands for the
-minutes that it has seen; --day asks it of 2,400 drives with a day of samples behind them.
+tells of 24 disks instead, for comparison. The time of a rule that looks back stands for the minutes that
+it has seen; --day asks the one that looks back farthest of MACHINES with a day of samples behind them, and
+with one of each hour of the thirteen days before.
 """
 
 import argparse
@@ -105,11 +106,12 @@ def ask(prometheus, path):
         return json.load(answer)["data"]
 
 
-def query(prometheus, expression):
-    """The first value, and how long the answer took."""
+def query(prometheus, expression, when):
+    """How many series it finds, and how long the answer took."""
     began = time.monotonic()
-    found = ask(prometheus, "/api/v1/query?" + urllib.parse.urlencode({"query": expression}))["result"]
-    return (float(found[0]["value"][1]) if found else None), time.monotonic() - began
+    words = urllib.parse.urlencode({"query": expression, "time": when})
+    found = ask(prometheus, "/api/v1/query?" + words)["result"]
+    return len(found), time.monotonic() - began
 
 
 def print_costs(prometheus):
@@ -125,23 +127,28 @@ def print_costs(prometheus):
             print(f"  {rule['name']}: {rule['evaluationTime']:.3f} s")
 
 
-def measure_day(ends, folder, programs, standin):
-    """A day of samples of 100 machines behind one metric, and what the rule needs that looks at it."""
-    present = [line.split()[0] for line in metrics_of_hddtest(programs, standin).splitlines()
-               if line.startswith("hddtest_drive_present")]
-    now = int(time.time())
+def measure_day(ends, folder, machines, text):
+    """What the rule needs that looks back farthest. One drive of each machine has gone at the end."""
+    now = int(time.time()) // 60 * 60
+    times = [now - 3600 * hour for hour in range(14 * 24, 24, -1)]
+    times += [now - 60 * minute for minute in range(1440, -1, -1)]
     with open(folder / "day", "w", encoding="utf-8") as file:
-        file.write("# TYPE hddtest_drive_present gauge\n")
-        for machine in range(100):
-            for one in present:
-                labels = one.replace(NUMBER, f"{machine:08}").replace("{", f'{{job="node",instance="m{machine}",')
-                file.writelines(f"{labels} 1 {now - 60 * minute}\n" for minute in range(1440, -1, -1))
+        for metric in ("hddtest_drive_present", "hddtest_drive_testable"):
+            series = [line.rpartition(" ")[0] for line in text.splitlines() if line.startswith(metric + "{")]
+            file.write(f"# TYPE {metric} gauge\n")
+            for machine in range(machines):
+                for number, one in enumerate(series):
+                    labels = one.replace(NUMBER, f"{machine:08}").replace("{", f'{{job="node",instance="m{machine}",')
+                    file.writelines(f"{labels} {int(number > 0 or when < now)} {when}\n" for when in times)
         file.write("# EOF\n")
-    subprocess.run(["promtool", "tsdb", "create-blocks-from", "openmetrics", "day", "samples"], cwd=folder,
+    subprocess.run(["promtool", "tsdb", "create-blocks-from", "--max-block-duration=720h", "openmetrics",
+                    "day", "samples"], cwd=folder,
                    stdout=subprocess.DEVNULL, check=True)
     prometheus = start_prometheus(ends, folder, [])
+    rules = [rule for group in ask(prometheus, "/api/v1/rules")["groups"] for rule in group["rules"]]
+    gone = next(rule["query"] for rule in rules if rule["name"] == "DriveGone")
     for _ in range(3):
-        print("drives and seconds:", *query(prometheus, f"count(max_over_time(hddtest_drive_present[1d] @ {now}))"))
+        print("drives gone, and seconds:", *query(prometheus, gone, now))
 
 
 def main():
@@ -149,18 +156,18 @@ def main():
     parser.add_argument("--node", action="store_true")
     parser.add_argument("--day", action="store_true")
     parser.add_argument("machines", type=int)
-    parser.add_argument("programs")
-    parser.add_argument("standin")
+    parser.add_argument("programs", type=pathlib.Path)
+    parser.add_argument("standin", type=pathlib.Path)
     options = parser.parse_args()
     with tempfile.TemporaryDirectory(prefix="hddtest_scale.") as place, contextlib.ExitStack() as ends:
         folder = pathlib.Path(place)
-        if options.day:
-            measure_day(ends, folder, options.programs, options.standin)
-            return
         text = (metrics_of_node_exporter(ends, folder) if options.node else
-                metrics_of_hddtest(options.programs, options.standin))
+                metrics_of_hddtest(options.programs.resolve(), options.standin.resolve()))
         print("of one machine:", sum(not line.startswith("#") for line in text.splitlines()), "series,",
               len(text), "bytes", flush=True)
+        if options.day:
+            measure_day(ends, folder, options.machines, text)
+            return
         port = serve(ends, text)
         prometheus = start_prometheus(ends, folder, [
             {"targets": [f"127.0.0.1:{port}"],
