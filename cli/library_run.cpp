@@ -27,7 +27,7 @@ Verdict stalled_verdict(const TestRow& row, const std::string& device) {
     verdict.remaining = static_cast<int>(*row.remaining_percent);
     verdict.reason += fmt::format(", {}% remaining", *row.remaining_percent);
   }
-  verdict.reason += "; it may still end: " + go_on_advice(device);
+  verdict.reason += "; " + stalled_advice(device);
   return verdict;
 }
 
@@ -76,7 +76,8 @@ LibraryResult not_started(const StartOutcome& outcome, bool has_history,
   if (outcome.is_untold) {
     verdict = verdict_of_untold(outcome.reason, device);
   } else if (outcome.result == StartResult::AlreadyRunning) {
-    verdict = verdict_of_busy(outcome.row.value_or(TestRow()), has_history, device);
+    verdict = verdict_of_busy(outcome.row.value_or(TestRow()), outcome.status.is_stalled,
+                              has_history, device);
   } else if (outcome.result == StartResult::NotAble) {
     verdict = {.outcome = RunOutcome::Aborted,
                .cause = std::string(kCauseNoSelfTest),

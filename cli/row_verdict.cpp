@@ -123,21 +123,27 @@ std::string go_on_advice(const std::string& device) {
   return fmt::format("'hddtest watch {}' shows it, 'hddtest stop {}' ends it", name, name);
 }
 
+std::string stalled_advice(const std::string& device) {
+  return "it may still end: " + go_on_advice(device);
+}
+
 Verdict verdict_of_untold(const std::string& why, const std::string& device) {
   return {.cause = std::string(kCauseUnknown),
           .reason = fmt::format("how the test ended is not known: {}; the drive may go on: {}", why,
                                 go_on_advice(device))};
 }
 
-Verdict verdict_of_busy(const TestRow& row, bool has_history, const std::string& device) {
+Verdict verdict_of_busy(const TestRow& row, bool is_stalled, bool has_history,
+                        const std::string& device) {
   Verdict verdict{.cause = std::string(readiness_cause(Readiness::Running))};
   verdict.reason = "a test runs in it already";
+  if (is_stalled) verdict.reason += " and has stalled";
   if (row.remaining_percent) {
     verdict.remaining = static_cast<int>(*row.remaining_percent);
     verdict.reason += fmt::format(", {}% remaining", *row.remaining_percent);
   }
   if (has_history || row.kind) verdict.reason += " (" + owned_test_text(row, has_history) + ")";
-  verdict.reason += "; " + busy_advice(device);
+  verdict.reason += is_stalled ? "; " + stalled_advice(device) : "; " + busy_advice(device);
   return verdict;
 }
 

@@ -91,16 +91,29 @@ TEST(VerdictOfBusy, TellsWhoseTestItIs) {
   const std::string advice =
       "; wait for its end, which 'hddtest watch /dev/sda' shows, or end it with 'hddtest stop "
       "/dev/sda'";
-  const Verdict verdict = verdict_of_busy(row, true, "/dev/sda");
+  const Verdict verdict = verdict_of_busy(row, false, true, "/dev/sda");
   EXPECT_EQ(verdict.cause, "running");
   EXPECT_EQ(verdict.remaining, 40);
   EXPECT_EQ(
       verdict.reason,
       "a test runs in it already, 40% remaining (long test of another program or person)" + advice);
-  EXPECT_EQ(verdict_of_busy(row, false, "/dev/sda").reason,
+  EXPECT_EQ(verdict_of_busy(row, false, false, "/dev/sda").reason,
             "a test runs in it already, 40% remaining (long test)" + advice);
-  EXPECT_EQ(verdict_of_busy(TestRow(), false, "/dev/sda").reason,
+  EXPECT_EQ(verdict_of_busy(TestRow(), false, false, "/dev/sda").reason,
             "a test runs in it already" + advice);
+}
+
+// Nobody is to wait for the end of a test that may have none.
+TEST(VerdictOfBusy, TellsThatTheTestHasStalled) {
+  TestRow row;
+  row.kind = TestKind::Long;
+  row.remaining_percent = 50;
+  const Verdict verdict = verdict_of_busy(row, true, false, "/dev/sda");
+  EXPECT_EQ(verdict.cause, "running");
+  EXPECT_EQ(verdict.remaining, 50);
+  EXPECT_EQ(verdict.reason,
+            "a test runs in it already and has stalled, 50% remaining (long test); it may still "
+            "end: 'hddtest watch /dev/sda' shows it, 'hddtest stop /dev/sda' ends it");
 }
 
 }  // namespace

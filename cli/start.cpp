@@ -85,9 +85,10 @@ std::string line(const Started& started, bool has_history) {
   const drivetest::TestRow& row = *outcome.row;
   std::string text = started.drive.name + ": " + replaced_text(outcome, has_history);
   if (outcome.result == StartResult::AlreadyRunning)
-    return text +
-           "left alone: " + newest_test_text(row, false, has_history, drivetest::system_time()) +
-           doubt_text(outcome.status.look) + "; --replace ends it";
+    return text + "left alone: " +
+           newest_test_text(row, outcome.status.is_stalled, has_history, drivetest::system_time()) +
+           doubt_text(outcome.status.look) + "; --replace ends it" +
+           (outcome.status.is_stalled ? " and starts the new test" : "");
   text += kind_text(row) + " started";
   if (row.outcome) return text + " and ended: " + outcome_text(row);
   const auto minutes = outcome.status.look.abilities[static_cast<std::size_t>(*row.kind)].minutes;
@@ -119,6 +120,7 @@ Json json_of(const Started& started, bool has_history) {
   json["result"] = word_of(started.outcome.result);
   json["reason"] = text_or_null(started.outcome.reason);
   json["test"] = row_json(started.outcome.status.look, started.outcome.row, has_history);
+  json["stalled"] = started.outcome.status.is_stalled;
   json["replaced"] = row_json(started.outcome.status.look, started.outcome.replaced, has_history);
   return json;
 }
