@@ -47,7 +47,7 @@ KeptTest test(int drive, int week, Outcome outcome) {
   row.remaining_percent = 10;
   row.outcome = outcome;
   row.cause = outcome == Outcome::Failed ? "read failure" : "completed without error";
-  row.result_code = 0;
+  row.result_code = outcome == Outcome::Failed ? 7 : 0;
   row.hours = row.hours_at_start = 20'000 + 168 * static_cast<std::uint64_t>(week);
   return test;
 }

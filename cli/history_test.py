@@ -16,7 +16,9 @@ ONE_ADDED = {"added": 1, "ended": 0, "unchanged": 0, "different": 0}
 
 
 def kept_test(number, drive=(), **members):
-    """A test that a drive of another machine has passed, as a line of JSON has it."""
+    """A test that a drive of another machine has passed, as a line of JSON has it, with the drive's
+    code for the outcome."""
+    code = {"passed": 0, "failed": 7, "aborted": 1}.get(members.get("outcome", "passed"))
     test = {
         "id": f"{number:032x}", "machine_id": "a" * 32, "host_name": "elsewhere",
         "drive": {"identity": "wwn-0x5000c500a1b2c3d4", "protocol": "ATA",
@@ -27,7 +29,7 @@ def kept_test(number, drive=(), **members):
         "test_code": 1, "recorded": f"2025-03-{number:02}T10:00:00Z",
         "started": f"2025-03-{number:02}T10:00:00Z", "ended": f"2025-03-{number:02}T10:02:00Z",
         "looked": None, "remaining_percent": None, "progressed": None, "outcome": "passed",
-        "cause": "completed without error", "result_code": 0, "first_bad_block": None,
+        "cause": "completed without error", "result_code": code, "first_bad_block": None,
         "segment": None, "hours": 4000 + number, "hours_at_start": 4000 + number,
         "power_cycles_at_start": None}
     test["drive"].update(drive)
@@ -132,6 +134,11 @@ class Import(HistoryCase):
             (kept_test(3, outcome="splendid"), "outcome"),
             (kept_test(3, ended="yesterday"), "ended"),
             (kept_test(3, colour="red"), "colour"),
+            (kept_test(3, result_code=7), 'outcome is "passed", but result_code 7 means "failed"'),
+            (kept_test(3, outcome="failed", result_code=0),
+             'outcome is "failed", but result_code 0 means "passed"'),
+            (kept_test(3, outcome=None, ended=None, result_code=0),
+             "outcome is null, but result_code is 0"),
             (kept_test(3, cause="x" * 300_000), "it is longer than"),
         ]:
             with self.subTest(wrong=wrong[:40]):

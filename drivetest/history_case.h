@@ -65,7 +65,8 @@ class HistoryCase : public testing::Test {
     row.ended = now + std::chrono::minutes(2);
     row.outcome = outcome;
     row.cause = "completed without error";
-    row.result_code = 0;
+    if (outcome != Outcome::Unknown)
+      row.result_code = outcome == Outcome::Passed ? 0 : outcome == Outcome::Failed ? 7 : 1;
     row.hours = 100;
     return row;
   }

@@ -256,6 +256,8 @@ KeptTest test_from_json(std::string_view line) {
   row.hours_at_start = members.optional_number<std::uint64_t>("hours_at_start");
   row.power_cycles_at_start = members.optional_number<std::uint64_t>("power_cycles_at_start");
   members.expect_no_others();
+  if (const std::string contradiction = contradiction_in(test); !contradiction.empty())
+    refuse(contradiction);
   return test;
 }
 

@@ -30,7 +30,8 @@ class JsonLineError : public std::runtime_error {
 
 // A line as json_line makes it. Any order of the members will do; `number` may be missing and is
 // not taken over. Throws JsonLineError for everything else, such as members that are unknown or
-// come twice, wrong types, times and numbers out of range, NUL in a text and invalid UTF-8.
+// come twice, wrong types, times and numbers out of range, NUL in a text, invalid UTF-8 and what
+// contradiction_in tells.
 KeptTest test_from_json(std::string_view line);
 
 }  // namespace drivetest

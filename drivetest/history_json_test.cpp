@@ -34,6 +34,7 @@ class HistoryJsonTest : public HistoryCase {
     KeptTest test = full_test();
     test.row.outcome.reset();
     test.row.ended.reset();
+    test.row.result_code.reset();
     return test;
   }
   // What is said of a line in which one text stands for another.
@@ -76,7 +77,7 @@ TEST_F(HistoryJsonTest, HasTheseMembers) {
             R"("recorded":"2027-01-15T08:00:00Z","started":"2027-01-15T08:00:00Z",)"
             R"("ended":"2027-01-15T08:02:00Z","looked":"2027-01-15T08:00:00Z",)"
             R"("remaining_percent":0,"progressed":"2027-01-15T08:00:00Z","outcome":"failed",)"
-            R"("cause":"completed without error","result_code":0,)"
+            R"("cause":"completed without error","result_code":7,)"
             R"("first_bad_block":18446744073709551615,"segment":7,"hours":100,)"
             R"("hours_at_start":100,"power_cycles_at_start":20})");
 }
@@ -117,6 +118,53 @@ TEST_F(HistoryJsonTest, SaysWhichMemberIsWrong) {
   EXPECT_EQ(fault_with(R"("aaaa)", R"("aaaaa)"), "machine_id is \"" + std::string(33, 'a') + '"');
   EXPECT_EQ(fault_with(R"("identity":"wwn-0x5000000000000001")", R"("identity":"")"),
             "drive.identity is empty");
+}
+
+TEST_F(HistoryJsonTest, TakesNoOutcomeThatTheDrivesCodeContradicts) {
+  EXPECT_EQ(fault_with(R"("failed")", R"("passed")"),
+            R"(outcome is "passed", but result_code 7 means "failed")");
+  EXPECT_EQ(fault_with(R"("result_code":7)", R"("result_code":0)"),
+            R"(outcome is "failed", but result_code 0 means "passed")");
+  EXPECT_EQ(fault_with(R"("failed")", R"("aborted")"),
+            R"(outcome is "aborted", but result_code 7 means "failed")");
+  for (const char* const code : {"9", "15", "99", "-1"})
+    EXPECT_EQ(
+        fault_with(R"("result_code":7)", std::string(R"("result_code":)") + code),
+        std::string(R"(outcome is "failed", but result_code )") + code + " does not mean that");
+  EXPECT_EQ(fault_with(R"("failed")", "null"), "outcome is null, but result_code is 7");
+  EXPECT_EQ(fault_with(R"("result_code":null)", R"("result_code":0)", running_test()),
+            "outcome is null, but result_code is 0");
+  // The drive's protocol decides.
+  EXPECT_EQ(fault_with(R"("ATA")", R"("NVMe")"), "");
+  KeptTest aborted = full_test();
+  aborted.row.outcome = Outcome::Aborted;
+  aborted.row.result_code = 4;
+  EXPECT_EQ(fault_with(R"("ATA")", R"("NVMe")", aborted), "");
+  EXPECT_EQ(fault_of(json_line(aborted)),
+            R"(outcome is "aborted", but result_code 4 means "failed")");
+}
+
+// What a log says is kept by the meaning of its code, and what nobody knows may have none. A drive
+// that a user has reached as a SCSI drive is kept as one from then on, with all its tests.
+TEST_F(HistoryJsonTest, TakesWhatTheDrivesCodesMean) {
+  constexpr int kCodes = 16;
+  for (const Protocol spoken : {Protocol::Ata, Protocol::Scsi, Protocol::Nvme})
+    for (int code = 0; code < kCodes; ++code) {
+      KeptTest test = full_test();
+      test.drive.protocol = spoken;
+      test.row.result_code = code;
+      test.row.outcome = result_meaning(spoken, code).value_or(ResultMeaning{}).outcome;
+      EXPECT_EQ(fault_of(json_line(test)), "") << code;
+      test.drive.protocol = Protocol::Scsi;
+      EXPECT_EQ(fault_of(json_line(test)), "") << code;
+    }
+  for (const Outcome outcome :
+       {Outcome::Passed, Outcome::Failed, Outcome::Aborted, Outcome::Unknown}) {
+    KeptTest test = full_test();
+    test.row.outcome = outcome;
+    test.row.result_code.reset();
+    EXPECT_EQ(fault_of(json_line(test)), "") << name_of(outcome);
+  }
 }
 
 TEST_F(HistoryJsonTest, TakesNoTimeThatIsNone) {

@@ -108,6 +108,8 @@ TEST_F(HistoryTransferTest, LeavesWhatHasEndedHereOtherwise) {
   tested(from, 1);
   std::string lines = exported(from);
   lines.replace(lines.find("passed"), 6, "failed");
+  constexpr std::string_view kPassed = "\"result_code\":0";
+  lines.replace(lines.find(kPassed), kPassed.size(), "\"result_code\":7");
   EXPECT_EQ(imported(from, lines).different, 1U);
   EXPECT_THAT(exported(from), HasSubstr("passed"));
 }

@@ -77,6 +77,11 @@ struct KeptTest {
   TestRow row;
 };
 
+// What in the test contradicts itself, in words with the names of its members in JSON; empty:
+// nothing does. A running test has no result, and the outcome is what the drive's code means. The
+// history makes no other rows.
+std::string contradiction_in(const KeptTest& test);
+
 // A drive that the history knows, tested or not. Where it was belongs to its tests.
 struct KnownDrive {
   std::string identity;  // Drive::identity()

@@ -165,7 +165,7 @@ std::optional<KeptTest> test_from_written_line(std::string_view line) {
   std::optional<KeptTest> test(std::in_place);
   Reader reader(line);
   if (!read_head(reader, *test) || !read_times(reader, test->row) ||
-      !read_result(reader, test->row))
+      !read_result(reader, test->row) || !contradiction_in(*test).empty())
     return std::nullopt;
   test->drive.place = test->row.place;
   return test;

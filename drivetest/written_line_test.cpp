@@ -94,6 +94,13 @@ TEST(WrittenLine, TakesNothingThatTheStrictReaderRefuses) {
   EXPECT_GT(taken, 500U);
 }
 
+TEST(WrittenLine, IsLeftToTheStrictReaderWhereItContradictsItself) {
+  KeptTest test = whole_test();
+  test.row.outcome = Outcome::Passed;
+  EXPECT_FALSE(test_from_written_line(json_line(test)));
+  EXPECT_THROW(test_from_json(json_line(test)), JsonLineError);
+}
+
 TEST(WrittenLine, IsLeftToTheStrictReaderWhereItIsTooLong) {
   KeptTest test = whole_test();
   test.row.cause = std::string(16384, 'x');

@@ -70,7 +70,11 @@ void Judge::judge() {
   const Rows& rows = machine_.rows();
   judge_changes(rows);
   judge_times(rows);
-  for (const KeptTest& kept : rows) judge_outcome(kept);
+  for (const KeptTest& kept : rows) {
+    judge_outcome(kept);
+    if (const std::string why = contradiction_in(kept); !why.empty())
+      violate(text_of(kept.row) + " contradicts itself: " + why);
+  }
   judge_sources(rows);
   for (const PlayedMachine::Report::Seen& seen : report.seen) judge_look(seen, rows);
   if (!report.lies.empty()) violate(report.lies.front());
