@@ -82,20 +82,32 @@ TEST_F(HistoryPage, HasQueriesThatAnswer) {
           "UPDATE tests SET recorded = (SELECT max(recorded) FROM tests)"
           " WHERE drive = (SELECT max(drive) FROM tests)")
       .step();
+  // The log of a drive that has run for long tells of a test in its first days.
+  TestRow old;
+  old.place = drive(4).place;
+  old.source = Source::Other;
+  old.kind = TestKind::Short;
+  old.outcome = Outcome::Passed;
+  old.cause = "completed without error";
+  old.result_code = 0;
+  old.hours = 100;
+  EXPECT_TRUE(history.change(drive(4), {}, {{}, {}, {old}}));
   const std::string later = time_text(now);
 
   const std::vector<std::string> asked = queries();
   ASSERT_EQ(asked.size(), 3U);
-  EXPECT_THAT(rows_of(history.database(), asked[0], std::vector<bool>(6, true)),
-              ElementsAre("Example Disk|S1|long|" + later + "|passed|completed without error|",
-                          "Example Disk|S2|short|" + later + "|running||",
-                          "Example Disk|S3|short|" + later + "|aborted|completed without error|"));
+  EXPECT_THAT(rows_of(history.database(), asked[0], {true, true, true, true, false, true, true}),
+              ElementsAre("Example Disk|S1|long|" + later + "|10|passed|completed without error|",
+                          "Example Disk|S2|short|" + later + "|-1|running||",
+                          "Example Disk|S3|short|" + later + "|10|aborted|completed without error|",
+                          "Example Disk|S4|short|before " + later +
+                              "|100|passed|completed without error|"));
   EXPECT_THAT(
       rows_of(history.database(), asked[1],
               {true, true, true, true, true, true, false, true, false}),
       ElementsAre("host-a|Example Disk|S1|/dev/sdb|short|" + then + "|10|read failure|77|"));
   EXPECT_THAT(rows_of(history.database(), asked[2], {true, true}),
-              ElementsAre("Example Disk|S2|", "Example Disk|S3|"));
+              ElementsAre("Example Disk|S2|", "Example Disk|S3|", "Example Disk|S4|"));
 }
 
 TEST_F(HistoryPage, NamesEveryTableAndColumn) {
