@@ -110,6 +110,13 @@ TEST_F(FindDrives, HasAnNvmeDriveOnceByItsController) {
     EXPECT_EQ(place_named(drives, node, ""), (Place{"/dev/nvme0", ""})) << node;
 }
 
+TEST_F(FindDrives, TellsWhetherAnNvmeDriveRotates) {
+  controller("nvme0");
+  EXPECT_EQ(find_drives({}).at(0).drive.is_rotational, std::nullopt);
+  tree_.file("/sys/class/nvme/nvme0/nvme0n1/queue/rotational", "0\n");
+  EXPECT_EQ(find_drives({}).at(0).drive.is_rotational, false);
+}
+
 TEST_F(FindDrives, TakesTheControllersOfOneSubsystemForPathsToOneDrive) {
   controller("nvme1", "nqn.example");
   controller("nvme0", "nqn.example");

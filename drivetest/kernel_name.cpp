@@ -20,35 +20,51 @@ std::string name_in(const inventory::Sysfs& sysfs, const std::string& file, cons
   return is_name ? form + platform::lower(name) : std::string();
 }
 
-// Where the kernel shows the namespace; empty where the controller has none or several.
-std::string folder_of_namespace(const inventory::Sysfs& sysfs, const std::string& node) {
-  if (is_nvme_namespace("/dev/" + node)) return "/sys/block/" + node;
+constexpr std::string_view kNodes = "/dev/";
+
+// Where the kernel shows the namespaces of an NVMe drive, or the one that is the drive's place.
+std::vector<std::string> folders_of_namespaces(const inventory::Sysfs& sysfs, const Drive& drive) {
+  const std::string node = drive.place.device.substr(kNodes.size());
+  if (!node.starts_with("nvme")) return {};
+  if (is_nvme_namespace(drive.place.device)) return {"/sys/block/" + node};
   const std::string folder = "/sys/class/nvme/" + node + "/";
-  std::vector<std::string> names = sysfs.entries(folder);
+  std::vector<std::string> found;
   // "nvme0n1", or "nvme0c0n1" for a path to it.
-  std::erase_if(names, [](const std::string& name) { return !is_nvme_namespace("/dev/" + name); });
-  return names.size() == 1 ? folder + names.front() : std::string();
+  for (const std::string& name : sysfs.entries(folder))
+    if (is_nvme_namespace("/dev/" + name)) found.push_back(folder + name);
+  return found;
 }
 
 }  // namespace
 
 std::string kernel_name_of(const Drive& drive) {
-  constexpr std::string_view kNodes = "/dev/";
   const Place& place = drive.place;
   if (!place.device.starts_with(kNodes)) return {};
   const std::string node = place.device.substr(kNodes.size());
   const inventory::Sysfs sysfs;
   if (drive.protocol == Protocol::Nvme) {
-    if (!node.starts_with("nvme")) return {};
-    const std::string folder = folder_of_namespace(sysfs, node);
-    if (folder.empty()) return {};
-    std::string name = name_in(sysfs, folder + "/eui", "eui-", 16);
-    return name.empty() ? name_in(sysfs, folder + "/nguid", "nguid-", 32) : name;
+    const std::vector<std::string> folders = folders_of_namespaces(sysfs, drive);
+    if (folders.size() != 1) return {};
+    std::string name = name_in(sysfs, folders.front() + "/eui", "eui-", 16);
+    return name.empty() ? name_in(sysfs, folders.front() + "/nguid", "nguid-", 32) : name;
   }
   const bool is_own = drive.protocol == Protocol::Scsi && !drive.is_on_usb &&
                       (place.type.empty() || place.type == "scsi");
   if (!is_own) return {};
   return name_of_naa(sysfs.text("/sys/block/" + node + "/device/wwid"));
+}
+
+std::optional<bool> kernel_rotation_of(const Drive& drive) {
+  if (drive.protocol != Protocol::Nvme || !drive.place.device.starts_with(kNodes)) return {};
+  const inventory::Sysfs sysfs;
+  std::optional<bool> rotates;
+  for (const std::string& folder : folders_of_namespaces(sysfs, drive)) {
+    const auto told = sysfs.number(folder + "/queue/rotational");
+    if (!told) continue;
+    if (rotates && *rotates != (*told != 0)) return std::nullopt;
+    rotates = *told != 0;
+  }
+  return rotates;
 }
 
 std::string name_of_naa(std::string_view text) {

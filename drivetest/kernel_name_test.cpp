@@ -85,6 +85,30 @@ TEST_F(KernelName, OfAScsiDiskIsItsOwnAndNotThatOfABridge) {
   EXPECT_EQ(name_at("/dev/sda", Protocol::Scsi), "");
 }
 
+using KernelRotation = KernelName;
+
+TEST_F(KernelRotation, IsThatOfAllNamespacesThatTell) {
+  const auto rotation_at = [](const std::string& device, Protocol protocol = Protocol::Nvme) {
+    return kernel_rotation_of(drive_at(device, protocol));
+  };
+  EXPECT_EQ(rotation_at("/dev/nvme0"), std::nullopt) << "no namespace";
+  tree_.file(folder_ + "nvme0n1/size", "1\n");
+  EXPECT_EQ(rotation_at("/dev/nvme0"), std::nullopt) << "it does not tell";
+  tree_.file(folder_ + "nvme0n1/queue/rotational", "0\n");
+  EXPECT_EQ(rotation_at("/dev/nvme0"), false);
+  tree_.file(folder_ + "nvme0c0n2/queue/rotational", "0\n");
+  EXPECT_EQ(rotation_at("/dev/nvme0"), false);
+  tree_.file(folder_ + "nvme0c0n2/queue/rotational", "1\n");
+  EXPECT_EQ(rotation_at("/dev/nvme0"), std::nullopt) << "they differ";
+  tree_.file(folder_ + "nvme0n1/queue/rotational", "1\n");
+  EXPECT_EQ(rotation_at("/dev/nvme0"), true);
+  tree_.file("/sys/block/nvme0n1/queue/rotational", "0\n");
+  EXPECT_EQ(rotation_at("/dev/nvme0n1"), false);
+  tree_.file("/sys/block/sda/queue/rotational", "1\n");
+  EXPECT_EQ(rotation_at("/dev/sda", Protocol::Scsi), std::nullopt) << "its tools tell";
+  EXPECT_EQ(rotation_at("nvme0"), std::nullopt);
+}
+
 TEST(NvmeNamespace, IsNeitherItsControllerNorAnotherDisk) {
   for (const char* const device : {"/dev/nvme0n1", "/dev/nvme12n3", "/dev/nvme0c0n1"})
     EXPECT_TRUE(is_nvme_namespace(device)) << device;

@@ -172,6 +172,7 @@ Look Tools::look(const Place& place, bool wake) {
   const bool has_one_name = look.drive.protocol != Protocol::Nvme || report.has_one_namespace;
   if (look.drive.world_wide_name.empty() && has_one_name)
     look.drive.world_wide_name = kernel_name_of(look.drive);
+  if (!look.drive.is_rotational) look.drive.is_rotational = kernel_rotation_of(look.drive);
   if (output.exit_status < 0) {
     look.fault = LookFault::CannotBeReached;
     look.reason = output.errors;
