@@ -84,9 +84,14 @@ class DriveTests {
                                                const drivetest::DriveStatus& status,
                                                std::size_t most);
 
-  // By what the history knows the drive. Without a look at it, it is looked at.
-  std::string identity_of(ChosenDrive& drive);
+  // By what the history knows the drive.
   std::string identity_of(const ChosenDrive& drive, const drivetest::Look& look);
+
+  // Whether it is known which drive this look of look_of is at. One that does not answer may be
+  // known all the same.
+  static bool is_known(const drivetest::Look& look);
+  // Where that is not known: the tests that were made here at its place and may be its own.
+  std::vector<drivetest::KeptTest> tests_at(const drivetest::Look& look);
 
   // Whether the history told who began tests, and which there were.
   bool has_history() const { return keeper_.history_fault().empty(); }
@@ -115,6 +120,7 @@ class DriveTests {
                                               const drivetest::Drive& told);
   std::optional<drivetest::Place> known_place(const drivetest::FoundDrive& silent,
                                               const drivetest::Drive& claimant);
+  bool may_be_of(const drivetest::Drive& told, const drivetest::KeptTest& test) const;
   std::string name_of(const drivetest::Drive& drive);
   bool was_apart(const drivetest::Drive& drive);
   void ask_history(const std::function<void(drivetest::History&)>& work);

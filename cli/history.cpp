@@ -57,6 +57,22 @@ bool goes_by(const KeptTest& test, const std::string& name, bool is_taken) {
          (!is_taken && test.row.place.device == name);
 }
 
+// Of a drive that cannot say which one it is, also those that may be its own, and a word on that.
+std::vector<KeptTest> tests_of(DriveTests& tests, ChosenDrive& drive, bool is_there,
+                               std::size_t limit) {
+  const drivetest::Look look = tests.look_of(drive, false).look;
+  std::vector<KeptTest> found = tests.history().of_drive(tests.identity_of(drive, look), limit);
+  if (!is_there || DriveTests::is_known(look)) return found;
+  const std::vector<KeptTest> at_place = tests.tests_at(look);
+  const bool rests = look.fault == drivetest::LookFault::Standby;
+  complain(drive.name + ": " +
+           (at_place.empty() ? "" : "the tests that were made at this device are shown: ") +
+           "the drive cannot be asked now which one it is: " +
+           (rests ? "it is in standby" : fault_text(look)));
+  found.insert(found.end(), at_place.begin(), at_place.end());
+  return found;
+}
+
 // The newest first.
 std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryArguments& options) {
   drivetest::History& history = tests.history();
@@ -71,8 +87,10 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryArguments& o
   std::map<std::string, bool> gone;  // names, and whether a drive has it now
   if (!options.devices.empty()) {
     for (ChosenDrive& drive : tests.choose(options.devices, "", false)) {
-      const auto found = history.of_drive(tests.identity_of(drive), limit);
-      if (found.empty()) gone.emplace(drive.name, !drive.known.place.device.empty());
+      const bool is_there = !drive.known.place.device.empty();
+      std::vector<KeptTest> found;
+      if (drive.reason.empty()) found = tests_of(tests, drive, is_there, limit);
+      if (found.empty()) gone.emplace(drive.name, is_there);
       for (const KeptTest& test : found) keep(test);
     }
   }

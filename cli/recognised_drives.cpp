@@ -29,9 +29,22 @@ void add_what_is_known(drivetest::History& history, Drive& told) {
 
 }  // namespace
 
-std::string DriveTests::identity_of(ChosenDrive& drive) {
-  if (!drive.reason.empty()) return {};
-  return identity_of(drive, look_of(drive, false).look);
+bool DriveTests::is_known(const Look& look) {
+  return look.fault == LookFault::None || !look.drive.claimed_identity().empty();
+}
+
+bool DriveTests::may_be_of(const Drive& told, const drivetest::KeptTest& test) const {
+  static const std::string machine_id = drivetest::this_host().machine_id;
+  const std::string serial_number = told.is_on_usb ? std::string() : told.serial_number;
+  return is_same_place(test.row.place, told.place) && test.row.machine_id == machine_id &&
+         !answered_.contains(test.row.drive) &&
+         (serial_number.empty() || serial_number == test.drive.serial_number);
+}
+
+std::vector<drivetest::KeptTest> DriveTests::tests_at(const Look& look) {
+  std::vector<drivetest::KeptTest> tests = history().at_device(look.drive.place.device);
+  std::erase_if(tests, [&](const auto& test) { return !may_be_of(look.drive, test); });
+  return tests;
 }
 
 std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
