@@ -92,6 +92,8 @@ class DriveTests {
   static bool is_known(const drivetest::Look& look);
   // Where that is not known: the tests that were made here at its place and may be its own.
   std::vector<drivetest::KeptTest> tests_at(const drivetest::Look& look);
+  // Where that is not known: whether one of them runs as far as the history knows.
+  bool may_be_testing(const drivetest::Look& look);
 
   // Whether the history told who began tests, and which there were.
   bool has_history() const { return keeper_.history_fault().empty(); }

@@ -47,6 +47,21 @@ std::vector<drivetest::KeptTest> DriveTests::tests_at(const Look& look) {
   return tests;
 }
 
+bool DriveTests::may_be_testing(const Look& look) {
+  bool may_be = false;
+  try {
+    if (!is_known(look))
+      keeper_.with_history([&](drivetest::History& history) {
+        may_be = std::ranges::any_of(history.running(), [&](const drivetest::KeptTest& test) {
+          return may_be_of(look.drive, test);
+        });
+      });
+  } catch (const drivetest::HistoryError&) {
+    // The keeper meets the same, and tells it.
+  }
+  return may_be;
+}
+
 std::string DriveTests::identity_of(const ChosenDrive& drive, const Look& look) {
   if (look.fault == LookFault::None) return history().identity_of(look.drive);
   return history().identity_of(recognised(history(), drive, look));

@@ -114,7 +114,8 @@ int stop(const StopOptions& options, bool json) {
     const drivetest::LookFault fault = outcome.status.look.fault;
     // Nobody knows of a test in a drive that rests, and it is not woken for nothing. One that runs
     // as far as is known may go on behind a bridge that rests.
-    if (fault == drivetest::LookFault::Standby && !outcome.status.running)
+    if (fault == drivetest::LookFault::Standby && !outcome.status.running &&
+        !tests.may_be_testing(outcome.status.look))
       outcome.result = StopResult::NothingRuns;
     else if (fault != drivetest::LookFault::None)
       outcome.reason = fault_text(outcome.status.look);

@@ -111,7 +111,7 @@ class Watch {
       one.is_running = can_be_asked && one.status.running;
       // The history knows of a test whose drive cannot be asked for it. A drive at rest tests
       // nothing.
-      const bool may_run = one.row && !one.row->outcome;
+      const bool may_run = (one.row && !one.row->outcome) || tests_.may_be_testing(one.status.look);
       const bool is_at_rest = one.status.look.fault == LookFault::Standby;
       const bool tests_nothing = one.drive.reason.empty() && (can_be_asked || is_at_rest);
       if (every_drive() && tests_nothing && !may_run) continue;
@@ -127,7 +127,7 @@ class Watch {
     DriveResult& result = one.result;
     // A drive at rest tests nothing. What came of a test that ran before, it does not say.
     const bool rests = one.status.look.fault == LookFault::Standby;
-    const bool is_untold = one.row && !one.row->outcome;
+    const bool is_untold = (one.row && !one.row->outcome) || tests_.may_be_testing(one.status.look);
     if (!one.drive.reason.empty() ||
         (one.status.look.fault != LookFault::None && !(rests && !is_untold))) {
       const LookedDrive looked = looked_drive(tests_, one.drive, one.status);
