@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
-#include <numeric>
 #include <thread>
 #include <utility>
 
-#include "cli/failure.h"
 #include "cli/output.h"
 #include "platform/at_once.h"
 
@@ -30,20 +28,6 @@ std::string text_of(const Place& place) {
   return place.device + "\n" + drivetest::member_type(place.type);
 }
 
-// A type of the user's own takes the place of what smartctl has found for the drives that are
-// named. Which drives these are.
-std::vector<std::size_t> take_type(std::vector<FoundDrive>& found,
-                                   const std::vector<std::string>& names, const std::string& type) {
-  std::set<std::size_t> numbers;
-  for (const std::string& name : names) {
-    const std::optional<Place> place = place_named(found, name, type);
-    for (std::size_t number = 0; place && number < found.size(); ++number)
-      if (text_of(found[number].drive.place) == text_of(*place)) numbers.insert(number);
-  }
-  for (const std::size_t number : numbers) found[number].drive.place.type = type;
-  return {numbers.begin(), numbers.end()};
-}
-
 // Whether the drive tells nothing of which drive it is. One that a bridge keeps from answering is
 // not told by the bridge's serial number.
 bool is_silent(const Look& look) {
@@ -53,42 +37,17 @@ bool is_silent(const Look& look) {
          (drive.serial_number.empty() || (is_unreached && drive.is_on_usb));
 }
 
-// Where the kernel shows the drive: /dev/nvme0 and /dev/nvme0n1, or both of two paths.
-std::vector<std::string> nodes_of(const FoundDrive& found) {
-  std::vector<std::string> nodes = {found.drive.place.device};
-  for (const Place& path : found.paths) nodes.push_back(path.device);
-  for (const std::string& name : found.names)
-    if (!name.starts_with("/dev/disk/")) nodes.push_back(name);
-  return nodes;
-}
+}  // namespace
 
 // " /dev/sda", with the type that tells it from the others where drives behind a controller share
 // their device.
-std::string listed(const Place& place, const std::vector<FoundDrive>& drives) {
+std::string DriveTests::listed(const Place& place, const std::vector<FoundDrive>& drives) {
   const auto is_there = [&](const FoundDrive& one) {
     return one.drive.place.device == place.device;
   };
   const bool is_shared = std::count_if(drives.begin(), drives.end(), is_there) > 1;
   return " " + place.device + (is_shared ? " (--type " + place.type + ")" : "");
 }
-
-// Why the name is that of no drive or of more than one, and what to do. No other name is proposed:
-// the serial number next to it is another drive's.
-std::string not_chosen_reason(const std::vector<FoundDrive>& drives, const std::string& name) {
-  std::string owners;
-  for (const FoundDrive& one : drives)
-    if (!name.empty() && one.drive.serial_number == name) owners += listed(one.drive.place, drives);
-  if (owners.empty()) return "there is no such drive; 'hddtest status' shows all";
-  return "several drives have that serial number:" + owners + "; name one by its device";
-}
-
-std::vector<std::size_t> all_of(std::size_t count) {
-  std::vector<std::size_t> numbers(count);
-  std::iota(numbers.begin(), numbers.end(), std::size_t{0});
-  return numbers;
-}
-
-}  // namespace
 
 void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
 
@@ -97,69 +56,6 @@ DriveTests::DriveTests(OpensHistory opens)
               [this](const Drive& drive) { return was_apart(drive); }),
       keeper_(drives_, time_, [this] { return &history(); }) {
   if (opens == OpensHistory::AtOnce) keeper_.open_history();
-}
-
-ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
-                               const std::string& type) {
-  const std::optional<Place> place = place_named(survey.found, name, type);
-  ChosenDrive drive;
-  drive.name = name;
-  if (!place) {
-    drive.reason = not_chosen_reason(survey.found, name);
-    return drive;
-  }
-  drive.place = *place;
-  // Drives behind a controller share a device; a type of the user's own is not among those found.
-  for (std::size_t number = 0; number < survey.found.size(); ++number) {
-    const Drive& one = survey.found[number].drive;
-    const bool is_first = drive.known.place.device.empty();
-    if (text_of(one.place) == text_of(*place)) {
-      drive.known = one;
-      drive.nodes = nodes_of(survey.found[number]);
-    } else if (is_first && one.place.device == place->device) {
-      drive.known.place = one.place;
-      drive.nodes = nodes_of(survey.found[number]);
-    }
-    if (one.place == place && survey.looks[number])
-      drive.seen = SeenLook{*survey.looks[number], survey.changes};
-  }
-  return drive;
-}
-
-std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& names,
-                                            const std::string& type, bool wake, LooksAhead ahead) {
-  if (names.empty() && !type.empty())
-    throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
-  Survey survey{drivetest::find_drives(drives_.scan()), {}, keeper_.changes()};
-  survey.looks.resize(survey.found.size());
-  if (names.empty() && ahead == LooksAhead::AtAll)
-    look_at(survey, all_of(survey.found.size()), wake);
-  else if (!type.empty())
-    look_at(survey, take_type(survey.found, names, type), wake);
-  std::string apart = tell_apart(survey);
-  const auto is_found = [&](const std::string& name) {
-    return place_named(survey.found, name, type).has_value();
-  };
-  // The kernel does not know the serial numbers of all drives.
-  if (!std::all_of(names.begin(), names.end(), is_found)) {
-    look_at(survey, all_of(survey.found.size()), false);
-    apart += tell_apart(survey);
-  }
-  if (!apart.empty())
-    complain("these drives claim to be one and the same, and are known by their places:" + apart);
-  std::vector<ChosenDrive> drives;
-  for (const std::string& name : names) drives.push_back(chosen(survey, name, type));
-  if (names.empty())
-    for (std::size_t number = 0; number < survey.found.size(); ++number) {
-      ChosenDrive drive;
-      drive.known = survey.found[number].drive;
-      drive.place = drive.known.place;
-      drive.name = drive.place.device;
-      if (const auto& look = survey.looks[number]) drive.seen = SeenLook{*look, survey.changes};
-      drive.nodes = nodes_of(survey.found[number]);
-      drives.push_back(std::move(drive));
-    }
-  return drives;
 }
 
 SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {

@@ -122,10 +122,14 @@ class DriveTests {
                                               const drivetest::Drive& told);
   std::optional<drivetest::Place> known_place(const drivetest::FoundDrive& silent,
                                               const drivetest::Drive& claimant);
+  static std::string listed(const drivetest::Place& place,
+                            const std::vector<drivetest::FoundDrive>& drives);
+  static std::string not_chosen_reason(const Survey& survey, const std::string& name);
   bool may_be_of(const drivetest::Drive& told, const drivetest::KeptTest& test) const;
   std::string name_of(const drivetest::Drive& drive);
   bool was_apart(const drivetest::Drive& drive);
   void ask_history(const std::function<void(drivetest::History&)>& work);
+  static ChosenDrive chosen(const Survey& survey, std::size_t number);
   static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
 
   DrivesApart drives_;
