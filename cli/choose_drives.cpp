@@ -12,6 +12,8 @@ namespace cli {
 
 using drivetest::Drive;
 using drivetest::FoundDrive;
+using drivetest::Look;
+using drivetest::LookFault;
 using drivetest::Place;
 using drivetest::SeenLook;
 
@@ -52,15 +54,95 @@ std::vector<std::size_t> all_of(std::size_t count) {
 
 }  // namespace
 
+// Where the kernel, the drives or the history tell that they are. With wake those that rest and do
+// not say it themselves are asked rather.
+std::vector<std::size_t> DriveTests::owners(const Survey& survey, const std::string& serial_number,
+                                            bool wake) {
+  std::vector<std::size_t> numbers;
+  for (std::size_t number = 0; number < survey.found.size() && !serial_number.empty(); ++number) {
+    std::string told = survey.found[number].drive.serial_number;
+    const std::optional<Look>& look = survey.looks[number];
+    const bool is_to_say = wake && look && look->fault == LookFault::Standby && is_silent(*look);
+    if (told.empty() && look && look->fault != LookFault::None && !is_to_say)
+      ask_history([&](drivetest::History& history) {
+        told = recognised(history, chosen(survey, number), *look).serial_number;
+      });
+    if (told == serial_number) numbers.push_back(number);
+  }
+  return numbers;
+}
+
+std::optional<Place> DriveTests::named_place(const Survey& survey, const std::string& name,
+                                             const std::string& type, bool wake) {
+  if (std::optional<Place> place = place_named(survey.found, name, type)) return place;
+  const std::vector<std::size_t> numbers = owners(survey, name, wake);
+  if (numbers.size() != 1) return std::nullopt;
+  Place place = survey.found[numbers.front()].drive.place;
+  if (!type.empty()) place.type = type;
+  return place;
+}
+
+// Whether a drive of one of these serial numbers was tested where this one is now.
+bool DriveTests::was_tested_at(const Drive& silent, const std::set<std::string>& serial_numbers) {
+  bool was_tested = false;
+  ask_history([&](drivetest::History& history) {
+    const auto tests = history.at_device(silent.place.device);
+    was_tested = std::ranges::any_of(tests, [&](const drivetest::KeptTest& test) {
+      return serial_numbers.contains(test.drive.serial_number) && may_be_of(silent, test);
+    });
+  });
+  return was_tested;
+}
+
+// Asks silent drives once more for serial numbers that are no other drive's: with wake those that
+// rest, and with the type those that did not answer without it where one of that serial number was
+// tested. Whether one was asked.
+bool DriveTests::ask_silent(Survey& survey, const std::vector<std::string>& names,
+                            const std::string& type, bool wake, Silent which) {
+  std::set<std::string> wanted;
+  for (const std::string& name : names)
+    if (!place_named(survey.found, name, type) && owners(survey, name, wake).empty())
+      wanted.insert(name);
+  if (wanted.empty()) return false;
+  std::vector<std::size_t> numbers;
+  for (std::size_t number = 0; number < survey.found.size(); ++number) {
+    Place& place = survey.found[number].drive.place;
+    std::optional<Look>& look = survey.looks[number];
+    if (!look || !is_silent(*look)) continue;
+    const bool can_be_woken = wake && look->fault == LookFault::Standby;
+    const bool may_need_type =
+        look->fault == LookFault::CannotBeReached && !type.empty() && place.type != type;
+    if (!can_be_woken && !may_need_type) continue;
+    if (!(can_be_woken && which == Silent::All) && !was_tested_at(look->drive, wanted)) continue;
+    if (may_need_type) place.type = type;
+    look.reset();
+    numbers.push_back(number);
+  }
+  look_at(survey, numbers, wake);
+  return !numbers.empty();
+}
+
 // Why the name is that of no drive or of more than one, and what to do. No other name is proposed:
 // the serial number next to it is another drive's.
-std::string DriveTests::not_chosen_reason(const Survey& survey, const std::string& name) {
-  std::string owners;
-  for (const FoundDrive& one : survey.found)
-    if (!name.empty() && one.drive.serial_number == name)
-      owners += listed(one.drive.place, survey.found);
-  if (owners.empty()) return "there is no such drive; 'hddtest status' shows all";
-  return "several drives have that serial number:" + owners + "; name one by its device";
+std::string DriveTests::not_chosen_reason(const Survey& survey, const std::string& name,
+                                          bool wake) {
+  std::string several;
+  for (const std::size_t number : owners(survey, name, wake))
+    several += listed(survey.found[number].drive.place, survey.found);
+  if (!several.empty())
+    return "several drives have that serial number:" + several + "; name one by its device";
+  std::string silent;
+  bool rests = false;
+  for (std::size_t number = 0; number < survey.found.size(); ++number) {
+    const std::optional<Look>& look = survey.looks[number];
+    if (!look || !is_silent(*look) || look->fault == LookFault::None) continue;
+    silent += listed(survey.found[number].drive.place, survey.found);
+    rests = rests || look->fault == LookFault::Standby;
+  }
+  std::string reason = "there is no such drive";
+  if (!silent.empty()) reason += ", or it is one that cannot be asked now:" + silent;
+  if (rests) reason += "; --wake asks those in standby";
+  return reason + "; 'hddtest status' shows all";
 }
 
 ChosenDrive DriveTests::chosen(const Survey& survey, std::size_t number) {
@@ -74,12 +156,12 @@ ChosenDrive DriveTests::chosen(const Survey& survey, std::size_t number) {
 }
 
 ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
-                               const std::string& type) {
-  const std::optional<Place> place = place_named(survey.found, name, type);
+                               const std::string& type, bool wake) {
+  const std::optional<Place> place = named_place(survey, name, type, wake);
   ChosenDrive drive;
   drive.name = name;
   if (!place) {
-    drive.reason = not_chosen_reason(survey, name);
+    drive.reason = not_chosen_reason(survey, name, wake);
     return drive;
   }
   drive.place = *place;
@@ -112,17 +194,20 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
     look_at(survey, take_type(survey.found, names, type), wake);
   std::string apart = tell_apart(survey);
   const auto is_found = [&](const std::string& name) {
-    return place_named(survey.found, name, type).has_value();
+    return named_place(survey, name, type, wake).has_value();
   };
   // The kernel does not know the serial numbers of all drives.
   if (!std::all_of(names.begin(), names.end(), is_found)) {
     look_at(survey, all_of(survey.found.size()), false);
     apart += tell_apart(survey);
   }
+  // Nor do all drives tell theirs when they are asked first. Most need not be woken for one.
+  for (const Silent which : {Silent::WhereTested, Silent::All})
+    if (ask_silent(survey, names, type, wake, which)) apart += tell_apart(survey);
   if (!apart.empty())
     complain("these drives claim to be one and the same, and are known by their places:" + apart);
   std::vector<ChosenDrive> drives;
-  for (const std::string& name : names) drives.push_back(chosen(survey, name, type));
+  for (const std::string& name : names) drives.push_back(chosen(survey, name, type, wake));
   if (names.empty())
     for (std::size_t number = 0; number < survey.found.size(); ++number)
       drives.push_back(chosen(survey, number));

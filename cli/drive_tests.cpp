@@ -28,15 +28,6 @@ std::string text_of(const Place& place) {
   return place.device + "\n" + drivetest::member_type(place.type);
 }
 
-// Whether the drive tells nothing of which drive it is. One that a bridge keeps from answering is
-// not told by the bridge's serial number.
-bool is_silent(const Look& look) {
-  const Drive& drive = look.drive;
-  const bool is_unreached = look.fault == LookFault::CannotBeReached;
-  return drive.claimed_identity().empty() &&
-         (drive.serial_number.empty() || (is_unreached && drive.is_on_usb));
-}
-
 }  // namespace
 
 // " /dev/sda", with the type that tells it from the others where drives behind a controller share

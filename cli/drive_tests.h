@@ -49,7 +49,8 @@ class DriveTests {
 
   // The drives that go by these names: device, serial number or name below /dev/disk/by-id; all
   // drives of the machine without names. Without names it looks at all of them, else at those of
-  // which the kernel does not tell which drives they are. wake: those that are chosen. Tells on
+  // which the kernel does not tell which drives they are. wake: those that are chosen, and where
+  // no other drive has a serial number that is named, all that rest and do not say theirs. Tells on
   // standard error of drives that claim to be one. Throws WrongCommandLine for a type without
   // names.
   std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type,
@@ -122,15 +123,25 @@ class DriveTests {
                                               const drivetest::Drive& told);
   std::optional<drivetest::Place> known_place(const drivetest::FoundDrive& silent,
                                               const drivetest::Drive& claimant);
+  static bool is_silent(const drivetest::Look& look);
   static std::string listed(const drivetest::Place& place,
                             const std::vector<drivetest::FoundDrive>& drives);
-  static std::string not_chosen_reason(const Survey& survey, const std::string& name);
   bool may_be_of(const drivetest::Drive& told, const drivetest::KeptTest& test) const;
+  std::vector<std::size_t> owners(const Survey& survey, const std::string& serial_number,
+                                  bool wake);
+  std::optional<drivetest::Place> named_place(const Survey& survey, const std::string& name,
+                                              const std::string& type, bool wake);
+  bool was_tested_at(const drivetest::Drive& silent, const std::set<std::string>& serial_numbers);
+  enum class Silent { WhereTested, All };
+  bool ask_silent(Survey& survey, const std::vector<std::string>& names, const std::string& type,
+                  bool wake, Silent which);
+  std::string not_chosen_reason(const Survey& survey, const std::string& name, bool wake);
   std::string name_of(const drivetest::Drive& drive);
   bool was_apart(const drivetest::Drive& drive);
   void ask_history(const std::function<void(drivetest::History&)>& work);
   static ChosenDrive chosen(const Survey& survey, std::size_t number);
-  static ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type);
+  ChosenDrive chosen(const Survey& survey, const std::string& name, const std::string& type,
+                     bool wake);
 
   DrivesApart drives_;
   std::set<std::string> answered_;  // what the drives claim to be that have said so

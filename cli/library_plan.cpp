@@ -60,7 +60,7 @@ std::vector<PlannedDrive> named_with_library(std::vector<PlannedDrive> plan, Dri
     names.push_back(drive.cause == cause_text(Readiness::NoDevice) ? drive.name : drive.device);
   }
   if (names.empty()) return plan;
-  const std::vector<ChosenDrive> all = tests.choose(names, "", false);
+  const std::vector<ChosenDrive> all = tests.choose(names, "", true);
   for (std::size_t i = 0; i < all.size(); ++i) {
     PlannedDrive& drive = *left[i];
     const auto known = std::find_if(drives.begin(), drives.end(), [&](const ListedDrive& one) {
@@ -100,7 +100,7 @@ std::vector<PlannedDrive> all_with_library(std::vector<PlannedDrive> plan, Drive
 std::vector<PlannedDrive> plan_by_library(DriveTests& tests, const std::vector<std::string>& names,
                                           const std::string& type) {
   std::vector<PlannedDrive> plan;
-  for (const ChosenDrive& chosen : tests.choose(names, type, false)) {
+  for (const ChosenDrive& chosen : tests.choose(names, type, true)) {
     PlannedDrive drive = by_library(tests, chosen);
     if (!drive.is_tested() || !is_planned(plan, drive)) plan.push_back(std::move(drive));
   }

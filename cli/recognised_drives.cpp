@@ -23,7 +23,7 @@ void add_what_is_known(drivetest::History& history, Drive& told) {
   const std::vector<drivetest::KnownDrive> drives = history.drives();
   const auto known = std::ranges::find(drives, told.identity(), &drivetest::KnownDrive::identity);
   if (known == drives.end()) return;
-  for (std::string Drive::*const text : {&Drive::model, &Drive::firmware})
+  for (std::string Drive::*const text : {&Drive::model, &Drive::serial_number, &Drive::firmware})
     if ((told.*text).empty()) told.*text = known->drive.*text;
 }
 
@@ -31,6 +31,15 @@ void add_what_is_known(drivetest::History& history, Drive& told) {
 
 bool DriveTests::is_known(const Look& look) {
   return look.fault == LookFault::None || !look.drive.claimed_identity().empty();
+}
+
+// Whether neither the drive nor the kernel tells which drive it is. One that does not answer is not
+// told by the serial number of its USB bridge.
+bool DriveTests::is_silent(const Look& look) {
+  const Drive& drive = look.drive;
+  const bool has_answered = look.fault == LookFault::None;
+  return drive.claimed_identity().empty() &&
+         (drive.serial_number.empty() || (!has_answered && drive.is_on_usb));
 }
 
 bool DriveTests::may_be_of(const Drive& told, const drivetest::KeptTest& test) const {
@@ -80,7 +89,8 @@ Drive DriveTests::recognised(drivetest::History& history, const ChosenDrive& cho
   told.shares_identity =
       told.shares_identity || drives_.is_apart(told) || history.is_known_apart(told);
   if (!told.world_wide_name.empty()) {
-    if (told.model.empty() || told.firmware.empty()) add_what_is_known(history, told);
+    if (told.model.empty() || told.serial_number.empty() || told.firmware.empty())
+      add_what_is_known(history, told);
     return told;
   }
   std::optional<Drive> known = known_drive(history, told);
