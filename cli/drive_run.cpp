@@ -63,10 +63,9 @@ DriveResult not_tested(std::string device, std::string cause, std::string reason
 
 namespace {
 
-void run_module(broker::ObjectManager& manager, const std::string& device,
+void run_module(broker::ObjectManager& manager, const std::string& device, Progress progress,
                 const std::function<void(const Progress&)>& changed, DriveResult& result) {
   std::mutex lock;
-  Progress progress;
   RunEvidence evidence;
   std::optional<RunOutcome> recorded;
   std::string fault;
@@ -115,7 +114,7 @@ DriveResult test_drive(broker::ObjectManager& manager, const std::string& device
       std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now());
   if (look.readiness == Readiness::Ready) {
     KeptRun kept(device);
-    run_module(manager, device, changed, result);
+    run_module(manager, device, Progress(kept.minutes()), changed, result);
     if (const auto row = kept.end(has_run(result.verdict)))
       result.verdict = verdict_by_entry(result.verdict, *row, kept.protocol());
     result.history_fault = kept.fault();

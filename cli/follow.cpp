@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cli/test_words.h"
+#include "drivetest/progress.h"
 
 namespace cli {
 
@@ -20,11 +21,6 @@ namespace {
 
 // A bus that was reset, or a tool that was killed, may make one look or two fail.
 constexpr int kMostFaults = 4;
-
-std::optional<unsigned> announced_minutes(const drivetest::Abilities& abilities,
-                                          const std::optional<TestKind>& kind) {
-  return kind ? abilities[static_cast<std::size_t>(*kind)].minutes : std::nullopt;
-}
 
 // A drive that says less of itself than before, since one of the commands failed, is no other one.
 bool is_another_drive(const drivetest::Drive& drive, const drivetest::Drive& before) {
@@ -46,14 +42,18 @@ std::optional<TestRow> row_after(Keeper& keeper, const DriveStatus& status, cons
 
 }  // namespace
 
+std::optional<unsigned> minutes_that_remain(std::optional<unsigned> announced,
+                                            std::optional<unsigned> percent) {
+  constexpr unsigned kAll = 100;
+  if (!announced || !percent) return std::nullopt;
+  return (*announced * std::min(*percent, kAll) + kAll - 1) / kAll;
+}
+
 TestProgress test_progress(const TestRow& row, const drivetest::Abilities& abilities,
                            bool is_stalled) {
-  TestProgress progress{row.kind, row.source, row.remaining_percent, {}, is_stalled};
-  constexpr unsigned kAll = 100;
-  const auto announced = announced_minutes(abilities, row.kind);
-  if (announced && row.remaining_percent)
-    progress.minutes = (*announced * std::min(*row.remaining_percent, kAll) + kAll - 1) / kAll;
-  return progress;
+  return {row.kind, row.source, row.remaining_percent,
+          minutes_that_remain(announced_minutes(abilities, row.kind), row.remaining_percent),
+          is_stalled};
 }
 
 std::string remaining_text(const TestProgress& progress) {

@@ -22,6 +22,10 @@ struct TestProgress {
   bool operator==(const TestProgress&) const = default;
 };
 
+// The share of the announced minutes that the percentage is, rounded up.
+std::optional<unsigned> minutes_that_remain(std::optional<unsigned> announced,
+                                            std::optional<unsigned> percent);
+
 TestProgress test_progress(const drivetest::TestRow& row, const drivetest::Abilities& abilities,
                            bool is_stalled);
 

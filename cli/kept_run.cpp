@@ -5,6 +5,7 @@
 #include "cli/drive_tests.h"
 #include "cli/row_verdict.h"
 #include "cli/test_words.h"
+#include "drivetest/progress.h"
 #include "platform/support/logger.h"
 
 namespace cli {
@@ -15,8 +16,10 @@ using drivetest::TestRow;
 KeptRun::KeptRun(const std::string& device) {
   try {
     tests_ = std::make_unique<DriveTests>(DriveTests::OpensHistory::WhenNeeded);
-    row_ = tests_->keeper().begin_foreign(tests_->place_of(device), drivetest::TestKind::Short,
-                                          drivetest::Source::Module);
+    constexpr auto kKind = drivetest::TestKind::Short;
+    const drivetest::DriveStatus status = tests_->keeper().look(tests_->place_of(device), true);
+    minutes_ = announced_minutes(status.look.abilities, kKind);
+    row_ = tests_->keeper().begin_foreign(status, kKind, drivetest::Source::Module);
     fault_ = tests_->keeper().history_fault();
   } catch (const std::bad_alloc&) {
     throw;

@@ -27,6 +27,9 @@ class KeptRun {
   // is none, or where the test did not come about. was_seen: the module has seen it running.
   std::optional<drivetest::TestRow> end(bool was_seen);
 
+  // What the drive announces for the test; not set where it does not, or could not be asked.
+  std::optional<unsigned> minutes() const { return minutes_; }
+
   // Of the drive, where a row was begun.
   drivetest::Protocol protocol() const { return protocol_; }
 
@@ -36,6 +39,7 @@ class KeptRun {
  private:
   std::unique_ptr<DriveTests> tests_;
   std::optional<drivetest::TestRow> row_;
+  std::optional<unsigned> minutes_;
   drivetest::Protocol protocol_ = drivetest::Protocol::Unknown;
   std::string fault_;
 };

@@ -48,7 +48,7 @@ bool Progress::take(int severity, std::string_view text) {
     return false;
   }
   if (text.starts_with(kPollText)) {
-    const std::optional<int> remaining = remaining_percentage(text.substr(kPollText.size()));
+    const std::optional<unsigned> remaining = remaining_percentage(text.substr(kPollText.size()));
     return remaining && remaining != std::exchange(remaining_, remaining);
   }
   if (text.starts_with(kLatestEntryText)) {
@@ -63,11 +63,16 @@ bool Progress::take(int severity, std::string_view text) {
   return false;
 }
 
+std::optional<TestProgress> Progress::test() const {
+  if (step_ != RunStep::Testing) return std::nullopt;
+  TestProgress progress{drivetest::TestKind::Short, drivetest::Source::Module, remaining_};
+  progress.minutes = minutes_that_remain(minutes_, remaining_);
+  return progress;
+}
+
 std::string Progress::shown() const {
-  std::string text(doing_);
-  if (step_ == RunStep::Testing && remaining_)
-    text += ", " + std::to_string(*remaining_) + "% remaining";
-  return text;
+  const std::optional<TestProgress> progress = test();
+  return std::string(doing_) + (progress ? remaining_text(*progress) : "");
 }
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/follow.h"
 #include "cli/log_texts.h"
 
 namespace cli {
@@ -16,13 +17,17 @@ std::optional<int> remaining_percentage(std::string_view log);
 // One test of one drive. For one thread at a time.
 class Progress {
  public:
+  Progress() = default;
+  // With what the drive announces for the test.
+  explicit Progress(std::optional<unsigned> minutes) : minutes_(minutes) {}
+
   // Takes a line of the core log; true when what is to be shown has changed.
   bool take(int severity, std::string_view text);
 
   RunStep step() const { return step_; }
-  // As the drive told it last.
-  std::optional<int> remaining() const { return remaining_; }
-  // What the drive is doing: "testing, 90% remaining".
+  // As the drive told it last; not set before the test runs.
+  std::optional<TestProgress> test() const;
+  // What the drive is doing: "testing, 90% remaining, 2 minutes or more".
   std::string shown() const;
   // The last line of severity 0, which says why the test could not be done, with smartctl's own
   // words.
@@ -33,7 +38,8 @@ class Progress {
  private:
   RunStep step_ = RunStep::Waiting;
   std::string_view doing_ = "waiting";
-  std::optional<int> remaining_;
+  std::optional<unsigned> minutes_;
+  std::optional<unsigned> remaining_;
   std::string complaint_;
   std::optional<std::string> reason_;
   std::optional<std::string> entry_;

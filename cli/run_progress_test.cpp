@@ -68,6 +68,18 @@ TEST(Progress, FollowsTheStepsOfARun) {
   EXPECT_EQ(progress.step(), RunStep::Classifying);
 }
 
+TEST(Progress, TellsTheTimeThatTheDriveAnnounces) {
+  Progress progress(2U);
+  progress.take(3, "Trigger Self-Test on /dev/sda");
+  EXPECT_FALSE(progress.test());
+  progress.take(3, "Get Self-Test status on /dev/sda");
+  EXPECT_EQ(progress.shown(), "testing");
+  progress.take(3, "Current Self-Test logs: \n" + in_progress("40%"));
+  EXPECT_EQ(progress.shown(), "testing, 40% remaining, 1 minute or more");
+  EXPECT_EQ(progress.test(),
+            (TestProgress{drivetest::TestKind::Short, drivetest::Source::Module, 40U, 1U, false}));
+}
+
 TEST(Progress, KeepsTheLastFailureAsReason) {
   Progress progress;
   EXPECT_FALSE(progress.take(3, "theStatusRetCode=1"));

@@ -45,12 +45,7 @@ bool is_without_smart(const Verdict& verdict) {
 DriveResult work_by_module(const Places& places, const WorkerTask& task) {
   const auto manager = make_manager(places);
   DriveResult result = test_drive(*manager, task.device, [](const Progress& progress) {
-    std::optional<TestProgress> told;
-    if (progress.step() == RunStep::Testing) {
-      told = {drivetest::TestKind::Short, drivetest::Source::Module};
-      told->percent = progress.remaining();
-    }
-    tell(progress.shown(), progress.step(), told);
+    tell(progress.shown(), progress.step(), progress.test());
   });
   if (task.way == Way::Forced) return result;
   if (result.verdict.cause == readiness_cause(Readiness::Running)) {

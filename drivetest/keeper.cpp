@@ -86,7 +86,11 @@ DriveStatus Keeper::settle(SeenLook seen, bool wake) {
 }
 
 std::optional<TestRow> Keeper::begin_foreign(const Place& place, TestKind kind, Source source) {
-  const DriveStatus status = look(place, true);
+  return begin_foreign(look(place, true), kind, source);
+}
+
+std::optional<TestRow> Keeper::begin_foreign(const DriveStatus& status, TestKind kind,
+                                             Source source) {
   if (status.look.fault != LookFault::None || status.is_testing()) return std::nullopt;
   BegunTest begun = begin(status.look, kind, source);
   if (begun.runs_already || !begun.row) return std::nullopt;

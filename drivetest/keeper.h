@@ -103,6 +103,8 @@ class Keeper {
   // For a test that somebody else begins and ends, as the module does: what is kept of it from then
   // on. Not set where something runs, the drive cannot be asked or there is no history.
   std::optional<TestRow> begin_foreign(const Place& place, TestKind kind, Source source);
+  // The same after a look that was taken just now.
+  std::optional<TestRow> begin_foreign(const DriveStatus& status, TestKind kind, Source source);
   // The row as it is when that test is over. was_seen: who began it has seen it running. Not set
   // where the drive shows no trace of a test that nobody has seen: then it did not come about, and
   // the row is taken back. A row that still runs is brought up to date by a later look.

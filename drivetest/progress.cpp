@@ -5,15 +5,15 @@
 
 namespace drivetest {
 
-namespace {
-
-using std::chrono::hours;
-using std::chrono::minutes;
-
 std::optional<unsigned> announced_minutes(const Abilities& abilities,
                                           const std::optional<TestKind>& kind) {
   return kind ? abilities[static_cast<std::size_t>(*kind)].minutes : std::nullopt;
 }
+
+namespace {
+
+using std::chrono::hours;
+using std::chrono::minutes;
 
 // A busy drive takes a multiple of the time that it announces, and may be switched off meanwhile.
 std::uint64_t most_hours(const TestRow& row, const Look& look) {

@@ -46,6 +46,11 @@ TestRow row_of_running(const Look& look, Time now);
 // The row of an entry that the log has got from somebody else's test.
 TestRow row_of_entry(const Look& look, const LogEntry& entry);
 
+// How long the drive says that such a test takes; not set where it does not, or the kind is not
+// known.
+std::optional<unsigned> announced_minutes(const Abilities& abilities,
+                                          const std::optional<TestKind>& kind);
+
 // Whether the test has made no progress for three times the time that the drive announced, and an
 // hour at least. It may still end; nothing says that it failed.
 bool is_stalled(const TestRow& row, const Abilities& abilities, Time now);
