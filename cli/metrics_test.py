@@ -84,7 +84,7 @@ class Kept(MetricsCase):
 
     def test_dates_that_lie_ahead_are_none_and_are_told(self):
         here = {"machine_id": machine_id()}
-        ahead = dict.fromkeys(("started", "ended"), "2099-01-01T00:00:00Z")
+        ahead = dict.fromkeys(("recorded", "started", "ended"), "2099-01-01T00:00:00Z")
         self.keep(kept_test(1, **here), kept_test(2, **ahead, **here))
         metrics = self.read()
         self.assertRegex(self.errors, r"\Ahddtest: one test is of later than now, by a clock .*\n\Z")

@@ -88,7 +88,7 @@ class OneMachine(ReportCase):
         self.assertIn(f"Tests of {SHOWN}, {SHOWN} over time", page.all_in("title"))
 
     def test_dates_that_lie_ahead_are_none_and_are_told(self):
-        ahead = dict.fromkeys(("started", "ended"), "2099-01-01T00:00:00Z")
+        ahead = dict.fromkeys(("recorded", "started", "ended"), "2099-01-01T00:00:00Z")
         self.keep(kept_test(1, **ahead, machine_id=machine_id()))
         page = self.report()
         self.assertIn("One test is of later than now, by a clock that was wrong: it has no date here.",

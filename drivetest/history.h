@@ -134,12 +134,10 @@ class History {
   std::size_t forget_before(Time time);
 
   // What became of a row that another history has.
-  enum class Import { Added, Ended, Unchanged, Different, DriveIsBusy, LiesAhead };
+  enum class Import { Added, Ended, Unchanged, Different, DriveIsBusy };
   // Takes over a row with all that it says. A test is known by its id. Ended: it ran here and the
   // row tells its end. Different: it has ended here otherwise, which stays. DriveIsBusy: the row
-  // says that the test runs, but another one of its drive does; nothing was changed. LiesAhead: the
-  // row is new, and was recorded more than a day after this machine's time, which all later rows of
-  // its drive would have to follow; nothing was changed.
+  // says that the test runs, but another one of its drive does; nothing was changed.
   Import import(const KeptTest& test);
 
   // All that the function writes here is kept, or nothing of it if something throws. It may be

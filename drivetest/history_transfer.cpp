@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "drivetest/history_json.h"
-#include "drivetest/time_text.h"
 
 namespace drivetest {
 
@@ -30,7 +29,7 @@ bool read_line(std::istream& file, std::string& line, std::size_t longest) {
   return !line.empty();
 }
 
-void count(ImportCounts& counts, History::Import what, const TestRow& row, std::size_t number) {
+void count(ImportCounts& counts, History::Import what, std::size_t number) {
   switch (what) {
     case History::Import::Added:
       ++counts.added;
@@ -48,9 +47,6 @@ void count(ImportCounts& counts, History::Import what, const TestRow& row, std::
       throw_at(number,
                "the test runs as far as the file knows, but another test of its drive runs here or "
                "in the file");
-    case History::Import::LiesAhead:
-      throw_at(number, "recorded is " + time_text(row.recorded) +
-                           ", more than a day ahead of this machine's clock");
   }
 }
 
@@ -81,8 +77,7 @@ ImportCounts import_history(History& history, std::istream& file, const Transfer
         throw TransferError("the file is larger than " + std::to_string(limits.file) +
                             " bytes; nothing was taken over: divide it");
       try {
-        const KeptTest test = test_from_json(line);
-        count(counts, history.import(test), test.row, number);
+        count(counts, history.import(test_from_json(line)), number);
       } catch (const JsonLineError& error) {
         throw_at(number, error.what());
       }

@@ -153,22 +153,6 @@ TEST_F(HistoryTransferTest, TakesNoSecondRunningTestOfADrive) {
   EXPECT_EQ(size_of(to), 1U);
 }
 
-// Rows of a drive are in their order by `recorded`: all later ones would have that date.
-TEST_F(HistoryTransferTest, TakesNoTestThatWasRecordedAheadOfTheClock) {
-  History from(options());
-  tested(from, 1);
-  const std::string lines = exported(from);
-  now -= std::chrono::hours(24) + std::chrono::seconds(1);
-  History to(other_options());
-  EXPECT_EQ(fault_of(to, lines),
-            "line 1: recorded is 2027-01-15T08:00:00Z, more than a day ahead of this machine's "
-            "clock; nothing was taken over: mend or remove that line");
-  EXPECT_EQ(size_of(to), 0U);
-  EXPECT_EQ(imported(from, lines).unchanged, 1U) << "where the clock itself went back";
-  now += std::chrono::seconds(1);
-  EXPECT_EQ(imported(to, lines).added, 1U) << "clocks differ";
-}
-
 TEST_F(HistoryTransferTest, SaysThatAFileCannotBeRead) {
   History to(options());
   std::ifstream folder(root());

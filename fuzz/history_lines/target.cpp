@@ -16,10 +16,6 @@ drivetest::HistoryOptions new_history() {
   drivetest::HistoryOptions options;
   options.folder = scratch.path() / "state";
   options.host = {"0123456789abcdef0123456789abcdef", "host"};
-  options.clock = [] {
-    constexpr std::chrono::seconds kIn2100(4'102'444'800);  // later than what the corpus has
-    return drivetest::Time(kIn2100);
-  };
   std::filesystem::remove_all(options.folder);
   return options;
 }
