@@ -7,6 +7,7 @@
 #include "cli/drive_tests.h"
 #include "cli/failure.h"
 #include "cli/output.h"
+#include "drivetest/arrays.h"
 
 namespace cli {
 
@@ -52,10 +53,18 @@ std::vector<std::size_t> all_of(std::size_t count) {
   return numbers;
 }
 
+std::vector<std::size_t> outside_busy_arrays(const std::vector<FoundDrive>& found) {
+  const auto busy = drivetest::busy_disks();
+  std::vector<std::size_t> numbers;
+  for (std::size_t number = 0; number < found.size(); ++number)
+    if (drivetest::work_of_array(busy, nodes_of(found[number])).empty()) numbers.push_back(number);
+  return numbers;
+}
+
 }  // namespace
 
-// Where the kernel, the drives or the history tell that they are. With wake those that rest and do
-// not say it themselves are asked rather.
+// The drives that have this serial number by the kernel's word or, where they cannot be asked, by
+// the history's. With wake the history is not asked of drives at rest that can be woken to say it.
 std::vector<std::size_t> DriveTests::owners(const Survey& survey, const std::string& serial_number,
                                             bool wake) {
   std::vector<std::size_t> numbers;
@@ -190,6 +199,8 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
   survey.looks.resize(survey.found.size());
   if (names.empty() && ahead == LooksAhead::AtAll)
     look_at(survey, all_of(survey.found.size()), wake);
+  else if (names.empty() && ahead == LooksAhead::OutsideBusyArrays)
+    look_at(survey, outside_busy_arrays(survey.found), wake);
   else if (!type.empty())
     look_at(survey, take_type(survey.found, names, type), wake);
   std::string apart = tell_apart(survey);
@@ -201,7 +212,8 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
     look_at(survey, all_of(survey.found.size()), false);
     apart += tell_apart(survey);
   }
-  // Nor do all drives tell theirs when they are asked first. Most need not be woken for one.
+  // A drive at rest may have to be woken to say its serial number. Those at places where one of the
+  // named drives was tested are asked first, so that most others may rest on.
   for (const Silent which : {Silent::WhereTested, Silent::All})
     if (ask_silent(survey, names, type, wake, which)) apart += tell_apart(survey);
   if (!apart.empty())

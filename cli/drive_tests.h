@@ -43,9 +43,10 @@ class DriveTests {
   enum class OpensHistory { AtOnce, WhenNeeded };
   explicit DriveTests(OpensHistory opens = OpensHistory::AtOnce);
 
-  // Which drives are looked at before they are chosen, where no names are given: all, or only those
-  // of which the kernel does not tell which drives they are.
-  enum class LooksAhead { AtAll, InDoubt };
+  // Which drives are looked at before they are chosen, where no names are given: all, all but those
+  // that are busy with the work of an array, or only those of which the kernel does not tell which
+  // drives they are.
+  enum class LooksAhead { AtAll, OutsideBusyArrays, InDoubt };
 
   // The drives that go by these names: device, serial number or name below /dev/disk/by-id; all
   // drives of the machine without names. Without names it looks at all of them, else at those of

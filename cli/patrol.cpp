@@ -1,7 +1,6 @@
 // hddtest patrol: tests all drives, with nobody there, as timers have it do.
 #include <fmt/format.h>
 
-#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -46,15 +45,6 @@ TestKind kind_of(const PatrolOptions& options) {
   throw WrongCommandLine("there is no patrol '" + options.kind + "'; --test takes short or long");
 }
 
-// Why the drive's array wants it for itself; empty: none does.
-std::string work_of_array(const ChosenDrive& drive) {
-  const std::map<std::string, std::string> busy = drivetest::busy_disks();
-  for (const std::string& node : drive.nodes)
-    if (const auto found = busy.find(node.substr(node.rfind('/') + 1)); found != busy.end())
-      return found->second;
-  return {};
-}
-
 class Patrol {
  public:
   Patrol(const PatrolOptions& options, bool json)
@@ -62,10 +52,9 @@ class Patrol {
 
   int run() {
     DriveTests tests;
-    // A drive in an array that works is not even looked at, unless the kernel does not tell which
-    // drive it is.
+    // What the drives say tells those apart that claim one identity.
     const std::vector<ChosenDrive> chosen =
-        tests.choose({}, "", false, DriveTests::LooksAhead::InDoubt);
+        tests.choose({}, "", false, DriveTests::LooksAhead::OutsideBusyArrays);
     std::vector<PatrolledDrive> drives(chosen.size());
     const std::size_t most =
         options_.jobs > 0 ? static_cast<std::size_t>(options_.jobs) : chosen.size();
@@ -87,8 +76,8 @@ class Patrol {
  private:
   PatrolledDrive visit(DriveTests& tests, const ChosenDrive& drive) {
     // Asked for each drive when its turn comes, since that may be hours later.
-    if (const std::string work = work_of_array(drive); !work.empty())
-      return {drive, PatrolResult::InArray, work, {}, {}};
+    const std::string work = drivetest::work_of_array(drivetest::busy_disks(), drive.nodes);
+    if (!work.empty()) return {drive, PatrolResult::InArray, work, {}, {}};
     const StartOutcome outcome = tests.keeper().start(drive.place, kind_, false, options_.wake);
     if (outcome.result != StartResult::Started) return patrolled(drive, outcome);
     if (!json_)

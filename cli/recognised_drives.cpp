@@ -66,7 +66,7 @@ bool DriveTests::may_be_testing(const Look& look) {
         });
       });
   } catch (const drivetest::HistoryError&) {
-    // The keeper meets the same, and tells it.
+    // The keeper meets this failure too, and reports it.
   }
   return may_be;
 }

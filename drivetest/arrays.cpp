@@ -117,4 +117,12 @@ std::map<std::string, std::string> busy_disks() {
   return disks;
 }
 
+std::string work_of_array(const std::map<std::string, std::string>& busy,
+                          const std::vector<std::string>& nodes) {
+  for (const std::string& node : nodes)
+    if (const auto found = busy.find(node.substr(node.rfind('/') + 1)); found != busy.end())
+      return found->second;
+  return {};
+}
+
 }  // namespace drivetest

@@ -30,4 +30,8 @@ std::vector<std::string> disks_below(const inventory::Sysfs& sysfs, const std::s
 // HVX_SYSFS_ROOT are read where that is set. Asks no drive.
 std::map<std::string, std::string> busy_disks();
 
+// What such an array does to the disk that one of these nodes is ("/dev/sda"); empty: none does.
+std::string work_of_array(const std::map<std::string, std::string>& busy,
+                          const std::vector<std::string>& nodes);
+
 }  // namespace drivetest
