@@ -89,6 +89,7 @@ std::vector<FoundDrive> nvme_drives(const Sysfs& sysfs) {
     one.drive.model = sysfs.text(folder + "model");
     one.drive.serial_number = sysfs.text(folder + "serial");
     one.drive.firmware = sysfs.text(folder + "firmware_rev");
+    one.drive.world_wide_name = kernel_name_of(one.drive);
     one.drive.is_rotational = kernel_rotation_of(one.drive);
     one.names = {one.drive.place.device};
     const std::string name = sysfs.text(folder + "subsysnqn");
