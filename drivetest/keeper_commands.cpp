@@ -22,6 +22,11 @@ std::string why_not_able(const Look& look, TestKind kind) {
   return "the drive knows no " + std::string(name_of(kind)) + " self-test";
 }
 
+// Such a test was not ended by anybody.
+bool has_come_to_its_end(const std::optional<TestRow>& row) {
+  return row && (row->outcome == Outcome::Passed || row->outcome == Outcome::Failed);
+}
+
 // Rows that nobody keeps have no number.
 bool is_another(const std::optional<TestRow>& row, const TestRow& known) {
   return row && row->number != 0 && known.number != 0 && row->number != known.number;
@@ -70,7 +75,8 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   if (outcome.status.is_testing() && replace) {
     StopOutcome stopped = stop(see(place, wake), wake, true);
     outcome.status = stopped.status;
-    outcome.replaced = stopped.row;
+    if (stopped.result == StopResult::Stopped && !has_come_to_its_end(stopped.row))
+      outcome.replaced = stopped.row;
     if (stopped.result == StopResult::NotStopped)
       return end(StartResult::NotStarted, "the test that runs does not stop: " + stopped.reason);
   }

@@ -237,6 +237,25 @@ TEST_P(KeeperCommands, SaysThatADriveDoesNotStop) {
   EXPECT_EQ(outcomes(), "running ");
 }
 
+TEST_P(KeeperCommands, NameNoTestAsReplacedThatDoesNotStop) {
+  start();
+  drive_.obeys_stop = false;
+  const StartOutcome starting = start(TestKind::Long, true);
+  EXPECT_EQ(starting.result, StartResult::NotStarted);
+  EXPECT_FALSE(starting.replaced);
+  EXPECT_EQ(outcomes(), "running ");
+}
+
+TEST_P(KeeperCommands, NameNoTestAsReplacedThatHasPassed) {
+  start();
+  drive_.obeys_stop = false;
+  drive_.after_command = [this] { time_.wait(FakeDrive::kDuration); };
+  const StartOutcome starting = start(TestKind::Long, true);
+  EXPECT_EQ(starting.result, StartResult::Started) << starting.reason;
+  EXPECT_FALSE(starting.replaced);
+  EXPECT_EQ(outcomes(), "passed running ");
+}
+
 TEST_P(KeeperCommands, DoNotCallATestRunningThatCouldNotBeLookedAtAnyMore) {
   start();
   drive_.after_command = [this] { drive_.fault = LookFault::CannotBeReached; };
