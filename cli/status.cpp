@@ -69,7 +69,8 @@ int status_of(const LookedDrive& one, bool can_read_history) {
 int status(const StatusOptions& options, bool json) {
   DriveTests tests;
   std::vector<LookedDrive> all;
-  std::vector<ChosenDrive> drives = tests.choose(options.devices, options.type, options.wake);
+  std::vector<ChosenDrive> drives =
+      each_once(tests.choose(options.devices, options.type, options.wake));
   std::vector<DriveStatus> statuses_of = tests.look_at(drives, options.wake);
   for (std::size_t i = 0; i < drives.size(); ++i)
     all.push_back(looked_drive(tests, std::move(drives[i]), std::move(statuses_of[i])));

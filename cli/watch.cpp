@@ -100,7 +100,8 @@ class Watch {
 
   // Which drives are watched: those in which a test runs, and the others that were named.
   void look() {
-    std::vector<ChosenDrive> drives = tests_.choose(options_.devices, options_.type, options_.wake);
+    std::vector<ChosenDrive> drives =
+        each_once(tests_.choose(options_.devices, options_.type, options_.wake));
     std::vector<DriveStatus> statuses = tests_.look_at(drives, options_.wake);
     const std::lock_guard guard(lock_);
     for (std::size_t i = 0; i < drives.size(); ++i) {
