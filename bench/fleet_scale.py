@@ -40,8 +40,8 @@ NUMBER = "77777777"  # in the world wide names, in the place of the machine's
 def metrics_of_hddtest(programs, standin):
     """Of a machine whose drives have passed a short and a long test."""
     drives = {f"d{number}": ["protocol ata", f"nodes /dev/sd{chr(97 + number)}", "model Example Disk 500",
-                             f"serial EX{number:02}{NUMBER}", "firmware 1.0",
-                             f"wwn 5000c5{number:02}{NUMBER}"] for number in range(DRIVES)}
+                             f"serial EX{NUMBER}{number:02}", "firmware 1.0",
+                             f"wwn 5000c5{NUMBER}{number:02}"] for number in range(DRIVES)}
     stage = Stage(Life(None, drives, {}, pace=60), programs, standin)
     try:
         for kind in ("short", "long"):

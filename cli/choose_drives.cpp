@@ -20,10 +20,6 @@ using drivetest::SeenLook;
 
 namespace {
 
-bool is_same(const Place& a, const Place& b) {
-  return a.device == b.device && drivetest::member_type(a.type) == drivetest::member_type(b.type);
-}
-
 // A type of the user's own takes the place of what smartctl has found for the drives that are
 // named. Which drives these are.
 std::vector<std::size_t> take_type(std::vector<FoundDrive>& found,
@@ -32,7 +28,7 @@ std::vector<std::size_t> take_type(std::vector<FoundDrive>& found,
   for (const std::string& name : names) {
     const std::optional<Place> place = place_named(found, name, type);
     for (std::size_t number = 0; place && number < found.size(); ++number)
-      if (is_same(found[number].drive.place, *place)) numbers.insert(number);
+      if (is_same_place(found[number].drive.place, *place)) numbers.insert(number);
   }
   for (const std::size_t number : numbers) found[number].drive.place.type = type;
   return {numbers.begin(), numbers.end()};
@@ -178,7 +174,7 @@ ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
   for (std::size_t number = 0; number < survey.found.size(); ++number) {
     const Drive& one = survey.found[number].drive;
     const bool is_first = drive.known.place.device.empty();
-    if (is_same(one.place, *place)) {
+    if (is_same_place(one.place, *place)) {
       drive.known = one;
       drive.nodes = nodes_of(survey.found[number]);
     } else if (is_first && one.place.device == place->device) {

@@ -10,14 +10,9 @@ namespace cli {
 using drivetest::Drive;
 using drivetest::Look;
 using drivetest::LookFault;
-using drivetest::Place;
 using drivetest::TestRow;
 
 namespace {
-
-bool is_same_place(const Place& a, const Place& b) {
-  return a.device == b.device && drivetest::member_type(a.type) == drivetest::member_type(b.type);
-}
 
 void add_what_is_known(drivetest::History& history, Drive& told) {
   const std::vector<drivetest::KnownDrive> drives = history.drives();

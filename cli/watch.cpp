@@ -57,6 +57,7 @@ struct Watched {
   DriveStatus status;
   std::optional<TestRow> row{};  // the test that runs, or the last one
   bool is_running = false;
+  bool may_run = false;  // the row's test, or one of a drive that does not say which it is
   TestProgress progress{};
   std::optional<TestProgress> noted{};
   bool has_news = false;
@@ -112,10 +113,10 @@ class Watch {
       one.is_running = can_be_asked && one.status.running;
       // The history knows of a test whose drive cannot be asked for it. A drive at rest tests
       // nothing.
-      const bool may_run = (one.row && !one.row->outcome) || tests_.may_be_testing(one.status.look);
+      one.may_run = (one.row && !one.row->outcome) || tests_.may_be_testing(one.status.look);
       const bool is_at_rest = one.status.look.fault == LookFault::Standby;
       const bool tests_nothing = one.drive.reason.empty() && (can_be_asked || is_at_rest);
-      if (every_drive() && tests_nothing && !may_run) continue;
+      if (every_drive() && tests_nothing && !one.may_run) continue;
       watched_.push_back(std::move(one));
       if (!watched_.back().is_running) tell_idle(watched_.back());
     }
@@ -128,9 +129,8 @@ class Watch {
     DriveResult& result = one.result;
     // A drive at rest tests nothing. What came of a test that ran before, it does not say.
     const bool rests = one.status.look.fault == LookFault::Standby;
-    const bool is_untold = (one.row && !one.row->outcome) || tests_.may_be_testing(one.status.look);
     if (!one.drive.reason.empty() ||
-        (one.status.look.fault != LookFault::None && !(rests && !is_untold))) {
+        (one.status.look.fault != LookFault::None && !(rests && !one.may_run))) {
       const LookedDrive looked = looked_drive(tests_, one.drive, one.status);
       result.device = one.drive.name;
       result.model = looked.status.look.drive.model;

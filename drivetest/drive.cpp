@@ -38,6 +38,10 @@ std::string member_type(const std::string& type) {
   return {};
 }
 
+bool is_same_place(const Place& a, const Place& b) {
+  return a.device == b.device && member_type(a.type) == member_type(b.type);
+}
+
 std::string Drive::claimed_identity() const {
   if (!world_wide_name.empty()) return world_wide_name;
   if (model.empty() || serial_number.empty()) return {};

@@ -37,6 +37,9 @@ struct Place {
 // "sat+megaraid,5". Empty: the type says only how the drive is reached.
 std::string member_type(const std::string& type);
 
+// Whether one drive is meant, though it may be reached in two ways.
+bool is_same_place(const Place& a, const Place& b);
+
 // What a drive says of itself. Texts are as the drive gives them without blanks at the ends, valid
 // UTF-8 and otherwise unchecked: escape them before a terminal or a page sees them. Empty: not
 // told.

@@ -9,10 +9,6 @@ namespace drivetest {
 
 namespace {
 
-bool is_same_place(const Place& a, const Place& b) {
-  return a.device == b.device && member_type(a.type) == member_type(b.type);
-}
-
 bool differ(const std::optional<std::uint64_t>& a, const std::optional<std::uint64_t>& b) {
   return a && b && *a != *b;
 }

@@ -65,8 +65,9 @@ class HistoryCase : public testing::Test {
     row.ended = now + std::chrono::minutes(2);
     row.outcome = outcome;
     row.cause = "completed without error";
-    if (outcome != Outcome::Unknown)
-      row.result_code = outcome == Outcome::Passed ? 0 : outcome == Outcome::Failed ? 7 : 1;
+    if (outcome == Outcome::Passed) row.result_code = 0;
+    if (outcome == Outcome::Aborted) row.result_code = 1;
+    if (outcome == Outcome::Failed) row.result_code = 7;
     row.hours = 100;
     return row;
   }

@@ -15,13 +15,12 @@ import json
 import os
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 import unittest
 
 from life import pattern_of, read_life, value_at, words_of
-from stage import Stage
+from stage import Stage, skip_without_tools
 
 PROGRAMS, STANDIN = (str(pathlib.Path(place).resolve()) for place in sys.argv[1:3])
 LIVES = [pathlib.Path(place).resolve() for place in sys.argv[3:]]
@@ -293,10 +292,7 @@ def play_in_parts(count):
 
 
 if __name__ == "__main__":
-    for tool in ("smartctl", "nvme"):
-        if not shutil.which(tool, path="/usr/sbin"):
-            print(f"{tool} is not installed")
-            sys.exit(77)
+    skip_without_tools()
     if "DRIVE_LIVES_PART" not in os.environ:
         sys.exit(play_in_parts(8))
     result = unittest.main(argv=sys.argv[:1], exit=False).result

@@ -7,12 +7,21 @@ import shutil
 import signal
 import sqlite3
 import subprocess
+import sys
 import tempfile
 
 TIMES = ["recorded", "started", "ended", "looked", "progressed"]
 # Where a program is held besides the places that are numbers of commands: where a drive has begun a test
 # for it, has ended one, and where a tool has read the state of its tests.
 HOLDS = {"start": -1, "end": -2, "stop": -3}
+
+
+def skip_without_tools():
+    """Ends a program of tests that this machine lacks the tools for, as skipped."""
+    for tool in ("smartctl", "nvme"):
+        if not shutil.which(tool, path="/usr/sbin"):
+            print(f"{tool} is not installed")
+            sys.exit(77)
 
 
 class Stage:

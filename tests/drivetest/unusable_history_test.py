@@ -6,13 +6,12 @@ chosen for it. The tools are real and the drives the stand-in's.
 
 import os
 import pathlib
-import shutil
 import stat
 import sys
 import unittest
 
 from life import Life
-from stage import Stage
+from stage import Stage, skip_without_tools
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 
@@ -77,8 +76,5 @@ class Unusable(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    for tool in ("smartctl", "nvme"):
-        if not shutil.which(tool, path="/usr/sbin"):
-            print(f"{tool} is not installed")
-            sys.exit(77)
+    skip_without_tools()
     unittest.main(argv=sys.argv[:1] + sys.argv[3:])

@@ -13,7 +13,6 @@ import os
 import pathlib
 import pty
 import re
-import shutil
 import signal
 import struct
 import subprocess
@@ -23,7 +22,7 @@ import time
 import unittest
 
 from life import Life
-from stage import Stage
+from stage import Stage, skip_without_tools
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 
@@ -268,8 +267,5 @@ class Terminal(Waiting):
 
 
 if __name__ == "__main__":
-    for tool in ("smartctl", "nvme"):
-        if not shutil.which(tool, path="/usr/sbin"):
-            print(f"{tool} is not installed")
-            sys.exit(77)
+    skip_without_tools()
     unittest.main(argv=sys.argv[:1] + sys.argv[3:])

@@ -24,7 +24,7 @@ from datetime import datetime, timedelta, timezone
 TESTS = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(TESTS / "drivetest"))
 from life import Life  # noqa: E402
-from stage import Stage  # noqa: E402
+from stage import Stage, skip_without_tools  # noqa: E402
 
 PROGRAMS, STANDIN, PRELOAD = (pathlib.Path(name).resolve() for name in sys.argv[1:4])
 IS_ALL = sys.argv[4:] == ["all"]
@@ -247,10 +247,7 @@ def add_tests():
 
 
 if __name__ == "__main__":
-    for tool in ("smartctl", "nvme"):
-        if not shutil.which(tool, path="/usr/sbin:/sbin"):
-            print(f"{tool} is not installed")
-            sys.exit(77)
+    skip_without_tools()
     add_tests()
     be_parent_of_orphans()
     unittest.main(argv=sys.argv[:1] + os.environ.get("HDDTEST_FAULTS", "").split())

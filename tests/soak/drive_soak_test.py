@@ -23,7 +23,7 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "drivetest"))
 from life import Life  # noqa: E402
-from stage import Stage  # noqa: E402
+from stage import Stage, skip_without_tools  # noqa: E402
 
 PROGRAMS, STANDIN = (pathlib.Path(name).resolve() for name in sys.argv[1:3])
 COMMANDS = int(sys.argv[3]) if len(sys.argv) > 3 else 1000
@@ -160,10 +160,7 @@ class DriveSoak(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    for tool in ("smartctl", "nvme"):
-        if not shutil.which(tool, path="/usr/sbin:/sbin"):
-            print(f"{tool} is not installed")
-            sys.exit(77)
+    skip_without_tools()
     become_parent_of_orphans = 36  # PR_SET_CHILD_SUBREAPER
     ctypes.CDLL(None).prctl(become_parent_of_orphans, 1, 0, 0, 0)
     unittest.main(argv=sys.argv[:1])
