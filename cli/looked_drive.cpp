@@ -27,12 +27,7 @@ bool LookedDrive::is_unknown() const {
 
 bool LookedDrive::is_in_standby() const { return status.look.fault == LookFault::Standby; }
 
-bool LookedDrive::is_told() const {
-  const auto tells = [](const drivetest::Drive& one) {
-    return !one.claimed_identity().empty() || !one.serial_number.empty();
-  };
-  return tells(status.look.drive) || tells(drive.known);
-}
+bool LookedDrive::is_known() const { return DriveTests::is_known(status.look); }
 
 std::string LookedDrive::reason() const {
   return drive.reason.empty() ? fault_text(status.look) : drive.reason;
@@ -126,8 +121,7 @@ std::string test_text(const LookedDrive& one, bool has_history) {
     return text + ", at the last look; in standby now, which ends tests: --wake asks it" +
            text_of_before(one, has_history);
   if (one.is_in_standby()) {
-    const bool is_known = last || (has_history && one.is_told());
-    if (!is_known) text = "not known";
+    if (!last && !(has_history && one.is_known())) text = "not known";
     return text + " (in standby, not looked at)" + text_of_before(one, has_history);
   }
   if (!one.is_unknown() && !last && !one.status.look.inability.empty())

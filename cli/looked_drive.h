@@ -25,8 +25,8 @@ struct LookedDrive {
   // A drive in standby is asked nothing, which is what its user wants.
   bool is_unknown() const;
   bool is_in_standby() const;
-  // Whether anybody tells which drive it is.
-  bool is_told() const;
+  // Whether it is known which drive it is: DriveTests::is_known().
+  bool is_known() const;
   // Why it was not looked at; empty: it was.
   std::string reason() const;
   // As the drive itself tells, else the kernel.

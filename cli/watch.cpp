@@ -157,7 +157,7 @@ class Watch {
       result.verdict.cause = "no-test";
       if (!is_known)
         result.verdict.reason = "no test runs, and no history tells of former ones";
-      else if (looked.is_told())
+      else if (looked.is_known())
         result.verdict.reason = "no test runs, and none is kept";
       else
         result.verdict.reason =

@@ -32,6 +32,7 @@ static const struct Field kFields[] = {
     TEXT(wwn, ""),
     TEXT(nguid, ""),
     TEXT(usb, ""),
+    TEXT(usb_serial, ""),
     TEXT(bridge, ""),
     NUMBER(size, 500107862016),
     NUMBER(rotational, 1),

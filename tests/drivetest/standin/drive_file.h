@@ -34,7 +34,7 @@ typedef char Text[TextSize];
 
 struct StandInDrive {
   /* What it is. */
-  Text protocol, nodes, vendor, model, serial, firmware, wwn, nguid, usb, bridge;
+  Text protocol, nodes, vendor, model, serial, firmware, wwn, nguid, usb, usb_serial, bridge;
   int64_t size, rotational;
   /* What it can do. */
   Text tests, takes; /* what it says that it can, and what it does besides */

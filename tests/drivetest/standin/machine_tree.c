@@ -116,8 +116,10 @@ static void put_scsi(struct Tree* tree, const struct StandInDrive* drive, const 
   put(tree, place, "type", "0");
   put(tree, place, "state", "running");
   if (*drive->wwn != '\0') put(tree, place, "wwid", "naa.%s", drive->wwn);
-  if (*drive->usb == '\0') /* the page of VPD with the serial number, as it is */
-    put(tree, place, "vpd_pg80", "%c\x80%c%c%s", 0, 0, (int)strlen(drive->serial), drive->serial);
+  /* The page of VPD with the serial number, as it is. That of a bridge is the bridge's own. */
+  const char* const serial = *drive->usb == '\0' ? drive->serial : drive->usb_serial;
+  if (*serial != '\0')
+    put(tree, place, "vpd_pg80", "%c\x80%c%c%s", 0, 0, (int)strlen(serial), serial);
   make_path(path, "/sys/bus/scsi/devices/%d:0:0:0", host);
   put_link(tree, path, place);
   make_path(path, "/sys/class/scsi_host/host%d", host);
