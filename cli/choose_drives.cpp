@@ -193,6 +193,7 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
     throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
   Survey survey{drivetest::find_drives(drives_.scan()), {}, keeper_.changes()};
   survey.looks.resize(survey.found.size());
+  for (const FoundDrive& one : survey.found) named_.insert(one.drive.claimed_identity());
   if (names.empty() && ahead == LooksAhead::AtAll)
     look_at(survey, all_of(survey.found.size()), wake);
   else if (names.empty() && ahead == LooksAhead::OutsideBusyArrays)

@@ -146,6 +146,7 @@ class DriveTests {
 
   DrivesApart drives_;
   std::set<std::string> answered_;  // what the drives claim to be that have said so
+  std::set<std::string> named_;     // what the kernel knows the drives of this machine by
   SystemTime time_;
   std::unique_ptr<drivetest::History> history_;
   std::optional<drivetest::HistoryError> no_history_;  // why it cannot be opened

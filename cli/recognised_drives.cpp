@@ -37,12 +37,16 @@ bool DriveTests::is_silent(const Look& look) {
          (drive.serial_number.empty() || (!has_answered && drive.is_on_usb));
 }
 
+// A drive that the kernel names is at that place. But what a controller hides may be the drive that
+// it shows to the kernel, too.
 bool DriveTests::may_be_of(const Drive& told, const drivetest::KeptTest& test) const {
   static const std::string machine_id = drivetest::this_host().machine_id;
   const std::string serial_number = told.is_on_usb ? std::string() : told.serial_number;
+  const bool is_hidden = !drivetest::member_type(told.place.type).empty();
+  const bool is_elsewhere =
+      answered_.contains(test.row.drive) || (!is_hidden && named_.contains(test.row.drive));
   return is_same_place(test.row.place, told.place) && test.row.machine_id == machine_id &&
-         !answered_.contains(test.row.drive) &&
-         (serial_number.empty() || serial_number == test.drive.serial_number);
+         !is_elsewhere && (serial_number.empty() || serial_number == test.drive.serial_number);
 }
 
 std::vector<drivetest::KeptTest> DriveTests::tests_at(const Look& look) {
