@@ -100,6 +100,7 @@ class Patrol {
     json["result"] = word_of(one.result);
     json["reason"] = text_or_null(one.reason);
     json["test"] = row_json(one.look, one.row, has_history);
+    json["stalled"] = one.is_stalled;
     json["advice"] = text_or_null(one.advice);
     // Where it disappeared, another drive may be in its place.
     const bool is_there = one.result == PatrolResult::Failed && one.look.fault == LookFault::None &&

@@ -55,6 +55,16 @@ PatrolResult result_of(Outcome outcome) {
   return PatrolResult::Unknown;
 }
 
+// Of a test that was there before.
+std::string busy_reason(const StartOutcome& outcome) {
+  const drivetest::TestRow row = outcome.row.value_or(drivetest::TestRow());
+  if (!outcome.status.is_stalled) return kind_text(row) + " runs already";
+  const std::string remaining =
+      row.remaining_percent ? fmt::format(", {}% remaining", *row.remaining_percent) : "";
+  return kind_text(row) + " has stalled" + remaining +
+         "; it may still end, and 'hddtest stop' ends it";
+}
+
 // What outcome_text says behind the outcome.
 std::string cause_of(const drivetest::TestRow& row) {
   const std::string text = outcome_text(row);
@@ -74,7 +84,8 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const StartOutcome& outcome) 
     one.reason = "it may have been started: " + outcome.reason;
   } else if (outcome.result == StartResult::AlreadyRunning) {
     one.result = PatrolResult::Running;
-    one.reason = (outcome.row ? kind_text(*outcome.row) : "a test") + " runs already";
+    one.reason = busy_reason(outcome);
+    one.is_stalled = outcome.status.is_stalled;
   } else if (outcome.result == StartResult::NotAble) {
     one.result = PatrolResult::Unable;
   } else if (one.look.fault != LookFault::None) {
@@ -103,6 +114,7 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed) {
       break;
     case Followed::End::Stalled:
       one.reason = "the test makes no progress any more, and may still end";
+      one.is_stalled = true;
       break;
     case Followed::End::Gone:
       one.result = PatrolResult::Failed;
@@ -133,6 +145,11 @@ std::string counts_of(const std::vector<PatrolledDrive>& drives) {
     });
     if (count == 0) continue;
     text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, kWords[result].in_counts);
+    if (static_cast<PatrolResult>(result) != PatrolResult::Running) continue;
+    const auto stalled = std::count_if(drives.begin(), drives.end(), [&](const auto& one) {
+      return one.result == PatrolResult::Running && one.is_stalled;
+    });
+    if (stalled > 0) text += fmt::format(" ({} stalled)", stalled);
   }
   return fmt::format("{} {}: {}", drives.size(), drives.size() == 1 ? "drive" : "drives", text);
 }

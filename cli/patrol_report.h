@@ -34,7 +34,8 @@ struct PatrolledDrive {
   std::string reason;                     // why it did not pass, in words; not escaped
   drivetest::Look look;                   // the last one; empty where there was none
   std::optional<drivetest::TestRow> row;  // of the test that was started, or that runs
-  std::string advice{};  // of a failed one, what to do and which drive it is; not escaped
+  std::string advice{};     // of a failed one, what to do and which drive it is; not escaped
+  bool is_stalled = false;  // the test that was left alone
 
   // Somebody has to look after the drive.
   bool is_bad() const {
@@ -52,7 +53,7 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed);
 // number EX0001", "/dev/sdb: left alone: md0: recovery".
 std::string line_of(const PatrolledDrive& drive);
 
-// "3 drives: 1 passed, 2 left alone since their arrays work"; "no drive".
+// "3 drives: 1 passed, 2 left alone since a test runs already (1 stalled)"; "no drive to test".
 std::string counts_of(const std::vector<PatrolledDrive>& drives);
 
 // 1 if a drive failed, else 0.

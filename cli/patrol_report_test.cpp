@@ -43,6 +43,23 @@ TEST(PatrolReport, LeavesATestThatRunsAlone) {
   EXPECT_EQ(line_of(drive), "/dev/sda: left alone: long test runs already");
 }
 
+TEST(PatrolReport, SaysThatATestHasStalled) {
+  StartOutcome outcome;
+  outcome.result = StartResult::AlreadyRunning;
+  outcome.row.emplace();
+  outcome.row->kind = drivetest::TestKind::Long;
+  outcome.row->remaining_percent = 50;
+  outcome.status.is_stalled = true;
+  const PatrolledDrive drive = patrolled(kDrive, outcome);
+  EXPECT_TRUE(drive.is_stalled);
+  EXPECT_EQ(line_of(drive),
+            "/dev/sda: left alone: long test has stalled, 50% remaining; it may still end, and "
+            "'hddtest stop' ends it");
+  EXPECT_EQ(counts_of({of_start(StartResult::AlreadyRunning), drive}),
+            "2 drives: 2 left alone since a test runs already (1 stalled)");
+  EXPECT_TRUE(of_end(End::Stalled).is_stalled);
+}
+
 TEST(PatrolReport, SaysWhyNoTestWasStarted) {
   EXPECT_EQ(line_of(of_start(StartResult::NotAble)),
             "/dev/sda: cannot be tested: the tool says no");
