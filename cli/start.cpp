@@ -80,15 +80,23 @@ std::string replaced_text(const StartOutcome& outcome, bool has_history) {
   return "the " + owned_test_text(*outcome.replaced, has_history) + " was ended, ";
 }
 
-std::string line(const Started& started, bool has_history) {
+// What can be done about the test that was left alone: it is not replaced by one that the drive
+// does not know.
+std::string replacing_text(const StartOutcome& outcome, TestKind kind) {
+  const std::string why = drivetest::why_not_able(outcome.status.look, kind);
+  if (!why.empty()) return "; " + why;
+  return std::string("; --replace ends it") +
+         (outcome.status.is_stalled ? " and starts the new test" : "");
+}
+
+std::string line(const Started& started, TestKind kind, bool has_history) {
   const StartOutcome& outcome = started.outcome;
   const drivetest::TestRow& row = *outcome.row;
   std::string text = started.drive.name + ": " + replaced_text(outcome, has_history);
   if (outcome.result == StartResult::AlreadyRunning)
     return text + "left alone: " +
            newest_test_text(row, outcome.status.is_stalled, has_history, drivetest::system_time()) +
-           doubt_text(outcome.status.look) + "; --replace ends it" +
-           (outcome.status.is_stalled ? " and starts the new test" : "");
+           doubt_text(outcome.status.look) + replacing_text(outcome, kind);
   text += kind_text(row) + " started";
   if (row.outcome) return text + " and ended: " + outcome_text(row);
   const auto minutes = outcome.status.look.abilities[static_cast<std::size_t>(*row.kind)].minutes;
@@ -106,9 +114,9 @@ std::string complaint(const Started& started, bool has_history) {
          outcome.reason;
 }
 
-void show(const Started& started, bool was_named, bool has_history) {
+void show(const Started& started, TestKind kind, bool was_named, bool has_history) {
   if (started.outcome.row)
-    standard_output().write(escape(line(started, has_history)) + "\n");
+    standard_output().write(escape(line(started, kind, has_history)) + "\n");
   else if (started.is_left_out(was_named))
     standard_output().write(escape(complaint(started, has_history)) + "\n");
   else
@@ -120,7 +128,8 @@ Json json_of(const Started& started, bool has_history) {
   json["result"] = word_of(started.outcome.result);
   json["reason"] = text_or_null(started.outcome.reason);
   json["test"] = row_json(started.outcome.status.look, started.outcome.row, has_history);
-  json["stalled"] = started.outcome.status.is_stalled;
+  json["stalled"] =
+      started.outcome.result == StartResult::AlreadyRunning && started.outcome.status.is_stalled;
   json["replaced"] = row_json(started.outcome.status.look, started.outcome.replaced, has_history);
   return json;
 }
@@ -154,7 +163,7 @@ int start(const StartOptions& options, bool json) {
     if (json)
       array.push_back(json_of(one, tests.has_history()));
     else
-      show(one, was_named, tests.has_history());
+      show(one, kind, was_named, tests.has_history());
     if (!one.is_left_out(was_named)) statuses.push_back(status_of(one.outcome));
   }
   if (json) standard_output().write(dump(array));

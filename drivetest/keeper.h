@@ -58,6 +58,9 @@ struct StartOutcome {
   bool is_untold = false;  // NotStarted: it may have begun, as the drive has not answered since
 };
 
+// Why the drive cannot do such a test, in words; empty: it can.
+std::string why_not_able(const Look& look, TestKind kind);
+
 enum class StopResult { Stopped, NothingRuns, NotStopped };
 
 struct StopOutcome {

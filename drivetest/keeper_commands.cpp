@@ -15,13 +15,6 @@ constexpr milliseconds kBetweenLooks = seconds(1);
 constexpr int kLooksAfterAcceptance = 10;
 constexpr int kLooksAfterRefusal = 2;
 
-// Why the drive cannot do such a test, in words; empty: it can.
-std::string why_not_able(const Look& look, TestKind kind) {
-  if (!look.inability.empty()) return look.inability;
-  if (look.abilities[static_cast<std::size_t>(kind)].is_able) return {};
-  return "the drive knows no " + std::string(name_of(kind)) + " self-test";
-}
-
 // Such a test was not ended by anybody.
 bool has_come_to_its_end(const std::optional<TestRow>& row) {
   return row && (row->outcome == Outcome::Passed || row->outcome == Outcome::Failed);
@@ -33,6 +26,12 @@ bool is_another(const std::optional<TestRow>& row, const TestRow& known) {
 }
 
 }  // namespace
+
+std::string why_not_able(const Look& look, TestKind kind) {
+  if (!look.inability.empty()) return look.inability;
+  if (look.abilities[static_cast<std::size_t>(kind)].is_able) return {};
+  return "the drive knows no " + std::string(name_of(kind)) + " self-test";
+}
 
 Keeper::BegunTest Keeper::begin(const Look& look, TestKind kind, Source source) {
   BegunTest begun;
