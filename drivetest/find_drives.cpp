@@ -121,10 +121,43 @@ bool is_same_drive(const Drive& a, const Drive& b) {
          !a.serial_number.empty() && a.serial_number == b.serial_number && a.size == b.size;
 }
 
+// Whether the name is one that makers register: NAA 5 or 6 with the number of a company and one
+// that the company has given. Cheap drives have names that are none.
+bool is_registered(std::string_view name) {
+  constexpr std::string_view kForm = "wwn-0x";
+  constexpr std::size_t kCompany = 6;
+  if (!name.starts_with(kForm)) return false;
+  name.remove_prefix(kForm.size());
+  const bool is_naa =
+      (name.size() == 16 && name.front() == '5') || (name.size() == 32 && name.front() == '6');
+  if (!is_naa) return false;
+  const auto is_number = [](std::string_view digits) {
+    return digits.find_first_not_of('0') != digits.npos &&
+           digits.find_first_not_of('f') != digits.npos;
+  };
+  return is_number(name.substr(1, kCompany)) && is_number(name.substr(1 + kCompany));
+}
+
+// SAS drives may have no serial number. The name that such a drive has is that of its logical unit,
+// which is the same on all paths, and two looks at one drive find the same hour.
+bool is_same_logical_unit(const Look& a, const Look& b) {
+  const auto may_be_path = [](const Look& look) {
+    return look.fault == LookFault::None && look.drive.protocol == Protocol::Scsi &&
+           !look.drive.is_on_usb && look.drive.serial_number.empty() &&
+           is_registered(look.drive.world_wide_name);
+  };
+  if (!may_be_path(a) || !may_be_path(b)) return false;
+  const std::uint64_t hours = a.power_on_hours.value_or(0);
+  const std::uint64_t others = b.power_on_hours.value_or(0);
+  return a.drive.world_wide_name == b.drive.world_wide_name && a.drive.model == b.drive.model &&
+         a.drive.firmware == b.drive.firmware && a.drive.size && a.drive.size == b.drive.size &&
+         std::max(hours, others) - std::min(hours, others) <= 1;
+}
+
 // A drive in standby does not say its serial number. Then the name decides, unless something
 // differs.
 bool is_same_drive(const Look& a, const Look& b) {
-  if (is_same_drive(a.drive, b.drive)) return true;
+  if (is_same_drive(a.drive, b.drive) || is_same_logical_unit(a, b)) return true;
   const std::string& serial = a.drive.serial_number;
   const bool is_silent = (a.fault != LookFault::None && serial.empty()) ||
                          (b.fault != LookFault::None && b.drive.serial_number.empty());

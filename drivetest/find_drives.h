@@ -44,8 +44,9 @@ std::vector<Look> look_at(DriveAccess& access, const std::vector<FoundDrive>& dr
 std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
                                          const std::vector<std::optional<Look>>& looks);
 
-// Compares drives that claim one identity. If world wide name, serial number and size agree, they
-// are paths to one drive: the better path, else the first, stays, and the other is removed from
+// Compares drives that claim one identity. If world wide name, serial number and size agree (of SAS
+// drives without a serial number: a registered name and all that they say of themselves), they are
+// paths to one drive: the better path, else the first, stays, and the other is removed from
 // both lists. The others are returned; only their places tell them apart. Drives without a look are
 // left alone.
 std::vector<Drive> join_paths(std::vector<FoundDrive>& drives,

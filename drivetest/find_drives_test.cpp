@@ -263,6 +263,39 @@ TEST_F(JoinPaths, KeepsTheWayByWhichMoreIsPossible) {
     EXPECT_EQ(looks_[i]->drive.place, drives_[i].drive.place);
 }
 
+TEST_F(JoinPaths, MakesOneOfTheSameLogicalUnitWithoutASerialNumber) {
+  const std::string wwn = "wwn-0x5000c50001020304";
+  const auto is_joined = [&](const std::string& name, auto change) {
+    drives_.clear();
+    looks_.clear();
+    for (const char* const device : {"/dev/sda", "/dev/sdb"}) {
+      add(device, name, "");
+      looks_.back()->drive.protocol = Protocol::Scsi;
+      looks_.back()->drive.size = 7;
+      looks_.back()->power_on_hours = 100;
+    }
+    change(*looks_.back());
+    const std::size_t shared = join_paths(drives_, looks_).size();
+    EXPECT_EQ(shared, drives_.size() == 1 ? 0U : 2U);
+    return drives_.size() == 1;
+  };
+  const auto nothing = [](Look&) {};
+  EXPECT_TRUE(is_joined(wwn, nothing));
+  EXPECT_TRUE(is_joined("wwn-0x6000c50001020304a0b0c0d0e0f00102", nothing));
+  EXPECT_TRUE(is_joined(wwn, [](Look& look) { look.power_on_hours = 101; }));
+  EXPECT_FALSE(is_joined(wwn, [](Look& look) { look.power_on_hours = 102; }));
+  EXPECT_FALSE(is_joined(wwn, [](Look& look) { look.drive.model = "Other"; }));
+  EXPECT_FALSE(is_joined(wwn, [](Look& look) { look.drive.firmware = "2"; }));
+  EXPECT_FALSE(is_joined(wwn, [](Look& look) { look.drive.size = 8; }));
+  EXPECT_FALSE(is_joined(wwn, [](Look& look) { look.drive.serial_number = "S1"; }));
+  EXPECT_FALSE(is_joined(wwn, [](Look& look) { look.drive.is_on_usb = true; }));
+  EXPECT_FALSE(is_joined(wwn, [](Look& look) { look.drive.protocol = Protocol::Ata; }));
+  for (const char* const name :
+       {"wwn-0x5000000000000001", "wwn-0x5000c50000000000", "wwn-0x5ffffff000000001",
+        "wwn-0x3000c50001020304", "wwn-0x0000c50001020304", "eui-5000c50001020304"})
+    EXPECT_FALSE(is_joined(name, nothing)) << name;
+}
+
 TEST_F(JoinPaths, LeavesDrivesAloneThatWereNotLookedAt) {
   add("/dev/sda", "wwn-1", "S1");
   add("/dev/sdb", "wwn-1", "S1");
