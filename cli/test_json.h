@@ -13,7 +13,8 @@ namespace cli {
 
 Json text_or_null(const std::string& text);
 
-// What the drive says of itself and which tests it can do; null where it does not say.
+// What the drive says of itself and which tests it can do; null where it does not say. Its model
+// and serial number are then those that the kernel knows.
 Json drive_json(const ChosenDrive& drive, const drivetest::Look& look);
 
 // The test's keys are those of 'hddtest history --json'; null without a row. Without a history it
