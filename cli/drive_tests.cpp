@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cli/output.h"
+#include "cli/test_words.h"
 #include "platform/at_once.h"
 
 namespace cli {
@@ -39,6 +40,8 @@ std::string DriveTests::listed(const Place& place, const std::vector<FoundDrive>
   const bool is_shared = std::count_if(drives.begin(), drives.end(), is_there) > 1;
   return " " + place.device + (is_shared ? " (--type " + place.type + ")" : "");
 }
+
+std::string ChosenDrive::shown_name() const { return cli::shown_name(name, place); }
 
 void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
 

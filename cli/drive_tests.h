@@ -28,6 +28,9 @@ struct ChosenDrive {
   std::optional<drivetest::SeenLook> seen;
   // Where the kernel shows it; empty for a name of the user's own.
   std::vector<std::string> nodes{};
+
+  // The name as people read it: cli::shown_name().
+  std::string shown_name() const;
 };
 
 // The machine's clock.

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 
 #include "cli/commands.h"
@@ -15,6 +16,7 @@
 #include "cli/table.h"
 #include "cli/terminal_text.h"
 #include "cli/test_words.h"
+#include "drivetest/controller.h"
 
 namespace cli {
 namespace {
@@ -67,12 +69,6 @@ TableCell tests_cell(const drivetest::Look& look) {
   return cell;
 }
 
-std::string device_text(const ChosenDrive& drive) {
-  // Drives behind a controller share its device.
-  const bool is_shared = drive.place.type.find(',') != std::string::npos;
-  return is_shared ? drive.name + " " + drive.place.type : drive.name;
-}
-
 std::vector<TableColumn> columns() {
   return {{"DEVICE"},
           {.title = "MODEL", .shortened = 1, .left_out = 5},
@@ -86,7 +82,7 @@ std::vector<TableColumn> columns() {
 std::vector<TableCell> row_of(const LookedDrive& one, bool has_history) {
   const drivetest::Drive& drive = one.status.look.drive;
   const bool is_known = drive.protocol != drivetest::Protocol::Unknown;
-  return {{device_text(one.drive)},
+  return {{one.drive.shown_name()},
           {drive.model.empty() ? one.drive.known.model : drive.model},
           {one.serial_number()},
           {drive.size ? size_text(*drive.size) : ""},
@@ -96,30 +92,30 @@ std::vector<TableCell> row_of(const LookedDrive& one, bool has_history) {
            colour_of(one), brief_text(one, has_history)}};
 }
 
-// Rows as they may come, by what the kernel knows: the columns have their widths before any drive
+// A row as it may come, by what the kernel knows: the columns have their widths before any drive
 // has answered.
-std::vector<std::vector<TableCell>> expected_rows(const std::vector<FoundDrive>& found) {
-  std::vector<std::vector<TableCell>> rows;
-  for (const FoundDrive& one : found) {
-    const auto known = [](const std::string& text, const char* usual) {
-      return text.empty() ? std::string(usual) : text;
-    };
-    rows.push_back({{one.drive.place.device},
-                    {known(one.drive.model, "EXAMPLE Example Disk 1000")},
-                    {known(one.drive.serial_number, "EX00000001")},
-                    {one.drive.size ? size_text(*one.drive.size) : ""},
-                    {"NVMe"},
-                    {.text = "short long conveyance", .brief = "short long"},
-                    {"short aborted 59 minutes ago"}});
-  }
-  return rows;
+std::vector<TableCell> expected_row(const std::string& name, const drivetest::Drive& drive) {
+  const auto known = [](const std::string& text, const char* usual) {
+    return text.empty() ? std::string(usual) : text;
+  };
+  return {{name},
+          {known(drive.model, "EXAMPLE Example Disk 1000")},
+          {known(drive.serial_number, "EX00000001")},
+          {drive.size ? size_text(*drive.size) : ""},
+          {"NVMe"},
+          {.text = "short long conveyance", .brief = "short long"},
+          {"short aborted 59 minutes ago"}};
 }
 
-// In the order of the drives; `show` gets each as soon as it has answered, slow ones late.
-std::vector<LookedDrive> look_at_all(DriveTests& tests, const DrivesOptions& options,
-                                     const std::function<void(const LookedDrive&)>& show) {
+// In the order of the drives; `show` gets each as soon as it has answered, slow ones late, and
+// `begin` all of them before.
+std::vector<LookedDrive> look_at_all(
+    DriveTests& tests, const DrivesOptions& options,
+    const std::function<void(const std::vector<ChosenDrive>&)>& begin,
+    const std::function<void(const LookedDrive&)>& show) {
   std::vector<ChosenDrive> drives =
       tests.choose({}, "", options.wake, DriveTests::LooksAhead::InDoubt);
+  begin(drives);
   std::vector<LookedDrive> all(drives.size());
   for (Looks looks(tests, drives, options.wake); looks.has_next();) {
     auto [number, status] = looks.next();
@@ -145,30 +141,59 @@ Json overview_json(const LookedDrive& one, bool has_history) {
   return json;
 }
 
+// The list of the drives, whose titles come before anything is asked that may take its time.
+class Overview {
+ public:
+  explicit Overview(Output& output) : output_(output) {
+    // smartctl's scan has yet to find what a controller hides.
+    if (drivetest::may_hide_drives()) return;
+    std::vector<std::vector<TableCell>> rows;
+    for (const FoundDrive& one : drivetest::find_drives({}))
+      rows.push_back(expected_row(one.drive.place.device, one.drive));
+    begin(rows);
+  }
+
+  void begin(const std::vector<ChosenDrive>& drives) {
+    std::vector<std::vector<TableCell>> rows;
+    for (const ChosenDrive& one : drives)
+      rows.push_back(expected_row(one.shown_name(), one.seen ? one.seen->look.drive : one.known));
+    begin(rows);
+  }
+
+  void show(const LookedDrive& one, bool has_history) {
+    output_.write(table_->row(row_of(one, has_history)));
+  }
+
+ private:
+  void begin(const std::vector<std::vector<TableCell>>& rows) {
+    if (table_ || rows.empty()) return;
+    table_.emplace(columns(), rows, output_);
+    output_.write(table_->titles());
+  }
+
+  Output& output_;
+  std::optional<Table> table_;
+};
+
 int overview(const DrivesOptions& options, bool json) {
   DriveTests tests;
   Output& output = standard_output();
   if (json) {
     Json array = Json::array();
-    for (const LookedDrive& one : look_at_all(tests, options, [](const LookedDrive&) {}))
+    const auto begin = [](const std::vector<ChosenDrive>&) {};
+    for (const LookedDrive& one : look_at_all(tests, options, begin, [](const LookedDrive&) {}))
       array.push_back(overview_json(one, tests.has_history()));
     output.write(dump(array));
   } else {
-    // The titles come before anything is asked that may take its time.
-    const auto expected = expected_rows(drivetest::find_drives({}));
-    const Table table(columns(), expected, output);
-    bool has_titles = !expected.empty();
-    if (has_titles) output.write(table.titles());
-    const auto all = look_at_all(tests, options, [&](const LookedDrive& one) {
-      if (!has_titles) output.write(table.titles());
-      has_titles = true;
-      output.write(table.row(row_of(one, tests.has_history())));
-    });
+    Overview list(output);
+    const auto all = look_at_all(
+        tests, options, [&](const std::vector<ChosenDrive>& drives) { list.begin(drives); },
+        [&](const LookedDrive& one) { list.show(one, tests.has_history()); });
     output.write(advice_text(all, tests.has_history(), output));
     // A narrow terminal has not shown why.
     for (const LookedDrive& one : all)
       if (one.is_unknown() && output.columns() > 0)
-        complain(one.drive.name + ": not looked at: " + one.reason());
+        complain(one.drive.shown_name() + ": not looked at: " + one.reason());
     if (all.empty()) output.write("There is no drive on this machine.\n");
   }
   tests.tell_of_history();

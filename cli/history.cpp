@@ -65,7 +65,7 @@ std::vector<KeptTest> tests_of(DriveTests& tests, ChosenDrive& drive, bool is_th
   if (!is_there || DriveTests::is_known(look)) return found;
   const std::vector<KeptTest> at_place = tests.tests_at(look);
   const bool rests = look.fault == drivetest::LookFault::Standby;
-  complain(drive.name + ": " +
+  complain(drive.shown_name() + ": " +
            (at_place.empty() ? "" : "the tests that were made at this device are shown: ") +
            "the drive cannot be asked now which one it is: " +
            (rests ? "it is in standby" : fault_text(look)));
@@ -125,7 +125,7 @@ std::string table(const std::vector<KeptTest>& kept, const Output& output) {
   for (const KeptTest& test : kept) {
     rows.push_back(
         {{when(test.row)},
-         {test.row.place.device},
+         {shown_name(test.row.place.device, test.row.place)},
          {test.drive.model},
          {test.drive.serial_number},
          {kind_text(test.row)},

@@ -146,12 +146,12 @@ std::string advice_text(const std::vector<LookedDrive>& drives, bool has_history
   for (const LookedDrive& one : drives) {
     const bool is_unable = brief_text(one, has_history) == kUnable;
     if (is_unable && output.columns() > 0)
-      text += "\n" +
-              labelled("", one.drive.name + ": " + test_text(one, has_history), output.columns());
+      text += "\n" + labelled("", one.drive.shown_name() + ": " + test_text(one, has_history),
+                              output.columns());
     if (const std::string what = one.advice(); !what.empty()) {
       const std::string test = output.columns() > 0 ? test_text(one, has_history) + "; " : "";
-      text += "\n" +
-              labelled("", fmt::format("{}: {}{}", one.drive.name, test, what), output.columns());
+      text += "\n" + labelled("", fmt::format("{}: {}{}", one.drive.shown_name(), test, what),
+                              output.columns());
     }
   }
   return text;

@@ -49,7 +49,7 @@ void Looks::keep(std::size_t drive, Answer answer) {
 std::size_t Looks::next_drive() {
   const std::size_t first = *left_.begin();
   const bool is_watched = standard_output().is_terminal();
-  const WaitingLine line(standard_error(), "waiting for " + escape(drives_[first].name),
+  const WaitingLine line(standard_error(), "waiting for " + escape(drives_[first].shown_name()),
                          is_watched);
   const auto is_there = [this](std::size_t drive) { return answers_[drive].is_there; };
   const auto first_there = [&] { return std::find_if(left_.begin(), left_.end(), is_there); };

@@ -81,7 +81,8 @@ class Patrol {
     const StartOutcome outcome = tests.keeper().start(drive.place, kind_, false, options_.wake);
     if (outcome.result != StartResult::Started) return patrolled(drive, outcome);
     if (!json_)
-      standard_output().write(escape(drive.name) + ": " + options_.kind + " test started\n");
+      standard_output().write(escape(drive.shown_name()) + ": " + options_.kind +
+                              " test started\n");
     // A drive that has begun to rest tests no more, and only a look tells what came of the test.
     const FollowOptions how{.gives_up_stalled = true, .wakes = true};
     return patrolled(drive, follow(tests.keeper(), tests.time(), *outcome.row, outcome.status, how,

@@ -130,7 +130,7 @@ PatrolledDrive patrolled(const ChosenDrive& drive, const Followed& followed) {
 }
 
 std::string line_of(const PatrolledDrive& drive) {
-  std::string line = drive.drive.name + ": " + std::string(words_of(drive.result).in_line);
+  std::string line = drive.drive.shown_name() + ": " + std::string(words_of(drive.result).in_line);
   if (!drive.reason.empty()) line += ": " + drive.reason;
   if (!drive.advice.empty()) line += "; " + drive.advice;
   return line;

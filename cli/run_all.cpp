@@ -201,7 +201,7 @@ class Run {
     if (one->worker.hindrance() == Hindrance::Unreachable && plan_[index].reason)
       result = left_to_nobody(plan_[index], result);
     // The module knows the drive by its device alone, whatever the user named.
-    if (result.place.device.empty()) result.place.device = plan_[index].device;
+    if (result.place.device.empty()) result.place = {plan_[index].device, plan_[index].type};
     running_.erase(one);
     finish(index, std::move(result));
   }
@@ -226,7 +226,8 @@ class Run {
   }
 
   ProgressLine line(const Running& one, const std::string& doing) const {
-    std::string title = escape(one.name);
+    const PlannedDrive& drive = plan_[one.index];
+    std::string title = escape(shown_name(one.name, {drive.device, drive.type}));
     if (plan_.size() > 1) title = fmt::format("[{}/{}] {}", one.index + 1, plan_.size(), title);
     return {title, doing,
             std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - one.start)};
@@ -250,7 +251,8 @@ class Run {
       const std::string& words = plan_[index].words;
       const bool is_of_module = result.verdict.cause == kCauseLeftOut && !words.empty();
       if (!json_)
-        output.write(escape(result.device + ": " + (is_of_module ? words : result.verdict.reason)) +
+        output.write(escape(shown_name(result.device, result.place) + ": " +
+                            (is_of_module ? words : result.verdict.reason)) +
                      ", not tested\n");
     } else if (!result.verdict.outcome) {
       complain(complaint(result));

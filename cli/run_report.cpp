@@ -10,6 +10,7 @@
 #include "cli/drive_run.h"
 #include "cli/pull.h"
 #include "cli/terminal_text.h"
+#include "cli/test_words.h"
 #include "drivetest/time_text.h"
 
 namespace cli {
@@ -36,7 +37,7 @@ std::string_view shown_outcome(const Verdict& verdict) {
 // "DEVICE: passed (0:42)" and what follows, fitted to the output.
 std::string outcome_text(const DriveResult& result, const std::string& more, const Output& output) {
   const std::string outcome(shown_outcome(result.verdict));
-  const std::string name = escape(result.device) + ": ";
+  const std::string name = escape(shown_name(result.device, result.place)) + ": ";
   // Nobody knows when somebody else's test began.
   const bool is_timed = result.begin || result.elapsed.count() > 0;
   const std::string time = is_timed ? " (" + duration_text(result.elapsed) + ")" : "";
@@ -125,7 +126,7 @@ std::string short_report(const DriveResult& result, const Output& output) {
 }
 
 std::string complaint(const DriveResult& result) {
-  const std::string name = result.device.empty() ? "''" : result.device;
+  const std::string name = result.device.empty() ? "''" : shown_name(result.device, result.place);
   return name + (was_started(result.verdict) ? ": " : " was not tested: ") + result.verdict.reason;
 }
 
@@ -162,7 +163,7 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
     if (const std::string place = bay(result); !place.empty())
       drive += (drive.empty() ? "" : ", ") + escape(place);
     if (!of.empty()) of += ", ";
-    of += escape(result.device);
+    of += escape(shown_name(result.device, result.place));
     if (!drive.empty()) of += " (" + drive + ")";
   }
   std::string all;

@@ -92,7 +92,7 @@ std::string replacing_text(const StartOutcome& outcome, TestKind kind) {
 std::string line(const Started& started, TestKind kind, bool has_history) {
   const StartOutcome& outcome = started.outcome;
   const drivetest::TestRow& row = *outcome.row;
-  std::string text = started.drive.name + ": " + replaced_text(outcome, has_history);
+  std::string text = started.drive.shown_name() + ": " + replaced_text(outcome, has_history);
   if (outcome.result == StartResult::AlreadyRunning)
     return text + "left alone: " +
            newest_test_text(row, outcome.status.is_stalled, has_history, drivetest::system_time()) +
@@ -108,7 +108,7 @@ std::string line(const Started& started, TestKind kind, bool has_history) {
 // What stands in the place of a line, on standard error.
 std::string complaint(const Started& started, bool has_history) {
   const StartOutcome& outcome = started.outcome;
-  std::string text = started.drive.name + ": " + replaced_text(outcome, has_history);
+  std::string text = started.drive.shown_name() + ": " + replaced_text(outcome, has_history);
   if (outcome.result == StartResult::NotAble) return text + "cannot be tested: " + outcome.reason;
   return text + (outcome.is_untold ? "not known whether it was started: " : "not started: ") +
          outcome.reason;

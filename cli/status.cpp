@@ -40,7 +40,7 @@ std::string table(const std::vector<LookedDrive>& all, bool has_history, const O
   std::vector<std::vector<TableCell>> rows;
   for (const LookedDrive& one : all) {
     if (one.is_unknown()) continue;
-    rows.push_back({{one.drive.name},
+    rows.push_back({{one.drive.shown_name()},
                     {one.status.look.drive.model},
                     {one.serial_number()},
                     {test_text(one, has_history), colour_of(one), brief_text(one, has_history)}});
@@ -88,7 +88,7 @@ int status(const StatusOptions& options, bool json) {
                                         : table(all, tests.has_history(), standard_output()));
     standard_output().write(advice_text(all, tests.has_history(), standard_output()));
     for (const LookedDrive& one : all)
-      if (one.is_unknown()) complain(one.drive.name + ": not looked at: " + one.reason());
+      if (one.is_unknown()) complain(one.drive.shown_name() + ": not looked at: " + one.reason());
   }
   tests.tell_of_history();
   return gravest(statuses);

@@ -124,9 +124,10 @@ int stop(const StopOptions& options, bool json) {
     if (json) {
       array.push_back(json_of(drives[i], outcome, tests.has_history()));
     } else if (is_stopped) {
-      standard_output().write(escape(line(drives[i].name, outcome, tests.has_history())) + "\n");
+      standard_output().write(escape(line(drives[i].shown_name(), outcome, tests.has_history())) +
+                              "\n");
     } else {
-      complain(drives[i].name +
+      complain(drives[i].shown_name() +
                (outcome.is_untold ? ": not known whether it was stopped: " : ": not stopped: ") +
                outcome.reason);
     }

@@ -70,6 +70,11 @@ drivetest::TestKind kind_named(const std::string& name, const std::vector<std::s
   throw WrongCommandLine("there is no test '" + name + "'; --test takes short, long or conveyance");
 }
 
+std::string shown_name(const std::string& name, const drivetest::Place& place) {
+  const bool is_shared = name == place.device && !drivetest::member_type(place.type).empty();
+  return is_shared ? name + " " + place.type : name;
+}
+
 std::string kind_text(const TestRow& row) {
   return row.kind ? std::string(name_of(*row.kind)) + " test" : "test";
 }

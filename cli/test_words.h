@@ -23,6 +23,10 @@ std::string local_time_text(drivetest::Time time);
 // The test that an option --test names, for these drives; throws WrongCommandLine.
 drivetest::TestKind kind_named(const std::string& name, const std::vector<std::string>& devices);
 
+// The drive as people read it: "/dev/bus/8 megaraid,0", since all drives behind a controller share
+// its device. Another name, which the user has given, stays as it is.
+std::string shown_name(const std::string& name, const drivetest::Place& place);
+
 // "short test", "test" where the kind is not known.
 std::string kind_text(const drivetest::TestRow& row);
 

@@ -126,5 +126,12 @@ TEST(TestWords, TellAnOutcome) {
             "aborted: interrupted by a reset");
 }
 
+TEST(TestWords, NameADriveBehindAControllerWithItsType) {
+  EXPECT_EQ(shown_name("/dev/bus/8", {"/dev/bus/8", "sat+megaraid,0"}),
+            "/dev/bus/8 sat+megaraid,0");
+  EXPECT_EQ(shown_name("EX0001", {"/dev/bus/8", "megaraid,0"}), "EX0001");
+  EXPECT_EQ(shown_name("/dev/sda", {"/dev/sda", "sat"}), "/dev/sda");
+}
+
 }  // namespace
 }  // namespace cli

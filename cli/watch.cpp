@@ -139,7 +139,7 @@ class Watch {
       result.verdict.reason = one.reason();
       result.kind = one.row ? one.row->kind : std::nullopt;
       one.exit_status = kStatusCannot;
-      complain(one.drive.name + ": not watched: " + one.reason());
+      complain(one.drive.shown_name() + ": not watched: " + one.reason());
       return;
     }
     const LookedDrive looked = looked_drive(tests_, one.drive, one.status);
@@ -167,7 +167,7 @@ class Watch {
     }
     if (json_) return;
     standard_output().write(
-        escape(one.drive.name) + ": no test runs" +
+        escape(one.drive.shown_name()) + ": no test runs" +
         (one.row || rests ? "; " + escape(test_text(looked, tests_.has_history())) : "") + "\n");
   }
 
@@ -260,7 +260,7 @@ class Watch {
     const auto elapsed = one.row->started && *one.row->started <= now
                              ? now - *one.row->started
                              : std::chrono::duration_cast<seconds>(steady_clock::now() - start_);
-    return {escape(one.drive.name),
+    return {escape(one.drive.shown_name()),
             owned_test_text(*one.row, tests_.has_history()) + remaining_text(one.progress),
             elapsed};
   }

@@ -1,5 +1,6 @@
 #include "drivetest/controller.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -38,6 +39,15 @@ std::string device_folder(const inventory::Sysfs& sysfs, const std::string& devi
 }
 
 }  // namespace
+
+bool may_hide_drives() {
+  const inventory::Sysfs sysfs;
+  const std::string folder = "/sys/class/scsi_host/";
+  return std::ranges::any_of(sysfs.entries(folder), [&](const std::string& host) {
+    const std::string driver = sysfs.text(folder + host + "/proc_name");
+    return driver == "megaraid_sas" || driver == "megaraid_mbox" || driver == "sssraid";
+  });
+}
 
 std::string controller_of(const Place& place) {
   std::string function;

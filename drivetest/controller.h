@@ -16,4 +16,7 @@ namespace drivetest {
 // kernel's memory; asks no drive. The tree below HVX_SYSFS_ROOT is read where that is set.
 std::string controller_of(const Place& place);
 
+// Whether there is a controller whose drives the kernel does not show, and smartctl's scan does.
+bool may_hide_drives();
+
 }  // namespace drivetest

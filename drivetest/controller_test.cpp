@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
 
 namespace drivetest {
 namespace {
@@ -72,6 +73,20 @@ TEST_F(ControllerOf, IsTheHostOrTheDriveWithoutPci) {
   EXPECT_EQ(controller("/dev/vda"), "/dev/vda") << "the kernel knows no such drive";
   EXPECT_EQ(controller("/dev/.."), "/dev/..");
   EXPECT_EQ(controller(""), "");
+}
+
+TEST_F(ControllerOf, HidesDrivesWhereTheDriverShowsVolumesAlone) {
+  const auto hides = [&](const char* driver) {
+    const fs::path host = root_ / "sys/class/scsi_host/host8";
+    fs::create_directories(host);
+    std::ofstream(host / "proc_name") << driver << "\n";
+    setenv("HVX_SYSFS_ROOT", root_.c_str(), 1);
+    const bool found = may_hide_drives();
+    unsetenv("HVX_SYSFS_ROOT");
+    return found;
+  };
+  EXPECT_FALSE(hides("ahci"));
+  EXPECT_TRUE(hides("megaraid_sas"));
 }
 
 }  // namespace
