@@ -129,7 +129,12 @@ LogGrowth growth_of(const Log& before, const Log& now) {
   const auto first_old = has_overlap ? rows.begin() + static_cast<std::ptrdiff_t>(added)
                                      : std::find_first_of(rows.begin(), rows.end(), old.begin(),
                                                           old.end(), is_same_test);
-  std::remove_copy_if(rows.begin(), first_old, std::back_inserter(growth.added), is_running);
+  for (auto row = rows.begin(); row != first_old; ++row) {
+    if (is_running(*row))
+      growth.left = {row->kind, growth.added.size()};
+    else
+      growth.added.push_back(*row);
+  }
   return growth;
 }
 
@@ -143,7 +148,14 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
     return (!test.kind || row.kind == test.kind) && !is_of_before(row);
   };
   const auto oldest = std::find_if(growth.added.rbegin(), growth.added.rend(), is_of_its_kind);
+  const auto is_left = [&](const LogGrowth::LeftRow& left) {
+    const auto older = growth.added.begin() + static_cast<std::ptrdiff_t>(left.newer);
+    return (!test.kind || left.kind == test.kind) &&
+           std::none_of(older, growth.added.end(), is_of_its_kind);
+  };
   if (growth.is_certain) {
+    if (test.may_be_lost && growth.left && is_left(*growth.left))
+      return {std::nullopt, "the drive has left its entry as that of a running test", true};
     if (oldest != growth.added.rend() && oldest->hours && has_ended_later(test, *oldest->hours))
       return {std::nullopt, "the drive has written entries of later tests only", true};
     if (oldest != growth.added.rend()) return {*oldest, "", true};

@@ -8,6 +8,7 @@
 // when they lose power, and hours wrap, stand still or follow a clock of their own.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -30,6 +31,12 @@ struct LogGrowth {
   // The row that a running test had in a full log has given way to its result or, where it left
   // none, to an old row that is the same.
   bool is_result_in_doubt = false;
+  // The oldest row among the added that says "running" for ever.
+  struct LeftRow {
+    std::optional<TestKind> kind;
+    std::size_t newer = 0;  // how many of `added` are newer
+  };
+  std::optional<LeftRow> left = {};
 };
 
 LogGrowth growth_of(const std::vector<LogEntry>& before, const std::vector<LogEntry>& now);
@@ -48,6 +55,9 @@ struct OwnTest {
   // Within how many hours after its start it would have ended. An entry of a later hour, told by
   // the drive's own counter of hours, is another test's.
   std::uint64_t usual_hours = 0;
+  // Whether the power may have been lost since. Then a row of its kind that says "running" for ever
+  // is its own, unless an older one is.
+  bool may_be_lost = false;
 };
 
 struct OwnEntry {

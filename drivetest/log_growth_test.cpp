@@ -52,6 +52,25 @@ TEST(LogGrowth, IsWhatStandsAboveTheRowsOfBefore) {
   EXPECT_TRUE(growth_of({}, before).is_certain);
 }
 
+TEST(OwnEntry, IsNoneWhereItWasLeftAsThatOfARunningTest) {
+  const Log before = {row(0, 80)};
+  const auto own_of = [&](const Log& added, bool may_be_lost) {
+    Log now = added;
+    now.push_back(before.front());
+    return own_entry({Protocol::Ata, TestKind::Short, 100, 10, {}, 0, may_be_lost},
+                     growth_of(under(running(90), before), now));
+  };
+  const OwnEntry left = own_of({row(0, 100), running(90)}, true);
+  EXPECT_FALSE(left.entry);
+  EXPECT_TRUE(left.is_over);
+  EXPECT_EQ(left.reason, "the drive has left its entry as that of a running test");
+  EXPECT_EQ(own_of({row(0, 100), running(90)}, false).entry, row(0, 100));
+  EXPECT_EQ(own_of({row(7, 102), running(90), row(0, 100)}, true).entry, row(0, 100));
+  LogEntry other = running(90);
+  other.kind = TestKind::Long;
+  EXPECT_EQ(own_of({row(0, 100), other}, true).entry, row(0, 100));
+}
+
 TEST(LogGrowth, OfAFullLogLosesTheOldestRow) {
   const LogGrowth growth = growth_of(full(), under(row(0, 100), full()));
   EXPECT_THAT(growth.added, ElementsAre(row(0, 100)));

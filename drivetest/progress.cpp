@@ -22,15 +22,26 @@ std::uint64_t most_hours(const TestRow& row, const Look& look) {
   return kLeast + announced / 10;  // six times
 }
 
+// Whether the drive was switched off since the test began; not set where it does not count that.
+std::optional<bool> lost_power(const TestRow& row, const Look& look) {
+  if (!row.power_cycles_at_start || !look.power_cycles) return std::nullopt;
+  return row.power_cycles_at_start != look.power_cycles;
+}
+
 // Hours of the drive, which do not go on while it is switched off. A test that was seen running for
-// long may go on for long.
+// long may go on for long. Where the drive was switched off the test may have been lost, so that
+// less speaks for an entry of a later hour; an NVMe drive may go on with it.
 std::uint64_t usual_hours(const TestRow& row, const Look& look) {
   constexpr std::uint64_t kLeast = 6;
+  constexpr unsigned kHour = 60;
   const unsigned announced = announced_minutes(look.abilities, row.kind).value_or(0);
+  const bool may_be_lost = look.drive.protocol != Protocol::Nvme && lost_power(row, look) == true;
   const auto seen = row.looked && row.started && *row.looked > *row.started
                         ? std::chrono::ceil<hours>(*row.looked - *row.started)
                         : hours(0);
-  return kLeast + announced / 10 + static_cast<std::uint64_t>(seen.count());
+  const std::uint64_t hours =
+      may_be_lost ? 1 + (3 * announced + kHour - 1) / kHour : kLeast + announced / 10;
+  return hours + static_cast<std::uint64_t>(seen.count());
 }
 
 void end(TestRow& row, ResultMeaning verdict, Time now) {
@@ -109,12 +120,6 @@ bool had_its_time(const TestRow& row, const Abilities& abilities, Time now) {
   return now - *row.looked >= minutes(*announced) * (*row.remaining_percent - kStep) / 100;
 }
 
-// Whether the drive was switched off since the test began; not set where it does not count that.
-std::optional<bool> lost_power(const TestRow& row, const Look& look) {
-  if (!row.power_cycles_at_start || !look.power_cycles) return std::nullopt;
-  return row.power_cycles_at_start != look.power_cycles;
-}
-
 // What is left to tell the end of a test without an entry: ATA's status byte. It keeps the result
 // of the last test for ever, or falls back to an older one when power is lost. So a result counts
 // only of a drive that has no log of its tests, after somebody has seen this one run.
@@ -162,12 +167,13 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   OwnEntry own{std::nullopt, "the drive's log cannot be read", false};
   if (look.has_log)
     own = own_entry({protocol, row.kind, row.hours_at_start, most_hours(row, look),
-                     look.power_on_hours, usual_hours(row, look)},
+                     look.power_on_hours, usual_hours(row, look), lost_power(row, look) != false},
                     growth);
   // Nothing else has ended since the test ran but this one.
   if (!own.entry && circumstances.was_stopped && !look.running && !growth.added.empty() &&
       (!row.kind || growth.added.front().kind == row.kind))
     own.entry = growth.added.front();
+  if (lost_power(row, look) == true) own.reason += "; it was switched off meanwhile";
   if (own.entry) {
     end(finding.row, look.drive, *own.entry, now, circumstances);
     finding.entry = own.entry;

@@ -124,6 +124,30 @@ TEST(Progress, IsNotPassedByAStatusBeforeTheDriveHadItsTime) {
   EXPECT_EQ(outcome_at(kStart + minutes(8)), Outcome::Passed);
 }
 
+// Then the test may have been lost, and what the log got much later is another one's.
+TEST(Progress, IsNotToldByALaterEntryAfterALossOfPower) {
+  Look look = idle();
+  look.power_on_hours = 110;
+  LogEntry passed = entry(0);
+  const auto outcome_at = [&](std::uint64_t hours) {
+    passed.hours = hours;
+    return found(begun(), look, {passed}).row;
+  };
+  EXPECT_EQ(outcome_at(106).outcome, Outcome::Passed);
+  look.power_cycles = 21;
+  EXPECT_EQ(outcome_at(102).outcome, Outcome::Passed) << "it may have been switched off later";
+  EXPECT_EQ(outcome_at(103).outcome, Outcome::Unknown);
+  EXPECT_EQ(outcome_at(103).cause,
+            "no look showed the test running, and the drive has written entries of later tests "
+            "only; it was switched off meanwhile");
+  look.power_cycles.reset();
+  EXPECT_EQ(outcome_at(106).outcome, Outcome::Passed) << "it does not tell";
+  look = idle(Protocol::Nvme);
+  look.power_on_hours = 110;
+  look.power_cycles = 21;
+  EXPECT_EQ(outcome_at(106).outcome, Outcome::Passed) << "it may go on with the test";
+}
+
 // The status may then be that of a former test.
 TEST(Progress, IsNotToldByAStatusThatOutlastedALossOfPower) {
   Look look = idle();
