@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "drivetest/drive_access.h"
+#include "drivetest/kept_entries.h"
 #include "drivetest/log_growth.h"
 
 namespace drivetest {
@@ -37,8 +38,10 @@ ChangeByLook change_by_look(const DriveState& state, const Look& look, Time now,
   ChangeByLook found;
   DriveChange& change = found.change;
   LogGrowth growth;
-  if (look.has_log)
+  if (look.has_log) {
     growth = state.log ? growth_of(*state.log, look.log) : growth_from_unknown(look.log);
+    if (!state.log) leave_out_kept(growth, state.kept);
+  }
   // A look asks for the status first and for the log then: a test that ends between the two shows
   // as running and as ended. Another look tells whether another one runs. At the first look any
   // entry may be of such a test.
@@ -68,7 +71,10 @@ ChangeByLook change_by_look(const DriveState& state, const Look& look, Time now,
 }
 
 void apply(DriveState& state, const DriveChange& change) {
-  if (change.log) state.log = change.log;
+  if (change.log) {
+    state.log = change.log;
+    state.kept.clear();
+  }
   if (change.running) state.running = change.running;
   if (state.running && state.running->outcome) state.running.reset();
   for (const TestRow& row : change.added)

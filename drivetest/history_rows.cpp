@@ -115,6 +115,16 @@ std::vector<LogEntry> read_log_seen(Database& database, std::int64_t drive) {
   return log;
 }
 
+std::vector<TestRow> read_with_entry(Database& database, std::int64_t drive) {
+  Query query = database.query(
+      "SELECT number FROM tests WHERE drive = ? AND result_code IS NOT NULL AND hours IS NOT NULL"
+      " ORDER BY recorded, number",
+      drive);
+  std::vector<TestRow> rows;
+  while (query.step()) rows.push_back(read_known_test(database, query.next_integer()).row);
+  return rows;
+}
+
 }  // namespace
 
 std::optional<std::int64_t> find_drive(Database& database, std::string_view machine_id,
@@ -259,6 +269,7 @@ DriveState read_state(Database& database, std::int64_t drive) {
       if (query.next_optional_text()) state.log = read_log_seen(database, drive);
     }
   }
+  if (!state.log) state.kept = read_with_entry(database, drive);
   if (const auto number = running_number(database, drive))
     state.running = read_known_test(database, *number).row;
   return state;
