@@ -221,6 +221,7 @@ Json progress_json(const std::string& device, const TestProgress& progress, driv
 Json failure_json(const std::string& cause, const std::string& reason) {
   Json object = run_json(not_tested("", cause, reason));
   object["device"] = nullptr;
+  object["test"] = nullptr;
   return Json::array({std::move(object)});
 }
 

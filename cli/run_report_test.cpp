@@ -148,6 +148,7 @@ TEST(RunJson, OfADriveThatWasNotAsked) {
        {"begin", "end", "duration", "model", "advice", "advice_text", "record", "job", "bay"})
     EXPECT_EQ(json[name], nullptr) << name;
   EXPECT_EQ(failure_json("command-line", "x")[0]["device"], nullptr);
+  EXPECT_EQ(failure_json("command-line", "x")[0]["test"], nullptr) << "no test is meant";
   EXPECT_EQ(failure_json("command-line", "x")[0].size(), json.size());
 }
 
