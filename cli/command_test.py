@@ -172,7 +172,9 @@ class Check(CommandTest):
         state.chmod(0o755)
         found = self.findings()["history"]
         self.assertFalse(found["ok"])
-        self.assertEqual(found["found"], f"{state} is open to other users: chmod 700 {state}")
+        self.assertEqual((found["found"], found["remedy"]),
+                         (f"{state} is open to other users",
+                          f"chmod 700 {state}; until then drives are tested and nothing is kept"))
 
     def test_smartctl_that_does_not_run(self):
         self.smartctl.write_text("#!/bin/sh\nexit 7\n")

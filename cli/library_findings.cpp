@@ -52,11 +52,13 @@ Finding history_finding(const std::string& folder) {
     case HistoryCheck::Result::NotThere:
       return {"history", true, check.file + ": made with the first test", ""};
     case HistoryCheck::Result::Hidden:
-      return {"history", false, check.words, "", true};
+      return {"history", false, check.words, check.remedy, true};
     case HistoryCheck::Result::Unusable:
       break;
   }
-  return {"history", false, check.words, "until then drives are tested and nothing is kept"};
+  constexpr const char* kUntilThen = "until then drives are tested and nothing is kept";
+  return {"history", false, check.words,
+          check.remedy.empty() ? kUntilThen : check.remedy + "; " + kUntilThen};
 }
 
 }  // namespace cli

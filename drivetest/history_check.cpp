@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -24,36 +25,41 @@ using Result = HistoryCheck::Result;
 HistoryCheck check_parent(const std::string& folder) {
   const std::filesystem::path parent = std::filesystem::absolute(folder).parent_path();
   if (faccessat(AT_FDCWD, parent.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
-    return {Result::NotThere, folder, ""};
+    return {Result::NotThere, folder, "", ""};
   const int error = errno;
   const std::string words = parent.string() + ", where the history's folder belongs: " +
                             std::generic_category().message(error);
-  if (error == EACCES) return {Result::Hidden, folder, words + ": root makes it"};
-  return {Result::Unusable, folder, words};
+  if (error == EACCES) return {Result::Hidden, folder, words, "root makes it"};
+  return {Result::Unusable, folder, words, ""};
 }
 
-// What is wrong with the tables; empty: nothing.
-std::string trouble_of(Database& database) {
+struct Trouble {
+  std::string words;
+  std::string remedy;
+};
+
+// What is wrong with the tables; not set: nothing.
+std::optional<Trouble> trouble_of(Database& database) {
   try {
     const std::int64_t version = schema_version(database);
     if (std::cmp_greater(version, schema_steps().size()))
-      return "it was written by a newer hddtest: upgrade hddtest";
+      return Trouble{"it was written by a newer hddtest", "upgrade hddtest"};
     if (std::cmp_equal(version, schema_steps().size())) expect_tables(database);
-    return {};
+    return std::nullopt;
   } catch (const DatabaseError& error) {
     if (error.is_damage()) database.leave_files_alone();
     throw;
   }
 }
 
-std::string trouble_of(const std::string& file) {
+std::optional<Trouble> trouble_of(const std::string& file) {
   try {
     Database database(file, std::chrono::seconds(1));
     return trouble_of(database);
   } catch (const DatabaseError& error) {
-    if (!error.is_damage()) return std::string(error.what()) + ": try again later";
-    return std::string("it is damaged (") + error.what() +
-           "): the next use keeps it aside by another name and begins a new one";
+    if (!error.is_damage()) return Trouble{error.what(), "try again later"};
+    return Trouble{std::string("it is damaged (") + error.what() + ")",
+                   "the next use keeps it aside by another name and begins a new one"};
   }
 }
 
@@ -64,20 +70,20 @@ HistoryCheck check_history(const std::string& folder) {
   if (lstat(folder.c_str(), &status) != 0 && errno == ENOENT) return check_parent(folder);
   try {
     const HistoryFolder opened(folder);
-    const auto unusable = [&](const std::string& words) {
-      return HistoryCheck{Result::Unusable, opened.file(), words};
+    const auto unusable = [&](const std::string& words, const std::string& remedy) {
+      return HistoryCheck{Result::Unusable, opened.file(), words, remedy};
     };
     const auto id = opened.file_id();
     if (opened.is_read_only())
-      return unusable("its file system is read-only: mount it for writing");
-    if (opened.is_full()) return unusable("its file system is full: make room on it");
-    if (!id || id->size == 0) return {Result::NotThere, opened.file(), ""};
-    if (const std::string trouble = trouble_of(opened.file()); !trouble.empty())
-      return unusable(trouble);
-    return {Result::Sound, opened.file(), ""};
+      return unusable("its file system is read-only", "mount it for writing");
+    if (opened.is_full()) return unusable("its file system is full", "make room on it");
+    if (!id || id->size == 0) return {Result::NotThere, opened.file(), "", ""};
+    if (const auto trouble = trouble_of(opened.file()))
+      return unusable(trouble->words, trouble->remedy);
+    return {Result::Sound, opened.file(), "", ""};
   } catch (const HistoryError& error) {
     const bool is_hidden = error.fault() == HistoryFault::NotPermitted;
-    return {is_hidden ? Result::Hidden : Result::Unusable, folder, error.what()};
+    return {is_hidden ? Result::Hidden : Result::Unusable, folder, error.found(), error.remedy()};
   }
 }
 

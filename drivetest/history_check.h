@@ -13,8 +13,9 @@ struct HistoryCheck {
     Unusable,
   };
   Result result = Result::Sound;
-  std::string file;   // or the folder, where that is not there
-  std::string words;  // what is wrong, and what to do; empty for the first two
+  std::string file;    // or the folder, where that is not there
+  std::string words;   // what is wrong; empty for the first two
+  std::string remedy;  // what to do about it
 };
 
 // Makes nothing, brings no older file up to date and sets no damaged one aside. Of the file it

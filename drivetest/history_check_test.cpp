@@ -43,7 +43,8 @@ TEST_F(HistoryCheckTest, SaysWhatIsNotSafe) {
   { History history(options()); }
   std::filesystem::permissions(file(), std::filesystem::perms::others_read,
                                std::filesystem::perm_options::add);
-  expect_unusable("is open to other users: chmod 600");
+  expect_unusable("is open to other users");
+  EXPECT_EQ(check().remedy, "chmod 600 " + file().string());
   std::filesystem::remove(file());
   std::filesystem::create_symlink(root() / "elsewhere", file());
   expect_unusable("is a link");
@@ -55,7 +56,8 @@ TEST_F(HistoryCheckTest, LeavesADamagedAndANewerOneAsTheyAre) {
     History history(options());
     history.database().run_script("PRAGMA user_version = 99");
   }
-  expect_unusable("it was written by a newer hddtest: upgrade");
+  expect_unusable("it was written by a newer hddtest");
+  EXPECT_EQ(check().remedy, "upgrade hddtest");
   std::ofstream(file()) << std::string(4096, 'x');
   expect_unusable("it is damaged");
   EXPECT_EQ(count_files("history.sqlite"), 1U);

@@ -1,6 +1,7 @@
 // Why the history could not be read or written.
 #pragma once
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 
@@ -21,13 +22,25 @@ enum class HistoryFault {
 // written, here or elsewhere.
 class HistoryError : public std::runtime_error {
  public:
-  HistoryError(HistoryFault fault, const std::string& words)
-      : std::runtime_error(words), fault_(fault) {}
+  // What is wrong and what to do, with what stands between the two in a line.
+  HistoryError(HistoryFault fault, const std::string& found, const std::string& remedy = "",
+               const std::string& between = ": ")
+      : std::runtime_error(remedy.empty() ? found : found + between + remedy),
+        fault_(fault),
+        found_(found.size()),
+        remedy_(remedy.size()) {}
 
   HistoryFault fault() const noexcept { return fault_; }
+  std::string found() const { return std::string(what(), found_); }
+  std::string remedy() const {
+    const std::string words = what();
+    return words.substr(words.size() - remedy_);
+  }
 
  private:
   HistoryFault fault_;
+  std::size_t found_;  // how many bytes of the words
+  std::size_t remedy_;
 };
 
 }  // namespace drivetest

@@ -46,11 +46,11 @@ HistoryFault fault_of(int error) {
 std::string remedy_of(HistoryFault fault) {
   switch (fault) {
     case HistoryFault::NotPermitted:
-      return "; root sees the history";
+      return "root sees the history";
     case HistoryFault::ReadOnly:
-      return "; mount its file system for writing, or set HVX_STATE_DIR to another folder";
+      return "mount its file system for writing, or set HVX_STATE_DIR to another folder";
     case HistoryFault::Full:
-      return "; make room on its file system";
+      return "make room on its file system";
     default:
       return "";
   }
@@ -59,31 +59,30 @@ std::string remedy_of(HistoryFault fault) {
 [[noreturn]] void throw_errno(const std::string& what) {
   const int error = errno;
   const HistoryFault fault = fault_of(error);
-  throw HistoryError(fault,
-                     what + ": " + std::generic_category().message(error) + remedy_of(fault));
+  throw HistoryError(fault, what + ": " + std::generic_category().message(error), remedy_of(fault),
+                     "; ");
 }
 
 // What is wrong with a folder or file that is to be ours alone.
 void expect_own(const std::string& path, const struct stat& status, const char* mode) {
   if (status.st_uid != geteuid()) {
     if (status.st_uid == 0)
-      throw HistoryError(HistoryFault::NotPermitted,
-                         "the history in " + path + " is root's: root sees it, as with sudo");
-    throw HistoryError(HistoryFault::Unsafe, path + " belongs to the user with the number " +
-                                                 std::to_string(status.st_uid) +
-                                                 ", who could change the history: chown " +
-                                                 std::to_string(geteuid()) + " " + path +
-                                                 ", or set HVX_STATE_DIR to another folder");
+      throw HistoryError(HistoryFault::NotPermitted, "the history in " + path + " is root's",
+                         "root sees it, as with sudo");
+    throw HistoryError(HistoryFault::Unsafe,
+                       path + " belongs to the user with the number " +
+                           std::to_string(status.st_uid) + ", who could change the history",
+                       "chown " + std::to_string(geteuid()) + " " + path +
+                           ", or set HVX_STATE_DIR to another folder");
   }
   if ((status.st_mode & kOfOthers) != 0)
-    throw HistoryError(HistoryFault::Unsafe,
-                       path + " is open to other users: chmod " + mode + " " + path);
+    throw HistoryError(HistoryFault::Unsafe, path + " is open to other users",
+                       std::string("chmod ") + mode + " " + path);
 }
 
 [[noreturn]] void throw_link(const std::string& path, const std::string& what) {
-  throw HistoryError(
-      HistoryFault::Unsafe,
-      path + " is " + what + ": move it away, or set HVX_STATE_DIR to another folder");
+  throw HistoryError(HistoryFault::Unsafe, path + " is " + what,
+                     "move it away, or set HVX_STATE_DIR to another folder");
 }
 
 // Without links on the way to it, since SQLite refuses those.
@@ -155,8 +154,8 @@ platform::Descriptor HistoryFolder::lock(bool is_exclusive,
   while (flock(lock.get(), (is_exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) throw_errno(path_ + " cannot be locked");
     if (std::chrono::steady_clock::now() >= end)
-      throw HistoryError(HistoryFault::Busy,
-                         "other programs keep " + file_ + " busy: try again later");
+      throw HistoryError(HistoryFault::Busy, "other programs keep " + file_ + " busy",
+                         "try again later");
     std::this_thread::sleep_for(kPause);
   }
   return lock;
