@@ -236,6 +236,14 @@ class CommandLine(CommandTest):
             (["enumerate"], "CLASS is required; see hddtest enumerate --help"),
             (["enumerate", "A", "B"],
              "'hddtest enumerate' takes no further argument 'B'; see hddtest enumerate --help"),
+            (["patrol", "--test", "conveyance"],
+             "there is no patrol 'conveyance'; the patrols are short and long$"),
+            (["--test", "long", "start"],
+             "options stand behind the command: 'hddtest start --test ...'; see hddtest start --help$"),
+            (["-t", "long", "start"], "options stand behind the command: 'hddtest start -t ...'; see"),
+            (["--test=long", "run", "x"], "behind the command: 'hddtest run --test ...'; see"),
+            (["--tset", "long", "start"],
+             r"'hddtest start' has no option '--tset'; see hddtest start --help; did you mean '--test'\?$"),
             (["enumerate", "A", "--\x1b[2J"], r"no option '--\\x1b\[2J'; see"),
         ]:
             self.run_command(*arguments)
@@ -287,6 +295,7 @@ class CommandLine(CommandTest):
         for arguments, line in [
             ([], "no command was given"),
             (["none"], "there is no command 'none'"),
+            (["long", "start"], "there is no command 'long'"),
             ([""], "there is no command ''"),
             (["drvies"], "there is no command 'drvies'; did you mean 'drives'?"),
             (["help", "enum"], "there is no command 'enum'; did you mean 'enumerate'?"),

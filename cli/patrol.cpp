@@ -42,7 +42,7 @@ constexpr const char* kFooter =
 TestKind kind_of(const PatrolOptions& options) {
   const auto kind = drivetest::test_kind_named(options.kind);
   if (kind == TestKind::Short || kind == TestKind::Long) return *kind;
-  throw WrongCommandLine("there is no patrol '" + options.kind + "'; --test takes short or long");
+  throw WrongCommandLine("there is no patrol '" + options.kind + "'; the patrols are short and long");
 }
 
 class Patrol {

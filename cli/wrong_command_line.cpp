@@ -1,5 +1,7 @@
 #include "cli/wrong_command_line.h"
 
+#include <algorithm>
+
 #include "cli/listed.h"
 #include "cli/near_match.h"
 #include "platform/words.h"
@@ -23,6 +25,13 @@ std::string unexpected(const CLI::App& command, const std::string& caller, const
     return "'" + caller + "' takes no further argument '" + word + "'" + see;
   return "'" + caller + "' has no option '" + name + "'" + see +
          near_match_question(name, option_names(command));
+}
+
+// Whether the command has the option, by a name such as "--test" or "-t".
+bool knows(const CLI::App& command, const std::string& name) {
+  const auto options = listed_options(command);
+  return std::any_of(options.begin(), options.end(),
+                     [&](const CLI::Option* option) { return option->check_name(name); });
 }
 
 // In words what the library says of an option and its value.
@@ -72,6 +81,14 @@ WrongCommandLine wrong_command_line(const CLI::App& program, const CLI::ParseErr
   if (no_command && (unread.empty() || !word.starts_with('-'))) {
     if (!unread.empty()) return no_such_command(program, word);
     return WrongCommandLine("no command was given", command_list(program));
+  }
+  const std::vector<std::string> before = program.remaining(false);
+  if (!named.empty() && !before.empty()) {
+    const std::string name = word.substr(0, word.find('='));
+    if (!word.starts_with('-')) return no_such_command(program, word);
+    if (knows(command, name))
+      return WrongCommandLine("options stand behind the command: '" + caller + " " + name +
+                              " ...'" + see);
   }
   if (no_command || dynamic_cast<const CLI::ExtrasError*>(&error))
     return WrongCommandLine(unexpected(command, caller, see, word));

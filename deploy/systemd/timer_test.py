@@ -100,7 +100,7 @@ class Units(unittest.TestCase):
         for name in ("conveyance", "Short", "--wake", ""):
             done = subprocess.run([PROGRAM, "patrol", f"--test={name}"], capture_output=True, text=True)
             self.assertEqual(done.returncode, 3)
-            self.assertRegex(done.stderr, "--test (takes short or long|needs a value)")
+            self.assertRegex(done.stderr, "the patrols are short and long|--test needs a value")
 
     def test_short_is_weekly_and_long_monthly(self):
         for name, days in (("short", 7), ("long", 28)):
