@@ -6,6 +6,8 @@
 // module and its object manager; all_seconds adds that of the programs that were started.
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
+
 #include "bench/workspace.h"
 
 namespace {

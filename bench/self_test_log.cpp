@@ -4,6 +4,8 @@
 #include <benchmark/benchmark.h>
 #include <string.h>
 
+#include <initializer_list>
+
 #include "bench/workspace.h"
 #include "engine/HDDTest.h"
 

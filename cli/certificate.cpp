@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 #include "broker/http/channel.h"
 #include "cli/failure.h"

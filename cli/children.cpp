@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <system_error>
 #include <thread>
 
 namespace cli {

@@ -2,6 +2,7 @@
 // discovery made on each, not a second opinion.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <mutex>
 #include <set>
+#include <system_error>
 
 #include "cli/failure.h"
 #include "cli/log_listener.h"

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <system_error>
 
 #include "cli/failure.h"
 #include "platform/descriptor.h"

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
+#include <sys/socket.h>
 
 #include <charconv>
 #include <cstdint>

@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <fstream>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace cli {
 namespace {

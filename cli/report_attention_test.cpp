@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <initializer_list>
+
 namespace cli {
 namespace {
 

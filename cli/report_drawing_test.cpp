@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <initializer_list>
 #include <regex>
+#include <utility>
 
 #include "cli/report_text.h"
 

@@ -1,6 +1,7 @@
 #include "cli/run_evidence.h"
 
 #include <charconv>
+#include <system_error>
 
 #include "cli/log_texts.h"
 

@@ -1,6 +1,7 @@
 #include "cli/run_progress.h"
 
 #include <charconv>
+#include <system_error>
 #include <utility>
 
 #include "cli/drive_look.h"

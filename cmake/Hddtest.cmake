@@ -1,10 +1,11 @@
 # What every folder's CMakeLists.txt builds with: compiler settings, output places,
-# dependency look-up, and three functions:
+# dependency look-up, and four functions:
 #
 #   hddtest_library(TARGET SOURCES... [LINK targets...] [VERSION_SCRIPT file] [PLUGIN])   a shared library
 #   hddtest_objects(TARGET SOURCES... [LINK targets...])                         objects for a library and its tests
 #   hddtest_test(NAME SOURCES... [LINK targets...] [LABELS label] [ENVIRONMENT VARIABLE=value...]
 #                [RECORDED VARIABLE] [SHARDS number] [COST seconds])         a GoogleTest program
+#   hddtest_script_test(NAME script [arguments...] [PROPERTIES ...])   a test in Python of what is not compiled
 #
 # A PLUGIN is a library that object managers load; it is installed where they look for providers,
 # the others in a folder of their own. A test program is one test of ctest, and tools/summary.py counts
@@ -44,7 +45,7 @@ set(HDDTEST_PLUGIN_PLACE ${CMAKE_INSTALL_LIBDIR}/cmpi)
 set(HDDTEST_LIBRARY_PLACE ${CMAKE_INSTALL_LIBDIR}/hddtest)
 
 set(HDDTEST_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
-set(HDDTEST_UNITY OFF CACHE STRING "Compile several units of a target as one (cmake/Unity.cmake): OFF, TESTS or ON")
+option(HDDTEST_UNITY "Compile several units of a target as one (cmake/Unity.cmake)" OFF)
 option(HDDTEST_FUZZ "Build for the fuzz targets, which then search for inputs by themselves (clang)" OFF)
 
 add_compile_options(-Wall -Wextra -Werror)
@@ -252,4 +253,17 @@ function(hddtest_test name)
     hddtest_add_test(${name}.${shard} ${name} ${properties} ENVIRONMENT ${ARG_ENVIRONMENT}
                      GTEST_TOTAL_SHARDS=${ARG_SHARDS} GTEST_SHARD_INDEX=${index})
   endforeach()
+endfunction()
+
+# A tree with sanitizers would only repeat it.
+function(hddtest_script_test name script)
+  if(NOT BUILD_TESTING OR HDDTEST_SANITIZE)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "PROPERTIES" ${ARGN})
+  add_test(NAME ${name} COMMAND Python3::Interpreter -B ${CMAKE_CURRENT_SOURCE_DIR}/${script}
+           ${ARG_UNPARSED_ARGUMENTS})
+  if(ARG_PROPERTIES)
+    set_tests_properties(${name} PROPERTIES ${ARG_PROPERTIES})
+  endif()
 endfunction()

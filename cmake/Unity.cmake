@@ -1,7 +1,9 @@
-# Compiles up to eight units of a target as one, so that what they all include is read once. This is for a
-# tree that is built from nothing, as those with sanitizers are: there it takes a third of the time. The
-# whole ./test does so for the tests of an ordinary tree too, where it makes that tree itself. A change to
-# one unit compiles all eight; "cmake --preset default -D HDDTEST_UNITY=OFF" sets them apart again. A target whose units have to stay apart has UNITY_BUILD OFF.
+# Compiles up to eight units of a target as one, so that what they all include is read once: a build from
+# nothing takes less than half of the time so. The trees with sanitizers are built this way, and the
+# ordinary one where ./run, ./test or ./package makes it; "cmake --preset default" builds each unit by
+# itself, and so does "-D HDDTEST_UNITY=OFF" from then on. What a unit includes is checked by
+# tests/includes_test.py in either. A change to one unit compiles all of its group. A target whose units
+# have to stay apart has UNITY_BUILD OFF.
 
 # The units of these targets, which are the folder's, get the number of their group.
 function(hddtest_group_units folder)

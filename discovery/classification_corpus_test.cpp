@@ -9,6 +9,7 @@
 #include <iterator>
 #include <map>
 #include <sstream>
+#include <vector>
 
 #include "discovery/classification.h"
 

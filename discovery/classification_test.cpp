@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <utility>
 
 #include "discovery/excluded_machine_types.h"
 #include "platform/words.h"

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "discovery/machinetype.h"
 

@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <string>
+#include <system_error>
 #include <thread>
 
 #include "platform/descriptor.h"

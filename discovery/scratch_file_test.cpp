@@ -12,11 +12,13 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <utility>
+
 #include "inventory/test_tree.h"
 
 namespace drivetest {

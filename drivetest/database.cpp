@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <new>
+#include <system_error>
 
 #include "platform/utf8.h"
 

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "drivetest/time_text.h"

@@ -1,6 +1,7 @@
 #include "drivetest/joined_drives.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>

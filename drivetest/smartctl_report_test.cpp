@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <utility>
+
 #include "drivetest/inability.h"
 #include "drivetest/log_growth.h"
 #include "drivetest/outcome.h"

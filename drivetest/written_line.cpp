@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cstdint>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "drivetest/history_json.h"

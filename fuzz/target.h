@@ -2,6 +2,7 @@
 // reader of outside text and requires what must hold for every input.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

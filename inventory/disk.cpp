@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "inventory/device_text.h"
 #include "inventory/drive_connection.h"

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <utility>
+
 #include "inventory/test_tree.h"
 
 namespace inventory {

@@ -2,6 +2,7 @@
 // "hwinfo --disk" printed there.
 #pragma once
 
+#include <algorithm>
 #include <iterator>
 #include <map>
 #include <sstream>

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "inventory/test_tree.h"
 
 namespace inventory {

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <memory>
+#include <system_error>
 
 #include "inventory/device_text.h"
 #include "platform/descriptor.h"

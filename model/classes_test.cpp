@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
 #include <set>
 #include <sstream>
+#include <type_traits>
+#include <vector>
 
 #include "model/contract.h"
 #include "platform/words.h"

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "broker/repository.h"
 #include "model/classes.h"

@@ -1,4 +1,8 @@
 // Whole enumerations of the available-diagnostic-service provider.
+#include <algorithm>
+#include <cstddef>
+#include <tuple>
+
 #include "discovery/excluded_machine_types.h"
 #include "model/KAVRO_DiskDrive.h"
 #include "model/KAVRO_HDDTest_DiagnosticService.h"

@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "providers/KAVRO_HDDTest_ConcreteJob_Provider.h"
 
 #include "providers/provider_test.h"

@@ -3,7 +3,10 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <new>
+#include <tuple>
 
 #include "providers/provider_test.h"
 #include "providers/record_text.h"

@@ -1,3 +1,6 @@
+#include <iterator>
+#include <tuple>
+
 #include "providers/KAVRO_HDDTest_DiagnosticService_Provider.h"
 
 #include "engine/HDDTest.h"

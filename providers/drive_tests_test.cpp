@@ -1,4 +1,6 @@
 // Each test by which the available-diagnostic-service provider leaves drives out.
+#include <tuple>
+
 #include "providers/discovery_test.h"
 
 namespace ovk_cimple {

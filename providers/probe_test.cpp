@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cstring>
 
 using namespace ovk_cimple;

@@ -16,6 +16,7 @@
 
 #include "engine/HDDTest.h"
 #include "platform/framework/handler.h"
+#include "platform/framework/meta.h"
 #include "platform/support/logger.h"
 
 namespace ovk_cimple {

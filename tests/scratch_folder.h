@@ -4,8 +4,10 @@
 #include <stdlib.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 // Below the folder for temporary files, removed with all that is in it when its owner goes. Without
 // one there is nothing to do: the process ends.

@@ -132,7 +132,7 @@ build_progress() {
 }
 
 build() {
-  local preset=$1 tree=build
+  local preset=$1 tree=build united=
   shift
   case $preset in
     default) ;;
@@ -140,10 +140,12 @@ build() {
     *) tree=build/$preset ;;
   esac
   begin_log "$tree" build.log
+  # A tree that is made here is made in the way that takes least time; one that is there stays as it is.
+  [ "$preset" != default ] || [ -e build/CMakeCache.txt ] || united="-D HDDTEST_UNITY=ON"
   say "Building ($preset), for the first time this takes minutes; the log is $tree/build.log"
   if ! (
     set -o pipefail
-    { cmake --preset "$preset" && cmake --build "$tree" ${1:+--target "$@"}; } 2>&1 |
+    { cmake --preset "$preset" $united && cmake --build "$tree" ${1:+--target "$@"}; } 2>&1 |
       build_progress "$tree/build.log"
   ); then
     tail -n 40 "$tree/build.log" >&2

@@ -1,4 +1,6 @@
 // Operations on classes, on the classes of the tests and on those of the product.
+#include <initializer_list>
+
 #include "broker/cimxml/service_fixture.h"
 #include "broker/cimxml/writer.h"
 

@@ -1,4 +1,6 @@
 // The answers to requests that are refused before their operation, and how large they may be.
+#include <sstream>
+
 #include "broker/cimxml/document.h"
 #include "broker/cimxml/service_fixture.h"
 

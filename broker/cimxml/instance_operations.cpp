@@ -1,4 +1,5 @@
 // Operations on instances.
+#include <type_traits>
 #include <utility>
 
 #include "broker/cimxml/gather.h"

@@ -1,5 +1,6 @@
 // How much memory requests take, each and together, and that they give it back.
 #include <algorithm>
+#include <thread>
 
 #include "broker/cimxml/memory_of_process.h"
 #include "broker/cimxml/service_fixture.h"

@@ -3,6 +3,7 @@
 // Providers hand out all objects at once, so all of them are there when an enumeration is opened.
 // They wait as text until they are pulled, or until nobody has pulled for the agreed time.
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 #include "broker/cimxml/enumeration_status.h"

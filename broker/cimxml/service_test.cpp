@@ -1,4 +1,6 @@
 // Operations on instances and methods, as their XML.
+#include <initializer_list>
+
 #include "broker/cimxml/service.h"
 
 #include "broker/cimxml/service_fixture.h"

@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <future>
+#include <string>
 #include <thread>
 #include <vector>
 

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>

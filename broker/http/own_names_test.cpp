@@ -4,6 +4,8 @@
 #include <ifaddrs.h>
 #include <unistd.h>
 
+#include <stdexcept>
+
 #include "broker/http/address.h"
 
 namespace broker::http {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <future>
+#include <stdexcept>
 #include <thread>
 
 #include "broker/http/address.h"

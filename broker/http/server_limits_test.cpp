@@ -7,6 +7,7 @@
 #include <atomic>
 #include <filesystem>
 #include <future>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>

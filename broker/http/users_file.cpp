@@ -12,6 +12,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
 
 #include "broker/http/password_hash.h"
 #include "broker/http/users.h"

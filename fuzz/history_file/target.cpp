@@ -1,5 +1,6 @@
 // The file of the history, as somebody or a broken disk may have left it. The input is the file or,
 // behind an "E", what is different in a sound one: a byte's place, in two bytes, and the byte.
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 

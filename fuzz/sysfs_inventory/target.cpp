@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <system_error>
 
 #include "inventory/bus_device.h"
 #include "inventory/device_text.h"

@@ -7,6 +7,7 @@
 #include <concepts>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <variant>
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <utility>
 
 #include "platform/smbios/smbios_table.h"
 #include "platform/smbios/test_table.h"

@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <system_error>
+
 #include "platform/descriptor.h"
 #include "platform/support/log_file.h"
 #include "platform/support/support_test.h"

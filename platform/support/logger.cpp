@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include "platform/support/log_file.h"
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 #include "platform/descriptor.h"
 #include "platform/local_time.h"

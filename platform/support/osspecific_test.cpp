@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <stdexcept>
+
 #include "platform/support/product_name.h"
 #include "platform/support/support_test.h"
 

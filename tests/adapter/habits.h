@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <ostream>
+#include <vector>
 
 #include "broker/tables.h"
 

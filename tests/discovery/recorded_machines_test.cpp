@@ -5,6 +5,7 @@
 //
 // The machines are those beside this file; a program without HDDTEST_MACHINES takes them from the
 // directory that HDDTEST_RECORDS names.
+#include <algorithm>
 #include <cstdlib>
 
 #include "inventory/instances.h"

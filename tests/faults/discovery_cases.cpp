@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 
 #include "tests/faults/case.h"
 #include "tests/faults/injection.h"

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <new>
+#include <tuple>
 
 #include "discovery/scratch_file_lock.h"
 #include "tests/faults/case.h"

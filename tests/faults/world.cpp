@@ -18,6 +18,8 @@
 #include <ctime>
 #include <fstream>
 #include <iterator>
+#include <new>
+#include <system_error>
 #include <thread>
 #include <utility>
 

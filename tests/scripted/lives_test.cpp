@@ -3,7 +3,9 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cctype>
 #include <ostream>
+#include <utility>
 
 #include "platform/spawn_plan.h"
 #include "tests/scripted/life.h"

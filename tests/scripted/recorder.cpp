@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <fstream>
 #include <mutex>
 #include <stdexcept>

@@ -9,6 +9,7 @@
 #include <cctype>
 #include <fstream>
 #include <stdexcept>
+#include <system_error>
 
 #include "platform/support/logger.h"
 #include "tests/scripted/recorder.h"

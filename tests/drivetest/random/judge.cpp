@@ -1,6 +1,7 @@
 #include "tests/drivetest/random/judge.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <set>

@@ -4,6 +4,7 @@
 // A life with a fault is shortened as long as it has one.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
