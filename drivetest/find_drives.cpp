@@ -42,11 +42,6 @@ std::vector<Place> scanned_places(const ToolOutput& scan) {
 
 std::string last_name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
-// The USB bridges of drives have names of their own, which are not the drives'.
-std::string world_wide_name(const inventory::Disk& disk) {
-  return disk.connection == "USB" ? "" : name_of_naa(disk.world_wide_name);
-}
-
 std::vector<FoundDrive> disks(const Sysfs& sysfs) {
   std::vector<FoundDrive> found;
   for (const inventory::Disk& disk : inventory::read_disks(sysfs)) {
@@ -54,7 +49,9 @@ std::vector<FoundDrive> disks(const Sysfs& sysfs) {
     FoundDrive one;
     one.drive.place.device = disk.device;
     one.drive.serial_number = disk.serial;
-    one.drive.world_wide_name = world_wide_name(disk);
+    one.drive.is_on_usb = disk.connection == "USB";
+    // The bridges have names of their own, which are not the drives'.
+    if (!one.drive.is_on_usb) one.drive.world_wide_name = name_of_naa(disk.world_wide_name);
     one.drive.size = disk.bytes;
     const std::string block = "/sys/block/" + last_name(disk.device);
     if (const auto rotates = sysfs.number(block + "/queue/rotational"))
@@ -89,7 +86,7 @@ std::vector<FoundDrive> nvme_drives(const Sysfs& sysfs) {
     one.drive.model = sysfs.text(folder + "model");
     one.drive.serial_number = sysfs.text(folder + "serial");
     one.drive.firmware = sysfs.text(folder + "firmware_rev");
-    one.drive.world_wide_name = kernel_name_of(one.drive);
+    one.kernel_name = kernel_name_of(one.drive);
     one.drive.is_rotational = kernel_rotation_of(one.drive);
     one.names = {one.drive.place.device};
     const std::string name = sysfs.text(folder + "subsysnqn");
@@ -218,19 +215,24 @@ void add_links(const Sysfs& sysfs, std::vector<FoundDrive>& drives) {
 }
 
 // What the kernel knows a drive by. It may know no model, and cheap drives have neither a name nor
-// a serial number of their own.
-std::string known_claim(const Drive& drive) {
+// a serial number of their own. A serial number behind USB may be the bridge's.
+std::string known_claim(const FoundDrive& known) {
+  if (!known.kernel_name.empty()) return known.kernel_name;
+  const Drive& drive = known.drive;
   std::string claim = drive.claimed_identity();
-  return claim.empty() ? drive.serial_number : claim;
+  return claim.empty() && !drive.is_on_usb ? drive.serial_number : claim;
 }
 
-bool may_be(const Drive& known, const Drive& said) {
+bool may_be(const FoundDrive& known, const Drive& said) {
   const auto is_it = [](const std::string& a, const std::string& b) {
     return !a.empty() && a == b;
   };
-  return is_it(known.world_wide_name, said.world_wide_name) ||
-         is_it(known.serial_number, said.serial_number);
+  return is_it(known.kernel_name, said.world_wide_name) ||
+         is_it(known.drive.world_wide_name, said.world_wide_name) ||
+         is_it(known.drive.serial_number, said.serial_number);
 }
+
+bool is_nvme(const FoundDrive& one) { return one.drive.protocol == Protocol::Nvme; }
 
 // A drive in standby does not say its model; then the serial number that the kernel knows decides.
 bool claim_the_same(const Look& a, const Look& b) {
@@ -302,17 +304,24 @@ std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
                                          const std::vector<std::optional<Look>>& looks) {
   if (drives.size() < 2) return {};
   std::map<std::string, int> claims;
-  for (const FoundDrive& one : drives) ++claims[known_claim(one.drive)];
+  for (const FoundDrive& one : drives) ++claims[known_claim(one)];
+  const bool are_several_nvme = std::ranges::count_if(drives, is_nvme) > 1;
+  const auto may_have_name_of_other = [&](const FoundDrive& one) {
+    return are_several_nvme && is_nvme(one) && one.kernel_name.empty();
+  };
   const auto is_said_elsewhere = [&](std::size_t number) {
-    const Drive& known = drives[number].drive;
     for (std::size_t other = 0; other < drives.size(); ++other)
-      if (other != number && looks[other] && may_be(known, looks[other]->drive)) return true;
+      if (other != number && looks[other] && may_be(drives[number], looks[other]->drive))
+        return true;
     return false;
   };
   std::vector<std::size_t> doubtful;
   for (std::size_t number = 0; number < drives.size(); ++number) {
-    const std::string claim = known_claim(drives[number].drive);
-    if (claim.empty() || claims[claim] > 1 || is_said_elsewhere(number)) doubtful.push_back(number);
+    const FoundDrive& one = drives[number];
+    const std::string claim = known_claim(one);
+    if (claim.empty() || claims[claim] > 1 || may_have_name_of_other(one) ||
+        is_said_elsewhere(number))
+      doubtful.push_back(number);
   }
   return doubtful;
 }

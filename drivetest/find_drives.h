@@ -16,6 +16,9 @@ struct FoundDrive {
   // As far as the kernel tells, which is all that a drive in standby lets one know. The model is
   // set only where the kernel has it whole, as of NVMe drives.
   Drive drive;
+  // Of an NVMe drive: the name of its only namespace, which drives of one name are found by. It is
+  // the drive's own where no second one may come, and only the drive tells that.
+  std::string kernel_name;
   std::vector<Place> paths;        // other ways to the same drive
   std::vector<std::string> names;  // its nodes, and the links to them in /dev/disk/by-id
 };
@@ -39,8 +42,9 @@ std::vector<Look> look_at(DriveAccess& access, const std::vector<FoundDrive>& dr
                           unsigned most_at_once = 8);
 
 // Drives that must be asked who they are, because the kernel tells nothing of them (USB bridges,
-// RAID controllers) or the same of two. One drive alone need not be asked. `looks` has the looks
-// taken so far: what a drive said may be what the kernel tells of another.
+// RAID controllers) or the same of two, or gives no name to one of several NVMe drives: it takes
+// the name from the second drive that has it. One drive alone need not be asked. `looks` has the
+// looks taken so far: what a drive said may be what the kernel tells of another.
 std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
                                          const std::vector<std::optional<Look>>& looks);
 

@@ -86,6 +86,25 @@ TEST_F(FindDrives, TakesNoNameFromAUsbBridge) {
   EXPECT_EQ(drives[0].drive.world_wide_name, "");
 }
 
+// Some bridges have a serial number of their own, too.
+TEST_F(FindDrives, DoubtsDrivesBehindUsbBridgesThatHaveSerialNumbers) {
+  for (int number : {7, 8}) {
+    tree_.scsi_host(number, "usb-storage");
+    const std::string port = "2-" + std::to_string(number);
+    const std::string device =
+        tree_.scsi_device("pci0000:00/0000:00:14.0/usb2/" + port + "/" + port + ":1.0",
+                          std::to_string(number) + ":0:0:0", "Example", "Bridge");
+    tree_.file(device + "/vpd_pg80", std::string("\0\x80\0\2", 4) + "B" + std::to_string(number));
+    tree_.block(device, number == 7 ? "sdq" : "sdr");
+  }
+  disk(1, "sda", "", "S1");
+  const auto drives = find_drives({});
+  ASSERT_THAT(places_of(drives),
+              ElementsAre(Place{"/dev/sda", ""}, Place{"/dev/sdq", ""}, Place{"/dev/sdr", ""}));
+  EXPECT_EQ(place_named(drives, "B8", ""), (Place{"/dev/sdr", ""}));
+  EXPECT_THAT(drives_in_doubt(drives, std::vector<std::optional<Look>>(3)), ElementsAre(1U, 2U));
+}
+
 TEST_F(FindDrives, HasThoseBehindAControllerFromTheScanAlone) {
   const auto drives = find_drives({scan_of({{"/dev/bus/0", "megaraid,10"},
                                             {"/dev/bus/0", "megaraid,9"},
@@ -108,6 +127,27 @@ TEST_F(FindDrives, HasAnNvmeDriveOnceByItsController) {
   EXPECT_EQ(drives[0].drive.identity(), "Example NVMe\nN1");
   for (const char* const node : {"/dev/nvme0", "/dev/nvme0n1", "/dev/nvme0n2", "nvme0n2", "N1"})
     EXPECT_EQ(place_named(drives, node, ""), (Place{"/dev/nvme0", ""})) << node;
+}
+
+// The drive may have a second namespace some day, and has another name then.
+TEST_F(FindDrives, TakesTheNameOfANamespaceForNoNameOfTheDrive) {
+  controller("nvme0");
+  tree_.file("/sys/class/nvme/nvme0/nvme0n1/eui", "00 25 38 5b 71 b0 a7 c1\n");
+  const auto drives = find_drives({});
+  EXPECT_EQ(drives.at(0).drive.world_wide_name, "");
+  EXPECT_EQ(drives.at(0).kernel_name, "eui-0025385b71b0a7c1");
+}
+
+// Their sizes are not known before they are asked.
+TEST_F(FindDrives, LeavesNvmeDrivesOfOneNameAndSerialNumberToTheirLooks) {
+  for (const char* const name : {"nvme0", "nvme1"}) {
+    controller(name);
+    tree_.file(std::string("/sys/class/nvme/") + name + "/" + name + "n1/eui",
+               "00 25 38 5b 71 b0 a7 c1\n");
+  }
+  const auto drives = find_drives({});
+  EXPECT_EQ(drives.size(), 2U);
+  EXPECT_THAT(drives_in_doubt(drives, {std::nullopt, std::nullopt}), ElementsAre(0U, 1U));
 }
 
 TEST_F(FindDrives, TellsWhetherAnNvmeDriveRotates) {
@@ -333,6 +373,23 @@ TEST_F(DrivesInDoubt, AreThoseThatAnotherDriveSaysItIs) {
   add("/dev/sdd", "wwn-1", "S9");
   add("/dev/sde", "", "S2");
   EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(0U, 1U, 3U, 4U));
+}
+
+// The kernel takes the name from the second drive that has it.
+TEST_F(DrivesInDoubt, AreNvmeDrivesWithoutANameWhereThereIsAnother) {
+  const auto add_nvme = [&](const std::string& device, const std::string& name) {
+    add_known(device, "", device);
+    drives_.back().drive.protocol = Protocol::Nvme;
+    drives_.back().drive.model = "Example";
+    drives_.back().kernel_name = name;
+  };
+  add_known("/dev/sda", "wwn-1", "S1");
+  add_nvme("/dev/nvme1", "");
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), IsEmpty());
+  add_nvme("/dev/nvme0", "eui-1");
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(1U));
+  looks_[1].emplace().drive.world_wide_name = "eui-1";
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(1U, 2U));
 }
 
 TEST_F(DrivesInDoubt, AreNoneWhereThereIsOneAlone) {

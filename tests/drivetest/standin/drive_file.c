@@ -36,6 +36,8 @@ static const struct Field kFields[] = {
     TEXT(bridge, ""),
     NUMBER(size, 500107862016),
     NUMBER(rotational, 1),
+    NUMBER(nameless, 0),
+    NUMBER(namespaces, 1),
     TEXT(tests, "short long conveyance selective"),
     TEXT(takes, ""),
     NUMBER(short_minutes, 2),

@@ -35,7 +35,7 @@ typedef char Text[TextSize];
 struct StandInDrive {
   /* What it is. */
   Text protocol, nodes, vendor, model, serial, firmware, wwn, nguid, usb, usb_serial, bridge;
-  int64_t size, rotational;
+  int64_t size, rotational, nameless, namespaces;
   /* What it can do. */
   Text tests, takes; /* what it says that it can, and what it does besides */
   int64_t short_minutes, long_minutes, conveyance_minutes, has_log;

@@ -201,6 +201,7 @@ static bool put_drive(const char* name, void* what) {
   struct Tree* const tree = what;
   struct StandInDrive drive;
   if (!state_load(tree->folder, name, &drive)) return false;
+  if (drive.nameless) *drive.wwn = *drive.nguid = '\0';
   for (char *rest = drive.nodes, *node; (node = strsep(&rest, " ")) != NULL;) {
     if (strncmp(node, "/dev/", 5) != 0) continue;
     const char* const short_name = node + strlen("/dev/");

@@ -44,7 +44,7 @@ static void identify_controller(const struct StandInDrive* drive, uint8_t* page)
   put_le(page + 280, (uint64_t)drive->size, 8);
   put_le(page + 316, (uint64_t)drive->long_minutes, 2);
   page[318] = 1;
-  put_le(page + 516, 1, 4);
+  put_le(page + 516, (uint64_t)drive->namespaces, 4);
   page[512] = 0x66;
   page[513] = 0x44;
 }
