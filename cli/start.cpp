@@ -74,8 +74,16 @@ int status_of(const StartOutcome& outcome) {
   return kStatusCannot;
 }
 
-// Whose test was ended for this one; it may have come to its end by itself meanwhile.
+// Of the started test and of the one that it was to replace.
+int gravest_of(const StartOutcome& outcome) {
+  const int status = status_of(outcome);
+  return outcome.ended_before ? gravest({status, cli::status_of(*outcome.ended_before)}) : status;
+}
+
+// Whose test was ended for this one. One that passed or failed first is none.
 std::string replaced_text(const StartOutcome& outcome, bool has_history) {
+  if (const auto& ended = outcome.ended_before)
+    return kind_text(*ended) + " ended before it could be stopped: " + outcome_text(*ended) + "; ";
   if (!outcome.replaced) return {};
   return "the " + owned_test_text(*outcome.replaced, has_history) + " was ended, ";
 }
@@ -131,6 +139,8 @@ Json json_of(const Started& started, bool has_history) {
   json["stalled"] =
       started.outcome.result == StartResult::AlreadyRunning && started.outcome.status.is_stalled;
   json["replaced"] = row_json(started.outcome.status.look, started.outcome.replaced, has_history);
+  json["ended_before"] =
+      row_json(started.outcome.status.look, started.outcome.ended_before, has_history);
   return json;
 }
 
@@ -164,7 +174,7 @@ int start(const StartOptions& options, bool json) {
       array.push_back(json_of(one, tests.has_history()));
     else
       show(one, kind, was_named, tests.has_history());
-    if (!one.is_left_out(was_named)) statuses.push_back(status_of(one.outcome));
+    if (!one.is_left_out(was_named)) statuses.push_back(gravest_of(one.outcome));
   }
   if (json) standard_output().write(dump(array));
   tests.tell_of_history();

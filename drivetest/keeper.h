@@ -54,6 +54,8 @@ struct StartOutcome {
   // Of the test that runs, or that has ended already: with Started and AlreadyRunning alone.
   std::optional<TestRow> row;
   std::optional<TestRow> replaced;  // the test that was ended for it
+  // The test that was to be replaced, and passed or failed before it could be ended.
+  std::optional<TestRow> ended_before;
   DriveStatus status;
   bool is_untold = false;  // NotStarted: it may have begun, as the drive has not answered since
 };

@@ -74,10 +74,17 @@ StartOutcome Keeper::start(SeenLook seen, TestKind kind, bool replace, bool wake
   if (outcome.status.is_testing() && replace) {
     StopOutcome stopped = stop(see(place, wake), wake, true);
     outcome.status = stopped.status;
-    if (stopped.result == StopResult::Stopped && !has_come_to_its_end(stopped.row))
+    // It may have ended before the stop was sent.
+    if (!stopped.row && !stopped.status.ended.empty()) stopped.row = stopped.status.ended.front();
+    if (has_come_to_its_end(stopped.row))
+      outcome.ended_before = stopped.row;
+    else if (stopped.result == StopResult::Stopped)
       outcome.replaced = stopped.row;
     if (stopped.result == StopResult::NotStopped)
-      return end(StartResult::NotStarted, "the test that runs does not stop: " + stopped.reason);
+      return end(StartResult::NotStarted,
+                 (stopped.is_untold ? "not known whether the test that runs was ended: "
+                                    : "the test that runs does not stop: ") +
+                     stopped.reason);
   }
   const Look& look = outcome.status.look;
   if (outcome.status.is_testing()) {

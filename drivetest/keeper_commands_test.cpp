@@ -253,17 +253,25 @@ TEST_P(KeeperCommands, NameNoTestAsReplacedThatHasPassed) {
   const StartOutcome starting = start(TestKind::Long, true);
   EXPECT_EQ(starting.result, StartResult::Started) << starting.reason;
   EXPECT_FALSE(starting.replaced);
+  ASSERT_TRUE(starting.ended_before);
+  EXPECT_EQ(starting.ended_before->outcome, Outcome::Passed);
   EXPECT_EQ(outcomes(), "passed running ");
 }
 
-TEST_P(KeeperCommands, DoNotCallATestRunningThatCouldNotBeLookedAtAnyMore) {
+TEST_P(KeeperCommands, TellOfATestThatFailedBeforeItWasReplaced) {
   start();
-  drive_.after_command = [this] { drive_.fault = LookFault::CannotBeReached; };
-  const StopOutcome outcome = stop();
-  EXPECT_EQ(outcome.result, StopResult::NotStopped);
-  EXPECT_TRUE(outcome.is_untold);
-  EXPECT_EQ(outcome.reason,
-            "the drive took the command, and has not answered since: the drive does not answer");
+  drive_.result_code = 7;
+  // Between the look that shows it running and the stop.
+  drive_.during_look = [this] {
+    drive_.during_look = nullptr;
+    time_.wait(FakeDrive::kDuration);
+  };
+  const StartOutcome starting = start(TestKind::Long, true);
+  EXPECT_EQ(starting.result, StartResult::Started) << starting.reason;
+  EXPECT_FALSE(starting.replaced);
+  ASSERT_TRUE(starting.ended_before);
+  EXPECT_EQ(starting.ended_before->outcome, Outcome::Failed);
+  EXPECT_EQ(outcomes(), "failed running ");
 }
 
 TEST_P(KeeperCommands, TellTheirTestFromTheNextThatSomebodyHasBegunMeanwhile) {

@@ -53,6 +53,27 @@ TEST_P(SilentDrive, KeepsTheRowOfATestThatItMayHaveBegun) {
   EXPECT_EQ(outcomes(), "passed ");
 }
 
+TEST_P(SilentDrive, IsNotCalledTestingAfterAStop) {
+  start();
+  drive_.after_command = [this] { drive_.fault = LookFault::CannotBeReached; };
+  const StopOutcome outcome = stop();
+  EXPECT_EQ(outcome.result, StopResult::NotStopped);
+  EXPECT_TRUE(outcome.is_untold);
+  EXPECT_EQ(outcome.reason,
+            "the drive took the command, and has not answered since: the drive does not answer");
+}
+
+TEST_P(SilentDrive, IsNotCalledTestingWhereItsTestWasToBeReplaced) {
+  start();
+  drive_.after_command = [this] { drive_.fault = LookFault::CannotBeReached; };
+  const StartOutcome starting = start(TestKind::Long, true);
+  EXPECT_EQ(starting.result, StartResult::NotStarted);
+  EXPECT_EQ(starting.reason,
+            "not known whether the test that runs was ended: the drive took the command, and has "
+            "not answered since: the drive does not answer");
+  EXPECT_FALSE(starting.replaced);
+}
+
 TEST_P(SilentDrive, KeepsTheRowOfATestThatAnotherProgramHasMade) {
   const auto row = keeper_.begin_foreign(place_, TestKind::Short, Source::Module);
   drive_.begin(TestKind::Short);
