@@ -59,8 +59,26 @@ std::vector<std::size_t> outside_busy_arrays(const std::vector<FoundDrive>& foun
 
 }  // namespace
 
-// The drives that have this serial number by the kernel's word or, where they cannot be asked, by
-// the history's. With wake the history is not asked of drives at rest that can be woken to say it.
+// With wake those are woken that only their own words tell apart; the others rest on.
+void DriveTests::look_outside_busy_arrays(Survey& survey, bool wake) {
+  const std::vector<std::size_t> numbers = outside_busy_arrays(survey.found);
+  look_at(survey, numbers, false);
+  for (std::set<std::size_t> resting(numbers.begin(), numbers.end()); wake;) {
+    std::vector<std::size_t> woken;
+    for (const std::size_t number : drives_in_doubt(survey.found, survey.looks)) {
+      std::optional<Look>& look = survey.looks[number];
+      if (!look || look->fault != LookFault::Standby || resting.erase(number) == 0) continue;
+      look.reset();
+      woken.push_back(number);
+    }
+    if (woken.empty()) break;
+    look_at(survey, woken, true);
+  }
+}
+
+// The drives that have this serial number by the kernel's word or by their own, or else, where they
+// cannot be asked, by the history's. With wake the history is not asked of drives at rest that can
+// be woken to say it.
 std::vector<std::size_t> DriveTests::owners(const Survey& survey, const std::string& serial_number,
                                             bool wake) {
   std::vector<std::size_t> numbers;
@@ -193,11 +211,12 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
     throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
   Survey survey{drivetest::find_drives(drives_.scan()), {}, keeper_.changes()};
   survey.looks.resize(survey.found.size());
-  for (const FoundDrive& one : survey.found) named_.insert(one.drive.claimed_identity());
+  for (const FoundDrive& one : survey.found)
+    named_.insert({one.drive.claimed_identity(), one.kernel_name});
   if (names.empty() && ahead == LooksAhead::AtAll)
     look_at(survey, all_of(survey.found.size()), wake);
   else if (names.empty() && ahead == LooksAhead::OutsideBusyArrays)
-    look_at(survey, outside_busy_arrays(survey.found), wake);
+    look_outside_busy_arrays(survey, wake);
   else if (!type.empty())
     look_at(survey, take_type(survey.found, names, type), wake);
   std::string apart = tell_apart(survey);
@@ -213,13 +232,14 @@ std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& name
   // named drives was tested are asked first, so that most others may rest on.
   for (const Silent which : {Silent::WhereTested, Silent::All})
     if (ask_silent(survey, names, type, wake, which)) apart += tell_apart(survey);
-  if (!apart.empty())
-    complain("these drives claim to be one and the same, and are known by their places:" + apart);
+  complain_of(apart);
   std::vector<ChosenDrive> drives;
   for (const std::string& name : names) drives.push_back(chosen(survey, name, type, wake));
   if (names.empty())
     for (std::size_t number = 0; number < survey.found.size(); ++number)
       drives.push_back(chosen(survey, number));
+  const std::lock_guard guard(lock_);
+  chosen_ = std::move(survey);
   return drives;
 }
 

@@ -25,10 +25,6 @@ namespace {
 // Drives that are asked at a time: those of a full enclosure, since most of a look is waiting.
 constexpr std::size_t kAtOnce = 24;
 
-std::string text_of(const Place& place) {
-  return place.device + "\n" + drivetest::member_type(place.type);
-}
-
 }  // namespace
 
 // " /dev/sda", with the type that tells it from the others where drives behind a controller share
@@ -121,6 +117,21 @@ std::string DriveTests::tell_apart(Survey& survey) {
   return names;
 }
 
+void DriveTests::complain_of(const std::string& apart) {
+  if (apart.empty()) return;
+  complain("these drives claim to be one and the same, and are known by their places:" + apart);
+}
+
+void DriveTests::compare(const ChosenDrive& drive, bool wake) {
+  const std::lock_guard guard(lock_);
+  const auto known = std::ranges::find_if(chosen_.found, [&](const FoundDrive& one) {
+    return is_same_place(one.drive.place, drive.place);
+  });
+  if (known == chosen_.found.end()) return;
+  look_at(chosen_, {static_cast<std::size_t>(known - chosen_.found.begin())}, wake);
+  complain_of(tell_apart(chosen_));
+}
+
 std::string DriveTests::keep_apart(std::vector<FoundDrive>& found,
                                    std::vector<std::optional<Look>>& looks) {
   std::string names;
@@ -153,13 +164,11 @@ std::optional<Place> DriveTests::known_place(const FoundDrive& silent, const Dri
   Drive at_place = claimant;
   at_place.shares_identity = true;
   at_place.place = silent.drive.place;
-  try {
+  ask_history([&](drivetest::History& history) {
     for (const std::string& identity : {claimant.claimed_identity(), at_place.identity()})
-      for (const drivetest::KeptTest& test : history().of_drive(identity, 1))
+      for (const drivetest::KeptTest& test : history.of_drive(identity, 1))
         if (test.row.place.device == device && !test.row.place.type.empty()) known = test.row.place;
-  } catch (const drivetest::HistoryError&) {
-    return std::nullopt;  // the keeper meets this failure too, and reports it
-  }
+  });
   return known;
 }
 
@@ -249,11 +258,14 @@ void DriveTests::tell_of_history() {
 }
 
 std::vector<ChosenDrive> each_once(std::vector<ChosenDrive> drives) {
-  std::set<std::string> places;
-  std::erase_if(drives, [&](const ChosenDrive& drive) {
-    return drive.reason.empty() && !places.insert(text_of(drive.place)).second;
-  });
-  return drives;
+  std::vector<ChosenDrive> once;
+  for (ChosenDrive& drive : drives) {
+    const bool is_there = std::ranges::any_of(once, [&](const ChosenDrive& other) {
+      return other.reason.empty() && is_same_place(other.place, drive.place);
+    });
+    if (!drive.reason.empty() || !is_there) once.push_back(std::move(drive));
+  }
+  return once;
 }
 
 void at_once(std::size_t count, const std::function<void(std::size_t)>& work) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -47,18 +48,23 @@ class DriveTests {
   explicit DriveTests(OpensHistory opens = OpensHistory::AtOnce);
 
   // Which drives are looked at before they are chosen, where no names are given: all, all but those
-  // that are busy with the work of an array, or only those of which the kernel does not tell which
-  // drives they are.
+  // that are busy with the work of an array, or none. Those of which the kernel does not tell which
+  // drives they are, are looked at in any case.
   enum class LooksAhead { AtAll, OutsideBusyArrays, InDoubt };
 
   // The drives that go by these names: device, serial number or name below /dev/disk/by-id; all
-  // drives of the machine without names. Without names it looks at all of them, else at those of
-  // which the kernel does not tell which drives they are. wake: those that are chosen, and where
-  // no other drive has a serial number that is named, all that rest and do not say theirs. Tells on
-  // standard error of drives that claim to be one. Throws WrongCommandLine for a type without
-  // names.
+  // drives of the machine without names. Without names it looks at those that `ahead` says, else at
+  // those of which the kernel does not tell which drives they are. wake: those that are chosen
+  // (outside busy arrays only those that the kernel does not tell apart), and where no other drive
+  // has a serial number that is named, all that rest, do not say theirs and have no name from the
+  // kernel. Tells on standard error of drives that claim to be one. Throws WrongCommandLine for a
+  // type without names.
   std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type,
                                   bool wake, LooksAhead ahead = LooksAhead::AtAll);
+
+  // Compares a drive that no look was taken at before it was chosen with those that were chosen
+  // with it. Several threads may call it at once.
+  void compare(const ChosenDrive& drive, bool wake);
 
   // The look at a drive that was chosen: the one that was taken, the first time. What a drive that
   // does not answer leaves untold of itself is what the history knows of it.
@@ -117,7 +123,9 @@ class DriveTests {
     std::optional<std::int64_t> changes;  // SeenLook::changes, for all looks
   };
   void look_at(Survey& survey, std::vector<std::size_t> numbers, bool wake);
+  void look_outside_busy_arrays(Survey& survey, bool wake);
   std::string tell_apart(Survey& survey);
+  static void complain_of(const std::string& apart);
   std::string keep_apart(std::vector<drivetest::FoundDrive>& found,
                          std::vector<std::optional<drivetest::Look>>& looks);
   std::string tell_from_silent(const Survey& survey);
@@ -155,6 +163,8 @@ class DriveTests {
   std::optional<drivetest::HistoryError> no_history_;  // why it cannot be opened
   bool can_ask_ = true;  // until the history could not tell; used with it alone
   drivetest::Keeper keeper_;
+  std::mutex lock_;  // over what follows
+  Survey chosen_;    // the last time that drives were chosen
 };
 
 // The drives without those that stand there already by another of their names.

@@ -52,9 +52,9 @@ class Patrol {
 
   int run() {
     DriveTests tests;
-    // What the drives say tells those apart that claim one identity.
+    // Drives that claim one identity are told apart by what they say, so all are looked at first.
     const std::vector<ChosenDrive> chosen =
-        tests.choose({}, "", false, DriveTests::LooksAhead::OutsideBusyArrays);
+        tests.choose({}, "", options_.wake, DriveTests::LooksAhead::OutsideBusyArrays);
     std::vector<PatrolledDrive> drives(chosen.size());
     const std::size_t most =
         options_.jobs > 0 ? static_cast<std::size_t>(options_.jobs) : chosen.size();
@@ -78,6 +78,8 @@ class Patrol {
     // Asked for each drive when its turn comes, since that may be hours later.
     const std::string work = drivetest::work_of_array(drivetest::busy_disks(), drive.nodes);
     if (!work.empty()) return {drive, PatrolResult::InArray, work, {}, {}};
+    // Its array has finished since the other drives were looked at.
+    if (!drive.seen) tests.compare(drive, options_.wake);
     const StartOutcome outcome = tests.keeper().start(drive.place, kind_, false, options_.wake);
     if (outcome.result != StartResult::Started) return patrolled(drive, outcome);
     if (!json_)
