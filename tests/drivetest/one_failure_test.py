@@ -5,12 +5,11 @@ no test and loses none. The tools are real and the drives the stand-in's.
 """
 
 import pathlib
-import shutil
 import sys
 import unittest
 
 from life import Life
-from stage import Stage
+from stage import Stage, skip_without_tools
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 COMMANDS = int(sys.argv[3]) if len(sys.argv) > 3 else 12
@@ -81,8 +80,5 @@ class OneFailure(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    missing = [tool for tool in ("smartctl", "nvme") if not shutil.which(tool, path="/usr/sbin:/sbin")]
-    if missing:
-        print(f"skipped: not installed: {', '.join(missing)}")
-        sys.exit(77)
+    skip_without_tools()
     unittest.main(argv=sys.argv[:1])
