@@ -37,7 +37,8 @@ struct Place {
 // "sat+megaraid,5". Empty: the type says only how the drive is reached.
 std::string member_type(const std::string& type);
 
-// Whether one drive is meant, though it may be reached in two ways.
+// Whether both have the same device and, behind a controller, the same member; how the type reaches
+// it does not count.
 bool is_same_place(const Place& a, const Place& b);
 
 // What a drive says of itself. Texts are as the drive gives them without blanks at the ends, valid
