@@ -34,7 +34,7 @@ from service import Service
 from stage import Stage
 
 DRIVES = 24
-NUMBER = "77777777"  # in the world wide names, in the place of the machine's
+NUMBER = "77777777"  # in serial numbers and world wide names, in the place of the machine's
 
 
 def metrics_of_hddtest(programs, standin):
