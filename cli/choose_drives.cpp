@@ -1,5 +1,8 @@
 // Which drives are meant by their names.
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <numeric>
 #include <set>
 #include <utility>
@@ -41,6 +44,18 @@ std::vector<std::string> nodes_of(const FoundDrive& found) {
   for (const std::string& name : found.names)
     if (!name.starts_with("/dev/disk/")) nodes.push_back(name);
   return nodes;
+}
+
+// Why no tool has to ask there, where no drive was found; empty: there may be one all the same.
+// Types such as megaraid,0 go with devices that only smartctl knows.
+std::string why_no_device(const Place& place) {
+  struct stat status {};
+  const std::string& path = place.device;
+  if (!place.type.empty() || path.starts_with("/dev/bus/")) return {};
+  if (stat(path.c_str(), &status) != 0)
+    return errno == ENOENT || errno == ENOTDIR ? std::string(kNoSuchDrive) : std::string();
+  const bool is_device = S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode);
+  return is_device ? "" : "this is no device";
 }
 
 std::vector<std::size_t> all_of(std::size_t count) {
@@ -162,10 +177,10 @@ std::string DriveTests::not_chosen_reason(const Survey& survey, const std::strin
     silent += listed(survey.found[number].drive.place, survey.found);
     rests = rests || look->fault == LookFault::Standby;
   }
-  std::string reason = "there is no such drive";
+  std::string reason(kNoSuchDrive);
   if (!silent.empty()) reason += ", or it is one that cannot be asked now:" + silent;
   if (rests) reason += "; --wake asks those in standby";
-  return reason + "; 'hddtest status' shows all";
+  return reason + kShowsAll;
 }
 
 ChosenDrive DriveTests::chosen(const Survey& survey, std::size_t number) {
@@ -202,11 +217,20 @@ ChosenDrive DriveTests::chosen(const Survey& survey, const std::string& name,
     if (one.place == place && survey.looks[number])
       drive.seen = SeenLook{*survey.looks[number], survey.changes};
   }
+  const std::string why = drive.known.place.device.empty() ? why_no_device(*place) : std::string();
+  if (!why.empty()) drive.reason = why + kShowsAll;
   return drive;
+}
+
+void expect_names(const std::vector<std::string>& names) {
+  if (std::ranges::find(names, "") != names.end())
+    throw WrongCommandLine(
+        "the name of a drive is empty: name a device, a serial number or a by-id name");
 }
 
 std::vector<ChosenDrive> DriveTests::choose(const std::vector<std::string>& names,
                                             const std::string& type, bool wake, LooksAhead ahead) {
+  expect_names(names);
   if (names.empty() && !type.empty())
     throw WrongCommandLine("--type needs a DEVICE: the type of one drive is not that of others");
   Survey survey{drivetest::find_drives(drives_.scan()), {}, keeper_.changes()};

@@ -8,6 +8,7 @@
 
 #include "cli/diagnostic_call.h"
 #include "cli/drive_result.h"
+#include "cli/drive_tests.h"
 #include "cli/kept_run.h"
 #include "cli/log_listener.h"
 #include "cli/manager.h"
@@ -51,7 +52,8 @@ std::optional<RunOutcome> ask(broker::ObjectManager& manager, const std::string&
 
 std::optional<std::string> why_not_a_drive(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return std::strerror(errno);
+  if (stat(path.c_str(), &status) != 0)
+    return errno == ENOENT || errno == ENOTDIR ? kNoSuchDrive : std::strerror(errno);
   if (!S_ISBLK(status.st_mode)) return "not a block device";
   return std::nullopt;
 }

@@ -278,7 +278,7 @@ TEST(Refusal, TakesBlockDevicesOnly) {
   EXPECT_EQ(why_not_a_drive("/dev/null"), "not a block device");
   EXPECT_EQ(why_not_a_drive("/etc/passwd"), "not a block device");
   EXPECT_EQ(why_not_a_drive("/dev"), "not a block device");
-  EXPECT_EQ(why_not_a_drive("/no/such"), "No such file or directory");
+  EXPECT_EQ(why_not_a_drive("/no/such"), "there is no such drive");
 }
 
 }  // namespace

@@ -19,6 +19,10 @@
 
 namespace cli {
 
+// Why a name is that of no drive, and what to do.
+inline constexpr const char* kNoSuchDrive = "there is no such drive";
+inline constexpr const char* kShowsAll = "; 'hddtest status' shows all";
+
 // A drive of the machine, or a name that is none.
 struct ChosenDrive {
   std::string name;  // as the user wrote it; the device where nobody named it
@@ -58,7 +62,7 @@ class DriveTests {
   // (outside busy arrays only those that the kernel does not tell apart), and where no other drive
   // has a serial number that is named, all that rest, do not say theirs and have no name from the
   // kernel. Tells on standard error of drives that claim to be one. Throws WrongCommandLine for a
-  // type without names.
+  // type without names, and for an empty name.
   std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type,
                                   bool wake, LooksAhead ahead = LooksAhead::AtAll);
 
@@ -166,6 +170,10 @@ class DriveTests {
   std::mutex lock_;  // over what follows
   Survey chosen_;    // the last time that drives were chosen
 };
+
+// Throws WrongCommandLine where one of the names is empty, as that of a variable without a value
+// is.
+void expect_names(const std::vector<std::string>& names);
 
 // The drives without those that stand there already by another of their names.
 std::vector<ChosenDrive> each_once(std::vector<ChosenDrive> drives);

@@ -108,7 +108,7 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryArguments& o
           return goes_by(test, name, is_there);
         });
     if (!is_there && !is_shown)
-      throw CommandFailure(name + ": there is no such drive, and no test of one is kept");
+      throw CommandFailure(name + ": " + kNoSuchDrive + ", and no test of one is kept" + kShowsAll);
   }
   return shown;
 }

@@ -70,6 +70,8 @@ std::vector<PlannedDrive> named_with_library(std::vector<PlannedDrive> plan, Dri
       drive = PlannedDrive{.name = drive.name, .device = known->device};
     else if (!all[i].nodes.empty())
       drive = joined(drive, by_library(tests, all[i]));
+    else if (!all[i].reason.empty() && drive.cause == cause_text(Readiness::NoDevice))
+      drive.reason = all[i].reason;
   }
   std::vector<PlannedDrive> once;
   for (PlannedDrive& drive : plan)

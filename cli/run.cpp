@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "cli/commands.h"
+#include "cli/drive_tests.h"
 #include "cli/failure.h"
 #include "cli/places.h"
 #include "cli/run_all.h"
@@ -45,6 +46,7 @@ int run(const RunOptions& options, const Invocation& invocation) {
     throw WrongCommandLine("--force is for the module, which knows neither --test nor --type");
   if (options.force && options.devices.empty())
     throw WrongCommandLine("--force needs a DEVICE: name the drives that are to be tested");
+  expect_names(options.devices);
   return run_all(options, invocation.json, places);
 }
 

@@ -1,16 +1,10 @@
 #include "cli/run_plan.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <system_error>
 
 #include "cli/drive_run.h"
-#include "cli/near_match.h"
-#include "platform/descriptor.h"
+#include "cli/drive_tests.h"
 
 namespace cli {
 namespace {
@@ -33,25 +27,6 @@ void add(std::vector<PlannedDrive>& plan, PlannedDrive drive) {
   if (!planned) plan.push_back(std::move(drive));
 }
 
-// Nothing, or why this user may not use the device. The module would call a test failed that
-// smartctl may not start.
-std::optional<std::string> opening_fault(const std::string& device) {
-  const platform::Descriptor opened(open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (opened || (errno != EACCES && errno != EPERM)) return std::nullopt;
-  return std::string(std::strerror(errno)) + "; " + permission_advice(geteuid() == 0);
-}
-
-// Which drive may have been meant by a name that is none.
-std::string meant(const std::string& name, const std::vector<ListedDrive>& drives) {
-  std::vector<std::string> devices;
-  for (const ListedDrive& drive : drives) {
-    devices.push_back(drive.device);
-    if (drive.device == "/dev/" + name) return "did you mean " + drive.device + "?";
-  }
-  const std::string near = near_match(name, devices);
-  return near.empty() ? "'hddtest drives' lists all drives" : "did you mean " + near + "?";
-}
-
 // The same text for a named drive and for all, as with a missing smartctl.
 constexpr const char* kNoHwinfo =
     "hwinfo is not installed, so that it is not known what may be tested; install the package "
@@ -68,11 +43,10 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
   const std::string device = target(path);
   for (const ListedDrive& drive : drives) {
     if (drive.device != device && drive.device != path) continue;
-    if (drive.testable()) return {name, drive.device, opening_fault(drive.device), "no-permission"};
+    if (drive.testable()) return {name, drive.device};
     return {name, drive.device, left_out_reason(drive), std::string(drive.left_out_cause())};
   }
-  if (const auto why = why_not_a_drive(path))
-    return {name, path, *why + "; " + meant(name, drives), "no-device"};
+  if (const auto why = why_not_a_drive(path)) return {name, path, *why + kShowsAll, "no-device"};
   return {name, path,
           "not one of the drives that 'hddtest drives --offered' lists; --force tests it",
           std::string(kCauseLeftOut)};
