@@ -82,6 +82,8 @@ LibraryResult not_started(const StartOutcome& outcome, bool has_history,
     verdict = {.outcome = RunOutcome::Aborted,
                .cause = std::string(kCauseNoSelfTest),
                .reason = outcome.reason};
+    // The reason says which tests it knows.
+    if (look.inability.empty()) result.result.advice = "Choose one of its tests with --test.";
     result.hindrance = Hindrance::Unable;
   } else if (look.fault != LookFault::None) {
     verdict = verdict_of_fault(look);

@@ -30,7 +30,12 @@ bool is_another(const std::optional<TestRow>& row, const TestRow& known) {
 std::string why_not_able(const Look& look, TestKind kind) {
   if (!look.inability.empty()) return look.inability;
   if (look.abilities[static_cast<std::size_t>(kind)].is_able) return {};
-  return "the drive knows no " + std::string(name_of(kind)) + " self-test";
+  std::string others;
+  for (const TestKind one : kTestKinds)
+    if (look.abilities[static_cast<std::size_t>(one)].is_able)
+      others += (others.empty() ? "" : " and ") + std::string(name_of(one));
+  return "the drive knows no " + std::string(name_of(kind)) + " self-test" +
+         (others.empty() ? "" : ", but " + others + " ones");
 }
 
 Keeper::BegunTest Keeper::begin(const Look& look, TestKind kind, Source source) {
