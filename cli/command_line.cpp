@@ -40,7 +40,7 @@ void add_option(CLI::App& app, const Option& option) {
     add(**text)->required(argument);
   } else if (auto* const texts = std::get_if<std::vector<std::string>*>(&option.target)) {
     // A list takes one word each time; with more the library would write "..." in the help.
-    CLI::Option* const added = add(**texts)->allow_extra_args(argument);
+    CLI::Option* const added = add(**texts)->allow_extra_args(argument)->required(option.needs_one);
     if (!argument) added->option_text(option.value);
   } else {
     const Number& number = std::get<Number>(option.target);
@@ -55,8 +55,8 @@ void add_option(CLI::App& app, const Option& option) {
   }
 }
 
-void add_shared_options(CLI::App& app, Invocation& invocation) {
-  add_option(app, {"--json", &invocation.json, "Print JSON"});
+void add_shared_options(CLI::App& app, Invocation& invocation, bool has_json) {
+  add_option(app, {"--json", &invocation.json, has_json ? "Print JSON" : ""});
   add_option(app, {"--data", &invocation.data, "Folder of message file and registration", "DIR"});
 }
 
@@ -81,7 +81,7 @@ void add_command(CLI::App& program, Invocation& invocation, const Command& comma
   app.preparse_callback(
       [&invocation, failure = command.failure](std::size_t) { invocation.failure = failure; });
   app.group("Commands");
-  add_shared_options(app, invocation);
+  add_shared_options(app, invocation, command.has_json);
   for (const Option& option : command.options) add_option(app, option);
   app.footer(command.footer);
   app.callback([&invocation, action = command.action] { invocation.action = action; });
@@ -94,7 +94,9 @@ Command help_command(const CLI::App& program) {
           "Shows the commands, or what one of them understands.",
           "Exit status: 0, or 3 if there is no such command.",
           {{"COMMAND", names.get(), "Commands; without one the program itself"}},
-          [&program, names] { return help(program, *names); }};
+          [&program, names] { return help(program, *names); },
+          failure_as_of_run,
+          false};
 }
 
 // Says why there is no answer: on standard error, and in JSON in the answer's place.
@@ -154,7 +156,7 @@ int run_command_line(int argc, const char* const* argv, int (*action)(const Invo
   program.footer(kFooter);
   program.require_subcommand(1);
   program.get_formatter()->label("SUBCOMMAND", "COMMAND");
-  add_shared_options(program, invocation);
+  add_shared_options(program, invocation, true);
   for (const Command& command :
        {drives_command(invocation), run_command(invocation), start_command(invocation),
         status_command(invocation), watch_command(invocation), stop_command(invocation),

@@ -323,6 +323,15 @@ class CommandLine(CommandTest):
         self.assertIn("Usage: hddtest drives", self.output)
         self.assertIn("Usage: hddtest help", self.run_command("help", "help"))
 
+    def test_help_says_what_a_command_takes(self):
+        self.assertIn("Usage: hddtest stop [OPTIONS] DEVICE...\n", self.run_command("stop", "--help"))
+        self.assertIn("Usage: hddtest status [OPTIONS] [DEVICE...]\n",
+                      self.run_command("status", "--help"))
+        for command in ["metrics", "report", "help", "passwd"]:
+            self.assertNotRegex(self.run_command(command, "--help"), "(?m)^  --json ")
+        for command in ["drives", "run", "status", "history", "check", "serve"]:
+            self.assertRegex(self.run_command(command, "--help"), "(?m)^  --json ")
+
     def test_shared_options_stand_before_or_behind_the_command(self):
         self.assertEqual(
             json.loads(self.run_command("--json", "enumerate", "KAVRO_HDDTest_ConcreteJob")), [])

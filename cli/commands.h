@@ -34,12 +34,13 @@ struct Number {
 };
 
 // An option, such as "--jobs", or an argument, such as "DEVICE". A single argument must be given,
-// a list of them may be empty.
+// a list of them may be empty as a rule.
 struct Option {
   std::string name;
   std::variant<bool*, std::string*, std::vector<std::string>*, Number> target;  // what it sets
   std::string help;        // a flag without it is not listed
   std::string value = "";  // what the help calls an option's value
+  bool needs_one = false;  // of a list that may not be empty
 };
 
 struct Command {
@@ -49,6 +50,7 @@ struct Command {
   std::vector<Option> options;
   std::function<int()> action;  // keeps what the options set; returns the exit status
   FailureText failure = failure_as_of_run;
+  bool has_json = true;  // --json prints the answer as JSON; else failures alone, and is not listed
 };
 
 // The invocation must outlive the command.

@@ -94,7 +94,7 @@ class Completion(unittest.TestCase):
     def test_every_option_of_every_command(self):
         for command in COMMANDS:
             options = names(help_text(command))
-            self.assertLessEqual({"--help", "--json", "--data"}, options)
+            self.assertLessEqual({"--help", "--data"}, options)
             self.assertEqual(self.complete("hddtest", command, "-"), options, command)
             for option in options:
                 self.assertIn(option, self.complete("hddtest", command, option))

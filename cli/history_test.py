@@ -322,8 +322,8 @@ class WrongCommandLines(HistoryCase):
             (["start", "--type", "sat"], "--type needs a DEVICE: "),
             (["start", "--wait"], "'hddtest start' has no option '--wait'"),
             (["status", "--type", "sat"], "--type needs a DEVICE: "),
-            (["stop"], "name the drives whose tests are to be stopped"),
-            (["stop", "--type", "sat"], "name the drives whose tests are to be stopped"),
+            (["stop"], "DEVICE is required; see hddtest stop --help"),
+            (["stop", "--type", "sat"], "DEVICE is required; see hddtest stop --help"),
             (["history", "--limit", "-1"], "--limit: '-1' is not a number from 0 to 1000000000"),
             (["history", "--limit", "ten"], "--limit: 'ten' is not a number from 0"),
         ]:

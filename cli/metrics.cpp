@@ -159,7 +159,9 @@ Command metrics_command(const Invocation& invocation) {
           "Prints drives and their tests for monitoring systems.",
           kFooter,
           {{"--output", &options->output, "Replace a file by it, for node_exporter", "FILE"}},
-          [&invocation, options] { return metrics(*options, invocation.json); }};
+          [&invocation, options] { return metrics(*options, invocation.json); },
+          failure_as_of_run,
+          false};
 }
 
 }  // namespace cli

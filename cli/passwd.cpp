@@ -35,7 +35,9 @@ Command passwd_command() {
           kDescription,
           kFooter,
           {{"FILE", &options->file, "Users file"}, {"USER", &options->user, "Name of the user"}},
-          [options] { return passwd(*options); }};
+          [options] { return passwd(*options); },
+          failure_as_of_run,
+          false};
 }
 
 }  // namespace cli

@@ -123,7 +123,9 @@ Command report_command(const Invocation& invocation) {
           kFooter,
           {{"FILE", &options->files, "Histories of machines as JSON, or folders of such files"},
            {"--output", &options->output, "Replace a file by it, such as drives.html", "FILE"}},
-          [&invocation, options] { return report(*options, invocation.json); }};
+          [&invocation, options] { return report(*options, invocation.json); },
+          failure_as_of_run,
+          false};
 }
 
 }  // namespace cli

@@ -95,8 +95,6 @@ std::string failure(const std::string&, const std::string& reason) {
 }
 
 int stop(const StopOptions& options, bool json) {
-  if (options.devices.empty())
-    throw WrongCommandLine("name the drives whose tests are to be stopped");
   DriveTests tests;
   std::vector<ChosenDrive> drives =
       each_once(tests.choose(options.devices, options.type, options.wake));
@@ -144,7 +142,10 @@ Command stop_command(const Invocation& invocation) {
   return {"stop",
           "Ends the self-tests that run in drives.",
           kFooter,
-          {{"DEVICE", &options->devices, "Drives: a device, a serial number or a by-id name"},
+          {{.name = "DEVICE",
+            .target = &options->devices,
+            .help = "Drives: a device, a serial number or a by-id name",
+            .needs_one = true},
            {"--type", &options->type, "Device type for smartctl -d, such as sat", "TYPE"},
            {"--wake", &options->wake, "Ask drives in standby too, which wakes them"}},
           [&invocation, options] { return stop(*options, invocation.json); },
