@@ -35,7 +35,8 @@ constexpr const char* kFooter =
     "alone. Without DEVICE the test is started in every drive that knows it. Tests of single\n"
     "ranges, captive, off-line and vendors' tests are left out; see hddtest(1).\n"
     "Exit status: 3 if a test could not be started, else 1 if one has failed already, else 2\n"
-    "if a named drive knows no such test, else 0.";
+    "if a named drive knows no such test, else 0. Without DEVICE drives that know no such test\n"
+    "do not count; where no other is left it is 3.";
 
 struct Started {
   ChosenDrive drive;
