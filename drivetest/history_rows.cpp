@@ -1,5 +1,6 @@
 #include "drivetest/history_rows.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string>
 #include <system_error>
@@ -116,13 +117,16 @@ std::vector<LogEntry> read_log_seen(Database& database, std::int64_t drive) {
   return log;
 }
 
+// The newest of them: no log that is read has more entries, and a file may bring any number of tests.
 std::vector<TestRow> read_with_entry(Database& database, std::int64_t drive) {
+  constexpr std::int64_t kMost = 100;
   Query query = database.query(
       "SELECT number FROM tests WHERE drive = ? AND result_code IS NOT NULL AND hours IS NOT NULL"
-      " ORDER BY recorded, number",
-      drive);
+      " ORDER BY recorded DESC, number DESC LIMIT ?",
+      drive, kMost);
   std::vector<TestRow> rows;
   while (query.step()) rows.push_back(read_known_test(database, query.next_integer()).row);
+  std::reverse(rows.begin(), rows.end());
   return rows;
 }
 

@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <fstream>
 #include <sstream>
+#include <vector>
 
 #include "drivetest/history_case.h"
 
@@ -44,6 +46,17 @@ class HistoryTransferTest : public HistoryCase {
     return size;
   }
 };
+
+// A file may bring any number of tests, and a drive's log has a few.
+TEST_F(HistoryTransferTest, HasTheNewestTestsAtHandUntilTheFirstLook) {
+  History history(options());
+  std::int64_t last = 0;
+  for (int tests = 0; tests < 120; ++tests) last = tested(history, 1);
+  const std::vector<TestRow> kept = history.state(drive(1).identity()).kept;
+  ASSERT_EQ(kept.size(), 100U);
+  EXPECT_EQ(kept.back().number, last);
+  EXPECT_EQ(kept.front().number, last - 99);
+}
 
 TEST_F(HistoryTransferTest, TakesAllTestsOverAndOnce) {
   History from(options());
