@@ -304,7 +304,9 @@ std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
                                          const std::vector<std::optional<Look>>& looks) {
   if (drives.size() < 2) return {};
   std::map<std::string, int> claims;
-  for (const FoundDrive& one : drives) ++claims[known_claim(one)];
+  for (const FoundDrive& one : drives)
+    for (const std::string& claim : std::set{known_claim(one), one.drive.claimed_identity()})
+      ++claims[claim];
   const bool are_several_nvme = std::ranges::count_if(drives, is_nvme) > 1;
   const auto may_have_name_of_other = [&](const FoundDrive& one) {
     return are_several_nvme && is_nvme(one) && one.kernel_name.empty();
@@ -319,8 +321,11 @@ std::vector<std::size_t> drives_in_doubt(const std::vector<FoundDrive>& drives,
   for (std::size_t number = 0; number < drives.size(); ++number) {
     const FoundDrive& one = drives[number];
     const std::string claim = known_claim(one);
-    if (claim.empty() || claims[claim] > 1 || may_have_name_of_other(one) ||
-        is_said_elsewhere(number))
+    // Only the drive tells whether the kernel's name or its serial number is what it is known by.
+    const std::string other = one.drive.claimed_identity();
+    const bool are_alike =
+        claims[claim] > 1 || (!one.kernel_name.empty() && !other.empty() && claims[other] > 1);
+    if (claim.empty() || are_alike || may_have_name_of_other(one) || is_said_elsewhere(number))
       doubtful.push_back(number);
   }
   return doubtful;

@@ -392,6 +392,17 @@ TEST_F(DrivesInDoubt, AreNvmeDrivesWithoutANameWhereThereIsAnother) {
   EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(1U, 2U));
 }
 
+// Those that may have several namespaces are known by model and serial number.
+TEST_F(DrivesInDoubt, AreNvmeDrivesOfOneSerialNumberThatTheKernelNamesApart) {
+  for (const char* device : {"/dev/nvme0", "/dev/nvme1", "/dev/nvme2"}) {
+    add_known(device, "", device == std::string("/dev/nvme2") ? "S2" : "S1");
+    drives_.back().drive.protocol = Protocol::Nvme;
+    drives_.back().drive.model = "Example";
+    drives_.back().kernel_name = std::string("eui-") + device;
+  }
+  EXPECT_THAT(drives_in_doubt(drives_, looks_), ElementsAre(0U, 1U));
+}
+
 TEST_F(DrivesInDoubt, AreNoneWhereThereIsOneAlone) {
   add_known("/dev/sda", "", "");
   EXPECT_THAT(drives_in_doubt(drives_, looks_), IsEmpty());
