@@ -13,8 +13,8 @@ namespace drivetest {
 struct DriveState {
   // The drive's log when it was last looked at, as it was then; not set before the first look.
   std::optional<std::vector<LogEntry>> log;
-  // Until then: the drive's tests that are kept with its own entry, the oldest first. They came with
-  // a file.
+  // Until then: the drive's tests that are kept with its own entry, the oldest first. They came
+  // with a file.
   std::vector<TestRow> kept;
   std::optional<TestRow> running;  // there is one at most
   bool is_starting = false;        // that test, by a process that lives; see History::mark_starting

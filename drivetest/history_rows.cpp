@@ -117,7 +117,8 @@ std::vector<LogEntry> read_log_seen(Database& database, std::int64_t drive) {
   return log;
 }
 
-// The newest of them: no log that is read has more entries, and a file may bring any number of tests.
+// The newest of them: no log that is read has more entries, and a file may bring any number of
+// tests.
 std::vector<TestRow> read_with_entry(Database& database, std::int64_t drive) {
   constexpr std::int64_t kMost = 100;
   Query query = database.query(

@@ -154,9 +154,9 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
     return (!test.kind || left.kind == test.kind) &&
            std::none_of(older, growth.added.end(), is_of_its_kind);
   };
+  if (test.may_be_lost && growth.left && is_left(*growth.left))
+    return {std::nullopt, "the drive has left its entry as that of a running test", true};
   if (growth.is_certain) {
-    if (test.may_be_lost && growth.left && is_left(*growth.left))
-      return {std::nullopt, "the drive has left its entry as that of a running test", true};
     if (oldest != growth.added.rend() && oldest->hours && has_ended_later(test, *oldest->hours))
       return {std::nullopt, "the drive has written entries of later tests only", true};
     if (oldest != growth.added.rend()) return {*oldest, "", true};
@@ -170,7 +170,8 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
   OwnEntry none{std::nullopt, "the drive's log does not tell which entry is this test's",
                 growth.is_before_known && oldest != growth.added.rend()};
   if (!growth.doubtful.empty()) {
-    if (oldest == growth.added.rend()) return none;
+    if (oldest == growth.added.rend() || (oldest->hours && has_ended_later(test, *oldest->hours)))
+      return none;
     // If the hours fit this test, only a rival whose hours fit too counts.
     const bool tells_hours = oldest->hours && can_have_ended_at(test, *oldest->hours);
     const bool has_rival =
@@ -185,6 +186,7 @@ OwnEntry own_entry(const OwnTest& test, const LogGrowth& growth) {
   std::vector<LogEntry> fitting;
   for (const LogEntry& row : growth.added)
     if (is_of_its_kind(row) && row.hours && can_have_ended_at(test, *row.hours) &&
+        !has_ended_later(test, *row.hours) &&
         (growth.is_before_known || (*row.hours - *test.hours_at_start) % kWrap > 0))
       fitting.push_back(row);
   const bool agree = std::all_of(fitting.begin(), fitting.end(), [&](const LogEntry& row) {

@@ -71,6 +71,29 @@ TEST(OwnEntry, IsNoneWhereItWasLeftAsThatOfARunningTest) {
   EXPECT_EQ(own_of({row(0, 100), other}, true).entry, row(0, 100));
 }
 
+// Rows of a clock that stands still are all equal.
+TEST(OwnEntry, IsNoneWhereItWasLeftInALogThatDoesNotTellWhatIsNew) {
+  const Log before = full(true, 0);
+  const Log now = under(row(0, 0), under(running(90, 0), before));
+  const LogGrowth growth = growth_of(under(running(90, 0), before), now);
+  ASSERT_FALSE(growth.is_certain);
+  const auto own_of = [&](bool may_be_lost) {
+    return own_entry({Protocol::Ata, TestKind::Short, 100, 10, {}, 0, may_be_lost}, growth);
+  };
+  EXPECT_FALSE(own_of(true).entry);
+  EXPECT_EQ(own_of(false).entry, row(0, 0));
+}
+
+TEST(OwnEntry, IsNoneOfALaterHourInALogThatIsAnother) {
+  const LogGrowth growth = growth_of({row(0, 80), row(0, 70)}, {row(0, 120), row(0, 60)});
+  ASSERT_FALSE(growth.is_certain);
+  const auto own_of = [&](std::uint64_t usual_hours) {
+    return own_entry({Protocol::Ata, TestKind::Short, 100, 48, 130, usual_hours}, growth);
+  };
+  EXPECT_EQ(own_of(24).entry, row(0, 120));
+  EXPECT_FALSE(own_of(2).entry);
+}
+
 TEST(LogGrowth, OfAFullLogLosesTheOldestRow) {
   const LogGrowth growth = growth_of(full(), under(row(0, 100), full()));
   EXPECT_THAT(growth.added, ElementsAre(row(0, 100)));

@@ -173,7 +173,8 @@ ProgressFinding progress_of(const TestRow& row, const Look& look, const LogGrowt
   if (!own.entry && circumstances.was_stopped && !look.running && !growth.added.empty() &&
       (!row.kind || growth.added.front().kind == row.kind))
     own.entry = growth.added.front();
-  if (lost_power(row, look) == true) own.reason += "; it was switched off meanwhile";
+  if (lost_power(row, look) == true && look.power_cycles > row.power_cycles_at_start)
+    own.reason += "; the drive was switched off meanwhile";
   if (own.entry) {
     end(finding.row, look.drive, *own.entry, now, circumstances);
     finding.entry = own.entry;

@@ -139,7 +139,7 @@ TEST(Progress, IsNotToldByALaterEntryAfterALossOfPower) {
   EXPECT_EQ(outcome_at(103).outcome, Outcome::Unknown);
   EXPECT_EQ(outcome_at(103).cause,
             "no look showed the test running, and the drive has written entries of later tests "
-            "only; it was switched off meanwhile");
+            "only; the drive was switched off meanwhile");
   look.power_cycles.reset();
   EXPECT_EQ(outcome_at(106).outcome, Outcome::Passed) << "it does not tell";
   look = idle(Protocol::Nvme);
