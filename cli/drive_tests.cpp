@@ -128,7 +128,9 @@ void DriveTests::compare(const ChosenDrive& drive, bool wake) {
     return is_same_place(one.drive.place, drive.place);
   });
   if (known == chosen_.found.end()) return;
-  look_at(chosen_, {static_cast<std::size_t>(known - chosen_.found.begin())}, wake);
+  const auto number = static_cast<std::size_t>(known - chosen_.found.begin());
+  chosen_.looks[number].reset();
+  look_at(chosen_, {number}, wake);
   complain_of(tell_apart(chosen_));
 }
 

@@ -66,8 +66,8 @@ class DriveTests {
   std::vector<ChosenDrive> choose(const std::vector<std::string>& names, const std::string& type,
                                   bool wake, LooksAhead ahead = LooksAhead::AtAll);
 
-  // Compares a drive that no look was taken at before it was chosen with those that were chosen
-  // with it. Several threads may call it at once.
+  // Looks at a drive that was not looked at before it was chosen, or did not answer then, and
+  // compares it with those that were chosen with it. Several threads may call it at once.
   void compare(const ChosenDrive& drive, bool wake);
 
   // The look at a drive that was chosen: the one that was taken, the first time. What a drive that

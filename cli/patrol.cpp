@@ -42,7 +42,8 @@ constexpr const char* kFooter =
 TestKind kind_of(const PatrolOptions& options) {
   const auto kind = drivetest::test_kind_named(options.kind);
   if (kind == TestKind::Short || kind == TestKind::Long) return *kind;
-  throw WrongCommandLine("there is no patrol '" + options.kind + "'; the patrols are short and long");
+  throw WrongCommandLine("there is no patrol '" + options.kind +
+                         "'; the patrols are short and long");
 }
 
 class Patrol {
@@ -52,7 +53,8 @@ class Patrol {
 
   int run() {
     DriveTests tests;
-    // Drives that claim one identity are told apart by what they say, so all are looked at first.
+    // Drives that claim one identity are told apart by what they say. So those that may be asked
+    // now are looked at first.
     const std::vector<ChosenDrive> chosen =
         tests.choose({}, "", options_.wake, DriveTests::LooksAhead::OutsideBusyArrays);
     std::vector<PatrolledDrive> drives(chosen.size());
@@ -78,8 +80,9 @@ class Patrol {
     // Asked for each drive when its turn comes, since that may be hours later.
     const std::string work = drivetest::work_of_array(drivetest::busy_disks(), drive.nodes);
     if (!work.empty()) return {drive, PatrolResult::InArray, work, {}, {}};
-    // Its array has finished since the other drives were looked at.
-    if (!drive.seen) tests.compare(drive, options_.wake);
+    // Its array has finished since the other drives were looked at, or it did not answer then.
+    if (!drive.seen || drive.seen->look.fault != LookFault::None)
+      tests.compare(drive, options_.wake);
     const StartOutcome outcome = tests.keeper().start(drive.place, kind_, false, options_.wake);
     if (outcome.result != StartResult::Started) return patrolled(drive, outcome);
     if (!json_)
