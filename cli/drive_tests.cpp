@@ -91,12 +91,14 @@ void DriveTests::look_at(Survey& survey, std::vector<std::size_t> numbers, bool 
   std::vector<FoundDrive> asked;
   for (const std::size_t number : numbers) asked.push_back(survey.found[number]);
   std::vector<Look> looks = drivetest::look_at(drives_, asked, wake, kAtOnce);
-  for (std::size_t i = 0; i < numbers.size(); ++i) {
-    std::string& serial_number = survey.found[numbers[i]].drive.serial_number;
-    if (!looks[i].drive.serial_number.empty()) serial_number = looks[i].drive.serial_number;
-    if (looks[i].fault == LookFault::None) answered_.insert(looks[i].drive.claimed_identity());
-    survey.looks[numbers[i]] = std::move(looks[i]);
-  }
+  for (std::size_t i = 0; i < numbers.size(); ++i) take(survey, numbers[i], std::move(looks[i]));
+}
+
+void DriveTests::take(Survey& survey, std::size_t number, Look look) {
+  std::string& serial_number = survey.found[number].drive.serial_number;
+  if (!look.drive.serial_number.empty()) serial_number = look.drive.serial_number;
+  if (look.fault == LookFault::None) answered_.insert(look.drive.claimed_identity());
+  survey.looks[number] = std::move(look);
 }
 
 // Where the kernel does not tell, the drives' own words decide: a second path to a drive is left
@@ -122,15 +124,26 @@ void DriveTests::complain_of(const std::string& apart) {
   complain("these drives claim to be one and the same, and are known by their places:" + apart);
 }
 
+// Drives are asked side by side: one that has to spin up takes long to answer.
 void DriveTests::compare(const ChosenDrive& drive, bool wake) {
+  const auto number_of_drive = [&] {
+    const auto known = std::ranges::find_if(chosen_.found, [&](const FoundDrive& one) {
+      return is_same_place(one.drive.place, drive.place);
+    });
+    return static_cast<std::size_t>(known - chosen_.found.begin());
+  };
+  std::vector<FoundDrive> asked;
+  {
+    const std::lock_guard guard(lock_);
+    const std::size_t number = number_of_drive();
+    if (number == chosen_.found.size()) return;
+    asked = {chosen_.found[number]};
+  }
+  Look look = drivetest::look_at(drives_, asked, wake, 1).front();
   const std::lock_guard guard(lock_);
-  const auto known = std::ranges::find_if(chosen_.found, [&](const FoundDrive& one) {
-    return is_same_place(one.drive.place, drive.place);
-  });
-  if (known == chosen_.found.end()) return;
-  const auto number = static_cast<std::size_t>(known - chosen_.found.begin());
-  chosen_.looks[number].reset();
-  look_at(chosen_, {number}, wake);
+  const std::size_t number = number_of_drive();
+  if (number == chosen_.found.size()) return;
+  take(chosen_, number, std::move(look));
   complain_of(tell_apart(chosen_));
 }
 

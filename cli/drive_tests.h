@@ -127,6 +127,7 @@ class DriveTests {
     std::optional<std::int64_t> changes;  // SeenLook::changes, for all looks
   };
   void look_at(Survey& survey, std::vector<std::size_t> numbers, bool wake);
+  void take(Survey& survey, std::size_t number, drivetest::Look look);
   void look_outside_busy_arrays(Survey& survey, bool wake);
   std::string tell_apart(Survey& survey);
   static void complain_of(const std::string& apart);
