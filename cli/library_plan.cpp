@@ -46,16 +46,12 @@ PlannedDrive joined(const PlannedDrive& left_out, PlannedDrive found) {
   return found;
 }
 
-bool is_left_to_library(const PlannedDrive& drive) {
-  return drive.reason && drive.cause != cause_text(Readiness::NoPermission);
-}
-
 std::vector<PlannedDrive> named_with_library(std::vector<PlannedDrive> plan, DriveTests& tests,
                                              const std::vector<ListedDrive>& drives) {
   std::vector<PlannedDrive*> left;
   std::vector<std::string> names;
   for (PlannedDrive& drive : plan) {
-    if (!is_left_to_library(drive)) continue;
+    if (!drive.reason) continue;
     left.push_back(&drive);
     names.push_back(drive.cause == cause_text(Readiness::NoDevice) ? drive.name : drive.device);
   }
@@ -68,9 +64,14 @@ std::vector<PlannedDrive> named_with_library(std::vector<PlannedDrive> plan, Dri
     });
     if (known != drives.end())
       drive = PlannedDrive{.name = drive.name, .device = known->device};
-    else if (!all[i].nodes.empty())
+    else if (!all[i].nodes.empty() && drive.cause != cause_text(Readiness::NoDevice))
       drive = joined(drive, by_library(tests, all[i]));
-    else if (!all[i].reason.empty() && drive.cause == cause_text(Readiness::NoDevice))
+    else if (!all[i].nodes.empty()) {
+      // No path led to it, and its name does.
+      std::string name = std::move(drive.name);
+      drive = by_library(tests, all[i]);
+      drive.name = std::move(name);
+    } else if (!all[i].reason.empty() && drive.cause == cause_text(Readiness::NoDevice))
       drive.reason = all[i].reason;
   }
   std::vector<PlannedDrive> once;

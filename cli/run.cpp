@@ -25,10 +25,9 @@ constexpr const char* kFooter =
     "Exit status: 3 if a drive could not be tested or its result is not known, else 1 if\n"
     "one failed, else 2 if one was aborted or a named one knows no such test, else 0. So 3\n"
     "does not say that none failed: with --json each drive has a status of its own. Without\n"
-    "DEVICE drives that know no such test do not count; where no other is left it is 3. Ctrl-C "
-    "ends the command (130 in a\n"
-    "shell), but not the tests in the drives: 'hddtest watch' shows them again, and\n"
-    "'hddtest stop' ends them.";
+    "DEVICE drives that know no such test do not count; where no other is left it is 3.\n"
+    "Ctrl-C ends the command (130 in a shell), but not the tests in the drives: 'hddtest\n"
+    "watch' shows them again, and 'hddtest stop' ends them.";
 
 WorkerTask task_of(const RunOptions& options) {
   WorkerTask task{.device = options.devices.at(0),

@@ -93,10 +93,11 @@ class Run {
  private:
   bool every_drive() const { return options_.devices.empty(); }
 
-  // Nobody named it, and neither the module nor the library can test it.
+  // Nobody named it, and neither the module nor the library can test it. What the module has begun
+  // counts, whatever it has come to.
   bool left_out(std::size_t index) const {
     const DriveResult& result = results_[index];
-    if (!every_drive()) return false;
+    if (!every_drive() || !result.job.is_null()) return false;
     return result.verdict.cause == kCauseNoSelfTest || result.verdict.cause == kCauseLeftOut;
   }
 

@@ -74,12 +74,6 @@ TEST(PermissionAdvice, DoesNotSendRootToRoot) {
   EXPECT_NE(permission_advice(true).find("container or service"), std::string::npos);
 }
 
-// What the drive itself says of that is told for all drives in the same words.
-TEST(PlanNamed, DoesNotAskWhetherTheDeviceOpens) {
-  const std::vector<ListedDrive> drives = {{.device = "/none", .reason = ""}};
-  EXPECT_EQ(plan_named({"/none"}, {.start = "/"}, drives).at(0).reason, std::nullopt);
-}
-
 TEST(PlanForced, PassesNamesOn) {
   const std::vector<PlannedDrive> plan = plan_forced({"./x", "-y", "./x"});
   ASSERT_EQ(plan.size(), 2U);
