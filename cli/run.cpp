@@ -23,11 +23,11 @@ constexpr const char* kFooter =
     "one line of standard error says why and what to do. A test that runs already, no\n"
     "matter who started it, is left alone; 'hddtest watch' shows it.\n"
     "Exit status: 3 if a drive could not be tested or its result is not known, else 1 if\n"
-    "one failed, else 2 if one was aborted or a named one knows no such test, else 0. So 3\n"
-    "does not say that none failed: with --json each drive has a status of its own. Without\n"
-    "DEVICE drives that know no such test do not count; where no other is left it is 3.\n"
-    "Ctrl-C ends the command (130 in a shell), but not the tests in the drives: 'hddtest\n"
-    "watch' shows them again, and 'hddtest stop' ends them.";
+    "one failed, else 2 if one was aborted or knows no such test, else 0. So 3 does not say\n"
+    "that none failed: with --json each drive has a status of its own. Without DEVICE drives\n"
+    "that know no such test and that the service does not offer do not count; where no other\n"
+    "is left it is 3. Ctrl-C ends the command (130 in a shell), but not the tests in the\n"
+    "drives: 'hddtest watch' shows them again, and 'hddtest stop' ends them.";
 
 WorkerTask task_of(const RunOptions& options) {
   WorkerTask task{.device = options.devices.at(0),

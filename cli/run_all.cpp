@@ -93,12 +93,13 @@ class Run {
  private:
   bool every_drive() const { return options_.devices.empty(); }
 
-  // Nobody named it, and neither the module nor the library can test it. What the module has begun
-  // counts, whatever it has come to.
+  // Nobody named it, and neither the module nor the library can test it. A drive that the module
+  // offers counts all the same: somebody expects it to be tested.
   bool left_out(std::size_t index) const {
     const DriveResult& result = results_[index];
-    if (!every_drive() || !result.job.is_null()) return false;
-    return result.verdict.cause == kCauseNoSelfTest || result.verdict.cause == kCauseLeftOut;
+    if (!every_drive()) return false;
+    if (plan_[index].way == Way::Library && result.verdict.cause == kCauseNoSelfTest) return true;
+    return result.verdict.cause == kCauseLeftOut;
   }
 
   static Output* progress_output(bool json) {
