@@ -1,6 +1,7 @@
 #include "cli/drive_run.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -50,12 +51,18 @@ std::optional<RunOutcome> ask(broker::ObjectManager& manager, const std::string&
 
 }  // namespace
 
-std::optional<std::string> why_not_a_drive(const std::string& path) {
+std::optional<Verdict> why_not_a_drive(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0)
-    return errno == ENOENT || errno == ENOTDIR ? kNoSuchDrive : std::strerror(errno);
-  if (!S_ISBLK(status.st_mode)) return "not a block device";
-  return std::nullopt;
+  const int fault = stat(path.c_str(), &status) == 0 ? 0 : errno;
+  if (fault == 0 && S_ISBLK(status.st_mode)) return std::nullopt;
+  if (fault == EACCES)
+    return Verdict{
+        .cause = std::string(readiness_cause(Readiness::NoPermission)),
+        .reason = std::string(std::strerror(fault)) + "; " + permission_advice(geteuid() == 0)};
+  std::string why = fault == 0 ? "not a block device" : std::strerror(fault);
+  if (fault == ENOENT || fault == ENOTDIR) why = kNoSuchDrive;
+  return Verdict{.cause = std::string(readiness_cause(Readiness::NoDevice)),
+                 .reason = why + kShowsAll};
 }
 
 DriveResult not_tested(std::string device, std::string cause, std::string reason) {

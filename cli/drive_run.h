@@ -9,6 +9,7 @@
 
 #include "broker/object_manager.h"
 #include "cli/run_progress.h"
+#include "cli/verdict.h"
 
 namespace cli {
 
@@ -17,8 +18,8 @@ struct DriveResult;
 // A drive of which nothing was asked.
 DriveResult not_tested(std::string device, std::string cause, std::string reason);
 
-// Nothing, or why the path is no drive.
-std::optional<std::string> why_not_a_drive(const std::string& path);
+// Nothing, or why the path is no drive, with its cause. One that may not be looked at could be one.
+std::optional<Verdict> why_not_a_drive(const std::string& path);
 
 // Looks at the drive that the module will know by this text, and tests it if it is ready; blocks
 // until it is done, which may be ten minutes. Listens to the core log meanwhile; changed is called

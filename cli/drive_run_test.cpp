@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/fsuid.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -275,10 +277,26 @@ TEST_F(DriveRun, JobNumbersAreNumbersInCmpiTextAndJson) {
 }
 
 TEST(Refusal, TakesBlockDevicesOnly) {
-  EXPECT_EQ(why_not_a_drive("/dev/null"), "not a block device");
-  EXPECT_EQ(why_not_a_drive("/etc/passwd"), "not a block device");
-  EXPECT_EQ(why_not_a_drive("/dev"), "not a block device");
-  EXPECT_EQ(why_not_a_drive("/no/such"), "there is no such drive");
+  for (const char* const path : {"/dev/null", "/etc/passwd", "/dev"})
+    EXPECT_EQ(why_not_a_drive(path)->reason, "not a block device; 'hddtest status' shows all");
+  const std::optional<Verdict> missing = why_not_a_drive("/no/such");
+  EXPECT_EQ(missing->reason, "there is no such drive; 'hddtest status' shows all");
+  EXPECT_EQ(missing->cause, "no-device");
+}
+
+TEST_F(DriveRun, SaysWhatToDoAboutAPathThatMayNotBeFollowed) {
+  fs::create_directory(folder_ / "closed");
+  fs::permissions(folder_ / "closed", fs::perms::none);
+  const std::string path = folder_ / "closed/sda";
+  // Only this thread's rights, and only those over files.
+  constexpr uid_t kNobody = 65534;
+  setfsuid(geteuid() == 0 ? kNobody : geteuid());
+  const std::optional<Verdict> why = why_not_a_drive(path);
+  setfsuid(geteuid());
+  ASSERT_TRUE(why);
+  EXPECT_EQ(why->cause, "no-permission");
+  EXPECT_TRUE(why->reason.starts_with("Permission denied; ")) << why->reason;
+  EXPECT_TRUE(why->reason.ends_with("the right to open the drive")) << why->reason;
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ PlannedDrive planned(const std::string& name, const fs::path& path,
     if (drive.testable()) return {name, drive.device};
     return {name, drive.device, left_out_reason(drive), std::string(drive.left_out_cause())};
   }
-  if (const auto why = why_not_a_drive(path)) return {name, path, *why + kShowsAll, "no-device"};
+  if (const auto why = why_not_a_drive(path)) return {name, path, why->reason, why->cause};
   return {name, path,
           "not one of the drives that 'hddtest drives --offered' lists; --force tests it",
           std::string(kCauseLeftOut)};
