@@ -90,7 +90,9 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryArguments& o
       const bool is_there = !drive.known.place.device.empty();
       std::vector<KeptTest> found;
       if (drive.reason.empty()) found = tests_of(tests, drive, is_there, limit);
-      if (found.empty()) gone.emplace(drive.name, is_there);
+      // The rows have the device, and the user may have named it by a relative path.
+      const bool is_path = !is_there && !drive.place.device.empty();
+      if (found.empty()) gone.emplace(is_path ? drive.place.device : drive.name, is_there);
       for (const KeptTest& test : found) keep(test);
     }
   }

@@ -53,7 +53,7 @@ std::vector<PlannedDrive> named_with_library(std::vector<PlannedDrive> plan, Dri
   for (PlannedDrive& drive : plan) {
     if (!drive.reason) continue;
     left.push_back(&drive);
-    names.push_back(drive.cause == cause_text(Readiness::NoDevice) ? drive.name : drive.device);
+    names.push_back(drive.device);
   }
   if (names.empty()) return plan;
   const std::vector<ChosenDrive> all = tests.choose(names, "", true);

@@ -5,6 +5,7 @@
 
 #include "cli/drive_run.h"
 #include "cli/drive_tests.h"
+#include "drivetest/find_drives.h"
 
 namespace cli {
 namespace {
@@ -38,15 +39,19 @@ std::string left_out_reason(const ListedDrive& drive) {
   return drive.words() + "; --force tests it all the same";
 }
 
-PlannedDrive planned(const std::string& name, const fs::path& path,
+PlannedDrive planned(const std::string& name, const Places& places,
                      const std::vector<ListedDrive>& drives) {
+  const fs::path path = resolve(places, name);
   const std::string device = target(path);
   for (const ListedDrive& drive : drives) {
     if (drive.device != device && drive.device != path) continue;
     if (drive.testable()) return {name, drive.device};
     return {name, drive.device, left_out_reason(drive), std::string(drive.left_out_cause())};
   }
-  if (const auto why = why_not_a_drive(path)) return {name, path, why->reason, why->cause};
+  if (const auto why = why_not_a_drive(path)) {
+    const std::string named = drivetest::path_named(name, places.start);
+    return {name, named.empty() ? name : named, why->reason, why->cause};
+  }
   return {name, path,
           "not one of the drives that 'hddtest drives --offered' lists; --force tests it",
           std::string(kCauseLeftOut)};
@@ -64,7 +69,7 @@ std::vector<PlannedDrive> plan_forced(const std::vector<std::string>& names) {
 std::vector<PlannedDrive> plan_named(const std::vector<std::string>& names, const Places& places,
                                      const std::vector<ListedDrive>& drives) {
   std::vector<PlannedDrive> plan;
-  for (const std::string& name : names) add(plan, planned(name, resolve(places, name), drives));
+  for (const std::string& name : names) add(plan, planned(name, places, drives));
   return plan;
 }
 

@@ -18,8 +18,9 @@ enum class Way {
 };
 
 struct PlannedDrive {
-  std::string name;                     // as the user named it
-  std::string device;                   // as the module will know it, or where the library finds it
+  std::string name;  // as the user named it
+  // As the module will know it, or where the library finds it; the name where no path leads to it.
+  std::string device;
   std::optional<std::string> reason{};  // why it is not tested; Way::Library: by the module
   std::string cause{};                  // the same as one word for programs
   std::string words{};                  // the same in the words of the list of drives

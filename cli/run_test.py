@@ -102,7 +102,7 @@ class Run(CommandTest):
     def test_what_is_no_block_device_is_refused(self):
         (self.folder / "disk").write_text("")
         for device, reason in [("/dev/null", "not a block device"), ("disk", "there is no such drive"),
-                               ("./disk", "there is no such drive"), ("/dev", "this is no device"),
+                               ("./disk", "this is no device"), ("/dev", "this is no device"),
                                ("none", "there is no such drive")]:
             self.run_command("run", device)
             self.expect_one_line(3, f"{device} was not tested: {reason}; 'hddtest status' shows all")

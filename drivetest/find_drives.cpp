@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -279,19 +280,32 @@ std::vector<FoundDrive> find_drives(const ToolOutput& scan) {
   return drives;
 }
 
+std::string path_named(const std::string& name, const std::filesystem::path& folder) {
+  if (name.starts_with("/")) return name;
+  if (name.find('/') == name.npos) return {};
+  const std::filesystem::path path = folder / name;
+  std::error_code error;
+  std::string canonical = std::filesystem::weakly_canonical(path, error);
+  if (error) canonical = path;
+  const bool is_path = name.front() == '.' || !Sysfs().target(canonical).empty();
+  return is_path ? canonical : std::string();
+}
+
 std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const std::string& name,
                                  const std::string& type) {
-  const bool is_path = name.starts_with("/");
-  const std::string target = is_path ? Sysfs().target(name) : std::string();
+  std::error_code error;
+  const std::string path = path_named(name, std::filesystem::current_path(error));
+  const bool is_path = !path.empty();
+  const std::string target = is_path ? Sysfs().target(path) : std::string();
   const auto is_meant = [&](const std::string& known) {
-    return known == name || known == target || (!is_path && last_name(known) == name);
+    return is_path ? known == path || known == target : known == name || last_name(known) == name;
   };
   for (const FoundDrive& one : drives) {
     if (std::none_of(one.names.begin(), one.names.end(), is_meant)) continue;
     if (type.empty()) return one.drive.place;
     return Place{one.drive.place.device, type};
   }
-  if (is_path) return Place{name, type};
+  if (is_path) return Place{path, type};
   std::vector<Place> places;
   for (const FoundDrive& one : drives)
     if (!name.empty() && one.drive.serial_number == name) places.push_back(one.drive.place);

@@ -2,6 +2,7 @@
 // kernel shows only as a RAID controller's; neither wakes a drive.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,10 +30,15 @@ struct FoundDrive {
 // as JSON. Without it no place has a -d type, and drives behind RAID controllers are missing.
 std::vector<FoundDrive> find_drives(const ToolOutput& scan);
 
+// The path that a user's name for a drive is, from the root on: one with a '/' may be relative to
+// the folder. Empty: it is none. A serial number may have a '/', too, so that only what is there or
+// begins with a '.' is a relative path.
+std::string path_named(const std::string& name, const std::filesystem::path& folder);
+
 // The place of what a user has named: a node or a link to one, the name of such a link, or a serial
-// number; with a -d type, which may be one that the scan does not know. A path that was not found
-// is taken as it is, since only the type may make a drive of it. Not set: no drive has that name or
-// number, or several have that number.
+// number; with a -d type, which may be one that the scan does not know. Relative paths begin in the
+// working directory. A path that was not found is taken as it is, since only the type may make a
+// drive of it. Not set: no drive has that name or number, or several have that number.
 std::optional<Place> place_named(const std::vector<FoundDrive>& drives, const std::string& name,
                                  const std::string& type);
 

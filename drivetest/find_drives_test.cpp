@@ -196,6 +196,24 @@ TEST_F(FindDrives, KnowsADriveByItsLinksAndBySerialNumber) {
   EXPECT_EQ(place_named(drives, "S4", ""), std::nullopt);
 }
 
+TEST_F(FindDrives, KnowsADriveByARelativePath) {
+  disk(0, "sda", "", "S/1");
+  disk(1, "sdb", "", "");
+  tree_.link("/dev/disk/by-id/ata-Example_S1", "/dev/sda");
+  const auto drives = find_drives({});
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path("/dev");
+  const Place first{"/dev/sda", ""};
+  for (const char* const name :
+       {"./sda", "../dev/sda", "./disk/by-id/ata-Example_S1", "disk/by-id/ata-Example_S1", "S/1"})
+    EXPECT_EQ(place_named(drives, name, ""), first) << name;
+  EXPECT_EQ(place_named(drives, "./sdx", ""), (Place{"/dev/sdx", ""}));
+  EXPECT_EQ(place_named(drives, "disk/sda", ""), std::nullopt) << "there is no such path";
+  std::filesystem::current_path(before);
+  EXPECT_EQ(path_named("./sda", "/dev"), "/dev/sda");
+  EXPECT_EQ(path_named("sda", "/dev"), "") << "a name";
+}
+
 TEST_F(FindDrives, TakesATypeThatTheScanDoesNotKnow) {
   disk(0, "sda", "", "S1");
   const auto drives = find_drives({scan_of({{"/dev/sda", "sat"}}), "", 0});
