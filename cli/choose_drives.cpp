@@ -46,12 +46,22 @@ std::vector<std::string> nodes_of(const FoundDrive& found) {
   return nodes;
 }
 
+// Whether smartctl asks there even if there is no such node: the number of a SCSI host stands for
+// the drives behind it, and nodes of 3ware controllers it makes itself.
+bool need_not_exist(const Place& place) {
+  const std::size_t number = place.device.find_last_not_of("0123456789") + 1;
+  if (number == place.device.size()) return false;
+  const std::string node = place.device.substr(0, number);
+  const bool is_3ware = node == "/dev/twe" || node == "/dev/twa" || node == "/dev/twl";
+  return node == "/dev/bus/" ||
+         (is_3ware && drivetest::member_type(place.type).starts_with("3ware"));
+}
+
 // Why no tool has to ask there, where no drive was found; empty: there may be one all the same.
-// Types such as megaraid,0 go with devices that only smartctl knows.
 std::string why_no_device(const Place& place) {
   struct stat status {};
   const std::string& path = place.device;
-  if (!place.type.empty() || path.starts_with("/dev/bus/")) return {};
+  if (need_not_exist(place)) return {};
   if (stat(path.c_str(), &status) != 0)
     return errno == ENOENT || errno == ENOTDIR ? std::string(kNoSuchDrive) : std::string();
   const bool is_device = S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode);
