@@ -39,6 +39,11 @@ std::string DriveTests::listed(const Place& place, const std::vector<FoundDrive>
 
 std::string ChosenDrive::shown_name() const { return cli::shown_name(name, place); }
 
+std::string ChosenDrive::serial_number(const Look& look) const {
+  if (look.drive.serial_number.empty() && !known.is_on_usb) return known.serial_number;
+  return look.drive.serial_number;
+}
+
 void SystemTime::wait(std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }
 
 DriveTests::DriveTests(OpensHistory opens)
@@ -61,6 +66,8 @@ SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
     } catch (const drivetest::HistoryError&) {
       // The keeper meets this failure too, and reports it.
     }
+    // That of the bridge.
+    if (seen->look.drive.is_on_usb && !is_known(seen->look)) seen->look.drive.serial_number.clear();
   }
   return *std::move(seen);
 }

@@ -36,6 +36,9 @@ struct ChosenDrive {
 
   // The name as people read it: cli::shown_name().
   std::string shown_name() const;
+  // As the drive or else the kernel tells, after this look. A USB bridge has one of its own, and
+  // may pass it off as the drive's: it is shown where the history knows such a drive.
+  std::string serial_number(const drivetest::Look& look) const;
 };
 
 // The machine's clock.

@@ -33,10 +33,7 @@ std::string LookedDrive::reason() const {
   return drive.reason.empty() ? fault_text(status.look) : drive.reason;
 }
 
-std::string LookedDrive::serial_number() const {
-  const std::string& told = status.look.drive.serial_number;
-  return told.empty() ? drive.known.serial_number : told;
-}
+std::string LookedDrive::serial_number() const { return drive.serial_number(status.look); }
 
 // While another test runs nothing can be done about one that was aborted.
 std::string LookedDrive::advice() const {

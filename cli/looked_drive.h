@@ -29,7 +29,7 @@ struct LookedDrive {
   bool is_known() const;
   // Why it was not looked at; empty: it was.
   std::string reason() const;
-  // As the drive itself tells, else the kernel.
+  // ChosenDrive::serial_number().
   std::string serial_number() const;
   // What to do about it, as test_advice has it; sysfs may be read.
   std::string advice() const;

@@ -56,6 +56,7 @@ MeasuredDrive measured(const ChosenDrive& chosen, DriveStatus status) {
   MeasuredDrive one;
   one.identity = status.look.drive.identity();
   one.drive = chosen.known;
+  one.drive.serial_number = chosen.serial_number(status.look);
   one.is_stalled = status.is_stalled;
   one.tests = rows_of(status);
   one.look = std::move(status.look);

@@ -28,15 +28,12 @@ Json text_or_null(const std::string& text) { return text.empty() ? Json() : Json
 
 Json drive_json(const ChosenDrive& chosen, const drivetest::Look& look) {
   const drivetest::Drive& drive = look.drive;
-  const auto told = [&](std::string drivetest::Drive::*const text) {
-    return text_or_null((drive.*text).empty() ? chosen.known.*text : drive.*text);
-  };
   return {{"name", text_or_null(chosen.name)},
           {"device", text_or_null(chosen.place.device)},
           {"type", text_or_null(chosen.place.type)},
           {"protocol", name_of(drive.protocol)},
-          {"model", told(&drivetest::Drive::model)},
-          {"serial", told(&drivetest::Drive::serial_number)},
+          {"model", text_or_null(drive.model.empty() ? chosen.known.model : drive.model)},
+          {"serial", text_or_null(chosen.serial_number(look))},
           {"firmware", text_or_null(drive.firmware)},
           {"world_wide_name", text_or_null(drive.world_wide_name)},
           {"size", or_null(drive.size)},
