@@ -227,8 +227,9 @@ StopOutcome Keeper::stop(SeenLook seen, bool wake, bool is_replaced) {
     }
     if (!status.ended.empty()) outcome.row = status.ended.front();
     outcome.status = std::move(status);
-    if (outcome.row && is_another(outcome.status.running, *outcome.row)) {
-      // Somebody else has seen it stop, and has begun the next one.
+    // Somebody else has begun the next one. Where nobody keeps rows, only its end tells that.
+    const bool has_next = outcome.row && outcome.row->outcome && outcome.status.running;
+    if (has_next || (outcome.row && is_another(outcome.status.running, *outcome.row))) {
       tell_end_seen_by_others(outcome, circumstances);
       outcome.result = StopResult::Stopped;
       return outcome;

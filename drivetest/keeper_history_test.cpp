@@ -54,6 +54,25 @@ TEST_P(KeeperWithoutHistory, GoesOnWithWhatItKnewWhenOthersKeepTheHistoryBusy) {
   EXPECT_FALSE(keeper.look(place_, false).running);
 }
 
+// Their rows have no numbers.
+TEST_P(KeeperWithoutHistory, TellsTheTestThatEndedFromTheNextOfSomebodyElse) {
+  Keeper keeper(drive_, time_, [] { return nullptr; });
+  drive_.begin(TestKind::Long);
+  drive_.after_command = [this] { drive_.begin(TestKind::Short); };
+  const StopOutcome stopped = keeper.stop(place_, false);
+  EXPECT_EQ(stopped.result, StopResult::Stopped) << stopped.reason;
+  EXPECT_EQ(stopped.row.value().outcome, Outcome::Aborted);
+
+  drive_.obeys_stop = false;
+  drive_.after_command = [this] {
+    time_.wait(FakeDrive::kDuration);
+    drive_.begin(TestKind::Long);
+  };
+  const StartOutcome started = keeper.start(place_, TestKind::Short, true, false);
+  EXPECT_EQ(started.result, StartResult::AlreadyRunning) << started.reason;
+  EXPECT_EQ(started.ended_before.value().outcome, Outcome::Passed);
+}
+
 // A drive that cannot be asked is told with what the history knew of it.
 TEST_P(KeeperWithoutHistory, KnowsWhichTestRanAlsoWhereTheHistoryIsBusyFirstThen) {
   History impatient({.folder = folder_ / "hvx", .host = {"aa", "host"}, .patience = {}});
