@@ -277,8 +277,7 @@ std::string name_in_command(const std::string& device) {
   return usable ? device : "DEVICE";
 }
 
-std::string busy_advice(const std::string& device) {
-  const std::string name = name_in_command(device);
+std::string busy_advice(const std::string& name) {
   return fmt::format(
       "wait for its end, which 'hddtest watch {}' shows, or end it with 'hddtest stop {}'", name,
       name);
@@ -292,7 +291,7 @@ std::string readiness_reason(const DriveLook& look, const std::string& device) {
     case Readiness::Running:
       return fmt::format("a test runs in it already{}; {}",
                          look.remaining ? fmt::format(", {}% remaining", *look.remaining) : "",
-                         busy_advice(device));
+                         busy_advice(name));
     case Readiness::SmartOff:
       return fmt::format("SMART is off; 'smartctl -s on {}' switches it on", name);
     case Readiness::NoSmart:

@@ -80,8 +80,8 @@ std::string_view readiness_cause(Readiness readiness);
 // smartctl could take for something else.
 std::string name_in_command(const std::string& device);
 
-// What to do where a test runs already.
-std::string busy_advice(const std::string& device);
+// What to do where a test runs already, with a name of name_in_command().
+std::string busy_advice(const std::string& name);
 
 // Why the drive cannot be tested now, and what to do, on one line; empty when it is ready.
 std::string readiness_reason(const DriveLook& look, const std::string& device);

@@ -27,7 +27,7 @@ Verdict stalled_verdict(const TestRow& row, const std::string& device) {
     verdict.remaining = static_cast<int>(*row.remaining_percent);
     verdict.reason += fmt::format(", {}% remaining", *row.remaining_percent);
   }
-  verdict.reason += "; " + stalled_advice(device);
+  verdict.reason += "; " + stalled_advice(name_in_command(device, row.place));
   return verdict;
 }
 
@@ -46,7 +46,8 @@ Verdict verdict_of(const Followed& followed, const std::string& device) {
     case Followed::End::Gone:
       return gone_verdict(followed.look);
     case Followed::End::NotTold:
-      return verdict_of_untold(fault_text(followed.look), device);
+      return verdict_of_untold(fault_text(followed.look),
+                               name_in_command(device, followed.row.place));
     case Followed::End::Ended:
       break;
   }
@@ -67,17 +68,18 @@ void add_drive(DriveResult& result, const drivetest::Drive& drive) {
 }
 
 // Of a test that did not come about.
-LibraryResult not_started(const StartOutcome& outcome, bool has_history,
-                          const std::string& device) {
-  LibraryResult result{{.device = device}, Hindrance::Other};
+LibraryResult not_started(const StartOutcome& outcome, bool has_history, const Place& place) {
+  LibraryResult result{{.device = place.device}, Hindrance::Other};
+  result.result.place = place;
+  const std::string name = name_in_command(place.device, place);
   const drivetest::Look& look = outcome.status.look;
   Verdict& verdict = result.result.verdict;
   add_drive(result.result, look.drive);
   if (outcome.is_untold) {
-    verdict = verdict_of_untold(outcome.reason, device);
+    verdict = verdict_of_untold(outcome.reason, name);
   } else if (outcome.result == StartResult::AlreadyRunning) {
     verdict = verdict_of_busy(outcome.row.value_or(TestRow()), outcome.status.is_stalled,
-                              has_history, device);
+                              has_history, name);
   } else if (outcome.result == StartResult::NotAble) {
     verdict = {.outcome = RunOutcome::Aborted,
                .cause = std::string(kCauseNoSelfTest),
@@ -127,12 +129,14 @@ LibraryResult test_by_library(DriveTests& tests, const Place& place, TestKind ki
                                        {.gives_up_stalled = true, .wakes = true}, report);
       result.result = result_of(followed, place.device);
     } else {
-      result = not_started(outcome, tests.has_history(), place.device);
+      result = not_started(outcome, tests.has_history(), place);
     }
   } catch (const std::exception& error) {
     // The drive may have begun the test all the same.
-    result.result = {.device = place.device,
-                     .verdict = verdict_of_untold(reason_of(error), place.device)};
+    result.result = {
+        .device = place.device,
+        .place = place,
+        .verdict = verdict_of_untold(reason_of(error), name_in_command(place.device, place))};
   }
   result.result.kind = kind;
   result.result.begin = begin;

@@ -118,23 +118,22 @@ Verdict verdict_of_fault(const drivetest::Look& look) {
   return {.cause = std::string(cause_of(look.fault)), .reason = fault_text(look)};
 }
 
-std::string go_on_advice(const std::string& device) {
-  const std::string name = name_in_command(device);
+std::string go_on_advice(const std::string& name) {
   return fmt::format("'hddtest watch {}' shows it, 'hddtest stop {}' ends it", name, name);
 }
 
-std::string stalled_advice(const std::string& device) {
-  return "it may still end: " + go_on_advice(device);
+std::string stalled_advice(const std::string& name) {
+  return "it may still end: " + go_on_advice(name);
 }
 
-Verdict verdict_of_untold(const std::string& why, const std::string& device) {
+Verdict verdict_of_untold(const std::string& why, const std::string& name) {
   return {.cause = std::string(kCauseUnknown),
           .reason = fmt::format("how the test ended is not known: {}; the drive may go on: {}", why,
-                                go_on_advice(device))};
+                                go_on_advice(name))};
 }
 
 Verdict verdict_of_busy(const TestRow& row, bool is_stalled, bool has_history,
-                        const std::string& device) {
+                        const std::string& name) {
   Verdict verdict{.cause = std::string(readiness_cause(Readiness::Running))};
   verdict.reason = "a test runs in it already";
   if (is_stalled) verdict.reason += " and has stalled";
@@ -143,7 +142,7 @@ Verdict verdict_of_busy(const TestRow& row, bool is_stalled, bool has_history,
     verdict.reason += fmt::format(", {}% remaining", *row.remaining_percent);
   }
   if (has_history || row.kind) verdict.reason += " (" + owned_test_text(row, has_history) + ")";
-  verdict.reason += is_stalled ? "; " + stalled_advice(device) : "; " + busy_advice(device);
+  verdict.reason += is_stalled ? "; " + stalled_advice(name) : "; " + busy_advice(name);
   return verdict;
 }
 

@@ -15,18 +15,19 @@ Verdict verdict_of_row(const drivetest::TestRow& row, drivetest::Protocol protoc
 // Of a drive that was looked at in vain.
 Verdict verdict_of_fault(const drivetest::Look& look);
 
-// What shows a test that may go on, and what ends it.
-std::string go_on_advice(const std::string& device);
+// What shows a test that may go on, and what ends it. Here and below the name is one of
+// name_in_command().
+std::string go_on_advice(const std::string& name);
 
 // What to do about a test that has stalled.
-std::string stalled_advice(const std::string& device);
+std::string stalled_advice(const std::string& name);
 
 // Of a test whose end nobody has seen, though the drive may go on.
-Verdict verdict_of_untold(const std::string& why, const std::string& device);
+Verdict verdict_of_untold(const std::string& why, const std::string& name);
 
 // Of a drive in which this test runs already, for somebody who wanted to start one. has_history:
 // the row tells who began it.
 Verdict verdict_of_busy(const drivetest::TestRow& row, bool is_stalled, bool has_history,
-                        const std::string& device);
+                        const std::string& name);
 
 }  // namespace cli

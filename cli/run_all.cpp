@@ -71,8 +71,10 @@ class Run {
     std::unique_lock guard(lock_);
     plan_ = std::move(plan);
     has_ended_.resize(plan_.size());
-    for (const PlannedDrive& drive : plan_)
+    for (const PlannedDrive& drive : plan_) {
       results_.push_back(of_kind(not_tested(drive.name, "interrupted-command", kReasonNotBegun)));
+      results_.back().place = {drive.device, drive.type};
+    }
     std::list<std::size_t> to_come;
     for (std::size_t index = 0; index < plan_.size(); ++index) {
       plan_[index].controller = drivetest::controller_of({plan_[index].device, plan_[index].type});
@@ -192,7 +194,8 @@ class Run {
       for (const Told& told : one->worker.told()) {
         note(*one, told);
         if (options_.json_lines && told.progress)
-          write_line(progress_json(one->name, *told.progress, drivetest::system_time()));
+          write_line(progress_json(one->name, plan_[one->index].type, *told.progress,
+                                   drivetest::system_time()));
       }
       return;
     }
@@ -316,12 +319,13 @@ class Run {
     std::vector<std::string> not_begun;
     for (const Running& one : running_) {
       if (!may_test(one.worker.step())) continue;
-      testing.push_back(one.name);
+      const PlannedDrive& drive = plan_[one.index];
+      testing.push_back(name_in_command(one.name, {drive.device, drive.type}));
       results_[one.index].verdict.reason = kReasonGoesOn;
     }
     for (std::size_t index = 0; index < results_.size(); ++index)
       if (!has_ended_[index] && results_[index].verdict.reason == kReasonNotBegun)
-        not_begun.push_back(escape(plan_[index].name));
+        not_begun.push_back(escape(shown_name(plan_[index].name, results_[index].place)));
     complain("interrupted" + go_on_words(testing) +
              (testing.empty() || not_begun.empty()
                   ? ""

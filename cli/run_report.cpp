@@ -2,6 +2,7 @@
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <map>
@@ -172,20 +173,27 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
   return all;
 }
 
-std::string go_on_words(const std::vector<std::string>& devices) {
-  if (devices.empty()) return {};
-  std::string names;
-  for (const std::string& device : devices) names += " " + name_in_command(device);
-  const bool is_one = devices.size() == 1;
-  return fmt::format("; the {} in the {}; 'hddtest watch{}' shows {}, 'hddtest stop{}' ends {}",
-                     is_one ? "test goes on" : "tests go on", is_one ? "drive" : "drives", names,
-                     is_one ? "it" : "them", names, is_one ? "it" : "them");
+std::string go_on_words(const std::vector<std::string>& names) {
+  if (names.empty()) return {};
+  const bool is_one = names.size() == 1;
+  const char* const them = is_one ? "it" : "them";
+  const std::string tests =
+      is_one ? "; the test goes on in the drive; " : "; the tests go on in the drives; ";
+  // A type is that of all drives of a command.
+  const bool has_type = std::ranges::any_of(
+      names, [](const std::string& name) { return name.starts_with("--type "); });
+  if (has_type && !is_one)
+    return tests + fmt::format("'hddtest watch' shows them, 'hddtest stop {}' end them",
+                               fmt::join(names, "' and 'hddtest stop "));
+  return tests + fmt::format("'hddtest watch {0}' shows {1}, 'hddtest stop {0}' ends {1}",
+                             fmt::join(names, " "), them);
 }
 
 Json run_json(const DriveResult& result) {
   const Verdict& verdict = result.verdict;
   return {{"format", kFormat},
           {"device", result.device},
+          {"type", or_null(result.place.type)},
           {"outcome", verdict.outcome ? Json(outcome_word(*verdict.outcome)) : Json()},
           {"reason", or_null(verdict.reason)},
           {"job", result.job},
@@ -206,10 +214,12 @@ Json run_json(const DriveResult& result) {
           {"bay", is_to_be_pulled(result) ? bay_json(place_of(result)) : Json()}};
 }
 
-Json progress_json(const std::string& device, const TestProgress& progress, drivetest::Time now) {
+Json progress_json(const std::string& device, const std::string& type, const TestProgress& progress,
+                   drivetest::Time now) {
   return {{"format", kFormat},
           {"event", "progress"},
           {"device", device},
+          {"type", or_null(type)},
           {"test", progress.kind ? Json(name_of(*progress.kind)) : Json()},
           {"remaining", or_null(progress.percent)},
           {"minutes", or_null(progress.minutes)},

@@ -35,13 +35,14 @@ inline constexpr const char* kReasonNotBegun = "interrupted before its test bega
 
 // "; the test goes on in the drive; 'hddtest watch /dev/sda' shows it, ...": what is said of the
 // drives whose tests go on when the command is ended; empty without.
-std::string go_on_words(const std::vector<std::string>& devices);
+std::string go_on_words(const std::vector<std::string>& names);
 
 // The drive as an object of the array that --json prints.
 Json run_json(const DriveResult& result);
 
 // How far the drive's test is, as a line of --json-lines. device: as the user named it.
-Json progress_json(const std::string& device, const TestProgress& progress, drivetest::Time now);
+Json progress_json(const std::string& device, const std::string& type, const TestProgress& progress,
+                   drivetest::Time now);
 
 // What kept a command from its answer: the array that --json prints of every command, with one
 // object of the same form whose device is null.

@@ -127,11 +127,13 @@ TEST(RunJson, HasEveryMemberOfTheFormat) {
   failed.verdict.hours = 1217;
   failed.model = "M";
   failed.serial = "S";
+  failed.place = {"/dev/a", "sat"};
   const Json json = run_json(failed);
   EXPECT_EQ(json.dump(),
-            R"({"format":1,"device":"/dev/a","outcome":"failed","reason":"why","job":null,)"
-            R"("record":{"RecordData":"HDST-100: text\n1. do\n"},"status":1,"test":"short",)"
-            R"("cause":"read-failure","remaining":null,"block":12345,"hours":1217,"model":"M",)"
+            R"({"format":1,"device":"/dev/a","type":"sat","outcome":"failed","reason":"why",)"
+            R"("job":null,"record":{"RecordData":"HDST-100: text\n1. do\n"},"status":1,)"
+            R"("test":"short","cause":"read-failure","remaining":null,"block":12345,)"
+            R"("hours":1217,"model":"M",)"
             R"("serial":"S","begin":"2001-09-09T01:46:40Z","end":"2001-09-09T01:47:55Z",)"
             R"("duration":75,"advice":"HDST-100","advice_text":"HDST-100: Back up the data on )"
             R"(this drive now, then replace it, even if it still seems to work.",)"
@@ -157,9 +159,15 @@ TEST(RunReport, SaysWhichTestsGoOn) {
   EXPECT_EQ(go_on_words({"/dev/a"}),
             "; the test goes on in the drive; 'hddtest watch /dev/a' shows it, 'hddtest stop "
             "/dev/a' ends it");
-  EXPECT_EQ(go_on_words({"/dev/a", "x y"}),
+  EXPECT_EQ(go_on_words({"/dev/a", "DEVICE"}),
             "; the tests go on in the drives; 'hddtest watch /dev/a DEVICE' shows them, 'hddtest "
             "stop /dev/a DEVICE' ends them");
+  EXPECT_EQ(go_on_words({"--type megaraid,1 /dev/bus/8"}),
+            "; the test goes on in the drive; 'hddtest watch --type megaraid,1 /dev/bus/8' shows "
+            "it, 'hddtest stop --type megaraid,1 /dev/bus/8' ends it");
+  EXPECT_EQ(go_on_words({"/dev/a", "--type megaraid,1 /dev/bus/8"}),
+            "; the tests go on in the drives; 'hddtest watch' shows them, 'hddtest stop /dev/a' "
+            "and 'hddtest stop --type megaraid,1 /dev/bus/8' end them");
 }
 
 TEST(RunReport, LeavesOutHowLongSomebodyElsesTestTook) {
@@ -172,11 +180,12 @@ TEST(RunReport, LeavesOutHowLongSomebodyElsesTestTook) {
 TEST(ProgressJson, HasNullsForWhatIsNotKnown) {
   TestProgress progress{.kind = drivetest::TestKind::Long, .percent = 50U, .minutes = 42U};
   const drivetest::Time time{std::chrono::seconds(0)};
-  EXPECT_EQ(progress_json("/dev/a", progress, time).dump(),
-            R"({"format":1,"event":"progress","device":"/dev/a","test":"long","remaining":50,)"
-            R"("minutes":42,"stalled":false,"source":"hddtest","time":"1970-01-01T00:00:00Z"})");
-  const Json unknown = progress_json("/dev/a", {}, time);
-  for (const char* const name : {"test", "remaining", "minutes"})
+  EXPECT_EQ(progress_json("/dev/a", "sat", progress, time).dump(),
+            R"({"format":1,"event":"progress","device":"/dev/a","type":"sat","test":"long",)"
+            R"("remaining":50,"minutes":42,)"
+            R"("stalled":false,"source":"hddtest","time":"1970-01-01T00:00:00Z"})");
+  const Json unknown = progress_json("/dev/a", "", {}, time);
+  for (const char* const name : {"type", "test", "remaining", "minutes"})
     EXPECT_TRUE(unknown[name].is_null());
 }
 

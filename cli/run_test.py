@@ -84,7 +84,7 @@ class Run(CommandTest):
         self.expect(0)
         (drive,) = drives
         self.assertEqual(list(drive), [
-            "format", "device", "outcome", "reason", "job", "record", "status", "test", "cause",
+            "format", "device", "type", "outcome", "reason", "job", "record", "status", "test", "cause",
             "remaining", "block", "hours", "model", "serial", "begin", "end", "duration", "advice",
             "advice_text", "bay"])
         self.assertEqual((drive["format"], drive["status"], drive["test"]), (1, 0, "short"))

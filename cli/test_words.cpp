@@ -70,9 +70,21 @@ drivetest::TestKind kind_named(const std::string& name, const std::vector<std::s
   throw WrongCommandLine("there is no test '" + name + "'; --test takes short, long or conveyance");
 }
 
+namespace {
+
+bool needs_type(const std::string& name, const drivetest::Place& place) {
+  return name == place.device && !drivetest::member_type(place.type).empty();
+}
+
+}  // namespace
+
 std::string shown_name(const std::string& name, const drivetest::Place& place) {
-  const bool is_shared = name == place.device && !drivetest::member_type(place.type).empty();
-  return is_shared ? name + " " + place.type : name;
+  return needs_type(name, place) ? name + " " + place.type : name;
+}
+
+std::string name_in_command(const std::string& name, const drivetest::Place& place) {
+  const std::string type = name_in_command(place.type) == place.type ? place.type : "TYPE";
+  return (needs_type(name, place) ? "--type " + type + " " : "") + name_in_command(name);
 }
 
 std::string kind_text(const TestRow& row) {

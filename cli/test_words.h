@@ -26,6 +26,8 @@ drivetest::TestKind kind_named(const std::string& name, const std::vector<std::s
 // The drive as people read it: "/dev/bus/8 megaraid,0", since all drives behind a controller share
 // its device. Another name, which the user has given, stays as it is.
 std::string shown_name(const std::string& name, const drivetest::Place& place);
+// The same as it may stand in a command that somebody copies: "--type megaraid,0 /dev/bus/8".
+std::string name_in_command(const std::string& name, const drivetest::Place& place);
 
 // "short test", "test" where the kind is not known.
 std::string kind_text(const drivetest::TestRow& row);

@@ -127,6 +127,7 @@ class Watch {
   // A drive in which no test can be watched.
   void tell_idle(Watched& one) {
     DriveResult& result = one.result;
+    result.place = one.drive.place;
     // A drive at rest tests nothing. What came of a test that ran before, it does not say.
     const bool rests = one.status.look.fault == LookFault::Standby;
     if (!one.drive.reason.empty() ||
@@ -240,7 +241,8 @@ class Watch {
         one.noted = one.progress;
       }
       if (options_.json_lines)
-        write_line(progress_json(one.drive.name, one.progress, drivetest::system_time()));
+        write_line(progress_json(one.drive.name, one.drive.place.type, one.progress,
+                                 drivetest::system_time()));
       return;
     }
     progress_.clear();
@@ -311,8 +313,9 @@ class Watch {
     std::vector<std::string> testing;
     for (Watched& one : watched_) {
       if (!one.is_running) continue;
-      testing.push_back(one.drive.name);
+      testing.push_back(name_in_command(one.drive.name, one.drive.place));
       one.result = not_tested(one.drive.name, "interrupted-command", kReasonGoesOn);
+      one.result.place = one.drive.place;
       one.result.kind = one.row->kind;
       one.result.model = one.status.look.drive.model;
       one.result.serial = one.status.look.drive.serial_number;

@@ -52,8 +52,8 @@ DriveResult work_by_module(const Places& places, const WorkerTask& task) {
     DriveTests tests;
     const drivetest::DriveStatus status = tests.keeper().look(tests.place_of(task.device), true);
     if (status.running)
-      result.verdict =
-          verdict_of_busy(*status.running, status.is_stalled, tests.has_history(), task.device);
+      result.verdict = verdict_of_busy(*status.running, status.is_stalled, tests.has_history(),
+                                       name_in_command(task.device));
   }
   if (is_without_smart(result.verdict)) {
     LibraryResult other = work_by_library(task);

@@ -14,6 +14,7 @@
 #include "cli/failure.h"
 #include "cli/log_texts.h"
 #include "cli/row_verdict.h"
+#include "cli/test_words.h"
 #include "cli/worker_message.h"
 #include "platform/spawn_plan.h"
 
@@ -51,6 +52,7 @@ std::vector<std::string> arguments_of(const Places& places, const WorkerTask& ta
 
 Worker::Worker(const Places& places, const WorkerTask& task) {
   result_.device = task.device;
+  result_.place = {task.device, task.type};
   result_.kind = task.kind;
   platform::Pipe pipe = platform::open_pipe();
   int error = errno;
@@ -118,8 +120,9 @@ void Worker::end() {
       WIFSIGNALED(status) ? fmt::format("the process that tested it was ended by signal {} ({})",
                                         WTERMSIG(status), strsignal(WTERMSIG(status)))
                           : "the process that tested it ended before the test";
-  result_.verdict = may_test(step_) ? verdict_of_untold(why, result_.device)
-                                    : Verdict{.cause = std::string(kCauseModule), .reason = why};
+  result_.verdict = may_test(step_)
+                        ? verdict_of_untold(why, name_in_command(result_.device, result_.place))
+                        : Verdict{.cause = std::string(kCauseModule), .reason = why};
 }
 
 }  // namespace cli

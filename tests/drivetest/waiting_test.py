@@ -26,7 +26,8 @@ from stage import Stage, skip_without_tools
 
 PROGRAMS, STANDIN = sys.argv[1:3]
 
-PROGRESS = ["format", "event", "device", "test", "remaining", "minutes", "stalled", "source", "time"]
+PROGRESS = ["format", "event", "device", "type", "test", "remaining", "minutes", "stalled", "source",
+            "time"]
 
 
 def disk(number, **fields):
