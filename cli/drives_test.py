@@ -94,7 +94,7 @@ class Drives(CommandTest):
         self.assertEqual(self.reasons(), {"/dev/sda": "excluded machine type"})
         self.run_command("run")
         self.assertEqual(self.status, 3)
-        self.assertRegex(self.output, r"(?m)^/dev/sda: excluded: machine type \d{4}, not tested$")
+        self.assertRegex(self.output, r"(?m)^/dev/sda: not tested: excluded: machine type \d{4}$")
 
     def test_excluded_bios(self):
         self.machine("sda")
@@ -169,7 +169,7 @@ class RunAll(CommandTest):
         self.assertEqual(self.status, 3, "which outranks 1")
         lines = self.output.splitlines()
         self.assertRegex(self.errors, r"\Ahddtest: /dev/sdb was not tested: it has no SMART .*\n\Z")
-        self.assertIn("/dev/sdc: on USB, not tested", lines)
+        self.assertIn("/dev/sdc: not tested: on USB", lines)
         self.assertRegex(self.output, r"(?m)^/dev/sda: passed \(\d:\d\d\): # 1 Short offline ")
         self.assertRegex(self.output, r"(?m)^/dev/sdd: failed \(\d:\d\d\): the drive reported: read ")
         summary = lines.index("4 drives: 1 passed, 1 failed, 1 could not be tested, 1 not tested")
@@ -190,7 +190,7 @@ class RunAll(CommandTest):
         self.machine("sda", "sdb", usb=["sdb"])
         self.run_command("run", SMART="Disabled")
         self.assertEqual(self.status, 3)
-        self.assertEqual(self.output, "/dev/sdb: on USB, not tested\n"
+        self.assertEqual(self.output, "/dev/sdb: not tested: on USB\n"
                                       "2 drives: 1 could not be tested, 1 not tested\n")
         self.assertRegex(self.errors, r"\Ahddtest: /dev/sda was not tested: SMART is off; .*\n\Z")
 

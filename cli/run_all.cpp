@@ -255,9 +255,9 @@ class Run {
       const std::string& words = plan_[index].words;
       const bool is_of_module = result.verdict.cause == kCauseLeftOut && !words.empty();
       if (!json_)
-        output.write(escape(shown_name(result.device, result.place) + ": " +
+        output.write(escape(shown_name(result.device, result.place) + ": not tested: " +
                             (is_of_module ? words : result.verdict.reason)) +
-                     ", not tested\n");
+                     "\n");
     } else if (!result.verdict.outcome) {
       complain(complaint(result));
     } else if (!json_) {
