@@ -64,6 +64,11 @@ class Command(unittest.TestCase):
         of_all = set.intersection(*(options(help_of(PROGRAM, name)) for name in commands()))
         self.assertEqual(of_all | options(help_of(PROGRAM)), self.shared)
 
+    def test_no_line_of_help_is_broken_by_a_terminal_of_100_columns(self):
+        helps = [help_of(PROGRAM), help_of(REGISTERING), *(help_of(PROGRAM, name) for name in commands())]
+        for line in "".join(helps).splitlines():
+            self.assertLessEqual(len(line), 100, line)
+
     def test_every_variable_of_the_environment_is_explained(self):
         read = set()
         for folder in ("cli", "broker", "platform", "engine", "discovery", "drivetest", "providers",
