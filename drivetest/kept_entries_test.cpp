@@ -86,6 +86,16 @@ TEST(KeptEntries, LeaveOneThatLacksAsNew) {
   EXPECT_FALSE(growth.is_before_known);
 }
 
+// A history keeps tests that the drive has forgotten.
+TEST(KeptEntries, MayBeFewerThanTheTests) {
+  const Log log = {entry(0, 80), entry(7, 70)};
+  const Rows kept = rows({log[0], log[1], entry(0, 60), log[1]});
+  EXPECT_THAT(beyond(kept, log).added, IsEmpty());
+  const LogGrowth growth = beyond(kept, {entry(0, 90), log[0]});
+  EXPECT_THAT(growth.added, ElementsAre(entry(0, 90)));
+  EXPECT_TRUE(growth.is_before_known);
+}
+
 // A row that was told by the drive's status alone has no hours.
 TEST(KeptEntries, NeedHours) {
   LogEntry without = entry(0, 80);
