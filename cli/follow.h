@@ -56,7 +56,7 @@ struct Followed {
   };
   End end = End::Ended;
   drivetest::TestRow row;
-  drivetest::Drive drive;  // as it was at the beginning
+  drivetest::Drive drive;  // as it was at the beginning, and where
   drivetest::Look look;    // the last one
 };
 

@@ -20,14 +20,14 @@ using drivetest::TestRow;
 
 namespace {
 
-Verdict stalled_verdict(const TestRow& row, const std::string& device) {
+Verdict stalled_verdict(const TestRow& row, const std::string& device, const Place& place) {
   Verdict verdict{.cause = std::string(kCauseNotEnded)};
   verdict.reason = "the test makes no progress any more";
   if (row.remaining_percent) {
     verdict.remaining = static_cast<int>(*row.remaining_percent);
     verdict.reason += fmt::format(", {}% remaining", *row.remaining_percent);
   }
-  verdict.reason += "; " + stalled_advice(name_in_command(device, row.place));
+  verdict.reason += "; " + stalled_advice(name_in_command(device, place));
   return verdict;
 }
 
@@ -42,12 +42,12 @@ Verdict gone_verdict(const drivetest::Look& look) {
 Verdict verdict_of(const Followed& followed, const std::string& device) {
   switch (followed.end) {
     case Followed::End::Stalled:
-      return stalled_verdict(followed.row, device);
+      return stalled_verdict(followed.row, device, followed.drive.place);
     case Followed::End::Gone:
       return gone_verdict(followed.look);
     case Followed::End::NotTold:
       return verdict_of_untold(fault_text(followed.look),
-                               name_in_command(device, followed.row.place));
+                               name_in_command(device, followed.drive.place));
     case Followed::End::Ended:
       break;
   }
@@ -103,16 +103,14 @@ LibraryResult not_started(const StartOutcome& outcome, bool has_history, const P
 DriveResult result_of(const Followed& followed, const std::string& device) {
   const TestRow& row = followed.row;
   DriveResult result{.device = device, .verdict = verdict_of(followed, device)};
-  result.place = row.place;
+  // The row has the place of the start, and another drive may have that name since.
+  result.place = followed.drive.place;
   result.kind = row.kind;
   add_drive(result, followed.drive);
   result.entry = entry_of(row);
   // Of a failed drive the report says which one to pull.
-  if (row.outcome == drivetest::Outcome::Aborted && followed.end == Followed::End::Ended) {
-    drivetest::Drive drive = followed.drive;
-    drive.place = row.place;
-    result.advice = test_advice(drive, row);
-  }
+  if (row.outcome == drivetest::Outcome::Aborted && followed.end == Followed::End::Ended)
+    result.advice = test_advice(followed.drive, row);
   result.begin = row.started;
   if (const auto duration = row.duration()) result.elapsed = *duration;
   return result;

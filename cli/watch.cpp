@@ -146,12 +146,11 @@ class Watch {
     const LookedDrive looked = looked_drive(tests_, one.drive, one.status);
     // As 'hddtest status' has it: a test that passed since may not make up for one that failed.
     if (const std::optional<TestRow>& told = looked.failed ? looked.failed : one.row) {
-      TestRow row = *told;
-      row.place = one.drive.place;  // which may have changed since the test
       drivetest::Drive drive = one.status.look.drive;
       drive.serial_number = looked.serial_number();  // of a drive at rest the kernel may tell it
-      result = result_of({Followed::End::Ended, row, drive, one.status.look}, one.drive.name);
-      one.exit_status = status_of(row);
+      drive.place = one.drive.place;
+      result = result_of({Followed::End::Ended, *told, drive, one.status.look}, one.drive.name);
+      one.exit_status = status_of(*told);
     } else {
       const bool is_known = tests_.can_read_history();
       result.device = one.drive.name;
