@@ -14,7 +14,7 @@ namespace cli {
 
 struct DriveResult {
   std::string device{};  // as the user named it
-  // Where the drive was asked; without a device where nobody asked it.
+  // Where the drive was asked, or is to be; without a device where that is not known.
   drivetest::Place place{};
   // Not set for somebody else's test whose drive does not tell.
   std::optional<drivetest::TestKind> kind = drivetest::TestKind::Short;

@@ -16,14 +16,14 @@ bool has_node(const ChosenDrive& drive, const std::string& device) {
 }
 
 PlannedDrive by_library(DriveTests& tests, const ChosenDrive& chosen) {
-  PlannedDrive planned{.name = chosen.name, .device = chosen.place.device};
+  PlannedDrive planned{
+      .name = chosen.name, .device = chosen.place.device, .type = chosen.place.type};
   if (!chosen.reason.empty()) {
     planned.reason = chosen.reason;
     planned.cause = cause_text(Readiness::NoDevice);
     return planned;
   }
   planned.way = Way::Library;
-  planned.type = chosen.place.type;
   planned.is_apart = tests.is_apart(chosen.place);
   return planned;
 }

@@ -72,8 +72,7 @@ class Run {
     plan_ = std::move(plan);
     has_ended_.resize(plan_.size());
     for (const PlannedDrive& drive : plan_) {
-      results_.push_back(of_kind(not_tested(drive.name, "interrupted-command", kReasonNotBegun)));
-      results_.back().place = {drive.device, drive.type};
+      results_.push_back(of_kind(untested(drive, "interrupted-command", kReasonNotBegun)));
     }
     std::list<std::size_t> to_come;
     for (std::size_t index = 0; index < plan_.size(); ++index) {
@@ -162,14 +161,21 @@ class Run {
   void start(std::size_t index) {
     const PlannedDrive& drive = plan_[index];
     if (!drive.is_tested()) {
-      finish(index, not_tested(drive.name, drive.cause, *drive.reason));
+      finish(index, untested(drive, drive.cause, *drive.reason));
       return;
     }
     try {
       running_.emplace_back(places_, drive, kind_, index);
     } catch (const CommandFailure& failure) {
-      finish(index, not_tested(drive.name, std::string(kCauseModule), failure.what()));
+      finish(index, untested(drive, std::string(kCauseModule), failure.what()));
     }
+  }
+
+  // The type tells it from other drives behind its controller.
+  static DriveResult untested(const PlannedDrive& drive, std::string cause, std::string reason) {
+    DriveResult result = not_tested(drive.name, std::move(cause), std::move(reason));
+    result.place = {drive.device, drive.type};
+    return result;
   }
 
   // Waits for a second at most where lines are written over, so that the time in them goes on.

@@ -25,7 +25,7 @@ struct PlannedDrive {
   std::string cause{};                  // the same as one word for programs
   std::string words{};                  // the same in the words of the list of drives
   Way way = Way::Module;
-  std::string type{};        // for smartctl -d; Way::Library
+  std::string type{};        // for smartctl -d; not for the module
   bool is_apart = false;     // another drive claims to be this one; Way::Library
   std::string controller{};  // that it is behind; see drivetest/controller.h
 

@@ -216,11 +216,19 @@ class Watch {
     end_watching(one, std::move(result));
   }
 
-  static DriveResult not_watched(const Watched& one, const std::exception& error) {
-    DriveResult result = not_tested(one.drive.name, std::string(kCauseUnknown),
-                                    "the test cannot be watched: " + reason_of(error));
+  // Of a test that is watched no more, though it runs.
+  static DriveResult left_running(const Watched& one, std::string_view cause, std::string reason) {
+    DriveResult result = not_tested(one.drive.name, std::string(cause), std::move(reason));
+    result.place = one.drive.place;
     result.kind = one.row->kind;
+    result.model = one.status.look.drive.model;
+    result.serial = one.status.look.drive.serial_number;
+    result.begin = one.row->started;
     return result;
+  }
+
+  static DriveResult not_watched(const Watched& one, const std::exception& error) {
+    return left_running(one, kCauseUnknown, "the test cannot be watched: " + reason_of(error));
   }
 
   // The lock is held.
@@ -313,12 +321,7 @@ class Watch {
     for (Watched& one : watched_) {
       if (!one.is_running) continue;
       testing.push_back(name_in_command(one.drive.name, one.drive.place));
-      one.result = not_tested(one.drive.name, "interrupted-command", kReasonGoesOn);
-      one.result.place = one.drive.place;
-      one.result.kind = one.row->kind;
-      one.result.model = one.status.look.drive.model;
-      one.result.serial = one.status.look.drive.serial_number;
-      one.result.begin = one.row->started;
+      one.result = left_running(one, "interrupted-command", kReasonGoesOn);
       one.exit_status = kStatusCannot;
     }
     complain("interrupted" + go_on_words(testing));
