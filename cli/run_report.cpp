@@ -176,17 +176,23 @@ std::string advice(const std::vector<DriveResult>& results, const Output& output
 std::string go_on_words(const std::vector<std::string>& names) {
   if (names.empty()) return {};
   const bool is_one = names.size() == 1;
-  const char* const them = is_one ? "it" : "them";
   const std::string tests =
       is_one ? "; the test goes on in the drive; " : "; the tests go on in the drives; ";
   // A type is that of all drives of a command.
-  const bool has_type = std::ranges::any_of(
-      names, [](const std::string& name) { return name.starts_with("--type "); });
-  if (has_type && !is_one)
-    return tests + fmt::format("'hddtest watch' shows them, 'hddtest stop {}' end them",
-                               fmt::join(names, "' and 'hddtest stop "));
-  return tests + fmt::format("'hddtest watch {0}' shows {1}, 'hddtest stop {0}' ends {1}",
-                             fmt::join(names, " "), them);
+  std::map<std::string, std::string> drives;  // by "--type TYPE ", which not all have
+  for (const std::string& name : names) {
+    const std::size_t end_of_type = name.rfind(' ') + 1;
+    std::string& of = drives[name.substr(0, end_of_type)];
+    of += (of.empty() ? "" : " ") + name.substr(end_of_type);
+  }
+  std::vector<std::string> commands;
+  for (const auto& [type, of] : drives) commands.push_back(type + of);
+  if (commands.size() == 1)
+    return tests + fmt::format("'hddtest watch {0}' shows {1}, 'hddtest stop {0}' ends {1}",
+                               commands.front(), is_one ? "it" : "them");
+  // One type that the user gave is that of all. Several were found, and are found again.
+  return tests + fmt::format("'hddtest watch' shows them, 'hddtest stop {}' end them",
+                             fmt::join(commands, "' and 'hddtest stop "));
 }
 
 Json run_json(const DriveResult& result) {

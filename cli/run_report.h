@@ -34,7 +34,8 @@ inline constexpr const char* kReasonGoesOn = "interrupted; the test goes on in t
 inline constexpr const char* kReasonNotBegun = "interrupted before its test began";
 
 // "; the test goes on in the drive; 'hddtest watch /dev/sda' shows it, ...": what is said of the
-// drives whose tests go on when the command is ended; empty without.
+// drives whose tests go on when the command is ended; empty without. The names are those of
+// name_in_command().
 std::string go_on_words(const std::vector<std::string>& names);
 
 // The drive as an object of the array that --json prints.

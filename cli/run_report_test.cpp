@@ -165,9 +165,12 @@ TEST(RunReport, SaysWhichTestsGoOn) {
   EXPECT_EQ(go_on_words({"--type megaraid,1 /dev/bus/8"}),
             "; the test goes on in the drive; 'hddtest watch --type megaraid,1 /dev/bus/8' shows "
             "it, 'hddtest stop --type megaraid,1 /dev/bus/8' ends it");
-  EXPECT_EQ(go_on_words({"/dev/a", "--type megaraid,1 /dev/bus/8"}),
-            "; the tests go on in the drives; 'hddtest watch' shows them, 'hddtest stop /dev/a' "
-            "and 'hddtest stop --type megaraid,1 /dev/bus/8' end them");
+  EXPECT_EQ(go_on_words({"--type cciss,0 /dev/sg1", "--type cciss,0 /dev/sg2"}),
+            "; the tests go on in the drives; 'hddtest watch --type cciss,0 /dev/sg1 /dev/sg2' "
+            "shows them, 'hddtest stop --type cciss,0 /dev/sg1 /dev/sg2' ends them");
+  EXPECT_EQ(go_on_words({"/dev/a", "--type megaraid,1 /dev/bus/8", "/dev/b"}),
+            "; the tests go on in the drives; 'hddtest watch' shows them, 'hddtest stop /dev/a "
+            "/dev/b' and 'hddtest stop --type megaraid,1 /dev/bus/8' end them");
 }
 
 TEST(RunReport, LeavesOutHowLongSomebodyElsesTestTook) {
