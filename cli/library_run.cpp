@@ -20,14 +20,15 @@ using drivetest::TestRow;
 
 namespace {
 
-Verdict stalled_verdict(const TestRow& row, const std::string& device, const Place& place) {
+// name: as it stands in commands.
+Verdict stalled_verdict(const TestRow& row, const std::string& name) {
   Verdict verdict{.cause = std::string(kCauseNotEnded)};
   verdict.reason = "the test makes no progress any more";
   if (row.remaining_percent) {
     verdict.remaining = static_cast<int>(*row.remaining_percent);
     verdict.reason += fmt::format(", {}% remaining", *row.remaining_percent);
   }
-  verdict.reason += "; " + stalled_advice(name_in_command(device, place));
+  verdict.reason += "; " + stalled_advice(name);
   return verdict;
 }
 
@@ -39,15 +40,16 @@ Verdict gone_verdict(const drivetest::Look& look) {
           .reason = "the drive disappeared during the test: " + why};
 }
 
-Verdict verdict_of(const Followed& followed, const std::string& device) {
+Verdict verdict_of(const Followed& followed, const std::string& device,
+                   const std::string& given_type) {
+  const std::string name = name_in_command(device, followed.drive.place, given_type);
   switch (followed.end) {
     case Followed::End::Stalled:
-      return stalled_verdict(followed.row, device, followed.drive.place);
+      return stalled_verdict(followed.row, name);
     case Followed::End::Gone:
       return gone_verdict(followed.look);
     case Followed::End::NotTold:
-      return verdict_of_untold(fault_text(followed.look),
-                               name_in_command(device, followed.drive.place));
+      return verdict_of_untold(fault_text(followed.look), name);
     case Followed::End::Ended:
       break;
   }
@@ -68,10 +70,10 @@ void add_drive(DriveResult& result, const drivetest::Drive& drive) {
 }
 
 // Of a test that did not come about.
-LibraryResult not_started(const StartOutcome& outcome, bool has_history, const Place& place) {
+LibraryResult not_started(const StartOutcome& outcome, bool has_history, const Place& place,
+                          const std::string& name) {
   LibraryResult result{{.device = place.device}, Hindrance::Other};
   result.result.place = place;
-  const std::string name = name_in_command(place.device, place);
   const drivetest::Look& look = outcome.status.look;
   Verdict& verdict = result.result.verdict;
   add_drive(result.result, look.drive);
@@ -100,9 +102,10 @@ LibraryResult not_started(const StartOutcome& outcome, bool has_history, const P
 
 }  // namespace
 
-DriveResult result_of(const Followed& followed, const std::string& device) {
+DriveResult result_of(const Followed& followed, const std::string& device,
+                      const std::string& given_type) {
   const TestRow& row = followed.row;
-  DriveResult result{.device = device, .verdict = verdict_of(followed, device)};
+  DriveResult result{.device = device, .verdict = verdict_of(followed, device, given_type)};
   // The row has the place of the start, and another drive may have that name since.
   result.place = followed.drive.place;
   result.kind = row.kind;
@@ -116,8 +119,10 @@ DriveResult result_of(const Followed& followed, const std::string& device) {
   return result;
 }
 
-LibraryResult test_by_library(DriveTests& tests, const Place& place, TestKind kind,
+LibraryResult test_by_library(DriveTests& tests, const Place& place, const std::string& given_type,
+                              TestKind kind,
                               const std::function<void(const TestProgress&)>& report) {
+  const std::string name = name_in_command(place.device, place, given_type);
   const drivetest::Time begin = tests.time().now();
   LibraryResult result;
   try {
@@ -125,16 +130,15 @@ LibraryResult test_by_library(DriveTests& tests, const Place& place, TestKind ki
     if (outcome.result == StartResult::Started) {
       const Followed followed = follow(tests.keeper(), tests.time(), *outcome.row, outcome.status,
                                        {.gives_up_stalled = true, .wakes = true}, report);
-      result.result = result_of(followed, place.device);
+      result.result = result_of(followed, place.device, given_type);
     } else {
-      result = not_started(outcome, tests.has_history(), place);
+      result = not_started(outcome, tests.has_history(), place, name);
     }
   } catch (const std::exception& error) {
     // The drive may have begun the test all the same.
-    result.result = {
-        .device = place.device,
-        .place = place,
-        .verdict = verdict_of_untold(reason_of(error), name_in_command(place.device, place))};
+    result.result = {.device = place.device,
+                     .place = place,
+                     .verdict = verdict_of_untold(reason_of(error), name)};
   }
   result.result.kind = kind;
   result.result.begin = begin;

@@ -13,8 +13,9 @@ namespace cli {
 
 class DriveTests;
 
-// The result of a drive's test whose row has this state. device: as the user named it.
-DriveResult result_of(const Followed& followed, const std::string& device);
+// The result of a drive's test whose row has this state. device, given_type: as the user named it.
+DriveResult result_of(const Followed& followed, const std::string& device,
+                      const std::string& given_type);
 
 // What keeps a drive from the test.
 enum class Hindrance {
@@ -31,9 +32,9 @@ struct LibraryResult {
 
 // Blocks until the test has ended; a test without progress for long is given up, and goes on in the
 // drive. A drive in standby is woken. `report` is called whenever the progress has changed. The
-// drive is shown as its place's device.
+// drive is shown as its place's device. given_type: see name_in_command().
 LibraryResult test_by_library(DriveTests& tests, const drivetest::Place& place,
-                              drivetest::TestKind kind,
+                              const std::string& given_type, drivetest::TestKind kind,
                               const std::function<void(const TestProgress&)>& report);
 
 }  // namespace cli

@@ -35,6 +35,7 @@ WorkerTask task_of(const RunOptions& options) {
   if (options.force) task.way = Way::Forced;
   if (options.by_library) task.way = Way::Library;
   task.type = options.type;
+  task.is_type_given = options.type_given;
   task.is_apart = options.apart;
   return task;
 }
@@ -68,7 +69,8 @@ Command run_command(const Invocation& invocation) {
            {"--force", &options->force, "Pass DEVICE on as it stands, whatever it is"},
            {"--worker", &options->worker, ""},
            {"--by-library", &options->by_library, ""},
-           {"--apart", &options->apart, ""}},
+           {"--apart", &options->apart, ""},
+           {"--type-given", &options->type_given, ""}},
           [&invocation, options] { return run(*options, invocation); }};
 }
 

@@ -40,11 +40,9 @@ using std::chrono::steady_clock;
 
 // A drive that is being tested.
 struct Running {
-  Running(const Places& places, const PlannedDrive& drive, drivetest::TestKind kind,
+  Running(const Places& places, const PlannedDrive& drive, const WorkerTask& task,
           std::size_t number)
-      : name(drive.name),
-        index(number),
-        worker(places, {drive.device, drive.way, kind, drive.type, drive.is_apart}) {}
+      : name(drive.name), index(number), worker(places, task) {}
 
   std::string name;
   std::size_t index;  // in the plan
@@ -165,7 +163,13 @@ class Run {
       return;
     }
     try {
-      running_.emplace_back(places_, drive, kind_, index);
+      const WorkerTask task{.device = drive.device,
+                            .way = drive.way,
+                            .kind = kind_,
+                            .type = drive.type,
+                            .is_apart = drive.is_apart,
+                            .is_type_given = !options_.type.empty()};
+      running_.emplace_back(places_, drive, task, index);
     } catch (const CommandFailure& failure) {
       finish(index, untested(drive, std::string(kCauseModule), failure.what()));
     }
@@ -326,7 +330,7 @@ class Run {
     for (const Running& one : running_) {
       if (!may_test(one.worker.step())) continue;
       const PlannedDrive& drive = plan_[one.index];
-      testing.push_back(name_in_command(one.name, {drive.device, drive.type}));
+      testing.push_back(name_in_command(one.name, {drive.device, drive.type}, options_.type));
       results_[one.index].verdict.reason = kReasonGoesOn;
     }
     for (std::size_t index = 0; index < results_.size(); ++index)

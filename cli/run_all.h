@@ -22,6 +22,7 @@ struct RunOptions {
   bool worker = false;
   bool by_library = false;
   bool apart = false;
+  bool type_given = false;
 };
 
 // Tests the drives, and tells of their progress and their results; returns the exit status. Blocks

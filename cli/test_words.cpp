@@ -82,9 +82,12 @@ std::string shown_name(const std::string& name, const drivetest::Place& place) {
   return needs_type(name, place) ? name + " " + place.type : name;
 }
 
-std::string name_in_command(const std::string& name, const drivetest::Place& place) {
-  const std::string type = name_in_command(place.type) == place.type ? place.type : "TYPE";
-  return (needs_type(name, place) ? "--type " + type + " " : "") + name_in_command(name);
+std::string name_in_command(const std::string& name, const drivetest::Place& place,
+                            const std::string& given_type) {
+  const std::string needed = needs_type(name, place) ? place.type : "";
+  const std::string& type = given_type.empty() ? needed : given_type;
+  if (type.empty()) return name_in_command(name);
+  return "--type " + (name_in_command(type) == type ? type : "TYPE") + " " + name_in_command(name);
 }
 
 std::string kind_text(const TestRow& row) {

@@ -27,7 +27,9 @@ drivetest::TestKind kind_named(const std::string& name, const std::vector<std::s
 // its device. Another name, which the user has given, stays as it is.
 std::string shown_name(const std::string& name, const drivetest::Place& place);
 // The same as it may stand in a command that somebody copies: "--type megaraid,0 /dev/bus/8".
-std::string name_in_command(const std::string& name, const drivetest::Place& place);
+// given_type: the user's own --type, without which the name may lead to no drive or to another one.
+std::string name_in_command(const std::string& name, const drivetest::Place& place,
+                            const std::string& given_type);
 
 // "short test", "test" where the kind is not known.
 std::string kind_text(const drivetest::TestRow& row);

@@ -131,11 +131,18 @@ TEST(TestWords, NameADriveBehindAControllerWithItsType) {
             "/dev/bus/8 sat+megaraid,0");
   EXPECT_EQ(shown_name("EX0001", {"/dev/bus/8", "megaraid,0"}), "EX0001");
   EXPECT_EQ(shown_name("/dev/sda", {"/dev/sda", "sat"}), "/dev/sda");
-  EXPECT_EQ(name_in_command("/dev/bus/8", {"/dev/bus/8", "sat+megaraid,0"}),
+  EXPECT_EQ(name_in_command("/dev/bus/8", {"/dev/bus/8", "sat+megaraid,0"}, ""),
             "--type sat+megaraid,0 /dev/bus/8");
-  EXPECT_EQ(name_in_command("EX0001", {"/dev/bus/8", "megaraid,0"}), "EX0001");
-  EXPECT_EQ(name_in_command("x y", {"x y", "sat"}), "DEVICE");
-  EXPECT_EQ(name_in_command("/dev/sg1", {"/dev/sg1", "cciss,0; x"}), "--type TYPE /dev/sg1");
+  EXPECT_EQ(name_in_command("EX0001", {"/dev/bus/8", "megaraid,0"}, ""), "EX0001");
+  EXPECT_EQ(name_in_command("/dev/sda", {"/dev/sda", "sat"}, ""), "/dev/sda");
+  EXPECT_EQ(name_in_command("x y", {"x y", "sat"}, ""), "DEVICE");
+  EXPECT_EQ(name_in_command("/dev/sg1", {"/dev/sg1", "cciss,0; x"}, ""), "--type TYPE /dev/sg1");
+}
+
+TEST(TestWords, KeepTheTypeThatTheUserGaveInACommand) {
+  EXPECT_EQ(name_in_command("/dev/sdc", {"/dev/sdc", "sat"}, "sat"), "--type sat /dev/sdc");
+  EXPECT_EQ(name_in_command("./sdc", {"/dev/sdc", "cciss,0"}, "cciss,0"), "--type cciss,0 ./sdc");
+  EXPECT_EQ(name_in_command("EX0003", {"/dev/sdc", "sat"}, "sat"), "--type sat EX0003");
 }
 
 }  // namespace

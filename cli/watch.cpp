@@ -149,7 +149,8 @@ class Watch {
       drivetest::Drive drive = one.status.look.drive;
       drive.serial_number = looked.serial_number();  // of a drive at rest the kernel may tell it
       drive.place = one.drive.place;
-      result = result_of({Followed::End::Ended, *told, drive, one.status.look}, one.drive.name);
+      result = result_of({Followed::End::Ended, *told, drive, one.status.look}, one.drive.name,
+                         options_.type);
       one.exit_status = status_of(*told);
     } else {
       const bool is_known = tests_.can_read_history();
@@ -208,7 +209,7 @@ class Watch {
     try {
       result = result_of(follow(tests_.keeper(), tests_.time(), *one.row, one.status,
                                 {.wakes = options_.wake}, report),
-                         one.drive.name);
+                         one.drive.name, options_.type);
     } catch (const std::exception& error) {
       result = not_watched(one, error);
     }
@@ -320,7 +321,7 @@ class Watch {
     std::vector<std::string> testing;
     for (Watched& one : watched_) {
       if (!one.is_running) continue;
-      testing.push_back(name_in_command(one.drive.name, one.drive.place));
+      testing.push_back(name_in_command(one.drive.name, one.drive.place, options_.type));
       one.result = left_running(one, "interrupted-command", kReasonGoesOn);
       one.exit_status = kStatusCannot;
     }

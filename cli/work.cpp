@@ -30,9 +30,10 @@ LibraryResult work_by_library(const WorkerTask& task) {
                                      ? tests.place_of(task.device)
                                      : drivetest::Place{task.device, task.type};
   if (task.is_apart) tests.keep_apart(place);
-  return test_by_library(tests, place, task.kind, [](const TestProgress& progress) {
-    tell("testing" + remaining_text(progress), RunStep::Testing, progress);
-  });
+  return test_by_library(tests, place, task.given_type(), task.kind,
+                         [](const TestProgress& progress) {
+                           tell("testing" + remaining_text(progress), RunStep::Testing, progress);
+                         });
 }
 
 // Why the module does not ask the drive, though the library may be able to.

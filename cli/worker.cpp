@@ -42,6 +42,7 @@ std::vector<std::string> arguments_of(const Places& places, const WorkerTask& ta
   if (task.way == Way::Library) arguments.push_back("--by-library");
   if (task.way == Way::Forced) arguments.push_back("--force");
   if (task.is_apart) arguments.push_back("--apart");
+  if (task.is_type_given) arguments.push_back("--type-given");
   if (!task.type.empty()) arguments.insert(arguments.end(), {"--type", task.type});
   arguments.insert(arguments.end(), {"--test", std::string(name_of(task.kind)), "--data",
                                      places.data.string(), "--", task.device});
@@ -54,6 +55,7 @@ Worker::Worker(const Places& places, const WorkerTask& task) {
   result_.device = task.device;
   result_.place = {task.device, task.type};
   result_.kind = task.kind;
+  name_ = name_in_command(task.device, result_.place, task.given_type());
   platform::Pipe pipe = platform::open_pipe();
   int error = errno;
   if (pipe.write_end)
@@ -120,9 +122,8 @@ void Worker::end() {
       WIFSIGNALED(status) ? fmt::format("the process that tested it was ended by signal {} ({})",
                                         WTERMSIG(status), strsignal(WTERMSIG(status)))
                           : "the process that tested it ended before the test";
-  result_.verdict = may_test(step_)
-                        ? verdict_of_untold(why, name_in_command(result_.device, result_.place))
-                        : Verdict{.cause = std::string(kCauseModule), .reason = why};
+  result_.verdict = may_test(step_) ? verdict_of_untold(why, name_)
+                                    : Verdict{.cause = std::string(kCauseModule), .reason = why};
 }
 
 }  // namespace cli

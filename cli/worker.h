@@ -27,8 +27,12 @@ struct WorkerTask {
   std::string device;
   Way way = Way::Module;
   drivetest::TestKind kind = drivetest::TestKind::Short;
-  std::string type{};     // for smartctl -d
-  bool is_apart = false;  // another drive claims to be this one
+  std::string type{};          // for smartctl -d
+  bool is_apart = false;       // another drive claims to be this one
+  bool is_type_given = false;  // by the user
+
+  // As name_in_command() has it.
+  std::string given_type() const { return is_type_given ? type : std::string(); }
 };
 
 // Does the work of that process and returns its exit status. The process ends when its parent ends.
@@ -73,6 +77,7 @@ class Worker {
   Hindrance hindrance_ = Hindrance::None;
   bool ended_ = false;
   bool ended_well_ = false;  // it gave its result
+  std::string name_;         // of the drive in commands
   DriveResult result_;
 };
 
