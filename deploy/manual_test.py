@@ -69,6 +69,11 @@ class Command(unittest.TestCase):
         for line in "".join(helps).splitlines():
             self.assertLessEqual(len(line), 100, line)
 
+    def test_help_and_pages_agree_on_the_drives_that_count_where_none_is_named(self):
+        texts = (help_of(PROGRAM, "run"), section(self.text, "SH", "EXIT STATUS"), Readme.text)
+        for text in texts:
+            self.assertIn("unless the test is short and the service offers them", " ".join(text.split()))
+
     def test_every_variable_of_the_environment_is_explained(self):
         read = set()
         for folder in ("cli", "broker", "platform", "engine", "discovery", "drivetest", "providers",
