@@ -51,6 +51,11 @@ std::optional<RunOutcome> ask(broker::ObjectManager& manager, const std::string&
 
 }  // namespace
 
+Verdict no_such_drive() {
+  return {.cause = std::string(readiness_cause(Readiness::NoDevice)),
+          .reason = std::string(kNoSuchDrive) + kShowsAll};
+}
+
 std::optional<Verdict> why_not_a_drive(const std::string& path) {
   struct stat status {};
   const int fault = stat(path.c_str(), &status) == 0 ? 0 : errno;
@@ -59,8 +64,8 @@ std::optional<Verdict> why_not_a_drive(const std::string& path) {
     return Verdict{
         .cause = std::string(readiness_cause(Readiness::NoPermission)),
         .reason = std::string(std::strerror(fault)) + "; " + permission_advice(geteuid() == 0)};
-  std::string why = fault == 0 ? "not a block device" : std::strerror(fault);
-  if (fault == ENOENT || fault == ENOTDIR) why = kNoSuchDrive;
+  if (fault == ENOENT || fault == ENOTDIR) return no_such_drive();
+  const std::string why = fault == 0 ? "not a block device" : std::strerror(fault);
   return Verdict{.cause = std::string(readiness_cause(Readiness::NoDevice)),
                  .reason = why + kShowsAll};
 }

@@ -18,6 +18,9 @@ struct DriveResult;
 // A drive of which nothing was asked.
 DriveResult not_tested(std::string device, std::string cause, std::string reason);
 
+// Of a name that no drive has.
+Verdict no_such_drive();
+
 // Nothing, or why the path is no drive, with its cause. One that may not be looked at could be one.
 std::optional<Verdict> why_not_a_drive(const std::string& path);
 

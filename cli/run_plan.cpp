@@ -39,6 +39,15 @@ std::string left_out_reason(const ListedDrive& drive) {
   return drive.words() + "; --force tests it all the same";
 }
 
+// Why no device of the machine has that name. In a folder that may not be searched a serial number
+// or a typing error would be a file that may not be seen, as a path is.
+std::optional<Verdict> why_not_named(const std::string& name, const fs::path& path) {
+  std::optional<Verdict> why = why_not_a_drive(path);
+  const bool is_hidden = why && why->cause == readiness_cause(Readiness::NoPermission);
+  if (is_hidden && name.find('/') == name.npos) why = no_such_drive();
+  return why;
+}
+
 PlannedDrive planned(const std::string& name, const Places& places,
                      const std::vector<ListedDrive>& drives) {
   const fs::path path = resolve(places, name);
@@ -48,7 +57,7 @@ PlannedDrive planned(const std::string& name, const Places& places,
     if (drive.testable()) return {name, drive.device};
     return {name, drive.device, left_out_reason(drive), std::string(drive.left_out_cause())};
   }
-  if (const auto why = why_not_a_drive(path)) {
+  if (const auto why = why_not_named(name, path)) {
     const std::string named = drivetest::path_named(name, places.start);
     return {name, named.empty() ? name : named, why->reason, why->cause};
   }

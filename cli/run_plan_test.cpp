@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/fsuid.h>
 #include <unistd.h>
 
 namespace cli {
@@ -66,6 +67,23 @@ TEST(PlanNamed, SaysWhatIsNoDrive) {
   const std::vector<PlannedDrive> plan = plan_named({"/dev/null", "none"}, {.start = "/"}, {});
   EXPECT_EQ(plan[0].reason, "not a block device; 'hddtest status' shows all");
   EXPECT_EQ(plan[1].reason, "there is no such drive; 'hddtest status' shows all");
+}
+
+TEST(PlanNamed, TakesNoSerialNumberForAFileThatMayNotBeSeen) {
+  std::string folder = fs::temp_directory_path() / "run_plan.XXXXXX";
+  ASSERT_TRUE(mkdtemp(folder.data()));
+  fs::permissions(folder, fs::perms::none);
+  // Only this thread's rights, and only those over files.
+  constexpr uid_t kNobody = 65534;
+  setfsuid(geteuid() == 0 ? kNobody : geteuid());
+  const std::vector<PlannedDrive> plan =
+      plan_named({"EX0001", "./sda", folder + "/sda"}, {.start = folder}, {});
+  setfsuid(geteuid());
+  fs::remove(folder);
+  ASSERT_EQ(plan.size(), 3U);
+  EXPECT_EQ(plan[0].cause, "no-device");
+  EXPECT_EQ(plan[0].reason, "there is no such drive; 'hddtest status' shows all");
+  for (const PlannedDrive& path : {plan[1], plan[2]}) EXPECT_EQ(path.cause, "no-permission");
 }
 
 TEST(PermissionAdvice, DoesNotSendRootToRoot) {
