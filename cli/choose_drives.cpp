@@ -47,14 +47,16 @@ std::vector<std::string> nodes_of(const FoundDrive& found) {
 }
 
 // Whether smartctl asks there even if there is no such node: the number of a SCSI host stands for
-// the drives behind it, and nodes of 3ware controllers it makes itself.
+// the drives behind it, and nodes of 3ware and Adaptec controllers it makes itself.
 bool need_not_exist(const Place& place) {
   const std::size_t number = place.device.find_last_not_of("0123456789") + 1;
   if (number == place.device.size()) return false;
   const std::string node = place.device.substr(0, number);
-  const bool is_3ware = node == "/dev/twe" || node == "/dev/twa" || node == "/dev/twl";
-  return node == "/dev/bus/" ||
-         (is_3ware && drivetest::member_type(place.type).starts_with("3ware"));
+  const std::string member = drivetest::member_type(place.type);
+  if (node == "/dev/twe" || node == "/dev/twa" || node == "/dev/twl")
+    return member.starts_with("3ware");
+  if (node == "/dev/aac") return member.starts_with("aacraid");
+  return node == "/dev/bus/";
 }
 
 // Why no tool has to ask there, where no drive was found; empty: there may be one all the same.
