@@ -59,6 +59,7 @@ SeenLook DriveTests::look_of(ChosenDrive& drive, bool wake) {
   if (!seen || (wake && is_asleep)) seen = keeper_.see(drive.place, wake);
   if (seen->look.fault != LookFault::None) {
     try {
+      const std::lock_guard guard(lock_);  // compare() notes who has answered
       keeper_.with_history([&](drivetest::History& history) {
         seen->look.drive = recognised(history, drive, seen->look);
         history.identity_of(seen->look.drive);

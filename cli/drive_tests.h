@@ -74,7 +74,8 @@ class DriveTests {
   void compare(const ChosenDrive& drive, bool wake);
 
   // The look at a drive that was chosen: the one that was taken, the first time. What a drive that
-  // does not answer leaves untold of itself is what the history knows of it.
+  // does not answer leaves untold of itself is what the history knows of it. Several threads may
+  // call it at once, for different drives.
   drivetest::SeenLook look_of(ChosenDrive& drive, bool wake);
 
   // Of a device that is tested by its name alone: with its type where other drives claim to be the
@@ -164,8 +165,9 @@ class DriveTests {
                      bool wake);
 
   DrivesApart drives_;
-  std::set<std::string> answered_;  // what the drives claim to be that have said so
-  std::set<std::string> named_;     // what the kernel knows the drives of this machine by
+  // What the drives claim to be that have said so; under the lock once drives are chosen.
+  std::set<std::string> answered_;
+  std::set<std::string> named_;  // what the kernel knows the drives of this machine by
   SystemTime time_;
   std::unique_ptr<drivetest::History> history_;
   std::optional<drivetest::HistoryError> no_history_;  // why it cannot be opened

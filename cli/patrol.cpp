@@ -83,7 +83,11 @@ class Patrol {
     // Its array has finished since the other drives were looked at, or it did not answer then.
     if (!drive.seen || drive.seen->look.fault != LookFault::None)
       tests.compare(drive, options_.wake);
-    const StartOutcome outcome = tests.keeper().start(drive.place, kind_, false, options_.wake);
+    // The look that has told drives apart may be hours old.
+    ChosenDrive unseen = drive;
+    unseen.seen.reset();
+    const StartOutcome outcome =
+        tests.keeper().start(tests.look_of(unseen, options_.wake), kind_, false, options_.wake);
     if (outcome.result != StartResult::Started) return patrolled(drive, outcome);
     if (!json_)
       standard_output().write(escape(drive.shown_name()) + ": " + options_.kind +
