@@ -293,6 +293,8 @@ TEST_F(DriveRun, SaysWhatToDoAboutAPathThatMayNotBeFollowed) {
   setfsuid(geteuid() == 0 ? kNobody : geteuid());
   const std::optional<Verdict> why = why_not_a_drive(path);
   setfsuid(geteuid());
+  // Else nobody but root could remove it.
+  fs::permissions(folder_ / "closed", fs::perms::owner_all);
   ASSERT_TRUE(why);
   EXPECT_EQ(why->cause, "no-permission");
   EXPECT_TRUE(why->reason.starts_with("Permission denied; ")) << why->reason;
