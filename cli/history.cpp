@@ -50,11 +50,24 @@ constexpr const char* kFooter =
     "root sees it.\n"
     "Exit status: 0, or 3 if the history cannot be read or written.";
 
-// Whether the test is that of a drive which is gone, or of another machine, that goes by the name.
-// A device is a name of those only where no drive has it now.
-bool goes_by(const KeptTest& test, const std::string& name, bool is_taken) {
-  return test.drive.serial_number == name || test.drive.world_wide_name == name ||
-         (!is_taken && test.row.place.device == name);
+// A name by which no test was found as that of a drive which is there. It may be that of one which
+// is gone, or of another machine.
+struct Untested {
+  std::string name;      // as the user wrote it
+  std::string device{};  // the path that it is or may be; empty: none, or a drive has it now
+  bool is_there = false;
+};
+
+Untested untested(const ChosenDrive& drive) {
+  Untested one{.name = drive.name, .is_there = !drive.known.place.device.empty()};
+  if (one.is_there) return one;
+  one.device = drive.place.device;
+  // Where nothing is there any more, the path of a drive is told from a serial number with a '/' by
+  // the tests that are kept.
+  std::error_code error;
+  if (one.device.empty() && one.name.find('/') != std::string::npos)
+    one.device = drivetest::path_named("./" + one.name, std::filesystem::current_path(error));
+  return one;
 }
 
 // Of a drive that cannot say which one it is, also those that may be its own, and a word on that.
@@ -84,34 +97,28 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryArguments& o
     if (kept.size() > limit) kept.erase(std::prev(kept.end()));
   };
   if (options.devices.empty()) history.each(keep);
-  std::map<std::string, bool> gone;  // names, and whether a drive has it now
+  std::vector<Untested> left;
   if (!options.devices.empty()) {
     for (ChosenDrive& drive : tests.choose(options.devices, "", false)) {
       const bool is_there = !drive.known.place.device.empty();
       std::vector<KeptTest> found;
       if (drive.reason.empty()) found = tests_of(tests, drive, is_there, limit);
-      // The rows have the device, and the user may have named it by a relative path.
-      const bool is_path = !is_there && !drive.place.device.empty();
-      if (found.empty()) gone.emplace(is_path ? drive.place.device : drive.name, is_there);
+      if (found.empty()) left.push_back(untested(drive));
       for (const KeptTest& test : found) keep(test);
     }
   }
-  for (const auto& [name, is_there] : gone) {
-    for (const KeptTest& test : history.of_drives_named(name, limit)) keep(test);
-    if (is_there) continue;
-    for (const KeptTest& test : history.at_device(name)) keep(test);
+  for (const Untested& one : left) {
+    std::vector<KeptTest> found = history.of_drives_named(one.name, limit);
+    if (!one.device.empty())
+      for (KeptTest& test : history.at_device(one.device)) found.push_back(std::move(test));
+    // A typing error must not look like a drive that was never tested.
+    if (found.empty() && !one.is_there)
+      throw CommandFailure(one.name + ": " + kNoSuchDrive + ", and no test of one is kept" +
+                           kShowsAll);
+    for (const KeptTest& test : found) keep(test);
   }
   std::vector<KeptTest> shown;
   for (auto& [place, test] : kept) shown.push_back(std::move(test));
-  // A typing error must not look like a drive that was never tested.
-  for (const auto& [name, is_there] : gone) {
-    const bool is_shown =
-        std::ranges::any_of(shown, [&name = name, &is_there = is_there](const KeptTest& test) {
-          return goes_by(test, name, is_there);
-        });
-    if (!is_there && !is_shown)
-      throw CommandFailure(name + ": " + kNoSuchDrive + ", and no test of one is kept" + kShowsAll);
-  }
   return shown;
 }
 

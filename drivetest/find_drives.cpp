@@ -281,13 +281,16 @@ std::vector<FoundDrive> find_drives(const ToolOutput& scan) {
 }
 
 std::string path_named(const std::string& name, const std::filesystem::path& folder) {
-  if (name.starts_with("/")) return name;
   if (name.find('/') == name.npos) return {};
   const std::filesystem::path path = folder / name;
+  const bool is_absolute = name.starts_with("/");
+  // The name of a link stays. What is before ".." may be a link too, and then leads up elsewhere.
+  const bool leads_up = std::ranges::find(path, "..") != path.end();
+  if (is_absolute && !leads_up) return path.lexically_normal();
   std::error_code error;
   std::string canonical = std::filesystem::weakly_canonical(path, error);
   if (error) canonical = path;
-  const bool is_path = name.front() == '.' || !Sysfs().target(canonical).empty();
+  const bool is_path = is_absolute || name.front() == '.' || !Sysfs().target(canonical).empty();
   return is_path ? canonical : std::string();
 }
 

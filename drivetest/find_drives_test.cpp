@@ -1,6 +1,7 @@
 #include "drivetest/find_drives.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -210,6 +211,10 @@ TEST_F(FindDrives, KnowsADriveByARelativePath) {
   std::filesystem::current_path(before);
   EXPECT_EQ(path_named("./sda", "/dev"), "/dev/sda");
   EXPECT_EQ(path_named("sda", "/dev"), "") << "a name";
+  EXPECT_EQ(path_named("/dev//./sda", "/"), "/dev/sda");
+  EXPECT_EQ(path_named("/dev/disk/by-id/ata-Example_S1", "/"), "/dev/disk/by-id/ata-Example_S1");
+  EXPECT_EQ(path_named("/proc/self/fd/../comm", "/"), "/proc/" + std::to_string(getpid()) + "/comm")
+      << "a link leads elsewhere";
 }
 
 TEST_F(FindDrives, TakesATypeThatTheScanDoesNotKnow) {
