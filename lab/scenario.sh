@@ -216,7 +216,8 @@ guest_commands() {
 
 # On a busy host the starting kernel does not get the interrupts by which it checks its timer, and
 # would panic: no_timer_check. It prints nothing itself; loglevel=1 would show panics, but also that
-# it powers down. The rest spares it checks of itself, which are half of what it does until a scenario begins.
+# it powers down. The rest spares it half of what it does until a scenario begins: checks of its
+# ciphers, and with rodata and mitigations protections that a machine of a few seconds does not need.
 kernel_options=(console=ttyS0 quiet loglevel=0 panic=-1 no_timer_check cryptomgr.notests rodata=off
   mitigations=off)
 
