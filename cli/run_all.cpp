@@ -265,8 +265,8 @@ class Run {
       const std::string& words = plan_[index].words;
       const bool is_of_module = result.verdict.cause == kCauseLeftOut && !words.empty();
       if (!json_)
-        output.write(escape(shown_name(result.device, result.place) + ": not tested: " +
-                            (is_of_module ? words : result.verdict.reason)) +
+        output.write(escape(shown_name(result.device, result.place) +
+                            ": not tested: " + (is_of_module ? words : result.verdict.reason)) +
                      "\n");
     } else if (!result.verdict.outcome) {
       complain(complaint(result));

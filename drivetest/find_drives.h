@@ -31,8 +31,8 @@ struct FoundDrive {
 std::vector<FoundDrive> find_drives(const ToolOutput& scan);
 
 // The path that a user's name for a drive is, from the root on, without doubled slashes and such:
-// one with a '/' may be relative to the folder. Empty: it is none. A serial number may have a '/', too, so that only what is there or
-// begins with a '.' is a relative path.
+// one with a '/' may be relative to the folder. Empty: it is none. A serial number may have a '/',
+// too, so that only what is there or begins with a '.' is a relative path.
 std::string path_named(const std::string& name, const std::filesystem::path& folder);
 
 // The place of what a user has named: a node or a link to one, the name of such a link, or a serial
