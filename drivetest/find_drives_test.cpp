@@ -89,10 +89,10 @@ TEST_F(FindDrives, TakesNoNameFromAUsbBridge) {
 TEST_F(FindDrives, DoubtsDrivesBehindUsbBridgesThatHaveSerialNumbers) {
   for (int number : {7, 8}) {
     tree_.scsi_host(number, "usb-storage");
-    const std::string port = "2-" + std::to_string(number);
+    const std::string port = number == 7 ? "2-7/2-7:1.0" : "2-8/2-8:1.0";
     const std::string device =
-        tree_.scsi_device("pci0000:00/0000:00:14.0/usb2/" + port + "/" + port + ":1.0",
-                          std::to_string(number) + ":0:0:0", "Example", "Bridge");
+        tree_.scsi_device("pci0000:00/0000:00:14.0/usb2/" + port, std::to_string(number) + ":0:0:0",
+                          "Example", "Bridge");
     tree_.file(device + "/vpd_pg80", std::string("\0\x80\0\2", 4) + "B" + std::to_string(number));
     tree_.block(device, number == 7 ? "sdq" : "sdr");
   }
