@@ -55,6 +55,7 @@ constexpr const char* kFooter =
 struct Untested {
   std::string name;      // as the user wrote it
   std::string device{};  // the path that it is or may be; empty: none, or a drive has it now
+  std::string by_id{};   // the last name of a path of /dev/disk/by-id; empty: it is none
   bool is_there = false;
 };
 
@@ -65,8 +66,12 @@ Untested untested(const ChosenDrive& drive) {
   // Where nothing is there any more, the path of a drive is told from a serial number with a '/' by
   // the tests that are kept.
   std::error_code error;
-  if (one.device.empty() && one.name.find('/') != std::string::npos)
-    one.device = drivetest::path_named("./" + one.name, std::filesystem::current_path(error));
+  if (one.device.empty())
+    one.device = one.name.find('/') == std::string::npos
+                     ? "/dev/" + one.name
+                     : drivetest::path_named("./" + one.name, std::filesystem::current_path(error));
+  const std::filesystem::path path = one.device;
+  if (path.parent_path() == "/dev/disk/by-id") one.by_id = path.filename();
   return one;
 }
 
@@ -111,6 +116,9 @@ std::vector<KeptTest> tests_to_show(DriveTests& tests, const HistoryArguments& o
     std::vector<KeptTest> found = history.of_drives_named(one.name, limit);
     if (!one.device.empty())
       for (KeptTest& test : history.at_device(one.device)) found.push_back(std::move(test));
+    if (!one.by_id.empty())
+      for (KeptTest& test : history.of_drives_named(one.by_id, limit))
+        found.push_back(std::move(test));
     // A typing error must not look like a drive that was never tested.
     if (found.empty() && !one.is_there)
       throw CommandFailure(one.name + ": " + kNoSuchDrive + ", and no test of one is kept" +
