@@ -53,7 +53,10 @@ Verdict verdict_of(const Followed& followed, const std::string& device,
     case Followed::End::Ended:
       break;
   }
-  return verdict_of_row(followed.row, followed.drive.protocol, device);
+  // A controller's drives have one device, and the history takes no type.
+  const bool is_member = !drivetest::member_type(followed.drive.place.type).empty();
+  return verdict_of_row(followed.row, followed.drive.protocol,
+                        is_member ? followed.drive.serial_number : device);
 }
 
 // What a passed test is told by: "long test: completed without error, at 4660 power-on hours".

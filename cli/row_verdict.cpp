@@ -99,7 +99,7 @@ std::string_view cause_of(LookFault fault) {
 
 }  // namespace
 
-Verdict verdict_of_row(const TestRow& row, Protocol protocol, const std::string& device) {
+Verdict verdict_of_row(const TestRow& row, Protocol protocol, const std::string& in_history) {
   Verdict verdict{.outcome = outcome_of(row), .block = row.first_bad_block, .hours = row.hours};
   if (verdict.outcome == RunOutcome::Passed) return verdict;
   if (verdict.outcome) {
@@ -108,8 +108,9 @@ Verdict verdict_of_row(const TestRow& row, Protocol protocol, const std::string&
   } else {
     verdict.cause = kCauseUnknown;
     verdict.reason =
-        fmt::format("how the test ended is not known: {}; 'hddtest history {}' shows its tests",
-                    row.cause, name_in_command(device));
+        fmt::format("how the test ended is not known: {}; 'hddtest history{}' shows {} tests",
+                    row.cause, in_history.empty() ? "" : " " + name_in_command(in_history),
+                    in_history.empty() ? "all" : "its");
   }
   return verdict;
 }

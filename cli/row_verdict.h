@@ -8,9 +8,10 @@
 
 namespace cli {
 
-// Without outcome where the row has none or its result is not known.
+// Without outcome where the row has none or its result is not known. in_history: what finds the
+// drive's tests there; empty where only a list of all does.
 Verdict verdict_of_row(const drivetest::TestRow& row, drivetest::Protocol protocol,
-                       const std::string& device);
+                       const std::string& in_history);
 
 // Of a drive that was looked at in vain.
 Verdict verdict_of_fault(const drivetest::Look& look);

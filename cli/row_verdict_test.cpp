@@ -21,6 +21,17 @@ TestRow ended(drivetest::Outcome outcome, std::optional<int> code, const std::st
   return row;
 }
 
+// A drive without a name of its own for the history, such as one of many behind one device.
+TEST(VerdictOfRow, NamesAListThatHasTheTest) {
+  const TestRow row = ended(drivetest::Outcome::Unknown, 0, "its entry is gone");
+  EXPECT_EQ(verdict_of_row(row, Protocol::Ata, "EX0011").reason,
+            "how the test ended is not known: its entry is gone; 'hddtest history EX0011' shows "
+            "its tests");
+  EXPECT_EQ(
+      verdict_of_row(row, Protocol::Ata, "").reason,
+      "how the test ended is not known: its entry is gone; 'hddtest history' shows all tests");
+}
+
 TEST(VerdictOfRow, HasTheDrivesOwnWordsAndNumbers) {
   TestRow row = ended(drivetest::Outcome::Failed, 7, "read failure");
   row.first_bad_block = 4711;

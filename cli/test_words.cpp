@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <filesystem>
 
 #include "cli/drive_look.h"
 #include "cli/exit_status.h"
@@ -73,7 +74,8 @@ drivetest::TestKind kind_named(const std::string& name, const std::vector<std::s
 namespace {
 
 bool needs_type(const std::string& name, const drivetest::Place& place) {
-  return name == place.device && !drivetest::member_type(place.type).empty();
+  return std::filesystem::path(name).lexically_normal() == place.device &&
+         !drivetest::member_type(place.type).empty();
 }
 
 }  // namespace
