@@ -92,8 +92,9 @@ class Run {
  private:
   bool every_drive() const { return options_.devices.empty(); }
 
-  // Nobody named it, and neither the module nor the library can test it. In short tests a drive
-  // that the module offers counts all the same: somebody expects it to be tested.
+  // Nobody named it, and neither the module nor the library can test it, such as a card reader that
+  // is empty. In short tests a drive that the module offers counts all the same: somebody expects
+  // it to be tested.
   bool left_out(std::size_t index) const {
     const DriveResult& result = results_[index];
     if (!every_drive()) return false;
