@@ -14,7 +14,8 @@ namespace cli {
 
 struct DriveResult {
   std::string device{};  // as the user named it
-  // Where the drive was asked, or is to be; without a device where that is not known.
+  // Where the drive was asked, or is to be. Where no path leads to it the device is empty, or what
+  // the user named.
   drivetest::Place place{};
   // Not set for somebody else's test whose drive does not tell.
   std::optional<drivetest::TestKind> kind = drivetest::TestKind::Short;

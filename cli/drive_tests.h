@@ -165,7 +165,8 @@ class DriveTests {
                      bool wake);
 
   DrivesApart drives_;
-  // What the drives claim to be that have said so; under the lock once drives are chosen.
+  // What the drives claim to be that have said so; under the lock where several threads
+  // look. Only a patrol adds to it then, and it does not ask what was chosen meanwhile.
   std::set<std::string> answered_;
   std::set<std::string> named_;  // what the kernel knows the drives of this machine by
   SystemTime time_;

@@ -41,8 +41,8 @@ RUN, LISTING = 3e3, 6e3
 ENUMERATION = 4e3  # it keeps nothing, but its pools vary by some bytes
 SLACK = 64e3  # whole pages
 STORM_SLACK = 600e3  # free pieces of the heap between used ones, stacks of idle workers
-# Seconds: behind clients of which some left large things free, it looks for free memory every 5.
-GIVES_BACK = 5.5
+# Seconds: the server looks every 5 for memory to give back.
+GIVES_BACK = 7
 # What 32 clients add: descriptors (connections, and those that the server is about to give up),
 # threads (a worker each, and those that end the work of clients that have left), and children.
 MORE = (80, 48, 6)
