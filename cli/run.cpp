@@ -25,10 +25,10 @@ constexpr const char* kFooter =
     "Exit status: 3 if a drive could not be tested or its result is not known, else 1 if\n"
     "one failed, else 2 if one was aborted or knows no such test, else 0. So 3 does not say\n"
     "that none failed: with --json each drive has a status of its own. Without DEVICE drives\n"
-    "that know no such test do not count. In a short test all count that the service offers,\n"
-    "and no other that cannot be reached. Where none is left it is 3. Ctrl-C ends the command\n"
-    "(130 in a shell), but not the tests in the drives: 'hddtest watch' shows them again, and\n"
-    "'hddtest stop' ends them.";
+    "that know no such test do not count. In a short test all count that the service offers;\n"
+    "one that it leaves out and that cannot be reached does not. Where none is left it is 3.\n"
+    "Ctrl-C ends the command (130 in a shell), but not the tests in the drives: 'hddtest watch'\n"
+    "shows them again, and 'hddtest stop' ends them.";
 
 WorkerTask task_of(const RunOptions& options) {
   WorkerTask task{.device = options.devices.at(0),

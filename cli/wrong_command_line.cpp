@@ -36,7 +36,7 @@ bool knows(const CLI::App& command, const std::string& name) {
 
 // In words what the library says of an option and its value.
 std::string of_option(std::string_view said) {
-  const std::string text(platform::trim_end(said, "\n"));
+  std::string text(platform::trim_end(said, "\n"));
   const std::size_t colon = text.find(": ");
   if (colon == text.npos) return text;
   const std::string name = text.substr(0, colon);

@@ -73,7 +73,8 @@ class Command(unittest.TestCase):
         texts = (help_of(PROGRAM, "run"), section(self.text, "SH", "EXIT STATUS"), Readme.text)
         for text in texts:
             self.assertRegex(" ".join(text.split()),
-                             "do not count. In a short test (of `run` )?all count that the service offers")
+                             "do not count. In a short test (of `run` )?all count that the service offers; "
+                             "one that it leaves out and that cannot be reached does not. ")
 
     def test_every_variable_of_the_environment_is_explained(self):
         read = set()
